@@ -1,0 +1,10 @@
+// The command bridge: what the drivers do not reach is done by the platform tool debugCmd.
+#pragma once
+
+namespace zel {
+
+/// Runs one command line through the shell. Numbers only, so a line stays far below the buffer's 128 bytes. The exit
+/// status is not looked at; what the tool prints goes to the caller's standard output.
+[[gnu::format(printf, 1, 2)]] void run_command(const char *format, ...);
+
+}  // namespace zel

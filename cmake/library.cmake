@@ -1,0 +1,66 @@
+# The library proper. It needs libc and nothing else at run time, and calls plain libc functions through the dynamic
+# linker, so that whatever stands in front of libc can serve it without hardware:
+#  -fno-builtin-*        printf, puts and putchar stay what the source says
+#  -D__NO_INLINE__       libc's headers define no inline putchar
+#  -U_FORTIFY_SOURCE     no __read_chk and the like
+#  linked as C            no libstdc++; templates and constexpr need none of it
+set(ZELBOARD_SOURCES
+  board/cage_signals.cpp
+  board/command.cpp
+  board/daughter_board.cpp
+  board/debug_mode.cpp
+  board/expander_init.cpp
+  board/flags.cpp
+  board/led.cpp
+  board/legacy.cpp
+  board/port_map.cpp
+  board/power.cpp
+  board/register.cpp
+  board/relay.cpp
+  board/reset.cpp
+  board/signal_tables.cpp
+  board/watchdog.cpp
+  flash/checksum.cpp
+  flash/crc.cpp
+  flash/device.cpp
+  flash/environment.cpp
+  flash/environment_flags.cpp
+  flash/environment_table.cpp
+  flash/environment_update.cpp
+  flash/file_check.cpp
+  flash/image.cpp
+  flash/map.cpp
+  flash/FW_N25Q256A_api/access.cpp
+  flash/FW_N25Q256A_api/boot_writer.cpp
+  flash/FW_N25Q256A_api/environment.cpp
+  flash/FW_N25Q256A_api/image_copy.cpp
+  flash/FW_N25Q256A_api/image_verify.cpp
+  i2c/bus.cpp
+  i2c/clock.cpp
+  i2c/clock_codec.cpp
+  i2c/stubs.cpp
+  i2c/temperature.cpp
+  i2c/transfer.cpp)
+
+add_library(zelboard_objects OBJECT ${ZELBOARD_SOURCES})
+target_include_directories(zelboard_objects PUBLIC include PRIVATE ${CMAKE_SOURCE_DIR})
+target_compile_options(zelboard_objects PRIVATE
+  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
+  -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections
+  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar -D__NO_INLINE__)
+set_target_properties(zelboard_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  # Small everywhere, fast where bytes are counted by the million.
+  target_compile_options(zelboard_objects PRIVATE -Os)
+  set_source_files_properties(flash/checksum.cpp flash/crc.cpp PROPERTIES COMPILE_OPTIONS -O2)
+endif()
+
+add_library(zelboard SHARED $<TARGET_OBJECTS:zelboard_objects>)
+target_include_directories(zelboard PUBLIC
+  $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set_target_properties(zelboard PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE C)
+target_link_options(zelboard PRIVATE -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro)
+if(NOT ZELBOARD_SANITIZE)
+  target_link_options(zelboard PRIVATE -static-libgcc -Wl,--no-undefined)
+endif()

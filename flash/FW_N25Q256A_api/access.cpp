@@ -1,0 +1,131 @@
+// Raw access to the N25Q256A. The driver takes the flash address as the node's file position and reaches addresses above
+// 16 MiB through the chip's extended address register; the restoring flavour of each operation sets that register back.
+#include <stdio.h>
+
+#include "board/request.h"
+#include "flash/map.h"
+
+namespace zel {
+namespace {
+
+constexpr uint8_t kEraseSector = 0xD1;
+constexpr uint32_t kPieceMask = 0xFFFF;  // pieces and sectors are counted in 16 bits
+constexpr useconds_t kReadPause = 10, kProgramPause = 2, kErasePause = 2, kChipErasePause = 1;
+
+enum class Flavour { Restoring, Plain };
+
+void seek(const Descriptor &node, uint32_t address) { lseek(node.get(), static_cast<off_t>(address), SEEK_SET); }
+
+bool read_at(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
+  seek(node, address);
+  return read(node.get(), buffer, length) >= 0;  // a short count is the driver's business
+}
+
+bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
+  const uint32_t piece = flash_def[kSectorSize];
+  if (piece == 0 || length < piece) return read_at(node, address, length, buffer);
+
+  const uint32_t pieces = (length / piece) & kPieceMask;
+  for (uint32_t i = 0; i < pieces; ++i) {
+    if (!read_at(node, address + i * piece, piece, buffer + size_t{i} * piece)) return false;
+    usleep(kReadPause);
+  }
+  const uint32_t rest = length % piece;
+  return rest == 0 || read_at(node, address + pieces * piece, rest, buffer + size_t{pieces} * piece);
+}
+
+uint32_t read_flash(uint32_t address, uint32_t length, uint8_t *buffer, Flavour flavour) {
+  {
+    const Descriptor node(open(kSpiFlash, O_RDONLY));
+    if (!node || !read_span(node, address, length, buffer)) return FW_FAIL;
+  }
+  // Only after a success: a failed read leaves the driver where it was.
+  if (flavour == Flavour::Restoring) FW_N25Q256A_SetExtendedLow();
+  return 0;
+}
+
+/// Writes a span cut at page boundaries: the chip wraps inside a page. An empty span is one write of nothing.
+bool program_span(const Descriptor &node, uint32_t address, uint32_t length, const uint8_t *buffer) {
+  const uint32_t page = page_size();
+  do {
+    const uint32_t room = page == 0 ? length : page - address % page;
+    const uint32_t piece = length < room ? length : room;
+    seek(node, address);
+    if (write(node.get(), buffer, piece) < 0) return false;
+    address += piece;
+    buffer += piece;
+    length -= piece;
+  } while (length != 0);
+  return true;
+}
+
+uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer, Flavour flavour) {
+  {
+    const Descriptor node(open(kSpiFlash, O_WRONLY));
+    if (!node || !program_span(node, address, length, buffer)) return FW_FAIL;
+  }
+  usleep(kProgramPause);
+  if (flavour == Flavour::Restoring) FW_N25Q256A_SetExtendedLow();
+  return 0;
+}
+
+uint32_t erase_sector(uint32_t address, Flavour flavour) {
+  bool made = false;
+  const auto at_address = [&](const Descriptor &node) {
+    seek(node, address);
+    return true;
+  };
+  const uint32_t result = prepared_request({kSpiFlash, kEraseSector}, nullptr, at_address, [&] { made = true; });
+  if (!made) return result;
+  usleep(kErasePause);
+  if (flavour == Flavour::Restoring) FW_N25Q256A_SetExtendedLow();
+  return result;
+}
+
+uint32_t erase_all_sectors(const Descriptor &node) {
+  const uint32_t sectors = flash_def[kSectorCount] & kPieceMask;
+  for (uint32_t i = 0; i < sectors; ++i) {
+    seek(node, i * flash_def[kSectorSize]);
+    const uint32_t result = send(node, kEraseSector, nullptr);
+    if (result == 0) printf("Erase chip [%d] percent\n", static_cast<int>(100 * i / sectors));
+    usleep(kChipErasePause);
+    if (result != 0) return result;
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace zel
+
+using zel::Flavour;
+
+uint32_t FW_N25Q256A_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer) {
+  return zel::read_flash(address, length, buffer, Flavour::Restoring);
+}
+
+uint32_t FW_N25Q256A_FlashRead(uint32_t address, uint32_t length, uint8_t *buffer) {
+  return zel::read_flash(address, length, buffer, Flavour::Plain);
+}
+
+uint32_t FW_N25Q256A_WriteFlash(uint32_t address, uint32_t length, const uint8_t *buffer) {
+  return zel::program_flash(address, length, buffer, Flavour::Restoring);
+}
+
+uint32_t FW_N25Q256A_FlashWrite(uint32_t address, uint32_t length, const uint8_t *buffer) {
+  return zel::program_flash(address, length, buffer, Flavour::Plain);
+}
+
+uint32_t FW_N25Q256A_SectorErase(uint32_t address) { return zel::erase_sector(address, Flavour::Restoring); }
+
+uint32_t FW_N25Q256A_EraseSector(uint32_t address) { return zel::erase_sector(address, Flavour::Plain); }
+
+uint32_t FW_N25Q256A_ChipErase(void) {
+  {
+    const zel::Descriptor node(open(zel::kSpiFlash, O_RDWR));
+    if (!node) return FW_FAIL;
+    const uint32_t result = zel::erase_all_sectors(node);
+    if (result != 0) return result;
+  }
+  FW_N25Q256A_SetExtendedLow();
+  return 0;
+}

@@ -1,0 +1,96 @@
+// The boot writer of the service programs: no verification, no flags, progress in percent.
+#include <stdio.h>
+#include <string.h>
+
+#include "flash/FW_N25Q256A_api/partition.h"
+#include "flash/buffer.h"
+#include "flash/file_kind.h"
+
+namespace zel {
+namespace {
+
+class File {
+ public:
+  explicit File(FILE *file) : file_(file) {}
+  File(const File &) = delete;
+  File &operator=(const File &) = delete;
+  ~File() {
+    if (file_ != nullptr) fclose(file_);
+  }
+
+  explicit operator bool() const { return file_ != nullptr; }
+  FILE *get() const { return file_; }
+
+ private:
+  FILE *file_;
+};
+
+/// Size of the file; nothing for what has no usable one: a socket, more bytes than an address can tell.
+std::optional<uint32_t> size_of(const File &file) {
+  if (fseek(file.get(), 0, SEEK_END) != 0) return std::nullopt;
+  const long size = ftell(file.get());
+  if (size < 0 || static_cast<unsigned long>(size) > UINT32_MAX) return std::nullopt;
+  return static_cast<uint32_t>(size);
+}
+
+class Progress {
+ public:
+  explicit Progress(uint32_t steps) : steps_(steps & 0xFFFF) {}
+  void print(uint32_t done) const {
+    if (steps_ != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / steps_));
+  }
+
+ private:
+  uint32_t steps_;  // kept to 16 bits
+};
+
+/// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. The count that fread
+/// gives is not looked at: missing bytes are programmed as zeros.
+bool program_sector(const File &file, uint32_t index, uint32_t count, const Buffer &buffer) {
+  const uint32_t sector = flash_def[kSectorSize];
+  memset(buffer.get(), 0, size_t{sector} + 1);
+  fseek(file.get(), static_cast<long>(index) * static_cast<long>(sector), SEEK_SET);
+  [[maybe_unused]] const size_t got = fread(buffer.get(), 1, count, file.get());
+  return FW_N25Q256A_WriteFlash(flash_def[kBootloader] + index * sector, count, buffer.get()) != FW_FAIL;
+}
+
+bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
+  const uint32_t sector = flash_def[kSectorSize];
+  const uint32_t whole = (size / sector) & 0xFFFF;
+  const uint32_t rest = size % sector;
+  const uint32_t erases = boot_erase_count();
+  const Progress progress(erases + whole + (rest != 0 ? 1 : 0));
+
+  for (uint32_t i = 0; i < erases; ++i) {
+    if (FW_N25Q256A_SectorErase(flash_def[kBootloader] + i * sector) == FW_FAIL) return false;
+    progress.print(i);
+  }
+  for (uint32_t i = 0; i < whole; ++i) {
+    if (!program_sector(file, i, sector, buffer)) return false;
+    progress.print(i + erases);
+  }
+  if (rest != 0) {
+    if (!program_sector(file, whole, rest, buffer)) return false;
+    printf("Write boot file finish; write len=[%d]\n", static_cast<int>(size));
+  }
+  return true;
+}
+
+uint32_t write_boot_file(const char *path) {
+  const Buffer buffer(size_t{flash_def[kSectorSize]} + 1);
+  if (is_pipe_or_directory(path)) return FW_FAIL;
+  const File file(fopen(path, "r"));
+  if (!file && debugging()) printf("Open Boot file [%s] fail\n", path);
+  if (!file || !buffer || flash_def[kSectorSize] == 0) return FW_FAIL;
+  const std::optional<uint32_t> size = size_of(file);
+  return size && write_boot(file, *size, buffer) ? 0 : FW_FAIL;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_WriteBoot(const char *path) {
+  const uint32_t result = zel::write_boot_file(path);
+  if (result == 0) FW_N25Q256A_SetExtendedLow();
+  return result;
+}

@@ -1,0 +1,54 @@
+// Proof that an image arrived: the CRC-32 of what the flash holds.
+#include <stdio.h>
+#include <unistd.h>
+
+#include "flash/FW_N25Q256A_api/partition.h"
+#include "flash/buffer.h"
+
+namespace zel {
+namespace {
+
+constexpr useconds_t kPiecePause = 5000;
+
+/// CRC-32 of `length` bytes from `base`, read piece by piece; nothing when a piece cannot be read.
+std::optional<uint32_t> flash_crc(uint32_t base, uint32_t length, const Buffer &piece) {
+  uint32_t crc = 0;
+  for (uint32_t offset = 0; offset < length;) {
+    const uint32_t left = length - offset;
+    const uint32_t count = left < flash_def[kCopyPiece] ? left : flash_def[kCopyPiece];
+    if (count == 0 || FW_N25Q256A_FlashRead(base + offset, count, piece.get()) != 0) {
+      if (debugging()) puts("FW_N25Q256A_CheckCRC() Read Flash error !!");
+      return std::nullopt;
+    }
+    usleep(kPiecePause);
+    crc = FW_crc321(crc, piece.get(), count);
+    offset += count;
+  }
+  return crc;
+}
+
+uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) {
+  std::optional<uint32_t> found;
+  {
+    const Buffer piece(flash_def[kCopyPiece]);
+    if (!base) complain_of_partition();
+    if (!base || !piece) return FW_FAIL;
+    if (debugging()) printf("FW_N25Q256A_CheckCRC() w_len=%d(0x%08x)\n", static_cast<int>(length), length);
+    found = flash_crc(*base, length, piece);
+    if (!found) return FW_FAIL;
+    if (debugging()) printf("FW_N25Q256A_CheckCRC() w_crc=[%08x], r_rcr=[%08x]\n", crc, *found);
+  }
+  FW_N25Q256A_SetExtendedLow();
+  return *found == crc ? 0 : FW_FAIL;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_CheckCRC(uint32_t part, uint32_t crc, uint32_t length) {
+  return zel::check_crc(zel::partition_base(zel::kImages, part), crc, length);
+}
+
+uint32_t FW_N25Q256A_CheckCRCAll(uint32_t crc, uint32_t length) {
+  return zel::check_crc(flash_def[zel::kBootloader], crc, length);
+}

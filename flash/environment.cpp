@@ -1,0 +1,28 @@
+// Chip-independent fronts of the boot environment region and of the MAC address backup.
+#include "flash/chip.h"
+#include "flash/map.h"
+#include "zelboard/flash.h"
+
+namespace {
+
+constexpr uint32_t kMacRecord = 17;  // bytes; their layout is the caller's
+
+uint32_t store_mac(const uint8_t *mac) {
+  if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[zel::kMacBackup]); failed != 0) return failed;
+  return FW_N25Q256A_WriteFlash(flash_def[zel::kMacBackup], kMacRecord, mac);
+}
+
+}  // namespace
+
+uint32_t FW_SpiFlashEnvRead(uint8_t *buffer) { return zel::dispatch(FW_N25Q256AEnvRead, buffer); }
+
+uint32_t FW_SpiFlashEnvWrite(const uint8_t *buffer) { return zel::dispatch(FW_N25Q256AEnvWrite, buffer); }
+
+uint32_t FW_SpiFlash_BackupMacSet(const uint8_t *mac) { return zel::dispatch(store_mac, mac); }
+
+uint32_t FW_SpiFlash_BackupMacGet(uint8_t *mac) {
+  const zel::Chip chip = zel::fitted_chip();
+  if (chip.unknown) return FW_FAIL;
+  // Unlike the other fronts it takes another chip for one without a backup, not for a failure.
+  return chip.index == 0 ? FW_N25Q256A_ReadFlash(flash_def[zel::kMacBackup], kMacRecord, mac) : 0;
+}

@@ -1,0 +1,119 @@
+// The boot environment's table in memory: parsed from a data area, changed, and serialised back. Nothing here goes beyond
+// the area's 65532 bytes or the table's 200 slots, whatever the area holds.
+#include "flash/environment.h"
+
+env_slot env_data[200] = {};
+const uint8_t *env_ptr = nullptr;
+
+static_assert(sizeof(env_slot) == 593 && sizeof env_data == 118600);
+
+namespace zel {
+namespace {
+
+constexpr size_t kMaxName = sizeof env_slot::name - 1, kMaxValue = sizeof env_slot::value - 1;
+constexpr size_t kListEnd = 1;  // the NUL of the empty entry that closes the list
+
+size_t at_most(size_t length, size_t limit) { return length < limit ? length : limit; }
+
+const uint8_t *find(uint8_t byte, const uint8_t *from, const uint8_t *end) {
+  const void *const found = memchr(from, byte, static_cast<size_t>(end - from));
+  return found != nullptr ? static_cast<const uint8_t *>(found) : end;
+}
+
+/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). What exceeds a field is cut.
+void fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
+  const uint8_t *const equals = find('=', from, end);
+  const size_t name = at_most(static_cast<size_t>(equals - from), kMaxName);
+  memcpy(slot.name, from, name);
+  if (equals != end) {
+    const size_t value = at_most(static_cast<size_t>(end - equals) - 1, kMaxValue);
+    slot.name[name] = '\0';
+    memcpy(slot.value, equals + 1, value);
+    slot.value[value] = '\0';
+  } else if (ended_by_nul) {
+    // Without "=" the NUL goes to the value field, at the name's position: such a name stays unterminated.
+    slot.value[name] = '\0';
+  }
+}
+
+struct Entry {
+  size_t name, value;  // lengths
+
+  size_t size() const { return name + value + 2; }  // with "=" and NUL
+};
+
+/// The name of an entry that had no "=" ends where the slot's fill begins, and its value is empty.
+Entry entry_of(const env_slot &slot) {
+  const size_t name = strnlen(slot.name, sizeof slot.name);
+  if (name < sizeof slot.name) return {name, at_most(strnlen(slot.value, sizeof slot.value), kMaxValue)};
+  const void *const fill = memchr(slot.name, 0xFF, sizeof slot.name);
+  return {fill != nullptr ? static_cast<size_t>(static_cast<const char *>(fill) - slot.name) : kMaxName, 0};
+}
+
+size_t list_size() {
+  size_t size = kListEnd;
+  for (const env_slot &slot : env_data) {
+    if (!is_used(slot)) break;
+    size += entry_of(slot).size();
+  }
+  return size;
+}
+
+env_slot *find_empty_slot() {
+  for (env_slot &slot : env_data) {
+    if (!is_used(slot)) return &slot;
+  }
+  return nullptr;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t env_convert(const uint8_t *data) {
+  const uint8_t *const end = data + zel::kDataSize;
+  const uint8_t *at = data;
+  memset(env_data, 0xFF, sizeof env_data);
+  for (env_slot &slot : env_data) {
+    const uint8_t *const nul = zel::find('\0', at, end);
+    zel::fill_slot(slot, at, nul, nul != end);
+    env_ptr = nul != end ? nul : end - 1;
+    at = env_ptr + 1;
+    if (at == end || *at == '\0') break;
+  }
+  return 0;
+}
+
+uint32_t convert_env(uint8_t *data) {
+  uint8_t *at = data;
+  for (const env_slot &slot : env_data) {
+    const zel::Entry entry = zel::entry_of(slot);
+    const auto room = static_cast<size_t>(data + zel::kDataSize - at);
+    if (!zel::is_used(slot) || entry.size() + zel::kListEnd > room) break;
+    memcpy(at, slot.name, entry.name);
+    at[entry.name] = '=';
+    memcpy(at + entry.name + 1, slot.value, entry.value);
+    at += entry.size();  // the entry's NUL comes from the caller's zero fill
+  }
+  env_ptr = at;
+  return 0;
+}
+
+uint32_t env_add(const char *name, const char *value) {
+  const zel::Entry wanted{strlen(name), strlen(value)};
+  if (wanted.name > zel::kMaxName || wanted.value > zel::kMaxValue) return 0;
+
+  env_slot *const known = zel::find_variable(name);
+  env_slot *const slot = known != nullptr ? known : zel::find_empty_slot();
+  if (slot == nullptr) return 0;
+  const size_t freed = known != nullptr ? zel::entry_of(*known).size() : 0;
+  // A list that outgrew the area would lose its last variables when it is written.
+  if (zel::list_size() - freed + wanted.size() > zel::kDataSize) return 0;
+
+  if (known == nullptr) {
+    memset(slot->name, 0, sizeof slot->name);
+    memcpy(slot->name, name, wanted.name);
+  }
+  memset(slot->value, 0, sizeof slot->value);
+  memcpy(slot->value, value, wanted.value);
+  return 0;
+}

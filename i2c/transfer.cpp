@@ -1,0 +1,58 @@
+#include "i2c/transfer.h"
+
+#include <stddef.h>
+#include <string.h>
+
+#include "board/request.h"
+#include "zelboard/i2c.h"
+
+namespace zel {
+namespace {
+
+struct i2c_xfer {
+  uint8_t data[128];
+  uint8_t len;
+  uint8_t addr;  // 8-bit form
+  uint8_t reserved1[2];
+  uint32_t offset;
+  uint8_t offset_len;
+  uint8_t reserved2[3];
+};
+static_assert(sizeof(i2c_xfer) == 140 && offsetof(i2c_xfer, offset) == 132 && offsetof(i2c_xfer, offset_len) == 136);
+
+constexpr Request kRead{kI2c, 0xB0};
+constexpr Request kWrite{kI2c, 0xB1};
+constexpr uint32_t kMaxOffsetLen = 4;
+constexpr useconds_t kPause = 5000;  // after every request, so that slow devices keep up
+
+/// Makes one transfer. `in` or `out` is null, as the direction has it.
+uint32_t transfer(Request what, uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *in,
+                  void *out) {
+  i2c_xfer record{};
+  if (offset_len > kMaxOffsetLen || len > sizeof record.data) return FW_FAIL;
+  record.len = len;
+  record.addr = addr;
+  record.offset = offset;
+  record.offset_len = static_cast<uint8_t>(offset_len);
+  if (in != nullptr) memcpy(record.data, in, len);
+  return request_then(what, record, [&] {
+    if (out != nullptr) memcpy(out, record.data, len);
+    usleep(kPause);
+  });
+}
+
+}  // namespace
+
+uint32_t i2c_offset_read(uint8_t addr, uint32_t offset, uint8_t len, void *buf) {
+  return transfer(kRead, addr, offset, 1, len, nullptr, buf);
+}
+
+}  // namespace zel
+
+uint32_t FW_I2C_BufRead(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf) {
+  return zel::transfer(zel::kRead, addr, offset, offset_len, len, nullptr, buf);
+}
+
+uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf) {
+  return zel::transfer(zel::kWrite, addr, offset, offset_len, len, buf, nullptr);
+}

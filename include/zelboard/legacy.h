@@ -1,0 +1,19 @@
+/** @file
+ *  Four exported words of an earlier generation, kept so that old programs still link. They are zero at load and no
+ *  function of the library reads or writes them. Not part of zelboard.h: a global named `i` in everyone's scope would
+ *  be a nuisance. */
+#ifndef ZELBOARD_LEGACY_H
+#define ZELBOARD_LEGACY_H
+
+#include "zelboard/export.h"
+
+ZEL_BEGIN_DECLS
+
+extern ZEL_API uint32_t GppShareData;
+extern ZEL_API uint32_t Gppkey;
+extern ZEL_API uint32_t shm_id;
+extern ZEL_API uint32_t i;
+
+ZEL_END_DECLS
+
+#endif
