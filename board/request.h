@@ -33,8 +33,12 @@ class Descriptor {
   explicit Descriptor(int fd) : fd_(fd) {}
   Descriptor(const Descriptor &) = delete;
   Descriptor &operator=(const Descriptor &) = delete;
-  ~Descriptor() {
+  ~Descriptor() { reset(); }
+
+  /// Closes what is open and takes over another descriptor.
+  void reset(int fd = -1) {
     if (fd_ >= 0) close(fd_);
+    fd_ = fd;
   }
 
   explicit operator bool() const { return fd_ >= 0; }

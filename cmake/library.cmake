@@ -21,6 +21,7 @@ set(ZELBOARD_SOURCES
   board/signal_tables.cpp
   board/watchdog.cpp
   flash/checksum.cpp
+  flash/content.cpp
   flash/crc.cpp
   flash/device.cpp
   flash/environment.cpp
@@ -32,15 +33,28 @@ set(ZELBOARD_SOURCES
   flash/map.cpp
   flash/FW_N25Q256A_api/access.cpp
   flash/FW_N25Q256A_api/boot_writer.cpp
+  flash/FW_N25Q256A_api/customize_database.cpp
+  flash/FW_N25Q256A_api/dump.cpp
+  flash/FW_N25Q256A_api/dump_compare.cpp
   flash/FW_N25Q256A_api/environment.cpp
+  flash/FW_N25Q256A_api/gen_database.cpp
+  flash/FW_N25Q256A_api/identity.cpp
   flash/FW_N25Q256A_api/image_copy.cpp
   flash/FW_N25Q256A_api/image_verify.cpp
+  flash/FW_N25Q256A_api/inspect.cpp
+  flash/FW_N25Q256A_api/partition_table.cpp
+  flash/FW_N25Q256A_api/shared_database.cpp
   i2c/bus.cpp
   i2c/clock.cpp
   i2c/clock_codec.cpp
   i2c/stubs.cpp
   i2c/temperature.cpp
-  i2c/transfer.cpp)
+  i2c/transfer.cpp
+  sfp/copper.cpp
+  sfp/identification.cpp
+  sfp/module_class.cpp
+  sfp/phy_register.cpp
+  sfp/sgmii.cpp)
 
 add_library(zelboard_objects OBJECT ${ZELBOARD_SOURCES})
 target_include_directories(zelboard_objects PUBLIC include PRIVATE ${CMAKE_SOURCE_DIR})

@@ -25,5 +25,5 @@ uint32_t FW_CheckFile(const char *path, uint32_t sum) {
     return FW_FAIL;
   }
   const zel::FileSum found = zel::sum_file(file.get());
-  return !found.read_error && found.size == zel::kWholeFlash && found.sum == sum ? 0 : FW_FAIL;
+  return !found.read_error && found.size == zel::whole_flash() && found.sum == sum ? 0 : FW_FAIL;
 }

@@ -1,15 +1,17 @@
 // Size and byte sum of a file, as the check of a whole-flash image and the compare of a dump need them.
 #pragma once
 
-#include <stdint.h>
+#include "flash/map.h"
 
 namespace zel {
 
-inline constexpr uint32_t kWholeFlash = 0x2000000;
+/// Bytes on the whole chip, and so in a whole-flash image.
+inline uint64_t whole_flash() { return uint64_t{flash_def[kSectorSize]} * flash_def[kSectorCount]; }
 
 struct FileSum {
   bool read_error;
-  uint32_t size, sum;  // wrapping
+  uint64_t size;
+  uint32_t sum;  // wrapping
 };
 
 /// Reads from `fd` to the end of the file in pieces of 64 KiB.

@@ -34,10 +34,6 @@ struct Written {
   uint32_t total, crc;
 };
 
-void note(const char *line) {
-  if (debugging()) puts(line);
-}
-
 /// Erases the sector at `address`, then programs the piece unless it is to be skipped.
 bool renew_piece(uint32_t address, uint32_t count, const Buffer &piece, const Texts &texts, bool dots, bool skip) {
   if (dots) putchar('.');

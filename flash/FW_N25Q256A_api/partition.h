@@ -26,4 +26,9 @@ inline constexpr Copies kImages{kImage1, kImage2};
 
 inline bool debugging() { return spiflash_debug_mode == 1; }
 
+/// Prints a diagnostic line in debug mode.
+inline void note(const char *line) {
+  if (debugging()) puts(line);
+}
+
 }  // namespace zel

@@ -1,0 +1,77 @@
+// The customise database, in two copies: a file stored at the start of its region, read back as the whole region.
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include "board/request.h"
+#include "flash/FW_N25Q256A_api/database.h"
+#include "flash/file_kind.h"
+
+namespace zel {
+namespace {
+
+constexpr Copies kRegions{kCustomize1, kCustomize2};
+
+/// Size of an open file, if the region takes it.
+std::optional<uint32_t> accepted_size(const Descriptor &file) {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0 || status.st_size < 0) return std::nullopt;
+  if (status.st_size > static_cast<off_t>(flash_def[kCustomizeLength])) {
+    if (debugging()) printf("file size = %d is too big\n", static_cast<int>(status.st_size));
+    return std::nullopt;
+  }
+  return static_cast<uint32_t>(status.st_size);
+}
+
+bool store(const char *path, uint32_t base) {
+  // Neither has a size; opening a FIFO would wait for its writer.
+  if (is_pipe_or_directory(path)) return false;
+  const Descriptor file(open(path, O_RDONLY));
+  if (!file) {
+    if (debugging()) printf("open <%s> error ...\n", path);
+    return false;
+  }
+  const std::optional<uint32_t> size = accepted_size(file);
+  if (!size) return false;
+  if (!erase_sectors(base, sectors_in(flash_def[kCustomizeLength]), is_not_zero)) return false;
+
+  const Buffer content = Buffer::zeroed(*size);
+  if (!content) return false;
+  const ssize_t count = read(file.get(), content.get(), *size);
+  if (count < 0) {
+    if (debugging()) printf("read <%s> error ...\n", path);
+    return false;
+  }
+  if (is_not_zero(FW_N25Q256A_WriteFlash(base, static_cast<uint32_t>(count), content.get()))) {
+    if (debugging()) printf("(%s-%d) error\n", kModule, __LINE__);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_ReadCustomizeDatabase(uint8_t **data, uint32_t partition) {
+  zel::Buffer region = zel::Buffer::zeroed(flash_def[zel::kCustomizeLength]);
+  if (!region) return FW_FAIL;
+  *data = region.get();
+  const std::optional<uint32_t> base = zel::partition_base(zel::kRegions, partition);
+  if (!base || FW_N25Q256A_ReadFlash(*base, flash_def[zel::kCustomizeLength], region.get()) != 0) {
+    *data = nullptr;
+    return FW_FAIL;
+  }
+  FW_N25Q256A_SetExtendedLow();
+  region.release();
+  return 0;
+}
+
+uint32_t FW_N25Q256A_WriteCustomizeDatabase(const char *path, uint32_t partition) {
+  if (zel::flash_writes_refused()) return FW_FAIL;
+  const std::optional<uint32_t> base = zel::partition_base(zel::kRegions, partition);
+  if (!base) {
+    zel::complain_of_partition();
+    return FW_FAIL;
+  }
+  return zel::store_marked([&] { return zel::store(path, *base); });
+}

@@ -1,0 +1,62 @@
+// Dumps the flash, or one of several equal parts, into a file.
+#include <stdio.h>
+#include <string.h>
+
+#include "board/request.h"
+#include "flash/FW_N25Q256A_api/database.h"
+#include "flash/FW_N25Q256A_api/split.h"
+
+namespace zel {
+namespace {
+
+constexpr useconds_t kSectorPause = 1;
+constexpr mode_t kFileMode = 0644;
+
+bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer) {
+  const uint32_t sector = flash_def[kSectorSize];
+  for (uint32_t k = 0; k < part.count; ++k) {
+    memset(buffer.get(), 0, sector);
+    if (is_fw_fail(FW_N25Q256A_ReadFlash((part.first + k) * sector, sector, buffer.get()))) return false;
+    printf("Dump flash image file [%d] percent\n", static_cast<int>(k * 100 / part.count));
+    usleep(kSectorPause);
+    // A file that comes out short fails the compare.
+    [[maybe_unused]] const ssize_t appended = write(file.get(), buffer.get(), sector);
+  }
+  return true;
+}
+
+bool dump_part(const char *path, uint32_t number, uint32_t total) {
+  Descriptor device(-1), file(-1);
+  Buffer buffer(flash_def[kSectorSize]);
+  device.reset(open(kSpiFlash, O_RDONLY));
+  if (!buffer || !device) return false;
+  printf("open file[%s]\n", path);
+  file.reset(open(path, O_WRONLY | O_CREAT | O_TRUNC, kFileMode));
+  if (!file) return false;
+
+  const Part part = part_of(number, total);
+  printf("start_sector=%d total_secotr=%d\n", static_cast<int>(part.first), static_cast<int>(part.count));
+  printf("Start Dump flash %d of %d\n", static_cast<int>(number), static_cast<int>(total));
+  if (!dump_sectors(part, file, buffer)) return false;
+  puts("Dump Finish");
+  buffer.reset();
+  device.reset();
+  return true;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_DumpFlash(const char *path, uint32_t part, uint32_t total) {
+  if (part < 1 || part > total) {
+    printf("Part number must be 1~%d\n", static_cast<int>(total));
+    return FW_REFUSED;
+  }
+  if (!zel::dump_part(path, part, total)) return FW_FAIL;
+  if (FW_N25Q256A_DumpComp(path, part, total) != 0) {
+    zel::note("Comp dump file fail");
+    return FW_FAIL;
+  }
+  FW_N25Q256A_SetExtendedLow();
+  return 0;
+}

@@ -1,0 +1,98 @@
+// Compares a dump or restore file with the flash: a spot check of every piece, then the file's size and byte sum.
+#include <stdio.h>
+#include <string.h>
+
+#include "board/request.h"
+#include "flash/FW_N25Q256A_api/database.h"
+#include "flash/FW_N25Q256A_api/split.h"
+#include "flash/file_sum.h"
+
+namespace zel {
+namespace {
+
+constexpr uint32_t kFromStart = 255;  // part number: compare from the start of the flash
+constexpr uint32_t kSpot = 16;        // bytes looked at, at either end of a piece
+
+/// What a file is compared with.
+struct Range {
+  uint32_t base;
+  uint64_t size;  // that a good file has; an empty part has no good file
+};
+
+Range range_of(uint32_t number, uint32_t total) {
+  if (number == kFromStart) return {flash_def[kBootloader], whole_flash()};
+  const Part part = part_of(number, total);
+  const uint32_t sector = flash_def[kSectorSize];
+  return {part.first * sector, uint64_t{part.count} * sector};
+}
+
+bool spot_equals(uint32_t address, const uint8_t *bytes, uint32_t count) {
+  uint8_t spot[kSpot] = {};
+  return !is_fw_fail(FW_N25Q256A_ReadFlash(address, sizeof spot, spot)) && memcmp(spot, bytes, count) == 0;
+}
+
+bool spot_check(const Descriptor &file, uint32_t address, const Buffer &piece) {
+  const uint32_t size = flash_def[kCopyPiece];
+  if (size < kSpot || size > INT32_MAX) return false;
+  int32_t read = 0;
+  while ((read = readFully(file.get(), piece.get(), static_cast<int32_t>(size))) > 0) {
+    const auto count = static_cast<uint32_t>(read);
+    if (!spot_equals(address, piece.get(), count < kSpot ? count : kSpot)) return false;
+    if (count < size) return false;  // nothing in the file to compare at the piece's end: a difference
+    if (!spot_equals(address + size - kSpot, piece.get() + size - kSpot, kSpot)) return false;
+    address += size;
+  }
+  return read == 0;
+}
+
+/// Size and byte sum of the file, read from the start once more; false when it cannot be.
+bool sum_again(const char *path, FileSum *sum) {
+  const Descriptor file(open(path, O_RDONLY));
+  if (!file) {
+    printf("FW_N25Q256A_DumpComp() Open image file %s fail\n", path);
+    return false;
+  }
+  *sum = sum_file(file.get());
+  return !sum->read_error;
+}
+
+uint32_t verdict(const FileSum &sum, const Range &range) {
+  if (sum.size != range.size || range.size == 0) {
+    puts("\nComp dump file fail...");
+    return FW_FAIL;
+  }
+  puts("\nComp dump file Complete...");
+  printf("File size=0x%08x CheckSum=0x%08x\n", static_cast<uint32_t>(sum.size), sum.sum);
+  return 0;
+}
+
+uint32_t compare(const char *path, const Range &range) {
+  Descriptor file(-1);
+  Buffer piece(flash_def[kCopyPiece]);
+  if (!piece) return FW_FAIL;
+  file.reset(open(path, O_RDONLY));
+  if (!file) {
+    note("Open restore file fail");
+    return FW_REFUSED;
+  }
+  if (flash_writes_refused()) return FW_REFUSED;
+
+  FileSum sum{};
+  {
+    const FlashAccessFlag raised;
+    puts("Comp dump file...");
+    const bool same = spot_check(file, range.base, piece);
+    piece.reset();  // buffer and file go before the flag comes down
+    file.reset();
+    if (!same || !sum_again(path, &sum)) return FW_FAIL;
+  }
+  return verdict(sum, range);
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_DumpComp(const char *path, uint32_t part, uint32_t total) {
+  if (part != zel::kFromStart && (part < 1 || part > total)) return FW_FAIL;
+  return zel::compare(path, zel::range_of(part, total));
+}

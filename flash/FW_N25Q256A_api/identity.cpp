@@ -1,0 +1,178 @@
+// The custom identity record: a model name for each board variant, a description, and a power-mode byte.
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "flash/map.h"
+#include "zelboard/board.h"
+#include "zelboard/content.h"
+#include "zelboard/ports.h"
+
+namespace zel {
+namespace {
+
+constexpr uint32_t kVariants = 4;  // by number of copper boards: 0 to 3
+constexpr size_t kNameLength = 31, kDescriptionLength = 255;
+
+struct Record {
+  char model_marker[6];
+  char names[kVariants][kNameLength + 1];  // the last byte of each is never written
+  char carried_over1[10];
+  char description_marker[12];
+  char description[kDescriptionLength + 1];  // likewise
+  char carried_over2[4];
+  uint8_t power_mode;
+};
+static_assert(sizeof(Record) == 417 && offsetof(Record, description_marker) == 144 &&
+              offsetof(Record, power_mode) == 416);
+
+constexpr char kModelMarker[] = "model=", kDescriptionMarker[] = "description=";
+// Readers test a marker without its "=".
+constexpr size_t kModelTest = 5, kDescriptionTest = 11;
+
+struct Variant {
+  const char *default_name, *line;
+};
+
+constexpr Variant kVariantTable[kVariants] = {
+    {"KV540R-28SFP", "Custom Name For 28F   : [%s]\n"},
+    {"KV540R-20SFP", "Custom Name For 8C20F : [%s]\n"},
+    {"KV540R-12SFP", "Custom Name For 16C12F: [%s]\n"},
+    {"KV540R-04SFP", "Custom Name For 24C4F : [%s]\n"},
+};
+
+constexpr const char *kPowerSuffixes[] = {"-AD", "-AC2", "-DC2", "-DC1", "-AC1"};  // by power mode
+constexpr size_t kSuffixLength = 4;
+
+/// Reads `length` bytes of the record from an offset on.
+uint32_t read_part(size_t offset, size_t length, void *out) {
+  return FW_N25Q256A_ReadFlash(flash_def[kCustomInfo] + static_cast<uint32_t>(offset), static_cast<uint32_t>(length),
+                               static_cast<uint8_t *>(out));
+}
+
+struct Name {
+  char text[kNameLength + 1];
+};
+
+/// A name slot as text: empty when it was never written.
+uint32_t read_name(uint32_t variant, Name *name) {
+  *name = {};
+  const uint32_t result = read_part(offsetof(Record, names) + variant * sizeof name->text, sizeof name->text, name);
+  if (static_cast<uint8_t>(name->text[0]) == 0xFF) name->text[0] = '\0';
+  name->text[kNameLength] = '\0';
+  return result;
+}
+
+uint32_t fitted_variant() {
+  uint8_t copper_boards = 0;
+  BoardType_Check(1, 0, &copper_boards);
+  if (copper_boards < kVariants) return copper_boards;
+  puts("Board type error");
+  return kVariants - 1;
+}
+
+const char *power_suffix() {
+  uint8_t mode = 0;  // stands when the mode cannot be read
+  FW_GetPowerMode(&mode);
+  return mode < sizeof kPowerSuffixes / sizeof kPowerSuffixes[0] ? kPowerSuffixes[mode] : "";
+}
+
+/// Reads the record, changes it, and writes it back into its erased sector. The first flash call that fails ends it.
+template <typename Change>
+uint32_t rewrite(Change change) {
+  Record record{};
+  if (const uint32_t failed = read_part(0, sizeof record, &record); failed != 0) return failed;
+  change(record);
+  if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[kCustomInfo]); failed != 0) return failed;
+  return FW_N25Q256A_WriteFlash(flash_def[kCustomInfo], sizeof record, reinterpret_cast<const uint8_t *>(&record));
+}
+
+/// Fills a field up to its last byte, which stays as it is.
+template <size_t N>
+void set_text(char (&field)[N], const char *text) {
+  const size_t length = strnlen(text, N - 1);
+  memset(field, 0, N - 1);
+  memcpy(field, text, length);
+}
+
+uint32_t store_name(const char *name, uint32_t variant) {
+  return rewrite([&](Record &record) {
+    memcpy(record.model_marker, kModelMarker, sizeof record.model_marker);
+    set_text(record.names[variant], name);
+  });
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_GetCustomName(char *name) {
+  const uint32_t variant = zel::fitted_variant();
+  char marker[zel::kModelTest] = {};
+  if (const uint32_t failed = zel::read_part(0, sizeof marker, marker); failed != 0) return failed;
+  zel::Name custom{};
+  if (memcmp(marker, zel::kModelMarker, sizeof marker) == 0) {
+    if (const uint32_t failed = zel::read_name(variant, &custom); failed != 0) return failed;
+  }
+  const char *const base = custom.text[0] != '\0' ? custom.text : zel::kVariantTable[variant].default_name;
+  snprintf(name, zel::kNameLength + zel::kSuffixLength + 1, "%s%s", base, zel::power_suffix());
+  return 0;
+}
+
+uint32_t FW_N25Q256A_ShowCustomName(void) {
+  char marker[zel::kModelTest] = {};
+  if (const uint32_t failed = zel::read_part(0, sizeof marker, marker); failed != 0) return failed;
+  if (memcmp(marker, zel::kModelMarker, sizeof marker) != 0) {
+    puts("Custom name not set");
+    return 0;
+  }
+  zel::Name names[zel::kVariants] = {};
+  for (uint32_t variant = 0; variant < zel::kVariants; ++variant) {
+    if (const uint32_t failed = zel::read_name(variant, &names[variant]); failed != 0) return failed;
+  }
+  for (uint32_t variant = 0; variant < zel::kVariants; ++variant) {
+    printf(zel::kVariantTable[variant].line, names[variant].text);
+  }
+  return 0;
+}
+
+uint32_t FW_N25Q256A_GetCustomDesc(char *text) {
+  char marker[zel::kDescriptionTest] = {};
+  uint32_t failed = zel::read_part(offsetof(zel::Record, description_marker), sizeof marker, marker);
+  if (failed != 0) return failed;
+  if (memcmp(marker, zel::kDescriptionMarker, sizeof marker) != 0) {
+    text[0] = '\0';
+    return FW_NOT_SET;
+  }
+  char description[sizeof zel::Record::description] = {};
+  failed = zel::read_part(offsetof(zel::Record, description), sizeof description, description);
+  if (failed != 0) return failed;
+  memcpy(text, description, zel::kDescriptionLength);
+  text[zel::kDescriptionLength] = '\0';
+  return 0;
+}
+
+uint32_t FW_N25Q256A_GetCustomPwrMode(uint8_t *mode) {
+  uint8_t stored = 0;
+  const uint32_t result = zel::read_part(offsetof(zel::Record, power_mode), 1, &stored);
+  if (result == 0) *mode = stored;
+  return result;
+}
+
+uint32_t FW_N25Q256A_SetCustomName(const char *name) { return zel::store_name(name, zel::fitted_variant()); }
+
+uint32_t FW_N25Q256A_WriteCustomName(const char *name, uint32_t index) {
+  if (index < zel::kVariants) return zel::store_name(name, index);
+  puts("Input index error");
+  return FW_FAIL;
+}
+
+uint32_t FW_N25Q256A_SetCustomDesc(const char *text) {
+  return zel::rewrite([&](zel::Record &record) {
+    memcpy(record.description_marker, zel::kDescriptionMarker, sizeof record.description_marker);
+    zel::set_text(record.description, text);
+  });
+}
+
+uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode) {
+  return zel::rewrite([&](zel::Record &record) { record.power_mode = *mode; });
+}

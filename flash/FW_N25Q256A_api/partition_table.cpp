@@ -1,0 +1,87 @@
+// The partition table: length and checksum of each stored database, in a sector of its own.
+#include <stdio.h>
+
+#include "flash/FW_N25Q256A_api/partition.h"
+#include "zelboard/content.h"
+
+namespace zel {
+namespace {
+
+struct Slot {
+  uint32_t length, checksum;
+
+  bool blank() const { return length == 0xFFFFFFFF && checksum == 0xFFFFFFFF; }
+};
+
+constexpr uint32_t kSlotCount = 5;
+
+struct Table {
+  Slot slots[kSlotCount];
+};
+static_assert(sizeof(Table) == 40);
+
+struct SlotTexts {
+  const char *line, *empty;
+};
+
+constexpr SlotTexts kTexts[kSlotCount] = {
+    {"config1:len=[0x%08x] checksun=[0x%08x]\n", "Config database 1 is empty"},
+    {"config2:len=[0x%08x] checksun=[0x%08x]\n", "Config database 2 is empty"},
+    {"cust1  :len=[0x%08x] checksun=[0x%08x]\n", "Customize database 1 is empty"},
+    {"cust2  :len=[0x%08x] checksun=[0x%08x]\n", "Customize database 2 is empty"},
+    {"Share  :len=[0x%08x] checksun=[0x%08x]\n", "Shared database is empty"},
+};
+
+void show(const char *title, const Table &table) {
+  if (!debugging()) return;
+  puts(title);
+  for (uint32_t n = 0; n < kSlotCount; ++n) printf(kTexts[n].line, table.slots[n].length, table.slots[n].checksum);
+}
+
+/// Turns the slots of a sector that never held a table into empty ones; true when there was any.
+bool fill_blank_slots(Table &table) {
+  bool any = false;
+  for (Slot &slot : table.slots) {
+    if (!slot.blank()) continue;
+    slot = {};
+    any = true;
+  }
+  return any;
+}
+
+bool write_back(Table &table) {
+  if (FW_N25Q256A_SectorErase(flash_def[kPartitionTable]) == FW_FAIL) return false;
+  const auto *const bytes = reinterpret_cast<const uint8_t *>(&table);
+  if (FW_N25Q256A_WriteFlash(flash_def[kPartitionTable], sizeof table, bytes) == FW_FAIL) return false;
+  show("\nFW_PartitionInfo write", table);
+  return true;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_t mode) {
+  zel::Table table{};
+  const uint32_t read =
+      FW_N25Q256A_ReadFlash(flash_def[zel::kPartitionTable], sizeof table, reinterpret_cast<uint8_t *>(&table));
+  if (read == FW_FAIL) return FW_FAIL;
+  zel::show("\nFW_PartitionInfo read", table);
+  const bool any_blank = zel::fill_blank_slots(table);
+
+  // Modes 1 to 10 are reads and writes of the slots in turn; any other mode exchanges nothing.
+  const bool known = mode >= 1 && mode <= 2 * zel::kSlotCount;
+  const bool writes = known && mode % 2 == 0;
+  const uint32_t index = known ? (mode - 1) / 2 : 0;
+  zel::Slot &slot = table.slots[index];
+  if (writes) {
+    slot = {*length, *checksum};
+  } else if (known) {
+    *length = slot.length;
+    *checksum = slot.checksum;
+  }
+
+  if ((writes || any_blank) && !zel::write_back(table)) return FW_FAIL;
+  if (!known || writes || !any_blank) return 0;
+  if (zel::debugging()) puts(zel::kTexts[index].empty);
+  return FW_FAIL;
+}

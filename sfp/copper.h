@@ -1,0 +1,29 @@
+// The copper PHY inside a 1000BASE-T module, and the steps that bring one up.
+#pragma once
+
+#include <stdint.h>
+
+namespace zel {
+
+inline constexpr uint8_t kCopperPhy = 0xAC;  // 8-bit I2C address
+inline constexpr uint16_t kSettle = 50;      // ms, before a copper module is touched
+
+/// A 16-bit register as the PHY sends it, high byte first.
+inline uint16_t register_value(const uint8_t *bytes) { return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]); }
+
+/// Prints a line for a busy bus, if there is one to print; hands the result on.
+uint32_t note_busy(uint32_t result, const char *line);
+
+/// Switches a module's transmitter on if it is off, then gives the PHY 200 ms. It is not switched off again.
+/// `busy_line` is printed when the bus was busy; null = none. 0, or the failed step's result.
+uint32_t switch_transmitter_on(uint32_t port, const char *busy_line);
+
+struct CopperState {
+  uint8_t phy[16];      // registers 0 to 7
+  uint8_t sgmii_cisco;  // 1 = Marvell PHY
+};
+
+/// Transmitter on, PHY registers read, SGMII mode set when `set_sgmii` is 1; prints when `verbose`, `line` first.
+uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, uint8_t verbose, CopperState *state);
+
+}  // namespace zel

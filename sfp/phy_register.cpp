@@ -1,0 +1,83 @@
+// Raw access to the registers of a module's copper PHY.
+#include <stdio.h>
+
+#include <optional>
+
+#include "i2c/transfer.h"
+#include "sfp/copper.h"
+#include "sfp/module_class.h"
+#include "zelboard/i2c.h"
+#include "zelboard/ports.h"
+#include "zelboard/sfp.h"
+
+namespace zel {
+namespace {
+
+constexpr uint8_t kAdvertisement = 4;
+
+// In what the three register functions differ.
+struct Manners {
+  const char *busy_line;  // null = a busy bus is taken for an empty cage
+  uint32_t not_copper;    // result for a module without a PHY
+};
+
+constexpr Manners kShow{"I2C Bus busy", 0};
+constexpr Manners kSet{nullptr, 0};
+constexpr Manners kGet{"I2C bus busy", FW_FAIL};
+
+/// Gets a copper module ready for register access; the result to end with when there is nothing to access.
+std::optional<uint32_t> refuse_access(uint32_t port, const Manners &manners) {
+  FW_SFP_mDelay(kSettle);
+  if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
+  BaseId id{};
+  if (const uint32_t failed = i2c_offset_read(kIdentification, 0, sizeof id.byte, id.byte); failed != 0) {
+    if (failed == FW_I2C_BUSY && manners.busy_line != nullptr) return note_busy(failed, manners.busy_line);
+    printf("SFP %d non exist! \n", static_cast<int>(port));
+    return FW_FAIL;
+  }
+  if (!id.copper()) {
+    puts("This is not 1000BaseT module");
+    return manners.not_copper;
+  }
+  FW_SFP_mDelay(kSettle);
+  if (const uint32_t failed = switch_transmitter_on(port, nullptr); failed != 0) return failed;
+  return std::nullopt;
+}
+
+/// Two registers are read, as the PHY sends them; the first is the one asked for.
+uint32_t read_register(uint32_t reg, uint16_t *value) {
+  uint8_t bytes[4] = {};
+  const uint32_t result = i2c_offset_read(kCopperPhy, reg, sizeof bytes, bytes);
+  if (result == 0) *value = register_value(bytes);
+  return result;
+}
+
+}  // namespace
+}  // namespace zel
+
+uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg) {
+  if (const auto refusal = zel::refuse_access(port, zel::kShow)) return *refusal;
+  uint16_t value = 0;
+  if (const uint32_t failed = zel::read_register(reg, &value); failed != 0) return failed;
+  printf("SFP port-%d reg-%d(0x%02x) value=0x%04x\n", static_cast<int>(port), static_cast<int>(reg), reg, value);
+  return 0;
+}
+
+uint32_t FW_Set_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t value) {
+  if (const auto refusal = zel::refuse_access(port, zel::kSet)) return *refusal;
+  const uint8_t bytes[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+  return FW_I2C_BufWrite(zel::kCopperPhy, reg, 1, sizeof bytes, bytes);
+}
+
+uint32_t FW_Get_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t *value) {
+  if (const auto refusal = zel::refuse_access(port, zel::kGet)) return *refusal;
+  return zel::read_register(reg, value);
+}
+
+uint32_t FW_SFP_PHY_Fail_Chk(uint32_t port, uint16_t expected, uint16_t *value) {
+  if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
+  uint16_t found = 0;
+  if (zel::read_register(zel::kAdvertisement, &found) != 0) return 0;  // an unreadable PHY is not reported
+  *value = found;
+  return found != expected;
+}
