@@ -1,0 +1,81 @@
+#!/bin/sh
+# Unmodified programs on the virtual switch: python3, dd and a shell; and eight processes at once, one of them killed.
+set -eu
+build=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export ZELSIM_HOME="$work"
+zelsim=$build/bin/zelsim
+fail() { echo "$*"; exit 1; }
+on_switch() { "$zelsim" run --fast -- "$@"; }
+
+cat >"$work/client.py" <<'END'
+import ctypes, sys
+zel = ctypes.CDLL(sys.argv[1])
+zel.FW_crc32.restype = ctypes.c_uint32
+led = ctypes.c_uint8(7)
+assert zel.FW_SetAlarmLed(2) == 0 and zel.FW_GetAlarmLed(ctypes.byref(led)) == 0 and led.value == 2
+page = bytes(range(256))
+assert zel.FW_WriteFlash(0x1FF0000, 256, page) == 0
+back = ctypes.create_string_buffer(256)
+assert zel.FW_ReadFlash(0x1FF0000, 256, back) == 0 and back.raw == page
+END
+on_switch python3 "$work/client.py" "$build/lib/libzelboard.so"
+
+# dd works on the flash node as on a file, and what it reads is what python programmed.
+head -c 70000 /dev/urandom >"$work/image"
+on_switch dd if="$work/image" of=/dev/zel_spi_flash bs=64k seek=32 conv=notrunc 2>/dev/null
+on_switch dd if=/dev/zel_spi_flash of="$work/back" bs=4096 skip=512 count=18 2>/dev/null
+head -c 70000 "$work/back" | cmp - "$work/image"
+on_switch sh -c 'exec 3</dev/zel_spi_flash; dd bs=64k skip=511 count=1 <&3 2>/dev/null' | head -c 256 |
+  on_switch python3 -c 'import sys; assert sys.stdin.buffer.read() == bytes(range(256))'
+# NOR: what was programmed is not overwritten, bits are only cleared.
+printf '\252' | on_switch dd of=/dev/zel_spi_flash bs=1 seek=33488896 conv=notrunc 2>/dev/null
+printf '\125' | on_switch dd of=/dev/zel_spi_flash bs=1 seek=33488896 conv=notrunc 2>/dev/null
+[ "$(on_switch dd if=/dev/zel_spi_flash bs=1 skip=33488896 count=1 2>/dev/null | od -An -tx1)" = " 00" ] ||
+  fail "programming did more than clear bits"
+
+cat >"$work/worker.py" <<'END'
+import ctypes, os, sys
+zel = ctypes.CDLL(sys.argv[1])
+kind, image = int(sys.argv[2]), sys.argv[3]
+led, buffer = ctypes.c_uint8(), ctypes.create_string_buffer(0x10000)
+for turn in range(200 if kind != 7 else 1):
+    if kind == 7:
+        assert zel.FW_FlashCopy(os.open(image, os.O_RDONLY), 1) == 0
+    elif kind % 2:
+        assert zel.FW_ReadFlash(0x10000 * turn, 0x10000, buffer) == 0
+    else:
+        assert zel.FW_SetSystemLed(1 + (turn + kind) % 2) == 0 and zel.FW_GetSystemLed(ctypes.byref(led)) == 0
+        assert led.value in (1, 2)
+END
+cat >"$work/victim.py" <<'END'
+import ctypes, sys
+zel = ctypes.CDLL(sys.argv[1])
+page = bytes(65536)
+print("running", flush=True)
+while True:
+    zel.FW_SpiFlash_SectorErase(0x1FF0000)
+    zel.FW_WriteFlash(0x1FF0000, 65536, page)
+    zel.FW_SetFlashAccessFlag(1)
+END
+head -c 400000 /dev/urandom >"$work/firmware"
+mkfifo "$work/started"
+on_switch python3 "$work/victim.py" "$build/lib/libzelboard.so" >"$work/started" &
+victim=$!
+read -r _ <"$work/started"
+workers=
+for kind in 1 2 3 4 5 6 7; do
+  on_switch python3 "$work/worker.py" "$build/lib/libzelboard.so" $kind "$work/firmware" >"$work/out.$kind" 2>&1 &
+  workers="$workers $!"
+done
+sleep 0.3
+kill -KILL $victim
+for worker in $workers; do wait "$worker" || { cat "$work"/out.*; fail "a process did not finish beside a killed one"; }; done
+on_switch dd if=/dev/zel_spi_flash bs=64k skip=32 count=7 2>/dev/null | head -c 400000 | cmp - "$work/firmware"
+"$zelsim" show --json | python3 -c 'import json, sys; json.load(sys.stdin)'
+
+# A state file that is not one: a clear line, and the node does not open.
+printf 'not a state' >"$work/default/state"
+message=$(on_switch dd if=/dev/zel_gpio count=0 2>&1) && fail "a foreign state file was accepted"
+echo "$message" | grep -q state || fail "a foreign state file is not named: $message"
