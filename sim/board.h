@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+
+#include "state.h"
+
+// The board of this process: where its folder is, its mapped state, its lock.
+
+namespace zelsim {
+
+constexpr char kStateFile[] = "/state";
+constexpr char kFlashFile[] = "/flash.inverted";
+/** The files that the nodes open, in the order of Node. The two drivers without data have empty ones. */
+constexpr const char *kNodeFiles[] = {"/gpio", "/i2c", kFlashFile};
+
+constexpr size_t kPathMax = 1024;
+
+/** What `zelsim run` hands to programs in the environment. */
+struct Options {
+  char folder[kPathMax];  // ZELSIM_BOARD_DIR; empty: no board
+  char trace[kPathMax];   // ZELSIM_TRACE: file, "-" for stderr, empty for none
+  bool trace_opens, fast, chip_times;
+  char node_file[3][kPathMax + sizeof kFlashFile];
+};
+
+/** A mapped board. The flash image is stored inverted: an erased chip is a file of holes, and erasing punches one. */
+struct Attached {
+  Board *board;
+  const uint8_t *inverted_flash;
+};
+
+/** Maps the board in `folder`. On failure false, and one line in `error`. */
+bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
+
+/** Reads the environment and attaches its board, once per value of ZELSIM_BOARD_DIR. Null when there is no board; errno
+ *  is  then 0 when none is asked for, and ENXIO (after one line on stderr) when it is unusable. */
+const Attached *environment_board();
+
+/** The board that this process is attached to already; reads the environment only when there is none. */
+const Attached *current_board();
+
+/** The options as environment_board() last read them. */
+const Options &options();
+
+/** Makes the files of a new board in an existing, empty folder. */
+bool make_board_files(const char *folder);
+
+/** Power-on state of everything but the lock, the flash contents and its counters. */
+void power_on(Board &board);
+
+/** The chips that a hardware reset reaches: LEDs, flags, watchdog, cage select, expanders. */
+void reset_hardware(Board &board);
+
+/** Fits a board into slot index 0 to 2, or takes it out; either pulls the modules and resets the expanders there. */
+void fit(Board &board, unsigned slot, uint8_t type);
+
+/** The board's time: the host's, advanced by the pauses that were counted instead of slept. */
+int64_t now_us(const Board &board);
+
+/** Holds the board's lock for a scope. Its holder may die at any point: the next one takes over. */
+class Guard {
+ public:
+  explicit Guard(Board &board);
+  ~Guard();
+  Guard(const Guard &) = delete;
+  Guard &operator=(const Guard &) = delete;
+
+ private:
+  Board &board_;
+};
+
+}  // namespace zelsim

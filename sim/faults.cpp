@@ -1,0 +1,79 @@
+#include <errno.h>
+#include <signal.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "board.h"
+#include "devices.h"
+#include "request.h"
+
+namespace zelsim {
+namespace {
+
+bool matches(const FaultRule &rule, const FaultCall &call) {
+  if (rule.effect == Effect::None || (rule.node != Node::Any && rule.node != call.node)) return false;
+  if (rule.call == Call::AnyRequest ? call.call == Call::Open : rule.call != call.call) return false;
+  if (rule.call == Call::Request && rule.request != call.request) return false;
+  if (!rule.has_address) return true;
+  return call.has_address && call.first_address <= rule.last_address && call.last_address >= rule.first_address;
+}
+
+Effect use_up(Board &board, FaultRule &rule) {
+  if (rule.skip > 0) {
+    --rule.skip;
+    return Effect::None;
+  }
+  ++rule.hits;
+  Effect effect = rule.effect;
+  if (rule.count > 0 && --rule.count == 0) {
+    rule.effect = Effect::None;
+    --board.rule_count;
+  }
+  return effect;
+}
+
+FaultRule find(Board &board, const FaultCall &call) {
+  Guard guard(board);
+  for (FaultRule &rule : board.rules) {
+    if (!matches(rule, call)) continue;
+    FaultRule found = rule;
+    found.effect = use_up(board, rule);
+    return found;
+  }
+  return {};
+}
+
+}  // namespace
+
+Fault take_fault(Board &board, const FaultCall &call) {
+  if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
+  FaultRule rule = find(board, call);
+  bool driver_answers = call.call == Call::Request;
+  bool moves_bytes = call.call == Call::Read || call.call == Call::Write;
+  if (rule.effect == Effect::None) return {};
+  if (rule.effect == Effect::Killed) kill(getpid(), SIGKILL);
+  if (rule.effect == Effect::Closed) return {true, false, -1, ENXIO};
+  if (rule.effect == Effect::Busy)
+    return driver_answers ? Fault{true, false, kBusBusy, 0} : Fault{true, false, -1, EBUSY};
+  if (rule.effect == Effect::Value && (driver_answers || moves_bytes)) {
+    return {true, moves_bytes, static_cast<int>(rule.value), 0};
+  }
+  return {true, false, -1, EIO};
+}
+
+bool add_rule(Board &board, const FaultRule &rule) {
+  for (FaultRule &row : board.rules) {
+    if (row.effect != Effect::None) continue;
+    row = rule;
+    ++board.rule_count;
+    return true;
+  }
+  return false;
+}
+
+void heal(Board &board) {
+  board.rule_count = 0;
+  memset(board.rules, 0, sizeof board.rules);
+}
+
+}  // namespace zelsim

@@ -1,0 +1,190 @@
+#include <errno.h>
+#include <string.h>
+#include <time.h>
+
+#include "board.h"
+#include "devices.h"
+#include "request.h"
+#include "system_calls.h"
+
+// The serial NOR flash and its driver. The image file holds every byte inverted, so that an erased sector is a hole:
+// erasing punches one, and programming, which only clears bits of the chip, only sets bits of the file. Old contents
+// are looked at through the process's read-only mapping and changed through the caller's own descriptor, whose access
+// mode then counts.
+
+namespace zelsim {
+namespace {
+
+constexpr uint32_t kUpperSegment = 0x1000000;
+constexpr long kPageProgramNs = 500000, kSectorEraseNs = 700000000;
+
+// The driver selects the segment of an access by itself and leaves it so.
+void select_segment(Board &board, off_t last_address) {
+  if (last_address >= kUpperSegment) board.flash.extended_address = 1;
+}
+
+void sleep_for(long nanoseconds) {
+  if (!options().chip_times) return;
+  timespec pause = {nanoseconds / 1000000000, nanoseconds % 1000000000};
+  while (nanosleep(&pause, &pause) != 0 && errno == EINTR) continue;
+}
+
+int get_identification(Board &, const Request &, uint8_t *record) {
+  constexpr uint8_t kJedec[] = {0x20, 0xba, 0x19};  // manufacturer, memory type, capacity
+  memcpy(record, kJedec, sizeof kJedec);
+  return 0;
+}
+
+int get_status_register(Board &, const Request &, uint8_t *) { return 0; }
+
+int select_lower_segment(Board &board, const Request &, uint8_t *) {
+  board.flash.extended_address = 0;
+  return 0;
+}
+
+const Request kRequests[] = {
+    {0xd1, "EraseSector", Shape::None, false, "", nullptr, 0},
+    {0xd2, "GetFlashId", Shape::Identification, true, "", get_identification, 0},
+    {0xd9, "GetStatusRegister", Shape::None, false, "", get_status_register, 0},
+    {0xda, "GetChipIndex", Shape::Byte, true, "index", copy_state, offsetof(Board, flash.chip_index)},
+    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", copy_state, offsetof(Board, flash.debug)},
+    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", copy_state, offsetof(Board, flash.debug)},
+    {0xdd, "SelectLowerSegment", Shape::None, false, "", select_lower_segment, 0},
+};
+
+// Asks for a fault: false with errno for one that stops the call; one that shortens it leaves so many bytes.
+bool passes(Board &board, Call call, off_t at, size_t *size) {
+  auto first = static_cast<uint32_t>(at);
+  auto last = static_cast<uint32_t>(first + (*size > 0 ? *size - 1 : 0));
+  Fault fault = take_fault(board, {Node::Flash, call, 0, true, first, last});
+  if (fault.short_count && static_cast<size_t>(fault.result) < *size) *size = static_cast<size_t>(fault.result);
+  if (fault.strikes && !fault.short_count) errno = fault.error;
+  return !fault.strikes || fault.short_count;
+}
+
+// One program operation inside the page at `page`. Counts what was not erased before.
+bool program(const Attached &attached, int fd, uint32_t page, uint32_t start, const uint8_t *data, size_t size) {
+  uint8_t stored[kPageSize];
+  memcpy(stored, attached.inverted_flash + page, sizeof stored);
+  uint32_t dirty = 0;
+  for (size_t i = 0; i < size; ++i) {
+    uint8_t &cell = stored[(start + i) % kPageSize];
+    dirty += cell != 0 && data[i] != 0xff;
+    cell = static_cast<uint8_t>(cell | ~data[i]);
+  }
+  if (sys::pwrite(fd, stored, sizeof stored, page) != sizeof stored) return false;
+  Flash &flash = attached.board->flash;
+  ++flash.programs[page / kSectorSize];
+  flash.bytes_programmed += size;
+  flash.bytes_not_erased += dirty;
+  return true;
+}
+
+// A call of up to a page is one program operation, whose address wraps inside the page as in the chip; a longer one,
+// which only a tool makes, is cut at the page ends.
+ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_t size, off_t at) {
+  size_t done = 0;
+  while (done < size) {
+    auto address = static_cast<uint32_t>(at) + static_cast<uint32_t>(done);
+    uint32_t start = address % kPageSize;
+    size_t piece = size - done;
+    if (size > kPageSize && piece > kPageSize - start) piece = kPageSize - start;
+    {
+      Guard guard(*attached.board);
+      select_segment(*attached.board, address);
+      if (!program(attached, fd, address - start, start, data + done, piece)) break;
+    }
+    sleep_for(kPageProgramNs);
+    done += piece;
+  }
+  return done > 0 || size == 0 ? static_cast<ssize_t>(done) : -1;
+}
+
+}  // namespace
+
+RequestTable flash_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+
+ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
+  off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
+  size_t wanted = size;
+  ssize_t result = -1;
+  if (passes(*attached.board, Call::Read, from, &wanted)) {
+    Guard guard(*attached.board);
+    result = at == kAtPosition ? sys::read(fd, data, wanted) : sys::pread(fd, data, wanted, at);
+    if (result > 0) select_segment(*attached.board, from + result - 1);
+  }
+  auto *bytes = static_cast<uint8_t *>(data);
+  for (ssize_t i = 0; i < result; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
+  trace_call(result, "flash read 0x%08lx+0x%zx", from, size);
+  return result;
+}
+
+ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t size, off_t at) {
+  off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
+  size_t wanted = size;
+  ssize_t result = -1;
+  if (from >= kFlashSize) {
+    errno = ENOSPC;
+  } else if (passes(*attached.board, Call::Write, from, &wanted)) {
+    auto room = static_cast<size_t>(kFlashSize - from);
+    result = program_all(attached, fd, static_cast<const uint8_t *>(data), wanted < room ? wanted : room, from);
+  }
+  if (result > 0 && at == kAtPosition) sys::lseek(fd, from + result, SEEK_SET);
+  trace_call(result, "flash write 0x%08lx+0x%zx", from, size);
+  return result;
+}
+
+off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
+  size_t none = 0;
+  off_t result = -1;
+  if (whence > SEEK_END) {
+    errno = EINVAL;  // a device has no holes
+  } else if (passes(*attached.board, Call::Seek, offset, &none)) {
+    result = sys::lseek(fd, offset, whence);
+  }
+  constexpr const char *kFrom[] = {"", "+", "end+"};
+  trace_call(result, "flash lseek %s0x%08lx", whence >= 0 && whence <= SEEK_END ? kFrom[whence] : "?", offset);
+  return result;
+}
+
+int flash_erase(const Attached &attached, int fd, uint32_t address) {
+  if (address >= kFlashSize) {
+    errno = EINVAL;
+    return -1;
+  }
+  uint32_t sector = address / kSectorSize;
+  {
+    Guard guard(*attached.board);
+    select_segment(*attached.board, address);
+    if (!clear_sector(fd, sector)) return -1;
+    ++attached.board->flash.erases[sector];
+  }
+  sleep_for(kSectorEraseNs);
+  return 0;
+}
+
+bool clear_sector(int fd, uint32_t sector) {
+  off_t at = off_t{sector} * kSectorSize;
+  if (sys::punch_hole(fd, at, kSectorSize) == 0) return true;
+  if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
+  const uint8_t zeros[4096] = {};  // a file system without holes
+  for (uint32_t done = 0; done < kSectorSize; done += sizeof zeros) {
+    if (sys::pwrite(fd, zeros, sizeof zeros, at + done) != sizeof zeros) return false;
+  }
+  return true;
+}
+
+bool store_sector(int fd, uint32_t sector, const uint8_t *data) {
+  uint8_t inverted[kSectorSize];
+  uint8_t any = 0;
+  for (uint32_t i = 0; i < kSectorSize; ++i) any |= inverted[i] = static_cast<uint8_t>(~data[i]);
+  if (any == 0) return clear_sector(fd, sector);
+  return sys::pwrite(fd, inverted, sizeof inverted, off_t{sector} * kSectorSize) == sizeof inverted;
+}
+
+void load_sector(const Attached &attached, uint32_t sector, uint8_t *data) {
+  const uint8_t *inverted = attached.inverted_flash + size_t{sector} * kSectorSize;
+  for (uint32_t i = 0; i < kSectorSize; ++i) data[i] = static_cast<uint8_t>(~inverted[i]);
+}
+
+}  // namespace zelsim

@@ -1,0 +1,87 @@
+#include <string.h>
+
+#include "board.h"
+#include "devices.h"
+#include "request.h"
+
+// The I2C driver: transfers to the chips on the bus, the busy flag, the daughter boards, and what it keeps for readers.
+
+namespace zelsim {
+namespace {
+
+const I2cDevice kDevices[] = {{0x40, 0x4c, wide_expander},   {0x60, 0x6e, clock_chip},
+                              {0x70, 0x7a, narrow_expander}, {0x9e, 0x9e, temperature_sensor},
+                              {0xa0, 0xa0, module_memory},   {0xac, 0xac, copper_phy}};
+
+int transfer(Board &board, const Request &request, uint8_t *record) {
+  constexpr uint8_t kMaxOffsetLen = 4;
+  uint8_t address = record[kAddress];
+  bool odd = address & 1;  // the read/write bit is the driver's own
+  if (record[kLen] > kMaxTransfer || record[kOffsetLen] > kMaxOffsetLen || odd) return kFail;
+  if (board.i2c.busy) return kBusBusy;
+  Transfer one = {!request.fills, address, 0, record[kOffsetLen], record, record[kLen]};
+  memcpy(&one.offset, record + kOffset, sizeof one.offset);
+  for (const I2cDevice &device : kDevices) {
+    if (address >= device.first && address <= device.last) return device.answer(board, one);
+  }
+  return kFail;
+}
+
+// A refresh clocks the bus until whoever holds it lets go.
+int refresh_bus(Board &board, const Request &, uint8_t *) {
+  ++board.i2c.refreshes;
+  board.i2c.busy = 0;
+  return 0;
+}
+
+int slot_pair(uint8_t *states, const Request &request, uint8_t *record) {
+  if (record[0] < 1 || record[0] > kSlots) return kFail;
+  uint8_t &state = states[record[0] - 1];
+  if (request.fills) record[1] = state;
+  if (!request.fills) state = record[1];
+  return 0;
+}
+
+int board_type(Board &board, const Request &request, uint8_t *record) {
+  return slot_pair(board.i2c.slot_type, request, record);
+}
+
+int board_alive(Board &board, const Request &request, uint8_t *record) {
+  return slot_pair(board.i2c.slot_alive, request, record);
+}
+
+const Request kRequests[] = {
+    {0x96, "GetBoardType", Shape::Pair, true, "slot type", board_type},
+    {0xb0, "BufRead", Shape::Transfer, true, "", transfer},
+    {0xb1, "BufWrite", Shape::Transfer, false, "", transfer},
+    {0xb2, "GetBusy", Shape::Byte, true, "busy", copy_state, offsetof(Board, i2c.busy)},
+    {0xb3, "SetBusy", Shape::Byte, false, "busy", copy_state, offsetof(Board, i2c.busy)},
+    {0xb4, "RefreshBus", Shape::None, false, "", refresh_bus},
+    {0xba, "GetRtc", Shape::Rtc, true, "", copy_state, offsetof(Board, i2c.rtc_record)},
+    {0xc0, "GetRtcAlive", Shape::Byte, true, "alive", copy_state, offsetof(Board, i2c.clock_present)},
+    {0xc1, "GetSensorAlive", Shape::Byte, true, "alive", copy_state, offsetof(Board, i2c.sensor_present)},
+    {0xc2, "GetBoardAlive", Shape::Pair, true, "slot alive", board_alive},
+    {0xc3, "SetBoardAlive", Shape::Pair, false, "slot alive", board_alive},
+    {0xc4, "SetRtc", Shape::Rtc, false, "", copy_state, offsetof(Board, i2c.rtc_record)},
+    {0xc5, "SetTemperature", Shape::Temperature, false, "", copy_state, offsetof(Board, i2c.temperature_record)},
+    {0xc6, "GetTemperature", Shape::Temperature, true, "", copy_state, offsetof(Board, i2c.temperature_record)},
+    {0xc7, "SetRtcFail", Shape::Byte, false, "fail", copy_state, offsetof(Board, i2c.rtc_fail)},
+    {0xc8, "SetTemperatureFail", Shape::Byte, false, "fail", copy_state, offsetof(Board, i2c.temperature_fail)},
+    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", copy_state, offsetof(Board, i2c.debug)},
+    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", copy_state, offsetof(Board, i2c.debug)},
+};
+
+}  // namespace
+
+void Transfer::take_pointer(uint8_t *pointer, unsigned registers) {
+  if (offset_len > 0) {
+    *pointer = static_cast<uint8_t>(offset % registers);
+  } else if (write && len > 0) {
+    *pointer = static_cast<uint8_t>(*data++ % registers);
+    --len;
+  }
+}
+
+RequestTable i2c_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+
+}  // namespace zelsim

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "state.h"
+
+// Which of this process's descriptors are nodes, and where a node's path leads.
+
+namespace zelsim {
+
+/** The node of a descriptor, Node::None for anything else. */
+Node node_of(int fd);
+
+/** Follows an open, a duplication or a close. */
+void set_node(int fd, Node node);
+void forget_nodes(unsigned first, unsigned last);
+
+/** Tells the stdio part that descriptor 0, 1 or 2 became the flash node or is about to be so no longer. */
+void follow_standard_stream(int fd, bool flash);
+
+Node node_of_path(const char *path);
+
+/** The file that stands for a node on this process's board; null when there is no board, with errno as
+ *  environment_board()  leaves it. */
+const char *file_of(Node node);
+
+void *next_function(const char *name);
+
+/** The function that the preload layer's own of this name stands in front of. */
+template <auto *Own>
+__attribute__((visibility("hidden"))) auto *behind(const char *name) {
+  static auto *const found = reinterpret_cast<decltype(Own)>(next_function(name));
+  return found;
+}
+
+}  // namespace zelsim

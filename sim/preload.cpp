@@ -1,0 +1,156 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "board.h"
+#include "node_table.h"
+#include "request.h"
+
+// The libc functions that open, close, duplicate and control descriptors. Each asks one question, "is it a node?", and
+// hands everything else to the function behind it. Programs that make system calls of their own are not seen.
+
+namespace {
+
+using namespace zelsim;
+
+constexpr int kNotANode = -2;
+// A device has nothing to create, cut or append to.
+constexpr int kFileOnlyFlags = O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
+
+int open_real(int folder, const char *path, int flags, mode_t mode) {
+  return behind<openat>("openat")(folder, path, flags, mode);
+}
+
+int open_node(Node node, int flags) {
+  const char *file = file_of(node);
+  if (file == nullptr) return errno == 0 ? kNotANode : -1;
+  int error = take_fault(*current_board()->board, {node, Call::Open, 0, false, 0, 0}).error;
+  int fd = error == 0 ? open_real(AT_FDCWD, file, flags & ~kFileOnlyFlags, 0) : -1;
+  if (error != 0) errno = error;
+  set_node(fd, node);
+  constexpr const char *kAccess[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_RDWR"};
+  if (options().trace_opens) trace_call(fd < 0 ? -1 : 0, "open %s %s", node_name(node), kAccess[flags & O_ACCMODE]);
+  return fd;
+}
+
+int open_any(int folder, const char *path, int flags, mode_t mode) {
+  Node node = node_of_path(path);
+  int fd = node == Node::None ? kNotANode : open_node(node, flags);
+  return fd != kNotANode ? fd : open_real(folder, path, flags, mode);
+}
+
+mode_t mode_argument(int flags, va_list arguments) {
+  bool given = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return given ? va_arg(arguments, mode_t) : 0;
+}
+
+int control_node(Node node, int fd, unsigned long request, void *record) {
+  constexpr unsigned long kRequestCode = 0x40012400;
+  const Attached *attached = current_board();
+  errno = attached == nullptr ? ENXIO : ENOTTY;
+  if (attached == nullptr || (request & 0xffffff00) != kRequestCode) return -1;
+  return answer_request(*attached, node, fd, static_cast<uint8_t>(request), record);
+}
+
+// The number's old descriptor ends with the duplication.
+int give_up(int fd, int from) {
+  if (fd != from) set_node(fd, Node::None);
+  return fd;
+}
+
+int duplicated(int from, int to) {
+  if (to >= 0) set_node(to, node_of(from));
+  return to;
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+int open(const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  int fd = open_any(AT_FDCWD, path, flags, mode_argument(flags, arguments));
+  va_end(arguments);
+  return fd;
+}
+
+int openat(int folder, const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  int fd = open_any(folder, path, flags, mode_argument(flags, arguments));
+  va_end(arguments);
+  return fd;
+}
+
+int creat(const char *path, mode_t mode) { return open_any(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
+
+// What a fortified program calls for an open without a mode.
+int __open_2(const char *path, int flags) { return open_any(AT_FDCWD, path, flags, 0); }
+int __openat_2(int folder, const char *path, int flags) { return open_any(folder, path, flags, 0); }
+
+int close(int fd) {
+  Node node = node_of(fd);
+  if (node != Node::None) {
+    if (options().trace_opens) trace("close %s", node_name(node));
+    set_node(fd, Node::None);  // before the number is free for another thread's open
+  }
+  return behind<close>("close")(fd);
+}
+
+int close_range(unsigned first, unsigned last, int flags) noexcept {
+  int result = behind<close_range>("close_range")(first, last, flags);
+  if (result == 0 && !(flags & CLOSE_RANGE_CLOEXEC)) forget_nodes(first, last);
+  return result;
+}
+
+void closefrom(int first) noexcept { close_range(first > 0 ? static_cast<unsigned>(first) : 0, ~0u, 0); }
+
+int ioctl(int fd, unsigned long request, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, request);
+  void *record = va_arg(arguments, void *);
+  va_end(arguments);
+  Node node = node_of(fd);
+  return node != Node::None ? control_node(node, fd, request, record) : behind<ioctl>("ioctl")(fd, request, record);
+}
+
+int dup(int fd) noexcept { return duplicated(fd, behind<dup>("dup")(fd)); }
+
+int dup2(int fd, int wanted) noexcept { return duplicated(fd, behind<dup2>("dup2")(fd, give_up(wanted, fd))); }
+
+int dup3(int fd, int wanted, int flags) noexcept {
+  return duplicated(fd, behind<dup3>("dup3")(fd, give_up(wanted, fd), flags));
+}
+
+int fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  int result = behind<fcntl64>("fcntl64")(fd, command, argument);
+  return command == F_DUPFD || command == F_DUPFD_CLOEXEC ? duplicated(fd, result) : result;
+}
+
+// Pauses are counted instead of slept where the user asked for it; they still advance the board's time.
+int usleep(useconds_t microseconds) {
+  const Attached *attached = environment_board();
+  if (attached != nullptr) trace("pause %uus", microseconds);
+  if (attached == nullptr || !options().fast) return behind<usleep>("usleep")(microseconds);
+  __atomic_add_fetch(&attached->board->paused_us, microseconds, __ATOMIC_RELAXED);
+  return 0;
+}
+
+// The machine's own offsets have 64 bits: the names for large files are the same functions.
+int open64(const char *path, int flags, ...) __attribute__((alias("open")));
+int openat64(int folder, const char *path, int flags, ...) __attribute__((alias("openat")));
+int creat64(const char *path, mode_t mode) __attribute__((alias("creat")));
+int __open64_2(const char *path, int flags) __attribute__((alias("__open_2")));
+int __openat64_2(int folder, const char *path, int flags) __attribute__((alias("__openat_2")));
+int fcntl64(int fd, int command, ...) __attribute__((alias("fcntl")));
+
+}  // extern "C"
+#pragma GCC visibility pop

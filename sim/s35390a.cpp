@@ -1,0 +1,108 @@
+#include <string.h>
+#include <time.h>
+
+#include "board.h"
+#include "devices.h"
+
+// S-35390A. The register is chosen by the command bits of the address: 0 and 1 status, 2 real-time data of seven bytes,
+// 3 its last three, 4 and 5 alarms, 6 correction, 7 free. Every byte leaves the chip least significant bit first.
+
+namespace zelsim {
+namespace {
+
+enum Command : unsigned { Status1, Status2, RealTime, TimeOnly };
+enum Field : unsigned { Year, Month, Day, Weekday, Hour, Minute, Second, kFields };
+
+// In the master's bit order.
+constexpr uint8_t kReset = 0x80, kWritableStatus = 0x70, kPm = 0x02;
+
+constexpr int64_t kYear2000 = 946684800, kCentury = 3155760000, kMicro = 1000000;
+
+uint8_t reversed(unsigned byte) {
+  unsigned out = 0;
+  for (unsigned bit = 0; bit < 8; ++bit) out |= (byte >> bit & 1u) << (7 - bit);
+  return static_cast<uint8_t>(out);
+}
+
+uint8_t encode(int value) { return reversed(static_cast<unsigned>(value / 10 * 16 + value % 10)); }
+
+// Digits that no calendar has are taken as the lowest value, as the chip does.
+int decode(uint8_t raw, unsigned mask, int lowest, int highest) {
+  unsigned bcd = reversed(raw) & mask;
+  int value = static_cast<int>((bcd >> 4) * 10 + (bcd & 15));
+  return (bcd & 15) > 9 || value < lowest || value > highest ? lowest : value;
+}
+
+void read_time(const Board &board, uint8_t *field) {
+  const Clock &clock = board.i2c.clock;
+  time_t seconds = clock_seconds(board);
+  tm now = {};
+  gmtime_r(&seconds, &now);
+  field[Year] = encode(now.tm_year % 100);
+  field[Month] = encode(now.tm_mon + 1);
+  field[Day] = encode(now.tm_mday);
+  field[Weekday] = encode((now.tm_wday + clock.weekday_shift) % 7);
+  field[Hour] = encode(clock.value[Status1] & kClock24Hours ? now.tm_hour : now.tm_hour % 12);
+  if (now.tm_hour >= 12) field[Hour] |= kPm;  // in both modes
+  field[Minute] = encode(now.tm_min);
+  field[Second] = encode(now.tm_sec);
+}
+
+void write_time(Board &board, const uint8_t *field) {
+  Clock &clock = board.i2c.clock;
+  bool hours24 = clock.value[Status1] & kClock24Hours;
+  tm then = {};
+  then.tm_year = 100 + decode(field[Year], 0xff, 0, 99);
+  then.tm_mon = decode(field[Month], 0x1f, 1, 12) - 1;
+  then.tm_mday = decode(field[Day], 0x3f, 1, 31);
+  then.tm_hour = decode(field[Hour], 0x3f, 0, hours24 ? 23 : 11) + (!hours24 && (field[Hour] & kPm) ? 12 : 0);
+  then.tm_min = decode(field[Minute], 0x7f, 0, 59);
+  then.tm_sec = decode(field[Second], 0x7f, 0, 59);
+  set_clock(board, timegm(&then));  // timegm carries a 31 April on to 1 May
+  clock.weekday_shift = static_cast<uint8_t>((decode(field[Weekday], 0x07, 0, 6) - then.tm_wday + 7) % 7);
+}
+
+void write_status(Board &board, uint8_t value) {
+  Clock &clock = board.i2c.clock;
+  if (value & kReset) {
+    clock = {};
+    set_clock(board, kYear2000);
+  } else {
+    clock.value[Status1] = value & kWritableStatus;
+  }
+}
+
+}  // namespace
+
+void reset_clock(Clock &clock) {
+  clock = {};
+  clock.value[Status1] = kClock24Hours;
+}
+
+// The chip knows two digits of the year: after 2099 comes 2000.
+int64_t clock_seconds(const Board &board) {
+  int64_t seconds = (now_us(board) + board.i2c.clock.shift_us) / kMicro - kYear2000;
+  return kYear2000 + (seconds % kCentury + kCentury) % kCentury;
+}
+
+void set_clock(Board &board, int64_t seconds) { board.i2c.clock.shift_us = seconds * kMicro - now_us(board); }
+
+// The chip has no register offset: offset bytes before a read would overwrite the register.
+int clock_chip(Board &board, Transfer &transfer) {
+  if (!board.i2c.clock_present || transfer.offset_len != 0) return kFail;
+  unsigned command = transfer.address >> 1 & 7u, start = command == TimeOnly ? Hour : Year;
+  bool is_time = command == RealTime || command == TimeOnly;
+  uint8_t field[kFields], *value = is_time ? field + start : &board.i2c.clock.value[command];
+  size_t size = is_time ? kFields - start : 1;
+  if (is_time) read_time(board, field);
+  if (!transfer.write) {
+    for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = value[i % size];
+  } else if (transfer.len > 0) {
+    if (command == Status1) return write_status(board, transfer.data[0]), 0;
+    memcpy(value, transfer.data, transfer.len < size ? transfer.len : size);
+    if (is_time) write_time(board, field);
+  }
+  return 0;
+}
+
+}  // namespace zelsim

@@ -1,0 +1,51 @@
+#include "devices.h"
+
+#include <string.h>
+
+#include "board.h"
+
+// A module in a cage: its identification memory on the one module path, which the cage select of the GPIO driver
+// routes.
+
+namespace zelsim {
+
+bool has_cage(const Board &board, unsigned port) {
+  if (port >= kPorts) return false;
+  return port >= kDaughterPorts || board.i2c.slot_type[port / kPortsPerSlot] == kSfpBoard;
+}
+
+Cage *selected_module(Board &board) {
+  unsigned port = board.gpio.selected_cage;
+  if (!has_cage(board, port) || !board.cages[port].fitted) return nullptr;
+  return &board.cages[port];
+}
+
+void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy) {
+  Cage &cage = board.cages[port];
+  unplug(cage);
+  strncpy(cage.name, name, sizeof cage.name - 1);
+  memcpy(cage.page, page, sizeof cage.page);
+  cage.phy = phy;
+  reset_phy(cage);
+  restart_negotiation(board, cage);
+  cage.los = cage.txfault = 0;
+  cage.fitted = 1;  // last: who dies here leaves an empty cage
+}
+
+void unplug(Cage &cage) {
+  cage = {};
+  cage.los = cage.txfault = 1;
+  cage.link_speed = 1000;
+  cage.full_duplex = 1;
+}
+
+// The memory is write-protected by its maker: the module does not acknowledge a write.
+int module_memory(Board &board, Transfer &transfer) {
+  const Cage *cage = selected_module(board);
+  if (cage == nullptr || transfer.write) return kFail;
+  unsigned at = transfer.offset_len > 0 ? transfer.offset : 0;
+  for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = cage->page[(at + i) % sizeof cage->page];
+  return 0;
+}
+
+}  // namespace zelsim

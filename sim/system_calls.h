@@ -1,0 +1,51 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstddef>
+
+// System calls made without the libc functions that the preload layer replaces, so that the models never come back to
+// it. None of them is a cancellation point: a thread cannot end with the board's lock held.
+
+namespace zelsim::sys {
+
+inline int open(const char *path, int flags, mode_t mode = 0) {
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+inline int close(int fd) { return static_cast<int>(syscall(SYS_close, fd)); }
+inline ssize_t read(int fd, void *data, size_t size) { return syscall(SYS_read, fd, data, size); }
+inline ssize_t write(int fd, const void *data, size_t size) { return syscall(SYS_write, fd, data, size); }
+inline ssize_t pread(int fd, void *data, size_t size, off_t at) { return syscall(SYS_pread64, fd, data, size, at); }
+inline ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
+  return syscall(SYS_pwrite64, fd, data, size, at);
+}
+inline off_t lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
+inline int ftruncate(int fd, off_t size) { return static_cast<int>(syscall(SYS_ftruncate, fd, size)); }
+inline int punch_hole(int fd, off_t offset, off_t size) {
+  return static_cast<int>(syscall(SYS_fallocate, fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, offset, size));
+}
+inline int fstat(int fd, struct stat *status) {
+  return static_cast<int>(syscall(SYS_newfstatat, fd, "", status, AT_EMPTY_PATH));
+}
+
+/** A descriptor that ends with its scope. */
+class File {
+ public:
+  explicit File(int fd) : fd_(fd) {}
+  ~File() {
+    if (fd_ >= 0) sys::close(fd_);
+  }
+  File(const File &) = delete;
+  File &operator=(const File &) = delete;
+  int get() const { return fd_; }
+  bool ok() const { return fd_ >= 0; }
+
+ private:
+  int fd_;
+};
+
+}  // namespace zelsim::sys

@@ -1,0 +1,108 @@
+// Register access, watchdog status and power supervision.
+#include <algorithm>
+
+#include "board_test.h"
+
+namespace {
+
+using Registers = BoardTest;
+using Power = BoardTest;
+
+TEST_F(Registers, SocBlocksAreToldByTheAddressAlone) {
+  const std::vector<uint32_t> blocks = {0x01, 0x08, 0x10, 0x11, 0x12, 0x13, 0x18, 0x20, 0x21, 0x22, 0x23,
+                                        0x40, 0x41, 0x71, 0x72, 0x73, 0x75, 0x76, 0x77, 0xD0, 0xF0};
+  for (uint32_t block = 0; block < 256; ++block) {
+    const bool switch_chip = std::count(blocks.begin(), blocks.end(), block) == 0;
+    for (const uint32_t other_bits : {0U, 0xFFFU, 0xF00000U, 0x1000000U, 0x80000FFFU})
+      EXPECT_EQ(CheckSpecialReg(block << 12 | other_bits), switch_chip || other_bits >> 24 != 0) << block;
+  }
+}
+
+TEST_F(Registers, AccessOnTheWire) {
+  static uint32_t value;
+  const auto get_soc = [] { return FW_GetSpecialRegister(0x20300, &value); };
+  const auto set_soc = [] { return FW_SetSpecialRegister(0xD18004, 0x12345678); };
+  const auto get_switch = [] { return FW_GetSpecialRegister(0xA00000F, &value); };
+  const auto set_switch = [] { return FW_SetSpecialRegister(0x5000010, 0xAB); };
+  const auto set_phy = [] { return FW_SetPhyRegister(25, 0x16, 0xFFFF); };
+  const auto show_phy = [] { return FW_ShowPhyRegister(10, 0x1A); };
+  constexpr uint32_t kKept = 0xEEEEEEEE;
+  const std::string line = "print reg_mode=", soc = "gpio e0 0003020000000000";
+  const struct {
+    uint32_t (*call)();
+    const char *failing;
+    uint32_t result, out;
+    std::string events;
+    uint32_t soc = 0;  // what the driver fills
+  } cases[] = {
+      {get_soc, "", 0x77, 0x89ABCDEF, line + "0\\n\n" + soc + ">00030200efcdab89 = 77\n", 0x89ABCDEF},
+      {get_soc, "ioctl", 0xFFFFFFFF, 0, line + "0\\n\n" + soc + " = ffffffff\n"},
+      {get_soc, "open", FW_FAIL, kKept, line + "0\\n\n"},
+      {set_soc, "", 0x77, kKept, "gpio e1 0480d10078563412 = 77\n"},
+      {set_soc, "open", FW_FAIL, kKept, ""},
+      {get_switch, "system", 1, kKept, line + "1\\n\nshell debugCmd sw_register_get a00000f\n"},
+      {set_switch, "system", 0, kKept, "shell debugCmd sw_register_set 5000010 ab\n"},
+      {set_phy, "system", 1, kKept, "shell debugCmd phy_register_set 25 16 ffff\n"},
+      {show_phy, "system", 1, kKept, "shell debugCmd phy_register_get 10 1a\n"},
+      {[] { return FW_ShowPhyRegister(26, 0) & FW_SetPhyRegister(26, 0, 0); }, "", FW_FAIL, kKept, ""},
+      {FW_Show_Wdt_Status, "", 0, kKept, soc + ">0003020000010000 = 77\nputs Watch Dog Enabled\n", 0x100},
+      {FW_Show_Wdt_Status, "", 0, kKept, soc + ">00030200fffeffff = 77\nputs Watch Dog Disabled\n", 0xFFFFFEFF},
+      {FW_Show_Wdt_Status, "open", FW_FAIL, kKept, ""},
+  };
+  for (const auto &c : cases) {
+    wire::on_request([&](const wire::Request &request) {
+      if (request.number == 0xE0) static_cast<uint32_t *>(request.record)[1] = c.soc;
+      return 0x77;
+    });
+    uint32_t result = 1;
+    value = kKept;
+    wire::fail_call(c.failing, 1);
+    EXPECT_EQ(trace(c.call, &result, {"open", "close"}), c.events) << c.failing;
+    EXPECT_TRUE(result == c.result && value == c.out) << c.events << c.failing << result << " " << value;
+  }
+}
+
+/// What a question answers, and which it asked first, the driver or the boot environment.
+std::string asked(uint32_t (*question)(uint8_t *)) {
+  uint8_t out[3] = {0xEE, 0xEE, 0xEE};
+  uint32_t result = 1;
+  const std::string events = trace([&] { return question(&out[1]); }, &result);
+  const size_t driver = events.find("gpio 98"), flash = events.find("read flash");
+  const char *const order = driver == flash ? "" : driver < flash ? "driver, env " : "env ";
+  char text[40];
+  snprintf(text, sizeof text, "%s%x/%x%x%x", order, result, out[0], out[1], out[2]);
+  return text;
+}
+
+TEST_F(Power, ModeAndAlarmFromConfigurationAndStatus) {
+  const struct {
+    const char *pwrmode;  // "": not touched
+    uint8_t status;
+    const char *mode, *alarm;
+  } cases[] = {
+      {"", 0x00, "4", "0"},       {"", 0x10, "3", "0"},       {"", 0x27, "4", "0"},       {"", 0x08, "1", "1"},
+      {"", 0x18, "0", "1"},       {"", 0x28, "0", "1"},       {"", 0x38, "2", "1"},       {"", 0x48, "1", "1"},
+      {"", 0x88, "1", "1"},       {"", 0xC8, "1", "0"},       {"pwrad", 0xC0, "0", "0"},  {"pwr2ac", 0x00, "1", "1"},
+      {"pwr2dc", 0x80, "2", "1"}, {"pwr1dc", 0x08, "3", "0"}, {"pwr1ac", 0x48, "4", "0"}, {"pwr1AC", 0x18, "0", "1"}};
+  for (const auto &c : cases) {
+    wire::reset();
+    ASSERT_EQ(*c.pwrmode != 0 ? FW_SpiFlash_EnvAdd("pwrmode", c.pwrmode) : 0, 0U);
+    const std::string how = FW_Pwr_Flag() != 5 ? "env 0/ee" : "env 77/ee";
+    wire::on_request([&](const wire::Request &request) -> std::optional<int> {
+      if (request.node != "gpio" || request.number != 0x98) return std::nullopt;
+      *static_cast<uint8_t *>(request.record) = c.status;
+      return 0x77;
+    });
+    EXPECT_EQ(asked(FW_GetPowerMode), how + c.mode + "ee") << c.pwrmode << +c.status;
+    EXPECT_EQ(asked(FW_GetPowerAlarm), std::string("driver, env 77/ee") + c.alarm + "ee") << c.pwrmode << +c.status;
+  }
+  wire::reset();
+  ASSERT_EQ(FW_SpiFlash_EnvAdd("pwrmode", "none"), 0U);
+  sim("fail gpio --result refused");
+  EXPECT_EQ(asked(FW_GetPowerMode) + asked(FW_GetPowerAlarm), "env ffffffff/ee4eedriver, env ffffffff/ee0ee");
+  sim("heal");
+  sim("fail gpio --result closed");
+  EXPECT_EQ(asked(FW_GetPowerMode) + asked(FW_GetPowerAlarm), "env ffff/eeeeeeffff/eeeeee");
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+// CRC-32, byte sum, the read loop and the check of whole-flash files.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "board_test.h"
+
+namespace {
+
+using Checksum = BoardTest;
+
+uint32_t bitwise_crc(const uint8_t *bytes, size_t length) {
+  uint32_t crc = ~0U;
+  for (size_t bit = 0; bit < 8 * length; ++bit) {
+    if (bit % 8 == 0) crc ^= bytes[bit / 8];
+    crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
+  }
+  return ~crc;
+}
+
+TEST_F(Checksum, CrcOfEveryLengthPlaceAndSplit) {
+  const std::vector<uint8_t> bytes = pattern(60);
+  for (uint32_t from = 0; from < 8; ++from) {
+    for (uint32_t length = 0; from + length <= bytes.size(); ++length) {
+      const uint8_t *const start = bytes.data() + from;
+      const uint32_t split = length / 3, crc = bitwise_crc(start, length);
+      EXPECT_EQ(FW_crc32(start, length), crc);
+      EXPECT_EQ(FW_crc321(FW_crc321(0, start, split), start + split, length - split), crc);
+    }
+  }
+  EXPECT_EQ(FW_crc32(reinterpret_cast<const uint8_t *>("123456789"), 9), 0xCBF43926U);
+  EXPECT_EQ(crc_table[255], 0x2D02EF8DU);
+}
+
+TEST_F(Checksum, FirstUseFromTwoThreads) {
+  static const uint8_t kByte = 0;  // looks up entry 255, which is built last
+  std::atomic<int> started = 0, done = 0;
+  const auto use = [] { EXPECT_EQ(FW_crc32(&kByte, 1), bitwise_crc(&kByte, 1)); };
+  std::thread other([&] {
+    for (int round = 1; round <= 1000; done = round++) {
+      while (started < round) continue;
+      use();
+    }
+  });
+  for (int round = 1; round <= 1000; ++round) {
+    crc_table_is_init = 0;
+    memset(crc_table, 0, sizeof crc_table);
+    started = round;
+    use();
+    while (done < round) continue;
+  }
+  other.join();
+}
+
+TEST_F(Checksum, ReadFully) {
+  const std::vector<uint8_t> sent = pattern(30);
+  std::vector<uint8_t> got(100);
+  int ends[2];
+  // One read gives one packet, and EAGAIN before it is there.
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends), 0);
+  std::thread sender([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ(write(ends[1], sent.data(), 10) + write(ends[1], sent.data() + 10, 20), 30);
+    close(ends[1]);
+  });
+  EXPECT_EQ(readFully(ends[0], got.data(), 100), 30);
+  sender.join();
+  EXPECT_EQ(std::vector<uint8_t>(got.begin(), got.begin() + 30), sent);
+  for (const int length : {0, -1}) EXPECT_EQ(readFully(-1, got.data(), length), 0);
+  close(ends[0]);
+}
+
+TEST_F(Checksum, WholeFlashFiles) {
+  const std::string image = file("image", std::vector<uint8_t>(0x2000000, 0xFF));
+  const auto check = [this](const std::string &name, uint32_t sum) {
+    uint32_t result = 1;
+    trace([&] { return FW_CheckFile(path(name).c_str(), sum); }, &result);
+    EXPECT_EQ(wire::open_descriptors(), 0) << name;
+    return result;
+  };
+  EXPECT_EQ(check("image", 0xFE000000), 0U);
+  EXPECT_EQ(check("image", 0xFE000001), FW_FAIL);
+  wire::fail_call("read", 513);  // where the end would be seen
+  EXPECT_EQ(check("image", 0xFE000000), FW_FAIL);
+  wire::reset();
+  std::filesystem::resize_file(image, 0x2000001);  // by a zero byte: only the size differs
+  EXPECT_EQ(check("image", 0xFE000000), FW_FAIL);
+  std::filesystem::resize_file(image, 0x1FFFFFF);
+  EXPECT_EQ(check("image", 0xFE000000 - 0xFF), FW_FAIL);
+  EXPECT_EQ(check("missing", 0), FW_FAIL);
+  EXPECT_EQ(wire::output(), "FW_CheckFile() Open image file " + path("missing") + " fail\n");
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+// Raw access to the flash, its fronts and its map.
+#include "board_test.h"
+
+namespace {
+
+using FlashAccess = BoardTest;
+
+uint8_t g_buffer[0x20000];
+
+#define INDEX "open flash rw\nflash da ff>00 = 0\nclose flash\n"
+#define LOWER "open flash rw\nflash dd = 0\nclose flash\n"
+
+// `failing` has a letter for each call that can fail, in order: F = FW_FAIL and X = refused, both without reset of the
+// extended address register; x = refused, but reset; o = success though the reset's node is closed; 0 = success though
+// the reset is refused; p = success, as nobody looks; s = a seek.
+TEST_F(FlashAccess, CallsAndTheirFailures) {
+  flash_def[18] = 2;  // the chip erase counts the sectors in the table
+  const struct {
+    const char *name;
+    uint32_t (*call)();
+    const char *events, *failing;
+  } rows[] = {
+      {"status register", FW_FlashStatusReg, "open flash rw\nflash d9 = 0\nclose flash\npause 2\n", "pp"},
+      {"set debug", [] { return FW_SetDebug_SpiFlash(255); }, "open flash rw\nflash db ff = 0\nclose flash\n", "FX"},
+      {"get debug", FW_GetDebug_SpiFlash,
+       "open flash rw\nflash dc 00>ff = 0\nclose flash\nputs spi flash debug_mode is on\n", "FX"},
+      {"read of nothing", [] { return FW_N25Q256A_ReadFlash(0x1000005, 0, g_buffer); },
+       "open flash r\nseek 1000005\nread flash 0 = 0\nclose flash\n" LOWER, "FsFo0"},
+      {"read of a piece", [] { return FW_N25Q256A_FlashRead(0xFF, 0x10000, g_buffer); },
+       "open flash r\nseek ff\nread flash 10000 = 10000\npause 10\nclose flash\n", "FsF"},
+      {"read of a piece and a rest", [] { return FW_ReadFlash(0x1FFFFF, 0x1FFFF, g_buffer); },
+       INDEX "open flash r\nseek 1fffff\nread flash 10000 = 10000\npause 10\nseek 20ffff\nread flash ffff = ffff\n"
+             "close flash\n" LOWER,
+       "FFFsFsFo0"},
+      {"program up to a page's end", [] { return FW_N25Q256A_FlashWrite(0x1F0, 16, g_buffer); },
+       "open flash w\nseek 1f0\nwrite flash 10 = 10\nclose flash\npause 2\n", "FsF"},
+      {"program of lead, page and rest", [] { return FW_WriteFlash(0x10, 600, g_buffer); },
+       INDEX "open flash w\nseek 10\nwrite flash f0 = f0\nseek 100\nwrite flash 100 = 100\nseek 200\n"
+             "write flash 68 = 68\nclose flash\npause 2\n" LOWER "pause 2\n",
+       "FFFsFsFsFo0"},
+      {"erase", [] { return FW_SpiFlash_SectorErase(0x20000); },
+       INDEX "open flash rw\nseek 20000\nflash d1 = 0\nclose flash\npause 2\n" LOWER, "FFFsxo0"},
+      {"chip erase", FW_SpiFlash_ChipErase,
+       INDEX "open flash rw\nseek 0\nflash d1 = 0\nprint Erase chip [0] percent\\n\npause 1\nseek 10000\nflash d1 = 0\n"
+             "print Erase chip [50] percent\\n\npause 1\nclose flash\n" LOWER,
+       "FFFsXsXo0"},
+  };
+  for (const auto &row : rows) {
+    uint32_t result = 1;
+    EXPECT_EQ(trace(row.call, &result), row.events) << row.name;
+    EXPECT_EQ(result, 0U) << row.name;
+    EXPECT_EQ(static_cast<size_t>(wire::calls("any")), strlen(row.failing)) << row.name;
+    for (int n = 1; row.failing[n - 1] != '\0'; ++n) {
+      const char failing = row.failing[n - 1];
+      wire::fail_call("any", n);
+      const std::string events = trace(row.call, &result), place = row.name + std::to_string(n) + events;
+      if (failing == 's') continue;
+      EXPECT_EQ(result, strchr("0op", failing) != nullptr ? 0 : failing == 'F' ? FW_FAIL : FW_REFUSED) << place;
+      EXPECT_EQ(events.find("flash dd") != events.npos, failing == 'x' || failing == '0') << place;
+      EXPECT_EQ(events.find("dd = ffffffff\npause 1\nclose flash") != events.npos, failing == '0') << place;
+    }
+    wire::reset();
+  }
+  flash_def[18] = 512;
+  wire::fail_call("ioctl", 2);
+  EXPECT_EQ(trace(FW_N25Q256A_ChipErase, nullptr, {"open", "seek", "print"}),
+            "flash d1 = 0\npause 1\nflash d1 = ffffffff\npause 1\nclose flash\n");
+  // Only FW_FAIL suppresses the line: a refused request shows the byte as it stood.
+  for (const auto &[answer, line] : {std::pair{0xFFFF, ""}, std::pair{-1, "spi flash debug_mode is on\n"}}) {
+    wire::on_request([answer = answer](const wire::Request &) { return answer; });
+    trace(FW_GetDebug_SpiFlash);
+    EXPECT_EQ(wire::output(), line);
+  }
+}
+
+TEST_F(FlashAccess, FrontsAskForTheChip) {
+  const struct {
+    const char *name;
+    uint32_t (*call)();
+    uint32_t other_chip = FW_FAIL, unknown_chip = FW_FAIL;
+  } fronts[] = {
+      {"ReadFlash", [] { return FW_ReadFlash(0, 1, g_buffer); }},
+      {"GetMapAddr", [] { return FW_SpiFlash_GetMapAddr(1); }, FW_REFUSED, FW_REFUSED},
+      {"GetMapLen", [] { return FW_SpiFlash_GetMapLen(1); }, FW_REFUSED, FW_REFUSED},
+      {"GetSectorSize", FW_SpiFlash_GetSectorSize, FW_REFUSED, FW_REFUSED},
+      {"BackupMacSet", [] { return FW_SpiFlash_BackupMacSet(g_buffer); }},
+      {"BackupMacGet", [] { return FW_SpiFlash_BackupMacGet(g_buffer); }, 0},
+  };
+  for (const auto &front : fronts) {
+    for (const auto &[answer, index] : {std::pair{0, 1}, std::pair{-1, 0xFF}, std::pair{0xFFFF, 0}}) {
+      wire::on_request([number = index, result = answer](const wire::Request &request) {
+        *static_cast<uint8_t *>(request.record) = static_cast<uint8_t>(number);
+        return result;
+      });
+      uint32_t result = 1;
+      trace(front.call, &result);
+      EXPECT_EQ(result, answer == 0xFFFF ? front.unknown_chip : front.other_chip) << front.name;
+      EXPECT_EQ(wire::calls("any"), 2) << front.name << ": nothing follows the question";
+    }
+  }
+}
+
+TEST_F(FlashAccess, MapQueries) {
+  constexpr uint32_t kRegions[16][2] = {
+      {0x200000, 0xC00000},  {0x1200000, 0xC00000}, {0xF40000, 0x40000},  {0x1F40000, 0x40000},
+      {0x180000, 0x40000},   {0x0, 0x100000},       {0x100000, 0x10000},  {0xE00000, 0x100000},
+      {0x1E00000, 0x100000}, {0xF00000, 0x40000},   {0x1F00000, 0x40000}, {0xF80000, 0x80000},
+      {0x140000, 0x40000},   {0x1C0000, 0x10000},   {0x1D0000, 0x10000},  {0x1FE0000, 0x10000},
+  };
+  for (uint32_t selector = 0; selector < 18; ++selector) {
+    const uint32_t *const region = selector >= 1 && selector <= 16 ? kRegions[selector - 1] : nullptr;
+    for (const int mode : {0, 1, 2}) {
+      spiflash_debug_mode = static_cast<uint8_t>(mode);
+      uint32_t address = 0, length = 0;
+      trace([&] { return (address = FW_SpiFlash_GetMapAddr(selector)) | (length = FW_SpiFlash_GetMapLen(selector)); });
+      EXPECT_EQ(address, region ? region[0] : FW_REFUSED) << selector;
+      EXPECT_EQ(length, region ? region[1] : FW_REFUSED) << selector;
+      EXPECT_EQ(wire::output(), !region && mode == 1 ? "Select address error\nSelect Max Len error\n" : "");
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,200 @@
+// Identification of pluggable modules: the class of every kind of page, the display, and what a failing transfer does.
+#include <cstring>
+#include <random>
+#include <regex>
+
+#include "board_test.h"
+
+namespace {
+
+constexpr uint32_t kPort = 25;
+
+struct Class {
+  int code;
+  std::string line;
+};
+
+Class port_class(int code, const std::string &name) { return {code, "This is a PORT_SFP_" + name + " type. \n"}; }
+
+const Class kFx = port_class(0, "100FX"), kX = port_class(1, "1000BASE_X"), kSx = port_class(1, "1000BASE_SX"),
+            kCx = port_class(1, "1000BASE_CX"), k2G5 = port_class(4, "2G5"), k5G = port_class(5, "5G"),
+            k10G = port_class(6, "10G"), kDac = port_class(7, "10G DAC"), kEr = port_class(8, "10G ER"),
+            kLrm = port_class(9, "10G LRM"), kLr = port_class(10, "10G LR"), kSr = port_class(11, "10G SR"),
+            kLxFx{1, kFx.line}, kLxSilent{1, ""}, kUnknown{3, "This is an unknown type. \n"},
+            kNone{0xFF, "DDM show this is not a SFP module.\n"},
+            kCopper{2, "This is a RJ45 connector(1000BASE-T) type. \n"},
+            kSerdes{15, "This is a RJ45 connector(1000BASE-T) type(Interface serdes only). \n"};
+
+// A second reading of the rules, rule by rule.
+Class read_class(const uint8_t *id) {
+  const uint8_t rate = id[12], ethernet = id[6];
+  const bool lx = (ethernet & 3) == 2;
+  if (id[0] != 3) return kNone;
+  if ((id[8] & 4) != 0 && rate > 99) return kDac;
+  if (rate > 99 && id[3] >= 0x10) return id[3] & 0x80 ? kEr : id[3] & 0x40 ? kLrm : id[3] & 0x20 ? kLr : kSr;
+  if (id[2] == 0x22 || ethernet == 8) return kCopper;
+  if ((ethernet & 1) != 0) return kSx;
+  if ((ethernet & 7) == 4) return kCx;
+  if (!lx && (ethernet & 0x30) != 0) return kFx;
+  if (rate >= 25) return rate >= 100 ? k10G : rate >= 50 ? k5G : k2G5;
+  if (rate >= 10) return kX;
+  return rate >= 1 ? (lx ? kLxFx : kFx) : lx ? kLxSilent : kUnknown;
+}
+
+// A module of any contents, and a copper PHY, in the cage of a port of the main board.
+class Module : public BoardTest {
+ protected:
+  uint8_t page_[128] = {3}, phy_[64] = {0x11, 0x40, 0x79, 0x6D, 0x01, 0x41, 0x0C, 0xC2};
+  int transfers_ = 0, failing_ = 0, failure_ = 0;  // the transfer, from 1, that fails
+
+  Module() {
+    phy_[2 * 17] = 0xAC;  // 1000 Mb/s, full duplex, link up
+    wire::on_request([this](const wire::Request &request) -> std::optional<int> {
+      if (request.number != 0xB0 && request.number != 0xB1) return {};
+      auto *const record = static_cast<uint8_t *>(request.record);
+      if (++transfers_ == failing_) return failure_;
+      if (record[129] != 0xA0 && record[129] != 0xAC) return {};
+      const uint8_t *const memory = record[129] == 0xA0 ? page_ + record[132] : phy_ + 2 * record[132];
+      if (request.number == 0xB0) memcpy(record, memory, record[128]);
+      return 0;
+    });
+  }
+
+  void put(int at, const char *text) { memcpy(page_ + at, text, strlen(text)); }
+
+  /// Switches the transmitter off and makes the nth transfer from now on fail.
+  void prepare(int nth, uint32_t failure) {
+    FW_SetPortSfpTxDisable(kPort, 1);
+    transfers_ = 0;
+    failing_ = nth;
+    failure_ = static_cast<int>(failure);
+  }
+
+  void expect_class(const Class &expected, const std::string &name) {
+    const bool copper = expected.code == 2 || expected.code == 15;
+    const std::string bring_up = copper ? "Setting SGMII MODE\nSFP RJ45 Link up\nSFP RJ45 Speed 1G Full\n" : "";
+    uint32_t shown = 1, told = 1;
+    trace([] { return FW_Show_SFP_Moudle(kPort, 0, 1); }, &shown);
+    const std::string output = wire::output(), last = "Vendor rev = \n";
+    uint8_t speed[2] = {0xA5, 0xA5};
+    trace([&] { return FW_Get_SFP_Speed(kPort, speed); }, &told);
+    EXPECT_EQ(output.substr(output.find(last) + last.size()), expected.line + bring_up) << name;
+    EXPECT_EQ(std::tuple(shown, told, speed[0], speed[1], wire::output()), std::tuple(0, 0, expected.code, 0xA5, ""))
+        << name;
+  }
+};
+
+TEST_F(Module, EveryClassInBothFunctions) {
+  const struct {
+    const char *name;
+    uint8_t identifier, connector, ten_gigabit, ethernet, cable, rate;
+    Class expected;
+  } cases[] = {
+      {"not an SFP", 0x0D, 0x22, 0x10, 1, 4, 103, kNone},
+      {"passive cable before ER and copper", 3, 0x22, 0xF0, 8, 4, 100, kDac},
+      {"slow passive cable", 3, 0x21, 0, 0, 4, 25, k2G5},
+      {"ER before all", 3, 7, 0xF0, 1, 8, 103, kEr},
+      {"LRM before LR", 3, 7, 0x70, 1, 0, 103, kLrm},
+      {"LR before SR", 3, 7, 0x30, 1, 0, 103, kLr},
+      {"SR before copper", 3, 0x22, 0x1F, 8, 0, 100, kSr},
+      {"no SR at 99", 3, 7, 0x10, 0, 0, 99, k5G},
+      {"InfiniBand bits alone", 3, 7, 0x0F, 0, 0, 103, k10G},
+      {"connector before SX", 3, 0x22, 0, 1, 0, 13, kCopper},
+      {"1000BASE-T alone", 3, 7, 0, 8, 0, 13, kCopper},
+      {"1000BASE-T and BX10", 3, 7, 0, 0x48, 0, 13, kX},
+      {"SX before LX", 3, 7, 0, 0x3F, 0, 13, kSx},
+      {"CX before FX", 3, 7, 0, 0x24, 0, 13, kCx},
+      {"LX before CX and FX", 3, 7, 0, 0x26, 0, 9, kLxFx},
+      {"LX at 0", 3, 7, 0, 2, 0, 0, kLxSilent},
+      {"100BASE-LX at any rate", 3, 7, 0, 0x10, 0, 103, kFx},
+      {"rate 0", 3, 7, 0, 0, 0, 0, kUnknown},
+  };
+  for (const auto &c : cases) {
+    const uint8_t id[16] = {c.identifier, 0, c.connector, c.ten_gigabit, 0, 0, c.ethernet, 0, c.cable, 0, 0, 0, c.rate};
+    memcpy(page_, id, sizeof id);
+    expect_class(c.expected, c.name);
+  }
+  page_[2] = 0x22;
+  put(40, "AXGT-R154-0M06XY");
+  expect_class(kSerdes, "serdes only");
+}
+
+TEST_F(Module, RandomPagesAgreeWithASecondReading) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 2000; ++round) {
+    for (int n = 0; n < 16; ++n) page_[n] = static_cast<uint8_t>(random());
+    if (round % 8 != 0) page_[0] = 3;
+    if (round % 2 != 0) page_[6] = static_cast<uint8_t>(1 << random() % 9);
+    if (round % 3 != 0) page_[12] = static_cast<uint8_t>(random() % 110);
+    expect_class(read_class(page_), "round " + std::to_string(round));
+  }
+}
+
+TEST_F(Module, CopperDisplayOnTheWire) {
+  page_[2] = 0x22;
+  page_[127] = 0xFF;
+  put(20, "MAKER           ");
+  put(40, "ZL-1G-T\x01        ");
+  put(56, "B2  next");
+  prepare(0, 0);
+  i2c_debug_mode = 1;
+  std::string events = trace([] { return FW_Show_SFP_Moudle(kPort, 1, 7); }, nullptr, {"open", "close", "print"});
+  // Without board queries and data; a transfer's pause is "+", the waits of 50 ms are one line.
+  events = std::regex_replace(events, std::regex("(i2c (96|c2)|put).*\n| >[0-9a-f]*"), "");
+  events = std::regex_replace(events, std::regex("= 0\npause 5000\n"), "+\n");
+  EXPECT_EQ(std::regex_replace(events, std::regex("(pause 1000\n){50}"), "wait 50\n"),
+            "gpio 88 19 = 0\ni2c b0 a0:60/1 n32 +\ni2c b0 a0:14/1 n16 +\ni2c b0 a0:28/1 n16 +\ni2c b0 a0:38/1 n4 +\n"
+            "i2c b0 a0:0/1 n16 +\nwait 50\n"
+            "i2c b0 76:1/1 n1 +\ni2c b0 76:1/1 n1 +\ni2c b1 76:1/1 n1 df +\ni2c b0 76:1/1 n1 +\n"
+            "wait 50\nwait 50\nwait 50\nwait 50\ni2c b0 ac:0/1 n16 +\ngpio 88 19 = 0\n"
+            "i2c b1 ac:1b/1 n2 9084 +\ni2c b1 ac:9/1 n2 0e00 +\ni2c b1 ac:0/1 n2 8140 +\ni2c b1 ac:4/1 n2 0de1 +\n"
+            "i2c b1 ac:0/1 n2 9140 +\ngpio 88 19 = 0\ni2c b0 ac:11/1 n4 +\n");
+  const std::string shown = std::regex_replace(wire::output(), std::regex("(\\[0x00\\] ){7}(\\[0x00\\] \n|)"), "7 ");
+  EXPECT_EQ(shown, std::string(45, '-') + "\nSFP DDM read from SFP 25\n" + std::string(46, '=') +
+                       "\nVendor Specific:\n7 7 7 7 [0xff] \nVendor name = MAKER           \n" +
+                       "Vendor PN = ZL-1G-T\x01        \nVendor rev = B2  \n" + kCopper.line + "Marvell PHY\n" +
+                       "Setting SGMII MODE\nsfp_phy[0]:0x11, sfp_phy[1]:0x40, sgmii_cisco:1\n" +
+                       "SFP RJ45 Link up\nSFP RJ45 Speed 1G Full\n");
+}
+
+// Each transfer of a copper module's display and classification fails once: the bus is busy, or another failure.
+TEST_F(Module, EveryFailingTransfer) {
+  const std::string busy = "I2C Bus Busy\n", ic = "IC Bus busy\n", none;
+  // 7 and 8, the first two of setting the transmitter, are retried; the last one's result is not used.
+  const std::string lines[] = {busy, busy, busy, busy, busy, ic,   none, none,
+                               ic,   busy, busy, busy, busy, busy, busy, "I2C Busy Busy\n"};
+  page_[2] = 0x22;
+  for (const uint32_t failure : {FW_I2C_BUSY, 0x1234U}) {
+    const bool is_busy = failure == FW_I2C_BUSY;
+    const auto end = [&](int nth, bool used) { return !used ? 0 : nth == 1 && !is_busy ? FW_FAIL : failure; };
+    uint32_t result = 1;
+    for (int nth = 1; nth <= 16; ++nth) {
+      prepare(nth, failure);
+      trace([] { return FW_Show_SFP_Moudle(kPort, 1, 0); }, &result);
+      EXPECT_EQ(wire::output(), none) << nth;
+      prepare(nth, failure);
+      trace([] { return FW_Show_SFP_Moudle(kPort, 1, 1); }, &result);
+      const std::string shown = wire::output(), line = is_busy ? lines[nth - 1] : none;
+      EXPECT_EQ(result, end(nth, nth != 7 && nth != 8 && nth != 16)) << nth;
+      EXPECT_TRUE(shown.ends_with(line) && (shown.find("usy") == std::string::npos) == line.empty()) << nth << shown;
+      EXPECT_EQ(shown == "SFP 25 not exist! \n", nth == 1 && !is_busy) << nth;
+    }
+    for (int nth = 1; nth <= 12; ++nth) {
+      i2c_debug_mode = is_busy ? 2 : 1;
+      uint8_t speed = 0xA5;
+      prepare(nth, failure);
+      trace([&] { return FW_Get_SFP_Speed(kPort, &speed); }, &result);
+      const std::string output = nth == 1 ? is_busy ? busy : "SFP 25 non exist! \n"
+                                 : !is_busy && (nth > 6 || nth == 3 || nth == 4) ? "Marvell PHY\n"
+                                                                                 : none;
+      EXPECT_EQ(std::tuple(result, speed, wire::output()), std::tuple(end(nth, nth != 3 && nth != 4),
+                                                                      nth != 1  ? 2
+                                                                      : is_busy ? 0xA5
+                                                                                : 0xFF,
+                                                                      output))
+          << nth;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+#include <ctime>
+
+#include "records.h"
+
+namespace zelctl {
+
+namespace {
+
+constexpr const char *kClock = "real-time clock", *kSensor = "temperature sensor";
+constexpr uint32_t kTransferLimit = 128;
+
+uint32_t address, offset, length, offset_len = 1;
+std::vector<uint32_t> values;
+std::string time_text;
+bool held;
+
+void readDevice() {
+  uint8_t bytes[kTransferLimit] = {};
+  require(FW_I2C_BufRead(static_cast<uint8_t>(address), offset, offset_len, static_cast<uint8_t>(length), bytes),
+          format("I2C device 0x%02X", address));
+  if (settings.json) return show(record("address", address, "offset", offset, "data", hexText({bytes, length})));
+  hexdump({bytes, length}, offset);
+}
+
+void writeDevice() {
+  std::vector<uint8_t> bytes;
+  for (const uint32_t byte : values) bytes.push_back(static_cast<uint8_t>(byte));
+  if (bytes.size() > kTransferLimit) refuseArgument("BYTES", format("more than %u", kTransferLimit));
+  require(FW_I2C_BufWrite(static_cast<uint8_t>(address), offset, offset_len, static_cast<uint8_t>(bytes.size()),
+                          bytes.data()),
+          format("I2C device 0x%02X", address));
+}
+
+void pollClock() { require(FW_PollRtc(), kClock); }
+
+void getClock() {
+  if (!held) pollClock();
+  rtc_record clock{};
+  require(FW_GetRtc(&clock), kClock);
+  const rtc_tm &tm = clock.tm;
+  if (tm.tm_mday == 0) throw Failure{"the driver holds no time yet: zelctl clock poll"};
+  // In 12-hour mode the chip counts 0-11 beside its AM/PM flag.
+  const int hour = tm.tm_hour + (clock.mode24 == 0 && clock.pm != 0 ? 12 : 0);
+  show(record(
+      "time",
+      format("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, hour, tm.tm_min, tm.tm_sec),
+      "hours", clock.mode24 != 0 ? 24 : 12));
+}
+
+/** Accepts YYYY-MM-DDTHH:MM:SS within the chip's century, or "now". */
+std::tm parseTime() {
+  std::tm parsed{};
+  const std::time_t now = std::time(nullptr);
+  if (time_text == "now") return *localtime_r(&now, &parsed);
+  const char *end = strptime(time_text.c_str(), "%Y-%m-%dT%H:%M:%S", &parsed);
+  std::tm normal = parsed;
+  timegm(&normal);  // moves a day that its month does not have into the next one
+  if (end == nullptr || *end != '\0' || normal.tm_mday != parsed.tm_mday || parsed.tm_sec > 59)
+    refuseArgument("TIME", "'" + time_text + "' is not a time of the form 2026-03-15T14:30:45");
+  if (parsed.tm_year < 100 || parsed.tm_year > 199) refuseArgument("TIME", "the clock holds the years 2000 to 2099");
+  return parsed;
+}
+
+void setClock() {
+  const std::tm time = parseTime();
+  rtc_record clock{};
+  clock.tm = {time.tm_sec, time.tm_min, time.tm_hour, time.tm_mday, time.tm_mon, time.tm_year, 0, 0, 0, 0, 0};
+  require(FW_SetRtc(&clock), kClock);
+  pollClock();  // so that the driver's readers see the new time
+}
+
+void setHours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
+
+void addI2c(CLI::App &app) {
+  CLI::App *family = command(app, "i2c", "Transfers on the board's I2C bus", "i2c read 0x9e 0 2");
+  CLI::App *read = command(*family, "read", "Reads from a device", "i2c read 0x40 2 1", readDevice);
+  CLI::App *write = command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44", writeDevice);
+  for (CLI::App *leaf : {read, write}) {
+    number(leaf, "ADDRESS", address, "Device address, 8-bit form", 0, 0xFF);
+    number(leaf, "OFFSET", offset, "Register or memory address in the device", 0, 0xFFFFFFFF);
+    number(leaf, "--offset-len", offset_len, "Offset bytes that are sent (1)", 0, 4);
+  }
+  number(read, "LENGTH", length, "Bytes", 1, kTransferLimit);
+  write->add_option("BYTES", values, "Bytes to write")->transform(range(0, 0xFF))->required();
+  command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(busBusy()); });
+  command(*family, "refresh", "Refreshes the bus", "i2c refresh", [] { require(FW_ReflashI2CBus(), "I2C bus"); });
+}
+
+}  // namespace
+
+Json busBusy() {
+  return record("busy", byteOf(FW_Get_I2C_Busy, "I2C busy flag") != 0);
+}
+
+Json clockMode() {
+  return record("hours", byteOf(FW_GetRtc1224, kClock) == 1 ? 24 : 12);
+}
+
+Json temperature() {
+  temp_record held_value{};
+  require(FW_GetTemperature(&held_value), kSensor);
+  return record("temperature", held_value.temperature);
+}
+
+void addBusCommands(CLI::App &app) {
+  addI2c(app);
+  CLI::App *family = command(app, "clock", "Real-time clock", "clock set 2026-03-15T14:30:45", getClock);
+  CLI::App *get = command(*family, "get", "Reads the clock", "clock get --held", getClock);
+  CLI::App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now", setClock);
+  set->add_option("TIME", time_text, "YYYY-MM-DDTHH:MM:SS or now")->required();
+  command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll", pollClock);
+  command(*family, "12h", "Sets 12-hour mode", "clock 12h", [] { setHours(0); });
+  command(*family, "24h", "Sets 24-hour mode", "clock 24h", [] { setHours(1); });
+  CLI::App *sensor = command(app, "temperature", "Board temperature in degrees Celsius", "temperature", [] {
+    if (!held) require(FW_PollTemperature(), kSensor);
+    show(temperature());
+  });
+  for (CLI::App *leaf : {get, sensor}) leaf->add_flag("--held", held, "What the driver holds; the chip is not read");
+}
+
+}  // namespace zelctl

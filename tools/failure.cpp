@@ -1,0 +1,76 @@
+#include <zelboard/zelboard.h>
+
+#include "tool.h"
+
+namespace zelctl {
+
+namespace {
+
+struct Status {
+  uint32_t code;
+  const char *name;
+  const char *meaning;
+};
+constexpr Status kStatuses[] = {
+    {FW_FAIL, "FW_FAIL", "no answer, or refused"},
+    {FW_NOT_SET, "FW_NOT_SET", "nothing stored"},
+    {FW_ABSENT, "FW_ABSENT", "does not answer"},
+    {FW_NOT_SFP, "FW_NOT_SFP", "no SFP cage"},
+    {FW_I2C_BUSY, "FW_I2C_BUSY", "the I2C bus is busy"},
+    {FW_REFUSED, "FW_REFUSED", "failed, or refused by the kernel or by the diagnostic flags"},
+};
+
+const Status *find(uint32_t code) {
+  for (const Status &status : kStatuses)
+    if (status.code == code) return &status;
+  return nullptr;
+}
+
+constexpr std::pair<const char *, uint32_t (*)(uint8_t *)> kProbes[] = {
+    {"/dev/zel_gpio", FW_GetSystemLed}, {"/dev/zel_i2c", FW_Get_I2C_Busy}, {"/dev/zel_spi_flash", FW_FlashGetIndex}};
+
+}  // namespace
+
+std::string statusName(uint32_t status) {
+  if (status == 0) return "ok";
+  const Status *known = find(status);
+  return known != nullptr ? known->name : format("0x%08X", status);
+}
+
+void require(uint32_t status, const std::string &what) {
+  if (status == 0) return;
+  if (status == FW_FAIL) requireBoard();
+  const Status *known = find(status);
+  const char *meaning = known != nullptr ? known->meaning : "the driver's own failure code";
+  throw Failure{statusName(status) + ": " + what + ": " + meaning, status};
+}
+
+void requirePort(uint32_t status, uint32_t port) {
+  const uint32_t slot = port / 8 + 1;
+  if (status == FW_ABSENT) throw Failure{format("FW_ABSENT: no daughter board in slot %u", slot), status};
+  if (status == FW_NOT_SFP)
+    throw Failure{format("FW_NOT_SFP: port %u has no SFP cage: copper board in slot %u", port, slot), status};
+  require(status, format("port %u", port));
+}
+
+uint8_t byteOf(uint32_t (*read)(uint8_t *byte), const char *what) {
+  uint8_t byte = 0;
+  require(read(&byte), what);
+  return byte;
+}
+
+void requireBoard() {
+  constexpr uint8_t kUntouched = 0xA5;
+  std::string closed;
+  for (const auto &[node, read] : kProbes) {
+    // A read whose node opened writes its byte, whatever the result (the flash driver's, unless it answers FW_FAIL).
+    uint8_t byte = kUntouched;
+    if (read(&byte) == FW_FAIL && byte == kUntouched)
+      closed += (closed.empty() ? "" : ", ") + std::string(node);
+  }
+  if (!closed.empty())
+    throw Failure{"FW_FAIL: " + closed + " cannot be opened; without the board, use: zelsim run -- zelctl ...",
+                  FW_FAIL};
+}
+
+}  // namespace zelctl

@@ -1,0 +1,51 @@
+#include <zelboard/flash.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "tool.h"
+
+namespace zelctl {
+
+namespace {
+
+[[noreturn]] void failOn(const std::string &path) { throw Failure{path + ": " + std::strerror(errno)}; }
+
+}  // namespace
+
+FileFigures measure(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) failOn(path);
+  FileFigures figures;
+  for (std::vector<char> piece(0x10000); file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0;) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(piece.data());
+    const auto count = static_cast<uint32_t>(file.gcount());
+    figures.size += count;
+    figures.crc32 = FW_crc321(figures.crc32, bytes, count);
+    figures.sum += dbChecksum(bytes, count);
+  }
+  if (file.bad()) failOn(path);
+  return figures;
+}
+
+std::vector<uint8_t> readFile(const std::string &path, uint64_t limit) {
+  std::error_code error;
+  const uint64_t size = std::filesystem::file_size(path, error);
+  if (error) throw Failure{path + ": " + error.message()};
+  if (size > limit)
+    refuseArgument("FILE", path + " has " + std::to_string(size) + " bytes: at most " + std::to_string(limit));
+  std::vector<uint8_t> bytes(size);
+  std::ifstream file(path, std::ios::binary);
+  if (!file.read(reinterpret_cast<char *>(bytes.data()), std::ssize(bytes))) failOn(path);
+  return bytes;
+}
+
+void writeFile(const std::string &path, std::span<const uint8_t> bytes) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char *>(bytes.data()), std::ssize(bytes)).flush();
+  if (!file) failOn(path);
+}
+
+}  // namespace zelctl

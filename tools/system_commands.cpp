@@ -1,0 +1,131 @@
+#include "records.h"
+
+namespace zelctl {
+
+namespace {
+
+constexpr uint32_t kAnyWord = 0xFFFFFFFF;
+
+uint32_t which, address, port, reg, value;
+
+/** A flag that comes back as the call's own result: only the library's codes are failures. */
+bool flagOf(uint32_t result, const char *what) {
+  if (result == FW_FAIL || result == FW_REFUSED) require(result, what);
+  return result != 0;
+}
+
+/** What debugCmd printed, less the library's line before it. */
+std::string answerOf(std::string text, const std::string &what) {
+  if (text.starts_with("reg_mode=")) text.erase(0, text.find('\n') + 1);
+  text.erase(text.find_last_not_of('\n') + 1);
+  if (text.empty()) throw Failure{what + ": debugCmd printed no value"};
+  return text;
+}
+
+void getRegister() {
+  requireBoard();
+  const std::string what = format("register 0x%X", address);
+  const Printed printed = printedBy([] { return FW_GetSpecialRegister(address, &value); });
+  if (CheckSpecialReg(address) != 0)
+    return show(record("address", address, "class", "switch-chip", "debugCmd", answerOf(printed.text, what)));
+  require(printed.status, what);
+  show(record("address", address, "class", "soc", "value", value));
+}
+
+void setRegister() {
+  requireBoard();
+  require(FW_SetSpecialRegister(address, value), format("register 0x%X", address));
+}
+
+void setPhyRegister() {
+  requireBoard();
+  FW_SetPhyRegister(port, reg, value);
+}
+
+void setFlag() { require(which == 0 ? FW_SetSystemDiagFlag(value) : FW_SetFlashAccessFlag(value), "flag"); }
+
+void addWatchdog(CLI::App &app) {
+  const auto status = [] {
+    show(watchdog());
+    if (settings.verbose) FW_Show_Wdt_Status();
+  };
+  const auto flag = [] {
+    environment();  // refuses what the flag would answer with "no"
+    show(record("start_at_boot", FW_Wdt_Flag() == 1));
+  };
+  CLI::App *family = command(app, "watchdog", "Hardware watchdog", "watchdog status", status);
+  command(*family, "status", "Tells whether it is enabled", "watchdog status", status);
+  command(*family, "flag", "Tells whether the boot environment has it started", "watchdog flag", flag);
+  command(*family, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
+  command(*family, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
+  command(*family, "stop", "Stops toggling", "watchdog stop", [] { require(FW_Wdt_Toggle_Stop(), "watchdog"); });
+}
+
+}  // namespace
+
+Json flags() {
+  return record("diagnostic", flagOf(FW_GetSystemDiagFlag(), "diagnostic flag"), "flash-access",
+                flagOf(FW_GetFlashAccessFlag(), "flash-access flag"));
+}
+
+Json resetKey() {
+  uint32_t key = 0;
+  require(FW_GetRstKey(&key), "reset key");
+  return record("reset_key", key, "reset_process", byteOf(FW_RstProcGet, "reset process"));
+}
+
+Json watchdog() {
+  constexpr uint32_t kWatchdogRegister = 0x20300, kEnabled = 0x100;
+  uint32_t word = 0;
+  require(FW_GetSpecialRegister(kWatchdogRegister, &word), "watchdog register");
+  return record("enabled", (word & kEnabled) != 0);
+}
+
+Json power() {
+  const uint8_t mode = byteOf(FW_GetPowerMode, "power mode"), alarm = byteOf(FW_GetPowerAlarm, "power alarm");
+  uint8_t conf[2] = {};
+  for (uint32_t supply : {1U, 2U}) require(FW_GetPowerConf(supply, &conf[supply - 1]), format("supply %u", supply));
+  return record("mode", powerModeName(mode), "configured", powerModeName(FW_Pwr_Flag()), "alarm", alarm != 0,
+                "supply_1", conf[0], "supply_2", conf[1]);
+}
+
+std::string powerModeName(uint32_t mode) {
+  constexpr const char *kModes[] = {"AC and DC", "two AC", "two DC", "one DC", "one AC", "by hardware"};
+  return mode < std::size(kModes) ? kModes[mode] : std::to_string(mode);
+}
+
+Json phyRegister(uint32_t of_port, uint32_t of_reg) {
+  requireBoard();
+  const Printed printed = printedBy([=] { return FW_ShowPhyRegister(of_port, of_reg); });
+  return record("port", of_port, "register", of_reg, "debugCmd",
+                answerOf(printed.text, format("PHY of port %u", of_port)));
+}
+
+void addSystemCommands(CLI::App &app) {
+  addWatchdog(app);
+  const auto list = [] { show(flags()); };
+  CLI::App *family = command(app, "flags", "System flags that all processes share", "flags show", list);
+  command(*family, "show", "The flags", "flags show --json", list);
+  CLI::App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", setFlag);
+  choice(set, "NAME", which, "Flag", {{"diagnostic", 0}, {"flash-access", 1}});
+  choice(set, "STATE", value, "State", kOnOff);
+  command(app, "reset-key", "The reset key", "reset-key", [] { show(resetKey()); });
+  command(app, "power", "Power mode and alarm, supply configurations", "power", [] { show(power()); });
+
+  family = command(app, "register", "SoC and switch-chip registers", "register get 0x20300");
+  CLI::App *get = command(*family, "get", "Reads a register", "register get 0x5000010", getRegister);
+  set = command(*family, "set", "Writes a register", "register set 0x5000010 0xab", setRegister);
+  for (CLI::App *leaf : {get, set}) number(leaf, "ADDRESS", address, "Register address", 0, kAnyWord);
+  number(set, "VALUE", value, "Value", 0, kAnyWord);
+
+  family = command(app, "phy", "Registers of the switch ports' PHYs", "phy get 3 1");
+  get = command(*family, "get", "Reads a PHY register", "phy get 3 1", [] { show(phyRegister(port, reg)); });
+  set = command(*family, "set", "Writes a PHY register", "phy set 3 0x16 0x1", setPhyRegister);
+  for (CLI::App *leaf : {get, set}) {
+    number(leaf, "PORT", port, "Switch port", 0, 25);
+    number(leaf, "REGISTER", reg, "PHY register", 0, 31);
+  }
+  number(set, "VALUE", value, "Value", 0, 0xFFFF);
+}
+
+}  // namespace zelctl

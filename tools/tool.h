@@ -1,0 +1,142 @@
+/** @file
+ *  What every command family uses: the command tree, the board's refusals, and output. */
+#ifndef ZELCTL_TOOL_H
+#define ZELCTL_TOOL_H
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zelctl {
+
+using Json = nlohmann::ordered_json;
+
+/* ---- the command tree ---- */
+
+/** Switches that every command takes. */
+struct Settings {
+  bool json = false;
+  bool verbose = false;
+  bool colour = false;
+  bool yes = false;
+};
+extern Settings settings;
+
+using Action = std::function<void()>;
+using Choices = std::vector<std::pair<std::string, uint32_t>>;
+inline const Choices kOnOff{{"off", 0}, {"on", 1}};
+
+/** Adds a command. A command without an action needs a sub-command; one with an action may have some. The action of the
+ *  innermost command on the line runs once the whole line was accepted (see `chosenAction`). */
+CLI::App *command(CLI::App &parent, const char *name, const char *what, const char *example, Action action = {});
+/** Adds a command that without a sub-command does what its sub-command `usual` does, and that sub-command. */
+CLI::App *family(CLI::App &parent, const char *name, const char *what, const char *example, const char *usual,
+                 const Action &action);
+const Action &chosenAction();
+
+/** Whole numbers, decimal or with 0x, from `low` to `high`. */
+CLI::Validator range(uint32_t low, uint32_t high);
+/** One such number. A name without dashes is positional and required. */
+CLI::Option *number(CLI::App *app, const std::string &name, uint32_t &value, const char *what, uint32_t low,
+                    uint32_t high);
+/** One of a few words. */
+CLI::Option *choice(CLI::App *app, const std::string &name, uint32_t &value, const char *what, const Choices &choices);
+/** The argument FILE: a file that exists, or one to write. */
+void inputFile(CLI::App *app, std::string &path);
+void outputFile(CLI::App *app, std::string &path);
+/** The switch --yes of a command that asks first. */
+void asksFirst(CLI::App *app);
+void confirm(const std::string &question);
+
+/** A wrong argument that shows only later: exit status 2. */
+[[noreturn]] void refuseArgument(const std::string &name, const std::string &why);
+
+/** Adds the commands of one family. */
+using Family = void(CLI::App &app);
+Family addIndicatorCommands, addSystemCommands, addBusCommands, addPortCommands, addPanelCommand, addSfpCommands,
+    addFlashCommands, addImageCommands, addEnvironmentCommands, addDatabaseCommands, addIdentityCommands,
+    addSelftestCommand;
+
+/* ---- the board said no ---- */
+
+/** Ends a command with exit status 1 and one line on stderr. */
+struct Failure {
+  std::string line;
+  uint32_t status = 0;
+};
+
+/** "FW_ABSENT", "0x00000012", or "ok" for 0. */
+std::string statusName(uint32_t status);
+/** Throws a Failure unless the status is 0: its name, what was tried, and what the status means there. */
+void require(uint32_t status, const std::string &what);
+/** The same for a port; names its slot. */
+void requirePort(uint32_t status, uint32_t port);
+/** Reads one byte of the board's state, or throws. */
+uint8_t byteOf(uint32_t (*read)(uint8_t *byte), const char *what);
+/** For calls that cannot tell that the board is missing: throws a Failure when a device node cannot be opened. */
+void requireBoard();
+
+/* ---- output ---- */
+
+/** The tool's own output. The library's goes to descriptor 1, which startOutput points elsewhere. */
+extern FILE *out;
+/** Hides the library's prints, or with -v leaves them where they are (on stderr beside JSON). */
+void startOutput();
+/** @return 0; 1, with a line on stderr, when the output could not be written */
+int finishOutput();
+
+/** What a call returned, and what the library, and debugCmd on its behalf, printed meanwhile. */
+struct Printed {
+  uint32_t status;
+  std::string text;
+};
+Printed printedBy(const std::function<uint32_t()> &call);
+
+/** Prints data: as JSON with --json, else an object as aligned lines and an array of objects as a table. */
+void show(const Json &data);
+/** A value as people read it. */
+std::string cell(const std::string &key, const Json &value);
+/** Prints bytes as a hex dump; repeated lines become one asterisk. */
+void hexdump(std::span<const uint8_t> bytes, uint32_t address);
+std::string hexText(std::span<const uint8_t> bytes);
+/** Bytes that a terminal must not see become dots. */
+std::string printable(std::string text);
+std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+/** True when the output is a terminal that takes colours, or colour was asked for. */
+bool colourful();
+
+inline void append(Json &) {}
+template <class Value, class... Rest>
+void append(Json &object, const char *key, Value &&value, Rest &&...rest) {
+  object[key] = std::forward<Value>(value);
+  append(object, std::forward<Rest>(rest)...);
+}
+/** An object from keys and values in turn. */
+template <class... Pairs>
+Json record(Pairs &&...pairs) {
+  Json object = Json::object();
+  append(object, std::forward<Pairs>(pairs)...);
+  return object;
+}
+
+/* ---- ordinary files ---- */
+
+struct FileFigures {
+  uint64_t size = 0;
+  uint32_t crc32 = 0;
+  uint32_t sum = 0;  // byte sum, wrapping
+};
+FileFigures measure(const std::string &path);
+/** Reads a whole file; refuses the argument FILE when it is longer than `limit`. */
+std::vector<uint8_t> readFile(const std::string &path, uint64_t limit);
+void writeFile(const std::string &path, std::span<const uint8_t> bytes);
+
+}  // namespace zelctl
+
+#endif
