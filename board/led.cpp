@@ -42,14 +42,15 @@ void send_to_chain(uint8_t group, uint8_t bit, uint32_t value) {
 uint32_t get_led(const Led &led, uint8_t *value) { return get_byte({kGpio, led.get}, value); }
 
 uint32_t set_led(const Led &led, uint32_t wanted, bool mirror) {
-  auto value = static_cast<uint8_t>(wanted);
+  const auto value = static_cast<uint8_t>(wanted);
   uint8_t current = 0;  // a LED that cannot be read counts as off
   get_led(led, &current);
   if (current == value) return 0;
 
   bool sent = false;
+  uint8_t record = value;
   const auto in_range = [&](const Descriptor &) { return value <= kHighestValue; };
-  const uint32_t result = prepared_request({kGpio, led.set}, &value, in_range, [&] { sent = true; });
+  const uint32_t result = prepared_request({kGpio, led.set}, &record, in_range, [&] { sent = true; });
   if (sent && mirror) send_to_chain(led.group, led.bit, value);
   return result;
 }

@@ -57,7 +57,7 @@ set(ZELBOARD_SOURCES
   sfp/sgmii.cpp)
 
 add_library(zelboard_objects OBJECT ${ZELBOARD_SOURCES})
-target_include_directories(zelboard_objects PUBLIC include PRIVATE ${CMAKE_SOURCE_DIR})
+target_include_directories(zelboard_objects PUBLIC include PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_options(zelboard_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
   -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections
@@ -70,11 +70,18 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
 endif()
 
 add_library(zelboard SHARED $<TARGET_OBJECTS:zelboard_objects>)
-target_include_directories(zelboard PUBLIC
-  $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+add_library(zelboard_static STATIC $<TARGET_OBJECTS:zelboard_objects>)
+foreach(target zelboard zelboard_static)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME zelboard LINKER_LANGUAGE C)
+  # Under the names that an installed library has.
+  add_library(zelboard::${target} ALIAS ${target})
+endforeach()
 set_target_properties(zelboard PROPERTIES
-  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE C)
-target_link_options(zelboard PRIVATE -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro)
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/zelboard.map)
+target_link_options(zelboard PRIVATE -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro
+  -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/zelboard.map)
 if(NOT ZELBOARD_SANITIZE)
   target_link_options(zelboard PRIVATE -static-libgcc -Wl,--no-undefined)
 endif()

@@ -204,6 +204,7 @@ void power_on(Board &board) {
   board.gpio = {};
   board.i2c = {};
   reset_hardware(board);
+  start_main_expanders(board);
   board.i2c.io_level[0] = board.i2c.io_level[1] = 0xff;
   reset_clock(board.i2c.clock);
   board.i2c.clock_present = board.i2c.sensor_present = 1;
@@ -221,9 +222,7 @@ void fit(Board &board, unsigned slot, uint8_t type) {
   board.i2c.slot_type[slot] = type;
   board.i2c.slot_alive[slot] = type != kNoBoard;
   for (unsigned i = 0; i < kPortsPerSlot; ++i) unplug(board.cages[slot * kPortsPerSlot + i]);
-  reset_expander(board.i2c.wide[2 * slot]);
-  reset_expander(board.i2c.wide[2 * slot + 1]);
-  reset_expander(board.i2c.narrow[slot]);
+  start_daughter_expanders(board, slot);
 }
 
 int64_t now_us(const Board &board) {

@@ -45,7 +45,8 @@ const Options &options();
 /** Makes the files of a new board in an existing, empty folder. */
 bool make_board_files(const char *folder);
 
-/** Power-on state of everything but the lock, the flash contents and its counters. */
+/** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured; only a
+ *  hardware reset takes them back to their power-on state. */
 void power_on(Board &board);
 
 /** The chips that a hardware reset reaches: LEDs, flags, watchdog, cage select, expanders. */

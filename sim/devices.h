@@ -38,6 +38,10 @@ int module_memory(Board &board, Transfer &transfer);
 int copper_phy(Board &board, Transfer &transfer);
 
 void reset_expander(Expander &expander);
+
+/** Working configuration as the switch's start-up program leaves it: every transmitter off, the cages' other lines inputs. */
+void start_daughter_expanders(Board &board, unsigned slot);
+void start_main_expanders(Board &board);
 void reset_clock(Clock &clock);
 
 /** The chip's time, in seconds since 1970 without time zones. */

@@ -83,6 +83,30 @@ void reset_expander(Expander &expander) {
   memset(expander.value[Configuration], 0xff, sizeof expander.value[Configuration]);
 }
 
+namespace {
+
+void configure(Expander &expander, unsigned half, uint8_t output, uint8_t configuration) {
+  expander.value[Output][half] = output;
+  expander.value[Configuration][half] = configuration;
+}
+
+}  // namespace
+
+void start_daughter_expanders(Board &board, unsigned slot) {
+  for (unsigned chip = 2 * slot; chip < 2 * slot + 2; ++chip) {
+    reset_expander(board.i2c.wide[chip]);
+    configure(board.i2c.wide[chip], 0, 0x44, 0x33);
+    configure(board.i2c.wide[chip], 1, 0x44, 0x33);
+  }
+  reset_expander(board.i2c.narrow[slot]);
+}
+
+void start_main_expanders(Board &board) {
+  configure(board.i2c.narrow[kSlots], 0, 0x22, 0x11);
+  configure(board.i2c.narrow[kSlots + 1], 0, 0x22, 0x11);
+  configure(board.i2c.wide[2 * kSlots], 1, 0x80, 0x7f);
+}
+
 // The chips of a daughter board come first, and are there with a board that has cages.
 int wide_expander(Board &board, Transfer &transfer) {
   unsigned index = (transfer.address - 0x40u) / 2;

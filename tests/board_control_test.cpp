@@ -28,37 +28,32 @@ TEST_F(Registers, AccessOnTheWire) {
   const auto show_phy = [] { return FW_ShowPhyRegister(10, 0x1A); };
   constexpr uint32_t kKept = 0xEEEEEEEE;
   const std::string line = "print reg_mode=", soc = "gpio e0 0003020000000000";
-  const struct {
-    uint32_t (*call)();
-    const char *failing;
-    uint32_t result, out;
-    std::string events;
-    uint32_t soc = 0;  // what the driver fills
-  } cases[] = {
+  // call, what fails, result, out, events, what the driver fills
+  const std::tuple<uint32_t (*)(), const char *, uint32_t, uint32_t, std::string, uint32_t> cases[] = {
       {get_soc, "", 0x77, 0x89ABCDEF, line + "0\\n\n" + soc + ">00030200efcdab89 = 77\n", 0x89ABCDEF},
-      {get_soc, "ioctl", 0xFFFFFFFF, 0, line + "0\\n\n" + soc + " = ffffffff\n"},
-      {get_soc, "open", FW_FAIL, kKept, line + "0\\n\n"},
-      {set_soc, "", 0x77, kKept, "gpio e1 0480d10078563412 = 77\n"},
-      {set_soc, "open", FW_FAIL, kKept, ""},
-      {get_switch, "system", 1, kKept, line + "1\\n\nshell debugCmd sw_register_get a00000f\n"},
-      {set_switch, "system", 0, kKept, "shell debugCmd sw_register_set 5000010 ab\n"},
-      {set_phy, "system", 1, kKept, "shell debugCmd phy_register_set 25 16 ffff\n"},
-      {show_phy, "system", 1, kKept, "shell debugCmd phy_register_get 10 1a\n"},
-      {[] { return FW_ShowPhyRegister(26, 0) & FW_SetPhyRegister(26, 0, 0); }, "", FW_FAIL, kKept, ""},
+      {get_soc, "ioctl", 0xFFFFFFFF, 0, line + "0\\n\n" + soc + " = ffffffff\n", 0},
+      {get_soc, "open", FW_FAIL, kKept, line + "0\\n\n", 0},
+      {set_soc, "", 0x77, kKept, "gpio e1 0480d10078563412 = 77\n", 0},
+      {set_soc, "open", FW_FAIL, kKept, "", 0},
+      {get_switch, "system", 1, kKept, line + "1\\n\nshell debugCmd sw_register_get a00000f\n", 0},
+      {set_switch, "system", 0, kKept, "shell debugCmd sw_register_set 5000010 ab\n", 0},
+      {set_phy, "system", 1, kKept, "shell debugCmd phy_register_set 25 16 ffff\n", 0},
+      {show_phy, "system", 1, kKept, "shell debugCmd phy_register_get 10 1a\n", 0},
+      {[] { return FW_ShowPhyRegister(26, 0) & FW_SetPhyRegister(26, 0, 0); }, "", FW_FAIL, kKept, "", 0},
       {FW_Show_Wdt_Status, "", 0, kKept, soc + ">0003020000010000 = 77\nputs Watch Dog Enabled\n", 0x100},
       {FW_Show_Wdt_Status, "", 0, kKept, soc + ">00030200fffeffff = 77\nputs Watch Dog Disabled\n", 0xFFFFFEFF},
-      {FW_Show_Wdt_Status, "open", FW_FAIL, kKept, ""},
+      {FW_Show_Wdt_Status, "open", FW_FAIL, kKept, "", 0},
   };
-  for (const auto &c : cases) {
-    wire::on_request([&](const wire::Request &request) {
-      if (request.number == 0xE0) static_cast<uint32_t *>(request.record)[1] = c.soc;
+  for (const auto &[call, failing, expected, out, events, filled] : cases) {
+    wire::on_request([f = filled](const wire::Request &request) {
+      if (request.number == 0xE0) static_cast<uint32_t *>(request.record)[1] = f;
       return 0x77;
     });
     uint32_t result = 1;
     value = kKept;
-    wire::fail_call(c.failing, 1);
-    EXPECT_EQ(trace(c.call, &result, {"open", "close"}), c.events) << c.failing;
-    EXPECT_TRUE(result == c.result && value == c.out) << c.events << c.failing << result << " " << value;
+    wire::fail_call(failing, 1);
+    EXPECT_EQ(trace(call, &result, {"open", "close"}), events) << failing;
+    EXPECT_TRUE(result == expected && value == out) << events << failing << result << " " << value;
   }
 }
 
@@ -75,26 +70,23 @@ std::string asked(uint32_t (*question)(uint8_t *)) {
 }
 
 TEST_F(Power, ModeAndAlarmFromConfigurationAndStatus) {
-  const struct {
-    const char *pwrmode;  // "": not touched
-    uint8_t status;
-    const char *mode, *alarm;
-  } cases[] = {
+  // pwrmode ("": not touched), status, mode, alarm
+  const std::tuple<const char *, uint8_t, std::string, std::string> cases[] = {
       {"", 0x00, "4", "0"},       {"", 0x10, "3", "0"},       {"", 0x27, "4", "0"},       {"", 0x08, "1", "1"},
       {"", 0x18, "0", "1"},       {"", 0x28, "0", "1"},       {"", 0x38, "2", "1"},       {"", 0x48, "1", "1"},
       {"", 0x88, "1", "1"},       {"", 0xC8, "1", "0"},       {"pwrad", 0xC0, "0", "0"},  {"pwr2ac", 0x00, "1", "1"},
       {"pwr2dc", 0x80, "2", "1"}, {"pwr1dc", 0x08, "3", "0"}, {"pwr1ac", 0x48, "4", "0"}, {"pwr1AC", 0x18, "0", "1"}};
-  for (const auto &c : cases) {
+  for (const auto &[pwrmode, status, mode, alarm] : cases) {
     wire::reset();
-    ASSERT_EQ(*c.pwrmode != 0 ? FW_SpiFlash_EnvAdd("pwrmode", c.pwrmode) : 0, 0U);
+    ASSERT_EQ(*pwrmode != 0 ? FW_SpiFlash_EnvAdd("pwrmode", pwrmode) : 0, 0U);
     const std::string how = FW_Pwr_Flag() != 5 ? "env 0/ee" : "env 77/ee";
-    wire::on_request([&](const wire::Request &request) -> std::optional<int> {
+    wire::on_request([s = status](const wire::Request &request) -> std::optional<int> {
       if (request.node != "gpio" || request.number != 0x98) return std::nullopt;
-      *static_cast<uint8_t *>(request.record) = c.status;
+      *static_cast<uint8_t *>(request.record) = s;
       return 0x77;
     });
-    EXPECT_EQ(asked(FW_GetPowerMode), how + c.mode + "ee") << c.pwrmode << +c.status;
-    EXPECT_EQ(asked(FW_GetPowerAlarm), std::string("driver, env 77/ee") + c.alarm + "ee") << c.pwrmode << +c.status;
+    EXPECT_EQ(asked(FW_GetPowerMode), how + mode + "ee") << pwrmode << +status;
+    EXPECT_EQ(asked(FW_GetPowerAlarm), "driver, env 77/ee" + alarm + "ee") << pwrmode << +status;
   }
   wire::reset();
   ASSERT_EQ(FW_SpiFlash_EnvAdd("pwrmode", "none"), 0U);

@@ -35,7 +35,7 @@ class Copper : public BoardTest {
 };
 
 TEST_F(Copper, IdentifierAndSgmiiMode) {
-  const uint8_t marvell[] = {0x01, 0x41, 0x0C, 0xCF}, other[] = {0x01, 0x41, 0x0C, 0xB2};
+  const uint8_t marvell[] = {0x01, 0x41, 0x0C, 0xCF}, other[] = {0x01, 0x41, 0x0C, 0xD2};
   const std::string own = "i2c b0 ac:60/1 n4 ";
   const struct {
     const uint8_t *id;

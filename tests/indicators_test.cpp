@@ -125,13 +125,8 @@ TEST_F(Indicators, EachLedHasItsRequestsAndChainPosition) {
 
 TEST_F(Indicators, SetsUnneededAndFailing) {
   const std::string line = "shell debugCmd sgpio_set ";
-  const struct {
-    uint32_t (*call)();
-    int failing;  // nth system call that fails; 0: none
-    uint32_t result;
-    int opens;
-    std::string events;
-  } cases[] = {
+  // call, nth system call that fails (0: none), result, opens
+  const std::tuple<uint32_t (*)(), int, uint32_t, int, std::string> cases[] = {
       {[] { return FW_SetSystemLed(0x100); }, 0, 0, 1, "gpio 81 00 = 0\n"},
       {[] { return FW_SetSystemLed(3); }, 0, FW_FAIL, 2, "gpio 81 00 = 0\n"},
       {[] { return FW_SetAlarmLed(0); }, 1, 0, 1, ""},
@@ -149,12 +144,12 @@ TEST_F(Indicators, SetsUnneededAndFailing) {
       {[] { return FW_GetPowerConf(0, nullptr) & FW_GetPowerConf(3, nullptr) & FW_LedTest(4); }, 0, FW_FAIL, 0, ""},
       {FW_SystemReset, 0, 0, 0, ""},
   };
-  for (const auto &c : cases) {
+  for (const auto &[call, failing, expected, opens, events] : cases) {
     uint32_t result = 1;
-    wire::fail_call(c.failing != 0 ? "any" : "", c.failing);
-    const std::string events = trace(c.call, &result, {"open", "close"}), name = "case " + std::to_string(&c - cases);
-    EXPECT_EQ(events, c.events) << name;
-    EXPECT_TRUE(result == c.result && wire::calls("open") == c.opens && wire::open_descriptors() == 0) << name;
+    wire::fail_call(failing != 0 ? "any" : "", failing);
+    EXPECT_EQ(trace(call, &result, {"open", "close"}), events);
+    EXPECT_TRUE(result == expected && wire::calls("open") == opens && wire::open_descriptors() == 0)
+        << events << result;
   }
 }
 

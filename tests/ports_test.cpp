@@ -30,10 +30,18 @@ TEST_F(Boards, PortsFollowTheFittedBoards) {
   EXPECT_EQ(trace([] { return FW_SfpSel(0x107); }, nullptr, {"open", "close"}),
             "i2c 96 0100>0102 = 0\ni2c c2 0100>0101 = 0\ni2c 96 0200 = 0\ni2c c2 0200 = 0\n"
             "i2c 96 0300>0301 = 0\ni2c c2 0300>0301 = 0\ngpio 88 07 = 0\n");
+  sim("set io 18 52");
+  EXPECT_EQ(trace([&] { return FW_GetExpenderIO(&count); }, nullptr, {"open", "close"}),
+            "i2c b0 4c:0/1 n2 >12b4 = 0\npause 5000\ngpio 97 12 = 0\n");
+  EXPECT_EQ(count, 0xB4);
   for (const uint32_t slot : {0U, 4U, 0x101U}) EXPECT_EQ(FW_GetDauBoard(slot, nullptr), FW_FAIL);
+  sim("fail i2c --result closed");
+  EXPECT_TRUE(IsSwitchPortExist(8) == 1 && *BoardType_Check(0, 7, nullptr) == '0');
+  EXPECT_TRUE(*BoardType_Check(1, 0, &count) == '0' && count == 0)
+      << "copper boards are counted where the query succeeded";
 }
 
-/// SFP boards in all slots, and expanders that are plain registers. The log has reads ("40.2 ") and writes ("40.2=44 ").
+/// SFP boards in all slots, and expanders that are plain registers; the log has reads ("40.2 "), writes ("40.2=44 ").
 class Cages : public BoardTest {
  protected:
   Cages() {
@@ -97,15 +105,11 @@ TEST_F(Cages, TransmitDisableKeepsItsAllowances) {
   using Failure = int (*)(int nth);
   const Failure never = fail_read_, always = [](int nth) { return nth; },
                 second = [](int nth) { return nth == 2 ? 7 : 0; };
-  const struct {
-    const char *name;
-    uint32_t disable;
-    Failure fail_read, fail_write;
-    uint8_t stuck;
-    const char *outcome;  // result, reads, writes, register
-  } cases[] = {
+  // disable, failures of reads and writes, stuck bits; result, reads, writes, register
+  const std::tuple<const char *, uint32_t, Failure, Failure, uint8_t, const char *> cases[] = {
       {"off", 1, never, never, 0, "0 2 1 f5"},
       {"on", 0, never, never, 0, "0 2 1 b5"},
+      {"neither", 2, never, never, 0, "ffff 0 0 b5"},
       {"4 failed reads", 0, [](int nth) { return nth < 5 ? nth : 0; }, never, 0, "0 6 1 b5"},
       {"5 failed reads", 0, always, never, 0, "5 5 0 f5"},
       {"5 failed writes", 1, never, always, 0, "5 1 5 b5"},
@@ -113,17 +117,15 @@ TEST_F(Cages, TransmitDisableKeepsItsAllowances) {
       {"failed read-back, on", 0, second, never, 0, "7 2 1 b5"},
       {"failed read-back, off", 1, second, never, 0, "0 3 2 f5"},
   };
-  for (const auto &c : cases) {
-    registers_[0x4602] = c.disable != 0 ? 0xB5 : 0xF5;
+  for (const auto &[name, disable, fail_read, fail_write, stuck, expected] : cases) {
+    registers_[0x4602] = disable != 0 ? 0xB5 : 0xF5;
     reads_ = writes_ = 0;
-    fail_read_ = c.fail_read;
-    fail_write_ = c.fail_write;
-    stuck_ = c.stuck;
+    std::tie(fail_read_, fail_write_, stuck_) = std::tie(fail_read, fail_write, stuck);
     uint32_t result = 1;
-    trace([&] { return FW_SetPortSfpTxDisable(13, c.disable); }, &result);
+    trace([&, d = disable] { return FW_SetPortSfpTxDisable(13, d); }, &result);
     char outcome[40];
     snprintf(outcome, sizeof outcome, "%x %d %d %x", result, reads_, writes_, registers_[0x4602]);
-    EXPECT_STREQ(outcome, c.outcome) << c.name;
+    EXPECT_STREQ(outcome, expected) << name;
   }
 }
 

@@ -57,6 +57,12 @@ bool fails(const char *kind) {
   return (w.failing == kind && nth == w.failing_call) || (w.failing == "any" && any == w.failing_call);
 }
 
+/// Allocations stay out of "any": they are no calls that a recording shows.
+bool allocation_fails() {
+  const Pause pause;
+  return ++log().calls["malloc"] == log().failing_call && log().failing == "malloc";
+}
+
 std::string hex(const void *bytes, size_t length) {
   std::string text;
   char digits[3];
@@ -266,6 +272,20 @@ int usleep(useconds_t microseconds) {
   const Pause pause;
   note(wire::format("pause %u", microseconds));
   return next<int(useconds_t)>("usleep")(microseconds);  // the virtual switch counts it and does not sleep
+}
+
+// The sanitizer's allocator stands behind these where there is one, valgrind's or libc's otherwise. The first calls come
+// before the sanitizer is ready for instrumented code.
+[[gnu::no_sanitize("address,undefined")]] void *malloc(size_t size) {
+  static void *(*real)(size_t);
+  if (real == nullptr) real = reinterpret_cast<void *(*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
+  return wire::recording && wire::allocation_fails() ? nullptr : real(size);
+}
+
+[[gnu::no_sanitize("address,undefined")]] void *calloc(size_t count, size_t size) {
+  static void *(*real)(size_t, size_t);
+  if (real == nullptr) real = reinterpret_cast<void *(*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc"));
+  return wire::recording && wire::allocation_fails() ? nullptr : real(count, size);
 }
 
 int system(const char *line) {

@@ -2,19 +2,15 @@
 
 #include "records.h"
 
-namespace zelctl {
-
-namespace {
-
 constexpr const char *kClock = "real-time clock", *kSensor = "temperature sensor";
 constexpr uint32_t kTransferLimit = 128;
 
-uint32_t address, offset, length, offset_len = 1;
-std::vector<uint32_t> values;
-std::string time_text;
-bool held;
+static uint32_t address, offset, length, offset_len = 1;
+static std::vector<uint32_t> values;
+static std::string time_text;
+static bool held;
 
-void readDevice() {
+static void readDevice() {
   uint8_t bytes[kTransferLimit] = {};
   require(FW_I2C_BufRead(static_cast<uint8_t>(address), offset, offset_len, static_cast<uint8_t>(length), bytes),
           format("I2C device 0x%02X", address));
@@ -22,7 +18,7 @@ void readDevice() {
   hexdump({bytes, length}, offset);
 }
 
-void writeDevice() {
+static void writeDevice() {
   std::vector<uint8_t> bytes;
   for (const uint32_t byte : values) bytes.push_back(static_cast<uint8_t>(byte));
   if (bytes.size() > kTransferLimit) refuseArgument("BYTES", format("more than %u", kTransferLimit));
@@ -31,9 +27,9 @@ void writeDevice() {
           format("I2C device 0x%02X", address));
 }
 
-void pollClock() { require(FW_PollRtc(), kClock); }
+static void pollClock() { require(FW_PollRtc(), kClock); }
 
-void getClock() {
+static void getClock() {
   if (!held) pollClock();
   rtc_record clock{};
   require(FW_GetRtc(&clock), kClock);
@@ -48,7 +44,7 @@ void getClock() {
 }
 
 /** Accepts YYYY-MM-DDTHH:MM:SS within the chip's century, or "now". */
-std::tm parseTime() {
+static std::tm parseTime() {
   std::tm parsed{};
   const std::time_t now = std::time(nullptr);
   if (time_text == "now") return *localtime_r(&now, &parsed);
@@ -61,7 +57,7 @@ std::tm parseTime() {
   return parsed;
 }
 
-void setClock() {
+static void setClock() {
   const std::tm time = parseTime();
   rtc_record clock{};
   clock.tm = {time.tm_sec, time.tm_min, time.tm_hour, time.tm_mday, time.tm_mon, time.tm_year, 0, 0, 0, 0, 0};
@@ -69,32 +65,26 @@ void setClock() {
   pollClock();  // so that the driver's readers see the new time
 }
 
-void setHours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
+static void setHours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
 
-void addI2c(CLI::App &app) {
-  CLI::App *family = command(app, "i2c", "Transfers on the board's I2C bus", "i2c read 0x9e 0 2");
-  CLI::App *read = command(*family, "read", "Reads from a device", "i2c read 0x40 2 1", readDevice);
-  CLI::App *write = command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44", writeDevice);
-  for (CLI::App *leaf : {read, write}) {
+static void addI2c(App &app) {
+  App *family = command(app, "i2c", "Transfers on the board's I2C bus", "i2c read 0x9e 0 2");
+  App *read = command(*family, "read", "Reads from a device", "i2c read 0x40 2 1", readDevice);
+  App *write = command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44", writeDevice);
+  for (App *leaf : {read, write}) {
     number(leaf, "ADDRESS", address, "Device address, 8-bit form", 0, 0xFF);
     number(leaf, "OFFSET", offset, "Register or memory address in the device", 0, 0xFFFFFFFF);
     number(leaf, "--offset-len", offset_len, "Offset bytes that are sent (1)", 0, 4);
   }
   number(read, "LENGTH", length, "Bytes", 1, kTransferLimit);
-  write->add_option("BYTES", values, "Bytes to write")->transform(range(0, 0xFF))->required();
+  write->add_option("BYTES", values, "Bytes to write")->check(CLI::Range(0, 0xFF))->required();
   command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(busBusy()); });
   command(*family, "refresh", "Refreshes the bus", "i2c refresh", [] { require(FW_ReflashI2CBus(), "I2C bus"); });
 }
 
-}  // namespace
+Json busBusy() { return record("busy", byteOf(FW_Get_I2C_Busy, "I2C busy flag") != 0); }
 
-Json busBusy() {
-  return record("busy", byteOf(FW_Get_I2C_Busy, "I2C busy flag") != 0);
-}
-
-Json clockMode() {
-  return record("hours", byteOf(FW_GetRtc1224, kClock) == 1 ? 24 : 12);
-}
+Json clockMode() { return record("hours", byteOf(FW_GetRtc1224, kClock) == 1 ? 24 : 12); }
 
 Json temperature() {
   temp_record held_value{};
@@ -102,20 +92,18 @@ Json temperature() {
   return record("temperature", held_value.temperature);
 }
 
-void addBusCommands(CLI::App &app) {
+void addBusCommands(App &app) {
   addI2c(app);
-  CLI::App *family = command(app, "clock", "Real-time clock", "clock set 2026-03-15T14:30:45", getClock);
-  CLI::App *get = command(*family, "get", "Reads the clock", "clock get --held", getClock);
-  CLI::App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now", setClock);
+  App *family = group(app, "clock", "Real-time clock", "clock set 2026-03-15T14:30:45", "get", getClock);
+  App *get = family->get_subcommand("get");
+  App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now", setClock);
   set->add_option("TIME", time_text, "YYYY-MM-DDTHH:MM:SS or now")->required();
   command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll", pollClock);
   command(*family, "12h", "Sets 12-hour mode", "clock 12h", [] { setHours(0); });
   command(*family, "24h", "Sets 24-hour mode", "clock 24h", [] { setHours(1); });
-  CLI::App *sensor = command(app, "temperature", "Board temperature in degrees Celsius", "temperature", [] {
+  App *sensor = command(app, "temperature", "Board temperature in degrees Celsius", "temperature", [] {
     if (!held) require(FW_PollTemperature(), kSensor);
     show(temperature());
   });
-  for (CLI::App *leaf : {get, sensor}) leaf->add_flag("--held", held, "What the driver holds; the chip is not read");
+  for (App *leaf : {get, sensor}) leaf->add_flag("--held", held, "What the driver holds; the chip is not read");
 }
-
-}  // namespace zelctl

@@ -2,22 +2,18 @@
 
 #include "records.h"
 
-namespace zelctl {
-
-namespace {
-
 constexpr size_t kCrcLength = 4, kMacLength = 17;
 
-std::string name, value;
+static std::string name, value;
 
 /** A field up to its NUL; a name that an entry without "=" left open ends at the table's fill. */
 template <size_t Size>
-std::string text(const char (&field)[Size]) {
+static std::string text(const char (&field)[Size]) {
   const std::string all(field, strnlen(field, Size));
   return all.substr(0, all.find('\xFF'));
 }
 
-void list() {
+static void list() {
   const Json known = environment();
   if (settings.json) return show(known);
   for (const Json &row : known["variables"])
@@ -26,7 +22,7 @@ void list() {
     std::fprintf(stderr, "zelctl: the environment is %s\n", cell("", known["state"]).c_str());
 }
 
-void get() {
+static void get() {
   const Json known = environment();
   for (const Json &row : known["variables"]) {
     if (row["name"] != name) continue;
@@ -37,7 +33,7 @@ void get() {
   throw Failure{"no variable " + name + " in the boot environment"};
 }
 
-void set() {
+static void set() {
   constexpr size_t kNameLimit = sizeof env_slot::name - 1, kValueLimit = sizeof env_slot::value - 1;
   if (name.empty() || name.size() > kNameLimit || name.find('=') != std::string::npos)
     refuseArgument("NAME", format("1 to %zu characters without '='", kNameLimit));
@@ -46,7 +42,7 @@ void set() {
 }
 
 /** The 17 bytes are kept as they are; the usual text form of an address has just that length. */
-void setMac() {
+static void setMac() {
   std::string bytes = value;
   if (value.size() == 2 * kMacLength && value.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
     for (size_t i = 0; i < kMacLength; ++i)
@@ -58,22 +54,19 @@ void setMac() {
   require(FW_SpiFlash_BackupMacSet(reinterpret_cast<const uint8_t *>(bytes.data())), "MAC backup");
 }
 
-}  // namespace
-
 Json environment() {
   std::vector<uint8_t> region(0x10000);
   require(FW_SpiFlashEnvRead(region.data()), "boot environment");
   const bool erased = isErased(region);
   const uint8_t *data = region.data() + kCrcLength;
   const uint32_t crc = FW_crc32(data, static_cast<uint32_t>(region.size() - kCrcLength));
-  const uint32_t stored = region[0] | uint32_t{region[1]} << 8 | uint32_t{region[2]} << 16 | uint32_t{region[3]} << 24;
   Json variables = Json::array();
   if (!erased) env_convert(data);
   for (const env_slot &slot : env_data) {
     if (erased || static_cast<uint8_t>(slot.name[0]) == 0xFF) break;
     variables.push_back(record("name", text(slot.name), "value", text(slot.value)));
   }
-  return record("state", erased ? "erased" : crc == stored ? "valid" : "damaged", "variables", variables);
+  return record("state", erased ? "erased" : crc == wordAt(region, 0) ? "valid" : "damaged", "variables", variables);
 }
 
 Json macBackup() {
@@ -84,19 +77,15 @@ Json macBackup() {
   return record("stored", !isErased(mac), "text", printable({mac, mac + kMacLength}), "bytes", hexText(mac));
 }
 
-void addEnvironmentCommands(CLI::App &app) {
-  CLI::App *family = command(app, "env", "Boot environment variables", "env set pwrmode pwr2ac", list);
-  command(*family, "list", "All variables", "env list --json", list);
-  CLI::App *getter = command(*family, "get", "One variable", "env get pwrmode", get);
-  CLI::App *setter = command(*family, "set", "Sets a variable, verified", "env set pwrmode pwr2ac", set);
-  for (CLI::App *leaf : {getter, setter}) leaf->add_option("NAME", name, "Variable")->required();
+void addEnvironmentCommands(App &app) {
+  App *family = group(app, "env", "Boot environment variables", "env set pwrmode pwr2ac", "list", list);
+  App *getter = command(*family, "get", "One variable", "env get pwrmode", get);
+  App *setter = command(*family, "set", "Sets a variable, verified", "env set pwrmode pwr2ac", set);
+  for (App *leaf : {getter, setter}) leaf->add_option("NAME", name, "Variable")->required();
   setter->add_option("VALUE", value, "Value")->required();
 
-  const auto get_mac = [] { show(macBackup()); };
-  family = command(app, "mac-backup", "MAC address backup", "mac-backup set 00:11:22:33:44:55", get_mac);
-  command(*family, "get", "Shows the 17 bytes", "mac-backup get", get_mac);
+  family = group(app, "mac-backup", "MAC address backup", "mac-backup set 00:11:22:33:44:55", "get",
+                 [] { show(macBackup()); });
   setter = command(*family, "set", "Stores 17 bytes", "mac-backup set 00:11:22:33:44:55", setMac);
   setter->add_option("MAC", value, "17 characters, or 34 hexadecimal digits")->required();
 }
-
-}  // namespace zelctl

@@ -2,47 +2,38 @@
 
 #include "tool.h"
 
-namespace zelctl {
-
-namespace {
-
 struct Status {
   uint32_t code;
   const char *name;
   const char *meaning;
 };
 constexpr Status kStatuses[] = {
+    {0, "ok", ""},
     {FW_FAIL, "FW_FAIL", "no answer, or refused"},
     {FW_NOT_SET, "FW_NOT_SET", "nothing stored"},
     {FW_ABSENT, "FW_ABSENT", "does not answer"},
     {FW_NOT_SFP, "FW_NOT_SFP", "no SFP cage"},
     {FW_I2C_BUSY, "FW_I2C_BUSY", "the I2C bus is busy"},
-    {FW_REFUSED, "FW_REFUSED", "failed, or refused by the kernel or by the diagnostic flags"},
-};
+    {FW_REFUSED, "FW_REFUSED", "failed, or refused by the kernel or by the diagnostic flags"}};
 
-const Status *find(uint32_t code) {
+static Status find(uint32_t code) {
   for (const Status &status : kStatuses)
-    if (status.code == code) return &status;
-  return nullptr;
+    if (status.code == code) return status;
+  return {code, nullptr, "the driver's own failure code"};
 }
 
 constexpr std::pair<const char *, uint32_t (*)(uint8_t *)> kProbes[] = {
     {"/dev/zel_gpio", FW_GetSystemLed}, {"/dev/zel_i2c", FW_Get_I2C_Busy}, {"/dev/zel_spi_flash", FW_FlashGetIndex}};
 
-}  // namespace
-
 std::string statusName(uint32_t status) {
-  if (status == 0) return "ok";
-  const Status *known = find(status);
-  return known != nullptr ? known->name : format("0x%08X", status);
+  const char *name = find(status).name;
+  return name != nullptr ? name : format("0x%08X", status);
 }
 
 void require(uint32_t status, const std::string &what) {
   if (status == 0) return;
   if (status == FW_FAIL) requireBoard();
-  const Status *known = find(status);
-  const char *meaning = known != nullptr ? known->meaning : "the driver's own failure code";
-  throw Failure{statusName(status) + ": " + what + ": " + meaning, status};
+  throw Failure{statusName(status) + ": " + what + ": " + find(status).meaning, status};
 }
 
 void requirePort(uint32_t status, uint32_t port) {
@@ -65,12 +56,9 @@ void requireBoard() {
   for (const auto &[node, read] : kProbes) {
     // A read whose node opened writes its byte, whatever the result (the flash driver's, unless it answers FW_FAIL).
     uint8_t byte = kUntouched;
-    if (read(&byte) == FW_FAIL && byte == kUntouched)
-      closed += (closed.empty() ? "" : ", ") + std::string(node);
+    if (read(&byte) == FW_FAIL && byte == kUntouched) closed += (closed.empty() ? "" : ", ") + std::string(node);
   }
   if (!closed.empty())
     throw Failure{"FW_FAIL: " + closed + " cannot be opened; without the board, use: zelsim run -- zelctl ...",
                   FW_FAIL};
 }
-
-}  // namespace zelctl

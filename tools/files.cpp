@@ -7,13 +7,7 @@
 
 #include "tool.h"
 
-namespace zelctl {
-
-namespace {
-
-[[noreturn]] void failOn(const std::string &path) { throw Failure{path + ": " + std::strerror(errno)}; }
-
-}  // namespace
+[[noreturn]] static void failOn(const std::string &path) { throw Failure{path + ": " + std::strerror(errno)}; }
 
 FileFigures measure(const std::string &path) {
   std::ifstream file(path, std::ios::binary);
@@ -47,5 +41,3 @@ void writeFile(const std::string &path, std::span<const uint8_t> bytes) {
   file.write(reinterpret_cast<const char *>(bytes.data()), std::ssize(bytes)).flush();
   if (!file) failOn(path);
 }
-
-}  // namespace zelctl

@@ -5,17 +5,13 @@
 
 #include "tool.h"
 
-namespace {
-
-int complain(const std::string &line, int status) {
-  std::string one = line;
-  for (char &c : one) c = c == '\n' ? ' ' : c;
-  std::fprintf(stderr, "zelctl: %s\n", one.c_str());
+static int complain(const std::string &line, int status) {
+  std::fprintf(stderr, "zelctl: %s\n", line.c_str());
   return status;
 }
 
 /** Starts this same program again, on the virtual switch. Returns only when that fails. */
-int runOnVirtualSwitch(std::vector<char *> arguments) {
+static int runOnVirtualSwitch(std::vector<char *> arguments) {
   char self[PATH_MAX] = "";
   if (readlink("/proc/self/exe", self, sizeof self - 1) < 0) return complain("/proc/self/exe cannot be read", 1);
   std::string beside = self;
@@ -29,21 +25,6 @@ int runOnVirtualSwitch(std::vector<char *> arguments) {
   return complain(std::string("--sim: zelsim cannot be run: ") + std::strerror(errno), 1);
 }
 
-int runCommand() {
-  zelctl::startOutput();
-  try {
-    zelctl::chosenAction()();
-  } catch (const zelctl::Failure &failure) {
-    fflush(zelctl::out);
-    return complain(failure.line, 1);
-  } catch (const CLI::Error &error) {
-    return complain(error.what(), 2);
-  }
-  return zelctl::finishOutput();
-}
-
-}  // namespace
-
 int main(int argc, char **argv) {
   std::vector<char *> arguments(argv, argv + argc);
   if (argc > 1 && std::strcmp(argv[1], "--sim") == 0) {
@@ -53,21 +34,26 @@ int main(int argc, char **argv) {
 
   CLI::App app{"Operates the switch's board: LEDs, ports, modules, clock, power and flash.", "zelctl"};
   app.footer("Example: zelctl ports\nExit status: 0 done, 1 the board said no, 2 wrong usage.");
-  app.add_flag("--json", zelctl::settings.json, "Print data as JSON");
-  app.add_flag("-v,--verbose", zelctl::settings.verbose, "Show what the library prints");
+  app.add_flag("--json", settings.json, "Print data as JSON");
+  app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints");
   app.add_flag_callback(
-      "--sim", [] { zelctl::refuseArgument("--sim", "must be the first argument"); },
+      "--sim", [] { refuseArgument("--sim", "must be the first argument"); },
       "First argument only: run on the default virtual switch");
   app.require_subcommand(0, 1);
-  using namespace zelctl;
   for (Family *add : {addIndicatorCommands, addSystemCommands, addBusCommands, addPortCommands, addPanelCommand,
                       addSfpCommands, addFlashCommands, addImageCommands, addEnvironmentCommands, addDatabaseCommands,
                       addIdentityCommands, addSelftestCommand})
     add(app);
   try {
     app.parse(argc, argv);
-  } catch (const CLI::ParseError &error) {
+    if (!chosenAction()) refuseArgument("COMMAND", "is missing: see --help");
+    startOutput();
+    chosenAction()();
+  } catch (const Failure &failure) {
+    fflush(out);
+    return complain(failure.line, 1);
+  } catch (const CLI::Error &error) {
     return error.get_exit_code() == 0 ? app.exit(error) : complain(error.what(), 2);
   }
-  return chosenAction() ? runCommand() : complain("a command is missing: see --help", 2);
+  return finishOutput();
 }

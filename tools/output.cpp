@@ -8,23 +8,20 @@
 
 #include "tool.h"
 
-namespace zelctl {
-
 FILE *out = stdout;
 
-namespace {
-
 /** Numbers that people read in hexadecimal. */
-const std::set<std::string> kHexadecimal{"address", "start", "end", "offset", "checksum", "crc32", "sum", "value"};
+static const std::set<std::string> kHexadecimal{"address",  "start", "end", "offset",
+                                                "checksum", "crc32", "sum", "value"};
 
-std::string heading(std::string key) {
+static std::string heading(std::string key) {
   for (char &c : key) c = c == '_' ? ' ' : c;
   return key;
 }
 
-bool isTable(const Json &value) { return value.is_array() && !value.empty() && value.front().is_object(); }
+static bool isTable(const Json &value) { return value.is_array() && !value.empty() && value.front().is_object(); }
 
-void printTable(const Json &rows) {
+static void printTable(const Json &rows) {
   std::vector<std::vector<std::string>> lines(1);
   for (const auto &[key, value] : rows.front().items()) lines[0].push_back(heading(key));
   for (const Json &row : rows) {
@@ -42,7 +39,7 @@ void printTable(const Json &rows) {
   }
 }
 
-void printObject(const Json &object) {
+static void printObject(const Json &object) {
   size_t width = 0;
   for (const auto &[key, value] : object.items()) width = std::max(width, key.size());
   for (const auto &[key, value] : object.items())
@@ -54,8 +51,6 @@ void printObject(const Json &object) {
     printTable(value);
   }
 }
-
-}  // namespace
 
 void startOutput() {
   out = fdopen(dup(STDOUT_FILENO), "w");
@@ -70,8 +65,9 @@ void startOutput() {
 
 int finishOutput() {
   fflush(stdout);
-  if (fclose(out) == 0) return 0;
-  std::perror("zelctl: standard output");
+  const bool written = std::ferror(out) == 0;
+  if (fclose(out) == 0 && written) return 0;
+  std::fputs("zelctl: standard output cannot be written\n", stderr);
   return 1;
 }
 
@@ -150,5 +146,3 @@ std::string format(const char *pattern, ...) {
 }
 
 bool colourful() { return settings.colour || (isatty(fileno(out)) != 0 && std::getenv("NO_COLOR") == nullptr); }
-
-}  // namespace zelctl

@@ -6,21 +6,17 @@
 #include "panel_layout.h"
 #include "records.h"
 
-namespace zelctl {
-
-namespace {
-
 namespace layout = panel_layout;
 
-bool watching;
-uint32_t pictures;
+static bool watching;
+static uint32_t pictures;
 
 constexpr const char *kPlain = "0", *kDim = "2", *kRed = "31", *kGreen = "32", *kAmber = "33", *kBlue = "34",
                      *kCyan = "36";
 
 /** Null for what cannot be read at the moment: boards come and go while the panel is drawn. */
 template <class Read>
-Json attempt(Read read) {
+static Json attempt(Read read) {
   try {
     return read();
   } catch (const Failure &) {
@@ -29,7 +25,7 @@ Json attempt(Read read) {
 }
 
 /** The modules' memories are not read, so that watching never moves the cage selection under another program. */
-Json readPanel() {
+static Json readPanel() {
   requireBoard();
   return record("leds", attempt(leds), "relay", attempt(relay), "power", attempt(power), "board", attempt(board),
                 "ports", attempt([] { return ports(Signals::OfModules); }));
@@ -43,8 +39,7 @@ class Canvas {
   }
   /** One character, of any number of bytes. */
   void set(int x, int y, const std::string &glyph, const char *colour) {
-    cells_[static_cast<size_t>(y)][static_cast<size_t>(x)] =
-        colourful() && colour != kPlain ? format("\033[%sm%s\033[0m", colour, glyph.c_str()) : glyph;
+    cells_[static_cast<size_t>(y)][static_cast<size_t>(x)] = {glyph, colourful() ? colour : kPlain};
   }
   void box(int x, int y, int width, int height) {
     const std::string edge = "+" + std::string(static_cast<size_t>(width) - 2, '-') + "+";
@@ -54,18 +49,26 @@ class Canvas {
   }
   std::string text(const char *line_end) const {
     std::string all;
+    const char *colour = kPlain;
     for (const auto &line : cells_) {
-      for (const std::string &glyph : line) all += glyph.empty() ? " " : glyph;
+      for (const Cell &cell : line) {
+        if (std::exchange(colour, cell.colour) != cell.colour) all += format("\033[0;%sm", cell.colour);
+        all += cell.glyph;
+      }
       all += line_end;
     }
     return all;
   }
 
  private:
-  std::string cells_[layout::kHeight][layout::kWidth];
+  struct Cell {
+    std::string glyph = " ";
+    const char *colour = kPlain;
+  };
+  Cell cells_[layout::kHeight][layout::kWidth];
 };
 
-void drawLights(Canvas &canvas, const Json &states) {
+static void drawLights(Canvas &canvas, const Json &states) {
   constexpr const char *kColours[] = {kGreen, kRed, kAmber};
   for (const layout::Light &light : layout::kLights) {
     canvas.put(light.legend_x, light.legend_y, light.legend);
@@ -78,11 +81,8 @@ void drawLights(Canvas &canvas, const Json &states) {
   }
 }
 
-void drawPort(Canvas &canvas, const Json &port) {
-  struct Look {
-    const char *text;
-    const char *colour;
-  };
+static void drawPort(Canvas &canvas, const Json &port) {
+  using Look = std::pair<const char *, const char *>;
   if (port["type"] == "none") return;
   const Look look = port["type"] == "copper"  ? Look{"RJ", kCyan}
                     : port["status"] != "ok"  ? Look{"[?]", kRed}
@@ -93,10 +93,10 @@ void drawPort(Canvas &canvas, const Json &port) {
                                               : Look{"[*]", kGreen};
   const layout::Port place = layout::portAt(port["port"]);
   canvas.put(place.x, place.y - 1, format("%2d", place.port), kDim);
-  canvas.put(place.x, place.y, look.text, look.colour);
+  canvas.put(place.x, place.y, look.first, look.second);
 }
 
-void drawPanel(const Json &state, const char *line_end) {
+static void drawPanel(const Json &state, const char *line_end) {
   Canvas canvas;
   canvas.box(0, 0, layout::kWidth, layout::kHeight);
   for (const layout::Frame &frame : layout::kFrames) {
@@ -121,7 +121,7 @@ void drawPanel(const Json &state, const char *line_end) {
 }
 
 /** Redraws twice a second, in place on a terminal. */
-void watch() {
+static void watch() {
   const bool terminal = isatty(fileno(out)) != 0;
   if (terminal) std::fputs("\033[2J", out);
   auto next = std::chrono::steady_clock::now();
@@ -135,10 +135,8 @@ void watch() {
   }
 }
 
-}  // namespace
-
-void addPanelCommand(CLI::App &app) {
-  CLI::App *panel = command(app, "panel", "Draws the front panel as it looks now", "panel --watch", [] {
+void addPanelCommand(App &app) {
+  App *panel = command(app, "panel", "Draws the front panel as it looks now", "panel --watch", [] {
     if (watching) return watch();
     const Json state = readPanel();
     if (settings.json) return show(state);
@@ -148,5 +146,3 @@ void addPanelCommand(CLI::App &app) {
   number(panel, "--pictures", pictures, "With --watch: stop after this many (0 = never)", 0, 1000000);
   panel->add_flag("--color", settings.colour, "Colours without a terminal too");
 }
-
-}  // namespace zelctl

@@ -43,9 +43,9 @@ struct Port {
 };
 /** Even ports in the upper row, odd ones below, four columns a slot; two columns of 10G cages. */
 constexpr Port portAt(int port) {
-  const int first_daughter = 0, first_cage = 24, ports_per_slot = 8;
+  const int first_cage = 24, ports_per_slot = 8;
   const bool cage = port >= first_cage;
-  const int place = (port - (cage ? first_cage : first_daughter)) % ports_per_slot;
+  const int place = port % ports_per_slot;
   const int frame_x = kFrames[cage ? 3 : port / ports_per_slot].x;
   return {port, frame_x + 1 + place / 2 * (cage ? 7 : 4), place % 2 == 0 ? 6 : 8};
 }

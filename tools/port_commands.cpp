@@ -1,13 +1,9 @@
 #include "records.h"
 
-namespace zelctl {
-
-namespace {
-
 constexpr uint32_t kNoPort = kPorts, kKeep = 2;
-uint32_t cage_port = kNoPort, tx_disable = kKeep;
+static uint32_t cage_port = kNoPort, tx_disable = kKeep;
 
-std::string boardInSlot(uint32_t slot) {
+static std::string boardInSlot(uint32_t slot) {
   uint8_t type = 0;
   const uint32_t status = FW_GetDauBoard(slot, &type);
   if (status == FW_FAIL) requireBoard();
@@ -15,19 +11,15 @@ std::string boardInSlot(uint32_t slot) {
   return status != 0 ? statusName(status) : type == 1 ? "copper" : "sfp";
 }
 
-const char *portType(uint32_t port, uint32_t status) {
-  if (status == FW_ABSENT) return "none";
-  if (status == FW_NOT_SFP) return "copper";
-  return port < kDaughterPorts ? "sfp" : "sfp-10g";
-}
-
-Json portRecord(uint32_t port, Signals wanted) {
+static Json portRecord(uint32_t port, Signals wanted) {
   uint8_t line = 1;
   uint32_t status = FW_GetPortSfpPresnt(port, &line);
   if (status == FW_FAIL) requireBoard();
+  const bool daughter = port < kDaughterPorts;
+  const char *type = status == FW_ABSENT ? "none" : status == FW_NOT_SFP ? "copper" : daughter ? "sfp" : "sfp-10g";
   const bool fitted = status == 0 && line == 0;  // a module pulls the line low
-  Json row = record("port", port, "slot", port < kDaughterPorts ? Json(port / kPortsPerSlot + 1) : Json(), "type",
-                    portType(port, status), "module", status == 0 ? Json(fitted) : Json());
+  Json row = record("port", port, "slot", daughter ? Json(port / kPortsPerSlot + 1) : Json(), "type", type, "module",
+                    status == 0 ? Json(fitted) : Json());
   row["presence_line"] = status == 0 ? Json(line) : Json();
   const auto read = [&](const char *key, uint32_t (*signal)(uint32_t, uint8_t *)) {
     row[key] = Json();
@@ -42,7 +34,7 @@ Json portRecord(uint32_t port, Signals wanted) {
   return row;
 }
 
-void operateCage() {
+static void operateCage() {
   if (cage_port == kNoPort) refuseArgument("PORT", "is required");
   if (tx_disable != kKeep) return requirePort(FW_SetPortSfpTxDisable(cage_port, tx_disable), cage_port);
   uint8_t line = 0;
@@ -51,7 +43,7 @@ void operateCage() {
 }
 
 /** A copper board has no cages: its slot is passed over. */
-void initCages() {
+static void initCages() {
   require(FW_InitOnBoardExpender(), "main board's expanders");
   Json rows = Json::array({record("board", "main", "expanders", "initialised")});
   for (uint32_t slot = 1; slot <= kSlots; ++slot) {
@@ -61,8 +53,6 @@ void initCages() {
   }
   show(rows);
 }
-
-}  // namespace
 
 Json board() {
   const bool clock = byteOf(FW_GetRTC_Alive, "real-time clock") != 0;
@@ -82,15 +72,12 @@ Json ports(Signals wanted) {
   return rows;
 }
 
-void addPortCommands(CLI::App &app) {
+void addPortCommands(App &app) {
   command(app, "board", "Daughter boards, clock and sensor", "board", [] { show(board()); });
   command(app, "ports", "All 28 ports: slot, type, module and cage signals", "ports --json",
           [] { show(ports(Signals::All)); });
-  CLI::App *cage =
-      command(app, "cage", "One cage's signals, or its transmitter", "cage 5 --tx-disable on", operateCage);
+  App *cage = command(app, "cage", "One cage's signals, or its transmitter", "cage 5 --tx-disable on", operateCage);
   number(cage, "PORT", cage_port, "Port", 0, kPorts - 1)->required(false);
   choice(cage, "--tx-disable", tx_disable, "Switch the module's transmitter: on = disabled", kOnOff);
   command(*cage, "init", "Initialises the expanders: every transmitter off", "cage init", initCages);
 }
-
-}  // namespace zelctl

@@ -1,19 +1,15 @@
-#include "progress.h"
+#include "tool.h"
 
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
-namespace zelctl {
-
-namespace {
-
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 /** Position of this process's descriptor on the file; -1 when none is open. */
-int64_t positionIn(const fs::path &file) {
+static int64_t positionIn(const fs::path &file) {
   std::error_code error;
   for (const fs::directory_entry &entry : fs::directory_iterator("/proc/self/fd", error)) {
     if (fs::read_symlink(entry.path(), error) != file) continue;
@@ -25,10 +21,8 @@ int64_t positionIn(const fs::path &file) {
   return -1;
 }
 
-}  // namespace
-
-Progress::Progress(std::vector<std::string> passes, uint64_t total)
-    : passes_(std::move(passes)), total_(total), visible_(isatty(STDERR_FILENO) != 0 && !settings.verbose) {}
+Progress::Progress(const char *what, uint64_t total)
+    : what_(what), total_(total), visible_(isatty(STDERR_FILENO) != 0 && !settings.verbose) {}
 
 Progress::~Progress() {
   follower_ = {};  // stops and joins, so that nothing is drawn behind this line
@@ -36,31 +30,20 @@ Progress::~Progress() {
 }
 
 void Progress::at(uint64_t done) {
-  if (!visible_) return;
-  const Clock::time_point now = Clock::now();
-  if (done < done_) {
-    pass_ = std::min(pass_ + 1, passes_.size() - 1);
-    start_ = now;
-  }
+  if (done < done_) start_ = Clock::now();
   done_ = std::min(done, total_);
-  if (now - drawn_ >= 100ms) draw(now);
+  if (visible_ && Clock::now() - drawn_ >= 100ms) draw();
 }
 
-void Progress::draw(Clock::time_point now) {
+void Progress::draw() {
   constexpr size_t kWidth = 30;
-  drawn_ = now;
-  if (done_ >= total_ && pass_ + 1 < passes_.size()) {
-    // The pass after this one may not show its position: reading back what was programmed, for one.
-    std::fprintf(stderr, "\r\033[K%s ...", passes_[pass_ + 1].c_str());
-    return;
-  }
-  const double seconds = std::chrono::duration<double>(now - start_).count();
-  const double share = total_ == 0 ? 1.0 : static_cast<double>(done_) / static_cast<double>(total_);
-  const double rate = seconds > 0 ? static_cast<double>(done_) / seconds : 0;
+  drawn_ = Clock::now();
+  const double seconds = std::chrono::duration<double>(drawn_ - start_).count() + 1e-3;
+  const double rate = static_cast<double>(done_) / seconds + 1;
+  const double share = static_cast<double>(done_) / static_cast<double>(std::max<uint64_t>(total_, 1));
   const std::string bar(static_cast<size_t>(share * kWidth), '#');
-  std::fprintf(stderr, "\r\033[K%s [%-30s] %3.0f %%  %.0f KiB/s", passes_[pass_].c_str(), bar.c_str(), share * 100,
-               rate / 1024);
-  if (rate > 0) std::fprintf(stderr, "  %.0f s left", static_cast<double>(total_ - done_) / rate);
+  std::fprintf(stderr, "\r\033[K%s [%-30s] %3.0f %%  %.0f KiB/s  %.0f s left", what_, bar.c_str(), share * 100,
+               rate / 1024, static_cast<double>(total_ - done_) / rate);
 }
 
 void Progress::follow(const std::string &path) {
@@ -72,5 +55,3 @@ void Progress::follow(const std::string &path) {
     }
   });
 }
-
-}  // namespace zelctl

@@ -8,8 +8,6 @@
 
 #include "tool.h"
 
-namespace zelctl {
-
 constexpr uint32_t kPorts = 28, kSlots = 3, kPortsPerSlot = 8, kDaughterPorts = kSlots * kPortsPerSlot;
 
 using Record = Json();
@@ -34,8 +32,27 @@ uint32_t sectorSize();
 uint32_t chipSize();
 /** Shows progress. */
 std::vector<uint8_t> readFlash(uint32_t address, uint32_t length);
+/** A little-endian word. */
+uint32_t wordAt(std::span<const uint8_t> bytes, size_t at);
 bool isErased(std::span<const uint8_t> bytes);
 
-}  // namespace zelctl
+/* ---- what a module says of itself: SFF-8472 page A0h, IEEE 802.3 clause 22 registers ---- */
+
+constexpr size_t kPageLength = 128;  // the defined half of the page
+using Page = std::span<const uint8_t, kPageLength>;
+
+Json decodePage(Page page);
+/** A text field without its trailing blanks. */
+std::string pageText(Page page, size_t at, size_t length);
+/** Nominal signalling rate in MBd, 0 = not given. */
+uint32_t signallingRate(Page page);
+/** Both checksums are right: bytes 63 and 95. */
+bool checksumsHold(Page page);
+/** True when the library would bring this module's copper PHY up to classify it. */
+bool isCopperModule(Page page);
+
+/** Numbers of the registers that have names. */
+std::vector<uint32_t> namedRegisters();
+Json decodeRegister(uint32_t number, uint16_t value);
 
 #endif

@@ -1,19 +1,14 @@
 #include <array>
 
 #include "records.h"
-#include "sfp_decode.h"
-
-namespace zelctl {
-
-namespace {
 
 constexpr uint8_t kMemory = 0xA0;
 constexpr uint32_t kNone = 0xFFFFFFFF;
 
-uint32_t port, reg = kNone, value = kNone;
-std::string output;
+static uint32_t port, reg = kNone, value = kNone;
+static std::string output;
 
-std::string className(uint8_t code) {
+static std::string className(uint8_t code) {
   constexpr const char *kClasses[] = {"100FX", "1000BASE-X", "1000BASE-T", "unknown", "2G5",    "5G",
                                       "10G",   "10G DAC",    "10G ER",     "10G LRM", "10G LR", "10G SR"};
   if (code < std::size(kClasses)) return kClasses[code];
@@ -21,28 +16,25 @@ std::string className(uint8_t code) {
   return code == ZEL_SFP_NOT_A_MODULE ? "not an SFP" : std::to_string(code);
 }
 
-struct Module {
-  uint32_t status;
-  std::array<uint8_t, kPageLength> page;
-};
+/** The answer to reading a module's page, and the page. */
+using Module = std::pair<uint32_t, std::array<uint8_t, kPageLength>>;
 
-Module readModule(uint32_t from) {
-  Module module{};
-  module.status = FW_SfpSel(from);
-  if (module.status == FW_FAIL) requireBoard();
-  if (module.status == 0) module.status = FW_I2C_BufRead(kMemory, 0, 1, kPageLength, module.page.data());
+static Module readModule(uint32_t from) {
+  Module module{FW_SfpSel(from), {}};
+  if (module.first == FW_FAIL) requireBoard();
+  if (module.first == 0) module.first = FW_I2C_BufRead(kMemory, 0, 1, kPageLength, module.second.data());
   return module;
 }
 
-Module requireModule() {
-  const Module module = readModule(port);
-  if (module.status == FW_FAIL) throw Failure{format("FW_FAIL: port %u: no module answers", port), FW_FAIL};
-  requirePort(module.status, port);
-  return module;
+static std::array<uint8_t, kPageLength> requirePage() {
+  const auto [status, page] = readModule(port);
+  if (status == FW_FAIL) throw Failure{format("FW_FAIL: port %u: no module answers", port), FW_FAIL};
+  requirePort(status, port);
+  return page;
 }
 
 /** A copper module is classified from its page: the library's question would reset its PHY and drop the link. */
-uint8_t classOf(uint32_t of_port, Page page) {
+static uint8_t classOf(uint32_t of_port, Page page) {
   constexpr const char *kSerdesOnly = "AXGT-R154-0M06";
   if (isCopperModule(page))
     return pageText(page, 40, 16).starts_with(kSerdesOnly) ? ZEL_SFP_COPPER_SERDES : ZEL_SFP_COPPER;
@@ -52,7 +44,7 @@ uint8_t classOf(uint32_t of_port, Page page) {
 }
 
 /** Link of a copper module; null for others and for a PHY that is silent, as with its transmitter off. */
-Json linkOf(uint32_t of_port, Page page) {
+static Json linkOf(uint32_t of_port, Page page) {
   constexpr const char *kSpeeds[] = {"up, reserved speed", "10 full", "100 full", "1000", "10 half", "100 half"};
   uint8_t link = 0, speed = 0;
   if (!isCopperModule(page)) return {};
@@ -60,7 +52,7 @@ Json linkOf(uint32_t of_port, Page page) {
   return link == 0 ? "down" : kSpeeds[speed % std::size(kSpeeds)];
 }
 
-Json moduleRecord(uint32_t of_port) {
+static Json moduleRecord(uint32_t of_port) {
   Json row = record("port", of_port, "class", nullptr, "code", nullptr, "vendor", nullptr, "part_number", nullptr,
                     "revision", nullptr, "rate_mbd", nullptr, "link", nullptr, "checksums", nullptr);
   const auto [status, page] = readModule(of_port);
@@ -79,19 +71,19 @@ Json moduleRecord(uint32_t of_port) {
   return row;
 }
 
-void showModule() {
-  const Module module = requireModule();
-  const uint8_t code = classOf(port, module.page);
+static void showModule() {
+  const auto page = requirePage();
+  const uint8_t code = classOf(port, page);
   Json all = record("port", port, "class", className(code), "code", code);
-  all.update(decodePage(module.page));
-  all["link"] = linkOf(port, module.page);
+  all.update(decodePage(page));
+  all["link"] = linkOf(port, page);
   show(all);
   if (settings.verbose) FW_Show_SFP_Moudle(port, 0, 1);
 }
 
-void dump() {
-  const Module module = requireModule();
-  std::vector<uint8_t> bytes(module.page.begin(), module.page.end());
+static void dump() {
+  const auto page = requirePage();
+  std::vector<uint8_t> bytes(page.begin(), page.end());
   bytes.resize(2 * kPageLength);
   requirePort(FW_I2C_BufRead(kMemory, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port);
   if (!output.empty()) return writeFile(output, bytes);
@@ -100,7 +92,7 @@ void dump() {
 }
 
 /** The library prints why it refuses a module. */
-uint16_t readRegister(uint32_t number) {
+static uint16_t readRegister(uint32_t number) {
   uint16_t word = 0;
   Printed printed = printedBy([&] { return FW_Get_SFP_SGMII_Reg(port, number, &word); });
   printed.text.erase(printed.text.find_last_not_of(" \n") + 1);
@@ -110,7 +102,7 @@ uint16_t readRegister(uint32_t number) {
   return word;
 }
 
-void accessRegisters() {
+static void accessRegisters() {
   if (value != kNone) {
     readRegister(reg);  // refuses what is no copper module: the write itself calls that a success
     requirePort(FW_Set_SFP_SGMII_Reg(port, reg, static_cast<uint16_t>(value)), port);
@@ -122,21 +114,19 @@ void accessRegisters() {
 }
 
 /** The library's classification of a copper module puts its PHY into SGMII mode. */
-void setSgmii() {
+static void setSgmii() {
   constexpr uint16_t kAdvertisement = 0x0DE1;  // what the SGMII sequence leaves in register 4
   uint8_t code = 0;
   uint16_t advertised = 0;
-  const Module module = requireModule();
-  if (!isCopperModule(module.page)) throw Failure{format("port %u: the module is no 1000BASE-T module", port)};
+  const auto page = requirePage();
+  if (!isCopperModule(page)) throw Failure{format("port %u: the module is no 1000BASE-T module", port)};
   const uint32_t status = FW_Get_SFP_Speed(port, &code);
   if (status == FW_FAIL) throw Failure{format("FW_FAIL: port %u: no Marvell PHY, or it does not answer", port), status};
   requirePort(status, port);
   const bool changed = FW_SFP_PHY_Fail_Chk(port, kAdvertisement, &advertised) != 0;
   show(record("port", port, "class", className(code), "advertisement", format("0x%04x", advertised), "sgmii",
-              !changed && advertised == kAdvertisement, "link", linkOf(port, module.page)));
+              !changed && advertised == kAdvertisement, "link", linkOf(port, page)));
 }
-
-}  // namespace
 
 Json modules() {
   Json rows = Json::array();
@@ -144,21 +134,18 @@ Json modules() {
   return rows;
 }
 
-void addSfpCommands(CLI::App &app) {
-  CLI::App *family = command(app, "sfp", "Pluggable modules", "sfp list");
+void addSfpCommands(App &app) {
+  App *family = command(app, "sfp", "Pluggable modules", "sfp list");
   command(*family, "list", "All cages: class, vendor, part, rate, link", "sfp list", [] { show(modules()); });
-  CLI::App *shower = command(*family, "show",
-                             "Everything in a module's page; -v adds the library's display, which switches a copper "
-                             "module's transmitter on",
-                             "sfp show 24", showModule);
-  CLI::App *dumper = command(*family, "dump", "A module's memory, 256 bytes", "sfp dump 24 -o page.bin", dump);
+  App *shower =
+      command(*family, "show", "A module's page; -v: the library's display too (switches a copper transmitter on)",
+              "sfp show 24", showModule);
+  App *dumper = command(*family, "dump", "A module's memory, 256 bytes", "sfp dump 24 -o page.bin", dump);
   dumper->add_option("-o,--output", output, "Write the bytes to this file");
-  CLI::App *phy = command(*family, "phy", "A copper module's PHY registers; switches its transmitter on",
-                          "sfp phy 3 0 0x9140", accessRegisters);
-  CLI::App *sgmii = command(*family, "sgmii", "Puts a copper module's PHY into SGMII mode", "sfp sgmii 3", setSgmii);
-  for (CLI::App *leaf : {shower, dumper, phy, sgmii}) number(leaf, "PORT", port, "Port", 0, kPorts - 1);
+  App *phy =
+      command(*family, "phy", "PHY registers of a copper module, switched on", "sfp phy 3 0 0x9140", accessRegisters);
+  App *sgmii = command(*family, "sgmii", "Puts a copper module's PHY into SGMII mode", "sfp sgmii 3", setSgmii);
+  for (App *leaf : {shower, dumper, phy, sgmii}) number(leaf, "PORT", port, "Port", 0, kPorts - 1);
   number(phy, "REGISTER", reg, "Register; all that have names without it", 0, 31)->required(false);
   number(phy, "VALUE", value, "Value to write", 0, 0xFFFF)->required(false);
 }
-
-}  // namespace zelctl

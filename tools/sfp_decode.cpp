@@ -1,13 +1,9 @@
-#include "sfp_decode.h"
+#include "records.h"
 
 #include <numeric>
 
-namespace zelctl {
-
-namespace {
-
 /** Lists of names are written in one text each, separated by bars; an empty name is one that is not assigned. */
-std::vector<std::string> split(std::string_view names) {
+static std::vector<std::string> split(std::string_view names) {
   std::vector<std::string> list(1);
   for (const char c : names) {
     if (c == '|')
@@ -18,13 +14,13 @@ std::vector<std::string> split(std::string_view names) {
   return list;
 }
 
-std::string nameOf(std::string_view names, uint8_t code) {
+static std::string nameOf(std::string_view names, uint8_t code) {
   const auto list = split(names);
   return code < list.size() && !list[code].empty() ? list[code] : format("0x%02X", code);
 }
 
 /** Names of the bits that are set in a run of bytes; `names` begins with the highest bit of the first one. */
-Json setBits(std::span<const uint8_t> bytes, std::string_view names) {
+static Json setBits(std::span<const uint8_t> bytes, std::string_view names) {
   Json set = Json::array();
   const auto list = split(names);
   for (size_t i = 0; i < std::min(list.size(), 8 * bytes.size()); ++i)
@@ -41,17 +37,15 @@ constexpr const char *kRevisions = "none|9.3|9.5|10.2|10.4|11.0|11.3|11.4|12.3|1
 
 /** Compliance codes, bytes 3 to 10. */
 constexpr const char *kCompliance =
-    "10GBASE-ER|10GBASE-LRM|10GBASE-LR|10GBASE-SR|1X SX|1X LX|1X copper active|1X copper passive|"
-    "ESCON MMF|ESCON SMF|OC-192 SR|SONET reach bit 1|SONET reach bit 2|OC-48 LR|OC-48 IR|OC-48 SR|"
-    "|OC-12 SM LR|OC-12 SM IR|OC-12 SR||OC-3 SM LR|OC-3 SM IR|OC-3 SR|"
-    "BASE-PX|BASE-BX10|100BASE-FX|100BASE-LX/LX10|1000BASE-T|1000BASE-CX|1000BASE-LX|1000BASE-SX|"
-    "FC very long distance|FC short distance|FC intermediate distance|FC long distance|FC medium distance|"
-    "FC shortwave laser SA|FC longwave laser LC|FC electrical inter-enclosure|"
-    "FC electrical intra-enclosure|FC shortwave laser SN|FC shortwave laser SL|FC longwave laser LL|"
-    "active cable|passive cable|||"
-    "FC twin axial pair|FC twisted pair|FC miniature coax|FC video coax|FC multimode 62.5 um|FC multimode 50 um||"
-    "FC single mode|"
-    "FC 1200 MB/s|FC 800 MB/s|FC 1600 MB/s|FC 400 MB/s|FC 3200 MB/s|FC 200 MB/s||FC 100 MB/s";
+    "10GBASE-ER|10GBASE-LRM|10GBASE-LR|10GBASE-SR|1X SX|1X LX|1X copper active|1X copper passive|ESCON MMF|ESCON SMF|"
+    "OC-192 SR|SONET reach bit 1|SONET reach bit 2|OC-48 LR|OC-48 IR|OC-48 SR||OC-12 SM LR|OC-12 SM IR|OC-12 SR||"
+    "OC-3 SM LR|OC-3 SM IR|OC-3 SR|BASE-PX|BASE-BX10|100BASE-FX|100BASE-LX/LX10|1000BASE-T|1000BASE-CX|1000BASE-LX|"
+    "1000BASE-SX|FC very long distance|FC short distance|FC intermediate distance|FC long distance|"
+    "FC medium distance|FC shortwave laser SA|FC longwave laser LC|FC electrical inter-enclosure|"
+    "FC electrical intra-enclosure|FC shortwave laser SN|FC shortwave laser SL|FC longwave laser LL|active cable|"
+    "passive cable|||FC twin axial pair|FC twisted pair|FC miniature coax|FC video coax|FC multimode 62.5 um|"
+    "FC multimode 50 um||FC single mode|FC 1200 MB/s|FC 800 MB/s|FC 1600 MB/s|FC 400 MB/s|FC 3200 MB/s|FC 200 MB/s||"
+    "FC 100 MB/s";
 /** Options, bytes 64 and 65, and diagnostic monitoring, byte 92. */
 constexpr const char *kOptions =
     "|power level 4|power level 3|paging|retimer or CDR|cooled transmitter|power level 2|linear receiver|"
@@ -70,13 +64,13 @@ constexpr Length kLengths[] = {{"length_smf_km", 14, 1000}, {"length_smf", 15, 1
 
 constexpr uint8_t kPassiveCable = 0x04, kActiveCable = 0x08;
 
-uint8_t sumOf(Page page, size_t first, size_t end) {
+static uint8_t sumOf(Page page, size_t first, size_t end) {
   const auto field = page.subspan(first, end - first);
   return static_cast<uint8_t>(std::accumulate(field.begin(), field.end(), 0U));
 }
 
 /** A checksum byte ends the field that it covers. */
-std::string checksum(Page page, size_t first, size_t at) {
+static std::string checksum(Page page, size_t first, size_t at) {
   const uint8_t sum = sumOf(page, first, at);
   return format("0x%02X ", page[at]) + (sum == page[at] ? "correct" : format("wrong, should be 0x%02X", sum));
 }
@@ -88,8 +82,8 @@ struct PhyRegister {
 };
 constexpr PhyRegister kRegisters[] = {
     {0, "control",
-     "reset|loopback|speed 100|auto-negotiation|power down|isolate|restart auto-negotiation|full duplex|collision test|"
-     "speed 1000"},
+     "reset|loopback|speed 100|auto-negotiation|power down|isolate|restart auto-negotiation|full duplex|"
+     "collision test|speed 1000"},
     {1, "status",
      "100BASE-T4|100BASE-X full|100BASE-X half|10 full|10 half|100BASE-T2 full|100BASE-T2 half|extended status||"
      "preamble suppression|auto-negotiation complete|remote fault|auto-negotiation able|link up|jabber|"
@@ -110,10 +104,7 @@ constexpr PhyRegister kRegisters[] = {
      "master/slave fault|master|local receiver ok|remote receiver ok|partner 1000 full|partner 1000 half"},
     {15, "extended status", "1000BASE-X full|1000BASE-X half|1000BASE-T full|1000BASE-T half"},
     {17, "PHY-specific status", "speed 1000|speed 100|full duplex|page received|speed resolved|link up"},
-    {27, "extended PHY-specific status", ""},
-};
-
-}  // namespace
+    {27, "extended PHY-specific status", ""}};
 
 std::string pageText(Page page, size_t at, size_t length) {
   const auto field = page.subspan(at, length);
@@ -171,5 +162,3 @@ Json decodeRegister(uint32_t number, uint16_t value) {
   const uint8_t bytes[] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
   return record("register", number, "name", found.name, "value", value, "bits", setBits(bytes, found.bits));
 }
-
-}  // namespace zelctl

@@ -1,28 +1,24 @@
 #include "records.h"
 
-namespace zelctl {
-
-namespace {
-
 constexpr uint32_t kAnyWord = 0xFFFFFFFF;
 
-uint32_t which, address, port, reg, value;
+static uint32_t which, address, port, reg, value;
 
 /** A flag that comes back as the call's own result: only the library's codes are failures. */
-bool flagOf(uint32_t result, const char *what) {
+static bool flagOf(uint32_t result, const char *what) {
   if (result == FW_FAIL || result == FW_REFUSED) require(result, what);
   return result != 0;
 }
 
 /** What debugCmd printed, less the library's line before it. */
-std::string answerOf(std::string text, const std::string &what) {
+static std::string answerOf(std::string text, const std::string &what) {
   if (text.starts_with("reg_mode=")) text.erase(0, text.find('\n') + 1);
   text.erase(text.find_last_not_of('\n') + 1);
   if (text.empty()) throw Failure{what + ": debugCmd printed no value"};
   return text;
 }
 
-void getRegister() {
+static void getRegister() {
   requireBoard();
   const std::string what = format("register 0x%X", address);
   const Printed printed = printedBy([] { return FW_GetSpecialRegister(address, &value); });
@@ -32,36 +28,33 @@ void getRegister() {
   show(record("address", address, "class", "soc", "value", value));
 }
 
-void setRegister() {
+static void setRegister() {
   requireBoard();
   require(FW_SetSpecialRegister(address, value), format("register 0x%X", address));
 }
 
-void setPhyRegister() {
+static void setPhyRegister() {
   requireBoard();
   FW_SetPhyRegister(port, reg, value);
 }
 
-void setFlag() { require(which == 0 ? FW_SetSystemDiagFlag(value) : FW_SetFlashAccessFlag(value), "flag"); }
+static void setFlag() { require(which == 0 ? FW_SetSystemDiagFlag(value) : FW_SetFlashAccessFlag(value), "flag"); }
 
-void addWatchdog(CLI::App &app) {
-  const auto status = [] {
-    show(watchdog());
-    if (settings.verbose) FW_Show_Wdt_Status();
-  };
-  const auto flag = [] {
-    environment();  // refuses what the flag would answer with "no"
-    show(record("start_at_boot", FW_Wdt_Flag() == 1));
-  };
-  CLI::App *family = command(app, "watchdog", "Hardware watchdog", "watchdog status", status);
-  command(*family, "status", "Tells whether it is enabled", "watchdog status", status);
-  command(*family, "flag", "Tells whether the boot environment has it started", "watchdog flag", flag);
-  command(*family, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
-  command(*family, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
-  command(*family, "stop", "Stops toggling", "watchdog stop", [] { require(FW_Wdt_Toggle_Stop(), "watchdog"); });
+static void showWatchdog() {
+  show(watchdog());
+  if (settings.verbose) FW_Show_Wdt_Status();
 }
 
-}  // namespace
+static void addWatchdog(App &app) {
+  App *dog = group(app, "watchdog", "Hardware watchdog", "watchdog enable", "status", showWatchdog);
+  command(*dog, "flag", "Tells whether the boot environment has it started", "watchdog flag", [] {
+    environment();  // refuses what the flag would answer with "no"
+    show(record("start_at_boot", FW_Wdt_Flag() == 1));
+  });
+  command(*dog, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
+  command(*dog, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
+  command(*dog, "stop", "Stops toggling", "watchdog stop", [] { require(FW_Wdt_Toggle_Stop(), "watchdog"); });
+}
 
 Json flags() {
   return record("diagnostic", flagOf(FW_GetSystemDiagFlag(), "diagnostic flag"), "flash-access",
@@ -101,31 +94,28 @@ Json phyRegister(uint32_t of_port, uint32_t of_reg) {
                 answerOf(printed.text, format("PHY of port %u", of_port)));
 }
 
-void addSystemCommands(CLI::App &app) {
+void addSystemCommands(App &app) {
   addWatchdog(app);
-  const auto list = [] { show(flags()); };
-  CLI::App *family = command(app, "flags", "System flags that all processes share", "flags show", list);
-  command(*family, "show", "The flags", "flags show --json", list);
-  CLI::App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", setFlag);
+  App *family =
+      group(app, "flags", "System flags of all processes", "flags set diagnostic on", "show", [] { show(flags()); });
+  App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", setFlag);
   choice(set, "NAME", which, "Flag", {{"diagnostic", 0}, {"flash-access", 1}});
   choice(set, "STATE", value, "State", kOnOff);
   command(app, "reset-key", "The reset key", "reset-key", [] { show(resetKey()); });
   command(app, "power", "Power mode and alarm, supply configurations", "power", [] { show(power()); });
 
   family = command(app, "register", "SoC and switch-chip registers", "register get 0x20300");
-  CLI::App *get = command(*family, "get", "Reads a register", "register get 0x5000010", getRegister);
+  App *get = command(*family, "get", "Reads a register", "register get 0x5000010", getRegister);
   set = command(*family, "set", "Writes a register", "register set 0x5000010 0xab", setRegister);
-  for (CLI::App *leaf : {get, set}) number(leaf, "ADDRESS", address, "Register address", 0, kAnyWord);
+  for (App *leaf : {get, set}) number(leaf, "ADDRESS", address, "Register address", 0, kAnyWord);
   number(set, "VALUE", value, "Value", 0, kAnyWord);
 
   family = command(app, "phy", "Registers of the switch ports' PHYs", "phy get 3 1");
   get = command(*family, "get", "Reads a PHY register", "phy get 3 1", [] { show(phyRegister(port, reg)); });
   set = command(*family, "set", "Writes a PHY register", "phy set 3 0x16 0x1", setPhyRegister);
-  for (CLI::App *leaf : {get, set}) {
+  for (App *leaf : {get, set}) {
     number(leaf, "PORT", port, "Switch port", 0, 25);
     number(leaf, "REGISTER", reg, "PHY register", 0, 31);
   }
   number(set, "VALUE", value, "Value", 0, 0xFFFF);
 }
-
-}  // namespace zelctl

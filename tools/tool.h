@@ -4,17 +4,13 @@
 #define ZELCTL_TOOL_H
 
 #include <CLI/CLI.hpp>
-#include <cstdint>
+#include <chrono>
 #include <cstdio>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <span>
-#include <string>
-#include <utility>
-#include <vector>
+#include <thread>
 
-namespace zelctl {
-
+using App = CLI::App;
 using Json = nlohmann::ordered_json;
 
 /* ---- the command tree ---- */
@@ -34,31 +30,28 @@ inline const Choices kOnOff{{"off", 0}, {"on", 1}};
 
 /** Adds a command. A command without an action needs a sub-command; one with an action may have some. The action of the
  *  innermost command on the line runs once the whole line was accepted (see `chosenAction`). */
-CLI::App *command(CLI::App &parent, const char *name, const char *what, const char *example, Action action = {});
+App *command(App &parent, const char *name, const char *what, const char *example, Action action = {});
 /** Adds a command that without a sub-command does what its sub-command `usual` does, and that sub-command. */
-CLI::App *family(CLI::App &parent, const char *name, const char *what, const char *example, const char *usual,
-                 const Action &action);
+App *group(App &parent, const char *name, const char *what, const char *example, const char *usual,
+           const Action &action);
 const Action &chosenAction();
 
-/** Whole numbers, decimal or with 0x, from `low` to `high`. */
-CLI::Validator range(uint32_t low, uint32_t high);
-/** One such number. A name without dashes is positional and required. */
-CLI::Option *number(CLI::App *app, const std::string &name, uint32_t &value, const char *what, uint32_t low,
-                    uint32_t high);
+/** A whole number, decimal or with 0x, from `low` to `high`. A name without dashes is positional and required. */
+CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high);
 /** One of a few words. */
-CLI::Option *choice(CLI::App *app, const std::string &name, uint32_t &value, const char *what, const Choices &choices);
+CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices);
 /** The argument FILE: a file that exists, or one to write. */
-void inputFile(CLI::App *app, std::string &path);
-void outputFile(CLI::App *app, std::string &path);
+void inputFile(App *app, std::string &path);
+void outputFile(App *app, std::string &path);
 /** The switch --yes of a command that asks first. */
-void asksFirst(CLI::App *app);
+void asksFirst(App *app);
 void confirm(const std::string &question);
 
 /** A wrong argument that shows only later: exit status 2. */
 [[noreturn]] void refuseArgument(const std::string &name, const std::string &why);
 
 /** Adds the commands of one family. */
-using Family = void(CLI::App &app);
+using Family = void(App &app);
 Family addIndicatorCommands, addSystemCommands, addBusCommands, addPortCommands, addPanelCommand, addSfpCommands,
     addFlashCommands, addImageCommands, addEnvironmentCommands, addDatabaseCommands, addIdentityCommands,
     addSelftestCommand;
@@ -125,6 +118,32 @@ Json record(Pairs &&...pairs) {
   return object;
 }
 
+/** Progress of long work: a bar with rate and time left, on a terminal only. */
+class Progress {
+ public:
+  Progress(const char *what, uint64_t total);
+  /** Takes the bar away. */
+  ~Progress();
+
+  /** Shows how far the pass is; a step back is the next pass of several. */
+  void at(uint64_t done);
+  /** Follows, until the end, the position at which this process has the file open: that is how a library call which
+   *  reads or writes the file for a long time shows where it is. */
+  void follow(const std::string &path);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void draw();
+
+  const char *what_;
+  uint64_t total_;
+  uint64_t done_ = 0;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point drawn_ = start_;
+  bool visible_;
+  std::jthread follower_;
+};
+
 /* ---- ordinary files ---- */
 
 struct FileFigures {
@@ -136,7 +155,5 @@ FileFigures measure(const std::string &path);
 /** Reads a whole file; refuses the argument FILE when it is longer than `limit`. */
 std::vector<uint8_t> readFile(const std::string &path, uint64_t limit);
 void writeFile(const std::string &path, std::span<const uint8_t> bytes);
-
-}  // namespace zelctl
 
 #endif

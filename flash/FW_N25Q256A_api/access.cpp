@@ -14,11 +14,13 @@ constexpr useconds_t kReadPause = 10, kProgramPause = 2, kErasePause = 2, kChipE
 
 enum class Flavour { Restoring, Plain };
 
-void seek(const Descriptor &node, uint32_t address) { lseek(node.get(), static_cast<off_t>(address), SEEK_SET); }
+/// False when the position stays where it was: what follows would reach the wrong place, at worst the boot loader.
+bool seek(const Descriptor &node, uint32_t address) {
+  return lseek(node.get(), static_cast<off_t>(address), SEEK_SET) >= 0;
+}
 
 bool read_at(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
-  seek(node, address);
-  return read(node.get(), buffer, length) >= 0;  // a short count is the driver's business
+  return seek(node, address) && read(node.get(), buffer, length) >= 0;  // a short count is the driver's business
 }
 
 bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
@@ -50,8 +52,7 @@ bool program_span(const Descriptor &node, uint32_t address, uint32_t length, con
   do {
     const uint32_t room = page == 0 ? length : page - address % page;
     const uint32_t piece = length < room ? length : room;
-    seek(node, address);
-    if (write(node.get(), buffer, piece) < 0) return false;
+    if (!seek(node, address) || write(node.get(), buffer, piece) < 0) return false;
     address += piece;
     buffer += piece;
     length -= piece;
@@ -71,10 +72,7 @@ uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer,
 
 uint32_t erase_sector(uint32_t address, Flavour flavour) {
   bool made = false;
-  const auto at_address = [&](const Descriptor &node) {
-    seek(node, address);
-    return true;
-  };
+  const auto at_address = [&](const Descriptor &node) { return seek(node, address); };
   const uint32_t result = prepared_request({kSpiFlash, kEraseSector}, nullptr, at_address, [&] { made = true; });
   if (!made) return result;
   usleep(kErasePause);
@@ -85,7 +83,7 @@ uint32_t erase_sector(uint32_t address, Flavour flavour) {
 uint32_t erase_all_sectors(const Descriptor &node) {
   const uint32_t sectors = flash_def[kSectorCount] & kPieceMask;
   for (uint32_t i = 0; i < sectors; ++i) {
-    seek(node, i * flash_def[kSectorSize]);
+    if (!seek(node, i * flash_def[kSectorSize])) return FW_FAIL;
     const uint32_t result = send(node, kEraseSector, nullptr);
     if (result == 0) printf("Erase chip [%d] percent\n", static_cast<int>(100 * i / sectors));
     usleep(kChipErasePause);

@@ -122,7 +122,7 @@ uint32_t copy_from_zero(int fd, const Texts &texts) {
 template <typename Copy>
 uint32_t guarded_copy(int fd, Copy copy) {
   if (flash_writes_refused()) {
-    close(fd);
+    const Descriptor file(fd);
     return kFailed;
   }
   const FlashAccessFlag raised;

@@ -1,5 +1,6 @@
 // Proof that an image arrived: the CRC-32 of what the flash holds.
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
 #include "flash/FW_N25Q256A_api/partition.h"
@@ -16,6 +17,7 @@ std::optional<uint32_t> flash_crc(uint32_t base, uint32_t length, const Buffer &
   for (uint32_t offset = 0; offset < length;) {
     const uint32_t left = length - offset;
     const uint32_t count = left < flash_def[kCopyPiece] ? left : flash_def[kCopyPiece];
+    memset(piece.get(), 0, count);  // a read that comes short must not find an earlier piece's bytes
     if (count == 0 || FW_N25Q256A_FlashRead(base + offset, count, piece.get()) != 0) {
       if (debugging()) puts("FW_N25Q256A_CheckCRC() Read Flash error !!");
       return std::nullopt;

@@ -130,7 +130,8 @@ struct env_slot {
 
 /** The variables of the last parse, used slots first; zero at load. */
 extern ZEL_API struct env_slot env_data[200];
-/** Where the last parse or serialisation ended: on the last byte examined, or just past the last entry's NUL. */
+/** Where the last parse or serialisation ended: on the last byte examined, or just past the last entry's NUL. Scratch: valid
+ *  while the data area that it points into is. */
 extern ZEL_API const uint8_t *env_ptr;
 
 /** Reads the region.  @param buffer  out: 0x10000 bytes, zeroed first */

@@ -1,0 +1,51 @@
+# What `cmake --install` lays out, in the three components that become packages: library, development and tools. The
+# tools' own folders name none; theirs is the default.
+include(CMakePackageConfigHelpers)
+set(ZELBOARD_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelboard)
+set(ZELBOARD_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(TARGETS zelboard zelboard_static EXPORT zelboard
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(DIRECTORY include/zelboard DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+
+# The targets need no further package: what is exported is the whole configuration.
+install(EXPORT zelboard NAMESPACE zelboard:: FILE zelboard-config.cmake DESTINATION ${ZELBOARD_CMAKE_DIR}
+  COMPONENT development)
+write_basic_package_version_file(zelboard-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/zelboard-config-version.cmake DESTINATION ${ZELBOARD_CMAKE_DIR} COMPONENT development)
+
+# Relative to the file itself, so that an installed tree may be moved.
+file(RELATIVE_PATH ZELBOARD_PREFIX_FROM_PC /${ZELBOARD_PC_DIR} /)
+configure_file(cmake/zelboard.pc.in zelboard.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/zelboard.pc DESTINATION ${ZELBOARD_PC_DIR} COMPONENT development)
+
+# Compresses a file as Debian does: best, and without name or time.
+function(zelboard_gzip source result)
+  add_custom_command(OUTPUT ${result} DEPENDS ${source} COMMAND gzip -9nc ${source} > ${result} VERBATIM)
+  list(APPEND ZELBOARD_COMPRESSED ${result})
+  set(ZELBOARD_COMPRESSED ${ZELBOARD_COMPRESSED} PARENT_SCOPE)
+endfunction()
+
+function(zelboard_man_page page component)
+  string(REGEX REPLACE ".*\\." "" section ${page})
+  configure_file(docs/man/${page} man/${page} @ONLY)
+  zelboard_gzip(${CMAKE_BINARY_DIR}/man/${page} ${CMAKE_BINARY_DIR}/man/${page}.gz)
+  install(FILES ${CMAKE_BINARY_DIR}/man/${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
+    COMPONENT ${component})
+  set(ZELBOARD_COMPRESSED ${ZELBOARD_COMPRESSED} PARENT_SCOPE)
+endfunction()
+
+zelboard_man_page(zelboard.3 development)
+if(TARGET zelctl AND TARGET zelsim)
+  foreach(tool zelctl zelsim)
+    zelboard_man_page(${tool}.1 tools)
+    install(FILES completion/zelboard.bash RENAME ${tool} COMPONENT tools
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  endforeach()
+endif()
+
+include(cmake/package.cmake)
+add_custom_target(compressed ALL DEPENDS ${ZELBOARD_COMPRESSED})
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${CMAKE_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

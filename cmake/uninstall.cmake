@@ -1,0 +1,13 @@
+# Removes what the manifest of the last `cmake --install` lists, and the folders of our own that are empty then.
+if(NOT EXISTS ${MANIFEST})
+  message(FATAL_ERROR "Nothing was installed from here: ${MANIFEST} is missing")
+endif()
+file(STRINGS ${MANIFEST} files)
+foreach(file ${files})
+  file(REMOVE $ENV{DESTDIR}${file})
+  get_filename_component(folder $ENV{DESTDIR}${file} DIRECTORY)
+  file(GLOB left ${folder}/*)
+  if(folder MATCHES "/zelboard$" AND NOT left)
+    file(REMOVE_RECURSE ${folder})
+  endif()
+endforeach()

@@ -1,0 +1,131 @@
+"""What a power cut leaves in the flash: each operation is killed at each of its driver calls.
+
+Runs itself a second time on the virtual switch, as the program that is killed and as the one that looks afterwards.
+"""
+import ctypes
+import os
+import shutil
+import subprocess
+import sys
+
+OLD, NEW = bytes(range(1, 201)) * 3, bytes(range(200, 0, -1)) * 4
+IMAGES = {"old": OLD * 130, "new": NEW * 100}  # two sectors, the second one in part
+
+
+def library(build):
+    zel = ctypes.CDLL(os.path.join(build, "lib", "libzelboard.so"))
+    return zel
+
+
+def store(zel, operation, which):
+    data = {"old": OLD, "new": NEW}[which]
+    if operation == "Gen database":
+        return zel.FW_WriteGenDatabase(data, len(data), 1)
+    if operation == "shared database":
+        return zel.FW_WriteSharedDatabase(data, len(data))
+    if operation == "environment variable":
+        return zel.FW_SpiFlash_EnvAdd(b"bootdelay", which.encode())
+    if operation == "identity name":
+        return zel.FW_SpiFlash_WriteCustomName(which.encode(), 0)
+    path = os.path.join(sys.argv[3], which + ".bin")
+    return zel.FW_FlashCopy(os.open(path, os.O_RDONLY), 1)
+
+
+def loaded(zel, read):
+    data, length = ctypes.c_void_p(), ctypes.c_uint32()
+    if read(ctypes.byref(data), ctypes.byref(length)) != 0:
+        return None
+    return ctypes.string_at(data.value, length.value)
+
+
+def name_of(value, old, new):
+    return "new" if value == new else "old" if value == old else "nothing"
+
+
+def held(zel, operation):
+    """What the read functions make of the flash: old, new or nothing."""
+    if operation == "Gen database":
+        return name_of(loaded(zel, lambda data, length: zel.FW_ReadGenDatabase(data, length, 1)), OLD, NEW)
+    if operation == "shared database":
+        return name_of(loaded(zel, zel.FW_ReadSharedDatabase), OLD, NEW)
+    if operation == "environment variable":
+        region = ctypes.create_string_buffer(0x10000)
+        assert zel.FW_SpiFlashEnvRead(region) == 0
+        stored = int.from_bytes(region.raw[:4], "little")
+        entry = region.raw[4:].split(b"\0")[0]
+        good = zel.FW_crc32(region.raw[4:], 65532) & 0xFFFFFFFF == stored
+        return name_of(entry if good else None, b"bootdelay=old", b"bootdelay=new")
+    if operation == "identity name":
+        name = ctypes.create_string_buffer(36)
+        assert zel.FW_SpiFlash_GetCustomName(name) == 0
+        return name_of(name.value.split(b"-")[0], b"old", b"new")
+    good = [which for which, image in IMAGES.items() if zel.FW_CheckCRC(1, zel.FW_crc32(image, len(image)), len(image)) == 0]
+    return good[0] if good else "nothing"
+
+
+OPERATIONS = ["Gen database", "shared database", "environment variable", "identity name", "partition copy"]
+
+
+def on_switch(build, *arguments, **options):
+    command = [os.path.join(build, "bin", "zelsim"), "run", "--fast", *options.get("flags", []), "--"]
+    command += [sys.executable, __file__, build, *arguments]
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60)
+
+
+def sim(build, *arguments):
+    subprocess.run([os.path.join(build, "bin", "zelsim"), *arguments], check=True, stdout=subprocess.DEVNULL)
+
+
+def cut(build, work, operation, call):
+    """Kills the operation at its driver call number `call`; what is held then, or None when it ended before."""
+    board = os.path.join(work, "default")
+    shutil.rmtree(board)
+    shutil.copytree(os.path.join(work, "prepared"), board)
+    sim(build, "fail", "any", "--skip", str(call), "--count", "1", "--result", "killed")
+    killed = on_switch(build, "store", work, operation).returncode != 0
+    sim(build, "heal")
+    looked = on_switch(build, "look", work, operation)
+    assert looked.returncode == 0, (operation, call, looked)
+    return killed, looked.stdout.decode().split()[-1]
+
+
+def sweep(build, work, operation):
+    """Rows of (first call, last call, what is held)."""
+    sim(build, "create", "default")
+    assert on_switch(build, "prepare", work, operation).returncode == 0
+    os.rename(os.path.join(work, "default"), os.path.join(work, "prepared"))
+    os.mkdir(os.path.join(work, "default"))
+    rows, call, killed = [], 0, True
+    while killed:
+        killed, value = cut(build, work, operation, call)
+        call += 1
+        if killed and rows and rows[-1][2] == value:
+            rows[-1][1] = call
+        elif killed:
+            rows.append([call, call, value])
+    assert value == "new", (operation, value)
+    shutil.rmtree(os.path.join(work, "prepared"))
+    shutil.rmtree(os.path.join(work, "default"))
+    return rows
+
+
+def main():
+    build, role = sys.argv[1], sys.argv[2]
+    if role == "prepare":
+        sys.exit(store(library(build), sys.argv[4], "old") != 0)
+    if role == "store":
+        sys.exit(store(library(build), sys.argv[4], "new") != 0)
+    if role == "look":
+        print("\n" + held(library(build), sys.argv[4]))
+        return
+    work = sys.argv[2]
+    for which, image in IMAGES.items():
+        with open(os.path.join(work, which + ".bin"), "wb") as file:
+            file.write(image)
+    print("| operation | cut at driver call | the switch then holds |\n|---|---|---|")
+    for operation in OPERATIONS:
+        for first, last, value in sweep(build, work, operation):
+            print(f"| {operation} | {first} to {last} | {value} |", flush=True)
+
+
+main()

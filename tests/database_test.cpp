@@ -1,0 +1,170 @@
+// The partition table and the configuration databases.
+#include <sys/stat.h>
+
+#include <cstring>
+#include <regex>
+
+#include "board_test.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Words = std::vector<uint32_t>;
+
+class Database : public BoardTest {
+ protected:
+  const Bytes data_ = pattern(300);
+  uint8_t *loaded_ = nullptr;
+  uint32_t length_ = 7, result_ = 2;
+
+  static Words table() {
+    Words words(10);
+    memcpy(words.data(), flash(0x140000, 40).data(), 40);
+    return words;
+  }
+
+  /// The bytes that a successful read handed out.
+  Bytes take(uint32_t length) {
+    const Bytes bytes(loaded_, loaded_ + length);
+    free(loaded_);
+    return bytes;
+  }
+};
+
+/// What the operator sees after the table's slots.
+std::string after_table(const std::string &output) { return output.substr(output.rfind("Share  :len") + 47); }
+
+TEST_F(Database, TableModes) {
+  const char *const names[] = {"Config database 1", "Config database 2", "Customize database 1", "Customize database 2",
+                               "Shared database"};
+  const std::string read = "seek 140000\nread flash 28 = 28\nflash dd = 0\n";
+  const std::string write = "seek 140000\nflash d1 = 0\nflash dd = 0\nseek 140000\nwrite flash 28 = 28\nflash dd = 0\n";
+  for (uint32_t mode = 0; mode <= 11; ++mode) {
+    const bool reads = mode % 2 == 1 && mode < 10, writes = mode % 2 == 0 && mode != 0;
+    FW_N25Q256A_SectorErase(0x140000);
+    for (const bool blank : {true, false}) {
+      uint32_t length = 100, sum = 200;
+      spiflash_debug_mode = 1;
+      const auto call = [&] { return FW_N25Q256A_PartitionInfo(&length, &sum, mode); };
+      EXPECT_EQ(trace(call, &result_, {"open", "close", "pause", "print", "puts"}),
+                blank || writes ? read + write : read);
+      EXPECT_EQ(after_table(wire::output()), blank && reads ? names[mode / 2] + std::string(" is empty\n") : "");
+      EXPECT_EQ(std::tuple(result_, length, sum),
+                std::tuple(blank && reads ? FW_FAIL : 0, reads ? 0 : 100, reads ? 0 : 200));
+      Words expected(10);
+      if (writes) expected[mode - 2] = 100, expected[mode - 1] = 200;
+      EXPECT_EQ(table(), expected) << mode;
+    }
+  }
+  spiflash_debug_mode = 0;
+  FW_N25Q256A_SectorErase(0x140000);
+  program(0x140000, Bytes(8, 1));
+  EXPECT_EQ(FW_PartitionInfo(&length_, &length_, 1), FW_FAIL) << "another slot is blank";
+  EXPECT_EQ(length_, 0x01010101U);
+}
+
+TEST_F(Database, GenSizes) {
+  const std::string marks = "gpio d5 00 = 0\ngpio d8 01 = 0\n", end = "gpio d8 00 = 0\nflash dd = 0\n";
+  for (const uint32_t length : {300U, 0x10000U, 0x10001U, 0x100000U, 0x100001U, 0U}) {
+    const Bytes data = pattern(length, length);
+    const auto call = [&] { return FW_N25Q256A_WriteGenDatabase(data.data(), length, 2); };
+    const std::string events = trace(call, &result_, {"open", "close"});
+    std::string start = marks;
+    for (uint32_t at = 0; at < length; at += 0x10000) {
+      start += "seek 1e" + std::string(1, "0123456789abcdef"[at >> 16]) + "0000\nflash d1 = 0\npause 2\nflash dd = 0\n";
+    }
+    start += "seek 1e00000\nwrite";
+    EXPECT_EQ(std::pair(result_, events.empty()), length > 0x100000 ? std::pair(FW_FAIL, true) : std::pair(0U, false));
+    if (length > 0x100000) continue;
+    EXPECT_TRUE(events.starts_with(start) && events.ends_with(end)) << start;
+    EXPECT_EQ(table(), (Words{0, 0, length, dbChecksum(data.data(), length), 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(FW_ReadGenDatabase(&loaded_, &length_, 2), length != 0 ? 0 : FW_FAIL) << length;
+    EXPECT_TRUE(length == 0 || take(length_) == data) << length;
+  }
+}
+
+TEST_F(Database, DamagedDatabases) {
+  using Read = uint32_t (*)(uint8_t **, uint32_t *);
+  const Read strict = FW_ReadSharedDatabase, lenient = FW_ReadSharedDatabase1;
+  const Read gen = [](uint8_t **data, uint32_t *length) { return FW_ReadGenDatabase(data, length, 1); };
+  const struct {
+    Read read;
+    uint32_t stored, sum_off, result, length;
+    std::string line;
+  } cases[] = {{strict, 300, 0, 0, 300, ""},
+               {strict, 0, 0, FW_FAIL, 7, "Shared database is emtpy\n"},
+               {strict, 300, 1, FW_FAIL, 300, "FW_ReadSharedDatabase() checksum fail\n"},
+               {strict, 0x80001, 0, FW_FAIL, 0x80001, "FW_ReadSharedDatabase() shareData is NULL\n"},
+               {lenient, 0, 0, 0, 0, "FW_ReadSharedDatabase() checksum fail\n"},
+               {lenient, 300, 1, 0, 300, "FW_ReadSharedDatabase() checksum fail\n"},
+               {lenient, 0x80001, 0, FW_FAIL, 0x80001, ""},
+               {gen, 0, 0, FW_FAIL, 7, "Config database 1 is emtpy\n"},
+               {gen, 300, 1, FW_FAIL, 300, ""},
+               {gen, 0xFFFFFFFF, 0, FW_FAIL, 0xFFFFFFFF, ""}};
+  EXPECT_EQ(FW_WriteSharedDatabase(data_.data(), 300) | FW_WriteGenDatabase(data_.data(), 300, 1), 0U);
+  for (const auto &c : cases) {
+    uint32_t stored = c.stored, sum = dbChecksum(data_.data(), 300) + c.sum_off;
+    FW_PartitionInfo(&stored, &sum, c.read == gen ? 2 : 10);
+    spiflash_debug_mode = 1;
+    length_ = 7;
+    trace([&] { return c.read(&loaded_, &length_); }, &result_);
+    spiflash_debug_mode = 0;
+    EXPECT_EQ(std::tuple(result_, length_, after_table(wire::output())), std::tuple(c.result, c.length, c.line));
+    EXPECT_TRUE(result_ != 0 || take(length_) == Bytes(data_.begin(), data_.begin() + c.length)) << c.line;
+  }
+}
+
+TEST_F(Database, CustomiseFiles) {
+  mkfifo(path("fifo").c_str(), 0600);
+  const auto check = [&](const std::string &name, uint32_t partition, uint32_t result, const std::string &output) {
+    const auto call = [&] { return FW_WriteCustomizeDatabase(path(name).c_str(), partition); };
+    spiflash_debug_mode = 1;
+    trace(call, &result_);
+    EXPECT_EQ(result_, result) << name;
+    EXPECT_TRUE(std::regex_match(wire::output(), std::regex(output))) << wire::output();
+    EXPECT_EQ(FW_ReadCustomizeDatabase(&loaded_, 2), 0U);
+    return take(0x40000);
+  };
+  const Bytes full = pattern(0x40000);
+  file("full", full), file("large", pattern(0x40001)), file("none", {});
+  EXPECT_EQ(check("full", 2, 0, ""), full);
+  EXPECT_EQ(check("large", 2, FW_FAIL, "file size = 262145 is too big\n"), full);
+  EXPECT_EQ(check("missing", 2, FW_FAIL, "open <.*missing> error ...\n"), full);
+  EXPECT_EQ(check("full", 3, FW_FAIL, "Partition Number must be 1 or 2\n"), full);
+  EXPECT_EQ(check("none", 2, 0, ""), Bytes(0x40000, 0xFF));
+  check("fifo", 2, FW_FAIL, "(.*\n)?");
+  check(".", 2, FW_FAIL, "(.*\n)?");
+}
+
+TEST_F(Database, FlagsAndFailingErases) {
+  const std::string stored = file("file", data_), line = "(FW_N25Q256A_api-) error \n";
+  const struct {
+    std::function<uint32_t()> write;
+    uint32_t other_erase_failure;  // one that is not FW_FAIL
+    std::string output;
+  } cases[] = {
+      {[&] { return FW_WriteGenDatabase(data_.data(), 300, 1); }, 0, "FW_WriteGenDatabase erase sector fail\n"},
+      {[&] { return FW_WriteSharedDatabase(data_.data(), 300); }, 0, line},
+      {[&] { return FW_WriteCustomizeDatabase(stored.c_str(), 2); }, FW_FAIL, ""}};
+  for (const auto &c : cases) {
+    for (uint32_t flags = 3; flags <= 3; --flags) {
+      FW_SetSystemDiagFlag(flags & 1);
+      FW_SetDiagNoOperationFlag(flags & 2);
+      const std::string events = trace(c.write, &result_, {"open", "close"});
+      EXPECT_EQ(events == "flash da ff>00 = 0\ngpio d5 00 = 1\n", flags == 3) << events;
+      EXPECT_EQ(result_, flags == 3 ? FW_FAIL : 0);
+    }
+    for (const auto &[failure, result] : {std::pair(5, c.other_erase_failure), {0xFFFF, FW_FAIL}}) {
+      wire::on_request(
+          [f = failure](const wire::Request &r) { return r.number == 0xD1 ? std::optional(f) : std::nullopt; });
+      spiflash_debug_mode = failure != 5;
+      EXPECT_TRUE(trace(c.write, &result_, {"open", "close", "flash"}).find("gpio d8 00 = 0\n") != std::string::npos);
+      EXPECT_EQ(result_, result);
+    }
+    EXPECT_EQ(std::regex_replace(wire::output(), std::regex("[0-9]+\\) "), ") "), c.output);
+    wire::reset();
+    spiflash_debug_mode = 0;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,99 @@
+// Dump and compare of the flash, sector map and sector print.
+#include <regex>
+
+#include "board_test.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Dump = BoardTest;
+
+bool has(const std::string &text, const char *expression) { return std::regex_search(text, std::regex(expression)); }
+
+TEST_F(Dump, WholeAndParts) {
+  const std::string name = path("dump");
+  program(0x1540000, pattern(300));
+  for (const auto &[part, total, first, count] : {std::array{1U, 1U, 0U, 512U}, {3, 3, 340, 170}, {512, 512, 511, 1}}) {
+    uint32_t result = 1;
+    const auto call = [&, p = part, t = total] { return FW_DumpFlash(name.c_str(), p, t); };
+    const std::string events = trace(call, &result, {"gpio", "open", "close"}), output = wire::output();
+    EXPECT_TRUE(events.starts_with("flash da ff>00 = 0\nflash db 01 = 0\n") && events.ends_with("flash db 00 = 0\n"));
+    char expected[300];
+    snprintf(expected, sizeof expected,
+             "open file[%s]\nstart_sector=%u total_secotr=%u\nStart Dump flash %u of %u\nDump flash image file [%u] "
+             "percent\n"
+             "Dump Finish\nComp dump file...\n\nComp dump file Complete...\nFile size=0x%08x CheckSum=0x%08x\n",
+             name.c_str(), first, count, part, total, 100 * (count - 1) / count, count << 16,
+             dbChecksum(flash(first << 16, count << 16).data(), count << 16));
+    EXPECT_EQ(std::regex_replace(output, std::regex("(Dump flash i.*\n)*(Dump flash i.*\n)"), "$2"), expected);
+    EXPECT_EQ(result, 0U) << total;
+  }
+  EXPECT_EQ(trace([] { return FW_N25Q256A_DumpFlash("", 0, 2); }), "print Part number must be 1~2\\n\n");
+  EXPECT_EQ(FW_DumpFlash(name.c_str(), 3, 2), FW_REFUSED);
+  EXPECT_EQ(FW_DumpFlash(name.c_str(), 1, 513), FW_FAIL);
+}
+
+TEST_F(Dump, Compare) {
+  const Bytes good = pattern(0x20000);
+  program(0x80000, good);
+  const auto compare = [&](size_t changed, size_t size, uint32_t part, uint32_t total) {
+    Bytes bytes = good;
+    bytes.resize(0x30000, 0xFF);
+    bytes[changed] = static_cast<uint8_t>(bytes[changed] ^ 1);
+    bytes.resize(size);
+    const std::string name = file("file", bytes);
+    uint32_t result = 2;
+    const std::string events = trace([&] { return FW_N25Q256A_DumpComp(name.c_str(), part, total); }, &result);
+    return std::pair(result, events.empty() ? "refused" : wire::output().substr(0, 42));
+  };
+  const std::string start = "Comp dump file...\n", fail = start + "\nComp dump file fail...\n";
+  EXPECT_EQ(compare(0x10010, 0x20000, 5, 256), std::pair(0U, start + "\nComp dump file Complete"))
+      << "unseen difference";
+  EXPECT_EQ(compare(0x1000F, 0x20000, 5, 256), std::pair(FW_FAIL, start)) << "first spot";
+  EXPECT_EQ(compare(0x1FFF0, 0x20000, 5, 256), std::pair(FW_FAIL, start)) << "last spot";
+  EXPECT_EQ(compare(0x2FFFF, 0x1FFFF, 5, 256), std::pair(FW_FAIL, start)) << "short piece";
+  EXPECT_EQ(compare(0x2FFFF, 0x10000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector less";
+  EXPECT_EQ(compare(0x20010, 0x30000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector more";
+  EXPECT_EQ(compare(0x10010, 0x20000, 255, 256), std::pair(FW_FAIL, start)) << "from the start";
+  EXPECT_EQ(compare(0x2FFFF, 0, 1, 513), std::pair(FW_FAIL, fail)) << "empty part";
+  EXPECT_EQ(FW_N25Q256A_DumpComp(path("gone").c_str(), 1, 1), FW_REFUSED);
+  FW_SetSystemDiagFlag(1);
+  FW_SetDiagNoOperationFlag(1);
+  EXPECT_EQ(compare(0x10010, 0x20000, 5, 256), std::pair(FW_REFUSED, std::string())) << "diagnostic flags";
+  for (const auto &[part, total] : {std::pair(0U, 256U), {257, 256}, {1, 0}}) {
+    EXPECT_EQ(compare(0x10010, 0x20000, part, total), std::pair(FW_FAIL, std::string("refused")));
+  }
+}
+
+TEST_F(Dump, SectorMapAndPrint) {
+  const std::pair<uint32_t, const char *> regions[] = {
+      {16, "B  "},  {1, "E  "},   {3, "U  "},  {4, "Pt "}, {4, "BS "}, {1, "CI "}, {1, "P  "},
+      {2, "U  "},   {192, "I1 "}, {16, "D1 "}, {4, "C1 "}, {4, "P1 "}, {8, "S  "}, {32, "U  "},
+      {192, "I2 "}, {16, "D2 "},  {4, "C2 "},  {4, "P2 "}, {6, "U  "}, {1, "M  "}, {1, "T  "}};
+  std::string map = "\n  |0  1  2  3  4  5  6  7  8  9  A  B  C  D  E  F  \n--|" + std::string(48, '-') + "\n";
+  uint32_t sector = 0;
+  for (auto [count, code] : regions) {
+    for (; count != 0; --count, ++sector) {
+      const bool seems_erased = sector == 0xFA;
+      program((sector << 16) + (seems_erased ? 16 : 15), {0});
+      char cell[16];
+      snprintf(cell, sizeof cell, "%02x|%s", sector / 16, seems_erased ? "__ " : code);
+      map += std::string(sector % 16 == 0 ? cell : cell + 3) + (sector % 16 == 15 ? "\n" : "");
+    }
+  }
+  trace([] { return FW_SpiFlash_CheckSector(); });
+  EXPECT_EQ(wire::output(), map +
+                                "\n B:Bootloader        E:ENVironmnet      M:Mac Address Backup\n"
+                                "I1:Image 1          I2:Image 2          P:Profinet Parameter\n"
+                                "Pt:Partition table  P1:Parameter 1     P2:Parameter 2\n"
+                                "BS:Boot Script      D1:DB1             D2:DB2\n"
+                                "CI:Custom info      C1:Customize 1     C2:Customize 2\n"
+                                " S:Share DB          T:Test Area        U:UnUsed Space\n\n");
+  const std::string events = trace([] { return FW_ReadSector(0x1C); }), output = wire::output();
+  EXPECT_TRUE(has(output, "^Read Address:0x001c0000\n0x00000000:\\[(0xff ){15}0x00 \\]\n"));
+  EXPECT_TRUE(has(output, "\n0x0000fff0:\\[(0xff ){16}\\]\n$"));
+  EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 4097);
+  EXPECT_TRUE(events.ends_with("puts ]\npause 1\nclose flash\nopen flash rw\nflash dd = 0\nclose flash\n"));
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+#include <cstdlib>
+#include <memory>
+
+#include "records.h"
+
+constexpr uint32_t kPartitionTable = 13, kBlank = 0xFFFFFFFF;
+
+static std::string path;
+static uint32_t partition = 1;
+
+struct Database {
+  const char *name;
+  const char *what;
+  uint32_t selectors[2];  // map selectors of the copies; 0 = no second one
+};
+/** In the order of the table's slots. A customise store leaves its slot alone. */
+constexpr Database kDatabases[] = {{"gen", "General configuration database", {8, 9}},
+                                   {"custom", "Customise database", {10, 11}},
+                                   {"shared", "Shared database", {12, 0}}};
+constexpr const Database *kGen = &kDatabases[0], *kCustom = &kDatabases[1];
+
+static uint32_t roomOf(const Database &database) {
+  const uint32_t room = FW_SpiFlash_GetMapLen(database.selectors[0]);
+  if (room == FW_REFUSED) requireBoard();
+  return room;
+}
+
+static void read(const Database &database) {
+  uint8_t *data = nullptr;
+  uint32_t length = roomOf(database);
+  const uint32_t status = &database == kGen      ? FW_ReadGenDatabase(&data, &length, partition)
+                          : &database == kCustom ? FW_ReadCustomizeDatabase(&data, partition)
+                                                 : FW_ReadSharedDatabase(&data, &length);
+  if (status == FW_FAIL) throw Failure{format("FW_FAIL: %s: empty, damaged or unreadable", database.what), status};
+  require(status, database.what);
+  const std::unique_ptr<uint8_t, decltype(&std::free)> owner(data, std::free);
+  writeFile(path, {data, length});
+  show(record("file", path, "length", length, "checksum", dbChecksum(data, length)));
+}
+
+static void write(const Database &database) {
+  const std::vector<uint8_t> bytes = readFile(path, roomOf(database));
+  const auto length = static_cast<uint32_t>(bytes.size());
+  require(&database == kGen      ? FW_WriteGenDatabase(bytes.data(), length, partition)
+          : &database == kCustom ? FW_WriteCustomizeDatabase(path.c_str(), partition)
+                                 : FW_WriteSharedDatabase(bytes.data(), length),
+          database.what);
+}
+
+static std::string verdict(const Database &database, uint32_t selector, uint32_t length, uint32_t checksum) {
+  const uint32_t start = FW_SpiFlash_GetMapAddr(selector), room = roomOf(database);
+  if (length == 0 || (length == kBlank && checksum == kBlank))
+    return &database != kCustom || isErased(readFlash(start, room)) ? "empty" : "holds data, no checksum";
+  if (length > room) return "damaged";
+  return dbChecksum(readFlash(start, length).data(), length) == checksum ? "valid" : "damaged";
+}
+
+constexpr uint32_t kFitted = 4;  // no --variant: the one that is fitted
+
+static std::string text;
+static uint32_t variant = kFitted, byte;
+
+/** The library prints the stored names as "Custom Name For LABEL: [NAME]". */
+static Json storedNames() {
+  const Printed printed = printedBy(FW_SpiFlash_ShowCustomName);
+  require(printed.status, "custom names");
+  Json names = Json::array();
+  for (size_t line = 0, end; (end = printed.text.find('\n', line)) != std::string::npos; line = end + 1) {
+    constexpr std::string_view kLead = "Custom Name For ";
+    const std::string row = printed.text.substr(line, end - line);
+    const size_t label_end = row.find_first_of(" :", kLead.size()), open = row.find('['), close = row.rfind(']');
+    if (!row.starts_with(kLead) || open == std::string::npos || close == std::string::npos) continue;
+    names.push_back(record("variant", row.substr(kLead.size(), label_end - kLead.size()), "name",
+                           row.substr(open + 1, close - open - 1)));
+  }
+  return names;
+}
+
+static void setName() {
+  if (text.size() > 31) refuseArgument("NAME", "at most 31 characters");
+  const bool fitted = variant == kFitted;
+  require(fitted ? FW_SpiFlash_SetCustomName(text.c_str()) : FW_SpiFlash_WriteCustomName(text.c_str(), variant),
+          "model name");
+}
+
+static void describe() {
+  if (text.size() > 255) refuseArgument("TEXT", "at most 255 characters");
+  require(FW_SpiFlash_SetCustomDesc(text.c_str()), "description");
+}
+
+static void setPowerByte() {
+  const auto mode = static_cast<uint8_t>(byte);
+  require(FW_SpiFlash_SetCustomPwrMode(&mode), "power-mode byte");
+}
+
+Json databases() {
+  const uint32_t start = FW_SpiFlash_GetMapAddr(kPartitionTable);
+  if (start == FW_REFUSED) requireBoard();
+  const std::vector<uint8_t> table = readFlash(start, 40);
+  size_t slot = 0;
+  Json rows = Json::array();
+  for (const Database &database : kDatabases) {
+    for (const uint32_t selector : database.selectors) {
+      if (selector == 0) continue;
+      const uint32_t length = wordAt(table, slot), checksum = wordAt(table, slot + 4);
+      slot += 8;
+      const bool blank = length == kBlank && checksum == kBlank;
+      rows.push_back(record("database", format("%s %u", database.name, selector - database.selectors[0] + 1), "length",
+                            blank ? Json() : Json(length), "checksum", blank ? Json() : Json(checksum), "verdict",
+                            verdict(database, selector, length, checksum)));
+    }
+  }
+  return rows;
+}
+
+void addDatabaseCommands(App &app) {
+  App *family = command(app, "db", "Configuration databases", "db table");
+  command(*family, "table", "Lengths, checksums and verdicts", "db table --json", [] { show(databases()); });
+  for (const Database &database : kDatabases) {
+    App *kind = command(*family, database.name, database.what, "db gen read gen.bin --partition 1");
+    App *reader = command(*kind, "read", "Writes the database into a file", "db gen read gen.bin --partition 1",
+                          [&database] { read(database); });
+    App *writer = command(*kind, "write", "Stores a file as the database", "db gen write gen.bin --partition 1",
+                          [&database] { write(database); });
+    outputFile(reader, path);
+    inputFile(writer, path);
+    if (database.selectors[1] == 0) continue;
+    for (App *leaf : {reader, writer}) number(leaf, "--partition", partition, "Copy (1)", 1, 2);
+  }
+}
+
+Json identity() {
+  char model[36] = "", description[256] = "";
+  require(FW_SpiFlash_GetCustomName(model), "model name");
+  const uint32_t status = FW_SpiFlash_GetCustomDesc(description);
+  if (status != FW_NOT_SET) require(status, "description");
+  return record("model", model, "description", status == FW_NOT_SET ? Json() : Json(description), "power_byte",
+                byteOf(FW_SpiFlash_GetCustomPwrMode, "power-mode byte"), "names", storedNames());
+}
+
+void addIdentityCommands(App &app) {
+  App *family = group(app, "identity", "Model name, description, power-mode byte", "identity name EDGE-1", "show",
+                      [] { show(identity()); });
+  App *name = command(*family, "name", "Stores a model name", "identity name EDGE-1 --variant 2", setName);
+  name->add_option("NAME", text, "Name, up to 31 characters")->required();
+  number(name, "--variant", variant, "For this number of copper boards, not for those fitted", 0, 3);
+  command(*family, "describe", "Stores the description", "identity describe 'Hall 3, rack 7'", describe)
+      ->add_option("TEXT", text, "Description, up to 255 characters")
+      ->required();
+  number(command(*family, "power-byte", "Stores the power-mode byte", "identity power-byte 3", setPowerByte), "VALUE",
+         byte, "Value", 0, 255);
+}
