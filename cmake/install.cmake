@@ -13,12 +13,12 @@ install(DIRECTORY include/zelboard DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPO
 install(EXPORT zelboard NAMESPACE zelboard:: FILE zelboard-config.cmake DESTINATION ${ZELBOARD_CMAKE_DIR}
   COMPONENT development)
 write_basic_package_version_file(zelboard-config-version.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/zelboard-config-version.cmake DESTINATION ${ZELBOARD_CMAKE_DIR} COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/zelboard-config-version.cmake DESTINATION ${ZELBOARD_CMAKE_DIR} COMPONENT development)
 
 # Relative to the file itself, so that an installed tree may be moved.
 file(RELATIVE_PATH ZELBOARD_PREFIX_FROM_PC /${ZELBOARD_PC_DIR} /)
 configure_file(cmake/zelboard.pc.in zelboard.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/zelboard.pc DESTINATION ${ZELBOARD_PC_DIR} COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/zelboard.pc DESTINATION ${ZELBOARD_PC_DIR} COMPONENT development)
 
 # Compresses a file as Debian does: best, and without name or time.
 function(zelboard_gzip source result)
@@ -30,8 +30,8 @@ endfunction()
 function(zelboard_man_page page component)
   string(REGEX REPLACE ".*\\." "" section ${page})
   configure_file(docs/man/${page} man/${page} @ONLY)
-  zelboard_gzip(${CMAKE_BINARY_DIR}/man/${page} ${CMAKE_BINARY_DIR}/man/${page}.gz)
-  install(FILES ${CMAKE_BINARY_DIR}/man/${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
+  zelboard_gzip(${PROJECT_BINARY_DIR}/man/${page} ${PROJECT_BINARY_DIR}/man/${page}.gz)
+  install(FILES ${PROJECT_BINARY_DIR}/man/${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
     COMPONENT ${component})
   set(ZELBOARD_COMPRESSED ${ZELBOARD_COMPRESSED} PARENT_SCOPE)
 endfunction()
@@ -48,4 +48,4 @@ endif()
 include(cmake/package.cmake)
 add_custom_target(compressed ALL DEPENDS ${ZELBOARD_COMPRESSED})
 add_custom_target(uninstall
-  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${CMAKE_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)
+  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

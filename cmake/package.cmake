@@ -6,15 +6,16 @@ set(CPACK_COMPONENTS_ALL library development)
 if(TARGET zelctl AND TARGET zelsim)
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_STRIP_FILES ON)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/repack.cmake)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/lib)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
 set(CPACK_COMPONENT_TOOLS_DEPENDS library)
@@ -25,8 +26,9 @@ industrial Ethernet switch through its kernel drivers.\n.\n")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzelboard${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+configure_file(cmake/debian/shlibs.in debian/shlibs @ONLY)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "board support of an industrial Ethernet switch - library
 ${ZELBOARD_ABOUT}This package contains the shared library.")
 
@@ -47,12 +49,12 @@ string(TIMESTAMP ZELBOARD_RELEASED "%Y" UTC)
 configure_file(cmake/debian/copyright.in debian/copyright @ONLY)
 string(TIMESTAMP ZELBOARD_RELEASED "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(cmake/debian/changelog.in debian/changelog @ONLY)
-zelboard_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${CMAKE_BINARY_DIR}/debian/changelog.gz)
-zelboard_gzip(${CMAKE_BINARY_DIR}/debian/changelog ${CMAKE_BINARY_DIR}/debian/changelog.Debian.gz)
+zelboard_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_BINARY_DIR}/debian/CHANGELOG.md.gz)
+zelboard_gzip(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
 foreach(component ${CPACK_COMPONENTS_ALL})
   string(TOUPPER ${component} name)
-  install(FILES ${CMAKE_BINARY_DIR}/debian/changelog.gz ${CMAKE_BINARY_DIR}/debian/changelog.Debian.gz
-    ${CMAKE_BINARY_DIR}/debian/copyright COMPONENT ${component} EXCLUDE_FROM_ALL
+  install(FILES ${PROJECT_BINARY_DIR}/debian/CHANGELOG.md.gz ${PROJECT_BINARY_DIR}/debian/changelog.gz
+    ${PROJECT_BINARY_DIR}/debian/copyright COMPONENT ${component} EXCLUDE_FROM_ALL
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME})
 endforeach()
 install(DIRECTORY examples COMPONENT development EXCLUDE_FROM_ALL

@@ -228,7 +228,7 @@ void fit(Board &board, unsigned slot, uint8_t type) {
 int64_t now_us(const Board &board) {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
-  return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000 + static_cast<int64_t>(board.paused_us);
+  return wrapping_sum(int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000, static_cast<int64_t>(board.paused_us));
 }
 
 Guard::Guard(Board &board) : board_(board) {

@@ -27,7 +27,7 @@ std::vector<uint8_t> bytes_of(const std::string &line, size_t *offset) {
   for (std::string word; words >> word;) {
     bool first = bytes.empty() && !has_offset, mark = word.back() == ':';
     word = without_prefix(word.substr(0, word.find_last_not_of(",:") + 1));
-    if (first && is_hex(word) && (mark || (word.size() >= 6 && word.size() <= 8))) {
+    if (first && is_hex(word) && word.size() <= 8 && (mark || word.size() >= 6)) {
       *offset = std::stoul(word, nullptr, 16);
       has_offset = true;
       continue;

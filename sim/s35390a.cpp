@@ -81,11 +81,13 @@ void reset_clock(Clock &clock) {
 
 // The chip knows two digits of the year: after 2099 comes 2000.
 int64_t clock_seconds(const Board &board) {
-  int64_t seconds = (now_us(board) + board.i2c.clock.shift_us) / kMicro - kYear2000;
+  int64_t seconds = wrapping_sum(now_us(board), board.i2c.clock.shift_us) / kMicro - kYear2000;
   return kYear2000 + (seconds % kCentury + kCentury) % kCentury;
 }
 
-void set_clock(Board &board, int64_t seconds) { board.i2c.clock.shift_us = seconds * kMicro - now_us(board); }
+void set_clock(Board &board, int64_t seconds) {
+  board.i2c.clock.shift_us = wrapping_sum(seconds * kMicro, -now_us(board));
+}
 
 // The chip has no register offset: offset bytes before a read would overwrite the register.
 int clock_chip(Board &board, Transfer &transfer) {

@@ -1,0 +1,178 @@
+// Work on the flash of the virtual switch, beside bare loops that make the same system calls and nothing else.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "zelboard/content.h"
+#include "zelboard/flash.h"
+
+namespace {
+
+constexpr char kGpio[] = "/dev/zel_gpio", kFlash[] = "/dev/zel_spi_flash";
+constexpr char kImage[] = "image.bin", kDump[] = "dump.bin";
+constexpr uint32_t kSector = 0x10000, kSectors = 512, kImagePieces = 192, kImage2 = 0x1200000;
+
+/// A descriptor for a scope.
+struct File {
+  File(const char *path, int flags) : fd(open(path, flags, 0644)) {}
+  ~File() { close(fd); }
+  File(const File &) = delete;
+  File &operator=(const File &) = delete;
+  int fd;
+};
+
+std::vector<uint8_t> g_piece(kSector);
+
+void check(benchmark::State &state, bool good) {
+  if (!good) state.SkipWithError("the call failed");
+}
+
+void ask(const char *node, unsigned long number, uint8_t byte = 0) {
+  const File file(node, O_RDWR);
+  ioctl(file.fd, 0x40012400 | number, &byte);
+}
+
+void read_flash(uint32_t at, uint32_t size) {
+  const File node(kFlash, O_RDONLY);
+  lseek(node.fd, at, SEEK_SET);
+  if (read(node.fd, g_piece.data(), size) == kSector) usleep(10);
+}
+
+void renew_sector(uint32_t at) {
+  {
+    const File node(kFlash, O_RDWR);
+    lseek(node.fd, at, SEEK_SET);
+    ioctl(node.fd, 0x400124D1, nullptr);
+  }
+  usleep(2);
+  {
+    const File node(kFlash, O_WRONLY);
+    for (uint32_t page = 0; page < kSector; page += 256) {
+      lseek(node.fd, at + page, SEEK_SET);
+      if (write(node.fd, &g_piece[page], 256) != 256) return;
+    }
+  }
+  usleep(2);
+}
+
+bool bare_copy() {
+  ask(kFlash, 0xDA);
+  ask(kGpio, 0xD5);
+  ask(kGpio, 0xD8, 1);
+  uint32_t at = kImage2;
+  {
+    const File image(kImage, O_RDONLY);
+    for (; read(image.fd, g_piece.data(), kSector) == kSector; at += kSector) {
+      renew_sector(at);
+      usleep(10000);
+    }
+    for (uint32_t from = kImage2; from < at; from += kSector) {
+      read_flash(from, kSector);
+      usleep(5000);
+    }
+    ask(kFlash, 0xDD);
+  }
+  ask(kGpio, 0xD8);
+  return at == kImage2 + kImagePieces * kSector;
+}
+
+bool copy() { return FW_FlashCopy(open(kImage, O_RDONLY), 2) == 0; }
+
+void read_and_restore(uint32_t at, uint32_t size) {
+  read_flash(at, size);
+  ask(kFlash, 0xDD);
+}
+
+bool bare_dump() {
+  ask(kFlash, 0xDA);
+  ask(kFlash, 0xDB, 1);
+  {
+    const File device(kFlash, O_RDONLY), file(kDump, O_WRONLY | O_CREAT | O_TRUNC);
+    for (uint32_t sector = 0; sector < kSectors; ++sector) {
+      read_and_restore(sector * kSector, kSector);
+      usleep(1);
+      if (write(file.fd, g_piece.data(), kSector) != kSector) return false;
+    }
+  }
+  {
+    const File file(kDump, O_RDONLY);
+    ask(kGpio, 0xD5);
+    ask(kGpio, 0xD8, 1);
+    for (uint32_t at = 0; read(file.fd, g_piece.data(), kSector) == kSector; at += kSector) {
+      read_and_restore(at, 16);
+      read_and_restore(at + kSector - 16, 16);
+    }
+  }
+  uint32_t pieces = 0;
+  {
+    const File file(kDump, O_RDONLY);
+    while (read(file.fd, g_piece.data(), kSector) == kSector) ++pieces;
+  }
+  ask(kGpio, 0xD8);
+  ask(kFlash, 0xDD);
+  ask(kFlash, 0xDB);
+  return pieces == kSectors;
+}
+
+bool dump_in_parts(uint32_t parts) {
+  uint32_t good = 0;
+  for (uint32_t part = 1; part <= parts; ++part) {
+    // The compare after the dump takes 255 for the whole flash.
+    good += FW_DumpFlash(kDump, part, parts) == (part == 255 ? FW_FAIL : 0);
+  }
+  return good == parts;
+}
+
+bool dump() { return dump_in_parts(1); }
+
+template <bool (*Work)()>
+void measure(benchmark::State &state) {
+  // The virtual switch reads it at the next open of a node.
+  setenv("ZELSIM_FAST", state.range(0) != 0 ? "0" : "1", 1);
+  for (auto _ : state) check(state, Work());
+  setenv("ZELSIM_FAST", "1", 1);
+}
+
+void dump_growth(benchmark::State &state) {
+  for (auto _ : state) check(state, dump_in_parts(static_cast<uint32_t>(state.range(0))));
+}
+
+/// Leaves an environment of that many variables in the flash.
+void store_variables(int64_t count) {
+  std::vector<uint8_t> region(0x10000);
+  std::string list;
+  for (int64_t n = 0; n < count; ++n) list += "name" + std::to_string(1000 + n) + "=a value of usual length" + '\0';
+  std::copy(list.begin(), list.end(), region.begin() + 4);
+  const uint32_t crc = FW_crc32(&region[4], 0xFFFC);
+  for (unsigned n = 0; n < 4; ++n) region[n] = static_cast<uint8_t>(crc >> 8 * n);
+  FW_SpiFlashEnvWrite(region.data());
+}
+
+void update_growth(benchmark::State &state) {
+  store_variables(state.range(0));
+  for (auto _ : state) check(state, FW_SpiFlash_EnvAdd("name1000", "another value") == 0);
+}
+
+void question_growth(benchmark::State &state) {
+  store_variables(state.range(0));
+  for (auto _ : state) check(state, FW_Pwr_Flag() == 5);
+}
+
+}  // namespace
+
+constexpr auto kMs = benchmark::kMillisecond;
+BENCHMARK(measure<copy>)->Name("copy/zelboard")->Arg(0)->Unit(kMs)->UseRealTime()->Iterations(1)->Repetitions(20);
+BENCHMARK(measure<bare_copy>)->Name("copy/bare")->Arg(0)->Unit(kMs)->UseRealTime()->Iterations(1)->Repetitions(20);
+BENCHMARK(measure<dump>)->Name("dump/zelboard")->Arg(0)->Unit(kMs)->UseRealTime()->Iterations(1)->Repetitions(20);
+BENCHMARK(measure<bare_dump>)->Name("dump/bare")->Arg(0)->Unit(kMs)->UseRealTime()->Iterations(1)->Repetitions(20);
+BENCHMARK(measure<copy>)->Name("slept_copy/zelboard")->Arg(1)->Unit(kMs)->UseRealTime()->Iterations(1)->Repetitions(3);
+BENCHMARK(measure<dump>)->Name("slept_dump/zelboard")->Arg(1)->Unit(kMs)->UseRealTime()->Iterations(1);
+BENCHMARK(measure<bare_copy>)->Name("slept_copy/bare")->Arg(1)->Unit(kMs)->UseRealTime()->Iterations(1)->Repetitions(3);
+BENCHMARK(measure<bare_dump>)->Name("slept_dump/bare")->Arg(1)->Unit(kMs)->UseRealTime()->Iterations(1);
+BENCHMARK(dump_growth)->Name("dump_parts")->RangeMultiplier(8)->Range(1, 512)->Unit(kMs)->UseRealTime()->Iterations(1);
+BENCHMARK(update_growth)->Name("environment_update")->Arg(1)->Arg(50)->Arg(100)->Arg(200)->Unit(kMs)->UseRealTime();
+BENCHMARK(question_growth)->Name("power_question")->Arg(1)->Arg(50)->Arg(100)->Arg(200)->Unit(kMs)->UseRealTime();

@@ -1,0 +1,99 @@
+// The virtual switch on a damaged state file: it either refuses the board or works on it, whatever the file holds.
+#include <fcntl.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "devices.h"
+#include "fake_board.h"
+#include "request.h"
+#include "tool.h"
+
+namespace {
+
+using namespace zelsim;
+using Bytes = std::vector<uint8_t>;
+
+std::vector<std::pair<void *, size_t>> g_mappings;
+
+// A process keeps the boards that it attached to; thousands of inputs must not.
+void unmap_all() {
+  for (const auto &[memory, size] : g_mappings) munmap(memory, size);
+  g_mappings.clear();
+}
+
+std::string folder() { return tool::boards_root() + "/fuzz"; }
+
+Bytes sound_state() {
+  tool::create_board("fuzz", "sfp,copper,sfp");
+  for (const char *port : {"0", "24"}) tool::plug_module("fuzz", port, "copper");
+  const auto *const state = reinterpret_cast<const uint8_t *>(&tool::open_board("fuzz").board());
+  Bytes bytes(state, state + sizeof(Board));
+  unmap_all();
+  return bytes;
+}
+
+/// Patches of up to 255 bytes at two-byte offsets; a length of 0 ends them.
+void damage(fake::Input &input, Bytes &state) {
+  while (const uint8_t length = input.byte()) {
+    size_t at = input.word();
+    for (const uint8_t byte : input.bytes(length)) state[at++ % state.size()] = byte;
+  }
+}
+
+void ask(const Attached &attached, Node node, RequestTable table, int fd, uint8_t *record) {
+  for (size_t n = 0; n < table.count; ++n) answer_request(attached, node, fd, table.rows[n].number, record);
+}
+
+void use(const Attached &attached, fake::Input &input) {
+  // A rule may kill the caller; that is what it is for.
+  for (FaultRule &rule : attached.board->rules) {
+    if (rule.effect == Effect::Killed) rule.effect = Effect::Refused;
+  }
+  const int fd = open((folder() + kFlashFile).c_str(), O_RDWR);
+  uint8_t record[kTransferSize] = {};
+  for (uint8_t &byte : record) byte = input.byte();
+  ask(attached, Node::Gpio, gpio_requests(), fd, record);
+  ask(attached, Node::Flash, flash_requests(), fd, record);
+  for (unsigned address = 0x40; address < 0xB0; address += 2) {
+    record[kLen] = kMaxTransfer;
+    record[kAddress] = static_cast<uint8_t>(address);
+    ask(attached, Node::I2c, i2c_requests(), fd, record);
+  }
+  flash_write(attached, fd, record, sizeof record, input.word() << 9);
+  flash_read(attached, fd, record, sizeof record, kAtPosition);
+  close(fd);
+}
+
+}  // namespace
+
+extern "C" void *mmap(void *wanted, size_t size, int protection, int flags, int fd, off_t offset) {
+  void *const memory = reinterpret_cast<void *>(syscall(SYS_mmap, wanted, size, protection, flags, fd, offset));
+  if (memory != MAP_FAILED && fd >= 0 && (flags & MAP_SHARED) != 0) g_mappings.emplace_back(memory, size);
+  return memory;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  static const Bytes sound = sound_state();
+  fake::Input input(data, size);
+  Bytes state = sound;
+  const uint8_t cut = input.byte();
+  damage(input, state);
+  if ((cut & 1) != 0) state.resize(input.word());
+  std::ofstream(folder() + kStateFile).write(reinterpret_cast<char *>(state.data()), std::ssize(state));
+
+  Attached attached;
+  char error[2 * kPathMax] = {};
+  if (attach(folder().c_str(), &attached, error, sizeof error)) {
+    use(attached, input);
+    tool::show_board("fuzz", (cut & 2) != 0);
+    tool::show_flash("fuzz", (cut & 2) != 0);
+  } else {
+    fake::require(error[0] != '\0' && strchr(error, '\n') == nullptr);
+  }
+  unmap_all();
+  return 0;
+}

@@ -1,0 +1,155 @@
+#include "fake_board.h"
+
+#include <errno.h>
+#include <stdarg.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <set>
+
+namespace fake {
+namespace {
+
+constexpr int kFirstDescriptor = 1 << 20;  // beyond what the kernel gives
+constexpr uint32_t kFlashSize = 0x2000000, kSector = 0x10000;
+enum Kind { Gpio, I2c, Flash, File, Closed };
+constexpr const char *kPaths[] = {"/dev/zel_gpio", "/dev/zel_i2c", "/dev/zel_spi_flash", kFile};
+
+struct Open {
+  Kind kind;
+  uint32_t position;
+};
+
+Board g_board;
+std::vector<Open> g_open;
+std::set<uint32_t> g_touched;  // sectors
+uint32_t g_calls;
+
+bool fails() {
+  errno = EIO;
+  return ++g_calls == g_board.failing_call;
+}
+
+Open *find(int fd) {
+  const size_t index = static_cast<size_t>(fd) - kFirstDescriptor;
+  return fd >= kFirstDescriptor && index < g_open.size() && g_open[index].kind != Closed ? &g_open[index] : nullptr;
+}
+
+void transfer(bool reads, uint8_t *record) {
+  const uint32_t length = record[128], address = record[129], offset = record[132];
+  require(length <= 128);
+  for (uint32_t n = 0; n < length; ++n) {
+    if (!reads) {
+      g_board.expander = record[n];
+    } else if (address == 0xA0) {
+      record[n] = g_board.page[(offset + n) % g_board.page.size()];
+    } else {
+      record[n] = address == 0xAC ? g_board.phy[(2 * offset + n) % g_board.phy.size()] : g_board.expander;
+    }
+  }
+}
+
+void answer(const Open &node, uint8_t number, uint8_t *record) {
+  if (node.kind == Gpio && number == 0xD8) g_board.flash_access = *record;
+  if (node.kind == I2c && number == 0x96) record[1] = g_board.board_type;
+  if (node.kind == I2c && number == 0xC2) record[1] = 1;
+  if (node.kind == I2c && (number == 0xB0 || number == 0xB1)) transfer(number == 0xB0, record);
+  if (node.kind == Flash && number == 0xDA) *record = 0;
+  if (node.kind == Flash && number == 0xD1 && node.position < kFlashSize) {
+    memset(&g_board.flash[node.position / kSector * kSector], 0xFF, kSector);
+  }
+}
+
+}  // namespace
+
+Board &reset() {
+  std::vector<uint8_t> flash = std::move(g_board.flash);
+  if (flash.empty()) flash.assign(kFlashSize, 0xFF);
+  for (const uint32_t sector : g_touched) memset(&flash[sector * kSector], 0xFF, kSector);
+  g_touched.clear();
+  g_calls = 0;
+  g_board = {};
+  g_board.flash = std::move(flash);
+  return g_board;
+}
+
+void store(uint32_t address, const std::vector<uint8_t> &bytes) {
+  if (bytes.empty()) return;
+  const auto last = static_cast<uint32_t>(address + bytes.size() - 1);
+  std::copy(bytes.begin(), bytes.end(), &g_board.flash.at(address));
+  for (uint32_t sector = address / kSector; sector <= last / kSector; ++sector) g_touched.insert(sector);
+}
+
+void check_released() {
+  for (const Open &one : g_open) require(one.kind == Closed);
+  require(g_board.failing_call != 0 || g_board.flash_access == 0);
+  g_open.clear();
+}
+
+}  // namespace fake
+
+using namespace fake;
+
+// Descriptors that are not ours are the fuzzer's own.
+extern "C" {
+
+int open(const char *path, int, ...) {
+  const auto *const found = std::find_if(kPaths, std::end(kPaths), [=](auto *known) { return !strcmp(known, path); });
+  if (found == std::end(kPaths) || fails()) return -1;
+  g_open.push_back({static_cast<Kind>(found - kPaths), 0});
+  return kFirstDescriptor + static_cast<int>(g_open.size()) - 1;
+}
+
+int close(int fd) {
+  Open *const node = find(fd);
+  if (node == nullptr) return static_cast<int>(syscall(SYS_close, fd));
+  node->kind = Closed;
+  return 0;
+}
+
+int ioctl(int fd, unsigned long code, ...) {
+  va_list arguments;
+  va_start(arguments, code);
+  auto *const record = va_arg(arguments, uint8_t *);
+  va_end(arguments);
+  if (find(fd) == nullptr || fails()) return g_board.failure;
+  answer(*find(fd), static_cast<uint8_t>(code), record);
+  return 0;
+}
+
+off_t lseek(int fd, off_t offset, int whence) {
+  Open *const node = find(fd);
+  if (node == nullptr) return syscall(SYS_lseek, fd, offset, whence);
+  node->position = static_cast<uint32_t>(offset);
+  return offset;
+}
+
+ssize_t read(int fd, void *buffer, size_t size) {
+  Open *const node = find(fd);
+  if (node == nullptr) return syscall(SYS_read, fd, buffer, size);
+  if (fails()) return -1;
+  const std::vector<uint8_t> &source = node->kind == Flash ? g_board.flash : g_board.file;
+  const size_t at = std::min<size_t>(node->position, source.size());
+  const size_t limit = node->kind == File && g_board.short_read != 0 ? g_board.short_read : size;
+  const size_t count = std::min({size, limit, source.size() - at});
+  memset(buffer, 0, size);  // lets the sanitizer see a buffer that is too small, however short the count
+  std::copy_n(source.begin() + static_cast<ptrdiff_t>(at), count, static_cast<uint8_t *>(buffer));
+  node->position += static_cast<uint32_t>(count);
+  return static_cast<ssize_t>(count);
+}
+
+ssize_t write(int fd, const void *buffer, size_t size) {
+  Open *const node = find(fd);
+  if (node == nullptr || fails() || node->position > kFlashSize - size) return -1;
+  const auto *const bytes = static_cast<const uint8_t *>(buffer);
+  std::vector<uint8_t> cells(bytes, bytes + size);
+  for (size_t n = 0; n < size; ++n) cells[n] &= g_board.flash[node->position + n];
+  store(node->position, cells);
+  node->position += static_cast<uint32_t>(size);
+  return static_cast<ssize_t>(size);
+}
+
+int usleep(useconds_t) { return 0; }
+int system(const char *) { return 0; }
+}

@@ -1,0 +1,66 @@
+// Files given to the check, the compare and the copies. The chip has small sectors, so that short files have many pieces.
+#include <fcntl.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "fake_board.h"
+#include "flash/map.h"
+#include "zelboard/content.h"
+
+namespace {
+
+using fake::require;
+
+constexpr uint32_t kSector = 64, kSectors = 32, kWhole = kSector * kSectors;
+
+bool matches_flash(const fake::Board &board, uint32_t base, uint32_t size) {
+  return board.file.size() == size && memcmp(board.file.data(), &board.flash[base], size) == 0;
+}
+
+void compare(const fake::Board &board, uint32_t part, uint32_t total) {
+  const uint32_t result = FW_N25Q256A_DumpComp(fake::kFile, part, total);
+  if (board.failing_call != 0) return;
+  const bool in_range = part == 255 || (part >= 1 && part <= total);
+  const uint32_t count = in_range && part != 255 ? kSectors / total : kSectors;
+  const uint32_t base = part == 255 ? 0 : (part - 1) * count * kSector;
+  // The compare looks at spots: it takes every equal file, and none of another size.
+  if (result == 0) require(in_range && board.file.size() == count * kSector);
+  if (in_range && count != 0 && matches_flash(board, base, count * kSector)) require(result == 0);
+}
+
+void copy(const fake::Board &board, uint32_t part) {
+  const uint32_t result = FW_N25Q256A_FlashCopy(open(fake::kFile, O_RDONLY), part);
+  if (result != 0) return;
+  const uint32_t base = flash_def[part == 1 ? zel::kImage1 : zel::kImage2];
+  require(std::equal(board.file.begin(), board.file.end(), board.flash.begin() + base));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  flash_def[zel::kSectorSize] = flash_def[zel::kCopyPiece] = kSector;
+  flash_def[zel::kSectorCount] = kSectors;
+  fake::Input input(data, size);
+  fake::Board &board = fake::reset();
+  board.failing_call = input.byte();
+  board.short_read = input.byte();
+  spiflash_debug_mode = input.byte() & 1;
+  const uint32_t part = input.byte(), total = input.byte();
+  const bool in_flash = (input.byte() & 1) != 0, whole = (input.byte() & 1) != 0;
+  board.file = input.rest();
+  if (whole) board.file.resize(kWhole, 0xA5);
+  if (in_flash) fake::store(0, board.file);
+
+  const auto length = static_cast<uint32_t>(board.file.size());
+  const uint32_t sum = dbChecksum(board.file.data(), length);
+  const bool accepted = FW_CheckFile(fake::kFile, sum) == 0;
+  if (board.failing_call == 0) require(accepted == (length == kWhole));
+  require(FW_CheckFile(fake::kFile, sum + 1) != 0);
+  compare(board, part, total);
+  copy(board, 1 + total % 3);
+  FW_FlashCopyAll(fake::kFile, sum);
+  FW_SpiFlash_WriteBoot(fake::kFile);
+  fake::check_released();
+  return 0;
+}
