@@ -45,7 +45,9 @@ if(TARGET zelctl AND TARGET zelsim)
   endforeach()
 endif()
 
-include(cmake/package.cmake)
+if(CMAKE_SOURCE_DIR STREQUAL PROJECT_SOURCE_DIR)
+  include(cmake/package.cmake)
+endif()
 add_custom_target(compressed ALL DEPENDS ${ZELBOARD_COMPRESSED})
 add_custom_target(uninstall
   COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

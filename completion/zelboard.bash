@@ -22,10 +22,12 @@ _zelboard() {
   case ${path[*]}/$previous in
     */--board) words=$(_zelboard_names list boards) ;;
     plug/[0-9]*) words=$(_zelboard_names modules modules) ;;
-    # First words of the lists of commands and options, and values such as off|on.
+    # First words of the lists of commands and options, and the values of a list.
     *) words=$(awk '/^(Options|Subcommands):/ { list = 1; next } /^[^ ]/ { list = 0 }
                     list && /^  [-a-z0-9]/ { gsub(",", " ", $1); print $1 }
-                    /^ +[A-Z]+ [A-Z]+:[^ ]*[|]/ { sub(/^[^:]*:/, ""); gsub("[|]", " ", $1); print $1 }' <<<"$help") ;;
+                    /^ +[A-Z]+ [A-Z]+:.*[|{]/ {
+                      sub(/^[^:]*:(value in [{])?/, ""); sub(/[ }].*/, ""); gsub(/->[0-9]+,?|[|]/, " "); print
+                    }' <<<"$help") ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }

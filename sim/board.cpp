@@ -91,7 +91,7 @@ struct Head {
 
 // What is wrong with an open state file, or null.
 const char *fault_of_state(int fd) {
-  struct stat status;
+  sys::Status status;
   Head head = {};
   if (sys::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != sizeof(Board))
     return "the state file has a wrong size";
@@ -106,7 +106,10 @@ void make_mutex(Board &board) {
   pthread_mutexattr_init(&kind);
   pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
   pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
-  pthread_mutex_init(&board.mutex, &kind);
+  if (pthread_mutex_init(&board.mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust ones
+    pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_STALLED);
+    pthread_mutex_init(&board.mutex, &kind);
+  }
   pthread_mutexattr_destroy(&kind);
 }
 
@@ -128,7 +131,7 @@ void repair(Board &board) {
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size) {
   *attached = {};
   sys::File state(open_in(folder, kStateFile, O_RDWR)), flash(open_in(folder, kFlashFile, O_RDONLY));
-  struct stat status;
+  sys::Status status;
   bool readable = state.ok() && flash.ok() && sys::fstat(flash.get(), &status) == 0;
   const char *fault = readable ? fault_of_state(state.get()) : strerror(errno);
   if (fault == nullptr && status.st_size != kFlashSize) fault = "the flash image has a wrong size";

@@ -19,7 +19,7 @@ constexpr uint32_t kUpperSegment = 0x1000000;
 constexpr long kPageProgramNs = 500000, kSectorEraseNs = 700000000;
 
 // The driver selects the segment of an access by itself and leaves it so.
-void select_segment(Board &board, off_t last_address) {
+void select_segment(Board &board, int64_t last_address) {
   if (last_address >= kUpperSegment) board.flash.extended_address = 1;
 }
 
@@ -123,7 +123,7 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
   off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
   size_t wanted = size;
   ssize_t result = -1;
-  if (from >= kFlashSize) {
+  if (from >= off_t{kFlashSize}) {
     errno = ENOSPC;
   } else if (passes(*attached.board, Call::Write, from, &wanted)) {
     auto room = static_cast<size_t>(kFlashSize - from);
@@ -164,7 +164,7 @@ int flash_erase(const Attached &attached, int fd, uint32_t address) {
 }
 
 bool clear_sector(int fd, uint32_t sector) {
-  off_t at = off_t{sector} * kSectorSize;
+  off_t at = static_cast<off_t>(sector) * off_t{kSectorSize};
   if (sys::punch_hole(fd, at, kSectorSize) == 0) return true;
   if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
   const uint8_t zeros[4096] = {};  // a file system without holes
@@ -179,7 +179,7 @@ bool store_sector(int fd, uint32_t sector, const uint8_t *data) {
   uint8_t any = 0;
   for (uint32_t i = 0; i < kSectorSize; ++i) any |= inverted[i] = static_cast<uint8_t>(~data[i]);
   if (any == 0) return clear_sector(fd, sector);
-  return sys::pwrite(fd, inverted, sizeof inverted, off_t{sector} * kSectorSize) == sizeof inverted;
+  return sys::pwrite(fd, inverted, sizeof inverted, static_cast<off_t>(sector) * off_t{kSectorSize}) == sizeof inverted;
 }
 
 void load_sector(const Attached &attached, uint32_t sector, uint8_t *data) {

@@ -36,11 +36,11 @@ void store(int fd, Node node) {
 void scan_inherited() {
   const char *folder = getenv("ZELSIM_BOARD_DIR");
   if (folder == nullptr || folder[0] == '\0' || strlen(folder) >= kPathMax) return;
-  struct stat wanted[3] = {}, found;
+  sys::Status wanted[3] = {}, found;
   for (int i = 0; i < 3; ++i) {
     char path[kPathMax + 32];
     strcpy(stpcpy(path, folder), kNodeFiles[i]);
-    if (syscall(SYS_newfstatat, AT_FDCWD, path, &wanted[i], 0) != 0) return;
+    if (sys::stat(path, &wanted[i]) != 0) return;
   }
   for (int fd = 0; fd < kInheritedLimit; ++fd) {
     if (sys::fstat(fd, &found) != 0) continue;

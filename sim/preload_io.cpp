@@ -110,11 +110,14 @@ ssize_t sendfile(int out, int in, off_t *at, size_t size) noexcept {
   return behind<sendfile>("sendfile")(out, in, at, size);
 }
 
+// The same functions where an offset has 64 bits; a 32-bit program asks the flash node by the others.
+#if __WORDSIZE == 64
 ssize_t pread64(int fd, void *data, size_t size, off64_t at) __attribute__((alias("pread")));
 ssize_t pwrite64(int fd, const void *data, size_t size, off64_t at) __attribute__((alias("pwrite")));
 off64_t lseek64(int fd, off64_t offset, int whence) noexcept __attribute__((alias("lseek")));
 int ftruncate64(int fd, off64_t size) noexcept __attribute__((alias("ftruncate")));
 ssize_t sendfile64(int out, int in, off64_t *at, size_t size) noexcept __attribute__((alias("sendfile")));
+#endif
 
 }  // extern "C"
 #pragma GCC visibility pop

@@ -1,3 +1,8 @@
+#include <bits/wordsize.h>
+
+// A 32-bit machine has other structures and calls for this; there programs see the files behind the nodes.
+#if __WORDSIZE == 64
+
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -68,3 +73,5 @@ int lstat64(const char *path, struct stat64 *status) noexcept __attribute__((ali
 
 }  // extern "C"
 #pragma GCC visibility pop
+
+#endif

@@ -24,7 +24,7 @@ ssize_t write_stream(void *cookie, const char *data, size_t size) {
 }
 
 int seek_stream(void *cookie, off64_t *offset, int whence) {
-  off_t result = lseek(descriptor(cookie), *offset, whence);
+  off_t result = lseek(descriptor(cookie), static_cast<off_t>(*offset), whence);
   if (result >= 0) *offset = result;
   return result < 0 ? -1 : 0;
 }

@@ -35,7 +35,7 @@ int decode(uint8_t raw, unsigned mask, int lowest, int highest) {
 
 void read_time(const Board &board, uint8_t *field) {
   const Clock &clock = board.i2c.clock;
-  time_t seconds = clock_seconds(board);
+  auto seconds = static_cast<time_t>(clock_seconds(board));
   tm now = {};
   gmtime_r(&seconds, &now);
   field[Year] = encode(now.tm_year % 100);

@@ -66,7 +66,7 @@ Json gpio_of(const Board &board) {
 }
 
 Json i2c_of(const Board &board) {
-  time_t seconds = clock_seconds(board);
+  auto seconds = static_cast<time_t>(clock_seconds(board));
   tm parts = {};
   char text[32];
   std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", gmtime_r(&seconds, &parts));

@@ -19,17 +19,31 @@ inline int open(const char *path, int flags, mode_t mode = 0) {
 inline int close(int fd) { return static_cast<int>(syscall(SYS_close, fd)); }
 inline ssize_t read(int fd, void *data, size_t size) { return syscall(SYS_read, fd, data, size); }
 inline ssize_t write(int fd, const void *data, size_t size) { return syscall(SYS_write, fd, data, size); }
-inline ssize_t pread(int fd, void *data, size_t size, off_t at) { return syscall(SYS_pread64, fd, data, size, at); }
+// 32-bit ARM takes an offset of 64 bits in an even pair of registers, low half first; ours fit the low half.
+constexpr bool kPairs = sizeof(long) == 4;
+inline ssize_t pread(int fd, void *data, size_t size, off_t at) {
+  return kPairs ? syscall(SYS_pread64, fd, data, size, 0, at, 0) : syscall(SYS_pread64, fd, data, size, at);
+}
 inline ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
-  return syscall(SYS_pwrite64, fd, data, size, at);
+  return kPairs ? syscall(SYS_pwrite64, fd, data, size, 0, at, 0) : syscall(SYS_pwrite64, fd, data, size, at);
 }
 inline off_t lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
 inline int ftruncate(int fd, off_t size) { return static_cast<int>(syscall(SYS_ftruncate, fd, size)); }
 inline int punch_hole(int fd, off_t offset, off_t size) {
-  return static_cast<int>(syscall(SYS_fallocate, fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, offset, size));
+  constexpr int kMode = FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE;
+  return static_cast<int>(kPairs ? syscall(SYS_fallocate, fd, kMode, offset, 0, size, 0)
+                                 : syscall(SYS_fallocate, fd, kMode, offset, size));
 }
-inline int fstat(int fd, struct stat *status) {
-  return static_cast<int>(syscall(SYS_newfstatat, fd, "", status, AT_EMPTY_PATH));
+#ifdef SYS_newfstatat
+using Status = struct stat;
+constexpr long kStatAt = SYS_newfstatat;
+#else
+using Status = struct stat64;
+constexpr long kStatAt = SYS_fstatat64;
+#endif
+inline int fstat(int fd, Status *status) { return static_cast<int>(syscall(kStatAt, fd, "", status, AT_EMPTY_PATH)); }
+inline int stat(const char *path, Status *status) {
+  return static_cast<int>(syscall(kStatAt, AT_FDCWD, path, status, 0));
 }
 
 /** A descriptor that ends with its scope. */

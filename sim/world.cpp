@@ -103,7 +103,7 @@ Module module_from_file(const std::string &file) {
 }
 
 Module find_module(const std::string &name_or_file) {
-  for (Module &module : catalogue()) {
+  for (const Module &module : catalogue()) {
     if (module.name == name_or_file) return module;
   }
   return module_from_file(name_or_file);

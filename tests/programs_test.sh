@@ -1,13 +1,6 @@
 #!/bin/sh
 # Unmodified programs on the virtual switch: python3, dd and a shell; and eight processes at once, one of them killed.
-set -eu
-build=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export ZELSIM_HOME="$work"
-zelsim=$build/bin/zelsim
-fail() { echo "$*"; exit 1; }
-on_switch() { "$zelsim" run --fast -- "$@"; }
+. "$(dirname "$0")/switch.sh"
 
 cat >"$work/client.py" <<'END'
 import ctypes, sys

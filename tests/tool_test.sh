@@ -1,13 +1,7 @@
 #!/bin/sh
 # The operator's tool on the virtual switch: what an operator does in a day, and what it says when it cannot.
-set -eu
-build=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export ZELSIM_HOME="$work"
-zelsim=$build/bin/zelsim
-fail() { echo "$*"; exit 1; }
-ctl() { "$zelsim" run --fast -- "$build/bin/zelctl" "$@"; }
+. "$(dirname "$0")/switch.sh"
+ctl() { on_switch "$build/bin/zelctl" "$@"; }
 
 # says STATUS TEXT COMMAND ...: exit status, and a line that has the text.
 says() {

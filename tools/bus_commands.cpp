@@ -20,6 +20,7 @@ static void readDevice() {
 
 static void writeDevice() {
   std::vector<uint8_t> bytes;
+  bytes.reserve(values.size());
   for (const uint32_t byte : values) bytes.push_back(static_cast<uint8_t>(byte));
   if (bytes.size() > kTransferLimit) refuseArgument("BYTES", format("more than %u", kTransferLimit));
   require(FW_I2C_BufWrite(static_cast<uint8_t>(address), offset, offset_len, static_cast<uint8_t>(bytes.size()),

@@ -8,7 +8,7 @@ Settings settings;
 
 static Action chosen;
 
-App *command(App &parent, const char *name, const char *what, const char *example, Action action) {
+App *command(App &parent, const char *name, const char *what, const char *example, const Action &action) {
   App *app = parent.add_subcommand(name, what);
   app->footer(std::string("Example: zelctl ") + example);
   app->add_flag("--json", settings.json, "Print data as JSON");

@@ -30,7 +30,7 @@ std::vector<uint8_t> readFile(const std::string &path, uint64_t limit) {
   if (error) throw Failure{path + ": " + error.message()};
   if (size > limit)
     refuseArgument("FILE", path + " has " + std::to_string(size) + " bytes: at most " + std::to_string(limit));
-  std::vector<uint8_t> bytes(size);
+  std::vector<uint8_t> bytes(static_cast<size_t>(size));
   std::ifstream file(path, std::ios::binary);
   if (!file.read(reinterpret_cast<char *>(bytes.data()), std::ssize(bytes))) failOn(path);
   return bytes;

@@ -30,7 +30,7 @@ inline const Choices kOnOff{{"off", 0}, {"on", 1}};
 
 /** Adds a command. A command without an action needs a sub-command; one with an action may have some. The action of the
  *  innermost command on the line runs once the whole line was accepted (see `chosenAction`). */
-App *command(App &parent, const char *name, const char *what, const char *example, Action action = {});
+App *command(App &parent, const char *name, const char *what, const char *example, const Action &action = {});
 /** Adds a command that without a sub-command does what its sub-command `usual` does, and that sub-command. */
 App *group(App &parent, const char *name, const char *what, const char *example, const char *usual,
            const Action &action);
