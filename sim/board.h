@@ -15,14 +15,6 @@ constexpr const char *kNodeFiles[] = {"/gpio", "/i2c", kFlashFile};
 
 constexpr size_t kPathMax = 1024;
 
-/** What `zelsim run` hands to programs in the environment. */
-struct Options {
-  char folder[kPathMax];  // ZELSIM_BOARD_DIR; empty: no board
-  char trace[kPathMax];   // ZELSIM_TRACE: file, "-" for stderr, empty for none
-  bool trace_opens, fast, chip_times;
-  char node_file[3][kPathMax + sizeof kFlashFile];
-};
-
 /** A mapped board. The flash image is stored inverted: an erased chip is a file of holes, and erasing punches one. */
 struct Attached {
   Board *board;
@@ -32,21 +24,23 @@ struct Attached {
 /** Maps the board in `folder`. On failure false, and one line in `error`. */
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
 
-/** Reads the environment and attaches its board, once per value of ZELSIM_BOARD_DIR. Null when there is no board; errno
- *  is  then 0 when none is asked for, and ENXIO (after one line on stderr) when it is unusable. */
+/** What `zelsim run` hands to programs in the environment: ZELSIM_BOARD_DIR, the folder of the board; ZELSIM_TRACE, a
+ *  file or "-" for standard error; and switches, off when missing, empty or "0". A missing text is empty. */
+const char *variable(const char *name);
+bool is_on(const char *name);
+
+/** The board that ZELSIM_BOARD_DIR names at this moment. Null when there is none; errno is then 0 when none is asked
+ *  for, and ENXIO (after one line on stderr) when it is unusable. */
 const Attached *environment_board();
 
 /** The board that this process is attached to already; reads the environment only when there is none. */
 const Attached *current_board();
 
-/** The options as environment_board() last read them. */
-const Options &options();
-
 /** Makes the files of a new board in an existing, empty folder. */
 bool make_board_files(const char *folder);
 
-/** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured; only a
- *  hardware reset takes them back to their power-on state. */
+/** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured;
+ *  only a hardware reset takes them back to their power-on state. */
 void power_on(Board &board);
 
 /** The chips that a hardware reset reaches: LEDs, flags, watchdog, cage select, expanders. */

@@ -84,6 +84,6 @@ int main(int argc, char **argv) {
   if (attached == nullptr && errno == 0) fputs("debugCmd: no board: run it under zelsim run\n", stderr);
   if (attached == nullptr) return 1;
   const char *second = argc > 3 ? argv[3] : "", *third = argc > 4 ? argv[4] : "";
-  trace("debugCmd %s %s%s%s%s%s", argv[1], argv[2], argc > 3 ? " " : "", second, argc > 4 ? " " : "", third);
+  trace(kNoResult, "debugCmd %s %s%s%s%s%s", argv[1], argv[2], argc > 3 ? " " : "", second, argc > 4 ? " " : "", third);
   return run(*attached->board, *command, number);
 }

@@ -24,7 +24,7 @@ void select_segment(Board &board, int64_t last_address) {
 }
 
 void sleep_for(long nanoseconds) {
-  if (!options().chip_times) return;
+  if (!is_on("ZELSIM_CHIP_TIMES")) return;
   timespec pause = {nanoseconds / 1000000000, nanoseconds % 1000000000};
   while (nanosleep(&pause, &pause) != 0 && errno == EINTR) continue;
 }
@@ -102,7 +102,7 @@ ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_
 
 }  // namespace
 
-RequestTable flash_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+RequestTable flash_requests() { return kRequests; }
 
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
   off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
@@ -115,7 +115,7 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
   }
   auto *bytes = static_cast<uint8_t *>(data);
   for (ssize_t i = 0; i < result; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
-  trace_call(result, "flash read 0x%08lx+0x%zx", from, size);
+  trace(result, "flash read 0x%08lx+0x%zx", from, size);
   return result;
 }
 
@@ -123,14 +123,14 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
   off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
   size_t wanted = size;
   ssize_t result = -1;
-  if (from >= off_t{kFlashSize}) {
-    errno = ENOSPC;
+  if (from < 0 || from >= off_t{kFlashSize}) {
+    errno = from < 0 ? EINVAL : ENOSPC;
   } else if (passes(*attached.board, Call::Write, from, &wanted)) {
     auto room = static_cast<size_t>(kFlashSize - from);
     result = program_all(attached, fd, static_cast<const uint8_t *>(data), wanted < room ? wanted : room, from);
   }
   if (result > 0 && at == kAtPosition) sys::lseek(fd, from + result, SEEK_SET);
-  trace_call(result, "flash write 0x%08lx+0x%zx", from, size);
+  trace(result, "flash write 0x%08lx+0x%zx", from, size);
   return result;
 }
 
@@ -143,7 +143,7 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
     result = sys::lseek(fd, offset, whence);
   }
   constexpr const char *kFrom[] = {"", "+", "end+"};
-  trace_call(result, "flash lseek %s0x%08lx", whence >= 0 && whence <= SEEK_END ? kFrom[whence] : "?", offset);
+  trace(result, "flash lseek %s0x%08lx", whence >= 0 && whence <= SEEK_END ? kFrom[whence] : "?", offset);
   return result;
 }
 

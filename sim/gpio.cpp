@@ -124,7 +124,7 @@ const Request kRequests[] = {
 
 }  // namespace
 
-RequestTable gpio_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+RequestTable gpio_requests() { return kRequests; }
 
 // A single supply counts as the first one wherever it is plugged.
 uint8_t power_status(const Board &board) {

@@ -82,6 +82,6 @@ void Transfer::take_pointer(uint8_t *pointer, unsigned registers) {
   }
 }
 
-RequestTable i2c_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+RequestTable i2c_requests() { return kRequests; }
 
 }  // namespace zelsim

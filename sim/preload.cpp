@@ -15,35 +15,30 @@ namespace {
 
 using namespace zelsim;
 
-constexpr int kNotANode = -2;
-// A device has nothing to create, cut or append to.
-constexpr int kFileOnlyFlags = O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
+constexpr char kTraceOpens[] = "ZELSIM_TRACE_OPENS";
 
 int open_real(int folder, const char *path, int flags, mode_t mode) {
   return behind<openat>("openat")(folder, path, flags, mode);
 }
 
-int open_node(Node node, int flags) {
-  const char *file = file_of(node);
-  if (file == nullptr) return errno == 0 ? kNotANode : -1;
+int open_node(Node node, const char *file, int flags) {
+  constexpr int kFileOnlyFlags =
+      O_CREAT | O_EXCL | O_TRUNC | O_APPEND;  // a device has nothing to create, cut, append to
   int error = take_fault(*current_board()->board, {node, Call::Open, 0, false, 0, 0}).error;
   int fd = error == 0 ? open_real(AT_FDCWD, file, flags & ~kFileOnlyFlags, 0) : -1;
   if (error != 0) errno = error;
   set_node(fd, node);
   constexpr const char *kAccess[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_RDWR"};
-  if (options().trace_opens) trace_call(fd < 0 ? -1 : 0, "open %s %s", node_name(node), kAccess[flags & O_ACCMODE]);
+  if (is_on(kTraceOpens)) trace(fd < 0 ? -1 : 0, "open %s %s", node_name(node), kAccess[flags & O_ACCMODE]);
   return fd;
 }
 
 int open_any(int folder, const char *path, int flags, mode_t mode) {
+  char file[kFileMax];
   Node node = node_of_path(path);
-  int fd = node == Node::None ? kNotANode : open_node(node, flags);
-  return fd != kNotANode ? fd : open_real(folder, path, flags, mode);
-}
-
-mode_t mode_argument(int flags, va_list arguments) {
-  bool given = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-  return given ? va_arg(arguments, mode_t) : 0;
+  if (file_of(node, file)) return open_node(node, file, flags);
+  bool unusable = node != Node::None && errno != 0;
+  return unusable ? -1 : open_real(folder, path, flags, mode);
 }
 
 int control_node(Node node, int fd, unsigned long request, void *record) {
@@ -52,12 +47,6 @@ int control_node(Node node, int fd, unsigned long request, void *record) {
   errno = attached == nullptr ? ENXIO : ENOTTY;
   if (attached == nullptr || (request & 0xffffff00) != kRequestCode) return -1;
   return answer_request(*attached, node, fd, static_cast<uint8_t>(request), record);
-}
-
-// The number's old descriptor ends with the duplication.
-int give_up(int fd, int from) {
-  if (fd != from) set_node(fd, Node::None);
-  return fd;
 }
 
 int duplicated(int from, int to) {
@@ -70,10 +59,11 @@ int duplicated(int from, int to) {
 #pragma GCC visibility push(default)
 extern "C" {
 
+// A last argument that the caller did not give is read all the same, and then means nothing.
 int open(const char *path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  int fd = open_any(AT_FDCWD, path, flags, mode_argument(flags, arguments));
+  int fd = open_any(AT_FDCWD, path, flags, va_arg(arguments, mode_t));
   va_end(arguments);
   return fd;
 }
@@ -81,7 +71,7 @@ int open(const char *path, int flags, ...) {
 int openat(int folder, const char *path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  int fd = open_any(folder, path, flags, mode_argument(flags, arguments));
+  int fd = open_any(folder, path, flags, va_arg(arguments, mode_t));
   va_end(arguments);
   return fd;
 }
@@ -95,7 +85,7 @@ int __openat_2(int folder, const char *path, int flags) { return open_any(folder
 int close(int fd) {
   Node node = node_of(fd);
   if (node != Node::None) {
-    if (options().trace_opens) trace("close %s", node_name(node));
+    if (is_on(kTraceOpens)) trace(kNoResult, "close %s", node_name(node));
     set_node(fd, Node::None);  // before the number is free for another thread's open
   }
   return behind<close>("close")(fd);
@@ -103,7 +93,9 @@ int close(int fd) {
 
 int close_range(unsigned first, unsigned last, int flags) noexcept {
   int result = behind<close_range>("close_range")(first, last, flags);
-  if (result == 0 && !(flags & CLOSE_RANGE_CLOEXEC)) forget_nodes(first, last);
+  bool closed = result == 0 && !(flags & CLOSE_RANGE_CLOEXEC);
+  for (unsigned fd = first; closed && fd <= last && fd < kMaxDescriptor; ++fd)
+    set_node(static_cast<int>(fd), Node::None);
   return result;
 }
 
@@ -120,11 +112,13 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
 
 int dup(int fd) noexcept { return duplicated(fd, behind<dup>("dup")(fd)); }
 
-int dup2(int fd, int wanted) noexcept { return duplicated(fd, behind<dup2>("dup2")(fd, give_up(wanted, fd))); }
-
+// The number's old descriptor ends with the duplication.
 int dup3(int fd, int wanted, int flags) noexcept {
-  return duplicated(fd, behind<dup3>("dup3")(fd, give_up(wanted, fd), flags));
+  if (fd != wanted) set_node(wanted, Node::None);
+  return duplicated(fd, behind<dup3>("dup3")(fd, wanted, flags));
 }
+
+int dup2(int fd, int wanted) noexcept { return fd == wanted ? behind<dup2>("dup2")(fd, fd) : dup3(fd, wanted, 0); }
 
 int fcntl(int fd, int command, ...) {
   va_list arguments;
@@ -138,8 +132,8 @@ int fcntl(int fd, int command, ...) {
 // Pauses are counted instead of slept where the user asked for it; they still advance the board's time.
 int usleep(useconds_t microseconds) {
   const Attached *attached = environment_board();
-  if (attached != nullptr) trace("pause %uus", microseconds);
-  if (attached == nullptr || !options().fast) return behind<usleep>("usleep")(microseconds);
+  if (attached != nullptr) trace(kNoResult, "pause %uus", microseconds);
+  if (attached == nullptr || !is_on("ZELSIM_FAST")) return behind<usleep>("usleep")(microseconds);
   __atomic_add_fetch(&attached->board->paused_us, microseconds, __ATOMIC_RELAXED);
   return 0;
 }

@@ -23,12 +23,12 @@ constexpr unsigned kLocalMajor = 240;  // 240 to 254 are for local use
 unsigned minor_of(Node node) { return static_cast<unsigned>(node) - static_cast<unsigned>(Node::Gpio); }
 
 /** Node that a pair of folder and path names: the descriptor itself where the path is empty. */
-Node target(int folder, const char **path, int flags) {
+Node target(int folder, const char **path, int flags, char *file) {
   if ((flags & AT_EMPTY_PATH) && (*path == nullptr || **path == '\0')) return node_of(folder);
   Node node = node_of_path(*path);
-  const char *file = node != Node::None ? file_of(node) : nullptr;
-  if (file != nullptr) *path = file;
-  return file != nullptr ? node : Node::None;
+  if (!file_of(node, file)) return Node::None;
+  *path = file;
+  return node;
 }
 
 }  // namespace
@@ -37,7 +37,8 @@ Node target(int folder, const char **path, int flags) {
 extern "C" {
 
 int fstatat(int folder, const char *path, struct stat *status, int flags) noexcept {
-  Node node = target(folder, &path, flags);
+  char file[kFileMax];
+  Node node = target(folder, &path, flags, file);
   int result = static_cast<int>(syscall(SYS_newfstatat, folder, path, status, flags));
   if (result != 0 || node == Node::None) return result;
   status->st_mode = kDeviceMode;
@@ -47,7 +48,8 @@ int fstatat(int folder, const char *path, struct stat *status, int flags) noexce
 }
 
 int statx(int folder, const char *path, int flags, unsigned mask, struct statx *status) noexcept {
-  Node node = target(folder, &path, flags);
+  char file[kFileMax];
+  Node node = target(folder, &path, flags, file);
   int result = static_cast<int>(syscall(SYS_statx, folder, path, flags, mask, status));
   if (result != 0 || node == Node::None) return result;
   status->stx_mode = kDeviceMode;

@@ -37,90 +37,67 @@ FILE *flash_stream(int fd, const char *mode, cookie_close_function_t *closer) {
   return stream;
 }
 
-struct StandardStream {
-  FILE **variable;
-  FILE *original, *ours;  // while exchanged
-};
+FILE **const kStandard[] = {&stdin, &stdout, &stderr};
+FILE *g_original[3], *g_ours[3];  // ours once it has been needed
 
-StandardStream g_standard[] = {{&stdin, nullptr, nullptr}, {&stdout, nullptr, nullptr}, {&stderr, nullptr, nullptr}};
-
-int close_real(FILE *stream) { return behind<fclose>("fclose")(stream); }
+bool is_ours(int fd, FILE *stream) { return fd >= 0 && fd <= STDERR_FILENO && g_ours[fd] == stream; }
 
 FILE *stream_on(int fd, const char *mode) {
   return node_of(fd) == Node::Flash ? flash_stream(fd, mode, close_stream) : behind<fdopen>("fdopen")(fd, mode);
 }
 
-bool names_node(const char *path) { return node_of_path(path) != Node::None && file_of(node_of_path(path)) != nullptr; }
-
-int open_for_stream(const char *path, const char *mode) {
-  int access = mode[0] == 'r' ? O_RDONLY : O_WRONLY;
-  if (strchr(mode, '+') != nullptr) access = O_RDWR;
-  return open(path, access | (strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0));
-}
-
 FILE *open_stream(const char *path, const char *mode) {
-  int fd = open_for_stream(path, mode);
+  int access = strchr(mode, '+') != nullptr ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+  int fd = open(path, access | (strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0));
   return fd < 0 ? nullptr : stream_on(fd, mode);
-}
-
-// A standard stream keeps its number, and with it comes the exchange.
-FILE *reopen_node(const char *path, const char *mode, FILE *stream) {
-  int wanted = fileno(stream);
-  if (wanted < 0 || wanted > STDERR_FILENO) {
-    fclose(stream);
-    return open_stream(path, mode);
-  }
-  fflush(stream);
-  int fd = open_for_stream(path, mode);
-  if (fd < 0) return nullptr;
-  if (fd != wanted && dup2(fd, wanted) >= 0) close(fd);
-  return *g_standard[wanted].variable;
 }
 
 }  // namespace
 
 // Ours closes no descriptor: the program's number stays what it made of it.
 void zelsim::follow_standard_stream(int fd, bool flash) {
-  StandardStream &standard = g_standard[fd];
-  if (FILE *ended = standard.ours) {
-    standard.ours = nullptr;
-    if (*standard.variable == ended) *standard.variable = standard.original;
-    close_real(ended);
+  if (g_ours[fd] == nullptr) {
+    g_original[fd] = *kStandard[fd];
+    g_ours[fd] = flash_stream(fd, fd == STDIN_FILENO ? "r" : "w", nullptr);
   }
-  if (flash) standard.ours = flash_stream(fd, fd == STDIN_FILENO ? "r" : "w", nullptr);
-  if (standard.ours == nullptr) return;
-  if (fd == STDERR_FILENO) setvbuf(standard.ours, nullptr, _IONBF, 0);
-  standard.original = *standard.variable;
-  *standard.variable = standard.ours;
+  if (g_ours[fd] == nullptr) return;
+  fflush(g_ours[fd]);
+  if (fd == STDERR_FILENO) setvbuf(g_ours[fd], nullptr, _IONBF, 0);
+  *kStandard[fd] = flash ? g_ours[fd] : g_original[fd];
 }
 
 #pragma GCC visibility push(default)
 extern "C" {
 
 FILE *fopen(const char *path, const char *mode) {
-  return names_node(path) ? open_stream(path, mode) : behind<fopen>("fopen")(path, mode);
+  char file[kFileMax];
+  return file_of(node_of_path(path), file) ? open_stream(path, mode) : behind<fopen>("fopen")(path, mode);
 }
 
 FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 
+// A standard stream keeps its number, and with it comes the exchange.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
-  if (names_node(path)) return reopen_node(path, mode, stream);
-  int fd = fileno(stream);
-  bool exchanged = fd >= 0 && fd <= STDERR_FILENO && g_standard[fd].ours == stream;
-  FILE *original = exchanged ? g_standard[fd].original : stream;
-  set_node(fd, Node::None);
-  return behind<freopen>("freopen")(path, mode, original);
+  char file[kFileMax];
+  int wanted = fileno(stream);
+  bool to_node = file_of(node_of_path(path), file), standard = wanted >= 0 && wanted <= STDERR_FILENO;
+  FILE *original = is_ours(wanted, stream) ? g_original[wanted] : stream;
+  if (!to_node) set_node(wanted, Node::None);
+  if (!to_node) return behind<freopen>("freopen")(path, mode, original);
+  FILE *fresh = open_stream(path, mode);
+  if (!standard || fresh == nullptr) return fclose(stream), fresh;
+  fflush(stream);
+  dup2(fileno(fresh), wanted);
+  fclose(fresh);
+  return *kStandard[wanted];
 }
 
 // libc closes the descriptor of its own streams without passing through close().
 int fclose(FILE *stream) {
   int fd = fileno(stream);
-  if (fd >= 0 && fd <= STDERR_FILENO && g_standard[fd].ours == stream) {
-    int flushed = fflush(stream);
-    return close(fd) == 0 ? flushed : EOF;  // which ends the exchange, too
-  }
+  if (is_ours(fd, stream)) return fflush(stream) | close(fd);  // which ends the exchange, too
   if (node_of(fd) != Node::Flash) set_node(fd, Node::None);
-  return close_real(stream);
+  return behind<fclose>("fclose")(stream);
 }
 
 FILE *fopen64(const char *path, const char *mode) __attribute__((alias("fopen")));

@@ -10,16 +10,9 @@ namespace zelsim {
 namespace {
 
 RequestTable table(Node node) {
-  switch (node) {
-    case Node::Gpio:
-      return gpio_requests();
-    case Node::I2c:
-      return i2c_requests();
-    case Node::Flash:
-      return flash_requests();
-    default:
-      return {nullptr, 0};
-  }
+  if (node == Node::Gpio) return gpio_requests();
+  if (node == Node::I2c) return i2c_requests();
+  return node == Node::Flash ? flash_requests() : RequestTable{};
 }
 
 void copy_filled(const Request &request, const uint8_t *from, void *to) {
@@ -43,6 +36,7 @@ FaultCall fault_call(const RequestEvent &event) {
 
 void answer(const Attached &attached, int fd, RequestEvent &event) {
   Fault fault = take_fault(*attached.board, fault_call(event));
+  event.error = 0;
   if (fault.strikes) {
     event.result = fault.result;
     event.error = fault.error;
@@ -59,18 +53,16 @@ void answer(const Attached &attached, int fd, RequestEvent &event) {
 }  // namespace
 
 const Request *find_request(Node node, uint8_t number) {
-  RequestTable requests = table(node);
-  for (size_t i = 0; i < requests.count; ++i) {
-    if (requests.rows[i].number == number) return &requests.rows[i];
+  for (const Request &request : table(node)) {
+    if (request.number == number) return &request;
   }
   return nullptr;
 }
 
 bool request_by_name(Node node, const char *name, uint8_t *number) {
-  RequestTable requests = table(node);
-  for (size_t i = 0; i < requests.count; ++i) {
-    if (strcmp(requests.rows[i].name, name) != 0) continue;
-    *number = requests.rows[i].number;
+  for (const Request &request : table(node)) {
+    if (strcmp(request.name, name) != 0) continue;
+    *number = request.number;
     return true;
   }
   return false;
@@ -94,19 +86,20 @@ int copy_state(Board &board, const Request &request, uint8_t *record) {
 
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record) {
   const Request *request = find_request(node, number);
-  RequestEvent event{node, number, request, {}, {}, -1, ENOTTY, 0, false};
-  if (request == nullptr) return finish(event);
-  size_t size = record_size(request->shape);
-  event.error = EFAULT;
-  if (size != 0 && !is_mapped(record)) return finish(event);
-  event.error = 0;
-  // The driver works on a copy, so that no fault of the caller's memory strikes while the lock is held.
-  memcpy(event.before, record, size);
-  memcpy(event.after, record, size);
-  if (erases(*request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
-  answer(attached, fd, event);
-  if (request->fills && event.answered) copy_filled(*request, event.after, record);
-  return finish(event);
+  size_t size = request != nullptr ? record_size(request->shape) : 0;
+  bool sound = size == 0 || is_mapped(record);
+  RequestEvent event{node, number, request, {}, {}, -1, request == nullptr ? ENOTTY : EFAULT, 0, false};
+  if (request != nullptr && sound) {
+    // The driver works on a copy, so that no fault of the caller's memory strikes while the lock is held.
+    memcpy(event.before, record, size);
+    memcpy(event.after, record, size);
+    if (erases(*request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
+    answer(attached, fd, event);
+    if (request->fills && event.answered) copy_filled(*request, event.after, record);
+  }
+  if (event.result < 0) errno = event.error;
+  trace_request(event);
+  return event.result;
 }
 
 }  // namespace zelsim

@@ -3,6 +3,8 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <limits>
+#include <span>
 
 #include "state.h"
 
@@ -35,10 +37,7 @@ struct Request {
 
 inline bool erases(const Request &request) { return request.handle == nullptr; }
 
-struct RequestTable {
-  const Request *rows;
-  size_t count;
-};
+using RequestTable = std::span<const Request>;
 
 RequestTable gpio_requests();
 RequestTable i2c_requests();
@@ -66,14 +65,13 @@ struct RequestEvent {
   bool answered;     // by the driver, not by a fault
 };
 
-/** Traces a request that has been answered, sets errno for a refused one, and gives its result. */
-int finish(const RequestEvent &event);
+void trace_request(const RequestEvent &event);
 
-/** One line of the trace, appended with one write, so that several processes may share a file; nothing when it is off.
- *  */
-__attribute__((format(printf, 1, 2))) void trace(const char *format, ...);
-/** The same with the result, or -1 and errno's name, at the end. */
-__attribute__((format(printf, 2, 3))) void trace_call(long result, const char *format, ...);
+/** Ends a line of the trace where there is nothing to say about a result. */
+constexpr long kNoResult = std::numeric_limits<long>::min();
+
+/** One line of the trace, with the result, or -1 and errno's name, at its end; nothing when the trace is off. */
+__attribute__((format(printf, 2, 3))) void trace(long result, const char *format, ...);
 
 /** What asks for a fault before it takes effect: a request, a read, write or seek, an open. */
 struct FaultCall {
@@ -103,7 +101,7 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence);
 int flash_erase(const Attached &attached, int fd, uint32_t address);
 
 /** Stands for the descriptor's own position in flash_read and flash_write. */
-constexpr off_t kAtPosition = -1;
+constexpr off_t kAtPosition = std::numeric_limits<off_t>::min();
 
 /** Sectors of the image file, in the chip's polarity on the caller's side. False with errno when the file does not take
  *  it. */

@@ -34,17 +34,6 @@ inline int punch_hole(int fd, off_t offset, off_t size) {
   return static_cast<int>(kPairs ? syscall(SYS_fallocate, fd, kMode, offset, 0, size, 0)
                                  : syscall(SYS_fallocate, fd, kMode, offset, size));
 }
-#ifdef SYS_newfstatat
-using Status = struct stat;
-constexpr long kStatAt = SYS_newfstatat;
-#else
-using Status = struct stat64;
-constexpr long kStatAt = SYS_fstatat64;
-#endif
-inline int fstat(int fd, Status *status) { return static_cast<int>(syscall(kStatAt, fd, "", status, AT_EMPTY_PATH)); }
-inline int stat(const char *path, Status *status) {
-  return static_cast<int>(syscall(kStatAt, AT_FDCWD, path, status, 0));
-}
 
 /** A descriptor that ends with its scope. */
 class File {

@@ -25,132 +25,100 @@ class Line {
     va_end(arguments);
   }
 
-  void add_result(long result, int error) {
-    if (result < 0) return add(" = -1 %s", strerrorname_np(error));
-    add(result > 9 ? " = 0x%lx" : " = %ld", result);
-  }
-
-  // No descriptor is kept: the traced program may close any number that it likes.
-  void send() {
+  // One write, so that several processes may share a file. No descriptor is kept: the traced program may close any
+  // number that it likes.
+  void send(const char *where, long result) {
+    if (result < 0 && result != kNoResult) add(" = -1 %s", strerrorname_np(error_));
+    if (result >= 0) add(result > 9 ? " = 0x%lx" : " = %ld", result);
     text_[size_++] = '\n';
-    const char *where = options().trace;
     bool to_stderr = strcmp(where, "-") == 0;
     sys::File file(to_stderr ? -1 : sys::open(where, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
     sys::write(to_stderr ? STDERR_FILENO : file.get(), text_, size_);
+    errno = error_;
   }
 
  private:
   char text_[1024];
   size_t size_ = 0;
+  int error_ = errno;  // the caller's
 };
-
-bool is_on() { return options().trace[0] != '\0'; }
-
-uint32_t word(const uint8_t *bytes) {
-  uint32_t value;
-  memcpy(&value, bytes, sizeof value);
-  return value;
-}
 
 void add_bytes(Line &line, const uint8_t *data, size_t size) {
   for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
 }
 
-void add_named(Line &line, const char *names, const uint8_t *values) {
-  for (size_t i = 0; *names != '\0'; ++i) {
+// Values of one or four bytes in a row, by their names.
+void add_named(Line &line, const char *names, const uint8_t *values, size_t width, const char *format) {
+  for (const char *separator = ""; *names != '\0'; separator = " ", values += width) {
     size_t length = strcspn(names, " ");
-    line.add("%s%.*s=%u", i > 0 ? " " : "", static_cast<int>(length), names, values[i]);
+    uint32_t value = 0;
+    memcpy(&value, values, width);
+    line.add("%s%.*s=", separator, static_cast<int>(length), names);
+    line.add(format, value);
     names += length + (names[length] == ' ');
   }
 }
 
-void add_rtc(Line &line, const uint8_t *record) {
-  auto field = [&](size_t at) {
-    return word(record + at);
-  };  // sec 4, min 8, hour 12, mday 16, mon 20, year 24, wday 28
-  line.add("mode24=%u pm=%u year=%u mon=%u mday=%u wday=%u %02u:%02u:%02u", record[0], record[1], field(24), field(20),
-           field(16), field(28), field(12), field(8), field(4));
-}
-
 void add_record(Line &line, const Request &request, const uint8_t *record) {
-  line.add("{");
   float degrees;
   memcpy(&degrees, record, sizeof degrees);
-  switch (request.shape) {
-    case Shape::Register:
-      line.add("address=0x%x value=0x%08x", word(record), word(record + 4));
-      break;
-    case Shape::Rtc:
-      add_rtc(line, record);
-      break;
-    case Shape::Temperature:
-      line.add("temperature=%.1f", static_cast<double>(degrees));
-      break;
-    case Shape::Identification:
-      add_bytes(line, record, record_size(request.shape));
-      break;
-    default:
-      add_named(line, request.fields, record);
+  line.add("{");
+  if (request.shape == Shape::Byte || request.shape == Shape::Pair) add_named(line, request.fields, record, 1, "%u");
+  if (request.shape == Shape::Register) add_named(line, "address value", record, 4, "0x%08x");
+  if (request.shape == Shape::Rtc) {
+    add_named(line, "mode24 pm", record, 1, "%u");
+    line.add(" ");
+    add_named(line, "sec min hour mday mon year wday", record + 4, 4, "%u");
   }
+  if (request.shape == Shape::Temperature) line.add("temperature=%.1f", static_cast<double>(degrees));
+  if (request.shape == Shape::Identification) add_bytes(line, record, record_size(request.shape));
   line.add("}");
 }
 
 void add_transfer(Line &line, const RequestEvent &event) {
   const uint8_t *record = event.before;
-  size_t len = record[kLen] < kMaxTransfer ? record[kLen] : kMaxTransfer;
-  line.add(" addr=0x%02x offset=0x%02x offset_len=%u len=%u", record[kAddress], word(record + kOffset),
-           record[kOffsetLen], record[kLen]);
+  uint32_t offset;
+  memcpy(&offset, record + kOffset, sizeof offset);
+  line.add(" addr=0x%02x offset=0x%02x offset_len=%u len=%u", record[kAddress], offset, record[kOffsetLen],
+           record[kLen]);
   if (event.request->fills && event.result != 0) return;
   line.add(event.request->fills ? " -> " : " data=");
-  add_bytes(line, event.after, len);
+  add_bytes(line, event.after, record[kLen] < kMaxTransfer ? record[kLen] : kMaxTransfer);
 }
 
-void add_records(Line &line, const RequestEvent &event) {
-  if (event.request->shape == Shape::Transfer) return add_transfer(line, event);
-  if (event.request->shape == Shape::None) return;
+void add_request(Line &line, const RequestEvent &event) {
+  const Request &request = *event.request;
+  line.add(" %s", request.name);
+  if (erases(request)) line.add(" 0x%08x", event.address);
+  if (event.error == EFAULT || request.shape == Shape::None) return;
+  if (request.shape == Shape::Transfer) return add_transfer(line, event);
   line.add(" ");
-  add_record(line, *event.request, event.before);
+  add_record(line, request, event.before);
   line.add(" -> ");
-  add_record(line, *event.request, event.after);
-}
-
-void trace_list(const long *result, const char *format, va_list arguments) {
-  if (!is_on()) return;
-  int error = errno;
-  Line line;
-  line.add_list(format, arguments);
-  if (result != nullptr) line.add_result(*result, error);
-  line.send();
-  errno = error;
+  add_record(line, request, event.after);
 }
 
 }  // namespace
 
-int finish(const RequestEvent &event) {
-  if (is_on()) {
-    Line line;
-    line.add("%s 0x%02X %s", node_name(event.node), event.number, event.request != nullptr ? event.request->name : "?");
-    if (event.request != nullptr && erases(*event.request)) line.add(" 0x%08x", event.address);
-    if (event.request != nullptr && event.error != EFAULT) add_records(line, event);
-    line.add_result(event.result, event.error);
-    line.send();
-  }
-  if (event.result < 0) errno = event.error;
-  return event.result;
+void trace_request(const RequestEvent &event) {
+  const char *where = variable("ZELSIM_TRACE");
+  if (where[0] == '\0') return;
+  Line line;
+  line.add("%s 0x%02X", node_name(event.node), event.number);
+  if (event.request == nullptr) line.add(" ?");
+  if (event.request != nullptr) add_request(line, event);
+  line.send(where, event.result);
 }
 
-void trace(const char *format, ...) {
+void trace(long result, const char *format, ...) {
+  const char *where = variable("ZELSIM_TRACE");
+  if (where[0] == '\0') return;
+  Line line;
   va_list arguments;
   va_start(arguments, format);
-  trace_list(nullptr, format, arguments);
+  line.add_list(format, arguments);
   va_end(arguments);
-}
-
-void trace_call(long result, const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  trace_list(&result, format, arguments);
-  va_end(arguments);
+  line.send(where, result);
 }
 
 }  // namespace zelsim
