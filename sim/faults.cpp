@@ -18,26 +18,17 @@ bool matches(const FaultRule &rule, const FaultCall &call) {
   return call.has_address && call.first_address <= rule.last_address && call.last_address >= rule.first_address;
 }
 
-Effect use_up(Board &board, FaultRule &rule) {
-  if (rule.skip > 0) {
-    --rule.skip;
-    return Effect::None;
-  }
-  ++rule.hits;
-  Effect effect = rule.effect;
-  if (rule.count > 0 && --rule.count == 0) {
-    rule.effect = Effect::None;
-    --board.rule_count;
-  }
-  return effect;
-}
-
-FaultRule find(Board &board, const FaultCall &call) {
+// What the first rule for this call does to it; the rule is used up by one.
+FaultRule strike(Board &board, const FaultCall &call) {
   Guard guard(board);
   for (FaultRule &rule : board.rules) {
     if (!matches(rule, call)) continue;
+    if (rule.skip > 0) return --rule.skip, FaultRule{};
     FaultRule found = rule;
-    found.effect = use_up(board, rule);
+    ++rule.hits;
+    bool last = rule.count > 0 && --rule.count == 0;
+    if (last) rule.effect = Effect::None;
+    if (last) --board.rule_count;
     return found;
   }
   return {};
@@ -47,14 +38,13 @@ FaultRule find(Board &board, const FaultCall &call) {
 
 Fault take_fault(Board &board, const FaultCall &call) {
   if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
-  FaultRule rule = find(board, call);
-  bool driver_answers = call.call == Call::Request;
+  FaultRule rule = strike(board, call);
+  bool driver_answers = call.call == Call::Request, busy = rule.effect == Effect::Busy;
   bool moves_bytes = call.call == Call::Read || call.call == Call::Write;
   if (rule.effect == Effect::None) return {};
   if (rule.effect == Effect::Killed) kill(getpid(), SIGKILL);
   if (rule.effect == Effect::Closed) return {true, false, -1, ENXIO};
-  if (rule.effect == Effect::Busy)
-    return driver_answers ? Fault{true, false, kBusBusy, 0} : Fault{true, false, -1, EBUSY};
+  if (busy) return driver_answers ? Fault{true, false, kBusBusy, 0} : Fault{true, false, -1, EBUSY};
   if (rule.effect == Effect::Value && (driver_answers || moves_bytes)) {
     return {true, moves_bytes, static_cast<int>(rule.value), 0};
   }

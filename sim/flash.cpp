@@ -46,9 +46,9 @@ const Request kRequests[] = {
     {0xd1, "EraseSector", Shape::None, false, "", nullptr, 0},
     {0xd2, "GetFlashId", Shape::Identification, true, "", get_identification, 0},
     {0xd9, "GetStatusRegister", Shape::None, false, "", get_status_register, 0},
-    {0xda, "GetChipIndex", Shape::Byte, true, "index", copy_state, offsetof(Board, flash.chip_index)},
-    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", copy_state, offsetof(Board, flash.debug)},
-    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", copy_state, offsetof(Board, flash.debug)},
+    {0xda, "GetChipIndex", Shape::Byte, true, "index", plain, offsetof(Board, flash.chip_index)},
+    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", plain, offsetof(Board, flash.debug)},
+    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", plain, offsetof(Board, flash.debug)},
     {0xdd, "SelectLowerSegment", Shape::None, false, "", select_lower_segment, 0},
 };
 

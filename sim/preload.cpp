@@ -2,13 +2,14 @@
 #include <fcntl.h>
 #include <stdarg.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "board.h"
 #include "node_table.h"
 #include "request.h"
 
-// The libc functions that open, close, duplicate and control descriptors. Each asks one question, "is it a node?", and
+// The libc functions that open, close, duplicate and control descriptors, and ask about paths. Each asks one question, "is it a node?", and
 // hands everything else to the function behind it. Programs that make system calls of their own are not seen.
 
 namespace {
@@ -40,6 +41,9 @@ int open_any(int folder, const char *path, int flags, mode_t mode) {
   bool unusable = node != Node::None && errno != 0;
   return unusable ? -1 : open_real(folder, path, flags, mode);
 }
+
+/** A node's file stands for the node where a program asks about its path. */
+const char *followed(const char *path, char *file) { return file_of(node_of_path(path), file) ? file : path; }
 
 int control_node(Node node, int fd, unsigned long request, void *record) {
   constexpr unsigned long kRequestCode = 0x40012400;
@@ -129,6 +133,22 @@ int fcntl(int fd, int command, ...) {
   return command == F_DUPFD || command == F_DUPFD_CLOEXEC ? duplicated(fd, result) : result;
 }
 
+int access(const char *path, int mode) noexcept {
+  char file[kFileMax];
+  return behind<access>("access")(followed(path, file), mode);
+}
+
+int fstatat(int folder, const char *path, struct stat *status, int flags) noexcept {
+  char file[kFileMax];
+  return behind<fstatat>("fstatat")(folder, followed(path, file), status, flags);
+}
+int stat(const char *path, struct stat *status) noexcept { return fstatat(AT_FDCWD, path, status, 0); }
+
+int statx(int folder, const char *path, int flags, unsigned mask, struct statx *status) noexcept {
+  char file[kFileMax];
+  return behind<statx>("statx")(folder, followed(path, file), flags, mask, status);
+}
+
 // Pauses are counted instead of slept where the user asked for it; they still advance the board's time.
 int usleep(useconds_t microseconds) {
   const Attached *attached = environment_board();
@@ -145,6 +165,13 @@ int creat64(const char *path, mode_t mode) __attribute__((alias("creat")));
 int __open64_2(const char *path, int flags) __attribute__((alias("__open_2")));
 int __openat64_2(int folder, const char *path, int flags) __attribute__((alias("__openat_2")));
 int fcntl64(int fd, int command, ...) __attribute__((alias("fcntl")));
+
+#if __WORDSIZE == 64
+#pragma GCC diagnostic ignored "-Wattribute-alias"  // both structures are the same on such a machine
+int fstatat64(int folder, const char *path, struct stat64 *status, int flags) noexcept
+    __attribute__((alias("fstatat")));
+int stat64(const char *path, struct stat64 *status) noexcept __attribute__((alias("stat")));
+#endif
 
 }  // extern "C"
 #pragma GCC visibility pop

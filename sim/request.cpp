@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "board.h"
+#include "devices.h"
 #include "system_calls.h"
 
 namespace zelsim {
@@ -78,9 +79,12 @@ size_t record_size(Shape shape) {
   return kSizes[static_cast<unsigned>(shape)];
 }
 
-int copy_state(Board &board, const Request &request, uint8_t *record) {
-  uint8_t *state = reinterpret_cast<uint8_t *>(&board) + request.state;
-  memcpy(request.fills ? record : state, request.fills ? state : record, record_size(request.shape));
+int plain(Board &board, const Request &request, uint8_t *record) {
+  bool pair = request.shape == Shape::Pair;
+  auto index = static_cast<uint8_t>(pair ? record[0] - request.first : 0);
+  uint8_t *value = record + pair, *state = reinterpret_cast<uint8_t *>(&board) + request.state + index;
+  if (index >= request.count || (!request.fills && *value > request.highest)) return kFail;
+  memcpy(request.fills ? value : state, request.fills ? state : value, record_size(request.shape) - pair);
   return 0;
 }
 

@@ -29,7 +29,7 @@ struct Request {
   bool fills;          // the driver writes back: of a pair the second byte, of a register record the value, else all
   const char *fields;  // names of a byte's or a pair's fields, for the trace
   int (*handle)(Board &board, const Request &request, uint8_t *record);  // null: the flash's erase
-  // For requests that only set or get a byte of the state:
+  // For requests that only set or get a piece of the state:
   size_t state = 0;              // offset in Board
   uint8_t first = 0, count = 1;  // selectors that a pair accepts, in a row
   uint8_t highest = 0xff;        // value that a set accepts
@@ -49,8 +49,9 @@ bool request_by_name(Node node, const char *name, uint8_t *number);
 const char *node_name(Node node);
 size_t record_size(Shape shape);
 
-/** Handles a request whose whole record is a piece of the driver's state: copied in or out. */
-int copy_state(Board &board, const Request &request, uint8_t *record);
+/** Handles a request that only sets or gets a piece of the driver's state: the whole record, or one byte that a pair's
+ *  first byte selects. */
+int plain(Board &board, const Request &request, uint8_t *record);
 
 /** Answers request number `number` on an open descriptor; -1 with errno as the kernel would. */
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record);
