@@ -144,21 +144,6 @@ const Attached *current_board() {
   return attached != nullptr ? attached : environment_board();
 }
 
-bool make_board_files(const char *folder) {
-  Board board;
-  memset(&board, 0, sizeof board);
-  board.magic = kMagic;
-  board.version = kVersion;
-  board.size = sizeof board;
-  power_on(board);
-  constexpr int kNew = O_RDWR | O_CREAT | O_EXCL;
-  for (const char *file : kNodeFiles) {
-    sys::File made(open_in(folder, file, kNew, 0666));
-    if (!made.ok() || (file == kFlashFile && sys::ftruncate(made.get(), kFlashSize) != 0)) return false;
-  }
-  sys::File state(open_in(folder, kStateFile, kNew, 0666));
-  return state.ok() && sys::write(state.get(), &board, sizeof board) == sizeof board;
-}
 void reset_hardware(Board &board) {
   uint32_t resets = board.gpio.hardware_resets;
   uint8_t key = board.gpio.reset_key;

@@ -15,7 +15,8 @@ constexpr const char *kNodeFiles[] = {"/gpio", "/i2c", kFlashFile};
 
 constexpr size_t kPathMax = 1024;
 
-/** A mapped board. The flash image is stored inverted: an erased chip is a file of holes, and erasing punches one. */
+/** A mapped board. The flash image is stored inverted: what was never written is a hole of the
+ *  file. */
 struct Attached {
   Board *board;
   const uint8_t *inverted_flash;
@@ -35,9 +36,6 @@ const Attached *environment_board();
 
 /** The board that this process is attached to already; reads the environment only when there is none. */
 const Attached *current_board();
-
-/** Makes the files of a new board in an existing, empty folder. */
-bool make_board_files(const char *folder);
 
 /** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured;
  *  only a hardware reset takes them back to their power-on state. */

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <memory>
 #include <sstream>
 
 #include "tool.h"
@@ -43,6 +45,20 @@ struct TemporaryFolder {
     fs::remove_all(path, ignored);
   }
 };
+
+// Power-on states of everything, and an erased flash.
+void make_board_files(const fs::path &folder) {
+  for (const char *file : kNodeFiles) std::ofstream(folder.native() + file).flush();
+  fs::resize_file(folder.native() + kFlashFile, kFlashSize);
+  auto board = std::make_unique<Board>();
+  board->magic = kMagic;
+  board->version = kVersion;
+  board->size = sizeof(Board);
+  power_on(*board);
+  std::ofstream state(folder.native() + kStateFile, std::ios::binary);
+  if (!state.write(reinterpret_cast<const char *>(board.get()), sizeof(Board)).flush())
+    throw Failure("cannot write " + folder.native() + kStateFile + ": " + std::strerror(errno));
+}
 
 Attached attach_or_throw(const std::string &folder) {
   Attached attached;
@@ -85,7 +101,7 @@ void create_board(const std::string &name, const std::string &slots) {
     types.push_back(choice(word, "--slots", {"none", "copper", "sfp"}));
   if (types.size() > kSlots) throw Usage("--slots: '" + slots + "' names more than 3 boards");
   TemporaryFolder fresh;
-  if (!make_board_files(fresh.path.c_str())) throw Failure("cannot make a board: " + std::string(std::strerror(errno)));
+  make_board_files(fresh.path);
   Attached attached = attach_or_throw(fresh.path);
   for (unsigned slot = 0; slot < types.size(); ++slot) fit(*attached.board, slot, static_cast<uint8_t>(types[slot]));
   constexpr fs::perms kOpenToAll = fs::perms(0755);

@@ -21,20 +21,10 @@ constexpr uint16_t kControlPowerDown = 0x0800;
 constexpr uint16_t kControlRestart = 0x0200;
 constexpr uint16_t kControlSelfClearing = kControlReset | kControlRestart;
 
-struct PowerOnValue {
-  unsigned number;
-  uint16_t value;
-};
-
-constexpr PowerOnValue kPowerOn[] = {{Control, 0x1140},        {Status, 0x7949},         {Advertisement, 0x01e1},
-                                     {GigabitControl, 0x0300}, {ExtendedStatus, 0x3000}, {ExtendedPhyStatus, 0x848c}};
-
-bool settled(const Board &board, const Cage &cage) {
-  return now_us(board) - cage.negotiating_since_us >= int64_t{board.settle_ms} * 1000;
-}
-
 bool link_is_up(const Board &board, const Cage &cage) {
-  return cage.link_speed != 0 && !(cage.phy_register[Control] & kControlPowerDown) && settled(board, cage);
+  int64_t elapsed = wrapping_sum(now_us(board), wrapping_sum(~cage.negotiating_since_us, 1));
+  bool settled = elapsed >= int64_t{board.settle_ms} * 1000;
+  return cage.link_speed != 0 && !(cage.phy_register[Control] & kControlPowerDown) && settled;
 }
 
 // What the partner offers is what the link runs at, and below 1000 Mb/s nothing in the gigabit register.
@@ -59,18 +49,12 @@ unsigned value(const Board &board, const Cage &cage, unsigned number) {
   constexpr unsigned kStatusLink = 0x0004, kStatusNegotiated = 0x0020;
   bool up = link_is_up(board, cage);
   bool negotiated = up && (cage.phy_register[Control] & kControlNegotiate);
-  switch (number) {
-    case Status:
-      return cage.phy_register[Status] | (up ? kStatusLink : 0) | (negotiated ? kStatusNegotiated : 0);
-    case PartnerAbility:
-      return negotiated ? partner_ability(cage) : 0;
-    case GigabitStatus:
-      return negotiated ? gigabit_status(cage) : 0;
-    case PhyStatus:
-      return up ? phy_status(cage) : 0;
-    default:
-      return cage.phy_register[number];
-  }
+  if (number == Status)
+    return cage.phy_register[Status] | (up ? kStatusLink : 0) | (negotiated ? kStatusNegotiated : 0);
+  if (number == PartnerAbility) return negotiated ? partner_ability(cage) : 0;
+  if (number == GigabitStatus) return negotiated ? gigabit_status(cage) : 0;
+  if (number == PhyStatus) return up ? phy_status(cage) : 0;
+  return cage.phy_register[number];
 }
 
 // A reset takes effect at once and keeps what was written to the other registers.
@@ -84,21 +68,15 @@ void write_value(const Board &board, Cage &cage, unsigned number, uint16_t writt
   }
 }
 
-// Without its transmitter the module keeps its PHY in reset: nobody answers.
-Cage *answering(Board &board) {
-  Cage *cage = selected_module(board);
-  if (cage == nullptr || cage->phy == PhyKind::None || tx_disable(board, board.gpio.selected_cage)) return nullptr;
-  return cage;
-}
-
 }  // namespace
 
 void reset_phy(Cage &cage) {
-  memset(cage.phy_register, 0, sizeof cage.phy_register);
-  for (const PowerOnValue &row : kPowerOn) cage.phy_register[row.number] = row.value;
   bool marvell = cage.phy == PhyKind::Marvell;
-  cage.phy_register[Identifier1] = marvell ? 0x0141 : 0x0022;
-  cage.phy_register[Identifier2] = marvell ? 0x0cc2 : 0x1640;
+  uint16_t first = marvell ? 0x0141 : 0x0022, second = marvell ? 0x0cc2 : 0x1640;
+  // By number: registers 0 to 4, 9, 15 and 27.
+  const uint16_t kPowerOn[kPhyRegisters] = {0x1140, 0x7949, first, second, 0x01e1, 0, 0, 0, 0, 0x0300, 0, 0, 0, 0,
+                                            0,      0x3000, 0,     0,      0,      0, 0, 0, 0, 0,      0, 0, 0, 0x848c};
+  memcpy(cage.phy_register, kPowerOn, sizeof cage.phy_register);
 }
 
 void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }
@@ -108,8 +86,10 @@ unsigned phy_value(const Board &board, unsigned port, unsigned number) {
 }
 
 int copper_phy(Board &board, Transfer &transfer) {
-  Cage *cage = answering(board);
-  if (cage == nullptr || (transfer.write && transfer.offset_len == 0)) return kFail;
+  Cage *cage = selected_module(board);
+  if (cage == nullptr || cage->phy == PhyKind::None || (transfer.write && transfer.offset_len == 0)) return kFail;
+  // Without its transmitter the module keeps its PHY in reset: nobody answers.
+  if (tx_disable(board, board.gpio.selected_cage)) return kFail;
   unsigned first = transfer.offset_len > 0 ? transfer.offset : 0;
   for (unsigned i = 0; i < transfer.len; ++i) {
     unsigned number = (first + i / 2) % kPhyRegisters;

@@ -24,26 +24,26 @@ bool named(const Words &names, const std::string &text, Enumeration first, Enume
 }
 
 void parse_request(FaultRule &rule, const std::string &text) {
-  if (named(kCalls, text, Call::Open, &rule.call)) return;
-  rule.call = Call::Request;
-  if (request_by_name(rule.node, text.c_str(), &rule.request)) return;
+  if (named(kCalls, text, Call::Open, &rule.on.call)) return;
+  rule.on.call = Call::Request;
+  if (request_by_name(rule.on.node, text.c_str(), &rule.on.request)) return;
   bool digit = text[0] >= '0' && text[0] <= '9';
   if (!digit)
     throw Usage("REQUEST: '" + text + "' is no number, no request of this node, nor open, read, write or lseek");
-  rule.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
+  rule.on.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
 }
 
 FaultRule parse_target(const std::string &target) {
   FaultRule rule = {};
   size_t at = target.find('@'), colon = target.substr(0, at).find(':'), dash = target.find('-', at);
-  rule.node = static_cast<Node>(choice(target.substr(0, std::min(at, colon)), "NODE", kNodes) + 1);
+  rule.on.node = static_cast<Node>(choice(target.substr(0, std::min(at, colon)), "NODE", kNodes) + 1);
   if (colon != std::string::npos)
     parse_request(rule, target.substr(colon + 1, at == std::string::npos ? at : at - colon - 1));
   if (at == std::string::npos) return rule;
-  rule.has_address = 1;
-  rule.first_address = rule.last_address = number(target.substr(at + 1, dash - at - 1), "ADDRESS", 0, 0xffffffff);
+  rule.on.has_address = 1;
+  rule.on.first_address = rule.on.last_address = number(target.substr(at + 1, dash - at - 1), "ADDRESS", 0, 0xffffffff);
   if (dash != std::string::npos)
-    rule.last_address = number(target.substr(dash + 1), "ADDRESS", rule.first_address, 0xffffffff);
+    rule.on.last_address = number(target.substr(dash + 1), "ADDRESS", rule.on.first_address, 0xffffffff);
   return rule;
 }
 
@@ -52,25 +52,26 @@ void parse_result(FaultRule &rule, const std::string &text) {
   constexpr uint32_t kDriverFailed = 0xffff;
   rule.value = kDriverFailed;
   if (text.empty()) {
-    rule.effect = rule.call <= Call::Request ? Effect::Value
-                  : rule.call == Call::Open  ? Effect::Closed
-                                             : Effect::Refused;
+    rule.effect = rule.on.call <= Call::Request ? Effect::Value
+                  : rule.on.call == Call::Open  ? Effect::Closed
+                                                : Effect::Refused;
   } else if (!named(kEffects, text, Effect::Refused, &rule.effect)) {
     rule.effect = Effect::Value;
     rule.value = number(text, "--result", 0, 0x7fffffff);
   }
-  if (rule.effect == Effect::Closed && rule.call == Call::AnyRequest) rule.call = Call::Open;
-  bool misfit = rule.effect == Effect::Closed && rule.call != Call::Open;
+  if (rule.effect == Effect::Closed && rule.on.call == Call::AnyRequest) rule.on.call = Call::Open;
+  bool misfit = rule.effect == Effect::Closed && rule.on.call != Call::Open;
   if (misfit) throw Usage("--result: 'closed' is for an open, not for a request");
 }
 
 void print(const FaultRule &rule) {
   char request[16] = "", address[32] = "", value[16];
-  std::snprintf(request, sizeof request, ":0x%02X", rule.request);
+  std::snprintf(request, sizeof request, ":0x%02X", rule.on.request);
   std::snprintf(value, sizeof value, "0x%x", rule.value);
-  if (rule.has_address) std::snprintf(address, sizeof address, "@0x%x-0x%x", rule.first_address, rule.last_address);
-  std::string call = rule.call == Call::AnyRequest ? "" : ":" + kCalls[static_cast<unsigned>(rule.call)];
-  std::string target = node_name(rule.node) + (rule.call == Call::Request ? request : call) + address;
+  if (rule.on.has_address)
+    std::snprintf(address, sizeof address, "@0x%x-0x%x", rule.on.first_address, rule.on.last_address);
+  std::string call = rule.on.call == Call::AnyRequest ? "" : ":" + kCalls[static_cast<unsigned>(rule.on.call)];
+  std::string target = node_name(rule.on.node) + (rule.on.call == Call::Request ? request : call) + address;
   std::string effect = rule.effect == Effect::Value ? value : kEffects[static_cast<unsigned>(rule.effect)];
   std::string count = rule.count > 0 ? std::to_string(rule.count) : "unlimited";
   std::printf("%-28s result=%s skip=%u count=%s hits=%u\n", target.c_str(), effect.c_str(), rule.skip, count.c_str(),
@@ -93,7 +94,7 @@ void list_faults(const std::string &board) {
   OpenBoard open = open_board(board);
   Guard guard(open.board());
   for (const FaultRule &rule : open.board().rules) {
-    bool whole = rule.effect <= Effect::Killed && rule.node <= Node::Any && rule.call <= Call::Seek;
+    bool whole = rule.effect <= Effect::Killed && rule.on.node <= Node::Any && rule.on.call <= Call::Seek;
     if (rule.effect != Effect::None && whole) print(rule);
   }
 }

@@ -10,19 +10,19 @@
 namespace zelsim {
 namespace {
 
-bool matches(const FaultRule &rule, const FaultCall &call) {
-  if (rule.effect == Effect::None || (rule.node != Node::Any && rule.node != call.node)) return false;
-  if (rule.call == Call::AnyRequest ? call.call == Call::Open : rule.call != call.call) return false;
-  if (rule.call == Call::Request && rule.request != call.request) return false;
-  if (!rule.has_address) return true;
-  return call.has_address && call.first_address <= rule.last_address && call.last_address >= rule.first_address;
+bool matches(const FaultCall &on, const FaultCall &call) {
+  if (on.node != Node::Any && on.node != call.node) return false;
+  if (on.call == Call::AnyRequest ? call.call == Call::Open : on.call != call.call) return false;
+  if (on.call == Call::Request && on.request != call.request) return false;
+  bool overlaps = call.first_address <= on.last_address && call.last_address >= on.first_address;
+  return !on.has_address || (call.has_address && overlaps);
 }
 
 // What the first rule for this call does to it; the rule is used up by one.
 FaultRule strike(Board &board, const FaultCall &call) {
   Guard guard(board);
   for (FaultRule &rule : board.rules) {
-    if (!matches(rule, call)) continue;
+    if (rule.effect == Effect::None || !matches(rule.on, call)) continue;
     if (rule.skip > 0) return --rule.skip, FaultRule{};
     FaultRule found = rule;
     ++rule.hits;

@@ -7,8 +7,8 @@
 #include "request.h"
 #include "system_calls.h"
 
-// The serial NOR flash and its driver. The image file holds every byte inverted, so that an erased sector is a hole:
-// erasing punches one, and programming, which only clears bits of the chip, only sets bits of the file. Old contents
+// The serial NOR flash and its driver. The image file holds every byte inverted, so that what was never written is a
+// hole of the file; programming, which only clears bits of the chip, only sets bits of the file. Old contents
 // are looked at through the process's read-only mapping and changed through the caller's own descriptor, whose access
 // mode then counts.
 
@@ -148,43 +148,18 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
 }
 
 int flash_erase(const Attached &attached, int fd, uint32_t address) {
-  if (address >= kFlashSize) {
-    errno = EINVAL;
-    return -1;
-  }
+  static const uint8_t erased[kSectorSize] = {};
   uint32_t sector = address / kSectorSize;
+  errno = EINVAL;
+  if (sector >= kSectors) return -1;
   {
     Guard guard(*attached.board);
     select_segment(*attached.board, address);
-    if (!clear_sector(fd, sector)) return -1;
+    if (sys::pwrite(fd, erased, sizeof erased, static_cast<off_t>(sector) * off_t{kSectorSize}) < 0) return -1;
     ++attached.board->flash.erases[sector];
   }
   sleep_for(kSectorEraseNs);
   return 0;
-}
-
-bool clear_sector(int fd, uint32_t sector) {
-  off_t at = static_cast<off_t>(sector) * off_t{kSectorSize};
-  if (sys::punch_hole(fd, at, kSectorSize) == 0) return true;
-  if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
-  const uint8_t zeros[4096] = {};  // a file system without holes
-  for (uint32_t done = 0; done < kSectorSize; done += sizeof zeros) {
-    if (sys::pwrite(fd, zeros, sizeof zeros, at + done) != sizeof zeros) return false;
-  }
-  return true;
-}
-
-bool store_sector(int fd, uint32_t sector, const uint8_t *data) {
-  uint8_t inverted[kSectorSize];
-  uint8_t any = 0;
-  for (uint32_t i = 0; i < kSectorSize; ++i) any |= inverted[i] = static_cast<uint8_t>(~data[i]);
-  if (any == 0) return clear_sector(fd, sector);
-  return sys::pwrite(fd, inverted, sizeof inverted, static_cast<off_t>(sector) * off_t{kSectorSize}) == sizeof inverted;
-}
-
-void load_sector(const Attached &attached, uint32_t sector, uint8_t *data) {
-  const uint8_t *inverted = attached.inverted_flash + size_t{sector} * kSectorSize;
-  for (uint32_t i = 0; i < kSectorSize; ++i) data[i] = static_cast<uint8_t>(~inverted[i]);
 }
 
 }  // namespace zelsim

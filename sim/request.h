@@ -74,15 +74,6 @@ constexpr long kNoResult = std::numeric_limits<long>::min();
 /** One line of the trace, with the result, or -1 and errno's name, at its end; nothing when the trace is off. */
 __attribute__((format(printf, 2, 3))) void trace(long result, const char *format, ...);
 
-/** What asks for a fault before it takes effect: a request, a read, write or seek, an open. */
-struct FaultCall {
-  Node node;
-  Call call;
-  uint8_t request;
-  bool has_address;
-  uint32_t first_address, last_address;
-};
-
 struct Fault {
   bool strikes;
   bool short_count;  // of a read or write: let it move `result` bytes at most
@@ -103,11 +94,5 @@ int flash_erase(const Attached &attached, int fd, uint32_t address);
 
 /** Stands for the descriptor's own position in flash_read and flash_write. */
 constexpr off_t kAtPosition = std::numeric_limits<off_t>::min();
-
-/** Sectors of the image file, in the chip's polarity on the caller's side. False with errno when the file does not take
- *  it. */
-bool clear_sector(int fd, uint32_t sector);
-bool store_sector(int fd, uint32_t sector, const uint8_t *data);
-void load_sector(const Attached &attached, uint32_t sector, uint8_t *data);
 
 }  // namespace zelsim

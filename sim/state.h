@@ -107,14 +107,18 @@ struct Flash {
 enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed };
 enum class Call : uint8_t { AnyRequest, Request, Open, Read, Write, Seek };
 
-struct FaultRule {
-  Effect effect;  // None: the row is free
+/** What asks for a fault before it takes effect, a request, a read, write or seek, an open; or what a rule looks for. */
+struct FaultCall {
   Node node;
   Call call;
   uint8_t request, has_address;
   uint32_t first_address, last_address;
-  uint32_t value;
-  uint32_t skip, count, hits;  // count 0: until healed
+};
+
+struct FaultRule {
+  Effect effect;  // None: the row is free
+  FaultCall on;
+  uint32_t value, skip, count, hits;  // count 0: until healed
 };
 
 struct Board {
