@@ -46,14 +46,10 @@ int enable_watchdog(Board &board, const Request &, uint8_t *) {
 }
 
 // Once asked to, the driver keeps toggling until it is told to stop.
-int toggle_watchdog(Board &board, const Request &, uint8_t *) {
-  board.gpio.watchdog_toggling = 1;
-  ++board.gpio.watchdog_toggles;
-  return 0;
-}
-
-int stop_watchdog(Board &board, const Request &, uint8_t *) {
-  board.gpio.watchdog_toggling = 0;
+int toggle_watchdog(Board &board, const Request &request, uint8_t *) {
+  constexpr uint8_t kToggle = 0x9c;
+  board.gpio.watchdog_toggling = request.number == kToggle;
+  board.gpio.watchdog_toggles += board.gpio.watchdog_toggling;
   return 0;
 }
 
@@ -99,7 +95,7 @@ const Request kRequests[] = {
     {0x9a, "GetResetKey", Shape::Byte, true, "key", plain, offsetof(Board, gpio.reset_key)},
     {0x9b, "EnableWatchdog", Shape::Byte, false, "value", enable_watchdog},
     {0x9c, "ToggleWatchdog", Shape::Byte, false, "value", toggle_watchdog},
-    {0x9d, "StopWatchdogToggle", Shape::Byte, false, "value", stop_watchdog},
+    {0x9d, "StopWatchdogToggle", Shape::Byte, false, "value", toggle_watchdog},
     {0xd5, "GetDiagFlag", Shape::Byte, false, "value", get_diag_flag},
     {0xd6, "SetDiagFlag", Shape::Byte, false, "flag", plain, offsetof(Board, gpio.diag_flag)},
     {0xd7, "GetFlashAccessFlag", Shape::Byte, true, "flag", plain, offsetof(Board, gpio.flash_access)},
