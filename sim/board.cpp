@@ -7,51 +7,12 @@
 #include <sys/file.h>
 #include <time.h>
 
-#include <atomic>
-
 #include "devices.h"
 #include "request.h"
 #include "system_calls.h"
 
 namespace zelsim {
 namespace {
-
-struct Place {
-  char folder[kPathMax];
-  Attached attached;  // null: no usable board there, and the user knows it
-};
-
-std::atomic<const Place *> g_place;
-pthread_mutex_t g_place_mutex = PTHREAD_MUTEX_INITIALIZER;
-
-const Attached *board_of(const Place *place) {
-  return place != nullptr && place->attached.board != nullptr ? &place->attached : nullptr;
-}
-
-bool is_at(const Place *place, const char *folder) { return place != nullptr && strcmp(place->folder, folder) == 0; }
-
-// A deleted board has lost its magic number: a new one may stand in the same folder.
-const Attached *usable_board(const char *folder) {
-  const Place *place = g_place.load(std::memory_order_acquire);
-  const Attached *attached = is_at(place, folder) ? board_of(place) : nullptr;
-  return attached != nullptr && attached->board->magic == kMagic ? attached : nullptr;
-}
-
-// The old place is never given back: another thread may be in the middle of a request on it.
-void move_to(const char *folder) {
-  Attached attached;
-  char error[2 * kPathMax];
-  bool usable = attach(folder, &attached, error, sizeof error);
-  const Place *old = g_place;
-  bool told = is_at(old, folder) && board_of(old) == nullptr;
-  if (!usable && told) return;
-  if (!usable) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
-  auto *place = static_cast<Place *>(calloc(1, sizeof(Place)));
-  if (place == nullptr) return;
-  snprintf(place->folder, sizeof place->folder, "%s", folder);
-  place->attached = attached;
-  g_place.store(place, std::memory_order_release);
-}
 
 // What is wrong with a board's two files, or null.
 const char *fault_of(int state, int flash) {
@@ -125,23 +86,18 @@ const char *variable(const char *name) {
 
 bool is_on(const char *name) { return variable(name)[0] != '\0' && strcmp(variable(name), "0") != 0; }
 
-// Asked at every open of a node, so that a program may set the variable for itself.
+// Once for a process: a program stays on the board that it met first.
 const Attached *environment_board() {
-  const char *folder = variable("ZELSIM_BOARD_DIR");
-  errno = 0;
-  if (folder[0] == '\0') return nullptr;
-  if (usable_board(folder) == nullptr) {
-    pthread_mutex_lock(&g_place_mutex);
-    if (usable_board(folder) == nullptr) move_to(folder);
-    pthread_mutex_unlock(&g_place_mutex);
-  }
-  errno = ENXIO;
-  return usable_board(folder);
-}
-
-const Attached *current_board() {
-  const Attached *attached = board_of(g_place.load(std::memory_order_acquire));
-  return attached != nullptr ? attached : environment_board();
+  static pthread_once_t once = PTHREAD_ONCE_INIT;
+  static Attached attached;
+  pthread_once(&once, [] {
+    char error[2 * kPathMax];
+    const char *folder = variable("ZELSIM_BOARD_DIR");
+    bool wanted = folder[0] != '\0';
+    if (wanted && !attach(folder, &attached, error, sizeof error)) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
+  });
+  errno = variable("ZELSIM_BOARD_DIR")[0] != '\0' ? ENXIO : 0;
+  return attached.board != nullptr ? &attached : nullptr;
 }
 
 void reset_hardware(Board &board) {

@@ -30,12 +30,9 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
 const char *variable(const char *name);
 bool is_on(const char *name);
 
-/** The board that ZELSIM_BOARD_DIR names at this moment. Null when there is none; errno is then 0 when none is asked
- *  for, and ENXIO (after one line on stderr) when it is unusable. */
+/** The board that ZELSIM_BOARD_DIR named when this process first asked. Null when there is none; errno is then 0 when
+ *  none is asked for, and ENXIO (after one line on stderr) when it is unusable. */
 const Attached *environment_board();
-
-/** The board that this process is attached to already; reads the environment only when there is none. */
-const Attached *current_board();
 
 /** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured;
  *  only a hardware reset takes them back to their power-on state. */

@@ -44,25 +44,13 @@ uint8_t input(const Board &board, const Expander &chip, Level *level, unsigned i
   return static_cast<uint8_t>(levels ^ chip.value[Polarity][port]);
 }
 
-uint32_t transmitters(const Board &board) {
-  uint32_t on = 0;
-  for (unsigned port = 0; port < kPorts; ++port) on |= (tx_disable(board, port) ? 0u : 1u) << port;
-  return on;
-}
-
 int answer(Board &board, Expander &chip, Level *level, unsigned index, unsigned ports, Transfer &transfer) {
-  uint32_t before = transmitters(board);
   transfer.take_pointer(&chip.pointer, 4 * ports);
   for (unsigned i = 0; i < transfer.len; ++i) {
     unsigned at = chip.pointer % (4 * ports), kind = at / ports, port = (at + i) % ports;
     uint8_t &data = transfer.data[i], &value = chip.value[kind][port];
     if (!transfer.write) data = kind == Input ? input(board, chip, level, index, port) : value;
     if (transfer.write) value = data;
-  }
-  // A module whose transmitter has just been switched on begins to negotiate.
-  uint32_t switched_on = transmitters(board) & ~before;
-  for (unsigned port = 0; port < kPorts; ++port) {
-    if (switched_on >> port & 1) restart_negotiation(board, board.cages[port]);
   }
   return 0;
 }

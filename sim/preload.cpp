@@ -25,7 +25,7 @@ int open_real(int folder, const char *path, int flags, mode_t mode) {
 int open_node(Node node, const char *file, int flags) {
   constexpr int kFileOnlyFlags =
       O_CREAT | O_EXCL | O_TRUNC | O_APPEND;  // a device has nothing to create, cut, append to
-  int error = take_fault(*current_board()->board, {node, Call::Open, 0, false, 0, 0}).error;
+  int error = take_fault(*environment_board()->board, {node, Call::Open, 0, false, 0, 0}).error;
   int fd = error == 0 ? open_real(AT_FDCWD, file, flags & ~kFileOnlyFlags, 0) : -1;
   if (error != 0) errno = error;
   set_node(fd, node);
@@ -47,7 +47,7 @@ const char *followed(const char *path, char *file) { return file_of(node_of_path
 
 int control_node(Node node, int fd, unsigned long request, void *record) {
   constexpr unsigned long kRequestCode = 0x40012400;
-  const Attached *attached = current_board();
+  const Attached *attached = environment_board();
   errno = attached == nullptr ? ENXIO : ENOTTY;
   if (attached == nullptr || (request & 0xffffff00) != kRequestCode) return -1;
   return answer_request(*attached, node, fd, static_cast<uint8_t>(request), record);

@@ -24,8 +24,8 @@ bool is_node(int fd) { return node_of(fd) != Node::None; }
 /** Hands a call on a node to the flash's function of that kind; the other nodes refuse it with `error`. */
 template <typename Function, typename... Arguments>
 auto on_flash(int error, Function function, int fd, Arguments... arguments) {
-  using Result = decltype(function(*current_board(), fd, arguments...));
-  const Attached *attached = current_board();
+  using Result = decltype(function(*environment_board(), fd, arguments...));
+  const Attached *attached = environment_board();
   if (attached == nullptr) return Result{refuse(ENXIO)};
   return node_of(fd) == Node::Flash ? function(*attached, fd, arguments...) : Result{refuse(error)};
 }

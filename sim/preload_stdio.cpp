@@ -76,20 +76,15 @@ FILE *fopen(const char *path, const char *mode) {
 
 FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 
-// A standard stream keeps its number, and with it comes the exchange.
+// The number that the stream gives back is taken by the node: a standard stream keeps its own.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
-  char file[kFileMax];
-  int wanted = fileno(stream);
-  bool to_node = file_of(node_of_path(path), file), standard = wanted >= 0 && wanted <= STDERR_FILENO;
-  FILE *original = is_ours(wanted, stream) ? g_original[wanted] : stream;
-  if (!to_node) set_node(wanted, Node::None);
-  if (!to_node) return behind<freopen>("freopen")(path, mode, original);
-  FILE *fresh = open_stream(path, mode);
-  if (!standard || fresh == nullptr) return fclose(stream), fresh;
-  fflush(stream);
-  dup2(fileno(fresh), wanted);
-  fclose(fresh);
-  return *kStandard[wanted];
+  bool to_node = node_of_path(path) != Node::None;
+  int fd = fileno(stream);
+  FILE *original = is_ours(fd, stream) ? g_original[fd] : stream;
+  if (to_node) fclose(stream);
+  if (to_node) return fopen(path, mode);
+  set_node(fd, Node::None);
+  return behind<freopen>("freopen")(path, mode, original);
 }
 
 // libc closes the descriptor of its own streams without passing through close().

@@ -136,7 +136,7 @@ struct Board {
   uint32_t rule_count;  // rules in use, so that a healthy board looks at no rule
   FaultRule rules[kMaxRules];
   uint64_t paused_us;  // pauses counted and not slept; they advance the board's time
-  uint32_t settle_ms;  // from a transmitter switched on or a PHY reset to the end of its auto-negotiation
+  uint32_t settle_ms;  // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
 };
 
 }  // namespace zelsim
