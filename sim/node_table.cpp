@@ -24,8 +24,7 @@ Node node_at(int index) { return static_cast<Node>(index + 1); }
 void note_owner() { g_owner = getpid(); }
 
 void store(int fd, Node node) {
-  bool flash = node == Node::Flash, exchanged = (g_nodes[fd] == Node::Flash) != flash;
-  if (fd <= STDERR_FILENO && exchanged) follow_standard_stream(fd, flash);  // may still have data to write
+  if (fd <= STDERR_FILENO && node == Node::Flash) take_standard_stream(fd);
   g_nodes[fd] = node;
 }
 

@@ -14,8 +14,8 @@ Node node_of(int fd);
 /** Follows an open, a duplication or a close. */
 void set_node(int fd, Node node);
 
-/** Tells the stdio part that descriptor 0, 1 or 2 became the flash node or is about to be so no longer. */
-void follow_standard_stream(int fd, bool flash);
+/** Puts a stream of ours in the place of standard stream 0, 1 or 2, whose descriptor becomes the flash node. */
+void take_standard_stream(int fd);
 
 Node node_of_path(const char *path);
 

@@ -37,11 +37,6 @@ FILE *flash_stream(int fd, const char *mode, cookie_close_function_t *closer) {
   return stream;
 }
 
-FILE **const kStandard[] = {&stdin, &stdout, &stderr};
-FILE *g_original[3], *g_ours[3];  // ours once it has been needed
-
-bool is_ours(int fd, FILE *stream) { return fd >= 0 && fd <= STDERR_FILENO && g_ours[fd] == stream; }
-
 FILE *stream_on(int fd, const char *mode) {
   return node_of(fd) == Node::Flash ? flash_stream(fd, mode, close_stream) : behind<fdopen>("fdopen")(fd, mode);
 }
@@ -54,24 +49,23 @@ FILE *open_stream(const char *path, const char *mode) {
 
 }  // namespace
 
-// Ours closes no descriptor: the program's number stays what it made of it.
-void zelsim::follow_standard_stream(int fd, bool flash) {
-  if (g_ours[fd] == nullptr) {
-    g_original[fd] = *kStandard[fd];
-    g_ours[fd] = flash_stream(fd, fd == STDIN_FILENO ? "r" : "w", nullptr);
-  }
-  if (g_ours[fd] == nullptr) return;
-  fflush(g_ours[fd]);
-  if (fd == STDERR_FILENO) setvbuf(g_ours[fd], nullptr, _IONBF, 0);
-  *kStandard[fd] = flash ? g_ours[fd] : g_original[fd];
+// Ours closes no descriptor: the program's number stays what it made of it. It works on whatever the number becomes
+// later, so it is never exchanged back.
+void zelsim::take_standard_stream(int fd) {
+  static FILE **const kStandard[] = {&stdin, &stdout, &stderr};
+  static FILE *ours[3];
+  if (ours[fd] != nullptr) return;
+  ours[fd] = flash_stream(fd, fd == STDIN_FILENO ? "r" : "w", nullptr);
+  if (ours[fd] == nullptr) return;
+  if (fd == STDERR_FILENO) setvbuf(ours[fd], nullptr, _IONBF, 0);
+  *kStandard[fd] = ours[fd];
 }
 
 #pragma GCC visibility push(default)
 extern "C" {
 
 FILE *fopen(const char *path, const char *mode) {
-  char file[kFileMax];
-  return file_of(node_of_path(path), file) ? open_stream(path, mode) : behind<fopen>("fopen")(path, mode);
+  return node_of_path(path) != Node::None ? open_stream(path, mode) : behind<fopen>("fopen")(path, mode);
 }
 
 FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
@@ -79,19 +73,15 @@ FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 // The number that the stream gives back is taken by the node: a standard stream keeps its own.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
   bool to_node = node_of_path(path) != Node::None;
-  int fd = fileno(stream);
-  FILE *original = is_ours(fd, stream) ? g_original[fd] : stream;
-  if (to_node) fclose(stream);
-  if (to_node) return fopen(path, mode);
-  set_node(fd, Node::None);
-  return behind<freopen>("freopen")(path, mode, original);
+  if (!to_node) set_node(fileno(stream), Node::None);
+  if (!to_node) return behind<freopen>("freopen")(path, mode, stream);
+  fclose(stream);
+  return fopen(path, mode);
 }
 
 // libc closes the descriptor of its own streams without passing through close().
 int fclose(FILE *stream) {
-  int fd = fileno(stream);
-  if (is_ours(fd, stream)) return fflush(stream) | close(fd);  // which ends the exchange, too
-  if (node_of(fd) != Node::Flash) set_node(fd, Node::None);
+  if (node_of(fileno(stream)) != Node::Flash) set_node(fileno(stream), Node::None);
   return behind<fclose>("fclose")(stream);
 }
 

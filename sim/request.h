@@ -56,18 +56,6 @@ int plain(Board &board, const Request &request, uint8_t *record);
 /** Answers request number `number` on an open descriptor; -1 with errno as the kernel would. */
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record);
 
-struct RequestEvent {
-  Node node;
-  uint8_t number;
-  const Request *request;  // null: the driver does not know the number
-  uint8_t before[kTransferSize], after[kTransferSize];
-  int result, error;
-  uint32_t address;  // of an erase
-  bool answered;     // by the driver, not by a fault
-};
-
-void trace_request(const RequestEvent &event);
-
 /** Ends a line of the trace where there is nothing to say about a result. */
 constexpr long kNoResult = std::numeric_limits<long>::min();
 
