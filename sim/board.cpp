@@ -109,8 +109,7 @@ void reset_hardware(Board &board) {
   board.gpio.reset_key = key;
   memset(board.chain, 0, sizeof board.chain);
   memset(board.registers, 0, sizeof board.registers);
-  for (Expander &expander : board.i2c.wide) reset_expander(expander);
-  for (Expander &expander : board.i2c.narrow) reset_expander(expander);
+  reset_expanders(board);
 }
 
 void power_on(Board &board) {

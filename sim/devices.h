@@ -30,14 +30,14 @@ struct I2cDevice {
   int (*answer)(Board &board, Transfer &transfer);
 };
 
-int wide_expander(Board &board, Transfer &transfer);
-int narrow_expander(Board &board, Transfer &transfer);
+constexpr uint8_t kFirstWide = 0x40, kFirstNarrow = 0x70;
+int expander(Board &board, Transfer &transfer);
 int clock_chip(Board &board, Transfer &transfer);
 int temperature_sensor(Board &board, Transfer &transfer);
 int module_memory(Board &board, Transfer &transfer);
 int copper_phy(Board &board, Transfer &transfer);
 
-void reset_expander(Expander &expander);
+void reset_expanders(Board &board);
 
 /** Working configuration as the switch's start-up program leaves it: every transmitter off, the cages' other lines inputs. */
 void start_daughter_expanders(Board &board, unsigned slot);

@@ -9,9 +9,9 @@
 namespace zelsim {
 namespace {
 
-const I2cDevice kDevices[] = {{0x40, 0x4c, wide_expander},   {0x60, 0x6e, clock_chip},
-                              {0x70, 0x7a, narrow_expander}, {0x9e, 0x9e, temperature_sensor},
-                              {0xa0, 0xa0, module_memory},   {0xac, 0xac, copper_phy}};
+const I2cDevice kDevices[] = {{kFirstWide, 0x4c, expander},   {0x60, 0x6e, clock_chip},
+                              {kFirstNarrow, 0x7a, expander}, {0x9e, 0x9e, temperature_sensor},
+                              {0xa0, 0xa0, module_memory},    {0xac, 0xac, copper_phy}};
 
 int transfer(Board &board, const Request &request, uint8_t *record) {
   constexpr uint8_t kMaxOffsetLen = 4;
