@@ -7,7 +7,6 @@
 
 #include <fstream>
 
-#include "devices.h"
 #include "fake_board.h"
 #include "request.h"
 #include "tool.h"

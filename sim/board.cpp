@@ -1,4 +1,3 @@
-#include "board.h"
 
 #include <errno.h>
 #include <stdio.h>
@@ -7,7 +6,6 @@
 #include <sys/file.h>
 #include <time.h>
 
-#include "devices.h"
 #include "request.h"
 #include "system_calls.h"
 

@@ -6,8 +6,6 @@
 
 #include <iterator>
 
-#include "board.h"
-#include "devices.h"
 #include "request.h"
 
 // The platform's command tool on the virtual board: what no driver reaches.

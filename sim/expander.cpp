@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "devices.h"
+#include "board.h"
 
 // I/O expanders. The wide ones have their registers in pairs (input, output, polarity, configuration of two ports) and
 // step between the two of a pair on a longer transfer; the narrow ones have the same four as single registers and stay

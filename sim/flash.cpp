@@ -2,8 +2,6 @@
 #include <string.h>
 #include <time.h>
 
-#include "board.h"
-#include "devices.h"
 #include "request.h"
 #include "system_calls.h"
 

@@ -1,7 +1,5 @@
 #include <string.h>
 
-#include "board.h"
-#include "devices.h"
 #include "request.h"
 
 // The GPIO driver. Most requests set or get one byte of the board's state, and a table says all about them.

@@ -1,7 +1,5 @@
 #include <string.h>
 
-#include "board.h"
-#include "devices.h"
 #include "request.h"
 
 // The I2C driver: transfers to the chips on the bus, the busy flag, the daughter boards, and what it keeps for readers.

@@ -8,7 +8,6 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "board.h"
 #include "node_table.h"
 #include "request.h"
 

@@ -6,8 +6,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "board.h"
-#include "devices.h"
 #include "system_calls.h"
 
 namespace zelsim {
@@ -22,6 +20,11 @@ struct RequestEvent {
   uint32_t address;  // of an erase
   bool answered;     // by the driver, not by a fault
 };
+
+size_t record_size(Shape shape) {
+  constexpr size_t kSizes[] = {0, 1, 2, 8, kTransferSize, 48, 4, 3};
+  return kSizes[static_cast<unsigned>(shape)];
+}
 
 class Line {
  public:
@@ -151,6 +154,13 @@ RequestTable table(Node node) {
   return node == Node::Flash ? flash_requests() : RequestTable{};
 }
 
+const Request *find_request(Node node, uint8_t number) {
+  for (const Request &request : table(node)) {
+    if (request.number == number) return &request;
+  }
+  return nullptr;
+}
+
 void copy_filled(const Request &request, const uint8_t *from, void *to) {
   size_t at = 0, size = record_size(request.shape);
   if (request.shape == Shape::Pair) at = 1;
@@ -188,13 +198,6 @@ void answer(const Attached &attached, int fd, RequestEvent &event) {
 
 }  // namespace
 
-const Request *find_request(Node node, uint8_t number) {
-  for (const Request &request : table(node)) {
-    if (request.number == number) return &request;
-  }
-  return nullptr;
-}
-
 bool request_by_name(Node node, const char *name, uint8_t *number) {
   for (const Request &request : table(node)) {
     if (strcmp(request.name, name) != 0) continue;
@@ -207,11 +210,6 @@ bool request_by_name(Node node, const char *name, uint8_t *number) {
 const char *node_name(Node node) {
   constexpr const char *kNames[] = {"none", "gpio", "i2c", "flash", "any"};
   return kNames[static_cast<unsigned>(node)];
-}
-
-size_t record_size(Shape shape) {
-  constexpr size_t kSizes[] = {0, 1, 2, 8, kTransferSize, 48, 4, 3};
-  return kSizes[static_cast<unsigned>(shape)];
 }
 
 int plain(Board &board, const Request &request, uint8_t *record) {

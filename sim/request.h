@@ -6,13 +6,11 @@
 #include <limits>
 #include <span>
 
-#include "state.h"
+#include "board.h"
 
 // The way of a request through a driver: found in the node's table, perhaps struck by a fault, answered, traced.
 
 namespace zelsim {
-
-struct Attached;
 
 /** How a request's record is laid out; the trace decodes by it. */
 enum class Shape : uint8_t { None, Byte, Pair, Register, Transfer, Rtc, Temperature, Identification };
@@ -43,11 +41,9 @@ RequestTable gpio_requests();
 RequestTable i2c_requests();
 RequestTable flash_requests();
 
-const Request *find_request(Node node, uint8_t number);
 /** Number of the request that has this name on the node; case counts. */
 bool request_by_name(Node node, const char *name, uint8_t *number);
 const char *node_name(Node node);
-size_t record_size(Shape shape);
 
 /** Handles a request that only sets or gets a piece of the driver's state: the whole record, or one byte that a pair's
  *  first byte selects. */

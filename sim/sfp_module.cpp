@@ -1,7 +1,6 @@
 #include <string.h>
 
 #include "board.h"
-#include "devices.h"
 
 // A module in a cage, on the one module path which the cage select of the GPIO driver routes: its identification memory
 // and, in a 1000BASE-T module, its PHY. That has 16-bit registers, high byte first, behind one offset byte: 0 to 15 are
@@ -69,17 +68,26 @@ void write_value(const Board &board, Cage &cage, unsigned number, uint16_t writt
   }
 }
 
-}  // namespace
-
-bool has_cage(const Board &board, unsigned port) {
-  if (port >= kPorts) return false;
-  return port >= kDaughterPorts || board.i2c.slot_type[port / kPortsPerSlot] == kSfpBoard;
+void reset_phy(Cage &cage) {
+  bool marvell = cage.phy == PhyKind::Marvell;
+  uint16_t first = marvell ? 0x0141 : 0x0022, second = marvell ? 0x0cc2 : 0x1640;
+  // By number: registers 0 to 4, 9, 15 and 27.
+  const uint16_t kPowerOn[kPhyRegisters] = {0x1140, 0x7949, first, second, 0x01e1, 0, 0, 0, 0, 0x0300, 0, 0, 0, 0,
+                                            0,      0x3000, 0,     0,      0,      0, 0, 0, 0, 0,      0, 0, 0, 0x848c};
+  memcpy(cage.phy_register, kPowerOn, sizeof cage.phy_register);
 }
 
 Cage *selected_module(Board &board) {
   unsigned port = board.gpio.selected_cage;
   if (!has_cage(board, port) || !board.cages[port].fitted) return nullptr;
   return &board.cages[port];
+}
+
+}  // namespace
+
+bool has_cage(const Board &board, unsigned port) {
+  if (port >= kPorts) return false;
+  return port >= kDaughterPorts || board.i2c.slot_type[port / kPortsPerSlot] == kSfpBoard;
 }
 
 void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy) {
@@ -108,15 +116,6 @@ int module_memory(Board &board, Transfer &transfer) {
   unsigned at = transfer.offset_len > 0 ? transfer.offset : 0;
   for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = cage->page[(at + i) % sizeof cage->page];
   return 0;
-}
-
-void reset_phy(Cage &cage) {
-  bool marvell = cage.phy == PhyKind::Marvell;
-  uint16_t first = marvell ? 0x0141 : 0x0022, second = marvell ? 0x0cc2 : 0x1640;
-  // By number: registers 0 to 4, 9, 15 and 27.
-  const uint16_t kPowerOn[kPhyRegisters] = {0x1140, 0x7949, first, second, 0x01e1, 0, 0, 0, 0, 0x0300, 0, 0, 0, 0,
-                                            0,      0x3000, 0,     0,      0,      0, 0, 0, 0, 0,      0, 0, 0, 0x848c};
-  memcpy(cage.phy_register, kPowerOn, sizeof cage.phy_register);
 }
 
 void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }

@@ -3,7 +3,6 @@
 #include <numeric>
 #include <sstream>
 
-#include "devices.h"
 #include "request.h"
 #include "tool.h"
 

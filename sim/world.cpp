@@ -3,7 +3,7 @@
 #include <ctime>
 #include <filesystem>
 
-#include "devices.h"
+#include "board.h"
 #include "tool.h"
 
 // What a person or the world does to a switch.
