@@ -66,8 +66,7 @@ class Guard {
 
 // The chips of the board, as the I2C driver and the world meet them.
 
-constexpr int kFail = 0xffff;
-constexpr int kBusBusy = 0xfffa;
+constexpr int kFail = 0xffff, kBusBusy = 0xfffa;
 
 /** One transfer as the chip sees it: what stands in its address byte, the offset bytes sent first, and the data. */
 struct Transfer {
@@ -124,8 +123,7 @@ unsigned phy_value(const Board &board, unsigned port, unsigned number);
 uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address);
 bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
 
-constexpr uint32_t kWatchdogRegister = 0x20300;
-constexpr uint32_t kWatchdogEnabled = 0x100;
+constexpr uint32_t kWatchdogRegister = 0x20300, kWatchdogEnabled = 0x100;
 
 /** The power status byte of the GPIO driver. */
 uint8_t power_status(const Board &board);

@@ -161,14 +161,6 @@ const Request *find_request(Node node, uint8_t number) {
   return nullptr;
 }
 
-void copy_filled(const Request &request, const uint8_t *from, void *to) {
-  size_t at = 0, size = record_size(request.shape);
-  if (request.shape == Shape::Pair) at = 1;
-  if (request.shape == Shape::Register) at = 4;
-  if (request.shape == Shape::Transfer) size = from[kLen] < kMaxTransfer ? from[kLen] : kMaxTransfer;
-  memcpy(static_cast<uint8_t *>(to) + at, from + at, size - at);
-}
-
 // The first page is never mapped. Any other wild pointer faults in the caller, where a kernel would answer EFAULT:
 // asking the kernel about every record would cost more than the request.
 bool is_mapped(const void *record) { return reinterpret_cast<uintptr_t>(record) >= 4096; }
@@ -232,7 +224,7 @@ int answer_request(const Attached &attached, Node node, int fd, uint8_t number, 
     memcpy(event.after, record, size);
     if (erases(*request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
     answer(attached, fd, event);
-    if (request->fills && event.answered) copy_filled(*request, event.after, record);
+    if (request->fills && event.answered) memcpy(record, event.after, size);
   }
   if (event.result < 0) errno = event.error;
   trace_request(event);

@@ -24,7 +24,7 @@ struct Request {
   uint8_t number;
   const char *name;
   Shape shape;
-  bool fills;          // the driver writes back: of a pair the second byte, of a register record the value, else all
+  bool fills;          // the driver writes the record back
   const char *fields;  // names of a byte's or a pair's fields, for the trace
   int (*handle)(Board &board, const Request &request, uint8_t *record);  // null: the flash's erase
   // For requests that only set or get a piece of the state:

@@ -15,9 +15,7 @@ constexpr unsigned kPhyRegisters = 32;
 constexpr uint32_t kReadOnly = 1u << Status | 1u << Identifier1 | 1u << Identifier2 | 1u << PartnerAbility |
                                1u << GigabitStatus | 1u << ExtendedStatus | 1u << PhyStatus;
 
-constexpr uint16_t kControlReset = 0x8000;
-constexpr uint16_t kControlNegotiate = 0x1000;
-constexpr uint16_t kControlPowerDown = 0x0800;
+constexpr uint16_t kControlReset = 0x8000, kControlNegotiate = 0x1000, kControlPowerDown = 0x0800;
 constexpr uint16_t kControlRestart = 0x0200;
 constexpr uint16_t kControlSelfClearing = kControlReset | kControlRestart;
 

@@ -11,31 +11,21 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 2;
 
-constexpr uint32_t kFlashSize = 0x2000000;
-constexpr uint32_t kSectorSize = 0x10000;
-constexpr uint32_t kSectors = kFlashSize / kSectorSize;
-constexpr uint32_t kPageSize = 256;
+constexpr uint32_t kFlashSize = 0x2000000, kSectorSize = 0x10000, kSectors = kFlashSize / kSectorSize, kPageSize = 256;
 
-constexpr unsigned kPorts = 28;
-constexpr unsigned kDaughterPorts = 24;
-constexpr unsigned kSlots = 3;
-constexpr unsigned kPortsPerSlot = 8;
+constexpr unsigned kPorts = 28, kDaughterPorts = 24, kSlots = 3, kPortsPerSlot = 8;
+constexpr unsigned kChainGroups = 32, kChainBits = 8;
+constexpr unsigned kMaxRules = 32, kRegisters = 256;
 constexpr uint8_t kNoCage = 0xff;
-constexpr unsigned kMaxRules = 32;
-constexpr unsigned kRegisters = 256;
-constexpr unsigned kChainGroups = 32;
-constexpr unsigned kChainBits = 8;
 
 enum class Node : uint8_t { None, Gpio, I2c, Flash, Any };
 
 enum class Supply : uint8_t { None, Ac, Dc };
 
 // Board types as the I2C driver reports them: 1 is the copper board, any other value a board with cages.
-constexpr uint8_t kNoBoard = 0;
-constexpr uint8_t kCopperBoard = 1;
-constexpr uint8_t kSfpBoard = 2;
+constexpr uint8_t kNoBoard = 0, kCopperBoard = 1, kSfpBoard = 2;
 
 // The bytes of the drivers stand in the order in which they are shown.
 struct Gpio {
