@@ -4,8 +4,8 @@
 #include "zelboard/flash.h"
 
 uint32_t dbChecksum(const void *buffer, uint32_t length) {
-  constexpr uint32_t kRun =
-      256;  // no more than 16 bits hold: the narrower the sum, the more bytes a vector adds at once
+  // No more bytes than 16 bits hold the sum of: the narrower it is, the more of them a vector register adds at once.
+  constexpr uint32_t kRun = 256;
   const auto *bytes = static_cast<const uint8_t *>(buffer);
   uint32_t sum = 0;
   for (; length >= kRun; bytes += kRun, length -= kRun) {
