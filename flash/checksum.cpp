@@ -4,7 +4,7 @@
 #include "zelboard/flash.h"
 
 uint32_t dbChecksum(const void *buffer, uint32_t length) {
-  // A run is no longer than 16 bits hold: the narrower the sum, the more bytes a vector adds at once.
+  // No more bytes than 16 bits hold the sum of: the narrower it is, the more of them a vector register adds at once.
   constexpr uint32_t kRun = 256;
   const auto *bytes = static_cast<const uint8_t *>(buffer);
   uint32_t sum = 0;

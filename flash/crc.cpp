@@ -67,9 +67,9 @@ void ensure_table() {
   pthread_mutex_unlock(&table_lock);
 }
 
-uint32_t load_word(const uint8_t *bytes) {
+uint32_t word_of(const uint8_t *bytes, uint32_t n) {
   uint32_t word = 0;
-  memcpy(&word, bytes, sizeof word);
+  memcpy(&word, bytes + n * sizeof word, sizeof word);
   return word;
 }
 
@@ -88,10 +88,10 @@ uint32_t crc_of(uint32_t crc, const uint8_t *bytes, uint32_t length) {
   if (length >= kBlock) {
     uint32_t lanes[kLanes] = {crc};
     for (; length >= 2 * kBlock; bytes += kBlock, length -= kBlock) {
-      for (uint32_t n = 0; n < kLanes; ++n) lanes[n] = stride(lanes[n] ^ load_word(bytes + n * kWord));
+      for (uint32_t n = 0; n < kLanes; ++n) lanes[n] = stride(lanes[n] ^ word_of(bytes, n));
     }
     // The last block brings the lanes together: a register and the word that it meets are one.
-    for (uint32_t n = 0; n < kLanes; ++n) lanes[n] ^= load_word(bytes + n * kWord);
+    for (uint32_t n = 0; n < kLanes; ++n) lanes[n] ^= word_of(bytes, n);
     crc = bytewise(0, reinterpret_cast<const uint8_t *>(lanes), kBlock);
     bytes += kBlock;
     length -= kBlock;
