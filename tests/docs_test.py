@@ -123,8 +123,8 @@ def run(page, build, work):
     done = subprocess.run(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT)
     printed = done.stdout.decode("utf-8", "replace")
-    if done.returncode == SKIPPED:
-        print(printed)
+    if done.returncode == SKIPPED or printed.startswith("unshare: "):
+        print(f"skipped: {printed}")
         return SKIPPED
     failed = compare(page, steps, printed)
     if not failed and done.returncode:
