@@ -1,135 +1,210 @@
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <memory>
-#include <sstream>
+#include <regex>
 
 #include "tool.h"
 
-// Boards as folders. A new one is built aside and renamed into place, so that nobody meets half a board.
+// Boards as folders, and how a program gets onto one. A new board is built aside and renamed into place, so that nobody
+// meets half a board.
 
 namespace zelsim::tool {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string variable(const char *name) {
+std::string environment(const char *name) {
   const char *value = std::getenv(name);
   return value != nullptr ? value : "";
 }
 
-std::string folder_of(const std::string &name) {
-  std::string around = variable("ZELSIM_BOARD_DIR");
-  if (name.empty()) return around.empty() ? boards_root() + "/default" : around;
-  bool plain = name.size() <= 64 && name[0] != '.' && name[0] != '-';
-  for (char c : name)
-    plain = plain && (std::isalnum(static_cast<unsigned char>(c)) || std::strchr("._-", c) != nullptr);
-  if (!plain) throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
-  return boards_root() + "/" + name;
+fs::path folder_of(const std::string &name) {
+  std::string around = environment("ZELSIM_BOARD_DIR");
+  if (name.empty()) return around.empty() ? boards_root() / "default" : fs::absolute(around);
+  static const std::regex kPlain("[A-Za-z0-9_][A-Za-z0-9._-]{0,63}");
+  if (std::regex_match(name, kPlain)) return boards_root() / name;
+  throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
 }
 
-struct TemporaryFolder {
-  std::string path = boards_root() + "/.new-XXXXXX";
-  TemporaryFolder() {
-    std::error_code ignored;
-    fs::create_directories(boards_root(), ignored);
-    if (mkdtemp(path.data()) == nullptr) throw Failure("cannot make " + path + ": " + std::strerror(errno));
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-};
-
-// Power-on states of everything, and an erased flash.
-void make_board_files(const fs::path &folder) {
-  for (const char *file : kNodeFiles) std::ofstream(folder.native() + file).flush();
-  fs::resize_file(folder.native() + kFlashFile, kFlashSize);
-  auto board = std::make_unique<Board>();
-  board->magic = kMagic;
-  board->version = kVersion;
-  board->size = sizeof(Board);
-  power_on(*board);
-  std::ofstream state(folder.native() + kStateFile, std::ios::binary);
-  if (!state.write(reinterpret_cast<const char *>(board.get()), sizeof(Board)).flush())
-    throw Failure("cannot write " + folder.native() + kStateFile + ": " + std::strerror(errno));
-}
-
-Attached attach_or_throw(const std::string &folder) {
+Attached attach_or_throw(const fs::path &folder) {
   Attached attached;
   char error[2 * kPathMax];
   if (!attach(folder.c_str(), &attached, error, sizeof error)) throw Failure(error);
   return attached;
 }
 
+// Power-on states of everything, and an erased flash.
+void make_board_files(const std::string &folder) {
+  for (const char *file : kNodeFiles) std::ofstream(folder + file).flush();
+  fs::resize_file(folder + kFlashFile, kFlashSize);
+  auto board = std::make_unique<Board>();
+  board->magic = kMagic;
+  board->version = kVersion;
+  board->size = sizeof(Board);
+  power_on(*board);
+  std::ofstream state(folder + kStateFile, std::ios::binary);
+  state.write(reinterpret_cast<const char *>(board.get()), sizeof(Board)).flush();
+  if (!state) throw Failure("cannot write " + folder + kStateFile + ": " + std::strerror(errno));
+}
+
+struct TemporaryFolder {
+  std::string path = boards_root() / ".new-XXXXXX";
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+  }
+};
+
+// False when it exists already.
+bool make_board(const fs::path &folder, const Words &slots) {
+  std::error_code failed;
+  fs::create_directories(boards_root(), failed);
+  TemporaryFolder fresh;
+  if (mkdtemp(fresh.path.data()) == nullptr) throw Failure("cannot make " + fresh.path + ": " + std::strerror(errno));
+  make_board_files(fresh.path);
+  Board &board = *attach_or_throw(fresh.path).board;
+  for (unsigned slot = 0; slot < slots.size(); ++slot)
+    fit(board, slot, static_cast<uint8_t>(choice(slots[slot], "--slots", kBoardTypes)));
+  fs::permissions(fresh.path, fs::perms(0755));
+  fs::rename(fresh.path, folder, failed);
+  bool exists = failed == std::errc::directory_not_empty || failed == std::errc::file_exists;
+  if (failed && !exists) throw Failure("cannot make board " + folder.native() + ": " + failed.message());
+  return !failed;
+}
+
+void put(const char *variable, const std::string &value) { setenv(variable, value.c_str(), 1); }
+
+void put_first(const char *variable, const std::string &value) {
+  const char *old = std::getenv(variable);
+  std::string rest = old != nullptr && *old != '\0' ? std::string(":") + old : "";
+  if (!(rest + ":").starts_with(":" + value + ":")) put(variable, value + rest);
+}
+
+// A trace tells one run: an older file is emptied.
+std::string trace_target(const std::string &file) {
+  if (file.empty() || file == "-") return "-";
+  if (std::ofstream(file)) return fs::absolute(file);
+  throw Usage("--trace: cannot write '" + file + "': " + std::strerror(errno));
+}
+
+void check(bool done, const std::string &what) {
+  if (!done) throw Failure("cannot " + what + ": " + std::strerror(errno));
+}
+
+std::string inverted(std::string bytes) {
+  for (char &byte : bytes) byte = static_cast<char>(~byte);
+  return bytes;
+}
+
+void store(const OpenBoard &board, const std::string &image) {
+  int fd = open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
+  check(fd >= 0, "open the flash image");
+  // Where files have no holes, everything is still there and differs.
+  fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, kFlashSize);
+  bool stored = true;
+  for (size_t at = 0; at < kFlashSize && stored; at += kSectorSize) {
+    bool differs = std::memcmp(board.attached.inverted_flash + at, &image[at], kSectorSize) != 0;
+    stored = !differs || pwrite(fd, &image[at], kSectorSize, static_cast<off_t>(at)) == kSectorSize;
+  }
+  close(fd);
+  check(stored, "write the flash image");
+}
+
 }  // namespace
 
-std::string boards_root() {
-  if (std::string home = variable("ZELSIM_HOME"); !home.empty()) return fs::absolute(home);
-  if (std::string state = variable("XDG_STATE_HOME"); !state.empty()) return fs::absolute(state) / "zelsim";
-  if (std::string home = variable("HOME"); !home.empty()) return fs::absolute(home) / ".local/state/zelsim";
+fs::path boards_root() {
+  if (std::string home = environment("ZELSIM_HOME"); !home.empty()) return fs::absolute(home);
+  if (std::string state = environment("XDG_STATE_HOME"); !state.empty()) return fs::absolute(state) / "zelsim";
+  if (std::string home = environment("HOME"); !home.empty()) return fs::absolute(home) / ".local/state/zelsim";
   throw Failure("neither ZELSIM_HOME, XDG_STATE_HOME nor HOME is set");
 }
 
-OpenBoard open_board(const std::string &name) {
-  std::string folder = folder_of(name), board = fs::path(folder).filename();
-  if (!fs::exists(folder)) throw Failure("no board in " + folder + " (make it with: zelsim create " + board + ")");
-  return {board, fs::absolute(folder), attach_or_throw(folder)};
+OpenBoard open_board(const std::string &name, bool make_missing) {
+  fs::path folder = folder_of(name);
+  if (make_missing && !fs::exists(folder)) make_board(folder, {});  // another process may be first
+  if (fs::exists(folder)) return {folder, attach_or_throw(folder)};
+  throw Failure("no board in " + folder.native() + " (make it with: zelsim create " + folder.filename().native() + ")");
 }
 
-Words board_names() {
-  Words names;
-  std::error_code none;
-  for (const auto &entry : fs::directory_iterator(boards_root(), none)) {
-    std::string name = entry.path().filename();
-    if (name[0] != '.' && entry.is_directory()) names.push_back(name);
-  }
-  std::sort(names.begin(), names.end());
-  return names;
+void create_board(const Line &line) {
+  fs::path folder = folder_of(line.name().empty() ? "default" : line.name());
+  Words slots = split(line.slots, ',');
+  if (slots.size() > kSlots) throw Usage("--slots: '" + line.slots + "' names more than 3 boards");
+  if (!make_board(folder, slots)) throw Failure("cannot make board " + folder.native() + ": it exists already");
 }
 
-void create_board(const std::string &name, const std::string &slots) {
-  std::string target = name.empty() ? boards_root() + "/default" : folder_of(name);
-  std::vector<unsigned> types;
-  std::istringstream words(slots);
-  for (std::string word; std::getline(words, word, ',');)
-    types.push_back(choice(word, "--slots", {"none", "copper", "sfp"}));
-  if (types.size() > kSlots) throw Usage("--slots: '" + slots + "' names more than 3 boards");
-  TemporaryFolder fresh;
-  make_board_files(fresh.path);
-  Attached attached = attach_or_throw(fresh.path);
-  for (unsigned slot = 0; slot < types.size(); ++slot) fit(*attached.board, slot, static_cast<uint8_t>(types[slot]));
-  constexpr fs::perms kOpenToAll = fs::perms(0755);
-  fs::permissions(fresh.path, kOpenToAll);
-  if (std::rename(fresh.path.c_str(), target.c_str()) == 0) return;
-  bool exists = errno == ENOTEMPTY || errno == EEXIST;
-  throw Failure("cannot make board " + target + ": " + (exists ? "it exists already" : std::strerror(errno)));
+void reset_board(const Line &line) {
+  if (line.flash) erase_flash({line.name()});
+  power_on(*open_board(line.name()));
 }
 
-void reset_board(const std::string &name, bool flash_too) {
-  OpenBoard open = open_board(name);
-  if (flash_too) erase_flash(name);
-  Guard guard(open.board());
-  power_on(open.board());
-}
-
-void delete_board(const std::string &name) {
-  std::string folder = folder_of(name);
-  if (!fs::exists(folder)) throw Failure("no board in " + folder);
+void delete_board(const Line &line) {
+  fs::path folder = folder_of(line.name());
+  if (!fs::exists(folder)) throw Failure("no board in " + folder.native());
   // Processes that still have it mapped learn from the missing magic number that it is gone. A damaged one has no
   // readers.
   Attached attached;
   char ignored[2 * kPathMax];
   if (attach(folder.c_str(), &attached, ignored, sizeof ignored)) attached.board->magic = 0;
-  for (const char *file : {kStateFile, kNodeFiles[0], kNodeFiles[1], kNodeFiles[2]}) fs::remove(folder + file);
-  std::error_code failed;
-  fs::remove(folder, failed);
-  if (failed) throw Failure("cannot remove " + folder + ": " + failed.message());
+  for (const char *file : {kStateFile, kNodeFiles[0], kNodeFiles[1], kNodeFiles[2]}) fs::remove(folder.native() + file);
+  fs::remove(folder);
+}
+
+void load_flash(const Line &line) {
+  std::ifstream file(line.words[0], std::ios::binary);
+  std::string content(kFlashSize + 1, '\xff');  // what the file does not reach is erased
+  file.read(content.data(), std::ssize(content));
+  bool whole = file.eof() && !file.bad();
+  if (!whole) throw Usage("FILE: '" + line.words[0] + "' is not a readable file of up to 32 MiB");
+  store(open_board(line.board), inverted(std::move(content)));
+}
+
+void save_flash(const Line &line) {
+  auto image = [](const OpenBoard &board) { return reinterpret_cast<const char *>(board.attached.inverted_flash); };
+  std::string content = inverted({image(open_board(line.board)), kFlashSize});
+  std::ofstream file(line.words[0], std::ios::binary);
+  if (!file) throw Usage("FILE: cannot open '" + line.words[0] + "': " + std::strerror(errno));
+  file << content;
+  check(file.flush().good(), "write " + line.words[0]);
+}
+
+void erase_flash(const Line &line) {
+  OpenBoard board = open_board(line.board);
+  store(board, std::string(kFlashSize, '\0'));
+  Flash &flash = board->flash;
+  flash = {flash.chip_index, flash.debug, 0, {}, {}, 0, 0};
+}
+
+void run(const Line &line) {
+  if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
+  fs::path folder = open_board(line.board, true).folder;
+  fs::path library = fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard";
+  std::string preload = library / "libzelsim.so";
+  if (!fs::exists(preload)) throw Failure("cannot find " + preload);
+  bool loadable = preload.find_first_of(" :") == std::string::npos;
+  if (!loadable) throw Failure("the loader preloads nothing from a folder with a blank or a colon: " + preload);
+  put("ZELSIM_BOARD_DIR", folder);
+  put("ZELSIM_TRACE", line.trace ? trace_target(*line.trace) : "");
+  put("ZELSIM_TRACE_OPENS", line.trace_opens ? "1" : "0");
+  put("ZELSIM_FAST", line.fast ? "1" : "0");
+  put("ZELSIM_CHIP_TIMES", line.chip_times ? "1" : "0");
+  put_first("PATH", library);
+  put_first("LD_PRELOAD", preload);
+  // A program with the address sanitizer otherwise refuses to start behind any preloaded library.
+  put_first("ASAN_OPTIONS", "verify_asan_link_order=0");
+  std::vector<char *> arguments;
+  for (const std::string &word : line.words) arguments.push_back(const_cast<char *>(word.c_str()));
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  constexpr int kNotExecutable = 126, kNotFound = 127;
+  int status = errno == ENOENT ? kNotFound : kNotExecutable;
+  std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", arguments[0], std::strerror(errno));
+  std::exit(status);
 }
 
 }  // namespace zelsim::tool

@@ -1,4 +1,5 @@
-#include <cstdio>
+#include <limits>
+#include <regex>
 
 #include "request.h"
 #include "tool.h"
@@ -8,101 +9,60 @@
 namespace zelsim::tool {
 namespace {
 
-// In the order of their enumerations.
-const Words kNodes = {"gpio", "i2c", "flash", "any"};
-const Words kEffects = {"", "value", "refused", "busy", "closed", "killed"};
-const Words kCalls = {"", "request", "open", "read", "write", "lseek"};
+constexpr uint32_t kMost = std::numeric_limits<uint32_t>::max();
 
-template <typename Enumeration>
-bool named(const Words &names, const std::string &text, Enumeration first, Enumeration *value) {
-  for (unsigned i = static_cast<unsigned>(first); i < names.size(); ++i) {
-    if (names[i] != text) continue;
-    *value = static_cast<Enumeration>(i);
-    return true;
-  }
-  return false;
-}
+bool is_number(const std::string &text) { return text[0] >= '0' && text[0] <= '9'; }
 
 void parse_request(FaultRule &rule, const std::string &text) {
-  if (named(kCalls, text, Call::Open, &rule.on.call)) return;
+  constexpr char kWhat[] = "REQUEST, neither a number nor a request of this node";
   rule.on.call = Call::Request;
-  if (request_by_name(rule.on.node, text.c_str(), &rule.on.request)) return;
-  bool digit = text[0] >= '0' && text[0] <= '9';
-  if (!digit)
-    throw Usage("REQUEST: '" + text + "' is no number, no request of this node, nor open, read, write or lseek");
-  rule.on.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
+  if (is_number(text))
+    rule.on.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
+  else if (!request_by_name(rule.on.node, text.c_str(), &rule.on.request))
+    rule.on.call = static_cast<Call>(choice(text, kWhat, kCalls) + kFirstCall);
 }
 
 FaultRule parse_target(const std::string &target) {
+  static const std::regex kTarget("([^:@]*)(:([^@]*))?(@([^-]*)(-(.*))?)?");
+  enum Group { kNode = 1, kHasRequest, kRequest, kHasAddress, kFirst, kHasLast, kLast };
+  std::smatch part;
+  std::regex_match(target, part, kTarget);
   FaultRule rule = {};
-  size_t at = target.find('@'), colon = target.substr(0, at).find(':'), dash = target.find('-', at);
-  rule.on.node = static_cast<Node>(choice(target.substr(0, std::min(at, colon)), "NODE", kNodes) + 1);
-  if (colon != std::string::npos)
-    parse_request(rule, target.substr(colon + 1, at == std::string::npos ? at : at - colon - 1));
-  if (at == std::string::npos) return rule;
-  rule.on.has_address = 1;
-  rule.on.first_address = rule.on.last_address = number(target.substr(at + 1, dash - at - 1), "ADDRESS", 0, 0xffffffff);
-  if (dash != std::string::npos)
-    rule.on.last_address = number(target.substr(dash + 1), "ADDRESS", rule.on.first_address, 0xffffffff);
+  rule.on.node = static_cast<Node>(choice(part[kNode], "NODE", "gpio|i2c|flash|any") + 1);
+  if (part[kHasRequest].matched) parse_request(rule, part[kRequest]);
+  rule.on.has_address = part[kHasAddress].matched;
+  if (rule.on.has_address) rule.on.first_address = rule.on.last_address = number(part[kFirst], "ADDRESS", 0, kMost);
+  if (part[kHasLast].matched) rule.on.last_address = number(part[kLast], "ADDRESS", rule.on.first_address, kMost);
   return rule;
 }
 
 // Without --result a request fails as the driver says it, an open or a transfer as the kernel does.
 void parse_result(FaultRule &rule, const std::string &text) {
   constexpr uint32_t kDriverFailed = 0xffff;
-  rule.value = kDriverFailed;
-  if (text.empty()) {
-    rule.effect = rule.on.call <= Call::Request ? Effect::Value
-                  : rule.on.call == Call::Open  ? Effect::Closed
-                                                : Effect::Refused;
-  } else if (!named(kEffects, text, Effect::Refused, &rule.effect)) {
+  rule.value = is_number(text) ? number(text, "--result", 0, 0x7fffffff) : kDriverFailed;
+  rule.effect = rule.on.call <= Call::Request ? Effect::Value
+                : rule.on.call == Call::Open  ? Effect::Closed
+                                              : Effect::Refused;
+  if (is_number(text))
     rule.effect = Effect::Value;
-    rule.value = number(text, "--result", 0, 0x7fffffff);
-  }
-  if (rule.effect == Effect::Closed && rule.on.call == Call::AnyRequest) rule.on.call = Call::Open;
-  bool misfit = rule.effect == Effect::Closed && rule.on.call != Call::Open;
-  if (misfit) throw Usage("--result: 'closed' is for an open, not for a request");
-}
-
-void print(const FaultRule &rule) {
-  char request[16] = "", address[32] = "", value[16];
-  std::snprintf(request, sizeof request, ":0x%02X", rule.on.request);
-  std::snprintf(value, sizeof value, "0x%x", rule.value);
-  if (rule.on.has_address)
-    std::snprintf(address, sizeof address, "@0x%x-0x%x", rule.on.first_address, rule.on.last_address);
-  std::string call = rule.on.call == Call::AnyRequest ? "" : ":" + kCalls[static_cast<unsigned>(rule.on.call)];
-  std::string target = node_name(rule.on.node) + (rule.on.call == Call::Request ? request : call) + address;
-  std::string effect = rule.effect == Effect::Value ? value : kEffects[static_cast<unsigned>(rule.effect)];
-  std::string count = rule.count > 0 ? std::to_string(rule.count) : "unlimited";
-  std::printf("%-28s result=%s skip=%u count=%s hits=%u\n", target.c_str(), effect.c_str(), rule.skip, count.c_str(),
-              rule.hits);
+  else if (!text.empty())
+    rule.effect = static_cast<Effect>(choice(text, "--result", kEffects) + kFirstEffect);
+  if (rule.effect != Effect::Closed) return;
+  if (rule.on.call == Call::AnyRequest) rule.on.call = Call::Open;
+  if (rule.on.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
 }
 
 }  // namespace
 
-void add_fault(const std::string &board, const FaultOptions &options) {
-  FaultRule rule = parse_target(options.target);
-  parse_result(rule, options.result);
-  rule.count = options.count;
-  rule.skip = options.skip;
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  if (!add_rule(open.board(), rule)) throw Failure("the board has 32 faults already (zelsim heal clears them)");
-}
-
-void list_faults(const std::string &board) {
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  for (const FaultRule &rule : open.board().rules) {
-    bool whole = rule.effect <= Effect::Killed && rule.on.node <= Node::Any && rule.on.call <= Call::Seek;
-    if (rule.effect != Effect::None && whole) print(rule);
-  }
-}
-
-void heal_board(const std::string &board) {
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  heal(open.board());
+void fail(const Line &line) {
+  if (line.list) return show_faults(line);
+  if (line.words.empty()) throw Usage("NODE: a node or --list is required");
+  FaultRule rule = parse_target(line.words[0]);
+  parse_result(rule, line.result);
+  rule.count = number(line.count, "--count", 0, kMost);
+  rule.skip = number(line.skip, "--skip", 0, kMost);
+  bool added = add_rule(*open_board(line.board), rule);
+  if (!added) throw Failure("the board has 32 faults already (zelsim heal clears them)");
 }
 
 }  // namespace zelsim::tool

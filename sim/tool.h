@@ -1,7 +1,11 @@
 #pragma once
 
+#include <CLI/Error.hpp>
 #include <array>
 #include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,53 +18,68 @@
 namespace zelsim::tool {
 
 /** A wrong argument, named in the text: exit status 2. */
-struct Usage : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
+using Usage = CLI::ValidationError;
 /** Anything else that cannot be done: exit status 1. */
-struct Failure : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+using Failure = std::runtime_error;
 
 using Words = std::vector<std::string>;
+using Values = std::vector<uint32_t>;
 
+/** What the command line says. */
+struct Line {
+  std::string board;
+  Words words = {};    // arguments that are no options
+  Values values = {};  // what they stand for
+  std::string slots = {}, result = {}, count = "0", skip = "0", svg = {};
+  std::optional<std::string> trace = {};  // empty: to standard error
+  bool json = false, flash = false, list = false, fast = false, trace_opens = false, chip_times = false;
+  const std::string &name() const { return words.empty() ? board : words[0]; }
+};
+
+using Command = void(const Line &line);
+Command create_board, reset_board, delete_board, plug_module, fail, load_flash, save_flash, erase_flash, show_boards,
+    show_board, show_flash, show_faults, show_modules, draw_panel;
+/** Becomes the program, on a board that is made when missing; comes back only as an exception. */
+Command run;
+
+/** A command on the command line. */
+struct Row {
+  const char *name, *arguments, *what;  // arguments are NAME or NAME=WORD|WORD; with ? before it, one may be missing
+  Command *run;                         // null: a group of commands
+  const char *example = nullptr;
+};
+/** What a person or the world does to a switch. */
+std::span<const Row> world_commands();
+
+/** Number that `text` stands for as argument NAME or NAME=WORD|WORD, 0 for a mere text; throws Usage. */
+uint32_t value_of(const std::string &argument, const std::string &text);
 /** A decimal or 0x number in a range; throws Usage naming `argument`. */
 uint32_t number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest);
-/** Index of `text` among `names`; throws Usage naming `argument` and listing the names. */
-unsigned choice(const std::string &text, const std::string &argument, const Words &names);
-inline unsigned port_number(const std::string &text) { return number(text, "PORT", 0, kPorts - 1); }
+/** Index of `text` in a list "name|name"; throws Usage naming `argument` and listing the names. */
+unsigned choice(const std::string &text, const std::string &argument, const std::string &names);
+Words split(const std::string &text, char separator);
 
+/** A board, locked for as long as this lives. */
 struct OpenBoard {
-  std::string name, folder;
+  std::filesystem::path folder;
   Attached attached;
-  Board &board() const { return *attached.board; }
+  Guard guard{*attached.board};
+  Board &operator*() const { return *attached.board; }
+  Board *operator->() const { return attached.board; }
 };
 
 /** Folder of all boards; a board by its name, where an empty name is the board of the `zelsim run` around us, else the
- *  one  called default. */
-std::string boards_root();
-OpenBoard open_board(const std::string &name);
-Words board_names();
-/** `slots` as "sfp,copper,none", or empty. */
-void create_board(const std::string &name, const std::string &slots);
-void reset_board(const std::string &name, bool flash_too);
-void delete_board(const std::string &name);
+ *  one called default. */
+std::filesystem::path boards_root();
+OpenBoard open_board(const std::string &name, bool make_missing = false);
 
-struct RunOptions {
-  bool fast = false, trace_opens = false, chip_times = false;
-  std::string trace;
-};
+/** By the numbers that the I2C driver gives them. */
+constexpr char kBoardTypes[] = "none|copper|sfp";
 
-/** Becomes the program, on a board that is made when missing; comes back only as an exception. */
-void run(const std::string &board, const RunOptions &options, const Words &program);
-
-/** Applies `zelsim set NAME VALUE...`. */
-void set(const std::string &board, const std::string &name, const Words &values);
-std::string settings_help();
-void fit_slot(const std::string &board, const std::string &slot, const std::string &type);
-void plug_module(const std::string &board, const std::string &port, const std::string &module);
-void unplug_module(const std::string &board, const std::string &port);
+/** Calls from Call::Open, and effects from Effect::Refused. */
+constexpr char kCalls[] = "open|read|write|lseek", kEffects[] = "refused|busy|closed|killed";
+constexpr unsigned kFirstCall = static_cast<unsigned>(Call::Open),
+                   kFirstEffect = static_cast<unsigned>(Effect::Refused);
 
 using Page = std::array<uint8_t, 256>;
 
@@ -73,23 +92,5 @@ struct Module {
 std::vector<Module> catalogue();
 /** A module's page from a file of raw bytes or a hex dump. */
 Page read_page(const std::string &file);
-
-struct FaultOptions {
-  std::string target, result;
-  uint32_t count = 0, skip = 0;
-};
-
-void add_fault(const std::string &board, const FaultOptions &options);
-void list_faults(const std::string &board);
-void heal_board(const std::string &board);
-
-void load_flash(const std::string &board, const std::string &file);
-void save_flash(const std::string &board, const std::string &file);
-void erase_flash(const std::string &board);
-
-void show_board(const std::string &board, bool json);
-void show_boards(bool json);
-void show_flash(const std::string &board, bool json);
-void show_modules(bool json);
 
 }  // namespace zelsim::tool

@@ -1,161 +1,143 @@
+#include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
+#include <sstream>
 
-#include "board.h"
+#include "request.h"
 #include "tool.h"
 
-// What a person or the world does to a switch.
+// What a person or the world does to a switch, and how the command line says it.
 
 namespace zelsim::tool {
 namespace {
 
-struct Setting {
-  const char *name, *arguments, *meaning;
-  size_t least, most;  // values
-  void (*apply)(Board &board, const Setting &setting, const Words &value);
-  size_t state = 0;  // of a single byte: offset in Board, or in the Cage of a port
-  uint32_t highest = 1;
-};
-
-// Chips and lines are named by words, everything else by numbers.
-uint8_t byte(const Setting &setting, const std::string &text) {
-  if (setting.arguments[0] == 'p') return choice(text, "VALUE", {"absent", "present"}) == 1;
-  return static_cast<uint8_t>(number(text, "VALUE", 0, setting.highest));
-}
-
-void set_byte(Board &board, const Setting &setting, const Words &value) {
-  reinterpret_cast<uint8_t *>(&board)[setting.state] = byte(setting, value[0]);
-}
-
-void set_line(Board &board, const Setting &setting, const Words &value) {
-  reinterpret_cast<uint8_t *>(&board.cages[port_number(value[0])])[setting.state] = byte(setting, value[1]);
-}
-
-void set_supply(Board &board, const Setting &, const Words &value) {
-  unsigned supply = number(value[0], "SUPPLY", 1, 2) - 1;
-  unsigned state = choice(value[1], "VALUE", {"none", "ac", "dc", "failed"});
-  constexpr unsigned kFailed = 3;
-  if (state != kFailed) board.supply[supply] = static_cast<Supply>(state);
-  board.supply_good[supply] = state != kFailed && state != 0;
-}
-
 // The sensor has nine bits: steps of half a degree.
-void set_temperature(Board &board, const Setting &, const Words &value) {
-  char *end = nullptr;
-  double degrees = std::strtod(value[0].c_str(), &end);
-  bool good = end != value[0].c_str() && *end == '\0' && degrees >= -55 && degrees <= 125;
-  if (!good) throw Usage("CELSIUS: '" + value[0] + "' is not a temperature from -55 to 125");
-  board.i2c.sensor.value[0] = static_cast<uint16_t>(std::lround(degrees * 2) * 128);
+uint32_t celsius(const std::string &text) {
+  double degrees = 0;
+  char more = 0;
+  bool good = std::sscanf(text.c_str(), "%lf%c", &degrees, &more) == 1 && degrees >= -55 && degrees <= 125;
+  if (!good) throw Usage("CELSIUS: '" + text + "' is not a temperature from -55 to 125");
+  return static_cast<uint32_t>(std::lround(degrees * 2) * 128);
 }
 
-void set_time(Board &board, const Setting &, const Words &value) {
-  if (value[0] == "host") return set_clock(board, now_us(board) / 1000000);
+// 0: the host's time.
+uint32_t seconds(const std::string &text) {
+  if (text == "host") return 0;
   tm then = {};
-  const char *end = strptime(value[0].c_str(), "%Y-%m-%dT%H:%M:%S", &then);
+  const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &then);
   bool good = end != nullptr && *end == '\0' && then.tm_year >= 100 && then.tm_year <= 199;
-  if (!good) throw Usage("TIME: '" + value[0] + "' is neither 'host' nor like 2026-03-15T14:30:45, from 2000 to 2099");
-  set_clock(board, timegm(&then));
+  if (!good) throw Usage("TIME: '" + text + "' is neither 'host' nor like 2026-03-15T14:30:45, from 2000 to 2099");
+  return static_cast<uint32_t>(timegm(&then));
 }
 
-void set_link(Board &board, const Setting &, const Words &value) {
+template <size_t State, typename Field = uint8_t>
+void set_state(const Line &line) {
+  OpenBoard board = open_board(line.board);
+  auto *field = reinterpret_cast<Field *>(reinterpret_cast<uint8_t *>(&*board) + State);
+  for (uint32_t value : line.values) *field++ = static_cast<Field>(value);
+}
+
+template <uint8_t Cage::*Level>
+void set_line(const Line &line) {
+  open_board(line.board)->cages[line.values[0]].*Level = static_cast<uint8_t>(line.values[1]);
+}
+
+void set_supply(const Line &line) {
+  constexpr uint32_t kNone = 0, kFailed = 3;
+  uint32_t supply = line.values[0], state = line.values[1];
+  OpenBoard board = open_board(line.board);
+  if (state != kFailed) board->supply[supply] = static_cast<Supply>(state);
+  board->supply_good[supply] = state != kFailed && state != kNone;
+}
+
+void set_time(const Line &line) {
+  OpenBoard board = open_board(line.board);
+  set_clock(*board, line.values[0] == 0 ? now_us(*board) / 1000000 : line.values[0]);
+}
+
+void set_link(const Line &line) {
   constexpr uint16_t kSpeeds[] = {0, 10, 100, 1000};
-  unsigned speed = choice(value[1], "SPEED", {"down", "10", "100", "1000"});
-  bool full = value.size() < 3 || choice(value[2], "DUPLEX", {"half", "full"}) == 1;
-  Cage &target = board.cages[port_number(value[0])];
-  target.link_speed = kSpeeds[speed];
-  target.full_duplex = full;
-  restart_negotiation(board, target);
+  OpenBoard board = open_board(line.board);
+  Cage &cage = board->cages[line.values[0]];
+  cage.link_speed = kSpeeds[line.values[1]];
+  cage.full_duplex = line.values.size() < 3 || line.values[2] == 1;
+  restart_negotiation(*board, cage);
 }
 
-void set_io(Board &board, const Setting &setting, const Words &value) {
-  for (unsigned i = 0; i < 2; ++i) board.i2c.io_level[i] = byte(setting, value[i]);
+void fit_slot(const Line &line) {
+  fit(*open_board(line.board), line.values[0] - 1, static_cast<uint8_t>(line.values[1]));
 }
 
-void set_settle(Board &board, const Setting &, const Words &value) {
-  board.settle_ms = number(value[0], "VALUE", 0, 3600000);
+void unplug_module(const Line &line) {
+  OpenBoard board = open_board(line.board);
+  Cage &cage = board->cages[line.values[0]];
+  if (!cage.fitted) throw Failure("PORT: port " + line.words[0] + " has no module");
+  unplug(cage);
 }
 
-const Setting kSettings[] = {
-    {"reset-key", "0|1", "release or press the reset key", 1, 1, set_byte, offsetof(Board, gpio.reset_key)},
-    {"reset-process", "BYTE", "reset-process state", 1, 1, set_byte, offsetof(Board, gpio.reset_process), 255},
-    {"supply", "1|2 ac|dc|none|failed", "plug, pull or break a supply", 2, 2, set_supply},
-    {"temperature", "CELSIUS", "what the sensor measures", 1, 1, set_temperature},
-    {"clock", "TIME|host", "clock chip's time, as 2026-03-15T14:30:45, or the host's (UTC)", 1, 1, set_time},
-    {"rtc", "present|absent", "clock chip", 1, 1, set_byte, offsetof(Board, i2c.clock_present)},
-    {"lm75", "present|absent", "temperature sensor", 1, 1, set_byte, offsetof(Board, i2c.sensor_present)},
-    {"busy", "0|1", "I2C bus held by somebody", 1, 1, set_byte, offsetof(Board, i2c.busy)},
-    {"io", "BYTE BYTE", "input lines of the main board's wide expander", 2, 2, set_io, 0, 255},
-    {"los", "PORT 0|1", "loss-of-signal line of a cage: 1 = no light", 2, 2, set_line, offsetof(Cage, los)},
-    {"txfault", "PORT 0|1", "transmit-fault line of a cage", 2, 2, set_line, offsetof(Cage, txfault)},
-    {"link", "PORT 1000|100|10|down [full|half]", "other end of a copper module's cable", 2, 3, set_link},
-    {"settle", "MILLISECONDS", "a copper PHY's auto-negotiation time", 1, 1, set_settle},
-    {"chip-index", "BYTE", "flash chip that the driver reports; 0: the fitted one", 1, 1, set_byte,
-     offsetof(Board, flash.chip_index), 255},
+void heal_board(const Line &line) { heal(*open_board(line.board)); }
+
+constexpr Row kWorldCommands[] = {
+    {"fit", "SLOT BOARD=none|copper|sfp", "Fit a daughter board into slot 1, 2 or 3", fit_slot, "fit 2 sfp"},
+    {"unplug", "PORT", "Pull the module out of a port's cage", unplug_module, "unplug 5"},
+    {"heal", "", "Clear all faults", heal_board, "heal"},
+    {"set", "", "Do what a person or the world would do to a switch", nullptr, "set supply 1 failed"},
+    {"set reset-key", "VALUE=0|1", "release or press the reset key", set_state<offsetof(Board, gpio.reset_key)>},
+    {"set reset-process", "BYTE", "reset-process state", set_state<offsetof(Board, gpio.reset_process)>},
+    {"set supply", "SUPPLY=1|2 STATE=none|ac|dc|failed", "plug, pull or break a supply", set_supply},
+    {"set temperature", "CELSIUS", "what the sensor measures", set_state<offsetof(Board, i2c.sensor.value), uint16_t>},
+    {"set clock", "TIME", "clock chip's time, as 2026-03-15T14:30:45, or 'host' for the host's (UTC)", set_time},
+    {"set rtc", "STATE=absent|present", "clock chip", set_state<offsetof(Board, i2c.clock_present)>},
+    {"set lm75", "STATE=absent|present", "temperature sensor", set_state<offsetof(Board, i2c.sensor_present)>},
+    {"set busy", "VALUE=0|1", "I2C bus held by somebody", set_state<offsetof(Board, i2c.busy)>},
+    {"set io", "BYTE BYTE1", "input lines of the main board's wide expander", set_state<offsetof(Board, i2c.io_level)>},
+    {"set los", "PORT VALUE=0|1", "loss-of-signal line of a cage: 1 = no light", set_line<&Cage::los>},
+    {"set txfault", "PORT VALUE=0|1", "transmit-fault line of a cage", set_line<&Cage::txfault>},
+    {"set link", "PORT SPEED=down|10|100|1000 ?DUPLEX=half|full", "other end of a copper module's cable", set_link},
+    {"set settle", "MILLISECONDS", "a copper PHY's auto-negotiation time",
+     set_state<offsetof(Board, settle_ms), uint32_t>},
+    {"set chip-index", "BYTE", "flash chip that the driver reports; 0: the fitted one",
+     set_state<offsetof(Board, flash.chip_index)>},
 };
-
-// By the same marks that a host goes by: an RJ45 connector, or 1000BASE-T as the only code.
-Module module_from_file(const std::string &file) {
-  Page page = read_page(file);
-  bool copper = page[2] == 0x22 || page[6] == 0x08;
-  return {std::filesystem::path(file).filename(), page, copper ? PhyKind::Marvell : PhyKind::None};
-}
-
-Module find_module(const std::string &name_or_file) {
-  for (const Module &module : catalogue()) {
-    if (module.name == name_or_file) return module;
-  }
-  return module_from_file(name_or_file);
-}
 
 }  // namespace
 
-std::string settings_help() {
-  std::string text = "NAME VALUE...:\n";
-  for (const Setting &setting : kSettings) {
-    std::string usage = std::string("  ") + setting.name + " " + setting.arguments;
-    usage.resize(44, ' ');
-    text += usage + " " + setting.meaning + "\n";
-  }
-  return text;
+std::span<const Row> world_commands() { return kWorldCommands; }
+
+uint32_t value_of(const std::string &argument, const std::string &text) {
+  Words part = split(argument + "=", '=');
+  if (!part[1].empty()) return choice(text, part[0], part[1]);
+  if (argument == "PORT") return number(text, argument, 0, kPorts - 1);
+  if (argument == "SLOT") return number(text, argument, 1, kSlots);
+  if (argument.starts_with("BYTE")) return number(text, argument, 0, 255);
+  if (argument == "MILLISECONDS") return number(text, argument, 0, 3600000);
+  return argument == "CELSIUS" ? celsius(text) : argument == "TIME" ? seconds(text) : 0;
 }
 
-void set(const std::string &board, const std::string &name, const Words &values) {
-  Words names;
-  for (const Setting &setting : kSettings) names.push_back(setting.name);
-  const Setting &setting = kSettings[choice(name, "NAME", names)];
-  if (values.size() < setting.least || values.size() > setting.most) {
-    throw Usage("VALUE: wrong number of values; use: zelsim set " + name + " " + setting.arguments);
-  }
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  setting.apply(open.board(), setting, values);
+uint32_t number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest) {
+  bool hex = text.starts_with("0x") || text.starts_with("0X");
+  const char *end = text.data() + text.size();
+  uint32_t value = 0;
+  auto [stop, error] = std::from_chars(text.data() + (hex ? 2 : 0), end, value, hex ? 16 : 10);
+  if (error == std::errc() && stop == end && value >= lowest && value <= highest) return value;
+  throw Usage(argument + ": '" + text + "' is not a number from " + std::to_string(lowest) + " to " +
+              std::to_string(highest));
 }
 
-void fit_slot(const std::string &board, const std::string &slot, const std::string &type) {
-  unsigned index = number(slot, "SLOT", 1, kSlots) - 1;
-  unsigned fitted = choice(type, "BOARD", {"none", "copper", "sfp"});
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  fit(open.board(), index, static_cast<uint8_t>(fitted));
+unsigned choice(const std::string &text, const std::string &argument, const std::string &names) {
+  Words all = split(names, '|');
+  auto found = std::find(all.begin(), all.end(), text);
+  if (found != all.end()) return static_cast<unsigned>(found - all.begin());
+  throw Usage(argument + ": '" + text + "' is not one of " + names);
 }
 
-void plug_module(const std::string &board, const std::string &port, const std::string &module) {
-  unsigned index = port_number(port);
-  Module chosen = find_module(module);
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  if (!has_cage(open.board(), index)) throw Failure("PORT: port " + port + " has no cage: no SFP board in its slot");
-  plug(open.board(), index, chosen.name.c_str(), chosen.page.data(), chosen.phy);
-}
-
-void unplug_module(const std::string &board, const std::string &port) {
-  unsigned index = port_number(port);
-  OpenBoard open = open_board(board);
-  Guard guard(open.board());
-  if (!open.board().cages[index].fitted) throw Failure("PORT: port " + port + " has no module");
-  unplug(open.board().cages[index]);
+// "a," is two words; an empty text is none.
+Words split(const std::string &text, char separator) {
+  Words words;
+  std::istringstream stream(text.empty() ? text : text + separator);
+  for (std::string word; std::getline(stream, word, separator);) words.push_back(word);
+  return words;
 }
 
 }  // namespace zelsim::tool

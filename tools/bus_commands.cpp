@@ -19,9 +19,7 @@ static void readDevice() {
 }
 
 static void writeDevice() {
-  std::vector<uint8_t> bytes;
-  bytes.reserve(values.size());
-  for (const uint32_t byte : values) bytes.push_back(static_cast<uint8_t>(byte));
+  const std::vector<uint8_t> bytes(values.begin(), values.end());
   if (bytes.size() > kTransferLimit) refuseArgument("BYTES", format("more than %u", kTransferLimit));
   require(FW_I2C_BufWrite(static_cast<uint8_t>(address), offset, offset_len, static_cast<uint8_t>(bytes.size()),
                           bytes.data()),
@@ -38,10 +36,9 @@ static void getClock() {
   if (tm.tm_mday == 0) throw Failure{"the driver holds no time yet: zelctl clock poll"};
   // In 12-hour mode the chip counts 0-11 beside its AM/PM flag.
   const int hour = tm.tm_hour + (clock.mode24 == 0 && clock.pm != 0 ? 12 : 0);
-  show(record(
-      "time",
-      format("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, hour, tm.tm_min, tm.tm_sec),
-      "hours", clock.mode24 != 0 ? 24 : 12));
+  const std::string time =
+      format("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, hour, tm.tm_min, tm.tm_sec);
+  show(record("time", time, "hours", clock.mode24 != 0 ? 24 : 12));
 }
 
 /** Accepts YYYY-MM-DDTHH:MM:SS within the chip's century, or "now". */
@@ -78,7 +75,7 @@ static void addI2c(App &app) {
     number(leaf, "--offset-len", offset_len, "Offset bytes that are sent (1)", 0, 4);
   }
   number(read, "LENGTH", length, "Bytes", 1, kTransferLimit);
-  write->add_option("BYTES", values, "Bytes to write")->check(CLI::Range(0, 0xFF))->required();
+  write->add_option("BYTES", values, "Bytes to write")->check(CLI::Range(0, 0xFF))->transform(kDecimal)->required();
   command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(busBusy()); });
   command(*family, "refresh", "Refreshes the bus", "i2c refresh", [] { require(FW_ReflashI2CBus(), "I2C bus"); });
 }

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <regex>
 
 #include "tool.h"
 
@@ -30,12 +31,24 @@ App *group(App &parent, const char *name, const char *what, const char *example,
 
 const Action &chosenAction() { return chosen; }
 
+const CLI::Validator kDecimal(
+    [](std::string &text) {
+      text = std::regex_replace(text, std::regex("^0+(?=[0-9])"), "");
+      return std::string();
+    },
+    "");
+
 CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high) {
-  return app->add_option(name, value, what)->check(CLI::Range(low, high))->required(name[0] != '-');
+  CLI::Option *option = app->add_option(name, value, what)->required(name[0] != '-');
+  option->type_name(low == 0 && high == 0xFFFFFFFF ? "NUMBER" : format("%u-%u", low, high));
+  return option->check(CLI::Range(low, high).description(""))->transform(kDecimal);
 }
 
 CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices) {
-  return app->add_option(name, value, what)->transform(CLI::CheckedTransformer(choices))->required(name[0] != '-');
+  std::string names;
+  for (const auto &[word, code] : choices) names += (names.empty() ? "" : "|") + word;
+  CLI::Option *option = app->add_option(name, value, what)->required(name[0] != '-')->type_name(names);
+  return option->transform(CLI::CheckedTransformer(choices).description(""));
 }
 
 void inputFile(App *app, std::string &path) {

@@ -1,29 +1,31 @@
 /** @file
- *  The geometry of the front panel, as data: where its LEDs, ports, cages and legends are. Positions are in cells, from
- *  the panel's upper left corner; a cell is as wide as a character and as high as a line, about 1 to 2. */
+ *  The front panel, as data: where its LEDs, ports, cages and legends are, and how a port looks. zelctl draws it in a
+ *  terminal, zelsim as a picture. Positions are in cells, from the panel's upper left corner; a cell is as wide as a
+ *  character and as high as a line, about 1 to 2. */
 #ifndef ZELCTL_PANEL_LAYOUT_H
 #define ZELCTL_PANEL_LAYOUT_H
+
+#include <utility>
 
 namespace panel_layout {
 
 constexpr int kWidth = 74, kHeight = 11;
 
-enum class Colour { Green, Red, Amber };
+enum class Colour { Plain, Dim, Red, Green, Amber, Blue, Cyan };
+using enum Colour;
 
-/** A LED, its legend beside or above it. */
+/** A LED, its legend before it on the same line. */
 struct Light {
-  const char *led;
-  const char *legend;
+  const char *led, *legend;
   Colour colour;
-  int x, y;                // the light
-  int legend_x, legend_y;  // where its legend begins
+  int legend_x, x, y;
 };
 constexpr Light kLights[] = {
-    {"system", "SYS", Colour::Green, 7, 1, 2, 1},       {"alarm", "ALM", Colour::Red, 7, 2, 2, 2},
-    {"power1", "PWR1", Colour::Green, 15, 1, 10, 1},    {"power2", "PWR2", Colour::Green, 15, 2, 10, 2},
-    {"ring-master", "RM", Colour::Green, 21, 1, 18, 1}, {"ring-fail", "RF", Colour::Amber, 21, 2, 18, 2},
-    {"speed24", "", Colour::Green, 62, 6, 62, 6},       {"speed25", "", Colour::Green, 62, 8, 62, 8},
-    {"speed26", "", Colour::Green, 69, 6, 69, 6},       {"speed27", "", Colour::Green, 69, 8, 69, 8},
+    {"system", "SYS", Green, 2, 7, 1},       {"alarm", "ALM", Red, 2, 7, 2},
+    {"power1", "PWR1", Green, 10, 15, 1},    {"power2", "PWR2", Green, 10, 15, 2},
+    {"ring-master", "RM", Green, 18, 21, 1}, {"ring-fail", "RF", Amber, 18, 21, 2},
+    {"speed24", "", Green, 62, 62, 6},       {"speed25", "", Green, 62, 62, 8},
+    {"speed26", "", Green, 69, 69, 6},       {"speed27", "", Green, 69, 69, 8},
 };
 
 /** A frame around a group of ports. */
@@ -35,19 +37,35 @@ struct Frame {
 constexpr Frame kFrames[] = {
     {"slot 1", 1, 1, 4, 18, 6}, {"slot 2", 2, 20, 4, 18, 6}, {"slot 3", 3, 39, 4, 18, 6}, {"10G", 0, 58, 4, 15, 6}};
 
-constexpr int kPortWidth = 3;  // a port's number stands on the line above the port
-
-struct Port {
-  int port;
-  int x, y;  // left end of the port
-};
-/** Even ports in the upper row, odd ones below, four columns a slot; two columns of 10G cages. */
-constexpr Port portAt(int port) {
+/** Left end of a port, which is three cells wide, its number on the line above: even ports in the upper row, odd ones
+ *  below, four columns a slot; two columns of 10G cages. */
+constexpr std::pair<int, int> portAt(int port) {
   const int first_cage = 24, ports_per_slot = 8;
   const bool cage = port >= first_cage;
   const int place = port % ports_per_slot;
   const int frame_x = kFrames[cage ? 3 : port / ports_per_slot].x;
-  return {port, frame_x + 1 + place / 2 * (cage ? 7 : 4), place % 2 == 0 ? 6 : 8};
+  return {frame_x + 1 + place / 2 * (cage ? 7 : 4), place % 2 == 0 ? 6 : 8};
+}
+
+/** How a port looks. */
+struct Look {
+  const char *glyph, *meaning;  // without a meaning it is not in the legend
+  Colour colour;
+};
+constexpr Look kLooks[] = {{"[*]", "signal", Green}, {"[-]", "no signal", Amber}, {"[x]", "transmitter off", Blue},
+                           {"[!]", "fault", Red},    {"[ ]", "empty", Dim},       {"[?]", nullptr, Red},
+                           {"RJ", "copper", Cyan}};
+
+/** What is known of a port; a slot without a board has none. */
+struct PortState {
+  bool los, tx_disable, tx_fault, empty, silent, copper;
+};
+/** Each of these gives a port the next look; the last one that holds wins. */
+constexpr const Look &lookOf(const PortState &port) {
+  const bool holds[] = {true, port.los, port.tx_disable, port.tx_fault, port.empty, port.silent, port.copper};
+  int look = sizeof holds - 1;
+  while (!holds[look]) --look;
+  return kLooks[look];
 }
 
 /** Lines of text: the relay and the supplies. */

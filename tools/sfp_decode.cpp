@@ -1,26 +1,23 @@
 #include "records.h"
 
 #include <numeric>
+#include <sstream>
 
 /** Lists of names are written in one text each, separated by bars; an empty name is one that is not assigned. */
-static std::vector<std::string> split(std::string_view names) {
-  std::vector<std::string> list(1);
-  for (const char c : names) {
-    if (c == '|')
-      list.emplace_back();
-    else
-      list.back() += c;
-  }
+static std::vector<std::string> split(const std::string &names) {
+  std::vector<std::string> list;
+  std::istringstream stream(names);
+  for (std::string name; std::getline(stream, name, '|');) list.push_back(name);
   return list;
 }
 
-static std::string nameOf(std::string_view names, uint8_t code) {
+static std::string nameOf(const std::string &names, uint8_t code) {
   const auto list = split(names);
   return code < list.size() && !list[code].empty() ? list[code] : format("0x%02X", code);
 }
 
 /** Names of the bits that are set in a run of bytes; `names` begins with the highest bit of the first one. */
-static Json setBits(std::span<const uint8_t> bytes, std::string_view names) {
+static Json setBits(std::span<const uint8_t> bytes, const std::string &names) {
   Json set = Json::array();
   const auto list = split(names);
   for (size_t i = 0; i < std::min(list.size(), 8 * bytes.size()); ++i)

@@ -36,6 +36,8 @@ App *group(App &parent, const char *name, const char *what, const char *example,
            const Action &action);
 const Action &chosenAction();
 
+/** Leading zeros make no octal number. */
+extern const CLI::Validator kDecimal;
 /** A whole number, decimal or with 0x, from `low` to `high`. A name without dashes is positional and required. */
 CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high);
 /** One of a few words. */
@@ -104,17 +106,17 @@ std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)
 /** True when the output is a terminal that takes colours, or colour was asked for. */
 bool colourful();
 
-inline void append(Json &) {}
-template <class Value, class... Rest>
-void append(Json &object, const char *key, Value &&value, Rest &&...rest) {
-  object[key] = std::forward<Value>(value);
-  append(object, std::forward<Rest>(rest)...);
+/** Adds keys and values, given in turn. */
+template <class... Pairs>
+void append(Json &object, const Pairs &...pairs) {
+  const Json flat = Json::array({Json(pairs)...});
+  for (size_t i = 0; i < flat.size(); i += 2) object[flat[i].get<std::string>()] = flat[i + 1];
 }
 /** An object from keys and values in turn. */
 template <class... Pairs>
-Json record(Pairs &&...pairs) {
+Json record(const Pairs &...pairs) {
   Json object = Json::object();
-  append(object, std::forward<Pairs>(pairs)...);
+  append(object, pairs...);
   return object;
 }
 

@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <fstream>
+#include <numeric>
+#include <regex>
+#include <sstream>
+
+#include "tool.h"
+
+// Modules that can be plugged: by name, with an SFF-8472 page A0h each, or by a file of a page: raw bytes, or a dump in
+// hexadecimal as diagnostic tools print it.
+
+namespace zelsim::tool {
+namespace {
+
+struct Kind {
+  const char *name, *part_number;
+  uint8_t codes[6];         // identifier, connector, 10-gigabit and Ethernet codes, cable, rate
+  uint16_t wavelength = 0;  // nm
+  PhyKind phy = PhyKind::None;
+};
+
+constexpr size_t kRate = 12;
+constexpr uint8_t kSfp = 0x03, kQsfp = 0x0d;
+constexpr uint8_t kLc = 0x07, kSc = 0x01, kPigtail = 0x21, kRj45 = 0x22, kNoConnector = 0x23;
+
+constexpr Kind kKinds[] = {
+    {"10g-sr", "ZL-10G-SR", {kSfp, kLc, 0x10, 0, 0, 103}, 850},
+    {"10g-lr", "ZL-10G-LR", {kSfp, kLc, 0x20, 0, 0, 103}, 1310},
+    {"10g-er", "ZL-10G-ER", {kSfp, kLc, 0x80, 0, 0, 103}, 1550},
+    {"10g-lrm", "ZL-10G-LRM", {kSfp, kLc, 0x40, 0, 0, 103}, 1310},
+    {"10g", "ZL-10G", {kSfp, kLc, 0, 0, 0, 103}, 1310},
+    {"dac", "ZL-10G-DAC-1M", {kSfp, kPigtail, 0, 0, 0x04, 103}},
+    {"aoc", "ZL-10G-AOC-3M", {kSfp, kNoConnector, 0, 0, 0x08, 103}, 850},
+    {"5g", "ZL-5G", {kSfp, kLc, 0, 0, 0, 50}, 1310},
+    {"2g5", "ZL-2G5", {kSfp, kLc, 0, 0, 0, 25}, 1310},
+    {"1g-sx", "ZL-1G-SX", {kSfp, kLc, 0, 0x01, 0, 13}, 850},
+    {"1g-lx", "ZL-1G-LX", {kSfp, kLc, 0, 0x02, 0, 13}, 1310},
+    {"1g-cx", "ZL-1G-CX", {kSfp, kPigtail, 0, 0x04, 0, 13}},
+    {"1g-x", "ZL-1G-X", {kSfp, kLc, 0, 0, 0, 13}, 1310},
+    {"100fx", "ZL-100-FX", {kSfp, kLc, 0, 0x20, 0, 1}, 1310},
+    {"copper", "ZL-1G-T", {kSfp, kRj45, 0, 0x08, 0, 13}, 0, PhyKind::Marvell},
+    {"copper-serdes", "AXGT-R154-0M06", {kSfp, kRj45, 0, 0x08, 0, 13}, 0, PhyKind::Marvell},
+    {"copper-other-phy", "ZL-1G-T2", {kSfp, kRj45, 0, 0x08, 0, 13}, 0, PhyKind::Other},
+    {"gpon", "ZL-GPON-ONU", {kSfp, kSc, 0, 0x80, 0, 25}, 1310},
+    {"unknown", "ZL-UNKNOWN", {kSfp, kLc, 0, 0, 0, 0}},
+    {"not-sfp", "ZL-40G-SR4", {kQsfp, kLc, 0x10, 0, 0, 103}, 850},
+};
+
+void put_text(Page &page, size_t at, size_t width, std::string text) {
+  text.resize(width, ' ');
+  std::copy(text.begin(), text.end(), page.begin() + at);
+}
+
+// Each checksum stands right behind the bytes that it sums.
+void put_checksum(Page &page, size_t from, size_t at) {
+  page[at] = static_cast<uint8_t>(std::accumulate(page.begin() + from, page.begin() + at, 0u));
+}
+
+Page page_of(const Kind &kind) {
+  Page page = {};
+  constexpr size_t kPlaces[] = {0, 2, 3, 6, 8, kRate};
+  for (size_t i = 0; i < std::size(kPlaces); ++i) page[kPlaces[i]] = kind.codes[i];
+  page[1] = 0x04;                               // extended identifier: the two-wire interface defines the module
+  page[11] = page[kRate] >= 100 ? 0x06 : 0x01;  // encoding 64B/66B or 8B/10B
+  put_text(page, 20, 16, "ZELSIM");             // vendor name
+  put_text(page, 40, 16, kind.part_number);
+  put_text(page, 56, 4, "1.0");  // vendor revision
+  page[60] = static_cast<uint8_t>(kind.wavelength >> 8);
+  page[61] = static_cast<uint8_t>(kind.wavelength);
+  put_checksum(page, 0, 63);
+  put_text(page, 68, 16, "ZS00000001");  // serial number
+  put_text(page, 84, 8, "260101");       // date code
+  put_checksum(page, 64, 95);
+  put_text(page, 96, 32, "virtual module");  // vendor specific
+  return page;
+}
+
+constexpr size_t kBytesPerLine = 16;
+constexpr size_t kTwoPages = 512;  // a module with diagnostics has page A2h, too, which dumps show after page A0h
+
+// The bytes of a line. Printable characters may follow, which may look like bytes: of a line with an offset 16 at most.
+std::string bytes_of(const std::string &line, size_t most) {
+  std::string bytes;
+  std::istringstream words(line);
+  for (std::string word; words >> word && bytes.size() < most;) {
+    std::erase(word, ',');
+    if (word.starts_with("0x")) word.erase(0, 2);
+    bool hex = word.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos && word.size() % 2 == 0;
+    if (!hex) break;
+    for (size_t i = 0; i < word.size(); i += 2) bytes += static_cast<char>(std::stoul(word.substr(i, 2), nullptr, 16));
+  }
+  return bytes;
+}
+
+std::string parse_dump(const std::string &content) {
+  // Such as "0x0000:", "00:" or "00000010".
+  static const std::regex kOffset("\\s{0,9}(?:0x)?([0-9a-fA-F]{1,8}:|[0-9a-fA-F]{6,8}(?!\\S))");
+  std::string page;
+  std::istringstream lines(content);
+  bool repeated = false;
+  for (std::string line; std::getline(lines, line) && page.size() <= kTwoPages;) {
+    std::smatch found;
+    bool numbered = std::regex_search(line, found, kOffset, std::regex_constants::match_continuous);
+    size_t offset = numbered ? std::stoul(found[1], nullptr, 16) : page.size();
+    // A line "*" stands for as many copies of the one before as reach to the next offset.
+    while (repeated && page.size() >= kBytesPerLine && page.size() < std::min(offset, kTwoPages))
+      page += page[page.size() - kBytesPerLine];
+    repeated = line == "*";
+    if (offset != page.size())
+      throw Usage("MODULE: the dump jumps from byte " + std::to_string(page.size()) + " at: " + line);
+    page += numbered ? bytes_of(found.suffix(), kBytesPerLine) : bytes_of(line, kTwoPages);
+  }
+  return page;
+}
+
+Module find_module(const std::string &wanted) {
+  for (const Module &module : catalogue())
+    if (module.name == wanted) return module;
+  Page page = read_page(wanted);
+  // By the same marks that a host goes by: an RJ45 connector, or 1000BASE-T as the only code.
+  bool copper = page[2] == kRj45 || page[6] == 0x08;
+  return {std::filesystem::path(wanted).filename(), page, copper ? PhyKind::Marvell : PhyKind::None};
+}
+
+}  // namespace
+
+std::vector<Module> catalogue() {
+  std::vector<Module> modules;
+  for (const Kind &kind : kKinds) modules.push_back({kind.name, page_of(kind), kind.phy});
+  modules.push_back({"blank", {}, PhyKind::None});
+  modules.back().page.fill(0xff);
+  return modules;
+}
+
+Page read_page(const std::string &file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::string bytes(65536, '\0');
+  stream.read(bytes.data(), std::ssize(bytes));
+  bytes.resize(static_cast<size_t>(stream.gcount()));
+  if (bytes.empty())
+    throw Usage("MODULE: '" + file + "' is neither in the catalogue (zelsim modules) nor a readable file");
+  auto printable = [](unsigned char c) { return std::isprint(c) || std::isspace(c); };
+  if (std::all_of(bytes.begin(), bytes.end(), printable)) bytes = parse_dump(bytes);
+  if (bytes.size() != 128 && bytes.size() != 256 && bytes.size() != kTwoPages)
+    throw Usage("MODULE: '" + file + "' holds " + std::to_string(bytes.size()) + " bytes, not 128 or 256");
+  Page page = {};
+  std::copy_n(bytes.begin(), std::min(bytes.size(), page.size()), page.begin());
+  return page;
+}
+
+void plug_module(const Line &line) {
+  unsigned port = line.values[0];
+  Module module = find_module(line.words[1]);
+  OpenBoard board = open_board(line.board);
+  if (!has_cage(*board, port)) throw Failure("PORT: port " + line.words[0] + " has no cage: no SFP board in its slot");
+  plug(*board, port, module.name.c_str(), module.page.data(), module.phy);
+}
+
+}  // namespace zelsim::tool

@@ -1,0 +1,3 @@
+#include "tool.h"
+
+void zelsim::tool::draw_panel(const Line &) {}
