@@ -53,7 +53,7 @@ def session(start, body):
     for number, line in enumerate(body, start):
         if line.startswith("$ "):
             steps.append((number, "console", line[2:], []))
-        elif line.startswith("> "):
+        elif line.startswith("> ") and not steps[-1][3]:
             steps[-1] = (*steps[-1][:2], steps[-1][2] + "\n" + line[2:], [])
         else:
             steps[-1][3].append(line)
