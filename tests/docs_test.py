@@ -36,12 +36,10 @@ def steps_of(page):
             steps[-1] = (*steps[-1][:3], body)
         elif before.startswith(NOT_RUN) or language in SHOWN_ONLY:
             pass
-        elif language == "sh":
-            steps.append((start, "sh", "\n".join(body), None))
         elif language == "console":
             steps += session(start + 1, body)
-        elif name:
-            steps.append((start, name[1], "\n".join(body), None))
+        elif name or language == "sh":
+            steps.append((start, name[1] if name else "sh", "\n".join(body), None))
         else:
             sys.exit(f"{page}:{start}: the line before this block names no file")
         before = ""
