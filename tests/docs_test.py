@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the commands of a page in order and compares what they print: docs_test.py PAGE BUILD.
 
-docs/README.md says how pages mark what is run. BUILD is installed into a folder of the page's own and stands in PATH and
+docs/index.md says how pages mark what is run. BUILD is installed into a folder of the page's own and stands in PATH and
 for pkg-config, CMake and the loader; a page that installs packages gets a throw-away root instead (throw_away_root.sh).
 """
 import os
@@ -20,6 +20,9 @@ NOT_RUN = "<!-- not run: "
 def steps_of(page):
     """What a page asks for, as (line number, kind, text, expected output), kind being a file's name, "sh" or "console"."""
     lines = open(page, encoding="utf-8").read().splitlines()
+    for target in re.findall(r"\]\(([^)#:]+)\)", "\n".join(lines)):
+        if not os.path.exists(os.path.join(os.path.dirname(page), target)):
+            sys.exit(f"{page}: links to {target}, which is not there")
     steps, before, at = [], "", 0
     while at < len(lines):
         start, line = at + 1, lines[at]
