@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Runs the commands of a page in order and compares what they print: docs_test.py PAGE BUILD.
+"""Runs the commands of a page in order and compares what they print: docs_test.py PAGE BUILD PREFIX.
 
-docs/index.md says how pages mark what is run. BUILD is installed into a folder of the page's own and stands in PATH and
-for pkg-config, CMake and the loader; a page that installs packages gets a throw-away root instead (throw_away_root.sh).
+docs/index.md says how pages mark what is run. What is installed below PREFIX is found by shell, compiler and
+loader; a page that installs packages runs in a throw-away root instead (throw_away_root.sh).
 """
 import os
 import re
@@ -97,7 +97,7 @@ def compare(page, steps, printed):
     return failed
 
 
-def run(page, build, work):
+def run(page, build, prefix, work):
     text, steps = open(page, encoding="utf-8").read(), steps_of(page)
     home, folder = f"{work}/home", f"{work}/page"
     environment = {"HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC", "DEBIAN_FRONTEND": "noninteractive",
@@ -116,8 +116,6 @@ def run(page, build, work):
             os.symlink(build, f"{folder}/build")
         else:
             os.mkdir(folder)
-        prefix = f"{work}/usr"
-        subprocess.run(["cmake", "--install", build, "--prefix", prefix], check=True, stdout=subprocess.DEVNULL)
         environment |= {"ZELSIM_HOME": f"{work}/boards", "PATH": f"{prefix}/bin:" + environment["PATH"],
                         "PKG_CONFIG_PATH": f"{prefix}/lib/pkgconfig", "CMAKE_PREFIX_PATH": prefix,
                         "LD_LIBRARY_PATH": f"{prefix}/lib"}
@@ -135,4 +133,4 @@ def run(page, build, work):
 
 if __name__ == "__main__":
     with tempfile.TemporaryDirectory() as folder_of_its_own:
-        sys.exit(run(os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), folder_of_its_own))
+        sys.exit(run(*map(os.path.abspath, sys.argv[1:]), folder_of_its_own))
