@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the commands of a page in order and compares what they print: docs_test.py PAGE BUILD PREFIX.
 
-docs/index.md says how pages mark what is run. What is installed below PREFIX is found by shell, compiler and
-loader; a page that installs packages runs in a throw-away root instead (throw_away_root.sh).
+docs/index.md says how pages mark what is run. What is installed below PREFIX is found by shell, compiler and loader; a page
+that installs packages runs in a throw-away root instead (throw_away_root.sh).
 """
 import os
 import re
@@ -30,7 +30,7 @@ def steps_of(page):
         if not line.startswith("```"):
             if line.startswith("    ") and not before:
                 sys.exit(f"{page}:{start}: an indented block is never run: use a fence")
-            before = line if line.strip() or before.startswith(NOT_RUN) or before.endswith("`:") else ""
+            before = line.strip()
             continue
         end = lines.index("```", at)
         body, at, language = lines[at:end], end + 1, line[3:].strip()
