@@ -110,8 +110,8 @@ struct rtc_tm {
 
 /** The clock record, 48 bytes. */
 struct rtc_record {
-  uint8_t mode24; /**< 1 = the chip runs in 24-hour mode */
-  uint8_t pm;     /**< 1 = the AM/PM flag of the hour byte is set */
+  uint8_t mode24;      /**< 1 = the chip runs in 24-hour mode */
+  uint8_t pm;          /**< 1 = the AM/PM flag of the hour byte is set */
   uint8_t reserved[2]; /**< not set by the library */
   struct rtc_tm tm;    /**< date and time */
 };
