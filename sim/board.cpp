@@ -99,12 +99,11 @@ const Attached *environment_board() {
 }
 
 void reset_hardware(Board &board) {
-  uint32_t resets = board.gpio.hardware_resets;
-  uint8_t key = board.gpio.reset_key;
+  Gpio before = board.gpio;
   board.gpio = {};
   board.gpio.selected_cage = kNoCage;
-  board.gpio.hardware_resets = resets;
-  board.gpio.reset_key = key;
+  board.gpio.hardware_resets = before.hardware_resets;
+  board.gpio.reset_key = before.reset_key;
   memset(board.chain, 0, sizeof board.chain);
   memset(board.registers, 0, sizeof board.registers);
   reset_expanders(board);

@@ -116,8 +116,6 @@ void plug(Board &board, unsigned port, const char *name, const uint8_t *page, Ph
 void unplug(Cage &cage);
 
 void restart_negotiation(const Board &board, Cage &cage);
-/** Value of a register as a read would give it now. */
-unsigned phy_value(const Board &board, unsigned port, unsigned number);
 
 /** SoC, switch-chip and port PHY registers: what was written comes back, 0 before. False when the table is full. */
 uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address);

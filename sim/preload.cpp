@@ -77,17 +77,12 @@ auto on_flash(int error, Function function, int fd, Arguments... arguments) {
   return node_of(fd) == Node::Flash ? function(*attached, fd, arguments...) : Result{refuse(error)};
 }
 
-// Piece by piece, as a driver without a vectored entry is called.
+// The first piece that is not empty: a short count is as good.
 template <typename Function>
-ssize_t move_vector(Function function, int fd, const iovec *vector, int count) {
-  ssize_t total = 0;
-  for (int i = 0; i < count; ++i) {
-    ssize_t moved = on_flash(EINVAL, function, fd, vector[i].iov_base, vector[i].iov_len, kAtPosition);
-    if (moved < 0) return total > 0 ? total : moved;
-    total += moved;
-    if (static_cast<size_t>(moved) < vector[i].iov_len) break;
-  }
-  return total;
+ssize_t move_first(Function function, int fd, const iovec *vector, int count) {
+  while (count > 1 && vector->iov_len == 0) ++vector, --count;
+  iovec piece = count > 0 ? *vector : iovec{};
+  return on_flash(EINVAL, function, fd, piece.iov_base, piece.iov_len, kAtPosition);
 }
 
 }  // namespace
@@ -214,11 +209,11 @@ ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
 }
 
 ssize_t readv(int fd, const iovec *vector, int count) {
-  return is_node(fd) ? move_vector(flash_read, fd, vector, count) : behind<readv>("readv")(fd, vector, count);
+  return is_node(fd) ? move_first(flash_read, fd, vector, count) : behind<readv>("readv")(fd, vector, count);
 }
 
 ssize_t writev(int fd, const iovec *vector, int count) {
-  return is_node(fd) ? move_vector(flash_write, fd, vector, count) : behind<writev>("writev")(fd, vector, count);
+  return is_node(fd) ? move_first(flash_write, fd, vector, count) : behind<writev>("writev")(fd, vector, count);
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {

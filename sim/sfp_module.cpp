@@ -118,10 +118,6 @@ int module_memory(Board &board, Transfer &transfer) {
 
 void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }
 
-unsigned phy_value(const Board &board, unsigned port, unsigned number) {
-  return value(board, board.cages[port], number % kPhyRegisters);
-}
-
 int copper_phy(Board &board, Transfer &transfer) {
   Cage *cage = selected_module(board);
   if (cage == nullptr || cage->phy == PhyKind::None || (transfer.write && transfer.offset_len == 0)) return kFail;
