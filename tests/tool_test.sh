@@ -57,3 +57,16 @@ cmp "$work/default.bin" "$work/second.bin"
 sum=$(ctl crc "$work/backup" --json | python3 -c 'import json, sys; print(json.load(sys.stdin)["sum"])')
 printf '\132\245' | dd of="$work/backup" bs=1 seek=1234567 conv=notrunc 2>/dev/null
 says 1 '' ctl flash restore "$work/backup" --sum "$sum" --yes
+
+# The picture of the panel follows the board.
+"$zelsim" panel --svg "$work/before.svg"
+ctl led set alarm off >/dev/null
+"$zelsim" unplug 24
+"$zelsim" panel --svg - >"$work/after.svg"
+python3 - "$work/before.svg" "$work/after.svg" <<'END' || fail "the picture does not show what changed"
+import sys
+import xml.etree.ElementTree as xml
+before, after = ({e.get("id"): e.attrib for e in xml.parse(file).iter() if e.get("id")} for file in sys.argv[1:])
+assert {name for name in before if before[name] != after[name]} == {"port24"}, before
+assert before["port24"] != before["port27"] and after["port24"]["href"] == after["port27"]["href"]
+END
