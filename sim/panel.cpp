@@ -68,8 +68,9 @@ void draw_supplies(const Picture &picture, const Board &board) {
   constexpr unsigned kTwoSupplies = 0x08, kBothGood = 0xc0;
   unsigned status = power_status(board);
   bool alarm = (status & kTwoSupplies) != 0 && (status & kBothGood) != kBothGood;
-  std::string text = "SUPPLIES";
-  for (Supply type : board.supply) text += type == Supply::None ? " none" : type == Supply::Ac ? " AC" : " DC";
+  auto name = [](Supply type) { return type == Supply::None ? "none" : type == Supply::Ac ? "AC" : "DC"; };
+  std::string first = name(board.supply[0]), second = name(board.supply[1]);
+  std::string text = "SUPPLIES " + (first == second ? "two " + first : first + " and " + second);
   picture.text(layout::kTextX, layout::kSupplyY, alarm ? layout::Red : layout::Green,
                text + (alarm ? ", ALARM" : ", good"));
   picture.text(layout::kTextX, layout::kRelayY, layout::Plain, "RELAY " + std::to_string(board.gpio.relay));
@@ -97,7 +98,7 @@ void draw_panel(const Line &line) {
   draw_supplies(picture, *board);
   draw_legend(picture);
   std::fputs("</svg>\n", picture.file);
-  if (std::ferror(picture.file) != 0 || std::fclose(picture.file) != 0)
+  if (std::fflush(picture.file) != 0 || std::ferror(picture.file) != 0)
     throw Failure("cannot write " + line.svg + ": " + std::strerror(errno));
 }
 
