@@ -140,25 +140,6 @@ TEST_F(Copper, RegisterAccess) {
   }
 }
 
-TEST_F(Copper, PortsWithoutACageAreLeftAlone) {
-  static uint8_t byte = 7;
-  static uint16_t word = 7;
-  for (const auto call : {+[](uint32_t port) { return FW_SFP_SGMII_Set(port, nullptr, &byte, 1, 1); },
-                          +[](uint32_t port) { return FW_SFP_SGMII_Get_Status(port, &byte, &byte, 1); },
-                          +[](uint32_t port) { return FW_Show_SFP_SGMII_Reg(port, 4); },
-                          +[](uint32_t port) { return FW_Set_SFP_SGMII_Reg(port, 4, 5); },
-                          +[](uint32_t port) { return FW_Get_SFP_SGMII_Reg(port, 4, &word); },
-                          +[](uint32_t port) { return FW_SFP_PHY_Fail_Chk(port, 4, &word); },
-                          +[](uint32_t port) { return FW_Show_SFP_Moudle(port, 1, 1); },
-                          +[](uint32_t port) { return FW_Get_SFP_Speed(port, &byte); }}) {
-    for (const auto &[port, result] : {std::pair(9U, FW_ABSENT), {28U, FW_NOT_SFP}}) {
-      bus([c = call, p = port] { return c(p); });
-      EXPECT_EQ(std::tuple(result_, wire::calls("system"), wire::output(), byte, word),
-                std::tuple(result, 0, "", 7, 7));
-    }
-  }
-}
-
 TEST_F(Copper, AdvertisementCheck) {
   for (const auto &[failure, held, result, shown] :
        {std::array{0xFFFA, 0x01E1, 0, 7}, {0, 0x0DE1, 0, 0x0DE1}, {0, 1, 1, 1}}) {
@@ -168,6 +149,10 @@ TEST_F(Copper, AdvertisementCheck) {
     EXPECT_TRUE(events.starts_with(std::string(kSelect) + "i2c b0 ac:4/1 n4 ")) << events;
     EXPECT_EQ(std::tuple(result_, value), std::tuple(result, shown));
   }
+  uint16_t value = 7;
+  uint8_t link = 7;
+  EXPECT_EQ(std::pair(FW_SFP_PHY_Fail_Chk(9, 1, &value), value), std::pair(FW_ABSENT, uint16_t{7}));
+  EXPECT_EQ(std::pair(FW_SFP_SGMII_Get_Status(28, &link, &link, 0), link), std::pair(FW_NOT_SFP, uint8_t{7}));
 }
 
 }  // namespace

@@ -31,6 +31,9 @@ class Database : public BoardTest {
   }
 };
 
+/// Of the read, and of the load that made it.
+const std::string kResets = "flash dd = 0\nflash dd = 0\n";
+
 /// The table as the operator sees it.
 std::string shown(const std::string &title, const Words &words) {
   std::string text = "\nFW_PartitionInfo " + title + "\n";
@@ -84,12 +87,13 @@ TEST_F(Database, TableModes) {
 
 TEST_F(Database, GenSizes) {
   const std::string marks = "gpio d5 00 = 0\ngpio d8 01 = 0\n", end = "gpio d8 00 = 0\nflash dd = 0\n";
+  flash_def[30] = 0xF0000;  // a sector less than the largest database
   for (const uint32_t length : {300U, 0x10000U, 0x10001U, 0x100000U, 0x100001U, 0U}) {
     const Bytes data = pattern(length, length);
     const auto call = [&] { return FW_N25Q256A_WriteGenDatabase(data.data(), length, 2); };
     const std::string events = trace(call, &result_, {"open", "close"});
     std::string start = marks;
-    for (uint32_t at = 0; at < length; at += 0x10000) {
+    for (uint32_t at = 0; at < std::min(length, 0xF0000U); at += 0x10000) {
       start += "seek 1e" + std::string(1, "0123456789abcdef"[at >> 16]) + "0000\nflash d1 = 0\npause 2\nflash dd = 0\n";
     }
     start += "seek 1e00000\nwrite";
@@ -100,6 +104,7 @@ TEST_F(Database, GenSizes) {
     EXPECT_EQ(FW_ReadGenDatabase(&loaded_, &length_, 2), length != 0 ? 0 : FW_FAIL) << length;
     EXPECT_TRUE(length == 0 || take(length_) == data) << length;
   }
+  flash_def[30] = 0x100000;
   for (const uint32_t partition : {0U, 3U}) {
     const auto write = [&] { return FW_N25Q256A_WriteGenDatabase(data_.data(), 300, partition); };
     const auto read = [&] { return FW_N25Q256A_ReadGenDatabase(&loaded_, &length_, partition); };
@@ -130,8 +135,13 @@ TEST_F(Database, DamagedDatabases) {
                {lenient, 0x80001, 0, FW_FAIL, 0x80001, ""},
                {gen, 0, 0, FW_FAIL, 7, "Config database 1 is emtpy\n"},
                {gen2, 0, 0, FW_FAIL, 7, "config database 2 is emtpy\n"},
+               {gen, 300, 0, 0, 300, ""},
                {gen, 300, 1, FW_FAIL, 300, ""},
                {gen, 0xFFFFFFFF, 0, FW_FAIL, 0xFFFFFFFF, ""}};
+  EXPECT_EQ(FW_WriteGenDatabase(Bytes(300).data(), 300, 1), 0U);
+  wire::fail_call("read", 2);
+  trace([&] { return gen(&loaded_, &length_); }, &result_);
+  EXPECT_EQ(result_, FW_FAIL) << "though zeros have the right sum";
   EXPECT_EQ(FW_WriteSharedDatabase(data_.data(), 300) | FW_WriteGenDatabase(data_.data(), 300, 1), 0U);
   spiflash_debug_mode = 1;
   for (const Read read : {strict, lenient}) {
@@ -142,12 +152,14 @@ TEST_F(Database, DamagedDatabases) {
     }
   }
   wire::reset();
+  spiflash_debug_mode = 0;
   for (const auto &c : cases) {
     uint32_t stored = c.stored, sum = dbChecksum(data_.data(), 300) + c.sum_off;
     FW_PartitionInfo(&stored, &sum, c.read == gen ? 2 : c.read == gen2 ? 4 : 10);
     spiflash_debug_mode = 1;
     length_ = 7;
-    trace([&] { return c.read(&loaded_, &length_); }, &result_);
+    const std::string events = trace([&] { return c.read(&loaded_, &length_); }, &result_, {"open", "close", "puts"});
+    EXPECT_TRUE(result_ != 0 || events.ends_with(kResets)) << events;
     spiflash_debug_mode = 0;
     EXPECT_EQ(std::tuple(result_, length_, after_table(wire::output())), std::tuple(c.result, c.length, c.line));
     EXPECT_TRUE(result_ != 0 || take(length_) == Bytes(data_.begin(), data_.begin() + c.length)) << c.line;
@@ -155,6 +167,8 @@ TEST_F(Database, DamagedDatabases) {
   const Bytes large = pattern(0x80001);
   EXPECT_EQ(trace([&] { return FW_N25Q256A_WriteSharedDatabase(large.data(), 0x80001); }, &result_), "");
   EXPECT_EQ(std::pair(result_, FW_WriteSharedDatabase(large.data(), 0x80000)), std::pair(FW_FAIL, 0U));
+  EXPECT_EQ(FW_WriteSharedDatabase(large.data(), 1), 0U);
+  EXPECT_EQ(flash(0xF80001, 0x7FFFF), Bytes(0x7FFFF, 0xFF));
 }
 
 TEST_F(Database, CustomiseFiles) {
@@ -168,7 +182,9 @@ TEST_F(Database, CustomiseFiles) {
       const std::string expected = mode == 1 || partition == 3 ? output : "";
       EXPECT_TRUE(std::regex_match(wire::output(), std::regex(expected))) << wire::output();
     }
-    EXPECT_EQ(FW_ReadCustomizeDatabase(&loaded_, 2), 0U);
+    const auto load = [&] { return FW_ReadCustomizeDatabase(&loaded_, 2); };
+    wire::reset();
+    EXPECT_TRUE(trace(load, &result_, {"open", "close"}).ends_with(kResets) && result_ == 0);
     return take(0x40000);
   };
   const Bytes full = pattern(0x40000);

@@ -30,12 +30,37 @@ TEST_F(Dump, WholeAndParts) {
   }
   EXPECT_EQ(trace([] { return FW_N25Q256A_DumpFlash("", 0, 2); }), "print Part number must be 1~2\\n\n");
   EXPECT_EQ(FW_DumpFlash(name.c_str(), 3, 2), FW_REFUSED);
-  EXPECT_EQ(FW_DumpFlash(name.c_str(), 1, 513), FW_FAIL);
+  for (const uint8_t mode : Bytes{0, 2, 1}) {
+    uint32_t result = 1;
+    spiflash_debug_mode = mode;
+    trace([&] { return FW_DumpFlash(name.c_str(), 1, 513); }, &result);
+    EXPECT_TRUE(result == FW_FAIL && wire::output().ends_with("\nComp dump file fail\n") == (mode == 1)) << +mode;
+  }
+}
+
+TEST_F(Dump, OneSectorOnTheWire) {
+  const std::string reset = "open flash rw\nflash dd = 0\nclose flash\n", name = path("dump");
+  const auto dump = [&] { return FW_N25Q256A_DumpFlash(name.c_str(), 2, 512); };
+  std::string events = std::regex_replace(trace(dump), std::regex(reset), "RESET\n");
+  events = std::regex_replace(events, std::regex("print (open file|File size).*\n|(open|close) gpio.*\n"), "");
+  EXPECT_EQ(events,
+            "open flash r\nopen FILE w\nprint start_sector=1 total_secotr=1\\n\nprint Start Dump flash 2 of 512\\n\n"
+            "open flash r\nseek 10000\nread flash 10000 = 10000\npause 10\nclose flash\nRESET\n"
+            "print Dump flash image file [0] percent\\n\npause 1\nwrite FILE 10000 = 10000\nputs Dump Finish\n"
+            "close flash\nclose FILE\nopen FILE r\ngpio d5 00 = 0\ngpio d8 01 = 0\nputs Comp dump file...\n"
+            "read FILE 10000 = 10000\nopen flash r\nseek 10000\nread flash 10 = 10\nclose flash\nRESET\n"
+            "open flash r\nseek 1fff0\nread flash 10 = 10\nclose flash\nRESET\nread FILE 10000 = 0\nclose FILE\n"
+            "open FILE r\nread FILE 10000 = 10000\nread FILE 10000 = 0\nclose FILE\ngpio d8 00 = 0\n"
+            "puts \\nComp dump file Complete...\nRESET\n");
+  wire::fail_call("read", 1);
+  trace(dump);
+  EXPECT_TRUE(wire::output().ends_with("Start Dump flash 2 of 512\n"));
 }
 
 TEST_F(Dump, Compare) {
-  const Bytes good = pattern(0x20000);
-  program(0x80000, good);
+  Bytes good = pattern(0x20000);
+  std::fill_n(good.begin(), 16, uint8_t{0});  // as a spot that cannot be read
+  for (const uint32_t at : {0, 0x80000}) program(at, good);
   const auto compare = [&](size_t changed, size_t size, uint32_t part, uint32_t total) {
     Bytes bytes = good;
     bytes.resize(0x30000, 0xFF);
@@ -55,7 +80,12 @@ TEST_F(Dump, Compare) {
   EXPECT_EQ(compare(0x2FFFF, 15, 5, 256), std::pair(FW_FAIL, start)) << "shorter than a spot";
   EXPECT_EQ(compare(0x2FFFF, 0x10000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector less";
   EXPECT_EQ(compare(0x20010, 0x30000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector more";
-  EXPECT_EQ(compare(0x10010, 0x20000, 255, 256), std::pair(FW_FAIL, start)) << "from the start";
+  EXPECT_EQ(compare(0x10010, 0x20000, 255, 256), std::pair(FW_FAIL, fail)) << "from the start, but not the whole flash";
+  for (const int nth : {1, 2, 7, 10}) {  // of the file, of a spot, where either pass would see the end
+    wire::fail_call("read", nth);
+    EXPECT_EQ(compare(0x10010, 0x20000, 5, 256), std::pair(FW_FAIL, start)) << nth;
+  }
+  wire::reset();
   EXPECT_EQ(compare(0x2FFFF, 0, 1, 513), std::pair(FW_FAIL, fail)) << "empty part";
   wire::fail_call("open", 12);  // to read the file from the start again
   compare(0x10010, 0x20000, 5, 256);
@@ -90,7 +120,8 @@ TEST_F(Dump, SectorMapAndPrint) {
       map += std::string(sector % 16 == 0 ? cell : cell + 3) + (sector % 16 == 15 ? "\n" : "");
     }
   }
-  trace([] { return FW_SpiFlash_CheckSector(); });
+  std::string events = trace([] { return FW_SpiFlash_CheckSector(); });
+  EXPECT_TRUE(events.ends_with("UnUsed Space\\n\nopen flash rw\nflash dd = 0\nclose flash\n"));
   EXPECT_EQ(wire::output(), map +
                                 "\n B:Bootloader        E:ENVironmnet      M:Mac Address Backup\n"
                                 "I1:Image 1          I2:Image 2          P:Profinet Parameter\n"
@@ -98,7 +129,9 @@ TEST_F(Dump, SectorMapAndPrint) {
                                 "BS:Boot Script      D1:DB1             D2:DB2\n"
                                 "CI:Custom info      C1:Customize 1     C2:Customize 2\n"
                                 " S:Share DB          T:Test Area        U:UnUsed Space\n\n");
-  const std::string events = trace([] { return FW_ReadSector(0x1C); }), output = wire::output();
+  events = trace([] { return FW_N25Q256A_ReadSector(0x1C); });
+  const std::string output = wire::output();
+  EXPECT_TRUE(events.starts_with("open flash r\nopen flash r\nseek 1c0000\n"));
   EXPECT_TRUE(has(output, "^Read Address:0x001c0000\n0x00000000:\\[(0xff ){15}0x00 \\]\n"));
   EXPECT_TRUE(has(output, "\n0x0000fff0:\\[(0xff ){16}\\]\n$"));
   EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 4097);

@@ -84,31 +84,18 @@ TEST_F(FlashAccess, CallsAndTheirFailures) {
   }
 }
 
-TEST_F(FlashAccess, FrontsAskForTheChip) {
-  const struct {
-    const char *name;
-    uint32_t (*call)();
-    uint32_t other_chip = FW_FAIL, unknown_chip = FW_FAIL;
-  } fronts[] = {
-      {"ReadFlash", [] { return FW_ReadFlash(0, 1, g_buffer); }},
-      {"GetMapAddr", [] { return FW_SpiFlash_GetMapAddr(1); }, FW_REFUSED, FW_REFUSED},
-      {"GetMapLen", [] { return FW_SpiFlash_GetMapLen(1); }, FW_REFUSED, FW_REFUSED},
-      {"GetSectorSize", FW_SpiFlash_GetSectorSize, FW_REFUSED, FW_REFUSED},
-      {"BackupMacSet", [] { return FW_SpiFlash_BackupMacSet(g_buffer); }},
-      {"BackupMacGet", [] { return FW_SpiFlash_BackupMacGet(g_buffer); }, 0},
-  };
-  for (const auto &front : fronts) {
-    for (const auto &[answer, index] : {std::pair{0, 1}, std::pair{-1, 0xFF}, std::pair{0xFFFF, 0}}) {
-      wire::on_request([number = index, result = answer](const wire::Request &request) {
-        *static_cast<uint8_t *>(request.record) = static_cast<uint8_t>(number);
-        return result;
-      });
-      uint32_t result = 1;
-      trace(front.call, &result);
-      EXPECT_EQ(result, answer == 0xFFFF ? front.unknown_chip : front.other_chip) << front.name;
-      EXPECT_EQ(wire::calls("any"), 2) << front.name << ": nothing follows the question";
-    }
-  }
+TEST_F(FlashAccess, ShortReadsLeaveZerosAndNothingOlder) {
+  const std::vector<uint8_t> ones(0x20000, 1);
+  program(0x200000, ones);
+  sim("fail flash:read --result 16 --skip 1 --count 1");
+  EXPECT_EQ(FW_CheckCRC(1, FW_crc32(ones.data(), 0x20000), 0x20000), FW_FAIL);
+  sim("fail flash:read --result 16 --skip 1 --count 1");
+  uint32_t result = 0;
+  trace([&] { return FW_N25Q256A_DumpFlash(path("dump").c_str(), 17, 256); }, &result);
+  EXPECT_EQ(result, FW_FAIL) << "the compare sees it";
+  sim("fail flash:read --result 16 --count 1");
+  std::fill_n(g_buffer, 0x10000, uint8_t{1});
+  EXPECT_TRUE(FW_SpiFlashEnvRead(g_buffer) == 0 && g_buffer[16] == 0 && g_buffer[0xFFFF] == 0);
 }
 
 TEST_F(FlashAccess, MapQueries) {

@@ -39,6 +39,8 @@ TEST_F(Identity, ModelNames) {
   EXPECT_EQ(wire::output(), "Custom Name For 28F   : []\nCustom Name For 8C20F : []\nCustom Name For 16C12F: [" +
                                 longest + "]\nCustom Name For 24C4F : [EDGE-1]\n");
   EXPECT_EQ(trace([] { return FW_N25Q256A_WriteCustomName("x", 4); }), "puts Input index error\n");
+  sim("fail gpio --result closed");
+  EXPECT_EQ(name(), defaults[1] + "-AD");
 }
 
 // Each change keeps every byte but its own, passes on the flash's failure, and changes nothing when its read fails.
@@ -62,7 +64,8 @@ TEST_F(Identity, Changes) {
     }
   };
   const std::string text(300, 'd');
-  char read_back[257] = {'#', '#'};
+  char read_back[257];
+  memset(read_back, '#', sizeof read_back);
   uint8_t mode = 0;
   EXPECT_EQ(FW_SpiFlash_GetCustomDesc(read_back), 0xFFFEU);
   EXPECT_EQ(FW_SpiFlash_GetCustomPwrMode(&mode), 0U);
@@ -71,9 +74,17 @@ TEST_F(Identity, Changes) {
   check([] { return FW_SpiFlash_WriteCustomName("AB", 3); }, 102, "AB" + std::string(29, '\0'), "model=", 0);
   check([&] { return FW_SpiFlash_SetCustomPwrMode(&mode); }, 416, "Z", "", 0);
   check([&] { return FW_SpiFlash_SetCustomDesc(text.c_str()); }, 156, text.substr(0, 255), "description=", 144);
-  read_back[256] = '#';
   EXPECT_EQ(FW_SpiFlash_GetCustomDesc(read_back), 0U);
   EXPECT_EQ(std::pair(std::string(read_back), read_back[256]), std::pair(text.substr(0, 255), '#'));
+  wire::fail_call("read", 1);
+  trace([&] { return FW_N25Q256A_GetCustomPwrMode(&mode); });
+  EXPECT_EQ(mode, 'Z') << "kept";
+  FW_N25Q256A_SectorErase(kRecord);
+  program(kRecord, {'m', 'o', 'd', 'e', 'l', ':', 'A', 0});
+  const char *const other_marker = "description:B";
+  program(kRecord + 144, Bytes(other_marker, other_marker + 14));
+  EXPECT_EQ(FW_SpiFlash_GetCustomDesc(read_back), 0U);
+  EXPECT_EQ(std::pair(name(), std::string(read_back)), std::pair(std::string("A-AC2"), std::string("B")));
 }
 
 }  // namespace

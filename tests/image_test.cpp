@@ -19,12 +19,20 @@ class Image : public BoardTest {
     flash_def[21] = 0x0100A00C;
   }
 
+  /// Now, to the minute.
+  static std::string clock() {
+    const time_t now = time(nullptr);
+    const tm *const local = localtime(&now);
+    return std::to_string(local->tm_hour) + ":" + std::to_string(local->tm_min) + ":";
+  }
+
   /// A copy of an open file with that content. The file is closed when the flash-access flag comes down.
   uint32_t copy(const Bytes &content, const std::function<uint32_t(int)> &call) {
     const int fd = open(file("image", content).c_str(), O_RDONLY);
+    const std::string start = clock();
     uint32_t result = 1;
     events_ = trace([&] { return call(fd); }, &result, {"open", "close", "seek", "write"});
-    events_ = std::regex_replace(events_, std::regex("\\d+:\\d+:\\d+"), "TIME");
+    events_ = std::regex_replace(events_, std::regex("\\((" + start + "|" + clock() + ")\\d+\\)"), "(TIME)");
     EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "the copy owns the file";
     return result;
   }
@@ -110,11 +118,15 @@ TEST_F(Image, DebugModeLeavesTheFourthPieceUnprogrammed) {
     EXPECT_EQ(wire::output().find("Program...1\n.........\nFW_N25Q256A_FlashCopy() write size=[262145] crc=["), 0U);
     EXPECT_EQ(flash(0x230000, 0x10000), Bytes(0x10000, 0xFF));
   }
-  wire::on_request([erases = 0](const wire::Request &request) mutable -> std::optional<int> {
-    if (request.number == 0xD1 && ++erases == 4) spiflash_debug_mode = 0;
-    return std::nullopt;
-  });
-  EXPECT_EQ(copy(image, copy_to_1), 0U) << "switched off at the fourth piece";
+  // Switched off at the fourth piece, or on at the first: then the fifth counts as the fourth.
+  for (const auto &[piece, mode, result] : {std::tuple(4, 0, 0U), {1, 1, FW_REFUSED}}) {
+    spiflash_debug_mode = mode == 0;
+    wire::on_request([p = piece, m = mode, erases = 0](const wire::Request &request) mutable -> std::optional<int> {
+      if (request.number == 0xD1 && ++erases == p) spiflash_debug_mode = static_cast<uint8_t>(m);
+      return std::nullopt;
+    });
+    EXPECT_EQ(copy(image, copy_to_1), result) << piece;
+  }
   wire::reset();
   spiflash_debug_mode = 1;
   EXPECT_EQ(copy(pattern(0x40001), FW_N25Q256A_FlashCopyAll), 0U) << "only the partition copy does that";
@@ -146,7 +158,8 @@ TEST_F(Image, FilesByName) {
               {[&] { return FW_SpiFlash_WriteBoot(none.c_str()); }, FW_FAIL,
                "FW_SpiFlash_WriteBoot() Open image file " + none + " fail\n"},
               {[&] { return FW_N25Q256A_WriteBoot(none.c_str()); }, FW_FAIL, "Open Boot file [" + none + "] fail\n"},
-              {[&] { return FW_N25Q256A_WriteBoot(path("pipe").c_str()); }, FW_FAIL, ""}};
+              {[&] { return FW_N25Q256A_WriteBoot(path("pipe").c_str()); }, FW_FAIL, ""},
+              {[] { return FW_N25Q256A_WriteBoot("/dev/ptmx"); }, FW_FAIL, ""}};  // has no end
   for (const auto &row : rows) {
     uint32_t result = 1;
     const std::string events = trace(row.call, &result);
@@ -205,8 +218,6 @@ TEST_F(Image, BootWriter) {
   EXPECT_EQ(std::pair(result, wire::output()), std::pair(FW_FAIL, std::string()));
   std::filesystem::resize_file(name, 1ULL << 32);
   EXPECT_EQ(trace(write_boot, &result), "") << "more than an address tells";
-  EXPECT_EQ(result, FW_FAIL);
-  EXPECT_EQ(trace([] { return FW_N25Q256A_WriteBoot("/dev/ptmx"); }, &result), "") << "a device without an end";
   EXPECT_EQ(result, FW_FAIL);
 }
 
