@@ -40,10 +40,9 @@ Json rows(size_t count, Row row) {
   return all;
 }
 
-Json slots_of(const I2c &i2c) {
+Json slots_of(const Board &board) {
   return rows(kSlots, [&](unsigned i) {
-    std::string type = split(kBoardTypes, '|')[std::min(i2c.slot_type[i], kSfpBoard)];
-    return named("slot board alive", {i + 1, type, i2c.slot_alive[i]});
+    return named("slot board alive", {i + 1, board_type(board, i), board.i2c.slot_alive[i]});
   });
 }
 
@@ -97,11 +96,6 @@ Json cage_of(const Board &board, unsigned port) {
       {port, module, cage.fitted ? 0 : 1, tx_disable(board, port), cage.txfault, cage.los, link_of(board, port)});
 }
 
-Json chain_bit_of(const Board &board, unsigned i) {
-  unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
-  return value != 0 ? named("group bit value", {group, bit, value}) : Json();
-}
-
 Json fault_of(const FaultRule &rule) {
   bool whole = rule.effect <= Effect::Killed && rule.node <= Node::Any && rule.call <= Call::Seek;
   if (rule.effect == Effect::None || !whole) return {};
@@ -126,19 +120,19 @@ Json flash_of(const Flash &flash) {
                named("chip_index debug extended_address", &flash.chip_index));
 }
 
+// With their first sectors.
+constexpr char kRegions[] =
+    "0 Bootloader|10 Environment|11 unused|14 Partition table|18 Boot Script|1c Custom info|1d Profinet Parameter|"
+    "1e unused|20 Image 1|e0 DB1|f0 Customize 1|f4 Parameter 1|f8 Share DB|100 unused|120 Image 2|1e0 DB2|"
+    "1f0 Customize 2|1f4 Parameter 2|1f8 unused|1fe Mac Address Backup|1ff Test Area|200";
+
 Json regions_of(const Flash &flash) {
-  const Words names = split(
-      "Bootloader|Environment|unused|Partition table|Boot Script|Custom info|Profinet Parameter|unused|Image 1|DB1|"
-      "Customize 1|Parameter 1|Share DB|unused|Image 2|DB2|Customize 2|Parameter 2|unused|Mac Address Backup|Test Area",
-      '|');
-  // First sector of each region, and the end.
-  constexpr uint32_t kFirst[] = {0x0,  0x10, 0x11,  0x14,  0x18,  0x1c,  0x1d,  0x1e,  0x20,  0xe0,  0xf0,
-                                 0xf4, 0xf8, 0x100, 0x120, 0x1e0, 0x1f0, 0x1f4, 0x1f8, 0x1fe, 0x1ff, kSectors};
-  return rows(names.size(), [&](unsigned i) {
-    uint32_t first = kFirst[i], end = kFirst[i + 1];
+  Words regions = split(kRegions, '|');
+  return rows(regions.size() - 1, [&](unsigned i) {
+    size_t name = 0, first = std::stoul(regions[i], &name, 16), end = std::stoul(regions[i + 1], nullptr, 16);
     return named("region start erases programs",
-                 {names[i], hex(first * kSectorSize, 8), sum(flash.erases + first, flash.erases + end),
-                  sum(flash.programs + first, flash.programs + end)});
+                 {regions[i].substr(name + 1), hex(static_cast<uint32_t>(first) * kSectorSize, 8),
+                  sum(flash.erases + first, flash.erases + end), sum(flash.programs + first, flash.programs + end)});
   });
 }
 
@@ -175,32 +169,37 @@ void print(const Json &document, bool json) {
 
 }  // namespace
 
+std::string board_type(const Board &board, unsigned slot) {
+  return split(kBoardTypes, '|')[std::min(board.i2c.slot_type[slot], kSfpBoard)];
+}
+
 void show_board(const Line &line) {
   OpenBoard open = open_board(line.board);
   const Board &board = *open;
   constexpr char kPanel[] =
       "system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27";
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
-  Json chain = rows(kChainGroups * kChainBits, [&](unsigned i) { return chain_bit_of(board, i); });
+  Json chain = rows(kChainGroups * kChainBits, [&](unsigned i) {
+    unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
+    return value != 0 ? named("group bit value", {group, bit, value}) : Json();
+  });
   print(named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
-              {open.folder.filename().native(), open.folder.native(), slots_of(board.i2c), supplies_of(board),
+              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies_of(board),
                named(kPanel, &board.gpio.system_led), gpio_of(board), i2c_of(board), cages, flash_of(board.flash),
                chain, board.rule_count, board.settle_ms, board.paused_us}),
         line.json);
 }
 
 void show_boards(const Line &line) {
-  std::set<std::string> names;
   std::error_code none;
-  for (const auto &entry : std::filesystem::directory_iterator(boards_root(), none))
-    if (entry.is_directory()) names.insert(entry.path().filename());
+  std::filesystem::directory_iterator entries(boards_root(), none);
   Json boards = Json::array();
-  for (const std::string &name : names) {
-    if (name[0] == '.') continue;
+  for (const auto &folder : std::set<std::filesystem::path>(entries, {})) {
+    std::string name = folder.filename();
+    if (name[0] == '.' || !is_directory(folder)) continue;
     boards.push_back(named("board slot_1 slot_2 slot_3", {name, "?", "?", "?"}));
     try {
-      for (const Json &slot : slots_of(open_board(name)->i2c))
-        boards.back()["slot_" + slot["slot"].dump()] = slot["board"];
+      for (const Json &slot : slots_of(*open_board(name))) boards.back()["slot_" + slot["slot"].dump()] = slot["board"];
     } catch (const Failure &) {  // a damaged one is listed, too
     }
   }

@@ -75,6 +75,8 @@ OpenBoard open_board(const std::string &name, bool make_missing = false);
 
 /** By the numbers that the I2C driver gives them. */
 constexpr char kBoardTypes[] = "none|copper|sfp";
+/** Name of the type that is fitted in slot index 0 to 2. */
+std::string board_type(const Board &board, unsigned slot);
 
 /** Calls from Call::Open, and effects from Effect::Refused. */
 constexpr char kCalls[] = "open|read|write|lseek", kEffects[] = "refused|busy|closed|killed";

@@ -70,22 +70,14 @@ void add_options(CLI::App &app, Line &line) {
   fail->add_flag("--list", line.list, "list the faults that stand");
   fail->add_option("--count", line.count, "fail so many times only");
   fail->add_option("--skip", line.skip, "let so many pass before");
-  fail->add_option(
-      "--result", line.result,
-      "a number (of a read or write: a short count), refused (-1 EIO), busy, closed (the node does not open) "
-      "or killed (the calling process); default: the driver's failure, 0xFFFF");
-}
-
-int complain(int status, std::string text) {
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  std::fprintf(stderr, "zelsim: %s\n", text.c_str());
-  return status;
+  fail->add_option("--result", line.result,
+                   "a number (of a read or write: a short count), refused, busy, closed or "
+                   "killed (the calling process); default: the driver's failure, 0xFFFF");
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  constexpr int kFailed = 1, kWrongUsage = 2;
   CLI::App app("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.", "zelsim");
   app.require_subcommand(1);
   app.footer(
@@ -101,10 +93,14 @@ int main(int argc, char **argv) {
   if (end != argv + argc) line.words.assign(end + 1, argv + argc);
   try {
     app.parse(static_cast<int>(end - argv), argv);
-  } catch (const CLI::ParseError &error) {
-    return error.get_exit_code() == 0 ? app.exit(error) : complain(kWrongUsage, error.what());
+    return 0;
+  } catch (const CLI::Success &help) {
+    return app.exit(help);
   } catch (const std::exception &error) {
-    return complain(kFailed, error.what());
+    std::string text = error.what();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    std::fprintf(stderr, "zelsim: %s\n", text.c_str());
+    constexpr int kFailed = 1, kWrongUsage = 2;
+    return dynamic_cast<const CLI::ParseError *>(&error) != nullptr ? kWrongUsage : kFailed;
   }
-  return 0;
 }

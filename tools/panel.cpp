@@ -4,7 +4,6 @@
 #include "records.h"
 
 namespace layout = panel_layout;
-using enum layout::Colour;
 
 static bool watching;
 static uint32_t pictures;
@@ -28,25 +27,25 @@ static Json readPanel() {
 
 /** A grid of characters with colours. */
 struct Canvas {
-  void put(int x, int y, const std::string &text, layout::Colour colour = Plain) {
+  void put(int x, int y, const std::string &text, layout::Colour colour = layout::Plain) {
     for (size_t i = 0; i < text.size(); ++i) set(x + static_cast<int>(i), y, text.substr(i, 1), colour);
   }
   /** One character, of any number of bytes. */
   void set(int x, int y, const std::string &glyph, layout::Colour colour) {
-    cells[y][x] = {glyph, colourful() ? colour : Plain};
+    cells[y][x] = {glyph, colourful() ? colour : layout::Plain};
   }
   void box(int x, int y, int width, int height) {
     const std::string edge = "+" + std::string(static_cast<size_t>(width) - 2, '-') + "+";
-    for (const int row : {y, y + height - 1}) put(x, row, edge, Dim);
+    for (const int row : {y, y + height - 1}) put(x, row, edge, layout::Dim);
     for (int row = y + 1; row < y + height - 1; ++row)
-      for (const int column : {x, x + width - 1}) put(column, row, "|", Dim);
+      for (const int column : {x, x + width - 1}) put(column, row, "|", layout::Dim);
   }
   void print(const char *line_end) const {
     constexpr const char *kCodes[] = {"0", "2", "31", "32", "33", "34", "36"};
-    layout::Colour now = Plain;
+    layout::Colour now = layout::Plain;
     for (const auto &line : cells) {
       for (const auto &[glyph, colour] : line) {
-        if (std::exchange(now, colour) != colour) std::fprintf(out, "\033[0;%sm", kCodes[static_cast<int>(now)]);
+        if (std::exchange(now, colour) != colour) std::fprintf(out, "\033[0;%sm", kCodes[now]);
         std::fputs(glyph.empty() ? " " : glyph.c_str(), out);
       }
       std::fputs(line_end, out);
@@ -62,7 +61,7 @@ static void drawLights(Canvas &canvas, const Json &states) {
     for (const Json &led : states) {
       if (led["led"] != light.led) continue;
       const Json &state = led["state"];
-      const layout::Colour colour = state == "off" ? Dim : light.colour;
+      const layout::Colour colour = state == "off" ? layout::Dim : light.colour;
       canvas.set(light.x, light.y, state == "off" ? "○" : state == "on" ? "●" : "◐", colour);
     }
   }
@@ -74,7 +73,7 @@ static void drawPort(Canvas &canvas, const Json &port) {
       layout::lookOf({port["los"] == 1, port["tx_disable"] == 1, port["tx_fault"] == 1, port["module"] == false,
                       port["status"] != "ok", port["type"] == "copper"});
   const auto [x, y] = layout::portAt(port["port"]);
-  canvas.put(x, y - 1, format("%2d", port["port"].get<int>()), Dim);
+  canvas.put(x, y - 1, format("%2d", port["port"].get<int>()), layout::Dim);
   canvas.put(x, y, look.glyph, look.colour);
 }
 
@@ -96,7 +95,7 @@ static void drawPanel(const Json &state, const char *line_end) {
     const bool alarm = state["power"]["alarm"];
     canvas.put(layout::kTextX, layout::kSupplyY,
                "SUPPLIES " + state["power"]["mode"].get<std::string>() + (alarm ? ", ALARM" : ", good"),
-               alarm ? Red : Green);
+               alarm ? layout::Red : layout::Green);
   }
   canvas.print(line_end);
   for (const layout::Look &look : layout::kLooks)

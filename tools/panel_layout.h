@@ -11,8 +11,7 @@ namespace panel_layout {
 
 constexpr int kWidth = 74, kHeight = 11;
 
-enum class Colour { Plain, Dim, Red, Green, Amber, Blue, Cyan };
-using enum Colour;
+enum Colour { Plain, Dim, Red, Green, Amber, Blue, Cyan };
 
 /** A LED, its legend before it on the same line. */
 struct Light {
