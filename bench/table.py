@@ -93,15 +93,14 @@ for name, what in (("copy", "12 MiB partition copy"), ("dump", "Whole-flash dump
     row(what + ", bare loop of its system calls", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms", f"{above:+.1f} %",
         "at most +15 %", above <= 15)
 # The pauses asked for: each piece programmed, erased, verified; each sector read.
-for name, what, pauses in (("copy", "12 MiB partition copy, pauses slept", 192 * 15014e3),
-                           ("dump", "Whole-flash dump, pauses slept", 512 * 11e3)):
-    ours, bare = t[f"slept_{name}/zelboard/1"], pauses + t[name + "/bare/0"]
-    above = 100 * (ours / bare - 1)
-    row(what + f", {pauses / 1e6:.0f} ms of pauses + bare loop", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms",
-        f"{above:+.1f} %", "at most +3 %", above <= 3)
-    bare = t[f"slept_{name}/bare/1"]
-    row(what + ", bare loop with the same sleeps", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms",
-        f"{100 * (ours / bare - 1):+.1f} %")
+for name, what, pauses in (("copy", "12 MiB partition copy", 192 * 15014e3), ("dump", "Whole-flash dump", 512 * 11e3)):
+    for kind, slack in ((1, ""), (2, " without timer slack")):
+        ours, bare, slept = t[f"slept_{name}/zelboard/{kind}"], pauses + t[f"{name}/bare/0"], t[f"slept_{name}/bare/{kind}"]
+        above = 100 * (ours / bare - 1)
+        row(f"{what}, pauses slept{slack}, {pauses / 1e6:.0f} ms of pauses + bare loop", f"{ours / 1e6:.0f} ms",
+            f"{bare / 1e6:.0f} ms", f"{above:+.1f} %", "at most +3 %", above <= 3)
+        row(f"{what}, pauses slept{slack}, bare loop with the same sleeps", f"{ours / 1e6:.0f} ms",
+            f"{slept / 1e6:.0f} ms", f"{100 * (ours / slept - 1):+.1f} %")
 ours, bare = t["request/zelsim"], t["request/bare"]
 row("Virtual switch, one request (open, ioctl, close), bare system calls", f"{ours / 1e3:.2f} us",
     f"{bare / 1e3:.2f} us", f"+{(ours - bare) / 1e3:.2f} us", "at most +1.5 us", ours - bare <= 1500)

@@ -1,14 +1,10 @@
 #include "board/command.h"
 
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 
-void zel::run_command(const char *format, ...) {
+void zel::run_command(const char *format, uint32_t first, uint32_t second, uint32_t third) {
   char line[128] = {};
-  va_list arguments;
-  va_start(arguments, format);
-  vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
+  snprintf(line, sizeof line, format, first, second, third);
   [[maybe_unused]] const int status = system(line);
 }

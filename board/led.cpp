@@ -36,7 +36,7 @@ struct SelectedLed {
 };
 
 void send_to_chain(uint8_t group, uint8_t bit, uint32_t value) {
-  run_command("debugCmd sgpio_set %d %d %d\n", group, bit, static_cast<int>(value));
+  run_command("debugCmd sgpio_set %d %d %d\n", group, bit, value);
 }
 
 uint32_t get_led(const Led &led, uint8_t *value) { return get_byte({kGpio, led.get}, value); }

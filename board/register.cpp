@@ -46,12 +46,12 @@ uint32_t FW_SetSpecialRegister(uint32_t address, uint32_t value) {
 
 uint32_t FW_SetPhyRegister(uint32_t port, uint32_t reg, uint32_t value) {
   if (port > kHighestPhyPort) return FW_FAIL;
-  zel::run_command("debugCmd phy_register_set %d %x %x\n", static_cast<int>(port), reg, value);
+  zel::run_command("debugCmd phy_register_set %d %x %x\n", port, reg, value);
   return 1;
 }
 
 uint32_t FW_ShowPhyRegister(uint32_t port, uint32_t reg) {
   if (port > kHighestPhyPort) return FW_FAIL;
-  zel::run_command("debugCmd phy_register_get %d %x\n", static_cast<int>(port), reg);
+  zel::run_command("debugCmd phy_register_get %d %x\n", port, reg);
   return 1;
 }

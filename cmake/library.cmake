@@ -64,9 +64,11 @@ target_compile_options(zelboard_objects PRIVATE
   -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar -D__NO_INLINE__)
 set_target_properties(zelboard_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
-  # Small everywhere, fast where bytes are counted by the million.
   target_compile_options(zelboard_objects PRIVATE -Os)
-  set_source_files_properties(flash/checksum.cpp flash/crc.cpp PROPERTIES COMPILE_OPTIONS -O2)
+endif()
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  # Small everywhere, fast where bytes are counted by the million.
+  set_source_files_properties(flash/checksum.cpp flash/crc.cpp PROPERTIES COMPILE_OPTIONS -O3)
 endif()
 
 add_library(zelboard SHARED $<TARGET_OBJECTS:zelboard_objects>)

@@ -1,8 +1,9 @@
-// CRC-32 of IEEE 802.3, reflected: one exported table, built on first use, and seven private ones beside it.
+// CRC-32 of IEEE 802.3, reflected: one exported table, built on first use, and four private ones beside it.
 #include <pthread.h>
 #include <string.h>
 
 #include <atomic>
+#include <bit>
 
 #include "zelboard/flash.h"
 
@@ -16,25 +17,31 @@ constexpr uint32_t kPolynomial = 0xEDB88320;
 
 constexpr uint32_t shift(uint32_t crc) { return (crc >> 1) ^ ((crc & 1) != 0 ? kPolynomial : 0); }
 
-// Entry n of slice k is the CRC register after byte n and k zero bytes. Slice 0 would be crc_table itself. With the
-// slices eight bytes are looked up independently of each other, not one after another.
-struct Slices {
-  uint32_t table[8][256];
+// Long texts are taken in blocks of five words. Each word of a block belongs to a lane with a register of its own, which
+// meets that lane's words only: the lookups of one lane wait for none of another's. Entry n of byte[k] is the register
+// after byte k of a word was n and zero bytes followed up to the lane's next word.
+constexpr uint32_t kLanes = 5;
+constexpr uint32_t kWord = sizeof(uint32_t);
+constexpr uint32_t kBlock = kLanes * kWord;
+static_assert(std::endian::native == std::endian::little);  // byte 0 of a word is its lowest
+
+struct Strides {
+  uint32_t byte[kWord][256];
 };
 
-constexpr Slices derive_slices() {
-  Slices slices{};
+constexpr Strides derive_strides() {
+  Strides strides{};
   for (uint32_t n = 0; n < 256; ++n) {
     uint32_t crc = n;
-    for (auto &slice : slices.table) {
+    for (uint32_t k = kBlock; k-- > 0;) {
       for (int bit = 0; bit < 8; ++bit) crc = shift(crc);
-      slice[n] = crc;
+      if (k < kWord) strides.byte[k][n] = crc;
     }
   }
-  return slices;
+  return strides;
 }
 
-constexpr Slices kSlices = derive_slices();
+constexpr Strides kStrides = derive_strides();
 
 pthread_mutex_t table_lock = PTHREAD_MUTEX_INITIALIZER;
 
@@ -60,23 +67,36 @@ void ensure_table() {
   pthread_mutex_unlock(&table_lock);
 }
 
-uint32_t load32(const uint8_t *bytes) {
+uint32_t word_of(const uint8_t *bytes, uint32_t n) {
   uint32_t word = 0;
-  memcpy(&word, bytes, sizeof word);
+  memcpy(&word, bytes + n * sizeof word, sizeof word);
   return word;
+}
+
+uint32_t stride(uint32_t word) {
+  const auto &byte = kStrides.byte;
+  return byte[0][word & 0xFF] ^ byte[1][word >> 8 & 0xFF] ^ byte[2][word >> 16 & 0xFF] ^ byte[3][word >> 24];
+}
+
+uint32_t bytewise(uint32_t crc, const uint8_t *bytes, uint32_t length) {
+  for (; length != 0; ++bytes, --length) crc = crc_table[(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
+  return crc;
 }
 
 uint32_t crc_of(uint32_t crc, const uint8_t *bytes, uint32_t length) {
   ensure_table();
-  const auto &t = kSlices.table;
-  for (; length >= 8; bytes += 8, length -= 8) {
-    const uint32_t low = load32(bytes) ^ crc;
-    const uint32_t high = load32(bytes + 4);
-    crc = t[7][low & 0xFF] ^ t[6][low >> 8 & 0xFF] ^ t[5][low >> 16 & 0xFF] ^ t[4][low >> 24] ^  //
-          t[3][high & 0xFF] ^ t[2][high >> 8 & 0xFF] ^ t[1][high >> 16 & 0xFF] ^ crc_table[high >> 24];
+  if (length >= kBlock) {
+    uint32_t lanes[kLanes] = {crc};
+    for (; length >= 2 * kBlock; bytes += kBlock, length -= kBlock) {
+      for (uint32_t n = 0; n < kLanes; ++n) lanes[n] = stride(lanes[n] ^ word_of(bytes, n));
+    }
+    // The last block brings the lanes together: a register and the word that it meets are one.
+    for (uint32_t n = 0; n < kLanes; ++n) lanes[n] ^= word_of(bytes, n);
+    crc = bytewise(0, reinterpret_cast<const uint8_t *>(lanes), kBlock);
+    bytes += kBlock;
+    length -= kBlock;
   }
-  for (; length != 0; ++bytes, --length) crc = crc_table[(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
-  return crc;
+  return bytewise(crc, bytes, length);
 }
 
 }  // namespace

@@ -25,18 +25,21 @@ constexpr Request kWrite{kI2c, 0xB1};
 constexpr uint32_t kMaxOffsetLen = 4;
 constexpr useconds_t kPause = 5000;  // after every request, so that slow devices keep up
 
-/// Makes one transfer. `in` or `out` is null, as the direction has it.
-uint32_t transfer(Request what, uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *in,
-                  void *out) {
-  i2c_xfer record{};
-  if (offset_len > kMaxOffsetLen || len > sizeof record.data) return FW_FAIL;
+/// Addresses a record; false for a transfer that it cannot hold. One without data may come without a buffer.
+bool address(i2c_xfer &record, uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len) {
+  if (offset_len > kMaxOffsetLen || len > sizeof record.data) return false;
   record.len = len;
   record.addr = addr;
   record.offset = offset;
   record.offset_len = static_cast<uint8_t>(offset_len);
-  if (in != nullptr) memcpy(record.data, in, len);
-  return request_then(what, record, [&] {
-    if (out != nullptr) memcpy(out, record.data, len);
+  return true;
+}
+
+uint32_t read_device(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf) {
+  i2c_xfer record{};
+  if (!address(record, addr, offset, offset_len, len)) return FW_FAIL;
+  return request_then(kRead, record, [&] {
+    if (buf != nullptr) memcpy(buf, record.data, len);
     usleep(kPause);
   });
 }
@@ -44,15 +47,18 @@ uint32_t transfer(Request what, uint8_t addr, uint32_t offset, uint32_t offset_l
 }  // namespace
 
 uint32_t i2c_offset_read(uint8_t addr, uint32_t offset, uint8_t len, void *buf) {
-  return transfer(kRead, addr, offset, 1, len, nullptr, buf);
+  return read_device(addr, offset, 1, len, buf);
 }
 
 }  // namespace zel
 
 uint32_t FW_I2C_BufRead(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf) {
-  return zel::transfer(zel::kRead, addr, offset, offset_len, len, nullptr, buf);
+  return zel::read_device(addr, offset, offset_len, len, buf);
 }
 
 uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf) {
-  return zel::transfer(zel::kWrite, addr, offset, offset_len, len, buf, nullptr);
+  zel::i2c_xfer record{};
+  if (!zel::address(record, addr, offset, offset_len, len)) return FW_FAIL;
+  if (buf != nullptr) memcpy(record.data, buf, len);
+  return zel::request_then(zel::kWrite, record, [] { usleep(zel::kPause); });
 }

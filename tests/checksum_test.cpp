@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <numeric>
 #include <thread>
 
 #include "board_test.h"
@@ -21,14 +22,15 @@ uint32_t bitwise_crc(const uint8_t *bytes, size_t length) {
   return ~crc;
 }
 
-TEST_F(Checksum, CrcOfEveryLengthPlaceAndSplit) {
-  const std::vector<uint8_t> bytes = pattern(60);
+TEST_F(Checksum, EveryLengthPlaceAndSplit) {
+  const std::vector<uint8_t> bytes = pattern(310);
   for (uint32_t from = 0; from < 8; ++from) {
     for (uint32_t length = 0; from + length <= bytes.size(); ++length) {
       const uint8_t *const start = bytes.data() + from;
       const uint32_t split = length / 3, crc = bitwise_crc(start, length);
       EXPECT_EQ(FW_crc32(start, length), crc);
       EXPECT_EQ(FW_crc321(FW_crc321(0, start, split), start + split, length - split), crc);
+      EXPECT_EQ(dbChecksum(start, length), std::accumulate(start, start + length, 0U));
     }
   }
   EXPECT_EQ(FW_crc32(reinterpret_cast<const uint8_t *>("123456789"), 9), 0xCBF43926U);

@@ -10,8 +10,10 @@ export ZELSIM_HOME="$work/boards"
 status=0
 fail() { echo "$*"; status=1; }
 
+mkdir -p "$work/first/share/kept"
 cmake --install "$build" --prefix "$work/first" >/dev/null
 cp "$build/install_manifest.txt" "$work/manifest"
+mv "$build/install_folders.txt" "$work/folders"
 prefix=$work/moved
 mv "$work/first" "$prefix"
 library=$(dirname "$(find "$prefix" -name libzelboard.so)")
@@ -74,7 +76,7 @@ gzip -dc "$prefix/share/man/man3/zelboard.3.gz" >"$work/page"
 while read -r name; do grep -qw "$name" "$work/page" || fail "$name: not in zelboard(3)"; done <"$here/exports.txt"
 
 mv "$prefix" "$work/first"
-cmake -DMANIFEST="$work/manifest" -P "$here/../cmake/uninstall.cmake"
-left=$(find "$work/first" ! -type d -o -name 'zelboard*')
-[ -z "$left" ] || fail "uninstalling leaves: $left"
+cmake -DMANIFEST="$work/manifest" -DFOLDERS="$work/folders" -P "$here/../cmake/uninstall.cmake"
+left=$(cd "$work/first" && find . | sort | xargs)
+[ "$left" = ". ./share ./share/kept" ] || fail "uninstalling leaves: $left"
 exit $status

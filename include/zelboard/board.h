@@ -13,7 +13,8 @@
 
 ZEL_BEGIN_DECLS
 
-/* ---- debug mode of the GPIO driver ---- */
+/** @name Debug mode of the GPIO driver
+ *  @{ */
 
 /** Debug mode of the GPIO driver as last read by FW_GetDebug_Gpio: 0 = off, non-zero = on. 0 at load. */
 extern ZEL_API uint8_t debug_mode;
@@ -27,72 +28,98 @@ ZEL_API uint32_t FW_SetDebug_Gpio(uint8_t mode);
  *  result is FW_FAIL (a request refused by the kernel prints the byte as it stood).
  *  @return the request's result or FW_FAIL. Thread-safe: no (`debug_mode`). */
 ZEL_API uint32_t FW_GetDebug_Gpio(void);
+/** @} */
 
-/* ---- front-panel LEDs ----
- * LED values: 0 off, 1 on, 2 a third state of driver and serial-GPIO chain. A read stores the driver's value.
- * A set reads the LED first: a LED that already has the value, and an unreadable LED asked for 0, give 0 at once.
- * Then it sends the request and the line "debugCmd sgpio_set GROUP BIT VALUE" to the serial-GPIO chain, whatever the
- * request's result. Reading and setting are two requests with nothing held between them. Thread-safe: yes. */
+/** @name Front-panel LEDs
+ *  LED values: 0 off, 1 on, 2 a third state of driver and serial-GPIO chain. A read stores the driver's value.
+ *  A set reads the LED first: a LED that already has the value, and an unreadable LED asked for 0, give 0 at once.
+ *  Then it sends the request and the line "debugCmd sgpio_set GROUP BIT VALUE" to the serial-GPIO chain, whatever the
+ *  request's result. Reading and setting are two requests with nothing held between them. Thread-safe: yes.
+ *  @{ */
 
-/** Reads the system LED.  @param led  out: 0-2 */
+/** Reads the system LED.
+ *  @param led  out: 0-2
+ *  @return the request's result or FW_FAIL */
 ZEL_API uint32_t FW_GetSystemLed(uint8_t *led);
 /** Sets the system LED and its chain position (1, 3).
- *  @param value  0-2, low 8 bits count; above 2 gives FW_FAIL after the node was opened, without request or line */
+ *  @param value  0-2, low 8 bits count; above 2 gives FW_FAIL after the node was opened, without request or line
+ *  @return 0 when nothing was to be changed; else the request's result or FW_FAIL */
 ZEL_API uint32_t FW_SetSystemLed(uint32_t value);
 
-/** Reads the alarm LED.  @param led  out: 0-2 */
+/** Reads the alarm LED.
+ *  @param led  out: 0-2
+ *  @return the request's result or FW_FAIL */
 ZEL_API uint32_t FW_GetAlarmLed(uint8_t *led);
-/** Sets the alarm LED and its chain position (1, 1).  @param value  as FW_SetSystemLed */
+/** Sets the alarm LED and its chain position (1, 1).
+ *  @param value  as FW_SetSystemLed
+ *  @return 0 when nothing was to be changed; else the request's result or FW_FAIL */
 ZEL_API uint32_t FW_SetAlarmLed(uint32_t value);
 
-/** Reads the ring-master LED.  @param led  out: 0-2 */
+/** Reads the ring-master LED.
+ *  @param led  out: 0-2
+ *  @return the request's result or FW_FAIL */
 ZEL_API uint32_t FW_GetRingMasterLed(uint8_t *led);
 /** Sets the ring-master LED.
  *  @param value   as FW_SetSystemLed
- *  @param mirror  exactly 1 = also set the chain position (2, 1) */
+ *  @param mirror  exactly 1 = also set the chain position (2, 1)
+ *  @return 0 when nothing was to be changed; else the request's result or FW_FAIL */
 ZEL_API uint32_t FW_SetRingMasterLed(uint32_t value, uint32_t mirror);
 
-/** Reads the ring-fail LED.  @param led  out: 0-2 */
+/** Reads the ring-fail LED.
+ *  @param led  out: 0-2
+ *  @return the request's result or FW_FAIL */
 ZEL_API uint32_t FW_GetRingFailLed(uint8_t *led);
 /** Sets the ring-fail LED.
  *  @param value   as FW_SetSystemLed
- *  @param mirror  exactly 1 = also set the chain position (2, 3) */
+ *  @param mirror  exactly 1 = also set the chain position (2, 3)
+ *  @return 0 when nothing was to be changed; else the request's result or FW_FAIL */
 ZEL_API uint32_t FW_SetRingFailLed(uint32_t value, uint32_t mirror);
 
 /** Reads one supply's power LED.
  *  @param supply  1 or 2; another gives FW_FAIL before the open
- *  @param led     out: 0-2 */
+ *  @param led     out: 0-2
+ *  @return the request's result or FW_FAIL */
 ZEL_API uint32_t FW_GetPowerLed(uint32_t supply, uint8_t *led);
 /** Sets one supply's power LED.
  *  @param supply  1 or 2
  *  @param value   0-2, the whole word counts; supply or value out of range gives FW_FAIL before anything is opened
- *  @param mirror  exactly 1 = also set the chain position (0, 1) or (0, 3) */
+ *  @param mirror  exactly 1 = also set the chain position (0, 1) or (0, 3)
+ *  @return 0 when nothing was to be changed; else the request's result or FW_FAIL */
 ZEL_API uint32_t FW_SetPowerLed(uint32_t supply, uint32_t value, uint32_t mirror);
 
 /** Reads the speed LED of one 10G port.
  *  @param port  24-27; another gives FW_FAIL before the open
- *  @param led   out: 0-2 */
+ *  @param led   out: 0-2
+ *  @return the request's result or FW_FAIL */
 ZEL_API uint32_t FW_GetSfp10gSpeedLed(uint32_t port, uint8_t *led);
 /** Sets the speed LED of one 10G port.
  *  @param port    24-27
  *  @param value   0-2, the whole word counts; port or value out of range gives FW_FAIL before anything is opened
- *  @param mirror  exactly 1 = also set the chain position (12, 1), (12, 3), (4, 1) or (4, 3) */
+ *  @param mirror  exactly 1 = also set the chain position (12, 1), (12, 3), (4, 1) or (4, 3)
+ *  @return 0 when nothing was to be changed; else the request's result or FW_FAIL */
 ZEL_API uint32_t FW_SetSfp10gSpeedLed(uint32_t port, uint32_t value, uint32_t mirror);
 
 /** Lamp test: switches the chain's four test positions off, then some on. No driver request, no timed restore.
  *  @param mode  0: (5, 1) and (13, 1) on; 1: (5, 3) on; 2: (6, 1) on; 3: all stay off
  *  @return 0; FW_FAIL for a mode above 3. Thread-safe: yes. */
 ZEL_API uint32_t FW_LedTest(uint32_t mode);
+/** @} */
 
-/* ---- alarm relay ---- */
+/** @name Alarm relay
+ *  @{ */
 
 /** Sets the alarm relay, without reading it first.
- *  @param state  0 or 1, low 8 bits count; above 1 gives FW_FAIL after the node was opened. Thread-safe: yes. */
+ *  @param state  0 or 1, low 8 bits count; above 1 gives FW_FAIL after the node was opened
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetAlarmRelay(uint32_t state);
-/** Reads the alarm relay.  @param state  out: 0 or 1. Thread-safe: yes. */
+/** Reads the alarm relay.
+ *  @param state  out: 0 or 1
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetAlarmRelay(uint8_t *state);
+/** @} */
 
-/* ---- registers ---- */
+/** @name Registers
+ *  @{ */
 
 /** Tells how a register address is reached.
  *  @param address  any 32-bit address
@@ -107,8 +134,10 @@ ZEL_API uint32_t CheckSpecialReg(uint32_t address);
 ZEL_API uint32_t FW_GetSpecialRegister(uint32_t address, uint32_t *value);
 
 /** Writes a register; prints nothing.
- *  @return SoC register: the request's result or FW_FAIL; switch-chip register: 0 whatever debugCmd did.
- *  Thread-safe: yes. */
+ *  @param address  any
+ *  @param value    any
+ *  @return SoC register: the request's result or FW_FAIL; switch-chip register: 0 whatever debugCmd did. Thread-safe:
+ *          yes. */
 ZEL_API uint32_t FW_SetSpecialRegister(uint32_t address, uint32_t value);
 
 /** Writes a register of a switch port's PHY through debugCmd, whose failure is not seen.
@@ -123,16 +152,19 @@ ZEL_API uint32_t FW_SetPhyRegister(uint32_t port, uint32_t reg, uint32_t value);
  *  @param reg   PHY register number, passed on unchecked
  *  @return 1 once the command was run; FW_FAIL for a port above 25. Thread-safe: yes. */
 ZEL_API uint32_t FW_ShowPhyRegister(uint32_t port, uint32_t reg);
+/** @} */
 
-/* ---- system flags ----
- * Flash-changing operations do nothing when the diagnostic flag and the no-operation flag are both set, and most hold
- * the flash-access flag while they run; each says which. */
+/** @name System flags
+ *  Flash-changing operations do nothing when the diagnostic flag and the no-operation flag are both set, and most hold
+ *  the flash-access flag while they run; each says which.
+ *  @{ */
 
 /** The no-operation flag of this process, 0 or 1; 0 at load. */
 extern ZEL_API uint32_t diag_no_operation_flag;
 
 /** Sets the diagnostic flag, which the GPIO driver holds for all processes.
- *  @param flag  0 = off, anything else = on. Thread-safe: yes. */
+ *  @param flag  0 = off, anything else = on
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetSystemDiagFlag(uint32_t flag);
 /** @return the diagnostic flag, which is the request's result; an unopenable node gives FW_FAIL, which reads as set.
  *  Thread-safe: yes. */
@@ -146,42 +178,60 @@ ZEL_API uint32_t FW_SetDiagNoOperationFlag(uint32_t flag);
 ZEL_API uint32_t FW_GetDiagNoOperationFlag(void);
 
 /** Sets the flash-access flag, which tells all processes that a flash write is in progress.
- *  @param flag  0 = off, anything else = on. Thread-safe: yes. */
+ *  @param flag  0 = off, anything else = on
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetFlashAccessFlag(uint32_t flag);
 /** @return the flash-access flag as the driver filled it, 0 when the request failed; FW_FAIL when the node cannot be
  *  opened. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetFlashAccessFlag(void);
+/** @} */
 
-/* ---- reset and watchdog ---- */
+/** @name Reset and watchdog
+ *  @{ */
 
-/** Sets the reset flag.  @param flag  low 8 bits count. Thread-safe: yes. */
+/** Sets the reset flag.
+ *  @param flag  low 8 bits count
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_RstFlagSet(uint32_t flag);
-/** Reads the reset-process state.  @param state  out. Thread-safe: yes. */
+/** Reads the reset-process state.
+ *  @param state  out
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_RstProcGet(uint8_t *state);
-/** Reads the reset key.  @param key  out: the driver's byte as a 32-bit word, 0-255. Thread-safe: yes. */
+/** Reads the reset key.
+ *  @param key  out: the driver's byte as a 32-bit word, 0-255
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRstKey(uint32_t *key);
-/** Hardware reset of the switch. Thread-safe: yes. */
+/** Hardware reset of the switch.
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_HwReset(void);
 /** Does nothing (the reset is FW_HwReset).  @return 0 */
 ZEL_API uint32_t FW_SystemReset(void);
-/** Hands the on-board expander's first input byte to the driver.  @param value  low 8 bits count. Thread-safe: yes. */
+/** Hands the on-board expander's first input byte to the driver.
+ *  @param value  low 8 bits count
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetIOVal(uint32_t value);
 
-/** Enables the hardware watchdog. Thread-safe: yes. */
+/** Enables the hardware watchdog.
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Wdt_Enable(void);
-/** Toggles the hardware watchdog. Thread-safe: yes. */
+/** Toggles the hardware watchdog.
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Wdt_Toggle(void);
-/** Stops toggling the hardware watchdog. Thread-safe: yes. */
+/** Stops toggling the hardware watchdog.
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Wdt_Toggle_Stop(void);
 /** Prints "Watch Dog Enabled" or "Watch Dog Disabled" from bit 8 of SoC register 0x20300 (a failed request reads 0).
  *  @return 0; FW_FAIL, without a line, when the node cannot be opened. Thread-safe: yes. */
 ZEL_API uint32_t FW_Show_Wdt_Status(void);
+/** @} */
 
-/* ---- power supervision ---- */
+/** @name Power supervision
+ *  @{ */
 
 /** Reads one supply's configuration byte, whose meaning is the driver's.
  *  @param supply  1 or 2; another gives FW_FAIL before the open
- *  @param conf    out. Thread-safe: yes. */
+ *  @param conf    out
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetPowerConf(uint32_t supply, uint8_t *conf);
 
 /** Tells the power mode: the one configured in the boot environment, or, when none is, the one that the GPIO driver's
@@ -197,6 +247,7 @@ ZEL_API uint32_t FW_GetPowerMode(uint8_t *mode);
  *  @param alarm  out: 1 = alarm, 0 = none; untouched when the node cannot be opened
  *  @return the request's result or FW_FAIL. Thread-safe: no (boot environment table). */
 ZEL_API uint32_t FW_GetPowerAlarm(uint8_t *alarm);
+/** @} */
 
 ZEL_END_DECLS
 

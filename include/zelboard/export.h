@@ -5,10 +5,13 @@
 
 #include <stdint.h>
 
+/** Part of the exported interface. */
 #define ZEL_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
+/** Declarations from here on have C linkage. */
 #define ZEL_BEGIN_DECLS extern "C" {
+/** Up to here. */
 #define ZEL_END_DECLS }
 #else
 #define ZEL_BEGIN_DECLS

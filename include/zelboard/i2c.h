@@ -12,7 +12,8 @@
 
 ZEL_BEGIN_DECLS
 
-/* ---- transfers and bus ---- */
+/** @name Transfers and bus
+ *  @{ */
 
 /** Reads from a device on the bus. Pauses 5 ms after the request, successful or not.
  *  @param addr        device, 8-bit form
@@ -20,40 +21,62 @@ ZEL_BEGIN_DECLS
  *  @param offset_len  0-4 offset bytes that the driver sends first; above 4 gives FW_FAIL before the open
  *  @param len         0-128 bytes; above 128 gives FW_FAIL before the open
  *  @param buf         out: `len` bytes, written whenever the request was made (zeros where the driver wrote nothing)
- *  Thread-safe: yes. */
+ *  @return the driver's result, FW_I2C_BUSY among them, or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_I2C_BufRead(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf);
 
-/** Writes to a device on the bus. Arguments, pause and results as FW_I2C_BufRead. Thread-safe: yes. */
+/** Writes to a device on the bus. Pauses 5 ms after the request, successful or not.
+ *  @param addr        device, 8-bit form
+ *  @param offset      register or memory address in the device
+ *  @param offset_len  0-4 offset bytes that the driver sends first; above 4 gives FW_FAIL before the open
+ *  @param len         0-128 bytes; above 128 gives FW_FAIL before the open
+ *  @param buf         `len` bytes to send
+ *  @return the driver's result, FW_I2C_BUSY among them, or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf);
 
-/** Reads the driver's bus-busy flag.  @param busy  out: written whenever the request was made. Thread-safe: yes. */
+/** Reads the driver's bus-busy flag.
+ *  @param busy  out: written whenever the request was made
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Get_I2C_Busy(uint8_t *busy);
-/** Sets the driver's bus-busy flag.  @param busy  any value. Thread-safe: yes. */
+/** Sets the driver's bus-busy flag.
+ *  @param busy  any value
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Set_I2C_Busy(uint8_t busy);
-/** Asks the driver to refresh the bus. Thread-safe: yes. */
+/** Asks the driver to refresh the bus.
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_ReflashI2CBus(void);
 
 /** Debug mode of the I2C driver as last read by FW_GetDebug_I2C: 0 = off, non-zero = on. 0 at load. The SFP functions
  *  read it to decide whether to print some of their lines. */
 extern ZEL_API uint8_t i2c_debug_mode;
 
-/** Sets the I2C driver's debug mode.  @param mode  any value. `i2c_debug_mode` stays. Thread-safe: yes. */
+/** Sets the I2C driver's debug mode.
+ *  @param mode  any value. `i2c_debug_mode` stays
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetDebug_I2C(uint8_t mode);
 /** Reads the I2C driver's debug mode into `i2c_debug_mode` and prints "I2C debug_mode is on" or "... is off" unless the
- *  result is FW_FAIL. Thread-safe: no (`i2c_debug_mode`). */
+ *  result is FW_FAIL.
+ *  @return the request's result or FW_FAIL. Thread-safe: no (`i2c_debug_mode`). */
 ZEL_API uint32_t FW_GetDebug_I2C(void);
 
 /** Waits as `ms` sleeps of one millisecond each.  @param ms  0-65535; 0 returns at once. Thread-safe: yes. */
 ZEL_API void FW_SFP_mDelay(uint16_t ms);
+/** @} */
 
-/* ---- PoE and SyncE ----
- * Not fitted on this board: each accepts any arguments, touches nothing and returns FW_FAIL. */
+/** @name PoE and SyncE
+ *  Not fitted on this board: each accepts any arguments, touches nothing and returns FW_FAIL.
+ *  @{ */
 #ifdef __cplusplus
+/** @return FW_FAIL */
 ZEL_API uint32_t FW_GetPoEInfo(...);
+/** @return FW_FAIL */
 ZEL_API uint32_t FW_SetPoEPort(...);
+/** @return FW_FAIL */
 ZEL_API uint32_t FW_SetPoEReg(...);
+/** @return FW_FAIL */
 ZEL_API uint32_t FW_GetPoEReg(...);
+/** @return FW_FAIL */
 ZEL_API uint32_t FW_GetSyncE_RegData(...);
+/** @return FW_FAIL */
 ZEL_API uint32_t FW_SetSyncE_RegData(...);
 #else
 ZEL_API uint32_t FW_GetPoEInfo();
@@ -63,10 +86,12 @@ ZEL_API uint32_t FW_GetPoEReg();
 ZEL_API uint32_t FW_GetSyncE_RegData();
 ZEL_API uint32_t FW_SetSyncE_RegData();
 #endif
+/** @} */
 
-/* ---- real-time clock ----
- * Every function but the first and FW_RTC_Fail_Set asks the driver first whether the chip is alive: a failed question's
- * result is returned, a chip that is not alive gives FW_ABSENT before any access. */
+/** @name Real-time clock
+ *  Every function but the first and FW_RTC_Fail_Set asks the driver first whether the chip is alive: a failed question's
+ *  result is returned, a chip that is not alive gives FW_ABSENT before any access.
+ *  @{ */
 
 /** Broken-down time as the driver's record carries it, on every host: the 32-bit platform's struct tm. */
 struct rtc_tm {
@@ -85,12 +110,12 @@ struct rtc_tm {
 
 /** The clock record, 48 bytes. */
 struct rtc_record {
-  uint8_t mode24; /**< 1 = the chip runs in 24-hour mode */
-  uint8_t pm;     /**< 1 = the AM/PM flag of the hour byte is set */
-  uint8_t reserved[2];
-  struct rtc_tm tm;
+  uint8_t mode24;      /**< 1 = the chip runs in 24-hour mode */
+  uint8_t pm;          /**< 1 = the AM/PM flag of the hour byte is set */
+  uint8_t reserved[2]; /**< not set by the library */
+  struct rtc_tm tm;    /**< date and time */
 };
-typedef struct rtc_record rtc_record;
+typedef struct rtc_record rtc_record; /**< for C, where a type without struct needs it */
 
 /** Converts one byte of the S-35390A (BCD, least-significant bit in bit 7) to a number.
  *  @param raw    byte as received
@@ -103,49 +128,61 @@ ZEL_API uint8_t s35390A_to_time(uint8_t raw, uint8_t nbits);
 ZEL_API uint8_t time_to_s35390A(uint32_t value);
 
 /** Asks the driver whether the clock chip is alive.
- *  @param alive  out: 0 = no; written whenever the request was made. Thread-safe: yes. */
+ *  @param alive  out: 0 = no; written whenever the request was made
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRTC_Alive(uint8_t *alive);
 /** Gets the clock record that the driver holds: the last one of FW_PollRtc. No chip access.
- *  @param rec  out: zeroed once the node is open, then filled by the driver. Thread-safe: yes. */
+ *  @param rec  out: zeroed once the node is open, then filled by the driver
+ *  @return the request's result, FW_ABSENT or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc(rtc_record *rec);
 /** Sets the chip's date and time, day of week 0, and then 24-hour mode. No field is validated. Two transfers, 5 ms each.
  *  @param rec  in: tm_year to tm_sec; out: tm_year less 100 and tm_mon plus 1, also when a write failed
  *  @return 0, FW_ABSENT, or the first failed transfer's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetRtc(rtc_record *rec);
-/** Reads the chip's 12/24-hour mode.  @param mode  out: 1 = 24-hour, 0 = 12-hour; untouched on failure.
- *  One transfer, 5 ms. Thread-safe: yes. */
+/** Reads the chip's 12/24-hour mode.
+ *  @param mode  out: 1 = 24-hour, 0 = 12-hour; untouched on failure
+ *  @return the transfer's result, FW_ABSENT or FW_FAIL. One transfer, 5 ms. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc1224(uint8_t *mode);
 /** Sets the chip's 12/24-hour mode; clears the other writable bits of status register 1.
- *  @param mode  1 = 24-hour, 0 = 12-hour; another gives FW_FAIL, nothing written. One transfer, 5 ms. Thread-safe: yes. */
+ *  @param mode  1 = 24-hour, 0 = 12-hour; another gives FW_FAIL, nothing written
+ *  @return the transfer's result, FW_ABSENT or FW_FAIL. One transfer, 5 ms. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetRtc1224(const uint8_t *mode);
-/** Sets the driver's clock-failure flag.  @param fail  0 or 1. Thread-safe: yes. */
+/** Sets the driver's clock-failure flag.
+ *  @param fail  0 or 1
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_RTC_Fail_Set(uint8_t fail);
 /** Reads the chip once and hands the time to the driver; sets the failure flag when the time cannot be read, clears it
  *  otherwise. Two transfers, 5 ms each.
  *  @return 0, FW_ABSENT, FW_FAIL, or the failed transfer's or request's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_PollRtc(void);
+/** @} */
 
-/* ---- temperature sensor ---- */
+/** @name Temperature sensor
+ *  @{ */
 
 /** The temperature record, 4 bytes. */
 struct temp_record {
   float temperature; /**< degrees Celsius, -128.0 to +127.5 in steps of 0.5 */
 };
-typedef struct temp_record temp_record;
+typedef struct temp_record temp_record; /**< likewise */
 
 /** Asks the driver whether the sensor is alive.
- *  @param alive  out: 0 = no; written whenever the request was made. Thread-safe: yes. */
+ *  @param alive  out: 0 = no; written whenever the request was made
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetLM75_Alive(uint8_t *alive);
 /** Gets the temperature that the driver holds: the last one of FW_PollTemperature. No sensor access.
  *  @param rec  out: zeroed once the node is open, then filled by the driver
  *  @return the request's result, FW_ABSENT when the sensor is not alive, FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetTemperature(temp_record *rec);
-/** Sets the driver's sensor-failure flag.  @param fail  0 or 1. Thread-safe: yes. */
+/** Sets the driver's sensor-failure flag.
+ *  @param fail  0 or 1
+ *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Tempereature_Fail_Set(uint8_t fail);
 /** Reads the sensor once (LM75 register 0, 9 bits two's complement, 0.5 degrees each) and hands the temperature to the
  *  driver; sets the failure flag when it cannot be read, clears it otherwise. One transfer, 5 ms.
  *  @return 0, FW_ABSENT, FW_FAIL, or the failed transfer's or request's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_PollTemperature(void);
+/** @} */
 
 ZEL_END_DECLS
 

@@ -9,10 +9,10 @@
 
 ZEL_BEGIN_DECLS
 
-extern ZEL_API uint32_t GppShareData;
-extern ZEL_API uint32_t Gppkey;
-extern ZEL_API uint32_t shm_id;
-extern ZEL_API uint32_t i;
+extern ZEL_API uint32_t GppShareData; /**< unused */
+extern ZEL_API uint32_t Gppkey;       /**< unused */
+extern ZEL_API uint32_t shm_id;       /**< unused */
+extern ZEL_API uint32_t i;            /**< unused */
 
 ZEL_END_DECLS
 

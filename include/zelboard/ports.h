@@ -12,7 +12,8 @@
 
 ZEL_BEGIN_DECLS
 
-/* ---- daughter boards and ports ---- */
+/** @name Daughter boards and ports
+ *  @{ */
 
 /** Asks the I2C driver whether a board answers in a slot.
  *  @param slot   low 8 bits, passed on unchecked
@@ -55,9 +56,11 @@ ZEL_API uint32_t FW_SfpSel(uint32_t port);
  *  @param out  second input byte; untouched when the read fails
  *  @return 0 or the failed read's result */
 ZEL_API uint32_t FW_GetExpenderIO(uint8_t *out);
+/** @} */
 
-/* ---- signal tables ----
- * One row a port. Read at the moment of use: a program for a variant of the board may change them. */
+/** @name Signal tables
+ *  One row a port. Read at the moment of use: a program for a variant of the board may change them.
+ *  @{ */
 
 /** Where a cage signal is found. */
 struct sfp_signal {
@@ -77,10 +80,12 @@ extern ZEL_API struct sfp_signal sfp_txenable[28];     /**< transmit disable */
 extern ZEL_API struct sfp_signal sfp_txfault[28];      /**< transmit fault */
 extern ZEL_API struct sfp_signal sfp_los[28];          /**< loss of signal; rows 24-27 are not consulted */
 extern ZEL_API struct sfp_soc_signal sfp_los_gpio[28]; /**< loss of signal of ports 24-27 */
+/** @} */
 
-/* ---- cage signals ----
- * Each asks the board queries first (IsSwitchPortExist, BoardType_Check: FW_ABSENT, FW_NOT_SFP), then reads the port's
- * row. A signal is 1 when its line reads high, 0 when low. A failed read leaves the out byte untouched. */
+/** @name Cage signals
+ *  Each asks the board queries first (IsSwitchPortExist, BoardType_Check: FW_ABSENT, FW_NOT_SFP), then reads the port's
+ *  row. A signal is 1 when its line reads high, 0 when low. A failed read leaves the out byte untouched.
+ *  @{ */
 
 /** Reads a cage's presence line.  @param port  0-27  @param present  out: line level
  *  @return 0; FW_ABSENT; FW_NOT_SFP; or the I2C read's result */
@@ -115,6 +120,7 @@ ZEL_API uint32_t FW_InitDauExpender(uint32_t slot);
 /** The same for the main board's expanders 0x76, 0x78, 0x7A and 0x4C (seven registers).
  *  @return as FW_InitDauExpender */
 ZEL_API uint32_t FW_InitOnBoardExpender(void);
+/** @} */
 
 ZEL_END_DECLS
 

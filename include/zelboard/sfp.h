@@ -14,7 +14,8 @@
 
 ZEL_BEGIN_DECLS
 
-/* ---- identification ---- */
+/** @name Identification
+ *  @{ */
 
 /** Codes of FW_Get_SFP_Speed. */
 enum {
@@ -52,8 +53,10 @@ ZEL_API uint32_t FW_Show_SFP_Moudle(uint32_t port, uint32_t set_sgmii, uint8_t v
  *                module's bring-up fails; untouched with FW_I2C_BUSY or when the cage cannot be selected
  *  @return as FW_Show_SFP_Moudle */
 ZEL_API uint32_t FW_Get_SFP_Speed(uint32_t port, uint8_t *speed);
+/** @} */
 
-/* ---- copper PHY ---- */
+/** @name Copper PHY
+ *  @{ */
 
 /** Tells whether a PHY identifier is that of a Marvell PHY (register 2 = 0x0141, register 3 = 0x0CC0-0x0CCF); prints
  *  "Marvell PHY" or "NOT Marvell PHY" when `i2c_debug_mode` is 1. No access to the PHY.
@@ -90,18 +93,25 @@ ZEL_API uint32_t FW_SFP_SGMII_Get_Status(uint32_t port, uint8_t *link, uint8_t *
  *  @return 0, also for a module that is not copper; FW_I2C_BUSY; FW_FAIL (no module); or a failed step's result */
 ZEL_API uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg);
 /** Writes one PHY register.
+ *  @param port   0-27
+ *  @param reg    register; its low byte goes on the wire
+ *  @param value  what to write
  *  @return the write's result; 0 for a module that is not copper; FW_FAIL (no module, busy included) */
 ZEL_API uint32_t FW_Set_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t value);
 /** Reads one PHY register.
+ *  @param port   0-27
+ *  @param reg    register; its low byte goes on the wire
  *  @param value  out: written only on success
  *  @return the read's result; FW_FAIL for a module that is not copper or no module; FW_I2C_BUSY */
 ZEL_API uint32_t FW_Get_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t *value);
 
 /** Checks PHY register 4 (auto-negotiation advertisement; FW_SFP_SGMII_Set leaves 0x0DE1 there).
+ *  @param port      0-27
  *  @param expected  value that the register should hold
  *  @param value     out: what it holds; untouched when the read fails
  *  @return 1 = it differs; 0 = it does not, or the read failed; or the failed selection's result */
 ZEL_API uint32_t FW_SFP_PHY_Fail_Chk(uint32_t port, uint16_t expected, uint16_t *value);
+/** @} */
 
 ZEL_END_DECLS
 

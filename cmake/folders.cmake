@@ -1,0 +1,12 @@
+# Installing begins with a record of the folders that it is going to make, so that uninstalling removes these and no others.
+set(ZELBOARD_FOLDERS ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_INCLUDEDIR}/zelboard ${CMAKE_INSTALL_LIBDIR}/cmake/zelboard
+  ${CMAKE_INSTALL_LIBDIR}/pkgconfig bin lib/zelboard ${CMAKE_INSTALL_MANDIR}/man1 ${CMAKE_INSTALL_MANDIR}/man3
+  ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(CODE "
+  foreach(folder ${ZELBOARD_FOLDERS})
+    set(folder \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/\${folder})
+    while(NOT EXISTS \${folder})
+      file(APPEND ${PROJECT_BINARY_DIR}/install_folders.txt \${folder}\\n)
+      get_filename_component(folder \${folder} DIRECTORY)
+    endwhile()
+  endforeach()")
