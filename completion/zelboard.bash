@@ -25,9 +25,7 @@ _zelboard() {
     # First words of the lists of commands and options, and the values of a list.
     *) words=$(awk '/^(Options|Subcommands):/ { list = 1; next } /^[^ ]/ { list = 0 }
                     list && /^  [-a-z0-9]/ { gsub(",", " ", $1); print $1 }
-                    /^ +[A-Z]+ [A-Z]+:.*[|{]/ {
-                      sub(/^[^:]*:(value in [{])?/, ""); sub(/[ }].*/, ""); gsub(/->[0-9]+,?|[|]/, " "); print
-                    }' <<<"$help") ;;
+                    /^  [A-Z]+ [^ ]*[|]/ { gsub("[|]", " ", $2); print $2 }' <<<"$help") ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }

@@ -25,12 +25,12 @@ void unmap_all() {
   g_mappings.clear();
 }
 
-std::string folder() { return tool::boards_root() + "/fuzz"; }
+std::string folder() { return tool::boards_root() / "fuzz"; }
 
 Bytes sound_state() {
-  tool::create_board("fuzz", "sfp,copper,sfp");
-  for (const char *port : {"0", "24"}) tool::plug_module("fuzz", port, "copper");
-  const auto *const state = reinterpret_cast<const uint8_t *>(&tool::open_board("fuzz").board());
+  tool::create_board({.board = "fuzz", .slots = "sfp,copper,sfp"});
+  for (const uint32_t port : {0U, 24U}) tool::plug_module({"fuzz", {"", "copper"}, {port, 0}});
+  const auto *const state = reinterpret_cast<const uint8_t *>(&*tool::open_board("fuzz"));
   Bytes bytes(state, state + sizeof(Board));
   unmap_all();
   return bytes;
@@ -89,8 +89,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   char error[2 * kPathMax] = {};
   if (attach(folder().c_str(), &attached, error, sizeof error)) {
     use(attached, input);
-    tool::show_board("fuzz", (cut & 2) != 0);
-    tool::show_flash("fuzz", (cut & 2) != 0);
+    const tool::Line line{.board = "fuzz", .svg = "-", .json = (cut & 2) != 0};
+    for (tool::Command *show : {tool::show_board, tool::show_flash, tool::show_faults, tool::draw_panel}) show(line);
   } else {
     fake::require(error[0] != '\0' && strchr(error, '\n') == nullptr);
   }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <regex>
 
 #include "tool.h"
@@ -22,6 +23,10 @@ std::string environment(const char *name) {
   return value != nullptr ? value : "";
 }
 
+void check(bool done, const std::string &what) {
+  if (!done) throw Failure("cannot " + what + ": " + std::strerror(errno));
+}
+
 fs::path folder_of(const std::string &name) {
   std::string around = environment("ZELSIM_BOARD_DIR");
   if (name.empty()) return around.empty() ? boards_root() / "default" : fs::absolute(around);
@@ -37,29 +42,19 @@ Attached attach_or_throw(const fs::path &folder) {
   return attached;
 }
 
-struct TemporaryFolder {
-  std::string path = boards_root() / ".new-XXXXXX";
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-};
-
-// False when it exists already.
-bool make_board(const fs::path &folder, const Words &slots) {
+std::error_code make_board(const fs::path &folder, const Words &slots) {
   std::error_code failed;
   fs::create_directories(boards_root(), failed);
-  TemporaryFolder fresh;
-  if (mkdtemp(fresh.path.data()) == nullptr) throw Failure("cannot make " + fresh.path + ": " + std::strerror(errno));
-  if (!make_board_files(fresh.path.c_str())) throw Failure(std::string("cannot make a board: ") + std::strerror(errno));
-  Board &board = *attach_or_throw(fresh.path).board;
+  std::string fresh = boards_root() / ".new-XXXXXX";
+  check(mkdtemp(fresh.data()) != nullptr, "make " + fresh);
+  std::shared_ptr<void> removed_in_the_end(nullptr, [&](void *) { fs::remove_all(fresh, failed); });
+  check(make_board_files(fresh.c_str()), "make a board");
+  Board &board = *attach_or_throw(fresh).board;
   for (unsigned slot = 0; slot < slots.size(); ++slot)
     fit(board, slot, static_cast<uint8_t>(choice(slots[slot], "--slots", kBoardTypes)));
-  fs::permissions(fresh.path, fs::perms(0755));
-  fs::rename(fresh.path, folder, failed);
-  bool exists = failed == std::errc::directory_not_empty || failed == std::errc::file_exists;
-  if (failed && !exists) throw Failure("cannot make board " + folder.native() + ": " + failed.message());
-  return !failed;
+  fs::permissions(fresh, fs::perms(0755));
+  fs::rename(fresh, folder, failed);
+  return failed;
 }
 
 void put(const char *variable, const std::string &value) { setenv(variable, value.c_str(), 1); }
@@ -77,10 +72,6 @@ std::string trace_target(const std::string &file) {
   throw Usage("--trace: cannot write '" + file + "': " + std::strerror(errno));
 }
 
-void check(bool done, const std::string &what) {
-  if (!done) throw Failure("cannot " + what + ": " + std::strerror(errno));
-}
-
 std::string inverted(std::string bytes) {
   for (char &byte : bytes) byte = static_cast<char>(~byte);
   return bytes;
@@ -89,13 +80,9 @@ std::string inverted(std::string bytes) {
 void store(const OpenBoard &board, const std::string &image) {
   int fd = open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
   check(fd >= 0, "open the flash image");
-  // Where files have no holes, everything is still there and differs.
-  fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, kFlashSize);
-  bool stored = true;
-  for (size_t at = 0; at < kFlashSize && stored; at += kSectorSize) {
-    bool differs = std::memcmp(board.attached.inverted_flash + at, &image[at], kSectorSize) != 0;
-    stored = !differs || pwrite(fd, &image[at], kSectorSize, static_cast<off_t>(at)) == kSectorSize;
-  }
+  bool holes = fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, kFlashSize) == 0;
+  size_t size = holes ? image.find_last_not_of('\0') + 1 : kFlashSize;
+  bool stored = pwrite(fd, image.data(), size, 0) == static_cast<ssize_t>(size);
   close(fd);
   check(stored, "write the flash image");
 }
@@ -120,7 +107,9 @@ void create_board(const Line &line) {
   fs::path folder = folder_of(line.name().empty() ? "default" : line.name());
   Words slots = split(line.slots, ',');
   if (slots.size() > kSlots) throw Usage("--slots: '" + line.slots + "' names more than 3 boards");
-  if (!make_board(folder, slots)) throw Failure("cannot make board " + folder.native() + ": it exists already");
+  std::error_code failed = make_board(folder, slots);
+  std::string why = fs::exists(folder) ? "it exists already" : failed.message();
+  if (failed) throw Failure("cannot make board " + folder.native() + ": " + why);
 }
 
 void reset_board(const Line &line) {
@@ -186,8 +175,7 @@ void run(const Line &line) {
   for (const std::string &word : line.words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
-  constexpr int kNotExecutable = 126, kNotFound = 127;
-  int status = errno == ENOENT ? kNotFound : kNotExecutable;
+  int status = errno == ENOENT ? 127 : 126;  // as a shell has it
   std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", arguments[0], std::strerror(errno));
   std::exit(status);
 }

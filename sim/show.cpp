@@ -46,13 +46,6 @@ Json slots_of(const Board &board) {
   });
 }
 
-Json supplies_of(const Board &board) {
-  return rows(2, [&](unsigned i) {
-    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
-    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
-  });
-}
-
 Json gpio_of(const Board &board) {
   constexpr char kBytes[] =
       "reset_process reset_flag io_value reset_key watchdog_toggling diag_flag flash_access_flag debug";
@@ -101,9 +94,9 @@ Json fault_of(const FaultRule &rule) {
   if (rule.effect == Effect::None || !whole) return {};
   unsigned call = static_cast<unsigned>(rule.call), effect = static_cast<unsigned>(rule.effect);
   std::string target = node_name(rule.node);
-  if (rule.call == Call::Request) target += ":" + hex(rule.request, 2);
-  if (call >= kFirstCall) target += ":" + split(kCalls, '|')[call - kFirstCall];
-  if (rule.has_address) target += "@" + hex(rule.first_address) + "-" + hex(rule.last_address);
+  if (rule.call == Call::Request) target += ':' + hex(rule.request, 2);
+  if (call >= kFirstCall) target += ':' + split(kCalls, '|')[call - kFirstCall];
+  if (rule.has_address) target += '@' + hex(rule.first_address) + '-' + hex(rule.last_address);
   std::string result = effect >= kFirstEffect ? split(kEffects, '|')[effect - kFirstEffect] : hex(rule.value);
   Json count = rule.count > 0 ? Json(rule.count) : Json("unlimited");
   return named("target result skip count hits", {target, result, rule.skip, count, rule.hits});
@@ -139,54 +132,49 @@ Json regions_of(const Flash &flash) {
 std::string plain(const Json &value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
 
 void print_table(const Json &table) {
-  auto put = [&](const std::string &name, const std::string &text) {
-    size_t width = name.size();
-    for (const Json &row : table) width = std::max(width, plain(row[name]).size());
-    std::printf("  %-*s", static_cast<int>(width), text.c_str());
-  };
-  for (const auto &[name, unused] : table[0].items()) put(name, name);
-  for (const Json &row : table) {
-    std::puts("");
-    for (const auto &[name, cell] : row.items()) put(name, plain(cell));
+  std::vector<std::string> lines(table.size() + 1);
+  for (const auto &[name, unused] : table[0].items()) {
+    for (size_t i = 0; i < lines.size(); ++i) lines[i].append(i == 0 ? name : plain(table[i - 1][name])).append("  ");
+    size_t width = std::ranges::max(lines, {}, &std::string::size).size();
+    for (std::string &line : lines) line.resize(width, ' ');
   }
-  std::puts("");
+  for (const std::string &line : lines) std::printf("  %s\n", line.c_str());
 }
 
-void print_text(const Json &object, const std::string &indent) {
-  for (const auto &[name, value] : object.items()) {
+void print(const Json &document, bool json, const std::string &indent = "") {
+  if (json) return void(std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str()));
+  for (const auto &[name, value] : document.items()) {
     bool nested = value.is_structured() && !value.empty();
     std::string text = value.is_array() ? "none" : plain(value);
     std::printf(nested ? "%s\n" : "%-20s %s\n", (indent + name).c_str(), text.c_str());
     if (nested && value.is_array()) print_table(value);
-    if (value.is_object()) print_text(value, "  ");
+    if (value.is_object()) print(value, false, "  ");
   }
-}
-
-void print(const Json &document, bool json) {
-  if (!json) return print_text(document, "");
-  std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
 }  // namespace
 
 std::string board_type(const Board &board, unsigned slot) {
-  return split(kBoardTypes, '|')[std::min(board.i2c.slot_type[slot], kSfpBoard)];
+  return slot == kSlots ? "main" : split(kBoardTypes, '|')[std::min(board.i2c.slot_type[slot], kSfpBoard)];
 }
 
 void show_board(const Line &line) {
   OpenBoard open = open_board(line.board);
   const Board &board = *open;
-  constexpr char kPanel[] =
-      "system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27";
+  Json panel = named("system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27",
+                     &board.gpio.system_led);
+  Json supplies = rows(2, [&](unsigned i) {
+    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
+    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
+  });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
   Json chain = rows(kChainGroups * kChainBits, [&](unsigned i) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });
   print(named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
-              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies_of(board),
-               named(kPanel, &board.gpio.system_led), gpio_of(board), i2c_of(board), cages, flash_of(board.flash),
-               chain, board.rule_count, board.settle_ms, board.paused_us}),
+              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
+               i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms, board.paused_us}),
         line.json);
 }
 

@@ -23,13 +23,12 @@ using Usage = CLI::ValidationError;
 using Failure = std::runtime_error;
 
 using Words = std::vector<std::string>;
-using Values = std::vector<uint32_t>;
 
 /** What the command line says. */
 struct Line {
   std::string board;
-  Words words = {};    // arguments that are no options
-  Values values = {};  // what they stand for
+  Words words = {};                   // arguments that are no options
+  std::vector<uint32_t> values = {};  // what they stand for
   std::string slots = {}, result = {}, count = "0", skip = "0", svg = {};
   std::optional<std::string> trace = {};  // empty: to standard error
   bool json = false, flash = false, list = false, fast = false, trace_opens = false, chip_times = false;
@@ -37,7 +36,7 @@ struct Line {
 };
 
 using Command = void(const Line &line);
-Command create_board, reset_board, delete_board, plug_module, fail, load_flash, save_flash, erase_flash, show_boards,
+Command create_board, reset_board, delete_board, plug_module, load_flash, save_flash, erase_flash, show_boards,
     show_board, show_flash, show_faults, show_modules, draw_panel;
 /** Becomes the program, on a board that is made when missing; comes back only as an exception. */
 Command run;
@@ -75,7 +74,7 @@ OpenBoard open_board(const std::string &name, bool make_missing = false);
 
 /** By the numbers that the I2C driver gives them. */
 constexpr char kBoardTypes[] = "none|copper|sfp";
-/** Name of the type that is fitted in slot index 0 to 2. */
+/** Name of the type that is fitted in slot index 0 to 2; the one behind them is the main board. */
 std::string board_type(const Board &board, unsigned slot);
 
 /** Calls from Call::Open, and effects from Effect::Refused. */

@@ -2,6 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <ctime>
+#include <regex>
 #include <sstream>
 
 #include "devices.h"
@@ -18,8 +19,8 @@ uint32_t celsius(const std::string &text) {
   double degrees = 0;
   char more = 0;
   bool good = std::sscanf(text.c_str(), "%lf%c", &degrees, &more) == 1 && degrees >= -55 && degrees <= 125;
-  if (!good) throw Usage("CELSIUS: '" + text + "' is not a temperature from -55 to 125");
-  return static_cast<uint32_t>(std::lround(degrees * 2) * 128);
+  if (good) return static_cast<uint32_t>(std::lround(degrees * 2) * 128);
+  throw Usage("CELSIUS: '" + text + "' is not a temperature from -55 to 125");
 }
 
 // 0: the host's time.
@@ -28,8 +29,8 @@ uint32_t seconds(const std::string &text) {
   tm then = {};
   const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &then);
   bool good = end != nullptr && *end == '\0' && then.tm_year >= 100 && then.tm_year <= 199;
-  if (!good) throw Usage("TIME: '" + text + "' is neither 'host' nor like 2026-03-15T14:30:45, from 2000 to 2099");
-  return static_cast<uint32_t>(timegm(&then));
+  if (good) return static_cast<uint32_t>(timegm(&then));
+  throw Usage("TIME: '" + text + "' is neither 'host' nor like 2026-03-15T14:30:45, from 2000 to 2099");
 }
 
 template <size_t State, typename Field = uint8_t>
@@ -79,9 +80,65 @@ void unplug_module(const Line &line) {
 
 void heal_board(const Line &line) { heal(*open_board(line.board)); }
 
+// Faults: NODE[:REQUEST][@ADDRESS[-ADDRESS]].
+
+bool is_number(const std::string &text) { return text[0] >= '0' && text[0] <= '9'; }
+
+void parse_request(FaultRule &rule, const std::string &text) {
+  rule.call = Call::Request;
+  if (is_number(text))
+    rule.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
+  else if (!request_by_name(rule.node, text.c_str(), &rule.request))
+    rule.call =
+        static_cast<Call>(choice(text, "REQUEST, neither a number nor a request of this node", kCalls) + kFirstCall);
+}
+
+FaultRule parse_target(const std::string &target) {
+  static const std::regex kTarget("([^:@]*)(:([^@]*))?(@([^-]*)(-(.*))?)?");
+  enum Group { kNode = 1, kHasRequest, kRequest, kHasAddress, kFirst, kHasLast, kLast };
+  std::smatch part;
+  std::regex_match(target, part, kTarget);
+  FaultRule rule = {};
+  rule.node = static_cast<Node>(choice(part[kNode], "NODE", "gpio|i2c|flash|any") + 1);
+  if (part[kHasRequest].matched) parse_request(rule, part[kRequest]);
+  rule.has_address = part[kHasAddress].matched;
+  if (rule.has_address) rule.first_address = rule.last_address = number(part[kFirst], "ADDRESS", 0, UINT32_MAX);
+  if (part[kHasLast].matched) rule.last_address = number(part[kLast], "ADDRESS", rule.first_address, UINT32_MAX);
+  return rule;
+}
+
+// Without --result a request fails as the driver says it, an open or a transfer as the kernel does.
+void parse_result(FaultRule &rule, const std::string &text) {
+  constexpr uint32_t kDriverFailed = 0xffff;
+  rule.value = is_number(text) ? number(text, "--result", 0, 0x7fffffff) : kDriverFailed;
+  rule.effect = rule.call <= Call::Request ? Effect::Value : rule.call == Call::Open ? Effect::Closed : Effect::Refused;
+  if (is_number(text))
+    rule.effect = Effect::Value;
+  else if (!text.empty())
+    rule.effect = static_cast<Effect>(choice(text, "--result", kEffects) + kFirstEffect);
+  if (rule.effect != Effect::Closed) return;
+  if (rule.call == Call::AnyRequest) rule.call = Call::Open;
+  if (rule.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
+}
+
+void fail(const Line &line) {
+  if (line.list) return show_faults(line);
+  if (line.words.empty()) throw Usage("NODE: a node or --list is required");
+  FaultRule rule = parse_target(line.words[0]);
+  parse_result(rule, line.result);
+  rule.count = number(line.count, "--count", 0, UINT32_MAX);
+  rule.skip = number(line.skip, "--skip", 0, UINT32_MAX);
+  bool added = add_rule(*open_board(line.board), rule);
+  if (!added) throw Failure("the board has 32 faults already (zelsim heal clears them)");
+}
+
 constexpr Row kWorldCommands[] = {
     {"fit", "SLOT BOARD=none|copper|sfp", "Fit a daughter board into slot 1, 2 or 3", fit_slot, "fit 2 sfp"},
     {"unplug", "PORT", "Pull the module out of a port's cage", unplug_module, "unplug 5"},
+    {"fail", "?NODE[:REQUEST][@ADDRESS[-ADDRESS]]", "Make requests fail until 'zelsim heal'", fail,
+     "fail i2c:BufRead@0x40 --result busy --count 3\n  zelsim fail flash:write@0x1200000-0x12fffff --skip 5\n\n"
+     "NODE: gpio, i2c, flash or any\nREQUEST: number or name as in the trace, read, write, lseek or open (else all but "
+     "open)\nADDRESS: of a chip on the bus, or of the flash"},
     {"heal", "", "Clear all faults", heal_board, "heal"},
     {"set", "", "Do what a person or the world would do to a switch", nullptr, "set supply 1 failed"},
     {"set reset-key", "VALUE=0|1", "release or press the reset key", set_state<offsetof(Board, gpio.reset_key)>},
@@ -98,7 +155,7 @@ constexpr Row kWorldCommands[] = {
     {"set link", "PORT SPEED=down|10|100|1000 ?DUPLEX=half|full", "other end of a copper module's cable", set_link},
     {"set settle", "MILLISECONDS", "a copper PHY's auto-negotiation time",
      set_state<offsetof(Board, settle_ms), uint32_t>},
-    {"set chip-index", "BYTE", "flash chip that the driver reports; 0: the fitted one",
+    {"set chip-index", "BYTE", "flash chip that the driver reports; 0: fitted",
      set_state<offsetof(Board, flash.chip_index)>},
 };
 

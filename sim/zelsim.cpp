@@ -14,21 +14,15 @@ constexpr Row kRows[] = {
      "run --fast --trace -- zelctl ports"},
     {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
      create_board, "create lab --slots sfp,copper,none"},
-    {"reset", "?NAME", "Put a board back to what create makes; the flash keeps its contents", reset_board, "reset lab"},
+    {"reset", "?NAME", "Put a board back to what create makes; the flash stays", reset_board, "reset lab"},
     {"delete", "?NAME", "Remove a board and its flash", delete_board, "delete lab"},
     {"list", "", "List the boards", show_boards, "list --json"},
     {"show", "", "Show everything about a board", show_board, "show --board lab"},
     {"panel", "", "Draw the front panel", draw_panel, "panel --svg panel.svg"},
-    {"plug", "PORT MODULE", "Plug a module (see 'zelsim modules'; or a file of its page, raw or a hex dump)",
-     plug_module, "plug 5 10g-sr"},
+    {"plug", "PORT MODULE", "Plug a module of 'zelsim modules', or a file of its page", plug_module, "plug 5 10g-sr"},
     {"modules", "", "List the catalogue of modules", show_modules, "modules"},
-    {"fail", "?NODE[:REQUEST][@ADDRESS[-ADDRESS]]", "Make requests fail until 'zelsim heal'", fail,
-     "fail i2c:BufRead@0x40 --result busy --count 3\n  zelsim fail flash:write@0x1200000-0x12fffff --skip 5\n\n"
-     "NODE: gpio, i2c, flash or any\nREQUEST: number or name as in the trace, read, write, lseek or open (else all but "
-     "open)\nADDRESS: of a chip on the bus, or of the flash"},
     {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
-    {"flash load", "FILE", "Fill the flash from a file; what it does not reach is erased", load_flash,
-     "flash load flash.bin"},
+    {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
     {"flash save", "FILE", "Write the 32 MiB to a file", save_flash, "flash save flash.bin"},
     {"flash erase", "", "Erase everything, and the counters", erase_flash, "flash erase"},
     {"flash stats", "", "Show erases and programs by region", show_flash, "flash stats"},
@@ -71,8 +65,7 @@ void add_options(CLI::App &app, Line &line) {
   fail->add_option("--count", line.count, "fail so many times only");
   fail->add_option("--skip", line.skip, "let so many pass before");
   fail->add_option("--result", line.result,
-                   "a number (of a read or write: a short count), refused, busy, closed or "
-                   "killed (the calling process); default: the driver's failure, 0xFFFF");
+                   "a number (a short count), refused, busy, closed or killed; default: the driver's failure");
 }
 
 }  // namespace
@@ -100,7 +93,6 @@ int main(int argc, char **argv) {
     std::string text = error.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
     std::fprintf(stderr, "zelsim: %s\n", text.c_str());
-    constexpr int kFailed = 1, kWrongUsage = 2;
-    return dynamic_cast<const CLI::ParseError *>(&error) != nullptr ? kWrongUsage : kFailed;
+    return dynamic_cast<const CLI::ParseError *>(&error) != nullptr ? 2 : 1;
   }
 }

@@ -36,6 +36,18 @@ ctl clock set 2026-03-15T14:30:45 >/dev/null
 ctl clock poll
 says 0 '2026-03-15T14:3' ctl clock get
 says 0 '[|]' ctl panel
+# looks: the shapes that the picture of the panel has for some of its parts.
+looks() {
+  "$zelsim" panel --svg - | python3 -c 'import sys, xml.etree.ElementTree as tree
+shapes = {part.get("id"): part.get("href") for part in tree.parse(sys.stdin).iter()}
+print(*(shapes.get(name) for name in ("alarm", "speed24", "slot3", "port5", "port6", "port9", "port16")))'
+}
+[ "$(looks)" = "#off #off #none #module #cage #jack None" ] || fail "the panel looks like $(looks)"
+ctl led set alarm blink
+ctl led set speed24 on
+"$zelsim" fit 3 sfp
+"$zelsim" unplug 5
+[ "$(looks)" = "#blinking #on #sfp #cage #cage #jack #cage" ] || fail "the panel looks like $(looks)"
 "$zelsim" set lm75 present
 "$zelsim" set supply 2 dc
 says 0 '' ctl selftest
