@@ -7,7 +7,6 @@
 
 #include <fstream>
 
-#include "devices.h"
 #include "fake_board.h"
 #include "request.h"
 #include "tool.h"
@@ -45,7 +44,7 @@ void damage(fake::Input &input, Bytes &state) {
 }
 
 void ask(const Attached &attached, Node node, RequestTable table, int fd, uint8_t *record) {
-  for (size_t n = 0; n < table.count; ++n) answer_request(attached, node, fd, table.rows[n].number, record);
+  for (const Request &request : table) answer_request(attached, node, fd, request.number, record);
 }
 
 void use(const Attached &attached, fake::Input &input) {

@@ -244,6 +244,19 @@ def flash(board):
     return picture
 
 
+def draw_panel(board, file):
+    """The front panel of a switch with something going on."""
+    tool = f"{board.build}/bin/zelctl"
+    modules = {0: "1g-sx", 2: "1g-lx", 3: "copper", 5: "1g-sx", 16: "100fx", 19: "1g-lx", 24: "10g-sr", 25: "dac", 26: "10g-lr"}
+    simulate = ["create --slots sfp,copper,sfp panel"] + [f"plug {port} {name}" for port, name in modules.items()]
+    for words in simulate + ["set los 5 1", "set txfault 26 1", "set supply 2 failed"]:
+        subprocess.run([board.zelsim, *words.split(), *([] if "create" in words else ["--board", "panel"])], check=True)
+    leds = ["system on", "power1 on", "alarm on", "ring-master on", "speed24 on", "speed25 blink"]
+    for words in [f"cage {port} --tx-disable off" for port in modules if port != 19] + [f"led set {led}" for led in leds]:
+        subprocess.run([board.zelsim, "run", "--fast", "--board", "panel", "--", tool, *words.split()], check=True)
+    subprocess.run([board.zelsim, "panel", "--board", "panel", "--svg", file], check=True)
+
+
 def main():
     build, folder = sys.argv[1:]
     with tempfile.TemporaryDirectory() as boards:
@@ -252,6 +265,7 @@ def main():
         for draw in (ports, expanders, buses, flash):
             with open(os.path.join(folder, draw.__name__ + ".svg"), "w", encoding="utf-8") as file:
                 file.write(draw(board).svg())
+        draw_panel(board, os.path.join(folder, "panel.svg"))
 
 
 if __name__ == "__main__":

@@ -1,4 +1,3 @@
-#include "board.h"
 
 #include <errno.h>
 #include <stdio.h>
@@ -7,98 +6,24 @@
 #include <sys/file.h>
 #include <time.h>
 
-#include <atomic>
-
-#include "devices.h"
 #include "request.h"
 #include "system_calls.h"
-
-extern "C" char **environ;
 
 namespace zelsim {
 namespace {
 
-struct Environment {
-  uint64_t signature;
-  Options options;
-  Attached attached;
-  bool attached_once() const { return attached.board != nullptr; }
-  // A deleted board has lost its magic number: a new one may stand in the same folder.
-  bool alive() const { return attached_once() && attached.board->magic == kMagic; }
-  bool matches(uint64_t wanted) const { return signature == wanted && (options.folder[0] == '\0' || alive()); }
-};
-
-std::atomic<const Environment *> g_environment;
-pthread_mutex_t g_environment_mutex = PTHREAD_MUTEX_INITIALIZER;
-const Environment kNoEnvironment = {};
-
-const Environment &environment() {
-  const Environment *current = g_environment.load(std::memory_order_acquire);
-  return current != nullptr ? *current : kNoEnvironment;
-}
-
-// A hash of our variables, in one pass: it is taken at every open of a node, so that a program may set them for itself.
-uint64_t environment_signature() {
-  uint64_t hash = 0xcbf29ce484222325;
-  for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
-    if (strncmp(*entry, "ZELSIM_", 7) != 0) continue;
-    for (const char *c = *entry; *c != '\0'; ++c) hash = (hash ^ static_cast<uint8_t>(*c)) * 0x100000001b3;
-  }
-  return hash;
-}
-
-const char *variable(const char *name) {
-  const char *value = getenv(name);
-  return value != nullptr ? value : "";
-}
-
-bool is_on(const char *name) { return variable(name)[0] != '\0' && strcmp(variable(name), "0") != 0; }
-
-void read_options(Options &options) {
-  snprintf(options.folder, kPathMax, "%s", variable("ZELSIM_BOARD_DIR"));
-  snprintf(options.trace, kPathMax, "%s", variable("ZELSIM_TRACE"));
-  for (int i = 0; i < 3; ++i)
-    snprintf(options.node_file[i], sizeof options.node_file[i], "%s%s", options.folder, kNodeFiles[i]);
-  options.trace_opens = is_on("ZELSIM_TRACE_OPENS");
-  options.fast = is_on("ZELSIM_FAST");
-  options.chip_times = is_on("ZELSIM_CHIP_TIMES");
-}
-
-// The old value is never unmapped: another thread may be in the middle of a request on it.
-void renew_environment(uint64_t signature) {
-  const Environment &current = environment();
-  void *memory = mmap(nullptr, sizeof(Environment), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) return;
-  auto *fresh = static_cast<Environment *>(memory);
-  fresh->signature = signature;
-  read_options(fresh->options);
-  bool same_folder = strcmp(current.options.folder, fresh->options.folder) == 0;
-  char error[2 * kPathMax];
-  if (same_folder && current.alive()) {
-    fresh->attached = current.attached;
-  } else if (fresh->options.folder[0] != '\0' &&
-             !attach(fresh->options.folder, &fresh->attached, error, sizeof error)) {
-    bool told = same_folder && !current.attached_once();
-    if (!told) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
-  }
-  g_environment.store(fresh, std::memory_order_release);
-}
-
-struct Head {
-  uint64_t magic;
-  uint32_t version, size;
-};
-
-// What is wrong with an open state file, or null.
-const char *fault_of_state(int fd) {
-  sys::Status status;
-  Head head = {};
-  if (sys::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != sizeof(Board))
-    return "the state file has a wrong size";
-  if (sys::pread(fd, &head, sizeof head, 0) != sizeof head || head.magic != kMagic)
+// What is wrong with a board's two files, or null.
+const char *fault_of(int state, int flash) {
+  struct {
+    uint64_t magic;
+    uint32_t version, size;
+  } head = {};
+  if (state < 0 || flash < 0) return strerror(errno);
+  if (sys::lseek(state, 0, SEEK_END) != sizeof(Board)) return "the state file has a wrong size";
+  if (sys::pread(state, &head, sizeof head, 0) != sizeof head || head.magic != kMagic)
     return "the state file has no magic number";
   if (head.version != kVersion || head.size != sizeof(Board)) return "the state file has the version of another zelsim";
-  return nullptr;
+  return sys::lseek(flash, 0, SEEK_END) != kFlashSize ? "the flash image has a wrong size" : nullptr;
 }
 
 void make_mutex(Board &board) {
@@ -131,11 +56,7 @@ void repair(Board &board) {
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size) {
   *attached = {};
   sys::File state(open_in(folder, kStateFile, O_RDWR)), flash(open_in(folder, kFlashFile, O_RDONLY));
-  sys::Status status;
-  bool readable = state.ok() && flash.ok() && sys::fstat(flash.get(), &status) == 0;
-  const char *fault = readable ? fault_of_state(state.get()) : strerror(errno);
-  if (fault == nullptr && status.st_size != kFlashSize) fault = "the flash image has a wrong size";
-  if (fault != nullptr) {
+  if (const char *fault = fault_of(state.get(), flash.get())) {
     snprintf(error, error_size, "%s is missing, damaged or no board: %s", folder, fault);
     return false;
   }
@@ -156,51 +77,36 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   return true;
 }
 
+const char *variable(const char *name) {
+  const char *value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+bool is_on(const char *name) { return variable(name)[0] != '\0' && strcmp(variable(name), "0") != 0; }
+
+// Once for a process: a program stays on the board that it met first.
 const Attached *environment_board() {
-  uint64_t wanted = environment_signature();
-  if (!environment().matches(wanted)) {
-    pthread_mutex_lock(&g_environment_mutex);
-    if (!environment().matches(wanted)) renew_environment(wanted);
-    pthread_mutex_unlock(&g_environment_mutex);
-  }
-  if (environment().attached_once()) return &environment().attached;
-  errno = environment().options.folder[0] == '\0' ? 0 : ENXIO;
-  return nullptr;
-}
-
-const Attached *current_board() {
-  return environment().attached_once() ? &environment().attached : environment_board();
-}
-
-const Options &options() { return environment().options; }
-
-bool make_board_files(const char *folder) {
-  Board board;
-  memset(&board, 0, sizeof board);
-  board.magic = kMagic;
-  board.version = kVersion;
-  board.size = sizeof board;
-  power_on(board);
-  constexpr int kNew = O_RDWR | O_CREAT | O_EXCL;
-  for (const char *file : kNodeFiles) {
-    sys::File made(open_in(folder, file, kNew, 0666));
-    if (!made.ok() || (file == kFlashFile && sys::ftruncate(made.get(), kFlashSize) != 0)) return false;
-  }
-  sys::File state(open_in(folder, kStateFile, kNew, 0666));
-  return state.ok() && sys::write(state.get(), &board, sizeof board) == sizeof board;
+  static pthread_once_t once = PTHREAD_ONCE_INIT;
+  static Attached attached;
+  pthread_once(&once, [] {
+    char error[2 * kPathMax];
+    const char *folder = variable("ZELSIM_BOARD_DIR");
+    bool wanted = folder[0] != '\0';
+    if (wanted && !attach(folder, &attached, error, sizeof error)) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
+  });
+  errno = variable("ZELSIM_BOARD_DIR")[0] != '\0' ? ENXIO : 0;
+  return attached.board != nullptr ? &attached : nullptr;
 }
 
 void reset_hardware(Board &board) {
-  uint32_t resets = board.gpio.hardware_resets;
-  uint8_t key = board.gpio.reset_key;
+  Gpio before = board.gpio;
   board.gpio = {};
   board.gpio.selected_cage = kNoCage;
-  board.gpio.hardware_resets = resets;
-  board.gpio.reset_key = key;
+  board.gpio.hardware_resets = before.hardware_resets;
+  board.gpio.reset_key = before.reset_key;
   memset(board.chain, 0, sizeof board.chain);
   memset(board.registers, 0, sizeof board.registers);
-  for (Expander &expander : board.i2c.wide) reset_expander(expander);
-  for (Expander &expander : board.i2c.narrow) reset_expander(expander);
+  reset_expanders(board);
 }
 
 void power_on(Board &board) {

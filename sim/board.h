@@ -4,7 +4,7 @@
 
 #include "state.h"
 
-// The board of this process: where its folder is, its mapped state, its lock.
+// The board of this process: where its folder is, its mapped state, its lock, its chips.
 
 namespace zelsim {
 
@@ -15,15 +15,8 @@ constexpr const char *kNodeFiles[] = {"/gpio", "/i2c", kFlashFile};
 
 constexpr size_t kPathMax = 1024;
 
-/** What `zelsim run` hands to programs in the environment. */
-struct Options {
-  char folder[kPathMax];  // ZELSIM_BOARD_DIR; empty: no board
-  char trace[kPathMax];   // ZELSIM_TRACE: file, "-" for stderr, empty for none
-  bool trace_opens, fast, chip_times;
-  char node_file[3][kPathMax + sizeof kFlashFile];
-};
-
-/** A mapped board. The flash image is stored inverted: an erased chip is a file of holes, and erasing punches one. */
+/** A mapped board. The flash image is stored inverted: what was never written is a hole of the
+ *  file. */
 struct Attached {
   Board *board;
   const uint8_t *inverted_flash;
@@ -32,21 +25,17 @@ struct Attached {
 /** Maps the board in `folder`. On failure false, and one line in `error`. */
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
 
-/** Reads the environment and attaches its board, once per value of ZELSIM_BOARD_DIR. Null when there is no board; errno
- *  is  then 0 when none is asked for, and ENXIO (after one line on stderr) when it is unusable. */
+/** What `zelsim run` hands to programs in the environment: ZELSIM_BOARD_DIR, the folder of the board; ZELSIM_TRACE, a
+ *  file or "-" for standard error; and switches, off when missing, empty or "0". A missing text is empty. */
+const char *variable(const char *name);
+bool is_on(const char *name);
+
+/** The board that ZELSIM_BOARD_DIR named when this process first asked. Null when there is none; errno is then 0 when
+ *  none is asked for, and ENXIO (after one line on stderr) when it is unusable. */
 const Attached *environment_board();
 
-/** The board that this process is attached to already; reads the environment only when there is none. */
-const Attached *current_board();
-
-/** The options as environment_board() last read them. */
-const Options &options();
-
-/** Makes the files of a new board in an existing, empty folder. */
-bool make_board_files(const char *folder);
-
-/** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured; only a
- *  hardware reset takes them back to their power-on state. */
+/** State of a switch that has started up, the flash contents and their counters apart. Its expanders are configured;
+ *  only a hardware reset takes them back to their power-on state. */
 void power_on(Board &board);
 
 /** The chips that a hardware reset reaches: LEDs, flags, watchdog, cage select, expanders. */
@@ -74,5 +63,67 @@ class Guard {
  private:
   Board &board_;
 };
+
+// The chips of the board, as the I2C driver and the world meet them.
+
+constexpr int kFail = 0xffff, kBusBusy = 0xfffa;
+
+/** One transfer as the chip sees it: what stands in its address byte, the offset bytes sent first, and the data. */
+struct Transfer {
+  bool write;
+  uint8_t address;  // 8-bit form
+  uint32_t offset;
+  uint8_t offset_len;
+  uint8_t *data;
+  uint8_t len;
+
+  /** The register pointer: the offset, else the first byte written, else what it was. Drops that byte from the data. */
+  void take_pointer(uint8_t *pointer, unsigned registers);
+};
+
+/** A kind of chip and the addresses that it answers to. One that is not there answers kFail. */
+struct I2cDevice {
+  uint8_t first, last;
+  int (*answer)(Board &board, Transfer &transfer);
+};
+
+constexpr uint8_t kFirstWide = 0x40, kFirstNarrow = 0x70;
+int expander(Board &board, Transfer &transfer);
+int clock_chip(Board &board, Transfer &transfer);
+int temperature_sensor(Board &board, Transfer &transfer);
+int module_memory(Board &board, Transfer &transfer);
+int copper_phy(Board &board, Transfer &transfer);
+
+void reset_expanders(Board &board);
+
+/** Working configuration as the switch's start-up program leaves it: every transmitter off, the cages' other lines inputs. */
+void start_daughter_expanders(Board &board, unsigned slot);
+void start_main_expanders(Board &board);
+void reset_clock(Clock &clock);
+
+/** The chip's time, in seconds since 1970 without time zones. */
+int64_t clock_seconds(const Board &board);
+void set_clock(Board &board, int64_t seconds);
+
+/** 1 = the module's transmitter is off: driven so, or pulled up while the expander's line is an input. */
+uint8_t tx_disable(const Board &board, unsigned port);
+
+/** A cage that exists: one of the main board's, or on a fitted board with cages. */
+bool has_cage(const Board &board, unsigned port);
+/** Puts a module with this identification page into a cage. Light is there and nothing fails until the world says so.
+ *  */
+void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy);
+void unplug(Cage &cage);
+
+void restart_negotiation(const Board &board, Cage &cage);
+
+/** SoC, switch-chip and port PHY registers: what was written comes back, 0 before. False when the table is full. */
+uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address);
+bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
+
+constexpr uint32_t kWatchdogRegister = 0x20300, kWatchdogEnabled = 0x100;
+
+/** The power status byte of the GPIO driver. */
+uint8_t power_status(const Board &board);
 
 }  // namespace zelsim

@@ -42,18 +42,39 @@ Attached attach_or_throw(const fs::path &folder) {
   return attached;
 }
 
+// Power-on states of everything, and an erased flash.
+void make_board_files(const std::string &folder) {
+  for (const char *file : kNodeFiles) std::ofstream(folder + file).flush();
+  fs::resize_file(folder + kFlashFile, kFlashSize);
+  auto board = std::make_unique<Board>();
+  board->magic = kMagic;
+  board->version = kVersion;
+  board->size = sizeof(Board);
+  power_on(*board);
+  std::ofstream state(folder + kStateFile, std::ios::binary);
+  state.write(reinterpret_cast<const char *>(board.get()), sizeof(Board)).flush();
+  if (!state) throw Failure("cannot write " + folder + kStateFile + ": " + std::strerror(errno));
+}
+
+struct TemporaryFolder {
+  std::string path = boards_root() / ".new-XXXXXX";
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+  }
+};
+
 std::error_code make_board(const fs::path &folder, const Words &slots) {
   std::error_code failed;
   fs::create_directories(boards_root(), failed);
-  std::string fresh = boards_root() / ".new-XXXXXX";
-  check(mkdtemp(fresh.data()) != nullptr, "make " + fresh);
-  std::shared_ptr<void> removed_in_the_end(nullptr, [&](void *) { fs::remove_all(fresh, failed); });
-  check(make_board_files(fresh.c_str()), "make a board");
-  Board &board = *attach_or_throw(fresh).board;
+  TemporaryFolder fresh;
+  check(mkdtemp(fresh.path.data()) != nullptr, "make " + fresh.path);
+  make_board_files(fresh.path);
+  Board &board = *attach_or_throw(fresh.path).board;
   for (unsigned slot = 0; slot < slots.size(); ++slot)
     fit(board, slot, static_cast<uint8_t>(choice(slots[slot], "--slots", kBoardTypes)));
-  fs::permissions(fresh, fs::perms(0755));
-  fs::rename(fresh, folder, failed);
+  fs::permissions(fresh.path, fs::perms(0755));
+  fs::rename(fresh.path, folder, failed);
   return failed;
 }
 
@@ -175,7 +196,8 @@ void run(const Line &line) {
   for (const std::string &word : line.words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
-  int status = errno == ENOENT ? 127 : 126;  // as a shell has it
+  constexpr int kNotExecutable = 126, kNotFound = 127;
+  int status = errno == ENOENT ? kNotFound : kNotExecutable;
   std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", arguments[0], std::strerror(errno));
   std::exit(status);
 }

@@ -1,6 +1,7 @@
-#include <string.h>
+#include <algorithm>
+#include <iterator>
 
-#include "devices.h"
+#include "board.h"
 
 // I/O expanders. The wide ones have their registers in pairs (input, output, polarity, configuration of two ports) and
 // step between the two of a pair on a longer transfer; the narrow ones have the same four as single registers and stay
@@ -27,45 +28,26 @@ unsigned wide_level(const Board &board, unsigned index, unsigned port, unsigned 
 }
 
 // Loss of signal of a daughter board; transmit faults of two 10G cages; presence and loss of signal of all four.
-unsigned narrow_level(const Board &board, unsigned index, unsigned, unsigned bit) {
+unsigned narrow_level(const Board &board, unsigned index, unsigned bit) {
   if (index < kSlots) return board.cages[index * kPortsPerSlot + bit].los;
   const Cage *main_board = &board.cages[kDaughterPorts];
   if (index == kNarrowExpanders - 1) return bit % 2 == 0 ? main_board[bit / 2].los : presence(main_board[bit / 2]);
   return bit % 4 == 0 ? main_board[(index - kSlots) * 2 + bit / 4].txfault : 1;
 }
 
-using Level = unsigned(const Board &board, unsigned index, unsigned port, unsigned bit);
-
-uint8_t input(const Board &board, const Expander &chip, Level *level, unsigned index, unsigned port) {
-  unsigned levels = 0;
-  for (unsigned bit = 0; bit < 8; ++bit) levels |= (level(board, index, port, bit) & 1u) << bit;
-  unsigned inputs = chip.value[Configuration][port];
+uint8_t input(const Board &board, const Expander &chip, bool wide, unsigned index, unsigned port) {
+  unsigned levels = 0, inputs = chip.value[Configuration][port];
+  for (unsigned bit = 0; bit < 8; ++bit)
+    levels |= ((wide ? wide_level(board, index, port, bit) : narrow_level(board, index, bit)) & 1u) << bit;
   levels = (levels & inputs) | (chip.value[Output][port] & ~inputs);
   return static_cast<uint8_t>(levels ^ chip.value[Polarity][port]);
 }
 
-uint32_t transmitters(const Board &board) {
-  uint32_t on = 0;
-  for (unsigned port = 0; port < kPorts; ++port) on |= (tx_disable(board, port) ? 0u : 1u) << port;
-  return on;
-}
-
-int answer(Board &board, Expander &chip, Level *level, unsigned index, unsigned ports, Transfer &transfer) {
-  uint32_t before = transmitters(board);
-  transfer.take_pointer(&chip.pointer, 4 * ports);
-  for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned at = chip.pointer % (4 * ports), kind = at / ports, port = (at + i) % ports;
-    uint8_t &data = transfer.data[i], &value = chip.value[kind][port];
-    if (!transfer.write) data = kind == Input ? input(board, chip, level, index, port) : value;
-    if (transfer.write) value = data;
-  }
-  // A module whose transmitter has just been switched on begins to negotiate.
-  uint32_t switched_on = transmitters(board) & ~before;
-  for (unsigned port = 0; port < kPorts; ++port) {
-    if (switched_on >> port & 1) restart_negotiation(board, board.cages[port]);
-  }
-  return 0;
-}
+constexpr Expander kPowerOn = {0, {{}, {0xff, 0xff}, {}, {0xff, 0xff}}};
+// Every transmitter off, the cages' other lines inputs.
+constexpr Expander kFourCages = {0, {{}, {0x44, 0x44}, {}, {0x33, 0x33}}};
+constexpr Expander kTwoCages = {0, {{}, {0x22, 0xff}, {}, {0x11, 0xff}}};
+constexpr Expander kMainBoard = {0, {{}, {0xff, 0x80}, {}, {0xff, 0x7f}}};
 
 }  // namespace
 
@@ -77,47 +59,36 @@ uint8_t tx_disable(const Board &board, unsigned port) {
   return (chip.value[Configuration][half] | chip.value[Output][half]) >> bit & 1;
 }
 
-void reset_expander(Expander &expander) {
-  expander = {};
-  memset(expander.value[Output], 0xff, sizeof expander.value[Output]);
-  memset(expander.value[Configuration], 0xff, sizeof expander.value[Configuration]);
+void reset_expanders(Board &board) {
+  std::fill(std::begin(board.i2c.wide), std::end(board.i2c.wide), kPowerOn);
+  std::fill(std::begin(board.i2c.narrow), std::end(board.i2c.narrow), kPowerOn);
 }
-
-namespace {
-
-void configure(Expander &expander, unsigned half, uint8_t output, uint8_t configuration) {
-  expander.value[Output][half] = output;
-  expander.value[Configuration][half] = configuration;
-}
-
-}  // namespace
 
 void start_daughter_expanders(Board &board, unsigned slot) {
-  for (unsigned chip = 2 * slot; chip < 2 * slot + 2; ++chip) {
-    reset_expander(board.i2c.wide[chip]);
-    configure(board.i2c.wide[chip], 0, 0x44, 0x33);
-    configure(board.i2c.wide[chip], 1, 0x44, 0x33);
-  }
-  reset_expander(board.i2c.narrow[slot]);
+  board.i2c.wide[2 * slot] = board.i2c.wide[2 * slot + 1] = kFourCages;
+  board.i2c.narrow[slot] = kPowerOn;
 }
 
 void start_main_expanders(Board &board) {
-  configure(board.i2c.narrow[kSlots], 0, 0x22, 0x11);
-  configure(board.i2c.narrow[kSlots + 1], 0, 0x22, 0x11);
-  configure(board.i2c.wide[2 * kSlots], 1, 0x80, 0x7f);
+  board.i2c.narrow[kSlots] = board.i2c.narrow[kSlots + 1] = kTwoCages;
+  board.i2c.wide[2 * kSlots] = kMainBoard;
 }
 
 // The chips of a daughter board come first, and are there with a board that has cages.
-int wide_expander(Board &board, Transfer &transfer) {
-  unsigned index = (transfer.address - 0x40u) / 2;
-  if (index < 2 * kSlots && board.i2c.slot_type[index / 2] != kSfpBoard) return kFail;
-  return answer(board, board.i2c.wide[index], wide_level, index, 2, transfer);
-}
-
-int narrow_expander(Board &board, Transfer &transfer) {
-  unsigned index = (transfer.address - 0x70u) / 2;
-  if (index < kSlots && board.i2c.slot_type[index] != kSfpBoard) return kFail;
-  return answer(board, board.i2c.narrow[index], narrow_level, index, 1, transfer);
+int expander(Board &board, Transfer &transfer) {
+  bool wide = transfer.address < kFirstNarrow;
+  unsigned index = (transfer.address - (wide ? kFirstWide : kFirstNarrow)) / 2u, slot = wide ? index / 2 : index;
+  if (slot < kSlots && board.i2c.slot_type[slot] != kSfpBoard) return kFail;
+  Expander &chip = wide ? board.i2c.wide[index] : board.i2c.narrow[index];
+  unsigned ports = wide ? 2 : 1;
+  transfer.take_pointer(&chip.pointer, 4 * ports);
+  for (unsigned i = 0; i < transfer.len; ++i) {
+    unsigned at = chip.pointer % (4 * ports), kind = at / ports, port = (at + i) % ports;
+    uint8_t &data = transfer.data[i], &value = chip.value[kind][port];
+    if (!transfer.write) data = kind == Input ? input(board, chip, wide, index, port) : value;
+    if (transfer.write) value = data;
+  }
+  return 0;
 }
 
 }  // namespace zelsim

@@ -2,13 +2,11 @@
 #include <string.h>
 #include <time.h>
 
-#include "board.h"
-#include "devices.h"
 #include "request.h"
 #include "system_calls.h"
 
-// The serial NOR flash and its driver. The image file holds every byte inverted, so that an erased sector is a hole:
-// erasing punches one, and programming, which only clears bits of the chip, only sets bits of the file. Old contents
+// The serial NOR flash and its driver. The image file holds every byte inverted, so that what was never written is a
+// hole of the file; programming, which only clears bits of the chip, only sets bits of the file. Old contents
 // are looked at through the process's read-only mapping and changed through the caller's own descriptor, whose access
 // mode then counts.
 
@@ -24,7 +22,7 @@ void select_segment(Board &board, int64_t last_address) {
 }
 
 void sleep_for(long nanoseconds) {
-  if (!options().chip_times) return;
+  if (!is_on("ZELSIM_CHIP_TIMES")) return;
   timespec pause = {nanoseconds / 1000000000, nanoseconds % 1000000000};
   while (nanosleep(&pause, &pause) != 0 && errno == EINTR) continue;
 }
@@ -46,9 +44,9 @@ const Request kRequests[] = {
     {0xd1, "EraseSector", Shape::None, false, "", nullptr, 0},
     {0xd2, "GetFlashId", Shape::Identification, true, "", get_identification, 0},
     {0xd9, "GetStatusRegister", Shape::None, false, "", get_status_register, 0},
-    {0xda, "GetChipIndex", Shape::Byte, true, "index", copy_state, offsetof(Board, flash.chip_index)},
-    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", copy_state, offsetof(Board, flash.debug)},
-    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", copy_state, offsetof(Board, flash.debug)},
+    {0xda, "GetChipIndex", Shape::Byte, true, "index", plain, offsetof(Board, flash.chip_index)},
+    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", plain, offsetof(Board, flash.debug)},
+    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", plain, offsetof(Board, flash.debug)},
     {0xdd, "SelectLowerSegment", Shape::None, false, "", select_lower_segment, 0},
 };
 
@@ -102,7 +100,7 @@ ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_
 
 }  // namespace
 
-RequestTable flash_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+RequestTable flash_requests() { return kRequests; }
 
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
   off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
@@ -115,7 +113,7 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
   }
   auto *bytes = static_cast<uint8_t *>(data);
   for (ssize_t i = 0; i < result; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
-  trace_call(result, "flash read 0x%08lx+0x%zx", from, size);
+  trace(result, "flash read 0x%08lx+0x%zx", from, size);
   return result;
 }
 
@@ -123,14 +121,14 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
   off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
   size_t wanted = size;
   ssize_t result = -1;
-  if (from >= off_t{kFlashSize}) {
-    errno = ENOSPC;
+  if (from < 0 || from >= off_t{kFlashSize}) {
+    errno = from < 0 ? EINVAL : ENOSPC;
   } else if (passes(*attached.board, Call::Write, from, &wanted)) {
     auto room = static_cast<size_t>(kFlashSize - from);
     result = program_all(attached, fd, static_cast<const uint8_t *>(data), wanted < room ? wanted : room, from);
   }
   if (result > 0 && at == kAtPosition) sys::lseek(fd, from + result, SEEK_SET);
-  trace_call(result, "flash write 0x%08lx+0x%zx", from, size);
+  trace(result, "flash write 0x%08lx+0x%zx", from, size);
   return result;
 }
 
@@ -143,48 +141,23 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
     result = sys::lseek(fd, offset, whence);
   }
   constexpr const char *kFrom[] = {"", "+", "end+"};
-  trace_call(result, "flash lseek %s0x%08lx", whence >= 0 && whence <= SEEK_END ? kFrom[whence] : "?", offset);
+  trace(result, "flash lseek %s0x%08lx", whence >= 0 && whence <= SEEK_END ? kFrom[whence] : "?", offset);
   return result;
 }
 
 int flash_erase(const Attached &attached, int fd, uint32_t address) {
-  if (address >= kFlashSize) {
-    errno = EINVAL;
-    return -1;
-  }
+  static const uint8_t erased[kSectorSize] = {};
   uint32_t sector = address / kSectorSize;
+  errno = EINVAL;
+  if (sector >= kSectors) return -1;
   {
     Guard guard(*attached.board);
     select_segment(*attached.board, address);
-    if (!clear_sector(fd, sector)) return -1;
+    if (sys::pwrite(fd, erased, sizeof erased, static_cast<off_t>(sector) * off_t{kSectorSize}) < 0) return -1;
     ++attached.board->flash.erases[sector];
   }
   sleep_for(kSectorEraseNs);
   return 0;
-}
-
-bool clear_sector(int fd, uint32_t sector) {
-  off_t at = static_cast<off_t>(sector) * off_t{kSectorSize};
-  if (sys::punch_hole(fd, at, kSectorSize) == 0) return true;
-  if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
-  const uint8_t zeros[4096] = {};  // a file system without holes
-  for (uint32_t done = 0; done < kSectorSize; done += sizeof zeros) {
-    if (sys::pwrite(fd, zeros, sizeof zeros, at + done) != sizeof zeros) return false;
-  }
-  return true;
-}
-
-bool store_sector(int fd, uint32_t sector, const uint8_t *data) {
-  uint8_t inverted[kSectorSize];
-  uint8_t any = 0;
-  for (uint32_t i = 0; i < kSectorSize; ++i) any |= inverted[i] = static_cast<uint8_t>(~data[i]);
-  if (any == 0) return clear_sector(fd, sector);
-  return sys::pwrite(fd, inverted, sizeof inverted, static_cast<off_t>(sector) * off_t{kSectorSize}) == sizeof inverted;
-}
-
-void load_sector(const Attached &attached, uint32_t sector, uint8_t *data) {
-  const uint8_t *inverted = attached.inverted_flash + size_t{sector} * kSectorSize;
-  for (uint32_t i = 0; i < kSectorSize; ++i) data[i] = static_cast<uint8_t>(~inverted[i]);
 }
 
 }  // namespace zelsim

@@ -1,7 +1,5 @@
 #include <string.h>
 
-#include "board.h"
-#include "devices.h"
 #include "request.h"
 
 // The I2C driver: transfers to the chips on the bus, the busy flag, the daughter boards, and what it keeps for readers.
@@ -9,9 +7,9 @@
 namespace zelsim {
 namespace {
 
-const I2cDevice kDevices[] = {{0x40, 0x4c, wide_expander},   {0x60, 0x6e, clock_chip},
-                              {0x70, 0x7a, narrow_expander}, {0x9e, 0x9e, temperature_sensor},
-                              {0xa0, 0xa0, module_memory},   {0xac, 0xac, copper_phy}};
+const I2cDevice kDevices[] = {{kFirstWide, 0x4c, expander},   {0x60, 0x6e, clock_chip},
+                              {kFirstNarrow, 0x7a, expander}, {0x9e, 0x9e, temperature_sensor},
+                              {0xa0, 0xa0, module_memory},    {0xac, 0xac, copper_phy}};
 
 int transfer(Board &board, const Request &request, uint8_t *record) {
   constexpr uint8_t kMaxOffsetLen = 4;
@@ -34,41 +32,25 @@ int refresh_bus(Board &board, const Request &, uint8_t *) {
   return 0;
 }
 
-int slot_pair(uint8_t *states, const Request &request, uint8_t *record) {
-  if (record[0] < 1 || record[0] > kSlots) return kFail;
-  uint8_t &state = states[record[0] - 1];
-  if (request.fills) record[1] = state;
-  if (!request.fills) state = record[1];
-  return 0;
-}
-
-int board_type(Board &board, const Request &request, uint8_t *record) {
-  return slot_pair(board.i2c.slot_type, request, record);
-}
-
-int board_alive(Board &board, const Request &request, uint8_t *record) {
-  return slot_pair(board.i2c.slot_alive, request, record);
-}
-
 const Request kRequests[] = {
-    {0x96, "GetBoardType", Shape::Pair, true, "slot type", board_type},
+    {0x96, "GetBoardType", Shape::Pair, true, "slot type", plain, offsetof(Board, i2c.slot_type), 1, kSlots},
     {0xb0, "BufRead", Shape::Transfer, true, "", transfer},
     {0xb1, "BufWrite", Shape::Transfer, false, "", transfer},
-    {0xb2, "GetBusy", Shape::Byte, true, "busy", copy_state, offsetof(Board, i2c.busy)},
-    {0xb3, "SetBusy", Shape::Byte, false, "busy", copy_state, offsetof(Board, i2c.busy)},
+    {0xb2, "GetBusy", Shape::Byte, true, "busy", plain, offsetof(Board, i2c.busy)},
+    {0xb3, "SetBusy", Shape::Byte, false, "busy", plain, offsetof(Board, i2c.busy)},
     {0xb4, "RefreshBus", Shape::None, false, "", refresh_bus},
-    {0xba, "GetRtc", Shape::Rtc, true, "", copy_state, offsetof(Board, i2c.rtc_record)},
-    {0xc0, "GetRtcAlive", Shape::Byte, true, "alive", copy_state, offsetof(Board, i2c.clock_present)},
-    {0xc1, "GetSensorAlive", Shape::Byte, true, "alive", copy_state, offsetof(Board, i2c.sensor_present)},
-    {0xc2, "GetBoardAlive", Shape::Pair, true, "slot alive", board_alive},
-    {0xc3, "SetBoardAlive", Shape::Pair, false, "slot alive", board_alive},
-    {0xc4, "SetRtc", Shape::Rtc, false, "", copy_state, offsetof(Board, i2c.rtc_record)},
-    {0xc5, "SetTemperature", Shape::Temperature, false, "", copy_state, offsetof(Board, i2c.temperature_record)},
-    {0xc6, "GetTemperature", Shape::Temperature, true, "", copy_state, offsetof(Board, i2c.temperature_record)},
-    {0xc7, "SetRtcFail", Shape::Byte, false, "fail", copy_state, offsetof(Board, i2c.rtc_fail)},
-    {0xc8, "SetTemperatureFail", Shape::Byte, false, "fail", copy_state, offsetof(Board, i2c.temperature_fail)},
-    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", copy_state, offsetof(Board, i2c.debug)},
-    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", copy_state, offsetof(Board, i2c.debug)},
+    {0xba, "GetRtc", Shape::Rtc, true, "", plain, offsetof(Board, i2c.rtc_record)},
+    {0xc0, "GetRtcAlive", Shape::Byte, true, "alive", plain, offsetof(Board, i2c.clock_present)},
+    {0xc1, "GetSensorAlive", Shape::Byte, true, "alive", plain, offsetof(Board, i2c.sensor_present)},
+    {0xc2, "GetBoardAlive", Shape::Pair, true, "slot alive", plain, offsetof(Board, i2c.slot_alive), 1, kSlots},
+    {0xc3, "SetBoardAlive", Shape::Pair, false, "slot alive", plain, offsetof(Board, i2c.slot_alive), 1, kSlots},
+    {0xc4, "SetRtc", Shape::Rtc, false, "", plain, offsetof(Board, i2c.rtc_record)},
+    {0xc5, "SetTemperature", Shape::Temperature, false, "", plain, offsetof(Board, i2c.temperature_record)},
+    {0xc6, "GetTemperature", Shape::Temperature, true, "", plain, offsetof(Board, i2c.temperature_record)},
+    {0xc7, "SetRtcFail", Shape::Byte, false, "fail", plain, offsetof(Board, i2c.rtc_fail)},
+    {0xc8, "SetTemperatureFail", Shape::Byte, false, "fail", plain, offsetof(Board, i2c.temperature_fail)},
+    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", plain, offsetof(Board, i2c.debug)},
+    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", plain, offsetof(Board, i2c.debug)},
 };
 
 }  // namespace
@@ -82,6 +64,6 @@ void Transfer::take_pointer(uint8_t *pointer, unsigned registers) {
   }
 }
 
-RequestTable i2c_requests() { return {kRequests, sizeof kRequests / sizeof *kRequests}; }
+RequestTable i2c_requests() { return kRequests; }
 
 }  // namespace zelsim

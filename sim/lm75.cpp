@@ -1,4 +1,4 @@
-#include "devices.h"
+#include "board.h"
 
 // LM75: four registers behind a pointer, high byte first; temperatures stand in the upper nine bits. The configuration
 // has one byte, which a longer read repeats.

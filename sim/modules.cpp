@@ -4,7 +4,6 @@
 #include <regex>
 #include <sstream>
 
-#include "devices.h"
 #include "tool.h"
 
 // Modules that can be plugged: by name, with an SFF-8472 page A0h each, or by a file of a page: raw bytes, or a dump in

@@ -1,26 +1,28 @@
 #pragma once
 
-#include "state.h"
+#include "board.h"
 
 // Which of this process's descriptors are nodes, and where a node's path leads.
 
 namespace zelsim {
+
+constexpr int kMaxDescriptor = 65536;
 
 /** The node of a descriptor, Node::None for anything else. */
 Node node_of(int fd);
 
 /** Follows an open, a duplication or a close. */
 void set_node(int fd, Node node);
-void forget_nodes(unsigned first, unsigned last);
 
-/** Tells the stdio part that descriptor 0, 1 or 2 became the flash node or is about to be so no longer. */
-void follow_standard_stream(int fd, bool flash);
+/** Puts a stream of ours in the place of standard stream 0, 1 or 2, whose descriptor becomes the flash node. */
+void take_standard_stream(int fd);
 
 Node node_of_path(const char *path);
 
-/** The file that stands for a node on this process's board; null when there is no board, with errno as
- *  environment_board()  leaves it. */
-const char *file_of(Node node);
+/** Path of the file that stands for a node on this process's board, of kFileMax bytes. False for Node::None and when
+ *  there is no board, with errno as environment_board() leaves it. */
+bool file_of(Node node, char *path);
+constexpr size_t kFileMax = kPathMax + sizeof kFlashFile;
 
 void *next_function(const char *name);
 

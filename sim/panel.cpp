@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "../tools/panel_layout.h"
-#include "devices.h"
 #include "panel_artwork.h"
 #include "tool.h"
 

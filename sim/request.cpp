@@ -1,33 +1,164 @@
 #include "request.h"
 
 #include <errno.h>
+#include <signal.h>
+#include <stdarg.h>
+#include <stdio.h>
 #include <string.h>
 
-#include "board.h"
 #include "system_calls.h"
 
 namespace zelsim {
 namespace {
 
-RequestTable table(Node node) {
-  switch (node) {
-    case Node::Gpio:
-      return gpio_requests();
-    case Node::I2c:
-      return i2c_requests();
-    case Node::Flash:
-      return flash_requests();
-    default:
-      return {nullptr, 0};
+struct RequestEvent {
+  Node node;
+  uint8_t number;
+  const Request *request;  // null: the driver does not know the number
+  uint8_t before[kTransferSize], after[kTransferSize];
+  int result, error;
+  uint32_t address;  // of an erase
+  bool answered;     // by the driver, not by a fault
+};
+
+size_t record_size(Shape shape) {
+  constexpr size_t kSizes[] = {0, 1, 2, 8, kTransferSize, 48, 4, 3};
+  return kSizes[static_cast<unsigned>(shape)];
+}
+
+class Line {
+ public:
+  void add_list(const char *format, va_list arguments) {
+    int written = vsnprintf(text_ + size_, sizeof text_ - size_, format, arguments);
+    if (written > 0) size_ += static_cast<size_t>(written);
+    if (size_ > sizeof text_ - 2) size_ = sizeof text_ - 2;  // room for the newline
+  }
+
+  __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    add_list(format, arguments);
+    va_end(arguments);
+  }
+
+  // One write, so that several processes may share a file. No descriptor is kept: the traced program may close any
+  // number that it likes.
+  void send(const char *where, long result) {
+    if (result < 0 && result != kNoResult) add(" = -1 %s", strerrorname_np(error_));
+    if (result >= 0) add(result > 9 ? " = 0x%lx" : " = %ld", result);
+    text_[size_++] = '\n';
+    bool to_stderr = strcmp(where, "-") == 0;
+    sys::File file(to_stderr ? -1 : sys::open(where, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    sys::write(to_stderr ? STDERR_FILENO : file.get(), text_, size_);
+    errno = error_;
+  }
+
+ private:
+  char text_[1024];
+  size_t size_ = 0;
+  int error_ = errno;  // the caller's
+};
+
+void add_bytes(Line &line, const uint8_t *data, size_t size) {
+  for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
+}
+
+// Values of one or four bytes in a row, by their names.
+void add_named(Line &line, const char *names, const uint8_t *values, size_t width, const char *format) {
+  for (const char *separator = ""; *names != '\0'; separator = " ", values += width) {
+    size_t length = strcspn(names, " ");
+    uint32_t value = 0;
+    memcpy(&value, values, width);
+    line.add("%s%.*s=", separator, static_cast<int>(length), names);
+    line.add(format, value);
+    names += length + (names[length] == ' ');
   }
 }
 
-void copy_filled(const Request &request, const uint8_t *from, void *to) {
-  size_t at = 0, size = record_size(request.shape);
-  if (request.shape == Shape::Pair) at = 1;
-  if (request.shape == Shape::Register) at = 4;
-  if (request.shape == Shape::Transfer) size = from[kLen] < kMaxTransfer ? from[kLen] : kMaxTransfer;
-  memcpy(static_cast<uint8_t *>(to) + at, from + at, size - at);
+void add_record(Line &line, const Request &request, const uint8_t *record) {
+  float degrees;
+  memcpy(&degrees, record, sizeof degrees);
+  line.add("{");
+  if (request.shape == Shape::Byte || request.shape == Shape::Pair) add_named(line, request.fields, record, 1, "%u");
+  if (request.shape == Shape::Register) add_named(line, "address value", record, 4, "0x%08x");
+  if (request.shape == Shape::Rtc) {
+    add_named(line, "mode24 pm", record, 1, "%u");
+    line.add(" ");
+    add_named(line, "sec min hour mday mon year wday", record + 4, 4, "%u");
+  }
+  if (request.shape == Shape::Temperature) line.add("temperature=%.1f", static_cast<double>(degrees));
+  if (request.shape == Shape::Identification) add_bytes(line, record, record_size(request.shape));
+  line.add("}");
+}
+
+void add_transfer(Line &line, const RequestEvent &event) {
+  const uint8_t *record = event.before;
+  uint32_t offset;
+  memcpy(&offset, record + kOffset, sizeof offset);
+  line.add(" addr=0x%02x offset=0x%02x offset_len=%u len=%u", record[kAddress], offset, record[kOffsetLen],
+           record[kLen]);
+  if (event.request->fills && event.result != 0) return;
+  line.add(event.request->fills ? " -> " : " data=");
+  add_bytes(line, event.after, record[kLen] < kMaxTransfer ? record[kLen] : kMaxTransfer);
+}
+
+void add_request(Line &line, const RequestEvent &event) {
+  const Request &request = *event.request;
+  line.add(" %s", request.name);
+  if (erases(request)) line.add(" 0x%08x", event.address);
+  if (event.error == EFAULT || request.shape == Shape::None) return;
+  if (request.shape == Shape::Transfer) return add_transfer(line, event);
+  line.add(" ");
+  add_record(line, request, event.before);
+  line.add(" -> ");
+  add_record(line, request, event.after);
+}
+
+void trace_request(const RequestEvent &event) {
+  const char *where = variable("ZELSIM_TRACE");
+  if (where[0] == '\0') return;
+  Line line;
+  line.add("%s 0x%02X", node_name(event.node), event.number);
+  if (event.request == nullptr) line.add(" ?");
+  if (event.request != nullptr) add_request(line, event);
+  line.send(where, event.result);
+}
+
+bool matches(const FaultCall &on, const FaultCall &call) {
+  if (on.node != Node::Any && on.node != call.node) return false;
+  if (on.call == Call::AnyRequest ? call.call == Call::Open : on.call != call.call) return false;
+  if (on.call == Call::Request && on.request != call.request) return false;
+  bool overlaps = call.first_address <= on.last_address && call.last_address >= on.first_address;
+  return !on.has_address || (call.has_address && overlaps);
+}
+
+// What the first rule for this call does to it; the rule is used up by one.
+FaultRule strike(Board &board, const FaultCall &call) {
+  Guard guard(board);
+  for (FaultRule &rule : board.rules) {
+    if (rule.effect == Effect::None || !matches(rule.on, call)) continue;
+    if (rule.skip > 0) return --rule.skip, FaultRule{};
+    FaultRule found = rule;
+    ++rule.hits;
+    bool last = rule.count > 0 && --rule.count == 0;
+    if (last) rule.effect = Effect::None;
+    if (last) --board.rule_count;
+    return found;
+  }
+  return {};
+}
+
+RequestTable table(Node node) {
+  if (node == Node::Gpio) return gpio_requests();
+  if (node == Node::I2c) return i2c_requests();
+  return node == Node::Flash ? flash_requests() : RequestTable{};
+}
+
+const Request *find_request(Node node, uint8_t number) {
+  for (const Request &request : table(node)) {
+    if (request.number == number) return &request;
+  }
+  return nullptr;
 }
 
 // The first page is never mapped. Any other wild pointer faults in the caller, where a kernel would answer EFAULT:
@@ -43,6 +174,7 @@ FaultCall fault_call(const RequestEvent &event) {
 
 void answer(const Attached &attached, int fd, RequestEvent &event) {
   Fault fault = take_fault(*attached.board, fault_call(event));
+  event.error = 0;
   if (fault.strikes) {
     event.result = fault.result;
     event.error = fault.error;
@@ -58,19 +190,10 @@ void answer(const Attached &attached, int fd, RequestEvent &event) {
 
 }  // namespace
 
-const Request *find_request(Node node, uint8_t number) {
-  RequestTable requests = table(node);
-  for (size_t i = 0; i < requests.count; ++i) {
-    if (requests.rows[i].number == number) return &requests.rows[i];
-  }
-  return nullptr;
-}
-
 bool request_by_name(Node node, const char *name, uint8_t *number) {
-  RequestTable requests = table(node);
-  for (size_t i = 0; i < requests.count; ++i) {
-    if (strcmp(requests.rows[i].name, name) != 0) continue;
-    *number = requests.rows[i].number;
+  for (const Request &request : table(node)) {
+    if (strcmp(request.name, name) != 0) continue;
+    *number = request.number;
     return true;
   }
   return false;
@@ -81,32 +204,72 @@ const char *node_name(Node node) {
   return kNames[static_cast<unsigned>(node)];
 }
 
-size_t record_size(Shape shape) {
-  constexpr size_t kSizes[] = {0, 1, 2, 8, kTransferSize, 48, 4, 3};
-  return kSizes[static_cast<unsigned>(shape)];
-}
-
-int copy_state(Board &board, const Request &request, uint8_t *record) {
-  uint8_t *state = reinterpret_cast<uint8_t *>(&board) + request.state;
-  memcpy(request.fills ? record : state, request.fills ? state : record, record_size(request.shape));
+int plain(Board &board, const Request &request, uint8_t *record) {
+  bool pair = request.shape == Shape::Pair;
+  auto index = static_cast<uint8_t>(pair ? record[0] - request.first : 0);
+  uint8_t *value = record + pair, *state = reinterpret_cast<uint8_t *>(&board) + request.state + index;
+  if (index >= request.count || (!request.fills && *value > request.highest)) return kFail;
+  memcpy(request.fills ? value : state, request.fills ? state : value, record_size(request.shape) - pair);
   return 0;
 }
 
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record) {
   const Request *request = find_request(node, number);
-  RequestEvent event{node, number, request, {}, {}, -1, ENOTTY, 0, false};
-  if (request == nullptr) return finish(event);
-  size_t size = record_size(request->shape);
-  event.error = EFAULT;
-  if (size != 0 && !is_mapped(record)) return finish(event);
-  event.error = 0;
-  // The driver works on a copy, so that no fault of the caller's memory strikes while the lock is held.
-  memcpy(event.before, record, size);
-  memcpy(event.after, record, size);
-  if (erases(*request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
-  answer(attached, fd, event);
-  if (request->fills && event.answered) copy_filled(*request, event.after, record);
-  return finish(event);
+  size_t size = request != nullptr ? record_size(request->shape) : 0;
+  bool sound = size == 0 || is_mapped(record);
+  RequestEvent event{node, number, request, {}, {}, -1, request == nullptr ? ENOTTY : EFAULT, 0, false};
+  if (request != nullptr && sound) {
+    // The driver works on a copy, so that no fault of the caller's memory strikes while the lock is held.
+    memcpy(event.before, record, size);
+    memcpy(event.after, record, size);
+    if (erases(*request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
+    answer(attached, fd, event);
+    if (request->fills && event.answered) memcpy(record, event.after, size);
+  }
+  if (event.result < 0) errno = event.error;
+  trace_request(event);
+  return event.result;
+}
+
+Fault take_fault(Board &board, const FaultCall &call) {
+  if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
+  FaultRule rule = strike(board, call);
+  bool driver_answers = call.call == Call::Request, busy = rule.effect == Effect::Busy;
+  bool moves_bytes = call.call == Call::Read || call.call == Call::Write;
+  if (rule.effect == Effect::None) return {};
+  if (rule.effect == Effect::Killed) kill(getpid(), SIGKILL);
+  if (rule.effect == Effect::Closed) return {true, false, -1, ENXIO};
+  if (busy) return driver_answers ? Fault{true, false, kBusBusy, 0} : Fault{true, false, -1, EBUSY};
+  if (rule.effect == Effect::Value && (driver_answers || moves_bytes)) {
+    return {true, moves_bytes, static_cast<int>(rule.value), 0};
+  }
+  return {true, false, -1, EIO};
+}
+
+bool add_rule(Board &board, const FaultRule &rule) {
+  for (FaultRule &row : board.rules) {
+    if (row.effect != Effect::None) continue;
+    row = rule;
+    ++board.rule_count;
+    return true;
+  }
+  return false;
+}
+
+void heal(Board &board) {
+  board.rule_count = 0;
+  memset(board.rules, 0, sizeof board.rules);
+}
+
+void trace(long result, const char *format, ...) {
+  const char *where = variable("ZELSIM_TRACE");
+  if (where[0] == '\0') return;
+  Line line;
+  va_list arguments;
+  va_start(arguments, format);
+  line.add_list(format, arguments);
+  va_end(arguments);
+  line.send(where, result);
 }
 
 }  // namespace zelsim

@@ -3,14 +3,14 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <limits>
+#include <span>
 
-#include "state.h"
+#include "board.h"
 
 // The way of a request through a driver: found in the node's table, perhaps struck by a fault, answered, traced.
 
 namespace zelsim {
-
-struct Attached;
 
 /** How a request's record is laid out; the trace decodes by it. */
 enum class Shape : uint8_t { None, Byte, Pair, Register, Transfer, Rtc, Temperature, Identification };
@@ -24,10 +24,10 @@ struct Request {
   uint8_t number;
   const char *name;
   Shape shape;
-  bool fills;          // the driver writes back: of a pair the second byte, of a register record the value, else all
+  bool fills;          // the driver writes the record back
   const char *fields;  // names of a byte's or a pair's fields, for the trace
   int (*handle)(Board &board, const Request &request, uint8_t *record);  // null: the flash's erase
-  // For requests that only set or get a byte of the state:
+  // For requests that only set or get a piece of the state:
   size_t state = 0;              // offset in Board
   uint8_t first = 0, count = 1;  // selectors that a pair accepts, in a row
   uint8_t highest = 0xff;        // value that a set accepts
@@ -35,54 +35,28 @@ struct Request {
 
 inline bool erases(const Request &request) { return request.handle == nullptr; }
 
-struct RequestTable {
-  const Request *rows;
-  size_t count;
-};
+using RequestTable = std::span<const Request>;
 
 RequestTable gpio_requests();
 RequestTable i2c_requests();
 RequestTable flash_requests();
 
-const Request *find_request(Node node, uint8_t number);
 /** Number of the request that has this name on the node; case counts. */
 bool request_by_name(Node node, const char *name, uint8_t *number);
 const char *node_name(Node node);
-size_t record_size(Shape shape);
 
-/** Handles a request whose whole record is a piece of the driver's state: copied in or out. */
-int copy_state(Board &board, const Request &request, uint8_t *record);
+/** Handles a request that only sets or gets a piece of the driver's state: the whole record, or one byte that a pair's
+ *  first byte selects. */
+int plain(Board &board, const Request &request, uint8_t *record);
 
 /** Answers request number `number` on an open descriptor; -1 with errno as the kernel would. */
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record);
 
-struct RequestEvent {
-  Node node;
-  uint8_t number;
-  const Request *request;  // null: the driver does not know the number
-  uint8_t before[kTransferSize], after[kTransferSize];
-  int result, error;
-  uint32_t address;  // of an erase
-  bool answered;     // by the driver, not by a fault
-};
+/** Ends a line of the trace where there is nothing to say about a result. */
+constexpr long kNoResult = std::numeric_limits<long>::min();
 
-/** Traces a request that has been answered, sets errno for a refused one, and gives its result. */
-int finish(const RequestEvent &event);
-
-/** One line of the trace, appended with one write, so that several processes may share a file; nothing when it is off.
- *  */
-__attribute__((format(printf, 1, 2))) void trace(const char *format, ...);
-/** The same with the result, or -1 and errno's name, at the end. */
-__attribute__((format(printf, 2, 3))) void trace_call(long result, const char *format, ...);
-
-/** What asks for a fault before it takes effect: a request, a read, write or seek, an open. */
-struct FaultCall {
-  Node node;
-  Call call;
-  uint8_t request;
-  bool has_address;
-  uint32_t first_address, last_address;
-};
+/** One line of the trace, with the result, or -1 and errno's name, at its end; nothing when the trace is off. */
+__attribute__((format(printf, 2, 3))) void trace(long result, const char *format, ...);
 
 struct Fault {
   bool strikes;
@@ -103,12 +77,6 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence);
 int flash_erase(const Attached &attached, int fd, uint32_t address);
 
 /** Stands for the descriptor's own position in flash_read and flash_write. */
-constexpr off_t kAtPosition = -1;
-
-/** Sectors of the image file, in the chip's polarity on the caller's side. False with errno when the file does not take
- *  it. */
-bool clear_sector(int fd, uint32_t sector);
-bool store_sector(int fd, uint32_t sector, const uint8_t *data);
-void load_sector(const Attached &attached, uint32_t sector, uint8_t *data);
+constexpr off_t kAtPosition = std::numeric_limits<off_t>::min();
 
 }  // namespace zelsim

@@ -2,7 +2,6 @@
 #include <time.h>
 
 #include "board.h"
-#include "devices.h"
 
 // S-35390A. The register is chosen by the command bits of the address: 0 and 1 status, 2 real-time data of seven bytes,
 // 3 its last three, 4 and 5 alarms, 6 correction, 7 free. Every byte leaves the chip least significant bit first.

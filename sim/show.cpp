@@ -4,7 +4,6 @@
 #include <numeric>
 #include <set>
 
-#include "devices.h"
 #include "request.h"
 #include "tool.h"
 
@@ -46,6 +45,13 @@ Json slots_of(const Board &board) {
   });
 }
 
+Json supplies_of(const Board &board) {
+  return rows(2, [&](unsigned i) {
+    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
+    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
+  });
+}
+
 Json gpio_of(const Board &board) {
   constexpr char kBytes[] =
       "reset_process reset_flag io_value reset_key watchdog_toggling diag_flag flash_access_flag debug";
@@ -72,31 +78,22 @@ Json i2c_of(const Board &board) {
                named(kBytes, &i2c.busy));
 }
 
-std::string link_of(const Board &board, unsigned port) {
-  constexpr unsigned kPhyStatus = 17, kLinkUp = 0x0400;
-  const Cage &cage = board.cages[port];
-  if (cage.phy == PhyKind::None) return "-";
-  if (tx_disable(board, port) || !(phy_value(board, port, kPhyStatus) & kLinkUp)) return "down";
-  return std::to_string(cage.link_speed) + (cage.full_duplex ? " full" : " half");
-}
-
 Json cage_of(const Board &board, unsigned port) {
   if (!has_cage(board, port)) return {};
   const Cage &cage = board.cages[port];
   std::string module = cage.fitted ? std::string(cage.name, strnlen(cage.name, sizeof cage.name)) : "-";
-  return named(
-      "port module presence tx_disable tx_fault loss_of_signal link",
-      {port, module, cage.fitted ? 0 : 1, tx_disable(board, port), cage.txfault, cage.los, link_of(board, port)});
+  return named("port module presence tx_disable tx_fault loss_of_signal",
+               {port, module, cage.fitted ? 0 : 1, tx_disable(board, port), cage.txfault, cage.los});
 }
 
 Json fault_of(const FaultRule &rule) {
-  bool whole = rule.effect <= Effect::Killed && rule.node <= Node::Any && rule.call <= Call::Seek;
+  bool whole = rule.effect <= Effect::Killed && rule.on.node <= Node::Any && rule.on.call <= Call::Seek;
   if (rule.effect == Effect::None || !whole) return {};
-  unsigned call = static_cast<unsigned>(rule.call), effect = static_cast<unsigned>(rule.effect);
-  std::string target = node_name(rule.node);
-  if (rule.call == Call::Request) target += ':' + hex(rule.request, 2);
-  if (call >= kFirstCall) target += ':' + split(kCalls, '|')[call - kFirstCall];
-  if (rule.has_address) target += '@' + hex(rule.first_address) + '-' + hex(rule.last_address);
+  unsigned call = static_cast<unsigned>(rule.on.call), effect = static_cast<unsigned>(rule.effect);
+  std::string target = node_name(rule.on.node);
+  if (rule.on.call == Call::Request) target += ":" + hex(rule.on.request, 2);
+  if (call >= kFirstCall) target += ":" + split(kCalls, '|')[call - kFirstCall];
+  if (rule.on.has_address) target += "@" + hex(rule.on.first_address) + "-" + hex(rule.on.last_address);
   std::string result = effect >= kFirstEffect ? split(kEffects, '|')[effect - kFirstEffect] : hex(rule.value);
   Json count = rule.count > 0 ? Json(rule.count) : Json("unlimited");
   return named("target result skip count hits", {target, result, rule.skip, count, rule.hits});
@@ -134,11 +131,11 @@ std::string plain(const Json &value) { return value.is_string() ? value.get<std:
 void print_table(const Json &table) {
   std::vector<std::string> lines(table.size() + 1);
   for (const auto &[name, unused] : table[0].items()) {
-    for (size_t i = 0; i < lines.size(); ++i) lines[i].append(i == 0 ? name : plain(table[i - 1][name])).append("  ");
+    for (size_t i = 0; i < lines.size(); ++i) lines[i].append("  ").append(i == 0 ? name : plain(table[i - 1][name]));
     size_t width = std::ranges::max(lines, {}, &std::string::size).size();
     for (std::string &line : lines) line.resize(width, ' ');
   }
-  for (const std::string &line : lines) std::printf("  %s\n", line.c_str());
+  for (const std::string &line : lines) std::puts(line.substr(0, line.find_last_not_of(' ') + 1).c_str());
 }
 
 void print(const Json &document, bool json, const std::string &indent = "") {
@@ -163,18 +160,15 @@ void show_board(const Line &line) {
   const Board &board = *open;
   Json panel = named("system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27",
                      &board.gpio.system_led);
-  Json supplies = rows(2, [&](unsigned i) {
-    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
-    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
-  });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
   Json chain = rows(kChainGroups * kChainBits, [&](unsigned i) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });
   print(named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
-              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
-               i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms, board.paused_us}),
+              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies_of(board), panel,
+               gpio_of(board), i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms,
+               board.paused_us}),
         line.json);
 }
 

@@ -11,31 +11,21 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 2;
 
-constexpr uint32_t kFlashSize = 0x2000000;
-constexpr uint32_t kSectorSize = 0x10000;
-constexpr uint32_t kSectors = kFlashSize / kSectorSize;
-constexpr uint32_t kPageSize = 256;
+constexpr uint32_t kFlashSize = 0x2000000, kSectorSize = 0x10000, kSectors = kFlashSize / kSectorSize, kPageSize = 256;
 
-constexpr unsigned kPorts = 28;
-constexpr unsigned kDaughterPorts = 24;
-constexpr unsigned kSlots = 3;
-constexpr unsigned kPortsPerSlot = 8;
+constexpr unsigned kPorts = 28, kDaughterPorts = 24, kSlots = 3, kPortsPerSlot = 8;
+constexpr unsigned kChainGroups = 32, kChainBits = 8;
+constexpr unsigned kMaxRules = 32, kRegisters = 256;
 constexpr uint8_t kNoCage = 0xff;
-constexpr unsigned kMaxRules = 32;
-constexpr unsigned kRegisters = 256;
-constexpr unsigned kChainGroups = 32;
-constexpr unsigned kChainBits = 8;
 
 enum class Node : uint8_t { None, Gpio, I2c, Flash, Any };
 
 enum class Supply : uint8_t { None, Ac, Dc };
 
 // Board types as the I2C driver reports them: 1 is the copper board, any other value a board with cages.
-constexpr uint8_t kNoBoard = 0;
-constexpr uint8_t kCopperBoard = 1;
-constexpr uint8_t kSfpBoard = 2;
+constexpr uint8_t kNoBoard = 0, kCopperBoard = 1, kSfpBoard = 2;
 
 // The bytes of the drivers stand in the order in which they are shown.
 struct Gpio {
@@ -107,14 +97,18 @@ struct Flash {
 enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed };
 enum class Call : uint8_t { AnyRequest, Request, Open, Read, Write, Seek };
 
-struct FaultRule {
-  Effect effect;  // None: the row is free
+/** What asks for a fault before it takes effect, a request, a read, write or seek, an open; or what a rule looks for. */
+struct FaultCall {
   Node node;
   Call call;
   uint8_t request, has_address;
   uint32_t first_address, last_address;
-  uint32_t value;
-  uint32_t skip, count, hits;  // count 0: until healed
+};
+
+struct FaultRule {
+  Effect effect;  // None: the row is free
+  FaultCall on;
+  uint32_t value, skip, count, hits;  // count 0: until healed
 };
 
 struct Board {
@@ -132,7 +126,7 @@ struct Board {
   uint32_t rule_count;  // rules in use, so that a healthy board looks at no rule
   FaultRule rules[kMaxRules];
   uint64_t paused_us;  // pauses counted and not slept; they advance the board's time
-  uint32_t settle_ms;  // from a transmitter switched on or a PHY reset to the end of its auto-negotiation
+  uint32_t settle_ms;  // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
 };
 
 }  // namespace zelsim

@@ -28,23 +28,6 @@ inline ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
   return kPairs ? syscall(SYS_pwrite64, fd, data, size, 0, at, 0) : syscall(SYS_pwrite64, fd, data, size, at);
 }
 inline off_t lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
-inline int ftruncate(int fd, off_t size) { return static_cast<int>(syscall(SYS_ftruncate, fd, size)); }
-inline int punch_hole(int fd, off_t offset, off_t size) {
-  constexpr int kMode = FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE;
-  return static_cast<int>(kPairs ? syscall(SYS_fallocate, fd, kMode, offset, 0, size, 0)
-                                 : syscall(SYS_fallocate, fd, kMode, offset, size));
-}
-#ifdef SYS_newfstatat
-using Status = struct stat;
-constexpr long kStatAt = SYS_newfstatat;
-#else
-using Status = struct stat64;
-constexpr long kStatAt = SYS_fstatat64;
-#endif
-inline int fstat(int fd, Status *status) { return static_cast<int>(syscall(kStatAt, fd, "", status, AT_EMPTY_PATH)); }
-inline int stat(const char *path, Status *status) {
-  return static_cast<int>(syscall(kStatAt, AT_FDCWD, path, status, 0));
-}
 
 /** A descriptor that ends with its scope. */
 class File {

@@ -23,12 +23,13 @@ using Usage = CLI::ValidationError;
 using Failure = std::runtime_error;
 
 using Words = std::vector<std::string>;
+using Values = std::vector<uint32_t>;
 
 /** What the command line says. */
 struct Line {
   std::string board;
-  Words words = {};                   // arguments that are no options
-  std::vector<uint32_t> values = {};  // what they stand for
+  Words words = {};    // arguments that are no options
+  Values values = {};  // what they stand for
   std::string slots = {}, result = {}, count = "0", skip = "0", svg = {};
   std::optional<std::string> trace = {};  // empty: to standard error
   bool json = false, flash = false, list = false, fast = false, trace_opens = false, chip_times = false;

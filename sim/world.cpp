@@ -5,7 +5,6 @@
 #include <regex>
 #include <sstream>
 
-#include "devices.h"
 #include "request.h"
 #include "tool.h"
 
@@ -85,11 +84,11 @@ void heal_board(const Line &line) { heal(*open_board(line.board)); }
 bool is_number(const std::string &text) { return text[0] >= '0' && text[0] <= '9'; }
 
 void parse_request(FaultRule &rule, const std::string &text) {
-  rule.call = Call::Request;
+  rule.on.call = Call::Request;
   if (is_number(text))
-    rule.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
-  else if (!request_by_name(rule.node, text.c_str(), &rule.request))
-    rule.call =
+    rule.on.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
+  else if (!request_by_name(rule.on.node, text.c_str(), &rule.on.request))
+    rule.on.call =
         static_cast<Call>(choice(text, "REQUEST, neither a number nor a request of this node", kCalls) + kFirstCall);
 }
 
@@ -99,11 +98,12 @@ FaultRule parse_target(const std::string &target) {
   std::smatch part;
   std::regex_match(target, part, kTarget);
   FaultRule rule = {};
-  rule.node = static_cast<Node>(choice(part[kNode], "NODE", "gpio|i2c|flash|any") + 1);
+  rule.on.node = static_cast<Node>(choice(part[kNode], "NODE", "gpio|i2c|flash|any") + 1);
   if (part[kHasRequest].matched) parse_request(rule, part[kRequest]);
-  rule.has_address = part[kHasAddress].matched;
-  if (rule.has_address) rule.first_address = rule.last_address = number(part[kFirst], "ADDRESS", 0, UINT32_MAX);
-  if (part[kHasLast].matched) rule.last_address = number(part[kLast], "ADDRESS", rule.first_address, UINT32_MAX);
+  rule.on.has_address = part[kHasAddress].matched;
+  if (rule.on.has_address)
+    rule.on.first_address = rule.on.last_address = number(part[kFirst], "ADDRESS", 0, UINT32_MAX);
+  if (part[kHasLast].matched) rule.on.last_address = number(part[kLast], "ADDRESS", rule.on.first_address, UINT32_MAX);
   return rule;
 }
 
@@ -111,14 +111,16 @@ FaultRule parse_target(const std::string &target) {
 void parse_result(FaultRule &rule, const std::string &text) {
   constexpr uint32_t kDriverFailed = 0xffff;
   rule.value = is_number(text) ? number(text, "--result", 0, 0x7fffffff) : kDriverFailed;
-  rule.effect = rule.call <= Call::Request ? Effect::Value : rule.call == Call::Open ? Effect::Closed : Effect::Refused;
+  rule.effect = rule.on.call <= Call::Request ? Effect::Value
+                : rule.on.call == Call::Open  ? Effect::Closed
+                                              : Effect::Refused;
   if (is_number(text))
     rule.effect = Effect::Value;
   else if (!text.empty())
     rule.effect = static_cast<Effect>(choice(text, "--result", kEffects) + kFirstEffect);
   if (rule.effect != Effect::Closed) return;
-  if (rule.call == Call::AnyRequest) rule.call = Call::Open;
-  if (rule.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
+  if (rule.on.call == Call::AnyRequest) rule.on.call = Call::Open;
+  if (rule.on.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
 }
 
 void fail(const Line &line) {

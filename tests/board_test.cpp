@@ -9,17 +9,32 @@
 
 namespace fs = std::filesystem;
 
-BoardTest::BoardTest() {
-  std::string pattern_text = (fs::temp_directory_path() / "zelboard-XXXXXX").string();
-  folder_ = mkdtemp(pattern_text.data());
-  setenv("ZELSIM_HOME", folder_.c_str(), 1);
-  setenv("ZELSIM_FAST", "1", 1);
-  unsetenv("ZELSIM_TRACE");
-  static const std::string search = std::string(DEBUGCMD_FOLDER ":") + getenv("PATH");
-  setenv("PATH", search.c_str(), 1);
-  unsetenv("ZELSIM_BOARD_DIR");
-  sim("create board");
-  setenv("ZELSIM_BOARD_DIR", (folder_ + "/board").c_str(), 1);
+namespace {
+
+/// A process stays on the board that it met first.
+struct Home {
+  std::string folder = (fs::temp_directory_path() / "zelboard-XXXXXX").string();
+  Home() {
+    mkdtemp(folder.data());
+    setenv("ZELSIM_HOME", folder.c_str(), 1);
+    setenv("ZELSIM_BOARD_DIR", (folder + "/board").c_str(), 1);
+    setenv("ZELSIM_FAST", "1", 1);
+    unsetenv("ZELSIM_TRACE");
+    setenv("PATH", (std::string(DEBUGCMD_FOLDER ":") + getenv("PATH")).c_str(), 1);
+    BoardTest::sim("create board");
+  }
+  ~Home() { fs::remove_all(folder); }
+};
+
+const std::string &home() {
+  static const Home home;
+  return home.folder;
+}
+
+}  // namespace
+
+BoardTest::BoardTest() : folder_(home()) {
+  sim("reset --flash board");
   debug_mode = i2c_debug_mode = spiflash_debug_mode = 0;
   diag_no_operation_flag = 0;
   wire::reset();
@@ -27,7 +42,9 @@ BoardTest::BoardTest() {
 
 BoardTest::~BoardTest() {
   wire::reset();
-  fs::remove_all(folder_);
+  for (const auto &entry : fs::directory_iterator(folder_)) {
+    if (entry.path().filename() != "board") fs::remove_all(entry.path());
+  }
 }
 
 void BoardTest::sim(const std::string &command) {

@@ -11,12 +11,13 @@
 #include "zelboard/zelboard.h"
 
 class BoardTest : public ::testing::Test {
+ public:
+  /// Runs a command of the virtual switch on this board, such as "fit 1 sfp"; it must succeed.
+  static void sim(const std::string &command);
+
  protected:
   BoardTest();
   ~BoardTest() override;
-
-  /// Runs a command of the virtual switch on this board, such as "fit 1 sfp"; it must succeed.
-  void sim(const std::string &command);
 
   /// A file of this test, removed with it.
   std::string file(const std::string &name, const std::vector<uint8_t> &content);

@@ -1,4 +1,5 @@
 // CRC-32, byte sum, the read loop and the check of whole-flash files.
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -66,18 +67,27 @@ TEST_F(Checksum, ReadFully) {
   const std::vector<uint8_t> sent = pattern(30);
   std::vector<uint8_t> got(100);
   int ends[2];
-  // One read gives one packet, and EAGAIN before it is there.
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends), 0);
-  std::thread sender([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    EXPECT_EQ(write(ends[1], sent.data(), 10) + write(ends[1], sent.data() + 10, 20), 30);
-    close(ends[1]);
-  });
-  EXPECT_EQ(readFully(ends[0], got.data(), 100), 30);
-  sender.join();
-  EXPECT_EQ(std::vector<uint8_t>(got.begin(), got.begin() + 30), sent);
+  struct sigaction interruption {};
+  interruption.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &interruption, nullptr);
+  // One read gives one packet; before it is there, EAGAIN, or EINTR when a signal comes.
+  for (const int flag : std::array<int, 2>{SOCK_NONBLOCK, 0}) {
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | flag, 0, ends), 0);
+    std::thread sender([&, reader = pthread_self()] {
+      for (int n = 0; n < 5; ++n) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        pthread_kill(reader, SIGUSR1);
+      }
+      EXPECT_EQ(write(ends[1], sent.data(), 10) + write(ends[1], sent.data() + 10, 20), 30);
+      close(ends[1]);
+    });
+    EXPECT_EQ(readFully(ends[0], got.data(), 100), 30);
+    sender.join();
+    EXPECT_EQ(std::vector<uint8_t>(got.begin(), got.begin() + 30), sent);
+    close(ends[0]);
+  }
   for (const int length : {0, -1}) EXPECT_EQ(readFully(-1, got.data(), length), 0);
-  close(ends[0]);
+  EXPECT_EQ(readFully(-1, got.data(), 1), -1);
 }
 
 TEST_F(Checksum, WholeFlashFiles) {

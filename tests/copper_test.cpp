@@ -15,12 +15,12 @@ class Copper : public BoardTest {
 
   Copper() { FW_InitOnBoardExpender(); }
 
-  /// Lets the nth transfer from now on end with `failure`; a read gets `word` twice.
+  /// Lets the nth transfer from now on end with `failure`; a read gets `word` and 0x0CC0.
   static void answer(int nth, uint32_t failure, int word = 0) {
     wire::on_request([=, count = 0](const wire::Request &request) mutable -> std::optional<int> {
       if ((request.number != 0xB0 && request.number != 0xB1) || ++count != nth) return {};
       const auto high = static_cast<uint8_t>(word >> 8), low = static_cast<uint8_t>(word);
-      if (request.number == 0xB0) memcpy(request.record, std::array{high, low, high, low}.data(), 4);
+      if (request.number == 0xB0) memcpy(request.record, std::array<uint8_t, 4>{high, low, 0x0C, 0xC0}.data(), 4);
       return static_cast<int>(failure);
     });
   }
@@ -39,20 +39,27 @@ TEST_F(Copper, IdentifierAndSgmiiMode) {
   const std::string own = "i2c b0 ac:60/1 n4 ";
   const struct {
     const uint8_t *id;
+    int own_word;
     uint32_t own_result, result, cisco;
     std::string events, output;
   } cases[] = {
-      {marvell, 0, 0, 1, "", "Marvell PHY\nSetting SGMII MODE\n"},
-      {other, 0, FW_FAIL, 0, "", "NOT Marvell PHY\nFW_SFP_SGMII_Support3:FALSE\n"},
-      {nullptr, 0, FW_FAIL, 0, own + "+\n", "NOT Marvell PHY\nFW_SFP_SGMII_Support2:FALSE\n"},
-      {nullptr, 0x77, 0x77, 0, own + "= 77\npause 5000\n", "FW_SFP_SGMII_Support1:FALSE\n"},
+      {marvell, 0, 0, 0, 1, "", "Marvell PHY\nSetting SGMII MODE\n"},
+      {other, 0x0141, 0, FW_FAIL, 0, "", "NOT Marvell PHY\nFW_SFP_SGMII_Support3:FALSE\n"},
+      {nullptr, 0x0141, 0, 0, 1, own + "+\n", "Marvell PHY\nSetting SGMII MODE\n"},
+      {nullptr, 0x0140, 0, FW_FAIL, 0, own + "+\n", "NOT Marvell PHY\nFW_SFP_SGMII_Support2:FALSE\n"},
+      {nullptr, 0x0141, 0x77, 0x77, 0, own + "= 77\npause 5000\n", "FW_SFP_SGMII_Support1:FALSE\n"},
   };
   i2c_debug_mode = 1;
   for (const auto &c : cases) {
     uint8_t cisco = 7;
-    answer(1, c.own_result, 0x0141);
+    answer(1, c.own_result, c.own_word);
     EXPECT_EQ(bus([&] { return FW_SFP_SGMII_Set(kPort, c.id, &cisco, 2, 2); }), kSelect + c.events) << c.output;
     EXPECT_EQ(std::tuple(wire::output(), result_, cisco), std::tuple(c.output, c.result, c.cisco));
+  }
+  for (int wrong = 0; wrong < 4; ++wrong) {
+    uint8_t id[] = {0x01, 0x41, 0x0C, 0xC2};
+    id[wrong] ^= 0x10;
+    EXPECT_EQ(FW_SFP_SGMII_Support(kPort, id), 0U) << wrong;
   }
   EXPECT_EQ(FW_SFP_SGMII_Support(9, marvell), FW_ABSENT);
   EXPECT_EQ(FW_SFP_SGMII_Support(28, marvell), FW_NOT_SFP);

@@ -81,6 +81,16 @@ TEST_F(Database, GenSizes) {
     EXPECT_EQ(FW_ReadGenDatabase(&loaded_, &length_, 2), length != 0 ? 0 : FW_FAIL) << length;
     EXPECT_TRUE(length == 0 || take(length_) == data) << length;
   }
+  for (const uint32_t partition : {0U, 3U}) {
+    const auto write = [&] { return FW_N25Q256A_WriteGenDatabase(data_.data(), 300, partition); };
+    const auto read = [&] { return FW_N25Q256A_ReadGenDatabase(&loaded_, &length_, partition); };
+    const auto read_file = [&] { return FW_N25Q256A_ReadCustomizeDatabase(&loaded_, partition); };
+    const std::string complaint = "puts Partition Number must be 1 or 2\n";
+    uint32_t results[3] = {};
+    EXPECT_EQ(trace(write, &results[0], {"open", "close"}), marks + complaint + "gpio d8 00 = 0\n");
+    EXPECT_EQ(trace(read, &results[1]) + trace(read_file, &results[2]), complaint);
+    EXPECT_TRUE(results[0] == FW_FAIL && results[1] == FW_FAIL && results[2] == FW_FAIL);
+  }
 }
 
 TEST_F(Database, DamagedDatabases) {
@@ -112,16 +122,22 @@ TEST_F(Database, DamagedDatabases) {
     EXPECT_EQ(std::tuple(result_, length_, after_table(wire::output())), std::tuple(c.result, c.length, c.line));
     EXPECT_TRUE(result_ != 0 || take(length_) == Bytes(data_.begin(), data_.begin() + c.length)) << c.line;
   }
+  const Bytes large = pattern(0x80001);
+  EXPECT_EQ(trace([&] { return FW_N25Q256A_WriteSharedDatabase(large.data(), 0x80001); }, &result_), "");
+  EXPECT_EQ(std::pair(result_, FW_WriteSharedDatabase(large.data(), 0x80000)), std::pair(FW_FAIL, 0U));
 }
 
 TEST_F(Database, CustomiseFiles) {
   mkfifo(path("fifo").c_str(), 0600);
   const auto check = [&](const std::string &name, uint32_t partition, uint32_t result, const std::string &output) {
     const auto call = [&] { return FW_WriteCustomizeDatabase(path(name).c_str(), partition); };
-    spiflash_debug_mode = 1;
-    trace(call, &result_);
-    EXPECT_EQ(result_, result) << name;
-    EXPECT_TRUE(std::regex_match(wire::output(), std::regex(output))) << wire::output();
+    for (const uint8_t mode : std::array<uint8_t, 3>{0, 2, 1}) {
+      spiflash_debug_mode = mode;
+      trace(call, &result_);
+      EXPECT_EQ(result_, result) << name;
+      const std::string expected = mode == 1 || partition == 3 ? output : "";
+      EXPECT_TRUE(std::regex_match(wire::output(), std::regex(expected))) << wire::output();
+    }
     EXPECT_EQ(FW_ReadCustomizeDatabase(&loaded_, 2), 0U);
     return take(0x40000);
   };
@@ -132,8 +148,17 @@ TEST_F(Database, CustomiseFiles) {
   EXPECT_EQ(check("missing", 2, FW_FAIL, "open <.*missing> error ...\n"), full);
   EXPECT_EQ(check("full", 3, FW_FAIL, "Partition Number must be 1 or 2\n"), full);
   EXPECT_EQ(check("none", 2, 0, ""), Bytes(0x40000, 0xFF));
-  check("fifo", 2, FW_FAIL, "(.*\n)?");
-  check(".", 2, FW_FAIL, "(.*\n)?");
+  check("fifo", 2, FW_FAIL, "");
+  check(".", 2, FW_FAIL, "");
+  const std::tuple<const char *, const char *, bool> failures[] = {{"fstat", "", true},
+                                                                   {"read", "read <.*full> error ...\n", false},
+                                                                   {"write", "\\(FW_.*_api-\\d+\\) error\n", false}};
+  for (const auto &[kind, line, kept] : failures) {
+    check("full", 2, 0, "");
+    wire::fail_call(kind, 1);
+    EXPECT_EQ(check("full", 2, FW_FAIL, line), kept ? full : Bytes(0x40000, 0xFF)) << kind;
+    wire::reset();
+  }
 }
 
 TEST_F(Database, FlagsAndFailingErases) {

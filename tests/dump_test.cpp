@@ -52,6 +52,7 @@ TEST_F(Dump, Compare) {
   EXPECT_EQ(compare(0x1000F, 0x20000, 5, 256), std::pair(FW_FAIL, start)) << "first spot";
   EXPECT_EQ(compare(0x1FFF0, 0x20000, 5, 256), std::pair(FW_FAIL, start)) << "last spot";
   EXPECT_EQ(compare(0x2FFFF, 0x1FFFF, 5, 256), std::pair(FW_FAIL, start)) << "short piece";
+  EXPECT_EQ(compare(0x2FFFF, 15, 5, 256), std::pair(FW_FAIL, start)) << "shorter than a spot";
   EXPECT_EQ(compare(0x2FFFF, 0x10000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector less";
   EXPECT_EQ(compare(0x20010, 0x30000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector more";
   EXPECT_EQ(compare(0x10010, 0x20000, 255, 256), std::pair(FW_FAIL, start)) << "from the start";

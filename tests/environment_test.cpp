@@ -55,6 +55,8 @@ TEST_F(Environment, Parse) {
   EXPECT_EQ(written, area("flag=;syswdt=;a=1;"));
   EXPECT_EQ(env_ptr - written.data(), 18);
   memset(env_data, 'x', sizeof env_data);
+  convert_env(written.data());
+  EXPECT_EQ(env_ptr - written.data(), 200 * 82) << "fields without an end";
   for (env_slot &slot : env_data) slot.name[80] = slot.value[434] = '\0';  // 127 of them would fill the area
   convert_env(written.data());
   EXPECT_EQ(env_ptr - written.data(), 126 * 516);
@@ -84,6 +86,7 @@ TEST_F(Environment, UpdateInTheFlash) {
               {"a=1;", name80 + "n", "1", ""},
               {"a=1;", "a", value511 + "v", ""},
               {repeated("k=v;", 200), "new", "1", ""},
+              {repeated("k=v;", 200), "k", "w", "k=w;" + repeated("k=v;", 199)},
               {"k=1;" + repeated("a=" + value511 + ";", 127), "k", value511, ""}};
   for (const auto &row : rows) {
     store(area(row.before));

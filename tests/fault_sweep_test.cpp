@@ -61,6 +61,7 @@ const struct {
   const char *events;
 } kWays[] = {{"any", 0, "(open|seek|read|write|shell|gpio|i2c|flash) .*"},
              {"malloc", 0, "none"},
+             {"fstat", 0, "none"},
              {"ioctl", FW_FAIL, "(gpio|i2c|flash) .*"},
              {"ioctl", FW_I2C_BUSY, "(gpio|i2c|flash) .*"}};
 
@@ -70,7 +71,7 @@ std::string nth_event(const std::string &recording, int nth, const std::regex &e
   for (std::string line; std::getline(lines, line);) {
     if (std::regex_match(line, events) && --nth == 0) return line;
   }
-  return "an allocation";
+  return "an allocation or fstat";
 }
 
 struct Outcome {
@@ -213,6 +214,26 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
                                      << bad.events;
       }
     }
+  }
+  alarm(0);
+}
+
+// Words that make no sense are no reason to divide by zero, to run for ever or to leave anything behind.
+TEST_F(FaultSweep, NonsenseInTheTable) {
+  for (const auto &[entry, word] : {std::pair(zel::kSectorSize, 0U),
+                                    {zel::kCopyPiece, 0U},
+                                    {zel::kCopyPiece, 0x80000000U},
+                                    {zel::kPackedGeometry, 0U}}) {
+    const uint32_t sound = std::exchange(flash_def[entry], word);
+    for (const Setting &setting : kSettings) {
+      g_function = setting.name;
+      alarm(100);
+      const int descriptor = lowest_free_descriptor();
+      const Outcome outcome = run(setting);
+      EXPECT_EQ(outcome.board.gpio.flash_access, g_function == "FW_SetFlashAccessFlag") << g_function << entry;
+      EXPECT_EQ(lowest_free_descriptor(), descriptor) << g_function << entry;
+    }
+    flash_def[entry] = sound;
   }
   alarm(0);
 }

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <regex>
 
 #include "board_test.h"
@@ -107,6 +108,13 @@ TEST_F(Image, DebugModeLeavesTheFourthPieceUnprogrammed) {
     EXPECT_EQ(wire::output().find("Program...1\n.........\nFW_N25Q256A_FlashCopy() write size=[262145] crc=["), 0U);
     EXPECT_EQ(flash(0x230000, 0x10000), Bytes(0x10000, 0xFF));
   }
+  wire::on_request([erases = 0](const wire::Request &request) mutable -> std::optional<int> {
+    if (request.number == 0xD1 && ++erases == 4) spiflash_debug_mode = 0;
+    return std::nullopt;
+  });
+  EXPECT_EQ(copy(image, copy_to_1), 0U) << "switched off at the fourth piece";
+  wire::reset();
+  spiflash_debug_mode = 1;
   EXPECT_EQ(copy(pattern(0x40001), FW_N25Q256A_FlashCopyAll), 0U) << "only the partition copy does that";
   EXPECT_EQ(copy(image, [](int fd) { return FW_N25Q256A_FlashCopy(fd, 3); }), FW_FAIL);
   EXPECT_EQ(events_, START "puts Partition Number must be 1 or 2\ngpio d8 00 = 0\n");
@@ -156,6 +164,7 @@ TEST_F(Image, BootWriter) {
   const std::string name = file("image", image);
   const auto write_boot = [&] { return FW_N25Q256A_WriteBoot(name.c_str()); };
   program(0xBFFFF, {0});
+  uint32_t result = 1;
   std::string lines;
   for (const int percent : {0, 6, 13, 20, 26, 33, 40, 46, 53, 60, 66, 73, 80, 86}) {
     lines += "Write boot file [" + std::to_string(percent) + "] percent\n";
@@ -166,13 +175,27 @@ TEST_F(Image, BootWriter) {
       events.ends_with("pause 2\nflash dd = 0\nprint Write boot file finish; write len=[131088]\\n\nflash dd = 0\n"));
   EXPECT_EQ(flash(0, 0x20010), image);
   EXPECT_EQ(flash(0xBFFFF, 1)[0], 0xFF);
-  // The first erase's node, its request, and the node of the last program.
-  for (const auto &[kind, nth, expected] : {std::tuple{"open", 1, FW_FAIL}, {"ioctl", 1, 0U}, {"open", 29, FW_FAIL}}) {
+  // The first erase's node, its request, and the nodes of the first and last program.
+  for (const auto &[kind, nth, expected] :
+       {std::tuple{"open", 1, FW_FAIL}, {"ioctl", 1, 0U}, {"open", 25, FW_FAIL}, {"open", 29, FW_FAIL}}) {
     wire::fail_call(kind, nth);
-    uint32_t result = 1;
     trace(write_boot, &result);
     EXPECT_EQ(result, expected) << kind << nth;
   }
+  wire::reset();
+  file("image", pattern(0x30000));
+  trace(write_boot);
+  EXPECT_EQ(wire::output(), lines + "Write boot file [93] percent\n") << "whole sectors have no finish line";
+  EXPECT_EQ(flash(0, 0x30000), pattern(0x30000));
+  std::filesystem::resize_file(name, 65524ULL << 16);  // with the erases 65536 steps, of which 16 bits keep none
+  wire::fail_call("open", 3);
+  trace(write_boot, &result);
+  EXPECT_EQ(std::pair(result, wire::output()), std::pair(FW_FAIL, std::string()));
+  std::filesystem::resize_file(name, 1ULL << 32);
+  EXPECT_EQ(trace(write_boot, &result), "") << "more than an address tells";
+  EXPECT_EQ(result, FW_FAIL);
+  EXPECT_EQ(trace([] { return FW_N25Q256A_WriteBoot("/dev/ptmx"); }, &result), "") << "a device without an end";
+  EXPECT_EQ(result, FW_FAIL);
 }
 
 }  // namespace

@@ -98,6 +98,14 @@ TEST_F(Module, EveryClassInBothFunctions) {
     const uint8_t id[16] = {c.identifier, 0, c.connector, c.ten_gigabit, 0, 0, c.ethernet, 0, c.cable, 0, 0, 0, c.rate};
     memcpy(page_, id, sizeof id);
     expect_class(c.expected, testing::PrintToString(id));
+    i2c_debug_mode = 1;
+    uint8_t speed = 0;
+    const std::string phy = c.expected.code == 2 ? "Marvell PHY\n" : "";
+    trace([] { return FW_Show_SFP_Moudle(kPort, 0, 0); });
+    EXPECT_EQ(wire::output(), phy) << c.expected.line << "not asked for";
+    trace([&] { return FW_Get_SFP_Speed(kPort, &speed); });
+    EXPECT_EQ(wire::output(), c.expected.code == 3 ? c.expected.line : phy);
+    i2c_debug_mode = 0;
   }
   page_[2] = 34;
   put(40, "AXGT-R154-0M06XY");

@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
@@ -57,10 +58,10 @@ bool fails(const char *kind) {
   return (w.failing == kind && nth == w.failing_call) || (w.failing == "any" && any == w.failing_call);
 }
 
-/// Allocations stay out of "any": they are no calls that a recording shows.
-bool allocation_fails() {
+/// Stays out of "any": a call that a recording does not show.
+bool fails_unseen(const char *kind) {
   const Pause pause;
-  return ++log().calls["malloc"] == log().failing_call && log().failing == "malloc";
+  return ++log().calls[kind] == log().failing_call && log().failing == kind;
 }
 
 std::string hex(const void *bytes, size_t length) {
@@ -267,6 +268,11 @@ ssize_t write(int fd, const void *buffer, size_t length) {
   return wire::moved("write", fd, length, pass_on);
 }
 
+int fstat(int fd, struct stat *status) noexcept {
+  if (wire::recording && wire::fails_unseen("fstat")) return -1;
+  return next<int(int, struct stat *)>("fstat")(fd, status);
+}
+
 int usleep(useconds_t microseconds) {
   if (!wire::recording) return next<int(useconds_t)>("usleep")(microseconds);
   const Pause pause;
@@ -279,13 +285,13 @@ int usleep(useconds_t microseconds) {
 [[gnu::no_sanitize("address,undefined")]] void *malloc(size_t size) {
   static void *(*real)(size_t);
   if (real == nullptr) real = reinterpret_cast<void *(*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
-  return wire::recording && wire::allocation_fails() ? nullptr : real(size);
+  return wire::recording && wire::fails_unseen("malloc") ? nullptr : real(size);
 }
 
 [[gnu::no_sanitize("address,undefined")]] void *calloc(size_t count, size_t size) {
   static void *(*real)(size_t, size_t);
   if (real == nullptr) real = reinterpret_cast<void *(*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc"));
-  return wire::recording && wire::allocation_fails() ? nullptr : real(count, size);
+  return wire::recording && wire::fails_unseen("malloc") ? nullptr : real(count, size);
 }
 
 int system(const char *line) {

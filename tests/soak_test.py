@@ -1,7 +1,8 @@
-#!/bin/sh
-# Eight processes at a time give one board random commands, and every second one of them is killed: soak_test.sh BUILD.
-# None may hang or crash, and the board must be sound in the end. Takes SOAK_SECONDS (10); SOAK_SEED repeats a run.
-exec python3 - "$1" <<'END'
+#!/usr/bin/env python3
+"""Eight processes at a time give one board random commands, and every second one of them is killed: soak_test.py BUILD.
+
+None may hang or crash, and the board must be sound in the end. Takes SOAK_SECONDS (10); SOAK_SEED repeats a run.
+"""
 import atexit, json, os, random, shutil, signal, subprocess, sys, tempfile, threading, time
 
 build = os.path.abspath(sys.argv[1])
@@ -87,4 +88,3 @@ for line in (["heal"], ["reset"], ["flash", "erase"], ["show", "--json"]):
 json.loads(shown)
 for line in (["led", "set", "alarm", "on"], ["selftest"], ["firmware", "write", file, "--partition", "2"]):
     subprocess.run(on_switch + [zelctl] + line, check=True, timeout=30, stdout=subprocess.DEVNULL)
-END
