@@ -23,7 +23,7 @@ TEST_F(Registers, AccessOnTheWire) {
   const auto get_soc = [] { return FW_GetSpecialRegister(0x20300, &value); };
   const auto set_soc = [] { return FW_SetSpecialRegister(0xD18004, 0x12345678); };
   const auto get_switch = [] { return FW_GetSpecialRegister(0xA00000F, &value); };
-  const auto set_switch = [] { return FW_SetSpecialRegister(0x5000010, 0xAB); };
+  const auto set_switch = [] { return FW_SetSpecialRegister(0x85000010, 0x89ABCDEF); };
   const auto set_phy = [] { return FW_SetPhyRegister(25, 0x16, 0xFFFF); };
   const auto show_phy = [] { return FW_ShowPhyRegister(10, 0x1A); };
   constexpr uint32_t kKept = 0xEEEEEEEE;
@@ -36,7 +36,7 @@ TEST_F(Registers, AccessOnTheWire) {
       {set_soc, "", 0x77, kKept, "gpio e1 0480d10078563412 = 77\n", 0},
       {set_soc, "open", FW_FAIL, kKept, "", 0},
       {get_switch, "system", 1, kKept, line + "1\\n\nshell debugCmd sw_register_get a00000f\n", 0},
-      {set_switch, "system", 0, kKept, "shell debugCmd sw_register_set 5000010 ab\n", 0},
+      {set_switch, "system", 0, kKept, "shell debugCmd sw_register_set 85000010 89abcdef\n", 0},
       {set_phy, "system", 1, kKept, "shell debugCmd phy_register_set 25 16 ffff\n", 0},
       {show_phy, "system", 1, kKept, "shell debugCmd phy_register_get 10 1a\n", 0},
       {[] { return FW_ShowPhyRegister(26, 0) & FW_SetPhyRegister(26, 0, 0); }, "", FW_FAIL, kKept, "", 0},

@@ -129,7 +129,33 @@ TEST_F(Copper, RegisterAccess) {
                             "i2c b1 78:1/1 n1 20 +\n" + tx + "wait 50\nwait 50\nwait 50\nwait 50\ni2c " + c.access +
                             " +\n");
     EXPECT_EQ(std::tuple(result_, wire::output(), value), std::tuple(0, c.output, c.value));
+    EXPECT_EQ(bus(run),
+              std::string("wait 50\n") + kSelect + "i2c b0 a0:0/1 n16 +\nwait 50\n" + tx + "i2c " + c.access + " +\n")
+        << "the transmitter is on";
+    value = 7;
+    answer(3, 0x77, 0x1234);
+    expect_refusal(0x77, "");
+    wire::reset();
     sim("unplug 26");
+  }
+}
+
+TEST_F(Copper, PortsWithoutACageAreLeftAlone) {
+  static uint8_t byte = 7;
+  static uint16_t word = 7;
+  for (const auto call : {+[](uint32_t port) { return FW_SFP_SGMII_Set(port, nullptr, &byte, 1, 1); },
+                          +[](uint32_t port) { return FW_SFP_SGMII_Get_Status(port, &byte, &byte, 1); },
+                          +[](uint32_t port) { return FW_Show_SFP_SGMII_Reg(port, 4); },
+                          +[](uint32_t port) { return FW_Set_SFP_SGMII_Reg(port, 4, 5); },
+                          +[](uint32_t port) { return FW_Get_SFP_SGMII_Reg(port, 4, &word); },
+                          +[](uint32_t port) { return FW_SFP_PHY_Fail_Chk(port, 4, &word); },
+                          +[](uint32_t port) { return FW_Show_SFP_Moudle(port, 1, 1); },
+                          +[](uint32_t port) { return FW_Get_SFP_Speed(port, &byte); }}) {
+    for (const auto &[port, result] : {std::pair(9U, FW_ABSENT), {28U, FW_NOT_SFP}}) {
+      bus([c = call, p = port] { return c(p); });
+      EXPECT_EQ(std::tuple(result_, wire::calls("system"), wire::output(), byte, word),
+                std::tuple(result, 0, "", 7, 7));
+    }
   }
 }
 

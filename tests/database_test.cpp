@@ -31,8 +31,25 @@ class Database : public BoardTest {
   }
 };
 
+/// The table as the operator sees it.
+std::string shown(const std::string &title, const Words &words) {
+  std::string text = "\nFW_PartitionInfo " + title + "\n";
+  const char *slot = "config1:config2:cust1  :cust2  :Share  :";
+  for (size_t n = 0; n < words.size(); n += 2, slot += 8) {
+    char line[60];
+    snprintf(line, sizeof line, "%.8slen=[0x%08x] checksun=[0x%08x]\n", slot, words[n], words[n + 1]);
+    text += line;
+  }
+  return text;
+}
+
 /// What the operator sees after the table's slots.
 std::string after_table(const std::string &output) { return output.substr(output.rfind("Share  :len") + 47); }
+
+/// Output without the number of the source line that makes a report.
+std::string without_number(const std::string &output) {
+  return std::regex_replace(output, std::regex("[0-9]+\\) "), ") ");
+}
 
 TEST_F(Database, TableModes) {
   const char *const names[] = {"Config database 1", "Config database 2", "Customize database 1", "Customize database 2",
@@ -48,11 +65,13 @@ TEST_F(Database, TableModes) {
       const auto call = [&] { return FW_N25Q256A_PartitionInfo(&length, &sum, mode); };
       EXPECT_EQ(trace(call, &result_, {"open", "close", "pause", "print", "puts"}),
                 blank || writes ? read + write : read);
-      EXPECT_EQ(after_table(wire::output()), blank && reads ? names[mode / 2] + std::string(" is empty\n") : "");
       EXPECT_EQ(std::tuple(result_, length, sum),
                 std::tuple(blank && reads ? FW_FAIL : 0, reads ? 0 : 100, reads ? 0 : 200));
       Words expected(10);
       if (writes) expected[mode - 2] = 100, expected[mode - 1] = 200;
+      EXPECT_EQ(wire::output(), shown("read", blank ? Words(10, ~0U) : expected) +
+                                    (blank || writes ? shown("write", expected) : "") +
+                                    (blank && reads ? names[mode / 2] + std::string(" is empty\n") : ""));
       EXPECT_EQ(table(), expected) << mode;
     }
   }
@@ -97,6 +116,7 @@ TEST_F(Database, DamagedDatabases) {
   using Read = uint32_t (*)(uint8_t **, uint32_t *);
   const Read strict = FW_ReadSharedDatabase, lenient = FW_ReadSharedDatabase1;
   const Read gen = [](uint8_t **data, uint32_t *length) { return FW_ReadGenDatabase(data, length, 1); };
+  const Read gen2 = [](uint8_t **data, uint32_t *length) { return FW_ReadGenDatabase(data, length, 2); };
   const struct {
     Read read;
     uint32_t stored, sum_off, result, length;
@@ -109,12 +129,22 @@ TEST_F(Database, DamagedDatabases) {
                {lenient, 300, 1, 0, 300, "FW_ReadSharedDatabase() checksum fail\n"},
                {lenient, 0x80001, 0, FW_FAIL, 0x80001, ""},
                {gen, 0, 0, FW_FAIL, 7, "Config database 1 is emtpy\n"},
+               {gen2, 0, 0, FW_FAIL, 7, "config database 2 is emtpy\n"},
                {gen, 300, 1, FW_FAIL, 300, ""},
                {gen, 0xFFFFFFFF, 0, FW_FAIL, 0xFFFFFFFF, ""}};
   EXPECT_EQ(FW_WriteSharedDatabase(data_.data(), 300) | FW_WriteGenDatabase(data_.data(), 300, 1), 0U);
+  spiflash_debug_mode = 1;
+  for (const Read read : {strict, lenient}) {
+    for (const char *const line : {"(FW_N25Q256A_api-) error \n", "FW_ReadSharedDatabase() FW_ReadFlash fail\n"}) {
+      wire::fail_call("read", *line == '(' ? 1 : 2);  // of the table, of the data
+      trace([&] { return read(&loaded_, &length_); }, &result_);
+      EXPECT_TRUE(result_ == FW_FAIL && without_number(wire::output()).ends_with(line)) << wire::output();
+    }
+  }
+  wire::reset();
   for (const auto &c : cases) {
     uint32_t stored = c.stored, sum = dbChecksum(data_.data(), 300) + c.sum_off;
-    FW_PartitionInfo(&stored, &sum, c.read == gen ? 2 : 10);
+    FW_PartitionInfo(&stored, &sum, c.read == gen ? 2 : c.read == gen2 ? 4 : 10);
     spiflash_debug_mode = 1;
     length_ = 7;
     trace([&] { return c.read(&loaded_, &length_); }, &result_);
@@ -147,30 +177,27 @@ TEST_F(Database, CustomiseFiles) {
   EXPECT_EQ(check("large", 2, FW_FAIL, "file size = 262145 is too big\n"), full);
   EXPECT_EQ(check("missing", 2, FW_FAIL, "open <.*missing> error ...\n"), full);
   EXPECT_EQ(check("full", 3, FW_FAIL, "Partition Number must be 1 or 2\n"), full);
+  EXPECT_EQ(check("fifo", 2, FW_FAIL, "(.*\n)?"), full);
+  EXPECT_EQ(check(".", 2, FW_FAIL, "(.*\n)?"), full);
   EXPECT_EQ(check("none", 2, 0, ""), Bytes(0x40000, 0xFF));
-  check("fifo", 2, FW_FAIL, "");
-  check(".", 2, FW_FAIL, "");
-  const std::tuple<const char *, const char *, bool> failures[] = {{"fstat", "", true},
-                                                                   {"read", "read <.*full> error ...\n", false},
-                                                                   {"write", "\\(FW_.*_api-\\d+\\) error\n", false}};
-  for (const auto &[kind, line, kept] : failures) {
-    check("full", 2, 0, "");
-    wire::fail_call(kind, 1);
-    EXPECT_EQ(check("full", 2, FW_FAIL, line), kept ? full : Bytes(0x40000, 0xFF)) << kind;
-    wire::reset();
-  }
+  check("full", 2, 0, "");
+  wire::fail_call("fstat", 1);
+  EXPECT_EQ(check("full", 2, FW_FAIL, ""), full) << "not erased";
+  wire::fail_call("read", 1);
+  EXPECT_EQ(check("full", 2, FW_FAIL, "read <.*full> error ...\n"), Bytes(0x40000, 0xFF)) << "erased";
 }
 
-TEST_F(Database, FlagsAndFailingErases) {
+TEST_F(Database, FlagsAndFailingStores) {
   const std::string stored = file("file", data_), line = "(FW_N25Q256A_api-) error \n";
   const struct {
     std::function<uint32_t()> write;
     uint32_t other_erase_failure;  // one that is not FW_FAIL
-    std::string output;
+    std::string failing_erase, failing_write;
   } cases[] = {
-      {[&] { return FW_WriteGenDatabase(data_.data(), 300, 1); }, 0, "FW_WriteGenDatabase erase sector fail\n"},
-      {[&] { return FW_WriteSharedDatabase(data_.data(), 300); }, 0, line},
-      {[&] { return FW_WriteCustomizeDatabase(stored.c_str(), 2); }, FW_FAIL, ""}};
+      {[&] { return FW_WriteGenDatabase(data_.data(), 300, 1); }, 0, "FW_WriteGenDatabase erase sector fail\n",
+       "FW_WriteGenDatabase write data fail\n"},
+      {[&] { return FW_WriteSharedDatabase(data_.data(), 300); }, 0, line, line},
+      {[&] { return FW_WriteCustomizeDatabase(stored.c_str(), 2); }, FW_FAIL, "", "(FW_N25Q256A_api-) error\n"}};
   for (const auto &c : cases) {
     for (uint32_t flags = 3; flags <= 3; --flags) {
       FW_SetSystemDiagFlag(flags & 1);
@@ -179,6 +206,11 @@ TEST_F(Database, FlagsAndFailingErases) {
       EXPECT_EQ(events == "flash da ff>00 = 0\ngpio d5 00 = 1\n", flags == 3) << events;
       EXPECT_EQ(result_, flags == 3 ? FW_FAIL : 0);
     }
+    FW_SetDiagNoOperationFlag(1);
+    wire::fail_call("open", 2);
+    EXPECT_EQ(trace(c.write, &result_, {"close"}), "open flash rw\nflash da ff>00 = 0\nopen gpio rw failed\n");
+    EXPECT_EQ(result_, FW_FAIL) << "a flag that cannot be read counts as set";
+    FW_SetDiagNoOperationFlag(0);
     for (const auto &[failure, result] : {std::pair(5, c.other_erase_failure), {0xFFFF, FW_FAIL}}) {
       wire::on_request(
           [f = failure](const wire::Request &r) { return r.number == 0xD1 ? std::optional(f) : std::nullopt; });
@@ -186,7 +218,11 @@ TEST_F(Database, FlagsAndFailingErases) {
       EXPECT_TRUE(trace(c.write, &result_, {"open", "close", "flash"}).find("gpio d8 00 = 0\n") != std::string::npos);
       EXPECT_EQ(result_, result);
     }
-    EXPECT_EQ(std::regex_replace(wire::output(), std::regex("[0-9]+\\) "), ") "), c.output);
+    EXPECT_EQ(without_number(wire::output()), c.failing_erase);
+    wire::reset();
+    wire::fail_call("write", 1);
+    trace(c.write, &result_);
+    EXPECT_EQ(std::pair(result_, without_number(wire::output())), std::pair(FW_FAIL, c.failing_write));
     wire::reset();
     spiflash_debug_mode = 0;
   }

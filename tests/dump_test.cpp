@@ -57,7 +57,15 @@ TEST_F(Dump, Compare) {
   EXPECT_EQ(compare(0x20010, 0x30000, 5, 256), std::pair(FW_FAIL, fail)) << "a sector more";
   EXPECT_EQ(compare(0x10010, 0x20000, 255, 256), std::pair(FW_FAIL, start)) << "from the start";
   EXPECT_EQ(compare(0x2FFFF, 0, 1, 513), std::pair(FW_FAIL, fail)) << "empty part";
-  EXPECT_EQ(FW_N25Q256A_DumpComp(path("gone").c_str(), 1, 1), FW_REFUSED);
+  wire::fail_call("open", 12);  // to read the file from the start again
+  compare(0x10010, 0x20000, 5, 256);
+  EXPECT_EQ(wire::output(), start + "FW_N25Q256A_DumpComp() Open image file " + path("file") + " fail\n");
+  wire::reset();
+  uint32_t result = 1;
+  spiflash_debug_mode = 1;
+  const auto compare_nothing = [&] { return FW_N25Q256A_DumpComp(path("gone").c_str(), 1, 1); };
+  EXPECT_EQ(trace(compare_nothing, &result), "open FILE r failed\nputs Open restore file fail\n");
+  EXPECT_EQ(result, FW_REFUSED);
   FW_SetSystemDiagFlag(1);
   FW_SetDiagNoOperationFlag(1);
   EXPECT_EQ(compare(0x10010, 0x20000, 5, 256), std::pair(FW_REFUSED, std::string())) << "diagnostic flags";

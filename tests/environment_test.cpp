@@ -78,6 +78,8 @@ TEST_F(Environment, RegionsOfAnyContent) {
 
 TEST_F(Environment, UpdateInTheFlash) {
   const std::string name80(80, 'n'), value511(511, 'v');
+  // The list of a full area leaves a value of 250 characters.
+  const std::string most = repeated("a=" + value511 + ";", 127), full = most + "k=" + std::string(250, 'w') + ";";
   const struct {
     std::string before, name, value, after;
   } rows[] = {{"pwrmode=pwrad;x=1;x=2;", "x", "longer", "pwrmode=pwrad;x=longer;x=2;"},
@@ -87,7 +89,10 @@ TEST_F(Environment, UpdateInTheFlash) {
               {"a=1;", "a", value511 + "v", ""},
               {repeated("k=v;", 200), "new", "1", ""},
               {repeated("k=v;", 200), "k", "w", "k=w;" + repeated("k=v;", 199)},
-              {"k=1;" + repeated("a=" + value511 + ";", 127), "k", value511, ""}};
+              {most, "k", std::string(250, 'w'), full},
+              {full, "k", std::string(250, 'x'), most + "k=" + std::string(250, 'x') + ";"},
+              {full, "k", std::string(251, 'x'), ""},
+              {most, "k", std::string(251, 'x'), ""}};
   for (const auto &row : rows) {
     store(area(row.before));
     EXPECT_EQ(FW_SpiFlash_EnvAdd(row.name.c_str(), row.value.c_str()), row.after.empty() ? FW_FAIL : 0U) << row.before;
@@ -164,12 +169,13 @@ TEST_F(Environment, BoardQuestions) {
 }
 
 TEST_F(Environment, MacBackup) {
-  static const uint8_t mac[18] = "00:11:22:33:44:55";
+  static const uint8_t mac[] = "00:11:22:33:44:55+";
   const auto set = [] { return FW_SpiFlash_BackupMacSet(mac); };
   EXPECT_EQ(set() | set(), 0U);
-  Bytes read(18, 0);
+  Bytes read(17, 0);
   EXPECT_EQ(FW_SpiFlash_BackupMacGet(read.data()), 0U);
-  EXPECT_EQ(read, Bytes(mac, mac + 18));
+  EXPECT_EQ(read, Bytes(mac, mac + 17));
+  EXPECT_EQ(flash(0x1FE0000, 18)[17], 0xFF);
   sim("fail flash:0xD1 --result 5");
   uint32_t result = 0;
   EXPECT_EQ(trace(set, &result, {"open", "close", "flash", "pause"}), "seek 1fe0000\n");

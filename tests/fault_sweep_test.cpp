@@ -218,6 +218,23 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
   alarm(0);
 }
 
+// A front stands in front of the chip's function in the table.
+TEST_F(FaultSweep, EveryFrontRefusesAnotherChip) {
+  const std::string chip = "FW_N25Q256A_";
+  for (size_t n = 1; n < std::size(kSettings); ++n) {
+    const std::string &name = kSettings[n].name, &front = kSettings[n - 1].name;
+    if (!name.starts_with(chip) || !front.ends_with("_" + name.substr(chip.size()))) continue;
+    for (const auto &[index, answer] : {std::pair(1, 0), {0, 0xFFFF}}) {
+      wire::on_request([i = index, a = answer](const wire::Request &request) {
+        *static_cast<uint8_t *>(request.record) = static_cast<uint8_t>(i);
+        return a;
+      });
+      EXPECT_EQ(run(kSettings[n - 1]).result, FW_FAIL) << front;
+      EXPECT_EQ(wire::calls("ioctl"), 1) << front << ": nothing follows the question";
+    }
+  }
+}
+
 // Words that make no sense are no reason to divide by zero, to run for ever or to leave anything behind.
 TEST_F(FaultSweep, NonsenseInTheTable) {
   for (const auto &[entry, word] : {std::pair(zel::kSectorSize, 0U),

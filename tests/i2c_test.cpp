@@ -62,11 +62,22 @@ TEST_F(Bus, ClockIsSetReadAndPolled) {
               alive + "i2c b1 60:0/0 n1 " + (flag != 0 ? "40" : "00") + " = 0\n");
     EXPECT_TRUE(FW_GetRtc1224(mode) == 0 && mode[0] == flag && mode[1] == 0xEE);
   }
-  answer_reads({{0x64, {0xA4, 0xC7, 0xAB, 0x7F, 0x2B, 0x0D, 0xA3}}, {0x60, {0xBF}}});
-  EXPECT_EQ(seen(FW_PollRtc), alive +
-                                  "i2c b0 64:0/0 n7 >a4c7ab7f2b0da3 = 0\ni2c c7 00 = 0\ni2c b0 60:0/0 n1 >bf = 0\n"
-                                  "i2c c4 000100002d0000001e0000000e0000000f000000020000007d00000006000000" +
-                                  std::string(32, '0') + " = 0\n");
+  const std::tuple<std::vector<uint8_t>, uint8_t, std::string, std::string> polls[] = {
+      {{0xFF, 0xFF, 0xFF, 0xFF, 0xFD, 0xFF, 0xFF},
+       0x40,
+       "n7 >fffffffffdffff = 0\ni2c c7 00 = 0\ni2c b0 60:0/0 n1 >40",
+       "010000005500000055000000"
+       "2d0000002d000000180000000901000007000000"},
+      {{0xA4, 0xC7, 0xAB, 0x7F, 0x2A, 0x0D, 0xA3},
+       0xBF,
+       "n7 >a4c7ab7f2a0da3 = 0\ni2c c7 00 = 0\ni2c b0 60:0/0 n1 >bf",
+       "000100002d0000001e000000"
+       "0e0000000f000000020000007d00000006000000"}};
+  for (const auto &[time, status, transfers, record] : polls) {
+    answer_reads({{0x64, time}, {0x60, {status}}});
+    EXPECT_EQ(seen(FW_PollRtc),
+              alive + "i2c b0 64:0/0 " + transfers + " = 0\ni2c c4 " + record + std::string(32, '0') + " = 0\n");
+  }
   memset(&rec, 0xEE, sizeof rec);
   EXPECT_EQ(FW_GetRtc(&rec), 0U);
   EXPECT_TRUE(rec.pm == 1 && rec.tm.tm_sec == 45 && rec.tm.tm_year == 125 && rec.tm.tm_zone == 0);
@@ -105,7 +116,7 @@ std::string sweep(uint32_t (*call)(uint8_t *out)) {
 TEST_F(Bus, AFaultInEveryCall) {
   wire::on_request([](const wire::Request &request) {
     auto *record = static_cast<uint8_t *>(request.record);
-    if (request.number == 0xC0 || request.number == 0xC1) record[0] = 1;
+    if (request.number == 0xC0 || request.number == 0xC1) record[0] = 2;
     if (request.number == 0x96 || request.number == 0xC2) record[1] = request.number == 0xC2 ? 1 : 7;
     return 0;
   });
@@ -131,6 +142,15 @@ TEST_F(Bus, AFaultInEveryCall) {
        absent + "ffff/ee/5 ffffffff/ee/6 0/ee/7 0/ee/8 ffff/ee/7 ffffffff/ee/8 "},
   };
   for (const auto &[name, call, outcomes] : cases) EXPECT_EQ(sweep(call), outcomes) << name;
+}
+
+TEST_F(Bus, AFailedPollRaisesTheFailFlag) {
+  wire::on_request(
+      [](const wire::Request &request) { return request.number == 0xB0 ? std::optional(5) : std::nullopt; });
+  for (const auto &[poll, flag] : {std::pair(&FW_PollRtc, "c7"), {&FW_PollTemperature, "c8"}}) {
+    const std::string events = trace(poll, nullptr, {"open", "close", "pause"});
+    EXPECT_TRUE(events.ends_with(std::string(" = 5\ni2c ") + flag + " 01 = 0\n")) << events;
+  }
 }
 
 TEST_F(Bus, NothingIsTouchedOnAnAbsentChip) {

@@ -64,7 +64,7 @@ TEST_F(Identity, Changes) {
   const std::string text(300, 'd');
   char read_back[257] = {'#', '#'};
   uint8_t mode = 0;
-  EXPECT_EQ(FW_SpiFlash_GetCustomDesc(read_back), FW_NOT_SET);
+  EXPECT_EQ(FW_SpiFlash_GetCustomDesc(read_back), 0xFFFEU);
   EXPECT_EQ(FW_SpiFlash_GetCustomPwrMode(&mode), 0U);
   EXPECT_EQ(std::tuple(read_back[0], read_back[1], mode), std::tuple('\0', '#', 0xFF));
   mode = 'Z';

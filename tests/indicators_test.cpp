@@ -1,4 +1,7 @@
 // The request frame, LEDs, relay, lamp test, flags and reset on the wire.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "board_test.h"
 
 namespace {
@@ -57,6 +60,16 @@ TEST_F(Frame, OpensRequestsDeliversAndCloses) {
                                                                   {"i2c c7 ff", FW_RTC_Fail_Set},
                                                                   {"i2c c8 ff", FW_Tempereature_Fail_Set}};
   for (const auto &[sent, set] : bytes) check_frame(sent, false, [s = set](Byte) { return s(0xFF); });
+}
+
+TEST_F(Frame, DescriptorZeroIsOneLikeAnother) {
+  const int standard_input = dup(0);
+  close(0);
+  uint8_t led = 0xEE;
+  EXPECT_TRUE(FW_GetSystemLed(&led) == 0 && led == 0);
+  EXPECT_EQ(fcntl(0, F_GETFD), -1) << "closed again";
+  dup2(standard_input, 0);
+  close(standard_input);
 }
 
 TEST_F(Frame, AnswersThatAreNotTheRequestsResult) {

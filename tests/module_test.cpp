@@ -98,18 +98,21 @@ TEST_F(Module, EveryClassInBothFunctions) {
     const uint8_t id[16] = {c.identifier, 0, c.connector, c.ten_gigabit, 0, 0, c.ethernet, 0, c.cable, 0, 0, 0, c.rate};
     memcpy(page_, id, sizeof id);
     expect_class(c.expected, testing::PrintToString(id));
-    i2c_debug_mode = 1;
-    uint8_t speed = 0;
-    const std::string phy = c.expected.code == 2 ? "Marvell PHY\n" : "";
-    trace([] { return FW_Show_SFP_Moudle(kPort, 0, 0); });
-    EXPECT_EQ(wire::output(), phy) << c.expected.line << "not asked for";
-    trace([&] { return FW_Get_SFP_Speed(kPort, &speed); });
-    EXPECT_EQ(wire::output(), c.expected.code == 3 ? c.expected.line : phy);
-    i2c_debug_mode = 0;
+    for (const uint8_t mode : std::array<uint8_t, 3>{1, 2, 0}) {
+      i2c_debug_mode = mode;
+      uint8_t speed = 0;
+      const std::string phy = mode == 1 && c.expected.code == 2 ? "Marvell PHY\n" : "";
+      trace([] { return FW_Show_SFP_Moudle(kPort, 0, 0); });
+      EXPECT_EQ(wire::output(), phy) << c.expected.line << "not asked for";
+      trace([&] { return FW_Get_SFP_Speed(kPort, &speed); });
+      EXPECT_EQ(wire::output(), mode == 1 && c.expected.code == 3 ? c.expected.line : phy);
+    }
   }
   page_[2] = 34;
   put(40, "AXGT-R154-0M06XY");
   expect_class(kSerdes, "serdes only");
+  put(53, "7");
+  expect_class(kCopper, "the last character of the part number's differs");
 }
 
 TEST_F(Module, RandomPagesAgreeWithASecondReading) {
@@ -133,11 +136,11 @@ TEST_F(Module, CopperDisplayOnTheWire) {
   i2c_debug_mode = 1;
   std::string events = trace([] { return FW_Show_SFP_Moudle(kPort, 1, 7); }, nullptr, {"open", "close", "print"});
   // Without board queries and data; a transfer's pause is "+", the waits of 50 ms are one line.
-  events = std::regex_replace(events, std::regex("(i2c (96|c2)|put).*\n| >[0-9a-f]*"), "");
+  events = std::regex_replace(events, std::regex("(i2c (96|c2)|put(?!s This)).*\n| >[0-9a-f]*"), "");
   events = std::regex_replace(events, std::regex("= 0\npause 5000\n"), "+\n");
   EXPECT_EQ(std::regex_replace(events, std::regex("(pause 1000\n){50}"), "wait 50\n"),
             "gpio 88 19 = 0\ni2c b0 a0:60/1 n32 +\ni2c b0 a0:14/1 n16 +\ni2c b0 a0:28/1 n16 +\ni2c b0 a0:38/1 n4 +\n"
-            "i2c b0 a0:0/1 n16 +\nwait 50\n"
+            "i2c b0 a0:0/1 n16 +\nwait 50\nputs This is a RJ45 connector(1000BASE-T) type. \n"
             "i2c b0 76:1/1 n1 +\ni2c b0 76:1/1 n1 +\ni2c b1 76:1/1 n1 02 +\ni2c b0 76:1/1 n1 +\n"
             "wait 50\nwait 50\nwait 50\nwait 50\ni2c b0 ac:0/1 n16 +\ngpio 88 19 = 0\n"
             "i2c b1 ac:1b/1 n2 9084 +\ni2c b1 ac:9/1 n2 0e00 +\ni2c b1 ac:0/1 n2 8140 +\ni2c b1 ac:4/1 n2 0de1 +\n"
@@ -170,6 +173,13 @@ TEST_F(Module, EveryFailingTransfer) {
       EXPECT_EQ(shown == "SFP 25 not exist! \n", nth == 1 && !is_busy) << nth;
       prepare(nth, failure);
       EXPECT_EQ(trace([] { return FW_Show_SFP_Moudle(kPort, 1, 0); }).find("pu"), std::string::npos) << nth;
+    }
+    for (uint8_t mode = 2; mode <= 2; --mode) {
+      uint8_t speed = 0;
+      prepare(1, failure);
+      i2c_debug_mode = mode;
+      trace([&] { return FW_Get_SFP_Speed(kPort, &speed); });
+      EXPECT_EQ(wire::output().empty(), is_busy ? mode == 0 : mode != 1) << +mode;
     }
     for (int nth = 1; nth <= 12; ++nth) {
       uint8_t speed = 0xA5;

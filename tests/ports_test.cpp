@@ -99,6 +99,12 @@ TEST_F(Cages, EverySignalOfEveryPort) {
       }
     }
   }
+  uint8_t out = 0xEE;
+  registers_[0x4000] = 0x01;
+  const uint8_t mask = std::exchange(sfp_presnt[0].mask, uint8_t{0x11});
+  trace([&] { return FW_GetPortSfpPresnt(0, &out); });
+  EXPECT_EQ(out, 0) << "one bit of two";
+  sfp_presnt[0].mask = mask;
 }
 
 TEST_F(Cages, TransmitDisableKeepsItsAllowances) {
@@ -126,6 +132,11 @@ TEST_F(Cages, TransmitDisableKeepsItsAllowances) {
     char outcome[40];
     snprintf(outcome, sizeof outcome, "%x %d %d %x", result, reads_, writes_, registers_[0x4602]);
     EXPECT_STREQ(outcome, expected) << name;
+  }
+  std::tie(fail_read_, fail_write_, stuck_) = std::tuple(never, never, uint8_t{0});
+  for (const uint32_t disable : {1U, 1U, 0U, 0U}) {
+    trace([d = disable] { return FW_SetPortSfpTxDisable(13, d); });
+    EXPECT_EQ(registers_[0x4602], disable != 0 ? 0xF5 : 0xB5) << "as it may already be";
   }
 }
 
