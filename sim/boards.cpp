@@ -56,25 +56,18 @@ void make_board_files(const std::string &folder) {
   if (!state) throw Failure("cannot write " + folder + kStateFile + ": " + std::strerror(errno));
 }
 
-struct TemporaryFolder {
-  std::string path = boards_root() / ".new-XXXXXX";
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-};
-
 std::error_code make_board(const fs::path &folder, const Words &slots) {
   std::error_code failed;
   fs::create_directories(boards_root(), failed);
-  TemporaryFolder fresh;
-  check(mkdtemp(fresh.path.data()) != nullptr, "make " + fresh.path);
-  make_board_files(fresh.path);
-  Board &board = *attach_or_throw(fresh.path).board;
+  std::string fresh = boards_root() / ".new-XXXXXX";
+  check(mkdtemp(fresh.data()) != nullptr, "make " + fresh);
+  std::shared_ptr<void> removed_in_the_end(nullptr, [&](void *) { fs::remove_all(fresh, failed); });
+  make_board_files(fresh);
+  Board &board = *attach_or_throw(fresh).board;
   for (unsigned slot = 0; slot < slots.size(); ++slot)
     fit(board, slot, static_cast<uint8_t>(choice(slots[slot], "--slots", kBoardTypes)));
-  fs::permissions(fresh.path, fs::perms(0755));
-  fs::rename(fresh.path, folder, failed);
+  fs::permissions(fresh, fs::perms(0755));
+  fs::rename(fresh, folder, failed);
   return failed;
 }
 
@@ -196,8 +189,7 @@ void run(const Line &line) {
   for (const std::string &word : line.words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
-  constexpr int kNotExecutable = 126, kNotFound = 127;
-  int status = errno == ENOENT ? kNotFound : kNotExecutable;
+  int status = errno == ENOENT ? 127 : 126;  // as a shell has it
   std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", arguments[0], std::strerror(errno));
   std::exit(status);
 }

@@ -45,13 +45,6 @@ Json slots_of(const Board &board) {
   });
 }
 
-Json supplies_of(const Board &board) {
-  return rows(2, [&](unsigned i) {
-    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
-    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
-  });
-}
-
 Json gpio_of(const Board &board) {
   constexpr char kBytes[] =
       "reset_process reset_flag io_value reset_key watchdog_toggling diag_flag flash_access_flag debug";
@@ -74,7 +67,7 @@ Json i2c_of(const Board &board) {
   double celsius = static_cast<int16_t>(i2c.sensor.value[0]) / 256.0;
   return named("clock clock_mode temperature io refreshes",
                {clock, (i2c.clock.value[0] & kClock24Hours) != 0 ? 24 : 12, celsius,
-                hex(i2c.io_level[0], 2) + " " + hex(i2c.io_level[1], 2), i2c.refreshes},
+                hex(i2c.io_level[0], 2) + ' ' + hex(i2c.io_level[1], 2), i2c.refreshes},
                named(kBytes, &i2c.busy));
 }
 
@@ -91,9 +84,9 @@ Json fault_of(const FaultRule &rule) {
   if (rule.effect == Effect::None || !whole) return {};
   unsigned call = static_cast<unsigned>(rule.on.call), effect = static_cast<unsigned>(rule.effect);
   std::string target = node_name(rule.on.node);
-  if (rule.on.call == Call::Request) target += ":" + hex(rule.on.request, 2);
-  if (call >= kFirstCall) target += ":" + split(kCalls, '|')[call - kFirstCall];
-  if (rule.on.has_address) target += "@" + hex(rule.on.first_address) + "-" + hex(rule.on.last_address);
+  if (rule.on.call == Call::Request) target += ':' + hex(rule.on.request, 2);
+  if (call >= kFirstCall) target += ':' + split(kCalls, '|')[call - kFirstCall];
+  if (rule.on.has_address) target += '@' + hex(rule.on.first_address) + '-' + hex(rule.on.last_address);
   std::string result = effect >= kFirstEffect ? split(kEffects, '|')[effect - kFirstEffect] : hex(rule.value);
   Json count = rule.count > 0 ? Json(rule.count) : Json("unlimited");
   return named("target result skip count hits", {target, result, rule.skip, count, rule.hits});
@@ -160,15 +153,18 @@ void show_board(const Line &line) {
   const Board &board = *open;
   Json panel = named("system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27",
                      &board.gpio.system_led);
+  Json supplies = rows(2, [&](unsigned i) {
+    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
+    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
+  });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
   Json chain = rows(kChainGroups * kChainBits, [&](unsigned i) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });
   print(named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
-              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies_of(board), panel,
-               gpio_of(board), i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms,
-               board.paused_us}),
+              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
+               i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms, board.paused_us}),
         line.json);
 }
 

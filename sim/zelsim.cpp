@@ -91,6 +91,8 @@ int main(int argc, char **argv) {
     return app.exit(help);
   } catch (const std::exception &error) {
     std::string text = error.what();
+    bool required = dynamic_cast<const CLI::RequiredError *>(&error) != nullptr;
+    if (required && app.remaining_size(true) > 0) text += ", not " + app.remaining(true)[0];
     std::replace(text.begin(), text.end(), '\n', ' ');
     std::fprintf(stderr, "zelsim: %s\n", text.c_str());
     return dynamic_cast<const CLI::ParseError *>(&error) != nullptr ? 2 : 1;
