@@ -117,11 +117,8 @@ int send(int fd, unsigned long code, void *record) {
   const size_t length = record != nullptr ? record_length(number) : 0;
   const std::string before = hex(record, length);
   std::optional<int> answer;
-  if (fails("ioctl")) {
-    answer = -1;
-  } else if (log().hook) {
-    answer = log().hook({node, number, record});
-  }
+  if (fails("ioctl")) answer = -1;
+  if (!answer && log().hook) answer = log().hook({node, number, record});
   const int result = answer ? *answer : next<int(int, unsigned long, ...)>("ioctl")(fd, code, record);
   if (code >> 8 != 0x400124) {
     note(format("ioctl %lx", code));
@@ -138,21 +135,19 @@ int send(int fd, unsigned long code, void *record) {
 }
 
 ssize_t moved(const char *kind, int fd, size_t length, const std::function<ssize_t()> &move) {
-  ssize_t count = -1;
-  if (fails(kind)) {
-    errno = EIO;
-  } else {
-    count = move();
-  }
-  const int error = errno;
+  const bool refused = fails(kind);
+  const ssize_t count = refused ? -1 : move();
+  const int error = refused ? EIO : errno;
   note(format("%s %s %zx = %zx", kind, log().open[fd].c_str(), length, count));
   errno = error;
   return count;
 }
 
-int printed(const std::string &text) {
-  log().output += text;
-  return static_cast<int>(text.size());
+int printed(const char *kind, const char *text, const char *end) {
+  const Pause pause;
+  note(kind + escaped(text));
+  log().output += std::string(text) + end;
+  return static_cast<int>(strlen(text));
 }
 
 }  // namespace
@@ -215,13 +210,8 @@ int open(const char *path, int flags, ...) {
   static const char *const modes[] = {"r", "w", "rw"};
   std::string event = wire::format("open %s %s", node != nullptr ? node : "FILE", modes[flags & O_ACCMODE]);
   if (node != nullptr && (flags & ~O_ACCMODE) != 0) event += wire::format("+%x", flags & ~O_ACCMODE);
-  int fd = -1;
-  if (wire::fails("open")) {
-    errno = ENXIO;
-  } else {
-    fd = pass_on();
-  }
-  const int error = errno;
+  const bool fails = wire::fails("open");
+  const int fd = fails ? -1 : pass_on(), error = fails ? ENXIO : errno;
   if (fd >= 0) log().open[fd] = node != nullptr ? node : "FILE";
   note(fd >= 0 ? event : event + " failed");
   errno = error;
@@ -304,32 +294,20 @@ int system(const char *line) {
 }
 
 int printf(const char *pattern, ...) {
+  char text[1000];
   va_list arguments;
   va_start(arguments, pattern);
-  if (!wire::recording) {
-    const int count = vprintf(pattern, arguments);
-    va_end(arguments);
-    return count;
-  }
-  const Pause pause;
-  char text[1000];
-  vsnprintf(text, sizeof text, pattern, arguments);
+  const int count = wire::recording ? vsnprintf(text, sizeof text, pattern, arguments) : vprintf(pattern, arguments);
   va_end(arguments);
-  note("print " + wire::escaped(text));
-  return wire::printed(text);
+  return wire::recording ? wire::printed("print ", text, "") : count;
 }
 
 int puts(const char *text) {
-  if (!wire::recording) return next<int(const char *)>("puts")(text);
-  const Pause pause;
-  note("puts " + wire::escaped(text));
-  return wire::printed(std::string(text) + "\n");
+  return wire::recording ? wire::printed("puts ", text, "\n") : next<int(const char *)>("puts")(text);
 }
 
 int putchar(int c) {
-  if (!wire::recording) return next<int(int)>("putchar")(c);
-  const Pause pause;
-  note("putchar " + wire::escaped(std::string(1, static_cast<char>(c))));
-  return wire::printed(std::string(1, static_cast<char>(c)));
+  const char text[] = {static_cast<char>(c), '\0'};
+  return wire::recording ? wire::printed("putchar ", text, "") : next<int(int)>("putchar")(c);
 }
 }
