@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <filesystem>
 #include <numeric>
 #include <thread>
@@ -36,31 +35,6 @@ TEST_F(Checksum, EveryLengthPlaceAndSplit) {
   }
   EXPECT_EQ(FW_crc32(reinterpret_cast<const uint8_t *>("123456789"), 9), 0xCBF43926U);
   EXPECT_EQ(crc_table[255], 0x2D02EF8DU);
-}
-
-TEST_F(Checksum, FirstUseFromTwoThreads) {
-  static const uint8_t kByte = 0;  // looks up entry 255, which is built last
-  std::atomic<int> started = 0, done = 0;
-  const auto use = [] { EXPECT_EQ(FW_crc32(&kByte, 1), 0xD202EF8D); };
-  const auto wait_for = [](const std::atomic<int> &count, int round) {
-    for (int n = 0; count < round; ++n) {
-      if (n > 5000) std::this_thread::yield();  // both start at once, yet a busy machine is not kept waiting
-    }
-  };
-  std::thread other([&] {
-    for (int round = 1; round <= 4000; done = round++) {
-      wait_for(started, round);
-      use();
-    }
-  });
-  for (int round = 1; round <= 4000; ++round) {
-    crc_table_is_init = 0;
-    memset(crc_table, 0, sizeof crc_table);
-    started = round;
-    use();
-    wait_for(done, round);
-  }
-  other.join();
 }
 
 TEST_F(Checksum, ReadFully) {
