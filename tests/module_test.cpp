@@ -88,8 +88,8 @@ TEST_F(Module, EveryClassInBothFunctions) {
       i2c_debug_mode = mode;
       uint8_t speed = 0;
       const std::string phy = mode == 1 && c.expected.code == 2 ? "Marvell PHY\n" : "";
-      trace([] { return FW_Show_SFP_Moudle(kPort, 0, 0); });
-      EXPECT_EQ(wire::output(), phy) << c.expected.line << "not asked for";
+      const std::string events = trace([] { return FW_Show_SFP_Moudle(kPort, 0, 0); });
+      EXPECT_TRUE(wire::output() == phy && events.find("i2c b1 ac") == std::string::npos) << "neither is asked for";
       trace([&] { return FW_Get_SFP_Speed(kPort, &speed); });
       EXPECT_EQ(wire::output(), mode == 1 && c.expected.code == 3 ? c.expected.line : phy);
     }
