@@ -158,7 +158,7 @@ void show_board(const Line &line) {
     return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
   });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
-  Json chain = rows(kChainGroups * kChainBits, [&](unsigned i) {
+  Json chain = rows(size_t{kChainGroups} * kChainBits, [&](unsigned i) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });

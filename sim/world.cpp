@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
 #include <regex>
 #include <sstream>
@@ -15,9 +16,9 @@ namespace {
 
 // The sensor has nine bits: steps of half a degree.
 uint32_t celsius(const std::string &text) {
-  double degrees = 0;
-  char more = 0;
-  bool good = std::sscanf(text.c_str(), "%lf%c", &degrees, &more) == 1 && degrees >= -55 && degrees <= 125;
+  char *end = nullptr;
+  double degrees = std::strtod(text.c_str(), &end);
+  bool good = !text.empty() && *end == '\0' && degrees >= -55 && degrees <= 125;
   if (good) return static_cast<uint32_t>(std::lround(degrees * 2) * 128);
   throw Usage("CELSIUS: '" + text + "' is not a temperature from -55 to 125");
 }
@@ -81,7 +82,7 @@ void heal_board(const Line &line) { heal(*open_board(line.board)); }
 
 // Faults: NODE[:REQUEST][@ADDRESS[-ADDRESS]].
 
-bool is_number(const std::string &text) { return text[0] >= '0' && text[0] <= '9'; }
+bool is_number(const std::string &text) { return text.find_first_of("0123456789") == 0; }
 
 void parse_request(FaultRule &rule, const std::string &text) {
   rule.on.call = Call::Request;
