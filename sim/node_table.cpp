@@ -37,7 +37,8 @@ void scan_inherited() {
     target[length > 0 ? length : 0] = '\0';
     bool ours = strncmp(target, folder, strlen(folder)) == 0;
     for (int i = 0; ours && i < 3; ++i) {
-      if (strcmp(target + strlen(folder), kNodeFiles[i]) == 0) store(atoi(entry->d_name), node_at(i));
+      if (strcmp(target + strlen(folder), kNodeFiles[i]) == 0)
+        store(static_cast<int>(strtol(entry->d_name, nullptr, 10)), node_at(i));
     }
   }
   if (own != nullptr) closedir(own);

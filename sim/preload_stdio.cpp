@@ -73,8 +73,10 @@ FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 // The number that the stream gives back is taken by the node: a standard stream keeps its own.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
   bool to_node = node_of_path(path) != Node::None;
-  if (!to_node) set_node(fileno(stream), Node::None);
-  if (!to_node) return behind<freopen>("freopen")(path, mode, stream);
+  if (!to_node) {
+    set_node(fileno(stream), Node::None);
+    return behind<freopen>("freopen")(path, mode, stream);
+  }
   fclose(stream);
   return fopen(path, mode);
 }

@@ -141,8 +141,10 @@ FaultRule strike(Board &board, const FaultCall &call) {
     FaultRule found = rule;
     ++rule.hits;
     bool last = rule.count > 0 && --rule.count == 0;
-    if (last) rule.effect = Effect::None;
-    if (last) --board.rule_count;
+    if (last) {
+      rule.effect = Effect::None;
+      --board.rule_count;
+    }
     return found;
   }
   return {};

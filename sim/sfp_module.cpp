@@ -20,8 +20,8 @@ constexpr uint16_t kControlRestart = 0x0200;
 constexpr uint16_t kControlSelfClearing = kControlReset | kControlRestart;
 
 bool link_is_up(const Board &board, const Cage &cage) {
-  int64_t elapsed = wrapping_sum(now_us(board), wrapping_sum(~cage.negotiating_since_us, 1));
-  bool settled = elapsed >= int64_t{board.settle_ms} * 1000;
+  int64_t since = cage.negotiating_since_us, needed = int64_t{board.settle_ms} * 1000;
+  bool settled = wrapping_sum(now_us(board), wrapping_sum(~since, 1)) >= needed;
   return cage.link_speed != 0 && !(cage.phy_register[Control] & kControlPowerDown) && settled;
 }
 
