@@ -43,3 +43,11 @@ std::string trace(Call call, uint32_t *result = nullptr, std::initializer_list<c
   if (result != nullptr) *result = answer;
   return events;
 }
+
+/// Runs a call under recording and gives its result.
+template <typename Call>
+uint32_t result_of(Call call) {
+  uint32_t result = 0xEEEEEEEE;
+  trace(call, &result);
+  return result;
+}

@@ -67,8 +67,7 @@ TEST_F(Checksum, ReadFully) {
 TEST_F(Checksum, WholeFlashFiles) {
   const std::string image = file("image", std::vector<uint8_t>(0x2000000, 0xFF));
   const auto check = [this](const std::string &name, uint32_t sum) {
-    uint32_t result = 1;
-    trace([&] { return FW_CheckFile(path(name).c_str(), sum); }, &result);
+    const uint32_t result = result_of([&] { return FW_CheckFile(path(name).c_str(), sum); });
     EXPECT_EQ(wire::open_descriptors(), 0) << name;
     return result;
   };

@@ -56,6 +56,10 @@ TEST_F(Copper, IdentifierAndSgmiiMode) {
     EXPECT_EQ(bus([&] { return FW_SFP_SGMII_Set(kPort, c.id, &cisco, 2, 2); }), kSelect + c.events) << c.output;
     EXPECT_EQ(std::tuple(wire::output(), result_, cisco), std::tuple(c.output, c.result, c.cisco));
   }
+  uint8_t cisco = 7;
+  answer(1, 0x77);
+  EXPECT_EQ(result_of([&] { return FW_SFP_SGMII_Set(kPort, marvell, &cisco, 1, 0); }), 0x77U);
+  EXPECT_EQ(cisco, 7) << "a write failed";
   for (int wrong = 0; wrong < 4; ++wrong) {
     uint8_t id[] = {0x01, 0x41, 0x0C, 0xC2};
     id[wrong] ^= 0x10;

@@ -110,10 +110,9 @@ TEST_F(Database, GenSizes) {
     const auto read = [&] { return FW_N25Q256A_ReadGenDatabase(&loaded_, &length_, partition); };
     const auto read_file = [&] { return FW_N25Q256A_ReadCustomizeDatabase(&loaded_, partition); };
     const std::string complaint = "puts Partition Number must be 1 or 2\n";
-    uint32_t results[3] = {};
-    EXPECT_EQ(trace(write, &results[0], {"open", "close"}), marks + complaint + "gpio d8 00 = 0\n");
-    EXPECT_EQ(trace(read, &results[1]) + trace(read_file, &results[2]), complaint);
-    EXPECT_TRUE(results[0] == FW_FAIL && results[1] == FW_FAIL && results[2] == FW_FAIL);
+    EXPECT_EQ(trace(write, nullptr, {"open", "close"}), marks + complaint + "gpio d8 00 = 0\n");
+    EXPECT_EQ(trace(read) + trace(read_file), complaint);
+    EXPECT_TRUE(result_of(write) == FW_FAIL && result_of(read) == FW_FAIL && result_of(read_file) == FW_FAIL);
   }
 }
 
@@ -140,15 +139,14 @@ TEST_F(Database, DamagedDatabases) {
                {gen, 0xFFFFFFFF, 0, FW_FAIL, 0xFFFFFFFF, ""}};
   EXPECT_EQ(FW_WriteGenDatabase(Bytes(300).data(), 300, 1), 0U);
   wire::fail_call("read", 2);
-  trace([&] { return gen(&loaded_, &length_); }, &result_);
-  EXPECT_EQ(result_, FW_FAIL) << "though zeros have the right sum";
+  EXPECT_EQ(result_of([&] { return gen(&loaded_, &length_); }), FW_FAIL) << "though zeros have the right sum";
   EXPECT_EQ(FW_WriteSharedDatabase(data_.data(), 300) | FW_WriteGenDatabase(data_.data(), 300, 1), 0U);
   spiflash_debug_mode = 1;
   for (const Read read : {strict, lenient}) {
     for (const char *const line : {"(FW_N25Q256A_api-) error \n", "FW_ReadSharedDatabase() FW_ReadFlash fail\n"}) {
       wire::fail_call("read", *line == '(' ? 1 : 2);  // of the table, of the data
-      trace([&] { return read(&loaded_, &length_); }, &result_);
-      EXPECT_TRUE(result_ == FW_FAIL && without_number(wire::output()).ends_with(line)) << wire::output();
+      EXPECT_EQ(result_of([&] { return read(&loaded_, &length_); }), FW_FAIL);
+      EXPECT_TRUE(without_number(wire::output()).ends_with(line)) << wire::output();
     }
   }
   wire::reset();
@@ -167,6 +165,8 @@ TEST_F(Database, DamagedDatabases) {
   const Bytes large = pattern(0x80001);
   EXPECT_EQ(trace([&] { return FW_N25Q256A_WriteSharedDatabase(large.data(), 0x80001); }, &result_), "");
   EXPECT_EQ(std::pair(result_, FW_WriteSharedDatabase(large.data(), 0x80000)), std::pair(FW_FAIL, 0U));
+  EXPECT_EQ(FW_ReadSharedDatabase(&loaded_, &length_), 0U);
+  EXPECT_EQ(take(length_), Bytes(large.begin(), large.end() - 1));
   EXPECT_EQ(FW_WriteSharedDatabase(large.data(), 1), 0U);
   EXPECT_EQ(flash(0xF80001, 0x7FFFF), Bytes(0x7FFFF, 0xFF));
 }
@@ -177,8 +177,7 @@ TEST_F(Database, CustomiseFiles) {
     const auto call = [&] { return FW_WriteCustomizeDatabase(path(name).c_str(), partition); };
     for (const uint8_t mode : std::array<uint8_t, 3>{0, 2, 1}) {
       spiflash_debug_mode = mode;
-      trace(call, &result_);
-      EXPECT_EQ(result_, result) << name;
+      EXPECT_EQ(result_of(call), result) << name;
       const std::string expected = mode == 1 || partition == 3 ? output : "";
       EXPECT_TRUE(std::regex_match(wire::output(), std::regex(expected))) << wire::output();
     }
@@ -237,8 +236,8 @@ TEST_F(Database, FlagsAndFailingStores) {
     EXPECT_EQ(without_number(wire::output()), c.failing_erase);
     wire::reset();
     wire::fail_call("write", 1);
-    trace(c.write, &result_);
-    EXPECT_EQ(std::pair(result_, without_number(wire::output())), std::pair(FW_FAIL, c.failing_write));
+    EXPECT_EQ(result_of(c.write), FW_FAIL);
+    EXPECT_EQ(without_number(wire::output()), c.failing_write);
     wire::reset();
     spiflash_debug_mode = 0;
   }

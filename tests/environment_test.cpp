@@ -132,8 +132,7 @@ TEST_F(Environment, FailuresOfAnUpdateShareOneCounter) {
       if ((row.spoiled >> number & 1) != 0) program(kRegion + 4 + number, {0});
       return (row.unreadable >> number & 1) != 0 ? std::optional(0xFFFF) : std::nullopt;
     });
-    uint32_t result = 1;
-    trace(update, &result);
+    const uint32_t result = result_of(update);
     EXPECT_EQ(std::tuple(result, questions, erases), std::tuple(row.result, row.questions, row.erases)) << row.name;
   }
   wire::reset();

@@ -84,20 +84,6 @@ TEST_F(FlashAccess, CallsAndTheirFailures) {
   }
 }
 
-TEST_F(FlashAccess, ShortReadsLeaveZerosAndNothingOlder) {
-  const std::vector<uint8_t> ones(0x20000, 1);
-  program(0x200000, ones);
-  sim("fail flash:read --result 16 --skip 1 --count 1");
-  EXPECT_EQ(FW_CheckCRC(1, FW_crc32(ones.data(), 0x20000), 0x20000), FW_FAIL);
-  sim("fail flash:read --result 16 --skip 1 --count 1");
-  uint32_t result = 0;
-  trace([&] { return FW_N25Q256A_DumpFlash(path("dump").c_str(), 17, 256); }, &result);
-  EXPECT_EQ(result, FW_FAIL) << "the compare sees it";
-  sim("fail flash:read --result 16 --count 1");
-  std::fill_n(g_buffer, 0x10000, uint8_t{1});
-  EXPECT_TRUE(FW_SpiFlashEnvRead(g_buffer) == 0 && g_buffer[16] == 0 && g_buffer[0xFFFF] == 0);
-}
-
 TEST_F(FlashAccess, MapQueries) {
   constexpr uint32_t kRegions[16][4] = {
       // address, length, and their entries

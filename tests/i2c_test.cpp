@@ -95,9 +95,8 @@ std::string sweep(uint32_t (*call)(uint8_t *out)) {
   std::string outcomes;
   for (int nth = 1;; ++nth) {
     uint8_t out[sizeof(rtc_record)] = {0xEE};
-    uint32_t result = 0;
     wire::fail_call("any", nth);
-    trace([&] { return call(out); }, &result);
+    const uint32_t result = result_of([&] { return call(out); });
     EXPECT_EQ(wire::open_descriptors(), 0);
     if (wire::calls("any") < nth) return outcomes;
     char outcome[40];

@@ -133,9 +133,7 @@ TEST_F(Image, DebugModeLeavesTheFourthPieceUnprogrammed) {
   EXPECT_EQ(copy(image, [](int fd) { return FW_N25Q256A_FlashCopy(fd, 3); }), FW_FAIL);
   EXPECT_EQ(events_, START "puts Partition Number must be 1 or 2\ngpio d8 00 = 0\n");
   EXPECT_EQ(trace([] { return FW_N25Q256A_CheckCRC(3, 0, 1); }), "puts Partition Number must be 1 or 2\n");
-  uint32_t result = 0;
-  trace([] { return FW_N25Q256A_CheckCRCAll(0x1234, 0); }, &result);
-  EXPECT_EQ(result, FW_FAIL);
+  EXPECT_EQ(result_of([] { return FW_N25Q256A_CheckCRCAll(0x1234, 0); }), FW_FAIL);
   EXPECT_EQ(wire::output(),
             "FW_N25Q256A_CheckCRC() w_len=0(0x00000000)\n"
             "FW_N25Q256A_CheckCRC() w_crc=[00001234], r_rcr=[00000000]\n");
@@ -167,11 +165,17 @@ TEST_F(Image, FilesByName) {
     EXPECT_EQ(wire::output().find(row.said), 0U) << wire::output();
     EXPECT_EQ(events.find("flash d1") != events.npos, result == 0) << row.said;
     wire::on_request([](const wire::Request &request) { return *static_cast<uint8_t *>(request.record) = 1, 0; });
-    trace(row.call, &result);
-    EXPECT_EQ(result, FW_FAIL) << row.said << ": another chip";
+    EXPECT_EQ(result_of(row.call), FW_FAIL) << row.said << ": another chip";
     EXPECT_EQ(wire::open_descriptors(), 0) << row.said;
     wire::reset();
   }
+  wire::fail_call("open", 3);  // after the question for the chip and the check
+  EXPECT_EQ(result_of(rows[0].call), FW_FAIL);
+  EXPECT_EQ(wire::output(), "Check File...Pass\nFW_FlashCopyAll() Open image file " + good + " fail\n");
+  wire::reset();
+  program(0x1000000, {1});
+  const uint32_t crc = FW_crc32(flash(0, 0x1000001).data(), 0x1000001);
+  EXPECT_EQ(result_of([=] { return FW_N25Q256A_CheckCRCAll(crc, 0x1000001); }), 0U);
 }
 
 TEST_F(Image, BootWriter) {
@@ -179,13 +183,13 @@ TEST_F(Image, BootWriter) {
   const std::string name = file("image", image);
   const auto write_boot = [&] { return FW_N25Q256A_WriteBoot(name.c_str()); };
   program(0xBFFFF, {0});
-  uint32_t result = 1;
   std::string lines;
   for (const int percent : {0, 6, 13, 20, 26, 33, 40, 46, 53, 60, 66, 73, 80, 86}) {
     lines += "Write boot file [" + std::to_string(percent) + "] percent\n";
   }
   const std::string events = trace(write_boot, nullptr, {"open", "close", "seek", "write"});
   EXPECT_EQ(wire::output(), lines + "Write boot file finish; write len=[131088]\n");
+  EXPECT_TRUE(events.starts_with("flash d1 = 0\npause 2\nflash dd = 0\nprint Write boot file [0] percent"));
   EXPECT_TRUE(
       events.ends_with("pause 2\nflash dd = 0\nprint Write boot file finish; write len=[131088]\\n\nflash dd = 0\n"));
   EXPECT_EQ(flash(0, 0x20010), image);
@@ -194,31 +198,20 @@ TEST_F(Image, BootWriter) {
   for (const auto &[kind, nth, expected] :
        {std::tuple{"open", 1, FW_FAIL}, {"ioctl", 1, 0U}, {"open", 25, FW_FAIL}, {"open", 29, FW_FAIL}}) {
     wire::fail_call(kind, nth);
-    trace(write_boot, &result);
-    EXPECT_EQ(result, expected) << kind << nth;
+    EXPECT_EQ(result_of(write_boot), expected) << kind << nth;
   }
   wire::reset();
-  wire::on_request([&](const wire::Request &) -> std::optional<int> {
-    std::filesystem::resize_file(name, 0x18000);
-    return std::nullopt;
-  });
-  Bytes shrunk(image.begin(), image.begin() + 0x18000);
-  shrunk.resize(image.size());
-  trace(write_boot, &result);
-  wire::reset();
-  EXPECT_EQ(flash(0, 0x20010), shrunk) << "zeros for what is no longer there";
   file("image", pattern(0x30000));
-  trace(write_boot);
+  EXPECT_EQ(result_of(write_boot), 0U);
   EXPECT_EQ(wire::output(), lines + "Write boot file [93] percent\n") << "whole sectors have no finish line";
   EXPECT_EQ(flash(0, 0x30000), pattern(0x30000));
   flash_def[21] = 0x0100A010;                          // 16 erases
   std::filesystem::resize_file(name, 65520ULL << 16);  // make 65536 steps, of which 16 bits keep none
   wire::fail_call("open", 3);
-  trace(write_boot, &result);
-  EXPECT_EQ(std::pair(result, wire::output()), std::pair(FW_FAIL, std::string()));
+  EXPECT_EQ(result_of(write_boot), FW_FAIL);
+  EXPECT_EQ(wire::output(), "");
   std::filesystem::resize_file(name, 1ULL << 32);
-  EXPECT_EQ(trace(write_boot, &result), "") << "more than an address tells";
-  EXPECT_EQ(result, FW_FAIL);
+  EXPECT_EQ(result_of(write_boot), FW_FAIL) << "more than an address tells";
 }
 
 }  // namespace

@@ -81,8 +81,7 @@ TEST_F(Frame, AnswersThatAreNotTheRequestsResult) {
   EXPECT_EQ(trace(FW_GetFlashAccessFlag, &flag), "open gpio rw\ngpio d7 00 = ffffffff\nclose gpio\n");
   EXPECT_EQ(flag, 0U);
   wire::fail_call("open", 1);
-  trace(FW_GetFlashAccessFlag, &flag);
-  EXPECT_EQ(flag, FW_FAIL);
+  EXPECT_EQ(result_of(FW_GetFlashAccessFlag), FW_FAIL);
   EXPECT_TRUE(FW_SetDiagNoOperationFlag(0x500) == 0 && FW_GetDiagNoOperationFlag() == 1);
 }
 

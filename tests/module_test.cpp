@@ -56,11 +56,10 @@ class Module : public BoardTest {
   void expect_class(const Class &expected, const std::string &name) {
     const bool copper = expected.code == 2 || expected.code == 15;
     const std::string bring_up = copper ? "Setting SGMII MODE\nSFP RJ45 Link up\nSFP RJ45 Speed 1G Full\n" : "";
-    uint32_t shown = 1, told = 1;
-    trace([] { return FW_Show_SFP_Moudle(kPort, 0, 1); }, &shown);
+    const uint32_t shown = result_of([] { return FW_Show_SFP_Moudle(kPort, 0, 1); });
     const std::string output = wire::output(), last = "Vendor rev = \n";
     uint8_t speed[2] = {0xA5, 0xA5};
-    trace([&] { return FW_Get_SFP_Speed(kPort, speed); }, &told);
+    const uint32_t told = result_of([&] { return FW_Get_SFP_Speed(kPort, speed); });
     EXPECT_EQ(output.substr(output.find(last) + last.size()), expected.line + bring_up) << name;
     EXPECT_EQ(std::tuple(shown, told, speed[0], speed[1], wire::output()), std::tuple(0, 0, expected.code, 0xA5, ""))
         << name;
@@ -138,10 +137,9 @@ TEST_F(Module, EveryFailingTransfer) {
   for (const uint32_t failure : {FW_I2C_BUSY, 0x1234U}) {
     const bool is_busy = failure == FW_I2C_BUSY;
     const auto end = [&](int nth, bool used) { return !used ? 0 : nth == 1 && !is_busy ? FW_FAIL : failure; };
-    uint32_t result = 1;
     for (int nth = 1; nth <= 16; ++nth) {
       prepare(nth, failure);
-      trace([] { return FW_Show_SFP_Moudle(kPort, 1, 1); }, &result);
+      const uint32_t result = result_of([] { return FW_Show_SFP_Moudle(kPort, 1, 1); });
       const std::string shown = wire::output(), line = is_busy ? lines[nth - 1] : none;
       EXPECT_EQ(result, end(nth, nth != 7 && nth != 8 && nth != 16)) << nth;
       EXPECT_TRUE(shown.ends_with(line) && (shown.find("usy") == std::string::npos) == line.empty()) << nth << shown;
@@ -160,7 +158,7 @@ TEST_F(Module, EveryFailingTransfer) {
       uint8_t speed = 0xA5;
       prepare(nth, failure);
       i2c_debug_mode = is_busy ? 2 : 1;
-      trace([&] { return FW_Get_SFP_Speed(kPort, &speed); }, &result);
+      const uint32_t result = result_of([&] { return FW_Get_SFP_Speed(kPort, &speed); });
       i2c_debug_mode = 0;
       const std::string probe = is_busy ? busy : "SFP 25 non exist! \n";
       const std::string rest = is_busy || nth == 2 || nth == 5 || nth == 6 ? none : phy;
