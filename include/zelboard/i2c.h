@@ -2,8 +2,9 @@
  *  The board's I2C bus, the real-time clock (S-35390A) and the temperature sensor (LM75), through /dev/zel_i2c.
  *
  *  Device addresses are in 8-bit form: the 7-bit address shifted left by one. Unless a function says otherwise it
- *  returns the driver's result, FW_FAIL when the node cannot be opened (out-parameters untouched), FW_I2C_BUSY when the
- *  driver found the bus busy. The driver serialises the bus; the library adds no lock and no retry. */
+ *  returns the driver's result, FW_FAIL when the node cannot be opened (out-parameters untouched), FW_I2C_BUSY when
+ *  the driver found the bus busy, FW_REFUSED when the kernel refused the request. The driver serialises the bus; the
+ *  library adds no lock and no retry. Pointers must not be null unless a function allows it. */
 #ifndef ZELBOARD_I2C_H
 #define ZELBOARD_I2C_H
 
@@ -15,21 +16,28 @@ ZEL_BEGIN_DECLS
 /** @name Transfers and bus
  *  @{ */
 
-/** Reads from a device on the bus. Pauses 5 ms after the request, successful or not.
+/** Limits of a transfer. */
+enum {
+  FW_I2C_LEN_MAX = 128,     /**< data bytes */
+  FW_I2C_OFFSET_LEN_MAX = 4 /**< offset bytes */
+};
+
+/** Reads from a device on the bus. Pauses 5 ms after the request, successful or not; not when no request was made.
  *  @param addr        device, 8-bit form
  *  @param offset      register or memory address in the device
  *  @param offset_len  0-4 offset bytes that the driver sends first; above 4 gives FW_FAIL before the open
  *  @param len         0-128 bytes; above 128 gives FW_FAIL before the open
- *  @param buf         out: `len` bytes, written whenever the request was made (zeros where the driver wrote nothing)
+ *  @param buf         out: `len` bytes, written whenever the request was made (zeros where the driver wrote nothing).
+ *                     Null is allowed with `len` 0; with more it gives FW_FAIL before the open
  *  @return the driver's result, FW_I2C_BUSY among them, or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_I2C_BufRead(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf);
 
-/** Writes to a device on the bus. Pauses 5 ms after the request, successful or not.
+/** Writes to a device on the bus. Pauses 5 ms after the request, successful or not; not when no request was made.
  *  @param addr        device, 8-bit form
  *  @param offset      register or memory address in the device
  *  @param offset_len  0-4 offset bytes that the driver sends first; above 4 gives FW_FAIL before the open
  *  @param len         0-128 bytes; above 128 gives FW_FAIL before the open
- *  @param buf         `len` bytes to send
+ *  @param buf         `len` bytes to send. Null is allowed with `len` 0; with more it gives FW_FAIL before the open
  *  @return the driver's result, FW_I2C_BUSY among them, or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf);
 
@@ -45,8 +53,8 @@ ZEL_API uint32_t FW_Set_I2C_Busy(uint8_t busy);
  *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_ReflashI2CBus(void);
 
-/** Debug mode of the I2C driver as last read by FW_GetDebug_I2C: 0 = off, non-zero = on. 0 at load. The SFP functions
- *  read it to decide whether to print some of their lines. */
+/** Debug mode of the I2C driver as last read by FW_GetDebug_I2C: 0 = off, non-zero = on. 0 at load. The SFP
+ *  functions read it to decide whether to print some of their lines. */
 extern ZEL_API uint8_t i2c_debug_mode;
 
 /** Sets the I2C driver's debug mode.
@@ -54,43 +62,58 @@ extern ZEL_API uint8_t i2c_debug_mode;
  *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetDebug_I2C(uint8_t mode);
 /** Reads the I2C driver's debug mode into `i2c_debug_mode` and prints "I2C debug_mode is on" or "... is off" unless the
- *  result is FW_FAIL.
+ *  result is FW_FAIL. The byte keeps its value where the driver writes none, and the line tells it as it stands.
  *  @return the request's result or FW_FAIL. Thread-safe: no (`i2c_debug_mode`). */
 ZEL_API uint32_t FW_GetDebug_I2C(void);
 
-/** Waits as `ms` sleeps of one millisecond each.  @param ms  0-65535; 0 returns at once. Thread-safe: yes. */
+/** Waits as `ms` sleeps of one millisecond each; the kernel may make each longer. Thread-safe: yes.
+ *  @param ms  0-65535; 0 returns at once */
 ZEL_API void FW_SFP_mDelay(uint16_t ms);
 /** @} */
 
 /** @name PoE and SyncE
- *  Not fitted on this board: each accepts any arguments, touches nothing and returns FW_FAIL.
+ *  Not fitted on this board: each accepts any arguments, touches nothing and returns FW_FAIL. Thread-safe: yes.
  *  @{ */
-#ifdef __cplusplus
-/** @return FW_FAIL */
-ZEL_API uint32_t FW_GetPoEInfo(...);
-/** @return FW_FAIL */
-ZEL_API uint32_t FW_SetPoEPort(...);
-/** @return FW_FAIL */
-ZEL_API uint32_t FW_SetPoEReg(...);
-/** @return FW_FAIL */
-ZEL_API uint32_t FW_GetPoEReg(...);
-/** @return FW_FAIL */
-ZEL_API uint32_t FW_GetSyncE_RegData(...);
-/** @return FW_FAIL */
-ZEL_API uint32_t FW_SetSyncE_RegData(...);
+
+/* C can say "any arguments" since C23, and compilers know it since GCC 13 and clang 15; before, empty parentheses say it,
+ * which -Wstrict-prototypes reports unless told that they are meant. */
+#pragma GCC diagnostic push
+#if defined __cplusplus || (__STDC_VERSION__ > 201710L && (defined __clang__ ? __clang_major__ >= 15 : __GNUC__ >= 13))
+/** Parameter list of a function that takes any arguments. */
+#define ZEL_ANY_ARGUMENTS ...
 #else
-ZEL_API uint32_t FW_GetPoEInfo();
-ZEL_API uint32_t FW_SetPoEPort();
-ZEL_API uint32_t FW_SetPoEReg();
-ZEL_API uint32_t FW_GetPoEReg();
-ZEL_API uint32_t FW_GetSyncE_RegData();
-ZEL_API uint32_t FW_SetSyncE_RegData();
+#define ZEL_ANY_ARGUMENTS
+#pragma GCC diagnostic ignored "-Wstrict-prototypes"
 #endif
+
+/** Not fitted.
+ *  @return FW_FAIL */
+ZEL_API uint32_t FW_GetPoEInfo(ZEL_ANY_ARGUMENTS);
+/** Not fitted.
+ *  @return FW_FAIL */
+ZEL_API uint32_t FW_SetPoEPort(ZEL_ANY_ARGUMENTS);
+/** Not fitted.
+ *  @return FW_FAIL */
+ZEL_API uint32_t FW_SetPoEReg(ZEL_ANY_ARGUMENTS);
+/** Not fitted.
+ *  @return FW_FAIL */
+ZEL_API uint32_t FW_GetPoEReg(ZEL_ANY_ARGUMENTS);
+/** Not fitted.
+ *  @return FW_FAIL */
+ZEL_API uint32_t FW_GetSyncE_RegData(ZEL_ANY_ARGUMENTS);
+/** Not fitted.
+ *  @return FW_FAIL */
+ZEL_API uint32_t FW_SetSyncE_RegData(ZEL_ANY_ARGUMENTS);
+#pragma GCC diagnostic pop
 /** @} */
 
 /** @name Real-time clock
- *  Every function but the first and FW_RTC_Fail_Set asks the driver first whether the chip is alive: a failed question's
- *  result is returned, a chip that is not alive gives FW_ABSENT before any access.
+ *  An S-35390A: registers are chosen by command bits inside the device address, 0x60 for status register 1 and 0x64 for
+ *  the real-time data; bytes are BCD, least significant bit first (its data sheet).
+ *
+ *  FW_GetRtc, FW_SetRtc, FW_GetRtc1224, FW_SetRtc1224 and FW_PollRtc ask the driver first whether the chip is alive: a
+ *  failed question's result is returned, a chip that is not alive gives FW_ABSENT, both before any access and with the
+ *  arguments untouched.
  *  @{ */
 
 /** Broken-down time as the driver's record carries it, on every host: the 32-bit platform's struct tm. */
@@ -128,36 +151,42 @@ ZEL_API uint8_t s35390A_to_time(uint8_t raw, uint8_t nbits);
 ZEL_API uint8_t time_to_s35390A(uint32_t value);
 
 /** Asks the driver whether the clock chip is alive.
- *  @param alive  out: 0 = no; written whenever the request was made
+ *  @param alive  out: 0 = no; written whenever the request was made, 0 where it failed
  *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRTC_Alive(uint8_t *alive);
-/** Gets the clock record that the driver holds: the last one of FW_PollRtc. No chip access.
- *  @param rec  out: zeroed once the node is open, then filled by the driver
+/** Gets the clock record that the driver holds: the last one of FW_PollRtc, of any process. No chip access.
+ *  @param rec  out: zeroed once the node is open for the second request, then filled by the driver
  *  @return the request's result, FW_ABSENT or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc(rtc_record *rec);
-/** Sets the chip's date and time, day of week 0, and then 24-hour mode. No field is validated. Two transfers, 5 ms each.
- *  @param rec  in: tm_year to tm_sec; out: tm_year less 100 and tm_mon plus 1, also when a write failed
- *  @return 0, FW_ABSENT, or the first failed transfer's result. Thread-safe: yes. */
+/** Sets the chip's date and time, day of week 0, and then 24-hour mode. No field is validated: the low byte of each is
+ *  encoded. `mode24`, `pm` and tm_wday are not read. Two transfers, 5 ms each; a failed first one ends the call.
+ *  @param rec  in: tm_year to tm_sec; out, once the chip is known to be alive: tm_year less 100 and tm_mon plus 1, also
+ *              when a write failed. Fill it anew for the next call
+ *  @return 0, FW_ABSENT, FW_FAIL (node), or the first failed transfer's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetRtc(rtc_record *rec);
-/** Reads the chip's 12/24-hour mode.
+/** Reads the chip's 12/24-hour mode, bit 6 of status register 1 as it arrives.
  *  @param mode  out: 1 = 24-hour, 0 = 12-hour; untouched on failure
  *  @return the transfer's result, FW_ABSENT or FW_FAIL. One transfer, 5 ms. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc1224(uint8_t *mode);
 /** Sets the chip's 12/24-hour mode; clears the other writable bits of status register 1.
- *  @param mode  1 = 24-hour, 0 = 12-hour; another gives FW_FAIL, nothing written
+ *  @param mode  1 = 24-hour, 0 = 12-hour; another gives FW_FAIL, nothing written, after the question whether the chip
+ *               is alive
  *  @return the transfer's result, FW_ABSENT or FW_FAIL. One transfer, 5 ms. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetRtc1224(const uint8_t *mode);
 /** Sets the driver's clock-failure flag.
- *  @param fail  0 or 1
+ *  @param fail  0 or 1; every value is passed on
  *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_RTC_Fail_Set(uint8_t fail);
-/** Reads the chip once and hands the time to the driver; sets the failure flag when the time cannot be read, clears it
- *  otherwise. Two transfers, 5 ms each.
+/** Reads the chip once and hands the time to the driver, for FW_GetRtc; sets the failure flag when the time cannot be
+ *  read, clears it otherwise. Two transfers, 5 ms each: time, then mode; when the mode cannot be read the flag stays
+ *  clear and nothing is handed over.
  *  @return 0, FW_ABSENT, FW_FAIL, or the failed transfer's or request's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_PollRtc(void);
 /** @} */
 
 /** @name Temperature sensor
+ *  An LM75 at 0x9E: register 0, two bytes, holds 9 bits in two's complement of half a degree each (its data sheet). Its
+ *  other registers are not used.
  *  @{ */
 
 /** The temperature record, 4 bytes. */
@@ -167,19 +196,20 @@ struct temp_record {
 typedef struct temp_record temp_record; /**< likewise */
 
 /** Asks the driver whether the sensor is alive.
- *  @param alive  out: 0 = no; written whenever the request was made
+ *  @param alive  out: 0 = no; written whenever the request was made, 0 where it failed
  *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetLM75_Alive(uint8_t *alive);
-/** Gets the temperature that the driver holds: the last one of FW_PollTemperature. No sensor access.
- *  @param rec  out: zeroed once the node is open, then filled by the driver
- *  @return the request's result, FW_ABSENT when the sensor is not alive, FW_FAIL. Thread-safe: yes. */
+/** Gets the temperature that the driver holds: the last one of FW_PollTemperature, of any process. Asks first whether
+ *  the sensor is alive, by a request of its own. No sensor access.
+ *  @param rec  out: zeroed once the node is open for the second request, then filled by the driver
+ *  @return the request's result; FW_ABSENT when the sensor is not alive; FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_GetTemperature(temp_record *rec);
 /** Sets the driver's sensor-failure flag.
- *  @param fail  0 or 1
+ *  @param fail  0 or 1; every value is passed on
  *  @return the request's result or FW_FAIL. Thread-safe: yes. */
 ZEL_API uint32_t FW_Tempereature_Fail_Set(uint8_t fail);
-/** Reads the sensor once (LM75 register 0, 9 bits two's complement, 0.5 degrees each) and hands the temperature to the
- *  driver; sets the failure flag when it cannot be read, clears it otherwise. One transfer, 5 ms.
+/** Reads the sensor once, if the driver says that it is alive, and hands the temperature to the driver, for
+ *  FW_GetTemperature; sets the failure flag when it cannot be read, clears it otherwise. One transfer, 5 ms.
  *  @return 0, FW_ABSENT, FW_FAIL, or the failed transfer's or request's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_PollTemperature(void);
 /** @} */
