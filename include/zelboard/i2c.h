@@ -75,8 +75,8 @@ ZEL_API void FW_SFP_mDelay(uint16_t ms);
  *  Not fitted on this board: each accepts any arguments, touches nothing and returns FW_FAIL. Thread-safe: yes.
  *  @{ */
 
-/* C can say "any arguments" since C23, and compilers know it since GCC 13 and clang 15; before, empty parentheses say it,
- * which -Wstrict-prototypes reports unless told that they are meant. */
+/* C can say "any arguments" since C23, and compilers know it since GCC 13 and clang 15; before, empty parentheses say
+ * it, which -Wstrict-prototypes reports unless told that they are meant. */
 #pragma GCC diagnostic push
 #if defined __cplusplus || (__STDC_VERSION__ > 201710L && (defined __clang__ ? __clang_major__ >= 15 : __GNUC__ >= 13))
 /** Parameter list of a function that takes any arguments. */
