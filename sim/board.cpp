@@ -77,6 +77,11 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   return true;
 }
 
+void detach(const Attached &attached) {
+  munmap(attached.board, sizeof(Board));
+  munmap(const_cast<uint8_t *>(attached.inverted_flash), kFlashSize);
+}
+
 const char *variable(const char *name) {
   const char *value = getenv(name);
   return value != nullptr ? value : "";
@@ -140,12 +145,26 @@ int64_t now_us(const Board &board) {
   return wrapping_sum(int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000, static_cast<int64_t>(board.paused_us));
 }
 
-Guard::Guard(Board &board) : board_(board) {
+// A sleeper that was killed costs one call in vain.
+void announce_change(Board &board) {
+  __atomic_add_fetch(&board.watch.changes, 1, __ATOMIC_SEQ_CST);
+  if (__atomic_exchange_n(&board.watch.awaited, 0, __ATOMIC_SEQ_CST) != 0) sys::futex_wake_all(&board.watch.changes);
+}
+
+void await_change(Board &board, uint32_t seen) {
+  __atomic_store_n(&board.watch.awaited, 1, __ATOMIC_SEQ_CST);
+  sys::futex_wait(&board.watch.changes, seen);
+}
+
+Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
   if (pthread_mutex_lock(&board_.mutex) != EOWNERDEAD) return;
   repair(board_);
   pthread_mutex_consistent(&board_.mutex);
 }
 
-Guard::~Guard() { pthread_mutex_unlock(&board_.mutex); }
+Guard::~Guard() {
+  if (intent_ == Intent::Change) announce_change(board_);
+  pthread_mutex_unlock(&board_.mutex);
+}
 
 }  // namespace zelsim

@@ -24,6 +24,7 @@ struct Attached {
 
 /** Maps the board in `folder`. On failure false, and one line in `error`. */
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
+void detach(const Attached &attached);
 
 /** What `zelsim run` hands to programs in the environment: ZELSIM_BOARD_DIR, the folder of the board; ZELSIM_TRACE, a
  *  file or "-" for standard error; and switches, off when missing, empty or "0". A missing text is empty. */
@@ -52,16 +53,26 @@ inline int64_t wrapping_sum(int64_t a, int64_t b) {
 /** The board's time: the host's, advanced by the pauses that were counted instead of slept. */
 int64_t now_us(const Board &board);
 
-/** Holds the board's lock for a scope. Its holder may die at any point: the next one takes over. */
+/** Wakes those who watch the board. */
+void announce_change(Board &board);
+
+/** Sleeps until the count of changes is another than `seen`. */
+void await_change(Board &board, uint32_t seen);
+
+enum class Intent : uint8_t { Change, Look };
+
+/** Holds the board's lock for a scope, and in the end announces a change. Its holder may die at any point: the next one
+ *  takes over. */
 class Guard {
  public:
-  explicit Guard(Board &board);
+  explicit Guard(Board &board, Intent intent = Intent::Change);
   ~Guard();
   Guard(const Guard &) = delete;
   Guard &operator=(const Guard &) = delete;
 
  private:
   Board &board_;
+  Intent intent_;
 };
 
 // The chips of the board, as the I2C driver and the world meet them.

@@ -35,11 +35,11 @@ fs::path folder_of(const std::string &name) {
   throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
 }
 
-Attached attach_or_throw(const fs::path &folder) {
+std::shared_ptr<const Attached> attach_or_throw(const fs::path &folder) {
   Attached attached;
   char error[2 * kPathMax];
   if (!attach(folder.c_str(), &attached, error, sizeof error)) throw Failure(error);
-  return attached;
+  return {new Attached(attached), [](const Attached *old) { detach(*old), delete old; }};
 }
 
 // Power-on states of everything, and an erased flash.
@@ -63,9 +63,9 @@ std::error_code make_board(const fs::path &folder, const Words &slots) {
   check(mkdtemp(fresh.data()) != nullptr, "make " + fresh);
   std::shared_ptr<void> removed_in_the_end(nullptr, [&](void *) { fs::remove_all(fresh, failed); });
   make_board_files(fresh);
-  Board &board = *attach_or_throw(fresh).board;
+  auto attached = attach_or_throw(fresh);
   for (unsigned slot = 0; slot < slots.size(); ++slot)
-    fit(board, slot, static_cast<uint8_t>(choice(slots[slot], "--slots", kBoardTypes)));
+    fit(*attached->board, slot, static_cast<uint8_t>(choice(slots[slot], "--slots", kBoardTypes)));
   fs::permissions(fresh, fs::perms(0755));
   fs::rename(fresh, folder, failed);
   return failed;
@@ -98,6 +98,7 @@ void store(const OpenBoard &board, const std::string &image) {
   size_t size = holes ? image.find_last_not_of('\0') + 1 : kFlashSize;
   bool stored = pwrite(fd, image.data(), size, 0) == static_cast<ssize_t>(size);
   close(fd);
+  ++board->flash.replaced;
   check(stored, "write the flash image");
 }
 
@@ -138,7 +139,10 @@ void delete_board(const Line &line) {
   // readers.
   Attached attached;
   char ignored[2 * kPathMax];
-  if (attach(folder.c_str(), &attached, ignored, sizeof ignored)) attached.board->magic = 0;
+  if (attach(folder.c_str(), &attached, ignored, sizeof ignored)) {
+    attached.board->magic = 0;
+    announce_change(*attached.board);
+  }
   for (const char *file : {kStateFile, kNodeFiles[0], kNodeFiles[1], kNodeFiles[2]}) fs::remove(folder.native() + file);
   fs::remove(folder);
 }
@@ -153,7 +157,7 @@ void load_flash(const Line &line) {
 }
 
 void save_flash(const Line &line) {
-  auto image = [](const OpenBoard &board) { return reinterpret_cast<const char *>(board.attached.inverted_flash); };
+  auto image = [](const OpenBoard &board) { return reinterpret_cast<const char *>(board.attached->inverted_flash); };
   std::string content = inverted({image(open_board(line.board)), kFlashSize});
   std::ofstream file(line.words[0], std::ios::binary);
   if (!file) throw Usage("FILE: cannot open '" + line.words[0] + "': " + std::strerror(errno));
@@ -165,7 +169,7 @@ void erase_flash(const Line &line) {
   OpenBoard board = open_board(line.board);
   store(board, std::string(kFlashSize, '\0'));
   Flash &flash = board->flash;
-  flash = {flash.chip_index, flash.debug, 0, {}, {}, 0, 0};
+  flash = {flash.chip_index, flash.debug, 0, {}, {}, flash.replaced, 0, 0};
 }
 
 void run(const Line &line) {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "../tools/panel_layout.h"
@@ -88,17 +89,28 @@ void draw_legend(const Picture &picture) {
 
 }  // namespace
 
-void draw_panel(const Line &line) {
-  OpenBoard board = open_board(line.board);
-  Picture picture = {line.svg == "-" ? stdout : std::fopen(line.svg.c_str(), "w")};
-  if (picture.file == nullptr) throw Usage("--svg: cannot open '" + line.svg + "': " + std::strerror(errno));
+std::string panel_picture(const Board &board) {
+  char *text = nullptr;
+  size_t size = 0;
+  Picture picture = {open_memstream(&text, &size)};
   std::fputs(kArtwork, picture.file);
-  draw_boards(picture, *board);
-  draw_lights(picture, board->gpio);
-  draw_supplies(picture, *board);
+  draw_boards(picture, board);
+  draw_lights(picture, board.gpio);
+  draw_supplies(picture, board);
   draw_legend(picture);
   std::fputs("</svg>\n", picture.file);
-  if (std::fflush(picture.file) != 0 || std::ferror(picture.file) != 0)
+  std::fclose(picture.file);
+  std::string svg(text, size);
+  std::free(text);
+  return svg;
+}
+
+void draw_panel(const Line &line) {
+  std::string svg = panel_picture(*open_board(line.board));
+  FILE *file = line.svg == "-" ? stdout : std::fopen(line.svg.c_str(), "w");
+  if (file == nullptr) throw Usage("--svg: cannot open '" + line.svg + "': " + std::strerror(errno));
+  std::fputs(svg.c_str(), file);
+  if (std::fflush(file) != 0 || std::ferror(file) != 0)
     throw Failure("cannot write " + line.svg + ": " + std::strerror(errno));
 }
 

@@ -26,6 +26,27 @@ size_t record_size(Shape shape) {
   return kSizes[static_cast<unsigned>(shape)];
 }
 
+// Where lines of the trace go: into a file, and to those who watch the board.
+struct Readers {
+  const char *file = variable("ZELSIM_TRACE");
+  Board *watched = nullptr;
+
+  Readers() {
+    const Attached *attached = environment_board();
+    if (attached == nullptr) return;
+    Watch &watch = attached->board->watch;
+    uint32_t written = __atomic_load_n(&watch.written, __ATOMIC_RELAXED);
+    uint32_t wanted = __atomic_load_n(&watch.wanted, __ATOMIC_RELAXED);
+    if (static_cast<int32_t>(wanted - written) > 0) watched = attached->board;
+  }
+  bool none() const { return file[0] == '\0' && watched == nullptr; }
+};
+
+void show_watchers(Board &board, const char *text, size_t size) {
+  Guard guard(board);
+  for (size_t i = 0; i < size; ++i) board.watch.lines[board.watch.written++ % kWatchedBytes] = text[i];
+}
+
 class Line {
  public:
   void add_list(const char *format, va_list arguments) {
@@ -41,19 +62,24 @@ class Line {
     va_end(arguments);
   }
 
-  // One write, so that several processes may share a file. No descriptor is kept: the traced program may close any
-  // number that it likes.
-  void send(const char *where, long result) {
+  void send(const Readers &readers, long result) {
     if (result < 0 && result != kNoResult) add(" = -1 %s", strerrorname_np(error_));
     if (result >= 0) add(result > 9 ? " = 0x%lx" : " = %ld", result);
     text_[size_++] = '\n';
-    bool to_stderr = strcmp(where, "-") == 0;
-    sys::File file(to_stderr ? -1 : sys::open(where, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
-    sys::write(to_stderr ? STDERR_FILENO : file.get(), text_, size_);
+    if (readers.file[0] != '\0') write_to(readers.file);
+    if (readers.watched != nullptr) show_watchers(*readers.watched, text_, size_);
     errno = error_;
   }
 
  private:
+  // One write, so that several processes may share a file. No descriptor is kept: the traced program may close any
+  // number that it likes.
+  void write_to(const char *where) const {
+    bool to_stderr = strcmp(where, "-") == 0;
+    sys::File file(to_stderr ? -1 : sys::open(where, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    sys::write(to_stderr ? STDERR_FILENO : file.get(), text_, size_);
+  }
+
   char text_[1024];
   size_t size_ = 0;
   int error_ = errno;  // the caller's
@@ -115,13 +141,13 @@ void add_request(Line &line, const RequestEvent &event) {
 }
 
 void trace_request(const RequestEvent &event) {
-  const char *where = variable("ZELSIM_TRACE");
-  if (where[0] == '\0') return;
+  Readers readers;
+  if (readers.none()) return;
   Line line;
   line.add("%s 0x%02X", node_name(event.node), event.number);
   if (event.request == nullptr) line.add(" ?");
   if (event.request != nullptr) add_request(line, event);
-  line.send(where, event.result);
+  line.send(readers, event.result);
 }
 
 bool matches(const FaultCall &on, const FaultCall &call) {
@@ -184,7 +210,7 @@ void answer(const Attached &attached, int fd, RequestEvent &event) {
     event.result = flash_erase(attached, fd, event.address);
     event.error = errno;
   } else {
-    Guard guard(*attached.board);
+    Guard guard(*attached.board, event.request->fills ? Intent::Look : Intent::Change);
     event.result = event.request->handle(*attached.board, *event.request, event.after);
     event.answered = true;
   }
@@ -264,14 +290,14 @@ void heal(Board &board) {
 }
 
 void trace(long result, const char *format, ...) {
-  const char *where = variable("ZELSIM_TRACE");
-  if (where[0] == '\0') return;
+  Readers readers;
+  if (readers.none()) return;
   Line line;
   va_list arguments;
   va_start(arguments, format);
   line.add_list(format, arguments);
   va_end(arguments);
-  line.send(where, result);
+  line.send(readers, result);
 }
 
 }  // namespace zelsim

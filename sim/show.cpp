@@ -12,8 +12,6 @@
 namespace zelsim::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 std::string hex(uint32_t value, int digits = 1) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%0*x", digits, value);
@@ -148,7 +146,7 @@ std::string board_type(const Board &board, unsigned slot) {
   return slot == kSlots ? "main" : split(kBoardTypes, '|')[std::min(board.i2c.slot_type[slot], kSfpBoard)];
 }
 
-void show_board(const Line &line) {
+Json board_document(const Line &line) {
   OpenBoard open = open_board(line.board);
   const Board &board = *open;
   Json panel = named("system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27",
@@ -162,13 +160,12 @@ void show_board(const Line &line) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });
-  print(named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
-              {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
-               i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms, board.paused_us}),
-        line.json);
+  return named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
+               {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
+                i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms, board.paused_us});
 }
 
-void show_boards(const Line &line) {
+Json boards_document(const Line &) {
   std::error_code none;
   std::filesystem::directory_iterator entries(boards_root(), none);
   Json boards = Json::array();
@@ -181,20 +178,20 @@ void show_boards(const Line &line) {
     } catch (const Failure &) {  // a damaged one is listed, too
     }
   }
-  print(named("root boards", {boards_root().native(), boards}), line.json);
+  return named("root boards", {boards_root().native(), boards});
 }
 
-void show_flash(const Line &line) {
+Json flash_document(const Line &line) {
   OpenBoard board = open_board(line.board);
-  print(named("flash regions", {flash_of(board->flash), regions_of(board->flash)}), line.json);
+  return named("flash regions", {flash_of(board->flash), regions_of(board->flash)});
 }
 
-void show_faults(const Line &line) {
+Json faults_document(const Line &line) {
   OpenBoard board = open_board(line.board);
-  print(named("faults", {rows(kMaxRules, [&](unsigned i) { return fault_of(board->rules[i]); })}), line.json);
+  return named("faults", {rows(kMaxRules, [&](unsigned i) { return fault_of(board->rules[i]); })});
 }
 
-void show_modules(const Line &line) {
+Json modules_document(const Line &) {
   std::vector<Module> modules = catalogue();
   Json shown = rows(modules.size(), [&](unsigned i) {
     const auto &[name, page, phy] = modules[i];
@@ -202,7 +199,13 @@ void show_modules(const Line &line) {
     part.erase(part.find_last_not_of(' ') + 1);
     return named("module part_number rate_mbd", {name, part, page[12] * 100});
   });
-  print(named("modules", {shown}), line.json);
+  return named("modules", {shown});
 }
+
+void show_boards(const Line &line) { print(boards_document(line), line.json); }
+void show_board(const Line &line) { print(board_document(line), line.json); }
+void show_flash(const Line &line) { print(flash_document(line), line.json); }
+void show_faults(const Line &line) { print(faults_document(line), line.json); }
+void show_modules(const Line &line) { print(modules_document(line), line.json); }
 
 }  // namespace zelsim::tool

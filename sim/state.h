@@ -11,13 +11,14 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 2;
+constexpr uint32_t kVersion = 3;
 
 constexpr uint32_t kFlashSize = 0x2000000, kSectorSize = 0x10000, kSectors = kFlashSize / kSectorSize, kPageSize = 256;
 
 constexpr unsigned kPorts = 28, kDaughterPorts = 24, kSlots = 3, kPortsPerSlot = 8;
 constexpr unsigned kChainGroups = 32, kChainBits = 8;
 constexpr unsigned kMaxRules = 32, kRegisters = 256;
+constexpr uint32_t kWatchedBytes = 0x10000;
 constexpr uint8_t kNoCage = 0xff;
 
 enum class Node : uint8_t { None, Gpio, I2c, Flash, Any };
@@ -91,6 +92,7 @@ struct Register {
 struct Flash {
   uint8_t chip_index, debug, extended_address;
   uint32_t erases[kSectors], programs[kSectors];  // programs count page program operations
+  uint32_t replaced;                               // times that something else than a program changed the contents
   uint64_t bytes_programmed, bytes_not_erased;    // the latter: programmed while not 0xFF
 };
 
@@ -111,6 +113,15 @@ struct FaultRule {
   uint32_t value, skip, count, hits;  // count 0: until healed
 };
 
+/** For whoever looks on from outside. Counts wrap. */
+struct Watch {
+  uint32_t changes;  // of the board so far
+  uint32_t awaited;  // somebody sleeps on the count until it grows
+  // Lines of the trace, whose bytes are counted; they are written while less than what a reader asked for.
+  uint32_t written, wanted;
+  char lines[kWatchedBytes];
+};
+
 struct Board {
   uint64_t magic;
   uint32_t version, size;
@@ -127,6 +138,7 @@ struct Board {
   FaultRule rules[kMaxRules];
   uint64_t paused_us;  // pauses counted and not slept; they advance the board's time
   uint32_t settle_ms;  // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
+  Watch watch;
 };
 
 }  // namespace zelsim

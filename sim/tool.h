@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -39,6 +41,14 @@ struct Line {
 using Command = void(const Line &line);
 Command create_board, reset_board, delete_board, plug_module, load_flash, save_flash, erase_flash, show_boards,
     show_board, show_flash, show_faults, show_modules, draw_panel;
+
+/** What the commands that show something print. */
+using Json = nlohmann::ordered_json;
+using Document = Json(const Line &line);
+Document boards_document, board_document, flash_document, faults_document, modules_document;
+/** The front panel as it looks now, as SVG. */
+std::string panel_picture(const Board &board);
+
 /** Becomes the program, on a board that is made when missing; comes back only as an exception. */
 Command run;
 
@@ -62,10 +72,10 @@ Words split(const std::string &text, char separator);
 /** A board, locked for as long as this lives. */
 struct OpenBoard {
   std::filesystem::path folder;
-  Attached attached;
-  Guard guard{*attached.board};
-  Board &operator*() const { return *attached.board; }
-  Board *operator->() const { return attached.board; }
+  std::shared_ptr<const Attached> attached;
+  Guard guard{*attached->board};
+  Board &operator*() const { return *attached->board; }
+  Board *operator->() const { return attached->board; }
 };
 
 /** Folder of all boards; a board by its name, where an empty name is the board of the `zelsim run` around us, else the

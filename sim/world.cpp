@@ -137,6 +137,7 @@ void fail(const Line &line) {
 
 constexpr Row kWorldCommands[] = {
     {"fit", "SLOT BOARD=none|copper|sfp", "Fit a daughter board into slot 1, 2 or 3", fit_slot, "fit 2 sfp"},
+    {"plug", "PORT MODULE", "Plug a module of 'zelsim modules', or a file of its page", plug_module, "plug 5 10g-sr"},
     {"unplug", "PORT", "Pull the module out of a port's cage", unplug_module, "unplug 5"},
     {"fail", "?NODE[:REQUEST][@ADDRESS[-ADDRESS]]", "Make requests fail until 'zelsim heal'", fail,
      "fail i2c:BufRead@0x40 --result busy --count 3\n  zelsim fail flash:write@0x1200000-0x12fffff --skip 5\n\n"
@@ -160,6 +161,8 @@ constexpr Row kWorldCommands[] = {
      set_state<offsetof(Board, settle_ms), uint32_t>},
     {"set chip-index", "BYTE", "flash chip that the driver reports; 0: fitted",
      set_state<offsetof(Board, flash.chip_index)>},
+    {"flash erase", "", "Erase everything, and the counters", erase_flash, "flash erase"},
+    {"reset", "?NAME", "Put a board back to what create makes; the flash stays", reset_board, "reset lab"},
 };
 
 }  // namespace

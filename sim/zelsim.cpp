@@ -14,17 +14,14 @@ constexpr Row kRows[] = {
      "run --fast --trace -- zelctl ports"},
     {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
      create_board, "create lab --slots sfp,copper,none"},
-    {"reset", "?NAME", "Put a board back to what create makes; the flash stays", reset_board, "reset lab"},
     {"delete", "?NAME", "Remove a board and its flash", delete_board, "delete lab"},
     {"list", "", "List the boards", show_boards, "list --json"},
     {"show", "", "Show everything about a board", show_board, "show --board lab"},
     {"panel", "", "Draw the front panel", draw_panel, "panel --svg panel.svg"},
-    {"plug", "PORT MODULE", "Plug a module of 'zelsim modules', or a file of its page", plug_module, "plug 5 10g-sr"},
     {"modules", "", "List the catalogue of modules", show_modules, "modules"},
     {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
     {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
     {"flash save", "FILE", "Write the 32 MiB to a file", save_flash, "flash save flash.bin"},
-    {"flash erase", "", "Erase everything, and the counters", erase_flash, "flash erase"},
     {"flash stats", "", "Show erases and programs by region", show_flash, "flash stats"},
 };
 
