@@ -1,5 +1,5 @@
-// CRC-32 of IEEE 802.3, reflected: one exported table, built on first use, and four private ones beside it.
-#include <pthread.h>
+// CRC-32 of IEEE 802.3, reflected. The library computes from constant tables of its own; the exported one, filled by the
+// first CRC, is for programs.
 #include <string.h>
 
 #include <atomic>
@@ -18,53 +18,41 @@ constexpr uint32_t kPolynomial = 0xEDB88320;
 constexpr uint32_t shift(uint32_t crc) { return (crc >> 1) ^ ((crc & 1) != 0 ? kPolynomial : 0); }
 
 // Long texts are taken in blocks of five words. Each word of a block belongs to a lane with a register of its own, which
-// meets that lane's words only: the lookups of one lane wait for none of another's. Entry n of byte[k] is the register
+// meets that lane's words only: the lookups of one lane wait for none of another's. Entry n of stride[k] is the register
 // after byte k of a word was n and zero bytes followed up to the lane's next word.
 constexpr uint32_t kLanes = 5;
 constexpr uint32_t kWord = sizeof(uint32_t);
 constexpr uint32_t kBlock = kLanes * kWord;
 static_assert(std::endian::native == std::endian::little);  // byte 0 of a word is its lowest
 
-struct Strides {
-  uint32_t byte[kWord][256];
+struct Tables {
+  uint32_t single[256];         // entry n: register n after one byte
+  uint32_t stride[kWord][256];  // by byte of a word
 };
 
-constexpr Strides derive_strides() {
-  Strides strides{};
+constexpr Tables derive_tables() {
+  Tables tables{};
   for (uint32_t n = 0; n < 256; ++n) {
     uint32_t crc = n;
     for (uint32_t k = kBlock; k-- > 0;) {
       for (int bit = 0; bit < 8; ++bit) crc = shift(crc);
-      if (k < kWord) strides.byte[k][n] = crc;
+      if (k == kBlock - 1) tables.single[n] = crc;
+      if (k < kWord) tables.stride[k][n] = crc;
     }
   }
-  return strides;
+  return tables;
 }
 
-constexpr Strides kStrides = derive_strides();
+constexpr Tables kTables = derive_tables();
 
-pthread_mutex_t table_lock = PTHREAD_MUTEX_INITIALIZER;
-
-void build_table() {
-  crc_table[0] = 0;
-  uint32_t crc = 1;
-  for (uint32_t i = 128; i != 0; i >>= 1) {
-    crc = shift(crc);
-    for (uint32_t j = 0; j < 256; j += 2 * i) crc_table[i + j] = crc_table[j] ^ crc;
-  }
-}
-
-/// A thread that sees the flag at 1 sees all 256 words; the lock keeps a second first user from building over a table
-/// that is already in use.
-void ensure_table() {
+/// A thread that sees the flag at 1 sees all 256 words. First users may come at once: each stores the same.
+void publish_table() {
   const std::atomic_ref ready(crc_table_is_init);
   if (ready.load(std::memory_order_acquire) != 0) return;
-  pthread_mutex_lock(&table_lock);
-  if (ready.load(std::memory_order_relaxed) == 0) {
-    build_table();
-    ready.store(1, std::memory_order_release);
+  for (uint32_t n = 0; n < 256; ++n) {
+    std::atomic_ref(crc_table[n]).store(kTables.single[n], std::memory_order_relaxed);
   }
-  pthread_mutex_unlock(&table_lock);
+  ready.store(1, std::memory_order_release);
 }
 
 uint32_t word_of(const uint8_t *bytes, uint32_t n) {
@@ -74,17 +62,17 @@ uint32_t word_of(const uint8_t *bytes, uint32_t n) {
 }
 
 uint32_t stride(uint32_t word) {
-  const auto &byte = kStrides.byte;
+  const auto &byte = kTables.stride;
   return byte[0][word & 0xFF] ^ byte[1][word >> 8 & 0xFF] ^ byte[2][word >> 16 & 0xFF] ^ byte[3][word >> 24];
 }
 
 uint32_t bytewise(uint32_t crc, const uint8_t *bytes, uint32_t length) {
-  for (; length != 0; ++bytes, --length) crc = crc_table[(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
+  for (; length != 0; ++bytes, --length) crc = kTables.single[(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
   return crc;
 }
 
 uint32_t crc_of(uint32_t crc, const uint8_t *bytes, uint32_t length) {
-  ensure_table();
+  publish_table();
   if (length >= kBlock) {
     uint32_t lanes[kLanes] = {crc};
     for (; length >= 2 * kBlock; bytes += kBlock, length -= kBlock) {

@@ -34,6 +34,8 @@ class Region {
   Buffer bytes_;
 };
 
+/// A used slot holds a variable, wherever in the table it lies. Only those before the first slot that is not used are
+/// listed: written when the table is.
 inline bool is_used(const env_slot &slot) { return slot.name[0] != kEmptySlot; }
 
 /// Whole match of a field's text. A field without a NUL (the name of an entry that had no "=") matches nothing.
@@ -50,5 +52,14 @@ inline env_slot *find_variable(const char *name) {
   }
   return nullptr;
 }
+
+/// Whether an update could store the variable at all.
+bool fits_slot(const char *name, const char *value);
+
+/// Parses a data area into env_data; false when it holds more of a variable, or more variables, than the table took.
+bool parse_area(const uint8_t *data);
+
+/// True when writing the table would keep every used slot.
+bool lists_everything();
 
 }  // namespace zel

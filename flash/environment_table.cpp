@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t kMaxName = sizeof env_slot::name - 1, kMaxValue = sizeof env_slot::value - 1;
 constexpr size_t kListEnd = 1;  // the NUL of the empty entry that closes the list
+constexpr int kFill = 0xFF;     // of a slot before it is filled
 
 size_t at_most(size_t length, size_t limit) { return length < limit ? length : limit; }
 
@@ -20,20 +21,27 @@ const uint8_t *find(uint8_t byte, const uint8_t *from, const uint8_t *end) {
   return found != nullptr ? static_cast<const uint8_t *>(found) : end;
 }
 
-/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). What exceeds a field is cut.
-void fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
+/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). What exceeds a field is cut; false when a
+/// variable lost something by it.
+bool fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
   const uint8_t *const equals = find('=', from, end);
-  const size_t name = at_most(static_cast<size_t>(equals - from), kMaxName);
+  const auto name_length = static_cast<size_t>(equals - from);
+  const size_t name = at_most(name_length, kMaxName);
   memcpy(slot.name, from, name);
+  bool whole = name == name_length;
   if (equals != end) {
-    const size_t value = at_most(static_cast<size_t>(end - equals) - 1, kMaxValue);
+    const auto value_length = static_cast<size_t>(end - equals) - 1;
+    const size_t value = at_most(value_length, kMaxValue);
     slot.name[name] = '\0';
     memcpy(slot.value, equals + 1, value);
     slot.value[value] = '\0';
-  } else if (ended_by_nul) {
+    whole = whole && value == value_length;
+  } else {
     // Without "=" the NUL goes to the value field, at the name's position: such a name stays unterminated.
-    slot.value[name] = '\0';
+    if (ended_by_nul) slot.value[name] = '\0';
+    whole = whole && memchr(from, kFill, name) == nullptr;
   }
+  return whole || !is_used(slot);
 }
 
 struct Entry {
@@ -46,15 +54,21 @@ struct Entry {
 Entry entry_of(const env_slot &slot) {
   const size_t name = strnlen(slot.name, sizeof slot.name);
   if (name < sizeof slot.name) return {name, at_most(strnlen(slot.value, sizeof slot.value), kMaxValue)};
-  const void *const fill = memchr(slot.name, 0xFF, sizeof slot.name);
+  const void *const fill = memchr(slot.name, kFill, sizeof slot.name);
   return {fill != nullptr ? static_cast<size_t>(static_cast<const char *>(fill) - slot.name) : kMaxName, 0};
 }
 
-size_t list_size() {
+/// Size of the list that is written once `changed`, if not null, holds an entry of the wanted size.
+size_t list_size(const env_slot *changed, size_t wanted) {
   size_t size = kListEnd;
   for (const env_slot &slot : env_data) {
-    if (!is_used(slot)) break;
-    size += entry_of(slot).size();
+    if (&slot == changed) {
+      size += wanted;
+    } else if (is_used(slot)) {
+      size += entry_of(slot).size();
+    } else {
+      break;
+    }
   }
   return size;
 }
@@ -67,19 +81,39 @@ env_slot *find_empty_slot() {
 }
 
 }  // namespace
+
+bool fits_slot(const char *name, const char *value) { return strlen(name) <= kMaxName && strlen(value) <= kMaxValue; }
+
+bool parse_area(const uint8_t *data) {
+  const uint8_t *const end = data + kDataSize;
+  const uint8_t *at = data;
+  bool whole = true;
+  memset(env_data, kFill, sizeof env_data);
+  for (env_slot &slot : env_data) {
+    const uint8_t *const nul = find('\0', at, end);
+    if (!fill_slot(slot, at, nul, nul != end)) whole = false;
+    env_ptr = nul != end ? nul : end - 1;
+    at = env_ptr + 1;
+    if (at == end || *at == '\0') return whole;
+  }
+  // What follows the last slot is lost, unless it is but fill.
+  while (at != end && *at == kFill) ++at;
+  return whole && at == end;
+}
+
+bool lists_everything() {
+  bool listed = true;
+  for (const env_slot &slot : env_data) {
+    if (is_used(slot) && !listed) return false;
+    listed = is_used(slot);
+  }
+  return list_size(nullptr, 0) <= kDataSize;
+}
+
 }  // namespace zel
 
 uint32_t env_convert(const uint8_t *data) {
-  const uint8_t *const end = data + zel::kDataSize;
-  const uint8_t *at = data;
-  memset(env_data, 0xFF, sizeof env_data);
-  for (env_slot &slot : env_data) {
-    const uint8_t *const nul = zel::find('\0', at, end);
-    zel::fill_slot(slot, at, nul, nul != end);
-    env_ptr = nul != end ? nul : end - 1;
-    at = env_ptr + 1;
-    if (at == end || *at == '\0') break;
-  }
+  zel::parse_area(data);
   return 0;
 }
 
@@ -99,15 +133,13 @@ uint32_t convert_env(uint8_t *data) {
 }
 
 uint32_t env_add(const char *name, const char *value) {
-  const zel::Entry wanted{strlen(name), strlen(value)};
-  if (wanted.name > zel::kMaxName || wanted.value > zel::kMaxValue) return 0;
-
+  if (!zel::fits_slot(name, value)) return 0;
   env_slot *const known = zel::find_variable(name);
   env_slot *const slot = known != nullptr ? known : zel::find_empty_slot();
   if (slot == nullptr) return 0;
-  const size_t freed = known != nullptr ? zel::entry_of(*known).size() : 0;
+  const zel::Entry wanted{strlen(name), strlen(value)};
   // A list that outgrew the area would lose its last variables when it is written.
-  if (zel::list_size() - freed + wanted.size() > zel::kDataSize) return 0;
+  if (zel::list_size(slot, wanted.size()) > zel::kDataSize) return 0;
 
   if (known == nullptr) {
     memset(slot->name, 0, sizeof slot->name);

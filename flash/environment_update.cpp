@@ -24,15 +24,15 @@ void store32(uint8_t *bytes, uint32_t word) {
   for (int n = 0; n < 4; ++n) bytes[n] = static_cast<uint8_t>(word >> 8 * n);
 }
 
-/// Rebuilds the region with the variable set; the CRC of its new data area.
-uint32_t rebuild(const Region &region, const char *name, const char *value) {
-  env_convert(region.data());
+/// Rebuilds the region with the variable set and its CRC renewed; false when a variable that it held would be lost or cut.
+bool rebuild(const Region &region, const char *name, const char *value) {
+  const bool whole = parse_area(region.data());
   env_add(name, value);
+  if (!whole || !lists_everything()) return false;
   region.clear();
   convert_env(region.data());
-  const uint32_t crc = region.crc();
-  store32(region.get(), crc);
-  return crc;
+  store32(region.get(), region.crc());
+  return true;
 }
 
 bool check_passes(uint32_t crc, const char *name, const char *value, uint32_t mode) {
@@ -50,11 +50,11 @@ uint32_t set_variable(const Region &region, const char *name, const char *value)
       if (failures.exhausted()) return FW_FAIL;
       continue;
     }
-    const uint32_t crc = rebuild(region, name, value);
+    if (!rebuild(region, name, value)) return FW_FAIL;
     while (const uint32_t failed = FW_SpiFlashEnvWrite(region.get())) {
       if (failures.exhausted()) return failed;
     }
-    if (check_passes(crc, name, value, kCheckVariable)) return 0;
+    if (check_passes(region.crc(), name, value, kCheckVariable)) return 0;
     if (failures.exhausted()) return FW_FAIL;
   }
 }
@@ -79,7 +79,7 @@ uint8_t check_env_crc(uint32_t crc, const char *name, const char *value, uint32_
 }
 
 uint32_t FW_SpiFlash_EnvAdd(const char *name, const char *value) {
-  if (name[0] == '\0' || value[0] == '\0') return FW_FAIL;
+  if (name[0] == '\0' || value[0] == '\0' || !zel::fits_slot(name, value)) return FW_FAIL;
   const zel::Region region;
   return region ? zel::set_variable(region, name, value) : FW_FAIL;
 }

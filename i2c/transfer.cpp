@@ -25,9 +25,9 @@ constexpr Request kWrite{kI2c, 0xB1};
 constexpr uint32_t kMaxOffsetLen = 4;
 constexpr useconds_t kPause = 5000;  // after every request, so that slow devices keep up
 
-/// Addresses a record; false for a transfer that it cannot hold. One without data may come without a buffer.
-bool address(i2c_xfer &record, uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len) {
-  if (offset_len > kMaxOffsetLen || len > sizeof record.data) return false;
+/// Addresses a record; false for a transfer that it cannot hold. Only one without data may come without a buffer.
+bool address(i2c_xfer &record, uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf) {
+  if (offset_len > kMaxOffsetLen || len > sizeof record.data || (buf == nullptr && len != 0)) return false;
   record.len = len;
   record.addr = addr;
   record.offset = offset;
@@ -37,9 +37,9 @@ bool address(i2c_xfer &record, uint8_t addr, uint32_t offset, uint32_t offset_le
 
 uint32_t read_device(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf) {
   i2c_xfer record{};
-  if (!address(record, addr, offset, offset_len, len)) return FW_FAIL;
+  if (!address(record, addr, offset, offset_len, len, buf)) return FW_FAIL;
   return request_then(kRead, record, [&] {
-    if (buf != nullptr) memcpy(buf, record.data, len);
+    if (len != 0) memcpy(buf, record.data, len);
     usleep(kPause);
   });
 }
@@ -58,7 +58,7 @@ uint32_t FW_I2C_BufRead(uint8_t addr, uint32_t offset, uint32_t offset_len, uint
 
 uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf) {
   zel::i2c_xfer record{};
-  if (!zel::address(record, addr, offset, offset_len, len)) return FW_FAIL;
-  if (buf != nullptr) memcpy(record.data, buf, len);
+  if (!zel::address(record, addr, offset, offset_len, len, buf)) return FW_FAIL;
+  if (len != 0) memcpy(record.data, buf, len);
   return zel::request_then(zel::kWrite, record, [] { usleep(zel::kPause); });
 }

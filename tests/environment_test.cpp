@@ -80,28 +80,53 @@ TEST_F(Environment, UpdateInTheFlash) {
   const std::string name80(80, 'n'), value511(511, 'v');
   // The list of a full area leaves a value of 250 characters.
   const std::string most = repeated("a=" + value511 + ";", 127), full = most + "k=" + std::string(250, 'w') + ";";
+  // What could not be kept whole is refused before the first erase; a list or table that is full, when it cannot be found.
+  const std::string wide = "k=" + std::string(433, 'v') + ";", flags = repeated("f;", 50);
   const struct {
     std::string before, name, value, after;
-  } rows[] = {{"pwrmode=pwrad;x=1;x=2;", "x", "longer", "pwrmode=pwrad;x=longer;x=2;"},
-              {"pwrmode=pwrad;", "pwr", "y", "pwrmode=pwrad;pwr=y;"},
-              {"flag;", name80, value511, "flag=;" + name80 + "=" + value511 + ";"},
-              {"a=1;", name80 + "n", "1", ""},
-              {"a=1;", "a", value511 + "v", ""},
-              {repeated("k=v;", 200), "new", "1", ""},
-              {repeated("k=v;", 200), "k", "w", "k=w;" + repeated("k=v;", 199)},
-              {most, "k", std::string(250, 'w'), full},
-              {full, "k", std::string(250, 'x'), most + "k=" + std::string(250, 'x') + ";"},
-              {full, "k", std::string(251, 'x'), ""},
-              {most, "k", std::string(251, 'x'), ""}};
+    int erases;
+  } rows[] = {{"pwrmode=pwrad;x=1;x=2;", "x", "longer", "pwrmode=pwrad;x=longer;x=2;", 1},
+              {"pwrmode=pwrad;", "pwr", "y", "pwrmode=pwrad;pwr=y;", 1},
+              {"flag;", name80, value511, "flag=;" + name80 + "=" + value511 + ";", 1},
+              {"a=1;", name80 + "n", "1", "", 0},
+              {"a=1;", "a", value511 + "v", "", 0},
+              {repeated("k=v;", 200), "new", "1", repeated("k=v;", 200), 10},
+              {repeated("k=v;", 200), "k", "w", "k=w;" + repeated("k=v;", 199), 1},
+              {most, "k", std::string(250, 'w'), full, 1},
+              {full, "k", std::string(250, 'x'), most + "k=" + std::string(250, 'x') + ";", 1},
+              {full, "k", std::string(251, 'x'), full, 10},
+              {most, "k", std::string(251, 'x'), most, 10},
+              {";a=1;", "new", "1", "new=1;a=1;", 1},
+              {";a=1;", "a", "2", "", 0},
+              {"a=1;\xFF=1;b=1;", "a", "2", "", 0},
+              {";" + repeated(wide, 150), "new", std::string(400, 'n'), "", 0},
+              {name80 + "n=1;a=1;", "a", "2", "", 0},
+              {"n=" + value511 + "v;a=1;", "a", "2", "", 0},
+              {"fl\xFFg;a=1;", "a", "2", "", 0},
+              {repeated("k=v;", 201), "k", "w", "", 0},
+              {repeated("k=v;", 200) + std::string(64732, '\xFF'), "k", "w", "k=w;" + repeated("k=v;", 199), 1},
+              {repeated(wide, 150) + flags, "k", std::string(433, 'w'), "", 0}};  // with "=" the flags outgrow the area
   for (const auto &row : rows) {
     store(area(row.before));
-    EXPECT_EQ(FW_SpiFlash_EnvAdd(row.name.c_str(), row.value.c_str()), row.after.empty() ? FW_FAIL : 0U) << row.before;
-    Bytes expected = area(row.after.empty() ? row.before : row.after);
+    int erases = 0;
+    wire::on_request([&](const wire::Request &request) -> std::optional<int> {
+      erases += request.number == 0xD1;
+      return std::nullopt;
+    });
+    const Bytes before = flash(kRegion, 0x10000);
+    const uint32_t result = result_of([&] { return FW_SpiFlash_EnvAdd(row.name.c_str(), row.value.c_str()); });
+    EXPECT_EQ(std::pair(result, erases), std::pair(row.erases == 1 ? 0U : FW_FAIL, row.erases)) << row.before;
+    Bytes expected = area(row.after);
     const uint32_t crc = FW_crc32(expected.data(), kAreaSize);
     for (int n = 3; n >= 0; --n) expected.insert(expected.begin(), static_cast<uint8_t>(crc >> 8 * n));
-    EXPECT_EQ(flash(kRegion, 0x10000), expected) << row.before;
+    EXPECT_EQ(flash(kRegion, 0x10000), row.erases == 0 ? before : expected) << row.before;
   }
-  EXPECT_EQ(trace([] { return FW_SpiFlash_EnvAdd("", "1") & FW_SpiFlash_EnvAdd("a", ""); }), "");
+  const auto never_fitting = [&] {
+    return FW_SpiFlash_EnvAdd("", "1") & FW_SpiFlash_EnvAdd("a", "") & FW_SpiFlash_EnvAdd((name80 + "n").c_str(), "1");
+  };
+  EXPECT_EQ(trace(never_fitting), "");
+  env_convert(area(";pwrmode=abcdef;").data());
+  EXPECT_TRUE(env_add("pwrmode", "a") == 0 && table() == "pwrmode=a;") << "behind an empty slot";
 }
 
 // Every read and write of the region starts with the question for the chip; they are counted from 1.

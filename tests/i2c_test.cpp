@@ -29,6 +29,11 @@ TEST_F(Bus, TransfersOnTheWire) {
   };
   EXPECT_EQ(trace([&] { return refused(5, 1) && refused(256, 1) && refused(1, 129) && refused(1, 255); }, &result), "");
   EXPECT_EQ(result, 1U);
+  const auto without_buffer = [] {
+    return FW_I2C_BufRead(0x40, 0, 1, 1, nullptr) & FW_I2C_BufWrite(0x40, 0, 1, 1, nullptr);
+  };
+  EXPECT_EQ(trace(without_buffer, &result), "");
+  EXPECT_EQ(result, FW_FAIL);
   EXPECT_EQ(trace([] { return FW_SFP_mDelay(2), FW_SFP_mDelay(0), 0U; }), "pause 1000\npause 1000\n");
   EXPECT_TRUE(FW_GetPoEInfo(1, "x") == FW_FAIL && FW_SetPoEPort() == FW_FAIL && FW_SetPoEReg(2.0) == FW_FAIL);
   EXPECT_TRUE(FW_GetPoEReg() == FW_FAIL && FW_GetSyncE_RegData(1) == FW_FAIL && FW_SetSyncE_RegData() == FW_FAIL);
