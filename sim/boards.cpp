@@ -98,7 +98,7 @@ void store(const OpenBoard &board, const std::string &image) {
   size_t size = holes ? image.find_last_not_of('\0') + 1 : kFlashSize;
   bool stored = pwrite(fd, image.data(), size, 0) == static_cast<ssize_t>(size);
   close(fd);
-  ++board->flash.replaced;
+  ++board->watch.reflashed;
   check(stored, "write the flash image");
 }
 
@@ -169,7 +169,7 @@ void erase_flash(const Line &line) {
   OpenBoard board = open_board(line.board);
   store(board, std::string(kFlashSize, '\0'));
   Flash &flash = board->flash;
-  flash = {flash.chip_index, flash.debug, 0, {}, {}, flash.replaced, 0, 0};
+  flash = {flash.chip_index, flash.debug, 0, {}, {}, 0, 0};
 }
 
 void run(const Line &line) {

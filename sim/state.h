@@ -92,7 +92,6 @@ struct Register {
 struct Flash {
   uint8_t chip_index, debug, extended_address;
   uint32_t erases[kSectors], programs[kSectors];  // programs count page program operations
-  uint32_t replaced;                               // times that something else than a program changed the contents
   uint64_t bytes_programmed, bytes_not_erased;    // the latter: programmed while not 0xFF
 };
 
@@ -115,8 +114,9 @@ struct FaultRule {
 
 /** For whoever looks on from outside. Counts wrap. */
 struct Watch {
-  uint32_t changes;  // of the board so far
-  uint32_t awaited;  // somebody sleeps on the count until it grows
+  uint32_t changes;    // of the board so far
+  uint32_t awaited;    // somebody sleeps on the count until it grows
+  uint32_t reflashed;  // how often the flash got other contents as a whole
   // Lines of the trace, whose bytes are counted; they are written while less than what a reader asked for.
   uint32_t written, wanted;
   char lines[kWatchedBytes];

@@ -163,6 +163,7 @@ class FaultSweep : public BoardTest {
     zelsim::Board &board = outcome.board = *board_;
     board.mutex = {};
     board.paused_us = 0;
+    board.watch = {};
     memset(board.chain, 0, sizeof board.chain);
     board.flash = {board.flash.chip_index, board.flash.debug, 0, {}, {}, 0, 0};
     memset(board.i2c.rtc_record, 0, sizeof board.i2c.rtc_record);
