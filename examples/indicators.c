@@ -10,8 +10,6 @@
 #include <time.h>
 #include <zelboard/zelboard.h>
 
-enum { LED_OFF, LED_ON, LED_BLINK };
-
 struct state {
   bool readable, power_alarm, hot;
 };
@@ -41,8 +39,8 @@ static struct state look(struct state before, float limit) {
  * right thing already is left alone by the library. */
 static bool show(struct state now) {
   const bool alarm = now.power_alarm || now.hot;
-  const uint32_t failed = FW_SetSystemLed(now.readable ? LED_ON : LED_BLINK) |
-                          FW_SetAlarmLed(alarm ? LED_ON : LED_OFF) | FW_SetAlarmRelay(alarm);
+  const uint32_t failed = FW_SetSystemLed(now.readable ? FW_LED_ON : FW_LED_BLINK) |
+                          FW_SetAlarmLed(alarm ? FW_LED_ON : FW_LED_OFF) | FW_SetAlarmRelay(alarm);
   return failed == 0;
 }
 

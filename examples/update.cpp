@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr uint32_t kImage1 = 1;  // selector of FW_SpiFlash_GetMapLen; the second image's follows it
-
 /** Draws how far the copy is while it lives. The copy reads the image once, so the position of the file tells, seen
  *  through a duplicate: the copy closes its own descriptor. What the library prints meanwhile is not shown. */
 class ProgressBar {
@@ -74,7 +72,7 @@ int main(int argc, char **argv) {
   const int fd = open(image.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat about;
   if (fd < 0 || fstat(fd, &about) != 0) return complain("IMAGE: " + image + ": " + std::strerror(errno), 2);
-  const uint32_t room = FW_SpiFlash_GetMapLen(kImage1 + part - 1);
+  const uint32_t room = FW_SpiFlash_GetMapLen(part == 1 ? FW_REGION_IMAGE_1 : FW_REGION_IMAGE_2);
   if (room == FW_REFUSED) return complain("the flash does not answer", 1);
   // The library programs as much as it gets: what is too long would run into the next region.
   if (!S_ISREG(about.st_mode) || about.st_size == 0 || about.st_size > static_cast<off_t>(room))

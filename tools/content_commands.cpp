@@ -3,7 +3,7 @@
 
 #include "records.h"
 
-constexpr uint32_t kPartitionTable = 13, kBlank = 0xFFFFFFFF;
+constexpr uint32_t kBlank = 0xFFFFFFFF;
 
 static std::string path;
 static uint32_t partition = 1;
@@ -14,9 +14,10 @@ struct Database {
   uint32_t selectors[2];  // map selectors of the copies; 0 = no second one
 };
 /** In the order of the table's slots. A customise store leaves its slot alone. */
-constexpr Database kDatabases[] = {{"gen", "General configuration database", {8, 9}},
-                                   {"custom", "Customise database", {10, 11}},
-                                   {"shared", "Shared database", {12, 0}}};
+constexpr Database kDatabases[] = {
+    {"gen", "General configuration database", {FW_REGION_GEN_DATABASE_1, FW_REGION_GEN_DATABASE_2}},
+    {"custom", "Customise database", {FW_REGION_CUSTOMIZE_1, FW_REGION_CUSTOMIZE_2}},
+    {"shared", "Shared database", {FW_REGION_SHARED_DATABASE, 0}}};
 constexpr const Database *kGen = &kDatabases[0], *kCustom = &kDatabases[1];
 
 static uint32_t roomOf(const Database &database) {
@@ -77,14 +78,14 @@ static Json storedNames() {
 }
 
 static void setName() {
-  if (text.size() > 31) refuseArgument("NAME", "at most 31 characters");
+  if (text.size() >= FW_NAME_SIZE) refuseArgument("NAME", "at most 31 characters");
   const bool fitted = variant == kFitted;
   require(fitted ? FW_SpiFlash_SetCustomName(text.c_str()) : FW_SpiFlash_WriteCustomName(text.c_str(), variant),
           "model name");
 }
 
 static void describe() {
-  if (text.size() > 255) refuseArgument("TEXT", "at most 255 characters");
+  if (text.size() >= FW_DESCRIPTION_SIZE) refuseArgument("TEXT", "at most 255 characters");
   require(FW_SpiFlash_SetCustomDesc(text.c_str()), "description");
 }
 
@@ -94,7 +95,7 @@ static void setPowerByte() {
 }
 
 Json databases() {
-  const uint32_t start = FW_SpiFlash_GetMapAddr(kPartitionTable);
+  const uint32_t start = FW_SpiFlash_GetMapAddr(FW_REGION_PARTITION_TABLE);
   if (start == FW_REFUSED) requireBoard();
   const std::vector<uint8_t> table = readFlash(start, 40);
   size_t slot = 0;

@@ -2,7 +2,7 @@
 
 #include "records.h"
 
-constexpr size_t kCrcLength = 4, kMacLength = 17;
+constexpr size_t kCrcLength = 4, kMacLength = FW_MAC_BACKUP_SIZE;
 
 static std::string name, value;
 

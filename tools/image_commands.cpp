@@ -4,7 +4,6 @@
 
 #include "records.h"
 
-constexpr uint32_t kFromStart = 255;  // part number of a comparison that begins at address 0
 
 static std::string path;
 static uint32_t partition = 1, part = 1, parts = 1, sum;
@@ -63,7 +62,7 @@ static void compare() {
   requireBoard();
   const FileFigures figures = measure(path);
   const uint32_t status = onFile("compare", figures.size, [] {
-    return FW_N25Q256A_DumpComp(path.c_str(), parts == 1 ? kFromStart : part, parts);
+    return FW_N25Q256A_DumpComp(path.c_str(), parts == 1 ? FW_COMPARE_WHOLE : part, parts);
   });
   if (status == FW_FAIL) throw Failure{"FW_FAIL: " + path + " differs from the flash, or has another size", status};
   require(status, "comparison with " + path);

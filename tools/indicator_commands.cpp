@@ -59,7 +59,7 @@ void addIndicatorCommands(App &app) {
   App *get = command(*led, "get", "One LED", "led get system", [] { show(ledRecord(kLeds[which])); });
   App *set = command(*led, "set", "Sets one LED", "led set power1 on --mirror", setLed);
   for (App *leaf : {get, set}) choice(leaf, "NAME", which, "LED", names);
-  choice(set, "VALUE", value, "State", {{"off", 0}, {"on", 1}, {"blink", 2}});
+  choice(set, "VALUE", value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
   set->add_flag("--mirror", mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
 
   App *contact = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });

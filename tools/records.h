@@ -8,7 +8,8 @@
 
 #include "tool.h"
 
-constexpr uint32_t kPorts = 28, kSlots = 3, kPortsPerSlot = 8, kDaughterPorts = kSlots * kPortsPerSlot;
+constexpr uint32_t kPorts = FW_PORTS, kSlots = FW_SLOT_LAST, kPortsPerSlot = FW_PORTS_PER_SLOT;
+constexpr uint32_t kDaughterPorts = FW_PORT_FIRST_10G;
 
 using Record = Json();
 Record leds, relay, flags, resetKey, watchdog, power;

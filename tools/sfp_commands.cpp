@@ -2,7 +2,6 @@
 
 #include "records.h"
 
-constexpr uint8_t kMemory = 0xA0;
 constexpr uint32_t kNone = 0xFFFFFFFF;
 
 static uint32_t port, reg = kNone, value = kNone;
@@ -22,7 +21,7 @@ using Module = std::pair<uint32_t, std::array<uint8_t, kPageLength>>;
 static Module readModule(uint32_t from) {
   Module module{FW_SfpSel(from), {}};
   if (module.first == FW_FAIL) requireBoard();
-  if (module.first == 0) module.first = FW_I2C_BufRead(kMemory, 0, 1, kPageLength, module.second.data());
+  if (module.first == 0) module.first = FW_I2C_BufRead(FW_SFP_MEMORY, 0, 1, kPageLength, module.second.data());
   return module;
 }
 
@@ -85,7 +84,7 @@ static void dump() {
   const auto page = requirePage();
   std::vector<uint8_t> bytes(page.begin(), page.end());
   bytes.resize(2 * kPageLength);
-  requirePort(FW_I2C_BufRead(kMemory, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port);
+  requirePort(FW_I2C_BufRead(FW_SFP_MEMORY, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port);
   if (!output.empty()) return writeFile(output, bytes);
   if (settings.json) return show(record("port", port, "data", hexText(bytes)));
   hexdump(bytes, 0);

@@ -45,23 +45,17 @@ ZEL_API uint32_t FW_GetDebug_Gpio(void);
  *  Thread-safe: yes.
  *  @{ */
 
-/** Values of the front-panel LEDs. */
-enum {
-  FW_LED_OFF = 0,  /**< off */
-  FW_LED_ON = 1,   /**< on */
-  FW_LED_BLINK = 2 /**< third state of driver and chain; what it shows is theirs, usually a blink */
-};
+/* Values of the front-panel LEDs. */
+#define FW_LED_OFF 0u   /**< off */
+#define FW_LED_ON 1u    /**< on */
+#define FW_LED_BLINK 2u /**< third state of driver and chain; what it shows is theirs, usually a blink */
 
-/** Argument `mirror` of some set functions. */
-enum {
-  FW_MIRROR = 1 /**< set the LED's position on the serial-GPIO chain, too; any other value does not */
-};
+/* Argument `mirror` of some set functions. */
+#define FW_MIRROR 1u /**< set the LED's position on the serial-GPIO chain, too; any other value does not */
 
-/** The two supplies. */
-enum {
-  FW_SUPPLY_FIRST = 1, /**< supply 1 */
-  FW_SUPPLY_LAST = 2   /**< supply 2 */
-};
+/* The two supplies. */
+#define FW_SUPPLY_FIRST 1u /**< supply 1 */
+#define FW_SUPPLY_LAST 2u  /**< supply 2 */
 
 /** Reads the system LED.
  *  @param led  out: FW_LED_...
@@ -150,12 +144,10 @@ ZEL_API uint32_t FW_GetAlarmRelay(uint8_t *state);
 /** @name Registers
  *  @{ */
 
-/** How registers are reached. */
-enum {
-  FW_REGISTER_SOC = 0,    /**< SoC register, through the GPIO driver */
-  FW_REGISTER_SWITCH = 1, /**< switch-chip register, through debugCmd */
-  FW_PHY_PORT_LAST = 25   /**< last switch port whose PHY debugCmd reaches; the first is 0 */
-};
+/* How registers are reached. */
+#define FW_REGISTER_SOC 0u    /**< SoC register, through the GPIO driver */
+#define FW_REGISTER_SWITCH 1u /**< switch-chip register, through debugCmd */
+#define FW_PHY_PORT_LAST 25u  /**< last switch port whose PHY debugCmd reaches; the first is 0 */
 
 /** Tells how a register address is reached. An SoC register has 0 in bits 31-24, and in bits 19-12 the number of one of
  *  21 blocks: 0x01, 0x08, 0x10-0x13, 0x18, 0x20-0x23, 0x40, 0x41, 0x71-0x73, 0x75-0x77, 0xD0, 0xF0. The other bits play
@@ -273,15 +265,13 @@ ZEL_API uint32_t FW_Show_Wdt_Status(void);
 /** @name Power supervision
  *  @{ */
 
-/** Power modes, of FW_GetPowerMode and FW_Pwr_Flag, with the values of the boot-environment variable "pwrmode". */
-enum {
-  FW_POWER_AC_DC = 0,         /**< one AC and one DC supply, "pwrad" */
-  FW_POWER_TWO_AC = 1,        /**< two AC supplies, "pwr2ac" */
-  FW_POWER_TWO_DC = 2,        /**< two DC supplies, "pwr2dc" */
-  FW_POWER_ONE_DC = 3,        /**< one DC supply, "pwr1dc" */
-  FW_POWER_ONE_AC = 4,        /**< one AC supply, "pwr1ac" */
-  FW_POWER_NOT_CONFIGURED = 5 /**< nothing declared: the hardware decides. Of FW_Pwr_Flag only */
-};
+/* Power modes, of FW_GetPowerMode and FW_Pwr_Flag, with the values of the boot-environment variable "pwrmode". */
+#define FW_POWER_AC_DC 0u          /**< one AC and one DC supply, "pwrad" */
+#define FW_POWER_TWO_AC 1u         /**< two AC supplies, "pwr2ac" */
+#define FW_POWER_TWO_DC 2u         /**< two DC supplies, "pwr2dc" */
+#define FW_POWER_ONE_DC 3u         /**< one DC supply, "pwr1dc" */
+#define FW_POWER_ONE_AC 4u         /**< one AC supply, "pwr1ac" */
+#define FW_POWER_NOT_CONFIGURED 5u /**< nothing declared: the hardware decides. Of FW_Pwr_Flag only */
 
 /** Reads one supply's configuration byte, whose meaning is the driver's.
  *  @param supply  1 or 2; another gives FW_FAIL before the open

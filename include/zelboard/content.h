@@ -28,26 +28,22 @@ ZEL_BEGIN_DECLS
  *  0.
  *  @{ */
 
-/** Slots of the partition table: modes of FW_PartitionInfo. */
-enum {
-  FW_TABLE_READ_GEN_1 = 1,        /**< Gen database 1 */
-  FW_TABLE_WRITE_GEN_1 = 2,       /**< likewise */
-  FW_TABLE_READ_GEN_2 = 3,        /**< Gen database 2 */
-  FW_TABLE_WRITE_GEN_2 = 4,       /**< likewise */
-  FW_TABLE_READ_CUSTOMIZE_1 = 5,  /**< customise database 1, whose slot its own functions leave alone */
-  FW_TABLE_WRITE_CUSTOMIZE_1 = 6, /**< likewise */
-  FW_TABLE_READ_CUSTOMIZE_2 = 7,  /**< customise database 2, likewise */
-  FW_TABLE_WRITE_CUSTOMIZE_2 = 8, /**< likewise */
-  FW_TABLE_READ_SHARED = 9,       /**< shared database */
-  FW_TABLE_WRITE_SHARED = 10      /**< likewise */
-};
+/* Slots of the partition table: modes of FW_PartitionInfo. */
+#define FW_TABLE_READ_GEN_1 1u        /**< Gen database 1 */
+#define FW_TABLE_WRITE_GEN_1 2u       /**< likewise */
+#define FW_TABLE_READ_GEN_2 3u        /**< Gen database 2 */
+#define FW_TABLE_WRITE_GEN_2 4u       /**< likewise */
+#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< customise database 1, whose slot its own functions leave alone */
+#define FW_TABLE_WRITE_CUSTOMIZE_1 6u /**< likewise */
+#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< customise database 2, likewise */
+#define FW_TABLE_WRITE_CUSTOMIZE_2 8u /**< likewise */
+#define FW_TABLE_READ_SHARED 9u       /**< shared database */
+#define FW_TABLE_WRITE_SHARED 10u     /**< likewise */
 
-/** Largest databases, in bytes. */
-enum {
-  FW_GEN_SIZE_MAX = 0x100000,  /**< Gen database */
-  FW_CUSTOMIZE_SIZE = 0x40000, /**< customise region: what a read gives, and the largest file */
-  FW_SHARED_SIZE_MAX = 0x80000 /**< shared database */
-};
+/* Largest databases, in bytes. */
+#define FW_GEN_SIZE_MAX 0x100000u   /**< Gen database */
+#define FW_CUSTOMIZE_SIZE 0x40000u  /**< customise region: what a read gives, and the largest file */
+#define FW_SHARED_SIZE_MAX 0x80000u /**< shared database */
 
 /** Reads or writes one slot of the partition table. The table is written back by a write mode, and by any when a slot
  *  was blank; its sector is erased first. Not subject to the diagnostic flags; does not raise the flash-access flag. In
@@ -130,12 +126,10 @@ ZEL_API uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t l
  *  flash-access flag play a part.
  *  @{ */
 
-/** Sizes of the custom identity's texts, the closing NUL included. */
-enum {
-  FW_MODEL_SIZE = 36,       /**< what FW_SpiFlash_GetCustomName may write: a name with its suffix */
-  FW_NAME_SIZE = 32,        /**< a custom name */
-  FW_DESCRIPTION_SIZE = 256 /**< the description */
-};
+/* Sizes of the custom identity's texts, the closing NUL included. */
+#define FW_MODEL_SIZE 36u        /**< what FW_SpiFlash_GetCustomName may write: a name with its suffix */
+#define FW_NAME_SIZE 32u         /**< a custom name */
+#define FW_DESCRIPTION_SIZE 256u /**< the description */
 
 /** Composes the model name: the custom name for the fitted board variant, or else its default one (KV540R-28SFP,
  *  -20SFP, -12SFP or -04SFP, by the number of SFP ports), and the suffix of the power mode: -AD, -AC2, -DC2, -DC1 or
@@ -197,8 +191,7 @@ ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
  *  the top of the flash, belong to no part.
  *  @{ */
 
-/** Part number of FW_N25Q256A_DumpComp: from address 0. */
-enum { FW_COMPARE_WHOLE = 255 };
+#define FW_COMPARE_WHOLE 255u /**< part number of FW_N25Q256A_DumpComp: the whole flash, from address 0 */
 
 /** Dumps the flash, or one part of it, into a file and compares it (FW_N25Q256A_DumpComp); prints progress. The
  *  driver's debug mode is switched on for the time of the dump and off after it; `spiflash_debug_mode` stays. Pauses 1

@@ -113,25 +113,23 @@ ZEL_API uint32_t FW_N25Q256A_ChipErase(void);
  *  FW_FAIL. Start address 0, of the boot loader, is an address.
  *  @{ */
 
-/** Regions of the flash: selectors of FW_SpiFlash_GetMapAddr and FW_SpiFlash_GetMapLen. */
-enum {
-  FW_REGION_IMAGE_1 = 1,          /**< firmware image 1 */
-  FW_REGION_IMAGE_2 = 2,          /**< firmware image 2 */
-  FW_REGION_PARAMETER_1 = 3,      /**< parameters 1 */
-  FW_REGION_PARAMETER_2 = 4,      /**< parameters 2 */
-  FW_REGION_BOOT_SCRIPT = 5,      /**< boot script */
-  FW_REGION_BOOTLOADER = 6,       /**< boot loader, at address 0 */
-  FW_REGION_ENVIRONMENT = 7,      /**< boot environment */
-  FW_REGION_GEN_DATABASE_1 = 8,   /**< general configuration database 1 */
-  FW_REGION_GEN_DATABASE_2 = 9,   /**< general configuration database 2 */
-  FW_REGION_CUSTOMIZE_1 = 10,     /**< customise database 1 */
-  FW_REGION_CUSTOMIZE_2 = 11,     /**< customise database 2 */
-  FW_REGION_SHARED_DATABASE = 12, /**< shared database */
-  FW_REGION_PARTITION_TABLE = 13, /**< partition table */
-  FW_REGION_CUSTOM_INFO = 14,     /**< custom identity */
-  FW_REGION_PROFINET = 15,        /**< PROFINET parameters */
-  FW_REGION_MAC_BACKUP = 16       /**< MAC address backup */
-};
+/* Regions of the flash: selectors of FW_SpiFlash_GetMapAddr and FW_SpiFlash_GetMapLen. */
+#define FW_REGION_IMAGE_1 1u          /**< firmware image 1 */
+#define FW_REGION_IMAGE_2 2u          /**< firmware image 2 */
+#define FW_REGION_PARAMETER_1 3u      /**< parameters 1 */
+#define FW_REGION_PARAMETER_2 4u      /**< parameters 2 */
+#define FW_REGION_BOOT_SCRIPT 5u      /**< boot script */
+#define FW_REGION_BOOTLOADER 6u       /**< boot loader, at address 0 */
+#define FW_REGION_ENVIRONMENT 7u      /**< boot environment */
+#define FW_REGION_GEN_DATABASE_1 8u   /**< general configuration database 1 */
+#define FW_REGION_GEN_DATABASE_2 9u   /**< general configuration database 2 */
+#define FW_REGION_CUSTOMIZE_1 10u     /**< customise database 1 */
+#define FW_REGION_CUSTOMIZE_2 11u     /**< customise database 2 */
+#define FW_REGION_SHARED_DATABASE 12u /**< shared database */
+#define FW_REGION_PARTITION_TABLE 13u /**< partition table */
+#define FW_REGION_CUSTOM_INFO 14u     /**< custom identity */
+#define FW_REGION_PROFINET 15u        /**< PROFINET parameters */
+#define FW_REGION_MAC_BACKUP 16u      /**< MAC address backup */
 
 /** The record of chip 0: region starts (0-16), geometry (17-21) and region lengths (22-30), in bytes unless noted.
  *  Read at the moment of use: whoever changes the table gets a library for that chip. */
@@ -288,11 +286,9 @@ ZEL_API uint32_t FW_Pwr_Flag(void);
  *  A record of its own, in a sector of its own. Neither the diagnostic flags nor the flash-access flag play a part.
  *  @{ */
 
-/** Sizes of records that callers hand over. */
-enum {
-  FW_MAC_BACKUP_SIZE = 17, /**< bytes of the MAC address backup */
-  FW_ENV_SIZE = 0x10000    /**< bytes of the boot environment's region */
-};
+/* Sizes of records that callers hand over. */
+#define FW_MAC_BACKUP_SIZE 17u /**< bytes of the MAC address backup */
+#define FW_ENV_SIZE 0x10000u   /**< bytes of the boot environment's region */
 
 /** Stores the MAC address backup; the sector is erased first, so that a write which fails leaves nothing.
  *  @param mac  FW_MAC_BACKUP_SIZE bytes, stored as they are

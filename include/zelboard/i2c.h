@@ -16,11 +16,9 @@ ZEL_BEGIN_DECLS
 /** @name Transfers and bus
  *  @{ */
 
-/** Limits of a transfer. */
-enum {
-  FW_I2C_LEN_MAX = 128,     /**< data bytes */
-  FW_I2C_OFFSET_LEN_MAX = 4 /**< offset bytes */
-};
+/* Limits of a transfer. */
+#define FW_I2C_LEN_MAX 128u      /**< data bytes */
+#define FW_I2C_OFFSET_LEN_MAX 4u /**< offset bytes */
 
 /** Reads from a device on the bus. Pauses 5 ms after the request, successful or not; not when no request was made.
  *  @param addr        device, 8-bit form

@@ -20,18 +20,16 @@ ZEL_BEGIN_DECLS
 /** @name Daughter boards and ports
  *  @{ */
 
-/** Ports and slots of the board. */
-enum {
-  FW_PORTS = 28,            /**< number of ports: 0 to 27 */
-  FW_PORT_LAST = 27,        /**< last port */
-  FW_PORT_FIRST_10G = 24,   /**< first 10G SFP cage of the main board; the ports below are on daughter boards */
-  FW_PORTS_PER_SLOT = 8,    /**< slot of a daughter-board port: port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST */
-  FW_SLOT_FIRST = 1,        /**< first daughter-board slot */
-  FW_SLOT_LAST = 3,         /**< last daughter-board slot */
-  FW_BOARD_COPPER = 1,      /**< board type of FW_GetDauBoard: eight copper ports; any other: eight SFP cages */
-  FW_CHECK_SFP_PORT = 0,    /**< `kind` of BoardType_Check: is the port an SFP port? */
-  FW_CHECK_COPPER_COUNT = 1 /**< `kind` of BoardType_Check: how many copper boards are fitted? */
-};
+/* Ports and slots of the board. */
+#define FW_PORTS 28u             /**< number of ports: 0 to 27 */
+#define FW_PORT_LAST 27u         /**< last port */
+#define FW_PORT_FIRST_10G 24u    /**< first 10G SFP cage of the main board; the ports below are on daughter boards */
+#define FW_PORTS_PER_SLOT 8u     /**< slot of a daughter-board port: port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST */
+#define FW_SLOT_FIRST 1u         /**< first daughter-board slot */
+#define FW_SLOT_LAST 3u          /**< last daughter-board slot */
+#define FW_BOARD_COPPER 1u       /**< board type of FW_GetDauBoard: eight copper ports; any other: eight SFP cages */
+#define FW_CHECK_SFP_PORT 0u     /**< `kind` of BoardType_Check: is the port an SFP port? */
+#define FW_CHECK_COPPER_COUNT 1u /**< `kind` of BoardType_Check: how many copper boards are fitted? */
 
 /** Asks the I2C driver whether a board answers in a slot.
  *  @param slot   low 8 bits, passed on unchecked

@@ -21,11 +21,9 @@ ZEL_BEGIN_DECLS
 /** @name Identification
  *  @{ */
 
-/** Devices of the module in the selected cage, for FW_I2C_BufRead and FW_I2C_BufWrite; both take one offset byte. */
-enum {
-  FW_SFP_MEMORY = 0xA0, /**< identification memory, SFF-8472 page A0h */
-  FW_SFP_PHY = 0xAC     /**< copper PHY of a 1000BASE-T module: 16-bit registers, high byte first */
-};
+/* Devices of the module in the selected cage, for FW_I2C_BufRead and FW_I2C_BufWrite; both take one offset byte. */
+#define FW_SFP_MEMORY 0xA0u /**< identification memory, SFF-8472 page A0h */
+#define FW_SFP_PHY 0xACu    /**< copper PHY of a 1000BASE-T module: 16-bit registers, high byte first */
 
 /** Codes of FW_Get_SFP_Speed. */
 enum {
@@ -72,15 +70,13 @@ ZEL_API uint32_t FW_Get_SFP_Speed(uint32_t port, uint8_t *speed);
 /** @name Copper PHY
  *  @{ */
 
-/** Link speeds of FW_SFP_SGMII_Get_Status. */
-enum {
-  FW_LINK_RESERVED = 0, /**< reserved value of the status register */
-  FW_LINK_10_FULL = 1,  /**< 10 Mb/s, full duplex */
-  FW_LINK_100_FULL = 2, /**< 100 Mb/s, full duplex */
-  FW_LINK_1000 = 3,     /**< 1000 Mb/s; the duplex bit is not looked at */
-  FW_LINK_10_HALF = 4,  /**< 10 Mb/s, half duplex */
-  FW_LINK_100_HALF = 5  /**< 100 Mb/s, half duplex */
-};
+/* Link speeds of FW_SFP_SGMII_Get_Status. */
+#define FW_LINK_RESERVED 0u /**< reserved value of the status register */
+#define FW_LINK_10_FULL 1u  /**< 10 Mb/s, full duplex */
+#define FW_LINK_100_FULL 2u /**< 100 Mb/s, full duplex */
+#define FW_LINK_1000 3u     /**< 1000 Mb/s; the duplex bit is not looked at */
+#define FW_LINK_10_HALF 4u  /**< 10 Mb/s, half duplex */
+#define FW_LINK_100_HALF 5u /**< 100 Mb/s, half duplex */
 
 /** Tells whether a PHY identifier is that of a Marvell PHY (register 2 = 0x0141, register 3 = 0x0CC0-0x0CCF); prints
  *  "Marvell PHY" or "NOT Marvell PHY" when `i2c_debug_mode` is 1. Asks the board queries first; no access to the PHY,
