@@ -1,11 +1,8 @@
-# `cpack -G DEB`: three Debian packages, one a component. scripts/package configures for /usr and runs it.
+# `cpack -G DEB`: Debian packages, one a component. scripts/package configures for /usr and runs it.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "zelboard maintainers")
 set(CPACK_PACKAGE_CONTACT "zelboard maintainers <maintainers@zelboard.invalid>")
-set(CPACK_COMPONENTS_ALL library development)
-if(TARGET zelctl AND TARGET zelsim)
-  list(APPEND CPACK_COMPONENTS_ALL tools)
-endif()
+set(CPACK_COMPONENTS_ALL "")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_STRIP_FILES ON)
 set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/repack.cmake)
@@ -17,32 +14,10 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
-set(CPACK_COMPONENT_TOOLS_DEPENDS library)
 
 set(ZELBOARD_ABOUT "zelboard drives the LEDs, alarm relay, watchdog, power supervision, SFP cages
 and modules, clock, temperature sensor and serial flash of a managed 28-port
 industrial Ethernet switch through its kernel drivers.\n.\n")
-
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzelboard${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-configure_file(cmake/debian/shlibs.in debian/shlibs @ONLY)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
-set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "board support of an industrial Ethernet switch - library
-${ZELBOARD_ABOUT}This package contains the shared library.")
-
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzelboard-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "board support of an industrial Ethernet switch - development
-${ZELBOARD_ABOUT}This package contains the headers, the static library, and what pkg-config and
-CMake need to find them.")
-
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zelboard-tools)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "board support of an industrial Ethernet switch - tools
-${ZELBOARD_ABOUT}This package contains zelctl, the operator's tool, and zelsim, a virtual switch
-on which every dynamically linked program runs without hardware.")
 
 # What every Debian package holds in its folder of documentation; a plain installation does without.
 string(TIMESTAMP ZELBOARD_RELEASED "%Y" UTC)
@@ -51,12 +26,44 @@ string(TIMESTAMP ZELBOARD_RELEASED "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(cmake/debian/changelog.in debian/changelog @ONLY)
 zelboard_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_BINARY_DIR}/debian/CHANGELOG.md.gz)
 zelboard_gzip(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
-foreach(component ${CPACK_COMPONENTS_ALL})
+
+# zelboard_package(COMPONENT PACKAGE SECTION TITLE TEXT [NEEDS COMPONENT ...] [DEPENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...]
+#   [PORTABLE]): a component as a package. It needs other components in the same version, Debian's packages beside those
+# whose shared libraries its programs link (these are found), and has extra control files. A portable one serves every
+# processor.
+macro(zelboard_package component package section title text)
+  cmake_parse_arguments(part PORTABLE "" "NEEDS;DEPENDS;EXTRA" ${ARGN})
   string(TOUPPER ${component} name)
+  list(APPEND CPACK_COMPONENTS_ALL ${component})
+  set(CPACK_COMPONENT_${name}_DEPENDS ${part_NEEDS})
+  set(CPACK_DEBIAN_${name}_PACKAGE_NAME ${package})
+  set(CPACK_DEBIAN_${name}_PACKAGE_SECTION ${section})
+  string(JOIN ", " CPACK_DEBIAN_${name}_PACKAGE_DEPENDS ${part_DEPENDS})
+  set(CPACK_DEBIAN_${name}_PACKAGE_CONTROL_EXTRA "${part_EXTRA}")
+  set(CPACK_DEBIAN_${name}_DESCRIPTION "board support of an industrial Ethernet switch - ${title}\n${ZELBOARD_ABOUT}${text}")
+  if(part_PORTABLE)
+    set(CPACK_DEBIAN_${name}_PACKAGE_ARCHITECTURE all)
+    set(CPACK_DEBIAN_${name}_PACKAGE_SHLIBDEPS OFF)
+  endif()
   install(FILES ${PROJECT_BINARY_DIR}/debian/CHANGELOG.md.gz ${PROJECT_BINARY_DIR}/debian/changelog.gz
     ${PROJECT_BINARY_DIR}/debian/copyright COMPONENT ${component} EXCLUDE_FROM_ALL
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME})
-endforeach()
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package})
+endmacro()
+
+configure_file(cmake/debian/shlibs.in debian/shlibs @ONLY)
+zelboard_package(library libzelboard${PROJECT_VERSION_MAJOR} libs library
+  "This package contains the shared library."
+  EXTRA ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+zelboard_package(development libzelboard-dev libdevel development
+  "This package contains the headers, the static library, and what pkg-config and
+CMake need to find them."
+  NEEDS library)
+if(TARGET zelctl AND TARGET zelsim)
+  zelboard_package(tools zelboard-tools admin tools
+    "This package contains zelctl, the operator's tool, and zelsim, a virtual switch
+on which every dynamically linked program runs without hardware."
+    NEEDS library)
+endif()
 install(DIRECTORY examples COMPONENT development EXCLUDE_FROM_ALL
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME})
 include(CPack)
