@@ -27,18 +27,19 @@ configure_file(cmake/debian/changelog.in debian/changelog @ONLY)
 zelboard_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_BINARY_DIR}/debian/CHANGELOG.md.gz)
 zelboard_gzip(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
 
-# zelboard_package(COMPONENT PACKAGE SECTION TITLE TEXT [NEEDS COMPONENT ...] [DEPENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...]
-#   [PORTABLE]): a component as a package. It needs other components in the same version, Debian's packages beside those
-# whose shared libraries its programs link (these are found), and has extra control files. A portable one serves every
-# processor.
+# zelboard_package(COMPONENT PACKAGE SECTION TITLE TEXT [NEEDS COMPONENT ...] [DEPENDS DEBIAN_PACKAGE ...]
+#   [RECOMMENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...] [PORTABLE]): a component as a package. It needs other components in
+# the same version, Debian's packages beside those whose shared libraries its programs link (these are found), and has
+# extra control files. A portable one serves every processor.
 macro(zelboard_package component package section title text)
-  cmake_parse_arguments(part PORTABLE "" "NEEDS;DEPENDS;EXTRA" ${ARGN})
+  cmake_parse_arguments(part PORTABLE "" "NEEDS;DEPENDS;RECOMMENDS;EXTRA" ${ARGN})
   string(TOUPPER ${component} name)
   list(APPEND CPACK_COMPONENTS_ALL ${component})
   set(CPACK_COMPONENT_${name}_DEPENDS ${part_NEEDS})
   set(CPACK_DEBIAN_${name}_PACKAGE_NAME ${package})
   set(CPACK_DEBIAN_${name}_PACKAGE_SECTION ${section})
   string(JOIN ", " CPACK_DEBIAN_${name}_PACKAGE_DEPENDS ${part_DEPENDS})
+  string(JOIN ", " CPACK_DEBIAN_${name}_PACKAGE_RECOMMENDS ${part_RECOMMENDS})
   set(CPACK_DEBIAN_${name}_PACKAGE_CONTROL_EXTRA "${part_EXTRA}")
   set(CPACK_DEBIAN_${name}_DESCRIPTION "board support of an industrial Ethernet switch - ${title}\n${ZELBOARD_ABOUT}${text}")
   if(part_PORTABLE)
@@ -63,6 +64,14 @@ if(TARGET zelctl AND TARGET zelsim)
     "This package contains zelctl, the operator's tool, and zelsim, a virtual switch
 on which every dynamically linked program runs without hardware."
     NEEDS library)
+endif()
+if(TARGET zelboard_python)
+  set(scripts ${PROJECT_SOURCE_DIR}/cmake/debian/python)
+  zelboard_package(python python3-zelboard python "Python 3"
+    "This package contains the Python package zelboard: the library's functions and
+tables, and a test kit with boards of the virtual switch and a pytest plugin."
+    PORTABLE NEEDS library DEPENDS "python3 (>= 3.9)" RECOMMENDS python3-pytest zelboard-tools
+    EXTRA ${scripts}/postinst ${scripts}/prerm)
 endif()
 install(DIRECTORY examples COMPONENT development EXCLUDE_FROM_ALL
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME})

@@ -79,7 +79,7 @@ ZEL_API uint32_t FW_SfpSel(uint32_t port);
 
 /** Reads the on-board 16-bit expander's two input bytes (device 0x4C, registers 0 and 1, one transfer); hands the first
  *  to the GPIO driver (FW_SetIOVal, result ignored) and gives the second to the caller.
- *  @param out  second input byte; untouched when the read fails
+ *  @param out  out: second input byte; untouched when the read fails
  *  @return 0 or the failed read's result */
 ZEL_API uint32_t FW_GetExpenderIO(uint8_t *out);
 /** @} */

@@ -1,0 +1,350 @@
+#!/usr/bin/env python3
+"""Writes zelboard.fw from the public headers: generate.py COMPILER INCLUDE SONAME OUTPUT
+
+OUTPUT/raw.py has the C interface as ctypes sees it, OUTPUT/__init__.py what Python programs call. A declaration that
+cannot be bound, or whose doc block does not say what a pointer is for, ends the run with a line that names it.
+"""
+import re
+import subprocess
+import sys
+import tempfile
+import textwrap
+from pathlib import Path
+from typing import Any, Dict, List, NamedTuple, NoReturn, Optional, Tuple
+
+from pycparser import c_ast, c_parser  # type: ignore[import]
+
+RANGES = {"c_uint8": "0, 0xFF", "c_uint16": "0, 0xFFFF", "c_uint32": "0, 0xFFFFFFFF", "c_int32": "-1 << 31, (1 << 31) - 1"}
+TYPES = {"int": "c_int", "float": "c_float", "char": "c_char", "void": "c_void_p",
+         **{kind[2:] + "_t": kind for kind in RANGES}}
+PLAIN = {"c_float": "float", "c_char": "bytes"}  # what Python makes of a field; else a number
+STDINT = "typedef unsigned char uint8_t; typedef unsigned short uint16_t; typedef unsigned uint32_t; typedef int int32_t;"
+
+# Functions that return data, and which values are data: any other is a status. All others return a status, 0 = success.
+ANY, FLAG, BYTE, ADDRESS = "range(1 << 32)", "range(2)", "range(256)", "range(0xFFFFFFFF)"
+DATA = {
+    "CheckSpecialReg": ANY, "FW_GetDiagNoOperationFlag": ANY, "FW_GetSystemDiagFlag": FLAG, "FW_GetFlashAccessFlag": BYTE,
+    "IsSwitchPortExist": ANY, "s35390A_to_time": ANY, "time_to_s35390A": ANY, "FW_SFP_SGMII_Support": FLAG,
+    "FW_SFP_PHY_Fail_Chk": FLAG, "FW_SpiFlash_GetMapAddr": ADDRESS, "FW_SpiFlash_GetMapLen": ADDRESS,
+    "FW_SpiFlash_GetSectorSize": ADDRESS, "FW_crc32": ANY, "FW_crc321": ANY, "dbChecksum": ANY, "check_env_crc": ANY,
+    "FW_Wdt_Flag": ANY, "FW_Pwr_Flag": ANY,
+}
+# Functions in which status 1 says that debugCmd was run: a success, without a value.
+RUN_BY_COMMAND = {"FW_GetSpecialRegister", "FW_SetPhyRegister", "FW_ShowPhyRegister"}
+LENGTHS = {"len", "length"}  # parameters that count the bytes of the function's buffer
+BUFFERS = {"buf", "buffer", "data", "id", "mac", "phy_id"}  # names that a single value does not have
+
+
+def fail(text: str) -> NoReturn:
+    sys.exit(f"generate.py: {text}")
+
+
+class Doc(NamedTuple):
+    text: str
+    parameters: Dict[str, str] = {}
+    result: str = ""
+
+
+def read_block(block: str) -> Doc:
+    lines = [re.sub(r"^\s*\*? ?", "", line).strip() for line in block.strip().splitlines()]
+    text = re.sub(r"(?<!\n)\n(?!\n)", " ", "\n".join(lines))
+    first, *parts = re.split(r"\s*@(param|return)\s+", text)
+    parameters: Dict[str, str] = {}
+    for part in (part for kind, part in zip(parts[::2], parts[1::2]) if kind == "param"):
+        name, _, about = part.partition(" ")
+        # "likewise" stands for what the parameter before says of its direction.
+        before = re.split("[:;]", ["", *parameters.values()][-1])[0]
+        parameters[name] = re.sub("^likewise", lambda _: before, about.strip())
+    return Doc(first.strip(), parameters, dict(zip(parts[::2], parts[1::2])).get("return", "").strip())
+
+
+def read_docs(headers: List[Path]) -> Dict[str, Doc]:
+    """The doc block of each declaration, with what it takes over from another's."""
+    docs: Dict[str, Doc] = {}
+    for text in (header.read_text(encoding="utf-8") for header in headers):
+        for block, name in re.findall(r"/\*\*(?!<)((?:(?!\*/).)*)\*/\s*(?:(?:ZEL_API|extern|struct)\b[^;{(]*?)"
+                                      r"(\w+)\s*(?:\[\w+\])?[;{(]", text, re.S):
+            docs[name] = read_block(block)
+        for name, block in re.findall(r"(\w+)(?:\[\w+\])?;\s*/\*\*<((?:(?!\*/).)*)\*/", text, re.S):
+            docs.setdefault(name, read_block(block))
+    for name, doc in docs.items():
+        source = re.search(r"\s*@copy(doc|details) (\w+)", doc.text + doc.result + " ".join(doc.parameters.values()))
+        if source:
+            other = docs.get(source[2]) or fail(f"{name}: copies from {source[2]}, which has no doc block")
+            docs[name] = other._replace(text=other.text if source[1] == "doc" else doc.text.replace(source[0], ""))
+    return docs
+
+
+def parse(compiler: str, headers: List[Path], include: str) -> List[Any]:
+    with tempfile.TemporaryDirectory() as folder:
+        Path(folder, "stdint.h").write_text(STDINT)
+        source = Path(folder, "all.c")
+        source.write_text("".join(f"#include <zelboard/{header.name}>\n" for header in headers))
+        command = [compiler, "-E", "-std=c11", "-nostdinc", "-D__attribute__(x)=", f"-I{folder}", f"-I{include}", str(source)]
+        text = subprocess.run(command, check=True, stdout=subprocess.PIPE, encoding="utf-8").stdout
+    return [node for node in c_parser.CParser().parse(text).ext if "zelboard/" in str(node.coord)]
+
+
+class Type(NamedTuple):
+    """`base` is the ctypes name, `stars` counts pointers, `size` is an array's length, 0 without one."""
+    base: str
+    stars: int = 0
+    const: bool = False
+    size: int = 0
+
+    def ctypes(self) -> str:
+        if self.stars and self.base == "c_void_p":
+            return "c_void_p"
+        if self.stars and self.const and self.base == "c_char":
+            return "c_char_p"
+        text = "POINTER(" * self.stars + self.base + ")" * self.stars
+        return f"{text} * {self.size}" if self.size else text
+
+    def python(self) -> str:
+        plain = PLAIN.get(self.base, "int") if self.base in TYPES.values() else self.base
+        return f'"Array[{self.base}]"' if self.size and self.base != "c_char" else plain
+
+
+def type_of(node: Any) -> Type:
+    if isinstance(node, c_ast.IdentifierType):
+        return Type(TYPES.get(node.names[-1], node.names[-1]))
+    if isinstance(node, c_ast.Struct):
+        return Type(node.name)
+    inner = type_of(node.type)
+    if isinstance(node, c_ast.PtrDecl):
+        return inner._replace(stars=inner.stars + 1)
+    if isinstance(node, c_ast.ArrayDecl):
+        return inner._replace(size=int(node.dim.value, 0))
+    return inner._replace(const="const" in node.quals)
+
+
+def documented(indent: str, paragraphs: List[str], lines: List[str]) -> str:
+    text = [part for paragraph in paragraphs for part in [*textwrap.wrap(paragraph, 100), ""] if paragraph]
+    text += [part for line in lines for part in textwrap.wrap(line, 100, subsequent_indent="    ")]
+    body = "\n".join(text).strip().replace("\\", "\\\\")
+    return textwrap.indent(f'"""{body}' + ("\n" if "\n" in body or body.endswith('"') else "") + '"""\n', indent)
+
+
+class Function:
+    """One function: what Python gives, what is handed to C, what comes back."""
+
+    def __init__(self, name: str, kind: Any, doc: Doc, constants: Dict[str, int]):
+        self.name, self.doc, self.constants, self.result = name, doc, constants, type_of(kind.type)
+        self.types = {node.name: type_of(node.type) for node in kind.args.params if node.name} if kind.args else {}
+        self.signature: Dict[str, str] = {} if kind.args else {"*arguments": "int"}
+        self.handed: List[str] = [] if kind.args else ["*arguments"]
+        self.raw_arguments = f"[{', '.join(of.ctypes() for of in self.types.values())}]" if kind.args else "None"
+        self.before: List[str] = []
+        self.returned: List[Tuple[str, str, str]] = []  # name, type, expression
+        self.length = next(iter(LENGTHS & self.types.keys()), "")
+        for parameter, of in self.types.items():
+            if not doc.parameters.get(parameter):
+                fail(f"{name}: its doc block has no @param {parameter}")
+            by_stars = [self.add_number, self.add_given if of.const else self.add_out, self.add_taken]
+            by_stars[of.stars](parameter, of, doc.parameters[parameter])
+        last = list(self.signature)[-1:]
+        if last and self.types.get(last[0], Type("")).stars and self.signature[last[0]] == "int":
+            self.signature[last[0]] += " = 0"  # what a call only changes may be left out
+            if self.types[last[0]].const:
+                self.signature[last[0]] = "int"
+
+    def number(self, name: str, value: str = "") -> str:
+        kind = self.types[name].base
+        return f'_call.number("{name}", {value or name}, {RANGES.get(kind) or fail(f"{self.name}: {name} is a {kind}")})'
+
+    def add_number(self, name: str, of: Type, about: str) -> None:
+        given = next((other for other, kind in self.types.items() if kind.const and kind.stars), "")
+        if of.base == "c_int":
+            self.signature[name] = "File"
+            self.handed.append(f"{name}_")
+        elif name == self.length and given:
+            self.handed.append(self.number(name, f"_call.size({given}_)"))
+        else:
+            self.signature[name] = "int"
+            self.handed.append(self.number(name))
+
+    def size(self, name: str, of: Type, about: str) -> str:
+        """How many bytes a buffer has, as the doc block or another parameter tells; empty for a single value."""
+        told = re.search(r"(0x[0-9a-fA-F]+|\d+|[A-Z]\w+|\*\w+) bytes", about)
+        if told and (told[1][0] in "*0123456789" or told[1] in self.constants):
+            return told[1]
+        if self.length and of.base in ("c_void_p", "c_uint8"):
+            return self.length
+        if of.base in ("c_void_p", "c_char") or of.stars > 1 or name in BUFFERS:
+            fail(f"{self.name}: the doc block does not tell how many bytes {name} has")
+        return ""
+
+    def add_given(self, name: str, of: Type, about: str) -> None:
+        size = "" if of.base == "c_char" else self.size(name, of, about)
+        kind = "Text" if of.base == "c_char" else "Buffer" if size else "int"
+        null = "null" in about and not self.length
+        self.signature[name] = f"Optional[{kind}]" if null else kind
+        made = f'_call.text("{name}", {name})'
+        if kind != "Text":
+            counted = "" if size == self.length else f", {size}"
+            made = f'_call.buffer("{name}", {name}{counted})' if size else f"byref({of.base}({self.number(name)}))"
+        self.before.append(f"{name}_ = {made}")
+        self.handed.append(f"{name}_")
+
+    def add_out(self, name: str, of: Type, about: str) -> None:
+        given = re.match(r"in\b", about) is not None
+        if not given and not re.match(r"out\b", about):
+            fail(f"{self.name}: the doc block does not say out: or in/out: of {name}")
+        if given:
+            self.signature[name] = of.python()
+        if of.base not in TYPES.values():
+            self.before.append(f"{name}_ = _raw.{of.base}" + (f".from_buffer_copy({name})" if given else "()"))
+            self.returned.append((name, of.base, f"{name}_"))
+        elif self.size(name, of, about):
+            size, cell = self.size(name, of, about), "c_char" if of.base == "c_char" else "c_uint8"
+            count = f"max(0, {self.number(size)})" if size == self.length else size
+            self.before.append(f"{name}_ = ({cell} * {count})()")
+            kinds = {"c_char": ("str", "_call.string({}_)"), "c_uint8": ("bytes", "bytes({}_)")}
+            self.returned.append((name, kinds[cell][0], kinds[cell][1].format(name)))
+        else:
+            self.before.append(f"{name}_ = {of.base}({self.number(name) if given else ''})")
+            if f"{name}_.value" not in str(self.returned):  # the length of a buffer that is returned
+                self.returned.append((name, "int", f"{name}_.value"))
+        self.handed.append(f"{name}_" if self.before[-1].endswith(")()") else f"byref({name}_)")
+
+    def add_taken(self, name: str, of: Type, about: str) -> None:
+        """A buffer that the library allocates."""
+        size = self.size(name, of, about)
+        self.before.append(f"{name}_ = POINTER({of.base})()")
+        self.handed.append(f"byref({name}_)")
+        self.returned.append((name, "bytes", f"_call.taken({name}_, {size[1:] + '_.value' if size[0] == '*' else size})"))
+
+    def code(self) -> Tuple[str, List[str]]:
+        """What Python returns, and how."""
+        call, returned, run = f"_raw.{self.name}({', '.join(self.handed)})", self.returned, self.name in RUN_BY_COMMAND
+        if self.result.stars:  # a constant text
+            call, returned = f"{call}.decode()", [("text", "str", "result_"), *returned]
+        elif self.result.base == "c_int32":  # a count of bytes
+            call = f'_checked("{self.name}", {call}, range(1 << 31))'
+            returned = [(name, kind, f"{value}[:result_]") for name, kind, value in returned]
+        elif self.name in DATA:
+            call = f'_checked("{self.name}", {call}, {DATA[self.name]})'
+            returned = [("result", "int", "result_"), *returned]
+        elif self.result.base != "c_void_p":
+            if not re.search(r"\b0\b|result|FW_FAIL|^as FW_", self.doc.result):
+                fail(f"{self.name}: is what it returns a status? Data must stand in the table DATA")
+            call = f'_checked("{self.name}", {call}' + (", range(2))" if run else ")")
+        kinds = [kind for _, kind, _ in returned]
+        result = ("None" if not kinds else kinds[0] if len(kinds) == 1 else f"Tuple[{', '.join(kinds)}]")
+        used = returned != self.returned or (run and returned)
+        code = [*self.before, f"result_ = {call}" if used else call]
+        if run and returned:
+            result = f"Optional[{result}]"
+            code += ["if result_ == 1:", "    return None"]
+        descriptor = [f"with _call.descriptor({name}) as {name}_:" for name, kind in self.signature.items() if kind == "File"]
+        code = [*descriptor, *("    " * len(descriptor) + line for line in code)]
+        return result, code + ["return " + ", ".join(value for _, _, value in returned)] * bool(returned)
+
+    def write(self) -> str:
+        result, code = self.code()
+        about = {name: re.sub(r"^out[:,] ?", "", text) for name, text in self.doc.parameters.items()}
+        lines = [f"{name}: {about[name]}" for name in self.signature if name in about]
+        lines += [f"Returns {name}: {about[name]}" for name, _, _ in self.returned]
+        given = ", ".join(f"{name}: {kind}" for name, kind in self.signature.items())
+        text = documented("    ", self.doc.text.split("\n"), [*lines, f"C returns: {self.doc.result}"])
+        return f"\n\ndef {self.name}({given}) -> {result}:\n{text}" + "".join(f"    {line}\n" for line in code)
+
+
+RAW_HEAD = '''"""The C interface of the board-support library as it is, for ctypes. Written by generate.py from the headers."""
+import os
+from ctypes import CDLL, POINTER, Array, c_char, c_char_p, c_float, c_int, c_int32, c_uint8, c_uint16, c_uint32, c_void_p
+
+from zelboard import _call
+
+library = CDLL(os.environ.get("ZELBOARD_LIBRARY") or "@SONAME@")
+'''
+
+FW_HEAD = '''"""The board-support library: every exported function, variable and table. Written by generate.py from the headers.
+
+Out-parameters are returned, in the order of the C function, behind what the function itself returns if that is data.
+A status other than 0 is raised: Busy, Absent, NotSfp, Refused or Failed. Buffers are bytes, and their lengths are not
+given beside them. zelboard.fw.raw is the C interface as it is.
+"""
+import sys
+from ctypes import POINTER, Array, byref, c_char, c_uint8, c_uint16, c_uint32
+from typing import Optional, Tuple
+
+from zelboard import _call
+from zelboard._call import Absent, Buffer, Busy, Error, Failed, File, NotSfp, Refused, Text
+from zelboard.fw import raw
+from zelboard.fw.raw import *
+
+_raw = raw
+_checked = _call.checker({FW_I2C_BUSY: Busy, FW_ABSENT: Absent, FW_NOT_SFP: NotSfp, FW_REFUSED: Refused})
+'''
+
+
+class Writer:
+    """Takes the declarations in and gives the two modules out."""
+
+    def __init__(self, docs: Dict[str, Doc], constants: Dict[str, int]):
+        self.docs, self.constants = docs, constants
+        self.records: Dict[str, str] = {}
+        self.variables: Dict[str, Type] = {}
+        self.functions: List[Function] = []
+
+    def take(self, node: Any) -> None:
+        kind = getattr(node, "type", None)
+        if isinstance(node, (c_ast.Typedef, c_ast.Pragma)):
+            return  # a typedef is of the same name as its struct
+        if isinstance(kind, c_ast.Enum):
+            for row in kind.values.enumerators:
+                self.constants[row.name] = int(row.value.value, 0)
+        elif isinstance(kind, c_ast.Struct):
+            fields = {field.name: type_of(field) for field in kind.decls}
+            shown = "".join(f"    {name}: {of.python()}\n" for name, of in fields.items())
+            rows = ", ".join(f'("{name}", {of.ctypes()})' for name, of in fields.items())
+            text = documented("    ", [self.docs[kind.name].text], [])
+            self.records[kind.name] = f"\n\nclass {kind.name}(_call.Record):\n{text}{shown}    _fields_ = [{rows}]\n"
+        elif node.name not in self.docs:
+            fail(f"{node.name}: has no doc block")
+        elif isinstance(kind, c_ast.FuncDecl):
+            self.functions.append(Function(node.name, kind, self.docs[node.name], self.constants))
+        else:
+            self.variables[node.name] = type_of(node)
+
+    def raw_module(self) -> str:
+        text = RAW_HEAD + "".join(self.records.values()) + "\n\n"
+        text += "".join(f"{name} = {hex(value) if value > 255 else value}\n" for name, value in self.constants.items())
+        for name, of in self.variables.items():
+            text += f'{name} = ({"c_void_p" if of.stars else of.ctypes()}).in_dll(library, "{name}")\n'
+        for function in self.functions:
+            result = "None" if function.result == Type("c_void_p") else function.result.ctypes()
+            text += f'{function.name} = _call.bind(library, "{function.name}", {result}, {function.raw_arguments})\n'
+        tables = [name for name, of in self.variables.items() if of.size]
+        lists = {"TABLES": tables, "VARIABLES": [name for name in self.variables if name not in tables],
+                 "EXPORTS": sorted([*self.variables, *(function.name for function in self.functions)]),
+                 "__all__": [*self.records, *self.constants]}
+        return text + "".join(f"{name} = {names}\n" for name, names in lists.items())
+
+    def fw_module(self) -> str:
+        text = FW_HEAD
+        for name, of in self.variables.items():
+            plain = "Optional[int]" if of.stars else of.python()
+            text += f"{name}: {plain}" + (f" = _raw.{name}\n" if of.size else "\n")
+            text += documented("", self.docs[name].text.split("\n"), [])
+        functions = "".join(function.write() for function in self.functions)
+        return f"{text}{functions}\n\nsys.modules[__name__].__class__ = _call.LiveModule\n"
+
+
+def main(compiler: str, include: str, soname: str, output: str) -> None:
+    headers = sorted(Path(include, "zelboard").glob("*.h"))
+    macro = re.compile(r"^#define (\w+) (0[xX][0-9a-fA-F]+|\d+)u?\b", re.M)
+    macros = {name: int(value, 0) for header in headers for name, value in macro.findall(header.read_text("utf-8"))}
+    writer = Writer(read_docs(headers), macros)
+    for declaration in parse(compiler, headers, include):
+        writer.take(declaration)
+    Path(output).mkdir(parents=True, exist_ok=True)
+    Path(output, "raw.py").write_text(writer.raw_module().replace("@SONAME@", soname), encoding="utf-8")
+    Path(output, "__init__.py").write_text(writer.fw_module(), encoding="utf-8")
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 5:
+        fail("COMPILER INCLUDE SONAME OUTPUT are required")
+    main(*sys.argv[1:])
