@@ -182,13 +182,6 @@ RequestTable table(Node node) {
   return node == Node::Flash ? flash_requests() : RequestTable{};
 }
 
-const Request *find_request(Node node, uint8_t number) {
-  for (const Request &request : table(node)) {
-    if (request.number == number) return &request;
-  }
-  return nullptr;
-}
-
 // The first page is never mapped. Any other wild pointer faults in the caller, where a kernel would answer EFAULT:
 // asking the kernel about every record would cost more than the request.
 bool is_mapped(const void *record) { return reinterpret_cast<uintptr_t>(record) >= 4096; }
@@ -225,6 +218,13 @@ bool request_by_name(Node node, const char *name, uint8_t *number) {
     return true;
   }
   return false;
+}
+
+const Request *find_request(Node node, uint8_t number) {
+  for (const Request &request : table(node)) {
+    if (request.number == number) return &request;
+  }
+  return nullptr;
 }
 
 const char *node_name(Node node) {
@@ -274,19 +274,23 @@ Fault take_fault(Board &board, const FaultCall &call) {
   return {true, false, -1, EIO};
 }
 
-bool add_rule(Board &board, const FaultRule &rule) {
+const FaultRule *add_rule(Board &board, const FaultRule &rule) {
   for (FaultRule &row : board.rules) {
     if (row.effect != Effect::None) continue;
     row = rule;
+    row.number = ++board.last_rule;
     ++board.rule_count;
-    return true;
+    return &row;
   }
-  return false;
+  return nullptr;
 }
 
-void heal(Board &board) {
+void heal(Board &board, uint32_t number) {
   board.rule_count = 0;
-  memset(board.rules, 0, sizeof board.rules);
+  for (FaultRule &rule : board.rules) {
+    if (number == 0 || rule.number == number) rule.effect = Effect::None;
+    board.rule_count += rule.effect != Effect::None;
+  }
 }
 
 void trace(long result, const char *format, ...) {

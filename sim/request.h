@@ -44,6 +44,8 @@ RequestTable flash_requests();
 /** Number of the request that has this name on the node; case counts. */
 bool request_by_name(Node node, const char *name, uint8_t *number);
 const char *node_name(Node node);
+/** Null when the node's driver does not know the number. */
+const Request *find_request(Node node, uint8_t number);
 
 /** Handles a request that only sets or gets a piece of the driver's state: the whole record, or one byte that a pair's
  *  first byte selects. */
@@ -66,9 +68,10 @@ struct Fault {
 
 /** Finds the first rule for this call and uses it up by one. A rule that kills does not return. */
 Fault take_fault(Board &board, const FaultCall &call);
-/** False when the table is full. */
-bool add_rule(Board &board, const FaultRule &rule);
-void heal(Board &board);
+/** The rule as it stands in the table, with its number; null when that is full. */
+const FaultRule *add_rule(Board &board, const FaultRule &rule);
+/** Clears the rule with this number, or all for 0. */
+void heal(Board &board, uint32_t number = 0);
 
 /** read, write, lseek and erase of the flash node; the descriptor is one of the image file and keeps the position. */
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at);

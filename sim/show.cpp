@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <ctime>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <numeric>
 #include <set>
@@ -47,11 +48,10 @@ Json gpio_of(const Board &board) {
   constexpr char kBytes[] =
       "reset_process reset_flag io_value reset_key watchdog_toggling diag_flag flash_access_flag debug";
   const Gpio &gpio = board.gpio;
-  bool watchdog = read_register(board, RegisterSpace::Soc, 0, kWatchdogRegister) & kWatchdogEnabled;
+  bool watchdog = (read_register(board, RegisterSpace::Soc, 0, kWatchdogRegister) & kWatchdogEnabled) != 0;
   Json cage = gpio.selected_cage == kNoCage ? Json() : Json(gpio.selected_cage);
-  return named("power_status selected_cage watchdog watchdog_toggles hardware_resets",
-               {hex(power_status(board), 2), cage, watchdog ? "enabled" : "disabled", gpio.watchdog_toggles,
-                gpio.hardware_resets},
+  return named("power_status selected_cage watchdog_enabled watchdog_toggles hardware_resets",
+               {power_status(board), cage, watchdog, gpio.watchdog_toggles, gpio.hardware_resets},
                named(kBytes, &gpio.reset_process));
 }
 
@@ -64,30 +64,34 @@ Json i2c_of(const Board &board) {
   std::strftime(clock, sizeof clock, "%Y-%m-%dT%H:%M:%S", gmtime_r(&seconds, &parts));
   double celsius = static_cast<int16_t>(i2c.sensor.value[0]) / 256.0;
   return named("clock clock_mode temperature io refreshes",
-               {clock, (i2c.clock.value[0] & kClock24Hours) != 0 ? 24 : 12, celsius,
-                hex(i2c.io_level[0], 2) + ' ' + hex(i2c.io_level[1], 2), i2c.refreshes},
+               {clock, (i2c.clock.value[0] & kClock24Hours) != 0 ? 24 : 12, celsius, i2c.io_level, i2c.refreshes},
                named(kBytes, &i2c.busy));
 }
 
 Json cage_of(const Board &board, unsigned port) {
   if (!has_cage(board, port)) return {};
   const Cage &cage = board.cages[port];
-  std::string module = cage.fitted ? std::string(cage.name, strnlen(cage.name, sizeof cage.name)) : "-";
+  Json module = cage.fitted ? Json(std::string(cage.name, strnlen(cage.name, sizeof cage.name))) : Json();
   return named("port module presence tx_disable tx_fault loss_of_signal",
                {port, module, cage.fitted ? 0 : 1, tx_disable(board, port), cage.txfault, cage.los});
 }
 
-Json fault_of(const FaultRule &rule) {
-  bool whole = rule.effect <= Effect::Killed && rule.on.node <= Node::Any && rule.on.call <= Call::Seek;
-  if (rule.effect == Effect::None || !whole) return {};
-  unsigned call = static_cast<unsigned>(rule.on.call), effect = static_cast<unsigned>(rule.effect);
-  std::string target = node_name(rule.on.node);
-  if (rule.on.call == Call::Request) target += ':' + hex(rule.on.request, 2);
-  if (call >= kFirstCall) target += ':' + split(kCalls, '|')[call - kFirstCall];
-  if (rule.on.has_address) target += '@' + hex(rule.on.first_address) + '-' + hex(rule.on.last_address);
-  std::string result = effect >= kFirstEffect ? split(kEffects, '|')[effect - kFirstEffect] : hex(rule.value);
-  Json count = rule.count > 0 ? Json(rule.count) : Json("unlimited");
-  return named("target result skip count hits", {target, result, rule.skip, count, rule.hits});
+// The other end of a copper module's cable.
+Json link_of(const Cage &cage, unsigned port) {
+  if (!cage.fitted || cage.phy == PhyKind::None) return {};
+  return named("port phy speed full_duplex",
+               {port, cage.phy == PhyKind::Marvell ? "marvell" : "other", cage.link_speed, cage.full_duplex != 0});
+}
+
+Json register_of(const Register &row) {
+  constexpr const char *kSpaces[] = {"", "soc", "switch", "phy"};
+  if (row.space == RegisterSpace::Free || row.space > RegisterSpace::Phy) return {};
+  Json port = row.space == RegisterSpace::Phy ? Json(row.port) : Json();
+  return named("address value space port", {row.address, row.value, kSpaces[static_cast<unsigned>(row.space)], port});
+}
+
+Json faults_of(const Board &board) {
+  return rows(kMaxRules, [&](unsigned i) { return fault_document(board.rules[i]); });
 }
 
 uint64_t sum(const uint32_t *first, const uint32_t *end) { return std::accumulate(first, end, uint64_t{0}); }
@@ -111,33 +115,68 @@ Json regions_of(const Flash &flash) {
   Words regions = split(kRegions, '|');
   return rows(regions.size() - 1, [&](unsigned i) {
     size_t name = 0, first = std::stoul(regions[i], &name, 16), end = std::stoul(regions[i + 1], nullptr, 16);
-    return named("region start erases programs",
-                 {regions[i].substr(name + 1), hex(static_cast<uint32_t>(first) * kSectorSize, 8),
+    return named("region start size erases programs",
+                 {regions[i].substr(name + 1), first * kSectorSize, (end - first) * kSectorSize,
                   sum(flash.erases + first, flash.erases + end), sum(flash.programs + first, flash.programs + end)});
   });
 }
 
-std::string plain(const Json &value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
+std::string joined(const Words &words) {
+  std::string text;
+  for (const std::string &word : words) text.append(text.empty() ? "" : " ").append(word);
+  return text.empty() ? "none" : text;
+}
 
+// A value as people read it.
+std::string plain(const std::string &name, const Json &value) {
+  static const std::map<std::string, int> kHexadecimal = {
+      {"power_status", 2}, {"io", 2}, {"start", 8}, {"size", 1}, {"address", 1},
+      {"value", 1}, {"result", 1}, {"first_address", 1}, {"last_address", 1}};
+  if (value.is_array()) {
+    Words items;
+    for (const Json &item : value) items.push_back(plain(name, item));
+    return joined(items);
+  }
+  auto digits = kHexadecimal.find(name);
+  if (value.is_number() && digits != kHexadecimal.end()) return hex(value, digits->second);
+  return value.is_null() ? "-" : value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+bool is_table(const Json &value) { return value.is_array() && !value.empty() && value[0].is_object(); }
+
+// A cell that has parts is for programs.
 void print_table(const Json &table) {
   std::vector<std::string> lines(table.size() + 1);
-  for (const auto &[name, unused] : table[0].items()) {
-    for (size_t i = 0; i < lines.size(); ++i) lines[i].append("  ").append(i == 0 ? name : plain(table[i - 1][name]));
+  for (const auto &[name, first] : table[0].items()) {
+    if (first.is_structured()) continue;
+    for (size_t i = 0; i < lines.size(); ++i)
+      lines[i].append("  ").append(i == 0 ? name : plain(name, table[i - 1][name]));
     size_t width = std::ranges::max(lines, {}, &std::string::size).size();
     for (std::string &line : lines) line.resize(width, ' ');
   }
   for (const std::string &line : lines) std::puts(line.substr(0, line.find_last_not_of(' ') + 1).c_str());
 }
 
-void print(const Json &document, bool json, const std::string &indent = "") {
-  if (json) return void(std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str()));
-  for (const auto &[name, value] : document.items()) {
-    bool nested = value.is_structured() && !value.empty();
-    std::string text = value.is_array() ? "none" : plain(value);
-    std::printf(nested ? "%s\n" : "%-20s %s\n", (indent + name).c_str(), text.c_str());
-    if (nested && value.is_array()) print_table(value);
-    if (value.is_object()) print(value, false, "  ");
+void print_members(const Json &object, const std::string &indent = "") {
+  for (const auto &[name, value] : object.items()) {
+    bool nested = value.is_object() || is_table(value);
+    std::printf(nested ? "%s\n" : "%-20s %s\n", (indent + name).c_str(), plain(name, value).c_str());
+    if (is_table(value)) print_table(value);
+    if (value.is_object()) print_members(value, "  ");
   }
+}
+
+// What a word leads to: a member of an object, the row of a table that begins with it, or a number of a list.
+const Json &step(const Json &from, const std::string &word) {
+  Words names;
+  const Json *found = nullptr;
+  for (const auto &[name, part] : from.items()) {
+    names.push_back(is_table(from) ? plain(part.begin().key(), part.front()) : name);
+    if (names.back() == word) found = &part;
+  }
+  if (std::ranges::count(names, word) > 1) throw Usage("PATH: more than one row begins with '" + word + "'");
+  if (found != nullptr && from.is_structured()) return *found;
+  throw Usage("PATH: '" + word + "' is not in: " + (from.is_structured() ? joined(names) : "a value"));
 }
 
 }  // namespace
@@ -156,13 +195,15 @@ Json board_document(const Line &line) {
     return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
   });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
+  Json links = rows(kPorts, [&](unsigned port) { return link_of(board.cages[port], port); });
+  Json registers = rows(kRegisters, [&](unsigned i) { return register_of(board.registers[i]); });
   Json chain = rows(size_t{kChainGroups} * kChainBits, [&](unsigned i) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });
-  return named("board folder slots supplies panel gpio i2c cages flash serial_gpio faults settle_ms paused_us",
+  return named("board folder slots supplies panel gpio i2c cages flash registers serial_gpio links faults settle_ms paused_us",
                {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
-                i2c_of(board), cages, flash_of(board.flash), chain, board.rule_count, board.settle_ms, board.paused_us});
+                i2c_of(board), cages, flash_of(board.flash), registers, chain, links, faults_of(board), board.settle_ms, board.paused_us});
 }
 
 Json boards_document(const Line &) {
@@ -172,7 +213,7 @@ Json boards_document(const Line &) {
   for (const auto &folder : std::set<std::filesystem::path>(entries, {})) {
     std::string name = folder.filename();
     if (name[0] == '.' || !is_directory(folder)) continue;
-    boards.push_back(named("board slot_1 slot_2 slot_3", {name, "?", "?", "?"}));
+    boards.push_back(named("board slot_1 slot_2 slot_3", {name, {}, {}, {}}));
     try {
       for (const Json &slot : slots_of(*open_board(name))) boards.back()["slot_" + slot["slot"].dump()] = slot["board"];
     } catch (const Failure &) {  // a damaged one is listed, too
@@ -188,7 +229,7 @@ Json flash_document(const Line &line) {
 
 Json faults_document(const Line &line) {
   OpenBoard board = open_board(line.board);
-  return named("faults", {rows(kMaxRules, [&](unsigned i) { return fault_of(board->rules[i]); })});
+  return named("faults", {faults_of(*board)});
 }
 
 Json modules_document(const Line &) {
@@ -197,15 +238,49 @@ Json modules_document(const Line &) {
     const auto &[name, page, phy] = modules[i];
     std::string part = page[40] == 0xff ? "-" : std::string(page.begin() + 40, page.begin() + 56);
     part.erase(part.find_last_not_of(' ') + 1);
-    return named("module part_number rate_mbd", {name, part, page[12] * 100});
+    Json kind = phy == PhyKind::None ? Json() : phy == PhyKind::Marvell ? "marvell" : "other";
+    return named("module part_number rate_mbd phy", {name, part, page[12] * 100, kind});
   });
   return named("modules", {shown});
 }
 
-void show_boards(const Line &line) { print(boards_document(line), line.json); }
-void show_board(const Line &line) { print(board_document(line), line.json); }
-void show_flash(const Line &line) { print(flash_document(line), line.json); }
-void show_faults(const Line &line) { print(faults_document(line), line.json); }
-void show_modules(const Line &line) { print(modules_document(line), line.json); }
+// As `zelsim fail` takes it, apart from the parts.
+Json fault_document(const FaultRule &rule) {
+  const FaultCall &on = rule.on;
+  bool whole = rule.effect <= Effect::Killed && on.node <= Node::Any && on.call <= Call::Seek;
+  if (rule.effect == Effect::None || !whole) return {};
+  unsigned call = static_cast<unsigned>(on.call), effect = static_cast<unsigned>(rule.effect);
+  const Request *known = find_request(on.node, on.request);
+  Json node = node_name(on.node), request, first, last;
+  if (on.call == Call::Request) request = known != nullptr ? known->name : hex(on.request, 2);
+  if (call >= kFirstCall) request = split(kCalls, '|')[call - kFirstCall];
+  if (on.has_address) first = on.first_address, last = on.last_address;
+  std::string target = node_name(on.node);
+  if (!request.is_null()) target += ':' + request.get<std::string>();
+  if (on.has_address) target += '@' + hex(on.first_address);
+  if (on.last_address != on.first_address) target += '-' + hex(on.last_address);
+  Json result = effect >= kFirstEffect ? Json(split(kEffects, '|')[effect - kFirstEffect]) : Json(rule.value);
+  return named("fault target result skip count hits parts",
+               {rule.number, target, result, rule.skip, rule.count > 0 ? Json(rule.count) : Json(), rule.hits,
+                named("node request first_address last_address", {node, request, first, last})});
+}
+
+void print(const Json &document, bool json) {
+  if (json) return void(std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str()));
+  if (is_table(document)) print_table(document);
+  if (document.is_object()) print_members(document);
+}
+
+void print(Document *shown, const Line &line) { print(shown(line), line.json); }
+
+void get_value(const Line &line) {
+  Json board = board_document(line);
+  const Json *value = &board;
+  std::string last;
+  for (const std::string &word : split(line.words[0], '.')) value = &step(*value, last = word);
+  bool whole = line.json || value->is_object() || is_table(*value);
+  if (whole) return print(*value, line.json);
+  std::puts(plain(last, *value).c_str());
+}
 
 }  // namespace zelsim::tool

@@ -110,6 +110,7 @@ struct FaultRule {
   Effect effect;  // None: the row is free
   FaultCall on;
   uint32_t value, skip, count, hits;  // count 0: until healed
+  uint32_t number;                    // of no other rule of this board, before or after
 };
 
 /** For whoever looks on from outside. Counts wrap. */
@@ -135,6 +136,7 @@ struct Board {
   uint8_t chain[kChainGroups][kChainBits];
   Register registers[kRegisters];
   uint32_t rule_count;  // rules in use, so that a healthy board looks at no rule
+  uint32_t last_rule;   // number of the rule that was made last
   FaultRule rules[kMaxRules];
   uint64_t paused_us;  // pauses counted and not slept; they advance the board's time
   uint32_t settle_ms;  // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation

@@ -39,13 +39,20 @@ struct Line {
 };
 
 using Command = void(const Line &line);
-Command create_board, reset_board, delete_board, plug_module, load_flash, save_flash, erase_flash, show_boards,
-    show_board, show_flash, show_faults, show_modules, draw_panel;
+Command create_board, reset_board, delete_board, plug_module, load_flash, save_flash, erase_flash, get_value, draw_panel;
 
 /** What the commands that show something print. */
 using Json = nlohmann::ordered_json;
 using Document = Json(const Line &line);
 Document boards_document, board_document, flash_document, faults_document, modules_document;
+void print(const Json &document, bool json);
+void print(Document *shown, const Line &line);
+template <Document *Shown>
+void show(const Line &line) {
+  print(Shown, line);
+}
+/** A rule, with the target as `zelsim fail` takes it; null for a free or damaged row. */
+Json fault_document(const FaultRule &rule);
 /** The front panel as it looks now, as SVG. */
 std::string panel_picture(const Board &board);
 

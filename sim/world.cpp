@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
 
@@ -78,7 +79,12 @@ void unplug_module(const Line &line) {
   unplug(cage);
 }
 
-void heal_board(const Line &line) { heal(*open_board(line.board)); }
+void heal_board(const Line &line) {
+  OpenBoard board = open_board(line.board);
+  uint32_t number = line.values.empty() ? 0 : line.values[0];
+  if (number > board->last_rule) throw Failure("FAULT: " + line.words[0] + " is the number of no fault so far");
+  heal(*board, number);
+}
 
 // Faults: NODE[:REQUEST][@ADDRESS[-ADDRESS]].
 
@@ -125,14 +131,16 @@ void parse_result(FaultRule &rule, const std::string &text) {
 }
 
 void fail(const Line &line) {
-  if (line.list) return show_faults(line);
+  if (line.list) return show<faults_document>(line);
   if (line.words.empty()) throw Usage("NODE: a node or --list is required");
   FaultRule rule = parse_target(line.words[0]);
   parse_result(rule, line.result);
   rule.count = number(line.count, "--count", 0, UINT32_MAX);
   rule.skip = number(line.skip, "--skip", 0, UINT32_MAX);
-  bool added = add_rule(*open_board(line.board), rule);
-  if (!added) throw Failure("the board has 32 faults already (zelsim heal clears them)");
+  OpenBoard board = open_board(line.board);
+  const FaultRule *added = add_rule(*board, rule);
+  if (added == nullptr) throw Failure("the board has 32 faults already (zelsim heal clears them)");
+  if (line.json) print(fault_document(*added), true);
 }
 
 constexpr Row kWorldCommands[] = {
@@ -143,7 +151,7 @@ constexpr Row kWorldCommands[] = {
      "fail i2c:BufRead@0x40 --result busy --count 3\n  zelsim fail flash:write@0x1200000-0x12fffff --skip 5\n\n"
      "NODE: gpio, i2c, flash or any\nREQUEST: number or name as in the trace, read, write, lseek or open (else all but "
      "open)\nADDRESS: of a chip on the bus, or of the flash"},
-    {"heal", "", "Clear all faults", heal_board, "heal"},
+    {"heal", "?FAULT", "Clear all faults, or the one with this number in 'fail --list'", heal_board, "heal"},
     {"set", "", "Do what a person or the world would do to a switch", nullptr, "set supply 1 failed"},
     {"set reset-key", "VALUE=0|1", "release or press the reset key", set_state<offsetof(Board, gpio.reset_key)>},
     {"set reset-process", "BYTE", "reset-process state", set_state<offsetof(Board, gpio.reset_process)>},
@@ -175,6 +183,7 @@ uint32_t value_of(const std::string &argument, const std::string &text) {
   if (argument == "PORT") return number(text, argument, 0, kPorts - 1);
   if (argument == "SLOT") return number(text, argument, 1, kSlots);
   if (argument.starts_with("BYTE")) return number(text, argument, 0, 255);
+  if (argument == "FAULT") return number(text, argument, 1, UINT32_MAX);
   if (argument == "MILLISECONDS") return number(text, argument, 0, 3600000);
   return argument == "CELSIUS" ? celsius(text) : argument == "TIME" ? seconds(text) : 0;
 }

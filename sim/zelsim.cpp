@@ -15,14 +15,15 @@ constexpr Row kRows[] = {
     {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
      create_board, "create lab --slots sfp,copper,none"},
     {"delete", "?NAME", "Remove a board and its flash", delete_board, "delete lab"},
-    {"list", "", "List the boards", show_boards, "list --json"},
-    {"show", "", "Show everything about a board", show_board, "show --board lab"},
+    {"list", "", "List the boards", show<boards_document>, "list --json"},
+    {"show", "", "Show everything about a board", show<board_document>, "show --board lab"},
+    {"get", "PATH", "Show one value of what 'show' shows", get_value, "get panel.alarm\n  zelsim get cages.5.module"},
     {"panel", "", "Draw the front panel", draw_panel, "panel --svg panel.svg"},
-    {"modules", "", "List the catalogue of modules", show_modules, "modules"},
+    {"modules", "", "List the catalogue of modules", show<modules_document>, "modules"},
     {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
     {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
     {"flash save", "FILE", "Write the 32 MiB to a file", save_flash, "flash save flash.bin"},
-    {"flash stats", "", "Show erases and programs by region", show_flash, "flash stats"},
+    {"flash stats", "", "Show erases and programs by region", show<flash_document>, "flash stats"},
 };
 
 void add_argument(CLI::App &app, std::string argument, Line &line) {
