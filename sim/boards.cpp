@@ -8,6 +8,8 @@
 #include <memory>
 #include <regex>
 
+#include "../tools/replace_file.h"
+#include "system_calls.h"
 #include "tool.h"
 
 // Boards as folders, and how a program gets onto one. A new board is built aside and renamed into place, so that nobody
@@ -91,15 +93,17 @@ std::string inverted(std::string bytes) {
   return bytes;
 }
 
-void store(const OpenBoard &board, const std::string &image) {
-  int fd = open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
-  check(fd >= 0, "open the flash image");
-  bool holes = fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, kFlashSize) == 0;
-  size_t size = holes ? image.find_last_not_of('\0') + 1 : kFlashSize;
-  bool stored = pwrite(fd, image.data(), size, 0) == static_cast<ssize_t>(size);
-  close(fd);
+// Room is taken before anything changes: a full disk leaves the old contents.
+void store(OpenBoard &board, const std::string &image, off_t at = 0) {
+  sys::File file(open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC));
+  check(file.ok(), "open the flash image");
+  size_t used = image.find_last_not_of('\0') + 1;
+  off_t rest = at + static_cast<off_t>(used), size = static_cast<off_t>(image.size() - used);
+  bool room = used == 0 || fallocate(file.get(), 0, at, static_cast<off_t>(used)) == 0 || errno == EOPNOTSUPP;
+  check(room && sys::pwrite(file.get(), image.data(), used, at) == static_cast<ssize_t>(used), "write the flash image");
+  bool holes = size == 0 || fallocate(file.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, rest, size) == 0;
+  check(holes || sys::pwrite(file.get(), &image[used], image.size() - used, rest) == size, "write the flash image");
   ++board->watch.reflashed;
-  check(stored, "write the flash image");
 }
 
 }  // namespace
@@ -147,22 +151,34 @@ void delete_board(const Line &line) {
   fs::remove(folder);
 }
 
-void load_flash(const Line &line) {
-  std::ifstream file(line.words[0], std::ios::binary);
-  std::string content(kFlashSize + 1, '\xff');  // what the file does not reach is erased
+std::string read_file(const std::string &argument, const std::string &path, size_t most) {
+  std::ifstream file(path == "-" ? "/dev/stdin" : path, std::ios::binary);
+  std::string content(most + 1, '\0');
   file.read(content.data(), std::ssize(content));
-  bool whole = file.eof() && !file.bad();
-  if (!whole) throw Usage("FILE: '" + line.words[0] + "' is not a readable file of up to 32 MiB");
-  store(open_board(line.board), inverted(std::move(content)));
+  if (!file.is_open() || file.bad()) throw Usage(argument + ": cannot read '" + path + "': " + std::strerror(errno));
+  content.resize(static_cast<size_t>(file.gcount()));
+  if (content.size() <= most) return content;
+  throw Usage(argument + ": '" + path + "' has more than " + std::to_string(most) + " bytes");
+}
+
+void write_file(const std::string &argument, const std::string &path, const std::string &content) {
+  if (path == "-") return void(std::fwrite(content.data(), 1, content.size(), stdout));
+  int error = replace_file::replace(path, content.data(), content.size());
+  if (error != 0) throw Failure(argument + ": cannot write '" + path + "': " + std::strerror(error));
+}
+
+void load_flash(const Line &line) {
+  auto [start, size] = flash_range(line.region);
+  std::string content = read_file("FILE", line.words[0], size);
+  content.resize(size, '\xff');  // what the file does not reach is erased
+  OpenBoard board = open_board(line.board);
+  store(board, inverted(std::move(content)), start);
 }
 
 void save_flash(const Line &line) {
+  auto [start, size] = flash_range(line.region);
   auto image = [](const OpenBoard &board) { return reinterpret_cast<const char *>(board.attached->inverted_flash); };
-  std::string content = inverted({image(open_board(line.board)), kFlashSize});
-  std::ofstream file(line.words[0], std::ios::binary);
-  if (!file) throw Usage("FILE: cannot open '" + line.words[0] + "': " + std::strerror(errno));
-  file << content;
-  check(file.flush().good(), "write " + line.words[0]);
+  write_file("FILE", line.words[0], inverted({image(open_board(line.board)) + start, size}));
 }
 
 void erase_flash(const Line &line) {

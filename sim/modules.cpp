@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <fstream>
 #include <numeric>
 #include <regex>
 #include <sstream>
@@ -116,6 +115,9 @@ std::string parse_dump(const std::string &content) {
 Module find_module(const std::string &wanted) {
   for (const Module &module : catalogue())
     if (module.name == wanted) return module;
+  std::error_code none;
+  if (!std::filesystem::exists(wanted, none) && wanted != "-")
+    throw Usage("MODULE: '" + wanted + "' is neither in the catalogue (zelsim modules) nor a file");
   Page page = read_page(wanted);
   // By the same marks that a host goes by: an RJ45 connector, or 1000BASE-T as the only code.
   bool copper = page[2] == kRj45 || page[6] == 0x08;
@@ -133,12 +135,7 @@ std::vector<Module> catalogue() {
 }
 
 Page read_page(const std::string &file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string bytes(65536, '\0');
-  stream.read(bytes.data(), std::ssize(bytes));
-  bytes.resize(static_cast<size_t>(stream.gcount()));
-  if (bytes.empty())
-    throw Usage("MODULE: '" + file + "' is neither in the catalogue (zelsim modules) nor a readable file");
+  std::string bytes = read_file("MODULE", file, 65536);
   auto printable = [](unsigned char c) { return std::isprint(c) || std::isspace(c); };
   if (std::all_of(bytes.begin(), bytes.end(), printable)) bytes = parse_dump(bytes);
   if (bytes.size() != 128 && bytes.size() != 256 && bytes.size() != kTwoPages)

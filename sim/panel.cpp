@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -105,13 +104,6 @@ std::string panel_picture(const Board &board) {
   return svg;
 }
 
-void draw_panel(const Line &line) {
-  std::string svg = panel_picture(*open_board(line.board));
-  FILE *file = line.svg == "-" ? stdout : std::fopen(line.svg.c_str(), "w");
-  if (file == nullptr) throw Usage("--svg: cannot open '" + line.svg + "': " + std::strerror(errno));
-  std::fputs(svg.c_str(), file);
-  if (std::fflush(file) != 0 || std::ferror(file) != 0)
-    throw Failure("cannot write " + line.svg + ": " + std::strerror(errno));
-}
+void draw_panel(const Line &line) { write_file("--svg", line.svg, panel_picture(*open_board(line.board))); }
 
 }  // namespace zelsim::tool

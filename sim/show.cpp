@@ -232,6 +232,17 @@ Json faults_document(const Line &line) {
   return named("faults", {faults_of(*board)});
 }
 
+std::pair<uint32_t, uint32_t> flash_range(const std::string &region) {
+  if (region.empty()) return {0, kFlashSize};
+  for (const Json &row : regions_of({}))
+    if (row["region"] == region && region != "unused") return {row["start"], row["size"]};
+  Words part = split(region, '+');
+  if (part.size() != 2)
+    throw Usage("--region: '" + region + "' is neither a region of 'zelsim flash stats' nor like 0x100000+0x10000");
+  uint32_t start = number(part[0], "--region", 0, kFlashSize - 1);
+  return {start, number(part[1], "--region", 1, kFlashSize - start)};
+}
+
 Json modules_document(const Line &) {
   std::vector<Module> modules = catalogue();
   Json shown = rows(modules.size(), [&](unsigned i) {

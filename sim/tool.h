@@ -32,7 +32,7 @@ struct Line {
   std::string board;
   Words words = {};    // arguments that are no options
   Values values = {};  // what they stand for
-  std::string slots = {}, result = {}, count = "0", skip = "0", svg = {};
+  std::string slots = {}, result = {}, count = "0", skip = "0", svg = {}, region = {};
   std::optional<std::string> trace = {};  // empty: to standard error
   bool json = false, flash = false, list = false, fast = false, trace_opens = false, chip_times = false;
   const std::string &name() const { return words.empty() ? board : words[0]; }
@@ -84,6 +84,14 @@ struct OpenBoard {
   Board &operator*() const { return *attached->board; }
   Board *operator->() const { return attached->board; }
 };
+
+/** Content of a file, or standard input for "-". */
+std::string read_file(const std::string &argument, const std::string &path, size_t most);
+/** Writes a file whole or not at all, or to standard output for "-". */
+void write_file(const std::string &argument, const std::string &path, const std::string &content);
+
+/** Start and size of a region by its name or as START+SIZE; of the whole flash without either. */
+std::pair<uint32_t, uint32_t> flash_range(const std::string &region);
 
 /** Folder of all boards; a board by its name, where an empty name is the board of the `zelsim run` around us, else the
  *  one called default. */

@@ -22,7 +22,8 @@ constexpr Row kRows[] = {
     {"modules", "", "List the catalogue of modules", show<modules_document>, "modules"},
     {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
     {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
-    {"flash save", "FILE", "Write the 32 MiB to a file", save_flash, "flash save flash.bin"},
+    {"flash save", "FILE", "Write the 32 MiB to a file", save_flash,
+     "flash save flash.bin\n  zelsim flash save - --region 'Image 1' | cmp - image.bin"},
     {"flash stats", "", "Show erases and programs by region", show<flash_document>, "flash stats"},
 };
 
@@ -59,6 +60,10 @@ void add_options(CLI::App &app, Line &line) {
   app.get_subcommand("create")->add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none");
   app.get_subcommand("reset")->add_flag("--flash", line.flash, "erase the flash and its counters, too");
   app.get_subcommand("panel")->add_option("--svg", line.svg, "the picture, - for standard output")->required();
+  for (const char *command : {"load", "save"}) {
+    CLI::App *part = app.get_subcommand("flash")->get_subcommand(command);
+    part->add_option("--region", line.region, "only this region of 'flash stats', or bytes as 0x100000+0x10000");
+  }
   fail->add_flag("--list", line.list, "list the faults that stand");
   fail->add_option("--count", line.count, "fail so many times only");
   fail->add_option("--skip", line.skip, "let so many pass before");
