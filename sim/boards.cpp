@@ -93,10 +93,15 @@ std::string inverted(std::string bytes) {
   return bytes;
 }
 
+int image_of(const OpenBoard &board) {
+  int fd = open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
+  check(fd >= 0, "open the flash image");
+  return fd;
+}
+
 // Room is taken before anything changes: a full disk leaves the old contents.
 void store(OpenBoard &board, const std::string &image, off_t at = 0) {
-  sys::File file(open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC));
-  check(file.ok(), "open the flash image");
+  sys::File file(image_of(board));
   size_t used = image.find_last_not_of('\0') + 1;
   off_t rest = at + static_cast<off_t>(used), size = static_cast<off_t>(image.size() - used);
   bool room = used == 0 || fallocate(file.get(), 0, at, static_cast<off_t>(used)) == 0 || errno == EOPNOTSUPP;
@@ -177,8 +182,10 @@ void load_flash(const Line &line) {
 
 void save_flash(const Line &line) {
   auto [start, size] = flash_range(line.region);
-  auto image = [](const OpenBoard &board) { return reinterpret_cast<const char *>(board.attached->inverted_flash); };
-  write_file("FILE", line.words[0], inverted({image(open_board(line.board)) + start, size}));
+  std::string content(size, '\0');
+  bool whole = sys::pread(sys::File(image_of(open_board(line.board))).get(), content.data(), size, start) == size;
+  check(whole, "read the flash image");
+  write_file("FILE", line.words[0], inverted(std::move(content)));
 }
 
 void erase_flash(const Line &line) {

@@ -7,8 +7,8 @@
 
 // The serial NOR flash and its driver. The image file holds every byte inverted, so that what was never written is a
 // hole of the file; programming, which only clears bits of the chip, only sets bits of the file. Old contents
-// are looked at through the process's read-only mapping and changed through the caller's own descriptor, whose access
-// mode then counts.
+// are looked at through the caller's own descriptor, else through the process's read-only mapping, and changed through
+// the descriptor, whose access mode then counts.
 
 namespace zelsim {
 namespace {
@@ -63,7 +63,8 @@ bool passes(Board &board, Call call, off_t at, size_t *size) {
 // One program operation inside the page at `page`. Counts what was not erased before.
 bool program(const Attached &attached, int fd, uint32_t page, uint32_t start, const uint8_t *data, size_t size) {
   uint8_t stored[kPageSize];
-  memcpy(stored, attached.inverted_flash + page, sizeof stored);
+  // A hole of the mapping cannot be looked at on a full disk; a descriptor for writing only has nothing else.
+  if (sys::pread(fd, stored, sizeof stored, page) < 0) memcpy(stored, attached.inverted_flash + page, sizeof stored);
   uint32_t dirty = 0;
   for (size_t i = 0; i < size; ++i) {
     uint8_t &cell = stored[(start + i) % kPageSize];
