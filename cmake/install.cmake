@@ -37,6 +37,19 @@ function(zelboard_man_page page component)
 endfunction()
 
 zelboard_man_page(zelboard.3 development)
+# A page for each function, made of what the headers say of it.
+file(GLOB ZELBOARD_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/zelboard/*.h)
+set(ZELBOARD_FUNCTION_PAGES ${PROJECT_BINARY_DIR}/man/functions)
+string(TIMESTAMP ZELBOARD_MAN_DATE "%B %d, %Y" UTC)
+add_custom_command(OUTPUT ${ZELBOARD_FUNCTION_PAGES}.made DEPENDS ${ZELBOARD_HEADERS} cmake/manual.awk
+  COMMAND ${CMAKE_COMMAND} -E rm -rf ${ZELBOARD_FUNCTION_PAGES}
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${ZELBOARD_FUNCTION_PAGES}
+  COMMAND awk -v folder=${ZELBOARD_FUNCTION_PAGES} -v version=${PROJECT_VERSION} -v date=${ZELBOARD_MAN_DATE}
+    -f ${PROJECT_SOURCE_DIR}/cmake/manual.awk ${ZELBOARD_HEADERS}
+  COMMAND gzip -9nr ${ZELBOARD_FUNCTION_PAGES}
+  COMMAND ${CMAKE_COMMAND} -E touch ${ZELBOARD_FUNCTION_PAGES}.made VERBATIM)
+list(APPEND ZELBOARD_COMPRESSED ${ZELBOARD_FUNCTION_PAGES}.made)
+install(DIRECTORY ${ZELBOARD_FUNCTION_PAGES}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
 if(TARGET zelctl AND TARGET zelsim)
   foreach(tool zelctl zelsim)
     zelboard_man_page(${tool}.1 tools)

@@ -57,7 +57,7 @@ zelboard_package(library libzelboard${PROJECT_VERSION_MAJOR} libs library
   EXTRA ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 zelboard_package(development libzelboard-dev libdevel development
   "This package contains the headers, the static library, and what pkg-config and
-CMake need to find them."
+CMake need to find them; a manual page for each function, the guides and examples."
   NEEDS library)
 if(TARGET zelctl AND TARGET zelsim)
   zelboard_package(tools zelboard-tools admin tools
@@ -73,6 +73,11 @@ tables, and a test kit with boards of the virtual switch and a pytest plugin."
     PORTABLE NEEDS library DEPENDS "python3 (>= 3.9)" RECOMMENDS python3-pytest zelboard-tools
     EXTRA ${scripts}/postinst ${scripts}/prerm)
 endif()
-install(DIRECTORY examples COMPONENT development EXCLUDE_FROM_ALL
+# The guides, with what they link to beside them: the examples, and the headers by a link.
+file(CREATE_LINK ../../../include ${PROJECT_BINARY_DIR}/debian/include SYMBOLIC)
+install(DIRECTORY examples docs COMPONENT development EXCLUDE_FROM_ALL
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}
+  PATTERN man EXCLUDE PATTERN Doxyfile EXCLUDE)
+install(FILES ${PROJECT_BINARY_DIR}/debian/include COMPONENT development EXCLUDE_FROM_ALL
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME})
 include(CPack)

@@ -62,6 +62,10 @@ for page in zelctl zelsim; do
 done
 gzip -dc "$prefix/share/man/man3/zelboard.3.gz" >"$work/page"
 while read -r name; do grep -qw "$name" "$work/page" || fail "$name: not in zelboard(3)"; done <"$here/exports.txt"
+nm -D --defined-only "$prefix/lib/libzelboard.so" | sed -n 's/.* T \([^@]*\).*/\1/p' | while read -r name; do
+  gzip -dc "$prefix/share/man/man3/$name.3.gz" 2>/dev/null | grep -q "^\.Fn $name " || echo "$name"
+done >"$work/without"
+[ -s "$work/without" ] && fail "without a manual page: $(cat "$work/without")"
 
 mv "$prefix" "$work/first"
 cmake -DMANIFEST="$work/manifest" -DFOLDERS="$work/folders" -P "$here/../cmake/uninstall.cmake"

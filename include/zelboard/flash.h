@@ -152,8 +152,8 @@ ZEL_API uint32_t FW_SpiFlash_GetSectorSize(void);
 /** @name Checksums
  *  @{ */
 
-/** Table of the reflected CRC-32, polynomial 0xEDB88320 (IEEE 802.3): zero at load, built by the first CRC. */
-extern ZEL_API uint32_t crc_table[256];
+/** Table of the reflected CRC-32, polynomial 0xEDB88320 (IEEE 802.3): zero at load, filled by the first CRC, for
+ *  programs. The library itself computes from constants. */
 /** 1 once all 256 words of `crc_table` stand; 0 at load. */
 extern ZEL_API uint8_t crc_table_is_init;
 
@@ -260,9 +260,11 @@ ZEL_API uint8_t check_env_crc(uint32_t crc, const char *name, const char *value,
  *
  *  Nothing is erased, and FW_FAIL given, when the region holds what the table cannot: a name of more than 80 or a value
  *  of more than 511 characters, or more than 200 entries; or when the list that is written would not hold all of it: it
- *  ends before an unused slot, or with its area. What the write would lose stays in the flash. With the
- *  diagnostic and the no-operation flag both set the region stays as it was, too, and each write counts as a failure. A
- *  change that the power cuts short leaves the region erased or partly written.
+ *  ends before an unused slot, or with its area. What the write would lose stays in the flash. With the diagnostic and
+ *  the no-operation flag both set the region stays as it was, too, and each write counts as a failure.
+ *
+ *  A new variable that does not get in, because the table has 200 or the area is full, costs ten writes of the region
+ *  as it was, and FW_FAIL. A change that the power cuts short leaves the region erased or partly written.
  *
  *  A check whose three reads all fail counts as passed: where the driver may fail, read the variable back.
  *  @param name   not empty, up to 80 characters: FW_FAIL before the region is read. It must have no "=", which is not
