@@ -105,12 +105,12 @@ void add_record(Line &line, const Request &request, const uint8_t *record) {
   float degrees;
   memcpy(&degrees, record, sizeof degrees);
   line.add("{");
-  if (request.shape == Shape::Byte || request.shape == Shape::Pair) add_named(line, request.fields, record, 1, "%u");
-  if (request.shape == Shape::Register) add_named(line, "address value", record, 4, "0x%08x");
+  const char *fields = fields_of(request);
+  if (request.shape == Shape::Byte || request.shape == Shape::Pair) add_named(line, fields, record, 1, "%u");
+  if (request.shape == Shape::Register) add_named(line, fields, record, 4, "0x%08x");
   if (request.shape == Shape::Rtc) {
-    add_named(line, "mode24 pm", record, 1, "%u");
-    line.add(" ");
-    add_named(line, "sec min hour mday mon year wday", record + 4, 4, "%u");
+    line.add("mode24=%u pm=%u ", record[0], record[1]);
+    add_named(line, fields + strlen("mode24 pm "), record + 4, 4, "%u");
   }
   if (request.shape == Shape::Temperature) line.add("temperature=%.1f", static_cast<double>(degrees));
   if (request.shape == Shape::Identification) add_bytes(line, record, record_size(request.shape));
@@ -150,14 +150,6 @@ void trace_request(const RequestEvent &event) {
   line.send(readers, event.result);
 }
 
-bool matches(const FaultCall &on, const FaultCall &call) {
-  if (on.node != Node::Any && on.node != call.node) return false;
-  if (on.call == Call::AnyRequest ? call.call == Call::Open : on.call != call.call) return false;
-  if (on.call == Call::Request && on.request != call.request) return false;
-  bool overlaps = call.first_address <= on.last_address && call.last_address >= on.first_address;
-  return !on.has_address || (call.has_address && overlaps);
-}
-
 // What the first rule for this call does to it; the rule is used up by one.
 FaultRule strike(Board &board, const FaultCall &call) {
   Guard guard(board);
@@ -176,10 +168,11 @@ FaultRule strike(Board &board, const FaultCall &call) {
   return {};
 }
 
-RequestTable table(Node node) {
-  if (node == Node::Gpio) return gpio_requests();
-  if (node == Node::I2c) return i2c_requests();
-  return node == Node::Flash ? flash_requests() : RequestTable{};
+const Request *find_request(Node node, uint8_t number) {
+  for (const Request &request : requests_of(node)) {
+    if (request.number == number) return &request;
+  }
+  return nullptr;
 }
 
 // The first page is never mapped. Any other wild pointer faults in the caller, where a kernel would answer EFAULT:
@@ -190,7 +183,7 @@ FaultCall fault_call(const RequestEvent &event) {
   bool transfers = event.request->shape == Shape::Transfer;
   uint32_t first = transfers ? event.before[kAddress] : event.address & ~(kSectorSize - 1);
   uint32_t last = transfers ? first : first + kSectorSize - 1;
-  return {event.node, Call::Request, event.number, transfers || erases(*event.request), first, last};
+  return {event.node, Call::Request, event.number, has_address(*event.request), first, last};
 }
 
 void answer(const Attached &attached, int fd, RequestEvent &event) {
@@ -211,25 +204,36 @@ void answer(const Attached &attached, int fd, RequestEvent &event) {
 
 }  // namespace
 
-bool request_by_name(Node node, const char *name, uint8_t *number) {
-  for (const Request &request : table(node)) {
-    if (strcmp(request.name, name) != 0) continue;
-    *number = request.number;
-    return true;
-  }
-  return false;
+RequestTable requests_of(Node node) {
+  if (node == Node::Gpio) return gpio_requests();
+  if (node == Node::I2c) return i2c_requests();
+  return node == Node::Flash ? flash_requests() : RequestTable{};
 }
 
-const Request *find_request(Node node, uint8_t number) {
-  for (const Request &request : table(node)) {
-    if (request.number == number) return &request;
-  }
-  return nullptr;
+const char *fields_of(const Request &request) {
+  constexpr const char *kFields[] = {"",
+                                     nullptr,
+                                     nullptr,
+                                     "address value",
+                                     "addr offset offset_len len data",
+                                     "mode24 pm sec min hour mday mon year wday",
+                                     "temperature",
+                                     "id"};
+  const char *fields = kFields[static_cast<unsigned>(request.shape)];
+  return fields != nullptr ? fields : request.fields;
 }
 
 const char *node_name(Node node) {
   constexpr const char *kNames[] = {"none", "gpio", "i2c", "flash", "any"};
   return kNames[static_cast<unsigned>(node)];
+}
+
+bool matches(const FaultCall &on, const FaultCall &call) {
+  if (on.node != Node::Any && on.node != call.node) return false;
+  if (on.call == Call::AnyRequest ? call.call == Call::Open : on.call != call.call) return false;
+  if (on.call == Call::Request && on.request != call.request) return false;
+  bool overlaps = call.first_address <= on.last_address && call.last_address >= on.first_address;
+  return !on.has_address || (call.has_address && overlaps);
 }
 
 int plain(Board &board, const Request &request, uint8_t *record) {

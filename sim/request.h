@@ -41,11 +41,13 @@ RequestTable gpio_requests();
 RequestTable i2c_requests();
 RequestTable flash_requests();
 
-/** Number of the request that has this name on the node; case counts. */
-bool request_by_name(Node node, const char *name, uint8_t *number);
+/** Names of the record's fields as the trace shows them, joined by blanks. */
+const char *fields_of(const Request &request);
+/** It is about a chip on the bus, or about a place in the flash. */
+inline bool has_address(const Request &request) { return erases(request) || request.shape == Shape::Transfer; }
+
+RequestTable requests_of(Node node);
 const char *node_name(Node node);
-/** Null when the node's driver does not know the number. */
-const Request *find_request(Node node, uint8_t number);
 
 /** Handles a request that only sets or gets a piece of the driver's state: the whole record, or one byte that a pair's
  *  first byte selects. */
@@ -68,6 +70,7 @@ struct Fault {
 
 /** Finds the first rule for this call and uses it up by one. A rule that kills does not return. */
 Fault take_fault(Board &board, const FaultCall &call);
+bool matches(const FaultCall &on, const FaultCall &call);
 /** The rule as it stands in the table, with its number; null when that is full. */
 const FaultRule *add_rule(Board &board, const FaultRule &rule);
 /** Clears the rule with this number, or all for 0. */

@@ -13,12 +13,6 @@
 namespace zelsim::tool {
 namespace {
 
-std::string hex(uint32_t value, int digits = 1) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, value);
-  return text;
-}
-
 // An object from names and as many values, which may be neighbouring bytes of the state.
 template <typename Iterator>
 Json named(const char *names, Iterator value, Json object = {}) {
@@ -130,8 +124,8 @@ std::string joined(const Words &words) {
 // A value as people read it.
 std::string plain(const std::string &name, const Json &value) {
   static const std::map<std::string, int> kHexadecimal = {
-      {"power_status", 2}, {"io", 2}, {"start", 8}, {"size", 1}, {"address", 1},
-      {"value", 1}, {"result", 1}, {"first_address", 1}, {"last_address", 1}};
+      {"power_status", 2}, {"io", 2},     {"start", 8},  {"size", 1},          {"address", 1},
+      {"value", 1},        {"number", 2}, {"result", 1}, {"first_address", 1}, {"last_address", 1}};
   if (value.is_array()) {
     Words items;
     for (const Json &item : value) items.push_back(plain(name, item));
@@ -148,7 +142,7 @@ bool is_table(const Json &value) { return value.is_array() && !value.empty() && 
 void print_table(const Json &table) {
   std::vector<std::string> lines(table.size() + 1);
   for (const auto &[name, first] : table[0].items()) {
-    if (first.is_structured()) continue;
+    if (first.is_object()) continue;
     for (size_t i = 0; i < lines.size(); ++i)
       lines[i].append("  ").append(i == 0 ? name : plain(name, table[i - 1][name]));
     size_t width = std::ranges::max(lines, {}, &std::string::size).size();
@@ -181,6 +175,12 @@ const Json &step(const Json &from, const std::string &word) {
 
 }  // namespace
 
+std::string hex(uint32_t value, int digits) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%0*x", digits, value);
+  return text;
+}
+
 std::string board_type(const Board &board, unsigned slot) {
   return slot == kSlots ? "main" : split(kBoardTypes, '|')[std::min(board.i2c.slot_type[slot], kSfpBoard)];
 }
@@ -201,9 +201,11 @@ Json board_document(const Line &line) {
     unsigned group = i / kChainBits, bit = i % kChainBits, value = board.chain[group][bit];
     return value != 0 ? named("group bit value", {group, bit, value}) : Json();
   });
-  return named("board folder slots supplies panel gpio i2c cages flash registers serial_gpio links faults settle_ms paused_us",
-               {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
-                i2c_of(board), cages, flash_of(board.flash), registers, chain, links, faults_of(board), board.settle_ms, board.paused_us});
+  return named(
+      "board folder slots supplies panel gpio i2c cages flash registers serial_gpio links faults settle_ms paused_us",
+      {open.folder.filename().native(), open.folder.native(), slots_of(board), supplies, panel, gpio_of(board),
+       i2c_of(board), cages, flash_of(board.flash), registers, chain, links, faults_of(board), board.settle_ms,
+       board.paused_us});
 }
 
 Json boards_document(const Line &) {
@@ -253,27 +255,6 @@ Json modules_document(const Line &) {
     return named("module part_number rate_mbd phy", {name, part, page[12] * 100, kind});
   });
   return named("modules", {shown});
-}
-
-// As `zelsim fail` takes it, apart from the parts.
-Json fault_document(const FaultRule &rule) {
-  const FaultCall &on = rule.on;
-  bool whole = rule.effect <= Effect::Killed && on.node <= Node::Any && on.call <= Call::Seek;
-  if (rule.effect == Effect::None || !whole) return {};
-  unsigned call = static_cast<unsigned>(on.call), effect = static_cast<unsigned>(rule.effect);
-  const Request *known = find_request(on.node, on.request);
-  Json node = node_name(on.node), request, first, last;
-  if (on.call == Call::Request) request = known != nullptr ? known->name : hex(on.request, 2);
-  if (call >= kFirstCall) request = split(kCalls, '|')[call - kFirstCall];
-  if (on.has_address) first = on.first_address, last = on.last_address;
-  std::string target = node_name(on.node);
-  if (!request.is_null()) target += ':' + request.get<std::string>();
-  if (on.has_address) target += '@' + hex(on.first_address);
-  if (on.last_address != on.first_address) target += '-' + hex(on.last_address);
-  Json result = effect >= kFirstEffect ? Json(split(kEffects, '|')[effect - kFirstEffect]) : Json(rule.value);
-  return named("fault target result skip count hits parts",
-               {rule.number, target, result, rule.skip, rule.count > 0 ? Json(rule.count) : Json(), rule.hits,
-                named("node request first_address last_address", {node, request, first, last})});
 }
 
 void print(const Json &document, bool json) {

@@ -34,17 +34,19 @@ struct Line {
   Values values = {};  // what they stand for
   std::string slots = {}, result = {}, count = "0", skip = "0", svg = {}, region = {};
   std::optional<std::string> trace = {};  // empty: to standard error
-  bool json = false, flash = false, list = false, fast = false, trace_opens = false, chip_times = false;
+  bool json = false, flash = false, list = false, requests = false, fast = false, trace_opens = false,
+       chip_times = false;
   const std::string &name() const { return words.empty() ? board : words[0]; }
 };
 
 using Command = void(const Line &line);
-Command create_board, reset_board, delete_board, plug_module, load_flash, save_flash, erase_flash, get_value, draw_panel;
+Command create_board, reset_board, delete_board, plug_module, load_flash, save_flash, erase_flash, get_value,
+    draw_panel, fail, heal_board;
 
 /** What the commands that show something print. */
 using Json = nlohmann::ordered_json;
 using Document = Json(const Line &line);
-Document boards_document, board_document, flash_document, faults_document, modules_document;
+Document boards_document, board_document, flash_document, faults_document, modules_document, requests_document;
 void print(const Json &document, bool json);
 void print(Document *shown, const Line &line);
 template <Document *Shown>
@@ -75,6 +77,7 @@ uint32_t number(const std::string &text, const std::string &argument, uint32_t l
 /** Index of `text` in a list "name|name"; throws Usage naming `argument` and listing the names. */
 unsigned choice(const std::string &text, const std::string &argument, const std::string &names);
 Words split(const std::string &text, char separator);
+std::string hex(uint32_t value, int digits = 1);
 
 /** A board, locked for as long as this lives. */
 struct OpenBoard {
@@ -103,10 +106,9 @@ constexpr char kBoardTypes[] = "none|copper|sfp";
 /** Name of the type that is fitted in slot index 0 to 2; the one behind them is the main board. */
 std::string board_type(const Board &board, unsigned slot);
 
-/** Calls from Call::Open, and effects from Effect::Refused. */
-constexpr char kCalls[] = "open|read|write|lseek", kEffects[] = "refused|busy|closed|killed";
-constexpr unsigned kFirstCall = static_cast<unsigned>(Call::Open),
-                   kFirstEffect = static_cast<unsigned>(Effect::Refused);
+/** From Effect::Refused. */
+constexpr char kEffects[] = "refused|busy|closed|killed";
+constexpr unsigned kFirstEffect = static_cast<unsigned>(Effect::Refused);
 
 using Page = std::array<uint8_t, 256>;
 

@@ -3,11 +3,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <nlohmann/json.hpp>
-#include <regex>
 #include <sstream>
 
-#include "request.h"
 #include "tool.h"
 
 // What a person or the world does to a switch, and how the command line says it.
@@ -77,70 +74,6 @@ void unplug_module(const Line &line) {
   Cage &cage = board->cages[line.values[0]];
   if (!cage.fitted) throw Failure("PORT: port " + line.words[0] + " has no module");
   unplug(cage);
-}
-
-void heal_board(const Line &line) {
-  OpenBoard board = open_board(line.board);
-  uint32_t number = line.values.empty() ? 0 : line.values[0];
-  if (number > board->last_rule) throw Failure("FAULT: " + line.words[0] + " is the number of no fault so far");
-  heal(*board, number);
-}
-
-// Faults: NODE[:REQUEST][@ADDRESS[-ADDRESS]].
-
-bool is_number(const std::string &text) { return text.find_first_of("0123456789") == 0; }
-
-void parse_request(FaultRule &rule, const std::string &text) {
-  rule.on.call = Call::Request;
-  if (is_number(text))
-    rule.on.request = static_cast<uint8_t>(number(text, "REQUEST", 0, 255));
-  else if (!request_by_name(rule.on.node, text.c_str(), &rule.on.request))
-    rule.on.call =
-        static_cast<Call>(choice(text, "REQUEST, neither a number nor a request of this node", kCalls) + kFirstCall);
-}
-
-FaultRule parse_target(const std::string &target) {
-  static const std::regex kTarget("([^:@]*)(:([^@]*))?(@([^-]*)(-(.*))?)?");
-  enum Group { kNode = 1, kHasRequest, kRequest, kHasAddress, kFirst, kHasLast, kLast };
-  std::smatch part;
-  std::regex_match(target, part, kTarget);
-  FaultRule rule = {};
-  rule.on.node = static_cast<Node>(choice(part[kNode], "NODE", "gpio|i2c|flash|any") + 1);
-  if (part[kHasRequest].matched) parse_request(rule, part[kRequest]);
-  rule.on.has_address = part[kHasAddress].matched;
-  if (rule.on.has_address)
-    rule.on.first_address = rule.on.last_address = number(part[kFirst], "ADDRESS", 0, UINT32_MAX);
-  if (part[kHasLast].matched) rule.on.last_address = number(part[kLast], "ADDRESS", rule.on.first_address, UINT32_MAX);
-  return rule;
-}
-
-// Without --result a request fails as the driver says it, an open or a transfer as the kernel does.
-void parse_result(FaultRule &rule, const std::string &text) {
-  constexpr uint32_t kDriverFailed = 0xffff;
-  rule.value = is_number(text) ? number(text, "--result", 0, 0x7fffffff) : kDriverFailed;
-  rule.effect = rule.on.call <= Call::Request ? Effect::Value
-                : rule.on.call == Call::Open  ? Effect::Closed
-                                              : Effect::Refused;
-  if (is_number(text))
-    rule.effect = Effect::Value;
-  else if (!text.empty())
-    rule.effect = static_cast<Effect>(choice(text, "--result", kEffects) + kFirstEffect);
-  if (rule.effect != Effect::Closed) return;
-  if (rule.on.call == Call::AnyRequest) rule.on.call = Call::Open;
-  if (rule.on.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
-}
-
-void fail(const Line &line) {
-  if (line.list) return show<faults_document>(line);
-  if (line.words.empty()) throw Usage("NODE: a node or --list is required");
-  FaultRule rule = parse_target(line.words[0]);
-  parse_result(rule, line.result);
-  rule.count = number(line.count, "--count", 0, UINT32_MAX);
-  rule.skip = number(line.skip, "--skip", 0, UINT32_MAX);
-  OpenBoard board = open_board(line.board);
-  const FaultRule *added = add_rule(*board, rule);
-  if (added == nullptr) throw Failure("the board has 32 faults already (zelsim heal clears them)");
-  if (line.json) print(fault_document(*added), true);
 }
 
 constexpr Row kWorldCommands[] = {

@@ -64,6 +64,7 @@ void add_options(CLI::App &app, Line &line) {
     CLI::App *part = app.get_subcommand("flash")->get_subcommand(command);
     part->add_option("--region", line.region, "only this region of 'flash stats', or bytes as 0x100000+0x10000");
   }
+  fail->add_flag("--requests", line.requests, "list what can fail: requests by node, and the fields of their records");
   fail->add_flag("--list", line.list, "list the faults that stand");
   fail->add_option("--count", line.count, "fail so many times only");
   fail->add_option("--skip", line.skip, "let so many pass before");
