@@ -21,8 +21,8 @@ ZEL_BEGIN_DECLS
  *
  *  Database writes do nothing and give FW_FAIL when the diagnostic and the no-operation flag are both set, and raise
  *  the flash-access flag while they run. The database goes first and its slot last: a write that fails between them
- *  leaves the old slot, to which the new bytes do not fit. In the table, Gen and shared writes an erase or program that
- *  the kernel refuses, with a result other than FW_FAIL, counts as done: read back what you wrote.
+ *  leaves the old slot, to which the new bytes do not fit. In the table, Gen and shared writes an erase that the kernel
+ *  refuses, or that the driver refuses by another result than FW_FAIL, counts as done: read back what you wrote.
  *
  *  A buffer that a read hands out is the caller's, to be released with free(); it is valid only when the call returned
  *  0.
