@@ -154,6 +154,7 @@ ZEL_API uint32_t FW_SpiFlash_GetSectorSize(void);
 
 /** Table of the reflected CRC-32, polynomial 0xEDB88320 (IEEE 802.3): zero at load, filled by the first CRC, for
  *  programs. The library itself computes from constants. */
+extern ZEL_API uint32_t crc_table[256];
 /** 1 once all 256 words of `crc_table` stand; 0 at load. */
 extern ZEL_API uint8_t crc_table_is_init;
 
