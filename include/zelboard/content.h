@@ -122,7 +122,7 @@ ZEL_API uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t l
 /** @name Custom identity
  *  One 417-byte record; every change reads it, erases its sector and writes it back, so a write that fails after the
  *  erase loses the record: all names, the description and the power-mode byte. Any non-zero result of a flash call ends
- *  the operation and is returned, a front's FW_FAIL for another chip apart. Neither the diagnostic flags nor the
+ *  the operation and is returned; a front gives FW_FAIL for another chip. Neither the diagnostic flags nor the
  *  flash-access flag play a part.
  *  @{ */
 
