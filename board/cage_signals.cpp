@@ -1,5 +1,6 @@
 // The control signals of the SFP cages, read and set through the I/O expanders.
-#include "board/soc_register.h"
+#include "board/port_check.h"
+#include "board/request.h"
 #include "board/verified_write.h"
 #include "zelboard/i2c.h"
 #include "zelboard/ports.h"
@@ -7,34 +8,27 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kFirstMainBoardPort = 24;
-constexpr int kWrites = 100, kAttempts = 5;
+constexpr int kSignalAttempts = 5;
 
-/// 0 for a port with a cage, else why there is none.
-uint32_t refuse_port(uint32_t port) {
-  if (IsSwitchPortExist(port) == 0) return FW_ABSENT;
-  return BoardType_Check(0, port, nullptr)[0] == '0' ? FW_NOT_SFP : 0;
-}
-
-uint32_t read_register(const sfp_signal &signal, uint8_t *byte) {
+uint32_t read_expander(const sfp_signal &signal, uint8_t *byte) {
   return FW_I2C_BufRead(signal.address, signal.reg, 1, 1, byte);
 }
 
 uint32_t read_expander_signal(const sfp_signal &signal, uint8_t *level) {
   uint8_t byte = 0;
-  const uint32_t result = read_register(signal, &byte);
+  const uint32_t result = read_expander(signal, &byte);
   if (result == 0) *level = (byte & signal.mask) == signal.mask;
   return result;
 }
 
 uint32_t get_signal(const sfp_signal *table, uint32_t port, uint8_t *level) {
-  if (const uint32_t refusal = refuse_port(port); refusal != 0) return refusal;
+  if (const uint32_t refusal = refuse_port(port, port); refusal != 0) return refusal;
   return read_expander_signal(table[port], level);
 }
 
 uint32_t read_soc_signal(const sfp_soc_signal &signal, uint8_t *level) {
   SocRegister record{signal.address, 0};
-  return request_then(kGetSocRegister, record, [&] { *level = (record.value & signal.mask) != 0; });
+  return request(kGetSocRegister, record, [&] { *level = (record.value & signal.mask) != 0; });
 }
 
 }  // namespace
@@ -49,19 +43,19 @@ uint32_t FW_GetPortSfpTxDisable(uint32_t port, uint8_t *disable) {
 uint32_t FW_GetPortSfpTxFault(uint32_t port, uint8_t *fault) { return zel::get_signal(sfp_txfault, port, fault); }
 
 uint32_t FW_GetPortSfpLos(uint32_t port, uint8_t *los) {
-  if (const uint32_t refusal = zel::refuse_port(port); refusal != 0) return refusal;
-  if (port < zel::kFirstMainBoardPort) return zel::read_expander_signal(sfp_los[port], los);
+  if (const uint32_t refusal = zel::refuse_port(port, port); refusal != 0) return refusal;
+  if (port < FW_PORT_FIRST_10G) return zel::read_expander_signal(sfp_los[port], los);
   return zel::read_soc_signal(sfp_los_gpio[port], los);
 }
 
 uint32_t FW_SetPortSfpTxDisable(uint32_t port, uint32_t disable) {
-  if (const uint32_t refusal = zel::refuse_port(port); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::refuse_port(port, port); refusal != 0) return refusal;
   if (disable > 1) return FW_FAIL;
 
   const sfp_signal &signal = sfp_txenable[port];
   uint8_t byte = 0;
-  const auto read = [&] { return zel::read_register(signal, &byte); };
-  if (const uint32_t failed = zel::retry(zel::kAttempts, read); failed != 0) return failed;
+  const auto read = [&] { return zel::read_expander(signal, &byte); };
+  if (const uint32_t failed = zel::retry(zel::kSignalAttempts, read); failed != 0) return failed;
 
   byte = static_cast<uint8_t>(disable != 0 ? byte | signal.mask : byte & ~signal.mask);
   const auto write = [&] { return FW_I2C_BufWrite(signal.address, signal.reg, 1, 1, &byte); };
@@ -71,5 +65,5 @@ uint32_t FW_SetPortSfpTxDisable(uint32_t port, uint32_t disable) {
     if (state == disable) return result;
     return std::nullopt;
   };
-  return zel::write_verified(zel::kWrites, zel::kAttempts, write, verify);
+  return zel::write_verified(zel::kSignalAttempts, write, verify);
 }

@@ -1,10 +1,14 @@
 #include "board/command.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 
-void zel::run_command(const char *format, uint32_t first, uint32_t second, uint32_t third) {
-  char line[128] = {};
-  snprintf(line, sizeof line, format, first, second, third);
+void zel::run_command(const char *format, ...) {
+  char line[128];
+  va_list numbers;
+  va_start(numbers, format);
+  vsnprintf(line, sizeof line, format, numbers);
+  va_end(numbers);
   [[maybe_unused]] const int status = system(line);
 }

@@ -2,33 +2,18 @@
 #include "board/request.h"
 #include "zelboard/ports.h"
 
-namespace {
-
-struct SlotRecord {
-  uint8_t slot, value;
-};
-
-constexpr zel::Request kGetAlive{zel::kI2c, 0xC2};
-constexpr zel::Request kSetAlive{zel::kI2c, 0xC3};
-constexpr zel::Request kGetBoard{zel::kI2c, 0x96};
-
-}  // namespace
-
-uint32_t FW_GetDau_Alive(uint32_t slot, uint8_t *alive) {
-  SlotRecord record{static_cast<uint8_t>(slot), 0};
-  return zel::request_then(kGetAlive, record, [&] { *alive = record.value; });
-}
+uint32_t FW_GetDau_Alive(uint32_t slot, uint8_t *alive) { return zel::get_selected(zel::kGetBoardAlive, slot, alive); }
 
 uint32_t FW_SetDau_Alive(uint32_t slot, uint32_t alive) {
-  SlotRecord record{static_cast<uint8_t>(slot), static_cast<uint8_t>(alive)};
-  return zel::request(kSetAlive, record);
+  zel::SelectedRecord record{static_cast<uint8_t>(slot), static_cast<uint8_t>(alive)};
+  return zel::request(zel::kSetBoardAlive, &record);
 }
 
 uint32_t FW_GetDauBoard(uint32_t slot, uint8_t *type) {
-  if (slot < 1 || slot > 3) return FW_FAIL;
-  SlotRecord board{static_cast<uint8_t>(slot), 0};
+  if (slot < FW_SLOT_FIRST || slot > FW_SLOT_LAST) return FW_FAIL;
+  zel::SelectedRecord board{static_cast<uint8_t>(slot), 0};
   bool present = true;
-  const uint32_t result = zel::request_then(kGetBoard, board, [&] {
+  const uint32_t result = zel::request(zel::kGetBoardType, board, [&] {
     uint8_t alive = 0;
     FW_GetDau_Alive(slot, &alive);
     present = alive != 0;

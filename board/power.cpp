@@ -3,58 +3,46 @@
 #include "zelboard/board.h"
 #include "zelboard/flash.h"
 
+namespace zel {
 namespace {
-
-constexpr zel::Request kPowerStatus{zel::kGpio, 0x98};
 
 // Power status byte.
 constexpr uint8_t kTwoSupplies = 0x08;
 constexpr uint8_t kFirstIsDc = 0x10, kSecondIsDc = 0x20, kBothDc = kFirstIsDc | kSecondIsDc;
 constexpr uint8_t kBothGood = 0x40 | 0x80;
 
-enum PowerMode : uint8_t { kAcAndDc, kTwoAc, kTwoDc, kOneDc, kOneAc, kNotConfigured };
-
-PowerMode fitted_mode(uint8_t status) {
-  if ((status & kTwoSupplies) == 0) return (status & kFirstIsDc) != 0 ? kOneDc : kOneAc;
-  switch (status & kBothDc) {
-    case 0:
-      return kTwoAc;
-    case kBothDc:
-      return kTwoDc;
-    default:
-      return kAcAndDc;
-  }
+uint8_t fitted_mode(uint8_t status) {
+  if ((status & kTwoSupplies) == 0) return (status & kFirstIsDc) != 0 ? FW_POWER_ONE_DC : FW_POWER_ONE_AC;
+  if ((status & kBothDc) == kBothDc) return FW_POWER_TWO_DC;
+  return (status & kBothDc) == 0 ? FW_POWER_TWO_AC : FW_POWER_AC_DC;
 }
 
 bool two_supplies_expected(uint32_t configured, uint8_t status) {
-  if (configured == kNotConfigured) return (status & kTwoSupplies) != 0;
-  return configured <= kTwoDc;
+  return configured == FW_POWER_NOT_CONFIGURED ? (status & kTwoSupplies) != 0 : configured <= FW_POWER_TWO_DC;
 }
 
 }  // namespace
+}  // namespace zel
 
 uint32_t FW_GetPowerConf(uint32_t supply, uint8_t *conf) {
-  if (supply < 1 || supply > 2) return FW_FAIL;
-  struct {
-    uint8_t supply, conf;
-  } record{static_cast<uint8_t>(supply), 0};
-  return zel::request({zel::kGpio, 0x89}, record, [&] { *conf = record.conf; });
+  if (supply < FW_SUPPLY_FIRST || supply > FW_SUPPLY_LAST) return FW_FAIL;
+  return zel::get_selected(zel::kGetPowerConf, supply, conf);
 }
 
 uint32_t FW_GetPowerMode(uint8_t *mode) {
   const uint32_t configured = FW_Pwr_Flag();
-  if (configured != kNotConfigured) {
+  if (configured != FW_POWER_NOT_CONFIGURED) {
     *mode = static_cast<uint8_t>(configured);
     return 0;
   }
   uint8_t status = 0;
-  return zel::request(kPowerStatus, status, [&] { *mode = fitted_mode(status); });
+  return zel::request(zel::kGetPowerStatus, status, [&] { *mode = zel::fitted_mode(status); });
 }
 
 uint32_t FW_GetPowerAlarm(uint8_t *alarm) {
   uint8_t status = 0;
-  return zel::request_then(kPowerStatus, status, [&] {
-    const bool expected = two_supplies_expected(FW_Pwr_Flag(), status);
-    *alarm = expected && (status & kBothGood) != kBothGood;
+  return zel::request(zel::kGetPowerStatus, status, [&] {
+    const bool expected = zel::two_supplies_expected(FW_Pwr_Flag(), status);
+    *alarm = expected && (status & zel::kBothGood) != zel::kBothGood;
   });
 }

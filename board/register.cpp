@@ -2,13 +2,11 @@
 #include <stdio.h>
 
 #include "board/command.h"
-#include "board/soc_register.h"
+#include "board/request.h"
 #include "zelboard/board.h"
 
+namespace zel {
 namespace {
-
-constexpr uint32_t kSoc = 0, kSwitchChip = 1;
-constexpr uint32_t kHighestPhyPort = 25;
 
 // An SoC register lies in one of these blocks, named by address bits 19-12; bits 31-24 are 0, the others play no part.
 constexpr uint32_t kBlockMask = 0xFF0FF000;
@@ -16,18 +14,19 @@ constexpr uint8_t kSocBlocks[] = {0x01, 0x08, 0x10, 0x11, 0x12, 0x13, 0x18, 0x20
                                   0x40, 0x41, 0x71, 0x72, 0x73, 0x75, 0x76, 0x77, 0xD0, 0xF0};
 
 }  // namespace
+}  // namespace zel
 
 uint32_t CheckSpecialReg(uint32_t address) {
-  for (const uint32_t block : kSocBlocks) {
-    if ((address & kBlockMask) == block << 12) return kSoc;
+  for (const uint32_t block : zel::kSocBlocks) {
+    if ((address & zel::kBlockMask) == block << 12) return FW_REGISTER_SOC;
   }
-  return kSwitchChip;
+  return FW_REGISTER_SWITCH;
 }
 
 uint32_t FW_GetSpecialRegister(uint32_t address, uint32_t *value) {
   const uint32_t mode = CheckSpecialReg(address);
   printf("reg_mode=%d\n", static_cast<int>(mode));
-  if (mode == kSoc) {
+  if (mode == FW_REGISTER_SOC) {
     zel::SocRegister record{address, 0};
     return zel::request(zel::kGetSocRegister, record, [&] { *value = record.value; });
   }
@@ -36,22 +35,22 @@ uint32_t FW_GetSpecialRegister(uint32_t address, uint32_t *value) {
 }
 
 uint32_t FW_SetSpecialRegister(uint32_t address, uint32_t value) {
-  if (CheckSpecialReg(address) == kSoc) {
+  if (CheckSpecialReg(address) == FW_REGISTER_SOC) {
     zel::SocRegister record{address, value};
-    return zel::request(zel::kSetSocRegister, record);
+    return zel::request(zel::kSetSocRegister, &record);
   }
   zel::run_command("debugCmd sw_register_set %x %x\n", address, value);
   return 0;
 }
 
 uint32_t FW_SetPhyRegister(uint32_t port, uint32_t reg, uint32_t value) {
-  if (port > kHighestPhyPort) return FW_FAIL;
+  if (port > FW_PHY_PORT_LAST) return FW_FAIL;
   zel::run_command("debugCmd phy_register_set %d %x %x\n", port, reg, value);
   return 1;
 }
 
 uint32_t FW_ShowPhyRegister(uint32_t port, uint32_t reg) {
-  if (port > kHighestPhyPort) return FW_FAIL;
+  if (port > FW_PHY_PORT_LAST) return FW_FAIL;
   zel::run_command("debugCmd phy_register_get %d %x\n", port, reg);
   return 1;
 }

@@ -2,30 +2,20 @@
 #pragma once
 
 #include <fcntl.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <bit>
 
+#include "board/requests.h"
 #include "zelboard/status.h"
 
 namespace zel {
 
 // Records travel in native byte order, which the drivers define as little-endian.
 static_assert(std::endian::native == std::endian::little);
-
-inline constexpr char kGpio[] = "/dev/zel_gpio";
-inline constexpr char kI2c[] = "/dev/zel_i2c";
-inline constexpr char kSpiFlash[] = "/dev/zel_spi_flash";
-
-struct Request {
-  const char *node;
-  uint8_t number;
-};
-
-/// _IOW('$', number, one byte): the size field is 1 whatever the length of the record.
-constexpr unsigned long request_code(uint8_t number) { return 0x40012400UL | number; }
 
 /// An open descriptor that ends with its scope. Inlined also where size counts: its call would be the longer code.
 class Descriptor {
@@ -48,68 +38,44 @@ class Descriptor {
   int fd_;
 };
 
-inline uint32_t send(const Descriptor &node, uint8_t number, void *record) {
-  return static_cast<uint32_t>(ioctl(node.get(), request_code(number), record));
+/// A driver's node, opened with O_RDWR or as said.
+int open_node(Node node, int flags = O_RDWR);
+
+/// Sends a request to its open node: _IOW('$', number, one byte), a size of 1 whatever the length of the record.
+inline uint32_t send(const Descriptor &node, Request what, void *record) {
+  return static_cast<uint32_t>(ioctl(node.get(), 0x40012400UL | static_cast<uint8_t>(what), record));
 }
 
-inline constexpr auto kNothing = [] {};
+/// Opens the node, makes the request, closes the node. The lower half is the result, FW_FAIL for a node that did not open;
+/// the upper half tells that one from a driver's answer. Both halves come back in registers.
+uint64_t make_request(Request what, void *record);
+inline constexpr uint64_t kNotMade = uint64_t{1} << 32 | FW_FAIL;
 
-/// The frame with a step of its own between open and request: `prepare(node)` sets up or checks, and false means that the
-/// request is not made and the call fails. `deliver` copies the driver-filled fields to the caller, whatever the
-/// request's result; it never runs when the node did not open.
-template <typename Prepare, typename Deliver>
-uint32_t prepared_request(Request what, void *record, Prepare prepare, Deliver deliver) {
-  const Descriptor node(open(what.node, O_RDWR));
-  if (!node || !prepare(node)) return FW_FAIL;
-  const uint32_t result = send(node, what.number, record);
-  deliver();
-  return result;
+/// The result of a request after which there is nothing to do.
+inline uint32_t request(Request what, void *record) { return static_cast<uint32_t>(make_request(what, record)); }
+
+/// Runs `after` once the node is closed again, whatever the request's result; never when the node did not open. There the
+/// driver-filled fields go to the caller.
+template <typename Record, typename After>
+uint32_t request(Request what, Record &record, After after) {
+  const uint64_t answer = make_request(what, &record);
+  if (answer >> 32 == 0) after();
+  return static_cast<uint32_t>(answer);
 }
 
-template <typename Record, typename Deliver>
-uint32_t request(Request what, Record &record, Deliver deliver) {
-  return prepared_request(
-      what, &record, [](const Descriptor &) { return true; }, deliver);
-}
+/// A byte that the driver only reads, and one that it fills; alone, or the value of a selected record.
+uint32_t send_byte(Request what, uint32_t value);
+uint32_t get_byte(Request what, uint8_t *out);
+uint32_t get_selected(Request what, uint32_t selector, uint8_t *out);
 
-template <typename Record>
-uint32_t request(Request what, Record &record) {
-  return request(what, record, kNothing);
-}
+/// Lets the driver fill the caller's own record, zeroed once the node is open.
+uint32_t fill_record(Request what, void *record, size_t size);
 
-/// The frame of the calls that hand out their answer only once the node is closed, or do more work after it.
-template <typename Record, typename Deliver>
-uint32_t request_then(Request what, Record &record, Deliver deliver) {
-  bool made = false;
-  const uint32_t result = request(what, record, [&made] { made = true; });
-  if (made) deliver();
-  return result;
-}
-
-inline uint32_t request_no_record(Request what) {
-  return prepared_request(
-      what, nullptr, [](const Descriptor &) { return true; }, kNothing);
-}
-
-/// Sends a byte that the driver only reads.
-inline uint32_t send_byte(Request what, uint32_t value) {
-  auto record = static_cast<uint8_t>(value);
-  return request(what, record);
-}
-
-/// Reads a byte that the driver fills.
-template <typename Byte>
-uint32_t get_byte(Request what, Byte *out) {
-  uint8_t record = 0;
-  return request(what, record, [&] { *out = record; });
-}
+/// The end of a request whose argument is refused, but not before the node was opened: FW_FAIL.
+uint32_t refuse_opened(Node node);
 
 /// Reads a driver's debug mode straight into the exported byte and tells the operator. Only FW_FAIL suppresses the line:
 /// after a request that the kernel refused it shows the byte as it stood.
-uint32_t read_debug_mode(const char *node, uint8_t &mode, const char *on, const char *off);
-
-/// Both numbers are shared by all three drivers.
-inline constexpr uint8_t kSetDebugMode = 0xDB;
-inline constexpr uint8_t kGetDebugMode = 0xDC;
+uint32_t read_debug_mode(Node node, uint8_t *mode, const char *on, const char *off);
 
 }  // namespace zel

@@ -10,6 +10,8 @@
 
 namespace zel {
 
+inline constexpr int kWrites = 100;
+
 /// Runs an operation until it succeeds, at most `attempts` times; the last result.
 template <typename Operation>
 uint32_t retry(int attempts, Operation operation) {
@@ -19,11 +21,11 @@ uint32_t retry(int attempts, Operation operation) {
   return result;
 }
 
-/// Writes up to `writes` times, each with its own allowance of attempts, until `verify` gives a verdict; no verdict from it
+/// Writes up to 100 times, each with its own allowance of attempts, until `verify` gives a verdict; no verdict from it
 /// means that the register does not hold the value yet.
 template <typename Write, typename Verify>
-uint32_t write_verified(int writes, int attempts, Write write, Verify verify) {
-  while (writes-- > 0) {
+uint32_t write_verified(int attempts, Write write, Verify verify) {
+  for (int n = 0; n < kWrites; ++n) {
     if (const uint32_t failed = retry(attempts, write); failed != 0) return failed;
     if (const std::optional<uint32_t> verdict = verify()) return *verdict;
   }

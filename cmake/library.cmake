@@ -7,19 +7,16 @@
 set(ZELBOARD_SOURCES
   board/cage_signals.cpp
   board/command.cpp
+  board/control.cpp
   board/daughter_board.cpp
-  board/debug_mode.cpp
   board/expander_init.cpp
-  board/flags.cpp
-  board/led.cpp
+  board/indicators.cpp
   board/legacy.cpp
   board/port_map.cpp
   board/power.cpp
   board/register.cpp
-  board/relay.cpp
-  board/reset.cpp
+  board/request.cpp
   board/signal_tables.cpp
-  board/watchdog.cpp
   flash/checksum.cpp
   flash/content.cpp
   flash/crc.cpp
@@ -67,8 +64,9 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
   target_compile_options(zelboard_objects PRIVATE -Os)
 endif()
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  # Small everywhere, fast where bytes are counted by the million.
+  # Small everywhere, fast where bytes are counted by the million, and a little faster where every request passes.
   set_source_files_properties(flash/checksum.cpp flash/crc.cpp PROPERTIES COMPILE_OPTIONS -O3)
+  set_source_files_properties(board/request.cpp i2c/transfer.cpp PROPERTIES COMPILE_OPTIONS -O2)
 endif()
 
 add_library(zelboard SHARED $<TARGET_OBJECTS:zelboard_objects>)

@@ -10,17 +10,14 @@ struct Chip {
   uint8_t index;  // 0 = N25Q256A; 0xFF when the kernel refused the question
 };
 
-inline Chip fitted_chip() {
-  uint8_t index = 0xFF;
-  const bool unknown = FW_FlashGetIndex(&index) == FW_FAIL;
-  return {unknown, index};
-}
+Chip fitted_chip();
+bool n25q256a_fitted();
 
-/// Runs the N25Q256A's implementation of a front, or refuses another chip.
+/// Runs the N25Q256A's implementation of a front, or refuses another chip. Inlined, lest the implementation's address is
+/// looked up when the library is loaded.
 template <typename... Parameters, typename... Arguments>
-uint32_t dispatch(uint32_t (*implementation)(Parameters...), Arguments... arguments) {
-  const Chip chip = fitted_chip();
-  return chip.unknown || chip.index != 0 ? FW_FAIL : implementation(arguments...);
+[[gnu::always_inline]] inline uint32_t dispatch(uint32_t (*implementation)(Parameters...), Arguments... arguments) {
+  return n25q256a_fitted() ? implementation(arguments...) : FW_FAIL;
 }
 
 }  // namespace zel

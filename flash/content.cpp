@@ -51,13 +51,11 @@ uint32_t FW_SpiFlash_SetCustomDesc(const char *text) { return dispatch(FW_N25Q25
 uint32_t FW_SpiFlash_SetCustomPwrMode(const uint8_t *mode) { return dispatch(FW_N25Q256A_SetCustomPwrMode, mode); }
 
 uint32_t FW_DumpFlash(const char *path, uint32_t part, uint32_t total) {
-  const auto dump_in_debug_mode = +[](const char *file, uint32_t number, uint32_t parts) {
-    FW_SetDebug_SpiFlash(1);
-    const uint32_t result = FW_N25Q256A_DumpFlash(file, number, parts);
-    FW_SetDebug_SpiFlash(0);
-    return result;
-  };
-  return dispatch(dump_in_debug_mode, path, part, total);
+  if (!zel::n25q256a_fitted()) return FW_FAIL;
+  FW_SetDebug_SpiFlash(1);
+  const uint32_t result = FW_N25Q256A_DumpFlash(path, part, total);
+  FW_SetDebug_SpiFlash(0);
+  return result;
 }
 
 uint32_t FW_SpiFlash_CheckSector(void) { return dispatch(FW_N25Q256A_CheckSector); }

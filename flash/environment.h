@@ -1,4 +1,4 @@
-// Shape of the boot environment region, shared by its parser, its update and its questions.
+// The boot environment region and its table, shared by parser, update and board questions.
 #pragma once
 
 #include <string.h>
@@ -8,26 +8,22 @@
 
 namespace zel {
 
-inline constexpr uint32_t kRegionSize = 0x10000;
-inline constexpr uint32_t kCrcSize = 4;
-inline constexpr uint32_t kDataSize = kRegionSize - kCrcSize;
-inline constexpr uint32_t kSlots = sizeof env_data / sizeof env_data[0];
-inline constexpr char kEmptySlot = static_cast<char>(0xFF);
+inline constexpr uint32_t kRegionSize = FW_ENV_SIZE, kCrcSize = 4, kDataSize = kRegionSize - kCrcSize;
 
 /// The region in memory.
 class Region {
  public:
-  Region() : bytes_(kRegionSize) {}
+  Region() : bytes_(make_buffer(kRegionSize)) {}
 
-  explicit operator bool() const { return static_cast<bool>(bytes_); }
+  explicit operator bool() const { return bytes_ != nullptr; }
   uint8_t *get() const { return bytes_.get(); }
-  uint8_t *data() const { return bytes_.get() + kCrcSize; }
-  void clear() const { memset(bytes_.get(), 0, kRegionSize); }
+  uint8_t *data() const { return get() + kCrcSize; }
+  void clear() const { memset(get(), 0, kRegionSize); }
   uint32_t crc() const { return FW_crc32(data(), kDataSize); }
 
   uint32_t read() const {
     clear();
-    return FW_SpiFlashEnvRead(bytes_.get());
+    return FW_SpiFlashEnvRead(get());
   }
 
  private:
@@ -36,30 +32,25 @@ class Region {
 
 /// A used slot holds a variable, wherever in the table it lies. Only those before the first slot that is not used are
 /// listed: written when the table is.
-inline bool is_used(const env_slot &slot) { return slot.name[0] != kEmptySlot; }
+inline bool is_used(const env_slot &slot) { return slot.name[0] != '\xFF'; }
 
 /// Whole match of a field's text. A field without a NUL (the name of an entry that had no "=") matches nothing.
 template <size_t N>
 bool holds(const char (&field)[N], const char *text) {
-  const size_t length = strnlen(field, N);
-  return length < N && strncmp(field, text, length + 1) == 0;
+  const size_t length = strlen(text);
+  return length < N && memcmp(field, text, length + 1) == 0;
 }
 
 /// The first used slot of that name, or null.
-inline env_slot *find_variable(const char *name) {
-  for (env_slot &slot : env_data) {
-    if (is_used(slot) && holds(slot.name, name)) return &slot;
-  }
-  return nullptr;
-}
+env_slot *find_variable(const char *name);
 
-/// Whether an update could store the variable at all.
+/// Whether a slot could hold the variable.
 bool fits_slot(const char *name, const char *value);
 
 /// Parses a data area into env_data; false when it holds more of a variable, or more variables, than the table took.
 bool parse_area(const uint8_t *data);
 
-/// True when writing the table would keep every used slot.
+/// True when the list has all used slots and fits its area.
 bool lists_everything();
 
 }  // namespace zel

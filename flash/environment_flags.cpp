@@ -13,9 +13,7 @@ bool load_table() {
   return true;
 }
 
-// In the order of the power modes.
-constexpr const char *kPowerModes[] = {"pwrad", "pwr2ac", "pwr2dc", "pwr1dc", "pwr1ac"};
-constexpr uint32_t kNotConfigured = sizeof kPowerModes / sizeof kPowerModes[0];
+constexpr const char *kPowerModes[FW_POWER_NOT_CONFIGURED] = {"pwrad", "pwr2ac", "pwr2dc", "pwr1dc", "pwr1ac"};
 
 }  // namespace
 }  // namespace zel
@@ -27,11 +25,9 @@ uint32_t FW_Wdt_Flag(void) {
 }
 
 uint32_t FW_Pwr_Flag(void) {
-  if (!zel::load_table()) return zel::kNotConfigured;
-  const env_slot *const variable = zel::find_variable("pwrmode");
-  uint32_t mode = 0;
-  while (mode < zel::kNotConfigured && (variable == nullptr || !zel::holds(variable->value, zel::kPowerModes[mode]))) {
-    ++mode;
+  const env_slot *const variable = zel::load_table() ? zel::find_variable("pwrmode") : nullptr;
+  for (uint32_t mode = 0; variable != nullptr && mode < FW_POWER_NOT_CONFIGURED; ++mode) {
+    if (zel::holds(variable->value, zel::kPowerModes[mode])) return mode;
   }
-  return mode;
+  return FW_POWER_NOT_CONFIGURED;
 }

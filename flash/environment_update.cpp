@@ -1,38 +1,32 @@
 // One variable set in the flash: read twice, changed, written, verified.
 #include <unistd.h>
 
+#include <optional>
+
 #include "flash/environment.h"
 
 namespace zel {
 namespace {
 
-constexpr uint32_t kReadTries = 3;
+constexpr uint32_t kFailures = 9, kReadTries = 3;
 constexpr useconds_t kCheckPause = 10;
 constexpr uint32_t kCheckCrc = 0, kCheckVariable = 1;  // modes of check_env_crc
-
-/// The failures of one update, whichever step they come from.
-class Failures {
- public:
-  /// Counts one; true when it was the last that the update may have.
-  bool exhausted() { return ++count_ > 9; }
-
- private:
-  uint8_t count_ = 0;
-};
 
 void store32(uint8_t *bytes, uint32_t word) {
   for (int n = 0; n < 4; ++n) bytes[n] = static_cast<uint8_t>(word >> 8 * n);
 }
 
-/// Rebuilds the region with the variable set and its CRC renewed; false when a variable that it held would be lost or cut.
-bool rebuild(const Region &region, const char *name, const char *value) {
+/// Rebuilds the region with the variable set; the CRC of its new data area, or nothing when a variable that it held would
+/// be lost or cut.
+std::optional<uint32_t> rebuild(const Region &region, const char *name, const char *value) {
   const bool whole = parse_area(region.data());
   env_add(name, value);
-  if (!whole || !lists_everything()) return false;
+  if (!whole || !lists_everything()) return std::nullopt;
   region.clear();
   convert_env(region.data());
-  store32(region.get(), region.crc());
-  return true;
+  const uint32_t crc = region.crc();
+  store32(region.get(), crc);
+  return crc;
 }
 
 bool check_passes(uint32_t crc, const char *name, const char *value, uint32_t mode) {
@@ -41,21 +35,23 @@ bool check_passes(uint32_t crc, const char *name, const char *value, uint32_t mo
 }
 
 uint32_t set_variable(const Region &region, const char *name, const char *value) {
-  Failures failures;
+  uint32_t failures = 0;  // of any step
+  const auto exhausted = [&] { return ++failures > kFailures; };
   for (;;) {
     while (const uint32_t failed = region.read()) {
-      if (failures.exhausted()) return failed;
+      if (exhausted()) return failed;
     }
     if (!check_passes(region.crc(), name, value, kCheckCrc)) {
-      if (failures.exhausted()) return FW_FAIL;
+      if (exhausted()) return FW_FAIL;
       continue;
     }
-    if (!rebuild(region, name, value)) return FW_FAIL;
+    const std::optional<uint32_t> crc = rebuild(region, name, value);
+    if (!crc) return FW_FAIL;
     while (const uint32_t failed = FW_SpiFlashEnvWrite(region.get())) {
-      if (failures.exhausted()) return failed;
+      if (exhausted()) return failed;
     }
-    if (check_passes(region.crc(), name, value, kCheckVariable)) return 0;
-    if (failures.exhausted()) return FW_FAIL;
+    if (check_passes(*crc, name, value, kCheckVariable)) return 0;
+    if (exhausted()) return FW_FAIL;
   }
 }
 

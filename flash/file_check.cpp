@@ -2,13 +2,12 @@
 
 #include "board/request.h"
 #include "flash/buffer.h"
-#include "flash/file_sum.h"
-#include "zelboard/flash.h"
+#include "flash/file.h"
 
 zel::FileSum zel::sum_file(int fd) {
   constexpr int32_t kPiece = 0x10000;
   FileSum total{};
-  const Buffer piece(kPiece);
+  const Buffer piece = make_buffer(kPiece);
   int32_t count = -1;
   while (piece && (count = readFully(fd, piece.get(), kPiece)) > 0) {
     total.size += static_cast<uint32_t>(count);

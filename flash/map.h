@@ -5,7 +5,7 @@
 
 namespace zel {
 
-enum MapEntry : uint32_t {
+enum MapEntry : uint8_t {
   kBootloader,
   kEnvironment,
   kImage1,

@@ -6,19 +6,15 @@
 
 static_assert(sizeof(rtc_record) == 48 && offsetof(rtc_record, tm) == 4);
 
+namespace zel {
 namespace {
-
-constexpr zel::Request kGetAlive{zel::kI2c, 0xC0};
-constexpr zel::Request kLoad{zel::kI2c, 0xBA};
-constexpr zel::Request kStore{zel::kI2c, 0xC4};
-constexpr zel::Request kFailFlag{zel::kI2c, 0xC7};
 
 constexpr uint8_t kStatus1 = 0x60, kRealTimeData = 0x64;
 constexpr uint8_t k24Hour = 0x40;    // of status register 1
 constexpr uint8_t kAmPmFlag = 0x02;  // of the hour byte
 constexpr uint32_t kCentury = 100;   // tm_year counts from 1900, the chip from 2000
 
-uint32_t refuse_clock() { return zel::refuse_absent(FW_GetRTC_Alive); }
+uint32_t refuse_clock() { return refuse_absent(FW_GetRTC_Alive); }
 
 uint32_t read_chip(uint8_t address, uint8_t len, uint8_t *bytes) { return FW_I2C_BufRead(address, 0, 0, len, bytes); }
 
@@ -46,50 +42,51 @@ rtc_record decode(const uint8_t (&raw)[7], uint8_t status) {
 }
 
 }  // namespace
+}  // namespace zel
 
-uint32_t FW_GetRTC_Alive(uint8_t *alive) { return zel::get_alive(kGetAlive, alive); }
+uint32_t FW_GetRTC_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetClockAlive, alive); }
 
 uint32_t FW_GetRtc(rtc_record *rec) {
-  if (const uint32_t refusal = refuse_clock(); refusal != 0) return refusal;
-  return zel::fill_record(kLoad, rec);
+  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  return zel::fill_record(zel::kLoadClock, rec, sizeof *rec);
 }
 
 uint32_t FW_SetRtc(rtc_record *rec) {
-  if (const uint32_t refusal = refuse_clock(); refusal != 0) return refusal;
-  adjust(rec->tm.tm_year, -kCentury);
-  adjust(rec->tm.tm_mon, 1);
+  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  zel::adjust(rec->tm.tm_year, -zel::kCentury);
+  zel::adjust(rec->tm.tm_mon, 1);
   const rtc_tm &tm = rec->tm;
-  const uint8_t bytes[7] = {encode(tm.tm_year), encode(tm.tm_mon), encode(tm.tm_mday), 0,
-                            encode(tm.tm_hour), encode(tm.tm_min), encode(tm.tm_sec)};
-  if (const uint32_t failed = write_chip(kRealTimeData, sizeof bytes, bytes); failed != 0) return failed;
-  return write_chip(kStatus1, 1, &k24Hour);
+  const uint8_t bytes[7] = {zel::encode(tm.tm_year), zel::encode(tm.tm_mon), zel::encode(tm.tm_mday), 0,
+                            zel::encode(tm.tm_hour), zel::encode(tm.tm_min), zel::encode(tm.tm_sec)};
+  if (const uint32_t failed = zel::write_chip(zel::kRealTimeData, sizeof bytes, bytes); failed != 0) return failed;
+  return zel::write_chip(zel::kStatus1, 1, &zel::k24Hour);
 }
 
 uint32_t FW_GetRtc1224(uint8_t *mode) {
-  if (const uint32_t refusal = refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
   uint8_t status = 0;
-  const uint32_t result = read_chip(kStatus1, 1, &status);
-  if (result == 0) *mode = (status & k24Hour) != 0;
+  const uint32_t result = zel::read_chip(zel::kStatus1, 1, &status);
+  if (result == 0) *mode = (status & zel::k24Hour) != 0;
   return result;
 }
 
 uint32_t FW_SetRtc1224(const uint8_t *mode) {
-  if (const uint32_t refusal = refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
   if (*mode > 1) return FW_FAIL;
-  const uint8_t status = *mode == 1 ? k24Hour : 0;
-  return write_chip(kStatus1, 1, &status);
+  const uint8_t status = *mode == 1 ? zel::k24Hour : 0;
+  return zel::write_chip(zel::kStatus1, 1, &status);
 }
 
-uint32_t FW_RTC_Fail_Set(uint8_t fail) { return zel::send_byte(kFailFlag, fail); }
+uint32_t FW_RTC_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetClockFail, fail); }
 
 uint32_t FW_PollRtc(void) {
-  if (const uint32_t refusal = refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
   uint8_t raw[7] = {};
-  const uint32_t result = read_chip(kRealTimeData, sizeof raw, raw);
+  const uint32_t result = zel::read_chip(zel::kRealTimeData, sizeof raw, raw);
   FW_RTC_Fail_Set(result != 0);
   if (result != 0) return result;
   uint8_t status = 0;
-  if (const uint32_t failed = read_chip(kStatus1, 1, &status); failed != 0) return failed;
-  rtc_record record = decode(raw, status);
-  return zel::request(kStore, record);
+  if (const uint32_t failed = zel::read_chip(zel::kStatus1, 1, &status); failed != 0) return failed;
+  rtc_record record = zel::decode(raw, status);
+  return zel::request(zel::kStoreClock, &record);
 }

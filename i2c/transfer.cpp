@@ -10,7 +10,7 @@ namespace zel {
 namespace {
 
 struct i2c_xfer {
-  uint8_t data[128];
+  uint8_t data[FW_I2C_LEN_MAX];
   uint8_t len;
   uint8_t addr;  // 8-bit form
   uint8_t reserved1[2];
@@ -20,14 +20,11 @@ struct i2c_xfer {
 };
 static_assert(sizeof(i2c_xfer) == 140 && offsetof(i2c_xfer, offset) == 132 && offsetof(i2c_xfer, offset_len) == 136);
 
-constexpr Request kRead{kI2c, 0xB0};
-constexpr Request kWrite{kI2c, 0xB1};
-constexpr uint32_t kMaxOffsetLen = 4;
 constexpr useconds_t kPause = 5000;  // after every request, so that slow devices keep up
 
 /// Addresses a record; false for a transfer that it cannot hold. Only one without data may come without a buffer.
 bool address(i2c_xfer &record, uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, const void *buf) {
-  if (offset_len > kMaxOffsetLen || len > sizeof record.data || (buf == nullptr && len != 0)) return false;
+  if (offset_len > FW_I2C_OFFSET_LEN_MAX || len > sizeof record.data || (buf == nullptr && len != 0)) return false;
   record.len = len;
   record.addr = addr;
   record.offset = offset;
@@ -38,7 +35,7 @@ bool address(i2c_xfer &record, uint8_t addr, uint32_t offset, uint32_t offset_le
 uint32_t read_device(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf) {
   i2c_xfer record{};
   if (!address(record, addr, offset, offset_len, len, buf)) return FW_FAIL;
-  return request_then(kRead, record, [&] {
+  return request(kReadDevice, record, [&] {
     if (len != 0) memcpy(buf, record.data, len);
     usleep(kPause);
   });
@@ -60,5 +57,5 @@ uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uin
   zel::i2c_xfer record{};
   if (!zel::address(record, addr, offset, offset_len, len, buf)) return FW_FAIL;
   if (len != 0) memcpy(record.data, buf, len);
-  return zel::request_then(zel::kWrite, record, [] { usleep(zel::kPause); });
+  return zel::request(zel::kWriteDevice, record, [] { usleep(zel::kPause); });
 }

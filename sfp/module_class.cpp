@@ -39,14 +39,8 @@ struct Band {
   const ModuleClass &by_rate, &lx;
 };
 
-constexpr Band kBands[] = {
-    {100, k10G, k10G},         //
-    {50, k5G, k5G},            //
-    {25, k2G5, k2G5},          //
-    {10, k1000X, kLxAs1000X},  //
-    {1, k100Fx, kLxAs100Fx},   //
-    {0, kUnknown, kLxSilent},
-};
+constexpr Band kBands[] = {{100, k10G, k10G},        {50, k5G, k5G},          {25, k2G5, k2G5},
+                           {10, k1000X, kLxAs1000X}, {1, k100Fx, kLxAs100Fx}, {0, kUnknown, kLxSilent}};
 
 const Band &band(uint8_t rate) {
   const Band *found = kBands;

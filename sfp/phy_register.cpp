@@ -45,7 +45,7 @@ std::optional<uint32_t> refuse_access(uint32_t port, const Manners &manners) {
 }
 
 /// Two registers are read, as the PHY sends them; the first is the one asked for.
-uint32_t read_register(uint32_t reg, uint16_t *value) {
+uint32_t read_phy(uint32_t reg, uint16_t *value) {
   uint8_t bytes[4] = {};
   const uint32_t result = i2c_offset_read(kCopperPhy, reg, sizeof bytes, bytes);
   if (result == 0) *value = register_value(bytes);
@@ -58,7 +58,7 @@ uint32_t read_register(uint32_t reg, uint16_t *value) {
 uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg) {
   if (const auto refusal = zel::refuse_access(port, zel::kShow)) return *refusal;
   uint16_t value = 0;
-  if (const uint32_t failed = zel::read_register(reg, &value); failed != 0) return failed;
+  if (const uint32_t failed = zel::read_phy(reg, &value); failed != 0) return failed;
   printf("SFP port-%d reg-%d(0x%02x) value=0x%04x\n", static_cast<int>(port), static_cast<int>(reg), reg, value);
   return 0;
 }
@@ -71,13 +71,13 @@ uint32_t FW_Set_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t value) {
 
 uint32_t FW_Get_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t *value) {
   if (const auto refusal = zel::refuse_access(port, zel::kGet)) return *refusal;
-  return zel::read_register(reg, value);
+  return zel::read_phy(reg, value);
 }
 
 uint32_t FW_SFP_PHY_Fail_Chk(uint32_t port, uint16_t expected, uint16_t *value) {
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   uint16_t found = 0;
-  if (zel::read_register(zel::kAdvertisement, &found) != 0) return 0;  // an unreadable PHY is not reported
+  if (zel::read_phy(zel::kAdvertisement, &found) != 0) return 0;  // an unreadable PHY is not reported
   *value = found;
   return found != expected;
 }

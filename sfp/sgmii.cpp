@@ -1,6 +1,7 @@
 // SGMII on the copper PHY: recognised by its identifier, programmed, and asked for its link.
 #include <stdio.h>
 
+#include "board/port_check.h"
 #include "i2c/transfer.h"
 #include "sfp/copper.h"
 #include "zelboard/i2c.h"
@@ -36,16 +37,14 @@ struct Speed {
 };
 
 // By status bits 15-13: speed and duplex.
-constexpr Speed kSpeeds[] = {
-    {4, "SFP RJ45 Speed 10 Half"},
-    {1, "SFP RJ45 Speed 10 Full"},  //
-    {5, "SFP RJ45 Speed 100 Half"},
-    {2, "SFP RJ45 Speed 100 Full"},  //
-    {3, "SFP RJ45 Speed 1G Full"},
-    {3, "SFP RJ45 Speed 1G Full"},  //
-    {0, nullptr},
-    {0, nullptr},
-};
+constexpr Speed kSpeeds[] = {{4, "SFP RJ45 Speed 10 Half"},
+                             {1, "SFP RJ45 Speed 10 Full"},
+                             {5, "SFP RJ45 Speed 100 Half"},
+                             {2, "SFP RJ45 Speed 100 Full"},
+                             {3, "SFP RJ45 Speed 1G Full"},
+                             {3, "SFP RJ45 Speed 1G Full"},
+                             {0, nullptr},
+                             {0, nullptr}};
 
 void say(uint8_t verbose, const char *line) {
   if (verbose != 0) puts(line);
@@ -84,8 +83,7 @@ uint32_t program_sgmii() {
 }  // namespace zel
 
 uint32_t FW_SFP_SGMII_Support(uint32_t port, const uint8_t *phy_id) {
-  if (IsSwitchPortExist(port) == 0) return FW_ABSENT;
-  if (BoardType_Check(0, port, nullptr)[0] == '0') return FW_NOT_SFP;
+  if (const uint32_t refusal = zel::refuse_port(port, port); refusal != 0) return refusal;
   const bool supported = zel::is_marvell(phy_id);
   if (i2c_debug_mode == 1) puts(supported ? "Marvell PHY" : "NOT Marvell PHY");
   return supported;

@@ -8,11 +8,8 @@
 namespace zel {
 namespace {
 
-constexpr uint8_t kEraseSector = 0xD1;
 constexpr uint32_t kPieceMask = 0xFFFF;  // pieces and sectors are counted in 16 bits
 constexpr useconds_t kReadPause = 10, kProgramPause = 2, kErasePause = 2, kChipErasePause = 1;
-
-enum class Flavour { Restoring, Plain };
 
 /// False when the position stays where it was: what follows would reach the wrong place, at worst the boot loader.
 bool seek(const Descriptor &node, uint32_t address) {
@@ -36,14 +33,9 @@ bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_
   return rest == 0 || read_at(node, address + pieces * piece, rest, buffer + size_t{pieces} * piece);
 }
 
-uint32_t read_flash(uint32_t address, uint32_t length, uint8_t *buffer, Flavour flavour) {
-  {
-    const Descriptor node(open(kSpiFlash, O_RDONLY));
-    if (!node || !read_span(node, address, length, buffer)) return FW_FAIL;
-  }
-  // Only after a success: a failed read leaves the driver where it was.
-  if (flavour == Flavour::Restoring) FW_N25Q256A_SetExtendedLow();
-  return 0;
+uint32_t read_flash(uint32_t address, uint32_t length, uint8_t *buffer) {
+  const Descriptor node(open_node(Node::SpiFlash, O_RDONLY));
+  return node && read_span(node, address, length, buffer) ? 0 : FW_FAIL;
 }
 
 /// Writes a span cut at page boundaries: the chip wraps inside a page. An empty span is one write of nothing.
@@ -60,27 +52,35 @@ bool program_span(const Descriptor &node, uint32_t address, uint32_t length, con
   return true;
 }
 
-uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer, Flavour flavour) {
+uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer) {
   {
-    const Descriptor node(open(kSpiFlash, O_WRONLY));
+    const Descriptor node(open_node(Node::SpiFlash, O_WRONLY));
     if (!node || !program_span(node, address, length, buffer)) return FW_FAIL;
   }
   usleep(kProgramPause);
-  if (flavour == Flavour::Restoring) FW_N25Q256A_SetExtendedLow();
   return 0;
 }
 
-uint32_t erase_sector(uint32_t address, Flavour flavour) {
-  bool made = false;
-  const auto at_address = [&](const Descriptor &node) { return seek(node, address); };
-  const uint32_t result = prepared_request({kSpiFlash, kEraseSector}, nullptr, at_address, [&] { made = true; });
-  if (!made) return result;
+/// False, and the result as it was, when the request was not made.
+bool erase_sector(uint32_t address, uint32_t *result) {
+  {
+    const Descriptor node(open_node(Node::SpiFlash));
+    if (!node || !seek(node, address)) return false;
+    *result = send(node, kEraseSector, nullptr);
+  }
   usleep(kErasePause);
-  if (flavour == Flavour::Restoring) FW_N25Q256A_SetExtendedLow();
+  return true;
+}
+
+/// Only a success selects the lower segment: a failed read or program leaves the driver where it was.
+uint32_t restored(uint32_t result) {
+  if (result == 0) FW_N25Q256A_SetExtendedLow();
   return result;
 }
 
-uint32_t erase_all_sectors(const Descriptor &node) {
+uint32_t erase_all_sectors() {
+  const Descriptor node(open_node(Node::SpiFlash));
+  if (!node) return FW_FAIL;
   const uint32_t sectors = flash_def[kSectorCount] & kPieceMask;
   for (uint32_t i = 0; i < sectors; ++i) {
     if (!seek(node, i * flash_def[kSectorSize])) return FW_FAIL;
@@ -95,35 +95,32 @@ uint32_t erase_all_sectors(const Descriptor &node) {
 }  // namespace
 }  // namespace zel
 
-using zel::Flavour;
-
 uint32_t FW_N25Q256A_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer) {
-  return zel::read_flash(address, length, buffer, Flavour::Restoring);
+  return zel::restored(zel::read_flash(address, length, buffer));
 }
 
 uint32_t FW_N25Q256A_FlashRead(uint32_t address, uint32_t length, uint8_t *buffer) {
-  return zel::read_flash(address, length, buffer, Flavour::Plain);
+  return zel::read_flash(address, length, buffer);
 }
 
 uint32_t FW_N25Q256A_WriteFlash(uint32_t address, uint32_t length, const uint8_t *buffer) {
-  return zel::program_flash(address, length, buffer, Flavour::Restoring);
+  return zel::restored(zel::program_flash(address, length, buffer));
 }
 
 uint32_t FW_N25Q256A_FlashWrite(uint32_t address, uint32_t length, const uint8_t *buffer) {
-  return zel::program_flash(address, length, buffer, Flavour::Plain);
+  return zel::program_flash(address, length, buffer);
 }
 
-uint32_t FW_N25Q256A_SectorErase(uint32_t address) { return zel::erase_sector(address, Flavour::Restoring); }
-
-uint32_t FW_N25Q256A_EraseSector(uint32_t address) { return zel::erase_sector(address, Flavour::Plain); }
-
-uint32_t FW_N25Q256A_ChipErase(void) {
-  {
-    const zel::Descriptor node(open(zel::kSpiFlash, O_RDWR));
-    if (!node) return FW_FAIL;
-    const uint32_t result = zel::erase_all_sectors(node);
-    if (result != 0) return result;
-  }
-  FW_N25Q256A_SetExtendedLow();
-  return 0;
+uint32_t FW_N25Q256A_SectorErase(uint32_t address) {
+  uint32_t result = FW_FAIL;
+  if (zel::erase_sector(address, &result)) FW_N25Q256A_SetExtendedLow();  // whatever the driver answered
+  return result;
 }
+
+uint32_t FW_N25Q256A_EraseSector(uint32_t address) {
+  uint32_t result = FW_FAIL;
+  zel::erase_sector(address, &result);
+  return result;
+}
+
+uint32_t FW_N25Q256A_ChipErase(void) { return zel::restored(zel::erase_all_sectors()); }

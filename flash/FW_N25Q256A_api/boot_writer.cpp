@@ -4,26 +4,16 @@
 
 #include "flash/FW_N25Q256A_api/partition.h"
 #include "flash/buffer.h"
-#include "flash/file_kind.h"
+#include "flash/debugging.h"
+#include "flash/file.h"
 
 namespace zel {
 namespace {
 
-class File {
- public:
-  explicit File(FILE *file) : file_(file) {}
-  File(const File &) = delete;
-  File &operator=(const File &) = delete;
-  ~File() {
-    if (file_ != nullptr) fclose(file_);
-  }
-
-  explicit operator bool() const { return file_ != nullptr; }
-  FILE *get() const { return file_; }
-
- private:
-  FILE *file_;
+struct Close {
+  void operator()(FILE *file) const { fclose(file); }
 };
+using File = std::unique_ptr<FILE, Close>;
 
 /// Size of the file; nothing for what has no usable one: a socket, more bytes than an address can tell.
 std::optional<uint32_t> size_of(const File &file) {
@@ -33,16 +23,10 @@ std::optional<uint32_t> size_of(const File &file) {
   return static_cast<uint32_t>(size);
 }
 
-class Progress {
- public:
-  explicit Progress(uint32_t steps) : steps_(steps & 0xFFFF) {}
-  void print(uint32_t done) const {
-    if (steps_ != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / steps_));
-  }
-
- private:
-  uint32_t steps_;  // kept to 16 bits
-};
+/// The steps are kept to 16 bits.
+void print_progress(uint32_t done, uint32_t steps) {
+  if ((steps & 0xFFFF) != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / (steps & 0xFFFF)));
+}
 
 /// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. The count that fread
 /// gives is not looked at: missing bytes are programmed as zeros.
@@ -59,15 +43,15 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
   const uint32_t whole = (size / sector) & 0xFFFF;
   const uint32_t rest = size % sector;
   const uint32_t erases = boot_erase_count();
-  const Progress progress(erases + whole + (rest != 0 ? 1 : 0));
+  const uint32_t steps = erases + whole + (rest != 0 ? 1 : 0);
 
   for (uint32_t i = 0; i < erases; ++i) {
     if (FW_N25Q256A_SectorErase(flash_def[kBootloader] + i * sector) == FW_FAIL) return false;
-    progress.print(i);
+    print_progress(i, steps);
   }
   for (uint32_t i = 0; i < whole; ++i) {
     if (!program_sector(file, i, sector, buffer)) return false;
-    progress.print(i + erases);
+    print_progress(i + erases, steps);
   }
   if (rest != 0) {
     if (!program_sector(file, whole, rest, buffer)) return false;
@@ -77,7 +61,7 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
 }
 
 uint32_t write_boot_file(const char *path) {
-  const Buffer buffer(size_t{flash_def[kSectorSize]} + 1);
+  const Buffer buffer = make_buffer(size_t{flash_def[kSectorSize]} + 1);
   if (is_pipe_or_directory(path)) return FW_FAIL;
   const File file(fopen(path, "r"));
   if (!file && debugging()) printf("Open Boot file [%s] fail\n", path);

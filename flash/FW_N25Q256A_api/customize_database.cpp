@@ -5,12 +5,10 @@
 
 #include "board/request.h"
 #include "flash/FW_N25Q256A_api/database.h"
-#include "flash/file_kind.h"
+#include "flash/file.h"
 
 namespace zel {
 namespace {
-
-constexpr Copies kRegions{kCustomize1, kCustomize2};
 
 /// Size of an open file, if the region takes it.
 std::optional<uint32_t> accepted_size(const Descriptor &file) {
@@ -23,55 +21,48 @@ std::optional<uint32_t> accepted_size(const Descriptor &file) {
   return static_cast<uint32_t>(status.st_size);
 }
 
-bool store(const char *path, uint32_t base) {
-  // Neither has a size; opening a FIFO would wait for its writer.
-  if (is_pipe_or_directory(path)) return false;
+uint32_t store_file(const char *path, uint32_t base) {
+  if (is_pipe_or_directory(path)) return FW_FAIL;
   const Descriptor file(open(path, O_RDONLY));
   if (!file) {
     if (debugging()) printf("open <%s> error ...\n", path);
-    return false;
+    return FW_FAIL;
   }
   const std::optional<uint32_t> size = accepted_size(file);
-  if (!size) return false;
-  if (!erase_sectors(base, sectors_in(flash_def[kCustomizeLength]), is_not_zero)) return false;
+  if (!size) return FW_FAIL;
+  if (!erase_sectors(base, sectors_in(flash_def[kCustomizeLength]), is_not_zero)) return FW_FAIL;
 
-  const Buffer content = Buffer::zeroed(*size);
-  if (!content) return false;
+  const Buffer content = zeroed_buffer(*size);
+  if (!content) return FW_FAIL;
   const ssize_t count = read(file.get(), content.get(), *size);
   if (count < 0) {
     if (debugging()) printf("read <%s> error ...\n", path);
-    return false;
+    return FW_FAIL;
   }
   if (is_not_zero(FW_N25Q256A_WriteFlash(base, static_cast<uint32_t>(count), content.get()))) {
     if (debugging()) printf("(%s-%d) error\n", kModule, __LINE__);
-    return false;
+    return FW_FAIL;
   }
-  return true;
+  return 0;
 }
 
 }  // namespace
 }  // namespace zel
 
 uint32_t FW_N25Q256A_ReadCustomizeDatabase(uint8_t **data, uint32_t partition) {
-  zel::Buffer region = zel::Buffer::zeroed(flash_def[zel::kCustomizeLength]);
+  zel::Buffer region = zel::zeroed_buffer(flash_def[zel::kCustomizeLength]);
   if (!region) return FW_FAIL;
-  *data = region.get();
-  const std::optional<uint32_t> base = zel::partition_base(zel::kRegions, partition);
-  if (!base || FW_N25Q256A_ReadFlash(*base, flash_def[zel::kCustomizeLength], region.get()) != 0) {
-    *data = nullptr;
-    return FW_FAIL;
-  }
+  *data = nullptr;
+  const std::optional<uint32_t> base = zel::partition_base(zel::kCustomize1, partition);
+  if (!base || FW_N25Q256A_ReadFlash(*base, flash_def[zel::kCustomizeLength], region.get()) != 0) return FW_FAIL;
   FW_N25Q256A_SetExtendedLow();
-  region.release();
+  *data = region.release();
   return 0;
 }
 
 uint32_t FW_N25Q256A_WriteCustomizeDatabase(const char *path, uint32_t partition) {
   if (zel::flash_writes_refused()) return FW_FAIL;
-  const std::optional<uint32_t> base = zel::partition_base(zel::kRegions, partition);
-  if (!base) {
-    zel::complain_of_partition();
-    return FW_FAIL;
-  }
-  return zel::store_marked([&] { return zel::store(path, *base); });
+  const std::optional<uint32_t> base = zel::partition_base(zel::kCustomize1, partition);
+  if (!base) return zel::refuse_partition();
+  return zel::store_marked([&] { return zel::store_file(path, *base); });
 }

@@ -3,6 +3,7 @@
 
 #include "flash/FW_N25Q256A_api/partition.h"
 #include "flash/buffer.h"
+#include "flash/debugging.h"
 #include "flash/guard.h"
 #include "zelboard/content.h"
 
@@ -10,16 +11,9 @@ namespace zel {
 
 inline constexpr char kModule[] = "FW_N25Q256A_api";
 
-/// Directions of the partition table's modes; slot n has the modes 2n + 1 (read) and 2n + 2 (write).
-enum class TableSlot : uint32_t { Gen1, Gen2, Customize1, Customize2, Shared };
-constexpr uint32_t read_mode(TableSlot slot) { return 2 * static_cast<uint32_t>(slot) + 1; }
-constexpr uint32_t write_mode(TableSlot slot) { return 2 * static_cast<uint32_t>(slot) + 2; }
-
 /// A length from the table is not trusted: one beyond the limit counts as an allocation that failed, so that a damaged
 /// table never asks for gigabytes.
-inline Buffer allocate(uint32_t length, uint32_t limit) {
-  return length <= limit ? Buffer::zeroed(length) : Buffer::none();
-}
+inline Buffer allocate(uint32_t length, uint32_t limit) { return length <= limit ? zeroed_buffer(length) : nullptr; }
 
 /// Erases sectors from `start` on, in rising order, until one fails by the caller's measure.
 template <typename Failed>
@@ -44,7 +38,7 @@ template <typename Store>
 uint32_t store_marked(Store store) {
   {
     const FlashAccessFlag raised;
-    if (!store()) return FW_FAIL;
+    if (store() != 0) return FW_FAIL;
   }
   FW_N25Q256A_SetExtendedLow();
   return 0;

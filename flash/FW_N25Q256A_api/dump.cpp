@@ -27,8 +27,8 @@ bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer
 
 bool dump_part(const char *path, uint32_t number, uint32_t total) {
   Descriptor device(-1), file(-1);
-  Buffer buffer(flash_def[kSectorSize]);
-  device.reset(open(kSpiFlash, O_RDONLY));
+  Buffer buffer = make_buffer(flash_def[kSectorSize]);
+  device.reset(open_node(Node::SpiFlash, O_RDONLY));
   if (!buffer || !device) return false;
   printf("open file[%s]\n", path);
   file.reset(open(path, O_WRONLY | O_CREAT | O_TRUNC, kFileMode));

@@ -5,13 +5,12 @@
 #include "board/request.h"
 #include "flash/FW_N25Q256A_api/database.h"
 #include "flash/FW_N25Q256A_api/split.h"
-#include "flash/file_sum.h"
+#include "flash/file.h"
 
 namespace zel {
 namespace {
 
-constexpr uint32_t kFromStart = 255;  // part number: compare from the start of the flash
-constexpr uint32_t kSpot = 16;        // bytes looked at, at either end of a piece
+constexpr uint32_t kSpot = 16;  // bytes looked at, at either end of a piece
 
 /// What a file is compared with.
 struct Range {
@@ -20,7 +19,7 @@ struct Range {
 };
 
 Range range_of(uint32_t number, uint32_t total) {
-  if (number == kFromStart) return {flash_def[kBootloader], whole_flash()};
+  if (number == FW_COMPARE_WHOLE) return {flash_def[kBootloader], whole_flash()};
   const Part part = part_of(number, total);
   const uint32_t sector = flash_def[kSectorSize];
   return {part.first * sector, uint64_t{part.count} * sector};
@@ -68,7 +67,7 @@ uint32_t verdict(const FileSum &sum, const Range &range) {
 
 uint32_t compare(const char *path, const Range &range) {
   Descriptor file(-1);
-  Buffer piece(flash_def[kCopyPiece]);
+  Buffer piece = make_buffer(flash_def[kCopyPiece]);
   if (!piece) return FW_FAIL;
   file.reset(open(path, O_RDONLY));
   if (!file) {
@@ -93,6 +92,6 @@ uint32_t compare(const char *path, const Range &range) {
 }  // namespace zel
 
 uint32_t FW_N25Q256A_DumpComp(const char *path, uint32_t part, uint32_t total) {
-  if (part != zel::kFromStart && (part < 1 || part > total)) return FW_FAIL;
+  if (part != FW_COMPARE_WHOLE && (part < 1 || part > total)) return FW_FAIL;
   return zel::compare(path, zel::range_of(part, total));
 }

@@ -7,10 +7,6 @@
 namespace zel {
 namespace {
 
-constexpr Copies kRegions{kDb1, kDb2};
-
-constexpr TableSlot slot_of(uint32_t partition) { return partition == 1 ? TableSlot::Gen1 : TableSlot::Gen2; }
-
 /// As many sectors as the blob needs, at most those of the region.
 uint32_t erase_count(uint32_t length) {
   const uint32_t sector = flash_def[kSectorSize];
@@ -19,57 +15,43 @@ uint32_t erase_count(uint32_t length) {
   return needed < available ? needed : available;
 }
 
-bool store(const uint8_t *data, uint32_t length, uint32_t partition) {
-  const Buffer copy = Buffer::zeroed(length);
-  if (!copy) return false;
+uint32_t store_blob(const uint8_t *data, uint32_t length, uint32_t partition) {
+  const Buffer copy = zeroed_buffer(length);
+  if (!copy) return FW_FAIL;
   if (length != 0) memcpy(copy.get(), data, length);
-  const std::optional<uint32_t> base = partition_base(kRegions, partition);
-  if (!base) {
-    complain_of_partition();
-    return false;
-  }
-  if (!erase_sectors(*base, erase_count(length), is_fw_fail)) {
-    note("FW_WriteGenDatabase erase sector fail");
-    return false;
-  }
+  const std::optional<uint32_t> base = partition_base(kDb1, partition);
+  if (!base) return refuse_partition();
+  if (!erase_sectors(*base, erase_count(length), is_fw_fail)) return fail("FW_WriteGenDatabase erase sector fail");
   if (is_fw_fail(FW_N25Q256A_WriteFlash(*base, length, copy.get()))) {
-    note("FW_WriteGenDatabase write data fail");
-    return false;
+    return fail("FW_WriteGenDatabase write data fail");
   }
   uint32_t checksum = dbChecksum(copy.get(), length);
-  return !is_fw_fail(FW_N25Q256A_PartitionInfo(&length, &checksum, write_mode(slot_of(partition))));
+  const uint32_t mode = partition == 1 ? FW_TABLE_WRITE_GEN_1 : FW_TABLE_WRITE_GEN_2;
+  return FW_N25Q256A_PartitionInfo(&length, &checksum, mode);
 }
 
 }  // namespace
 }  // namespace zel
 
 uint32_t FW_N25Q256A_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t partition) {
-  const std::optional<uint32_t> base = zel::partition_base(zel::kRegions, partition);
-  if (!base) {
-    zel::complain_of_partition();
-    return FW_FAIL;
-  }
+  const std::optional<uint32_t> base = zel::partition_base(zel::kDb1, partition);
+  if (!base) return zel::refuse_partition();
   uint32_t stored = 0, checksum = 0;
-  const uint32_t mode = zel::read_mode(zel::slot_of(partition));
+  const uint32_t mode = partition == 1 ? FW_TABLE_READ_GEN_1 : FW_TABLE_READ_GEN_2;
   if (zel::is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, mode))) return FW_FAIL;
-  if (stored == 0) {
-    zel::note(partition == 1 ? "Config database 1 is emtpy" : "config database 2 is emtpy");
-    return FW_FAIL;
-  }
+  if (stored == 0) return zel::fail(partition == 1 ? "Config database 1 is emtpy" : "config database 2 is emtpy");
   *length = stored;
   zel::Buffer blob = zel::allocate(stored, flash_def[zel::kGenLimit]);
   if (!blob) return FW_FAIL;
-  *data = blob.get();
-  if (zel::is_fw_fail(FW_N25Q256A_ReadFlash(*base, stored, blob.get())) || dbChecksum(blob.get(), stored) != checksum) {
-    *data = nullptr;
-    return FW_FAIL;
-  }
+  *data = nullptr;
+  if (zel::is_fw_fail(FW_N25Q256A_ReadFlash(*base, stored, blob.get()))) return FW_FAIL;
+  if (dbChecksum(blob.get(), stored) != checksum) return FW_FAIL;
   FW_N25Q256A_SetExtendedLow();
-  blob.release();
+  *data = blob.release();
   return 0;
 }
 
 uint32_t FW_N25Q256A_WriteGenDatabase(const uint8_t *data, uint32_t length, uint32_t partition) {
   if (length > flash_def[zel::kGenLimit] || zel::flash_writes_refused()) return FW_FAIL;
-  return zel::store_marked([=] { return zel::store(data, length, partition); });
+  return zel::store_marked([=] { return zel::store_blob(data, length, partition); });
 }

@@ -14,9 +14,11 @@ namespace {
 constexpr uint32_t kVariants = 4;  // by number of copper boards: 0 to 3
 constexpr size_t kNameLength = 31, kDescriptionLength = 255;
 
+using Name = char[kNameLength + 1];
+
 struct Record {
   char model_marker[6];
-  char names[kVariants][kNameLength + 1];  // the last byte of each is never written
+  Name names[kVariants];  // the last byte of each is never written
   char carried_over1[10];
   char description_marker[12];
   char description[kDescriptionLength + 1];  // likewise
@@ -41,7 +43,7 @@ constexpr Variant kVariantTable[kVariants] = {
     {"KV540R-04SFP", "Custom Name For 24C4F : [%s]\n"},
 };
 
-constexpr const char *kPowerSuffixes[] = {"-AD", "-AC2", "-DC2", "-DC1", "-AC1"};  // by power mode
+constexpr const char *kPowerSuffixes[FW_POWER_NOT_CONFIGURED] = {"-AD", "-AC2", "-DC2", "-DC1", "-AC1"};
 constexpr size_t kSuffixLength = 4;
 
 /// Reads `length` bytes of the record from an offset on.
@@ -50,16 +52,11 @@ uint32_t read_part(size_t offset, size_t length, void *out) {
                                static_cast<uint8_t *>(out));
 }
 
-struct Name {
-  char text[kNameLength + 1];
-};
-
 /// A name slot as text: empty when it was never written.
-uint32_t read_name(uint32_t variant, Name *name) {
-  *name = {};
-  const uint32_t result = read_part(offsetof(Record, names) + variant * sizeof name->text, sizeof name->text, name);
-  if (static_cast<uint8_t>(name->text[0]) == 0xFF) name->text[0] = '\0';
-  name->text[kNameLength] = '\0';
+uint32_t read_name(uint32_t variant, Name &name) {
+  const uint32_t result = read_part(offsetof(Record, names) + variant * sizeof name, sizeof name, name);
+  if (static_cast<uint8_t>(name[0]) == 0xFF) name[0] = '\0';
+  name[kNameLength] = '\0';
   return result;
 }
 
@@ -74,15 +71,13 @@ uint32_t fitted_variant() {
 const char *power_suffix() {
   uint8_t mode = 0;  // stands when the mode cannot be read
   FW_GetPowerMode(&mode);
-  return mode < sizeof kPowerSuffixes / sizeof kPowerSuffixes[0] ? kPowerSuffixes[mode] : "";
+  return mode < FW_POWER_NOT_CONFIGURED ? kPowerSuffixes[mode] : "";
 }
 
-/// Reads the record, changes it, and writes it back into its erased sector. The first flash call that fails ends it.
-template <typename Change>
-uint32_t rewrite(Change change) {
-  Record record{};
-  if (const uint32_t failed = read_part(0, sizeof record, &record); failed != 0) return failed;
-  change(record);
+uint32_t read_record(Record *record) { return read_part(0, sizeof *record, record); }
+
+/// Writes the record into its erased sector.
+uint32_t write_record(const Record &record) {
   if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[kCustomInfo]); failed != 0) return failed;
   return FW_N25Q256A_WriteFlash(flash_def[kCustomInfo], sizeof record, reinterpret_cast<const uint8_t *>(&record));
 }
@@ -96,10 +91,11 @@ void set_text(char (&field)[N], const char *text) {
 }
 
 uint32_t store_name(const char *name, uint32_t variant) {
-  return rewrite([&](Record &record) {
-    memcpy(record.model_marker, kModelMarker, sizeof record.model_marker);
-    set_text(record.names[variant], name);
-  });
+  Record record{};
+  if (const uint32_t failed = read_record(&record); failed != 0) return failed;
+  memcpy(record.model_marker, kModelMarker, sizeof record.model_marker);
+  set_text(record.names[variant], name);
+  return write_record(record);
 }
 
 }  // namespace
@@ -111,9 +107,9 @@ uint32_t FW_N25Q256A_GetCustomName(char *name) {
   if (const uint32_t failed = zel::read_part(0, sizeof marker, marker); failed != 0) return failed;
   zel::Name custom{};
   if (memcmp(marker, zel::kModelMarker, sizeof marker) == 0) {
-    if (const uint32_t failed = zel::read_name(variant, &custom); failed != 0) return failed;
+    if (const uint32_t failed = zel::read_name(variant, custom); failed != 0) return failed;
   }
-  const char *const base = custom.text[0] != '\0' ? custom.text : zel::kVariantTable[variant].default_name;
+  const char *const base = custom[0] != '\0' ? custom : zel::kVariantTable[variant].default_name;
   snprintf(name, zel::kNameLength + zel::kSuffixLength + 1, "%s%s", base, zel::power_suffix());
   return 0;
 }
@@ -127,10 +123,10 @@ uint32_t FW_N25Q256A_ShowCustomName(void) {
   }
   zel::Name names[zel::kVariants] = {};
   for (uint32_t variant = 0; variant < zel::kVariants; ++variant) {
-    if (const uint32_t failed = zel::read_name(variant, &names[variant]); failed != 0) return failed;
+    if (const uint32_t failed = zel::read_name(variant, names[variant]); failed != 0) return failed;
   }
   for (uint32_t variant = 0; variant < zel::kVariants; ++variant) {
-    printf(zel::kVariantTable[variant].line, names[variant].text);
+    printf(zel::kVariantTable[variant].line, names[variant]);
   }
   return 0;
 }
@@ -167,12 +163,16 @@ uint32_t FW_N25Q256A_WriteCustomName(const char *name, uint32_t index) {
 }
 
 uint32_t FW_N25Q256A_SetCustomDesc(const char *text) {
-  return zel::rewrite([&](zel::Record &record) {
-    memcpy(record.description_marker, zel::kDescriptionMarker, sizeof record.description_marker);
-    zel::set_text(record.description, text);
-  });
+  zel::Record record{};
+  if (const uint32_t failed = zel::read_record(&record); failed != 0) return failed;
+  memcpy(record.description_marker, zel::kDescriptionMarker, sizeof record.description_marker);
+  zel::set_text(record.description, text);
+  return zel::write_record(record);
 }
 
 uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode) {
-  return zel::rewrite([&](zel::Record &record) { record.power_mode = *mode; });
+  zel::Record record{};
+  if (const uint32_t failed = zel::read_record(&record); failed != 0) return failed;
+  record.power_mode = *mode;
+  return zel::write_record(record);
 }

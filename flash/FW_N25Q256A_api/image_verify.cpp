@@ -5,6 +5,7 @@
 
 #include "flash/FW_N25Q256A_api/partition.h"
 #include "flash/buffer.h"
+#include "flash/debugging.h"
 
 namespace zel {
 namespace {
@@ -19,7 +20,7 @@ std::optional<uint32_t> flash_crc(uint32_t base, uint32_t length, const Buffer &
     const uint32_t count = left < flash_def[kCopyPiece] ? left : flash_def[kCopyPiece];
     memset(piece.get(), 0, count);  // a read that comes short must not find an earlier piece's bytes
     if (count == 0 || FW_N25Q256A_FlashRead(base + offset, count, piece.get()) != 0) {
-      if (debugging()) puts("FW_N25Q256A_CheckCRC() Read Flash error !!");
+      note("FW_N25Q256A_CheckCRC() Read Flash error !!");
       return std::nullopt;
     }
     usleep(kPiecePause);
@@ -32,9 +33,9 @@ std::optional<uint32_t> flash_crc(uint32_t base, uint32_t length, const Buffer &
 uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) {
   std::optional<uint32_t> found;
   {
-    const Buffer piece(flash_def[kCopyPiece]);
-    if (!base) complain_of_partition();
-    if (!base || !piece) return FW_FAIL;
+    const Buffer piece = make_buffer(flash_def[kCopyPiece]);
+    if (!base) return refuse_partition();
+    if (!piece) return FW_FAIL;
     if (debugging()) printf("FW_N25Q256A_CheckCRC() w_len=%d(0x%08x)\n", static_cast<int>(length), length);
     found = flash_crc(*base, length, piece);
     if (!found) return FW_FAIL;
@@ -48,7 +49,7 @@ uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) 
 }  // namespace zel
 
 uint32_t FW_N25Q256A_CheckCRC(uint32_t part, uint32_t crc, uint32_t length) {
-  return zel::check_crc(zel::partition_base(zel::kImages, part), crc, length);
+  return zel::check_crc(zel::partition_base(zel::kImage1, part), crc, length);
 }
 
 uint32_t FW_N25Q256A_CheckCRCAll(uint32_t crc, uint32_t length) {

@@ -78,8 +78,8 @@ void print_sector(const Buffer &bytes, uint32_t size) {
 bool show_sector(uint32_t address) {
   const uint32_t size = flash_def[kSectorSize] / kColumns * kColumns;
   Descriptor device(-1);
-  const Buffer bytes = Buffer::zeroed(size);
-  device.reset(open(kSpiFlash, O_RDONLY));
+  const Buffer bytes = zeroed_buffer(size);
+  device.reset(open_node(Node::SpiFlash, O_RDONLY));
   if (!bytes || !device || is_fw_fail(FW_N25Q256A_ReadFlash(address, size, bytes.get()))) return false;
   printf("Read Address:0x%08x\n", address);
   print_sector(bytes, size);

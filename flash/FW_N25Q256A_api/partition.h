@@ -1,4 +1,4 @@
-// The two copies of what the flash holds twice.
+// What the flash holds twice.
 #pragma once
 
 #include <stdio.h>
@@ -9,26 +9,17 @@
 
 namespace zel {
 
-struct Copies {
-  MapEntry first, second;
-};
-
-/// Start address of copy 1 or 2; nothing for another partition number.
-inline std::optional<uint32_t> partition_base(const Copies &copies, uint32_t partition) {
-  if (partition == 1) return flash_def[copies.first];
-  if (partition == 2) return flash_def[copies.second];
-  return std::nullopt;
+/// Start address of copy 1 or 2, whose entries follow each other in the map; nothing for another partition number.
+inline std::optional<uint32_t> partition_base(MapEntry first, uint32_t partition) {
+  if (partition != 1 && partition != 2) return std::nullopt;
+  return flash_def[first + partition - 1];
 }
+static_assert(kImage2 == kImage1 + 1 && kDb2 == kDb1 + 1 && kCustomize2 == kCustomize1 + 1);
 
-inline void complain_of_partition() { puts("Partition Number must be 1 or 2"); }
-
-inline constexpr Copies kImages{kImage1, kImage2};
-
-inline bool debugging() { return spiflash_debug_mode == 1; }
-
-/// Prints a diagnostic line in debug mode.
-inline void note(const char *line) {
-  if (debugging()) puts(line);
+/// Tells the operator of another partition number.
+inline uint32_t refuse_partition() {
+  puts("Partition Number must be 1 or 2");
+  return FW_FAIL;
 }
 
 }  // namespace zel

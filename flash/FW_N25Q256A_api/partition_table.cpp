@@ -1,22 +1,20 @@
 // The partition table: length and checksum of each stored database, in a sector of its own.
 #include <stdio.h>
 
-#include "flash/FW_N25Q256A_api/partition.h"
+#include "flash/debugging.h"
+#include "flash/map.h"
 #include "zelboard/content.h"
 
 namespace zel {
 namespace {
 
-struct Slot {
+constexpr uint32_t kSlotCount = 5, kNever = 0xFFFFFFFF;
+
+struct TableSlot {
   uint32_t length, checksum;
-
-  bool blank() const { return length == 0xFFFFFFFF && checksum == 0xFFFFFFFF; }
 };
-
-constexpr uint32_t kSlotCount = 5;
-
 struct Table {
-  Slot slots[kSlotCount];
+  TableSlot slots[kSlotCount];
 };
 static_assert(sizeof(Table) == 40);
 
@@ -41,8 +39,8 @@ void show(const char *title, const Table &table) {
 /// Turns the slots of a sector that never held a table into empty ones; true when there was any.
 bool fill_blank_slots(Table &table) {
   bool any = false;
-  for (Slot &slot : table.slots) {
-    if (!slot.blank()) continue;
+  for (TableSlot &slot : table.slots) {
+    if (slot.length != kNever || slot.checksum != kNever) continue;
     slot = {};
     any = true;
   }
@@ -72,7 +70,7 @@ uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_
   const bool known = mode >= 1 && mode <= 2 * zel::kSlotCount;
   const bool writes = known && mode % 2 == 0;
   const uint32_t index = known ? (mode - 1) / 2 : 0;
-  zel::Slot &slot = table.slots[index];
+  zel::TableSlot &slot = table.slots[index];
   if (writes) {
     slot = {*length, *checksum};
   } else if (known) {
@@ -82,6 +80,6 @@ uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_
 
   if ((writes || any_blank) && !zel::write_back(table)) return FW_FAIL;
   if (!known || writes || !any_blank) return 0;
-  if (zel::debugging()) puts(zel::kTexts[index].empty);
+  zel::note(zel::kTexts[index].empty);
   return FW_FAIL;
 }

@@ -8,29 +8,22 @@ namespace {
 
 enum class Reading { Strict, Lenient };
 
-void note_line(int line) {
+uint32_t fail_at(int line) {
   if (debugging()) printf("(%s-%d) error \n", kModule, line);
+  return FW_FAIL;
 }
 
-uint32_t load(uint8_t **data, uint32_t *length, Reading reading) {
+uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
   uint32_t stored = 0, checksum = 0;
-  if (is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, read_mode(TableSlot::Shared)))) {
-    note_line(__LINE__);
-    return FW_FAIL;
+  if (is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, FW_TABLE_READ_SHARED))) {
+    return fail_at(__LINE__);
   }
-  if (stored == 0 && reading == Reading::Strict) {
-    note("Shared database is emtpy");
-    return FW_FAIL;
-  }
+  if (stored == 0 && reading == Reading::Strict) return fail("Shared database is emtpy");
   *length = stored;
   Buffer blob = allocate(stored, flash_def[kShareDbLength]);
-  if (!blob) {
-    if (reading == Reading::Strict) note("FW_ReadSharedDatabase() shareData is NULL");
-    return FW_FAIL;
-  }
+  if (!blob) return reading == Reading::Strict ? fail("FW_ReadSharedDatabase() shareData is NULL") : FW_FAIL;
   if (is_fw_fail(FW_N25Q256A_ReadFlash(flash_def[kShareDb], stored, blob.get()))) {
-    note("FW_ReadSharedDatabase() FW_ReadFlash fail");
-    return FW_FAIL;
+    return fail("FW_ReadSharedDatabase() FW_ReadFlash fail");
   }
   if (dbChecksum(blob.get(), stored) != checksum) {
     note("FW_ReadSharedDatabase() checksum fail");
@@ -41,32 +34,26 @@ uint32_t load(uint8_t **data, uint32_t *length, Reading reading) {
   return 0;
 }
 
-bool store(const uint8_t *data, uint32_t length) {
+uint32_t store_shared(const uint8_t *data, uint32_t length) {
   const uint32_t base = flash_def[kShareDb];
-  if (!erase_sectors(base, sectors_in(flash_def[kShareDbLength]), is_fw_fail)) {
-    note_line(__LINE__);
-    return false;
-  }
-  if (is_fw_fail(FW_N25Q256A_WriteFlash(base, length, data))) {
-    note_line(__LINE__);
-    return false;
-  }
+  if (!erase_sectors(base, sectors_in(flash_def[kShareDbLength]), is_fw_fail)) return fail_at(__LINE__);
+  if (is_fw_fail(FW_N25Q256A_WriteFlash(base, length, data))) return fail_at(__LINE__);
   uint32_t checksum = dbChecksum(data, length);
-  return !is_fw_fail(FW_N25Q256A_PartitionInfo(&length, &checksum, write_mode(TableSlot::Shared)));
+  return FW_N25Q256A_PartitionInfo(&length, &checksum, FW_TABLE_WRITE_SHARED);
 }
 
 }  // namespace
 }  // namespace zel
 
 uint32_t FW_N25Q256A_ReadSharedDatabase(uint8_t **data, uint32_t *length) {
-  return zel::load(data, length, zel::Reading::Strict);
+  return zel::load_shared(data, length, zel::Reading::Strict);
 }
 
 uint32_t FW_N25Q256A_ReadSharedDatabase1(uint8_t **data, uint32_t *length) {
-  return zel::load(data, length, zel::Reading::Lenient);
+  return zel::load_shared(data, length, zel::Reading::Lenient);
 }
 
 uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t length) {
   if (length > flash_def[zel::kShareDbLength] || zel::flash_writes_refused()) return FW_FAIL;
-  return zel::store_marked([=] { return zel::store(data, length); });
+  return zel::store_marked([=] { return zel::store_shared(data, length); });
 }

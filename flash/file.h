@@ -1,0 +1,28 @@
+// Files as the flash functions use them.
+#pragma once
+
+#include <sys/stat.h>
+
+#include "flash/map.h"
+
+namespace zel {
+
+/// True for what has no size to work with; asked of the path, for opening a FIFO would wait for a writer.
+inline bool is_pipe_or_directory(const char *path) {
+  struct stat status {};
+  return stat(path, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISDIR(status.st_mode));
+}
+
+/// Bytes on the whole chip, and so in a whole-flash image.
+inline uint64_t whole_flash() { return uint64_t{flash_def[kSectorSize]} * flash_def[kSectorCount]; }
+
+struct FileSum {
+  bool read_error;
+  uint64_t size;
+  uint32_t sum;  // wrapping
+};
+
+/// Size and byte sum of a file, read from `fd` to its end in pieces of 64 KiB.
+FileSum sum_file(int fd);
+
+}  // namespace zel
