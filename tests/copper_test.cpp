@@ -1,8 +1,8 @@
 // The copper PHY of a 1000BASE-T module: identifier, SGMII mode, link state, registers.
 #include <cstring>
-#include <regex>
 
 #include "board_test.h"
+#include "pattern.h"
 
 namespace {
 
@@ -28,9 +28,9 @@ class Copper : public BoardTest {
   /// What goes over the bus, without board queries and data; a transfer's pause is "+", the waits of 50 ms one line.
   std::string bus(const std::function<uint32_t()> &call) {
     std::string text = trace(call, &result_, {"open", "close"});
-    text = std::regex_replace(text, std::regex("(i2c (96|c2)|put|print).*\n| >[0-9a-f]*"), "");
-    text = std::regex_replace(text, std::regex("= 0\npause 5000\n"), "+\n");
-    return std::regex_replace(text, std::regex("(pause 1000\n){50}"), "wait 50\n");
+    text = replaced(text, "(i2c (96|c2)|put|print).*\n| >[0-9a-f]*", "");
+    text = replaced(text, "= 0\npause 5000\n", "+\n");
+    return replaced(text, "(pause 1000\n){50}", "wait 50\n");
   }
 };
 

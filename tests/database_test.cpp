@@ -2,9 +2,9 @@
 #include <sys/stat.h>
 
 #include <cstring>
-#include <regex>
 
 #include "board_test.h"
+#include "pattern.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ std::string after_table(const std::string &output) { return output.substr(output
 
 /// Output without the number of the source line that makes a report.
 std::string without_number(const std::string &output) {
-  return std::regex_replace(output, std::regex("[0-9]+\\) "), ") ");
+  return replaced(output, "[0-9]+\\) ", ") ");
 }
 
 TEST_F(Database, TableModes) {
@@ -179,7 +179,7 @@ TEST_F(Database, CustomiseFiles) {
       spiflash_debug_mode = mode;
       EXPECT_EQ(result_of(call), result) << name;
       const std::string expected = mode == 1 || partition == 3 ? output : "";
-      EXPECT_TRUE(std::regex_match(wire::output(), std::regex(expected))) << wire::output();
+      EXPECT_TRUE(matches(wire::output(), expected)) << wire::output();
     }
     const auto load = [&] { return FW_ReadCustomizeDatabase(&loaded_, 2); };
     wire::reset();

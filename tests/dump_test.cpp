@@ -1,14 +1,12 @@
 // Dump and compare of the flash, sector map and sector print.
-#include <regex>
 
 #include "board_test.h"
+#include "pattern.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using Dump = BoardTest;
-
-bool has(const std::string &text, const char *expression) { return std::regex_search(text, std::regex(expression)); }
 
 TEST_F(Dump, WholeAndParts) {
   const std::string name = path("dump");
@@ -25,7 +23,7 @@ TEST_F(Dump, WholeAndParts) {
              "Dump Finish\nComp dump file...\n\nComp dump file Complete...\nFile size=0x%08x CheckSum=0x%08x\n",
              name.c_str(), first, count, part, total, 100 * (count - 1) / count, count << 16,
              dbChecksum(flash(first << 16, count << 16).data(), count << 16));
-    EXPECT_EQ(std::regex_replace(output, std::regex("(Dump flash i.*\n)*(Dump flash i.*\n)"), "$2"), expected);
+    EXPECT_EQ(replaced(output, "(Dump flash i.*\n)*(Dump flash i.*\n)", "$2"), expected);
     EXPECT_EQ(result, 0U) << total;
   }
   EXPECT_EQ(trace([] { return FW_N25Q256A_DumpFlash("", 0, 2); }), "print Part number must be 1~2\\n\n");
@@ -40,9 +38,9 @@ TEST_F(Dump, WholeAndParts) {
 TEST_F(Dump, OneSectorOnTheWire) {
   const std::string reset = "open flash rw\nflash dd = 0\nclose flash\n", name = path("dump");
   const auto dump = [&] { return FW_N25Q256A_DumpFlash(name.c_str(), 2, 512); };
-  std::string events = std::regex_replace(trace(dump), std::regex(reset), "RESET\n");
-  events = std::regex_replace(events, std::regex(name), "NAME");
-  events = std::regex_replace(events, std::regex("print File size.*\n|(open|close) gpio.*\n"), "");
+  std::string events = replaced(trace(dump), reset, "RESET\n");
+  events = replaced(events, name, "NAME");
+  events = replaced(events, "print File size.*\n|(open|close) gpio.*\n", "");
   EXPECT_EQ(events,
             "open flash r\nprint open file[NAME]\\n\nopen FILE w\nprint start_sector=1 total_secotr=1\\n\nprint Start "
             "Dump flash 2 of 512\\n\n"
@@ -134,8 +132,8 @@ TEST_F(Dump, SectorMapAndPrint) {
   events = trace([] { return FW_N25Q256A_ReadSector(0x1C); });
   const std::string output = wire::output();
   EXPECT_TRUE(events.starts_with("open flash r\nopen flash r\nseek 1c0000\n"));
-  EXPECT_TRUE(has(output, "^Read Address:0x001c0000\n0x00000000:\\[(0xff ){15}0x00 \\]\n"));
-  EXPECT_TRUE(has(output, "\n0x0000fff0:\\[(0xff ){16}\\]\n$"));
+  EXPECT_TRUE(holds(output, "^Read Address:0x001c0000\n0x00000000:\\[(0xff ){15}0x00 \\]\n"));
+  EXPECT_TRUE(holds(output, "\n0x0000fff0:\\[(0xff ){16}\\]\n$"));
   EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 4097);
   EXPECT_TRUE(events.ends_with("puts ]\npause 1\nclose flash\nopen flash rw\nflash dd = 0\nclose flash\n"));
 }

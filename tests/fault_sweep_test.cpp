@@ -15,10 +15,10 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <regex>
 
 #include "board_test.h"
 #include "fault_sweep_settings.h"
+#include "pattern.h"
 #include "sim/state.h"
 
 namespace {
@@ -49,8 +49,7 @@ const struct {
 
 bool allowed(const std::string &failed) {
   return std::any_of(std::begin(kAllowed), std::end(kAllowed), [&](const auto &rule) {
-    return std::regex_match(g_function, std::regex(rule.functions)) &&
-           std::regex_match(failed, std::regex(rule.failed));
+    return matches(g_function, rule.functions) && matches(failed, rule.failed);
   });
 }
 
@@ -66,10 +65,10 @@ const struct {
              {"ioctl", FW_I2C_BUSY, "(gpio|i2c|flash) .*"}};
 
 /// The nth event of those that match; the recording has no line for an allocation.
-std::string nth_event(const std::string &recording, int nth, const std::regex &events) {
+std::string nth_event(const std::string &recording, int nth, const std::string &events) {
   std::istringstream lines(recording);
   for (std::string line; std::getline(lines, line);) {
-    if (std::regex_match(line, events) && --nth == 0) return line;
+    if (matches(line, events) && --nth == 0) return line;
   }
   return "an allocation or fstat";
 }
@@ -208,7 +207,7 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
         const bool lowered = raises || bad.board.gpio.flash_access == 0;
         const bool honest = bad.result != good.result || bad.same_work(good);
         if (tidy && lowered && honest) continue;
-        const std::string failed = nth_event(bad.events, n, std::regex(way.events));
+        const std::string failed = nth_event(bad.events, n, way.events);
         EXPECT_TRUE(allowed(failed)) << g_function << " when call " << n << " fails: " << failed
                                      << (tidy ? "" : ", descriptor left open") << (lowered ? "" : ", flag still raised")
                                      << (honest ? "" : ", success reported") << "\n"
@@ -221,11 +220,11 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
 
 // The chip's functions follow their fronts in the table; three questions of the map and the MAC backup have none.
 TEST_F(FaultSweep, FrontsAskForTheChip) {
-  const std::regex map("FW_SpiFlash_Get(Map|Sector).*"), mac_backup("FW_SpiFlash_BackupMac.et"),
-      pair("FW_(SpiFlash_|)(.*) FW_N25Q256A_\\2");
+  const char map[] = "FW_SpiFlash_Get(Map|Sector).*", mac_backup[] = "FW_SpiFlash_BackupMac.et",
+             pair[] = "FW_(SpiFlash_|)(.*) FW_N25Q256A_\\2";
   for (const Setting *front = kSettings; front + 1 != std::end(kSettings); ++front) {
-    const bool of_map = std::regex_match(front->name, map), of_mac = std::regex_match(front->name, mac_backup);
-    if (!of_map && !of_mac && !std::regex_match(front[0].name + " " + front[1].name, pair)) continue;
+    const bool of_map = matches(front->name, map), of_mac = matches(front->name, mac_backup);
+    if (!of_map && !of_mac && !matches(front[0].name + " " + front[1].name, pair)) continue;
     const uint32_t unknown = of_map ? FW_REFUSED : FW_FAIL,
                    other = front->name == "FW_SpiFlash_BackupMacGet" ? 0 : unknown;
     for (const auto &[answer, index, result] : {std::tuple(0, 1, other), {-1, 0xFF, other}, {0xFFFF, 0, unknown}}) {

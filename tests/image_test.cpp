@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <regex>
 
 #include "board_test.h"
+#include "pattern.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ class Image : public BoardTest {
     const std::string start = clock();
     uint32_t result = 1;
     events_ = trace([&] { return call(fd); }, &result, {"open", "close", "seek", "write"});
-    events_ = std::regex_replace(events_, std::regex("\\((" + start + "|" + clock() + ")\\d+\\)"), "(TIME)");
+    events_ = replaced(events_, "\\((" + start + "|" + clock() + ")\\d+\\)", "(TIME)");
     EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "the copy owns the file";
     return result;
   }

@@ -1,8 +1,8 @@
 // Identification of pluggable modules: the class of every kind of page, the display, and what a failing transfer does.
 #include <cstring>
-#include <regex>
 
 #include "board_test.h"
+#include "pattern.h"
 
 namespace {
 
@@ -110,16 +110,16 @@ TEST_F(Module, CopperDisplayOnTheWire) {
   i2c_debug_mode = 1;
   std::string events = trace([] { return FW_Show_SFP_Moudle(kPort, 1, 7); }, nullptr, {"open", "close", "print"});
   // Without board queries and data; a transfer's pause is "+", the waits of 50 ms are one line.
-  events = std::regex_replace(events, std::regex("(i2c (96|c2)|put(?!s This)).*\n| >[0-9a-f]*"), "");
-  events = std::regex_replace(events, std::regex("= 0\npause 5000\n"), "+\n");
-  EXPECT_EQ(std::regex_replace(events, std::regex("(pause 1000\n){50}"), "wait 50\n"),
+  events = replaced(events, "(i2c (96|c2)|put(?!s This)).*\n| >[0-9a-f]*", "");
+  events = replaced(events, "= 0\npause 5000\n", "+\n");
+  EXPECT_EQ(replaced(events, "(pause 1000\n){50}", "wait 50\n"),
             "gpio 88 19 = 0\ni2c b0 a0:60/1 n32 +\ni2c b0 a0:14/1 n16 +\ni2c b0 a0:28/1 n16 +\ni2c b0 a0:38/1 n4 +\n"
             "i2c b0 a0:0/1 n16 +\nwait 50\nputs This is a RJ45 connector(1000BASE-T) type. \n"
             "i2c b0 76:1/1 n1 +\ni2c b0 76:1/1 n1 +\ni2c b1 76:1/1 n1 02 +\ni2c b0 76:1/1 n1 +\n"
             "wait 50\nwait 50\nwait 50\nwait 50\ni2c b0 ac:0/1 n16 +\ngpio 88 19 = 0\n"
             "i2c b1 ac:1b/1 n2 9084 +\ni2c b1 ac:9/1 n2 0e00 +\ni2c b1 ac:0/1 n2 8140 +\ni2c b1 ac:4/1 n2 0de1 +\n"
             "i2c b1 ac:0/1 n2 9140 +\ngpio 88 19 = 0\ni2c b0 ac:11/1 n4 +\n");
-  const std::string shown = std::regex_replace(wire::output(), std::regex("(\\[0x00\\] ){7}(\\[0x00\\] \n|)"), "7 ");
+  const std::string shown = replaced(wire::output(), "(\\[0x00\\] ){7}(\\[0x00\\] \n|)", "7 ");
   EXPECT_EQ(shown, std::string(45, '-') + "\nSFP DDM read from SFP 25\n" + std::string(46, '=') +
                        "\nVendor Specific:\n7 7 7 7 [0xff] \nVendor name = MAKER           \n" +
                        "Vendor PN = ZL-1G-T\x01        \nVendor rev = B2  \n" + kCopper.line + "Marvell PHY\n" +
