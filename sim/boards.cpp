@@ -1,7 +1,9 @@
+#include <elf.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -20,21 +22,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string environment(const char *name) {
-  const char *value = std::getenv(name);
-  return value != nullptr ? value : "";
-}
-
 void check(bool done, const std::string &what) {
   if (!done) throw Failure("cannot " + what + ": " + std::strerror(errno));
 }
 
 fs::path folder_of(const std::string &name) {
-  std::string around = environment("ZELSIM_BOARD_DIR");
+  std::string around = variable("ZELSIM_BOARD_DIR");
   if (name.empty()) return around.empty() ? boards_root() / "default" : fs::absolute(around);
-  static const std::regex kPlain("[A-Za-z0-9_][A-Za-z0-9._-]{0,63}");
-  if (std::regex_match(name, kPlain)) return boards_root() / name;
-  throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
+  check_name(name);
+  return boards_root() / name;
 }
 
 std::shared_ptr<const Attached> attach_or_throw(const fs::path &folder) {
@@ -73,12 +69,12 @@ std::error_code make_board(const fs::path &folder, const Words &slots) {
   return failed;
 }
 
-void put(const char *variable, const std::string &value) { setenv(variable, value.c_str(), 1); }
+void put(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
 
-void put_first(const char *variable, const std::string &value) {
-  const char *old = std::getenv(variable);
-  std::string rest = old != nullptr && *old != '\0' ? std::string(":") + old : "";
-  if (!(rest + ":").starts_with(":" + value + ":")) put(variable, value + rest);
+void put_first(const char *name, const std::string &value) {
+  std::string rest = variable(name);
+  if (!rest.empty()) rest.insert(0, 1, ':');
+  if (!(rest + ":").starts_with(":" + value + ":")) put(name, value + rest);
 }
 
 // A trace tells one run: an older file is emptied.
@@ -86,6 +82,33 @@ std::string trace_target(const std::string &file) {
   if (file.empty() || file == "-") return "-";
   if (std::ofstream(file)) return fs::absolute(file);
   throw Usage("--trace: cannot write '" + file + "': " + std::strerror(errno));
+}
+
+// Where the loader of the next program looks for it; the name itself when nowhere.
+std::string found(const std::string &program) {
+  Words folders = program.find('/') == std::string::npos ? split(variable("PATH"), ':') : Words{};
+  for (const std::string &folder : folders)
+    if (std::string file = folder + '/' + program; access(file.c_str(), X_OK) == 0) return file;
+  return program;
+}
+
+// An ELF program whose headers name no interpreter: nothing is preloaded into it.
+bool is_static(const std::string &program) {
+  std::string head(4096, '\0');
+  std::ifstream(program, std::ios::binary).read(head.data(), std::ssize(head));
+  auto field = [&](uint64_t at, size_t width) {
+    uint64_t value = 0;
+    if (at <= head.size() - width) memcpy(&value, &head[at], width);
+    return value;
+  };
+  bool wide = head[EI_CLASS] == ELFCLASS64;
+  uint64_t at = wide ? field(offsetof(Elf64_Ehdr, e_phoff), 8) : field(offsetof(Elf32_Ehdr, e_phoff), 4);
+  for (uint64_t left = field(wide ? offsetof(Elf64_Ehdr, e_phnum) : offsetof(Elf32_Ehdr, e_phnum), 2); left > 0;
+       --left) {
+    if (field(at, 4) == PT_INTERP) return false;
+    at += wide ? sizeof(Elf64_Phdr) : sizeof(Elf32_Phdr);
+  }
+  return head.starts_with(ELFMAG);
 }
 
 std::string inverted(std::string bytes) {
@@ -113,16 +136,25 @@ void store(OpenBoard &board, const std::string &image, off_t at = 0) {
 
 }  // namespace
 
+void check_name(const std::string &name) {
+  static const std::regex kPlain("[A-Za-z0-9_][A-Za-z0-9._-]{0,63}");
+  if (!std::regex_match(name, kPlain))
+    throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
+}
+
 fs::path boards_root() {
-  if (std::string home = environment("ZELSIM_HOME"); !home.empty()) return fs::absolute(home);
-  if (std::string state = environment("XDG_STATE_HOME"); !state.empty()) return fs::absolute(state) / "zelsim";
-  if (std::string home = environment("HOME"); !home.empty()) return fs::absolute(home) / ".local/state/zelsim";
+  if (std::string home = variable("ZELSIM_HOME"); !home.empty()) return fs::absolute(home);
+  if (std::string state = variable("XDG_STATE_HOME"); !state.empty()) return fs::absolute(state) / "zelsim";
+  if (std::string home = variable("HOME"); !home.empty()) return fs::absolute(home) / ".local/state/zelsim";
   throw Failure("neither ZELSIM_HOME, XDG_STATE_HOME nor HOME is set");
 }
 
 OpenBoard open_board(const std::string &name, bool make_missing) {
   fs::path folder = folder_of(name);
-  if (make_missing && !fs::exists(folder)) make_board(folder, {});  // another process may be first
+  if (make_missing && !fs::exists(folder)) {
+    if (!name.empty()) std::fprintf(stderr, "zelsim: makes board '%s', which was missing\n", name.c_str());
+    make_board(folder, {});  // another process may be first
+  }
   if (fs::exists(folder)) return {folder, attach_or_throw(folder)};
   throw Failure("no board in " + folder.native() + " (make it with: zelsim create " + folder.filename().native() + ")");
 }
@@ -204,7 +236,6 @@ void run(const Line &line) {
   bool loadable = preload.find_first_of(" :") == std::string::npos;
   if (!loadable) throw Failure("the loader preloads nothing from a folder with a blank or a colon: " + preload);
   put("ZELSIM_BOARD_DIR", folder);
-  put("ZELSIM_TRACE", line.trace ? trace_target(*line.trace) : "");
   put("ZELSIM_TRACE_OPENS", line.trace_opens ? "1" : "0");
   put("ZELSIM_FAST", line.fast ? "1" : "0");
   put("ZELSIM_CHIP_TIMES", line.chip_times ? "1" : "0");
@@ -212,6 +243,11 @@ void run(const Line &line) {
   put_first("LD_PRELOAD", preload);
   // A program with the address sanitizer otherwise refuses to start behind any preloaded library.
   put_first("ASAN_OPTIONS", "verify_asan_link_order=0");
+  std::string program = found(line.words[0]);
+  bool runs = access(program.c_str(), X_OK) == 0;
+  put("ZELSIM_TRACE", line.trace && runs ? trace_target(*line.trace) : "");
+  if (runs && is_static(program))
+    std::fprintf(stderr, "zelsim: PROGRAM: '%s' is linked statically: it will not see the board\n", program.c_str());
   std::vector<char *> arguments;
   for (const std::string &word : line.words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);

@@ -65,11 +65,18 @@ Command run;
 struct Row {
   const char *name, *arguments, *what;  // arguments are NAME or NAME=WORD|WORD; with ? before it, one may be missing
   Command *run;                         // null: a group of commands
-  const char *example = nullptr;
+  const char *example = nullptr;        // null: made of the arguments
+  bool shows = false;                   // something, which can be JSON
 };
 /** What a person or the world does to a switch. */
 std::span<const Row> world_commands();
 
+/** An argument of commands, by its name: what it is, and an example. */
+struct Argument {
+  const char *name, *values, *what, *example;
+  uint32_t lowest = 0, highest = 0;  // of a number
+};
+const Argument &argument_of(const std::string &name);
 /** Number that `text` stands for as argument NAME or NAME=WORD|WORD, 0 for a mere text; throws Usage. */
 uint32_t value_of(const std::string &argument, const std::string &text);
 /** A decimal or 0x number in a range; throws Usage naming `argument`. */
@@ -96,6 +103,8 @@ void write_file(const std::string &argument, const std::string &path, const std:
 /** Start and size of a region by its name or as START+SIZE; of the whole flash without either. */
 std::pair<uint32_t, uint32_t> flash_range(const std::string &region);
 
+/** Throws Usage for what cannot be a board's name. */
+void check_name(const std::string &name);
 /** Folder of all boards; a board by its name, where an empty name is the board of the `zelsim run` around us, else the
  *  one called default. */
 std::filesystem::path boards_root();

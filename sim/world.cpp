@@ -76,14 +76,36 @@ void unplug_module(const Line &line) {
   unplug(cage);
 }
 
+constexpr Argument kArguments[] = {
+    {"FILE", "", "a file; - is standard input or output", "flash.bin"},
+    {"PORT", "0-27", "switch port", "5", 0, kPorts - 1},
+    {"MODULE", "", "one of 'zelsim modules', or a file of its page", "10g-sr"},
+    {"SLOT", "1-3", "place of a daughter board", "1", 1, kSlots},
+    {"BYTE", "0-255", "a byte", "0x5a", 0, 255},
+    {"MILLISECONDS", "0-3600000", "a time", "1500", 0, 3600000},
+    {"FAULT", "NUMBER", "its number in 'fail --list'", "3", 1, UINT32_MAX},
+    {"CELSIUS", "", "-55 to 125, in steps of half a degree", "71.5"},
+    {"TIME", "", "as 2026-03-15T14:30:45 (UTC), or host", "2026-03-15T14:30:45"},
+    {"NAME", "", "a board", "lab"},
+    {"PATH", "", "names joined by dots; a row of a table by its first column", "cages.5.module"},
+    {"NODE", "", "what fails, see below", "i2c:BufRead"},
+    {"BOARD", "", "what to fit, or none", "sfp"},
+    {"SUPPLY", "", "which supply", "2"},
+    {"SPEED", "", "Mb/s of the other end; down: no cable", "100"},
+    {"DUPLEX", "", "of the other end, else full", "half"},
+    {"STATE", "", "its new state", "dc"},
+    {"VALUE", "", "its new level", "1"},
+};
+
 constexpr Row kWorldCommands[] = {
-    {"fit", "SLOT BOARD=none|copper|sfp", "Fit a daughter board into slot 1, 2 or 3", fit_slot, "fit 2 sfp"},
-    {"plug", "PORT MODULE", "Plug a module of 'zelsim modules', or a file of its page", plug_module, "plug 5 10g-sr"},
-    {"unplug", "PORT", "Pull the module out of a port's cage", unplug_module, "unplug 5"},
+    {"fit", "SLOT BOARD=none|copper|sfp", "Fit a daughter board into slot 1, 2 or 3", fit_slot},
+    {"plug", "PORT MODULE", "Plug a module of 'zelsim modules', or a file of its page", plug_module},
+    {"unplug", "PORT", "Pull the module out of a port's cage", unplug_module},
     {"fail", "?NODE[:REQUEST][@ADDRESS[-ADDRESS]]", "Make requests fail until 'zelsim heal'", fail,
      "fail i2c:BufRead@0x40 --result busy --count 3\n  zelsim fail flash:write@0x1200000-0x12fffff --skip 5\n\n"
      "NODE: gpio, i2c, flash or any\nREQUEST: number or name as in the trace, read, write, lseek or open (else all but "
-     "open)\nADDRESS: of a chip on the bus, or of the flash"},
+     "open)\nADDRESS: of a chip on the bus, or of the flash",
+     true},
     {"heal", "?FAULT", "Clear all faults, or the one with this number in 'fail --list'", heal_board, "heal"},
     {"set", "", "Do what a person or the world would do to a switch", nullptr, "set supply 1 failed"},
     {"set reset-key", "VALUE=0|1", "release or press the reset key", set_state<offsetof(Board, gpio.reset_key)>},
@@ -110,15 +132,18 @@ constexpr Row kWorldCommands[] = {
 
 std::span<const Row> world_commands() { return kWorldCommands; }
 
+const Argument &argument_of(const std::string &name) {
+  auto found = std::ranges::find_if(kArguments, [&](const Argument &row) { return name.starts_with(row.name); });
+  return found != std::end(kArguments) ? *found : kArguments[0];
+}
+
 uint32_t value_of(const std::string &argument, const std::string &text) {
   Words part = split(argument + "=", '=');
+  const Argument &row = argument_of(argument);
   if (!part[1].empty()) return choice(text, part[0], part[1]);
-  if (argument == "PORT") return number(text, argument, 0, kPorts - 1);
-  if (argument == "SLOT") return number(text, argument, 1, kSlots);
-  if (argument.starts_with("BYTE")) return number(text, argument, 0, 255);
-  if (argument == "FAULT") return number(text, argument, 1, UINT32_MAX);
-  if (argument == "MILLISECONDS") return number(text, argument, 0, 3600000);
-  return argument == "CELSIUS" ? celsius(text) : argument == "TIME" ? seconds(text) : 0;
+  if (row.highest > 0) return number(text, part[0], row.lowest, row.highest);
+  if (part[0] == "NAME") check_name(text);
+  return part[0] == "CELSIUS" ? celsius(text) : part[0] == "TIME" ? seconds(text) : 0;
 }
 
 uint32_t number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest) {
