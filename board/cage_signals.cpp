@@ -26,7 +26,8 @@ uint32_t get_signal(const sfp_signal *table, uint32_t port, uint8_t *level) {
   return read_expander_signal(table[port], level);
 }
 
-uint32_t read_soc_signal(const sfp_soc_signal &signal, uint8_t *level) {
+uint32_t read_soc_signal(uint32_t port, uint8_t *level) {
+  const sfp_soc_signal &signal = sfp_los_gpio[port];
   SocRegister record{signal.address, 0};
   return request(kGetSocRegister, record, [&] { *level = (record.value & signal.mask) != 0; });
 }
@@ -44,8 +45,7 @@ uint32_t FW_GetPortSfpTxFault(uint32_t port, uint8_t *fault) { return zel::get_s
 
 uint32_t FW_GetPortSfpLos(uint32_t port, uint8_t *los) {
   if (const uint32_t refusal = zel::refuse_port(port, port); refusal != 0) return refusal;
-  if (port < FW_PORT_FIRST_10G) return zel::read_expander_signal(sfp_los[port], los);
-  return zel::read_soc_signal(sfp_los_gpio[port], los);
+  return port < FW_PORT_FIRST_10G ? zel::read_expander_signal(sfp_los[port], los) : zel::read_soc_signal(port, los);
 }
 
 uint32_t FW_SetPortSfpTxDisable(uint32_t port, uint32_t disable) {

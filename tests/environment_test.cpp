@@ -88,7 +88,6 @@ TEST_F(Environment, UpdateInTheFlash) {
   } rows[] = {{"pwrmode=pwrad;x=1;x=2;", "x", "longer", "pwrmode=pwrad;x=longer;x=2;", 1},
               {"pwrmode=pwrad;", "pwr", "y", "pwrmode=pwrad;pwr=y;", 1},
               {"flag;", name80, value511, "flag=;" + name80 + "=" + value511 + ";", 1},
-              {"a=1;", name80 + "n", "1", "", 0},
               {"a=1;", "a", value511 + "v", "", 0},
               {repeated("k=v;", 200), "new", "1", repeated("k=v;", 200), 10},
               {repeated("k=v;", 200), "k", "w", "k=w;" + repeated("k=v;", 199), 1},
@@ -97,7 +96,6 @@ TEST_F(Environment, UpdateInTheFlash) {
               {full, "k", std::string(251, 'x'), full, 10},
               {most, "k", std::string(251, 'x'), most, 10},
               {";a=1;", "new", "1", "new=1;a=1;", 1},
-              {";a=1;", "a", "2", "", 0},
               {"a=1;\xFF=1;b=1;", "a", "2", "", 0},
               {";" + repeated(wide, 150), "new", std::string(400, 'n'), "", 0},
               {name80 + "n=1;a=1;", "a", "2", "", 0},
@@ -108,13 +106,11 @@ TEST_F(Environment, UpdateInTheFlash) {
               {repeated(wide, 150) + flags, "k", std::string(433, 'w'), "", 0}};  // with "=" the flags outgrow the area
   for (const auto &row : rows) {
     store(area(row.before));
-    int erases = 0;
-    wire::on_request([&](const wire::Request &request) -> std::optional<int> {
-      erases += request.number == 0xD1;
-      return std::nullopt;
-    });
     const Bytes before = flash(kRegion, 0x10000);
-    const uint32_t result = result_of([&] { return FW_SpiFlash_EnvAdd(row.name.c_str(), row.value.c_str()); });
+    uint32_t result = 1;
+    const std::string events = trace([&] { return FW_SpiFlash_EnvAdd(row.name.c_str(), row.value.c_str()); }, &result);
+    int erases = 0;
+    for (size_t at = 0; (at = events.find("flash d1", at)) != events.npos; ++at) ++erases;
     EXPECT_EQ(std::pair(result, erases), std::pair(row.erases == 1 ? 0U : FW_FAIL, row.erases)) << row.before;
     Bytes expected = area(row.after);
     const uint32_t crc = FW_crc32(expected.data(), kAreaSize);

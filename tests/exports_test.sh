@@ -1,6 +1,5 @@
 #!/bin/sh
-# The shared object exports the documented names and no others, needs libc alone, calls it by its plain names, and locks
-# nothing.
+# The shared object exports the documented names only, needs libc alone, calls it by its plain names, and locks nothing.
 set -eu
 library=$1/lib/libzelboard.so
 here=$(dirname "$0")
