@@ -1,7 +1,6 @@
 #include "board/request.h"
 
 #include <stdio.h>
-#include <string.h>
 
 namespace zel {
 
@@ -28,13 +27,6 @@ uint32_t get_byte(Request what, uint8_t *out) {
 uint32_t get_selected(Request what, uint32_t selector, uint8_t *out) {
   SelectedRecord record{static_cast<uint8_t>(selector), 0};
   return request(what, record, [&] { *out = record.value; });
-}
-
-uint32_t fill_record(Request what, void *record, size_t size) {
-  const Descriptor node(open_node(node_of(what)));
-  if (!node) return FW_FAIL;
-  memset(record, 0, size);
-  return send(node, what, record);
 }
 
 uint32_t refuse_opened(Node node) {

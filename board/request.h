@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <stddef.h>
 #include <stdint.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -69,7 +68,13 @@ uint32_t get_byte(Request what, uint8_t *out);
 uint32_t get_selected(Request what, uint32_t selector, uint8_t *out);
 
 /// Lets the driver fill the caller's own record, zeroed once the node is open.
-uint32_t fill_record(Request what, void *record, size_t size);
+template <typename Record>
+uint32_t fill_record(Request what, Record *record) {
+  const Descriptor node(open_node(node_of(what)));
+  if (!node) return FW_FAIL;
+  *record = Record{};
+  return send(node, what, record);
+}
 
 /// The end of a request whose argument is refused, but not before the node was opened: FW_FAIL.
 uint32_t refuse_opened(Node node);

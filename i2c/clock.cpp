@@ -48,7 +48,7 @@ uint32_t FW_GetRTC_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetClockAl
 
 uint32_t FW_GetRtc(rtc_record *rec) {
   if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
-  return zel::fill_record(zel::kLoadClock, rec, sizeof *rec);
+  return zel::fill_record(zel::kLoadClock, rec);
 }
 
 uint32_t FW_SetRtc(rtc_record *rec) {

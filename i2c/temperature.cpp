@@ -8,7 +8,7 @@ uint32_t FW_GetLM75_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetSensor
 
 uint32_t FW_GetTemperature(temp_record *rec) {
   if (const uint32_t refusal = zel::refuse_absent(FW_GetLM75_Alive); refusal != 0) return refusal;
-  return zel::fill_record(zel::kLoadTemperature, rec, sizeof *rec);
+  return zel::fill_record(zel::kLoadTemperature, rec);
 }
 
 uint32_t FW_Tempereature_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetSensorFail, fail); }
