@@ -1,6 +1,7 @@
 // The boot environment region: parsed, asked, changed and written back, whatever it holds.
 #include <string.h>
 
+#include <set>
 #include <string>
 
 #include "fake_board.h"
@@ -41,6 +42,27 @@ void check_stored(const fake::Board &board, const char *name) {
   require(strchr(name, '=') != nullptr || zel::find_variable(name) != nullptr);
 }
 
+/// The entries of a data area that are variables, as an update writes them: each with "=".
+std::set<std::string> variables(const uint8_t *area) {
+  std::set<std::string> found;
+  const auto *at = reinterpret_cast<const char *>(area), *const end = at + zel::kDataSize;
+  do {
+    std::string entry(at, strnlen(at, static_cast<size_t>(end - at)));
+    at += entry.size() + 1;
+    if (entry.empty() || entry[0] == '\xFF') continue;
+    found.insert(entry.find('=') == entry.npos ? entry + '=' : entry);
+  } while (at < end && *at != '\0');
+  return found;
+}
+
+/// An update keeps every other variable whole.
+void check_nothing_lost(const std::vector<uint8_t> &before, const fake::Board &board, const std::string &name) {
+  const std::set<std::string> after = variables(&board.flash[flash_def[zel::kEnvironment] + zel::kCrcSize]);
+  for (const std::string &variable : variables(before.data())) {
+    require(after.count(variable) != 0 || variable.substr(0, variable.find('=')) == name);
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -62,7 +84,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   env_add(name.c_str(), value.c_str());
   serialised();
   const uint32_t result = FW_SpiFlash_EnvAdd(name.c_str(), value.c_str());
-  if (result == 0 && board.failing_call == 0) check_stored(board, name.c_str());
+  if (result == 0 && board.failing_call == 0) {
+    check_stored(board, name.c_str());
+    check_nothing_lost(area, board, name);
+  }
   fake::check_released();
   return 0;
 }
