@@ -17,7 +17,6 @@ from pycparser import c_ast, c_parser  # type: ignore[import]
 RANGES = {"c_uint8": "0, 0xFF", "c_uint16": "0, 0xFFFF", "c_uint32": "0, 0xFFFFFFFF", "c_int32": "-1 << 31, (1 << 31) - 1"}
 TYPES = {"int": "c_int", "float": "c_float", "char": "c_char", "void": "c_void_p",
          **{kind[2:] + "_t": kind for kind in RANGES}}
-PLAIN = {"c_float": "float", "c_char": "bytes"}  # what Python makes of a field; else a number
 STDINT = "typedef unsigned char uint8_t; typedef unsigned short uint16_t; typedef unsigned uint32_t; typedef int int32_t;"
 
 # Functions that return data, and which values are data: any other is a status. All others return a status, 0 = success.
@@ -39,10 +38,7 @@ def fail(text: str) -> NoReturn:
     sys.exit(f"generate.py: {text}")
 
 
-class Doc(NamedTuple):
-    text: str
-    parameters: Dict[str, str] = {}
-    result: str = ""
+Doc = NamedTuple("Doc", [("text", str), ("parameters", Dict[str, str]), ("result", str)])
 
 
 def read_block(block: str) -> Doc:
@@ -82,7 +78,9 @@ def parse(compiler: str, headers: List[Path], include: str) -> List[Any]:
         source.write_text("".join(f"#include <zelboard/{header.name}>\n" for header in headers))
         command = [compiler, "-E", "-std=c11", "-nostdinc", "-D__attribute__(x)=", f"-I{folder}", f"-I{include}", str(source)]
         text = subprocess.run(command, check=True, stdout=subprocess.PIPE, encoding="utf-8").stdout
-    return [node for node in c_parser.CParser().parse(text).ext if "zelboard/" in str(node.coord)]
+    # A typedef is of the same name as its struct.
+    return [node for node in c_parser.CParser().parse(text).ext
+            if "zelboard/" in str(node.coord) and not isinstance(node, (c_ast.Typedef, c_ast.Pragma))]
 
 
 class Type(NamedTuple):
@@ -101,8 +99,10 @@ class Type(NamedTuple):
         return f"{text} * {self.size}" if self.size else text
 
     def python(self) -> str:
-        plain = PLAIN.get(self.base, "int") if self.base in TYPES.values() else self.base
-        return f'"Array[{self.base}]"' if self.size and self.base != "c_char" else plain
+        if self.size and self.base != "c_char":
+            return f'"Array[{self.base}]"'
+        plain = dict.fromkeys(RANGES, "int")
+        return {**plain, "c_float": "float", "c_char": "bytes"}.get(self.base, self.base)
 
 
 def type_of(node: Any) -> Type:
@@ -118,11 +118,17 @@ def type_of(node: Any) -> Type:
     return inner._replace(const="const" in node.quals)
 
 
-def documented(indent: str, paragraphs: List[str], lines: List[str]) -> str:
-    text = [part for paragraph in paragraphs for part in [*textwrap.wrap(paragraph, 100), ""] if paragraph]
+def documented(indent: str, about: str, lines: List[str]) -> str:
+    text = [part for paragraph in about.split("\n") for part in [*textwrap.wrap(paragraph, 100), ""] if paragraph]
     text += [part for line in lines for part in textwrap.wrap(line, 100, subsequent_indent="    ")]
     body = "\n".join(text).strip().replace("\\", "\\\\")
     return textwrap.indent(f'"""{body}' + ("\n" if "\n" in body or body.endswith('"') else "") + '"""\n', indent)
+
+
+def record(name: str, fields: Dict[str, Type], doc: Doc) -> str:
+    shown = "".join(f"    {field}: {of.python()}\n" for field, of in fields.items())
+    rows = ", ".join(f'("{field}", {of.ctypes()})' for field, of in fields.items())
+    return f"\n\nclass {name}(_call.Record):\n{documented('    ', doc.text, [])}{shown}    _fields_ = [{rows}]\n"
 
 
 class Function:
@@ -133,7 +139,6 @@ class Function:
         self.types = {node.name: type_of(node.type) for node in kind.args.params if node.name} if kind.args else {}
         self.signature: Dict[str, str] = {} if kind.args else {"*arguments": "int"}
         self.handed: List[str] = [] if kind.args else ["*arguments"]
-        self.raw_arguments = f"[{', '.join(of.ctypes() for of in self.types.values())}]" if kind.args else "None"
         self.before: List[str] = []
         self.returned: List[Tuple[str, str, str]] = []  # name, type, expression
         self.length = next(iter(LENGTHS & self.types.keys()), "")
@@ -142,11 +147,6 @@ class Function:
                 fail(f"{name}: its doc block has no @param {parameter}")
             by_stars = [self.add_number, self.add_given if of.const else self.add_out, self.add_taken]
             by_stars[of.stars](parameter, of, doc.parameters[parameter])
-        last = list(self.signature)[-1:]
-        if last and self.types.get(last[0], Type("")).stars and self.signature[last[0]] == "int":
-            self.signature[last[0]] += " = 0"  # what a call only changes may be left out
-            if self.types[last[0]].const:
-                self.signature[last[0]] = "int"
 
     def number(self, name: str, value: str = "") -> str:
         kind = self.types[name].base
@@ -158,7 +158,7 @@ class Function:
             self.signature[name] = "File"
             self.handed.append(f"{name}_")
         elif name == self.length and given:
-            self.handed.append(self.number(name, f"_call.size({given}_)"))
+            self.handed.append(self.number(name, f"len({given}_ or ())"))
         else:
             self.signature[name] = "int"
             self.handed.append(self.number(name))
@@ -187,20 +187,19 @@ class Function:
         self.handed.append(f"{name}_")
 
     def add_out(self, name: str, of: Type, about: str) -> None:
-        given = re.match(r"in\b", about) is not None
-        if not given and not re.match(r"out\b", about):
+        given = about.startswith("in")
+        if not re.match(r"in\b|out\b", about):
             fail(f"{self.name}: the doc block does not say out: or in/out: of {name}")
         if given:
-            self.signature[name] = of.python()
+            self.signature[name] = of.python() + " = 0" * (of.base in RANGES and name == [*self.types][-1])
         if of.base not in TYPES.values():
             self.before.append(f"{name}_ = _raw.{of.base}" + (f".from_buffer_copy({name})" if given else "()"))
             self.returned.append((name, of.base, f"{name}_"))
         elif self.size(name, of, about):
-            size, cell = self.size(name, of, about), "c_char" if of.base == "c_char" else "c_uint8"
+            size, text = self.size(name, of, about), of.base == "c_char"
             count = f"max(0, {self.number(size)})" if size == self.length else size
-            self.before.append(f"{name}_ = ({cell} * {count})()")
-            kinds = {"c_char": ("str", "_call.string({}_)"), "c_uint8": ("bytes", "bytes({}_)")}
-            self.returned.append((name, kinds[cell][0], kinds[cell][1].format(name)))
+            self.before.append(f"{name}_ = ({'c_char' if text else 'c_uint8'} * {count})()")
+            self.returned.append((name, "str", f"fsdecode({name}_.value)") if text else (name, "bytes", f"bytes({name}_)"))
         else:
             self.before.append(f"{name}_ = {of.base}({self.number(name) if given else ''})")
             if f"{name}_.value" not in str(self.returned):  # the length of a buffer that is returned
@@ -214,23 +213,30 @@ class Function:
         self.handed.append(f"byref({name}_)")
         self.returned.append((name, "bytes", f"_call.taken({name}_, {size[1:] + '_.value' if size[0] == '*' else size})"))
 
+    def bound(self) -> str:
+        """How ctypes gets to know it."""
+        result = "None" if self.result == Type("c_void_p") else self.result.ctypes()
+        types = ", ".join(of.ctypes() for of in self.types.values())
+        known = "" if "*arguments" in self.signature else f"{self.name}.argtypes = [{types}]\n"
+        return f"{self.name} = library.{self.name}\n{known}{self.name}.restype = {result}\n"
+
     def code(self) -> Tuple[str, List[str]]:
         """What Python returns, and how."""
         call, returned, run = f"_raw.{self.name}({', '.join(self.handed)})", self.returned, self.name in RUN_BY_COMMAND
+        good = DATA.get(self.name, FLAG if run else "range(1)")
         if self.result.stars:  # a constant text
             call, returned = f"{call}.decode()", [("text", "str", "result_"), *returned]
         elif self.result.base == "c_int32":  # a count of bytes
-            call = f'_checked("{self.name}", {call}, range(1 << 31))'
+            good = "range(1 << 31)"
             returned = [(name, kind, f"{value}[:result_]") for name, kind, value in returned]
         elif self.name in DATA:
-            call = f'_checked("{self.name}", {call}, {DATA[self.name]})'
             returned = [("result", "int", "result_"), *returned]
-        elif self.result.base != "c_void_p":
-            if not re.search(r"\b0\b|result|FW_FAIL|^as FW_", self.doc.result):
-                fail(f"{self.name}: is what it returns a status? Data must stand in the table DATA")
-            call = f'_checked("{self.name}", {call}' + (", range(2))" if run else ")")
+        elif not re.search(r"\b0\b|result|FW_FAIL|^as FW_|^$", self.doc.result):
+            fail(f"{self.name}: is what it returns a status? Data must stand in the table DATA")
+        if self.result.base in RANGES:
+            call = f'_call.checked(_ERRORS, "{self.name}", {call}, {good})'.replace(", range(1))", ")")
         kinds = [kind for _, kind, _ in returned]
-        result = ("None" if not kinds else kinds[0] if len(kinds) == 1 else f"Tuple[{', '.join(kinds)}]")
+        result = "None" if not kinds else kinds[0] if len(kinds) == 1 else f"Tuple[{', '.join(kinds)}]"
         used = returned != self.returned or (run and returned)
         code = [*self.before, f"result_ = {call}" if used else call]
         if run and returned:
@@ -246,14 +252,13 @@ class Function:
         lines = [f"{name}: {about[name]}" for name in self.signature if name in about]
         lines += [f"Returns {name}: {about[name]}" for name, _, _ in self.returned]
         given = ", ".join(f"{name}: {kind}" for name, kind in self.signature.items())
-        text = documented("    ", self.doc.text.split("\n"), [*lines, f"C returns: {self.doc.result}"])
+        text = documented("    ", self.doc.text, [*lines, f"C returns: {self.doc.result}"])
         return f"\n\ndef {self.name}({given}) -> {result}:\n{text}" + "".join(f"    {line}\n" for line in code)
 
 
 RAW_HEAD = '''"""The C interface of the board-support library as it is, for ctypes. Written by generate.py from the headers."""
 import os
 from ctypes import CDLL, POINTER, Array, c_char, c_char_p, c_float, c_int, c_int32, c_uint8, c_uint16, c_uint32, c_void_p
-
 from zelboard import _call
 
 library = CDLL(os.environ.get("ZELBOARD_LIBRARY") or "@SONAME@")
@@ -261,90 +266,64 @@ library = CDLL(os.environ.get("ZELBOARD_LIBRARY") or "@SONAME@")
 
 FW_HEAD = '''"""The board-support library: every exported function, variable and table. Written by generate.py from the headers.
 
-Out-parameters are returned, in the order of the C function, behind what the function itself returns if that is data.
-A status other than 0 is raised: Busy, Absent, NotSfp, Refused or Failed. Buffers are bytes, and their lengths are not
-given beside them. zelboard.fw.raw is the C interface as it is.
-"""
+Out-parameters are returned, behind what the function itself returns if that is data. A status other than 0 is raised:
+Busy, Absent, NotSfp, Refused or Failed. Buffers are bytes, given without their lengths. zelboard.fw.raw is C as it is."""
 import sys
 from ctypes import POINTER, Array, byref, c_char, c_uint8, c_uint16, c_uint32
+from os import fsdecode
 from typing import Optional, Tuple
-
 from zelboard import _call
-from zelboard._call import Absent, Buffer, Busy, Error, Failed, File, NotSfp, Refused, Text
-from zelboard.fw import raw
+from zelboard._call import Buffer, File, Text
+from zelboard._call import Absent as Absent, Busy as Busy, Error as Error, Failed as Failed, NotSfp as NotSfp
+from zelboard._call import Refused as Refused
+from zelboard.fw import raw as raw
 from zelboard.fw.raw import *
 
 _raw = raw
-_checked = _call.checker({FW_I2C_BUSY: Busy, FW_ABSENT: Absent, FW_NOT_SFP: NotSfp, FW_REFUSED: Refused})
+_ERRORS = {FW_I2C_BUSY: Busy, FW_ABSENT: Absent, FW_NOT_SFP: NotSfp, FW_REFUSED: Refused}
 '''
-
-
-class Writer:
-    """Takes the declarations in and gives the two modules out."""
-
-    def __init__(self, docs: Dict[str, Doc], constants: Dict[str, int]):
-        self.docs, self.constants = docs, constants
-        self.records: Dict[str, str] = {}
-        self.variables: Dict[str, Type] = {}
-        self.functions: List[Function] = []
-
-    def take(self, node: Any) -> None:
-        kind = getattr(node, "type", None)
-        if isinstance(node, (c_ast.Typedef, c_ast.Pragma)):
-            return  # a typedef is of the same name as its struct
-        if isinstance(kind, c_ast.Enum):
-            for row in kind.values.enumerators:
-                self.constants[row.name] = int(row.value.value, 0)
-        elif isinstance(kind, c_ast.Struct):
-            fields = {field.name: type_of(field) for field in kind.decls}
-            shown = "".join(f"    {name}: {of.python()}\n" for name, of in fields.items())
-            rows = ", ".join(f'("{name}", {of.ctypes()})' for name, of in fields.items())
-            text = documented("    ", [self.docs[kind.name].text], [])
-            self.records[kind.name] = f"\n\nclass {kind.name}(_call.Record):\n{text}{shown}    _fields_ = [{rows}]\n"
-        elif node.name not in self.docs:
-            fail(f"{node.name}: has no doc block")
-        elif isinstance(kind, c_ast.FuncDecl):
-            self.functions.append(Function(node.name, kind, self.docs[node.name], self.constants))
-        else:
-            self.variables[node.name] = type_of(node)
-
-    def raw_module(self) -> str:
-        text = RAW_HEAD + "".join(self.records.values()) + "\n\n"
-        text += "".join(f"{name} = {hex(value) if value > 255 else value}\n" for name, value in self.constants.items())
-        for name, of in self.variables.items():
-            text += f'{name} = ({"c_void_p" if of.stars else of.ctypes()}).in_dll(library, "{name}")\n'
-        for function in self.functions:
-            result = "None" if function.result == Type("c_void_p") else function.result.ctypes()
-            text += f'{function.name} = _call.bind(library, "{function.name}", {result}, {function.raw_arguments})\n'
-        tables = [name for name, of in self.variables.items() if of.size]
-        lists = {"TABLES": tables, "VARIABLES": [name for name in self.variables if name not in tables],
-                 "EXPORTS": sorted([*self.variables, *(function.name for function in self.functions)]),
-                 "__all__": [*self.records, *self.constants]}
-        return text + "".join(f"{name} = {names}\n" for name, names in lists.items())
-
-    def fw_module(self) -> str:
-        text = FW_HEAD
-        for name, of in self.variables.items():
-            plain = "Optional[int]" if of.stars else of.python()
-            text += f"{name}: {plain}" + (f" = _raw.{name}\n" if of.size else "\n")
-            text += documented("", self.docs[name].text.split("\n"), [])
-        functions = "".join(function.write() for function in self.functions)
-        return f"{text}{functions}\n\nsys.modules[__name__].__class__ = _call.LiveModule\n"
 
 
 def main(compiler: str, include: str, soname: str, output: str) -> None:
     headers = sorted(Path(include, "zelboard").glob("*.h"))
+    docs = read_docs(headers)
     macro = re.compile(r"^#define (\w+) (0[xX][0-9a-fA-F]+|\d+)u?\b", re.M)
-    macros = {name: int(value, 0) for header in headers for name, value in macro.findall(header.read_text("utf-8"))}
-    writer = Writer(read_docs(headers), macros)
-    for declaration in parse(compiler, headers, include):
-        writer.take(declaration)
+    constants = {name: int(value, 0) for header in headers for name, value in macro.findall(header.read_text("utf-8"))}
+    records: Dict[str, str] = {}
+    variables: Dict[str, Type] = {}
+    functions: Dict[str, Function] = {}
+    for node in parse(compiler, headers, include):
+        kind, name = node.type, node.name or getattr(node.type, "name", "")
+        if isinstance(kind, c_ast.Enum):
+            constants.update({row.name: int(row.value.value, 0) for row in kind.values.enumerators})
+        elif name not in docs:
+            fail(f"{name}: has no doc block")
+        elif isinstance(kind, c_ast.Struct):
+            records[name] = record(name, {field.name: type_of(field) for field in kind.decls}, docs[name])
+        elif isinstance(kind, c_ast.FuncDecl):
+            functions[name] = Function(name, kind, docs[name], constants)
+        else:
+            variables[name] = type_of(node)
+
+    raw = RAW_HEAD.replace("@SONAME@", soname) + "".join(records.values()) + "\n\n"
+    raw += "".join(f"{name} = {hex(value) if value > 255 else value}\n" for name, value in constants.items())
+    for name, of in variables.items():
+        raw += f'{name} = ({"c_void_p" if of.stars else of.ctypes()}).in_dll(library, "{name}")\n'
+    raw += "".join(function.bound() for function in functions.values())
+    tables = [name for name, of in variables.items() if of.size]
+    lists = {"TABLES": tables, "VARIABLES": [name for name in variables if name not in tables],
+             "EXPORTS": [*variables, *functions], "__all__": [*records, *constants]}
+    raw += "".join(f"{name} = {names}\n" for name, names in lists.items())
+
+    fw = FW_HEAD
+    for name, of in variables.items():
+        fw += f"{name}: {'Optional[int]' if of.stars else of.python()}" + (f" = _raw.{name}\n" if of.size else "\n")
+        fw += documented("", docs[name].text, [])
+    fw += "".join(function.write() for function in functions.values())
     Path(output).mkdir(parents=True, exist_ok=True)
-    Path(output, "raw.py").write_text(writer.raw_module().replace("@SONAME@", soname), encoding="utf-8")
-    Path(output, "__init__.py").write_text(writer.fw_module(), encoding="utf-8")
+    Path(output, "raw.py").write_text(raw, encoding="utf-8")
+    Path(output, "__init__.py").write_text(fw + "\n\nsys.modules[__name__].__class__ = _call.LiveModule\n", encoding="utf-8")
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 5:
-        fail("COMPILER INCLUDE SONAME OUTPUT are required")
     main(*sys.argv[1:])

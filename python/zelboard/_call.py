@@ -4,15 +4,13 @@ import operator
 import os
 from contextlib import contextmanager, suppress
 from types import ModuleType
-from typing import IO, Any, Callable, Dict, Iterator, Optional, Type, Union
+from typing import IO, Any, Dict, Iterator, Optional, Type, Union
 
 Buffer = Union[bytes, bytearray, memoryview]
-Text = Union[str, bytes, "os.PathLike[str]"]
-File = Union[int, str, "os.PathLike[str]", IO[bytes], IO[str]]
-"""A descriptor, a path, or an open file."""
+Text = Union[str, bytes, os.PathLike[str]]
+File = Union[int, str, os.PathLike[str], IO[bytes], IO[str]]  # a descriptor, a path, or an open file
 
 _libc = ctypes.CDLL(None)
-_libc.free.argtypes = [ctypes.c_void_p]
 
 
 class Error(Exception):
@@ -46,25 +44,12 @@ class Failed(Error):
     """failed"""
 
 
-Checker = Callable[..., int]
-
-
-def checker(kinds: Dict[int, Type[Error]]) -> Checker:
-    """A function that gives a result back when it is a good one, and otherwise raises what it stands for."""
-
-    def checked(function: str, result: int, good: range = range(1)) -> int:
-        _libc.fflush(None)  # what the function has printed stands before what Python prints next
-        if result in good:
-            return result
-        raise kinds.get(result, Failed)(function, result)
-
-    return checked
-
-
-def bind(library: ctypes.CDLL, name: str, result: Any, arguments: Optional[Any]) -> Callable[..., Any]:
-    function: Any = getattr(library, name)
-    function.restype, function.argtypes = result, arguments
-    return function  # type: ignore[no-any-return]
+def checked(kinds: Dict[int, Type[Error]], function: str, result: int, good: range = range(1)) -> int:
+    """The result when it is a good one; otherwise raises what it stands for."""
+    _libc.fflush(None)  # what the function has printed stands before what Python prints next
+    if result in good:
+        return result
+    raise kinds.get(result, Failed)(function, result)
 
 
 class Record(ctypes.Structure):
@@ -78,7 +63,7 @@ class Record(ctypes.Structure):
 
 
 class LiveModule(ModuleType):
-    """zelboard.fw: its variables are the library's, which a plain module's would only have been at first."""
+    """zelboard.fw: its variables are the library's own, at any time. A table is set as a whole or in parts."""
 
     def __getattr__(self, name: str) -> Any:
         if name in self.raw.VARIABLES:
@@ -90,8 +75,6 @@ class LiveModule(ModuleType):
             getattr(self.raw, name).value = value
         elif name in self.raw.TABLES:
             getattr(self.raw, name)[:] = value[:]
-        elif name in self.raw.EXPORTS:
-            raise AttributeError(f"{name} is a function of the library")
         else:
             super().__setattr__(name, value)
 
@@ -104,39 +87,19 @@ def number(name: str, value: int, low: int, high: int) -> int:
 
 
 def text(name: str, value: Optional[Text]) -> Optional[bytes]:
-    given = None if value is None else os.fsencode(value)
-    if given is not None and b"\0" in given:
+    if value is not None and b"\0" in os.fsencode(value):
         raise ValueError(f"{name}: {value!r} has a NUL in it")
-    return given
+    return None if value is None else os.fsencode(value)
 
 
 def buffer(name: str, value: Optional[Buffer], size: Optional[int] = None) -> "Optional[ctypes.Array[ctypes.c_uint8]]":
     """A copy of the bytes for C; with `size` exactly so many."""
     if value is None:
         return None
-    if size not in (None, len(memoryview(value).cast("B"))):
-        raise ValueError(f"{name}: {len(value)} bytes instead of {size}")
-    return (ctypes.c_uint8 * memoryview(value).nbytes).from_buffer_copy(value)
-
-
-def size(value: "Optional[ctypes.Array[ctypes.c_uint8]]") -> int:
-    return 0 if value is None else len(value)
-
-
-@contextmanager
-def descriptor(file: File) -> Iterator[int]:
-    """A descriptor for C to read and to close: never the caller's own."""
-    if isinstance(file, (str, os.PathLike)):
-        own = os.open(file, os.O_RDONLY | os.O_CLOEXEC)
-    else:
-        own = os.dup(file if isinstance(file, int) else file.fileno())
-    about = os.fstat(own)
-    try:
-        yield own
-    finally:
-        with suppress(OSError):  # the copies have closed it, unless the chip was refused
-            if os.path.samestat(os.fstat(own), about):
-                os.close(own)
+    given = bytes(memoryview(value))
+    if size not in (None, len(given)):
+        raise ValueError(f"{name}: {len(given)} bytes instead of {size}")
+    return (ctypes.c_uint8 * len(given)).from_buffer_copy(given)
 
 
 def taken(data: "ctypes._Pointer[ctypes.c_uint8]", size: int) -> bytes:
@@ -147,5 +110,15 @@ def taken(data: "ctypes._Pointer[ctypes.c_uint8]", size: int) -> bytes:
         _libc.free(ctypes.cast(data, ctypes.c_void_p))
 
 
-def string(value: "ctypes.Array[ctypes.c_char]") -> str:
-    return os.fsdecode(value.value)
+@contextmanager
+def descriptor(file: File) -> Iterator[int]:
+    """A descriptor for C to read and to close: never the caller's own."""
+    own = os.open(file, os.O_RDONLY) if isinstance(file, (str, os.PathLike)) else os.dup(
+        file if isinstance(file, int) else file.fileno())
+    about = os.fstat(own)
+    try:
+        yield own
+    finally:
+        with suppress(OSError):  # the copies have closed it, unless the chip was refused
+            if os.path.samestat(os.fstat(own), about):
+                os.close(own)
