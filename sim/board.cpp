@@ -153,7 +153,7 @@ void announce_change(Board &board) {
 
 void await_change(Board &board, uint32_t seen) {
   __atomic_store_n(&board.watch.awaited, 1, __ATOMIC_SEQ_CST);
-  sys::futex_wait(&board.watch.changes, seen);
+  sys::futex_wait(&board.watch.changes, seen, {2, 0});
 }
 
 Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {

@@ -56,7 +56,7 @@ int64_t now_us(const Board &board);
 /** Wakes those who watch the board. */
 void announce_change(Board &board);
 
-/** Sleeps until the count of changes is another than `seen`. */
+/** Sleeps until the count of changes is another than `seen`, or some seconds have passed. */
 void await_change(Board &board, uint32_t seen);
 
 enum class Intent : uint8_t { Change, Look };

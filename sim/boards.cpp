@@ -40,6 +40,11 @@ std::shared_ptr<const Attached> attach_or_throw(const fs::path &folder) {
   return {new Attached(attached), [](const Attached *old) { detach(*old), delete old; }};
 }
 
+std::shared_ptr<const Attached> attach_existing(const fs::path &folder) {
+  if (fs::exists(folder)) return attach_or_throw(folder);
+  throw Failure("no board in " + folder.native() + " (make it with: zelsim create " + folder.filename().native() + ")");
+}
+
 // Power-on states of everything, and an erased flash.
 void make_board_files(const std::string &folder) {
   for (const char *file : kNodeFiles) std::ofstream(folder + file).flush();
@@ -155,8 +160,17 @@ OpenBoard open_board(const std::string &name, bool make_missing) {
     if (!name.empty()) std::fprintf(stderr, "zelsim: makes board '%s', which was missing\n", name.c_str());
     make_board(folder, {});  // another process may be first
   }
-  if (fs::exists(folder)) return {folder, attach_or_throw(folder)};
-  throw Failure("no board in " + folder.native() + " (make it with: zelsim create " + folder.filename().native() + ")");
+  return {folder, attach_existing(folder)};
+}
+
+OpenBoard look_at(const std::string &name) {
+  fs::path folder = folder_of(name);
+  auto attached = attach_existing(folder);
+  return {folder, attached, Guard(*attached->board, Intent::Look)};
+}
+
+fs::path library_folder() {
+  return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard";
 }
 
 void create_board(const Line &line) {
@@ -230,7 +244,7 @@ void erase_flash(const Line &line) {
 void run(const Line &line) {
   if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
   fs::path folder = open_board(line.board, true).folder;
-  fs::path library = fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard";
+  fs::path library = library_folder();
   std::string preload = library / "libzelsim.so";
   if (!fs::exists(preload)) throw Failure("cannot find " + preload);
   bool loadable = preload.find_first_of(" :") == std::string::npos;
@@ -255,6 +269,15 @@ void run(const Line &line) {
   int status = errno == ENOENT ? 127 : 126;  // as a shell has it
   std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", arguments[0], std::strerror(errno));
   std::exit(status);
+}
+
+void serve(const Line &line) {
+  std::string program = library_folder() / "zelboard-web", board = line.name();
+  number(line.port, "--port", 0, 65535);
+  open_board(board, true);
+  execl(program.c_str(), program.c_str(), board.c_str(), line.port.c_str(), line.listen.c_str(), line.token.c_str(),
+        nullptr);
+  throw Failure("serve: cannot run " + program + ", which the package zelboard-web brings: " + std::strerror(errno));
 }
 
 }  // namespace zelsim::tool

@@ -104,6 +104,6 @@ std::string panel_picture(const Board &board) {
   return svg;
 }
 
-void draw_panel(const Line &line) { write_file("--svg", line.svg, panel_picture(*open_board(line.board))); }
+void draw_panel(const Line &line) { write_file("--svg", line.svg, panel_picture(*look_at(line.board))); }
 
 }  // namespace zelsim::tool

@@ -186,7 +186,7 @@ std::string board_type(const Board &board, unsigned slot) {
 }
 
 Json board_document(const Line &line) {
-  OpenBoard open = open_board(line.board);
+  OpenBoard open = look_at(line.board);
   const Board &board = *open;
   Json panel = named("system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27",
                      &board.gpio.system_led);
@@ -217,7 +217,7 @@ Json boards_document(const Line &) {
     if (name[0] == '.' || !is_directory(folder)) continue;
     boards.push_back(named("board slot_1 slot_2 slot_3", {name, {}, {}, {}}));
     try {
-      for (const Json &slot : slots_of(*open_board(name))) boards.back()["slot_" + slot["slot"].dump()] = slot["board"];
+      for (const Json &slot : slots_of(*look_at(name))) boards.back()["slot_" + slot["slot"].dump()] = slot["board"];
     } catch (const Failure &) {  // a damaged one is listed, too
     }
   }
@@ -225,12 +225,12 @@ Json boards_document(const Line &) {
 }
 
 Json flash_document(const Line &line) {
-  OpenBoard board = open_board(line.board);
+  OpenBoard board = look_at(line.board);
   return named("flash regions", {flash_of(board->flash), regions_of(board->flash)});
 }
 
 Json faults_document(const Line &line) {
-  OpenBoard board = open_board(line.board);
+  OpenBoard board = look_at(line.board);
   return named("faults", {faults_of(*board)});
 }
 

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -31,7 +32,9 @@ inline ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
   return kPairs ? syscall(SYS_pwrite64, fd, data, size, 0, at, 0) : syscall(SYS_pwrite64, fd, data, size, at);
 }
 inline off_t lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
-inline void futex_wait(uint32_t *word, uint32_t value) { syscall(SYS_futex, word, FUTEX_WAIT, value, nullptr); }
+inline void futex_wait(uint32_t *word, uint32_t value, const timespec &at_most) {
+  syscall(SYS_futex, word, FUTEX_WAIT, value, &at_most);
+}
 inline void futex_wake_all(uint32_t *word) { syscall(SYS_futex, word, FUTEX_WAKE, INT_MAX); }
 
 /** A descriptor that ends with its scope. */

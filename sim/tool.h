@@ -33,6 +33,7 @@ struct Line {
   Words words = {};    // arguments that are no options
   Values values = {};  // what they stand for
   std::string slots = {}, result = {}, count = "0", skip = "0", svg = {}, region = {};
+  std::string port = "8080", listen = "127.0.0.1", token = {};
   std::optional<std::string> trace = {};  // empty: to standard error
   bool json = false, flash = false, list = false, requests = false, fast = false, trace_opens = false,
        chip_times = false;
@@ -58,8 +59,8 @@ Json fault_document(const FaultRule &rule);
 /** The front panel as it looks now, as SVG. */
 std::string panel_picture(const Board &board);
 
-/** Becomes the program, on a board that is made when missing; comes back only as an exception. */
-Command run;
+/** Becomes the program, on a board that is made when missing, or the web server; comes back only as an exception. */
+Command run, serve;
 
 /** A command on the command line. */
 struct Row {
@@ -109,6 +110,10 @@ void check_name(const std::string &name);
  *  one called default. */
 std::filesystem::path boards_root();
 OpenBoard open_board(const std::string &name, bool make_missing = false);
+/** The same for those who change nothing. */
+OpenBoard look_at(const std::string &name);
+/** Where the parts of zelsim are. */
+std::filesystem::path library_folder();
 
 /** By the numbers that the I2C driver gives them. */
 constexpr char kBoardTypes[] = "none|copper|sfp";

@@ -12,6 +12,8 @@ using namespace zelsim::tool;
 constexpr Row kRows[] = {
     {"run", "", "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]", run,
      "run --fast --trace -- zelctl ports"},
+    {"serve", "?NAME", "Show a board in a browser, where it can be touched; it is made when missing", serve,
+     "serve lab --port 8080"},
     {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
      create_board, "create lab --slots sfp,copper,none"},
     {"delete", "?NAME", "Remove a board and its flash", delete_board, "delete lab"},
@@ -70,6 +72,11 @@ void add_options(CLI::App &app, Line &line) {
   run->add_flag("--chip-times", line.chip_times, "take the flash chip's time: 0.5 ms a page, 0.7 s a sector erase");
   CLI::Option *trace = run->add_option("--trace", line.trace, "print every driver request, to FILE or standard error");
   trace->type_name("[=FILE]")->expected(0, 1);
+  CLI::App *web = app.get_subcommand("serve");
+  web->add_option("--port", line.port, "0 is any that is free; default: 8080")->type_name("0-65535");
+  web->add_option("--listen", line.listen, "default: 127.0.0.1; any other than this machine's own needs --token")
+      ->type_name("ADDRESS");
+  web->add_option("--token", line.token, "a secret that every request must bring")->type_name("TOKEN");
   app.get_subcommand("create")
       ->add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")
       ->type_name("BOARD,...");

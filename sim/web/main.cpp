@@ -1,0 +1,86 @@
+#include <csignal>
+#include <httplib.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include "web.h"
+
+// Started by `zelsim serve`: zelboard-web BOARD PORT ADDRESS TOKEN, where a TOKEN that is empty is none.
+
+namespace {
+
+using namespace zelsim;
+
+constexpr size_t kOtherThreads = 16;  // beside those of open pages
+
+bool is_this_machine(const std::string &address) {
+  return address == "localhost" || address == "::1" || address.starts_with("127.");
+}
+
+void check(const web::Settings &settings) {
+  const std::string &token = settings.token;
+  bool plain = token.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.~") ==
+               std::string::npos;
+  if (token.empty() && !is_this_machine(settings.address))
+    throw tool::Usage("--token: required to listen on " + settings.address + ", where others can reach the board");
+  if (!plain || (!token.empty() && token.size() < 8))
+    throw tool::Usage("--token: not at least 8 letters, digits, '-', '_', '.' or '~'");
+}
+
+// A port in use shall not be shared, but one whose connections have just ended is free.
+void set_options(socket_t socket) {
+  int yes = 1;
+  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+}
+
+int bind(httplib::Server &server, const web::Settings &settings) {
+  errno = 0;
+  int port = settings.port;
+  if (port == 0) port = server.bind_to_any_port(settings.address);
+  else if (!server.bind_to_port(settings.address, port)) port = -1;
+  if (port > 0) return port;
+  std::string why = errno != 0 ? std::strerror(errno) : "no address of this machine";
+  throw tool::Failure("--port, --listen: cannot listen on " + settings.address + " port " +
+                      std::to_string(settings.port) + ": " + why);
+}
+
+void serve(web::Settings settings) {
+  check(settings);
+  httplib::Server server;
+  server.new_task_queue = [] { return new httplib::ThreadPool(web::kMostReaders + kOtherThreads); };
+  server.set_socket_options(set_options);
+  server.set_keep_alive_timeout(1);
+  server.set_tcp_nodelay(true);
+  settings.port = bind(server, settings);
+  web::Watcher watcher(settings.board);
+  web::add_pages(server, settings, watcher);
+
+  sigset_t ends;
+  sigemptyset(&ends);
+  for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends, signal);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);  // in all threads: only sigwait gets them
+  std::thread([&] { watcher.run(); }).detach();
+  std::thread([&] { server.listen_after_bind(); }).detach();
+  bool six = settings.address.find(':') != std::string::npos;
+  std::printf("http://%s:%d/%s\n", six ? ("[" + settings.address + "]").c_str() : settings.address.c_str(), settings.port,
+              settings.token.empty() ? "" : ("?token=" + settings.token).c_str());
+  std::fflush(stdout);
+  int signal;
+  sigwait(&ends, &signal);
+  std::_Exit(0);  // pages that are open end with it; nothing has to be kept
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  try {
+    if (argc != 5) throw tool::Usage("zelboard-web: started by zelsim serve");
+    serve({argv[1], argv[3], argv[4], std::atoi(argv[2])});
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "zelsim: %s\n", error.what());
+    return dynamic_cast<const tool::Usage *>(&error) != nullptr ? 2 : 1;
+  }
+}

@@ -1,0 +1,172 @@
+#include <arpa/inet.h>
+#include <httplib.h>
+
+#include <algorithm>
+
+#include "web.h"
+#include "web_page.h"
+
+// What is at which address, and who may ask. A browser that runs a page of somebody else must not reach the board with
+// it: neither by a request across origins nor by a name that this somebody lets point here.
+
+namespace zelsim::web {
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+
+constexpr char kJson[] = "application/json";
+constexpr size_t kLongestBody = 64 * 1024;
+constexpr int kRefused = 400, kUnknown = 401, kForbidden = 403, kAbsent = 404, kImpossible = 409, kBusy = 503;
+
+void answer(Response &response, const Json &document) {
+  response.set_content(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n", kJson);
+}
+
+void refuse(Response &response, int status, const std::string &text) {
+  response.status = status;
+  answer(response, refusal(text));
+}
+
+std::string host_of(const std::string &text) {
+  size_t colon = text.rfind(':'), bracket = text.rfind(']');
+  bool port = colon != std::string::npos && (bracket == std::string::npos || colon > bracket);
+  return port ? text.substr(0, colon) : text;
+}
+
+bool is_address(std::string host) {
+  uint8_t bytes[16];
+  if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
+  return inet_pton(AF_INET, host.c_str(), bytes) == 1 || inet_pton(AF_INET6, host.c_str(), bytes) == 1;
+}
+
+bool same_text(const std::string &a, const std::string &b) {
+  unsigned differences = a.size() != b.size();
+  for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) differences |= static_cast<unsigned>(a[i] ^ b[i]);
+  return differences == 0;
+}
+
+class Doorkeeper {
+ public:
+  explicit Doorkeeper(const Settings &settings) : settings_(settings) {}
+
+  bool admits(const Request &request, Response &response) const {
+    std::string host = request.get_header_value("Host"), origin = request.get_header_value("Origin");
+    std::string site = request.get_header_value("Sec-Fetch-Site");
+    bool foreign = !origin.empty() ? origin != "http://" + host : site == "cross-site" && request.path != "/";
+    if (!knows(host_of(host))) refuse(response, kForbidden, "Host: '" + host + "' is not a name of this server");
+    else if (foreign) refuse(response, kForbidden, "Origin: '" + origin + "' is not this server's page");
+    else if (!has_token(request)) refuse(response, kUnknown, "token: missing or wrong");
+    else return true;
+    return false;
+  }
+
+  /** The page's address brings the token once; from then on a cookie does. */
+  std::string cookie() const { return name() + settings_.token + "; HttpOnly; SameSite=Strict; Path=/"; }
+
+ private:
+  std::string name() const { return "zelboard-" + std::to_string(settings_.port) + "="; }
+
+  bool knows(const std::string &host) const {
+    bool everywhere = settings_.address == "0.0.0.0" || settings_.address == "::";
+    bool own = host == "localhost" || host == "127.0.0.1" || host == "[::1]";
+    return own || host == settings_.address || host == "[" + settings_.address + "]" || (everywhere && is_address(host));
+  }
+
+  bool has_token(const Request &request) const {
+    if (settings_.token.empty()) return true;
+    std::string cookies = "; " + request.get_header_value("Cookie") + ";", key = "; " + name();
+    size_t at = cookies.find(key);
+    std::string kept = at != std::string::npos ? cookies.substr(at + key.size()) : "";
+    const std::string given[] = {request.get_param_value("token"), kept.substr(0, kept.find(';')),
+                                 request.get_header_value("Authorization")};
+    return same_text(given[0], settings_.token) || same_text(given[1], settings_.token) ||
+           same_text(given[2], "Bearer " + settings_.token);
+  }
+
+  Settings settings_;
+};
+
+// Errors of a document or an action become an answer.
+template <typename Work>
+httplib::Server::Handler answering(Work work) {
+  return [work](const Request &request, Response &response) {
+    try {
+      answer(response, work(request));
+    } catch (const tool::Usage &error) {
+      refuse(response, kRefused, error.what());
+    } catch (const std::runtime_error &error) {
+      refuse(response, kImpossible, error.what());
+    }
+  };
+}
+
+void stream(Watcher &watcher, const Request &request, Response &response) {
+  if (!watcher.add_reader()) return refuse(response, kBusy, "events: as many pages are open as can be");
+  auto reader = std::make_shared<Reader>(request.has_param("requests"));
+  auto next = [&watcher, reader](size_t, httplib::DataSink &sink) {
+    std::string news = watcher.next(*reader);
+    std::string event = news.empty() ? ":\n\n" : "data: " + news + "\n\n";
+    return sink.is_writable() && sink.write(event.data(), event.size());
+  };
+  auto release = [&watcher](bool) { watcher.remove_reader(); };
+  response.set_chunked_content_provider("text/event-stream", next, release);
+}
+
+}  // namespace
+
+void add_pages(httplib::Server &server, const Settings &settings, Watcher &watcher) {
+  Doorkeeper keeper(settings);
+  const std::string board = settings.board;
+  auto document = [board](tool::Document *of) { return answering([=](const Request &) { return of({board}); }); };
+  auto file = [](const char *content, const char *type) {
+    return [=](const Request &, Response &response) { response.set_content(content, type); };
+  };
+
+  server.set_payload_max_length(kLongestBody);
+  server.set_default_headers({{"Cache-Control", "no-store"},
+                              {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
+                              {"Referrer-Policy", "no-referrer"},
+                              {"X-Content-Type-Options", "nosniff"}});
+  server.set_pre_routing_handler([keeper](const Request &request, Response &response) {
+    return keeper.admits(request, response) ? httplib::Server::HandlerResponse::Unhandled
+                                            : httplib::Server::HandlerResponse::Handled;
+  });
+  server.set_error_handler([](const Request &request, Response &response) {
+    if (!response.body.empty()) return;
+    bool absent = response.status == kAbsent, longer = response.status == 413;
+    refuse(response, response.status, absent   ? "path: nothing is at " + request.path
+                                      : longer ? "body: longer than 64 KiB"
+                                               : "request: not understood");
+  });
+  server.Get("/", [keeper](const Request &request, Response &response) {
+    if (!request.has_param("token")) return response.set_content(kPage_html, "text/html; charset=utf-8");
+    response.set_header("Set-Cookie", keeper.cookie());
+    response.set_redirect("/", 303);
+  });
+  server.Get("/page.css", file(kPage_css, "text/css; charset=utf-8"));
+  server.Get("/page.js", file(kPage_js, "text/javascript; charset=utf-8"));
+  server.Get("/panel.svg", [board](const Request &, Response &response) {
+    response.set_content(tool::panel_picture(*tool::look_at(board)), "image/svg+xml");
+  });
+  server.Get("/api/events", [&](const Request &request, Response &response) { stream(watcher, request, response); });
+  server.Get("/api/board", document(tool::board_document));
+  server.Get("/api/modules", document(tool::modules_document));
+  server.Get("/api/faults", document(tool::faults_document));
+  server.Get("/api/actions", answering([](const Request &) { return actions(); }));
+  server.Get("/api/module", answering([board](const Request &request) { 
+                return module_document(board, tool::number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
+              }));
+  server.Get("/api/flash", answering([board, &watcher](const Request &) {
+               Json flash = tool::flash_document({board});
+               flash["sectors"] = watcher.sectors();
+               return flash;
+             }));
+  server.Post("/api/(.+)", answering([board](const Request &request) {
+                std::string name = request.matches[1];
+                std::replace(name.begin(), name.end(), '/', ' ');
+                return Json{{"done", act(board, name, request.body)}};
+              }));
+}
+
+}  // namespace zelsim::web
