@@ -281,6 +281,7 @@ from zelboard.fw.raw import *
 
 _raw = raw
 _ERRORS = {FW_I2C_BUSY: Busy, FW_ABSENT: Absent, FW_NOT_SFP: NotSfp, FW_REFUSED: Refused}
+for _kind in (Error, Failed, *_ERRORS.values()): _kind.__module__ = __name__
 '''
 
 

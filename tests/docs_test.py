@@ -39,6 +39,9 @@ def steps_of(page):
             steps[-1] = (*steps[-1][:3], body)
         elif before.startswith(NOT_RUN) or language in SHOWN_ONLY:
             pass
+        elif language == "pycon":
+            session_in_python = "\n".join(body)
+            steps.append((start, "sh", f"cat >session <<\\END\n{session_in_python}\nEND\npython3 -m doctest session", None))
         elif language == "console":
             steps += session(start + 1, body)
         elif name or language == "sh":
@@ -117,6 +120,7 @@ def run(page, build, prefix, work):
         else:
             os.mkdir(folder)
         environment |= {"ZELSIM_HOME": f"{work}/boards", "PATH": f"{prefix}/bin:" + environment["PATH"],
+                        "PYTHONPATH": f"{prefix}/lib/python3/dist-packages",
                         "PKG_CONFIG_PATH": f"{prefix}/lib/pkgconfig", "CMAKE_PREFIX_PATH": prefix,
                         "LD_LIBRARY_PATH": f"{prefix}/lib"}
     done = subprocess.run(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,

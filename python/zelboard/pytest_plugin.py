@@ -12,8 +12,7 @@ from zelboard.sim import Board, SimError
 
 def pytest_addoption(parser: pytest.Parser) -> None:
     parser.getgroup("zelboard").addoption(
-        "--zelboard-keep", metavar="FOLDER", default="zelboard-failed",
-        help="where the boards of failed tests leave trace and panel picture (default: zelboard-failed)")
+        "--zelboard-keep", metavar="FOLDER", default="zelboard-failed", help="for trace and panel picture of a failed test")
 
 
 def pytest_configure(config: pytest.Config) -> None:

@@ -8,7 +8,7 @@ import time
 import weakref
 from contextlib import AbstractContextManager
 from pathlib import Path
-from typing import Any, Callable, Dict, List, Optional, Sequence, Union
+from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Union
 
 from zelboard.state import Event, FaultRule, Module, Region, State, read, read_event
 
@@ -75,6 +75,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
     """A program that runs on a board; the end of its `with` block ends it."""
 
     traced: Path
+    stdout: IO[str]  # when it was started with a pipe
 
     @property
     def trace(self) -> List[Event]:
