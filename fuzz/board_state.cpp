@@ -29,8 +29,8 @@ std::string folder() { return tool::boards_root() / "fuzz"; }
 Bytes sound_state() {
   tool::create_board({.board = "fuzz", .slots = "sfp,copper,sfp"});
   for (const uint32_t port : {0U, 24U}) tool::plug_module({"fuzz", {"", "copper"}, {port, 0}});
-  const auto *const state = reinterpret_cast<const uint8_t *>(&*tool::open_board("fuzz"));
-  Bytes bytes(state, state + sizeof(Board));
+  Bytes bytes(sizeof(Board));
+  memcpy(bytes.data(), &*tool::open_board("fuzz"), bytes.size());  // the board stays open up to here
   unmap_all();
   return bytes;
 }
@@ -89,7 +89,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (attach(folder().c_str(), &attached, error, sizeof error)) {
     use(attached, input);
     const tool::Line line{.board = "fuzz", .svg = "-", .json = (cut & 2) != 0};
-    for (tool::Command *show : {tool::show_board, tool::show_flash, tool::show_faults, tool::draw_panel}) show(line);
+    for (tool::Document *shown : {tool::board_document, tool::flash_document, tool::faults_document})
+      print(shown, line);
+    tool::draw_panel(line);
   } else {
     fake::require(error[0] != '\0' && strchr(error, '\n') == nullptr);
   }
