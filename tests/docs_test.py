@@ -102,6 +102,11 @@ def compare(page, steps, printed):
 
 def run(page, build, prefix, work):
     text, steps = open(page, encoding="utf-8").read(), steps_of(page)
+    needed = re.findall(r"<!-- needs (.*) -->", text)
+    missing = [program for program in " ".join(needed).split() if not shutil.which(program)]
+    if missing:
+        print(f"skipped: the page needs {', '.join(missing)}")
+        return SKIPPED
     home, folder = f"{work}/home", f"{work}/page"
     environment = {"HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC", "DEBIAN_FRONTEND": "noninteractive",
                    "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"}

@@ -44,7 +44,7 @@ void requirePort(uint32_t status, uint32_t port) {
   require(status, format("port %u", port));
 }
 
-uint8_t byteOf(uint32_t (*read)(uint8_t *byte), const char *what) {
+uint8_t byteOf(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what) {
   uint8_t byte = 0;
   require(read(&byte), what);
   return byte;

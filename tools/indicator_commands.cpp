@@ -30,8 +30,13 @@ constexpr Led kLeds[] = {
     {"speed27", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, 27},
 };
 
+static_assert(std::size(kLeds) == kLedCount);
+
 static uint32_t which, value;
 static bool mirror;
+
+const char *ledName(uint32_t led) { return kLeds[led].name; }
+uint32_t readLed(uint32_t led, uint8_t *state) { return kLeds[led].get(kLeds[led].selector, state); }
 
 static Json ledRecord(const Led &led) {
   constexpr const char *kStates[] = {"off", "on", "blink"};

@@ -42,7 +42,7 @@ int main(int argc, char **argv) {
   app.require_subcommand(0, 1);
   for (Family *add : {addIndicatorCommands, addSystemCommands, addBusCommands, addPortCommands, addPanelCommand,
                       addSfpCommands, addFlashCommands, addImageCommands, addEnvironmentCommands, addDatabaseCommands,
-                      addIdentityCommands, addSelftestCommand})
+                      addIdentityCommands, addSelftestCommand, addMonitorCommand, addMetricsCommand})
     add(app);
   try {
     app.parse(argc, argv);

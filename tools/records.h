@@ -21,6 +21,10 @@ Record databases;
 Record modules;
 /** A register of a switch port's PHY, as debugCmd prints it. */
 Json phyRegister(uint32_t port, uint32_t number);
+/** The LEDs of the front panel, by number. */
+constexpr uint32_t kLedCount = 10;
+const char *ledName(uint32_t led);
+uint32_t readLed(uint32_t led, uint8_t *state);
 enum class Signals { All, OfModules };  // OfModules: an empty cage's other signals stay null
 Json ports(Signals wanted);
 

@@ -56,7 +56,7 @@ void confirm(const std::string &question);
 using Family = void(App &app);
 Family addIndicatorCommands, addSystemCommands, addBusCommands, addPortCommands, addPanelCommand, addSfpCommands,
     addFlashCommands, addImageCommands, addEnvironmentCommands, addDatabaseCommands, addIdentityCommands,
-    addSelftestCommand;
+    addSelftestCommand, addMonitorCommand, addMetricsCommand;
 
 /* ---- the board said no ---- */
 
@@ -73,7 +73,7 @@ void require(uint32_t status, const std::string &what);
 /** The same for a port; names its slot. */
 void requirePort(uint32_t status, uint32_t port);
 /** Reads one byte of the board's state, or throws. */
-uint8_t byteOf(uint32_t (*read)(uint8_t *byte), const char *what);
+uint8_t byteOf(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what);
 /** For calls that cannot tell that the board is missing: throws a Failure when a device node cannot be opened. */
 void requireBoard();
 

@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""What watches a board tells what happens there and nothing else: watch_test.py BUILD."""
+import json
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+BIN = f"{sys.argv[1]}/bin/"
+SILENT, ANSWERS = ("answers", "does not answer"), ("does not answer", "answers")
+BUS, SLOTS = ("10G cages", "slot 1", "temperature sensor"), ("slot 1", "slot 2", "slot 3")
+# What somebody does to the board, and the events that it makes: subject, old, new.
+DEEDS = [
+    ("unplug 3", [("port 3 module", "in", "out")]),
+    ("plug 3 1g-lx", [("port 3 module", "out", "in"), ("port 3 transmitter", "absent", "off")]),
+    ("set los 24 1", [("port 24 light", "ok", "lost")]),
+    ("set temperature 79.5", []),
+    ("set temperature 80", [("temperature", "normal", "hot")]),
+    ("set temperature 75.5", []),
+    ("set temperature 74.5", [("temperature", "hot", "normal")]),
+    ("set supply 2 failed", [("power alarm", "off", "on")]),
+    ("fail i2c:BufRead --result busy", [(source, *SILENT) for source in BUS]),
+    ("unplug 24", []),
+    ("heal", [("port 24 module", "in", "out"), *((source, *ANSWERS) for source in BUS)]),
+    ("fail flash:read", [("power alarm", *SILENT)]),
+    ("heal", [("power alarm", *ANSWERS)]),
+    ("fail i2c:GetBoardAlive", [(slot, *SILENT) for slot in SLOTS]),
+    ("heal", [(slot, *ANSWERS) for slot in SLOTS]),
+]
+# A fault, the driver that is down then, a sample that must be missing and one that must not.
+FAULTS = [
+    ("i2c:open", "i2c", "zelboard_port_module_present", "zelboard_power_alarm 0"),
+    ("i2c:BufRead@0x9e --result busy", "i2c", "zelboard_temperature_celsius", 'zelboard_port_module_present{port="3"} 1'),
+    ("gpio:GetAlarmLed", "gpio", 'led="alarm"', 'led="system"'),
+    ("gpio:GetSocRegister", "gpio", 'zelboard_port_loss_of_signal{port="24"}', 'zelboard_port_loss_of_signal{port="3"}'),
+    ("flash:read", "flash", "zelboard_power_alarm", "zelboard_led_state"),
+]
+
+
+def zelsim(words):
+    subprocess.run([f"{BIN}zelsim", *words.split()], check=True, stdout=subprocess.DEVNULL)
+
+
+def on_switch(*words, **how):
+    return subprocess.Popen([f"{BIN}zelsim", "run", *words], stdout=subprocess.PIPE, text=True, **how)
+
+
+def metrics(*options):
+    return on_switch("--fast", *options, "--", f"{BIN}zelctl", "metrics").communicate()[0]
+
+
+with tempfile.TemporaryDirectory() as folder:
+    os.environ["ZELSIM_HOME"] = folder
+    for deed in ("create --slots sfp,copper,none", "plug 3 1g-sx", "plug 24 10g-sr"):
+        zelsim(deed)
+    for rule, driver, missing, there in FAULTS:
+        zelsim(f"fail {rule}")
+        text = metrics()
+        assert f'zelboard_up{{driver="{driver}"}} 0' in text and missing not in text and there in text, (rule, text)
+        zelsim("heal")
+    text = metrics(f"--trace={folder}/trace")
+    assert len(re.findall(r"^zelboard_up.* 1$", text, re.M)) == 3 and text.endswith("# EOF\n"), text
+    for line in open(f"{folder}/trace", encoding="utf-8"):
+        assert re.search("^pause| Get| BufRead | SelectLowerSegment | read | lseek ", line), f"watching writes: {line}"
+    if shutil.which("promtool"):
+        check = subprocess.run(["promtool", "check", "metrics"], input=text, text=True, capture_output=True)
+        assert check.returncode == 0 and not check.stderr + check.stdout, check
+
+    words = ("--fast", "--", f"{BIN}zelctl", "monitor", "--json", "--interval", "20", "--initial")
+    watcher = on_switch(*words)
+    while json.loads(watcher.stdout.readline())["subject"] != "port 24 transmitter":
+        pass
+    for deed, expected in DEEDS:
+        zelsim(deed)  # in the middle of a round, perhaps: what it changes is then told in this one and the next
+        told = [json.loads(watcher.stdout.readline()) for _ in expected]
+        assert sorted((event["subject"], event["old"], event["new"]) for event in told) == sorted(expected), (deed, told)
+    watcher.send_signal(signal.SIGTERM)
+    rest = watcher.communicate()[0]
+    assert rest == "" and watcher.returncode == 0, (rest, watcher.returncode)
+
+    reader_gone = on_switch(*words)
+    reader_gone.stdout.readline()
+    reader_gone.stdout.close()
+    assert reader_gone.wait() == 0, reader_gone.returncode

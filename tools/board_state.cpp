@@ -1,0 +1,203 @@
+#include "board_state.h"
+
+#include <algorithm>
+
+using Answer = std::optional<double>;
+
+/** Keys of what is asked once; an expander's register has its address and number. */
+enum Question : uint32_t { kSensorAlive = 0x10000, kSlot = 0x20000, kSocRegister = 0x80000000 };
+
+double Round::once(uint32_t key, const std::function<double()> &question) {
+  if (!answers_.contains(key)) {
+    try {
+      answers_[key] = question();
+    } catch (const Failure &failure) {
+      answers_[key] = failure;
+    }
+  }
+  if (const Failure *failure = std::get_if<Failure>(&answers_[key])) throw *failure;
+  return std::get<double>(answers_[key]);
+}
+
+static Answer led(Round &, uint32_t which) {
+  return byteOf([=](uint8_t *state) { return readLed(which, state); }, std::string("LED ") + ledName(which));
+}
+
+static Answer relayState(Round &, uint32_t) { return byteOf(FW_GetAlarmRelay, "alarm relay"); }
+
+static Answer alarm(Round &round, uint32_t) {
+  env_ptr = nullptr;  // a parse sets it: without one the alarm would be that of a switch for which nothing is declared
+  const uint8_t alarmed = byteOf(FW_GetPowerAlarm, "power alarm");
+  if (env_ptr != nullptr) return alarmed;
+  round.asked = Flash;
+  throw Failure{"the boot environment cannot be read"};
+}
+
+static Answer supply(Round &, uint32_t which) {
+  return byteOf([=](uint8_t *conf) { return FW_GetPowerConf(which, conf); }, format("supply %u", which));
+}
+
+static Answer watchdogState(Round &, uint32_t) { return watchdog()["enabled"] == true; }
+
+static Answer clockState(Round &, uint32_t) { return byteOf(FW_GetRTC_Alive, "real-time clock") != 0; }
+
+static Answer sensor(Round &round, uint32_t) {
+  return round.once(kSensorAlive, [] { return byteOf(FW_GetLM75_Alive, "temperature sensor") != 0; });
+}
+
+/** Read from the sensor, since a poll would hand it to the driver: nine bits of half a degree each. */
+static Answer degrees(Round &round, uint32_t which) {
+  if (sensor(round, which) == 0) return {};
+  uint8_t raw[2] = {};
+  require(FW_I2C_BufRead(0x9E, 0, 1, sizeof raw, raw), "temperature sensor");
+  return (static_cast<int16_t>(raw[0] << 8 | raw[1]) >> 7) * 0.5;
+}
+
+enum Board { kNoBoard, kCopper, kSfp };
+static Answer boardIn(Round &round, uint32_t slot) {
+  return round.once(kSlot + slot, [=] {
+    uint8_t type = 0;
+    const std::string what = format("slot %u", slot);
+    const uint32_t status = FW_GetDauBoard(slot, &type);
+    // A slot of which that could not be asked counts as empty, too.
+    if (status == FW_ABSENT && byteOf([=](uint8_t *alive) { return FW_GetDau_Alive(slot, alive); }, what) == 0)
+      return kNoBoard;
+    require(status, what);
+    return type == FW_BOARD_COPPER ? kCopper : kSfp;
+  });
+}
+
+static bool level(Round &round, const sfp_signal &signal) {
+  const auto byte = static_cast<uint32_t>(round.once(signal.address << 8U | signal.reg, [&] {
+    return byteOf([&](uint8_t *lines) { return FW_I2C_BufRead(signal.address, signal.reg, 1, 1, lines); },
+                  format("expander 0x%02X", signal.address));
+  }));
+  return (byte & signal.mask) == signal.mask;
+}
+
+static Answer module(Round &round, uint32_t port) {
+  if (port < kDaughterPorts && boardIn(round, port / kPortsPerSlot + 1) != kSfp) return 0;
+  return !level(round, sfp_presnt[port]);  // a module pulls the line low
+}
+
+/** Without a module the other lines mean nothing. */
+template <sfp_signal (&Table)[FW_PORTS]>
+static Answer signal(Round &round, uint32_t port) {
+  if (module(round, port) == 0) return {};
+  return level(round, Table[port]);
+}
+
+static Answer light(Round &round, uint32_t port) {
+  if (port < kDaughterPorts || module(round, port) == 0) return signal<sfp_los>(round, port);
+  const sfp_soc_signal &signal = sfp_los_gpio[port];
+  round.asked = Gpio;
+  const auto word = static_cast<uint32_t>(round.once(kSocRegister + signal.address, [&] {
+    uint32_t value = 0;
+    require(FW_GetSpecialRegister(signal.address, &value), format("register 0x%X", signal.address));
+    return value;
+  }));
+  return (word & signal.mask) != 0;
+}
+
+/** Its place among a row's words. */
+static double indexOf(const Json &word, std::span<const char *const> words) {
+  return static_cast<double>(std::ranges::find(words, word.get<std::string>()) - words.begin());
+}
+constexpr const char *kEnvironments[] = {"valid", "erased", "damaged"};
+constexpr const char *kVerdicts[] = {"valid", "empty", "damaged", "holds data, no checksum"};
+
+static Answer environmentState(Round &, uint32_t) { return indexOf(environment()["state"], kEnvironments); }
+
+static Answer database(Round &round, uint32_t which) {
+  if (round.databases.is_null()) round.databases = databases();
+  return indexOf(round.databases[which]["verdict"], kVerdicts);
+}
+
+static std::string nameOf(const Watched &what, uint32_t which) {
+  constexpr const char *kDatabases[] = {"gen 1", "gen 2", "custom 1", "custom 2", "shared 1"};
+  if (what.question.read == led) return ledName(which);
+  return what.question.read == database ? kDatabases[which] : std::to_string(which);
+}
+
+/** The boards come before what is on them. */
+constexpr Watched kWatched[] = {
+    {{"LED %s", "LEDs", {"off", "on", "blink"}},
+     {"led_state", "led", "What a front-panel LED shows, 1 = this."},
+     {Gpio, 0, kLedCount - 1, led}},
+    {{"relay", "relay", {}},
+     {"alarm_relay_state", nullptr, "State of the alarm relay, 0 or 1."},
+     {Gpio, 0, 0, relayState}},
+    {{"power alarm", "power alarm", {"off", "on"}},
+     {"power_alarm", nullptr, "Whether a supply that should be there is missing or has failed."},
+     {Gpio, 0, 0, alarm}},
+    {{"supply %s", "supplies", {}},
+     {"power_supply_configuration", "supply", "The driver's configuration byte of a power supply."},
+     {Gpio, FW_SUPPLY_FIRST, FW_SUPPLY_LAST, supply}},
+    {{"watchdog", "watchdog", {"disabled", "enabled"}},
+     {"watchdog_enabled", nullptr, "Whether the hardware watchdog is enabled."},
+     {Gpio, 0, 0, watchdogState}},
+    {{"clock", "clock", {"lost", "ok"}},
+     {"clock_alive", nullptr, "Whether the real-time clock answers its driver."},
+     {I2c, 0, 0, clockState}},
+    {{"temperature sensor", "temperature sensor", {"lost", "ok"}},
+     {"temperature_sensor_alive", nullptr, "Whether the temperature sensor answers its driver."},
+     {I2c, 0, 0, sensor}},
+    {{"temperature", "temperature sensor", {"normal", "hot"}, true},
+     {"temperature_celsius", nullptr, "Temperature of the board."},
+     {I2c, 0, 0, degrees}},
+    {{"slot %s board", "slot %s", {"none", "copper", "sfp"}},
+     {"slot_board", "slot", "Daughter board in a slot, 1 = this."},
+     {I2c, FW_SLOT_FIRST, FW_SLOT_LAST, boardIn}},
+    {{"port %s module", nullptr, {"out", "in"}},
+     {"port_module_present", "port", "Whether a module is in the port's cage."},
+     {I2c, 0, FW_PORT_LAST, module}},
+    {{"port %s light", nullptr, {"ok", "lost"}},
+     {"port_loss_of_signal", "port", "Whether the port's module receives no light."},
+     {I2c, 0, FW_PORT_LAST, light}},
+    {{"port %s fault", nullptr, {"no", "yes"}},
+     {"port_transmitter_fault", "port", "Whether the port's module reports a transmitter fault."},
+     {I2c, 0, FW_PORT_LAST, signal<sfp_txfault>}},
+    {{"port %s transmitter", nullptr, {"on", "off"}},
+     {"port_transmitter_disabled", "port", "Whether the transmitter of the port's module is switched off."},
+     {I2c, 0, FW_PORT_LAST, signal<sfp_txenable>}},
+    {{"boot environment", "boot environment", {"valid", "erased", "damaged"}},
+     {"boot_environment_state", nullptr, "Whether the boot environment agrees with its checksum, 1 = this."},
+     {Flash, 0, 0, environmentState}},
+    {{"database %s", "databases", {"valid", "empty", "damaged", "unchecked"}},
+     {"partition_table_state", "database", "How a database agrees with its entry in the partition table, 1 = this."},
+     {Flash, 0, 4, database}},
+};
+
+static std::string sourceOf(const Watched &what, uint32_t which) {
+  if (what.event.source != nullptr) return format(what.event.source, std::to_string(which).c_str());
+  return which < kDaughterPorts ? format("slot %u", which / kPortsPerSlot + 1) : "10G cages";
+}
+
+std::vector<Reading> readBoard(Round &round, bool flash_too) {
+  std::vector<Reading> readings;
+  for (const Watched &what : kWatched) {
+    const bool stored = what.question.driver == Flash;
+    if (stored && !flash_too) continue;
+    for (uint32_t which = what.question.first; which <= what.question.last; ++which) {
+      const std::string name = nameOf(what, which);
+      Reading reading{&what, name, format(what.event.subject, name.c_str()), sourceOf(what, which), {}, ""};
+      round.asked = what.question.driver;
+      try {
+        if (stored && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};
+        reading.value = what.question.read(round, which);
+        if (!reading.value) continue;
+      } catch (const Failure &failure) {
+        reading.silence = failure.line;
+        round.up[round.asked] = false;
+      }
+      readings.push_back(reading);
+    }
+  }
+  return readings;
+}
+
+std::string wordOf(const Watched &what, double value) {
+  for (size_t word = 0; word < std::size(what.event.words) && what.event.words[word] != nullptr; ++word)
+    if (static_cast<double>(word) == value) return what.event.words[word];
+  return format("%g", value);
+}

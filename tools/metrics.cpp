@@ -1,0 +1,70 @@
+#include <ctime>
+
+#include "board_state.h"
+
+static std::string path;
+
+/** One metric: its help and type, and a sample for each value that is there. */
+static std::string metric(const std::string &name, const std::string &help, const std::vector<std::string> &samples) {
+  if (samples.empty()) return "";
+  std::string text = "# HELP zelboard_" + name + " " + help + "\n# TYPE zelboard_" + name + " gauge\n";
+  for (const std::string &sample : samples) text += "zelboard_" + name + sample + "\n";
+  return text;
+}
+
+static std::string sample(const std::string &labels, double value) {
+  return (labels.empty() ? "" : "{" + labels + "}") + format(" %.15g", value);
+}
+
+/** More than two words make a sample for each of them, as a set of states has it. */
+static void addSamples(const Reading &reading, std::vector<std::string> &samples) {
+  const Watched &what = *reading.what;
+  const std::string label =
+      what.metric.label == nullptr ? "" : format("%s=\"%s\"", what.metric.label, reading.which.c_str());
+  if (what.event.words[2] == nullptr) return samples.push_back(sample(label, *reading.value));
+  for (const char *word : what.event.words) {
+    if (word == nullptr) continue;
+    const std::string state = format("state=\"%s\"", word);
+    samples.push_back(sample(label.empty() ? state : label + "," + state, wordOf(what, *reading.value) == word));
+  }
+}
+
+static std::string samplesOfBoard() {
+  Round round;
+  const std::vector<Reading> readings = readBoard(round, true);
+  std::map<std::string, bool> answered;
+  std::string text;
+  for (size_t first = 0, end = 0; first < readings.size(); first = end) {
+    const auto &what = readings[first].what->metric;
+    std::vector<std::string> samples;
+    for (; end < readings.size() && readings[end].what == readings[first].what; ++end) {
+      const Reading &reading = readings[end];
+      answered.emplace(reading.source, true).first->second &= reading.value.has_value();
+      if (reading.value) addSamples(reading, samples);
+    }
+    text += metric(what.name, what.help, samples);
+  }
+  std::vector<std::string> up, success;
+  for (size_t driver = 0; driver < std::size(kDrivers); ++driver)
+    up.push_back(sample(format("driver=\"%s\"", kDrivers[driver]), round.up[driver]));
+  for (const auto &[source, good] : answered) success.push_back(sample("subsystem=\"" + source + "\"", good));
+  return text + metric("up", "Whether a driver answered all that it was asked.", up) +
+         metric("subsystem_success", "Whether all of a subsystem could be read; what could not has no sample.",
+                success) +
+         metric("collection_timestamp_seconds", "When the board was read, in seconds since 1970.",
+                {sample("", static_cast<double>(std::time(nullptr)))}) +
+         "# EOF\n";
+}
+
+static void writeMetrics() {
+  if (settings.json) refuseArgument("--json", "does not go with metrics, which have a format of their own");
+  const std::string text = samplesOfBoard();
+  if (path.empty()) return void(std::fputs(text.c_str(), out));
+  writeFile(path, {reinterpret_cast<const uint8_t *>(text.data()), text.size()});
+}
+
+void addMetricsCommand(App &app) {
+  App *metrics = command(app, "metrics", "The board's state as metrics for Prometheus",
+                         "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom", writeMetrics);
+  metrics->add_option("-o,--output", path, "A file, replaced as a whole, not the terminal");
+}
