@@ -49,6 +49,7 @@ class Session(AbstractContextManager["Session"]):
             file, descriptor = given.arguments.get("fd", ""), None  # what stands for it in the message is None
             if not isinstance(file, (str, os.PathLike)):
                 given.arguments["fd"], descriptor = None, file if isinstance(file, int) else file.fileno()
+                os.fstat(descriptor)  # raises for a wrong one, which could not be sent
             return self._ask(name, *given.args, descriptor=descriptor)
 
         return call

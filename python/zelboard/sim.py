@@ -8,7 +8,7 @@ import time
 import weakref
 from contextlib import AbstractContextManager
 from pathlib import Path
-from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Union
+from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Union, cast
 
 from zelboard.state import Event, FaultRule, Module, Region, State, read, read_event
 
@@ -174,10 +174,9 @@ class Board(AbstractContextManager["Board"]):
 
     @property
     def state(self) -> State:
-        state: State = read(State, self.json("show"))
-        return state
+        return cast(State, read(State, self.json("show")))
 
-    def wait(self, condition: Callable[[State], object], timeout: float = 10) -> State:
+    def wait(self, condition: Callable[[State], object], timeout: float = 60) -> State:
         """Looks at the board until the condition holds, and gives the state in which it did."""
         end = time.monotonic() + timeout
         while not condition(state := self.state):

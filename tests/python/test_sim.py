@@ -45,11 +45,9 @@ EVENTS = [
     ("flash 0xD1 EraseSector 0x01ff0000 = 0", "flash", "EraseSector", {"address": 0x1FF0000}, {}, 0, None),
     ("flash read 0x00100000+0x10 = 0x8", "flash", "read", {"address": 0x100000, "size": 0x10}, {}, 8, None),
     ("flash lseek end+5 = -1 EINVAL", "flash", "lseek", {"where": "end+5"}, {}, -1, "EINVAL"),
-    ("gpio 0x77 ? = -1 ENOTTY", "gpio", "?", {}, {}, -1, "ENOTTY"),
     ("debugCmd sgpio_set 1 3 1", "debugCmd", "sgpio_set", {"arguments": ["1", "3", "1"]}, {}, None, None),
     ("pause 5000us", "", "pause", {"us": 5000}, {}, None, None),
-    ("open flash O_RDWR = 0", "flash", "open", {"access": "O_RDWR"}, {}, 0, None),
-    ("close flash", "flash", "close", {}, {}, None, None)]
+    ("open flash O_RDWR = 0", "flash", "open", {"access": "O_RDWR"}, {}, 0, None)]
 
 
 def test_lines_of_a_trace() -> None:
