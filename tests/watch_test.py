@@ -11,7 +11,7 @@ import tempfile
 
 BIN = f"{sys.argv[1]}/bin/"
 SILENT, ANSWERS = ("answers", "does not answer"), ("does not answer", "answers")
-BUS, SLOTS = ("10G cages", "slot 1", "temperature sensor"), ("slot 1", "slot 2", "slot 3")
+BUS, SLOTS = ("10G cages", "slot 1", "temperature"), ("slot 1", "slot 2", "slot 3")
 # What somebody does to the board, and the events that it makes: subject, old, new.
 DEEDS = [
     ("unplug 3", [("port 3 module", "in", "out")]),

@@ -5,7 +5,7 @@
 using Answer = std::optional<double>;
 
 /** Keys of what is asked once; an expander's register has its address and number. */
-enum Question : uint32_t { kSensorAlive = 0x10000, kSlot = 0x20000, kSocRegister = 0x80000000 };
+enum Question : uint32_t { kSlot = 0x10000, kSocRegister = 0x80000000 };
 
 double Round::once(uint32_t key, const std::function<double()> &question) {
   if (!answers_.contains(key)) {
@@ -41,9 +41,7 @@ static Answer watchdogState(Round &, uint32_t) { return watchdog()["enabled"] ==
 
 static Answer clockState(Round &, uint32_t) { return byteOf(FW_GetRTC_Alive, "real-time clock") != 0; }
 
-static Answer sensor(Round &round, uint32_t) {
-  return round.once(kSensorAlive, [] { return byteOf(FW_GetLM75_Alive, "temperature sensor") != 0; });
-}
+static Answer sensor(Round &, uint32_t) { return byteOf(FW_GetLM75_Alive, "temperature sensor") != 0; }
 
 /** Read from the sensor, since a poll would hand it to the driver: nine bits of half a degree each. */
 static Answer degrees(Round &round, uint32_t which) {
@@ -99,92 +97,78 @@ static Answer light(Round &round, uint32_t port) {
   return (word & signal.mask) != 0;
 }
 
-/** Its place among a row's words. */
-static double indexOf(const Json &word, std::span<const char *const> words) {
-  return static_cast<double>(std::ranges::find(words, word.get<std::string>()) - words.begin());
-}
-constexpr const char *kEnvironments[] = {"valid", "erased", "damaged"};
-constexpr const char *kVerdicts[] = {"valid", "empty", "damaged", "holds data, no checksum"};
+constexpr const char *kEnvironmentStates = "valid|erased|damaged",
+                     *kDatabases = "gen 1|gen 2|custom 1|custom 2|shared 1",
+                     *kVerdicts = "valid|empty|damaged|holds data, no checksum";
 
-static Answer environmentState(Round &, uint32_t) { return indexOf(environment()["state"], kEnvironments); }
+static double indexOf(const Json &word, const char *words) {
+  const auto list = split(words);
+  return static_cast<double>(std::ranges::find(list, word.get<std::string>()) - list.begin());
+}
+
+static Answer environmentState(Round &, uint32_t) { return indexOf(environment()["state"], kEnvironmentStates); }
 
 static Answer database(Round &round, uint32_t which) {
   if (round.databases.is_null()) round.databases = databases();
   return indexOf(round.databases[which]["verdict"], kVerdicts);
 }
 
-static std::string nameOf(const Watched &what, uint32_t which) {
-  constexpr const char *kDatabases[] = {"gen 1", "gen 2", "custom 1", "custom 2", "shared 1"};
-  if (what.question.read == led) return ledName(which);
-  return what.question.read == database ? kDatabases[which] : std::to_string(which);
-}
-
 /** The boards come before what is on them. */
 constexpr Watched kWatched[] = {
-    {{"LED %s", "LEDs", {"off", "on", "blink"}},
-     {"led_state", "led", "What a front-panel LED shows, 1 = this."},
-     {Gpio, 0, kLedCount - 1, led}},
-    {{"relay", "relay", {}},
-     {"alarm_relay_state", nullptr, "State of the alarm relay, 0 or 1."},
-     {Gpio, 0, 0, relayState}},
-    {{"power alarm", "power alarm", {"off", "on"}},
-     {"power_alarm", nullptr, "Whether a supply that should be there is missing or has failed."},
-     {Gpio, 0, 0, alarm}},
-    {{"supply %s", "supplies", {}},
-     {"power_supply_configuration", "supply", "The driver's configuration byte of a power supply."},
-     {Gpio, FW_SUPPLY_FIRST, FW_SUPPLY_LAST, supply}},
-    {{"watchdog", "watchdog", {"disabled", "enabled"}},
-     {"watchdog_enabled", nullptr, "Whether the hardware watchdog is enabled."},
-     {Gpio, 0, 0, watchdogState}},
-    {{"clock", "clock", {"lost", "ok"}},
-     {"clock_alive", nullptr, "Whether the real-time clock answers its driver."},
-     {I2c, 0, 0, clockState}},
-    {{"temperature sensor", "temperature sensor", {"lost", "ok"}},
-     {"temperature_sensor_alive", nullptr, "Whether the temperature sensor answers its driver."},
-     {I2c, 0, 0, sensor}},
-    {{"temperature", "temperature sensor", {"normal", "hot"}, true},
-     {"temperature_celsius", nullptr, "Temperature of the board."},
-     {I2c, 0, 0, degrees}},
-    {{"slot %s board", "slot %s", {"none", "copper", "sfp"}},
-     {"slot_board", "slot", "Daughter board in a slot, 1 = this."},
-     {I2c, FW_SLOT_FIRST, FW_SLOT_LAST, boardIn}},
-    {{"port %s module", nullptr, {"out", "in"}},
-     {"port_module_present", "port", "Whether a module is in the port's cage."},
-     {I2c, 0, FW_PORT_LAST, module}},
-    {{"port %s light", nullptr, {"ok", "lost"}},
-     {"port_loss_of_signal", "port", "Whether the port's module receives no light."},
-     {I2c, 0, FW_PORT_LAST, light}},
-    {{"port %s fault", nullptr, {"no", "yes"}},
-     {"port_transmitter_fault", "port", "Whether the port's module reports a transmitter fault."},
-     {I2c, 0, FW_PORT_LAST, signal<sfp_txfault>}},
-    {{"port %s transmitter", nullptr, {"on", "off"}},
-     {"port_transmitter_disabled", "port", "Whether the transmitter of the port's module is switched off."},
-     {I2c, 0, FW_PORT_LAST, signal<sfp_txenable>}},
-    {{"boot environment", "boot environment", {"valid", "erased", "damaged"}},
-     {"boot_environment_state", nullptr, "Whether the boot environment agrees with its checksum, 1 = this."},
-     {Flash, 0, 0, environmentState}},
-    {{"database %s", "databases", {"valid", "empty", "damaged", "unchecked"}},
-     {"partition_table_state", "database", "How a database agrees with its entry in the partition table, 1 = this."},
-     {Flash, 0, 4, database}},
+    {"led %s", "off|on|blink", "led_state", "What a front-panel LED shows, 1 = this.", Gpio, 0, kLedCount - 1, led},
+    {"relay", "", "alarm_relay_state", "State of the alarm relay, 0 or 1.", Gpio, 0, 0, relayState},
+    {"power alarm", "off|on", "power_alarm", "Whether a supply that should be there is missing or has failed.", Gpio, 0,
+     0, alarm},
+    {"supply %s", "", "power_supply_configuration", "The driver's configuration byte of a power supply.", Gpio,
+     FW_SUPPLY_FIRST, FW_SUPPLY_LAST, supply},
+    {"watchdog", "disabled|enabled", "watchdog_enabled", "Whether the hardware watchdog is enabled.", Gpio, 0, 0,
+     watchdogState},
+    {"clock", "lost|ok", "clock_alive", "Whether the real-time clock answers its driver.", I2c, 0, 0, clockState},
+    {"temperature sensor", "lost|ok", "temperature_sensor_alive", "Whether the temperature sensor answers its driver.",
+     I2c, 0, 0, sensor},
+    {kTemperature, "normal|hot", "temperature_celsius", "Temperature of the board.", I2c, 0, 0, degrees},
+    {"slot %s board", "none|copper|sfp", "slot_board", "Daughter board in a slot, 1 = this.", I2c, FW_SLOT_FIRST,
+     FW_SLOT_LAST, boardIn},
+    {"port %s module", "out|in", "port_module_present", "Whether a module is in the port's cage.", I2c, 0, FW_PORT_LAST,
+     module},
+    {"port %s light", "ok|lost", "port_loss_of_signal", "Whether the port's module receives no light.", I2c, 0,
+     FW_PORT_LAST, light},
+    {"port %s fault", "no|yes", "port_transmitter_fault", "Whether the port's module reports a transmitter fault.", I2c,
+     0, FW_PORT_LAST, signal<sfp_txfault>},
+    {"port %s transmitter", "on|off", "port_transmitter_disabled",
+     "Whether the transmitter of the port's module is switched off.", I2c, 0, FW_PORT_LAST, signal<sfp_txenable>},
+    {"boot environment", kEnvironmentStates, "boot_environment_state",
+     "Whether the boot environment agrees with its checksum, 1 = this.", Flash, 0, 0, environmentState},
+    {"database %s", kVerdicts, "partition_table_state",
+     "How a database agrees with its entry in the partition table, 1 = this.", Flash, 0, 4, database},
 };
 
-static std::string sourceOf(const Watched &what, uint32_t which) {
-  if (what.event.source != nullptr) return format(what.event.source, std::to_string(which).c_str());
-  return which < kDaughterPorts ? format("slot %u", which / kPortsPerSlot + 1) : "10G cages";
+static Reading blank(const Watched &what, uint32_t which) {
+  const std::string subject = what.subject;
+  const size_t place = subject.find(" %s");
+  const std::string label = place == std::string::npos ? "" : subject.substr(0, place);
+  Reading reading{&what, label, "", subject, label.empty() ? subject : label, split(what.states), {}, ""};
+  if (label.empty()) return reading;
+  reading.which = what.read == led        ? ledName(which)
+                  : what.read == database ? split(kDatabases)[which]
+                                          : std::to_string(which);
+  reading.subject = format(what.subject, reading.which.c_str());
+  if (label == "slot") reading.source = "slot " + reading.which;
+  if (label == "port")
+    reading.source = which < kDaughterPorts ? format("slot %u", which / kPortsPerSlot + 1) : "10G cages";
+  return reading;
 }
 
 std::vector<Reading> readBoard(Round &round, bool flash_too) {
   std::vector<Reading> readings;
   for (const Watched &what : kWatched) {
-    const bool stored = what.question.driver == Flash;
-    if (stored && !flash_too) continue;
-    for (uint32_t which = what.question.first; which <= what.question.last; ++which) {
-      const std::string name = nameOf(what, which);
-      Reading reading{&what, name, format(what.event.subject, name.c_str()), sourceOf(what, which), {}, ""};
-      round.asked = what.question.driver;
+    if (what.driver == Flash && !flash_too) continue;
+    for (uint32_t which = what.first; which <= what.last; ++which) {
+      Reading reading = blank(what, which);
+      round.asked = what.driver;
       try {
-        if (stored && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};
-        reading.value = what.question.read(round, which);
+        if (what.driver == Flash && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};
+        reading.value = what.read(round, which);
         if (!reading.value) continue;
       } catch (const Failure &failure) {
         reading.silence = failure.line;
@@ -196,8 +180,7 @@ std::vector<Reading> readBoard(Round &round, bool flash_too) {
   return readings;
 }
 
-std::string wordOf(const Watched &what, double value) {
-  for (size_t word = 0; word < std::size(what.event.words) && what.event.words[word] != nullptr; ++word)
-    if (static_cast<double>(word) == value) return what.event.words[word];
-  return format("%g", value);
+std::string Reading::state() const {
+  const auto place = static_cast<size_t>(*value);
+  return place < states.size() ? states[place] : format("%g", *value);
 }

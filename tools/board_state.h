@@ -1,11 +1,11 @@
 /** @file
  *  What is watched of the board: one table, of which `monitor` makes events and `metrics` samples. Nothing here changes
- *  anything on the board, neither the cage selection nor what a driver holds for its readers, and no question is asked
- *  twice in one round. */
+ *  anything on the board, neither the cage selection nor what a driver holds for its readers. */
 #ifndef ZELCTL_BOARD_STATE_H
 #define ZELCTL_BOARD_STATE_H
 
 #include <map>
+#include <optional>
 #include <variant>
 
 #include "records.h"
@@ -29,36 +29,30 @@ class Round {
 
 /** A kind of thing that is watched. */
 struct Watched {
-  struct {
-    const char *subject;         // %s is which one
-    const char *source;          // who answers for it, likewise; null = the board of the port
-    const char *words[5];        // of the values from 0 on; none = a plain number
-    bool has_threshold = false;  // there are two states only, below and above it
-  } event;
-  struct {
-    const char *name;   // without the "zelboard_" of all
-    const char *label;  // that tells which one; null = there is only one
-    const char *help;
-  } metric;
-  struct {
-    Driver driver;         // what is in the flash is slow, and not asked for while the flash is written
-    uint32_t first, last;  // which ones there are
-    /** @return nothing when there is nothing to ask: no module, no sensor. Throws a Failure when there is no answer. */
-    std::optional<double> (*read)(Round &round, uint32_t which);
-  } question;
+  const char *subject;  // of an event: its first word is the metric's label where %s follows, which one it is
+  const char *states;   // words for the values from 0 on, the usual one first where it comes and goes; "" = a number
+  const char *metric, *help;
+  Driver driver;         // what is in the flash is slow, and not asked for while the flash is written
+  uint32_t first, last;  // which ones there are
+  /** @return nothing when there is nothing to ask: no module, no sensor. Throws a Failure when there is no answer. */
+  std::optional<double> (*read)(Round &round, uint32_t which);
 };
+/** Only the states below and above the threshold are events. */
+constexpr const char *kTemperature = "temperature";
 
 struct Reading {
   const Watched *what;
-  std::string which, subject, source;
+  std::string label, which;  // both empty where there is one only
+  std::string subject;
+  std::string source;  // who answers for it
+  std::vector<std::string> states;
   std::optional<double> value;
   std::string silence;  // why there is none
+
+  std::string state() const;
 };
 
 /** Everything that is there, in the order of the table. */
 std::vector<Reading> readBoard(Round &round, bool flash_too);
-
-/** A value as events name it. */
-std::string wordOf(const Watched &what, double value);
 
 #endif

@@ -16,17 +16,12 @@ static std::string sample(const std::string &labels, double value) {
   return (labels.empty() ? "" : "{" + labels + "}") + format(" %.15g", value);
 }
 
-/** More than two words make a sample for each of them, as a set of states has it. */
+/** More than two states make a sample for each of them. */
 static void addSamples(const Reading &reading, std::vector<std::string> &samples) {
-  const Watched &what = *reading.what;
-  const std::string label =
-      what.metric.label == nullptr ? "" : format("%s=\"%s\"", what.metric.label, reading.which.c_str());
-  if (what.event.words[2] == nullptr) return samples.push_back(sample(label, *reading.value));
-  for (const char *word : what.event.words) {
-    if (word == nullptr) continue;
-    const std::string state = format("state=\"%s\"", word);
-    samples.push_back(sample(label.empty() ? state : label + "," + state, wordOf(what, *reading.value) == word));
-  }
+  const std::string label = reading.label.empty() ? "" : reading.label + "=\"" + reading.which + "\"";
+  if (reading.states.size() <= 2) return samples.push_back(sample(label, *reading.value));
+  for (const std::string &state : reading.states)
+    samples.push_back(sample(label + (label.empty() ? "" : ",") + "state=\"" + state + "\"", reading.state() == state));
 }
 
 static std::string samplesOfBoard() {
@@ -35,14 +30,14 @@ static std::string samplesOfBoard() {
   std::map<std::string, bool> answered;
   std::string text;
   for (size_t first = 0, end = 0; first < readings.size(); first = end) {
-    const auto &what = readings[first].what->metric;
+    const Watched &what = *readings[first].what;
     std::vector<std::string> samples;
-    for (; end < readings.size() && readings[end].what == readings[first].what; ++end) {
+    for (; end < readings.size() && readings[end].what == &what; ++end) {
       const Reading &reading = readings[end];
       answered.emplace(reading.source, true).first->second &= reading.value.has_value();
       if (reading.value) addSamples(reading, samples);
     }
-    text += metric(what.name, what.help, samples);
+    text += metric(what.metric, what.help, samples);
   }
   std::vector<std::string> up, success;
   for (size_t driver = 0; driver < std::size(kDrivers); ++driver)

@@ -2,7 +2,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <ctime>
 
@@ -21,15 +20,16 @@ static std::string timeStamp() {
   return format("%s.%03d%s", text, static_cast<int>(now.tv_nsec / 1000000), settings.json ? "Z" : "");
 }
 
-static void tell(const std::string &subject, const Json &labels, const std::string &before, const std::string &now,
-                 const std::string &detail = "") {
+static void tell(const std::string &subject, const Json &label, const std::string &before, const std::string &now,
+                 const std::string &detail) {
   if (!settings.json) {
+    const std::string tail = detail.empty() ? "" : " (" + detail + ")";
     std::fprintf(out, "%s %s: %s -> %s%s\n", timeStamp().c_str(), subject.c_str(), before.c_str(), now.c_str(),
-                 detail.empty() ? "" : (" (" + detail + ")").c_str());
+                 tail.c_str());
     return;
   }
   Json event = record("time", timeStamp(), "subject", subject);
-  if (!labels.is_null()) event.update(labels);
+  event.update(label);
   append(event, "old", before, "new", now);
   if (!detail.empty()) event["detail"] = detail;
   std::fprintf(out, "%s\n", event.dump().c_str());
@@ -40,59 +40,54 @@ class Monitor {
  public:
   void look() {
     Round round;
-    std::map<std::string, Known> before = std::exchange(known_, {});
-    std::map<std::string, std::string> silences;
+    before_ = std::exchange(known_, {});
+    std::map<std::string, std::string> silences;  // of all who are asked: why there is no answer, or nothing
     for (const Reading &reading : readBoard(round, false)) {
-      if (!reading.value) silences.emplace(reading.source, reading.silence);
-      compare(reading, before);
+      std::string &silence = silences[reading.source];
+      if (silence.empty()) silence = reading.silence;
+      if (reading.value)
+        compare(reading);
+      else if (const auto found = before_.find(reading.subject); found != before_.end() || first_)
+        known_[reading.subject] = first_ ? "" : found->second;
     }
     if (first_ && !round.up[Gpio] && !round.up[I2c]) requireBoard();
     for (const auto &[source, why] : silences)
-      if (!silent_.contains(source)) tell(source, {}, first_ ? kUnknown : kAnswers, kSilent, why);
-    for (const auto &[source, why] : silent_)
-      if (!silences.contains(source)) tell(source, {}, kSilent, kAnswers);
-    silent_ = silences;
+      note(source + "?", source, Json::object(), why.empty() ? kAnswers : kSilent, kAnswers, why);
     first_ = false;
   }
 
  private:
-  using Known = std::optional<double>;  // nothing: it has not answered yet
-  static constexpr const char *kUnknown = "unknown", *kAnswers = "answers", *kSilent = "does not answer";
+  static constexpr const char *kAnswers = "answers", *kSilent = "does not answer";
 
-  /** What does not answer stays what it was; what is not there any more is forgotten. What comes with a module or a board is
-   *  told unless it is in the first of its states. */
-  void compare(const Reading &reading, const std::map<std::string, Known> &before) {
-    const Watched &what = *reading.what;
-    const auto found = before.find(reading.subject);
-    const bool is_new = found == before.end() && !first_;
-    const Known last = found != before.end() ? found->second : is_new ? Known(0) : Known();
-    if (!reading.value) {
-      if (!is_new) known_[reading.subject] = last;
-      return;
+  void compare(const Reading &reading) {
+    std::string now = reading.state(), detail;
+    if (reading.subject == kTemperature) {
+      constexpr double kHysteresis = 5;
+      const bool was_hot = before_.contains(reading.subject) && before_[reading.subject] == reading.states[1];
+      now = reading.states[*reading.value >= threshold - (was_hot ? kHysteresis : 0) ? 1 : 0];
+      detail = format("%.1f degrees", *reading.value);
     }
-    const double now = stateOf(reading, last);
-    known_[reading.subject] = now;
-    if (last ? *last == now : !(first_ && initial)) return;
-    const std::string old = is_new ? "absent" : last ? wordOf(what, *last) : kUnknown;
-    tell(reading.subject, labelOf(reading), old, wordOf(what, now),
-         what.event.has_threshold ? format("%.1f degrees", *reading.value) : "");
+    Json label = Json::object();
+    if (!reading.label.empty()) {
+      const bool numbered = std::isdigit(reading.which[0]) != 0;
+      label[reading.label] = numbered ? Json(std::stoi(reading.which)) : Json(reading.which);
+    }
+    note(reading.subject, reading.subject, label, now, reading.states.empty() ? now : reading.states[0], detail);
   }
 
-  static Json labelOf(const Reading &reading) {
-    const char *label = reading.what->metric.label;
-    if (label == nullptr) return {};
-    return record(label, std::isdigit(reading.which[0]) != 0 ? Json(std::stoi(reading.which)) : Json(reading.which));
+  /** Tells what has changed. What comes with a module or a board is told unless it is as usual; what never answered
+   *  before is learned in silence, as all is in the first round. */
+  void note(const std::string &key, const std::string &subject, const Json &label, const std::string &now,
+            const std::string &usual, const std::string &detail) {
+    known_[key] = now;
+    if (const auto found = before_.find(key); found != before_.end()) {
+      if (!found->second.empty() && found->second != now) tell(subject, label, found->second, now, detail);
+    } else if (first_ ? now == kSilent || (initial && usual != kAnswers) : now != usual) {
+      tell(subject, label, first_ ? "unknown" : "absent", now, detail);
+    }
   }
 
-  /** With a threshold: whether it is reached, or not yet left far enough below. */
-  static double stateOf(const Reading &reading, const Known &last) {
-    constexpr double kHysteresis = 5;
-    if (!reading.what->event.has_threshold) return *reading.value;
-    return *reading.value >= threshold - (last == 1 ? kHysteresis : 0) ? 1 : 0;
-  }
-
-  std::map<std::string, Known> known_;
-  std::map<std::string, std::string> silent_;  // why
+  std::map<std::string, std::string> before_, known_;  // "" = it has not answered yet
   bool first_ = true;
 };
 

@@ -1,15 +1,6 @@
 #include "records.h"
 
 #include <numeric>
-#include <sstream>
-
-/** Lists of names are written in one text each, separated by bars; an empty name is one that is not assigned. */
-static std::vector<std::string> split(const std::string &names) {
-  std::vector<std::string> list;
-  std::istringstream stream(names);
-  for (std::string name; std::getline(stream, name, '|');) list.push_back(name);
-  return list;
-}
 
 static std::string nameOf(const std::string &names, uint8_t code) {
   const auto list = split(names);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdarg>
+#include <sstream>
 
 #include "tool.h"
 
@@ -21,4 +22,11 @@ std::string format(const char *pattern, ...) {
   std::vsnprintf(text, sizeof text, pattern, arguments);
   va_end(arguments);
   return text;
+}
+
+std::vector<std::string> split(const std::string &names) {
+  std::vector<std::string> list;
+  std::istringstream stream(names);
+  for (std::string name; std::getline(stream, name, '|');) list.push_back(name);
+  return list;
 }

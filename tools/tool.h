@@ -102,6 +102,8 @@ void hexdump(std::span<const uint8_t> bytes, uint32_t address);
 std::string hexText(std::span<const uint8_t> bytes);
 /** Bytes that a terminal must not see become dots. */
 std::string printable(std::string text);
+/** Lists of names are written in one text each, separated by bars. */
+std::vector<std::string> split(const std::string &names);
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 /** True when the output is a terminal that takes colours, or colour was asked for. */
 bool colourful();
