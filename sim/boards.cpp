@@ -1,9 +1,8 @@
-#include <elf.h>
 #include <fcntl.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -99,21 +98,14 @@ std::string found(const std::string &program) {
 
 // An ELF program whose headers name no interpreter: nothing is preloaded into it.
 bool is_static(const std::string &program) {
-  std::string head(4096, '\0');
-  std::ifstream(program, std::ios::binary).read(head.data(), std::ssize(head));
-  auto field = [&](uint64_t at, size_t width) {
-    uint64_t value = 0;
-    if (at <= head.size() - width) memcpy(&value, &head[at], width);
-    return value;
-  };
-  bool wide = head[EI_CLASS] == ELFCLASS64;
-  uint64_t at = wide ? field(offsetof(Elf64_Ehdr, e_phoff), 8) : field(offsetof(Elf32_Ehdr, e_phoff), 4);
-  for (uint64_t left = field(wide ? offsetof(Elf64_Ehdr, e_phnum) : offsetof(Elf32_Ehdr, e_phnum), 2); left > 0;
-       --left) {
-    if (field(at, 4) == PT_INTERP) return false;
-    at += wide ? sizeof(Elf64_Phdr) : sizeof(Elf32_Phdr);
-  }
-  return head.starts_with(ELFMAG);
+  std::ifstream file(program, std::ios::binary);
+  ElfW(Ehdr) head = {};
+  ElfW(Phdr) part = {};
+  file.read(reinterpret_cast<char *>(&head), sizeof head).seekg(static_cast<std::streamoff>(head.e_phoff));
+  bool ours = memcmp(head.e_ident, ELFMAG, SELFMAG) == 0 && head.e_phentsize == sizeof part;
+  for (; ours && head.e_phnum > 0 && file.read(reinterpret_cast<char *>(&part), sizeof part); --head.e_phnum)
+    if (part.p_type == PT_INTERP) return false;
+  return ours;
 }
 
 std::string inverted(std::string bytes) {
@@ -261,13 +253,14 @@ void run(const Line &line) {
   bool runs = access(program.c_str(), X_OK) == 0;
   put("ZELSIM_TRACE", line.trace && runs ? trace_target(*line.trace) : "");
   if (runs && is_static(program))
-    std::fprintf(stderr, "zelsim: PROGRAM: '%s' is linked statically: it will not see the board\n", program.c_str());
+    std::fprintf(stderr, "zelsim: PROGRAM: '%s' is linked statically: it will not see the board\n",
+                 escaped(program).c_str());
   std::vector<char *> arguments;
   for (const std::string &word : line.words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
   int status = errno == ENOENT ? 127 : 126;  // as a shell has it
-  std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", arguments[0], std::strerror(errno));
+  std::fprintf(stderr, "zelsim: PROGRAM: cannot run '%s': %s\n", escaped(program).c_str(), std::strerror(errno));
   std::exit(status);
 }
 

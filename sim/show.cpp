@@ -3,6 +3,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <numeric>
+#include <regex>
 #include <set>
 
 #include "request.h"
@@ -133,8 +134,7 @@ std::string plain(const std::string &name, const Json &value) {
   }
   auto digits = kHexadecimal.find(name);
   if (value.is_number() && digits != kHexadecimal.end()) return hex(value, digits->second);
-  if (value.is_null()) return "-";
-  return value.is_string() ? value.get<std::string>() : value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return value.is_null() ? "-" : value.is_string() ? escaped(value.get<std::string>()) : value.dump();
 }
 
 bool is_table(const Json &value) { return value.is_array() && !value.empty() && value[0].is_object(); }
@@ -180,6 +180,11 @@ std::string hex(uint32_t value, int digits) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%0*x", digits, value);
   return text;
+}
+
+std::string escaped(const std::string &text) {
+  std::string quoted = Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+  return std::regex_replace(quoted.substr(1, quoted.size() - 2), std::regex("\x7f|\xc2[\x80-\x9f]"), "\\x7f");
 }
 
 std::string board_type(const Board &board, unsigned slot) {

@@ -86,6 +86,8 @@ uint32_t number(const std::string &text, const std::string &argument, uint32_t l
 unsigned choice(const std::string &text, const std::string &argument, const std::string &names);
 Words split(const std::string &text, char separator);
 std::string hex(uint32_t value, int digits = 1);
+/** Control bytes, and what is no UTF-8, as a terminal may see them. */
+std::string escaped(const std::string &text);
 
 /** A board, locked for as long as this lives. */
 struct OpenBoard {

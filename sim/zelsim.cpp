@@ -1,5 +1,10 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "tool.h"
 
@@ -99,10 +104,38 @@ void add_options(CLI::App &app, Line &line) {
       ->type_name(std::string("NUMBER|") + kEffects);
 }
 
+// What is wrong with a command line, in our own words.
+std::string told(const CLI::App &app, const CLI::Error &error) {
+  std::string text = error.what(), kind = error.get_name(), command = "zelsim";
+  if (kind == "ValidationError") return text;
+  for (const CLI::App *at = &app; !at->get_subcommands().empty();)
+    command += ' ' + (at = at->get_subcommands()[0])->get_name();
+  Words extra = app.remaining(true);
+  if (!extra.empty())
+    text = "'" + extra[0] + "': not expected";
+  else if (kind == "RequiredError")
+    text = (text.starts_with("A ") ? "COMMAND" : text.substr(0, text.find(" is "))) + ": missing";
+  else
+    text = text.substr(text.find("--"), text.find_first_of(" :=", text.find("--")) - text.find("--")) +
+           (kind == "ConversionError" ? ": takes no value" : ": needs one value");
+  return text + ", see " + command + " --help";
+}
+
+int complain(const std::string &text, int status) {
+  std::fprintf(stderr, "zelsim: %s\n", escaped(text).c_str());
+  return status;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+  // A closed standard descriptor is not to become one of our files: it refuses what it is for, and the program of `run`
+  // finds it closed.
+  for (int fd = 0; fd <= STDERR_FILENO; ++fd)
+    if (fcntl(fd, F_GETFD) < 0) open("/dev/null", (fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
   CLI::App app("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.", "zelsim");
+  app.get_formatter()->label("REQUIRED", "");
+  app.set_version_flag("--version", "zelsim " ZELBOARD_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.footer(
       "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
@@ -117,15 +150,15 @@ int main(int argc, char **argv) {
   if (end != argv + argc) line.words.assign(end + 1, argv + argc);
   try {
     app.parse(static_cast<int>(end - argv), argv);
-    return 0;
-  } catch (const CLI::Success &help) {
-    return app.exit(help);
+  } catch (const CLI::Success &asked) {
+    app.exit(asked);
+  } catch (const CLI::Error &error) {
+    return complain(told(app, error), 2);
+  } catch (const std::filesystem::filesystem_error &error) {
+    return complain(error.path1().native() + ": " + error.code().message(), 1);
   } catch (const std::exception &error) {
-    std::string text = error.what();
-    bool required = dynamic_cast<const CLI::RequiredError *>(&error) != nullptr;
-    if (required && app.remaining_size(true) > 0) text += ", not " + app.remaining(true)[0];
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    std::fprintf(stderr, "zelsim: %s\n", text.c_str());
-    return dynamic_cast<const CLI::ParseError *>(&error) != nullptr ? 2 : 1;
+    return complain(error.what(), 1);
   }
+  bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  return written ? 0 : complain(std::string("standard output: ") + std::strerror(errno), 1);
 }
