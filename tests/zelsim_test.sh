@@ -1,0 +1,55 @@
+#!/bin/sh
+# The shell side of the virtual switch: what it says to wrong words, closed descriptors and full disks, and what it keeps.
+. "$(dirname "$0")/switch.sh"
+"$zelsim" create --slots sfp,copper,none
+
+# STATUS;TEXT;COMMAND: a refusal is one line, and has the text.
+while IFS=';' read -r status text command; do
+  found=0
+  eval "\"$zelsim\" $command" >"$work/out" 2>"$work/err" || found=$?
+  if [ $found -ne "$status" ] || [ "$(wc -l <"$work/err")" -ne 1 ] || ! grep -qF -- "$text" "$work/err"; then
+    fail "status $found of: zelsim $command: $(cat "$work/err")"
+  fi
+done <<'END'
+2;COMMAND: missing;
+2;'fot': not expected;fot
+2;PORT: missing;plug
+2;--count: needs one value;fail i2c --count
+2;--json: takes no value;show --json=x
+2;PORT: '28' is not a number from 0 to 27;plug 28 copper
+2;STATE: 'onn' is not one of none|ac|dc|failed;set supply 1 onn
+2;'a\nb\u001b';plug 3 "$(printf 'a\nb\033')"
+2;NAME: '';delete ''
+2;PATH: 'alrm' is not in: system alarm;get panel.alrm
+2;--region: 'unused';flash save - --region unused
+2;REQUEST: 'read';fail gpio:read
+2;'gpio:0x00' can never strike;fail gpio:0x00
+2;can never strike;fail i2c:GetBusy@0x40
+2;can never strike;fail flash@0x2000000
+1;FAULT: 7;heal 7
+1;FILE: cannot write '/nowhere/f': No such file;flash save /nowhere/f
+1;standard output: No space;show >/dev/full
+1;standard output: No space;plug --help >/dev/full
+1;standard output: Bad file;get panel >&-
+127;cannot run 'nonesuch';run --trace="$work/kept" -- nonesuch
+0;makes board 'typo';run --board typo -- true
+END
+
+# Closed descriptors become no file of the board; a file is replaced whole or stays.
+for closed in '<&-' '>&-' '<&- >&-' '2>&-' '<&- >&- 2>&-'; do
+  eval "\"$zelsim\" plug 24 10g-sr $closed" || fail "plug $closed"
+  eval "\"$zelsim\" flash save \"$work/image\" $closed" || fail "flash save $closed"
+done
+[ "$(wc -c <"$work/image")" -eq 33554432 ] || fail "the image is not whole"
+printf 'abc' | "$zelsim" flash load - --region 'Image 2'
+"$zelsim" flash save - --region 0x1200000+3 | grep -qx abc || fail "a region is not what was loaded"
+(ulimit -f 1 && trap '' XFSZ && ! "$zelsim" flash save "$work/image" 2>/dev/null) || fail "a cut file is a success"
+[ "$(wc -c <"$work/image")" -eq 33554432 ] && [ "$(find "$work" -name '.new-*')" = "" ] || fail "a failed save left its mark"
+
+# A fault ends by its number and leaves the others; one behind another that strikes first is refused.
+"$zelsim" fail i2c:BufRead@0x40
+"$zelsim" fail any:open --count 2
+"$zelsim" fail i2c:0xb0@0x40 2>/dev/null && fail "a hidden fault is taken"
+"$zelsim" heal 1
+[ "$("$zelsim" get faults.2.target)" = any:open ] && ! "$zelsim" get faults.1 2>/dev/null || fail "the wrong fault is healed"
+[ "$("$zelsim" get cages.24.module) $("$zelsim" get supplies.2.good)" = "10g-sr true" ] || fail "get"
