@@ -134,7 +134,9 @@ std::string plain(const std::string &name, const Json &value) {
   }
   auto digits = kHexadecimal.find(name);
   if (value.is_number() && digits != kHexadecimal.end()) return hex(value, digits->second);
-  return value.is_null() ? "-" : value.is_string() ? escaped(value.get<std::string>()) : value.dump();
+  if (value.is_null()) return "-";
+  return value.is_string() ? escaped(value.get<std::string>())
+                           : value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 bool is_table(const Json &value) { return value.is_array() && !value.empty() && value[0].is_object(); }
