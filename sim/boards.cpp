@@ -221,7 +221,8 @@ void load_flash(const Line &line) {
 void save_flash(const Line &line) {
   auto [start, size] = flash_range(line.region);
   std::string content(size, '\0');
-  bool whole = sys::pread(sys::File(image_of(open_board(line.board))).get(), content.data(), size, start) == size;
+  bool whole =
+      sys::pread(sys::File(image_of(open_board(line.board))).get(), content.data(), size, start) == std::ssize(content);
   check(whole, "read the flash image");
   write_file("FILE", line.words[0], inverted(std::move(content)));
 }
