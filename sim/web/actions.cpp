@@ -3,8 +3,8 @@
 
 #include "web.h"
 
-// What pages do to a board: the commands of zelsim's own table, whose arguments are fields of a JSON object by the names
-// that the command's help shows, in lower case.
+// What pages do to a board: the commands of zelsim's own table. Their arguments and options are fields of a JSON object
+// by the names that the command's help shows, in lower case.
 
 namespace zelsim::web {
 namespace {
@@ -12,109 +12,85 @@ namespace {
 using tool::Line;
 using tool::Row;
 using tool::Usage;
-using tool::Words;
 
-constexpr char kReset[] = "reset", kPlug[] = "plug", kFail[] = "fail";
+constexpr char kPlug[] = "plug", kFail[] = "fail", kReset[] = "reset";
 
-/** A field that is an option of the command. */
+/** An option of a command: a text, or else whether the flash is meant, too. */
 struct Option {
-  const char *command, *field;
-  std::string Line::*text;  // null: a switch
+  const char *command, *name;
+  std::string Line::*text;
 };
 constexpr Option kOptions[] = {{kFail, "result", &Line::result},
                                {kFail, "count", &Line::count},
                                {kFail, "skip", &Line::skip},
                                {kReset, "flash", nullptr}};
 
-// NAME, NAME=WORD|WORD or NODE[:REQUEST]; the board is the server's own.
-struct Argument {
-  std::string text, field;
+struct Field {
+  std::string name, argument;  // the latter as the table has it, for an option NAME=WORD|WORD
   bool optional;
+  const Option *option;
 };
 
 std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+  std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
   return text;
 }
 
-std::vector<Argument> arguments_of(const Row &row) {
-  std::vector<Argument> arguments;
+// The board is the server's own: no field names it.
+std::vector<Field> fields_of(const Row &row) {
+  std::vector<Field> fields;
   for (std::string text : tool::split(row.arguments, ' ')) {
     bool optional = text[0] == '?' && row.name != std::string(kFail);
     text.erase(0, text[0] == '?');
-    if (text != "NAME") arguments.push_back({text, lower(text.substr(0, text.find_first_of("=["))), optional});
+    if (text != "NAME") fields.push_back({lower(text.substr(0, text.find_first_of("=["))), text, optional, nullptr});
   }
-  return arguments;
+  for (const Option &option : kOptions)
+    if (row.name == std::string(option.command))
+      fields.push_back({option.name, option.text != nullptr ? "" : "flash=false|true", true, &option});
+  return fields;
 }
 
-std::string word_of(const std::string &field, const Json &value) {
-  if (value.is_string()) return value;
-  if (value.is_number()) return value.dump();
-  throw Usage(field + ": neither a text nor a number");
-}
-
-// Takes a field out of the object.
-std::optional<std::string> take(Json &fields, const std::string &name) {
-  auto found = fields.find(name);
-  if (found == fields.end()) return std::nullopt;
-  std::string word = word_of(name, *found);
-  fields.erase(found);
-  return word;
-}
-
-void take_arguments(const Row &row, Json &fields, Line &line) {
-  for (const Argument &argument : arguments_of(row)) {
-    std::optional<std::string> word = take(fields, argument.field);
-    if (!word && argument.optional) continue;
-    if (!word) throw Usage(argument.field + ": missing");
-    line.words.push_back(*word);
-    line.values.push_back(tool::value_of(argument.text, *word));
+// Sets what a field stands for, and returns it as it is on a command line.
+std::string put(Line &line, const Field &field, const std::string &word) {
+  uint32_t value = tool::value_of(field.argument, word);
+  if (field.option == nullptr) {
+    line.words.push_back(word);
+    line.values.push_back(value);
+    return ' ' + word;
   }
-}
-
-void take_options(const Row &row, Json &fields, Line &line) {
-  for (const auto &[command, field, text] : kOptions) {
-    if (row.name != std::string(command) || !fields.contains(field)) continue;
-    if (text != nullptr) {
-      line.*text = *take(fields, field);
-      continue;
-    }
-    if (!fields[field].is_boolean()) throw Usage(std::string(field) + ": neither true nor false");
-    line.flash = fields[field];
-    fields.erase(field);
-  }
+  if (field.option->text == nullptr) return line.flash = value != 0, line.flash ? " --flash" : "";
+  line.*field.option->text = word;
+  return " --" + field.name + ' ' + word;
 }
 
 // A page reaches no file of this machine.
 void check_module(const std::string &name) {
-  for (const tool::Module &module : tool::catalogue())
-    if (module.name == name) return;
-  throw Usage("module: '" + name + "' is not in the catalogue");
-}
-
-const Row &row_of(const std::string &name) {
-  for (const Row &row : tool::world_commands())
-    if (row.run != nullptr && row.name == name) return row;
-  throw Usage("action: '" + name + "' is none");
+  bool known = std::ranges::any_of(tool::catalogue(), [&](const tool::Module &module) { return module.name == name; });
+  if (!known) throw Usage("module: '" + name + "' is not in the catalogue");
 }
 
 }  // namespace
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
-  const Row &row = row_of(name);
-  Json fields = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
-  if (!fields.is_object()) throw Usage("body: not a JSON object");
+  auto row = std::ranges::find_if(tool::world_commands(), [&](const Row &each) { return each.name == name; });
+  if (row == tool::world_commands().end() || row->run == nullptr) throw Usage("action: '" + name + "' is none");
+  Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
+  if (!object.is_object()) throw Usage("body: not a JSON object");
   Line line = {board};
-  take_arguments(row, fields, line);
-  take_options(row, fields, line);
-  if (!fields.empty()) throw Usage(fields.begin().key() + ": no field of this action");
-  if (name == kPlug) check_module(line.words[1]);
-  row.run(line);
   std::string told = "zelsim " + name;
-  for (const std::string &word : line.words) told += ' ' + word;
-  for (const auto &[command, field, text] : kOptions)
-    if (text != nullptr && line.*text != Line().*text) told += std::string(" --") + field + ' ' + line.*text;
-  return line.flash ? told + " --flash" : told;
+  for (const Field &field : fields_of(*row)) {
+    bool given = object.contains(field.name);
+    if (!given && field.optional) continue;
+    if (!given) throw Usage(field.name + ": missing");
+    const Json &value = object[field.name];
+    if (!value.is_primitive() || value.is_null()) throw Usage(field.name + ": neither a text nor a number");
+    told += put(line, field, value.is_string() ? value.get<std::string>() : value.dump());
+    object.erase(field.name);
+  }
+  if (!object.empty()) throw Usage(object.begin().key() + ": no field of this action");
+  if (name == kPlug) check_module(line.words[1]);
+  row->run(line);
+  return told;
 }
 
 Json actions() {
@@ -122,22 +98,21 @@ Json actions() {
   for (const Row &row : tool::world_commands()) {
     if (row.run == nullptr) continue;
     Json fields = Json::array();
-    for (const Argument &argument : arguments_of(row)) {
-      Words part = tool::split(argument.text + "=", '=');
-      fields.push_back({{"field", argument.field}, {"optional", argument.optional}, {"values", tool::split(part[1], '|')}});
+    for (const Field &field : fields_of(row)) {
+      size_t values = field.argument.find('=');
+      Json choice = values == std::string::npos ? tool::Words() : tool::split(field.argument.substr(values + 1), '|');
+      fields.push_back({{"field", field.name}, {"optional", field.optional}, {"values", choice}});
     }
-    for (const auto &[command, field, text] : kOptions)
-      if (row.name == std::string(command)) fields.push_back({{"field", field}, {"optional", true}, {"values", Json::array()}});
     all.push_back({{"action", row.name}, {"what", row.what}, {"fields", fields}});
   }
   return {{"actions", all}};
 }
 
-// The command line's name of a field, in capitals or with dashes, stands at the beginning.
-Json refusal(std::string text) {
-  size_t dashes = text.starts_with("--") ? 2 : 0, end = text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789");
-  text = dashes > 0 ? text.substr(dashes) : lower(text.substr(0, end)) + text.substr(std::min(end, text.size()));
-  return {{"error", text}};
+// The command line's name of a field, in capitals or behind dashes, stands at the beginning.
+Json refusal(const std::string &text) {
+  size_t start = text.find_first_not_of('-'), end = text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789");
+  return {
+      {"error", start > 0 ? text.substr(start) : lower(text.substr(0, end)) + text.substr(std::min(end, text.size()))}};
 }
 
 }  // namespace zelsim::web

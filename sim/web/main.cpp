@@ -1,5 +1,5 @@
-#include <csignal>
 #include <httplib.h>
+#include <csignal>
 
 #include <cerrno>
 #include <cstdio>
@@ -39,8 +39,10 @@ void set_options(socket_t socket) {
 int bind(httplib::Server &server, const web::Settings &settings) {
   errno = 0;
   int port = settings.port;
-  if (port == 0) port = server.bind_to_any_port(settings.address);
-  else if (!server.bind_to_port(settings.address, port)) port = -1;
+  if (port == 0)
+    port = server.bind_to_any_port(settings.address);
+  else if (!server.bind_to_port(settings.address, port))
+    port = -1;
   if (port > 0) return port;
   std::string why = errno != 0 ? std::strerror(errno) : "no address of this machine";
   throw tool::Failure("--port, --listen: cannot listen on " + settings.address + " port " +
@@ -65,8 +67,8 @@ void serve(web::Settings settings) {
   std::thread([&] { watcher.run(); }).detach();
   std::thread([&] { server.listen_after_bind(); }).detach();
   bool six = settings.address.find(':') != std::string::npos;
-  std::printf("http://%s:%d/%s\n", six ? ("[" + settings.address + "]").c_str() : settings.address.c_str(), settings.port,
-              settings.token.empty() ? "" : ("?token=" + settings.token).c_str());
+  std::printf("http://%s:%d/%s\n", six ? ("[" + settings.address + "]").c_str() : settings.address.c_str(),
+              settings.port, settings.token.empty() ? "" : ("?token=" + settings.token).c_str());
   std::fflush(stdout);
   int signal;
   sigwait(&ends, &signal);

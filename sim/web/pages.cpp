@@ -46,46 +46,38 @@ bool same_text(const std::string &a, const std::string &b) {
   return differences == 0;
 }
 
-class Doorkeeper {
- public:
-  explicit Doorkeeper(const Settings &settings) : settings_(settings) {}
+bool knows(const Settings &settings, const std::string &host) {
+  bool everywhere = settings.address == "0.0.0.0" || settings.address == "::";
+  bool own = host == "localhost" || host == "127.0.0.1" || host == "[::1]" || host == settings.address;
+  return own || host == "[" + settings.address + "]" || (everywhere && is_address(host));
+}
 
-  bool admits(const Request &request, Response &response) const {
-    std::string host = request.get_header_value("Host"), origin = request.get_header_value("Origin");
-    std::string site = request.get_header_value("Sec-Fetch-Site");
-    bool foreign = !origin.empty() ? origin != "http://" + host : site == "cross-site" && request.path != "/";
-    if (!knows(host_of(host))) refuse(response, kForbidden, "Host: '" + host + "' is not a name of this server");
-    else if (foreign) refuse(response, kForbidden, "Origin: '" + origin + "' is not this server's page");
-    else if (!has_token(request)) refuse(response, kUnknown, "token: missing or wrong");
-    else return true;
-    return false;
-  }
+// The page's address brings the token once; from then on a cookie does.
+std::string cookie(const Settings &settings) {
+  return "zelboard-" + std::to_string(settings.port) + "=" + settings.token;
+}
 
-  /** The page's address brings the token once; from then on a cookie does. */
-  std::string cookie() const { return name() + settings_.token + "; HttpOnly; SameSite=Strict; Path=/"; }
+bool has_token(const Settings &settings, const Request &request) {
+  if (settings.token.empty()) return true;
+  std::string given = request.get_header_value("Authorization");
+  bool found =
+      same_text(request.get_param_value("token"), settings.token) || same_text(given, "Bearer " + settings.token);
+  for (const std::string &kept : tool::split(request.get_header_value("Cookie"), ';'))
+    found |= same_text(kept.substr(kept.starts_with(' ')), cookie(settings));
+  return found;
+}
 
- private:
-  std::string name() const { return "zelboard-" + std::to_string(settings_.port) + "="; }
-
-  bool knows(const std::string &host) const {
-    bool everywhere = settings_.address == "0.0.0.0" || settings_.address == "::";
-    bool own = host == "localhost" || host == "127.0.0.1" || host == "[::1]";
-    return own || host == settings_.address || host == "[" + settings_.address + "]" || (everywhere && is_address(host));
-  }
-
-  bool has_token(const Request &request) const {
-    if (settings_.token.empty()) return true;
-    std::string cookies = "; " + request.get_header_value("Cookie") + ";", key = "; " + name();
-    size_t at = cookies.find(key);
-    std::string kept = at != std::string::npos ? cookies.substr(at + key.size()) : "";
-    const std::string given[] = {request.get_param_value("token"), kept.substr(0, kept.find(';')),
-                                 request.get_header_value("Authorization")};
-    return same_text(given[0], settings_.token) || same_text(given[1], settings_.token) ||
-           same_text(given[2], "Bearer " + settings_.token);
-  }
-
-  Settings settings_;
-};
+bool admits(const Settings &settings, const Request &request, Response &response) {
+  std::string host = request.get_header_value("Host"), origin = request.get_header_value("Origin");
+  bool embedded = request.get_header_value("Sec-Fetch-Site") == "cross-site" && request.path != "/";
+  if (!knows(settings, host_of(host)))
+    refuse(response, kForbidden, "Host: '" + host + "' is not a name of this server");
+  else if (origin.empty() ? embedded : origin != "http://" + host)
+    refuse(response, kForbidden, "Origin: '" + origin + "' is not this server's page");
+  else if (!has_token(settings, request))
+    refuse(response, kUnknown, "token: missing or wrong");
+  return response.body.empty();
+}
 
 // Errors of a document or an action become an answer.
 template <typename Work>
@@ -116,7 +108,6 @@ void stream(Watcher &watcher, const Request &request, Response &response) {
 }  // namespace
 
 void add_pages(httplib::Server &server, const Settings &settings, Watcher &watcher) {
-  Doorkeeper keeper(settings);
   const std::string board = settings.board;
   auto document = [board](tool::Document *of) { return answering([=](const Request &) { return of({board}); }); };
   auto file = [](const char *content, const char *type) {
@@ -128,20 +119,21 @@ void add_pages(httplib::Server &server, const Settings &settings, Watcher &watch
                               {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
                               {"Referrer-Policy", "no-referrer"},
                               {"X-Content-Type-Options", "nosniff"}});
-  server.set_pre_routing_handler([keeper](const Request &request, Response &response) {
-    return keeper.admits(request, response) ? httplib::Server::HandlerResponse::Unhandled
-                                            : httplib::Server::HandlerResponse::Handled;
+  server.set_pre_routing_handler([settings](const Request &request, Response &response) {
+    using Done = httplib::Server::HandlerResponse;
+    return admits(settings, request, response) ? Done::Unhandled : Done::Handled;
   });
   server.set_error_handler([](const Request &request, Response &response) {
     if (!response.body.empty()) return;
     bool absent = response.status == kAbsent, longer = response.status == 413;
-    refuse(response, response.status, absent   ? "path: nothing is at " + request.path
-                                      : longer ? "body: longer than 64 KiB"
-                                               : "request: not understood");
+    refuse(response, response.status,
+           absent   ? "path: nothing is at " + request.path
+           : longer ? "body: longer than 64 KiB"
+                    : "request: not understood");
   });
-  server.Get("/", [keeper](const Request &request, Response &response) {
+  server.Get("/", [settings](const Request &request, Response &response) {
     if (!request.has_param("token")) return response.set_content(kPage_html, "text/html; charset=utf-8");
-    response.set_header("Set-Cookie", keeper.cookie());
+    response.set_header("Set-Cookie", cookie(settings) + "; HttpOnly; SameSite=Strict; Path=/");
     response.set_redirect("/", 303);
   });
   server.Get("/page.css", file(kPage_css, "text/css; charset=utf-8"));
@@ -154,9 +146,9 @@ void add_pages(httplib::Server &server, const Settings &settings, Watcher &watch
   server.Get("/api/modules", document(tool::modules_document));
   server.Get("/api/faults", document(tool::faults_document));
   server.Get("/api/actions", answering([](const Request &) { return actions(); }));
-  server.Get("/api/module", answering([board](const Request &request) { 
-                return module_document(board, tool::number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
-              }));
+  server.Get("/api/module", answering([board](const Request &request) {
+               return module_document(board, tool::number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
+             }));
   server.Get("/api/flash", answering([board, &watcher](const Request &) {
                Json flash = tool::flash_document({board});
                flash["sectors"] = watcher.sectors();

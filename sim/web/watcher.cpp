@@ -104,8 +104,7 @@ uint32_t Watcher::publish() {
              {"board", tool::board_document(line)},
              {"picture", picture},
              {"regions", tool::flash_document(line)["regions"]},
-             {"sectors", sectors()},
-             {"rules", tool::faults_document(line)["faults"]}};
+             {"sectors", sectors()}};
   } catch (const std::runtime_error &error) {
     parts = {{"gone", error.what()}};
   }

@@ -95,7 +95,7 @@ Json actions();
 Json module_document(const std::string &board, unsigned port);
 
 /** Says what is refused and why, as the pages' programs get it. */
-Json refusal(std::string text);
+Json refusal(const std::string &text);
 
 void add_pages(httplib::Server &server, const Settings &settings, Watcher &watcher);
 
