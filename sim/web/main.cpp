@@ -30,20 +30,21 @@ void check(const web::Settings &settings) {
     throw tool::Usage("--token: not at least 8 letters, digits, '-', '_', '.' or '~'");
 }
 
-// A port in use shall not be shared, but one whose connections have just ended is free.
-void set_options(socket_t socket) {
-  int yes = 1;
-  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-}
-
+// A port in use shall not be shared, but one whose connections have just ended is free. Many pages may come at once.
 int bind(httplib::Server &server, const web::Settings &settings) {
+  socket_t listening = INVALID_SOCKET;
+  server.set_socket_options([&listening](socket_t socket) {
+    int yes = 1;
+    listening = socket;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   errno = 0;
   int port = settings.port;
   if (port == 0)
     port = server.bind_to_any_port(settings.address);
   else if (!server.bind_to_port(settings.address, port))
     port = -1;
-  if (port > 0) return port;
+  if (port > 0) return listen(listening, SOMAXCONN), port;
   std::string why = errno != 0 ? std::strerror(errno) : "no address of this machine";
   throw tool::Failure("--port, --listen: cannot listen on " + settings.address + " port " +
                       std::to_string(settings.port) + ": " + why);
@@ -53,8 +54,7 @@ void serve(web::Settings settings) {
   check(settings);
   httplib::Server server;
   server.new_task_queue = [] { return new httplib::ThreadPool(web::kMostReaders + kOtherThreads); };
-  server.set_socket_options(set_options);
-  server.set_keep_alive_timeout(1);
+  server.set_keep_alive_timeout(2);
   server.set_tcp_nodelay(true);
   settings.port = bind(server, settings);
   web::Watcher watcher(settings.board);
