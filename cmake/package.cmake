@@ -65,6 +65,12 @@ if(TARGET zelctl AND TARGET zelsim)
 on which every dynamically linked program runs without hardware."
     NEEDS library)
 endif()
+if(TARGET zelboard-web)
+  zelboard_package(web zelboard-web admin "front panel in a browser"
+    "This package contains the web server behind zelsim serve: a virtual switch as a
+page that shows what happens on it and where it can be touched."
+    NEEDS tools)
+endif()
 if(TARGET zelboard_python)
   set(scripts ${PROJECT_SOURCE_DIR}/cmake/debian/python)
   zelboard_package(python python3-zelboard python "Python 3"

@@ -16,7 +16,7 @@ need() {
 }
 
 # What every build needs.
-need_build() { need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev; }
+need_build() { need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev pkg-config libcpp-httplib-dev; }
 
 # Configures and builds quietly; a failure shows everything. build FOLDER [CMAKE OPTION ...] [-- TARGET ...]
 build() {
