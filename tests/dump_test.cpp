@@ -14,8 +14,7 @@ TEST_F(Dump, WholeAndParts) {
   for (const auto &[part, total, first, count] : {std::array{1U, 1U, 0U, 512U}, {3, 3, 340, 170}, {512, 512, 511, 1}}) {
     uint32_t result = 1;
     const auto call = [&, p = part, t = total] { return FW_DumpFlash(name.c_str(), p, t); };
-    const std::string events = trace(call, &result, {"gpio", "open", "close"});
-    std::string output = wire::output();
+    std::string events = trace(call, &result, {"gpio", "open", "close"}), output = wire::output();
     const size_t percents = output.find("Dump flash i"), last = output.rfind("Dump flash i");
     EXPECT_TRUE(events.starts_with("flash da ff>00 = 0\nflash db 01 = 0\n") && events.ends_with("flash db 00 = 0\n"));
     char expected[300];
