@@ -63,12 +63,6 @@ std::string put(Line &line, const Field &field, const std::string &word) {
   return " --" + field.name + ' ' + word;
 }
 
-// A page reaches no file of this machine.
-void check_module(const std::string &name) {
-  bool known = std::ranges::any_of(tool::catalogue(), [&](const tool::Module &module) { return module.name == name; });
-  if (!known) throw Usage("module: '" + name + "' is not in the catalogue");
-}
-
 }  // namespace
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
@@ -88,7 +82,10 @@ std::string act(const std::string &board, const std::string &name, const std::st
     object.erase(field.name);
   }
   if (!object.empty()) throw Usage(object.begin().key() + ": no field of this action");
-  if (name == kPlug) check_module(line.words[1]);
+  // A page reaches no file of this machine.
+  auto is_meant = [&](const tool::Module &module) { return module.name == line.words[1]; };
+  if (name == kPlug && std::ranges::none_of(tool::catalogue(), is_meant))
+    throw Usage("module: '" + line.words[1] + "' is not in the catalogue");
   row->run(line);
   return told;
 }

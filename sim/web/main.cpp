@@ -1,6 +1,8 @@
 #include <httplib.h>
 #include <csignal>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -16,15 +18,12 @@ using namespace zelsim;
 
 constexpr size_t kOtherThreads = 16;  // beside those of open pages
 
-bool is_this_machine(const std::string &address) {
-  return address == "localhost" || address == "::1" || address.starts_with("127.");
-}
-
 void check(const web::Settings &settings) {
   const std::string &token = settings.token;
-  bool plain = token.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.~") ==
-               std::string::npos;
-  if (token.empty() && !is_this_machine(settings.address))
+  bool plain =
+      std::all_of(token.begin(), token.end(), [](char c) { return std::isalnum(c) || std::strchr("-_.~", c); });
+  bool here = settings.address == "localhost" || settings.address == "::1" || settings.address.starts_with("127.");
+  if (token.empty() && !here)
     throw tool::Usage("--token: required to listen on " + settings.address + ", where others can reach the board");
   if (!plain || (!token.empty() && token.size() < 8))
     throw tool::Usage("--token: not at least 8 letters, digits, '-', '_', '.' or '~'");
@@ -39,11 +38,8 @@ int bind(httplib::Server &server, const web::Settings &settings) {
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
   errno = 0;
-  int port = settings.port;
-  if (port == 0)
-    port = server.bind_to_any_port(settings.address);
-  else if (!server.bind_to_port(settings.address, port))
-    port = -1;
+  bool bound = settings.port != 0 && server.bind_to_port(settings.address, settings.port);
+  int port = bound ? settings.port : settings.port != 0 ? -1 : server.bind_to_any_port(settings.address);
   if (port > 0) return listen(listening, SOMAXCONN), port;
   std::string why = errno != 0 ? std::strerror(errno) : "no address of this machine";
   throw tool::Failure("--port, --listen: cannot listen on " + settings.address + " port " +

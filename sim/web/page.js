@@ -37,10 +37,8 @@ function page() {
 
   function element(tag, properties = {}, ...children) {
     const made = document.createElement(tag);
-    for (const name in properties)
-      name in made ? made[name] = properties[name] : made.setAttribute(name, properties[name]);
     made.append(...children);
-    return made;
+    return Object.assign(made, properties);
   }
   const button = (text, onclick, properties) => element('button', {type: 'button', onclick, ...properties}, text);
   const table = (selector, rows) => $(selector + ' tbody').replaceChildren(
@@ -63,9 +61,8 @@ function page() {
     return document;
   }
   async function act(action, fields = {}) {
-    const [text, bad] = await ask(action.replace(' ', '/'), fields).then(({done}) => [done, ''], ({message}) => [message, 'bad']);
-    $('#said').textContent = text;
-    $('#said').className = bad;
+    Object.assign($('#said'), await ask(action.replace(' ', '/'), fields).then(({done}) => ({textContent: done, className: ''}),
+      ({message}) => ({textContent: message, className: 'bad'})));
   }
 
   // Some values, one of which holds: the shown one, until another is chosen.
@@ -104,7 +101,7 @@ function page() {
     ...numbers(0, 28).map((number) => ({kind: 'port', number, id: 'port' + number, left: 0, top: 0, width: 30, height: 20})),
     ...numbers(1, 2).map((number) => ({kind: 'supply', number, id: 'power' + number, left: -62, top: -9, width: 74, height: 18}))];
   for (const part of parts)
-    part.button = $('#front').appendChild(button('', () => select(part), {className: 'place ' + part.kind}));
+    part.button = $('#front').appendChild(button('', () => showParts(selected = part), {className: 'place ' + part.kind}));
 
   const cageOf = (port) => state.board.cages.find((cage) => cage.port === port);
   const supplyText = ({type, good}) => type === 'none' ? 'pulled' : type.toUpperCase() + (good ? '' : ', failed');
@@ -118,11 +115,6 @@ function page() {
   }
 
   // ---- what is selected
-
-  function select(part) {
-    selected = part;
-    showParts();
-  }
 
   function showParts() {
     for (const part of parts) {
@@ -141,7 +133,6 @@ function page() {
 
   const slotControls = (slot) => [choice('Daughter board', [['none'], ['copper'], ['sfp']],
     (board) => act('fit', {slot, board}), state.board.slots[slot - 1].board)];
-
   function supplyControl(supply, legend) {
     const {type, good} = state.board.supplies[supply - 1];
     return choice(legend, [['ac', 'AC'], ['dc', 'DC'], ['failed'], ['none', 'pulled']],
@@ -202,7 +193,7 @@ function page() {
     sending = false;
   };
 
-  let ahead = 0, shownClock;
+  let ahead = 0, shownClock;  // of the board's clock to ours
   function showClock() {
     const [day, time] = new Date(Date.now() + ahead).toISOString().split(/[T.]/);
     if (state.board) $('#clock').textContent = state.board.i2c.clock_present ? day + ' ' + time : 'no chip';
@@ -265,10 +256,7 @@ function page() {
   $('#nodes').onchange = $('#filter').oninput = () => showLines();
   $('#clear').onclick = () => showLines(void (lines = []));
   $('#view-requests form').onsubmit = () => false;
-  $('#pause').onclick = ({target}) => {
-    target.ariaPressed = String(target.ariaPressed !== 'true');
-    subscribe();
-  };
+  $('#pause').onclick = ({target}) => subscribe(target.ariaPressed = String(target.ariaPressed !== 'true'));
 
   // Flash
   const cells = numbers(0, 512).map((i) => element('i', {className: 'cell', onmouseenter: () => showSector(i)}));
@@ -283,7 +271,7 @@ function page() {
     const {used, erases} = state.sectors;
     cells.forEach((cell, i) => {
       cell.className = `cell${used[i] === 256 ? ' used' : used[i] ? ' part' : ''}${erases[i] ? ' worn' : ''}`;
-      cell.style.setProperty('--wear', Math.min(1, 0.2 + Math.log10(erases[i] || 1) / 5));
+      cell.style.setProperty('--wear', Math.min(1, 0.15 + Math.log10(erases[i] || 1) / 3));
     });
     table('#regions', state.regions.map(({region, start, size, erases: erased, programs}) => {
       const first = sectors(start), count = sectors(size), pages = used.slice(first, first + count).reduce((sum, one) => sum + one);
@@ -293,9 +281,9 @@ function page() {
 
   // A form for each command, from the server's table of them.
   function formOf({action, what, fields}) {
-    const inputs = fields.map(({field, optional, values}) => element('label', {}, field + ' ', values.length
-      ? element('select', {name: field}, ...(optional ? [''] : []).concat(values).map((value) => element('option', {}, value)))
-      : element('input', {name: field, size: 9})));
+    const inputs = fields.map(({field, optional, values}) => element('label', {}, field + ' ', !values.length
+      ? element('input', {name: field, size: 9})
+      : element('select', {name: field}, ...(optional ? [''] : []).concat(values).map((one) => element('option', {}, one)))));
     const form = element('form', {className: 'row'}, element('b', {}, action), ...inputs, button('Do', null, {type: 'submit'}),
       element('span', {className: 'hint'}, what));
     form.onsubmit = () => act(action, Object.fromEntries([...new FormData(form)].filter(([, value]) => value !== ''))) && false;
@@ -306,26 +294,18 @@ function page() {
   // ---- news, shown once a frame
 
   const shows = {
-    board: () => {
-      $('#name').textContent = document.title = state.board.board;
-      showWorld();
-      showParts();
-    },
+    board: () => { $('#name').textContent = document.title = state.board.board; showWorld(); showParts(); },
     picture: () => { showPicture(); if (state.board) showParts(); },
-    sectors: showFlash,
-    regions: showFlash,
+    sectors: showFlash, regions: showFlash,
     gone: () => { $('#gone').hidden = !($('#gone').textContent = state.gone ?? ''); },
-    live: () => {
-      $('#live').textContent = state.live ? 'live' : 'no connection: is zelsim serve running?';
-      $('#live').className = state.live ? 'good' : 'bad';
-    },
+    live: () => Object.assign($('#live'), state.live ? {textContent: 'live', className: 'good'}
+      : {textContent: 'no connection: is zelsim serve running?', className: 'bad'}),
   };
   let fresh = new Set(), added = [];
   function show() {
     for (const part of fresh) shows[part]?.();
     if (added.length) showLines(added);
-    fresh = new Set();
-    added = [];
+    [fresh, added] = [new Set(), []];
   }
   function take({requests = [], ...news}) {
     if (!fresh.size && !added.length) requestAnimationFrame(show);
@@ -335,15 +315,9 @@ function page() {
     Object.keys(news).forEach((part) => fresh.add(part));
   }
 
-  let feed;
+  const channel = new MessageChannel(), feed = window.SharedWorker ? new SharedWorker('/page.js').port : channel.port1;
+  if (!window.SharedWorker) eventFeed()(channel.port2);
   const subscribe = () => feed.postMessage({requests: !$('#view-requests').hidden && $('#pause').ariaPressed !== 'true'});
-  if (window.SharedWorker) {
-    feed = new SharedWorker('/page.js').port;
-  } else {
-    const channel = new MessageChannel();
-    eventFeed()(channel.port2);
-    feed = channel.port1;
-  }
   feed.onmessage = ({data}) => take(data);
   addEventListener('pagehide', () => feed.postMessage('ends'));
   addEventListener('pageshow', ({persisted}) => persisted && location.reload());

@@ -1,4 +1,3 @@
-#include <arpa/inet.h>
 #include <httplib.h>
 
 #include <algorithm>
@@ -34,12 +33,6 @@ std::string host_of(const std::string &text) {
   return port ? text.substr(0, colon) : text;
 }
 
-bool is_address(std::string host) {
-  uint8_t bytes[16];
-  if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
-  return inet_pton(AF_INET, host.c_str(), bytes) == 1 || inet_pton(AF_INET6, host.c_str(), bytes) == 1;
-}
-
 bool same_text(const std::string &a, const std::string &b) {
   unsigned differences = a.size() != b.size();
   for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) differences |= static_cast<unsigned>(a[i] ^ b[i]);
@@ -48,8 +41,9 @@ bool same_text(const std::string &a, const std::string &b) {
 
 bool knows(const Settings &settings, const std::string &host) {
   bool everywhere = settings.address == "0.0.0.0" || settings.address == "::";
+  bool address = host.starts_with('[') || host.find_first_not_of("0123456789.") == std::string::npos;  // and no name
   bool own = host == "localhost" || host == "127.0.0.1" || host == "[::1]" || host == settings.address;
-  return own || host == "[" + settings.address + "]" || (everywhere && is_address(host));
+  return own || host == "[" + settings.address + "]" || (everywhere && address);
 }
 
 // The page's address brings the token once; from then on a cookie does.

@@ -85,12 +85,6 @@ void Watcher::attach() {
   sectors_ = {};
 }
 
-void Watcher::put(const std::string &name, const Json &value) {
-  std::string text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
-  Part &part = parts_[name];
-  if (part.text != text) part = {text, ++version_};
-}
-
 // Each document looks at the board by itself: a change in between is counted, too, and brings another turn.
 uint32_t Watcher::publish() {
   Json parts;
@@ -110,7 +104,10 @@ uint32_t Watcher::publish() {
   }
   std::lock_guard lock(mutex_);
   if (!parts["gone"].is_null()) attached_ = nullptr;
-  for (const auto &[name, value] : parts.items()) put(name, value);
+  for (const auto &[name, value] : parts.items()) {
+    std::string text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    if (Part &part = parts_[name]; part.text != text) part = {text, ++version_};
+  }
   ++turn_;
   published_.notify_all();
   return seen;

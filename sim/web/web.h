@@ -70,7 +70,6 @@ class Watcher {
   bool is_same() const;
   void attach();
   uint32_t publish();
-  void put(const std::string &name, const Json &value);
   std::string news(Reader &reader) const;
 
   const std::string board_;
