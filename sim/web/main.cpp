@@ -1,9 +1,9 @@
 #include <httplib.h>
-#include <csignal>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -66,8 +66,7 @@ void serve(web::Settings settings) {
   std::printf("http://%s:%d/%s\n", six ? ("[" + settings.address + "]").c_str() : settings.address.c_str(),
               settings.port, settings.token.empty() ? "" : ("?token=" + settings.token).c_str());
   std::fflush(stdout);
-  int signal;
-  sigwait(&ends, &signal);
+  sigwaitinfo(&ends, nullptr);
   std::_Exit(0);  // pages that are open end with it; nothing has to be kept
 }
 

@@ -10,8 +10,7 @@ function eventFeed() {
   function connect() {
     clearTimeout(retry);
     source?.close();
-    asked = wants();
-    source = new EventSource('/api/events' + (asked ? '?requests' : ''));
+    source = new EventSource('/api/events' + ((asked = wants()) ? '?requests' : ''));
     source.onopen = () => tell({live: known.live = true});
     source.onmessage = ({data}) => {
       const {requests, ...parts} = JSON.parse(data);
@@ -33,18 +32,17 @@ function eventFeed() {
 function page() {
   const $ = (selector) => document.querySelector(selector);
   const state = {};  // the parts as the server tells them
-  let selected, modules = [], decoded, lines = [];
+  let selected, modules = [], lines = [];
 
   function element(tag, properties = {}, ...children) {
-    const made = document.createElement(tag);
-    made.append(...children);
-    return Object.assign(made, properties);
+    const made = Object.assign(document.createElement(tag), properties);
+    return made.append(...children), made;
   }
   const button = (text, onclick, properties) => element('button', {type: 'button', onclick, ...properties}, text);
   const table = (selector, rows) => $(selector + ' tbody').replaceChildren(
     ...rows.map((row) => element('tr', {}, ...row.map((cell) => element('td', {}, cell)))));
-  const pairs = (object) => Object.entries(object).map(([name, value]) =>
-    element('div', {}, element('dt', {}, name.replaceAll('_', ' ')), element('dd', {}, value)));
+  const pairs = (object) => Object.entries(object).map(([name, value]) => element('div', {},
+    element('dt', {}, name.replaceAll('_', ' ')), element('dd', {}, value instanceof Node ? value : String(value) || '-')));
 
   // What was on the page in the same place keeps the focus.
   function put(place, ...children) {
@@ -57,8 +55,7 @@ function page() {
   async function ask(path, fields) {
     const answer = await fetch('/api/' + path, fields && {method: 'POST', body: JSON.stringify(fields)});
     const document = await answer.json();
-    if (!answer.ok) throw new Error(document.error);
-    return document;
+    return answer.ok ? document : Promise.reject(new Error(document.error));
   }
   async function act(action, fields = {}) {
     Object.assign($('#said'), await ask(action.replace(' ', '/'), fields).then(({done}) => ({textContent: done, className: ''}),
@@ -68,8 +65,8 @@ function page() {
   // Some values, one of which holds: the shown one, until another is chosen.
   function choice(legend, values, chosen, shown) {
     const inputs = values.map(([value]) => element('input', {type: 'radio', name: legend, value, onchange: () => chosen(value)}));
-    const labels = values.map(([value, text], i) => element('label', {}, inputs[i], element('span', {}, text ?? value)));
-    const made = element('fieldset', {className: 'choice'}, element('legend', {}, legend), ...labels);
+    const made = element('fieldset', {className: 'choice'}, element('legend', {}, legend),
+      ...values.map(([value, text], i) => element('label', {}, inputs[i], element('span', {}, text ?? value))));
     made.show = (now) => inputs.forEach((input) => input.checked = input.value === String(now));
     made.show(shown);
     return made;
@@ -106,9 +103,9 @@ function page() {
   const cageOf = (port) => state.board.cages.find((cage) => cage.port === port);
   const supplyText = ({type, good}) => type === 'none' ? 'pulled' : type.toUpperCase() + (good ? '' : ', failed');
   function labelOf({kind, number}) {
-    if (kind === 'slot') return `Slot ${number}: ${state.board.slots[number - 1].board}`;
-    if (kind === 'supply') return `Supply ${number}: ${supplyText(state.board.supplies[number - 1])}`;
-    const cage = cageOf(number);
+    const {slots, supplies} = state.board, cage = kind === 'port' && cageOf(number);
+    if (kind !== 'port') return kind === 'slot' ? `Slot ${number}: ${slots[number - 1].board}`
+      : `Supply ${number}: ${supplyText(supplies[number - 1])}`;
     if (!cage?.module) return `Port ${number}: ${cage ? 'empty' : 'copper'}`;
     const signs = [cage.module, cage.tx_fault && 'fault', cage.tx_disable && 'transmitter off', !cage.loss_of_signal ? 'signal' : 'no signal'];
     return `Port ${number}: ${signs.filter(Boolean).join(', ')}`;
@@ -126,17 +123,16 @@ function page() {
     const shown = JSON.stringify([selected.id, cage, state.board.links, kind !== 'port' && labelOf(selected), modules.length]);
     if ($('#selection').dataset.shown === shown) return;
     $('#selection').dataset.shown = shown;
-    const controls = kind === 'slot' ? slotControls(number) : kind === 'supply' ? [supplyControl(number, 'State')] : cageControls(cage);
+    const controls = {slot: slotControls, supply: supplyControls, port: () => cageControls(cage)}[kind](number);
     put($('#selection'), element('h2', {}, labelOf(selected)), ...controls);
     showModule(cage);
   }
 
   const slotControls = (slot) => [choice('Daughter board', [['none'], ['copper'], ['sfp']],
     (board) => act('fit', {slot, board}), state.board.slots[slot - 1].board)];
-  function supplyControl(supply, legend) {
-    const {type, good} = state.board.supplies[supply - 1];
-    return choice(legend, [['ac', 'AC'], ['dc', 'DC'], ['failed'], ['none', 'pulled']],
-      (value) => act('set supply', {supply, state: value}), good || type === 'none' ? type : 'failed');
+  function supplyControls(supply) {
+    const {type, good} = state.board.supplies[supply - 1], states = [['ac', 'AC'], ['dc', 'DC'], ['failed'], ['none', 'pulled']];
+    return [choice('State', states, (to) => act('set supply', {supply, state: to}), good || type === 'none' ? type : 'failed')];
   }
 
   function cageControls(cage) {
@@ -157,16 +153,14 @@ function page() {
   }
 
   async function showModule(cage) {
-    const of = selected;
-    decoded = cage?.module && await ask('module?port=' + cage.port).catch(() => null);
+    const of = selected, decoded = cage?.module && await ask('module?port=' + cage.port).catch(() => null);
     if (of !== selected) return;
     if (!decoded) return put($('#view-module'), element('p', {className: 'hint'}, 'Choose a cage with a module on the front panel.'));
     const bytes = decoded.page.match(/../g), text = (byte) => String.fromCharCode(parseInt(byte, 16)).replace(/[^ -~]/, '.');
     const dump = numbers(0, 16).map((i) => bytes.slice(16 * i, 16 * i + 16)).map((row, i) =>
       `${(16 * i).toString(16).padStart(2, '0')}  ${row.join(' ')}  ${row.map(text).join('')}`);
-    const plain = (value) => [value].flat().join(', ') || '-';
     put($('#view-module'), element('h3', {}, `Port ${cage.port}: ${cage.module}`),
-      element('dl', {className: 'decoded'}, ...pairs(Object.fromEntries(Object.entries(decoded.decoded).map(([name, value]) => [name, plain(value)])))),
+      element('dl', {className: 'decoded'}, ...pairs(decoded.decoded)),
       element('pre', {tabIndex: 0, ariaLabel: 'Bytes of the page'}, dump.join('\n')));
   }
 
@@ -225,19 +219,15 @@ function page() {
   const tabs = [...document.querySelectorAll('[role=tab]')], viewOf = (tab) => document.getElementById(tab.getAttribute('aria-controls'));
   function open(tab) {
     for (const each of tabs) {
-      each.ariaSelected = String(each === tab);
-      each.tabIndex = each === tab ? 0 : -1;
+      Object.assign(each, {ariaSelected: String(each === tab), tabIndex: each === tab ? 0 : -1});
       viewOf(each).hidden = each !== tab;
     }
     subscribe();
   }
-  tabs.forEach((tab, i) => {
-    tab.onclick = () => open(tab);
-    tab.onkeydown = ({key}) => {
-      const to = {ArrowRight: (i + 1) % tabs.length, ArrowLeft: i - 1, Home: 0, End: -1}[key];
-      if (to !== undefined) tabs.at(to).focus(), open(tabs.at(to));
-    };
-  });
+  tabs.forEach((tab, i) => Object.assign(tab, {onclick: () => open(tab), onkeydown: ({key}) => {
+    const to = {ArrowRight: (i + 1) % tabs.length, ArrowLeft: i - 1, Home: 0, End: -1}[key];
+    if (to !== undefined) tabs.at(to).focus(), open(tabs.at(to));
+  }}));
 
   // Requests: the last 2000 are kept, and those of the chosen nodes shown, 500 at most.
   const nodeOf = (line) => line.match(/^(gpio|i2c|flash) /)?.[1] ?? 'other';
@@ -263,7 +253,7 @@ function page() {
   $('#map').append(...cells);
   const sectors = (bytes) => bytes / 0x10000, percent = (pages, of) => Math.ceil(pages / of / 2.56) + ' %';
   function showSector(i) {
-    const {used, erases} = state.sectors, region = state.regions.findLast(({start}) => sectors(start) <= i).region;
+    const {used, erases} = state.sectors, {region} = state.regions.findLast(({start}) => sectors(start) <= i);
     $('#sector').textContent = `Sector ${i} at 0x${(i * 0x10000).toString(16).padStart(8, '0')}, ${region}: ` +
       `${used[i] ? percent(used[i], 1) + ' used' : 'erased'}; erased ${erases[i]} times`;
   }
@@ -305,7 +295,7 @@ function page() {
   function show() {
     for (const part of fresh) shows[part]?.();
     if (added.length) showLines(added);
-    [fresh, added] = [new Set(), []];
+    fresh = new Set(), added = [];
   }
   function take({requests = [], ...news}) {
     if (!fresh.size && !added.length) requestAnimationFrame(show);
@@ -322,6 +312,7 @@ function page() {
   addEventListener('pagehide', () => feed.postMessage('ends'));
   addEventListener('pageshow', ({persisted}) => persisted && location.reload());
   open(tabs[0]);
+  showModule();
   ask('modules').then((catalogue) => modules = catalogue.modules);
   ask('actions').then(({actions}) => {
     $('#fault-form').append(formOf(actions.find(({action}) => action === 'fail')));

@@ -16,7 +16,8 @@ using httplib::Response;
 
 constexpr char kJson[] = "application/json";
 constexpr size_t kLongestBody = 64 * 1024;
-constexpr int kRefused = 400, kUnknown = 401, kForbidden = 403, kAbsent = 404, kImpossible = 409, kBusy = 503;
+constexpr int kRefused = 400, kUnknown = 401, kForbidden = 403, kAbsent = 404, kImpossible = 409, kTooLong = 413,
+              kBusy = 503;
 
 void answer(Response &response, const Json &document) {
   response.set_content(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n", kJson);
@@ -28,9 +29,8 @@ void refuse(Response &response, int status, const std::string &text) {
 }
 
 std::string host_of(const std::string &text) {
-  size_t colon = text.rfind(':'), bracket = text.rfind(']');
-  bool port = colon != std::string::npos && (bracket == std::string::npos || colon > bracket);
-  return port ? text.substr(0, colon) : text;
+  size_t bracket = text.rfind(']');  // of an address that has colons of its own
+  return text.substr(0, text.find(':', bracket == std::string::npos ? 0 : bracket));
 }
 
 bool same_text(const std::string &a, const std::string &b) {
@@ -119,11 +119,8 @@ void add_pages(httplib::Server &server, const Settings &settings, Watcher &watch
   });
   server.set_error_handler([](const Request &request, Response &response) {
     if (!response.body.empty()) return;
-    bool absent = response.status == kAbsent, longer = response.status == 413;
-    refuse(response, response.status,
-           absent   ? "path: nothing is at " + request.path
-           : longer ? "body: longer than 64 KiB"
-                    : "request: not understood");
+    std::string text = response.status == kAbsent ? "path: nothing is at " + request.path : "request: not understood";
+    refuse(response, response.status, response.status == kTooLong ? "body: longer than 64 KiB" : text);
   });
   server.Get("/", [settings](const Request &request, Response &response) {
     if (!request.has_param("token")) return response.set_content(kPage_html, "text/html; charset=utf-8");
@@ -143,9 +140,9 @@ void add_pages(httplib::Server &server, const Settings &settings, Watcher &watch
   server.Get("/api/module", answering([board](const Request &request) {
                return module_document(board, tool::number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
              }));
-  server.Get("/api/flash", answering([board, &watcher](const Request &) {
+  server.Get("/api/flash", answering([board](const Request &) {
                Json flash = tool::flash_document({board});
-               flash["sectors"] = watcher.sectors();
+               flash["sectors"] = sectors_document(board, *std::make_unique<Sectors>());
                return flash;
              }));
   server.Post("/api/(.+)", answering([board](const Request &request) {

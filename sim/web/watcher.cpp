@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -48,27 +47,22 @@ uint16_t used_pages(int fd, unsigned sector) {
   return static_cast<uint16_t>(used);
 }
 
+ino_t state_file_of(const std::filesystem::path &folder) {
+  struct stat state = {};
+  stat((folder.native() + kStateFile).c_str(), &state);
+  return state.st_ino;
+}
+
 }  // namespace
 
 bool Watcher::add_reader() {
   std::lock_guard lock(mutex_);
-  if (readers_ == kMostReaders) return false;
-  ++readers_;
   asked_.notify_one();
-  return true;
-}
-
-void Watcher::remove_reader() {
-  std::lock_guard lock(mutex_);
-  --readers_;
+  return readers_ < kMostReaders && ++readers_ > 0;
 }
 
 // True while the board is the one that is attached: it may have been removed, and made anew.
-bool Watcher::is_same() const {
-  struct stat state = {};
-  stat((folder_.native() + kStateFile).c_str(), &state);
-  return attached_ != nullptr && state.st_ino == state_file_;
-}
+bool Watcher::is_same() const { return attached_ != nullptr && state_file_of(folder_) == state_file_; }
 
 void Watcher::attach() {
   if (is_same()) return;
@@ -76,12 +70,10 @@ void Watcher::attach() {
     tool::OpenBoard open = tool::look_at(board_);
     return std::pair(open.folder, open.attached);
   }();
-  struct stat state = {};
-  stat((folder.native() + kStateFile).c_str(), &state);
-  std::scoped_lock lock(mutex_, sectors_mutex_);
+  std::lock_guard lock(mutex_);
   attached_ = attached;
   folder_ = folder;
-  state_file_ = state.st_ino;
+  state_file_ = state_file_of(folder);
   sectors_ = {};
 }
 
@@ -98,7 +90,7 @@ uint32_t Watcher::publish() {
              {"board", tool::board_document(line)},
              {"picture", picture},
              {"regions", tool::flash_document(line)["regions"]},
-             {"sectors", sectors()}};
+             {"sectors", sectors_document(board_, sectors_)}};
   } catch (const std::runtime_error &error) {
     parts = {{"gone", error.what()}};
   }
@@ -106,7 +98,7 @@ uint32_t Watcher::publish() {
   if (!parts["gone"].is_null()) attached_ = nullptr;
   for (const auto &[name, value] : parts.items()) {
     std::string text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
-    if (Part &part = parts_[name]; part.text != text) part = {text, ++version_};
+    if (Part &part = parts_[name]; part.first != text) part = {text, ++version_};
   }
   ++turn_;
   published_.notify_all();
@@ -131,7 +123,7 @@ std::string Watcher::news(Reader &reader) const {
     text += (text.empty() ? "{\"" : ",\"") + name + "\":" + value;
   };
   for (const auto &[name, part] : parts_)
-    if (part.version > reader.version) add(name, part.text);
+    if (part.second > reader.version) add(name, part.first);
   reader.version = version_;
   if (reader.wants_requests && attached_ != nullptr)
     if (Json lines = lines_for(reader, attached_); !lines.empty()) add("requests", lines.dump());
@@ -150,24 +142,23 @@ std::string Watcher::next(Reader &reader) {
 }
 
 // The counters are taken first: what changes while sectors are read is found next time.
-Json Watcher::sectors() {
-  std::lock_guard lock(sectors_mutex_);
-  const Sectors before = sectors_;
+Json sectors_document(const std::string &board, Sectors &known) {
+  const Sectors before = known;
   std::string image;
   {
-    tool::OpenBoard open = tool::look_at(board_);
-    sectors_.counters = open->flash;
-    sectors_.reflashed = open->watch.reflashed;
+    tool::OpenBoard open = tool::look_at(board);
+    known.counters = open->flash;
+    known.reflashed = open->watch.reflashed;
     image = open.folder.native() + kFlashFile;
   }
-  const Flash &was = before.counters, &is = sectors_.counters;
-  bool all = !before.counted || before.reflashed != sectors_.reflashed;
+  const Flash &was = before.counters, &is = known.counters;
+  bool all = !before.counted || before.reflashed != known.reflashed;
   sys::File file(sys::open(image.c_str(), O_RDONLY | O_CLOEXEC));
   for (unsigned i = 0; i < kSectors; ++i)
     if (all || was.erases[i] != is.erases[i] || was.programs[i] != is.programs[i])
-      sectors_.used[i] = used_pages(file.get(), i);
-  sectors_.counted = true;
-  return {{"erases", is.erases}, {"used", sectors_.used}};
+      known.used[i] = used_pages(file.get(), i);
+  known.counted = true;
+  return {{"erases", is.erases}, {"used", known.used}};
 }
 
 }  // namespace zelsim::web

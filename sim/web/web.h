@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <memory>
@@ -37,6 +38,16 @@ struct Reader {
 /** Most pages that may be open at once. */
 constexpr unsigned kMostReaders = 64;
 
+/** The flash's sectors as they were counted, so that only those are counted again which have changed. */
+struct Sectors {
+  bool counted;
+  Flash counters;
+  uint32_t reflashed;
+  uint16_t used[kSectors];
+};
+/** Erases, and pages of 256 bytes in use, of each sector; brings `known` up to date. */
+Json sectors_document(const std::string &board, Sectors &known);
+
 /** Waits for changes of a board, once for all pages, and keeps what they show as parts with a version each. */
 class Watcher {
  public:
@@ -47,35 +58,22 @@ class Watcher {
 
   /** False when there are too many. */
   bool add_reader();
-  void remove_reader();
+  void remove_reader() { --readers_; }
 
   /** What is new to a reader, as a JSON object; empty when nothing was for some seconds. */
   std::string next(Reader &reader);
 
-  /** Erases, and pages of 256 bytes in use, of each sector of the flash. */
-  Json sectors();
-
  private:
-  struct Part {
-    std::string text;
-    uint64_t version;
-  };
-  struct Sectors {
-    bool counted;
-    Flash counters;
-    uint32_t reflashed;
-    uint16_t used[kSectors];
-  };
-
+  using Part = std::pair<std::string, uint64_t>;  // its text and version
   bool is_same() const;
   void attach();
   uint32_t publish();
   std::string news(Reader &reader) const;
 
   const std::string board_;
-  std::mutex mutex_, sectors_mutex_;
+  std::mutex mutex_;
   std::condition_variable published_, asked_;
-  unsigned readers_ = 0;
+  std::atomic<unsigned> readers_ = 0;
   uint64_t turn_ = 0, version_ = 0;  // of publishing, of the parts
   std::map<std::string, Part> parts_;
   std::shared_ptr<const Attached> attached_;
