@@ -258,9 +258,9 @@ function page() {
       `${used[i] ? percent(used[i], 1) + ' used' : 'erased'}; erased ${erases[i]} times`;
   }
   function showFlash() {
-    const {used, erases} = state.sectors;
+    const {used, erases} = state.sectors, starts = new Set(state.regions.map(({start}) => sectors(start)));
     cells.forEach((cell, i) => {
-      cell.className = `cell${used[i] === 256 ? ' used' : used[i] ? ' part' : ''}${erases[i] ? ' worn' : ''}`;
+      cell.className = `cell${used[i] === 256 ? ' used' : used[i] ? ' part' : ''}${erases[i] ? ' worn' : ''}${starts.has(i) ? ' start' : ''}`;
       cell.style.setProperty('--wear', Math.min(1, 0.15 + Math.log10(erases[i] || 1) / 3));
     });
     table('#regions', state.regions.map(({region, start, size, erases: erased, programs}) => {
