@@ -13,6 +13,9 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
+if(CMAKE_CROSSCOMPILING)
+  list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_FIND_ROOT_PATH}/lib)
+endif()
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
 set(ZELBOARD_ABOUT "zelboard drives the LEDs, alarm relay, watchdog, power supervision, SFP cages
@@ -57,7 +60,8 @@ zelboard_package(library libzelboard${PROJECT_VERSION_MAJOR} libs library
   EXTRA ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 zelboard_package(development libzelboard-dev libdevel development
   "This package contains the headers, the static library, and what pkg-config and
-CMake need to find them; a manual page for each function, the guides and examples."
+CMake need to find them; a manual page for each function, the guides and the
+examples."
   NEEDS library)
 if(TARGET zelctl AND TARGET zelsim)
   zelboard_package(tools zelboard-tools admin tools

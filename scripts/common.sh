@@ -1,6 +1,16 @@
 # Sourced by the scripts: where things are, and how to get what they need from Debian.
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+arm_toolchain=-DCMAKE_TOOLCHAIN_FILE=$root/cmake/arm-linux-gnueabihf.cmake
+
+# Shows, on a terminal, the last line of long work in one line that keeps changing.
+progress() {
+  if [ ! -t 1 ]; then cat >/dev/null; return; fi
+  local line
+  while IFS= read -r line; do printf '\r\033[K%.*s' "$(($(tput cols 2>/dev/null || echo 80) - 1))" "$line"; done
+  printf '\r\033[K'
+}
+
 # Installs the packages named that are not there yet. As root it works as it is, otherwise through sudo.
 need() {
   local missing=() package
@@ -11,12 +21,15 @@ need() {
   local as=()
   [ "$(id -u)" -eq 0 ] || as=(sudo)
   echo "Installing ${missing[*]}"
-  "${as[@]}" apt-get update -qq
-  "${as[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  "${as[@]}" apt-get update -q | progress
+  "${as[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" | progress
 }
 
-# What every build needs.
-need_build() { need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev pkg-config libcpp-httplib-dev; }
+# What every build needs, with what else the script does. INSTALL_ONLY=1 before a script's name ends it here.
+need_build() {
+  need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev pkg-config libcpp-httplib-dev "$@"
+  [ -z "${INSTALL_ONLY:-}" ] || exit 0
+}
 
 # Configures and builds quietly; a failure shows everything. build FOLDER [CMAKE OPTION ...] [-- TARGET ...]
 build() {
@@ -26,7 +39,7 @@ build() {
   [ $# -gt 0 ] && shift && targets=("$@")
   log=$(mktemp)
   if ! { cmake -S "$root" -B "$folder" -G Ninja "${options[@]}" && cmake --build "$folder" --target "${targets[@]:-all}"; } \
-      >"$log" 2>&1; then
+      2>&1 | tee "$log" | progress; then
     cat "$log"
     rm -f "$log"
     return 1

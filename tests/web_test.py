@@ -20,7 +20,10 @@ except ImportError:
     webdriver = None
 
 BUILD = os.path.abspath(sys.argv[1])
-ZELSIM, ZELCTL, INDICATORS = (f"{BUILD}/{path}" for path in ("bin/zelsim", "bin/zelctl", "examples/indicators"))
+ZELSIM = f"{BUILD}/bin/zelsim"
+# The programs on the board are those that are shipped, from the build beside a sanitised one.
+SHIPPED = f"{BUILD}/plain" if os.path.isdir(f"{BUILD}/plain") else BUILD
+ZELCTL, INDICATORS = f"{SHIPPED}/bin/zelctl", f"{SHIPPED}/examples/indicators"
 PATIENCE = 60
 
 

@@ -1,0 +1,36 @@
+#!/bin/sh
+# The packages for the switch's processor, installed by dpkg into a root of their own that holds what they depend on and
+# nothing else: packages_arm_test.sh FOLDER. Tool, virtual switch and a program run there under the emulator.
+set -eu
+packages=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export ZELSIM_HOME="$work/boards"
+root=$work/root
+fail() { echo "$*"; exit 1; }
+
+mkdir -p "$root/lib" "$root/var/lib/dpkg"
+for library in ld-linux-armhf.so.3 libc.so.6 libm.so.6 libstdc++.so.6 libgcc_s.so.1; do
+  cp -L "/usr/arm-linux-gnueabihf/lib/$library" "$root/lib"
+done
+touch "$root/var/lib/dpkg/status" "$root/var/lib/dpkg/available"
+dpkg_there() { fakeroot dpkg --root="$root" --force-architecture,depends,script-chrootless --log=/dev/null "$@"; }
+dpkg_there -i "$packages"/*_armhf.deb >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+for part in libzelboard1 libzelboard-dev zelboard-tools; do
+  dpkg_there -s $part | grep -q '^Status: install ok installed' || fail "$part is not installed"
+  dpkg_there -s $part | grep -E '^Depends:.*(cross|:armhf)' && fail "$part depends on the compiler's libraries"
+done
+
+there() { qemu-arm -L "$root" "$root/usr/bin/zelsim" run --fast -- qemu-arm -L "$root" "$@" 2>"$work/errors"; }
+there "$root/usr/bin/zelctl" led set system on || fail "zelctl does not run: $(cat "$work/errors")"
+cat >"$work/program.c" <<'END'
+#include <zelboard/zelboard.h>
+int main(void) {
+  uint8_t led = 0;
+  return FW_GetSystemLed(&led) != 0 || led != 1;
+}
+END
+arm-linux-gnueabihf-gcc -I "$root/usr/include" "$work/program.c" -L "$root/usr/lib/arm-linux-gnueabihf" -lzelboard \
+  -o "$work/program"
+there "$work/program" || fail "a program does not see the LED that zelctl has set: $(cat "$work/errors")"
+[ "$(qemu-arm -L "$root" "$root/usr/bin/zelsim" get panel.system)" = 1 ] || fail "zelsim does not show the LED"
