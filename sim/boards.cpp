@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
-#include <regex>
 
 #include "../tools/replace_file.h"
 #include "system_calls.h"
@@ -134,8 +133,9 @@ void store(OpenBoard &board, const std::string &image, off_t at = 0) {
 }  // namespace
 
 void check_name(const std::string &name) {
-  static const std::regex kPlain("[A-Za-z0-9_][A-Za-z0-9._-]{0,63}");
-  if (!std::regex_match(name, kPlain))
+  constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-";
+  if (name.empty() || name.size() > 64 || name[0] == '.' || name[0] == '-' ||
+      name.find_first_not_of(kPlain) != std::string::npos)
     throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
 }
 

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <regex>
 
 #include "request.h"
 #include "tool.h"
@@ -45,17 +44,17 @@ void parse_request(FaultCall &on, const std::string &text) {
 }
 
 FaultCall parse_target(const std::string &target) {
-  static const std::regex kTarget("([^:@]*)(:([^@]*))?(@([^@-]*)(-([^@]*))?)?");
-  enum Group { kNode = 1, kHasRequest, kRequest, kHasAddress, kFirst, kHasLast, kLast };
-  std::smatch part;
-  if (!std::regex_match(target, part, kTarget))
+  const size_t end = target.size(), at = std::min(target.find('@'), end), colon = std::min(target.find(':'), at),
+               dash = std::min(target.find('-', at), end);
+  const auto between = [&](size_t from, size_t to) { return target.substr(from + 1, to - from - 1); };
+  if (at < end && target.rfind('@') != at)
     throw Usage("NODE: '" + target + "' is not like NODE[:REQUEST][@ADDRESS[-ADDRESS]]");
   FaultCall on = {};
-  on.node = static_cast<Node>(choice(part[kNode], "NODE", "gpio|i2c|flash|any") + 1);
-  if (part[kHasRequest].matched) parse_request(on, part[kRequest]);
-  on.has_address = part[kHasAddress].matched;
-  if (on.has_address) on.first_address = on.last_address = number(part[kFirst], "ADDRESS", 0, UINT32_MAX);
-  if (part[kHasLast].matched) on.last_address = number(part[kLast], "ADDRESS", on.first_address, UINT32_MAX);
+  on.node = static_cast<Node>(choice(target.substr(0, colon), "NODE", "gpio|i2c|flash|any") + 1);
+  if (colon < at) parse_request(on, between(colon, at));
+  on.has_address = at < end;
+  if (on.has_address) on.first_address = on.last_address = number(between(at, dash), "ADDRESS", 0, UINT32_MAX);
+  if (dash < end) on.last_address = number(between(dash, end), "ADDRESS", on.first_address, UINT32_MAX);
   return on;
 }
 

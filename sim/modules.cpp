@@ -1,6 +1,6 @@
 #include <algorithm>
+#include <cctype>
 #include <numeric>
-#include <regex>
 #include <sstream>
 
 #include "tool.h"
@@ -19,6 +19,7 @@ struct Kind {
 };
 
 constexpr size_t kRate = 12;
+constexpr char kHexDigits[] = "0123456789abcdefABCDEF";
 constexpr uint8_t kSfp = 0x03, kQsfp = 0x0d;
 constexpr uint8_t kLc = 0x07, kSc = 0x01, kPigtail = 0x21, kRj45 = 0x22, kNoConnector = 0x23;
 
@@ -84,30 +85,37 @@ std::string bytes_of(const std::string &line, size_t most) {
   for (std::string word; words >> word && bytes.size() < most;) {
     std::erase(word, ',');
     if (word.starts_with("0x")) word.erase(0, 2);
-    bool hex = word.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos && word.size() % 2 == 0;
+    bool hex = word.find_first_not_of(kHexDigits) == std::string::npos && word.size() % 2 == 0;
     if (!hex) break;
     for (size_t i = 0; i < word.size(); i += 2) bytes += static_cast<char>(std::stoul(word.substr(i, 2), nullptr, 16));
   }
   return bytes;
 }
 
+// The offset at the beginning of a line, such as "0x0000:", "00:" or "00000010", and where it ends; 0: there is none.
+size_t end_of_offset(const std::string &line, size_t &offset) {
+  size_t first = std::min(line.find_first_not_of(" \t"), line.size());
+  if (line.compare(first, 2, "0x") == 0) first += 2;
+  const size_t end = std::min(line.find_first_not_of(kHexDigits, first), line.size()), digits = end - first;
+  const bool colon = line[end] == ':', alone = end == line.size() || std::isspace(line[end]) != 0;
+  if (digits < 1 || digits > 8 || !(colon || (alone && digits >= 6))) return 0;
+  offset = std::stoul(line.substr(first, digits), nullptr, 16);
+  return end + colon;
+}
+
 std::string parse_dump(const std::string &content) {
-  // Such as "0x0000:", "00:" or "00000010".
-  static const std::regex kOffset("\\s{0,9}(?:0x)?([0-9a-fA-F]{1,8}:|[0-9a-fA-F]{6,8}(?!\\S))");
   std::string page;
   std::istringstream lines(content);
   bool repeated = false;
   for (std::string line; std::getline(lines, line) && page.size() <= kTwoPages;) {
-    std::smatch found;
-    bool numbered = std::regex_search(line, found, kOffset, std::regex_constants::match_continuous);
-    size_t offset = numbered ? std::stoul(found[1], nullptr, 16) : page.size();
+    size_t offset = page.size(), end = end_of_offset(line, offset);
     // A line "*" stands for as many copies of the one before as reach to the next offset.
     while (repeated && page.size() >= kBytesPerLine && page.size() < std::min(offset, kTwoPages))
       page += page[page.size() - kBytesPerLine];
     repeated = line == "*";
     if (offset != page.size())
       throw Usage("MODULE: the dump jumps from byte " + std::to_string(page.size()) + " at: " + line);
-    page += numbered ? bytes_of(found.suffix(), kBytesPerLine) : bytes_of(line, kTwoPages);
+    page += end > 0 ? bytes_of(line.substr(end), kBytesPerLine) : bytes_of(line, kTwoPages);
   }
   return page;
 }

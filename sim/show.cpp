@@ -3,7 +3,6 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <numeric>
-#include <regex>
 #include <set>
 
 #include "request.h"
@@ -186,7 +185,14 @@ std::string hex(uint32_t value, int digits) {
 
 std::string escaped(const std::string &text) {
   std::string quoted = Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
-  return std::regex_replace(quoted.substr(1, quoted.size() - 2), std::regex("\x7f|\xc2[\x80-\x9f]"), "\\x7f");
+  std::string safe;
+  for (size_t i = 1; i + 1 < quoted.size(); ++i) {
+    // What JSON leaves alone: DEL, and the C1 controls, of two bytes in UTF-8.
+    bool c1 = quoted[i] == '\xc2' && quoted[i + 1] < '\xa0';
+    safe += c1 || quoted[i] == '\x7f' ? "\\x7f" : quoted.substr(i, 1);
+    i += c1;
+  }
+  return safe;
 }
 
 std::string board_type(const Board &board, unsigned slot) {
