@@ -20,7 +20,9 @@ _zelboard() {
     help=$("$tool" "${path[@]}" --help 2>/dev/null) || return
   done
   case ${path[*]}/$previous in
-    */--board) words=$(_zelboard_names list boards) ;;
+    */--board | delete/delete | reset/reset | serve/serve) words=$(_zelboard_names list boards) ;;
+    # Files, by the default below.
+    flash\ load/load | flash\ save/save | panel/--svg | run/=) words= ;;
     plug/[0-9]*) words=$(_zelboard_names modules modules) ;;
     # First words of the lists of commands and options, and the values of a list.
     *) words=$(awk '/^(Options|Subcommands):/ { list = 1; next } /^[^ ]/ { list = 0 }

@@ -283,7 +283,9 @@ void get_value(const Line &line) {
   Json board = board_document(line);
   const Json *value = &board;
   std::string last;
-  for (const std::string &word : split(line.words[0], '.')) value = &step(*value, last = word);
+  Words path = split(line.words[0], '.');
+  if (path.empty()) path = {""};
+  for (const std::string &word : path) value = &step(*value, last = word);
   bool whole = line.json || value->is_object() || is_table(*value);
   if (whole) return print(*value, line.json);
   std::puts(plain(last, *value).c_str());

@@ -21,6 +21,7 @@ done <<'END'
 2;'a\nb\u001b';plug 3 "$(printf 'a\nb\033')"
 2;NAME: '';delete ''
 2;PATH: 'alrm' is not in: system alarm;get panel.alrm
+2;PATH: '';get ''
 2;--region: 'unused';flash save - --region unused
 2;REQUEST: 'read';fail gpio:read
 2;'gpio:0x00' can never strike;fail gpio:0x00
