@@ -31,7 +31,7 @@ for turn in range(chance.randrange(2000)):
 """
 commands = """
 ctl led set system blink|ctl led list|ctl ports|ctl panel|ctl sfp list|ctl flash map|ctl env set name value|ctl env list
-ctl firmware write FILE --partition 1|ctl db shared write FILE|ctl identity name SOAK|ctl power|ctl selftest
+ctl firmware write FILE --partition 1 --yes|ctl db shared write FILE|ctl identity name SOAK|ctl power|ctl selftest
 sim fit 1 sfp|sim fit 1 copper|sim fit 1 none|sim plug 25 copper|sim plug 5 10g-sr|sim unplug 25|sim show|sim show --json
 sim set supply 1 failed|sim set supply 1 ac|sim set busy 1|sim set busy 0|sim fail i2c:BufRead --count 3|sim fail --list
 sim fail flash:write --result killed --count 1|sim heal|sim reset|sim flash stats|sim flash save SAVED|sim flash erase
@@ -86,5 +86,5 @@ if faults:
 for line in (["heal"], ["reset"], ["flash", "erase"], ["show", "--json"]):
     shown = subprocess.run([zelsim] + line, check=True, timeout=30, capture_output=True).stdout
 json.loads(shown)
-for line in (["led", "set", "alarm", "on"], ["selftest"], ["firmware", "write", file, "--partition", "2"]):
+for line in (["led", "set", "alarm", "on"], ["selftest"], ["firmware", "write", file, "--partition", "2", "--yes"]):
     subprocess.run(on_switch + [zelctl] + line, check=True, timeout=30, stdout=subprocess.DEVNULL)

@@ -1,7 +1,8 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstring>
-#include <regex>
 
 #include "tool.h"
 
@@ -31,33 +32,70 @@ App *group(App &parent, const char *name, const char *what, const char *example,
 
 const Action &chosenAction() { return chosen; }
 
-const CLI::Validator kDecimal(
-    [](std::string &text) {
-      text = std::regex_replace(text, std::regex("^0+(?=[0-9])"), "");
-      return std::string();
-    },
-    "");
+CLI::Validator wholeNumber(uint32_t low, uint32_t high) {
+  const auto parse = [=](std::string &text) -> std::string {
+    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const char *first = text.c_str() + (hexadecimal ? 2 : 0), *end = text.c_str() + text.size();
+    uint32_t number = 0;
+    const auto [rest, error] = std::from_chars(first, end, number, hexadecimal ? 16 : 10);
+    if (error != std::errc() || rest != end || number < low || number > high)
+      return format("'%s' is not a number from %u to %u", text.c_str(), low, high);
+    text = std::to_string(number);
+    return {};
+  };
+  return CLI::Validator(parse, "");
+}
 
 CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high) {
   CLI::Option *option = app->add_option(name, value, what)->required(name[0] != '-');
   option->type_name(low == 0 && high == 0xFFFFFFFF ? "NUMBER" : format("%u-%u", low, high));
-  return option->check(CLI::Range(low, high).description(""))->transform(kDecimal);
+  return option->transform(wholeNumber(low, high));
 }
 
 CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices) {
   std::string names;
   for (const auto &[word, code] : choices) names += (names.empty() ? "" : "|") + word;
+  const auto find = [=](std::string &text) -> std::string {
+    for (const auto &[word, code] : choices) {
+      const std::string digits = std::to_string(code);
+      if (text != word && (text != digits || choices.front().first != "off")) continue;
+      text = digits;
+      return {};
+    }
+    return "'" + text + "' is not one of " + names;
+  };
   CLI::Option *option = app->add_option(name, value, what)->required(name[0] != '-')->type_name(names);
-  return option->transform(CLI::CheckedTransformer(choices).description(""));
+  return option->transform(CLI::Validator(find, ""));
 }
 
-void inputFile(App *app, std::string &path) {
-  app->add_option("FILE", path, "A file")->check(CLI::ExistingFile)->required();
+static std::string faultOf(const std::string &path) {
+  struct stat status {};
+  const bool known = stat(path.c_str(), &status) == 0;
+  if (known && S_ISREG(status.st_mode)) return {};
+  return "'" + path + "': " + (known ? "not an ordinary file" : std::strerror(errno));
 }
 
-void outputFile(App *app, std::string &path) { app->add_option("FILE", path, "File, replaced")->required(); }
+void inputFile(App *app, std::string &path, const char *what) {
+  app->add_option("FILE", path, what)->check(CLI::Validator(faultOf, ""))->type_name("")->required();
+}
+
+void outputFile(App *app, std::string &path) {
+  app->add_option("FILE", path, "File to write; one that is there is replaced")->type_name("")->required();
+}
+
+void outputOption(App *app, std::string &path) {
+  app->add_option("-o,--output", path, "Write the bytes to this file")->type_name("FILE");
+}
 
 void asksFirst(App *app) { app->add_flag("--yes", settings.yes, "Do not ask"); }
+
+static bool allow_empty;
+
+void takesEmpty(App *app) { app->add_flag("--allow-empty", allow_empty, "Take a file without any bytes"); }
+
+void refuseEmpty(const std::string &path, uint64_t size) {
+  if (size == 0 && !allow_empty) refuseArgument("FILE", path + " is empty: --allow-empty takes it");
+}
 
 void confirm(const std::string &question) {
   if (settings.yes) return;

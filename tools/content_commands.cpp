@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "records.h"
@@ -20,46 +21,55 @@ constexpr Database kDatabases[] = {
     {"shared", "Shared database", {FW_REGION_SHARED_DATABASE, 0}}};
 constexpr const Database *kGen = &kDatabases[0], *kCustom = &kDatabases[1];
 
-static uint32_t roomOf(const Database &database) {
-  const uint32_t room = FW_SpiFlash_GetMapLen(database.selectors[0]);
-  if (room == FW_REFUSED) requireBoard();
-  return room;
+/** What the table and the stored bytes say of a copy; throws when the flash cannot be read. */
+static std::string verdictOf(const Database &database) {
+  for (const Json &row : databases())
+    if (row["database"] == format("%s %u", database.name, partition)) return row["verdict"];
+  return "unknown";
 }
 
 static void read(const Database &database) {
   uint8_t *data = nullptr;
-  uint32_t length = roomOf(database);
+  uint32_t length = regionLength(database.selectors[0]);
+  const std::string verdict = verdictOf(database);  // the read itself does not tell a driver that is silent from no database
   const uint32_t status = &database == kGen      ? FW_ReadGenDatabase(&data, &length, partition)
                           : &database == kCustom ? FW_ReadCustomizeDatabase(&data, partition)
                                                  : FW_ReadSharedDatabase(&data, &length);
-  if (status == FW_FAIL) throw Failure{format("FW_FAIL: %s: empty, damaged or unreadable", database.what), status};
-  require(status, database.what);
+  const std::string what = format("%s %u", database.what, partition);
+  if (status == FW_FAIL && verdict != "valid") throw Failure{"FW_FAIL: " + what + ": " + verdict, status};
+  require(status, what);
   const std::unique_ptr<uint8_t, decltype(&std::free)> owner(data, std::free);
   writeFile(path, {data, length});
   show(record("file", path, "length", length, "checksum", dbChecksum(data, length)));
 }
 
 static void write(const Database &database) {
-  const std::vector<uint8_t> bytes = readFile(path, roomOf(database));
+  const std::vector<uint8_t> bytes = readFile(path, regionLength(database.selectors[0]));
+  refuseEmpty(path, bytes.size());
   const auto length = static_cast<uint32_t>(bytes.size());
-  require(&database == kGen      ? FW_WriteGenDatabase(bytes.data(), length, partition)
-          : &database == kCustom ? FW_WriteCustomizeDatabase(path.c_str(), partition)
-                                 : FW_WriteSharedDatabase(bytes.data(), length),
-          database.what);
+  startChange();  // one piece of work: a database that is cut short is none
+  const uint32_t status = &database == kGen      ? FW_WriteGenDatabase(bytes.data(), length, partition)
+                          : &database == kCustom ? FW_WriteCustomizeDatabase(path.c_str(), partition)
+                                                 : FW_WriteSharedDatabase(bytes.data(), length);
+  const std::string what = format("%s %u", database.what, partition);
+  if (status != 0)
+    throw Failure{statusName(status) + ": " + what + " was not stored whole: see zelctl db table", status};
+  if (readFlash(regionStart(database.selectors[partition - 1]), length) != bytes)
+    throw Failure{what + " was stored, but the flash does not hold it"};
 }
 
 static std::string verdict(const Database &database, uint32_t selector, uint32_t length, uint32_t checksum) {
-  const uint32_t start = FW_SpiFlash_GetMapAddr(selector), room = roomOf(database);
+  const uint32_t start = regionStart(selector), room = regionLength(selector);
   if (length == 0 || (length == kBlank && checksum == kBlank))
     return &database != kCustom || isErased(readFlash(start, room)) ? "empty" : "holds data, no checksum";
   if (length > room) return "damaged";
   return dbChecksum(readFlash(start, length).data(), length) == checksum ? "valid" : "damaged";
 }
 
-constexpr uint32_t kFitted = 4;  // no --variant: the one that is fitted
+constexpr uint32_t kAsFitted = 4;  // no --variant
 
 static std::string text;
-static uint32_t variant = kFitted, byte;
+static uint32_t variant = kAsFitted, byte;
 
 /** The library prints the stored names as "Custom Name For LABEL: [NAME]". */
 static Json storedNames() {
@@ -79,25 +89,25 @@ static Json storedNames() {
 
 static void setName() {
   if (text.size() >= FW_NAME_SIZE) refuseArgument("NAME", "at most 31 characters");
-  const bool fitted = variant == kFitted;
-  require(fitted ? FW_SpiFlash_SetCustomName(text.c_str()) : FW_SpiFlash_WriteCustomName(text.c_str(), variant),
-          "model name");
+  if (variant == kAsFitted) variant = copperBoards();
+  holdSignals();
+  require(FW_SpiFlash_WriteCustomName(text.c_str(), variant), "model name");
 }
 
 static void describe() {
   if (text.size() >= FW_DESCRIPTION_SIZE) refuseArgument("TEXT", "at most 255 characters");
+  holdSignals();
   require(FW_SpiFlash_SetCustomDesc(text.c_str()), "description");
 }
 
 static void setPowerByte() {
   const auto mode = static_cast<uint8_t>(byte);
+  holdSignals();
   require(FW_SpiFlash_SetCustomPwrMode(&mode), "power-mode byte");
 }
 
 Json databases() {
-  const uint32_t start = FW_SpiFlash_GetMapAddr(FW_REGION_PARTITION_TABLE);
-  if (start == FW_REFUSED) requireBoard();
-  const std::vector<uint8_t> table = readFlash(start, 40);
+  const std::vector<uint8_t> table = readFlash(regionStart(FW_REGION_PARTITION_TABLE), 40);
   size_t slot = 0;
   Json rows = Json::array();
   for (const Database &database : kDatabases) {
@@ -124,15 +134,20 @@ void addDatabaseCommands(App &app) {
     App *writer = command(*kind, "write", "Stores a file as the database", "db gen write gen.bin --partition 1",
                           [&database] { write(database); });
     outputFile(reader, path);
-    inputFile(writer, path);
+    inputFile(writer, path, "File to store");
+    takesEmpty(writer);
     if (database.selectors[1] == 0) continue;
     for (App *leaf : {reader, writer}) number(leaf, "--partition", partition, "Copy (1)", 1, 2);
   }
 }
 
 Json identity() {
-  char model[36] = "", description[256] = "";
-  require(FW_SpiFlash_GetCustomName(model), "model name");
+  char model[FW_MODEL_SIZE] = "", again[FW_MODEL_SIZE] = "", description[FW_DESCRIPTION_SIZE] = "";
+  // The name is composed of what may fail without a word: the boards and the power mode.
+  copperBoards();
+  power();
+  for (char *name : {model, again}) require(FW_SpiFlash_GetCustomName(name), "model name");
+  if (std::strcmp(model, again) != 0) throw Failure{"model name: two questions, two answers"};
   const uint32_t status = FW_SpiFlash_GetCustomDesc(description);
   if (status != FW_NOT_SET) require(status, "description");
   return record("model", model, "description", status == FW_NOT_SET ? Json() : Json(description), "power_byte",
@@ -143,10 +158,11 @@ void addIdentityCommands(App &app) {
   App *family = group(app, "identity", "Model name, description, power-mode byte", "identity name EDGE-1", "show",
                       [] { show(identity()); });
   App *name = command(*family, "name", "Stores a model name", "identity name EDGE-1 --variant 2", setName);
-  name->add_option("NAME", text, "Name, up to 31 characters")->required();
+  name->add_option("NAME", text, "Name, up to 31 characters")->type_name("")->required();
   number(name, "--variant", variant, "For this number of copper boards, not for those fitted", 0, 3);
   command(*family, "describe", "Stores the description", "identity describe 'Hall 3, rack 7'", describe)
       ->add_option("TEXT", text, "Description, up to 255 characters")
+      ->type_name("")
       ->required();
   number(command(*family, "power-byte", "Stores the power-mode byte", "identity power-byte 3", setPowerByte), "VALUE",
          byte, "Value", 0, 255);

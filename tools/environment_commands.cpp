@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 
 #include "records.h"
@@ -38,25 +39,61 @@ static void set() {
   if (name.empty() || name.size() > kNameLimit || name.find('=') != std::string::npos)
     refuseArgument("NAME", format("1 to %zu characters without '='", kNameLimit));
   if (value.empty() || value.size() > kValueLimit) refuseArgument("VALUE", format("1 to %zu characters", kValueLimit));
+  startChange();
   require(FW_SpiFlash_EnvAdd(name.c_str(), value.c_str()), "boot environment");
+  const Json known = environment();
+  for (const Json &row : known["variables"])
+    if (row["name"] == name && row["value"] == value) return;
+  throw Failure{"boot environment: " + name + " does not read back"};
 }
 
-/** The 17 bytes are kept as they are; the usual text form of an address has just that length. */
+/** By the library's table: parsed, the slot taken out, serialised and read back. */
+static void unset() {
+  std::vector<uint8_t> region(FW_ENV_SIZE), again(FW_ENV_SIZE);
+  if (environment()["state"] != "valid") throw Failure{"the boot environment is not valid: nothing is taken out of it"};
+  require(FW_SpiFlashEnvRead(region.data()), "boot environment");
+  env_convert(region.data() + kCrcLength);
+  convert_env(again.data() + kCrcLength);
+  // Everything up to the end of the list must have found room in the table.
+  const auto *end = env_ptr + 1;
+  if (!std::equal<const uint8_t *>(again.data() + kCrcLength, end, region.data() + kCrcLength))
+    throw Failure{"the boot environment holds what would be lost: nothing was changed"};
+  env_slot *const last = std::end(env_data);
+  env_slot *const left = std::remove_if(env_data, last, [](const env_slot &slot) { return text(slot.name) == name; });
+  if (left == last) throw Failure{"no variable " + name + " in the boot environment"};
+  std::memset(left, 0xFF, static_cast<size_t>(last - left) * sizeof *left);
+  std::fill(region.begin(), region.end(), uint8_t{0});
+  convert_env(region.data() + kCrcLength);
+  const uint32_t crc = FW_crc32(region.data() + kCrcLength, FW_ENV_SIZE - kCrcLength);
+  for (size_t i = 0; i < kCrcLength; ++i) region[i] = static_cast<uint8_t>(crc >> 8 * i);
+  startChange();
+  require(FW_SpiFlashEnvWrite(region.data()), "boot environment");
+  require(FW_SpiFlashEnvRead(again.data()), "boot environment");
+  if (again != region) throw Failure{"boot environment: what was written does not read back"};
+}
+
+/** The 17 bytes are kept as they are: those of an address in its usual text form, or any, as hexadecimal digits. */
 static void setMac() {
+  constexpr const char *kDigits = "0123456789abcdefABCDEF";
   std::string bytes = value;
-  if (value.size() == 2 * kMacLength && value.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
+  bool good = value.size() == 2 * kMacLength && value.find_first_not_of(kDigits) == std::string::npos;
+  if (good) {
     for (size_t i = 0; i < kMacLength; ++i)
       bytes[i] = static_cast<char>(std::stoi(value.substr(2 * i, 2), nullptr, 16));
     bytes.resize(kMacLength);
+  } else if (value.size() == kMacLength) {
+    good = true;
+    for (size_t i = 0; i < kMacLength; ++i)
+      good = good && (i % 3 == 2 ? value[i] == ':' || value[i] == '-' : std::strchr(kDigits, value[i]) != nullptr);
   }
-  if (bytes.size() != kMacLength)
-    refuseArgument("MAC", "'" + value + "' is neither 17 characters (00:11:22:33:44:55) nor 34 hexadecimal digits");
+  if (!good) refuseArgument("MAC", "'" + value + "' is neither like 00:11:22:33:44:55 nor 34 hexadecimal digits");
+  byteOf(FW_FlashGetIndex, "flash driver");
+  holdSignals();
   require(FW_SpiFlash_BackupMacSet(reinterpret_cast<const uint8_t *>(bytes.data())), "MAC backup");
 }
 
 Json environment() {
-  std::vector<uint8_t> region(0x10000);
-  require(FW_SpiFlashEnvRead(region.data()), "boot environment");
+  const std::vector<uint8_t> region = readFlash(regionStart(FW_REGION_ENVIRONMENT), FW_ENV_SIZE);
   const bool erased = isErased(region);
   const uint8_t *data = region.data() + kCrcLength;
   const uint32_t crc = FW_crc32(data, static_cast<uint32_t>(region.size() - kCrcLength));
@@ -67,6 +104,13 @@ Json environment() {
     variables.push_back(record("name", text(slot.name), "value", text(slot.value)));
   }
   return record("state", erased ? "erased" : crc == wordAt(region, 0) ? "valid" : "damaged", "variables", variables);
+}
+
+uint32_t askEnvironment(const std::function<uint32_t()> &question) {
+  env_ptr = nullptr;
+  const uint32_t answer = question();
+  if (env_ptr == nullptr) require(FW_FAIL, "boot environment");
+  return answer;
 }
 
 Json macBackup() {
@@ -81,11 +125,15 @@ void addEnvironmentCommands(App &app) {
   App *family = group(app, "env", "Boot environment variables", "env set pwrmode pwr2ac", "list", list);
   App *getter = command(*family, "get", "One variable", "env get pwrmode", get);
   App *setter = command(*family, "set", "Sets a variable, verified", "env set pwrmode pwr2ac", set);
-  for (App *leaf : {getter, setter}) leaf->add_option("NAME", name, "Variable")->required();
-  setter->add_option("VALUE", value, "Value")->required();
+  App *unsetter = command(*family, "unset", "Takes a variable out, verified", "env unset pwrmode", unset);
+  for (App *leaf : {getter, setter, unsetter})
+    leaf->add_option("NAME", name, "Variable, up to 80 characters")->type_name("")->required();
+  setter->add_option("VALUE", value, "Value, up to 511 characters")->type_name("")->required();
 
   family = group(app, "mac-backup", "MAC address backup", "mac-backup set 00:11:22:33:44:55", "get",
                  [] { show(macBackup()); });
   setter = command(*family, "set", "Stores 17 bytes", "mac-backup set 00:11:22:33:44:55", setMac);
-  setter->add_option("MAC", value, "17 characters, or 34 hexadecimal digits")->required();
+  setter->add_option("MAC", value, "As 00:11:22:33:44:55, or any 17 bytes as 34 hexadecimal digits")
+      ->type_name("")
+      ->required();
 }

@@ -1,4 +1,9 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
 #include <zelboard/zelboard.h>
+
+#include <cstring>
 
 #include "tool.h"
 
@@ -13,7 +18,7 @@ constexpr Status kStatuses[] = {
     {FW_NOT_SET, "FW_NOT_SET", "nothing stored"},
     {FW_ABSENT, "FW_ABSENT", "does not answer"},
     {FW_NOT_SFP, "FW_NOT_SFP", "no SFP cage"},
-    {FW_I2C_BUSY, "FW_I2C_BUSY", "the I2C bus is busy"},
+    {FW_I2C_BUSY, "FW_I2C_BUSY", "busy"},
     {FW_REFUSED, "FW_REFUSED", "failed, or refused by the kernel or by the diagnostic flags"}};
 
 static Status find(uint32_t code) {
@@ -22,9 +27,6 @@ static Status find(uint32_t code) {
   return {code, nullptr, "the driver's own failure code"};
 }
 
-constexpr std::pair<const char *, uint32_t (*)(uint8_t *)> kProbes[] = {
-    {"/dev/zel_gpio", FW_GetSystemLed}, {"/dev/zel_i2c", FW_Get_I2C_Busy}, {"/dev/zel_spi_flash", FW_FlashGetIndex}};
-
 std::string statusName(uint32_t status) {
   const char *name = find(status).name;
   return name != nullptr ? name : format("0x%08X", status);
@@ -32,16 +34,8 @@ std::string statusName(uint32_t status) {
 
 void require(uint32_t status, const std::string &what) {
   if (status == 0) return;
-  if (status == FW_FAIL) requireBoard();
+  if (status == FW_FAIL) requireBoard(what + ": ");
   throw Failure{statusName(status) + ": " + what + ": " + find(status).meaning, status};
-}
-
-void requirePort(uint32_t status, uint32_t port) {
-  const uint32_t slot = port / 8 + 1;
-  if (status == FW_ABSENT) throw Failure{format("FW_ABSENT: no daughter board in slot %u", slot), status};
-  if (status == FW_NOT_SFP)
-    throw Failure{format("FW_NOT_SFP: port %u has no SFP cage: copper board in slot %u", port, slot), status};
-  require(status, format("port %u", port));
 }
 
 uint8_t byteOf(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what) {
@@ -50,15 +44,50 @@ uint8_t byteOf(const std::function<uint32_t(uint8_t *byte)> &read, const std::st
   return byte;
 }
 
-void requireBoard() {
-  constexpr uint8_t kUntouched = 0xA5;
+void requireBoard(const std::string &before) {
   std::string closed;
-  for (const auto &[node, read] : kProbes) {
-    // A read whose node opened writes its byte, whatever the result (the flash driver's, unless it answers FW_FAIL).
-    uint8_t byte = kUntouched;
-    if (read(&byte) == FW_FAIL && byte == kUntouched) closed += (closed.empty() ? "" : ", ") + std::string(node);
+  int first = 0;
+  for (const char *node : {"/dev/zel_gpio", "/dev/zel_i2c", "/dev/zel_spi_flash"}) {
+    const int fd = open(node, O_RDWR | O_CLOEXEC);
+    if (fd >= 0) {
+      close(fd);
+      continue;
+    }
+    if (first == 0) first = errno;
+    closed += (closed.empty() ? "" : ", ") + std::string(node);
   }
-  if (!closed.empty())
-    throw Failure{"FW_FAIL: " + closed + " cannot be opened; without the board, use: zelsim run -- zelctl ...",
-                  FW_FAIL};
+  if (closed.empty()) return;
+  throw Failure{"FW_FAIL: " + before + closed + " cannot be opened: " + std::strerror(first) +
+                    (first == ENOENT ? "; without the board, use: zelsim run -- zelctl ..." : ""),
+                FW_FAIL};
 }
+
+static std::optional<Failure> postponed;
+
+void postpone(const Failure &failure) {
+  if (!postponed) postponed = failure;
+}
+
+std::optional<Failure> takePostponed() { return std::exchange(postponed, std::nullopt); }
+
+static sigset_t held;  // empty at load
+
+void holdSignals() {
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    // One that is ignored, as under nohup, stays so.
+    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) sigaddset(&held, number);
+  }
+  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+}
+
+bool interrupted() {
+  sigset_t waiting;
+  sigpending(&waiting);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    if (sigismember(&held, number) == 1 && sigismember(&waiting, number) == 1) return true;
+  return false;
+}
+
+void releaseSignals() { pthread_sigmask(SIG_UNBLOCK, &held, nullptr); }

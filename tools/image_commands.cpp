@@ -1,12 +1,16 @@
 #include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <thread>
 
 #include "records.h"
 
-
 static std::string path;
 static uint32_t partition = 1, part = 1, parts = 1, sum;
+static bool dry_run;
 
 static Json figuresRecord(const FileFigures &figures) {
   return record("file", path, "size", figures.size, "crc32", figures.crc32, "sum", figures.sum);
@@ -14,70 +18,110 @@ static Json figuresRecord(const FileFigures &figures) {
 
 static FileFigures measureImage() {
   const FileFigures figures = measure(path);
-  const uint32_t room = FW_SpiFlash_GetMapLen(partition);
-  if (room == FW_REFUSED) requireBoard();
+  const uint32_t room = regionLength(partition);
   if (figures.size > room) refuseArgument("FILE", path + format(" is longer than the partition's 0x%X bytes", room));
   return figures;
 }
 
-/** Makes a long call that reads or writes the file, and shows how far it is. */
-static uint32_t onFile(const char *what, uint64_t total, const std::function<uint32_t()> &call) {
-  Progress progress(what, total);
-  progress.follow(path);
-  return call();
+/** Serves the file to one of the library's copies through a pipe, a piece at a time: when a signal waits the file ends
+ *  there, and the copy verifies what it has. Throws unless the target then holds the whole file. */
+static void copyFile(const std::string &target, uint64_t size, const std::function<uint32_t(int file)> &copy) {
+  std::ifstream file(path, std::ios::binary);
+  int ends[2] = {-1, -1};
+  if (!file || pipe2(ends, O_CLOEXEC) != 0) throw Failure{path + ": " + std::strerror(errno)};
+  fcntl(ends[1], F_SETPIPE_SZ, 4096);  // no piece waits in the pipe
+  startChange();
+  Progress progress("program", size);
+  uint64_t taken = 0;
+  std::thread feeder([&] {
+    std::vector<char> piece(sectorSize());
+    while (!interrupted() && (file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0)) {
+      std::span<const char> rest(piece.data(), static_cast<size_t>(file.gcount()));
+      for (ssize_t count = 0; !rest.empty() && count >= 0; rest = rest.subspan(static_cast<size_t>(std::max<ssize_t>(count, 0))))
+        count = write(ends[1], rest.data(), rest.size());
+      if (!rest.empty()) break;  // the copy has ended
+      progress.at(taken += static_cast<uint64_t>(file.gcount()));
+    }
+    close(ends[1]);
+  });
+  const uint32_t status = copy(ends[0]);
+  close(ends[0]);  // for a copy that did not take it
+  feeder.join();
+  if (status == 0 && taken == size) return;
+  const std::string first = format("the first 0x%llX of 0x%llX bytes of ", static_cast<unsigned long long>(taken),
+                                  static_cast<unsigned long long>(size)) + path;
+  const std::string why = status != 0 ? statusName(status) : interrupted() ? "interrupted" : path + " changed meanwhile";
+  if (taken == 0) throw Failure{why + ": " + target + ": refused, nothing was changed", status};
+  if (status == 0) throw Failure{why + ": " + target + " holds " + first + ", verified; the rest is as it was", status};
+  throw Failure{why + ": " + target + " is damaged: it holds at most " + first + ", not verified", status};
 }
 
 static void writeFirmware() {
   const FileFigures figures = measureImage();
-  byteOf(FW_FlashGetIndex, "flash driver");  // a copy that the chip refuses leaves the descriptor open
-  const int image = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (image < 0) throw Failure{path + ": " + std::strerror(errno)};
-  require(onFile("firmware", figures.size, [=] { return FW_FlashCopy(image, partition); }),
-          format("firmware partition %u", partition));
+  refuseEmpty(path, figures.size);
+  const uint32_t start = regionStart(partition), end = start + static_cast<uint32_t>(figures.size);
+  if (dry_run) return showPlan(start, end, std::string(figures.size / sectorSize() + 1, 'e'));
+  if (!isErased(readFlash(start, sectorSize()))) confirm(format("Replaces the image in partition %u.", partition));
+  copyFile(format("firmware partition %u", partition), figures.size,
+           [](int file) { return FW_FlashCopy(file, partition); });
   show(figuresRecord(figures));
 }
 
 static void verifyFirmware() {
   const FileFigures figures = measureImage();
-  requireBoard();
+  readFlash(regionStart(partition), static_cast<uint32_t>(figures.size));  // one that cannot be read is no difference
   const uint32_t status = FW_CheckCRC(partition, figures.crc32, static_cast<uint32_t>(figures.size));
   if (status != 0)
     throw Failure{statusName(status) + format(": partition %u does not hold ", partition) + path, status};
   show(figuresRecord(figures));
 }
 
-/** A whole dump is compared by the sum of every byte; the library's own comparison is a spot check. */
+/** Every byte is read twice. Sectors that a division into parts leaves over belong to no part. */
 static void dump() {
   if (part > parts) refuseArgument("--part", format("%u is above --of %u", part, parts));
-  require(onFile("dump", chipSize() / parts, [] { return FW_DumpFlash(path.c_str(), part, parts); }),
-          "flash dump to " + path);
-  const FileFigures figures = measure(path);
-  if (parts == 1 && dbChecksum(readFlash(0, chipSize()).data(), chipSize()) != figures.sum)
-    throw Failure{path + " does not match the flash: another sum"};
+  const uint32_t span = chipSize() / sectorSize() / parts * sectorSize(), start = (part - 1) * span;
+  OutputFile file(path);
+  FileFigures figures{span};
+  std::vector<uint8_t> piece(sectorSize());
+  inPieces("dump", start, span, [&](uint32_t at, uint32_t count) {
+    readPiece(at, piece);
+    file.write(piece);
+    figures.crc32 = FW_crc321(figures.crc32, piece.data(), count);
+    figures.sum += dbChecksum(piece.data(), count);
+    return FW_OK;
+  });
+  uint32_t sum_again = 0;
+  inPieces("check", start, span, [&](uint32_t at, uint32_t count) {
+    readPiece(at, piece);
+    sum_again += dbChecksum(piece.data(), count);
+    return FW_OK;
+  });
+  if (sum_again != figures.sum) throw Failure{"the flash changed while it was read: another sum; " + path + " is as it was"};
+  file.commit();
   show(figuresRecord(figures));
 }
 
 static void compare() {
   if (part > parts) refuseArgument("--part", format("%u is above --of %u", part, parts));
-  requireBoard();
   const FileFigures figures = measure(path);
-  const uint32_t status = onFile("compare", figures.size, [] {
-    return FW_N25Q256A_DumpComp(path.c_str(), parts == 1 ? FW_COMPARE_WHOLE : part, parts);
-  });
-  if (status == FW_FAIL) throw Failure{"FW_FAIL: " + path + " differs from the flash, or has another size", status};
+  const uint32_t span = chipSize() / sectorSize() / parts * sectorSize();
+  if (figures.size != span) refuseArgument("FILE", path + format(" does not have 0x%X bytes", span));
+  readFlash((part - 1) * span, span);  // a flash that cannot be read is no difference
+  startChange();                       // the comparison raises the flash-access flag
+  const uint32_t status = FW_N25Q256A_DumpComp(path.c_str(), parts == 1 ? FW_COMPARE_WHOLE : part, parts);
+  if (status == FW_FAIL) throw Failure{"FW_FAIL: " + path + " differs from the flash", status};
   require(status, "comparison with " + path);
   show(figuresRecord(figures));
 }
 
-/** The library checks size and sum, programs everything and compares CRCs. */
 static void restore() {
   const FileFigures figures = measure(path);
   if (figures.size != chipSize()) refuseArgument("FILE", path + format(" does not have 0x%X bytes", chipSize()));
   if (figures.sum != sum) throw Failure{path + format(": its sum is 0x%X, not 0x%X", figures.sum, sum)};
+  if (dry_run) return showPlan(0, chipSize(), std::string(chipSize() / sectorSize(), 'e'));
   show(figuresRecord(figures));
   confirm("Replaces everything in the flash by " + path + ".");
-  require(onFile("restore", chipSize(), [] { return FW_FlashCopyAll(path.c_str(), sum); }),
-          "whole-flash copy of " + path);
+  copyFile("the flash", figures.size, FW_N25Q256A_FlashCopyAll);
 }
 
 void addImageCommands(App &app) {
@@ -106,9 +150,15 @@ void addImageCommands(App &app) {
     sum = measure(path).sum;
     restore();
   });
-  for (App *leaf : {known, restorer}) asksFirst(leaf);
+  for (App *leaf : {write, known, restorer}) {
+    asksFirst(leaf);
+    leaf->add_flag("--dry-run", dry_run, "Show what would be erased and written, and change nothing");
+  }
+  takesEmpty(write);
   App *crc =
       command(app, "crc", "Size, CRC-32 and byte sum", "crc image.bin", [] { show(figuresRecord(measure(path))); });
   for (App *leaf : {dumper, backup}) outputFile(leaf, path);
-  for (App *leaf : {write, verify, comparer, known, restorer, crc}) inputFile(leaf, path);
+  for (App *leaf : {write, verify}) inputFile(leaf, path, "Firmware image");
+  for (App *leaf : {comparer, known, restorer}) inputFile(leaf, path, "Dump of the flash");
+  inputFile(crc, path, "File to measure");
 }

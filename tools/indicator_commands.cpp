@@ -38,15 +38,23 @@ static bool mirror;
 const char *ledName(uint32_t led) { return kLeds[led].name; }
 uint32_t readLed(uint32_t led, uint8_t *state) { return kLeds[led].get(kLeds[led].selector, state); }
 
-static Json ledRecord(const Led &led) {
-  constexpr const char *kStates[] = {"off", "on", "blink"};
+static uint8_t stateOf(const Led &led) {
   uint8_t state = 0;
   require(led.get(led.selector, &state), std::string("LED ") + led.name);
+  return state;
+}
+
+static Json ledRecord(const Led &led) {
+  constexpr const char *kStates[] = {"off", "on", "blink"};
+  const uint8_t state = stateOf(led);
   return record("led", led.name, "state", state < std::size(kStates) ? kStates[state] : std::to_string(state));
 }
 
+/** The library counts an unreadable LED as off. */
 static void setLed() {
-  require(kLeds[which].set(kLeds[which].selector, value, mirror), std::string("LED ") + kLeds[which].name);
+  const Led &led = kLeds[which];
+  require(led.set(led.selector, value, mirror), std::string("LED ") + led.name);
+  if (value == FW_LED_OFF && stateOf(led) != value) throw Failure{std::string("LED ") + led.name + " did not take the value"};
 }
 
 Json leds() {

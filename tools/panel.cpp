@@ -1,5 +1,7 @@
 #include <unistd.h>
 
+#include <thread>
+
 #include "panel_layout.h"
 #include "records.h"
 
@@ -8,12 +10,13 @@ namespace layout = panel_layout;
 static bool watching;
 static uint32_t pictures;
 
-/** Null for what cannot be read at the moment: boards come and go while the panel is drawn. */
+/** Null for what cannot be read at the moment: boards come and go while the panel is drawn. The command fails then. */
 template <class Read>
 static Json attempt(Read read) {
   try {
     return read();
-  } catch (const Failure &) {
+  } catch (const Failure &failure) {
+    postpone(failure);
     return {};
   }
 }
@@ -30,10 +33,15 @@ struct Canvas {
   void put(int x, int y, const std::string &text, layout::Colour colour = layout::Plain) {
     for (size_t i = 0; i < text.size(); ++i) set(x + static_cast<int>(i), y, text.substr(i, 1), colour);
   }
-  /** One character, of any number of bytes. */
+  /** One character, of any number of bytes. A folded panel has its right half below the left one. */
   void set(int x, int y, const std::string &glyph, layout::Colour colour) {
+    const bool below = folded && x >= layout::kFoldX && y >= layout::kFoldY;
+    if (below) x -= layout::kFoldX - 1, y += layout::kHeight - 1 - layout::kFoldY;
+    if (x >= width()) return;
     cells[y][x] = {glyph, colourful() ? colour : layout::Plain};
   }
+  int width() const { return folded ? layout::kFoldX : layout::kWidth; }
+  int height() const { return folded ? 2 * layout::kHeight - 1 - layout::kFoldY : layout::kHeight; }
   void box(int x, int y, int width, int height) {
     const std::string edge = "+" + std::string(static_cast<size_t>(width) - 2, '-') + "+";
     for (const int row : {y, y + height - 1}) put(x, row, edge, layout::Dim);
@@ -43,8 +51,9 @@ struct Canvas {
   void print(const char *line_end) const {
     constexpr const char *kCodes[] = {"0", "2", "31", "32", "33", "34", "36"};
     layout::Colour now = layout::Plain;
-    for (const auto &line : cells) {
-      for (const auto &[glyph, colour] : line) {
+    for (int y = 0; y < height(); ++y) {
+      for (int x = 0; x < width(); ++x) {
+        const auto &[glyph, colour] = cells[y][x];
         if (std::exchange(now, colour) != colour) std::fprintf(out, "\033[0;%sm", kCodes[now]);
         std::fputs(glyph.empty() ? " " : glyph.c_str(), out);
       }
@@ -52,7 +61,8 @@ struct Canvas {
     }
   }
 
-  std::pair<std::string, layout::Colour> cells[layout::kHeight][layout::kWidth];
+  const bool folded = columns() < static_cast<size_t>(layout::kWidth);
+  std::pair<std::string, layout::Colour> cells[2 * layout::kHeight][layout::kWidth];
 };
 
 static void drawLights(Canvas &canvas, const Json &states) {
@@ -62,7 +72,8 @@ static void drawLights(Canvas &canvas, const Json &states) {
       if (led["led"] != light.led) continue;
       const Json &state = led["state"];
       const layout::Colour colour = state == "off" ? layout::Dim : light.colour;
-      canvas.set(light.x, light.y, state == "off" ? "○" : state == "on" ? "●" : "◐", colour);
+      const char *const glyphs[2][3] = {{".", "*", "~"}, {"○", "●", "◐"}};
+      canvas.set(light.x, light.y, glyphs[hasGlyphs()][state == "off" ? 0 : state == "on" ? 1 : 2], colour);
     }
   }
 }
@@ -79,7 +90,7 @@ static void drawPort(Canvas &canvas, const Json &port) {
 
 static void drawPanel(const Json &state, const char *line_end) {
   Canvas canvas;
-  canvas.box(0, 0, layout::kWidth, layout::kHeight);
+  canvas.box(0, 0, canvas.width(), canvas.height());
   for (const layout::Frame &frame : layout::kFrames) {
     canvas.box(frame.x, frame.y, frame.width, frame.height);
     std::string legend = frame.legend;
@@ -93,27 +104,35 @@ static void drawPanel(const Json &state, const char *line_end) {
     canvas.put(layout::kTextX, layout::kRelayY, "RELAY " + state["relay"]["relay"].dump());
   if (state["power"].is_object()) {
     const bool alarm = state["power"]["alarm"];
-    canvas.put(layout::kTextX, layout::kSupplyY,
+    canvas.put(canvas.folded ? 2 : layout::kTextX, layout::kSupplyY + (canvas.folded ? 1 : 0),
                "SUPPLIES " + state["power"]["mode"].get<std::string>() + (alarm ? ", ALARM" : ", good"),
                alarm ? layout::Red : layout::Green);
   }
   canvas.print(line_end);
-  for (const layout::Look &look : layout::kLooks)
-    if (look.meaning != nullptr)
-      std::fprintf(out, "%s%s %s", &look == layout::kLooks ? "" : "  ", look.glyph, look.meaning);
-  std::fputs(line_end, out);
+  std::string line;
+  for (const layout::Look &look : layout::kLooks) {
+    if (look.meaning == nullptr) continue;
+    const std::string entry = std::string(look.glyph) + " " + look.meaning;
+    const bool fits = line.empty() || line.size() + 2 + entry.size() <= columns();
+    if (!fits) std::fprintf(out, "%s%s", line.c_str(), line_end);
+    line = !fits || line.empty() ? entry : line + "  " + entry;
+  }
+  std::fprintf(out, "%s%s", line.c_str(), line_end);
 }
 
 /** With --watch, redraws twice a second, in place on a terminal. */
 static void draw() {
-  const bool in_place = watching && isatty(fileno(out)) != 0;
+  const bool in_place = watching && !settings.json && isScreen(out);
   if (in_place) std::fputs("\033[2J", out);
   auto next = std::chrono::steady_clock::now();
   for (uint32_t i = 1; std::ferror(out) == 0; ++i) {
+    takePostponed();  // the last picture's failures count
     const Json state = readPanel();
-    if (settings.json && !watching) return show(state);
     if (in_place) std::fputs("\033[H", out);
-    drawPanel(state, in_place ? "\033[K\n" : "\n");
+    if (settings.json)
+      show(state);
+    else
+      drawPanel(state, in_place ? "\033[K\n" : "\n");
     if (!watching || i == pictures) return;
     next = std::max(next + std::chrono::milliseconds(500), std::chrono::steady_clock::now());
     std::this_thread::sleep_until(next);

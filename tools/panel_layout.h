@@ -10,6 +10,8 @@
 namespace panel_layout {
 
 constexpr int kWidth = 74, kHeight = 11;
+/** Where a panel that is too wide is cut: what lies right of this column and below this line goes under the rest. */
+constexpr int kFoldX = 39, kFoldY = 4;
 
 enum Colour { Plain, Dim, Red, Green, Amber, Blue, Cyan };
 

@@ -3,30 +3,63 @@
 constexpr uint32_t kNoPort = kPorts, kKeep = 2;
 static uint32_t cage_port = kNoPort, tx_disable = kKeep;
 
-static std::string boardInSlot(uint32_t slot) {
-  uint8_t type = 0;
-  const uint32_t status = FW_GetDauBoard(slot, &type);
-  if (status == FW_FAIL) requireBoard();
-  if (status == FW_ABSENT) return "none";
-  return status != 0 ? statusName(status) : type == 1 ? "copper" : "sfp";
+Fitted fittedIn(uint32_t slot) {
+  uint8_t alive = 0, type = 0;
+  require(FW_GetDau_Alive(slot, &alive), format("presence of the board in slot %u", slot));
+  if (alive == 0) return Fitted::None;
+  require(FW_GetDauBoard(slot, &type), format("type of the board in slot %u", slot));
+  return type == FW_BOARD_COPPER ? Fitted::Copper : Fitted::Cages;
 }
 
-static Json portRecord(uint32_t port, Signals wanted) {
-  uint8_t line = 1;
-  uint32_t status = FW_GetPortSfpPresnt(port, &line);
-  if (status == FW_FAIL) requireBoard();
-  const bool daughter = port < kDaughterPorts;
-  const char *type = status == FW_ABSENT ? "none" : status == FW_NOT_SFP ? "copper" : daughter ? "sfp" : "sfp-10g";
-  const bool fitted = status == 0 && line == 0;  // a module pulls the line low
-  Json row = record("port", port, "slot", daughter ? Json(port / kPortsPerSlot + 1) : Json(), "type", type, "module",
-                    status == 0 ? Json(fitted) : Json());
-  row["presence_line"] = status == 0 ? Json(line) : Json();
+Fitted fittedAt(uint32_t port) {
+  return port < kDaughterPorts ? fittedIn(port / kPortsPerSlot + FW_SLOT_FIRST) : Fitted::Cages;
+}
+
+uint32_t copperBoards() {
+  uint32_t copper = 0;
+  for (uint32_t slot = FW_SLOT_FIRST; slot <= kSlots; ++slot) copper += fittedIn(slot) == Fitted::Copper ? 1 : 0;
+  return copper;
+}
+
+void requireCage(uint32_t port) {
+  const uint32_t slot = port / kPortsPerSlot + FW_SLOT_FIRST;
+  const Fitted fitted = fittedAt(port);
+  if (fitted == Fitted::None) throw Failure{format("FW_ABSENT: no daughter board in slot %u", slot), FW_ABSENT};
+  if (fitted == Fitted::Cages) return;
+  throw Failure{format("FW_NOT_SFP: port %u has no SFP cage: copper board in slot %u", port, slot), FW_NOT_SFP};
+}
+
+void requirePort(uint32_t status, uint32_t port, const char *what) {
+  // Where there is a cage, these are what the library makes of a question that the driver did not answer.
+  if (status == FW_ABSENT || status == FW_NOT_SFP)
+    throw Failure{statusName(status) + format(": port %u: %s: the board in its slot did not answer", port, what), status};
+  require(status, format("port %u: %s", port, what));
+}
+
+/** A signal that cannot be read stays null, and ends the command once everything is shown. */
+static Json portRecord(uint32_t port, Fitted fitted, Signals wanted) {
+  const bool daughter = port < kDaughterPorts, cage = fitted == Fitted::Cages;
+  const char *type = fitted == Fitted::None ? "none" : !cage ? "copper" : daughter ? "sfp" : "sfp-10g";
+  Json row = record("port", port, "slot", daughter ? Json(port / kPortsPerSlot + FW_SLOT_FIRST) : Json(), "type", type,
+                    "module", nullptr, "presence_line", nullptr);
+  uint32_t status = cage ? FW_OK : fitted == Fitted::None ? FW_ABSENT : FW_NOT_SFP;
   const auto read = [&](const char *key, uint32_t (*signal)(uint32_t, uint8_t *)) {
+    uint8_t line = 1;
     row[key] = Json();
-    if (status != 0 || (wanted == Signals::OfModules && !fitted)) return;
+    if (status != 0 || (wanted == Signals::OfModules && row["module"] == false)) return;
     status = signal(port, &line);
-    if (status == 0) row[key] = line;
+    if (status == 0) {
+      row[key] = line;
+      return;
+    }
+    try {
+      requirePort(status, port, key);
+    } catch (const Failure &failure) {
+      postpone(failure);
+    }
   };
+  read("presence_line", FW_GetPortSfpPresnt);
+  if (!row["presence_line"].is_null()) row["module"] = row["presence_line"] == 0;  // a module pulls the line low
   read("tx_disable", FW_GetPortSfpTxDisable);
   read("tx_fault", FW_GetPortSfpTxFault);
   read("los", FW_GetPortSfpLos);
@@ -34,22 +67,27 @@ static Json portRecord(uint32_t port, Signals wanted) {
   return row;
 }
 
+static const char *nameOf(Fitted fitted) {
+  return fitted == Fitted::None ? "none" : fitted == Fitted::Copper ? "copper" : "sfp";
+}
+
 static void operateCage() {
   if (cage_port == kNoPort) refuseArgument("PORT", "is required");
-  if (tx_disable != kKeep) return requirePort(FW_SetPortSfpTxDisable(cage_port, tx_disable), cage_port);
-  uint8_t line = 0;
-  requirePort(FW_GetPortSfpPresnt(cage_port, &line), cage_port);
-  show(portRecord(cage_port, Signals::All));
+  requireCage(cage_port);
+  if (tx_disable != kKeep)
+    return requirePort(FW_SetPortSfpTxDisable(cage_port, tx_disable), cage_port, "transmitter");
+  show(portRecord(cage_port, Fitted::Cages, Signals::All));
 }
 
 /** A copper board has no cages: its slot is passed over. */
 static void initCages() {
   require(FW_InitOnBoardExpender(), "main board's expanders");
   Json rows = Json::array({record("board", "main", "expanders", "initialised")});
-  for (uint32_t slot = 1; slot <= kSlots; ++slot) {
-    const std::string type = boardInSlot(slot);
-    if (type == "sfp") require(FW_InitDauExpender(slot), format("expanders of slot %u", slot));
-    rows.push_back(record("board", format("slot %u", slot), "expanders", type == "sfp" ? "initialised" : type));
+  for (uint32_t slot = FW_SLOT_FIRST; slot <= kSlots; ++slot) {
+    const Fitted fitted = fittedIn(slot);
+    if (fitted == Fitted::Cages) require(FW_InitDauExpender(slot), format("expanders of slot %u", slot));
+    rows.push_back(record("board", format("slot %u", slot), "expanders",
+                          fitted == Fitted::Cages ? "initialised" : nameOf(fitted)));
   }
   show(rows);
 }
@@ -57,18 +95,24 @@ static void initCages() {
 Json board() {
   const bool clock = byteOf(FW_GetRTC_Alive, "real-time clock") != 0;
   const bool sensor = byteOf(FW_GetLM75_Alive, "temperature sensor") != 0;
-  uint8_t copper = 0;
-  BoardType_Check(1, 0, &copper);
+  uint32_t copper = 0;
   Json slots = Json::array();
-  for (uint32_t slot = 1; slot <= kSlots; ++slot)
+  for (uint32_t slot = FW_SLOT_FIRST; slot <= kSlots; ++slot) {
+    const Fitted fitted = fittedIn(slot);
+    copper += fitted == Fitted::Copper ? 1 : 0;
     slots.push_back(record("slot", slot, "ports", format("%u-%u", (slot - 1) * kPortsPerSlot, slot * kPortsPerSlot - 1),
-                           "board", boardInSlot(slot)));
+                           "board", nameOf(fitted)));
+  }
   return record("copper_boards", copper, "clock", clock, "temperature_sensor", sensor, "slots", slots);
 }
 
 Json ports(Signals wanted) {
   Json rows = Json::array();
-  for (uint32_t port = 0; port < kPorts; ++port) rows.push_back(portRecord(port, wanted));
+  Fitted fitted = Fitted::None;
+  for (uint32_t port = 0; port < kPorts; ++port) {
+    if (port % kPortsPerSlot == 0) fitted = fittedAt(port);
+    rows.push_back(portRecord(port, fitted, wanted));
+  }
   return rows;
 }
 

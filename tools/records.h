@@ -8,8 +8,19 @@
 
 #include "tool.h"
 
-constexpr uint32_t kPorts = FW_PORTS, kSlots = FW_SLOT_LAST, kPortsPerSlot = FW_PORTS_PER_SLOT;
-constexpr uint32_t kDaughterPorts = FW_PORT_FIRST_10G;
+constexpr uint32_t kPorts = FW_PORTS, kSlots = FW_SLOT_LAST, kPortsPerSlot = FW_PORTS_PER_SLOT,
+                   kDaughterPorts = FW_PORT_FIRST_10G;
+
+/** What a slot holds, or the cages of the main board count as; throws when the I2C driver does not tell. The library's
+ *  questions take a driver that is silent for an answer. */
+enum class Fitted { None, Copper, Cages };
+Fitted fittedIn(uint32_t slot);
+Fitted fittedAt(uint32_t port);
+uint32_t copperBoards();
+/** Throws unless the port has a cage. */
+void requireCage(uint32_t port);
+/** The same for what a call on a port with a cage answers. */
+void requirePort(uint32_t status, uint32_t port, const char *what);
 
 using Record = Json();
 Record leds, relay, flags, resetKey, watchdog, power;
@@ -28,15 +39,28 @@ uint32_t readLed(uint32_t led, uint8_t *state);
 enum class Signals { All, OfModules };  // OfModules: an empty cage's other signals stay null
 Json ports(Signals wanted);
 
-/** Name of a power mode, 5 = not configured. */
-std::string powerModeName(uint32_t mode);
+/** A board question that the boot environment answers: throws when the environment could not be read. */
+uint32_t askEnvironment(const std::function<uint32_t()> &question);
 
 /* ---- reading the flash ---- */
 
 uint32_t sectorSize();
 uint32_t chipSize();
+/** Of a map selector, FW_REGION_...; throws when the chip is not known. */
+uint32_t regionStart(uint32_t selector);
+uint32_t regionLength(uint32_t selector);
 /** Shows progress. */
 std::vector<uint8_t> readFlash(uint32_t address, uint32_t length);
+/** Works through a span by sectors and shows how far it is. A signal that waits ends it between two. */
+using Piece = std::function<uint32_t(uint32_t at, uint32_t count)>;
+void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece);
+/** Before the library changes what it guards by its flags: throws when a driver does not answer, then holds signals. */
+void startChange();
+/** Shows what a change of the flash would do: one letter a sector, from the one at `start` on: 's'ame, 'w'rite,
+ *  'e'rase and write. */
+void showPlan(uint32_t start, uint32_t end, const std::string &actions);
+/** The library takes a short count for a success; here it is a failure. */
+void readPiece(uint32_t at, std::span<uint8_t> bytes);
 /** A little-endian word. */
 uint32_t wordAt(std::span<const uint8_t> bytes, size_t at);
 bool isErased(std::span<const uint8_t> bytes);

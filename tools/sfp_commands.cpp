@@ -15,21 +15,20 @@ static std::string className(uint8_t code) {
   return code == ZEL_SFP_NOT_A_MODULE ? "not an SFP" : std::to_string(code);
 }
 
-/** The answer to reading a module's page, and the page. */
-using Module = std::pair<uint32_t, std::array<uint8_t, kPageLength>>;
-
-static Module readModule(uint32_t from) {
-  Module module{FW_SfpSel(from), {}};
-  if (module.first == FW_FAIL) requireBoard();
-  if (module.first == 0) module.first = FW_I2C_BufRead(FW_SFP_MEMORY, 0, 1, kPageLength, module.second.data());
-  return module;
+/** Reads a module's page; throws FW_NOT_SET for a cage without one. */
+static std::array<uint8_t, kPageLength> readModule(uint32_t from) {
+  std::array<uint8_t, kPageLength> page{};
+  uint8_t absent = 1;
+  requirePort(FW_GetPortSfpPresnt(from, &absent), from, "presence of a module");
+  if (absent != 0) throw Failure{format("port %u: the cage is empty", from), FW_NOT_SET};
+  requirePort(FW_SfpSel(from), from, "selection of the cage");
+  requirePort(FW_I2C_BufRead(FW_SFP_MEMORY, 0, 1, kPageLength, page.data()), from, "memory of the module");
+  return page;
 }
 
 static std::array<uint8_t, kPageLength> requirePage() {
-  const auto [status, page] = readModule(port);
-  if (status == FW_FAIL) throw Failure{format("FW_FAIL: port %u: no module answers", port), FW_FAIL};
-  requirePort(status, port);
-  return page;
+  requireCage(port);
+  return readModule(port);
 }
 
 /** A copper module is classified from its page: the library's question would reset its PHY and drop the link. */
@@ -38,7 +37,7 @@ static uint8_t classOf(uint32_t of_port, Page page) {
   if (isCopperModule(page))
     return pageText(page, 40, 16).starts_with(kSerdesOnly) ? ZEL_SFP_COPPER_SERDES : ZEL_SFP_COPPER;
   uint8_t code = ZEL_SFP_NOT_A_MODULE;
-  requirePort(FW_Get_SFP_Speed(of_port, &code), of_port);
+  requirePort(FW_Get_SFP_Speed(of_port, &code), of_port, "class of the module");
   return code;
 }
 
@@ -47,25 +46,31 @@ static Json linkOf(uint32_t of_port, Page page) {
   constexpr const char *kSpeeds[] = {"up, reserved speed", "10 full", "100 full", "1000", "10 half", "100 half"};
   uint8_t link = 0, speed = 0;
   if (!isCopperModule(page)) return {};
-  if (FW_SFP_SGMII_Get_Status(of_port, &link, &speed, 0) != 0 && link == 0) return {};
+  const uint32_t status = FW_SFP_SGMII_Get_Status(of_port, &link, &speed, 0);
+  if (status == FW_FAIL && link == 0) {
+    requireBoard();
+    return {};
+  }
+  if (link == 0) requirePort(status, of_port, "link of the module");
   return link == 0 ? "down" : kSpeeds[speed % std::size(kSpeeds)];
 }
 
-static Json moduleRecord(uint32_t of_port) {
+static Json moduleRecord(uint32_t of_port, Fitted fitted) {
   Json row = record("port", of_port, "class", nullptr, "code", nullptr, "vendor", nullptr, "part_number", nullptr,
                     "revision", nullptr, "rate_mbd", nullptr, "link", nullptr, "checksums", nullptr);
-  const auto [status, page] = readModule(of_port);
+  if (fitted != Fitted::Cages) {
+    row["class"] = fitted == Fitted::None ? "no board" : "copper port";
+    return row;
+  }
   try {
-    requirePort(status, of_port);
+    const auto page = readModule(of_port);
     const uint8_t code = classOf(of_port, page);
     append(row, "class", className(code), "code", code, "vendor", pageText(page, 20, 16), "part_number",
            pageText(page, 40, 16), "revision", pageText(page, 56, 4), "rate_mbd", signallingRate(page), "link",
            linkOf(of_port, page), "checksums", checksumsHold(page) ? "correct" : "wrong");
   } catch (const Failure &failure) {
-    row["class"] = failure.status == FW_ABSENT    ? "no board"
-                   : failure.status == FW_NOT_SFP ? "copper port"
-                   : failure.status == FW_FAIL    ? "empty"
-                                                  : statusName(failure.status);
+    row["class"] = failure.status == FW_NOT_SET ? "empty" : statusName(failure.status);
+    if (failure.status != FW_NOT_SET) postpone(failure);
   }
   return row;
 }
@@ -84,7 +89,8 @@ static void dump() {
   const auto page = requirePage();
   std::vector<uint8_t> bytes(page.begin(), page.end());
   bytes.resize(2 * kPageLength);
-  requirePort(FW_I2C_BufRead(FW_SFP_MEMORY, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port);
+  requirePort(FW_I2C_BufRead(FW_SFP_MEMORY, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port,
+              "memory of the module");
   if (!output.empty()) return writeFile(output, bytes);
   if (settings.json) return show(record("port", port, "data", hexText(bytes)));
   hexdump(bytes, 0);
@@ -93,18 +99,20 @@ static void dump() {
 /** The library prints why it refuses a module. */
 static uint16_t readRegister(uint32_t number) {
   uint16_t word = 0;
+  requireCage(port);
   Printed printed = printedBy([&] { return FW_Get_SFP_SGMII_Reg(port, number, &word); });
   printed.text.erase(printed.text.find_last_not_of(" \n") + 1);
+  if (printed.status == FW_FAIL) requireBoard();
   if (printed.status == FW_FAIL && !printed.text.empty())
     throw Failure{format("FW_FAIL: port %u: ", port) + printed.text, FW_FAIL};
-  requirePort(printed.status, port);
+  requirePort(printed.status, port, "PHY register of the module");
   return word;
 }
 
 static void accessRegisters() {
   if (value != kNone) {
     readRegister(reg);  // refuses what is no copper module: the write itself calls that a success
-    requirePort(FW_Set_SFP_SGMII_Reg(port, reg, static_cast<uint16_t>(value)), port);
+    requirePort(FW_Set_SFP_SGMII_Reg(port, reg, static_cast<uint16_t>(value)), port, "PHY register of the module");
   }
   if (reg != kNone) return show(decodeRegister(reg, readRegister(reg)));
   Json rows = Json::array();
@@ -116,20 +124,24 @@ static void accessRegisters() {
 static void setSgmii() {
   constexpr uint16_t kAdvertisement = 0x0DE1;  // what the SGMII sequence leaves in register 4
   uint8_t code = 0;
-  uint16_t advertised = 0;
   const auto page = requirePage();
   if (!isCopperModule(page)) throw Failure{format("port %u: the module is no 1000BASE-T module", port)};
   const uint32_t status = FW_Get_SFP_Speed(port, &code);
+  if (status == FW_FAIL) requireBoard();
   if (status == FW_FAIL) throw Failure{format("FW_FAIL: port %u: no Marvell PHY, or it does not answer", port), status};
-  requirePort(status, port);
-  const bool changed = FW_SFP_PHY_Fail_Chk(port, kAdvertisement, &advertised) != 0;
+  requirePort(status, port, "PHY of the module");
+  const uint16_t advertised = readRegister(4);
   show(record("port", port, "class", className(code), "advertisement", format("0x%04x", advertised), "sgmii",
-              !changed && advertised == kAdvertisement, "link", linkOf(port, page)));
+              advertised == kAdvertisement, "link", linkOf(port, page)));
 }
 
 Json modules() {
   Json rows = Json::array();
-  for (uint32_t each = 0; each < kPorts; ++each) rows.push_back(moduleRecord(each));
+  Fitted fitted = Fitted::None;
+  for (uint32_t each = 0; each < kPorts; ++each) {
+    if (each % kPortsPerSlot == 0) fitted = fittedAt(each);
+    rows.push_back(moduleRecord(each, fitted));
+  }
   return rows;
 }
 
@@ -140,11 +152,11 @@ void addSfpCommands(App &app) {
       command(*family, "show", "A module's page; -v: the library's display too (switches a copper transmitter on)",
               "sfp show 24", showModule);
   App *dumper = command(*family, "dump", "A module's memory, 256 bytes", "sfp dump 24 -o page.bin", dump);
-  dumper->add_option("-o,--output", output, "Write the bytes to this file");
+  outputOption(dumper, output);
   App *phy =
       command(*family, "phy", "PHY registers of a copper module, switched on", "sfp phy 3 0 0x9140", accessRegisters);
   App *sgmii = command(*family, "sgmii", "Puts a copper module's PHY into SGMII mode", "sfp sgmii 3", setSgmii);
   for (App *leaf : {shower, dumper, phy, sgmii}) number(leaf, "PORT", port, "Port", 0, kPorts - 1);
-  number(phy, "REGISTER", reg, "Register; all that have names without it", 0, 31)->required(false);
+  number(phy, "REGISTER", reg, "Register (all that have names)", 0, 31)->required(false);
   number(phy, "VALUE", value, "Value to write", 0, 0xFFFF)->required(false);
 }

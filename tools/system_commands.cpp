@@ -4,9 +4,9 @@ constexpr uint32_t kAnyWord = 0xFFFFFFFF;
 
 static uint32_t which, address, port, reg, value;
 
-/** A flag that comes back as the call's own result: only the library's codes are failures. */
+/** A flag that comes back as the call's own result: all but 0 and 1 are failures. */
 static bool flagOf(uint32_t result, const char *what) {
-  if (result == FW_FAIL || result == FW_REFUSED) require(result, what);
+  if (result > 1) require(result, what);
   return result != 0;
 }
 
@@ -48,8 +48,7 @@ static void showWatchdog() {
 static void addWatchdog(App &app) {
   App *dog = group(app, "watchdog", "Hardware watchdog", "watchdog enable", "status", showWatchdog);
   command(*dog, "flag", "Tells whether the boot environment has it started", "watchdog flag", [] {
-    environment();  // refuses what the flag would answer with "no"
-    show(record("start_at_boot", FW_Wdt_Flag() == 1));
+    show(record("start_at_boot", askEnvironment(FW_Wdt_Flag) == 1));
   });
   command(*dog, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
   command(*dog, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
@@ -57,8 +56,9 @@ static void addWatchdog(App &app) {
 }
 
 Json flags() {
-  return record("diagnostic", flagOf(FW_GetSystemDiagFlag(), "diagnostic flag"), "flash-access",
-                flagOf(FW_GetFlashAccessFlag(), "flash-access flag"));
+  const bool diagnostic = flagOf(FW_GetSystemDiagFlag(), "diagnostic flag");
+  // 0 is also what a request that fails gives: the one before has shown that the driver answers.
+  return record("diagnostic", diagnostic, "flash-access", flagOf(FW_GetFlashAccessFlag(), "flash-access flag"));
 }
 
 Json resetKey() {
@@ -74,17 +74,28 @@ Json watchdog() {
   return record("enabled", (word & kEnabled) != 0);
 }
 
-Json power() {
-  const uint8_t mode = byteOf(FW_GetPowerMode, "power mode"), alarm = byteOf(FW_GetPowerAlarm, "power alarm");
-  uint8_t conf[2] = {};
-  for (uint32_t supply : {1U, 2U}) require(FW_GetPowerConf(supply, &conf[supply - 1]), format("supply %u", supply));
-  return record("mode", powerModeName(mode), "configured", powerModeName(FW_Pwr_Flag()), "alarm", alarm != 0,
-                "supply_1", conf[0], "supply_2", conf[1]);
-}
-
-std::string powerModeName(uint32_t mode) {
+static std::string powerModeName(uint32_t mode) {
   constexpr const char *kModes[] = {"AC and DC", "two AC", "two DC", "one DC", "one AC", "by hardware"};
   return mode < std::size(kModes) ? kModes[mode] : std::to_string(mode);
+}
+
+Json power() {
+  const auto read = [](uint32_t (*question)(uint8_t *), const char *what) {
+    uint8_t answer = 0;
+    byteOf(FW_GetSystemLed, "GPIO driver");  // without it the environment is not asked
+    require(askEnvironment([&] { return question(&answer); }), what);
+    return answer;
+  };
+  const uint8_t mode = read(FW_GetPowerMode, "power mode"), alarm = read(FW_GetPowerAlarm, "power alarm");
+  Json power = record("mode", powerModeName(mode), "configured", powerModeName(askEnvironment(FW_Pwr_Flag)), "alarm",
+                      alarm != 0);
+  for (uint32_t supply = FW_SUPPLY_FIRST; supply <= FW_SUPPLY_LAST; ++supply) {
+    constexpr const char *kStates[] = {"none", "AC", "DC"};
+    uint8_t conf = 0;
+    require(FW_GetPowerConf(supply, &conf), format("supply %u", supply));
+    power[format("supply_%u", supply)] = conf < std::size(kStates) ? kStates[conf] : std::to_string(conf);
+  }
+  return power;
 }
 
 Json phyRegister(uint32_t of_port, uint32_t of_reg) {

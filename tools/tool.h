@@ -6,9 +6,10 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
-#include <thread>
 
 using App = CLI::App;
 using Json = nlohmann::ordered_json;
@@ -36,18 +37,23 @@ App *group(App &parent, const char *name, const char *what, const char *example,
            const Action &action);
 const Action &chosenAction();
 
-/** Leading zeros make no octal number. */
-extern const CLI::Validator kDecimal;
+/** Refuses what is no whole number from `low` to `high`, decimal or with 0x; leading zeros make no octal number. */
+CLI::Validator wholeNumber(uint32_t low, uint32_t high);
 /** A whole number, decimal or with 0x, from `low` to `high`. A name without dashes is positional and required. */
 CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high);
-/** One of a few words. */
+/** One of a few words, or of their numbers when the first word is "off". */
 CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices);
-/** The argument FILE: a file that exists, or one to write. */
-void inputFile(App *app, std::string &path);
+/** The argument FILE: an ordinary file that exists, or one to write. */
+void inputFile(App *app, std::string &path, const char *what);
 void outputFile(App *app, std::string &path);
+/** The switch -o of a command that can write its bytes into a file. */
+void outputOption(App *app, std::string &path);
 /** The switch --yes of a command that asks first. */
 void asksFirst(App *app);
 void confirm(const std::string &question);
+/** The switch --allow-empty of a command that stores a file, and the refusal of an empty one without it. */
+void takesEmpty(App *app);
+void refuseEmpty(const std::string &path, uint64_t size);
 
 /** A wrong argument that shows only later: exit status 2. */
 [[noreturn]] void refuseArgument(const std::string &name, const std::string &why);
@@ -70,17 +76,30 @@ struct Failure {
 std::string statusName(uint32_t status);
 /** Throws a Failure unless the status is 0: its name, what was tried, and what the status means there. */
 void require(uint32_t status, const std::string &what);
-/** The same for a port; names its slot. */
-void requirePort(uint32_t status, uint32_t port);
 /** Reads one byte of the board's state, or throws. */
 uint8_t byteOf(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what);
 /** For calls that cannot tell that the board is missing: throws a Failure when a device node cannot be opened. */
-void requireBoard();
+void requireBoard(const std::string &before = "");
+/** Of a command that goes on to show the rest: it ends with the first of these failures. */
+void postpone(const Failure &failure);
+std::optional<Failure> takePostponed();
+
+/* ---- signals ---- */
+
+/** From here on SIGINT, SIGTERM and SIGHUP wait, so that a change of the flash ends between two pieces of it, and a
+ *  closed pipe does not end it. */
+void holdSignals();
+/** One of them waits. */
+bool interrupted();
+/** Lets one that waits end this process. */
+void releaseSignals();
 
 /* ---- output ---- */
 
 /** The tool's own output. The library's goes to descriptor 1, which startOutput points elsewhere. */
 extern FILE *out;
+/** Descriptors 0 to 2 that came closed are opened in a way that refuses their use: no other file takes their places. */
+void openStandardDescriptors();
 /** Hides the library's prints, or with -v leaves them where they are (on stderr beside JSON). */
 void startOutput();
 /** @return 0; 1, with a line on stderr, when the output could not be written */
@@ -100,13 +119,25 @@ std::string cell(const std::string &key, const Json &value);
 /** Prints bytes as a hex dump; repeated lines become one asterisk. */
 void hexdump(std::span<const uint8_t> bytes, uint32_t address);
 std::string hexText(std::span<const uint8_t> bytes);
-/** Bytes that a terminal must not see become dots. */
+/** Bytes that are no printable ASCII become dots. */
 std::string printable(std::string text);
 /** Lists of names are written in one text each, separated by bars. */
 std::vector<std::string> split(const std::string &names);
+/** Control bytes and what is no UTF-8 become escapes, so that the text is one line and leaves a terminal alone. */
+std::string escaped(const std::string &text);
+/** Characters, of any number of bytes. */
+size_t lengthOf(const std::string &text);
+/** Cut into lines of at most `width` characters, between words where that can be. */
+std::vector<std::string> wrapped(const std::string &text, size_t width);
+/** Columns of the terminal that the output goes to; without one there is room for everything. */
+size_t columns();
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
-/** True when the output is a terminal that takes colours, or colour was asked for. */
+/** True for a terminal that knows escape sequences. */
+bool isScreen(FILE *stream);
+/** True when the output is a screen that takes colours, or colour was asked for. */
 bool colourful();
+/** True when the locale has more than ASCII. */
+bool hasGlyphs();
 
 /** Adds keys and values, given in turn. */
 template <class... Pairs>
@@ -122,7 +153,7 @@ Json record(const Pairs &...pairs) {
   return object;
 }
 
-/** Progress of long work: a bar with rate and time left, on a terminal only. */
+/** Progress of long work: a bar with rate and time left, on a screen only. */
 class Progress {
  public:
   Progress(const char *what, uint64_t total);
@@ -131,9 +162,6 @@ class Progress {
 
   /** Shows how far the pass is; a step back is the next pass of several. */
   void at(uint64_t done);
-  /** Follows, until the end, the position at which this process has the file open: that is how a library call which
-   *  reads or writes the file for a long time shows where it is. */
-  void follow(const std::string &path);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -145,7 +173,6 @@ class Progress {
   Clock::time_point start_ = Clock::now();
   Clock::time_point drawn_ = start_;
   bool visible_;
-  std::jthread follower_;
 };
 
 /* ---- ordinary files ---- */
@@ -158,6 +185,24 @@ struct FileFigures {
 FileFigures measure(const std::string &path);
 /** Reads a whole file; refuses the argument FILE when it is longer than `limit`. */
 std::vector<uint8_t> readFile(const std::string &path, uint64_t limit);
+
+/** A file that is written beside the one it replaces and takes its place once it is whole and on the disk: whatever
+ *  fails before, or a signal, leaves the old one. What is no ordinary file is written to as it is. */
+class OutputFile {
+ public:
+  explicit OutputFile(const std::string &path);
+  OutputFile(const OutputFile &) = delete;
+  OutputFile &operator=(const OutputFile &) = delete;
+  ~OutputFile();
+
+  void write(std::span<const uint8_t> bytes);
+  void commit();
+
+ private:
+  const std::string path_;
+  std::filesystem::path target_, beside_;
+  int fd_ = -1;
+};
 void writeFile(const std::string &path, std::span<const uint8_t> bytes);
 
 #endif
