@@ -50,7 +50,7 @@ bool fits_slot(const char *name, const char *value);
 /// Parses a data area into env_data; false when it holds more of a variable, or more variables, than the table took.
 bool parse_area(const uint8_t *data);
 
-/// True when the list has all used slots and fits its area.
-bool lists_everything();
+/// True when the list fits its area and has all used slots but those of that name: what an update finds missing, it adds.
+bool lists_others(const char *name);
 
 }  // namespace zel

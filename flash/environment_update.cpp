@@ -21,7 +21,7 @@ void store32(uint8_t *bytes, uint32_t word) {
 std::optional<uint32_t> rebuild(const Region &region, const char *name, const char *value) {
   const bool whole = parse_area(region.data());
   env_add(name, value);
-  if (!whole || !lists_everything()) return std::nullopt;
+  if (!whole || !lists_others(name)) return std::nullopt;
   region.clear();
   convert_env(region.data());
   const uint32_t crc = region.crc();

@@ -96,6 +96,7 @@ TEST_F(Environment, UpdateInTheFlash) {
               {full, "k", std::string(251, 'x'), full, 10},
               {most, "k", std::string(251, 'x'), most, 10},
               {";a=1;", "new", "1", "new=1;a=1;", 1},
+              {";pwrmode=abcdef;", "pwrmode", "a", "pwrmode=a;", 2},
               {"a=1;\xFF=1;b=1;", "a", "2", "", 0},
               {";" + repeated(wide, 150), "new", std::string(400, 'n'), "", 0},
               {name80 + "n=1;a=1;", "a", "2", "", 0},
@@ -111,7 +112,7 @@ TEST_F(Environment, UpdateInTheFlash) {
     const std::string events = trace([&] { return FW_SpiFlash_EnvAdd(row.name.c_str(), row.value.c_str()); }, &result);
     int erases = 0;
     for (size_t at = 0; (at = events.find("flash d1", at)) != events.npos; ++at) ++erases;
-    EXPECT_EQ(std::pair(result, erases), std::pair(row.erases == 1 ? 0U : FW_FAIL, row.erases)) << row.before;
+    EXPECT_EQ(std::pair(result, erases), std::pair(row.erases % 10 != 0 ? 0U : FW_FAIL, row.erases)) << row.before;
     Bytes expected = area(row.after);
     const uint32_t crc = FW_crc32(expected.data(), kAreaSize);
     for (int n = 3; n >= 0; --n) expected.insert(expected.begin(), static_cast<uint8_t>(crc >> 8 * n));

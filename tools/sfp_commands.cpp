@@ -47,10 +47,7 @@ static Json linkOf(uint32_t of_port, Page page) {
   uint8_t link = 0, speed = 0;
   if (!isCopperModule(page)) return {};
   const uint32_t status = FW_SFP_SGMII_Get_Status(of_port, &link, &speed, 0);
-  if (status == FW_FAIL && link == 0) {
-    requireBoard();
-    return {};
-  }
+  if (status == FW_FAIL && link == 0) return {};
   if (link == 0) requirePort(status, of_port, "link of the module");
   return link == 0 ? "down" : kSpeeds[speed % std::size(kSpeeds)];
 }

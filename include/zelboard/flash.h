@@ -260,8 +260,8 @@ ZEL_API uint8_t check_env_crc(uint32_t crc, const char *name, const char *value,
  *  step fails and giving up at the tenth failure. Pauses 10 us before each check. Overwrites `env_data`.
  *
  *  Nothing is erased, and FW_FAIL given, when the region holds what the table cannot: a name of more than 80 or a value
- *  of more than 511 characters, or more than 200 entries; or when the list that is written would not hold all of it: it
- *  ends before an unused slot, or with its area. What the write would lose stays in the flash. With the diagnostic and
+ *  of more than 511 characters, or more than 200 entries; or when the list that is written would not hold all others of it:
+ *  it ends before an unused slot, or with its area. What the write would lose stays in the flash. With the diagnostic and
  *  the no-operation flag both set the region stays as it was, too, and each write counts as a failure.
  *
  *  A new variable that does not get in, because the table has 200 or the area is full, costs ten writes of the region
