@@ -1,7 +1,9 @@
 #!/bin/sh
 # The packages for the switch's processor, installed by dpkg into a root of their own that holds what they depend on and
-# nothing else: packages_arm_test.sh FOLDER. Tool, virtual switch and a program run there under the emulator.
+# nothing else: packages_arm_test.sh FOLDER. Tool, virtual switch and a program run there under the emulator. What is made
+# of the same sources elsewhere, for the SOURCE_DATE_EPOCH of those in FOLDER, is identical.
 set -eu
+sources=$(cd "$(dirname "$0")/.." && pwd)
 packages=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -34,3 +36,17 @@ arm-linux-gnueabihf-gcc -I "$root/usr/include" "$work/program.c" -L "$root/usr/l
   -o "$work/program"
 there "$work/program" || fail "a program does not see the LED that zelctl has set: $(cat "$work/errors")"
 [ "$(qemu-arm -L "$root" "$root/usr/bin/zelsim" get panel.system)" = 1 ] || fail "zelsim does not show the LED"
+
+# The tools take minutes to compile. They do not know their folder.
+for file in "$root"/usr/bin/* "$root"/usr/lib/zelboard/*; do
+  grep -aqF "$sources" "$file" && fail "$file: the folder of the sources stands in it"
+done
+copy=$work/another/folder
+mkdir -p "$copy"
+(cd "$sources" && tar c --exclude='./build*' --exclude=./.git .) | tar x -C "$copy"
+cmake -S "$copy" -B "$copy/build/package-armhf" -G Ninja -DZELBOARD_TOOLS=OFF \
+  -DCMAKE_TOOLCHAIN_FILE="$copy/cmake/arm-linux-gnueabihf.cmake" >"$work/log"
+(umask 077 && "$copy/scripts/package" --arch armhf) >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+for package in "$copy"/build/packages-armhf/*.deb; do
+  cmp "$package" "$packages/$(basename "$package")" || fail "built twice, the packages differ"
+done
