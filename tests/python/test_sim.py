@@ -80,7 +80,7 @@ def test_the_world_and_faults(board: Board, tmp_path: Path) -> None:
     assert board.flash["DB1"][:5] == b"data\xff" and board.flash["0x00e00001+0x2"] == b"at"
     assert board.flash.regions["DB1"].start == 0xE00000
     with board.fault("i2c:BufRead", result="busy", count=1) as used, board.fault("gpio") as other:
-        assert "bus is busy" in board.run(["zelctl", "i2c", "read", "0x9e", "0", "2"]).stderr
+        assert "device 0x9E: busy" in board.run(["zelctl", "i2c", "read", "0x9e", "0", "2"]).stderr
         assert board.run(["zelctl", "i2c", "read", "0x9e", "0", "2"]).returncode == 0
         assert (used.hits, other.hits) == (1, 0)
     assert used.hits == 1 and board.state.faults == {}
