@@ -11,6 +11,8 @@
 #include <optional>
 #include <span>
 
+#include "replace_file.h"
+
 using App = CLI::App;
 using Json = nlohmann::ordered_json;
 
@@ -186,22 +188,18 @@ FileFigures measure(const std::string &path);
 /** Reads a whole file; refuses the argument FILE when it is longer than `limit`. */
 std::vector<uint8_t> readFile(const std::string &path, uint64_t limit);
 
-/** A file that is written beside the one it replaces and takes its place once it is whole and on the disk: whatever
- *  fails before, or a signal, leaves the old one. What is no ordinary file is written to as it is. */
+/** A file that takes the old one's place once it is whole: whatever fails before, or a signal, leaves the old one. */
 class OutputFile {
  public:
-  explicit OutputFile(const std::string &path);
-  OutputFile(const OutputFile &) = delete;
-  OutputFile &operator=(const OutputFile &) = delete;
-  ~OutputFile();
-
+  explicit OutputFile(std::string path);
   void write(std::span<const uint8_t> bytes);
   void commit();
 
  private:
+  void check(int error) const;
+
   const std::string path_;
-  std::filesystem::path target_, beside_;
-  int fd_ = -1;
+  replace_file::Replacement file_;
 };
 void writeFile(const std::string &path, std::span<const uint8_t> bytes);
 
