@@ -9,7 +9,7 @@ says() {
   shift 2
   out=$("$@" 2>&1) || found=$?
   [ $found -eq "$status" ] || fail "status $found, not $status, of: $*: $out"
-  echo "$out" | grep -q -- "$text" || fail "no '$text' from: $*: $out"
+  printf '%s\n' "$out" | grep -q -- "$text" || fail "no '$text' from: $*: $out"
 }
 
 "$zelsim" create --slots sfp,copper,none
@@ -57,6 +57,97 @@ cmp "$work/default.bin" "$work/second.bin"
 sum=$(ctl crc "$work/backup" --json | python3 -c 'import json, sys; print(json.load(sys.stdin)["sum"])')
 printf '\132\245' | dd of="$work/backup" bs=1 seek=1234567 conv=notrunc 2>/dev/null
 says 1 '' ctl flash restore "$work/backup" --sum "$sum" --yes
+
+# What nobody answered is no fact about the board: the request is named, whichever way the driver fails.
+for fault in "i2c --result busy" "i2c:open --result closed" "i2c --result refused"; do
+  "$zelsim" fail $fault
+  for words in board ports "sfp list" "sfp show 3" "cage 8" "cage 5" "identity name A" identity panel temperature "clock get"; do
+    says 1 '^zelctl: FW_[A-Z0-9_]*: .*[a-z]' ctl $words
+  done
+  "$zelsim" heal
+done
+"$zelsim" fail gpio:GetSystemLed --count 9
+says 1 'LED system' ctl led set system off
+"$zelsim" heal
+for words in power identity "watchdog flag" "env list"; do
+  "$zelsim" fail flash:read --count 99
+  says 1 'FW_FAIL' ctl $words
+  "$zelsim" heal
+done
+
+# Descriptors that came closed, and a full disk: a clean answer.
+for words in "relay set 1" relay "led bogus"; do
+  for closed in '<&-' '>&-' '2>&-' '<&- >&- 2>&-'; do
+    found=0
+    eval "ctl $words $closed" >/dev/null 2>&1 || found=$?
+    [ $found -le 2 ] || fail "status $found of $words $closed"
+  done
+done
+says 1 'cannot be written' sh -c "'$zelsim' run -- '$build/bin/zelctl' relay >&-"
+says 1 'cannot be written' sh -c "'$zelsim' run -- '$build/bin/zelctl' --help >/dev/full"
+
+# A file that cannot be written, or whose flash cannot be read, leaves the old one.
+echo old >"$work/kept"
+chmod 640 "$work/kept"
+ln -s kept "$work/link"
+"$zelsim" fail flash:read --skip 3 --count 1 --result refused
+says 1 'FW_FAIL' ctl backup "$work/link"
+"$zelsim" heal
+[ "$(cat "$work/kept")" = old ] || fail "a failed backup destroyed the file"
+says 1 'No space left' ctl db custom read /dev/full
+says 1 'Is a directory' ctl flash read T -o "$work"
+says 1 'No such file' ctl flash read T -o "$work/none/file"
+ctl flash read T -o "$work/link"
+[ "$(stat -c '%s %a' "$work/kept")" = '65536 640' ] && [ -L "$work/link" ] || fail "link or mode changed"
+
+# Errors are in the tool's words and on one line.
+says 2 "VALUE: 'onn' is not one of off|on|blink$" ctl led set alarm onn
+says 2 "PORT: '0x1c' is not a number from 0 to 27" ctl cage 0x1c
+says 2 "PORT: 'a.nb.x1b' is not" ctl cage "$(printf 'a\nb\033')"
+says 2 "FILE: '' is not a file" ctl backup ''
+says 2 'MAC: ' ctl mac-backup set 00:11:22:33:44:5g
+: >"$work/empty"
+for words in "firmware write $work/empty --partition 1" "db gen write $work/empty" "flash write T $work/empty"; do
+  says 2 'FILE: .*empty' ctl $words
+done
+ctl env set name 'grün' >/dev/null
+says 0 '^name=grün$' ctl env list
+ctl env unset name
+says 1 "no variable 'name'" ctl env get name
+says 0 '^pwrmode=' ctl env list
+
+# What would be lost is asked for; an update writes only what differs.
+says 2 'yes: .*Replaces the image' ctl firmware write "$work/firmware" --partition 2
+says 2 'yes: .*boot loader' ctl flash write 0 "$work/gen"
+says 0 'Image 2 *erase and write' ctl firmware write "$work/firmware" --partition 2 --dry-run
+printf x | dd of="$work/firmware" bs=1 seek=70000 conv=notrunc 2>/dev/null
+says 0 '^written *1$' ctl flash update 'image 2' "$work/firmware" --yes
+says 0 '' ctl firmware verify "$work/firmware" --partition 2
+
+# A signal ends a copy between two pieces: the line tells what the partition holds, and the flag is down.
+head -c 12000000 /dev/urandom >"$work/long"
+"$zelsim" run -- "$build/bin/zelctl" firmware write "$work/long" --partition 1 --yes 2>"$work/line" >/dev/null &
+copy=$!
+while kill -0 $copy 2>/dev/null && ctl flags | grep -q 'access *no'; do sleep 0.02; done
+kill -TERM $copy 2>/dev/null || true
+if ! wait $copy; then  # else the machine was too slow to meet it
+  size=$(sed -n 's/^zelctl: interrupted: .* holds the first \(0x[0-9A-F]*\) of .*/\1/p' "$work/line")
+  [ "$((size))" -gt 0 ] || fail "not told what the partition holds: $(cat "$work/line")"
+  ctl flash read I1 $((size)) -o "$work/part"
+  cmp -n $((size)) "$work/part" "$work/long"
+fi
+says 0 'access *no' ctl flags
+
+# Completion, of the last word: values, codes, and nothing where a file comes next.
+completed() {
+  PATH="$build/bin:$PATH" bash -c '. "$0"; COMP_WORDS=("$@" ""); COMP_CWORD=$#; _zelboard "$1" "" "${!#}"
+                                   echo "[${COMPREPLY[*]}]"' "$(dirname "$0")/../completion/zelboard.bash" "$@"
+}
+says 0 '^.off on.$' completed zelctl cage 5 --tx-disable
+says 0 '^.off on blink.$' completed zelctl led set alarm
+says 0 '^.I1 I2 P1 ' completed zelctl flash update
+says 0 '^..$' completed zelctl flash update I2
+says 0 '^..$' completed zelctl flash read T -o
 
 # The picture of the panel follows the board.
 "$zelsim" panel --svg "$work/before.svg"

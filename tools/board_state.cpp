@@ -26,11 +26,13 @@ static Answer led(Round &, uint32_t which) {
 static Answer relayState(Round &, uint32_t) { return byteOf(FW_GetAlarmRelay, "alarm relay"); }
 
 static Answer alarm(Round &round, uint32_t) {
-  env_ptr = nullptr;  // a parse sets it: without one the alarm would be that of a switch for which nothing is declared
-  const uint8_t alarmed = byteOf(FW_GetPowerAlarm, "power alarm");
-  if (env_ptr != nullptr) return alarmed;
+  uint8_t alarmed = 0;
+  byteOf(FW_GetSystemLed, "GPIO driver");  // without it the environment is not asked
   round.asked = Flash;
-  throw Failure{"the boot environment cannot be read"};
+  const uint32_t status = askEnvironment([&] { return FW_GetPowerAlarm(&alarmed); });
+  round.asked = Gpio;
+  require(status, "power alarm");
+  return alarmed;
 }
 
 static Answer supply(Round &, uint32_t which) {
@@ -51,18 +53,8 @@ static Answer degrees(Round &round, uint32_t which) {
   return (static_cast<int16_t>(raw[0] << 8 | raw[1]) >> 7) * 0.5;
 }
 
-enum Board { kNoBoard, kCopper, kSfp };
 static Answer boardIn(Round &round, uint32_t slot) {
-  return round.once(kSlot + slot, [=] {
-    uint8_t type = 0;
-    const std::string what = format("slot %u", slot);
-    const uint32_t status = FW_GetDauBoard(slot, &type);
-    // A slot of which that could not be asked counts as empty, too.
-    if (status == FW_ABSENT && byteOf([=](uint8_t *alive) { return FW_GetDau_Alive(slot, alive); }, what) == 0)
-      return kNoBoard;
-    require(status, what);
-    return type == FW_BOARD_COPPER ? kCopper : kSfp;
-  });
+  return round.once(kSlot + slot, [=] { return static_cast<int>(fittedIn(slot)); });
 }
 
 static bool level(Round &round, const sfp_signal &signal) {
@@ -74,7 +66,7 @@ static bool level(Round &round, const sfp_signal &signal) {
 }
 
 static Answer module(Round &round, uint32_t port) {
-  if (port < kDaughterPorts && boardIn(round, port / kPortsPerSlot + 1) != kSfp) return 0;
+  if (port < kDaughterPorts && boardIn(round, port / kPortsPerSlot + 1) != static_cast<int>(Fitted::Cages)) return 0;
   return !level(round, sfp_presnt[port]);  // a module pulls the line low
 }
 

@@ -79,12 +79,19 @@ void inputFile(App *app, std::string &path, const char *what) {
   app->add_option("FILE", path, what)->check(CLI::Validator(faultOf, ""))->type_name("")->required();
 }
 
+static const CLI::Validator kNamed([](const std::string &path) { return path.empty() ? "'' is not a file" : ""; }, "");
+
 void outputFile(App *app, std::string &path) {
-  app->add_option("FILE", path, "File to write; one that is there is replaced")->type_name("")->required();
+  app->add_option("FILE", path, "File to write; one that is there is replaced")
+      ->check(kNamed)
+      ->type_name("")
+      ->required();
 }
 
 void outputOption(App *app, std::string &path) {
-  app->add_option("-o,--output", path, "Write the bytes to this file")->type_name("FILE");
+  app->add_option("-o,--output", path, "Write to this file; one that is there is replaced")
+      ->check(kNamed)
+      ->type_name("FILE");
 }
 
 void asksFirst(App *app) { app->add_flag("--yes", settings.yes, "Do not ask"); }

@@ -31,7 +31,8 @@ static std::string verdictOf(const Database &database) {
 static void read(const Database &database) {
   uint8_t *data = nullptr;
   uint32_t length = regionLength(database.selectors[0]);
-  const std::string verdict = verdictOf(database);  // the read itself does not tell a driver that is silent from no database
+  const std::string verdict =
+      verdictOf(database);  // the read itself does not tell a driver that is silent from no database
   const uint32_t status = &database == kGen      ? FW_ReadGenDatabase(&data, &length, partition)
                           : &database == kCustom ? FW_ReadCustomizeDatabase(&data, partition)
                                                  : FW_ReadSharedDatabase(&data, &length);

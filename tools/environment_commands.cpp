@@ -31,14 +31,15 @@ static void get() {
     std::fprintf(out, "%s\n", cell("value", row["value"]).c_str());
     return;
   }
-  throw Failure{"no variable " + name + " in the boot environment"};
+  throw Failure{"no variable '" + name + "' in the boot environment"};
 }
 
 static void set() {
   constexpr size_t kNameLimit = sizeof env_slot::name - 1, kValueLimit = sizeof env_slot::value - 1;
-  if (name.empty() || name.size() > kNameLimit || name.find('=') != std::string::npos)
-    refuseArgument("NAME", format("1 to %zu characters without '='", kNameLimit));
-  if (value.empty() || value.size() > kValueLimit) refuseArgument("VALUE", format("1 to %zu characters", kValueLimit));
+  if (name.empty() || name.size() > kNameLimit || name.find_first_of("=\xFF") != std::string::npos)
+    refuseArgument("NAME", format("1 to %zu characters, '=' and the byte 0xFF not among them", kNameLimit));
+  if (value.empty() || value.size() > kValueLimit || value.find('\xFF') != std::string::npos)
+    refuseArgument("VALUE", format("1 to %zu characters, the byte 0xFF not among them", kValueLimit));
   startChange();
   require(FW_SpiFlash_EnvAdd(name.c_str(), value.c_str()), "boot environment");
   const Json known = environment();
@@ -60,7 +61,7 @@ static void unset() {
     throw Failure{"the boot environment holds what would be lost: nothing was changed"};
   env_slot *const last = std::end(env_data);
   env_slot *const left = std::remove_if(env_data, last, [](const env_slot &slot) { return text(slot.name) == name; });
-  if (left == last) throw Failure{"no variable " + name + " in the boot environment"};
+  if (left == last) throw Failure{"no variable '" + name + "' in the boot environment"};
   std::memset(left, 0xFF, static_cast<size_t>(last - left) * sizeof *left);
   std::fill(region.begin(), region.end(), uint8_t{0});
   convert_env(region.data() + kCrcLength);

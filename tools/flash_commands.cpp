@@ -15,7 +15,7 @@ constexpr const char *kSelectors[][2] = {{"I1", "Image 1"},          {"I2", "Ima
                                          {"C1", "Customize 1"},      {"C2", "Customize 2"}, {"S", "Share DB"},
                                          {"Pt", "Partition table"},  {"CI", "Custom info"}, {"P", "Profinet Parameter"},
                                          {"M", "Mac Address Backup"}};
-constexpr const char *kTestArea[] = {"T", "Test Area"};  // has no selector
+constexpr const char *kTestArea[] = {"T", "Test Area"};                             // has no selector
 constexpr uint32_t kTestAreaEntry = 13, kSectorSizeEntry = 17, kSectorsEntry = 18;  // of flash_def
 
 /** Colours of the 256-colour palette, one a region in address order. */
@@ -100,9 +100,12 @@ static void writeSpan() {
   const Span span = spanAt(bytes.size(), "FILE");
   if (dry_run) return showPlan(span.start, span.start + span.length, std::string(span.length / sectorSize() + 2, 'w'));
   const std::vector<uint8_t> before = readFlash(span.start, span.length);
-  const auto used = before.end() - std::find_if(before.begin(), before.end(), [](uint8_t byte) { return byte != 0xFF; });
-  if (span.start < regionLength(FW_REGION_BOOTLOADER)) confirm("Programs the boot loader's region.");
-  else if (used > 0) confirm("Programs " + span.name + ", which is not erased: bits can only be cleared.");
+  const auto used =
+      before.end() - std::find_if(before.begin(), before.end(), [](uint8_t byte) { return byte != 0xFF; });
+  if (span.start < regionLength(FW_REGION_BOOTLOADER))
+    confirm("Programs the boot loader's region.");
+  else if (used > 0)
+    confirm("Programs " + span.name + ", which is not erased: bits can only be cleared.");
   holdSignals();
   inPieces("write", span.start, span.length,
            [&](uint32_t at, uint32_t count) { return FW_WriteFlash(at, count, bytes.data() + at - span.start); });
@@ -161,7 +164,8 @@ static void updateRegion() {
   if (dry_run) return showPlan(region.start, region.start + span, actions);
   const auto of = [&](char action) { return std::count(actions.begin(), actions.end(), action); };
   const auto erased = of('e'), changed = erased + of('w');
-  if (erased > 0) confirm(format("Erases %ld of the %zu sectors of %s.", long{erased}, actions.size(), region.name.c_str()));
+  if (erased > 0)
+    confirm(format("Erases %ld of the %zu sectors of %s.", long{erased}, actions.size(), region.name.c_str()));
   startChange();
   long done = 0;
   try {
@@ -180,9 +184,10 @@ static void updateRegion() {
       return FW_OK;
     });
   } catch (const Failure &failure) {
-    throw Failure{failure.line + format("; %s: %ld of the %ld sectors that differ are updated, the same command goes on",
-                                        region.name.c_str(), done, long{changed}),
-                  failure.status};
+    throw Failure{
+        failure.line + format("; %s: %ld of the %ld sectors that differ are updated, the same command goes on",
+                              region.name.c_str(), done, long{changed}),
+        failure.status};
   }
   show(record("region", region.name, "file", path, "size", bytes.size(), "sectors", actions.size(), "erased", erased,
               "written", changed));
@@ -339,10 +344,12 @@ void addFlashCommands(App &app) {
   App *flash = command(app, "flash", "The 32 MiB serial NOR flash", "flash regions");
   command(*flash, "id", "Chip and JEDEC identification", "flash id", [] { show(flashId()); });
   command(*flash, "regions", "Where what is", "flash regions --json", [] { show(flashRegions()); });
-  App *reader = command(*flash, "read", "Reads bytes, or a whole region", "flash read 'Image 2' -o image.bin", readSpan);
+  App *reader =
+      command(*flash, "read", "Reads bytes, or a whole region", "flash read 'Image 2' -o image.bin", readSpan);
   App *writer =
       command(*flash, "write", "Programs a file; erases nothing", "flash write 0x1ff0000 data.bin", writeSpan);
-  App *eraser = command(*flash, "erase", "Erases the sector at an address, or a region", "flash erase T --yes", eraseSpan);
+  App *eraser =
+      command(*flash, "erase", "Erases the sector at an address, or a region", "flash erase T --yes", eraseSpan);
   App *updater = command(*flash, "update", "Makes a region hold a file: erases and writes only sectors that differ",
                          "flash update I2 image.bin", updateRegion);
   for (App *leaf : {reader, writer, eraser}) address(leaf);

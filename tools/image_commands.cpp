@@ -37,7 +37,8 @@ static void copyFile(const std::string &target, uint64_t size, const std::functi
     std::vector<char> piece(sectorSize());
     while (!interrupted() && (file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0)) {
       std::span<const char> rest(piece.data(), static_cast<size_t>(file.gcount()));
-      for (ssize_t count = 0; !rest.empty() && count >= 0; rest = rest.subspan(static_cast<size_t>(std::max<ssize_t>(count, 0))))
+      for (ssize_t count = 0; !rest.empty() && count >= 0;
+           rest = rest.subspan(static_cast<size_t>(std::max<ssize_t>(count, 0))))
         count = write(ends[1], rest.data(), rest.size());
       if (!rest.empty()) break;  // the copy has ended
       progress.at(taken += static_cast<uint64_t>(file.gcount()));
@@ -49,8 +50,11 @@ static void copyFile(const std::string &target, uint64_t size, const std::functi
   feeder.join();
   if (status == 0 && taken == size) return;
   const std::string first = format("the first 0x%llX of 0x%llX bytes of ", static_cast<unsigned long long>(taken),
-                                  static_cast<unsigned long long>(size)) + path;
-  const std::string why = status != 0 ? statusName(status) : interrupted() ? "interrupted" : path + " changed meanwhile";
+                                   static_cast<unsigned long long>(size)) +
+                            path;
+  const std::string why = status != 0     ? statusName(status)
+                          : interrupted() ? "interrupted"
+                                          : path + " changed meanwhile";
   if (taken == 0) throw Failure{why + ": " + target + ": refused, nothing was changed", status};
   if (status == 0) throw Failure{why + ": " + target + " holds " + first + ", verified; the rest is as it was", status};
   throw Failure{why + ": " + target + " is damaged: it holds at most " + first + ", not verified", status};
@@ -96,7 +100,8 @@ static void dump() {
     sum_again += dbChecksum(piece.data(), count);
     return FW_OK;
   });
-  if (sum_again != figures.sum) throw Failure{"the flash changed while it was read: another sum; " + path + " is as it was"};
+  if (sum_again != figures.sum)
+    throw Failure{"the flash changed while it was read: another sum; " + path + " is as it was"};
   file.commit();
   show(figuresRecord(figures));
 }

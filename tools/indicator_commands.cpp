@@ -54,7 +54,8 @@ static Json ledRecord(const Led &led) {
 static void setLed() {
   const Led &led = kLeds[which];
   require(led.set(led.selector, value, mirror), std::string("LED ") + led.name);
-  if (value == FW_LED_OFF && stateOf(led) != value) throw Failure{std::string("LED ") + led.name + " did not take the value"};
+  if (value == FW_LED_OFF && stateOf(led) != value)
+    throw Failure{std::string("LED ") + led.name + " did not take the value"};
 }
 
 Json leds() {

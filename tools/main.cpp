@@ -64,8 +64,13 @@ static int run(CLI::App &app, int argc, char **argv) {
     std::fputs(text.str().c_str(), out);
   } catch (const CLI::ExtrasError &) {
     return complain(notExpected(app), 2);
+  } catch (const CLI::ConversionError &error) {
+    const std::string line = error.what();  // "Could not convert: NAME = VALUE"
+    return complain(line.substr(line.find(": ") + 2) + ": not a value that it takes", 2);
   } catch (const CLI::Error &error) {
     return complain(error.what(), 2);
+  } catch (const std::exception &error) {
+    return complain(error.what(), 1);
   }
   if (finishOutput() != 0) return 1;
   return interrupted() ? complain("interrupted too late: all was done", 1) : 0;

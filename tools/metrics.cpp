@@ -61,5 +61,5 @@ static void writeMetrics() {
 void addMetricsCommand(App &app) {
   App *metrics = command(app, "metrics", "The board's state as metrics for Prometheus",
                          "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom", writeMetrics);
-  metrics->add_option("-o,--output", path, "A file, replaced as a whole, not the terminal");
+  outputOption(metrics, path);
 }

@@ -32,7 +32,8 @@ void requireCage(uint32_t port) {
 void requirePort(uint32_t status, uint32_t port, const char *what) {
   // Where there is a cage, these are what the library makes of a question that the driver did not answer.
   if (status == FW_ABSENT || status == FW_NOT_SFP)
-    throw Failure{statusName(status) + format(": port %u: %s: the board in its slot did not answer", port, what), status};
+    throw Failure{statusName(status) + format(": port %u: %s: the board in its slot did not answer", port, what),
+                  status};
   require(status, format("port %u: %s", port, what));
 }
 
@@ -74,8 +75,7 @@ static const char *nameOf(Fitted fitted) {
 static void operateCage() {
   if (cage_port == kNoPort) refuseArgument("PORT", "is required");
   requireCage(cage_port);
-  if (tx_disable != kKeep)
-    return requirePort(FW_SetPortSfpTxDisable(cage_port, tx_disable), cage_port, "transmitter");
+  if (tx_disable != kKeep) return requirePort(FW_SetPortSfpTxDisable(cage_port, tx_disable), cage_port, "transmitter");
   show(portRecord(cage_port, Fitted::Cages, Signals::All));
 }
 

@@ -47,9 +47,8 @@ static void showWatchdog() {
 
 static void addWatchdog(App &app) {
   App *dog = group(app, "watchdog", "Hardware watchdog", "watchdog enable", "status", showWatchdog);
-  command(*dog, "flag", "Tells whether the boot environment has it started", "watchdog flag", [] {
-    show(record("start_at_boot", askEnvironment(FW_Wdt_Flag) == 1));
-  });
+  command(*dog, "flag", "Tells whether the boot environment has it started", "watchdog flag",
+          [] { show(record("start_at_boot", askEnvironment(FW_Wdt_Flag) == 1)); });
   command(*dog, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
   command(*dog, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
   command(*dog, "stop", "Stops toggling", "watchdog stop", [] { require(FW_Wdt_Toggle_Stop(), "watchdog"); });
