@@ -64,7 +64,7 @@ static void writeFirmware() {
   const FileFigures figures = measureImage();
   refuseEmpty(path, figures.size);
   const uint32_t start = regionStart(partition), end = start + static_cast<uint32_t>(figures.size);
-  if (dry_run) return showPlan(start, end, std::string(figures.size / sectorSize() + 1, 'e'));
+  if (dry_run) return showPlan(start, end, std::string((end - start) / sectorSize() + 1, 'e'));
   if (!isErased(readFlash(start, sectorSize()))) confirm(format("Replaces the image in partition %u.", partition));
   copyFile(format("firmware partition %u", partition), figures.size,
            [](int file) { return FW_FlashCopy(file, partition); });
