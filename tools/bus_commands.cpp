@@ -75,7 +75,7 @@ static void addI2c(App &app) {
     number(leaf, "--offset-len", offset_len, "Offset bytes that are sent (1)", 0, 4);
   }
   number(read, "LENGTH", length, "Bytes", 1, kTransferLimit);
-  write->add_option("BYTES", values, "Bytes to write")->type_name("0-255")->transform(wholeNumber(0, 0xFF))->required();
+  bytes(write, "BYTES", values, "Bytes to write");
   command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(busBusy()); });
   command(*family, "refresh", "Refreshes the bus", "i2c refresh", [] { require(FW_ReflashI2CBus(), "I2C bus"); });
 }
@@ -93,9 +93,9 @@ Json temperature() {
 void addBusCommands(App &app) {
   addI2c(app);
   App *family = group(app, "clock", "Real-time clock", "clock set 2026-03-15T14:30:45", "get", getClock);
-  App *get = family->get_subcommand("get");
+  App *get = commandNamed(*family, "get");
   App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now", setClock);
-  set->add_option("TIME", time_text, "YYYY-MM-DDTHH:MM:SS or now")->type_name("")->required();
+  anyText(set, "TIME", time_text, "YYYY-MM-DDTHH:MM:SS or now");
   command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll", pollClock);
   command(*family, "12h", "Sets 12-hour mode", "clock 12h", [] { setHours(0); });
   command(*family, "24h", "Sets 24-hour mode", "clock 24h", [] { setHours(1); });
@@ -103,5 +103,5 @@ void addBusCommands(App &app) {
     if (!held) require(FW_PollTemperature(), kSensor);
     show(temperature());
   });
-  for (App *leaf : {get, sensor}) leaf->add_flag("--held", held, "What the driver holds; the chip is not read");
+  for (App *leaf : {get, sensor}) flag(leaf, "--held", held, "What the driver holds; the chip is not read");
 }

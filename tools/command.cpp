@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstring>
 
@@ -32,8 +33,10 @@ App *group(App &parent, const char *name, const char *what, const char *example,
 
 const Action &chosenAction() { return chosen; }
 
-CLI::Validator wholeNumber(uint32_t low, uint32_t high) {
-  const auto parse = [=](std::string &text) -> std::string {
+App *commandNamed(App &parent, const char *name) { return parent.get_subcommand(name); }
+
+ArgumentCheck wholeNumber(uint32_t low, uint32_t high) {
+  return [=](std::string &text) -> std::string {
     const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
     const char *first = text.c_str() + (hexadecimal ? 2 : 0), *end = text.c_str() + text.size();
     uint32_t number = 0;
@@ -43,16 +46,25 @@ CLI::Validator wholeNumber(uint32_t low, uint32_t high) {
     text = std::to_string(number);
     return {};
   };
-  return CLI::Validator(parse, "");
 }
 
-CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high) {
-  CLI::Option *option = app->add_option(name, value, what)->required(name[0] != '-');
-  option->type_name(low == 0 && high == 0xFFFFFFFF ? "NUMBER" : format("%u-%u", low, high));
-  return option->transform(wholeNumber(low, high));
+void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
+             const ArgumentCheck &check, Needed needed) {
+  const bool required = needed == Needed::Always || (needed == Needed::ByName && name[0] != '-');
+  app->add_option(name, value, what)->required(required)->type_name(form)->transform(CLI::Validator(check, ""));
 }
 
-CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices) {
+void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high, Needed needed) {
+  const std::string form = low == 0 && high == 0xFFFFFFFF ? "NUMBER" : format("%u-%u", low, high);
+  checked(app, name, value, what, form, wholeNumber(low, high), needed);
+}
+
+void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what) {
+  const CLI::Validator byte(wholeNumber(0, 0xFF), "");
+  app->add_option(name, values, what)->type_name("0-255")->transform(byte)->required();
+}
+
+void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices) {
   std::string names;
   for (const auto &[word, code] : choices) names += (names.empty() ? "" : "|") + word;
   const auto find = [=](std::string &text) -> std::string {
@@ -64,9 +76,15 @@ CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *wha
     }
     return "'" + text + "' is not one of " + names;
   };
-  CLI::Option *option = app->add_option(name, value, what)->required(name[0] != '-')->type_name(names);
-  return option->transform(CLI::Validator(find, ""));
+  checked(app, name, value, what, names, find);
 }
+
+void anyText(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check) {
+  CLI::Option *option = app->add_option(name, value, what)->type_name("")->required();
+  if (check) option->transform(CLI::Validator(check, ""));
+}
+
+void flag(App *app, const char *name, bool &value, const char *what) { app->add_flag(name, value, what); }
 
 static std::string faultOf(const std::string &path) {
   struct stat status {};
@@ -94,11 +112,11 @@ void outputOption(App *app, std::string &path) {
       ->type_name("FILE");
 }
 
-void asksFirst(App *app) { app->add_flag("--yes", settings.yes, "Do not ask"); }
+void asksFirst(App *app) { flag(app, "--yes", settings.yes, "Do not ask"); }
 
 static bool allow_empty;
 
-void takesEmpty(App *app) { app->add_flag("--allow-empty", allow_empty, "Take a file without any bytes"); }
+void takesEmpty(App *app) { flag(app, "--allow-empty", allow_empty, "Take a file without any bytes"); }
 
 void refuseEmpty(const std::string &path, uint64_t size) {
   if (size == 0 && !allow_empty) refuseArgument("FILE", path + " is empty: --allow-empty takes it");

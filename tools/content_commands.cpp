@@ -159,12 +159,11 @@ void addIdentityCommands(App &app) {
   App *family = group(app, "identity", "Model name, description, power-mode byte", "identity name EDGE-1", "show",
                       [] { show(identity()); });
   App *name = command(*family, "name", "Stores a model name", "identity name EDGE-1 --variant 2", setName);
-  name->add_option("NAME", text, "Name, up to 31 characters")->type_name("")->required();
+  anyText(name, "NAME", text, "Name, up to 31 characters");
   number(name, "--variant", variant, "For this number of copper boards, not for those fitted", 0, 3);
-  command(*family, "describe", "Stores the description", "identity describe 'Hall 3, rack 7'", describe)
-      ->add_option("TEXT", text, "Description, up to 255 characters")
-      ->type_name("")
-      ->required();
+  App *describer =
+      command(*family, "describe", "Stores the description", "identity describe 'Hall 3, rack 7'", describe);
+  anyText(describer, "TEXT", text, "Description, up to 255 characters");
   number(command(*family, "power-byte", "Stores the power-mode byte", "identity power-byte 3", setPowerByte), "VALUE",
          byte, "Value", 0, 255);
 }

@@ -127,14 +127,11 @@ void addEnvironmentCommands(App &app) {
   App *getter = command(*family, "get", "One variable", "env get pwrmode", get);
   App *setter = command(*family, "set", "Sets a variable, verified", "env set pwrmode pwr2ac", set);
   App *unsetter = command(*family, "unset", "Takes a variable out, verified", "env unset pwrmode", unset);
-  for (App *leaf : {getter, setter, unsetter})
-    leaf->add_option("NAME", name, "Variable, up to 80 characters")->type_name("")->required();
-  setter->add_option("VALUE", value, "Value, up to 511 characters")->type_name("")->required();
+  for (App *leaf : {getter, setter, unsetter}) anyText(leaf, "NAME", name, "Variable, up to 80 characters");
+  anyText(setter, "VALUE", value, "Value, up to 511 characters");
 
   family = group(app, "mac-backup", "MAC address backup", "mac-backup set 00:11:22:33:44:55", "get",
                  [] { show(macBackup()); });
   setter = command(*family, "set", "Stores 17 bytes", "mac-backup set 00:11:22:33:44:55", setMac);
-  setter->add_option("MAC", value, "As 00:11:22:33:44:55, or any 17 bytes as 34 hexadecimal digits")
-      ->type_name("")
-      ->required();
+  anyText(setter, "MAC", value, "As 00:11:22:33:44:55, or any 17 bytes as 34 hexadecimal digits");
 }

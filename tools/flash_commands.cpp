@@ -58,15 +58,12 @@ static Span spanAt(uint64_t bytes, const char *argument) {
 }
 
 static void address(App *app) {
-  const CLI::Validator is_number = wholeNumber(0, chipSize() - 1);
+  const ArgumentCheck is_number = wholeNumber(0, chipSize() - 1);
   const auto check = [=](std::string &text) -> std::string {
     if (regionNamed(text) || is_number(text).empty()) return {};
     return format("'%s' is neither a region nor an address from 0 to 0x%X", text.c_str(), chipSize() - 1);
   };
-  app->add_option("ADDRESS", place, "Byte on the chip, or a region by code or name: see flash regions")
-      ->type_name("")
-      ->transform(CLI::Validator(check, ""))
-      ->required();
+  anyText(app, "ADDRESS", place, "Byte on the chip, or a region by code or name: see flash regions", check);
 }
 
 void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece) {
@@ -353,31 +350,27 @@ void addFlashCommands(App &app) {
   App *updater = command(*flash, "update", "Makes a region hold a file: erases and writes only sectors that differ",
                          "flash update I2 image.bin", updateRegion);
   for (App *leaf : {reader, writer, eraser}) address(leaf);
-  number(reader, "LENGTH", length, "Bytes; of a region all without it", 1, chip)->required(false);
+  number(reader, "LENGTH", length, "Bytes; of a region all without it", 1, chip, Needed::Never);
   outputOption(reader, output);
   std::string codes;
   for (const auto &[code, name] : kSelectors) codes += std::string(code) + "|";
-  updater->add_option("REGION", region_index, "Region by code, or by name: see flash regions")
-      ->type_name(codes + kTestArea[0])
-      ->transform(CLI::Validator(
+  checked(updater, "REGION", region_index, "Region by code, or by name: see flash regions", codes + kTestArea[0],
           [](std::string &text) -> std::string {
             const auto index = regionNamed(text);
             if (!index) return "'" + text + "' is not a region: see zelctl flash regions";
             text = std::to_string(*index);
             return {};
-          },
-          ""))
-      ->required();
+          });
   inputFile(writer, path, "File to program");
   inputFile(updater, path, "File that the region is to begin with");
   number(eraser, "--sectors", sectors, "Sectors to erase (1, or all of a region)", 1, last_sector + 1);
   for (App *leaf : {writer, eraser, updater}) {
     asksFirst(leaf);
-    leaf->add_flag("--dry-run", dry_run, "Show what would be erased and written, and change nothing");
+    flag(leaf, "--dry-run", dry_run, "Show what would be erased and written, and change nothing");
   }
   App *map = command(*flash, "map", "All sectors by region, used and erased", "flash map", showMap);
-  map->add_flag("--color", settings.colour, "Colours without a terminal too");
+  flag(map, "--color", settings.colour, "Colours without a terminal too");
   App *one = command(*flash, "sector", "One sector", "flash sector 0x1c", showSector);
   number(one, "SECTOR", sector, "Sector number", 0, last_sector);
-  for (App *leaf : {map, one}) leaf->add_flag("--library", library, "The library's own print");
+  for (App *leaf : {map, one}) flag(leaf, "--library", library, "The library's own print");
 }

@@ -135,9 +135,9 @@ void addImageCommands(App &app) {
                        writeFirmware);
   App *verify =
       command(*family, "verify", "Compares the CRC-32", "firmware verify image.bin --partition 2", verifyFirmware);
-  for (App *leaf : {write, verify}) number(leaf, "--partition", partition, "Partition", 1, 2)->required();
+  for (App *leaf : {write, verify}) number(leaf, "--partition", partition, "Partition", 1, 2, Needed::Always);
 
-  family = app.get_subcommand("flash");
+  family = commandNamed(app, "flash");
   App *dumper =
       command(*family, "dump", "The flash, or one part, into a file", "flash dump flash.bin --part 1 --of 2", dump);
   App *comparer =
@@ -148,7 +148,7 @@ void addImageCommands(App &app) {
   }
   App *known = command(*family, "restore", "Programs a whole-flash dump whose byte sum is known",
                        "flash restore flash.bin --sum 0x1fe3a5c0", restore);
-  number(known, "--sum", sum, "Byte sum that the file must have", 0, 0xFFFFFFFF)->required();
+  number(known, "--sum", sum, "Byte sum that the file must have", 0, 0xFFFFFFFF, Needed::Always);
 
   App *backup = command(app, "backup", "The whole flash into a file, compared by its sum", "backup switch.bin", dump);
   App *restorer = command(app, "restore", "A backup into the flash", "restore switch.bin", [] {
@@ -157,7 +157,7 @@ void addImageCommands(App &app) {
   });
   for (App *leaf : {write, known, restorer}) {
     asksFirst(leaf);
-    leaf->add_flag("--dry-run", dry_run, "Show what would be erased and written, and change nothing");
+    flag(leaf, "--dry-run", dry_run, "Show what would be erased and written, and change nothing");
   }
   takesEmpty(write);
   App *crc =

@@ -74,7 +74,7 @@ void addIndicatorCommands(App &app) {
   App *set = command(*led, "set", "Sets one LED", "led set power1 on --mirror", setLed);
   for (App *leaf : {get, set}) choice(leaf, "NAME", which, "LED", names);
   choice(set, "VALUE", value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
-  set->add_flag("--mirror", mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
+  flag(set, "--mirror", mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
 
   App *contact = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });
   set = command(*contact, "set", "Switches the relay", "relay set 0",

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <climits>
 #include <clocale>
 #include <cstring>

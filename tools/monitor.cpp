@@ -128,5 +128,5 @@ void addMonitorCommand(App &app) {
   number(leaf, "--interval", interval, "Milliseconds from one round of questions to the next (1000)", 10, 3600000);
   number(leaf, "--for", lifetime, "Seconds after which it ends, else when it is interrupted", 1, 31536000);
   number(leaf, "--hot", threshold, "Degrees Celsius from which the board is hot (80)", 1, 127);
-  leaf->add_flag("--initial", initial, "First print what stands now");
+  flag(leaf, "--initial", initial, "First print what stands now");
 }

@@ -141,7 +141,7 @@ static void draw() {
 
 void addPanelCommand(App &app) {
   App *panel = command(app, "panel", "Draws the front panel as it looks now", "panel --watch", draw);
-  panel->add_flag("--watch", watching, "Redraw twice a second until interrupted");
+  flag(panel, "--watch", watching, "Redraw twice a second until interrupted");
   number(panel, "--pictures", pictures, "With --watch: stop after this many (0 = never)", 0, 1000000);
-  panel->add_flag("--color", settings.colour, "Colours without a terminal too");
+  flag(panel, "--color", settings.colour, "Colours without a terminal too");
 }

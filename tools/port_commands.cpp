@@ -121,7 +121,7 @@ void addPortCommands(App &app) {
   command(app, "ports", "All 28 ports: slot, type, module and cage signals", "ports --json",
           [] { show(ports(Signals::All)); });
   App *cage = command(app, "cage", "One cage's signals, or its transmitter", "cage 5 --tx-disable on", operateCage);
-  number(cage, "PORT", cage_port, "Port", 0, kPorts - 1)->required(false);
+  number(cage, "PORT", cage_port, "Port", 0, kPorts - 1, Needed::Never);
   choice(cage, "--tx-disable", tx_disable, "Switch the module's transmitter: on = disabled", kOnOff);
   command(*cage, "init", "Initialises the expanders: every transmitter off", "cage init", initCages);
 }

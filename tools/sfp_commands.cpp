@@ -154,6 +154,6 @@ void addSfpCommands(App &app) {
       command(*family, "phy", "PHY registers of a copper module, switched on", "sfp phy 3 0 0x9140", accessRegisters);
   App *sgmii = command(*family, "sgmii", "Puts a copper module's PHY into SGMII mode", "sfp sgmii 3", setSgmii);
   for (App *leaf : {shower, dumper, phy, sgmii}) number(leaf, "PORT", port, "Port", 0, kPorts - 1);
-  number(phy, "REGISTER", reg, "Register (all that have names)", 0, 31)->required(false);
-  number(phy, "VALUE", value, "Value to write", 0, 0xFFFF)->required(false);
+  number(phy, "REGISTER", reg, "Register (all that have names)", 0, 31, Needed::Never);
+  number(phy, "VALUE", value, "Value to write", 0, 0xFFFF, Needed::Never);
 }

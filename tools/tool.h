@@ -3,16 +3,23 @@
 #ifndef ZELCTL_TOOL_H
 #define ZELCTL_TOOL_H
 
-#include <CLI/CLI.hpp>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "replace_file.h"
 
+// The command line's parser: command.cpp and main.cpp alone know more of it, as its header costs seconds in each file.
+namespace CLI {
+class App;
+}
 using App = CLI::App;
 using Json = nlohmann::ordered_json;
 
@@ -38,13 +45,29 @@ App *command(App &parent, const char *name, const char *what, const char *exampl
 App *group(App &parent, const char *name, const char *what, const char *example, const char *usual,
            const Action &action);
 const Action &chosenAction();
+/** A command that `group` or `command` has added. */
+App *commandNamed(App &parent, const char *name);
 
+/** Brings an argument into the form that its value is read from. @return why it is none, or nothing */
+using ArgumentCheck = std::function<std::string(std::string &text)>;
 /** Refuses what is no whole number from `low` to `high`, decimal or with 0x; leading zeros make no octal number. */
-CLI::Validator wholeNumber(uint32_t low, uint32_t high);
-/** A whole number, decimal or with 0x, from `low` to `high`. A name without dashes is positional and required. */
-CLI::Option *number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high);
+ArgumentCheck wholeNumber(uint32_t low, uint32_t high);
+
+/** Without more said, an argument is required when its name begins without dashes: it is positional then. */
+enum class Needed { ByName, Always, Never };
+/** A number that the check makes of the argument; help shows its form. */
+void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
+             const ArgumentCheck &check, Needed needed = Needed::ByName);
+/** A whole number, decimal or with 0x, from `low` to `high`, and several of them. */
+void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high,
+            Needed needed = Needed::ByName);
+void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what);
 /** One of a few words, or of their numbers when the first word is "off". */
-CLI::Option *choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices);
+void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices);
+/** Any text, or one that the check takes. */
+void anyText(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {});
+/** A switch without a value. */
+void flag(App *app, const char *name, bool &value, const char *what);
 /** The argument FILE: an ordinary file that exists, or one to write. */
 void inputFile(App *app, std::string &path, const char *what);
 void outputFile(App *app, std::string &path);

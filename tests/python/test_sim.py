@@ -94,7 +94,7 @@ def test_a_program_and_what_it_did(board: Board) -> None:
     done = board.run([sys.executable, "-c", script, "b"], input="in", env={"A": "a"})
     assert (done.returncode, done.stdout, done.trace) == (3, "in a b\n", [])
     with board.start(["zelctl", "led", "set", "system", "on"]) as program:
-        assert board.wait(lambda state: state.panel.system == 1).serial_gpio == [(1, 3, 1)]
+        assert board.wait(lambda state: state.serial_gpio == [(1, 3, 1)]).panel.system == 1
         assert program.wait() == 0
     assert [event.request for event in board.trace] == ["GetSystemLed", "SetSystemLed", "sgpio_set"]
     with pytest.raises(TimeoutError):
