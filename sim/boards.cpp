@@ -161,9 +161,7 @@ OpenBoard look_at(const std::string &name) {
   return {folder, attached, Guard(*attached->board, Intent::Look)};
 }
 
-fs::path library_folder() {
-  return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard";
-}
+fs::path library_folder() { return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard"; }
 
 void create_board(const Line &line) {
   fs::path folder = folder_of(line.name().empty() ? "default" : line.name());

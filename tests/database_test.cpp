@@ -50,9 +50,7 @@ std::string shown(const std::string &title, const Words &words) {
 std::string after_table(const std::string &output) { return output.substr(output.rfind("Share  :len") + 47); }
 
 /// Output without the number of the source line that makes a report.
-std::string without_number(const std::string &output) {
-  return replaced(output, "[0-9]+\\) ", ") ");
-}
+std::string without_number(const std::string &output) { return replaced(output, "[0-9]+\\) ", ") "); }
 
 TEST_F(Database, TableModes) {
   const char *const names[] = {"Config database 1", "Config database 2", "Customize database 1", "Customize database 2",
