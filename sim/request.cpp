@@ -290,11 +290,12 @@ const FaultRule *add_rule(Board &board, const FaultRule &rule) {
 }
 
 void heal(Board &board, uint32_t number) {
-  board.rule_count = 0;
+  uint32_t left = 0;  // requests look at the count without the lock: it is never 0 while others stand
   for (FaultRule &rule : board.rules) {
     if (number == 0 || rule.number == number) rule.effect = Effect::None;
-    board.rule_count += rule.effect != Effect::None;
+    left += rule.effect != Effect::None;
   }
+  board.rule_count = left;
 }
 
 void trace(long result, const char *format, ...) {
