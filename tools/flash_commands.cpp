@@ -1,5 +1,3 @@
-#include <strings.h>
-
 #include <algorithm>
 
 #include "records.h"
@@ -7,39 +5,6 @@
 static uint32_t length, sectors, sector, region_index;
 static std::string place, path, output;
 static bool library, dry_run;
-
-/** Codes, as in the library's sector map, and names by map selector, which counts from 1. */
-constexpr const char *kSelectors[][2] = {{"I1", "Image 1"},          {"I2", "Image 2"},     {"P1", "Parameter 1"},
-                                         {"P2", "Parameter 2"},      {"BS", "Boot Script"}, {"B", "Bootloader"},
-                                         {"E", "Environment"},       {"D1", "DB1"},         {"D2", "DB2"},
-                                         {"C1", "Customize 1"},      {"C2", "Customize 2"}, {"S", "Share DB"},
-                                         {"Pt", "Partition table"},  {"CI", "Custom info"}, {"P", "Profinet Parameter"},
-                                         {"M", "Mac Address Backup"}};
-constexpr const char *kTestArea[] = {"T", "Test Area"};                             // has no selector
-constexpr uint32_t kTestAreaEntry = 13, kSectorSizeEntry = 17, kSectorsEntry = 18;  // of flash_def
-
-/** Colours of the 256-colour palette, one a region in address order. */
-constexpr int kPalette[] = {25, 28, 130, 90, 31, 100, 61, 94, 36, 125, 64, 172, 97, 24, 138, 65, 60};
-constexpr int kGrey = 240;
-
-/** Number of a region in the table above, and beyond it of the test area; nothing for what is no code and no name. */
-static std::optional<uint32_t> regionNamed(const std::string &text) {
-  const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
-  for (uint32_t i = 0; i < std::size(kSelectors); ++i)
-    if (is(kSelectors[i][0]) || is(kSelectors[i][1])) return i;
-  if (is(kTestArea[0]) || is(kTestArea[1])) return std::size(kSelectors);
-  return std::nullopt;
-}
-
-struct Span {
-  uint32_t start, length;
-  std::string name;  // as people call it
-};
-
-static Span regionSpan(uint32_t index) {
-  if (index < std::size(kSelectors)) return {regionStart(index + 1), regionLength(index + 1), kSelectors[index][1]};
-  return {flash_def[kTestAreaEntry], chipSize() - flash_def[kTestAreaEntry], kTestArea[1]};
-}
 
 /** What the argument ADDRESS names: a region, or `bytes` from an address on. */
 static Span spanAt(uint64_t bytes, const char *argument) {
@@ -64,17 +29,6 @@ static void address(App *app) {
     return format("'%s' is neither a region nor an address from 0 to 0x%X", text.c_str(), chipSize() - 1);
   };
   anyText(app, "ADDRESS", place, "Byte on the chip, or a region by code or name: see flash regions", check);
-}
-
-void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece) {
-  Progress progress(what, span);
-  for (uint32_t done = 0, count = 0; done < span; progress.at(done += count)) {
-    if (interrupted())
-      throw Failure{format("interrupted: %s ended at 0x%X; what follows is as it was", what, start + done)};
-    count = std::min(sectorSize(), span - done);
-    const uint32_t status = piece(start + done, count);
-    if (status != 0) require(status, format("flash %s ended at 0x%X", what, start + done));
-  }
 }
 
 static void readSpan() {
@@ -190,145 +144,6 @@ static void updateRegion() {
               "written", changed));
 }
 
-/** The library's own print, whole. */
-static void showPrint(const std::function<uint32_t()> &call, const char *what) {
-  const Printed printed = printedBy(call);
-  require(printed.status, what);
-  if (settings.json) return show(record("text", printed.text));
-  std::fputs(printed.text.c_str(), out);
-}
-
-/** Index of the region that holds an address; the number of regions for none. */
-static size_t regionAt(const Json &map, uint32_t byte) {
-  size_t i = 0;
-  while (i < map.size() && (byte < map[i]["start"] || byte >= map[i]["end"])) ++i;
-  return i;
-}
-
-static void showSector() {
-  if (library) return showPrint([] { return FW_ReadSector(sector); }, "flash sector");
-  const uint32_t start = sector * sectorSize();
-  const std::vector<uint8_t> bytes = readFlash(start, sectorSize());
-  const Json map = flashRegions();
-  const size_t region = regionAt(map, start);
-  show(record("sector", sector, "address", start, "region",
-              region < map.size() ? map[region]["region"] : "UnUsed Space", "erased", isErased(bytes), "crc32",
-              FW_crc32(bytes.data(), sectorSize())));
-  if (settings.json) return;
-  std::fprintf(out, "\n");
-  hexdump(bytes, start);
-}
-
-static std::string paint(size_t region, bool used, const std::string &text) {
-  if (!colourful()) return text;
-  const int colour = region < std::size(kPalette) ? kPalette[region] : kGrey;
-  return format("\033[%d;5;%dm%s\033[0m", used ? 48 : 38, colour, text.c_str());
-}
-
-static void drawSectors(const Json &map, const std::vector<bool> &used) {
-  const uint32_t per_row = columns() >= 74 ? 32 : 8;
-  for (uint32_t i = 0; i < used.size(); ++i) {
-    const size_t region = regionAt(map, i * sectorSize());
-    std::string code = region < map.size() ? map[region]["code"].get<std::string>() : "U";
-    code.resize(2, ' ');
-    if (i % per_row == 0) std::fprintf(out, "0x%07X ", i * sectorSize());
-    std::fprintf(out, "%s%s", paint(region, used[i], used[i] ? code : "..").c_str(), (i + 1) % per_row ? "" : "\n");
-  }
-  std::fprintf(out, "\n%s a sector that holds data\n%s an erased one\n%s data outside the regions\n\n",
-               paint(0, true, "B ").c_str(), paint(0, false, "..").c_str(), paint(map.size(), true, "U ").c_str());
-}
-
-/** Reads everything: a sector may begin erased and yet hold data. */
-static void showMap() {
-  if (library) return showPrint(FW_SpiFlash_CheckSector, "flash map");
-  Json map = flashRegions(), holding = Json::array();
-  const std::vector<uint8_t> chip = readFlash(0, chipSize());
-  std::vector<bool> used;
-  for (uint32_t at = 0; at < chipSize(); at += sectorSize()) {
-    used.push_back(!isErased({chip.data() + at, sectorSize()}));
-    if (used.back()) holding.push_back(at / sectorSize());
-  }
-  for (Json &region : map) {
-    const auto first = used.begin() + region["start"].get<uint32_t>() / sectorSize();
-    const uint32_t count = region["length"].get<uint32_t>() / sectorSize();
-    append(region, "sectors", count, "used", std::count(first, first + count, true));
-  }
-  if (settings.json) return show(record("regions", map, "used_sectors", holding));
-  drawSectors(map, used);
-  show(map);
-}
-
-uint32_t sectorSize() { return flash_def[kSectorSizeEntry]; }
-
-uint32_t chipSize() { return flash_def[kSectorSizeEntry] * flash_def[kSectorsEntry]; }
-
-static uint32_t mapped(uint32_t answer) {
-  if (answer == FW_REFUSED) byteOf(FW_FlashGetIndex, "flash driver");
-  require(answer == FW_REFUSED ? FW_REFUSED : FW_OK, "flash map of the fitted chip");
-  return answer;
-}
-
-uint32_t regionStart(uint32_t selector) { return mapped(FW_SpiFlash_GetMapAddr(selector)); }
-
-uint32_t regionLength(uint32_t selector) { return mapped(FW_SpiFlash_GetMapLen(selector)); }
-
-Json flashRegions() {
-  std::vector<Json> rows;
-  for (uint32_t i = 0; i <= std::size(kSelectors); ++i) {
-    const Span span = regionSpan(i);
-    rows.push_back(record("code", i < std::size(kSelectors) ? kSelectors[i][0] : kTestArea[0], "region", span.name,
-                          "start", span.start, "end", span.start + span.length, "length", span.length));
-  }
-  std::sort(rows.begin(), rows.end(), [](const Json &a, const Json &b) { return a["start"] < b["start"]; });
-  return rows;
-}
-
-void showPlan(uint32_t start, uint32_t end, const std::string &actions) {
-  const Json map = flashRegions();
-  const auto text = [](char action) {
-    return action == 's' ? "as it is" : action == 'w' ? "write" : action == 'x' ? "erase" : "erase and write";
-  };
-  Json rows = Json::array();
-  for (uint32_t at = start, next = 0; at < end; at = next) {
-    next = std::min(end, (at / sectorSize() + 1) * sectorSize());
-    const size_t region = regionAt(map, at);
-    const std::string name = region < map.size() ? map[region]["region"] : Json("UnUsed Space");
-    const char *action = text(actions[at / sectorSize() - start / sectorSize()]);
-    if (!rows.empty() && rows.back()["region"] == name && rows.back()["action"] == action)
-      rows.back()["end"] = next;
-    else
-      rows.push_back(record("start", at, "end", next, "region", name, "action", action));
-  }
-  show(rows);
-}
-
-std::vector<uint8_t> readFlash(uint32_t start, uint32_t span) {
-  std::vector<uint8_t> bytes(span);
-  inPieces("read", start, span, [&](uint32_t at, uint32_t count) {
-    readPiece(at, {bytes.data() + at - start, count});
-    return FW_OK;
-  });
-  return bytes;
-}
-
-void readPiece(uint32_t at, std::span<uint8_t> bytes) {
-  const std::string what = format("flash read at 0x%X", at);
-  uint8_t &last = bytes.back(), again = 0xA5;
-  last = 0x5A;
-  require(FW_ReadFlash(at, static_cast<uint32_t>(bytes.size()), bytes.data()), what);
-  if (last != 0x5A) return;
-  require(FW_ReadFlash(at + static_cast<uint32_t>(bytes.size()) - 1, 1, &again), what);
-  if (again != last) throw Failure{what + ": the driver gave fewer bytes than asked for"};
-}
-
-uint32_t wordAt(std::span<const uint8_t> bytes, size_t at) {
-  return bytes[at] | uint32_t{bytes[at + 1]} << 8 | uint32_t{bytes[at + 2]} << 16 | uint32_t{bytes[at + 3]} << 24;
-}
-
-bool isErased(std::span<const uint8_t> bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0xFF; });
-}
-
 Json flashId() {
   uint8_t id[20] = {};
   const uint8_t index = byteOf(FW_FlashGetIndex, "flash driver");
@@ -352,9 +167,7 @@ void addFlashCommands(App &app) {
   for (App *leaf : {reader, writer, eraser}) address(leaf);
   number(reader, "LENGTH", length, "Bytes; of a region all without it", 1, chip, Needed::Never);
   outputOption(reader, output);
-  std::string codes;
-  for (const auto &[code, name] : kSelectors) codes += std::string(code) + "|";
-  checked(updater, "REGION", region_index, "Region by code, or by name: see flash regions", codes + kTestArea[0],
+  checked(updater, "REGION", region_index, "Region by code, or by name: see flash regions", regionCodes(),
           [](std::string &text) -> std::string {
             const auto index = regionNamed(text);
             if (!index) return "'" + text + "' is not a region: see zelctl flash regions";
@@ -368,9 +181,9 @@ void addFlashCommands(App &app) {
     asksFirst(leaf);
     flag(leaf, "--dry-run", dry_run, "Show what would be erased and written, and change nothing");
   }
-  App *map = command(*flash, "map", "All sectors by region, used and erased", "flash map", showMap);
+  App *map = command(*flash, "map", "All sectors by region, used and erased", "flash map", [] { showMap(library); });
   flag(map, "--color", settings.colour, "Colours without a terminal too");
-  App *one = command(*flash, "sector", "One sector", "flash sector 0x1c", showSector);
+  App *one = command(*flash, "sector", "One sector", "flash sector 0x1c", [] { showSector(sector, library); });
   number(one, "SECTOR", sector, "Sector number", 0, last_sector);
   for (App *leaf : {map, one}) flag(leaf, "--library", library, "The library's own print");
 }

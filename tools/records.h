@@ -49,6 +49,18 @@ uint32_t chipSize();
 /** Of a map selector, FW_REGION_...; throws when the chip is not known. */
 uint32_t regionStart(uint32_t selector);
 uint32_t regionLength(uint32_t selector);
+/** A piece of the flash, and what people call it. */
+struct Span {
+  uint32_t start, length;
+  std::string name;
+};
+/** Regions by number: those with a map selector in its order, then the test area. Nothing for what is no code, no name. */
+std::optional<uint32_t> regionNamed(const std::string &text);
+Span regionSpan(uint32_t number);
+/** All codes, separated by bars. */
+std::string regionCodes();
+/** Index of the region in `flashRegions` that holds an address; the number of regions for none. */
+size_t regionAt(const Json &map, uint32_t byte);
 /** Shows progress. */
 std::vector<uint8_t> readFlash(uint32_t address, uint32_t length);
 /** Works through a span by sectors and shows how far it is. A signal that waits ends it between two. */
@@ -59,6 +71,9 @@ void startChange();
 /** Shows what a change of the flash would do: one letter a sector, from the one at `start` on: 's'ame, 'w'rite,
  *  'e'rase and write. */
 void showPlan(uint32_t start, uint32_t end, const std::string &actions);
+/** Every sector is read: one may begin erased and yet hold data. With `library` what that prints. */
+void showMap(bool library);
+void showSector(uint32_t sector, bool library);
 /** The library takes a short count for a success; here it is a failure. */
 void readPiece(uint32_t at, std::span<uint8_t> bytes);
 /** A little-endian word. */

@@ -1,0 +1,86 @@
+#include <algorithm>
+
+#include "records.h"
+
+/** Colours of the 256-colour palette, one a region in address order. */
+constexpr int kPalette[] = {25, 28, 130, 90, 31, 100, 61, 94, 36, 125, 64, 172, 97, 24, 138, 65, 60};
+constexpr int kGrey = 240;
+
+/** The library's own print, whole. */
+static void showPrint(const std::function<uint32_t()> &call, const char *what) {
+  const Printed printed = printedBy(call);
+  require(printed.status, what);
+  if (settings.json) return show(record("text", printed.text));
+  std::fputs(printed.text.c_str(), out);
+}
+
+void showSector(uint32_t sector, bool library) {
+  if (library) return showPrint([sector] { return FW_ReadSector(sector); }, "flash sector");
+  const uint32_t start = sector * sectorSize();
+  const std::vector<uint8_t> bytes = readFlash(start, sectorSize());
+  const Json map = flashRegions();
+  const size_t region = regionAt(map, start);
+  show(record("sector", sector, "address", start, "region",
+              region < map.size() ? map[region]["region"] : "UnUsed Space", "erased", isErased(bytes), "crc32",
+              FW_crc32(bytes.data(), sectorSize())));
+  if (settings.json) return;
+  std::fprintf(out, "\n");
+  hexdump(bytes, start);
+}
+
+static std::string paint(size_t region, bool used, const std::string &text) {
+  if (!colourful()) return text;
+  const int colour = region < std::size(kPalette) ? kPalette[region] : kGrey;
+  return format("\033[%d;5;%dm%s\033[0m", used ? 48 : 38, colour, text.c_str());
+}
+
+static void drawSectors(const Json &map, const std::vector<bool> &used) {
+  const uint32_t per_row = columns() >= 74 ? 32 : 8;
+  for (uint32_t i = 0; i < used.size(); ++i) {
+    const size_t region = regionAt(map, i * sectorSize());
+    std::string code = region < map.size() ? map[region]["code"].get<std::string>() : "U";
+    code.resize(2, ' ');
+    if (i % per_row == 0) std::fprintf(out, "0x%07X ", i * sectorSize());
+    std::fprintf(out, "%s%s", paint(region, used[i], used[i] ? code : "..").c_str(), (i + 1) % per_row ? "" : "\n");
+  }
+  std::fprintf(out, "\n%s a sector that holds data\n%s an erased one\n%s data outside the regions\n\n",
+               paint(0, true, "B ").c_str(), paint(0, false, "..").c_str(), paint(map.size(), true, "U ").c_str());
+}
+
+void showMap(bool library) {
+  if (library) return showPrint(FW_SpiFlash_CheckSector, "flash map");
+  Json map = flashRegions(), holding = Json::array();
+  const std::vector<uint8_t> chip = readFlash(0, chipSize());
+  std::vector<bool> used;
+  for (uint32_t at = 0; at < chipSize(); at += sectorSize()) {
+    used.push_back(!isErased({chip.data() + at, sectorSize()}));
+    if (used.back()) holding.push_back(at / sectorSize());
+  }
+  for (Json &region : map) {
+    const auto first = used.begin() + region["start"].get<uint32_t>() / sectorSize();
+    const uint32_t count = region["length"].get<uint32_t>() / sectorSize();
+    append(region, "sectors", count, "used", std::count(first, first + count, true));
+  }
+  if (settings.json) return show(record("regions", map, "used_sectors", holding));
+  drawSectors(map, used);
+  show(map);
+}
+
+void showPlan(uint32_t start, uint32_t end, const std::string &actions) {
+  const Json map = flashRegions();
+  const auto text = [](char action) {
+    return action == 's' ? "as it is" : action == 'w' ? "write" : action == 'x' ? "erase" : "erase and write";
+  };
+  Json rows = Json::array();
+  for (uint32_t at = start, next = 0; at < end; at = next) {
+    next = std::min(end, (at / sectorSize() + 1) * sectorSize());
+    const size_t region = regionAt(map, at);
+    const std::string name = region < map.size() ? map[region]["region"] : Json("UnUsed Space");
+    const char *action = text(actions[at / sectorSize() - start / sectorSize()]);
+    if (!rows.empty() && rows.back()["region"] == name && rows.back()["action"] == action)
+      rows.back()["end"] = next;
+    else
+      rows.push_back(record("start", at, "end", next, "region", name, "action", action));
+  }
+  show(rows);
+}

@@ -1,0 +1,103 @@
+#include <strings.h>
+
+#include <algorithm>
+
+#include "records.h"
+
+/** Codes, as in the library's sector map, and names by map selector, which counts from 1. */
+constexpr const char *kSelectors[][2] = {{"I1", "Image 1"},          {"I2", "Image 2"},     {"P1", "Parameter 1"},
+                                         {"P2", "Parameter 2"},      {"BS", "Boot Script"}, {"B", "Bootloader"},
+                                         {"E", "Environment"},       {"D1", "DB1"},         {"D2", "DB2"},
+                                         {"C1", "Customize 1"},      {"C2", "Customize 2"}, {"S", "Share DB"},
+                                         {"Pt", "Partition table"},  {"CI", "Custom info"}, {"P", "Profinet Parameter"},
+                                         {"M", "Mac Address Backup"}};
+constexpr const char *kTestArea[] = {"T", "Test Area"};                             // has no selector
+constexpr uint32_t kTestAreaEntry = 13, kSectorSizeEntry = 17, kSectorsEntry = 18;  // of flash_def
+
+std::optional<uint32_t> regionNamed(const std::string &text) {
+  const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
+  for (uint32_t i = 0; i < std::size(kSelectors); ++i)
+    if (is(kSelectors[i][0]) || is(kSelectors[i][1])) return i;
+  if (is(kTestArea[0]) || is(kTestArea[1])) return std::size(kSelectors);
+  return std::nullopt;
+}
+
+Span regionSpan(uint32_t index) {
+  if (index < std::size(kSelectors)) return {regionStart(index + 1), regionLength(index + 1), kSelectors[index][1]};
+  return {flash_def[kTestAreaEntry], chipSize() - flash_def[kTestAreaEntry], kTestArea[1]};
+}
+
+std::string regionCodes() {
+  std::string codes;
+  for (const auto &[code, name] : kSelectors) codes += std::string(code) + "|";
+  return codes + kTestArea[0];
+}
+
+uint32_t sectorSize() { return flash_def[kSectorSizeEntry]; }
+
+uint32_t chipSize() { return flash_def[kSectorSizeEntry] * flash_def[kSectorsEntry]; }
+
+static uint32_t mapped(uint32_t answer) {
+  if (answer == FW_REFUSED) byteOf(FW_FlashGetIndex, "flash driver");
+  require(answer == FW_REFUSED ? FW_REFUSED : FW_OK, "flash map of the fitted chip");
+  return answer;
+}
+
+uint32_t regionStart(uint32_t selector) { return mapped(FW_SpiFlash_GetMapAddr(selector)); }
+
+uint32_t regionLength(uint32_t selector) { return mapped(FW_SpiFlash_GetMapLen(selector)); }
+
+Json flashRegions() {
+  std::vector<Json> rows;
+  for (uint32_t i = 0; i <= std::size(kSelectors); ++i) {
+    const Span span = regionSpan(i);
+    rows.push_back(record("code", i < std::size(kSelectors) ? kSelectors[i][0] : kTestArea[0], "region", span.name,
+                          "start", span.start, "end", span.start + span.length, "length", span.length));
+  }
+  std::sort(rows.begin(), rows.end(), [](const Json &a, const Json &b) { return a["start"] < b["start"]; });
+  return rows;
+}
+
+size_t regionAt(const Json &map, uint32_t byte) {
+  size_t i = 0;
+  while (i < map.size() && (byte < map[i]["start"] || byte >= map[i]["end"])) ++i;
+  return i;
+}
+
+void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece) {
+  Progress progress(what, span);
+  for (uint32_t done = 0, count = 0; done < span; progress.at(done += count)) {
+    if (interrupted())
+      throw Failure{format("interrupted: %s ended at 0x%X; what follows is as it was", what, start + done)};
+    count = std::min(sectorSize(), span - done);
+    const uint32_t status = piece(start + done, count);
+    if (status != 0) require(status, format("flash %s ended at 0x%X", what, start + done));
+  }
+}
+
+std::vector<uint8_t> readFlash(uint32_t start, uint32_t span) {
+  std::vector<uint8_t> bytes(span);
+  inPieces("read", start, span, [&](uint32_t at, uint32_t count) {
+    readPiece(at, {bytes.data() + at - start, count});
+    return FW_OK;
+  });
+  return bytes;
+}
+
+void readPiece(uint32_t at, std::span<uint8_t> bytes) {
+  const std::string what = format("flash read at 0x%X", at);
+  uint8_t &last = bytes.back(), again = 0xA5;
+  last = 0x5A;
+  require(FW_ReadFlash(at, static_cast<uint32_t>(bytes.size()), bytes.data()), what);
+  if (last != 0x5A) return;
+  require(FW_ReadFlash(at + static_cast<uint32_t>(bytes.size()) - 1, 1, &again), what);
+  if (again != last) throw Failure{what + ": the driver gave fewer bytes than asked for"};
+}
+
+uint32_t wordAt(std::span<const uint8_t> bytes, size_t at) {
+  return bytes[at] | uint32_t{bytes[at + 1]} << 8 | uint32_t{bytes[at + 2]} << 16 | uint32_t{bytes[at + 3]} << 24;
+}
+
+bool isErased(std::span<const uint8_t> bytes) {
+  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0xFF; });
+}
