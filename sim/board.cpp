@@ -44,13 +44,6 @@ int open_in(const char *folder, const char *file, int flags, mode_t mode = 0) {
   return sys::open(path, flags | O_CLOEXEC, mode);
 }
 
-// What a process that died with the lock may have left half done and no model checks at use.
-void repair(Board &board) {
-  uint32_t used = 0;
-  for (const FaultRule &rule : board.rules) used += rule.effect != Effect::None;
-  board.rule_count = used;
-}
-
 }  // namespace
 
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size) {
@@ -158,7 +151,7 @@ void await_change(Board &board, uint32_t seen) {
 
 Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
   if (pthread_mutex_lock(&board_.mutex) != EOWNERDEAD) return;
-  repair(board_);
+  count_rules(board_);  // all that may be half done and no model checks at use
   pthread_mutex_consistent(&board_.mutex);
 }
 

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <memory>
 
-#include "../tools/replace_file.h"
+#include "../console/replace_file.h"
 #include "system_calls.h"
 #include "tool.h"
 
@@ -146,19 +146,14 @@ fs::path boards_root() {
   throw Failure("neither ZELSIM_HOME, XDG_STATE_HOME nor HOME is set");
 }
 
-OpenBoard open_board(const std::string &name, bool make_missing) {
+OpenBoard open_board(const std::string &name, bool make_missing, Intent intent) {
   fs::path folder = folder_of(name);
   if (make_missing && !fs::exists(folder)) {
     if (!name.empty()) std::fprintf(stderr, "zelsim: makes board '%s', which was missing\n", name.c_str());
     make_board(folder, {});  // another process may be first
   }
-  return {folder, attach_existing(folder)};
-}
-
-OpenBoard look_at(const std::string &name) {
-  fs::path folder = folder_of(name);
   auto attached = attach_existing(folder);
-  return {folder, attached, Guard(*attached->board, Intent::Look)};
+  return {folder, attached, Guard(*attached->board, intent)};
 }
 
 fs::path library_folder() { return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard"; }

@@ -93,16 +93,13 @@ Json fault_document(const FaultRule &rule) {
   const FaultCall &on = rule.on;
   bool whole = rule.effect <= Effect::Killed && on.node <= Node::Any && on.call <= Call::Seek;
   if (rule.effect == Effect::None || !whole) return {};
-  Json request, first, last;
-  if (on.call == Call::Request) request = hex(on.request, 2);
+  std::string request = on.call == Call::Request ? format(":0x%02x", on.request) : "";
   for (const auto &[name, call, fields] : callables())
     if (on.call == call.call && on.request == call.request && (on.node == call.node || on.node == Node::Any))
-      request = name;
-  if (on.has_address) first = on.first_address, last = on.last_address;
-  std::string target = node_name(on.node);
-  if (!request.is_null()) target += ':' + request.get<std::string>();
-  if (on.has_address) target += '@' + hex(on.first_address);
-  if (on.last_address != on.first_address) target += '-' + hex(on.last_address);
+      request = ':' + name;
+  std::string target = node_name(on.node) + request;
+  if (on.has_address) target += format("@0x%x", on.first_address);
+  if (on.last_address != on.first_address) target += format("-0x%x", on.last_address);
   unsigned effect = static_cast<unsigned>(rule.effect);
   Json result = effect >= kFirstEffect ? Json(split(kEffects, '|')[effect - kFirstEffect]) : Json(rule.value);
   return {{"fault", rule.number},
@@ -110,9 +107,7 @@ Json fault_document(const FaultRule &rule) {
           {"result", result},
           {"skip", rule.skip},
           {"count", rule.count > 0 ? Json(rule.count) : Json()},
-          {"hits", rule.hits},
-          {"parts",
-           {{"node", node_name(on.node)}, {"request", request}, {"first_address", first}, {"last_address", last}}}};
+          {"hits", rule.hits}};
 }
 
 Json requests_document(const Line &) {

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "../tools/panel_layout.h"
+#include "../console/panel_layout.h"
 #include "panel_artwork.h"
 #include "tool.h"
 

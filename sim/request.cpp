@@ -21,10 +21,20 @@ struct RequestEvent {
   bool answered;     // by the driver, not by a fault
 };
 
-size_t record_size(Shape shape) {
-  constexpr size_t kSizes[] = {0, 1, 2, 8, kTransferSize, 48, 4, 3};
-  return kSizes[static_cast<unsigned>(shape)];
-}
+struct Layout {
+  size_t size;
+  const char *fields;  // null: the request has names of its own
+};
+constexpr Layout kLayouts[] = {{0, ""},
+                               {1, nullptr},
+                               {2, nullptr},
+                               {8, "address value"},
+                               {kTransferSize, "addr offset offset_len len data"},
+                               {48, "mode24 pm sec min hour mday mon year wday"},
+                               {4, "temperature"},
+                               {3, "id"}};
+
+const Layout &layout_of(const Request &request) { return kLayouts[static_cast<unsigned>(request.shape)]; }
 
 // Where lines of the trace go: into a file, and to those who watch the board.
 struct Readers {
@@ -113,7 +123,7 @@ void add_record(Line &line, const Request &request, const uint8_t *record) {
     add_named(line, fields + strlen("mode24 pm "), record + 4, 4, "%u");
   }
   if (request.shape == Shape::Temperature) line.add("temperature=%.1f", static_cast<double>(degrees));
-  if (request.shape == Shape::Identification) add_bytes(line, record, record_size(request.shape));
+  if (request.shape == Shape::Identification) add_bytes(line, record, layout_of(request).size);
   line.add("}");
 }
 
@@ -158,11 +168,8 @@ FaultRule strike(Board &board, const FaultCall &call) {
     if (rule.skip > 0) return --rule.skip, FaultRule{};
     FaultRule found = rule;
     ++rule.hits;
-    bool last = rule.count > 0 && --rule.count == 0;
-    if (last) {
-      rule.effect = Effect::None;
-      --board.rule_count;
-    }
+    if (rule.count > 0 && --rule.count == 0) rule.effect = Effect::None;
+    count_rules(board);
     return found;
   }
   return {};
@@ -211,15 +218,7 @@ RequestTable requests_of(Node node) {
 }
 
 const char *fields_of(const Request &request) {
-  constexpr const char *kFields[] = {"",
-                                     nullptr,
-                                     nullptr,
-                                     "address value",
-                                     "addr offset offset_len len data",
-                                     "mode24 pm sec min hour mday mon year wday",
-                                     "temperature",
-                                     "id"};
-  const char *fields = kFields[static_cast<unsigned>(request.shape)];
+  const char *fields = layout_of(request).fields;
   return fields != nullptr ? fields : request.fields;
 }
 
@@ -241,13 +240,13 @@ int plain(Board &board, const Request &request, uint8_t *record) {
   auto index = static_cast<uint8_t>(pair ? record[0] - request.first : 0);
   uint8_t *value = record + pair, *state = reinterpret_cast<uint8_t *>(&board) + request.state + index;
   if (index >= request.count || (!request.fills && *value > request.highest)) return kFail;
-  memcpy(request.fills ? value : state, request.fills ? state : value, record_size(request.shape) - pair);
+  memcpy(request.fills ? value : state, request.fills ? state : value, layout_of(request).size - pair);
   return 0;
 }
 
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record) {
   const Request *request = find_request(node, number);
-  size_t size = request != nullptr ? record_size(request->shape) : 0;
+  size_t size = request != nullptr ? layout_of(*request).size : 0;
   bool sound = size == 0 || is_mapped(record);
   RequestEvent event{node, number, request, {}, {}, -1, request == nullptr ? ENOTTY : EFAULT, 0, false};
   if (request != nullptr && sound) {
@@ -283,19 +282,23 @@ const FaultRule *add_rule(Board &board, const FaultRule &rule) {
     if (row.effect != Effect::None) continue;
     row = rule;
     row.number = ++board.last_rule;
-    ++board.rule_count;
+    count_rules(board);
     return &row;
   }
   return nullptr;
 }
 
 void heal(Board &board, uint32_t number) {
-  uint32_t left = 0;  // requests look at the count without the lock: it is never 0 while others stand
-  for (FaultRule &rule : board.rules) {
+  for (FaultRule &rule : board.rules)
     if (number == 0 || rule.number == number) rule.effect = Effect::None;
-    left += rule.effect != Effect::None;
-  }
-  board.rule_count = left;
+  count_rules(board);
+}
+
+// Whoever looks at the count without the lock never meets one in the making.
+void count_rules(Board &board) {
+  uint32_t used = 0;
+  for (const FaultRule &rule : board.rules) used += rule.effect != Effect::None;
+  board.rule_count = used;
 }
 
 void trace(long result, const char *format, ...) {

@@ -75,6 +75,8 @@ bool matches(const FaultCall &on, const FaultCall &call);
 const FaultRule *add_rule(Board &board, const FaultRule &rule);
 /** Clears the rule with this number, or all for 0. */
 void heal(Board &board, uint32_t number = 0);
+/** Sets the count of rules in use, which a process that died with the lock may have left wrong. */
+void count_rules(Board &board);
 
 /** read, write, lseek and erase of the flash node; the descriptor is one of the image file and keeps the position. */
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at);

@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <ctime>
-#include <map>
-#include <nlohmann/json.hpp>
 #include <numeric>
 #include <set>
 
@@ -115,85 +113,20 @@ Json regions_of(const Flash &flash) {
   });
 }
 
-std::string joined(const Words &words) {
-  std::string text;
-  for (const std::string &word : words) text.append(text.empty() ? "" : " ").append(word);
-  return text.empty() ? "none" : text;
-}
-
-// A value as people read it.
-std::string plain(const std::string &name, const Json &value) {
-  static const std::map<std::string, int> kHexadecimal = {
-      {"power_status", 2}, {"io", 2},     {"start", 8},  {"size", 1},          {"address", 1},
-      {"value", 1},        {"number", 2}, {"result", 1}, {"first_address", 1}, {"last_address", 1}};
-  if (value.is_array()) {
-    Words items;
-    for (const Json &item : value) items.push_back(plain(name, item));
-    return joined(items);
-  }
-  auto digits = kHexadecimal.find(name);
-  if (value.is_number() && digits != kHexadecimal.end()) return hex(value, digits->second);
-  if (value.is_null()) return "-";
-  return value.is_string() ? escaped(value.get<std::string>())
-                           : value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-bool is_table(const Json &value) { return value.is_array() && !value.empty() && value[0].is_object(); }
-
-// A cell that has parts is for programs.
-void print_table(const Json &table) {
-  std::vector<std::string> lines(table.size() + 1);
-  for (const auto &[name, first] : table[0].items()) {
-    if (first.is_object()) continue;
-    for (size_t i = 0; i < lines.size(); ++i)
-      lines[i].append("  ").append(i == 0 ? name : plain(name, table[i - 1][name]));
-    size_t width = std::ranges::max(lines, {}, &std::string::size).size();
-    for (std::string &line : lines) line.resize(width, ' ');
-  }
-  for (const std::string &line : lines) std::puts(line.substr(0, line.find_last_not_of(' ') + 1).c_str());
-}
-
-void print_members(const Json &object, const std::string &indent = "") {
-  for (const auto &[name, value] : object.items()) {
-    bool nested = value.is_object() || is_table(value);
-    std::printf(nested ? "%s\n" : "%-20s %s\n", (indent + name).c_str(), plain(name, value).c_str());
-    if (is_table(value)) print_table(value);
-    if (value.is_object()) print_members(value, "  ");
-  }
-}
-
 // What a word leads to: a member of an object, the row of a table that begins with it, or a number of a list.
 const Json &step(const Json &from, const std::string &word) {
   Words names;
   const Json *found = nullptr;
   for (const auto &[name, part] : from.items()) {
-    names.push_back(is_table(from) ? plain(part.begin().key(), part.front()) : name);
+    names.push_back(isTable(from) ? cell(part.begin().key(), part.front()) : name);
     if (names.back() == word) found = &part;
   }
   if (std::ranges::count(names, word) > 1) throw Usage("PATH: more than one row begins with '" + word + "'");
   if (found != nullptr && from.is_structured()) return *found;
-  throw Usage("PATH: '" + word + "' is not in: " + (from.is_structured() ? joined(names) : "a value"));
+  throw Usage("PATH: '" + word + "' is not in: " + (from.is_structured() ? cell("", names) : "a value"));
 }
 
 }  // namespace
-
-std::string hex(uint32_t value, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, value);
-  return text;
-}
-
-std::string escaped(const std::string &text) {
-  std::string quoted = Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
-  std::string safe;
-  for (size_t i = 1; i + 1 < quoted.size(); ++i) {
-    // What JSON leaves alone: DEL, and the C1 controls, of two bytes in UTF-8.
-    bool c1 = quoted[i] == '\xc2' && quoted[i + 1] < '\xa0';
-    safe += c1 || quoted[i] == '\x7f' ? "\\x7f" : quoted.substr(i, 1);
-    i += c1;
-  }
-  return safe;
-}
 
 std::string board_type(const Board &board, unsigned slot) {
   return slot == kSlots ? "main" : split(kBoardTypes, '|')[std::min(board.i2c.slot_type[slot], kSfpBoard)];
@@ -271,14 +204,6 @@ Json modules_document(const Line &) {
   return named("modules", {shown});
 }
 
-void print(const Json &document, bool json) {
-  if (json) return void(std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str()));
-  if (is_table(document)) print_table(document);
-  if (document.is_object()) print_members(document);
-}
-
-void print(Document *shown, const Line &line) { print(shown(line), line.json); }
-
 void get_value(const Line &line) {
   Json board = board_document(line);
   const Json *value = &board;
@@ -286,9 +211,9 @@ void get_value(const Line &line) {
   Words path = split(line.words[0], '.');
   if (path.empty()) path = {""};
   for (const std::string &word : path) value = &step(*value, last = word);
-  bool whole = line.json || value->is_object() || is_table(*value);
+  bool whole = line.json || value->is_object() || isTable(*value);
   if (whole) return print(*value, line.json);
-  std::puts(plain(last, *value).c_str());
+  std::puts(cell(last, *value).c_str());
 }
 
 }  // namespace zelsim::tool

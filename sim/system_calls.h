@@ -47,7 +47,6 @@ class File {
   File(const File &) = delete;
   File &operator=(const File &) = delete;
   int get() const { return fd_; }
-  bool ok() const { return fd_ >= 0; }
 
  private:
   int fd_;

@@ -5,24 +5,22 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "../console/output.h"
+#include "../console/program.h"
 #include "board.h"
 
-// What the commands of zelsim share. A command is a function that does its work or throws one of the two errors below;
-// the command line itself is parsed in zelsim.cpp alone.
+// What the commands of zelsim share. A command is a function that does its work or throws Usage or Failure; the
+// command line itself is parsed in zelsim.cpp alone.
 
 namespace zelsim::tool {
 
 /** A wrong argument, named in the text: exit status 2. */
 using Usage = CLI::ValidationError;
-/** Anything else that cannot be done: exit status 1. */
-using Failure = std::runtime_error;
 
 using Words = std::vector<std::string>;
 using Values = std::vector<uint32_t>;
@@ -45,14 +43,11 @@ Command create_board, reset_board, delete_board, plug_module, load_flash, save_f
     draw_panel, fail, heal_board;
 
 /** What the commands that show something print. */
-using Json = nlohmann::ordered_json;
 using Document = Json(const Line &line);
 Document boards_document, board_document, flash_document, faults_document, modules_document, requests_document;
-void print(const Json &document, bool json);
-void print(Document *shown, const Line &line);
 template <Document *Shown>
 void show(const Line &line) {
-  print(Shown, line);
+  print(Shown(line), line.json);
 }
 /** A rule, with the target as `zelsim fail` takes it; null for a free or damaged row. */
 Json fault_document(const FaultRule &rule);
@@ -84,16 +79,12 @@ uint32_t value_of(const std::string &argument, const std::string &text);
 uint32_t number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest);
 /** Index of `text` in a list "name|name"; throws Usage naming `argument` and listing the names. */
 unsigned choice(const std::string &text, const std::string &argument, const std::string &names);
-Words split(const std::string &text, char separator);
-std::string hex(uint32_t value, int digits = 1);
-/** Control bytes, and what is no UTF-8, as a terminal may see them. */
-std::string escaped(const std::string &text);
 
 /** A board, locked for as long as this lives. */
 struct OpenBoard {
   std::filesystem::path folder;
   std::shared_ptr<const Attached> attached;
-  Guard guard{*attached->board};
+  Guard guard;
   Board &operator*() const { return *attached->board; }
   Board *operator->() const { return attached->board; }
 };
@@ -111,9 +102,9 @@ void check_name(const std::string &name);
 /** Folder of all boards; a board by its name, where an empty name is the board of the `zelsim run` around us, else the
  *  one called default. */
 std::filesystem::path boards_root();
-OpenBoard open_board(const std::string &name, bool make_missing = false);
+OpenBoard open_board(const std::string &name, bool make_missing = false, Intent intent = Intent::Change);
 /** The same for those who change nothing. */
-OpenBoard look_at(const std::string &name);
+inline OpenBoard look_at(const std::string &name) { return open_board(name, false, Intent::Look); }
 /** Where the parts of zelsim are. */
 std::filesystem::path library_folder();
 

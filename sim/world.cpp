@@ -1,9 +1,7 @@
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <sstream>
 
 #include "tool.h"
 
@@ -147,13 +145,8 @@ uint32_t value_of(const std::string &argument, const std::string &text) {
 }
 
 uint32_t number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest) {
-  bool hex = text.starts_with("0x") || text.starts_with("0X");
-  const char *end = text.data() + text.size();
-  uint32_t value = 0;
-  auto [stop, error] = std::from_chars(text.data() + (hex ? 2 : 0), end, value, hex ? 16 : 10);
-  if (error == std::errc() && stop == end && value >= lowest && value <= highest) return value;
-  throw Usage(argument + ": '" + text + "' is not a number from " + std::to_string(lowest) + " to " +
-              std::to_string(highest));
+  if (auto value = numberIn(text, lowest, highest)) return *value;
+  throw Usage(argument + format(": '%s' is not a number from %u to %u", text.c_str(), lowest, highest));
 }
 
 unsigned choice(const std::string &text, const std::string &argument, const std::string &names) {
@@ -161,14 +154,6 @@ unsigned choice(const std::string &text, const std::string &argument, const std:
   auto found = std::find(all.begin(), all.end(), text);
   if (found != all.end()) return static_cast<unsigned>(found - all.begin());
   throw Usage(argument + ": '" + text + "' is not one of " + names);
-}
-
-// "a," is two words; an empty text is none.
-Words split(const std::string &text, char separator) {
-  Words words;
-  std::istringstream stream(text.empty() ? text : text + separator);
-  for (std::string word; std::getline(stream, word, separator);) words.push_back(word);
-  return words;
 }
 
 }  // namespace zelsim::tool

@@ -1,10 +1,4 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 
 #include "tool.h"
 
@@ -56,7 +50,7 @@ std::string example_of(const Row &row) {
   return row.example != nullptr ? row.example : line;
 }
 
-void add_command(CLI::App &root, const Row &row, Line &line) {
+void add_command(CLI::App &root, const Row &row, Line &line, Command *&chosen) {
   Words path = split(row.name, ' ');
   CLI::App *parent = path.size() > 1 ? root.get_subcommand(path[0]) : &root;
   CLI::App *app = parent->add_subcommand(path.back(), row.what);
@@ -67,7 +61,7 @@ void add_command(CLI::App &root, const Row &row, Line &line) {
   for (const std::string &argument : split(row.arguments, ' ')) add_argument(*app, argument, line);
   app->footer("Example:\n  zelsim " + example_of(row));
   app->require_subcommand(row.run == nullptr ? 1 : 0);
-  if (row.run != nullptr) app->callback([&] { row.run(line); });
+  if (row.run != nullptr) app->callback([&] { chosen = row.run; });
 }
 
 void add_options(CLI::App &app, Line &line) {
@@ -104,61 +98,24 @@ void add_options(CLI::App &app, Line &line) {
       ->type_name(std::string("NUMBER|") + kEffects);
 }
 
-// What is wrong with a command line, in our own words.
-std::string told(const CLI::App &app, const CLI::Error &error) {
-  std::string text = error.what(), kind = error.get_name(), command = "zelsim";
-  if (kind == "ValidationError") return text;
-  for (const CLI::App *at = &app; !at->get_subcommands().empty();)
-    command += ' ' + (at = at->get_subcommands()[0])->get_name();
-  Words extra = app.remaining(true);
-  if (!extra.empty())
-    text = "'" + extra[0] + "': not expected";
-  else if (kind == "RequiredError")
-    text = (text.starts_with("A ") ? "COMMAND" : text.substr(0, text.find(" is "))) + ": missing";
-  else
-    text = text.substr(text.find("--"), text.find_first_of(" :=", text.find("--")) - text.find("--")) +
-           (kind == "ConversionError" ? ": takes no value" : ": needs one value");
-  return text + ", see " + command + " --help";
-}
-
-int complain(const std::string &text, int status) {
-  std::fprintf(stderr, "zelsim: %s\n", escaped(text).c_str());
-  return status;
-}
-
 }  // namespace
 
+const char *const kProgram = "zelsim";
+
 int main(int argc, char **argv) {
-  // A closed standard descriptor is not to become one of our files: it refuses what it is for, and the program of `run`
-  // finds it closed.
-  for (int fd = 0; fd <= STDERR_FILENO; ++fd)
-    if (fcntl(fd, F_GETFD) < 0) open("/dev/null", (fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
-  CLI::App app("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.", "zelsim");
-  app.get_formatter()->label("REQUIRED", "");
-  app.set_version_flag("--version", "zelsim " ZELBOARD_VERSION, "Print the version and exit");
-  app.require_subcommand(1);
-  app.footer(
-      "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
-      "Example:\n  zelsim create && zelsim fit 1 sfp && zelsim run -- zelctl ports");
+  openStandardDescriptors();
+  const auto app = commandLine("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.",
+                               "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
+                               "Example:\n  zelsim create && zelsim fit 1 sfp && zelsim run -- zelctl ports");
+  app->require_subcommand(1);
   Line line;
+  Command *chosen = nullptr;
   for (std::span<const Row> rows : {std::span<const Row>(kRows), world_commands()})
-    for (const Row &row : rows) add_command(app, row, line);
-  add_options(app, line);
+    for (const Row &row : rows) add_command(*app, row, line, chosen);
+  add_options(*app, line);
   // What stands behind the first "--" of `zelsim run` is the program's and never looked at.
   char **end = argv + argc;
   if (argc > 1 && argv[1] == std::string("run")) end = std::find(argv, end, std::string("--"));
   if (end != argv + argc) line.words.assign(end + 1, argv + argc);
-  try {
-    app.parse(static_cast<int>(end - argv), argv);
-  } catch (const CLI::Success &asked) {
-    app.exit(asked);
-  } catch (const CLI::Error &error) {
-    return complain(told(app, error), 2);
-  } catch (const std::filesystem::filesystem_error &error) {
-    return complain(error.path1().native() + ": " + error.code().message(), 1);
-  } catch (const std::exception &error) {
-    return complain(error.what(), 1);
-  }
-  bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-  return written ? 0 : complain(std::string("standard output: ") + std::strerror(errno), 1);
+  return runProgram(*app, static_cast<int>(end - argv), argv, [&] { chosen(line); });
 }

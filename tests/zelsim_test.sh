@@ -18,9 +18,9 @@ done <<'END'
 2;--json: takes no value;show --json=x
 2;PORT: '28' is not a number from 0 to 27;plug 28 copper
 2;STATE: 'onn' is not one of none|ac|dc|failed;set supply 1 onn
-2;'a\nb\u001b';plug 3 "$(printf 'a\nb\033')"
+2;'a\nb\x1b';plug 3 "$(printf 'a\nb\033')"
 2;NAME: '';delete ''
-2;PATH: 'alrm' is not in: system alarm;get panel.alrm
+2;PATH: 'alrm' is not in: system, alarm;get panel.alrm
 2;PATH: '';get ''
 2;--region: 'unused';flash save - --region unused
 2;REQUEST: 'read';fail gpio:read
@@ -53,4 +53,4 @@ printf 'abc' | "$zelsim" flash load - --region 'Image 2'
 "$zelsim" fail i2c:0xb0@0x40 2>/dev/null && fail "a hidden fault is taken"
 "$zelsim" heal 1
 [ "$("$zelsim" get faults.2.target)" = any:open ] && ! "$zelsim" get faults.1 2>/dev/null || fail "the wrong fault is healed"
-[ "$("$zelsim" get cages.24.module) $("$zelsim" get supplies.2.good)" = "10g-sr true" ] || fail "get"
+[ "$("$zelsim" get cages.24.module) $("$zelsim" get supplies.2.good)" = "10g-sr yes" ] || fail "get"

@@ -19,9 +19,7 @@ double Round::once(uint32_t key, const std::function<double()> &question) {
   return std::get<double>(answers_[key]);
 }
 
-static Answer led(Round &, uint32_t which) {
-  return byteOf([=](uint8_t *state) { return readLed(which, state); }, std::string("LED ") + ledName(which));
-}
+static Answer led(Round &, uint32_t which) { return ledState(which); }
 
 static Answer relayState(Round &, uint32_t) { return byteOf(FW_GetAlarmRelay, "alarm relay"); }
 
@@ -35,9 +33,7 @@ static Answer alarm(Round &round, uint32_t) {
   return alarmed;
 }
 
-static Answer supply(Round &, uint32_t which) {
-  return byteOf([=](uint8_t *conf) { return FW_GetPowerConf(which, conf); }, format("supply %u", which));
-}
+static Answer supply(Round &, uint32_t which) { return supplyConf(which); }
 
 static Answer watchdogState(Round &, uint32_t) { return watchdog()["enabled"] == true; }
 
@@ -45,13 +41,7 @@ static Answer clockState(Round &, uint32_t) { return byteOf(FW_GetRTC_Alive, "re
 
 static Answer sensor(Round &, uint32_t) { return byteOf(FW_GetLM75_Alive, "temperature sensor") != 0; }
 
-/** Read from the sensor, since a poll would hand it to the driver: nine bits of half a degree each. */
-static Answer degrees(Round &round, uint32_t which) {
-  if (sensor(round, which) == 0) return {};
-  uint8_t raw[2] = {};
-  require(FW_I2C_BufRead(0x9E, 0, 1, sizeof raw, raw), "temperature sensor");
-  return (static_cast<int16_t>(raw[0] << 8 | raw[1]) >> 7) * 0.5;
-}
+static Answer degrees(Round &, uint32_t) { return sensedDegrees(); }
 
 static Answer boardIn(Round &round, uint32_t slot) {
   return round.once(kSlot + slot, [=] { return static_cast<int>(fittedIn(slot)); });
@@ -163,7 +153,7 @@ std::vector<Reading> readBoard(Round &round, bool flash_too) {
         reading.value = what.read(round, which);
         if (!reading.value) continue;
       } catch (const Failure &failure) {
-        reading.silence = failure.line;
+        reading.silence = failure.what();
         round.up[round.asked] = false;
       }
       readings.push_back(reading);

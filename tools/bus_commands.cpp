@@ -84,6 +84,13 @@ Json busBusy() { return record("busy", byteOf(FW_Get_I2C_Busy, "I2C busy flag") 
 
 Json clockMode() { return record("hours", byteOf(FW_GetRtc1224, kClock) == 1 ? 24 : 12); }
 
+std::optional<double> sensedDegrees() {
+  uint8_t raw[2] = {};
+  if (byteOf(FW_GetLM75_Alive, kSensor) == 0) return {};
+  require(FW_I2C_BufRead(0x9E, 0, 1, sizeof raw, raw), kSensor);
+  return (static_cast<int16_t>(raw[0] << 8 | raw[1]) >> 7) * 0.5;  // nine bits of half a degree each
+}
+
 Json temperature() {
   temp_record held_value{};
   require(FW_GetTemperature(&held_value), kSensor);

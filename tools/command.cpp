@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstring>
 
 #include "tool.h"
@@ -37,21 +36,24 @@ App *commandNamed(App &parent, const char *name) { return parent.get_subcommand(
 
 ArgumentCheck wholeNumber(uint32_t low, uint32_t high) {
   return [=](std::string &text) -> std::string {
-    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    const char *first = text.c_str() + (hexadecimal ? 2 : 0), *end = text.c_str() + text.size();
-    uint32_t number = 0;
-    const auto [rest, error] = std::from_chars(first, end, number, hexadecimal ? 16 : 10);
-    if (error != std::errc() || rest != end || number < low || number > high)
-      return format("'%s' is not a number from %u to %u", text.c_str(), low, high);
-    text = std::to_string(number);
+    const auto number = numberIn(text, low, high);
+    if (!number) return format("'%s' is not a number from %u to %u", text.c_str(), low, high);
+    text = std::to_string(*number);
     return {};
   };
 }
 
+template <class Value>
+static void option(App *app, const char *name, Value &value, const char *what, const std::string &form,
+                   const ArgumentCheck &check, Needed needed = Needed::ByName) {
+  const bool required = needed == Needed::Always || (needed == Needed::ByName && name[0] != '-');
+  CLI::Option *added = app->add_option(name, value, what)->required(required)->type_name(form);
+  if (check) added->transform(CLI::Validator(check, ""));
+}
+
 void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
              const ArgumentCheck &check, Needed needed) {
-  const bool required = needed == Needed::Always || (needed == Needed::ByName && name[0] != '-');
-  app->add_option(name, value, what)->required(required)->type_name(form)->transform(CLI::Validator(check, ""));
+  option(app, name, value, what, form, check, needed);
 }
 
 void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high, Needed needed) {
@@ -60,8 +62,7 @@ void number(App *app, const char *name, uint32_t &value, const char *what, uint3
 }
 
 void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what) {
-  const CLI::Validator byte(wholeNumber(0, 0xFF), "");
-  app->add_option(name, values, what)->type_name("0-255")->transform(byte)->required();
+  option(app, name, values, what, "0-255", wholeNumber(0, 0xFF));
 }
 
 void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices) {
@@ -80,39 +81,34 @@ void choice(App *app, const char *name, uint32_t &value, const char *what, const
 }
 
 void anyText(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check) {
-  CLI::Option *option = app->add_option(name, value, what)->type_name("")->required();
-  if (check) option->transform(CLI::Validator(check, ""));
+  option(app, name, value, what, "", check);
 }
 
 void flag(App *app, const char *name, bool &value, const char *what) { app->add_flag(name, value, what); }
 
-static std::string faultOf(const std::string &path) {
+static std::string noInput(std::string &path) {
   struct stat status {};
   const bool known = stat(path.c_str(), &status) == 0;
   if (known && S_ISREG(status.st_mode)) return {};
   return "'" + path + "': " + (known ? "not an ordinary file" : std::strerror(errno));
 }
 
-void inputFile(App *app, std::string &path, const char *what) {
-  app->add_option("FILE", path, what)->check(CLI::Validator(faultOf, ""))->type_name("")->required();
-}
+void inputFile(App *app, std::string &path, const char *what) { anyText(app, "FILE", path, what, noInput); }
 
-static const CLI::Validator kNamed([](const std::string &path) { return path.empty() ? "'' is not a file" : ""; }, "");
+static std::string noOutput(std::string &path) { return path.empty() ? "'' is not a file" : ""; }
 
 void outputFile(App *app, std::string &path) {
-  app->add_option("FILE", path, "File to write; one that is there is replaced")
-      ->check(kNamed)
-      ->type_name("")
-      ->required();
+  anyText(app, "FILE", path, "File to write; one that is there is replaced", noOutput);
 }
 
 void outputOption(App *app, std::string &path) {
-  app->add_option("-o,--output", path, "Write to this file; one that is there is replaced")
-      ->check(kNamed)
-      ->type_name("FILE");
+  option(app, "-o,--output", path, "Write to this file; one that is there is replaced", "FILE", noOutput);
 }
 
-void asksFirst(App *app) { flag(app, "--yes", settings.yes, "Do not ask"); }
+void asksFirst(App *app) {
+  flag(app, "--yes", settings.yes, "Do not ask");
+  flag(app, "--dry-run", settings.dry_run, "Show what would be erased and written, and change nothing");
+}
 
 static bool allow_empty;
 
@@ -130,5 +126,3 @@ void confirm(const std::string &question) {
   if (std::fgets(answer, sizeof answer, stdin) == nullptr || std::strcmp(answer, "yes\n") != 0)
     throw Failure{"nothing was done"};
 }
-
-void refuseArgument(const std::string &name, const std::string &why) { throw CLI::ValidationError(name, why); }

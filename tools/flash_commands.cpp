@@ -4,7 +4,7 @@
 
 static uint32_t length, sectors, sector, region_index;
 static std::string place, path, output;
-static bool library, dry_run;
+static bool library;
 
 /** What the argument ADDRESS names: a region, or `bytes` from an address on. */
 static Span spanAt(uint64_t bytes, const char *argument) {
@@ -49,17 +49,17 @@ static void writeSpan() {
   const std::vector<uint8_t> bytes = readFile(path, chipSize());
   if (bytes.empty()) refuseArgument("FILE", path + " is empty");
   const Span span = spanAt(bytes.size(), "FILE");
-  if (dry_run) return showPlan(span.start, span.start + span.length, std::string(span.length / sectorSize() + 2, 'w'));
-  const std::vector<uint8_t> before = readFlash(span.start, span.length);
-  const auto used =
-      before.end() - std::find_if(before.begin(), before.end(), [](uint8_t byte) { return byte != 0xFF; });
+  if (settings.dry_run)
+    return showPlan(span.start, span.start + span.length, std::string(span.length / sectorSize() + 2, 'w'));
+  const bool erased = isErased(readFlash(span.start, span.length));
   if (span.start < regionLength(FW_REGION_BOOTLOADER))
     confirm("Programs the boot loader's region.");
-  else if (used > 0)
+  else if (!erased)
     confirm("Programs " + span.name + ", which is not erased: bits can only be cleared.");
   holdSignals();
-  inPieces("write", span.start, span.length,
-           [&](uint32_t at, uint32_t count) { return FW_WriteFlash(at, count, bytes.data() + at - span.start); });
+  inPieces("write", span.start, span.length, [&](uint32_t at, uint32_t count) {
+    require(FW_WriteFlash(at, count, bytes.data() + at - span.start), format("flash write ended at 0x%X", at));
+  });
   if (readFlash(span.start, span.length) != bytes)
     throw Failure{"the flash does not hold what was written: programming only clears bits, erase the sectors first"};
 }
@@ -71,10 +71,12 @@ static void eraseSpan() {
   if (uint64_t{count} * sectorSize() > span.start - start + span.length)
     refuseArgument("--sectors", "reaches behind the end of " + (regionNamed(place) ? place : "the flash"));
   const uint32_t end = start + count * sectorSize();
-  if (dry_run) return showPlan(start, end, std::string(count, 'x'));
+  if (settings.dry_run) return showPlan(start, end, std::string(count, 'x'));
   confirm(format("Erases %u sector(s) from 0x%X.", count, start));
   holdSignals();
-  inPieces("erase", start, end - start, [](uint32_t at, uint32_t) { return FW_SpiFlash_SectorErase(at); });
+  inPieces("erase", start, end - start, [](uint32_t at, uint32_t) {
+    require(FW_SpiFlash_SectorErase(at), format("flash erase ended at 0x%X", at));
+  });
 }
 
 void startChange() {
@@ -112,7 +114,7 @@ static void updateRegion() {
   const auto part = [](const std::vector<uint8_t> &of, uint32_t at) { return std::span(of).subspan(at, sectorSize()); };
   std::string actions;
   for (uint32_t at = 0; at < span; at += sectorSize()) actions += actionFor(part(before, at), part(wanted, at));
-  if (dry_run) return showPlan(region.start, region.start + span, actions);
+  if (settings.dry_run) return showPlan(region.start, region.start + span, actions);
   const auto of = [&](char action) { return std::count(actions.begin(), actions.end(), action); };
   const auto erased = of('e'), changed = erased + of('w');
   if (erased > 0)
@@ -123,7 +125,7 @@ static void updateRegion() {
     const FlashAccess raised;
     inPieces("update", region.start, changed > 0 ? span : 0, [&](uint32_t at, uint32_t count) {
       const char action = actions[(at - region.start) / sectorSize()];
-      if (action == 's') return FW_OK;
+      if (action == 's') return;
       if (action == 'e') require(FW_SpiFlash_SectorErase(at), format("erase of the sector at 0x%X", at));
       const auto sector_bytes = part(wanted, at - region.start);
       require(FW_WriteFlash(at, count, sector_bytes.data()), format("program of the sector at 0x%X", at));
@@ -132,12 +134,11 @@ static void updateRegion() {
       if (!std::equal(back.begin(), back.end(), sector_bytes.begin()))
         throw Failure{format("the sector at 0x%X does not hold what was written", at)};
       ++done;
-      return FW_OK;
     });
   } catch (const Failure &failure) {
     throw Failure{
-        failure.line + format("; %s: %ld of the %ld sectors that differ are updated, the same command goes on",
-                              region.name.c_str(), done, long{changed}),
+        failure.what() + format("; %s: %ld of the %ld sectors that differ are updated, the same command goes on",
+                                region.name.c_str(), done, long{changed}),
         failure.status};
   }
   show(record("region", region.name, "file", path, "size", bytes.size(), "sectors", actions.size(), "erased", erased,
@@ -177,10 +178,7 @@ void addFlashCommands(App &app) {
   inputFile(writer, path, "File to program");
   inputFile(updater, path, "File that the region is to begin with");
   number(eraser, "--sectors", sectors, "Sectors to erase (1, or all of a region)", 1, last_sector + 1);
-  for (App *leaf : {writer, eraser, updater}) {
-    asksFirst(leaf);
-    flag(leaf, "--dry-run", dry_run, "Show what would be erased and written, and change nothing");
-  }
+  for (App *leaf : {writer, eraser, updater}) asksFirst(leaf);
   App *map = command(*flash, "map", "All sectors by region, used and erased", "flash map", [] { showMap(library); });
   flag(map, "--color", settings.colour, "Colours without a terminal too");
   App *one = command(*flash, "sector", "One sector", "flash sector 0x1c", [] { showSector(sector, library); });

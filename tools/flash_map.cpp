@@ -18,11 +18,8 @@ void showSector(uint32_t sector, bool library) {
   if (library) return showPrint([sector] { return FW_ReadSector(sector); }, "flash sector");
   const uint32_t start = sector * sectorSize();
   const std::vector<uint8_t> bytes = readFlash(start, sectorSize());
-  const Json map = flashRegions();
-  const size_t region = regionAt(map, start);
-  show(record("sector", sector, "address", start, "region",
-              region < map.size() ? map[region]["region"] : "UnUsed Space", "erased", isErased(bytes), "crc32",
-              FW_crc32(bytes.data(), sectorSize())));
+  show(record("sector", sector, "address", start, "region", regionName(flashRegions(), start), "erased",
+              isErased(bytes), "crc32", FW_crc32(bytes.data(), sectorSize())));
   if (settings.json) return;
   std::fprintf(out, "\n");
   hexdump(bytes, start);
@@ -74,8 +71,7 @@ void showPlan(uint32_t start, uint32_t end, const std::string &actions) {
   Json rows = Json::array();
   for (uint32_t at = start, next = 0; at < end; at = next) {
     next = std::min(end, (at / sectorSize() + 1) * sectorSize());
-    const size_t region = regionAt(map, at);
-    const std::string name = region < map.size() ? map[region]["region"] : Json("UnUsed Space");
+    const std::string name = regionName(map, at);
     const char *action = text(actions[at / sectorSize() - start / sectorSize()]);
     if (!rows.empty() && rows.back()["region"] == name && rows.back()["action"] == action)
       rows.back()["end"] = next;

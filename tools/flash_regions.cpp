@@ -4,33 +4,33 @@
 
 #include "records.h"
 
-/** Codes, as in the library's sector map, and names by map selector, which counts from 1. */
-constexpr const char *kSelectors[][2] = {{"I1", "Image 1"},          {"I2", "Image 2"},     {"P1", "Parameter 1"},
-                                         {"P2", "Parameter 2"},      {"BS", "Boot Script"}, {"B", "Bootloader"},
-                                         {"E", "Environment"},       {"D1", "DB1"},         {"D2", "DB2"},
-                                         {"C1", "Customize 1"},      {"C2", "Customize 2"}, {"S", "Share DB"},
-                                         {"Pt", "Partition table"},  {"CI", "Custom info"}, {"P", "Profinet Parameter"},
-                                         {"M", "Mac Address Backup"}};
-constexpr const char *kTestArea[] = {"T", "Test Area"};                             // has no selector
+/** Codes, as in the library's sector map, and names by map selector, which counts from 1; the last has none. */
+constexpr const char *kRegions[][2] = {{"I1", "Image 1"},           {"I2", "Image 2"},     {"P1", "Parameter 1"},
+                                       {"P2", "Parameter 2"},       {"BS", "Boot Script"}, {"B", "Bootloader"},
+                                       {"E", "Environment"},        {"D1", "DB1"},         {"D2", "DB2"},
+                                       {"C1", "Customize 1"},       {"C2", "Customize 2"}, {"S", "Share DB"},
+                                       {"Pt", "Partition table"},   {"CI", "Custom info"}, {"P", "Profinet Parameter"},
+                                       {"M", "Mac Address Backup"}, {"T", "Test Area"}};
+constexpr uint32_t kTestArea = std::size(kRegions) - 1;
 constexpr uint32_t kTestAreaEntry = 13, kSectorSizeEntry = 17, kSectorsEntry = 18;  // of flash_def
 
 std::optional<uint32_t> regionNamed(const std::string &text) {
-  const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
-  for (uint32_t i = 0; i < std::size(kSelectors); ++i)
-    if (is(kSelectors[i][0]) || is(kSelectors[i][1])) return i;
-  if (is(kTestArea[0]) || is(kTestArea[1])) return std::size(kSelectors);
+  for (uint32_t i = 0; i < std::size(kRegions); ++i)
+    for (const char *word : kRegions[i])
+      if (strcasecmp(text.c_str(), word) == 0) return i;
   return std::nullopt;
 }
 
 Span regionSpan(uint32_t index) {
-  if (index < std::size(kSelectors)) return {regionStart(index + 1), regionLength(index + 1), kSelectors[index][1]};
-  return {flash_def[kTestAreaEntry], chipSize() - flash_def[kTestAreaEntry], kTestArea[1]};
+  const char *name = kRegions[index][1];
+  if (index != kTestArea) return {regionStart(index + 1), regionLength(index + 1), name};
+  return {flash_def[kTestAreaEntry], chipSize() - flash_def[kTestAreaEntry], name};
 }
 
 std::string regionCodes() {
   std::string codes;
-  for (const auto &[code, name] : kSelectors) codes += std::string(code) + "|";
-  return codes + kTestArea[0];
+  for (const auto &[code, name] : kRegions) codes += (codes.empty() ? "" : "|") + std::string(code);
+  return codes;
 }
 
 uint32_t sectorSize() { return flash_def[kSectorSizeEntry]; }
@@ -49,10 +49,10 @@ uint32_t regionLength(uint32_t selector) { return mapped(FW_SpiFlash_GetMapLen(s
 
 Json flashRegions() {
   std::vector<Json> rows;
-  for (uint32_t i = 0; i <= std::size(kSelectors); ++i) {
-    const Span span = regionSpan(i);
-    rows.push_back(record("code", i < std::size(kSelectors) ? kSelectors[i][0] : kTestArea[0], "region", span.name,
-                          "start", span.start, "end", span.start + span.length, "length", span.length));
+  for (uint32_t i = 0; i < std::size(kRegions); ++i) {
+    const auto &[start, length, name] = regionSpan(i);
+    rows.push_back(
+        record("code", kRegions[i][0], "region", name, "start", start, "end", start + length, "length", length));
   }
   std::sort(rows.begin(), rows.end(), [](const Json &a, const Json &b) { return a["start"] < b["start"]; });
   return rows;
@@ -64,14 +64,18 @@ size_t regionAt(const Json &map, uint32_t byte) {
   return i;
 }
 
+std::string regionName(const Json &map, uint32_t byte) {
+  const size_t region = regionAt(map, byte);
+  return region < map.size() ? map[region]["region"] : Json("UnUsed Space");
+}
+
 void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece) {
   Progress progress(what, span);
   for (uint32_t done = 0, count = 0; done < span; progress.at(done += count)) {
     if (interrupted())
       throw Failure{format("interrupted: %s ended at 0x%X; what follows is as it was", what, start + done)};
     count = std::min(sectorSize(), span - done);
-    const uint32_t status = piece(start + done, count);
-    if (status != 0) require(status, format("flash %s ended at 0x%X", what, start + done));
+    piece(start + done, count);
   }
 }
 
@@ -79,7 +83,6 @@ std::vector<uint8_t> readFlash(uint32_t start, uint32_t span) {
   std::vector<uint8_t> bytes(span);
   inPieces("read", start, span, [&](uint32_t at, uint32_t count) {
     readPiece(at, {bytes.data() + at - start, count});
-    return FW_OK;
   });
   return bytes;
 }

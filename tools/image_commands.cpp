@@ -10,7 +10,6 @@
 
 static std::string path;
 static uint32_t partition = 1, part = 1, parts = 1, sum;
-static bool dry_run;
 
 static Json figuresRecord(const FileFigures &figures) {
   return record("file", path, "size", figures.size, "crc32", figures.crc32, "sum", figures.sum);
@@ -36,12 +35,9 @@ static void copyFile(const std::string &target, uint64_t size, const std::functi
   std::thread feeder([&] {
     std::vector<char> piece(sectorSize());
     while (!interrupted() && (file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0)) {
-      std::span<const char> rest(piece.data(), static_cast<size_t>(file.gcount()));
-      for (ssize_t count = 0; !rest.empty() && count >= 0;
-           rest = rest.subspan(static_cast<size_t>(std::max<ssize_t>(count, 0))))
-        count = write(ends[1], rest.data(), rest.size());
-      if (!rest.empty()) break;  // the copy has ended
-      progress.at(taken += static_cast<uint64_t>(file.gcount()));
+      const auto count = static_cast<size_t>(file.gcount());
+      if (replace_file::writeAll(ends[1], piece.data(), count) != 0) break;  // the copy has ended
+      progress.at(taken += count);
     }
     close(ends[1]);
   });
@@ -64,7 +60,7 @@ static void writeFirmware() {
   const FileFigures figures = measureImage();
   refuseEmpty(path, figures.size);
   const uint32_t start = regionStart(partition), end = start + static_cast<uint32_t>(figures.size);
-  if (dry_run) return showPlan(start, end, std::string((end - start) / sectorSize() + 1, 'e'));
+  if (settings.dry_run) return showPlan(start, end, std::string((end - start) / sectorSize() + 1, 'e'));
   if (!isErased(readFlash(start, sectorSize()))) confirm(format("Replaces the image in partition %u.", partition));
   copyFile(format("firmware partition %u", partition), figures.size,
            [](int file) { return FW_FlashCopy(file, partition); });
@@ -92,13 +88,11 @@ static void dump() {
     file.write(piece);
     figures.crc32 = FW_crc321(figures.crc32, piece.data(), count);
     figures.sum += dbChecksum(piece.data(), count);
-    return FW_OK;
   });
   uint32_t sum_again = 0;
   inPieces("check", start, span, [&](uint32_t at, uint32_t count) {
     readPiece(at, piece);
     sum_again += dbChecksum(piece.data(), count);
-    return FW_OK;
   });
   if (sum_again != figures.sum)
     throw Failure{"the flash changed while it was read: another sum; " + path + " is as it was"};
@@ -123,7 +117,7 @@ static void restore() {
   const FileFigures figures = measure(path);
   if (figures.size != chipSize()) refuseArgument("FILE", path + format(" does not have 0x%X bytes", chipSize()));
   if (figures.sum != sum) throw Failure{path + format(": its sum is 0x%X, not 0x%X", figures.sum, sum)};
-  if (dry_run) return showPlan(0, chipSize(), std::string(chipSize() / sectorSize(), 'e'));
+  if (settings.dry_run) return showPlan(0, chipSize(), std::string(chipSize() / sectorSize(), 'e'));
   show(figuresRecord(figures));
   confirm("Replaces everything in the flash by " + path + ".");
   copyFile("the flash", figures.size, FW_N25Q256A_FlashCopyAll);
@@ -155,10 +149,7 @@ void addImageCommands(App &app) {
     sum = measure(path).sum;
     restore();
   });
-  for (App *leaf : {write, known, restorer}) {
-    asksFirst(leaf);
-    flag(leaf, "--dry-run", dry_run, "Show what would be erased and written, and change nothing");
-  }
+  for (App *leaf : {write, known, restorer}) asksFirst(leaf);
   takesEmpty(write);
   App *crc =
       command(app, "crc", "Size, CRC-32 and byte sum", "crc image.bin", [] { show(figuresRecord(measure(path))); });

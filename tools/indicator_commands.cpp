@@ -36,31 +36,27 @@ static uint32_t which, value;
 static bool mirror;
 
 const char *ledName(uint32_t led) { return kLeds[led].name; }
-uint32_t readLed(uint32_t led, uint8_t *state) { return kLeds[led].get(kLeds[led].selector, state); }
 
-static uint8_t stateOf(const Led &led) {
-  uint8_t state = 0;
-  require(led.get(led.selector, &state), std::string("LED ") + led.name);
-  return state;
+uint8_t ledState(uint32_t led) {
+  const auto get = [&](uint8_t *state) { return kLeds[led].get(kLeds[led].selector, state); };
+  return byteOf(get, std::string("LED ") + kLeds[led].name);
 }
 
-static Json ledRecord(const Led &led) {
-  constexpr const char *kStates[] = {"off", "on", "blink"};
-  const uint8_t state = stateOf(led);
-  return record("led", led.name, "state", state < std::size(kStates) ? kStates[state] : std::to_string(state));
+static Json ledRecord(uint32_t led) {
+  return record("led", kLeds[led].name, "state", nameOf("off|on|blink", ledState(led)));
 }
 
 /** The library counts an unreadable LED as off. */
 static void setLed() {
   const Led &led = kLeds[which];
   require(led.set(led.selector, value, mirror), std::string("LED ") + led.name);
-  if (value == FW_LED_OFF && stateOf(led) != value)
+  if (value == FW_LED_OFF && ledState(which) != value)
     throw Failure{std::string("LED ") + led.name + " did not take the value"};
 }
 
 Json leds() {
   Json rows = Json::array();
-  for (const Led &led : kLeds) rows.push_back(ledRecord(led));
+  for (uint32_t led = 0; led < kLedCount; ++led) rows.push_back(ledRecord(led));
   return rows;
 }
 
@@ -70,7 +66,7 @@ void addIndicatorCommands(App &app) {
   Choices names;
   for (const Led &led : kLeds) names.emplace_back(led.name, static_cast<uint32_t>(names.size()));
   App *led = group(app, "led", "Front-panel LEDs", "led set alarm blink", "list", [] { show(leds()); });
-  App *get = command(*led, "get", "One LED", "led get system", [] { show(ledRecord(kLeds[which])); });
+  App *get = command(*led, "get", "One LED", "led get system", [] { show(ledRecord(which)); });
   App *set = command(*led, "set", "Sets one LED", "led set power1 on --mirror", setLed);
   for (App *leaf : {get, set}) choice(leaf, "NAME", which, "LED", names);
   choice(set, "VALUE", value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});

@@ -54,6 +54,7 @@ class Monitor {
     for (const auto &[source, why] : silences)
       note(source + "?", source, Json::object(), why.empty() ? kAnswers : kSilent, kAnswers, why);
     first_ = false;
+    std::fflush(out);
   }
 
  private:

@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "panel_layout.h"
+#include "../console/panel_layout.h"
 #include "records.h"
 
 namespace layout = panel_layout;
@@ -133,6 +133,7 @@ static void draw() {
       show(state);
     else
       drawPanel(state, in_place ? "\033[K\n" : "\n");
+    std::fflush(out);
     if (!watching || i == pictures) return;
     next = std::max(next + std::chrono::milliseconds(500), std::chrono::steady_clock::now());
     std::this_thread::sleep_until(next);

@@ -68,9 +68,7 @@ static Json portRecord(uint32_t port, Fitted fitted, Signals wanted) {
   return row;
 }
 
-static const char *nameOf(Fitted fitted) {
-  return fitted == Fitted::None ? "none" : fitted == Fitted::Copper ? "copper" : "sfp";
-}
+static std::string nameOf(Fitted fitted) { return nameOf("none|copper|sfp", static_cast<uint32_t>(fitted)); }
 
 static void operateCage() {
   if (cage_port == kNoPort) refuseArgument("PORT", "is required");
@@ -106,14 +104,18 @@ Json board() {
   return record("copper_boards", copper, "clock", clock, "temperature_sensor", sensor, "slots", slots);
 }
 
-Json ports(Signals wanted) {
+Json portRows(const std::function<Json(uint32_t port, Fitted fitted)> &row) {
   Json rows = Json::array();
   Fitted fitted = Fitted::None;
   for (uint32_t port = 0; port < kPorts; ++port) {
     if (port % kPortsPerSlot == 0) fitted = fittedAt(port);
-    rows.push_back(portRecord(port, fitted, wanted));
+    rows.push_back(row(port, fitted));
   }
   return rows;
+}
+
+Json ports(Signals wanted) {
+  return portRows([=](uint32_t port, Fitted fitted) { return portRecord(port, fitted, wanted); });
 }
 
 void addPortCommands(App &app) {

@@ -6,6 +6,7 @@
 
 #include <zelboard/zelboard.h>
 
+#include "../console/module_page.h"
 #include "tool.h"
 
 constexpr uint32_t kPorts = FW_PORTS, kSlots = FW_SLOT_LAST, kPortsPerSlot = FW_PORTS_PER_SLOT,
@@ -17,6 +18,8 @@ enum class Fitted { None, Copper, Cages };
 Fitted fittedIn(uint32_t slot);
 Fitted fittedAt(uint32_t port);
 uint32_t copperBoards();
+/** A row for each port, made from what its slot holds. */
+Json portRows(const std::function<Json(uint32_t port, Fitted fitted)> &row);
 /** Throws unless the port has a cage. */
 void requireCage(uint32_t port);
 /** The same for what a call on a port with a cage answers. */
@@ -24,6 +27,8 @@ void requirePort(uint32_t status, uint32_t port, const char *what);
 
 using Record = Json();
 Record leds, relay, flags, resetKey, watchdog, power;
+/** Read from the sensor, since a poll would hand it to the driver; nothing without a sensor. */
+std::optional<double> sensedDegrees();
 Record busBusy, clockMode, temperature, board;
 Record flashId, flashRegions, environment, macBackup, identity;
 /** The partition table is read without the library's repair of blank slots. */
@@ -35,7 +40,8 @@ Json phyRegister(uint32_t port, uint32_t number);
 /** The LEDs of the front panel, by number. */
 constexpr uint32_t kLedCount = 10;
 const char *ledName(uint32_t led);
-uint32_t readLed(uint32_t led, uint8_t *state);
+uint8_t ledState(uint32_t led);
+uint8_t supplyConf(uint32_t supply);
 enum class Signals { All, OfModules };  // OfModules: an empty cage's other signals stay null
 Json ports(Signals wanted);
 
@@ -59,12 +65,13 @@ std::optional<uint32_t> regionNamed(const std::string &text);
 Span regionSpan(uint32_t number);
 /** All codes, separated by bars. */
 std::string regionCodes();
-/** Index of the region in `flashRegions` that holds an address; the number of regions for none. */
+/** Index of the region in `flashRegions` that holds an address, and its name; the number of regions for none. */
 size_t regionAt(const Json &map, uint32_t byte);
+std::string regionName(const Json &map, uint32_t byte);
 /** Shows progress. */
 std::vector<uint8_t> readFlash(uint32_t address, uint32_t length);
 /** Works through a span by sectors and shows how far it is. A signal that waits ends it between two. */
-using Piece = std::function<uint32_t(uint32_t at, uint32_t count)>;
+using Piece = std::function<void(uint32_t at, uint32_t count)>;
 void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece);
 /** Before the library changes what it guards by its flags: throws when a driver does not answer, then holds signals. */
 void startChange();
@@ -79,24 +86,5 @@ void readPiece(uint32_t at, std::span<uint8_t> bytes);
 /** A little-endian word. */
 uint32_t wordAt(std::span<const uint8_t> bytes, size_t at);
 bool isErased(std::span<const uint8_t> bytes);
-
-/* ---- what a module says of itself: SFF-8472 page A0h, IEEE 802.3 clause 22 registers ---- */
-
-constexpr size_t kPageLength = 128;  // the defined half of the page
-using Page = std::span<const uint8_t, kPageLength>;
-
-Json decodePage(Page page);
-/** A text field without its trailing blanks. */
-std::string pageText(Page page, size_t at, size_t length);
-/** Nominal signalling rate in MBd, 0 = not given. */
-uint32_t signallingRate(Page page);
-/** Both checksums are right: bytes 63 and 95. */
-bool checksumsHold(Page page);
-/** True when the library would bring this module's copper PHY up to classify it. */
-bool isCopperModule(Page page);
-
-/** Numbers of the registers that have names. */
-std::vector<uint32_t> namedRegisters();
-Json decodeRegister(uint32_t number, uint16_t value);
 
 #endif

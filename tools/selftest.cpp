@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "records.h"
 
 /** A subsystem is in order when it answers and nothing in its answer is bad. */
@@ -7,14 +9,12 @@ struct Check {
   const char *bad;  // key and value
 };
 
-/** The temperature without a poll, which would hand it to the driver. */
+/** Whole degrees: the sensor's first byte. */
 static Json sensor() {
-  uint8_t raw[2] = {};
-  require(byteOf(FW_GetLM75_Alive, "temperature sensor") == 0 ? FW_ABSENT : FW_I2C_BufRead(0x9E, 0, 1, 2, raw),
-          "temperature sensor");
-  return record("degrees", static_cast<int8_t>(raw[0]));
+  const auto degrees = sensedDegrees();
+  require(degrees ? FW_OK : FW_ABSENT, "temperature sensor");
+  return record("degrees", static_cast<int>(std::floor(*degrees)));
 }
-
 static Json firstPhy() { return phyRegister(0, 2); }
 static Json cages() { return ports(Signals::OfModules); }
 
@@ -69,7 +69,7 @@ static void selftest() {
       bad = badIn(answer, check.bad);
       detail = summary(answer);
     } catch (const Failure &failure) {
-      bad = failure.line;
+      bad = failure.what();
     }
     failed += bad.empty() ? 0 : 1;
     rows.push_back(record("subsystem", check.subsystem, "verdict", bad.empty() ? "ok" : "failed", "detail",

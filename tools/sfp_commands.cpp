@@ -8,11 +8,9 @@ static uint32_t port, reg = kNone, value = kNone;
 static std::string output;
 
 static std::string className(uint8_t code) {
-  constexpr const char *kClasses[] = {"100FX", "1000BASE-X", "1000BASE-T", "unknown", "2G5",    "5G",
-                                      "10G",   "10G DAC",    "10G ER",     "10G LRM", "10G LR", "10G SR"};
-  if (code < std::size(kClasses)) return kClasses[code];
   if (code == ZEL_SFP_COPPER_SERDES) return "1000BASE-T SerDes";
-  return code == ZEL_SFP_NOT_A_MODULE ? "not an SFP" : std::to_string(code);
+  if (code == ZEL_SFP_NOT_A_MODULE) return "not an SFP";
+  return nameOf("100FX|1000BASE-X|1000BASE-T|unknown|2G5|5G|10G|10G DAC|10G ER|10G LRM|10G LR|10G SR", code);
 }
 
 /** Reads a module's page; throws FW_NOT_SET for a cage without one. */
@@ -132,15 +130,7 @@ static void setSgmii() {
               advertised == kAdvertisement, "link", linkOf(port, page)));
 }
 
-Json modules() {
-  Json rows = Json::array();
-  Fitted fitted = Fitted::None;
-  for (uint32_t each = 0; each < kPorts; ++each) {
-    if (each % kPortsPerSlot == 0) fitted = fittedAt(each);
-    rows.push_back(moduleRecord(each, fitted));
-  }
-  return rows;
-}
+Json modules() { return portRows(moduleRecord); }
 
 void addSfpCommands(App &app) {
   App *family = command(app, "sfp", "Pluggable modules", "sfp list");

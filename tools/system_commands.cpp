@@ -73,9 +73,10 @@ Json watchdog() {
   return record("enabled", (word & kEnabled) != 0);
 }
 
-static std::string powerModeName(uint32_t mode) {
-  constexpr const char *kModes[] = {"AC and DC", "two AC", "two DC", "one DC", "one AC", "by hardware"};
-  return mode < std::size(kModes) ? kModes[mode] : std::to_string(mode);
+constexpr const char *kPowerModes = "AC and DC|two AC|two DC|one DC|one AC|by hardware";
+
+uint8_t supplyConf(uint32_t supply) {
+  return byteOf([=](uint8_t *conf) { return FW_GetPowerConf(supply, conf); }, format("supply %u", supply));
 }
 
 Json power() {
@@ -86,13 +87,10 @@ Json power() {
     return answer;
   };
   const uint8_t mode = read(FW_GetPowerMode, "power mode"), alarm = read(FW_GetPowerAlarm, "power alarm");
-  Json power = record("mode", powerModeName(mode), "configured", powerModeName(askEnvironment(FW_Pwr_Flag)), "alarm",
-                      alarm != 0);
+  Json power = record("mode", nameOf(kPowerModes, mode), "configured", nameOf(kPowerModes, askEnvironment(FW_Pwr_Flag)),
+                      "alarm", alarm != 0);
   for (uint32_t supply = FW_SUPPLY_FIRST; supply <= FW_SUPPLY_LAST; ++supply) {
-    constexpr const char *kStates[] = {"none", "AC", "DC"};
-    uint8_t conf = 0;
-    require(FW_GetPowerConf(supply, &conf), format("supply %u", supply));
-    power[format("supply_%u", supply)] = conf < std::size(kStates) ? kStates[conf] : std::to_string(conf);
+    power[format("supply_%u", supply)] = nameOf("none|AC|DC", supplyConf(supply));
   }
   return power;
 }

@@ -4,24 +4,15 @@
 #define ZELCTL_TOOL_H
 
 #include <chrono>
-#include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <optional>
-#include <span>
-#include <string>
-#include <vector>
 
-#include "replace_file.h"
+#include "../console/output.h"
+#include "../console/program.h"
+#include "../console/replace_file.h"
 
-// The command line's parser: command.cpp and main.cpp alone know more of it, as its header costs seconds in each file.
-namespace CLI {
-class App;
-}
 using App = CLI::App;
-using Json = nlohmann::ordered_json;
 
 /* ---- the command tree ---- */
 
@@ -31,6 +22,7 @@ struct Settings {
   bool verbose = false;
   bool colour = false;
   bool yes = false;
+  bool dry_run = false;
 };
 extern Settings settings;
 
@@ -73,15 +65,12 @@ void inputFile(App *app, std::string &path, const char *what);
 void outputFile(App *app, std::string &path);
 /** The switch -o of a command that can write its bytes into a file. */
 void outputOption(App *app, std::string &path);
-/** The switch --yes of a command that asks first. */
+/** The switches --yes and --dry-run of a command that asks first. */
 void asksFirst(App *app);
 void confirm(const std::string &question);
 /** The switch --allow-empty of a command that stores a file, and the refusal of an empty one without it. */
 void takesEmpty(App *app);
 void refuseEmpty(const std::string &path, uint64_t size);
-
-/** A wrong argument that shows only later: exit status 2. */
-[[noreturn]] void refuseArgument(const std::string &name, const std::string &why);
 
 /** Adds the commands of one family. */
 using Family = void(App &app);
@@ -90,12 +79,6 @@ Family addIndicatorCommands, addSystemCommands, addBusCommands, addPortCommands,
     addSelftestCommand, addMonitorCommand, addMetricsCommand;
 
 /* ---- the board said no ---- */
-
-/** Ends a command with exit status 1 and one line on stderr. */
-struct Failure {
-  std::string line;
-  uint32_t status = 0;
-};
 
 /** "FW_ABSENT", "0x00000012", or "ok" for 0. */
 std::string statusName(uint32_t status);
@@ -121,14 +104,9 @@ void releaseSignals();
 
 /* ---- output ---- */
 
-/** The tool's own output. The library's goes to descriptor 1, which startOutput points elsewhere. */
-extern FILE *out;
-/** Descriptors 0 to 2 that came closed are opened in a way that refuses their use: no other file takes their places. */
-void openStandardDescriptors();
-/** Hides the library's prints, or with -v leaves them where they are (on stderr beside JSON). */
+/** Hides the library's prints, or with -v leaves them where they are (on stderr beside JSON). The tool's own output goes
+ *  to another descriptor than theirs. */
 void startOutput();
-/** @return 0; 1, with a line on stderr, when the output could not be written */
-int finishOutput();
 
 /** What a call returned, and what the library, and debugCmd on its behalf, printed meanwhile. */
 struct Printed {
@@ -137,46 +115,15 @@ struct Printed {
 };
 Printed printedBy(const std::function<uint32_t()> &call);
 
-/** Prints data: as JSON with --json, else an object as aligned lines and an array of objects as a table. */
-void show(const Json &data);
-/** A value as people read it. */
-std::string cell(const std::string &key, const Json &value);
+inline void show(const Json &data) { print(data, settings.json); }
 /** Prints bytes as a hex dump; repeated lines become one asterisk. */
 void hexdump(std::span<const uint8_t> bytes, uint32_t address);
-std::string hexText(std::span<const uint8_t> bytes);
-/** Bytes that are no printable ASCII become dots. */
-std::string printable(std::string text);
-/** Lists of names are written in one text each, separated by bars. */
-std::vector<std::string> split(const std::string &names);
-/** Control bytes and what is no UTF-8 become escapes, so that the text is one line and leaves a terminal alone. */
-std::string escaped(const std::string &text);
-/** Characters, of any number of bytes. */
-size_t lengthOf(const std::string &text);
-/** Cut into lines of at most `width` characters, between words where that can be. */
-std::vector<std::string> wrapped(const std::string &text, size_t width);
-/** Columns of the terminal that the output goes to; without one there is room for everything. */
-size_t columns();
-std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 /** True for a terminal that knows escape sequences. */
 bool isScreen(FILE *stream);
 /** True when the output is a screen that takes colours, or colour was asked for. */
 bool colourful();
 /** True when the locale has more than ASCII. */
 bool hasGlyphs();
-
-/** Adds keys and values, given in turn. */
-template <class... Pairs>
-void append(Json &object, const Pairs &...pairs) {
-  const Json flat = Json::array({Json(pairs)...});
-  for (size_t i = 0; i < flat.size(); i += 2) object[flat[i].get<std::string>()] = flat[i + 1];
-}
-/** An object from keys and values in turn. */
-template <class... Pairs>
-Json record(const Pairs &...pairs) {
-  Json object = Json::object();
-  append(object, pairs...);
-  return object;
-}
 
 /** Progress of long work: a bar with rate and time left, on a screen only. */
 class Progress {

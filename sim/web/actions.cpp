@@ -39,7 +39,7 @@ std::string lower(std::string text) {
 // The board is the server's own: no field names it.
 std::vector<Field> fields_of(const Row &row) {
   std::vector<Field> fields;
-  for (std::string text : tool::split(row.arguments, ' ')) {
+  for (std::string text : split(row.arguments, ' ')) {
     bool optional = text[0] == '?' && row.name != std::string(kFail);
     text.erase(0, text[0] == '?');
     if (text != "NAME") fields.push_back({lower(text.substr(0, text.find_first_of("=["))), text, optional, nullptr});
@@ -97,7 +97,7 @@ Json actions() {
     Json fields = Json::array();
     for (const Field &field : fields_of(row)) {
       size_t values = field.argument.find('=');
-      Json choice = values == std::string::npos ? tool::Words() : tool::split(field.argument.substr(values + 1), '|');
+      Json choice = values == std::string::npos ? tool::Words() : split(field.argument.substr(values + 1), '|');
       fields.push_back({{"field", field.name}, {"optional", field.optional}, {"values", choice}});
     }
     all.push_back({{"action", row.name}, {"what", row.what}, {"fields", fields}});

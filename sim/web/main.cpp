@@ -42,8 +42,8 @@ int bind(httplib::Server &server, const web::Settings &settings) {
   int port = bound ? settings.port : settings.port != 0 ? -1 : server.bind_to_any_port(settings.address);
   if (port > 0) return listen(listening, SOMAXCONN), port;
   std::string why = errno != 0 ? std::strerror(errno) : "no address of this machine";
-  throw tool::Failure("--port, --listen: cannot listen on " + settings.address + " port " +
-                      std::to_string(settings.port) + ": " + why);
+  throw Failure("--port, --listen: cannot listen on " + settings.address + " port " + std::to_string(settings.port) +
+                ": " + why);
 }
 
 void serve(web::Settings settings) {
@@ -72,12 +72,15 @@ void serve(web::Settings settings) {
 
 }  // namespace
 
+const char *const kProgram = "zelsim";
+
 int main(int argc, char **argv) {
   try {
     if (argc != 5) throw tool::Usage("zelboard-web: started by zelsim serve");
     serve({argv[1], argv[3], argv[4], std::atoi(argv[2])});
+  } catch (const tool::Usage &error) {
+    return complain(error.what(), 2);
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "zelsim: %s\n", error.what());
-    return dynamic_cast<const tool::Usage *>(&error) != nullptr ? 2 : 1;
+    return complain(error.what(), 1);
   }
 }

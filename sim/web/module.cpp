@@ -1,4 +1,4 @@
-#include "../../tools/records.h"
+#include "../../console/module_page.h"
 #include "web.h"
 
 // A module's page, decoded as zelctl does.
@@ -8,7 +8,7 @@ namespace zelsim::web {
 Json module_document(const std::string &board, unsigned port) {
   tool::OpenBoard open = tool::look_at(board);
   const Cage &cage = open->cages[port];
-  if (!cage.fitted) throw tool::Failure("PORT: port " + std::to_string(port) + " has no module");
+  if (!cage.fitted) throw Failure("PORT: port " + std::to_string(port) + " has no module");
   return {
       {"port", port}, {"decoded", decodePage(std::span(cage.page).first<kPageLength>())}, {"page", hexText(cage.page)}};
 }

@@ -56,7 +56,7 @@ bool has_token(const Settings &settings, const Request &request) {
   std::string given = request.get_header_value("Authorization");
   bool found =
       same_text(request.get_param_value("token"), settings.token) || same_text(given, "Bearer " + settings.token);
-  for (const std::string &kept : tool::split(request.get_header_value("Cookie"), ';'))
+  for (const std::string &kept : split(request.get_header_value("Cookie"), ';'))
     found |= same_text(kept.substr(kept.starts_with(' ')), cookie(settings));
   return found;
 }

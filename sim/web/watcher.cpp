@@ -34,7 +34,7 @@ Json lines_for(Reader &reader, const std::shared_ptr<const Attached> &attached) 
   while (reader.position != watch.written) text += watch.lines[reader.position++ % kWatchedBytes];
   watch.wanted = watch.written + kRoom;
   if (missed) text = "... more requests than can be shown\n";
-  return tool::split(text.substr(0, text.find_last_of('\n')), '\n');
+  return split(text.substr(0, text.find_last_of('\n')), '\n');
 }
 
 // Pages in use. The image is stored inverted: an erased byte is 0.

@@ -20,8 +20,6 @@ class Server;
 
 namespace zelsim::web {
 
-using tool::Json;
-
 struct Settings {
   std::string board, address, token;
   int port;
@@ -83,7 +81,7 @@ class Watcher {
 };
 
 /** Does what zelsim's command of this name does, with its arguments in `body`, a JSON object, and tells it as a command
- *  line. Throws tool::Usage or tool::Failure. */
+ *  line. Throws tool::Usage or Failure. */
 std::string act(const std::string &board, const std::string &name, const std::string &body);
 /** The commands that act() knows. */
 Json actions();

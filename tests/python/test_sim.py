@@ -14,7 +14,7 @@ from zelboard.state import read_event
 def names(value: Any) -> Any:
     """The names of everything in a document of zelsim, or in the objects made of it; a table shows its first row."""
     if isinstance(value, dict) and not all(isinstance(name, int) for name in value):
-        return {name: names(part) for name, part in value.items() if name != "parts"}
+        return {name: names(part) for name, part in value.items()}
     if hasattr(value, "_asdict"):
         return names(value._asdict())
     rows: List[Any] = list(value.values()) if isinstance(value, dict) else value if isinstance(value, list) else []

@@ -1,8 +1,8 @@
 /** @file
  *  A file is replaced as a whole or not at all: a full disk, a signal or a power cut leaves the one that was there.
  *  zelctl and zelsim write all their files so. */
-#ifndef ZELCTL_REPLACE_FILE_H
-#define ZELCTL_REPLACE_FILE_H
+#ifndef ZELBOARD_CONSOLE_REPLACE_FILE_H
+#define ZELBOARD_CONSOLE_REPLACE_FILE_H
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,6 +15,18 @@
 #include <utility>
 
 namespace replace_file {
+
+/** Writes all, whatever pieces the kernel takes it in. @return 0 or an errno */
+inline int writeAll(int fd, const void *data, size_t size) {
+  for (const auto *next = static_cast<const char *>(data); size > 0;) {
+    const ssize_t written = ::write(fd, next, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return errno;
+    next += written;
+    size -= static_cast<size_t>(written);
+  }
+  return 0;
+}
 
 /** A file that is written beside the one it replaces, and takes its place once it is whole and on the disk. The mode
  *  stays, and a link still leads to the file. What is no ordinary file, such as a pipe or /dev/full, is written in place.
@@ -45,16 +57,7 @@ class Replacement {
     return fd_ >= 0 && (!beside || !exists || fchmod(fd_, old.st_mode & 07777) == 0) ? 0 : errno;
   }
 
-  int write(const void *data, size_t size) {
-    for (const auto *next = static_cast<const char *>(data); size > 0;) {
-      const ssize_t written = ::write(fd_, next, size);
-      if (written < 0 && errno == EINTR) continue;
-      if (written <= 0) return errno;
-      next += written;
-      size -= static_cast<size_t>(written);
-    }
-    return 0;
-  }
+  int write(const void *data, size_t size) const { return writeAll(fd_, data, size); }
 
   int commit() {
     if (!fresh_.empty() && fsync(fd_) != 0) return errno;

@@ -1,8 +1,10 @@
-#include <algorithm>
-#include <cstdarg>
-#include <sstream>
+#include "text.h"
 
-#include "tool.h"
+#include <algorithm>
+#include <charconv>
+#include <cstdarg>
+#include <locale>
+#include <sstream>
 
 std::string hexText(std::span<const uint8_t> bytes) {
   std::string text;
@@ -26,26 +28,37 @@ std::string format(const char *pattern, ...) {
   return text;
 }
 
-std::vector<std::string> split(const std::string &names) {
+std::vector<std::string> split(const std::string &names, char separator) {
   std::vector<std::string> list;
-  std::istringstream stream(names);
-  for (std::string name; std::getline(stream, name, '|');) list.push_back(name);
+  std::istringstream stream(names.empty() ? names : names + separator);
+  for (std::string name; std::getline(stream, name, separator);) list.push_back(name);
   return list;
 }
 
-/** Bytes of the character that a text goes on with; 0 for a control byte and for what is no UTF-8. */
+std::optional<uint32_t> numberIn(const std::string &text, uint32_t low, uint32_t high) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  const char *first = text.c_str() + (hexadecimal ? 2 : 0), *end = text.c_str() + text.size();
+  uint32_t number = 0;
+  const auto [rest, error] = std::from_chars(first, end, number, hexadecimal ? 16 : 10);
+  const bool good = error == std::errc() && rest == end && number >= low && number <= high;
+  return good ? std::optional(number) : std::nullopt;
+}
+
+std::string nameOf(const std::string &names, uint32_t code, const char *without) {
+  const auto list = split(names);
+  return code < list.size() && !list[code].empty() ? list[code] : format(without, code);
+}
+
+/** Bytes of the character that a text goes on with; 0 for a control code and for what is no UTF-8. */
 static size_t characterAt(std::string_view text) {
-  const auto byte = [&](size_t i) { return i < text.size() ? static_cast<uint8_t>(text[i]) : 0U; };
-  const uint32_t first = byte(0);
-  if (first < 0x80) return first >= ' ' && first != 0x7F ? 1 : 0;
-  const size_t length = first >= 0xC2 && first < 0xE0 ? 2 : first >= 0xE0 && first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
-  for (size_t i = 1; i < length; ++i)
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  // Written longer than needed, a surrogate, beyond the last code, or a control code above ASCII.
-  const bool bad = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) > 0x9F) ||
-                   (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) > 0x8F) ||
-                   (first == 0xC2 && byte(1) < 0xA0);
-  return first < 0xC2 || bad ? 0 : length;
+  const uint32_t first = static_cast<uint8_t>(text[0]), next = text.size() > 1 ? static_cast<uint8_t>(text[1]) : 0;
+  const bool control = first < ' ' || first == 0x7F || (first == 0xC2 && next < 0xA0);
+  const bool surrogate = first == 0xED && next > 0x9F;
+  if (control || surrogate) return 0;
+  static const auto &utf8 = std::use_facet<std::codecvt<char32_t, char8_t, std::mbstate_t>>(std::locale::classic());
+  const auto *start = reinterpret_cast<const char8_t *>(text.data());
+  std::mbstate_t state{};
+  return static_cast<size_t>(utf8.length(state, start, start + text.size(), 1));
 }
 
 std::string escaped(const std::string &text) {

@@ -1,11 +1,6 @@
-#include "records.h"
+#include "module_page.h"
 
 #include <numeric>
-
-static std::string nameOf(const std::string &names, uint8_t code) {
-  const auto list = split(names);
-  return code < list.size() && !list[code].empty() ? list[code] : format("0x%02X", code);
-}
 
 /** Names of the bits that are set in a run of bytes; `names` begins with the highest bit of the first one. */
 static Json setBits(std::span<const uint8_t> bytes, const std::string &names) {
@@ -16,6 +11,7 @@ static Json setBits(std::span<const uint8_t> bytes, const std::string &names) {
   return set;
 }
 
+constexpr const char *kHexadecimal = "0x%02X";  // of codes without a name
 constexpr const char *kIdentifiers = "unknown|GBIC|soldered to motherboard|SFP or SFP+||||||||DWDM-SFP|QSFP|QSFP+";
 constexpr const char *kConnectors =
     "unknown|SC|FC style 1 copper|FC style 2 copper|BNC/TNC|FC coax|Fiber Jack|LC|MT-RJ|MU|SG|optical pigtail|MPO 1x12|"
@@ -117,10 +113,11 @@ bool isCopperModule(Page page) {
 
 Json decodePage(Page page) {
   const bool cable = (page[8] & (kPassiveCable | kActiveCable)) != 0;
-  Json decoded = record("identifier", nameOf(kIdentifiers, page[0]), "extended_identifier", format("0x%02X", page[1]),
-                        "connector", nameOf(kConnectors, page[2]), "compliance",
-                        setBits(page.subspan(3, 8), kCompliance), "encoding", nameOf(kEncodings, page[11]), "rate_mbd",
-                        signallingRate(page), "rate_identifier", format("0x%02X", page[13]));
+  Json decoded =
+      record("identifier", nameOf(kIdentifiers, page[0], kHexadecimal), "extended_identifier",
+             format("0x%02X", page[1]), "connector", nameOf(kConnectors, page[2], kHexadecimal), "compliance",
+             setBits(page.subspan(3, 8), kCompliance), "encoding", nameOf(kEncodings, page[11], kHexadecimal),
+             "rate_mbd", signallingRate(page), "rate_identifier", format("0x%02X", page[13]));
   for (const Length &length : kLengths) decoded[length.key] = page[length.at] * length.metres;
   append(decoded, "vendor", pageText(page, 20, 16), "extended_compliance", format("0x%02X", page[36]), "oui",
          format("%02X:%02X:%02X", page[37], page[38], page[39]), "part_number", pageText(page, 40, 16), "revision",
@@ -132,8 +129,9 @@ Json decodePage(Page page) {
   append(decoded, "cc_base", checksum(page, 0, 63), "options", setBits(page.subspan(64, 2), kOptions),
          "rate_margin_percent", format("+%u -%u", page[66], page[67]), "serial_number", pageText(page, 68, 16),
          "date_code", pageText(page, 84, 8), "monitoring", setBits(page.subspan(92, 1), kMonitoring),
-         "enhanced_options", format("0x%02X", page[93]), "sff_8472_revision", nameOf(kRevisions, page[94]), "cc_ext",
-         checksum(page, 64, 95), "vendor_specific", hexText(page.subspan(96)));
+         "enhanced_options", format("0x%02X", page[93]), "sff_8472_revision",
+         nameOf(kRevisions, page[94], kHexadecimal), "cc_ext", checksum(page, 64, 95), "vendor_specific",
+         hexText(page.subspan(96)));
   return decoded;
 }
 

@@ -1,0 +1,43 @@
+/** @file
+ *  What zelctl and zelsim print: data, as wide as the terminal or as JSON. */
+#ifndef ZELBOARD_CONSOLE_OUTPUT_H
+#define ZELBOARD_CONSOLE_OUTPUT_H
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "text.h"
+
+using Json = nlohmann::ordered_json;
+
+/** The program's own output: standard output, unless something else takes that place. */
+extern FILE *out;
+/** Descriptors 0 to 2 that came closed are opened in a way that refuses their use: no other file takes their places, and
+ *  a program that is run finds them closed. */
+void openStandardDescriptors();
+/** @return 0; 1, with a line on stderr, when the output could not be written */
+int finishOutput();
+/** Columns of the terminal that the output goes to; without one there is room for everything. */
+size_t columns();
+
+/** Prints data as JSON, or else an object as aligned lines and an array of objects as a table. */
+void print(const Json &data, bool as_json);
+/** A value as people read it. */
+std::string cell(const std::string &key, const Json &value);
+bool isTable(const Json &value);
+
+/** Adds keys and values, given in turn. */
+template <class... Pairs>
+void append(Json &object, const Pairs &...pairs) {
+  const Json flat = Json::array({Json(pairs)...});
+  for (size_t i = 0; i < flat.size(); i += 2) object[flat[i].get<std::string>()] = flat[i + 1];
+}
+/** An object from keys and values in turn. */
+template <class... Pairs>
+Json record(const Pairs &...pairs) {
+  Json object = Json::object();
+  append(object, pairs...);
+  return object;
+}
+
+#endif

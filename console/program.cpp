@@ -1,0 +1,67 @@
+#include "program.h"
+
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+#include "output.h"
+
+void refuseArgument(const std::string &name, const std::string &why) { throw CLI::ValidationError(name, why); }
+
+int complain(const std::string &line, int status) {
+  std::fprintf(stderr, "%s: %s\n", kProgram, escaped(line).c_str());
+  return status;
+}
+
+/** Help without the parser's own words: an argument is its name and its values. */
+class Help : public CLI::Formatter {
+ public:
+  std::string make_option_opts(const CLI::Option *option) const override {
+    const std::string type = option->get_type_size() == 0 ? "" : option->get_type_name();
+    const bool many = option->get_expected_max() == CLI::detail::expected_max_vector_size;
+    return (type.empty() ? "" : " " + type) + (many ? " ..." : "");
+  }
+};
+
+/** What is wrong with a command line, in our own words, and where the help is: with the innermost command. */
+static std::string told(const CLI::App &app, const CLI::Error &error) {
+  std::string text = error.what(), kind = error.get_name(), command = kProgram, extra;
+  if (kind == "ValidationError") return text;
+  for (const CLI::App *at = &app; !at->get_subcommands().empty();)
+    command += " " + (at = at->get_subcommands().front())->get_name();
+  for (const std::string &word : app.remaining(true)) extra += (extra.empty() ? "'" : " '") + word + "'";
+  const size_t start = std::min(text.find("--"), text.size()), end = text.find_first_of(" :=", start);
+  if (!extra.empty())
+    text = extra + ": not expected";
+  else if (kind == "RequiredError")
+    text = (text.starts_with("A ") ? "COMMAND" : text.substr(0, text.find(" is "))) + ": missing";
+  else
+    text = text.substr(start, end - start) + (kind == "ConversionError" ? ": takes no value" : ": needs one value");
+  return text + ", see " + command + " --help";
+}
+
+std::unique_ptr<CLI::App> commandLine(const std::string &what, const std::string &footer) {
+  auto app = std::make_unique<CLI::App>(what, kProgram);
+  app->formatter(std::make_shared<Help>());
+  app->set_version_flag("--version", std::string(kProgram) + " " ZELBOARD_VERSION, "Print the version and exit");
+  app->footer(footer);
+  return app;
+}
+
+int runProgram(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
+  try {
+    app.parse(argc, argv);
+    work();
+  } catch (const CLI::Success &asked) {
+    std::ostringstream text;
+    app.exit(asked, text);
+    std::fputs(text.str().c_str(), out);
+  } catch (const CLI::Error &error) {
+    return complain(told(app, error), 2);
+  } catch (const std::filesystem::filesystem_error &error) {
+    return complain(error.path1().native() + ": " + error.code().message(), 1);
+  } catch (const std::exception &error) {
+    std::fflush(out);
+    return complain(error.what(), 1);
+  }
+  return finishOutput();
+}

@@ -1,0 +1,34 @@
+/** @file
+ *  The frame of zelctl and zelsim: the command line is read, the work done, and one line tells what went wrong. */
+#ifndef ZELBOARD_CONSOLE_PROGRAM_H
+#define ZELBOARD_CONSOLE_PROGRAM_H
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+/** Ends a command with exit status 1 and one line on stderr. */
+struct Failure : std::runtime_error {
+  explicit Failure(const std::string &line, uint32_t of_status = 0) : std::runtime_error(line), status(of_status) {}
+  uint32_t status;  // of a call of the library, 0 for none
+};
+/** A wrong argument: exit status 2. */
+[[noreturn]] void refuseArgument(const std::string &name, const std::string &why);
+
+/** This program's name before each line on stderr. */
+extern const char *const kProgram;
+/** Prints the line. @return the status */
+int complain(const std::string &line, int status);
+
+/** A command line without commands as yet: what it is for, and what its help ends with. */
+std::unique_ptr<CLI::App> commandLine(const std::string &what, const std::string &footer);
+/** Reads the command line, does the work, and finishes the output.
+ *  @return the exit status; what went wrong stands on stderr */
+int runProgram(CLI::App &app, int argc, char **argv, const std::function<void()> &work);
+
+#endif
