@@ -12,7 +12,7 @@
 FILE *out = stdout;
 
 /** Numbers that people read in hexadecimal. */
-static const std::set<std::string> kHexadecimal{"address", "checksum", "crc32",        "end",    "io",   "number",
+static const std::set<std::string> kHexadecimal{"address", "checksum",     "crc32",  "end",   "io",  "number",
                                                 "offset",  "power_status", "result", "start", "sum", "value"};
 
 constexpr size_t kGap = 2, kNarrowest = 12;

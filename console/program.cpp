@@ -1,5 +1,8 @@
 #include "program.h"
 
+#include <signal.h>
+#include <sys/signalfd.h>
+
 #include <CLI/CLI.hpp>
 #include <sstream>
 
@@ -39,6 +42,28 @@ static std::string told(const CLI::App &app, const CLI::Error &error) {
   return text + ", see " + command + " --help";
 }
 
+static sigset_t held;  // empty at load
+
+void holdSignals() {
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    // One that is ignored, as under nohup, stays so.
+    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) sigaddset(&held, number);
+  }
+  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+}
+
+bool interrupted() {
+  sigset_t waiting;
+  sigpending(&waiting);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    if (sigismember(&held, number) == 1 && sigismember(&waiting, number) == 1) return true;
+  return false;
+}
+
+int heldSignals() { return signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK); }
+
 std::unique_ptr<CLI::App> commandLine(const std::string &what, const std::string &footer) {
   auto app = std::make_unique<CLI::App>(what, kProgram);
   app->formatter(std::make_shared<Help>());
@@ -47,7 +72,7 @@ std::unique_ptr<CLI::App> commandLine(const std::string &what, const std::string
   return app;
 }
 
-int runProgram(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
+static int workedOff(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
   try {
     app.parse(argc, argv);
     work();
@@ -63,5 +88,12 @@ int runProgram(CLI::App &app, int argc, char **argv, const std::function<void()>
     std::fflush(out);
     return complain(error.what(), 1);
   }
-  return finishOutput();
+  if (finishOutput() != 0) return 1;
+  return interrupted() ? complain("interrupted too late: all was done", 1) : 0;
+}
+
+int runProgram(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
+  const int status = workedOff(app, argc, argv, work);
+  pthread_sigmask(SIG_UNBLOCK, &held, nullptr);  // a signal that waits ends this process
+  return status;
 }

@@ -25,6 +25,14 @@ extern const char *const kProgram;
 /** Prints the line. @return the status */
 int complain(const std::string &line, int status);
 
+/** From here on SIGINT, SIGTERM and SIGHUP wait until the end, so that a change ends between two pieces of it, and a closed
+ *  pipe does not end it. */
+void holdSignals();
+/** One of them waits. */
+bool interrupted();
+/** A descriptor that can be read when one of them has come; reading takes it. */
+int heldSignals();
+
 /** A command line without commands as yet: what it is for, and what its help ends with. */
 std::unique_ptr<CLI::App> commandLine(const std::string &what, const std::string &footer);
 /** Reads the command line, does the work, and finishes the output.

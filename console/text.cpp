@@ -44,6 +44,15 @@ std::optional<uint32_t> numberIn(const std::string &text, uint32_t low, uint32_t
   return good ? std::optional(number) : std::nullopt;
 }
 
+std::optional<std::tm> timeIn(const std::string &text) {
+  std::tm time{};
+  const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &time);
+  std::tm normal = time;
+  timegm(&normal);  // moves a day that its month does not have into the next one, and a leap second
+  const bool whole = end != nullptr && *end == '\0' && normal.tm_mday == time.tm_mday && normal.tm_sec == time.tm_sec;
+  return whole && time.tm_year >= 100 && time.tm_year <= 199 ? std::optional(time) : std::nullopt;
+}
+
 std::string nameOf(const std::string &names, uint32_t code, const char *without) {
   const auto list = split(names);
   return code < list.size() && !list[code].empty() ? list[code] : format(without, code);

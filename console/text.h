@@ -4,6 +4,7 @@
 #define ZELBOARD_CONSOLE_TEXT_H
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,6 +12,8 @@
 
 /** A whole number from `low` to `high`, decimal or with 0x; leading zeros make no octal number. */
 std::optional<uint32_t> numberIn(const std::string &text, uint32_t low, uint32_t high);
+/** A time like 2026-03-15T14:30:45 in the century that clock chips know, from 2000 to 2099. */
+std::optional<std::tm> timeIn(const std::string &text);
 /** Lists of names are written in one text each, separated by bars. "a|" is two, an empty text none. */
 std::vector<std::string> split(const std::string &names, char separator = '|');
 /** Name of a code in such a list; a code without one is a number. */

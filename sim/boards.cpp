@@ -8,7 +8,6 @@
 #include <fstream>
 #include <memory>
 
-#include "../console/replace_file.h"
 #include "system_calls.h"
 #include "tool.h"
 
@@ -187,28 +186,17 @@ void delete_board(const Line &line) {
   fs::remove(folder);
 }
 
-std::string read_file(const std::string &argument, const std::string &path, size_t most) {
-  std::ifstream file(path == "-" ? "/dev/stdin" : path, std::ios::binary);
-  std::string content(most + 1, '\0');
-  file.read(content.data(), std::ssize(content));
-  if (!file.is_open() || file.bad()) throw Usage(argument + ": cannot read '" + path + "': " + std::strerror(errno));
-  content.resize(static_cast<size_t>(file.gcount()));
-  if (content.size() <= most) return content;
-  throw Usage(argument + ": '" + path + "' has more than " + std::to_string(most) + " bytes");
-}
-
 void write_file(const std::string &argument, const std::string &path, const std::string &content) {
-  if (path == "-") return void(std::fwrite(content.data(), 1, content.size(), stdout));
-  int error = replace_file::replace(path, content.data(), content.size());
-  if (error != 0) throw Failure(argument + ": cannot write '" + path + "': " + std::strerror(error));
+  if (path != "-") return writeFile(path, bytesOf(content), argument);
+  std::fwrite(content.data(), 1, content.size(), stdout);
 }
 
 void load_flash(const Line &line) {
   auto [start, size] = flash_range(line.region);
-  std::string content = read_file("FILE", line.words[0], size);
-  content.resize(size, '\xff');  // what the file does not reach is erased
+  std::vector<uint8_t> content = readFile(line.words[0], size);
+  content.resize(size, 0xff);  // what the file does not reach is erased
   OpenBoard board = open_board(line.board);
-  store(board, inverted(std::move(content)), start);
+  store(board, inverted({content.begin(), content.end()}), start);
 }
 
 void save_flash(const Line &line) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "../console/file.h"
 #include "../console/output.h"
 #include "../console/program.h"
 #include "board.h"
@@ -89,8 +90,6 @@ struct OpenBoard {
   Board *operator->() const { return attached->board; }
 };
 
-/** Content of a file, or standard input for "-". */
-std::string read_file(const std::string &argument, const std::string &path, size_t most);
 /** Writes a file whole or not at all, or to standard output for "-". */
 void write_file(const std::string &argument, const std::string &path, const std::string &content);
 

@@ -22,10 +22,7 @@ uint32_t celsius(const std::string &text) {
 // 0: the host's time.
 uint32_t seconds(const std::string &text) {
   if (text == "host") return 0;
-  tm then = {};
-  const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &then);
-  bool good = end != nullptr && *end == '\0' && then.tm_year >= 100 && then.tm_year <= 199;
-  if (good) return static_cast<uint32_t>(timegm(&then));
+  if (auto then = timeIn(text)) return static_cast<uint32_t>(timegm(&*then));
   throw Usage("TIME: '" + text + "' is neither 'host' nor like 2026-03-15T14:30:45, from 2000 to 2099");
 }
 

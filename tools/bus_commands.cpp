@@ -41,22 +41,11 @@ static void getClock() {
   show(record("time", time, "hours", clock.mode24 != 0 ? 24 : 12));
 }
 
-/** Accepts YYYY-MM-DDTHH:MM:SS within the chip's century, or "now". */
-static std::tm parseTime() {
-  std::tm parsed{};
-  const std::time_t now = std::time(nullptr);
-  if (time_text == "now") return *localtime_r(&now, &parsed);
-  const char *end = strptime(time_text.c_str(), "%Y-%m-%dT%H:%M:%S", &parsed);
-  std::tm normal = parsed;
-  timegm(&normal);  // moves a day that its month does not have into the next one
-  if (end == nullptr || *end != '\0' || normal.tm_mday != parsed.tm_mday || parsed.tm_sec > 59)
-    refuseArgument("TIME", "'" + time_text + "' is not a time of the form 2026-03-15T14:30:45");
-  if (parsed.tm_year < 100 || parsed.tm_year > 199) refuseArgument("TIME", "the clock holds the years 2000 to 2099");
-  return parsed;
-}
-
 static void setClock() {
-  const std::tm time = parseTime();
+  const std::time_t now = std::time(nullptr);
+  const auto given = time_text == "now" ? *std::localtime(&now) : timeIn(time_text);
+  if (!given) refuseArgument("TIME", "'" + time_text + "' is not like 2026-03-15T14:30:45, from 2000 to 2099");
+  const std::tm &time = *given;
   rtc_record clock{};
   clock.tm = {time.tm_sec, time.tm_min, time.tm_hour, time.tm_mday, time.tm_mon, time.tm_year, 0, 0, 0, 0, 0};
   require(FW_SetRtc(&clock), kClock);

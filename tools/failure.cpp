@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 #include <zelboard/zelboard.h>
 
@@ -69,25 +68,3 @@ void postpone(const Failure &failure) {
 }
 
 std::optional<Failure> takePostponed() { return std::exchange(postponed, std::nullopt); }
-
-static sigset_t held;  // empty at load
-
-void holdSignals() {
-  signal(SIGPIPE, SIG_IGN);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction before {};
-    // One that is ignored, as under nohup, stays so.
-    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) sigaddset(&held, number);
-  }
-  pthread_sigmask(SIG_BLOCK, &held, nullptr);
-}
-
-bool interrupted() {
-  sigset_t waiting;
-  sigpending(&waiting);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP})
-    if (sigismember(&held, number) == 1 && sigismember(&waiting, number) == 1) return true;
-  return false;
-}
-
-void releaseSignals() { pthread_sigmask(SIG_UNBLOCK, &held, nullptr); }

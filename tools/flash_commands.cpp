@@ -35,7 +35,7 @@ static void readSpan() {
   const Span span = spanAt(length, "LENGTH");
   if (length == 0 && !regionNamed(place)) refuseArgument("LENGTH", "is required behind an address");
   std::optional<OutputFile> file;
-  if (!output.empty()) file.emplace(output);
+  if (!output.empty()) file.emplace(output, "--output");
   const std::vector<uint8_t> bytes = readFlash(span.start, span.length);
   if (file) {
     file->write(bytes);

@@ -11,12 +11,33 @@
 static std::string path;
 static uint32_t partition = 1, part = 1, parts = 1, sum;
 
+struct FileFigures {
+  uint64_t size = 0;
+  uint32_t crc32 = 0;
+  uint32_t sum = 0;  // byte sum, wrapping
+};
+
+static FileFigures measure() {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw Failure(path + ": " + std::strerror(errno));
+  FileFigures figures;
+  for (std::vector<char> piece(0x10000); file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0;) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(piece.data());
+    const auto count = static_cast<uint32_t>(file.gcount());
+    figures.size += count;
+    figures.crc32 = FW_crc321(figures.crc32, bytes, count);
+    figures.sum += dbChecksum(bytes, count);
+  }
+  if (file.bad()) throw Failure(path + ": " + std::strerror(errno));
+  return figures;
+}
+
 static Json figuresRecord(const FileFigures &figures) {
   return record("file", path, "size", figures.size, "crc32", figures.crc32, "sum", figures.sum);
 }
 
 static FileFigures measureImage() {
-  const FileFigures figures = measure(path);
+  const FileFigures figures = measure();
   const uint32_t room = regionLength(partition);
   if (figures.size > room) refuseArgument("FILE", path + format(" is longer than the partition's 0x%X bytes", room));
   return figures;
@@ -33,11 +54,11 @@ static void copyFile(const std::string &target, uint64_t size, const std::functi
   Progress progress("program", size);
   uint64_t taken = 0;
   std::thread feeder([&] {
-    std::vector<char> piece(sectorSize());
+    std::string piece(sectorSize(), '\0');
     while (!interrupted() && (file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0)) {
-      const auto count = static_cast<size_t>(file.gcount());
-      if (replace_file::writeAll(ends[1], piece.data(), count) != 0) break;  // the copy has ended
-      progress.at(taken += count);
+      const Bytes bytes = bytesOf(piece).first(static_cast<size_t>(file.gcount()));
+      if (!writeAll(ends[1], bytes)) break;  // the copy has ended
+      progress.at(taken += bytes.size());
     }
     close(ends[1]);
   });
@@ -102,7 +123,7 @@ static void dump() {
 
 static void compare() {
   if (part > parts) refuseArgument("--part", format("%u is above --of %u", part, parts));
-  const FileFigures figures = measure(path);
+  const FileFigures figures = measure();
   const uint32_t span = chipSize() / sectorSize() / parts * sectorSize();
   if (figures.size != span) refuseArgument("FILE", path + format(" does not have 0x%X bytes", span));
   readFlash((part - 1) * span, span);  // a flash that cannot be read is no difference
@@ -114,7 +135,7 @@ static void compare() {
 }
 
 static void restore() {
-  const FileFigures figures = measure(path);
+  const FileFigures figures = measure();
   if (figures.size != chipSize()) refuseArgument("FILE", path + format(" does not have 0x%X bytes", chipSize()));
   if (figures.sum != sum) throw Failure{path + format(": its sum is 0x%X, not 0x%X", figures.sum, sum)};
   if (settings.dry_run) return showPlan(0, chipSize(), std::string(chipSize() / sectorSize(), 'e'));
@@ -146,13 +167,12 @@ void addImageCommands(App &app) {
 
   App *backup = command(app, "backup", "The whole flash into a file, compared by its sum", "backup switch.bin", dump);
   App *restorer = command(app, "restore", "A backup into the flash", "restore switch.bin", [] {
-    sum = measure(path).sum;
+    sum = measure().sum;
     restore();
   });
   for (App *leaf : {write, known, restorer}) asksFirst(leaf);
   takesEmpty(write);
-  App *crc =
-      command(app, "crc", "Size, CRC-32 and byte sum", "crc image.bin", [] { show(figuresRecord(measure(path))); });
+  App *crc = command(app, "crc", "Size, CRC-32 and byte sum", "crc image.bin", [] { show(figuresRecord(measure())); });
   for (App *leaf : {dumper, backup}) outputFile(leaf, path);
   for (App *leaf : {write, verify}) inputFile(leaf, path, "Firmware image");
   for (App *leaf : {comparer, known, restorer}) inputFile(leaf, path, "Dump of the flash");

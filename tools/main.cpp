@@ -52,8 +52,5 @@ int main(int argc, char **argv) {
                       addSfpCommands, addFlashCommands, addImageCommands, addEnvironmentCommands, addDatabaseCommands,
                       addIdentityCommands, addSelftestCommand, addMonitorCommand, addMetricsCommand})
     add(*app);
-  int status = runProgram(*app, argc, argv, work);
-  if (status == 0 && interrupted()) status = complain("interrupted too late: all was done", 1);
-  releaseSignals();
-  return status;
+  return runProgram(*app, argc, argv, work);
 }

@@ -55,7 +55,7 @@ static void writeMetrics() {
   if (settings.json) refuseArgument("--json", "does not go with metrics, which have a format of their own");
   const std::string text = samplesOfBoard();
   if (path.empty()) return void(std::fputs(text.c_str(), out));
-  writeFile(path, {reinterpret_cast<const uint8_t *>(text.data()), text.size()});
+  writeFile(path, bytesOf(text), "--output");
 }
 
 void addMetricsCommand(App &app) {

@@ -2,7 +2,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <ctime>
 
 #include "board_state.h"
@@ -92,16 +91,6 @@ class Monitor {
   bool first_ = true;
 };
 
-/** Signals that end the monitor are taken between two rounds, so that no request is interrupted. */
-static int endingSignals() {
-  sigset_t ending;
-  sigemptyset(&ending);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ending, number);
-  sigprocmask(SIG_BLOCK, &ending, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
-  return signalfd(-1, &ending, SFD_CLOEXEC);
-}
-
 static bool readerIsGone() {
   pollfd output{fileno(out), 0, 0};
   return poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0;
@@ -109,7 +98,8 @@ static bool readerIsGone() {
 
 static void monitor() {
   using namespace std::chrono;
-  const int signals = endingSignals();
+  holdSignals();  // those that end it are taken between two rounds, so that no request is interrupted
+  const int signals = heldSignals();
   const auto end = lifetime == 0 ? steady_clock::time_point::max() : steady_clock::now() + seconds(lifetime);
   Monitor board;
   for (auto next = steady_clock::now(); std::ferror(out) == 0;) {
@@ -120,6 +110,8 @@ static void monitor() {
     pollfd events[] = {{signals, POLLIN, 0}, {fileno(out), 0, 0}};
     if (poll(events, std::size(events), static_cast<int>(pause.count())) > 0 || std::min(next, end) == end) break;
   }
+  signalfd_siginfo taken;
+  while (read(signals, &taken, sizeof taken) > 0) continue;
   if (readerIsGone()) std::_Exit(0);  // there is nobody to whom anything that is left could be written
 }
 

@@ -4,13 +4,12 @@
 #define ZELCTL_TOOL_H
 
 #include <chrono>
-#include <filesystem>
 #include <functional>
 #include <optional>
 
+#include "../console/file.h"
 #include "../console/output.h"
 #include "../console/program.h"
-#include "../console/replace_file.h"
 
 using App = CLI::App;
 
@@ -92,16 +91,6 @@ void requireBoard(const std::string &before = "");
 void postpone(const Failure &failure);
 std::optional<Failure> takePostponed();
 
-/* ---- signals ---- */
-
-/** From here on SIGINT, SIGTERM and SIGHUP wait, so that a change of the flash ends between two pieces of it, and a
- *  closed pipe does not end it. */
-void holdSignals();
-/** One of them waits. */
-bool interrupted();
-/** Lets one that waits end this process. */
-void releaseSignals();
-
 /* ---- output ---- */
 
 /** Hides the library's prints, or with -v leaves them where they are (on stderr beside JSON). The tool's own output goes
@@ -146,31 +135,5 @@ class Progress {
   Clock::time_point drawn_ = start_;
   bool visible_;
 };
-
-/* ---- ordinary files ---- */
-
-struct FileFigures {
-  uint64_t size = 0;
-  uint32_t crc32 = 0;
-  uint32_t sum = 0;  // byte sum, wrapping
-};
-FileFigures measure(const std::string &path);
-/** Reads a whole file; refuses the argument FILE when it is longer than `limit`. */
-std::vector<uint8_t> readFile(const std::string &path, uint64_t limit);
-
-/** A file that takes the old one's place once it is whole: whatever fails before, or a signal, leaves the old one. */
-class OutputFile {
- public:
-  explicit OutputFile(std::string path);
-  void write(std::span<const uint8_t> bytes);
-  void commit();
-
- private:
-  void check(int error) const;
-
-  const std::string path_;
-  replace_file::Replacement file_;
-};
-void writeFile(const std::string &path, std::span<const uint8_t> bytes);
 
 #endif
