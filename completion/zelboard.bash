@@ -1,8 +1,8 @@
 # Completion of zelctl and zelsim for bash. Commands, options and listed values come from the tool's own help, so that
 # they are always those of the tool that is installed; everything else, as FILE, is completed as a file.
 
-# Names that `zelsim list` or `zelsim modules` shows in the first column of a table.
-_zelboard_names() { zelsim "$1" 2>/dev/null | awk -v table="$2" 'rows { print $1 } $0 == table { getline; rows = 1 }'; }
+# Names that `zelsim list` or `zelsim modules` shows in the first column of a table, below its heading.
+_zelboard_names() { zelsim "$1" 2>/dev/null | awk -v heading="$2" 'rows { print $1 } $1 == heading { rows = 1 }'; }
 
 # What an option takes, as the help says it behind a single blank; nothing for a switch.
 _zelboard_type() { [[ $1 != -* ]] || sed -nE "s/^  (-.*,)?$1(,[^ ]*)? ([^ ]+).*/\3/p" <<<"$help"; }
@@ -26,10 +26,10 @@ _zelboard() {
     help=$("$tool" "${path[@]}" --help 2>/dev/null) || return
   done
   case ${path[*]}/$previous in
-    */--board | delete/delete | reset/reset | serve/serve) words=$(_zelboard_names list boards) ;;
+    */--board | delete/delete | reset/reset | serve/serve) words=$(_zelboard_names list board) ;;
     # Files, by the default below.
     flash\ load/load | flash\ save/save | panel/--svg | run/=) words= ;;
-    plug/[0-9]*) words=$(_zelboard_names modules modules) ;;
+    plug/[0-9]*) words=$(_zelboard_names modules module) ;;
     # The values that the option before takes, the options, or the commands and the next argument's values. Where an
     # argument without a list comes next there is nothing: files, by the default below.
     *) words=$(awk -v type="$(_zelboard_type "$previous")" -v dash="${current:0:1}" -v given="$given" '

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <utility>
 
+#include "output.h"
 #include "program.h"
 
 namespace fs = std::filesystem;
@@ -52,6 +53,11 @@ void writeFile(const std::string &path, Bytes bytes, const std::string &argument
   OutputFile file(path, argument);
   file.write(bytes);
   file.commit();
+}
+
+void writeOutput(const std::string &path, Bytes bytes, const std::string &argument) {
+  if (path != "-") return writeFile(path, bytes, argument);
+  std::fwrite(bytes.data(), 1, bytes.size(), out);
 }
 
 bool writeAll(int fd, Bytes bytes) {

@@ -33,6 +33,8 @@ class OutputFile {
   int fd_;
 };
 void writeFile(const std::string &path, Bytes bytes, const std::string &argument = "FILE");
+/** The same, or to the program's output for "-". */
+void writeOutput(const std::string &path, Bytes bytes, const std::string &argument = "FILE");
 /** Writes all, whatever pieces the kernel takes it in. @return false with errno */
 bool writeAll(int fd, Bytes bytes);
 

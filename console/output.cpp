@@ -1,9 +1,11 @@
 #include "output.h"
 
 #include <fcntl.h>
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -37,6 +39,15 @@ size_t columns() {
   const bool known = isatty(fileno(out)) != 0 && ioctl(fileno(out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return known ? size.ws_col : 100000;
 }
+
+bool isScreen(FILE *stream) {
+  const char *terminal = std::getenv("TERM");
+  return isatty(fileno(stream)) != 0 && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
+}
+
+bool colourful() { return isScreen(out) && std::getenv("NO_COLOR") == nullptr; }
+
+bool hasGlyphs() { return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; }
 
 bool isTable(const Json &value) { return value.is_array() && !value.empty() && value.front().is_object(); }
 

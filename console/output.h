@@ -19,6 +19,12 @@ void openStandardDescriptors();
 int finishOutput();
 /** Columns of the terminal that the output goes to; without one there is room for everything. */
 size_t columns();
+/** True for a terminal that knows escape sequences. */
+bool isScreen(FILE *stream);
+/** True when the output is a screen that takes colours. */
+bool colourful();
+/** True when the locale has more than ASCII. */
+bool hasGlyphs();
 
 /** Prints data as JSON, or else an object as aligned lines and an array of objects as a table. */
 void print(const Json &data, bool as_json);

@@ -4,6 +4,7 @@
 #include <sys/signalfd.h>
 
 #include <CLI/CLI.hpp>
+#include <clocale>
 #include <sstream>
 
 #include "output.h"
@@ -65,6 +66,7 @@ bool interrupted() {
 int heldSignals() { return signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK); }
 
 std::unique_ptr<CLI::App> commandLine(const std::string &what, const std::string &footer) {
+  setlocale(LC_CTYPE, "");
   auto app = std::make_unique<CLI::App>(what, kProgram);
   app->formatter(std::make_shared<Help>());
   app->set_version_flag("--version", std::string(kProgram) + " " ZELBOARD_VERSION, "Print the version and exit");

@@ -186,11 +186,6 @@ void delete_board(const Line &line) {
   fs::remove(folder);
 }
 
-void write_file(const std::string &argument, const std::string &path, const std::string &content) {
-  if (path != "-") return writeFile(path, bytesOf(content), argument);
-  std::fwrite(content.data(), 1, content.size(), stdout);
-}
-
 void load_flash(const Line &line) {
   auto [start, size] = flash_range(line.region);
   std::vector<uint8_t> content = readFile(line.words[0], size);
@@ -205,7 +200,7 @@ void save_flash(const Line &line) {
   bool whole =
       sys::pread(sys::File(image_of(open_board(line.board))).get(), content.data(), size, start) == std::ssize(content);
   check(whole, "read the flash image");
-  write_file("FILE", line.words[0], inverted(std::move(content)));
+  writeOutput(line.words[0], bytesOf(inverted(std::move(content))));
 }
 
 void erase_flash(const Line &line) {

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "request.h"
 #include "tool.h"

@@ -3,6 +3,7 @@
 #include <numeric>
 #include <set>
 
+#include "../console/module_page.h"
 #include "request.h"
 #include "tool.h"
 
@@ -76,10 +77,10 @@ Json link_of(const Cage &cage, unsigned port) {
 }
 
 Json register_of(const Register &row) {
-  constexpr const char *kSpaces[] = {"", "soc", "switch", "phy"};
   if (row.space == RegisterSpace::Free || row.space > RegisterSpace::Phy) return {};
   Json port = row.space == RegisterSpace::Phy ? Json(row.port) : Json();
-  return named("address value space port", {row.address, row.value, kSpaces[static_cast<unsigned>(row.space)], port});
+  return named("address value space port",
+               {row.address, row.value, nameOf("|soc|switch|phy", static_cast<unsigned>(row.space)), port});
 }
 
 Json faults_of(const Board &board) {
@@ -138,8 +139,8 @@ Json board_document(const Line &line) {
   Json panel = named("system alarm relay ring_master ring_fail power_1 power_2 speed_24 speed_25 speed_26 speed_27",
                      &board.gpio.system_led);
   Json supplies = rows(2, [&](unsigned i) {
-    const char *type = board.supply[i] == Supply::None ? "none" : board.supply[i] == Supply::Ac ? "ac" : "dc";
-    return named("supply type good", {i + 1, type, board.supply_good[i] != 0});
+    auto type = static_cast<unsigned>(board.supply[i]);
+    return named("supply type good", {i + 1, nameOf("none|ac|dc", type), board.supply_good[i] != 0});
   });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
   Json links = rows(kPorts, [&](unsigned port) { return link_of(board.cages[port], port); });
@@ -196,8 +197,7 @@ Json modules_document(const Line &) {
   std::vector<Module> modules = catalogue();
   Json shown = rows(modules.size(), [&](unsigned i) {
     const auto &[name, page, phy] = modules[i];
-    std::string part = page[40] == 0xff ? "-" : std::string(page.begin() + 40, page.begin() + 56);
-    part.erase(part.find_last_not_of(' ') + 1);
+    std::string part = page[40] == 0xff ? "-" : pageText(std::span(page).first<kPageLength>(), 40, 16);
     Json kind = phy == PhyKind::None ? Json() : phy == PhyKind::Marvell ? "marvell" : "other";
     return named("module part_number rate_mbd phy", {name, part, page[12] * 100, kind});
   });

@@ -2,13 +2,7 @@
 
 #include <CLI/Error.hpp>
 #include <array>
-#include <cstdint>
-#include <filesystem>
 #include <memory>
-#include <optional>
-#include <span>
-#include <string>
-#include <vector>
 
 #include "../console/file.h"
 #include "../console/output.h"
@@ -89,9 +83,6 @@ struct OpenBoard {
   Board &operator*() const { return *attached->board; }
   Board *operator->() const { return attached->board; }
 };
-
-/** Writes a file whole or not at all, or to standard output for "-". */
-void write_file(const std::string &argument, const std::string &path, const std::string &content);
 
 /** Start and size of a region by its name or as START+SIZE; of the whole flash without either. */
 std::pair<uint32_t, uint32_t> flash_range(const std::string &region);

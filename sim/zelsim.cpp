@@ -20,7 +20,7 @@ constexpr Row kRows[] = {
     {"show", "", "Show everything about a board", show<board_document>, "show --board lab", true},
     {"get", "PATH", "Show one value of what 'show' shows", get_value, "get panel.alarm\n  zelsim get cages.5.module",
      true},
-    {"panel", "", "Draw the front panel", draw_panel, "panel --svg panel.svg"},
+    {"panel", "", "Draw the front panel in the terminal, or as a picture", draw_panel, "panel --svg panel.svg"},
     {"modules", "", "List the catalogue of modules", show<modules_document>, "modules", true},
     {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
     {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
@@ -80,10 +80,7 @@ void add_options(CLI::App &app, Line &line) {
       ->add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")
       ->type_name("BOARD,...");
   app.get_subcommand("reset")->add_flag("--flash", line.flash, "erase the flash and its counters, too");
-  app.get_subcommand("panel")
-      ->add_option("--svg", line.svg, "the picture, - for standard output")
-      ->required()
-      ->type_name("FILE");
+  app.get_subcommand("panel")->add_option("--svg", line.svg, "as a picture, - for standard output")->type_name("FILE");
   for (const char *command : {"load", "save"}) {
     CLI::App *part = app.get_subcommand("flash")->get_subcommand(command);
     part->add_option("--region", line.region, "only this region of 'flash stats', or bytes as 0x100000+0x10000")

@@ -146,6 +146,8 @@ completed() {
 says 0 '^.off on.$' completed zelctl cage 5 --tx-disable
 says 0 '^.off on blink.$' completed zelctl led set alarm
 says 0 '^.I1 I2 P1 ' completed zelctl flash update
+says 0 '^.default second.$' completed zelsim serve
+says 0 '10g-sr .*not-sfp' completed zelsim plug 3
 says 0 '^..$' completed zelctl flash update I2
 says 0 '^..$' completed zelctl flash read T -o
 

@@ -102,7 +102,8 @@ void outputFile(App *app, std::string &path) {
 }
 
 void outputOption(App *app, std::string &path) {
-  option(app, "-o,--output", path, "Write to this file; one that is there is replaced", "FILE", noOutput);
+  option(app, "-o,--output", path, "Write to this file, - for standard output; one that is there is replaced", "FILE",
+         noOutput);
 }
 
 void asksFirst(App *app) {

@@ -26,7 +26,7 @@ void showSector(uint32_t sector, bool library) {
 }
 
 static std::string paint(size_t region, bool used, const std::string &text) {
-  if (!colourful()) return text;
+  if (!settings.colour && !colourful()) return text;
   const int colour = region < std::size(kPalette) ? kPalette[region] : kGrey;
   return format("\033[%d;5;%dm%s\033[0m", used ? 48 : 38, colour, text.c_str());
 }

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <climits>
-#include <clocale>
 #include <cstring>
 
 #include "tool.h"
@@ -25,7 +24,7 @@ static int runOnVirtualSwitch(std::vector<char *> arguments) {
 }
 
 static void work() {
-  if (!chosenAction()) refuseArgument("COMMAND", "missing, see zelctl --help");
+  if (!chosenAction()) throw CLI::RequiredError("A command");
   startOutput();
   chosenAction()();
   if (const auto failure = takePostponed()) throw Failure(*failure);
@@ -33,7 +32,6 @@ static void work() {
 
 int main(int argc, char **argv) {
   openStandardDescriptors();
-  setlocale(LC_CTYPE, "");
   std::vector<char *> arguments(argv, argv + argc);
   if (argc > 1 && std::strcmp(argv[1], "--sim") == 0) {
     arguments.erase(arguments.begin() + 1);

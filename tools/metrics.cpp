@@ -54,8 +54,7 @@ static std::string samplesOfBoard() {
 static void writeMetrics() {
   if (settings.json) refuseArgument("--json", "does not go with metrics, which have a format of their own");
   const std::string text = samplesOfBoard();
-  if (path.empty()) return void(std::fputs(text.c_str(), out));
-  writeFile(path, bytesOf(text), "--output");
+  writeOutput(path.empty() ? "-" : path, bytesOf(text), "--output");
 }
 
 void addMetricsCommand(App &app) {

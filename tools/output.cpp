@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <langinfo.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -54,12 +53,3 @@ void hexdump(std::span<const uint8_t> bytes, uint32_t address) {
     before = hex;
   }
 }
-
-bool isScreen(FILE *stream) {
-  const char *terminal = std::getenv("TERM");
-  return isatty(fileno(stream)) != 0 && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
-}
-
-bool colourful() { return settings.colour || (isScreen(out) && std::getenv("NO_COLOR") == nullptr); }
-
-bool hasGlyphs() { return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; }

@@ -86,7 +86,7 @@ static void dump() {
   bytes.resize(2 * kPageLength);
   requirePort(FW_I2C_BufRead(FW_SFP_MEMORY, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port,
               "memory of the module");
-  if (!output.empty()) return writeFile(output, bytes, "--output");
+  if (!output.empty()) return writeOutput(output, bytes, "--output");
   if (settings.json) return show(record("port", port, "data", hexText(bytes)));
   hexdump(bytes, 0);
 }

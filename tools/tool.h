@@ -107,13 +107,6 @@ Printed printedBy(const std::function<uint32_t()> &call);
 inline void show(const Json &data) { print(data, settings.json); }
 /** Prints bytes as a hex dump; repeated lines become one asterisk. */
 void hexdump(std::span<const uint8_t> bytes, uint32_t address);
-/** True for a terminal that knows escape sequences. */
-bool isScreen(FILE *stream);
-/** True when the output is a screen that takes colours, or colour was asked for. */
-bool colourful();
-/** True when the locale has more than ASCII. */
-bool hasGlyphs();
-
 /** Progress of long work: a bar with rate and time left, on a screen only. */
 class Progress {
  public:
