@@ -25,8 +25,10 @@ OutputFile::OutputFile(const std::string &path, const std::string &argument)
   check(!exists || access(target_.c_str(), W_OK) == 0);
   errno = path.empty() ? ENOENT : EISDIR;
   check(target_.has_filename());
-  if (beside) fresh_ = target_.parent_path() / (".new-" + std::to_string(getpid()));
-  if (beside) unlink(fresh_.c_str());  // left by a killed process of this number
+  if (beside) {
+    fresh_ = target_.parent_path() / (".new-" + std::to_string(getpid()));
+    unlink(fresh_.c_str());  // left by a killed process of this number
+  }
   fd_ = open(beside ? fresh_.c_str() : target_.c_str(), O_WRONLY | O_CLOEXEC | (beside ? O_CREAT | O_EXCL : 0), 0666);
   check(fd_ >= 0 && (!beside || !exists || fchmod(fd_, old.st_mode & 07777) == 0));
 }

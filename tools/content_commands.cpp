@@ -55,7 +55,7 @@ static void write(const Database &database) {
   const std::string what = format("%s %u", database.what, partition);
   if (status != 0)
     throw Failure{statusName(status) + ": " + what + " was not stored whole: see zelctl db table", status};
-  if (readFlash(regionStart(database.selectors[partition - 1]), length) != bytes)
+  if (readFlash(regionStart(database.selectors[partition - 1]), length, kUnverified) != bytes)
     throw Failure{what + " was stored, but the flash does not hold it"};
 }
 

@@ -14,6 +14,22 @@ static std::string text(const char (&field)[Size]) {
   return all.substr(0, all.find('\xFF'));
 }
 
+static Json readEnvironment(const char *left) {
+  const std::vector<uint8_t> region = readFlash(regionStart(FW_REGION_ENVIRONMENT), FW_ENV_SIZE, left);
+  const bool erased = isErased(region);
+  const uint8_t *data = region.data() + kCrcLength;
+  const uint32_t crc = FW_crc32(data, static_cast<uint32_t>(region.size() - kCrcLength));
+  Json variables = Json::array();
+  if (!erased) env_convert(data);
+  for (const env_slot &slot : env_data) {
+    if (erased || static_cast<uint8_t>(slot.name[0]) == 0xFF) break;
+    variables.push_back(record("name", text(slot.name), "value", text(slot.value)));
+  }
+  return record("state", erased ? "erased" : crc == wordAt(region, 0) ? "valid" : "damaged", "variables", variables);
+}
+
+Json environment() { return readEnvironment(kUnchanged); }
+
 static void list() {
   const Json known = environment();
   if (settings.json) return show(known);
@@ -42,7 +58,7 @@ static void set() {
     refuseArgument("VALUE", format("1 to %zu characters, the byte 0xFF not among them", kValueLimit));
   startChange();
   require(FW_SpiFlash_EnvAdd(name.c_str(), value.c_str()), "boot environment");
-  const Json known = environment();
+  const Json known = readEnvironment(kUnverified);
   for (const Json &row : known["variables"])
     if (row["name"] == name && row["value"] == value) return;
   throw Failure{"boot environment: " + name + " does not read back"};
@@ -91,20 +107,6 @@ static void setMac() {
   byteOf(FW_FlashGetIndex, "flash driver");
   holdSignals();
   require(FW_SpiFlash_BackupMacSet(reinterpret_cast<const uint8_t *>(bytes.data())), "MAC backup");
-}
-
-Json environment() {
-  const std::vector<uint8_t> region = readFlash(regionStart(FW_REGION_ENVIRONMENT), FW_ENV_SIZE);
-  const bool erased = isErased(region);
-  const uint8_t *data = region.data() + kCrcLength;
-  const uint32_t crc = FW_crc32(data, static_cast<uint32_t>(region.size() - kCrcLength));
-  Json variables = Json::array();
-  if (!erased) env_convert(data);
-  for (const env_slot &slot : env_data) {
-    if (erased || static_cast<uint8_t>(slot.name[0]) == 0xFF) break;
-    variables.push_back(record("name", text(slot.name), "value", text(slot.value)));
-  }
-  return record("state", erased ? "erased" : crc == wordAt(region, 0) ? "valid" : "damaged", "variables", variables);
 }
 
 uint32_t askEnvironment(const std::function<uint32_t()> &question) {

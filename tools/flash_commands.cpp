@@ -52,10 +52,10 @@ static void writeSpan() {
   else if (!erased)
     confirm("Programs " + span.name + ", which is not erased: bits can only be cleared.");
   holdSignals();
-  inPieces("write", span.start, span.length, [&](uint32_t at, uint32_t count) {
+  inPieces("write", span.start, span.length, kPartly, [&](uint32_t at, uint32_t count) {
     require(FW_WriteFlash(at, count, bytes.data() + at - span.start), format("flash write ended at 0x%X", at));
   });
-  if (readFlash(span.start, span.length) != bytes)
+  if (readFlash(span.start, span.length, kUnverified) != bytes)
     throw Failure{"the flash does not hold what was written: programming only clears bits, erase the sectors first"};
 }
 
@@ -69,7 +69,7 @@ static void eraseSpan() {
   if (settings.dry_run) return showPlan(start, end, std::string(count, 'x'));
   confirm(format("Erases %u sector(s) from 0x%X.", count, start));
   holdSignals();
-  inPieces("erase", start, end - start, [](uint32_t at, uint32_t) {
+  inPieces("erase", start, end - start, kPartly, [](uint32_t at, uint32_t) {
     require(FW_SpiFlash_SectorErase(at), format("flash erase ended at 0x%X", at));
   });
 }
@@ -118,7 +118,7 @@ static void updateRegion() {
   long done = 0;
   try {
     const FlashAccess raised;
-    inPieces("update", region.start, changed > 0 ? span : 0, [&](uint32_t at, uint32_t count) {
+    inPieces("update", region.start, changed > 0 ? span : 0, kPartly, [&](uint32_t at, uint32_t count) {
       const char action = actions[(at - region.start) / sectorSize()];
       if (action == 's') return;
       if (action == 'e') require(FW_SpiFlash_SectorErase(at), format("erase of the sector at 0x%X", at));

@@ -69,19 +69,18 @@ std::string regionName(const Json &map, uint32_t byte) {
   return region < map.size() ? map[region]["region"] : Json("UnUsed Space");
 }
 
-void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece) {
+void inPieces(const char *what, uint32_t start, uint32_t span, const char *left, const Piece &piece) {
   Progress progress(what, span);
   for (uint32_t done = 0, count = 0; done < span; progress.at(done += count)) {
-    if (interrupted())
-      throw Failure{format("interrupted: %s ended at 0x%X; what follows is as it was", what, start + done)};
+    if (interrupted()) throw Failure{format("interrupted: %s ended at 0x%X; %s", what, start + done, left)};
     count = std::min(sectorSize(), span - done);
     piece(start + done, count);
   }
 }
 
-std::vector<uint8_t> readFlash(uint32_t start, uint32_t span) {
+std::vector<uint8_t> readFlash(uint32_t start, uint32_t span, const char *left) {
   std::vector<uint8_t> bytes(span);
-  inPieces("read", start, span, [&](uint32_t at, uint32_t count) {
+  inPieces("read", start, span, left, [&](uint32_t at, uint32_t count) {
     readPiece(at, {bytes.data() + at - start, count});
   });
   return bytes;

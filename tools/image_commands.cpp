@@ -104,14 +104,14 @@ static void dump() {
   OutputFile file(path);
   FileFigures figures{span};
   std::vector<uint8_t> piece(sectorSize());
-  inPieces("dump", start, span, [&](uint32_t at, uint32_t count) {
+  inPieces("dump", start, span, kUnchanged, [&](uint32_t at, uint32_t count) {
     readPiece(at, piece);
     file.write(piece);
     figures.crc32 = FW_crc321(figures.crc32, piece.data(), count);
     figures.sum += dbChecksum(piece.data(), count);
   });
   uint32_t sum_again = 0;
-  inPieces("check", start, span, [&](uint32_t at, uint32_t count) {
+  inPieces("check", start, span, kUnchanged, [&](uint32_t at, uint32_t count) {
     readPiece(at, piece);
     sum_again += dbChecksum(piece.data(), count);
   });

@@ -101,9 +101,9 @@ static void monitor() {
   holdSignals();  // those that end it are taken between two rounds, so that no request is interrupted
   const int signals = heldSignals();
   const auto end = lifetime == 0 ? steady_clock::time_point::max() : steady_clock::now() + seconds(lifetime);
-  Monitor board;
+  Monitor changes;
   for (auto next = steady_clock::now(); std::ferror(out) == 0;) {
-    board.look();
+    changes.look();
     const auto now = steady_clock::now();
     next = std::max(next + milliseconds(interval), now);
     const auto pause = ceil<milliseconds>(std::min(next, end) - now);

@@ -68,11 +68,14 @@ std::string regionCodes();
 /** Index of the region in `flashRegions` that holds an address, and its name; the number of regions for none. */
 size_t regionAt(const Json &map, uint32_t byte);
 std::string regionName(const Json &map, uint32_t byte);
+/** What a signal that ends a piece of work leaves. */
+constexpr const char *kUnchanged = "nothing was changed", *kPartly = "what follows is as it was",
+                     *kUnverified = "all was written, but not read back whole";
 /** Shows progress. */
-std::vector<uint8_t> readFlash(uint32_t address, uint32_t length);
+std::vector<uint8_t> readFlash(uint32_t address, uint32_t length, const char *left = kUnchanged);
 /** Works through a span by sectors and shows how far it is. A signal that waits ends it between two. */
 using Piece = std::function<void(uint32_t at, uint32_t count)>;
-void inPieces(const char *what, uint32_t start, uint32_t span, const Piece &piece);
+void inPieces(const char *what, uint32_t start, uint32_t span, const char *left, const Piece &piece);
 /** Before the library changes what it guards by its flags: throws when a driver does not answer, then holds signals. */
 void startChange();
 /** Shows what a change of the flash would do: one letter a sector, from the one at `start` on: 's'ame, 'w'rite,

@@ -15,7 +15,7 @@ using httplib::Request;
 using httplib::Response;
 
 constexpr char kJson[] = "application/json";
-constexpr size_t kLongestBody = 64 * 1024;
+constexpr size_t kLongestBody = 0x10000;
 constexpr int kRefused = 400, kUnknown = 401, kForbidden = 403, kAbsent = 404, kImpossible = 409, kTooLong = 413,
               kBusy = 503;
 
