@@ -14,7 +14,7 @@
 namespace {
 
 using namespace zelsim;
-using Bytes = std::vector<uint8_t>;
+using StateFile = std::vector<uint8_t>;
 
 std::vector<std::pair<void *, size_t>> g_mappings;
 
@@ -26,17 +26,17 @@ void unmap_all() {
 
 std::string folder() { return tool::boards_root() / "fuzz"; }
 
-Bytes sound_state() {
+StateFile sound_state() {
   tool::create_board({.board = "fuzz", .slots = "sfp,copper,sfp"});
   for (const uint32_t port : {0U, 24U}) tool::plug_module({"fuzz", {"", "copper"}, {port, 0}});
-  Bytes bytes(sizeof(Board));
+  StateFile bytes(sizeof(Board));
   memcpy(bytes.data(), &*tool::open_board("fuzz"), bytes.size());  // the board stays open up to here
   unmap_all();
   return bytes;
 }
 
 /// Patches of up to 255 bytes at two-byte offsets; a length of 0 ends them.
-void damage(fake::Input &input, Bytes &state) {
+void damage(fake::Input &input, StateFile &state) {
   while (const uint8_t length = input.byte()) {
     size_t at = input.word();
     for (const uint8_t byte : input.bytes(length)) state[at++ % state.size()] = byte;
@@ -76,9 +76,9 @@ extern "C" void *mmap(void *wanted, size_t size, int protection, int flags, int 
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  static const Bytes sound = sound_state();
+  static const StateFile sound = sound_state();
   fake::Input input(data, size);
-  Bytes state = sound;
+  StateFile state = sound;
   const uint8_t cut = input.byte();
   damage(input, state);
   if ((cut & 1) != 0) state.resize(input.word());
@@ -90,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     use(attached, input);
     const tool::Line line{.board = "fuzz", .svg = "-", .json = (cut & 2) != 0};
     for (tool::Document *shown : {tool::board_document, tool::flash_document, tool::faults_document})
-      print(shown, line);
+      print(shown(line), line.json);
     tool::draw_panel(line);
   } else {
     fake::require(error[0] != '\0' && strchr(error, '\n') == nullptr);
