@@ -53,16 +53,12 @@ int toggle_watchdog(Board &board, const Request &request, uint8_t *) {
 
 int get_diag_flag(Board &board, const Request &, uint8_t *) { return board.gpio.diag_flag; }
 
-struct RegisterRecord {
-  uint32_t address, value;
-};
-
 int soc_register(Board &board, const Request &request, uint8_t *record) {
-  RegisterRecord one;
-  memcpy(&one, record, sizeof one);
-  if (!request.fills) return write_register(board, RegisterSpace::Soc, 0, one.address, one.value) ? 0 : kFail;
-  one.value = read_register(board, RegisterSpace::Soc, 0, one.address);
-  memcpy(record, &one, sizeof one);
+  uint32_t one[2];  // address and value
+  memcpy(one, record, sizeof one);
+  if (!request.fills) return write_register(board, RegisterSpace::Soc, 0, one[0], one[1]) ? 0 : kFail;
+  one[1] = read_register(board, RegisterSpace::Soc, 0, one[0]);
+  memcpy(record, one, sizeof one);
   return 0;
 }
 
