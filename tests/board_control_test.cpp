@@ -94,6 +94,7 @@ TEST_F(Power, ModeAndAlarmFromConfigurationAndStatus) {
   sim("heal");
   sim("fail gpio --result closed");
   EXPECT_EQ(asked(FW_GetPowerMode) + asked(FW_GetPowerAlarm), "env ffff/eeeeeeffff/eeeeee");
+  EXPECT_EQ(FW_SetAlarmRelay(2), FW_FAIL);
 }
 
 }  // namespace

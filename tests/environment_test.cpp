@@ -104,6 +104,7 @@ TEST_F(Environment, UpdateInTheFlash) {
               {"fl\xFFg;a=1;", "a", "2", "", 0},
               {repeated("k=v;", 201), "k", "w", "", 0},
               {repeated("k=v;", 200) + std::string(64732, '\xFF'), "k", "w", "k=w;" + repeated("k=v;", 199), 1},
+              {"n=" + value511 + "v;" + repeated("k=v;", 199) + std::string(64221, '\xFF'), "k", "w", "", 0},
               {repeated(wide, 150) + flags, "k", std::string(433, 'w'), "", 0}};  // with "=" the flags outgrow the area
   for (const auto &row : rows) {
     store(area(row.before));
@@ -124,6 +125,7 @@ TEST_F(Environment, UpdateInTheFlash) {
   EXPECT_EQ(trace(never_fitting), "");
   env_convert(area(";pwrmode=abcdef;").data());
   EXPECT_TRUE(env_add("pwrmode", "a") == 0 && table() == "pwrmode=a;") << "behind an empty slot";
+  EXPECT_TRUE(env_add((name80 + "n").c_str(), "1") == 0 && table() == "pwrmode=a;") << "a name that fits no slot";
 }
 
 // Every read and write of the region starts with the question for the chip; they are counted from 1.
