@@ -72,6 +72,10 @@ bool writeAll(int fd, Bytes bytes) {
   return true;
 }
 
+void refuseUnreadable(const std::string &path, const std::string &argument) {
+  refuseArgument(argument, "cannot read '" + path + "': " + std::strerror(errno));
+}
+
 std::vector<uint8_t> readFile(const std::string &path, size_t most, const std::string &argument) {
   std::ifstream file(path == "-" ? "/dev/stdin" : path, std::ios::binary);
   std::vector<uint8_t> bytes;
@@ -81,7 +85,7 @@ std::vector<uint8_t> readFile(const std::string &path, size_t most, const std::s
     file.read(reinterpret_cast<char *>(bytes.data() + size), 0x10000);
     bytes.resize(size + static_cast<size_t>(file.gcount()));
   }
-  if (!file.is_open() || file.bad()) refuseArgument(argument, "cannot read '" + path + "': " + std::strerror(errno));
+  if (!file.is_open() || file.bad()) refuseUnreadable(path, argument);
   if (bytes.size() <= most) return bytes;
   refuseArgument(argument, "'" + path + "' has more than " + std::to_string(most) + " bytes");
 }

@@ -38,6 +38,7 @@ void writeOutput(const std::string &path, Bytes bytes, const std::string &argume
 /** Writes all, whatever pieces the kernel takes it in. @return false with errno */
 bool writeAll(int fd, Bytes bytes);
 
+[[noreturn]] void refuseUnreadable(const std::string &path, const std::string &argument = "FILE");
 /** Reads a whole file, or standard input for "-"; refuses the argument when it is longer than `most`. */
 std::vector<uint8_t> readFile(const std::string &path, size_t most, const std::string &argument = "FILE");
 inline Bytes bytesOf(const std::string &text) { return {reinterpret_cast<const uint8_t *>(text.data()), text.size()}; }

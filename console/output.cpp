@@ -21,17 +21,18 @@ constexpr size_t kGap = 2, kNarrowest = 12;
 
 static bool came_closed;
 
-void openStandardDescriptors() {
+void openStandardDescriptors(bool inherited) {
   came_closed = fcntl(STDOUT_FILENO, F_GETFD) < 0;
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
-    if (fcntl(fd, F_GETFD) < 0) open(fd == STDIN_FILENO ? "/dev/null" : "/dev/full", O_WRONLY | O_CLOEXEC);
+    if (fcntl(fd, F_GETFD) < 0)
+      open(fd == STDIN_FILENO ? "/dev/null" : "/dev/full", O_WRONLY | (inherited ? 0 : O_CLOEXEC));
 }
 
 int finishOutput() {
-  int error = fflush(out) != 0 ? errno : std::ferror(out) != 0 ? EIO : 0;
-  if (fflush(stdout) != 0 || std::ferror(stdout) != 0) error = error != 0 ? error : EIO;
-  if (error == 0) return 0;
-  return complain(std::string("standard output: ") + std::strerror(came_closed ? EBADF : error), 1);
+  // What failed before has left its mark, but not its reason.
+  std::string why = fflush(out) != 0 ? std::strerror(errno) : std::ferror(out) != 0 ? "cannot be written" : "";
+  if (fflush(stdout) != 0 || std::ferror(stdout) != 0) why = why.empty() ? "cannot be written" : why;
+  return why.empty() ? 0 : complain("standard output: " + (came_closed ? std::strerror(EBADF) : why), 1);
 }
 
 size_t columns() {

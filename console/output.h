@@ -12,9 +12,9 @@ using Json = nlohmann::ordered_json;
 
 /** The program's own output: standard output, unless something else takes that place. */
 extern FILE *out;
-/** Descriptors 0 to 2 that came closed are opened in a way that refuses their use: no other file takes their places, and
- *  a program that is run finds them closed. */
-void openStandardDescriptors();
+/** Descriptors 0 to 2 that came closed are opened in a way that refuses their use: no other file takes their places; nor in
+ *  programs that this one starts, where these inherit them. */
+void openStandardDescriptors(bool inherited);
 /** @return 0; 1, with a line on stderr, when the output could not be written */
 int finishOutput();
 /** Columns of the terminal that the output goes to; without one there is room for everything. */

@@ -1,6 +1,6 @@
 /** @file
- *  The front panel, as data: where its LEDs, ports, cages and legends are, and how a port looks. zelctl draws it in a
- *  terminal, zelsim as a picture. Positions are in cells, from the panel's upper left corner; a cell is as wide as a
+ *  The front panel, as data: where its LEDs, ports, cages and legends are, and how a port looks. It is drawn in a
+ *  terminal and as a picture. Positions are in cells, from the panel's upper left corner; a cell is as wide as a
  *  character and as high as a line, about 1 to 2. */
 #ifndef ZELBOARD_CONSOLE_PANEL_LAYOUT_H
 #define ZELBOARD_CONSOLE_PANEL_LAYOUT_H

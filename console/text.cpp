@@ -53,6 +53,12 @@ std::optional<std::tm> timeIn(const std::string &text) {
   return whole && time.tm_year >= 100 && time.tm_year <= 199 ? std::optional(time) : std::nullopt;
 }
 
+std::optional<uint32_t> indexIn(const std::string &names, const std::string &name) {
+  const auto list = split(names);
+  const auto found = std::find(list.begin(), list.end(), name);
+  return found != list.end() ? std::optional(static_cast<uint32_t>(found - list.begin())) : std::nullopt;
+}
+
 std::string nameOf(const std::string &names, uint32_t code, const char *without) {
   const auto list = split(names);
   return code < list.size() && !list[code].empty() ? list[code] : format(without, code);

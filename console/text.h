@@ -16,6 +16,8 @@ std::optional<uint32_t> numberIn(const std::string &text, uint32_t low, uint32_t
 std::optional<std::tm> timeIn(const std::string &text);
 /** Lists of names are written in one text each, separated by bars. "a|" is two, an empty text none. */
 std::vector<std::string> split(const std::string &names, char separator = '|');
+/** Place of a name in such a list, from 0. */
+std::optional<uint32_t> indexIn(const std::string &names, const std::string &name);
 /** Name of a code in such a list; a code without one is a number. */
 std::string nameOf(const std::string &names, uint32_t code, const char *without = "%u");
 /** Control bytes and what is no UTF-8 become escapes, so that the text is one line and leaves a terminal alone. */

@@ -46,8 +46,8 @@ std::string panel_picture(const Board &board) { return panelPicture(state_of(boa
 
 void draw_panel(const Line &line) {
   const PanelState state = state_of(*look_at(line.board));
-  if (line.svg.empty()) return drawPanel(state, colourful(), "\n");
-  writeOutput(line.svg, bytesOf(panelPicture(state)), "--svg");
+  if (!line.svg) return drawPanel(state, colourful(), "\n");
+  writeOutput(*line.svg, bytesOf(panelPicture(state)), "--svg");
 }
 
 }  // namespace zelsim::tool

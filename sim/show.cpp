@@ -1,3 +1,5 @@
+#include <strings.h>
+
 #include <algorithm>
 #include <ctime>
 #include <numeric>
@@ -118,11 +120,12 @@ Json regions_of(const Flash &flash) {
 const Json &step(const Json &from, const std::string &word) {
   Words names;
   const Json *found = nullptr;
+  unsigned matching = 0;
   for (const auto &[name, part] : from.items()) {
     names.push_back(isTable(from) ? cell(part.begin().key(), part.front()) : name);
-    if (names.back() == word) found = &part;
+    if (strcasecmp(names.back().c_str(), word.c_str()) == 0) found = &part, ++matching;
   }
-  if (std::ranges::count(names, word) > 1) throw Usage("PATH: more than one row begins with '" + word + "'");
+  if (matching > 1) throw Usage("PATH: more than one row begins with '" + word + "'");
   if (found != nullptr && from.is_structured()) return *found;
   throw Usage("PATH: '" + word + "' is not in: " + (from.is_structured() ? cell("", names) : "a value"));
 }
@@ -166,7 +169,7 @@ Json boards_document(const Line &) {
     boards.push_back(named("board slot_1 slot_2 slot_3", {name, {}, {}, {}}));
     try {
       for (const Json &slot : slots_of(*look_at(name))) boards.back()["slot_" + slot["slot"].dump()] = slot["board"];
-    } catch (const Failure &) {  // a damaged one is listed, too
+    } catch (const std::runtime_error &) {  // a damaged one, or a folder that is none, is listed, too
     }
   }
   return named("root boards", {boards_root().native(), boards});

@@ -25,9 +25,9 @@ struct Line {
   std::string board;
   Words words = {};    // arguments that are no options
   Values values = {};  // what they stand for
-  std::string slots = {}, result = {}, count = "0", skip = "0", svg = {}, region = {};
+  std::string slots = {}, result = {}, count = "0", skip = "0", region = {};
   std::string port = "8080", listen = "127.0.0.1", token = {};
-  std::optional<std::string> trace = {};  // empty: to standard error
+  std::optional<std::string> svg = {}, trace = {};  // an empty trace goes to standard error
   bool json = false, flash = false, list = false, requests = false, fast = false, trace_opens = false,
        chip_times = false;
   const std::string &name() const { return words.empty() ? board : words[0]; }

@@ -147,9 +147,7 @@ uint32_t number(const std::string &text, const std::string &argument, uint32_t l
 }
 
 unsigned choice(const std::string &text, const std::string &argument, const std::string &names) {
-  Words all = split(names, '|');
-  auto found = std::find(all.begin(), all.end(), text);
-  if (found != all.end()) return static_cast<unsigned>(found - all.begin());
+  if (auto index = indexIn(names, text)) return *index;
   throw Usage(argument + ": '" + text + "' is not one of " + names);
 }
 

@@ -100,7 +100,7 @@ void add_options(CLI::App &app, Line &line) {
 const char *const kProgram = "zelsim";
 
 int main(int argc, char **argv) {
-  openStandardDescriptors();
+  openStandardDescriptors(false);  // the program of `run` finds closed what came closed
   const auto app = commandLine("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.",
                                "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
                                "Example:\n  zelsim create && zelsim fit 1 sfp && zelsim run -- zelctl ports");

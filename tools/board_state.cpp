@@ -83,16 +83,11 @@ constexpr const char *kEnvironmentStates = "valid|erased|damaged",
                      *kDatabases = "gen 1|gen 2|custom 1|custom 2|shared 1",
                      *kVerdicts = "valid|empty|damaged|holds data, no checksum";
 
-static double indexOf(const Json &word, const char *words) {
-  const auto list = split(words);
-  return static_cast<double>(std::ranges::find(list, word.get<std::string>()) - list.begin());
-}
-
-static Answer environmentState(Round &, uint32_t) { return indexOf(environment()["state"], kEnvironmentStates); }
+static Answer environmentState(Round &, uint32_t) { return indexIn(kEnvironmentStates, environment()["state"]); }
 
 static Answer database(Round &round, uint32_t which) {
   if (round.databases.is_null()) round.databases = databases();
-  return indexOf(round.databases[which]["verdict"], kVerdicts);
+  return indexIn(kVerdicts, round.databases[which]["verdict"]);
 }
 
 /** The boards come before what is on them. */

@@ -122,6 +122,7 @@ void refuseEmpty(const std::string &path, uint64_t size) {
 void confirm(const std::string &question) {
   if (settings.yes) return;
   if (isatty(STDIN_FILENO) == 0) refuseArgument("--yes", "is needed without a terminal: " + question);
+  std::fflush(out);
   std::fprintf(stderr, "%s Type yes to go on: ", question.c_str());
   char answer[16] = "";
   if (std::fgets(answer, sizeof answer, stdin) == nullptr || std::strcmp(answer, "yes\n") != 0)

@@ -34,8 +34,14 @@ static void address(App *app) {
 static void readSpan() {
   const Span span = spanAt(length, "LENGTH");
   if (length == 0 && !regionNamed(place)) refuseArgument("LENGTH", "is required behind an address");
+  std::optional<OutputFile> file;  // before the read, which takes long
+  if (!output.empty() && output != "-") file.emplace(output, "--output");
   const std::vector<uint8_t> bytes = readFlash(span.start, span.length);
-  if (!output.empty()) return writeOutput(output, bytes, "--output");
+  if (file) {
+    file->write(bytes);
+    return file->commit();
+  }
+  if (output == "-") return writeOutput(output, bytes);
   if (settings.json) return show(record("address", span.start, "length", span.length, "data", hexText(bytes)));
   hexdump(bytes, span.start);
 }

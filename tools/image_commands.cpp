@@ -19,7 +19,7 @@ struct FileFigures {
 
 static FileFigures measure() {
   std::ifstream file(path, std::ios::binary);
-  if (!file) throw Failure(path + ": " + std::strerror(errno));
+  if (!file) refuseUnreadable(path);
   FileFigures figures;
   for (std::vector<char> piece(0x10000); file.read(piece.data(), std::ssize(piece)) || file.gcount() > 0;) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(piece.data());
@@ -28,7 +28,7 @@ static FileFigures measure() {
     figures.crc32 = FW_crc321(figures.crc32, bytes, count);
     figures.sum += dbChecksum(bytes, count);
   }
-  if (file.bad()) throw Failure(path + ": " + std::strerror(errno));
+  if (file.bad()) refuseUnreadable(path);
   return figures;
 }
 

@@ -31,7 +31,7 @@ static void work() {
 }
 
 int main(int argc, char **argv) {
-  openStandardDescriptors();
+  openStandardDescriptors(true);
   std::vector<char *> arguments(argv, argv + argc);
   if (argc > 1 && std::strcmp(argv[1], "--sim") == 0) {
     arguments.erase(arguments.begin() + 1);

@@ -10,11 +10,10 @@ void startOutput() {
   FILE *const own = fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3), "w");
   if (own == nullptr) throw Failure{std::string("standard output: ") + std::strerror(errno)};
   out = own;
-  if (settings.verbose && !settings.json) {
-    // Both streams may end on one terminal: line by line keeps their order.
+  // Both streams may end on one terminal: line by line keeps their order.
+  if (settings.verbose)
     for (FILE *stream : {stdout, out}) setvbuf(stream, nullptr, _IOLBF, BUFSIZ);
-    return;
-  }
+  if (settings.verbose && !settings.json) return;
   const int target = settings.verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
   dup2(target, STDOUT_FILENO);
   close(target);
