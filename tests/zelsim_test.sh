@@ -47,6 +47,10 @@ printf 'abc' | "$zelsim" flash load - --region 'Image 2'
 (ulimit -f 1 && trap '' XFSZ && ! "$zelsim" flash save "$work/image" 2>/dev/null) || fail "a cut file is a success"
 [ "$(wc -c <"$work/image")" -eq 33554432 ] && [ "$(find "$work" -name '.new-*')" = "" ] || fail "a failed save left its mark"
 
+# A folder that is no board hides no other.
+mkdir "$work/lost+found"
+"$zelsim" list | grep -q '^default  *sfp' || fail "list"
+
 # A fault ends by its number and leaves the others; one behind another that strikes first is refused.
 "$zelsim" fail i2c:BufRead@0x40
 "$zelsim" fail any:open --count 2
