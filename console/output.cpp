@@ -111,12 +111,18 @@ static void printTable(const Json &rows) {
 static void printObject(const Json &object) {
   const auto has_parts = [](const Json &value) { return value.is_object() || isTable(value); };
   size_t width = 0, sections = 0;
-  for (const auto &[key, value] : object.items())
-    has_parts(value) ? ++sections : width = std::max(width, key.size() + kGap);
+  for (const auto &[key, value] : object.items()) {
+    if (has_parts(value))
+      ++sections;
+    else
+      width = std::max(width, key.size() + kGap);
+  }
   const size_t room = std::max(columns() + kGap - std::min(columns(), width), kNarrowest);
-  for (const auto &[key, value] : object.items())
-    if (const std::string text = cell(key, value); !has_parts(value))
-      printColumns({{key, width}, {text, std::min(lengthOf(text) + kGap, room)}});
+  for (const auto &[key, value] : object.items()) {
+    if (has_parts(value)) continue;
+    const std::string text = cell(key, value);
+    printColumns({{key, width}, {text, std::min(lengthOf(text) + kGap, room)}});
+  }
   for (const auto &[key, value] : object.items()) {
     if (!has_parts(value)) continue;
     if (std::exchange(width, 1) > 0) std::fprintf(out, "\n");

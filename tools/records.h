@@ -79,7 +79,7 @@ void inPieces(const char *what, uint32_t start, uint32_t span, const char *left,
 /** Before the library changes what it guards by its flags: throws when a driver does not answer, then holds signals. */
 void startChange();
 /** Shows what a change of the flash would do: one letter a sector, from the one at `start` on: 's'ame, 'w'rite,
- *  'e'rase and write. */
+ *  'e'rase and write, 'x' for an erase alone. */
 void showPlan(uint32_t start, uint32_t end, const std::string &actions);
 /** Every sector is read: one may begin erased and yet hold data. With `library` what that prints. */
 void showMap(bool library);

@@ -15,6 +15,7 @@ static Json sensor() {
   require(degrees ? FW_OK : FW_ABSENT, "temperature sensor");
   return record("degrees", static_cast<int>(std::floor(*degrees)));
 }
+
 static Json firstPhy() { return phyRegister(0, 2); }
 static Json cages() { return ports(Signals::OfModules); }
 
