@@ -16,11 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   for (uint8_t &byte : board.phy) byte = input.byte();
   for (uint8_t &byte : board.page) byte = input.byte();
 
-  uint8_t speed = ZEL_SFP_NOT_A_MODULE, link = 0, link_speed = 0;
+  uint8_t speed = FW_SFP_NOT_A_MODULE, link = 0, link_speed = 0;
   uint16_t value = 0;
   FW_Show_SFP_Moudle(port, verbose & 1, verbose);
   FW_Get_SFP_Speed(port, &speed);
-  fake::require(speed <= ZEL_SFP_COPPER_SERDES || speed == ZEL_SFP_NOT_A_MODULE);
+  fake::require(speed <= FW_SFP_COPPER_SERDES || speed == FW_SFP_NOT_A_MODULE);
   FW_SFP_SGMII_Get_Status(port, &link, &link_speed, verbose);
   fake::require(link <= 1 && link_speed <= 5);
   FW_Show_SFP_SGMII_Reg(port, reg);

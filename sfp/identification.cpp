@@ -82,7 +82,7 @@ uint32_t show_copper(uint32_t port, bool serdes_only, uint32_t set_sgmii, uint8_
 uint32_t report_unreadable(uint32_t port, uint32_t result, uint8_t *speed) {
   if (result == FW_I2C_BUSY) return note_busy(result, i2c_debug_mode != 0 ? kBusBusy : nullptr);
   if (i2c_debug_mode == 1) printf("SFP %d non exist! \n", static_cast<int>(port));
-  *speed = ZEL_SFP_NOT_A_MODULE;
+  *speed = FW_SFP_NOT_A_MODULE;
   return FW_FAIL;
 }
 
@@ -118,7 +118,7 @@ uint32_t FW_Get_SFP_Speed(uint32_t port, uint8_t *speed) {
 
   const zel::ModuleClass &module = zel::classify(id);
   *speed = module.code;
-  if (module.code == ZEL_SFP_UNKNOWN && i2c_debug_mode == 1) puts(module.line);
+  if (module.code == FW_SFP_UNKNOWN && i2c_debug_mode == 1) puts(module.line);
   if (module.medium != zel::Medium::Copper) return 0;
 
   zel::CopperState state{};

@@ -11,28 +11,28 @@ constexpr uint8_t kSfp = 3;          // identifier of an SFP or SFP+ module
 constexpr uint8_t kAbove10GBd = 99;  // rates greater than this are 10G
 
 constexpr auto kFibre = Medium::FibreOrCable;
-constexpr ModuleClass k100Fx{ZEL_SFP_100FX, "This is a PORT_SFP_100FX type. ", kFibre};
-constexpr ModuleClass k1000X{ZEL_SFP_1000BASE_X, "This is a PORT_SFP_1000BASE_X type. ", kFibre};
-constexpr ModuleClass k1000Sx{ZEL_SFP_1000BASE_X, "This is a PORT_SFP_1000BASE_SX type. ", kFibre};
-constexpr ModuleClass k1000Cx{ZEL_SFP_1000BASE_X, "This is a PORT_SFP_1000BASE_CX type. ", kFibre};
-constexpr ModuleClass kUnknown{ZEL_SFP_UNKNOWN, "This is an unknown type. ", kFibre};
-constexpr ModuleClass k2G5{ZEL_SFP_2G5, "This is a PORT_SFP_2G5 type. ", kFibre};
-constexpr ModuleClass k5G{ZEL_SFP_5G, "This is a PORT_SFP_5G type. ", kFibre};
-constexpr ModuleClass k10G{ZEL_SFP_10G, "This is a PORT_SFP_10G type. ", kFibre};
-constexpr ModuleClass kDac{ZEL_SFP_10G_DAC, "This is a PORT_SFP_10G DAC type. ", kFibre};
-constexpr ModuleClass kEr{ZEL_SFP_10G_ER, "This is a PORT_SFP_10G ER type. ", kFibre};
-constexpr ModuleClass kLrm{ZEL_SFP_10G_LRM, "This is a PORT_SFP_10G LRM type. ", kFibre};
-constexpr ModuleClass kLr{ZEL_SFP_10G_LR, "This is a PORT_SFP_10G LR type. ", kFibre};
-constexpr ModuleClass kSr{ZEL_SFP_10G_SR, "This is a PORT_SFP_10G SR type. ", kFibre};
-constexpr ModuleClass kCopper{ZEL_SFP_COPPER, "This is a RJ45 connector(1000BASE-T) type. ", Medium::Copper};
+constexpr ModuleClass k100Fx{FW_SFP_100FX, "This is a PORT_SFP_100FX type. ", kFibre};
+constexpr ModuleClass k1000X{FW_SFP_1000BASE_X, "This is a PORT_SFP_1000BASE_X type. ", kFibre};
+constexpr ModuleClass k1000Sx{FW_SFP_1000BASE_X, "This is a PORT_SFP_1000BASE_SX type. ", kFibre};
+constexpr ModuleClass k1000Cx{FW_SFP_1000BASE_X, "This is a PORT_SFP_1000BASE_CX type. ", kFibre};
+constexpr ModuleClass kUnknown{FW_SFP_UNKNOWN, "This is an unknown type. ", kFibre};
+constexpr ModuleClass k2G5{FW_SFP_2G5, "This is a PORT_SFP_2G5 type. ", kFibre};
+constexpr ModuleClass k5G{FW_SFP_5G, "This is a PORT_SFP_5G type. ", kFibre};
+constexpr ModuleClass k10G{FW_SFP_10G, "This is a PORT_SFP_10G type. ", kFibre};
+constexpr ModuleClass kDac{FW_SFP_10G_DAC, "This is a PORT_SFP_10G DAC type. ", kFibre};
+constexpr ModuleClass kEr{FW_SFP_10G_ER, "This is a PORT_SFP_10G ER type. ", kFibre};
+constexpr ModuleClass kLrm{FW_SFP_10G_LRM, "This is a PORT_SFP_10G LRM type. ", kFibre};
+constexpr ModuleClass kLr{FW_SFP_10G_LR, "This is a PORT_SFP_10G LR type. ", kFibre};
+constexpr ModuleClass kSr{FW_SFP_10G_SR, "This is a PORT_SFP_10G SR type. ", kFibre};
+constexpr ModuleClass kCopper{FW_SFP_COPPER, "This is a RJ45 connector(1000BASE-T) type. ", Medium::Copper};
 constexpr ModuleClass kCopperSerdes{
-    ZEL_SFP_COPPER_SERDES, "This is a RJ45 connector(1000BASE-T) type(Interface serdes only). ", Medium::Copper};
-constexpr ModuleClass kNotSfp{ZEL_SFP_NOT_A_MODULE, "DDM show this is not a SFP module.", Medium::None};
+    FW_SFP_COPPER_SERDES, "This is a RJ45 connector(1000BASE-T) type(Interface serdes only). ", Medium::Copper};
+constexpr ModuleClass kNotSfp{FW_SFP_NOT_A_MODULE, "DDM show this is not a SFP module.", Medium::None};
 
 // 1000BASE-LX below 2.5 GBd: the code says 1 Gb/s, the display says what the rate says.
-constexpr ModuleClass kLxAs1000X{ZEL_SFP_1000BASE_X, k1000X.line, kFibre};
-constexpr ModuleClass kLxAs100Fx{ZEL_SFP_1000BASE_X, k100Fx.line, kFibre};
-constexpr ModuleClass kLxSilent{ZEL_SFP_1000BASE_X, nullptr, kFibre};
+constexpr ModuleClass kLxAs1000X{FW_SFP_1000BASE_X, k1000X.line, kFibre};
+constexpr ModuleClass kLxAs100Fx{FW_SFP_1000BASE_X, k100Fx.line, kFibre};
+constexpr ModuleClass kLxSilent{FW_SFP_1000BASE_X, nullptr, kFibre};
 
 struct Band {
   uint8_t from;  // lowest rate

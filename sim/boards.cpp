@@ -188,7 +188,7 @@ void delete_board(const Line &line) {
 
 void load_flash(const Line &line) {
   auto [start, size] = flash_range(line.region);
-  std::vector<uint8_t> content = readFile(line.words[0], size);
+  std::vector<uint8_t> content = read_file(line.words[0], size);
   content.resize(size, 0xff);  // what the file does not reach is erased
   OpenBoard board = open_board(line.board);
   store(board, inverted({content.begin(), content.end()}), start);
@@ -200,7 +200,7 @@ void save_flash(const Line &line) {
   bool whole =
       sys::pread(sys::File(image_of(open_board(line.board))).get(), content.data(), size, start) == std::ssize(content);
   check(whole, "read the flash image");
-  writeOutput(line.words[0], bytesOf(inverted(std::move(content))));
+  write_output(line.words[0], bytes_of(inverted(std::move(content))));
 }
 
 void erase_flash(const Line &line) {

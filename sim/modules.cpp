@@ -143,7 +143,7 @@ std::vector<Module> catalogue() {
 }
 
 Page read_page(const std::string &file) {
-  const std::vector<uint8_t> content = readFile(file, 65536, "MODULE");
+  const std::vector<uint8_t> content = read_file(file, 65536, "MODULE");
   std::string bytes(content.begin(), content.end());
   auto printable = [](unsigned char c) { return std::isprint(c) || std::isspace(c); };
   if (std::all_of(bytes.begin(), bytes.end(), printable)) bytes = parse_dump(bytes);

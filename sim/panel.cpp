@@ -1,4 +1,4 @@
-#include "../console/panel.h"
+#include "../cli/panel.h"
 
 #include "tool.h"
 
@@ -15,7 +15,7 @@ bool supply_alarm(const Board &board) {
 }
 
 std::string supplies_of(const Board &board) {
-  auto name = [](Supply type) { return nameOf("none|AC|DC", static_cast<unsigned>(type)); };
+  auto name = [](Supply type) { return name_of("none|AC|DC", static_cast<unsigned>(type)); };
   std::string first = name(board.supply[0]), second = name(board.supply[1]);
   return first == second ? "two " + first : first + " and " + second;
 }
@@ -42,12 +42,12 @@ PanelState state_of(const Board &board) {
 
 }  // namespace
 
-std::string panel_picture(const Board &board) { return panelPicture(state_of(board)); }
+std::string panel_picture(const Board &board) { return panel_picture(state_of(board)); }
 
 void draw_panel(const Line &line) {
   const PanelState state = state_of(*look_at(line.board));
-  if (!line.svg) return drawPanel(state, colourful(), "\n");
-  writeOutput(*line.svg, bytesOf(panelPicture(state)), "--svg");
+  if (!line.svg) return draw_panel(state, colourful(), "\n");
+  write_output(*line.svg, bytes_of(panel_picture(state)), "--svg");
 }
 
 }  // namespace zelsim::tool

@@ -5,7 +5,7 @@
 #include <numeric>
 #include <set>
 
-#include "../console/module_page.h"
+#include "../cli/module_page.h"
 #include "request.h"
 #include "tool.h"
 
@@ -82,7 +82,7 @@ Json register_of(const Register &row) {
   if (row.space == RegisterSpace::Free || row.space > RegisterSpace::Phy) return {};
   Json port = row.space == RegisterSpace::Phy ? Json(row.port) : Json();
   return named("address value space port",
-               {row.address, row.value, nameOf("|soc|switch|phy", static_cast<unsigned>(row.space)), port});
+               {row.address, row.value, name_of("|soc|switch|phy", static_cast<unsigned>(row.space)), port});
 }
 
 Json faults_of(const Board &board) {
@@ -122,7 +122,7 @@ const Json &step(const Json &from, const std::string &word) {
   const Json *found = nullptr;
   unsigned matching = 0;
   for (const auto &[name, part] : from.items()) {
-    names.push_back(isTable(from) ? cell(part.begin().key(), part.front()) : name);
+    names.push_back(is_table(from) ? cell(part.begin().key(), part.front()) : name);
     if (strcasecmp(names.back().c_str(), word.c_str()) == 0) found = &part, ++matching;
   }
   if (matching > 1) throw Usage("PATH: more than one row begins with '" + word + "'");
@@ -143,7 +143,7 @@ Json board_document(const Line &line) {
                      &board.gpio.system_led);
   Json supplies = rows(2, [&](unsigned i) {
     auto type = static_cast<unsigned>(board.supply[i]);
-    return named("supply type good", {i + 1, nameOf("none|ac|dc", type), board.supply_good[i] != 0});
+    return named("supply type good", {i + 1, name_of("none|ac|dc", type), board.supply_good[i] != 0});
   });
   Json cages = rows(kPorts, [&](unsigned port) { return cage_of(board, port); });
   Json links = rows(kPorts, [&](unsigned port) { return link_of(board.cages[port], port); });
@@ -200,7 +200,7 @@ Json modules_document(const Line &) {
   std::vector<Module> modules = catalogue();
   Json shown = rows(modules.size(), [&](unsigned i) {
     const auto &[name, page, phy] = modules[i];
-    std::string part = page[40] == 0xff ? "-" : pageText(std::span(page).first<kPageLength>(), 40, 16);
+    std::string part = page[40] == 0xff ? "-" : page_text(std::span(page).first<kPageLength>(), 40, 16);
     Json kind = phy == PhyKind::None ? Json() : phy == PhyKind::Marvell ? "marvell" : "other";
     return named("module part_number rate_mbd phy", {name, part, page[12] * 100, kind});
   });
@@ -214,7 +214,7 @@ void get_value(const Line &line) {
   Words path = split(line.words[0], '.');
   if (path.empty()) path = {""};
   for (const std::string &word : path) value = &step(*value, last = word);
-  bool whole = line.json || value->is_object() || isTable(*value);
+  bool whole = line.json || value->is_object() || is_table(*value);
   if (whole) return print(*value, line.json);
   std::puts(cell(last, *value).c_str());
 }

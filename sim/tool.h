@@ -4,9 +4,9 @@
 #include <array>
 #include <memory>
 
-#include "../console/file.h"
-#include "../console/output.h"
-#include "../console/program.h"
+#include "../cli/file.h"
+#include "../cli/output.h"
+#include "../cli/program.h"
 #include "board.h"
 
 // What the commands of zelsim share. A command is a function that does its work or throws Usage or Failure; the

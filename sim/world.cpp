@@ -22,7 +22,7 @@ uint32_t celsius(const std::string &text) {
 // 0: the host's time.
 uint32_t seconds(const std::string &text) {
   if (text == "host") return 0;
-  if (auto then = timeIn(text)) return static_cast<uint32_t>(timegm(&*then));
+  if (auto then = time_in(text)) return static_cast<uint32_t>(timegm(&*then));
   throw Usage("TIME: '" + text + "' is neither 'host' nor like 2026-03-15T14:30:45, from 2000 to 2099");
 }
 
@@ -142,12 +142,12 @@ uint32_t value_of(const std::string &argument, const std::string &text) {
 }
 
 uint32_t number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest) {
-  if (auto value = numberIn(text, lowest, highest)) return *value;
+  if (auto value = number_in(text, lowest, highest)) return *value;
   throw Usage(argument + format(": '%s' is not a number from %u to %u", text.c_str(), lowest, highest));
 }
 
 unsigned choice(const std::string &text, const std::string &argument, const std::string &names) {
-  if (auto index = indexIn(names, text)) return *index;
+  if (auto index = index_in(names, text)) return *index;
   throw Usage(argument + ": '" + text + "' is not one of " + names);
 }
 

@@ -100,10 +100,11 @@ void add_options(CLI::App &app, Line &line) {
 const char *const kProgram = "zelsim";
 
 int main(int argc, char **argv) {
-  openStandardDescriptors(false);  // the program of `run` finds closed what came closed
-  const auto app = commandLine("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.",
-                               "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
-                               "Example:\n  zelsim create && zelsim fit 1 sfp && zelsim run -- zelctl ports");
+  open_standard_descriptors(false);  // the program of `run` finds closed what came closed
+  const auto app =
+      command_line("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.",
+                   "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
+                   "Example:\n  zelsim create && zelsim fit 1 sfp && zelsim run -- zelctl ports");
   app->require_subcommand(1);
   Line line;
   Command *chosen = nullptr;
@@ -114,5 +115,5 @@ int main(int argc, char **argv) {
   char **end = argv + argc;
   if (argc > 1 && argv[1] == std::string("run")) end = std::find(argv, end, std::string("--"));
   if (end != argv + argc) line.words.assign(end + 1, argv + argc);
-  return runProgram(*app, static_cast<int>(end - argv), argv, [&] { chosen(line); });
+  return run_program(*app, static_cast<int>(end - argv), argv, [&] { chosen(line); });
 }

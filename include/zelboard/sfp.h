@@ -27,20 +27,20 @@ ZEL_BEGIN_DECLS
 
 /** Codes of FW_Get_SFP_Speed. */
 enum {
-  ZEL_SFP_100FX = 0,      /**< 100 Mb/s fibre */
-  ZEL_SFP_1000BASE_X = 1, /**< 1 Gb/s: 1000BASE-X, -SX, -CX; -LX of a rate below 2.5 GBd, none or 100 MBd included */
-  ZEL_SFP_COPPER = 2,     /**< RJ45, 1000BASE-T */
-  ZEL_SFP_UNKNOWN = 3,    /**< no compliance bit that decides and nominal rate 0 */
-  ZEL_SFP_2G5 = 4,        /**< 2.5 Gb/s */
-  ZEL_SFP_5G = 5,         /**< 5 Gb/s */
-  ZEL_SFP_10G = 6,        /**< 10 Gb/s, no finer class */
-  ZEL_SFP_10G_DAC = 7,    /**< 10 Gb/s direct-attach cable */
-  ZEL_SFP_10G_ER = 8,     /**< 10GBASE-ER */
-  ZEL_SFP_10G_LRM = 9,    /**< 10GBASE-LRM */
-  ZEL_SFP_10G_LR = 10,    /**< 10GBASE-LR */
-  ZEL_SFP_10G_SR = 11,    /**< 10GBASE-SR */
-  ZEL_SFP_COPPER_SERDES = 15, /**< RJ45 module whose part number says that its interface is SerDes only */
-  ZEL_SFP_NOT_A_MODULE = 0xFF /**< identifier is not 3, or the memory cannot be read */
+  FW_SFP_100FX = 0,      /**< 100 Mb/s fibre */
+  FW_SFP_1000BASE_X = 1, /**< 1 Gb/s: 1000BASE-X, -SX, -CX; -LX of a rate below 2.5 GBd, none or 100 MBd included */
+  FW_SFP_COPPER = 2,     /**< RJ45, 1000BASE-T */
+  FW_SFP_UNKNOWN = 3,    /**< no compliance bit that decides and nominal rate 0 */
+  FW_SFP_2G5 = 4,        /**< 2.5 Gb/s */
+  FW_SFP_5G = 5,         /**< 5 Gb/s */
+  FW_SFP_10G = 6,        /**< 10 Gb/s, no finer class */
+  FW_SFP_10G_DAC = 7,    /**< 10 Gb/s direct-attach cable */
+  FW_SFP_10G_ER = 8,     /**< 10GBASE-ER */
+  FW_SFP_10G_LRM = 9,    /**< 10GBASE-LRM */
+  FW_SFP_10G_LR = 10,    /**< 10GBASE-LR */
+  FW_SFP_10G_SR = 11,    /**< 10GBASE-SR */
+  FW_SFP_COPPER_SERDES = 15, /**< RJ45 module whose part number says that its interface is SerDes only */
+  FW_SFP_NOT_A_MODULE = 0xFF /**< identifier is not 3, or the memory cannot be read */
 };
 
 /** Prints what the module in a port says of itself: vendor-specific bytes, vendor name, part number, revision and one
@@ -60,7 +60,7 @@ ZEL_API uint32_t FW_Show_SFP_Moudle(uint32_t port, uint32_t set_sgmii, uint8_t v
  *  FW_Show_SFP_Moudle with set_sgmii 1, but for the link state: eight more transfers, 50 ms, and the transmitter's time
  *  where it was off. Prints only as `i2c_debug_mode` asks.
  *  @param port   0-27
- *  @param speed  out: class code (ZEL_SFP_...). When the first read fails: untouched with FW_I2C_BUSY, else 0xFF with
+ *  @param speed  out: class code (FW_SFP_...). When the first read fails: untouched with FW_I2C_BUSY, else 0xFF with
  *                FW_FAIL. When a later step of a copper module fails: 2, whatever the result, FW_I2C_BUSY included.
  *                Untouched when the cage cannot be selected
  *  @return as FW_Show_SFP_Moudle */

@@ -77,7 +77,7 @@ const char *const kProgram = "zelsim";
 int main(int argc, char **argv) {
   try {
     if (argc != 5) throw tool::Usage("zelboard-web: started by zelsim serve");
-    serve({argv[1], argv[3], argv[4], static_cast<int>(numberIn(argv[2], 0, 65535).value_or(0))});
+    serve({argv[1], argv[3], argv[4], static_cast<int>(number_in(argv[2], 0, 65535).value_or(0))});
   } catch (const tool::Usage &error) {
     return complain(error.what(), 2);
   } catch (const std::exception &error) {

@@ -1,0 +1,55 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <climits>
+#include <cstring>
+
+#include "tool.h"
+
+const char *const kProgram = "zelctl";
+
+/** Starts this same program again, on the virtual switch. Returns only when that fails. */
+static int run_on_virtual_switch(std::vector<char *> arguments) {
+  char self[PATH_MAX] = "";
+  if (readlink("/proc/self/exe", self, sizeof self - 1) < 0) return complain("/proc/self/exe cannot be read", 1);
+  std::string beside = self;
+  beside = beside.substr(0, beside.rfind('/') + 1) + "zelsim";
+  std::string words[] = {"zelsim", "run", "--"};
+  arguments[0] = self;
+  arguments.insert(arguments.begin(), {words[0].data(), words[1].data(), words[2].data()});
+  arguments.push_back(nullptr);
+  execv(beside.c_str(), arguments.data());
+  execvp("zelsim", arguments.data());
+  return complain(std::string("--sim: zelsim cannot be run: ") + std::strerror(errno), 1);
+}
+
+static void work() {
+  if (!chosen_action()) throw CLI::RequiredError("A command");
+  start_output();
+  chosen_action()();
+  if (const auto failure = take_postponed()) throw Failure(*failure);
+}
+
+int main(int argc, char **argv) {
+  open_standard_descriptors(true);
+  std::vector<char *> arguments(argv, argv + argc);
+  if (argc > 1 && std::strcmp(argv[1], "--sim") == 0) {
+    arguments.erase(arguments.begin() + 1);
+    return run_on_virtual_switch(std::move(arguments));
+  }
+
+  const auto app = command_line("Operates the switch's board: LEDs, ports, modules, clock, power and flash.",
+                                "Example: zelctl ports\nExit status: 0 done, 1 the board said no, 2 wrong usage.");
+  app->add_flag("--json", settings.json, "Print data as JSON");
+  app->add_flag("-v,--verbose", settings.verbose, "Show what the library prints");
+  app->add_flag_callback(
+      "--sim", [] { refuse_argument("--sim", "must be the first argument"); },
+      "First argument only: run on the default virtual switch");
+  app->require_subcommand(0, 1);
+  for (Family *add :
+       {add_indicator_commands, add_system_commands, add_bus_commands, add_port_commands, add_panel_command,
+        add_sfp_commands, add_flash_commands, add_image_commands, add_environment_commands, add_database_commands,
+        add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command})
+    add(*app);
+  return run_program(*app, argc, argv, work);
+}

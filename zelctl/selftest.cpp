@@ -1,0 +1,85 @@
+#include <cmath>
+
+#include "records.h"
+
+/** A subsystem is in order when it answers and nothing in its answer is bad. */
+struct Check {
+  const char *subsystem;
+  Json (*ask)();
+  const char *bad;  // key and value
+};
+
+/** Whole degrees: the sensor's first byte. */
+static Json sensor() {
+  const auto degrees = sensed_degrees();
+  require(degrees ? FW_OK : FW_ABSENT, "temperature sensor");
+  return record("degrees", static_cast<int>(std::floor(*degrees)));
+}
+
+static Json first_phy() { return phy_register(0, 2); }
+static Json cages() { return ports(Signals::OfModules); }
+
+constexpr Check kChecks[] = {
+    {"leds", leds, ""},
+    {"relay", relay, ""},
+    {"flags", flags, ""},
+    {"reset", reset_key, ""},
+    {"watchdog", watchdog, ""},
+    {"debugCmd", first_phy, ""},
+    {"power", power, "alarm yes"},
+    {"i2c-bus", bus_busy, "busy yes"},
+    {"boards", board, ""},
+    {"cages", cages, "tx_fault 1"},
+    {"modules", modules, "checksums wrong"},
+    {"clock", clock_mode, ""},
+    {"temperature", sensor, ""},
+    {"flash-chip", flash_id, "chip unknown"},
+    {"flash-map", flash_regions, ""},
+    {"environment", environment, "state damaged"},
+    {"mac-backup", mac_backup, ""},
+    {"databases", databases, "verdict damaged"},
+    {"identity", identity, ""},
+};
+
+/** One line of an answer: its plain values, or the number of its rows. */
+static std::string summary(const Json &answer) {
+  if (answer.is_array()) return std::to_string(answer.size()) + " rows";
+  std::string line;
+  for (const auto &[key, value] : answer.items())
+    line += (line.empty() ? "" : ", ") + key + " " + (value.is_array() ? summary(value) : cell(key, value));
+  return line;
+}
+
+/** The first bad thing in an answer; empty when there is none. */
+static std::string bad_in(const Json &answer, const std::string &bad) {
+  for (const Json &row : answer.is_array() ? answer : Json::array({answer}))
+    for (const auto &[key, value] : row.items())
+      if (key + " " + cell(key, value) == bad) return summary(row);
+  return {};
+}
+
+static void selftest() {
+  require_board();
+  Json rows = Json::array();
+  uint32_t failed = 0;
+  for (const Check &check : kChecks) {
+    std::string bad, detail;
+    try {
+      const Json answer = check.ask();
+      if (const auto failure = take_postponed()) throw Failure(*failure);
+      bad = bad_in(answer, check.bad);
+      detail = summary(answer);
+    } catch (const Failure &failure) {
+      bad = failure.what();
+    }
+    failed += bad.empty() ? 0 : 1;
+    rows.push_back(record("subsystem", check.subsystem, "verdict", bad.empty() ? "ok" : "failed", "detail",
+                          bad.empty() ? detail : bad));
+  }
+  show(rows);
+  if (failed != 0) throw Failure{format("%u of %zu subsystems failed", failed, std::size(kChecks))};
+}
+
+void add_selftest_command(App &app) {
+  command(app, "selftest", "Walks every subsystem without changing anything", "selftest --json", selftest);
+}
