@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "fake_board.h"
+#include "flash.h"
 #include "request.h"
 #include "tool.h"
 
@@ -28,7 +29,8 @@ std::string folder() { return tool::boards_root() / "fuzz"; }
 
 StateFile sound_state() {
   tool::create_board({.board = "fuzz", .slots = "sfp,copper,sfp"});
-  for (const uint32_t port : {0U, 24U}) tool::plug_module({"fuzz", {"", "copper"}, {port, 0}});
+  for (const uint32_t port : {0U, 24U})
+    tool::plug_module({.board = "fuzz", .words = {"", "copper"}, .values = {port, 0}});
   StateFile bytes(sizeof(Board));
   memcpy(bytes.data(), &*tool::open_board("fuzz"), bytes.size());  // the board stays open up to here
   unmap_all();
@@ -88,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   char error[2 * kPathMax] = {};
   if (attach(folder().c_str(), &attached, error, sizeof error)) {
     use(attached, input);
-    const tool::Line line{.board = "fuzz", .svg = "-", .json = (cut & 2) != 0};
+    const tool::CommandLine line{.board = "fuzz", .svg = "-", .json = (cut & 2) != 0};
     for (tool::Document *shown : {tool::board_document, tool::flash_document, tool::faults_document})
       print(shown(line), line.json);
     tool::draw_panel(line);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "fake_board.h"
+#include "modules.h"
 #include "tool.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

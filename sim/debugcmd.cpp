@@ -6,7 +6,7 @@
 
 #include <iterator>
 
-#include "request.h"
+#include "trace.h"
 
 // The platform's command tool on the virtual board: what no driver reaches.
 

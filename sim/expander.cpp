@@ -14,7 +14,7 @@ enum Kind : unsigned { Input, Output, Polarity, Configuration };
 
 // The rule of the daughter boards: four cages on a wide expander, a nibble each.
 constexpr unsigned kCagesPerExpander = 4;
-enum Line : unsigned { Presence, TxFault, TxDisable };
+enum CageLine : unsigned { Presence, TxFault, TxDisable };
 
 // MOD_ABS: the cage's pull-up makes the line high while no module grounds it.
 unsigned presence(const Cage &cage) { return cage.fitted ? 0 : 1; }
@@ -24,15 +24,16 @@ unsigned wide_level(const Board &board, unsigned index, unsigned port, unsigned 
   if (index == kWideExpanders - 1) return board.i2c.io_level[port] >> bit & 1u;
   const Cage &cage = board.cages[index * kCagesPerExpander + port * 2 + bit / 4];
   if (bit % 4 == Presence) return presence(cage);
-  return bit % 4 == TxFault ? cage.txfault : 1;
+  return bit % 4 == TxFault ? cage.tx_fault : 1;
 }
 
 // Loss of signal of a daughter board; transmit faults of two 10G cages; presence and loss of signal of all four.
 unsigned narrow_level(const Board &board, unsigned index, unsigned bit) {
-  if (index < kSlots) return board.cages[index * kPortsPerSlot + bit].los;
+  if (index < kSlots) return board.cages[index * kPortsPerSlot + bit].loss_of_signal;
   const Cage *main_board = &board.cages[kDaughterPorts];
-  if (index == kNarrowExpanders - 1) return bit % 2 == 0 ? main_board[bit / 2].los : presence(main_board[bit / 2]);
-  return bit % 4 == 0 ? main_board[(index - kSlots) * 2 + bit / 4].txfault : 1;
+  if (index == kNarrowExpanders - 1)
+    return bit % 2 == 0 ? main_board[bit / 2].loss_of_signal : presence(main_board[bit / 2]);
+  return bit % 4 == 0 ? main_board[(index - kSlots) * 2 + bit / 4].tx_fault : 1;
 }
 
 uint8_t input(const Board &board, const Expander &chip, bool wide, unsigned index, unsigned port) {

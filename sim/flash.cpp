@@ -2,8 +2,11 @@
 #include <string.h>
 #include <time.h>
 
+#include "flash.h"
 #include "request.h"
+#include "rules.h"
 #include "system_calls.h"
+#include "trace.h"
 
 // The serial NOR flash and its driver. The image file holds every byte inverted, so that what was never written is a
 // hole of the file; programming, which only clears bits of the chip, only sets bits of the file. Old contents
@@ -22,7 +25,7 @@ void select_segment(Board &board, int64_t last_address) {
 }
 
 void sleep_for(long nanoseconds) {
-  if (!is_on("ZELSIM_CHIP_TIMES")) return;
+  if (!is_on(kChipTimesVariable)) return;
   timespec pause = {nanoseconds / 1000000000, nanoseconds % 1000000000};
   while (nanosleep(&pause, &pause) != 0 && errno == EINTR) continue;
 }
@@ -41,13 +44,13 @@ int select_lower_segment(Board &board, const Request &, uint8_t *) {
 }
 
 const Request kRequests[] = {
-    {0xd1, "EraseSector", Shape::None, false, "", nullptr, 0},
-    {0xd2, "GetFlashId", Shape::Identification, true, "", get_identification, 0},
-    {0xd9, "GetStatusRegister", Shape::None, false, "", get_status_register, 0},
-    {0xda, "GetChipIndex", Shape::Byte, true, "index", plain, offsetof(Board, flash.chip_index)},
-    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", plain, offsetof(Board, flash.debug)},
-    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", plain, offsetof(Board, flash.debug)},
-    {0xdd, "SelectLowerSegment", Shape::None, false, "", select_lower_segment, 0},
+    {0xd1, "EraseSector", Shape::None, kTakes, "", nullptr},
+    {0xd2, "GetFlashId", Shape::Identification, kFills, "", get_identification},
+    {0xd9, "GetStatusRegister", Shape::None, kTakes, "", get_status_register},
+    gets_byte(0xda, "GetChipIndex", "index", offsetof(Board, flash.chip_index)),
+    sets_byte(0xdb, "SetDebugMode", "mode", offsetof(Board, flash.debug)),
+    gets_byte(0xdc, "GetDebugMode", "mode", offsetof(Board, flash.debug)),
+    {0xdd, "SelectLowerSegment", Shape::None, kTakes, "", select_lower_segment},
 };
 
 // Asks for a fault: false with errno for one that stops the call; one that shortens it leaves so many bytes.

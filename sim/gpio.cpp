@@ -10,7 +10,7 @@ namespace {
 uint32_t loss_of_signal(const Board &board) {
   uint32_t bits = 0;
   for (unsigned port = kDaughterPorts; port < kPorts; ++port) {
-    if (board.cages[port].los) bits |= 0x100u << (port - kDaughterPorts);
+    if (board.cages[port].loss_of_signal) bits |= 0x100u << (port - kDaughterPorts);
   }
   return bits;
 }
@@ -62,42 +62,43 @@ int soc_register(Board &board, const Request &request, uint8_t *record) {
   return 0;
 }
 
-constexpr uint8_t kLed = 2;  // the highest: off, on, and a third one
+constexpr uint8_t kHighestLed = 2;  // the highest: off, on, and a third one
 
 const Request kRequests[] = {
-    {0x80, "SetSystemLed", Shape::Byte, false, "led", plain, offsetof(Board, gpio.system_led), 0, 1, kLed},
-    {0x81, "GetSystemLed", Shape::Byte, true, "led", plain, offsetof(Board, gpio.system_led)},
-    {0x82, "SetAlarmLed", Shape::Byte, false, "led", plain, offsetof(Board, gpio.alarm_led), 0, 1, kLed},
-    {0x83, "GetAlarmLed", Shape::Byte, true, "led", plain, offsetof(Board, gpio.alarm_led)},
-    {0x84, "SetAlarmRelay", Shape::Byte, false, "relay", plain, offsetof(Board, gpio.relay), 0, 1, 1},
-    {0x85, "GetAlarmRelay", Shape::Byte, true, "relay", plain, offsetof(Board, gpio.relay)},
-    {0x86, "SetPowerLed", Shape::Pair, false, "supply led", plain, offsetof(Board, gpio.power_led), 1, 2, kLed},
-    {0x87, "GetPowerLed", Shape::Pair, true, "supply led", plain, offsetof(Board, gpio.power_led), 1, 2},
-    {0x88, "SelectCage", Shape::Byte, false, "port", plain, offsetof(Board, gpio.selected_cage), 0, 1, kPorts - 1},
-    {0x89, "GetPowerConf", Shape::Pair, true, "supply conf", plain, offsetof(Board, supply), 1, 2},
-    {0x8a, "SetRingMasterLed", Shape::Byte, false, "led", plain, offsetof(Board, gpio.ring_master_led), 0, 1, kLed},
-    {0x8b, "GetRingMasterLed", Shape::Byte, true, "led", plain, offsetof(Board, gpio.ring_master_led)},
-    {0x8c, "SetRingFailLed", Shape::Byte, false, "led", plain, offsetof(Board, gpio.ring_fail_led), 0, 1, kLed},
-    {0x8d, "GetRingFailLed", Shape::Byte, true, "led", plain, offsetof(Board, gpio.ring_fail_led)},
-    {0x92, "SetSpeedLed", Shape::Pair, false, "port led", plain, offsetof(Board, gpio.speed_led), 24, 4, kLed},
-    {0x93, "GetSpeedLed", Shape::Pair, true, "port led", plain, offsetof(Board, gpio.speed_led), 24, 4},
-    {0x94, "GetResetProcess", Shape::Byte, true, "state", plain, offsetof(Board, gpio.reset_process)},
-    {0x95, "SetResetFlag", Shape::Byte, false, "flag", plain, offsetof(Board, gpio.reset_flag)},
-    {0x97, "SetIoValue", Shape::Byte, false, "value", plain, offsetof(Board, gpio.io_value)},
-    {0x98, "GetPowerStatus", Shape::Byte, true, "status", get_power_status},
-    {0x99, "HardwareReset", Shape::Byte, false, "value", hardware_reset},
-    {0x9a, "GetResetKey", Shape::Byte, true, "key", plain, offsetof(Board, gpio.reset_key)},
-    {0x9b, "EnableWatchdog", Shape::Byte, false, "value", enable_watchdog},
-    {0x9c, "ToggleWatchdog", Shape::Byte, false, "value", toggle_watchdog},
-    {0x9d, "StopWatchdogToggle", Shape::Byte, false, "value", toggle_watchdog},
-    {0xd5, "GetDiagFlag", Shape::Byte, false, "value", get_diag_flag},
-    {0xd6, "SetDiagFlag", Shape::Byte, false, "flag", plain, offsetof(Board, gpio.diag_flag)},
-    {0xd7, "GetFlashAccessFlag", Shape::Byte, true, "flag", plain, offsetof(Board, gpio.flash_access)},
-    {0xd8, "SetFlashAccessFlag", Shape::Byte, false, "flag", plain, offsetof(Board, gpio.flash_access)},
-    {0xdb, "SetDebugMode", Shape::Byte, false, "mode", plain, offsetof(Board, gpio.debug)},
-    {0xdc, "GetDebugMode", Shape::Byte, true, "mode", plain, offsetof(Board, gpio.debug)},
-    {0xe0, "GetSocRegister", Shape::Register, true, "", soc_register},
-    {0xe1, "SetSocRegister", Shape::Register, false, "", soc_register},
+    sets_byte(0x80, "SetSystemLed", "led", offsetof(Board, gpio.system_led), kHighestLed),
+    gets_byte(0x81, "GetSystemLed", "led", offsetof(Board, gpio.system_led)),
+    sets_byte(0x82, "SetAlarmLed", "led", offsetof(Board, gpio.alarm_led), kHighestLed),
+    gets_byte(0x83, "GetAlarmLed", "led", offsetof(Board, gpio.alarm_led)),
+    sets_byte(0x84, "SetAlarmRelay", "relay", offsetof(Board, gpio.relay), 1),
+    gets_byte(0x85, "GetAlarmRelay", "relay", offsetof(Board, gpio.relay)),
+    sets_pair(0x86, "SetPowerLed", "supply led", {offsetof(Board, gpio.power_led), 1, kSupplies, kHighestLed}),
+    gets_pair(0x87, "GetPowerLed", "supply led", {offsetof(Board, gpio.power_led), 1, kSupplies}),
+    sets_byte(0x88, "SelectCage", "port", offsetof(Board, gpio.selected_cage), kPorts - 1),
+    gets_pair(0x89, "GetPowerConf", "supply conf", {offsetof(Board, supply), 1, kSupplies}),
+    sets_byte(0x8a, "SetRingMasterLed", "led", offsetof(Board, gpio.ring_master_led), kHighestLed),
+    gets_byte(0x8b, "GetRingMasterLed", "led", offsetof(Board, gpio.ring_master_led)),
+    sets_byte(0x8c, "SetRingFailLed", "led", offsetof(Board, gpio.ring_fail_led), kHighestLed),
+    gets_byte(0x8d, "GetRingFailLed", "led", offsetof(Board, gpio.ring_fail_led)),
+    sets_pair(0x92, "SetSpeedLed", "port led",
+              {offsetof(Board, gpio.speed_led), kFirstMainPort, kMainPorts, kHighestLed}),
+    gets_pair(0x93, "GetSpeedLed", "port led", {offsetof(Board, gpio.speed_led), kFirstMainPort, kMainPorts}),
+    gets_byte(0x94, "GetResetProcess", "state", offsetof(Board, gpio.reset_process)),
+    sets_byte(0x95, "SetResetFlag", "flag", offsetof(Board, gpio.reset_flag)),
+    sets_byte(0x97, "SetIoValue", "value", offsetof(Board, gpio.io_value)),
+    {0x98, "GetPowerStatus", Shape::Byte, kFills, "status", get_power_status},
+    {0x99, "HardwareReset", Shape::Byte, kTakes, "value", hardware_reset},
+    gets_byte(0x9a, "GetResetKey", "key", offsetof(Board, gpio.reset_key)),
+    {0x9b, "EnableWatchdog", Shape::Byte, kTakes, "value", enable_watchdog},
+    {0x9c, "ToggleWatchdog", Shape::Byte, kTakes, "value", toggle_watchdog},
+    {0x9d, "StopWatchdogToggle", Shape::Byte, kTakes, "value", toggle_watchdog},
+    {0xd5, "GetDiagFlag", Shape::Byte, kTakes, "value", get_diag_flag},
+    sets_byte(0xd6, "SetDiagFlag", "flag", offsetof(Board, gpio.diag_flag)),
+    gets_byte(0xd7, "GetFlashAccessFlag", "flag", offsetof(Board, gpio.flash_access_flag)),
+    sets_byte(0xd8, "SetFlashAccessFlag", "flag", offsetof(Board, gpio.flash_access_flag)),
+    sets_byte(0xdb, "SetDebugMode", "mode", offsetof(Board, gpio.debug)),
+    gets_byte(0xdc, "GetDebugMode", "mode", offsetof(Board, gpio.debug)),
+    {0xe0, "GetSocRegister", Shape::Register, kFills, "", soc_register},
+    {0xe1, "SetSocRegister", Shape::Register, kTakes, "", soc_register},
 };
 
 }  // namespace

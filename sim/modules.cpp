@@ -3,6 +3,9 @@
 #include <numeric>
 #include <sstream>
 
+#include "../cli/module_page.h"
+#include "arguments.h"
+#include "modules.h"
 #include "tool.h"
 
 // Modules that can be plugged: by name, with an SFF-8472 page A0h each, or by a file of a page: raw bytes, or a dump in
@@ -46,18 +49,18 @@ constexpr Kind kKinds[] = {
     {"not-sfp", "ZL-40G-SR4", {kQsfp, kLc, 0x10, 0, 0, 103}, 850},
 };
 
-void put_text(Page &page, size_t at, size_t width, std::string text) {
+void put_text(ModulePage &page, size_t at, size_t width, std::string text) {
   text.resize(width, ' ');
   std::copy(text.begin(), text.end(), page.begin() + at);
 }
 
 // Each checksum stands right behind the bytes that it sums.
-void put_checksum(Page &page, size_t from, size_t at) {
+void put_checksum(ModulePage &page, size_t from, size_t at) {
   page[at] = static_cast<uint8_t>(std::accumulate(page.begin() + from, page.begin() + at, 0u));
 }
 
-Page page_of(const Kind &kind) {
-  Page page = {};
+ModulePage page_of(const Kind &kind) {
+  ModulePage page = {};
   constexpr size_t kPlaces[] = {0, 2, 3, 6, 8, kRate};
   for (size_t i = 0; i < std::size(kPlaces); ++i) page[kPlaces[i]] = kind.codes[i];
   page[1] = 0x04;                               // extended identifier: the two-wire interface defines the module
@@ -126,13 +129,15 @@ Module find_module(const std::string &wanted) {
   std::error_code none;
   if (!std::filesystem::exists(wanted, none) && wanted != "-")
     throw Usage("MODULE: '" + wanted + "' is neither in the catalogue (zelsim modules) nor a file");
-  Page page = read_page(wanted);
+  ModulePage page = read_page(wanted);
   // By the same marks that a host goes by: an RJ45 connector, or 1000BASE-T as the only code.
   bool copper = page[2] == kRj45 || page[6] == 0x08;
   return {std::filesystem::path(wanted).filename(), page, copper ? PhyKind::Marvell : PhyKind::None};
 }
 
 }  // namespace
+
+const char *phy_name(PhyKind phy) { return phy == PhyKind::Marvell ? "marvell" : "other"; }
 
 std::vector<Module> catalogue() {
   std::vector<Module> modules;
@@ -142,24 +147,37 @@ std::vector<Module> catalogue() {
   return modules;
 }
 
-Page read_page(const std::string &file) {
+ModulePage read_page(const std::string &file) {
   const std::vector<uint8_t> content = read_file(file, 65536, "MODULE");
   std::string bytes(content.begin(), content.end());
   auto printable = [](unsigned char c) { return std::isprint(c) || std::isspace(c); };
   if (std::all_of(bytes.begin(), bytes.end(), printable)) bytes = parse_dump(bytes);
   if (bytes.size() != 128 && bytes.size() != 256 && bytes.size() != kTwoPages)
     throw Usage("MODULE: '" + file + "' holds " + std::to_string(bytes.size()) + " bytes, not 128 or 256");
-  Page page = {};
+  ModulePage page = {};
   std::copy_n(bytes.begin(), std::min(bytes.size(), page.size()), page.begin());
   return page;
 }
 
-void plug_module(const Line &line) {
+void plug_module(const CommandLine &line) {
   unsigned port = line.values[0];
   Module module = find_module(line.words[1]);
   OpenBoard board = open_board(line.board);
   if (!has_cage(*board, port)) throw Failure("PORT: port " + line.words[0] + " has no cage: no SFP board in its slot");
   plug(*board, port, module.name.c_str(), module.page.data(), module.phy);
+}
+
+Json modules_document(const CommandLine &) {
+  Json rows = Json::array();
+  for (const Module &module : catalogue()) {
+    bool blank = module.page[40] == 0xff;
+    std::string part_number = page_text(std::span(module.page).first<kPageLength>(), 40, 16);
+    rows.push_back({{"module", module.name},
+                    {"part_number", blank ? "-" : part_number},
+                    {"rate_mbd", module.page[kRate] * 100},
+                    {"phy", module.phy == PhyKind::None ? Json() : Json(phy_name(module.phy))}});
+  }
+  return {{"modules", rows}};
 }
 
 }  // namespace zelsim::tool

@@ -19,8 +19,6 @@ std::atomic<pid_t> g_owner;
 
 bool in_table(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
 
-Node node_at(int index) { return static_cast<Node>(index + 1); }
-
 void note_owner() { g_owner = getpid(); }
 
 void store(int fd, Node node) {
@@ -28,20 +26,37 @@ void store(int fd, Node node) {
   g_nodes[fd] = node;
 }
 
+// The node for which this file of the board's folder stands.
+Node node_of_file(const char *file) {
+  for (const NodeDescription &node : kNodes) {
+    if (strcmp(file, node.file) == 0) return node.node;
+  }
+  return Node::None;
+}
+
+// Notes a descriptor, an entry of /proc/self/fd, that is open on a file in the board's folder.
+void note_inherited(int descriptors, const char *entry, const char *folder) {
+  char target[PATH_MAX + 32];
+  ssize_t length = readlinkat(descriptors, entry, target, sizeof target - 1);
+  if (length < 0) return;
+  target[length] = '\0';
+  if (strncmp(target, folder, strlen(folder)) != 0) return;
+  Node node = node_of_file(target + strlen(folder));
+  if (node != Node::None) store(static_cast<int>(strtol(entry, nullptr, 10)), node);
+}
+
 // Descriptors that came through exec are recognised by the board's files that they are open on.
 void scan_inherited() {
-  char folder[PATH_MAX], target[PATH_MAX + 32];
-  DIR *own = realpath(variable("ZELSIM_BOARD_DIR"), folder) != nullptr ? opendir("/proc/self/fd") : nullptr;
-  while (const dirent *entry = own != nullptr ? readdir(own) : nullptr) {
-    ssize_t length = readlinkat(dirfd(own), entry->d_name, target, sizeof target - 1);
-    target[length > 0 ? length : 0] = '\0';
-    bool ours = strncmp(target, folder, strlen(folder)) == 0;
-    for (int i = 0; ours && i < 3; ++i) {
-      if (strcmp(target + strlen(folder), kNodeFiles[i]) == 0)
-        store(static_cast<int>(strtol(entry->d_name, nullptr, 10)), node_at(i));
-    }
+  char folder[PATH_MAX];
+  if (realpath(variable(kBoardFolderVariable), folder) == nullptr) return;
+  DIR *descriptors = opendir("/proc/self/fd");
+  if (descriptors == nullptr) return;
+  for (;;) {
+    const dirent *entry = readdir(descriptors);
+    if (entry == nullptr) break;
+    note_inherited(dirfd(descriptors), entry->d_name, folder);
   }
-  if (own != nullptr) closedir(own);
+  closedir(descriptors);
 }
 
 // A child of vfork runs on its parent's memory but has descriptors of its own: what it closes or duplicates before its
@@ -63,16 +78,17 @@ void set_node(int fd, Node node) {
 }
 
 Node node_of_path(const char *path) {
-  constexpr const char *kPaths[] = {"/dev/zel_gpio", "/dev/zel_i2c", "/dev/zel_spi_flash"};
-  for (int i = 0; i < 3; ++i) {
-    if (path != nullptr && strcmp(path, kPaths[i]) == 0) return node_at(i);
+  if (path == nullptr) return Node::None;
+  for (const NodeDescription &node : kNodes) {
+    if (strcmp(path, node.path) == 0) return node.node;
   }
   return Node::None;
 }
 
 bool file_of(Node node, char *path) {
-  if (node == Node::None || environment_board() == nullptr) return false;
-  snprintf(path, kFileMax, "%s%s", variable("ZELSIM_BOARD_DIR"), kNodeFiles[static_cast<int>(node) - 1]);
+  const NodeDescription *description = description_of(node);
+  if (description == nullptr || environment_board() == nullptr) return false;
+  snprintf(path, kFileMax, "%s%s", variable(kBoardFolderVariable), description->file);
   return true;
 }
 

@@ -1,5 +1,9 @@
 #include "../cli/panel.h"
 
+#include <algorithm>
+#include <type_traits>
+
+#include "indicators.h"
 #include "tool.h"
 
 // What the front panel shows of a board.
@@ -7,36 +11,59 @@
 namespace zelsim::tool {
 namespace {
 
+constexpr bool every_led_is_known() {
+  return std::ranges::all_of(panel_layout::kLights,
+                             [](const panel_layout::Light &light) { return indicator_of_led(light.led) != nullptr; });
+}
+static_assert(every_led_is_known(), "the panel's layout has a LED that the board has not");
+static_assert(std::extent_v<decltype(PanelState::ports)> == kPorts);
+static_assert(std::extent_v<decltype(PanelState::boards)> == kSlots);
+
 // The power supervision raises its alarm when there are two supplies and not both are good.
 bool supply_alarm(const Board &board) {
-  constexpr unsigned kTwoSupplies = 0x08, kBothGood = 0xc0;
+  constexpr unsigned kTwoSupplies = 0x08;
+  constexpr unsigned kBothGood = 0xc0;
   unsigned status = power_status(board);
   return (status & kTwoSupplies) != 0 && (status & kBothGood) != kBothGood;
 }
 
 std::string supplies_of(const Board &board) {
   auto name = [](Supply type) { return name_of("none|AC|DC", static_cast<unsigned>(type)); };
-  std::string first = name(board.supply[0]), second = name(board.supply[1]);
-  return first == second ? "two " + first : first + " and " + second;
+  std::string first = name(board.supply[0]);
+  std::string second = name(board.supply[1]);
+  if (first == second) return "two " + first;
+  return first + " and " + second;
+}
+
+panel_layout::PortState port_state(const Board &board, unsigned port) {
+  const Cage &cage = board.cages[port];
+  panel_layout::PortState state = {};
+  state.los = cage.loss_of_signal != 0;
+  state.tx_disable = tx_disable(board, port) != 0;
+  state.tx_fault = cage.tx_fault != 0;
+  state.empty = !cage.fitted;
+  return state;
 }
 
 PanelState state_of(const Board &board) {
-  const Gpio &gpio = board.gpio;
-  const uint8_t *power = gpio.power_led, *speed = gpio.speed_led;
-  PanelState state = {{gpio.system_led, gpio.alarm_led, power[0], power[1], gpio.ring_master_led, gpio.ring_fail_led,
-                       speed[0], speed[1], speed[2], speed[3]},
-                      {board_type(board, 0), board_type(board, 1), board_type(board, 2)},
-                      {},
-                      std::to_string(gpio.relay),
-                      supplies_of(board),
-                      supply_alarm(board)};
-  for (unsigned port = 0; port < kPorts; ++port) {
-    std::string type = board_type(board, port / kPortsPerSlot);
-    const Cage &cage = board.cages[port];
-    if (type != "none")
-      state.ports[port] = {cage.los != 0,   tx_disable(board, port) != 0, cage.txfault != 0, !cage.fitted, false,
-                           type == "copper"};
+  PanelState state;
+  for (size_t i = 0; i < std::size(panel_layout::kLights); ++i) {
+    const Indicator *indicator = indicator_of_led(panel_layout::kLights[i].led);
+    state.lights[i] = indicator->state(board.gpio);
   }
+  for (unsigned slot = 0; slot < kSlots; ++slot) {
+    state.boards[slot] = board_type(board, slot);
+    if (state.boards[slot] == "none") continue;
+    for (unsigned place = 0; place < kPortsPerSlot; ++place) {
+      unsigned port = slot * kPortsPerSlot + place;
+      state.ports[port] = port_state(board, port);
+      state.ports[port]->copper = state.boards[slot] == "copper";
+    }
+  }
+  for (unsigned port = kFirstMainPort; port < kPorts; ++port) state.ports[port] = port_state(board, port);
+  state.relay = std::to_string(board.gpio.relay);
+  state.supplies = supplies_of(board);
+  state.alarm = supply_alarm(board);
   return state;
 }
 
@@ -44,10 +71,13 @@ PanelState state_of(const Board &board) {
 
 std::string panel_picture(const Board &board) { return panel_picture(state_of(board)); }
 
-void draw_panel(const Line &line) {
+void draw_panel(const CommandLine &line) {
   const PanelState state = state_of(*look_at(line.board));
-  if (!line.svg) return draw_panel(state, colourful(), "\n");
-  write_output(*line.svg, bytes_of(panel_picture(state)), "--svg");
+  if (line.svg) {
+    write_output(*line.svg, bytes_of(panel_picture(state)), "--svg");
+  } else {
+    draw_panel(state, colourful(), "\n");
+  }
 }
 
 }  // namespace zelsim::tool

@@ -8,8 +8,11 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "flash.h"
 #include "node_table.h"
 #include "request.h"
+#include "rules.h"
+#include "trace.h"
 
 // The libc functions by which programs reach a node. Each asks one question, "is it a node?", and hands everything else
 // to the function behind it. The flash node is read and written like a file; the other two only take requests. Programs
@@ -18,8 +21,6 @@
 namespace {
 
 using namespace zelsim;
-
-constexpr char kTraceOpens[] = "ZELSIM_TRACE_OPENS";
 
 int open_real(int folder, const char *path, int flags, mode_t mode) {
   return behind<openat>("openat")(folder, path, flags, mode);
@@ -33,7 +34,7 @@ int open_node(Node node, const char *file, int flags) {
   if (error != 0) errno = error;
   set_node(fd, node);
   constexpr const char *kAccess[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_RDWR"};
-  if (is_on(kTraceOpens)) trace(fd < 0 ? -1 : 0, "open %s %s", node_name(node), kAccess[flags & O_ACCMODE]);
+  if (is_on(kTraceOpensVariable)) trace(fd < 0 ? -1 : 0, "open %s %s", node_name(node), kAccess[flags & O_ACCMODE]);
   return fd;
 }
 
@@ -116,7 +117,7 @@ int __openat_2(int folder, const char *path, int flags) { return open_any(folder
 int close(int fd) {
   Node node = node_of(fd);
   if (node != Node::None) {
-    if (is_on(kTraceOpens)) trace(kNoResult, "close %s", node_name(node));
+    if (is_on(kTraceOpensVariable)) trace(kNoResult, "close %s", node_name(node));
     set_node(fd, Node::None);  // before the number is free for another thread's open
   }
   return behind<close>("close")(fd);
@@ -180,7 +181,7 @@ int statx(int folder, const char *path, int flags, unsigned mask, struct statx *
 int usleep(useconds_t microseconds) {
   const Attached *attached = environment_board();
   if (attached != nullptr) trace(kNoResult, "pause %uus", microseconds);
-  if (attached == nullptr || !is_on("ZELSIM_FAST")) return behind<usleep>("usleep")(microseconds);
+  if (attached == nullptr || !is_on(kFastVariable)) return behind<usleep>("usleep")(microseconds);
   __atomic_add_fetch(&attached->board->paused_us, microseconds, __ATOMIC_RELAXED);
   return 0;
 }

@@ -2,48 +2,89 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include "request.h"
+#include "rules.h"
 
 // The rules by which calls fail, and what they do to a call.
 
 namespace zelsim {
+namespace {
 
-bool matches(const FaultCall &on, const FaultCall &call) {
-  if (on.node != Node::Any && on.node != call.node) return false;
-  if (on.call == Call::AnyRequest ? call.call == Call::Open : on.call != call.call) return false;
-  if (on.call == Call::Request && on.request != call.request) return false;
-  bool overlaps = call.first_address <= on.last_address && call.last_address >= on.first_address;
-  return !on.has_address || (call.has_address && overlaps);
+Fault driver_answers(int result) { return {.strikes = true, .result = result}; }
+Fault kernel_refuses(int error) { return {.strikes = true, .result = -1, .error = error}; }
+Fault moves_fewer_bytes(int count) { return {.strikes = true, .short_count = true, .result = count}; }
+
+bool is_kind_of_call(const FaultCall &on, Call call) {
+  if (on.call == Call::AnyRequest) return call != Call::Open;
+  return on.call == call;
 }
 
-// What the first rule for this call does to it; the rule is used up by one.
-static FaultRule strike(Board &board, const FaultCall &call) {
+bool overlaps(const FaultCall &on, const FaultCall &call) {
+  return call.first_address <= on.last_address && call.last_address >= on.first_address;
+}
+
+// Finds the first rule for this call and uses it up by one. The rule is returned as it was; without one its effect is
+// Effect::None.
+FaultRule use_rule(Board &board, const FaultCall &call) {
   Guard guard(board);
   for (FaultRule &rule : board.rules) {
     if (rule.effect == Effect::None || !matches(rule.on, call)) continue;
-    if (rule.skip > 0) return --rule.skip, FaultRule{};
-    FaultRule found = rule;
+    if (rule.skip > 0) {
+      --rule.skip;
+      return {};
+    }
+    FaultRule used = rule;
     ++rule.hits;
-    if (rule.count > 0 && --rule.count == 0) rule.effect = Effect::None;
+    if (rule.count > 0) {
+      --rule.count;
+      if (rule.count == 0) rule.effect = Effect::None;
+    }
     count_rules(board);
-    return found;
+    return used;
   }
   return {};
 }
 
+Fault busy(Call call) {
+  if (call == Call::Request) return driver_answers(kBusBusy);
+  return kernel_refuses(EBUSY);
+}
+
+// A number is the driver's result of a request, and the count of bytes of a read or write.
+Fault numbered(Call call, int value) {
+  if (call == Call::Request) return driver_answers(value);
+  if (call == Call::Read || call == Call::Write) return moves_fewer_bytes(value);
+  return kernel_refuses(EIO);
+}
+
+}  // namespace
+
+bool matches(const FaultCall &on, const FaultCall &call) {
+  if (on.node != Node::Any && on.node != call.node) return false;
+  if (!is_kind_of_call(on, call.call)) return false;
+  if (on.call == Call::Request && on.request != call.request) return false;
+  if (!on.has_address) return true;
+  return call.has_address && overlaps(on, call);
+}
+
 Fault take_fault(Board &board, const FaultCall &call) {
   if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
-  FaultRule rule = strike(board, call);
-  bool driver_answers = call.call == Call::Request, busy = rule.effect == Effect::Busy;
-  bool moves_bytes = call.call == Call::Read || call.call == Call::Write;
-  if (rule.effect == Effect::None) return {};
-  if (rule.effect == Effect::Killed) kill(getpid(), SIGKILL);
-  if (rule.effect == Effect::Closed) return {true, false, -1, ENXIO};
-  if (busy) return driver_answers ? Fault{true, false, kBusBusy, 0} : Fault{true, false, -1, EBUSY};
-  if (rule.effect == Effect::Value && (driver_answers || moves_bytes)) {
-    return {true, moves_bytes, static_cast<int>(rule.value), 0};
+  const FaultRule rule = use_rule(board, call);
+  switch (rule.effect) {
+    case Effect::None:
+      return {};
+    case Effect::Value:
+      return numbered(call.call, static_cast<int>(rule.value));
+    case Effect::Busy:
+      return busy(call.call);
+    case Effect::Closed:
+      return kernel_refuses(ENXIO);
+    case Effect::Killed:
+      kill(getpid(), SIGKILL);
+      break;
+    case Effect::Refused:
+      break;
   }
-  return {true, false, -1, EIO};
+  return kernel_refuses(EIO);
 }
 
 const FaultRule *add_rule(Board &board, const FaultRule &rule) {
@@ -58,15 +99,18 @@ const FaultRule *add_rule(Board &board, const FaultRule &rule) {
 }
 
 void heal(Board &board, uint32_t number) {
-  for (FaultRule &rule : board.rules)
+  for (FaultRule &rule : board.rules) {
     if (number == 0 || rule.number == number) rule.effect = Effect::None;
+  }
   count_rules(board);
 }
 
-// Whoever looks at the count without the lock never meets one in the making.
+// The rules are counted aside and the sum is stored at once: others look at the count without the lock.
 void count_rules(Board &board) {
   uint32_t used = 0;
-  for (const FaultRule &rule : board.rules) used += rule.effect != Effect::None;
+  for (const FaultRule &rule : board.rules) {
+    if (rule.effect != Effect::None) ++used;
+  }
   board.rule_count = used;
 }
 

@@ -9,18 +9,20 @@
 namespace zelsim {
 namespace {
 
-enum Command : unsigned { Status1, Status2, RealTime, TimeOnly };
-enum Field : unsigned { Year, Month, Day, Weekday, Hour, Minute, Second, kFields };
+enum ClockCommand : unsigned { Status1, Status2, RealTime, TimeOnly };
+enum TimeField : unsigned { Year, Month, Day, Weekday, Hour, Minute, Second, kTimeFields };
 
 // In the master's bit order.
 constexpr uint8_t kReset = 0x80, kWritableStatus = 0x70, kPm = 0x02;
 
-constexpr int64_t kYear2000 = 946684800, kCentury = 3155760000, kMicro = 1000000;
+constexpr int64_t kYear2000 = 946684800;    // in seconds since 1970
+constexpr int64_t kCentury = 3155760000;    // in seconds, from 2000 on
+constexpr int64_t kMicroseconds = 1000000;  // in a second
 
 uint8_t reversed(unsigned byte) {
-  unsigned out = 0;
-  for (unsigned bit = 0; bit < 8; ++bit) out |= (byte >> bit & 1u) << (7 - bit);
-  return static_cast<uint8_t>(out);
+  unsigned mirrored = 0;
+  for (unsigned bit = 0; bit < 8; ++bit) mirrored |= (byte >> bit & 1u) << (7 - bit);
+  return static_cast<uint8_t>(mirrored);
 }
 
 uint8_t encode(int value) { return reversed(static_cast<unsigned>(value / 10 * 16 + value % 10)); }
@@ -28,8 +30,11 @@ uint8_t encode(int value) { return reversed(static_cast<unsigned>(value / 10 * 1
 // Digits that no calendar has are taken as the lowest value, as the chip does.
 int decode(uint8_t raw, unsigned mask, int lowest, int highest) {
   unsigned bcd = reversed(raw) & mask;
-  int value = static_cast<int>((bcd >> 4) * 10 + (bcd & 15));
-  return (bcd & 15) > 9 || value < lowest || value > highest ? lowest : value;
+  unsigned tens = bcd >> 4;
+  unsigned ones = bcd & 15;
+  int value = static_cast<int>(tens * 10 + ones);
+  if (ones > 9 || value < lowest || value > highest) return lowest;
+  return value;
 }
 
 void read_time(const Board &board, uint8_t *field) {
@@ -41,7 +46,8 @@ void read_time(const Board &board, uint8_t *field) {
   field[Month] = encode(now.tm_mon + 1);
   field[Day] = encode(now.tm_mday);
   field[Weekday] = encode((now.tm_wday + clock.weekday_shift) % 7);
-  field[Hour] = encode(clock.value[Status1] & kClock24Hours ? now.tm_hour : now.tm_hour % 12);
+  bool hours24 = (clock.value[Status1] & kClock24Hours) != 0;
+  field[Hour] = encode(hours24 ? now.tm_hour : now.tm_hour % 12);
   if (now.tm_hour >= 12) field[Hour] |= kPm;  // in both modes
   field[Minute] = encode(now.tm_min);
   field[Second] = encode(now.tm_sec);
@@ -49,16 +55,19 @@ void read_time(const Board &board, uint8_t *field) {
 
 void write_time(Board &board, const uint8_t *field) {
   Clock &clock = board.i2c.clock;
-  bool hours24 = clock.value[Status1] & kClock24Hours;
+  bool hours24 = (clock.value[Status1] & kClock24Hours) != 0;
+  bool afternoon = !hours24 && (field[Hour] & kPm) != 0;
   tm then = {};
   then.tm_year = 100 + decode(field[Year], 0xff, 0, 99);
   then.tm_mon = decode(field[Month], 0x1f, 1, 12) - 1;
   then.tm_mday = decode(field[Day], 0x3f, 1, 31);
-  then.tm_hour = decode(field[Hour], 0x3f, 0, hours24 ? 23 : 11) + (!hours24 && (field[Hour] & kPm) ? 12 : 0);
+  then.tm_hour = decode(field[Hour], 0x3f, 0, hours24 ? 23 : 11);
+  if (afternoon) then.tm_hour += 12;
   then.tm_min = decode(field[Minute], 0x7f, 0, 59);
   then.tm_sec = decode(field[Second], 0x7f, 0, 59);
   set_clock(board, timegm(&then));  // timegm carries a 31 April on to 1 May
-  clock.weekday_shift = static_cast<uint8_t>((decode(field[Weekday], 0x07, 0, 6) - then.tm_wday + 7) % 7);
+  int weekday = decode(field[Weekday], 0x07, 0, 6);
+  clock.weekday_shift = static_cast<uint8_t>((weekday - then.tm_wday + 7) % 7);
 }
 
 void write_status(Board &board, uint8_t value) {
@@ -71,6 +80,35 @@ void write_status(Board &board, uint8_t value) {
   }
 }
 
+// The fields of the time from `first` on. A longer read begins with them again; a longer write ends with them.
+void transfer_time(Board &board, Transfer &transfer, TimeField first) {
+  size_t count = kTimeFields - first;
+  uint8_t fields[kTimeFields];
+  read_time(board, fields);
+  if (!transfer.write) {
+    for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = fields[first + i % count];
+    return;
+  }
+  if (transfer.len == 0) return;
+  memcpy(fields + first, transfer.data, transfer.len < count ? transfer.len : count);
+  write_time(board, fields);
+}
+
+// A register of one byte, which a longer read repeats.
+void transfer_register(Board &board, Transfer &transfer, unsigned command) {
+  uint8_t &value = board.i2c.clock.value[command];
+  if (!transfer.write) {
+    memset(transfer.data, value, transfer.len);
+    return;
+  }
+  if (transfer.len == 0) return;
+  if (command == Status1) {
+    write_status(board, transfer.data[0]);
+  } else {
+    value = transfer.data[0];
+  }
+}
+
 }  // namespace
 
 void reset_clock(Clock &clock) {
@@ -80,28 +118,24 @@ void reset_clock(Clock &clock) {
 
 // The chip knows two digits of the year: after 2099 comes 2000.
 int64_t clock_seconds(const Board &board) {
-  int64_t seconds = wrapping_sum(now_us(board), board.i2c.clock.shift_us) / kMicro - kYear2000;
+  int64_t seconds = wrapping_sum(now_us(board), board.i2c.clock.shift_us) / kMicroseconds - kYear2000;
   return kYear2000 + (seconds % kCentury + kCentury) % kCentury;
 }
 
 void set_clock(Board &board, int64_t seconds) {
-  board.i2c.clock.shift_us = wrapping_sum(seconds * kMicro, -now_us(board));
+  board.i2c.clock.shift_us = wrapping_sum(seconds * kMicroseconds, -now_us(board));
 }
 
 // The chip has no register offset: offset bytes before a read would overwrite the register.
 int clock_chip(Board &board, Transfer &transfer) {
   if (!board.i2c.clock_present || transfer.offset_len != 0) return kFail;
-  unsigned command = transfer.address >> 1 & 7u, start = command == TimeOnly ? Hour : Year;
-  bool is_time = command == RealTime || command == TimeOnly;
-  uint8_t field[kFields], *value = is_time ? field + start : &board.i2c.clock.value[command];
-  size_t size = is_time ? kFields - start : 1;
-  if (is_time) read_time(board, field);
-  if (!transfer.write) {
-    for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = value[i % size];
-  } else if (transfer.len > 0) {
-    if (command == Status1) return write_status(board, transfer.data[0]), 0;
-    memcpy(value, transfer.data, transfer.len < size ? transfer.len : size);
-    if (is_time) write_time(board, field);
+  unsigned command = transfer.address >> 1 & 7u;
+  if (command == RealTime) {
+    transfer_time(board, transfer, Year);
+  } else if (command == TimeOnly) {
+    transfer_time(board, transfer, Hour);
+  } else {
+    transfer_register(board, transfer, command);
   }
   return 0;
 }

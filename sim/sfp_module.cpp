@@ -96,13 +96,13 @@ void plug(Board &board, unsigned port, const char *name, const uint8_t *page, Ph
   cage.phy = phy;
   reset_phy(cage);
   restart_negotiation(board, cage);
-  cage.los = cage.txfault = 0;
+  cage.loss_of_signal = cage.tx_fault = 0;
   cage.fitted = 1;  // last: who dies here leaves an empty cage
 }
 
 void unplug(Cage &cage) {
   cage = {};
-  cage.los = cage.txfault = 1;
+  cage.loss_of_signal = cage.tx_fault = 1;
   cage.link_speed = 1000;
   cage.full_duplex = 1;
 }

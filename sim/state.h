@@ -13,11 +13,26 @@ namespace zelsim {
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
 constexpr uint32_t kVersion = 3;
 
-constexpr uint32_t kFlashSize = 0x2000000, kSectorSize = 0x10000, kSectors = kFlashSize / kSectorSize, kPageSize = 256;
+// The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
+constexpr unsigned kSlots = 3;
+constexpr unsigned kPortsPerSlot = 8;
+constexpr unsigned kDaughterPorts = kSlots * kPortsPerSlot;
+constexpr unsigned kMainPorts = 4;
+constexpr unsigned kFirstMainPort = kDaughterPorts;
+constexpr unsigned kPorts = kDaughterPorts + kMainPorts;
+constexpr unsigned kSupplies = 2;
 
-constexpr unsigned kPorts = 28, kDaughterPorts = 24, kSlots = 3, kPortsPerSlot = 8;
-constexpr unsigned kChainGroups = 32, kChainBits = 8;
-constexpr unsigned kMaxRules = 32, kRegisters = 256;
+constexpr uint32_t kFlashSize = 0x2000000;
+constexpr uint32_t kSectorSize = 0x10000;
+constexpr uint32_t kSectors = kFlashSize / kSectorSize;
+constexpr uint32_t kPageSize = 256;  // of one program operation
+
+// The serial-GPIO chain.
+constexpr unsigned kChainGroups = 32;
+constexpr unsigned kChainBits = 8;
+
+constexpr unsigned kMaxRules = 32;
+constexpr unsigned kRegisters = 256;
 constexpr uint32_t kWatchedBytes = 0x10000;
 constexpr uint8_t kNoCage = 0xff;
 
@@ -26,14 +41,30 @@ enum class Node : uint8_t { None, Gpio, I2c, Flash, Any };
 enum class Supply : uint8_t { None, Ac, Dc };
 
 // Board types as the I2C driver reports them: 1 is the copper board, any other value a board with cages.
-constexpr uint8_t kNoBoard = 0, kCopperBoard = 1, kSfpBoard = 2;
+constexpr uint8_t kNoBoard = 0;
+constexpr uint8_t kCopperBoard = 1;
+constexpr uint8_t kSfpBoard = 2;
 
-// The bytes of the drivers stand in the order in which they are shown.
+/** What the GPIO driver keeps. LEDs are 0 off, 1 on, 2 blinking. */
 struct Gpio {
-  uint8_t system_led, alarm_led, relay, ring_master_led, ring_fail_led, power_led[2], speed_led[4];
-  uint8_t reset_process, reset_flag, io_value, reset_key, watchdog_toggling, diag_flag, flash_access, debug;
+  uint8_t system_led;
+  uint8_t alarm_led;
+  uint8_t relay;
+  uint8_t ring_master_led;
+  uint8_t ring_fail_led;
+  uint8_t power_led[kSupplies];
+  uint8_t speed_led[kMainPorts];
+  uint8_t reset_process;
+  uint8_t reset_flag;
+  uint8_t io_value;
+  uint8_t reset_key;
+  uint8_t watchdog_toggling;
+  uint8_t diag_flag;
+  uint8_t flash_access_flag;
+  uint8_t debug;
   uint8_t selected_cage;  // kNoCage before the first selection
-  uint32_t watchdog_toggles, hardware_resets;
+  uint32_t watchdog_toggles;
+  uint32_t hardware_resets;
 };
 
 struct Expander {
@@ -41,8 +72,13 @@ struct Expander {
   uint8_t value[4][2];  // output, polarity and configuration of one or two ports; the input is the world's
 };
 
-constexpr unsigned kWideExpanders = 7;    // six on the daughter boards, one on the main board
-constexpr unsigned kNarrowExpanders = 6;  // three for loss of signal on the daughter boards, three on the main board
+// The wide expanders of the daughter boards come first, two a slot; the last one is the main board's.
+constexpr unsigned kWidePerSlot = 2;
+constexpr unsigned kMainWide = kSlots * kWidePerSlot;
+constexpr unsigned kWideExpanders = kMainWide + 1;
+// One narrow expander a slot has the loss-of-signal lines of a daughter board; three are on the main board.
+constexpr unsigned kMainNarrow = kSlots;
+constexpr unsigned kNarrowExpanders = kMainNarrow + 3;
 
 constexpr uint8_t kClock24Hours = 0x40;  // of the clock's status register 1
 
@@ -57,13 +93,22 @@ struct Sensor {
   uint16_t value[4];  // temperature, configuration, hysteresis, over-temperature
 };
 
+/** What the I2C driver keeps, and the chips of the board. */
 struct I2c {
-  uint8_t busy, debug, rtc_fail, temperature_fail, clock_present, sensor_present;
-  uint8_t slot_type[kSlots], slot_alive[kSlots];
+  uint8_t busy;
+  uint8_t debug;
+  uint8_t clock_fail;
+  uint8_t temperature_fail;
+  uint8_t clock_present;
+  uint8_t sensor_present;
+  uint8_t slot_type[kSlots];
+  uint8_t slot_alive[kSlots];
   uint8_t io_level[2];  // what the world puts on the inputs of the main board's wide expander
-  uint8_t rtc_record[48], temperature_record[4];
+  uint8_t rtc_record[48];
+  uint8_t temperature_record[4];
   uint32_t refreshes;
-  Expander wide[kWideExpanders], narrow[kNarrowExpanders];
+  Expander wide[kWideExpanders];
+  Expander narrow[kNarrowExpanders];
   Clock clock;
   Sensor sensor;
 };
@@ -71,7 +116,10 @@ struct I2c {
 enum class PhyKind : uint8_t { None, Marvell, Other };
 
 struct Cage {
-  uint8_t fitted, los, txfault;  // line levels; los and txfault are pulled up in an empty cage
+  uint8_t fitted;
+  // Line levels. Both are pulled up in an empty cage.
+  uint8_t loss_of_signal;
+  uint8_t tx_fault;
   PhyKind phy;
   char name[24];
   uint8_t page[256];  // SFF-8472 page A0h
@@ -86,53 +134,66 @@ enum class RegisterSpace : uint8_t { Free, Soc, SwitchChip, Phy };
 struct Register {
   RegisterSpace space;
   uint8_t port;
-  uint32_t address, value;
+  uint32_t address;
+  uint32_t value;
 };
 
 struct Flash {
-  uint8_t chip_index, debug, extended_address;
-  uint32_t erases[kSectors], programs[kSectors];  // programs count page program operations
-  uint64_t bytes_programmed, bytes_not_erased;    // the latter: programmed while not 0xFF
+  uint8_t chip_index;
+  uint8_t debug;
+  uint8_t extended_address;
+  uint32_t erases[kSectors];
+  uint32_t programs[kSectors];  // page program operations
+  uint64_t bytes_programmed;
+  uint64_t bytes_not_erased;  // programmed while not 0xFF
 };
 
 enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed };
 enum class Call : uint8_t { AnyRequest, Request, Open, Read, Write, Seek };
 
-/** What asks for a fault before it takes effect, a request, a read, write or seek, an open; or what a rule looks for. */
+/** A call that asks for a fault before it takes effect: a request, a read, write or seek, an open. In a rule: the calls
+ *  that the rule meets. */
 struct FaultCall {
   Node node;
   Call call;
-  uint8_t request, has_address;
-  uint32_t first_address, last_address;
+  uint8_t request;
+  uint8_t has_address;
+  uint32_t first_address;
+  uint32_t last_address;
 };
 
 struct FaultRule {
   Effect effect;  // None: the row is free
   FaultCall on;
-  uint32_t value, skip, count, hits;  // count 0: until healed
-  uint32_t number;                    // of no other rule of this board, before or after
+  uint32_t value;
+  uint32_t skip;
+  uint32_t count;  // 0: until healed
+  uint32_t hits;
+  uint32_t number;  // of no other rule of this board, before or after
 };
 
-/** For whoever looks on from outside. Counts wrap. */
+/** For those who watch the board from outside. Counts wrap. */
 struct Watch {
   uint32_t changes;    // of the board so far
   uint32_t awaited;    // somebody sleeps on the count until it grows
   uint32_t reflashed;  // how often the flash got other contents as a whole
-  // Lines of the trace, whose bytes are counted; they are written while less than what a reader asked for.
-  uint32_t written, wanted;
+  // The trace. A reader sets `wanted`; lines are written while `written` is less.
+  uint32_t written;  // bytes so far
+  uint32_t wanted;
   char lines[kWatchedBytes];
 };
 
 struct Board {
   uint64_t magic;
-  uint32_t version, size;
+  uint32_t version;
+  uint32_t size;
   pthread_mutex_t mutex;
   Gpio gpio;
   I2c i2c;
   Flash flash;
   Cage cages[kPorts];
-  Supply supply[2];
-  uint8_t supply_good[2];
+  Supply supply[kSupplies];
+  uint8_t supply_good[kSupplies];
   uint8_t chain[kChainGroups][kChainBits];
   Register registers[kRegisters];
   uint32_t rule_count;  // rules in use, so that a healthy board looks at no rule

@@ -191,7 +191,7 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
     wire::reset();
     const Outcome good = run(setting);
     const bool raises = g_function == "FW_SetFlashAccessFlag";
-    EXPECT_EQ(good.board.gpio.flash_access, raises) << g_function;
+    EXPECT_EQ(good.board.gpio.flash_access_flag, raises) << g_function;
     const int descriptor = lowest_free_descriptor();
     for (const auto &way : kWays) {
       wire::reset();
@@ -204,7 +204,7 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
         });
         const Outcome bad = run(setting);
         const bool tidy = lowest_free_descriptor() == descriptor && (!g_left_open || g_function == "readFully");
-        const bool lowered = raises || bad.board.gpio.flash_access == 0;
+        const bool lowered = raises || bad.board.gpio.flash_access_flag == 0;
         const bool honest = bad.result != good.result || bad.same_work(good);
         if (tidy && lowered && honest) continue;
         const std::string failed = nth_event(bad.events, n, way.events);
@@ -250,7 +250,7 @@ TEST_F(FaultSweep, NonsenseInTheTable) {
       alarm(100);
       const int descriptor = lowest_free_descriptor();
       const Outcome outcome = run(setting);
-      EXPECT_EQ(outcome.board.gpio.flash_access, g_function == "FW_SetFlashAccessFlag") << g_function << entry;
+      EXPECT_EQ(outcome.board.gpio.flash_access_flag, g_function == "FW_SetFlashAccessFlag") << g_function << entry;
       EXPECT_EQ(lowest_free_descriptor(), descriptor) << g_function << entry;
     }
     flash_def[entry] = sound;

@@ -33,6 +33,7 @@ done <<'END'
 1;standard output: No space;plug --help >/dev/full
 1;standard output: Bad file;get panel >&-
 127;cannot run 'nonesuch';run --trace="$work/kept" -- nonesuch
+0;linked statically;run -- /sbin/ldconfig --version
 0;makes board 'typo';run --board typo -- true
 END
 
@@ -58,3 +59,8 @@ mkdir "$work/lost+found"
 "$zelsim" heal 1
 [ "$("$zelsim" get faults.2.target)" = any:open ] && ! "$zelsim" get faults.1 2>/dev/null || fail "the wrong fault is healed"
 [ "$("$zelsim" get cages.24.module) $("$zelsim" get supplies.2.good)" = "10g-sr yes" ] || fail "get"
+
+# The shorter words stay accepted.
+"$zelsim" set los 24 1 && "$zelsim" set txfault 24 1
+[ "$("$zelsim" get cages.24.los) $("$zelsim" get cages.24.presence) $("$zelsim" get gpio.flash-access)" = "1 0 0" ] ||
+  fail "shorter words"

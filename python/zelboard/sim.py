@@ -164,7 +164,7 @@ class Board(AbstractContextManager["Board"]):
 
     def set_light(self, port: int, light: bool) -> None:
         """Lets light into a module, or keeps it out."""
-        self.set("los", port, not light)
+        self.set("loss-of-signal", port, not light)
 
     def fault(self, target: str, *, result: Union[str, int, None] = None, count: int = 0, skip: int = 0) -> Fault:
         """Makes requests fail from now on: with board.fault("i2c:BufRead@0x9e", result="busy", count=3): ..."""

@@ -17,7 +17,7 @@ I2c = NamedTuple("I2c", [
     ("sensor_present", int), ("clock", str), ("clock_mode", int), ("temperature", float), ("io", List[int]),
     ("refreshes", int)])
 Cage = NamedTuple("Cage", [
-    ("port", int), ("module", Optional[str]), ("presence", int), ("tx_disable", int), ("tx_fault", int),
+    ("port", int), ("module", Optional[str]), ("presence_line", int), ("tx_disable", int), ("tx_fault", int),
     ("loss_of_signal", int)])
 FlashCounters = NamedTuple("FlashCounters", [
     ("chip_index", int), ("debug", int), ("extended_address", int), ("erases", int), ("programs", int),

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "arguments.h"
+#include "modules.h"
 #include "web.h"
 
 // What pages do to a board: the commands of zelsim's own table. Their arguments and options are fields of a JSON object
@@ -9,8 +11,8 @@
 namespace zelsim::web {
 namespace {
 
-using tool::Line;
-using tool::Row;
+using tool::CommandLine;
+using tool::CommandRow;
 using tool::Usage;
 
 constexpr char kPlug[] = "plug", kFail[] = "fail", kReset[] = "reset";
@@ -18,11 +20,11 @@ constexpr char kPlug[] = "plug", kFail[] = "fail", kReset[] = "reset";
 /** An option of a command: a text, or else whether the flash is meant, too. */
 struct Option {
   const char *command, *name;
-  std::string Line::*text;
+  std::string CommandLine::*text;
 };
-constexpr Option kOptions[] = {{kFail, "result", &Line::result},
-                               {kFail, "count", &Line::count},
-                               {kFail, "skip", &Line::skip},
+constexpr Option kOptions[] = {{kFail, "result", &CommandLine::result},
+                               {kFail, "count", &CommandLine::count},
+                               {kFail, "skip", &CommandLine::skip},
                                {kReset, "flash", nullptr}};
 
 struct Field {
@@ -37,7 +39,7 @@ std::string lower(std::string text) {
 }
 
 // The board is the server's own: no field names it.
-std::vector<Field> fields_of(const Row &row) {
+std::vector<Field> fields_of(const CommandRow &row) {
   std::vector<Field> fields;
   for (std::string text : split(row.arguments, ' ')) {
     bool optional = text[0] == '?' && row.name != std::string(kFail);
@@ -51,7 +53,7 @@ std::vector<Field> fields_of(const Row &row) {
 }
 
 // Sets what a field stands for, and returns it as it is on a command line.
-std::string put(Line &line, const Field &field, const std::string &word) {
+std::string put(CommandLine &line, const Field &field, const std::string &word) {
   uint32_t value = tool::value_of(field.argument, word);
   if (field.option == nullptr) {
     line.words.push_back(word);
@@ -66,12 +68,12 @@ std::string put(Line &line, const Field &field, const std::string &word) {
 }  // namespace
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
-  auto row = std::ranges::find_if(tool::world_commands(), [&](const Row &each) { return each.name == name; });
-  if (row == tool::world_commands().end() || row->run == nullptr) throw Usage("action: '" + name + "' is none");
+  const CommandRow *row = tool::world_command(name);
+  if (row == nullptr || row->run == nullptr) throw Usage("action: '" + name + "' is none");
   Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
   if (!object.is_object()) throw Usage("body: not a JSON object");
-  Line line = {board};
-  std::string told = "zelsim " + name;
+  CommandLine line = {board};
+  std::string told = std::string("zelsim ") + row->name;
   for (const Field &field : fields_of(*row)) {
     bool given = object.contains(field.name);
     if (!given && field.optional) continue;
@@ -92,7 +94,7 @@ std::string act(const std::string &board, const std::string &name, const std::st
 
 Json actions() {
   Json all = Json::array();
-  for (const Row &row : tool::world_commands()) {
+  for (const CommandRow &row : tool::world_commands()) {
     if (row.run == nullptr) continue;
     Json fields = Json::array();
     for (const Field &field : fields_of(row)) {

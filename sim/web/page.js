@@ -147,8 +147,8 @@ function page() {
       choice('Link partner', [['down'], ['10'], ['100'], ['1000']], (to) => act('set link', {port, speed: to, duplex}), speed),
       choice('Duplex', [['half'], ['full']], (to) => act('set link', {port, speed, duplex: to}), duplex)];
     return [button('Pull it out', () => act('unplug', {port}), {className: 'main'}),
-      choice('Light', [[0, 'there'], [1, 'cut']], (value) => act('set los', {port, value}), cage.loss_of_signal),
-      choice('Transmitter', [[0, 'good'], [1, 'fault']], (value) => act('set txfault', {port, value}), cage.tx_fault),
+      choice('Light', [[0, 'there'], [1, 'cut']], (value) => act('set loss-of-signal', {port, value}), cage.loss_of_signal),
+      choice('Transmitter', [[0, 'good'], [1, 'fault']], (value) => act('set tx-fault', {port, value}), cage.tx_fault),
       ...links, ...catalogue];
   }
 

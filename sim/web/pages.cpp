@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "arguments.h"
 #include "web.h"
 #include "web_page.h"
 
@@ -138,7 +139,8 @@ void add_pages(httplib::Server &server, const Settings &settings, Watcher &watch
   server.Get("/api/faults", document(tool::faults_document));
   server.Get("/api/actions", answering([](const Request &) { return actions(); }));
   server.Get("/api/module", answering([board](const Request &request) {
-               return module_document(board, tool::number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
+               return module_document(board,
+                                      tool::parse_number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
              }));
   server.Get("/api/flash", answering([board](const Request &) {
                Json flash = tool::flash_document({board});

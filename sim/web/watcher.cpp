@@ -84,7 +84,7 @@ uint32_t Watcher::publish() {
   try {
     attach();
     seen = changes_of(*attached_);
-    tool::Line line = {board_};
+    tool::CommandLine line = {board_};
     std::string picture = tool::panel_picture(*tool::look_at(board_));
     parts = {{"gone", nullptr},
              {"board", tool::board_document(line)},

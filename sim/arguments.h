@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Arguments of commands, by the names that the command line's help shows.
+
+namespace zelsim::tool {
+
+/** An argument: what it is, and an example. */
+struct Argument {
+  const char *name;
+  const char *values;  // as the help shows them; empty: from `lowest` to `highest`, if it is a number
+  const char *what;
+  const char *example;
+  uint32_t lowest = 0;
+  uint32_t highest = 0;  // 0: no number
+};
+const Argument &argument_of(const std::string &name);
+/** The values that it takes, as the help shows them; empty for any text. */
+std::string values_of(const Argument &argument);
+
+/** The number that `text` stands for as argument NAME or NAME=WORD|WORD. Returns 0 for a mere text; throws Usage. */
+uint32_t value_of(const std::string &argument, const std::string &text);
+/** A decimal or 0x number in a range; throws Usage naming `argument`. */
+uint32_t parse_number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest);
+/** Index of `text` in a list "name|name"; throws Usage naming `argument` and listing the names. */
+unsigned parse_choice(const std::string &text, const std::string &argument, const std::string &names);
+
+}  // namespace zelsim::tool

@@ -1,0 +1,136 @@
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
+
+#include "board.h"
+#include "rules.h"
+#include "system_calls.h"
+
+// The mapping of a board, its lock and the count of its changes.
+
+namespace zelsim {
+namespace {
+
+// What is wrong with a board's two files, or null.
+const char *fault_of(int state, int flash) {
+  struct {
+    uint64_t magic;
+    uint32_t version;
+    uint32_t size;
+  } head = {};
+  if (state < 0 || flash < 0) return strerror(errno);
+  if (sys::lseek(state, 0, SEEK_END) != sizeof(Board)) return "the state file has a wrong size";
+  ssize_t count = sys::pread(state, &head, sizeof head, 0);
+  if (count != sizeof head || head.magic != kMagic) return "the state file has no magic number";
+  if (head.version != kVersion || head.size != sizeof(Board)) return "the state file has the version of another zelsim";
+  if (sys::lseek(flash, 0, SEEK_END) != kFlashSize) return "the flash image has a wrong size";
+  return nullptr;
+}
+
+void make_mutex(Board &board) {
+  pthread_mutexattr_t kind;
+  pthread_mutexattr_init(&kind);
+  pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
+  pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
+  if (pthread_mutex_init(&board.mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust ones
+    pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_STALLED);
+    pthread_mutex_init(&board.mutex, &kind);
+  }
+  pthread_mutexattr_destroy(&kind);
+}
+
+int open_in(const char *folder, const char *file, int flags, mode_t mode = 0) {
+  char path[kPathMax + 32];
+  snprintf(path, sizeof path, "%s%s", folder, file);
+  return sys::open(path, flags | O_CLOEXEC, mode);
+}
+
+}  // namespace
+
+bool attach(const char *folder, Attached *attached, char *error, size_t error_size) {
+  *attached = {};
+  sys::File state(open_in(folder, kStateFile, O_RDWR));
+  sys::File flash(open_in(folder, kFlashFile, O_RDONLY));
+  const char *fault = fault_of(state.get(), flash.get());
+  if (fault != nullptr) {
+    snprintf(error, error_size, "%s is missing, damaged or no board: %s", folder, fault);
+    return false;
+  }
+  // The file lock lives as long as the mapping, beyond the descriptor's end. A process that finds nobody else on the
+  // board makes the mutex anew: a machine that stopped, or a copied folder, may have left it locked by a process long
+  // gone.
+  bool alone = flock(state.get(), LOCK_EX | LOCK_NB) == 0;
+  if (!alone) flock(state.get(), LOCK_SH);
+  void *board = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED, state.get(), 0);
+  void *image = mmap(nullptr, kFlashSize, PROT_READ, MAP_SHARED, flash.get(), 0);
+  if (board == MAP_FAILED || image == MAP_FAILED) {
+    snprintf(error, error_size, "the board in %s cannot be mapped: %s", folder, strerror(errno));
+    return false;
+  }
+  attached->board = static_cast<Board *>(board);
+  attached->inverted_flash = static_cast<const uint8_t *>(image);
+  if (alone) {
+    make_mutex(*attached->board);
+    flock(state.get(), LOCK_SH);
+  }
+  return true;
+}
+
+void detach(const Attached &attached) {
+  munmap(attached.board, sizeof(Board));
+  munmap(const_cast<uint8_t *>(attached.inverted_flash), kFlashSize);
+}
+
+const char *variable(const char *name) {
+  const char *value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+bool is_on(const char *name) {
+  const char *value = variable(name);
+  return value[0] != '\0' && strcmp(value, "0") != 0;
+}
+
+static void attach_environment_board(Attached *attached) {
+  const char *folder = variable(kBoardFolderVariable);
+  if (folder[0] == '\0') return;
+  char error[2 * kPathMax];
+  if (!attach(folder, attached, error, sizeof error)) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
+}
+
+// Once for a process: a program stays on the board that it met first.
+const Attached *environment_board() {
+  static pthread_once_t once = PTHREAD_ONCE_INIT;
+  static Attached attached;
+  pthread_once(&once, [] { attach_environment_board(&attached); });
+  bool asked_for = variable(kBoardFolderVariable)[0] != '\0';
+  errno = asked_for ? ENXIO : 0;
+  return attached.board != nullptr ? &attached : nullptr;
+}
+
+// If a sleeper was killed, one call is made in vain.
+void announce_change(Board &board) {
+  __atomic_add_fetch(&board.watch.changes, 1, __ATOMIC_SEQ_CST);
+  if (__atomic_exchange_n(&board.watch.awaited, 0, __ATOMIC_SEQ_CST) != 0) sys::futex_wake_all(&board.watch.changes);
+}
+
+void await_change(Board &board, uint32_t seen) {
+  constexpr timespec kPatience = {2, 0};
+  __atomic_store_n(&board.watch.awaited, 1, __ATOMIC_SEQ_CST);
+  sys::futex_wait(&board.watch.changes, seen, kPatience);
+}
+
+Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
+  if (pthread_mutex_lock(&board_.mutex) != EOWNERDEAD) return;
+  count_rules(board_);  // all that may be half done and no model checks at use
+  pthread_mutex_consistent(&board_.mutex);
+}
+
+Guard::~Guard() {
+  if (intent_ == Intent::Change) announce_change(board_);
+  pthread_mutex_unlock(&board_.mutex);
+}
+
+}  // namespace zelsim

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "attached.h"
+
+// Boards as folders.
+
+namespace zelsim::tool {
+
+/** A board, locked for as long as this lives. */
+struct OpenBoard {
+  std::filesystem::path folder;
+  std::shared_ptr<const Attached> attached;
+  Guard guard;
+  Board &operator*() const { return *attached->board; }
+  Board *operator->() const { return attached->board; }
+};
+
+/** Throws Usage for what cannot be a board's name. */
+void check_name(const std::string &name);
+
+/** The folder of all boards. */
+std::filesystem::path boards_root();
+
+/** Opens a board by its name. An empty name is the board of the enclosing `zelsim run`, or else the board `default`. */
+OpenBoard open_board(const std::string &name, Intent intent = Intent::Change);
+/** The same for those who change nothing. */
+inline OpenBoard look_at(const std::string &name) { return open_board(name, Intent::Look); }
+/** Opens a board, and makes it before if it is missing. */
+OpenBoard open_or_make_board(const std::string &name);
+
+/** Names of the board types by the numbers that the I2C driver gives them: kNoBoard, kCopperBoard, kSfpBoard. */
+constexpr char kBoardTypes[] = "none|copper|sfp";
+/** Name of the type that is fitted in slot index 0 to 2. */
+std::string board_type(const Board &board, unsigned slot);
+
+}  // namespace zelsim::tool

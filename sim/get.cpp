@@ -1,0 +1,65 @@
+#include <strings.h>
+
+#include "tool.h"
+
+// `zelsim get`: one value of what `zelsim show` shows, by the words that lead to it.
+
+namespace zelsim::tool {
+namespace {
+
+/** Another word that is accepted for a member. */
+struct OtherWord {
+  const char *word;
+  const char *member;
+};
+constexpr OtherWord kOtherWords[] = {
+    {"los", "loss_of_signal"},
+    {"presence", "presence_line"},
+    {"flash_access", "flash_access_flag"},
+    {"flash-access", "flash_access_flag"},
+};
+
+bool is_same_word(const std::string &a, const std::string &b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
+
+bool is_word_for(const std::string &name, const std::string &word) {
+  if (is_same_word(name, word)) return true;
+  for (const OtherWord &other : kOtherWords) {
+    if (is_same_word(word, other.word) && name == other.member) return true;
+  }
+  return false;
+}
+
+// A row of a table goes by its first column.
+std::string name_of_row(const Json &row) { return cell(row.begin().key(), row.front()); }
+
+// What a word leads to: a member of an object, the row of a table that begins with it, or a number of a list.
+const Json &step(const Json &from, const std::string &word) {
+  if (!from.is_structured()) throw Usage("PATH: '" + word + "' is not in: a value");
+  Words names;
+  const Json *found = nullptr;
+  for (const auto &[name, part] : from.items()) {
+    names.push_back(is_table(from) ? name_of_row(part) : name);
+    if (!is_word_for(names.back(), word)) continue;
+    if (found != nullptr) throw Usage("PATH: more than one row begins with '" + word + "'");
+    found = &part;
+  }
+  if (found == nullptr) throw Usage("PATH: '" + word + "' is not in: " + cell("", names));
+  return *found;
+}
+
+}  // namespace
+
+void get_value(const CommandLine &line) {
+  Json board = board_document(line);
+  const Json *value = &board;
+  Words path = split(line.words[0], '.');
+  if (path.empty()) path = {""};
+  for (const std::string &word : path) value = &step(*value, word);
+  if (line.json || value->is_object() || is_table(*value)) {
+    print(*value, line.json);
+  } else {
+    std::puts(cell(path.back(), *value).c_str());
+  }
+}
+
+}  // namespace zelsim::tool

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "state.h"
+
+// The three device nodes: what they are called, and which files of a board's folder stand for them.
+
+namespace zelsim {
+
+constexpr char kFlashFile[] = "/flash.inverted";
+
+struct NodeDescription {
+  Node node;
+  const char *name;
+  const char *path;
+  const char *file;  // in the board's folder; empty for the two drivers without data
+};
+
+constexpr NodeDescription kNodes[] = {
+    {Node::Gpio, "gpio", "/dev/zel_gpio", "/gpio"},
+    {Node::I2c, "i2c", "/dev/zel_i2c", "/i2c"},
+    {Node::Flash, "flash", "/dev/zel_spi_flash", kFlashFile},
+};
+
+/** Null for Node::None and Node::Any. */
+constexpr const NodeDescription *description_of(Node node) {
+  for (const NodeDescription &row : kNodes) {
+    if (row.node == node) return &row;
+  }
+  return nullptr;
+}
+
+constexpr char kAnyNode[] = "any";
+
+constexpr const char *node_name(Node node) {
+  const NodeDescription *description = description_of(node);
+  if (description != nullptr) return description->name;
+  return node == Node::Any ? kAnyNode : "none";
+}
+
+}  // namespace zelsim

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "board.h"
+
+// Rules by which calls fail.
+
+namespace zelsim {
+
+/** What a rule does to a call. */
+struct Fault {
+  bool strikes = false;
+  bool short_count = false;  // a read or write moves `result` bytes at most
+  int result = 0;
+  int error = 0;
+};
+
+/** Finds the first rule for this call and uses it up by one. A rule that kills does not return. */
+Fault take_fault(Board &board, const FaultCall &call);
+/** True if a rule for `on` meets this call. */
+bool matches(const FaultCall &on, const FaultCall &call);
+/** Adds a rule. Returns it as it stands in the table, with its number; null if the table is full. */
+const FaultRule *add_rule(Board &board, const FaultRule &rule);
+/** Clears the rule with this number, or all for 0. */
+void heal(Board &board, uint32_t number = 0);
+/** Counts the rules in use again: a process that died with the lock may have left the count wrong. */
+void count_rules(Board &board);
+
+}  // namespace zelsim

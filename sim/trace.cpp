@@ -1,0 +1,204 @@
+#include "trace.h"
+
+#include <errno.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "nodes.h"
+#include "system_calls.h"
+
+namespace zelsim {
+namespace {
+
+// Who reads the trace.
+struct Readers {
+  const char *file = variable(kTraceVariable);  // empty: no file
+  Board *watched = nullptr;                     // null: nobody watches the board
+
+  Readers() {
+    const Attached *attached = environment_board();
+    if (attached == nullptr) return;
+    Watch &watch = attached->board->watch;
+    uint32_t written = __atomic_load_n(&watch.written, __ATOMIC_RELAXED);
+    uint32_t wanted = __atomic_load_n(&watch.wanted, __ATOMIC_RELAXED);
+    bool wants_more = static_cast<int32_t>(wanted - written) > 0;  // the counts wrap
+    if (wants_more) watched = attached->board;
+  }
+  bool none() const { return file[0] == '\0' && watched == nullptr; }
+};
+
+void show_watchers(Board &board, const char *text, size_t size) {
+  Guard guard(board);
+  Watch &watch = board.watch;
+  for (size_t i = 0; i < size; ++i) {
+    watch.lines[watch.written % kWatchedBytes] = text[i];
+    ++watch.written;
+  }
+}
+
+// One write, so that several processes may share a file. No descriptor is kept: the traced program may close any number
+// that it likes.
+void write_to(const char *where, const char *text, size_t size) {
+  if (strcmp(where, "-") == 0) {
+    sys::write(STDERR_FILENO, text, size);
+    return;
+  }
+  sys::File file(sys::open(where, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+  sys::write(file.get(), text, size);
+}
+
+class TraceLine {
+ public:
+  void add_list(const char *format, va_list arguments) {
+    constexpr size_t kMost = sizeof text_ - 2;  // the newline and the end of the text follow
+    int written = vsnprintf(text_ + size_, sizeof text_ - size_, format, arguments);
+    if (written > 0) size_ += static_cast<size_t>(written);
+    if (size_ > kMost) size_ = kMost;
+  }
+
+  __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    add_list(format, arguments);
+    va_end(arguments);
+  }
+
+  void send(const Readers &readers, long result) {
+    add_result(result);
+    text_[size_++] = '\n';
+    if (readers.file[0] != '\0') write_to(readers.file, text_, size_);
+    if (readers.watched != nullptr) show_watchers(*readers.watched, text_, size_);
+    errno = error_;
+  }
+
+ private:
+  void add_result(long result) {
+    if (result == kNoResult) return;
+    if (result < 0) {
+      add(" = -1 %s", strerrorname_np(error_));
+    } else if (result > 9) {
+      add(" = 0x%lx", result);
+    } else {
+      add(" = %ld", result);
+    }
+  }
+
+  char text_[1024];
+  size_t size_ = 0;
+  int error_ = errno;  // the caller's
+};
+
+void add_bytes(TraceLine &line, const uint8_t *data, size_t size) {
+  for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
+}
+
+// Values of one or four bytes that follow each other, by the names of `fields`.
+void add_named(TraceLine &line, const char *fields, const uint8_t *values, size_t width, const char *format) {
+  const char *name = fields;
+  while (*name != '\0') {
+    if (name != fields) line.add(" ");
+    size_t length = strcspn(name, " ");
+    uint32_t value = 0;
+    memcpy(&value, values, width);
+    line.add("%.*s=", static_cast<int>(length), name);
+    line.add(format, value);
+    values += width;
+    name += length;
+    if (*name == ' ') ++name;
+  }
+}
+
+// The first two fields are bytes; the others are words behind a gap.
+void add_rtc(TraceLine &line, const char *fields, const uint8_t *record) {
+  line.add("mode24=%u pm=%u ", record[0], record[1]);
+  add_named(line, fields + strlen("mode24 pm "), record + 4, 4, "%u");
+}
+
+void add_temperature(TraceLine &line, const uint8_t *record) {
+  float degrees;
+  memcpy(&degrees, record, sizeof degrees);
+  line.add("temperature=%.1f", static_cast<double>(degrees));
+}
+
+void add_record(TraceLine &line, const Request &request, const uint8_t *record) {
+  const char *fields = fields_of(request);
+  line.add("{");
+  switch (request.shape) {
+    case Shape::Byte:
+    case Shape::Pair:
+      add_named(line, fields, record, 1, "%u");
+      break;
+    case Shape::Register:
+      add_named(line, fields, record, 4, "0x%08x");
+      break;
+    case Shape::Rtc:
+      add_rtc(line, fields, record);
+      break;
+    case Shape::Temperature:
+      add_temperature(line, record);
+      break;
+    case Shape::Identification:
+      add_bytes(line, record, record_size(request));
+      break;
+    case Shape::None:
+    case Shape::Transfer:
+      break;
+  }
+  line.add("}");
+}
+
+void add_transfer(TraceLine &line, const RequestEvent &event) {
+  const uint8_t *record = event.before;
+  uint8_t len = record[kLen];
+  uint32_t offset;
+  memcpy(&offset, record + kOffset, sizeof offset);
+  line.add(" addr=0x%02x offset=0x%02x offset_len=%u len=%u", record[kAddress], offset, record[kOffsetLen], len);
+  bool reads = event.request->fills;
+  if (reads && event.result != 0) return;
+  line.add(reads ? " -> " : " data=");
+  add_bytes(line, event.after, len < kMaxTransfer ? len : kMaxTransfer);
+}
+
+void add_request(TraceLine &line, const RequestEvent &event) {
+  const Request &request = *event.request;
+  line.add(" %s", request.name);
+  if (erases(request)) line.add(" 0x%08x", event.address);
+  if (event.error == EFAULT || request.shape == Shape::None) return;
+  if (request.shape == Shape::Transfer) {
+    add_transfer(line, event);
+    return;
+  }
+  line.add(" ");
+  add_record(line, request, event.before);
+  line.add(" -> ");
+  add_record(line, request, event.after);
+}
+
+}  // namespace
+
+void trace_request(const RequestEvent &event) {
+  Readers readers;
+  if (readers.none()) return;
+  TraceLine line;
+  line.add("%s 0x%02X", node_name(event.node), event.number);
+  if (event.request != nullptr) {
+    add_request(line, event);
+  } else {
+    line.add(" ?");
+  }
+  line.send(readers, event.result);
+}
+
+void trace(long result, const char *format, ...) {
+  Readers readers;
+  if (readers.none()) return;
+  TraceLine line;
+  va_list arguments;
+  va_start(arguments, format);
+  line.add_list(format, arguments);
+  va_end(arguments);
+  line.send(readers, result);
+}
+
+}  // namespace zelsim
