@@ -82,6 +82,11 @@ bool has_cage(const Board &board, unsigned port);
 void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy);
 void unplug(Cage &cage);
 
+/** The module in the cage that the GPIO driver selected; null if there is none. */
+Cage *selected_module(Board &board);
+
+/** The PHY of a 1000BASE-T module. */
+void reset_phy(Cage &cage);
 void restart_negotiation(const Board &board, Cage &cage);
 
 /** SoC, switch-chip and port PHY registers: what was written comes back, 0 before. False when the table is full. */

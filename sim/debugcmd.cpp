@@ -4,8 +4,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <iterator>
-
 #include "trace.h"
 
 // The platform's command tool on the virtual board: what no driver reaches.
@@ -16,13 +14,15 @@ using namespace zelsim;
 
 constexpr unsigned kPhyPorts = 26;
 constexpr uint32_t kAny = 0xffffffff;
+constexpr int kMostArguments = 3;
 
 struct Command {
   const char *name;
   RegisterSpace space;  // Free: the serial-GPIO chain
   bool sets;
-  int count, decimals;  // of arguments; the first so many are decimal, the others hexadecimal
-  uint32_t highest[3];
+  int count;     // of arguments
+  int decimals;  // how many of them, from the first on, are decimal; the others are hexadecimal
+  uint32_t highest[kMostArguments];
 };
 
 constexpr Command kCommands[] = {
@@ -37,52 +37,82 @@ constexpr char kUsage[] =
     "usage: debugCmd sgpio_set GROUP BIT VALUE | sw_register_get HEX | sw_register_set HEX HEX |\n"
     "       phy_register_get PORT HEX | phy_register_set PORT HEX HEX\n";
 
-bool parse(const Command &command, char **words, uint32_t *number) {
+bool parse_number(const char *word, int base, uint32_t highest, uint32_t *number) {
+  char *end;
+  errno = 0;
+  unsigned long value = strtoul(word, &end, base);
+  bool digits = isxdigit(static_cast<unsigned char>(word[0])) && *end == '\0' && errno == 0;
+  *number = static_cast<uint32_t>(value);
+  return digits && value <= highest;
+}
+
+bool parse(const Command &command, char **words, uint32_t *numbers) {
   for (int i = 0; i < command.count; ++i) {
-    char *end;
-    errno = 0;
-    unsigned long value = strtoul(words[i], &end, i < command.decimals ? 10 : 16);
-    bool digits = isxdigit(static_cast<unsigned char>(words[i][0])) && *end == '\0' && errno == 0;
-    if (!digits || value > command.highest[i]) return false;
-    number[i] = static_cast<uint32_t>(value);
+    int base = i < command.decimals ? 10 : 16;
+    if (!parse_number(words[i], base, command.highest[i], &numbers[i])) return false;
   }
   return true;
 }
 
-int fail(int status, const char *text) {
+int end_with(int status, const char *text) {
   fputs(text, stderr);
   return status;
 }
 
-int run(Board &board, const Command &command, const uint32_t *number) {
-  Guard guard(board);
-  bool is_phy = command.space == RegisterSpace::Phy;
-  auto port = static_cast<uint8_t>(is_phy ? number[0] : 0);
-  uint32_t address = number[is_phy ? 1 : 0], last = number[command.count - 1];
-  if (command.space == RegisterSpace::Free) {
-    board.chain[number[0]][number[1]] = static_cast<uint8_t>(last);
-  } else if (!command.sets) {
-    uint32_t value = read_register(board, command.space, port, address);
-    return printf(is_phy ? "PHY register 0x%x = 0x%04x\n" : "register 0x%08x = 0x%08x\n", address, value) < 0;
-  } else if (!write_register(board, command.space, port, address, last)) {
-    return fail(1, "debugCmd: the board's register table is full\n");
-  }
+int set_chain(Board &board, const uint32_t *numbers) {
+  uint32_t group = numbers[0];
+  uint32_t bit = numbers[1];
+  board.chain[group][bit] = static_cast<uint8_t>(numbers[2]);
   return 0;
+}
+
+// Numbers are PORT of a PHY register, the address, and the value of a set.
+int access_register(Board &board, const Command &command, const uint32_t *numbers) {
+  bool is_phy = command.space == RegisterSpace::Phy;
+  auto port = static_cast<uint8_t>(is_phy ? numbers[0] : 0);
+  uint32_t address = is_phy ? numbers[1] : numbers[0];
+  if (command.sets) {
+    uint32_t value = numbers[command.count - 1];
+    if (write_register(board, command.space, port, address, value)) return 0;
+    return end_with(1, "debugCmd: the board's register table is full\n");
+  }
+  uint32_t value = read_register(board, command.space, port, address);
+  const char *format = is_phy ? "PHY register 0x%x = 0x%04x\n" : "register 0x%08x = 0x%08x\n";
+  return printf(format, address, value) < 0;
+}
+
+int run(Board &board, const Command &command, const uint32_t *numbers) {
+  Guard guard(board);
+  if (command.space == RegisterSpace::Free) return set_chain(board, numbers);
+  return access_register(board, command, numbers);
+}
+
+const Command *find_command(int argc, char **argv) {
+  for (const Command &row : kCommands) {
+    if (argc == row.count + 2 && strcmp(row.name, argv[1]) == 0) return &row;
+  }
+  return nullptr;
+}
+
+void trace_words(int argc, char **argv) {
+  char text[128] = "debugCmd";
+  size_t size = strlen(text);
+  for (int i = 1; i < argc; ++i) {
+    int written = snprintf(text + size, sizeof text - size, " %s", argv[i]);
+    size += static_cast<size_t>(written);
+    if (size >= sizeof text) break;
+  }
+  trace(kNoResult, "%s", text);
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  const Command *command = nullptr;
-  for (const Command &row : kCommands) {
-    if (argc == row.count + 2 && strcmp(row.name, argv[1]) == 0) command = &row;
-  }
-  uint32_t number[3] = {};
-  if (command == nullptr || !parse(*command, argv + 2, number)) return fail(2, kUsage);
+  const Command *command = find_command(argc, argv);
+  uint32_t numbers[kMostArguments] = {};
+  if (command == nullptr || !parse(*command, argv + 2, numbers)) return end_with(2, kUsage);
   const Attached *attached = environment_board();
-  if (attached == nullptr) return fail(1, errno == 0 ? "debugCmd: no board: run it under zelsim run\n" : "");
-  char line[128] = "debugCmd", *end = line + 8;
-  for (int i = 1; i < argc; ++i) end += snprintf(end, static_cast<size_t>(std::end(line) - end), " %s", argv[i]);
-  trace(kNoResult, "%s", line);
-  return run(*attached->board, *command, number);
+  if (attached == nullptr) return end_with(1, errno == 0 ? "debugCmd: no board: run it under zelsim run\n" : "");
+  trace_words(argc, argv);
+  return run(*attached->board, *command, numbers);
 }

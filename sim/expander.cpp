@@ -10,54 +10,120 @@
 namespace zelsim {
 namespace {
 
-enum Kind : unsigned { Input, Output, Polarity, Configuration };
+enum ExpanderRegister : unsigned { Input, Output, Polarity, Configuration, kExpanderRegisters };
 
-// The rule of the daughter boards: four cages on a wide expander, a nibble each.
-constexpr unsigned kCagesPerExpander = 4;
-enum CageLine : unsigned { Presence, TxFault, TxDisable };
+constexpr unsigned kLinesPerPort = 8;
+
+// On the daughter boards a wide expander serves four cages: a nibble of lines each.
+constexpr unsigned kCagesPerWide = kPortsPerSlot / kWidePerSlot;
+constexpr unsigned kLinesPerCage = 4;
+constexpr unsigned kCagesPerPort = kLinesPerPort / kLinesPerCage;
+enum DaughterLine : unsigned { Presence, TxFault, TxDisable };
+
+// On the main board two narrow expanders serve two cages each, a nibble of lines; a third one has presence and loss of
+// signal of all four cages, a pair of lines each.
+constexpr unsigned kCagesPerNarrow = 2;
+constexpr unsigned kMainSignals = kNarrowExpanders - 1;
+enum MainLine : unsigned { MainTxFault, MainTxDisable };
+enum MainSignal : unsigned { MainLossOfSignal, MainPresence, kSignalsPerCage };
+
+constexpr unsigned kPulledUp = 1;  // a line that nobody drives
+
+/** A chip of the board. */
+struct ExpanderPlace {
+  bool wide;
+  unsigned index;  // among the wide or narrow ones
+};
+
+ExpanderPlace place_at(uint8_t address) {
+  bool wide = address < kFirstNarrow;
+  unsigned offset = address - (wide ? kFirstWide : kFirstNarrow);
+  return {wide, offset / 2};
+}
 
 // MOD_ABS: the cage's pull-up makes the line high while no module grounds it.
 unsigned presence(const Cage &cage) { return cage.fitted ? 0 : 1; }
 
-// Level that the world gives a line; a line that nobody drives is pulled up.
+// Level that the world gives a line of a wide expander.
 unsigned wide_level(const Board &board, unsigned index, unsigned port, unsigned bit) {
-  if (index == kWideExpanders - 1) return board.i2c.io_level[port] >> bit & 1u;
-  const Cage &cage = board.cages[index * kCagesPerExpander + port * 2 + bit / 4];
-  if (bit % 4 == Presence) return presence(cage);
-  return bit % 4 == TxFault ? cage.tx_fault : 1;
+  if (index == kMainWide) return board.i2c.io_level[port] >> bit & 1u;
+  unsigned cage_of_chip = port * kCagesPerPort + bit / kLinesPerCage;
+  const Cage &cage = board.cages[index * kCagesPerWide + cage_of_chip];
+  switch (bit % kLinesPerCage) {
+    case Presence:
+      return presence(cage);
+    case TxFault:
+      return cage.tx_fault;
+    default:
+      return kPulledUp;
+  }
 }
 
-// Loss of signal of a daughter board; transmit faults of two 10G cages; presence and loss of signal of all four.
+// Level that the world gives a line of a narrow expander.
 unsigned narrow_level(const Board &board, unsigned index, unsigned bit) {
-  if (index < kSlots) return board.cages[index * kPortsPerSlot + bit].loss_of_signal;
-  const Cage *main_board = &board.cages[kDaughterPorts];
-  if (index == kNarrowExpanders - 1)
-    return bit % 2 == 0 ? main_board[bit / 2].loss_of_signal : presence(main_board[bit / 2]);
-  return bit % 4 == 0 ? main_board[(index - kSlots) * 2 + bit / 4].tx_fault : 1;
+  if (index < kMainNarrow) return board.cages[index * kPortsPerSlot + bit].loss_of_signal;
+  const Cage *main_cages = &board.cages[kFirstMainPort];
+  if (index == kMainSignals) {
+    const Cage &cage = main_cages[bit / kSignalsPerCage];
+    return bit % kSignalsPerCage == MainLossOfSignal ? cage.loss_of_signal : presence(cage);
+  }
+  unsigned first_cage = (index - kMainNarrow) * kCagesPerNarrow;
+  const Cage &cage = main_cages[first_cage + bit / kLinesPerCage];
+  return bit % kLinesPerCage == MainTxFault ? cage.tx_fault : kPulledUp;
 }
 
-uint8_t input(const Board &board, const Expander &chip, bool wide, unsigned index, unsigned port) {
-  unsigned levels = 0, inputs = chip.value[Configuration][port];
-  for (unsigned bit = 0; bit < 8; ++bit)
-    levels |= ((wide ? wide_level(board, index, port, bit) : narrow_level(board, index, bit)) & 1u) << bit;
-  levels = (levels & inputs) | (chip.value[Output][port] & ~inputs);
-  return static_cast<uint8_t>(levels ^ chip.value[Polarity][port]);
+// What the input register shows: the world's levels on inputs, the chip's own on outputs.
+uint8_t input(const Board &board, const Expander &chip, ExpanderPlace place, unsigned port) {
+  unsigned levels = 0;
+  for (unsigned bit = 0; bit < kLinesPerPort; ++bit) {
+    unsigned level = place.wide ? wide_level(board, place.index, port, bit) : narrow_level(board, place.index, bit);
+    levels |= (level & 1u) << bit;
+  }
+  unsigned inputs = chip.value[Configuration][port];
+  unsigned outputs = ~inputs;
+  unsigned shown = (levels & inputs) | (chip.value[Output][port] & outputs);
+  return static_cast<uint8_t>(shown ^ chip.value[Polarity][port]);
 }
 
+bool is_fitted(const Board &board, ExpanderPlace place) {
+  unsigned slot = place.wide ? place.index / kWidePerSlot : place.index;
+  bool on_main_board = slot >= kSlots;
+  return on_main_board || board.i2c.slot_type[slot] == kSfpBoard;
+}
+
+// Every line is an input.
 constexpr Expander kPowerOn = {0, {{}, {0xff, 0xff}, {}, {0xff, 0xff}}};
 // Every transmitter off, the cages' other lines inputs.
 constexpr Expander kFourCages = {0, {{}, {0x44, 0x44}, {}, {0x33, 0x33}}};
 constexpr Expander kTwoCages = {0, {{}, {0x22, 0xff}, {}, {0x11, 0xff}}};
 constexpr Expander kMainBoard = {0, {{}, {0xff, 0x80}, {}, {0xff, 0x7f}}};
 
+/** Where a transmit-disable line is. */
+struct DisableLine {
+  const Expander &chip;
+  unsigned port;
+  unsigned bit;
+};
+
+DisableLine daughter_line(const Board &board, unsigned port) {
+  unsigned cage = port % kCagesPerWide;
+  unsigned bit = cage % kCagesPerPort * kLinesPerCage + TxDisable;
+  return {board.i2c.wide[port / kCagesPerWide], cage / kCagesPerPort, bit};
+}
+
+DisableLine main_line(const Board &board, unsigned port) {
+  unsigned cage = port - kFirstMainPort;
+  unsigned bit = cage % kCagesPerNarrow * kLinesPerCage + MainTxDisable;
+  return {board.i2c.narrow[kMainNarrow + cage / kCagesPerNarrow], 0, bit};
+}
+
 }  // namespace
 
 uint8_t tx_disable(const Board &board, unsigned port) {
-  bool daughter = port < kDaughterPorts;
-  unsigned main_port = port - kDaughterPorts, cage = port % kCagesPerExpander;
-  const Expander &chip = daughter ? board.i2c.wide[port / kCagesPerExpander] : board.i2c.narrow[kSlots + main_port / 2];
-  unsigned half = daughter ? cage / 2 : 0, bit = (port % 2) * 4 + (daughter ? TxDisable : 1u);
-  return (chip.value[Configuration][half] | chip.value[Output][half]) >> bit & 1;
+  DisableLine line = port < kFirstMainPort ? daughter_line(board, port) : main_line(board, port);
+  unsigned inputs = line.chip.value[Configuration][line.port];
+  unsigned levels = line.chip.value[Output][line.port] | inputs;  // an input is pulled up
+  return levels >> line.bit & 1;
 }
 
 void reset_expanders(Board &board) {
@@ -66,28 +132,35 @@ void reset_expanders(Board &board) {
 }
 
 void start_daughter_expanders(Board &board, unsigned slot) {
-  board.i2c.wide[2 * slot] = board.i2c.wide[2 * slot + 1] = kFourCages;
+  unsigned first = slot * kWidePerSlot;
+  for (unsigned i = first; i < first + kWidePerSlot; ++i) board.i2c.wide[i] = kFourCages;
   board.i2c.narrow[slot] = kPowerOn;
 }
 
 void start_main_expanders(Board &board) {
-  board.i2c.narrow[kSlots] = board.i2c.narrow[kSlots + 1] = kTwoCages;
-  board.i2c.wide[2 * kSlots] = kMainBoard;
+  for (unsigned i = kMainNarrow; i < kMainSignals; ++i) board.i2c.narrow[i] = kTwoCages;
+  board.i2c.wide[kMainWide] = kMainBoard;
 }
 
-// The chips of a daughter board come first, and are there with a board that has cages.
 int expander(Board &board, Transfer &transfer) {
-  bool wide = transfer.address < kFirstNarrow;
-  unsigned index = (transfer.address - (wide ? kFirstWide : kFirstNarrow)) / 2u, slot = wide ? index / 2 : index;
-  if (slot < kSlots && board.i2c.slot_type[slot] != kSfpBoard) return kFail;
-  Expander &chip = wide ? board.i2c.wide[index] : board.i2c.narrow[index];
-  unsigned ports = wide ? 2 : 1;
-  transfer.take_pointer(&chip.pointer, 4 * ports);
+  ExpanderPlace place = place_at(transfer.address);
+  if (!is_fitted(board, place)) return kFail;
+  Expander &chip = place.wide ? board.i2c.wide[place.index] : board.i2c.narrow[place.index];
+  unsigned ports = place.wide ? 2 : 1;
+  unsigned registers = kExpanderRegisters * ports;
+  transfer.take_pointer(&chip.pointer, registers);
+  unsigned first = chip.pointer % registers;
+  unsigned kind = first / ports;
   for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned at = chip.pointer % (4 * ports), kind = at / ports, port = (at + i) % ports;
-    uint8_t &data = transfer.data[i], &value = chip.value[kind][port];
-    if (!transfer.write) data = kind == Input ? input(board, chip, wide, index, port) : value;
-    if (transfer.write) value = data;
+    unsigned port = (first + i) % ports;
+    uint8_t &value = chip.value[kind][port];
+    if (transfer.write) {
+      value = transfer.data[i];
+    } else if (kind == Input) {
+      transfer.data[i] = input(board, chip, place, port);
+    } else {
+      transfer.data[i] = value;
+    }
   }
   return 0;
 }

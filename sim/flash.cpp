@@ -10,14 +10,15 @@
 
 // The serial NOR flash and its driver. The image file holds every byte inverted, so that what was never written is a
 // hole of the file; programming, which only clears bits of the chip, only sets bits of the file. Old contents
-// are looked at through the caller's own descriptor, else through the process's read-only mapping, and changed through
-// the descriptor, whose access mode then counts.
+// are looked at through the caller's own descriptor, or else through the process's read-only mapping. They are changed
+// through the descriptor, whose access mode then counts.
 
 namespace zelsim {
 namespace {
 
 constexpr uint32_t kUpperSegment = 0x1000000;
-constexpr long kPageProgramNs = 500000, kSectorEraseNs = 700000000;
+constexpr long kPageProgramNs = 500000;
+constexpr long kSectorEraseNs = 700000000;
 
 // The driver selects the segment of an access by itself and leaves it so.
 void select_segment(Board &board, int64_t last_address) {
@@ -26,8 +27,11 @@ void select_segment(Board &board, int64_t last_address) {
 
 void sleep_for(long nanoseconds) {
   if (!is_on(kChipTimesVariable)) return;
-  timespec pause = {nanoseconds / 1000000000, nanoseconds % 1000000000};
-  while (nanosleep(&pause, &pause) != 0 && errno == EINTR) continue;
+  timespec rest = {nanoseconds / 1000000000, nanoseconds % 1000000000};
+  for (;;) {
+    bool slept = nanosleep(&rest, &rest) == 0;
+    if (slept || errno != EINTR) return;
+  }
 }
 
 int get_identification(Board &, const Request &, uint8_t *record) {
@@ -53,44 +57,62 @@ const Request kRequests[] = {
     {0xdd, "SelectLowerSegment", Shape::None, kTakes, "", select_lower_segment},
 };
 
-// Asks for a fault: false with errno for one that stops the call; one that shortens it leaves so many bytes.
-bool passes(Board &board, Call call, off_t at, size_t *size) {
-  auto first = static_cast<uint32_t>(at);
-  auto last = static_cast<uint32_t>(first + (*size > 0 ? *size - 1 : 0));
-  Fault fault = take_fault(board, {Node::Flash, call, 0, true, first, last});
-  if (fault.short_count && static_cast<size_t>(fault.result) < *size) *size = static_cast<size_t>(fault.result);
-  if (fault.strikes && !fault.short_count) errno = fault.error;
-  return !fault.strikes || fault.short_count;
+// Asks for a fault. Returns false with errno if it stops the call. A fault that shortens the call leaves fewer bytes in
+// `size`.
+bool passes(Board &board, Call kind, off_t at, size_t *size) {
+  FaultCall call = {};
+  call.node = Node::Flash;
+  call.call = kind;
+  call.has_address = true;
+  call.first_address = static_cast<uint32_t>(at);
+  call.last_address = call.first_address;
+  if (*size > 0) call.last_address = static_cast<uint32_t>(call.first_address + *size - 1);
+  Fault fault = take_fault(board, call);
+  if (!fault.strikes) return true;
+  if (!fault.short_count) {
+    errno = fault.error;
+    return false;
+  }
+  auto most = static_cast<size_t>(fault.result);
+  if (most < *size) *size = most;
+  return true;
+}
+
+// Old contents of a page. A hole of the mapping cannot be looked at on a full disk; a descriptor for writing only has
+// nothing else.
+void read_page(const Attached &attached, int fd, uint32_t page, uint8_t *stored) {
+  if (sys::pread(fd, stored, kPageSize, page) < 0) memcpy(stored, attached.inverted_flash + page, kPageSize);
 }
 
 // One program operation inside the page at `page`. Counts what was not erased before.
 bool program(const Attached &attached, int fd, uint32_t page, uint32_t start, const uint8_t *data, size_t size) {
   uint8_t stored[kPageSize];
-  // A hole of the mapping cannot be looked at on a full disk; a descriptor for writing only has nothing else.
-  if (sys::pread(fd, stored, sizeof stored, page) < 0) memcpy(stored, attached.inverted_flash + page, sizeof stored);
-  uint32_t dirty = 0;
+  read_page(attached, fd, page, stored);
+  uint32_t not_erased = 0;
   for (size_t i = 0; i < size; ++i) {
     uint8_t &cell = stored[(start + i) % kPageSize];
-    dirty += cell != 0 && data[i] != 0xff;
+    if (cell != 0 && data[i] != 0xff) ++not_erased;
     cell = static_cast<uint8_t>(cell | ~data[i]);
   }
   if (sys::pwrite(fd, stored, sizeof stored, page) != sizeof stored) return false;
   Flash &flash = attached.board->flash;
   ++flash.programs[page / kSectorSize];
   flash.bytes_programmed += size;
-  flash.bytes_not_erased += dirty;
+  flash.bytes_not_erased += not_erased;
   return true;
 }
 
 // A call of up to a page is one program operation, whose address wraps inside the page as in the chip; a longer one,
 // which only a tool makes, is cut at the page ends.
 ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_t size, off_t at) {
+  bool cut_at_pages = size > kPageSize;
   size_t done = 0;
   while (done < size) {
     auto address = static_cast<uint32_t>(at) + static_cast<uint32_t>(done);
     uint32_t start = address % kPageSize;
     size_t piece = size - done;
-    if (size > kPageSize && piece > kPageSize - start) piece = kPageSize - start;
+    size_t room = kPageSize - start;
+    if (cut_at_pages && piece > room) piece = room;
     {
       Guard guard(*attached.board);
       select_segment(*attached.board, address);
@@ -99,7 +121,24 @@ ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_
     sleep_for(kPageProgramNs);
     done += piece;
   }
-  return done > 0 || size == 0 ? static_cast<ssize_t>(done) : -1;
+  bool failed = done == 0 && size > 0;
+  return failed ? -1 : static_cast<ssize_t>(done);
+}
+
+off_t position_of(int fd, off_t at) { return at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at; }
+
+// How a seek stands in the trace, before its offset.
+const char *origin_name(int whence) {
+  switch (whence) {
+    case SEEK_SET:
+      return "";
+    case SEEK_CUR:
+      return "+";
+    case SEEK_END:
+      return "end+";
+    default:
+      return "?";
+  }
 }
 
 }  // namespace
@@ -107,7 +146,7 @@ ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_
 RequestTable flash_requests() { return kRequests; }
 
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
-  off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
+  off_t from = position_of(fd, at);
   size_t wanted = size;
   ssize_t result = -1;
   if (passes(*attached.board, Call::Read, from, &wanted)) {
@@ -122,11 +161,13 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
 }
 
 ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t size, off_t at) {
-  off_t from = at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at;
+  off_t from = position_of(fd, at);
   size_t wanted = size;
   ssize_t result = -1;
-  if (from < 0 || from >= off_t{kFlashSize}) {
-    errno = from < 0 ? EINVAL : ENOSPC;
+  if (from < 0) {
+    errno = EINVAL;
+  } else if (from >= off_t{kFlashSize}) {
+    errno = ENOSPC;
   } else if (passes(*attached.board, Call::Write, from, &wanted)) {
     auto room = static_cast<size_t>(kFlashSize - from);
     result = program_all(attached, fd, static_cast<const uint8_t *>(data), wanted < room ? wanted : room, from);
@@ -144,8 +185,7 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
   } else if (passes(*attached.board, Call::Seek, offset, &none)) {
     result = sys::lseek(fd, offset, whence);
   }
-  constexpr const char *kFrom[] = {"", "+", "end+"};
-  trace(result, "flash lseek %s0x%08lx", whence >= 0 && whence <= SEEK_END ? kFrom[whence] : "?", offset);
+  trace(result, "flash lseek %s0x%08lx", origin_name(whence), offset);
   return result;
 }
 

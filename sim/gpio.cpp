@@ -2,30 +2,15 @@
 
 #include "request.h"
 
-// The GPIO driver. Most requests set or get one byte of the board's state, and a table says all about them.
+// The GPIO driver. Most requests set or get one byte of the board's state; the table says all about them.
 
 namespace zelsim {
 namespace {
 
-uint32_t loss_of_signal(const Board &board) {
-  uint32_t bits = 0;
-  for (unsigned port = kDaughterPorts; port < kPorts; ++port) {
-    if (board.cages[port].loss_of_signal) bits |= 0x100u << (port - kDaughterPorts);
-  }
-  return bits;
-}
-
-constexpr uint32_t kLossOfSignalRegister = 0x18110, kLossOfSignalBits = 0xf00;  // bits 8 to 11: cages 24 to 27
-
-// Registers that the models give no meaning are a small table of what was written. The row of one, a free row, or null.
-Register *register_row(Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
-  Register *free = nullptr;
-  for (Register &row : board.registers) {
-    if (row.space == space && row.port == port && row.address == address) return &row;
-    if (free == nullptr && row.space == RegisterSpace::Free) free = &row;
-  }
-  return free;
-}
+struct RegisterRecord {
+  uint32_t address;
+  uint32_t value;
+};
 
 int get_power_status(Board &board, const Request &, uint8_t *record) {
   record[0] = power_status(board);
@@ -46,23 +31,29 @@ int enable_watchdog(Board &board, const Request &, uint8_t *) {
 // Once asked to, the driver keeps toggling until it is told to stop.
 int toggle_watchdog(Board &board, const Request &request, uint8_t *) {
   constexpr uint8_t kToggle = 0x9c;
-  board.gpio.watchdog_toggling = request.number == kToggle;
-  board.gpio.watchdog_toggles += board.gpio.watchdog_toggling;
+  bool toggles = request.number == kToggle;
+  board.gpio.watchdog_toggling = toggles;
+  if (toggles) ++board.gpio.watchdog_toggles;
   return 0;
 }
 
 int get_diag_flag(Board &board, const Request &, uint8_t *) { return board.gpio.diag_flag; }
 
-int soc_register(Board &board, const Request &request, uint8_t *record) {
-  uint32_t one[2];  // address and value
-  memcpy(one, record, sizeof one);
-  if (!request.fills) return write_register(board, RegisterSpace::Soc, 0, one[0], one[1]) ? 0 : kFail;
-  one[1] = read_register(board, RegisterSpace::Soc, 0, one[0]);
-  memcpy(record, one, sizeof one);
+int get_soc_register(Board &board, const Request &, uint8_t *record) {
+  RegisterRecord asked;
+  memcpy(&asked, record, sizeof asked);
+  asked.value = read_register(board, RegisterSpace::Soc, 0, asked.address);
+  memcpy(record, &asked, sizeof asked);
   return 0;
 }
 
-constexpr uint8_t kHighestLed = 2;  // the highest: off, on, and a third one
+int set_soc_register(Board &board, const Request &, uint8_t *record) {
+  RegisterRecord asked;
+  memcpy(&asked, record, sizeof asked);
+  return write_register(board, RegisterSpace::Soc, 0, asked.address, asked.value) ? 0 : kFail;
+}
+
+constexpr uint8_t kHighestLed = 2;  // blinking
 
 const Request kRequests[] = {
     sets_byte(0x80, "SetSystemLed", "led", offsetof(Board, gpio.system_led), kHighestLed),
@@ -97,8 +88,8 @@ const Request kRequests[] = {
     sets_byte(0xd8, "SetFlashAccessFlag", "flag", offsetof(Board, gpio.flash_access_flag)),
     sets_byte(0xdb, "SetDebugMode", "mode", offsetof(Board, gpio.debug)),
     gets_byte(0xdc, "GetDebugMode", "mode", offsetof(Board, gpio.debug)),
-    {0xe0, "GetSocRegister", Shape::Register, kFills, "", soc_register},
-    {0xe1, "SetSocRegister", Shape::Register, kTakes, "", soc_register},
+    {0xe0, "GetSocRegister", Shape::Register, kFills, "", get_soc_register},
+    {0xe1, "SetSocRegister", Shape::Register, kTakes, "", set_soc_register},
 };
 
 }  // namespace
@@ -107,28 +98,23 @@ RequestTable gpio_requests() { return kRequests; }
 
 // A single supply counts as the first one wherever it is plugged.
 uint8_t power_status(const Board &board) {
-  constexpr unsigned kTwoSupplies = 0x08, kFirstDc = 0x10, kSecondDc = 0x20, kFirstGood = 0x40, kSecondGood = 0x80;
-  Supply first = board.supply[0], second = board.supply[1];
+  constexpr unsigned kTwoSupplies = 0x08;
+  constexpr unsigned kFirstDc = 0x10;
+  constexpr unsigned kSecondDc = 0x20;
+  constexpr unsigned kFirstGood = 0x40;
+  constexpr unsigned kSecondGood = 0x80;
+  Supply first = board.supply[0];
+  Supply second = board.supply[1];
+  bool has_first = first != Supply::None;
+  bool has_second = second != Supply::None;
+  Supply counted_first = has_first ? first : second;
   unsigned status = 0;
-  if (first != Supply::None && second != Supply::None) status |= kTwoSupplies;
-  if (first == Supply::Dc || (first == Supply::None && second == Supply::Dc)) status |= kFirstDc;
+  if (has_first && has_second) status |= kTwoSupplies;
+  if (counted_first == Supply::Dc) status |= kFirstDc;
   if (second == Supply::Dc) status |= kSecondDc;
-  if (first != Supply::None && board.supply_good[0]) status |= kFirstGood;
-  if (second != Supply::None && board.supply_good[1]) status |= kSecondGood;
+  if (has_first && board.supply_good[0]) status |= kFirstGood;
+  if (has_second && board.supply_good[1]) status |= kSecondGood;
   return static_cast<uint8_t>(status);
-}
-
-uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
-  const Register *row = register_row(const_cast<Board &>(board), space, port, address);
-  uint32_t value = row != nullptr && row->space == space ? row->value : 0;
-  if (space != RegisterSpace::Soc || address != kLossOfSignalRegister) return value;
-  return (value & ~kLossOfSignalBits) | loss_of_signal(board);
-}
-
-bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value) {
-  Register *row = register_row(board, space, port, address);
-  if (row != nullptr) *row = {space, port, address, value};
-  return row != nullptr;
 }
 
 }  // namespace zelsim

@@ -7,22 +7,32 @@
 namespace zelsim {
 namespace {
 
-const I2cDevice kDevices[] = {{kFirstWide, 0x4c, expander},   {0x60, 0x6e, clock_chip},
-                              {kFirstNarrow, 0x7a, expander}, {0x9e, 0x9e, temperature_sensor},
-                              {0xa0, 0xa0, module_memory},    {0xac, 0xac, copper_phy}};
+const I2cDevice kDevices[] = {
+    {kFirstWide, 0x4c, expander},     {0x60, 0x6e, clock_chip},    {kFirstNarrow, 0x7a, expander},
+    {0x9e, 0x9e, temperature_sensor}, {0xa0, 0xa0, module_memory}, {0xac, 0xac, copper_phy},
+};
+
+const I2cDevice *device_at(uint8_t address) {
+  for (const I2cDevice &device : kDevices) {
+    if (address >= device.first && address <= device.last) return &device;
+  }
+  return nullptr;
+}
 
 int transfer(Board &board, const Request &request, uint8_t *record) {
   constexpr uint8_t kMaxOffsetLen = 4;
-  uint8_t address = record[kAddress];
-  bool odd = address & 1;  // the read/write bit is the driver's own
-  if (record[kLen] > kMaxTransfer || record[kOffsetLen] > kMaxOffsetLen || odd) return kFail;
+  Transfer transfer = {};
+  transfer.write = !request.fills;
+  transfer.address = record[kAddress];
+  transfer.offset_len = record[kOffsetLen];
+  transfer.len = record[kLen];
+  transfer.data = record;
+  memcpy(&transfer.offset, record + kOffset, sizeof transfer.offset);
+  bool odd = transfer.address % 2 != 0;  // the read/write bit is the driver's own
+  if (transfer.len > kMaxTransfer || transfer.offset_len > kMaxOffsetLen || odd) return kFail;
   if (board.i2c.busy) return kBusBusy;
-  Transfer one = {!request.fills, address, 0, record[kOffsetLen], record, record[kLen]};
-  memcpy(&one.offset, record + kOffset, sizeof one.offset);
-  for (const I2cDevice &device : kDevices) {
-    if (address >= device.first && address <= device.last) return device.answer(board, one);
-  }
-  return kFail;
+  const I2cDevice *device = device_at(transfer.address);
+  return device != nullptr ? device->answer(board, transfer) : kFail;
 }
 
 // A refresh clocks the bus until whoever holds it lets go.
@@ -71,7 +81,8 @@ void Transfer::take_pointer(uint8_t *pointer, unsigned registers) {
   if (offset_len > 0) {
     *pointer = static_cast<uint8_t>(offset % registers);
   } else if (write && len > 0) {
-    *pointer = static_cast<uint8_t>(*data++ % registers);
+    *pointer = static_cast<uint8_t>(data[0] % registers);
+    ++data;
     --len;
   }
 }

@@ -4,21 +4,38 @@
 // has one byte, which a longer read repeats.
 
 namespace zelsim {
+namespace {
+
+enum SensorRegister : unsigned { Temperature, Configuration, Hysteresis, OverTemperature, kSensorRegisters };
+
+void read_value(Transfer &transfer, uint16_t value) {
+  auto high = static_cast<uint8_t>(value >> 8);
+  auto low = static_cast<uint8_t>(value);
+  for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = i % 2 == 0 ? high : low;
+}
+
+// The temperature is read only. A limit takes both its bytes or none.
+void write_value(const Transfer &transfer, unsigned number, uint16_t &value) {
+  constexpr unsigned kNineBits = 0xff80;
+  const uint8_t *data = transfer.data;
+  if (number == Configuration && transfer.len > 0) {
+    value = static_cast<uint16_t>(data[0] << 8 | data[0]);
+  } else if ((number == Hysteresis || number == OverTemperature) && transfer.len > 1) {
+    value = static_cast<uint16_t>((data[0] << 8 | data[1]) & kNineBits);
+  }
+}
+
+}  // namespace
 
 int temperature_sensor(Board &board, Transfer &transfer) {
-  constexpr unsigned kTemperature = 0, kConfiguration = 1;
   Sensor &sensor = board.i2c.sensor;
   if (!board.i2c.sensor_present) return kFail;
-  transfer.take_pointer(&sensor.pointer, 4);
-  uint16_t &value = sensor.value[sensor.pointer % 4];
-  const uint8_t *data = transfer.data;
-  if (!transfer.write) {
-    for (unsigned i = 0; i < transfer.len; ++i)
-      transfer.data[i] = static_cast<uint8_t>(i % 2 == 0 ? value >> 8 : value);
-  } else if (sensor.pointer == kConfiguration && transfer.len > 0) {
-    value = static_cast<uint16_t>(data[0] * 0x101);
-  } else if (sensor.pointer > kTemperature && transfer.len > 1) {
-    value = static_cast<uint16_t>((data[0] << 8 | data[1]) & 0xff80);
+  transfer.take_pointer(&sensor.pointer, kSensorRegisters);
+  unsigned number = sensor.pointer % kSensorRegisters;
+  if (transfer.write) {
+    write_value(transfer, number, sensor.value[number]);
+  } else {
+    read_value(transfer, sensor.value[number]);
   }
   return 0;
 }

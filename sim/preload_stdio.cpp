@@ -25,8 +25,9 @@ ssize_t write_stream(void *cookie, const char *data, size_t size) {
 
 int seek_stream(void *cookie, off64_t *offset, int whence) {
   off_t result = lseek(descriptor(cookie), static_cast<off_t>(*offset), whence);
-  if (result >= 0) *offset = result;
-  return result < 0 ? -1 : 0;
+  if (result < 0) return -1;
+  *offset = result;
+  return 0;
 }
 
 // fileno() works on it all the same: programs mix streams with ioctl.
@@ -38,13 +39,31 @@ FILE *flash_stream(int fd, const char *mode, cookie_close_function_t *closer) {
 }
 
 FILE *stream_on(int fd, const char *mode) {
-  return node_of(fd) == Node::Flash ? flash_stream(fd, mode, close_stream) : behind<fdopen>("fdopen")(fd, mode);
+  if (node_of(fd) == Node::Flash) return flash_stream(fd, mode, close_stream);
+  return behind<fdopen>("fdopen")(fd, mode);
+}
+
+int access_of(const char *mode) {
+  if (strchr(mode, '+') != nullptr) return O_RDWR;
+  return mode[0] == 'r' ? O_RDONLY : O_WRONLY;
 }
 
 FILE *open_stream(const char *path, const char *mode) {
-  int access = strchr(mode, '+') != nullptr ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
-  int fd = open(path, access | (strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0));
+  int flags = access_of(mode);
+  if (strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
+  int fd = open(path, flags);
   return fd < 0 ? nullptr : stream_on(fd, mode);
+}
+
+FILE **standard_stream(int fd) {
+  switch (fd) {
+    case STDIN_FILENO:
+      return &stdin;
+    case STDOUT_FILENO:
+      return &stdout;
+    default:
+      return &stderr;
+  }
 }
 
 }  // namespace
@@ -52,28 +71,29 @@ FILE *open_stream(const char *path, const char *mode) {
 // Ours closes no descriptor: the program's number stays what it made of it. It works on whatever the number becomes
 // later, so it is never exchanged back.
 void zelsim::take_standard_stream(int fd) {
-  static FILE **const kStandard[] = {&stdin, &stdout, &stderr};
-  static FILE *ours[3];
+  static FILE *ours[STDERR_FILENO + 1];
   if (ours[fd] != nullptr) return;
-  ours[fd] = flash_stream(fd, fd == STDIN_FILENO ? "r" : "w", nullptr);
-  if (ours[fd] == nullptr) return;
-  if (fd == STDERR_FILENO) setvbuf(ours[fd], nullptr, _IONBF, 0);
-  *kStandard[fd] = ours[fd];
+  FILE *stream = flash_stream(fd, fd == STDIN_FILENO ? "r" : "w", nullptr);
+  if (stream == nullptr) return;
+  if (fd == STDERR_FILENO) setvbuf(stream, nullptr, _IONBF, 0);
+  ours[fd] = stream;
+  *standard_stream(fd) = stream;
 }
 
 #pragma GCC visibility push(default)
 extern "C" {
 
 FILE *fopen(const char *path, const char *mode) {
-  return node_of_path(path) != Node::None ? open_stream(path, mode) : behind<fopen>("fopen")(path, mode);
+  if (node_of_path(path) == Node::None) return behind<fopen>("fopen")(path, mode);
+  return open_stream(path, mode);
 }
 
 FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 
 // The number that the stream gives back is taken by the node: a standard stream keeps its own.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
-  bool to_node = node_of_path(path) != Node::None;
-  if (!to_node) {
+  bool is_node = node_of_path(path) != Node::None;
+  if (!is_node) {
     set_node(fileno(stream), Node::None);
     return behind<freopen>("freopen")(path, mode, stream);
   }

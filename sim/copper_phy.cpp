@@ -1,0 +1,186 @@
+#include <string.h>
+
+#include "board.h"
+
+// The PHY of a 1000BASE-T module. It has 16-bit registers, high byte first, behind one offset byte: 0 to 15 are those of
+// IEEE 802.3 clause 22; 17 and 27 are specific to the PHY.
+
+namespace zelsim {
+namespace {
+
+constexpr unsigned kPhyRegisters = 32;
+
+enum PhyRegister : unsigned {
+  Control = 0,
+  Status = 1,
+  Identifier1 = 2,
+  Identifier2 = 3,
+  Advertisement = 4,
+  PartnerAbility = 5,
+  GigabitControl = 9,
+  GigabitStatus = 10,
+  ExtendedStatus = 15,
+  PhyStatus = 17,
+  ExtendedPhyStatus = 27,
+};
+
+constexpr uint16_t kControlReset = 0x8000;
+constexpr uint16_t kControlNegotiate = 0x1000;
+constexpr uint16_t kControlPowerDown = 0x0800;
+constexpr uint16_t kControlRestart = 0x0200;
+constexpr uint16_t kControlSelfClearing = kControlReset | kControlRestart;
+
+bool is_read_only(unsigned number) {
+  switch (number) {
+    case Status:
+    case Identifier1:
+    case Identifier2:
+    case PartnerAbility:
+    case GigabitStatus:
+    case ExtendedStatus:
+    case PhyStatus:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool has_settled(const Board &board, const Cage &cage) {
+  int64_t minus_since = wrapping_sum(~cage.negotiating_since_us, 1);
+  int64_t passed_us = wrapping_sum(now_us(board), minus_since);
+  return passed_us >= int64_t{board.settle_ms} * 1000;
+}
+
+bool link_is_up(const Board &board, const Cage &cage) {
+  bool powered_down = (cage.phy_register[Control] & kControlPowerDown) != 0;
+  return cage.link_speed != 0 && !powered_down && has_settled(board, cage);
+}
+
+// What the partner offers is what the link runs at, and below 1000 Mb/s nothing in the gigabit register.
+unsigned partner_ability(const Cage &cage) {
+  constexpr unsigned kSelector = 0x0001;
+  constexpr unsigned kAcknowledge = 0x4000;
+  constexpr unsigned k10 = 0x0020;
+  constexpr unsigned k100 = 0x0080;
+  unsigned half = k10;
+  if (cage.link_speed == 100) half = k100;
+  if (cage.link_speed == 1000) half = k10 | k100;
+  unsigned full = cage.full_duplex ? half << 1 : 0;  // the bit above
+  return kSelector | kAcknowledge | half | full;
+}
+
+unsigned gigabit_status(const Cage &cage) {
+  constexpr unsigned kReceiversGood = 0x3000;
+  constexpr unsigned kPartnerFull = 0x0800;
+  constexpr unsigned kPartnerHalf = 0x0400;
+  if (cage.link_speed != 1000) return 0;
+  return kReceiversGood | (cage.full_duplex ? kPartnerFull : kPartnerHalf);
+}
+
+unsigned phy_status(const Cage &cage) {
+  constexpr unsigned k1000 = 0x8000;
+  constexpr unsigned k100 = 0x4000;
+  constexpr unsigned kFullDuplex = 0x2000;
+  constexpr unsigned kResolved = 0x0800;
+  constexpr unsigned kLink = 0x0400;
+  unsigned status = kResolved | kLink;
+  if (cage.link_speed == 1000) status |= k1000;
+  if (cage.link_speed == 100) status |= k100;
+  if (cage.full_duplex) status |= kFullDuplex;
+  return status;
+}
+
+unsigned status(const Cage &cage, bool up, bool negotiated) {
+  constexpr unsigned kLink = 0x0004;
+  constexpr unsigned kNegotiated = 0x0020;
+  unsigned bits = cage.phy_register[Status];
+  if (up) bits |= kLink;
+  if (negotiated) bits |= kNegotiated;
+  return bits;
+}
+
+unsigned value_of(const Board &board, const Cage &cage, unsigned number) {
+  bool up = link_is_up(board, cage);
+  bool negotiated = up && (cage.phy_register[Control] & kControlNegotiate) != 0;
+  switch (number) {
+    case Status:
+      return status(cage, up, negotiated);
+    case PartnerAbility:
+      return negotiated ? partner_ability(cage) : 0;
+    case GigabitStatus:
+      return negotiated ? gigabit_status(cage) : 0;
+    case PhyStatus:
+      return up ? phy_status(cage) : 0;
+    default:
+      return cage.phy_register[number];
+  }
+}
+
+// A reset takes effect at once and keeps what was written to the other registers.
+void write_control(const Board &board, Cage &cage, uint16_t written) {
+  auto kept = static_cast<uint16_t>(written & ~kControlSelfClearing);
+  unsigned changed = cage.phy_register[Control] ^ written;
+  cage.phy_register[Control] = kept;
+  bool asked_for = (written & kControlSelfClearing) != 0;
+  bool needed = (changed & (kControlNegotiate | kControlPowerDown)) != 0;
+  if (asked_for || needed) restart_negotiation(board, cage);
+}
+
+void write_value(const Board &board, Cage &cage, unsigned number, uint16_t written) {
+  if (is_read_only(number)) return;
+  if (number == Control) {
+    write_control(board, cage, written);
+  } else {
+    cage.phy_register[number] = written;
+  }
+}
+
+void read_values(const Board &board, const Cage &cage, unsigned first, Transfer &transfer) {
+  for (unsigned i = 0; i < transfer.len; ++i) {
+    unsigned value = value_of(board, cage, (first + i / 2) % kPhyRegisters);
+    transfer.data[i] = static_cast<uint8_t>(i % 2 == 0 ? value >> 8 : value);
+  }
+}
+
+// A register takes both its bytes or none.
+void write_values(const Board &board, Cage &cage, unsigned first, const Transfer &transfer) {
+  for (unsigned i = 0; i + 1 < transfer.len; i += 2) {
+    auto written = static_cast<uint16_t>(transfer.data[i] << 8 | transfer.data[i + 1]);
+    write_value(board, cage, (first + i / 2) % kPhyRegisters, written);
+  }
+}
+
+}  // namespace
+
+void reset_phy(Cage &cage) {
+  bool marvell = cage.phy == PhyKind::Marvell;
+  memset(cage.phy_register, 0, sizeof cage.phy_register);
+  cage.phy_register[Control] = 0x1140;
+  cage.phy_register[Status] = 0x7949;
+  cage.phy_register[Identifier1] = marvell ? 0x0141 : 0x0022;
+  cage.phy_register[Identifier2] = marvell ? 0x0cc2 : 0x1640;
+  cage.phy_register[Advertisement] = 0x01e1;
+  cage.phy_register[GigabitControl] = 0x0300;
+  cage.phy_register[ExtendedStatus] = 0x3000;
+  cage.phy_register[ExtendedPhyStatus] = 0x848c;
+}
+
+void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }
+
+int copper_phy(Board &board, Transfer &transfer) {
+  Cage *cage = selected_module(board);
+  if (cage == nullptr || cage->phy == PhyKind::None) return kFail;
+  // Without its transmitter the module keeps its PHY in reset: nobody answers.
+  if (tx_disable(board, board.gpio.selected_cage)) return kFail;
+  bool has_offset = transfer.offset_len > 0;
+  if (transfer.write && !has_offset) return kFail;
+  unsigned first = has_offset ? transfer.offset : 0;
+  if (transfer.write) {
+    write_values(board, *cage, first, transfer);
+  } else {
+    read_values(board, *cage, first, transfer);
+  }
+  return 0;
+}
+
+}  // namespace zelsim

@@ -1,0 +1,147 @@
+#include <fcntl.h>
+#include <stdarg.h>
+#include <unistd.h>
+
+#include "preload.h"
+#include "rules.h"
+#include "trace.h"
+
+// Where descriptors of nodes begin and end: opens, closes and duplications.
+
+namespace {
+
+using namespace zelsim;
+
+int open_real(int folder, const char *path, int flags, mode_t mode) {
+  return behind<openat>("openat")(folder, path, flags, mode);
+}
+
+const char *access_name(int flags) {
+  switch (flags & O_ACCMODE) {
+    case O_RDONLY:
+      return "O_RDONLY";
+    case O_WRONLY:
+      return "O_WRONLY";
+    default:
+      return "O_RDWR";
+  }
+}
+
+int open_file_of_node(Node node, const char *file, int flags) {
+  // A device has nothing to create, cut or append to.
+  constexpr int kFileOnlyFlags = O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
+  FaultCall call = {};
+  call.node = node;
+  call.call = Call::Open;
+  Fault fault = take_fault(*environment_board()->board, call);
+  if (fault.error != 0) return failed(fault.error);
+  return open_real(AT_FDCWD, file, flags & ~kFileOnlyFlags, 0);
+}
+
+int open_node(Node node, const char *file, int flags) {
+  int fd = open_file_of_node(node, file, flags);
+  set_node(fd, node);
+  if (is_on(kTraceOpensVariable)) trace(fd < 0 ? -1 : 0, "open %s %s", node_name(node), access_name(flags));
+  return fd;
+}
+
+int open_any(int folder, const char *path, int flags, mode_t mode) {
+  char file[kFileMax];
+  Node node = node_of_path(path);
+  if (file_of(node, file)) return open_node(node, file, flags);
+  bool board_is_unusable = node != Node::None && errno != 0;
+  if (board_is_unusable) return -1;
+  return open_real(folder, path, flags, mode);
+}
+
+// A duplicate is what the descriptor is.
+int duplicated(int from, int to) {
+  if (to >= 0) set_node(to, node_of(from));
+  return to;
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+// A last argument that the caller did not give is read all the same, and then means nothing.
+int open(const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  int fd = open_any(AT_FDCWD, path, flags, va_arg(arguments, mode_t));
+  va_end(arguments);
+  return fd;
+}
+
+int openat(int folder, const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  int fd = open_any(folder, path, flags, va_arg(arguments, mode_t));
+  va_end(arguments);
+  return fd;
+}
+
+int creat(const char *path, mode_t mode) { return open_any(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
+
+// What a fortified program calls for an open without a mode.
+int __open_2(const char *path, int flags) { return open_any(AT_FDCWD, path, flags, 0); }
+int __openat_2(int folder, const char *path, int flags) { return open_any(folder, path, flags, 0); }
+
+int close(int fd) {
+  Node node = node_of(fd);
+  if (node != Node::None) {
+    if (is_on(kTraceOpensVariable)) trace(kNoResult, "close %s", node_name(node));
+    set_node(fd, Node::None);  // before the number is free for another thread's open
+  }
+  return behind<close>("close")(fd);
+}
+
+int close_range(unsigned first, unsigned last, int flags) noexcept {
+  int result = behind<close_range>("close_range")(first, last, flags);
+  bool closes = result == 0 && (flags & CLOSE_RANGE_CLOEXEC) == 0;
+  if (!closes) return result;
+  constexpr unsigned kLast = kMaxDescriptor - 1;
+  unsigned end = last < kLast ? last : kLast;
+  for (unsigned fd = first; fd <= end; ++fd) set_node(static_cast<int>(fd), Node::None);
+  return result;
+}
+
+void closefrom(int first) noexcept {
+  unsigned lowest = first > 0 ? static_cast<unsigned>(first) : 0;
+  close_range(lowest, ~0u, 0);
+}
+
+int dup(int fd) noexcept { return duplicated(fd, behind<dup>("dup")(fd)); }
+
+// The number's old descriptor ends with the duplication.
+int dup3(int fd, int wanted, int flags) noexcept {
+  if (fd != wanted) set_node(wanted, Node::None);
+  return duplicated(fd, behind<dup3>("dup3")(fd, wanted, flags));
+}
+
+int dup2(int fd, int wanted) noexcept {
+  if (fd == wanted) return behind<dup2>("dup2")(fd, fd);
+  return dup3(fd, wanted, 0);
+}
+
+int fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  int result = behind<fcntl64>("fcntl64")(fd, command, argument);
+  bool duplicates = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
+  return duplicates ? duplicated(fd, result) : result;
+}
+
+// The machine's own offsets have 64 bits, or do not matter: the names for large files are the same functions.
+int open64(const char *path, int flags, ...) __attribute__((alias("open")));
+int openat64(int folder, const char *path, int flags, ...) __attribute__((alias("openat")));
+int creat64(const char *path, mode_t mode) __attribute__((alias("creat")));
+int __open64_2(const char *path, int flags) __attribute__((alias("__open_2")));
+int __openat64_2(int folder, const char *path, int flags) __attribute__((alias("__openat_2")));
+int fcntl64(int fd, int command, ...) __attribute__((alias("fcntl")));
+
+}  // extern "C"
+#pragma GCC visibility pop

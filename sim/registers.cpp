@@ -1,0 +1,58 @@
+#include "board.h"
+
+// SoC, switch-chip and port PHY registers. The board keeps what was written in a small table; the models give a meaning
+// to few of them.
+
+namespace zelsim {
+namespace {
+
+constexpr uint32_t kLossOfSignalRegister = 0x18110;  // of the SoC
+constexpr uint32_t kLossOfSignalBits = 0xf00;        // bits 8 to 11: the cages of the main board
+constexpr unsigned kLossOfSignalShift = 8;
+
+uint32_t loss_of_signal(const Board &board) {
+  uint32_t bits = 0;
+  for (unsigned i = 0; i < kMainPorts; ++i) {
+    if (board.cages[kFirstMainPort + i].loss_of_signal) bits |= 1u << (kLossOfSignalShift + i);
+  }
+  return bits;
+}
+
+bool is_row_of(const Register &row, RegisterSpace space, uint8_t port, uint32_t address) {
+  return row.space == space && row.port == port && row.address == address;
+}
+
+// The register's row, or else a free one; null if the table is full.
+Register *row_for(Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
+  Register *free = nullptr;
+  for (Register &row : board.registers) {
+    if (is_row_of(row, space, port, address)) return &row;
+    if (free == nullptr && row.space == RegisterSpace::Free) free = &row;
+  }
+  return free;
+}
+
+uint32_t stored_value(const Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
+  for (const Register &row : board.registers) {
+    if (is_row_of(row, space, port, address)) return row.value;
+  }
+  return 0;
+}
+
+}  // namespace
+
+uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
+  uint32_t value = stored_value(board, space, port, address);
+  if (space == RegisterSpace::Soc && address == kLossOfSignalRegister)
+    value = (value & ~kLossOfSignalBits) | loss_of_signal(board);
+  return value;
+}
+
+bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value) {
+  Register *row = row_for(board, space, port, address);
+  if (row == nullptr) return false;
+  *row = {space, port, address, value};
+  return true;
+}
+
+}  // namespace zelsim
