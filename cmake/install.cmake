@@ -56,6 +56,12 @@ if(TARGET zelctl AND TARGET zelsim)
     install(FILES completion/zelboard.bash RENAME ${tool} COMPONENT tools
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   endforeach()
+  # The unit names the program where it is being installed.
+  install(CODE "
+    get_filename_component(bin \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR} ABSOLUTE)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/zelboard-monitor.service.in
+      ${PROJECT_BINARY_DIR}/zelboard-monitor.service @ONLY)" COMPONENT tools)
+  install(FILES ${PROJECT_BINARY_DIR}/zelboard-monitor.service DESTINATION lib/systemd/system COMPONENT tools)
 endif()
 
 if(CMAKE_SOURCE_DIR STREQUAL PROJECT_SOURCE_DIR)

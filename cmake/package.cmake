@@ -64,10 +64,12 @@ CMake need to find them; a manual page for each function, the guides and the
 examples."
   NEEDS library)
 if(TARGET zelctl AND TARGET zelsim)
+  set(scripts ${PROJECT_SOURCE_DIR}/cmake/debian/tools)
   zelboard_package(tools zelboard-tools admin tools
     "This package contains zelctl, the operator's tool, and zelsim, a virtual switch
-on which every dynamically linked program runs without hardware."
-    NEEDS library)
+on which every dynamically linked program runs without hardware; and a service
+that hands the board's events to the journal, off until it is enabled."
+    NEEDS library EXTRA ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
 endif()
 if(TARGET zelboard-web)
   zelboard_package(web zelboard-web admin "front panel in a browser"

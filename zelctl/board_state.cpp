@@ -23,6 +23,8 @@ static Answer led(Round &, uint32_t which) { return led_state(which); }
 
 static Answer relay_state(Round &, uint32_t) { return byte_of(FW_GetAlarmRelay, "alarm relay"); }
 
+static Answer key(Round &, uint32_t) { return reset_key()["reset_key"].get<double>(); }
+
 static Answer alarm(Round &round, uint32_t) {
   uint8_t alarmed = 0;
   byte_of(FW_GetSystemLed, "GPIO driver");  // without it the environment is not asked
@@ -93,25 +95,27 @@ static Answer database(Round &round, uint32_t which) {
 /** The boards come before what is on them. */
 constexpr Watched kWatched[] = {
     {"led %s", "off|on|blink", "led_state", "What a front-panel LED shows, 1 = this.", Gpio, 0, kLedCount - 1, led},
-    {"relay", "", "alarm_relay_state", "State of the alarm relay, 0 or 1.", Gpio, 0, 0, relay_state},
+    {"relay", "open|closed", "alarm_relay_state", "State of the alarm relay, 0 or 1.", Gpio, 0, 0, relay_state},
+    {"reset key", "released|pressed", "reset_key_pressed", "Whether the reset key is pressed.", Gpio, 0, 0, key},
     {"power alarm", "off|on", "power_alarm", "Whether a supply that should be there is missing or has failed.", Gpio, 0,
-     0, alarm},
+     0, alarm, "on"},
     {"supply %s", "", "power_supply_configuration", "The driver's configuration byte of a power supply.", Gpio,
-     FW_SUPPLY_FIRST, FW_SUPPLY_LAST, supply},
+     FW_SUPPLY_FIRST, FW_SUPPLY_LAST, supply, "none", "none|ac|dc"},
     {"watchdog", "disabled|enabled", "watchdog_enabled", "Whether the hardware watchdog is enabled.", Gpio, 0, 0,
      watchdog_state},
-    {"clock", "lost|ok", "clock_alive", "Whether the real-time clock answers its driver.", I2c, 0, 0, clock_state},
+    {"clock", "lost|ok", "clock_alive", "Whether the real-time clock answers its driver.", I2c, 0, 0, clock_state,
+     "lost"},
     {"temperature sensor", "lost|ok", "temperature_sensor_alive", "Whether the temperature sensor answers its driver.",
-     I2c, 0, 0, sensor},
-    {kTemperature, "normal|hot", "temperature_celsius", "Temperature of the board.", I2c, 0, 0, degrees},
+     I2c, 0, 0, sensor, "lost"},
+    {kTemperature, "normal|hot", "temperature_celsius", "Temperature of the board.", I2c, 0, 0, degrees, "hot"},
     {"slot %s board", "none|copper|sfp", "slot_board", "Daughter board in a slot, 1 = this.", I2c, FW_SLOT_FIRST,
      FW_SLOT_LAST, board_in},
     {"port %s module", "out|in", "port_module_present", "Whether a module is in the port's cage.", I2c, 0, FW_PORT_LAST,
      module},
     {"port %s light", "ok|lost", "port_loss_of_signal", "Whether the port's module receives no light.", I2c, 0,
-     FW_PORT_LAST, light},
+     FW_PORT_LAST, light, "lost"},
     {"port %s fault", "no|yes", "port_transmitter_fault", "Whether the port's module reports a transmitter fault.", I2c,
-     0, FW_PORT_LAST, signal<sfp_txfault>},
+     0, FW_PORT_LAST, signal<sfp_txfault>, "yes"},
     {"port %s transmitter", "on|off", "port_transmitter_disabled",
      "Whether the transmitter of the port's module is switched off.", I2c, 0, FW_PORT_LAST, signal<sfp_txenable>},
     {"boot environment", kEnvironmentStates, "boot_environment_state",
@@ -157,7 +161,11 @@ std::vector<Reading> read_board(Round &round, bool flash_too) {
   return readings;
 }
 
-std::string Reading::state() const {
-  const auto place = static_cast<size_t>(*value);
-  return place < states.size() ? states[place] : format("%g", *value);
+static std::string named(const std::vector<std::string> &names, double value) {
+  const auto place = static_cast<size_t>(value);
+  return place < names.size() ? names[place] : format("%g", value);
 }
+
+std::string Reading::state() const { return named(states, *value); }
+
+std::string Reading::word() const { return states.empty() ? named(split(what->words), *value) : state(); }

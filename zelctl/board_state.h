@@ -36,6 +36,8 @@ struct Watched {
   uint32_t first, last;  // which ones there are
   /** @return nothing when there is nothing to ask: no module, no sensor. Throws a Failure when there is no answer. */
   std::optional<double> (*read)(Round &round, uint32_t which);
+  const char *trouble = "";  // the state in which somebody should look
+  const char *words = "";    // of an event, where the metric is the number itself
 };
 /** Only the states below and above the threshold are events. */
 constexpr const char *kTemperature = "temperature";
@@ -50,6 +52,8 @@ struct Reading {
   std::string silence;  // why there is none
 
   std::string state() const;
+  /** The same in words, where the state has one. */
+  std::string word() const;
 };
 
 /** Everything that is there, in the order of the table. */

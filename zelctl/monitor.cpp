@@ -2,41 +2,59 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <ctime>
+#include <algorithm>
+#include <cstring>
 
 #include "board_state.h"
+#include "event_commands.h"
+#include "journal.h"
 
-static uint32_t interval = 1000, lifetime, threshold = 80;
-static bool initial;
+static uint32_t interval = 1000, lifetime, threshold = 80, command_limit = 30;
+static bool initial, to_journal;
+static std::string journal_socket = kJournalSocket, event_command;
 
-/** Local time for people, UTC in JSON. */
-static std::string time_stamp() {
-  timespec now{};
-  std::timespec_get(&now, TIME_UTC);
-  const std::tm *parts = settings.json ? std::gmtime(&now.tv_sec) : std::localtime(&now.tv_sec);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", parts);
-  return format("%s.%03d%s", text, static_cast<int>(now.tv_nsec / 1000000), settings.json ? "Z" : "");
-}
-
-static void tell(const std::string &subject, const Json &label, const std::string &before, const std::string &now,
-                 const std::string &detail) {
-  if (!settings.json) {
-    const std::string tail = detail.empty() ? "" : " (" + detail + ")";
-    std::fprintf(out, "%s %s: %s -> %s%s\n", time_stamp().c_str(), subject.c_str(), before.c_str(), now.c_str(),
-                 tail.c_str());
-    return;
+/** Who is told: whoever reads the output or the journal, and the operator's command. */
+class Listeners {
+ public:
+  Listeners() : commands_(event_command, std::chrono::seconds(command_limit)) {
+    if (to_journal) journal_.emplace(journal_socket);
   }
-  Json event = record("time", time_stamp(), "subject", subject);
-  event.update(label);
-  append(event, "old", before, "new", now);
-  if (!detail.empty()) event["detail"] = detail;
-  std::fprintf(out, "%s\n", event.dump().c_str());
+
+  void tell(const Event &event) {
+    if (!journal_)
+      print(event);
+    else if (!journal_->add(event))
+      complain("--journal: " + journal_socket + ": " + std::strerror(errno) + ": " + event.line(), 0);
+    if (!event_command.empty()) commands_.add(event);
+  }
+
+  EventCommands &commands() { return commands_; }
+
+ private:
+  static void print(const Event &event) {
+    if (settings.json)
+      std::fprintf(out, "%s\n", event_record(event).dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+    else
+      std::fprintf(out, "%s %s\n", time_stamp(false).c_str(), event.line().c_str());
+  }
+
+  std::optional<Journal> journal_;
+  EventCommands commands_;
+};
+
+/** "port-module" for what is called "port %s module". */
+static std::string kind_of(const Watched &what) {
+  std::string kind = what.subject;
+  if (const size_t place = kind.find(" %s"); place != std::string::npos) kind.erase(place, 3);
+  std::replace(kind.begin(), kind.end(), ' ', '-');
+  return kind;
 }
 
 /** Compares each round with what was known before. */
 class Monitor {
  public:
+  explicit Monitor(Listeners &listeners) : listeners_(listeners) {}
+
   void look() {
     Round round;
     before_ = std::exchange(known_, {});
@@ -50,8 +68,10 @@ class Monitor {
         known_[reading.subject] = first_ ? "" : found->second;
     }
     if (first_ && !round.up[Gpio] && !round.up[I2c]) require_board();
-    for (const auto &[source, why] : silences)
-      note(source + "?", source, Json::object(), why.empty() ? kAnswers : kSilent, kAnswers, why);
+    for (const auto &[source, why] : silences) {
+      Event event{"answer", source, "", "", "", why.empty() ? kAnswers : kSilent, why, !why.empty()};
+      note(source + "?", event, kAnswers);
+    }
     first_ = false;
     std::fflush(out);
   }
@@ -60,33 +80,31 @@ class Monitor {
   static constexpr const char *kAnswers = "answers", *kSilent = "does not answer";
 
   void compare(const Reading &reading) {
-    std::string now = reading.state(), detail;
+    Event event{kind_of(*reading.what), reading.subject, reading.label, reading.which, "", reading.word(), "", false};
     if (reading.subject == kTemperature) {
       constexpr double kHysteresis = 5;
       const bool was_hot = before_.contains(reading.subject) && before_[reading.subject] == reading.states[1];
-      now = reading.states[*reading.value >= threshold - (was_hot ? kHysteresis : 0) ? 1 : 0];
-      detail = format("%.1f degrees", *reading.value);
+      event.now = reading.states[*reading.value >= threshold - (was_hot ? kHysteresis : 0) ? 1 : 0];
+      event.detail = format("%.1f degrees", *reading.value);
     }
-    Json label = Json::object();
-    if (!reading.label.empty()) {
-      const bool numbered = std::isdigit(reading.which[0]) != 0;
-      label[reading.label] = numbered ? Json(std::stoi(reading.which)) : Json(reading.which);
-    }
-    note(reading.subject, reading.subject, label, now, reading.states.empty() ? now : reading.states[0], detail);
+    event.trouble = event.now == reading.what->trouble;
+    note(reading.subject, event, reading.states.empty() ? event.now : reading.states[0]);
   }
 
   /** Tells what has changed. What comes with a module or a board is told unless it is as usual; what never answered
    *  before is learned in silence, as all is in the first round. */
-  void note(const std::string &key, const std::string &subject, const Json &label, const std::string &now,
-            const std::string &usual, const std::string &detail) {
-    known_[key] = now;
+  void note(const std::string &key, Event &event, const std::string &usual) {
+    known_[key] = event.now;
     if (const auto found = before_.find(key); found != before_.end()) {
-      if (!found->second.empty() && found->second != now) tell(subject, label, found->second, now, detail);
-    } else if (first_ ? now == kSilent || (initial && usual != kAnswers) : now != usual) {
-      tell(subject, label, first_ ? "unknown" : "absent", now, detail);
+      event.before = found->second;
+      if (!event.before.empty() && event.before != event.now) listeners_.tell(event);
+    } else if (first_ ? event.now == kSilent || (initial && usual != kAnswers) : event.now != usual) {
+      event.before = first_ ? "unknown" : "absent";
+      listeners_.tell(event);
     }
   }
 
+  Listeners &listeners_;
   std::map<std::string, std::string> before_, known_;  // "" = it has not answered yet
   bool first_ = true;
 };
@@ -96,30 +114,53 @@ static bool reader_is_gone() {
   return poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0;
 }
 
+using Clock = std::chrono::steady_clock;
+
+/** The operator's commands go on meanwhile. @return false when a signal has come, or nobody reads the output any more */
+static bool wait_until(Clock::time_point until, int signals, EventCommands &commands) {
+  using namespace std::chrono;
+  // Nothing is printed while the journal gets the events: that its reader goes means nothing.
+  pollfd events[] = {{signals, POLLIN, 0}, {to_journal ? -1 : fileno(out), 0, 0}};
+  while (true) {
+    commands.step();
+    const auto now = Clock::now();
+    if (now >= until) return true;
+    auto pause = ceil<milliseconds>(until - now);
+    if (commands.busy()) pause = std::min(pause, milliseconds(50));
+    if (poll(events, std::size(events), static_cast<int>(pause.count())) > 0) return false;
+  }
+}
+
 static void monitor() {
   using namespace std::chrono;
+  if (to_journal && settings.json) refuse_argument("--json", "does not go with --journal, which has fields");
+  Listeners listeners;
   hold_signals();  // those that end it are taken between two rounds, so that no request is interrupted
   const int signals = held_signals();
-  const auto end = lifetime == 0 ? steady_clock::time_point::max() : steady_clock::now() + seconds(lifetime);
-  Monitor changes;
-  for (auto next = steady_clock::now(); std::ferror(out) == 0;) {
+  const auto end = lifetime == 0 ? Clock::time_point::max() : Clock::now() + seconds(lifetime);
+  Monitor changes(listeners);
+  auto next = Clock::now();
+  while (std::ferror(out) == 0) {
     changes.look();
-    const auto now = steady_clock::now();
-    next = std::max(next + milliseconds(interval), now);
-    const auto pause = ceil<milliseconds>(std::min(next, end) - now);
-    pollfd events[] = {{signals, POLLIN, 0}, {fileno(out), 0, 0}};
-    if (poll(events, std::size(events), static_cast<int>(pause.count())) > 0 || std::min(next, end) == end) break;
+    next = std::max(next + milliseconds(interval), Clock::now());
+    if (!wait_until(std::min(next, end), signals, listeners.commands()) || end <= next) break;
   }
   signalfd_siginfo taken;
   while (read(signals, &taken, sizeof taken) > 0) continue;
+  listeners.commands().finish();
   if (reader_is_gone()) std::_Exit(0);  // there is nobody to whom anything that is left could be written
 }
 
 void add_monitor_command(App &app) {
   App *leaf = command(app, "monitor", "Prints what changes on the board, one line each, as it happens",
                       "monitor --json --interval 500", monitor);
-  number(leaf, "--interval", interval, "Milliseconds from one round of questions to the next (1000)", 10, 3600000);
+  number(leaf, "--interval", interval,
+         "Milliseconds from one round of questions to the next (1000); what lasts shorter can be missed", 10, 3600000);
   number(leaf, "--for", lifetime, "Seconds after which it ends, else when it is interrupted", 1, 31536000);
   number(leaf, "--hot", threshold, "Degrees Celsius from which the board is hot (80)", 1, 127);
   flag(leaf, "--initial", initial, "First print what stands now");
+  flag(leaf, "--journal", to_journal, "Events go to the systemd journal, with fields, and are not printed");
+  any_text(leaf, "--journal-socket", journal_socket, "The journal's socket, of another journal namespace for instance");
+  any_text(leaf, "--exec", event_command, "Shell command for each event, which is in its environment");
+  number(leaf, "--exec-limit", command_limit, "Seconds after which such a command is ended (30)", 1, 86400);
 }

@@ -1,0 +1,120 @@
+#!/usr/bin/env python3
+"""The monitor as a service: entries of the journal, a command for each event, and the unit: service_test.py BUILD."""
+import os
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+BUILD = sys.argv[1]
+ZELSIM, ZELCTL = f"{BUILD}/bin/zelsim", f"{BUILD}/bin/zelctl"
+UNIT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../cmake/zelboard-monitor.service.in")
+# What somebody does to the board, and fields of the entry that it makes.
+DEEDS = [
+    ("set supply 2 none", "ZELBOARD_EVENT=supply|ZELBOARD_SUBJECT=supply 2|ZELBOARD_SUPPLY=2|ZELBOARD_OLD=ac|ZELBOARD_NEW=none|"
+                          "MESSAGE=supply 2: ac -> none|PRIORITY=4|SYSLOG_IDENTIFIER=zelctl"),
+    ("set supply 2 ac", "ZELBOARD_NEW=ac|MESSAGE=supply 2: none -> ac|PRIORITY=5"),
+    ("run --fast -- " + ZELCTL + " relay set 1", "ZELBOARD_EVENT=relay|MESSAGE=relay: open -> closed|PRIORITY=5"),
+    ("set reset-key 1", "ZELBOARD_EVENT=reset-key|MESSAGE=reset key: released -> pressed"),
+    ("unplug 3", "ZELBOARD_EVENT=port-module|ZELBOARD_SUBJECT=port 3 module|ZELBOARD_PORT=3|ZELBOARD_NEW=out"),
+    ("set temperature 81.5", "ZELBOARD_EVENT=temperature|ZELBOARD_NEW=hot|ZELBOARD_DETAIL=81.5 degrees|PRIORITY=4"),
+    ("fail gpio:open", "ZELBOARD_EVENT=answer|ZELBOARD_NEW=does not answer|PRIORITY=4"),
+]
+
+
+def zelsim(words):
+    subprocess.run([ZELSIM, *words.split()], check=True, stdout=subprocess.DEVNULL)
+
+
+def monitor(*options, **how):
+    return subprocess.Popen([ZELSIM, "run", "--fast", "--", ZELCTL, "monitor", "--interval", "20", *options],
+                            stderr=subprocess.PIPE, text=True, **how)
+
+
+def wait_for(what, condition):
+    for _ in range(1000):
+        if found := condition():
+            return found
+        time.sleep(0.02)
+    sys.exit(f"no {what}")
+
+
+def journal(folder):
+    path = f"{folder}/journal"
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as listener:
+        listener.bind(path)
+        listener.settimeout(30)
+        watcher = monitor("--journal", "--journal-socket", path, "--initial")
+        while b"ZELBOARD_SUBJECT=port 24 transmitter\n" not in listener.recv(4096):
+            pass
+        for deed, fields in DEEDS:
+            zelsim(deed)
+            wanted = set(fields.encode().split(b"|"))
+            entry = listener.recv(4096)
+            # More may be told of it: a module that goes takes its light along, a driver what it was asked for.
+            assert wanted <= set(entry.split(b"\n")), (deed, entry)
+            listener.settimeout(0.5)
+            try:
+                while True:
+                    listener.recv(4096)
+            except socket.timeout:
+                listener.settimeout(30)
+        zelsim("heal")
+    watcher.send_signal(signal.SIGTERM)
+    watcher.communicate()
+    assert watcher.returncode == 0, watcher.returncode
+    os.unlink(path)
+    refused = monitor("--journal", "--journal-socket", path)
+    assert "--journal: " in refused.communicate()[1] and refused.returncode == 1
+
+
+def commands(folder):
+    script = f'env | grep ^ZELBOARD >>{folder}/env; echo "$ZELBOARD_MESSAGE" >>{folder}/done; test "$ZELBOARD_NEW" != ac || sleep 99'
+    watcher = monitor("--exec", script, "--exec-limit", "1", "--initial", stdout=subprocess.PIPE)
+    while "port 24 transmitter" not in watcher.stdout.readline():
+        pass
+    open(f"{folder}/done", "w", encoding="utf-8").close()
+
+    def lines():
+        return open(f"{folder}/done", encoding="utf-8").read().splitlines()
+
+    # Each supply's first event hangs, and is ended; what follows is run all the same.
+    wait_for("event behind a command that hangs", lambda: any(line.startswith("port 24 transmitter") for line in lines()))
+    zelsim("set supply 1 none")
+    wait_for("event", lambda: "supply 1: ac -> none" in lines())
+    environment = open(f"{folder}/env", encoding="utf-8").read()
+    assert "ZELBOARD_OLD=ac\n" in environment and "ZELBOARD_TROUBLE=yes\n" in environment, environment
+    children = open(f"/proc/{watcher.pid}/task/{watcher.pid}/children", encoding="utf-8").read()
+    assert len(children.split()) <= 1, children
+    zelsim("set supply 1 ac")  # this one hangs while the monitor is told to end
+    wait_for("event", lambda: "supply 1: none -> ac" in lines())
+    watcher.send_signal(signal.SIGTERM)
+    complaints = watcher.communicate(timeout=20)[1]
+    assert watcher.returncode == 0 and "takes longer than 1 seconds" in complaints, (watcher.returncode, complaints)
+
+
+def unit(folder):
+    if not shutil.which("systemd-analyze"):
+        print("systemd-analyze is missing: the unit is not verified")
+        return
+    text = re.sub("@bin@", f"{BUILD}/bin", open(UNIT, encoding="utf-8").read())
+    open(f"{folder}/zelboard-monitor.service", "w", encoding="utf-8").write(text)
+    check = subprocess.run(["systemd-analyze", "verify", "--man=no", f"{folder}/zelboard-monitor.service"],
+                           capture_output=True, text=True)
+    about_it = [line for line in check.stderr.splitlines() if "zelboard" in line]
+    assert not about_it and check.returncode == 0, check
+
+
+with tempfile.TemporaryDirectory() as work:
+    os.environ["ZELSIM_HOME"] = work
+    for step in ("create --slots sfp,copper,none", "plug 3 1g-sx", "plug 24 10g-sr"):
+        zelsim(step)
+    for number in (1, 2):
+        zelsim(f"set supply {number} ac")
+    journal(work)
+    commands(work)
+    unit(work)

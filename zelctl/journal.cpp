@@ -1,0 +1,62 @@
+#include "journal.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "../cli/program.h"
+
+/** "NAME=value" and a line's end; a value of several lines stands behind its length instead. */
+static std::string encoded(const std::string &name, const std::string &value) {
+  if (value.find('\n') == std::string::npos) return name + "=" + value + "\n";
+  std::string length;
+  for (int i = 0; i < 8; ++i) length += static_cast<char>(uint64_t{value.size()} >> 8 * i);
+  return name + "\n" + length + value + "\n";
+}
+
+static std::string entry_of(const Event &event) {
+  constexpr const char *kWarning = "4", *kNotice = "5";
+  Fields fields = fields_of(event);
+  fields.emplace_back("MESSAGE", event.line());
+  fields.emplace_back("PRIORITY", event.trouble ? kWarning : kNotice);
+  fields.emplace_back("SYSLOG_IDENTIFIER", kProgram);
+  std::string entry;
+  for (const auto &[name, value] : fields) entry += encoded(name, value);
+  return entry;
+}
+
+static sockaddr_un address_of(const std::string &path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path) refuse_argument("--journal-socket", "'" + path + "' is too long");
+  std::memcpy(address.sun_path, path.data(), path.size());
+  return address;
+}
+
+static bool send_to(int fd, const std::string &path, const std::string &entry) {
+  const sockaddr_un address = address_of(path);
+  const auto *to = reinterpret_cast<const sockaddr *>(&address);
+  return sendto(fd, entry.data(), entry.size(), MSG_NOSIGNAL, to, sizeof address) >= 0;
+}
+
+Journal::Journal(const std::string &socket_path)
+    : path_(socket_path), fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  const timeval second{1, 0};
+  setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &second, sizeof second);
+  const sockaddr_un address = address_of(path_);
+  // Only tried: a journal that is started again later has another socket in its place.
+  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const bool listens = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+  const std::string why = std::strerror(errno);
+  close(probe);
+  if (listens) return;
+  close(fd_);
+  throw Failure{"--journal: " + path_ + ": " + why};
+}
+
+Journal::~Journal() { close(fd_); }
+
+bool Journal::add(const Event &event) const { return send_to(fd_, path_, entry_of(event)); }
