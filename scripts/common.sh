@@ -27,8 +27,24 @@ need() {
 
 # What every build needs, with what else the script does. INSTALL_ONLY=1 before a script's name ends it here.
 need_build() {
-  need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev pkg-config libcpp-httplib-dev "$@"
+  need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev zlib1g-dev pkg-config libcpp-httplib-dev "$@"
   [ -z "${INSTALL_ONLY:-}" ] || exit 0
+}
+
+# Debian's static zlib for the switch's processor, unpacked into a folder: this machine needs no second architecture for it.
+# Sets arm_zlib, the options with which CMake finds it.
+need_arm_zlib() {
+  local folder=$root/build/zlib-armhf
+  local apt=(apt-get -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root
+    -o "Dir::State::Lists=$folder/lists" -o "Dir::Cache=$folder/cache")
+  if [ ! -e "$folder/usr/include/zlib.h" ]; then
+    echo "Fetching zlib1g-dev for armhf"
+    mkdir -p "$folder/lists/partial" "$folder/cache/archives/partial"
+    "${apt[@]}" update | progress || true  # what is missing, the download misses
+    (cd "$folder" && "${apt[@]}" download zlib1g-dev:armhf | progress)
+    dpkg-deb --extract "$folder"/zlib1g-dev_*_armhf.deb "$folder"
+  fi
+  arm_zlib=("-DZLIB_INCLUDE_DIR=$folder/usr/include" "-DZLIB_LIBRARY=$folder/usr/lib/arm-linux-gnueabihf/libz.a")
 }
 
 # Configures and builds quietly; a failure shows everything. build FOLDER [CMAKE OPTION ...] [-- TARGET ...]

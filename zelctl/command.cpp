@@ -84,6 +84,11 @@ void any_text(App *app, const char *name, std::string &value, const char *what, 
   option(app, name, value, what, "", check);
 }
 
+void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what,
+               const std::string &form) {
+  app->add_option(name, values, what)->type_name(form)->allow_extra_args(false);
+}
+
 void flag(App *app, const char *name, bool &value, const char *what) { app->add_flag(name, value, what); }
 
 static std::string no_input(std::string &path) {

@@ -49,7 +49,7 @@ int main(int argc, char **argv) {
   for (Family *add :
        {add_indicator_commands, add_system_commands, add_bus_commands, add_port_commands, add_panel_command,
         add_sfp_commands, add_flash_commands, add_image_commands, add_environment_commands, add_database_commands,
-        add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command})
+        add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command, add_report_command})
     add(*app);
   return run_program(*app, argc, argv, work);
 }

@@ -37,8 +37,7 @@ void require_port(uint32_t status, uint32_t port, const char *what) {
   require(status, format("port %u: %s", port, what));
 }
 
-/** A signal that cannot be read stays null, and ends the command once everything is shown. */
-static Json port_record(uint32_t port, Fitted fitted, Signals wanted) {
+Json port_record(uint32_t port, Fitted fitted, Signals wanted) {
   const bool daughter = port < kDaughterPorts, cage = fitted == Fitted::Cages;
   const char *type = fitted == Fitted::None ? "none" : !cage ? "copper" : daughter ? "sfp" : "sfp-10g";
   Json row = record("port", port, "slot", daughter ? Json(port / kPortsPerSlot + FW_SLOT_FIRST) : Json(), "type", type,

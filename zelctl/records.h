@@ -44,6 +44,8 @@ uint8_t led_state(uint32_t led);
 uint8_t supply_conf(uint32_t supply);
 enum class Signals { All, OfModules };  // OfModules: an empty cage's other signals stay null
 Json ports(Signals wanted);
+/** A signal that cannot be read stays null, and is postponed. */
+Json port_record(uint32_t port, Fitted fitted, Signals wanted);
 
 /** A board question that the boot environment answers: throws when the environment could not be read. */
 uint32_t ask_environment(const std::function<uint32_t()> &question);

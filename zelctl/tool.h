@@ -57,6 +57,8 @@ void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char
 void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices);
 /** Any text, or one that the check takes. */
 void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {});
+/** The same, as often as it is wanted. */
+void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what, const std::string &form);
 /** A switch without a value. */
 void flag(App *app, const char *name, bool &value, const char *what);
 /** The argument FILE: an ordinary file that exists, or one to write. */
@@ -75,7 +77,7 @@ void refuse_empty(const std::string &path, uint64_t size);
 using Family = void(App &app);
 Family add_indicator_commands, add_system_commands, add_bus_commands, add_port_commands, add_panel_command,
     add_sfp_commands, add_flash_commands, add_image_commands, add_environment_commands, add_database_commands,
-    add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command;
+    add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command, add_report_command;
 
 /* ---- the board said no ---- */
 

@@ -1,0 +1,129 @@
+#include "archive.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <numeric>
+#include <utility>
+
+#include "program.h"
+
+struct GzipWriter::Stream : z_stream {};
+
+GzipWriter::GzipWriter(Sink sink) : sink_(std::move(sink)), stream_(std::make_unique<Stream>()) {
+  constexpr int kGzip = 16, kWindowBits = 15, kMemoryLevel = 8;
+  if (deflateInit2(stream_.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip + kWindowBits, kMemoryLevel,
+                   Z_DEFAULT_STRATEGY) != Z_OK)
+    throw Failure{"no memory to compress with"};
+}
+
+GzipWriter::~GzipWriter() { deflateEnd(stream_.get()); }
+
+void GzipWriter::pass(Bytes bytes, int flush) {
+  std::array<uint8_t, 0x8000> room;
+  stream_->next_in = const_cast<uint8_t *>(bytes.data());
+  stream_->avail_in = static_cast<uInt>(bytes.size());
+  do {
+    stream_->next_out = room.data();
+    stream_->avail_out = room.size();
+    deflate(stream_.get(), flush);
+    sink_({room.data(), room.size() - stream_->avail_out});
+  } while (stream_->avail_out == 0);
+}
+
+void GzipWriter::write(Bytes bytes) { pass(bytes, Z_NO_FLUSH); }
+
+void GzipWriter::finish() { pass({}, Z_FINISH); }
+
+constexpr size_t kBlock = 512;
+
+/** A file's header. Texts fill their fields or end with a NUL; numbers are octal. */
+struct Header {
+  char name[100];
+  char mode[8];
+  char uid[8];
+  char gid[8];
+  char size[12];
+  char mtime[12];
+  char checksum[8];
+  char type;
+  char link[100];
+  char magic[6];
+  char version[2];
+  char owner[32];
+  char group[32];
+  char major[8];
+  char minor[8];
+  char prefix[155];
+  char unused[12];
+};
+static_assert(sizeof(Header) == kBlock);
+
+template <size_t Size>
+static void put_text(char (&field)[Size], const std::string &text) {
+  std::memcpy(field, text.data(), std::min(text.size(), Size));
+}
+
+template <size_t Size>
+static void put_number(char (&field)[Size], uint64_t number) {
+  std::snprintf(field, Size, "%0*llo", static_cast<int>(Size - 1), static_cast<unsigned long long>(number));
+}
+
+/** Readers count the checksum's own field as blanks. */
+static void put_checksum(Header &header) {
+  std::memset(header.checksum, ' ', sizeof header.checksum);
+  const auto *bytes = reinterpret_cast<const uint8_t *>(&header);
+  std::snprintf(header.checksum, sizeof header.checksum, "%06o", std::accumulate(bytes, bytes + kBlock, 0U));
+}
+
+TarWriter::TarWriter(Sink sink, std::string folder, std::time_t time)
+    : sink_(std::move(sink)), folder_(std::move(folder)), time_(time) {}
+
+void TarWriter::begin(const std::string &name, uint64_t size) {
+  constexpr char kFile = '0';
+  fill_block();
+  Header header{};
+  if (name.size() > sizeof header.name || folder_.size() > sizeof header.prefix)
+    throw Failure{"'" + folder_ + "/" + name + "' is too long a name for an archive"};
+  put_text(header.name, name);
+  put_text(header.prefix, folder_);
+  put_number(header.mode, 0644);
+  put_number(header.uid, 0);
+  put_number(header.gid, 0);
+  put_number(header.size, size);
+  put_number(header.mtime, static_cast<uint64_t>(time_));
+  header.type = kFile;
+  put_text(header.magic, "ustar");
+  put_text(header.version, "00");
+  put_text(header.owner, "root");
+  put_text(header.group, "root");
+  put_checksum(header);
+  sink_({reinterpret_cast<const uint8_t *>(&header), kBlock});
+}
+
+void TarWriter::write(Bytes bytes) {
+  sink_(bytes);
+  written_ += bytes.size();
+}
+
+void TarWriter::add(const std::string &name, Bytes bytes) {
+  begin(name, bytes.size());
+  write(bytes);
+}
+
+/** A file's last block is filled up before the next header. */
+void TarWriter::fill_block() {
+  constexpr uint8_t kZeros[kBlock] = {};
+  const auto used = static_cast<size_t>(written_ % kBlock);
+  if (used != 0) sink_({kZeros, kBlock - used});
+  written_ = 0;
+}
+
+void TarWriter::finish() {
+  constexpr uint8_t kEnd[2 * kBlock] = {};
+  fill_block();
+  sink_(kEnd);
+}

@@ -1,0 +1,148 @@
+#!/usr/bin/env python3
+"""A report tells what the board is like, changes nothing there, and keeps secrets: report_test.py BUILD."""
+import io
+import json
+import os
+import re
+import signal
+import subprocess
+import sys
+import tarfile
+import tempfile
+import time
+import zlib
+
+BUILD = sys.argv[1]
+ZELSIM, ZELCTL = f"{BUILD}/bin/zelsim", f"{BUILD}/bin/zelctl"
+BOARD = ["create --slots sfp,copper,sfp", "plug 3 copper", "plug 5 1g-lx", "plug 16 100fx", "plug 24 10g-sr",
+         "plug 27 dac", "set supply 1 ac", "set supply 2 ac", "set supply 2 failed", "set temperature 41.5", "set loss-of-signal 24 1", "set tx-fault 5 1",
+         "set reset-key 1"]
+OPERATED = ["led set alarm blink", "led set speed25 on", "relay set 1", "flags set diagnostic on", "cage 3 --tx-disable off",
+            "clock poll", "register set 0x20300 0x100", "env set pwrmode pwr2ac", "env set WIFI_KEY hunter2hunter2",
+            "env set AdminPassword correct-horse", "env set ntp_server 10.0.0.1", "env set snmp_community inner-circle",
+            "identity name EDGE-1", "mac-backup set 00:11:22:33:44:55", "flags set diagnostic off"]
+SECRETS = (b"hunter2hunter2", b"correct-horse", b"inner-circle")
+# What may stand in the trace: questions, the selection of a cage, and the chip's return to its lower half after a read.
+HARMLESS = re.compile(r"pause |gpio 0x.. (Get|SelectCage)|i2c 0x.. (Get|BufRead)|debugCmd phy_register_get "
+                      r"|flash( 0x..)? (Get|SelectLowerSegment|read|lseek)")
+FAULTS = ["i2c --result busy", "i2c:open", "i2c:BufRead@0xa0", "gpio:open", "gpio", "flash:read", "flash:open",
+          "flash:read --skip 40 --count 3", "any:open", "any --result refused"]
+
+
+def zelsim(words):
+    return subprocess.run([ZELSIM, *words.split()], check=True, capture_output=True).stdout
+
+
+def zelctl(*words, trace=(), **how):
+    return subprocess.run([ZELSIM, "run", "--fast", *trace, "--", ZELCTL, *words], capture_output=True, **how)
+
+
+def report(*options):
+    done = zelctl("report", "-o", "-", *options)
+    assert done.returncode == 0, done.stderr
+    with tarfile.open(fileobj=io.BytesIO(done.stdout), mode="r:gz") as archive:
+        files = {name.split("/", 1)[1]: archive.extractfile(name).read() for name in archive.getnames()}
+    return files, json.loads(files["report.json"]), done
+
+
+def whole_board():
+    before = json.loads(zelsim("show --json"))
+    image = zelsim("flash save -")
+    options = ("--flash", "--redact", "SNMP_*")
+    trace = f"{os.environ['ZELSIM_HOME']}/trace"
+    done = zelctl("report", *options, "-o", f"{trace}.tar.gz", trace=(f"--trace={trace}",))
+    assert done.returncode == 0 and not done.stderr, done
+    for line in open(trace, encoding="utf-8"):
+        assert HARMLESS.match(line), f"a report writes: {line}"
+    after = json.loads(zelsim("show --json"))
+    assert after["gpio"]["selected_cage"] == 27
+    for kept in before, after:
+        kept["gpio"]["selected_cage"] = kept["i2c"]["clock"] = None
+        kept["paused_us"] = 0
+    assert before == after and zelsim("flash save -") == image
+
+    files, data, _ = report(*options)
+    assert (data["format"], data["version"], data["not_read"]) == ("zelboard-report", 1, []), data["not_read"]
+    for slot, board in zip(data["slots"], before["slots"]):
+        assert (slot["slot"], slot["board"], slot["alive"]) == (board["slot"], board["board"], board["alive"])
+    by_port = {row["port"]: row for row in data["ports"]}
+    for cage in before["cages"]:
+        row = by_port[cage["port"]]
+        assert [row[key] for key in ("presence_line", "tx_disable", "tx_fault", "los")] == \
+               [cage[key] for key in ("presence_line", "tx_disable", "tx_fault", "loss_of_signal")], (row, cage)
+    assert [led["value"] for led in data["leds"]] == [before["panel"][key] for key in (
+        "system alarm power_1 power_2 ring_master ring_fail speed_24 speed_25 speed_26 speed_27").split()]
+    assert data["power_status"] == before["gpio"]["power_status"] and data["relay"] == before["panel"]["relay"]
+    assert [supply["type"] for supply in data["supplies"]] == ["AC", "AC"] and data["reset"]["reset_key"] == 1
+    assert data["temperature"]["chip"]["degrees"] == 41.5 and data["watchdog"]["enabled"]
+    assert data["identity"]["model"] == "EDGE-1-AC2" and data["mac_backup"]["text"] == "00:11:22:33:44:55"
+
+    assert [module["port"] for module in data["modules"]] == [3, 5, 16, 24, 27]
+    for module in data["modules"]:
+        zelctl("sfp", "dump", str(module["port"]), "-o", f"{trace}.page")
+        assert files[module["a0"]] == open(f"{trace}.page", "rb").read()[:256]
+    assert data["modules"][0]["phy"][1]["value"] == 0x0141 and data["modules"][1]["phy"] is None
+
+    # Secrets are nowhere; all else of the flash is there, and the environment is whole.
+    for secret in SECRETS:
+        assert secret in image and not any(secret in content for content in files.values()), secret
+    environment = files["environment.bin"]
+    assert files["flash.bin"] == image[:0x100000] + environment + image[0x110000:]
+    assert int.from_bytes(environment[:4], "little") == zlib.crc32(environment[4:])
+    values = {row["name"]: row["value"] for row in data["environment"]["variables"]}
+    assert values == {"pwrmode": "pwr2ac", "WIFI_KEY": "***", "AdminPassword": "***", "ntp_server": "10.0.0.1",
+                      "snmp_community": "***"}, values
+    assert b"ntp_server=10.0.0.1\0" in environment and b"EDGE-1" in files["summary.txt"]
+
+
+def remains_of_older_lists():
+    """A longer list leaves its end behind a shorter one that somebody else has written."""
+    body = b"a=1\0\0" + b"old_pass=hunter2hunter2\0"
+    body += bytes(65532 - len(body))
+    path = f"{os.environ['ZELSIM_HOME']}/environment"
+    open(path, "wb").write(zlib.crc32(body).to_bytes(4, "little") + body)
+    zelsim(f"flash load {path} --region Environment")
+    files, data, _ = report("--flash")
+    assert data["environment"]["state"] == "valid" and data["redacted"]["remains"]
+    assert not any(b"hunter2" in content for content in files.values())
+
+
+def drivers_that_fail():
+    for fault in FAULTS:
+        zelsim(f"fail {fault}")
+        files, data, done = report()
+        assert data["not_read"] and all(row["what"] and row["why"] for row in data["not_read"]), fault
+        assert b"could not be read" in done.stderr and b"Not read" in files["summary.txt"]
+        zelsim("heal")
+    zelsim("fail flash:read@0x200000-0x21ffff")
+    files, data, _ = report("--flash")
+    assert [(row["start"], row["end"]) for row in data["flash"]["unread"]] == [(0x200000, 0x220000)], data["flash"]
+    assert len(files["flash.bin"]) == 0x2000000 and [row["image"] for row in data["flash"]["images"]] == [2]
+    zelsim("heal")
+    nowhere = subprocess.run([ZELCTL, "report", "-o", "-"], capture_output=True)
+    assert nowhere.returncode == 0 and len(nowhere.stdout) > 1000
+
+
+def half_files(folder):
+    os.chdir(folder)
+    assert zelctl("report", "-o", "/dev/full", "--flash").returncode == 1
+    slow = subprocess.Popen([ZELSIM, "run", "--", ZELCTL, "report"], stderr=subprocess.PIPE, text=True)
+    time.sleep(0.5)
+    slow.send_signal(signal.SIGINT)
+    assert "interrupted: no report was written" in slow.communicate()[1]
+    assert os.listdir(folder) == []
+    assert zelctl("report").returncode == 0
+    (name,) = os.listdir(folder)
+    assert re.fullmatch(r"zelboard-report-.*-\d{8}T\d{6}Z\.tar\.gz", name), name
+
+
+with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as work:
+    os.environ["ZELSIM_HOME"] = home
+    for step in BOARD:
+        zelsim(step)
+    for step in OPERATED:
+        assert zelctl(*step.split()).returncode == 0, step
+    whole_board()
+    remains_of_older_lists()
+    drivers_that_fail()
+    half_files(work)

@@ -1,0 +1,73 @@
+#include "report.h"
+
+/** What `print` makes of data, as text. */
+static std::string printed(const Json &data) {
+  char *text = nullptr;
+  size_t size = 0;
+  FILE *const memory = open_memstream(&text, &size);
+  FILE *const before = std::exchange(out, memory);
+  print(data, false);
+  out = before;
+  std::fclose(memory);
+  std::string copy(text, size);
+  std::free(text);
+  return copy;
+}
+
+static std::string part(const std::string &title, const Json &data, const std::string &without) {
+  const bool empty = data.is_null() || (data.is_structured() && data.empty());
+  return "\n" + title + "\n" + std::string(title.size(), '-') + "\n" + (empty ? without + "\n" : printed(data));
+}
+
+/** One line a module: all that its page says stands in report.json. */
+static Json module_rows(const Json &modules) {
+  Json rows = Json::array();
+  for (const Json &module : modules) {
+    const Json &page = module["decoded"];
+    rows.push_back(record("port", module["port"], "vendor", page["vendor"], "part_number", page["part_number"],
+                          "serial_number", page["serial_number"], "rate_mbd", page["rate_mbd"], "diagnostics",
+                          !module["a2"].is_null(), "checksums", module["checksums"]));
+  }
+  return rows;
+}
+
+static std::string contents(const Report &report) {
+  std::string text = "summary.txt       this page\nreport.json       everything, for programs\n";
+  if (report.data.contains("environment") && !report.data["environment"].is_null())
+    text += "environment.bin   the boot environment's 64 KiB\n";
+  if (!report.data["modules"].empty())
+    text += "modules/          the modules' pages: a0 identification, a2 diagnostics (SFF-8472), 256 bytes each\n";
+  if (!report.data["flash"]["content"].is_null()) text += "flash.bin         the flash chip's 32 MiB\n";
+  return text;
+}
+
+static std::string redacted(const Json &redaction) {
+  std::string text = "Variables of the boot environment whose names match";
+  for (const Json &pattern : redaction["patterns"]) text += " " + pattern.get<std::string>();
+  text += " are blanked";
+  std::string names;
+  for (const Json &name : redaction["variables"]) names += (names.empty() ? ": " : ", ") + name.get<std::string>();
+  return text + (names.empty() ? "; there are none" : names) + ".\n";
+}
+
+std::string report_summary(const Report &report) {
+  const Json &data = report.data;
+  std::string text = "Report of the switch " + data["host"].get<std::string>() + ", " +
+                     data["created"].get<std::string>() + "\nmade by " + data["tool"].get<std::string>() + "\n\n" +
+                     contents(report) + "\n" + redacted(data["redacted"]);
+  text += part("Not read", report.not_read, "Everything was read.");
+  text += part("Identity", data["identity"], "-");
+  text += part("Slots", data["slots"], "-");
+  text += part("Power", data["power"], "-");
+  text += part("LEDs", data["leds"], "-");
+  text += part("Clock", data["clock"], "-");
+  text += part("Temperature", data["temperature"], "-");
+  text += part("Ports", data["ports"], "-");
+  text += part("Modules", module_rows(data["modules"]), "none");
+  text += part("Flash", data["flash"].value("regions", Json()), "-");
+  text += part("Images", data["flash"].value("images", Json()), "-");
+  text += part("Databases", data["databases"], "-");
+  const Json &environment = data["environment"];
+  text += part("Boot environment", environment.is_object() ? environment["variables"] : Json(), "-");
+  return text;
+}
