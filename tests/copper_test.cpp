@@ -1,4 +1,6 @@
 // The copper PHY of a 1000BASE-T module: identifier, SGMII mode, link state, registers.
+#include <unistd.h>
+
 #include <cstring>
 
 #include "board_test.h"
@@ -95,6 +97,33 @@ TEST_F(Copper, LinkState) {
       EXPECT_EQ(std::tuple(wire::output(), result_, link, speed),
                 std::tuple(verbose ? c.output : "", c.result, c.link, c.speed));
     }
+  }
+}
+
+TEST_F(Copper, LinkOfTheVirtualModule) {
+  const struct {
+    const char *world;
+    bool waits;
+    uint16_t status, partner, gigabit, phy;
+  } rows[] = {
+      {"set settle 60000", true, 0x796D, 0x41E1, 0x3800, 0xAC00},
+      {"set link 26 100 half", false, 0x7949, 0, 0, 0},
+      {"set link 26 100 half", true, 0x796D, 0x4081, 0, 0x4C00},
+      {"set link 26 10", true, 0x796D, 0x4061, 0, 0x2C00},
+      {"set link 26 1000 half", true, 0x796D, 0x40A1, 0x3400, 0x8C00},
+      {"set link 26 down", true, 0x7949, 0, 0, 0},
+  };
+  sim("plug 26 copper");
+  for (const auto &row : rows) {
+    sim(row.world);
+    if (row.waits) usleep(61000000);
+    uint16_t status = 0, partner = 0, gigabit = 0, phy = 0;
+    trace([&] {
+      return FW_Get_SFP_SGMII_Reg(kPort, 1, &status) | FW_Get_SFP_SGMII_Reg(kPort, 5, &partner) |
+             FW_Get_SFP_SGMII_Reg(kPort, 10, &gigabit) | FW_Get_SFP_SGMII_Reg(kPort, 17, &phy);
+    });
+    EXPECT_EQ(std::tuple(status, partner, gigabit, phy), std::tuple(row.status, row.partner, row.gigabit, row.phy))
+        << row.world;
   }
 }
 
