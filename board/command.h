@@ -3,8 +3,8 @@
 
 namespace zel {
 
-/// Runs one command line through the shell. Its arguments are numbers only, so it stays far below the buffer's 128 bytes.
-/// The exit status is not looked at; what the tool prints goes to the caller's standard output.
+/// Runs one command line through the shell. All arguments are numbers: the line stays far below the buffer's 128 bytes.
+/// The exit status is not looked at. What the tool prints goes to the program's standard output.
 [[gnu::format(printf, 1, 2)]] void run_command(const char *format, ...);
 
 }  // namespace zel

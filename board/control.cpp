@@ -27,9 +27,8 @@ uint32_t FW_SetFlashAccessFlag(uint32_t flag) { return zel::send_byte(zel::kSetF
 
 uint32_t FW_GetFlashAccessFlag(void) {
   uint8_t flag = 0;
-  uint32_t answer = FW_FAIL;  // the byte is the answer, unless the node did not open
-  zel::request(zel::kGetFlashAccess, flag, [&] { answer = flag; });
-  return answer;
+  if (!zel::request(zel::kGetFlashAccess, &flag).made) return FW_FAIL;
+  return flag;
 }
 
 uint32_t FW_RstFlagSet(uint32_t flag) { return zel::send_byte(zel::kSetResetFlag, flag); }
@@ -37,7 +36,8 @@ uint32_t FW_RstProcGet(uint8_t *state) { return zel::get_byte(zel::kGetResetStat
 
 uint32_t FW_GetRstKey(uint32_t *key) {
   uint8_t record = 0;
-  return zel::request(zel::kGetResetKey, record, [&] { *key = record; });
+  const zel::Answer answer = zel::request(zel::kGetResetKey, &record);
+  return answer.hand_out(key, uint32_t{record});
 }
 
 uint32_t FW_HwReset(void) { return zel::send_byte(zel::kResetHardware, 0); }
@@ -49,12 +49,11 @@ uint32_t FW_Wdt_Toggle(void) { return zel::send_byte(zel::kToggleWatchdog, 0); }
 uint32_t FW_Wdt_Toggle_Stop(void) { return zel::send_byte(zel::kStopWatchdog, 0); }
 
 uint32_t FW_Show_Wdt_Status(void) {
-  constexpr uint32_t kControlRegister = 0x20300, kEnabled = 0x100;
+  constexpr uint32_t kControlRegister = 0x20300;
+  constexpr uint32_t kEnabled = 0x100;
   zel::SocRegister control{kControlRegister, 0};
-  uint32_t status = FW_FAIL;
-  zel::request(zel::kGetSocRegister, control, [&] {
-    puts((control.value & kEnabled) != 0 ? "Watch Dog Enabled" : "Watch Dog Disabled");
-    status = 0;
-  });
-  return status;
+  if (!zel::request(zel::kGetSocRegister, &control).made) return FW_FAIL;
+  const bool enabled = (control.value & kEnabled) != 0;
+  puts(enabled ? "Watch Dog Enabled" : "Watch Dog Disabled");
+  return 0;
 }

@@ -1,5 +1,5 @@
 // Which ports exist, which have cages, and the way to one cage's module.
-#include "board/port_check.h"
+#include "board/cage_check.h"
 #include "board/request.h"
 #include "zelboard/board.h"
 #include "zelboard/i2c.h"
@@ -9,7 +9,10 @@ namespace zel {
 namespace {
 
 // Callers compare the text with "0"; it is never freed.
-constexpr char kYes[] = "1", kNo[] = "0";
+constexpr char kYes[] = "1";
+constexpr char kNo[] = "0";
+
+constexpr uint32_t slot_of(uint32_t port) { return port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST; }
 
 struct BoardInSlot {
   uint32_t result;
@@ -26,33 +29,57 @@ BoardInSlot query_slot(uint32_t slot) {
   return {result, type};
 }
 
+/// The boards of all slots.
+class Boards {
+ public:
+  Boards() {
+    for (uint32_t slot = FW_SLOT_FIRST; slot <= FW_SLOT_LAST; ++slot) boards_[slot - FW_SLOT_FIRST] = query_slot(slot);
+  }
+
+  bool has_cage(uint32_t port) const {
+    if (port >= FW_PORT_FIRST_10G) return port <= FW_PORT_LAST;
+    return boards_[slot_of(port) - FW_SLOT_FIRST].has_cages();
+  }
+
+  uint8_t copper_count() const {
+    uint8_t count = 0;
+    for (const BoardInSlot &board : boards_) {
+      if (board.is_copper()) ++count;
+    }
+    return count;
+  }
+
+ private:
+  BoardInSlot boards_[FW_SLOT_LAST - FW_SLOT_FIRST + 1];
+};
+
 }  // namespace
 
-uint32_t refuse_port(uint32_t port, uint32_t cage) {
+uint32_t check_cage(uint32_t port) { return check_cage(port, port); }
+
+uint32_t check_cage(uint32_t port, uint32_t part) {
   if (IsSwitchPortExist(port) == 0) return FW_ABSENT;
-  return BoardType_Check(FW_CHECK_SFP_PORT, cage, nullptr)[0] == kNo[0] ? FW_NOT_SFP : 0;
+  const char *const has_cage = BoardType_Check(FW_CHECK_SFP_PORT, part, nullptr);
+  return has_cage[0] == kNo[0] ? FW_NOT_SFP : 0;
 }
 
 }  // namespace zel
 
 const char *BoardType_Check(uint32_t kind, uint32_t port, uint8_t *count) {
-  const zel::BoardInSlot boards[FW_SLOT_LAST] = {zel::query_slot(1), zel::query_slot(2), zel::query_slot(3)};
-  if (kind == FW_CHECK_SFP_PORT) {
-    const bool on_board = port < FW_PORT_FIRST_10G;
-    return (on_board ? boards[port / FW_PORTS_PER_SLOT].has_cages() : port < FW_PORTS) ? zel::kYes : zel::kNo;
-  }
+  const zel::Boards boards;  // asked for any kind
+  if (kind == FW_CHECK_SFP_PORT) return boards.has_cage(port) ? zel::kYes : zel::kNo;
   if (kind != FW_CHECK_COPPER_COUNT) return zel::kYes;
-  *count = 0;
-  for (const zel::BoardInSlot &board : boards) *count = static_cast<uint8_t>(*count + board.is_copper());
+  *count = boards.copper_count();
   return zel::kNo;
 }
 
 uint32_t IsSwitchPortExist(uint32_t port) {
-  return port >= FW_PORT_FIRST_10G || zel::query_slot(port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST).result != FW_ABSENT;
+  if (port >= FW_PORT_FIRST_10G) return 1;
+  return zel::query_slot(zel::slot_of(port)).result != FW_ABSENT;
 }
 
 uint32_t FW_SfpSel(uint32_t port) {
-  if (const uint32_t refusal = zel::refuse_port(port, port & 0xFF); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_cage(port, port & 0xFF); refusal != 0) return refusal;
   return zel::send_byte(zel::kSelectCage, port);
 }
 

@@ -8,17 +8,21 @@ namespace {
 
 // Power status byte.
 constexpr uint8_t kTwoSupplies = 0x08;
-constexpr uint8_t kFirstIsDc = 0x10, kSecondIsDc = 0x20, kBothDc = kFirstIsDc | kSecondIsDc;
+constexpr uint8_t kFirstIsDc = 0x10;
+constexpr uint8_t kSecondIsDc = 0x20;
 constexpr uint8_t kBothGood = 0x40 | 0x80;
 
 uint8_t fitted_mode(uint8_t status) {
-  if ((status & kTwoSupplies) == 0) return (status & kFirstIsDc) != 0 ? FW_POWER_ONE_DC : FW_POWER_ONE_AC;
-  if ((status & kBothDc) == kBothDc) return FW_POWER_TWO_DC;
-  return (status & kBothDc) == 0 ? FW_POWER_TWO_AC : FW_POWER_AC_DC;
+  const bool first_dc = (status & kFirstIsDc) != 0;
+  const bool second_dc = (status & kSecondIsDc) != 0;
+  if ((status & kTwoSupplies) == 0) return first_dc ? FW_POWER_ONE_DC : FW_POWER_ONE_AC;
+  if (first_dc != second_dc) return FW_POWER_AC_DC;
+  return first_dc ? FW_POWER_TWO_DC : FW_POWER_TWO_AC;
 }
 
 bool two_supplies_expected(uint32_t configured, uint8_t status) {
-  return configured == FW_POWER_NOT_CONFIGURED ? (status & kTwoSupplies) != 0 : configured <= FW_POWER_TWO_DC;
+  if (configured == FW_POWER_NOT_CONFIGURED) return (status & kTwoSupplies) != 0;
+  return configured <= FW_POWER_TWO_DC;
 }
 
 }  // namespace
@@ -36,13 +40,15 @@ uint32_t FW_GetPowerMode(uint8_t *mode) {
     return 0;
   }
   uint8_t status = 0;
-  return zel::request(zel::kGetPowerStatus, status, [&] { *mode = zel::fitted_mode(status); });
+  const zel::Answer answer = zel::request(zel::kGetPowerStatus, &status);
+  return answer.hand_out(mode, zel::fitted_mode(status));
 }
 
 uint32_t FW_GetPowerAlarm(uint8_t *alarm) {
   uint8_t status = 0;
-  return zel::request(zel::kGetPowerStatus, status, [&] {
-    const bool expected = zel::two_supplies_expected(FW_Pwr_Flag(), status);
-    *alarm = expected && (status & zel::kBothGood) != zel::kBothGood;
-  });
+  const zel::Answer answer = zel::request(zel::kGetPowerStatus, &status);
+  if (!answer.made) return FW_FAIL;  // the environment is not read for nothing
+  const bool expected = zel::two_supplies_expected(FW_Pwr_Flag(), status);
+  *alarm = expected && (status & zel::kBothGood) != zel::kBothGood;
+  return answer.result;
 }

@@ -8,7 +8,7 @@
 namespace zel {
 namespace {
 
-// An SoC register lies in one of these blocks, named by address bits 19-12; bits 31-24 are 0, the others play no part.
+// Bits 19-12 of an SoC register's address are one of these blocks, bits 31-24 are 0. The other bits play no part.
 constexpr uint32_t kBlockMask = 0xFF0FF000;
 constexpr uint8_t kSocBlocks[] = {0x01, 0x08, 0x10, 0x11, 0x12, 0x13, 0x18, 0x20, 0x21, 0x22, 0x23,
                                   0x40, 0x41, 0x71, 0x72, 0x73, 0x75, 0x76, 0x77, 0xD0, 0xF0};
@@ -28,7 +28,8 @@ uint32_t FW_GetSpecialRegister(uint32_t address, uint32_t *value) {
   printf("reg_mode=%d\n", static_cast<int>(mode));
   if (mode == FW_REGISTER_SOC) {
     zel::SocRegister record{address, 0};
-    return zel::request(zel::kGetSocRegister, record, [&] { *value = record.value; });
+    const zel::Answer answer = zel::request(zel::kGetSocRegister, &record);
+    return answer.hand_out(value, record.value);
   }
   zel::run_command("debugCmd sw_register_get %x\n", address);
   return 1;
@@ -37,7 +38,7 @@ uint32_t FW_GetSpecialRegister(uint32_t address, uint32_t *value) {
 uint32_t FW_SetSpecialRegister(uint32_t address, uint32_t value) {
   if (CheckSpecialReg(address) == FW_REGISTER_SOC) {
     zel::SocRegister record{address, value};
-    return zel::request(zel::kSetSocRegister, &record);
+    return zel::request(zel::kSetSocRegister, &record).result;
   }
   zel::run_command("debugCmd sw_register_set %x %x\n", address, value);
   return 0;

@@ -16,7 +16,7 @@ namespace zel {
 // Records travel in native byte order, which the drivers define as little-endian.
 static_assert(std::endian::native == std::endian::little);
 
-/// An open descriptor that ends with its scope. Inlined also where size counts: its call would be the longer code.
+/// An open descriptor that ends with its scope. Always inlined: the call would be longer than the code.
 class Descriptor {
  public:
   explicit Descriptor(int fd) : fd_(fd) {}
@@ -40,32 +40,32 @@ class Descriptor {
 /// A driver's node, opened with O_RDWR or as said.
 int open_node(Node node, int flags = O_RDWR);
 
-/// Sends a request to its open node: _IOW('$', number, one byte), a size of 1 whatever the length of the record.
+/// Sends a request to its open node. The code is _IOW('$', number, uint8_t): its size field is 1 for every record.
 inline uint32_t send(const Descriptor &node, Request what, void *record) {
   return static_cast<uint32_t>(ioctl(node.get(), 0x40012400UL | static_cast<uint8_t>(what), record));
 }
 
-/// Opens the node, makes the request, closes the node. The lower half is the result, FW_FAIL for a node that did not open;
-/// the upper half tells that one from a driver's answer. Both halves come back in registers.
-uint64_t make_request(Request what, void *record);
-inline constexpr uint64_t kNotMade = uint64_t{1} << 32 | FW_FAIL;
+/// What came of a request.
+struct Answer {
+  bool made;        // false: the node did not open, and the driver saw nothing
+  uint32_t result;  // the driver's; FW_FAIL for a request that was not made
 
-/// The result of a request after which there is nothing to do.
-inline uint32_t request(Request what, void *record) { return static_cast<uint32_t>(make_request(what, record)); }
+  /// The end of a function with an out-parameter. It is written whatever the result, but not if the request was not made.
+  template <typename Value>
+  uint32_t hand_out(Value *out, Value value) const {
+    if (made) *out = value;
+    return result;
+  }
+};
 
-/// Runs `after` once the node is closed again, whatever the request's result; never when the node did not open. There the
-/// driver-filled fields go to the caller.
-template <typename Record, typename After>
-uint32_t request(Request what, Record &record, After after) {
-  const uint64_t answer = make_request(what, &record);
-  if (answer >> 32 == 0) after();
-  return static_cast<uint32_t>(answer);
-}
+/// Opens the node, makes the request and closes the node. The driver fills its fields of the record in place.
+Answer request(Request what, void *record);
 
-/// A byte that the driver only reads, and one that it fills; alone, or the value of a selected record.
+/// Requests with a record of one byte, or of a selector and a byte. Each returns the result.
 uint32_t send_byte(Request what, uint32_t value);
 uint32_t get_byte(Request what, uint8_t *out);
 uint32_t get_selected(Request what, uint32_t selector, uint8_t *out);
+uint32_t send_selected(Request what, uint32_t selector, uint32_t value);
 
 /// Lets the driver fill the caller's own record, zeroed once the node is open.
 template <typename Record>
@@ -76,11 +76,11 @@ uint32_t fill_record(Request what, Record *record) {
   return send(node, what, record);
 }
 
-/// The end of a request whose argument is refused, but not before the node was opened: FW_FAIL.
-uint32_t refuse_opened(Node node);
+/// The end of a function that opens the node before it looks at its argument, and then refuses it: FW_FAIL.
+uint32_t open_and_fail(Node node);
 
-/// Reads a driver's debug mode straight into the exported byte and tells the operator. Only FW_FAIL suppresses the line:
-/// after a request that the kernel refused it shows the byte as it stood.
+/// Reads a driver's debug mode straight into the exported byte and prints it. Only FW_FAIL suppresses the line: after a
+/// request that the kernel refused it shows the byte as it was before.
 uint32_t read_debug_mode(Node node, uint8_t *mode, const char *on, const char *off);
 
 }  // namespace zel

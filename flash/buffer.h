@@ -17,7 +17,10 @@ using Buffer = std::unique_ptr<uint8_t[], Free>;
 
 inline Buffer make_buffer(size_t size) { return Buffer(static_cast<uint8_t *>(malloc(size))); }
 
-/// An empty buffer is one too: null always means that the allocation failed.
-inline Buffer zeroed_buffer(size_t size) { return Buffer(static_cast<uint8_t *>(calloc(size != 0 ? size : 1, 1))); }
+/// Null when the allocation failed, and only then: size 0 gives a buffer, too.
+inline Buffer zeroed_buffer(size_t size) {
+  const size_t at_least_one = size != 0 ? size : 1;
+  return Buffer(static_cast<uint8_t *>(calloc(at_least_one, 1)));
+}
 
 }  // namespace zel

@@ -4,14 +4,16 @@
 #include "zelboard/flash.h"
 
 uint32_t dbChecksum(const void *buffer, uint32_t length) {
-  // No more bytes than 16 bits hold the sum of: the narrower it is, the more of them a vector register adds at once.
+  // A run's sum fits 16 bits. The compiler adds 16-bit sums in vector registers, more at once than 32-bit sums.
   constexpr uint32_t kRun = 256;
   const auto *bytes = static_cast<const uint8_t *>(buffer);
   uint32_t sum = 0;
-  for (; length >= kRun; bytes += kRun, length -= kRun) {
+  while (length >= kRun) {
     uint16_t run = 0;
     for (uint32_t n = 0; n < kRun; ++n) run = static_cast<uint16_t>(run + bytes[n]);
     sum += run;
+    bytes += kRun;
+    length -= kRun;
   }
   for (uint32_t n = 0; n < length; ++n) sum += bytes[n];
   return sum;
@@ -22,11 +24,9 @@ int32_t readFully(int fd, uint8_t *buffer, int32_t length) {
   while (total < length) {
     const auto count = static_cast<int32_t>(read(fd, buffer + total, static_cast<size_t>(length - total)));
     if (count == 0) break;
-    if (count > 0) {
-      total += count;
-    } else if (errno != EINTR && errno != EAGAIN) {
-      return -1;
-    }
+    const bool failed = count < 0;
+    if (failed && errno != EINTR && errno != EAGAIN) return -1;
+    if (!failed) total += count;
   }
   return total;
 }

@@ -13,11 +13,12 @@ struct Chip {
 Chip fitted_chip();
 bool n25q256a_fitted();
 
-/// Runs the N25Q256A's implementation of a front, or refuses another chip. Inlined, lest the implementation's address is
-/// looked up when the library is loaded.
+/// Runs the N25Q256A's implementation of a front, or refuses another chip. Inlined: otherwise the loader looks the
+/// implementation's address up when it loads the library.
 template <typename... Parameters, typename... Arguments>
 [[gnu::always_inline]] inline uint32_t dispatch(uint32_t (*implementation)(Parameters...), Arguments... arguments) {
-  return n25q256a_fitted() ? implementation(arguments...) : FW_FAIL;
+  if (!n25q256a_fitted()) return FW_FAIL;
+  return implementation(arguments...);
 }
 
 }  // namespace zel

@@ -1,5 +1,5 @@
-// CRC-32 of IEEE 802.3, reflected. The library computes from constant tables of its own; the exported one, filled by the
-// first CRC, is for programs.
+// CRC-32 of IEEE 802.3, reflected. The library computes from constant tables of its own. The exported table is for programs;
+// the first CRC fills it.
 #include <string.h>
 
 #include <atomic>
@@ -15,28 +15,31 @@ namespace {
 
 constexpr uint32_t kPolynomial = 0xEDB88320;
 
-constexpr uint32_t shift(uint32_t crc) { return (crc >> 1) ^ ((crc & 1) != 0 ? kPolynomial : 0); }
+constexpr uint32_t shift(uint32_t crc) {
+  if ((crc & 1) == 0) return crc >> 1;
+  return (crc >> 1) ^ kPolynomial;
+}
 
-// Long texts are taken in blocks of five words. Each word of a block belongs to a lane with a register of its own, which
-// meets that lane's words only: the lookups of one lane wait for none of another's. Entry n of stride[k] is the register
-// after byte k of a word was n and zero bytes followed up to the lane's next word.
+// Braided CRC: five independent lanes, merged at the end. A long text is taken in blocks of five words. Word n of each block
+// goes to lane n, which has a register of its own, so that no lookup waits for one in another lane.
 constexpr uint32_t kLanes = 5;
 constexpr uint32_t kWord = sizeof(uint32_t);
 constexpr uint32_t kBlock = kLanes * kWord;
-static_assert(std::endian::native == std::endian::little);  // byte 0 of a word is its lowest
+static_assert(std::endian::native == std::endian::little);  // byte 0 of a word is its low byte
 
 struct Tables {
-  uint32_t single[256];         // entry n: register n after one byte
-  uint32_t stride[kWord][256];  // by byte of a word
+  uint32_t single[256];         // entry n: register n, one byte further
+  uint32_t stride[kWord][256];  // stride[k][n]: byte k of a word was n, and the lane has reached its next word
 };
 
 constexpr Tables derive_tables() {
   Tables tables{};
   for (uint32_t n = 0; n < 256; ++n) {
     uint32_t crc = n;
-    for (uint32_t k = kBlock; k-- > 0;) {
+    for (uint32_t bytes = 1; bytes <= kBlock; ++bytes) {
       for (int bit = 0; bit < 8; ++bit) crc = shift(crc);
-      if (k == kBlock - 1) tables.single[n] = crc;
+      if (bytes == 1) tables.single[n] = crc;
+      const uint32_t k = kBlock - bytes;  // byte k of a word is that far from the lane's next word
       if (k < kWord) tables.stride[k][n] = crc;
     }
   }
@@ -45,7 +48,7 @@ constexpr Tables derive_tables() {
 
 constexpr Tables kTables = derive_tables();
 
-/// A thread that sees the flag at 1 sees all 256 words. First users may come at once: each stores the same.
+/// A thread that sees the flag at 1 sees all 256 words. Threads may come here at the same time: they store the same.
 void publish_table() {
   const std::atomic_ref ready(crc_table_is_init);
   if (ready.load(std::memory_order_acquire) != 0) return;
@@ -67,7 +70,7 @@ uint32_t stride(uint32_t word) {
 }
 
 uint32_t bytewise(uint32_t crc, const uint8_t *bytes, uint32_t length) {
-  for (; length != 0; ++bytes, --length) crc = kTables.single[(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
+  for (uint32_t n = 0; n < length; ++n) crc = kTables.single[(crc ^ bytes[n]) & 0xFF] ^ (crc >> 8);
   return crc;
 }
 
@@ -75,10 +78,12 @@ uint32_t crc_of(uint32_t crc, const uint8_t *bytes, uint32_t length) {
   publish_table();
   if (length >= kBlock) {
     uint32_t lanes[kLanes] = {crc};
-    for (; length >= 2 * kBlock; bytes += kBlock, length -= kBlock) {
+    while (length >= 2 * kBlock) {
       for (uint32_t n = 0; n < kLanes; ++n) lanes[n] = stride(lanes[n] ^ word_of(bytes, n));
+      bytes += kBlock;
+      length -= kBlock;
     }
-    // The last block brings the lanes together: a register and the word that it meets are one.
+    // The last block merges the lanes: a CRC over its bytes, each word combined with its lane's register.
     for (uint32_t n = 0; n < kLanes; ++n) lanes[n] ^= word_of(bytes, n);
     crc = bytewise(0, reinterpret_cast<const uint8_t *>(lanes), kBlock);
     bytes += kBlock;

@@ -14,7 +14,7 @@ inline void note(const char *line) {
   if (debugging()) puts(line);
 }
 
-/// The end of what failed: a diagnostic line, and FW_FAIL.
+/// Prints a diagnostic line in debug mode; returns FW_FAIL.
 inline uint32_t fail(const char *line) {
   note(line);
   return FW_FAIL;

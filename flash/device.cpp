@@ -22,11 +22,11 @@ uint32_t FW_GetDebug_SpiFlash(void) {
                               "spi flash debug_mode is off");
 }
 
-uint32_t FW_FlashGetIndex(uint8_t *index) { return zel::request(zel::kGetChipIndex, index); }
-uint32_t FW_GetFlashId(void *id) { return zel::request(zel::kReadFlashId, id); }
+uint32_t FW_FlashGetIndex(uint8_t *index) { return zel::request(zel::kGetChipIndex, index).result; }
+uint32_t FW_GetFlashId(void *id) { return zel::request(zel::kReadFlashId, id).result; }
 
 uint32_t FW_FlashStatusReg(void) {
-  // Nobody reads the status: a node that cannot be opened goes unreported, and the pause's result is the answer.
+  // The request's result is not looked at, not even that the node did not open: the pause's result is the answer.
   zel::request(zel::kReadStatus, nullptr);
   return static_cast<uint32_t>(usleep(2));
 }

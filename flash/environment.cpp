@@ -1,15 +1,12 @@
 // Chip-independent fronts of the boot environment region and of the MAC address backup.
 #include "flash/chip.h"
-#include "flash/map.h"
 #include "zelboard/flash.h"
 
 namespace {
 
-constexpr uint32_t kMacRecord = 17;  // bytes; their layout is the caller's
-
 uint32_t store_mac(const uint8_t *mac) {
-  if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[zel::kMacBackup]); failed != 0) return failed;
-  return FW_N25Q256A_WriteFlash(flash_def[zel::kMacBackup], kMacRecord, mac);
+  if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[FW_FLASH_MAC_BACKUP]); failed != 0) return failed;
+  return FW_N25Q256A_WriteFlash(flash_def[FW_FLASH_MAC_BACKUP], FW_MAC_BACKUP_SIZE, mac);
 }
 
 }  // namespace
@@ -23,6 +20,6 @@ uint32_t FW_SpiFlash_BackupMacSet(const uint8_t *mac) { return zel::dispatch(sto
 uint32_t FW_SpiFlash_BackupMacGet(uint8_t *mac) {
   const zel::Chip chip = zel::fitted_chip();
   if (chip.unknown) return FW_FAIL;
-  // Unlike the other fronts it takes another chip for one without a backup, not for a failure.
-  return chip.index == 0 ? FW_N25Q256A_ReadFlash(flash_def[zel::kMacBackup], kMacRecord, mac) : 0;
+  if (chip.index != 0) return 0;  // not a failure, as for other fronts: another chip has no backup
+  return FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_MAC_BACKUP], FW_MAC_BACKUP_SIZE, mac);
 }

@@ -8,12 +8,14 @@
 
 namespace zel {
 
-inline constexpr uint32_t kRegionSize = FW_ENV_SIZE, kCrcSize = 4, kDataSize = kRegionSize - kCrcSize;
+inline constexpr uint32_t kRegionSize = FW_ENV_SIZE;
+inline constexpr uint32_t kCrcSize = 4;
+inline constexpr uint32_t kDataSize = kRegionSize - kCrcSize;
 
 /// The region in memory.
-class Region {
+class EnvironmentRegion {
  public:
-  Region() : bytes_(make_buffer(kRegionSize)) {}
+  EnvironmentRegion() : bytes_(make_buffer(kRegionSize)) {}
 
   explicit operator bool() const { return bytes_ != nullptr; }
   uint8_t *get() const { return bytes_.get(); }
@@ -30,11 +32,10 @@ class Region {
   Buffer bytes_;
 };
 
-/// A used slot holds a variable, wherever in the table it lies. Only those before the first slot that is not used are
-/// listed: written when the table is.
+/// Whether the slot holds a variable. Only the slots before the first unused one are listed, that is, written to the flash.
 inline bool is_used(const env_slot &slot) { return slot.name[0] != '\xFF'; }
 
-/// Whole match of a field's text. A field without a NUL (the name of an entry that had no "=") matches nothing.
+/// Whether the field's text is `text`. A field without a NUL, the name of an entry without "=", equals nothing.
 template <size_t N>
 bool holds(const char (&field)[N], const char *text) {
   const size_t length = strlen(text);
@@ -47,10 +48,10 @@ env_slot *find_variable(const char *name);
 /// Whether a slot could hold the variable.
 bool fits_slot(const char *name, const char *value);
 
-/// Parses a data area into env_data; false when it holds more of a variable, or more variables, than the table took.
+/// Parses a data area into env_data; false when a variable was cut or left out.
 bool parse_area(const uint8_t *data);
 
-/// True when the list fits its area and has all used slots but those of that name: what an update finds missing, it adds.
+/// Whether writing the list keeps every used slot but those of that name. The update adds that variable itself.
 bool lists_others(const char *name);
 
 }  // namespace zel

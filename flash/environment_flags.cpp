@@ -7,12 +7,13 @@ namespace {
 
 /// Reads the region into env_data; false when it cannot be read. The stored CRC is not compared.
 bool load_table() {
-  const Region region;
+  const EnvironmentRegion region;
   if (!region || region.read() != 0) return false;
   env_convert(region.data());
   return true;
 }
 
+// By power mode.
 constexpr const char *kPowerModes[FW_POWER_NOT_CONFIGURED] = {"pwrad", "pwr2ac", "pwr2dc", "pwr1dc", "pwr1ac"};
 
 }  // namespace
@@ -21,12 +22,15 @@ constexpr const char *kPowerModes[FW_POWER_NOT_CONFIGURED] = {"pwrad", "pwr2ac",
 uint32_t FW_Wdt_Flag(void) {
   if (!zel::load_table()) return 0;
   const env_slot *const variable = zel::find_variable("syswdt");
-  return variable == nullptr || zel::holds(variable->value, "start");
+  if (variable == nullptr) return 1;
+  return zel::holds(variable->value, "start");
 }
 
 uint32_t FW_Pwr_Flag(void) {
-  const env_slot *const variable = zel::load_table() ? zel::find_variable("pwrmode") : nullptr;
-  for (uint32_t mode = 0; variable != nullptr && mode < FW_POWER_NOT_CONFIGURED; ++mode) {
+  if (!zel::load_table()) return FW_POWER_NOT_CONFIGURED;
+  const env_slot *const variable = zel::find_variable("pwrmode");
+  if (variable == nullptr) return FW_POWER_NOT_CONFIGURED;
+  for (uint32_t mode = 0; mode < FW_POWER_NOT_CONFIGURED; ++mode) {
     if (zel::holds(variable->value, zel::kPowerModes[mode])) return mode;
   }
   return FW_POWER_NOT_CONFIGURED;

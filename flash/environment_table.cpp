@@ -5,14 +5,16 @@
 env_slot env_data[200] = {};
 const uint8_t *env_ptr = nullptr;
 
-static_assert(sizeof(env_slot) == 593 && sizeof env_data == 118600);
+static_assert(sizeof(env_slot) == 593);
+static_assert(sizeof env_data == 118600);
 
 namespace zel {
 namespace {
 
-constexpr size_t kMaxName = sizeof env_slot::name - 1, kMaxValue = sizeof env_slot::value - 1;
-constexpr size_t kListEnd = 1;  // the NUL of the empty entry that closes the list
-constexpr int kFill = 0xFF;     // of a slot before it is filled
+constexpr size_t kMaxName = sizeof env_slot::name - 1;
+constexpr size_t kMaxValue = sizeof env_slot::value - 1;
+constexpr size_t kListEnd = 1;   // the NUL of the empty entry that closes the list
+constexpr uint8_t kFill = 0xFF;  // of a slot before it is filled
 env_slot *const kTableEnd = env_data + sizeof env_data / sizeof env_data[0];
 
 size_t at_most(size_t length, size_t limit) { return length < limit ? length : limit; }
@@ -22,39 +24,62 @@ const uint8_t *find(uint8_t byte, const uint8_t *from, const uint8_t *end) {
   return found != nullptr ? static_cast<const uint8_t *>(found) : end;
 }
 
+size_t distance(const uint8_t *from, const uint8_t *to) { return static_cast<size_t>(to - from); }
+
+/// Lengths of an entry's parts.
 struct Entry {
-  size_t name, value;  // lengths
+  size_t name;
+  size_t value;
 
   size_t size() const { return name + value + 2; }  // with "=" and NUL
 };
 
-/// The name of an entry that had no "=" ends where the slot's fill begins, and its value is empty.
+/// What the list has of a slot. A name without a NUL had no "=": it ends where the slot's fill begins, its value is empty.
 Entry entry_of(const env_slot &slot) {
   const size_t name = strnlen(slot.name, sizeof slot.name);
-  if (name < sizeof slot.name) return {name, at_most(strnlen(slot.value, sizeof slot.value), kMaxValue)};
-  const void *const fill = memchr(slot.name, kFill, sizeof slot.name);
-  return {fill != nullptr ? static_cast<size_t>(static_cast<const char *>(fill) - slot.name) : kMaxName, 0};
+  if (name < sizeof slot.name) {
+    const size_t value = strnlen(slot.value, sizeof slot.value);
+    return {name, at_most(value, kMaxValue)};
+  }
+  const auto *const bytes = reinterpret_cast<const uint8_t *>(slot.name);
+  const uint8_t *const fill = find(kFill, bytes, bytes + kMaxName);
+  return {distance(bytes, fill), 0};
 }
 
-/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). What exceeds a field is cut; false when a
-/// variable lost something by it.
+/// Fills a slot from an entry with "="; false when a field was too short for it.
+bool fill_from_variable(env_slot &slot, const uint8_t *from, const uint8_t *equals, const uint8_t *end) {
+  const size_t name = distance(from, equals);
+  const size_t kept_name = at_most(name, kMaxName);
+  memcpy(slot.name, from, kept_name);
+  slot.name[kept_name] = '\0';
+
+  const size_t value = distance(equals + 1, end);
+  const size_t kept_value = at_most(value, kMaxValue);
+  memcpy(slot.value, equals + 1, kept_value);
+  slot.value[kept_value] = '\0';
+  return kept_name == name && kept_value == value;
+}
+
+/// Fills a slot from an entry without "=". The NUL goes to the value field, at the name's length: such a name stays without
+/// one. False when the slot holds less than the entry.
+bool fill_from_name(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
+  const size_t name = distance(from, end);
+  const size_t kept = at_most(name, kMaxName);
+  memcpy(slot.name, from, kept);
+  if (ended_by_nul) slot.value[kept] = '\0';
+  return entry_of(slot).name == name;
+}
+
+/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). False when a variable lost something.
 bool fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
   const uint8_t *const equals = find('=', from, end);
-  const size_t name = at_most(static_cast<size_t>(equals - from), kMaxName);
-  memcpy(slot.name, from, name);
-  size_t kept = name + 1;
+  bool whole = false;
   if (equals != end) {
-    const size_t value = at_most(static_cast<size_t>(end - equals) - 1, kMaxValue);
-    slot.name[name] = '\0';
-    memcpy(slot.value, equals + 1, value);
-    slot.value[value] = '\0';
-    kept += value;
+    whole = fill_from_variable(slot, from, equals, end);
   } else {
-    // Without "=" the NUL goes to the value field, at the name's position: such a name stays unterminated.
-    if (ended_by_nul) slot.value[name] = '\0';
-    kept = entry_of(slot).name;
+    whole = fill_from_name(slot, from, end, ended_by_nul);
   }
-  return kept == static_cast<size_t>(end - from) || !is_used(slot);
+  return whole || !is_used(slot);
 }
 
 /// Where the list ends.
@@ -64,12 +89,16 @@ env_slot *first_unused() {
   return slot;
 }
 
-/// Size of the list as it is once `changed`, which may be null, holds an entry of the wanted size.
+/// Size of the list with an entry of the wanted size in the slot `changed`; null changes none.
 size_t list_size(const env_slot *changed, size_t wanted) {
   size_t size = kListEnd;
   for (const env_slot &slot : env_data) {
-    if (&slot != changed && !is_used(slot)) break;
-    size += &slot == changed ? wanted : entry_of(slot).size();
+    if (&slot == changed) {
+      size += wanted;
+      continue;
+    }
+    if (!is_used(slot)) break;
+    size += entry_of(slot).size();
   }
   return size;
 }
@@ -92,12 +121,13 @@ bool parse_area(const uint8_t *data) {
   memset(env_data, kFill, sizeof env_data);
   for (env_slot &slot : env_data) {
     const uint8_t *const nul = find('\0', at, end);
-    whole &= fill_slot(slot, at, nul, nul != end);
-    env_ptr = nul != end ? nul : end - 1;
+    const bool ended_by_nul = nul != end;
+    if (!fill_slot(slot, at, nul, ended_by_nul)) whole = false;
+    env_ptr = ended_by_nul ? nul : end - 1;
     at = env_ptr + 1;
     if (at == end || *at == '\0') return whole;
   }
-  // What follows the last slot is lost, unless it is but fill.
+  // What follows the last slot is lost. Bytes of an erased flash are no loss.
   while (at != end && *at == kFill) ++at;
   return whole && at == end;
 }
@@ -117,10 +147,12 @@ uint32_t env_convert(const uint8_t *data) {
 }
 
 uint32_t convert_env(uint8_t *data) {
+  const env_slot *const list_end = zel::first_unused();
   uint8_t *at = data;
-  for (const env_slot *slot = env_data, *const end = zel::first_unused(); slot != end; ++slot) {
+  for (const env_slot *slot = env_data; slot != list_end; ++slot) {
     const zel::Entry entry = zel::entry_of(*slot);
-    if (entry.size() + zel::kListEnd > static_cast<size_t>(data + zel::kDataSize - at)) break;
+    const size_t room = zel::distance(at, data + zel::kDataSize);
+    if (entry.size() + zel::kListEnd > room) break;
     memcpy(at, slot->name, entry.name);
     at[entry.name] = '=';
     memcpy(at + entry.name + 1, slot->value, entry.value);
@@ -135,8 +167,8 @@ uint32_t env_add(const char *name, const char *value) {
   env_slot *const known = zel::find_variable(name);
   env_slot *const slot = known != nullptr ? known : zel::first_unused();
   const zel::Entry wanted{strlen(name), strlen(value)};
-  // A list that outgrew the area would lose its last variables when it is written.
-  if (slot == zel::kTableEnd || zel::list_size(slot, wanted.size()) > zel::kDataSize) return 0;
+  if (slot == zel::kTableEnd) return 0;
+  if (zel::list_size(slot, wanted.size()) > zel::kDataSize) return 0;  // writing it would lose the last variables
 
   if (known == nullptr) {
     memset(slot->name, 0, sizeof slot->name);

@@ -8,17 +8,43 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kFailures = 9, kReadTries = 3;
+constexpr uint32_t kReadTries = 3;
 constexpr useconds_t kCheckPause = 10;
-constexpr uint32_t kCheckCrc = 0, kCheckVariable = 1;  // modes of check_env_crc
+
+// Modes of check_env_crc.
+constexpr uint32_t kCheckCrc = 0;
+constexpr uint32_t kCheckVariable = 1;
+
+/// Counts the failures of an update, of whatever step. The tenth ends it.
+class Failures {
+ public:
+  /// True when this failure ends the update.
+  bool add() {
+    ++count_;
+    return count_ == kLast;
+  }
+
+ private:
+  static constexpr uint32_t kLast = 10;
+  uint32_t count_ = 0;
+};
+
+/// Repeats a step until it succeeds or ends the update; the last result.
+template <typename Step>
+uint32_t repeat(Failures &failures, Step step) {
+  for (;;) {
+    const uint32_t result = step();
+    if (result == 0 || failures.add()) return result;
+  }
+}
 
 void store32(uint8_t *bytes, uint32_t word) {
   for (int n = 0; n < 4; ++n) bytes[n] = static_cast<uint8_t>(word >> 8 * n);
 }
 
-/// Rebuilds the region with the variable set; the CRC of its new data area, or nothing when a variable that it held would
-/// be lost or cut.
-std::optional<uint32_t> rebuild(const Region &region, const char *name, const char *value) {
+/// Rebuilds the region with the variable set; the CRC of its new data area. Nothing when that would lose or cut a
+/// variable.
+std::optional<uint32_t> rebuild(const EnvironmentRegion &region, const char *name, const char *value) {
   const bool whole = parse_area(region.data());
   env_add(name, value);
   if (!whole || !lists_others(name)) return std::nullopt;
@@ -34,24 +60,21 @@ bool check_passes(uint32_t crc, const char *name, const char *value, uint32_t mo
   return check_env_crc(crc, name, value, mode) != 0;
 }
 
-uint32_t set_variable(const Region &region, const char *name, const char *value) {
-  uint32_t failures = 0;  // of any step
-  const auto exhausted = [&] { return ++failures > kFailures; };
+uint32_t set_variable(const EnvironmentRegion &region, const char *name, const char *value) {
+  Failures failures;
   for (;;) {
-    while (const uint32_t failed = region.read()) {
-      if (exhausted()) return failed;
-    }
+    const uint32_t read = repeat(failures, [&] { return region.read(); });
+    if (read != 0) return read;
     if (!check_passes(region.crc(), name, value, kCheckCrc)) {
-      if (exhausted()) return FW_FAIL;
+      if (failures.add()) return FW_FAIL;
       continue;
     }
     const std::optional<uint32_t> crc = rebuild(region, name, value);
     if (!crc) return FW_FAIL;
-    while (const uint32_t failed = FW_SpiFlashEnvWrite(region.get())) {
-      if (exhausted()) return failed;
-    }
+    const uint32_t written = repeat(failures, [&] { return FW_SpiFlashEnvWrite(region.get()); });
+    if (written != 0) return written;
     if (check_passes(*crc, name, value, kCheckVariable)) return 0;
-    if (exhausted()) return FW_FAIL;
+    if (failures.add()) return FW_FAIL;
   }
 }
 
@@ -59,10 +82,13 @@ uint32_t set_variable(const Region &region, const char *name, const char *value)
 }  // namespace zel
 
 uint8_t check_env_crc(uint32_t crc, const char *name, const char *value, uint32_t mode) {
-  const zel::Region region;
+  const zel::EnvironmentRegion region;
   if (!region) return 0;
   uint32_t failed = FW_FAIL;
-  for (uint32_t n = 0; n < zel::kReadTries && failed != 0; ++n) failed = region.read();
+  for (uint32_t attempt = 0; attempt < zel::kReadTries; ++attempt) {
+    failed = region.read();
+    if (failed == 0) break;
+  }
   if (failed != 0) return static_cast<uint8_t>(failed);
 
   if (region.crc() != crc) return 0;
@@ -76,6 +102,7 @@ uint8_t check_env_crc(uint32_t crc, const char *name, const char *value, uint32_
 
 uint32_t FW_SpiFlash_EnvAdd(const char *name, const char *value) {
   if (name[0] == '\0' || value[0] == '\0' || !zel::fits_slot(name, value)) return FW_FAIL;
-  const zel::Region region;
-  return region ? zel::set_variable(region, name, value) : FW_FAIL;
+  const zel::EnvironmentRegion region;
+  if (!region) return FW_FAIL;
+  return zel::set_variable(region, name, value);
 }

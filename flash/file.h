@@ -7,14 +7,14 @@
 
 namespace zel {
 
-/// True for what has no size to work with; asked of the path, for opening a FIFO would wait for a writer.
+/// Neither has a size to work with. The path is asked, because opening a FIFO waits for a writer.
 inline bool is_pipe_or_directory(const char *path) {
   struct stat status {};
   return stat(path, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISDIR(status.st_mode));
 }
 
-/// Bytes on the whole chip, and so in a whole-flash image.
-inline uint64_t whole_flash() { return uint64_t{flash_def[kSectorSize]} * flash_def[kSectorCount]; }
+/// Bytes on the whole chip and in a whole-flash image.
+inline uint64_t whole_flash() { return uint64_t{flash_def[FW_FLASH_SECTOR_SIZE]} * flash_def[FW_FLASH_SECTORS]; }
 
 struct FileSum {
   bool read_error;

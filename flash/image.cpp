@@ -8,16 +8,18 @@
 namespace zel {
 namespace {
 
-/// Hands an open image file to the N25Q256A's copy, which closes it; for another chip nobody else would.
+/// Opens an image file and lets the N25Q256A's copy take it over.
 uint32_t copy_image(Chip chip, const char *path, const char *complaint, uint32_t (*copy)(int)) {
   const int fd = open(path, O_RDONLY);
-  if (fd >= 0 && chip.index == 0) return copy(fd);
   if (fd < 0) {
     printf(complaint, path);
-  } else {
-    close(fd);
+    return FW_FAIL;
   }
-  return FW_FAIL;
+  if (chip.index != 0) {
+    close(fd);
+    return FW_FAIL;
+  }
+  return copy(fd);  // closes it
 }
 
 }  // namespace

@@ -2,56 +2,83 @@
 
 #include "flash/chip.h"
 #include "flash/debugging.h"
+#include "flash/region.h"
 
-uint32_t flash_def[] = {
-    0x0, 0x100000,                  // 0  Bootloader, Environment
-    0x200000, 0x1200000,            // 2  Image 1 and 2
-    0x140000, 0xF40000, 0x1F40000,  // 4  Partition table, Parameter 1 and 2
-    0x180000,                       // 7  Boot Script
-    0xE00000, 0x1E00000,            // 8  DB1 and DB2
-    0xF00000, 0x1F00000,            // 10 Customize 1 and 2
-    0xF80000, 0x1FF0000,            // 12 Share DB, Test Area
-    0x1C0000, 0x1D0000, 0x1FE0000,  // 14 Custom info, Profinet Parameter, Mac Address Backup
-    0x10000, 0x200,                 // 17 sector size, number of sectors
-    0x10000, 0x100000,              // 19 copy piece, size limit of a Gen database
-    0x0100A00C,                     // 21 page size 256, 160 (no reader), boot erase count 12
-    // 22: lengths of Bootloader, Environment, an image, Partition table, a Parameter region, Boot Script, a Customize
-    // region, Share DB, DB1 and DB2
-    0x100000, 0x10000, 0xC00000, 0x40000, 0x40000, 0x40000, 0x40000, 0x80000, 0x100000};
-static_assert(sizeof flash_def == 4 * zel::kMapEntries);
+uint32_t flash_def[FW_FLASH_WORDS] = {
+    // Starts.
+    0x0,        // boot loader
+    0x100000,   // boot environment
+    0x200000,   // image 1
+    0x1200000,  // image 2
+    0x140000,   // partition table
+    0xF40000,   // parameters 1
+    0x1F40000,  // parameters 2
+    0x180000,   // boot script
+    0xE00000,   // general configuration database 1
+    0x1E00000,  // general configuration database 2
+    0xF00000,   // customise database 1
+    0x1F00000,  // customise database 2
+    0xF80000,   // shared database
+    0x1FF0000,  // test area
+    0x1C0000,   // custom identity
+    0x1D0000,   // PROFINET parameters
+    0x1FE0000,  // MAC address backup
+    // Geometry.
+    0x10000,     // sector size
+    0x200,       // sectors
+    0x10000,     // copy piece
+    0x100000,    // limit of a general configuration database
+    0x0100A00C,  // page size 256, 160 without a reader, 12 boot erases
+    // Lengths.
+    0x100000,  // boot loader
+    0x10000,   // boot environment
+    0xC00000,  // an image
+    0x40000,   // partition table
+    0x40000,   // a parameter region
+    0x40000,   // boot script
+    0x40000,   // a customise database
+    0x80000,   // shared database
+    0x100000,  // a general configuration database
+};
+static_assert(sizeof flash_def == 124);
 
 namespace zel {
 namespace {
 
-// By selector, from 1.
-constexpr MapEntry kStarts[] = {
-    kImage1, kImage2,     kParameter1, kParameter2, kBootScript,     kBootloader, kEnvironment,       kDb1,
-    kDb2,    kCustomize1, kCustomize2, kShareDb,    kPartitionTable, kCustomInfo, kProfinetParameter, kMacBackup};
-constexpr MapEntry kLengths[] = {
-    kImageLength,          kImageLength, kParameterLength, kParameterLength, kBootScriptLength, kBootloaderLength,
-    kEnvironmentLength,    kDbLength,    kDbLength,        kCustomizeLength, kCustomizeLength,  kShareDbLength,
-    kPartitionTableLength, kSectorSize,  kSectorSize,      kSectorSize};
+/// The region that a query may ask for, or null.
+const Region *find_region(uint32_t selector) {
+  if (selector == kNoSelector) return nullptr;
+  for (const Region &region : kRegions) {
+    if (region.selector == selector) return &region;
+  }
+  return nullptr;
+}
 
-uint32_t look_up(uint32_t selector, const MapEntry *column, const char *complaint) {
+/// A word of the region's, which is its start or its length.
+uint32_t look_up(uint32_t selector, uint8_t Region::*word, const char *complaint) {
   const Chip chip = fitted_chip();
   if (chip.unknown) return FW_REFUSED;
-  if (selector < 1 || selector > sizeof kStarts / sizeof kStarts[0]) {
+  const Region *const region = find_region(selector);
+  if (region == nullptr) {
     note(complaint);
     return FW_REFUSED;
   }
-  // There is a record for chip 0 only.
-  return chip.index == 0 ? flash_def[column[selector - 1]] : FW_REFUSED;
+  if (chip.index != 0) return FW_REFUSED;  // there is a record for chip 0 only
+  return flash_def[region->*word];
 }
 
 }  // namespace
 }  // namespace zel
 
 uint32_t FW_SpiFlash_GetMapAddr(uint32_t selector) {
-  return zel::look_up(selector, zel::kStarts, "Select address error");
+  return zel::look_up(selector, &zel::Region::start, "Select address error");
 }
 
 uint32_t FW_SpiFlash_GetMapLen(uint32_t selector) {
-  return zel::look_up(selector, zel::kLengths, "Select Max Len error");
+  return zel::look_up(selector, &zel::Region::length, "Select Max Len error");
 }
 
-uint32_t FW_SpiFlash_GetSectorSize(void) { return zel::n25q256a_fitted() ? flash_def[zel::kSectorSize] : FW_REFUSED; }
+uint32_t FW_SpiFlash_GetSectorSize(void) {
+  if (!zel::n25q256a_fitted()) return FW_REFUSED;
+  return flash_def[FW_FLASH_SECTOR_SIZE];
+}

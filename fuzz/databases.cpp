@@ -9,8 +9,9 @@ namespace {
 constexpr uint32_t kLimit = 4096;
 
 void shrink_regions() {
-  flash_def[zel::kSectorSize] = 256;
-  for (const zel::MapEntry length : {zel::kGenLimit, zel::kDbLength, zel::kCustomizeLength, zel::kShareDbLength}) {
+  flash_def[FW_FLASH_SECTOR_SIZE] = 256;
+  for (const uint32_t length :
+       {FW_FLASH_GEN_LIMIT, FW_FLASH_GEN_DATABASE_LENGTH, FW_FLASH_CUSTOMIZE_LENGTH, FW_FLASH_SHARED_DATABASE_LENGTH}) {
     flash_def[length] = kLimit;
   }
 }
@@ -42,9 +43,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   board.failing_call = input.byte();
   spiflash_debug_mode = input.byte() & 1;
   const uint32_t mode = input.byte() % 12;
-  fake::store(flash_def[zel::kPartitionTable], input.bytes(40));
+  fake::store(flash_def[FW_FLASH_PARTITION_TABLE], input.bytes(40));
   const std::vector<uint8_t> blob = input.rest();
-  for (const zel::MapEntry region : {zel::kDb1, zel::kDb2, zel::kShareDb}) fake::store(flash_def[region], blob);
+  for (const uint32_t region : {FW_FLASH_GEN_DATABASE_1, FW_FLASH_GEN_DATABASE_2, FW_FLASH_SHARED_DATABASE})
+    fake::store(flash_def[region], blob);
   read_all();
   const auto length = static_cast<uint32_t>(blob.size());
   uint32_t stored = length, checksum = 1;

@@ -34,7 +34,7 @@ std::string text(fake::Input &input) {
 }
 
 void check_stored(const fake::Board &board, const char *name) {
-  const uint8_t *const region = &board.flash[flash_def[zel::kEnvironment]];
+  const uint8_t *const region = &board.flash[flash_def[FW_FLASH_ENVIRONMENT]];
   uint32_t stored = 0;
   memcpy(&stored, region, sizeof stored);
   require(stored == FW_crc32(region + zel::kCrcSize, zel::kDataSize));
@@ -57,7 +57,7 @@ std::set<std::string> variables(const uint8_t *area) {
 
 /// An update keeps every other variable whole.
 void check_nothing_lost(const std::vector<uint8_t> &before, const fake::Board &board, const std::string &name) {
-  const std::set<std::string> after = variables(&board.flash[flash_def[zel::kEnvironment] + zel::kCrcSize]);
+  const std::set<std::string> after = variables(&board.flash[flash_def[FW_FLASH_ENVIRONMENT] + zel::kCrcSize]);
   for (const std::string &variable : variables(before.data())) {
     require(after.count(variable) != 0 || variable.substr(0, variable.find('=')) == name);
   }
@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   area.resize(zel::kDataSize, fill);
 
   check_round_trip(area);
-  fake::store(flash_def[zel::kEnvironment] + zel::kCrcSize, area);
+  fake::store(flash_def[FW_FLASH_ENVIRONMENT] + zel::kCrcSize, area);
   FW_Wdt_Flag();
   require(FW_Pwr_Flag() <= 5);
   env_add(name.c_str(), value.c_str());

@@ -32,15 +32,15 @@ void compare(const fake::Board &board, uint32_t part, uint32_t total) {
 void copy(const fake::Board &board, uint32_t part) {
   const uint32_t result = FW_N25Q256A_FlashCopy(open(fake::kFile, O_RDONLY), part);
   if (result != 0) return;
-  const uint32_t base = flash_def[part == 1 ? zel::kImage1 : zel::kImage2];
+  const uint32_t base = flash_def[part == 1 ? FW_FLASH_IMAGE_1 : FW_FLASH_IMAGE_2];
   require(std::equal(board.file.begin(), board.file.end(), board.flash.begin() + base));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  flash_def[zel::kSectorSize] = flash_def[zel::kCopyPiece] = kSector;
-  flash_def[zel::kSectorCount] = kSectors;
+  flash_def[FW_FLASH_SECTOR_SIZE] = flash_def[FW_FLASH_COPY_PIECE] = kSector;
+  flash_def[FW_FLASH_SECTORS] = kSectors;
   fake::Input input(data, size);
   fake::Board &board = fake::reset();
   board.failing_call = input.byte();

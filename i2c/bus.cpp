@@ -8,7 +8,7 @@ uint32_t FW_Set_I2C_Busy(uint8_t busy) { return zel::send_byte(zel::kSetBusy, bu
 
 uint32_t FW_ReflashI2CBus(void) {
   uint8_t scratch[4] = {};  // the request carries no data, only a pointer
-  return zel::request(zel::kRefreshBus, scratch);
+  return zel::request(zel::kRefreshBus, scratch).result;
 }
 
 uint32_t FW_SetDebug_I2C(uint8_t mode) { return zel::send_byte(zel::set_debug_mode(zel::Node::I2c), mode); }

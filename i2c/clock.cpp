@@ -9,12 +9,13 @@ static_assert(sizeof(rtc_record) == 48 && offsetof(rtc_record, tm) == 4);
 namespace zel {
 namespace {
 
-constexpr uint8_t kStatus1 = 0x60, kRealTimeData = 0x64;
+constexpr uint8_t kStatus1 = 0x60;
+constexpr uint8_t kRealTimeData = 0x64;
 constexpr uint8_t k24Hour = 0x40;    // of status register 1
 constexpr uint8_t kAmPmFlag = 0x02;  // of the hour byte
 constexpr uint32_t kCentury = 100;   // tm_year counts from 1900, the chip from 2000
 
-uint32_t refuse_clock() { return refuse_absent(FW_GetRTC_Alive); }
+uint32_t check_clock() { return check_alive(FW_GetRTC_Alive); }
 
 uint32_t read_chip(uint8_t address, uint8_t len, uint8_t *bytes) { return FW_I2C_BufRead(address, 0, 0, len, bytes); }
 
@@ -47,12 +48,12 @@ rtc_record decode(const uint8_t (&raw)[7], uint8_t status) {
 uint32_t FW_GetRTC_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetClockAlive, alive); }
 
 uint32_t FW_GetRtc(rtc_record *rec) {
-  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
   return zel::fill_record(zel::kLoadClock, rec);
 }
 
 uint32_t FW_SetRtc(rtc_record *rec) {
-  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
   zel::adjust(rec->tm.tm_year, -zel::kCentury);
   zel::adjust(rec->tm.tm_mon, 1);
   const rtc_tm &tm = rec->tm;
@@ -63,7 +64,7 @@ uint32_t FW_SetRtc(rtc_record *rec) {
 }
 
 uint32_t FW_GetRtc1224(uint8_t *mode) {
-  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
   uint8_t status = 0;
   const uint32_t result = zel::read_chip(zel::kStatus1, 1, &status);
   if (result == 0) *mode = (status & zel::k24Hour) != 0;
@@ -71,7 +72,7 @@ uint32_t FW_GetRtc1224(uint8_t *mode) {
 }
 
 uint32_t FW_SetRtc1224(const uint8_t *mode) {
-  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
   if (*mode > 1) return FW_FAIL;
   const uint8_t status = *mode == 1 ? zel::k24Hour : 0;
   return zel::write_chip(zel::kStatus1, 1, &status);
@@ -80,7 +81,7 @@ uint32_t FW_SetRtc1224(const uint8_t *mode) {
 uint32_t FW_RTC_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetClockFail, fail); }
 
 uint32_t FW_PollRtc(void) {
-  if (const uint32_t refusal = zel::refuse_clock(); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
   uint8_t raw[7] = {};
   const uint32_t result = zel::read_chip(zel::kRealTimeData, sizeof raw, raw);
   FW_RTC_Fail_Set(result != 0);
@@ -88,5 +89,5 @@ uint32_t FW_PollRtc(void) {
   uint8_t status = 0;
   if (const uint32_t failed = zel::read_chip(zel::kStatus1, 1, &status); failed != 0) return failed;
   rtc_record record = zel::decode(raw, status);
-  return zel::request(zel::kStoreClock, &record);
+  return zel::request(zel::kStoreClock, &record).result;
 }

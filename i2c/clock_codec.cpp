@@ -1,4 +1,4 @@
-// The S-35390A's number format: BCD, each byte sent least-significant bit first, so that weight 1 arrives in bit 7.
+// The S-35390A's number format: BCD. It sends each byte from the least significant bit on: weight 1 arrives in bit 7.
 #include "zelboard/i2c.h"
 
 uint8_t s35390A_to_time(uint8_t raw, uint8_t nbits) {

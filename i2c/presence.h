@@ -5,8 +5,8 @@
 
 namespace zel {
 
-/// 0 for a device that is alive, else why it must not be touched.
-inline uint32_t refuse_absent(uint32_t (*get_device_alive)(uint8_t *)) {
+/// 0 for a device that is alive. FW_ABSENT, or the result of a failed question, ends the call before any access.
+inline uint32_t check_alive(uint32_t (*get_device_alive)(uint8_t *)) {
   uint8_t alive = 0;
   if (const uint32_t failed = get_device_alive(&alive); failed != 0) return failed;
   return alive == 0 ? FW_ABSENT : 0;

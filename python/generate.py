@@ -114,7 +114,7 @@ def type_of(node: Any) -> Type:
     if isinstance(node, c_ast.PtrDecl):
         return inner._replace(stars=inner.stars + 1)
     if isinstance(node, c_ast.ArrayDecl):
-        return inner._replace(size=int(node.dim.value, 0))
+        return inner._replace(size=int(node.dim.value.rstrip("u"), 0))
     return inner._replace(const="const" in node.quals)
 
 

@@ -11,11 +11,11 @@ inline constexpr uint16_t kSettle = 50;      // ms, before a copper module is to
 /// A 16-bit register as the PHY sends it, high byte first.
 inline uint16_t register_value(const uint8_t *bytes) { return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]); }
 
-/// Prints a line for a busy bus, if there is one to print; hands the result on.
+/// Prints `line`, unless it is null, when the bus was busy; returns the result.
 uint32_t note_busy(uint32_t result, const char *line);
 
-/// Switches a module's transmitter on if it is off, then gives the PHY 200 ms. It is not switched off again.
-/// `busy_line` is printed when the bus was busy; null = none. 0, or the failed step's result.
+/// Switches a module's transmitter on if it is off, then gives the PHY 200 ms. The transmitter stays on.
+/// `busy_line` is printed when the bus was busy; null = none. Returns 0 or the failed step's result.
 uint32_t switch_transmitter_on(uint32_t port, const char *busy_line);
 
 struct CopperState {
@@ -23,7 +23,8 @@ struct CopperState {
   uint8_t sgmii_cisco;  // 1 = Marvell PHY
 };
 
-/// Transmitter on, PHY registers read, SGMII mode set when `set_sgmii` is 1; prints when `verbose`, `line` first.
+/// Switches the transmitter on, reads the PHY registers, and sets SGMII mode when `set_sgmii` is 1. Prints `line` and the
+/// steps when `verbose`.
 uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, uint8_t verbose, CopperState *state);
 
 }  // namespace zel

@@ -16,7 +16,8 @@ constexpr char kBusBusy[] = "I2C Bus Busy";
 constexpr char kSerdesOnlyPart[] = "AXGT-R154-0M06";
 
 struct Field {
-  uint8_t offset, length;
+  uint8_t offset;
+  uint8_t length;
   const char *format;
 };
 
@@ -74,7 +75,8 @@ uint32_t show_copper(uint32_t port, bool serdes_only, uint32_t set_sgmii, uint8_
   if (i2c_debug_mode == 1 && verbose != 0) {
     printf("sfp_phy[0]:0x%02X, sfp_phy[1]:0x%02X, sgmii_cisco:%d\n", state.phy[0], state.phy[1], state.sgmii_cisco);
   }
-  uint8_t link = 0, speed = 0;
+  uint8_t link = 0;
+  uint8_t speed = 0;
   FW_SFP_SGMII_Get_Status(port, &link, &speed, verbose);
   return 0;
 }

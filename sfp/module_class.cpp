@@ -7,8 +7,8 @@
 namespace zel {
 namespace {
 
-constexpr uint8_t kSfp = 3;          // identifier of an SFP or SFP+ module
-constexpr uint8_t kAbove10GBd = 99;  // rates greater than this are 10G
+constexpr uint8_t kSfp = 3;        // identifier of an SFP or SFP+ module
+constexpr uint8_t kBelow10G = 99;  // a rate above this is 10G
 
 constexpr auto kFibre = Medium::FibreOrCable;
 constexpr ModuleClass k100Fx{FW_SFP_100FX, "This is a PORT_SFP_100FX type. ", kFibre};
@@ -36,11 +36,19 @@ constexpr ModuleClass kLxSilent{FW_SFP_1000BASE_X, nullptr, kFibre};
 
 struct Band {
   uint8_t from;  // lowest rate
-  const ModuleClass &by_rate, &lx;
+  const ModuleClass &by_rate;
+  const ModuleClass &lx;
 };
 
-constexpr Band kBands[] = {{100, k10G, k10G},        {50, k5G, k5G},          {25, k2G5, k2G5},
-                           {10, k1000X, kLxAs1000X}, {1, k100Fx, kLxAs100Fx}, {0, kUnknown, kLxSilent}};
+// From the highest to the lowest.
+constexpr Band kBands[] = {
+    {100, k10G, k10G},         //
+    {50, k5G, k5G},            //
+    {25, k2G5, k2G5},          //
+    {10, k1000X, kLxAs1000X},  //
+    {1, k100Fx, kLxAs100Fx},   //
+    {0, kUnknown, kLxSilent},
+};
 
 const Band &band(uint8_t rate) {
   const Band *found = kBands;
@@ -64,7 +72,11 @@ const ModuleClass *ten_gigabit_class(uint8_t compliance) {
 }
 
 // Ethernet compliance codes.
-constexpr uint8_t kSx = 0x01, kLx = 0x02, kCx = 0x04, k100BaseLx = 0x10, k100BaseFx = 0x20;
+constexpr uint8_t kSx = 0x01;
+constexpr uint8_t kLx = 0x02;
+constexpr uint8_t kCx = 0x04;
+constexpr uint8_t k100BaseLx = 0x10;
+constexpr uint8_t k100BaseFx = 0x20;
 
 const ModuleClass &ethernet_class(uint8_t compliance, uint8_t rate) {
   if ((compliance & kSx) != 0) return k1000Sx;
@@ -78,7 +90,7 @@ const ModuleClass &ethernet_class(uint8_t compliance, uint8_t rate) {
 
 const ModuleClass &classify(const BaseId &id) {
   if (id.identifier() != kSfp) return kNotSfp;
-  if (id.rate() > kAbove10GBd) {
+  if (id.rate() > kBelow10G) {
     if (id.passive_cable()) return kDac;
     if (const ModuleClass *const found = ten_gigabit_class(id.compliance_10g())) return *found;
   }

@@ -18,7 +18,7 @@ struct BaseId {
   bool passive_cable() const { return (byte[8] & 0x04) != 0; }
   uint8_t rate() const { return byte[12]; }  // units of 100 MBd
 
-  /// RJ45 connector, or 1000BASE-T as the only Ethernet compliance.
+  /// The connector is RJ45, or the only Ethernet compliance is 1000BASE-T.
   bool copper() const { return connector() == 0x22 || compliance_ethernet() == 0x08; }
 };
 
@@ -30,10 +30,10 @@ struct ModuleClass {
   Medium medium;
 };
 
-/// The class of a module with the given identification. Total: every 16 bytes have one.
+/// The class of a module with the given identification. Any 16 bytes have one.
 const ModuleClass &classify(const BaseId &id);
 
-/// The copper class, which a part number refines: such a module has a SerDes interface only.
+/// The class of a copper module. The part number tells whether it has a SerDes interface only.
 const ModuleClass &copper_class(bool serdes_only);
 
 }  // namespace zel

@@ -15,9 +15,9 @@ namespace {
 
 constexpr uint8_t kAdvertisement = 4;
 
-// In what the three register functions differ.
+/// What differs between the three register functions.
 struct Manners {
-  const char *busy_line;  // null = a busy bus is taken for an empty cage
+  const char *busy_line;  // null = a busy bus counts as an empty cage
   uint32_t not_copper;    // result for a module without a PHY
 };
 
@@ -25,8 +25,8 @@ constexpr Manners kShow{"I2C Bus busy", 0};
 constexpr Manners kSet{nullptr, 0};
 constexpr Manners kGet{"I2C bus busy", FW_FAIL};
 
-/// Gets a copper module ready for register access; the result to end with when there is nothing to access.
-std::optional<uint32_t> refuse_access(uint32_t port, const Manners &manners) {
+/// Gets a copper module ready for register access. If that fails, or there is no PHY: the result that ends the call.
+std::optional<uint32_t> prepare_access(uint32_t port, const Manners &manners) {
   FW_SFP_mDelay(kSettle);
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   BaseId id{};
@@ -44,7 +44,7 @@ std::optional<uint32_t> refuse_access(uint32_t port, const Manners &manners) {
   return std::nullopt;
 }
 
-/// Two registers are read, as the PHY sends them; the first is the one asked for.
+/// Reads a register. The transfer takes two, of which the first is the one asked for.
 uint32_t read_phy(uint32_t reg, uint16_t *value) {
   uint8_t bytes[4] = {};
   const uint32_t result = i2c_offset_read(kCopperPhy, reg, sizeof bytes, bytes);
@@ -56,7 +56,7 @@ uint32_t read_phy(uint32_t reg, uint16_t *value) {
 }  // namespace zel
 
 uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg) {
-  if (const auto refusal = zel::refuse_access(port, zel::kShow)) return *refusal;
+  if (const auto ended = zel::prepare_access(port, zel::kShow)) return *ended;
   uint16_t value = 0;
   if (const uint32_t failed = zel::read_phy(reg, &value); failed != 0) return failed;
   printf("SFP port-%d reg-%d(0x%02x) value=0x%04x\n", static_cast<int>(port), static_cast<int>(reg), reg, value);
@@ -64,13 +64,13 @@ uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg) {
 }
 
 uint32_t FW_Set_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t value) {
-  if (const auto refusal = zel::refuse_access(port, zel::kSet)) return *refusal;
+  if (const auto ended = zel::prepare_access(port, zel::kSet)) return *ended;
   const uint8_t bytes[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
   return FW_I2C_BufWrite(zel::kCopperPhy, reg, 1, sizeof bytes, bytes);
 }
 
 uint32_t FW_Get_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t *value) {
-  if (const auto refusal = zel::refuse_access(port, zel::kGet)) return *refusal;
+  if (const auto ended = zel::prepare_access(port, zel::kGet)) return *ended;
   return zel::read_phy(reg, value);
 }
 

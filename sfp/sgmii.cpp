@@ -1,7 +1,7 @@
 // SGMII on the copper PHY: recognised by its identifier, programmed, and asked for its link.
 #include <stdio.h>
 
-#include "board/port_check.h"
+#include "board/cage_check.h"
 #include "i2c/transfer.h"
 #include "sfp/copper.h"
 #include "zelboard/i2c.h"
@@ -16,7 +16,11 @@ constexpr uint16_t kLinkUp = 1 << 10;    // real-time link
 constexpr uint8_t kOwnIdentifier = 0x60;
 
 /// Register 2 = 0x0141, register 3 = 0x0CCx: any revision.
-bool is_marvell(const uint8_t *id) { return id[0] == 0x01 && id[1] == 0x41 && id[2] == 0x0C && (id[3] & 0xF0) == 0xC0; }
+bool is_marvell(const uint8_t *id) {
+  const uint16_t register2 = register_value(id);
+  const uint16_t register3 = register_value(id + 2);
+  return register2 == 0x0141 && (register3 & 0xFFF0) == 0x0CC0;
+}
 
 struct RegisterWrite {
   uint8_t reg;
@@ -36,7 +40,7 @@ struct Speed {
   const char *line;  // null = reserved
 };
 
-// By status bits 15-13: speed and duplex.
+// Indexed by status bits 15-13: speed and duplex.
 constexpr Speed kSpeeds[] = {{4, "SFP RJ45 Speed 10 Half"},
                              {1, "SFP RJ45 Speed 10 Full"},
                              {5, "SFP RJ45 Speed 100 Half"},
@@ -50,13 +54,13 @@ void say(uint8_t verbose, const char *line) {
   if (verbose != 0) puts(line);
 }
 
-/// Why the PHY is not to be programmed: its result, and the line that says which test it failed.
-struct Refusal {
+/// Result 0 for a Marvell PHY, else the result that ends the call and the line that names the failed test.
+struct PhyCheck {
   uint32_t result;
   const char *line;
 };
 
-Refusal refuse_phy(uint32_t port, const uint8_t *phy_id) {
+PhyCheck check_phy(uint32_t port, const uint8_t *phy_id) {
   if (phy_id != nullptr) {
     if (FW_SFP_SGMII_Support(port, phy_id) == 0) return {FW_FAIL, "FW_SFP_SGMII_Support3:FALSE"};
     return {};
@@ -71,10 +75,8 @@ Refusal refuse_phy(uint32_t port, const uint8_t *phy_id) {
 
 uint32_t program_sgmii() {
   for (const RegisterWrite &write : kSgmiiSequence) {
-    if (const uint32_t failed = FW_I2C_BufWrite(kCopperPhy, write.reg, 1, sizeof write.value, write.value);
-        failed != 0) {
-      return failed;
-    }
+    const uint32_t failed = FW_I2C_BufWrite(kCopperPhy, write.reg, 1, sizeof write.value, write.value);
+    if (failed != 0) return failed;
   }
   return 0;
 }
@@ -83,7 +85,7 @@ uint32_t program_sgmii() {
 }  // namespace zel
 
 uint32_t FW_SFP_SGMII_Support(uint32_t port, const uint8_t *phy_id) {
-  if (const uint32_t refusal = zel::refuse_port(port, port); refusal != 0) return refusal;
+  if (const uint32_t refusal = zel::check_cage(port); refusal != 0) return refusal;
   const bool supported = zel::is_marvell(phy_id);
   if (i2c_debug_mode == 1) puts(supported ? "Marvell PHY" : "NOT Marvell PHY");
   return supported;
@@ -92,10 +94,10 @@ uint32_t FW_SFP_SGMII_Support(uint32_t port, const uint8_t *phy_id) {
 uint32_t FW_SFP_SGMII_Set(uint32_t port, const uint8_t *phy_id, uint8_t *sgmii_cisco, uint32_t set_sgmii,
                           uint8_t verbose) {
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
-  if (const zel::Refusal refusal = zel::refuse_phy(port, phy_id); refusal.result != 0) {
-    zel::say(verbose, refusal.line);
+  if (const zel::PhyCheck check = zel::check_phy(port, phy_id); check.result != 0) {
+    zel::say(verbose, check.line);
     *sgmii_cisco = 0;
-    return refusal.result;
+    return check.result;
   }
   zel::say(verbose, "Setting SGMII MODE");
   if (set_sgmii == 1) {
@@ -108,14 +110,15 @@ uint32_t FW_SFP_SGMII_Set(uint32_t port, const uint8_t *phy_id, uint8_t *sgmii_c
 uint32_t FW_SFP_SGMII_Get_Status(uint32_t port, uint8_t *link, uint8_t *speed, uint8_t verbose) {
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   uint8_t bytes[4] = {};
-  if (const uint32_t failed = zel::i2c_offset_read(zel::kCopperPhy, zel::kStatusRegister, sizeof bytes, bytes);
-      failed != 0) {
-    return zel::note_busy(failed, verbose != 0 ? "I2C Busy Busy" : nullptr);
-  }
+  const uint32_t failed = zel::i2c_offset_read(zel::kCopperPhy, zel::kStatusRegister, sizeof bytes, bytes);
+  if (failed != 0) return zel::note_busy(failed, verbose != 0 ? "I2C Busy Busy" : nullptr);
   const uint16_t status = zel::register_value(bytes);
   *link = (status & zel::kLinkUp) != 0;
-  zel::say(verbose, *link != 0 ? "SFP RJ45 Link up" : "SFP RJ45 Link down");
-  if (*link == 0) return 0;
+  if (*link == 0) {
+    zel::say(verbose, "SFP RJ45 Link down");
+    return 0;
+  }
+  zel::say(verbose, "SFP RJ45 Link up");
 
   const zel::Speed &found = zel::kSpeeds[status >> 13];
   *speed = found.code;

@@ -190,8 +190,8 @@ TEST_F(Database, CustomiseFiles) {
   EXPECT_EQ(check("large", 2, FW_FAIL, "file size = 262145 is too big\n"), full);
   EXPECT_EQ(check("missing", 2, FW_FAIL, "open <.*missing> error ...\n"), full);
   EXPECT_EQ(check("full", 3, FW_FAIL, "Partition Number must be 1 or 2\n"), full);
-  EXPECT_EQ(check("fifo", 2, FW_FAIL, "(.*\n)?"), full);
-  EXPECT_EQ(check(".", 2, FW_FAIL, "(.*\n)?"), full);
+  EXPECT_EQ(check("fifo", 2, FW_FAIL, "open <.*fifo> error ...\n"), full);
+  EXPECT_EQ(check(".", 2, FW_FAIL, "open <.*> error ...\n"), full);
   EXPECT_EQ(check("none", 2, 0, ""), Bytes(0x40000, 0xFF));
   check("full", 2, 0, "");
   wire::fail_call("fstat", 1);

@@ -18,7 +18,7 @@ constexpr uint32_t kSector = 0x400, kSectors = 16;
 constexpr uint32_t kEraseBlock = 0x10000;  // the real chip's sector: every region has one for itself
 constexpr uint32_t kFibrePort = 3, kCopperPort = 25, kSlot = 1;
 constexpr uint8_t kOff = 0, kMarvell[] = {0x01, 0x41, 0x0C, 0xC2};
-constexpr size_t kFlash = kEraseBlock * (zel::kMacBackup + 1);
+constexpr size_t kFlash = kEraseBlock * (FW_FLASH_MAC_BACKUP + 1);
 
 union Out {
   uint8_t byte[0x10000];

@@ -89,12 +89,12 @@ struct Outcome {
 class FaultSweep : public BoardTest {
  protected:
   FaultSweep() {
-    for (uint32_t entry = 0; entry <= zel::kMacBackup; ++entry) flash_def[entry] = entry * kEraseBlock;
-    for (uint32_t entry = zel::kBootloaderLength; entry < zel::kMapEntries; ++entry) flash_def[entry] = kSector;
-    flash_def[zel::kSectorSize] = flash_def[zel::kGenLimit] = kSector;
-    flash_def[zel::kSectorCount] = kSectors;
-    flash_def[zel::kCopyPiece] = kSector * kSectors;
-    flash_def[zel::kPackedGeometry] = 256 << 16 | 1;
+    for (uint32_t entry = 0; entry <= FW_FLASH_MAC_BACKUP; ++entry) flash_def[entry] = entry * kEraseBlock;
+    for (uint32_t entry = FW_FLASH_BOOTLOADER_LENGTH; entry < FW_FLASH_WORDS; ++entry) flash_def[entry] = kSector;
+    flash_def[FW_FLASH_SECTOR_SIZE] = flash_def[FW_FLASH_GEN_LIMIT] = kSector;
+    flash_def[FW_FLASH_SECTORS] = kSectors;
+    flash_def[FW_FLASH_COPY_PIECE] = kSector * kSectors;
+    flash_def[FW_FLASH_PACKED] = 256 << 16 | 1;
     for (const char *command : {"fit 1 sfp", "fit 2 copper", "plug 3 1g-sx", "plug 25 copper", "set link 25 1000",
                                 "set settle 0", "set reset-key 1", "set supply 2 failed"}) {
       sim(command);
@@ -177,7 +177,7 @@ class FaultSweep : public BoardTest {
     return fd;
   }
 
-  const std::vector<uint32_t> map_{flash_def, flash_def + zel::kMapEntries};
+  const std::vector<uint32_t> map_{flash_def, flash_def + FW_FLASH_WORDS};
   zelsim::Board *board_ = nullptr;
   uint8_t *flash_ = nullptr;
   Outcome sound_{};
@@ -240,10 +240,10 @@ TEST_F(FaultSweep, FrontsAskForTheChip) {
 
 // Words that make no sense are no reason to divide by zero, to run for ever or to leave anything behind.
 TEST_F(FaultSweep, NonsenseInTheTable) {
-  for (const auto &[entry, word] : {std::pair(zel::kSectorSize, 0U),
-                                    {zel::kCopyPiece, 0U},
-                                    {zel::kCopyPiece, 0x80000000U},
-                                    {zel::kPackedGeometry, 0U}}) {
+  for (const auto &[entry, word] : {std::pair(FW_FLASH_SECTOR_SIZE, 0U),
+                                    {FW_FLASH_COPY_PIECE, 0U},
+                                    {FW_FLASH_COPY_PIECE, 0x80000000U},
+                                    {FW_FLASH_PACKED, 0U}}) {
     const uint32_t sound = std::exchange(flash_def[entry], word);
     for (const Setting &setting : kSettings) {
       g_function = setting.name;

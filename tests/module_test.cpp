@@ -70,15 +70,15 @@ TEST_F(Module, EveryClassInBothFunctions) {
   const struct {
     uint8_t identifier, connector, ten_gigabit, ethernet, cable, rate;
     Class expected;
-  } cases[] = {{13, 34, 0x10, 1, 4, 103, kNone}, {3, 34, 0xF0, 8, 4, 100, kDac}, {3, 33, 0, 0, 4, 25, k2G5},
-               {3, 7, 0xF0, 1, 8, 103, kEr},     {3, 7, 0x70, 1, 0, 103, kLrm},  {3, 7, 0x30, 1, 0, 103, kLr},
-               {3, 34, 0x1F, 8, 0, 100, kSr},    {3, 7, 0x10, 0, 0, 99, k5G},    {3, 7, 0x0F, 0, 0, 103, k10G},
-               {3, 34, 0, 1, 0, 13, kCopper},    {3, 7, 0, 8, 0, 13, kCopper},   {3, 7, 0, 0x48, 0, 13, kX},
-               {3, 7, 0, 0x3F, 0, 13, kSx},      {3, 7, 0, 0x24, 0, 13, kCx},    {3, 7, 0, 0x26, 0, 9, kLxFx},
-               {3, 7, 0, 2, 0, 0, kLxSilent},    {3, 7, 0, 0x10, 0, 103, kFx},   {3, 7, 0, 0, 0, 0, kUnknown},
-               {3, 7, 0, 2, 0, 100, k10G},       {3, 7, 0, 2, 0, 50, k5G},       {3, 7, 0, 0, 0, 49, k2G5},
-               {3, 7, 0, 0, 0, 24, kX},          {3, 7, 0, 2, 0, 10, kX},        {3, 7, 0, 0, 0, 9, kFx},
-               {3, 7, 0, 0, 0, 1, kFx},          {3, 7, 0x10, 0, 4, 99, k5G},    {3, 7, 0, 5, 0, 13, kSx}};
+  } cases[] = {{13, 34, 0x10, 1, 4, 103, kNone}, {3, 34, 0xF0, 8, 4, 100, kDac},   {3, 33, 0, 0, 4, 25, k2G5},
+               {3, 7, 0xF0, 1, 8, 103, kEr},     {3, 7, 0x70, 1, 0xFB, 103, kLrm}, {3, 7, 0x30, 1, 0, 103, kLr},
+               {3, 34, 0x1F, 8, 0, 100, kSr},    {3, 7, 0x10, 0, 0, 99, k5G},      {3, 7, 0x0F, 0, 0, 103, k10G},
+               {3, 34, 0, 1, 0, 13, kCopper},    {3, 7, 0, 8, 0, 13, kCopper},     {3, 7, 0, 0x48, 0, 13, kX},
+               {3, 7, 0, 0x3F, 0, 13, kSx},      {3, 7, 0, 0x24, 0, 13, kCx},      {3, 7, 0, 0x26, 0, 9, kLxFx},
+               {3, 7, 0, 2, 0, 0, kLxSilent},    {3, 7, 0, 0x10, 0, 103, kFx},     {3, 7, 0, 0, 0, 0, kUnknown},
+               {3, 7, 0, 2, 0, 100, k10G},       {3, 7, 0, 2, 0, 50, k5G},         {3, 7, 0, 0, 0, 49, k2G5},
+               {3, 7, 0, 0, 0, 24, kX},          {3, 7, 0, 2, 0, 10, kX},          {3, 7, 0, 0, 0, 9, kFx},
+               {3, 7, 0, 0, 0, 1, kFx},          {3, 7, 0x10, 0, 4, 99, k5G},      {3, 7, 0, 5, 0, 13, kSx}};
   for (const auto &c : cases) {
     const uint8_t id[16] = {c.identifier, 0, c.connector, c.ten_gigabit, 0, 0, c.ethernet, 0, c.cable, 0, 0, 0, c.rate};
     memcpy(page_, id, sizeof id);

@@ -8,23 +8,27 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kPieceMask = 0xFFFF;  // pieces and sectors are counted in 16 bits
-constexpr useconds_t kReadPause = 10, kProgramPause = 2, kErasePause = 2, kChipErasePause = 1;
+constexpr uint32_t kCountMask = 0xFFFF;  // pieces and sectors are counted in 16 bits
+constexpr useconds_t kReadPause = 10;
+constexpr useconds_t kProgramPause = 2;
+constexpr useconds_t kErasePause = 2;
+constexpr useconds_t kChipErasePause = 1;
 
-/// False when the position stays where it was: what follows would reach the wrong place, at worst the boot loader.
+/// False when the position stays where it was. Whoever goes on then reaches the wrong place, at worst the boot loader.
 bool seek(const Descriptor &node, uint32_t address) {
   return lseek(node.get(), static_cast<off_t>(address), SEEK_SET) >= 0;
 }
 
 bool read_at(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
-  return seek(node, address) && read(node.get(), buffer, length) >= 0;  // a short count is the driver's business
+  if (!seek(node, address)) return false;
+  return read(node.get(), buffer, length) >= 0;  // a short count is the driver's business
 }
 
 bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
-  const uint32_t piece = flash_def[kSectorSize];
+  const uint32_t piece = flash_def[FW_FLASH_SECTOR_SIZE];
   if (piece == 0 || length < piece) return read_at(node, address, length, buffer);
 
-  const uint32_t pieces = (length / piece) & kPieceMask;
+  const uint32_t pieces = (length / piece) & kCountMask;
   for (uint32_t i = 0; i < pieces; ++i) {
     if (!read_at(node, address + i * piece, piece, buffer + size_t{i} * piece)) return false;
     usleep(kReadPause);
@@ -35,10 +39,11 @@ bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_
 
 uint32_t read_flash(uint32_t address, uint32_t length, uint8_t *buffer) {
   const Descriptor node(open_node(Node::SpiFlash, O_RDONLY));
-  return node && read_span(node, address, length, buffer) ? 0 : FW_FAIL;
+  if (!node || !read_span(node, address, length, buffer)) return FW_FAIL;
+  return 0;
 }
 
-/// Writes a span cut at page boundaries: the chip wraps inside a page. An empty span is one write of nothing.
+/// Writes a span in pieces that end at page boundaries: inside a page the chip wraps. An empty span is one write.
 bool program_span(const Descriptor &node, uint32_t address, uint32_t length, const uint8_t *buffer) {
   const uint32_t page = page_size();
   do {
@@ -61,7 +66,7 @@ uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer)
   return 0;
 }
 
-/// False, and the result as it was, when the request was not made.
+/// Erases the sector and leaves the request's result. False when the request was not made; the result then stays.
 bool erase_sector(uint32_t address, uint32_t *result) {
   {
     const Descriptor node(open_node(Node::SpiFlash));
@@ -81,9 +86,9 @@ uint32_t restored(uint32_t result) {
 uint32_t erase_all_sectors() {
   const Descriptor node(open_node(Node::SpiFlash));
   if (!node) return FW_FAIL;
-  const uint32_t sectors = flash_def[kSectorCount] & kPieceMask;
+  const uint32_t sectors = flash_def[FW_FLASH_SECTORS] & kCountMask;
   for (uint32_t i = 0; i < sectors; ++i) {
-    if (!seek(node, i * flash_def[kSectorSize])) return FW_FAIL;
+    if (!seek(node, i * flash_def[FW_FLASH_SECTOR_SIZE])) return FW_FAIL;
     const uint32_t result = send(node, kEraseSector, nullptr);
     if (result == 0) printf("Erase chip [%d] percent\n", static_cast<int>(100 * i / sectors));
     usleep(kChipErasePause);

@@ -10,12 +10,14 @@
 namespace zel {
 namespace {
 
+constexpr uint32_t kCountMask = 0xFFFF;  // sectors and steps are counted in 16 bits
+
 struct Close {
   void operator()(FILE *file) const { fclose(file); }
 };
 using File = std::unique_ptr<FILE, Close>;
 
-/// Size of the file; nothing for what has no usable one: a socket, more bytes than an address can tell.
+/// Size of the file; nothing when it has none, or more bytes than an address can name.
 std::optional<uint32_t> size_of(const File &file) {
   if (fseek(file.get(), 0, SEEK_END) != 0) return std::nullopt;
   const long size = ftell(file.get());
@@ -23,30 +25,30 @@ std::optional<uint32_t> size_of(const File &file) {
   return static_cast<uint32_t>(size);
 }
 
-/// The steps are kept to 16 bits.
 void print_progress(uint32_t done, uint32_t steps) {
-  if ((steps & 0xFFFF) != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / (steps & 0xFFFF)));
+  if (steps != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / steps));
 }
 
-/// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. The count that fread
-/// gives is not looked at: missing bytes are programmed as zeros.
+/// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. What fread returns is not
+/// looked at: missing bytes are programmed as zeros.
 bool program_sector(const File &file, uint32_t index, uint32_t count, const Buffer &buffer) {
-  const uint32_t sector = flash_def[kSectorSize];
+  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
   memset(buffer.get(), 0, size_t{sector} + 1);
   fseek(file.get(), static_cast<long>(index) * static_cast<long>(sector), SEEK_SET);
   [[maybe_unused]] const size_t got = fread(buffer.get(), 1, count, file.get());
-  return FW_N25Q256A_WriteFlash(flash_def[kBootloader] + index * sector, count, buffer.get()) != FW_FAIL;
+  return FW_N25Q256A_WriteFlash(flash_def[FW_FLASH_BOOTLOADER] + index * sector, count, buffer.get()) != FW_FAIL;
 }
 
 bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
-  const uint32_t sector = flash_def[kSectorSize];
-  const uint32_t whole = (size / sector) & 0xFFFF;
+  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t whole = (size / sector) & kCountMask;
   const uint32_t rest = size % sector;
   const uint32_t erases = boot_erase_count();
-  const uint32_t steps = erases + whole + (rest != 0 ? 1 : 0);
+  const uint32_t last = rest != 0 ? 1 : 0;
+  const uint32_t steps = (erases + whole + last) & kCountMask;
 
   for (uint32_t i = 0; i < erases; ++i) {
-    if (FW_N25Q256A_SectorErase(flash_def[kBootloader] + i * sector) == FW_FAIL) return false;
+    if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_BOOTLOADER] + i * sector) == FW_FAIL) return false;
     print_progress(i, steps);
   }
   for (uint32_t i = 0; i < whole; ++i) {
@@ -61,13 +63,17 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
 }
 
 uint32_t write_boot_file(const char *path) {
-  const Buffer buffer = make_buffer(size_t{flash_def[kSectorSize]} + 1);
+  const Buffer buffer = make_buffer(size_t{flash_def[FW_FLASH_SECTOR_SIZE]} + 1);
   if (is_pipe_or_directory(path)) return FW_FAIL;
   const File file(fopen(path, "r"));
-  if (!file && debugging()) printf("Open Boot file [%s] fail\n", path);
-  if (!file || !buffer || flash_def[kSectorSize] == 0) return FW_FAIL;
+  if (!file) {
+    if (debugging()) printf("Open Boot file [%s] fail\n", path);
+    return FW_FAIL;
+  }
+  if (!buffer || flash_def[FW_FLASH_SECTOR_SIZE] == 0) return FW_FAIL;
   const std::optional<uint32_t> size = size_of(file);
-  return size && write_boot(file, *size, buffer) ? 0 : FW_FAIL;
+  if (!size || !write_boot(file, *size, buffer)) return FW_FAIL;
+  return 0;
 }
 
 }  // namespace

@@ -14,23 +14,28 @@ namespace {
 std::optional<uint32_t> accepted_size(const Descriptor &file) {
   struct stat status {};
   if (fstat(file.get(), &status) != 0 || status.st_size < 0) return std::nullopt;
-  if (status.st_size > static_cast<off_t>(flash_def[kCustomizeLength])) {
+  if (status.st_size > static_cast<off_t>(flash_def[FW_FLASH_CUSTOMIZE_LENGTH])) {
     if (debugging()) printf("file size = %d is too big\n", static_cast<int>(status.st_size));
     return std::nullopt;
   }
   return static_cast<uint32_t>(status.st_size);
 }
 
+/// A FIFO or a folder counts as a file that does not open.
+int open_file(const char *path) {
+  if (is_pipe_or_directory(path)) return -1;
+  return open(path, O_RDONLY);
+}
+
 uint32_t store_file(const char *path, uint32_t base) {
-  if (is_pipe_or_directory(path)) return FW_FAIL;
-  const Descriptor file(open(path, O_RDONLY));
+  const Descriptor file(open_file(path));
   if (!file) {
     if (debugging()) printf("open <%s> error ...\n", path);
     return FW_FAIL;
   }
   const std::optional<uint32_t> size = accepted_size(file);
   if (!size) return FW_FAIL;
-  if (!erase_sectors(base, sectors_in(flash_def[kCustomizeLength]), is_not_zero)) return FW_FAIL;
+  if (!erase_sectors(base, sectors_in(flash_def[FW_FLASH_CUSTOMIZE_LENGTH]), is_not_zero)) return FW_FAIL;
 
   const Buffer content = zeroed_buffer(*size);
   if (!content) return FW_FAIL;
@@ -50,11 +55,12 @@ uint32_t store_file(const char *path, uint32_t base) {
 }  // namespace zel
 
 uint32_t FW_N25Q256A_ReadCustomizeDatabase(uint8_t **data, uint32_t partition) {
-  zel::Buffer region = zel::zeroed_buffer(flash_def[zel::kCustomizeLength]);
+  zel::Buffer region = zel::zeroed_buffer(flash_def[FW_FLASH_CUSTOMIZE_LENGTH]);
   if (!region) return FW_FAIL;
   *data = nullptr;
-  const std::optional<uint32_t> base = zel::partition_base(zel::kCustomize1, partition);
-  if (!base || FW_N25Q256A_ReadFlash(*base, flash_def[zel::kCustomizeLength], region.get()) != 0) return FW_FAIL;
+  const std::optional<uint32_t> base = zel::partition_base(FW_FLASH_CUSTOMIZE_1, partition);
+  if (!base) return FW_FAIL;
+  if (FW_N25Q256A_ReadFlash(*base, flash_def[FW_FLASH_CUSTOMIZE_LENGTH], region.get()) != 0) return FW_FAIL;
   FW_N25Q256A_SetExtendedLow();
   *data = region.release();
   return 0;
@@ -62,7 +68,7 @@ uint32_t FW_N25Q256A_ReadCustomizeDatabase(uint8_t **data, uint32_t partition) {
 
 uint32_t FW_N25Q256A_WriteCustomizeDatabase(const char *path, uint32_t partition) {
   if (zel::flash_writes_refused()) return FW_FAIL;
-  const std::optional<uint32_t> base = zel::partition_base(zel::kCustomize1, partition);
-  if (!base) return zel::refuse_partition();
+  const std::optional<uint32_t> base = zel::partition_base(FW_FLASH_CUSTOMIZE_1, partition);
+  if (!base) return zel::fail_partition_number();
   return zel::store_marked([&] { return zel::store_file(path, *base); });
 }

@@ -13,7 +13,7 @@ constexpr useconds_t kSectorPause = 1;
 constexpr mode_t kFileMode = 0644;
 
 bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer) {
-  const uint32_t sector = flash_def[kSectorSize];
+  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
   for (uint32_t k = 0; k < part.count; ++k) {
     memset(buffer.get(), 0, sector);
     if (is_fw_fail(FW_N25Q256A_ReadFlash((part.first + k) * sector, sector, buffer.get()))) return false;
@@ -26,9 +26,10 @@ bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer
 }
 
 bool dump_part(const char *path, uint32_t number, uint32_t total) {
-  Descriptor device(-1), file(-1);
-  Buffer buffer = make_buffer(flash_def[kSectorSize]);
-  device.reset(open_node(Node::SpiFlash, O_RDONLY));
+  // On a failure they end in the other order: buffer, file, device.
+  Descriptor device(open_node(Node::SpiFlash, O_RDONLY));  // held open, though each read opens the node itself
+  Descriptor file(-1);
+  Buffer buffer = make_buffer(flash_def[FW_FLASH_SECTOR_SIZE]);
   if (!buffer || !device) return false;
   printf("open file[%s]\n", path);
   file.reset(open(path, O_WRONLY | O_CREAT | O_TRUNC, kFileMode));

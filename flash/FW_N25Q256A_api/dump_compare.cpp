@@ -10,38 +10,40 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kSpot = 16;  // bytes looked at, at either end of a piece
+constexpr uint32_t kSpot = 16;  // bytes that are compared at each end of a piece
 
 /// What a file is compared with.
 struct Range {
   uint32_t base;
-  uint64_t size;  // that a good file has; an empty part has no good file
+  uint64_t size;  // of a good file; an empty part has none
 };
 
 Range range_of(uint32_t number, uint32_t total) {
-  if (number == FW_COMPARE_WHOLE) return {flash_def[kBootloader], whole_flash()};
+  if (number == FW_COMPARE_WHOLE) return {flash_def[FW_FLASH_BOOTLOADER], whole_flash()};
   const Part part = part_of(number, total);
-  const uint32_t sector = flash_def[kSectorSize];
+  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
   return {part.first * sector, uint64_t{part.count} * sector};
 }
 
 bool spot_equals(uint32_t address, const uint8_t *bytes, uint32_t count) {
   uint8_t spot[kSpot] = {};
-  return !is_fw_fail(FW_N25Q256A_ReadFlash(address, sizeof spot, spot)) && memcmp(spot, bytes, count) == 0;
+  if (is_fw_fail(FW_N25Q256A_ReadFlash(address, sizeof spot, spot))) return false;
+  return memcmp(spot, bytes, count) == 0;
 }
 
 bool spot_check(const Descriptor &file, uint32_t address, const Buffer &piece) {
-  const uint32_t size = flash_def[kCopyPiece];
+  const uint32_t size = flash_def[FW_FLASH_COPY_PIECE];
   if (size < kSpot || size > INT32_MAX) return false;
-  int32_t read = 0;
-  while ((read = readFully(file.get(), piece.get(), static_cast<int32_t>(size))) > 0) {
+  for (;;) {
+    const int32_t read = readFully(file.get(), piece.get(), static_cast<int32_t>(size));
+    if (read <= 0) return read == 0;
     const auto count = static_cast<uint32_t>(read);
-    if (!spot_equals(address, piece.get(), count < kSpot ? count : kSpot)) return false;
-    if (count < size) return false;  // nothing in the file to compare at the piece's end: a difference
+    const uint32_t first = count < kSpot ? count : kSpot;
+    if (!spot_equals(address, piece.get(), first)) return false;
+    if (count < size) return false;  // a short last piece has no bytes for the second spot: a difference
     if (!spot_equals(address + size - kSpot, piece.get() + size - kSpot, kSpot)) return false;
     address += size;
   }
-  return read == 0;
 }
 
 /// Size and byte sum of the file, read from the start once more; false when it cannot be.
@@ -67,7 +69,7 @@ uint32_t verdict(const FileSum &sum, const Range &range) {
 
 uint32_t compare(const char *path, const Range &range) {
   Descriptor file(-1);
-  Buffer piece = make_buffer(flash_def[kCopyPiece]);
+  Buffer piece = make_buffer(flash_def[FW_FLASH_COPY_PIECE]);
   if (!piece) return FW_FAIL;
   file.reset(open(path, O_RDONLY));
   if (!file) {

@@ -1,5 +1,5 @@
-// The general configuration database, in two copies. Its slot of the partition table is written last, so a store that
-// stops halfway leaves the old checksum to be tested against the new data.
+// The general configuration database, in two copies. Its slot of the partition table is written last: after a store that
+// stopped halfway the new data does not match the old checksum.
 #include <string.h>
 
 #include "flash/FW_N25Q256A_api/database.h"
@@ -7,11 +7,12 @@
 namespace zel {
 namespace {
 
-/// As many sectors as the blob needs, at most those of the region.
+/// The sectors that the blob covers, at most those of the region.
 uint32_t erase_count(uint32_t length) {
-  const uint32_t sector = flash_def[kSectorSize];
-  const uint32_t needed = sectors_in(length) + (sector != 0 && length % sector != 0 ? 1 : 0);
-  const uint32_t available = sectors_in(flash_def[kDbLength]);
+  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  uint32_t needed = sectors_in(length);
+  if (sector != 0 && length % sector != 0) ++needed;
+  const uint32_t available = sectors_in(flash_def[FW_FLASH_GEN_DATABASE_LENGTH]);
   return needed < available ? needed : available;
 }
 
@@ -19,8 +20,8 @@ uint32_t store_blob(const uint8_t *data, uint32_t length, uint32_t partition) {
   const Buffer copy = zeroed_buffer(length);
   if (!copy) return FW_FAIL;
   if (length != 0) memcpy(copy.get(), data, length);
-  const std::optional<uint32_t> base = partition_base(kDb1, partition);
-  if (!base) return refuse_partition();
+  const std::optional<uint32_t> base = partition_base(FW_FLASH_GEN_DATABASE_1, partition);
+  if (!base) return fail_partition_number();
   if (!erase_sectors(*base, erase_count(length), is_fw_fail)) return fail("FW_WriteGenDatabase erase sector fail");
   if (is_fw_fail(FW_N25Q256A_WriteFlash(*base, length, copy.get()))) {
     return fail("FW_WriteGenDatabase write data fail");
@@ -34,14 +35,15 @@ uint32_t store_blob(const uint8_t *data, uint32_t length, uint32_t partition) {
 }  // namespace zel
 
 uint32_t FW_N25Q256A_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t partition) {
-  const std::optional<uint32_t> base = zel::partition_base(zel::kDb1, partition);
-  if (!base) return zel::refuse_partition();
-  uint32_t stored = 0, checksum = 0;
+  const std::optional<uint32_t> base = zel::partition_base(FW_FLASH_GEN_DATABASE_1, partition);
+  if (!base) return zel::fail_partition_number();
+  uint32_t stored = 0;
+  uint32_t checksum = 0;
   const uint32_t mode = partition == 1 ? FW_TABLE_READ_GEN_1 : FW_TABLE_READ_GEN_2;
   if (zel::is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, mode))) return FW_FAIL;
   if (stored == 0) return zel::fail(partition == 1 ? "Config database 1 is emtpy" : "config database 2 is emtpy");
   *length = stored;
-  zel::Buffer blob = zel::allocate(stored, flash_def[zel::kGenLimit]);
+  zel::Buffer blob = zel::allocate(stored, flash_def[FW_FLASH_GEN_LIMIT]);
   if (!blob) return FW_FAIL;
   *data = nullptr;
   if (zel::is_fw_fail(FW_N25Q256A_ReadFlash(*base, stored, blob.get()))) return FW_FAIL;
@@ -52,6 +54,6 @@ uint32_t FW_N25Q256A_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t 
 }
 
 uint32_t FW_N25Q256A_WriteGenDatabase(const uint8_t *data, uint32_t length, uint32_t partition) {
-  if (length > flash_def[zel::kGenLimit] || zel::flash_writes_refused()) return FW_FAIL;
+  if (length > flash_def[FW_FLASH_GEN_LIMIT] || zel::flash_writes_refused()) return FW_FAIL;
   return zel::store_marked([=] { return zel::store_blob(data, length, partition); });
 }

@@ -12,7 +12,8 @@ namespace zel {
 namespace {
 
 constexpr uint32_t kVariants = 4;  // by number of copper boards: 0 to 3
-constexpr size_t kNameLength = 31, kDescriptionLength = 255;
+constexpr size_t kNameLength = FW_NAME_SIZE - 1;
+constexpr size_t kDescriptionLength = FW_DESCRIPTION_SIZE - 1;
 
 using Name = char[kNameLength + 1];
 
@@ -25,15 +26,19 @@ struct Record {
   char carried_over2[4];
   uint8_t power_mode;
 };
-static_assert(sizeof(Record) == 417 && offsetof(Record, description_marker) == 144 &&
-              offsetof(Record, power_mode) == 416);
+static_assert(sizeof(Record) == 417);
+static_assert(offsetof(Record, description_marker) == 144);
+static_assert(offsetof(Record, power_mode) == 416);
 
-constexpr char kModelMarker[] = "model=", kDescriptionMarker[] = "description=";
+constexpr char kModelMarker[] = "model=";
+constexpr char kDescriptionMarker[] = "description=";
 // Readers test a marker without its "=".
-constexpr size_t kModelTest = 5, kDescriptionTest = 11;
+constexpr size_t kModelTest = 5;
+constexpr size_t kDescriptionTest = 11;
 
 struct Variant {
-  const char *default_name, *line;
+  const char *default_name;
+  const char *line;
 };
 
 constexpr Variant kVariantTable[kVariants] = {
@@ -43,13 +48,13 @@ constexpr Variant kVariantTable[kVariants] = {
     {"KV540R-04SFP", "Custom Name For 24C4F : [%s]\n"},
 };
 
+// By power mode.
 constexpr const char *kPowerSuffixes[FW_POWER_NOT_CONFIGURED] = {"-AD", "-AC2", "-DC2", "-DC1", "-AC1"};
-constexpr size_t kSuffixLength = 4;
 
 /// Reads `length` bytes of the record from an offset on.
 uint32_t read_part(size_t offset, size_t length, void *out) {
-  return FW_N25Q256A_ReadFlash(flash_def[kCustomInfo] + static_cast<uint32_t>(offset), static_cast<uint32_t>(length),
-                               static_cast<uint8_t *>(out));
+  return FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_CUSTOM_INFO] + static_cast<uint32_t>(offset),
+                               static_cast<uint32_t>(length), static_cast<uint8_t *>(out));
 }
 
 /// A name slot as text: empty when it was never written.
@@ -62,7 +67,7 @@ uint32_t read_name(uint32_t variant, Name &name) {
 
 uint32_t fitted_variant() {
   uint8_t copper_boards = 0;
-  BoardType_Check(1, 0, &copper_boards);
+  BoardType_Check(FW_CHECK_COPPER_COUNT, 0, &copper_boards);
   if (copper_boards < kVariants) return copper_boards;
   puts("Board type error");
   return kVariants - 1;
@@ -71,15 +76,17 @@ uint32_t fitted_variant() {
 const char *power_suffix() {
   uint8_t mode = 0;  // stands when the mode cannot be read
   FW_GetPowerMode(&mode);
-  return mode < FW_POWER_NOT_CONFIGURED ? kPowerSuffixes[mode] : "";
+  if (mode >= FW_POWER_NOT_CONFIGURED) return "";
+  return kPowerSuffixes[mode];
 }
 
 uint32_t read_record(Record *record) { return read_part(0, sizeof *record, record); }
 
 /// Writes the record into its erased sector.
 uint32_t write_record(const Record &record) {
-  if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[kCustomInfo]); failed != 0) return failed;
-  return FW_N25Q256A_WriteFlash(flash_def[kCustomInfo], sizeof record, reinterpret_cast<const uint8_t *>(&record));
+  if (const uint32_t failed = FW_N25Q256A_SectorErase(flash_def[FW_FLASH_CUSTOM_INFO]); failed != 0) return failed;
+  return FW_N25Q256A_WriteFlash(flash_def[FW_FLASH_CUSTOM_INFO], sizeof record,
+                                reinterpret_cast<const uint8_t *>(&record));
 }
 
 /// Fills a field up to its last byte, which stays as it is.
@@ -110,7 +117,7 @@ uint32_t FW_N25Q256A_GetCustomName(char *name) {
     if (const uint32_t failed = zel::read_name(variant, custom); failed != 0) return failed;
   }
   const char *const base = custom[0] != '\0' ? custom : zel::kVariantTable[variant].default_name;
-  snprintf(name, zel::kNameLength + zel::kSuffixLength + 1, "%s%s", base, zel::power_suffix());
+  snprintf(name, FW_MODEL_SIZE, "%s%s", base, zel::power_suffix());
   return 0;
 }
 
@@ -157,9 +164,11 @@ uint32_t FW_N25Q256A_GetCustomPwrMode(uint8_t *mode) {
 uint32_t FW_N25Q256A_SetCustomName(const char *name) { return zel::store_name(name, zel::fitted_variant()); }
 
 uint32_t FW_N25Q256A_WriteCustomName(const char *name, uint32_t index) {
-  if (index < zel::kVariants) return zel::store_name(name, index);
-  puts("Input index error");
-  return FW_FAIL;
+  if (index >= zel::kVariants) {
+    puts("Input index error");
+    return FW_FAIL;
+  }
+  return zel::store_name(name, index);
 }
 
 uint32_t FW_N25Q256A_SetCustomDesc(const char *text) {

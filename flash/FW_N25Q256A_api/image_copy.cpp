@@ -12,7 +12,10 @@ namespace zel {
 namespace {
 
 struct CopyTexts {
-  const char *erase_failed, *write_failed, *written, *verify_failed;
+  const char *erase_failed;
+  const char *write_failed;
+  const char *written;
+  const char *verify_failed;
 };
 
 constexpr CopyTexts kImageTexts{
@@ -22,19 +25,21 @@ constexpr CopyTexts kBootTexts{
     "FW_N25Q256A_FlashCopyBoot() erase error ...", "\nFW_N25Q256A_FlashCopyBoot() write flash error ...",
     "\nFW_N25Q256A_FlashCopyBoot() write size=[%d] crc=[%08x]\n", "FW_N25Q256A_FlashCopyBoot() Verify fail-CRC error"};
 
-/// In what the copies differ.
+/// What differs between the copies.
 struct CopyStyle {
   CopyTexts texts;
   useconds_t pause;   // after a piece
   bool dots;          // one for an erase, one for a write
-  uint32_t left_out;  // number of a piece that debug mode only erases, so that the verification can be seen to fail
+  uint32_t left_out;  // in debug mode this piece is only erased, so that the verification can be seen to fail; 0 = none
 };
 
-constexpr CopyStyle kPartitionStyle{kImageTexts, 10000, true, 4};
-constexpr CopyStyle kWholeStyle{kImageTexts, 2000, false, 0}, kBootStyle{kBootTexts, 2000, false, 0};
+constexpr CopyStyle kPartitionStyle{.texts = kImageTexts, .pause = 10000, .dots = true, .left_out = 4};
+constexpr CopyStyle kWholeStyle{.texts = kImageTexts, .pause = 2000, .dots = false, .left_out = 0};
+constexpr CopyStyle kBootStyle{.texts = kBootTexts, .pause = 2000, .dots = false, .left_out = 0};
 
 struct Written {
-  uint32_t total, crc;
+  uint32_t total;
+  uint32_t crc;
 };
 
 bool erase_piece(uint32_t address, const CopyStyle &style) {
@@ -46,27 +51,31 @@ bool erase_piece(uint32_t address, const CopyStyle &style) {
 
 bool program_piece(uint32_t address, uint32_t count, const Buffer &piece, const CopyStyle &style) {
   if (style.dots) putchar('.');
-  const bool written = FW_N25Q256A_FlashWrite(address, count, piece.get()) == 0;
-  if (written) usleep(style.pause);
-  if (!written) note(style.texts.write_failed);
-  return written;
+  if (FW_N25Q256A_FlashWrite(address, count, piece.get()) != 0) {
+    note(style.texts.write_failed);
+    return false;
+  }
+  usleep(style.pause);
+  return true;
 }
 
-/// Programs the file from `base` on until it ends.
+/// Programs the file from `base` on until it ends; nothing when a step fails.
 std::optional<Written> program_file(const Descriptor &file, uint32_t base, const Buffer &piece,
                                     const CopyStyle &style) {
+  const auto size = static_cast<int32_t>(flash_def[FW_FLASH_COPY_PIECE]);
+  if (!piece || size <= 0) return std::nullopt;
   Written written{};
-  uint32_t debug_count = 0;
+  uint32_t debug_count = 0;  // pieces that were read in debug mode
   for (;;) {
-    const auto size = static_cast<int32_t>(flash_def[kCopyPiece]);
-    const int32_t count = piece && size > 0 ? readFully(file.get(), piece.get(), size) : -1;
-    if (count == 0) break;
+    const int32_t count = readFully(file.get(), piece.get(), size);
     if (count < 0) return std::nullopt;
+    if (count == 0) break;
     const auto bytes = static_cast<uint32_t>(count);
     const uint32_t address = base + written.total;
     written.crc = FW_crc321(written.crc, piece.get(), bytes);
     written.total += bytes;
-    const bool left_out = debugging() && ++debug_count == style.left_out;
+    if (debugging()) ++debug_count;
+    const bool left_out = debugging() && debug_count == style.left_out;
     if (!erase_piece(address, style)) return std::nullopt;
     if (!left_out && !program_piece(address, bytes, piece, style)) return std::nullopt;
   }
@@ -74,6 +83,7 @@ std::optional<Written> program_file(const Descriptor &file, uint32_t base, const
   return written;
 }
 
+/// Prints the numbers, then hour, minute and second.
 template <typename... Numbers>
 void print_with_time(const char *format, Numbers... numbers) {
   const time_t now = time(nullptr);
@@ -81,20 +91,16 @@ void print_with_time(const char *format, Numbers... numbers) {
   if (local != nullptr) printf(format, numbers..., local->tm_hour, local->tm_min, local->tm_sec);
 }
 
-/// True when the flags forbid a copy, whose file is closed all the same.
-bool refuse_copy(int fd) {
-  if (!flash_writes_refused()) return false;
-  const Descriptor file(fd);
-  return true;
-}
-
 uint32_t copy_partition(int fd, uint32_t part) {
-  if (refuse_copy(fd)) return FW_REFUSED;
+  if (flash_writes_refused()) {
+    close(fd);
+    return FW_REFUSED;
+  }
   const FlashAccessFlag raised;  // comes down once the file is closed
   const Descriptor file(fd);
-  const Buffer piece = make_buffer(flash_def[kCopyPiece]);
-  const std::optional<uint32_t> base = partition_base(kImage1, part);
-  if (!base) return refuse_partition();
+  const Buffer piece = make_buffer(flash_def[FW_FLASH_COPY_PIECE]);
+  const std::optional<uint32_t> base = partition_base(FW_FLASH_IMAGE_1, part);
+  if (!base) return fail_partition_number();
   printf("Program...%d\n", static_cast<int>(part));
   const std::optional<Written> written = program_file(file, *base, piece, kPartitionStyle);
   if (!written) return FW_REFUSED;
@@ -108,14 +114,17 @@ uint32_t copy_partition(int fd, uint32_t part) {
 }
 
 uint32_t copy_from_zero(int fd, const CopyStyle &style, const char *complete) {
-  if (refuse_copy(fd)) return FW_REFUSED;
+  if (flash_writes_refused()) {
+    close(fd);
+    return FW_REFUSED;
+  }
   const FlashAccessFlag raised;
   std::optional<Written> written;
   {
     const Descriptor file(fd);
-    const Buffer piece = make_buffer(flash_def[kCopyPiece]);
+    const Buffer piece = make_buffer(flash_def[FW_FLASH_COPY_PIECE]);
     print_with_time("Program...%d(%d:%d:%d)\n", 0);
-    written = program_file(file, flash_def[kBootloader], piece, style);
+    written = program_file(file, flash_def[FW_FLASH_BOOTLOADER], piece, style);
     if (!written) return FW_REFUSED;
   }
   print_with_time("\nVerify...%d.(%d:%d:%d)\n", 0);

@@ -14,11 +14,13 @@ constexpr useconds_t kPiecePause = 5000;
 
 /// CRC-32 of `length` bytes from `base`, read piece by piece; nothing when a piece cannot be read.
 std::optional<uint32_t> flash_crc(uint32_t base, uint32_t length, const Buffer &piece) {
+  const uint32_t size = flash_def[FW_FLASH_COPY_PIECE];
   uint32_t crc = 0;
-  for (uint32_t offset = 0; offset < length;) {
+  uint32_t offset = 0;
+  while (offset < length) {
     const uint32_t left = length - offset;
-    const uint32_t count = left < flash_def[kCopyPiece] ? left : flash_def[kCopyPiece];
-    memset(piece.get(), 0, count);  // a read that comes short must not find an earlier piece's bytes
+    const uint32_t count = left < size ? left : size;
+    memset(piece.get(), 0, count);  // a short read must not leave bytes of an earlier piece
     if (count == 0 || FW_N25Q256A_FlashRead(base + offset, count, piece.get()) != 0) {
       note("FW_N25Q256A_CheckCRC() Read Flash error !!");
       return std::nullopt;
@@ -33,8 +35,8 @@ std::optional<uint32_t> flash_crc(uint32_t base, uint32_t length, const Buffer &
 uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) {
   std::optional<uint32_t> found;
   {
-    const Buffer piece = make_buffer(flash_def[kCopyPiece]);
-    if (!base) return refuse_partition();
+    const Buffer piece = make_buffer(flash_def[FW_FLASH_COPY_PIECE]);
+    if (!base) return fail_partition_number();
     if (!piece) return FW_FAIL;
     if (debugging()) printf("FW_N25Q256A_CheckCRC() w_len=%d(0x%08x)\n", static_cast<int>(length), length);
     found = flash_crc(*base, length, piece);
@@ -49,9 +51,9 @@ uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) 
 }  // namespace zel
 
 uint32_t FW_N25Q256A_CheckCRC(uint32_t part, uint32_t crc, uint32_t length) {
-  return zel::check_crc(zel::partition_base(zel::kImage1, part), crc, length);
+  return zel::check_crc(zel::partition_base(FW_FLASH_IMAGE_1, part), crc, length);
 }
 
 uint32_t FW_N25Q256A_CheckCRCAll(uint32_t crc, uint32_t length) {
-  return zel::check_crc(flash_def[zel::kBootloader], crc, length);
+  return zel::check_crc(flash_def[FW_FLASH_BOOTLOADER], crc, length);
 }

@@ -4,54 +4,26 @@
 
 #include "board/request.h"
 #include "flash/FW_N25Q256A_api/database.h"
+#include "flash/region.h"
 
 namespace zel {
 namespace {
 
-constexpr uint32_t kColumns = 16;  // sectors in a row of the map, bytes in a line of the table
+constexpr uint32_t kColumns = 16;  // sectors in a row of the map, bytes in a line of the hex table
 constexpr useconds_t kLinePause = 1;
-constexpr char kErased[] = "__ ", kUnused[] = "U  ";
+constexpr char kErased[] = "__ ";
+constexpr char kUnused[] = "U  ";
 
-/// A region by the entry it starts at and the entry it ends before, or by its length in sectors.
-struct Rule {
-  const char *code;
-  MapEntry start, end;
-  uint32_t sectors;  // 0 = up to `end`
-};
-
-constexpr uint32_t kToTheEnd = 0xFFFFFFFF;
-
-constexpr Rule kRules[] = {
-    // the first that matches decides
-    {"B  ", kBootloader, kEnvironment, 0},
-    {"E  ", kEnvironment, kEnvironment, 1},
-    {"Pt ", kPartitionTable, kBootScript, 0},
-    {"BS ", kBootScript, kCustomInfo, 0},
-    {"CI ", kCustomInfo, kProfinetParameter, 0},
-    {"P  ", kProfinetParameter, kProfinetParameter, 1},
-    {"I1 ", kImage1, kDb1, 0},
-    {"D1 ", kDb1, kCustomize1, 0},
-    {"C1 ", kCustomize1, kParameter1, 0},
-    {"P1 ", kParameter1, kShareDb, 0},
-    {"S  ", kShareDb, kShareDb, 8},
-    {"I2 ", kImage2, kDb2, 0},
-    {"D2 ", kDb2, kCustomize2, 0},
-    {"C2 ", kCustomize2, kParameter2, 0},
-    {"P2 ", kParameter2, kParameter2, 4},
-    {"M  ", kMacBackup, kTestArea, 0},
-    {"T  ", kTestArea, kTestArea, kToTheEnd},
-};
-
-bool contains(const Rule &rule, uint32_t address) {
-  const uint32_t start = flash_def[rule.start];
+bool contains(const Region &region, uint32_t address) {
+  const uint32_t start = flash_def[region.start];
   if (address < start) return false;
-  if (rule.sectors == 0) return address < flash_def[rule.end];
-  return address - start < uint64_t{rule.sectors} * flash_def[kSectorSize];
+  if (region.end.sectors == 0) return address < flash_def[region.end.word];
+  return address - start < uint64_t{region.end.sectors} * flash_def[FW_FLASH_SECTOR_SIZE];
 }
 
 const char *region_code(uint32_t address) {
-  for (const Rule &rule : kRules) {
-    if (contains(rule, address)) return rule.code;
+  for (const Region &region : kRegions) {
+    if (contains(region, address)) return region.code;
   }
   return kUnused;
 }
@@ -59,10 +31,11 @@ const char *region_code(uint32_t address) {
 bool print_cell(uint32_t sector) {
   static constexpr uint8_t kBlank[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                                          0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  const uint32_t address = sector * flash_def[kSectorSize];
+  const uint32_t address = sector * flash_def[FW_FLASH_SECTOR_SIZE];
   uint8_t start[sizeof kBlank] = {};
   if (is_fw_fail(FW_N25Q256A_ReadFlash(address, sizeof start, start))) return false;
-  printf("%s", memcmp(start, kBlank, sizeof start) == 0 ? kErased : region_code(address));
+  const bool erased = memcmp(start, kBlank, sizeof start) == 0;
+  printf("%s", erased ? kErased : region_code(address));
   return true;
 }
 
@@ -76,11 +49,11 @@ void print_sector(const Buffer &bytes, uint32_t size) {
 }
 
 bool show_sector(uint32_t address) {
-  const uint32_t size = flash_def[kSectorSize] / kColumns * kColumns;
-  Descriptor device(-1);
+  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE] / kColumns * kColumns;
+  const Descriptor device(open_node(Node::SpiFlash, O_RDONLY));  // held open, though the read opens the node itself
   const Buffer bytes = zeroed_buffer(size);
-  device.reset(open_node(Node::SpiFlash, O_RDONLY));
-  if (!bytes || !device || is_fw_fail(FW_N25Q256A_ReadFlash(address, size, bytes.get()))) return false;
+  if (!bytes || !device) return false;
+  if (is_fw_fail(FW_N25Q256A_ReadFlash(address, size, bytes.get()))) return false;
   printf("Read Address:0x%08x\n", address);
   print_sector(bytes, size);
   return true;
@@ -92,7 +65,7 @@ bool show_sector(uint32_t address) {
 uint32_t FW_N25Q256A_CheckSector(void) {
   puts("\n  |0  1  2  3  4  5  6  7  8  9  A  B  C  D  E  F  ");
   puts("--|------------------------------------------------");
-  for (uint32_t row = 0; row < flash_def[zel::kSectorCount] / zel::kColumns; ++row) {
+  for (uint32_t row = 0; row < flash_def[FW_FLASH_SECTORS] / zel::kColumns; ++row) {
     printf("%02x|", row);
     for (uint32_t column = 0; column < zel::kColumns; ++column) {
       if (!zel::print_cell(row * zel::kColumns + column)) return FW_FAIL;
@@ -110,7 +83,7 @@ uint32_t FW_N25Q256A_CheckSector(void) {
 }
 
 uint32_t FW_N25Q256A_ReadSector(uint32_t sector) {
-  if (!zel::show_sector(sector * flash_def[zel::kSectorSize])) return FW_FAIL;
+  if (!zel::show_sector(sector * flash_def[FW_FLASH_SECTOR_SIZE])) return FW_FAIL;
   FW_N25Q256A_SetExtendedLow();
   return 0;
 }

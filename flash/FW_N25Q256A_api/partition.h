@@ -9,15 +9,18 @@
 
 namespace zel {
 
-/// Start address of copy 1 or 2, whose entries follow each other in the map; nothing for another partition number.
-inline std::optional<uint32_t> partition_base(MapEntry first, uint32_t partition) {
+/// Start address of copy 1 or 2; nothing for another partition number. `first` is the word of flash_def for copy 1, which
+/// that for copy 2 follows.
+inline std::optional<uint32_t> partition_base(uint32_t first, uint32_t partition) {
   if (partition != 1 && partition != 2) return std::nullopt;
   return flash_def[first + partition - 1];
 }
-static_assert(kImage2 == kImage1 + 1 && kDb2 == kDb1 + 1 && kCustomize2 == kCustomize1 + 1);
+static_assert(FW_FLASH_IMAGE_2 == FW_FLASH_IMAGE_1 + 1);
+static_assert(FW_FLASH_GEN_DATABASE_2 == FW_FLASH_GEN_DATABASE_1 + 1);
+static_assert(FW_FLASH_CUSTOMIZE_2 == FW_FLASH_CUSTOMIZE_1 + 1);
 
-/// Tells the operator of another partition number.
-inline uint32_t refuse_partition() {
+/// Tells the operator that there is no such partition; returns FW_FAIL.
+inline uint32_t fail_partition_number() {
   puts("Partition Number must be 1 or 2");
   return FW_FAIL;
 }

@@ -8,18 +8,22 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kSlotCount = 5, kNever = 0xFFFFFFFF;
+constexpr uint32_t kSlotCount = 5;
+constexpr uint32_t kNever = 0xFFFFFFFF;  // both words of a slot that was never written
 
 struct TableSlot {
-  uint32_t length, checksum;
+  uint32_t length;
+  uint32_t checksum;
 };
+
 struct Table {
   TableSlot slots[kSlotCount];
 };
 static_assert(sizeof(Table) == 40);
 
 struct SlotTexts {
-  const char *line, *empty;
+  const char *line;
+  const char *empty;
 };
 
 constexpr SlotTexts kTexts[kSlotCount] = {
@@ -36,7 +40,7 @@ void show(const char *title, const Table &table) {
   for (uint32_t n = 0; n < kSlotCount; ++n) printf(kTexts[n].line, table.slots[n].length, table.slots[n].checksum);
 }
 
-/// Turns the slots of a sector that never held a table into empty ones; true when there was any.
+/// Turns slots that were never written into empty ones; true when there was any.
 bool fill_blank_slots(Table &table) {
   bool any = false;
   for (TableSlot &slot : table.slots) {
@@ -48,9 +52,9 @@ bool fill_blank_slots(Table &table) {
 }
 
 bool write_back(Table &table) {
-  if (FW_N25Q256A_SectorErase(flash_def[kPartitionTable]) == FW_FAIL) return false;
+  if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_PARTITION_TABLE]) == FW_FAIL) return false;
   const auto *const bytes = reinterpret_cast<const uint8_t *>(&table);
-  if (FW_N25Q256A_WriteFlash(flash_def[kPartitionTable], sizeof table, bytes) == FW_FAIL) return false;
+  if (FW_N25Q256A_WriteFlash(flash_def[FW_FLASH_PARTITION_TABLE], sizeof table, bytes) == FW_FAIL) return false;
   show("\nFW_PartitionInfo write", table);
   return true;
 }
@@ -61,7 +65,7 @@ bool write_back(Table &table) {
 uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_t mode) {
   zel::Table table{};
   const uint32_t read =
-      FW_N25Q256A_ReadFlash(flash_def[zel::kPartitionTable], sizeof table, reinterpret_cast<uint8_t *>(&table));
+      FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_PARTITION_TABLE], sizeof table, reinterpret_cast<uint8_t *>(&table));
   if (read == FW_FAIL) return FW_FAIL;
   zel::show("\nFW_PartitionInfo read", table);
   const bool any_blank = zel::fill_blank_slots(table);

@@ -14,15 +14,19 @@ uint32_t fail_at(int line) {
 }
 
 uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
-  uint32_t stored = 0, checksum = 0;
+  uint32_t stored = 0;
+  uint32_t checksum = 0;
   if (is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, FW_TABLE_READ_SHARED))) {
     return fail_at(__LINE__);
   }
   if (stored == 0 && reading == Reading::Strict) return fail("Shared database is emtpy");
   *length = stored;
-  Buffer blob = allocate(stored, flash_def[kShareDbLength]);
-  if (!blob) return reading == Reading::Strict ? fail("FW_ReadSharedDatabase() shareData is NULL") : FW_FAIL;
-  if (is_fw_fail(FW_N25Q256A_ReadFlash(flash_def[kShareDb], stored, blob.get()))) {
+  Buffer blob = allocate(stored, flash_def[FW_FLASH_SHARED_DATABASE_LENGTH]);
+  if (!blob) {
+    if (reading == Reading::Strict) note("FW_ReadSharedDatabase() shareData is NULL");
+    return FW_FAIL;
+  }
+  if (is_fw_fail(FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_SHARED_DATABASE], stored, blob.get()))) {
     return fail("FW_ReadSharedDatabase() FW_ReadFlash fail");
   }
   if (dbChecksum(blob.get(), stored) != checksum) {
@@ -35,8 +39,9 @@ uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
 }
 
 uint32_t store_shared(const uint8_t *data, uint32_t length) {
-  const uint32_t base = flash_def[kShareDb];
-  if (!erase_sectors(base, sectors_in(flash_def[kShareDbLength]), is_fw_fail)) return fail_at(__LINE__);
+  const uint32_t base = flash_def[FW_FLASH_SHARED_DATABASE];
+  if (!erase_sectors(base, sectors_in(flash_def[FW_FLASH_SHARED_DATABASE_LENGTH]), is_fw_fail))
+    return fail_at(__LINE__);
   if (is_fw_fail(FW_N25Q256A_WriteFlash(base, length, data))) return fail_at(__LINE__);
   uint32_t checksum = dbChecksum(data, length);
   return FW_N25Q256A_PartitionInfo(&length, &checksum, FW_TABLE_WRITE_SHARED);
@@ -54,6 +59,6 @@ uint32_t FW_N25Q256A_ReadSharedDatabase1(uint8_t **data, uint32_t *length) {
 }
 
 uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t length) {
-  if (length > flash_def[zel::kShareDbLength] || zel::flash_writes_refused()) return FW_FAIL;
+  if (length > flash_def[FW_FLASH_SHARED_DATABASE_LENGTH] || zel::flash_writes_refused()) return FW_FAIL;
   return zel::store_marked([=] { return zel::store_shared(data, length); });
 }

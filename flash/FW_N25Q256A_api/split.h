@@ -5,13 +5,16 @@
 
 namespace zel {
 
+/// Sectors of a part. Those that the division leaves over belong to no part.
 struct Part {
-  uint32_t first, count;  // sectors; those left over by the division belong to no part
+  uint32_t first;
+  uint32_t count;
 };
 
 inline Part part_of(uint32_t part, uint32_t total) {
-  const uint32_t sector = flash_def[kSectorSize];
-  const uint32_t count = sector != 0 ? sector * flash_def[kSectorCount] / total / sector : 0;
+  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  if (sector == 0) return {};
+  const uint32_t count = sector * flash_def[FW_FLASH_SECTORS] / total / sector;
   return {(part - 1) * count, count};
 }
 

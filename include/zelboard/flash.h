@@ -131,9 +131,43 @@ ZEL_API uint32_t FW_N25Q256A_ChipErase(void);
 #define FW_REGION_PROFINET 15u        /**< PROFINET parameters */
 #define FW_REGION_MAC_BACKUP 16u      /**< MAC address backup */
 
+/* Words of `flash_def`. */
+#define FW_FLASH_BOOTLOADER 0u       /**< start of the boot loader */
+#define FW_FLASH_ENVIRONMENT 1u      /**< start of the boot environment */
+#define FW_FLASH_IMAGE_1 2u          /**< start of firmware image 1 */
+#define FW_FLASH_IMAGE_2 3u          /**< start of firmware image 2 */
+#define FW_FLASH_PARTITION_TABLE 4u  /**< start of the partition table */
+#define FW_FLASH_PARAMETER_1 5u      /**< start of parameters 1 */
+#define FW_FLASH_PARAMETER_2 6u      /**< start of parameters 2 */
+#define FW_FLASH_BOOT_SCRIPT 7u      /**< start of the boot script */
+#define FW_FLASH_GEN_DATABASE_1 8u   /**< start of general configuration database 1 */
+#define FW_FLASH_GEN_DATABASE_2 9u   /**< start of general configuration database 2 */
+#define FW_FLASH_CUSTOMIZE_1 10u     /**< start of customise database 1 */
+#define FW_FLASH_CUSTOMIZE_2 11u     /**< start of customise database 2 */
+#define FW_FLASH_SHARED_DATABASE 12u /**< start of the shared database */
+#define FW_FLASH_TEST_AREA 13u       /**< start of the test area */
+#define FW_FLASH_CUSTOM_INFO 14u     /**< start of the custom identity */
+#define FW_FLASH_PROFINET 15u        /**< start of the PROFINET parameters */
+#define FW_FLASH_MAC_BACKUP 16u      /**< start of the MAC address backup */
+#define FW_FLASH_SECTOR_SIZE 17u     /**< bytes in a sector, also in a piece of a read */
+#define FW_FLASH_SECTORS 18u         /**< number of sectors */
+#define FW_FLASH_COPY_PIECE 19u      /**< bytes in a piece of an image copy, a CRC check or a compare */
+#define FW_FLASH_GEN_LIMIT 20u       /**< largest general configuration database */
+#define FW_FLASH_PACKED 21u /**< boot erase count in byte 0, page size in the upper 16 bits; byte 1 has no reader */
+#define FW_FLASH_BOOTLOADER_LENGTH 22u      /**< bytes of the boot loader */
+#define FW_FLASH_ENVIRONMENT_LENGTH 23u     /**< bytes of the boot environment */
+#define FW_FLASH_IMAGE_LENGTH 24u           /**< bytes of a firmware image */
+#define FW_FLASH_PARTITION_TABLE_LENGTH 25u /**< bytes of the partition table */
+#define FW_FLASH_PARAMETER_LENGTH 26u       /**< bytes of a parameter region */
+#define FW_FLASH_BOOT_SCRIPT_LENGTH 27u     /**< bytes of the boot script */
+#define FW_FLASH_CUSTOMIZE_LENGTH 28u       /**< bytes of a customise database */
+#define FW_FLASH_SHARED_DATABASE_LENGTH 29u /**< bytes of the shared database */
+#define FW_FLASH_GEN_DATABASE_LENGTH 30u    /**< bytes of a general configuration database */
+#define FW_FLASH_WORDS 31u                  /**< number of words */
+
 /** The record of chip 0: region starts (0-16), geometry (17-21) and region lengths (22-30), in bytes unless noted.
  *  Read at the moment of use: whoever changes the table gets a library for that chip. */
-extern ZEL_API uint32_t flash_def[31];
+extern ZEL_API uint32_t flash_def[FW_FLASH_WORDS];
 
 /** Start address of a region.
  *  @param selector  FW_REGION_..., 1-16

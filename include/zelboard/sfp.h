@@ -27,18 +27,18 @@ ZEL_BEGIN_DECLS
 
 /** Codes of FW_Get_SFP_Speed. */
 enum {
-  FW_SFP_100FX = 0,      /**< 100 Mb/s fibre */
-  FW_SFP_1000BASE_X = 1, /**< 1 Gb/s: 1000BASE-X, -SX, -CX; -LX of a rate below 2.5 GBd, none or 100 MBd included */
-  FW_SFP_COPPER = 2,     /**< RJ45, 1000BASE-T */
-  FW_SFP_UNKNOWN = 3,    /**< no compliance bit that decides and nominal rate 0 */
-  FW_SFP_2G5 = 4,        /**< 2.5 Gb/s */
-  FW_SFP_5G = 5,         /**< 5 Gb/s */
-  FW_SFP_10G = 6,        /**< 10 Gb/s, no finer class */
-  FW_SFP_10G_DAC = 7,    /**< 10 Gb/s direct-attach cable */
-  FW_SFP_10G_ER = 8,     /**< 10GBASE-ER */
-  FW_SFP_10G_LRM = 9,    /**< 10GBASE-LRM */
-  FW_SFP_10G_LR = 10,    /**< 10GBASE-LR */
-  FW_SFP_10G_SR = 11,    /**< 10GBASE-SR */
+  FW_SFP_100FX = 0,          /**< 100 Mb/s fibre */
+  FW_SFP_1000BASE_X = 1,     /**< 1 Gb/s: 1000BASE-X, -SX, -CX; -LX of a rate below 2.5 GBd, none or 100 MBd included */
+  FW_SFP_COPPER = 2,         /**< RJ45, 1000BASE-T */
+  FW_SFP_UNKNOWN = 3,        /**< no compliance bit that decides and nominal rate 0 */
+  FW_SFP_2G5 = 4,            /**< 2.5 Gb/s */
+  FW_SFP_5G = 5,             /**< 5 Gb/s */
+  FW_SFP_10G = 6,            /**< 10 Gb/s, no finer class */
+  FW_SFP_10G_DAC = 7,        /**< 10 Gb/s direct-attach cable */
+  FW_SFP_10G_ER = 8,         /**< 10GBASE-ER */
+  FW_SFP_10G_LRM = 9,        /**< 10GBASE-LRM */
+  FW_SFP_10G_LR = 10,        /**< 10GBASE-LR */
+  FW_SFP_10G_SR = 11,        /**< 10GBASE-SR */
   FW_SFP_COPPER_SERDES = 15, /**< RJ45 module whose part number says that its interface is SerDes only */
   FW_SFP_NOT_A_MODULE = 0xFF /**< identifier is not 3, or the memory cannot be read */
 };

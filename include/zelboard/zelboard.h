@@ -1,9 +1,9 @@
 /** @file
- *  The whole exported interface of the board-support library: a flat set of synchronous, self-contained functions.
+ *  The whole exported interface of the board-support library: a flat set of synchronous functions.
  *
- *  Each call opens the driver node it needs (/dev/zel_gpio, /dev/zel_i2c, /dev/zel_spi_flash), makes its requests
- *  and closes it again; there is no initialisation, no handle and no thread. "Thread-safe: yes" below means that the
- *  function touches no library state, so calls may overlap freely; the drivers serialise the hardware. */
+ *  Each call opens the driver node that it needs (/dev/zel_gpio, /dev/zel_i2c, /dev/zel_spi_flash), makes its requests
+ *  and closes the node. There is no initialisation, no handle and no thread. "Thread-safe: yes" means that the function
+ *  touches no state of the library: any number of calls may overlap, and the drivers serialise the hardware. */
 #ifndef ZELBOARD_ZELBOARD_H
 #define ZELBOARD_ZELBOARD_H
 
