@@ -17,7 +17,7 @@ struct Step {
 constexpr Step kDaughterSteps[] = {{0x40, 2, 0x44}, {0x40, 3, 0x44}, {0x42, 2, 0x44}, {0x42, 3, 0x44}, {0x40, 6, 0x33},
                                    {0x40, 7, 0x33}, {0x42, 6, 0x33}, {0x42, 7, 0x33}, {0x70, 3, 0xFF}};
 
-// From the expander of one slot to that of the next.
+// Distance from one slot's expander to the next slot's.
 constexpr uint8_t kLossOfSignalExpander = 0x70;
 constexpr uint32_t kLossOfSignalStride = 2;
 constexpr uint32_t kCageStride = 4;

@@ -8,7 +8,7 @@
 namespace zel {
 namespace {
 
-// Bits 19-12 of an SoC register's address are one of these blocks, bits 31-24 are 0. The other bits play no part.
+// Bits 19-12 of an SoC register's address are one of these blocks, bits 31-24 are 0. The other bits are ignored.
 constexpr uint32_t kBlockMask = 0xFF0FF000;
 constexpr uint8_t kSocBlocks[] = {0x01, 0x08, 0x10, 0x11, 0x12, 0x13, 0x18, 0x20, 0x21, 0x22, 0x23,
                                   0x40, 0x41, 0x71, 0x72, 0x73, 0x75, 0x76, 0x77, 0xD0, 0xF0};

@@ -50,7 +50,8 @@ struct Answer {
   bool made;        // false: the node did not open, and the driver saw nothing
   uint32_t result;  // the driver's; FW_FAIL for a request that was not made
 
-  /// The end of a function with an out-parameter. It is written whatever the result, but not if the request was not made.
+  /// The end of a function with an out-parameter. It is written whatever the result, but not if the request was not
+  /// made.
   template <typename Value>
   uint32_t hand_out(Value *out, Value value) const {
     if (made) *out = value;

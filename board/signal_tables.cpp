@@ -1,5 +1,5 @@
-// Where each cage's signals are found, as the hardware manual gives it: expander, register, mask; four ports a line, the
-// first four of a slot and the next four.
+// Where each cage's signals are found, as the hardware manual gives it: expander, register, mask; four ports a line,
+// the first four of a slot and the next four.
 //
 // A slot has two 16-bit expanders, for four cages each, and an 8-bit one for loss of signal. A cage has four bits of an
 // input port and of the output port with the same number: presence, transmit fault, transmit disable, an unused output.

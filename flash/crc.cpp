@@ -1,5 +1,5 @@
-// CRC-32 of IEEE 802.3, reflected. The library computes from constant tables of its own. The exported table is for programs;
-// the first CRC fills it.
+// CRC-32 of IEEE 802.3, reflected. The library computes from its own constant tables. The exported table is for
+// programs; the first CRC fills it.
 #include <string.h>
 
 #include <atomic>
@@ -20,8 +20,8 @@ constexpr uint32_t shift(uint32_t crc) {
   return (crc >> 1) ^ kPolynomial;
 }
 
-// Braided CRC: five independent lanes, merged at the end. A long text is taken in blocks of five words. Word n of each block
-// goes to lane n, which has a register of its own, so that no lookup waits for one in another lane.
+// Braided CRC: five independent lanes, merged at the end. A long text is taken in blocks of five words. Word n of each
+// block goes to lane n. Each lane has its own register, so no lookup waits for a lookup in another lane.
 constexpr uint32_t kLanes = 5;
 constexpr uint32_t kWord = sizeof(uint32_t);
 constexpr uint32_t kBlock = kLanes * kWord;

@@ -32,7 +32,8 @@ class EnvironmentRegion {
   Buffer bytes_;
 };
 
-/// Whether the slot holds a variable. Only the slots before the first unused one are listed, that is, written to the flash.
+/// Whether the slot holds a variable. Only the slots before the first unused one are listed, that is, written to the
+/// flash.
 inline bool is_used(const env_slot &slot) { return slot.name[0] != '\xFF'; }
 
 /// Whether the field's text is `text`. A field without a NUL, the name of an entry without "=", equals nothing.

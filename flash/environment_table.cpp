@@ -1,5 +1,5 @@
-// The boot environment's table in memory: parsed from a data area, changed, and serialised back. Nothing here goes beyond
-// the area's 65532 bytes or the table's 200 slots, whatever the area holds.
+// The boot environment's table in memory: parsed from a data area, changed, and serialised back. Nothing here goes
+// beyond the area's 65532 bytes or the table's 200 slots, whatever the area holds.
 #include "flash/environment.h"
 
 env_slot env_data[200] = {};
@@ -34,7 +34,8 @@ struct Entry {
   size_t size() const { return name + value + 2; }  // with "=" and NUL
 };
 
-/// What the list has of a slot. A name without a NUL had no "=": it ends where the slot's fill begins, its value is empty.
+/// What the list has of a slot. A name without a NUL had no "=": it ends where the slot's fill begins, its value is
+/// empty.
 Entry entry_of(const env_slot &slot) {
   const size_t name = strnlen(slot.name, sizeof slot.name);
   if (name < sizeof slot.name) {
@@ -60,8 +61,8 @@ bool fill_from_variable(env_slot &slot, const uint8_t *from, const uint8_t *equa
   return kept_name == name && kept_value == value;
 }
 
-/// Fills a slot from an entry without "=". The NUL goes to the value field, at the name's length: such a name stays without
-/// one. False when the slot holds less than the entry.
+/// Fills a slot from an entry without "=". The NUL goes to the value field, at the name's length: such a name stays
+/// without one. False when the slot holds less than the entry.
 bool fill_from_name(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
   const size_t name = distance(from, end);
   const size_t kept = at_most(name, kMaxName);

@@ -1,4 +1,5 @@
-// What flash_def tells of the chip. Every use reads the table anew: whoever changes it gets a library for that chip.
+// The chip's geometry, as flash_def has it. Every use reads the table: a program that changes it gets a library for
+// that chip.
 #pragma once
 
 #include "zelboard/flash.h"

@@ -1,4 +1,5 @@
-// S-35390A real-time clock. Its register is chosen by the command bits inside the device address, so there is no offset.
+// S-35390A real-time clock. Its register is chosen by the command bits inside the device address, so there is no
+// offset.
 #include <stddef.h>
 
 #include "i2c/presence.h"

@@ -23,8 +23,8 @@ struct CopperState {
   uint8_t sgmii_cisco;  // 1 = Marvell PHY
 };
 
-/// Switches the transmitter on, reads the PHY registers, and sets SGMII mode when `set_sgmii` is 1. Prints `line` and the
-/// steps when `verbose`.
+/// Switches the transmitter on, reads the PHY registers, and sets SGMII mode when `set_sgmii` is 1. Prints `line` and
+/// the steps when `verbose`.
 uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, uint8_t verbose, CopperState *state);
 
 }  // namespace zel

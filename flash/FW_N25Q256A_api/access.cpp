@@ -1,5 +1,6 @@
-// Raw access to the N25Q256A. The driver takes the flash address as the node's file position and reaches addresses above
-// 16 MiB through the chip's extended address register; the restoring flavour of each operation sets that register back.
+// Raw access to the N25Q256A. The driver takes the flash address as the node's file position and reaches addresses
+// above 16 MiB through the chip's extended address register; the restoring flavour of each operation sets that register
+// back.
 #include <stdio.h>
 
 #include "board/request.h"

@@ -29,8 +29,8 @@ void print_progress(uint32_t done, uint32_t steps) {
   if (steps != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / steps));
 }
 
-/// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. What fread returns is not
-/// looked at: missing bytes are programmed as zeros.
+/// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. What fread returns is
+/// not looked at: missing bytes are programmed as zeros.
 bool program_sector(const File &file, uint32_t index, uint32_t count, const Buffer &buffer) {
   const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
   memset(buffer.get(), 0, size_t{sector} + 1);

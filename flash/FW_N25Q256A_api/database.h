@@ -11,7 +11,8 @@ namespace zel {
 
 inline constexpr char kModule[] = "FW_N25Q256A_api";
 
-/// A buffer for a length that the table gives; null when it exceeds the limit. A damaged table never asks for gigabytes.
+/// A buffer for a length that the table gives; null when it exceeds the limit. A damaged table never asks for
+/// gigabytes.
 inline Buffer allocate(uint32_t length, uint32_t limit) {
   if (length > limit) return nullptr;
   return zeroed_buffer(length);

@@ -1,5 +1,5 @@
-// The general configuration database, in two copies. Its slot of the partition table is written last: after a store that
-// stopped halfway the new data does not match the old checksum.
+// The general configuration database, in two copies. Its slot of the partition table is written last: after a store
+// that stopped halfway the new data does not match the old checksum.
 #include <string.h>
 
 #include "flash/FW_N25Q256A_api/database.h"

@@ -9,8 +9,8 @@
 
 namespace zel {
 
-/// Start address of copy 1 or 2; nothing for another partition number. `first` is the word of flash_def for copy 1, which
-/// that for copy 2 follows.
+/// Start address of copy 1 or 2; nothing for another partition number. `first` is the word of flash_def for copy 1; the
+/// word for copy 2 comes next.
 inline std::optional<uint32_t> partition_base(uint32_t first, uint32_t partition) {
   if (partition != 1 && partition != 2) return std::nullopt;
   return flash_def[first + partition - 1];

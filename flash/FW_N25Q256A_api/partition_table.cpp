@@ -1,4 +1,4 @@
-// The partition table: length and checksum of each stored database, in a sector of its own.
+// The partition table: length and checksum of each stored database, in its own sector.
 #include <stdio.h>
 
 #include "flash/debugging.h"

@@ -4,9 +4,9 @@
  *
  *  Unless a function says otherwise, it opens /dev/zel_gpio for reading and writing, makes one request, closes the node
  *  and returns the request's result: 0 on success, else the driver's own value, or FW_REFUSED when the kernel refuses
- *  the request. If the node does not open, it returns FW_FAIL and leaves out-parameters untouched. If the request fails,
- *  an out-parameter gets what the driver left in the record: 0 where the driver wrote nothing. There are no pauses.
- *  Pointers must not be null.
+ *  the request. If the node does not open, it returns FW_FAIL and leaves out-parameters untouched. If the request
+ *  fails, an out-parameter gets what the driver left in the record: 0 where the driver wrote nothing. There are no
+ *  pauses. Pointers must not be null.
  *
  *  A debugCmd line is run by system(3), that is, by /bin/sh, which finds debugCmd through PATH. It takes some
  *  milliseconds. What the tool prints goes to standard output. A tool that fails or is missing goes unnoticed. */
@@ -29,9 +29,9 @@ extern ZEL_API uint8_t debug_mode;
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_SetDebug_Gpio(uint8_t mode);
 
-/** Reads the GPIO driver's debug mode into `debug_mode` and prints "GPIO debug_mode is on" or "... is off". If the result
- *  is FW_FAIL, nothing is printed. If the driver writes no value, `debug_mode` keeps its value; after a request that the
- *  kernel refuses, the line shows that value.
+/** Reads the GPIO driver's debug mode into `debug_mode` and prints "GPIO debug_mode is on" or "... is off". If the
+ *  result is FW_FAIL, nothing is printed. If the driver writes no value, `debug_mode` keeps its value; after a request
+ *  that the kernel refuses, the line shows that value.
  *  @return the request's result, or FW_FAIL (node). Thread-safe: no (`debug_mode`). */
 ZEL_API uint32_t FW_GetDebug_Gpio(void);
 /** @} */
@@ -42,10 +42,10 @@ ZEL_API uint32_t FW_GetDebug_Gpio(void);
  *
  *  A read stores the driver's value unchecked.
  *
- *  A set reads the LED and, if the value differs, makes the set request. Whatever the set request's result, it then runs
- *  the line "debugCmd sgpio_set GROUP BIT VALUE": always for the system and the alarm LED, with `mirror` for the others.
- *  If the node does not open, it makes no request and runs no line. It returns 0 if nothing changes. An unreadable LED
- *  counts as off. Reading and setting are two requests: nothing is held between them. Thread-safe: yes.
+ *  A set reads the LED and, if the value differs, makes the set request. Whatever the set request's result, it then
+ *  runs the line "debugCmd sgpio_set GROUP BIT VALUE": always for the system and the alarm LED, with `mirror` for the
+ *  others. If the node does not open, it makes no request and runs no line. It returns 0 if nothing changes. An
+ *  unreadable LED counts as off. Reading and setting are two requests: nothing is held between them. Thread-safe: yes.
  *  @{ */
 
 /* Values of the front-panel LEDs. */
@@ -65,8 +65,8 @@ ZEL_API uint32_t FW_GetDebug_Gpio(void);
  *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_GetSystemLed(uint8_t *led);
 /** Sets the system LED and its chain position (1, 3).
- *  @param value  FW_LED_..., of which the low 8 bits count. Above 2: FW_FAIL, after the LED was read and the node opened
- *                once more, without a set request and without a line; 0 if the LED reads as this very value
+ *  @param value  FW_LED_..., of which the low 8 bits count. Above 2: FW_FAIL, after the LED was read and the node
+ *                opened once more, without a set request and without a line; 0 if the LED reads as this very value
  *  @return 0 if nothing changes; else the set request's result, or FW_FAIL (node, value) */
 ZEL_API uint32_t FW_SetSystemLed(uint32_t value);
 
@@ -124,9 +124,9 @@ ZEL_API uint32_t FW_GetSfp10gSpeedLed(uint32_t port, uint8_t *led);
  *  @return 0 if nothing changes; else the set request's result, or FW_FAIL (argument, node) */
 ZEL_API uint32_t FW_SetSfp10gSpeedLed(uint32_t port, uint32_t value, uint32_t mirror);
 
-/** Lamp test: switches four test positions of the chain off, in the order (5, 1), (13, 1), (5, 3), (6, 1), and then some
- *  of them on. Runs four to six debugCmd lines and makes no driver request. The positions stay as they are: nothing
- *  restores them later.
+/** Lamp test: switches four test positions of the chain off, in the order (5, 1), (13, 1), (5, 3), (6, 1), and then
+ *  some of them on. Runs four to six debugCmd lines and makes no driver request. The positions stay as they are:
+ *  nothing restores them later.
  *  @param mode  0: (5, 1) and (13, 1) on; 1: (5, 3) on; 2: (6, 1) on; 3: all stay off. Above 3: FW_FAIL, nothing run
  *  @return 0, or FW_FAIL (mode). Thread-safe: yes. */
 ZEL_API uint32_t FW_LedTest(uint32_t mode);
@@ -161,8 +161,8 @@ ZEL_API uint32_t FW_GetAlarmRelay(uint8_t *state);
 ZEL_API uint32_t CheckSpecialReg(uint32_t address);
 
 /** Reads a register. First prints its access class, "reg_mode=0" (SoC) or "reg_mode=1" (switch chip), by printf: if
- *  standard output is not a terminal, the line stays in the C library's buffer and appears behind the lines that debugCmd
- *  prints. Flush standard output, or make it line-buffered, where the order counts.
+ *  standard output is not a terminal, the line stays in the C library's buffer and appears behind the lines that
+ *  debugCmd prints. Flush standard output, or make it line-buffered, where the order counts.
  *  @param address  any
  *  @param value    out: the SoC register's value. Not written for a switch-chip register: debugCmd prints its value
  *  @return SoC register: the request's result, or FW_FAIL (node). Switch-chip register: 1, whatever debugCmd did.
@@ -190,11 +190,10 @@ ZEL_API uint32_t FW_SetPhyRegister(uint32_t port, uint32_t reg, uint32_t value);
 ZEL_API uint32_t FW_ShowPhyRegister(uint32_t port, uint32_t reg);
 /** @} */
 
-/** @name System flags
- *  If the diagnostic flag and the no-operation flag are both set, the image copies, the three database writes, the dump
- *  compare and the environment write do nothing and fail. All of them but the environment write hold the flash-access
- *  flag while they run. The others that change the flash look at no flag and set none: raw access, FW_N25Q256A_WriteBoot,
- *  the MAC address backup, the partition table and the custom identity.
+/** @name System flags If the diagnostic flag and the no-operation flag are both set, the image copies, the three
+ *  database writes, the dump compare and the environment write do nothing and fail. All of them but the environment
+ *  write hold the flash-access flag while they run. The others that change the flash look at no flag and set none: raw
+ *  access, FW_N25Q256A_WriteBoot, the MAC address backup, the partition table and the custom identity.
  *  @{ */
 
 /** The no-operation flag of this process, 0 or 1; 0 at load. */
@@ -286,20 +285,20 @@ ZEL_API uint32_t FW_Show_Wdt_Status(void);
  *  @return the request's result, or FW_FAIL (supply, node). Thread-safe: yes. */
 ZEL_API uint32_t FW_GetPowerConf(uint32_t supply, uint8_t *conf);
 
-/** Reads the power mode: the one that the boot environment declares (FW_Pwr_Flag). If it declares none or cannot be read,
- *  the mode is decoded from the GPIO driver's status byte. Slow: each call reads the 64 KiB of the boot environment,
- *  pauses 10 us, and overwrites `env_data` and `env_ptr`.
+/** Reads the power mode: the one that the boot environment declares (FW_Pwr_Flag). If it declares none or cannot be
+ *  read, the mode is decoded from the GPIO driver's status byte. Slow: each call reads the 64 KiB of the boot
+ *  environment, pauses 10 us, and overwrites `env_data` and `env_ptr`.
  *  @param mode  out: FW_POWER_AC_DC to FW_POWER_ONE_AC. Untouched if the driver is needed and its node does not open.
  *               If the driver's request fails, the mode is decoded from what it left, 0 where it wrote nothing
  *  @return 0 if the environment declares a mode; else the request's result, or FW_FAIL (node). Thread-safe: no (boot
  *          environment table). */
 ZEL_API uint32_t FW_GetPowerMode(uint8_t *mode);
 
-/** Says whether a supply is missing. The alarm is on if two supplies are expected and not both are good. Two are expected
- *  if the boot environment declares two; if it declares nothing, the driver's status byte decides. Asks the driver first,
- *  then the boot environment: slow, and with the side effects of FW_GetPowerMode.
- *  @param alarm  out: 1 = alarm, 0 = none. Untouched if the node does not open; the environment is then not read. If the
- *                request fails, the alarm is decided from what it left, 0 where the driver wrote nothing
+/** Says whether a supply is missing. The alarm is on if two supplies are expected and not both are good. Two are
+ *  expected if the boot environment declares two; if it declares nothing, the driver's status byte decides. Asks the
+ *  driver first, then the boot environment: slow, and with the side effects of FW_GetPowerMode.
+ *  @param alarm  out: 1 = alarm, 0 = none. Untouched if the node does not open; the environment is then not read. If
+ *                the request fails, the alarm is decided from what it left, 0 where the driver wrote nothing
  *  @return the request's result, or FW_FAIL (node). Thread-safe: no (boot environment table). */
 ZEL_API uint32_t FW_GetPowerAlarm(uint8_t *alarm);
 /** @} */

@@ -2,21 +2,23 @@
  *  The 32 MiB serial NOR flash (N25Q256A) through /dev/zel_spi_flash: raw access, memory map, checksums, boot
  *  environment and firmware images.
  *
- *  Fronts (FW_..., FW_SpiFlash_...) ask the driver which chip is fitted and, unless a function says otherwise, return
- *  FW_FAIL with nothing else done unless it is chip 0, the N25Q256A; the FW_N25Q256A functions do the work and ask
- *  nothing. Driver controls and checksums are no fronts: they concern any chip, or none. Addresses are byte offsets on
- *  the chip, 0 to 0x1FFFFFF; neither addresses nor lengths are checked against its size: what lies beyond is the
- *  driver's to answer.
+ *  Unless a function says otherwise, it returns 0 on success, and FW_FAIL if the node does not open or a transfer
+ *  fails. It is thread-safe, but nothing keeps two callers from writing the same sector. Pointers must not be null.
  *
- *  Unless a function says otherwise: 0 on success, FW_FAIL when the node cannot be opened or a transfer fails;
- *  thread-safe, though nothing keeps two callers from writing the same sector; pointers must not be null. "Debug mode"
- *  means spiflash_debug_mode equal to 1. Pauses are those named; the chip's own time comes on top: 0.5 ms (5 ms at
- *  most) for a page, 0.7 s (3 s at most) to erase a sector, says the N25Q256A's data sheet. The library polls no
- *  status: it waits as long as the driver does.
+ *  The functions FW_... and FW_SpiFlash_... are fronts: they ask the driver which chip is fitted. For chip 0, the
+ *  N25Q256A, they call a FW_N25Q256A function, which does the work and asks nothing. For any other chip they return
+ *  FW_FAIL and do nothing, unless a function says otherwise. Driver controls and checksums are not fronts: they work
+ *  with any chip.
  *
- *  An erase that the kernel refuses is told by FW_REFUSED, which is not FW_FAIL. Operations that look for FW_FAIL
- *  alone go on after it and may answer 0 over old contents: the environment write, FW_N25Q256A_WriteBoot, and, of
- *  content.h, the partition table and the Gen and shared database writes. Each says so: read back what you wrote. */
+ *  Addresses are byte offsets on the chip, 0 to 0x1FFFFFF. Addresses and lengths are not checked against the chip's
+ *  size; the driver answers for what lies beyond it. "Debug mode" means that spiflash_debug_mode is 1. Each function
+ *  names its pauses. The chip's own time comes on top: 0.5 ms (at most 5 ms) to program a page, 0.7 s (at most 3 s) to
+ *  erase a sector (the N25Q256A's data sheet). The library polls no status: it waits as long as the driver does.
+ *
+ *  If the kernel refuses an erase, its result is FW_REFUSED, not FW_FAIL. Some operations look for FW_FAIL only: they
+ *  go on and may return 0 though the old contents are still there. These are the environment write,
+ *  FW_N25Q256A_WriteBoot, and in content.h the partition table and the Gen and shared database writes. Each says so:
+ *  read back what you wrote. */
 #ifndef ZELBOARD_FLASH_H
 #define ZELBOARD_FLASH_H
 
@@ -28,75 +30,72 @@ ZEL_BEGIN_DECLS
 /** @name Driver controls
  *  @{ */
 
-/** Debug mode of the flash driver as last read by FW_GetDebug_SpiFlash; 0 at load. Where it is 1, flash operations
- *  print diagnostics, and the partition copy leaves its fourth piece unprogrammed (a test of the verification). */
+/** Debug mode of the flash driver as FW_GetDebug_SpiFlash last read it; 0 at load. If it is 1, flash operations print
+ *  diagnostics, and the partition copy does not program its fourth piece, so that its verification can be tested. */
 extern ZEL_API uint8_t spiflash_debug_mode;
 
-/** Sets the flash driver's debug mode.
- *  @param mode  any value. `spiflash_debug_mode` stays
- *  @return the request's result or FW_FAIL */
+/** Sets the flash driver's debug mode. `spiflash_debug_mode` does not change.
+ *  @param mode  any value
+ *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_SetDebug_SpiFlash(uint8_t mode);
 /** Reads the flash driver's debug mode into `spiflash_debug_mode` and prints "spi flash debug_mode is on" or "... is
- *  off" unless the result is FW_FAIL. The byte keeps its value where the driver writes none, and the line tells it as
- *  it stands.
- *  @return the request's result or FW_FAIL. Thread-safe: no (`spiflash_debug_mode`). */
+ *  off". If the result is FW_FAIL, nothing is printed. If the driver writes no value, `spiflash_debug_mode` keeps its
+ *  value; after a request that the kernel refuses, the line shows that value.
+ *  @return the request's result, or FW_FAIL (node). Thread-safe: no (`spiflash_debug_mode`). */
 ZEL_API uint32_t FW_GetDebug_SpiFlash(void);
 
-/** Asks the driver which chip is fitted.
- *  @param index  in/out: 0 = N25Q256A; keeps its value where the driver writes none
- *  @return the request's result or FW_FAIL */
+/** Reads which chip is fitted, as the driver knows it.
+ *  @param index  in/out: 0 = N25Q256A; keeps its value if the driver writes none
+ *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_FlashGetIndex(uint8_t *index);
-/** Reads the chip identification.
- *  @param id  out: at least 20 bytes (RDID of the N25Q256A's data sheet: manufacturer, type, capacity, 17 bytes of
- *             unique id); the driver writes as many as the chip answers, and the library none
- *  @return the request's result or FW_FAIL */
+/** Reads the chip's identification.
+ *  @param id  out: at least 20 bytes. The driver writes as many as the chip answers: manufacturer, type, capacity and
+ *             17 bytes of unique id (RDID of the N25Q256A's data sheet). The library writes none
+ *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_GetFlashId(void *id);
-/** Makes the driver's status-register request, whose result nobody sees, and pauses 2 us.
- *  @return the pause's result: 0, also when the node cannot be opened; 0xFFFFFFFF when a signal ends the pause */
+/** Makes the driver's status-register request and pauses 2 us. The request's result is lost.
+ *  @return the pause's result: 0, also if the node does not open; 0xFFFFFFFF if a signal ends the pause */
 ZEL_API uint32_t FW_FlashStatusReg(void);
-/** Sets the chip's extended address register to the lower 16 MiB segment. Pauses 1 us when the request fails.
- *  @return the request's result or FW_FAIL */
+/** Sets the chip's extended address register to the lower 16 MiB segment. Pauses 1 us if the request fails.
+ *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_N25Q256A_SetExtendedLow(void);
 /** @} */
 
-/** @name Raw access
- *  Neither the diagnostic flags nor the flash-access flag play a part. Reads go in pieces of one sector, each full
- *  piece followed by a 10 us pause. Programs go page by page (256 bytes) and end in a 2 us pause; nothing is erased
- *  first, and NOR programming only clears bits. Erases end in a 2 us pause. Short counts are accepted. A read or
- *  program that fails leaves the pieces before it transferred, without the last pause.
+/** @name Raw access A read goes in pieces of one sector, with a 10 us pause after each full piece. A program goes page
+ *  by page (256 bytes), with a 2 us pause at the end. It erases nothing, and NOR programming only clears bits. An erase
+ *  ends with a 2 us pause. Short counts are accepted. After a failure the pieces before it are transferred, and the
+ *  last pause is left out. These functions do not look at the diagnostic flags and do not set the flash-access flag.
  *
- *  FW_ReadFlash, FW_WriteFlash, FW_SpiFlash_SectorErase and FW_SpiFlash_ChipErase, and what they call
- *  (FW_N25Q256A_ReadFlash, FW_N25Q256A_WriteFlash, FW_N25Q256A_SectorErase, FW_N25Q256A_ChipErase), select the lower 16
- *  MiB segment again when they are done: after a success, the sector erase always. FW_N25Q256A_FlashRead,
- *  FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector leave the driver where it was.
+ *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: after a success, the
+ *  sector erase always. FW_N25Q256A_FlashRead, FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
  *  @{ */
 
-/** Reads.
- *  @param address  first byte
- *  @param length   bytes, 0 allowed
- *  @param buffer   out: `length` bytes; after a failure those before it. Null is allowed with length 0
+/** Reads bytes of the flash.
+ *  @param address  of the first byte
+ *  @param length   number of bytes, 0 allowed
+ *  @param buffer   out: `length` bytes; after a failure the pieces before it. Null is allowed with length 0
  *  @return 0 or FW_FAIL */
 ZEL_API uint32_t FW_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer);
-/** Programs; pauses 2 us more, whatever the result.
- *  @param address  first byte
- *  @param length   bytes, 0 allowed
+/** Programs bytes of the flash. Pauses another 2 us, whatever the result.
+ *  @param address  of the first byte
+ *  @param length   number of bytes, 0 allowed
  *  @param buffer   bytes to program. Null is allowed with length 0
  *  @return 0 or FW_FAIL */
 ZEL_API uint32_t FW_WriteFlash(uint32_t address, uint32_t length, const uint8_t *buffer);
 /** Erases the 64 KiB sector that holds `address`.
  *  @param address  any byte of the sector
- *  @return the erase request's result or FW_FAIL */
+ *  @return the erase request's result, or FW_FAIL (node, seek) */
 ZEL_API uint32_t FW_SpiFlash_SectorErase(uint32_t address);
-/** Erases the whole chip, 512 sectors from the first to the last, the boot loader with them; after each it prints
- *  "Erase chip [%d] percent", 0 to 99, and pauses 1 us. The chip takes about 6 minutes.
- *  @return 0; FW_FAIL; or the failed erase request's result, with the sectors before it erased */
+/** Erases the whole chip, also the boot loader: 512 sectors, from the first to the last. After each it prints "Erase
+ *  chip [%d] percent", 0 to 99, and pauses 1 us. The chip takes about 6 minutes.
+ *  @return 0; FW_FAIL (node, seek); or the failed erase request's result. The sectors before it are erased then */
 ZEL_API uint32_t FW_SpiFlash_ChipErase(void);
 
 /** As FW_ReadFlash, without asking for the chip.  @copydetails FW_ReadFlash */
 ZEL_API uint32_t FW_N25Q256A_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer);
 /** As FW_N25Q256A_ReadFlash without selecting the lower segment.  @copydetails FW_ReadFlash */
 ZEL_API uint32_t FW_N25Q256A_FlashRead(uint32_t address, uint32_t length, uint8_t *buffer);
-/** As FW_WriteFlash, without asking for the chip and without the 2 us more.  @copydetails FW_WriteFlash */
+/** As FW_WriteFlash, without asking for the chip and without its additional 2 us.  @copydetails FW_WriteFlash */
 ZEL_API uint32_t FW_N25Q256A_WriteFlash(uint32_t address, uint32_t length, const uint8_t *buffer);
 /** As FW_N25Q256A_WriteFlash without selecting the lower segment.  @copydetails FW_WriteFlash */
 ZEL_API uint32_t FW_N25Q256A_FlashWrite(uint32_t address, uint32_t length, const uint8_t *buffer);
@@ -109,8 +108,8 @@ ZEL_API uint32_t FW_N25Q256A_ChipErase(void);
 /** @} */
 
 /** @name Memory map
- *  The queries ask the driver which chip is fitted, too, but answer 0xFFFFFFFF (FW_REFUSED) where other fronts answer
- *  FW_FAIL. Start address 0, of the boot loader, is an address.
+ *  The queries return a word of `flash_def`. They are fronts that return 0xFFFFFFFF (FW_REFUSED) where others return
+ *  FW_FAIL. Start address 0 is no failure: the boot loader begins there.
  *  @{ */
 
 /* Regions of the flash: selectors of FW_SpiFlash_GetMapAddr and FW_SpiFlash_GetMapLen. */
@@ -165,88 +164,89 @@ ZEL_API uint32_t FW_N25Q256A_ChipErase(void);
 #define FW_FLASH_GEN_DATABASE_LENGTH 30u    /**< bytes of a general configuration database */
 #define FW_FLASH_WORDS 31u                  /**< number of words */
 
-/** The record of chip 0: region starts (0-16), geometry (17-21) and region lengths (22-30), in bytes unless noted.
- *  Read at the moment of use: whoever changes the table gets a library for that chip. */
+/** The record of chip 0: starts of regions, geometry, and lengths of regions, in bytes unless noted. FW_FLASH_... name
+ *  its words. The functions read a word when they need it: a program that changes the table gets a library for that
+ *  chip. */
 extern ZEL_API uint32_t flash_def[FW_FLASH_WORDS];
 
-/** Start address of a region.
- *  @param selector  FW_REGION_..., 1-16
- *  @return the address; 0xFFFFFFFF for another selector (debug mode: "Select address error"), an unopenable node, or
- *          a chip without a record */
+/** Returns the start address of a region.
+ *  @param selector  FW_REGION_..., 1-16; any other: 0xFFFFFFFF, and in debug mode the line "Select address error"
+ *  @return the address; 0xFFFFFFFF (selector, node, another chip) */
 ZEL_API uint32_t FW_SpiFlash_GetMapAddr(uint32_t selector);
-/** Length of a region in bytes.
- *  @param selector  FW_REGION_..., 1-16
- *  @return the length; 0xFFFFFFFF as FW_SpiFlash_GetMapAddr (debug mode: "Select Max Len error") */
+/** Returns the length of a region in bytes.
+ *  @param selector  FW_REGION_..., 1-16; any other: 0xFFFFFFFF, and in debug mode the line "Select Max Len error"
+ *  @return the length; 0xFFFFFFFF (selector, node, another chip) */
 ZEL_API uint32_t FW_SpiFlash_GetMapLen(uint32_t selector);
-/** Sector size in bytes.
- *  @return 0x10000; 0xFFFFFFFF for an unopenable node or a chip without a record */
+/** Returns the sector size in bytes.
+ *  @return 0x10000, or what `flash_def` says; 0xFFFFFFFF (node, another chip) */
 ZEL_API uint32_t FW_SpiFlash_GetSectorSize(void);
 /** @} */
 
 /** @name Checksums
  *  @{ */
 
-/** Table of the reflected CRC-32, polynomial 0xEDB88320 (IEEE 802.3): zero at load, filled by the first CRC, for
- *  programs. The library itself computes from constants. */
+/** Table of the reflected CRC-32 with polynomial 0xEDB88320 (IEEE 802.3), for programs: zero at load, filled by the
+ *  first CRC. The library itself computes from constants. */
 extern ZEL_API uint32_t crc_table[256];
-/** 1 once all 256 words of `crc_table` stand; 0 at load. */
+/** 1 once all 256 words of `crc_table` are filled; 0 at load. */
 extern ZEL_API uint8_t crc_table_is_init;
 
-/** CRC-32 of a buffer (initial value and final XOR 0xFFFFFFFF).
+/** Returns the CRC-32 of a buffer (initial value and final XOR 0xFFFFFFFF).
  *  @param buffer  the bytes
- *  @param length  bytes; 0 gives 0
- *  @return the CRC. Thread-safe: yes, the first use included. */
+ *  @param length  number of bytes
+ *  @return the CRC; 0 for length 0. Thread-safe: yes, also the first use. */
 ZEL_API uint32_t FW_crc32(const uint8_t *buffer, uint32_t length);
-/** Continues a CRC-32.
- *  @param crc     CRC of the bytes before, 0 to start
+/** Continues a CRC-32: returns the CRC of the bytes before and these.
+ *  @param crc     CRC of the bytes before; 0 to start
  *  @param buffer  the bytes
- *  @param length  bytes; 0 gives `crc`
- *  @return the CRC of all bytes so far. Thread-safe: yes, the first use included. */
+ *  @param length  number of bytes
+ *  @return the CRC of all bytes so far; `crc` for length 0. Thread-safe: yes, also the first use. */
 ZEL_API uint32_t FW_crc321(uint32_t crc, const uint8_t *buffer, uint32_t length);
-/** Unsigned 32-bit sum of bytes, wrapping.
+/** Returns the sum of bytes, modulo 2^32.
  *  @param buffer  the bytes
- *  @param length  bytes; 0 gives 0
- *  @return the sum. Thread-safe: yes. */
+ *  @param length  number of bytes
+ *  @return the sum; 0 for length 0. Thread-safe: yes. */
 ZEL_API uint32_t dbChecksum(const void *buffer, uint32_t length);
 
-/** Reads until the buffer is full or the file ends. Reads that were interrupted (EINTR) or would wait (EAGAIN) are
- *  repeated at once, so that a descriptor in non-blocking mode keeps the processor busy.
+/** Reads until the buffer is full or the file ends. An interrupted read (EINTR) and one that would wait (EAGAIN) are
+ *  repeated at once: a descriptor in non-blocking mode keeps the processor busy.
  *  @param fd      any readable descriptor
- *  @param buffer  out: the bytes read, those before an error included
- *  @param length  bytes wanted; below 1 gives 0
- *  @return bytes read, fewer than `length` only at the end of the file; -1 when a read fails */
+ *  @param buffer  out: the bytes read, also those before an error
+ *  @param length  number of bytes wanted
+ *  @return number of bytes read, less than `length` only at the end of the file; 0 if `length` is below 1; -1 if a read
+ *          fails */
 ZEL_API int32_t readFully(int fd, uint8_t *buffer, int32_t length);
 
-/** Checks a whole-flash image file: exactly 0x2000000 bytes with a given byte sum. Reads the whole file, also one that
- *  is longer.
- *  @param path  file; of a FIFO the opening waits for a writer
+/** Checks a whole-flash image file: 0 if it has exactly 0x2000000 bytes and the given byte sum. Always reads the whole
+ *  file.
+ *  @param path  file; opening a FIFO waits for a writer
  *  @param sum   its byte sum (dbChecksum)
- *  @return 0; FW_FAIL, with a line only when the file cannot be opened */
+ *  @return 0; FW_FAIL otherwise. A line is printed only if the file does not open */
 ZEL_API uint32_t FW_CheckFile(const char *path, uint32_t sum);
 /** @} */
 
 /** @name Boot environment
- *  A 64 KiB region: CRC-32 of the rest (least significant byte first), then name=value entries, each ended by a NUL,
- *  the list ended by a second NUL. A name ends at its first "="; names have up to 80 characters and values up to 511:
- *  longer ones are cut when they are read and refused when they are set. The library never compares the stored CRC.
+ *  A region of 64 KiB: the CRC-32 of the rest (least significant byte first), then entries name=value. A NUL ends each
+ *  entry, a second NUL the list. A name ends at its first "=". Names have up to 80 characters, values up to 511: longer
+ *  ones are cut when they are read, and refused when they are set. The library never compares the stored CRC.
  *
- *  Every parse fills one process-wide table, `env_data`, and moves `env_ptr`: none of these functions is thread-safe,
- *  the reads and writes of the whole region apart (FW_SpiFlashEnvRead, FW_SpiFlashEnvWrite and their FW_N25Q256A
- *  twins). A read pauses 10 us, an erase 2 us, a program 2 us. None raises the flash-access flag.
+ *  Each parse fills a table of the process, `env_data`, and moves `env_ptr`. So these functions are not thread-safe,
+ *  except FW_SpiFlashEnvRead, FW_SpiFlashEnvWrite, FW_N25Q256AEnvRead and FW_N25Q256AEnvWrite. A read pauses 10 us, an
+ *  erase 2 us, a program 2 us. None of them sets the flash-access flag.
  *  @{ */
 
 /** One variable; a slot whose first byte is 0xFF is unused. */
 struct env_slot {
-  char name[81];   /**< NUL-terminated, but for an entry without "=": up to the 0xFF fill */
+  char name[81];   /**< NUL-terminated; without a NUL in an entry without "=", where the fill of 0xFF ends it */
   char value[512]; /**< NUL-terminated */
 };
 
-/** The variables of the last parse; zero at load. Used slots come first, in the region's order. Only a region that
- *  begins with a NUL, or an entry that begins with 0xFF, leaves an unused slot among them: what lies behind it is
- *  found by name, but not written by convert_env, which ends there. */
+/** The variables of the last parse; zero at load. Used slots come first, in the region's order. There are two
+ *  exceptions: a region that begins with a NUL, and an entry that begins with 0xFF, leave an unused slot among the used
+ *  ones. The variables behind it are found by name, but convert_env ends before it and does not write them. */
 extern ZEL_API struct env_slot env_data[200];
-/** Where the last parse or serialisation ended: on the last byte examined, or just past the last entry's NUL.
- *  Scratch: valid while the data area that it points into is. Null at load. */
+/** Where the last parse or serialisation ended: a parse on the last byte that it examined, a serialisation just behind
+ *  the last entry's NUL. Valid as long as the data area that it points into. Null at load. */
 extern ZEL_API const uint8_t *env_ptr;
 
 /** Reads the region. Thread-safe: yes.
@@ -255,152 +255,153 @@ extern ZEL_API const uint8_t *env_ptr;
 ZEL_API uint32_t FW_SpiFlashEnvRead(uint8_t *buffer);
 /** @copydoc FW_SpiFlashEnvRead */
 ZEL_API uint32_t FW_N25Q256AEnvRead(uint8_t *buffer);
-/** Erases and programs the region as it is given: the CRC is the caller's. Does nothing when the diagnostic and the
- *  no-operation flag are both set. An erase that the kernel refuses counts as done: read back. Thread-safe: yes.
+/** Erases the region and programs the caller's bytes, of which the CRC is a part. Does nothing if the diagnostic and
+ *  the no-operation flag are both set. An erase that the kernel refuses counts as done: read back. Thread-safe: yes.
  *  @param buffer  0x10000 bytes
- *  @return 0; FW_FAIL, also when refused by the flags */
+ *  @return 0; FW_FAIL, also if the flags refuse it */
 ZEL_API uint32_t FW_SpiFlashEnvWrite(const uint8_t *buffer);
 /** @copydoc FW_SpiFlashEnvWrite */
 ZEL_API uint32_t FW_N25Q256AEnvWrite(const uint8_t *buffer);
 
-/** Parses a data area (the region from offset 4) into `env_data`, all of which it overwrites. Ends after a NUL that is
- *  followed by another, after the 200th entry, or with the area. What exceeds a field is cut, what comes after the
- *  200th entry dropped.
+/** Parses a data area (the region from offset 4) into `env_data` and overwrites all of it. Ends at two NULs, after the
+ *  200th entry, or at the area's end. What exceeds a field is cut; what follows the 200th entry is dropped.
  *  @param data  65532 bytes
  *  @return 0 */
 ZEL_API uint32_t env_convert(const uint8_t *data);
-/** Serialises the slots of `env_data` up to the first unused one. An entry that no longer fits ends the list.
+/** Writes the slots of `env_data` into a data area, up to the first unused one. An entry that does not fit any more
+ *  ends the list.
  *  @param data  out: 65532 bytes, zeroed by the caller
  *  @return 0 */
 ZEL_API uint32_t convert_env(uint8_t *data);
-/** Sets a variable in `env_data`: in place, in the first used slot of that name among all 200, or else in the first
- *  unused slot. The table stays as it is when the name has more than 80 or the value more than 511 characters, when all
- *  200 slots are used, or when the list that convert_env writes would outgrow its area.
- *  @param name   up to 80 characters; one with "=" reads back as a shorter name
+/** Sets a variable in `env_data`: in the first used slot of that name, or else in the first unused slot. The table
+ *  stays as it is if the name has more than 80 or the value more than 511 characters, if all 200 slots are used, or if
+ *  the list that convert_env writes would not fit its area any more.
+ *  @param name   up to 80 characters; a name with "=" is read back as a shorter one
  *  @param value  up to 511 characters
  *  @return 0, whether it was set or not */
 ZEL_API uint32_t env_add(const char *name, const char *value);
-/** Reads the region anew, up to three tries without a pause between, and checks its data area. In mode 1 it overwrites
- *  `env_data`.
- *  @param crc    CRC-32 that the 65532 bytes must have
- *  @param name   looked for in mode 1 only; may be null otherwise
- *  @param value  likewise
- *  @param mode   1 = the area must also hold name=value
- *  @return 1 = it does, 0 = it does not; the low byte of the last read's result when all three fail: 0xFF for
- *          FW_FAIL */
+/** Reads the region and checks its data area: 1 if it is as expected. A read that fails is repeated without a pause,
+ *  three attempts in all. Overwrites `env_data` in mode 1.
+ *  @param crc    CRC-32 that the area's 65532 bytes must have
+ *  @param name   for mode 1: the variable's name; may be null in any other mode
+ *  @param value  for mode 1: its value; may be null in any other mode
+ *  @param mode   1 = the area must also hold name=value; any other = only the CRC counts
+ *  @return 1 = as expected, 0 = not. If all three reads fail: the low byte of the last result, 0xFF for FW_FAIL */
 ZEL_API uint8_t check_env_crc(uint32_t crc, const char *name, const char *value, uint32_t mode);
 
-/** Sets a variable in the flash: reads the region twice, changes it, writes it and verifies it, starting over when a
- *  step fails and giving up at the tenth failure. Pauses 10 us before each check. Overwrites `env_data`.
+/** Sets a variable in the flash: reads the region twice, changes it, writes it and verifies it. A step that fails is
+ *  repeated, or the update starts again; the tenth failure ends it. Pauses 10 us before each check. Overwrites
+ *  `env_data`.
  *
- *  Nothing is erased, and FW_FAIL given, when the region holds what the table cannot: a name of more than 80 or a value
- *  of more than 511 characters, or more than 200 entries; or when the list that is written would not hold all others of it:
- *  it ends before an unused slot, or with its area. What the write would lose stays in the flash. With the diagnostic and
- *  the no-operation flag both set the region stays as it was, too, and each write counts as a failure.
+ *  Fails, erasing nothing, if rewriting would lose a variable: the region holds a name of more than 80 characters, a
+ *  value of more than 511, or more than 200 entries; or the list ends before a used slot, or does not fit its area.
+ *  With the diagnostic and the no-operation flag both set it fails, too, and the region stays as it was: each write
+ *  counts as a failure.
  *
- *  A new variable that does not get in, because the table has 200 or the area is full, costs ten writes of the region
- *  as it was, and FW_FAIL. A change that the power cuts short leaves the region erased or partly written.
+ *  If a new variable finds no room, because all 200 slots are used or the area is full, the region is written ten times
+ *  as it was before the call fails. If the power fails during a write, the region is left erased or partly written.
  *
- *  A check whose three reads all fail counts as passed: where the driver may fail, read the variable back.
- *  @param name   not empty, up to 80 characters: FW_FAIL before the region is read. It must have no "=", which is not
- *                tested: "a=b" set to "c" stores variable "a" of value "b=c", up to ten times, and gives FW_FAIL
- *  @param value  not empty, up to 511 characters: likewise
+ *  If all three reads of a check fail, the check counts as passed. If your driver may fail, read the variable back.
+ *  @param name   1-80 characters; any other length: FW_FAIL, nothing read. It must not contain "=", which is not
+ *                checked: "a=b" set to "c" stores variable "a" with value "b=c", up to ten times, and returns FW_FAIL
+ *  @param value  1-511 characters; any other length: FW_FAIL, nothing read
  *  @return 0; FW_FAIL; or the last failed read's or write's result */
 ZEL_API uint32_t FW_SpiFlash_EnvAdd(const char *name, const char *value);
 
-/** Asks the environment whether the watchdog is to be started. The first variable of the name counts, and the stored
- *  CRC is not compared.
- *  @return 1 when "syswdt" is "start" or not set; 0 else, and when the environment cannot be read */
+/** Says whether the watchdog is to be started: 1 if the variable "syswdt" is "start" or is not set. The first variable
+ *  of that name counts.
+ *  @return 1 = start; 0 = any other value, or the environment cannot be read */
 ZEL_API uint32_t FW_Wdt_Flag(void);
-/** Asks the environment for the configured power mode, by variable "pwrmode", likewise.
+/** Returns the power mode that the variable "pwrmode" declares. The first variable of that name counts.
  *  @return FW_POWER_AC_DC "pwrad", FW_POWER_TWO_AC "pwr2ac", FW_POWER_TWO_DC "pwr2dc", FW_POWER_ONE_DC "pwr1dc",
- *          FW_POWER_ONE_AC "pwr1ac"; FW_POWER_NOT_CONFIGURED for none, another value, or an environment that cannot
- *          be read */
+ *          FW_POWER_ONE_AC "pwr1ac"; FW_POWER_NOT_CONFIGURED if it is not set, has any other value, or the environment
+ *          cannot be read */
 ZEL_API uint32_t FW_Pwr_Flag(void);
 /** @} */
 
-/** @name MAC address backup
- *  A record of its own, in a sector of its own. Neither the diagnostic flags nor the flash-access flag play a part.
+/** @name MAC address backup A record in its own sector. These functions do not look at the diagnostic flags and do not
+ *  set the flash-access flag.
  *  @{ */
 
-/* Sizes of records that callers hand over. */
+/* Sizes of the caller's buffers. */
 #define FW_MAC_BACKUP_SIZE 17u /**< bytes of the MAC address backup */
 #define FW_ENV_SIZE 0x10000u   /**< bytes of the boot environment's region */
 
-/** Stores the MAC address backup; the sector is erased first, so that a write which fails leaves nothing.
+/** Stores the MAC address backup. The sector is erased first: if the write fails, the backup is lost.
  *  @param mac  FW_MAC_BACKUP_SIZE bytes, stored as they are
  *  @return 0; FW_FAIL; or the failed erase's result, with nothing written */
 ZEL_API uint32_t FW_SpiFlash_BackupMacSet(const uint8_t *mac);
 /** Reads the MAC address backup.
- *  @param mac  out: FW_MAC_BACKUP_SIZE bytes, 0xFF each when there is none; untouched, with result 0, on a chip other
- *              than 0
+ *  @param mac  out: FW_MAC_BACKUP_SIZE bytes, all 0xFF if nothing was stored. With any other chip untouched, with
+ *              result 0
  *  @return 0 or FW_FAIL */
 ZEL_API uint32_t FW_SpiFlash_BackupMacGet(uint8_t *mac);
 /** @} */
 
-/** @name Firmware images
- *  The copies take ownership of `fd` and close it on every way out. They do nothing when the diagnostic and the
- *  no-operation flag are both set, raise the flash-access flag while they run, erase each sector just before they
- *  program it, and verify by reading back: what was in the target is gone from the first piece on. A file that cannot
- *  be read, an erase or a program that fails, ends a copy with what was programmed so far. A file without a byte
- *  changes nothing and counts as copied. No copy looks at the target's length: a longer file goes on into the next
- *  region. In debug mode they say why they failed.
+/** @name Firmware images A copy programs a file piece by piece, erases each sector just before it programs it, and
+ *  verifies by reading back. The old contents are gone from the first piece on. A copy holds the flash-access flag
+ *  while it runs. It owns `fd` and always closes it. It does nothing if the diagnostic and the no-operation flag are
+ *  both set. If the file cannot be read, or an erase or a program fails, it stops; what it has programmed stays. An
+ *  empty file changes nothing and counts as copied. A copy does not check the target's length: a longer file goes on
+ *  into the next region. In debug mode it prints why it failed.
  *
- *  Those from address 0 print the time of day and call localtime, whose result is the process's: they are not
- *  thread-safe.
+ *  The copies from address 0 print the time of day. They call localtime, which has one result for the process: they are
+ *  not thread-safe.
  *  @{ */
 
-/** Programs a firmware image into a partition and verifies it; prints progress. Pauses 10 ms a piece (64 KiB), 5 ms a
- *  piece verified: 2.9 s for 12 MiB. In debug mode the fourth piece is left unprogrammed. Which partition the switch
- *  starts from is not the library's: it neither knows nor changes it.
- *  @param fd    image file, read from its position to its end, no longer than the partition (FW_SpiFlash_GetMapLen, 12
- *               MiB); neither read nor closed when the chip is refused
- *  @param part  1 or 2; another prints a line
- *  @return 0; FW_FAIL (chip, partition number); 0xFFFFFFFF (refused by the flags, failed). Thread-safe: yes. */
+/** Programs a firmware image into a partition and verifies it; prints progress. Pauses 10 ms for each piece (64 KiB)
+ *  and 5 ms for each piece verified: 2.9 s for 12 MiB. In debug mode the fourth piece is not programmed. The library
+ *  does not know which partition the switch starts from, and does not change it.
+ *  @param fd    image file, read from its position to its end. It must not be longer than the partition
+ *               (FW_SpiFlash_GetMapLen, 12 MiB). With any other chip neither read nor closed
+ *  @param part  1 or 2; any other: FW_FAIL and a line
+ *  @return 0; FW_FAIL (chip, partition); 0xFFFFFFFF (refused by the flags, or failed). Thread-safe: yes. */
 ZEL_API uint32_t FW_FlashCopy(int fd, uint32_t part);
 /** @copydoc FW_FlashCopy */
 ZEL_API uint32_t FW_N25Q256A_FlashCopy(int fd, uint32_t part);
 
 /** Checks a whole-flash image file (FW_CheckFile), programs it from address 0 and verifies it; prints what it does.
- *  Pauses 2 ms a piece, 5 ms a piece verified: 3.6 s. Thread-safe: no (localtime).
+ *  Pauses 2 ms for each piece and 5 ms for each piece verified: 3.6 s. Thread-safe: no (localtime).
  *  @param path  file of exactly 0x2000000 bytes
- *  @param sum   its byte sum
- *  @return 0; FW_FAIL (file, chip: flash untouched); 0xFFFFFFFF (refused by the flags, failed) */
+ *  @param sum   its byte sum (dbChecksum)
+ *  @return 0; FW_FAIL (file, chip), flash untouched; 0xFFFFFFFF (refused by the flags, or failed) */
 ZEL_API uint32_t FW_FlashCopyAll(const char *path, uint32_t sum);
 /** Programs a file of any length from address 0 and verifies it, as FW_FlashCopyAll does. Thread-safe: no (localtime).
  *  @param fd  the file, read from its position to its end
- *  @return 0; 0xFFFFFFFF (refused, failed) */
+ *  @return 0; 0xFFFFFFFF (refused by the flags, or failed) */
 ZEL_API uint32_t FW_N25Q256A_FlashCopyAll(int fd);
 
 /** Programs a boot image from address 0 and verifies it, as FW_FlashCopyAll does. Thread-safe: no (localtime).
- *  @param path  file of any length: beyond 0x100000 bytes it overwrites the boot environment and what follows. Of a
- *               FIFO the opening waits for a writer
- *  @return 0, also for an empty file, which changes nothing; FW_FAIL (file, chip); 0xFFFFFFFF (refused, failed) */
+ *  @param path  file of any length. Above 0x100000 bytes it overwrites the boot environment and what follows. Opening a
+ *               FIFO waits for a writer
+ *  @return 0, also for an empty file, which changes nothing; FW_FAIL (file, chip); 0xFFFFFFFF (refused by the flags, or
+ *          failed) */
 ZEL_API uint32_t FW_SpiFlash_WriteBoot(const char *path);
-/** As FW_N25Q256A_FlashCopyAll, with texts that name it.  @copydetails FW_N25Q256A_FlashCopyAll */
+/** As FW_N25Q256A_FlashCopyAll, with other texts.  @copydetails FW_N25Q256A_FlashCopyAll */
 ZEL_API uint32_t FW_N25Q256A_FlashCopyBoot(int fd);
 
-/** Compares the CRC-32 of a partition's first bytes. Pauses 5 ms a piece (64 KiB).
- *  @param part    1 or 2; another prints a line and gives FW_FAIL
+/** Compares the CRC-32 of a partition's first bytes with a value: 0 if they are equal. Pauses 5 ms for each piece (64
+ *  KiB).
+ *  @param part    1 or 2; any other: FW_FAIL and a line
  *  @param crc     expected CRC-32
- *  @param length  bytes; 0 compares `crc` with 0
- *  @return 0 equal; FW_FAIL otherwise, and when the flash cannot be read */
+ *  @param length  number of bytes; of 0 bytes the CRC is 0
+ *  @return 0 = equal; FW_FAIL = not, or the flash cannot be read */
 ZEL_API uint32_t FW_CheckCRC(uint32_t part, uint32_t crc, uint32_t length);
 /** @copydoc FW_CheckCRC */
 ZEL_API uint32_t FW_N25Q256A_CheckCRC(uint32_t part, uint32_t crc, uint32_t length);
-/** The same from address 0.
+/** Compares the CRC-32 of the flash's first bytes with a value, as FW_CheckCRC does for a partition.
  *  @param crc     expected CRC-32
- *  @param length  bytes; 0 compares `crc` with 0
- *  @return 0 equal; FW_FAIL otherwise, and when the flash cannot be read */
+ *  @param length  number of bytes; of 0 bytes the CRC is 0
+ *  @return 0 = equal; FW_FAIL = not, or the flash cannot be read */
 ZEL_API uint32_t FW_N25Q256A_CheckCRCAll(uint32_t crc, uint32_t length);
 
-/** Writes a boot image from address 0 without verification, flags or flash-access mark: erases 12 sectors (768 KiB)
- *  whatever the file's size, then programs sector by sector; prints the percentage. What a longer file has beyond the
- *  twelfth sector is programmed without an erase. An erase that the kernel refuses counts as done, and bytes that the
- *  file lost meanwhile are programmed as zeros: read back.
- *  @param path  file; an empty one succeeds: the 12 sectors are erased, and nothing is programmed
- *  @return 0; FW_FAIL (file that does not open or has no usable size, a FIFO or a folder: nothing is erased; failed
- *          erase or write: nothing after it is done) */
+/** Writes a boot image from address 0: erases 12 sectors (768 KiB), whatever the file's size, and then programs sector
+ *  by sector; prints the percentage. Does not verify, does not look at the diagnostic flags, does not set the
+ *  flash-access flag. Sectors after the twelfth are programmed without an erase. An erase that the kernel refuses
+ *  counts as done, and bytes that the file loses meanwhile are programmed as zeros: read back.
+ *  @param path  file. If it is empty, the 12 sectors are erased and nothing is programmed
+ *  @return 0; FW_FAIL. Nothing is erased if the file does not open, has no usable size, or is a FIFO or a folder. After
+ *          a failed erase or write nothing more is done */
 ZEL_API uint32_t FW_N25Q256A_WriteBoot(const char *path);
 /** @} */
 

@@ -3,8 +3,8 @@
  *
  *  Unless a function says otherwise, it returns the driver's result: 0 on success, FW_I2C_BUSY if the driver found the
  *  bus busy, FW_REFUSED if the kernel refused the request. If the node does not open, it returns FW_FAIL and leaves
- *  out-parameters untouched. The driver serialises the bus. The library adds no lock and no retry. Device addresses are in
- *  8-bit form: the 7-bit address shifted left by one. Pointers must not be null unless a function allows it. */
+ *  out-parameters untouched. The driver serialises the bus. The library adds no lock and no retry. Device addresses are
+ *  in 8-bit form: the 7-bit address shifted left by one. Pointers must not be null unless a function allows it. */
 #ifndef ZELBOARD_I2C_H
 #define ZELBOARD_I2C_H
 
@@ -60,8 +60,8 @@ extern ZEL_API uint8_t i2c_debug_mode;
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_SetDebug_I2C(uint8_t mode);
 /** Reads the I2C driver's debug mode into `i2c_debug_mode` and prints "I2C debug_mode is on" or "... is off". If the
- *  result is FW_FAIL, nothing is printed. If the driver writes no value, `i2c_debug_mode` keeps its value; after a request
- *  that the kernel refuses, the line shows that value.
+ *  result is FW_FAIL, nothing is printed. If the driver writes no value, `i2c_debug_mode` keeps its value; after a
+ *  request that the kernel refuses, the line shows that value.
  *  @return the request's result, or FW_FAIL (node). Thread-safe: no (`i2c_debug_mode`). */
 ZEL_API uint32_t FW_GetDebug_I2C(void);
 
@@ -70,12 +70,12 @@ ZEL_API uint32_t FW_GetDebug_I2C(void);
 ZEL_API void FW_SFP_mDelay(uint16_t ms);
 /** @} */
 
-/** @name PoE and SyncE
- *  Not fitted on this board. Each function accepts any arguments, touches nothing and returns FW_FAIL. Thread-safe: yes.
+/** @name PoE and SyncE Not fitted on this board. Each function accepts any arguments, touches nothing and returns
+ *  FW_FAIL. Thread-safe: yes.
  *  @{ */
 
-/* C has a notation for "any arguments" since C23; GCC 13 and clang 15 know it. For older compilers empty parentheses mean
- * it, and a pragma keeps -Wstrict-prototypes silent. */
+/* C has a notation for "any arguments" since C23; GCC 13 and clang 15 know it. For older compilers empty parentheses
+ * mean it, and a pragma keeps -Wstrict-prototypes silent. */
 #pragma GCC diagnostic push
 #if defined __cplusplus || (__STDC_VERSION__ > 201710L && (defined __clang__ ? __clang_major__ >= 15 : __GNUC__ >= 13))
 /** Parameter list of a function that takes any arguments. */
@@ -106,13 +106,13 @@ ZEL_API uint32_t FW_SetSyncE_RegData(ZEL_ANY_ARGUMENTS);
 #pragma GCC diagnostic pop
 /** @} */
 
-/** @name Real-time clock
- *  The chip is an S-35390A (its data sheet has the following). Command bits inside the device address choose the register:
- *  0x60 is status register 1, 0x64 the real-time data. Bytes are BCD, least significant bit first.
+/** @name Real-time clock The chip is an S-35390A (its data sheet has the following). Command bits inside the device
+ *  address choose the register: 0x60 is status register 1, 0x64 the real-time data. Bytes are BCD, least significant
+ *  bit first.
  *
- *  FW_GetRtc, FW_SetRtc, FW_GetRtc1224, FW_SetRtc1224 and FW_PollRtc first ask the driver whether the chip is alive, by a
- *  request of its own (FW_GetRTC_Alive). If it is not, they return FW_ABSENT; if the question fails, its result. Nothing is
- *  accessed then, and the arguments stay untouched.
+ *  FW_GetRtc, FW_SetRtc, FW_GetRtc1224, FW_SetRtc1224 and FW_PollRtc first ask the driver whether the chip is alive, by
+ *  a request of its own (FW_GetRTC_Alive). If it is not, they return FW_ABSENT; if the question fails, its result.
+ *  Nothing is accessed then, and the arguments stay untouched.
  *  @{ */
 
 /** Broken-down time as the driver's record carries it, on every host: the 32-bit platform's struct tm. */
@@ -141,7 +141,8 @@ typedef struct rtc_record rtc_record; /**< for C, where a type without struct ne
 
 /** Converts one byte of the S-35390A (BCD, least-significant bit in bit 7) to a number.
  *  @param raw    byte as the chip sends it
- *  @param nbits  number of bits to take, 0-8, from bit 7 down, with the weights 1, 2, 4, 8, 10, 20, 40, 80; above 8: all 8
+ *  @param nbits  number of bits to take, 0-8, from bit 7 down, with the weights 1, 2, 4, 8, 10, 20, 40, 80; above 8:
+ *                all 8
  *  @return the number. Thread-safe: yes. */
 ZEL_API uint8_t s35390A_to_time(uint8_t raw, uint8_t nbits);
 /** Converts a number to the S-35390A's byte.
@@ -153,16 +154,16 @@ ZEL_API uint8_t time_to_s35390A(uint32_t value);
  *  @param alive  out: 0 = no, non-zero = yes; 0 if the request fails and the driver wrote nothing
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRTC_Alive(uint8_t *alive);
-/** Reads the clock record that the driver holds: the last one that FW_PollRtc stored, in any process. Does not access the
- *  chip.
+/** Reads the clock record that the driver holds: the last one that FW_PollRtc stored, in any process. Does not access
+ *  the chip.
  *  @param rec  out: zeroed when the node is open for the record's request, then filled by the driver
  *  @return the request's result, FW_ABSENT (not alive), or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc(rtc_record *rec);
-/** Sets the chip's date and time, with day of week 0, and then 24-hour mode. Two transfers, 5 ms each; if the first fails,
- *  the second is not made. Fields are not checked: the low byte of each is encoded. `mode24`, `pm` and tm_wday are not
- *  read.
- *  @param rec  in: tm_year to tm_sec; out: tm_year less 100 and tm_mon plus 1, also if a write fails. So fill it anew for
- *              the next call. Untouched if the chip is not alive
+/** Sets the chip's date and time, with day of week 0, and then 24-hour mode. Two transfers, 5 ms each; if the first
+ *  fails, the second is not made. Fields are not checked: the low byte of each is encoded. `mode24`, `pm` and tm_wday
+ *  are not read.
+ *  @param rec  in: tm_year to tm_sec; out: tm_year less 100 and tm_mon plus 1, also if a write fails. So fill it anew
+ *              for the next call. Untouched if the chip is not alive
  *  @return 0, FW_ABSENT (not alive), FW_FAIL (node), or the failed transfer's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_SetRtc(rtc_record *rec);
 /** Reads the chip's 12/24-hour mode: bit 6 of status register 1 as the bus delivers it. One transfer, 5 ms.
@@ -178,8 +179,8 @@ ZEL_API uint32_t FW_SetRtc1224(const uint8_t *mode);
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_RTC_Fail_Set(uint8_t fail);
 /** Reads the chip once and hands the time to the driver, for FW_GetRtc. Clears the driver's failure flag, or sets it if
- *  the time cannot be read. Two transfers, 5 ms each: the time, then the mode. If the mode cannot be read, the flag stays
- *  clear and the driver gets no time.
+ *  the time cannot be read. Two transfers, 5 ms each: the time, then the mode. If the mode cannot be read, the flag
+ *  stays clear and the driver gets no time.
  *  @return 0, FW_ABSENT (not alive), FW_FAIL (node), or the failed transfer's or request's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_PollRtc(void);
 /** @} */
@@ -209,7 +210,8 @@ ZEL_API uint32_t FW_GetTemperature(temp_record *rec);
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_Tempereature_Fail_Set(uint8_t fail);
 /** Reads the sensor once and hands the temperature to the driver, for FW_GetTemperature. Clears the driver's failure
- *  flag, or sets it if the sensor cannot be read. First asks the driver whether the sensor is alive. One transfer, 5 ms.
+ *  flag, or sets it if the sensor cannot be read. First asks the driver whether the sensor is alive. One transfer, 5
+ *  ms.
  *  @return 0, FW_ABSENT (not alive), FW_FAIL (node), or the failed transfer's or request's result. Thread-safe: yes. */
 ZEL_API uint32_t FW_PollTemperature(void);
 /** @} */

@@ -53,9 +53,10 @@ ZEL_API uint32_t FW_GetDauBoard(uint32_t slot, uint8_t *type);
 
 /** Answers one of two questions about the boards in the slots: "1" or "0". Any call queries all three slots, by six
  *  requests.
- *  @param kind   FW_CHECK_SFP_PORT = is the port an SFP port? FW_CHECK_COPPER_COUNT = how many copper boards are fitted?
+ *  @param kind   FW_CHECK_SFP_PORT = is the port an SFP port? FW_CHECK_COPPER_COUNT = how many copper boards are
+ *                fitted?
  *  @param port   for FW_CHECK_SFP_PORT: 0-27. Ports 24-27 are always SFP ports, a port above 27 never is
- *  @param count  out: number of copper boards, 0-3, for FW_CHECK_COPPER_COUNT. Only slots count whose query succeeded.
+ *  @param count  out: number of copper boards, 0-3, for FW_CHECK_COPPER_COUNT. A slot whose query fails does not count.
  *                Not written for any other kind, and may be null there
  *  @return a constant text, which must not be freed. FW_CHECK_SFP_PORT: "1" for an SFP port, else "0". If the node does
  *          not open, the slot counts as a copper board. If the request fails, the type left in the record decides: 0 is
@@ -69,8 +70,8 @@ ZEL_API uint32_t IsSwitchPortExist(uint32_t port);
 
 /** Connects the module I2C path (devices FW_SFP_MEMORY and FW_SFP_PHY) to one port's cage, by a request to
  *  /dev/zel_gpio after the board queries. All processes share the one selection, which stays until the next call.
- *  @param port  0-27. Whether the port exists depends on all 32 bits; its type and the selection on the low byte: 28-255
- *               return FW_NOT_SFP, 256 selects cage 0
+ *  @param port  0-27. Whether the port exists depends on all 32 bits; its type and the selection on the low byte:
+ *               28-255 return FW_NOT_SFP, 256 selects cage 0
  *  @return the request's result; FW_ABSENT (no board); FW_NOT_SFP (no cage); FW_FAIL (node). Thread-safe: the call is,
  *          the transfers after it are not. */
 ZEL_API uint32_t FW_SfpSel(uint32_t port);
@@ -106,14 +107,13 @@ extern ZEL_API struct sfp_signal sfp_los[FW_PORTS];      /**< loss of signal of 
 extern ZEL_API struct sfp_soc_signal sfp_los_gpio[FW_PORTS]; /**< loss of signal of ports 24-27 */
 /** @} */
 
-/** @name Cage signals
- *  A function returns a line's level, 1 = high and 0 = low, which it reads by one transfer at the place that the port's
- *  row of the table names. Before that it makes the board queries, eight requests, or six for ports 24-27: FW_ABSENT if
- *  the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27 (BoardType_Check). If the read
- *  fails, the out byte stays untouched.
+/** @name Cage signals A function returns a line's level, 1 = high and 0 = low, which it reads by one transfer at the
+ *  place that the port's row of the table names. Before that it makes the board queries, eight requests, or six for
+ *  ports 24-27: FW_ABSENT if the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27
+ *  (BoardType_Check). If the read fails, the out byte stays untouched.
  *
- *  The lines have the levels of an SFP cage (INF-8074i): a module pulls presence (MOD_DEF0) low; transmit fault, loss of
- *  signal and transmit disable are active high. The library does not know whether the board inverts a line.
+ *  The lines have the levels of an SFP cage (INF-8074i): a module pulls presence (MOD_DEF0) low; transmit fault, loss
+ *  of signal and transmit disable are active high. The library does not know whether the board inverts a line.
  *  @{ */
 
 /** Reads a cage's presence line.
@@ -139,13 +139,13 @@ ZEL_API uint32_t FW_GetPortSfpTxFault(uint32_t port, uint8_t *fault);
  *  @return as FW_GetPortSfpPresnt; ports 24-27: the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_GetPortSfpLos(uint32_t port, uint8_t *los);
 
-/** Switches a module's transmitter: reads the expander's output register, changes the cage's bit, writes the register and
- *  reads it back (FW_GetPortSfpTxDisable). Normally three transfers, 15 ms.
+/** Switches a module's transmitter: reads the expander's output register, changes the cage's bit, writes the register
+ *  and reads it back (FW_GetPortSfpTxDisable). Normally three transfers, 15 ms.
  *
- *  A read or a write that fails is repeated, 5 attempts in all. A write that does not read back is repeated, 100 writes in
- *  all: at most 1.0 s if every write succeeds, 3.0 s with 500 attempts if each succeeds at the fifth. A read-back that
- *  fails counts as 0: it ends the call, with its result, if the transmitter is to be on, and does not match if it is to be
- *  off.
+ *  A read or a write that fails is repeated, 5 attempts in all. A write that does not read back is repeated, 100 writes
+ *  in all: at most 1.0 s if every write succeeds, 3.0 s with 500 attempts if each succeeds at the fifth. A read-back
+ *  that fails counts as 0: it ends the call, with its result, if the transmitter is to be on, and does not match if it
+ *  is to be off.
  *
  *  Two callers that work on cages of the same expander at the same time can undo each other's change: callers must
  *  serialise.
@@ -157,15 +157,15 @@ ZEL_API uint32_t FW_SetPortSfpTxDisable(uint32_t port, uint32_t disable);
 
 /** Puts the expanders of a daughter board into their working configuration: every transmitter off; presence, fault and
  *  loss-of-signal lines inputs. Writes nine registers, outputs before directions, and reads each back. Normally 18
- *  transfers, 90 ms. A register that reads back another value is written again, 100 times in all: 1.0 s for one register,
- *  9.0 s at most for all. Does not ask whether a board is there.
+ *  transfers, 90 ms. A register that reads back another value is written again, 100 times in all: 1.0 s for one
+ *  register, 9.0 s at most for all. Does not ask whether a board is there.
  *  @param slot  1-3; any other: FW_FAIL, nothing written
  *  @return 0; the first failed transfer's result, which is not repeated; FW_FAIL (slot, or a register that never reads
  *          back). After a failure the later registers are not written. */
 ZEL_API uint32_t FW_InitDauExpender(uint32_t slot);
 
-/** Puts the main board's expanders 0x76, 0x78, 0x7A and 0x4C into their working configuration, as FW_InitDauExpender does
- *  for a daughter board. Seven registers; normally 14 transfers, 70 ms; 7.0 s at most.
+/** Puts the main board's expanders 0x76, 0x78, 0x7A and 0x4C into their working configuration, as FW_InitDauExpender
+ *  does for a daughter board. Seven registers; normally 14 transfers, 70 ms; 7.0 s at most.
  *  @return as FW_InitDauExpender */
 ZEL_API uint32_t FW_InitOnBoardExpender(void);
 /** @} */
