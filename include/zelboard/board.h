@@ -190,10 +190,11 @@ ZEL_API uint32_t FW_SetPhyRegister(uint32_t port, uint32_t reg, uint32_t value);
 ZEL_API uint32_t FW_ShowPhyRegister(uint32_t port, uint32_t reg);
 /** @} */
 
-/** @name System flags If the diagnostic flag and the no-operation flag are both set, the image copies, the three
- *  database writes, the dump compare and the environment write do nothing and fail. All of them but the environment
- *  write hold the flash-access flag while they run. The others that change the flash look at no flag and set none: raw
- *  access, FW_N25Q256A_WriteBoot, the MAC address backup, the partition table and the custom identity.
+/** @name System flags
+ *  If the diagnostic flag and the no-operation flag are both set, the image copies, the three database writes, the dump
+ *  compare and the environment write do nothing and fail. All of them but the environment write hold the flash-access
+ *  flag while they run. The others that change the flash look at no flag and set none: raw access,
+ *  FW_N25Q256A_WriteBoot, the MAC address backup, the partition table and the custom identity.
  *  @{ */
 
 /** The no-operation flag of this process, 0 or 1; 0 at load. */

@@ -1,4 +1,5 @@
-/** @file The contents of the flash: partition table and configuration databases, the custom identity record; and dump,
+/** @file
+ *  The contents of the flash: partition table and configuration databases, the custom identity record; and dump,
  *  compare and inspection of the whole flash.
  *
  *  Fronts, results, pauses and the chip's own time are as in flash.h. Unless a function says otherwise, it is
@@ -12,10 +13,11 @@
 
 ZEL_BEGIN_DECLS
 
-/** @name Partition table and databases The partition table has a slot for each database: its length and its byte sum
- *  (dbChecksum). Any access to the table turns blank slots, which an erased sector has, into {0, 0} and writes the
- *  table back: it erases the sector and writes 40 bytes. So the first read of a new flash changes the flash, whatever
- *  the diagnostic flags say, and without the flash-access flag. The Gen and the shared reads access the table.
+/** @name Partition table and databases
+ *  The partition table has a slot for each database: its length and its byte sum (dbChecksum). Any access to the table
+ *  turns blank slots, which an erased sector has, into {0, 0} and writes the table back: it erases the sector and
+ *  writes 40 bytes. So the first read of a new flash changes the flash, whatever the diagnostic flags say, and without
+ *  the flash-access flag. The Gen and the shared reads access the table.
  *
  *  A database write stores the database first and its slot last: if it fails in between, the old slot does not match
  *  the new bytes. It holds the flash-access flag while it runs. If the diagnostic and the no-operation flag are both
@@ -121,10 +123,11 @@ ZEL_API uint32_t FW_WriteSharedDatabase(const uint8_t *data, uint32_t length);
 ZEL_API uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t length);
 /** @} */
 
-/** @name Custom identity One record of 417 bytes. A change reads the record, erases its sector and writes the record
- *  back. If that write fails, the record is lost: all names, the description and the power-mode byte. The first flash
- *  call that does not return 0 ends an operation, and its result is returned. A front returns FW_FAIL for any other
- *  chip. These functions do not look at the diagnostic flags and do not set the flash-access flag.
+/** @name Custom identity
+ *  One record of 417 bytes. A change reads the record, erases its sector and writes the record back. If that write
+ *  fails, the record is lost: all names, the description and the power-mode byte. The first flash call that does not
+ *  return 0 ends an operation, and its result is returned. A front returns FW_FAIL for any other chip. These functions
+ *  do not look at the diagnostic flags and do not set the flash-access flag.
  *  @{ */
 
 /* Sizes of the custom identity's texts, the closing NUL included. */
@@ -188,8 +191,9 @@ ZEL_API uint32_t FW_SpiFlash_SetCustomPwrMode(const uint8_t *mode);
 ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
 /** @} */
 
-/** @name Dump, compare, inspection A dump may be split into `total` equal parts of 512 / total sectors each. Sectors
- *  that the division leaves over, at the top of the flash, belong to no part.
+/** @name Dump, compare, inspection
+ *  A dump may be split into `total` equal parts of 512 / total sectors each. Sectors that the division leaves over, at
+ *  the top of the flash, belong to no part.
  *  @{ */
 
 #define FW_COMPARE_WHOLE 255u /**< part number of FW_N25Q256A_DumpComp: the whole flash, from address 0 */

@@ -70,8 +70,9 @@ ZEL_API uint32_t FW_GetDebug_I2C(void);
 ZEL_API void FW_SFP_mDelay(uint16_t ms);
 /** @} */
 
-/** @name PoE and SyncE Not fitted on this board. Each function accepts any arguments, touches nothing and returns
- *  FW_FAIL. Thread-safe: yes.
+/** @name PoE and SyncE
+ *  Not fitted on this board. Each function accepts any arguments, touches nothing and returns FW_FAIL. Thread-safe:
+ *  yes.
  *  @{ */
 
 /* C has a notation for "any arguments" since C23; GCC 13 and clang 15 know it. For older compilers empty parentheses
@@ -106,9 +107,9 @@ ZEL_API uint32_t FW_SetSyncE_RegData(ZEL_ANY_ARGUMENTS);
 #pragma GCC diagnostic pop
 /** @} */
 
-/** @name Real-time clock The chip is an S-35390A (its data sheet has the following). Command bits inside the device
- *  address choose the register: 0x60 is status register 1, 0x64 the real-time data. Bytes are BCD, least significant
- *  bit first.
+/** @name Real-time clock
+ *  The chip is an S-35390A (its data sheet has the following). Command bits inside the device address choose the
+ *  register: 0x60 is status register 1, 0x64 the real-time data. Bytes are BCD, least significant bit first.
  *
  *  FW_GetRtc, FW_SetRtc, FW_GetRtc1224, FW_SetRtc1224 and FW_PollRtc first ask the driver whether the chip is alive, by
  *  a request of its own (FW_GetRTC_Alive). If it is not, they return FW_ABSENT; if the question fails, its result.

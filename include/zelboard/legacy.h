@@ -1,4 +1,5 @@
-/** @file Four exported words of an earlier generation, kept so that old programs still link. They are zero at load. No
+/** @file
+ *  Four exported words of an earlier generation, kept so that old programs still link. They are zero at load. No
  *  function of the library reads or writes them. zelboard.h leaves this header out, because a global variable named `i`
  *  would be a nuisance in every program. */
 #ifndef ZELBOARD_LEGACY_H

@@ -107,10 +107,11 @@ extern ZEL_API struct sfp_signal sfp_los[FW_PORTS];      /**< loss of signal of 
 extern ZEL_API struct sfp_soc_signal sfp_los_gpio[FW_PORTS]; /**< loss of signal of ports 24-27 */
 /** @} */
 
-/** @name Cage signals A function returns a line's level, 1 = high and 0 = low, which it reads by one transfer at the
- *  place that the port's row of the table names. Before that it makes the board queries, eight requests, or six for
- *  ports 24-27: FW_ABSENT if the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27
- *  (BoardType_Check). If the read fails, the out byte stays untouched.
+/** @name Cage signals
+ *  A function returns a line's level, 1 = high and 0 = low, which it reads by one transfer at the place that the port's
+ *  row of the table names. Before that it makes the board queries, eight requests, or six for ports 24-27: FW_ABSENT if
+ *  the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27 (BoardType_Check). If the
+ *  read fails, the out byte stays untouched.
  *
  *  The lines have the levels of an SFP cage (INF-8074i): a module pulls presence (MOD_DEF0) low; transmit fault, loss
  *  of signal and transmit disable are active high. The library does not know whether the board inverts a line.
