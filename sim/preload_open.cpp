@@ -99,7 +99,7 @@ int close(int fd) {
 
 int close_range(unsigned first, unsigned last, int flags) noexcept {
   int result = behind<close_range>("close_range")(first, last, flags);
-  bool closes = result == 0 && (flags & CLOSE_RANGE_CLOEXEC) == 0;
+  bool closes = result == 0 && (static_cast<unsigned>(flags) & CLOSE_RANGE_CLOEXEC) == 0;
   if (!closes) return result;
   constexpr unsigned kLast = kMaxDescriptor - 1;
   unsigned end = last < kLast ? last : kLast;

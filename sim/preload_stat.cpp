@@ -29,7 +29,9 @@ int statx(int folder, const char *path, int flags, unsigned mask, struct statx *
 }
 
 #if __WORDSIZE == 64
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wattribute-alias"  // both structures are the same on such a machine
+#endif
 int fstatat64(int folder, const char *path, struct stat64 *status, int flags) noexcept
     __attribute__((alias("fstatat")));
 int stat64(const char *path, struct stat64 *status) noexcept __attribute__((alias("stat")));

@@ -90,7 +90,8 @@ httplib::Server::Handler answering(Work work) {
 
 void stream(Watcher &watcher, const Request &request, Response &response) {
   if (!watcher.add_reader()) return refuse(response, kBusy, "events: as many pages are open as can be");
-  auto reader = std::make_shared<Reader>(request.has_param("requests"));
+  auto reader = std::make_shared<Reader>();
+  reader->wants_requests = request.has_param("requests");
   auto next = [&watcher, reader](size_t, httplib::DataSink &sink) {
     std::string news = watcher.next(*reader);
     std::string event = news.empty() ? ":\n\n" : "data: " + news + "\n\n";

@@ -27,7 +27,7 @@ struct Settings {
 
 /** How much of the news a page knows already. */
 struct Reader {
-  bool wants_requests;
+  bool wants_requests = false;
   uint64_t turn = 0, version = 0;
   std::shared_ptr<const Attached> board = {};  // whose lines of the trace `position` counts
   uint32_t position = 0;
