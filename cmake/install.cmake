@@ -1,6 +1,8 @@
-# What `cmake --install` lays out, in the three components that become packages: library, development and tools. The
-# tools' own folders name none; theirs is the default.
+# What `cmake --install` lays out, in the components that become packages: library, development, tools, web and python.
 include(CMakePackageConfigHelpers)
+# zelsim finds what belongs to it in ../lib/zelboard, as seen from its own folder.
+cmake_path(SET ZELBOARD_PROGRAMS_DIR NORMALIZE ${CMAKE_INSTALL_BINDIR}/../lib/zelboard)
+include(cmake/folders.cmake)
 set(ZELBOARD_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelboard)
 set(ZELBOARD_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
@@ -51,6 +53,11 @@ add_custom_command(OUTPUT ${ZELBOARD_FUNCTION_PAGES}.made DEPENDS ${ZELBOARD_HEA
 list(APPEND ZELBOARD_COMPRESSED ${ZELBOARD_FUNCTION_PAGES}.made)
 install(DIRECTORY ${ZELBOARD_FUNCTION_PAGES}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
 if(TARGET zelctl AND TARGET zelsim)
+  install(TARGETS zelctl zelsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(TARGETS zelsim_preload debugCmd LIBRARY DESTINATION ${ZELBOARD_PROGRAMS_DIR}
+    RUNTIME DESTINATION ${ZELBOARD_PROGRAMS_DIR} COMPONENT tools)
+  file(RELATIVE_PATH from_programs /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(zelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${from_programs}")
   foreach(tool zelctl zelsim)
     zelboard_man_page(${tool}.1 tools)
     install(FILES completion/zelboard.bash RENAME ${tool} COMPONENT tools
@@ -64,10 +71,19 @@ if(TARGET zelctl AND TARGET zelsim)
   install(FILES ${PROJECT_BINARY_DIR}/zelboard-monitor.service DESTINATION lib/systemd/system COMPONENT tools)
 endif()
 
-if(CMAKE_SOURCE_DIR STREQUAL PROJECT_SOURCE_DIR)
-  include(cmake/package.cmake)
+if(TARGET zelboard-web)
+  install(TARGETS zelboard-web RUNTIME DESTINATION ${ZELBOARD_PROGRAMS_DIR} COMPONENT web)
 endif()
-add_custom_target(compressed ALL DEPENDS ${ZELBOARD_COMPRESSED})
-add_custom_target(uninstall
-  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt
-    -D FOLDERS=${PROJECT_BINARY_DIR}/install_folders.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)
+if(TARGET zelboard_python)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/python/zelboard ${PROJECT_BINARY_DIR}/python/zelboard-${PROJECT_VERSION}.dist-info
+    DESTINATION ${ZELBOARD_PYTHON_INSTALL_DIR} COMPONENT python PATTERN __pycache__ EXCLUDE PATTERN .* EXCLUDE)
+endif()
+
+if(ZELBOARD_ALONE)
+  include(cmake/package.cmake)
+  # The manifest of an installation is that of the whole build, and so is what removes it.
+  add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt
+      -D FOLDERS=${PROJECT_BINARY_DIR}/install_folders.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)
+endif()
+add_custom_target(zelboard_compressed ALL DEPENDS ${ZELBOARD_COMPRESSED})

@@ -3,6 +3,7 @@
 #  -fno-builtin-*        printf, puts and putchar stay what the source says
 #  -D__NO_INLINE__       libc's headers define no inline putchar
 #  -U_FORTIFY_SOURCE     no __read_chk and the like
+#  -fno-stack-protector  no __stack_chk_fail, whatever a distribution's flags say
 #  linked as C            no libstdc++; templates and constexpr need none of it
 set(ZELBOARD_SOURCES
   board/cage_signals.cpp
@@ -58,7 +59,8 @@ target_include_directories(zelboard_objects PUBLIC include PRIVATE ${PROJECT_SOU
 target_compile_options(zelboard_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
   -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections
-  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar -D__NO_INLINE__)
+  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar -D__NO_INLINE__
+  -fno-stack-protector)
 set_target_properties(zelboard_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
   target_compile_options(zelboard_objects PRIVATE -Os)
