@@ -92,18 +92,16 @@ for name, what in (("copy", "12 MiB partition copy"), ("dump", "Whole-flash dump
     above = 100 * (ours / bare - 1)
     row(what + ", bare loop of its system calls", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms", f"{above:+.1f} %",
         "at most +15 %", above <= 15)
-# The pauses asked for: each piece programmed, erased, verified; each sector read.
-for name, what, pauses in (("copy", "12 MiB partition copy", 192 * 15014e3), ("dump", "Whole-flash dump", 512 * 11e3)):
+# A copy is nearly all pauses. A dump is not: without timer slack it shows what it does beside them, as above.
+for name, what, goal in (("copy", "12 MiB partition copy", 3), ("dump", "Whole-flash dump", 15)):
     for kind, slack in ((1, ""), (2, " without timer slack")):
-        ours, bare, slept = t[f"slept_{name}/zelboard/{kind}"], pauses + t[f"{name}/bare/0"], t[f"slept_{name}/bare/{kind}"]
-        above = 100 * (ours / bare - 1)
-        row(f"{what}, pauses slept{slack}, {pauses / 1e6:.0f} ms of pauses + bare loop", f"{ours / 1e6:.0f} ms",
-            f"{bare / 1e6:.0f} ms", f"{above:+.1f} %", "at most +3 %", above <= 3)
+        ours, slept = t[f"slept_{name}/zelboard/{kind}"], t[f"slept_{name}/bare/{kind}"]
+        above = 100 * (ours / slept - 1)
         row(f"{what}, pauses slept{slack}, bare loop with the same sleeps", f"{ours / 1e6:.0f} ms",
-            f"{slept / 1e6:.0f} ms", f"{100 * (ours / slept - 1):+.1f} %")
+            f"{slept / 1e6:.0f} ms", f"{above:+.1f} %", f"at most +{goal} %", above <= goal)
 ours, bare = t["request/zelsim"], t["request/bare"]
 row("Virtual switch, one request (open, ioctl, close), bare system calls", f"{ours / 1e3:.2f} us",
-    f"{bare / 1e3:.2f} us", f"+{(ours - bare) / 1e3:.2f} us", "at most +1.5 us", ours - bare <= 1500)
+    f"{bare / 1e3:.2f} us", f"+{(ours - bare) / 1e3:.2f} us", "at most +1 us", ours - bare <= 1000)
 for count in (1, 8):
     row(f"Virtual switch, requests of {count} process{'es' if count > 1 else ''}", "", "",
         f"{count * 20000 / t[f'processes/{count}'] * 1e3:.2f} million/s")

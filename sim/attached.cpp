@@ -105,9 +105,10 @@ const Attached *environment_board() {
   static pthread_once_t once = PTHREAD_ONCE_INIT;
   static Attached attached;
   pthread_once(&once, [] { attach_environment_board(&attached); });
+  if (attached.board != nullptr) return &attached;
   bool asked_for = variable(kBoardFolderVariable)[0] != '\0';
   errno = asked_for ? ENXIO : 0;
-  return attached.board != nullptr ? &attached : nullptr;
+  return nullptr;
 }
 
 // If a sleeper was killed, one call is made in vain.

@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <limits.h>
-#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,11 +14,8 @@ namespace zelsim {
 namespace {
 
 std::atomic<Node> g_nodes[kMaxDescriptor];
-std::atomic<pid_t> g_owner;
 
 bool in_table(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
-
-void note_owner() { g_owner = getpid(); }
 
 void store(int fd, Node node) {
   if (fd <= STDERR_FILENO && node == Node::Flash) take_standard_stream(fd);
@@ -59,13 +55,7 @@ void scan_inherited() {
   closedir(descriptors);
 }
 
-// A child of vfork runs on its parent's memory but has descriptors of its own: what it closes or duplicates before its
-// exec must not reach the parent's table. fork, unlike vfork, calls the handler.
-__attribute__((constructor)) void start() {
-  note_owner();
-  pthread_atfork(nullptr, nullptr, note_owner);
-  scan_inherited();
-}
+__attribute__((constructor)) void start() { scan_inherited(); }
 
 }  // namespace
 
@@ -73,8 +63,7 @@ Node node_of(int fd) { return in_table(fd) ? g_nodes[fd].load(std::memory_order_
 
 void set_node(int fd, Node node) {
   if (!in_table(fd) || g_nodes[fd].load(std::memory_order_relaxed) == node) return;
-  pid_t owner = g_owner;
-  if (owner == 0 || owner == getpid()) store(fd, node);
+  store(fd, node);
 }
 
 Node node_of_path(const char *path) {

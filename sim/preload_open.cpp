@@ -112,6 +112,10 @@ void closefrom(int first) noexcept {
   close_range(lowest, ~0u, 0);
 }
 
+// A child of a real vfork runs on its parent's memory but has descriptors of its own: what it closes or duplicates before
+// its exec would reach the parent's table. A fork is always allowed in its place.
+pid_t vfork() noexcept { return fork(); }
+
 int dup(int fd) noexcept { return duplicated(fd, behind<dup>("dup")(fd)); }
 
 // The number's old descriptor ends with the duplication.
