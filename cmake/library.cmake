@@ -1,6 +1,6 @@
 # The library proper. It needs libc and nothing else at run time, and calls plain libc functions through the dynamic
 # linker, so that whatever stands in front of libc can serve it without hardware:
-#  -fno-builtin-*        printf, puts and putchar stay what the source says
+#  -fno-builtin-*        printf, puts, putchar, strncmp, memcmp and memchr stay what the source says
 #  -D__NO_INLINE__       libc's headers define no inline putchar
 #  -U_FORTIFY_SOURCE     no __read_chk and the like
 #  -fno-stack-protector  no __stack_chk_fail, whatever a distribution's flags say
@@ -59,7 +59,8 @@ target_include_directories(zelboard_objects PUBLIC include PRIVATE ${PROJECT_SOU
 target_compile_options(zelboard_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
   -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections
-  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar -D__NO_INLINE__
+  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar
+  -fno-builtin-strncmp -fno-builtin-memcmp -fno-builtin-memchr -D__NO_INLINE__
   -fno-stack-protector)
 set_target_properties(zelboard_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
