@@ -14,8 +14,7 @@ static std::string text(const char (&field)[Size]) {
   return all.substr(0, all.find('\xFF'));
 }
 
-static Json read_environment(const char *left) {
-  const std::vector<uint8_t> region = read_flash(region_start(FW_REGION_ENVIRONMENT), FW_ENV_SIZE, left);
+Json environment_in(std::span<const uint8_t> region) {
   const bool erased = is_erased(region);
   const uint8_t *data = region.data() + kCrcLength;
   const uint32_t crc = FW_crc32(data, static_cast<uint32_t>(region.size() - kCrcLength));
@@ -26,6 +25,10 @@ static Json read_environment(const char *left) {
     variables.push_back(record("name", text(slot.name), "value", text(slot.value)));
   }
   return record("state", erased ? "erased" : crc == word_at(region, 0) ? "valid" : "damaged", "variables", variables);
+}
+
+static Json read_environment(const char *left) {
+  return environment_in(read_flash(region_start(FW_REGION_ENVIRONMENT), FW_ENV_SIZE, left));
 }
 
 Json environment() { return read_environment(kUnchanged); }

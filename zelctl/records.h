@@ -31,6 +31,8 @@ Record leds, relay, flags, reset_key, watchdog, power;
 std::optional<double> sensed_degrees();
 Record bus_busy, clock_mode, temperature, board;
 Record flash_id, flash_regions, environment, mac_backup, identity;
+/** What the bytes of the environment's region say. */
+Json environment_in(std::span<const uint8_t> region);
 /** The partition table is read without the library's repair of blank slots. */
 Record databases;
 /** All cages; a copper module's PHY is read, never set up. Moves the cage selection, as every user of a module does. */

@@ -8,7 +8,7 @@
 
 constexpr size_t kCrcLength = 4;
 
-bool is_secret(const std::string &name, const Patterns &patterns) {
+static bool is_secret(const std::string &name, const Patterns &patterns) {
   return std::any_of(patterns.begin(), patterns.end(), [&](const std::string &pattern) {
     return fnmatch(pattern.c_str(), name.c_str(), FNM_CASEFOLD) == 0;
   });

@@ -13,7 +13,6 @@ constexpr const char *kBlanked = "***";
 
 /** Patterns of names as the shell has them, whatever case. */
 using Patterns = std::vector<std::string>;
-bool is_secret(const std::string &name, const Patterns &patterns);
 
 struct Redaction {
   std::vector<uint8_t> region;

@@ -4,20 +4,12 @@
 
 using Sector = std::vector<uint8_t>;
 
-/** What the environment's region holds, without secrets; empty until it was read. */
-static Redaction read_redacted(const Report &report) {
-  const std::vector<uint8_t> region = read_flash(region_start(FW_REGION_ENVIRONMENT), FW_ENV_SIZE);
-  return blank_secrets(region, report.secrets);
-}
-
 void report_environment(Report &report) {
   report.data["redacted"] = record("patterns", report.secrets, "variables", Json::array(), "remains", false);
   report.data["environment"] = report.ask("boot environment", [&] {
-    Json known = environment();
-    Redaction redaction = read_redacted(report);
-    for (Json &variable : known["variables"])
-      if (is_secret(variable["name"], report.secrets)) variable["value"] = kBlanked;
+    Redaction redaction = blank_secrets(read_flash(region_start(FW_REGION_ENVIRONMENT), FW_ENV_SIZE), report.secrets);
     append(report.data["redacted"], "variables", redaction.names, "remains", redaction.remains);
+    Json known = environment_in(redaction.region);
     known["file"] = "environment.bin";
     report.add_file("environment.bin", std::move(redaction.region));
     return known;
