@@ -1,5 +1,9 @@
 #include "boards.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -18,16 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kDefaultBoard[] = "default";
-
-fs::path folder_of(const std::string &name) {
-  if (!name.empty()) {
-    check_name(name);
-    return boards_root() / name;
-  }
-  std::string enclosing = variable(kBoardFolderVariable);
-  if (!enclosing.empty()) return fs::absolute(enclosing);
-  return boards_root() / kDefaultBoard;
-}
 
 void release(const Attached *attached) {
   detach(*attached);
@@ -49,13 +43,37 @@ OpenBoard open_folder(const fs::path &folder, Intent intent) {
   return {folder, attached, Guard(*attached->board, intent)};
 }
 
+constexpr char kFreshFolder[] = ".new-XXXXXX";  // the letters are replaced
+
+/** A folder that its owner, while it lives, holds locked. */
+class LockedFolder {
+ public:
+  explicit LockedFolder(const std::string &path) : fd_(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  LockedFolder(const LockedFolder &) = delete;
+  LockedFolder &operator=(const LockedFolder &) = delete;
+  ~LockedFolder() {
+    if (fd_ >= 0) close(fd_);
+  }
+  bool has_owner() { return fd_ < 0 || flock(fd_, LOCK_EX | LOCK_NB) != 0; }
+  /** Waits for whoever looks whether it has an owner, and may remove it as one without. */
+  void own() { flock(fd_, LOCK_EX); }
+
+ private:
+  int fd_;
+};
+
 /** A folder beside the boards, which is removed at the end of the scope unless it has been renamed. */
 class FreshFolder {
  public:
-  FreshFolder() : path_(boards_root() / ".new-XXXXXX") {
+  FreshFolder() {
     std::error_code ignored;
     fs::create_directories(boards_root(), ignored);
-    if (mkdtemp(path_.data()) == nullptr) throw Failure("cannot make " + path_ + ": " + std::strerror(errno));
+    do {
+      path_ = boards_root() / kFreshFolder;
+      if (mkdtemp(path_.data()) == nullptr) throw Failure("cannot make " + path_ + ": " + std::strerror(errno));
+      lock_.emplace(path_);
+      lock_->own();
+    } while (!fs::exists(path_));
   }
   ~FreshFolder() {
     std::error_code ignored;
@@ -67,7 +85,27 @@ class FreshFolder {
 
  private:
   std::string path_;
+  std::optional<LockedFolder> lock_;
 };
+
+// What killed commands have left.
+void remove_ownerless_folders() {
+  constexpr std::string_view kPrefix = ".new-";
+  std::error_code ignored;
+  for (const fs::directory_entry &entry : fs::directory_iterator(boards_root(), ignored)) {
+    if (!entry.path().filename().native().starts_with(kPrefix)) continue;
+    LockedFolder folder(entry.path());
+    if (!folder.has_owner()) fs::remove_all(entry.path(), ignored);
+  }
+}
+
+fs::path folder_of(const std::string &name) {
+  if (!name.empty()) check_name(name);
+  std::string enclosing = name.empty() ? variable(kBoardFolderVariable) : "";
+  if (!enclosing.empty()) return fs::absolute(enclosing);
+  remove_ownerless_folders();
+  return boards_root() / (name.empty() ? kDefaultBoard : name);
+}
 
 // Power-on states of everything, and an erased flash.
 void make_board_files(const std::string &folder) {
@@ -155,6 +193,7 @@ std::string board_type(const Board &board, unsigned slot) {
 }
 
 Json boards_document(const CommandLine &) {
+  remove_ownerless_folders();
   std::error_code none;
   std::filesystem::directory_iterator entries(boards_root(), none);
   std::set<fs::path> sorted(entries, {});
