@@ -19,8 +19,7 @@ std::vector<std::string> own_environment();
 /** Ends it and all that it has started. */
 void end_child(pid_t child);
 
-/** Runs a program and takes what it prints.
- *  @return nothing when it takes too long, and was ended; throws a Failure when it cannot be run, or fails */
-std::optional<std::string> output_of(const std::vector<std::string> &words, std::chrono::milliseconds limit);
+/** Waits for its end. @return its status; nothing when that takes too long or a signal waits: then it was ended */
+std::optional<int> wait_for_child(pid_t child, std::chrono::milliseconds limit);
 
 #endif

@@ -3,7 +3,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
+#include "debug_commands.h"
+#include "rules.h"
 #include "trace.h"
 
 // The platform's command tool on the virtual board: what no driver reaches.
@@ -11,27 +14,6 @@
 namespace {
 
 using namespace zelsim;
-
-constexpr unsigned kPhyPorts = 26;
-constexpr uint32_t kAny = 0xffffffff;
-constexpr int kMostArguments = 3;
-
-struct Command {
-  const char *name;
-  RegisterSpace space;  // Free: the serial-GPIO chain
-  bool sets;
-  int count;     // of arguments
-  int decimals;  // how many of them, from the first on, are decimal; the others are hexadecimal
-  uint32_t highest[kMostArguments];
-};
-
-constexpr Command kCommands[] = {
-    {"sgpio_set", RegisterSpace::Free, true, 3, 3, {kChainGroups - 1, kChainBits - 1, 2}},
-    {"sw_register_get", RegisterSpace::SwitchChip, false, 1, 0, {kAny}},
-    {"sw_register_set", RegisterSpace::SwitchChip, true, 2, 0, {kAny, kAny}},
-    {"phy_register_get", RegisterSpace::Phy, false, 2, 1, {kPhyPorts - 1, kAny}},
-    {"phy_register_set", RegisterSpace::Phy, true, 3, 1, {kPhyPorts - 1, kAny, 0xffff}},
-};
 
 constexpr char kUsage[] =
     "usage: debugCmd sgpio_set GROUP BIT VALUE | sw_register_get HEX | sw_register_set HEX HEX |\n"
@@ -46,7 +28,7 @@ bool parse_number(const char *word, int base, uint32_t highest, uint32_t *number
   return digits && value <= highest;
 }
 
-bool parse(const Command &command, char **words, uint32_t *numbers) {
+bool parse(const DebugCommand &command, char **words, uint32_t *numbers) {
   for (int i = 0; i < command.count; ++i) {
     int base = i < command.decimals ? 10 : 16;
     if (!parse_number(words[i], base, command.highest[i], &numbers[i])) return false;
@@ -67,7 +49,7 @@ int set_chain(Board &board, const uint32_t *numbers) {
 }
 
 // Numbers are PORT of a PHY register, the address, and the value of a set.
-int access_register(Board &board, const Command &command, const uint32_t *numbers) {
+int access_register(Board &board, const DebugCommand &command, const uint32_t *numbers) {
   bool is_phy = command.space == RegisterSpace::Phy;
   auto port = static_cast<uint8_t>(is_phy ? numbers[0] : 0);
   uint32_t address = is_phy ? numbers[1] : numbers[0];
@@ -81,14 +63,14 @@ int access_register(Board &board, const Command &command, const uint32_t *number
   return printf(format, address, value) < 0;
 }
 
-int run(Board &board, const Command &command, const uint32_t *numbers) {
+int run(Board &board, const DebugCommand &command, const uint32_t *numbers) {
   Guard guard(board);
   if (command.space == RegisterSpace::Free) return set_chain(board, numbers);
   return access_register(board, command, numbers);
 }
 
-const Command *find_command(int argc, char **argv) {
-  for (const Command &row : kCommands) {
+const DebugCommand *find_command(int argc, char **argv) {
+  for (const DebugCommand &row : kDebugCommands) {
     if (argc == row.count + 2 && strcmp(row.name, argv[1]) == 0) return &row;
   }
   return nullptr;
@@ -105,14 +87,36 @@ void trace_words(int argc, char **argv) {
   trace(kNoResult, "%s", text);
 }
 
+Fault fault_for(Board &board, const DebugCommand &command) {
+  FaultCall call = {};
+  call.node = Node::DebugCmd;
+  call.call = Call::Request;
+  call.request = static_cast<uint8_t>(&command - kDebugCommands);
+  return take_fault(board, call);
+}
+
+// A number of the rule is the exit status, of which there are eight bits.
+int act_out(const Fault &fault) {
+  if (fault.effect == Effect::Hangs) {
+    while (true) pause();
+  }
+  if (fault.effect == Effect::Nonsense) {
+    fputs("\x02#!~ 0xZZ\n", stdout);
+    return 0;
+  }
+  return end_with(fault.effect == Effect::Value ? fault.result & 0xff : 1, "debugCmd: failed\n");
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-  const Command *command = find_command(argc, argv);
-  uint32_t numbers[kMostArguments] = {};
+  const DebugCommand *command = find_command(argc, argv);
+  uint32_t numbers[kMostDebugArguments] = {};
   if (command == nullptr || !parse(*command, argv + 2, numbers)) return end_with(2, kUsage);
   const Attached *attached = environment_board();
   if (attached == nullptr) return end_with(1, errno == 0 ? "debugCmd: no board: run it under zelsim run\n" : "");
   trace_words(argc, argv);
+  const Fault fault = fault_for(*attached->board, *command);
+  if (fault.strikes) return act_out(fault);
   return run(*attached->board, *command, numbers);
 }

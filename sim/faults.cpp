@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "arguments.h"
+#include "debug_commands.h"
 #include "request.h"
 #include "rules.h"
 #include "tool.h"
@@ -45,6 +46,14 @@ Callable file_callable(const char *name, Call kind) {
   return {name, call, {}};
 }
 
+Callable debug_callable(uint8_t number) {
+  FaultCall call = {};
+  call.node = Node::DebugCmd;
+  call.call = Call::Request;
+  call.request = number;
+  return {kDebugCommands[number].name, call, {}};
+}
+
 std::vector<Callable> callables() {
   std::vector<Callable> all;
   for (const NodeDescription &node : kNodes) {
@@ -54,6 +63,7 @@ std::vector<Callable> callables() {
   all.push_back(file_callable("read", Call::Read));
   all.push_back(file_callable("write", Call::Write));
   all.push_back(file_callable("lseek", Call::Seek));
+  for (uint8_t number = 0; number < std::size(kDebugCommands); ++number) all.push_back(debug_callable(number));
   return all;
 }
 
@@ -96,7 +106,8 @@ Node parse_node(const std::string &text) {
     if (text == node.name) return node.node;
     names += node.name + std::string("|");
   }
-  parse_choice(text, "NODE", names + kAnyNode);
+  if (text == kDebugCmd) return Node::DebugCmd;
+  parse_choice(text, "NODE", names + kDebugCmd + "|" + kAnyNode);
   return Node::Any;
 }
 
@@ -151,6 +162,8 @@ void parse_result(FaultRule &rule, const std::string &text) {
   } else {
     rule.effect = parse_effect(text);
   }
+  bool of_a_program = rule.effect == Effect::Hangs || rule.effect == Effect::Nonsense;
+  if (of_a_program && rule.on.node != Node::DebugCmd) throw Usage("--result: '" + text + "' is for debugCmd");
   if (rule.effect != Effect::Closed) return;
   if (call == Call::AnyRequest) rule.on.call = Call::Open;
   if (rule.on.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
@@ -224,7 +237,7 @@ std::string effect_names() {
 
 Json fault_document(const FaultRule &rule) {
   const FaultCall &on = rule.on;
-  bool sound = rule.effect <= Effect::Killed && on.node <= Node::Any && on.call <= Call::Seek;
+  bool sound = rule.effect <= Effect::Nonsense && on.node <= Node::DebugCmd && on.call <= Call::Seek;
   if (rule.effect == Effect::None || !sound) return {};
   return {{"fault", rule.number},
           {"target", target_text(on)},

@@ -19,6 +19,8 @@ constexpr NamedEffect kNamedEffects[] = {
     {"busy", Effect::Busy},
     {"closed", Effect::Closed},
     {"killed", Effect::Killed},
+    {"hangs", Effect::Hangs},
+    {"nonsense", Effect::Nonsense},
 };
 /** The names, joined by bars. */
 std::string effect_names();

@@ -21,7 +21,7 @@ constexpr NodeDescription kNodes[] = {
     {Node::Flash, "flash", "/dev/zel_spi_flash", kFlashFile},
 };
 
-/** Null for Node::None and Node::Any. */
+/** Null for what is no device node. */
 constexpr const NodeDescription *description_of(Node node) {
   for (const NodeDescription &row : kNodes) {
     if (row.node == node) return &row;
@@ -30,10 +30,12 @@ constexpr const NodeDescription *description_of(Node node) {
 }
 
 constexpr char kAnyNode[] = "any";
+constexpr char kDebugCmd[] = "debugCmd";
 
 constexpr const char *node_name(Node node) {
   const NodeDescription *description = description_of(node);
   if (description != nullptr) return description->name;
+  if (node == Node::DebugCmd) return kDebugCmd;
   return node == Node::Any ? kAnyNode : "none";
 }
 

@@ -9,9 +9,11 @@
 namespace zelsim {
 namespace {
 
-Fault driver_answers(int result) { return {.strikes = true, .result = result}; }
-Fault kernel_refuses(int error) { return {.strikes = true, .result = -1, .error = error}; }
-Fault moves_fewer_bytes(int count) { return {.strikes = true, .short_count = true, .result = count}; }
+Fault driver_answers(int result) { return {.strikes = true, .effect = Effect::Value, .result = result}; }
+Fault kernel_refuses(int error) { return {.strikes = true, .effect = Effect::Refused, .result = -1, .error = error}; }
+Fault moves_fewer_bytes(int count) {
+  return {.strikes = true, .effect = Effect::Value, .short_count = true, .result = count};
+}
 
 bool is_kind_of_call(const FaultCall &on, Call call) {
   if (on.call == Call::AnyRequest) return call != Call::Open;
@@ -81,6 +83,9 @@ Fault take_fault(Board &board, const FaultCall &call) {
     case Effect::Killed:
       kill(getpid(), SIGKILL);
       break;
+    case Effect::Hangs:
+    case Effect::Nonsense:
+      return {.strikes = true, .effect = rule.effect};
     case Effect::Refused:
       break;
   }

@@ -9,6 +9,7 @@ namespace zelsim {
 /** What a rule does to a call. */
 struct Fault {
   bool strikes = false;
+  Effect effect = Effect::None;
   bool short_count = false;  // a read or write moves `result` bytes at most
   int result = 0;
   int error = 0;

@@ -36,7 +36,8 @@ constexpr unsigned kRegisters = 256;
 constexpr uint32_t kWatchedBytes = 0x10000;
 constexpr uint8_t kNoCage = 0xff;
 
-enum class Node : uint8_t { None, Gpio, I2c, Flash, Any };
+// DebugCmd is no node, but fails like one.
+enum class Node : uint8_t { None, Gpio, I2c, Flash, Any, DebugCmd };
 
 enum class Supply : uint8_t { None, Ac, Dc };
 
@@ -148,7 +149,8 @@ struct Flash {
   uint64_t bytes_not_erased;  // programmed while not 0xFF
 };
 
-enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed };
+// The last two are those of a program: debugCmd.
+enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed, Hangs, Nonsense };
 enum class Call : uint8_t { AnyRequest, Request, Open, Read, Write, Seek };
 
 /** A call that asks for a fault before it takes effect: a request, a read, write or seek, an open. In a rule: the calls

@@ -69,7 +69,7 @@ void unplug_module(const CommandLine &line) {
 constexpr char kFailExample[] =
     "fail i2c:BufRead@0x40 --result busy --count 3\n"
     "  zelsim fail flash:write@0x1200000-0x12fffff --skip 5\n\n"
-    "NODE: gpio, i2c, flash or any\n"
+    "NODE: gpio, i2c, flash, any, or debugCmd with its commands for requests\n"
     "REQUEST: number or name as in the trace, read, write, lseek or open; default: all but open\n"
     "ADDRESS: of a chip on the bus, or of the flash";
 

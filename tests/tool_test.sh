@@ -75,6 +75,23 @@ for words in power identity "watchdog flag" "env list"; do
   "$zelsim" heal
 done
 
+# The library does not look at how debugCmd ends: the tool does, and waits for it no longer than a person would.
+for fault in debugCmd any; do
+  "$zelsim" fail $fault
+  for words in "phy set 3 1 1" "phy get 3 2" "lamp-test 1" "register set 0x5000010 1" "register get 0x5000010"; do
+    [ $fault = any ] || says 1 'debugCmd: ended with status 255' ctl $words
+    ctl $words >/dev/null 2>&1 && fail "$words is done although $fault fails"
+  done
+  "$zelsim" heal
+done
+"$zelsim" fail debugCmd:phy_register_get --result nonsense
+says 0 '0xZZ' ctl phy get 3 2
+"$zelsim" heal
+"$zelsim" fail debugCmd --result hangs
+says 124 'debugCmd: interrupted' timeout -s INT 1 "$zelsim" run --fast -- "$build/bin/zelctl" phy get 3 2
+"$zelsim" heal
+says 0 '' ctl phy set 3 1 1
+
 # Descriptors that came closed, and a full disk: a clean answer.
 for words in "relay set 1" relay "led bogus"; do
   for closed in '<&-' '>&-' '2>&-' '<&- >&- 2>&-'; do

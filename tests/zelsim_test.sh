@@ -26,6 +26,8 @@ done <<'END'
 2;REQUEST: 'read';fail gpio:read
 2;'gpio:0x00' can never strike;fail gpio:0x00
 2;can never strike;fail i2c:GetBusy@0x40
+2;'hangs' is for debugCmd;fail gpio --result hangs
+2;REQUEST: 'open';fail debugCmd:open
 2;can never strike;fail flash@0x2000000
 1;FAULT: 7;heal 7
 1;FILE: cannot write '/nowhere/f': No such file;flash save /nowhere/f
@@ -47,6 +49,13 @@ printf 'abc' | "$zelsim" flash load - --region 'Image 2'
 "$zelsim" flash save - --region 0x1200000+3 | grep -qx abc || fail "a region is not what was loaded"
 (ulimit -f 1 && trap '' XFSZ && ! "$zelsim" flash save "$work/image" 2>/dev/null) || fail "a cut file is a success"
 [ "$(wc -c <"$work/image")" -eq 33554432 ] && [ "$(find "$work" -name '.new-*')" = "" ] || fail "a failed save left its mark"
+
+# What a killed command left goes with the next one, but not while its owner works on it.
+mkdir "$work/.new-killed" "$work/.new-owned"
+flock "$work/.new-owned" "$zelsim" show >/dev/null
+[ ! -e "$work/.new-killed" ] && [ -e "$work/.new-owned" ] || fail "ownerless folders: $(ls -A "$work")"
+"$zelsim" list >/dev/null
+[ ! -e "$work/.new-owned" ] || fail "a folder without an owner stays"
 
 # A folder that is no board hides no other.
 mkdir "$work/lost+found"

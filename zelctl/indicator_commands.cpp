@@ -79,6 +79,7 @@ void add_indicator_commands(App &app) {
   App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain", "lamp-test 1", [] {
     require_board();
     require(FW_LedTest(value), "lamp test");
+    require_debug_command("lamp test");
   });
   number(test, "MODE", value, "0 to 2: one of the groups; 3: none", 0, 3);
 }

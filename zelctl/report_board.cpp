@@ -2,7 +2,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "../cli/child.h"
 #include "event.h"
 #include "report.h"
 
@@ -180,18 +179,11 @@ static Json soc_rows(Report &report) {
 
 /** What debugCmd prints. A tool that fails or hangs is not asked again. */
 static Json phy_rows(Report &report) {
-  constexpr std::chrono::seconds kLimit(5);
   constexpr uint32_t kNumbers[] = {0, 2, 3};  // control and identifiers: reading them clears nothing
   Json all = Json::array();
   report.ask("PHYs of the switch ports", [&]() -> Json {
     for (uint32_t port = 0; port <= FW_PHY_PORT_LAST; ++port) {
-      for (const uint32_t number : kNumbers) {
-        if (interrupted()) return {};
-        auto text = output_of({"debugCmd", "phy_register_get", std::to_string(port), format("%x", number)}, kLimit);
-        if (!text) throw Failure{"debugCmd: no answer within 5 seconds"};
-        text->erase(text->find_last_not_of('\n') + 1);
-        all.push_back(record("port", port, "register", number, "debugCmd", *text));
-      }
+      for (const uint32_t number : kNumbers) all.push_back(phy_register(port, number));
     }
     return {};
   });

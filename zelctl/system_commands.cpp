@@ -22,6 +22,7 @@ static void get_register() {
   require_board();
   const std::string what = format("register 0x%X", address);
   const Printed printed = printed_by([] { return FW_GetSpecialRegister(address, &value); });
+  require_debug_command(what);
   if (CheckSpecialReg(address) != 0)
     return show(record("address", address, "class", "switch-chip", "debugCmd", answer_of(printed.text, what)));
   require(printed.status, what);
@@ -31,11 +32,13 @@ static void get_register() {
 static void set_register() {
   require_board();
   require(FW_SetSpecialRegister(address, value), format("register 0x%X", address));
+  require_debug_command(format("register 0x%X", address));
 }
 
 static void set_phy_register() {
   require_board();
   FW_SetPhyRegister(port, reg, value);
+  require_debug_command(format("PHY of port %u", port));
 }
 
 static void set_flag() { require(which == 0 ? FW_SetSystemDiagFlag(value) : FW_SetFlashAccessFlag(value), "flag"); }
@@ -98,6 +101,7 @@ Json power() {
 Json phy_register(uint32_t of_port, uint32_t of_reg) {
   require_board();
   const Printed printed = printed_by([=] { return FW_ShowPhyRegister(of_port, of_reg); });
+  require_debug_command(format("PHY of port %u", of_port));
   return record("port", of_port, "register", of_reg, "debugCmd",
                 answer_of(printed.text, format("PHY of port %u", of_port)));
 }

@@ -89,6 +89,8 @@ void require(uint32_t status, const std::string &what);
 uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what);
 /** For calls that cannot tell that the board is missing: throws a Failure when a device node cannot be opened. */
 void require_board(const std::string &before = "");
+/** Of a call that runs debugCmd, whose failure the library does not tell: throws a Failure when it failed or hung. */
+void require_debug_command(const std::string &what);
 /** Of a command that goes on to show the rest: it ends with the first of these failures. */
 void postpone(const Failure &failure);
 std::optional<Failure> take_postponed();

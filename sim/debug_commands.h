@@ -1,0 +1,30 @@
+#pragma once
+
+#include "state.h"
+
+// What the platform's command tool takes.
+
+namespace zelsim {
+
+constexpr unsigned kPhyPorts = 26;
+constexpr uint32_t kAnyWord = 0xffffffff;
+constexpr int kMostDebugArguments = 3;
+
+struct DebugCommand {
+  const char *name;
+  RegisterSpace space;  // Free: the serial-GPIO chain
+  bool sets;
+  int count;     // of arguments
+  int decimals;  // so many of them, from the first on, are decimal; the others are hexadecimal
+  uint32_t highest[kMostDebugArguments];
+};
+
+constexpr DebugCommand kDebugCommands[] = {
+    {"sgpio_set", RegisterSpace::Free, true, 3, 3, {kChainGroups - 1, kChainBits - 1, 2}},
+    {"sw_register_get", RegisterSpace::SwitchChip, false, 1, 0, {kAnyWord}},
+    {"sw_register_set", RegisterSpace::SwitchChip, true, 2, 0, {kAnyWord, kAnyWord}},
+    {"phy_register_get", RegisterSpace::Phy, false, 2, 1, {kPhyPorts - 1, kAnyWord}},
+    {"phy_register_set", RegisterSpace::Phy, true, 3, 1, {kPhyPorts - 1, kAnyWord, 0xffff}},
+};
+
+}  // namespace zelsim
