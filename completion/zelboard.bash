@@ -27,8 +27,9 @@ _zelboard() {
   done
   case ${path[*]}/$previous in
     */--board | delete/delete | reset/reset | serve/serve) words=$(_zelboard_names list board) ;;
+    load/load | save/save | forget/forget) words=$(_zelboard_names states state) ;;
     # Files, by the default below.
-    flash\ load/load | flash\ save/save | panel/--svg | run/=) words= ;;
+    flash\ load/load | flash\ save/save | panel/--svg | serve/--token-file | run/=) words= ;;
     plug/[0-9]*) words=$(_zelboard_names modules module) ;;
     # The values that the option before takes, the options, or the commands and the next argument's values. Where an
     # argument without a list comes next there is nothing: files, by the default below.

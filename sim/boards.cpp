@@ -35,11 +35,19 @@ std::shared_ptr<const Attached> attach_or_throw(const fs::path &folder) {
   return {new Attached(attached), release};
 }
 
-OpenBoard open_folder(const fs::path &folder, Intent intent) {
+AttachedBoard attach_folder(const fs::path &folder) {
   if (!fs::exists(folder))
     throw Failure("no board in " + folder.native() + " (make it with: zelsim create " + folder.filename().native() +
                   ")");
-  auto attached = attach_or_throw(folder);
+  return {folder, attach_or_throw(folder)};
+}
+
+OpenBoard open_folder(const fs::path &folder, Intent intent) {
+  auto attached = attach_folder(folder).attached;
+  if (attached->board->watch.loading[0] != '\0') {
+    Guard guard(*attached->board);
+    finish_loading(folder, *attached->board);
+  }
   return {folder, attached, Guard(*attached->board, intent)};
 }
 
@@ -129,6 +137,7 @@ std::error_code make_board(const fs::path &folder, const Words &slots) {
   for (unsigned slot = 0; slot < slots.size(); ++slot) {
     unsigned type = parse_choice(slots[slot], "--slots", kBoardTypes);
     fit(*attached->board, slot, static_cast<uint8_t>(type));
+    attached->board->made_slots[slot] = static_cast<uint8_t>(type);
   }
   fs::permissions(fresh.path(), fs::perms(0755));
   std::error_code failed;
@@ -159,14 +168,14 @@ Json board_row(const std::string &name) {
 
 }  // namespace
 
-void check_name(const std::string &name) {
+void check_name(const std::string &name, const std::string &argument) {
   constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-";
   constexpr size_t kLongest = 64;
   bool good_size = !name.empty() && name.size() <= kLongest;
   bool good_start = !name.starts_with('.') && !name.starts_with('-');
   bool plain = name.find_first_not_of(kPlain) == std::string::npos;
   if (!good_size || !good_start || !plain)
-    throw Usage("NAME: '" + name + "' is no board's name (letters, digits, '.', '_', '-', 64 at most)");
+    throw Usage(argument + ": '" + name + "' is no " + (argument == "NAME" ? "board's name" : "name") + " (letters, digits, '.', '_', '-', 64 at most)");
 }
 
 fs::path boards_root() {
@@ -175,6 +184,8 @@ fs::path boards_root() {
   if (std::string home = variable("HOME"); !home.empty()) return fs::absolute(home) / ".local/state/zelsim";
   throw Failure("neither ZELSIM_HOME, XDG_STATE_HOME nor HOME is set");
 }
+
+AttachedBoard attach_board(const std::string &name) { return attach_folder(folder_of(name)); }
 
 OpenBoard open_board(const std::string &name, Intent intent) { return open_folder(folder_of(name), intent); }
 
@@ -218,13 +229,16 @@ void create_board(const CommandLine &line) {
 
 void reset_board(const CommandLine &line) {
   if (line.flash) erase_flash({line.name()});
-  power_on(*open_board(line.name()));
+  OpenBoard board = open_board(line.name());
+  power_on(*board);
+  for (unsigned slot = 0; slot < kSlots; ++slot) fit(*board, slot, board->made_slots[slot]);
 }
 
 void delete_board(const CommandLine &line) {
   fs::path folder = folder_of(line.name());
   if (!fs::exists(folder)) throw Failure("no board in " + folder.native());
   mark_deleted(folder);
+  fs::remove_all(folder / kStatesFolder);
   fs::remove(folder.native() + kStateFile);
   for (const NodeDescription &node : kNodes) fs::remove(folder.native() + node.file);
   fs::remove(folder);

@@ -19,8 +19,8 @@ struct OpenBoard {
   Board *operator->() const { return attached->board; }
 };
 
-/** Throws Usage for what cannot be a board's name. */
-void check_name(const std::string &name);
+/** Throws Usage for what cannot be a name: of a board, or of what `argument` names. */
+void check_name(const std::string &name, const std::string &argument = "NAME");
 
 /** The folder of all boards. */
 std::filesystem::path boards_root();
@@ -31,6 +31,18 @@ OpenBoard open_board(const std::string &name, Intent intent = Intent::Change);
 inline OpenBoard look_at(const std::string &name) { return open_board(name, Intent::Look); }
 /** Opens a board, and makes it before if it is missing. */
 OpenBoard open_or_make_board(const std::string &name);
+
+/** A board that is not locked. */
+struct AttachedBoard {
+  std::filesystem::path folder;
+  std::shared_ptr<const Attached> attached;
+};
+AttachedBoard attach_board(const std::string &name);
+
+/** In a board's folder. */
+constexpr char kStatesFolder[] = "states";
+/** Loads once more the state whose loading was cut off, if there is one; under the board's lock. */
+void finish_loading(const std::filesystem::path &folder, Board &board);
 
 /** Names of the board types by the numbers that the I2C driver gives them: kNoBoard, kCopperBoard, kSfpBoard. */
 constexpr char kBoardTypes[] = "none|copper|sfp";

@@ -9,6 +9,8 @@ constexpr char kTraceVariable[] = "ZELSIM_TRACE";             // a file, or "-" 
 constexpr char kTraceOpensVariable[] = "ZELSIM_TRACE_OPENS";  // switch: trace opens and closes, too
 constexpr char kFastVariable[] = "ZELSIM_FAST";               // switch: pauses are counted, not slept
 constexpr char kChipTimesVariable[] = "ZELSIM_CHIP_TIMES";    // switch: the flash takes the chip's time
+/** The secret of `zelsim serve`, from its user or to the web server. */
+constexpr char kWebTokenVariable[] = "ZELSIM_TOKEN";
 
 /** A variable's text, empty if there is none. */
 const char *variable(const char *name);

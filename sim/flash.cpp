@@ -1,6 +1,7 @@
 #include <errno.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
 
 #include "flash.h"
 #include "request.h"
@@ -57,9 +58,31 @@ const Request kRequests[] = {
     {0xdd, "SelectLowerSegment", Shape::None, kTakes, "", select_lower_segment},
 };
 
+/** Tells those who would change the board as a whole that this process is between two pieces of a change. */
+class FlashUse {
+ public:
+  explicit FlashUse(Board &board) {
+    auto own = static_cast<uint32_t>(getpid());
+    for (uint32_t &user : board.watch.flash_users) {
+      uint32_t none = 0;
+      if (!__atomic_compare_exchange_n(&user, &none, own, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST)) continue;
+      user_ = &user;
+      return;
+    }
+  }
+  ~FlashUse() {
+    if (user_ != nullptr) __atomic_store_n(user_, 0, __ATOMIC_SEQ_CST);
+  }
+  FlashUse(const FlashUse &) = delete;
+  FlashUse &operator=(const FlashUse &) = delete;
+
+ private:
+  uint32_t *user_ = nullptr;  // null: more processes use the flash than there is room for
+};
+
 // Asks for a fault. Returns false with errno if it stops the call. A fault that shortens the call leaves fewer bytes in
 // `size`.
-bool passes(Board &board, Call kind, off_t at, size_t *size) {
+bool passes(Board &board, Call kind, off_t at, size_t *size, TracedAccess *access) {
   FaultCall call = {};
   call.node = Node::Flash;
   call.call = kind;
@@ -67,8 +90,10 @@ bool passes(Board &board, Call kind, off_t at, size_t *size) {
   call.first_address = static_cast<uint32_t>(at);
   call.last_address = call.first_address;
   if (*size > 0) call.last_address = static_cast<uint32_t>(call.first_address + *size - 1);
+  count_request(board);
   Fault fault = take_fault(board, call);
   if (!fault.strikes) return true;
+  access->fault = fault.rule;
   if (!fault.short_count) {
     errno = fault.error;
     return false;
@@ -105,6 +130,7 @@ bool program(const Attached &attached, int fd, uint32_t page, uint32_t start, co
 // A call of up to a page is one program operation, whose address wraps inside the page as in the chip; a longer one,
 // which only a tool makes, is cut at the page ends.
 ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_t size, off_t at) {
+  FlashUse use(*attached.board);
   bool cut_at_pages = size > kPageSize;
   size_t done = 0;
   while (done < size) {
@@ -117,6 +143,7 @@ ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_
       Guard guard(*attached.board);
       select_segment(*attached.board, address);
       if (!program(attached, fd, address - start, start, data + done, piece)) break;
+      sign_change(*attached.board, Node::Flash);
     }
     sleep_for(kPageProgramNs);
     done += piece;
@@ -149,14 +176,15 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
   off_t from = position_of(fd, at);
   size_t wanted = size;
   ssize_t result = -1;
-  if (passes(*attached.board, Call::Read, from, &wanted)) {
+  TracedAccess access;
+  if (passes(*attached.board, Call::Read, from, &wanted, &access)) {
     Guard guard(*attached.board);
     result = at == kAtPosition ? sys::read(fd, data, wanted) : sys::pread(fd, data, wanted, at);
     if (result > 0) select_segment(*attached.board, from + result - 1);
   }
   auto *bytes = static_cast<uint8_t *>(data);
   for (ssize_t i = 0; i < result; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
-  trace(result, "flash read 0x%08lx+0x%zx", from, size);
+  trace(access, result, "flash read 0x%08lx+0x%zx", from, size);
   return result;
 }
 
@@ -164,28 +192,30 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
   off_t from = position_of(fd, at);
   size_t wanted = size;
   ssize_t result = -1;
+  TracedAccess access;
   if (from < 0) {
     errno = EINVAL;
   } else if (from >= off_t{kFlashSize}) {
     errno = ENOSPC;
-  } else if (passes(*attached.board, Call::Write, from, &wanted)) {
+  } else if (passes(*attached.board, Call::Write, from, &wanted, &access)) {
     auto room = static_cast<size_t>(kFlashSize - from);
     result = program_all(attached, fd, static_cast<const uint8_t *>(data), wanted < room ? wanted : room, from);
   }
   if (result > 0 && at == kAtPosition) sys::lseek(fd, from + result, SEEK_SET);
-  trace(result, "flash write 0x%08lx+0x%zx", from, size);
+  trace(access, result, "flash write 0x%08lx+0x%zx", from, size);
   return result;
 }
 
 off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
   size_t none = 0;
   off_t result = -1;
+  TracedAccess access;
   if (whence > SEEK_END) {
     errno = EINVAL;  // a device has no holes
-  } else if (passes(*attached.board, Call::Seek, offset, &none)) {
+  } else if (passes(*attached.board, Call::Seek, offset, &none, &access)) {
     result = sys::lseek(fd, offset, whence);
   }
-  trace(result, "flash lseek %s0x%08lx", origin_name(whence), offset);
+  trace(access, result, "flash lseek %s0x%08lx", origin_name(whence), offset);
   return result;
 }
 
@@ -194,11 +224,13 @@ int flash_erase(const Attached &attached, int fd, uint32_t address) {
   uint32_t sector = address / kSectorSize;
   errno = EINVAL;
   if (sector >= kSectors) return -1;
+  FlashUse use(*attached.board);
   {
     Guard guard(*attached.board);
     select_segment(*attached.board, address);
     if (sys::pwrite(fd, erased, sizeof erased, static_cast<off_t>(sector) * off_t{kSectorSize}) < 0) return -1;
     ++attached.board->flash.erases[sector];
+    sign_change(*attached.board, Node::Flash);
   }
   sleep_for(kSectorEraseNs);
   return 0;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <numeric>
 
+#include "documents.h"
 #include "flash_map.h"
 #include "system_calls.h"
 #include "tool.h"
@@ -96,11 +97,15 @@ Json flash_counters(const Flash &flash) {
           {"worst_erases", *worst}};
 }
 
+Json regions_of(const Flash &flash) {
+  Json regions = Json::array();
+  for (const FlashRegion &region : flash_regions()) regions.push_back(region_row(region, flash));
+  return regions;
+}
+
 Json flash_document(const CommandLine &line) {
   OpenBoard board = look_at(line.board);
-  Json regions = Json::array();
-  for (const FlashRegion &region : flash_regions()) regions.push_back(region_row(region, board->flash));
-  return {{"flash", flash_counters(board->flash)}, {"regions", regions}};
+  return {{"flash", flash_counters(board->flash)}, {"regions", regions_of(board->flash)}};
 }
 
 void load_flash(const CommandLine &line) {

@@ -1,6 +1,7 @@
 #include "../cli/panel.h"
 
 #include <algorithm>
+#include <cstring>
 #include <type_traits>
 
 #include "indicators.h"
@@ -61,6 +62,17 @@ PanelState state_of(const Board &board) {
     }
   }
   for (unsigned port = kFirstMainPort; port < kPorts; ++port) state.ports[port] = port_state(board, port);
+  for (unsigned port = 0; port < kPorts; ++port) {
+    const Cage &cage = board.cages[port];
+    state.modules[port] = std::string(cage.name, strnlen(cage.name, sizeof cage.name));
+    bool has_link = cage.fitted != 0 && cage.phy != PhyKind::None;
+    // Without its transmitter a copper module keeps its PHY in reset.
+    if (has_link) state.links[port] = tx_disable(board, port) != 0 ? 0 : cage.link_speed;
+  }
+  for (unsigned i = 0; i < std::size(board.supply); ++i) {
+    std::string type = name_of("|AC|DC", static_cast<unsigned>(board.supply[i]));
+    state.supply[i] = {type, board.supply_good[i] != 0};
+  }
   state.relay = std::to_string(board.gpio.relay);
   state.supplies = supplies_of(board);
   state.alarm = supply_alarm(board);

@@ -79,6 +79,7 @@ void let_driver_answer(const Attached &attached, RequestEvent &event, void *reco
   {
     Guard guard(*attached.board, request.fills ? Intent::Look : Intent::Change);
     event.result = request.handle(*attached.board, request, event.after);
+    if (!request.fills) sign_change(*attached.board, event.node);
   }
   if (request.fills) memcpy(record, event.after, record_size(request));
 }
@@ -93,6 +94,7 @@ void answer(const Attached &attached, int fd, RequestEvent &event, void *record)
   if (erases(request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
   Fault fault = take_fault(*attached.board, fault_call(event));
   if (fault.strikes) {
+    event.fault = fault.rule;
     event.result = fault.result;
     event.error = fault.error;
   } else if (erases(request)) {
@@ -151,6 +153,8 @@ int answer_request(const Attached &attached, Node node, int fd, uint8_t number, 
   event.node = node;
   event.number = number;
   event.request = find_request(node, number);
+  event.began_us = trace_clock();
+  count_request(*attached.board);
   answer(attached, fd, event, record);
   if (event.result < 0) errno = event.error;
   trace_request(event);

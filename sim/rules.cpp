@@ -68,9 +68,7 @@ bool matches(const FaultCall &on, const FaultCall &call) {
   return call.has_address && overlaps(on, call);
 }
 
-Fault take_fault(Board &board, const FaultCall &call) {
-  if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
-  const FaultRule rule = use_rule(board, call);
+static Fault effect_of(const FaultRule &rule, const FaultCall &call) {
   switch (rule.effect) {
     case Effect::None:
       return {};
@@ -90,6 +88,14 @@ Fault take_fault(Board &board, const FaultCall &call) {
       break;
   }
   return kernel_refuses(EIO);
+}
+
+Fault take_fault(Board &board, const FaultCall &call) {
+  if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
+  const FaultRule rule = use_rule(board, call);
+  Fault fault = effect_of(rule, call);
+  fault.rule = rule.number;
+  return fault;
 }
 
 const FaultRule *add_rule(Board &board, const FaultRule &rule) {

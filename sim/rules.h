@@ -13,6 +13,7 @@ struct Fault {
   bool short_count = false;  // a read or write moves `result` bytes at most
   int result = 0;
   int error = 0;
+  uint32_t rule = 0;  // its number
 };
 
 /** Finds the first rule for this call and uses it up by one. A rule that kills does not return. */

@@ -4,6 +4,7 @@
 #include "faults.h"
 #include "indicators.h"
 #include "modules.h"
+#include "documents.h"
 #include "tool.h"
 
 // What a board is like, gathered as JSON.
@@ -149,11 +150,9 @@ Json chain_of(const Board &board) {
 
 }  // namespace
 
-Json board_document(const CommandLine &line) {
-  OpenBoard open = look_at(line.board);
-  const Board &board = *open;
-  return {{"board", open.folder.filename().native()},
-          {"folder", open.folder.native()},
+Json document_of(const Board &board, const std::filesystem::path &folder) {
+  return {{"board", folder.filename().native()},
+          {"folder", folder.native()},
           {"slots", slots_of(board)},
           {"supplies", supplies_of(board)},
           {"panel", panel_of(board)},
@@ -167,6 +166,11 @@ Json board_document(const CommandLine &line) {
           {"faults", faults_of(board)},
           {"settle_ms", board.settle_ms},
           {"paused_us", board.paused_us}};
+}
+
+Json board_document(const CommandLine &line) {
+  OpenBoard open = look_at(line.board);
+  return document_of(*open, open.folder);
 }
 
 }  // namespace zelsim::tool

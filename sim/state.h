@@ -11,7 +11,7 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 3;
+constexpr uint32_t kVersion = 5;
 
 // The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
 constexpr unsigned kSlots = 3;
@@ -174,15 +174,57 @@ struct FaultRule {
   uint32_t number;  // of no other rule of this board, before or after
 };
 
+/** A process that has changed something through a driver. */
+struct ChangedBy {
+  uint32_t process;
+  char program[20];
+};
+
+/** What somebody did to the board from outside, and the commands that undo it, separated by semicolons. */
+struct Act {
+  int64_t at_us;  // since 1970
+  char who[24];
+  char command[200];
+  char undo[792];
+};
+constexpr unsigned kActs = 32;
+
+/** A call as the trace hands it to those who watch. The bytes of the request's record, before and after, or else a text
+ *  follow. */
+struct TraceRecord {
+  uint16_t size;  // with what follows
+  Node node;      // None: a text follows
+  uint8_t number;
+  uint8_t has_record;
+  int32_t result;
+  int32_t error;
+  uint32_t address;
+  uint32_t fault;  // number of the rule that struck, or 0
+  uint32_t duration_us;
+  uint32_t process;
+  int64_t at_us;  // since 1970
+  char program[20];
+};
+
+constexpr int32_t kNoTraceResult = INT32_MIN;  // of a call that has none to tell
+constexpr unsigned kNodeKinds = 4;
+constexpr unsigned kFlashUsers = 8;
+
 /** For those who watch the board from outside. Counts wrap. */
 struct Watch {
   uint32_t changes;    // of the board so far
   uint32_t awaited;    // somebody sleeps on the count until it grows
   uint32_t reflashed;  // how often the flash got other contents as a whole
-  // The trace. A reader sets `wanted`; lines are written while `written` is less.
+  uint32_t requests;   // that programs have made
+  ChangedBy changed_by[kNodeKinds];    // last, by node
+  uint32_t flash_users[kFlashUsers];  // processes within a write or an erase, which let go of the lock; 0: none
+  char loading[65];                   // the saved state that is being loaded; empty: none
+  uint32_t acts_done;
+  Act acts[kActs];
+  // The trace. A reader sets `wanted`; records are written while `written` is less.
   uint32_t written;  // bytes so far
   uint32_t wanted;
-  char lines[kWatchedBytes];
+  uint8_t records[kWatchedBytes];
 };
 
 struct Board {
@@ -202,6 +244,7 @@ struct Board {
   uint32_t last_rule;   // number of the rule that was made last
   FaultRule rules[kMaxRules];
   uint64_t paused_us;  // pauses counted and not slept; they advance the board's time
+  uint8_t made_slots[kSlots];  // what `create` fitted
   uint32_t settle_ms;  // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
   Watch watch;
 };

@@ -36,6 +36,8 @@ struct CommandLine {
   std::string port = "8080";
   std::string listen = "127.0.0.1";
   std::string token = {};
+  std::string token_file = {};
+  Words hosts = {};
   std::optional<std::string> svg = {};
   std::optional<std::string> trace = {};  // an empty one goes to standard error
   bool json = false;
@@ -52,6 +54,10 @@ struct CommandLine {
 
 using Command = void(const CommandLine &line);
 
+// states.cpp
+Command save_state;
+Command load_state;
+Command forget_state;
 // boards.cpp
 Command create_board;
 Command reset_board;
@@ -81,6 +87,7 @@ Document flash_document;
 Document faults_document;
 Document modules_document;
 Document requests_document;
+Document states_document;
 
 /** Counters of the flash as a whole. */
 Json flash_counters(const Flash &flash);
@@ -99,6 +106,7 @@ struct CommandRow {
   const char *example = nullptr;  // null: made of the arguments
   bool shows = false;             // prints data, which can be JSON
   const char *alias = nullptr;    // another accepted name; of a command in a group its last word
+  bool undo = true;               // other commands can undo it
 };
 
 /** What a person or the world does to a switch. */

@@ -4,6 +4,8 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
+#include <unistd.h>
 
 #include "nodes.h"
 #include "system_calls.h"
@@ -28,13 +30,33 @@ struct Readers {
   bool none() const { return file[0] == '\0' && watched == nullptr; }
 };
 
-void show_watchers(Board &board, const char *text, size_t size) {
-  Guard guard(board);
-  Watch &watch = board.watch;
-  for (size_t i = 0; i < size; ++i) {
-    watch.lines[watch.written % kWatchedBytes] = text[i];
-    ++watch.written;
-  }
+void put_bytes(Watch &watch, const void *bytes, size_t size) {
+  size_t at = watch.written % kWatchedBytes;
+  size_t first = size < kWatchedBytes - at ? size : kWatchedBytes - at;
+  memcpy(watch.records + at, bytes, first);
+  memcpy(watch.records, static_cast<const uint8_t *>(bytes) + first, size - first);
+  watch.written += static_cast<uint32_t>(size);
+}
+
+/** Bytes that follow a record. */
+struct Piece {
+  const void *bytes;
+  size_t size;
+};
+
+// The readers look by themselves from time to time: waking them at each record would cost more than the request.
+void show_watchers(Board &board, TraceRecord record, const TracedAccess &access, Piece first, Piece second = {}) {
+  int64_t now = host_time_us();
+  record.at_us = access.began_us != 0 ? access.began_us : now;
+  record.duration_us = static_cast<uint32_t>(now - record.at_us);
+  record.fault = access.fault;
+  record.process = static_cast<uint32_t>(getpid());
+  strncpy(record.program, program_invocation_short_name, sizeof record.program - 1);
+  record.size = static_cast<uint16_t>(sizeof record + first.size + second.size);
+  Guard guard(board, Intent::Look);
+  put_bytes(board.watch, &record, sizeof record);
+  put_bytes(board.watch, first.bytes, first.size);
+  put_bytes(board.watch, second.bytes, second.size);
 }
 
 // One write, so that several processes may share a file. No descriptor is kept: the traced program may close any number
@@ -64,12 +86,23 @@ class TraceLine {
     va_end(arguments);
   }
 
-  void send(const Readers &readers, long result) {
+  void write(const char *file, long result) {
     add_result(result);
     text_[size_++] = '\n';
-    if (readers.file[0] != '\0') write_to(readers.file, text_, size_);
-    if (readers.watched != nullptr) show_watchers(*readers.watched, text_, size_);
-    errno = error_;
+    write_to(file, text_, size_);
+  }
+
+  void show(Board &board, const TracedAccess &access, long result) const {
+    TraceRecord record = {};
+    record.result = result == kNoResult ? kNoTraceResult : static_cast<int32_t>(result);
+    record.error = result < 0 ? error_ : 0;
+    show_watchers(board, record, access, {text_, size_});
+  }
+
+  size_t copy(char *to, size_t size) const {
+    size_t length = size_ < size ? size_ : size;
+    memcpy(to, text_, length);
+    return length;
   }
 
  private:
@@ -86,8 +119,15 @@ class TraceLine {
 
   char text_[1024];
   size_t size_ = 0;
-  int error_ = errno;  // the caller's
+  const int error_ = errno;  // the caller's
 };
+
+void send(TraceLine &line, const Readers &readers, const TracedAccess &access, long result) {
+  int error = errno;
+  if (readers.watched != nullptr) line.show(*readers.watched, access, result);
+  if (readers.file[0] != '\0') line.write(readers.file, result);
+  errno = error;
+}
 
 void add_bytes(TraceLine &line, const uint8_t *data, size_t size) {
   for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
@@ -175,19 +215,64 @@ void add_request(TraceLine &line, const RequestEvent &event) {
   add_record(line, request, event.after);
 }
 
-}  // namespace
-
-void trace_request(const RequestEvent &event) {
-  Readers readers;
-  if (readers.none()) return;
-  TraceLine line;
+void add_event(TraceLine &line, const RequestEvent &event) {
   line.add("%s 0x%02X", node_name(event.node), event.number);
   if (event.request != nullptr) {
     add_request(line, event);
   } else {
     line.add(" ?");
   }
-  line.send(readers, event.result);
+}
+
+// What the record says is told by those who read it: the program is not held up by that.
+void show_request(Board &board, const RequestEvent &event) {
+  TraceRecord record = {};
+  record.node = event.node;
+  record.number = event.number;
+  record.has_record = event.request != nullptr && event.error != EFAULT;
+  record.result = event.result;
+  record.error = event.error;
+  record.address = event.address;
+  size_t size = record.has_record != 0 ? record_size(*event.request) : 0;
+  show_watchers(board, record, {event.began_us, event.fault}, {event.before, size}, {event.after, size});
+}
+
+}  // namespace
+
+void trace_request(const RequestEvent &event) {
+  Readers readers;
+  if (readers.none()) return;
+  int error = errno;
+  if (readers.watched != nullptr) show_request(*readers.watched, event);
+  if (readers.file[0] != '\0') {
+    errno = error;
+    TraceLine line;
+    add_event(line, event);
+    line.write(readers.file, event.result);
+  }
+  errno = error;
+}
+
+size_t request_line(const RequestEvent &event, char *text, size_t size) {
+  TraceLine line;
+  add_event(line, event);
+  return line.copy(text, size);
+}
+
+int64_t host_time_us() {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
+}
+
+int64_t trace_clock() { return Readers().watched != nullptr ? host_time_us() : 0; }
+
+void count_request(Board &board) { __atomic_add_fetch(&board.watch.requests, 1, __ATOMIC_RELAXED); }
+
+void sign_change(Board &board, Node node) {
+  ChangedBy &by = board.watch.changed_by[static_cast<unsigned>(node)];
+  by.process = static_cast<uint32_t>(getpid());
+  strncpy(by.program, program_invocation_short_name, sizeof by.program - 1);
 }
 
 void trace(long result, const char *format, ...) {
@@ -198,7 +283,18 @@ void trace(long result, const char *format, ...) {
   va_start(arguments, format);
   line.add_list(format, arguments);
   va_end(arguments);
-  line.send(readers, result);
+  send(line, readers, {0, 0}, result);
+}
+
+void trace(const TracedAccess &access, long result, const char *format, ...) {
+  Readers readers;
+  if (readers.none()) return;
+  TraceLine line;
+  va_list arguments;
+  va_start(arguments, format);
+  line.add_list(format, arguments);
+  va_end(arguments);
+  send(line, readers, access, result);
 }
 
 }  // namespace zelsim

@@ -19,14 +19,36 @@ struct RequestEvent {
   int result;
   int error;         // errno of a negative result
   uint32_t address;  // of an erase
+  int64_t began_us;  // as trace_clock() has it
+  uint32_t fault;    // number of the rule that struck, or 0
 };
 
 void trace_request(const RequestEvent &event);
+/** The line of a request without its result. Returns its length. */
+size_t request_line(const RequestEvent &event, char *text, size_t size);
+
+/** The time for a call's duration, in microseconds; 0 while nobody watches the board. */
+int64_t trace_clock();
+/** The clock of the records: microseconds since 1970. */
+int64_t host_time_us();
+
+/** Counts a call of a program. */
+void count_request(Board &board);
+/** Keeps that this process has changed something; under the board's lock. */
+void sign_change(Board &board, Node node);
 
 /** The result of a line that has none to tell. */
 constexpr long kNoResult = std::numeric_limits<long>::min();
 
 /** Writes one line. Behind it stands the result, or -1 and errno's name. errno stays. */
 __attribute__((format(printf, 2, 3))) void trace(long result, const char *format, ...);
+
+/** When an access to the flash began, and what struck it. */
+struct TracedAccess {
+  int64_t began_us = trace_clock();
+  uint32_t fault = 0;
+};
+/** The same for such an access. */
+__attribute__((format(printf, 3, 4))) void trace(const TracedAccess &access, long result, const char *format, ...);
 
 }  // namespace zelsim

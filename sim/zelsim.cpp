@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "acts.h"
 #include "arguments.h"
 #include "faults.h"
 #include "tool.h"
@@ -15,7 +16,7 @@ using namespace zelsim::tool;
 constexpr CommandRow kOwnCommands[] = {
     {"run", "", "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]", run,
      "run --fast --trace -- zelctl ports"},
-    {"serve", "?NAME", "Show a board in a browser, where it can be touched; it is made when missing", serve,
+    {"serve", "?NAME", "Show a board in a browser, which is made when missing, or all boards", serve,
      "serve lab --port 8080"},
     {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
      create_board, "create lab --slots sfp,copper,none"},
@@ -26,6 +27,7 @@ constexpr CommandRow kOwnCommands[] = {
      true},
     {"panel", "", "Draw the front panel in the terminal, or as a picture", draw_panel, "panel --svg panel.svg"},
     {"modules", "", "List the catalogue of modules", show<modules_document>, "modules", true},
+    {"states", "", "List the states that were saved", show<states_document>, "states --json", true},
     {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
     {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
     {"flash save", "FILE", "Write the 32 MiB to a file", save_flash,
@@ -74,7 +76,7 @@ std::string example_of(const CommandRow &row) {
   return line;
 }
 
-void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, Command *&chosen) {
+void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, const CommandRow *&chosen) {
   Words path = split(row.name, ' ');
   CLI::App *parent = path.size() > 1 ? root.get_subcommand(path[0]) : &root;
   CLI::App *app = parent->add_subcommand(path.back(), row.what);
@@ -90,7 +92,7 @@ void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, Comma
   for (const std::string &argument : split(row.arguments, ' ')) add_argument(*app, argument, line);
   app->footer("Example:\n  zelsim " + example_of(row));
   app->require_subcommand(row.run == nullptr ? 1 : 0);
-  if (row.run != nullptr) app->callback([&] { chosen = row.run; });
+  if (row.run != nullptr) app->callback([&] { chosen = &row; });
 }
 
 void add_run_options(CLI::App &run, CommandLine &line) {
@@ -106,7 +108,11 @@ void add_serve_options(CLI::App &serve, CommandLine &line) {
   serve.add_option("--port", line.port, "0 is any that is free; default: 8080")->type_name("0-65535");
   serve.add_option("--listen", line.listen, "default: 127.0.0.1; any other than this machine's own needs --token")
       ->type_name("ADDRESS");
-  serve.add_option("--token", line.token, "a secret that every request must bring")->type_name("TOKEN");
+  serve.add_option("--host", line.hosts, "a name by which other machines call this one; may be repeated")
+      ->type_name("NAME");
+  serve.add_option("--token", line.token, "a secret that every request must bring; better from a file or $ZELSIM_TOKEN")
+      ->type_name("TOKEN");
+  serve.add_option("--token-file", line.token_file, "a file with the secret, - for standard input")->type_name("FILE");
 }
 
 void add_fail_options(CLI::App &fail, CommandLine &line) {
@@ -155,12 +161,18 @@ int main(int argc, char **argv) {
                    "Example:\n  zelsim create && zelsim fit 1 sfp && zelsim run -- zelctl ports");
   app->require_subcommand(1);
   CommandLine line;
-  Command *chosen = nullptr;
+  const CommandRow *chosen = nullptr;
   for (const CommandRow &row : kOwnCommands) add_command(*app, row, line, chosen);
   for (const CommandRow &row : world_commands()) add_command(*app, row, line, chosen);
   add_options(*app, line);
   // The words behind "--" are the program's and never looked at.
   char **end = end_of_own_words(argc, argv);
   if (end != argv + argc) line.words.assign(end + 1, argv + argc);
-  return run_program(*app, static_cast<int>(end - argv), argv, [&] { chosen(line); });
+  return run_program(*app, static_cast<int>(end - argv), argv, [&] {
+    if (world_command(chosen->name) != nullptr) {
+      perform(*chosen, line, kByShell);
+    } else {
+      chosen->run(line);
+    }
+  });
 }

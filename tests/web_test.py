@@ -15,7 +15,9 @@ import unittest
 try:
     from selenium import webdriver
     from selenium.webdriver.chrome.service import Service
+    from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
+    from selenium.webdriver.common.keys import Keys
 except ImportError:
     webdriver = None
 
@@ -39,6 +41,10 @@ def run(*words, **options):
     return subprocess.run(words, check=True, capture_output=True, text=True, **options).stdout
 
 
+def zelsim(line):
+    return run(ZELSIM, *line.split())
+
+
 def on_switch(*words):
     return run(ZELSIM, "run", "--fast", "--", *words)
 
@@ -46,21 +52,26 @@ def on_switch(*words):
 class Server(unittest.TestCase):
     """A fresh board and its server for each case."""
 
-    options = ()
+    words = ("default",)
 
     def setUp(self):
         home = tempfile.TemporaryDirectory()
         self.addCleanup(home.cleanup)
         self.home = os.environ["ZELSIM_HOME"] = home.name
-        run(ZELSIM, "create", "--slots", "sfp,copper,none")
-        self.server = subprocess.Popen((ZELSIM, "serve", "--port", "0", *self.options), stdout=subprocess.PIPE, text=True)
+        zelsim("create --slots sfp,copper,none")
+        self.start("0")
+
+    def start(self, port):
+        words = (ZELSIM, "serve", *self.words, "--port", port)
+        self.server = subprocess.Popen(words, stdout=subprocess.PIPE, text=True)
         self.address = self.server.stdout.readline().strip()
         self.port = int(self.address.split(":")[2].split("/")[0])
         self.addCleanup(self.end)
 
     def end(self):
-        self.server.send_signal(signal.SIGINT)
-        self.assertEqual(self.server.wait(PATIENCE), 0)
+        if self.server.returncode is None:
+            self.server.send_signal(signal.SIGINT)
+            self.assertEqual(self.server.wait(PATIENCE), 0)
         self.server.stdout.close()
 
     def ask(self, path, body=None, **headers):
@@ -77,23 +88,44 @@ class Server(unittest.TestCase):
         self.assertEqual(status, 200, text)
         return json.loads(text)["done"]
 
+    def follow(self, news, query=""):
+        """Reads the stream of events into `news`: parts as they are last, logs as a whole."""
+        page = socket.create_connection(("127.0.0.1", self.port))
+        page.sendall(f"GET /api/events?{query} HTTP/1.1\r\nHost: localhost\r\n\r\n".encode())
+
+        def read():
+            with page.makefile(encoding="utf-8") as lines:
+                for line in lines:
+                    if not line.startswith("data: "):
+                        continue
+                    for name, value in json.loads(line[6:]).items():
+                        is_log = name in ("activity", "requests")
+                        news[name] = news.get(name, []) + value if is_log else value
+
+        threading.Thread(target=read, daemon=True).start()
+        return page
+
 
 class Interface(Server):
     def test_documents_are_those_of_zelsim(self):
         self.act("plug", port=5, module="1g-lx")
         self.act("fail", node="i2c:BufRead@0x40", result="busy", count=3)
-        for path, command in (("board", ("show",)), ("modules", ("modules",)), ("faults", ("fail", "--list"))):
+        self.act("save", state="before")
+        for path, command in (("board", "show"), ("modules", "modules"), ("faults", "fail --list"),
+                              ("requests", "fail --requests"), ("states", "states")):
             document = json.loads(self.ask("/api/" + path)[1])
-            shown = json.loads(run(ZELSIM, *command, "--json"))
+            shown = json.loads(zelsim(command + " --json"))
             for each in (document, shown):
                 each.get("i2c", {}).pop("clock", None)
             self.assertEqual(document, shown)
-        self.assertEqual(self.ask("/panel.svg")[1], run(ZELSIM, "panel", "--svg", "-"))
+        self.assertEqual(self.ask("/panel.svg")[1], zelsim("panel --svg -"))
         self.assertEqual(json.loads(self.ask("/api/module?port=5")[1])["decoded"]["part_number"], "ZL-1G-LX")
+        self.assertEqual(json.loads(self.ask("/api/flash/bytes?start=65536&size=4")[1])["bytes"], "ffffffff")
 
     def test_every_command_is_an_action(self):
-        examples = {"slot": "1", "board": "sfp", "port": "5", "module": "copper", "node": "gpio", "byte": "7", "byte1": "0x7",
-                    "celsius": "71.5", "time": "2026-03-15T14:30:45", "milliseconds": 3}
+        examples = {"slot": "1", "board": "sfp", "port": "5", "module": "10g-sr", "node": "gpio", "byte": "7",
+                    "byte1": "0x7", "celsius": "71.5", "time": "2026-03-15T14:30:45", "milliseconds": 3, "state": "s",
+                    "value": "1"}
         for row in json.loads(self.ask("/api/actions")[1])["actions"]:
             fields = {field["field"]: (field["values"] or [examples.get(field["field"])])[-1] for field in row["fields"]
                       if not field["optional"]}
@@ -114,6 +146,11 @@ class Interface(Server):
                 (400, "flash: ", "reset", '{"flash": 7}', {}),
                 (400, "colour: no field", "heal", '{"colour": 1}', {}),
                 (400, "name: no field", "reset", '{"name": "other"}', {}),
+                (400, "state: '../x'", "save", '{"state": "../x"}', {}),
+                (409, "state: no state 'x'", "load", '{"state": "x"}', {}),
+                (400, "board: this server", "board?board=other", None, {}),
+                (400, "board: this server", "create", '{"board": "other"}', {}),
+                (400, "size: '70000'", "flash/bytes?start=0&size=70000", None, {}),
                 (400, "body: ", "heal", "[]", {}),
                 (400, "body: ", "heal", '{"a"', {}),
                 (413, "body: ", "heal", " " * 70000, {}),
@@ -136,25 +173,16 @@ class Interface(Server):
                 self.assertIn(f'"error": "{named}' if named else "done", text)
 
     def test_wrong_command_lines_are_one_line(self):
-        for status, named, words in ((1, "--port", ("--port", str(self.port))), (2, "--port", ("--port", "66000")),
-                                     (2, "--token", ("--listen", "0.0.0.0")), (2, "--token", ("--token", "a b")),
-                                     (1, "--listen", ("--listen", "192.0.2.1", "--token", "12345678"))):
-            ended = subprocess.run((ZELSIM, "serve", *words), capture_output=True, text=True, timeout=PATIENCE)
+        for status, named, line in ((1, "--port", f"--port {self.port}"), (2, "--port", "--port 66000"),
+                                    (2, "--token", "--listen 0.0.0.0"), (2, "--token", "--token a"),
+                                    (2, "--token-file", "--token-file /none"), (2, "--token-file", "--token-file /dev/null"),
+                                    (1, "--listen", "--listen 192.0.2.1 --token 12345678")):
+            ended = subprocess.run((ZELSIM, "serve", *line.split()), capture_output=True, text=True, timeout=PATIENCE)
             self.assertEqual((ended.returncode, ended.stderr.count("\n"), named in ended.stderr), (status, 1, True), ended)
 
     def test_twenty_pages_and_two_hundred_changes_a_second(self):
-        pages = [socket.create_connection(("127.0.0.1", self.port)) for _ in range(20)]
-        last = [{} for _ in pages]
-
-        def read(page, news):
-            with page.makefile(encoding="utf-8") as lines:
-                for line in lines:
-                    if line.startswith("data: "):
-                        news.update(json.loads(line[6:]))
-
-        for page, news in zip(pages, last):
-            page.sendall(b"GET /api/events?requests HTTP/1.1\r\nHost: localhost\r\n\r\n")
-            threading.Thread(target=read, args=(page, news), daemon=True).start()
+        last = [{} for _ in range(20)]
+        pages = [self.follow(news, "requests") for news in last]
         for number in range(400):
             self.act("set/settle", milliseconds=number)
         eventually(lambda: all(news.get("board", {}).get("settle_ms") == 399 for news in last))
@@ -165,22 +193,196 @@ class Interface(Server):
         for page in pages[:10]:
             page.shutdown(socket.SHUT_RDWR)
             page.close()
-        run(ZELSIM, "delete")
+        zelsim("delete")
         eventually(lambda: all("no board" in (news["gone"] or "") for news in last[10:]))
-        run(ZELSIM, "create")
+        zelsim("create")
         eventually(lambda: all(news["gone"] is None for news in last[10:]))
 
+    def test_requests_and_activity_name_who_and_what(self):
+        news = {}
+        self.follow(news, "requests")
+        eventually(lambda: "board" in news)
+        time.sleep(0.3)  # until requests are recorded
+        self.act("plug", port=5, module="1g-lx")
+        zelsim("fail gpio:SetRingMasterLed --count 1")
+        on_switch(ZELCTL, "led", "set", "alarm", "on")
+        subprocess.run((ZELSIM, "run", "--fast", "--", ZELCTL, "led", "set", "ring-master", "on"), capture_output=True,
+                       check=False)
+        eventually(lambda: any("SetRingMasterLed" in line["line"] for line in news.get("requests", [])))
+        good, struck = (next(line for line in news["requests"] if name in line["line"])
+                        for name in ("SetAlarmLed", "SetRingMasterLed"))
+        self.assertEqual((good["program"], good["result"], good["before"], "fault" in good), ("zelctl", 0, "01", False))
+        self.assertEqual((struck["result"], struck["fault"]), (65535, 1))
+        eventually(lambda: any("alarm" in entry.get("text", "") for entry in news["activity"]))
+        found = {entry.get("command") or entry["text"]: entry for entry in news["activity"]}
+        self.assertEqual(found["zelsim plug 5 1g-lx"]["who"], "page")
+        self.assertEqual(found["zelsim plug 5 1g-lx"]["undo"], ["unplug 5"])
+        self.assertEqual(found["zelsim fail gpio:SetRingMasterLed --count 1"]["who"], "shell")
+        self.assertTrue(found["LED alarm: off → on"]["who"].startswith("zelctl["))
 
-class Token(Server):
-    options = ("--token", "correct-horse")
 
-    def test_every_request_needs_it(self):
-        path = "/" + self.address.split("/", 3)[3]
-        for status, where, headers in ((401, "/", {}), (401, "/api/events", {}), (401, "/?token=wrong-horse", {}),
-                                       (303, path, {}), (200, "/api/board", {"Authorization": "Bearer correct-horse"}),
-                                       (200, "/", {"Cookie": f"a=b; zelboard-{self.port}=correct-horse"}),
-                                       (401, "/", {"Cookie": f"zelboard-{self.port}=correct"})):
-            self.assertEqual(self.ask(where, **headers)[0], status, where)
+class Board(Server):
+    def test_reset_goes_back_to_how_the_board_was_made(self):
+        made = zelsim("get slots")
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"kept")
+        zelsim(f"flash load {image}")
+        for back in (lambda: zelsim("reset"), lambda: self.act("reset")):
+            zelsim("fit 1 none")
+            zelsim("fit 3 sfp")
+            zelsim("plug 17 1g-sx")
+            back()
+            self.assertEqual(zelsim("get slots"), made)
+            self.assertEqual(self.ask("/api/flash/bytes?start=0&size=4")[1].count("6b657074"), 1)
+
+    def test_a_saved_state_comes_back_as_a_whole(self):
+        def state():
+            board = json.loads(zelsim("show --json"))
+            del board["i2c"]["clock"], board["paused_us"]
+            return board, run("sh", "-c", f"{ZELSIM} flash save - | sha256sum")
+
+        zelsim("plug 5 1g-lx")
+        zelsim("set los 5 1")
+        on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
+        before = state()
+        zelsim("save here")
+        zelsim("reset --flash")
+        self.assertNotEqual(state(), before)
+        begin = time.monotonic()
+        zelsim("load here")
+        self.assertLess(time.monotonic() - begin, 2)
+        self.assertEqual(state(), before)
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"zelboard" * 60000)
+        write = ("run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2")
+        with subprocess.Popen((ZELSIM, *write), stdout=subprocess.DEVNULL) as update:
+            eventually(lambda: json.loads(zelsim("flash stats --json"))["flash"]["erases"] > 2)
+            refused = [subprocess.run((ZELSIM, "load", "here"), capture_output=True, text=True, check=False)
+                       for _ in range(5)]
+            self.assertTrue(any("in a request" in each.stderr and each.returncode == 1 for each in refused), refused)
+            update.kill()
+        zelsim("load here")  # what was killed in a request holds nobody up
+        self.assertEqual(state(), before)
+        zelsim("forget here")
+        self.assertEqual(json.loads(zelsim("states --json")), {"states": []})
+
+    def test_each_act_can_be_undone(self):
+        zelsim("plug 3 copper")
+        for line in ("plug 5 1g-lx", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
+                     "set rtc absent", "set los 3 1", "set link 3 100 half", "fail i2c:BufRead@0x40 --result busy --skip 2",
+                     "set io 1 2", "set busy 1", "set settle 7"):
+            with self.subTest(line=line):
+                before = json.loads(zelsim("show --json"))
+                zelsim(line)
+                news = {}
+                page = self.follow(news)
+                eventually(lambda: any(entry.get("command") == "zelsim " + line.replace("los", "loss-of-signal")
+                                       for entry in news.get("activity", [])))
+                for undo in news["activity"][-1]["undo"]:
+                    zelsim(undo)
+                page.close()
+                after = json.loads(zelsim("show --json"))
+                for each in (before, after):
+                    del each["i2c"]["clock"], each["paused_us"]
+                self.assertEqual(before, after)
+
+
+class Limits(Server):
+    def head(self, line, rest=b""):
+        connection = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
+        connection.sendall(line.encode() + b"\r\nHost: localhost\r\n" + rest)
+        return connection
+
+    def answer(self, connection):
+        """The status of the answer, and the seconds that it took."""
+        begin = time.monotonic()
+        line = connection.makefile("rb").readline().split()
+        return int(line[1]) if line else 0, time.monotonic() - begin
+
+    def test_bodies(self):
+        chunk = b"1000\r\n" + b" " * 0x1000 + b"\r\n"
+        chunked = b"Transfer-Encoding: chunked\r\n\r\n"
+        for name, status, rest in (("none", 200, b"\r\n"),
+                                   ("chunked", 200, chunked + b"2;x=y\r\n{}\r\n0\r\n\r\n"),
+                                   ("long chunks", 413, chunked + chunk * 17),
+                                   ("one chunk too long", 413, chunked + b"fffffff\r\n"),
+                                   ("no chunk", 400, chunked + b"zz\r\n"),
+                                   ("two lengths", 400, b"Content-Length: 2\r\n" + chunked + b"2\r\n{}\r\n0\r\n\r\n"),
+                                   ("too long", 413, b"Content-Length: 65537\r\n\r\n"),
+                                   ("long head", 431, b"X: " + b"x" * 9000 + b"\r\n\r\n")):
+            with self.subTest(name=name), self.head("POST /api/heal HTTP/1.1", rest) as connection:
+                found, seconds = self.answer(connection)
+                self.assertEqual(found, status)
+                self.assertLess(seconds, 2)
+
+    def test_slow_clients_and_many_streams_stop_nobody(self):
+        slow = [self.head("GET /api/board HTTP/1.1") for _ in range(100)]
+        streams = [self.head("GET /api/events HTTP/1.1", b"\r\n") for _ in range(500)]
+        answers = [self.answer(stream) for stream in streams]
+        refused = [seconds for status, seconds in answers if status == 503]
+        self.assertEqual(len(refused), 500 - 64)
+        self.assertLess(max(refused), 2)
+        begin = time.monotonic()
+        for _ in range(20):
+            for connection in slow:
+                try:
+                    connection.sendall(b"x")
+                except OSError:
+                    pass  # its time was over
+            self.assertEqual(self.ask("/api/heal", "")[0], 200)
+        self.assertLess(time.monotonic() - begin, 10)
+        self.assertEqual(self.answer(slow[0])[0], 408)
+        for connection in slow + streams:
+            connection.close()
+        eventually(lambda: self.answer(self.head("GET /api/events HTTP/1.1", b"\r\n"))[0] == 200)
+
+
+class Listening(Server):
+    words = ("default", "--listen", "0.0.0.0", "--host", "lab.example", "--host", "Board")
+
+    def setUp(self):
+        os.environ["ZELSIM_TOKEN"] = "correct-horse"
+        self.addCleanup(os.environ.pop, "ZELSIM_TOKEN")
+        super().setUp()
+
+    def test_names_and_secret(self):
+        others = [self.server.stdout.readline().strip()]
+        self.assertEqual(self.address, f"http://lab.example:{self.port}/?token=correct-horse")
+        self.assertTrue(others[0].startswith("http://board:"), others)
+        with open(f"/proc/{self.server.pid}/cmdline", "rb") as words:
+            self.assertNotIn(b"horse", words.read())
+        bearer = {"Authorization": "Bearer correct-horse"}
+        cookie = f"a=b; zelboard-{self.port}=correct-horse"
+        for status, where, headers in (
+                (401, "/", {}), (401, "/api/events", {}), (401, "/?token=wrong-horse", {}),
+                (303, "/?token=correct-horse", {}), (200, "/api/board", bearer), (200, "/", {"Cookie": cookie}),
+                (401, "/", {"Cookie": cookie[:-3]}), (200, "/api/board", {"Host": "LAB.example:1", **bearer}),
+                (200, "/api/board", {"Host": "board", **bearer}), (403, "/api/board", {"Host": "other.example", **bearer})):
+            found, text = self.ask(where, **headers)
+            self.assertEqual(found, status, where)
+            self.assertEqual("--host" in text, status == 403)
+
+
+class Rack(Server):
+    words = ()
+
+    def test_boards_are_made_followed_and_deleted(self):
+        news = {}
+        self.follow(news, "rack")
+        for number in range(3):
+            self.act("create", board=f"lab{number}", slots="sfp")
+        self.assertEqual(self.ask("/api/create", '{"board": "lab1"}')[0], 409)
+        self.assertEqual(self.ask("/api/create", '{"board": "../x"}')[0], 400)
+        self.assertEqual(self.ask("/api/plug?board=lab1", '{"port": 1, "module": "1g-sx"}')[0], 200)
+        zelsim("set los 1 1 --board lab1")
+        eventually(lambda: news.get("board:lab1", {}).get("without_light") == 1)
+        self.assertEqual(news["board:lab2"]["modules"], 0)
+        self.act("delete", board="lab2")
+        eventually(lambda: news["board:lab2"] is None)
+        self.assertEqual(json.loads(self.ask("/api/board?board=lab1")[1])["board"], "lab1")
+        self.assertEqual(self.ask("/api/events?board=lab2")[0], 404)
 
 
 @unittest.skipIf(webdriver is None, "python3-selenium and chromium-driver are not installed")
@@ -191,11 +393,17 @@ class Page(Server):
         profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         self.addCleanup(profile.cleanup)
         for option in ("headless=new", "no-sandbox", "disable-gpu", "disable-quic", "no-first-run", "disable-sync",
-                       "disable-background-networking", "disable-component-update", f"user-data-dir={profile.name}"):
+                       "disable-background-networking", "disable-component-update", "window-size=1440,900",
+                       f"user-data-dir={profile.name}"):
             options.add_argument("--" + option)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         self.browser = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
         self.addCleanup(self.browser.quit)
-        self.browser.get(self.address)
+        self.open("")
+
+    def open(self, query):
+        self.browser.get(self.address + query)
+        self.find("[data-part=port0]")
 
     def find(self, selector):
         found = []
@@ -205,11 +413,26 @@ class Page(Server):
     def click(self, selector):
         self.browser.execute_script("arguments[0].click()", self.find(selector))
 
+    def is_there(self, selector):
+        return bool(self.browser.find_elements(By.CSS_SELECTOR, selector))
+
+    def keys(self, *keys):
+        for key in keys:
+            ActionChains(self.browser).send_keys(key).perform()
+
+    def select(self, part):
+        self.click(f"[data-part={part}]")
+
+    def assert_no_complaints(self):
+        log = [entry["message"] for entry in self.browser.get_log("browser") if entry["level"] == "SEVERE"]
+        self.assertEqual([line for line in log if "status of 4" not in line], [])
+
     def test_four_things_that_happen_on_a_switch(self):
-        # A module is clicked into a cage, and a program sees it.
-        self.click("[aria-label='Port 5: empty']")
-        self.click("[title^='ZL-1G-LX']")
-        self.find("[aria-label^='Port 5: 1g-lx']")
+        # A module is chosen for a cage, and a program sees it.
+        self.select("port5")
+        self.click("#inspector [data-key=plugging] button")
+        self.click("#catalogue [data-key='1g-lx']")
+        self.find("[data-part=port5][aria-label^='Port 5: 1g-lx']")
         self.assertIn("ZL-1G-LX", on_switch(ZELCTL, "sfp", "show", "5"))
         # A program sets a LED.
         on_switch(ZELCTL, "led", "set", "ring-master", "blink")
@@ -217,9 +440,9 @@ class Page(Server):
         # A supply is pulled, and a daemon's alarm LED turns red.
         with subprocess.Popen((ZELSIM, "run", "--", INDICATORS, "--period", "0.1"), stdout=subprocess.DEVNULL) as daemon:
             self.find("use#alarm[href='#off']")
-            self.click("[aria-label^='Supply 2']")
-            self.click("#selection [value=failed]")
-            self.find("use#alarm[href='#on'][color='#ff5f57']")
+            self.select("supply2")
+            self.click("#inspector [value=failed]")
+            self.find("use#alarm[href='#alert']")
             daemon.terminate()
         # A firmware update colours the map while it runs.
         self.click("#tab-flash")
@@ -228,13 +451,109 @@ class Page(Server):
             file.write(b"zelboard" * 40000)
         with subprocess.Popen((ZELSIM, "run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2"),
                               stdout=subprocess.DEVNULL) as update:
-            self.find("#map .cell:nth-child(289):is(.used, .part)")
+            self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
+            eventually(lambda: "Writing Image 2" in self.find("#writing").text)
             self.click("#tab-requests")
             self.find("#lines li.flash")
             update.kill()
-        run(ZELSIM, "delete")
-        eventually(lambda: "no board" in self.find("#gone").text)
+        self.assert_no_complaints()
+
+    def test_what_is_destroyed_is_asked_for_and_named(self):
+        zelsim("plug 3 1g-sx")
+        on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
+        self.find("[data-part=port3][aria-label*='1g-sx']")
+        self.click("#tab-commands")
+        self.find("[data-key='flash erase']")
+        for where, act, named in ((None, "#inspector .apart button:nth-of-type(1)", "1g-sx in port 3"),
+                                  (None, "#inspector .apart button:nth-of-type(2)", "1 sector erase"),
+                                  ("slot1", "#inspector [value=none]", "1g-sx in port 3"),
+                                  (None, "[data-key='flash erase'] button", "1 sector erase"),
+                                  (None, "[data-key=reset] button", "1g-sx in port 3")):
+            with self.subTest(act=act):
+                if where:
+                    self.select(where)
+                before = zelsim("show --json").split('"clock"')[0]
+                self.click(act)
+                self.assertIn(named, self.find("dialog.confirm[open]").text)
+                self.keys(Keys.ESCAPE)
+                eventually(lambda: not self.is_there("dialog[open]"))
+                self.assertEqual(zelsim("show --json").split('"clock"')[0], before)
+        # Forms begin with what holds.
+        for form, field, value in (("set rtc", "state", "present"), ("set supply", "state", "ac"), ("set lm75", "state", "present"),
+                                   ("fit", "board", "sfp"), ("set busy", "value", "0"), ("reset", "flash", "false")):
+            self.assertEqual(self.find(f"[data-key='{form}'] [name={field}]").get_attribute("value"), value, form)
+        # A control whose act was not done shows what holds.
+        self.assertTrue(self.find("#inspector [value=sfp]").is_selected())
+
+    def test_refusals_disconnection_and_missing_boards(self):
+        zelsim("plug 3 1g-sx")
+        self.find("[data-part=port3][aria-label*='1g-sx']")
+        self.select("port3")
+        self.find("#inspector [name=los3]")
+        # The module is gone between the look and the click.
+        zelsim("delete")
+        self.find("#board-view.away")
+        self.assertIn("no board", self.find("#trouble").text)
+        zelsim("create --slots sfp,copper,none")
+        eventually(lambda: not self.is_there("#board-view.away"))
+        zelsim("fit 1 none")
+        self.assertIn("no board in slot 1", self.find("#inspector").text if not eventually(
+            lambda: "no board in slot 1" in self.find("#inspector").text) else "")
+        # A refusal stands beside its control, inside the window, and goes with its cause.
+        self.select("slot3")
+        self.click("#tab-commands")
+        form = "[data-key=unplug] "
+        self.browser.execute_script("document.querySelector(\"[data-key=unplug] [name=port]\").value = '26'")
+        self.click(form + "button[type=submit]")
+        self.assertIn("port 26", self.find(form + ".refusal").text)
+        zelsim("plug 26 10g-sr")
+        eventually(lambda: not self.is_there(form + ".refusal"))
+        # The server ends and comes back.
+        self.end()
+        self.find("#board-view.away")
+        self.assertIn("No connection since", self.find("#trouble").text)
+        self.start(str(self.port))
+        eventually(lambda: not self.is_there("#board-view.away"))
+
+    def test_by_keyboard_alone(self):
+        self.keys("p", Keys.ARROW_RIGHT, Keys.ENTER)
+        self.find("[data-part=port2][aria-pressed=true]")
+        self.keys("c")
+        self.find("#catalogue input:focus")
+        self.keys("1g-lx", Keys.TAB, Keys.ENTER)
+        self.find("#panel.placing")
+        self.keys(Keys.ARROW_RIGHT, Keys.ENTER)
+        self.find("[data-part=port4][aria-label*='1g-lx']:focus")
+        self.keys("u")
+        self.find("[data-part=port4][aria-label*='empty']")
+        for key, open_one in (("?", "#help"), ("s", "#states")):
+            self.keys(key)
+            self.find(open_one + "[open]")
+            self.keys(Keys.ESCAPE)
+            eventually(lambda: not self.is_there("dialog[open]"))
+        self.keys("3")
+        self.find("#tab-faults[aria-selected=true]:focus")
+        self.assertIn("tab=faults", self.browser.current_url)
+        self.assertNotEqual(self.browser.execute_script("return document.activeElement.tagName"), "BODY")
+
+    def test_a_module_is_dragged_and_the_address_remembers(self):
+        self.click("#bar-acts button")
+        module = self.find("#catalogue [data-key='100fx']")
+        ActionChains(self.browser).drag_and_drop(module, self.find("[data-part=port6]")).perform()
+        self.find("[data-part=port6][aria-label*='100fx']")
+        self.open("?tab=flash&select=port6")
+        self.find("#tab-flash[aria-selected=true]")
+        self.find("[data-part=port6][aria-pressed=true]")
+        for width in (390, 768, 1440):
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                         {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+            size = self.browser.execute_script(
+                "const {width, height} = document.querySelector('[data-part=port6]').getBoundingClientRect();"
+                "return [width, height, document.documentElement.scrollWidth, document.documentElement.scrollHeight]")
+            self.assertGreaterEqual(min(size[:2]), 24)
+            self.assertLessEqual(size[2], width)
+            self.assertTrue(width < 1440 or size[3] <= 900, size)
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "acts.h"
 #include "arguments.h"
 #include "modules.h"
 #include "web.h"
@@ -60,7 +61,10 @@ std::string put(CommandLine &line, const Field &field, const std::string &word) 
     line.values.push_back(value);
     return ' ' + word;
   }
-  if (field.option->text == nullptr) return line.flash = value != 0, line.flash ? " --flash" : "";
+  if (field.option->text == nullptr) {
+    line.flash = value != 0;
+    return line.flash ? " --flash" : "";
+  }
   line.*field.option->text = word;
   return " --" + field.name + ' ' + word;
 }
@@ -88,7 +92,7 @@ std::string act(const std::string &board, const std::string &name, const std::st
   auto is_meant = [&](const tool::Module &module) { return module.name == line.words[1]; };
   if (name == kPlug && std::ranges::none_of(tool::catalogue(), is_meant))
     throw Usage("module: '" + line.words[1] + "' is not in the catalogue");
-  row->run(line);
+  tool::perform(*row, line, tool::kByPage);
   return told;
 }
 

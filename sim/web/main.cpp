@@ -1,36 +1,44 @@
-#include <httplib.h>
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 
+#include "environment.h"
+#include "front.h"
 #include "web.h"
 
-// Started by `zelsim serve`: zelboard-web BOARD PORT ADDRESS TOKEN, where a TOKEN that is empty is none.
+// Started by `zelsim serve`: zelboard-web BOARD PORT ADDRESS [NAME ...], where BOARD is * for all boards and each NAME
+// one by which the server is called, too. The token comes in the environment, where other users cannot read it.
 
 namespace {
 
 using namespace zelsim;
 
-constexpr size_t kOtherThreads = 16;  // beside those of open pages
+constexpr unsigned kOtherThreads = 16;  // beside those of open streams
 
 void check(const web::Settings &settings) {
   const std::string &token = settings.token;
-  bool plain =
-      std::all_of(token.begin(), token.end(), [](char c) { return std::isalnum(c) || std::strchr("-_.~", c); });
+  bool plain = std::ranges::all_of(token, [](unsigned char c) { return std::isalnum(c) || std::strchr("-_.~", c); });
   bool here = settings.address == "localhost" || settings.address == "::1" || settings.address.starts_with("127.");
   if (token.empty() && !here)
-    throw tool::Usage("--token: required to listen on " + settings.address + ", where others can reach the board");
+    throw tool::Usage("--token: required to listen on " + settings.address +
+                      ", where others can reach the board (or --token-file, or ZELSIM_TOKEN)");
   if (!plain || (!token.empty() && token.size() < 8))
     throw tool::Usage("--token: not at least 8 letters, digits, '-', '_', '.' or '~'");
 }
 
 // A port in use shall not be shared, but one whose connections have just ended is free. Many pages may come at once.
-int bind(httplib::Server &server, const web::Settings &settings) {
+int bind_server(httplib::Server &server, web::Settings &settings) {
   socket_t listening = INVALID_SOCKET;
   server.set_socket_options([&listening](socket_t socket) {
     int yes = 1;
@@ -38,36 +46,98 @@ int bind(httplib::Server &server, const web::Settings &settings) {
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
   errno = 0;
-  bool bound = settings.port != 0 && server.bind_to_port(settings.address, settings.port);
-  int port = bound ? settings.port : settings.port != 0 ? -1 : server.bind_to_any_port(settings.address);
-  if (port > 0) return listen(listening, SOMAXCONN), port;
+  int port = settings.port;
+  if (port == 0) {
+    port = server.bind_to_any_port(settings.address);
+  } else if (!server.bind_to_port(settings.address, port)) {
+    port = -1;
+  }
+  if (port > 0) {
+    listen(listening, SOMAXCONN);
+    settings.port = port;
+    return listening;
+  }
   std::string why = errno != 0 ? std::strerror(errno) : "no address of this machine";
   throw Failure("--port, --listen: cannot listen on " + settings.address + " port " + std::to_string(settings.port) +
                 ": " + why);
 }
 
+/** This machine's addresses of a family by which others reach it. */
+tool::Words addresses(int family) {
+  tool::Words found;
+  ifaddrs *all = nullptr;
+  if (getifaddrs(&all) != 0) return found;
+  for (const ifaddrs *each = all; each != nullptr; each = each->ifa_next) {
+    if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != family) continue;
+    if ((each->ifa_flags & IFF_LOOPBACK) != 0 || (each->ifa_flags & IFF_UP) == 0) continue;
+    char text[INET6_ADDRSTRLEN] = {};
+    const auto *four = reinterpret_cast<const sockaddr_in *>(each->ifa_addr);
+    const auto *six = reinterpret_cast<const sockaddr_in6 *>(each->ifa_addr);
+    if (family == AF_INET) inet_ntop(family, &four->sin_addr, text, sizeof text);
+    // An address of one link alone works on the other machine only with the name of its own interface.
+    if (family == AF_INET6 && !IN6_IS_ADDR_LINKLOCAL(&six->sin6_addr))
+      inet_ntop(family, &six->sin6_addr, text, sizeof text);
+    if (text[0] != '\0') found.push_back(text);
+  }
+  freeifaddrs(all);
+  return found;
+}
+
+/** By what the page is reached: names that were given first, then addresses that work elsewhere. */
+tool::Words names_of(const web::Settings &settings) {
+  tool::Words names = settings.hosts;
+  bool all_four = settings.address == "0.0.0.0", all_six = settings.address == "::";
+  tool::Words found = all_four || all_six ? addresses(AF_INET) : tool::Words{settings.address};
+  names.insert(names.end(), found.begin(), found.end());
+  found = all_six ? addresses(AF_INET6) : tool::Words{};
+  names.insert(names.end(), found.begin(), found.end());
+  if (names.empty()) names.push_back("127.0.0.1");
+  return names;
+}
+
+void print_addresses(const web::Settings &settings) {
+  for (std::string name : names_of(settings)) {
+    if (name.find(':') != std::string::npos) name = '[' + name + ']';
+    std::string token = settings.token.empty() ? "" : "?token=" + settings.token;
+    std::printf("http://%s:%d/%s\n", name.c_str(), settings.port, token.c_str());
+  }
+  std::fflush(stdout);
+}
+
 void serve(web::Settings settings) {
   check(settings);
-  httplib::Server server;
-  server.new_task_queue = [] { return new httplib::ThreadPool(web::kMostReaders + kOtherThreads); };
-  server.set_keep_alive_timeout(2);
-  server.set_tcp_nodelay(true);
-  settings.port = bind(server, settings);
-  web::Watcher watcher(settings.board);
-  web::add_pages(server, settings, watcher);
+  rlimit files = {};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
 
+  web::Front server;
+  int listening = bind_server(server, settings);
+  web::add_pages(server, settings);
   sigset_t ends;
   sigemptyset(&ends);
   for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends, signal);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);  // in all threads: only sigwait gets them
-  std::thread([&] { watcher.run(); }).detach();
-  std::thread([&] { server.listen_after_bind(); }).detach();
-  bool six = settings.address.find(':') != std::string::npos;
-  std::printf("http://%s:%d/%s\n", six ? ("[" + settings.address + "]").c_str() : settings.address.c_str(),
-              settings.port, settings.token.empty() ? "" : ("?token=" + settings.token).c_str());
-  std::fflush(stdout);
+  std::thread([&] { server.run(listening, web::kMostReaders + kOtherThreads); }).detach();
+  print_addresses(settings);
   sigwaitinfo(&ends, nullptr);
   std::_Exit(0);  // pages that are open end with it; nothing has to be kept
+}
+
+web::Settings settings_of(int argc, char **argv) {
+  if (argc < 4) throw tool::Usage("zelboard-web: started by zelsim serve");
+  web::Settings settings = {};
+  settings.board = argv[1];
+  settings.port = static_cast<int>(number_in(argv[2], 0, 65535).value_or(0));
+  settings.address = argv[3];
+  for (int i = 4; i < argc; ++i) {
+    std::string name = argv[i];
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+    settings.hosts.push_back(name);
+  }
+  settings.token = variable(kWebTokenVariable);
+  unsetenv(kWebTokenVariable);
+  return settings;
 }
 
 }  // namespace
@@ -76,8 +146,7 @@ const char *const kProgram = "zelsim";
 
 int main(int argc, char **argv) {
   try {
-    if (argc != 5) throw tool::Usage("zelboard-web: started by zelsim serve");
-    serve({argv[1], argv[3], argv[4], static_cast<int>(number_in(argv[2], 0, 65535).value_or(0))});
+    serve(settings_of(argc, argv));
   } catch (const tool::Usage &error) {
     return complain(error.what(), 2);
   } catch (const std::exception &error) {

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "arguments.h"
+#include "nodes.h"
 #include "web.h"
-#include "web_page.h"
+#include "web_files.h"
 
-// What is at which address, and who may ask. A browser that runs a page of somebody else must not reach the board with
-// it: neither by a request across origins nor by a name that this somebody lets point here.
+// What is at which address.
 
 namespace zelsim::web {
 namespace {
@@ -16,65 +16,26 @@ using httplib::Request;
 using httplib::Response;
 
 constexpr char kJson[] = "application/json";
-constexpr size_t kLongestBody = 0x10000;
-constexpr int kRefused = 400, kUnknown = 401, kForbidden = 403, kAbsent = 404, kImpossible = 409, kTooLong = 413,
-              kBusy = 503;
+constexpr int kRefused = 400, kAbsent = 404, kImpossible = 409, kTooLong = 413, kBusy = 503;
 
 void answer(Response &response, const Json &document) {
   response.set_content(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n", kJson);
 }
 
-void refuse(Response &response, int status, const std::string &text) {
-  response.status = status;
-  answer(response, refusal(text));
+bool shows_all(const Settings &settings) { return settings.board == kRack; }
+
+/** The board that a request is about: the server's own, or the one that it names. */
+std::string board_of(const Settings &settings, const Request &request) {
+  std::string given = request.get_param_value("board");
+  if (!shows_all(settings)) {
+    if (given.empty() || given == settings.board) return settings.board;
+    throw tool::Usage("board: this server shows '" + settings.board + "' alone");
+  }
+  if (!given.empty()) tool::check_name(given);
+  return given;
 }
 
-std::string host_of(const std::string &text) {
-  size_t bracket = text.rfind(']');  // of an address that has colons of its own
-  return text.substr(0, text.find(':', bracket == std::string::npos ? 0 : bracket));
-}
-
-bool same_text(const std::string &a, const std::string &b) {
-  unsigned differences = a.size() != b.size();
-  for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) differences |= static_cast<unsigned>(a[i] ^ b[i]);
-  return differences == 0;
-}
-
-bool knows(const Settings &settings, const std::string &host) {
-  bool everywhere = settings.address == "0.0.0.0" || settings.address == "::";
-  bool address = host.starts_with('[') || host.find_first_not_of("0123456789.") == std::string::npos;  // and no name
-  bool own = host == "localhost" || host == "127.0.0.1" || host == "[::1]" || host == settings.address;
-  return own || host == "[" + settings.address + "]" || (everywhere && address);
-}
-
-// The page's address brings the token once; from then on a cookie does.
-std::string cookie(const Settings &settings) {
-  return "zelboard-" + std::to_string(settings.port) + "=" + settings.token;
-}
-
-bool has_token(const Settings &settings, const Request &request) {
-  if (settings.token.empty()) return true;
-  std::string given = request.get_header_value("Authorization");
-  bool found =
-      same_text(request.get_param_value("token"), settings.token) || same_text(given, "Bearer " + settings.token);
-  for (const std::string &kept : split(request.get_header_value("Cookie"), ';'))
-    found |= same_text(kept.substr(kept.starts_with(' ')), cookie(settings));
-  return found;
-}
-
-bool admits(const Settings &settings, const Request &request, Response &response) {
-  std::string host = request.get_header_value("Host"), origin = request.get_header_value("Origin");
-  bool embedded = request.get_header_value("Sec-Fetch-Site") == "cross-site" && request.path != "/";
-  if (!knows(settings, host_of(host)))
-    refuse(response, kForbidden, "Host: '" + host + "' is not a name of this server");
-  else if (origin.empty() ? embedded : origin != "http://" + host)
-    refuse(response, kForbidden, "Origin: '" + origin + "' is not this server's page");
-  else if (!has_token(settings, request))
-    refuse(response, kUnknown, "token: missing or wrong");
-  return response.body.empty();
-}
-
-// Errors of a document or an action become an answer.
+/** Answers with a document; its errors become an answer, too. */
 template <typename Work>
 httplib::Server::Handler answering(Work work) {
   return [work](const Request &request, Response &response) {
@@ -88,33 +49,134 @@ httplib::Server::Handler answering(Work work) {
   };
 }
 
-void stream(Watcher &watcher, const Request &request, Response &response) {
-  if (!watcher.add_reader()) return refuse(response, kBusy, "events: as many pages are open as can be");
-  auto reader = std::make_shared<Reader>();
-  reader->wants_requests = request.has_param("requests");
-  auto next = [&watcher, reader](size_t, httplib::DataSink &sink) {
-    std::string news = watcher.next(*reader);
+std::atomic<unsigned> open_streams = 0;
+
+/** One of the streams that may be open, for as long as it lives. */
+struct Stream {
+  Stream(Source &of, bool requests) : source(of) {
+    reader.wants_requests = requests;
+    source.add_reader(reader);
+  }
+  ~Stream() {
+    source.remove_reader(reader);
+    --open_streams;
+  }
+  Source &source;
+  Reader reader;
+};
+
+void stream(Source &source, const Request &request, Response &response) {
+  if (++open_streams > kMostReaders) {
+    --open_streams;
+    return refuse(response, kBusy, "events: as many pages are open as can be");
+  }
+  auto open = std::make_shared<Stream>(source, request.has_param("requests"));
+  auto next = [open](size_t, httplib::DataSink &sink) {
+    std::string news = open->source.news.next(open->reader);
     std::string event = news.empty() ? ":\n\n" : "data: " + news + "\n\n";
     return sink.is_writable() && sink.write(event.data(), event.size());
   };
-  auto release = [&watcher](bool) { watcher.remove_reader(); };
-  response.set_chunked_content_provider("text/event-stream", next, release);
+  response.set_chunked_content_provider("text/event-stream", next, [open](bool) {});
+}
+
+void stream_board(const Settings &settings, const Request &request, Response &response) {
+  try {
+    if (shows_all(settings) && request.has_param("rack")) return stream(source_of(kRack), request, response);
+    std::string board = board_of(settings, request);
+    if (shows_all(settings)) tool::look_at(board);
+    stream(source_of(board), request, response);
+  } catch (const tool::Usage &error) {
+    refuse(response, kRefused, error.what());
+  } catch (const std::runtime_error &error) {
+    refuse(response, kAbsent, error.what());
+  }
+}
+
+/** Makes or deletes a board, where the server shows all of them. */
+Json manage(const Settings &settings, const Request &request) {
+  if (!shows_all(settings)) throw tool::Usage("board: this server shows '" + settings.board + "' alone");
+  Json object = request.body.empty() ? Json::object() : Json::parse(request.body, nullptr, false);
+  if (!object.is_object() || !object.contains("board") || !object["board"].is_string())
+    throw tool::Usage("board: missing: a name");
+  tool::CommandLine line = {object["board"]};
+  tool::check_name(line.board);
+  std::string told = "zelsim " + request.path.substr(sizeof "/api/" - 1) + ' ' + line.board;
+  if (request.path == "/api/delete") {
+    tool::delete_board(line);
+    return {{"done", told}};
+  }
+  line.slots = object.value("slots", "");
+  tool::create_board(line);
+  return {{"done", told + (line.slots.empty() ? "" : " --slots " + line.slots)}};
+}
+
+void add_files(httplib::Server &server, const Settings &settings) {
+  for (const WebFile &file : kWebFiles) {
+    server.Get(file.path, [settings, &file](const Request &request, Response &response) {
+      if (!request.has_param("token")) return response.set_content(file.content, file.length, file.type);
+      // The rest of the address says what is looked at.
+      httplib::Params rest = request.params;
+      rest.erase("token");
+      std::string query = httplib::detail::params_to_query_str(rest);
+      response.set_header("Set-Cookie", cookie(settings) + "; HttpOnly; SameSite=Strict; Path=/");
+      response.set_redirect(std::string(file.path) + (query.empty() ? "" : "?" + query), 303);
+    });
+  }
+}
+
+void add_documents(httplib::Server &server, const Settings &settings) {
+  auto of_board = [settings](tool::Document *document) {
+    return answering([=](const Request &request) { return document({board_of(settings, request)}); });
+  };
+  auto number_of = [](const Request &request, const char *name, uint32_t lowest, uint32_t highest) {
+    return tool::parse_number(request.get_param_value(name), name, lowest, highest);
+  };
+  server.Get("/api/board", of_board(tool::board_document));
+  server.Get("/api/modules", of_board(tool::modules_document));
+  server.Get("/api/requests", of_board(tool::requests_document));
+  server.Get("/api/faults", of_board(tool::faults_document));
+  server.Get("/api/states", of_board(tool::states_document));
+  server.Get("/api/boards", answering([settings](const Request &) {
+               if (shows_all(settings)) return tool::boards_document({});
+               return Json{{"boards", Json::array({{{"board", settings.board}}})}};
+             }));
+  server.Get("/api/server", answering([settings](const Request &) {
+               return Json{{"rack", shows_all(settings)}, {"board", shows_all(settings) ? Json() : Json(settings.board)}};
+             }));
+  server.Get("/api/actions", answering([](const Request &) { return actions(); }));
+  server.Get("/api/module", answering([=](const Request &request) {
+               return module_document(board_of(settings, request), number_of(request, "port", 0, kPorts - 1));
+             }));
+  server.Get("/api/flash", answering([settings](const Request &request) {
+               std::string board = board_of(settings, request);
+               Json flash = tool::flash_document({board});
+               tool::OpenBoard open = tool::look_at(board);
+               flash["sectors"] = sectors_document(open.folder, *open, *std::make_unique<Sectors>());
+               return flash;
+             }));
+  server.Get("/api/flash/bytes", answering([=](const Request &request) {
+               uint32_t start = number_of(request, "start", 0, kFlashSize - 1);
+               uint32_t most = std::min(kSectorSize, kFlashSize - start);
+               return bytes_document(board_of(settings, request), start, number_of(request, "size", 1, most));
+             }));
 }
 
 }  // namespace
 
-void add_pages(httplib::Server &server, const Settings &settings, Watcher &watcher) {
-  const std::string board = settings.board;
-  auto document = [board](tool::Document *of) { return answering([=](const Request &) { return of({board}); }); };
-  auto file = [](const char *content, const char *type) {
-    return [=](const Request &, Response &response) { response.set_content(content, type); };
-  };
+std::string text_of(const Json &value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
-  server.set_payload_max_length(kLongestBody);
-  server.set_default_headers({{"Cache-Control", "no-store"},
-                              {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
-                              {"Referrer-Policy", "no-referrer"},
-                              {"X-Content-Type-Options", "nosniff"}});
+void refuse(Response &response, int status, const std::string &text) {
+  response.status = status;
+  answer(response, refusal(text));
+}
+
+void add_pages(httplib::Server &server, const Settings &settings) {
+  server.set_default_headers(
+      {{"Cache-Control", "no-store"},
+       {"Content-Security-Policy",
+        "default-src 'self'; base-uri 'none'; form-action 'none'; object-src 'none'; frame-ancestors 'none'"},
+       {"Referrer-Policy", "no-referrer"},
+       {"X-Content-Type-Options", "nosniff"}});
   server.set_pre_routing_handler([settings](const Request &request, Response &response) {
     using Done = httplib::Server::HandlerResponse;
     return admits(settings, request, response) ? Done::Unhandled : Done::Handled;
@@ -124,34 +186,25 @@ void add_pages(httplib::Server &server, const Settings &settings, Watcher &watch
     std::string text = response.status == kAbsent ? "path: nothing is at " + request.path : "request: not understood";
     refuse(response, response.status, response.status == kTooLong ? "body: longer than 64 KiB" : text);
   });
-  server.Get("/", [settings](const Request &request, Response &response) {
-    if (!request.has_param("token")) return response.set_content(kPage_html, "text/html; charset=utf-8");
-    response.set_header("Set-Cookie", cookie(settings) + "; HttpOnly; SameSite=Strict; Path=/");
-    response.set_redirect("/", 303);
+  add_files(server, settings);
+  add_documents(server, settings);
+  server.Get("/panel.svg", [settings](const Request &request, Response &response) {
+    try {
+      response.set_content(tool::panel_picture(*tool::look_at(board_of(settings, request))), "image/svg+xml");
+    } catch (const std::runtime_error &error) {
+      refuse(response, kAbsent, error.what());
+    }
   });
-  server.Get("/page.css", file(kPage_css, "text/css; charset=utf-8"));
-  server.Get("/page.js", file(kPage_js, "text/javascript; charset=utf-8"));
-  server.Get("/panel.svg", [board](const Request &, Response &response) {
-    response.set_content(tool::panel_picture(*tool::look_at(board)), "image/svg+xml");
+  server.Get("/api/events", [settings](const Request &request, Response &response) {
+    stream_board(settings, request, response);
   });
-  server.Get("/api/events", [&](const Request &request, Response &response) { stream(watcher, request, response); });
-  server.Get("/api/board", document(tool::board_document));
-  server.Get("/api/modules", document(tool::modules_document));
-  server.Get("/api/faults", document(tool::faults_document));
-  server.Get("/api/actions", answering([](const Request &) { return actions(); }));
-  server.Get("/api/module", answering([board](const Request &request) {
-               return module_document(board,
-                                      tool::parse_number(request.get_param_value("port"), "PORT", 0, kPorts - 1));
-             }));
-  server.Get("/api/flash", answering([board](const Request &) {
-               Json flash = tool::flash_document({board});
-               flash["sectors"] = sectors_document(board, *std::make_unique<Sectors>());
-               return flash;
-             }));
-  server.Post("/api/(.+)", answering([board](const Request &request) {
+  auto managing = answering([settings](const Request &request) { return manage(settings, request); });
+  server.Post("/api/create", managing);
+  server.Post("/api/delete", managing);
+  server.Post("/api/(.+)", answering([settings](const Request &request) {
                 std::string name = request.matches[1];
-                std::replace(name.begin(), name.end(), '/', ' ');
-                return Json{{"done", act(board, name, request.body)}};
+                std::ranges::replace(name, '/', ' ');
+                return Json{{"done", act(board_of(settings, request), name, request.body)}};
               }));
 }
 

@@ -4,37 +4,72 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
+#include "news.h"
 #include "tool.h"
 
-// The web server of one board: who watches the board for all pages, what a page may do, and what it may ask for.
+// The web server: who follows boards for all pages, what a page may do, and what it may ask for.
 
 namespace httplib {
 class Server;
-}
+struct Request;
+struct Response;
+}  // namespace httplib
 
 namespace zelsim::web {
 
+/** Stands for all boards where one could be named; no board can have this name. */
+constexpr char kRack[] = "*";
+
 struct Settings {
-  std::string board, address, token;
+  std::string board;  // its name, "" for the one that the command line takes without a name, or kRack
+  std::string address;
+  std::string token;               // empty: none is asked for
+  std::vector<std::string> hosts;  // further names of this server
   int port;
 };
 
-/** How much of the news a page knows already. */
-struct Reader {
-  bool wants_requests = false;
-  uint64_t turn = 0, version = 0;
-  std::shared_ptr<const Attached> board = {};  // whose lines of the trace `position` counts
-  uint32_t position = 0;
+/** Says what is refused and why, as the pages' programs get it. */
+Json refusal(const std::string &text);
+void refuse(httplib::Response &response, int status, const std::string &text);
+
+/** True for a request that may reach a board; else the response says why not. */
+bool admits(const Settings &settings, const httplib::Request &request, httplib::Response &response);
+/** NAME=VALUE of the cookie that brings the token. */
+std::string cookie(const Settings &settings);
+
+/** JSON as the pages get it, on one line. */
+std::string text_of(const Json &value);
+
+/** Looks at something for all who follow it, as long as anybody does. */
+class Source {
+ public:
+  virtual ~Source() = default;
+  /** Never returns. */
+  void run();
+  void add_reader(const Reader &reader);
+  void remove_reader(const Reader &reader);
+  News news;
+
+ protected:
+  /** Looks once, publishes, and waits for the next change. */
+  virtual void turn() = 0;
+  unsigned readers_of_requests() const { return readers_of_requests_; }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable asked_;
+  std::atomic<unsigned> readers_ = 0, readers_of_requests_ = 0;
 };
 
-/** Most pages that may be open at once. */
-constexpr unsigned kMostReaders = 64;
+/** The source of a board, or of kRack; it is made when first asked for. Throws Failure when there are too many. */
+Source &source_of(const std::string &board);
+std::unique_ptr<Source> make_board_source(const std::string &board);
+std::unique_ptr<Source> make_rack_source();
 
 /** The flash's sectors as they were counted, so that only those are counted again which have changed. */
 struct Sectors {
@@ -44,41 +79,9 @@ struct Sectors {
   uint16_t used[kSectors];
 };
 /** Erases, and pages of 256 bytes in use, of each sector; brings `known` up to date. */
-Json sectors_document(const std::string &board, Sectors &known);
-
-/** Waits for changes of a board, once for all pages, and keeps what they show as parts with a version each. */
-class Watcher {
- public:
-  explicit Watcher(std::string board) : board_(std::move(board)) {}
-
-  /** Watches whenever there are readers; never returns. */
-  void run();
-
-  /** False when there are too many. */
-  bool add_reader();
-  void remove_reader() { --readers_; }
-
-  /** What is new to a reader, as a JSON object; empty when nothing was for some seconds. */
-  std::string next(Reader &reader);
-
- private:
-  using Part = std::pair<std::string, uint64_t>;  // its text and version
-  bool is_same() const;
-  void attach();
-  uint32_t publish();
-  std::string news(Reader &reader) const;
-
-  const std::string board_;
-  std::mutex mutex_;
-  std::condition_variable published_, asked_;
-  std::atomic<unsigned> readers_ = 0;
-  uint64_t turn_ = 0, version_ = 0;  // of publishing, of the parts
-  std::map<std::string, Part> parts_;
-  std::shared_ptr<const Attached> attached_;
-  std::filesystem::path folder_;  // of what is attached
-  ino_t state_file_ = 0;
-  Sectors sectors_ = {};
-};
+Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known);
+/** Bytes of the flash as hexadecimal digits. */
+Json bytes_document(const std::string &board, uint32_t start, uint32_t size);
 
 /** Does what zelsim's command of this name does, with its arguments in `body`, a JSON object, and tells it as a command
  *  line. Throws tool::Usage or Failure. */
@@ -89,9 +92,9 @@ Json actions();
 /** What the module in the cage of a port says of itself. */
 Json module_document(const std::string &board, unsigned port);
 
-/** Says what is refused and why, as the pages' programs get it. */
-Json refusal(const std::string &text);
+/** What a rack shows of a board. */
+Json summary_of(const Board &board);
 
-void add_pages(httplib::Server &server, const Settings &settings, Watcher &watcher);
+void add_pages(httplib::Server &server, const Settings &settings);
 
 }  // namespace zelsim::web

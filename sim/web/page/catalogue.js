@@ -1,0 +1,145 @@
+import {act} from './acts.js';
+import {ask} from './connection.js';
+import {button, element, find, patch} from './dom.js';
+import {firstPart, focusPart, partAt} from './panel.js';
+import {kindOf, numberOf, select} from './selection.js';
+import {cageOf, follow, known, put} from './store.js';
+
+// The catalogue of modules, a drawer. A module is dragged from it into a cage; or it is chosen, and then a port: with the
+// pointer, or with the arrow keys and Enter.
+
+let ports = [], opener = null, filter = '';
+
+export const isPlacing = () => Boolean(known.placing);
+
+/** Opens the drawer; a module that is chosen then goes into these ports at once. */
+export async function openCatalogue(...into) {
+  ports = into;
+  opener = document.activeElement;
+  if (!known.modules) put('modules', (await ask('modules')).modules);
+  put('catalogue', true);
+  requestAnimationFrame(() => find('#catalogue input')?.focus());
+}
+
+export function closeCatalogue() {
+  if (!known.catalogue) return false;
+  put('catalogue', false);
+  put('placing', null);
+  if (opener?.isConnected) opener.focus();
+  else find('#inspector').focus();
+  return true;
+}
+
+async function plug(module, into) {
+  for (const port of into) await act(`plug${port}`, 'plug', {port, module});
+}
+
+async function choose(module) {
+  if (ports.length > 0) {
+    const into = ports;
+    closeCatalogue();
+    return plug(module, into);
+  }
+  put('placing', module);
+  focusPart(cageOf(numberOf(firstPart())) ? firstPart() : 'port' + (known.board.cages[0]?.port ?? 24));
+}
+
+/** A port is chosen for the module that is being placed. */
+export async function place(part) {
+  const module = known.placing;
+  put('placing', null);
+  put('catalogue', false);
+  select(part);
+  await plug(module, [numberOf(part)]);
+  focusPart(part);
+}
+
+export function cancelPlacing() {
+  if (!isPlacing()) return false;
+  put('placing', null);
+  find('#catalogue input')?.focus();
+  return true;
+}
+
+// ---- dragging
+
+let drag = null;
+
+function markTarget(part) {
+  for (const node of document.querySelectorAll('.place.target')) node.classList.remove('target');
+  const fits = part && kindOf(part) === 'port' && cageOf(numberOf(part));
+  if (fits) find(`[data-part="${part}"]`).classList.add('target');
+  return fits ? part : null;
+}
+
+function begin(module, event) {
+  if (event.button !== 0) return;
+  drag = {module, x: event.clientX, y: event.clientY, ghost: null, pointer: event.pointerId};
+  event.currentTarget.setPointerCapture(event.pointerId);
+}
+
+function go(event) {
+  if (!drag || drag.pointer !== event.pointerId) return;
+  const far = Math.hypot(event.clientX - drag.x, event.clientY - drag.y) > 6;
+  if (!drag.ghost && !far) return;
+  if (!drag.ghost) {
+    drag.ghost = element('div', {class: 'ghost'}, drag.module);
+    document.body.append(drag.ghost);
+    find('#catalogue').classList.add('dragging');
+  }
+  Object.assign(drag.ghost.style, {left: event.clientX + 'px', top: event.clientY + 'px'});
+  markTarget(partAt(event.clientX, event.clientY));
+}
+
+function end(event) {
+  if (!drag) return;
+  const {module, ghost} = drag;
+  drag = null;
+  find('#catalogue').classList.remove('dragging');
+  if (!ghost) return;  // it was a click
+  ghost.remove();
+  event.currentTarget.dragged = true;
+  const part = markTarget(event.type === 'pointerup' ? partAt(event.clientX, event.clientY) : null);
+  markTarget(null);
+  if (!part) return;
+  select(part);
+  plug(module, [numberOf(part)]);
+}
+
+function item({module, part_number: part, rate_mbd: rate, phy}) {
+  const click = ({currentTarget}) => {
+    if (currentTarget.dragged) currentTarget.dragged = false;
+    else choose(module);
+  };
+  return element('button', {type: 'button', class: 'module', 'data-key': module, 'aria-pressed': String(known.placing === module), onclick: click,
+    onpointerdown: (event) => begin(module, event), onpointermove: go, onpointerup: end, onpointercancel: end},
+    element('b', {}, module), element('span', {}, part.trim()), element('small', {}, [rate >= 1000 ? `${rate / 1000} GBd` : rate ? `${rate} MBd` : '', phy ? 'copper PHY' : ''].filter(Boolean).join(', ')));
+}
+
+function show() {
+  let drawer = find('#catalogue');
+  if (!drawer && !known.catalogue) return;
+  if (!drawer) {
+    drawer = element('aside', {id: 'catalogue', 'aria-label': 'Catalogue of modules'});
+    document.body.append(drawer);
+  }
+  drawer.hidden = !known.catalogue;
+  if (drawer.hidden) return;
+  const shown = known.modules.filter(({module, part_number: part}) => `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()));
+  const target = ports.length ? `into port ${ports.join(', ')}` : known.placing ? `${known.placing}: choose a port (arrow keys, Enter)` : 'drag one into a cage, or choose one and then a port';
+  patch(drawer, [
+    element('div', {class: 'row'}, element('h2', {}, 'Modules'), button('×', closeCatalogue, {class: 'quiet', 'aria-label': 'Close the catalogue'})),
+    element('p', {class: 'hint', role: 'status'}, target),
+    element('input', {type: 'search', placeholder: 'Find a module', 'aria-label': 'Find a module', oninput: ({target: {value}}) => {
+      filter = value;
+      put('catalogue', true);
+    }}),
+    element('div', {class: 'modules', role: 'group', 'aria-label': 'Modules'}, shown.map(item)),
+    shown.length === 0 && element('p', {class: 'hint'}, 'No module of this name.'),
+  ]);
+}
+
+export function start() {
+  follow(['catalogue', 'modules', 'placing'], show);
+}
+

@@ -1,0 +1,95 @@
+import {act, pendingValue} from './acts.js';
+import {ask} from './connection.js';
+import {refusal} from './controls.js';
+import * as dock from './dock.js';
+import {element, find, patch} from './dom.js';
+import {kindOf, numberOf, selected} from './selection.js';
+import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
+
+// Every command of zelsim that does something to a board, as a form that begins with what holds.
+
+const chosen = {};  // what somebody has chosen, by form and field
+
+const supplyState = (number) => {
+  const {type, good} = known.board.supplies[number - 1];
+  return good || type === 'none' ? type : 'failed';
+};
+const firstCage = () => numberOf(selected().find((part) => kindOf(part) === 'port') ?? '') || known.board.cages[0]?.port || 24;
+const presence = (flag) => flag ? 'present' : 'absent';
+
+/** What holds, for a field of a command; those before it may say of what. */
+function present(action, field, fields) {
+  const {i2c, gpio, settle_ms: settle, flash} = known.board;
+  const port = Number(fields.port ?? firstCage()), cage = cageOf(port), link = linkOf(port);
+  const fromPort = {
+    'set loss-of-signal': cage?.loss_of_signal ?? 0, 'set tx-fault': cage?.tx_fault ?? 0, plug: cage?.module ?? '',
+  };
+  if (field === 'port') return String(firstCage());
+  if (field === 'slot') return '1';
+  if (field === 'supply') return '1';
+  if (field === 'speed') return String(link?.speed || 'down');
+  if (field === 'duplex') return link && !link.full_duplex ? 'half' : 'full';
+  const holds = {
+    'fit board': boardIn(Number(fields.slot ?? 1)), 'plug module': fromPort.plug, 'set supply state': supplyState(Number(fields.supply ?? 1)),
+    'set rtc state': presence(i2c.clock_present), 'set lm75 state': presence(i2c.sensor_present), 'set busy value': i2c.busy,
+    'set reset-key value': gpio.reset_key, 'set reset-process byte': gpio.reset_process, 'set io byte': i2c.io[0], 'set io byte1': i2c.io[1],
+    'set loss-of-signal value': fromPort['set loss-of-signal'], 'set tx-fault value': fromPort['set tx-fault'], 'set settle milliseconds': settle,
+    'set chip-index byte': flash.chip_index, 'set temperature celsius': i2c.temperature, 'set clock time': i2c.clock, 'reset flash': 'false',
+  };
+  return String(holds[`${action} ${field}`] ?? '');
+}
+
+function inputOf(action, {field, optional, values}, fields) {
+  const value = chosen[`${action} ${field}`] ?? present(action, field, fields);
+  fields[field] = value;
+  const change = ({target}) => {
+    chosen[`${action} ${field}`] = target.value;
+    put('forms', target.value);
+  };
+  const names = field === 'module' ? ['', ...(known.modules ?? []).map(({module}) => module)] : optional && value === '' ? ['', ...values] : values;
+  const made = names.length > 0
+    ? element('select', {name: field, value, onchange: change}, names.map((one) => element('option', {value: one, selected: one === value}, one)))
+    : element('input', {name: field, value, size: 11, onchange: change});
+  return element('label', {'data-key': field}, field.replace('byte1', 'second byte'), made);
+}
+
+function form({action, what, fields}) {
+  const values = {};
+  const inputs = fields.map((field) => inputOf(action, field, values));
+  const submit = async (event) => {
+    event.preventDefault();
+    const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
+    if (await act('form ' + action, action, given)) for (const {field} of fields) delete chosen[`${action} ${field}`];
+  };
+  return element('form', {class: 'row command-form', 'data-key': action, onsubmit: submit},
+    element('b', {}, action), element('div', {class: 'row fields'}, inputs),
+    element('button', {type: 'submit', class: 'small' + (pendingValue('form ' + action) ? ' pending' : '')}, 'Do'),
+    element('span', {class: 'hint'}, what), refusal('form ' + action));
+}
+
+function show() {
+  if (!known.actions || !known.board || find('#view-commands').hidden) return;
+  patch(find('#commands'), known.actions.map(form));
+}
+
+/** A command line, as an action with its fields; null for one that is none. */
+export function parsed(text) {
+  const words = text.replace(/^zelsim /, '').split(' ');
+  const row = (known.actions ?? []).filter(({action}) => text.replace(/^zelsim /, '').startsWith(action)).sort((a, b) => b.action.length - a.action.length)[0];
+  if (!row) return null;
+  const fields = {}, given = words.slice(row.action.split(' ').length);
+  const plain = row.fields.filter(({field}) => !['result', 'count', 'skip', 'flash'].includes(field));
+  for (let i = 0, place = 0; i < given.length; ++i) {
+    if (given[i].startsWith('--')) fields[given[i].slice(2)] = given[++i];
+    else if (plain[place]) fields[plain[place++].field] = given[i];
+  }
+  return {action: row.action, fields};
+}
+
+export function start() {
+  dock.add('commands', 'All commands', element('div', {id: 'commands'}));
+  ask('actions').then(({actions}) => put('actions', actions));
+  ask('modules').then(({modules}) => put('modules', modules));
+  follow(['actions', 'modules', 'board', 'acts', 'forms', 'tab', 'selected'], show);
+}
+

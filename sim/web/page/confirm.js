@@ -1,0 +1,25 @@
+import {button, element} from './dom.js';
+
+// Asks once before something goes that no undo brings back, and names what goes.
+
+/** @return whether it shall be done */
+export function confirm({title, lost, does}) {
+  return new Promise((resolve) => {
+    const close = (yes) => {
+      dialog.close();
+      dialog.remove();
+      resolve(yes);
+    };
+    const dialog = element('dialog', {class: 'confirm', 'aria-labelledby': 'confirm-title', oncancel: (event) => {
+      event.preventDefault();
+      close(false);
+    }},
+      element('h2', {id: 'confirm-title'}, title),
+      element('ul', {}, lost.map((one) => element('li', {}, one))),
+      element('div', {class: 'row end'},
+        button('Keep everything', () => close(false), {class: 'main', autofocus: true}),
+        button(does, () => close(true), {class: 'danger'})));
+    document.body.append(dialog);
+    dialog.showModal();
+  });
+}

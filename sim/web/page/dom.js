@@ -1,0 +1,111 @@
+// Elements, made and brought up to date. A view makes what it shall look like from scratch; `patch` changes only what is
+// different, so that focus, scroll and what somebody types stay.
+
+const kLive = ['checked', 'value', 'disabled', 'hidden', 'open'];
+
+function setProperty(node, name, value) {
+  if (name.startsWith('on')) {
+    node[name] = value;
+    node.handlers = {...node.handlers, [name]: value};
+  } else if (name === 'text') {
+    node.textContent = value;
+  } else if (kLive.includes(name) && name in node) {
+    node[name] = value;
+    if (name === 'value' || name === 'checked') node.rendered = String(value);
+  } else if (value === false || value === null || value === undefined) {
+    node.removeAttribute(name);
+  } else {
+    node.setAttribute(name, value === true ? '' : value);
+  }
+}
+
+/** Makes an element. Children that are null or false are left out. */
+export function element(tag, properties = {}, ...children) {
+  const made = document.createElement(tag);
+  for (const [name, value] of Object.entries(properties)) {
+    if (name !== 'value') setProperty(made, name, value);
+  }
+  made.append(...children.flat(3).filter((child) => child !== null && child !== undefined && child !== false));
+  if (properties.value !== undefined) setProperty(made, 'value', properties.value);  // behind a list's options
+  return made;
+}
+
+export const button = (text, onclick, properties = {}) =>
+  element('button', {type: 'button', onclick, ...properties}, text);
+
+/** A key tells pieces of the same kind apart; without one they are told apart by their place. */
+const keyOf = (node) => node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '';
+const isSame = (old, fresh) => old.nodeName === fresh.nodeName && keyOf(old) === keyOf(fresh);
+
+function patchAttributes(old, fresh) {
+  const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open';  // which somebody opens and closes
+  for (const {name} of [...old.attributes]) if (!fresh.hasAttribute(name) && isOurs(name)) old.removeAttribute(name);
+  for (const {name, value} of fresh.attributes) if (old.getAttribute(name) !== value && isOurs(name)) old.setAttribute(name, value);
+  for (const name of Object.keys(old.handlers ?? {})) if (!fresh.handlers?.[name]) old[name] = null;
+  Object.assign(old, fresh.handlers);
+  old.handlers = fresh.handlers;
+  for (const name of ['disabled', 'hidden']) if (name in fresh && old[name] !== fresh[name]) old[name] = fresh[name];
+  if (fresh.rendered === undefined) return;
+  if (fresh.type === 'radio' || fresh.type === 'checkbox') {
+    old.checked = fresh.checked;
+  } else if (old.rendered !== fresh.rendered && document.activeElement !== old) {
+    old.value = fresh.value;
+  }
+  old.rendered = fresh.rendered;
+}
+
+function patchNode(old, fresh) {
+  if (old.nodeType === Node.TEXT_NODE) {
+    if (old.data !== fresh.data) old.data = fresh.data;
+    return;
+  }
+  if (fresh.keeps) return;
+  const value = old.tagName === 'SELECT' ? old.value : undefined;
+  patch(old, [...fresh.childNodes]);
+  patchAttributes(old, fresh);
+  if (value !== undefined && old.rendered === fresh.rendered && old.value !== value) old.value = value;
+}
+
+/** Brings the children of `place` to what `children` are. */
+export function patch(place, children) {
+  const fresh = children.flat(3).filter((child) => child !== null && child !== undefined && child !== false)
+    .map((child) => child instanceof Node ? child : document.createTextNode(child));
+  const keyed = new Map([...place.children].filter(keyOf).map((node) => [keyOf(node), node]));
+  fresh.forEach((node, i) => {
+    let old = place.childNodes[i];
+    const moved = keyOf(node) && keyed.get(keyOf(node));
+    if (moved && moved !== old && moved.nodeName === node.nodeName) {
+      place.insertBefore(moved, old ?? null);
+      old = moved;
+    }
+    if (!old) place.append(node);
+    else if (isSame(old, node)) patchNode(old, node);
+    else if (keyOf(old) && fresh.some((one) => keyOf(one) === keyOf(old))) place.insertBefore(node, old);
+    else old.replaceWith(node);
+  });
+  while (place.childNodes.length > fresh.length) place.lastChild.remove();
+}
+
+export const find = (selector) => document.querySelector(selector);
+export const numbers = (first, count) => Array.from({length: count}, (_, i) => first + i);
+
+export async function copy(text) {
+  try {
+    await navigator.clipboard.writeText(text);
+  } catch {  // not on an address without encryption: by a selection
+    const area = element('textarea', {class: 'unseen', value: text});
+    const held = document.activeElement;
+    document.body.append(area);
+    area.select();
+    document.execCommand('copy');
+    area.remove();
+    held?.focus();
+  }
+}
+
+/** A button that copies and says so. */
+export const copyButton = (text, label = 'Copy') => button(label, async ({currentTarget}) => {
+  await copy(typeof text === 'function' ? text() : text);
+  currentTarget.textContent = 'Copied';
+  setTimeout(() => currentTarget.textContent = label, 1500);
+}, {class: 'small'});

@@ -1,0 +1,108 @@
+import {act, pendingValue} from './acts.js';
+import {ask} from './connection.js';
+import {refusal} from './controls.js';
+import * as dock from './dock.js';
+import {button, copyButton, element, find, patch} from './dom.js';
+import {follow, known, put} from './store.js';
+import {faultResult, kResults, kEffects, plural} from './words.js';
+
+// Faults: which requests fail, how, and how often they did.
+
+const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '', skip: ''};
+
+/** The target as `zelsim fail` takes it: a flash access is meant where it was made, an address of a chip as it is. */
+export const targetFor = (target) => target;
+
+function setTarget(target) {
+  const [, node, request = '', from = '', to = ''] = target.match(/^(\w+)(?::(\w+))?(?:@(0x[0-9a-fA-F]+))?(?:-(0x[0-9a-fA-F]+))?$/) ?? [, 'any'];
+  Object.assign(form, {node, request, from, to});
+}
+
+/** Opens the tab with a form for what a port's program asks, or for one kind of request. */
+export function openFaults(port, target = 'i2c:BufRead@0xa0') {
+  if (port !== null) setTarget(port >= 24 && !target ? 'gpio:GetSocRegister' : target);
+  else setTarget(target);
+  dock.open('faults');
+  put('fault-form', target);
+  requestAnimationFrame(() => find('#fault-form select')?.focus());
+}
+
+export function openFaultsAt(node, from, to) {
+  openFaults(null, `${node}:write@${from}-${to}`);
+}
+
+function target() {
+  const request = form.request ? ':' + form.request : '';
+  const place = form.from ? `@${form.from}${form.to ? '-' + form.to : ''}` : '';
+  return `${form.node}${request}${place}`;
+}
+
+const requestsOf = () => (known.callables ?? []).filter(({node}) => form.node === 'any' || node === form.node);
+const isAddressed = () => !form.request || requestsOf().some(({request, addressed}) => request === form.request && addressed);
+
+function set(name) {
+  return ({target: {value}}) => {
+    form[name] = value;
+    if (name === 'node') form.request = '';
+    put('fault-form', value);
+  };
+}
+
+function pick(name, label, options) {
+  return element('label', {'data-key': name}, label, element('select', {name, value: form[name], onchange: set(name)},
+    options.map(([value, text = value]) => element('option', {value, selected: form[name] === value}, text))));
+}
+
+const input = (name, label, placeholder, size = 11) => element('label', {'data-key': name}, label,
+  element('input', {name, value: form[name], placeholder, size, oninput: set(name)}));
+
+function fields() {
+  const result = form.result === 'other' ? form.other : form.result;
+  const given = {node: target(), result, count: form.count, skip: form.skip};
+  return Object.fromEntries(Object.entries(given).filter(([, value]) => value !== ''));
+}
+
+const command = () => {
+  const {node, ...options} = fields();
+  return `zelsim fail ${node}${Object.entries(options).map(([name, value]) => ` --${name} ${value}`).join('')} --board ${known.board?.board ?? ''}`;
+};
+
+function showForm() {
+  const names = [...new Set(requestsOf().map(({request}) => request))];
+  patch(find('#fault-form'), [
+    element('div', {class: 'row fields'},
+      pick('node', 'Node', [['gpio'], ['i2c'], ['flash'], ['any', 'any node']]),
+      pick('request', 'Request', [['', 'every request'], ...names.map((name) => [name])]),
+      isAddressed() && input('from', 'Address from', form.node === 'flash' ? '0x01200000' : '0x40'),
+      isAddressed() && input('to', 'to', 'the same'),
+      pick('result', 'Result', [['', 'the usual failure'], ...kResults.filter(([value]) => value > 0).map(([value, name, what]) => [String(value), `${name}: ${what}`]),
+        ...Object.entries(kEffects).map(([name, what]) => [name, `${name}: ${what}`]), ['other', 'another number']]),
+      form.result === 'other' && input('other', 'Number', '0x1234', 8),
+      input('skip', 'Let pass first', '0', 5), input('count', 'Fail', 'until cleared', 9)),
+    element('div', {class: 'row'},
+      button('Make them fail', () => act('fault-form', 'fail', fields()), {class: 'main' + (pendingValue('fault-form') ? ' pending' : '')}),
+      element('code', {}, command()), copyButton(command), refusal('fault-form')),
+  ]);
+}
+
+function showTable() {
+  const faults = known.board?.faults ?? [];
+  const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
+  dock.count('faults', faults.length ? `${faults.length}${hits ? `, ${plural(hits, 'hit')}` : ''}` : '', true);
+  patch(find('#fault-table'), faults.length === 0
+    ? [element('p', {class: 'empty'}, 'Nothing fails. Choose above what shall, or open a line of the requests and choose “Fail the next one”.')]
+    : [element('table', {}, element('thead', {}, element('tr', {}, ['Fault', 'Fails', 'Result', 'Let pass', 'Still', 'Hits', 'Act'].map((name) => element('th', {scope: 'col'}, name)))),
+      element('tbody', {}, faults.map(({fault, target: what, result, skip, count, hits: struck}) => element('tr', {'data-key': 'fault' + fault},
+        element('td', {}, String(fault)), element('td', {}, element('code', {}, what)), element('td', {}, faultResult(result)),
+        element('td', {}, String(skip)), element('td', {}, count === null ? 'until cleared' : plural(count, 'time')), element('td', {class: struck ? 'struck' : ''}, String(struck)),
+        element('td', {}, button('Clear', () => act('heal' + fault, 'heal', {fault}), {class: 'small', 'aria-label': `Clear fault ${fault}`}), refusal('heal' + fault)))))),
+    button('Clear all faults', () => act('heal', 'heal')), refusal('heal')]);
+}
+
+export function start() {
+  dock.add('faults', 'Faults', element('div', {id: 'fault-form'}), element('div', {id: 'fault-table'}));
+  ask('requests').then(({requests}) => put('callables', requests));
+  follow(['callables', 'fault-form', 'acts', 'board'], showForm);
+  follow(['board', 'acts'], showTable);
+}
+

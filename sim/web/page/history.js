@@ -1,0 +1,33 @@
+import {follow, known} from './store.js';
+
+// The last minutes of a few values: of each the times of its changes.
+
+const kKept = 300000;  // milliseconds
+const series = new Map();
+
+export function record(name, value, now = Date.now()) {
+  if (value === undefined || value === null) return;
+  if (!series.has(name)) series.set(name, []);
+  const points = series.get(name);
+  if (points.at(-1)?.value === value) return;
+  points.push({at: now, value});
+  while (points.length > 2 && points[1].at < now - kKept) points.shift();
+}
+
+export const pointsOf = (name) => series.get(name) ?? [];
+
+/** Whether a value has changed in the last so many milliseconds. */
+export const moved = (name, within) => pointsOf(name).length > 1 && Date.now() - pointsOf(name).at(-1).at < within;
+
+export function start() {
+  follow(['board'], () => {
+    const {board} = known;
+    if (!board) return;
+    record('temperature', board.i2c.sensor_present ? board.i2c.temperature : null);
+    board.supplies.forEach(({supply, good, type}) => record('supply' + supply, good && type !== 'none' ? 1 : 0));
+    for (const [name, value] of Object.entries(board.panel)) record('led-' + name, value);
+    record('faults', board.faults.length);
+    record('busy', board.i2c.busy);
+  });
+  follow(['rate'], () => record('rate', known.rate));
+}

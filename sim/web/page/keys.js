@@ -1,0 +1,76 @@
+import {undo} from './activity.js';
+import {nextScheme} from './bar.js';
+import {cancelPlacing, closeCatalogue, openCatalogue} from './catalogue.js';
+import * as dock from './dock.js';
+import {button, element, find} from './dom.js';
+import {firstPart, focusPart, legend} from './panel.js';
+import {focusFilter} from './requests.js';
+import {select, selected} from './selection.js';
+import * as states from './states.js';
+import {known} from './store.js';
+
+// Everything has a key.
+
+const kKeys = [
+  ['p', 'to the front panel', () => focusPart(firstPart())],
+  ['i', 'to the inspector', () => find('#inspector').focus()],
+  ['/', 'find in the requests', focusFilter],
+  ['c', 'catalogue of modules', () => openCatalogue()],
+  ['u', 'undo the last act', () => undo()],
+  ['s', 'saved states', () => states.open()],
+  ['t', 'dark, light or as the system', nextScheme],
+  ['?', 'this help', () => openHelp()],
+];
+const kOthers = [
+  ['1 to 5', 'requests, flash, faults, activity, all commands'],
+  ['arrow keys', 'from part to part of the panel, from sector to sector'],
+  ['Enter', 'select; plug the chosen module'],
+  ['Space', 'select several ports; Shift with arrows or a click selects a range'],
+  ['Escape', 'close what is on top, else select nothing'],
+];
+
+export function openHelp() {
+  if (find('#help')) return;
+  const close = () => {
+    dialog.close();
+    dialog.remove();
+  };
+  const rows = [...kKeys.map(([key, what]) => [key, what]), ...kOthers];
+  const dialog = element('dialog', {id: 'help', 'aria-label': 'Help and keys', oncancel: (event) => {
+    event.preventDefault();
+    close();
+  }},
+    element('div', {class: 'row'}, element('h2', {}, 'Help'), button('×', close, {class: 'quiet', 'aria-label': 'Close'})),
+    element('h3', {}, 'Signs on the panel'), element('div', {class: 'signs'}, legend() ?? ''),
+    element('p', {class: 'hint'}, 'Two signs stand side by side where both hold. A part tells more when the pointer or the focus is on it.'),
+    element('h3', {}, 'To see a program notice that light is lost'),
+    element('p', {}, 'Choose a port with a module, then “Light: cut”. The program’s next look at it stands in the requests; what it changes stands in the activity line.'),
+    element('h3', {}, 'Keys'), element('dl', {class: 'keys'}, rows.map(([key, what]) => element('div', {}, element('dt', {}, element('kbd', {}, key)), element('dd', {}, what)))));
+  document.body.append(dialog);
+  dialog.showModal();
+}
+
+function isTyping({target}) {
+  const text = target.closest('input:not([type=radio], [type=checkbox], [type=range]), textarea, select');
+  return Boolean(text) || Boolean(document.querySelector('dialog[open]'));
+}
+
+function escape() {
+  if (document.querySelector('dialog[open]')) return;
+  if (cancelPlacing() || closeCatalogue()) return;
+  if (selected().length > 0) select();
+}
+
+export function start() {
+  document.addEventListener('keydown', (event) => {
+    if (event.key === 'Escape') return escape();
+    if (isTyping(event) || event.ctrlKey || event.metaKey || event.altKey || !known.board) return;
+    const found = kKeys.find(([key]) => key === event.key);
+    if (found) {
+      event.preventDefault();
+      found[2]();
+    } else if (/^[1-5]$/.test(event.key)) {
+      dock.openNumber(Number(event.key));
+    }
+  });
+}

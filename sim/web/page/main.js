@@ -1,0 +1,36 @@
+import * as activity from './activity.js';
+import * as address from './address.js';
+import * as bar from './bar.js';
+import * as card from './card.js';
+import * as catalogue from './catalogue.js';
+import * as commands from './commands.js';
+import * as connection from './connection.js';
+import * as dock from './dock.js';
+import {find} from './dom.js';
+import * as faults from './faults.js';
+import * as flash from './flash.js';
+import * as history from './history.js';
+import * as inspector from './inspector.js';
+import * as keys from './keys.js';
+import * as panel from './panel.js';
+import * as rack from './rack.js';
+import * as requests from './requests.js';
+import * as selection from './selection.js';
+import * as states from './states.js';
+import * as strip from './strip.js';
+
+// A page shows a board, or all of them where the server has more than one and the address names none.
+
+function showBoard(name) {
+  find('#board-view').hidden = false;
+  find('#foot').hidden = false;
+  selection.restore();
+  for (const view of [history, panel, strip, card, catalogue, requests, flash, faults, activity, commands, inspector, states, keys]) view.start();
+  dock.start();
+  connection.follow(name);
+}
+
+const {rack: hasRack} = await fetch('/api/server').then((answer) => answer.json()).catch(() => ({rack: false}));
+bar.start();
+if (hasRack && !address.read('board')) connection.follow(null, rack.start());
+else showBoard(address.read('board'));

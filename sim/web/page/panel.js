@@ -1,0 +1,159 @@
+import {place as placeChosen, isPlacing} from './catalogue.js';
+import {hideCard, showCard} from './card.js';
+import {element, find} from './dom.js';
+import {describe, extendTo, isSelected, kindOf, select, toggle} from './selection.js';
+import {follow, known} from './store.js';
+
+// The front panel: the server's drawing, whose blocks stand where the page has room for them, and a button on each part of
+// it. What changes is changed in place, so that what blinks goes on.
+
+const blocks = new Map();  // name to its element
+const buttons = new Map(); // part to its button
+
+/** The shapes that the drawing uses stand once on the page. */
+function showShapes(drawing) {
+  const shapes = find('#shapes');
+  if (shapes.firstChild) return;
+  const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+  svg.append(document.importNode(drawing.querySelector('defs'), true));
+  shapes.append(svg);
+}
+
+function buttonOf(part) {
+  return element('button', {
+    type: 'button', class: 'place ' + kindOf(part), 'data-part': part, tabindex: '-1',
+    onclick: (event) => choose(part, event), onkeydown: (event) => move(part, event),
+    onpointerenter: () => showCard(part), onpointerleave: hideCard, onfocus: ({target}) => target.matches(':focus-visible') && showCard(part), onblur: hideCard,
+  });
+}
+
+function choose(part, {ctrlKey, metaKey, shiftKey}) {
+  if (isPlacing() && kindOf(part) === 'port') return placeChosen(part);
+  if (kindOf(part) === 'port' && shiftKey) return extendTo(part);
+  if (kindOf(part) === 'port' && (ctrlKey || metaKey)) return toggle(part);
+  select(part);
+}
+
+const middleOf = (node) => {
+  const {left, right, top, bottom} = node.getBoundingClientRect();
+  return {x: (left + right) / 2, y: (top + bottom) / 2};
+};
+
+/** The nearest part in a direction. While a module is being placed only ports are looked at. */
+function neighbour(part, {x, y}) {
+  const from = middleOf(buttons.get(part));
+  let nearest = null, best = Infinity;
+  for (const [name, node] of buttons) {
+    if (name === part || node.hidden || (isPlacing() && kindOf(name) !== 'port')) continue;
+    const to = middleOf(node), along = (to.x - from.x) * x + (to.y - from.y) * y;
+    const across = Math.abs((to.x - from.x) * y + (to.y - from.y) * x);
+    if (along < 4 || along + 3 * across >= best) continue;
+    best = along + 3 * across;
+    nearest = name;
+  }
+  return nearest;
+}
+
+const kDirections = {ArrowLeft: {x: -1, y: 0}, ArrowRight: {x: 1, y: 0}, ArrowUp: {x: 0, y: -1}, ArrowDown: {x: 0, y: 1}};
+
+function move(part, event) {
+  const direction = kDirections[event.key];
+  if (direction) {
+    event.preventDefault();
+    const to = neighbour(part, direction);
+    if (!to) return;
+    focusPart(to);
+    if (event.shiftKey && kindOf(to) === 'port') extendTo(to);
+  } else if (event.key === ' ' && kindOf(part) === 'port' && !isPlacing()) {
+    event.preventDefault();
+    toggle(part);
+  }
+}
+
+/** Only one part is in the order of the tab key; the arrow keys go on from it. */
+export function focusPart(part) {
+  const node = buttons.get(part);
+  if (!node || node.hidden) return;
+  for (const each of buttons.values()) each.tabIndex = -1;
+  node.tabIndex = 0;
+  node.focus();
+}
+
+export const firstPart = () => known.selected?.find((part) => buttons.has(part)) ?? 'port0';
+export const partAt = (x, y) => document.elementsFromPoint(x, y).map((node) => node.dataset?.part).find(Boolean);
+
+function placeButton(block, rectangle) {
+  const part = rectangle.id.replace('place-', '');
+  if (!buttons.has(part)) buttons.set(part, buttonOf(part));
+  const node = buttons.get(part);
+  const view = block.svg.viewBox.baseVal;
+  const percent = (value, of) => `${value / of * 100}%`;
+  const number = (name) => Number(rectangle.getAttribute(name));
+  Object.assign(node.style, {
+    left: percent(number('x'), view.width), width: percent(number('width'), view.width),
+    top: percent(number('y'), view.height), height: percent(number('height'), view.height),
+  });
+  if (node.parentNode !== block.node) block.node.append(node);
+  node.hidden = false;
+}
+
+function showBlock(drawn) {
+  const name = drawn.id.replace('block-', '');
+  if (!blocks.has(name)) {
+    const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+    svg.setAttribute('viewBox', drawn.getAttribute('viewBox'));
+    svg.setAttribute('aria-hidden', 'true');
+    const node = element('div', {class: 'block', 'data-block': name});
+    node.append(svg);
+    find(name === 'legend' ? '#shapes' : '#panel').append(node);
+    blocks.set(name, {node, svg});
+  }
+  const block = blocks.get(name), {svg} = block, shapes = [...drawn.children];
+  while (svg.children.length > shapes.length) svg.lastElementChild.remove();
+  shapes.forEach((shape, i) => {
+    if (!svg.children[i]) svg.append(document.importNode(shape, true));
+    else if (!svg.children[i].isEqualNode(shape)) svg.children[i].replaceWith(document.importNode(shape, true));
+  });
+  return {block, places: shapes.filter((shape) => shape.id.startsWith('place-'))};
+}
+
+export const legend = () => blocks.get('legend')?.svg.cloneNode(true);
+
+function show() {
+  if (!known.picture || !known.board) return;
+  const drawing = new DOMParser().parseFromString(known.picture, 'image/svg+xml').documentElement;
+  showShapes(drawing);
+  const held = document.activeElement?.dataset?.part;
+  const there = new Set();
+  for (const drawn of drawing.querySelectorAll('svg[id^="block-"]')) {
+    const {block, places} = showBlock(drawn);
+    for (const rectangle of places) {
+      placeButton(block, rectangle);
+      there.add(rectangle.id.replace('place-', ''));
+    }
+  }
+  // A part that is no longer there hands its focus to its slot.
+  for (const [part, node] of buttons) if (!there.has(part)) node.hidden = true;
+  if (held && !there.has(held)) focusPart(`slot${Math.floor(Number(held.replace(/\D/g, '')) / 8) + 1}`);
+  if (![...buttons.values()].some((node) => node.tabIndex === 0 && !node.hidden)) {
+    const first = buttons.get(there.has(firstPart()) ? firstPart() : [...there][0]);
+    if (first) first.tabIndex = 0;
+  }
+  showSelection();
+}
+
+function showSelection() {
+  if (!known.board) return;
+  for (const [part, node] of buttons) {
+    if (node.hidden) continue;
+    node.setAttribute('aria-label', describe(part));
+    node.setAttribute('aria-pressed', String(isSelected(part)));
+  }
+  find('#panel').classList.toggle('placing', isPlacing());
+}
+
+export function start() {
+  follow(['picture', 'board'], show);
+  follow(['selected', 'placing'], showSelection);
+  follow(['live', 'gone'], () => find('#board-view').classList.toggle('away', known.live === false || Boolean(known.gone)));
+}

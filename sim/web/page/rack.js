@@ -1,0 +1,98 @@
+import {confirm} from './confirm.js';
+import {button, element, find, patch} from './dom.js';
+import {known} from './store.js';
+import {degrees, plural} from './words.js';
+
+// All boards at a glance: which one is not well?
+
+const kPrefix = 'board:';
+const boards = new Map();
+let refused = '', filter = '', sorted = 'name';
+
+async function manage(action, fields) {
+  refused = '';
+  const answer = await fetch('/api/' + action, {method: 'POST', body: JSON.stringify(fields)}).catch(() => null);
+  if (!answer) refused = 'no connection to zelsim serve';
+  else if (!answer.ok) refused = (await answer.json()).error;
+  show();
+  return !refused;
+}
+
+async function create(event) {
+  event.preventDefault();
+  const {board, slot1, slot2, slot3} = event.target.elements;
+  const done = await manage('create', {board: board.value, slots: [slot1, slot2, slot3].map(({value}) => value).join(',')});
+  if (done) board.value = '';
+}
+
+async function remove(name, {modules}) {
+  const lost = [plural(modules ?? 0, 'module') + ' and all that stands on it', 'its flash with everything in it', 'its saved states'];
+  if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'})) await manage('delete', {board: name});
+}
+
+function ills(summary) {
+  if (summary.problem) return [summary.problem];
+  const {alarm, failed_supplies: supplies, transmit_faults: transmit, without_light: dark, faults, sensor_present: sensor} = summary;
+  return [alarm && 'alarm', supplies && plural(supplies, 'failed supply', 'failed supplies'), transmit && plural(transmit, 'transmit fault'),
+    dark && `${dark} without light`, !sensor && 'no sensor', faults && plural(faults, 'fault')].filter(Boolean);
+}
+
+function frontOf(name, summary) {
+  const picture = `/panel.svg?board=${encodeURIComponent(name)}&v=${summary.version}`;
+  return summary.problem ? null : element('img', {src: picture, alt: '', loading: 'lazy', width: 1454, height: 272});
+}
+
+function place([name, summary]) {
+  const wrong = ills(summary);
+  return element('li', {'data-key': 'board-' + name, class: wrong.length ? 'ill' : ''},
+    element('a', {href: `/?board=${encodeURIComponent(name)}`, 'aria-label': `Board ${name}: ${wrong.join(', ') || 'well'}`},
+      element('span', {class: 'rack-name'}, element('b', {}, name),
+        summary.problem ? null : element('span', {class: 'hint'}, `${plural(summary.modules, 'module')}, ${summary.sensor_present ? degrees(summary.temperature) : '–'}`)),
+      frontOf(name, summary),
+      element('span', {class: 'ills'}, wrong.length ? wrong.map((one) => element('span', {class: 'ill-word'}, '! ' + one)) : element('span', {class: 'well'}, '✓ well'))),
+    button('Delete…', () => remove(name, summary), {class: 'small quiet', 'aria-label': `Delete board ${name}`}));
+}
+
+const slotOf = (number) => element('label', {}, `Slot ${number}`,
+  element('select', {name: 'slot' + number}, ['sfp', 'copper', 'none'].map((kind) => element('option', {value: kind}, kind === 'none' ? 'no board' : kind))));
+
+function show() {
+  const all = [...boards].filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()));
+  const rank = ([name, summary]) => (sorted === 'ill' && ills(summary).length ? '0' : '1') + name;
+  all.sort((a, b) => rank(a) < rank(b) ? -1 : 1);
+  const ill = [...boards.values()].filter((summary) => ills(summary).length).length;
+  patch(find('#rack-view'), [
+    element('div', {class: 'rack-bar', 'data-key': 'bar'},
+      element('h2', {}, plural(boards.size, 'board')), element('span', {class: ill ? 'bad' : 'good'}, ill ? `! ${ill} not well` : boards.size ? '✓ all well' : ''),
+      element('input', {type: 'search', placeholder: 'Find a board', 'aria-label': 'Find a board', oninput: ({target}) => {
+        filter = target.value;
+        show();
+      }}),
+      button('Those not well first', () => {
+        sorted = sorted === 'ill' ? 'name' : 'ill';
+        show();
+      }, {'aria-pressed': String(sorted === 'ill')}),
+      element('form', {class: 'row', onsubmit: create}, element('label', {}, 'New board', element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'})),
+        slotOf(1), slotOf(2), slotOf(3), element('button', {type: 'submit', class: 'main'}, 'Make it'))),
+    refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
+    element('ul', {class: 'rack', 'data-key': 'rack'}, all.map(place)),
+    boards.size === 0 && element('p', {class: 'empty', 'data-key': 'none'}, 'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none'),
+  ]);
+}
+
+export function start() {
+  find('#rack-view').hidden = false;
+  find('#board-name').textContent = 'all boards';
+  document.title = 'zelboard: all boards';
+  return (news) => {
+    for (const [part, summary] of Object.entries(news)) {
+      if (!part.startsWith(kPrefix)) continue;
+      const name = part.slice(kPrefix.length);
+      if (summary === null) boards.delete(name);
+      else boards.set(name, summary);
+    }
+    show();
+    find('#rack-view').classList.toggle('away', known.live === false);
+  };
+}
+

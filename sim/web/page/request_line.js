@@ -1,0 +1,95 @@
+import {hex, resultText} from './words.js';
+
+// A line of the trace, taken apart: what was asked, of which chip or place, and how it ended.
+
+const kLine = /^(gpio|i2c|flash) 0x([0-9A-Fa-f]{2}) (\S+) ?(.*)$/;
+const kAccess = /^(open|close|read|write|lseek) (gpio|i2c|flash)|^(flash) (read|write|lseek) (.*)$/;
+
+/** @return the entry with its node, name, rest, address and whether it failed */
+export function parse(entry) {
+  const text = entry.line;
+  const request = text.match(kLine), access = text.match(kAccess);
+  if (request) {
+    const [, node, number, name, rest] = request;
+    Object.assign(entry, {node, number: parseInt(number, 16), name, rest});
+  } else if (access) {
+    Object.assign(entry, {node: access[2] ?? access[3], name: access[1] ?? access[4], rest: text.replace(/^(flash )?\w+ ?/, '')});
+  } else {
+    Object.assign(entry, {node: 'other', name: text.split(' ')[0], rest: text.split(' ').slice(1).join(' ')});
+  }
+  entry.address = addressOf(entry);
+  entry.failed = entry.result !== null && entry.result !== undefined && (entry.result < 0 || (entry.number !== undefined && entry.result !== 0));
+  entry.resultText = resultOf(entry);
+  return entry;
+}
+
+function addressOf({node, name, rest}) {
+  if (node === 'i2c') return Number(rest.match(/addr=(0x[0-9a-f]+)/)?.[1] ?? NaN);
+  if (node === 'flash') return Number(rest.match(/(0x[0-9a-f]+)/i)?.[1] ?? NaN);
+  return NaN;
+}
+
+function resultOf({node, name, number, result, error}) {
+  if (result === null || result === undefined) return '';
+  if (number === undefined && result >= 0) return name === 'read' || name === 'write' ? `${result} bytes` : name === 'lseek' ? hex(result) : 'ok';
+  return resultText(result, error);
+}
+
+/** How `zelsim fail` names the requests like this one. */
+export function targetOf({node, name, address}) {
+  const at = Number.isNaN(address) || name === 'lseek' ? '' : '@' + hex(node === 'flash' && name === 'EraseSector' ? address : address);
+  return `${node}:${name}${at}`;
+}
+
+/** The part of the board that a line is about. */
+export function partOf({node, name, rest, address}) {
+  const field = (key) => rest.match(new RegExp(`\\b${key}=(\\d+)`))?.[1];
+  if (node === 'flash' && !Number.isNaN(address)) return `sector${Math.floor(address / 0x10000)}`;
+  if (name.includes('Led') && field('port')) return `port${field('port')}`;
+  if (field('port')) return `port${field('port')}`;
+  if (field('supply')) return Number(field('supply')) > 2 ? null : `supply${field('supply')}`;
+  if (field('slot')) return `slot${field('slot')}`;
+  if (name.includes('SystemLed')) return 'led-system';
+  if (name.includes('AlarmLed')) return 'led-alarm';
+  if (name.includes('AlarmRelay')) return 'relay';
+  if (name.includes('RingMaster')) return 'led-ring-master';
+  if (name.includes('RingFail')) return 'led-ring-fail';
+  if (name.includes('Watchdog') || name.includes('Reset')) return 'watchdog';
+  if (name.includes('Power')) return 'supply1';
+  return node === 'i2c' ? chipOf(address, name) : null;
+}
+
+// Chips of the bus by their addresses: expanders of the slots, clock, sensor, the selected module.
+function chipOf(address, name) {
+  if (name.includes('Busy') || name === 'RefreshBus') return 'bus';
+  if (name.includes('Rtc')) return 'clock';
+  if (name.includes('Temperature') || name.includes('Sensor')) return 'sensor';
+  if (address >= 0x60 && address <= 0x6e) return 'clock';
+  if (address === 0x9e) return 'sensor';
+  if (address >= 0x40 && address < 0x4c) return `slot${Math.floor((address - 0x40) / 4) + 1}`;
+  if (address >= 0x70 && address <= 0x74) return `slot${(address - 0x70) / 2 + 1}`;
+  return null;
+}
+
+export const chipName = (address) => {
+  if (address >= 0x40 && address <= 0x4c) return 'wide expander';
+  if (address >= 0x60 && address <= 0x6e) return 'clock chip';
+  if (address >= 0x70 && address <= 0x7a) return 'narrow expander';
+  return {0x9e: 'temperature sensor', 0xa0: 'module page A0h', 0xa2: 'module page A2h', 0xac: 'copper PHY'}[address] ?? '';
+};
+
+/** Names and values before and after of a record, and its bytes. */
+export function fieldsOf({rest}) {
+  const fields = [];
+  const [asked, answered] = rest.split(' -> ');
+  const values = (text) => new Map([...(text ?? '').matchAll(/(\w+)=([^\s{}]+)/g)].map(([, name, value]) => [name, value]));
+  const before = values(asked), after = values(answered);
+  for (const [name, value] of before) fields.push([name, value, after.get(name) ?? '']);
+  return fields;
+}
+
+/** The bytes of a line with a transfer: what was written, or what was read. */
+export function bytesOf({rest}) {
+  const found = rest.match(/(?:data=|-> )((?:[0-9a-f]{2} ?)+)$/);
+  return found ? found[1].trim().replaceAll(' ', '') : '';
+}

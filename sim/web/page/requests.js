@@ -1,0 +1,251 @@
+import * as address from './address.js';
+import {act} from './acts.js';
+import {refusal} from './controls.js';
+import * as dock from './dock.js';
+import {button, copyButton, element, find, patch} from './dom.js';
+import {openFaults, targetFor} from './faults.js';
+import {hexRows} from './hex.js';
+import {bytesOf, chipName, fieldsOf, parse, partOf, targetOf} from './request_line.js';
+import {describe, select} from './selection.js';
+import {follow, known, put} from './store.js';
+import {duration, hex, plural, timeOfDay} from './words.js';
+
+// What programs ask of the drivers: a list that is searched.
+
+const kKept = 5000, kShown = 600;
+let entries = [], list, waiting = 0, opened = null, number = 0;
+const programs = new Set(), failures = {count: 0};
+
+// ---- filter
+
+const kFields = ['node', 'program', 'result', 'text', 'regex'];
+const filter = Object.fromEntries(kFields.map((name) => [name, address.read(name)]));
+
+function matcher() {
+  if (!filter.text) return null;
+  try {
+    const source = filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
+    return new RegExp(source, 'gi');
+  } catch {
+    return undefined;  // no regular expression yet
+  }
+}
+
+const searched = (entry) => `${programName(entry)} ${entry.node} ${entry.name} ${entry.rest} ${entry.resultText}`;
+const programName = ({program, pid}) => program ? `${program}[${pid}]` : '';
+
+function passes(entry, expression) {
+  if (filter.node && entry.node !== filter.node) return false;
+  if (filter.program && entry.program !== filter.program) return false;
+  if (filter.result === 'failed' && !entry.failed) return false;
+  if (filter.result === 'fault' && !entry.fault) return false;
+  if (filter.result.startsWith('=') && entry.resultText !== filter.result.slice(1)) return false;
+  if (expression) {
+    expression.lastIndex = 0;
+    return expression.test(searched(entry));
+  }
+  return true;
+}
+
+function setFilter(changes) {
+  Object.assign(filter, changes);
+  address.write(changes);
+  showAll();
+}
+
+/** Text in which what is looked for is marked. */
+function marked(text, expression) {
+  if (!expression) return [text];
+  const pieces = [];
+  let at = 0;
+  expression.lastIndex = 0;
+  for (const match of text.matchAll(expression)) {
+    if (match[0] === '') break;
+    pieces.push(text.slice(at, match.index), element('mark', {}, match[0]));
+    at = match.index + match[0].length;
+  }
+  return [...pieces, text.slice(at)];
+}
+
+// ---- lines
+
+function details(entry) {
+  const part = partOf(entry), target = targetOf(entry), fields = fieldsOf(entry), digits = bytesOf(entry);
+  const control = 'fail-next';
+  return element('div', {class: 'details'},
+    element('div', {class: 'row'},
+      part && button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'}),
+      entry.node !== 'other' && button('Fail the next one', () => act(control, 'fail', {node: targetFor(target), count: '1'}), {class: 'small'}),
+      entry.node !== 'other' && button('Make it fail…', () => openFaults(null, target), {class: 'small'}),
+      button('Only these', () => setFilter({node: entry.node === 'other' ? '' : entry.node, text: entry.name, regex: ''}), {class: 'small'}),
+      copyButton(textOf(entry), 'Copy line'), refusal(control)),
+    element('p', {class: 'hint'}, [entry.node !== 'other' && entry.number !== undefined ? `${entry.node} request ${hex(entry.number, 2)}` : entry.node, chipName(entry.address),
+      entry.fault ? `answered by fault ${entry.fault}` : '', entry.us !== undefined ? `took ${duration(entry.us)}` : ''].filter(Boolean).join(' · ')),
+    fields.length > 0 && element('table', {class: 'fields'}, element('thead', {}, element('tr', {}, ['Field', 'Asked', 'Answered'].map((name) => element('th', {scope: 'col'}, name)))),
+      element('tbody', {}, fields.map(([name, asked, answered]) => element('tr', {}, element('th', {scope: 'row'}, name), element('td', {}, asked), element('td', {}, answered))))),
+    digits && hexRows(digits, 0, 2), !digits && entry.before && hexRows(entry.before, 0, 2));
+}
+
+function lineOf(entry, expression) {
+  const text = (value) => marked(value, expression);
+  const toggle = () => {
+    const line = list.querySelector(`[data-number="${entry.id}"]`);
+    opened = opened === entry ? null : entry;
+    for (const open of list.querySelectorAll('.details')) open.remove();
+    for (const each of list.querySelectorAll('[aria-expanded="true"]')) each.setAttribute('aria-expanded', 'false');
+    if (opened !== entry) return;
+    line.firstChild.setAttribute('aria-expanded', 'true');
+    line.append(details(entry));
+    line.scrollIntoView({block: 'nearest'});
+  };
+  return element('li', {class: `${entry.node}${entry.failed ? ' failed' : ''}${entry.fault ? ' struck' : ''}`, 'data-number': entry.id},
+    element('button', {type: 'button', class: 'line', 'aria-expanded': 'false', onclick: toggle},
+      element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
+      element('span', {class: 'program'}, text(programName(entry))),
+      element('span', {class: 'node'}, text(entry.node)),
+      element('span', {class: 'what'}, element('b', {}, text(entry.name)), ' ', text(entry.rest)),
+      element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
+      element('span', {class: 'result'}, entry.fault ? '⚑ ' : entry.failed ? '! ' : '', text(entry.resultText))));
+}
+
+const follows = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
+const toEnd = () => list.scrollTop = list.scrollHeight;
+
+function showNew() {
+  const label = waiting > 0 ? `${plural(waiting, 'new line')} ↓` : '';
+  const more = find('#requests-new');
+  more.hidden = !label;
+  more.textContent = label;
+}
+
+function showState() {
+  const expression = matcher();
+  find('#requests-text').classList.toggle('wrong', expression === undefined);
+  const total = entries.length, seen = list.querySelectorAll('li').length;
+  const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
+  find('#requests-told').textContent = told;
+  find('#requests-empty').hidden = seen > 0;
+  patch(find('#requests-empty'), total > 0 ? [element('p', {}, 'No line passes the filter.'), button('Show all', () => {
+    setFilter({node: '', program: '', result: '', text: '', regex: ''});
+    show();
+  })] : empty());
+  dock.count('requests', failures.count ? `${failures.count} failed` : '', true);
+}
+
+function empty() {
+  const command = `zelsim run --board ${known.board?.board ?? 'lab'} -- ./yours`;
+  return [element('p', {}, 'Nothing has been asked of the drivers since this tab was opened. Start a program on this board:'),
+    element('p', {class: 'command'}, element('code', {}, command), copyButton(command))];
+}
+
+function showAll() {
+  const expression = matcher();
+  if (expression === undefined) return showState();
+  const shown = entries.filter((entry) => passes(entry, expression)).slice(-kShown);
+  list.replaceChildren(...shown.map((entry) => lineOf(entry, expression)));
+  opened = null;
+  waiting = 0;
+  toEnd();
+  showNew();
+  showState();
+  show();
+}
+
+// While somebody reads further up, the list only grows at its end.
+function add(fresh) {
+  const expression = matcher(), passed = fresh.filter((entry) => passes(entry, expression)), following = follows() && !opened;
+  list.append(...passed.slice(-kShown).map((entry) => lineOf(entry, expression)));
+  if (following) {
+    while (list.children.length > kShown) list.firstChild.remove();
+    toEnd();
+  } else {
+    waiting += passed.length;
+    while (list.children.length > 4 * kShown) list.firstChild.remove();
+  }
+  showNew();
+  showState();
+}
+
+function take({requests, anew}) {
+  if (!requests) return;
+  if (!find('#requests-text')) show();
+  if (anew) {
+    entries = [];
+    failures.count = 0;
+    list.replaceChildren();
+  }
+  const fresh = requests.map((entry) => ({...parse({...entry, line: entry.line ?? '… requests were missed'}), id: ++number}));
+  for (const entry of fresh) {
+    if (entry.program && !programs.has(entry.program)) {
+      programs.add(entry.program);
+      put('programs', programs.size);
+    }
+    failures.count += entry.failed;
+  }
+  entries = entries.concat(fresh).slice(-kKept);
+  add(fresh);
+}
+
+const textOf = (entry) => [entry.at ? timeOfDay(entry.at) : '', programName(entry), entry.line, entry.resultText && '= ' + entry.resultText,
+  entry.us === undefined ? '' : `(${duration(entry.us)})`].filter(Boolean).join(' ');
+
+function download() {
+  const expression = matcher();
+  const text = entries.filter((entry) => passes(entry, expression)).map(textOf).join('\n') + '\n';
+  const link = element('a', {href: URL.createObjectURL(new Blob([text], {type: 'text/plain'})), download: `${known.board?.board ?? 'board'}-requests.txt`});
+  link.click();
+  setTimeout(() => URL.revokeObjectURL(link.href), 1000);
+}
+
+// ---- the bar above
+
+function selectOf(name, label, options) {
+  return element('select', {'aria-label': label, value: filter[name], 'data-key': 'filter-' + name, onchange: ({target}) => setFilter({[name]: target.value})},
+    options.map(([value, text = value]) => element('option', {value, selected: filter[name] === value}, text)));
+}
+
+function bar() {
+  const results = [...new Set(entries.map((entry) => entry.resultText))].filter((text) => text && !/bytes$|^0x/.test(text)).slice(0, 12);
+  return [
+    selectOf('node', 'Node', [['', 'All nodes'], ['gpio'], ['i2c'], ['flash'], ['other']]),
+    selectOf('program', 'Program', [['', 'All programs'], ...[...programs].map((name) => [name])]),
+    selectOf('result', 'Result', [['', 'All results'], ['failed', 'Only failures'], ['fault', 'Struck by a fault'], ...results.map((text) => ['=' + text, text])]),
+    element('input', {id: 'requests-text', type: 'search', placeholder: 'Find', 'aria-label': 'Find in requests', value: filter.text, 'data-key': 'text',
+      oninput: ({target}) => setFilter({text: target.value})}),
+    element('button', {type: 'button', class: 'small', 'aria-pressed': String(Boolean(filter.regex)), title: 'Regular expression', 'data-key': 'regex',
+      onclick: () => setFilter({regex: filter.regex ? '' : '1'})}, '.*'),
+    element('span', {id: 'requests-told', class: 'hint', 'data-key': 'told'}, find('#requests-told')?.textContent ?? ''),
+    button(known.paused ? 'Go on' : 'Pause', () => put('paused', !known.paused), {class: 'small', 'aria-pressed': String(Boolean(known.paused)), 'data-key': 'pause'}),
+    button('Clear', () => {
+      entries = [];
+      failures.count = 0;
+      showAll();
+    }, {class: 'small', 'data-key': 'clear'}),
+    button('Download', download, {class: 'small', 'data-key': 'download'}),
+  ];
+}
+
+function show() {
+  patch(find('#requests-bar'), bar());
+}
+
+export function focusFilter() {
+  dock.open('requests');
+  requestAnimationFrame(() => find('#requests-text').focus());
+}
+
+export function start() {
+  list = element('ol', {id: 'lines', tabindex: '0', 'aria-label': 'Requests to the drivers', onscroll: () => {
+    if (!follows()) return;
+    waiting = 0;
+    showNew();
+  }});
+  dock.add('requests', 'Requests', element('div', {id: 'requests-bar', class: 'bar'}), list, element('div', {id: 'requests-empty', class: 'empty'}),
+    button('', () => {
+      opened = null;
+      toEnd();
+    }, {id: 'requests-new', hidden: true}));
+  follow(['requests'], take);
+  follow(['programs', 'paused', 'tab'], show);
+  follow(['board'], () => entries.length === 0 && showState());
+}

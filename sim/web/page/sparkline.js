@@ -1,0 +1,31 @@
+import {pointsOf} from './history.js';
+
+// A small curve of the last minutes of a value, which stands between its changes.
+
+const kSpan = 180000, kWidth = 72, kHeight = 22;
+
+export function pathOf(points, {lowest, highest, steps}, now) {
+  const x = (at) => Math.max(0, (1 - (now - at) / kSpan) * kWidth).toFixed(1);
+  const y = (value) => (kHeight - 3 - (value - lowest) / (highest - lowest || 1) * (kHeight - 6)).toFixed(1);
+  const seen = points.filter(({at}, i) => at > now - kSpan || (points[i + 1]?.at ?? now) > now - kSpan);
+  let path = '';
+  seen.forEach(({at, value}, i) => {
+    if (i === 0) path = `M${x(at)} ${y(value)}`;
+    else path += steps ? `H${x(at)}V${y(value)}` : `L${x(at)} ${y(seen[i - 1].value)}L${x(at)} ${y(value)}`;
+  });
+  return path && path + `H${kWidth}`;
+}
+
+/** @param range  lowest and highest value that have room at least; `steps` for values that jump */
+export function sparkline(name, range = {}) {
+  const points = pointsOf(name), values = points.map(({value}) => value);
+  const lowest = Math.min(range.lowest ?? Infinity, ...values), highest = Math.max(range.highest ?? -Infinity, ...values);
+  const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+  svg.setAttribute('viewBox', `0 0 ${kWidth} ${kHeight}`);
+  svg.setAttribute('class', 'spark');
+  svg.setAttribute('aria-hidden', 'true');
+  const path = document.createElementNS('http://www.w3.org/2000/svg', 'path');
+  path.setAttribute('d', points.length ? pathOf(points, {lowest, highest, steps: range.steps}, Date.now()) : '');
+  svg.append(path);
+  return svg;
+}

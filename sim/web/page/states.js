@@ -1,0 +1,65 @@
+import {act} from './acts.js';
+import {ask} from './connection.js';
+import {refusal} from './controls.js';
+import {button, element, patch} from './dom.js';
+import {follow, known, put} from './store.js';
+
+// The whole board with its flash, kept under names.
+
+let dialog = null;
+
+const refresh = async () => put('states', (await ask('states').catch(() => ({states: []}))).states);
+
+async function save(event) {
+  event.preventDefault();
+  const state = event.target.elements.state.value.trim();
+  if (await act('save', 'save', {state})) await refresh();
+}
+
+async function load(state) {
+  if (await act('load', 'load', {state})) close();
+}
+
+async function forget(state) {
+  if (await act('load', 'forget', {state})) await refresh();
+}
+
+function close() {
+  dialog?.close();
+  dialog?.remove();
+  dialog = null;
+}
+
+function show() {
+  if (!dialog) return;
+  const states = known.states ?? [];
+  patch(dialog, [
+    element('div', {class: 'row'}, element('h2', {}, 'Saved states'), button('×', close, {class: 'quiet', 'aria-label': 'Close'})),
+    element('p', {class: 'hint'}, `The whole board with its flash, under a name. In the shell: zelsim save and zelsim load.`),
+    element('form', {class: 'row', onsubmit: save}, element('label', {}, 'Name', element('input', {name: 'state', required: true, autofocus: true, autocomplete: 'off', pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}'})),
+      element('button', {type: 'submit', class: 'main'}, 'Save this state'), refusal('save')),
+    refusal('load'),
+    states.length === 0 ? element('p', {class: 'empty'}, 'No state has been saved yet.')
+      : element('ul', {class: 'states'}, states.map(({state, saved}) => element('li', {'data-key': state},
+        element('b', {}, state), element('span', {class: 'hint'}, saved.replace('T', ' ')),
+        button('Go back to it…', () => load(state), {class: 'small'}), button('Forget…', () => forget(state), {class: 'small danger'})))),
+  ]);
+}
+
+export async function open() {
+  if (dialog) return close();
+  dialog = element('dialog', {id: 'states', 'aria-label': 'Saved states', oncancel: (event) => {
+    event.preventDefault();
+    close();
+  }});
+  document.body.append(dialog);
+  show();
+  dialog.showModal();
+  await refresh();
+  dialog?.querySelector('input')?.focus();
+}
+
+export function start() {
+  follow(['states', 'acts'], show);
+}
+

@@ -1,0 +1,57 @@
+// What is known of the board, by part, and who shows it. Views are called once a frame, and only when a part of theirs has
+// changed.
+
+export const known = {};
+const followers = [];
+let changed = new Set(), pending = {}, asked = false;
+
+/** Calls `show` in the next frame after one of the parts has changed. Logs arrive as its argument. */
+export function follow(parts, show) {
+  followers.push({parts, show});
+}
+
+function showAll() {
+  const parts = changed, logs = pending;
+  changed = new Set();
+  pending = {};
+  asked = false;
+  for (const {parts: wanted, show} of followers) {
+    if (wanted.some((part) => parts.has(part))) show(logs);
+  }
+}
+
+export function touch(part) {
+  changed.add(part);
+  if (asked) return;
+  asked = true;
+  // A page that nobody sees draws no frames, and shall be right when it is seen again.
+  if (document.hidden) setTimeout(showAll, 100);
+  else requestAnimationFrame(showAll);
+}
+
+const kLogs = ['requests', 'activity'];
+
+/** News of the server. Where a stream begins anew its logs are whole, and what was known of them is forgotten. */
+export function take({anew, ...news}) {
+  if (anew) {
+    pending = {anew: true};
+    touch('anew');
+  }
+  for (const [part, value] of Object.entries(news)) {
+    if (kLogs.includes(part)) pending[part] = [...pending[part] ?? [], ...value];
+    else known[part] = value;
+    touch(part);
+  }
+}
+
+/** What the page itself knows: what is selected, which tab is open. */
+export function put(part, value) {
+  known[part] = value;
+  touch(part);
+}
+
+// Shorter words for what is asked often.
+export const cageOf = (port) => known.board?.cages.find((cage) => cage.port === port);
+export const linkOf = (port) => known.board?.links.find((link) => link.port === port);
+export const slotOf = (port) => port < 24 ? Math.floor(port / 8) + 1 : 0;
+export const boardIn = (slot) => slot === 0 ? 'main' : known.board?.slots[slot - 1].board;

@@ -1,0 +1,79 @@
+// Numbers and states in one style, and in words.
+
+export const hex = (value, digits = 0) => '0x' + value.toString(16).toUpperCase().padStart(digits, '0');
+export const address = (value) => hex(value, 8);
+export const degrees = (value) => `${minus(value.toFixed(1))} °C`;
+export const minus = (text) => String(text).replace('-', '−');
+export const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one : many}`;
+
+export function bytes(count) {
+  if (count < 1024) return `${count} B`;
+  if (count < 1048576) return `${(count / 1024).toFixed(count < 10240 ? 1 : 0)} KB`;
+  return `${(count / 1048576).toFixed(1)} MB`;
+}
+
+export function timeOfDay(milliseconds, withParts = true) {
+  const time = new Date(milliseconds);
+  const two = (value) => String(value).padStart(2, '0');
+  const text = `${two(time.getHours())}:${two(time.getMinutes())}:${two(time.getSeconds())}`;
+  return withParts ? `${text}.${String(time.getMilliseconds()).padStart(3, '0')}` : text;
+}
+
+export function duration(microseconds) {
+  if (microseconds < 1000) return `${microseconds} µs`;
+  if (microseconds < 1000000) return `${(microseconds / 1000).toFixed(1)} ms`;
+  return `${(microseconds / 1000000).toFixed(2)} s`;
+}
+
+export function rest(seconds) {
+  if (seconds < 60) return `${Math.max(1, Math.round(seconds))} s`;
+  return `${Math.floor(seconds / 60)} min ${Math.round(seconds % 60)} s`;
+}
+
+/** Results of requests that have a name in the library. */
+export const kResults = [
+  [0, 'ok', 'done'],
+  [0xffff, 'FW_FAIL', 'the driver failed'],
+  [0xfffe, 'FW_NOT_SET', 'no description stored'],
+  [0xfffd, 'FW_ABSENT', 'not there'],
+  [0xfffc, 'FW_NOT_SFP', 'the port has no SFP cage'],
+  [0xfffa, 'FW_I2C_BUSY', 'the bus is busy'],
+];
+export const kEffects = {
+  refused: 'the kernel refuses it (EIO)', busy: 'busy', closed: 'the node does not open', killed: 'the program is killed',
+};
+
+/** A result in words; a negative one is the kernel's refusal. */
+export function resultText(result, error) {
+  if (result === null || result === undefined) return '';
+  if (result < 0) return error ? `refused: ${error}` : 'refused';
+  const known = kResults.find(([value]) => value === result);
+  return known ? known[1] : String(result);
+}
+export const faultResult = (result) =>
+  typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result);
+
+const kLeds = {system: 'SYS', alarm: 'ALM', power_1: 'PWR1', power_2: 'PWR2', ring_master: 'RM', ring_fail: 'RF'};
+export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
+export const ledState = (value) => ['off', 'on', 'blinking'][value] ?? String(value);
+
+export function supplyText({type, good}) {
+  if (type === 'none') return 'pulled';
+  return `${type.toUpperCase()} ${good ? 'good' : 'failed'}`;
+}
+
+/** What a port's module shows, the worst first. */
+export function signsOf(cage) {
+  const signs = [];
+  if (cage.tx_fault) signs.push('transmit fault');
+  if (cage.loss_of_signal) signs.push('no light');
+  if (cage.tx_disable) signs.push('transmitter off');
+  return signs.length > 0 ? signs : ['signal'];
+}
+
+export function linkText(link, cage) {
+  if (!link) return '';
+  if (cage?.tx_disable) return 'PHY held in reset: transmitter off';
+  if (!link.speed) return 'link down';
+  return `${link.speed} Mb/s ${link.full_duplex ? 'full' : 'half'} duplex`;
+}

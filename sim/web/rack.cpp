@@ -1,0 +1,100 @@
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "web.h"
+
+// All boards at a glance.
+
+namespace zelsim::web {
+namespace {
+
+using namespace std::chrono_literals;
+/** Before a board's name, which makes it the name of a part. */
+const std::string kPrefix = "board:";
+constexpr std::chrono::milliseconds kTurn = 100ms, kListing = 1s;
+
+/** A board of the rack, as it was looked at last. */
+struct Place {
+  std::shared_ptr<const Attached> attached;  // null: it cannot be opened
+  uint32_t seen;
+};
+
+class Rack : public Source {
+  void turn() override;
+  void list();
+  void look(const std::string &name, Place &place);
+
+  std::map<std::string, Place> places_;
+  std::chrono::steady_clock::time_point listed_ = {};
+};
+
+// A board that was deleted and made anew has another state, which the old mapping does not show.
+bool is_there(const Place &place) { return place.attached != nullptr && place.attached->board->magic == kMagic; }
+
+void Rack::look(const std::string &name, Place &place) {
+  try {
+    tool::OpenBoard open = tool::look_at(name);
+    place.attached = open.attached;
+    place.seen = __atomic_load_n(&open->watch.changes, __ATOMIC_SEQ_CST);
+    news.put(kPrefix + name, text_of(summary_of(*open)));
+  } catch (const std::runtime_error &error) {
+    place.attached = nullptr;
+    news.put(kPrefix + name, text_of({{"problem", error.what()}}));
+  }
+}
+
+void Rack::list() {
+  if (std::chrono::steady_clock::now() - listed_ < kListing) return;
+  listed_ = std::chrono::steady_clock::now();
+  std::map<std::string, Place> found;
+  const Json document = tool::boards_document({});
+  for (const Json &row : document["boards"]) {
+    std::string name = row["board"];
+    auto before = places_.find(name);
+    if (before != places_.end() && is_there(before->second)) {
+      found.insert(*before);
+    } else {
+      look(name, found[name]);
+    }
+  }
+  for (const auto &[name, place] : places_)
+    if (!found.contains(name)) news.put(kPrefix + name, "null");
+  places_ = std::move(found);
+}
+
+void Rack::turn() {
+  list();
+  for (auto &[name, place] : places_) {
+    if (!is_there(place)) continue;
+    if (__atomic_load_n(&place.attached->board->watch.changes, __ATOMIC_SEQ_CST) != place.seen) look(name, place);
+  }
+  news.publish();
+  std::this_thread::sleep_for(kTurn);
+}
+
+}  // namespace
+
+Json summary_of(const Board &board) {
+  unsigned modules = 0, dark = 0, transmit_faults = 0, failed_supplies = 0;
+  for (const Cage &cage : board.cages) {
+    modules += cage.fitted != 0;
+    dark += cage.fitted != 0 && cage.loss_of_signal != 0;
+    transmit_faults += cage.fitted != 0 && cage.tx_fault != 0;
+  }
+  for (unsigned i = 0; i < 2; ++i) failed_supplies += board.supply[i] != Supply::None && board.supply_good[i] == 0;
+  // A page asks for the picture anew only when it looks different.
+  return {{"version", std::to_string(std::hash<std::string>()(tool::panel_picture(board)))},
+          {"alarm", board.gpio.alarm_led != 0},
+          {"temperature", static_cast<int16_t>(board.i2c.sensor.value[0]) / 256.0},
+          {"sensor_present", board.i2c.sensor_present != 0},
+          {"modules", modules},
+          {"without_light", dark},
+          {"transmit_faults", transmit_faults},
+          {"failed_supplies", failed_supplies},
+          {"faults", board.rule_count}};
+}
+
+std::unique_ptr<Source> make_rack_source() { return std::make_unique<Rack>(); }
+
+}  // namespace zelsim::web

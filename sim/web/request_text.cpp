@@ -1,0 +1,91 @@
+#include "request_text.h"
+
+#include <strings.h>
+
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+#include "front.h"
+
+// Where a request ends. Its meaning is the web server's; here it is only measured, before it is handed over.
+
+namespace zelsim::web {
+namespace {
+
+constexpr std::string_view kLineEnd = "\r\n", kHeadEnd = "\r\n\r\n";
+
+std::string_view trimmed(std::string_view text) {
+  size_t first = text.find_first_not_of(" \t");
+  size_t last = text.find_last_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, last - first + 1);
+}
+
+/** Value of a header field; none when the head has no such field. */
+std::optional<std::string_view> field_of(std::string_view head, std::string_view name) {
+  for (size_t line = head.find(kLineEnd); line != std::string_view::npos; line = head.find(kLineEnd, line)) {
+    line += kLineEnd.size();
+    bool is_named = head.size() > line + name.size() && head[line + name.size()] == ':' &&
+                    strncasecmp(head.data() + line, name.data(), name.size()) == 0;
+    if (!is_named) continue;
+    size_t value = line + name.size() + 1;
+    return trimmed(head.substr(value, head.find(kLineEnd, value) - value));
+  }
+  return {};
+}
+
+std::optional<size_t> number_of(std::string_view text, int base) {
+  size_t value = 0;
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  bool whole = error == std::errc() && end == text.data() + text.size();
+  if (!whole) return {};
+  return value;
+}
+
+/** A body in chunks, each behind a line with its size, up to one of size 0 and an empty line. */
+RequestText measure_chunks(const std::string &bytes, size_t at) {
+  constexpr size_t kLongestLine = 64;
+  size_t body = 0;
+  for (;;) {
+    size_t line_end = bytes.find(kLineEnd, at);
+    if (line_end == std::string::npos)
+      return {bytes.size() - at > kLongestLine ? Progress::Malformed : Progress::Incomplete, 0, false};
+    std::string_view line = std::string_view(bytes).substr(at, line_end - at);
+    auto size = number_of(trimmed(line.substr(0, line.find(';'))), 16);
+    if (!size) return {Progress::Malformed, 0, false};
+    if (*size > kLongestBody - body) return {Progress::BodyTooLong, 0, false};
+    body += *size;
+    at = line_end + kLineEnd.size() + *size + kLineEnd.size();
+    if (at > bytes.size()) return {Progress::Incomplete, 0, false};
+    if (*size == 0) return {Progress::Whole, at, false};
+  }
+}
+
+}  // namespace
+
+RequestText measure_request(const std::string &bytes) {
+  size_t head_end = bytes.find(kHeadEnd);
+  if (head_end == std::string::npos) head_end = bytes.size();
+  if (head_end > kLongestHead) return {Progress::HeadTooLong, 0, false};
+  if (head_end == bytes.size()) return {Progress::Incomplete, 0, false};
+
+  std::string_view head = std::string_view(bytes).substr(0, head_end);
+  size_t body = head_end + kHeadEnd.size();
+  auto length = field_of(head, "Content-Length");
+  bool expects = field_of(head, "Expect").has_value();
+  if (field_of(head, "Transfer-Encoding")) {
+    // With both, two readers could disagree about where the next request begins.
+    if (length) return {Progress::Malformed, 0, false};
+    RequestText chunks = measure_chunks(bytes, body);
+    chunks.wants_go_ahead = expects && bytes.size() == body;
+    return chunks;
+  }
+  auto size = length ? number_of(*length, 10) : 0;
+  if (!size) return {Progress::Malformed, 0, false};
+  if (*size > kLongestBody) return {Progress::BodyTooLong, 0, false};
+  if (bytes.size() < body + *size) return {Progress::Incomplete, 0, expects && bytes.size() == body};
+  return {Progress::Whole, body + *size, false};
+}
+
+}  // namespace zelsim::web

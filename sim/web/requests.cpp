@@ -1,0 +1,103 @@
+#include "requests.h"
+
+#include <cstring>
+
+#include "trace.h"
+#include "web.h"
+
+namespace zelsim::web {
+namespace {
+
+constexpr size_t kMostEntries = 4000;
+
+const Request *request_of(const TraceRecord &record) {
+  for (const Request &request : requests_of(record.node))
+    if (request.number == record.number) return &request;
+  return nullptr;
+}
+
+// The bytes behind the record are the request's, before and after; else a text.
+std::string line_of(const TraceRecord &record, const std::string &bytes) {
+  if (record.node == Node::None) return bytes;
+  RequestEvent event = {};
+  event.node = record.node;
+  event.number = record.number;
+  event.request = request_of(record);
+  event.result = record.result;
+  event.error = record.error;
+  event.address = record.address;
+  size_t half = std::min(bytes.size() / 2, sizeof event.before);
+  std::memcpy(event.before, bytes.data(), half);
+  std::memcpy(event.after, bytes.data() + bytes.size() / 2, half);
+  char text[1024];
+  return {text, request_line(event, text, sizeof text)};
+}
+
+Json entry_of(const TraceRecord &record, const std::string &bytes) {
+  std::string program(record.program, strnlen(record.program, sizeof record.program));
+  Json entry = {{"at", static_cast<double>(record.at_us) / 1000},
+                {"pid", record.process},
+                {"program", program},
+                {"us", record.duration_us},
+                {"line", line_of(record, bytes)},
+                {"result", record.result == kNoTraceResult ? Json() : Json(record.result)}};
+  if (record.result < 0 && record.result != kNoTraceResult) {
+    const char *name = strerrorname_np(record.error);
+    entry["error"] = name != nullptr ? name : std::to_string(record.error);
+  }
+  if (record.fault != 0) entry["fault"] = record.fault;
+  if (record.has_record != 0 && !bytes.empty()) {
+    auto half = std::span(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size() / 2);
+    entry["before"] = hex_text(half);
+  }
+  return entry;
+}
+
+}  // namespace
+
+bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
+  constexpr uint32_t kRoom = kWatchedBytes - 1024;  // a record may go beyond it
+  Board &board = *attached->board;
+  std::string bytes;
+  bool missed = false;
+  {
+    Guard guard(board, Intent::Look);
+    Watch &watch = board.watch;
+    if (attached_ != attached) position_ = watch.written;
+    attached_ = attached;
+    missed = watch.written - position_ >= kRoom;
+    if (missed) position_ = watch.written;
+    for (; position_ != watch.written; ++position_)
+      bytes += static_cast<char>(watch.records[position_ % kWatchedBytes]);
+    watch.wanted = watch.written + kRoom;
+  }
+  if (missed) news.add(kRequestsLog, R"({"missed":true})", kMostEntries);
+  size_t at = 0;
+  while (at + sizeof(TraceRecord) <= bytes.size()) {
+    TraceRecord record = {};
+    std::memcpy(&record, bytes.data() + at, sizeof record);
+    bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
+    if (!whole) break;
+    std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
+    news.add(kRequestsLog, text_of(entry_of(record, rest)), kMostEntries);
+    at += record.size;
+  }
+  return missed || !bytes.empty();
+}
+
+bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news) {
+  Clock::time_point now = Clock::now();
+  std::chrono::duration<double> passed = now - counted_at_;
+  if (counted_ == attached && passed.count() < 1) return false;
+  uint32_t requests = __atomic_load_n(&attached->board->watch.requests, __ATOMIC_RELAXED);
+  uint64_t rate = counted_ == attached ? static_cast<uint64_t>((requests - requests_) / passed.count()) : 0;
+  bool changed = rate != rate_ || counted_ != attached;
+  counted_ = attached;
+  counted_at_ = now;
+  requests_ = requests;
+  rate_ = rate;
+  if (changed) news.put("rate", std::to_string(rate));
+  return changed;
+}
+
+}  // namespace zelsim::web

@@ -1,0 +1,54 @@
+#include <fcntl.h>
+
+#include <cstring>
+
+#include "nodes.h"
+#include "system_calls.h"
+#include "web.h"
+
+// The flash image, sector by sector and byte by byte. It is stored inverted: an erased byte is 0.
+
+namespace zelsim::web {
+namespace {
+
+int open_image(const std::filesystem::path &folder) {
+  return sys::open((folder.native() + kFlashFile).c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+uint16_t used_pages(int fd, unsigned sector) {
+  static constexpr uint8_t kErased[kPageSize] = {};
+  uint8_t bytes[kSectorSize] = {};
+  sys::pread(fd, bytes, sizeof bytes, off_t{sector} * off_t{kSectorSize});
+  unsigned used = 0;
+  for (size_t at = 0; at < sizeof bytes; at += kPageSize) used += std::memcmp(bytes + at, kErased, kPageSize) != 0;
+  return static_cast<uint16_t>(used);
+}
+
+}  // namespace
+
+// The counters were taken before: what changes while sectors are read is found next time.
+Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known) {
+  const Sectors before = known;
+  known.counters = board.flash;
+  known.reflashed = board.watch.reflashed;
+  const Flash &was = before.counters, &is = known.counters;
+  bool all = !before.counted || before.reflashed != known.reflashed;
+  sys::File file(open_image(folder));
+  for (unsigned i = 0; i < kSectors; ++i)
+    if (all || was.erases[i] != is.erases[i] || was.programs[i] != is.programs[i])
+      known.used[i] = used_pages(file.get(), i);
+  known.counted = true;
+  return {{"erases", is.erases}, {"used", known.used}};
+}
+
+Json bytes_document(const std::string &board, uint32_t start, uint32_t size) {
+  std::vector<uint8_t> bytes(size);
+  tool::OpenBoard open = tool::look_at(board);
+  sys::File file(open_image(open.folder));
+  if (sys::pread(file.get(), bytes.data(), size, start) != static_cast<ssize_t>(size))
+    throw Failure("start: the flash image cannot be read");
+  for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(~byte);
+  return {{"start", start}, {"bytes", hex_text(bytes)}};
+}
+
+}  // namespace zelsim::web

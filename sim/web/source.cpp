@@ -1,0 +1,45 @@
+#include <map>
+#include <thread>
+
+#include "web.h"
+
+// Sources, each with a thread of its own that sleeps while nobody follows it.
+
+namespace zelsim::web {
+
+void Source::run() {
+  for (;;) {
+    {
+      std::unique_lock lock(mutex_);
+      asked_.wait(lock, [this] { return readers_ > 0; });
+    }
+    turn();
+  }
+}
+
+void Source::add_reader(const Reader &reader) {
+  std::lock_guard lock(mutex_);
+  ++readers_;
+  readers_of_requests_ += reader.wants_requests;
+  asked_.notify_one();
+}
+
+void Source::remove_reader(const Reader &reader) {
+  --readers_;
+  readers_of_requests_ -= reader.wants_requests;
+}
+
+Source &source_of(const std::string &board) {
+  constexpr size_t kMostSources = 256;
+  static std::mutex mutex;
+  static std::map<std::string, std::unique_ptr<Source>> sources;
+  std::lock_guard lock(mutex);
+  if (auto found = sources.find(board); found != sources.end()) return *found->second;
+  if (sources.size() >= kMostSources) throw Failure("events: as many boards are followed as can be");
+  std::unique_ptr<Source> &made = sources[board];
+  made = board == kRack ? make_rack_source() : make_board_source(board);
+  std::thread([source = made.get()] { source->run(); }).detach();
+  return *made;
+}
+
+}  // namespace zelsim::web
