@@ -14,23 +14,51 @@
 
 namespace fs = std::filesystem;
 
-OutputFile::OutputFile(const std::string &path, const std::string &argument)
-    : OutputFile(argument + ": cannot write '" + path + "': ", path, -1) {
-  hold_signals();
-  std::error_code no_link;
-  for (int links = 0; links < 40 && fs::is_symlink(target_, no_link); ++links)
-    target_ = target_.parent_path() / fs::read_symlink(target_, no_link);
-  struct stat old = {};
-  const bool exists = stat(target_.c_str(), &old) == 0, beside = !exists || S_ISREG(old.st_mode);
-  check(!exists || access(target_.c_str(), W_OK) == 0);
-  errno = path.empty() ? ENOENT : EISDIR;
-  check(target_.has_filename());
-  if (beside) {
-    fresh_ = target_.parent_path() / (".new-" + std::to_string(getpid()));
-    unlink(fresh_.c_str());  // left by a killed process of this number
+/** Where a chain of links leads. */
+static fs::path behind_links(fs::path path) {
+  constexpr int kMostLinks = 40;  // as the kernel follows
+  std::error_code error;
+  for (int links = 0; links < kMostLinks; ++links) {
+    if (!fs::is_symlink(path, error)) break;
+    path = path.parent_path() / fs::read_symlink(path, error);
   }
-  fd_ = open(beside ? fresh_.c_str() : target_.c_str(), O_WRONLY | O_CLOEXEC | (beside ? O_CREAT | O_EXCL : 0), 0666);
-  check(fd_ >= 0 && (!beside || !exists || fchmod(fd_, old.st_mode & 07777) == 0));
+  return path;
+}
+
+OutputFile::OutputFile(const std::string &path, const std::string &argument)
+    : complaint_(argument + ": cannot write '" + path + "': "), target_(behind_links(path)) {
+  hold_signals();
+  if (!target_.has_filename()) fail(path.empty() ? ENOENT : EISDIR);
+  struct stat old = {};
+  const bool exists = stat(target_.c_str(), &old) == 0;
+  if (exists) check(access(target_.c_str(), W_OK) == 0);
+  if (!exists) {
+    open_beside(nullptr);
+  } else if (S_ISREG(old.st_mode)) {
+    const mode_t mode = old.st_mode & 07777;
+    open_beside(&mode);
+  } else {
+    open_in_place();
+  }
+}
+
+void OutputFile::open_in_place() {
+  fd_ = open(target_.c_str(), O_WRONLY | O_CLOEXEC);
+  check(fd_ >= 0);
+}
+
+/** @param mode  of the old file; null if there is none */
+void OutputFile::open_beside(const mode_t *mode) {
+  fresh_ = target_.parent_path() / (".new-" + std::to_string(getpid()));
+  unlink(fresh_.c_str());  // left by a killed process of this number
+  fd_ = open(fresh_.c_str(), O_WRONLY | O_CLOEXEC | O_CREAT | O_EXCL, 0666);
+  check(fd_ >= 0);
+  if (mode != nullptr && fchmod(fd_, *mode) != 0) {
+    const int error = errno;
+    close(fd_);
+    unlink(fresh_.c_str());
+    fail(error);
+  }
 }
 
 OutputFile::~OutputFile() {
@@ -38,16 +66,19 @@ OutputFile::~OutputFile() {
   if (!fresh_.empty()) unlink(fresh_.c_str());
 }
 
+void OutputFile::fail(int error) const { throw Failure(complaint_ + std::strerror(error)); }
+
 void OutputFile::check(bool done) const {
-  if (!done) throw Failure(what_ + std::strerror(errno));
+  if (!done) fail(errno);
 }
 
 void OutputFile::write(Bytes bytes) { check(write_all(fd_, bytes)); }
 
 void OutputFile::commit() {
-  check(fresh_.empty() || fsync(fd_) == 0);
+  if (!fresh_.empty()) check(fsync(fd_) == 0);
   check(close(std::exchange(fd_, -1)) == 0);
-  check(fresh_.empty() || rename(fresh_.c_str(), target_.c_str()) == 0);
+  if (fresh_.empty()) return;
+  check(rename(fresh_.c_str(), target_.c_str()) == 0);
   fresh_.clear();
 }
 
@@ -79,13 +110,14 @@ void refuse_unreadable(const std::string &path, const std::string &argument) {
 std::vector<uint8_t> read_file(const std::string &path, size_t most, const std::string &argument) {
   std::ifstream file(path == "-" ? "/dev/stdin" : path, std::ios::binary);
   std::vector<uint8_t> bytes;
+  constexpr size_t kPiece = 0x10000;
   while (file && bytes.size() <= most) {
     const size_t size = bytes.size();
-    bytes.resize(size + 0x10000);
-    file.read(reinterpret_cast<char *>(bytes.data() + size), 0x10000);
+    bytes.resize(size + kPiece);
+    file.read(reinterpret_cast<char *>(bytes.data() + size), kPiece);
     bytes.resize(size + static_cast<size_t>(file.gcount()));
   }
   if (!file.is_open() || file.bad()) refuse_unreadable(path, argument);
-  if (bytes.size() <= most) return bytes;
-  refuse_argument(argument, "'" + path + "' has more than " + std::to_string(most) + " bytes");
+  if (bytes.size() > most) refuse_argument(argument, "'" + path + "' has more than " + std::to_string(most) + " bytes");
+  return bytes;
 }

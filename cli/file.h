@@ -1,7 +1,9 @@
 /** @file
- *  Ordinary files. What fails is told with the argument's name, the file's and why. */
+ *  Ordinary files. An error's line names the argument and the file, and says why. */
 #ifndef ZELBOARD_CLI_FILE_H
 #define ZELBOARD_CLI_FILE_H
+
+#include <sys/types.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -11,9 +13,9 @@
 
 using Bytes = std::span<const uint8_t>;
 
-/** A file is replaced as a whole or not at all: a full disk, a signal or a power cut leaves the one that was there. The
- *  new one is written beside the old one, and takes its place once it is whole and on the disk. The mode stays, and a link
- *  still leads to the file. What is no ordinary file, such as a pipe or /dev/full, is written in place. */
+/** Replaces a file as a whole or not at all: a full disk, a signal or a power cut leaves the old one. The new one is
+ *  written beside it, and takes its place when it is whole and on the disk. The mode stays, and a link still leads to the
+ *  file. What is no ordinary file, such as a pipe or /dev/full, is written in place. */
 class OutputFile {
  public:
   explicit OutputFile(const std::string &path, const std::string &argument = "FILE");
@@ -24,22 +26,26 @@ class OutputFile {
   void commit();
 
  private:
-  OutputFile(std::string what, std::filesystem::path target, int fd)
-      : what_(std::move(what)), target_(std::move(target)), fd_(fd) {}
+  void open_in_place();
+  void open_beside(const mode_t *mode);
+  /** Throws a Failure that says why. */
+  [[noreturn]] void fail(int error) const;
   void check(bool done) const;
 
-  const std::string what_;
-  std::filesystem::path target_, fresh_;
-  int fd_;
+  const std::string complaint_;  // what an error's line begins with
+  std::filesystem::path target_;
+  std::filesystem::path fresh_;  // the new file; empty when the target is written in place
+  int fd_ = -1;
 };
 void write_file(const std::string &path, Bytes bytes, const std::string &argument = "FILE");
-/** The same, or to the program's output for "-". */
+/** The same; "-" is the program's output. */
 void write_output(const std::string &path, Bytes bytes, const std::string &argument = "FILE");
-/** Writes all, whatever pieces the kernel takes it in. @return false with errno */
+/** Writes all bytes, in as many calls as it takes. @return false with errno */
 bool write_all(int fd, Bytes bytes);
 
+/** Ends the command: the file cannot be read, as errno says. */
 [[noreturn]] void refuse_unreadable(const std::string &path, const std::string &argument = "FILE");
-/** Reads a whole file, or standard input for "-"; refuses the argument when it is longer than `most`. */
+/** Reads a whole file, or standard input for "-". Refuses one of more than `most` bytes. */
 std::vector<uint8_t> read_file(const std::string &path, size_t most, const std::string &argument = "FILE");
 inline Bytes bytes_of(const std::string &text) { return {reinterpret_cast<const uint8_t *>(text.data()), text.size()}; }
 

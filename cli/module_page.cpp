@@ -1,13 +1,18 @@
 #include "module_page.h"
 
+#include <algorithm>
 #include <numeric>
 
-/** Names of the bits that are set in a run of bytes; `names` begins with the highest bit of the first one. */
+/** Names of the bits that are set in a run of bytes. `names` begins with the highest bit of the first byte. */
 static Json set_bits(std::span<const uint8_t> bytes, const std::string &names) {
   Json set = Json::array();
   const auto list = split(names);
-  for (size_t i = 0; i < std::min(list.size(), 8 * bytes.size()); ++i)
-    if ((bytes[i / 8] >> (7 - i % 8) & 1) != 0 && !list[i].empty()) set.push_back(list[i]);
+  const size_t count = std::min(list.size(), 8 * bytes.size());
+  for (size_t i = 0; i < count; ++i) {
+    const unsigned bit = 7 - i % 8;
+    const bool is_set = (bytes[i / 8] >> bit & 1) != 0;
+    if (is_set && !list[i].empty()) set.push_back(list[i]);
+  }
   return set;
 }
 
@@ -46,17 +51,30 @@ struct Length {
 constexpr Length kLengths[] = {{"length_smf_km", 14, 1000}, {"length_smf", 15, 100},         {"length_om2", 16, 10},
                                {"length_om1", 17, 10},      {"length_copper_or_om4", 18, 1}, {"length_om3", 19, 10}};
 
-constexpr uint8_t kPassiveCable = 0x04, kActiveCable = 0x08;
+/* Bytes of the page. */
+constexpr size_t kIdentifier = 0, kExtendedIdentifier = 1, kConnector = 2, kComplianceCodes = 3, kEthernetCodes = 6,
+                 kCableTechnology = 8, kEncoding = 11, kNominalRate = 12, kRateIdentifier = 13, kVendorName = 20,
+                 kExtendedCompliance = 36, kVendorOui = 37, kVendorPart = 40, kVendorRevision = 56, kWavelength = 60,
+                 kBaseChecksum = 63, kOptionValues = 64, kUpperMargin = 66, kLowerMargin = 67, kSerialNumber = 68,
+                 kDateCode = 84, kMonitoringType = 92, kEnhancedOptions = 93, kRevision = 94, kExtendedChecksum = 95,
+                 kVendorSpecific = 96;
+/* Values of them. */
+constexpr uint8_t kSfp = 3, kRj45 = 0x22;                     // identifier, connector
+constexpr uint8_t kPassiveCable = 0x04, kActiveCable = 0x08;  // cable technology
+constexpr uint8_t kTenGigabitEthernet = 0xF0, kBaseT = 0x08;  // first compliance code, Ethernet codes
+constexpr uint8_t kRateBeyond = 0xFF;                         // nominal rate: byte 66 holds it, in 250 MBd
 
-static uint8_t sum_of(Page page, size_t first, size_t end) {
-  const auto field = page.subspan(first, end - first);
+/** A checksum byte covers the bytes from `first` up to itself. */
+static uint8_t sum_before(ModulePage page, size_t first, size_t checksum) {
+  const auto field = page.subspan(first, checksum - first);
   return static_cast<uint8_t>(std::accumulate(field.begin(), field.end(), 0U));
 }
 
-/** A checksum byte ends the field that it covers. */
-static std::string checksum(Page page, size_t first, size_t at) {
-  const uint8_t sum = sum_of(page, first, at);
-  return format("0x%02X ", page[at]) + (sum == page[at] ? "correct" : format("wrong, should be 0x%02X", sum));
+static std::string checksum_text(ModulePage page, size_t first, size_t checksum) {
+  const uint8_t sum = sum_before(page, first, checksum);
+  const uint8_t stored = page[checksum];
+  if (sum == stored) return format("0x%02X correct", stored);
+  return format("0x%02X wrong, should be 0x%02X", stored, sum);
 }
 
 struct PhyRegister {
@@ -90,48 +108,80 @@ constexpr PhyRegister kRegisters[] = {
     {17, "PHY-specific status", "speed 1000|speed 100|full duplex|page received|speed resolved|link up"},
     {27, "extended PHY-specific status", ""}};
 
-std::string page_text(Page page, size_t at, size_t length) {
+/** A text field up to its NUL, without its trailing blanks. */
+static std::string text_at(ModulePage page, size_t at, size_t length) {
   const auto field = page.subspan(at, length);
-  std::string text(field.begin(), field.end());
-  text.resize(std::min(text.find('\0'), text.size()));
+  std::string text(field.begin(), std::find(field.begin(), field.end(), 0));
   text.erase(text.find_last_not_of(' ') + 1);
   return printable(text);
 }
 
-uint32_t signalling_rate(Page page) {
-  constexpr uint8_t kBeyond = 0xFF;  // byte 66 holds it, in units of 250 MBd
-  return page[12] == kBeyond ? page[66] * 250U : page[12] * 100U;
+std::string vendor_of(ModulePage page) { return text_at(page, kVendorName, 16); }
+std::string part_number_of(ModulePage page) { return text_at(page, kVendorPart, 16); }
+std::string revision_of(ModulePage page) { return text_at(page, kVendorRevision, 4); }
+
+uint32_t signalling_rate(ModulePage page) {
+  if (page[kNominalRate] == kRateBeyond) return page[kUpperMargin] * 250U;
+  return page[kNominalRate] * 100U;
 }
 
-bool checksums_hold(Page page) { return sum_of(page, 0, 63) == page[63] && sum_of(page, 64, 95) == page[95]; }
-
-bool is_copper_module(Page page) {
-  const bool passive = (page[8] & kPassiveCable) != 0, ten_gigabit = page[12] > 99;
-  if (page[0] != 3 || (ten_gigabit && (passive || (page[3] & 0xF0) != 0))) return false;
-  return page[2] == 0x22 || page[6] == 0x08;
+bool checksums_hold(ModulePage page) {
+  return sum_before(page, kIdentifier, kBaseChecksum) == page[kBaseChecksum] &&
+         sum_before(page, kOptionValues, kExtendedChecksum) == page[kExtendedChecksum];
 }
 
-Json decode_page(Page page) {
-  const bool cable = (page[8] & (kPassiveCable | kActiveCable)) != 0;
-  Json decoded =
-      record("identifier", name_of(kIdentifiers, page[0], kHexadecimal), "extended_identifier",
-             format("0x%02X", page[1]), "connector", name_of(kConnectors, page[2], kHexadecimal), "compliance",
-             set_bits(page.subspan(3, 8), kCompliance), "encoding", name_of(kEncodings, page[11], kHexadecimal),
-             "rate_mbd", signalling_rate(page), "rate_identifier", format("0x%02X", page[13]));
-  for (const Length &length : kLengths) decoded[length.key] = page[length.at] * length.metres;
-  append(decoded, "vendor", page_text(page, 20, 16), "extended_compliance", format("0x%02X", page[36]), "oui",
-         format("%02X:%02X:%02X", page[37], page[38], page[39]), "part_number", page_text(page, 40, 16), "revision",
-         page_text(page, 56, 4));
+bool is_copper_module(ModulePage page) {
+  constexpr uint8_t kTenGigabitRate = 100;  // from 10 GBd on
+  if (page[kIdentifier] != kSfp) return false;
+  if (page[kNominalRate] >= kTenGigabitRate) {
+    const bool passive_cable = (page[kCableTechnology] & kPassiveCable) != 0;
+    const bool ten_gigabit = (page[kComplianceCodes] & kTenGigabitEthernet) != 0;
+    if (passive_cable || ten_gigabit) return false;
+  }
+  return page[kConnector] == kRj45 || page[kEthernetCodes] == kBaseT;
+}
+
+/** What the module is: bytes 0 to 62. */
+static Json base_fields(ModulePage page) {
+  Json base = record("identifier", name_of(kIdentifiers, page[kIdentifier], kHexadecimal),  //
+                     "extended_identifier", format("0x%02X", page[kExtendedIdentifier]),    //
+                     "connector", name_of(kConnectors, page[kConnector], kHexadecimal),     //
+                     "compliance", set_bits(page.subspan(kComplianceCodes, 8), kCompliance), "encoding",
+                     name_of(kEncodings, page[kEncoding], kHexadecimal),  //
+                     "rate_mbd", signalling_rate(page),                   //
+                     "rate_identifier", format("0x%02X", page[kRateIdentifier]));
+  for (const Length &length : kLengths) base[length.key] = page[length.at] * length.metres;
+  const uint8_t *oui = &page[kVendorOui];
+  append(base, "vendor", vendor_of(page),                                     //
+         "extended_compliance", format("0x%02X", page[kExtendedCompliance]),  //
+         "oui", format("%02X:%02X:%02X", oui[0], oui[1], oui[2]),             //
+         "part_number", part_number_of(page),                                 //
+         "revision", revision_of(page));
+  const bool cable = (page[kCableTechnology] & (kPassiveCable | kActiveCable)) != 0;
   if (cable)
-    decoded["cable_compliance"] = format("0x%02X%02X", page[60], page[61]);
+    base["cable_compliance"] = format("0x%02X%02X", page[kWavelength], page[kWavelength + 1]);
   else
-    decoded["wavelength_nm"] = page[60] << 8 | page[61];
-  append(decoded, "cc_base", checksum(page, 0, 63), "options", set_bits(page.subspan(64, 2), kOptions),
-         "rate_margin_percent", format("+%u -%u", page[66], page[67]), "serial_number", page_text(page, 68, 16),
-         "date_code", page_text(page, 84, 8), "monitoring", set_bits(page.subspan(92, 1), kMonitoring),
-         "enhanced_options", format("0x%02X", page[93]), "sff_8472_revision",
-         name_of(kRevisions, page[94], kHexadecimal), "cc_ext", checksum(page, 64, 95), "vendor_specific",
-         hex_text(page.subspan(96)));
+    base["wavelength_nm"] = page[kWavelength] << 8 | page[kWavelength + 1];
+  return base;
+}
+
+/** What it can do, and which one it is: bytes 63 to 127. */
+static void append_extended_fields(Json &decoded, ModulePage page) {
+  append(decoded, "cc_base", checksum_text(page, kIdentifier, kBaseChecksum),               //
+         "options", set_bits(page.subspan(kOptionValues, 2), kOptions),                     //
+         "rate_margin_percent", format("+%u -%u", page[kUpperMargin], page[kLowerMargin]),  //
+         "serial_number", text_at(page, kSerialNumber, 16),                                 //
+         "date_code", text_at(page, kDateCode, 8),                                          //
+         "monitoring", set_bits(page.subspan(kMonitoringType, 1), kMonitoring),             //
+         "enhanced_options", format("0x%02X", page[kEnhancedOptions]),                      //
+         "sff_8472_revision", name_of(kRevisions, page[kRevision], kHexadecimal),           //
+         "cc_ext", checksum_text(page, kOptionValues, kExtendedChecksum),                   //
+         "vendor_specific", hex_text(page.subspan(kVendorSpecific)));
+}
+
+Json decode_page(ModulePage page) {
+  Json decoded = base_fields(page);
+  append_extended_fields(decoded, page);
   return decoded;
 }
 
@@ -143,8 +193,9 @@ std::vector<uint32_t> named_registers() {
 
 Json decode_register(uint32_t number, uint16_t value) {
   PhyRegister found{number, "vendor-specific", ""};
-  for (const PhyRegister &entry : kRegisters)
+  for (const PhyRegister &entry : kRegisters) {
     if (entry.number == number) found = entry;
+  }
   const uint8_t bytes[] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
   return record("register", number, "name", found.name, "value", value, "bits", set_bits(bytes, found.bits));
 }

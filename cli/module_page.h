@@ -6,20 +6,23 @@
 #include "output.h"
 
 constexpr size_t kPageLength = 128;  // the defined half of the page
-using Page = std::span<const uint8_t, kPageLength>;
+using ModulePage = std::span<const uint8_t, kPageLength>;
 
-Json decode_page(Page page);
-/** A text field without its trailing blanks. */
-std::string page_text(Page page, size_t at, size_t length);
+/** All fields, in the order of the page. */
+Json decode_page(ModulePage page);
+std::string vendor_of(ModulePage page);
+std::string part_number_of(ModulePage page);
+std::string revision_of(ModulePage page);
 /** Nominal signalling rate in MBd, 0 = not given. */
-uint32_t signalling_rate(Page page);
-/** Both checksums are right: bytes 63 and 95. */
-bool checksums_hold(Page page);
-/** True when the library would bring this module's copper PHY up to classify it. */
-bool is_copper_module(Page page);
+uint32_t signalling_rate(ModulePage page);
+/** True if both checksums are right: bytes 63 and 95. */
+bool checksums_hold(ModulePage page);
+/** True if the library would bring up this module's copper PHY to classify it. */
+bool is_copper_module(ModulePage page);
 
-/** Numbers of the registers that have names. */
+/** Numbers of the PHY registers that have names. */
 std::vector<uint32_t> named_registers();
+/** Number, name, value and the names of the bits that are set. */
 Json decode_register(uint32_t number, uint16_t value);
 
 #endif

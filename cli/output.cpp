@@ -5,8 +5,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <set>
 
 #include "program.h"
@@ -19,26 +21,39 @@ static const std::set<std::string> kHexadecimal{"address", "checksum",     "crc3
 
 constexpr size_t kGap = 2, kNarrowest = 12;
 
-static bool came_closed;
+static bool output_came_closed;
 
 void open_standard_descriptors(bool inherited) {
-  came_closed = fcntl(STDOUT_FILENO, F_GETFD) < 0;
-  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
-    if (fcntl(fd, F_GETFD) < 0)
-      open(fd == STDIN_FILENO ? "/dev/null" : "/dev/full", O_WRONLY | (inherited ? 0 : O_CLOEXEC));
+  output_came_closed = fcntl(STDOUT_FILENO, F_GETFD) < 0;
+  const int mode = inherited ? O_WRONLY : O_WRONLY | O_CLOEXEC;
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    const bool closed = fcntl(fd, F_GETFD) < 0;
+    // The lowest free descriptor is this one. Opened for writing, standard input cannot be read.
+    if (closed) open(fd == STDIN_FILENO ? "/dev/null" : "/dev/full", mode);
+  }
+}
+
+/** Writes what is left in the stream. @return why it could not be written, or nothing */
+static std::string flush_error(FILE *stream) {
+  if (fflush(stream) != 0) return std::strerror(errno);
+  // What failed before has left its mark, but not its reason.
+  return std::ferror(stream) != 0 ? "cannot be written" : "";
 }
 
 int finish_output() {
-  // What failed before has left its mark, but not its reason.
-  std::string why = fflush(out) != 0 ? std::strerror(errno) : std::ferror(out) != 0 ? "cannot be written" : "";
-  if (fflush(stdout) != 0 || std::ferror(stdout) != 0) why = why.empty() ? "cannot be written" : why;
-  return why.empty() ? 0 : complain("standard output: " + (came_closed ? std::strerror(EBADF) : why), 1);
+  std::string why = flush_error(out);
+  const std::string library_why = flush_error(stdout);
+  if (why.empty()) why = library_why;
+  if (why.empty()) return 0;
+  if (output_came_closed) why = std::strerror(EBADF);
+  return complain("standard output: " + why, 1);
 }
 
 size_t columns() {
+  constexpr size_t kNoLimit = 100000;
   winsize size{};
-  const bool known = isatty(fileno(out)) != 0 && ioctl(fileno(out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size.ws_col : 100000;
+  if (isatty(fileno(out)) == 0 || ioctl(fileno(out), TIOCGWINSZ, &size) != 0) return kNoLimit;
+  return size.ws_col > 0 ? size.ws_col : kNoLimit;
 }
 
 bool is_screen(FILE *stream) {
@@ -57,75 +72,130 @@ std::string cell(const std::string &key, const Json &value) {
   if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
   if (value.is_string()) return escaped(value.get<std::string>());
   if (value.is_number_float()) return format("%.1f", value.get<double>());
-  if (value.is_number()) return kHexadecimal.contains(key) ? format("0x%X", value.get<uint32_t>()) : value.dump();
+  if (value.is_number() && kHexadecimal.contains(key)) return format("0x%X", value.get<uint32_t>());
+  if (value.is_number()) return value.dump();
   std::string joined;
   for (const Json &item : value) joined += (joined.empty() ? "" : ", ") + cell(key, item);
   return joined.empty() ? "-" : joined;
 }
 
-/** Prints text in columns, each of which has a width, its gap included; what is too long for one goes on below. */
-static void print_columns(const std::vector<std::pair<std::string, size_t>> &columns_of_line) {
-  std::vector<std::vector<std::string>> parts;
+/** A text and the width of its column, gap included. */
+struct Field {
+  std::string text;
+  size_t width;
+};
+
+/** Prints fields side by side. What is too long for its column goes on below. */
+static void print_fields(const std::vector<Field> &fields) {
+  std::vector<std::vector<std::string>> parts;  // of each field, by line
   size_t height = 0;
-  for (const auto &[text, width] : columns_of_line) {
-    parts.push_back(wrapped(text, width - kGap));
+  for (const Field &field : fields) {
+    parts.push_back(wrapped(field.text, field.width - kGap));
     height = std::max(height, parts.back().size());
   }
   for (size_t y = 0; y < height; ++y) {
     std::string line;
-    for (size_t i = 0; i < parts.size(); ++i) {
+    for (size_t i = 0; i < fields.size(); ++i) {
       const std::string part = y < parts[i].size() ? parts[i][y] : "";
-      line += part + std::string(columns_of_line[i].second - length_of(part), ' ');
+      line += part + std::string(fields[i].width - length_of(part), ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
     std::fprintf(out, "%s\n", line.c_str());
   }
 }
 
-/** A table that is wider than the terminal is printed in several, each with the first column before it. */
-static void print_table(const Json &rows) {
-  std::vector<std::vector<std::string>> lines(1);
-  for (const auto &[key, value] : rows.front().items()) lines[0].push_back(key);
+using Line = std::vector<std::string>;  // a cell for each column
+
+/** The heading and all rows. */
+static std::vector<Line> lines_of(const Json &rows) {
+  std::vector<Line> lines(1);
+  for (const auto &[key, value] : rows.front().items()) lines.front().push_back(key);
   for (const Json &row : rows) {
-    lines.emplace_back();
-    for (const auto &[key, value] : row.items()) lines.back().push_back(cell(key, value));
+    Line line;
+    for (const auto &[key, value] : row.items()) line.push_back(cell(key, value));
+    lines.push_back(line);
   }
-  std::vector<size_t> widths(lines[0].size());
-  for (const auto &line : lines)
+  return lines;
+}
+
+/** What each column needs, gap included. */
+static std::vector<size_t> widths_of(const std::vector<Line> &lines) {
+  std::vector<size_t> widths(lines.front().size());
+  for (const Line &line : lines) {
     for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], length_of(line[i]) + kGap);
-  const size_t room = columns() + kGap;  // the last column needs no gap
-  for (size_t first = 1, last = 1; first < widths.size(); first = last) {
-    size_t width = widths[0] + widths[last++];
-    while (last < widths.size() && width + widths[last] <= room) width += widths[last++];
-    if (width > room) widths[first] = std::max(room - std::min(room, widths[0]), kNarrowest);
-    if (first > 1) std::fprintf(out, "\n");
-    for (const auto &line : lines) {
-      std::vector<std::pair<std::string, size_t>> band{{line[0], widths[0]}};
-      for (size_t i = first; i < last; ++i) band.emplace_back(line[i], widths[i]);
-      print_columns(band);
-    }
+  }
+  return widths;
+}
+
+/** Of a table that is wider than the terminal: names of several words go on below, one word a line. */
+static void break_heading(Line &heading) {
+  for (std::string &name : heading) std::replace(name.begin(), name.end(), '_', ' ');
+}
+
+static size_t longest_word(const std::string &text) {
+  size_t longest = 0;
+  for (const std::string &word : split(text, ' ')) longest = std::max(longest, length_of(word));
+  return longest;
+}
+
+static void print_columns(const std::vector<Line> &lines, const std::vector<size_t> &widths, size_t first, size_t end) {
+  for (const Line &line : lines) {
+    std::vector<Field> fields{{line[0], widths[0]}};
+    for (size_t i = first; i < end; ++i) fields.push_back({line[i], widths[i]});
+    print_fields(fields);
   }
 }
 
-/** Values first, then what is an object or a table of its own, with its name where there are several. */
+/** A table that is wider than the terminal is printed in several, each with the first column before it. */
+static void print_table(const Json &rows) {
+  std::vector<Line> lines = lines_of(rows);
+  std::vector<size_t> widths = widths_of(lines);
+  const size_t room = columns() + kGap;  // the last column needs no gap
+  if (std::accumulate(widths.begin(), widths.end(), size_t{0}) > room) {
+    break_heading(lines.front());
+    widths = widths_of({lines.begin() + 1, lines.end()});
+    for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], longest_word(lines.front()[i]) + kGap);
+  }
+  size_t first = 1;
+  while (first < widths.size()) {
+    size_t end = first + 1;
+    size_t width = widths[0] + widths[first];
+    while (end < widths.size() && width + widths[end] <= room) {
+      width += widths[end];
+      ++end;
+    }
+    // A single column that is too wide is folded.
+    if (width > room) widths[first] = std::max(room - std::min(room, widths[0]), kNarrowest);
+    if (first > 1) std::fprintf(out, "\n");
+    print_columns(lines, widths, first, end);
+    first = end;
+  }
+}
+
+/** True for a value that stands below the others, with lines of its own. */
+static bool is_section(const Json &value) { return value.is_object() || is_table(value); }
+
+/** Plain values first, then the sections, with their names where there are several. */
 static void print_object(const Json &object) {
-  const auto has_parts = [](const Json &value) { return value.is_object() || is_table(value); };
-  size_t width = 0, sections = 0;
+  size_t key_width = 0;
+  size_t sections = 0;
   for (const auto &[key, value] : object.items()) {
-    if (has_parts(value))
+    if (is_section(value))
       ++sections;
     else
-      width = std::max(width, key.size() + kGap);
+      key_width = std::max(key_width, key.size() + kGap);
   }
-  const size_t room = std::max(columns() + kGap - std::min(columns(), width), kNarrowest);
+  const size_t room = std::max(columns() + kGap - std::min(columns(), key_width), kNarrowest);
   for (const auto &[key, value] : object.items()) {
-    if (has_parts(value)) continue;
+    if (is_section(value)) continue;
     const std::string text = cell(key, value);
-    print_columns({{key, width}, {text, std::min(length_of(text) + kGap, room)}});
+    print_fields({{key, key_width}, {text, std::min(length_of(text) + kGap, room)}});
   }
+  bool something_before = key_width > 0;
   for (const auto &[key, value] : object.items()) {
-    if (!has_parts(value)) continue;
-    if (std::exchange(width, 1) > 0) std::fprintf(out, "\n");
+    if (!is_section(value)) continue;
+    if (something_before) std::fprintf(out, "\n");
+    something_before = true;
     if (sections > 1) std::fprintf(out, "%s:\n", key.c_str());
     print(value, false);
   }

@@ -3,6 +3,7 @@
 #ifndef ZELBOARD_CLI_PANEL_H
 #define ZELBOARD_CLI_PANEL_H
 
+#include <array>
 #include <optional>
 #include <string>
 
@@ -14,17 +15,22 @@ struct SupplyState {
   bool good;
 };
 
-/** What is not known is left out. */
+/** What the panel shows. What is not known is left out. */
 struct PanelState {
-  std::optional<unsigned> lights[std::size(panel_layout::kLights)];  // 0 off, 1 on, else blinking
-  std::string boards[3];                                             // none, copper or sfp
-  std::optional<panel_layout::PortState> ports[28];                  // none where no board is
-  std::string relay, supplies;
+  std::array<std::optional<unsigned>, std::size(panel_layout::kLights)> lights;    // set_light sets them
+  std::array<std::string, panel_layout::kSlots> boards;                            // none, copper or sfp
+  std::array<std::optional<panel_layout::PortState>, panel_layout::kPorts> ports;  // nothing where no board is
+  std::string relay;
+  std::string supplies;
   bool alarm = false;
   // For the picture alone:
-  std::optional<SupplyState> supply[2];
-  std::string modules[28];            // short names
-  std::optional<unsigned> links[28];  // of copper modules: Mb/s, 0 without a link
+  std::array<std::optional<SupplyState>, 2> supply;
+  std::array<std::string, panel_layout::kPorts> modules;            // short names
+  std::array<std::optional<unsigned>, panel_layout::kPorts> links;  // of copper modules: Mb/s, 0 without a link
+
+  /** @param led    name in the layout; another throws
+   *  @param state  0 off, 1 on, else blinking */
+  void set_light(const std::string &led, unsigned state);
 };
 
 /** Draws it on the output, folded where the terminal is narrow. */

@@ -5,7 +5,7 @@
 #ifndef ZELBOARD_CLI_PANEL_LAYOUT_H
 #define ZELBOARD_CLI_PANEL_LAYOUT_H
 
-#include <utility>
+#include <iterator>
 
 namespace panel_layout {
 
@@ -13,15 +13,19 @@ constexpr int kWidth = 74, kHeight = 11;
 /** Where a panel that is too wide is cut: what lies right of this column and below this line goes under the rest. */
 constexpr int kFoldX = 39, kFoldY = 4;
 
+/** The board: daughter boards in slots, and behind their ports the cages of the main board. */
+constexpr int kSlots = 3, kPortsPerSlot = 8, kPorts = 28;
+constexpr int kFirstCage = kSlots * kPortsPerSlot;
+
 enum Colour { Plain, Dim, Red, Green, Amber, Blue, Cyan };
 
-/** A LED, its legend before it on the same line. */
+/** A LED. Its legend stands before it on the same line. */
 struct Light {
   const char *led, *legend;
   Colour colour;
   int legend_x, x, y;
 };
-constexpr Light kLights[] = {
+inline constexpr Light kLights[] = {
     {"system", "SYS", Green, 2, 7, 1},       {"alarm", "ALM", Red, 2, 7, 2},
     {"power1", "PWR1", Green, 10, 15, 1},    {"power2", "PWR2", Green, 10, 15, 2},
     {"ring-master", "RM", Green, 18, 21, 1}, {"ring-fail", "RF", Amber, 18, 21, 2},
@@ -35,39 +39,58 @@ struct Frame {
   int slot;  // 0 = main board
   int x, y, width, height;
 };
-constexpr Frame kFrames[] = {
-    {"slot 1", 1, 1, 4, 18, 6}, {"slot 2", 2, 20, 4, 18, 6}, {"slot 3", 3, 39, 4, 18, 6}, {"10G", 0, 58, 4, 15, 6}};
+inline constexpr Frame kSlotFrames[kSlots] = {
+    {"slot 1", 1, 1, 4, 18, 6}, {"slot 2", 2, 20, 4, 18, 6}, {"slot 3", 3, 39, 4, 18, 6}};
+inline constexpr Frame kCageFrame = {"10G", 0, 58, 4, 15, 6};
+inline constexpr Frame kFrames[] = {kSlotFrames[0], kSlotFrames[1], kSlotFrames[2], kCageFrame};
 
-/** Left end of a port, which is three cells wide, its number on the line above: even ports in the upper row, odd ones
- *  below, four columns a slot; two columns of 10G cages. */
-constexpr std::pair<int, int> port_at(int port) {
-  const int first_cage = 24, ports_per_slot = 8;
-  const bool cage = port >= first_cage;
-  const int place = port % ports_per_slot;
-  const int frame_x = kFrames[cage ? 3 : port / ports_per_slot].x;
-  return {frame_x + 1 + place / 2 * (cage ? 7 : 4), place % 2 == 0 ? 6 : 8};
+struct Position {
+  int x, y;
+};
+/** Left end of a port, which is three cells wide. Its number stands on the line above. Even ports are in the upper row,
+ *  odd ones below, in four columns a slot, and two columns of 10G cages. */
+constexpr Position port_at(int port) {
+  constexpr int kUpperRow = 6, kLowerRow = 8;
+  const bool cage = port >= kFirstCage;
+  const Frame &frame = cage ? kCageFrame : kSlotFrames[port / kPortsPerSlot];
+  const int column_width = cage ? 7 : 4;
+  const int place = port % kPortsPerSlot;
+  const int column = place / 2;
+  return {frame.x + 1 + column * column_width, place % 2 == 0 ? kUpperRow : kLowerRow};
 }
 
 /** How a port looks. */
 struct Look {
-  const char *glyph, *meaning;  // without a meaning it is not in the legend
+  const char *glyph;    // in a terminal
+  const char *meaning;  // null: not in the legend
   Colour colour;
 };
-constexpr Look kLooks[] = {{"[*]", "signal", Green}, {"[-]", "no signal", Amber}, {"[x]", "transmitter off", Blue},
-                           {"[!]", "fault", Red},    {"[ ]", "empty", Dim},       {"[?]", nullptr, Red},
-                           {"RJ", "copper", Cyan}};
-
-/** What is known of a port; a slot without a board has none. */
-struct PortState {
-  bool los, tx_disable, tx_fault, empty, silent, copper;
+enum LookNumber { Signal, NoSignal, TransmitterOff, Fault, Empty, Silent, Copper };
+inline constexpr Look kLooks[] = {
+    {"[*]", "signal", Green},          // Signal
+    {"[-]", "no signal", Amber},       // NoSignal
+    {"[x]", "transmitter off", Blue},  // TransmitterOff
+    {"[!]", "fault", Red},             // Fault
+    {"[ ]", "empty", Dim},             // Empty
+    {"[?]", nullptr, Red},             // Silent
+    {"RJ", "copper", Cyan},            // Copper
 };
-/** Each of these gives a port the next look; the last one that holds wins. */
-constexpr const Look &look_of(const PortState &port) {
-  const bool holds[] = {true, port.los, port.tx_disable, port.tx_fault, port.empty, port.silent, port.copper};
-  int look = sizeof holds - 1;
-  while (!holds[look]) --look;
-  return kLooks[look];
+
+/** What is known of a port whose slot has a board. */
+struct PortState {
+  bool los, tx_disable, tx_fault, empty;
+  bool silent;  // its signals cannot be read
+  bool copper;
+};
+constexpr LookNumber look_number_of(const PortState &port) {
+  if (port.copper) return Copper;
+  if (port.silent) return Silent;
+  if (port.empty) return Empty;
+  if (port.tx_fault) return Fault;
+  if (port.tx_disable) return TransmitterOff;
+  return port.los ? NoSignal : Signal;
 }
+constexpr const Look &look_of(const PortState &port) { return kLooks[look_number_of(port)]; }
 
 /** Lines of text: the relay and the supplies. */
 constexpr int kTextX = 26, kRelayY = 1, kSupplyY = 2;

@@ -55,7 +55,8 @@ struct Picture {
     std::fprintf(file, kPlace, part.c_str(), x, y, width, height);
   }
   void begin_block(const char *name, int x, int y, int width, int height) const {
-    constexpr char kBegin[] = "<svg id=\"block-%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\">\n";
+    constexpr char kBegin[] =
+        "<svg id=\"block-%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\">\n";
     std::fprintf(file, kBegin, name, x, y, width, height, width, height);
   }
   void begin_block(const Block &block) const { begin_block(block.name, block.x, kBlockY, block.width, kBlockHeight); }
@@ -191,12 +192,14 @@ void draw_legend(const Picture &picture) {
   int x = 0;
   constexpr Sign kAll[] = {kGood, kSigns[1], kSigns[2], kSigns[0]};
   for (const Sign &sign : kAll) {
-    std::fprintf(picture.file, "<rect x=\"%d\" y=\"2\" width=\"34\" height=\"22\" rx=\"2\" fill=\"%s\"/>\n", x, sign.colour);
+    std::fprintf(picture.file, "<rect x=\"%d\" y=\"2\" width=\"34\" height=\"22\" rx=\"2\" fill=\"%s\"/>\n", x,
+                 sign.colour);
     picture.shape(sign.shape, x + 17, 13, kDark);
     picture.text(x + 42, 17, kSoft, sign.meaning);
     x += 160;
   }
-  for (auto [shape, meaning] : {std::pair("off", "LED off"), std::pair("on", "on"), std::pair("blinking", "blinking")}) {
+  for (auto [shape, meaning] :
+       {std::pair("off", "LED off"), std::pair("on", "on"), std::pair("blinking", "blinking")}) {
     picture.shape(shape, x + 8, 13, kColours[layout::Green]);
     picture.text(x + 24, 17, kSoft, meaning);
     x += 100;

@@ -1,56 +1,112 @@
+#include <array>
 #include <cstdint>
+#include <stdexcept>
 
 #include "output.h"
 #include "panel.h"
 
 namespace layout = panel_layout;
 
-/** A grid of characters with colours. */
-struct Canvas {
-  void put(int x, int y, const std::string &text, layout::Colour colour = layout::Plain) {
-    for (size_t i = 0; i < text.size(); ++i) set(x + static_cast<int>(i), y, text.substr(i, 1), colour);
+/** What a terminal takes behind "0;" to switch a colour on. */
+static const char *code_of(layout::Colour colour) {
+  switch (colour) {
+    case layout::Plain:
+      return "0";
+    case layout::Dim:
+      return "2";
+    case layout::Red:
+      return "31";
+    case layout::Green:
+      return "32";
+    case layout::Amber:
+      return "33";
+    case layout::Blue:
+      return "34";
+    case layout::Cyan:
+      return "36";
   }
-  /** One character, of any number of bytes. A folded panel has its right half below the left one. */
+  return "0";
+}
+
+/** A grid of characters with colours. A folded panel has its right half below the left one. */
+class Canvas {
+ public:
+  explicit Canvas(bool colours) : colours_(colours), folded_(columns() < static_cast<size_t>(layout::kWidth)) {}
+
+  bool folded() const { return folded_; }
+  int width() const { return folded_ ? layout::kFoldX : layout::kWidth; }
+  int height() const { return folded_ ? layout::kHeight + kMoveDown : layout::kHeight; }
+
+  /** One character, of any number of bytes, at a place of the unfolded panel. */
   void set(int x, int y, const std::string &glyph, layout::Colour colour) {
-    const bool below = folded && x >= layout::kFoldX && y >= layout::kFoldY;
-    if (below) x -= layout::kFoldX - 1, y += layout::kHeight - 1 - layout::kFoldY;
-    if (x >= width()) return;
-    cells[y][x] = {glyph, colours ? colour : layout::Plain};
+    const bool moved = folded_ && x >= layout::kFoldX && y >= layout::kFoldY;
+    const int column = moved ? x - kMoveLeft : x;
+    const int row = moved ? y + kMoveDown : y;
+    if (column < width()) cells_[row][column] = {glyph, colours_ ? colour : layout::Plain};
   }
-  int width() const { return folded ? layout::kFoldX : layout::kWidth; }
-  int height() const { return folded ? 2 * layout::kHeight - 1 - layout::kFoldY : layout::kHeight; }
+  /** ASCII. */
+  void put(int x, int y, const std::string &text, layout::Colour colour = layout::Plain) {
+    for (const char c : text) {
+      set(x, y, std::string(1, c), colour);
+      ++x;
+    }
+  }
   void box(int x, int y, int width, int height) {
+    const int right = x + width - 1;
+    const int bottom = y + height - 1;
     const std::string edge = "+" + std::string(static_cast<size_t>(width) - 2, '-') + "+";
-    for (const int row : {y, y + height - 1}) put(x, row, edge, layout::Dim);
-    for (int row = y + 1; row < y + height - 1; ++row)
-      for (const int column : {x, x + width - 1}) put(column, row, "|", layout::Dim);
+    put(x, y, edge, layout::Dim);
+    put(x, bottom, edge, layout::Dim);
+    for (int row = y + 1; row < bottom; ++row) {
+      put(x, row, "|", layout::Dim);
+      put(right, row, "|", layout::Dim);
+    }
   }
   void print(const char *line_end) const {
-    constexpr const char *kCodes[] = {"0", "2", "31", "32", "33", "34", "36"};
-    layout::Colour now = layout::Plain;
+    layout::Colour present = layout::Plain;
     for (int y = 0; y < height(); ++y) {
       for (int x = 0; x < width(); ++x) {
-        const auto &[glyph, colour] = cells[y][x];
-        if (std::exchange(now, colour) != colour) std::fprintf(out, "\033[0;%sm", kCodes[now]);
-        std::fputs(glyph.empty() ? " " : glyph.c_str(), out);
+        const Cell &cell = cells_[y][x];
+        if (cell.colour != present) std::fprintf(out, "\033[0;%sm", code_of(cell.colour));
+        present = cell.colour;
+        std::fputs(cell.glyph.empty() ? " " : cell.glyph.c_str(), out);
       }
       std::fputs(line_end, out);
     }
   }
 
-  const bool colours;
-  const bool folded = columns() < static_cast<size_t>(layout::kWidth);
-  std::pair<std::string, layout::Colour> cells[2 * layout::kHeight][layout::kWidth] = {};
+ private:
+  /** Of what lies right of the fold: its first column becomes column 1, its first line the left half's last. */
+  static constexpr int kMoveLeft = layout::kFoldX - 1;
+  static constexpr int kMoveDown = layout::kHeight - 1 - layout::kFoldY;
+
+  struct Cell {
+    std::string glyph;
+    layout::Colour colour = layout::Plain;
+  };
+  const bool colours_;
+  const bool folded_;
+  Cell cells_[layout::kHeight + kMoveDown][layout::kWidth];
 };
 
+void PanelState::set_light(const std::string &led, unsigned state) {
+  for (size_t i = 0; i < lights.size(); ++i) {
+    if (led != layout::kLights[i].led) continue;
+    lights[i] = state;
+    return;
+  }
+  throw std::logic_error("the panel has no LED " + led);
+}
+
 static void draw_lights(Canvas &canvas, const PanelState &state) {
-  for (size_t i = 0; i < std::size(layout::kLights); ++i) {
+  using Glyphs = std::array<const char *, 3>;  // off, on, blinking
+  const Glyphs glyphs = has_glyphs() ? Glyphs{"○", "●", "◐"} : Glyphs{".", "*", "~"};
+  for (size_t i = 0; i < state.lights.size(); ++i) {
     const layout::Light &light = layout::kLights[i];
-    const char *const glyphs[2][3] = {{".", "*", "~"}, {"○", "●", "◐"}};
     canvas.put(light.legend_x, light.y, light.legend);
     if (!state.lights[i]) continue;
     const unsigned lit = std::min(*state.lights[i], 2U);
-    canvas.set(light.x, light.y, glyphs[has_glyphs()][lit], lit == 0 ? layout::Dim : light.colour);
+    canvas.set(light.x, light.y, glyphs[lit], lit == 0 ? layout::Dim : light.colour);
   }
 }
 
@@ -58,40 +114,62 @@ static void draw_frames(Canvas &canvas, const PanelState &state) {
   canvas.box(0, 0, canvas.width(), canvas.height());
   for (const layout::Frame &frame : layout::kFrames) {
     canvas.box(frame.x, frame.y, frame.width, frame.height);
-    const std::string board = frame.slot > 0 ? state.boards[frame.slot - 1] : "";
-    const std::string legend = frame.legend + (board.empty() ? "" : ": " + board);
-    canvas.put(frame.x + 1, frame.y, " " + legend.substr(0, static_cast<size_t>(frame.width) - 4) + " ");
+    std::string legend = frame.legend;
+    if (frame.slot > 0) {
+      const std::string &board = state.boards[static_cast<size_t>(frame.slot - 1)];
+      if (!board.empty()) legend += ": " + board;
+    }
+    legend.resize(std::min(legend.size(), static_cast<size_t>(frame.width) - 4));
+    canvas.put(frame.x + 1, frame.y, " " + legend + " ");
   }
 }
 
 static void draw_ports(Canvas &canvas, const PanelState &state) {
-  for (int port = 0; port < std::ssize(state.ports); ++port) {
-    if (!state.ports[port]) continue;
-    const layout::Look &look = layout::look_of(*state.ports[port]);
+  for (int port = 0; port < layout::kPorts; ++port) {
+    const auto &known = state.ports[static_cast<size_t>(port)];
+    if (!known) continue;
+    const layout::Look &look = layout::look_of(*known);
     const auto [x, y] = layout::port_at(port);
     canvas.put(x, y - 1, format("%2d", port), layout::Dim);
     canvas.put(x, y, look.glyph, look.colour);
   }
 }
 
-void draw_panel(const PanelState &state, bool colours, const char *line_end) {
-  Canvas canvas{colours};
-  draw_frames(canvas, state);
-  draw_ports(canvas, state);
-  draw_lights(canvas, state);
+static void draw_texts(Canvas &canvas, const PanelState &state) {
   if (!state.relay.empty()) canvas.put(layout::kTextX, layout::kRelayY, "RELAY " + state.relay);
-  if (!state.supplies.empty())
-    canvas.put(canvas.folded ? 2 : layout::kTextX, layout::kSupplyY + (canvas.folded ? 1 : 0),
-               "SUPPLIES " + state.supplies + (state.alarm ? ", ALARM" : ", good"),
-               state.alarm ? layout::Red : layout::Green);
-  canvas.print(line_end);
+  if (state.supplies.empty()) return;
+  const std::string text = "SUPPLIES " + state.supplies + (state.alarm ? ", ALARM" : ", good");
+  const layout::Colour colour = state.alarm ? layout::Red : layout::Green;
+  // Folded, the line has no room for it beside the LEDs.
+  if (canvas.folded())
+    canvas.put(2, layout::kSupplyY + 1, text, colour);
+  else
+    canvas.put(layout::kTextX, layout::kSupplyY, text, colour);
+}
+
+/** As many entries on a line as fit. */
+static void print_legend(const char *line_end) {
   std::string line;
   for (const layout::Look &look : layout::kLooks) {
     if (look.meaning == nullptr) continue;
     const std::string entry = std::string(look.glyph) + " " + look.meaning;
-    const bool fits = line.empty() || line.size() + 2 + entry.size() <= columns();
-    if (!fits) std::fprintf(out, "%s%s", line.c_str(), line_end);
-    line = !fits || line.empty() ? entry : line + "  " + entry;
+    const std::string longer = line.empty() ? entry : line + "  " + entry;
+    if (!line.empty() && longer.size() > columns()) {
+      std::fprintf(out, "%s%s", line.c_str(), line_end);
+      line = entry;
+    } else {
+      line = longer;
+    }
   }
   std::fprintf(out, "%s%s", line.c_str(), line_end);
+}
+
+void draw_panel(const PanelState &state, bool colours, const char *line_end) {
+  Canvas canvas(colours);
+  draw_frames(canvas, state);
+  draw_ports(canvas, state);
+  draw_lights(canvas, state);
+  draw_texts(canvas, state);
+  canvas.print(line_end);
+  print_legend(line_end);
 }

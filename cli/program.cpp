@@ -1,12 +1,9 @@
 #include "program.h"
 
-#include <signal.h>
-#include <sys/signalfd.h>
-
-#include <CLI/CLI.hpp>
 #include <clocale>
 #include <sstream>
 
+#include "help.h"
 #include "output.h"
 
 void refuse_argument(const std::string &name, const std::string &why) { throw CLI::ValidationError(name, why); }
@@ -16,54 +13,53 @@ int complain(const std::string &line, int status) {
   return status;
 }
 
-/** Help without the parser's own words: an argument is its name and its values. */
-class Help : public CLI::Formatter {
- public:
-  std::string make_option_opts(const CLI::Option *option) const override {
-    const std::string type = option->get_type_size() == 0 ? "" : option->get_type_name();
-    const bool many = option->get_expected_max() == CLI::detail::expected_max_vector_size;
-    return (type.empty() ? "" : " " + type) + (many ? " ..." : "");
+/** The innermost command on the line, as it is typed. */
+static std::string command_of(const CLI::App &app) {
+  std::string command = kProgram;
+  const CLI::App *innermost = &app;
+  while (!innermost->get_subcommands().empty()) {
+    innermost = innermost->get_subcommands().front();
+    command += " " + innermost->get_name();
   }
-};
-
-/** What is wrong with a command line, in our own words, and where the help is: with the innermost command. */
-static std::string told(const CLI::App &app, const CLI::Error &error) {
-  std::string text = error.what(), kind = error.get_name(), command = kProgram, extra;
-  if (kind == "ValidationError") return text;
-  for (const CLI::App *at = &app; !at->get_subcommands().empty();)
-    command += " " + (at = at->get_subcommands().front())->get_name();
-  for (const std::string &word : app.remaining(true)) extra += (extra.empty() ? "'" : " '") + word + "'";
-  const size_t start = std::min(text.find("--"), text.size()), end = text.find_first_of(" :=", start);
-  if (!extra.empty())
-    text = extra + ": not expected";
-  else if (kind == "RequiredError")
-    text = (text.starts_with("A ") ? "COMMAND" : text.substr(0, text.find(" is "))) + ": missing";
-  else
-    text = text.substr(start, end - start) + (kind == "ConversionError" ? ": takes no value" : ": needs one value");
-  return text + ", see " + command + " --help";
+  return command;
 }
 
-static sigset_t held;  // empty at load
+/** Words that no argument took, in quotes. */
+static std::string words_left(const CLI::App &app) {
+  std::string words;
+  for (const std::string &word : app.remaining(true)) words += (words.empty() ? "'" : " '") + word + "'";
+  return words;
+}
 
-void hold_signals() {
-  signal(SIGPIPE, SIG_IGN);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction before {};
-    // One that is ignored, as under nohup, stays so.
-    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) sigaddset(&held, number);
+/** What stands before a word in a text, or all of it. */
+static std::string before(const std::string &text, const std::string &word) { return text.substr(0, text.find(word)); }
+
+/** The parser's text names an option somewhere: "--count", alone. */
+static std::string option_in(const std::string &text) {
+  const size_t start = std::min(text.find("--"), text.size());
+  const size_t end = std::min(text.find_first_of(" :=", start), text.size());
+  return text.substr(start, end - start);
+}
+
+/** What is wrong with a command line, in our own words. */
+static std::string wrong_usage(const CLI::App &app, const CLI::Error &error) {
+  const std::string text = error.what();
+  const std::string kind = error.get_name();
+  const std::string extra = words_left(app);
+  if (!extra.empty()) return extra + ": not expected";
+  if (kind == "RequiredError") {
+    const bool command = text.starts_with("A ");  // "A subcommand is required"
+    return (command ? "COMMAND" : before(text, " is ")) + ": missing";
   }
-  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+  if (kind == "ConversionError") return option_in(text) + ": takes no value";
+  return option_in(text) + ": needs one value";
 }
 
-bool interrupted() {
-  sigset_t waiting;
-  sigpending(&waiting);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP})
-    if (sigismember(&held, number) == 1 && sigismember(&waiting, number) == 1) return true;
-  return false;
+static std::string explanation(const CLI::App &app, const CLI::Error &error) {
+  const bool own = error.get_name() == "ValidationError";
+  if (own) return error.what();
+  return wrong_usage(app, error) + ", see " + command_of(app) + " --help";
 }
-
-int held_signals() { return signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK); }
 
 std::unique_ptr<CLI::App> command_line(const std::string &what, const std::string &footer) {
   setlocale(LC_CTYPE, "");
@@ -74,28 +70,29 @@ std::unique_ptr<CLI::App> command_line(const std::string &what, const std::strin
   return app;
 }
 
-static int worked_off(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
+/** @return the exit status */
+static int parse_and_work(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
   try {
     app.parse(argc, argv);
     work();
-  } catch (const CLI::Success &asked) {
+  } catch (const CLI::Success &asked) {  // help or version
     std::ostringstream text;
     app.exit(asked, text);
-    std::fputs(text.str().c_str(), out);
+    std::fputs(folded_help(text.str()).c_str(), out);
   } catch (const CLI::Error &error) {
-    return complain(told(app, error), 2);
+    return complain(explanation(app, error), 2);
   } catch (const std::filesystem::filesystem_error &error) {
     return complain(error.path1().native() + ": " + error.code().message(), 1);
   } catch (const std::exception &error) {
     std::fflush(out);
     return complain(error.what(), 1);
   }
-  if (finish_output() != 0) return 1;
-  return interrupted() ? complain("interrupted too late: all was done", 1) : 0;
+  return finish_output();
 }
 
 int run_program(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
-  const int status = worked_off(app, argc, argv, work);
-  pthread_sigmask(SIG_UNBLOCK, &held, nullptr);  // a signal that waits ends this process
+  const int status = parse_and_work(app, argc, argv, work);
+  say_when_ended(status == 0 ? "interrupted too late: all was done" : "");
+  release_signals();
   return status;
 }

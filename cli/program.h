@@ -17,23 +17,33 @@ struct Failure : std::runtime_error {
   explicit Failure(const std::string &line, uint32_t of_status = 0) : std::runtime_error(line), status(of_status) {}
   uint32_t status;  // of a call of the library, 0 for none
 };
-/** A wrong argument: exit status 2. */
+/** Ends a command with exit status 2 and one line on stderr that names the argument. */
 [[noreturn]] void refuse_argument(const std::string &name, const std::string &why);
 
-/** This program's name before each line on stderr. */
+/** Name of this program, which each line on stderr begins with. */
 extern const char *const kProgram;
-/** Prints the line. @return the status */
+/** Prints the line on stderr. @return the status */
 int complain(const std::string &line, int status);
 
-/** From here on SIGINT, SIGTERM and SIGHUP wait until the end, so that a change ends between two pieces of it, and a closed
- *  pipe does not end it. */
-void hold_signals();
-/** One of them waits. */
-bool interrupted();
-/** A descriptor that can be read when one of them has come; reading takes it. */
-int held_signals();
+/* ---- SIGINT, SIGTERM and SIGHUP ----
+ * A program begins with a line for their coming; when it begins to change something it holds them to its end. One that
+ * was ignored from the start, as under nohup, stays ignored. */
 
-/** A command line without commands as yet: what it is for, and what its help ends with. */
+/** Until signals are held: one of them prints this line and ends the program. Without a text it ends in silence. */
+void say_when_ended(const std::string &line);
+/** From here on signals wait until the end, so that a change ends between two pieces of it. A closed pipe does not end
+ *  the program either. */
+void hold_signals();
+/** True if one waits. */
+bool interrupted();
+/** A descriptor that can be read when a held signal has come. Reading takes the signal. */
+int held_signals();
+/** One that waits now takes effect. */
+void release_signals();
+
+/** A command line without commands as yet.
+ *  @param what    what the program is for
+ *  @param footer  what its help ends with */
 std::unique_ptr<CLI::App> command_line(const std::string &what, const std::string &footer);
 /** Reads the command line, does the work, and finishes the output.
  *  @return the exit status; what went wrong stands on stderr */

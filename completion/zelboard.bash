@@ -1,29 +1,55 @@
 # Completion of zelctl and zelsim for bash. Commands, options and listed values come from the tool's own help, so that
 # they are always those of the tool that is installed; everything else, as FILE, is completed as a file.
 
+# Help on long lines, one for each entry.
+_zelboard_help() { COLUMNS=10000 "$@" --help 2>/dev/null; }
+
 # Names that `zelsim list` or `zelsim modules` shows in the first column of a table, below its heading.
 _zelboard_names() { zelsim "$1" 2>/dev/null | awk -v heading="$2" 'rows { print $1 } $1 == heading { rows = 1 }'; }
+
+# Targets of `zelsim fail`: nodes, and behind a node and a colon its requests.
+_zelboard_targets() {
+  local node=${1%%:*}
+  if [[ $1 != *:* ]]; then
+    echo any: gpio: i2c: flash:
+    return
+  fi
+  zelsim fail --requests 2>/dev/null | awk -v node="$node" '$2 == node || node == "any" { print node ":" $1 }'
+}
+
+# Paths of `zelsim get` one word longer than what is typed: a word that is nowhere is answered with those that are.
+_zelboard_paths() {
+  local before=
+  [[ $1 != *.* ]] || before=${1%.*}.
+  zelsim get "$before?" 2>&1 | sed -n 's/.* is not in: //; s/, /\n/gp' | sed "s/^/$before/"
+}
 
 # What an option takes, as the help says it behind a single blank; nothing for a switch.
 _zelboard_type() { [[ $1 != -* ]] || sed -nE "s/^  (-.*,)?$1(,[^ ]*)? ([^ ]+).*/\3/p" <<<"$help"; }
 
 _zelboard() {
-  local tool=$1 current=$2 previous=$3 help words word i given=0
-  local -a path=()
-  help=$("$tool" --help 2>/dev/null) || return
-  for ((i = 1; i < COMP_CWORD; i++)); do
+  local tool=$1 current previous help words word i given=0
+  local -a path=() typed=()
+  # The shell takes a colon for the end of a word: what it cut is one word here.
+  for ((i = 0; i <= COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
+    if ((i > 0)) && [[ $word == : || ${typed[-1]} == *: ]]; then typed[-1]+=$word; else typed+=("$word"); fi
+  done
+  current=${typed[-1]} previous=${typed[-2]}
+  help=$(_zelboard_help "$tool") || return
+  for ((i = 1; i < ${#typed[@]} - 1; i++)); do
+    word=${typed[i]}
     if [[ $word == -- ]]; then
       # Behind "zelsim run --" stands another program with a completion of its own.
-      declare -F _command_offset >/dev/null && _command_offset $((i + 1))
+      _zelboard_program "$((i + 1))"
       return
     fi
     if ! [[ $word == [a-z0-9]* ]] || ! grep -q "^  $word  " <<<"${help#*Subcommands:}"; then
-      [[ $word == -* || -n $(_zelboard_type "${COMP_WORDS[i - 1]}") ]] || ((++given))
+      [[ $word == -* || -n $(_zelboard_type "${typed[i - 1]}") ]] || ((++given))
       continue
     fi
     path+=("$word") given=0
-    help=$("$tool" "${path[@]}" --help 2>/dev/null) || return
+    help=$(_zelboard_help "$tool" "${path[@]}") || return
   done
   case ${path[*]}/$previous in
     */--board | delete/delete | reset/reset | serve/serve) words=$(_zelboard_names list board) ;;
@@ -31,16 +57,44 @@ _zelboard() {
     # Files, by the default below.
     flash\ load/load | flash\ save/save | panel/--svg | serve/--token-file | run/=) words= ;;
     plug/[0-9]*) words=$(_zelboard_names modules module) ;;
-    # The values that the option before takes, the options, or the commands and the next argument's values. Where an
-    # argument without a list comes next there is nothing: files, by the default below.
-    *) words=$(awk -v type="$(_zelboard_type "$previous")" -v dash="${current:0:1}" -v given="$given" '
-         function offer(list) { if (list ~ /[|]/) { gsub("[|]", " ", list); print list } }
-         BEGIN { if (type != "") { offer(type); exit } }
-         /^[^ ]/ { part = $1 } !/^  [-a-z0-9A-Z]/ { next }
-         part == "Positionals:" && dash != "-" { if (at++ == given || $0 ~ /[.][.][.]  /) { wanted = 1; offer($2) } }
-         part == "Subcommands:" && given == 0 { print $1 }
-         part == "Options:" && (dash == "-" || !wanted) { gsub(",", " ", $1); print $1 }' <<<"$help") ;;
+    get/get) words=$(_zelboard_paths "$current") ;;
+    fail/fail) words=$(_zelboard_targets "$current") ;;
+    *) words=$(_zelboard_words) ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+  # The word goes on: a path's next part, a node's request.
+  [[ ${path[*]} != get && ${path[*]} != fail ]] || compopt -o nospace 2>/dev/null
+  # The shell replaces only what stands behind the colon.
+  [[ $current != *:* ]] || COMPREPLY=("${COMPREPLY[@]#"${current%"${current##*:}"}"}")
+}
+
+# The values that the option before takes, the options, or the commands and the next argument's values. Where an argument
+# without a list comes next there is nothing: files, by the default. A short range is a list, too.
+_zelboard_words() {
+  awk -v type="$(_zelboard_type "$previous")" -v dash="${current:0:1}" -v given="$given" '
+    function offer(list,  ends, i) {
+      if (list ~ /^[0-9]+-[0-9]+$/ && split(list, ends, "-") && ends[2] - ends[1] < 32)
+        for (i = ends[1]; i <= ends[2] + 0; i++) print i
+      if (list ~ /[|]/) { gsub("[|]", " ", list); print list }
+    }
+    BEGIN { if (type != "") { offer(type); exit } }
+    /^[^ ]/ { part = $1 } !/^  [-a-z0-9A-Z]/ { next }
+    part == "Positionals:" && dash != "-" { if (at++ == given || $0 ~ /[.][.][.]  /) { wanted = 1; offer($2) } }
+    part == "Subcommands:" && given == 0 { print $1 }
+    part == "Options:" && (dash == "-" || !wanted) { gsub(",", " ", $1); print $1 }' <<<"$help"
+}
+
+# Completes the command line that begins at word $1: that of one of these tools, or of another program.
+_zelboard_program() {
+  local start=$1 program=${COMP_WORDS[$1]}
+  if ((COMP_CWORD == start)); then
+    mapfile -t COMPREPLY < <(compgen -c -- "${COMP_WORDS[COMP_CWORD]}")
+  elif [[ ${program##*/} == zelctl || ${program##*/} == zelsim ]]; then
+    local -a COMP_WORDS=("${COMP_WORDS[@]:start}")
+    local COMP_CWORD=$((COMP_CWORD - start))
+    _zelboard "$program"
+  elif declare -F _command_offset >/dev/null; then
+    _command_offset "$start"
+  fi
 }
 complete -o default -F _zelboard zelctl zelsim

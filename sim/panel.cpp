@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <type_traits>
+#include <tuple>
 
 #include "indicators.h"
 #include "tool.h"
@@ -17,8 +17,8 @@ constexpr bool every_led_is_known() {
                              [](const panel_layout::Light &light) { return indicator_of_led(light.led) != nullptr; });
 }
 static_assert(every_led_is_known(), "the panel's layout has a LED that the board has not");
-static_assert(std::extent_v<decltype(PanelState::ports)> == kPorts);
-static_assert(std::extent_v<decltype(PanelState::boards)> == kSlots);
+static_assert(std::tuple_size_v<decltype(PanelState::ports)> == kPorts);
+static_assert(std::tuple_size_v<decltype(PanelState::boards)> == kSlots);
 
 // The power supervision raises its alarm when there are two supplies and not both are good.
 bool supply_alarm(const Board &board) {

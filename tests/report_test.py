@@ -68,7 +68,7 @@ def whole_board():
     by_port = {row["port"]: row for row in data["ports"]}
     for cage in before["cages"]:
         row = by_port[cage["port"]]
-        assert [row[key] for key in ("presence_line", "tx_disable", "tx_fault", "los")] == \
+        assert [row[key] for key in ("presence_line", "tx_disable", "tx_fault", "loss_of_signal")] == \
                [cage[key] for key in ("presence_line", "tx_disable", "tx_fault", "loss_of_signal")], (row, cage)
     assert [led["value"] for led in data["leds"]] == [before["panel"][key] for key in (
         "system alarm power_1 power_2 ring_master ring_fail speed_24 speed_25 speed_26 speed_27").split()]

@@ -127,6 +127,8 @@ says 2 'MAC: ' ctl mac-backup set 00:11:22:33:44:5g
 for words in "firmware write $work/empty --partition 1" "db gen write $work/empty" "flash write T $work/empty"; do
   says 2 'FILE: .*empty' ctl $words
 done
+ctl db shared write "$work/empty" --allow-empty
+says 0 '^shared 1  *0  *0x0  *empty$' ctl db table
 ctl env set name 'grün' >/dev/null
 says 0 '^name=grün$' ctl env list
 ctl env unset name
@@ -145,7 +147,7 @@ says 0 '' ctl firmware verify "$work/firmware" --partition 2
 head -c 12000000 /dev/urandom >"$work/long"
 "$zelsim" run -- "$build/bin/zelctl" firmware write "$work/long" --partition 1 --yes 2>"$work/line" >/dev/null &
 copy=$!
-while kill -0 $copy 2>/dev/null && ctl flags | grep -q 'access *no'; do sleep 0.02; done
+while kill -0 $copy 2>/dev/null && ctl flags | grep -q 'access_flag *no'; do sleep 0.02; done
 kill -TERM $copy 2>/dev/null || true
 if ! wait $copy; then  # else the machine was too slow to meet it
   size=$(sed -n 's/^zelctl: interrupted: .* holds the first \(0x[0-9A-F]*\) of .*/\1/p' "$work/line")
@@ -153,18 +155,46 @@ if ! wait $copy; then  # else the machine was too slow to meet it
   ctl flash read I1 $((size)) -o "$work/part"
   cmp -n $((size)) "$work/part" "$work/long"
 fi
-says 0 'access *no' ctl flags
+says 0 'access_flag *no' ctl flags
+ctl flags set flash-access off
 
-# Completion, of the last word: values, codes, and nothing where a file comes next.
-completed() {
-  PATH="$build/bin:$PATH" bash -c '. "$0"; COMP_WORDS=("$@" ""); COMP_CWORD=$#; _zelboard "$1" "" "${!#}"
+# One that comes before the change says so, too.
+python3 - "$zelsim" "$build/bin/zelctl" "$work/default.bin" <<'END' || fail "an interrupted question ends without a word"
+import os
+import pty
+import sys
+pid, terminal = pty.fork()
+if pid == 0:
+    os.execv(sys.argv[1], ["zelsim", "run", "--fast", "--", sys.argv[2], "restore", sys.argv[3]])
+text = b""
+while b"Type yes" not in text:
+    text += os.read(terminal, 100)
+os.write(terminal, b"\x03")
+while b"nothing was changed" not in text:
+    text += os.read(terminal, 100)
+END
+
+# Help folds.
+for words in zelctl "zelctl flash update" "zelctl sfp" "zelsim fail" "zelsim serve"; do
+  [ "$(COLUMNS=40 "$build/bin/"$words --help | wc -L)" -le 40 ] || fail "help of $words is wider than 40 columns"
+done
+says 0 '^  firmware   *Firmware images$' env COLUMNS=200 "$build/bin/zelctl" --help
+
+# Completion of a last word that is begun, or of the next: values, codes, and nothing where a file comes next.
+completing() {
+  PATH="$build/bin:$PATH" bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zelboard "$1"
                                    echo "[${COMPREPLY[*]}]"' "$(dirname "$0")/../completion/zelboard.bash" "$@"
 }
+completed() { completing "$@" ''; }
 says 0 '^.off on.$' completed zelctl cage 5 --tx-disable
 says 0 '^.off on blink.$' completed zelctl led set alarm
 says 0 '^.I1 I2 P1 ' completed zelctl flash update
 says 0 '^.default second.$' completed zelsim serve
 says 0 '10g-sr .*not-sfp' completed zelsim plug 3
+says 0 '^.1 2.$' completed zelctl firmware write file --partition
+says 0 '^.BufRead BufWrite.$' completing zelsim fail i2c : Buf
+says 0 '^.panel.system panel.speed_24 ' completing zelsim get panel.s
+says 0 '^.led.$' completing zelsim run -- zelctl le
 says 0 '^..$' completed zelctl flash update I2
 says 0 '^..$' completed zelctl flash read T -o
 

@@ -4,10 +4,7 @@
 
 using Answer = std::optional<double>;
 
-/** Keys of what is asked once; an expander's register has its address and number. */
-enum Question : uint32_t { kSlot = 0x10000, kSocRegister = 0x80000000 };
-
-double Round::once(uint32_t key, const std::function<double()> &question) {
+double Round::once(const std::string &key, const std::function<double()> &question) {
   if (!answers_.contains(key)) {
     try {
       answers_[key] = question();
@@ -15,8 +12,9 @@ double Round::once(uint32_t key, const std::function<double()> &question) {
       answers_[key] = failure;
     }
   }
-  if (const Failure *failure = std::get_if<Failure>(&answers_[key])) throw *failure;
-  return std::get<double>(answers_[key]);
+  const auto &answer = answers_[key];
+  if (const Failure *failure = std::get_if<Failure>(&answer)) throw *failure;
+  return std::get<double>(answer);
 }
 
 static Answer led(Round &, uint32_t which) { return led_state(which); }
@@ -46,19 +44,26 @@ static Answer sensor(Round &, uint32_t) { return byte_of(FW_GetLM75_Alive, "temp
 static Answer degrees(Round &, uint32_t) { return sensed_degrees(); }
 
 static Answer board_in(Round &round, uint32_t slot) {
-  return round.once(kSlot + slot, [=] { return static_cast<int>(fitted_in(slot)); });
+  return round.once(format("slot %u", slot), [=] { return static_cast<int>(fitted_in(slot)); });
 }
 
+/** One read of an expander serves all signals in its register. */
 static bool level(Round &round, const sfp_signal &signal) {
-  const auto byte = static_cast<uint32_t>(round.once(signal.address << 8U | signal.reg, [&] {
-    return byte_of([&](uint8_t *lines) { return FW_I2C_BufRead(signal.address, signal.reg, 1, 1, lines); },
-                   format("expander 0x%02X", signal.address));
-  }));
-  return (byte & signal.mask) == signal.mask;
+  const std::string key = format("expander 0x%02X register %u", signal.address, signal.reg);
+  const double byte = round.once(key, [&] {
+    const auto read = [&](uint8_t *lines) { return FW_I2C_BufRead(signal.address, signal.reg, 1, 1, lines); };
+    return byte_of(read, format("expander 0x%02X", signal.address));
+  });
+  return (static_cast<uint32_t>(byte) & signal.mask) == signal.mask;
+}
+
+static bool has_cage(Round &round, uint32_t port) {
+  if (port >= FW_PORT_FIRST_10G) return true;
+  return board_in(round, slot_of(port)) == static_cast<int>(Fitted::Cages);
 }
 
 static Answer module(Round &round, uint32_t port) {
-  if (port < kDaughterPorts && board_in(round, port / kPortsPerSlot + 1) != static_cast<int>(Fitted::Cages)) return 0;
+  if (!has_cage(round, port)) return 0;
   return !level(round, sfp_presnt[port]);  // a module pulls the line low
 }
 
@@ -70,23 +75,25 @@ static Answer signal(Round &round, uint32_t port) {
 }
 
 static Answer light(Round &round, uint32_t port) {
-  if (port < kDaughterPorts || module(round, port) == 0) return signal<sfp_los>(round, port);
+  if (port < FW_PORT_FIRST_10G) return signal<sfp_los>(round, port);
+  if (module(round, port) == 0) return {};
   const sfp_soc_signal &signal = sfp_los_gpio[port];
+  const std::string what = format("register 0x%X", signal.address);
   round.asked = Gpio;
-  const auto word = static_cast<uint32_t>(round.once(kSocRegister + signal.address, [&] {
+  const double word = round.once(what, [&] {
     uint32_t value = 0;
-    require(FW_GetSpecialRegister(signal.address, &value), format("register 0x%X", signal.address));
+    require(FW_GetSpecialRegister(signal.address, &value), what);
     return value;
-  }));
-  return (word & signal.mask) != 0;
+  });
+  return (static_cast<uint32_t>(word) & signal.mask) != 0;
 }
 
-constexpr const char *kEnvironmentStates = "valid|erased|damaged",
-                     *kDatabases = "gen 1|gen 2|custom 1|custom 2|shared 1",
-                     *kVerdicts = "valid|empty|damaged|holds data, no checksum";
+constexpr const char *kEnvironmentStates = "valid|erased|damaged";
+constexpr const char *kVerdicts = "valid|empty|damaged|holds data, no checksum";
 
 static Answer environment_state(Round &, uint32_t) { return index_in(kEnvironmentStates, environment()["state"]); }
 
+/** Copy `which` of all: its verdict is asked once, with all the others'. */
 static Answer database(Round &round, uint32_t which) {
   if (round.databases.is_null()) round.databases = databases();
   return index_in(kVerdicts, round.databases[which]["verdict"]);
@@ -94,7 +101,8 @@ static Answer database(Round &round, uint32_t which) {
 
 /** The boards come before what is on them. */
 constexpr Watched kWatched[] = {
-    {"led %s", "off|on|blink", "led_state", "What a front-panel LED shows, 1 = this.", Gpio, 0, kLedCount - 1, led},
+    {"led %s", "off|on|blink", "led_state", "What a front-panel LED shows, 1 = this.", Gpio, 0, kLedCount - 1, led, "",
+     "", led_name},
     {"relay", "open|closed", "alarm_relay_state", "State of the alarm relay, 0 or 1.", Gpio, 0, 0, relay_state},
     {"reset key", "released|pressed", "reset_key_pressed", "Whether the reset key is pressed.", Gpio, 0, 0, key},
     {"power alarm", "off|on", "power_alarm", "Whether a supply that should be there is missing or has failed.", Gpio, 0,
@@ -121,22 +129,32 @@ constexpr Watched kWatched[] = {
     {"boot environment", kEnvironmentStates, "boot_environment_state",
      "Whether the boot environment agrees with its checksum, 1 = this.", Flash, 0, 0, environment_state},
     {"database %s", kVerdicts, "partition_table_state",
-     "How a database agrees with its entry in the partition table, 1 = this.", Flash, 0, 4, database},
+     "How a database agrees with its entry in the partition table, 1 = this.", Flash, 0, kDatabaseCopies - 1, database,
+     "", "", database_name},
 };
 
-static Reading blank(const Watched &what, uint32_t which) {
+/** Who answers for it: the board in its slot, the main board's cages, or the thing itself. */
+static std::string source_of(const Watched &what, const std::string &label, uint32_t which) {
+  if (label.empty()) return what.subject;
+  if (label == "slot") return format("slot %u", which);
+  if (label == "port") return which < FW_PORT_FIRST_10G ? format("slot %u", slot_of(which)) : "10G cages";
+  return label;
+}
+
+/** A reading without its value. */
+static Reading reading_of(const Watched &what, uint32_t which) {
   const std::string subject = what.subject;
   const size_t place = subject.find(" %s");
-  const std::string label = place == std::string::npos ? "" : subject.substr(0, place);
-  Reading reading{&what, label, "", subject, label.empty() ? subject : label, split(what.states), {}, ""};
-  if (label.empty()) return reading;
-  reading.which = what.read == led        ? led_name(which)
-                  : what.read == database ? split(kDatabases)[which]
-                                          : std::to_string(which);
-  reading.subject = format(what.subject, reading.which.c_str());
-  if (label == "slot") reading.source = "slot " + reading.which;
-  if (label == "port")
-    reading.source = which < kDaughterPorts ? format("slot %u", which / kPortsPerSlot + 1) : "10G cages";
+  Reading reading;
+  reading.what = &what;
+  reading.subject = subject;
+  reading.states = split(what.states);
+  if (place != std::string::npos) {
+    reading.label = subject.substr(0, place);
+    reading.which = what.name(which);
+    reading.subject = format(what.subject, reading.which.c_str());
+  }
+  reading.source = source_of(what, reading.label, which);
   return reading;
 }
 
@@ -145,7 +163,7 @@ std::vector<Reading> read_board(Round &round, bool flash_too) {
   for (const Watched &what : kWatched) {
     if (what.driver == Flash && !flash_too) continue;
     for (uint32_t which = what.first; which <= what.last; ++which) {
-      Reading reading = blank(what, which);
+      Reading reading = reading_of(what, which);
       round.asked = what.driver;
       try {
         if (what.driver == Flash && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};

@@ -16,41 +16,46 @@ constexpr const char *kDrivers[] = {"gpio", "i2c", "flash"};
 /** One round of questions. */
 class Round {
  public:
-  /** Asks what several readings need: whoever asks again gets the same answer, or the same failure. */
-  double once(uint32_t key, const std::function<double()> &question);
+  /** Asks what several readings need. Who asks again by the same key gets the same answer, or the same failure. */
+  double once(const std::string &key, const std::function<double()> &question);
 
-  Driver asked = Gpio;                                // by the question that runs
-  bool up[std::size(kDrivers)] = {true, true, true};  // it answered all questions
-  Json databases;                                     // once they were asked for
+  Driver asked = Gpio;                                // the driver that the present question asks
+  bool up[std::size(kDrivers)] = {true, true, true};  // it has answered all questions so far
+  Json databases;                                     // null until they were asked for
 
  private:
-  std::map<uint32_t, std::variant<double, Failure>> answers_;
+  std::map<std::string, std::variant<double, Failure>> answers_;
 };
 
 /** A kind of thing that is watched. */
 struct Watched {
-  const char *subject;  // of an event: its first word is the metric's label where %s follows, which one it is
-  const char *states;   // words for the values from 0 on, the usual one first where it comes and goes; "" = a number
-  const char *metric, *help;
-  Driver driver;         // what is in the flash is slow, and not asked for while the flash is written
-  uint32_t first, last;  // which ones there are
+  const char *subject;  // of an event. "port %s light": %s is the port, "port" the metric's label
+  const char *states;   // words for the values from 0 on; the usual one first, where it comes and goes; "" = a number
+  const char *metric;
+  const char *help;
+  Driver driver;  // what is in the flash is slow, and not asked for while the flash is written
+  uint32_t first;
+  uint32_t last;
   /** @return nothing when there is nothing to ask: no module, no sensor. Throws a Failure when there is no answer. */
   std::optional<double> (*read)(Round &round, uint32_t which);
   const char *trouble = "";  // the state in which somebody should look
   const char *words = "";    // of an event, where the metric is the number itself
+  std::string (*name)(uint32_t which) = [](uint32_t which) { return std::to_string(which); };
 };
-/** Only the states below and above the threshold are events. */
+/** Its subject. Only crossing the threshold is an event. */
 constexpr const char *kTemperature = "temperature";
 
 struct Reading {
-  const Watched *what;
-  std::string label, which;  // both empty where there is one only
+  const Watched *what = nullptr;
+  std::string label;  // "port"; empty where there is only one
+  std::string which;  // "3"; likewise
   std::string subject;
   std::string source;  // who answers for it
   std::vector<std::string> states;
   std::optional<double> value;
-  std::string silence;  // why there is none
+  std::string silence;  // why there is no value
 
+  /** Word for the value, or the number itself. */
   std::string state() const;
   /** The same in words, where the state has one. */
   std::string word() const;

@@ -8,6 +8,7 @@
 
 Settings settings;
 
+/** Of the innermost command on the line. */
 static Action chosen;
 
 App *command(App &parent, const char *name, const char *what, const char *example, const Action &action) {
@@ -16,7 +17,7 @@ App *command(App &parent, const char *name, const char *what, const char *exampl
   app->add_flag("--json", settings.json, "Print data as JSON");
   app->add_flag("-v,--verbose", settings.verbose, "Show what the library prints");
   app->require_subcommand(0, 1);
-  // Callbacks run from the innermost command outwards: the first one that has an action is the one meant.
+  // Callbacks run from the innermost command outwards: the first one that has an action decides.
   app->callback([action] {
     if (!chosen) chosen = action;
   });
@@ -32,6 +33,13 @@ App *group(App &parent, const char *name, const char *what, const char *example,
 
 const Action &chosen_action() { return chosen; }
 
+Action announced(const Action &action) {
+  return [action] {
+    say_when_ended("interrupted: nothing was changed");
+    action();
+  };
+}
+
 App *command_named(App &parent, const char *name) { return parent.get_subcommand(name); }
 
 ArgumentCheck whole_number(uint32_t low, uint32_t high) {
@@ -43,11 +51,15 @@ ArgumentCheck whole_number(uint32_t low, uint32_t high) {
   };
 }
 
+static bool is_required(const char *name, Needed needed) {
+  const bool positional = name[0] != '-';
+  return needed == Needed::Always || (needed == Needed::ByName && positional);
+}
+
 template <class Value>
 static void option(App *app, const char *name, Value &value, const char *what, const std::string &form,
                    const ArgumentCheck &check, Needed needed = Needed::ByName) {
-  const bool required = needed == Needed::Always || (needed == Needed::ByName && name[0] != '-');
-  CLI::Option *added = app->add_option(name, value, what)->required(required)->type_name(form);
+  CLI::Option *added = app->add_option(name, value, what)->required(is_required(name, needed))->type_name(form);
   if (check) added->transform(CLI::Validator(check, ""));
 }
 
@@ -57,7 +69,8 @@ void checked(App *app, const char *name, uint32_t &value, const char *what, cons
 }
 
 void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high, Needed needed) {
-  const std::string form = low == 0 && high == 0xFFFFFFFF ? "NUMBER" : format("%u-%u", low, high);
+  const bool any = low == 0 && high == 0xFFFFFFFF;
+  const std::string form = any ? "NUMBER" : format("%u-%u", low, high);
   checked(app, name, value, what, form, whole_number(low, high), needed);
 }
 
@@ -65,13 +78,18 @@ void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char
   option(app, name, values, what, "0-255", whole_number(0, 0xFF));
 }
 
-void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices) {
+void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
+            const Choices &also) {
   std::string names;
   for (const auto &[word, code] : choices) names += (names.empty() ? "" : "|") + word;
+  const bool by_number = choices.front().first == "off";
+  Choices taken = choices;
+  taken.insert(taken.end(), also.begin(), also.end());
   const auto find = [=](std::string &text) -> std::string {
-    for (const auto &[word, code] : choices) {
+    for (const auto &[word, code] : taken) {
       const std::string digits = std::to_string(code);
-      if (text != word && (text != digits || choices.front().first != "off")) continue;
+      const bool meant = text == word || (by_number && text == digits);
+      if (!meant) continue;
       text = digits;
       return {};
     }
@@ -91,24 +109,23 @@ void any_texts(App *app, const char *name, std::vector<std::string> &values, con
 
 void flag(App *app, const char *name, bool &value, const char *what) { app->add_flag(name, value, what); }
 
-static std::string no_input(std::string &path) {
+static std::string check_input(std::string &path) {
   struct stat status {};
-  const bool known = stat(path.c_str(), &status) == 0;
-  if (known && S_ISREG(status.st_mode)) return {};
-  return "'" + path + "': " + (known ? "not an ordinary file" : std::strerror(errno));
+  if (stat(path.c_str(), &status) != 0) return "'" + path + "': " + std::strerror(errno);
+  return S_ISREG(status.st_mode) ? "" : "'" + path + "': not an ordinary file";
 }
 
-void input_file(App *app, std::string &path, const char *what) { any_text(app, "FILE", path, what, no_input); }
+void input_file(App *app, std::string &path, const char *what) { any_text(app, "FILE", path, what, check_input); }
 
-static std::string no_output(std::string &path) { return path.empty() ? "'' is not a file" : ""; }
+static std::string check_output(std::string &path) { return path.empty() ? "'' is not a file" : ""; }
 
 void output_file(App *app, std::string &path) {
-  any_text(app, "FILE", path, "File to write; one that is there is replaced", no_output);
+  any_text(app, "FILE", path, "File to write; one that is there is replaced", check_output);
 }
 
 void output_option(App *app, std::string &path) {
   option(app, "-o,--output", path, "Write to this file, - for standard output; one that is there is replaced", "FILE",
-         no_output);
+         check_output);
 }
 
 void asks_first(App *app) {
@@ -116,11 +133,11 @@ void asks_first(App *app) {
   flag(app, "--dry-run", settings.dry_run, "Show what would be erased and written, and change nothing");
 }
 
-static bool allow_empty;
+void allow_empty_option(App *app, bool &allow_empty) {
+  flag(app, "--allow-empty", allow_empty, "Take a file without any bytes");
+}
 
-void takes_empty(App *app) { flag(app, "--allow-empty", allow_empty, "Take a file without any bytes"); }
-
-void refuse_empty(const std::string &path, uint64_t size) {
+void require_bytes(const std::string &path, uint64_t size, bool allow_empty) {
   if (size == 0 && !allow_empty) refuse_argument("FILE", path + " is empty: --allow-empty takes it");
 }
 

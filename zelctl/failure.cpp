@@ -43,22 +43,26 @@ uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::s
   return byte;
 }
 
+/** @return 0, or errno of the open */
+static int error_of_opening(const char *node) {
+  const int fd = open(node, O_RDWR | O_CLOEXEC);
+  if (fd < 0) return errno;
+  close(fd);
+  return 0;
+}
+
 void require_board(const std::string &before) {
   std::string closed;
-  int first = 0;
+  int first_error = 0;
   for (const char *node : {"/dev/zel_gpio", "/dev/zel_i2c", "/dev/zel_spi_flash"}) {
-    const int fd = open(node, O_RDWR | O_CLOEXEC);
-    if (fd >= 0) {
-      close(fd);
-      continue;
-    }
-    if (first == 0) first = errno;
+    const int error = error_of_opening(node);
+    if (error == 0) continue;
+    if (first_error == 0) first_error = error;
     closed += (closed.empty() ? "" : ", ") + std::string(node);
   }
   if (closed.empty()) return;
-  throw Failure{"FW_FAIL: " + before + closed + " cannot be opened: " + std::strerror(first) +
-                    (first == ENOENT ? "; without the board, use: zelsim run -- zelctl ..." : ""),
-                FW_FAIL};
+  const char *advice = first_error == ENOENT ? "; without the board, use: zelsim run -- zelctl ..." : "";
+  throw Failure{"FW_FAIL: " + before + closed + " cannot be opened: " + std::strerror(first_error) + advice, FW_FAIL};
 }
 
 static std::optional<Failure> postponed;

@@ -1,58 +1,53 @@
+#include <memory>
+
 #include "records.h"
 
 struct Led {
   const char *name;
-  uint32_t (*get)(uint32_t selector, uint8_t *value);
-  uint32_t (*set)(uint32_t selector, uint32_t value, uint32_t mirror);
-  uint32_t selector;  // supply or port, where the call takes one
+  uint32_t (*get)(uint32_t which, uint8_t *value);
+  uint32_t (*set)(uint32_t which, uint32_t value, uint32_t mirror);
+  uint32_t which;  // supply or port, where the library's call takes one
 };
 
-/** Calls without a selector, and those without a mirror besides. */
-template <auto Call, class... Arguments>
-static uint32_t plain(uint32_t, Arguments... arguments) {
-  return Call(arguments...);
+/** Gives the library's calls for a single LED the form of those for several. */
+template <auto Get>
+static uint32_t get_single(uint32_t, uint8_t *value) {
+  return Get(value);
 }
-template <auto Call>
-static uint32_t always(uint32_t, uint32_t value, uint32_t) {
-  return Call(value);
+template <auto Set>
+static uint32_t set_single(uint32_t, uint32_t value, uint32_t mirror) {
+  return Set(value, mirror);
+}
+/** These LEDs are always set on the serial-GPIO chain, too. */
+template <auto Set>
+static uint32_t set_mirrored(uint32_t, uint32_t value, uint32_t) {
+  return Set(value);
 }
 
 constexpr Led kLeds[] = {
-    {"system", plain<FW_GetSystemLed>, always<FW_SetSystemLed>, 0},
-    {"alarm", plain<FW_GetAlarmLed>, always<FW_SetAlarmLed>, 0},
-    {"power1", FW_GetPowerLed, FW_SetPowerLed, 1},
-    {"power2", FW_GetPowerLed, FW_SetPowerLed, 2},
-    {"ring-master", plain<FW_GetRingMasterLed>, plain<FW_SetRingMasterLed>, 0},
-    {"ring-fail", plain<FW_GetRingFailLed>, plain<FW_SetRingFailLed>, 0},
-    {"speed24", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, 24},
-    {"speed25", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, 25},
-    {"speed26", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, 26},
-    {"speed27", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, 27},
+    {"system", get_single<FW_GetSystemLed>, set_mirrored<FW_SetSystemLed>, 0},
+    {"alarm", get_single<FW_GetAlarmLed>, set_mirrored<FW_SetAlarmLed>, 0},
+    {"power1", FW_GetPowerLed, FW_SetPowerLed, FW_SUPPLY_FIRST},
+    {"power2", FW_GetPowerLed, FW_SetPowerLed, FW_SUPPLY_LAST},
+    {"ring-master", get_single<FW_GetRingMasterLed>, set_single<FW_SetRingMasterLed>, 0},
+    {"ring-fail", get_single<FW_GetRingFailLed>, set_single<FW_SetRingFailLed>, 0},
+    {"speed24", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, FW_PORT_FIRST_10G},
+    {"speed25", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, FW_PORT_FIRST_10G + 1},
+    {"speed26", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, FW_PORT_FIRST_10G + 2},
+    {"speed27", FW_GetSfp10gSpeedLed, FW_SetSfp10gSpeedLed, FW_PORT_FIRST_10G + 3},
 };
-
 static_assert(std::size(kLeds) == kLedCount);
 
-static uint32_t which, value;
-static bool mirror;
+constexpr const char *kStates = "off|on|blink";
 
-const char *led_name(uint32_t led) { return kLeds[led].name; }
+std::string led_name(uint32_t led) { return kLeds[led].name; }
 
 uint8_t led_state(uint32_t led) {
-  const auto get = [&](uint8_t *state) { return kLeds[led].get(kLeds[led].selector, state); };
-  return byte_of(get, std::string("LED ") + kLeds[led].name);
+  const Led &row = kLeds[led];
+  return byte_of([&row](uint8_t *state) { return row.get(row.which, state); }, std::string("LED ") + row.name);
 }
 
-static Json led_record(uint32_t led) {
-  return record("led", kLeds[led].name, "state", name_of("off|on|blink", led_state(led)));
-}
-
-/** The library counts an unreadable LED as off. */
-static void set_led() {
-  const Led &led = kLeds[which];
-  require(led.set(led.selector, value, mirror), std::string("LED ") + led.name);
-  if (value == FW_LED_OFF && led_state(which) != value)
-    throw Failure{std::string("LED ") + led.name + " did not take the value"};
-}
+static Json led_record(uint32_t led) { return record("led", led_name(led), "state", name_of(kStates, led_state(led))); }
 
 Json leds() {
   Json rows = Json::array();
@@ -62,24 +57,54 @@ Json leds() {
 
 Json relay() { return record("relay", byte_of(FW_GetAlarmRelay, "alarm relay")); }
 
-void add_indicator_commands(App &app) {
-  Choices names;
-  for (const Led &led : kLeds) names.emplace_back(led.name, static_cast<uint32_t>(names.size()));
-  App *led = group(app, "led", "Front-panel LEDs", "led set alarm blink", "list", [] { show(leds()); });
-  App *get = command(*led, "get", "One LED", "led get system", [] { show(led_record(which)); });
-  App *set = command(*led, "set", "Sets one LED", "led set power1 on --mirror", set_led);
-  for (App *leaf : {get, set}) choice(leaf, "NAME", which, "LED", names);
-  choice(set, "VALUE", value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
-  flag(set, "--mirror", mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
+struct LedOptions {
+  uint32_t led = 0;
+  uint32_t value = 0;
+  bool mirror = false;
+};
 
-  App *contact = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });
-  set = command(*contact, "set", "Switches the relay", "relay set 0",
-                [] { require(FW_SetAlarmRelay(value), "alarm relay"); });
-  number(set, "STATE", value, "0 or 1", 0, 1);
-  App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain", "lamp-test 1", [] {
+/** The library counts an unreadable LED as off, so that one is read again here. */
+static void set_led(const LedOptions &options) {
+  const Led &row = kLeds[options.led];
+  const std::string what = std::string("LED ") + row.name;
+  require(row.set(row.which, options.value, options.mirror ? FW_MIRROR : 0), what);
+  if (options.value == FW_LED_OFF && led_state(options.led) != FW_LED_OFF)
+    throw Failure{what + " did not take the value"};
+}
+
+static void add_leds(App &app) {
+  Choices names;
+  for (uint32_t led = 0; led < kLedCount; ++led) names.emplace_back(led_name(led), led);
+  const auto options = std::make_shared<LedOptions>();
+  App *family = group(app, "led", "Front-panel LEDs", "led set alarm blink", "list", [] { show(leds()); });
+  App *get = command(*family, "get", "One LED", "led get system", [options] { show(led_record(options->led)); });
+  choice(get, "NAME", options->led, "LED", names);
+  App *set = command(*family, "set", "Sets one LED", "led set power1 on --mirror", [options] { set_led(*options); });
+  choice(set, "NAME", options->led, "LED", names);
+  choice(set, "VALUE", options->value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
+  flag(set, "--mirror", options->mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
+}
+
+static void add_relay(App &app) {
+  const auto state = std::make_shared<uint32_t>();
+  App *family = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });
+  App *set = command(*family, "set", "Switches the relay", "relay set 0",
+                     [state] { require(FW_SetAlarmRelay(*state), "alarm relay"); });
+  number(set, "STATE", *state, "0 or 1", 0, 1);
+}
+
+static void add_lamp_test(App &app) {
+  const auto mode = std::make_shared<uint32_t>();
+  App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain", "lamp-test 1", [mode] {
     require_board();
-    require(FW_LedTest(value), "lamp test");
+    require(FW_LedTest(*mode), "lamp test");
     require_debug_command("lamp test");
   });
-  number(test, "MODE", value, "0 to 2: one of the groups; 3: none", 0, 3);
+  number(test, "MODE", *mode, "0 to 2: one of the groups; 3: none", 0, 3);
+}
+
+void add_indicator_commands(App &app) {
+  add_leds(app);
+  add_relay(app);
+  add_lamp_test(app);
 }

@@ -1,10 +1,9 @@
 #include <ctime>
+#include <memory>
 
 #include "board_state.h"
 
-static std::string path;
-
-/** One metric: its help and type, and a sample for each value that is there. */
+/** One metric: its help and type, and its samples. Without a sample it is left out. */
 static std::string metric(const std::string &name, const std::string &help, const std::vector<std::string> &samples) {
   if (samples.empty()) return "";
   std::string text = "# HELP zelboard_" + name + " " + help + "\n# TYPE zelboard_" + name + " gauge\n";
@@ -16,49 +15,75 @@ static std::string sample(const std::string &labels, double value) {
   return (labels.empty() ? "" : "{" + labels + "}") + format(" %.15g", value);
 }
 
-/** More than two states make a sample for each of them. */
-static void add_samples(const Reading &reading, std::vector<std::string> &samples) {
-  const std::string label = reading.label.empty() ? "" : reading.label + "=\"" + reading.which + "\"";
-  if (reading.states.size() <= 2) return samples.push_back(sample(label, *reading.value));
+/** Two states are 0 and 1. More than two make a sample for each of them, 1 for the present one. */
+static std::vector<std::string> samples_of(const Reading &reading) {
+  std::string label;
+  if (!reading.label.empty()) label = reading.label + "=\"" + reading.which + "\"";
+  if (reading.states.size() <= 2) return {sample(label, *reading.value)};
+  if (!label.empty()) label += ",";
+  std::vector<std::string> samples;
   for (const std::string &state : reading.states)
-    samples.push_back(sample(label + (label.empty() ? "" : ",") + "state=\"" + state + "\"", reading.state() == state));
+    samples.push_back(sample(label + "state=\"" + state + "\"", reading.state() == state));
+  return samples;
 }
 
-static std::string samples_of_board() {
+/** The metrics of the table, in its order. */
+static std::string metrics_of(const std::vector<Reading> &readings) {
+  std::string text;
+  std::vector<std::string> samples;
+  const Watched *what = nullptr;
+  const auto finish = [&] {
+    if (what != nullptr) text += metric(what->metric, what->help, samples);
+    samples.clear();
+  };
+  for (const Reading &reading : readings) {
+    if (reading.what != what) finish();
+    what = reading.what;
+    if (!reading.value) continue;
+    for (const std::string &line : samples_of(reading)) samples.push_back(line);
+  }
+  finish();
+  return text;
+}
+
+static std::string drivers_up(const Round &round) {
+  std::vector<std::string> samples;
+  for (size_t driver = 0; driver < std::size(kDrivers); ++driver)
+    samples.push_back(sample(format("driver=\"%s\"", kDrivers[driver]), round.up[driver]));
+  return metric("up", "Whether a driver answered all questions.", samples);
+}
+
+static std::string subsystems_read(const std::vector<Reading> &readings) {
+  std::map<std::string, bool> whole;
+  for (const Reading &reading : readings) {
+    bool &good = whole.emplace(reading.source, true).first->second;
+    if (!reading.value) good = false;
+  }
+  std::vector<std::string> samples;
+  for (const auto &[source, good] : whole) samples.push_back(sample("subsystem=\"" + source + "\"", good));
+  return metric("subsystem_success", "Whether all of a subsystem could be read. What could not has no sample.",
+                samples);
+}
+
+static std::string metrics_text() {
   Round round;
   const std::vector<Reading> readings = read_board(round, true);
-  std::map<std::string, bool> answered;
-  std::string text;
-  for (size_t first = 0, end = 0; first < readings.size(); first = end) {
-    const Watched &what = *readings[first].what;
-    std::vector<std::string> samples;
-    for (; end < readings.size() && readings[end].what == &what; ++end) {
-      const Reading &reading = readings[end];
-      answered.emplace(reading.source, true).first->second &= reading.value.has_value();
-      if (reading.value) add_samples(reading, samples);
-    }
-    text += metric(what.metric, what.help, samples);
-  }
-  std::vector<std::string> up, success;
-  for (size_t driver = 0; driver < std::size(kDrivers); ++driver)
-    up.push_back(sample(format("driver=\"%s\"", kDrivers[driver]), round.up[driver]));
-  for (const auto &[source, good] : answered) success.push_back(sample("subsystem=\"" + source + "\"", good));
-  return text + metric("up", "Whether a driver answered all that it was asked.", up) +
-         metric("subsystem_success", "Whether all of a subsystem could be read; what could not has no sample.",
-                success) +
-         metric("collection_timestamp_seconds", "When the board was read, in seconds since 1970.",
-                {sample("", static_cast<double>(std::time(nullptr)))}) +
+  const auto now = static_cast<double>(std::time(nullptr));
+  return metrics_of(readings) + drivers_up(round) + subsystems_read(readings) +
+         metric("collection_timestamp_seconds", "When the board was read, in seconds since 1970.", {sample("", now)}) +
          "# EOF\n";
 }
 
-static void write_metrics() {
+static void write_metrics(const std::string &path) {
   if (settings.json) refuse_argument("--json", "does not go with metrics, which have a format of their own");
-  const std::string text = samples_of_board();
+  const std::string text = metrics_text();
   write_output(path.empty() ? "-" : path, bytes_of(text), "--output");
 }
 
 void add_metrics_command(App &app) {
+  const auto path = std::make_shared<std::string>();
   App *metrics = command(app, "metrics", "The board's state as metrics for Prometheus",
-                         "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom", write_metrics);
-  output_option(metrics, path);
+                         "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom",
+                         announced([path] { write_metrics(*path); }));
+  output_option(metrics, *path);
 }

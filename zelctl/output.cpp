@@ -2,6 +2,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "tool.h"
@@ -13,10 +14,18 @@ void start_output() {
   // Both streams may end on one terminal: line by line keeps their order.
   if (settings.verbose)
     for (FILE *stream : {stdout, out}) setvbuf(stream, nullptr, _IOLBF, BUFSIZ);
-  if (settings.verbose && !settings.json) return;
+  if (settings.verbose && !settings.json) return;  // the library's prints stay on standard output
   const int target = settings.verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
   dup2(target, STDOUT_FILENO);
   close(target);
+}
+
+/** All that a file in memory holds. */
+static std::string content_of(int fd) {
+  const off_t size = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);
+  std::string text(static_cast<size_t>(size), '\0');
+  if (pread(fd, text.data(), text.size(), 0) < 0) return {};
+  return text;
 }
 
 Printed printed_by(const std::function<uint32_t()> &call) {
@@ -24,31 +33,42 @@ Printed printed_by(const std::function<uint32_t()> &call) {
   const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
   const int recorder = memfd_create("printed", MFD_CLOEXEC);
   dup2(recorder, STDOUT_FILENO);
-  Printed printed{call(), ""};
+  Printed printed;
+  printed.status = call();
   fflush(stdout);
   dup2(kept, STDOUT_FILENO);
   close(kept);
-  printed.text.resize(static_cast<size_t>(std::max<off_t>(lseek(recorder, 0, SEEK_END), 0)));
-  if (pread(recorder, printed.text.data(), printed.text.size(), 0) < 0) printed.text.clear();
+  printed.text = content_of(recorder);
   close(recorder);
   return printed;
 }
 
+/** As many bytes as fit on a line of the terminal. */
+static size_t bytes_per_line() {
+  if (columns() >= 80) return 16;
+  if (columns() >= 48) return 8;
+  return 4;
+}
+
+static void print_line(std::span<const uint8_t> line, uint32_t address, size_t line_length) {
+  std::string hex;
+  for (const uint8_t byte : line) hex += format(" %02x", byte);
+  const auto width = static_cast<int>(3 * line_length);  // of the hexadecimal part: a blank and two digits each
+  const std::string characters = printable({line.begin(), line.end()});
+  std::fprintf(out, "%08x %-*s  |%s|\n", address, width, hex.c_str(), characters.c_str());
+}
+
 void hexdump(std::span<const uint8_t> bytes, uint32_t address) {
-  const size_t line_length = columns() >= 80 ? 16 : columns() >= 48 ? 8 : 4;
-  std::string before;
+  const size_t line_length = bytes_per_line();
+  std::span<const uint8_t> before;
   bool starred = false;
   for (size_t at = 0; at < bytes.size(); at += line_length) {
     const auto line = bytes.subspan(at, std::min(line_length, bytes.size() - at));
-    std::string hex;
-    for (const uint8_t byte : line) hex += format(" %02x", byte);
-    const bool repeats = hex == before && at + line_length < bytes.size();
-    if (!repeats)
-      std::fprintf(out, "%08x %-*s  |%s|\n", address + static_cast<uint32_t>(at), static_cast<int>(3 * line_length),
-                   hex.c_str(), printable({line.begin(), line.end()}).c_str());
-    else if (!starred)
-      std::fprintf(out, "*\n");
+    const bool last = at + line_length >= bytes.size();
+    const bool repeats = !last && std::equal(line.begin(), line.end(), before.begin(), before.end());
+    if (repeats && !starred) std::fprintf(out, "*\n");
+    if (!repeats) print_line(line, address + static_cast<uint32_t>(at), line_length);
     starred = repeats;
-    before = hex;
+    before = line;
   }
 }

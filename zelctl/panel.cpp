@@ -1,14 +1,15 @@
-#include <unistd.h>
-
+#include <memory>
 #include <thread>
 
 #include "../cli/panel.h"
 #include "records.h"
 
-static bool watching;
-static uint32_t pictures;
+struct PanelOptions {
+  bool watch = false;
+  uint32_t pictures = 0;  // 0 = until interrupted
+};
 
-/** Null for what cannot be read at the moment: boards come and go while the panel is drawn. The command fails then. */
+/** Null for what cannot be read now, since boards come and go while the panel is drawn. The command fails then. */
 template <class Read>
 static Json attempt(Read read) {
   try {
@@ -26,49 +27,69 @@ static Json read_panel() {
                 "ports", attempt([] { return ports(Signals::OfModules); }));
 }
 
-static PanelState state_of(const Json &shown) {
-  PanelState state;
-  size_t light = 0;
-  for (const Json &led : shown["leds"])
-    state.lights[light++] = led["state"] == "off" ? 0 : led["state"] == "on" ? 1 : 2;
-  if (shown["board"].is_object())
-    for (size_t slot = 0; slot < std::size(state.boards); ++slot)
-      state.boards[slot] = shown["board"]["slots"][slot]["board"];
-  for (const Json &port : shown["ports"])
-    if (port["type"] != "none")
-      state.ports[port["port"].get<size_t>()] = {port["los"] == 1,       port["tx_disable"] == 1,
-                                                 port["tx_fault"] == 1,  port["module"] == false,
-                                                 port["status"] != "ok", port["type"] == "copper"};
-  if (shown["relay"].is_object()) state.relay = shown["relay"]["relay"].dump();
-  if (!shown["power"].is_object()) return state;
-  state.supplies = shown["power"]["mode"];
-  state.alarm = shown["power"]["alarm"];
+static unsigned light_of(const Json &state) {
+  if (state == "off") return 0;
+  return state == "on" ? 1 : 2;
+}
+
+static panel_layout::PortState port_of(const Json &port) {
+  panel_layout::PortState state{};
+  state.los = port["loss_of_signal"] == 1;
+  state.tx_disable = port["tx_disable"] == 1;
+  state.tx_fault = port["tx_fault"] == 1;
+  state.empty = port["module"] == false;
+  state.silent = port["status"] != "ok";
+  state.copper = port["type"] == "copper";
   return state;
 }
 
-/** With --watch, redraws twice a second, in place on a terminal. */
-static void draw() {
-  const bool in_place = watching && !settings.json && is_screen(out);
-  if (in_place) std::fputs("\033[2J", out);
-  auto next = std::chrono::steady_clock::now();
-  for (uint32_t i = 1; std::ferror(out) == 0; ++i) {
-    take_postponed();  // the last picture's failures count
+static PanelState state_of(const Json &shown) {
+  PanelState state;
+  for (const Json &led : shown["leds"]) state.set_light(led["led"].get<std::string>(), light_of(led["state"]));
+  if (shown["board"].is_object()) {
+    for (const Json &slot : shown["board"]["slots"])
+      state.boards.at(slot["slot"].get<size_t>() - FW_SLOT_FIRST) = slot["board"];
+  }
+  for (const Json &port : shown["ports"]) {
+    if (port["type"] != "none") state.ports.at(port["port"].get<size_t>()) = port_of(port);
+  }
+  if (shown["relay"].is_object()) state.relay = shown["relay"]["relay"].dump();
+  if (shown["power"].is_object()) {
+    state.supplies = shown["power"]["mode"];
+    state.alarm = shown["power"]["alarm"];
+  }
+  return state;
+}
+
+/** With --watch it redraws twice a second: in place on a screen. */
+static void draw(const PanelOptions &options) {
+  using namespace std::chrono;
+  constexpr const char *kClearScreen = "\033[2J", *kHome = "\033[H", *kClearLineEnd = "\033[K\n";
+  const bool in_place = options.watch && !settings.json && is_screen(out);
+  if (in_place) std::fputs(kClearScreen, out);
+  auto next = steady_clock::now();
+  uint32_t drawn = 0;
+  while (std::ferror(out) == 0) {
+    take_postponed();  // only the last picture's failures count
     const Json state = read_panel();
-    if (in_place) std::fputs("\033[H", out);
+    if (in_place) std::fputs(kHome, out);
     if (settings.json)
       show(state);
     else
-      draw_panel(state_of(state), settings.colour || colourful(), in_place ? "\033[K\n" : "\n");
+      draw_panel(state_of(state), settings.colour || colourful(), in_place ? kClearLineEnd : "\n");
     std::fflush(out);
-    if (!watching || i == pictures) return;
-    next = std::max(next + std::chrono::milliseconds(500), std::chrono::steady_clock::now());
+    ++drawn;
+    if (!options.watch || drawn == options.pictures) return;
+    next = std::max(next + milliseconds(500), steady_clock::now());
     std::this_thread::sleep_until(next);
   }
 }
 
 void add_panel_command(App &app) {
-  App *panel = command(app, "panel", "Draws the front panel as it looks now", "panel --watch", draw);
-  flag(panel, "--watch", watching, "Redraw twice a second until interrupted");
-  number(panel, "--pictures", pictures, "With --watch: stop after this many (0 = never)", 0, 1000000);
+  const auto options = std::make_shared<PanelOptions>();
+  App *panel =
+      command(app, "panel", "Draws the front panel as it looks now", "panel --watch", [options] { draw(*options); });
+  flag(panel, "--watch", options->watch, "Redraw twice a second until interrupted");
+  number(panel, "--pictures", options->pictures, "With --watch: stop after this many (0 = never)", 0, 1000000);
   flag(panel, "--color", settings.colour, "Colours without a terminal too");
 }

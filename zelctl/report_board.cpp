@@ -153,7 +153,7 @@ static Json temperature_of_board(Report &report) {
   Json all = record("alive", alive, "chip", nullptr, "held", nullptr);
   if (alive.is_null() || alive == 0) return all;
   all["chip"] = report.ask("register of the temperature sensor", sensor_chip);
-  all["held"] = report.ask("temperature that the driver holds", [] { return temperature()["temperature"]; });
+  all["held"] = report.ask("temperature that the driver holds", [] { return held_temperature()["temperature"]; });
   return all;
 }
 

@@ -116,7 +116,7 @@ static void read_chip(Report &report, TarWriter *content, Json &flash) {
   ChipFigures figures;
   Json unread = Json::array();
   if (content != nullptr) content->begin("flash.bin", chip_size());
-  in_pieces("read", 0, chip_size(), "no report was written", [&](uint32_t at, uint32_t count) {
+  work_in_pieces("read", 0, chip_size(), "no report was written", [&](uint32_t at, uint32_t count) {
     Sector sector(count, 0xFF);
     const std::string why = read_sector(report, at, sector);
     if (why.empty()) {

@@ -5,7 +5,7 @@ constexpr size_t kWholePage = 256;
 
 using WholePage = std::vector<uint8_t>;
 
-static Page first_half(const WholePage &page) { return Page(page.data(), kPageLength); }
+static ModulePage first_half(const WholePage &page) { return ModulePage(page.data(), kPageLength); }
 
 static WholePage read_page(uint32_t port, uint8_t address) {
   WholePage page(kWholePage);
@@ -23,7 +23,7 @@ struct Memory {
 /** Byte 92 of page A0h. */
 enum Monitoring : uint8_t { kAddressChange = 0x04, kImplemented = 0x40 };
 
-static bool has_diagnostics(Page a0) { return (a0[92] & kImplemented) != 0 && (a0[92] & kAddressChange) == 0; }
+static bool has_diagnostics(ModulePage a0) { return (a0[92] & kImplemented) != 0 && (a0[92] & kAddressChange) == 0; }
 
 /** Only registers without a bit that reading clears. A module that is switched off keeps its PHY in reset: null. */
 static Json read_phy(uint32_t port) {
@@ -47,7 +47,7 @@ static Memory read_memory(Report &report, uint32_t port) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     require_port(FW_SfpSel(port), port, "selection of the cage");
     Memory memory{read_page(port, FW_SFP_MEMORY), {}, {}};
-    const Page a0 = first_half(memory.a0);
+    const ModulePage a0 = first_half(memory.a0);
     if (has_diagnostics(a0)) {
       report.ask(format("port %u: page A2h", port), [&]() -> Json {
         memory.a2 = read_page(port, kDiagnosticsMemory);
@@ -62,7 +62,7 @@ static Memory read_memory(Report &report, uint32_t port) {
 
 static Json module_row(Report &report, uint32_t port) {
   const Memory memory = read_memory(report, port);
-  const Page a0 = first_half(memory.a0);
+  const ModulePage a0 = first_half(memory.a0);
   Json row = record("port", port, "a0", format("modules/port-%02u-a0.bin", port), "a2", nullptr);
   report.add_file(row["a0"], memory.a0);
   if (!memory.a2.empty()) {

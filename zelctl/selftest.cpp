@@ -6,7 +6,7 @@
 struct Check {
   const char *subsystem;
   Json (*ask)();
-  const char *bad;  // key and value
+  const char *bad;  // key and value as they are printed; "" = nothing
 };
 
 /** Whole degrees: the sensor's first byte. */
@@ -45,17 +45,40 @@ constexpr Check kChecks[] = {
 static std::string summary(const Json &answer) {
   if (answer.is_array()) return std::to_string(answer.size()) + " rows";
   std::string line;
-  for (const auto &[key, value] : answer.items())
-    line += (line.empty() ? "" : ", ") + key + " " + (value.is_array() ? summary(value) : cell(key, value));
+  for (const auto &[key, value] : answer.items()) {
+    const std::string text = value.is_array() ? summary(value) : cell(key, value);
+    line += (line.empty() ? "" : ", ") + key + " " + text;
+  }
   return line;
 }
 
-/** The first bad thing in an answer; empty when there is none. */
-static std::string bad_in(const Json &answer, const std::string &bad) {
-  for (const Json &row : answer.is_array() ? answer : Json::array({answer}))
-    for (const auto &[key, value] : row.items())
+/** The first row of an answer that has the bad value; empty if none has. */
+static std::string bad_row(const Json &answer, const std::string &bad) {
+  const Json rows = answer.is_array() ? answer : Json::array({answer});
+  for (const Json &row : rows) {
+    for (const auto &[key, value] : row.items()) {
       if (key + " " + cell(key, value) == bad) return summary(row);
+    }
+  }
   return {};
+}
+
+struct Verdict {
+  bool good;
+  std::string detail;
+};
+
+static Verdict run(const Check &check) {
+  try {
+    const Json answer = check.ask();
+    const auto failure = take_postponed();
+    if (failure) return {false, failure->what()};
+    const std::string bad = bad_row(answer, check.bad);
+    if (!bad.empty()) return {false, bad};
+    return {true, summary(answer)};
+  } catch (const Failure &failure) {
+    return {false, failure.what()};
+  }
 }
 
 static void selftest() {
@@ -63,18 +86,9 @@ static void selftest() {
   Json rows = Json::array();
   uint32_t failed = 0;
   for (const Check &check : kChecks) {
-    std::string bad, detail;
-    try {
-      const Json answer = check.ask();
-      if (const auto failure = take_postponed()) throw Failure(*failure);
-      bad = bad_in(answer, check.bad);
-      detail = summary(answer);
-    } catch (const Failure &failure) {
-      bad = failure.what();
-    }
-    failed += bad.empty() ? 0 : 1;
-    rows.push_back(record("subsystem", check.subsystem, "verdict", bad.empty() ? "ok" : "failed", "detail",
-                          bad.empty() ? detail : bad));
+    const auto [good, detail] = run(check);
+    if (!good) ++failed;
+    rows.push_back(record("subsystem", check.subsystem, "verdict", good ? "ok" : "failed", "detail", detail));
   }
   show(rows);
   if (failed != 0) throw Failure{format("%u of %zu subsystems failed", failed, std::size(kChecks))};

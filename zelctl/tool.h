@@ -26,6 +26,9 @@ struct Settings {
 extern Settings settings;
 
 using Action = std::function<void()>;
+/** An action that writes the flash or a file: if a signal ends it before it writes, a line says that nothing was
+ *  changed. From then on it holds signals itself. */
+Action announced(const Action &action);
 using Choices = std::vector<std::pair<std::string, uint32_t>>;
 inline const Choices kOnOff{{"off", 0}, {"on", 1}};
 
@@ -39,45 +42,53 @@ const Action &chosen_action();
 /** A command that `group` or `command` has added. */
 App *command_named(App &parent, const char *name);
 
-/** Brings an argument into the form that its value is read from. @return why it is none, or nothing */
+/** Turns an argument into the text that its value is read from. @return what is wrong with it, or nothing */
 using ArgumentCheck = std::function<std::string(std::string &text)>;
 /** Refuses what is no whole number from `low` to `high`, decimal or with 0x; leading zeros make no octal number. */
 ArgumentCheck whole_number(uint32_t low, uint32_t high);
 
-/** Without more said, an argument is required when its name begins without dashes: it is positional then. */
+/** ByName: a positional argument is required, an option, whose name begins with a dash, is not. */
 enum class Needed { ByName, Always, Never };
-/** A number that the check makes of the argument; help shows its form. */
+/** A number that the check makes of the argument. Help shows the form. */
 void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
              const ArgumentCheck &check, Needed needed = Needed::ByName);
 /** A whole number, decimal or with 0x, from `low` to `high`, and several of them. */
 void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high,
             Needed needed = Needed::ByName);
 void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what);
-/** One of a few words, or of their numbers when the first word is "off". */
-void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices);
-/** Any text, or one that the check takes. */
+/** One of a few words, or their numbers where the first word is "off".
+ *  @param also  more words that are taken, which help does not show */
+void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
+            const Choices &also = {});
+/** Any text, or only what the check takes. */
 void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {});
 /** The same, as often as it is wanted. */
 void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what, const std::string &form);
 /** A switch without a value. */
 void flag(App *app, const char *name, bool &value, const char *what);
-/** The argument FILE: an ordinary file that exists, or one to write. */
+/** The argument FILE: an ordinary file that exists. */
 void input_file(App *app, std::string &path, const char *what);
+/** The argument FILE: a file to write. */
 void output_file(App *app, std::string &path);
-/** The switch -o of a command that can write its bytes into a file. */
+/** The option -o: a file to write, or - for standard output. */
 void output_option(App *app, std::string &path);
 /** The switches --yes and --dry-run of a command that asks first. */
 void asks_first(App *app);
+/** Asks on the terminal; with --yes it does not. Throws unless the answer is yes. */
 void confirm(const std::string &question);
-/** The switch --allow-empty of a command that stores a file, and the refusal of an empty one without it. */
-void takes_empty(App *app);
-void refuse_empty(const std::string &path, uint64_t size);
+/** The switch --allow-empty of a command that stores a file. */
+void allow_empty_option(App *app, bool &allow_empty);
+/** Refuses a file without bytes unless --allow-empty was given. */
+void require_bytes(const std::string &path, uint64_t size, bool allow_empty);
 
 /** Adds the commands of one family. */
 using Family = void(App &app);
-Family add_indicator_commands, add_system_commands, add_bus_commands, add_port_commands, add_panel_command,
-    add_sfp_commands, add_flash_commands, add_image_commands, add_environment_commands, add_database_commands,
+Family add_indicator_commands, add_system_commands, add_register_commands, add_i2c_commands, add_clock_commands,
+    add_temperature_command, add_port_commands, add_panel_command, add_sfp_commands, add_flash_commands,
+    add_firmware_commands, add_backup_commands, add_environment_commands, add_mac_commands, add_database_commands,
     add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command, add_report_command;
+/** Part of the family "flash". */
+Family add_flash_update;
 
 /* ---- the board said no ---- */
 
@@ -85,23 +96,25 @@ Family add_indicator_commands, add_system_commands, add_bus_commands, add_port_c
 std::string status_name(uint32_t status);
 /** Throws a Failure unless the status is 0: its name, what was tried, and what the status means there. */
 void require(uint32_t status, const std::string &what);
-/** Reads one byte of the board's state, or throws. */
+/** One byte of the board's state; throws if it cannot be read. */
 uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what);
-/** For calls that cannot tell that the board is missing: throws a Failure when a device node cannot be opened. */
+/** Throws a Failure if a device node cannot be opened: for calls that cannot tell that the board is missing.
+ *  @param before  what the line begins with: what was tried */
 void require_board(const std::string &before = "");
-/** Of a call that runs debugCmd, whose failure the library does not tell: throws a Failure when it failed or hung. */
+/** For a call that runs debugCmd, whose failure the library does not tell: throws a Failure if it failed or hung. */
 void require_debug_command(const std::string &what);
-/** Of a command that goes on to show the rest: it ends with the first of these failures. */
+/** For a command that goes on to show the rest: at its end it fails with the first of these failures. */
 void postpone(const Failure &failure);
+/** The first failure since the last call, if any. */
 std::optional<Failure> take_postponed();
 
 /* ---- output ---- */
 
-/** Hides the library's prints, or with -v leaves them where they are (on stderr beside JSON). The tool's own output goes
- *  to another descriptor than theirs. */
+/** Separates the tool's own output from what the library prints: that is hidden, or with -v shown (on stderr beside
+ *  JSON). */
 void start_output();
 
-/** What a call returned, and what the library, and debugCmd on its behalf, printed meanwhile. */
+/** What a call returned, and what the library and debugCmd printed meanwhile. */
 struct Printed {
   uint32_t status;
   std::string text;
@@ -126,11 +139,11 @@ class Progress {
   void draw();
 
   const char *what_;
-  uint64_t total_;
+  const uint64_t total_;
   uint64_t done_ = 0;
   Clock::time_point start_ = Clock::now();
   Clock::time_point drawn_ = start_;
-  bool visible_;
+  const bool visible_;
 };
 
 #endif

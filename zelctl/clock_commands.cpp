@@ -1,0 +1,93 @@
+#include <ctime>
+#include <memory>
+
+#include "records.h"
+
+constexpr const char *kClock = "real-time clock";
+constexpr const char *kSensor = "temperature sensor";
+constexpr const char *kHeldOption = "What the driver holds; the chip is not read";
+
+/* ---- real-time clock ---- */
+
+static void poll_clock() { require(FW_PollRtc(), kClock); }
+
+static void show_clock(bool held) {
+  if (!held) poll_clock();
+  rtc_record clock{};
+  require(FW_GetRtc(&clock), kClock);
+  const rtc_tm &tm = clock.tm;
+  if (tm.tm_mday == 0) throw Failure{"the driver holds no time yet: zelctl clock poll"};
+  // In 12-hour mode the chip counts 0 to 11 beside its AM/PM flag.
+  const bool afternoon = clock.mode24 == 0 && clock.pm != 0;
+  const int hour = afternoon ? tm.tm_hour + 12 : tm.tm_hour;
+  const std::string time =
+      format("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, hour, tm.tm_min, tm.tm_sec);
+  show(record("time", time, "hours", clock.mode24 != 0 ? 24 : 12));
+}
+
+static std::optional<std::tm> time_of(const std::string &text) {
+  if (text != "now") return time_in(text);
+  const std::time_t now = std::time(nullptr);
+  return *std::localtime(&now);
+}
+
+static void set_clock(const std::string &text) {
+  const auto time = time_of(text);
+  if (!time) refuse_argument("TIME", "'" + text + "' is not like 2026-03-15T14:30:45, from 2000 to 2099");
+  rtc_record clock{};
+  clock.tm.tm_sec = time->tm_sec;
+  clock.tm.tm_min = time->tm_min;
+  clock.tm.tm_hour = time->tm_hour;
+  clock.tm.tm_mday = time->tm_mday;
+  clock.tm.tm_mon = time->tm_mon;
+  clock.tm.tm_year = time->tm_year;
+  require(FW_SetRtc(&clock), kClock);
+  poll_clock();  // so that the driver's readers see the new time
+}
+
+static void set_hours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
+
+Json clock_mode() { return record("hours", byte_of(FW_GetRtc1224, kClock) == 1 ? 24 : 12); }
+
+/* ---- temperature ---- */
+
+std::optional<double> sensed_degrees() {
+  constexpr uint8_t kSensorAddress = 0x9E;
+  uint8_t raw[2] = {};
+  if (byte_of(FW_GetLM75_Alive, kSensor) == 0) return std::nullopt;
+  require(FW_I2C_BufRead(kSensorAddress, 0, 1, sizeof raw, raw), kSensor);
+  const auto word = static_cast<int16_t>(raw[0] << 8 | raw[1]);
+  return (word >> 7) * 0.5;  // the upper nine bits, half a degree each
+}
+
+Json held_temperature() {
+  temp_record held{};
+  require(FW_GetTemperature(&held), kSensor);
+  return record("temperature", held.temperature);
+}
+
+static void show_temperature(bool held) {
+  if (!held) require(FW_PollTemperature(), kSensor);
+  show(held_temperature());
+}
+
+void add_clock_commands(App &app) {
+  const auto held = std::make_shared<bool>();
+  const auto time = std::make_shared<std::string>();
+  App *family =
+      group(app, "clock", "Real-time clock", "clock set 2026-03-15T14:30:45", "get", [held] { show_clock(*held); });
+  App *get = command_named(*family, "get");
+  flag(get, "--held", *held, kHeldOption);
+  App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now", [time] { set_clock(*time); });
+  any_text(set, "TIME", *time, "YYYY-MM-DDTHH:MM:SS or now");
+  command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll", poll_clock);
+  command(*family, "12h", "Sets 12-hour mode", "clock 12h", [] { set_hours(0); });
+  command(*family, "24h", "Sets 24-hour mode", "clock 24h", [] { set_hours(1); });
+}
+
+void add_temperature_command(App &app) {
+  const auto held = std::make_shared<bool>();
+  App *app_temperature = command(app, "temperature", "Board temperature in degrees Celsius", "temperature",
+                                 [held] { show_temperature(*held); });
+  flag(app_temperature, "--held", *held, kHeldOption);
+}

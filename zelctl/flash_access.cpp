@@ -1,0 +1,64 @@
+#include <algorithm>
+
+#include "records.h"
+
+void work_in_pieces(const char *what, uint32_t start, uint32_t length, const char *if_interrupted,
+                    const PieceWork &work) {
+  Progress progress(what, length);
+  uint32_t done = 0;
+  while (done < length) {
+    if (interrupted()) throw Failure{format("interrupted: %s ended at 0x%X; %s", what, start + done, if_interrupted)};
+    const uint32_t piece = std::min(sector_size(), length - done);
+    work(start + done, piece);
+    done += piece;
+    progress.at(done);
+  }
+}
+
+std::vector<uint8_t> read_flash(uint32_t start, uint32_t length, const char *if_interrupted) {
+  std::vector<uint8_t> bytes(length);
+  work_in_pieces("read", start, length, if_interrupted, [&](uint32_t address, uint32_t piece) {
+    read_piece(address, {bytes.data() + (address - start), piece});
+  });
+  return bytes;
+}
+
+/** Reads, and tells whether the last byte is another than the mark that stood there before. */
+static bool replaces_mark(uint8_t mark, uint32_t address, std::span<uint8_t> bytes) {
+  bytes.back() = mark;
+  require(FW_ReadFlash(address, static_cast<uint32_t>(bytes.size()), bytes.data()),
+          format("flash read at 0x%X", address));
+  return bytes.back() != mark;
+}
+
+void read_piece(uint32_t address, std::span<uint8_t> bytes) {
+  constexpr uint8_t kMark = 0x5A;
+  constexpr uint8_t kOtherMark = 0xA5;
+  if (replaces_mark(kMark, address, bytes)) return;
+  // The mark stands there still: the driver gave fewer bytes, or the flash holds just this byte. Read over another
+  // mark, the byte alone tells which.
+  uint8_t again = 0;
+  const uint32_t last = address + static_cast<uint32_t>(bytes.size()) - 1;
+  if (replaces_mark(kOtherMark, last, {&again, 1}) && again == kMark) return;
+  throw Failure{format("flash read at 0x%X: the driver gave fewer bytes than asked for", address)};
+}
+
+uint32_t word_at(std::span<const uint8_t> bytes, size_t at) {
+  return bytes[at] | uint32_t{bytes[at + 1]} << 8 | uint32_t{bytes[at + 2]} << 16 | uint32_t{bytes[at + 3]} << 24;
+}
+
+bool is_erased(std::span<const uint8_t> bytes) {
+  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0xFF; });
+}
+
+void require_chip() {
+  uint8_t index = 0xFF;
+  require(FW_FlashGetIndex(&index), "flash driver");
+  if (index != 0) throw Failure{format("chip index %u is not supported", index)};
+}
+
+void start_change() {
+  flags();
+  require_chip();
+  hold_signals();
+}

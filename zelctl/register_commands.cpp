@@ -1,0 +1,86 @@
+#include <memory>
+
+#include "records.h"
+
+constexpr uint32_t kAnyWord = 0xFFFFFFFF;
+
+/** What debugCmd printed, without the line that the library prints before it. */
+static std::string answer_of(std::string text, const std::string &what) {
+  if (text.starts_with("reg_mode=")) text.erase(0, text.find('\n') + 1);
+  text.erase(text.find_last_not_of('\n') + 1);
+  if (text.empty()) throw Failure{what + ": debugCmd printed no value"};
+  return text;
+}
+
+static void get_register(uint32_t address) {
+  require_board();
+  const std::string what = format("register 0x%X", address);
+  uint32_t value = 0;
+  const Printed printed = printed_by([&] { return FW_GetSpecialRegister(address, &value); });
+  require_debug_command(what);
+  if (CheckSpecialReg(address) == FW_REGISTER_SWITCH)
+    return show(record("address", address, "class", "switch-chip", "debugCmd", answer_of(printed.text, what)));
+  require(printed.status, what);
+  show(record("address", address, "class", "soc", "value", value));
+}
+
+static void set_register(uint32_t address, uint32_t value) {
+  require_board();
+  const std::string what = format("register 0x%X", address);
+  require(FW_SetSpecialRegister(address, value), what);
+  require_debug_command(what);
+}
+
+Json phy_register(uint32_t port, uint32_t number) {
+  require_board();
+  const std::string what = format("PHY of port %u", port);
+  const Printed printed = printed_by([=] { return FW_ShowPhyRegister(port, number); });
+  require_debug_command(what);
+  const std::string answer = answer_of(printed.text, what);
+  return record("port", port, "register", number, "debugCmd", answer);
+}
+
+struct RegisterOptions {
+  uint32_t address = 0;
+  uint32_t value = 0;
+};
+
+static void add_registers(App &app) {
+  const auto options = std::make_shared<RegisterOptions>();
+  App *family = command(app, "register", "SoC and switch-chip registers", "register get 0x20300");
+  App *get = command(*family, "get", "Reads a register", "register get 0x5000010",
+                     [options] { get_register(options->address); });
+  number(get, "ADDRESS", options->address, "Register address", 0, kAnyWord);
+  App *set = command(*family, "set", "Writes a register", "register set 0x5000010 0xab",
+                     [options] { set_register(options->address, options->value); });
+  number(set, "ADDRESS", options->address, "Register address", 0, kAnyWord);
+  number(set, "VALUE", options->value, "Value", 0, kAnyWord);
+}
+
+struct PhyOptions {
+  uint32_t port = 0;
+  uint32_t number = 0;
+  uint32_t value = 0;
+};
+
+static void add_phys(App &app) {
+  const auto options = std::make_shared<PhyOptions>();
+  App *family = command(app, "phy", "Registers of the switch ports' PHYs", "phy get 3 1");
+  App *get = command(*family, "get", "Reads a PHY register", "phy get 3 1",
+                     [options] { show(phy_register(options->port, options->number)); });
+  App *set = command(*family, "set", "Writes a PHY register", "phy set 3 0x16 0x1", [options] {
+    require_board();
+    FW_SetPhyRegister(options->port, options->number, options->value);
+    require_debug_command(format("PHY of port %u", options->port));
+  });
+  for (App *leaf : {get, set}) {
+    number(leaf, "PORT", options->port, "Switch port", 0, FW_PHY_PORT_LAST);
+    number(leaf, "REGISTER", options->number, "PHY register", 0, 31);
+  }
+  number(set, "VALUE", options->value, "Value", 0, 0xFFFF);
+}
+
+void add_register_commands(App &app) {
+  add_registers(app);
+  add_phys(app);
+}
