@@ -16,10 +16,14 @@ static size_t help_width() {
   return width ? *width : columns();
 }
 
-/** Where the description of a line "  NAME      description" begins; 0 for a line without two columns. */
+/** Where the description begins in a line "  NAME      description", or in one that goes on below a long name. 0 for a
+ *  line without two columns. */
 static size_t description_at(const std::string &line) {
+  constexpr size_t kNameAt = 2;
   if (!line.starts_with("  ")) return 0;
   const size_t name = line.find_first_not_of(' ');
+  if (name == std::string::npos) return 0;
+  if (name > kNameAt) return name;
   const size_t gap = line.find("  ", name);
   const size_t description = line.find_first_not_of(' ', gap);
   if (description == std::string::npos) return 0;
@@ -28,37 +32,44 @@ static size_t description_at(const std::string &line) {
 
 /** Adds a text of one paragraph, each line of it behind a margin. */
 static void add_lines(std::string &help, const std::string &text, size_t margin, size_t width) {
-  const size_t room = width > 2 * margin ? width - margin : width / 2;
-  for (std::string line : wrapped(text, room)) {
+  for (std::string line : wrapped(text, width - margin)) {
     line.erase(line.find_last_not_of(' ') + 1);
     help += std::string(margin, ' ') + line + "\n";
   }
 }
 
+/** A name, and its description below it. */
+static void add_below(std::string &help, const std::string &line, size_t description, size_t width) {
+  constexpr size_t kNameMargin = 2;
+  constexpr size_t kMargin = 6;
+  std::string name = line.substr(0, description);
+  name.erase(name.find_last_not_of(' ') + 1);
+  if (!name.empty()) add_lines(help, name.substr(kNameMargin), kNameMargin, width);
+  add_lines(help, line.substr(description), kMargin, width);
+}
+
 static void add_folded(std::string &help, const std::string &line, size_t width) {
   constexpr size_t kLeastRoom = 24;  // for a description beside its name
-  constexpr size_t kMargin = 6;      // of one below it
   const size_t description = description_at(line);
-  if (length_of(line) <= width) {
+  const bool narrow = description > 0 && description + kLeastRoom > width;
+  if (narrow) {
+    add_below(help, line, description, width);
+  } else if (length_of(line) <= width) {
     help += line + "\n";
-  } else if (description == 0) {
-    const size_t margin = line.find_first_not_of(' ');
-    add_lines(help, line.substr(margin), margin, width);
-  } else if (description + kLeastRoom <= width) {
-    std::string below;
-    add_lines(below, line.substr(description), description, width);
-    help += line.substr(0, description) + below.substr(description);
   } else {
-    std::string name = line.substr(0, description);
-    name.erase(name.find_last_not_of(' ') + 1);
-    if (!name.empty()) add_lines(help, name.substr(2), 2, width);
-    add_lines(help, line.substr(description), kMargin, width);
+    // A description goes on below itself, a paragraph below its first word.
+    const size_t margin = description > 0 ? description : line.find_first_not_of(' ');
+    std::string lines;
+    add_lines(lines, line.substr(margin), margin, width);
+    help += line.substr(0, margin) + lines.substr(margin);
   }
 }
 
 std::string folded_help(const std::string &help) {
   std::string folded;
   const size_t width = help_width();
-  for (const std::string &line : split(help, '\n')) add_folded(folded, line, width);
+  const bool ended = help.ends_with('\n');
+  for (const std::string &line : split(ended ? help.substr(0, help.size() - 1) : help, '\n'))
+    add_folded(folded, line, width);
   return folded;
 }

@@ -171,7 +171,7 @@ Json modules_document(const CommandLine &) {
   Json rows = Json::array();
   for (const Module &module : catalogue()) {
     bool blank = module.page[40] == 0xff;
-    std::string part_number = page_text(std::span(module.page).first<kPageLength>(), 40, 16);
+    std::string part_number = part_number_of(std::span(module.page).first<kPageLength>());
     rows.push_back({{"module", module.name},
                     {"part_number", blank ? "-" : part_number},
                     {"rate_mbd", module.page[kRate] * 100},
