@@ -4,11 +4,6 @@
 
 #include "records.h"
 
-/* Words of flash_def. */
-constexpr uint32_t kTestAreaWord = 13;
-constexpr uint32_t kSectorSizeWord = 17;
-constexpr uint32_t kSectorsWord = 18;
-
 /** The test area has no map selector: it reaches from its start to the end of the chip. */
 constexpr uint32_t kTestArea = 0;
 
@@ -38,9 +33,9 @@ constexpr Region kRegions[] = {
     {kTestArea, "T", "Test Area"},
 };
 
-uint32_t sector_size() { return flash_def[kSectorSizeWord]; }
+uint32_t sector_size() { return flash_def[FW_FLASH_SECTOR_SIZE]; }
 
-uint32_t chip_size() { return flash_def[kSectorSizeWord] * flash_def[kSectorsWord]; }
+uint32_t chip_size() { return flash_def[FW_FLASH_SECTOR_SIZE] * flash_def[FW_FLASH_SECTORS]; }
 
 /** Throws for the answer that the library gives for a chip without a map, or without a driver. */
 static uint32_t require_mapped(uint32_t answer) {
@@ -65,7 +60,7 @@ std::optional<uint32_t> region_named(const std::string &text) {
 Extent region_extent(uint32_t region) {
   const Region &row = kRegions[region];
   if (row.selector != kTestArea) return {region_start(row.selector), region_length(row.selector), row.name};
-  const uint32_t start = flash_def[kTestAreaWord];
+  const uint32_t start = flash_def[FW_FLASH_TEST_AREA];
   return {start, chip_size() - start, row.name};
 }
 
