@@ -63,9 +63,10 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
 }
 
 uint32_t write_boot_file(const char *path) {
+  File file;  // closed after the buffer is released
   const Buffer buffer = make_buffer(size_t{flash_def[FW_FLASH_SECTOR_SIZE]} + 1);
   if (is_pipe_or_directory(path)) return FW_FAIL;
-  const File file(fopen(path, "r"));
+  file.reset(fopen(path, "r"));
   if (!file) {
     if (debugging()) printf("Open Boot file [%s] fail\n", path);
     return FW_FAIL;

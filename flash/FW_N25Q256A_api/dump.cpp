@@ -27,10 +27,12 @@ bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer
 
 bool dump_part(const char *path, uint32_t number, uint32_t total) {
   // On a failure they end in the other order: buffer, file, device.
-  Descriptor device(open_node(Node::SpiFlash, O_RDONLY));  // held open, though each read opens the node itself
+  Descriptor device(-1);
   Descriptor file(-1);
   Buffer buffer = make_buffer(flash_def[FW_FLASH_SECTOR_SIZE]);
-  if (!buffer || !device) return false;
+  if (!buffer) return false;
+  device.reset(open_node(Node::SpiFlash, O_RDONLY));  // held open, though each read opens the node itself
+  if (!device) return false;
   printf("open file[%s]\n", path);
   file.reset(open(path, O_WRONLY | O_CREAT | O_TRUNC, kFileMode));
   if (!file) return false;

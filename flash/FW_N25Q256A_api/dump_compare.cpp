@@ -76,16 +76,24 @@ uint32_t compare(const char *path, const Range &range) {
     note("Open restore file fail");
     return FW_REFUSED;
   }
-  if (flash_writes_refused()) return FW_REFUSED;
+  if (flash_writes_refused()) {
+    file.reset();  // before the buffer is released
+    return FW_REFUSED;
+  }
 
   FileSum sum{};
   {
     const FlashAccessFlag raised;
     puts("Comp dump file...");
-    const bool same = spot_check(file, range.base, piece);
-    piece.reset();  // buffer and file go before the flag comes down
+    // Buffer and file go before the flag comes down.
+    if (!spot_check(file, range.base, piece)) {
+      piece.reset();
+      file.reset();
+      return FW_FAIL;
+    }
     file.reset();
-    if (!same || !sum_again(path, &sum)) return FW_FAIL;
+    piece.reset();
+    if (!sum_again(path, &sum)) return FW_FAIL;
   }
   return verdict(sum, range);
 }

@@ -115,8 +115,10 @@ uint32_t FW_N25Q256A_GetCustomName(char *name) {
   zel::Name custom{};
   if (memcmp(marker, zel::kModelMarker, sizeof marker) == 0) {
     if (const uint32_t failed = zel::read_name(variant, custom); failed != 0) return failed;
+    memcpy(name, custom, sizeof custom);
   }
-  const char *const base = custom[0] != '\0' ? custom : zel::kVariantTable[variant].default_name;
+  const char *base = custom;
+  if (custom[0] == '\0') base = zel::kVariantTable[variant].default_name;
   snprintf(name, FW_MODEL_SIZE, "%s%s", base, zel::power_suffix());
   return 0;
 }

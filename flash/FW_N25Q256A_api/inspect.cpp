@@ -50,9 +50,11 @@ void print_sector(const Buffer &bytes, uint32_t size) {
 
 bool show_sector(uint32_t address) {
   const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE] / kColumns * kColumns;
-  const Descriptor device(open_node(Node::SpiFlash, O_RDONLY));  // held open, though the read opens the node itself
+  Descriptor device(-1);  // closed after the buffer is released
   const Buffer bytes = zeroed_buffer(size);
-  if (!bytes || !device) return false;
+  if (!bytes) return false;
+  device.reset(open_node(Node::SpiFlash, O_RDONLY));  // held open, though the read opens the node itself
+  if (!device) return false;
   if (is_fw_fail(FW_N25Q256A_ReadFlash(address, size, bytes.get()))) return false;
   printf("Read Address:0x%08x\n", address);
   print_sector(bytes, size);

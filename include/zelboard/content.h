@@ -88,8 +88,8 @@ ZEL_API uint32_t FW_ReadCustomizeDatabase(uint8_t **data, uint32_t partition);
 ZEL_API uint32_t FW_N25Q256A_ReadCustomizeDatabase(uint8_t **data, uint32_t partition);
 /** Stores a file in a customise region. Erases the region's four sectors first, also for an empty file. Does not write
  *  the database's slot. Any erase result but 0 is a failure here.
- *  @param path       file of up to FW_CUSTOMIZE_SIZE bytes. A longer file, a FIFO and a folder are refused before the
- *                    erase
+ *  @param path       file of up to FW_CUSTOMIZE_SIZE bytes. A longer file is refused before the erase. A FIFO or a
+ *                    folder counts as a file that does not open
  *  @param partition  1 or 2; any other: FW_FAIL and a line
  *  @return 0; FW_FAIL. In debug mode a line names the cause if the file does not open, is too long or cannot be read,
  *          or if the write fails; for other causes there is none */
@@ -151,8 +151,8 @@ ZEL_API uint32_t FW_SpiFlash_ShowCustomName(void);
 /** @copydoc FW_SpiFlash_ShowCustomName */
 ZEL_API uint32_t FW_N25Q256A_ShowCustomName(void);
 /** Reads the description.
- *  @param text  out: FW_DESCRIPTION_SIZE bytes, all of which are written; the text is NUL-terminated. An empty text
- *               with FW_NOT_SET. Untouched if a read fails
+ *  @param text  out: FW_DESCRIPTION_SIZE bytes, all of which are written; the text is NUL-terminated. With FW_NOT_SET only
+ *               the first byte is written, a NUL. Untouched if a read fails
  *  @return 0; FW_NOT_SET (no description stored); or the failed read's result */
 ZEL_API uint32_t FW_SpiFlash_GetCustomDesc(char *text);
 /** @copydoc FW_SpiFlash_GetCustomDesc */
@@ -215,7 +215,7 @@ ZEL_API uint32_t FW_N25Q256A_DumpFlash(const char *path, uint32_t part, uint32_t
 /** Compares a file with the flash: 0 if a spot check finds no difference and the file has the right size. The spot
  *  check compares the first and the last 16 bytes of every 64 KiB. Then the file is read once more, and its size and
  *  byte sum are printed. If it has the wrong size, a line says so; a difference prints nothing. Holds the flash-access
- *  flag while it runs. Does nothing if the diagnostic and the no-operation flag are both set.
+ *  flag while it runs. Compares nothing if the diagnostic and the no-operation flag are both set.
  *  @param path   file
  *  @param part   1 to total, or FW_COMPARE_WHOLE = the whole flash, whatever `total` is. So part 255 of a split dump
  *                cannot be compared. Any other: FW_FAIL, nothing opened

@@ -64,11 +64,12 @@ ZEL_API uint32_t FW_N25Q256A_SetExtendedLow(void);
 /** @name Raw access
  *  A read goes in pieces of one sector, with a 10 us pause after each full piece. A program goes page by page (256
  *  bytes), with a 2 us pause at the end. It erases nothing, and NOR programming only clears bits. An erase ends with a
- *  2 us pause. Short counts are accepted. After a failure the pieces before it are transferred, and the last pause is
- *  left out. These functions do not look at the diagnostic flags and do not set the flash-access flag.
+ *  2 us pause. Short counts are accepted. After a failed read or program the pieces before it are transferred, and the
+ *  last pause is left out; a failed erase pauses all the same. These functions do not look at the diagnostic flags and
+ *  do not set the flash-access flag.
  *
- *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: after a success, the
- *  sector erase always. FW_N25Q256A_FlashRead, FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
+ *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: a read or program after
+ *  a success, a sector erase after each erase request, also a failed one. FW_N25Q256A_FlashRead, FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
  *  @{ */
 
 /** Reads bytes of the flash.
@@ -346,7 +347,8 @@ ZEL_API uint32_t FW_SpiFlash_BackupMacGet(uint8_t *mac);
  *  and always closes it. It does nothing if the diagnostic and the no-operation flag are both set. If the file cannot
  *  be read, or an erase or a program fails, it stops; what it has programmed stays. An empty file changes nothing and
  *  counts as copied. A copy does not check the target's length: a longer file goes on into the next region. In debug
- *  mode it prints why it failed.
+ *  mode a line names a failed erase, program or verification; a refusal by the flags and a file that cannot be read
+ *  have none.
  *
  *  The copies from address 0 print the time of day. They call localtime, which has one result for the process: they are
  *  not thread-safe.
