@@ -45,7 +45,7 @@ readelf -d "$prefix/bin/zelctl" | grep PATH | grep -v "\[\$ORIGIN/" && fail "zel
 commands() (
   tool=$1
   shift
-  for command in $("$prefix/bin/$tool" "$@" --help | sed -n '/^Subcommands:/,/^$/s/^  \([^ ][^ ]*\) .*/\1/p'); do
+  for command in $("$prefix/bin/$tool" "$@" --help | sed -n '/^Subcommands:/,/^$/s/^  \([^ ,][^ ,]*\)[ ,].*/\1/p'); do
     echo "$* $command"
     commands "$tool" "$@" "$command"
   done
