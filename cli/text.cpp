@@ -6,9 +6,23 @@
 #include <locale>
 
 std::string hex_text(std::span<const uint8_t> bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
-  for (const uint8_t byte : bytes) text += format("%02x", byte);
+  text.reserve(2 * bytes.size());
+  for (const uint8_t byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
   return text;
+}
+
+std::optional<std::vector<uint8_t>> hex_bytes(const std::string &text) {
+  std::vector<uint8_t> bytes(text.size() / 2);
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    const char *const digits = &text[2 * i];
+    if (std::from_chars(digits, digits + 2, bytes[i], 16).ptr != digits + 2) return std::nullopt;
+  }
+  return text.size() % 2 == 0 ? std::optional(bytes) : std::nullopt;
 }
 
 std::string printable(std::string text) {

@@ -28,6 +28,8 @@ size_t length_of(const std::string &text);
 std::vector<std::string> wrapped(const std::string &text, size_t width);
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 std::string hex_text(std::span<const uint8_t> bytes);
+/** The bytes of what hex_text wrote; nothing for another text. */
+std::optional<std::vector<uint8_t>> hex_bytes(const std::string &text);
 /** The text with a dot for each byte that is no printable ASCII. */
 std::string printable(std::string text);
 

@@ -39,7 +39,8 @@ constexpr Family *kFamilies[] = {
     add_indicator_commands,  add_system_commands,  add_register_commands,    add_i2c_commands,    add_clock_commands,
     add_temperature_command, add_port_commands,    add_panel_command,        add_sfp_commands,    add_flash_commands,
     add_firmware_commands,   add_backup_commands,  add_environment_commands, add_mac_commands,    add_database_commands,
-    add_identity_commands,   add_selftest_command, add_monitor_command,      add_metrics_command, add_report_command};
+    add_identity_commands,   add_selftest_command, add_monitor_command,      add_metrics_command, add_report_command,
+    add_session_command};
 
 int main(int argc, char **argv) {
   open_standard_descriptors(true);
