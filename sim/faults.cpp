@@ -1,6 +1,7 @@
 #include "faults.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "arguments.h"
 #include "debug_commands.h"
@@ -169,9 +170,20 @@ void parse_result(FaultRule &rule, const std::string &text) {
   if (rule.on.call != Call::Open) throw Usage("--result: 'closed' is for an open, not for a request");
 }
 
+// Without a probability a rule strikes at each call.
+void parse_probability(FaultRule &rule, const CommandLine &line) {
+  rule.seed = parse_number(line.seed, "--seed", 0, UINT32_MAX);
+  rule.random = rule.seed;
+  if (line.probability.empty()) return;
+  char *end = nullptr;
+  rule.probability = std::strtod(line.probability.c_str(), &end);
+  if (*end != '\0' || !(rule.probability > 0 && rule.probability <= 1))
+    throw Usage("--probability: '" + line.probability + "' is not a number above 0, up to 1");
+}
+
 // True if the rule stands until it is healed, and meets all these calls at all these addresses.
 bool hides(const FaultRule &rule, const FaultCall &on, const std::vector<Callable> &met) {
-  bool stands = rule.effect != Effect::None && rule.count == 0 && rule.skip == 0;
+  bool stands = rule.effect != Effect::None && rule.count == 0 && rule.skip == 0 && rule.probability == 0;
   if (!stands) return false;
   if (rule.on.has_address) {
     bool within =
@@ -244,7 +256,9 @@ Json fault_document(const FaultRule &rule) {
           {"result", result_of(rule)},
           {"skip", rule.skip},
           {"count", rule.count > 0 ? Json(rule.count) : Json()},
-          {"hits", rule.hits}};
+          {"hits", rule.hits},
+          {"probability", rule.probability > 0 ? Json(rule.probability) : Json()},
+          {"seed", rule.probability > 0 ? Json(rule.seed) : Json()}};
 }
 
 Json faults_of(const Board &board) {
@@ -273,6 +287,7 @@ void fail(const CommandLine &line) {
   parse_result(rule, line.result);
   rule.count = parse_number(line.count, "--count", 0, UINT32_MAX);
   rule.skip = parse_number(line.skip, "--skip", 0, UINT32_MAX);
+  parse_probability(rule, line);
   OpenBoard board = open_board(line.board);
   check_can_strike(*board, rule.on, line.words[0]);
   const FaultRule *added = add_rule(*board, rule);

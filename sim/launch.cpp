@@ -106,6 +106,7 @@ void run(const CommandLine &line) {
   if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
   put(kBoardFolderVariable, open_or_make_board(line.board).folder);
   put_switch(kTraceOpensVariable, line.trace_opens);
+  put_switch(kTraceTimesVariable, line.trace_times);
   put_switch(kFastVariable, line.fast);
   put_switch(kChipTimesVariable, line.chip_times);
   std::string library = preload_library();

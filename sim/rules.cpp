@@ -24,6 +24,12 @@ bool overlaps(const FaultCall &on, const FaultCall &call) {
   return call.first_address <= on.last_address && call.last_address >= on.first_address;
 }
 
+// A number from 0 up to 1, by a linear congruential generator of 64 bits, whose upper bits are good.
+double draw(uint64_t &random) {
+  random = random * 6364136223846793005ULL + 1442695040888963407ULL;
+  return static_cast<double>(random >> 11) / static_cast<double>(1ULL << 53);
+}
+
 // Finds the first rule for this call and uses it up by one. The rule is returned as it was; without one its effect is
 // Effect::None.
 FaultRule use_rule(Board &board, const FaultCall &call) {
@@ -34,6 +40,7 @@ FaultRule use_rule(Board &board, const FaultCall &call) {
       --rule.skip;
       return {};
     }
+    if (rule.probability > 0 && draw(rule.random) >= rule.probability) return {};
     FaultRule used = rule;
     ++rule.hits;
     if (rule.count > 0) {

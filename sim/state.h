@@ -11,7 +11,7 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 5;
+constexpr uint32_t kVersion = 6;
 
 // The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
 constexpr unsigned kSlots = 3;
@@ -171,7 +171,10 @@ struct FaultRule {
   uint32_t skip;
   uint32_t count;  // 0: until healed
   uint32_t hits;
-  uint32_t number;  // of no other rule of this board, before or after
+  uint32_t number;     // of no other rule of this board, before or after
+  double probability;  // of a strike at a call; 0: at each
+  uint32_t seed;       // as it was given
+  uint64_t random;     // state of the generator that draws
 };
 
 /** A process that has changed something through a driver. */
@@ -212,11 +215,11 @@ constexpr unsigned kFlashUsers = 8;
 
 /** For those who watch the board from outside. Counts wrap. */
 struct Watch {
-  uint32_t changes;    // of the board so far
-  uint32_t awaited;    // somebody sleeps on the count until it grows
-  uint32_t reflashed;  // how often the flash got other contents as a whole
-  uint32_t requests;   // that programs have made
-  ChangedBy changed_by[kNodeKinds];    // last, by node
+  uint32_t changes;                   // of the board so far
+  uint32_t awaited;                   // somebody sleeps on the count until it grows
+  uint32_t reflashed;                 // how often the flash got other contents as a whole
+  uint32_t requests;                  // that programs have made
+  ChangedBy changed_by[kNodeKinds];   // last, by node
   uint32_t flash_users[kFlashUsers];  // processes within a write or an erase, which let go of the lock; 0: none
   char loading[65];                   // the saved state that is being loaded; empty: none
   uint32_t acts_done;
@@ -243,9 +246,9 @@ struct Board {
   uint32_t rule_count;  // rules in use, so that a healthy board looks at no rule
   uint32_t last_rule;   // number of the rule that was made last
   FaultRule rules[kMaxRules];
-  uint64_t paused_us;  // pauses counted and not slept; they advance the board's time
+  uint64_t paused_us;          // pauses counted and not slept; they advance the board's time
   uint8_t made_slots[kSlots];  // what `create` fitted
-  uint32_t settle_ms;  // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
+  uint32_t settle_ms;          // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
   Watch watch;
 };
 

@@ -32,6 +32,8 @@ struct CommandLine {
   std::string result = {};
   std::string count = "0";
   std::string skip = "0";
+  std::string probability = {};
+  std::string seed = "0";
   std::string region = {};
   std::string port = "8080";
   std::string listen = "127.0.0.1";
@@ -46,6 +48,7 @@ struct CommandLine {
   bool requests = false;
   bool fast = false;
   bool trace_opens = false;
+  bool trace_times = false;
   bool chip_times = false;
 
   /** The board that a command such as `create` names as its argument or by --board. */
@@ -75,9 +78,18 @@ Command heal_board;
 Command get_value;
 // panel.cpp
 Command draw_panel;
+// batch.cpp
+Command batch;
+// scenario.cpp
+Command play;
 // launch.cpp: becomes another program, on a board that is made when missing. Comes back only as an exception.
 Command run;
 Command serve;
+
+enum class Perform : uint8_t { Do, Check };
+/** Does what a command line says, given as its words behind the program's name, or only checks that it is one.
+ *  @return the exit status; what went wrong stands on stderr */
+int execute(const Words &words, Perform how = Perform::Do);
 
 /** What the commands that show something print. */
 using Document = Json(const CommandLine &line);

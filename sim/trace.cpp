@@ -89,7 +89,11 @@ class TraceLine {
   void write(const char *file, long result) {
     add_result(result);
     text_[size_++] = '\n';
-    write_to(file, text_, size_);
+    if (is_on(kTraceTimesVariable)) {
+      write_stamped(file);
+    } else {
+      write_to(file, text_, size_);
+    }
   }
 
   void show(Board &board, const TracedAccess &access, long result) const {
@@ -106,6 +110,18 @@ class TraceLine {
   }
 
  private:
+  // With the time of the call's end, and the number of its process.
+  void write_stamped(const char *file) const {
+    constexpr size_t kStampSize = 40;
+    char stamped[kStampSize + sizeof text_];
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    int size = snprintf(stamped, kStampSize, "%lld.%06ld %d ", static_cast<long long>(now.tv_sec), now.tv_nsec / 1000,
+                        getpid());
+    memcpy(stamped + size, text_, size_);
+    write_to(file, stamped, static_cast<size_t>(size) + size_);
+  }
+
   void add_result(long result) {
     if (result == kNoResult) return;
     if (result < 0) {

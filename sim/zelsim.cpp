@@ -16,6 +16,10 @@ using namespace zelsim::tool;
 constexpr CommandRow kOwnCommands[] = {
     {"run", "", "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]", run,
      "run --fast --trace -- zelctl ports"},
+    {"batch", "", "Do command lines, one JSON line each, until the input ends: for test kits", batch,
+     "batch <commands"},
+    {"play", "FILE", "Do what a scenario says: lines of a time in seconds and a command of zelsim", play,
+     "play --board lab brownout.scenario"},
     {"serve", "?NAME", "Show a board in a browser, which is made when missing, or all boards", serve,
      "serve lab --port 8080"},
     {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
@@ -98,6 +102,7 @@ void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, const
 void add_run_options(CLI::App &run, CommandLine &line) {
   run.add_flag("--fast", line.fast, "count the program's pauses instead of sleeping them");
   run.add_flag("--trace-opens", line.trace_opens, "also trace opens and closes of the nodes");
+  run.add_flag("--trace-times", line.trace_times, "begin a line with the time of its end and the process's number");
   run.add_flag("--chip-times", line.chip_times, "take the flash chip's time: 0.5 ms a page, 0.7 s a sector erase");
   run.add_option("--trace", line.trace, "print every driver request, to FILE or standard error")
       ->type_name("[=FILE]")
@@ -110,7 +115,8 @@ void add_serve_options(CLI::App &serve, CommandLine &line) {
       ->type_name("ADDRESS");
   serve.add_option("--host", line.hosts, "a name by which other machines call this one; may be repeated")
       ->type_name("NAME");
-  serve.add_option("--token", line.token, "a secret that every request must bring; better from a file or $ZELSIM_TOKEN")
+  serve
+      .add_option("--token", line.token, "a secret that every request must bring; better from a file or $ZELSIM_TOKEN")
       ->type_name("TOKEN");
   serve.add_option("--token-file", line.token_file, "a file with the secret, - for standard input")->type_name("FILE");
 }
@@ -120,41 +126,83 @@ void add_fail_options(CLI::App &fail, CommandLine &line) {
   fail.add_flag("--list", line.list, "list the faults that stand");
   fail.add_option("--count", line.count, "fail N times only")->type_name("N");
   fail.add_option("--skip", line.skip, "skip the first N calls")->type_name("N");
+  fail.add_option("--probability", line.probability, "fail by chance; 0.05: one call in twenty")->type_name("0-1");
+  fail.add_option("--seed", line.seed, "of the chance: the same seed strikes the same calls; default: 0")
+      ->type_name("N");
   fail.add_option("--result", line.result,
                   "what the caller gets; a number is a short count of bytes; default: the driver's failure")
       ->type_name("NUMBER|" + effect_names());
 }
 
-void add_options(CLI::App &app, CommandLine &line) {
-  add_run_options(*app.get_subcommand("run"), line);
-  add_serve_options(*app.get_subcommand("serve"), line);
-  add_fail_options(*app.get_subcommand("fail"), line);
-  app.get_subcommand("create")
-      ->add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")
-      ->type_name("BOARD,...");
-  app.get_subcommand("reset")->add_flag("--flash", line.flash, "erase the flash and its counters, too");
-  app.get_subcommand("panel")->add_option("--svg", line.svg, "as a picture, - for standard output")->type_name("FILE");
+// A command that has been added; null for another.
+CLI::App *part_of(CLI::App &app, const std::string &name) {
+  const auto parts = app.get_subcommands([&](const CLI::App *part) { return part->get_name() == name; });
+  return parts.empty() ? nullptr : parts.front();
+}
+
+void add_region_options(CLI::App &flash, CommandLine &line) {
   for (const char *command : {"load", "save"}) {
-    app.get_subcommand("flash")
-        ->get_subcommand(command)
-        ->add_option("--region", line.region, "only this region of 'flash stats', or bytes as 0x100000+0x10000")
+    CLI::App *part = part_of(flash, command);
+    if (part == nullptr) continue;
+    part->add_option("--region", line.region, "only this region of 'flash stats', or bytes as 0x100000+0x10000")
         ->type_name("REGION");
   }
 }
 
-// The first "--" of `zelsim run`; the end for any other command.
-char **end_of_own_words(int argc, char **argv) {
-  char **end = argv + argc;
-  bool runs = argc > 1 && argv[1] == std::string("run");
-  return runs ? std::find(argv, end, std::string("--")) : end;
+void add_options(CLI::App &app, CommandLine &line) {
+  if (CLI::App *run = part_of(app, "run")) add_run_options(*run, line);
+  if (CLI::App *serve = part_of(app, "serve")) add_serve_options(*serve, line);
+  if (CLI::App *fail = part_of(app, "fail")) add_fail_options(*fail, line);
+  if (CLI::App *flash = part_of(app, "flash")) add_region_options(*flash, line);
+  if (CLI::App *play = part_of(app, "play"))
+    play->add_flag("--fast", line.fast, "count the time between two acts as passed on the board instead of waiting");
+  if (CLI::App *create = part_of(app, "create"))
+    create->add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")
+        ->type_name("BOARD,...");
+  if (CLI::App *reset = part_of(app, "reset"))
+    reset->add_flag("--flash", line.flash, "erase the flash and its counters, too");
+  if (CLI::App *panel = part_of(app, "panel"))
+    panel->add_option("--svg", line.svg, "as a picture, - for standard output")->type_name("FILE");
+}
+
+std::vector<CommandRow> all_commands() {
+  std::vector<CommandRow> rows(std::begin(kOwnCommands), std::end(kOwnCommands));
+  for (const CommandRow &row : world_commands()) rows.push_back(row);
+  return rows;
+}
+
+// Whether the row is the command of these words, a group's name and another word. Either may be an alias.
+bool is_command(const CommandRow &row, const std::string &first, const std::string &second) {
+  Words path = split(row.name, ' ');
+  const std::string &last = path.back();
+  const std::string &word = path.size() > 1 ? second : first;
+  if (path.size() > 1 && path.front() != first) return false;
+  return word == last || (row.alias != nullptr && word == row.alias);
+}
+
+// The rows that a line with these words can be about: all when it is not clear, so that its error or its help names them.
+// To set up the parser for all commands takes longer than most of them take.
+std::vector<CommandRow> commands_for(const std::string &first, const std::string &second) {
+  std::vector<CommandRow> group;   // the group, or the one command
+  std::vector<CommandRow> chosen;  // the command in the group
+  std::vector<CommandRow> parts;   // all commands in the group
+  for (const CommandRow &row : all_commands()) {
+    bool is_part = std::string(row.name).starts_with(first + " ");
+    if (is_part) parts.push_back(row);
+    if (!is_command(row, first, second)) continue;
+    (is_part ? chosen : group).push_back(row);
+  }
+  if (group.empty()) return all_commands();
+  const std::vector<CommandRow> &others = chosen.empty() ? parts : chosen;
+  group.insert(group.end(), others.begin(), others.end());
+  return group;
 }
 
 }  // namespace
 
 const char *const kProgram = "zelsim";
 
-int main(int argc, char **argv) {
-  open_standard_descriptors(false);  // the program of `run` finds closed what came closed
+int zelsim::tool::execute(const Words &words, Perform how) {
   const auto app =
       command_line("A virtual switch: drivers, chips and debugCmd for any dynamically linked program.",
                    "Boards live in $ZELSIM_HOME, else $XDG_STATE_HOME/zelsim, else ~/.local/state/zelsim.\n"
@@ -162,17 +210,28 @@ int main(int argc, char **argv) {
   app->require_subcommand(1);
   CommandLine line;
   const CommandRow *chosen = nullptr;
-  for (const CommandRow &row : kOwnCommands) add_command(*app, row, line, chosen);
-  for (const CommandRow &row : world_commands()) add_command(*app, row, line, chosen);
+  std::string first = words.empty() ? "" : words[0];
+  std::string second = words.size() < 2 ? "" : words[1];
+  const std::vector<CommandRow> rows = commands_for(first, second);  // the parser refers to them
+  for (const CommandRow &row : rows) add_command(*app, row, line, chosen);
   add_options(*app, line);
-  // The words behind "--" are the program's and never looked at.
-  char **end = end_of_own_words(argc, argv);
-  if (end != argv + argc) line.words.assign(end + 1, argv + argc);
-  return run_program(*app, static_cast<int>(end - argv), argv, [&] {
+  // Behind the first "--" of `zelsim run` stand the words of the program, which are never looked at.
+  auto end = first == "run" ? std::ranges::find(words, "--") : words.end();
+  if (end != words.end()) line.words.assign(end + 1, words.end());
+  std::vector<const char *> arguments = {kProgram};
+  for (auto word = words.begin(); word != end; ++word) arguments.push_back(word->c_str());
+  auto work = [&] {
+    if (how == Perform::Check) return;
     if (world_command(chosen->name) != nullptr) {
       perform(*chosen, line, kByShell);
     } else {
       chosen->run(line);
     }
-  });
+  };
+  return run_program(*app, static_cast<int>(arguments.size()), const_cast<char **>(arguments.data()), work);
+}
+
+int main(int argc, char **argv) {
+  open_standard_descriptors(false);  // the program of `run` finds closed what came closed
+  return execute(Words(argv + 1, argv + argc));
 }
