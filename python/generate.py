@@ -30,6 +30,10 @@ DATA = {
 }
 # Functions in which status 1 says that debugCmd was run: a success, without a value.
 RUN_BY_COMMAND = {"FW_GetSpecialRegister", "FW_SetPhyRegister", "FW_ShowPhyRegister"}
+# Numbers that have names: by the prefix of their constants, and the functions that return them.
+NAMED = {"Led": ("FW_LED_", re.compile(r"FW_Get\w+Led")), "PowerMode": ("FW_POWER_", re.compile("FW_GetPowerMode|FW_Pwr_Flag"))}
+# Records that can more than hold fields.
+RECORDS = {"rtc_record": "ClockRecord"}
 LENGTHS = {"len", "length"}  # parameters that count the bytes of the function's buffer
 BUFFERS = {"buf", "buffer", "data", "id", "mac", "phy_id"}  # names that a single value does not have
 
@@ -98,6 +102,10 @@ class Type(NamedTuple):
         text = "POINTER(" * self.stars + self.base + ")" * self.stars
         return f"{text} * {self.size}" if self.size else text
 
+    def element(self) -> str:
+        """Of an array: as Python has it in a list."""
+        return self._replace(size=0).python()
+
     def python(self) -> str:
         if self.size and self.base != "c_char":
             return f'"Array[{self.base}]"'
@@ -128,7 +136,8 @@ def documented(indent: str, about: str, lines: List[str]) -> str:
 def record(name: str, fields: Dict[str, Type], doc: Doc) -> str:
     shown = "".join(f"    {field}: {of.python()}\n" for field, of in fields.items())
     rows = ", ".join(f'("{field}", {of.ctypes()})' for field, of in fields.items())
-    return f"\n\nclass {name}(_call.Record):\n{documented('    ', doc.text, [])}{shown}    _fields_ = [{rows}]\n"
+    base = RECORDS.get(name, "Record")
+    return f"\n\nclass {name}(_call.{base}):\n{documented('    ', doc.text, [])}{shown}    _fields_ = [{rows}]\n"
 
 
 class Function:
@@ -233,6 +242,9 @@ class Function:
             returned = [("result", "int", "result_"), *returned]
         elif not re.search(r"\b0\b|result|FW_FAIL|^as FW_|^$", self.doc.result):
             fail(f"{self.name}: is what it returns a status? Data must stand in the table DATA")
+        for names, (_, functions) in NAMED.items():
+            if functions.fullmatch(self.name):
+                returned = [(name, kind, f"_call.named({names}, {value})") for name, kind, value in returned]
         if self.result.base in RANGES:
             call = f'_call.checked(_ERRORS, "{self.name}", {call}, {good})'.replace(", range(1))", ")")
         kinds = [kind for _, kind, _ in returned]
@@ -245,6 +257,14 @@ class Function:
         descriptor = [f"with _call.descriptor({name}) as {name}_:" for name, kind in self.signature.items() if kind == "File"]
         code = [*descriptor, *("    " * len(descriptor) + line for line in code)]
         return result, code + ["return " + ", ".join(value for _, _, value in returned)] * bool(returned)
+
+    def method(self) -> str:
+        """As a session has it."""
+        result, _ = self.code()
+        given = ["self", *(f"{name}: {kind}" for name, kind in self.signature.items())]
+        timeout = "timeout: Optional[float] = None"
+        given += [timeout] if "*arguments" in self.signature else ["*", timeout]
+        return f"    def {self.name}({', '.join(given)}) -> {result}: ...\n"
 
     def write(self) -> str:
         result, code = self.code()
@@ -268,6 +288,7 @@ FW_HEAD = '''"""The board-support library: every exported function, variable and
 
 Out-parameters are returned, behind what the function itself returns if that is data. A status other than 0 is raised:
 Busy, Absent, NotSfp, Refused or Failed. Buffers are bytes, given without their lengths. zelboard.fw.raw is C as it is."""
+import enum
 import sys
 from ctypes import POINTER, Array, byref, c_char, c_uint8, c_uint16, c_uint32
 from os import fsdecode
@@ -283,6 +304,64 @@ _raw = raw
 _ERRORS = {FW_I2C_BUSY: Busy, FW_ABSENT: Absent, FW_NOT_SFP: NotSfp, FW_REFUSED: Refused}
 for _kind in (Error, Failed, *_ERRORS.values()): _kind.__module__ = __name__
 '''
+
+FW_TAIL = '''
+
+def get_env(name: str) -> Optional[str]:
+    """The value of a variable of the boot environment; None where it is not set. Leaves `env_data` as it is."""
+    return _call.variable_in(FW_SpiFlashEnvRead(), name)
+
+
+sys.modules[__name__].__class__ = _call.LiveModule
+'''
+
+CALLS_HEAD = '''"""The types of zelboard.fw as a session has it. Written by generate.py from the headers."""
+from typing import TYPE_CHECKING, Any, List, Optional, Protocol, Tuple, Type, TypeVar
+from zelboard import _call, fw
+from zelboard._call import Buffer, File, Text
+from zelboard.fw import raw as _raw
+
+if TYPE_CHECKING:
+    from zelboard.program import Program
+
+Self = TypeVar("Self")
+
+
+class Calls(Protocol):
+    """The functions, variables and constants of zelboard.fw, made by a process on a board. `timeout` is how many seconds
+    a call may take, waiting for another thread's included; without it, as many as the session has for each."""
+    def __enter__(self: Self) -> Self: ...
+    def __exit__(self, *details: object) -> None: ...
+    def close(self) -> None: ...
+    @property
+    def process(self) -> "Program": ...
+    @property
+    def raw(self) -> Any: ...
+    def get_env(self, name: str) -> Optional[str]: ...
+'''
+
+
+def enumeration(names: str, prefix: str, constants: Dict[str, int]) -> str:
+    rows = {name[len(prefix):]: value for name, value in constants.items() if name.startswith(prefix)}
+    members = "".join(f"    {name} = {value}\n" for name, value in rows.items())
+    return f'\n\nclass {names}(enum.IntEnum):\n    """{prefix}... by their names."""\n{members}'
+
+
+def calls_text(constants: Dict[str, int], records: Dict[str, str], variables: Dict[str, Type],
+               functions: Dict[str, Function]) -> str:
+    text = CALLS_HEAD
+    kinds = {**dict.fromkeys(records, "_raw"), **dict.fromkeys(NAMED, "fw")}
+    kinds.update(dict.fromkeys(("Absent", "Busy", "Error", "Failed", "NotSfp", "Refused"), "_call"))
+    for name, module in kinds.items():
+        text += f"    @property\n    def {name}(self) -> Type[{module}.{name}]: ...\n"
+    for name in constants:
+        text += f"    @property\n    def {name}(self) -> int: ...\n"
+    for name, of in variables.items():
+        kind = f"List[{of.element()}]" if of.size else "Optional[int]" if of.stars else of.python()
+        text += f"    {name}: {kind}\n"
+    text += "".join(function.method() for function in functions.values())
+    # In the class the records' names are properties.
+    return re.sub(rf"(?<=[\[ ])({'|'.join(records)})(?=[],:)]|\n)", r"_raw.\1", text)
 
 
 def main(compiler: str, include: str, soname: str, output: str) -> None:
@@ -316,14 +395,15 @@ def main(compiler: str, include: str, soname: str, output: str) -> None:
              "EXPORTS": [*variables, *functions], "__all__": [*records, *constants]}
     raw += "".join(f"{name} = {names}\n" for name, names in lists.items())
 
-    fw = FW_HEAD
+    fw = FW_HEAD + "".join(enumeration(names, prefix, constants) for names, (prefix, _) in NAMED.items())
     for name, of in variables.items():
         fw += f"{name}: {'Optional[int]' if of.stars else of.python()}" + (f" = _raw.{name}\n" if of.size else "\n")
         fw += documented("", docs[name].text, [])
     fw += "".join(function.write() for function in functions.values())
     Path(output).mkdir(parents=True, exist_ok=True)
     Path(output, "raw.py").write_text(raw, encoding="utf-8")
-    Path(output, "__init__.py").write_text(fw + "\n\nsys.modules[__name__].__class__ = _call.LiveModule\n", encoding="utf-8")
+    Path(output, "__init__.py").write_text(fw + FW_TAIL, encoding="utf-8")
+    Path(output, "calls.py").write_text(calls_text(constants, records, variables, functions), encoding="utf-8")
 
 
 if __name__ == "__main__":

@@ -1,10 +1,12 @@
 """What zelboard.fw is made of: conversions between Python and C, and statuses as exceptions."""
 import ctypes
+import enum
 import operator
 import os
 from contextlib import contextmanager, suppress
+from datetime import datetime
 from types import ModuleType
-from typing import IO, Any, Dict, Iterator, Optional, Type, Union
+from typing import IO, Any, Dict, Iterator, Optional, Type, TypeVar, Union
 
 Buffer = Union[bytes, bytearray, memoryview]
 Text = Union[str, bytes, os.PathLike[str]]
@@ -53,13 +55,63 @@ def checked(kinds: Dict[int, Type[Error]], function: str, result: int, good: ran
 
 
 class Record(ctypes.Structure):
-    """A C record that can be printed and compared."""
+    """A C record that can be printed and compared, and has no other attributes than its fields."""
 
     def __repr__(self) -> str:
-        return f"{type(self).__name__}({', '.join(f'{row[0]}={getattr(self, row[0])!r}' for row in self._fields_)})"
+        return f"{type(self).__name__}({', '.join(f'{row[0]}={shown(getattr(self, row[0]))}' for row in self._fields_)})"
 
     def __eq__(self, other: object) -> bool:
         return type(other) is type(self) and bytes(other) == bytes(self)  # type: ignore[call-overload]
+
+    def __setattr__(self, name: str, value: Any) -> None:
+        fields = [row[0] for row in self._fields_]
+        if name not in fields:
+            raise AttributeError(f"{type(self).__name__} has no field {name!r}, but {', '.join(fields)}")
+        super().__setattr__(name, value)
+
+
+def shown(value: Any) -> str:
+    if not isinstance(value, ctypes.Array):
+        return repr(value)
+    return repr(bytes(value) if issubclass(value._type_, ctypes.c_uint8) else list(value))
+
+
+class ClockRecord(Record):
+    """What rtc_record can beside its fields."""
+
+    def to_datetime(self) -> datetime:
+        """The time that the record holds, as the chip has it, without a time zone. A record without a time, as the
+        driver's is before FW_PollRtc, is a ValueError."""
+        tm = self.tm
+        afternoon = not self.mode24 and self.pm
+        try:
+            return datetime(tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour + 12 * bool(afternoon), tm.tm_min, tm.tm_sec)
+        except ValueError as error:
+            raise ValueError(f"the record holds no time: {error}: {self!r}") from None
+
+    def set_datetime(self, when: datetime) -> None:
+        """Fills the record as FW_SetRtc takes it."""
+        self.mode24, self.pm = 1, 0
+        for field, value in zip(("sec", "min", "hour", "mday", "mon", "year", "wday"), (
+                when.second, when.minute, when.hour, when.day, when.month - 1, when.year - 1900, when.isoweekday() % 7)):
+            setattr(self.tm, "tm_" + field, value)
+
+
+Named = TypeVar("Named", bound=enum.IntEnum)
+
+
+def named(names: Type[Named], value: int) -> int:
+    """The number with its name, where it has one."""
+    return next((member for member in names if member == value), value)
+
+
+def variable_in(region: bytes, name: str) -> Optional[str]:
+    """The value of a variable in the boot environment's region; None where it is not set."""
+    for entry in region[4:].partition(b"\0\0")[0].split(b"\0"):
+        key, _, value = entry.partition(b"=")
+        if os.fsdecode(key) == name and not entry.startswith(b"\xff"):
+            return os.fsdecode(value)
+    return None
 
 
 class LiveModule(ModuleType):

@@ -1,48 +1,156 @@
-"""For pytest: a fixture `board`, the virtual switch that a test has for itself. What is left of it when the test fails,
-its trace and the picture of its front panel, is kept and named in the report."""
+"""For pytest: a fixture `board`, the switch that a test has for itself, and `board_factory` for more of them. What is left
+of the boards that a test has used is kept when it fails, and named in the report: what was done on each, its state, the
+picture of its front panel, and what its programs printed. With --zelboard-target or --zelboard-run the tests run on a
+real switch."""
 import re
-from contextlib import suppress
+from contextlib import ExitStack
 from pathlib import Path
-from typing import Any, Generator, Iterator
+from typing import Any, Callable, Dict, Generator, Iterator, List, Optional, Union
 
 import pytest
 
-from zelboard.sim import Board, SimError
+from zelboard import sim
+from zelboard.sim import Board
+from zelboard.switch import Switch, channel_of, one_at_a_time
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
-    parser.getgroup("zelboard").addoption(
-        "--zelboard-keep", metavar="FOLDER", default="zelboard-failed", help="for trace and panel picture of a failed test")
+    group = parser.getgroup("zelboard")
+    group.addoption("--zelboard-keep", metavar="FOLDER", default="zelboard-failed",
+                    help="for what is left of the boards of a failed test")
+    group.addoption("--zelboard-target", metavar="ssh://USER@HOST[:PORT]", help="run the tests on this real switch")
+    group.addoption("--zelboard-run", metavar="COMMAND",
+                    help="the same by a command that has a shell there do its last argument: 'ssh root@switch'")
+    group.addoption("--zelboard-folder", metavar="FOLDER", default="",
+                    help="where tests run there, and where programs are sent to; else where the command arrives")
+    group.addoption("--zelboard-manual", action="store_true",
+                    help="ask a person at the terminal for what only hands can do to a real switch")
 
 
 def pytest_configure(config: pytest.Config) -> None:
-    config.addinivalue_line("markers", "board(slots='sfp,copper,none'): what is fitted in the slots of the test's board")
+    config.addinivalue_line(
+        "markers", "board(slots='sfp,copper,none', supplies=['ac', 'failed'], modules={3: '1g-sx'}): what the test's board has")
+    config.stash[EVIDENCE] = Evidence()
+    sim.set_witness(config.stash[EVIDENCE])
+
+
+Kept = Dict[str, str]  # texts by their files' names
+Made = Union[Board, Switch]
+
+
+def evidence_of(board: Made) -> Kept:
+    try:
+        return board.evidence()
+    except Exception as error:  # whatever has happened to the board: the report of the test matters more
+        return {"board": f"cannot be looked at: {error}\n"}
+
+
+class Evidence(sim.Witness):
+    """The boards that the present test has used, and what was left of those that it has closed."""
+
+    def __init__(self) -> None:
+        self.boards: List[Made] = []
+        self.closed: Dict[int, Kept] = {}  # by identity
+
+    def start_test(self) -> None:
+        self.boards, self.closed = [], {}
+
+    def used(self, board: Made) -> None:
+        if not any(board is known for known in self.boards):
+            self.boards.append(board)
+
+    def closing(self, board: Made) -> None:
+        if any(board is known for known in self.boards):
+            for program in board.programs:
+                program.read_rest()
+            self.closed[id(board)] = evidence_of(board)
+
+    def keep(self, folder: Path) -> str:
+        """Writes what is kept, and tells where it is: of the first board in the folder, of others in folders of theirs."""
+        lines: List[str] = []
+        for number, board in enumerate(list(self.boards), 1):
+            place = folder if number == 1 else folder / f"board-{number}"
+            place.mkdir(parents=True, exist_ok=True)
+            kept = self.closed.get(id(board)) or evidence_of(board)
+            for name, text in kept.items():
+                (place / name).write_text(text, encoding="utf-8", errors="surrogateescape")
+                lines.append(f"{name.partition('.')[0]}: {place / name}")
+        return "\n".join(lines)
+
+
+EVIDENCE = pytest.StashKey[Evidence]()
+
+
+@pytest.fixture(scope="session")
+def zelboard_channel(request: pytest.FixtureRequest) -> Optional[List[str]]:
+    """How a command gets to the real switch; None for virtual ones."""
+    option = request.config.getoption
+    return channel_of(option("--zelboard-target"), option("--zelboard-run"))
+
+
+def ask_person(config: pytest.Config) -> Callable[[str], None]:
+    """Asks for an act of hands. The terminal is theirs meanwhile."""
+    def ask(what: str) -> None:
+        capture = config.pluginmanager.getplugin("capturemanager")
+        with capture.global_and_fixture_disabled():
+            answer = input(f"\n{what}. Enter when it is done, s to skip the test: ")
+        if answer.strip().lower().startswith("s"):
+            pytest.skip(f"not done by hand: {what}")
+    return ask
+
+
+def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], stack: ExitStack, arguments: Any, options: Any) -> Any:
+    if channel is None:
+        return stack.enter_context(Board(None, *arguments, **options))
+    config = request.config
+    stack.enter_context(one_at_a_time(channel))
+    by_hand = ask_person(config) if config.getoption("--zelboard-manual") else None
+    switch = Switch(channel, folder=config.getoption("--zelboard-folder"), refuse=pytest.skip, ask=by_hand)
+    stack.enter_context(switch)
+    switch.require(*arguments, **options)
+    return switch
 
 
 @pytest.fixture
-def board(request: pytest.FixtureRequest) -> Iterator[Board]:
-    """A fresh virtual switch, removed after the test. Marker: board(slots="sfp,copper,none")."""
+def board(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[Any]:
+    """A fresh virtual switch, removed after the test, or the real one. Marker: board(slots="sfp,copper,none",
+    supplies=["ac", "failed"], modules={3: "1g-sx"})."""
     marker = request.node.get_closest_marker("board")
-    with Board(None, *(marker.args if marker else ()), **(marker.kwargs if marker else {})) as fresh:
-        yield fresh
+    arguments, options = (marker.args, marker.kwargs) if marker else ((), {})
+    with ExitStack() as stack:
+        yield make_board(request, zelboard_channel, stack, arguments, options)
 
 
-def keep(board: Board, folder: Path) -> str:
-    """Writes what is kept, and tells where it is."""
-    folder.mkdir(parents=True, exist_ok=True)
-    trace, panel = folder / "trace", folder / "panel.svg"
-    trace.write_text("".join(event.text + "\n" for event in board.trace), encoding="utf-8")
-    with suppress(SimError):  # of a board that the test has removed
-        panel.write_text(board.panel(), encoding="utf-8")
-    return f"trace: {trace}\npanel: {panel}"
+@pytest.fixture
+def board_factory(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[Callable[..., Any]]:
+    """Makes boards, as many as the test needs, with the arguments of the marker; all are removed after the test."""
+    with ExitStack() as stack:
+        made: List[Any] = []
+
+        def make(*arguments: Any, **options: Any) -> Any:
+            if zelboard_channel is not None and made:
+                pytest.skip("needs more than one switch")
+            made.append(make_board(request, zelboard_channel, stack, arguments, options))
+            return made[-1]
+
+        yield make
 
 
-def report_board(item: pytest.Item, call: Any) -> Generator[None, Any, None]:
+def start_test(item: pytest.Item) -> None:
+    item.config.stash[EVIDENCE].start_test()
+
+
+def report_boards(item: pytest.Item, call: Any) -> Generator[None, Any, None]:
     report = (yield).get_result()
-    used = getattr(item, "funcargs", {}).get("board")
-    if report.failed and report.when != "teardown" and isinstance(used, Board):
+    evidence = item.config.stash[EVIDENCE]
+    for given in getattr(item, "funcargs", {}).values():
+        if isinstance(given, (Board, Switch)):
+            evidence.used(given)
+    if report.failed and report.when != "teardown" and evidence.boards:
         folder = item.config.rootpath / item.config.getoption("--zelboard-keep")
-        report.sections.append(("virtual switch", keep(used, folder / re.sub(r"[^\w.-]+", "-", item.nodeid))))
+        kept = evidence.keep(folder / re.sub(r"[^\w.-]+", "-", item.nodeid))
+        report.sections.append(("virtual switch", kept))
 
 
-pytest_runtest_makereport = pytest.hookimpl(hookwrapper=True)(report_board)
+pytest_runtest_setup = pytest.hookimpl(tryfirst=True)(start_test)
+pytest_runtest_makereport = pytest.hookimpl(hookwrapper=True)(report_boards)

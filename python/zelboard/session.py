@@ -1,87 +1,76 @@
-"""zelboard.fw on a virtual board, for a Python that does not run on it: a process on the board makes the calls."""
+"""zelboard.fw on a board, for a Python that does not run there: `zelctl session` on the board makes the calls."""
 import functools
-import inspect
-import os
 import subprocess
-import sys
+import types
 from contextlib import AbstractContextManager
-from multiprocessing import Pipe, reduction
-from multiprocessing.connection import Connection
-from typing import Any, Optional
+from typing import TYPE_CHECKING, Any, Callable, Dict, Optional
 
-from zelboard import fw
+from zelboard import _call, fw
+from zelboard._channel import TIMEOUT, Channel, Closed, Timeout
+from zelboard._far import FarLibrary, descriptor
+
+if TYPE_CHECKING:
+    from zelboard.program import Program
+
+__all__ = ["Closed", "Session", "Timeout"]
+
+
+def far_end(start: Callable[..., "Program"], **options: Any) -> "Program":
+    """The process that makes a session's calls. What the library prints goes to where Python prints."""
+    return start(["zelctl", "--json", "-v", "session"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=1,
+                 encoding=None, errors=None, **options)
 
 
 class Session(AbstractContextManager["Session"]):
-    """Has the functions, variables and constants of zelboard.fw. When the process has died, as by a fault that kills it,
-    a call raises CalledProcessError."""
+    """Has the functions, variables and constants of zelboard.fw; zelboard.fw.calls.Calls tells their types. Threads may
+    share it. When the process has died, as by a fault that kills it, a call raises CalledProcessError."""
 
-    def __init__(self, board: Any, fast: bool):
-        ours, theirs = Pipe()
-        with theirs:
-            command = [sys.executable, "-m", __name__, str(theirs.fileno())]
-            process = board.start(command, fast=fast, stdin=subprocess.DEVNULL, pass_fds=[theirs.fileno()],
-                                  env={"PYTHONPATH": os.pathsep.join(sys.path)})
-        self.__dict__.update(process=process, _channel=ours)
-
-    def _ask(self, name: str, *given: Any, descriptor: Optional[int] = None) -> Any:
-        try:
-            self._channel.send((name, given, descriptor is not None))
-            if descriptor is not None:
-                reduction.send_handle(self._channel, descriptor, self.process.pid)
-            good, answer = self._channel.recv()
-        except (EOFError, ConnectionError):
-            raise subprocess.CalledProcessError(self.process.wait(), name) from None
-        if not good:
-            raise answer
-        return answer
+    def __init__(self, process: "Program", timeout: float = TIMEOUT, used: Callable[[], None] = lambda: None):
+        channel = Channel(process, "session", process.stop, timeout)
+        library = FarLibrary(channel)
+        # The functions of zelboard.fw, as they are, on the other library.
+        call = types.SimpleNamespace(**{**vars(_call), "taken": library.taken, "descriptor": descriptor})
+        names = {**vars(fw), "_raw": library, "_call": call}
+        with channel.turn("session"):
+            library.variable("debug_mode")  # the far end is there, or raises
+        self.__dict__.update(process=process, _channel=channel, _library=library, _names=names, _used=used)
 
     def __getattr__(self, name: str) -> Any:
         known = getattr(fw, name)
         if name not in fw.raw.EXPORTS:
             return known
         if not callable(known):
-            return self._ask(name)
+            with self._channel.turn(name):
+                return self._library.variable(name)
+        function = self._function(name, known)
+        self.__dict__[name] = function
+        return function
+
+    def _function(self, name: str, known: Any) -> Callable[..., Any]:
+        far = types.FunctionType(known.__code__, self._names, name, known.__defaults__)
 
         @functools.wraps(known)
-        def call(*arguments: Any, **named: Any) -> Any:
-            given = inspect.signature(known).bind(*arguments, **named)
-            file, descriptor = given.arguments.get("fd", ""), None  # what stands for it in the message is None
-            if not isinstance(file, (str, os.PathLike)):
-                given.arguments["fd"], descriptor = None, file if isinstance(file, int) else file.fileno()
-                os.fstat(descriptor)  # raises for a wrong one, which could not be sent
-            return self._ask(name, *given.args, descriptor=descriptor)
+        def call(*arguments: Any, timeout: Optional[float] = None, **named: Any) -> Any:
+            self._used()
+            with self._channel.turn(name, timeout):
+                return far(*arguments, **named)
 
         return call
 
     def __setattr__(self, name: str, value: Any) -> None:
-        self._ask("__setattr__", name, value)
+        if name not in [*fw.raw.VARIABLES, *fw.raw.TABLES]:
+            raise AttributeError(f"zelboard.fw has no variable {name!r} that can be set")
+        with self._channel.turn(name):
+            self._library.set_variable(name, value)
+
+    def get_env(self, name: str) -> Optional[str]:
+        return _call.variable_in(self.FW_SpiFlashEnvRead(), name)
 
     def close(self, *_: object) -> None:
-        self._channel.close()
-        self.process.wait()
+        channel: Channel = self._channel
+        if channel.ended is None:
+            channel.ended = "the session is closed"
+            channel.process.stdin.close()  # type: ignore[union-attr]
+        self.process.finish()
 
     __exit__ = close
-
-
-def answer(channel: Connection) -> Any:
-    name, given, descriptor = channel.recv()
-    known = getattr(fw, name)
-    if not callable(known):
-        return list(known) if name in fw.raw.TABLES else known
-    if not descriptor:
-        return known(*given)
-    with open(reduction.recv_handle(channel), "rb", buffering=0) as file:
-        return known(*[file if value is None else value for value in given])
-
-
-if __name__ == "__main__":
-    questions = Connection(int(sys.argv[1]))
-    while True:
-        try:
-            reply: Any = (True, answer(questions))
-        except EOFError:
-            break
-        except Exception as error:
-            reply = (False, error)
-        questions.send(reply)

@@ -1,4 +1,5 @@
 """Boards of the virtual switch: made, changed, looked at and removed by zelsim, which must be in PATH."""
+import asyncio
 import json
 import os
 import shutil
@@ -6,24 +7,34 @@ import subprocess
 import tempfile
 import time
 import weakref
-from contextlib import AbstractContextManager
+from contextlib import AbstractContextManager, contextmanager, suppress
 from pathlib import Path
-from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Union, cast
+from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple, Union, cast
 
-from zelboard.state import Event, FaultRule, Module, Region, State, read, read_event
+from zelboard._channel import TIMEOUT, Channel
+from zelboard.program import AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, outputs, trace_of
+from zelboard.state import FaultRule, Module, Region, State, read
+from zelboard.trace import Recording, Trace, in_order
+
+if TYPE_CHECKING:
+    from zelboard.fw.calls import Calls
 
 Word = Union[str, os.PathLike[str]]
+Act = Tuple[float, str]  # seconds from the start, and a command line of zelsim
 
 
 class SimError(Exception):
     """zelsim refused, for the reason that it gives."""
 
 
-def zelsim(*words: Word, data: Optional[bytes] = None, environment: Optional[Dict[str, str]] = None) -> bytes:
+MISSING = "zelsim is not in PATH; Debian's package is zelboard-tools"
+
+
+def zelsim(*words: Word, environment: Optional[Dict[str, str]] = None) -> bytes:
     try:
-        done = subprocess.run(["zelsim", *words], input=data, capture_output=True, env=environment)
+        done = subprocess.run(["zelsim", *words], capture_output=True, env=environment)
     except FileNotFoundError:
-        raise SimError("zelsim is not in PATH; Debian's package is zelboard-tools") from None
+        raise SimError(MISSING) from None
     if done.returncode:
         raise SimError(done.stderr.decode("utf-8", "replace").strip())
     return done.stdout
@@ -32,6 +43,38 @@ def zelsim(*words: Word, data: Optional[bytes] = None, environment: Optional[Dic
 def modules() -> Dict[str, Module]:
     """The catalogue of modules that can be plugged."""
     return dict(read(Dict[str, Module], json.loads(zelsim("modules", "--json"))["modules"]))
+
+
+class Helper:
+    """`zelsim batch`: one process does many commands."""
+
+    def __init__(self, environment: Dict[str, str]):
+        try:
+            self.process = subprocess.Popen(["zelsim", "batch"], env=environment, stdin=subprocess.PIPE,
+                                            stdout=subprocess.PIPE, start_new_session=True)
+        except FileNotFoundError:
+            raise SimError(MISSING) from None
+        self.channel = Channel(self.process, "helper", self.process.kill)
+
+    def do(self, words: Sequence[Word], data: Optional[bytes] = None) -> bytes:
+        texts = [os.fspath(word) for word in words]
+        question = {"words": texts, "folder": os.getcwd(), "input": (data or b"").hex()}
+        with self.channel.turn("zelsim " + " ".join(texts)):
+            answer = self.channel.ask(question)
+        if answer["status"]:
+            raise SimError(answer["error"].strip())
+        return bytes.fromhex(answer["bytes"]) if "bytes" in answer else cast(bytes, answer["output"].encode())
+
+    def close(self) -> None:
+        for pipe in self.process.stdin, self.process.stdout:
+            with suppress(OSError):
+                cast(Any, pipe).close()  # the end of its input ends it
+        self.process.wait()
+
+
+def remove(helper: Helper, folder: Path) -> None:
+    helper.close()
+    shutil.rmtree(folder, ignore_errors=True)
 
 
 class Fault(AbstractContextManager["Fault"]):
@@ -71,50 +114,57 @@ class Flash:
         return dict(read(Dict[str, Region], self.board.json("flash", "stats")["regions"]))
 
 
-class Program(subprocess.Popen):  # type: ignore[type-arg]
-    """A program that runs on a board; the end of its `with` block ends it."""
+class Witness:
+    """Told of boards that are used and closed; a test plugin may have it replaced."""
 
-    traced: Path
-    stdout: IO[str]  # when it was started with a pipe
+    def used(self, board: "Board") -> None:
+        pass
 
-    @property
-    def trace(self) -> List[Event]:
-        """What it has done so far."""
-        return list(map(read_event, self.traced.read_text("utf-8").splitlines() if self.traced.exists() else []))
-
-    def stop(self) -> int:
-        """Asks it to end (SIGTERM), kills it if it does not within five seconds, and tells how it ended."""
-        self.terminate()
-        try:
-            return self.wait(5)
-        except subprocess.TimeoutExpired:
-            self.kill()
-            return self.wait()
-
-    def __exit__(self, *details: Any) -> None:
-        self.stop()
-        super().__exit__(*details)
+    def closing(self, board: "Board") -> None:
+        pass
 
 
-class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]
-    """A program that has ended: its returncode, stdout, stderr (text) and trace."""
-    trace: List[Event]
+witness = Witness()
+
+
+def set_witness(other: Witness) -> None:
+    global witness
+    witness = other
 
 
 class Board(AbstractContextManager["Board"]):
     """A virtual switch. Without a name it is temporary: its `with` block, close() or the end of Python removes it. With
     a name it is zelsim's board of that name, which is made when missing, and stays."""
 
-    def __init__(self, name: Optional[str] = None, slots: str = ""):
+    virtual = True
+
+    def __init__(self, name: Optional[str] = None, slots: str = "", *, supplies: Sequence[str] = (),
+                 modules: Optional[Mapping[int, Union[Word, bytes]]] = None):
         self.name, self.flash, self.programs = name or "board", Flash(self), list[Program]()
+        self.closed = False
         self._folder = Path(tempfile.mkdtemp(prefix="zelboard-"))  # of the traces, too
         self._own = {} if name else {"ZELSIM_HOME": str(self._folder / "boards")}
-        self._remove = weakref.finalize(self, shutil.rmtree, self._folder, ignore_errors=True)
-        known = json.loads(zelsim("list", "--json", environment=self.environment))["boards"]
-        if self.name not in [board["board"] for board in known]:
+        self._traces: List[Path] = []
+        self._helper = Helper(self.environment)
+        self._async_programs: List[AsyncProgram] = []
+        self._remove = weakref.finalize(self, remove, self._helper, self._folder)
+        try:
+            self._make(temporary=not name, slots=slots)
+            for number, supply in enumerate(supplies, 1):
+                self.set_supply(number, supply)
+            for port, module in (modules or {}).items():
+                self.plug(port, module)
+        except BaseException:
+            self._remove()
+            raise
+
+    def _make(self, temporary: bool, slots: str) -> None:
+        known = [] if temporary else json.loads(self._helper.do(["list", "--json"]))["boards"]
+        if self.name in [board["board"] for board in known]:
+            if slots:
+                raise SimError(f"slots: the board {self.name} exists already; fit() changes it")
+        else:
             self.do("create", *(["--slots", slots] if slots else []))
-        elif slots:
-            raise SimError(f"slots: the board {self.name} exists already; fit() changes it")
 
     @property
     def environment(self) -> Dict[str, str]:
@@ -123,18 +173,32 @@ class Board(AbstractContextManager["Board"]):
 
     def do(self, *words: Word, data: Optional[bytes] = None) -> bytes:
         """Any command of zelsim on this board: what it prints."""
-        return zelsim(*words, "--board", self.name, data=data, environment=self.environment)
+        witness.used(self)
+        if self.closed:
+            raise SimError(f"{' '.join(map(str, words))}: the board is closed")
+        return self._helper.do([*words, "--board", self.name], data)
 
     def json(self, *words: Word) -> Any:
         return json.loads(self.do(*words, "--json"))
 
     def close(self, *_: object) -> None:
         """Ends the programs that run on the board, and removes it if it is temporary."""
+        if self.closed:
+            return
         for program in self.programs:
             program.stop()
+        for running in self._async_programs:
+            running.kill_group()
+        witness.closing(self)
+        self.closed = True
         self._remove()
 
     __exit__ = close
+
+    def send(self, file: Word) -> str:
+        """Brings a file, a program for instance, to where the board's programs run: its name there. On a virtual switch
+        they run here."""
+        return os.path.abspath(file)
 
     def fit(self, slot: int, board: str) -> None:
         """Fits a daughter board, sfp or copper, or takes it out: none."""
@@ -166,11 +230,34 @@ class Board(AbstractContextManager["Board"]):
         """Lets light into a module, or keeps it out."""
         self.set("loss-of-signal", port, not light)
 
-    def fault(self, target: str, *, result: Union[str, int, None] = None, count: int = 0, skip: int = 0) -> Fault:
-        """Makes requests fail from now on: with board.fault("i2c:BufRead@0x9e", result="busy", count=3): ..."""
-        chosen = [] if result is None else ["--result", str(result)]
-        added = self.json("fail", target, *chosen, "--count", str(count), "--skip", str(skip))
+    def fault(self, target: str, *, result: Union[str, int, None] = None, count: int = 0, skip: int = 0,
+              probability: Optional[float] = None, seed: int = 0) -> Fault:
+        """Makes requests fail from now on: with board.fault("i2c:BufRead@0x9e", result="busy", count=3): ...
+        With a probability they fail by chance, and with the same seed at the same calls again."""
+        options = [] if result is None else ["--result", str(result)]
+        if probability is not None:
+            options += ["--probability", repr(float(probability)), "--seed", str(seed)]
+        added = self.json("fail", target, *options, "--count", str(count), "--skip", str(skip))
         return Fault(self, read(FaultRule, added))
+
+    def play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> None:
+        """Does what a scenario says, and comes back at its end: a file of `zelsim play`, or its acts, as
+        [(0, "set supply 2 failed"), (1.5, "set supply 2 ac")]. fast does not wait: the time counts as passed on the
+        board."""
+        with self.start_play(scenario, fast=fast) as player:
+            _, errors = player.communicate()
+            if player.returncode:
+                raise SimError(errors.strip())
+
+    def start_play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> Program:
+        """The same while the test goes on; the end of the `with` block of what it returns stops it."""
+        witness.used(self)
+        if not isinstance(scenario, (str, os.PathLike)):
+            file = Path(tempfile.mkstemp(dir=self._folder, suffix=".scenario")[1])
+            file.write_text("".join(f"{at:.6f} {command}\n" for at, command in scenario), encoding="utf-8")
+            scenario = file
+        command = ["zelsim", "play", scenario, "--board", self.name, *["--fast"] * fast]
+        return Program(command, Trace, env=self.environment, encoding="utf-8", stderr=subprocess.PIPE)
 
     @property
     def state(self) -> State:
@@ -182,7 +269,7 @@ class Board(AbstractContextManager["Board"]):
         while not condition(state := self.state):
             if time.monotonic() > end:
                 raise TimeoutError(f"the board did not get there within {timeout} s")
-            time.sleep(0.02)
+            time.sleep(0.005)
         return state
 
     def panel(self) -> str:
@@ -190,35 +277,80 @@ class Board(AbstractContextManager["Board"]):
         return self.do("panel", "--svg", "-").decode()
 
     @property
-    def trace(self) -> List[Event]:
-        """What the programs did so far, one program after the other."""
-        return [event for program in self.programs for event in program.trace]
+    def trace(self) -> Trace:
+        """What all programs did so far, in the order of time."""
+        return Trace(in_order([trace_of(file) for file in self._traces]))
+
+    @contextmanager
+    def recording(self) -> Iterator[Recording]:
+        """What is done in a `with` block: with board.recording() as t: ...; t.count("SetAlarmLed", led=1)"""
+        recording = Recording(lambda: self.trace)
+        try:
+            yield recording
+        finally:
+            recording.end()
+
+    def _command(self, arguments: Sequence[Word], fast: bool, chip_times: bool, trace_opens: bool) -> List[Word]:
+        witness.used(self)
+        if self.closed:
+            raise SimError(f"{arguments[0]}: the board is closed")
+        trace = self._folder / f"trace-{len(self._traces)}"
+        self._traces.append(trace)
+        switches = ["--fast"] * fast + ["--chip-times"] * chip_times + ["--trace-opens"] * trace_opens
+        return ["zelsim", "run", "--board", self.name, f"--trace={trace}", "--trace-times", *switches, "--", *arguments]
 
     def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
         """Starts a program; the further options are those of subprocess.Popen. fast counts its pauses, not slept."""
-        trace = self._folder / f"trace-{len(self.programs)}"
-        switches = ["--fast"] * fast + ["--chip-times"] * chip_times + ["--trace-opens"] * trace_opens
-        command = ["zelsim", "run", "--board", self.name, f"--trace={trace}", *switches, "--", *arguments]
-        options["env"] = {**self.environment, **options.get("env", {})}
+        command = self._command(arguments, fast, chip_times, trace_opens)
+        file = self._traces[-1]
+        options["env"] = {**self.environment, **(options.get("env") or {})}
         options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
-        program: Program = Program(command, **options)
-        program.traced = trace
+        program = Program(command, lambda: trace_of(file), **options)
         self.programs.append(program)
         return program
 
     def run(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
             check: bool = False, **options: Any) -> Run:
-        """Runs a program to its end, as subprocess.run does."""
+        """Runs a program to its end, as subprocess.run does. When it takes longer than the timeout, it and all that it
+        has started are killed, and a RunTimeout has the output so far."""
         options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
         with self.start(arguments, **options) as program:
-            done = Run(arguments, 0, *program.communicate(input, timeout))
+            done = Run(arguments, 0, *program.communicate_or_kill(input, timeout))
         done.returncode, done.trace = program.returncode, program.trace
         if check:
             done.check_returncode()
         return done
 
-    def session(self, *, fast: bool = True) -> Any:
-        """zelboard.fw on this board: with board.session() as fw: fw.FW_SetSystemLed(1)"""
-        from zelboard.session import Session
-        return Session(self, fast)
+    async def astart(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+                     trace_opens: bool = False, **options: Any) -> AsyncProgram:
+        """start() for asyncio; the further options are those of asyncio.create_subprocess_exec."""
+        command = self._command(arguments, fast, chip_times, trace_opens)
+        file = self._traces[-1]
+        options["env"] = {**self.environment, **(options.get("env") or {})}
+        process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **options)
+        program = AsyncProgram(process, lambda: trace_of(file))
+        self._async_programs.append(program)
+        return program
+
+    async def arun(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
+                   check: bool = False, **options: Any) -> Run:
+        """run() for asyncio; a task that is cancelled ends its program."""
+        options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
+        async with await self.astart(arguments, **options) as program:
+            return await program.run_to_end(arguments, input, timeout, check)
+
+    def evidence(self) -> Dict[str, str]:
+        """What is left for the report of a failed test, as texts by their files' names."""
+        kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
+        with suppress(SimError):  # of a board that the test has removed
+            kept["state.json"] = json.dumps(self.json("show"), indent=2) + "\n"
+            kept["panel.svg"] = self.panel()
+        printed = outputs(self.programs)
+        return {**kept, "output": printed} if printed else kept
+
+    def session(self, *, fast: bool = True, timeout: float = TIMEOUT) -> "Calls":
+        """zelboard.fw on this board: with board.session() as fw: fw.FW_SetSystemLed(1). A call that has no answer within
+        the timeout, in seconds, ends the session."""
+        from zelboard.session import Session, far_end
+        return cast("Calls", Session(far_end(self.start, fast=fast), timeout, lambda: witness.used(self)))

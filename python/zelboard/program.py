@@ -1,0 +1,244 @@
+"""Programs that run on a board, with all that they start: each is a process group of its own."""
+import asyncio
+import io
+import os
+import signal
+import subprocess
+import time
+from contextlib import suppress
+from pathlib import Path
+from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, cast
+
+from zelboard.trace import Trace, read_event
+
+PATIENCE = 5  # seconds from SIGTERM to SIGKILL
+
+
+class RunTimeout(subprocess.TimeoutExpired):
+    """A program did not end in time; it was killed. stdout (also called output) and stderr have what it printed until
+    then, and trace what it did."""
+    stdout: Any
+    trace: Trace
+
+    def __str__(self) -> str:
+        text = super().__str__()
+        for name, content in ("stdout", self.stdout), ("stderr", self.stderr):
+            if content:
+                text += f"\n{name} so far:\n{content if isinstance(content, str) else repr(content)}"
+        return text
+
+
+def signal_group(leader: int, number: int) -> None:
+    """To a program and what it started. The leader must not have been waited for: its number stays its own until then."""
+    with suppress(ProcessLookupError, PermissionError):
+        os.killpg(leader, number)
+
+
+def ended_within(process: int, seconds: float) -> bool:
+    """Whether a child has ended; it is not waited for, so that its number is still its own."""
+    end = time.monotonic() + seconds
+    pause = 0.0005
+    while os.waitid(os.P_PID, process, os.WEXITED | os.WNOHANG | os.WNOWAIT) is None:
+        if time.monotonic() >= end:
+            return False
+        time.sleep(pause)
+        pause = min(2 * pause, 0.02)
+    return True
+
+
+class Heard(io.TextIOWrapper):
+    """A pipe from a program, which keeps what was read from it."""
+
+    def __init__(self, pipe: Any, encoding: str, errors: Optional[str]):
+        super().__init__(pipe, encoding=encoding, errors=errors)
+        self.heard = ""
+
+    def read(self, size: Optional[int] = -1) -> str:
+        text = super().read(size)
+        self.heard += text
+        return text
+
+    def readline(self, size: int = -1) -> str:  # type: ignore[override]
+        text = super().readline(size)
+        self.heard += text
+        return text
+
+
+class Program(subprocess.Popen):  # type: ignore[type-arg]
+    """A program that runs on a board; the end of its `with` block ends it and what it started."""
+
+    read_trace: Callable[[], Trace]
+    stdout: IO[str]  # when it was started with a pipe
+
+    def __init__(self, command: List[Any], read_trace: Callable[[], Trace], **options: Any):
+        self.read_trace = read_trace
+        self._communicated: Dict[str, str] = {}
+        self.text = options.get("encoding") is not None
+        super().__init__(command, start_new_session=True, **options)
+        for name in "stdout", "stderr":
+            pipe = getattr(self, name)
+            if isinstance(pipe, io.TextIOWrapper):
+                encoding, errors = pipe.encoding, pipe.errors
+                setattr(self, name, Heard(pipe.detach(), encoding, errors))
+
+    @property
+    def trace(self) -> Trace:
+        """What it has done so far."""
+        return self.read_trace()
+
+    def signal_all(self, number: int) -> None:
+        """To it and what it has started; nothing happens when they have ended."""
+        signal_group(self.pid, number)
+
+    def finish(self, seconds: float = PATIENCE) -> int:
+        """Waits until it ends, and stops it if it does not."""
+        if self.returncode is None and not ended_within(self.pid, seconds):
+            return self.stop()
+        return self._reaped()
+
+    def stop(self) -> int:
+        """Asks it to end (SIGTERM), kills it if it does not within five seconds, and tells how it ended."""
+        if self.returncode is None:
+            self.signal_all(signal.SIGTERM)
+            if not ended_within(self.pid, PATIENCE):
+                self.signal_all(signal.SIGKILL)
+        return self._reaped()
+
+    def kill_group(self) -> None:
+        if self.returncode is None:
+            self.signal_all(signal.SIGKILL)
+
+    def _reaped(self) -> int:
+        if self.returncode is None:
+            ended_within(self.pid, float("inf"))
+            signal_group(self.pid, signal.SIGKILL)  # what it has left behind
+        return self.wait()
+
+    def communicate(self, input: Any = None, timeout: Optional[float] = None) -> Any:
+        printed = super().communicate(input, timeout)
+        self._communicated = {name: text for name, text in zip(("stdout", "stderr"), printed) if isinstance(text, str)}
+        return printed
+
+    def output(self, name: str) -> str:
+        """What was read of its stdout or stderr so far, as far as these are pipes."""
+        pipe = getattr(self, name)
+        heard = pipe.heard if isinstance(pipe, Heard) else ""
+        return self._communicated.get(name) or heard
+
+    def read_rest(self) -> None:
+        """Reads what an ended program has left in its pipes."""
+        for pipe in self.stdout, self.stderr:
+            if isinstance(pipe, Heard) and not pipe.closed:
+                os.set_blocking(pipe.fileno(), False)
+                with suppress(OSError, ValueError):
+                    pipe.read()
+
+    def communicate_or_kill(self, input: Any, timeout: Optional[float]) -> Tuple[Any, Any]:
+        """The output; when the program does not end in time, the group is killed and RunTimeout has what there is."""
+        try:
+            output: Tuple[Any, Any] = self.communicate(input, timeout)
+            return output
+        except subprocess.TimeoutExpired as late:
+            self.kill_group()
+            left = self._output_of_the_dead(late)
+            expired = RunTimeout(self.args, late.timeout, *left)
+            expired.trace = self.trace
+            raise expired from None
+
+    def _output_of_the_dead(self, late: subprocess.TimeoutExpired) -> Tuple[Any, Any]:
+        with suppress(subprocess.TimeoutExpired):
+            output: Tuple[Any, Any] = self.communicate(timeout=1)
+            return output
+        # Something that left the group still holds the pipe.
+        return self._text(late.output), self._text(late.stderr)
+
+    def _text(self, content: Any) -> Any:
+        return content.decode("utf-8", "surrogateescape") if isinstance(content, bytes) and self.text else content
+
+    def __exit__(self, *details: Any) -> None:
+        self.stop()
+        super().__exit__(*details)
+
+
+class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]
+    """A program that has ended: its returncode, stdout, stderr (text) and trace."""
+    trace: Trace
+
+
+def outputs(programs: Sequence[Program]) -> str:
+    """What was read of them so far, with headings."""
+    text = ""
+    for program in programs:
+        words = [str(word) for word in cast(Sequence[Any], program.args)]
+        name = " ".join(words[words.index("--") + 1:] if "--" in words else words)
+        for stream in "stdout", "stderr":
+            if printed := program.output(stream):
+                text += f"== {stream} of {name}\n{printed}" + ("" if printed.endswith("\n") else "\n")
+    return text
+
+
+def trace_of(file: Path) -> Trace:
+    text = file.read_text("utf-8") if file.exists() else ""
+    whole = text[:text.rfind("\n") + 1]  # the last line may be in the making
+    return Trace([read_event(line) for line in whole.splitlines()])
+
+
+class AsyncProgram:
+    """A program on a board for asyncio, with the same meaning; its streams are those of asyncio."""
+
+    def __init__(self, process: asyncio.subprocess.Process, read_trace: Callable[[], Trace]):
+        self.process, self.read_trace = process, read_trace
+        self.stdin, self.stdout, self.stderr, self.pid = process.stdin, process.stdout, process.stderr, process.pid
+
+    async def run_to_end(self, arguments: Sequence[Any], input: Optional[str], timeout: Optional[float], check: bool) -> "Run":
+        """Its end and its output, or RunTimeout."""
+        given = os.fsencode(input) if input is not None else None
+        output = asyncio.ensure_future(self.communicate(given))
+        in_time, _ = await asyncio.wait({output}, timeout=timeout)
+        if not in_time:
+            signal_group(self.pid, signal.SIGKILL)
+            await asyncio.wait({output}, timeout=1)
+        printed = output.result() if output.done() else (b"", b"")
+        output.cancel()
+        texts = [text.decode("utf-8", "surrogateescape") if text is not None else None for text in printed]
+        if not in_time:
+            expired = RunTimeout(list(arguments), timeout or 0, *texts)
+            expired.trace = self.trace
+            raise expired
+        done = Run(arguments, await self.process.wait(), *texts)
+        done.trace = self.trace
+        if check:
+            done.check_returncode()
+        return done
+
+    @property
+    def trace(self) -> Trace:
+        return self.read_trace()
+
+    @property
+    def returncode(self) -> Optional[int]:
+        return self.process.returncode
+
+    async def wait(self) -> int:
+        return await self.process.wait()
+
+    async def communicate(self, input: Optional[bytes] = None) -> Tuple[bytes, bytes]:
+        return await self.process.communicate(input)
+
+    def kill_group(self) -> None:
+        if self.process.returncode is None:
+            signal_group(self.pid, signal.SIGKILL)
+
+    async def stop(self) -> int:
+        if self.process.returncode is None:
+            signal_group(self.pid, signal.SIGTERM)
+            with suppress(asyncio.TimeoutError):
+                return await asyncio.wait_for(self.process.wait(), PATIENCE)
+            self.kill_group()
+        return await self.process.wait()
+
+    async def __aenter__(self) -> "AsyncProgram":
+        return self
+
+    async def __aexit__(self, *_: object) -> None:
+        await self.stop()

@@ -1,0 +1,181 @@
+"""What programs did on a board: the lines of a trace as events, and questions about them."""
+import math
+import re
+import time
+from typing import Any, Callable, Dict, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, overload
+
+# What the program gave, and what it has afterwards; what the call gave, if anything, and the error of a refused one.
+# A node is gpio, i2c or flash; a pause and debugCmd are theirs. A request is named as in the trace. `time` is that of
+# the call's end, in seconds of time.monotonic(), `process` the number of the process: both None in a trace without them.
+Event = NamedTuple("Event", [
+    ("node", str), ("request", str), ("fields", Dict[str, Any]), ("after", Dict[str, Any]), ("result", Optional[int]),
+    ("error", Optional[str]), ("text", str), ("time", Optional[float]), ("process", Optional[int])])
+
+Step = Union[str, Tuple[str, Dict[str, Any]]]
+AROUND = 3  # lines shown before and behind the one that matters
+
+
+def fields_of(text: str) -> Dict[str, Any]:
+    """The parts of a record: numbers by name, and bytes as `data`; an address, and the size behind it."""
+    found: Dict[str, Any] = {}
+    for word in text.strip("{} ").split():
+        name, _, value = word.rpartition("=")
+        place = re.fullmatch(r"(0x[0-9a-f]{8})(?:\+(\w+))?", word)
+        if place:
+            found.update({"address": int(place[1], 16)}, **({"size": int(place[2], 0)} if place[2] else {}))
+        elif name in ("", "data") and re.fullmatch("[0-9a-f]{2}", value):
+            found["data"] = found.get("data", b"") + bytes.fromhex(value)
+        elif name:
+            found[name] = float(value) if "." in value else int(value, 0)
+        else:
+            found["where"] = word  # of a seek that counts from elsewhere
+    return found
+
+
+def read_event(line: str) -> Event:
+    stamp = re.match(r"(\d+\.\d{6}) (\d+) ", line)
+    line = line[stamp.end():] if stamp else line
+    when, process = (float(stamp[1]), int(stamp[2])) if stamp else (None, None)
+    words, _, outcome = line.partition(" = ")
+    value, _, error = outcome.partition(" ")
+    kind, *rest = re.sub(" 0x[0-9A-F]{2} ", " ", words, 1).split()
+    before, _, after = words.partition("->")
+    node, request, fields = kind, rest[0], fields_of(before.partition(f"{rest[0]} ")[2])
+    if kind == "pause":
+        node, request, fields = "", kind, {"us": int(rest[0][:-2])}
+    elif kind in ("open", "close"):
+        node, request, fields = rest[0], kind, {"access": access for access in rest[1:]}
+    elif kind == "debugCmd":
+        fields = {"arguments": rest[1:]}
+    result = int(value, 0) if value else None
+    return Event(node, request, fields, fields_of(after), result, error or None, line, when, process)
+
+
+def matches(event: Event, request: str, fields: Dict[str, Any]) -> bool:
+    """The request is one by its name, as "SetAlarmLed", or by node and name, "flash:read". A field is looked for in what
+    the program had afterwards, else in what it gave; node, result and error are fields, too. A value that can be called
+    tells by itself whether it likes the field."""
+    node, _, name = request.rpartition(":")
+    if name not in ("", event.request) or node not in ("", event.node):
+        return False
+    known = {**event.fields, **event.after, "node": event.node, "result": event.result, "error": event.error}
+    for field, wanted in fields.items():
+        if field not in known:
+            return False
+        if not (wanted(known[field]) if callable(wanted) else known[field] == wanted):
+            return False
+    return True
+
+
+def described(request: str, fields: Dict[str, Any]) -> str:
+    return request + "".join(f" {name}={value!r}" for name, value in fields.items())
+
+
+def lines_around(events: Sequence[Event], place: int) -> str:
+    """The lines at a place, which is marked."""
+    first = max(0, place - AROUND)
+    rows = [("> " if first + i == place else "  ") + event.text for i, event in enumerate(events[first:place + AROUND + 1])]
+    if first > 0:
+        rows.insert(0, f"  ({first} lines before)")
+    behind = len(events) - (place + AROUND + 1)
+    if behind > 0:
+        rows.append(f"  ({behind} lines behind)")
+    return "\n".join(rows) if events else "  (nothing was done)"
+
+
+class Trace:
+    """Events in the order of time. It is a sequence of them, and answers questions: count("SetAlarmLed", led=1)."""
+
+    def __init__(self, events: Iterable[Event] = ()):
+        self._events = list(events)
+
+    @property
+    def events(self) -> List[Event]:
+        return self._events
+
+    @overload
+    def __getitem__(self, place: int) -> Event: ...
+
+    @overload
+    def __getitem__(self, place: slice) -> List[Event]: ...
+
+    def __getitem__(self, place: Union[int, slice]) -> Union[Event, List[Event]]:
+        return self.events[place]
+
+    def __len__(self) -> int:
+        return len(self.events)
+
+    def __iter__(self) -> Iterator[Event]:
+        return iter(self.events)
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, (Trace, list)) and list(self) == list(other)
+
+    def __repr__(self) -> str:
+        return f"<{type(self).__name__} of {len(self)} lines>"
+
+    def __str__(self) -> str:
+        return "\n".join(event.text for event in self)
+
+    def all(self, request: str = "", **fields: Any) -> "Trace":
+        """The events of one kind, see matches()."""
+        return Trace([event for event in self if matches(event, request, fields)])
+
+    def count(self, request: str = "", **fields: Any) -> int:
+        """How many events there are of one kind."""
+        return len(self.all(request, **fields))
+
+    def find(self, request: str = "", **fields: Any) -> Optional[Event]:
+        """The first event of one kind, or None."""
+        return next(iter(self.all(request, **fields)), None)
+
+    def assert_order(self, *steps: Step) -> None:
+        """The steps were done in this order, whatever else between them: "SelectCage", ("SetAlarmLed", {"led": 1})."""
+        events, place = list(self), -1
+        for number, step in enumerate(steps, 1):
+            request, fields = (step, {}) if isinstance(step, str) else step
+            behind = (i for i in range(place + 1, len(events)) if matches(events[i], request, fields))
+            found = next(behind, None)
+            if found is None:
+                raise AssertionError(self._out_of_order(events, place, number, request, fields))
+            place = found
+
+    @staticmethod
+    def _out_of_order(events: List[Event], place: int, number: int, request: str, fields: Dict[str, Any]) -> str:
+        text = f"step {number}: no {described(request, fields)}"
+        if place >= 0:
+            text += f" behind line {place + 1}"
+        early = [i for i in range(place + 1) if matches(events[i], request, fields)]
+        if early:
+            text += f"; it is line {early[-1] + 1}, too early"
+        shown = early[-1] if early else max(place, 0)
+        text += ":\n" + lines_around(events, place if place >= 0 else shown)
+        if early and abs(place - shown) > AROUND:
+            text += "\n  ...\n" + lines_around(events, shown)
+        return text
+
+
+class Recording(Trace):
+    """What is done on a board within a `with` block; it can be asked while the block lasts, and later."""
+
+    def __init__(self, now: Callable[[], Iterable[Event]]):
+        super().__init__()
+        self._now = now
+        self._start = math.floor(time.monotonic() * 1e6) / 1e6  # as the lines count
+        self._open = True
+
+    @property
+    def events(self) -> List[Event]:
+        if self._open:
+            self._events = [event for event in self._now() if (event.time or 0) >= self._start]
+        return self._events
+
+    def end(self) -> None:
+        self._events = self.events
+        self._open = False
+
+
+def in_order(traces: Iterable[Iterable[Event]]) -> List[Event]:
+    """The events of several programs as one list."""
+    every = [event for trace in traces for event in trace]
+    return sorted(every, key=lambda event: event.time or 0)
