@@ -55,7 +55,8 @@ void restore_cage(Commands &commands, unsigned port, const Cage &before, const C
     commands.add("plug " + number + ' ' + name_in(before));
   }
   uint8_t los = plugs ? 0 : after.loss_of_signal, fault = plugs ? 0 : after.tx_fault;
-  if (before.loss_of_signal != los) commands.add("set loss-of-signal " + number + ' ' + std::to_string(before.loss_of_signal));
+  if (before.loss_of_signal != los)
+    commands.add("set loss-of-signal " + number + ' ' + std::to_string(before.loss_of_signal));
   if (before.tx_fault != fault) commands.add("set tx-fault " + number + ' ' + std::to_string(before.tx_fault));
   bool has_link = before.phy != PhyKind::None;
   if (has_link && (plugs || link_text(before) != link_text(after)))

@@ -175,7 +175,8 @@ void check_name(const std::string &name, const std::string &argument) {
   bool good_start = !name.starts_with('.') && !name.starts_with('-');
   bool plain = name.find_first_not_of(kPlain) == std::string::npos;
   if (!good_size || !good_start || !plain)
-    throw Usage(argument + ": '" + name + "' is no " + (argument == "NAME" ? "board's name" : "name") + " (letters, digits, '.', '_', '-', 64 at most)");
+    throw Usage(argument + ": '" + name + "' is no " + (argument == "NAME" ? "board's name" : "name") +
+                " (letters, digits, '.', '_', '-', 64 at most)");
 }
 
 fs::path boards_root() {

@@ -1,10 +1,10 @@
 #include <cstring>
 #include <ctime>
 
+#include "documents.h"
 #include "faults.h"
 #include "indicators.h"
 #include "modules.h"
-#include "documents.h"
 #include "tool.h"
 
 // What a board is like, gathered as JSON.

@@ -126,7 +126,11 @@ constexpr CommandRow kWorldCommands[] = {
      .what = "Go back to a state that was saved",
      .run = load_state,
      .undo = false},
-    {.name = "forget", .arguments = "STATE", .what = "Remove a state that was saved", .run = forget_state, .undo = false},
+    {.name = "forget",
+     .arguments = "STATE",
+     .what = "Remove a state that was saved",
+     .run = forget_state,
+     .undo = false},
 };
 
 // The name with its last word exchanged for the alias.

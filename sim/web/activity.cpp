@@ -89,7 +89,8 @@ void Activity::tell_changes(const Board &now, News &news) {
     if (old_state == state || indicator.led[0] == '\0') continue;
     std::string name = indicator.key;
     std::ranges::replace(name, '_', ' ');
-    add(news, at, changer(now, Node::Gpio), "", "LED " + name + ": " + led_text(old_state) + " → " + led_text(state), "");
+    add(news, at, changer(now, Node::Gpio), "", "LED " + name + ": " + led_text(old_state) + " → " + led_text(state),
+        "");
   }
   for (const Watched &watched : kWatched) {
     uint8_t old_value = watched.value(*before_), value = watched.value(now);

@@ -69,8 +69,7 @@ void refuse_request(int socket, const char *status, const std::string &why) {
 void refuse_request(int socket, Progress progress) {
   if (progress == Progress::HeadTooLong)
     refuse_request(socket, "431 Request Header Fields Too Large", "request: its head is longer than 8 KiB");
-  if (progress == Progress::BodyTooLong)
-    refuse_request(socket, "413 Payload Too Large", "body: longer than 64 KiB");
+  if (progress == Progress::BodyTooLong) refuse_request(socket, "413 Payload Too Large", "body: longer than 64 KiB");
   if (progress == Progress::Malformed) refuse_request(socket, "400 Bad Request", "request: not understood");
 }
 

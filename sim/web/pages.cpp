@@ -140,9 +140,10 @@ void add_documents(httplib::Server &server, const Settings &settings) {
                if (shows_all(settings)) return tool::boards_document({});
                return Json{{"boards", Json::array({{{"board", settings.board}}})}};
              }));
-  server.Get("/api/server", answering([settings](const Request &) {
-               return Json{{"rack", shows_all(settings)}, {"board", shows_all(settings) ? Json() : Json(settings.board)}};
-             }));
+  server.Get(
+      "/api/server", answering([settings](const Request &) {
+        return Json{{"rack", shows_all(settings)}, {"board", shows_all(settings) ? Json() : Json(settings.board)}};
+      }));
   server.Get("/api/actions", answering([](const Request &) { return actions(); }));
   server.Get("/api/module", answering([=](const Request &request) {
                return module_document(board_of(settings, request), number_of(request, "port", 0, kPorts - 1));
@@ -195,9 +196,8 @@ void add_pages(httplib::Server &server, const Settings &settings) {
       refuse(response, kAbsent, error.what());
     }
   });
-  server.Get("/api/events", [settings](const Request &request, Response &response) {
-    stream_board(settings, request, response);
-  });
+  server.Get("/api/events",
+             [settings](const Request &request, Response &response) { stream_board(settings, request, response); });
   auto managing = answering([settings](const Request &request) { return manage(settings, request); });
   server.Post("/api/create", managing);
   server.Post("/api/delete", managing);

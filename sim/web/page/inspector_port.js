@@ -95,7 +95,7 @@ export function portControls(port) {
     transmitter(`txfault${port}`, [port], cage.tx_fault),
     plugging,
     link(port, cage),
-    facts([['The program has switched', cage.tx_disable ? 'the transmitter off' : 'the transmitter on']]),
+    facts([['Transmitter, set by programs', cage.tx_disable ? 'off' : 'on']]),
     optics(port),
     identification(port, cage),
   ];
