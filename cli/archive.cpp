@@ -127,3 +127,54 @@ void TarWriter::finish() {
   fill_block();
   sink_(kEnd);
 }
+
+std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most) {
+  constexpr int kGzip = 16, kWindowBits = 15;
+  const bool is_packed = bytes.size() > 2 && bytes[0] == 0x1F && bytes[1] == 0x8B;
+  if (!is_packed) return bytes;
+  z_stream stream{};
+  if (inflateInit2(&stream, kGzip + kWindowBits) != Z_OK) throw Failure{"no memory to unpack with"};
+  stream.next_in = bytes.data();
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  std::vector<uint8_t> all;
+  std::array<uint8_t, 0x8000> piece;
+  int result = Z_OK;
+  while (result == Z_OK && all.size() <= most) {
+    stream.next_out = piece.data();
+    stream.avail_out = piece.size();
+    result = inflate(&stream, Z_NO_FLUSH);
+    all.insert(all.end(), piece.begin(), piece.end() - stream.avail_out);
+  }
+  inflateEnd(&stream);
+  if (all.size() > most) throw Failure{"the compressed file holds too much"};
+  if (result != Z_STREAM_END) throw Failure{"the compressed file is cut off or damaged"};
+  return all;
+}
+
+template <size_t Size>
+static std::string text_in(const char (&field)[Size]) {
+  return std::string(field, strnlen(field, Size));
+}
+
+ArchivedFiles files_of_tar(Bytes archive) {
+  constexpr char kFile = '0', kOldFile = '\0';
+  ArchivedFiles files;
+  while (archive.size() >= kBlock) {
+    Header header;
+    std::memcpy(&header, archive.data(), kBlock);
+    if (header.name[0] == '\0') return files;
+    Header summed = header;
+    put_checksum(summed);
+    const auto number = [](const std::string &digits) { return std::strtoull(digits.c_str(), nullptr, 8); };
+    if (number(text_in(header.checksum)) != number(text_in(summed.checksum))) break;
+    const auto size = static_cast<size_t>(number(text_in(header.size)));
+    const size_t blocks = (size + kBlock - 1) / kBlock * kBlock;
+    if (blocks > archive.size() - kBlock) break;
+    std::string name = text_in(header.name);
+    if (header.prefix[0] == '\0') name.erase(0, name.find('/') + 1);  // the folder is a part of the name
+    const Bytes content = archive.subspan(kBlock, size);
+    if (header.type == kFile || header.type == kOldFile) files[name].assign(content.begin(), content.end());
+    archive = archive.subspan(kBlock + blocks);
+  }
+  throw Failure{"the archive is cut off or damaged"};
+}

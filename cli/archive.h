@@ -5,6 +5,7 @@
 
 #include <ctime>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -50,5 +51,12 @@ class TarWriter {
   const std::time_t time_;
   uint64_t written_ = 0;
 };
+
+/** What a gzip stream holds; other bytes as they are. Throws a Failure when it is damaged, or holds more than `most`. */
+std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most);
+
+/** The files of a tar archive by their names, without the folder that all of them are in. */
+using ArchivedFiles = std::map<std::string, std::vector<uint8_t>>;
+ArchivedFiles files_of_tar(Bytes archive);
 
 #endif

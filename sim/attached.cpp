@@ -29,18 +29,6 @@ const char *fault_of(int state, int flash) {
   return nullptr;
 }
 
-void make_mutex(Board &board) {
-  pthread_mutexattr_t kind;
-  pthread_mutexattr_init(&kind);
-  pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
-  pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
-  if (pthread_mutex_init(&board.mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust ones
-    pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_STALLED);
-    pthread_mutex_init(&board.mutex, &kind);
-  }
-  pthread_mutexattr_destroy(&kind);
-}
-
 int open_in(const char *folder, const char *file, int flags, mode_t mode = 0) {
   char path[kPathMax + 32];
   snprintf(path, sizeof path, "%s%s", folder, file);
@@ -48,6 +36,18 @@ int open_in(const char *folder, const char *file, int flags, mode_t mode = 0) {
 }
 
 }  // namespace
+
+void make_shared_mutex(pthread_mutex_t &mutex) {
+  pthread_mutexattr_t kind;
+  pthread_mutexattr_init(&kind);
+  pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
+  pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
+  if (pthread_mutex_init(&mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust ones
+    pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_STALLED);
+    pthread_mutex_init(&mutex, &kind);
+  }
+  pthread_mutexattr_destroy(&kind);
+}
 
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size) {
   *attached = {};
@@ -72,7 +72,7 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   attached->board = static_cast<Board *>(board);
   attached->inverted_flash = static_cast<const uint8_t *>(image);
   if (alone) {
-    make_mutex(*attached->board);
+    make_shared_mutex(attached->board->mutex);
     flock(state.get(), LOCK_SH);
   }
   return true;

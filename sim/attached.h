@@ -21,6 +21,9 @@ struct Attached {
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
 void detach(const Attached &attached);
 
+/** A mutex in shared memory, whose holder may die. */
+void make_shared_mutex(pthread_mutex_t &mutex);
+
 /** The board that ZELSIM_BOARD_DIR named when this process first asked. Null if there is none: errno is then 0 if none
  *  is asked for, and ENXIO (after one line on stderr) if it is unusable. */
 const Attached *environment_board();

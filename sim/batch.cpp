@@ -41,7 +41,7 @@ bool is_text(const std::string &bytes) {
 
 Json answer_to(const Json &asked) {
   const Words words = asked.at("words").get<Words>();
-  for (const char *becomes : {"run", "serve", "batch"})
+  for (const char *becomes : {"run", "record", "serve", "batch"})
     if (!words.empty() && words[0] == becomes)
       throw Failure(words[0] + ": not in a batch, whose process it would take");
   if (asked.contains("folder")) check(chdir(asked["folder"].get<std::string>().c_str()) == 0, "the folder");

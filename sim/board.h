@@ -72,6 +72,9 @@ void reset_clock(Clock &clock);
 /** The chip's time, in seconds since 1970 without time zones. */
 int64_t clock_seconds(const Board &board);
 void set_clock(Board &board, int64_t seconds);
+/** What the seven bytes of the chip's real-time data say: the time, as above, and the weekday's number. */
+int64_t clock_reading(const uint8_t *fields);
+int clock_weekday(const uint8_t *fields);
 
 /** 1 = the module's transmitter is off: driven so, or pulled up while the expander's line is an input. */
 uint8_t tx_disable(const Board &board, unsigned port);

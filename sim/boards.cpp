@@ -130,15 +130,10 @@ void make_board_files(const std::string &folder) {
 }
 
 // Fails if the folder is there already.
-std::error_code make_board(const fs::path &folder, const Words &slots) {
+std::error_code make_folder(const fs::path &folder, const Preparation &prepare) {
   FreshFolder fresh;
   make_board_files(fresh.path());
-  auto attached = attach_or_throw(fresh.path());
-  for (unsigned slot = 0; slot < slots.size(); ++slot) {
-    unsigned type = parse_choice(slots[slot], "--slots", kBoardTypes);
-    fit(*attached->board, slot, static_cast<uint8_t>(type));
-    attached->board->made_slots[slot] = static_cast<uint8_t>(type);
-  }
+  prepare(*attach_or_throw(fresh.path()), fresh.path());
   fs::permissions(fresh.path(), fs::perms(0755));
   std::error_code failed;
   fs::rename(fresh.path(), folder, failed);
@@ -194,7 +189,7 @@ OpenBoard open_or_make_board(const std::string &name) {
   fs::path folder = folder_of(name);
   if (!fs::exists(folder)) {
     if (!name.empty()) std::fprintf(stderr, "zelsim: makes board '%s', which was missing\n", name.c_str());
-    make_board(folder, {});  // an error means that another process was first
+    make_folder(folder, [](const Attached &, const std::string &) {});  // an error means that another process was first
   }
   return open_folder(folder, Intent::Change);
 }
@@ -217,15 +212,26 @@ Json boards_document(const CommandLine &) {
   return {{"root", boards_root().native()}, {"boards", boards}};
 }
 
+fs::path make_board(const std::string &name, const Preparation &prepare) {
+  fs::path folder = folder_of(name.empty() ? kDefaultBoard : name);
+  std::error_code failed = make_folder(folder, prepare);
+  if (!failed) return folder;
+  std::string why = fs::exists(folder) ? "it exists already" : failed.message();
+  throw Failure("cannot make board " + folder.native() + ": " + why);
+}
+
 void create_board(const CommandLine &line) {
-  fs::path folder = folder_of(line.name().empty() ? kDefaultBoard : line.name());
+  if (!line.from.empty()) return create_twin(line);
   Words slots = split(line.slots, ',');
   if (slots.size() > kSlots)
     throw Usage("--slots: '" + line.slots + "' names more than " + std::to_string(kSlots) + " boards");
-  std::error_code failed = make_board(folder, slots);
-  if (!failed) return;
-  std::string why = fs::exists(folder) ? "it exists already" : failed.message();
-  throw Failure("cannot make board " + folder.native() + ": " + why);
+  make_board(line.name(), [&](const Attached &attached, const std::string &) {
+    for (unsigned slot = 0; slot < slots.size(); ++slot) {
+      unsigned type = parse_choice(slots[slot], "--slots", kBoardTypes);
+      fit(*attached.board, slot, static_cast<uint8_t>(type));
+      attached.board->made_slots[slot] = static_cast<uint8_t>(type);
+    }
+  });
 }
 
 void reset_board(const CommandLine &line) {

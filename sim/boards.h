@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -43,6 +44,10 @@ AttachedBoard attach_board(const std::string &name);
 constexpr char kStatesFolder[] = "states";
 /** Loads once more the state whose loading was cut off, if there is one; under the board's lock. */
 void finish_loading(const std::filesystem::path &folder, Board &board);
+/** What is done to a new board, and where its files are, before anybody sees it. */
+using Preparation = std::function<void(const Attached &attached, const std::string &folder)>;
+/** Makes a board; an empty name is the board `default`. Returns its folder. */
+std::filesystem::path make_board(const std::string &name, const Preparation &prepare);
 
 /** Names of the board types by the numbers that the I2C driver gives them: kNoBoard, kCopperBoard, kSfpBoard. */
 constexpr char kBoardTypes[] = "none|copper|sfp";

@@ -15,12 +15,8 @@ struct NamedEffect {
   Effect effect;
 };
 constexpr NamedEffect kNamedEffects[] = {
-    {"refused", Effect::Refused},
-    {"busy", Effect::Busy},
-    {"closed", Effect::Closed},
-    {"killed", Effect::Killed},
-    {"hangs", Effect::Hangs},
-    {"nonsense", Effect::Nonsense},
+    {"refused", Effect::Refused}, {"busy", Effect::Busy},   {"closed", Effect::Closed},
+    {"killed", Effect::Killed},   {"hangs", Effect::Hangs}, {"nonsense", Effect::Nonsense},
 };
 /** The names, joined by bars. */
 std::string effect_names();

@@ -1,7 +1,11 @@
+#include "launch.h"
+
 #include <link.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -16,18 +20,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Where the parts of zelsim are.
-fs::path library_folder() { return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard"; }
-
-std::string preload_library() {
-  std::string library = library_folder() / "libzelsim.so";
+std::string loadable(const std::string &name) {
+  std::string library = library_folder() / name;
   if (!fs::exists(library)) throw Failure("cannot find " + library);
-  bool loadable = library.find_first_of(" :") == std::string::npos;
-  if (!loadable) throw Failure("the loader preloads nothing from a folder with a blank or a colon: " + library);
+  bool good = library.find_first_of(" :") == std::string::npos;
+  if (!good) throw Failure("the loader preloads nothing from a folder with a blank or a colon: " + library);
   return library;
 }
-
-void put(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
 
 // Puts a value in front of a list that is separated by colons, unless it is the first one already.
 void put_first(const char *name, const std::string &value) {
@@ -75,7 +74,19 @@ bool is_static(const std::string &program) {
   return true;
 }
 
-[[noreturn]] void become(const Words &words) {
+}  // namespace
+
+fs::path library_folder() { return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard"; }
+
+void put(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
+
+void preload(const std::string &library) {
+  put_first("LD_PRELOAD", loadable(library));
+  // A program with the address sanitizer otherwise refuses to start behind any preloaded library.
+  put_first("ASAN_OPTIONS", "verify_asan_link_order=0");
+}
+
+void become(const Words &words) {
   std::vector<char *> arguments;
   for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
@@ -86,6 +97,8 @@ bool is_static(const std::string &program) {
   int status = error == ENOENT ? 127 : 126;  // as in a shell
   std::exit(status);
 }
+
+namespace {
 
 // In the environment: what stands in the arguments of a process everybody can read.
 void hand_over_token(const CommandLine &line) {
@@ -100,20 +113,54 @@ void hand_over_token(const CommandLine &line) {
   if (!token.empty()) put(kWebTokenVariable, token);
 }
 
+volatile sig_atomic_t g_program;
+
+void hand_on(int number) { kill(static_cast<pid_t>(g_program), number); }
+
 }  // namespace
 
-void run(const CommandLine &line) {
-  if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
+int run_and_wait(const Words &words) {
+  // Keys of a terminal reach the program, too.
+  auto interrupt = std::signal(SIGINT, SIG_IGN);
+  auto quit = std::signal(SIGQUIT, SIG_IGN);
+  pid_t program = fork();
+  if (program < 0) throw Failure(std::string("cannot start a process: ") + std::strerror(errno));
+  if (program == 0) {
+    std::signal(SIGINT, interrupt);
+    std::signal(SIGQUIT, quit);
+    become(words);
+  }
+  g_program = program;
+  std::signal(SIGTERM, hand_on);
+  std::signal(SIGHUP, hand_on);
+  int status = 0;
+  while (waitpid(program, &status, 0) < 0 && errno == EINTR) continue;
+  return status;
+}
+
+void end_like(int status) {
+  std::fflush(nullptr);
+  if (WIFSIGNALED(status)) {
+    std::signal(WTERMSIG(status), SIG_DFL);
+    raise(WTERMSIG(status));
+  }
+  std::exit(WEXITSTATUS(status));
+}
+
+void put_on_board(const CommandLine &line) {
   put(kBoardFolderVariable, open_or_make_board(line.board).folder);
   put_switch(kTraceOpensVariable, line.trace_opens);
   put_switch(kTraceTimesVariable, line.trace_times);
   put_switch(kFastVariable, line.fast);
   put_switch(kChipTimesVariable, line.chip_times);
-  std::string library = preload_library();
+  preload("libzelsim.so");
   put_first("PATH", library_folder());  // of debugCmd
-  put_first("LD_PRELOAD", library);
-  // A program with the address sanitizer otherwise refuses to start behind any preloaded library.
-  put_first("ASAN_OPTIONS", "verify_asan_link_order=0");
+}
+
+void run(const CommandLine &line) {
+  if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
+  if (!line.replay.empty()) replay_recording(line);
+  put_on_board(line);
   std::string program = find_program(line.words[0]);
   bool runs = is_executable(program);
   put(kTraceVariable, line.trace && runs ? trace_target(*line.trace) : "");

@@ -30,21 +30,22 @@ Node node_of_file(const char *file) {
   return Node::None;
 }
 
-// Notes a descriptor, an entry of /proc/self/fd, that is open on a file in the board's folder.
+// Notes a descriptor, an entry of /proc/self/fd, that is open on a node, or on a file in the board's folder.
 void note_inherited(int descriptors, const char *entry, const char *folder) {
   char target[PATH_MAX + 32];
   ssize_t length = readlinkat(descriptors, entry, target, sizeof target - 1);
   if (length < 0) return;
   target[length] = '\0';
-  if (strncmp(target, folder, strlen(folder)) != 0) return;
-  Node node = node_of_file(target + strlen(folder));
+  size_t folder_length = strlen(folder);
+  bool in_folder = folder_length > 0 && strncmp(target, folder, folder_length) == 0;
+  Node node = in_folder ? node_of_file(target + folder_length) : node_of_path(target);
   if (node != Node::None) store(static_cast<int>(strtol(entry, nullptr, 10)), node);
 }
 
-// Descriptors that came through exec are recognised by the board's files that they are open on.
+// Descriptors that came through exec are recognised by what they are open on.
 void scan_inherited() {
   char folder[PATH_MAX];
-  if (realpath(variable(kBoardFolderVariable), folder) == nullptr) return;
+  if (realpath(variable(kBoardFolderVariable), folder) == nullptr) folder[0] = '\0';
   DIR *descriptors = opendir("/proc/self/fd");
   if (descriptors == nullptr) return;
   for (;;) {

@@ -38,13 +38,6 @@ Layout layout_of(Shape shape) {
   return {0, ""};
 }
 
-const Request *find_request(Node node, uint8_t number) {
-  for (const Request &request : requests_of(node)) {
-    if (request.number == number) return &request;
-  }
-  return nullptr;
-}
-
 // The first page is never mapped. Any other wild pointer faults in the caller, where a kernel would answer EFAULT:
 // asking the kernel about every record would cost more than the request.
 bool is_mapped(const void *record) {
@@ -120,6 +113,13 @@ RequestTable requests_of(Node node) {
   }
 }
 
+const Request *request_of(Node node, uint8_t number) {
+  for (const Request &request : requests_of(node)) {
+    if (request.number == number) return &request;
+  }
+  return nullptr;
+}
+
 size_t record_size(const Request &request) { return layout_of(request.shape).size; }
 
 const char *fields_of(const Request &request) {
@@ -152,7 +152,7 @@ int answer_request(const Attached &attached, Node node, int fd, uint8_t number, 
   RequestEvent event = {};
   event.node = node;
   event.number = number;
-  event.request = find_request(node, number);
+  event.request = request_of(node, number);
   event.began_us = trace_clock();
   count_request(*attached.board);
   answer(attached, fd, event, record);

@@ -58,6 +58,8 @@ RequestTable gpio_requests();
 RequestTable i2c_requests();
 RequestTable flash_requests();
 RequestTable requests_of(Node node);
+/** The row with this number; null if the driver does not know it. */
+const Request *request_of(Node node, uint8_t number);
 
 /** Handles a request that only sets or gets a piece of the driver's state: the whole record, or one byte that a pair's
  *  first byte selects. */

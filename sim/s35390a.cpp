@@ -53,18 +53,23 @@ void read_time(const Board &board, uint8_t *field) {
   field[Second] = encode(now.tm_sec);
 }
 
-void write_time(Board &board, const uint8_t *field) {
-  Clock &clock = board.i2c.clock;
-  bool hours24 = (clock.value[Status1] & kClock24Hours) != 0;
-  bool afternoon = !hours24 && (field[Hour] & kPm) != 0;
+tm decoded_time(const uint8_t *field, int highest_hour) {
   tm then = {};
   then.tm_year = 100 + decode(field[Year], 0xff, 0, 99);
   then.tm_mon = decode(field[Month], 0x1f, 1, 12) - 1;
   then.tm_mday = decode(field[Day], 0x3f, 1, 31);
-  then.tm_hour = decode(field[Hour], 0x3f, 0, hours24 ? 23 : 11);
-  if (afternoon) then.tm_hour += 12;
+  then.tm_hour = decode(field[Hour], 0x3f, 0, highest_hour);
   then.tm_min = decode(field[Minute], 0x7f, 0, 59);
   then.tm_sec = decode(field[Second], 0x7f, 0, 59);
+  return then;
+}
+
+void write_time(Board &board, const uint8_t *field) {
+  Clock &clock = board.i2c.clock;
+  bool hours24 = (clock.value[Status1] & kClock24Hours) != 0;
+  bool afternoon = !hours24 && (field[Hour] & kPm) != 0;
+  tm then = decoded_time(field, hours24 ? 23 : 11);
+  if (afternoon) then.tm_hour += 12;
   set_clock(board, timegm(&then));  // timegm carries a 31 April on to 1 May
   int weekday = decode(field[Weekday], 0x07, 0, 6);
   clock.weekday_shift = static_cast<uint8_t>((weekday - then.tm_wday + 7) % 7);
@@ -110,6 +115,16 @@ void transfer_register(Board &board, Transfer &transfer, unsigned command) {
 }
 
 }  // namespace
+
+// The afternoon's mark stands in both modes.
+int64_t clock_reading(const uint8_t *fields) {
+  tm time = decoded_time(fields, 23);
+  bool afternoon = (fields[Hour] & kPm) != 0 && time.tm_hour < 12;
+  if (afternoon) time.tm_hour += 12;
+  return timegm(&time);
+}
+
+int clock_weekday(const uint8_t *fields) { return decode(fields[Weekday], 0x07, 0, 6); }
 
 void reset_clock(Clock &clock) {
   clock = {};

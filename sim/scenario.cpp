@@ -87,7 +87,7 @@ std::vector<TimedAct> read_scenario(const std::string &file) {
     words->erase(words->begin());
     if (!words->empty() && words->front() == "zelsim") words->erase(words->begin());
     if (words->empty()) throw Usage(place + ": a time without a command");
-    for (const char *becomes : {"run", "serve", "batch", "play"})
+    for (const char *becomes : {"run", "record", "serve", "batch", "play"})
       if (words->front() == becomes) throw Usage(place + ": '" + becomes + "' is no act");
     acts.push_back({at, *words, place});
     perform(acts.back(), Perform::Check);

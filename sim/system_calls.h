@@ -21,6 +21,8 @@ inline int open(const char *path, int flags, mode_t mode = 0) {
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 inline int close(int fd) { return static_cast<int>(syscall(SYS_close, fd)); }
+/** A number from `lowest` on, which ends with an exec. */
+inline int duplicate(int fd, int lowest) { return static_cast<int>(syscall(SYS_fcntl, fd, F_DUPFD_CLOEXEC, lowest)); }
 inline ssize_t read(int fd, void *data, size_t size) { return syscall(SYS_read, fd, data, size); }
 inline ssize_t write(int fd, const void *data, size_t size) { return syscall(SYS_write, fd, data, size); }
 // 32-bit ARM takes an offset of 64 bits in an even pair of registers, low half first; ours fit the low half.

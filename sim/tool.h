@@ -40,6 +40,10 @@ struct CommandLine {
   std::string token = {};
   std::string token_file = {};
   Words hosts = {};
+  std::string output = {};
+  std::string replay = {};  // a recording
+  std::string from = {};    // a report
+  std::string format = {};
   std::optional<std::string> svg = {};
   std::optional<std::string> trace = {};  // an empty one goes to standard error
   bool json = false;
@@ -85,6 +89,15 @@ Command play;
 // launch.cpp: becomes another program, on a board that is made when missing. Comes back only as an exception.
 Command run;
 Command serve;
+// record.cpp, replay.cpp: end as the program ends
+Command record_program;
+Command replay_recording;
+// verify.cpp
+Command verify_model;
+// export.cpp
+Command export_recording;
+// twin.cpp: makes a board like the one of a report
+Command create_twin;
 
 enum class Perform : uint8_t { Do, Check };
 /** Does what a command line says, given as its words behind the program's name, or only checks that it is one.

@@ -87,7 +87,7 @@ class TraceLine {
   }
 
   void write(const char *file, long result) {
-    add_result(result);
+    size_ += result_text(result, error_, text_ + size_, sizeof text_ - 1 - size_);
     text_[size_++] = '\n';
     if (is_on(kTraceTimesVariable)) {
       write_stamped(file);
@@ -120,17 +120,6 @@ class TraceLine {
                         getpid());
     memcpy(stamped + size, text_, size_);
     write_to(file, stamped, static_cast<size_t>(size) + size_);
-  }
-
-  void add_result(long result) {
-    if (result == kNoResult) return;
-    if (result < 0) {
-      add(" = -1 %s", strerrorname_np(error_));
-    } else if (result > 9) {
-      add(" = 0x%lx", result);
-    } else {
-      add(" = %ld", result);
-    }
   }
 
   char text_[1024];
@@ -289,6 +278,20 @@ void sign_change(Board &board, Node node) {
   ChangedBy &by = board.watch.changed_by[static_cast<unsigned>(node)];
   by.process = static_cast<uint32_t>(getpid());
   strncpy(by.program, program_invocation_short_name, sizeof by.program - 1);
+}
+
+size_t result_text(long result, int error, char *text, size_t size) {
+  int written = 0;
+  if (result == kNoResult) return 0;
+  if (result < 0) {
+    written = snprintf(text, size, " = -1 %s", strerrorname_np(error));
+  } else if (result > 9) {
+    written = snprintf(text, size, " = 0x%lx", result);
+  } else {
+    written = snprintf(text, size, " = %ld", result);
+  }
+  auto length = written > 0 ? static_cast<size_t>(written) : 0;
+  return length < size ? length : size - 1;
 }
 
 void trace(long result, const char *format, ...) {

@@ -40,6 +40,9 @@ void sign_change(Board &board, Node node);
 /** The result of a line that has none to tell. */
 constexpr long kNoResult = std::numeric_limits<long>::min();
 
+/** What stands behind a line: the result, or -1 and errno's name. Returns its length. */
+size_t result_text(long result, int error, char *text, size_t size);
+
 /** Writes one line. Behind it stands the result, or -1 and errno's name. errno stays. */
 __attribute__((format(printf, 2, 3))) void trace(long result, const char *format, ...);
 

@@ -16,6 +16,12 @@ using namespace zelsim::tool;
 constexpr CommandRow kOwnCommands[] = {
     {"run", "", "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]", run,
      "run --fast --trace -- zelctl ports"},
+    {"record", "", "Write down a program's driver calls: zelsim record [OPTIONS] -o FILE -- PROGRAM [ARG ...]",
+     record_program, "record -o ports.rec -- zelctl ports"},
+    {"verify", "FILE", "Compare a recording with what the virtual switch answers", verify_model,
+     "verify ports.rec --board lab", true},
+    {"trace", "FILE", "Show a recording as a trace, or for Wireshark or Perfetto", export_recording,
+     "trace --format pcapng ports.rec >ports.pcapng"},
     {"batch", "", "Do command lines, one JSON line each, until the input ends: for test kits", batch,
      "batch <commands"},
     {"play", "FILE", "Do what a scenario says: lines of a time in seconds and a command of zelsim", play,
@@ -104,9 +110,21 @@ void add_run_options(CLI::App &run, CommandLine &line) {
   run.add_flag("--trace-opens", line.trace_opens, "also trace opens and closes of the nodes");
   run.add_flag("--trace-times", line.trace_times, "begin a line with the time of its end and the process's number");
   run.add_flag("--chip-times", line.chip_times, "take the flash chip's time: 0.5 ms a page, 0.7 s a sector erase");
+  run.add_option("--replay", line.replay, "answer from a recording instead of a board")->type_name("FILE");
   run.add_option("--trace", line.trace, "print every driver request, to FILE or standard error")
       ->type_name("[=FILE]")
       ->expected(0, 1);
+}
+
+void add_record_options(CLI::App &record, CommandLine &line) {
+  record.add_option("-o,--output", line.output, "where to; compressed when the name ends in .gz")->type_name("FILE");
+  record.add_flag("--fast", line.fast, "count the program's pauses instead of sleeping them, on the board of --board");
+}
+
+void add_create_options(CLI::App &create, CommandLine &line) {
+  create.add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")->type_name("BOARD,...");
+  create.add_option("--from", line.from, "make it like the one of a report of zelctl")->type_name("REPORT");
+  create.add_flag("--json", line.json, "print as JSON what the report does not hold");
 }
 
 void add_serve_options(CLI::App &serve, CommandLine &line) {
@@ -156,9 +174,10 @@ void add_options(CLI::App &app, CommandLine &line) {
   if (CLI::App *flash = part_of(app, "flash")) add_region_options(*flash, line);
   if (CLI::App *play = part_of(app, "play"))
     play->add_flag("--fast", line.fast, "count the time between two acts as passed on the board instead of waiting");
-  if (CLI::App *create = part_of(app, "create"))
-    create->add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")
-        ->type_name("BOARD,...");
+  if (CLI::App *create = part_of(app, "create")) add_create_options(*create, line);
+  if (CLI::App *record = part_of(app, "record")) add_record_options(*record, line);
+  if (CLI::App *trace = part_of(app, "trace"))
+    trace->add_option("--format", line.format, "default: text")->type_name("text|pcapng|perfetto");
   if (CLI::App *reset = part_of(app, "reset"))
     reset->add_flag("--flash", line.flash, "erase the flash and its counters, too");
   if (CLI::App *panel = part_of(app, "panel"))
@@ -216,7 +235,8 @@ int zelsim::tool::execute(const Words &words, Perform how) {
   for (const CommandRow &row : rows) add_command(*app, row, line, chosen);
   add_options(*app, line);
   // Behind the first "--" of `zelsim run` stand the words of the program, which are never looked at.
-  auto end = first == "run" ? std::ranges::find(words, "--") : words.end();
+  bool runs = first == "run" || first == "record";
+  auto end = runs ? std::ranges::find(words, "--") : words.end();
   if (end != words.end()) line.words.assign(end + 1, words.end());
   std::vector<const char *> arguments = {kProgram};
   for (auto word = words.begin(); word != end; ++word) arguments.push_back(word->c_str());

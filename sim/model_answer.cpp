@@ -1,0 +1,144 @@
+#include "model_answer.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "../cli/child.h"
+#include "flash.h"
+#include "launch.h"
+#include "request.h"
+#include "rules.h"
+#include "system_calls.h"
+#include "trace.h"
+
+namespace zelsim::tool {
+namespace {
+
+constexpr size_t kLongestRead = kFlashSize;
+
+Answer refused(int error) { return {-1, error, {}}; }
+
+Answer answer_of(int64_t result) { return {result, result < 0 ? errno : 0, {}}; }
+
+// A link that was up when the recording began is up on its copy.
+void settle(Board &board, int64_t began_us) {
+  for (Cage &cage : board.cages) {
+    int64_t settled = began_us - int64_t{board.settle_ms} * 1000;
+    cage.negotiating_since_us = std::min(cage.negotiating_since_us, settled);
+  }
+}
+
+}  // namespace
+
+Model::Model(const std::string &board, const Recording &recording) : board_(board), began_us_(recording.began_us) {
+  settle(*board_, began_us_);
+  flash_ = sys::open((board_.folder() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
+  // debugCmd, and nothing else, is started for it.
+  put(kBoardFolderVariable, board_.folder());
+  put(kTraceVariable, "");
+  unsetenv("LD_PRELOAD");
+}
+
+Model::~Model() { sys::close(flash_); }
+
+std::optional<unsigned> Model::selected_port() const {
+  unsigned port = (*board_).gpio.selected_cage;
+  return port < kPorts ? std::optional(port) : std::nullopt;
+}
+
+// The board's time is the recording's.
+void Model::set_time(const RecordedCall &recorded) {
+  int64_t ahead_us = began_us_ + recorded.at_us + not_slept_us_ - host_time_us();
+  (*board_).paused_us = static_cast<uint64_t>(ahead_us);
+}
+
+Answer Model::request(const RecordedCall &recorded) {
+  const NodeCall &call = recorded.call;
+  if ((call.number & ~0xffu) != kRequestCode) return refused(ENOTTY);
+  std::vector<uint8_t> record = recorded.given;
+  record.resize(std::max(kMaxRecord, record.size()));
+  auto number = static_cast<uint8_t>(call.number);
+  sys::lseek(flash_, static_cast<off_t>(call.at), SEEK_SET);  // of an erase
+  errno = 0;
+  void *data = recorded.given.empty() ? nullptr : record.data();
+  Answer answer = answer_of(answer_request(board_.attached(), call.node, flash_, number, data));
+  record.resize(recorded.given.size());
+  answer.after = record;
+  return answer;
+}
+
+Answer Model::read(const NodeCall &call) {
+  if (call.node != Node::Flash) return refused(EINVAL);
+  size_t size = std::min(static_cast<size_t>(call.argument), kLongestRead);
+  std::vector<uint8_t> data(size);
+  Answer answer = answer_of(flash_read(board_.attached(), flash_, data.data(), size, static_cast<off_t>(call.at)));
+  data.resize(static_cast<size_t>(std::max<int64_t>(answer.result, 0)));
+  answer.after = data;
+  return answer;
+}
+
+Answer Model::write(const RecordedCall &recorded) {
+  const NodeCall &call = recorded.call;
+  if (call.node != Node::Flash) return refused(EINVAL);
+  auto at = static_cast<off_t>(call.at);
+  return answer_of(flash_write(board_.attached(), flash_, recorded.given.data(), recorded.given.size(), at));
+}
+
+Answer Model::seek(const NodeCall &call) {
+  if (call.node != Node::Flash) return refused(ESPIPE);
+  sys::lseek(flash_, static_cast<off_t>(call.at), SEEK_SET);
+  return answer_of(flash_seek(board_.attached(), flash_, static_cast<off_t>(call.argument), call.whence));
+}
+
+// The node of a board is always there: only a fault keeps it closed.
+Answer Model::open(const NodeCall &call) {
+  FaultCall asked = {};
+  asked.node = call.node;
+  asked.call = Call::Open;
+  Fault fault = take_fault(*board_, asked);
+  return fault.error != 0 ? refused(fault.error) : Answer{};
+}
+
+// A recording is no script: nothing but our own debugCmd is run, and no shell.
+std::optional<Answer> Model::command(const RecordedCall &recorded) {
+  constexpr std::chrono::seconds kLimit(10);
+  constexpr int kHangs = 124 << 8;  // as a shell's `timeout` gives it
+  std::string line(recorded.given.begin(), recorded.given.end());
+  Words words = split(line, ' ');
+  std::erase(words, "");
+  if (words.empty() || words[0] != "debugCmd") return std::nullopt;
+  words[0] = library_folder() / "debugCmd";
+  sys::File nowhere(sys::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  pid_t child = 0;
+  int error = start_child(child, words, own_environment(), nowhere.get());
+  if (error != 0) throw Failure(words[0] + ": cannot be run: " + std::strerror(error));
+  return Answer{wait_for_child(child, kLimit).value_or(kHangs), 0, {}};
+}
+
+std::optional<Answer> Model::answer(const RecordedCall &recorded) {
+  const NodeCall &call = recorded.call;
+  set_time(recorded);
+  switch (call.kind) {
+    case CallKind::Open:
+      return open(call);
+    case CallKind::Request:
+      return request(recorded);
+    case CallKind::Read:
+      return read(call);
+    case CallKind::Write:
+      return write(recorded);
+    case CallKind::Seek:
+      return seek(call);
+    case CallKind::Command:
+      return command(recorded);
+    case CallKind::Pause:
+      not_slept_us_ += std::max<int64_t>(call.argument - recorded.duration_us, 0);
+      return std::nullopt;
+    case CallKind::Close:
+      break;
+  }
+  return std::nullopt;
+}
+
+}  // namespace zelsim::tool

@@ -1,0 +1,316 @@
+#include "recorder.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "preload.h"
+#include "request.h"
+
+// The libc functions by which programs reach a node, as the recorder has them. Each hands its call to the function of
+// the same name behind it.
+
+namespace zelsim {
+namespace {
+
+// Position of a flash descriptor: asking the driver for it would be a call more.
+std::atomic<int64_t> g_positions[kMaxDescriptor];
+
+bool in_table(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
+int64_t position_of(int fd) { return in_table(fd) ? g_positions[fd].load(std::memory_order_relaxed) : 0; }
+void set_position(int fd, int64_t at) {
+  if (in_table(fd)) g_positions[fd].store(at, std::memory_order_relaxed);
+}
+
+bool records() {
+  static const bool on = getenv(kRecordVariable) != nullptr;
+  return on;
+}
+
+// The first page is never mapped.
+bool is_mapped(const void *data) { return reinterpret_cast<uintptr_t>(data) >= 4096; }
+
+CallBytes bytes_at(const void *data, size_t size) {
+  if (!is_mapped(data)) return {};
+  return {static_cast<const uint8_t *>(data), size};
+}
+
+/** Hands a call on and keeps its result, errno and times. */
+template <typename Function>
+auto hand_on(NodeCall &call, Function function) {
+  call.began_ns = monotonic_ns();
+  auto result = function();
+  call.error = errno;
+  call.ended_ns = monotonic_ns();
+  call.result = static_cast<int64_t>(result);
+  return result;
+}
+
+template <typename Function>
+int open_any(const char *path, int flags, Function function) {
+  Node node = node_of_path(path);
+  bool is_ours = node != Node::None && (records() || replays());
+  if (!is_ours) return function();
+  NodeCall call = {.kind = CallKind::Open, .node = node, .flags = flags};
+  int fd;
+  if (replays()) {
+    if (replay(call) < 0) return -1;
+    fd = behind<open>("open")("/dev/null", O_RDWR | (flags & O_CLOEXEC));
+  } else {
+    fd = hand_on(call, function);
+    call.fd = fd;
+    write_down(call);
+  }
+  if (fd >= 0) set_node(fd, node);
+  set_position(fd, 0);
+  return fd;
+}
+
+// Bytes of a request's record. A request that we do not know tells its size itself.
+size_t size_of_record(Node node, uint32_t number) {
+  const Request *request = request_of(node, static_cast<uint8_t>(number));
+  bool known = (number & ~0xffu) == kRequestCode && request != nullptr;
+  size_t size = known ? record_size(*request) : _IOC_SIZE(number);
+  return size < kMaxRecord ? size : kMaxRecord;
+}
+
+int control(Node node, int fd, unsigned long number, void *record_of_program) {
+  uint8_t before[kMaxRecord];
+  NodeCall call = {.kind = CallKind::Request, .node = node, .fd = fd};
+  call.number = static_cast<uint32_t>(number);
+  call.at = position_of(fd);
+  CallBytes bytes = bytes_at(record_of_program, size_of_record(node, call.number));
+  if (bytes.size > 0) memcpy(before, bytes.data, bytes.size);
+  call.given = {before, bytes.size};
+  if (replays()) return static_cast<int>(replay(call, record_of_program));
+  int result = hand_on(call, [&] { return behind<ioctl>("ioctl")(fd, number, record_of_program); });
+  bool changed = bytes.size > 0 && memcmp(before, bytes.data, bytes.size) != 0;
+  if (changed) call.taken = bytes;
+  write_down(call);
+  return result;
+}
+
+constexpr int64_t kAtPosition = -1;
+
+/** A read at a place, or at the descriptor's position, which then moves. */
+template <typename Function>
+ssize_t read_any(int fd, void *data, size_t size, int64_t at, Function function) {
+  NodeCall call = {.kind = CallKind::Read, .node = node_of(fd), .fd = fd};
+  call.at = at == kAtPosition ? position_of(fd) : at;
+  call.argument = static_cast<int64_t>(size);
+  ssize_t result;
+  if (replays()) {
+    result = static_cast<ssize_t>(replay(call, data));
+  } else {
+    result = hand_on(call, function);
+    if (result > 0) call.taken = bytes_at(data, static_cast<size_t>(result));
+    write_down(call);
+  }
+  if (result > 0 && at == kAtPosition) set_position(fd, call.at + result);
+  return result;
+}
+
+template <typename Function>
+ssize_t write_any(int fd, const void *data, size_t size, int64_t at, Function function) {
+  NodeCall call = {.kind = CallKind::Write, .node = node_of(fd), .fd = fd};
+  call.at = at == kAtPosition ? position_of(fd) : at;
+  call.argument = static_cast<int64_t>(size);
+  call.given = bytes_at(data, size);
+  ssize_t result;
+  if (replays()) {
+    result = static_cast<ssize_t>(replay(call));
+  } else {
+    result = hand_on(call, function);
+    write_down(call);
+  }
+  if (result > 0 && at == kAtPosition) set_position(fd, call.at + result);
+  return result;
+}
+
+template <typename Function>
+int64_t seek_any(int fd, int64_t offset, int whence, Function function) {
+  NodeCall call = {.kind = CallKind::Seek, .node = node_of(fd), .fd = fd};
+  call.whence = whence;
+  call.at = position_of(fd);
+  call.argument = offset;
+  int64_t result;
+  if (replays()) {
+    result = replay(call);
+  } else {
+    result = hand_on(call, function);
+    write_down(call);
+  }
+  if (result >= 0) set_position(fd, result);
+  return result;
+}
+
+}  // namespace
+
+// Streams of libc on a node are not exchanged here.
+void take_standard_stream(int) {}
+
+}  // namespace zelsim
+
+using namespace zelsim;
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+int open(const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  return open_any(path, flags, [&] { return behind<open>("open")(path, flags, mode); });
+}
+
+int open64(const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  return open_any(path, flags, [&] { return behind<open64>("open64")(path, flags, mode); });
+}
+
+int openat(int folder, const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  return open_any(path, flags, [&] { return behind<openat>("openat")(folder, path, flags, mode); });
+}
+
+int openat64(int folder, const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  return open_any(path, flags, [&] { return behind<openat64>("openat64")(folder, path, flags, mode); });
+}
+
+int creat(const char *path, mode_t mode) {
+  return open_any(path, O_CREAT | O_WRONLY | O_TRUNC, [&] { return behind<creat>("creat")(path, mode); });
+}
+
+// What a fortified program calls for an open without a mode.
+int __open_2(const char *path, int flags) { return open(path, flags, 0); }
+int __open64_2(const char *path, int flags) { return open64(path, flags, 0); }
+
+int close(int fd) {
+  Node node = node_of(fd);
+  if (node == Node::None) return behind<close>("close")(fd);
+  NodeCall call = {.kind = CallKind::Close, .node = node, .fd = fd};
+  set_node(fd, Node::None);  // before the number is free for another thread's open
+  if (replays()) {
+    int64_t result = replay(call);
+    int error = errno;
+    behind<close>("close")(fd);
+    errno = error;
+    return static_cast<int>(result);
+  }
+  int result = hand_on(call, [&] { return behind<close>("close")(fd); });
+  write_down(call);
+  return result;
+}
+
+int ioctl(int fd, unsigned long number, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, number);
+  void *record_of_program = va_arg(arguments, void *);
+  va_end(arguments);
+  Node node = node_of(fd);
+  if (node == Node::None) return behind<ioctl>("ioctl")(fd, number, record_of_program);
+  return control(node, fd, number, record_of_program);
+}
+
+ssize_t read(int fd, void *data, size_t size) {
+  auto function = [&] { return behind<read>("read")(fd, data, size); };
+  return is_node(fd) ? read_any(fd, data, size, kAtPosition, function) : function();
+}
+
+// What a fortified program calls: the size of its buffer is known.
+ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
+  if (size > room) abort();
+  return read(fd, data, size);
+}
+
+ssize_t write(int fd, const void *data, size_t size) {
+  auto function = [&] { return behind<write>("write")(fd, data, size); };
+  return is_node(fd) ? write_any(fd, data, size, kAtPosition, function) : function();
+}
+
+ssize_t pread(int fd, void *data, size_t size, off_t at) {
+  auto function = [&] { return behind<pread>("pread")(fd, data, size, at); };
+  return is_node(fd) ? read_any(fd, data, size, at, function) : function();
+}
+
+ssize_t pread64(int fd, void *data, size_t size, off64_t at) {
+  auto function = [&] { return behind<pread64>("pread64")(fd, data, size, at); };
+  return is_node(fd) ? read_any(fd, data, size, at, function) : function();
+}
+
+ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
+  auto function = [&] { return behind<pwrite>("pwrite")(fd, data, size, at); };
+  return is_node(fd) ? write_any(fd, data, size, at, function) : function();
+}
+
+ssize_t pwrite64(int fd, const void *data, size_t size, off64_t at) {
+  auto function = [&] { return behind<pwrite64>("pwrite64")(fd, data, size, at); };
+  return is_node(fd) ? write_any(fd, data, size, at, function) : function();
+}
+
+// Of several pieces the first one is moved: a short count is as good.
+ssize_t readv(int fd, const iovec *pieces, int count) {
+  if (!is_node(fd) || count < 1) return behind<readv>("readv")(fd, pieces, count);
+  return read(fd, pieces[0].iov_base, pieces[0].iov_len);
+}
+
+ssize_t writev(int fd, const iovec *pieces, int count) {
+  if (!is_node(fd) || count < 1) return behind<writev>("writev")(fd, pieces, count);
+  return write(fd, pieces[0].iov_base, pieces[0].iov_len);
+}
+
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+  auto function = [&] { return behind<lseek>("lseek")(fd, offset, whence); };
+  return is_node(fd) ? static_cast<off_t>(seek_any(fd, offset, whence, function)) : function();
+}
+
+off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
+  auto function = [&] { return behind<lseek64>("lseek64")(fd, offset, whence); };
+  return is_node(fd) ? seek_any(fd, offset, whence, function) : function();
+}
+
+int usleep(useconds_t microseconds) {
+  auto function = [&] { return behind<usleep>("usleep")(microseconds); };
+  NodeCall call = {.kind = CallKind::Pause};
+  call.argument = microseconds;
+  if (replays()) return replay(call) > 0 ? function() : 0;
+  if (!records()) return function();
+  int result = hand_on(call, function);
+  write_down(call);
+  return result;
+}
+
+// Only lines of the platform's tool are of the board.
+int system(const char *command) {
+  auto function = [&] { return behind<system>("system")(command); };
+  bool is_ours = command != nullptr && strstr(command, "debugCmd") != nullptr;
+  if (!is_ours) return function();
+  NodeCall call = {.kind = CallKind::Command};
+  call.given = {reinterpret_cast<const uint8_t *>(command), strlen(command)};
+  if (replays()) return static_cast<int>(replay(call));
+  if (!records()) return function();
+  int result = hand_on(call, function);
+  write_down(call);
+  return result;
+}
+
+}  // extern "C"
+#pragma GCC visibility pop

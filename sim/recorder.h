@@ -1,0 +1,72 @@
+#pragma once
+
+#include <time.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "nodes.h"
+
+// The recorder stands in front of whatever answers the nodes, the real drivers or the virtual switch. A call of a program
+// is handed on and written down, or answered from a recording.
+
+namespace zelsim {
+
+enum class CallKind : uint8_t { Open, Close, Request, Read, Write, Seek, Pause, Command };
+
+/** Bytes of a call: a request's record, data of the flash, or the line of a command. */
+struct CallBytes {
+  const uint8_t *data = nullptr;
+  size_t size = 0;
+};
+
+/** A call on its way. */
+struct NodeCall {
+  CallKind kind;
+  Node node = Node::None;
+  int fd = -1;
+  int flags = 0;         // of an open
+  int whence = 0;        // of a seek
+  uint32_t number = 0;   // the ioctl's whole request number
+  int64_t at = 0;        // position in the flash before the call
+  int64_t argument = 0;  // bytes of a read or write, offset of a seek, microseconds of a pause
+  CallBytes given = {};  // what the program gives
+  CallBytes taken = {};  // what it has afterwards, if that is not the same
+  int64_t result = 0;
+  int error = 0;  // errno of a failure
+  int64_t began_ns = 0;
+  int64_t ended_ns = 0;
+};
+
+constexpr uint32_t kRequestCode = 0x40012400;  // the lowest byte is the request's number
+
+/** How the accesses of an open are called. */
+const char *access_name(int flags);
+/** How a seek stands in a line, before its offset. */
+const char *origin_name(int whence);
+
+/** The text of a call without its result, as a trace has it. Returns its length. */
+size_t call_text(const NodeCall &call, char *text, size_t size);
+/** A call without bytes has at most this. */
+constexpr size_t kCallText = 1024;
+
+// What the environment hands to the recorder.
+constexpr char kRecordVariable[] = "ZELSIM_RECORD";             // the file, which has its first line already
+constexpr char kRecordStartVariable[] = "ZELSIM_RECORD_START";  // when it began: nanoseconds of the monotonic clock
+constexpr char kReplayVariable[] = "ZELSIM_REPLAY";             // the tape (tape.h)
+
+inline int64_t monotonic_ns() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+}
+
+/** Writes the line of a call. errno stays. */
+void write_down(const NodeCall &call);
+
+/** True if a recording answers. */
+bool replays();
+/** Answers a call: fills `data` and sets errno. Does not return if the recording has no such call. */
+int64_t replay(const NodeCall &call, void *data = nullptr);
+
+}  // namespace zelsim

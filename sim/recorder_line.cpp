@@ -1,0 +1,274 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "environment.h"
+#include "recorder.h"
+#include "system_calls.h"
+#include "trace.h"
+
+// A recorded call is one line: when, for how long, by whom; then as a trace has it; then what a replay needs.
+
+namespace zelsim {
+namespace {
+
+/** Room for a line. A long one gets pages of its own: the heap may be the program's just now. */
+class Line {
+ public:
+  explicit Line(size_t needed) {
+    if (needed <= sizeof small_) return;
+    void *pages = mmap(nullptr, needed, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) return;
+    text_ = static_cast<char *>(pages);
+    room_ = needed;
+  }
+  ~Line() {
+    if (text_ != small_) munmap(text_, room_);
+  }
+  Line(const Line &) = delete;
+  Line &operator=(const Line &) = delete;
+
+  __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    int written = vsnprintf(text_ + size_, room_ - size_, format, arguments);
+    va_end(arguments);
+    if (written > 0) size_ += static_cast<size_t>(written);
+    if (size_ >= room_) size_ = room_ - 1;
+  }
+
+  void add_call(const NodeCall &call) { size_ += call_text(call, text_ + size_, room_ - size_); }
+
+  void add_result(long result, int error) { size_ += result_text(result, error, text_ + size_, room_ - size_); }
+
+  // Hexadecimal; four and more of the same byte as `00*128`, with commas around.
+  void add_bytes(const char *name, CallBytes bytes) {
+    constexpr size_t kShortestRun = 4;
+    add(" %s=", name);
+    bool begins = true;
+    bool after_run = false;
+    for (size_t i = 0; i < bytes.size;) {
+      size_t run = run_at(bytes, i);
+      bool is_run = run >= kShortestRun;
+      if (!begins && (is_run || after_run)) add_char(',');
+      if (is_run) {
+        add("%02x*%zu", bytes.data[i], run);
+        i += run;
+      } else {
+        add_hex(bytes.data[i]);
+        ++i;
+      }
+      begins = false;
+      after_run = is_run;
+    }
+  }
+
+  const char *text() const { return text_; }
+  size_t size() const { return size_; }
+
+ private:
+  static size_t run_at(CallBytes bytes, size_t from) {
+    size_t end = from + 1;
+    while (end < bytes.size && bytes.data[end] == bytes.data[from]) ++end;
+    return end - from;
+  }
+
+  void add_char(char c) {
+    if (size_ + 1 < room_) text_[size_++] = c;
+  }
+
+  void add_hex(uint8_t byte) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    add_char(kDigits[byte >> 4]);
+    add_char(kDigits[byte & 15]);
+  }
+
+  char small_[4096];
+  char *text_ = small_;
+  size_t room_ = sizeof small_;
+  size_t size_ = 0;
+};
+
+size_t room_for(const NodeCall &call) {
+  constexpr size_t kCharsPerByte = 3;
+  return 2 * kCallText + kCharsPerByte * (call.given.size + call.taken.size);
+}
+
+bool has_traced_result(CallKind kind) {
+  return kind != CallKind::Close && kind != CallKind::Pause && kind != CallKind::Command;
+}
+
+void add_rest(Line &line, const NodeCall &call) {
+  line.add(" |");
+  if (call.fd >= 0) line.add(" fd=%d", call.fd);
+  if (call.kind == CallKind::Open) line.add(" flags=0x%x", static_cast<unsigned>(call.flags));
+  if (call.kind == CallKind::Request && (call.number & ~0xffu) != kRequestCode) line.add(" ioctl=0x%x", call.number);
+  if (call.kind == CallKind::Seek) line.add(" at=0x%llx", static_cast<unsigned long long>(call.at));
+  if (!has_traced_result(call.kind)) line.add(" result=%lld", static_cast<long long>(call.result));
+  if (call.result < 0) line.add(" errno=%d", call.error);
+  if (call.given.size > 0) line.add_bytes("given", call.given);
+  if (call.taken.size > 0) line.add_bytes("taken", call.taken);
+}
+
+// A program is not stopped by a full disk: it is told of once.
+void complain_once(const char *file) {
+  static bool told;
+  if (told) return;
+  told = true;
+  dprintf(STDERR_FILENO, "zelsim: record: cannot write %s: %s\n", file, strerror(errno));
+}
+
+/** The file, kept open at a number that programs do not use. One that closes all numbers may close it, and use the number
+ *  for a file of its own. */
+class KeptFile {
+ public:
+  int descriptor() {
+    if (!is_ours()) open();
+    return fd_;
+  }
+
+ private:
+  bool is_ours() const {
+    struct stat status = {};
+    return fd_ >= 0 && fstat(fd_, &status) == 0 && status.st_ino == file_.st_ino && status.st_dev == file_.st_dev;
+  }
+
+  void open() {
+    constexpr int kHigh = 900;
+    int fd = sys::open(variable(kRecordVariable), O_WRONLY | O_APPEND | O_CLOEXEC);
+    int high = sys::duplicate(fd, kHigh);
+    if (high >= 0) {
+      sys::close(fd);
+      fd = high;
+    }
+    fd_ = fd;
+    fstat(fd_, &file_);
+  }
+
+  int fd_ = -1;
+  struct stat file_ = {};
+};
+
+// One write at the file's end, so that processes may share it and none that is killed loses a line.
+void append(const Line &line) {
+  static KeptFile file;
+  if (sys::write(file.descriptor(), line.text(), line.size()) != static_cast<ssize_t>(line.size()))
+    complain_once(variable(kRecordVariable));
+}
+
+size_t put(char *text, size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
+size_t put(char *text, size_t size, const char *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  int written = vsnprintf(text, size, format, arguments);
+  va_end(arguments);
+  if (written < 0) return 0;
+  auto length = static_cast<size_t>(written);
+  return length < size ? length : size - 1;
+}
+
+size_t request_text(const NodeCall &call, char *text, size_t size) {
+  RequestEvent event = {};
+  event.node = call.node;
+  event.number = static_cast<uint8_t>(call.number);
+  event.request = request_of(call.node, event.number);
+  event.result = static_cast<int>(call.result);
+  event.error = call.result < 0 ? call.error : 0;
+  event.address = static_cast<uint32_t>(call.at);
+  CallBytes after = call.taken.size > 0 ? call.taken : call.given;
+  if (call.given.size > 0) memcpy(event.before, call.given.data, call.given.size);
+  if (after.size > 0) memcpy(event.after, after.data, after.size);
+  bool other_code = (call.number & ~0xffu) != kRequestCode;
+  bool has_no_record = event.request != nullptr && call.given.size < record_size(*event.request);
+  if (other_code) event.request = nullptr;
+  if (has_no_record) event.error = EFAULT;  // nothing that could be shown
+  return request_line(event, text, size);
+}
+
+// Control bytes of a command would end the line.
+size_t command_text(const NodeCall &call, char *text, size_t size) {
+  constexpr char kTool[] = "debugCmd ";
+  const char *command = reinterpret_cast<const char *>(call.given.data);
+  bool is_tool = call.given.size >= strlen(kTool) && strncmp(command, kTool, strlen(kTool)) == 0;
+  size_t length = put(text, size, "%s%.*s", is_tool ? "" : "system ", static_cast<int>(call.given.size), command);
+  for (size_t i = 0; i < length; ++i) {
+    if (static_cast<unsigned char>(text[i]) < ' ') text[i] = '?';
+  }
+  return length;
+}
+
+}  // namespace
+
+const char *access_name(int flags) {
+  switch (flags & O_ACCMODE) {
+    case O_RDONLY:
+      return "O_RDONLY";
+    case O_WRONLY:
+      return "O_WRONLY";
+    default:
+      return "O_RDWR";
+  }
+}
+
+const char *origin_name(int whence) {
+  switch (whence) {
+    case SEEK_SET:
+      return "";
+    case SEEK_CUR:
+      return "+";
+    case SEEK_END:
+      return "end+";
+    default:
+      return "?";
+  }
+}
+
+size_t call_text(const NodeCall &call, char *text, size_t size) {
+  auto at = static_cast<unsigned long long>(call.at);
+  auto argument = static_cast<unsigned long long>(call.argument);
+  const char *node = node_name(call.node);
+  switch (call.kind) {
+    case CallKind::Open:
+      return put(text, size, "open %s %s", node, access_name(call.flags));
+    case CallKind::Close:
+      return put(text, size, "close %s", node);
+    case CallKind::Request:
+      return request_text(call, text, size);
+    case CallKind::Read:
+      return put(text, size, "%s read 0x%08llx+0x%llx", node, at, argument);
+    case CallKind::Write:
+      return put(text, size, "%s write 0x%08llx+0x%llx", node, at, argument);
+    case CallKind::Seek:
+      return put(text, size, "%s lseek %s0x%08llx", node, origin_name(call.whence), argument);
+    case CallKind::Pause:
+      return put(text, size, "pause %lluus", argument);
+    case CallKind::Command:
+      return command_text(call, text, size);
+  }
+  return 0;
+}
+
+void write_down(const NodeCall &call) {
+  int error = errno;
+  static const int64_t start = strtoll(variable(kRecordStartVariable), nullptr, 10);
+  int64_t began_us = (call.began_ns - start) / 1000;
+  int64_t duration_us = (call.ended_ns - call.began_ns) / 1000;
+  Line line(room_for(call));
+  line.add("%lld.%06lld %lld %d/%d ", static_cast<long long>(began_us / 1000000),
+           static_cast<long long>(began_us % 1000000), static_cast<long long>(duration_us), getpid(), gettid());
+  line.add_call(call);
+  if (has_traced_result(call.kind))
+    line.add_result(call.kind == CallKind::Open && call.result >= 0 ? 0 : static_cast<long>(call.result), call.error);
+  add_rest(line, call);
+  line.add("\n");
+  append(line);
+  errno = error;
+}
+
+}  // namespace zelsim

@@ -1,0 +1,331 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <pthread.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "environment.h"
+#include "request.h"
+#include "system_calls.h"
+#include "tape.h"
+
+// Answers from a recording. Each thread of the program makes the calls of one recorded thread, in their order. Which one
+// it is shows in what it asks.
+
+namespace zelsim {
+namespace {
+
+constexpr int kNotInRecording = 125;  // exit status
+
+/** The mapped tape. */
+class Tape {
+ public:
+  Tape() {
+    sys::File file(sys::open(variable(kReplayVariable), O_RDWR | O_CLOEXEC));
+    off_t size = sys::lseek(file.get(), 0, SEEK_END);
+    if (size <= 0) return;
+    void *mapped = mmap(nullptr, static_cast<size_t>(size), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    if (mapped == MAP_FAILED) return;
+    base_ = static_cast<uint8_t *>(mapped);
+    if (head().magic != kTapeMagic) base_ = nullptr;
+  }
+  bool is_there() const { return base_ != nullptr; }
+  TapeHead &head() const { return *reinterpret_cast<TapeHead *>(base_); }
+  TapeStream &stream(uint32_t index) const {
+    return reinterpret_cast<TapeStream *>(base_ + head().stream_table.at)[index];
+  }
+  /** NodeCall number `position` of a stream. */
+  const TapeCall &call(const TapeStream &stream, uint32_t position) const {
+    return reinterpret_cast<const TapeCall *>(base_ + head().call_table.at)[stream.first + position];
+  }
+  CallBytes bytes(const TapePiece &piece) const { return {base_ + piece.at, static_cast<size_t>(piece.size)}; }
+
+ private:
+  uint8_t *base_ = nullptr;
+};
+
+const Tape &tape() {
+  static Tape mapped;
+  return mapped;
+}
+
+bool same_bytes(CallBytes a, CallBytes b) {
+  return a.size == b.size && (a.size == 0 || memcmp(a.data, b.data, a.size) == 0);
+}
+
+bool same_part(CallBytes a, CallBytes b, size_t from, size_t size) {
+  bool reaches = a.size >= from + size && b.size >= from + size;
+  return reaches ? memcmp(a.data + from, b.data + from, size) == 0 : same_bytes(a, b);
+}
+
+bool same_transfer(bool reads, CallBytes a, CallBytes b) {
+  constexpr size_t kOffsetSize = 4;
+  if (!same_part(a, b, kLen, 2)) return false;  // with the address
+  if (!same_part(a, b, kOffsetLen, 1)) return false;
+  if (a.size < kTransferSize) return true;
+  bool has_offset = a.data[kOffsetLen] > 0;
+  if (has_offset && !same_part(a, b, kOffset, kOffsetSize)) return false;
+  uint8_t len = a.data[kLen] < kMaxTransfer ? a.data[kLen] : kMaxTransfer;
+  return reads || same_part(a, b, 0, len);
+}
+
+// Compares what the driver looks at. What it fills may hold anything before.
+bool same_record(const Request *request, CallBytes a, CallBytes b) {
+  constexpr size_t kAddressSize = 4;
+  constexpr size_t kTimeFields = 28;  // behind the two modes and a gap
+  if (request == nullptr) return same_bytes(a, b);
+  bool fills = request->fills;
+  switch (request->shape) {
+    case Shape::Byte:
+      return fills || same_part(a, b, 0, 1);
+    case Shape::Pair:
+      return same_part(a, b, 0, fills ? 1 : 2);
+    case Shape::Register:
+      return same_part(a, b, 0, fills ? kAddressSize : 2 * kAddressSize);
+    case Shape::Transfer:
+      return same_transfer(fills, a, b);
+    case Shape::Rtc:
+      return fills || (same_part(a, b, 0, 2) && same_part(a, b, 4, kTimeFields));
+    case Shape::Temperature:
+      return fills || same_part(a, b, 0, 4);
+    case Shape::Identification:
+    case Shape::None:
+      return true;
+  }
+  return false;
+}
+
+bool is_same(const NodeCall &asked, const TapeCall &recorded) {
+  if (asked.kind != recorded.kind || asked.node != recorded.node) return false;
+  CallBytes given = tape().bytes(recorded.given);
+  switch (asked.kind) {
+    case CallKind::Open:
+      return (asked.flags & O_ACCMODE) == (recorded.flags & O_ACCMODE);
+    case CallKind::Request: {
+      if (asked.number != recorded.number) return false;
+      return same_record(request_of(asked.node, static_cast<uint8_t>(asked.number)), asked.given, given);
+    }
+    case CallKind::Read:
+      return asked.at == recorded.at && asked.argument == recorded.argument;
+    case CallKind::Write:
+      return asked.at == recorded.at && same_bytes(asked.given, given);
+    case CallKind::Seek:
+      return asked.argument == recorded.argument && asked.whence == recorded.whence;
+    case CallKind::Command:
+      return same_bytes(asked.given, given);
+    case CallKind::Close:
+    case CallKind::Pause:
+      return true;
+  }
+  return false;
+}
+
+/** Holds the tape for a scope. Its holder may be killed. */
+class TapeGuard {
+ public:
+  TapeGuard() {
+    if (pthread_mutex_lock(&tape().head().mutex) == EOWNERDEAD) pthread_mutex_consistent(&tape().head().mutex);
+  }
+  ~TapeGuard() { pthread_mutex_unlock(&tape().head().mutex); }
+  TapeGuard(const TapeGuard &) = delete;
+  TapeGuard &operator=(const TapeGuard &) = delete;
+};
+
+// Position of the next call that is no pause, or the end of the stream.
+uint32_t next_call(const TapeStream &stream) {
+  uint32_t position = stream.position;
+  while (position < stream.count && tape().call(stream, position).kind == CallKind::Pause) ++position;
+  return position;
+}
+
+bool answers(const TapeStream &stream, uint32_t position, const NodeCall &asked) {
+  return position < stream.count && is_same(asked, tape().call(stream, position));
+}
+
+// The stream that this thread is in already, or null. After an exec it is found by its owner.
+TapeStream *own_stream(uint32_t thread) {
+  static thread_local TapeStream *known = nullptr;
+  if (known != nullptr && known->owner == thread) return known;
+  for (uint32_t i = 0; i < tape().head().streams; ++i) {
+    TapeStream &stream = tape().stream(i);
+    if (stream.owner != thread) continue;
+    known = &stream;
+    return known;
+  }
+  return nullptr;
+}
+
+// A free stream that begins with this call.
+TapeStream *begin_stream(uint32_t thread, const NodeCall &asked) {
+  for (uint32_t i = 0; i < tape().head().streams; ++i) {
+    TapeStream &stream = tape().stream(i);
+    if (stream.owner != kNoOwner || !answers(stream, next_call(stream), asked)) continue;
+    stream.owner = thread;
+    return &stream;
+  }
+  return nullptr;
+}
+
+bool same_answer(const TapeCall &a, const TapeCall &b) {
+  const Tape &all = tape();
+  return a.kind == b.kind && a.result == b.result && a.error == b.error &&
+         same_bytes(all.bytes(a.text), all.bytes(b.text)) && same_bytes(all.bytes(a.taken), all.bytes(b.taken));
+}
+
+bool begin_alike(const TapeStream &a, const TapeStream &b, uint32_t calls) {
+  if (a.count < calls || b.count < calls) return false;
+  for (uint32_t i = 0; i < calls; ++i) {
+    if (!same_answer(tape().call(a, i), tape().call(b, i))) return false;
+  }
+  return true;
+}
+
+// Threads that began alike may have been taken for each other. They change places if another stream was the same so far,
+// and goes on with this call.
+TapeStream *other_stream(TapeStream &own, uint32_t thread, const NodeCall &asked) {
+  uint32_t position = next_call(own);
+  for (uint32_t i = 0; i < tape().head().streams; ++i) {
+    TapeStream &other = tape().stream(i);
+    bool fits = other.position <= position && begin_alike(own, other, position) && answers(other, position, asked);
+    if (&other == &own || !fits) continue;
+    own.owner = other.owner;
+    own.position = other.position;
+    other.owner = thread;
+    other.position = position;
+    return &other;
+  }
+  return nullptr;
+}
+
+/** What a person reads about a call that is not there. zelsim prints it. */
+class Message {
+ public:
+  __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
+    char *text = tape().head().message;
+    constexpr size_t kRoom = sizeof tape().head().message;
+    va_list arguments;
+    va_start(arguments, format);
+    int written = vsnprintf(text + size_, kRoom - size_, format, arguments);
+    va_end(arguments);
+    if (written > 0) size_ += static_cast<size_t>(written);
+    if (size_ >= kRoom) size_ = kRoom - 1;
+  }
+
+  void add_line(const char *before, const TapeCall &call) {
+    constexpr int kLongest = 400;
+    CallBytes text = tape().bytes(call.text);
+    int length = text.size < kLongest ? static_cast<int>(text.size) : kLongest;
+    add("%s%6u  %.*s\n", before, call.line, length, reinterpret_cast<const char *>(text.data));
+  }
+
+  void add_around(const TapeStream &stream, uint32_t position) {
+    constexpr uint32_t kLines = 3;
+    uint32_t first = position > kLines ? position - kLines : 0;
+    for (uint32_t i = first; i < stream.count && i <= position + kLines; ++i)
+      add_line(i == position ? "  > " : "    ", tape().call(stream, i));
+  }
+
+ private:
+  size_t size_ = 0;
+};
+
+// What a request fills is not what was asked.
+size_t asked_text(const NodeCall &asked, char *text, size_t size) {
+  size_t length = call_text(asked, text, size - 1);
+  text[length] = '\0';
+  const char *answer = strstr(text, " -> ");
+  return answer != nullptr ? static_cast<size_t>(answer - text) : length;
+}
+
+void explain(const NodeCall &asked, const TapeStream *stream) {
+  char text[kCallText];
+  auto length = static_cast<int>(asked_text(asked, text, sizeof text));
+  uint32_t position = stream != nullptr ? next_call(*stream) : 0;
+  bool has_ended = stream != nullptr && position >= stream->count;
+  Message message;
+  message.add("replay: the recording does not have this call\n  expected ");
+  if (stream == nullptr) {
+    message.add("a thread that begins with it\n");
+  } else if (has_ended) {
+    message.add("the end of this thread's calls\n");
+  } else {
+    const TapeCall &expected = tape().call(*stream, position);
+    CallBytes line = tape().bytes(expected.text);
+    message.add("%.*s\n", static_cast<int>(line.size), reinterpret_cast<const char *>(line.data));
+  }
+  message.add("  got      %.*s\n", length, text);
+  if (stream == nullptr) return;
+  message.add("  around it:\n");
+  message.add_around(*stream, position);
+}
+
+// The lock is left to its next holder.
+[[noreturn]] void fail(const NodeCall &asked, const TapeStream *stream) {
+  bool is_first = tape().head().failed == 0;
+  tape().head().failed = 1;
+  if (is_first) explain(asked, stream);
+  _exit(kNotInRecording);
+}
+
+// Bytes that the driver filled, or changed.
+void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
+  CallBytes given = tape().bytes(recorded.given);
+  CallBytes taken = tape().bytes(recorded.taken);
+  auto *bytes = static_cast<uint8_t *>(data);
+  if (asked.kind == CallKind::Read) {
+    if (taken.size > 0) memcpy(bytes, taken.data, taken.size);
+    return;
+  }
+  if (asked.kind != CallKind::Request || asked.given.size == 0) return;
+  const Request *request = request_of(asked.node, static_cast<uint8_t>(asked.number));
+  bool fills = request != nullptr && request->fills;
+  CallBytes after = taken.size > 0 ? taken : given;
+  for (size_t i = 0; i < after.size && i < asked.given.size; ++i) {
+    bool changed = i >= given.size || after.data[i] != given.data[i];
+    if (fills || changed) bytes[i] = after.data[i];
+  }
+}
+
+// A pause of the recording is passed by; one that the recording does not have changes nothing.
+int64_t replay_pause(uint32_t thread) {
+  TapeStream *stream = own_stream(thread);
+  if (stream != nullptr) {
+    uint32_t position = stream->position;
+    bool is_pause = position < stream->count && tape().call(*stream, position).kind == CallKind::Pause;
+    if (is_pause) stream->position = position + 1;
+  }
+  return tape().head().fast != 0 ? 0 : 1;
+}
+
+}  // namespace
+
+bool replays() {
+  static const bool on = variable(kReplayVariable)[0] != '\0' && tape().is_there();
+  return on;
+}
+
+int64_t replay(const NodeCall &asked, void *data) {
+  int error = errno;
+  auto thread = static_cast<uint32_t>(gettid());
+  TapeGuard guard;
+  if (asked.kind == CallKind::Pause) return replay_pause(thread);
+  if (tape().head().failed != 0) _exit(kNotInRecording);
+  TapeStream *own = own_stream(thread);
+  TapeStream *stream = own;
+  bool goes_on = own != nullptr && answers(*own, next_call(*own), asked);
+  if (!goes_on && own != nullptr) stream = other_stream(*own, thread, asked);
+  if (own == nullptr) stream = begin_stream(thread, asked);
+  if (stream == nullptr) fail(asked, own);
+  uint32_t position = next_call(*stream);
+  const TapeCall &recorded = tape().call(*stream, position);
+  fill(asked, recorded, data);
+  stream->position = position + 1;
+  errno = recorded.result < 0 ? recorded.error : error;
+  return recorded.result;
+}
+
+}  // namespace zelsim

@@ -1,0 +1,222 @@
+#include "recording.h"
+
+#include <algorithm>
+#include <charconv>
+#include <ctime>
+#include <optional>
+#include <string_view>
+
+#include "../cli/archive.h"
+#include "tool.h"
+
+namespace zelsim::tool {
+namespace {
+
+constexpr size_t kLongestFile = 1u << 30;
+
+/** Why a line is none. */
+struct Malformed {
+  std::string why;
+};
+
+template <typename Number>
+Number number_of(std::string_view text, const char *what) {
+  bool is_hex = text.starts_with("0x");
+  if (is_hex) text.remove_prefix(2);
+  Number value = 0;
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, is_hex ? 16 : 10);
+  bool good = error == std::errc() && end == text.data() + text.size();
+  if (!good) throw Malformed{std::string(what) + " '" + std::string(text) + "' is no number"};
+  return value;
+}
+
+/** The text before the separator, which is taken off together with it. */
+std::string_view cut(std::string_view &text, std::string_view separator) {
+  size_t at = text.find(separator);
+  std::string_view before = text.substr(0, at);
+  text = at == std::string_view::npos ? std::string_view() : text.substr(at + separator.size());
+  return before;
+}
+
+uint8_t byte_of(std::string_view digits) {
+  uint8_t value = 0;
+  auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+  bool good = digits.size() == 2 && error == std::errc() && end == digits.data() + digits.size();
+  if (!good) throw Malformed{"'" + std::string(digits) + "' is no byte"};
+  return value;
+}
+
+// Hexadecimal digits; of a run of the same byte once, with a count behind a star.
+std::vector<uint8_t> bytes_in(std::string_view text) {
+  std::vector<uint8_t> bytes;
+  while (!text.empty()) {
+    std::string_view part = cut(text, ",");
+    size_t star = part.find('*');
+    if (star != std::string_view::npos) {
+      auto count = number_of<uint32_t>(part.substr(star + 1), "count");
+      if (bytes.size() + count > kLongestFile) throw Malformed{"more bytes than a call has"};
+      bytes.insert(bytes.end(), count, byte_of(part.substr(0, star)));
+      continue;
+    }
+    for (size_t i = 0; i < part.size(); i += 2) bytes.push_back(byte_of(part.substr(i, 2)));
+  }
+  return bytes;
+}
+
+Node node_named(std::string_view name) {
+  for (const NodeDescription &row : kNodes) {
+    if (name == row.name) return row.node;
+  }
+  throw Malformed{"'" + std::string(name) + "' is no node"};
+}
+
+// "WHAT = RESULT" or "WHAT = -1 NAME".
+void parse_result(std::string_view &text, NodeCall &call) {
+  size_t at = text.rfind(" = ");
+  if (at == std::string_view::npos) return;
+  std::string_view result = text.substr(at + 3);
+  call.result = number_of<int64_t>(cut(result, " "), "result");
+  text = text.substr(0, at);
+}
+
+void parse_seek(std::string_view where, NodeCall &call) {
+  struct Origin {
+    const char *name;
+    int whence;
+  };
+  constexpr Origin kOrigins[] = {{"end+", SEEK_END}, {"+", SEEK_CUR}, {"?", SEEK_END + 1}};
+  call.kind = CallKind::Seek;
+  for (const Origin &origin : kOrigins) {
+    std::string_view name = origin.name;
+    if (!where.starts_with(name)) continue;
+    where.remove_prefix(name.size());
+    call.whence = origin.whence;
+    break;
+  }
+  call.argument = static_cast<int64_t>(number_of<uint64_t>(where, "offset"));
+}
+
+void parse_transfer(CallKind kind, std::string_view place, NodeCall &call) {
+  call.kind = kind;
+  call.at = number_of<int64_t>(cut(place, "+"), "address");
+  call.argument = number_of<int64_t>(place, "size");
+}
+
+void parse_request(std::string_view number, std::string_view rest, NodeCall &call) {
+  call.kind = CallKind::Request;
+  call.number = kRequestCode | number_of<uint32_t>(number, "request");
+  std::string_view name = cut(rest, " ");
+  bool erases = name == "EraseSector";
+  if (erases) call.at = number_of<int64_t>(cut(rest, " "), "address");
+}
+
+void parse_node_call(Node node, std::string_view text, NodeCall &call) {
+  call.node = node;
+  std::string_view what = cut(text, " ");
+  if (what == "read") return parse_transfer(CallKind::Read, text, call);
+  if (what == "write") return parse_transfer(CallKind::Write, text, call);
+  if (what == "lseek") return parse_seek(text, call);
+  parse_request(what, text, call);
+}
+
+// What a trace shows of a call.
+void parse_text(std::string_view text, NodeCall &call) {
+  bool is_command = text.starts_with("debugCmd ") || text.starts_with("system ");
+  if (is_command) {
+    call.kind = CallKind::Command;
+    return;
+  }
+  parse_result(text, call);
+  std::string_view rest = text;
+  std::string_view first = cut(rest, " ");
+  if (first == "pause") {
+    call.kind = CallKind::Pause;
+    call.argument = number_of<int64_t>(cut(rest, "us"), "pause");
+  } else if (first == "open") {
+    call.kind = CallKind::Open;
+    call.node = node_named(cut(rest, " "));
+  } else if (first == "close") {
+    call.kind = CallKind::Close;
+    call.node = node_named(rest);
+  } else {
+    parse_node_call(node_named(first), rest, call);
+  }
+}
+
+void parse_field(std::string_view name, std::string_view value, RecordedCall &recorded) {
+  NodeCall &call = recorded.call;
+  if (name == "fd") call.fd = number_of<int>(value, "fd");
+  if (name == "flags") call.flags = static_cast<int>(number_of<uint32_t>(value, "flags"));
+  if (name == "ioctl") call.number = number_of<uint32_t>(value, "ioctl");
+  if (name == "at") call.at = number_of<int64_t>(value, "at");
+  if (name == "result") call.result = number_of<int64_t>(value, "result");
+  if (name == "errno") call.error = number_of<int>(value, "errno");
+  if (name == "given") recorded.given = bytes_in(value);
+  if (name == "taken") recorded.taken = bytes_in(value);
+}
+
+// The seconds have six places behind the point.
+int64_t microseconds_in(std::string_view text) {
+  constexpr size_t kPlaces = 6;
+  std::string_view places = text;
+  auto seconds = number_of<int64_t>(cut(places, "."), "time");
+  if (places.size() != kPlaces) throw Malformed{"the time has not six places"};
+  return seconds * 1000000 + number_of<int64_t>(places, "time");
+}
+
+RecordedCall parse_line(std::string_view line, uint32_t number) {
+  RecordedCall recorded = {};
+  recorded.line = number;
+  recorded.at_us = microseconds_in(cut(line, " "));
+  recorded.duration_us = number_of<int64_t>(cut(line, " "), "duration");
+  recorded.process = number_of<uint32_t>(cut(line, "/"), "process");
+  recorded.thread = number_of<uint32_t>(cut(line, " "), "thread");
+  size_t bar = line.rfind(" |");
+  if (bar == std::string_view::npos) throw Malformed{"it has no ' |'"};
+  std::string_view fields = line.substr(bar + 2);
+  recorded.text = line.substr(0, bar);
+  parse_text(recorded.text, recorded.call);
+  while (!fields.empty()) {
+    std::string_view field = cut(fields, " ");
+    std::string_view name = cut(field, "=");
+    if (!name.empty()) parse_field(name, field, recorded);
+  }
+  return recorded;
+}
+
+int64_t parse_title(std::string_view line, const std::string &file) {
+  std::string_view title = kRecordingTitle;
+  bool good = line.starts_with(title) && line.substr(title.size()).starts_with(" ");
+  bool other_version = !good && line.starts_with(title.substr(0, title.rfind(' ')));
+  if (other_version) throw Usage("FILE: '" + file + "' is a recording of another version of zelsim");
+  if (!good) throw Usage("FILE: '" + file + "' is no recording of 'zelsim record'");
+  return microseconds_in(line.substr(title.size() + 1));
+}
+
+}  // namespace
+
+std::string recording_title(int64_t began_us) {
+  return format("%s %lld.%06lld\n", kRecordingTitle, static_cast<long long>(began_us / 1000000),
+                static_cast<long long>(began_us % 1000000));
+}
+
+Recording read_recording(const std::string &file) {
+  const std::vector<uint8_t> content = unpacked(read_file(file, kLongestFile), kLongestFile);
+  std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
+  Recording recording = {};
+  uint32_t number = 1;
+  try {
+    recording.began_us = parse_title(cut(text, "\n"), file);
+    while (!text.empty()) {
+      std::string_view line = cut(text, "\n");
+      ++number;
+      if (line.empty() || line.starts_with("#")) continue;
+      recording.calls.push_back(parse_line(line, number));
+    }
+  } catch (const Malformed &malformed) {
+    throw Usage(format("FILE: '%s', line %u: %s", file.c_str(), number, malformed.why.c_str()));
+  }
+  return recording;
+}
+
+}  // namespace zelsim::tool

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "recorder.h"
+
+// A recording as zelsim reads it: a first line with version and time, then a line for each call. Lines that begin with #
+// are remarks.
+
+namespace zelsim::tool {
+
+constexpr char kRecordingTitle[] = "zelsim recording 1";
+/** Behind the name of a recording that is compressed. */
+constexpr char kCompressed[] = ".gz";
+
+struct RecordedCall {
+  uint32_t line;  // of the file
+  int64_t at_us;  // since the recording began
+  int64_t duration_us;
+  uint32_t process;
+  uint32_t thread;
+  std::string text;  // as a trace has it
+  NodeCall call;     // without its bytes
+  std::vector<uint8_t> given;
+  std::vector<uint8_t> taken;  // empty: as given
+
+  /** The record after the call. */
+  const std::vector<uint8_t> &after() const { return taken.empty() ? given : taken; }
+};
+
+struct Recording {
+  int64_t began_us;  // since 1970
+  std::vector<RecordedCall> calls;
+};
+
+/** The line that a recording begins with. */
+std::string recording_title(int64_t began_us);
+
+/** Reads a file, or standard input for "-". Throws Usage, with the line's number, for what is no recording. */
+Recording read_recording(const std::string &file);
+
+}  // namespace zelsim::tool

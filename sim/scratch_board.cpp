@@ -1,0 +1,59 @@
+#include "scratch_board.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "nodes.h"
+#include "system_calls.h"
+#include "tool.h"
+
+namespace zelsim::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What was never written stays a hole of the file.
+bool copy_flash(const uint8_t *image, int to) {
+  for (uint32_t at = 0; at < kFlashSize; at += kSectorSize) {
+    const uint8_t *sector = image + at;
+    bool is_hole = std::all_of(sector, sector + kSectorSize, [](uint8_t byte) { return byte == 0; });
+    if (!is_hole && sys::pwrite(to, sector, kSectorSize, at) != kSectorSize) return false;
+  }
+  return ftruncate(to, kFlashSize) == 0;
+}
+
+bool copy_board(const OpenBoard &board, const std::string &folder) {
+  sys::File flash(sys::open((folder + kFlashFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  if (flash.get() < 0 || !copy_flash(board.attached->inverted_flash, flash.get())) return false;
+  std::ofstream state(folder + kStateFile, std::ios::binary);
+  state.write(reinterpret_cast<const char *>(board.attached->board), sizeof(Board)).flush();
+  return state.good();
+}
+
+}  // namespace
+
+ScratchBoard::ScratchBoard(const std::string &name) : folder_(fs::temp_directory_path() / "zelsim-XXXXXX") {
+  OpenBoard board = look_at(name);
+  if (mkdtemp(folder_.data()) == nullptr) throw Failure("cannot make " + folder_ + ": " + std::strerror(errno));
+  char error[2 * kPathMax];
+  bool copied = copy_board(board, folder_);
+  if (!copied)
+    std::snprintf(error, sizeof error, "cannot copy the board to %s: %s", folder_.c_str(), std::strerror(errno));
+  if (copied && attach(folder_.c_str(), &attached_, error, sizeof error)) return;
+  remove_folder();
+  throw Failure(error);
+}
+
+ScratchBoard::~ScratchBoard() {
+  detach(attached_);
+  remove_folder();
+}
+
+void ScratchBoard::remove_folder() const {
+  std::error_code ignored;
+  fs::remove_all(folder_, ignored);
+}
+
+}  // namespace zelsim::tool

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <pthread.h>
+
+#include "recorder.h"
+
+// A recording as the replay maps it: made by zelsim, shared by all processes of the program. The calls of a thread are a
+// stream, in their order.
+
+namespace zelsim {
+
+constexpr uint64_t kTapeMagic = 0x455041544d49535aULL;  // "ZSIMTAPE"
+constexpr uint32_t kNoOwner = 0;
+
+/** Bytes of the tape, from its beginning. */
+struct TapePiece {
+  uint64_t at;
+  uint64_t size;
+};
+
+struct TapeCall {
+  CallKind kind;
+  Node node;
+  int32_t flags;
+  int32_t whence;
+  int32_t error;
+  uint32_t number;
+  uint32_t line;  // of the file
+  int64_t at;
+  int64_t argument;
+  int64_t result;
+  TapePiece given;
+  TapePiece taken;
+  TapePiece text;
+};
+
+struct TapeStream {
+  uint32_t first;  // of the calls
+  uint32_t count;
+  uint32_t position;  // calls made so far
+  uint32_t owner;     // the thread that makes them
+};
+
+struct TapeHead {
+  uint64_t magic;
+  pthread_mutex_t mutex;
+  uint32_t streams;
+  uint32_t calls;
+  TapePiece stream_table;
+  TapePiece call_table;
+  uint32_t fast;    // pauses are not slept
+  uint32_t failed;  // the first call that the recording does not have
+  char message[8192];
+};
+
+}  // namespace zelsim

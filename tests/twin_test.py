@@ -1,0 +1,278 @@
+#!/usr/bin/env python3
+"""Recordings, what is made of them, and boards made of reports: twin_test.py BUILD."""
+import gzip
+import io
+import json
+import os
+import re
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tarfile
+import tempfile
+import time
+
+BUILD, HERE = os.path.abspath(sys.argv[1]), os.path.dirname(os.path.abspath(__file__))
+ZELSIM, ZELCTL = f"{BUILD}/bin/zelsim", f"{BUILD}/bin/zelctl"
+SETUP = ["plug 3 1g-sx", "plug 5 copper", "plug 24 10g-sr", "set supply 2 dc", "set temperature 41.5", "set loss-of-signal 24 1"]
+
+
+def run(*words, status=0, **how):
+    done = subprocess.run(words, capture_output=True, text=True, **how)
+    assert done.returncode == status, (words, done.returncode, done.stdout[-2000:], done.stderr[-2000:])
+    return done
+
+
+def zelsim(*words, **how):
+    return run(ZELSIM, *words, **how)
+
+
+def make(board, steps=SETUP):
+    zelsim("create", board, "--slots", "sfp,copper,sfp")
+    for step in steps:
+        zelsim(*step.split(), "--board", board)
+
+
+def record(board, file, *words, **how):
+    return zelsim("record", "--fast", "--board", board, "-o", file, "--", *words, **how)
+
+
+def calls_in(file):
+    text = (gzip.open(file, "rt") if file.endswith(".gz") else open(file, encoding="utf-8")).read()
+    assert text.startswith("zelsim recording 1 ") and text.endswith("\n"), text[:100]
+    return [line for line in text.splitlines()[1:] if not line.startswith("#")]
+
+
+def what_is_recorded():
+    """A recording as text is the trace of the same run; it is whole however the program ends."""
+    make("a")
+    make("b")
+    for mode, count in ("ask", 20), ("flash", 20):
+        record("a", "a.rec", "./caller", mode, str(count))
+        zelsim("run", "--fast", "--trace-opens", "--trace=b.trace", "--board", "b", "--", "./caller", mode, str(count))
+        assert zelsim("trace", "a.rec").stdout == open("b.trace", encoding="utf-8").read(), mode
+    record("a", "a.rec.gz", "./caller", "threads", "20")
+    lines = calls_in("a.rec.gz")
+    assert len(lines) == 4 * (20 * 5 + 4) and len({line.split()[2] for line in lines}) == 4, len(lines)
+    assert not os.path.exists("a.rec.gz.part")
+    done = subprocess.run([ZELSIM, "record", "--board", "a", "-o", "killed.rec", "--", "./caller", "killed", "3"])
+    assert done.returncode == -signal.SIGKILL and len(calls_in("killed.rec")) == 3 * 5 + 4
+    record("a", "x.rec", "./caller", "status", status=7)
+    record("a", "x.rec", "./nonesuch", status=127)
+    # Under a shell, on the board of the enclosing run.
+    zelsim("run", "--fast", "--board", "a", "--", "sh", "-c", f"{ZELSIM} record -o s.rec -- sh -c './caller ask 2; ./caller ask 2'")
+    assert len({line.split()[2] for line in calls_in("s.rec")}) == 2
+
+
+def what_is_refused():
+    open("none.rec", "w").write("no recording\n")
+    open("later.rec", "w").write("zelsim recording 2 0.000000\n")
+    open("bad.rec", "w").write("zelsim recording 1 0.000000\n0.000000 1 2/3 gpio 0x81 X = 0 | fd=z\n")
+    open("empty.rec", "w").write("zelsim recording 1 0.000000\n")
+    for status, text, words in [
+            (2, "FILE: 'none.rec' is no recording", "verify none.rec --board a"), (2, "another version", "trace later.rec"),
+            (2, "FILE: 'bad.rec', line 2: fd 'z' is no number", "trace bad.rec"), (2, "PROGRAM: missing", "record -o x.rec"),
+            (2, "--output: missing", "record -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
+            (2, "--format: 'pcap' is not one of", "trace --format pcap empty.rec"), (2, "none.rec", "run --replay none.rec -- true"),
+            (2, "--from: 'none.rec' is no report", "create c --from none.rec"), (1, "no board in", "verify empty.rec --board nope")]:
+        done = zelsim(*words.split(), status=status)
+        assert text in done.stderr and done.stderr.count("\n") == 1, (words, done.stderr)
+    assert not os.path.exists(f"{os.environ['ZELSIM_HOME']}/c")
+
+
+def differences(file, board, status):
+    done = zelsim("verify", file, "--board", board, "--json", status=status)
+    data = json.loads(done.stdout)
+    assert data["compared"] > 0 and {row["field"] for row in data["tolerances"]} >= {"clock", "temperature"}
+    return {(row["node"], row["request"], row["field"]): (row["recorded"], row["model"], row["count"])
+            for row in data["differences"]}, data
+
+
+# What is altered on a copy of the board, and what alone verify then names.
+ALTERED = [
+    ("set temperature 60", {("i2c", "BufRead", "addr=0x9e temperature"): ("41.5", "60.0")}),
+    ("set temperature 42.5", {}),  # within the tolerance
+    ("set supply 2 failed", {("gpio", "GetPowerStatus", "status"): ("232", "104")}),
+    ("set reset-key 1", {("gpio", "GetResetKey", "key"): ("0", "1")}),
+    ("set loss-of-signal 24 0", {("i2c", "BufRead", "addr=0x7a byte=0x00"): None,
+                                 ("gpio", "GetSocRegister", "address=0x18110 value"): None}),
+    ("plug 3 1g-lx", {("i2c", "BufRead", f"addr=0xa0 port=3 byte=0x{byte:02x}"): None for byte in (6, 46, 60, 61, 63)}),
+    ("set lm75 absent", {("i2c", "GetSensorAlive", "alive"): ("1", "0"), ("i2c", "BufRead", "result"): ("0", "0xffff")}),
+    ("fail flash:read --result refused", {("flash", "read", "result"): None}),
+    ("flash load -", {("flash", "read", "sector=0x00120000"): ("ff at 0x00123456", "5a at 0x00123456")}),
+]
+
+
+def what_the_model_answers():
+    """A recording agrees with a board like the recorded one; of an altered board exactly the alterations are named."""
+    session = ("zelctl sfp show 3 >/dev/null; zelctl temperature >/dev/null; zelctl power >/dev/null; zelctl reset-key >/dev/null;"
+               "zelctl ports >/dev/null; zelctl led set alarm blink; zelctl clock >/dev/null; ./caller flash 3 >/dev/null")
+    make("real")
+    record("real", "real.rec", "sh", "-c", session)
+    make("model")
+    found, data = differences("real.rec", "model", 0)
+    assert found == {} and data["differing"] == 0 and data["compared"] > 150, data
+    image = b"\xff" * 0x123456 + b"\x5a"
+    for step, expected in ALTERED:
+        make("altered")
+        subprocess.run([ZELSIM, *step.split(), "--board", "altered"], input=image, check=True, stdout=subprocess.DEVNULL)
+        found, data = differences("real.rec", "altered", 1 if expected else 0)
+        assert set(found) == set(expected), (step, found)
+        for key, values in expected.items():
+            assert values is None or found[key][:2] == values, (step, found[key])
+        zelsim("delete", "altered")
+    # The board itself has not been touched.
+    assert json.loads(zelsim("show", "--board", "model", "--json").stdout)["gpio"]["watchdog_toggles"] == 0
+    assert json.loads(zelsim("show", "--board", "model", "--json").stdout)["panel"]["alarm"] == 0
+
+
+def replay(file, *words, status=0, fast=("--fast",)):
+    return zelsim("run", *fast, "--replay", file, "--", *words, status=status)
+
+
+def what_a_recording_answers():
+    for mode, count in ("ask", 2000), ("flash", 40), ("threads", 50), ("processes", 30):
+        printed = record("a", "r.rec.gz", "./caller", mode, str(count)).stdout
+        again = replay("r.rec.gz", "./caller", mode, str(count))
+        assert sorted(again.stdout.split("\n")) == sorted(printed.split("\n")) and not again.stderr, (mode, again)
+    assert len(calls_in("r.rec.gz")) >= 400
+    record("a", "ask.rec", "./caller", "ask", "2500")
+    assert len(calls_in("ask.rec")) > 10000 + 2000
+    began = time.monotonic()
+    replay("ask.rec", "./caller", "ask", "2500")
+    print(f"10,000 calls replayed in {time.monotonic() - began:.2f} s")
+    # A tool of many calls answers alike, and leaves nothing.
+    printed = record("a", "tool.rec", ZELCTL, "sfp", "show", "3").stdout
+    assert "ZL-1G-SX" in printed and replay("tool.rec", ZELCTL, "sfp", "show", "3").stdout == printed
+    assert not [name for name in os.listdir(tempfile.gettempdir()) if name.startswith("zelsim-")]
+
+    done = replay("tool.rec", ZELCTL, "sfp", "show", "5", status=125)
+    assert re.search(r"replay: the recording does not have this call\n  expected i2c 0xB0 BufRead addr=0x40 .* = 0\n"
+                     r"  got      i2c 0xB0 BufRead addr=0x42 [^>]*\n  around it:\n(    +\d+ .*\n)+  > +\d+ .* addr=0x40 .*\n    ",
+                     done.stderr), done.stderr
+    done = replay("ask.rec", "./caller", "ask", "2501", status=125)
+    assert "expected close gpio\n  got      gpio 0x82 SetAlarmLed {led=1}" in done.stderr, done.stderr
+    done = replay("ask.rec", "./caller", "flash", "1", status=125)
+    assert "got      open flash O_RDWR" in done.stderr, done.stderr
+    done = replay("s.rec", "./caller", "ask", "2")
+    assert "calls of the recording were not made" in done.stderr, done.stderr
+
+
+def other_drivers():
+    """Against drivers that are not ours: they are recorded and replayed, and verify tells exactly where they are otherwise."""
+    real = {**os.environ, "LD_PRELOAD": f"{os.getcwd()}/other_drivers.so"}
+    for mode in "ask", "flash":
+        alone = run("./caller", mode, "16", env=real).stdout
+        recorded = zelsim("record", "-o", f"other-{mode}.rec", "--", "./caller", mode, "16", env=real).stdout
+        assert recorded == alone != run("./caller", mode, "16").stdout
+        assert replay(f"other-{mode}.rec", "./caller", mode, "16", fast=()).stdout == alone
+    make("other", ["set supply 2 dc", "set temperature 26.5", "plug 3 1g-sx"])
+    image = b"\xff" * 0x123456 + b"\x5a"
+    subprocess.run([ZELSIM, "flash", "load", "-", "--board", "other"], input=image, check=True)
+    found, _ = differences("other-ask.rec", "other", 1)
+    # No cage is selected: an empty module path is silent, where those drivers say that the bus is busy.
+    assert {key: value for key, value in found.items()} == {("i2c", "BufRead", "result"): ("0xfffa", "0xffff", 16)}, found
+    found, _ = differences("other-flash.rec", "other", 1)
+    assert found == {("-", "debugCmd", "result"): ("768", "0", 1)}, found
+    zelsim("set", "temperature", "20", "--board", "other")
+    found, _ = differences("other-ask.rec", "other", 1)
+    assert found[("i2c", "BufRead", "addr=0x9e temperature")] == ("26.5", "20.0", 16) and len(found) == 2, found
+
+
+def packets_of(data):
+    """Blocks of a pcapng file: link type, and packets as (time, bytes, comment)."""
+    at, link, packets = 0, None, []
+    while at < len(data):
+        kind, length = struct.unpack_from("<II", data, at)
+        body = data[at + 8:at + length - 4]
+        assert struct.unpack_from("<I", data, at + length - 4)[0] == length
+        if kind == 1:
+            link = struct.unpack_from("<H", body)[0]
+        if kind == 6:
+            _, high, low, size, _ = struct.unpack_from("<IIIII", body)
+            options = 20 + (size + 3) // 4 * 4
+            code, length_of_text = struct.unpack_from("<HH", body, options)
+            assert code == 1
+            packets.append((high << 32 | low, body[20:20 + size], body[options + 4:options + 4 + length_of_text].decode()))
+        at += length
+    return link, packets
+
+
+def what_others_read():
+    record("a", "x.rec", ZELCTL, "sfp", "show", "3")
+    data = subprocess.run([ZELSIM, "trace", "--format", "pcapng", "x.rec"], check=True, capture_output=True).stdout
+    link, packets = packets_of(data)
+    transfers = [line for line in calls_in("x.rec") if " BufRead " in line or " BufWrite " in line]
+    assert link == 209 and len(transfers) < len(packets) <= 2 * len(transfers)
+    reads = [packet for _, packet, _ in packets if packet[5] == 0xa1]
+    assert b"ZL-1G-SX" in b"".join(packet[6:] for packet in reads) and all(packet[:5] == b"\0\0\0\0\1" for packet in reads)
+    assert all(abs(at / 1e6 - time.time()) < 600 for at, _, _ in packets)
+    if shutil.which("tshark"):
+        open("x.pcapng", "wb").write(data)
+        shown = run("tshark", "-r", "x.pcapng", "-T", "fields", "-e", "frame.protocols", "-e", "i2c.addr", "-e", "i2c.flags").stdout
+        rows = shown.splitlines()
+        assert len(rows) == len(packets) and all(row.startswith("i2c") for row in rows), shown
+    timeline = json.loads(zelsim("trace", "--format", "perfetto", "a.rec.gz").stdout)
+    events = [event for event in timeline["traceEvents"] if event["ph"] == "X"]
+    assert len(events) == len(calls_in("a.rec.gz")) and {event["name"] for event in events} >= {"open", "BufRead", "pause"}
+    assert all(event["dur"] >= 0 and event["ts"] >= 0 and event["pid"] and event["tid"] for event in events)
+
+
+def report_of(board):
+    done = subprocess.run([ZELSIM, "run", "--fast", "--board", board, "--", ZELCTL, "report", "--flash", "-o", "-"], capture_output=True, check=True)
+    with tarfile.open(fileobj=io.BytesIO(done.stdout), mode="r:gz") as archive:
+        files = {name.split("/", 1)[1]: archive.extractfile(name).read() for name in archive.getnames()}
+    return done.stdout, json.loads(files.pop("report.json")), files
+
+
+def twin_of_a_report():
+    make("site", [*SETUP, "plug 16 copper", "plug 27 dac", "set link 16 100 half", "set tx-fault 3 1", "set reset-key 1", "set reset-process 3",
+                  "set supply 1 failed", "set clock 2031-02-03T04:05:06", "set io 0x5a 0xf0", "set busy 0"])
+    for step in ("led set alarm blink", "led set speed25 on", "relay set 1", "flags set diagnostic on", "cage 16 --tx-disable off",
+                 "clock poll", "temperature", "register set 0x20300 0x100", "env set pwrmode pwr2ac", "identity name EDGE-1",
+                 "mac-backup set 00:11:22:33:44:55"):
+        zelsim("run", "--fast", "--board", "site", "--", ZELCTL, *step.split())
+    zelsim("run", "--fast", "--board", "site", "--", "debugCmd", "phy_register_set", "7", "2", "141")
+    archive, original, files = report_of("site")
+    open("site.tar.gz", "wb").write(archive)
+    data = json.loads(zelsim("create", "twin", "--from", "site.tar.gz", "--json").stdout)
+    assert (data["board"], data["modules"], data["flash"]) == ("twin", 5, True), data
+    named = {row["what"] for row in data["not_held"]}
+    assert named >= {"serial-GPIO chain", "wear of the flash"} and not [what for what in named if "expander" in what], named
+    _, twin, files_of_twin = report_of("twin")
+    clocks = [time.mktime(time.strptime(report["clock"]["chip"]["time"], "%Y-%m-%dT%H:%M:%S")) for report in (original, twin)]
+    assert 0 <= clocks[1] - clocks[0] < 120, clocks
+    for report in original, twin:
+        for key in "time", "registers", "host_time":
+            report["clock"]["chip"][key] = None
+        report["created"] = None
+    for key in original:
+        unnamed = original[key] == twin[key] or (key == "modules" and "PHY of the module" in str(named))
+        assert unnamed, (key, original[key], twin[key])
+    for port in (16, ):
+        rows = [next(row for row in report["modules"] if row["port"] == port) for report in (original, twin)]
+        assert rows[0] == rows[1], rows
+    del files["summary.txt"], files_of_twin["summary.txt"]
+    assert files == files_of_twin
+    # Without the flash its regions are named; the environment is there. An existing board stays.
+    small = subprocess.run([ZELSIM, "run", "--fast", "--board", "site", "--", ZELCTL, "report", "-o", "small.tar.gz"], capture_output=True)
+    assert small.returncode == 0
+    named = {row["what"] for row in json.loads(zelsim("create", "twin2", "--from", "small.tar.gz", "--json").stdout)["not_held"]}
+    assert "flash region Custom info" in named or any(what.startswith("flash region") for what in named), named
+    assert zelsim("run", "--fast", "--board", "twin2", "--", ZELCTL, "env", "get", "pwrmode").stdout.strip().endswith("pwr2ac")
+    assert "exists already" in zelsim("create", "twin2", "--from", "small.tar.gz", status=1).stderr
+    open("cut.tar.gz", "wb").write(archive[:5000])
+    assert "cut off or damaged" in zelsim("create", "cut", "--from", "cut.tar.gz", status=2).stderr
+
+
+with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as work, tempfile.TemporaryDirectory() as temporary:
+    os.environ |= {"ZELSIM_HOME": home, "TMPDIR": temporary, "PATH": f"{BUILD}/bin:{os.environ['PATH']}"}
+    tempfile.tempdir = temporary
+    os.chdir(work)
+    run("cc", "-O1", "-Wall", "-Werror", "-pthread", f"{HERE}/twin/caller.c", "-o", "caller")
+    run("cc", "-O1", "-shared", "-fPIC", f"{HERE}/twin/other_drivers.c", "-o", "other_drivers.so", "-ldl")
+    for part in sys.argv[2:] or ("what_is_recorded", "what_is_refused", "what_the_model_answers", "what_a_recording_answers",
+                                 "other_drivers", "what_others_read", "twin_of_a_report"):
+        globals()[part]()
