@@ -151,8 +151,8 @@ ZEL_API uint32_t FW_SpiFlash_ShowCustomName(void);
 /** @copydoc FW_SpiFlash_ShowCustomName */
 ZEL_API uint32_t FW_N25Q256A_ShowCustomName(void);
 /** Reads the description.
- *  @param text  out: FW_DESCRIPTION_SIZE bytes, all of which are written; the text is NUL-terminated. With FW_NOT_SET only
- *               the first byte is written, a NUL. Untouched if a read fails
+ *  @param text  out: FW_DESCRIPTION_SIZE bytes, all of which are written; the text is NUL-terminated. With FW_NOT_SET
+ *               only the first byte is written, a NUL. Untouched if a read fails
  *  @return 0; FW_NOT_SET (no description stored); or the failed read's result */
 ZEL_API uint32_t FW_SpiFlash_GetCustomDesc(char *text);
 /** @copydoc FW_SpiFlash_GetCustomDesc */

@@ -68,8 +68,9 @@ ZEL_API uint32_t FW_N25Q256A_SetExtendedLow(void);
  *  last pause is left out; a failed erase pauses all the same. These functions do not look at the diagnostic flags and
  *  do not set the flash-access flag.
  *
- *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: a read or program after
- *  a success, a sector erase after each erase request, also a failed one. FW_N25Q256A_FlashRead, FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
+ *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: a read or program
+ *  after a success, a sector erase after each erase request, also a failed one. FW_N25Q256A_FlashRead,
+ *  FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
  *  @{ */
 
 /** Reads bytes of the flash.
