@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <numeric>
 #include <set>
 
@@ -18,6 +19,9 @@ FILE *out = stdout;
 /** Numbers that people read in hexadecimal. */
 static const std::set<std::string> kHexadecimal{"address", "checksum",     "crc32",  "end",   "io",  "number",
                                                 "offset",  "power_status", "result", "start", "sum", "value"};
+
+/** Digits behind the point, where one is not enough. */
+static const std::map<std::string, int> kDecimals{{"bias", 3}, {"voltage", 3}, {"rx_power", 2}, {"tx_power", 2}};
 
 constexpr size_t kGap = 2, kNarrowest = 12;
 
@@ -71,7 +75,10 @@ std::string cell(const std::string &key, const Json &value) {
   if (value.is_null()) return "-";
   if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
   if (value.is_string()) return escaped(value.get<std::string>());
-  if (value.is_number_float()) return format("%.1f", value.get<double>());
+  if (value.is_number_float()) {
+    const auto decimals = kDecimals.find(key);
+    return format("%.*f", decimals != kDecimals.end() ? decimals->second : 1, value.get<double>());
+  }
   if (value.is_number() && kHexadecimal.contains(key)) return format("0x%X", value.get<uint32_t>());
   if (value.is_number()) return value.dump();
   std::string joined;

@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const std::string path = "/proc/self/fd/" + std::to_string(fd);
   fake::require(ftruncate(fd, 0) == 0 && pwrite(fd, data, size, 0) == static_cast<ssize_t>(size));
   try {
-    zelsim::tool::read_page(path);
+    zelsim::tool::read_pages(path);
   } catch (const zelsim::tool::Usage &) {
     // a refusal names the argument
   }

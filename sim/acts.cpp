@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "attached.h"
+#include "diagnostics_page.h"
 #include "faults.h"
 #include "modules.h"
 #include "trace.h"
@@ -58,6 +59,7 @@ void restore_cage(Commands &commands, unsigned port, const Cage &before, const C
   if (before.loss_of_signal != los)
     commands.add("set loss-of-signal " + number + ' ' + std::to_string(before.loss_of_signal));
   if (before.tx_fault != fault) commands.add("set tx-fault " + number + ' ' + std::to_string(before.tx_fault));
+  for (const std::string &command : measured_commands(port, before, after, plugs)) commands.add(command);
   bool has_link = before.phy != PhyKind::None;
   if (has_link && (plugs || link_text(before) != link_text(after)))
     commands.add("set link " + number + ' ' + link_text(before));

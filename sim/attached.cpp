@@ -5,6 +5,7 @@
 #include <sys/file.h>
 
 #include "board.h"
+#include "diagnostics.h"
 #include "rules.h"
 #include "system_calls.h"
 
@@ -130,7 +131,10 @@ Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
 }
 
 Guard::~Guard() {
-  if (intent_ == Intent::Change) announce_change(board_);
+  if (intent_ == Intent::Change) {
+    latch_flags(board_);
+    announce_change(board_);
+  }
   pthread_mutex_unlock(&board_.mutex);
 }
 

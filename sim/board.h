@@ -60,6 +60,7 @@ int expander(Board &board, Transfer &transfer);
 int clock_chip(Board &board, Transfer &transfer);
 int temperature_sensor(Board &board, Transfer &transfer);
 int module_memory(Board &board, Transfer &transfer);
+int module_diagnostics(Board &board, Transfer &transfer);
 int copper_phy(Board &board, Transfer &transfer);
 
 void reset_expanders(Board &board);
@@ -82,7 +83,8 @@ uint8_t tx_disable(const Board &board, unsigned port);
 /** True for the cages of the main board, and for those of a fitted board with cages. */
 bool has_cage(const Board &board, unsigned port);
 /** Puts a module with this identification page into a cage. Light is there and nothing fails until the world says so. */
-void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy);
+void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy,
+          const Diagnostics &diagnostics);
 void unplug(Cage &cage);
 
 /** The module in the cage that the GPIO driver selected; null if there is none. */

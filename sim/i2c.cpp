@@ -9,7 +9,8 @@ namespace {
 
 const I2cDevice kDevices[] = {
     {kFirstWide, 0x4c, expander},     {0x60, 0x6e, clock_chip},    {kFirstNarrow, 0x7a, expander},
-    {0x9e, 0x9e, temperature_sensor}, {0xa0, 0xa0, module_memory}, {0xac, 0xac, copper_phy},
+    {0x9e, 0x9e, temperature_sensor}, {0xa0, 0xa0, module_memory}, {0xa2, 0xa2, module_diagnostics},
+    {0xac, 0xac, copper_phy},
 };
 
 const I2cDevice *device_at(uint8_t address) {

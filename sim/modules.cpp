@@ -5,10 +5,11 @@
 
 #include "../cli/module_page.h"
 #include "arguments.h"
+#include "diagnostics_page.h"
 #include "modules.h"
 #include "tool.h"
 
-// Modules that can be plugged: by name, with an SFF-8472 page A0h each, or by a file of a page: raw bytes, or a dump in
+// Modules that can be plugged: by name, with an SFF-8472 page A0h each, or by a file of its pages: raw bytes, or a dump in
 // hexadecimal as diagnostic tools print it.
 
 namespace zelsim::tool {
@@ -73,6 +74,7 @@ ModulePage page_of(const Kind &kind) {
   put_checksum(page, 0, 63);
   put_text(page, 68, 16, "ZS00000001");  // serial number
   put_text(page, 84, 8, "260101");       // date code
+  announce_diagnostics(page, kind.name);
   put_checksum(page, 64, 95);
   put_text(page, 96, 32, "virtual module");  // vendor specific
   return page;
@@ -129,10 +131,13 @@ Module find_module(const std::string &wanted) {
   std::error_code none;
   if (!std::filesystem::exists(wanted, none) && wanted != "-")
     throw Usage("MODULE: '" + wanted + "' is neither in the catalogue (zelsim modules) nor a file");
-  ModulePage page = read_page(wanted);
+  std::vector<ModulePage> pages = read_pages(wanted);
+  const ModulePage &page = pages[0];
+  std::optional<ModulePage> diagnostics;
+  if (pages.size() > 1) diagnostics = pages[1];
   // By the same marks that a host goes by: an RJ45 connector, or 1000BASE-T as the only code.
   bool copper = page[2] == kRj45 || page[6] == 0x08;
-  return {std::filesystem::path(wanted).filename(), page, copper ? PhyKind::Marvell : PhyKind::None};
+  return {std::filesystem::path(wanted).filename(), page, copper ? PhyKind::Marvell : PhyKind::None, diagnostics};
 }
 
 }  // namespace
@@ -141,22 +146,29 @@ const char *phy_name(PhyKind phy) { return phy == PhyKind::Marvell ? "marvell" :
 
 std::vector<Module> catalogue() {
   std::vector<Module> modules;
-  for (const Kind &kind : kKinds) modules.push_back({kind.name, page_of(kind), kind.phy});
+  for (const Kind &kind : kKinds) {
+    ModulePage page = page_of(kind);
+    modules.push_back({kind.name, page, kind.phy, diagnostics_page(page, kind.name)});
+  }
   modules.push_back({"blank", {}, PhyKind::None});
   modules.back().page.fill(0xff);
   return modules;
 }
 
-ModulePage read_page(const std::string &file) {
+std::vector<ModulePage> read_pages(const std::string &file) {
   const std::vector<uint8_t> content = read_file(file, 65536, "MODULE");
   std::string bytes(content.begin(), content.end());
   auto printable = [](unsigned char c) { return std::isprint(c) || std::isspace(c); };
   if (std::all_of(bytes.begin(), bytes.end(), printable)) bytes = parse_dump(bytes);
   if (bytes.size() != 128 && bytes.size() != 256 && bytes.size() != kTwoPages)
-    throw Usage("MODULE: '" + file + "' holds " + std::to_string(bytes.size()) + " bytes, not 128 or 256");
-  ModulePage page = {};
-  std::copy_n(bytes.begin(), std::min(bytes.size(), page.size()), page.begin());
-  return page;
+    throw Usage("MODULE: '" + file + "' holds " + std::to_string(bytes.size()) + " bytes, not 128, 256 or 512");
+  std::vector<ModulePage> pages;
+  for (size_t at = 0; at < bytes.size(); at += sizeof(ModulePage)) {
+    ModulePage page = {};
+    std::copy_n(bytes.begin() + at, std::min(bytes.size() - at, page.size()), page.begin());
+    pages.push_back(page);
+  }
+  return pages;
 }
 
 void plug_module(const CommandLine &line) {
@@ -164,7 +176,8 @@ void plug_module(const CommandLine &line) {
   Module module = find_module(line.words[1]);
   OpenBoard board = open_board(line.board);
   if (!has_cage(*board, port)) throw Failure("PORT: port " + line.words[0] + " has no cage: no SFP board in its slot");
-  plug(*board, port, module.name.c_str(), module.page.data(), module.phy);
+  plug(*board, port, module.name.c_str(), module.page.data(), module.phy,
+       diagnostics_of(module.page, module.diagnostics));
 }
 
 Json modules_document(const CommandLine &) {
@@ -175,7 +188,8 @@ Json modules_document(const CommandLine &) {
     rows.push_back({{"module", module.name},
                     {"part_number", blank ? "-" : part_number},
                     {"rate_mbd", module.page[kRate] * 100},
-                    {"phy", module.phy == PhyKind::None ? Json() : Json(phy_name(module.phy))}});
+                    {"phy", module.phy == PhyKind::None ? Json() : Json(phy_name(module.phy))},
+                    {"diagnostics", module.diagnostics.has_value()}});
   }
   return {{"modules", rows}};
 }

@@ -18,12 +18,14 @@ Cage *selected_module(Board &board) {
   return &board.cages[port];
 }
 
-void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy) {
+void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy,
+          const Diagnostics &diagnostics) {
   Cage &cage = board.cages[port];
   unplug(cage);
   strncpy(cage.name, name, sizeof cage.name - 1);
   memcpy(cage.page, page, sizeof cage.page);
   cage.phy = phy;
+  cage.diagnostics = diagnostics;
   reset_phy(cage);
   restart_negotiation(board, cage);
   cage.loss_of_signal = 0;

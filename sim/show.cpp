@@ -1,6 +1,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "diagnostics_page.h"
 #include "documents.h"
 #include "faults.h"
 #include "indicators.h"
@@ -163,6 +164,7 @@ Json document_of(const Board &board, const std::filesystem::path &folder) {
           {"registers", registers_of(board)},
           {"serial_gpio", chain_of(board)},
           {"links", links_of(board)},
+          {"diagnostics", diagnostics_of(board)},
           {"faults", faults_of(board)},
           {"settle_ms", board.settle_ms},
           {"paused_us", board.paused_us}};

@@ -11,7 +11,7 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 6;
+constexpr uint32_t kVersion = 7;
 
 // The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
 constexpr unsigned kSlots = 3;
@@ -116,6 +116,14 @@ struct I2c {
 
 enum class PhyKind : uint8_t { None, Marvell, Other };
 
+/** SFF-8472 page A2h. The five words from byte 96 are measured with light in the receiver and the laser on, and `dark`
+ *  are the same five without; the flags are the latched ones. */
+struct Diagnostics {
+  uint8_t present;
+  uint8_t page[256];
+  uint8_t dark[10];
+};
+
 struct Cage {
   uint8_t fitted;
   // Line levels. Both are pulled up in an empty cage.
@@ -128,6 +136,7 @@ struct Cage {
   uint16_t link_speed;  // what the cable's other end offers: 10, 100, 1000, or 0 without a cable
   uint8_t full_duplex;
   int64_t negotiating_since_us;
+  Diagnostics diagnostics;
 };
 
 enum class RegisterSpace : uint8_t { Free, Soc, SwitchChip, Phy };

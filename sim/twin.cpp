@@ -5,6 +5,7 @@
 
 #include "../cli/archive.h"
 #include "../cli/module_page.h"
+#include "diagnostics_page.h"
 #include "flash_map.h"
 #include "modules.h"
 #include "system_calls.h"
@@ -239,25 +240,33 @@ class Twin {
     for (const Json &row : at({"modules"})) {
       auto port = number_of(member(row, {"port"}), kPorts - 1);
       if (!port || !has_cage(board_, *port)) continue;
-      const std::vector<uint8_t> *page = file(member(row, {"a0"}));
-      ModulePage memory = {};
-      if (page == nullptr || page->size() != memory.size()) {
+      std::optional<ModulePage> page = page_in(member(row, {"a0"}));
+      if (page) {
+        build_module(*port, row, *page);
+      } else {
         note(format("port %u: module", *port), "the report has not its page A0h");
-        continue;
       }
-      std::copy(page->begin(), page->end(), memory.begin());
-      build_module(*port, row, memory);
     }
+  }
+
+  std::optional<ModulePage> page_in(const Json &name) const {
+    const std::vector<uint8_t> *bytes = file(name);
+    ModulePage page = {};
+    if (bytes == nullptr || bytes->size() != page.size()) return {};
+    std::copy(bytes->begin(), bytes->end(), page.begin());
+    return page;
   }
 
   void build_module(unsigned port, const Json &row, const ModulePage &page) {
     const ::ModulePage first_half = std::span(page).first<kPageLength>();
     std::string name = printable(part_number_of(first_half));
-    plug(board_, port, name.empty() ? "module" : name.c_str(), page.data(), phy_kind(row, first_half));
+    const Json &a2 = member(row, {"a2"});
+    Diagnostics diagnostics = diagnostics_of(page, page_in(a2));
+    plug(board_, port, name.empty() ? "module" : name.c_str(), page.data(), phy_kind(row, first_half), diagnostics);
     board_.gpio.selected_cage = static_cast<uint8_t>(port);  // where the report has left it
     ++modules_;
-    if (!member(row, {"a2"}).is_null())
-      note(format("port %u: page A2h", port), "modules of the virtual switch have none");
+    if (!a2.is_null() && !diagnostics.present)
+      note(format("port %u: page A2h", port), "page A0h announces none, or the report has not its bytes");
     if (board_.cages[port].phy != PhyKind::None && !member(row, {"phy"}).is_array())
       note(format("port %u: PHY of the module", port), "it was switched off with its transmitter");
   }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "diagnostics_page.h"
 #include "tool.h"
 
 // What a person or the world does to a switch, and how the command line says it.
@@ -51,6 +52,11 @@ void set_link(const CommandLine &line) {
   cage.link_speed = kSpeeds[line.values[1]];
   cage.full_duplex = duplex == kFull;
   restart_negotiation(*board, cage);
+}
+
+template <Quantity Measured>
+void set_module(const CommandLine &line) {
+  set_measured(line, Measured);
 }
 
 void fit_slot(const CommandLine &line) {
@@ -105,6 +111,32 @@ constexpr CommandRow kWorldCommands[] = {
      .run = set_line<&Cage::tx_fault>,
      .alias = "txfault"},
     {"set link", "PORT SPEED=down|10|100|1000 ?DUPLEX=half|full", "other end of a copper module's cable", set_link},
+    {"set module-temperature", "PORT VALUE", "degrees Celsius that the module measures", set_module<kTemperature>,
+     "set module-temperature 24 -3.5"},
+    {.name = "set voltage",
+     .arguments = "PORT VALUE",
+     .what = "volts of the module's supply",
+     .run = set_module<kVoltage>,
+     .example = "set voltage 24 3.28",
+     .alias = "module-voltage"},
+    {.name = "set bias",
+     .arguments = "PORT VALUE",
+     .what = "milliamperes of the module's laser while it is on",
+     .run = set_module<kBias>,
+     .example = "set bias 24 7.25",
+     .alias = "module-bias"},
+    {.name = "set tx-power",
+     .arguments = "PORT VALUE",
+     .what = "dBm that the module's laser gives while it is on",
+     .run = set_module<kTxPower>,
+     .example = "set tx-power 24 -2.5",
+     .alias = "module-tx-power"},
+    {.name = "set rx-power",
+     .arguments = "PORT VALUE",
+     .what = "dBm that the module's receiver gets while there is light",
+     .run = set_module<kRxPower>,
+     .example = "set rx-power 24 -14.25",
+     .alias = "module-rx-power"},
     {"set settle", "MILLISECONDS", "a copper PHY's auto-negotiation time",
      set_state<offsetof(Board, settle_ms), uint32_t>},
     {"set chip-index", "BYTE", "flash chip that the driver reports; 0: fitted",

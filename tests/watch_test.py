@@ -16,7 +16,12 @@ BUS, SLOTS = ("10G cages", "slot 1", "temperature"), ("slot 1", "slot 2", "slot 
 DEEDS = [
     ("unplug 3", [("port 3 module", "in", "out")]),
     ("plug 3 1g-lx", [("port 3 module", "out", "in"), ("port 3 transmitter", "absent", "off")]),
-    ("set los 24 1", [("port 24 light", "ok", "lost")]),
+    ("set rx-power 24 -11", [("port 24 rx power", "normal", "low warning")]),
+    ("set rx-power 24 2.5", [("port 24 rx power", "low warning", "high alarm")]),
+    ("set module-temperature 24 76", [("port 24 temperature", "normal", "high warning")]),
+    ("set rx-power 24 -3", [("port 24 rx power", "high alarm", "normal")]),
+    ("set bias 24 1", []),  # the transmitter is off
+    ("set los 24 1", [("port 24 light", "ok", "lost"), ("port 24 rx power", "normal", "low alarm")]),
     ("set temperature 79.5", []),
     ("set temperature 80", [("temperature", "normal", "hot")]),
     ("set temperature 75.5", []),
@@ -36,7 +41,18 @@ FAULTS = [
     ("i2c:BufRead@0x9e --result busy", "i2c", "zelboard_temperature_celsius", 'zelboard_port_module_present{port="3"} 1'),
     ("gpio:GetAlarmLed", "gpio", 'led="alarm"', 'led="system"'),
     ("gpio:GetSocRegister", "gpio", 'zelboard_port_loss_of_signal{port="24"}', 'zelboard_port_loss_of_signal{port="3"}'),
+    ("i2c:BufRead@0xa2", "i2c", "zelboard_sfp_", 'zelboard_subsystem_success{subsystem="slot 1"} 0'),
+    ("gpio:SelectCage", "gpio", "zelboard_sfp_", 'zelboard_port_module_present{port="3"} 1'),
     ("flash:read", "flash", "zelboard_power_alarm", "zelboard_led_state"),
+]
+
+
+# Of the modules in ports 3 and 24, in base units.
+SAMPLES = [
+    ("zelboard_sfp_temperature_celsius", 3, 35), ("zelboard_sfp_voltage_volts", 24, 3.3),
+    ("zelboard_sfp_bias_amperes", 24, 0), ("zelboard_sfp_rx_power_watts", 24, 0.00048978),
+    ("zelboard_sfp_rx_power_watts", 3, 0.00023442), ("zelboard_sfp_rx_power_threshold_watts", 24, 0.00004074),
+    ("zelboard_sfp_alarm", 24, 0), ("zelboard_sfp_warning", 3, 0),
 ]
 
 
@@ -63,15 +79,18 @@ with tempfile.TemporaryDirectory() as folder:
         zelsim("heal")
     text = metrics(f"--trace={folder}/trace")
     assert len(re.findall(r"^zelboard_up.* 1$", text, re.M)) == 3 and text.endswith("# EOF\n"), text
+    for metric, port, value in SAMPLES:
+        found = re.search(f'^{metric}{{port="{port}".*}} (.*)$', text, re.M)
+        assert found and abs(float(found[1]) - value) <= abs(value) / 100, (metric, found)
     for line in open(f"{folder}/trace", encoding="utf-8"):
-        assert re.search("^pause| Get| BufRead | SelectLowerSegment | read | lseek ", line), f"watching writes: {line}"
+        assert re.search("^pause| Get| SelectCage | BufRead | SelectLowerSegment | read | lseek ", line), f"watching writes: {line}"
     if shutil.which("promtool"):
         check = subprocess.run(["promtool", "check", "metrics"], input=text, text=True, capture_output=True)
         assert check.returncode == 0 and not check.stderr + check.stdout, check
 
     words = ("--fast", "--", f"{BIN}zelctl", "monitor", "--json", "--interval", "20", "--initial")
     watcher = on_switch(*words)
-    while json.loads(watcher.stdout.readline())["subject"] != "port 24 transmitter":
+    while json.loads(watcher.stdout.readline())["subject"] != "port 24 rx power":
         pass
     for deed, expected in DEEDS:
         zelsim(deed)  # in the middle of a round, perhaps: what it changes is then told in this one and the next

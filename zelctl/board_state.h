@@ -53,7 +53,9 @@ struct Reading {
   std::string source;  // who answers for it
   std::vector<std::string> states;
   std::optional<double> value;
-  std::string silence;  // why there is no value
+  std::string silence;   // why there is no value
+  std::string detail;    // more for people to read
+  bool trouble = false;  // somebody should look, besides what the table says
 
   /** Word for the value, or the number itself. */
   std::string state() const;

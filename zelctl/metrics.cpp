@@ -1,17 +1,18 @@
+#include "metrics.h"
+
 #include <ctime>
 #include <memory>
 
-#include "board_state.h"
+#include "optics.h"
 
-/** One metric: its help and type, and its samples. Without a sample it is left out. */
-static std::string metric(const std::string &name, const std::string &help, const std::vector<std::string> &samples) {
+std::string metric(const std::string &name, const std::string &help, const std::vector<std::string> &samples) {
   if (samples.empty()) return "";
   std::string text = "# HELP zelboard_" + name + " " + help + "\n# TYPE zelboard_" + name + " gauge\n";
   for (const std::string &sample : samples) text += "zelboard_" + name + sample + "\n";
   return text;
 }
 
-static std::string sample(const std::string &labels, double value) {
+std::string sample(const std::string &labels, double value) {
   return (labels.empty() ? "" : "{" + labels + "}") + format(" %.15g", value);
 }
 
@@ -53,11 +54,14 @@ static std::string drivers_up(const Round &round) {
   return metric("up", "Whether a driver answered all questions.", samples);
 }
 
-static std::string subsystems_read(const std::vector<Reading> &readings) {
+static std::string subsystems_read(const std::vector<Reading> &readings, const std::vector<Optics> &modules) {
   std::map<std::string, bool> whole;
   for (const Reading &reading : readings) {
     bool &good = whole.emplace(reading.source, true).first->second;
     if (!reading.value) good = false;
+  }
+  for (const Optics &module : modules) {
+    if (!module.silence.empty()) whole[module.source] = false;
   }
   std::vector<std::string> samples;
   for (const auto &[source, good] : whole) samples.push_back(sample("subsystem=\"" + source + "\"", good));
@@ -68,8 +72,9 @@ static std::string subsystems_read(const std::vector<Reading> &readings) {
 static std::string metrics_text() {
   Round round;
   const std::vector<Reading> readings = read_board(round, true);
+  const std::vector<Optics> modules = read_optics(round, readings, Flags::Read);
   const auto now = static_cast<double>(std::time(nullptr));
-  return metrics_of(readings) + drivers_up(round) + subsystems_read(readings) +
+  return metrics_of(readings) + optics_metrics(modules) + drivers_up(round) + subsystems_read(readings, modules) +
          metric("collection_timestamp_seconds", "When the board was read, in seconds since 1970.", {sample("", now)}) +
          "# EOF\n";
 }
@@ -86,4 +91,5 @@ void add_metrics_command(App &app) {
                          "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom",
                          announced([path] { write_metrics(*path); }));
   output_option(metrics, *path);
+  optics_option(metrics);
 }

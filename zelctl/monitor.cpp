@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "board_state.h"
 #include "event_commands.h"
 #include "journal.h"
+#include "optics.h"
 
 static uint32_t interval = 1000, lifetime, threshold = 80, command_limit = 30;
 static bool initial, to_journal;
@@ -59,7 +59,9 @@ class Monitor {
     Round round;
     before_ = std::exchange(known_, {});
     std::map<std::string, std::string> silences;  // of all who are asked: why there is no answer, or nothing
-    for (const Reading &reading : read_board(round, false)) {
+    std::vector<Reading> readings = read_board(round, false);
+    add_optics(round, readings);
+    for (const Reading &reading : readings) {
       std::string &silence = silences[reading.source];
       if (silence.empty()) silence = reading.silence;
       if (reading.value)
@@ -80,14 +82,15 @@ class Monitor {
   static constexpr const char *kAnswers = "answers", *kSilent = "does not answer";
 
   void compare(const Reading &reading) {
-    Event event{kind_of(*reading.what), reading.subject, reading.label, reading.which, "", reading.word(), "", false};
+    Event event{kind_of(*reading.what), reading.subject, reading.label, reading.which, "",
+                reading.word(),         reading.detail,  false};
     if (reading.subject == kTemperature) {
       constexpr double kHysteresis = 5;
       const bool was_hot = before_.contains(reading.subject) && before_[reading.subject] == reading.states[1];
       event.now = reading.states[*reading.value >= threshold - (was_hot ? kHysteresis : 0) ? 1 : 0];
       event.detail = format("%.1f degrees", *reading.value);
     }
-    event.trouble = event.now == reading.what->trouble;
+    event.trouble = reading.trouble || event.now == reading.what->trouble;
     note(reading.subject, event, reading.states.empty() ? event.now : reading.states[0]);
   }
 
@@ -158,6 +161,7 @@ void add_monitor_command(App &app) {
          "Milliseconds from one round of questions to the next (1000); what lasts shorter can be missed", 10, 3600000);
   number(leaf, "--for", lifetime, "Seconds after which it ends, else when it is interrupted", 1, 31536000);
   number(leaf, "--hot", threshold, "Degrees Celsius from which the board is hot (80)", 1, 127);
+  optics_option(leaf);
   flag(leaf, "--initial", initial, "First print what stands now");
   flag(leaf, "--journal", to_journal, "Events go to the systemd journal, with fields, and are not printed");
   any_text(leaf, "--journal-socket", journal_socket, "The journal's socket, of another journal namespace for instance");

@@ -1,6 +1,7 @@
 #include "report.h"
 
-constexpr uint8_t kDiagnosticsMemory = 0xA2;
+#include "optics.h"
+
 constexpr size_t kWholePage = 256;
 
 using WholePage = std::vector<uint8_t>;
@@ -19,11 +20,6 @@ struct Memory {
   WholePage a0, a2;
   Json phy;
 };
-
-/** Byte 92 of page A0h. */
-enum Monitoring : uint8_t { kAddressChange = 0x04, kImplemented = 0x40 };
-
-static bool has_diagnostics(ModulePage a0) { return (a0[92] & kImplemented) != 0 && (a0[92] & kAddressChange) == 0; }
 
 /** Only registers without a bit that reading clears. A module that is switched off keeps its PHY in reset: null. */
 static Json read_phy(uint32_t port) {
@@ -48,7 +44,7 @@ static Memory read_memory(Report &report, uint32_t port) {
     require_port(FW_SfpSel(port), port, "selection of the cage");
     Memory memory{read_page(port, FW_SFP_MEMORY), {}, {}};
     const ModulePage a0 = first_half(memory.a0);
-    if (has_diagnostics(a0)) {
+    if (offers_diagnostics(a0)) {
       report.ask(format("port %u: page A2h", port), [&]() -> Json {
         memory.a2 = read_page(port, kDiagnosticsMemory);
         return {};
@@ -70,8 +66,9 @@ static Json module_row(Report &report, uint32_t port) {
     report.add_file(row["a2"], memory.a2);
   }
   append(row, "copper", is_copper_module(a0), "checksums", checksums_hold(a0) ? "correct" : "wrong", "decoded",
-         decode_page(a0), "phy", memory.phy);
-  if ((a0[92] & kImplemented) != 0 && (a0[92] & kAddressChange) != 0)
+         decode_page(a0), "diagnostics", memory.a2.empty() ? Json() : decode_diagnostics(a0, first_half(memory.a2)),
+         "phy", memory.phy);
+  if (has_diagnostics(a0) && needs_address_change(a0))
     report.note(format("port %u: page A2h", port), "the module wants its address changed by a write");
   return row;
 }

@@ -1,7 +1,7 @@
 #include <array>
 #include <memory>
 
-#include "records.h"
+#include "optics.h"
 
 static std::string class_name(uint8_t code) {
   if (code == FW_SFP_COPPER_SERDES) return "1000BASE-T SerDes";
@@ -14,10 +14,7 @@ using PageBytes = std::array<uint8_t, kPageLength>;
 /** The page of the module in a cage. Throws a Failure of status FW_NOT_SET when the cage is empty. */
 static PageBytes read_page(uint32_t port) {
   PageBytes page{};
-  uint8_t absent = 1;
-  require_port(FW_GetPortSfpPresnt(port, &absent), port, "presence of a module");
-  if (absent != 0) throw Failure{format("port %u: the cage is empty", port), FW_NOT_SET};
-  require_port(FW_SfpSel(port), port, "selection of the cage");
+  select_module(port);
   require_port(FW_I2C_BufRead(FW_SFP_MEMORY, 0, 1, kPageLength, page.data()), port, "memory of the module");
   return page;
 }
@@ -81,17 +78,6 @@ static void show_module(uint32_t port) {
   all["link"] = link_of(port, page);
   show(all);
   if (settings.verbose) FW_Show_SFP_Moudle(port, 0, 1);
-}
-
-static void dump(uint32_t port, const std::string &output) {
-  const PageBytes page = require_page(port);
-  std::vector<uint8_t> bytes(page.begin(), page.end());
-  bytes.resize(2 * kPageLength);
-  require_port(FW_I2C_BufRead(FW_SFP_MEMORY, kPageLength, 1, kPageLength, bytes.data() + kPageLength), port,
-               "memory of the module");
-  if (!output.empty()) return write_output(output, bytes, "--output");
-  if (settings.json) return show(record("port", port, "data", hex_text(bytes)));
-  hexdump(bytes, 0);
 }
 
 /** A register of a module's PHY. Of a module without one the library prints why it refuses. */
@@ -158,19 +144,6 @@ static void add_show(App &family) {
   port_argument(app, *port);
 }
 
-struct ModuleDumpOptions {
-  uint32_t port = 0;
-  std::string output;
-};
-
-static void add_dump(App &family) {
-  const auto options = std::make_shared<ModuleDumpOptions>();
-  App *app = command(family, "dump", "A module's memory, 256 bytes", "sfp dump 24 -o page.bin",
-                     [options] { dump(options->port, options->output); });
-  port_argument(app, options->port);
-  output_option(app, options->output);
-}
-
 static void add_phy(App &family) {
   const auto options = std::make_shared<PhyOptions>();
   App *app = command(family, "phy", "PHY registers of a copper module; its transmitter is switched on",
@@ -191,7 +164,7 @@ void add_sfp_commands(App &app) {
   App *family = command(app, "sfp", "Pluggable modules", "sfp list");
   command(*family, "list", "All cages: class, vendor, part, rate, link", "sfp list", [] { show(modules()); });
   add_show(*family);
-  add_dump(*family);
+  add_optics_commands(*family);
   add_phy(*family);
   add_sgmii(*family);
 }

@@ -27,15 +27,24 @@ Region = NamedTuple("Region", [("region", str), ("start", int), ("size", int), (
 Register = NamedTuple("Register", [("address", int), ("value", int), ("space", str), ("port", Optional[int])])
 ChainBit = NamedTuple("ChainBit", [("group", int), ("bit", int), ("value", int)])
 Link = NamedTuple("Link", [("port", int), ("phy", str), ("speed", int), ("full_duplex", bool)])
+# What a module with SFF-8472 diagnostics measures: degrees Celsius, volts, milliamperes, dBm; and its flags, as
+# "rx_power_low".
+Diagnostics = NamedTuple("Diagnostics", [
+    ("port", int), ("calibration", str), ("temperature", float), ("voltage", float), ("bias", float),
+    ("tx_power", float), ("rx_power", float), ("soft_tx_disable", bool), ("alarms", List[str]),
+    ("warnings", List[str])])
 FaultRule = NamedTuple("FaultRule", [
     ("fault", int), ("target", str), ("result", Any), ("skip", int), ("count", Optional[int]), ("hits", int),
     ("probability", Optional[float]), ("seed", Optional[int])])
-Module = NamedTuple("Module", [("module", str), ("part_number", str), ("rate_mbd", int), ("phy", Optional[str])])
+Module = NamedTuple("Module", [("module", str), ("part_number", str), ("rate_mbd", int), ("phy", Optional[str]),
+                               ("diagnostics", bool)])
 State = NamedTuple("State", [
     ("board", str), ("folder", str), ("slots", Dict[int, Slot]), ("supplies", Dict[int, Supply]), ("panel", Panel),
     ("gpio", Gpio), ("i2c", I2c), ("cages", Dict[int, Cage]), ("flash", FlashCounters), ("registers", List[Register]),
-    ("serial_gpio", List[ChainBit]), ("links", Dict[int, Link]), ("faults", Dict[int, FaultRule]), ("settle_ms", int),
+    ("serial_gpio", List[ChainBit]), ("links", Dict[int, Link]),
+    ("diagnostics", Dict[int, Diagnostics]), ("faults", Dict[int, FaultRule]), ("settle_ms", int),
     ("paused_us", int)])
+
 
 def read(kind: Any, document: Any) -> Any:
     """An object of the type from JSON. What zelsim tells beyond its fields is left out."""

@@ -1,7 +1,8 @@
-#include "../../cli/module_page.h"
+#include "../../cli/diagnostics_page.h"
+#include "diagnostics_page.h"
 #include "web.h"
 
-// A module's page, decoded as zelctl does.
+// A module's pages, decoded as zelctl does.
 
 namespace zelsim::web {
 
@@ -9,9 +10,13 @@ Json module_document(const std::string &board, unsigned port) {
   tool::OpenBoard open = tool::look_at(board);
   const Cage &cage = open->cages[port];
   if (!cage.fitted) throw Failure("PORT: port " + std::to_string(port) + " has no module");
-  return {{"port", port},
-          {"decoded", decode_page(std::span(cage.page).first<kPageLength>())},
-          {"page", hex_text(cage.page)}};
+  const ModulePage identification = std::span(cage.page).first<kPageLength>();
+  Json document = {{"port", port}, {"decoded", decode_page(identification)}, {"page", hex_text(cage.page)}};
+  if (!cage.diagnostics.present) return document;
+  const std::vector<uint8_t> page = tool::diagnostics_bytes(*open, port);
+  document["diagnostics"] = decode_diagnostics(identification, std::span(page).first<kPageLength>());
+  document["diagnostics_page"] = hex_text(page);
+  return document;
 }
 
 }  // namespace zelsim::web

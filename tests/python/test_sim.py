@@ -24,6 +24,7 @@ def names(value: Any) -> Any:
 def test_the_state_has_everything_that_zelsim_shows(board: Board) -> None:
     board.fit(2, "sfp")
     board.plug(8, "copper")
+    board.plug(24, "10g-sr")
     board.fault("i2c:BufRead@0x40-0x4c", result="busy", skip=2)
     board.run(["debugCmd", "sgpio_set", "1", "1", "2"], check=True)
     board.run(["debugCmd", "phy_register_set", "1", "2", "3"], check=True)
@@ -31,6 +32,10 @@ def test_the_state_has_everything_that_zelsim_shows(board: Board) -> None:
     assert names(modules()["10g-sr"]) == names(board.json("modules")["modules"][0])
     state = board.state
     assert (state.slots[2].board, state.cages[8].module, state.links[8].speed) == ("sfp", "copper", 1000)
+    board.set("rx-power", 24, -14.25)
+    optics = board.state.diagnostics[24]
+    assert (optics.calibration, optics.rx_power, optics.temperature) == ("internal", -14.25, 35.0)
+    assert "rx_power_low" in optics.alarms and modules()["1g-sx"].diagnostics
     assert state.serial_gpio[0] == (1, 1, 2) and state.registers[0].value == 3
 
 

@@ -1,0 +1,191 @@
+#!/usr/bin/env python3
+"""Digital diagnostics from the module to those who look: optics_test.py BUILD. The virtual switch writes page A2h and the
+tools read it, by two readings of SFF-8472."""
+import fcntl
+import json
+import os
+import pty
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+
+BIN = f"{sys.argv[1]}/bin/"
+INTERNAL, EXTERNAL, NONE = 24, 25, 26
+# What is said, where it shows in `sfp dom --json`, and how near.
+VALUES = [
+    ("module-temperature", "-3.5", "temperature_celsius", 0.01),
+    ("module-temperature", "71.25", "temperature_celsius", 0.01),
+    ("voltage", "3.28", "voltage_volts", 0.0002),
+    ("bias", "6.1", "bias_milliamperes", 0.004),
+    ("tx-power", "-4.75", "tx_power_dbm", 0.01),
+    ("rx-power", "-14.25", "rx_power_dbm", 0.02),
+    ("rx-power", "0.5", "rx_power_dbm", 0.01),
+]
+# One line each, with the text.
+REFUSALS = [
+    ("rx-power 24 9", "VALUE: '9' is not from -40 to 8.16"),
+    ("rx-power 24 -40.1", "VALUE: '-40.1' is not from -40"),
+    ("module-temperature 24 128", "VALUE: '128' is not from -128"),
+    ("bias 24 -1", "VALUE: '-1' is not from 0 to 131.07"),
+    ("voltage 24 three", "VALUE: 'three' is not a number"),
+    ("voltage 26 3.3", "PORT: the module in port 26 has no diagnostics"),
+    ("voltage 27 3.3", "PORT: port 27 has no module"),
+]
+
+
+def run(*words, status=0, data=None):
+    done = subprocess.run(words, input=data, capture_output=True)
+    assert done.returncode == status, (words, done)
+    return done.stdout if status == 0 else done.stderr.decode()
+
+
+def zelsim(words, **how):
+    return run(f"{BIN}zelsim", *words.split(), **how)
+
+
+def zelctl(words, **how):
+    return run(f"{BIN}zelsim", "run", "--fast", "--", f"{BIN}zelctl", *words.split(), **how)
+
+
+def dom(port):
+    return json.loads(zelctl(f"sfp dom {port} --json"))
+
+
+def measured(port, quantity):
+    return next(row for row in dom(port)["measured"] if row["quantity"] == quantity)
+
+
+def on_terminal(width, words):
+    """What a command prints on a terminal of this width, without colours; and whether it had any."""
+    master, slave = pty.openpty()
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, width, 0, 0))
+    program = [f"{BIN}zelsim", "run", "--fast", "--", f"{BIN}zelctl", *words.split()]
+    done = subprocess.Popen(program, stdout=slave, env={**os.environ, "TERM": "xterm"})
+    os.close(slave)
+    text = b""
+    try:
+        while piece := os.read(master, 65536):
+            text += piece
+    except OSError:  # the terminal's other end is closed
+        pass
+    assert done.wait() == 0
+    plain = re.sub(r"\033\[[0-9;]*m", "", text.decode()).replace("\r", "")
+    return plain, "\033[3" in text.decode()
+
+
+def check_values():
+    for port in INTERNAL, EXTERNAL:
+        assert dom(port)["checksum"].endswith("correct"), port
+        for verb, said, key, near in VALUES:
+            zelsim(f"set {verb} {port} {said}")
+            assert abs(dom(port)[key] - float(said)) <= near, (port, verb, said, dom(port)[key])
+    assert (dom(INTERNAL)["calibration"], dom(EXTERNAL)["calibration"]) == ("internal", "external")
+    for row in dom(INTERNAL)["measured"], dom(EXTERNAL)["measured"]:
+        for one in row:
+            assert one["low_alarm"] < one["low_warning"] < one["high_warning"] < one["high_alarm"], one
+    for words, text in REFUSALS:
+        status = 1 if text.startswith("PORT") else 2
+        told = zelsim(f"set {words}", status=status)
+        assert text in told and told.count("\n") == 1, (words, told)
+
+
+def check_signals():
+    """Light and transmitter of a cage, seen in the module; the module's own bit switches its laser, too."""
+    for port in INTERNAL, EXTERNAL:
+        zelctl(f"cage {port} --tx-disable off")
+        assert dom(port)["bias_milliamperes"] > 1 and dom(port)["tx_disable"] is False
+        for switch_off, key, switch_on in [
+                (lambda: zelctl(f"cage {port} --tx-disable on"), "tx_disable",
+                 lambda: zelctl(f"cage {port} --tx-disable off")),
+                (lambda: zelctl("i2c write 0xa2 110 0x40"), "soft_tx_disable",
+                 lambda: zelctl("i2c write 0xa2 110 0")),
+                (lambda: zelsim(f"set txfault {port} 1"), "tx_fault", lambda: zelsim(f"set txfault {port} 0"))]:
+            switch_off()
+            off = dom(port)
+            assert off[key] is True and off["bias_milliamperes"] < 0.01 and off["tx_power_dbm"] == -40, (port, off)
+            switch_on()
+            assert dom(port)[key] is False and dom(port)["tx_power_dbm"] > -10
+        zelsim(f"set los {port} 1")
+        assert dom(port)["rx_los"] is True and dom(port)["rx_power_dbm"] == -40
+        zelsim(f"set los {port} 0")
+        assert dom(port)["rx_los"] is False and dom(port)["rx_power_dbm"] > -40
+
+
+def check_flags():
+    """A flag stays until it is read, and comes again while its condition lasts."""
+    zelsim(f"set rx-power {INTERNAL} -3")
+    dom(INTERNAL)
+    zelsim(f"set rx-power {INTERNAL} -30")
+    for _ in range(2):
+        row = measured(INTERNAL, "rx_power")
+        assert (row["state"], row["flags"]) == ("low alarm", ["low alarm", "low warning"]), row
+    zelsim(f"set rx-power {INTERNAL} -3")
+    assert b"rx_power_low" in zelsim(f"get diagnostics.{INTERNAL}.alarms"), "a look from outside clears nothing"
+    row = measured(INTERNAL, "rx_power")
+    assert (row["state"], row["flags"]) == ("normal", ["low alarm", "low warning"]), row
+    assert measured(INTERNAL, "rx_power")["flags"] == []
+
+
+def check_memory():
+    """Only the user's memory and the control bits take writes, and a write that goes beyond changes nothing."""
+    zelctl(f"sfp dom {INTERNAL}")
+    zelctl("i2c write 0xa2 128 1 2 3")
+    zelctl("i2c write 0xa2 247 9 9", status=1)
+    zelctl("i2c write 0xa2 96 1", status=1)
+    page = zelctl(f"sfp dump {INTERNAL} --page a2 --raw")
+    assert page[128:131] == b"\1\2\3" and page[247] == 0 and len(page) == 256
+
+
+def check_dumps(folder):
+    """What is dumped can be plugged, and is then the same."""
+    for port in INTERNAL, EXTERNAL:
+        both = zelctl(f"sfp dump {port} --raw")
+        lines = zelctl(f"sfp dump {port} --hex").decode()
+        assert len(both) == 512 and lines.startswith("Offset\t\tValues\n------\t\t------\n0x0000:\t\t03 04 07 ")
+        assert "\n0x01f0:\t\t" in lines and bytes.fromhex("".join(re.findall(r":\t\t(.*) \n", lines))) == both
+        before = dom(port)
+        for name, content in ("raw", both), ("hex", lines.encode()), ("table", zelctl(f"sfp dump {port}")):
+            path = f"{folder}/{name}"
+            with open(path, "wb") as file:
+                file.write(content)
+            zelsim(f"plug {port} {path}")
+            after = dom(port)
+            assert {**after, "port": port} == before, (name, before, after)
+    assert len(zelctl(f"sfp dump {NONE} --raw")) == 256
+    assert "no digital diagnostics" in zelctl(f"sfp dump {NONE} --page a2", status=1)
+    assert "no digital diagnostics" in zelctl(f"sfp dom {NONE}", status=1)
+    both = zelctl(f"sfp dump {INTERNAL} --raw")
+    for size, status in (128, 1), (256, 1), (512, 0):
+        with open(f"{folder}/page", "wb") as file:
+            file.write(both[:size])
+        zelsim(f"plug 27 {folder}/page")
+        zelctl("sfp dom 27", status=status)
+
+
+def check_pictures():
+    for width in 40, 80, 200:
+        for words in f"sfp dom {EXTERNAL}", "sfp dom":
+            text, coloured = on_terminal(width, words)
+            assert max(map(len, text.split("\n"))) <= width, (width, text)
+            assert coloured == words.endswith(str(EXTERNAL)), text
+        assert len(re.findall(r"\[[-=#]*O[-=#]*\]", on_terminal(width, f"sfp dom {EXTERNAL}")[0])) == 5
+    zelsim(f"set module-temperature {EXTERNAL} 90")
+    bar = re.search(r"\[(.*)\]", on_terminal(80, f"sfp dom {EXTERNAL}")[0])[1]
+    assert re.fullmatch("#+=+-+=+#*O#*", bar), bar
+
+
+with tempfile.TemporaryDirectory() as home:
+    os.environ["ZELSIM_HOME"] = home
+    for deed in ("create", f"plug {INTERNAL} 10g-sr", f"plug {EXTERNAL} 1g-sx", f"plug {NONE} dac"):
+        zelsim(deed)
+    for port_on in INTERNAL, EXTERNAL:
+        zelctl(f"cage {port_on} --tx-disable off")
+    check_values()
+    check_signals()
+    check_flags()
+    check_memory()
+    check_dumps(home)
+    check_pictures()
