@@ -5,7 +5,7 @@
 
 /** How a quantity stands on the page. The four calibration constants of a line are a slope of 1/256 without a sign and an
  *  offset with one; the received power has five floats instead. */
-struct Field {
+struct DiagnosticField {
   const char *key, *name, *unit;
   bool is_power;
   double per_base_unit;
@@ -13,7 +13,7 @@ struct Field {
   bool is_signed;
   size_t thresholds, constants, word;
 };
-constexpr Field kFields[] = {
+constexpr DiagnosticField kFields[] = {
     {"temperature", "temperature", "C", false, 1, 1.0 / 256, true, 0, 84, 96},
     {"voltage", "voltage", "V", false, 1, 1e-4, false, 8, 88, 98},
     {"bias", "bias", "mA", false, 1e3, 2e-3, false, 16, 76, 100},
@@ -52,7 +52,7 @@ static double received(ModulePage page, double count) {
 }
 
 /** A word of the page in people's units. */
-static double value_of(const Field &field, ModulePage page, bool external, size_t at) {
+static double value_of(const DiagnosticField &field, ModulePage page, bool external, size_t at) {
   const uint16_t word = big_endian(page, at);
   double count = word;
   if (field.is_signed) count = static_cast<int16_t>(word);
@@ -71,7 +71,7 @@ static bool bit_at(ModulePage page, size_t first_byte, size_t number) {
 }
 
 static Measurement measurement(size_t number, ModulePage page, bool external, bool has_flags) {
-  const Field &field = kFields[number];
+  const DiagnosticField &field = kFields[number];
   const auto value = [&](size_t at) { return value_of(field, page, external, at); };
   const size_t limits = field.thresholds;
   bool all_equal = true;

@@ -98,7 +98,8 @@ ALTERED = [
     ("set reset-key 1", {("gpio", "GetResetKey", "key"): ("0", "1")}),
     ("set loss-of-signal 24 0", {("i2c", "BufRead", "addr=0x7a byte=0x00"): None,
                                  ("gpio", "GetSocRegister", "address=0x18110 value"): None}),
-    ("plug 3 1g-lx", {("i2c", "BufRead", f"addr=0xa0 port=3 byte=0x{byte:02x}"): None for byte in (6, 46, 60, 61, 63)}),
+    ("plug 3 1g-lx", {("i2c", "BufRead", f"addr=0xa0 port=3 byte=0x{byte:02x}"): None
+                      for byte in (6, 46, 60, 61, 63, 92, 95)}),
     ("set lm75 absent", {("i2c", "GetSensorAlive", "alive"): ("1", "0"), ("i2c", "BufRead", "result"): ("0", "0xffff")}),
     ("fail flash:read --result refused", {("flash", "read", "result"): None}),
     ("flash load -", {("flash", "read", "sector=0x00120000"): ("ff at 0x00123456", "5a at 0x00123456")}),

@@ -8,7 +8,7 @@
 constexpr uint32_t kAllPorts = FW_PORTS;
 enum PageChoice : uint32_t { kAllPages, kPageA0, kPageA2 };
 
-struct DumpOptions {
+struct ModuleDumpOptions {
   uint32_t port = 0;
   uint32_t page = kAllPages;
   bool raw = false;
@@ -161,7 +161,7 @@ static void write_raw(const std::vector<uint8_t> &bytes, const std::string &outp
   write_output(to_output ? "-" : output, bytes, "--output");
 }
 
-static void dump(const DumpOptions &options) {
+static void dump(const ModuleDumpOptions &options) {
   if (options.raw && options.hex) refuse_argument("--raw", "does not go with --hex");
   const std::vector<uint8_t> bytes = chosen_pages(options.port, options.page);
   const uint32_t first = options.page == kPageA2 ? kPageBytes : 0;  // page A2h stands behind page A0h
@@ -182,7 +182,7 @@ static void add_dom(App &sfp) {
 }
 
 static void add_dump(App &sfp) {
-  const auto options = std::make_shared<DumpOptions>();
+  const auto options = std::make_shared<ModuleDumpOptions>();
   App *app =
       command(sfp, "dump", "A module's memory: page A0h, and A2h of a module with diagnostics",
               "sfp dump 24 --hex\n  zelctl sfp dump 24 --page a2 --raw -o page.bin", [options] { dump(*options); });

@@ -96,13 +96,13 @@ static uint16_t read_register(uint32_t port, uint32_t number) {
 
 constexpr uint32_t kNotGiven = 0xFFFFFFFF;
 
-struct PhyOptions {
+struct ModulePhyOptions {
   uint32_t port = 0;
   uint32_t number = kNotGiven;  // of the register
   uint32_t value = kNotGiven;
 };
 
-static void access_registers(const PhyOptions &options) {
+static void access_registers(const ModulePhyOptions &options) {
   const auto [port, number, value] = options;
   if (value != kNotGiven) {
     read_register(port, number);  // fails for what is no copper module: the write itself calls that a success
@@ -145,7 +145,7 @@ static void add_show(App &family) {
 }
 
 static void add_phy(App &family) {
-  const auto options = std::make_shared<PhyOptions>();
+  const auto options = std::make_shared<ModulePhyOptions>();
   App *app = command(family, "phy", "PHY registers of a copper module; its transmitter is switched on",
                      "sfp phy 3 0 0x9140", [options] { access_registers(*options); });
   port_argument(app, options->port);
