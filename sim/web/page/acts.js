@@ -27,7 +27,13 @@ export function dismiss(control) {
 /** Refusals whose cause is gone go, too. */
 export function review() {
   const cause = causeOf();
-  for (const [control, refusal] of refusals) if (refusal.cause !== cause) refusals.delete(control);
+  let gone = false;
+  for (const [control, refusal] of refusals) {
+    if (refusal.cause === cause) continue;
+    refusals.delete(control);
+    gone = true;
+  }
+  if (gone) put('acts', {});
 }
 
 /** Does an act for a control, after a question where something would be lost. @return true when it was done */
