@@ -85,15 +85,17 @@ void each_piece(int fd, With with) {
 }
 
 void copy_piece(int from, int to, off_t at, off_t size) {
-  off_t read_at = at, write_at = at, end = at + size;
+  off64_t read_at = at;
+  off64_t write_at = at;
+  const off64_t end = read_at + size;
   while (read_at < end) {
     auto rest = static_cast<size_t>(end - read_at);
     ssize_t copied = copy_file_range(from, &read_at, to, &write_at, rest, 0);
     if (copied > 0) continue;
     // Not every file system copies within the kernel.
     std::vector<uint8_t> bytes(std::min<size_t>(rest, kSectorSize));
-    ssize_t found = pread(from, bytes.data(), bytes.size(), read_at);
-    if (found <= 0 || pwrite(to, bytes.data(), static_cast<size_t>(found), write_at) != found)
+    ssize_t found = pread(from, bytes.data(), bytes.size(), static_cast<off_t>(read_at));
+    if (found <= 0 || pwrite(to, bytes.data(), static_cast<size_t>(found), static_cast<off_t>(write_at)) != found)
       fail_with("copy the flash image");
     read_at += found;
     write_at += found;

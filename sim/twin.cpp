@@ -172,7 +172,7 @@ class Twin {
     put(clock.value[0], at({"clock", "chip", "status"}));
     std::vector<uint8_t> registers = bytes_of_hex(at({"clock", "chip", "registers"}));
     if (registers.size() == kTimeFields) {
-      time_t chip = clock_reading(registers.data());
+      auto chip = static_cast<time_t>(clock_reading(registers.data()));
       auto host = seconds_of(at({"clock", "chip", "host_time"}));
       if (host) {
         clock.shift_us = (chip - *host) * kMicroseconds;
@@ -191,7 +191,7 @@ class Twin {
     put(record[1], at({"clock", "held", "pm"}));
     auto seconds = seconds_of(at({"clock", "held", "time"}));
     if (!seconds) return;
-    time_t time = *seconds;
+    auto time = static_cast<time_t>(*seconds);
     const std::tm &held = *std::gmtime(&time);
     const int words[] = {held.tm_sec, held.tm_min, held.tm_hour, held.tm_mday, held.tm_mon, held.tm_year, held.tm_wday};
     std::memcpy(record + 4, words, sizeof words);
