@@ -49,7 +49,7 @@ def journal(folder):
         listener.bind(path)
         listener.settimeout(30)
         watcher = monitor("--journal", "--journal-socket", path, "--initial")
-        while b"ZELBOARD_SUBJECT=port 24 transmitter\n" not in listener.recv(4096):
+        while b"ZELBOARD_SUBJECT=port 24 rx power\n" not in listener.recv(4096):
             pass
         for deed, fields in DEEDS:
             zelsim(deed)
@@ -75,7 +75,7 @@ def journal(folder):
 def commands(folder):
     script = f'env | grep ^ZELBOARD >>{folder}/env; echo "$ZELBOARD_MESSAGE" >>{folder}/done; test "$ZELBOARD_NEW" != ac || sleep 99'
     watcher = monitor("--exec", script, "--exec-limit", "1", "--initial", stdout=subprocess.PIPE)
-    while "port 24 transmitter" not in watcher.stdout.readline():
+    while "port 24 rx power" not in watcher.stdout.readline():
         pass
     open(f"{folder}/done", "w", encoding="utf-8").close()
 
