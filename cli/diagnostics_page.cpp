@@ -3,32 +3,100 @@
 #include <cmath>
 #include <cstring>
 
-/** How a quantity stands on the page. The four calibration constants of a line are a slope of 1/256 without a sign and an
- *  offset with one; the received power has five floats instead. */
+/** How the constants of an externally calibrated module are used. */
+enum class Calibration {
+  Line,        // a slope of 1/256 without a sign, then an offset with one
+  Polynomial,  // five floats
+};
+
+/** Where a quantity stands on the page, and in which unit. */
 struct DiagnosticField {
-  const char *key, *name, *unit;
-  bool is_power;
+  const char *key;
+  const char *name;
+  const char *unit;
+  const char *value_key;  // of its value in the decoded page
+  bool is_power = false;
+  bool is_signed = false;
   double per_base_unit;
   double unit_per_count;  // people's units in a step of the field
-  bool is_signed;
-  size_t thresholds, constants, word;
+  size_t thresholds;      // four words: high alarm, low alarm, high warning, low warning
+  size_t constants;
+  size_t word;
+  Calibration calibration = Calibration::Line;
 };
 constexpr DiagnosticField kFields[] = {
-    {"temperature", "temperature", "C", false, 1, 1.0 / 256, true, 0, 84, 96},
-    {"voltage", "voltage", "V", false, 1, 1e-4, false, 8, 88, 98},
-    {"bias", "bias", "mA", false, 1e3, 2e-3, false, 16, 76, 100},
-    {"tx_power", "tx power", "mW", true, 1e3, 1e-4, false, 24, 80, 102},
-    {"rx_power", "rx power", "mW", true, 1e3, 1e-4, false, 32, 56, 104},
+    {.key = "temperature",
+     .name = "temperature",
+     .unit = "C",
+     .value_key = "temperature_celsius",
+     .is_signed = true,
+     .per_base_unit = 1,
+     .unit_per_count = 1.0 / 256,
+     .thresholds = 0,
+     .constants = 84,
+     .word = 96},
+    {.key = "voltage",
+     .name = "voltage",
+     .unit = "V",
+     .value_key = "voltage_volts",
+     .per_base_unit = 1,
+     .unit_per_count = 1e-4,
+     .thresholds = 8,
+     .constants = 88,
+     .word = 98},
+    {.key = "bias",
+     .name = "bias",
+     .unit = "mA",
+     .value_key = "bias_milliamperes",
+     .per_base_unit = 1e3,
+     .unit_per_count = 2e-3,
+     .thresholds = 16,
+     .constants = 76,
+     .word = 100},
+    {.key = "tx_power",
+     .name = "tx power",
+     .unit = "mW",
+     .value_key = "tx_power_milliwatts",
+     .is_power = true,
+     .per_base_unit = 1e3,
+     .unit_per_count = 1e-4,
+     .thresholds = 24,
+     .constants = 80,
+     .word = 102},
+    {.key = "rx_power",
+     .name = "rx power",
+     .unit = "mW",
+     .value_key = "rx_power_milliwatts",
+     .is_power = true,
+     .per_base_unit = 1e3,
+     .unit_per_count = 1e-4,
+     .thresholds = 32,
+     .constants = 56,
+     .word = 104,
+     .calibration = Calibration::Polynomial},
 };
-constexpr size_t kReceivedPower = 56;  // its constants
+static_assert(std::size(kFields) == kQuantities);
 
-/** Bits of page A0h: bytes 92 and 93. */
-constexpr uint8_t kImplemented = 0x40, kExternallyCalibrated = 0x10, kAveragePower = 0x08, kAddressChange = 0x04;
-constexpr uint8_t kFlagsOffered = 0x80, kTxDisableOffered = 0x40, kTxFaultOffered = 0x20, kLosOffered = 0x10;
-/** Bits of byte 110. */
-constexpr uint8_t kTxDisableState = 0x80, kTxDisableSelect = 0x40, kTxFaultState = 0x04, kLosState = 0x02,
-                  kNotReady = 0x01;
-constexpr size_t kStatus = 110, kAlarms = 112, kWarnings = 116;
+/* Page A0h, byte 92: what the module measures. */
+constexpr uint8_t kImplemented = 0x40;
+constexpr uint8_t kExternallyCalibrated = 0x10;
+constexpr uint8_t kAveragePower = 0x08;
+constexpr uint8_t kAddressChange = 0x04;
+/* Page A0h, byte 93: which flags and status bits it has. */
+constexpr uint8_t kFlagsOffered = 0x80;
+constexpr uint8_t kTxDisableOffered = 0x40;
+constexpr uint8_t kTxFaultOffered = 0x20;
+constexpr uint8_t kLosOffered = 0x10;
+/* Page A2h, byte 110: status bits. */
+constexpr size_t kStatus = 110;
+constexpr uint8_t kTxDisableState = 0x80;
+constexpr uint8_t kTxDisableSelect = 0x40;
+constexpr uint8_t kTxFaultState = 0x04;
+constexpr uint8_t kLosState = 0x02;
+constexpr uint8_t kNotReady = 0x01;
+/* Page A2h: flags, two bits a quantity, the high one first. */
+constexpr size_t kAlarms = kDiagnosticsFlags;
+constexpr size_t kWarnings = kDiagnosticsFlags + 4;
 
 static uint16_t big_endian(ModulePage page, size_t at) { return static_cast<uint16_t>(page[at] << 8 | page[at + 1]); }
 
@@ -40,48 +108,71 @@ static double float_at(ModulePage page, size_t at) {
   return static_cast<double>(number);
 }
 
-/** The polynomial of the received power: coefficients from the fourth power down to the constant. */
-static double received(ModulePage page, double count) {
-  constexpr size_t kTerms = 5, kFloat = 4;
+/** @param constants  where the five coefficients begin: of the fourth power first, the constant last */
+static double polynomial(ModulePage page, size_t constants, double count) {
+  constexpr size_t kTerms = 5;
+  constexpr size_t kFloat = 4;  // bytes
   double sum = 0;
   for (size_t term = 0; term < kTerms; ++term) {
     const double power = std::pow(count, static_cast<double>(kTerms - 1 - term));
-    sum += float_at(page, kReceivedPower + term * kFloat) * power;
+    sum += float_at(page, constants + term * kFloat) * power;
   }
   return sum;
 }
 
-/** A word of the page in people's units. */
+/** @param constants  where slope and offset stand */
+static double line(ModulePage page, size_t constants, double count) {
+  const double slope = big_endian(page, constants) / 256.0;
+  const auto offset = static_cast<int16_t>(big_endian(page, constants + 2));
+  return slope * count + offset;
+}
+
+static double calibrated(const DiagnosticField &field, ModulePage page, double count) {
+  if (field.calibration == Calibration::Polynomial) return polynomial(page, field.constants, count);
+  return line(page, field.constants, count);
+}
+
+/** The word at a place of the page, in people's units. */
 static double value_of(const DiagnosticField &field, ModulePage page, bool external, size_t at) {
   const uint16_t word = big_endian(page, at);
   double count = word;
   if (field.is_signed) count = static_cast<int16_t>(word);
-  if (external && field.constants == kReceivedPower) {
-    count = received(page, count);
-  } else if (external) {
-    const double slope = big_endian(page, field.constants) / 256.0;
-    const auto offset = static_cast<int16_t>(big_endian(page, field.constants + 2));
-    count = slope * count + offset;
-  }
+  if (external) count = calibrated(field, page, count);
   return count * field.unit_per_count;
 }
 
+/** A bit of several bytes; number 0 is the highest bit of the first byte. */
 static bool bit_at(ModulePage page, size_t first_byte, size_t number) {
-  return (page[first_byte + number / 8] >> (7 - number % 8) & 1) != 0;
+  const size_t byte = first_byte + number / 8;
+  const size_t shift = 7 - number % 8;
+  return (page[byte] >> shift & 1) != 0;
+}
+
+/** Four equal thresholds are none. */
+static bool has_limits(ModulePage page, size_t thresholds) {
+  const uint16_t first = big_endian(page, thresholds);
+  for (size_t at = thresholds + 2; at < thresholds + 8; at += 2) {
+    if (big_endian(page, at) != first) return true;
+  }
+  return false;
 }
 
 static Measurement measurement(size_t number, ModulePage page, bool external, bool has_flags) {
   const DiagnosticField &field = kFields[number];
-  const auto value = [&](size_t at) { return value_of(field, page, external, at); };
-  const size_t limits = field.thresholds;
-  bool all_equal = true;
-  for (size_t at = limits + 2; at < limits + 8; at += 2)
-    all_equal = all_equal && big_endian(page, at) == big_endian(page, limits);
-  Measurement found{
-      field.key,  field.name,    field.unit,        field.is_power,    field.per_base_unit, 0,     value(field.word),
-      !all_equal, value(limits), value(limits + 2), value(limits + 4), value(limits + 6),   false, false,
-      false,      false};
+  const auto value_at = [&](size_t at) { return value_of(field, page, external, at); };
+  Measurement found{};
+  found.key = field.key;
+  found.name = field.name;
+  found.unit = field.unit;
+  found.is_power = field.is_power;
+  found.per_base_unit = field.per_base_unit;
   found.word = big_endian(page, field.word);
+  found.value = value_at(field.word);
+  found.limited = has_limits(page, field.thresholds);
+  found.high_alarm = value_at(field.thresholds);
+  found.low_alarm = value_at(field.thresholds + 2);
+  found.high_warning = value_at(field.thresholds + 4);
+  found.low_warning = value_at(field.thresholds + 6);
   if (!has_flags) return found;
   found.high_alarm_flag = bit_at(page, kAlarms, 2 * number);
   found.low_alarm_flag = bit_at(page, kAlarms, 2 * number + 1);
@@ -103,31 +194,51 @@ std::string standing_name(const Measurement &measurement) {
   return name_of(kStandings, static_cast<uint32_t>(standing_of(measurement)));
 }
 
-bool has_diagnostics(ModulePage identification) { return (identification[92] & kImplemented) != 0; }
+Crossed limits_crossed(const Measurement &measurement) {
+  Crossed crossed{measurement.high_alarm_flag, measurement.low_alarm_flag, measurement.high_warning_flag,
+                  measurement.low_warning_flag};
+  if (!measurement.limited) return crossed;
+  if (measurement.value > measurement.high_alarm) crossed.high_alarm = true;
+  if (measurement.value < measurement.low_alarm) crossed.low_alarm = true;
+  if (measurement.value > measurement.high_warning) crossed.high_warning = true;
+  if (measurement.value < measurement.low_warning) crossed.low_warning = true;
+  return crossed;
+}
 
-bool needs_address_change(ModulePage identification) { return (identification[92] & kAddressChange) != 0; }
+bool has_diagnostics(ModulePage identification) { return (identification[kMonitoringType] & kImplemented) != 0; }
+
+bool needs_address_change(ModulePage identification) { return (identification[kMonitoringType] & kAddressChange) != 0; }
+
+/** Nothing for a status bit that the module does not have. */
+static std::optional<bool> status_bit(bool offered, bool set) {
+  if (!offered) return std::nullopt;
+  return set;
+}
 
 Diagnostics diagnostics_in(ModulePage identification, ModulePage page) {
-  const uint8_t type = identification[92], offered = identification[93], status = page[kStatus];
-  const auto offered_bit = [&](uint8_t option, uint8_t bit) {
-    return (offered & option) != 0 ? std::optional((status & bit) != 0) : std::nullopt;
-  };
+  const uint8_t type = identification[kMonitoringType];
+  const uint8_t offered = identification[kEnhancedOptions];
+  const uint8_t status = page[kStatus];
+  const bool has_tx_disable = (offered & kTxDisableOffered) != 0;
+  const bool has_tx_fault = (offered & kTxFaultOffered) != 0;
+  const bool has_los = (offered & kLosOffered) != 0;
   Diagnostics found{};
   found.external = (type & kExternallyCalibrated) != 0;
   found.average_power = (type & kAveragePower) != 0;
   found.has_flags = (offered & kFlagsOffered) != 0;
   found.ready = (status & kNotReady) == 0;
-  found.tx_disable = offered_bit(kTxDisableOffered, kTxDisableState);
-  found.soft_tx_disable = offered_bit(kTxDisableOffered, kTxDisableSelect);
-  found.tx_fault = offered_bit(kTxFaultOffered, kTxFaultState);
-  found.rx_los = offered_bit(kLosOffered, kLosState);
+  found.tx_disable = status_bit(has_tx_disable, (status & kTxDisableState) != 0);
+  found.soft_tx_disable = status_bit(has_tx_disable, (status & kTxDisableSelect) != 0);
+  found.tx_fault = status_bit(has_tx_fault, (status & kTxFaultState) != 0);
+  found.rx_los = status_bit(has_los, (status & kLosState) != 0);
   for (size_t i = 0; i < found.measured.size(); ++i)
     found.measured[i] = measurement(i, page, found.external, found.has_flags);
   return found;
 }
 
 double dbm(double milliwatts) {
-  constexpr double kLeast = 1e-4, kFloor = -40;
+  constexpr double kLeast = 1e-4;
+  constexpr double kFloor = -40;
   return milliwatts > kLeast ? 10 * std::log10(milliwatts) : kFloor;
 }
 
@@ -145,47 +256,54 @@ static Json number(double value) {
 
 static Json optional(const std::optional<bool> &bit) { return bit ? Json(*bit) : Json(); }
 
-/** A power has two rows' worth of numbers: in mW and in dBm. */
+/** A row of the table "measured". A power is shown in dBm. */
 static Json row_of(const Measurement &measurement) {
-  Json row = record("quantity", measurement.key, "unit", measurement.is_power ? "dBm" : measurement.unit);
   const auto shown = [&](double value) { return number(measurement.is_power ? dbm(value) : value); };
   const auto limit = [&](double value) { return measurement.limited ? shown(value) : Json(); };
-  append(row, "value", shown(measurement.value), "state", standing_name(measurement), "low_alarm",
-         limit(measurement.low_alarm), "low_warning", limit(measurement.low_warning), "high_warning",
-         limit(measurement.high_warning), "high_alarm", limit(measurement.high_alarm));
-  Json flags = Json::array();
-  if (measurement.high_alarm_flag) flags.push_back("high alarm");
-  if (measurement.low_alarm_flag) flags.push_back("low alarm");
-  if (measurement.high_warning_flag) flags.push_back("high warning");
-  if (measurement.low_warning_flag) flags.push_back("low warning");
-  append(row, "flags", flags, "word", measurement.word);
+  Json row = Json::object();
+  row["quantity"] = measurement.key;
+  row["unit"] = measurement.is_power ? "dBm" : measurement.unit;
+  row["value"] = shown(measurement.value);
+  row["state"] = standing_name(measurement);
+  row["low_alarm"] = limit(measurement.low_alarm);
+  row["low_warning"] = limit(measurement.low_warning);
+  row["high_warning"] = limit(measurement.high_warning);
+  row["high_alarm"] = limit(measurement.high_alarm);
+  row["flags"] = Json::array();
+  if (measurement.high_alarm_flag) row["flags"].push_back("high alarm");
+  if (measurement.low_alarm_flag) row["flags"].push_back("low alarm");
+  if (measurement.high_warning_flag) row["flags"].push_back("high warning");
+  if (measurement.low_warning_flag) row["flags"].push_back("low warning");
+  row["word"] = measurement.word;
   return row;
 }
 
-static std::string sum_of_page(ModulePage page) {
+static std::string checksum_text(ModulePage page) {
   constexpr size_t kChecksum = 95;
   uint8_t sum = 0;
   for (size_t at = 0; at < kChecksum; ++at) sum = static_cast<uint8_t>(sum + page[at]);
-  const std::string stored = format("0x%02X ", page[kChecksum]);
-  return stored + (sum == page[kChecksum] ? "correct" : format("wrong, should be 0x%02X", sum));
+  const uint8_t stored = page[kChecksum];
+  if (sum == stored) return format("0x%02X correct", stored);
+  return format("0x%02X wrong, should be 0x%02X", stored, sum);
 }
 
 Json decode_diagnostics(ModulePage identification, ModulePage page) {
   const Diagnostics found = diagnostics_in(identification, page);
-  Json decoded = record("calibration", found.external ? "external" : "internal", "received_power",
-                        found.average_power ? "average" : "OMA", "ready", found.ready);
-  for (const Measurement &measurement : found.measured) {
-    const std::string key = measurement.key;
-    if (key == "temperature") decoded["temperature_celsius"] = number(measurement.value);
-    if (key == "voltage") decoded["voltage_volts"] = number(measurement.value);
-    if (key == "bias") decoded["bias_milliamperes"] = number(measurement.value);
-    if (!measurement.is_power) continue;
-    decoded[key + "_milliwatts"] = number(measurement.value);
-    decoded[key + "_dbm"] = number(dbm(measurement.value));
+  Json decoded = Json::object();
+  decoded["calibration"] = found.external ? "external" : "internal";
+  decoded["received_power"] = found.average_power ? "average" : "OMA";
+  decoded["ready"] = found.ready;
+  for (size_t i = 0; i < found.measured.size(); ++i) {
+    const Measurement &measurement = found.measured[i];
+    decoded[kFields[i].value_key] = number(measurement.value);
+    if (measurement.is_power) decoded[std::string(measurement.key) + "_dbm"] = number(dbm(measurement.value));
   }
-  append(decoded, "tx_disable", optional(found.tx_disable), "soft_tx_disable", optional(found.soft_tx_disable),
-         "tx_fault", optional(found.tx_fault), "rx_los", optional(found.rx_los), "flags_latched", found.has_flags,
-         "checksum", sum_of_page(page));
+  decoded["tx_disable"] = optional(found.tx_disable);
+  decoded["soft_tx_disable"] = optional(found.soft_tx_disable);
+  decoded["tx_fault"] = optional(found.tx_fault);
+  decoded["rx_los"] = optional(found.rx_los);
+  decoded["flags_latched"] = found.has_flags;
+  decoded["checksum"] = checksum_text(page);
   Json rows = Json::array();
   for (const Measurement &measurement : found.measured) rows.push_back(row_of(measurement));
   decoded["measured"] = rows;

@@ -1,5 +1,5 @@
 /** @file
- *  What a module measures of itself: SFF-8472 page A2h, digital diagnostics. */
+ *  What a module measures in itself: SFF-8472 page A2h, digital diagnostics. */
 #ifndef ZELBOARD_CLI_DIAGNOSTICS_PAGE_H
 #define ZELBOARD_CLI_DIAGNOSTICS_PAGE_H
 
@@ -8,17 +8,28 @@
 
 #include "module_page.h"
 
+/** Temperature, voltage, bias, transmitted power, received power: in the order of the page. */
+constexpr size_t kQuantities = 5;
+
 /** One quantity, in the unit that people use: degrees Celsius, V, mA, mW. */
 struct Measurement {
-  const char *key, *name, *unit;  // rx_power, "rx power", mW
-  bool is_power;                  // people say it in dBm, too
-  double per_base_unit;           // 1000 of a mA in an ampere
-  uint16_t word;                  // what stands on the page
+  const char *key;       // rx_power
+  const char *name;      // "rx power"
+  const char *unit;      // mW
+  bool is_power;         // people also say it in dBm
+  double per_base_unit;  // 1000 for mA: an ampere has 1000 of them
+  uint16_t word;         // what stands on the page
   double value;
-  bool limited;  // the module has thresholds: the four are not all the same
-  double high_alarm, low_alarm, high_warning, low_warning;
-  // Flags as the module has them, which may be of a moment that is over.
-  bool high_alarm_flag, low_alarm_flag, high_warning_flag, low_warning_flag;
+  bool limited;  // the module has thresholds: the four are not all equal
+  double high_alarm;
+  double low_alarm;
+  double high_warning;
+  double low_warning;
+  // Flags as the module has latched them: their cause may be over.
+  bool high_alarm_flag;
+  bool low_alarm_flag;
+  bool high_warning_flag;
+  bool low_warning_flag;
 };
 
 /** Where a value stands in its limits. */
@@ -27,24 +38,40 @@ constexpr const char *kStandings = "normal|low warning|high warning|low alarm|hi
 Standing standing_of(const Measurement &measurement);
 std::string standing_name(const Measurement &measurement);
 
+/** The limits that a value is beyond now, or was: then the module's flag tells. */
+struct Crossed {
+  bool high_alarm;
+  bool low_alarm;
+  bool high_warning;
+  bool low_warning;
+};
+Crossed limits_crossed(const Measurement &measurement);
+
 struct Diagnostics {
-  bool external;       // calibrated by the host: values and thresholds are reckoned with the page's constants
-  bool average_power;  // what the receiver measures, else the optical modulation amplitude
+  bool external;       // the host calibrates: it computes values and thresholds with the page's constants
+  bool average_power;  // the receiver measures average power; otherwise optical modulation amplitude
   bool has_flags;
   bool ready;  // the values are up to date
-  // Status bits that the module offers.
-  std::optional<bool> tx_disable, soft_tx_disable, tx_fault, rx_los;
-  std::array<Measurement, 5> measured;
+  // Status bits; nothing where the module does not have the bit.
+  std::optional<bool> tx_disable;
+  std::optional<bool> soft_tx_disable;
+  std::optional<bool> tx_fault;
+  std::optional<bool> rx_los;
+  std::array<Measurement, kQuantities> measured;
 };
 
-/** Page A0h says that there is a page A2h, and that it is reached without more ado. */
+/** First byte of the flags on page A2h. A module clears its flags when they are read. */
+constexpr uint8_t kDiagnosticsFlags = 112;
+
+/** Page A0h says that there is a page A2h. */
 bool has_diagnostics(ModulePage identification);
+/** Page A2h is at its address only after a write that changes the module's address. */
 bool needs_address_change(ModulePage identification);
 /** @param page  bytes 0 to 127 of page A2h */
 Diagnostics diagnostics_in(ModulePage identification, ModulePage page);
-/** The same for people and programs. */
+/** The same as data, for people and programs. */
 Json decode_diagnostics(ModulePage identification, ModulePage page);
-/** Of a power in mW; the field's least, 0.1 uW or -40 dBm, stands for none. */
+/** A power in dBm. The smallest that a module can tell is 0.1 uW, -40 dBm: it also stands for no power. */
 double dbm(double milliwatts);
 /** A value as people read it: "35.0 C", "-2.31 dBm". */
 std::string measured_text(const Measurement &measurement, double value);

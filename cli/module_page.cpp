@@ -52,17 +52,38 @@ constexpr Length kLengths[] = {{"length_smf_km", 14, 1000}, {"length_smf", 15, 1
                                {"length_om1", 17, 10},      {"length_copper_or_om4", 18, 1}, {"length_om3", 19, 10}};
 
 /* Bytes of the page. */
-constexpr size_t kIdentifier = 0, kExtendedIdentifier = 1, kConnector = 2, kComplianceCodes = 3, kEthernetCodes = 6,
-                 kCableTechnology = 8, kEncoding = 11, kNominalRate = 12, kRateIdentifier = 13, kVendorName = 20,
-                 kExtendedCompliance = 36, kVendorOui = 37, kVendorPart = 40, kVendorRevision = 56, kWavelength = 60,
-                 kBaseChecksum = 63, kOptionValues = 64, kUpperMargin = 66, kLowerMargin = 67, kSerialNumber = 68,
-                 kDateCode = 84, kMonitoringType = 92, kEnhancedOptions = 93, kRevision = 94, kExtendedChecksum = 95,
-                 kVendorSpecific = 96;
-/* Values of them. */
-constexpr uint8_t kSfp = 3, kRj45 = 0x22;                     // identifier, connector
-constexpr uint8_t kPassiveCable = 0x04, kActiveCable = 0x08;  // cable technology
-constexpr uint8_t kTenGigabitEthernet = 0xF0, kBaseT = 0x08;  // first compliance code, Ethernet codes
-constexpr uint8_t kRateBeyond = 0xFF;                         // nominal rate: byte 66 holds it, in 250 MBd
+constexpr size_t kIdentifier = 0;
+constexpr size_t kExtendedIdentifier = 1;
+constexpr size_t kConnector = 2;
+constexpr size_t kComplianceCodes = 3;
+constexpr size_t kEthernetCodes = 6;
+constexpr size_t kCableTechnology = 8;
+constexpr size_t kEncoding = 11;
+constexpr size_t kNominalRate = 12;
+constexpr size_t kRateIdentifier = 13;
+constexpr size_t kVendorName = 20;
+constexpr size_t kExtendedCompliance = 36;
+constexpr size_t kVendorOui = 37;
+constexpr size_t kVendorPart = 40;
+constexpr size_t kVendorRevision = 56;
+constexpr size_t kWavelength = 60;
+constexpr size_t kBaseChecksum = 63;
+constexpr size_t kOptionValues = 64;
+constexpr size_t kUpperMargin = 66;
+constexpr size_t kLowerMargin = 67;
+constexpr size_t kSerialNumber = 68;
+constexpr size_t kDateCode = 84;
+constexpr size_t kRevision = 94;
+constexpr size_t kExtendedChecksum = 95;
+constexpr size_t kVendorSpecific = 96;
+
+constexpr uint8_t kSfp = 3;                    // identifier
+constexpr uint8_t kRj45 = 0x22;                // connector
+constexpr uint8_t kPassiveCable = 0x04;        // cable technology
+constexpr uint8_t kActiveCable = 0x08;         // cable technology
+constexpr uint8_t kTenGigabitEthernet = 0xF0;  // first compliance code
+constexpr uint8_t kBaseT = 0x08;               // Ethernet codes
+constexpr uint8_t kRateBeyond = 0xFF;          // nominal rate: byte 66 holds it, in units of 250 MBd
 
 /** A checksum byte covers the bytes from `first` up to itself. */
 static uint8_t sum_before(ModulePage page, size_t first, size_t checksum) {
@@ -141,47 +162,49 @@ bool is_copper_module(ModulePage page) {
   return page[kConnector] == kRj45 || page[kEthernetCodes] == kBaseT;
 }
 
+static Json hex_code(uint8_t byte) { return format("0x%02X", byte); }
+
 /** What the module is: bytes 0 to 62. */
-static Json base_fields(ModulePage page) {
-  Json base = record("identifier", name_of(kIdentifiers, page[kIdentifier], kHexadecimal),  //
-                     "extended_identifier", format("0x%02X", page[kExtendedIdentifier]),    //
-                     "connector", name_of(kConnectors, page[kConnector], kHexadecimal),     //
-                     "compliance", set_bits(page.subspan(kComplianceCodes, 8), kCompliance), "encoding",
-                     name_of(kEncodings, page[kEncoding], kHexadecimal),  //
-                     "rate_mbd", signalling_rate(page),                   //
-                     "rate_identifier", format("0x%02X", page[kRateIdentifier]));
-  for (const Length &length : kLengths) base[length.key] = page[length.at] * length.metres;
+static void add_base_fields(Json &decoded, ModulePage page) {
+  decoded["identifier"] = name_of(kIdentifiers, page[kIdentifier], kHexadecimal);
+  decoded["extended_identifier"] = hex_code(page[kExtendedIdentifier]);
+  decoded["connector"] = name_of(kConnectors, page[kConnector], kHexadecimal);
+  decoded["compliance"] = set_bits(page.subspan(kComplianceCodes, 8), kCompliance);
+  decoded["encoding"] = name_of(kEncodings, page[kEncoding], kHexadecimal);
+  decoded["rate_mbd"] = signalling_rate(page);
+  decoded["rate_identifier"] = hex_code(page[kRateIdentifier]);
+  for (const Length &length : kLengths) decoded[length.key] = page[length.at] * length.metres;
   const uint8_t *oui = &page[kVendorOui];
-  append(base, "vendor", vendor_of(page),                                     //
-         "extended_compliance", format("0x%02X", page[kExtendedCompliance]),  //
-         "oui", format("%02X:%02X:%02X", oui[0], oui[1], oui[2]),             //
-         "part_number", part_number_of(page),                                 //
-         "revision", revision_of(page));
+  decoded["vendor"] = vendor_of(page);
+  decoded["extended_compliance"] = hex_code(page[kExtendedCompliance]);
+  decoded["oui"] = format("%02X:%02X:%02X", oui[0], oui[1], oui[2]);
+  decoded["part_number"] = part_number_of(page);
+  decoded["revision"] = revision_of(page);
   const bool cable = (page[kCableTechnology] & (kPassiveCable | kActiveCable)) != 0;
   if (cable)
-    base["cable_compliance"] = format("0x%02X%02X", page[kWavelength], page[kWavelength + 1]);
+    decoded["cable_compliance"] = format("0x%02X%02X", page[kWavelength], page[kWavelength + 1]);
   else
-    base["wavelength_nm"] = page[kWavelength] << 8 | page[kWavelength + 1];
-  return base;
+    decoded["wavelength_nm"] = page[kWavelength] << 8 | page[kWavelength + 1];
 }
 
 /** What it can do, and which one it is: bytes 63 to 127. */
-static void append_extended_fields(Json &decoded, ModulePage page) {
-  append(decoded, "cc_base", checksum_text(page, kIdentifier, kBaseChecksum),               //
-         "options", set_bits(page.subspan(kOptionValues, 2), kOptions),                     //
-         "rate_margin_percent", format("+%u -%u", page[kUpperMargin], page[kLowerMargin]),  //
-         "serial_number", text_at(page, kSerialNumber, 16),                                 //
-         "date_code", text_at(page, kDateCode, 8),                                          //
-         "monitoring", set_bits(page.subspan(kMonitoringType, 1), kMonitoring),             //
-         "enhanced_options", format("0x%02X", page[kEnhancedOptions]),                      //
-         "sff_8472_revision", name_of(kRevisions, page[kRevision], kHexadecimal),           //
-         "cc_ext", checksum_text(page, kOptionValues, kExtendedChecksum),                   //
-         "vendor_specific", hex_text(page.subspan(kVendorSpecific)));
+static void add_extended_fields(Json &decoded, ModulePage page) {
+  decoded["cc_base"] = checksum_text(page, kIdentifier, kBaseChecksum);
+  decoded["options"] = set_bits(page.subspan(kOptionValues, 2), kOptions);
+  decoded["rate_margin_percent"] = format("+%u -%u", page[kUpperMargin], page[kLowerMargin]);
+  decoded["serial_number"] = text_at(page, kSerialNumber, 16);
+  decoded["date_code"] = text_at(page, kDateCode, 8);
+  decoded["monitoring"] = set_bits(page.subspan(kMonitoringType, 1), kMonitoring);
+  decoded["enhanced_options"] = hex_code(page[kEnhancedOptions]);
+  decoded["sff_8472_revision"] = name_of(kRevisions, page[kRevision], kHexadecimal);
+  decoded["cc_ext"] = checksum_text(page, kOptionValues, kExtendedChecksum);
+  decoded["vendor_specific"] = hex_text(page.subspan(kVendorSpecific));
 }
 
 Json decode_page(ModulePage page) {
-  Json decoded = base_fields(page);
-  append_extended_fields(decoded, page);
+  Json decoded = Json::object();
+  add_base_fields(decoded, page);
+  add_extended_fields(decoded, page);
   return decoded;
 }
 

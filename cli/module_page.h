@@ -1,5 +1,5 @@
 /** @file
- *  What a module says of itself: SFF-8472 page A0h, IEEE 802.3 clause 22 registers. */
+ *  What a module says about itself: SFF-8472 page A0h, IEEE 802.3 clause 22 registers. */
 #ifndef ZELBOARD_CLI_MODULE_PAGE_H
 #define ZELBOARD_CLI_MODULE_PAGE_H
 
@@ -7,6 +7,10 @@
 
 constexpr size_t kPageLength = 128;  // the defined half of the page
 using ModulePage = std::span<const uint8_t, kPageLength>;
+
+/* Bytes of page A0h that tell of page A2h. */
+constexpr size_t kMonitoringType = 92;
+constexpr size_t kEnhancedOptions = 93;
 
 /** All fields, in the order of the page. */
 Json decode_page(ModulePage page);
