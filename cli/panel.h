@@ -11,29 +11,30 @@
 
 /** A power supply. */
 struct SupplyState {
-  std::string type;  // AC or DC; empty when none is there
+  std::string type;  // AC or DC; empty if none is there
   bool good;
 };
 
-/** What the panel shows. What is not known is left out. */
+/** What the panel shows. What is not known stays empty. */
 struct PanelState {
-  std::array<std::optional<unsigned>, std::size(panel_layout::kLights)> lights;    // set_light sets them
-  std::array<std::string, panel_layout::kSlots> boards;                            // none, copper or sfp
-  std::array<std::optional<panel_layout::PortState>, panel_layout::kPorts> ports;  // nothing where no board is
-  std::string relay;
-  std::string supplies;
+  /** By LED of the layout: a panel_layout::LightState. A larger number blinks, too. */
+  std::array<std::optional<unsigned>, std::size(panel_layout::kLights)> lights;
+  std::array<std::string, panel_layout::kSlots> boards;  // none, copper or sfp
+  /** A port without a board has no state. */
+  std::array<std::optional<panel_layout::PortState>, panel_layout::kPorts> ports;
+  std::string relay;     // "0": open
+  std::string supplies;  // both in one text, as "two AC"
   bool alarm = false;
-  // For the picture alone:
-  std::array<std::optional<SupplyState>, 2> supply;
+  // For the picture only:
+  std::array<std::optional<SupplyState>, 2> supply;                 // each by itself
   std::array<std::string, panel_layout::kPorts> modules;            // short names
   std::array<std::optional<unsigned>, panel_layout::kPorts> links;  // of copper modules: Mb/s, 0 without a link
 
-  /** @param led    name in the layout; another throws
-   *  @param state  0 off, 1 on, else blinking */
+  /** @param led  a name in the layout; throws for another one */
   void set_light(const std::string &led, unsigned state);
 };
 
-/** Draws it on the output, folded where the terminal is narrow. */
+/** Draws the panel on the output, folded if the terminal is narrow. */
 void draw_panel(const PanelState &state, bool colours, const char *line_end);
 /** @return SVG */
 std::string panel_picture(const PanelState &state);

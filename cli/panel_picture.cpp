@@ -1,44 +1,88 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include "panel.h"
 #include "panel_artwork.h"
 
-// The panel as a picture. It consists of blocks: the indicators, the slots, the main board's cages, and a legend. Each is
-// a picture of its own inside, so that a page may arrange them as it has room. A part that somebody can point at has a
-// rectangle around it whose name is "place-" and the part's.
+// The panel as a picture. It consists of blocks: the indicators, the slots, the main board's cages, and a legend. Each
+// block is a nested picture, so that a page can arrange the blocks as it has room. A part that people can point at has a
+// rectangle around it. The rectangle's name is "place-" and the name of the part.
 
 namespace layout = panel_layout;
 
 namespace {
 
-/** In units of the artwork, where a part of a block stands from the block's upper left corner. */
-constexpr int kBlockHeight = 200, kBlockY = 16;
+// Lengths are in units of the artwork. Inside a block they count from its upper left corner.
+constexpr int kBlockHeight = 200;
+constexpr int kBlockY = 16;
 struct Block {
   const char *name;
-  int x, width;
+  int x;
+  int width;
 };
+constexpr int kSlotWidth = 300;
 constexpr Block kIndicators = {"indicators", 44, 250};
-constexpr Block kSlots[] = {{"slot1", 304, 300}, {"slot2", 614, 300}, {"slot3", 924, 300}};
+constexpr Block kSlots[layout::kSlots] = {
+    {"slot1", 304, kSlotWidth}, {"slot2", 614, kSlotWidth}, {"slot3", 924, kSlotWidth}};
 constexpr Block kMainCages = {"cages", 1234, 176};
-constexpr int kLegendX = 44, kLegendY = 238, kLegendWidth = 1366, kLegendHeight = 28;
 
-constexpr int kPortWidth = 66, kPortStep = 71, kPortHeight = 78, kCageY = 16, kCageHeight = 36;
-constexpr int kFirstPortX = 10, kRowY[] = {32, 114};
+constexpr int kMargin = 12;  // between a block's edge and its texts
+constexpr int kTitleY = 20;
+constexpr int kTitleHeight = 28;
 
-constexpr char kWhite[] = "#f0f4f8", kSoft[] = "#c3ccd5", kDark[] = "#0c1014";
-constexpr char kBlue[] = "#6bb8ff", kOrange[] = "#ffb03a", kGrey[] = "#d5dde5", kRed[] = "#ff7b72";
-/** By layout::Colour; of LEDs. */
-constexpr const char *kColours[] = {kWhite, kSoft, "#ff6b62", "#52dd7c", kOrange, kBlue, "#7adcf0"};
+// Ports: their places in a block, and what stands inside one.
+constexpr int kPortWidth = 66;
+constexpr int kPortHeight = 78;
+constexpr int kPortStep = 71;      // from column to column in a slot
+constexpr int kMainPortStep = 86;  // the same for the cages of the main board
+constexpr int kFirstPortX = 10;
+constexpr int kRowY[] = {32, 114};  // even ports, odd ports
+constexpr int kPortNumberY = 11;
+constexpr int kCageY = 16;
+constexpr int kCageHeight = 36;
+constexpr int kModuleNameY = 66;
 
-/** What a port with a module shows: the first that holds gives its colour, each its sign. */
+constexpr char kWhite[] = "#f0f4f8";
+constexpr char kSoft[] = "#c3ccd5";
+constexpr char kDark[] = "#0c1014";
+constexpr char kBlue[] = "#6bb8ff";
+constexpr char kOrange[] = "#ffb03a";
+constexpr char kGrey[] = "#d5dde5";
+constexpr char kRed[] = "#ff7b72";
+
+const char *colour_of_led(layout::Colour colour) {
+  switch (colour) {
+    case layout::Plain:
+      return kWhite;
+    case layout::Dim:
+      return kSoft;
+    case layout::Red:
+      return "#ff6b62";
+    case layout::Green:
+      return "#52dd7c";
+    case layout::Amber:
+      return kOrange;
+    case layout::Blue:
+      return kBlue;
+    case layout::Cyan:
+      return "#7adcf0";
+  }
+  return kWhite;
+}
+
+/** A sign on a port with a module. The module has the colour of its first sign. */
 struct Sign {
-  const char *shape, *colour, *meaning;
+  const char *shape;
+  const char *colour;
+  const char *meaning;
   bool layout::PortState::*holds;
 };
-constexpr Sign kSigns[] = {{"sign-fault", kRed, "transmit fault", &layout::PortState::tx_fault},
-                           {"sign-dark", kOrange, "no light", &layout::PortState::los},
-                           {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable}};
+constexpr Sign kFault = {"sign-fault", kRed, "transmit fault", &layout::PortState::tx_fault};
+constexpr Sign kNoLight = {"sign-dark", kOrange, "no light", &layout::PortState::los};
+constexpr Sign kTransmitterOff = {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable};
+constexpr Sign kTroubles[] = {kFault, kNoLight, kTransmitterOff};
 constexpr Sign kGood = {"sign-signal", kBlue, "signal", nullptr};
 
 struct Picture {
@@ -47,7 +91,7 @@ struct Picture {
     std::fprintf(file, "<text x=\"%d\" y=\"%d\" fill=\"%s\"%s>%s</text>\n", x, y, colour, style, text.c_str());
   }
   void shape(const char *shape, int x, int y, const char *colour, const std::string &id = "") const {
-    std::string name = id.empty() ? "" : " id=\"" + id + "\"";
+    const std::string name = id.empty() ? "" : " id=\"" + id + "\"";
     std::fprintf(file, "<use%s href=\"#%s\" x=\"%d\" y=\"%d\" color=\"%s\"/>\n", name.c_str(), shape, x, y, colour);
   }
   void place(const std::string &part, int x, int y, int width, int height) const {
@@ -63,47 +107,64 @@ struct Picture {
   void end_block() const { std::fputs("</svg>\n", file); }
 };
 
-constexpr char kMiddle[] = " text-anchor=\"middle\"", kEnd[] = " text-anchor=\"end\"";
-constexpr char kTitle[] = " font-size=\"13\" font-weight=\"600\"", kNumber[] = " font-weight=\"700\"";
-constexpr char kName[] = " text-anchor=\"middle\" font-size=\"11\"";
+constexpr char kMiddle[] = " text-anchor=\"middle\"";
+constexpr char kEnd[] = " text-anchor=\"end\"";
+constexpr char kTitle[] = " font-size=\"13\" font-weight=\"600\"";
+constexpr char kBold[] = " font-weight=\"700\"";
+constexpr char kBoldEnd[] = " text-anchor=\"end\" font-weight=\"700\"";
+constexpr char kSmall[] = " font-size=\"11\"";
+constexpr char kSmallMiddle[] = " text-anchor=\"middle\" font-size=\"11\"";
+constexpr char kSmallEnd[] = " text-anchor=\"end\" font-size=\"11\"";
 
-/** A name as long as there is room for. */
+/** The name, cut where there is no more room. */
 std::string shortened(const std::string &name) {
   constexpr size_t kMost = 10;
-  return name.size() <= kMost ? name : name.substr(0, kMost - 1) + "…";
+  if (name.size() <= kMost) return name;
+  return name.substr(0, kMost - 1) + "…";
 }
 
-void draw_light(const Picture &picture, const PanelState &state, size_t light, int x, int y) {
-  constexpr const char *kStates[] = {"off", "on", "blinking"};
-  unsigned lit = std::min(state.lights[light].value_or(0), 2U);
-  bool alerts = lit == 1 && layout::kLights[light].colour == layout::Red;
-  picture.shape(alerts ? "alert" : kStates[lit], x, y, kColours[layout::kLights[light].colour],
-                layout::kLights[light].led);
+void draw_light(const Picture &picture, const PanelState &state, size_t number, int x, int y) {
+  constexpr const char *kShapes[] = {"off", "on", "blinking"};  // by layout::LightState
+  const layout::Light &light = layout::kLights[number];
+  const unsigned lit = std::min<unsigned>(state.lights[number].value_or(layout::kLightOff), layout::kLightBlinking);
+  const bool alerts = lit == layout::kLightOn && light.colour == layout::Red;
+  picture.shape(alerts ? "alert" : kShapes[lit], x, y, colour_of_led(light.colour), light.led);
 }
 
 std::string speed_text(unsigned speed) {
   if (speed == 0) return "down";
-  return speed == 1000 ? "1G" : std::to_string(speed) + "M";
+  if (speed == 1000) return "1G";
+  return std::to_string(speed) + "M";
 }
 
 void draw_module(const Picture &picture, const layout::PortState &port, int x, int y, const std::string &id) {
   std::vector<Sign> signs;
-  for (const Sign &sign : kSigns)
+  for (const Sign &sign : kTroubles) {
     if (port.*sign.holds) signs.push_back(sign);
+  }
   if (signs.empty()) signs.push_back(kGood);
   picture.shape("module", x, y, signs[0].colour, id);
   constexpr int kSignWidth = 18;
-  int sign_x = x + kPortWidth / 2 - (static_cast<int>(signs.size()) - 1) * kSignWidth / 2;
+  const int gaps = static_cast<int>(signs.size()) - 1;
+  int sign_x = x + kPortWidth / 2 - gaps * kSignWidth / 2;
   for (const Sign &sign : signs) {
     picture.shape(sign.shape, sign_x, y + kCageHeight / 2, kDark);
     sign_x += kSignWidth;
   }
 }
 
+/** The link of a copper module, on the line of the port's number: a LED and the speed. */
+void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
+  const int right = x + kPortWidth;
+  picture.text(right - 2, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);
+  picture.shape(speed > 0 ? "on" : "off", right - 38, y + 7, colour_of_led(layout::Green), "link" + id);
+}
+
 void draw_port(const Picture &picture, const PanelState &state, unsigned number, int x, int y) {
   const layout::PortState &port = *state.ports[number];
-  std::string id = "port" + std::to_string(number), name = shortened(state.modules[number]);
-  picture.text(x + 2, y + 11, kWhite, std::to_string(number), kNumber);
+  const std::string id = "port" + std::to_string(number);
+  std::string name = shortened(state.modules[number]);
+  picture.text(x + 2, y + kPortNumberY, kWhite, std::to_string(number), kBold);
   if (port.copper) {
     picture.shape("jack", x, y + kCageY, kWhite, id);
     name = "RJ45";
@@ -112,98 +173,154 @@ void draw_port(const Picture &picture, const PanelState &state, unsigned number,
   } else {
     draw_module(picture, port, x, y + kCageY, id);
   }
-  if (!name.empty()) picture.text(x + kPortWidth / 2, y + 66, port.copper ? kSoft : kWhite, name, kName);
-  if (auto link = state.links[number]) {
-    picture.text(x + kPortWidth - 2, y + 11, kSoft, speed_text(*link), " text-anchor=\"end\" font-size=\"11\"");
-    picture.shape(*link > 0 ? "on" : "off", x + kPortWidth - 38, y + 7, kColours[layout::Green], "link" + id);
-  }
+  const char *const name_colour = port.copper ? kSoft : kWhite;
+  if (!name.empty()) picture.text(x + kPortWidth / 2, y + kModuleNameY, name_colour, name, kSmallMiddle);
+  const std::optional<unsigned> link = state.links[number];
+  if (link) draw_link(picture, *link, x, y, id);
   picture.place(id, x, y - 2, kPortWidth, kPortHeight);
 }
 
 void draw_slot(const Picture &picture, const PanelState &state, unsigned slot) {
-  constexpr unsigned kPortsPerSlot = 8;
-  std::string type = state.boards[slot].empty() ? "none" : state.boards[slot], number = std::to_string(slot + 1);
+  const std::string type = state.boards[slot].empty() ? "none" : state.boards[slot];
+  const bool has_board = type != "none";
+  const std::string number = std::to_string(slot + 1);
+  const std::string id = "slot" + number;
   picture.begin_block(kSlots[slot]);
-  picture.shape(("board-" + type).c_str(), 0, 0, kWhite, "slot" + number);
-  picture.text(12, 20, kWhite, "Slot " + number, kTitle);
-  if (type != "none") picture.text(288, 20, kSoft, type == "sfp" ? "SFP" : type, kEnd);
-  if (type == "none") picture.text(150, 108, kSoft, "no board", kMiddle);
-  picture.place("slot" + number, 0, 0, 300, type == "none" ? kBlockHeight : 28);
-  for (unsigned i = 0; i < kPortsPerSlot; ++i) {
-    unsigned port = slot * kPortsPerSlot + i;
-    int x = kFirstPortX + static_cast<int>(i / 2) * kPortStep;
-    if (state.ports[port]) draw_port(picture, state, port, x, kRowY[i % 2]);
+  picture.shape(("board-" + type).c_str(), 0, 0, kWhite, id);
+  picture.text(kMargin, kTitleY, kWhite, "Slot " + number, kTitle);
+  if (has_board)
+    picture.text(kSlotWidth - kMargin, kTitleY, kSoft, type == "sfp" ? "SFP" : type, kEnd);
+  else
+    picture.text(kSlotWidth / 2, 108, kSoft, "no board", kMiddle);
+  picture.place(id, 0, 0, kSlotWidth, has_board ? kTitleHeight : kBlockHeight);
+  for (unsigned place = 0; place < layout::kPortsPerSlot; ++place) {
+    const unsigned port = slot * layout::kPortsPerSlot + place;
+    const int column = static_cast<int>(place) / 2;
+    const int x = kFirstPortX + column * kPortStep;
+    if (state.ports[port]) draw_port(picture, state, port, x, kRowY[place % 2]);
   }
   picture.end_block();
 }
 
-// The LED beside a port of these is the port's own.
+/** The LEDs of a cage stand at its upper right corner. */
+void draw_lights_of_cage(const Picture &picture, const PanelState &state, unsigned port, int x, int y) {
+  for (size_t i = 0; i < std::size(layout::kLights); ++i) {
+    const bool is_here = layout::kLights[i].cage == static_cast<int>(port);
+    if (is_here) draw_light(picture, state, i, x + kPortWidth - 9, y + 6);
+  }
+}
+
 void draw_main_cages(const Picture &picture, const PanelState &state) {
-  constexpr unsigned kFirst = 24, kFirstSpeedLight = 6, kCages = 4;
-  constexpr int kStep = 86;
   picture.begin_block(kMainCages);
   picture.shape("board-main", 0, 0, kWhite, "slot0");
-  picture.text(12, 20, kWhite, "10G", kTitle);
-  picture.text(164, 20, kSoft, "main board", kEnd);
-  for (unsigned i = 0; i < kCages; ++i) {
-    int x = kFirstPortX + 2 + static_cast<int>(i / 2) * kStep, y = kRowY[i % 2];
-    if (state.ports[kFirst + i]) draw_port(picture, state, kFirst + i, x, y);
-    draw_light(picture, state, kFirstSpeedLight + i, x + kPortWidth - 9, y + 6);
+  picture.text(kMargin, kTitleY, kWhite, "10G", kTitle);
+  picture.text(kMainCages.width - kMargin, kTitleY, kSoft, "main board", kEnd);
+  for (unsigned place = 0; place < layout::kCages; ++place) {
+    const unsigned port = layout::kFirstCage + place;
+    const int column = static_cast<int>(place) / 2;
+    const int x = kFirstPortX + 2 + column * kMainPortStep;
+    const int y = kRowY[place % 2];
+    if (state.ports[port]) draw_port(picture, state, port, x, y);
+    draw_lights_of_cage(picture, state, port, x, y);
   }
   picture.end_block();
+}
+
+std::string text_of(const std::optional<SupplyState> &supply) {
+  if (!supply) return "not known";
+  if (supply->type.empty()) return "pulled";
+  return supply->type + (supply->good ? " good" : " failed");
 }
 
 void draw_supply(const Picture &picture, const PanelState &state, unsigned supply) {
+  constexpr int kStep = 120;
+  constexpr int kWidth = 106;
+  constexpr int kHeight = 40;
   const std::optional<SupplyState> &now = state.supply[supply];
-  std::string number = std::to_string(supply + 1), text = "not known";
-  int x = 12 + static_cast<int>(supply) * 120, y = 122;
-  bool there = now && !now->type.empty();
-  if (now) text = there ? now->type + (now->good ? " good" : " failed") : "pulled";
-  picture.shape("supply", x, y, kWhite, "supply" + number);
-  picture.text(x + 10, y + 16, kSoft, "Supply " + number, " font-size=\"11\"");
-  picture.text(x + 10, y + 32, there && now->good ? kWhite : kOrange, text, kNumber);
-  picture.place("supply" + number, x, y, 106, 40);
+  const bool good = now && !now->type.empty() && now->good;
+  const std::string number = std::to_string(supply + 1);
+  const std::string id = "supply" + number;
+  const int x = kMargin + static_cast<int>(supply) * kStep;
+  const int y = 122;
+  picture.shape("supply", x, y, kWhite, id);
+  picture.text(x + 10, y + 16, kSoft, "Supply " + number, kSmall);
+  picture.text(x + 10, y + 32, good ? kWhite : kOrange, text_of(now), kBold);
+  picture.place(id, x, y, kWidth, kHeight);
 }
 
-// The indicators of the whole switch; those of a port stand beside it.
-void draw_indicators(const Picture &picture, const PanelState &state) {
-  constexpr size_t kRows = 3, kLights = 6;
-  picture.begin_block(kIndicators);
-  picture.text(12, 20, kWhite, "Managed switch, 28 ports", kTitle);
-  for (size_t i = 0; i < kLights; ++i) {
-    int x = 12 + static_cast<int>(i / kRows) * 120, y = 44 + static_cast<int>(i % kRows) * 26;
+/** The LEDs of the whole switch, in columns of three. Those of a cage stand beside it. */
+void draw_switch_lights(const Picture &picture, const PanelState &state) {
+  constexpr int kRows = 3;
+  constexpr int kColumnStep = 120;
+  constexpr int kRowStep = 26;
+  int drawn = 0;
+  for (size_t i = 0; i < std::size(layout::kLights); ++i) {
+    const layout::Light &light = layout::kLights[i];
+    if (light.cage >= 0) continue;
+    const int x = kMargin + drawn / kRows * kColumnStep;
+    const int y = 44 + drawn % kRows * kRowStep;
     draw_light(picture, state, i, x + 9, y);
-    picture.text(x + 26, y + 4, kWhite, layout::kLights[i].legend);
-    picture.place(std::string("led-") + layout::kLights[i].led, x, y - 13, 106, 26);
+    picture.text(x + 26, y + 4, kWhite, light.legend);
+    picture.place(std::string("led-") + light.led, x, y - 13, 106, kRowStep);
+    ++drawn;
   }
-  if (state.supply[0] || state.supply[1]) {
-    for (unsigned i = 0; i < 2; ++i) draw_supply(picture, state, i);
+}
+
+void draw_indicators(const Picture &picture, const PanelState &state) {
+  constexpr int kSuppliesY = 146;
+  constexpr int kRelayY = 186;
+  picture.begin_block(kIndicators);
+  picture.text(kMargin, kTitleY, kWhite, "Managed switch, " + std::to_string(layout::kPorts) + " ports", kTitle);
+  draw_switch_lights(picture, state);
+  const bool supplies_known = state.supply[0] || state.supply[1];
+  if (supplies_known) {
+    for (unsigned i = 0; i < state.supply.size(); ++i) draw_supply(picture, state, i);
   } else if (!state.supplies.empty()) {
-    picture.text(12, 146, kWhite, "Supplies: " + state.supplies);
+    picture.text(kMargin, kSuppliesY, kWhite, "Supplies: " + state.supplies);
   }
-  if (!state.relay.empty())
-    picture.text(12, 186, kSoft, std::string("Alarm relay ") + (state.relay == "0" ? "open" : "closed"));
-  if (state.alarm) picture.text(238, 186, kOrange, "power alarm", " text-anchor=\"end\" font-weight=\"700\"");
+  const std::string relay = state.relay == "0" ? "open" : "closed";
+  if (!state.relay.empty()) picture.text(kMargin, kRelayY, kSoft, "Alarm relay " + relay);
+  if (state.alarm) picture.text(kIndicators.width - kMargin, kRelayY, kOrange, "power alarm", kBoldEnd);
   picture.end_block();
 }
 
-void draw_legend(const Picture &picture) {
-  picture.begin_block("legend", kLegendX, kLegendY, kLegendWidth, kLegendHeight);
+/** What the colours and signs of modules mean. @return where the next entry begins */
+int draw_sign_legend(const Picture &picture) {
+  constexpr Sign kShown[] = {kGood, kNoLight, kTransmitterOff, kFault};
+  constexpr int kStep = 160;
   int x = 0;
-  constexpr Sign kAll[] = {kGood, kSigns[1], kSigns[2], kSigns[0]};
-  for (const Sign &sign : kAll) {
+  for (const Sign &sign : kShown) {
     std::fprintf(picture.file, "<rect x=\"%d\" y=\"2\" width=\"34\" height=\"22\" rx=\"2\" fill=\"%s\"/>\n", x,
                  sign.colour);
     picture.shape(sign.shape, x + 17, 13, kDark);
     picture.text(x + 42, 17, kSoft, sign.meaning);
-    x += 160;
+    x += kStep;
   }
-  for (auto [shape, meaning] :
-       {std::pair("off", "LED off"), std::pair("on", "on"), std::pair("blinking", "blinking")}) {
-    picture.shape(shape, x + 8, 13, kColours[layout::Green]);
-    picture.text(x + 24, 17, kSoft, meaning);
-    x += 100;
+  return x;
+}
+
+void draw_light_legend(const Picture &picture, int x) {
+  struct Entry {
+    const char *shape;
+    const char *meaning;
+  };
+  constexpr Entry kEntries[] = {{"off", "LED off"}, {"on", "on"}, {"blinking", "blinking"}};
+  constexpr int kStep = 100;
+  for (const Entry &entry : kEntries) {
+    picture.shape(entry.shape, x + 8, 13, colour_of_led(layout::Green));
+    picture.text(x + 24, 17, kSoft, entry.meaning);
+    x += kStep;
   }
+}
+
+void draw_legend(const Picture &picture) {
+  constexpr int kX = 44;
+  constexpr int kY = 238;
+  constexpr int kWidth = 1366;
+  constexpr int kHeight = 28;
+  picture.begin_block("legend", kX, kY, kWidth, kHeight);
+  const int behind_signs = draw_sign_legend(picture);
+  draw_light_legend(picture, behind_signs);
   picture.end_block();
 }
 

@@ -7,7 +7,7 @@
 
 namespace layout = panel_layout;
 
-/** What a terminal takes behind "0;" to switch a colour on. */
+/** The escape code of a colour; it stands behind "0;". */
 static const char *code_of(layout::Colour colour) {
   switch (colour) {
     case layout::Plain:
@@ -28,7 +28,7 @@ static const char *code_of(layout::Colour colour) {
   return "0";
 }
 
-/** A grid of characters with colours. A folded panel has its right half below the left one. */
+/** A grid of characters with colours. In a folded panel the right half is below the left half. */
 class Canvas {
  public:
   explicit Canvas(bool colours) : colours_(colours), folded_(columns() < static_cast<size_t>(layout::kWidth)) {}
@@ -44,7 +44,7 @@ class Canvas {
     const int row = moved ? y + kMoveDown : y;
     if (column < width()) cells_[row][column] = {glyph, colours_ ? colour : layout::Plain};
   }
-  /** ASCII. */
+  /** Several characters, all of them ASCII. */
   void put(int x, int y, const std::string &text, layout::Colour colour = layout::Plain) {
     for (const char c : text) {
       set(x, y, std::string(1, c), colour);
@@ -76,7 +76,7 @@ class Canvas {
   }
 
  private:
-  /** Of what lies right of the fold: its first column becomes column 1, its first line the left half's last. */
+  /* How far the right half moves: its first column becomes column 1, its first line the last line of the left half. */
   static constexpr int kMoveLeft = layout::kFoldX - 1;
   static constexpr int kMoveDown = layout::kHeight - 1 - layout::kFoldY;
 
@@ -99,14 +99,15 @@ void PanelState::set_light(const std::string &led, unsigned state) {
 }
 
 static void draw_lights(Canvas &canvas, const PanelState &state) {
-  using Glyphs = std::array<const char *, 3>;  // off, on, blinking
+  using Glyphs = std::array<const char *, 3>;  // by LightState
   const Glyphs glyphs = has_glyphs() ? Glyphs{"○", "●", "◐"} : Glyphs{".", "*", "~"};
   for (size_t i = 0; i < state.lights.size(); ++i) {
     const layout::Light &light = layout::kLights[i];
     canvas.put(light.legend_x, light.y, light.legend);
     if (!state.lights[i]) continue;
-    const unsigned lit = std::min(*state.lights[i], 2U);
-    canvas.set(light.x, light.y, glyphs[lit], lit == 0 ? layout::Dim : light.colour);
+    const unsigned lit = std::min<unsigned>(*state.lights[i], layout::kLightBlinking);
+    const layout::Colour colour = lit == layout::kLightOff ? layout::Dim : light.colour;
+    canvas.set(light.x, light.y, glyphs[lit], colour);
   }
 }
 
@@ -119,7 +120,8 @@ static void draw_frames(Canvas &canvas, const PanelState &state) {
       const std::string &board = state.boards[static_cast<size_t>(frame.slot - 1)];
       if (!board.empty()) legend += ": " + board;
     }
-    legend.resize(std::min(legend.size(), static_cast<size_t>(frame.width) - 4));
+    const size_t room = static_cast<size_t>(frame.width) - 4;  // without the corners and the blanks around the legend
+    legend.resize(std::min(legend.size(), room));
     canvas.put(frame.x + 1, frame.y, " " + legend + " ");
   }
 }
@@ -140,7 +142,7 @@ static void draw_texts(Canvas &canvas, const PanelState &state) {
   if (state.supplies.empty()) return;
   const std::string text = "SUPPLIES " + state.supplies + (state.alarm ? ", ALARM" : ", good");
   const layout::Colour colour = state.alarm ? layout::Red : layout::Green;
-  // Folded, the line has no room for it beside the LEDs.
+  // In a folded panel there is no room beside the LEDs.
   if (canvas.folded())
     canvas.put(2, layout::kSupplyY + 1, text, colour);
   else

@@ -9,7 +9,7 @@ struct PanelOptions {
   uint32_t pictures = 0;  // 0 = until interrupted
 };
 
-/** Null for what cannot be read now, since boards come and go while the panel is drawn. The command fails then. */
+/** The answer, or null if it cannot be read: boards come and go while the panel is drawn. The command fails at its end. */
 template <class Read>
 static Json attempt(Read read) {
   try {
@@ -20,16 +20,17 @@ static Json attempt(Read read) {
   }
 }
 
-/** The modules' memories are not read, so that watching never moves the cage selection under another program. */
+/** Does not read the modules' memories: that would move the cage selection, which another program may be using. */
 static Json read_panel() {
   require_board();
   return record("leds", attempt(leds), "relay", attempt(relay), "power", attempt(power), "board", attempt(board),
                 "ports", attempt([] { return ports(Signals::OfModules); }));
 }
 
-static unsigned light_of(const Json &state) {
-  if (state == "off") return 0;
-  return state == "on" ? 1 : 2;
+static panel_layout::LightState light_of(const Json &state) {
+  if (state == "off") return panel_layout::kLightOff;
+  if (state == "on") return panel_layout::kLightOn;
+  return panel_layout::kLightBlinking;
 }
 
 static panel_layout::PortState port_of(const Json &port) {
@@ -61,11 +62,15 @@ static PanelState state_of(const Json &shown) {
   return state;
 }
 
-/** With --watch it redraws twice a second: in place on a screen. */
+/** With --watch it redraws twice a second, on a screen in place. */
 static void draw(const PanelOptions &options) {
   using namespace std::chrono;
-  constexpr const char *kClearScreen = "\033[2J", *kHome = "\033[H", *kClearLineEnd = "\033[K\n";
+  constexpr const char *kClearScreen = "\033[2J";
+  constexpr const char *kHome = "\033[H";
+  constexpr const char *kClearLineEnd = "\033[K\n";
   const bool in_place = options.watch && !settings.json && is_screen(out);
+  const bool colours = settings.colour || colourful();
+  const char *const line_end = in_place ? kClearLineEnd : "\n";
   if (in_place) std::fputs(kClearScreen, out);
   auto next = steady_clock::now();
   uint32_t drawn = 0;
@@ -76,7 +81,7 @@ static void draw(const PanelOptions &options) {
     if (settings.json)
       show(state);
     else
-      draw_panel(state_of(state), settings.colour || colourful(), in_place ? kClearLineEnd : "\n");
+      draw_panel(state_of(state), colours, line_end);
     std::fflush(out);
     ++drawn;
     if (!options.watch || drawn == options.pictures) return;
