@@ -11,13 +11,16 @@
 
 #include "program.h"
 
+constexpr int kGzip = 16;  // added to the window bits: a gzip header instead of zlib's own
+constexpr int kWindowBits = 15;
+
 struct GzipWriter::Stream : z_stream {};
 
 GzipWriter::GzipWriter(Sink sink) : sink_(std::move(sink)), stream_(std::make_unique<Stream>()) {
-  constexpr int kGzip = 16, kWindowBits = 15, kMemoryLevel = 8;
-  if (deflateInit2(stream_.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip + kWindowBits, kMemoryLevel,
-                   Z_DEFAULT_STRATEGY) != Z_OK)
-    throw Failure{"no memory to compress with"};
+  constexpr int kMemoryLevel = 8;
+  const int result = deflateInit2(stream_.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip + kWindowBits, kMemoryLevel,
+                                  Z_DEFAULT_STRATEGY);
+  if (result != Z_OK) throw Failure{"no memory to compress with"};
 }
 
 GzipWriter::~GzipWriter() { deflateEnd(stream_.get()); }
@@ -39,6 +42,10 @@ void GzipWriter::write(Bytes bytes) { pass(bytes, Z_NO_FLUSH); }
 void GzipWriter::finish() { pass({}, Z_FINISH); }
 
 constexpr size_t kBlock = 512;
+
+/* Types of entries. */
+constexpr char kFile = '0';
+constexpr char kOldFile = '\0';
 
 /** A file's header. Texts fill their fields or end with a NUL; numbers are octal. */
 struct Header {
@@ -72,7 +79,7 @@ static void put_number(char (&field)[Size], uint64_t number) {
   std::snprintf(field, Size, "%0*llo", static_cast<int>(Size - 1), static_cast<unsigned long long>(number));
 }
 
-/** Readers count the checksum's own field as blanks. */
+/** The sum of all bytes of the header. Its own field counts as blanks. */
 static void put_checksum(Header &header) {
   std::memset(header.checksum, ' ', sizeof header.checksum);
   const auto *bytes = reinterpret_cast<const uint8_t *>(&header);
@@ -83,7 +90,6 @@ TarWriter::TarWriter(Sink sink, std::string folder, std::time_t time)
     : sink_(std::move(sink)), folder_(std::move(folder)), time_(time) {}
 
 void TarWriter::begin(const std::string &name, uint64_t size) {
-  constexpr char kFile = '0';
   fill_block();
   Header header{};
   if (name.size() > sizeof header.name || folder_.size() > sizeof header.prefix)
@@ -129,7 +135,6 @@ void TarWriter::finish() {
 }
 
 std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most) {
-  constexpr int kGzip = 16, kWindowBits = 15;
   const bool is_packed = bytes.size() > 2 && bytes[0] == 0x1F && bytes[1] == 0x8B;
   if (!is_packed) return bytes;
   z_stream stream{};
@@ -156,25 +161,43 @@ static std::string text_in(const char (&field)[Size]) {
   return std::string(field, strnlen(field, Size));
 }
 
+template <size_t Size>
+static uint64_t octal_in(const char (&field)[Size]) {
+  constexpr int kOctal = 8;
+  return std::strtoull(text_in(field).c_str(), nullptr, kOctal);
+}
+
+static bool checksum_holds(const Header &header) {
+  Header summed = header;
+  put_checksum(summed);
+  return octal_in(header.checksum) == octal_in(summed.checksum);
+}
+
+/** The name without the folder. The folder is in the field `prefix`, or it is the first part of the name. */
+static std::string name_in(const Header &header) {
+  std::string name = text_in(header.name);
+  const bool has_folder = header.prefix[0] == '\0';
+  if (has_folder) name.erase(0, name.find('/') + 1);
+  return name;
+}
+
 ArchivedFiles files_of_tar(Bytes archive) {
-  constexpr char kFile = '0', kOldFile = '\0';
+  const Failure damaged{"the archive is cut off or damaged"};
   ArchivedFiles files;
-  while (archive.size() >= kBlock) {
+  while (true) {
+    if (archive.size() < kBlock) throw damaged;
     Header header;
     std::memcpy(&header, archive.data(), kBlock);
-    if (header.name[0] == '\0') return files;
-    Header summed = header;
-    put_checksum(summed);
-    const auto number = [](const std::string &digits) { return std::strtoull(digits.c_str(), nullptr, 8); };
-    if (number(text_in(header.checksum)) != number(text_in(summed.checksum))) break;
-    const auto size = static_cast<size_t>(number(text_in(header.size)));
-    const size_t blocks = (size + kBlock - 1) / kBlock * kBlock;
-    if (blocks > archive.size() - kBlock) break;
-    std::string name = text_in(header.name);
-    if (header.prefix[0] == '\0') name.erase(0, name.find('/') + 1);  // the folder is a part of the name
-    const Bytes content = archive.subspan(kBlock, size);
-    if (header.type == kFile || header.type == kOldFile) files[name].assign(content.begin(), content.end());
-    archive = archive.subspan(kBlock + blocks);
+    const bool is_end = header.name[0] == '\0';
+    if (is_end) return files;
+    if (!checksum_holds(header)) throw damaged;
+    archive = archive.subspan(kBlock);
+    const auto size = static_cast<size_t>(octal_in(header.size));
+    const size_t padded_size = (size + kBlock - 1) / kBlock * kBlock;
+    if (padded_size > archive.size()) throw damaged;
+    const Bytes content = archive.first(size);
+    const bool is_file = header.type == kFile || header.type == kOldFile;
+    if (is_file) files[name_in(header)].assign(content.begin(), content.end());
+    archive = archive.subspan(padded_size);
   }
-  throw Failure{"the archive is cut off or damaged"};
 }

@@ -11,10 +11,10 @@
 
 #include "file.h"
 
-/** Takes what is written. */
+/** Takes the bytes that are written. */
 using Sink = std::function<void(Bytes bytes)>;
 
-/** A gzip stream, which does not tell when or where it was made. */
+/** A gzip stream. It contains no time and no file name. */
 class GzipWriter {
  public:
   explicit GzipWriter(Sink sink);
@@ -31,13 +31,13 @@ class GzipWriter {
   const std::unique_ptr<Stream> stream_;
 };
 
-/** Files of one folder, one after the other. */
+/** A tar archive of files in one folder, written one file after the other. */
 class TarWriter {
  public:
-  /** All files get this time; the folder's name stands before theirs. */
+  /** All files get this time. Their names in the archive begin with the folder. */
   TarWriter(Sink sink, std::string folder, std::time_t time);
   void add(const std::string &name, Bytes bytes);
-  /** A file of `size` bytes, which are written next. */
+  /** Begins a file of `size` bytes. `write` adds them. */
   void begin(const std::string &name, uint64_t size);
   void write(Bytes bytes);
   /** Writes the archive's end. */
@@ -52,10 +52,11 @@ class TarWriter {
   uint64_t written_ = 0;
 };
 
-/** What a gzip stream holds; other bytes as they are. Throws a Failure when it is damaged, or holds more than `most`. */
+/** Unpacks a gzip stream. Returns other bytes as they are. Throws a Failure if the stream is damaged, or if it holds more
+ *  than `most` bytes. */
 std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most);
 
-/** The files of a tar archive by their names, without the folder that all of them are in. */
+/** The files of a tar archive, by name. The common folder is not part of the names. */
 using ArchivedFiles = std::map<std::string, std::vector<uint8_t>>;
 ArchivedFiles files_of_tar(Bytes archive);
 

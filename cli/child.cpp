@@ -19,7 +19,8 @@ static std::vector<char *> pointers_to(std::vector<std::string> &texts) {
 
 int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output) {
   constexpr int kFirstOther = STDERR_FILENO + 1;
-  sigset_t none, usual;
+  sigset_t none;
+  sigset_t usual;
   sigemptyset(&none);
   sigemptyset(&usual);
   sigaddset(&usual, SIGPIPE);
@@ -54,13 +55,14 @@ void end_child(pid_t child) {
 std::optional<int> wait_for_child(pid_t child, std::chrono::milliseconds limit) {
   using namespace std::chrono_literals;
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  int status = 0;
-  while (waitpid(child, &status, WNOHANG) == 0) {
+  while (true) {
+    int status = 0;
+    const bool ended = waitpid(child, &status, WNOHANG) != 0;
+    if (ended) return status;
     if (interrupted() || std::chrono::steady_clock::now() >= deadline) {
       end_child(child);
       return std::nullopt;
     }
     std::this_thread::sleep_for(1ms);
   }
-  return status;
 }

@@ -10,16 +10,18 @@
 #include <string>
 #include <vector>
 
-/** Starts a program, found through PATH, in a process group of its own, so that it can be ended with all that it has
- *  started: signals as they usually are, nothing to read, its output into `output`, no other file of this program.
+/** Starts a program that is found through PATH. It gets a process group of its own, so that it can be ended together with
+ *  all that it has started. Its signals are not blocked, its input is empty, its output goes to the descriptor `output`,
+ *  and it gets no other open file of this program except standard error.
  *  @return 0, or errno */
 int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output);
-/** "NAME=value" of all variables that this program has. */
+/** This program's environment variables, each as "NAME=value". */
 std::vector<std::string> own_environment();
-/** Ends it and all that it has started. */
+/** Kills the child and all that it has started, and waits for the child. */
 void end_child(pid_t child);
 
-/** Waits for its end. @return its status; nothing when that takes too long or a signal waits: then it was ended */
+/** Waits until the child ends. If that takes longer than the limit, or a signal waits, it is killed.
+ *  @return its status, as waitpid gives it; nothing if it was killed */
 std::optional<int> wait_for_child(pid_t child, std::chrono::milliseconds limit);
 
 #endif

@@ -14,9 +14,9 @@
 
 namespace fs = std::filesystem;
 
-/** Where a chain of links leads. */
+/** The file at the end of a chain of symbolic links. */
 static fs::path behind_links(fs::path path) {
-  constexpr int kMostLinks = 40;  // as the kernel follows
+  constexpr int kMostLinks = 40;  // the kernel follows as many
   std::error_code error;
   for (int links = 0; links < kMostLinks; ++links) {
     if (!fs::is_symlink(path, error)) break;
@@ -31,6 +31,7 @@ OutputFile::OutputFile(const std::string &path, const std::string &argument)
   if (!target_.has_filename()) fail(path.empty() ? ENOENT : EISDIR);
   struct stat old = {};
   const bool exists = stat(target_.c_str(), &old) == 0;
+  // A file that cannot be written is not replaced either.
   if (exists) check(access(target_.c_str(), W_OK) == 0);
   if (!exists) {
     open_beside(nullptr);
@@ -50,7 +51,7 @@ void OutputFile::open_in_place() {
 /** @param mode  of the old file; null if there is none */
 void OutputFile::open_beside(const mode_t *mode) {
   fresh_ = target_.parent_path() / (".new-" + std::to_string(getpid()));
-  unlink(fresh_.c_str());  // left by a killed process of this number
+  unlink(fresh_.c_str());  // a killed process with the same number may have left one
   fd_ = open(fresh_.c_str(), O_WRONLY | O_CLOEXEC | O_CREAT | O_EXCL, 0666);
   check(fd_ >= 0);
   if (mode != nullptr && fchmod(fd_, *mode) != 0) {

@@ -1,5 +1,5 @@
 /** @file
- *  Ordinary files. An error's line names the argument and the file, and says why. */
+ *  Reading and writing files. The line of an error names the argument and the file, and says why. */
 #ifndef ZELBOARD_CLI_FILE_H
 #define ZELBOARD_CLI_FILE_H
 
@@ -13,9 +13,9 @@
 
 using Bytes = std::span<const uint8_t>;
 
-/** Replaces a file as a whole or not at all: a full disk, a signal or a power cut leaves the old one. The new one is
- *  written beside it, and takes its place when it is whole and on the disk. The mode stays, and a link still leads to the
- *  file. What is no ordinary file, such as a pipe or /dev/full, is written in place. */
+/** Replaces a file as a whole or not at all: a full disk, a signal or a power cut leaves the old file. The new file is
+ *  written beside the old one; `commit` puts it on the disk and then in the place of the old one. The mode stays, and a
+ *  link still leads to the file. Anything but an ordinary file, such as a pipe or /dev/full, is written in place. */
 class OutputFile {
  public:
   explicit OutputFile(const std::string &path, const std::string &argument = "FILE");
@@ -38,14 +38,14 @@ class OutputFile {
   int fd_ = -1;
 };
 void write_file(const std::string &path, Bytes bytes, const std::string &argument = "FILE");
-/** The same; "-" is the program's output. */
+/** The same as write_file; "-" writes to the program's output. */
 void write_output(const std::string &path, Bytes bytes, const std::string &argument = "FILE");
-/** Writes all bytes, in as many calls as it takes. @return false with errno */
+/** Writes all bytes, in several calls if needed. @return false with errno if that fails */
 bool write_all(int fd, Bytes bytes);
 
-/** Ends the command: the file cannot be read, as errno says. */
+/** Ends the command with a line that says why the file cannot be read; errno has the reason. */
 [[noreturn]] void refuse_unreadable(const std::string &path, const std::string &argument = "FILE");
-/** Reads a whole file, or standard input for "-". Refuses one of more than `most` bytes. */
+/** Reads a whole file, or standard input for "-". Refuses a file of more than `most` bytes. */
 std::vector<uint8_t> read_file(const std::string &path, size_t most, const std::string &argument = "FILE");
 inline Bytes bytes_of(const std::string &text) { return {reinterpret_cast<const uint8_t *>(text.data()), text.size()}; }
 

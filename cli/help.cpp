@@ -16,8 +16,8 @@ static size_t help_width() {
   return width ? *width : columns();
 }
 
-/** Where the description begins in a line "  NAME      description", or in one that goes on below a long name. 0 for a
- *  line without two columns. */
+/** Where the description begins: in a line "  NAME      description", or in the line below a long name. 0 for a line
+ *  without two columns. */
 static size_t description_at(const std::string &line) {
   constexpr size_t kNameAt = 2;
   if (!line.starts_with("  ")) return 0;
@@ -68,8 +68,8 @@ static void add_folded(std::string &help, const std::string &line, size_t width)
 std::string folded_help(const std::string &help) {
   std::string folded;
   const size_t width = help_width();
-  const bool ended = help.ends_with('\n');
-  for (const std::string &line : split(ended ? help.substr(0, help.size() - 1) : help, '\n'))
-    add_folded(folded, line, width);
+  std::string lines = help;
+  if (lines.ends_with('\n')) lines.pop_back();
+  for (const std::string &line : split(lines, '\n')) add_folded(folded, line, width);
   return folded;
 }

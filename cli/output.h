@@ -10,14 +10,14 @@
 
 using Json = nlohmann::ordered_json;
 
-/** The program's own output: standard output, unless something else takes that place. */
+/** The program's own output: standard output, unless the program sets another stream. */
 extern FILE *out;
-/** Opens those of descriptors 0 to 2 that came closed, so that no other file takes their places; their use fails.
- *  @param inherited  programs that this one starts get them, too */
+/** Opens those of descriptors 0 to 2 that are closed, so that no other file gets their numbers. Using them fails.
+ *  @param inherited  programs that this one starts also get them */
 void open_standard_descriptors(bool inherited);
-/** @return 0; 1, with a line on stderr, when the output could not be written */
+/** Writes what is left of the output. @return 0, or 1 with a line on stderr if it could not be written */
 int finish_output();
-/** Columns of the terminal that the output goes to. Without a terminal there is no limit. */
+/** Columns of the output's terminal; a very large number without a terminal. */
 size_t columns();
 /** True for a terminal that knows escape sequences. */
 bool is_screen(FILE *stream);
@@ -26,7 +26,7 @@ bool colourful();
 /** True if the locale has more than ASCII. */
 bool has_glyphs();
 
-/** Prints data as JSON or for people: an object as aligned lines, an array of objects as a table. */
+/** Prints data as JSON, or for people: an object as aligned lines, an array of objects as a table. */
 void print(const Json &data, bool as_json);
 /** A value as people read it. The key decides whether a number is hexadecimal. */
 std::string cell(const std::string &key, const Json &value);

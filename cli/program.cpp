@@ -24,17 +24,17 @@ static std::string command_of(const CLI::App &app) {
   return command;
 }
 
-/** Words that no argument took, in quotes. */
+/** The words of the line that belong to no argument, in quotes. */
 static std::string words_left(const CLI::App &app) {
   std::string words;
   for (const std::string &word : app.remaining(true)) words += (words.empty() ? "'" : " '") + word + "'";
   return words;
 }
 
-/** What stands before a word in a text, or all of it. */
+/** The part of a text before a word, or the whole text if the word is not in it. */
 static std::string before(const std::string &text, const std::string &word) { return text.substr(0, text.find(word)); }
 
-/** The parser's text names an option somewhere: "--count", alone. */
+/** The option that the parser's text names, as "--count". */
 static std::string option_in(const std::string &text) {
   const size_t start = std::min(text.find("--"), text.size());
   const size_t end = std::min(text.find_first_of(" :=", start), text.size());
@@ -49,7 +49,8 @@ static std::string wrong_usage(const CLI::App &app, const CLI::Error &error) {
   if (!extra.empty()) return extra + ": not expected";
   if (kind == "RequiredError") {
     const bool command = text.starts_with("A ");  // "A subcommand is required"
-    return (command ? "COMMAND" : before(text, " is ")) + ": missing";
+    const std::string missing = command ? "COMMAND" : before(text, " is ");
+    return missing + ": missing";
   }
   if (kind == "ConversionError") return option_in(text) + ": takes no value";
   return option_in(text) + ": needs one value";

@@ -1,5 +1,5 @@
 /** @file
- *  The frame of zelctl and zelsim: the command line is read, the work done, and one line tells what went wrong. */
+ *  The frame of zelctl and zelsim: reads the command line, does the work, and prints one line if something goes wrong. */
 #ifndef ZELBOARD_CLI_PROGRAM_H
 #define ZELBOARD_CLI_PROGRAM_H
 
@@ -17,36 +17,37 @@ struct Failure : std::runtime_error {
   explicit Failure(const std::string &line, uint32_t of_status = 0) : std::runtime_error(line), status(of_status) {}
   uint32_t status;  // of a call of the library, 0 for none
 };
-/** Ends a command with exit status 2 and one line on stderr that names the argument. */
+/** Ends a command with exit status 2 and one line on stderr that begins with the argument's name. */
 [[noreturn]] void refuse_argument(const std::string &name, const std::string &why);
 
-/** Name of this program, which each line on stderr begins with. */
+/** The name of this program. Each line on stderr begins with it. */
 extern const char *const kProgram;
-/** Prints the line on stderr. @return the status */
+/** Prints the line on stderr. @return `status`, for a caller that ends with it */
 int complain(const std::string &line, int status);
 
 /* ---- SIGINT, SIGTERM and SIGHUP ----
- * A program begins with a line for their coming; when it begins to change something it holds them to its end. One that
- * was ignored from the start, as under nohup, stays ignored. */
+ * At first a signal ends the program, after a line on stderr. A program that begins to change something holds the
+ * signals: it looks for them between two pieces of the change. A signal that was ignored at the start, as under nohup,
+ * stays ignored. */
 
-/** Until signals are held: one of them prints this line and ends the program. Without a text it ends in silence. */
+/** Sets the line that a signal prints before it ends the program, while signals are not held. An empty line: it prints
+ *  nothing. */
 void say_when_ended(const std::string &line);
-/** From here on signals wait until the end, so that a change ends between two pieces of it. A closed pipe does not end
- *  the program either. */
+/** From now on signals wait until `release_signals`. A closed pipe does not end the program either. */
 void hold_signals();
-/** True if one waits. */
+/** True if a held signal waits. */
 bool interrupted();
-/** A descriptor that can be read when a held signal has come. Reading takes the signal. */
+/** A descriptor that can be read when a held signal waits. Reading takes the signal. */
 int held_signals();
-/** One that waits now takes effect. */
+/** Ends the hold. A signal that waits takes effect now. */
 void release_signals();
 
-/** A command line without commands as yet.
+/** Makes a command line that has no commands yet.
  *  @param what    what the program is for
- *  @param footer  what its help ends with */
+ *  @param footer  the last lines of its help */
 std::unique_ptr<CLI::App> command_line(const std::string &what, const std::string &footer);
-/** Reads the command line, does the work, and finishes the output.
- *  @return the exit status; what went wrong stands on stderr */
+/** Reads the command line, does the work, and finishes the output. Prints on stderr what went wrong.
+ *  @return the exit status */
 int run_program(CLI::App &app, int argc, char **argv, const std::function<void()> &work);
 
 #endif

@@ -9,15 +9,15 @@
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-static sigset_t held;  // empty at load
+static sigset_t held;  // empty at first: static memory is zero
 
-/** The whole line of the handler, which can only write. */
+/** The line that the handler prints. It is complete, because a handler can only call `write`. */
 static char last_words[256];
 
 static void end_program(int number) {
   const ssize_t ignored = write(STDERR_FILENO, last_words, std::strlen(last_words));
   static_cast<void>(ignored);
-  raise(number);  // takes effect when the handler returns, and ends the program: the handler is good for once
+  raise(number);  // ends the program when the handler returns: SA_RESETHAND has removed the handler
 }
 
 static bool is_ignored(int number) {
@@ -30,7 +30,7 @@ void say_when_ended(const std::string &line) {
   sigset_t before;
   sigemptyset(&all);
   for (const int number : kSignals) sigaddset(&all, number);
-  pthread_sigmask(SIG_BLOCK, &all, &before);  // the text must not change under the handler
+  pthread_sigmask(SIG_BLOCK, &all, &before);  // the handler must not run while its text changes
   std::snprintf(last_words, sizeof last_words, "%s: %s\n", kProgram, line.c_str());
   struct sigaction action {};
   action.sa_flags = SA_RESETHAND;

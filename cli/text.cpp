@@ -76,7 +76,7 @@ std::optional<std::tm> time_in(const std::string &text) {
   const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &time);
   if (end == nullptr || *end != '\0') return std::nullopt;
   std::tm normal = time;
-  timegm(&normal);  // moves a day that its month does not have into the next one, and a leap second
+  timegm(&normal);  // changes a day that its month does not have, and a leap second
   const bool exists = normal.tm_mday == time.tm_mday && normal.tm_sec == time.tm_sec;
   const bool in_century = time.tm_year >= 100 && time.tm_year <= 199;  // counted from 1900
   if (!exists || !in_century) return std::nullopt;
@@ -96,7 +96,7 @@ std::string name_of(const std::string &names, uint32_t code, const char *without
   return has_name ? list[code] : format(without, code);
 }
 
-/** Length in bytes of the text's first character; 0 for a control code and for what is no UTF-8. */
+/** Length in bytes of the text's first character; 0 for a control code, and for bytes that are not UTF-8. */
 static size_t first_character(std::string_view text) {
   const auto first = static_cast<uint8_t>(text[0]);
   const auto second = static_cast<uint8_t>(text.size() > 1 ? text[1] : 0);
@@ -131,7 +131,7 @@ std::string escaped(const std::string &text) {
   return shown;
 }
 
-/** True for a byte that begins a character of UTF-8, or is one. */
+/** True for the first byte of a character in UTF-8. */
 static bool begins_character(char c) { return (c & 0xC0) != 0x80; }
 
 size_t length_of(const std::string &text) {
