@@ -2,17 +2,12 @@
 #include <cstring>
 #include <memory>
 
+#include "environment_region.h"
 #include "records.h"
 
-/* The region: CRC-32 of the rest, low byte first, then the variables' text. */
-constexpr size_t kCrcLength = 4;
 constexpr uint8_t kErased = 0xFF;
 
-static uint32_t crc_of(Bytes region) {
-  return FW_crc32(region.data() + kCrcLength, static_cast<uint32_t>(region.size() - kCrcLength));
-}
-
-/** A field of the library's table. What an entry without "=" left is no NUL-ended text: it ends at the table's fill. */
+/** The text in a field of the library's table. It ends at a NUL, or at the table's fill: an entry without "=" has no NUL. */
 template <size_t Size>
 static std::string text_of(const char (&field)[Size]) {
   const std::string text(field, strnlen(field, Size));
@@ -21,14 +16,14 @@ static std::string text_of(const char (&field)[Size]) {
 
 static std::string state_of(Bytes region) {
   if (is_erased(region)) return "erased";
-  return crc_of(region) == word_at(region, 0) ? "valid" : "damaged";
+  return environment_crc_holds(region) ? "valid" : "damaged";
 }
 
 Json environment_in(Bytes region) {
   const std::string state = state_of(region);
   Json variables = Json::array();
   if (state == "erased") return record("state", state, "variables", variables);
-  env_convert(region.data() + kCrcLength);
+  env_convert(region.data() + kEnvironmentCrcLength);
   for (const env_slot &slot : env_data) {
     const bool unused = static_cast<uint8_t>(slot.name[0]) == kErased;
     if (unused) break;
@@ -99,26 +94,26 @@ static void set_variable(const std::string &name, const std::string &value) {
   throw Failure{"boot environment: " + name + " does not read back"};
 }
 
-/** Parses a region into the library's table. Throws if the table does not hold all of it. */
+/** Parses a region into the library's table. Throws if the table could not hold all of the region. */
 static void load_table(const std::vector<uint8_t> &region) {
   std::vector<uint8_t> again(region.size());
-  env_convert(region.data() + kCrcLength);
-  convert_env(again.data() + kCrcLength);
-  const auto *end = env_ptr + 1;  // behind the list
-  if (!std::equal<const uint8_t *>(again.data() + kCrcLength, end, region.data() + kCrcLength))
-    throw Failure{"the boot environment holds what would be lost: nothing was changed"};
+  env_convert(region.data() + kEnvironmentCrcLength);
+  convert_env(again.data() + kEnvironmentCrcLength);  // env_ptr then points to the end of the list
+  const uint8_t *const first = again.data() + kEnvironmentCrcLength;
+  const uint8_t *const end = env_ptr + 1;
+  const bool is_same = std::equal(first, end, region.data() + kEnvironmentCrcLength);
+  if (!is_same) throw Failure{"the boot environment holds what would be lost: nothing was changed"};
 }
 
 /** The table as a region, with its checksum. */
 static std::vector<uint8_t> region_of_table() {
   std::vector<uint8_t> region(FW_ENV_SIZE);
-  convert_env(region.data() + kCrcLength);
-  const uint32_t crc = crc_of(region);
-  for (size_t i = 0; i < kCrcLength; ++i) region[i] = static_cast<uint8_t>(crc >> 8 * i);
+  convert_env(region.data() + kEnvironmentCrcLength);
+  store_environment_crc(region, environment_crc(region));
   return region;
 }
 
-/** The library has no call for it: its table is loaded, the variable taken out, and the table written back. */
+/** The library has no call for this. So its table is loaded, the variable is taken out, and the table is written back. */
 static void unset_variable(const std::string &name) {
   if (environment()["state"] != "valid") throw Failure{"the boot environment is not valid: nothing is taken out of it"};
   std::vector<uint8_t> region(FW_ENV_SIZE);

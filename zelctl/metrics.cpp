@@ -5,53 +5,58 @@
 
 #include "optics.h"
 
-std::string metric(const std::string &name, const std::string &help, const std::vector<std::string> &samples) {
+std::string metric_text(const std::string &name, const std::string &help, const std::vector<std::string> &samples) {
   if (samples.empty()) return "";
   std::string text = "# HELP zelboard_" + name + " " + help + "\n# TYPE zelboard_" + name + " gauge\n";
-  for (const std::string &sample : samples) text += "zelboard_" + name + sample + "\n";
+  for (const std::string &line : samples) text += "zelboard_" + name + line + "\n";
   return text;
 }
 
-std::string sample(const std::string &labels, double value) {
-  return (labels.empty() ? "" : "{" + labels + "}") + format(" %.15g", value);
+std::string sample_line(const std::string &labels, double value) {
+  const std::string shown = labels.empty() ? "" : "{" + labels + "}";
+  return shown + format(" %.15g", value);
 }
 
-/** Two states are 0 and 1. More than two make a sample for each of them, 1 for the present one. */
+/** A thing with two states has one sample, 0 or 1. A thing with more has one for each state, 1 for the present one. */
 static std::vector<std::string> samples_of(const Reading &reading) {
   std::string label;
   if (!reading.label.empty()) label = reading.label + "=\"" + reading.which + "\"";
-  if (reading.states.size() <= 2) return {sample(label, *reading.value)};
+  if (reading.states.size() <= 2) return {sample_line(label, *reading.value)};
   if (!label.empty()) label += ",";
   std::vector<std::string> samples;
-  for (const std::string &state : reading.states)
-    samples.push_back(sample(label + "state=\"" + state + "\"", reading.state() == state));
+  for (const std::string &state : reading.states) {
+    const bool is_present = reading.state() == state;
+    samples.push_back(sample_line(label + "state=\"" + state + "\"", is_present));
+  }
   return samples;
 }
 
-/** The metrics of the table, in its order. */
+/** The metrics of all readings. Readings of one metric stand together. */
 static std::string metrics_of(const std::vector<Reading> &readings) {
   std::string text;
-  std::vector<std::string> samples;
-  const Watched *what = nullptr;
-  const auto finish = [&] {
-    if (what != nullptr) text += metric(what->metric, what->help, samples);
-    samples.clear();
-  };
-  for (const Reading &reading : readings) {
-    if (reading.what != what) finish();
-    what = reading.what;
-    if (!reading.value) continue;
-    for (const std::string &line : samples_of(reading)) samples.push_back(line);
+  size_t first = 0;
+  while (first < readings.size()) {
+    const Watched *what = readings[first].what;
+    std::vector<std::string> samples;
+    size_t next = first;
+    while (next < readings.size() && readings[next].what == what) {
+      const Reading &reading = readings[next];
+      if (reading.value) {
+        for (const std::string &line : samples_of(reading)) samples.push_back(line);
+      }
+      ++next;
+    }
+    text += metric_text(what->metric, what->help, samples);
+    first = next;
   }
-  finish();
   return text;
 }
 
 static std::string drivers_up(const Round &round) {
   std::vector<std::string> samples;
   for (size_t driver = 0; driver < std::size(kDrivers); ++driver)
-    samples.push_back(sample(format("driver=\"%s\"", kDrivers[driver]), round.up[driver]));
-  return metric("up", "Whether a driver answered all questions.", samples);
+    samples.push_back(sample_line(format("driver=\"%s\"", kDrivers[driver]), round.up[driver]));
+  return metric_text("up", "Whether a driver answered all questions.", samples);
 }
 
 static std::string subsystems_read(const std::vector<Reading> &readings, const std::vector<Optics> &modules) {
@@ -64,9 +69,9 @@ static std::string subsystems_read(const std::vector<Reading> &readings, const s
     if (!module.silence.empty()) whole[module.source] = false;
   }
   std::vector<std::string> samples;
-  for (const auto &[source, good] : whole) samples.push_back(sample("subsystem=\"" + source + "\"", good));
-  return metric("subsystem_success", "Whether all of a subsystem could be read. What could not has no sample.",
-                samples);
+  for (const auto &[source, good] : whole) samples.push_back(sample_line("subsystem=\"" + source + "\"", good));
+  return metric_text("subsystem_success", "Whether all of a subsystem could be read. What could not has no sample.",
+                     samples);
 }
 
 static std::string metrics_text() {
@@ -75,7 +80,8 @@ static std::string metrics_text() {
   const std::vector<Optics> modules = read_optics(round, readings, Flags::Read);
   const auto now = static_cast<double>(std::time(nullptr));
   return metrics_of(readings) + optics_metrics(modules) + drivers_up(round) + subsystems_read(readings, modules) +
-         metric("collection_timestamp_seconds", "When the board was read, in seconds since 1970.", {sample("", now)}) +
+         metric_text("collection_timestamp_seconds", "When the board was read, in seconds since 1970.",
+                     {sample_line("", now)}) +
          "# EOF\n";
 }
 

@@ -1,13 +1,15 @@
 /** @file
- *  The text format of Prometheus. */
+ *  Metrics in the text format of Prometheus. */
 #ifndef ZELCTL_METRICS_H
 #define ZELCTL_METRICS_H
 
 #include <string>
 #include <vector>
 
-/** One metric: its help and type, and its samples. Without a sample it is left out. */
-std::string metric(const std::string &name, const std::string &help, const std::vector<std::string> &samples);
-std::string sample(const std::string &labels, double value);
+/** The lines of a metric: its help, its type and its samples. No lines if there is no sample.
+ *  @param samples  made by sample_line */
+std::string metric_text(const std::string &name, const std::string &help, const std::vector<std::string> &samples);
+/** Labels and value of a sample: what stands behind the name of its metric. */
+std::string sample_line(const std::string &labels, double value);
 
 #endif

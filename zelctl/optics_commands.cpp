@@ -16,47 +16,39 @@ struct ModuleDumpOptions {
   std::string output;
 };
 
-/** As "rx_power_low". */
-static std::vector<std::string> raised(const Diagnostics &diagnostics, bool alarms) {
-  std::vector<std::string> names;
-  for (const Measurement &measurement : diagnostics.measured) {
-    const double value = measurement.value;
-    const double high = alarms ? measurement.high_alarm : measurement.high_warning;
-    const double low = alarms ? measurement.low_alarm : measurement.low_warning;
-    const bool high_flag = alarms ? measurement.high_alarm_flag : measurement.high_warning_flag;
-    const bool low_flag = alarms ? measurement.low_alarm_flag : measurement.low_warning_flag;
-    const std::string key = measurement.key;
-    if (high_flag || (measurement.limited && value > high)) names.push_back(key + "_high");
-    if (low_flag || (measurement.limited && value < low)) names.push_back(key + "_low");
-  }
-  return names;
+/** A row of the table of all modules, without values. */
+static Json empty_row(uint32_t of_port) {
+  Json row = record("port", of_port, "module", nullptr, "diagnostics", "none");
+  for (const char *key : {"temperature", "voltage", "bias", "tx_power", "rx_power"}) row[key] = nullptr;
+  row["alarms"] = Json::array();
+  row["warnings"] = Json::array();
+  return row;
 }
 
-static Json empty_row(uint32_t of_port) {
-  return record("port", of_port, "module", nullptr, "diagnostics", "none", "temperature", nullptr, "voltage", nullptr,
-                "bias", nullptr, "tx_power", nullptr, "rx_power", nullptr, "alarms", Json::array(), "warnings",
-                Json::array());
+/** Adds a value, and the limits that it has crossed: as "rx_power_low". */
+static void add_measurement(Json &row, const Measurement &measurement) {
+  const std::string key = measurement.key;
+  const Crossed crossed = limits_crossed(measurement);
+  row[key] = people_number(measurement, measurement.value);
+  if (crossed.high_alarm) row["alarms"].push_back(key + "_high");
+  if (crossed.low_alarm) row["alarms"].push_back(key + "_low");
+  if (crossed.high_warning) row["warnings"].push_back(key + "_high");
+  if (crossed.low_warning) row["warnings"].push_back(key + "_low");
 }
 
 static void fill_row(Json &row, uint32_t of_port) {
-  std::array<uint8_t, kPageLength> identification{}, measured{};
   select_module(of_port);
-  require_port(FW_I2C_BufRead(FW_SFP_MEMORY, 0, 1, kPageLength, identification.data()), of_port,
-               "memory of the module");
+  const LowerHalf identification = read_lower_half(of_port, FW_SFP_MEMORY, kIdentification);
   row["module"] = part_number_of(identification);
   if (!offers_diagnostics(identification)) return;
-  require_port(FW_I2C_BufRead(kDiagnosticsMemory, 0, 1, kPageLength, measured.data()), of_port,
-               "diagnostics of the module");
+  const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnostics);
   const Diagnostics found = diagnostics_in(identification, measured);
   row["diagnostics"] = found.external ? "external" : "internal";
   if (!found.ready) return;
-  for (const Measurement &measurement : found.measured)
-    row[measurement.key] = people_number(measurement, measurement.value);
-  row["alarms"] = raised(found, true);
-  row["warnings"] = raised(found, false);
+  for (const Measurement &measurement : found.measured) add_measurement(row, measurement);
 }
 
-/** Ports with a module; what could not be read stays empty, and ends the command once the rest is shown. */
+/** A row for each port with a module. A value that cannot be read stays empty; the command fails after all rows. */
 static Json all_modules() {
   Json rows = Json::array();
   for (const Json &signals : ports(Signals::OfModules)) {
@@ -80,33 +72,42 @@ static void show_all() {
   show(rows);
 }
 
-/** "on, no fault", of the bits that the module offers. */
+/** A status bit of a module, in words. */
+struct StatusBit {
+  const char *key;
+  const char *yes;
+  const char *no;
+};
+constexpr StatusBit kStatusBits[] = {
+    {"tx_disable", "transmitter disabled by the cage", "transmitter enabled by the cage"},
+    {"soft_tx_disable", "disabled by the host", "not disabled by the host"},
+    {"tx_fault", "transmitter fault", "no fault"},
+    {"rx_los", "no light", "light"}};
+
+/** The bits that the module has: "transmitter enabled by the cage, no fault". */
 static std::string status_text(const Json &all) {
-  const struct {
-    const char *key, *yes, *no;
-  } kBits[] = {{"tx_disable", "transmitter disabled by the cage", "transmitter enabled by the cage"},
-               {"soft_tx_disable", "disabled by the host", "not disabled by the host"},
-               {"tx_fault", "transmitter fault", "no fault"},
-               {"rx_los", "no light", "light"}};
   std::string text;
-  for (const auto &bit : kBits) {
+  for (const StatusBit &bit : kStatusBits) {
     const Json &value = all[bit.key];
     if (value.is_null()) continue;
-    text += (text.empty() ? "" : ", ") + std::string(value.get<bool>() ? bit.yes : bit.no);
+    if (!text.empty()) text += ", ";
+    text += value == true ? bit.yes : bit.no;
   }
   return text.empty() ? "not told" : text;
 }
 
-/** Thresholds and flags, a row a quantity. */
+/** Thresholds and flags, one row for each quantity. */
 static Json limits_table(const Json &measured) {
   Json rows = Json::array();
   for (const Json &row : measured) {
     const std::string quantity = row["quantity"];
-    Json shown = record("limits", quantity + " [" + row["unit"].get<std::string>() + "]");
+    const std::string unit = row["unit"];
+    const int decimals = quantity == "voltage" ? 2 : 1;
+    Json shown = record("limits", quantity + " [" + unit + "]");
     for (const char *key : {"low_alarm", "low_warning", "high_warning", "high_alarm"}) {
-      const Json &value = row[key];
-      const bool in_volts = quantity == "voltage";
-      shown[key] = value.is_null() ? Json() : Json(format("%.*f", in_volts ? 2 : 1, value.get<double>()));
+      const Json &limit = row[key];
+      shown[key] = nullptr;
+      if (!limit.is_null()) shown[key] = format("%.*f", decimals, limit.get<double>());
     }
     shown["flags"] = row["flags"];
     rows.push_back(shown);
@@ -119,9 +120,14 @@ static void show_module(uint32_t port) {
   const Json all = diagnostics_record(port, pages);
   if (settings.json) return show(all);
   const Diagnostics found = diagnostics_in(pages.identification, pages.diagnostics);
-  show(record("port", port, "module", all["vendor"].get<std::string>() + " " + all["part_number"].get<std::string>(),
-              "calibration", all["calibration"], "receiver", found.average_power ? "average power" : "OMA", "status",
-              status_text(all), "checksum", all["checksum"]));
+  const std::string vendor = all["vendor"];
+  const std::string part_number = all["part_number"];
+  Json module = record("port", port, "module", vendor + " " + part_number);
+  module["calibration"] = all["calibration"];
+  module["receiver"] = found.average_power ? "average power" : "OMA";
+  module["status"] = status_text(all);
+  module["checksum"] = all["checksum"];
+  show(module);
   std::fprintf(out, "\n");
   if (!found.ready) std::fprintf(out, "the module's values are not ready yet\n\n");
   for (const Measurement &measurement : found.measured) draw_measurement(measurement);
@@ -134,12 +140,12 @@ static void show_diagnostics(uint32_t port) {
   show_module(port);
 }
 
-/** As ethtool prints a module's memory: 16 bytes a line. */
-static std::string hex_lines(std::span<const uint8_t> bytes, size_t first) {
+/** The bytes as ethtool prints a module's memory: 16 in each line. */
+static std::string hex_lines(std::span<const uint8_t> bytes, size_t offset) {
   constexpr size_t kLine = 16;
   std::string text = "Offset\t\tValues\n------\t\t------";
   for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i % kLine == 0) text += format("\n0x%04zx:\t\t", first + i);
+    if (i % kLine == 0) text += format("\n0x%04zx:\t\t", offset + i);
     text += format("%02x ", bytes[i]);
   }
   return text + "\n";
@@ -156,22 +162,26 @@ static std::vector<uint8_t> chosen_pages(uint32_t port, uint32_t page) {
 }
 
 static void write_raw(const std::vector<uint8_t> &bytes, const std::string &output) {
-  const bool to_output = output.empty() || output == "-";
-  if (to_output && isatty(fileno(out)) != 0) refuse_argument("--raw", "needs a file or a pipe: -o FILE");
-  write_output(to_output ? "-" : output, bytes, "--output");
+  const bool to_terminal = output == "-" && isatty(fileno(out)) != 0;
+  if (to_terminal) refuse_argument("--raw", "needs a file or a pipe: -o FILE");
+  write_output(output, bytes, "--output");
 }
 
 static void dump(const ModuleDumpOptions &options) {
   if (options.raw && options.hex) refuse_argument("--raw", "does not go with --hex");
   const std::vector<uint8_t> bytes = chosen_pages(options.port, options.page);
-  const uint32_t first = options.page == kPageA2 ? kPageBytes : 0;  // page A2h stands behind page A0h
+  const uint32_t offset = options.page == kPageA2 ? kPageBytes : 0;  // page A2h stands behind page A0h
+  const std::string output = options.output.empty() ? "-" : options.output;
   if (options.hex) {
-    const std::string text = hex_lines(bytes, first);
-    return write_output(options.output.empty() ? "-" : options.output, bytes_of(text), "--output");
+    const std::string text = hex_lines(bytes, offset);
+    write_output(output, bytes_of(text), "--output");
+  } else if (options.raw || !options.output.empty()) {
+    write_raw(bytes, output);
+  } else if (settings.json) {
+    show(record("port", options.port, "data", hex_text(bytes)));
+  } else {
+    hexdump(bytes, offset);
   }
-  if (options.raw || !options.output.empty()) return write_raw(bytes, options.output);
-  if (settings.json) return show(record("port", options.port, "data", hex_text(bytes)));
-  hexdump(bytes, first);
 }
 
 static void add_dom(App &sfp) {
@@ -189,8 +199,8 @@ static void add_dump(App &sfp) {
   number(app, "PORT", options->port, "Port", 0, FW_PORT_LAST);
   choice(app, "--page", options->page, "Which page (default: all)",
          {{"all", kAllPages}, {"a0", kPageA0}, {"a2", kPageA2}});
-  flag(app, "--raw", options->raw, "The bytes themselves, as with -o");
-  flag(app, "--hex", options->hex, "As ethtool prints them");
+  flag(app, "--raw", options->raw, "Write the bytes themselves; -o FILE does so, too");
+  flag(app, "--hex", options->hex, "Write hexadecimal lines like those of ethtool");
   output_option(app, options->output);
 }
 

@@ -4,9 +4,8 @@
 
 #include <algorithm>
 
+#include "environment_region.h"
 #include "records.h"
-
-constexpr size_t kCrcLength = 4;
 
 static bool is_secret(const std::string &name, const Patterns &patterns) {
   return std::any_of(patterns.begin(), patterns.end(), [&](const std::string &pattern) {
@@ -14,39 +13,56 @@ static bool is_secret(const std::string &name, const Patterns &patterns) {
   });
 }
 
-/** Entries end with a NUL each, the list with an empty one. @return the entry, and moves behind it */
-static std::string take_entry(std::span<const uint8_t> &rest) {
-  const auto end = std::find(rest.begin(), rest.end(), uint8_t{0});
-  const std::string entry(rest.begin(), end);
-  rest = rest.subspan(std::min(entry.size() + 1, rest.size()));
-  return entry;
+/** The variables of a region, and what stands behind their list. */
+struct VariableList {
+  std::vector<std::string> entries;  // "name=value"
+  Bytes rest;
+};
+
+/** Each entry ends with a NUL. The list ends with an empty entry, or with the region. */
+static VariableList variables_of(Bytes region) {
+  VariableList list;
+  list.rest = region.subspan(kEnvironmentCrcLength);
+  while (true) {
+    const auto end = std::find(list.rest.begin(), list.rest.end(), uint8_t{0});
+    const std::string entry(list.rest.begin(), end);
+    const size_t length = std::min(entry.size() + 1, list.rest.size());  // with the NUL
+    list.rest = list.rest.subspan(length);
+    if (entry.empty()) return list;
+    list.entries.push_back(entry);
+  }
 }
 
-static uint32_t crc_of(const std::vector<uint8_t> &region) {
-  return FW_crc32(region.data() + kCrcLength, static_cast<uint32_t>(region.size() - kCrcLength));
+static bool holds_data(Bytes bytes) {
+  return std::any_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte != 0 && byte != 0xFF; });
+}
+
+/** A region with these variables and zeros behind them. The CRC-32 is not stored yet. */
+static std::vector<uint8_t> region_of(const std::vector<std::string> &entries, size_t size) {
+  std::vector<uint8_t> region(kEnvironmentCrcLength);
+  for (const std::string &entry : entries) {
+    region.insert(region.end(), entry.begin(), entry.end());
+    region.push_back(0);
+  }
+  region.resize(size, 0);
+  return region;
 }
 
 Redaction blank_secrets(std::span<const uint8_t> region, const Patterns &patterns) {
-  Redaction done{{region.begin(), region.end()}, {}, false};
-  if (is_erased(region)) return done;
-  const bool valid = crc_of(done.region) == word_at(region, 0);
-  std::vector<uint8_t> blanked(region.begin(), region.begin() + kCrcLength);
-  std::span<const uint8_t> rest = region.subspan(kCrcLength);
-  for (std::string entry = take_entry(rest); !entry.empty(); entry = take_entry(rest)) {
-    const size_t name_end = std::min(entry.find('='), entry.size());
-    const std::string name = entry.substr(0, name_end);
-    if (is_secret(name, patterns)) {
-      entry = name + "=" + kBlanked;
-      done.names.push_back(name);
-    }
-    blanked.insert(blanked.end(), entry.begin(), entry.end());
-    blanked.push_back(0);
+  Redaction redaction{{region.begin(), region.end()}, {}, false};
+  if (is_erased(region)) return redaction;
+  VariableList variables = variables_of(region);
+  for (std::string &entry : variables.entries) {
+    const std::string name = entry.substr(0, entry.find('='));
+    if (!is_secret(name, patterns)) continue;
+    entry = name + "=" + kBlanked;
+    redaction.names.push_back(name);
   }
-  done.remains = std::any_of(rest.begin(), rest.end(), [](uint8_t byte) { return byte != 0 && byte != 0xFF; });
-  if (done.names.empty() && !done.remains) return done;
-  blanked.resize(region.size(), 0);
-  const uint32_t crc = valid ? crc_of(blanked) : ~crc_of(blanked);
-  for (size_t i = 0; i < kCrcLength; ++i) blanked[i] = static_cast<uint8_t>(crc >> 8 * i);
-  done.region = std::move(blanked);
-  return done;
+  redaction.remains = holds_data(variables.rest);
+  const bool nothing_to_blank = redaction.names.empty() && !redaction.remains;
+  if (nothing_to_blank) return redaction;
+  redaction.region = region_of(variables.entries, region.size());
+  const uint32_t crc = environment_crc(redaction.region);
+  store_environment_crc(redaction.region, environment_crc_holds(region) ? crc : ~crc);
+  return redaction;
 }

@@ -1,5 +1,5 @@
 /** @file
- *  Secrets among the variables of the boot environment: they are taken out of whatever leaves the switch. */
+ *  Secrets in the boot environment: their values are blanked in everything that leaves the switch. */
 #ifndef ZELCTL_REDACTION_H
 #define ZELCTL_REDACTION_H
 
@@ -8,19 +8,19 @@
 #include <string>
 #include <vector>
 
-/** What stands in place of a secret, whatever its length was. */
+/** Replaces the value of a secret, of whatever length. */
 constexpr const char *kBlanked = "***";
 
-/** Patterns of names as the shell has them, whatever case. */
+/** Patterns of variables' names, as in the shell. Upper and lower case are the same. */
 using Patterns = std::vector<std::string>;
 
 struct Redaction {
   std::vector<uint8_t> region;
-  std::vector<std::string> names;  // of the variables that are blanked
-  bool remains = false;            // bytes behind the list were blanked: what an older, longer one has left
+  std::vector<std::string> names;  // of the blanked variables
+  bool remains = false;            // bytes behind the list were blanked: an older, longer list may have left them
 };
-/** The boot environment's region without its secrets. Its CRC-32 is right again where it was right; of the bytes that
- *  are blanked no checksum is left, from which they could be guessed. */
+/** Blanks the secrets in the boot environment's region. A region with a valid CRC-32 gets a new valid one, any other
+ *  region an invalid one. The old CRC-32 does not stay: the blanked values could be guessed from it. */
 Redaction blank_secrets(std::span<const uint8_t> region, const Patterns &patterns);
 
 #endif

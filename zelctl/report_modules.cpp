@@ -1,29 +1,17 @@
 #include "report.h"
 
-#include "optics.h"
+#include "module_memory.h"
 
-constexpr size_t kWholePage = 256;
-
-using WholePage = std::vector<uint8_t>;
-
-static ModulePage first_half(const WholePage &page) { return ModulePage(page.data(), kPageLength); }
-
-static WholePage read_page(uint32_t port, uint8_t address) {
-  WholePage page(kWholePage);
-  for (const uint32_t offset : {0U, static_cast<uint32_t>(kPageLength)})
-    require_port(FW_I2C_BufRead(address, offset, 1, kPageLength, page.data() + offset), port, "memory of the module");
-  return page;
-}
-
-/** Both pages of one module, and what a PHY in it says. */
+/** Both pages of one module, and the registers of its PHY. */
 struct Memory {
-  WholePage a0, a2;
+  WholePage identification;
+  WholePage diagnostics;  // empty: there is none, or it cannot be read
   Json phy;
 };
 
-/** Only registers without a bit that reading clears. A module that is switched off keeps its PHY in reset: null. */
+/** Null if the transmitter is off: the module then keeps its PHY in reset. */
 static Json read_phy(uint32_t port) {
-  constexpr uint32_t kNumbers[] = {0, 2, 3, 4, 5, 9, 15, 17, 27};
+  constexpr uint32_t kNumbers[] = {0, 2, 3, 4, 5, 9, 15, 17, 27};  // reading these clears no bit
   uint8_t disabled = 1;
   require_port(FW_GetPortSfpTxDisable(port, &disabled), port, "transmitter");
   if (disabled != 0) return {};
@@ -36,40 +24,54 @@ static Json read_phy(uint32_t port) {
   return registers;
 }
 
-/** All modules answer at the same addresses: whoever else selects a cage meanwhile is noticed by page A0h, which is read
- *  again in the end. */
+static Memory read_selected(Report &report, uint32_t port) {
+  Memory memory;
+  memory.identification = read_whole_page(port, FW_SFP_MEMORY, kIdentification);
+  const LowerHalf identification = lower_half_of(memory.identification);
+  if (offers_diagnostics(identification)) {
+    report.ask(format("port %u: page A2h", port), [&]() -> Json {
+      memory.diagnostics = read_whole_page(port, kDiagnosticsMemory, kDiagnostics);
+      return {};
+    });
+  }
+  if (is_copper_module(identification)) {
+    memory.phy = report.ask(format("port %u: PHY", port), [&] { return read_phy(port); });
+  }
+  return memory;
+}
+
+/** All modules answer at the same addresses. Page A0h is read again at the end: another page means that another program
+ *  has selected another cage meanwhile. */
 static Memory read_memory(Report &report, uint32_t port) {
   constexpr int kAttempts = 3;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     require_port(FW_SfpSel(port), port, "selection of the cage");
-    Memory memory{read_page(port, FW_SFP_MEMORY), {}, {}};
-    const ModulePage a0 = first_half(memory.a0);
-    if (offers_diagnostics(a0)) {
-      report.ask(format("port %u: page A2h", port), [&]() -> Json {
-        memory.a2 = read_page(port, kDiagnosticsMemory);
-        return {};
-      });
-    }
-    if (is_copper_module(a0)) memory.phy = report.ask(format("port %u: PHY", port), [&] { return read_phy(port); });
-    if (read_page(port, FW_SFP_MEMORY) == memory.a0) return memory;
+    Memory memory = read_selected(report, port);
+    if (read_whole_page(port, FW_SFP_MEMORY, kIdentification) == memory.identification) return memory;
   }
   throw Failure{format("port %u: another program keeps selecting other cages", port)};
 }
 
 static Json module_row(Report &report, uint32_t port) {
   const Memory memory = read_memory(report, port);
-  const ModulePage a0 = first_half(memory.a0);
-  Json row = record("port", port, "a0", format("modules/port-%02u-a0.bin", port), "a2", nullptr);
-  report.add_file(row["a0"], memory.a0);
-  if (!memory.a2.empty()) {
-    row["a2"] = format("modules/port-%02u-a2.bin", port);
-    report.add_file(row["a2"], memory.a2);
+  const LowerHalf identification = lower_half_of(memory.identification);
+  const bool has_a2 = !memory.diagnostics.empty();
+  const std::string a0_file = format("modules/port-%02u-a0.bin", port);
+  const std::string a2_file = format("modules/port-%02u-a2.bin", port);
+  Json row = record("port", port, "a0", a0_file, "a2", nullptr);
+  report.add_file(a0_file, memory.identification);
+  if (has_a2) {
+    row["a2"] = a2_file;
+    report.add_file(a2_file, memory.diagnostics);
   }
-  append(row, "copper", is_copper_module(a0), "checksums", checksums_hold(a0) ? "correct" : "wrong", "decoded",
-         decode_page(a0), "diagnostics", memory.a2.empty() ? Json() : decode_diagnostics(a0, first_half(memory.a2)),
-         "phy", memory.phy);
-  if (has_diagnostics(a0) && needs_address_change(a0))
-    report.note(format("port %u: page A2h", port), "the module wants its address changed by a write");
+  row["copper"] = is_copper_module(identification);
+  row["checksums"] = checksums_hold(identification) ? "correct" : "wrong";
+  row["decoded"] = decode_page(identification);
+  row["diagnostics"] = nullptr;
+  if (has_a2) row["diagnostics"] = decode_diagnostics(identification, lower_half_of(memory.diagnostics));
+  row["phy"] = memory.phy;
+  const bool hides_a2 = has_diagnostics(identification) && needs_address_change(identification);
+  if (hides_a2) report.note(format("port %u: page A2h", port), "the module wants its address changed by a write");
   return row;
 }
 

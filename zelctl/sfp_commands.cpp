@@ -1,26 +1,43 @@
-#include <array>
 #include <memory>
 
 #include "optics.h"
 
+struct ClassName {
+  uint8_t code;
+  const char *name;
+};
+constexpr ClassName kClassNames[] = {
+    {FW_SFP_100FX, "100FX"},
+    {FW_SFP_1000BASE_X, "1000BASE-X"},
+    {FW_SFP_COPPER, "1000BASE-T"},
+    {FW_SFP_UNKNOWN, "unknown"},
+    {FW_SFP_2G5, "2G5"},
+    {FW_SFP_5G, "5G"},
+    {FW_SFP_10G, "10G"},
+    {FW_SFP_10G_DAC, "10G DAC"},
+    {FW_SFP_10G_ER, "10G ER"},
+    {FW_SFP_10G_LRM, "10G LRM"},
+    {FW_SFP_10G_LR, "10G LR"},
+    {FW_SFP_10G_SR, "10G SR"},
+    {FW_SFP_COPPER_SERDES, "1000BASE-T SerDes"},
+    {FW_SFP_NOT_A_MODULE, "not an SFP"},
+};
+
 static std::string class_name(uint8_t code) {
-  if (code == FW_SFP_COPPER_SERDES) return "1000BASE-T SerDes";
-  if (code == FW_SFP_NOT_A_MODULE) return "not an SFP";
-  return name_of("100FX|1000BASE-X|1000BASE-T|unknown|2G5|5G|10G|10G DAC|10G ER|10G LRM|10G LR|10G SR", code);
+  for (const ClassName &row : kClassNames) {
+    if (row.code == code) return row.name;
+  }
+  return std::to_string(code);
 }
 
-using PageBytes = std::array<uint8_t, kPageLength>;
-
-/** The page of the module in a cage. Throws a Failure of status FW_NOT_SET when the cage is empty. */
-static PageBytes read_page(uint32_t port) {
-  PageBytes page{};
+/** Page A0h of the module in a cage. Throws FW_NOT_SET if the cage is empty. */
+static LowerHalf read_page(uint32_t port) {
   select_module(port);
-  require_port(FW_I2C_BufRead(FW_SFP_MEMORY, 0, 1, kPageLength, page.data()), port, "memory of the module");
-  return page;
+  return read_lower_half(port, FW_SFP_MEMORY, kIdentification);
 }
 
-/** The same for any port. */
-static PageBytes require_page(uint32_t port) {
+/** The same for any port: throws if the port has no cage. */
+static LowerHalf require_page(uint32_t port) {
   require_cage(port);
   return read_page(port);
 }
@@ -37,13 +54,14 @@ static uint8_t class_of(uint32_t port, ModulePage page) {
   return code;
 }
 
-/** Link of a copper module. Null for others, and for a PHY that is silent, as with its transmitter off. */
+/** Link of a copper module. Null for other modules, and for a PHY that does not answer: its transmitter may be off. */
 static Json link_of(uint32_t port, ModulePage page) {
   if (!is_copper_module(page)) return {};
   uint8_t link = 0;
   uint8_t speed = 0;
   const uint32_t status = FW_SFP_SGMII_Get_Status(port, &link, &speed, 0);
-  if (link != 0) return name_of("up, reserved speed|10 full|100 full|1000|10 half|100 half", speed);  // FW_LINK_...
+  constexpr const char *kSpeeds = "up, reserved speed|10 full|100 full|1000|10 half|100 half";  // by FW_LINK_...
+  if (link != 0) return name_of(kSpeeds, speed);
   if (status == FW_FAIL) return {};
   require_port(status, port, "link of the module");
   return "down";
@@ -57,7 +75,7 @@ static Json module_record(uint32_t port, Fitted fitted) {
     return row;
   }
   try {
-    const PageBytes page = read_page(port);
+    const LowerHalf page = read_page(port);
     const uint8_t code = class_of(port, page);
     append(row, "class", class_name(code), "code", code, "vendor", vendor_of(page), "part_number", part_number_of(page),
            "revision", revision_of(page), "rate_mbd", signalling_rate(page), "link", link_of(port, page), "checksums",
@@ -71,7 +89,7 @@ static Json module_record(uint32_t port, Fitted fitted) {
 }
 
 static void show_module(uint32_t port) {
-  const PageBytes page = require_page(port);
+  const LowerHalf page = require_page(port);
   const uint8_t code = class_of(port, page);
   Json all = record("port", port, "class", class_name(code), "code", code);
   all.update(decode_page(page));
@@ -80,15 +98,15 @@ static void show_module(uint32_t port) {
   if (settings.verbose) FW_Show_SFP_Moudle(port, 0, 1);
 }
 
-/** A register of a module's PHY. Of a module without one the library prints why it refuses. */
+/** A register of a module's PHY. For a module without a PHY the library prints why it refuses. */
 static uint16_t read_register(uint32_t port, uint32_t number) {
   uint16_t word = 0;
   require_cage(port);
-  Printed printed = printed_by([&] { return FW_Get_SFP_SGMII_Reg(port, number, &word); });
-  printed.text.erase(printed.text.find_last_not_of(" \n") + 1);
+  const Printed printed = printed_by([&] { return FW_Get_SFP_SGMII_Reg(port, number, &word); });
   if (printed.status == FW_FAIL) {
     require_board();
-    if (!printed.text.empty()) throw Failure{format("FW_FAIL: port %u: ", port) + printed.text, FW_FAIL};
+    const std::string reason = printed.text.substr(0, printed.text.find_last_not_of(" \n") + 1);
+    if (!reason.empty()) throw Failure{format("FW_FAIL: port %u: ", port) + reason, FW_FAIL};
   }
   require_port(printed.status, port, "PHY register of the module");
   return word;
@@ -105,7 +123,7 @@ struct ModulePhyOptions {
 static void access_registers(const ModulePhyOptions &options) {
   const auto [port, number, value] = options;
   if (value != kNotGiven) {
-    read_register(port, number);  // fails for what is no copper module: the write itself calls that a success
+    read_register(port, number);  // throws unless it is a copper module: the write would report a success
     require_port(FW_Set_SFP_SGMII_Reg(port, number, static_cast<uint16_t>(value)), port, "PHY register of the module");
   }
   if (number != kNotGiven) return show(decode_register(number, read_register(port, number)));
@@ -118,7 +136,7 @@ static void access_registers(const ModulePhyOptions &options) {
 static void set_sgmii(uint32_t port) {
   constexpr uint32_t kAdvertisementRegister = 4;
   constexpr uint16_t kSgmiiAdvertisement = 0x0DE1;  // what the SGMII sequence leaves there
-  const PageBytes page = require_page(port);
+  const LowerHalf page = require_page(port);
   if (!is_copper_module(page)) throw Failure{format("port %u: the module is no 1000BASE-T module", port)};
   uint8_t code = 0;
   const uint32_t status = FW_Get_SFP_Speed(port, &code);

@@ -1,0 +1,111 @@
+#include "board_changes.h"
+
+#include <algorithm>
+
+#include "optics.h"
+
+/* The event that somebody has begun or ceased to answer. */
+constexpr const char *kAnswerKind = "answer";
+constexpr const char *kAnswers = "answers";
+constexpr const char *kSilent = "does not answer";
+
+/** "port-module" for the subject "port %s module". */
+static std::string kind_of(const Watched &what) {
+  const std::string placeholder = " %s";
+  std::string kind = what.subject;
+  const size_t place = kind.find(placeholder);
+  if (place != std::string::npos) kind.erase(place, placeholder.size());
+  std::replace(kind.begin(), kind.end(), ' ', '-');
+  return kind;
+}
+
+void BoardChanges::look() {
+  before_ = std::exchange(now_, {});
+  Round round;
+  std::vector<Reading> readings = read_board(round, false);
+  add_optics(round, readings);
+  for (const Reading &reading : readings) {
+    if (reading.value)
+      compare(reading);
+    else
+      keep(reading);
+  }
+  const bool no_board = !round.up[Gpio] && !round.up[I2c];
+  if (first_ && no_board) require_board();
+  compare_answers(readings);
+  first_ = false;
+}
+
+void BoardChanges::compare(const Reading &reading) {
+  Event event;
+  event.kind = kind_of(*reading.what);
+  event.subject = reading.subject;
+  event.label = reading.label;
+  event.which = reading.which;
+  event.now = reading.word();
+  event.detail = reading.detail;
+  if (reading.subject == kTemperature) judge_temperature(reading, event);
+  event.trouble = reading.trouble || event.now == reading.what->trouble;
+  const std::string usual = reading.states.empty() ? event.now : reading.states[0];
+  note(reading.subject, event, usual);
+}
+
+/** A thing that does not answer keeps its last known state. */
+void BoardChanges::keep(const Reading &reading) {
+  if (first_) {
+    now_[reading.subject] = "";
+    return;
+  }
+  const auto found = before_.find(reading.subject);
+  if (found != before_.end()) now_[reading.subject] = found->second;
+}
+
+/** Tells who has begun or ceased to answer. A source answers when all of its readings have a value. */
+void BoardChanges::compare_answers(const std::vector<Reading> &readings) {
+  std::map<std::string, std::string> silences;  // by source: why a reading has no value, or ""
+  for (const Reading &reading : readings) {
+    std::string &silence = silences[reading.source];
+    if (silence.empty()) silence = reading.silence;
+  }
+  for (const auto &[source, silence] : silences) {
+    Event event;
+    event.kind = kAnswerKind;
+    event.subject = source;
+    event.now = silence.empty() ? kAnswers : kSilent;
+    event.detail = silence;
+    event.trouble = !silence.empty();
+    note(source + "?", event, kAnswers);
+  }
+}
+
+/** A hot board is hot until it is some degrees cooler. */
+void BoardChanges::judge_temperature(const Reading &reading, Event &event) const {
+  constexpr double kHysteresis = 5;
+  const std::string &normal = reading.states[0];
+  const std::string &hot = reading.states[1];
+  const auto before = before_.find(reading.subject);
+  const bool was_hot = before != before_.end() && before->second == hot;
+  const double limit = was_hot ? hot_ - kHysteresis : hot_;
+  event.now = *reading.value >= limit ? hot : normal;
+  event.detail = format("%.1f degrees", *reading.value);
+}
+
+/** Tells the event if the state has changed. A thing that was not there before, such as a module's, is told unless its
+ *  state is the usual one. The first answer of a thing that was silent so far is not told. */
+void BoardChanges::note(const std::string &key, Event &event, const std::string &usual) {
+  now_[key] = event.now;
+  if (first_) return note_first(event);
+  const auto found = before_.find(key);
+  const bool is_new = found == before_.end();
+  event.before = is_new ? "absent" : found->second;
+  const bool was_silent = event.before.empty();
+  const std::string expected = is_new ? usual : event.before;
+  if (!was_silent && event.now != expected) tell_(event);
+}
+
+/** In the first round, who does not answer is always told. */
+void BoardChanges::note_first(Event &event) {
+  event.before = "unknown";
+  const bool wanted = event.kind == kAnswerKind ? event.now == kSilent : tell_first_;
+  if (wanted) tell_(event);
+}
