@@ -16,7 +16,7 @@ static Json set_bits(std::span<const uint8_t> bytes, const std::string &names) {
   return set;
 }
 
-constexpr const char *kHexadecimal = "0x%02X";  // of codes without a name
+constexpr const char *kUnknownCode = "0x%02X";  // of codes without a name
 constexpr const char *kIdentifiers = "unknown|GBIC|soldered to motherboard|SFP or SFP+||||||||DWDM-SFP|QSFP|QSFP+";
 constexpr const char *kConnectors =
     "unknown|SC|FC style 1 copper|FC style 2 copper|BNC/TNC|FC coax|Fiber Jack|LC|MT-RJ|MU|SG|optical pigtail|MPO 1x12|"
@@ -166,11 +166,11 @@ static Json hex_code(uint8_t byte) { return format("0x%02X", byte); }
 
 /** What the module is: bytes 0 to 62. */
 static void add_base_fields(Json &decoded, ModulePage page) {
-  decoded["identifier"] = name_of(kIdentifiers, page[kIdentifier], kHexadecimal);
+  decoded["identifier"] = name_of(kIdentifiers, page[kIdentifier], kUnknownCode);
   decoded["extended_identifier"] = hex_code(page[kExtendedIdentifier]);
-  decoded["connector"] = name_of(kConnectors, page[kConnector], kHexadecimal);
+  decoded["connector"] = name_of(kConnectors, page[kConnector], kUnknownCode);
   decoded["compliance"] = set_bits(page.subspan(kComplianceCodes, 8), kCompliance);
-  decoded["encoding"] = name_of(kEncodings, page[kEncoding], kHexadecimal);
+  decoded["encoding"] = name_of(kEncodings, page[kEncoding], kUnknownCode);
   decoded["rate_mbd"] = signalling_rate(page);
   decoded["rate_identifier"] = hex_code(page[kRateIdentifier]);
   for (const Length &length : kLengths) decoded[length.key] = page[length.at] * length.metres;
@@ -196,7 +196,7 @@ static void add_extended_fields(Json &decoded, ModulePage page) {
   decoded["date_code"] = text_at(page, kDateCode, 8);
   decoded["monitoring"] = set_bits(page.subspan(kMonitoringType, 1), kMonitoring);
   decoded["enhanced_options"] = hex_code(page[kEnhancedOptions]);
-  decoded["sff_8472_revision"] = name_of(kRevisions, page[kRevision], kHexadecimal);
+  decoded["sff_8472_revision"] = name_of(kRevisions, page[kRevision], kUnknownCode);
   decoded["cc_ext"] = checksum_text(page, kOptionValues, kExtendedChecksum);
   decoded["vendor_specific"] = hex_text(page.subspan(kVendorSpecific));
 }

@@ -6,8 +6,8 @@
 #include "output.h"
 
 /** Numbers that people read in hexadecimal. */
-static const std::set<std::string> kHexadecimal{"address", "checksum",     "crc32",  "end",   "io",  "number",
-                                                "offset",  "power_status", "result", "start", "sum", "value"};
+static const std::set<std::string> kHexadecimalKeys{"address", "checksum",     "crc32",  "end",   "io",  "number",
+                                                    "offset",  "power_status", "result", "start", "sum", "value"};
 
 /** Digits behind the point, where one is not enough. */
 static const std::map<std::string, int> kDecimals{{"bias", 3}, {"voltage", 3}, {"rx_power", 2}, {"tx_power", 2}};
@@ -26,7 +26,7 @@ std::string cell(const std::string &key, const Json &value) {
     const int digits = decimals != kDecimals.end() ? decimals->second : 1;
     return format("%.*f", digits, value.get<double>());
   }
-  if (value.is_number() && kHexadecimal.contains(key)) return format("0x%X", value.get<uint32_t>());
+  if (value.is_number() && kHexadecimalKeys.contains(key)) return format("0x%X", value.get<uint32_t>());
   if (value.is_number()) return value.dump();
   std::string joined;
   for (const Json &item : value) joined += (joined.empty() ? "" : ", ") + cell(key, item);

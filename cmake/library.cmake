@@ -62,7 +62,7 @@ target_compile_options(zelboard_objects PRIVATE
   -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=0 -fno-builtin-printf -fno-builtin-puts -fno-builtin-putchar
   -fno-builtin-strncmp -fno-builtin-memcmp -fno-builtin-memchr -D__NO_INLINE__
   -fno-stack-protector)
-set_target_properties(zelboard_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+set_target_properties(zelboard_objects PROPERTIES POSITION_INDEPENDENT_CODE ON UNITY_BUILD OFF)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
   target_compile_options(zelboard_objects PRIVATE -Os)
 endif()

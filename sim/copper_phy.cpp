@@ -48,7 +48,7 @@ bool is_read_only(unsigned number) {
 bool has_settled(const Board &board, const Cage &cage) {
   int64_t minus_since = wrapping_sum(~cage.negotiating_since_us, 1);
   int64_t passed_us = wrapping_sum(now_us(board), minus_since);
-  return passed_us >= int64_t{board.settle_ms} * 1000;
+  return passed_us >= static_cast<int64_t>(board.settle_ms) * 1000;
 }
 
 bool link_is_up(const Board &board, const Cage &cage) {

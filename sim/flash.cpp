@@ -48,7 +48,7 @@ int select_lower_segment(Board &board, const Request &, uint8_t *) {
   return 0;
 }
 
-const Request kRequests[] = {
+const Request kFlashRequests[] = {
     {0xd1, "EraseSector", Shape::None, kTakes, "", nullptr},
     {0xd2, "GetFlashId", Shape::Identification, kFills, "", get_identification},
     {0xd9, "GetStatusRegister", Shape::None, kTakes, "", get_status_register},
@@ -170,7 +170,7 @@ const char *origin_name(int whence) {
 
 }  // namespace
 
-RequestTable flash_requests() { return kRequests; }
+RequestTable flash_requests() { return kFlashRequests; }
 
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
   off_t from = position_of(fd, at);

@@ -55,7 +55,7 @@ int set_soc_register(Board &board, const Request &, uint8_t *record) {
 
 constexpr uint8_t kHighestLed = 2;  // blinking
 
-const Request kRequests[] = {
+const Request kGpioRequests[] = {
     sets_byte(0x80, "SetSystemLed", "led", offsetof(Board, gpio.system_led), kHighestLed),
     gets_byte(0x81, "GetSystemLed", "led", offsetof(Board, gpio.system_led)),
     sets_byte(0x82, "SetAlarmLed", "led", offsetof(Board, gpio.alarm_led), kHighestLed),
@@ -94,7 +94,7 @@ const Request kRequests[] = {
 
 }  // namespace
 
-RequestTable gpio_requests() { return kRequests; }
+RequestTable gpio_requests() { return kGpioRequests; }
 
 // A single supply counts as the first one wherever it is plugged.
 uint8_t power_status(const Board &board) {

@@ -43,7 +43,7 @@ int refresh_bus(Board &board, const Request &, uint8_t *) {
   return 0;
 }
 
-const Request kRequests[] = {
+const Request kI2cRequests[] = {
     gets_pair(0x96, "GetBoardType", "slot type", {offsetof(Board, i2c.slot_type), 1, kSlots}),
     {0xb0, "BufRead", Shape::Transfer, kFills, "", transfer},
     {0xb1, "BufWrite", Shape::Transfer, kTakes, "", transfer},
@@ -88,6 +88,6 @@ void Transfer::take_pointer(uint8_t *pointer, unsigned registers) {
   }
 }
 
-RequestTable i2c_requests() { return kRequests; }
+RequestTable i2c_requests() { return kI2cRequests; }
 
 }  // namespace zelsim

@@ -24,7 +24,7 @@ Answer answer_of(int64_t result) { return {result, result < 0 ? errno : 0, {}}; 
 // A link that was up when the recording began is up on its copy.
 void settle(Board &board, int64_t began_us) {
   for (Cage &cage : board.cages) {
-    int64_t settled = began_us - int64_t{board.settle_ms} * 1000;
+    int64_t settled = began_us - static_cast<int64_t>(board.settle_ms) * 1000;
     cage.negotiating_since_us = std::min(cage.negotiating_since_us, settled);
   }
 }

@@ -84,7 +84,7 @@ constexpr size_t kBytesPerLine = 16;
 constexpr size_t kTwoPages = 512;  // a module with diagnostics has page A2h, too, which dumps show after page A0h
 
 // The bytes of a line. Printable characters may follow, which may look like bytes: of a line with an offset 16 at most.
-std::string bytes_of(const std::string &line, size_t most) {
+std::string bytes_in(const std::string &line, size_t most) {
   std::string bytes;
   std::istringstream words(line);
   for (std::string word; words >> word && bytes.size() < most;) {
@@ -120,7 +120,7 @@ std::string parse_dump(const std::string &content) {
     repeated = line == "*";
     if (offset != page.size())
       throw Usage("MODULE: the dump jumps from byte " + std::to_string(page.size()) + " at: " + line);
-    page += end > 0 ? bytes_of(line.substr(end), kBytesPerLine) : bytes_of(line, kTwoPages);
+    page += end > 0 ? bytes_in(line.substr(end), kBytesPerLine) : bytes_in(line, kTwoPages);
   }
   return page;
 }

@@ -28,7 +28,7 @@ bool supply_alarm(const Board &board) {
   return (status & kTwoSupplies) != 0 && (status & kBothGood) != kBothGood;
 }
 
-std::string supplies_of(const Board &board) {
+std::string supply_words(const Board &board) {
   auto name = [](Supply type) { return name_of("none|AC|DC", static_cast<unsigned>(type)); };
   std::string first = name(board.supply[0]);
   std::string second = name(board.supply[1]);
@@ -74,7 +74,7 @@ PanelState state_of(const Board &board) {
     state.supply[i] = {type, board.supply_good[i] != 0};
   }
   state.relay = std::to_string(board.gpio.relay);
-  state.supplies = supplies_of(board);
+  state.supplies = supply_words(board);
   state.alarm = supply_alarm(board);
   return state;
 }

@@ -23,10 +23,10 @@ namespace {
 // Position of a flash descriptor: asking the driver for it would be a call more.
 std::atomic<int64_t> g_positions[kMaxDescriptor];
 
-bool in_table(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
-int64_t position_of(int fd) { return in_table(fd) ? g_positions[fd].load(std::memory_order_relaxed) : 0; }
+bool has_position(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
+int64_t position_of(int fd) { return has_position(fd) ? g_positions[fd].load(std::memory_order_relaxed) : 0; }
 void set_position(int fd, int64_t at) {
-  if (in_table(fd)) g_positions[fd].store(at, std::memory_order_relaxed);
+  if (has_position(fd)) g_positions[fd].store(at, std::memory_order_relaxed);
 }
 
 bool records() {

@@ -53,15 +53,6 @@ Json gpio_of(const Board &board) {
           {"hardware_resets", gpio.hardware_resets}};
 }
 
-std::string time_text(int64_t seconds) {
-  auto time = static_cast<time_t>(seconds);
-  tm parts = {};
-  gmtime_r(&time, &parts);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-  return text;
-}
-
 Json i2c_of(const Board &board) {
   const I2c &i2c = board.i2c;
   bool hours24 = (i2c.clock.value[0] & kClock24Hours) != 0;
@@ -150,6 +141,15 @@ Json chain_of(const Board &board) {
 }
 
 }  // namespace
+
+std::string time_text(int64_t seconds) {
+  auto time = static_cast<time_t>(seconds);
+  tm parts = {};
+  gmtime_r(&time, &parts);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+  return text;
+}
 
 Json document_of(const Board &board, const std::filesystem::path &folder) {
   return {{"board", folder.filename().native()},

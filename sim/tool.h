@@ -114,6 +114,9 @@ Document modules_document;
 Document requests_document;
 Document states_document;
 
+/** Seconds since 1970 as 2024-02-29T12:00:00. */
+std::string time_text(int64_t seconds);
+
 /** Counters of the flash as a whole. */
 Json flash_counters(const Flash &flash);
 

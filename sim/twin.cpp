@@ -328,8 +328,10 @@ class Twin {
 
   // Levels that come from outside show where a line is an input.
   void build_io_levels(const Json &registers) {
-    constexpr size_t kPolarity = 4, kConfiguration = 6, kRegisters = 8;
-    if (registers.size() != kRegisters) return;
+    constexpr size_t kPolarity = 4;
+    constexpr size_t kConfiguration = 6;
+    constexpr size_t kAllRegisters = 8;
+    if (registers.size() != kAllRegisters) return;
     for (size_t port = 0; port < std::size(board_.i2c.io_level); ++port) {
       auto shown = number_of(registers[port], 255).value_or(0xff);
       auto polarity = number_of(registers[kPolarity + port], 255).value_or(0);
@@ -464,12 +466,12 @@ ArchivedFiles files_of_report(const std::string &path) {
 }
 
 Json report_in(const ArchivedFiles &files, const std::string &path) {
-  constexpr unsigned kVersion = 1;
+  constexpr unsigned kReportVersion = 1;
   auto found = files.find("report.json");
   Json report = found != files.end() ? Json::parse(found->second, nullptr, false) : Json();
   if (text_of(member(report, {"format"})) != "zelboard-report")
     throw Usage("--from: '" + path + "' is no report of zelctl");
-  if (number_of(member(report, {"version"}), UINT32_MAX) != kVersion)
+  if (number_of(member(report, {"version"}), UINT32_MAX) != kReportVersion)
     throw Usage("--from: '" + path + "' is a report of another version");
   return report;
 }

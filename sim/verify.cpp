@@ -72,15 +72,6 @@ int64_t seconds_of_record(std::span<const uint8_t> record) {
   return timegm(&time);
 }
 
-std::string time_text(int64_t seconds) {
-  auto time = static_cast<time_t>(seconds);
-  tm parts = {};
-  gmtime_r(&time, &parts);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-  return text;
-}
-
 /** Compares the records of one call. */
 class Comparison {
  public:

@@ -236,7 +236,8 @@ int zelsim::tool::execute(const Words &words, Perform how) {
   add_options(*app, line);
   // Behind the first "--" of `zelsim run` stand the words of the program, which are never looked at.
   bool runs = first == "run" || first == "record";
-  auto end = runs ? std::ranges::find(words, "--") : words.end();
+  auto end = words.end();
+  if (runs) end = std::ranges::find(words, "--");
   if (end != words.end()) line.words.assign(end + 1, words.end());
   std::vector<const char *> arguments = {kProgram};
   for (auto word = words.begin(); word != end; ++word) arguments.push_back(word->c_str());

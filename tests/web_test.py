@@ -510,7 +510,7 @@ class Page(Server):
         self.select("slot3")
         self.click("#tab-commands")
         form = "[data-key=unplug] "
-        self.browser.execute_script("document.querySelector(\"[data-key=unplug] [name=port]\").value = '26'")
+        self.browser.execute_script("arguments[0].value = '26'", self.find(form + "[name=port]"))
         self.click(form + "button[type=submit]")
         self.assertIn("port 26", self.find(form + ".refusal").text)
         zelsim("plug 26 10g-sr")

@@ -62,8 +62,8 @@ static std::string drivers_up(const Round &round) {
 static std::string subsystems_read(const std::vector<Reading> &readings, const std::vector<Optics> &modules) {
   std::map<std::string, bool> whole;
   for (const Reading &reading : readings) {
-    bool &good = whole.emplace(reading.source, true).first->second;
-    if (!reading.value) good = false;
+    whole.emplace(reading.source, true);
+    if (!reading.value) whole[reading.source] = false;
   }
   for (const Optics &module : modules) {
     if (!module.silence.empty()) whole[module.source] = false;
@@ -77,9 +77,9 @@ static std::string subsystems_read(const std::vector<Reading> &readings, const s
 static std::string metrics_text() {
   Round round;
   const std::vector<Reading> readings = read_board(round, true);
-  const std::vector<Optics> modules = read_optics(round, readings, Flags::Read);
+  const std::vector<Optics> optics = read_optics(round, readings, Flags::Read);
   const auto now = static_cast<double>(std::time(nullptr));
-  return metrics_of(readings) + optics_metrics(modules) + drivers_up(round) + subsystems_read(readings, modules) +
+  return metrics_of(readings) + optics_metrics(optics) + drivers_up(round) + subsystems_read(readings, optics) +
          metric_text("collection_timestamp_seconds", "When the board was read, in seconds since 1970.",
                      {sample_line("", now)}) +
          "# EOF\n";

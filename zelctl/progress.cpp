@@ -12,7 +12,7 @@ Progress::~Progress() {
 void Progress::at(uint64_t done) {
   if (done < done_) start_ = Clock::now();
   done_ = std::min(done, total_);
-  if (visible_ && Clock::now() - drawn_ >= 100ms) draw();
+  if (visible_ && Clock::now() - drawn_ >= std::chrono::milliseconds(100)) draw();
 }
 
 void Progress::draw() {

@@ -67,7 +67,7 @@ std::string report_summary(const Report &report) {
   text += part("Flash", data["flash"].value("regions", Json()), "-");
   text += part("Images", data["flash"].value("images", Json()), "-");
   text += part("Databases", data["databases"], "-");
-  const Json &environment = data["environment"];
-  text += part("Boot environment", environment.is_object() ? environment["variables"] : Json(), "-");
+  const Json &boot = data["environment"];
+  text += part("Boot environment", boot.is_object() ? boot["variables"] : Json(), "-");
   return text;
 }

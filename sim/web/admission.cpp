@@ -10,8 +10,8 @@
 namespace zelsim::web {
 namespace {
 
-using httplib::Request;
-using httplib::Response;
+using HttpRequest = httplib::Request;
+using HttpResponse = httplib::Response;
 
 constexpr int kUnknown = 401, kForbidden = 403;
 
@@ -38,7 +38,7 @@ bool knows(const Settings &settings, const std::string &host) {
   return everywhere && address;
 }
 
-bool has_token(const Settings &settings, const Request &request) {
+bool has_token(const Settings &settings, const HttpRequest &request) {
   if (settings.token.empty()) return true;
   std::string given = request.get_header_value("Authorization");
   bool found = same_text(request.get_param_value("token"), settings.token);
@@ -55,7 +55,7 @@ std::string cookie(const Settings &settings) {
   return "zelboard-" + std::to_string(settings.port) + "=" + settings.token;
 }
 
-bool admits(const Settings &settings, const Request &request, Response &response) {
+bool admits(const Settings &settings, const HttpRequest &request, HttpResponse &response) {
   std::string host = request.get_header_value("Host"), origin = request.get_header_value("Origin");
   bool embedded = request.get_header_value("Sec-Fetch-Site") == "cross-site" && request.path != "/";
   if (!knows(settings, host_of(host))) {

@@ -90,7 +90,7 @@ struct Front::Collection {
 // The first two are what is listened on, and what wakes.
 void Front::Collection::wait(int wake) {
   polled = {{listening, POLLIN, 0}, {wake, POLLIN, 0}};
-  auto next = Clock::now() + 1h;
+  auto next = Clock::now() + std::chrono::hours(1);
   for (const Connection &connection : waiting) {
     polled.push_back({connection.socket, POLLIN, 0});
     next = std::min(next, connection.deadline);

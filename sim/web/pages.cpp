@@ -12,20 +12,20 @@
 namespace zelsim::web {
 namespace {
 
-using httplib::Request;
-using httplib::Response;
+using HttpRequest = httplib::Request;
+using HttpResponse = httplib::Response;
 
 constexpr char kJson[] = "application/json";
 constexpr int kRefused = 400, kAbsent = 404, kImpossible = 409, kTooLong = 413, kBusy = 503;
 
-void answer(Response &response, const Json &document) {
+void answer(HttpResponse &response, const Json &document) {
   response.set_content(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n", kJson);
 }
 
 bool shows_all(const Settings &settings) { return settings.board == kRack; }
 
 /** The board that a request is about: the server's own, or the one that it names. */
-std::string board_of(const Settings &settings, const Request &request) {
+std::string board_of(const Settings &settings, const HttpRequest &request) {
   std::string given = request.get_param_value("board");
   if (!shows_all(settings)) {
     if (given.empty() || given == settings.board) return settings.board;
@@ -38,7 +38,7 @@ std::string board_of(const Settings &settings, const Request &request) {
 /** Answers with a document; its errors become an answer, too. */
 template <typename Work>
 httplib::Server::Handler answering(Work work) {
-  return [work](const Request &request, Response &response) {
+  return [work](const HttpRequest &request, HttpResponse &response) {
     try {
       answer(response, work(request));
     } catch (const tool::Usage &error) {
@@ -65,7 +65,7 @@ struct Stream {
   Reader reader;
 };
 
-void stream(Source &source, const Request &request, Response &response) {
+void stream(Source &source, const HttpRequest &request, HttpResponse &response) {
   if (++open_streams > kMostReaders) {
     --open_streams;
     return refuse(response, kBusy, "events: as many pages are open as can be");
@@ -79,7 +79,7 @@ void stream(Source &source, const Request &request, Response &response) {
   response.set_chunked_content_provider("text/event-stream", next, [open](bool) {});
 }
 
-void stream_board(const Settings &settings, const Request &request, Response &response) {
+void stream_board(const Settings &settings, const HttpRequest &request, HttpResponse &response) {
   try {
     if (shows_all(settings) && request.has_param("rack")) return stream(source_of(kRack), request, response);
     std::string board = board_of(settings, request);
@@ -93,7 +93,7 @@ void stream_board(const Settings &settings, const Request &request, Response &re
 }
 
 /** Makes or deletes a board, where the server shows all of them. */
-Json manage(const Settings &settings, const Request &request) {
+Json manage(const Settings &settings, const HttpRequest &request) {
   if (!shows_all(settings)) throw tool::Usage("board: this server shows '" + settings.board + "' alone");
   Json object = request.body.empty() ? Json::object() : Json::parse(request.body, nullptr, false);
   if (!object.is_object() || !object.contains("board") || !object["board"].is_string())
@@ -112,7 +112,7 @@ Json manage(const Settings &settings, const Request &request) {
 
 void add_files(httplib::Server &server, const Settings &settings) {
   for (const WebFile &file : kWebFiles) {
-    server.Get(file.path, [settings, &file](const Request &request, Response &response) {
+    server.Get(file.path, [settings, &file](const HttpRequest &request, HttpResponse &response) {
       if (!request.has_param("token")) return response.set_content(file.content, file.length, file.type);
       // The rest of the address says what is looked at.
       httplib::Params rest = request.params;
@@ -126,9 +126,9 @@ void add_files(httplib::Server &server, const Settings &settings) {
 
 void add_documents(httplib::Server &server, const Settings &settings) {
   auto of_board = [settings](tool::Document *document) {
-    return answering([=](const Request &request) { return document({board_of(settings, request)}); });
+    return answering([=](const HttpRequest &request) { return document({board_of(settings, request)}); });
   };
-  auto number_of = [](const Request &request, const char *name, uint32_t lowest, uint32_t highest) {
+  auto number_of = [](const HttpRequest &request, const char *name, uint32_t lowest, uint32_t highest) {
     return tool::parse_number(request.get_param_value(name), name, lowest, highest);
   };
   server.Get("/api/board", of_board(tool::board_document));
@@ -136,26 +136,26 @@ void add_documents(httplib::Server &server, const Settings &settings) {
   server.Get("/api/requests", of_board(tool::requests_document));
   server.Get("/api/faults", of_board(tool::faults_document));
   server.Get("/api/states", of_board(tool::states_document));
-  server.Get("/api/boards", answering([settings](const Request &) {
+  server.Get("/api/boards", answering([settings](const HttpRequest &) {
                if (shows_all(settings)) return tool::boards_document({});
                return Json{{"boards", Json::array({{{"board", settings.board}}})}};
              }));
   server.Get(
-      "/api/server", answering([settings](const Request &) {
+      "/api/server", answering([settings](const HttpRequest &) {
         return Json{{"rack", shows_all(settings)}, {"board", shows_all(settings) ? Json() : Json(settings.board)}};
       }));
-  server.Get("/api/actions", answering([](const Request &) { return actions(); }));
-  server.Get("/api/module", answering([=](const Request &request) {
+  server.Get("/api/actions", answering([](const HttpRequest &) { return actions(); }));
+  server.Get("/api/module", answering([=](const HttpRequest &request) {
                return module_document(board_of(settings, request), number_of(request, "port", 0, kPorts - 1));
              }));
-  server.Get("/api/flash", answering([settings](const Request &request) {
+  server.Get("/api/flash", answering([settings](const HttpRequest &request) {
                std::string board = board_of(settings, request);
                Json flash = tool::flash_document({board});
                tool::OpenBoard open = tool::look_at(board);
                flash["sectors"] = sectors_document(open.folder, *open, *std::make_unique<Sectors>());
                return flash;
              }));
-  server.Get("/api/flash/bytes", answering([=](const Request &request) {
+  server.Get("/api/flash/bytes", answering([=](const HttpRequest &request) {
                uint32_t start = number_of(request, "start", 0, kFlashSize - 1);
                uint32_t most = std::min(kSectorSize, kFlashSize - start);
                return bytes_document(board_of(settings, request), start, number_of(request, "size", 1, most));
@@ -166,7 +166,7 @@ void add_documents(httplib::Server &server, const Settings &settings) {
 
 std::string text_of(const Json &value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
-void refuse(Response &response, int status, const std::string &text) {
+void refuse(HttpResponse &response, int status, const std::string &text) {
   response.status = status;
   answer(response, refusal(text));
 }
@@ -178,30 +178,31 @@ void add_pages(httplib::Server &server, const Settings &settings) {
         "default-src 'self'; base-uri 'none'; form-action 'none'; object-src 'none'; frame-ancestors 'none'"},
        {"Referrer-Policy", "no-referrer"},
        {"X-Content-Type-Options", "nosniff"}});
-  server.set_pre_routing_handler([settings](const Request &request, Response &response) {
+  server.set_pre_routing_handler([settings](const HttpRequest &request, HttpResponse &response) {
     using Done = httplib::Server::HandlerResponse;
     return admits(settings, request, response) ? Done::Unhandled : Done::Handled;
   });
-  server.set_error_handler([](const Request &request, Response &response) {
+  server.set_error_handler([](const HttpRequest &request, HttpResponse &response) {
     if (!response.body.empty()) return;
     std::string text = response.status == kAbsent ? "path: nothing is at " + request.path : "request: not understood";
     refuse(response, response.status, response.status == kTooLong ? "body: longer than 64 KiB" : text);
   });
   add_files(server, settings);
   add_documents(server, settings);
-  server.Get("/panel.svg", [settings](const Request &request, Response &response) {
+  server.Get("/panel.svg", [settings](const HttpRequest &request, HttpResponse &response) {
     try {
       response.set_content(tool::panel_picture(*tool::look_at(board_of(settings, request))), "image/svg+xml");
     } catch (const std::runtime_error &error) {
       refuse(response, kAbsent, error.what());
     }
   });
-  server.Get("/api/events",
-             [settings](const Request &request, Response &response) { stream_board(settings, request, response); });
-  auto managing = answering([settings](const Request &request) { return manage(settings, request); });
+  server.Get("/api/events", [settings](const HttpRequest &request, HttpResponse &response) {
+    stream_board(settings, request, response);
+  });
+  auto managing = answering([settings](const HttpRequest &request) { return manage(settings, request); });
   server.Post("/api/create", managing);
   server.Post("/api/delete", managing);
-  server.Post("/api/(.+)", answering([settings](const Request &request) {
+  server.Post("/api/(.+)", answering([settings](const HttpRequest &request) {
                 std::string name = request.matches[1];
                 std::ranges::replace(name, '/', ' ');
                 return Json{{"done", act(board_of(settings, request), name, request.body)}};

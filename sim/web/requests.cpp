@@ -8,7 +8,7 @@
 namespace zelsim::web {
 namespace {
 
-constexpr size_t kMostEntries = 4000;
+constexpr size_t kMostRequests = 4000;
 
 const Request *request_of(const TraceRecord &record) {
   for (const Request &request : requests_of(record.node))
@@ -71,7 +71,7 @@ bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news)
       bytes += static_cast<char>(watch.records[position_ % kWatchedBytes]);
     watch.wanted = watch.written + kRoom;
   }
-  if (missed) news.add(kRequestsLog, R"({"missed":true})", kMostEntries);
+  if (missed) news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
   size_t at = 0;
   while (at + sizeof(TraceRecord) <= bytes.size()) {
     TraceRecord record = {};
@@ -79,7 +79,7 @@ bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news)
     bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
     if (!whole) break;
     std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
-    news.add(kRequestsLog, text_of(entry_of(record, rest)), kMostEntries);
+    news.add(kRequestsLog, text_of(entry_of(record, rest)), kMostRequests);
     at += record.size;
   }
   return missed || !bytes.empty();
