@@ -1,22 +1,19 @@
-#!/ bin / sh
-#The operator's tool on the virtual switch: what an operator does in a day, and what it says when it cannot.
-."$(dirname " $0 ")/switch.sh" ctl() {
-  on_switch
-      "$build/bin/zelctl"
-      "$@";
-}
+#!/bin/sh
+# The operator's tool on the virtual switch: what an operator does in a day, and what it says when it cannot.
+. "$(dirname "$0")/switch.sh"
+ctl() { on_switch "$build/bin/zelctl" "$@"; }
 
-#says STATUS TEXT COMMAND... : exit status, and a line that has the text.
+# says STATUS TEXT COMMAND ...: exit status, and a line that has the text.
 says() {
-  status = $1 text = $2 found = 0 shift 2 out = $("$@" 2 > &1) || found = $
-      ? [$found - eq "$status"] ||
-            fail "status $found, not $status, of: $*: $out" printf '%s\n' "$out" | grep - q-- "$text" ||
-            fail "no '$text' from: $*: $out"
+  status=$1 text=$2 found=0
+  shift 2
+  out=$("$@" 2>&1) || found=$?
+  [ $found -eq "$status" ] || fail "status $found, not $status, of: $*: $out"
+  printf '%s\n' "$out" | grep -q -- "$text" || fail "no '$text' from: $*: $out"
 }
 
 "$zelsim" create --slots sfp,copper,none
-for plug in "3 copper" "24 10g-sr" "25 dac" "5 1g-lx";
-do "$zelsim" plug ${plug % *} ${plug # * }; done
+for plug in "3 copper" "24 10g-sr" "25 dac" "5 1g-lx"; do "$zelsim" plug ${plug% *} ${plug#* }; done
 "$zelsim" set link 3 1000 full
 
 says 0 '^3  *1000BASE-T' ctl sfp list
@@ -44,7 +41,7 @@ says 0 '[|]' ctl panel
 says 0 '' ctl selftest
 ctl selftest --json | python3 -c 'import json, sys; json.load(sys.stdin)'
 
-#A filled flash goes out of one board and into another, bit by bit; one flipped byte is noticed.
+# A filled flash goes out of one board and into another, bit by bit; one flipped byte is noticed.
 head -c 300000 /dev/urandom >"$work/firmware"
 ctl firmware write "$work/firmware" --partition 2 >/dev/null
 says 0 '' ctl firmware verify "$work/firmware" --partition 2
@@ -55,19 +52,16 @@ cmp "$work/gen" "$work/gen.back"
 ctl backup "$work/backup" >/dev/null
 "$zelsim" create second
 "$zelsim" run --fast --board second -- "$build/bin/zelctl" restore "$work/backup" --yes >/dev/null
-for board in default second;
-do "$zelsim" flash save-- board $board "$work/$board.bin"; done
+for board in default second; do "$zelsim" flash save --board $board "$work/$board.bin"; done
 cmp "$work/default.bin" "$work/second.bin"
 sum=$(ctl crc "$work/backup" --json | python3 -c 'import json, sys; print(json.load(sys.stdin)["sum"])')
 printf '\132\245' | dd of="$work/backup" bs=1 seek=1234567 conv=notrunc 2>/dev/null
 says 1 '' ctl flash restore "$work/backup" --sum "$sum" --yes
 
-#What nobody answered is no fact about the board : the request is named, whichever way the driver fails.
-for fault in "i2c --result busy" "i2c:open --result closed" "i2c --result refused";
-do
+# What nobody answered is no fact about the board: the request is named, whichever way the driver fails.
+for fault in "i2c --result busy" "i2c:open --result closed" "i2c --result refused"; do
   "$zelsim" fail $fault
-  for words in board ports "sfp list" "sfp show 3" "cage 8" "cage 5" "identity name A" identity panel temperature "clock get";
-do
+  for words in board ports "sfp list" "sfp show 3" "cage 8" "cage 5" "identity name A" identity panel temperature "clock get"; do
     says 1 '^zelctl: FW_[A-Z0-9_]*: .*[a-z]' ctl $words
   done
   "$zelsim" heal
@@ -75,19 +69,16 @@ done
 "$zelsim" fail gpio:GetSystemLed --count 9
 says 1 'LED system' ctl led set system off
 "$zelsim" heal
-for words in power identity "watchdog flag" "env list";
-do
+for words in power identity "watchdog flag" "env list"; do
   "$zelsim" fail flash:read --count 99
   says 1 'FW_FAIL' ctl $words
   "$zelsim" heal
 done
 
-#The library does not look at how debugCmd ends : the tool does, and waits for it no longer than a person would.
-for fault in debugCmd any;
-do
+# The library does not look at how debugCmd ends: the tool does, and waits for it no longer than a person would.
+for fault in debugCmd any; do
   "$zelsim" fail $fault
-  for words in "phy set 3 1 1" "phy get 3 2" "lamp-test 1" "register set 0x5000010 1" "register get 0x5000010";
-do
+  for words in "phy set 3 1 1" "phy get 3 2" "lamp-test 1" "register set 0x5000010 1" "register get 0x5000010"; do
     [ $fault = any ] || says 1 'debugCmd: ended with status 255' ctl $words
     ctl $words >/dev/null 2>&1 && fail "$words is done although $fault fails"
   done
@@ -101,12 +92,9 @@ says 124 'debugCmd: interrupted' timeout -s INT 1 "$zelsim" run --fast -- "$buil
 "$zelsim" heal
 says 0 '' ctl phy set 3 1 1
 
-#Descriptors that came closed, and a full disk : a clean answer.
-for words in "relay set 1" relay "led bogus";
-do
-  for
-    closed in '<&-' '>&-' '2>&-' '<&- >&- 2>&-';
-do
+# Descriptors that came closed, and a full disk: a clean answer.
+for words in "relay set 1" relay "led bogus"; do
+  for closed in '<&-' '>&-' '2>&-' '<&- >&- 2>&-'; do
     found=0
     eval "ctl $words $closed" >/dev/null 2>&1 || found=$?
     [ $found -le 2 ] || fail "status $found of $words $closed"
@@ -115,7 +103,7 @@ done
 says 1 'standard output: Bad file' sh -c "'$zelsim' run -- '$build/bin/zelctl' relay >&-"
 says 1 'standard output: No space' sh -c "'$zelsim' run -- '$build/bin/zelctl' --help >/dev/full"
 
-#A file that cannot be written, or whose flash cannot be read, leaves the old one.
+# A file that cannot be written, or whose flash cannot be read, leaves the old one.
 echo old >"$work/kept"
 chmod 640 "$work/kept"
 ln -s kept "$work/link"
@@ -129,41 +117,39 @@ says 1 'No such file' ctl flash read T -o "$work/none/file"
 ctl flash read T -o "$work/link"
 [ "$(stat -c '%s %a' "$work/kept")" = '65536 640' ] && [ -L "$work/link" ] || fail "link or mode changed"
 
-#Errors are in the tool's words and on one line.
+# Errors are in the tool's words and on one line.
 says 2 "VALUE: 'onn' is not one of off|on|blink$" ctl led set alarm onn
 says 2 "PORT: '0x1c' is not a number from 0 to 27" ctl cage 0x1c
 says 2 "PORT: 'a.nb.x1b' is not" ctl cage "$(printf 'a\nb\033')"
 says 2 "FILE: '' is not a file" ctl backup ''
 says 2 'MAC: ' ctl mac-backup set 00:11:22:33:44:5g
 : >"$work/empty"
-for words in "firmware write $work/empty --partition 1" "db gen write $work/empty" "flash write T $work/empty";
-do
-  says 2 'FILE: .*empty' ctl $words done ctl db shared write "$work/empty" --allow -
-              empty says 0 '^shared 1  *0  *0x0  *empty$' ctl db table ctl env set name 'grün' >
-          / dev /
-                  null says 0 '^name=grün$' ctl env list ctl env unset name says 1 "no variable 'name'" ctl env get name
-                      says 0 '^pwrmode=' ctl env list
+for words in "firmware write $work/empty --partition 1" "db gen write $work/empty" "flash write T $work/empty"; do
+  says 2 'FILE: .*empty' ctl $words
+done
+ctl db shared write "$work/empty" --allow-empty
+says 0 '^shared 1  *0  *0x0  *empty$' ctl db table
+ctl env set name 'grün' >/dev/null
+says 0 '^name=grün$' ctl env list
+ctl env unset name
+says 1 "no variable 'name'" ctl env get name
+says 0 '^pwrmode=' ctl env list
 
-#What would be lost is asked for; an update writes only what differs.
-                          says 2 'yes: .*Replaces the image' ctl firmware write
-                  "$work/firmware" --partition 2 says 2 'yes: .*boot loader' ctl flash
-                      write 0 "$work/gen" says 0 'Image 2 *erase and write' ctl firmware write
-                  "$work/firmware" --partition 2 --dry -
-              run printf x |
-      dd of = "$work/firmware" bs = 1 seek = 70000 conv =
-      notrunc 2 >
-      / dev /
-              null says 0 '^written *1$' ctl flash update 'image 2' "$work/firmware" --yes says 0 '' ctl firmware verify
-              "$work/firmware" --partition 2
+# What would be lost is asked for; an update writes only what differs.
+says 2 'yes: .*Replaces the image' ctl firmware write "$work/firmware" --partition 2
+says 2 'yes: .*boot loader' ctl flash write 0 "$work/gen"
+says 0 'Image 2 *erase and write' ctl firmware write "$work/firmware" --partition 2 --dry-run
+printf x | dd of="$work/firmware" bs=1 seek=70000 conv=notrunc 2>/dev/null
+says 0 '^written *1$' ctl flash update 'image 2' "$work/firmware" --yes
+says 0 '' ctl firmware verify "$work/firmware" --partition 2
 
-#A signal ends a copy between two pieces : the line tells what the partition holds, and the flag is down.
-              head -
-          c 12000000 / dev / urandom >
-      "$work/long"
-      "$zelsim" run-- "$build/bin/zelctl" firmware write "$work/long" --partition 1 --yes 2 > "$work/line" >
-      / dev / null &copy = $ !while kill - 0 $copy 2 > / dev / null &&ctl flags | grep - q 'access_flag *no';
-do sleep 0.02;
-done kill - TERM $copy 2 > / dev / null || true if !wait $copy; then  # else the machine was too slow to meet it
+# A signal ends a copy between two pieces: the line tells what the partition holds, and the flag is down.
+head -c 12000000 /dev/urandom >"$work/long"
+"$zelsim" run -- "$build/bin/zelctl" firmware write "$work/long" --partition 1 --yes 2>"$work/line" >/dev/null &
+copy=$!
+while kill -0 $copy 2>/dev/null && ctl flags | grep -q 'access_flag *no'; do sleep 0.02; done
+kill -TERM $copy 2>/dev/null || true
+if ! wait $copy; then  # else the machine was too slow to meet it
   size=$(sed -n 's/^zelctl: interrupted: .* holds the first \(0x[0-9A-F]*\) of .*/\1/p' "$work/line")
   [ "$((size))" -gt 0 ] || fail "not told what the partition holds: $(cat "$work/line")"
   ctl flash read I1 $((size)) -o "$work/part"
@@ -172,7 +158,7 @@ fi
 says 0 'access_flag *no' ctl flags
 ctl flags set flash-access off
 
-#One that comes before the change says so, too.
+# One that comes before the change says so, too.
 python3 - "$zelsim" "$build/bin/zelctl" "$work/default.bin" <<'END' || fail "an interrupted question ends without a word"
 import os
 import pty
@@ -180,7 +166,7 @@ import sys
 import termios
 pid, terminal = pty.fork()
 if pid == 0:
-#The terminal throws its output away after it has sent the signal : sometimes the line with it.
+    # The terminal throws its output away after it has sent the signal: sometimes the line with it.
     attributes = termios.tcgetattr(0)
     attributes[3] |= termios.NOFLSH
     termios.tcsetattr(0, termios.TCSANOW, attributes)
@@ -193,18 +179,18 @@ while b"nothing was changed" not in text:
     text += os.read(terminal, 100)
 END
 
-#Help folds.
-for words in zelctl "zelctl flash update" "zelctl sfp" "zelsim fail" "zelsim serve";
-do
-  ["$(COLUMNS=40 " $build / bin / "$words --help | wc -L)" - le 40] || fail
-      "help of $words is wider than 40 columns" done says 0 '^  firmware   *Firmware images$' env COLUMNS =
-      200 "$build/bin/zelctl" --help
-#Completion of a last word that is begun, or of the next : values, codes, and nothing where a file comes next.
-      completing(){PATH = "$build/bin:$PATH" bash -
-                          c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zelboard "$1" echo
-                          "[${COMPREPLY[*]}]"' "$(dirname "$0")/../completion/zelboard.bash" "$@" } completed() {
-    completing "$@" '';
-  }
+# Help folds.
+for words in zelctl "zelctl flash update" "zelctl sfp" "zelsim fail" "zelsim serve"; do
+  [ "$(COLUMNS=40 "$build/bin/"$words --help | wc -L)" -le 40 ] || fail "help of $words is wider than 40 columns"
+done
+says 0 '^  firmware   *Firmware images$' env COLUMNS=200 "$build/bin/zelctl" --help
+
+# Completion of a last word that is begun, or of the next: values, codes, and nothing where a file comes next.
+completing() {
+  PATH="$build/bin:$PATH" bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zelboard "$1"
+                                   echo "[${COMPREPLY[*]}]"' "$(dirname "$0")/../completion/zelboard.bash" "$@"
+}
+completed() { completing "$@" ''; }
 says 0 '^.off on.$' completed zelctl cage 5 --tx-disable
 says 0 '^.off on blink.$' completed zelctl led set alarm
 says 0 '^.I1 I2 P1 ' completed zelctl flash update
@@ -216,7 +202,8 @@ says 0 '^.panel.system panel.speed_24 ' completing zelsim get panel.s
 says 0 '^.led.$' completing zelsim run -- zelctl le
 says 0 '^..$' completed zelctl flash update I2
 says 0 '^..$' completed zelctl flash read T -o
-#The picture of the panel follows the board.
+
+# The picture of the panel follows the board.
 "$zelsim" panel --svg "$work/before.svg"
 ctl led set alarm off >/dev/null
 "$zelsim" unplug 24
@@ -225,7 +212,6 @@ python3 - "$work/before.svg" "$work/after.svg" <<'END' || fail "the picture does
 import sys
 import xml.etree.ElementTree as xml
 before, after = ({e.get("id"): e.attrib for e in xml.parse(file).iter() if e.get("id")} for file in sys.argv[1:])
-assert {name for name in before if before[name] != after[name]
-}
-== {"port24"},
-    before assert before["port24"] != before["port27"] and after["port24"]["href"] == after["port27"]["href"] END
+assert {name for name in before if before[name] != after[name]} == {"port24"}, before
+assert before["port24"] != before["port27"] and after["port24"]["href"] == after["port27"]["href"]
+END
