@@ -10,7 +10,7 @@
 #include "modules.h"
 #include "trace.h"
 
-// What people do to a board, kept with the way back, so that whoever watches the board can tell it and undo it.
+// The log of what people do to a board, with the commands that undo it.
 
 namespace zelsim::tool {
 namespace {
@@ -23,15 +23,15 @@ bool is_in_catalogue(const Cage &cage) {
   });
 }
 
-/** Collects commands; one that cannot be given makes all of them useless. */
+/** The commands that lead back to a state. */
 struct Commands {
   Words lines = {};
-  bool possible = true;
+  bool possible = true;  // false: there is something that no command restores
 
   void add(const std::string &line) { lines.push_back(line); }
   template <typename Value>
-  void restore(const char *command, const Value &before, const Value &after) {
-    if (before != after) add(std::string(command) + ' ' + std::to_string(before));
+  void restore(const std::string &command, const Value &before, const Value &after) {
+    if (before != after) add(command + ' ' + std::to_string(before));
   }
 };
 
@@ -42,44 +42,62 @@ std::string link_text(const Cage &cage) {
   return speed + (cage.full_duplex != 0 ? " full" : " half");
 }
 
-// A module that is plugged has light and no fault, and the link partner that every copper module starts with.
-void restore_cage(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool was_emptied) {
-  std::string number = std::to_string(port);
-  bool other = before.fitted != after.fitted || std::memcmp(before.page, after.page, sizeof before.page) != 0;
-  bool plugs = before.fitted != 0 && (other || was_emptied);
-  if (before.fitted == 0) {
-    if (after.fitted != 0 && !was_emptied) commands.add("unplug " + number);
-    return;
-  }
-  if (plugs) {
-    commands.possible = commands.possible && is_in_catalogue(before);
-    commands.add("plug " + number + ' ' + name_in(before));
-  }
-  uint8_t los = plugs ? 0 : after.loss_of_signal, fault = plugs ? 0 : after.tx_fault;
-  if (before.loss_of_signal != los)
-    commands.add("set loss-of-signal " + number + ' ' + std::to_string(before.loss_of_signal));
-  if (before.tx_fault != fault) commands.add("set tx-fault " + number + ' ' + std::to_string(before.tx_fault));
-  for (const std::string &command : measured_commands(port, before, after, plugs)) commands.add(command);
-  bool has_link = before.phy != PhyKind::None;
-  if (has_link && (plugs || link_text(before) != link_text(after)))
-    commands.add("set link " + number + ' ' + link_text(before));
+bool is_same_module(const Cage &before, const Cage &after) {
+  return before.fitted == after.fitted && std::memcmp(before.page, after.page, sizeof before.page) == 0;
 }
 
-void restore_slots_and_cages(Commands &commands, const Board &before, const Board &after) {
-  bool refitted[kSlots + 1] = {};
-  for (unsigned slot = 0; slot < kSlots; ++slot) {
-    refitted[slot] = before.i2c.slot_type[slot] != after.i2c.slot_type[slot];
-    if (refitted[slot]) commands.add("fit " + std::to_string(slot + 1) + ' ' + board_type(before, slot));
+// `after` is the cage as it is when these commands are done.
+void restore_signals(Commands &commands, unsigned port, const Cage &before, const Cage &after) {
+  std::string number = std::to_string(port);
+  commands.restore("set loss-of-signal " + number, before.loss_of_signal, after.loss_of_signal);
+  commands.restore("set tx-fault " + number, before.tx_fault, after.tx_fault);
+}
+
+// @param emptied  an earlier command fits the slot anew, which pulls its modules
+void restore_cage(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool emptied) {
+  std::string number = std::to_string(port);
+  if (before.fitted == 0) {
+    if (after.fitted != 0 && !emptied) commands.add("unplug " + number);
+    return;
   }
-  for (unsigned port = 0; port < kPorts; ++port)
-    restore_cage(commands, port, before.cages[port], after.cages[port], refitted[port / kPortsPerSlot]);
+  bool plugs = emptied || !is_same_module(before, after);
+  Cage cage = after;
+  if (plugs) {
+    if (!is_in_catalogue(before)) commands.possible = false;
+    commands.add("plug " + number + ' ' + name_in(before));
+    // A module that is plugged has light and no fault.
+    cage.loss_of_signal = 0;
+    cage.tx_fault = 0;
+  }
+  restore_signals(commands, port, before, cage);
+  for (const std::string &command : measured_commands(port, before, after, plugs)) commands.add(command);
+  // The link partner of a plugged module is the one that every module starts with.
+  bool has_link = before.phy != PhyKind::None;
+  bool other_link = plugs || link_text(before) != link_text(after);
+  if (has_link && other_link) commands.add("set link " + number + ' ' + link_text(before));
+}
+
+void restore_slots(Commands &commands, const Board &before, const Board &after) {
+  for (unsigned slot = 0; slot < kSlots; ++slot) {
+    bool refits = before.i2c.slot_type[slot] != after.i2c.slot_type[slot];
+    if (refits) commands.add("fit " + std::to_string(slot + 1) + ' ' + board_type(before, slot));
+  }
+}
+
+void restore_cages(Commands &commands, const Board &before, const Board &after) {
+  for (unsigned port = 0; port < kPorts; ++port) {
+    unsigned slot = port / kPortsPerSlot;
+    bool on_main_board = port >= kFirstMainPort;
+    bool emptied = !on_main_board && before.i2c.slot_type[slot] != after.i2c.slot_type[slot];
+    restore_cage(commands, port, before.cages[port], after.cages[port], emptied);
+  }
 }
 
 void restore_supplies(Commands &commands, const Board &before, const Board &after) {
-  for (unsigned i = 0; i < 2; ++i) {
+  for (unsigned i = 0; i < kSupplies; ++i) {
     if (before.supply[i] == after.supply[i] && before.supply_good[i] == after.supply_good[i]) continue;
     std::string command = "set supply " + std::to_string(i + 1) + ' ';
-    std::string type = name_of("none|ac|dc", static_cast<unsigned>(before.supply[i]));
+    std::string type = name_of(kSupplyTypes, static_cast<unsigned>(before.supply[i]));
     commands.add(command + type);
     if (before.supply[i] != Supply::None && before.supply_good[i] == 0) commands.add(command + "failed");
   }
@@ -98,44 +116,61 @@ void restore_i2c(Commands &commands, const I2c &before, const I2c &after) {
   const uint8_t *io = before.io_level;
   if (std::memcmp(io, after.io_level, sizeof after.io_level) != 0)
     commands.add("set io " + std::to_string(io[0]) + ' ' + std::to_string(io[1]));
-  // Only a clock that goes with the host's can be set back at any time.
-  constexpr int64_t kSecond = 1000000;
-  bool was_set = std::abs(before.clock.shift_us - after.clock.shift_us) > 2 * kSecond;
+}
+
+// Only the host's time can be given back at any later moment.
+void restore_clock(Commands &commands, const Clock &before, const Clock &after) {
+  constexpr int64_t kSecondUs = 1000000;
+  bool was_set = std::abs(before.shift_us - after.shift_us) > 2 * kSecondUs;
   if (!was_set) return;
-  commands.possible = commands.possible && std::abs(before.clock.shift_us) < kSecond;
+  bool had_host_time = std::abs(before.shift_us) < kSecondUs;
+  if (!had_host_time) commands.possible = false;
   commands.add("set clock host");
 }
 
+bool stands_on(const FaultRule &rule, const Board &board) {
+  return std::ranges::any_of(
+      board.rules, [&](const FaultRule &other) { return other.effect != Effect::None && other.number == rule.number; });
+}
+
+// The command that makes a rule; nothing for a damaged rule.
+std::optional<std::string> fail_command(const FaultRule &rule) {
+  Json fault = fault_document(rule);
+  if (fault.is_null()) return std::nullopt;
+  const Json &result = fault["result"];
+  std::string line = "fail " + fault["target"].get<std::string>();
+  line += " --result " + (result.is_string() ? result.get<std::string>() : result.dump());
+  if (rule.count > 0) line += " --count " + std::to_string(rule.count);
+  if (rule.skip > 0) line += " --skip " + std::to_string(rule.skip);
+  return line;
+}
+
 void restore_faults(Commands &commands, const Board &before, const Board &after) {
-  auto is_in = [](const FaultRule &rule, const Board &board) {
-    return std::ranges::any_of(board.rules, [&](const FaultRule &other) {
-      return other.effect != Effect::None && other.number == rule.number;
-    });
-  };
-  for (const FaultRule &rule : after.rules)
-    if (rule.effect != Effect::None && !is_in(rule, before)) commands.add("heal " + std::to_string(rule.number));
+  for (const FaultRule &rule : after.rules) {
+    bool is_new = rule.effect != Effect::None && !stands_on(rule, before);
+    if (is_new) commands.add("heal " + std::to_string(rule.number));
+  }
   for (const FaultRule &rule : before.rules) {
-    if (rule.effect == Effect::None || is_in(rule, after)) continue;
-    Json fault = fault_document(rule);
-    if (fault.is_null()) continue;
-    std::string line = "fail " + fault["target"].get<std::string>();
-    const Json &result = fault["result"];
-    line += " --result " + (result.is_string() ? result.get<std::string>() : result.dump());
-    if (rule.count > 0) line += " --count " + std::to_string(rule.count);
-    if (rule.skip > 0) line += " --skip " + std::to_string(rule.skip);
-    commands.add(line);
+    bool is_gone = rule.effect != Effect::None && !stands_on(rule, after);
+    if (!is_gone) continue;
+    std::optional<std::string> command = fail_command(rule);
+    if (command) commands.add(*command);
   }
 }
 
+// Copies a text into a field. A text that is too long leaves the field empty.
 void put_text(char *to, size_t size, const std::string &text) {
-  bool fits = text.size() < size;
   std::memset(to, 0, size);
+  bool fits = text.size() < size;
   if (fits) std::memcpy(to, text.data(), text.size());
 }
 
 void keep(Board &board, const std::string &who, const std::string &command, const Words &undo) {
   std::string all;
-  for (const std::string &line : undo) all += (all.empty() ? "" : ";") + line;
+  for (const std::string &line : undo) {
+    if (!all.empty()) all += ';';
+    all += line;
+  }
   Act &act = board.watch.acts[board.watch.acts_done % kActs];
   act.at_us = host_time_us();
   put_text(act.who, sizeof act.who, who);
@@ -144,13 +179,16 @@ void keep(Board &board, const std::string &who, const std::string &command, cons
   ++board.watch.acts_done;
 }
 
+// True for `create`, `reset` and their like, whose argument is the board.
+bool names_board(const CommandRow &row) { return std::strstr(row.arguments, "NAME") != nullptr; }
+
 }  // namespace
 
 std::string command_text(const CommandRow &row, const CommandLine &line) {
   std::string text = row.name;
-  bool names_board = std::strstr(row.arguments, "NAME") != nullptr;
-  if (!names_board)
+  if (!names_board(row)) {
     for (const std::string &word : line.words) text += ' ' + word;
+  }
   if (!line.result.empty()) text += " --result " + line.result;
   if (line.count != "0") text += " --count " + line.count;
   if (line.skip != "0") text += " --skip " + line.skip;
@@ -160,9 +198,11 @@ std::string command_text(const CommandRow &row, const CommandLine &line) {
 
 Words way_back(const Board &before, const Board &after) {
   Commands commands;
-  restore_slots_and_cages(commands, before, after);
+  restore_slots(commands, before, after);
+  restore_cages(commands, before, after);
   restore_supplies(commands, before, after);
   restore_i2c(commands, before.i2c, after.i2c);
+  restore_clock(commands, before.i2c.clock, after.i2c.clock);
   commands.restore("set reset-key", before.gpio.reset_key, after.gpio.reset_key);
   commands.restore("set reset-process", before.gpio.reset_process, after.gpio.reset_process);
   commands.restore("set settle", before.settle_ms, after.settle_ms);
@@ -171,17 +211,18 @@ Words way_back(const Board &before, const Board &after) {
   return commands.possible ? commands.lines : Words{};
 }
 
-// What takes everything back to one state can be done again, but not undone.
+// A command that replaces the whole board, such as `reset`, cannot be undone.
 void perform(const CommandRow &row, const CommandLine &line, const char *who) {
   bool shows_only = line.list || line.requests;
   if (shows_only) return row.run(line);
-  bool names_board = std::strstr(row.arguments, "NAME") != nullptr;
-  const std::string &name = names_board ? line.name() : line.board;
+  const std::string &name = names_board(row) ? line.name() : line.board;
   auto before = std::make_unique<Board>(*look_at(name));
   row.run(line);
   OpenBoard after = open_board(name);
-  bool can_be_undone = !names_board && row.undo;
-  keep(*after, who, command_text(row, line), can_be_undone ? way_back(*before, *after) : Words{});
+  Words undo;
+  bool can_be_undone = !names_board(row) && row.undo;
+  if (can_be_undone) undo = way_back(*before, *after);
+  keep(*after, who, command_text(row, line), undo);
 }
 
 }  // namespace zelsim::tool

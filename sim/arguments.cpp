@@ -14,8 +14,10 @@ constexpr char kCelsius[] = "CELSIUS";
 constexpr char kTime[] = "TIME";
 constexpr char kName[] = "NAME";
 
+// A name with more behind it, such as BYTE1 or SLOT=..., is the argument that it begins with.
+constexpr Argument kAnyFile = {"FILE", "", "a file; - is standard input or output", "flash.bin"};
 constexpr Argument kArguments[] = {
-    {"FILE", "", "a file; - is standard input or output", "flash.bin"},
+    kAnyFile,
     {"PORT", "", "switch port", "5", 0, kPorts - 1},
     {"MODULE", "", "one of 'zelsim modules', or a file of its page", "10g-sr"},
     {"SLOT", "", "place of a daughter board", "1", 1, kSlots},
@@ -35,7 +37,7 @@ constexpr Argument kArguments[] = {
     {"VALUE", "", "its new level", "1"},
 };
 
-// The sensor has nine bits, in steps of half a degree; they stand in the upper bits of its register.
+// The value of the sensor's register: the upper nine bits count half degrees.
 uint32_t parse_celsius(const std::string &text) {
   constexpr double kLowest = -55;
   constexpr double kHighest = 125;
@@ -44,8 +46,9 @@ uint32_t parse_celsius(const std::string &text) {
   bool is_number = !text.empty() && *end == '\0';
   if (!is_number || !(degrees >= kLowest && degrees <= kHighest))
     throw Usage("CELSIUS: '" + text + "' is not a temperature from -55 to 125");
+  constexpr long kHalfDegree = 0x80;
   long half_degrees = std::lround(degrees * 2);
-  return static_cast<uint32_t>(half_degrees * 0x80);
+  return static_cast<uint32_t>(half_degrees * kHalfDegree);
 }
 
 // Seconds since 1970; 0 stands for the host's time.
@@ -59,8 +62,10 @@ uint32_t parse_time(const std::string &text) {
 }  // namespace
 
 const Argument &argument_of(const std::string &name) {
-  auto found = std::ranges::find_if(kArguments, [&](const Argument &row) { return name.starts_with(row.name); });
-  return found != std::end(kArguments) ? *found : kArguments[0];
+  for (const Argument &row : kArguments) {
+    if (name.starts_with(row.name)) return row;
+  }
+  return kAnyFile;
 }
 
 std::string values_of(const Argument &argument) {

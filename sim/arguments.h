@@ -7,20 +7,22 @@
 
 namespace zelsim::tool {
 
-/** An argument: what it is, and an example. */
+/** An argument as the help describes it. */
 struct Argument {
   const char *name;
-  const char *values;  // as the help shows them; empty: from `lowest` to `highest`, if it is a number
+  const char *values;  // the values that it takes; empty: any text, or a number from `lowest` to `highest`
   const char *what;
   const char *example;
   uint32_t lowest = 0;
-  uint32_t highest = 0;  // 0: no number
+  uint32_t highest = 0;  // 0: it is no number
 };
+/** The argument whose name `name` begins with; a file if there is none. */
 const Argument &argument_of(const std::string &name);
-/** The values that it takes, as the help shows them; empty for any text. */
+/** The values that an argument takes, for the help; empty for any text. */
 std::string values_of(const Argument &argument);
 
-/** The number that `text` stands for as argument NAME or NAME=WORD|WORD. Returns 0 for a mere text; throws Usage. */
+/** The number that `text` means as argument NAME or NAME=WORD|WORD. Returns 0 for an argument that is a text. Throws
+ *  Usage. */
 uint32_t value_of(const std::string &argument, const std::string &text);
 /** A decimal or 0x number in a range; throws Usage naming `argument`. */
 uint32_t parse_number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest);

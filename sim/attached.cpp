@@ -1,6 +1,5 @@
 #include <errno.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
 
@@ -14,19 +13,19 @@
 namespace zelsim {
 namespace {
 
-// What is wrong with a board's two files, or null.
-const char *fault_of(int state, int flash) {
+// What is wrong with the two files of a board; null if nothing is.
+const char *problem_of(int state_fd, int flash_fd) {
   struct {
     uint64_t magic;
     uint32_t version;
     uint32_t size;
   } head = {};
-  if (state < 0 || flash < 0) return strerror(errno);
-  if (sys::lseek(state, 0, SEEK_END) != sizeof(Board)) return "the state file has a wrong size";
-  ssize_t count = sys::pread(state, &head, sizeof head, 0);
+  if (state_fd < 0 || flash_fd < 0) return strerror(errno);
+  if (sys::lseek(state_fd, 0, SEEK_END) != sizeof(Board)) return "the state file has a wrong size";
+  ssize_t count = sys::pread(state_fd, &head, sizeof head, 0);
   if (count != sizeof head || head.magic != kMagic) return "the state file has no magic number";
   if (head.version != kVersion || head.size != sizeof(Board)) return "the state file has the version of another zelsim";
-  if (sys::lseek(flash, 0, SEEK_END) != kFlashSize) return "the flash image has a wrong size";
+  if (sys::lseek(flash_fd, 0, SEEK_END) != kFlashSize) return "the flash image has a wrong size";
   return nullptr;
 }
 
@@ -43,7 +42,7 @@ void make_shared_mutex(pthread_mutex_t &mutex) {
   pthread_mutexattr_init(&kind);
   pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
   pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
-  if (pthread_mutex_init(&mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust ones
+  if (pthread_mutex_init(&mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust mutexes
     pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_STALLED);
     pthread_mutex_init(&mutex, &kind);
   }
@@ -54,14 +53,13 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   *attached = {};
   sys::File state(open_in(folder, kStateFile, O_RDWR));
   sys::File flash(open_in(folder, kFlashFile, O_RDONLY));
-  const char *fault = fault_of(state.get(), flash.get());
-  if (fault != nullptr) {
-    snprintf(error, error_size, "%s is missing, damaged or no board: %s", folder, fault);
+  const char *problem = problem_of(state.get(), flash.get());
+  if (problem != nullptr) {
+    snprintf(error, error_size, "%s is missing, damaged or no board: %s", folder, problem);
     return false;
   }
-  // The file lock lives as long as the mapping, beyond the descriptor's end. A process that finds nobody else on the
-  // board makes the mutex anew: a machine that stopped, or a copied folder, may have left it locked by a process long
-  // gone.
+  // The file lock lives as long as the mapping, even after the descriptor is closed. A process that is alone on the board
+  // makes the mutex anew: after a crash of the machine, or in a copied folder, it may be locked by a process that is gone.
   bool alone = flock(state.get(), LOCK_EX | LOCK_NB) == 0;
   if (!alone) flock(state.get(), LOCK_SH);
   void *board = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED, state.get(), 0);
@@ -84,24 +82,18 @@ void detach(const Attached &attached) {
   munmap(const_cast<uint8_t *>(attached.inverted_flash), kFlashSize);
 }
 
-const char *variable(const char *name) {
-  const char *value = getenv(name);
-  return value != nullptr ? value : "";
-}
+namespace {
 
-bool is_on(const char *name) {
-  const char *value = variable(name);
-  return value[0] != '\0' && strcmp(value, "0") != 0;
-}
-
-static void attach_environment_board(Attached *attached) {
+void attach_environment_board(Attached *attached) {
   const char *folder = variable(kBoardFolderVariable);
   if (folder[0] == '\0') return;
   char error[2 * kPathMax];
   if (!attach(folder, attached, error, sizeof error)) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
 }
 
-// Once for a process: a program stays on the board that it met first.
+}  // namespace
+
+// Attached once in a process: a program stays on its first board.
 const Attached *environment_board() {
   static pthread_once_t once = PTHREAD_ONCE_INIT;
   static Attached attached;
@@ -112,7 +104,7 @@ const Attached *environment_board() {
   return nullptr;
 }
 
-// If a sleeper was killed, one call is made in vain.
+// A sleeper that was killed costs one needless wake-up.
 void announce_change(Board &board) {
   __atomic_add_fetch(&board.watch.changes, 1, __ATOMIC_SEQ_CST);
   if (__atomic_exchange_n(&board.watch.awaited, 0, __ATOMIC_SEQ_CST) != 0) sys::futex_wake_all(&board.watch.changes);
@@ -126,7 +118,7 @@ void await_change(Board &board, uint32_t seen) {
 
 Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
   if (pthread_mutex_lock(&board_.mutex) != EOWNERDEAD) return;
-  count_rules(board_);  // all that may be half done and no model checks at use
+  count_rules(board_);  // everything else that may be half done is checked when it is used
   pthread_mutex_consistent(&board_.mutex);
 }
 

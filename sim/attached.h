@@ -21,23 +21,23 @@ struct Attached {
 bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
 void detach(const Attached &attached);
 
-/** A mutex in shared memory, whose holder may die. */
+/** Makes a mutex in shared memory. Its holder may die. */
 void make_shared_mutex(pthread_mutex_t &mutex);
 
-/** The board that ZELSIM_BOARD_DIR named when this process first asked. Null if there is none: errno is then 0 if none
- *  is asked for, and ENXIO (after one line on stderr) if it is unusable. */
+/** The board that ZELSIM_BOARD_DIR names at the first call of this process. Null without a board: errno is 0 if the variable
+ *  is not set, and ENXIO, after one line on stderr, if the board is unusable. */
 const Attached *environment_board();
 
 /** Wakes those who watch the board. */
 void announce_change(Board &board);
 
-/** Sleeps until the count of changes is another than `seen`, or some seconds have passed. */
+/** Sleeps while the count of changes is `seen`, for some seconds at most. */
 void await_change(Board &board, uint32_t seen);
 
 enum class Intent : uint8_t { Change, Look };
 
-/** Holds the board's lock for a scope. At the end it announces a change, except with Intent::Look. Its holder may die at
- *  any point: the next one takes over. */
+/** Holds the board's lock for a scope. Its end announces a change, except with Intent::Look. If the holder dies, the next
+ *  one takes the lock over. */
 class Guard {
  public:
   explicit Guard(Board &board, Intent intent = Intent::Change);

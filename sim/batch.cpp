@@ -5,13 +5,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 #include "captured.h"
 #include "tool.h"
 
-// Many command lines in one process: a line of JSON asks for one, a line of JSON is its answer. It is for programs that
-// work with a board much, as test kits do.
+// Many command lines in one process, for test kits: a line of JSON asks for one, and a line of JSON answers.
 
 namespace zelsim::tool {
 namespace {
@@ -20,7 +18,7 @@ void check(bool done, const char *what) {
   if (!done) throw Failure(std::string(what) + ": " + std::strerror(errno));
 }
 
-/** What the command reads from standard input. */
+/** Makes these bytes the standard input of the command. */
 void give_input(const std::string &hex) {
   auto content = hex_bytes(hex);
   if (!content) throw Failure("input: is not hexadecimal");
@@ -31,6 +29,7 @@ void give_input(const std::string &hex) {
   close(file);
 }
 
+// True for UTF-8: other bytes cannot stand in JSON.
 bool is_text(const std::string &bytes) {
   try {
     return !Json(bytes).dump().empty();
@@ -41,17 +40,23 @@ bool is_text(const std::string &bytes) {
 
 Json answer_to(const Json &asked) {
   const Words words = asked.at("words").get<Words>();
-  for (const char *becomes : {"run", "record", "serve", "batch"})
-    if (!words.empty() && words[0] == becomes)
-      throw Failure(words[0] + ": not in a batch, whose process it would take");
-  if (asked.contains("folder")) check(chdir(asked["folder"].get<std::string>().c_str()) == 0, "the folder");
+  if (!words.empty() && takes_the_process(words[0]))
+    throw Failure(words[0] + ": not in a batch, whose process it would take");
+  if (asked.contains("folder")) {
+    auto folder = asked["folder"].get<std::string>();
+    check(chdir(folder.c_str()) == 0, "the folder");
+  }
   give_input(asked.value("input", ""));
   Captured printed(stdout);
   Captured output(out);
   Captured errors(stderr);
   Json answer = {{"status", execute(words)}};
   std::string text = printed.text() + output.text();
-  answer[is_text(text) ? "output" : "bytes"] = is_text(text) ? text : hex_text(bytes_of(text));
+  if (is_text(text)) {
+    answer["output"] = text;
+  } else {
+    answer["bytes"] = hex_text(bytes_of(text));
+  }
   answer["error"] = errors.text();
   return answer;
 }
@@ -67,13 +72,15 @@ Json answer_line(const std::string &line) {
 }  // namespace
 
 void batch(const CommandLine &) {
-  // The commands have an input of their own, each.
+  // Each command gets its own standard input; the questions go on at another descriptor.
   FILE *questions = fdopen(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3), "r");
   if (questions == nullptr) throw Failure(std::string("standard input: ") + std::strerror(errno));
   std::unique_ptr<FILE, int (*)(FILE *)> closed(questions, std::fclose);
   char *line = nullptr;
   size_t room = 0;
-  while (getline(&line, &room, questions) > 0 && !interrupted()) {
+  for (;;) {
+    ssize_t length = getline(&line, &room, questions);
+    if (length <= 0 || interrupted()) break;
     std::string answer = answer_line(line).dump(-1, ' ', false, Json::error_handler_t::replace);
     std::fprintf(out, "%s\n", answer.c_str());
     std::fflush(out);

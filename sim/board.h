@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "attached.h"
 #include "environment.h"
 #include "nodes.h"
@@ -40,8 +42,11 @@ struct Transfer {
   uint8_t *data;
   uint8_t len;
 
-  /** Sets a chip's register pointer: to the offset if there is one, else to the first byte that is written, which is
-   *  then no data. A read without an offset leaves it. */
+  /** The first byte that the transfer is about: its offset, or 0 without one. */
+  unsigned first() const { return offset_len > 0 ? offset : 0; }
+
+  /** Sets a chip's register pointer. With an offset, the offset is the pointer. A write without one begins with the
+   *  pointer; the rest is data. A read without one leaves the pointer. */
   void take_pointer(uint8_t *pointer, unsigned registers);
 };
 
@@ -52,9 +57,18 @@ struct I2cDevice {
   int (*answer)(Board &board, Transfer &transfer);
 };
 
-// Addresses of the first expander of each kind.
-constexpr uint8_t kFirstWide = 0x40;
-constexpr uint8_t kFirstNarrow = 0x70;
+// Addresses on the bus, in their 8-bit form. The clock has one for each command.
+constexpr uint8_t kFirstWideAddress = 0x40;
+constexpr uint8_t kMainWideAddress = kFirstWideAddress + 2 * kMainWide;
+constexpr uint8_t kFirstClockAddress = 0x60;
+constexpr uint8_t kClockTimeAddress = 0x64;
+constexpr uint8_t kLastClockAddress = 0x6e;
+constexpr uint8_t kFirstNarrowAddress = 0x70;
+constexpr uint8_t kLastNarrowAddress = kFirstNarrowAddress + 2 * (kNarrowExpanders - 1);
+constexpr uint8_t kSensorAddress = 0x9e;
+constexpr uint8_t kModuleAddress = 0xa0;
+constexpr uint8_t kModuleDiagnosticsAddress = 0xa2;
+constexpr uint8_t kModulePhyAddress = 0xac;
 
 int expander(Board &board, Transfer &transfer);
 int clock_chip(Board &board, Transfer &transfer);
@@ -73,8 +87,11 @@ void reset_clock(Clock &clock);
 /** The chip's time, in seconds since 1970 without time zones. */
 int64_t clock_seconds(const Board &board);
 void set_clock(Board &board, int64_t seconds);
-/** What the seven bytes of the chip's real-time data say: the time, as above, and the weekday's number. */
+/** The chip's real-time data: seven bytes, in the chip's order of bits. */
+constexpr size_t kClockTimeBytes = 7;
+/** The time in real-time data, in seconds as above. */
 int64_t clock_reading(const uint8_t *fields);
+/** The number of the weekday in real-time data. */
 int clock_weekday(const uint8_t *fields);
 
 /** 1 = the module's transmitter is off: driven so, or pulled up while the expander's line is an input. */
@@ -82,7 +99,7 @@ uint8_t tx_disable(const Board &board, unsigned port);
 
 /** True for the cages of the main board, and for those of a fitted board with cages. */
 bool has_cage(const Board &board, unsigned port);
-/** Puts a module with this identification page into a cage. Light is there and nothing fails until the world says so. */
+/** Puts a module with this identification page into a cage. It has light and no fault. */
 void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy,
           const Diagnostics &diagnostics);
 void unplug(Cage &cage);
@@ -101,7 +118,15 @@ bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t ad
 constexpr uint32_t kWatchdogRegister = 0x20300;
 constexpr uint32_t kWatchdogEnabled = 0x100;
 
-/** The power status byte of the GPIO driver. */
+/** The power status byte of the GPIO driver, and its bits. */
 uint8_t power_status(const Board &board);
+constexpr unsigned kTwoSupplies = 0x08;
+constexpr unsigned kFirstSupplyDc = 0x10;
+constexpr unsigned kSecondSupplyDc = 0x20;
+constexpr unsigned kFirstSupplyGood = 0x40;
+constexpr unsigned kSecondSupplyGood = 0x80;
+
+/** The flash chip's JEDEC identification: manufacturer, memory type, capacity. */
+constexpr uint8_t kJedecId[] = {0x20, 0xba, 0x19};
 
 }  // namespace zelsim

@@ -53,7 +53,7 @@ OpenBoard open_folder(const fs::path &folder, Intent intent) {
 
 constexpr char kFreshFolder[] = ".new-XXXXXX";  // the letters are replaced
 
-/** A folder that its owner, while it lives, holds locked. */
+/** A folder with an owner, who holds it locked while he lives. */
 class LockedFolder {
  public:
   explicit LockedFolder(const std::string &path) : fd_(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
@@ -63,7 +63,7 @@ class LockedFolder {
     if (fd_ >= 0) close(fd_);
   }
   bool has_owner() { return fd_ < 0 || flock(fd_, LOCK_EX | LOCK_NB) != 0; }
-  /** Waits for whoever looks whether it has an owner, and may remove it as one without. */
+  /** Becomes the owner. Waits while somebody looks for an owner: he may remove the folder, which has none yet. */
   void own() { flock(fd_, LOCK_EX); }
 
  private:
@@ -76,12 +76,14 @@ class FreshFolder {
   FreshFolder() {
     std::error_code ignored;
     fs::create_directories(boards_root(), ignored);
-    do {
+    for (;;) {
       path_ = boards_root() / kFreshFolder;
       if (mkdtemp(path_.data()) == nullptr) throw Failure("cannot make " + path_ + ": " + std::strerror(errno));
       lock_.emplace(path_);
       lock_->own();
-    } while (!fs::exists(path_));
+      bool was_removed = !fs::exists(path_);  // before it had an owner
+      if (!was_removed) return;
+    }
   }
   ~FreshFolder() {
     std::error_code ignored;
@@ -96,7 +98,7 @@ class FreshFolder {
   std::optional<LockedFolder> lock_;
 };
 
-// What killed commands have left.
+// Removes what killed commands have left.
 void remove_ownerless_folders() {
   constexpr std::string_view kPrefix = ".new-";
   std::error_code ignored;
@@ -108,11 +110,15 @@ void remove_ownerless_folders() {
 }
 
 fs::path folder_of(const std::string &name) {
-  if (!name.empty()) check_name(name);
-  std::string enclosing = name.empty() ? variable(kBoardFolderVariable) : "";
+  if (!name.empty()) {
+    check_name(name);
+    remove_ownerless_folders();
+    return boards_root() / name;
+  }
+  std::string enclosing = variable(kBoardFolderVariable);
   if (!enclosing.empty()) return fs::absolute(enclosing);
   remove_ownerless_folders();
-  return boards_root() / (name.empty() ? kDefaultBoard : name);
+  return boards_root() / kDefaultBoard;
 }
 
 // Power-on states of everything, and an erased flash.
@@ -140,8 +146,8 @@ std::error_code make_folder(const fs::path &folder, const Preparation &prepare) 
   return failed;
 }
 
-// Processes that still have the board mapped learn from the missing magic number that it is gone. A damaged board has no
-// readers.
+// A process that still has the board mapped sees by the missing magic number that the board is gone. Nobody has a damaged
+// board mapped.
 void mark_deleted(const fs::path &folder) {
   Attached attached;
   char ignored[2 * kPathMax];
@@ -152,10 +158,11 @@ void mark_deleted(const fs::path &folder) {
 
 Json board_row(const std::string &name) {
   Json row = {{"board", name}};
-  for (unsigned slot = 0; slot < kSlots; ++slot) row["slot_" + std::to_string(slot + 1)] = nullptr;
+  auto key_of = [](unsigned slot) { return "slot_" + std::to_string(slot + 1); };
+  for (unsigned slot = 0; slot < kSlots; ++slot) row[key_of(slot)] = nullptr;
   try {
     OpenBoard board = look_at(name);
-    for (unsigned slot = 0; slot < kSlots; ++slot) row["slot_" + std::to_string(slot + 1)] = board_type(*board, slot);
+    for (unsigned slot = 0; slot < kSlots; ++slot) row[key_of(slot)] = board_type(*board, slot);
   } catch (const std::runtime_error &) {  // a damaged board, or another folder, is listed without its slots
   }
   return row;
@@ -169,9 +176,9 @@ void check_name(const std::string &name, const std::string &argument) {
   bool good_size = !name.empty() && name.size() <= kLongest;
   bool good_start = !name.starts_with('.') && !name.starts_with('-');
   bool plain = name.find_first_not_of(kPlain) == std::string::npos;
-  if (!good_size || !good_start || !plain)
-    throw Usage(argument + ": '" + name + "' is no " + (argument == "NAME" ? "board's name" : "name") +
-                " (letters, digits, '.', '_', '-', 64 at most)");
+  if (good_size && good_start && plain) return;
+  std::string what = argument == "NAME" ? "board's name" : "name";
+  throw Usage(argument + ": '" + name + "' is no " + what + " (letters, digits, '.', '_', '-', 64 at most)");
 }
 
 fs::path boards_root() {

@@ -20,7 +20,7 @@ struct OpenBoard {
   Board *operator->() const { return attached->board; }
 };
 
-/** Throws Usage for what cannot be a name: of a board, or of what `argument` names. */
+/** Throws Usage for a text that cannot be a name of a board, or of another thing that `argument` stands for. */
 void check_name(const std::string &name, const std::string &argument = "NAME");
 
 /** The folder of all boards. */
@@ -28,9 +28,9 @@ std::filesystem::path boards_root();
 
 /** Opens a board by its name. An empty name is the board of the enclosing `zelsim run`, or else the board `default`. */
 OpenBoard open_board(const std::string &name, Intent intent = Intent::Change);
-/** The same for those who change nothing. */
+/** The same for a caller that changes nothing. */
 inline OpenBoard look_at(const std::string &name) { return open_board(name, Intent::Look); }
-/** Opens a board, and makes it before if it is missing. */
+/** Opens a board; makes it first if it is missing. */
 OpenBoard open_or_make_board(const std::string &name);
 
 /** A board that is not locked. */
@@ -40,11 +40,11 @@ struct AttachedBoard {
 };
 AttachedBoard attach_board(const std::string &name);
 
-/** In a board's folder. */
+/** The folder of the saved states, in a board's folder. */
 constexpr char kStatesFolder[] = "states";
-/** Loads once more the state whose loading was cut off, if there is one; under the board's lock. */
+/** If the loading of a state was interrupted, loads the state again. The caller holds the board's lock. */
 void finish_loading(const std::filesystem::path &folder, Board &board);
-/** What is done to a new board, and where its files are, before anybody sees it. */
+/** A function that prepares a new board, before anybody else sees it. `folder` has the board's files. */
 using Preparation = std::function<void(const Attached &attached, const std::string &folder)>;
 /** Makes a board; an empty name is the board `default`. Returns its folder. */
 std::filesystem::path make_board(const std::string &name, const Preparation &prepare);
@@ -53,5 +53,7 @@ std::filesystem::path make_board(const std::string &name, const Preparation &pre
 constexpr char kBoardTypes[] = "none|copper|sfp";
 /** Name of the type that is fitted in slot index 0 to 2. */
 std::string board_type(const Board &board, unsigned slot);
+/** Names of the types of a power supply, in the order of Supply. */
+constexpr char kSupplyTypes[] = "none|ac|dc";
 
 }  // namespace zelsim::tool

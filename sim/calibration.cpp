@@ -7,12 +7,24 @@
 namespace zelsim::tool {
 namespace {
 
-constexpr unsigned kReceiver = 56,
-                   kSlopes = 76;  // five floats; then slope and offset of bias, power, temperature, supply
 constexpr unsigned kWords = 0x10000;
 
-constexpr double kUnits[] = {256, 10000, 500};  // of the field, in a degree, a volt, a milliampere
-constexpr double kUnitsPerMilliwatt = 10000, kFloorDbm = -40;
+constexpr double kUnitsPerMilliwatt = 10000;
+constexpr double kFloorDbm = -40;
+
+bool is_power(Quantity quantity) { return quantity == kTxPower || quantity == kRxPower; }
+
+// Units of the page in a degree, a volt, a milliampere.
+double units_per_whole(Quantity quantity) {
+  switch (quantity) {
+    case kTemperature:
+      return 256;
+    case kVoltage:
+      return 10000;
+    default:
+      return 500;
+  }
+}
 
 uint32_t long_at(const uint8_t *page, unsigned at) { return uint32_t{word_at(page, at)} << 16 | word_at(page, at + 2); }
 
@@ -22,17 +34,22 @@ double signed_word(uint16_t word) { return static_cast<int16_t>(word); }
 
 uint16_t word_at(const uint8_t *page, unsigned at) { return static_cast<uint16_t>(page[at] << 8 | page[at + 1]); }
 
+void put_word_at(uint8_t *page, unsigned at, uint16_t word) {
+  page[at] = static_cast<uint8_t>(word >> 8);
+  page[at + 1] = static_cast<uint8_t>(word);
+}
+
 Calibration::Calibration(const uint8_t *identification, const uint8_t *diagnostics)
     : external_((identification[kMonitoring] & kExternal) != 0) {
   constexpr Quantity kOrder[] = {kBias, kTxPower, kTemperature, kVoltage};
-  unsigned at = kSlopes;
+  unsigned at = kSlopesAndOffsets;
   for (Quantity quantity : kOrder) {
     slopes_[quantity] = word_at(diagnostics, at) / 256.0;
     offsets_[quantity] = signed_word(word_at(diagnostics, at + 2));
     at += 4;
   }
   for (unsigned i = 0; i < receiver_.size(); ++i)
-    receiver_[i] = std::bit_cast<float>(long_at(diagnostics, kReceiver + 4 * i));
+    receiver_[i] = std::bit_cast<float>(long_at(diagnostics, kReceiverConstants + 4 * i));
 }
 
 double Calibration::value(Quantity quantity, uint16_t word) const {
@@ -44,31 +61,38 @@ double Calibration::value(Quantity quantity, uint16_t word) const {
   return sum;
 }
 
-uint16_t Calibration::word(Quantity quantity, double wanted) const {
-  uint16_t best = 0;
-  for (unsigned word = 0; word < kWords; ++word) {
-    auto candidate = static_cast<uint16_t>(word);
-    if (std::abs(value(quantity, candidate) - wanted) < std::abs(value(quantity, best) - wanted)) best = candidate;
+uint16_t Calibration::nearest_word(Quantity quantity, double wanted) const {
+  uint16_t nearest = 0;
+  double least_error = std::abs(value(quantity, nearest) - wanted);
+  for (unsigned number = 1; number < kWords; ++number) {
+    auto word = static_cast<uint16_t>(number);
+    double error = std::abs(value(quantity, word) - wanted);
+    bool is_nearer = error < least_error;
+    if (!is_nearer) continue;
+    nearest = word;
+    least_error = error;
   }
-  return best;
+  return nearest;
 }
 
 std::pair<double, double> Calibration::range(Quantity quantity) const {
-  std::pair<double, double> found = {value(quantity, 0), value(quantity, 0)};
-  for (unsigned word = 1; word < kWords; ++word) {
-    double reached = value(quantity, static_cast<uint16_t>(word));
-    found = {std::min(found.first, reached), std::max(found.second, reached)};
+  double least = value(quantity, 0);
+  double greatest = least;
+  for (unsigned number = 1; number < kWords; ++number) {
+    double reached = value(quantity, static_cast<uint16_t>(number));
+    least = std::min(least, reached);
+    greatest = std::max(greatest, reached);
   }
-  return found;
+  return {least, greatest};
 }
 
 double for_people(Quantity quantity, double value) {
-  if (quantity < kTxPower) return value / kUnits[quantity];
+  if (!is_power(quantity)) return value / units_per_whole(quantity);
   return value > 1 ? 10 * std::log10(value / kUnitsPerMilliwatt) : kFloorDbm;
 }
 
 double from_people(Quantity quantity, double number) {
-  if (quantity < kTxPower) return number * kUnits[quantity];
+  if (!is_power(quantity)) return number * units_per_whole(quantity);
   return std::pow(10, number / 10) * kUnitsPerMilliwatt;
 }
 

@@ -7,12 +7,13 @@
 
 #include "diagnostics.h"
 
-// What the words of page A2h stand for.
+// The words of page A2h and their values.
 
 namespace zelsim::tool {
 
-/** What a module makes of its converter's words: they are the values themselves, or the host has to reckon with the
- *  constants of the page. Values are in the field's units: 1/256 degree, 100 uV, 2 uA, 0.1 uW. */
+/** Converts between the words of page A2h and values. With internal calibration the words are the values. With external
+ *  calibration the page has constants, by which the host computes the values. The units are the page's: 1/256 degree,
+ *  100 uV, 2 uA, 0.1 uW. */
 class Calibration {
  public:
   /** From the two pages of a module. */
@@ -21,21 +22,25 @@ class Calibration {
   bool external() const { return external_; }
   double value(Quantity quantity, uint16_t word) const;
   /** The word that comes nearest to a value. */
-  uint16_t word(Quantity quantity, double value) const;
-  /** The least and the greatest value that a word can stand for. */
+  uint16_t nearest_word(Quantity quantity, double value) const;
+  /** The least and the greatest value that a word can have. */
   std::pair<double, double> range(Quantity quantity) const;
 
  private:
   bool external_;
-  std::array<double, kRxPower> slopes_ = {}, offsets_ = {};
-  std::array<double, 5> receiver_ = {};  // coefficients, of the fourth power first
+  // Values are slope times word plus offset; for the received power a polynomial of the fourth degree.
+  std::array<double, kRxPower> slopes_ = {};
+  std::array<double, kRxPower> offsets_ = {};
+  std::array<double, 5> receiver_ = {};  // coefficients, the fourth power's first
 };
 
 uint16_t word_at(const uint8_t *page, unsigned at);
+void put_word_at(uint8_t *page, unsigned at, uint16_t word);
 
-/** Between the field's units and those that people use: degrees, volts, milliamperes, dBm. No power is -40 dBm, the least
- *  that the field holds. */
+/** Converts from the page's units to those that people use: degrees, volts, milliamperes, dBm. No power is -40 dBm, the
+ *  least power that the page can hold. */
 double for_people(Quantity quantity, double value);
+/** Converts back. */
 double from_people(Quantity quantity, double number);
 
 }  // namespace zelsim::tool

@@ -1,28 +1,13 @@
 #include <string.h>
 
-#include "board.h"
+#include "phy.h"
 
-// The PHY of a 1000BASE-T module. It has 16-bit registers, high byte first, behind one offset byte: 0 to 15 are those of
-// IEEE 802.3 clause 22; 17 and 27 are specific to the PHY.
+// The PHY of a 1000BASE-T module. It has 16-bit registers, high byte first, behind one offset byte.
 
 namespace zelsim {
 namespace {
 
-constexpr unsigned kPhyRegisters = 32;
-
-enum PhyRegister : unsigned {
-  Control = 0,
-  Status = 1,
-  Identifier1 = 2,
-  Identifier2 = 3,
-  Advertisement = 4,
-  PartnerAbility = 5,
-  GigabitControl = 9,
-  GigabitStatus = 10,
-  ExtendedStatus = 15,
-  PhyStatus = 17,
-  ExtendedPhyStatus = 27,
-};
+using namespace phy;
 
 constexpr uint16_t kControlReset = 0x8000;
 constexpr uint16_t kControlNegotiate = 0x1000;
@@ -56,7 +41,7 @@ bool link_is_up(const Board &board, const Cage &cage) {
   return cage.link_speed != 0 && !powered_down && has_settled(board, cage);
 }
 
-// What the partner offers is what the link runs at, and below 1000 Mb/s nothing in the gigabit register.
+// The partner offers the speed of the link. Only a gigabit partner offers the speeds below, too.
 unsigned partner_ability(const Cage &cage) {
   constexpr unsigned kSelector = 0x0001;
   constexpr unsigned kAcknowledge = 0x4000;
@@ -78,24 +63,19 @@ unsigned gigabit_status(const Cage &cage) {
 }
 
 unsigned phy_status(const Cage &cage) {
-  constexpr unsigned k1000 = 0x8000;
-  constexpr unsigned k100 = 0x4000;
-  constexpr unsigned kFullDuplex = 0x2000;
-  constexpr unsigned kResolved = 0x0800;
-  constexpr unsigned kLink = 0x0400;
   unsigned status = kResolved | kLink;
-  if (cage.link_speed == 1000) status |= k1000;
-  if (cage.link_speed == 100) status |= k100;
+  if (cage.link_speed == 1000) status |= kSpeed1000;
+  if (cage.link_speed == 100) status |= kSpeed100;
   if (cage.full_duplex) status |= kFullDuplex;
   return status;
 }
 
 unsigned status(const Cage &cage, bool up, bool negotiated) {
-  constexpr unsigned kLink = 0x0004;
-  constexpr unsigned kNegotiated = 0x0020;
+  constexpr unsigned kStatusLink = 0x0004;
+  constexpr unsigned kStatusNegotiated = 0x0020;
   unsigned bits = cage.phy_register[Status];
-  if (up) bits |= kLink;
-  if (negotiated) bits |= kNegotiated;
+  if (up) bits |= kStatusLink;
+  if (negotiated) bits |= kStatusNegotiated;
   return bits;
 }
 
@@ -153,16 +133,21 @@ void write_values(const Board &board, Cage &cage, unsigned first, const Transfer
 }  // namespace
 
 void reset_phy(Cage &cage) {
-  bool marvell = cage.phy == PhyKind::Marvell;
-  memset(cage.phy_register, 0, sizeof cage.phy_register);
-  cage.phy_register[Control] = 0x1140;
-  cage.phy_register[Status] = 0x7949;
-  cage.phy_register[Identifier1] = marvell ? 0x0141 : 0x0022;
-  cage.phy_register[Identifier2] = marvell ? 0x0cc2 : 0x1640;
-  cage.phy_register[Advertisement] = 0x01e1;
-  cage.phy_register[GigabitControl] = 0x0300;
-  cage.phy_register[ExtendedStatus] = 0x3000;
-  cage.phy_register[ExtendedPhyStatus] = 0x848c;
+  uint16_t *registers = cage.phy_register;
+  memset(registers, 0, sizeof cage.phy_register);
+  if (cage.phy == PhyKind::Marvell) {
+    registers[Identifier1] = kMarvellIdentifier1;
+    registers[Identifier2] = 0x0cc2;
+  } else {
+    registers[Identifier1] = 0x0022;
+    registers[Identifier2] = 0x1640;
+  }
+  registers[Control] = 0x1140;         // auto-negotiation, full duplex, 1000 Mb/s
+  registers[Status] = 0x7949;          // 10 and 100 Mb/s, extended status, auto-negotiation, extended registers
+  registers[Advertisement] = 0x01e1;   // 10 and 100 Mb/s, half and full duplex
+  registers[GigabitControl] = 0x0300;  // 1000 Mb/s, half and full duplex
+  registers[ExtendedStatus] = 0x3000;  // 1000BASE-T, half and full duplex
+  registers[ExtendedPhyStatus] = 0x848c;
 }
 
 void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }
@@ -172,13 +157,11 @@ int copper_phy(Board &board, Transfer &transfer) {
   if (cage == nullptr || cage->phy == PhyKind::None) return kFail;
   // Without its transmitter the module keeps its PHY in reset: nobody answers.
   if (tx_disable(board, board.gpio.selected_cage)) return kFail;
-  bool has_offset = transfer.offset_len > 0;
-  if (transfer.write && !has_offset) return kFail;
-  unsigned first = has_offset ? transfer.offset : 0;
+  if (transfer.write && transfer.offset_len == 0) return kFail;
   if (transfer.write) {
-    write_values(board, *cage, first, transfer);
+    write_values(board, *cage, transfer.first(), transfer);
   } else {
-    read_values(board, *cage, first, transfer);
+    read_values(board, *cage, transfer.first(), transfer);
   }
   return 0;
 }

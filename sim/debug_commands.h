@@ -14,8 +14,8 @@ struct DebugCommand {
   const char *name;
   RegisterSpace space;  // Free: the serial-GPIO chain
   bool sets;
-  int count;     // of arguments
-  int decimals;  // so many of them, from the first on, are decimal; the others are hexadecimal
+  int count;              // of arguments
+  int decimal_arguments;  // the first ones; the others are hexadecimal
   uint32_t highest[kMostDebugArguments];
 };
 
@@ -26,5 +26,10 @@ constexpr DebugCommand kDebugCommands[] = {
     {"phy_register_get", RegisterSpace::Phy, false, 2, 1, {kPhyPorts - 1, kAnyWord}},
     {"phy_register_set", RegisterSpace::Phy, true, 3, 1, {kPhyPorts - 1, kAnyWord, 0xffff}},
 };
+
+/** The number of a row: faults name a command by it. */
+constexpr uint8_t command_number(const DebugCommand &command) {
+  return static_cast<uint8_t>(&command - kDebugCommands);
+}
 
 }  // namespace zelsim

@@ -9,7 +9,7 @@
 #include "rules.h"
 #include "trace.h"
 
-// The platform's command tool on the virtual board: what no driver reaches.
+// The platform's command tool on the virtual board. It reaches what no driver reaches.
 
 namespace {
 
@@ -30,7 +30,7 @@ bool parse_number(const char *word, int base, uint32_t highest, uint32_t *number
 
 bool parse(const DebugCommand &command, char **words, uint32_t *numbers) {
   for (int i = 0; i < command.count; ++i) {
-    int base = i < command.decimals ? 10 : 16;
+    int base = i < command.decimal_arguments ? 10 : 16;
     if (!parse_number(words[i], base, command.highest[i], &numbers[i])) return false;
   }
   return true;
@@ -48,7 +48,7 @@ int set_chain(Board &board, const uint32_t *numbers) {
   return 0;
 }
 
-// Numbers are PORT of a PHY register, the address, and the value of a set.
+// The numbers are a PHY register's port, then the address, then the value of a set.
 int access_register(Board &board, const DebugCommand &command, const uint32_t *numbers) {
   bool is_phy = command.space == RegisterSpace::Phy;
   auto port = static_cast<uint8_t>(is_phy ? numbers[0] : 0);
@@ -60,7 +60,8 @@ int access_register(Board &board, const DebugCommand &command, const uint32_t *n
   }
   uint32_t value = read_register(board, command.space, port, address);
   const char *format = is_phy ? "PHY register 0x%x = 0x%04x\n" : "register 0x%08x = 0x%08x\n";
-  return printf(format, address, value) < 0;
+  bool printed = printf(format, address, value) >= 0;
+  return printed ? 0 : 1;
 }
 
 int run(Board &board, const DebugCommand &command, const uint32_t *numbers) {
@@ -90,21 +91,24 @@ void trace_words(int argc, char **argv) {
 Fault fault_for(Board &board, const DebugCommand &command) {
   FaultCall call = {};
   call.node = Node::DebugCmd;
-  call.call = Call::Request;
-  call.request = static_cast<uint8_t>(&command - kDebugCommands);
+  call.kind = Call::Request;
+  call.request = command_number(command);
   return take_fault(board, call);
 }
 
-// A number of the rule is the exit status, of which there are eight bits.
 int act_out(const Fault &fault) {
-  if (fault.effect == Effect::Hangs) {
-    while (true) pause();
+  constexpr int kStatusBits = 0xff;
+  switch (fault.effect) {
+    case Effect::Hangs:
+      while (true) pause();
+    case Effect::Nonsense:
+      fputs("\x02#!~ 0xZZ\n", stdout);
+      return 0;
+    case Effect::Value:
+      return end_with(fault.result & kStatusBits, "debugCmd: failed\n");
+    default:
+      return end_with(1, "debugCmd: failed\n");
   }
-  if (fault.effect == Effect::Nonsense) {
-    fputs("\x02#!~ 0xZZ\n", stdout);
-    return 0;
-  }
-  return end_with(fault.effect == Effect::Value ? fault.result & 0xff : 1, "debugCmd: failed\n");
 }
 
 }  // namespace

@@ -2,16 +2,26 @@
 
 #include "attached.h"
 
-// A module's digital diagnostics on the bus, SFF-8472 page A2h. What the page holds of measured words is what the
-// converter sees with light in the receiver and the laser on; what a host reads follows the cage's signals.
+// A module's digital diagnostics on the bus, SFF-8472 page A2h. The page holds the words that are measured with light in
+// the receiver and the laser on. What a host reads follows the cage's signals.
 
 namespace zelsim {
 namespace {
 
-constexpr uint8_t kPinTxDisable = 0x80, kSelectTxDisable = 0x40, kSelectRate = 0x08, kPinTxFault = 0x04, kPinLos = 0x02;
-constexpr unsigned kPassword = 123, kPageSelect = 127, kUserMemory = 128, kUserMemoryEnd = 248;
+// Bits of the status byte.
+constexpr uint8_t kPinTxDisable = 0x80;
+constexpr uint8_t kSelectRate = 0x08;
+constexpr uint8_t kPinTxFault = 0x04;
+constexpr uint8_t kPinLos = 0x02;
 
-const Diagnostics *diagnostics_of(const Board &board, unsigned port) {
+// Bytes that a host may write.
+constexpr unsigned kPassword = 123;
+constexpr unsigned kPageSelect = 127;
+constexpr unsigned kUserMemory = 128;
+constexpr unsigned kUserMemoryEnd = 248;
+
+// The diagnostics of the module in a cage; null if it has none.
+const Diagnostics *fitted_diagnostics(const Board &board, unsigned port) {
   if (!has_cage(board, port)) return nullptr;
   const Cage &cage = board.cages[port];
   return cage.fitted && cage.diagnostics.present ? &cage.diagnostics : nullptr;
@@ -37,13 +47,18 @@ uint8_t measured_byte(const Board &board, unsigned port, unsigned at) {
 // Bits whose monitoring the module does not offer stay as its maker left them.
 uint8_t status_byte(const Board &board, unsigned port) {
   const Cage &cage = board.cages[port];
-  const struct {
-    uint8_t bit, option, level;
-  } kPins[] = {{kPinTxDisable, kSoftTxDisable, tx_disable(board, port)},
-               {kPinTxFault, kSoftTxFault, cage.tx_fault},
-               {kPinLos, kSoftLos, cage.loss_of_signal}};
+  struct Pin {
+    uint8_t bit;
+    uint8_t option;  // by which the module says that it shows the pin
+    uint8_t level;
+  };
+  const Pin pins[] = {
+      {kPinTxDisable, kSoftTxDisable, tx_disable(board, port)},
+      {kPinTxFault, kSoftTxFault, cage.tx_fault},
+      {kPinLos, kSoftLos, cage.loss_of_signal},
+  };
   unsigned status = cage.diagnostics.page[kStatus];
-  for (const auto &pin : kPins) {
+  for (const Pin &pin : pins) {
     if (!offers(cage, pin.option)) continue;
     status &= ~unsigned{pin.bit};
     if (pin.level != 0) status |= pin.bit;
@@ -57,32 +72,41 @@ int word_at(const Board &board, unsigned port, unsigned at, bool is_signed) {
   return is_signed ? static_cast<int16_t>(word) : static_cast<int>(word);
 }
 
-// Two bits a quantity, high and low, from bit 7 of the first of two bytes.
+/** Flags of one kind, alarms or warnings: where they stand, and what they compare with. */
+struct FlagKind {
+  unsigned first_byte;
+  Threshold high;
+  Threshold low;
+};
+constexpr FlagKind kAlarms = {kAlarmFlags, kHighAlarm, kLowAlarm};
+constexpr FlagKind kWarnings = {kWarningFlags, kHighWarning, kLowWarning};
+
+// The flags of a byte whose conditions hold now.
 uint8_t standing_flags(const Board &board, unsigned port, unsigned at) {
-  bool alarms = at < kWarningFlags;
-  unsigned first = (at - (alarms ? kAlarmFlags : kWarningFlags)) * 4, flags = 0;
-  for (unsigned number = first; number < first + 4 && number < kQuantities; ++number) {
+  const FlagKind &kind = at < kWarningFlags ? kAlarms : kWarnings;
+  unsigned flags = 0;
+  for (unsigned number = 0; number < kQuantities; ++number) {
     auto quantity = static_cast<Quantity>(number);
+    if (kind.first_byte + flag_byte_of(quantity) != at) continue;
     bool is_signed = quantity == kTemperature;
     int measured = word_at(board, port, place_of(quantity), is_signed);
-    int high = word_at(board, port, place_of(quantity, alarms ? kHighAlarm : kHighWarning), is_signed);
-    int low = word_at(board, port, place_of(quantity, alarms ? kLowAlarm : kLowWarning), is_signed);
-    unsigned shift = 6 - 2 * (number - first);
-    if (measured > high) flags |= 2u << shift;
-    if (measured < low) flags |= 1u << shift;
+    int high = word_at(board, port, place_of(quantity, kind.high), is_signed);
+    int low = word_at(board, port, place_of(quantity, kind.low), is_signed);
+    if (measured > high) flags |= high_flag_of(quantity);
+    if (measured < low) flags |= low_flag_of(quantity);
   }
   return static_cast<uint8_t>(flags);
 }
 
-bool is_flags(const Cage &cage, unsigned at) {
-  bool place = at / 2 == kAlarmFlags / 2 || at / 2 == kWarningFlags / 2;
-  return place && offers(cage, kHasFlags);
+bool is_flag_byte(const Cage &cage, unsigned at) {
+  bool is_alarm = at >= kAlarmFlags && at < kAlarmFlags + kFlagBytes;
+  bool is_warning = at >= kWarningFlags && at < kWarningFlags + kFlagBytes;
+  return (is_alarm || is_warning) && offers(cage, kHasFlags);
 }
 
 constexpr unsigned kFlagPlaces[] = {kAlarmFlags, kAlarmFlags + 1, kWarningFlags, kWarningFlags + 1};
 
-// What a host may write: the selections that the module offers, the password and the page, of which there is one and
-// which stay without effect, and the user's memory.
+// The bits of a byte that a write changes: selections that the module offers, and the user's memory.
 uint8_t writable_bits(const Cage &cage, unsigned at) {
   if (at == kStatus) {
     unsigned disable = offers(cage, kSoftTxDisable) ? kSelectTxDisable : 0u;
@@ -92,8 +116,10 @@ uint8_t writable_bits(const Cage &cage, unsigned at) {
   return at >= kUserMemory && at < kUserMemoryEnd ? 0xff : 0;
 }
 
+// The password and the page select can be written, without effect: nothing is protected, and there is one page.
 bool takes_writes(const Cage &cage, unsigned at) {
-  return (at >= kPassword && at <= kPageSelect) || writable_bits(cage, at) != 0;
+  bool is_without_effect = at >= kPassword && at <= kPageSelect;
+  return is_without_effect || writable_bits(cage, at) != 0;
 }
 
 int write_page(Cage &cage, const Transfer &transfer) {
@@ -103,7 +129,8 @@ int write_page(Cage &cage, const Transfer &transfer) {
     if (!takes_writes(cage, (transfer.offset + i) % sizeof cage.diagnostics.page)) return kFail;
   }
   for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned at = (transfer.offset + i) % sizeof cage.diagnostics.page, bits = writable_bits(cage, at);
+    unsigned at = (transfer.offset + i) % sizeof cage.diagnostics.page;
+    unsigned bits = writable_bits(cage, at);
     page[at] = static_cast<uint8_t>((page[at] & ~bits) | (transfer.data[i] & bits));
   }
   return 0;
@@ -114,33 +141,34 @@ int write_page(Cage &cage, const Transfer &transfer) {
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at) {
   const Cage &cage = board.cages[port];
   uint8_t held = cage.diagnostics.page[at];
-  if (at >= kFirstMeasured && at < place_of(kQuantities)) return measured_byte(board, port, at);
+  if (at >= kFirstMeasured && at < kEndOfMeasured) return measured_byte(board, port, at);
   if (at == kStatus) return status_byte(board, port);
-  return is_flags(cage, at) ? static_cast<uint8_t>(held | standing_flags(board, port, at)) : held;
+  if (is_flag_byte(cage, at)) return static_cast<uint8_t>(held | standing_flags(board, port, at));
+  return held;
 }
 
 void latch_flags(Board &board) {
   for (unsigned port = 0; port < kPorts; ++port) {
-    if (diagnostics_of(board, port) == nullptr) continue;
+    if (fitted_diagnostics(board, port) == nullptr) continue;
     uint8_t *page = board.cages[port].diagnostics.page;
     for (unsigned at : kFlagPlaces) page[at] = diagnostics_byte(board, port, at);
   }
 }
 
-// A flag that was read is cleared, and set again while its condition lasts.
+// A read clears a flag, unless its condition still holds.
 int module_diagnostics(Board &board, Transfer &transfer) {
   unsigned port = board.gpio.selected_cage;
-  if (diagnostics_of(board, port) == nullptr) return kFail;
+  if (fitted_diagnostics(board, port) == nullptr) return kFail;
   Cage &cage = board.cages[port];
   if (transfer.write) return write_page(cage, transfer);
   bool cleared = false;
   for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned at = ((transfer.offset_len > 0 ? transfer.offset : 0) + i) % sizeof cage.diagnostics.page;
-    uint8_t read = diagnostics_byte(board, port, at);
-    transfer.data[i] = read;
-    if (!is_flags(cage, at)) continue;
+    unsigned at = (transfer.first() + i) % sizeof cage.diagnostics.page;
+    uint8_t shown = diagnostics_byte(board, port, at);
+    transfer.data[i] = shown;
+    if (!is_flag_byte(cage, at)) continue;
     cage.diagnostics.page[at] = standing_flags(board, port, at);
-    cleared = cleared || cage.diagnostics.page[at] != read;
+    if (cage.diagnostics.page[at] != shown) cleared = true;
   }
   if (cleared) announce_change(board);
   return 0;

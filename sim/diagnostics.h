@@ -2,7 +2,7 @@
 
 #include "board.h"
 
-// SFF-8472 page A2h: where the digital diagnostics of a module stand, for the module's model and for what makes pages.
+// SFF-8472 page A2h: the places of a module's digital diagnostics.
 
 namespace zelsim {
 
@@ -13,25 +13,57 @@ enum Quantity : unsigned { kTemperature, kVoltage, kBias, kTxPower, kRxPower, kQ
 enum Threshold : unsigned { kHighAlarm, kLowAlarm, kHighWarning, kLowWarning };
 constexpr unsigned kThresholds = 4;
 
-constexpr unsigned kFirstMeasured = 96, kStatus = 110, kAlarmFlags = 112, kWarningFlags = 116;
+// Bytes of page A2h. The thresholds begin at byte 0.
+constexpr unsigned kReceiverConstants = 56;  // five floats, the fourth power's first
+constexpr unsigned kSlopesAndOffsets = 76;   // a word each, of bias, transmitted power, temperature, voltage
+constexpr unsigned kDiagnosticsChecksum = 95;
+constexpr unsigned kFirstMeasured = 96;
+constexpr unsigned kEndOfMeasured = kFirstMeasured + 2 * kQuantities;
+constexpr unsigned kStatus = 110;
+constexpr unsigned kAlarmFlags = 112;  // two bytes
+constexpr unsigned kWarningFlags = 116;
+constexpr unsigned kFlagBytes = 2;
 
-/** Places on page A0h that say what of page A2h there is. */
-constexpr unsigned kOptions = 65, kMonitoring = 92, kEnhancedOptions = 93, kRevision = 94;
-constexpr uint8_t kHasTxDisable = 0x10, kHasTxFault = 0x08, kHasLos = 0x02;                     // kOptions
-constexpr uint8_t kHasDiagnostics = 0x40, kInternal = 0x20, kExternal = 0x10, kAverage = 0x08;  // kMonitoring
-constexpr uint8_t kHasFlags = 0x80, kSoftTxDisable = 0x40, kSoftTxFault = 0x20, kSoftLos = 0x10,
-                  kSoftRateSelect = 0x08;  // kEnhancedOptions
+constexpr uint8_t kSelectTxDisable = 0x40;  // a bit of kStatus that the host writes
 
-/** The five measured words, as the host reads them now. */
+// Bytes of page A0h that say which parts of page A2h there are, and their bits.
+constexpr unsigned kOptions = 65;
+constexpr uint8_t kHasTxDisable = 0x10;
+constexpr uint8_t kHasTxFault = 0x08;
+constexpr uint8_t kHasLos = 0x02;
+
+constexpr unsigned kMonitoring = 92;
+constexpr uint8_t kHasDiagnostics = 0x40;
+constexpr uint8_t kInternal = 0x20;
+constexpr uint8_t kExternal = 0x10;
+constexpr uint8_t kAverage = 0x08;
+
+constexpr unsigned kEnhancedOptions = 93;
+constexpr uint8_t kHasFlags = 0x80;
+constexpr uint8_t kSoftTxDisable = 0x40;
+constexpr uint8_t kSoftTxFault = 0x20;
+constexpr uint8_t kSoftLos = 0x10;
+constexpr uint8_t kSoftRateSelect = 0x08;
+
+constexpr unsigned kRevision = 94;
+
+/** The first byte of a measured word. */
 constexpr unsigned place_of(Quantity quantity) { return kFirstMeasured + 2 * quantity; }
+/** The first byte of a threshold. */
 constexpr unsigned place_of(Quantity quantity, Threshold threshold) {
   return 2 * (kThresholds * quantity + unsigned{threshold});
 }
 
-/** A byte of the page as a host would read it now; looking at it clears no flag. */
+/** The two flags of a quantity: the first flag byte has those of four quantities, from bit 7 on. */
+constexpr unsigned kQuantitiesPerFlagByte = 4;
+constexpr unsigned flag_byte_of(Quantity quantity) { return quantity / kQuantitiesPerFlagByte; }
+constexpr unsigned low_flag_of(Quantity quantity) { return 1u << (6 - 2 * (quantity % kQuantitiesPerFlagByte)); }
+constexpr unsigned high_flag_of(Quantity quantity) { return low_flag_of(quantity) << 1; }
+
+/** A byte of the page as a host would read it now. Looking at it clears no flag. */
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at);
 
-/** Latches the flags of all modules: called after each change of the board, whoever makes it. */
+/** Latches the flags of all modules. Called after each change of the board. */
 void latch_flags(Board &board);
 
 }  // namespace zelsim

@@ -10,18 +10,40 @@
 namespace zelsim::tool {
 namespace {
 
-/** In degrees, volts, milliamperes and dBm. */
-struct Limits {
-  double usual, high_alarm, low_alarm, high_warning, low_warning;
+/** How a quantity is named and shown. */
+struct QuantityText {
+  const char *key;      // in documents
+  const char *command;  // behind `set`
+  double steps;         // that are shown, in one unit
+};
+constexpr QuantityText kQuantityTexts[kQuantities] = {
+    {"temperature", "module-temperature", 100},  // kTemperature
+    {"voltage", "voltage", 10000},               // kVoltage
+    {"bias", "bias", 1000},                      // kBias
+    {"tx_power", "tx-power", 100},               // kTxPower
+    {"rx_power", "rx-power", 100},               // kRxPower
 };
 
+/** A usual value and the thresholds, in degrees, volts, milliamperes or dBm. */
+struct Limits {
+  double usual;
+  double high_alarm;
+  double low_alarm;
+  double high_warning;
+  double low_warning;
+};
+
+constexpr Limits kTemperatures = {35, 80, -10, 75, -5};
+constexpr Limits kVoltages = {3.3, 3.63, 2.97, 3.47, 3.13};
+
+/** A module of the catalogue that has diagnostics. */
 struct Profile {
   const char *module;
   bool external;
-  Limits bias, tx_power, rx_power;
+  Limits bias;
+  Limits tx_power;
+  Limits rx_power;
 };
-
-constexpr Limits kTemperatures = {35, 80, -10, 75, -5}, kVoltages = {3.3, 3.63, 2.97, 3.47, 3.13};
 
 constexpr Profile kProfiles[] = {
     {"10g-sr", false, {7.2, 13, 3, 12, 4}, {-2.3, 2, -9.3, -1, -7.3}, {-3.1, 2, -13.9, -1, -9.9}},
@@ -31,50 +53,49 @@ constexpr Profile kProfiles[] = {
     {"1g-lx", false, {14.5, 60, 2, 50, 4}, {-5.9, 0, -12.5, -3, -9.5}, {-8.4, 0, -23, -3, -20}},
 };
 
-/** What the host of an externally calibrated module has to reckon with: slopes are of 1/256. */
+/** A value is the slope, in 1/256, times the word, plus the offset. */
+struct Scale {
+  uint16_t slope;
+  int16_t offset;
+};
+
+/** The constants by which a host computes the values of an externally calibrated module. */
 struct Constants {
-  float receiver[5];  // of the fourth power first
-  struct {
-    uint16_t slope;
-    int16_t offset;
-  } bias, tx_power, temperature, voltage;
+  float receiver[5];  // the fourth power's first
+  Scale bias;
+  Scale tx_power;
+  Scale temperature;
+  Scale voltage;
 };
 constexpr Constants kIdentity = {{0, 0, 0, 1, 0}, {256, 0}, {256, 0}, {256, 0}, {256, 0}};
 constexpr Constants kConverter = {{0, 1.5e-11F, 1.25e-6F, 0.2F, -5}, {192, -12}, {112, -14}, {240, 640}, {272, -40}};
-
-constexpr char kKeys[] = "temperature|voltage|bias|tx_power|rx_power";
 
 const Profile *profile_of(const std::string &module) {
   auto found = std::ranges::find_if(kProfiles, [&](const Profile &profile) { return profile.module == module; });
   return found != std::end(kProfiles) ? found : nullptr;
 }
 
-void put_word(ModulePage &page, size_t at, uint16_t word) {
-  page[at] = static_cast<uint8_t>(word >> 8);
-  page[at + 1] = static_cast<uint8_t>(word);
-}
+void put_word(MemoryPage &page, unsigned at, uint16_t word) { put_word_at(page.data(), at, word); }
 
-size_t put_line(ModulePage &page, size_t at, uint16_t slope, int16_t offset) {
-  put_word(page, at, slope);
-  put_word(page, at + 2, static_cast<uint16_t>(offset));
-  return at + 4;
-}
-
-void put_constants(ModulePage &page, const Constants &constants) {
-  size_t at = 56;
+void put_constants(MemoryPage &page, const Constants &constants) {
+  unsigned at = kReceiverConstants;
   for (float coefficient : constants.receiver) {
     auto bits = std::bit_cast<uint32_t>(coefficient);
     put_word(page, at, static_cast<uint16_t>(bits >> 16));
     put_word(page, at + 2, static_cast<uint16_t>(bits));
     at += 4;
   }
-  for (const auto &[slope, offset] : {constants.bias, constants.tx_power, constants.temperature, constants.voltage})
-    at = put_line(page, at, slope, offset);
+  at = kSlopesAndOffsets;
+  for (const Scale &scale : {constants.bias, constants.tx_power, constants.temperature, constants.voltage}) {
+    put_word(page, at, scale.slope);
+    put_word(page, at + 2, static_cast<uint16_t>(scale.offset));
+    at += 4;
+  }
 }
 
-void put_quantity(ModulePage &page, const Calibration &calibration, Quantity quantity, const Limits &limits) {
+void put_quantity(MemoryPage &page, const Calibration &calibration, Quantity quantity, const Limits &limits) {
   auto put = [&](unsigned at, double number) {
-    put_word(page, at, calibration.word(quantity, from_people(quantity, number)));
+    put_word(page, at, calibration.nearest_word(quantity, from_people(quantity, number)));
   };
   put(place_of(quantity), limits.usual);
   put(place_of(quantity, kHighAlarm), limits.high_alarm);
@@ -83,37 +104,36 @@ void put_quantity(ModulePage &page, const Calibration &calibration, Quantity qua
   put(place_of(quantity, kLowWarning), limits.low_warning);
 }
 
-double rounded(double value, double per_unit) { return std::round(value * per_unit) / per_unit; }
-
-// Near enough that a value which was set shows as it was said.
+// Rounds so that a value shows as it was set.
 double shown(Quantity quantity, double value) {
-  constexpr double kPrecision[] = {100, 10000, 1000, 100, 100};
-  return rounded(for_people(quantity, value), kPrecision[quantity]);
+  double steps = kQuantityTexts[quantity].steps;
+  return std::round(for_people(quantity, value) * steps) / steps;
 }
 
-Json flags_shown(const Board &board, unsigned port, unsigned at) {
-  Words keys = split(kKeys);
+// The names of the flags that are set.
+Json flags_shown(const Board &board, unsigned port, unsigned first_byte) {
   Json set = Json::array();
-  for (unsigned i = 0; i < 2 * kQuantities; ++i) {
-    bool is_set = (diagnostics_byte(board, port, at + i / 8) >> (7 - i % 8) & 1) != 0;
-    if (is_set) set.push_back(keys[i / 2] + (i % 2 == 0 ? "_high" : "_low"));
+  for (unsigned i = 0; i < kQuantities; ++i) {
+    auto quantity = static_cast<Quantity>(i);
+    std::string key = kQuantityTexts[i].key;
+    unsigned flags = diagnostics_byte(board, port, first_byte + flag_byte_of(quantity));
+    if ((flags & high_flag_of(quantity)) != 0) set.push_back(key + "_high");
+    if ((flags & low_flag_of(quantity)) != 0) set.push_back(key + "_low");
   }
   return set;
 }
 
 Json row_of(const Board &board, unsigned port) {
   const Cage &cage = board.cages[port];
-  constexpr unsigned kSelectTxDisable = 0x40;
   Calibration calibration(cage.page, cage.diagnostics.page);
+  const std::vector<uint8_t> page = diagnostics_bytes(board, port);
   Json row = record("port", port, "calibration", calibration.external() ? "external" : "internal");
-  Words keys = split(kKeys);
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
-    uint8_t word[] = {diagnostics_byte(board, port, place_of(quantity)),
-                      diagnostics_byte(board, port, place_of(quantity) + 1)};
-    row[keys[i]] = shown(quantity, calibration.value(quantity, word_at(word, 0)));
+    uint16_t word = word_at(page.data(), place_of(quantity));
+    row[kQuantityTexts[i].key] = shown(quantity, calibration.value(quantity, word));
   }
-  row["soft_tx_disable"] = (diagnostics_byte(board, port, kStatus) & kSelectTxDisable) != 0;
+  row["soft_tx_disable"] = (page[kStatus] & kSelectTxDisable) != 0;
   row["alarms"] = flags_shown(board, port, kAlarmFlags);
   row["warnings"] = flags_shown(board, port, kWarningFlags);
   return row;
@@ -121,7 +141,7 @@ Json row_of(const Board &board, unsigned port) {
 
 std::string number_text(double number) { return format("%.6g", number); }
 
-// A number as people write it: no hexadecimal one, and no infinity.
+// A decimal number. Hexadecimal numbers and infinities are refused.
 double number_of(const std::string &text) {
   char *end = nullptr;
   double number = std::strtod(text.c_str(), &end);
@@ -130,9 +150,23 @@ double number_of(const std::string &text) {
   return number;
 }
 
+// The word for a number in people's units.
+uint16_t word_for(const Calibration &calibration, Quantity quantity, double number, const std::string &text) {
+  constexpr double kHalfUnit = 0.5;  // a value that rounds to the last word is in the range
+  double value = from_people(quantity, number);
+  auto [least, greatest] = calibration.range(quantity);
+  double lowest = for_people(quantity, least);
+  double highest = for_people(quantity, greatest);
+  bool in_range = number >= lowest && value <= greatest + kHalfUnit;
+  if (!in_range)
+    throw Usage("VALUE: '" + text + "' is not from " + number_text(lowest) + " to " + number_text(highest) +
+                ", which the module's field holds");
+  return calibration.nearest_word(quantity, value);
+}
+
 }  // namespace
 
-void announce_diagnostics(ModulePage &identification, const std::string &module) {
+void announce_diagnostics(MemoryPage &identification, const std::string &module) {
   const Profile *profile = profile_of(module);
   if (profile == nullptr) return;
   constexpr uint8_t kRevision11_3 = 6;
@@ -143,10 +177,10 @@ void announce_diagnostics(ModulePage &identification, const std::string &module)
   identification[kRevision] = kRevision11_3;
 }
 
-std::optional<ModulePage> diagnostics_page(const ModulePage &identification, const std::string &module) {
+std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, const std::string &module) {
   const Profile *profile = profile_of(module);
   if (profile == nullptr) return {};
-  ModulePage page = {};
+  MemoryPage page = {};
   put_constants(page, profile->external ? kConverter : kIdentity);
   Calibration calibration(identification.data(), page.data());
   put_quantity(page, calibration, kTemperature, kTemperatures);
@@ -154,25 +188,24 @@ std::optional<ModulePage> diagnostics_page(const ModulePage &identification, con
   put_quantity(page, calibration, kBias, profile->bias);
   put_quantity(page, calibration, kTxPower, profile->tx_power);
   put_quantity(page, calibration, kRxPower, profile->rx_power);
-  page[95] = static_cast<uint8_t>(std::accumulate(page.begin(), page.begin() + 95, 0u));
+  unsigned sum = std::accumulate(page.begin(), page.begin() + kDiagnosticsChecksum, 0u);
+  page[kDiagnosticsChecksum] = static_cast<uint8_t>(sum);
   return page;
 }
 
-Diagnostics diagnostics_of(const ModulePage &identification, const std::optional<ModulePage> &page) {
+Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page) {
   Diagnostics diagnostics = {};
   if (!page || (identification[kMonitoring] & kHasDiagnostics) == 0) return diagnostics;
   diagnostics.present = 1;
   std::ranges::copy(*page, diagnostics.page);
   Calibration calibration(identification.data(), page->data());
   for (Quantity quantity : {kBias, kTxPower, kRxPower}) {
-    uint16_t word = calibration.word(quantity, 0);
-    diagnostics.dark[2 * quantity] = static_cast<uint8_t>(word >> 8);
-    diagnostics.dark[2 * quantity + 1] = static_cast<uint8_t>(word);
+    put_word_at(diagnostics.dark, 2 * quantity, calibration.nearest_word(quantity, 0));
   }
   return diagnostics;
 }
 
-Json diagnostics_of(const Board &board) {
+Json diagnostics_rows(const Board &board) {
   Json rows = Json::array();
   for (unsigned port = 0; port < kPorts; ++port) {
     const Cage &cage = board.cages[port];
@@ -189,7 +222,6 @@ std::vector<uint8_t> diagnostics_bytes(const Board &board, unsigned port) {
 }
 
 Words measured_commands(unsigned port, const Cage &before, const Cage &after, bool plugged_anew) {
-  constexpr const char *kCommands[] = {"module-temperature", "voltage", "bias", "tx-power", "rx-power"};
   Words commands;
   if (!before.diagnostics.present) return commands;
   Calibration calibration(before.page, before.diagnostics.page);
@@ -198,7 +230,7 @@ Words measured_commands(unsigned port, const Cage &before, const Cage &after, bo
     uint16_t word = word_at(before.diagnostics.page, place_of(quantity));
     if (!plugged_anew && word == word_at(after.diagnostics.page, place_of(quantity))) continue;
     double number = shown(quantity, calibration.value(quantity, word));
-    commands.push_back(format("set %s %u %.10g", kCommands[i], port, number));
+    commands.push_back(format("set %s %u %.10g", kQuantityTexts[i].command, port, number));
   }
   return commands;
 }
@@ -211,17 +243,8 @@ void set_measured(const CommandLine &line, Quantity quantity) {
   if (!has_cage(*board, port) || !cage.fitted) throw Failure("PORT: port " + line.words[0] + " has no module");
   if (!cage.diagnostics.present) throw Failure("PORT: the module in port " + line.words[0] + " has no diagnostics");
   Calibration calibration(cage.page, cage.diagnostics.page);
-  auto [least, greatest] = calibration.range(quantity);
-  double from = for_people(quantity, least), to = for_people(quantity, greatest), value = from_people(quantity, number);
-  constexpr double kHalfUnit = 0.5;  // what rounds to the last word is in the range
-  bool in_range = number >= from && value <= greatest + kHalfUnit;
-  if (!in_range)
-    throw Usage("VALUE: '" + line.words[1] + "' is not from " + number_text(from) + " to " + number_text(to) +
-                ", which the module's field holds");
-  uint16_t word = calibration.word(quantity, value);
-  uint8_t *field = cage.diagnostics.page + place_of(quantity);
-  field[0] = static_cast<uint8_t>(word >> 8);
-  field[1] = static_cast<uint8_t>(word);
+  uint16_t word = word_for(calibration, quantity, number, line.words[1]);
+  put_word_at(cage.diagnostics.page, place_of(quantity), word);
 }
 
 }  // namespace zelsim::tool

@@ -3,9 +3,9 @@
 
 #include "board.h"
 
-// I/O expanders. The wide ones have their registers in pairs (input, output, polarity, configuration of two ports) and
-// step between the two of a pair on a longer transfer; the narrow ones have the same four as single registers and stay
-// on one.
+// I/O expanders. A chip has one or two ports of eight lines, and for each port four registers: input, output, polarity,
+// configuration. The wide chips have two ports: their registers stand in pairs, and a longer transfer alternates between
+// the two of a pair. The narrow chips have one port: a longer transfer stays on one register.
 
 namespace zelsim {
 namespace {
@@ -36,8 +36,8 @@ struct ExpanderPlace {
 };
 
 ExpanderPlace place_at(uint8_t address) {
-  bool wide = address < kFirstNarrow;
-  unsigned offset = address - (wide ? kFirstWide : kFirstNarrow);
+  bool wide = address < kFirstNarrowAddress;
+  unsigned offset = address - (wide ? kFirstWideAddress : kFirstNarrowAddress);
   return {wide, offset / 2};
 }
 
@@ -45,9 +45,9 @@ ExpanderPlace place_at(uint8_t address) {
 unsigned presence(const Cage &cage) { return cage.fitted ? 0 : 1; }
 
 // Level that the world gives a line of a wide expander.
-unsigned wide_level(const Board &board, unsigned index, unsigned port, unsigned bit) {
-  if (index == kMainWide) return board.i2c.io_level[port] >> bit & 1u;
-  unsigned cage_of_chip = port * kCagesPerPort + bit / kLinesPerCage;
+unsigned wide_level(const Board &board, unsigned index, unsigned chip_port, unsigned bit) {
+  if (index == kMainWide) return board.i2c.io_level[chip_port] >> bit & 1u;
+  unsigned cage_of_chip = chip_port * kCagesPerPort + bit / kLinesPerCage;
   const Cage &cage = board.cages[index * kCagesPerWide + cage_of_chip];
   switch (bit % kLinesPerCage) {
     case Presence:
@@ -73,16 +73,21 @@ unsigned narrow_level(const Board &board, unsigned index, unsigned bit) {
 }
 
 // What the input register shows: the world's levels on inputs, the chip's own on outputs.
-uint8_t input(const Board &board, const Expander &chip, ExpanderPlace place, unsigned port) {
+uint8_t input(const Board &board, const Expander &chip, ExpanderPlace place, unsigned chip_port) {
   unsigned levels = 0;
   for (unsigned bit = 0; bit < kLinesPerPort; ++bit) {
-    unsigned level = place.wide ? wide_level(board, place.index, port, bit) : narrow_level(board, place.index, bit);
+    unsigned level = 0;
+    if (place.wide) {
+      level = wide_level(board, place.index, chip_port, bit);
+    } else {
+      level = narrow_level(board, place.index, bit);
+    }
     levels |= (level & 1u) << bit;
   }
-  unsigned inputs = chip.value[Configuration][port];
+  unsigned inputs = chip.value[Configuration][chip_port];
   unsigned outputs = ~inputs;
-  unsigned shown = (levels & inputs) | (chip.value[Output][port] & outputs);
-  return static_cast<uint8_t>(shown ^ chip.value[Polarity][port]);
+  unsigned shown = (levels & inputs) | (chip.value[Output][chip_port] & outputs);
+  return static_cast<uint8_t>(shown ^ chip.value[Polarity][chip_port]);
 }
 
 bool is_fitted(const Board &board, ExpanderPlace place) {
@@ -91,17 +96,36 @@ bool is_fitted(const Board &board, ExpanderPlace place) {
   return on_main_board || board.i2c.slot_type[slot] == kSfpBoard;
 }
 
+/** The registers of one port of a chip after a start: no line is inverted. */
+struct PortStart {
+  uint8_t output;
+  uint8_t configuration;  // 1: the line is an input
+};
+
+constexpr Expander started(PortStart first, PortStart second) {
+  Expander chip = {};
+  chip.value[Output][0] = first.output;
+  chip.value[Output][1] = second.output;
+  chip.value[Configuration][0] = first.configuration;
+  chip.value[Configuration][1] = second.configuration;
+  return chip;
+}
+
 // Every line is an input.
-constexpr Expander kPowerOn = {0, {{}, {0xff, 0xff}, {}, {0xff, 0xff}}};
-// Every transmitter off, the cages' other lines inputs.
-constexpr Expander kFourCages = {0, {{}, {0x44, 0x44}, {}, {0x33, 0x33}}};
-constexpr Expander kTwoCages = {0, {{}, {0x22, 0xff}, {}, {0x11, 0xff}}};
-constexpr Expander kMainBoard = {0, {{}, {0xff, 0x80}, {}, {0xff, 0x7f}}};
+constexpr PortStart kAllInputs = {.output = 0xff, .configuration = 0xff};
+constexpr Expander kPowerOn = started(kAllInputs, kAllInputs);
+// Every transmitter is off; the other lines of the cages are inputs.
+constexpr PortStart kTwoCagesOfWide = {.output = 0x44, .configuration = 0x33};
+constexpr PortStart kTwoCagesOfNarrow = {.output = 0x22, .configuration = 0x11};
+constexpr Expander kFourCages = started(kTwoCagesOfWide, kTwoCagesOfWide);
+constexpr Expander kTwoCages = started(kTwoCagesOfNarrow, kAllInputs);
+// One line of the main board is an output.
+constexpr Expander kMainBoard = started(kAllInputs, {.output = 0x80, .configuration = 0x7f});
 
 /** Where a transmit-disable line is. */
 struct DisableLine {
   const Expander &chip;
-  unsigned port;
+  unsigned chip_port;
   unsigned bit;
 };
 
@@ -121,8 +145,8 @@ DisableLine main_line(const Board &board, unsigned port) {
 
 uint8_t tx_disable(const Board &board, unsigned port) {
   DisableLine line = port < kFirstMainPort ? daughter_line(board, port) : main_line(board, port);
-  unsigned inputs = line.chip.value[Configuration][line.port];
-  unsigned levels = line.chip.value[Output][line.port] | inputs;  // an input is pulled up
+  unsigned inputs = line.chip.value[Configuration][line.chip_port];
+  unsigned levels = line.chip.value[Output][line.chip_port] | inputs;  // an input is pulled up
   return levels >> line.bit & 1;
 }
 
@@ -146,18 +170,18 @@ int expander(Board &board, Transfer &transfer) {
   ExpanderPlace place = place_at(transfer.address);
   if (!is_fitted(board, place)) return kFail;
   Expander &chip = place.wide ? board.i2c.wide[place.index] : board.i2c.narrow[place.index];
-  unsigned ports = place.wide ? 2 : 1;
-  unsigned registers = kExpanderRegisters * ports;
+  unsigned chip_ports = place.wide ? 2 : 1;
+  unsigned registers = kExpanderRegisters * chip_ports;
   transfer.take_pointer(&chip.pointer, registers);
   unsigned first = chip.pointer % registers;
-  unsigned kind = first / ports;
+  unsigned kind = first / chip_ports;
   for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned port = (first + i) % ports;
-    uint8_t &value = chip.value[kind][port];
+    unsigned chip_port = (first + i) % chip_ports;
+    uint8_t &value = chip.value[kind][chip_port];
     if (transfer.write) {
       value = transfer.data[i];
     } else if (kind == Input) {
-      transfer.data[i] = input(board, chip, place, port);
+      transfer.data[i] = input(board, chip, place, chip_port);
     } else {
       transfer.data[i] = value;
     }

@@ -3,6 +3,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <optional>
+
+#include "call_names.h"
 #include "flash.h"
 #include "request.h"
 #include "rules.h"
@@ -10,9 +14,9 @@
 #include "trace.h"
 
 // The serial NOR flash and its driver. The image file holds every byte inverted, so that what was never written is a
-// hole of the file; programming, which only clears bits of the chip, only sets bits of the file. Old contents
-// are looked at through the caller's own descriptor, or else through the process's read-only mapping. They are changed
-// through the descriptor, whose access mode then counts.
+// hole of the file. Programming only clears bits of the chip, and so only sets bits of the file. Old contents are read
+// through the caller's own descriptor, or else through the process's read-only mapping. They are changed through the
+// descriptor, so that its access mode counts.
 
 namespace zelsim {
 namespace {
@@ -36,8 +40,7 @@ void sleep_for(long nanoseconds) {
 }
 
 int get_identification(Board &, const Request &, uint8_t *record) {
-  constexpr uint8_t kJedec[] = {0x20, 0xba, 0x19};  // manufacturer, memory type, capacity
-  memcpy(record, kJedec, sizeof kJedec);
+  memcpy(record, kJedecId, sizeof kJedecId);
   return 0;
 }
 
@@ -58,7 +61,8 @@ const Request kFlashRequests[] = {
     {0xdd, "SelectLowerSegment", Shape::None, kTakes, "", select_lower_segment},
 };
 
-/** Tells those who would change the board as a whole that this process is between two pieces of a change. */
+/** Marks this process as a user of the flash. It has no lock between two pieces of its change, and nobody may replace the
+ *  whole flash meanwhile. */
 class FlashUse {
  public:
   explicit FlashUse(Board &board) {
@@ -80,27 +84,26 @@ class FlashUse {
   uint32_t *user_ = nullptr;  // null: more processes use the flash than there is room for
 };
 
-// Asks for a fault. Returns false with errno if it stops the call. A fault that shortens the call leaves fewer bytes in
-// `size`.
-bool passes(Board &board, Call kind, off_t at, size_t *size, TracedAccess *access) {
+// Asks for a fault. Returns the number of bytes that the call may move, which is `size` unless a fault shortens the call;
+// nothing, with errno, if a fault stops it.
+std::optional<size_t> allowed_size(Board &board, Call kind, off_t at, size_t size, TracedAccess &access) {
   FaultCall call = {};
   call.node = Node::Flash;
-  call.call = kind;
+  call.kind = kind;
   call.has_address = true;
   call.first_address = static_cast<uint32_t>(at);
   call.last_address = call.first_address;
-  if (*size > 0) call.last_address = static_cast<uint32_t>(call.first_address + *size - 1);
+  if (size > 0) call.last_address = static_cast<uint32_t>(call.first_address + size - 1);
   count_request(board);
   Fault fault = take_fault(board, call);
-  if (!fault.strikes) return true;
-  access->fault = fault.rule;
+  if (!fault.strikes) return size;
+  access.fault = fault.rule;
   if (!fault.short_count) {
     errno = fault.error;
-    return false;
+    return std::nullopt;
   }
   auto most = static_cast<size_t>(fault.result);
-  if (most < *size) *size = most;
-  return true;
+  return std::min(size, most);
 }
 
 // Old contents of a page. A hole of the mapping cannot be looked at on a full disk; a descriptor for writing only has
@@ -127,24 +130,28 @@ bool program(const Attached &attached, int fd, uint32_t page, uint32_t start, co
   return true;
 }
 
-// A call of up to a page is one program operation, whose address wraps inside the page as in the chip; a longer one,
-// which only a tool makes, is cut at the page ends.
+// One program operation at an address, under the board's lock.
+bool program_at(const Attached &attached, int fd, uint32_t address, const uint8_t *data, size_t size) {
+  uint32_t start = address % kPageSize;
+  Guard guard(*attached.board);
+  select_segment(*attached.board, address);
+  if (!program(attached, fd, address - start, start, data, size)) return false;
+  sign_change(*attached.board, Node::Flash);
+  return true;
+}
+
+// A call of up to a page is one program operation, whose address wraps inside the page as in the chip. Only a tool makes
+// a longer call: it is cut at the page ends.
 ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_t size, off_t at) {
   FlashUse use(*attached.board);
   bool cut_at_pages = size > kPageSize;
   size_t done = 0;
   while (done < size) {
     auto address = static_cast<uint32_t>(at) + static_cast<uint32_t>(done);
-    uint32_t start = address % kPageSize;
     size_t piece = size - done;
-    size_t room = kPageSize - start;
-    if (cut_at_pages && piece > room) piece = room;
-    {
-      Guard guard(*attached.board);
-      select_segment(*attached.board, address);
-      if (!program(attached, fd, address - start, start, data + done, piece)) break;
-      sign_change(*attached.board, Node::Flash);
-    }
+    size_t room = kPageSize - address % kPageSize;
+    if (cut_at_pages) piece = std::min(piece, room);
+    if (!program_at(attached, fd, address, data + done, piece)) break;
     sleep_for(kPageProgramNs);
     done += piece;
   }
@@ -154,32 +161,22 @@ ssize_t program_all(const Attached &attached, int fd, const uint8_t *data, size_
 
 off_t position_of(int fd, off_t at) { return at == kAtPosition ? sys::lseek(fd, 0, SEEK_CUR) : at; }
 
-// How a seek stands in the trace, before its offset.
-const char *origin_name(int whence) {
-  switch (whence) {
-    case SEEK_SET:
-      return "";
-    case SEEK_CUR:
-      return "+";
-    case SEEK_END:
-      return "end+";
-    default:
-      return "?";
-  }
-}
-
 }  // namespace
 
 RequestTable flash_requests() { return kFlashRequests; }
 
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
   off_t from = position_of(fd, at);
-  size_t wanted = size;
   ssize_t result = -1;
   TracedAccess access;
-  if (passes(*attached.board, Call::Read, from, &wanted, &access)) {
+  std::optional<size_t> wanted = allowed_size(*attached.board, Call::Read, from, size, access);
+  if (wanted) {
     Guard guard(*attached.board);
-    result = at == kAtPosition ? sys::read(fd, data, wanted) : sys::pread(fd, data, wanted, at);
+    if (at == kAtPosition) {
+      result = sys::read(fd, data, *wanted);
+    } else {
+      result = sys::pread(fd, data, *wanted, at);
+    }
     if (result > 0) select_segment(*attached.board, from + result - 1);
   }
   auto *bytes = static_cast<uint8_t *>(data);
@@ -190,16 +187,16 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
 
 ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t size, off_t at) {
   off_t from = position_of(fd, at);
-  size_t wanted = size;
   ssize_t result = -1;
   TracedAccess access;
   if (from < 0) {
     errno = EINVAL;
   } else if (from >= off_t{kFlashSize}) {
     errno = ENOSPC;
-  } else if (passes(*attached.board, Call::Write, from, &wanted, &access)) {
+  } else {
+    std::optional<size_t> wanted = allowed_size(*attached.board, Call::Write, from, size, access);
     auto room = static_cast<size_t>(kFlashSize - from);
-    result = program_all(attached, fd, static_cast<const uint8_t *>(data), wanted < room ? wanted : room, from);
+    if (wanted) result = program_all(attached, fd, static_cast<const uint8_t *>(data), std::min(*wanted, room), from);
   }
   if (result > 0 && at == kAtPosition) sys::lseek(fd, from + result, SEEK_SET);
   trace(access, result, "flash write 0x%08lx+0x%zx", from, size);
@@ -207,12 +204,12 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
 }
 
 off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
-  size_t none = 0;
+  constexpr size_t kNoBytes = 0;
   off_t result = -1;
   TracedAccess access;
   if (whence > SEEK_END) {
     errno = EINVAL;  // a device has no holes
-  } else if (passes(*attached.board, Call::Seek, offset, &none, &access)) {
+  } else if (allowed_size(*attached.board, Call::Seek, offset, kNoBytes, access)) {
     result = sys::lseek(fd, offset, whence);
   }
   trace(access, result, "flash lseek %s0x%08lx", origin_name(whence), offset);

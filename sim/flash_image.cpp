@@ -7,16 +7,17 @@
 
 #include "documents.h"
 #include "flash_map.h"
+#include "image_file.h"
 #include "system_calls.h"
 #include "tool.h"
 
-// The flash as a whole: its contents from and to files, and its counters.
+// The flash as a whole: its contents to and from files, and its counters.
 
 namespace zelsim::tool {
 namespace {
 
-void check(bool done, const std::string &what) {
-  if (!done) throw Failure("cannot " + what + ": " + std::strerror(errno));
+void check_image(bool done, const std::string &what) {
+  if (!done) throw Failure("cannot " + what + " the flash image: " + std::strerror(errno));
 }
 
 std::string inverted(std::string bytes) {
@@ -26,37 +27,24 @@ std::string inverted(std::string bytes) {
 
 int open_image(const OpenBoard &board) {
   int fd = open((board.folder.native() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
-  check(fd >= 0, "open the flash image");
+  check_image(fd >= 0, "open");
   return fd;
-}
-
-// Takes room on the disk. A file system that cannot do so lets the write itself find out.
-bool reserve(int fd, off_t at, size_t size) {
-  if (size == 0) return true;
-  return fallocate(fd, 0, at, static_cast<off_t>(size)) == 0 || errno == EOPNOTSUPP;
 }
 
 bool write_at(int fd, const char *data, size_t size, off_t at) {
   return sys::pwrite(fd, data, size, at) == static_cast<ssize_t>(size);
 }
 
-// Makes a hole, or writes zeros where the file system knows no holes.
-bool clear(int fd, off_t at, size_t size) {
-  if (size == 0) return true;
-  if (fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, at, static_cast<off_t>(size)) == 0) return true;
-  std::string zeros(size, '\0');
-  return write_at(fd, zeros.data(), size, at);
-}
-
-// Stores inverted bytes: the erased ones at the end are zeros and become a hole. Room is taken before anything changes:
-// a full disk leaves the old contents.
+// Stores inverted bytes. The erased bytes at the end are zeros, and become a hole. Room is taken first, so that a full disk
+// leaves the old contents.
 void store(OpenBoard &board, const std::string &image, off_t at) {
   sys::File file(open_image(board));
   size_t used = image.find_last_not_of('\0') + 1;
   off_t end_of_used = at + static_cast<off_t>(used);
-  check(reserve(file.get(), at, used), "write the flash image");
-  check(write_at(file.get(), image.data(), used, at), "write the flash image");
-  check(clear(file.get(), end_of_used, image.size() - used), "write the flash image");
+  auto unused = static_cast<off_t>(image.size() - used);
+  check_image(take_room(file.get(), at, static_cast<off_t>(used)), "write");
+  check_image(write_at(file.get(), image.data(), used, at), "write");
+  check_image(make_hole(file.get(), end_of_used, unused), "write");
   ++board->watch.reflashed;
 }
 
@@ -64,7 +52,7 @@ std::string load(const OpenBoard &board, FlashRange range) {
   std::string image(range.size, '\0');
   sys::File file(open_image(board));
   ssize_t count = sys::pread(file.get(), image.data(), image.size(), range.start);
-  check(count == std::ssize(image), "read the flash image");
+  check_image(count == std::ssize(image), "read");
   return image;
 }
 

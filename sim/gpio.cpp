@@ -2,7 +2,7 @@
 
 #include "request.h"
 
-// The GPIO driver. Most requests set or get one byte of the board's state; the table says all about them.
+// The GPIO driver. Most requests set or get one byte of the board's state, and are only rows of the table.
 
 namespace zelsim {
 namespace {
@@ -28,15 +28,19 @@ int enable_watchdog(Board &board, const Request &, uint8_t *) {
   return write_register(board, RegisterSpace::Soc, 0, kWatchdogRegister, value | kWatchdogEnabled) ? 0 : kFail;
 }
 
-// Once asked to, the driver keeps toggling until it is told to stop.
-int toggle_watchdog(Board &board, const Request &request, uint8_t *) {
-  constexpr uint8_t kToggle = 0x9c;
-  bool toggles = request.number == kToggle;
-  board.gpio.watchdog_toggling = toggles;
-  if (toggles) ++board.gpio.watchdog_toggles;
+// From then on the driver keeps toggling until the program stops it.
+int toggle_watchdog(Board &board, const Request &, uint8_t *) {
+  board.gpio.watchdog_toggling = 1;
+  ++board.gpio.watchdog_toggles;
   return 0;
 }
 
+int stop_watchdog_toggle(Board &board, const Request &, uint8_t *) {
+  board.gpio.watchdog_toggling = 0;
+  return 0;
+}
+
+// The driver's result is the flag; the record stays as it is.
 int get_diag_flag(Board &board, const Request &, uint8_t *) { return board.gpio.diag_flag; }
 
 int get_soc_register(Board &board, const Request &, uint8_t *record) {
@@ -81,7 +85,7 @@ const Request kGpioRequests[] = {
     gets_byte(0x9a, "GetResetKey", "key", offsetof(Board, gpio.reset_key)),
     {0x9b, "EnableWatchdog", Shape::Byte, kTakes, "value", enable_watchdog},
     {0x9c, "ToggleWatchdog", Shape::Byte, kTakes, "value", toggle_watchdog},
-    {0x9d, "StopWatchdogToggle", Shape::Byte, kTakes, "value", toggle_watchdog},
+    {0x9d, "StopWatchdogToggle", Shape::Byte, kTakes, "value", stop_watchdog_toggle},
     {0xd5, "GetDiagFlag", Shape::Byte, kTakes, "value", get_diag_flag},
     sets_byte(0xd6, "SetDiagFlag", "flag", offsetof(Board, gpio.diag_flag)),
     gets_byte(0xd7, "GetFlashAccessFlag", "flag", offsetof(Board, gpio.flash_access_flag)),
@@ -98,11 +102,6 @@ RequestTable gpio_requests() { return kGpioRequests; }
 
 // A single supply counts as the first one wherever it is plugged.
 uint8_t power_status(const Board &board) {
-  constexpr unsigned kTwoSupplies = 0x08;
-  constexpr unsigned kFirstDc = 0x10;
-  constexpr unsigned kSecondDc = 0x20;
-  constexpr unsigned kFirstGood = 0x40;
-  constexpr unsigned kSecondGood = 0x80;
   Supply first = board.supply[0];
   Supply second = board.supply[1];
   bool has_first = first != Supply::None;
@@ -110,10 +109,10 @@ uint8_t power_status(const Board &board) {
   Supply counted_first = has_first ? first : second;
   unsigned status = 0;
   if (has_first && has_second) status |= kTwoSupplies;
-  if (counted_first == Supply::Dc) status |= kFirstDc;
-  if (second == Supply::Dc) status |= kSecondDc;
-  if (has_first && board.supply_good[0]) status |= kFirstGood;
-  if (has_second && board.supply_good[1]) status |= kSecondGood;
+  if (counted_first == Supply::Dc) status |= kFirstSupplyDc;
+  if (second == Supply::Dc) status |= kSecondSupplyDc;
+  if (has_first && board.supply_good[0]) status |= kFirstSupplyGood;
+  if (has_second && board.supply_good[1]) status |= kSecondSupplyGood;
   return static_cast<uint8_t>(status);
 }
 

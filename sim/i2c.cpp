@@ -8,9 +8,13 @@ namespace zelsim {
 namespace {
 
 const I2cDevice kDevices[] = {
-    {kFirstWide, 0x4c, expander},     {0x60, 0x6e, clock_chip},    {kFirstNarrow, 0x7a, expander},
-    {0x9e, 0x9e, temperature_sensor}, {0xa0, 0xa0, module_memory}, {0xa2, 0xa2, module_diagnostics},
-    {0xac, 0xac, copper_phy},
+    {kFirstWideAddress, kMainWideAddress, expander},
+    {kFirstClockAddress, kLastClockAddress, clock_chip},
+    {kFirstNarrowAddress, kLastNarrowAddress, expander},
+    {kSensorAddress, kSensorAddress, temperature_sensor},
+    {kModuleAddress, kModuleAddress, module_memory},
+    {kModuleDiagnosticsAddress, kModuleDiagnosticsAddress, module_diagnostics},
+    {kModulePhyAddress, kModulePhyAddress, copper_phy},
 };
 
 const I2cDevice *device_at(uint8_t address) {
@@ -20,7 +24,7 @@ const I2cDevice *device_at(uint8_t address) {
   return nullptr;
 }
 
-int transfer(Board &board, const Request &request, uint8_t *record) {
+int do_transfer(Board &board, const Request &request, uint8_t *record) {
   constexpr uint8_t kMaxOffsetLen = 4;
   Transfer transfer = {};
   transfer.write = !request.fills;
@@ -45,31 +49,19 @@ int refresh_bus(Board &board, const Request &, uint8_t *) {
 
 const Request kI2cRequests[] = {
     gets_pair(0x96, "GetBoardType", "slot type", {offsetof(Board, i2c.slot_type), 1, kSlots}),
-    {0xb0, "BufRead", Shape::Transfer, kFills, "", transfer},
-    {0xb1, "BufWrite", Shape::Transfer, kTakes, "", transfer},
+    {0xb0, "BufRead", Shape::Transfer, kFills, "", do_transfer},
+    {0xb1, "BufWrite", Shape::Transfer, kTakes, "", do_transfer},
     gets_byte(0xb2, "GetBusy", "busy", offsetof(Board, i2c.busy)),
     sets_byte(0xb3, "SetBusy", "busy", offsetof(Board, i2c.busy)),
     {0xb4, "RefreshBus", Shape::None, kTakes, "", refresh_bus},
-    {0xba, "GetRtc", Shape::Rtc, kFills, "", set_or_get_state, {.offset = offsetof(Board, i2c.rtc_record)}},
+    gets_record(0xba, "GetRtc", Shape::Rtc, offsetof(Board, i2c.rtc_record)),
     gets_byte(0xc0, "GetRtcAlive", "alive", offsetof(Board, i2c.clock_present)),
     gets_byte(0xc1, "GetSensorAlive", "alive", offsetof(Board, i2c.sensor_present)),
     gets_pair(0xc2, "GetBoardAlive", "slot alive", {offsetof(Board, i2c.slot_alive), 1, kSlots}),
     sets_pair(0xc3, "SetBoardAlive", "slot alive", {offsetof(Board, i2c.slot_alive), 1, kSlots}),
-    {0xc4, "SetRtc", Shape::Rtc, kTakes, "", set_or_get_state, {.offset = offsetof(Board, i2c.rtc_record)}},
-    {0xc5,
-     "SetTemperature",
-     Shape::Temperature,
-     kTakes,
-     "",
-     set_or_get_state,
-     {.offset = offsetof(Board, i2c.temperature_record)}},
-    {0xc6,
-     "GetTemperature",
-     Shape::Temperature,
-     kFills,
-     "",
-     set_or_get_state,
-     {.offset = offsetof(Board, i2c.temperature_record)}},
+    sets_record(0xc4, "SetRtc", Shape::Rtc, offsetof(Board, i2c.rtc_record)),
+    sets_record(0xc5, "SetTemperature", Shape::Temperature, offsetof(Board, i2c.temperature_record)),
+    gets_record(0xc6, "GetTemperature", Shape::Temperature, offsetof(Board, i2c.temperature_record)),
     sets_byte(0xc7, "SetRtcFail", "fail", offsetof(Board, i2c.clock_fail)),
     sets_byte(0xc8, "SetTemperatureFail", "fail", offsetof(Board, i2c.temperature_fail)),
     sets_byte(0xdb, "SetDebugMode", "mode", offsetof(Board, i2c.debug)),

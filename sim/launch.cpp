@@ -13,7 +13,7 @@
 #include "arguments.h"
 #include "tool.h"
 
-// How a program gets onto a board, and a board into the browser: zelsim becomes another program.
+// How zelsim starts a program, or becomes one; `zelsim run`.
 
 namespace zelsim::tool {
 namespace {
@@ -31,12 +31,12 @@ std::string loadable(const std::string &name) {
 // Puts a value in front of a list that is separated by colons, unless it is the first one already.
 void put_first(const char *name, const std::string &value) {
   std::string list = variable(name);
-  if (list.empty()) return put(name, value);
+  if (list.empty()) return set_variable(name, value);
   bool is_first = (list + ":").starts_with(value + ":");
-  if (!is_first) put(name, value + ":" + list);
+  if (!is_first) set_variable(name, value + ":" + list);
 }
 
-void put_switch(const char *name, bool on) { put(name, on ? "1" : "0"); }
+void put_switch(const char *name, bool on) { set_variable(name, on ? "1" : "0"); }
 
 // A trace tells one run: an older file is emptied.
 std::string trace_target(const std::string &file) {
@@ -74,11 +74,15 @@ bool is_static(const std::string &program) {
   return true;
 }
 
+volatile sig_atomic_t g_program;
+
+void hand_on(int number) { kill(static_cast<pid_t>(g_program), number); }
+
 }  // namespace
 
 fs::path library_folder() { return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard"; }
 
-void put(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
+void set_variable(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
 
 void preload(const std::string &library) {
   put_first("LD_PRELOAD", loadable(library));
@@ -97,27 +101,6 @@ void become(const Words &words) {
   int status = error == ENOENT ? 127 : 126;  // as in a shell
   std::exit(status);
 }
-
-namespace {
-
-// In the environment: what stands in the arguments of a process everybody can read.
-void hand_over_token(const CommandLine &line) {
-  constexpr size_t kMost = 4096;
-  std::string token = line.token;
-  if (!line.token_file.empty()) {
-    std::vector<uint8_t> content = read_file(line.token_file, kMost, "--token-file");
-    token.assign(content.begin(), content.end());
-    token.erase(token.find_last_not_of(" \t\r\n") + 1);
-    if (token.empty()) throw Usage("--token-file: '" + line.token_file + "' is empty");
-  }
-  if (!token.empty()) put(kWebTokenVariable, token);
-}
-
-volatile sig_atomic_t g_program;
-
-void hand_on(int number) { kill(static_cast<pid_t>(g_program), number); }
-
-}  // namespace
 
 int run_and_wait(const Words &words) {
   // Keys of a terminal reach the program, too.
@@ -148,7 +131,7 @@ void end_like(int status) {
 }
 
 void put_on_board(const CommandLine &line) {
-  put(kBoardFolderVariable, open_or_make_board(line.board).folder);
+  set_variable(kBoardFolderVariable, open_or_make_board(line.board).folder);
   put_switch(kTraceOpensVariable, line.trace_opens);
   put_switch(kTraceTimesVariable, line.trace_times);
   put_switch(kFastVariable, line.fast);
@@ -159,35 +142,15 @@ void put_on_board(const CommandLine &line) {
 
 void run(const CommandLine &line) {
   if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
-  if (!line.replay.empty()) replay_recording(line);
+  if (!line.replay.empty()) return replay_recording(line);
   put_on_board(line);
   std::string program = find_program(line.words[0]);
   bool runs = is_executable(program);
-  put(kTraceVariable, line.trace && runs ? trace_target(*line.trace) : "");
+  set_variable(kTraceVariable, line.trace && runs ? trace_target(*line.trace) : "");
   if (runs && is_static(program))
     std::fprintf(stderr, "zelsim: PROGRAM: '%s' is linked statically: it will not see the board\n",
                  escaped(program).c_str());
   become(line.words);
-}
-
-void serve(const CommandLine &line) {
-  std::string program = library_folder() / "zelboard-web";
-  std::string board = line.name();
-  parse_number(line.port, "--port", 0, 65535);
-  bool shows_all = board.empty() && variable(kBoardFolderVariable)[0] == '\0';
-  if (shows_all) {
-    board = "*";
-  } else {
-    open_or_make_board(board);
-  }
-  hand_over_token(line);
-  Words arguments = {program, board, line.port, line.listen};
-  arguments.insert(arguments.end(), line.hosts.begin(), line.hosts.end());
-  std::vector<char *> pointers;
-  for (std::string &word : arguments) pointers.push_back(word.data());
-  pointers.push_back(nullptr);
-  execv(program.c_str(), pointers.data());
-  throw Failure("serve: cannot run " + program + ", which the package zelboard-web brings: " + std::strerror(errno));
 }
 
 }  // namespace zelsim::tool

@@ -9,17 +9,18 @@
 
 namespace zelsim::tool {
 
-/** Where the parts of zelsim are. */
+/** The folder of zelsim's own libraries and programs. */
 std::filesystem::path library_folder();
-/** Puts one of its libraries in front of those that the loader preloads. */
+/** Makes the loader preload one of these libraries, in front of others. */
 void preload(const std::string &library);
 /** Sets a variable of the environment. */
-void put(const char *name, const std::string &value);
-/** The environment of programs on a board, which is made when missing. */
+void set_variable(const char *name, const std::string &value);
+/** Prepares the environment for a program on a board. The board is made if it is missing. */
 void put_on_board(const CommandLine &line);
-/** Becomes the program, or ends with a line that tells why not. */
+/** Becomes the program, or ends with a line that says why not. */
 [[noreturn]] void become(const Words &words);
-/** Starts the program and waits for it: signals that would end zelsim alone are handed on. Returns what wait() gives. */
+/** Starts the program and waits for its end. Signals that would end zelsim go to the program. Returns a status as wait()
+ *  does. */
 int run_and_wait(const Words &words);
 /** Ends zelsim as the program ended: with its status, or by its signal. */
 [[noreturn]] void end_like(int status);

@@ -35,8 +35,8 @@ Model::Model(const std::string &board, const Recording &recording) : board_(boar
   settle(*board_, began_us_);
   flash_ = sys::open((board_.folder() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
   // debugCmd, and nothing else, is started for it.
-  put(kBoardFolderVariable, board_.folder());
-  put(kTraceVariable, "");
+  set_variable(kBoardFolderVariable, board_.folder());
+  set_variable(kTraceVariable, "");
   unsetenv("LD_PRELOAD");
 }
 
@@ -55,7 +55,7 @@ void Model::set_time(const RecordedCall &recorded) {
 
 Answer Model::request(const RecordedCall &recorded) {
   const NodeCall &call = recorded.call;
-  if ((call.number & ~0xffu) != kRequestCode) return refused(ENOTTY);
+  if (!is_request_code(call.number)) return refused(ENOTTY);
   std::vector<uint8_t> record = recorded.given;
   record.resize(std::max(kMaxRecord, record.size()));
   auto number = static_cast<uint8_t>(call.number);
@@ -95,7 +95,7 @@ Answer Model::seek(const NodeCall &call) {
 Answer Model::open(const NodeCall &call) {
   FaultCall asked = {};
   asked.node = call.node;
-  asked.call = Call::Open;
+  asked.kind = Call::Open;
   Fault fault = take_fault(*board_, asked);
   return fault.error != 0 ? refused(fault.error) : Answer{};
 }

@@ -11,19 +11,19 @@
 
 namespace zelsim::tool {
 
-/** SFF-8472 page A0h or A2h. */
-using ModulePage = std::array<uint8_t, 256>;
+/** SFF-8472 page A0h or A2h as a whole. */
+using MemoryPage = std::array<uint8_t, 256>;
 
 struct Module {
   std::string name;
-  ModulePage page;
+  MemoryPage page;
   PhyKind phy;
-  std::optional<ModulePage> diagnostics = {};  // page A2h
+  std::optional<MemoryPage> diagnostics = {};  // page A2h
 };
 
 std::vector<Module> catalogue();
 /** A module's pages from a file of raw bytes or a hex dump: A0h, and A2h where the file has it. */
-std::vector<ModulePage> read_pages(const std::string &file);
+std::vector<MemoryPage> read_pages(const std::string &file);
 
 /** Name of a PHY kind in documents: marvell or other. */
 const char *phy_name(PhyKind phy);

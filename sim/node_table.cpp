@@ -15,8 +15,6 @@ namespace {
 
 std::atomic<Node> g_nodes[kMaxDescriptor];
 
-bool in_table(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
-
 void store(int fd, Node node) {
   if (fd <= STDERR_FILENO && node == Node::Flash) take_standard_stream(fd);
   g_nodes[fd] = node;

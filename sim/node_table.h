@@ -6,7 +6,9 @@
 
 namespace zelsim {
 
+/** Descriptors from here on are never nodes. */
 constexpr int kMaxDescriptor = 65536;
+inline bool in_table(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
 
 /** The node of a descriptor, Node::None for anything else. */
 Node node_of(int fd);

@@ -22,8 +22,7 @@ static_assert(std::tuple_size_v<decltype(PanelState::boards)> == kSlots);
 
 // The power supervision raises its alarm when there are two supplies and not both are good.
 bool supply_alarm(const Board &board) {
-  constexpr unsigned kTwoSupplies = 0x08;
-  constexpr unsigned kBothGood = 0xc0;
+  constexpr unsigned kBothGood = kFirstSupplyGood | kSecondSupplyGood;
   unsigned status = power_status(board);
   return (status & kTwoSupplies) != 0 && (status & kBothGood) != kBothGood;
 }
@@ -46,12 +45,14 @@ panel_layout::PortState port_state(const Board &board, unsigned port) {
   return state;
 }
 
-PanelState state_of(const Board &board) {
-  PanelState state;
+void add_lights(PanelState &state, const Board &board) {
   for (size_t i = 0; i < std::size(panel_layout::kLights); ++i) {
     const Indicator *indicator = indicator_of_led(panel_layout::kLights[i].led);
     state.lights[i] = indicator->state(board.gpio);
   }
+}
+
+void add_boards(PanelState &state, const Board &board) {
   for (unsigned slot = 0; slot < kSlots; ++slot) {
     state.boards[slot] = board_type(board, slot);
     if (state.boards[slot] == "none") continue;
@@ -62,20 +63,36 @@ PanelState state_of(const Board &board) {
     }
   }
   for (unsigned port = kFirstMainPort; port < kPorts; ++port) state.ports[port] = port_state(board, port);
+}
+
+void add_modules(PanelState &state, const Board &board) {
   for (unsigned port = 0; port < kPorts; ++port) {
     const Cage &cage = board.cages[port];
     state.modules[port] = std::string(cage.name, strnlen(cage.name, sizeof cage.name));
     bool has_link = cage.fitted != 0 && cage.phy != PhyKind::None;
+    if (!has_link) continue;
     // Without its transmitter a copper module keeps its PHY in reset.
-    if (has_link) state.links[port] = tx_disable(board, port) != 0 ? 0 : cage.link_speed;
+    bool in_reset = tx_disable(board, port) != 0;
+    state.links[port] = in_reset ? 0 : cage.link_speed;
   }
-  for (unsigned i = 0; i < std::size(board.supply); ++i) {
+}
+
+void add_supplies(PanelState &state, const Board &board) {
+  for (unsigned i = 0; i < kSupplies; ++i) {
     std::string type = name_of("|AC|DC", static_cast<unsigned>(board.supply[i]));
     state.supply[i] = {type, board.supply_good[i] != 0};
   }
-  state.relay = std::to_string(board.gpio.relay);
   state.supplies = supply_words(board);
   state.alarm = supply_alarm(board);
+}
+
+PanelState state_of(const Board &board) {
+  PanelState state;
+  add_lights(state, board);
+  add_boards(state, board);
+  add_modules(state, board);
+  add_supplies(state, board);
+  state.relay = std::to_string(board.gpio.relay);
   return state;
 }
 

@@ -4,13 +4,13 @@
 
 #include "preload.h"
 
-// What becomes of descriptors between their open and their close: duplications, and closes of many at once.
+// Descriptors between their open and their close: duplications, and closes of many at once.
 
 namespace {
 
 using namespace zelsim;
 
-// A duplicate is what the descriptor is.
+// A duplicate is on the same node as its descriptor.
 int duplicated(int from, int to) {
   if (to >= 0) set_node(to, node_of(from));
   return to;
@@ -36,13 +36,13 @@ void closefrom(int first) noexcept {
   close_range(lowest, ~0u, 0);
 }
 
-// A child of a real vfork runs on its parent's memory but has descriptors of its own: what it closes or duplicates before
-// its exec would reach the parent's table. A fork is always allowed in its place.
+// The child of a real vfork uses its parent's memory, but has its own descriptors. Its closes and duplications would change
+// the parent's table of nodes. A fork may always stand for a vfork.
 pid_t vfork() noexcept { return fork(); }
 
 int dup(int fd) noexcept { return duplicated(fd, behind<dup>("dup")(fd)); }
 
-// The number's old descriptor ends with the duplication.
+// The duplication closes the descriptor that had this number.
 int dup3(int fd, int wanted, int flags) noexcept {
   if (fd != wanted) set_node(wanted, Node::None);
   return duplicated(fd, behind<dup3>("dup3")(fd, wanted, flags));

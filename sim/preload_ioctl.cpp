@@ -11,10 +11,9 @@ namespace {
 using namespace zelsim;
 
 int control_node(Node node, int fd, unsigned long request, void *record) {
-  constexpr unsigned long kRequestCode = 0x40012400;  // the lowest byte is the request's number
   const Attached *attached = environment_board();
   if (attached == nullptr) return failed(ENXIO);
-  if ((request & 0xffffff00) != kRequestCode) return failed(ENOTTY);
+  if (!is_request_code(request)) return failed(ENOTTY);
   return answer_request(*attached, node, fd, static_cast<uint8_t>(request), record);
 }
 

@@ -2,11 +2,12 @@
 #include <stdarg.h>
 #include <unistd.h>
 
+#include "call_names.h"
 #include "preload.h"
 #include "rules.h"
 #include "trace.h"
 
-// Where descriptors of nodes begin and end: opens and closes.
+// Opens and closes of nodes.
 
 namespace {
 
@@ -16,23 +17,12 @@ int open_real(int folder, const char *path, int flags, mode_t mode) {
   return behind<openat>("openat")(folder, path, flags, mode);
 }
 
-const char *access_name(int flags) {
-  switch (flags & O_ACCMODE) {
-    case O_RDONLY:
-      return "O_RDONLY";
-    case O_WRONLY:
-      return "O_WRONLY";
-    default:
-      return "O_RDWR";
-  }
-}
-
 int open_file_of_node(Node node, const char *file, int flags) {
   // A device has nothing to create, cut or append to.
   constexpr int kFileOnlyFlags = O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
   FaultCall call = {};
   call.node = node;
-  call.call = Call::Open;
+  call.kind = Call::Open;
   Fault fault = take_fault(*environment_board()->board, call);
   if (fault.error != 0) return failed(fault.error);
   return open_real(AT_FDCWD, file, flags & ~kFileOnlyFlags, 0);
@@ -59,7 +49,7 @@ int open_any(int folder, const char *path, int flags, mode_t mode) {
 #pragma GCC visibility push(default)
 extern "C" {
 
-// A last argument that the caller did not give is read all the same, and then means nothing.
+// Without O_CREAT the caller gives no mode: what is read then is not used.
 int open(const char *path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
@@ -78,7 +68,7 @@ int openat(int folder, const char *path, int flags, ...) {
 
 int creat(const char *path, mode_t mode) { return open_any(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
 
-// What a fortified program calls for an open without a mode.
+// A fortified program calls these for an open without a mode.
 int __open_2(const char *path, int flags) { return open_any(AT_FDCWD, path, flags, 0); }
 int __openat_2(int folder, const char *path, int flags) { return open_any(folder, path, flags, 0); }
 
@@ -91,7 +81,7 @@ int close(int fd) {
   return behind<close>("close")(fd);
 }
 
-// The machine's own offsets have 64 bits, or do not matter: the names for large files are the same functions.
+// The names for large files are the same functions: offsets have 64 bits, or do not matter here.
 int open64(const char *path, int flags, ...) __attribute__((alias("open")));
 int openat64(int folder, const char *path, int flags, ...) __attribute__((alias("openat")));
 int creat64(const char *path, mode_t mode) __attribute__((alias("creat")));

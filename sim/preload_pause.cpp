@@ -3,7 +3,7 @@
 #include "preload.h"
 #include "trace.h"
 
-// Pauses. They are counted instead of slept if the user asked for it; they still advance the board's time.
+// Pauses. If the user wants it, they are counted instead of slept; the board's time advances in both cases.
 
 using namespace zelsim;
 
@@ -13,8 +13,8 @@ extern "C" {
 int usleep(useconds_t microseconds) {
   const Attached *attached = environment_board();
   if (attached != nullptr) trace(kNoResult, "pause %uus", microseconds);
-  bool counts = attached != nullptr && is_on(kFastVariable);
-  if (!counts) return behind<usleep>("usleep")(microseconds);
+  bool is_counted = attached != nullptr && is_on(kFastVariable);
+  if (!is_counted) return behind<usleep>("usleep")(microseconds);
   __atomic_add_fetch(&attached->board->paused_us, microseconds, __ATOMIC_RELAXED);
   return 0;
 }

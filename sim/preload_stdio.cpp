@@ -5,9 +5,8 @@
 
 #include "node_table.h"
 
-// Streams. libc's own move data without passing through read() and write() of the preload layer, so a stream on the
-// flash node is one of ours, and standard input, output and error are exchanged while their descriptor is the flash
-// node.
+// Streams. libc's own streams do not call the preload layer's read() and write(). So a stream on the flash node is one of
+// ours; and standard input, output and error are replaced when their descriptor becomes the flash node.
 
 namespace {
 
@@ -30,7 +29,7 @@ int seek_stream(void *cookie, off64_t *offset, int whence) {
   return 0;
 }
 
-// fileno() works on it all the same: programs mix streams with ioctl.
+// fileno() works on it, too: programs mix streams with ioctl.
 FILE *flash_stream(int fd, const char *mode, cookie_close_function_t *closer) {
   void *cookie = reinterpret_cast<void *>(intptr_t{fd});
   FILE *stream = fopencookie(cookie, mode, {read_stream, write_stream, seek_stream, closer});
@@ -68,8 +67,8 @@ FILE **standard_stream(int fd) {
 
 }  // namespace
 
-// Ours closes no descriptor: the program's number stays what it made of it. It works on whatever the number becomes
-// later, so it is never exchanged back.
+// Our stream never closes its descriptor, which belongs to the program. It works on whatever the descriptor's number means
+// later, so libc's stream need not come back.
 void zelsim::take_standard_stream(int fd) {
   static FILE *ours[STDERR_FILENO + 1];
   if (ours[fd] != nullptr) return;
@@ -90,7 +89,7 @@ FILE *fopen(const char *path, const char *mode) {
 
 FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 
-// The number that the stream gives back is taken by the node: a standard stream keeps its own.
+// The close frees the stream's number, and the open takes it again: a standard stream keeps its number.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
   bool is_node = node_of_path(path) != Node::None;
   if (!is_node) {

@@ -12,7 +12,7 @@ namespace {
 
 using namespace zelsim;
 
-// Hands a call on a node to the flash's function of that kind; the other nodes refuse it with `error`.
+// Makes a call on the flash node by `function`. The other nodes refuse it with `error`.
 template <typename Function, typename... Arguments>
 auto on_flash(int error, Function function, int fd, Arguments... arguments) {
   using Result = decltype(function(*environment_board(), fd, arguments...));
@@ -22,7 +22,7 @@ auto on_flash(int error, Function function, int fd, Arguments... arguments) {
   return function(*attached, fd, arguments...);
 }
 
-// The first piece that is not empty: a short count is as good.
+// The first piece that is not empty. Callers must expect a short count.
 iovec first_piece(const iovec *pieces, int count) {
   for (int i = 0; i < count; ++i) {
     if (pieces[i].iov_len > 0) return pieces[i];
@@ -46,7 +46,7 @@ ssize_t read(int fd, void *data, size_t size) {
   return on_flash(EINVAL, flash_read, fd, data, size, kAtPosition);
 }
 
-// What a fortified program calls: the size of its buffer is known.
+// A fortified program calls this when it knows the size of its buffer.
 ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
   if (size > room) abort();
   return read(fd, data, size);
@@ -99,7 +99,7 @@ ssize_t sendfile(int out, int in, off_t *at, size_t size) noexcept {
   return behind<sendfile>("sendfile")(out, in, at, size);
 }
 
-// The same functions where an offset has 64 bits; a 32-bit program asks the flash node by the others.
+// The same functions where an offset has 64 bits. A 32-bit program uses the others on the flash node.
 #if __WORDSIZE == 64
 ssize_t pread64(int fd, void *data, size_t size, off64_t at) __attribute__((alias("pread")));
 ssize_t pwrite64(int fd, const void *data, size_t size, off64_t at) __attribute__((alias("pwrite")));

@@ -58,8 +58,8 @@ void record_program(const CommandLine &line) {
   std::string plain = plain_file(file);
   begin(plain, line.words);
   preload("libzelrecord.so");
-  put(kRecordVariable, plain);
-  put(kRecordStartVariable, std::to_string(monotonic_ns()));
+  set_variable(kRecordVariable, plain);
+  set_variable(kRecordStartVariable, std::to_string(monotonic_ns()));
   unsetenv(kReplayVariable);
   int status = run_and_wait(line.words);
   if (is_compressed(file)) compress(plain, file);

@@ -12,21 +12,19 @@
 #include <atomic>
 
 #include "preload.h"
-#include "request.h"
 
-// The libc functions by which programs reach a node, as the recorder has them. Each hands its call to the function of
-// the same name behind it.
+// The recorder's libc functions by which programs reach a node. Each hands its call to the function of the same name behind
+// it and writes it down, or answers it from a recording.
 
 namespace zelsim {
 namespace {
 
-// Position of a flash descriptor: asking the driver for it would be a call more.
+// Positions of the flash descriptors: to ask the driver for one would be a call that the program did not make.
 std::atomic<int64_t> g_positions[kMaxDescriptor];
 
-bool has_position(int fd) { return fd >= 0 && fd < kMaxDescriptor; }
-int64_t position_of(int fd) { return has_position(fd) ? g_positions[fd].load(std::memory_order_relaxed) : 0; }
+int64_t position_of(int fd) { return in_table(fd) ? g_positions[fd].load(std::memory_order_relaxed) : 0; }
 void set_position(int fd, int64_t at) {
-  if (has_position(fd)) g_positions[fd].store(at, std::memory_order_relaxed);
+  if (in_table(fd)) g_positions[fd].store(at, std::memory_order_relaxed);
 }
 
 bool records() {
@@ -34,15 +32,12 @@ bool records() {
   return on;
 }
 
-// The first page is never mapped.
-bool is_mapped(const void *data) { return reinterpret_cast<uintptr_t>(data) >= 4096; }
-
 CallBytes bytes_at(const void *data, size_t size) {
   if (!is_mapped(data)) return {};
   return {static_cast<const uint8_t *>(data), size};
 }
 
-/** Hands a call on and keeps its result, errno and times. */
+/** Makes a call by the function behind, and keeps its result, errno and times. */
 template <typename Function>
 auto hand_on(NodeCall &call, Function function) {
   call.began_ns = monotonic_ns();
@@ -73,65 +68,64 @@ int open_any(const char *path, int flags, Function function) {
   return fd;
 }
 
-// Bytes of a request's record. A request that we do not know tells its size itself.
+// Size of a request's record. The code of an unknown request has its size.
 size_t size_of_record(Node node, uint32_t number) {
   const Request *request = request_of(node, static_cast<uint8_t>(number));
-  bool known = (number & ~0xffu) == kRequestCode && request != nullptr;
+  bool known = is_request_code(number) && request != nullptr;
   size_t size = known ? record_size(*request) : _IOC_SIZE(number);
   return size < kMaxRecord ? size : kMaxRecord;
 }
 
-int control(Node node, int fd, unsigned long number, void *record_of_program) {
+int control(Node node, int fd, unsigned long code, void *record) {
   uint8_t before[kMaxRecord];
   NodeCall call = {.kind = CallKind::Request, .node = node, .fd = fd};
-  call.number = static_cast<uint32_t>(number);
+  call.number = static_cast<uint32_t>(code);
   call.at = position_of(fd);
-  CallBytes bytes = bytes_at(record_of_program, size_of_record(node, call.number));
+  CallBytes bytes = bytes_at(record, size_of_record(node, call.number));
   if (bytes.size > 0) memcpy(before, bytes.data, bytes.size);
   call.given = {before, bytes.size};
-  if (replays()) return static_cast<int>(replay(call, record_of_program));
-  int result = hand_on(call, [&] { return behind<ioctl>("ioctl")(fd, number, record_of_program); });
+  if (replays()) return static_cast<int>(replay(call, record));
+  int result = hand_on(call, [&] { return behind<ioctl>("ioctl")(fd, code, record); });
   bool changed = bytes.size > 0 && memcmp(before, bytes.data, bytes.size) != 0;
   if (changed) call.taken = bytes;
   write_down(call);
   return result;
 }
 
-constexpr int64_t kAtPosition = -1;
+/** Answers a call from the recording, or makes it and writes it down. `data` is where a read puts its bytes. */
+template <typename Function>
+int64_t replay_or_record(NodeCall &call, Function function, void *data = nullptr) {
+  if (replays()) return replay(call, data);
+  int64_t result = hand_on(call, function);
+  bool has_read = data != nullptr && result > 0;
+  if (has_read) call.taken = bytes_at(data, static_cast<size_t>(result));
+  write_down(call);
+  return result;
+}
 
-/** A read at a place, or at the descriptor's position, which then moves. */
+constexpr int64_t kOwnPosition = -1;
+
+/** A read or write at a place, or at the descriptor's own position, which then moves. */
+template <typename Function>
+ssize_t transfer_any(NodeCall &call, size_t size, int64_t at, Function function, void *data = nullptr) {
+  call.at = at == kOwnPosition ? position_of(call.fd) : at;
+  call.argument = static_cast<int64_t>(size);
+  int64_t result = replay_or_record(call, function, data);
+  if (result > 0 && at == kOwnPosition) set_position(call.fd, call.at + result);
+  return static_cast<ssize_t>(result);
+}
+
 template <typename Function>
 ssize_t read_any(int fd, void *data, size_t size, int64_t at, Function function) {
   NodeCall call = {.kind = CallKind::Read, .node = node_of(fd), .fd = fd};
-  call.at = at == kAtPosition ? position_of(fd) : at;
-  call.argument = static_cast<int64_t>(size);
-  ssize_t result;
-  if (replays()) {
-    result = static_cast<ssize_t>(replay(call, data));
-  } else {
-    result = hand_on(call, function);
-    if (result > 0) call.taken = bytes_at(data, static_cast<size_t>(result));
-    write_down(call);
-  }
-  if (result > 0 && at == kAtPosition) set_position(fd, call.at + result);
-  return result;
+  return transfer_any(call, size, at, function, data);
 }
 
 template <typename Function>
 ssize_t write_any(int fd, const void *data, size_t size, int64_t at, Function function) {
   NodeCall call = {.kind = CallKind::Write, .node = node_of(fd), .fd = fd};
-  call.at = at == kAtPosition ? position_of(fd) : at;
-  call.argument = static_cast<int64_t>(size);
   call.given = bytes_at(data, size);
-  ssize_t result;
-  if (replays()) {
-    result = static_cast<ssize_t>(replay(call));
-  } else {
-    result = hand_on(call, function);
-    write_down(call);
-  }
-  if (result > 0 && at == kAtPosition) set_position(fd, call.at + result);
-  return result;
+  return transfer_any(call, size, at, function);
 }
 
 template <typename Function>
@@ -140,20 +134,14 @@ int64_t seek_any(int fd, int64_t offset, int whence, Function function) {
   call.whence = whence;
   call.at = position_of(fd);
   call.argument = offset;
-  int64_t result;
-  if (replays()) {
-    result = replay(call);
-  } else {
-    result = hand_on(call, function);
-    write_down(call);
-  }
+  int64_t result = replay_or_record(call, function);
   if (result >= 0) set_position(fd, result);
   return result;
 }
 
 }  // namespace
 
-// Streams of libc on a node are not exchanged here.
+// The recorder leaves libc's streams on a node as they are.
 void take_standard_stream(int) {}
 
 }  // namespace zelsim
@@ -199,7 +187,7 @@ int creat(const char *path, mode_t mode) {
   return open_any(path, O_CREAT | O_WRONLY | O_TRUNC, [&] { return behind<creat>("creat")(path, mode); });
 }
 
-// What a fortified program calls for an open without a mode.
+// A fortified program calls these for an open without a mode.
 int __open_2(const char *path, int flags) { return open(path, flags, 0); }
 int __open64_2(const char *path, int flags) { return open64(path, flags, 0); }
 
@@ -220,22 +208,22 @@ int close(int fd) {
   return result;
 }
 
-int ioctl(int fd, unsigned long number, ...) noexcept {
+int ioctl(int fd, unsigned long code, ...) noexcept {
   va_list arguments;
-  va_start(arguments, number);
-  void *record_of_program = va_arg(arguments, void *);
+  va_start(arguments, code);
+  void *record = va_arg(arguments, void *);
   va_end(arguments);
   Node node = node_of(fd);
-  if (node == Node::None) return behind<ioctl>("ioctl")(fd, number, record_of_program);
-  return control(node, fd, number, record_of_program);
+  if (node == Node::None) return behind<ioctl>("ioctl")(fd, code, record);
+  return control(node, fd, code, record);
 }
 
 ssize_t read(int fd, void *data, size_t size) {
   auto function = [&] { return behind<read>("read")(fd, data, size); };
-  return is_node(fd) ? read_any(fd, data, size, kAtPosition, function) : function();
+  return is_node(fd) ? read_any(fd, data, size, kOwnPosition, function) : function();
 }
 
-// What a fortified program calls: the size of its buffer is known.
+// A fortified program calls this when it knows the size of its buffer.
 ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
   if (size > room) abort();
   return read(fd, data, size);
@@ -243,7 +231,7 @@ ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
 
 ssize_t write(int fd, const void *data, size_t size) {
   auto function = [&] { return behind<write>("write")(fd, data, size); };
-  return is_node(fd) ? write_any(fd, data, size, kAtPosition, function) : function();
+  return is_node(fd) ? write_any(fd, data, size, kOwnPosition, function) : function();
 }
 
 ssize_t pread(int fd, void *data, size_t size, off_t at) {
@@ -266,7 +254,7 @@ ssize_t pwrite64(int fd, const void *data, size_t size, off64_t at) {
   return is_node(fd) ? write_any(fd, data, size, at, function) : function();
 }
 
-// Of several pieces the first one is moved: a short count is as good.
+// Only the first piece is moved: callers must expect a short count.
 ssize_t readv(int fd, const iovec *pieces, int count) {
   if (!is_node(fd) || count < 1) return behind<readv>("readv")(fd, pieces, count);
   return read(fd, pieces[0].iov_base, pieces[0].iov_len);
@@ -298,7 +286,7 @@ int usleep(useconds_t microseconds) {
   return result;
 }
 
-// Only lines of the platform's tool are of the board.
+// Only command lines with the platform's tool reach the board.
 int system(const char *command) {
   auto function = [&] { return behind<system>("system")(command); };
   bool is_ours = command != nullptr && strstr(command, "debugCmd") != nullptr;

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "nodes.h"
+#include "request.h"
 
 // The recorder stands in front of whatever answers the nodes, the real drivers or the virtual switch. A call of a program
 // is handed on and written down, or answered from a recording.
@@ -20,14 +21,14 @@ struct CallBytes {
   size_t size = 0;
 };
 
-/** A call on its way. */
+/** A call and, once it was made, its result. */
 struct NodeCall {
   CallKind kind;
   Node node = Node::None;
   int fd = -1;
   int flags = 0;         // of an open
   int whence = 0;        // of a seek
-  uint32_t number = 0;   // the ioctl's whole request number
+  uint32_t number = 0;   // the whole ioctl code of a request
   int64_t at = 0;        // position in the flash before the call
   int64_t argument = 0;  // bytes of a read or write, offset of a seek, microseconds of a pause
   CallBytes given = {};  // what the program gives
@@ -37,13 +38,6 @@ struct NodeCall {
   int64_t began_ns = 0;
   int64_t ended_ns = 0;
 };
-
-constexpr uint32_t kRequestCode = 0x40012400;  // the lowest byte is the request's number
-
-/** How the accesses of an open are called. */
-const char *access_name(int flags);
-/** How a seek stands in a line, before its offset. */
-const char *origin_name(int whence);
 
 /** The text of a call without its result, as a trace has it. Returns its length. */
 size_t call_text(const NodeCall &call, char *text, size_t size);

@@ -8,31 +8,33 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "call_names.h"
 #include "environment.h"
 #include "recorder.h"
 #include "system_calls.h"
 #include "trace.h"
 
-// A recorded call is one line: when, for how long, by whom; then as a trace has it; then what a replay needs.
+// A recorded call is one line: its time, duration, process and thread; then the text that a trace has; then what a replay
+// needs besides.
 
 namespace zelsim {
 namespace {
 
-/** Room for a line. A long one gets pages of its own: the heap may be the program's just now. */
-class Line {
+/** The text of one line. A long line gets pages of its own: the program may be within its heap at this moment. */
+class RecordLine {
  public:
-  explicit Line(size_t needed) {
+  explicit RecordLine(size_t needed) {
     if (needed <= sizeof small_) return;
     void *pages = mmap(nullptr, needed, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) return;
     text_ = static_cast<char *>(pages);
     room_ = needed;
   }
-  ~Line() {
+  ~RecordLine() {
     if (text_ != small_) munmap(text_, room_);
   }
-  Line(const Line &) = delete;
-  Line &operator=(const Line &) = delete;
+  RecordLine(const RecordLine &) = delete;
+  RecordLine &operator=(const RecordLine &) = delete;
 
   __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
     va_list arguments;
@@ -47,13 +49,14 @@ class Line {
 
   void add_result(long result, int error) { size_ += result_text(result, error, text_ + size_, room_ - size_); }
 
-  // Hexadecimal; four and more of the same byte as `00*128`, with commas around.
+  // Hexadecimal digits. A run of at least four equal bytes becomes `00*128`; commas separate it from its neighbours.
   void add_bytes(const char *name, CallBytes bytes) {
     constexpr size_t kShortestRun = 4;
     add(" %s=", name);
     bool begins = true;
     bool after_run = false;
-    for (size_t i = 0; i < bytes.size;) {
+    size_t i = 0;
+    while (i < bytes.size) {
       size_t run = run_at(bytes, i);
       bool is_run = run >= kShortestRun;
       if (!begins && (is_run || after_run)) add_char(',');
@@ -80,7 +83,9 @@ class Line {
   }
 
   void add_char(char c) {
-    if (size_ + 1 < room_) text_[size_++] = c;
+    if (size_ + 1 >= room_) return;
+    text_[size_] = c;
+    ++size_;
   }
 
   void add_hex(uint8_t byte) {
@@ -104,11 +109,18 @@ bool has_traced_result(CallKind kind) {
   return kind != CallKind::Close && kind != CallKind::Pause && kind != CallKind::Command;
 }
 
-void add_rest(Line &line, const NodeCall &call) {
+// The trace does not show the descriptor that an open returns.
+long traced_result(const NodeCall &call) {
+  bool opened = call.kind == CallKind::Open && call.result >= 0;
+  return opened ? 0 : static_cast<long>(call.result);
+}
+
+// What a replay needs and a trace does not show.
+void add_rest(RecordLine &line, const NodeCall &call) {
   line.add(" |");
   if (call.fd >= 0) line.add(" fd=%d", call.fd);
   if (call.kind == CallKind::Open) line.add(" flags=0x%x", static_cast<unsigned>(call.flags));
-  if (call.kind == CallKind::Request && (call.number & ~0xffu) != kRequestCode) line.add(" ioctl=0x%x", call.number);
+  if (call.kind == CallKind::Request && !is_request_code(call.number)) line.add(" ioctl=0x%x", call.number);
   if (call.kind == CallKind::Seek) line.add(" at=0x%llx", static_cast<unsigned long long>(call.at));
   if (!has_traced_result(call.kind)) line.add(" result=%lld", static_cast<long long>(call.result));
   if (call.result < 0) line.add(" errno=%d", call.error);
@@ -116,7 +128,7 @@ void add_rest(Line &line, const NodeCall &call) {
   if (call.taken.size > 0) line.add_bytes("taken", call.taken);
 }
 
-// A program is not stopped by a full disk: it is told of once.
+// A full disk does not stop the program. One line on stderr says so.
 void complain_once(const char *file) {
   static bool told;
   if (told) return;
@@ -124,8 +136,8 @@ void complain_once(const char *file) {
   dprintf(STDERR_FILENO, "zelsim: record: cannot write %s: %s\n", file, strerror(errno));
 }
 
-/** The file, kept open at a number that programs do not use. One that closes all numbers may close it, and use the number
- *  for a file of its own. */
+/** The recording's file, kept open at a number that programs do not use. A program that closes all numbers may close it,
+ *  and open a file of its own with the number: the file is then opened again. */
 class KeptFile {
  public:
   int descriptor() {
@@ -155,15 +167,16 @@ class KeptFile {
   struct stat file_ = {};
 };
 
-// One write at the file's end, so that processes may share it and none that is killed loses a line.
-void append(const Line &line) {
+// One write at the end of the file: processes may share the file, and a process that is killed loses no line.
+void append(const RecordLine &line) {
   static KeptFile file;
   if (sys::write(file.descriptor(), line.text(), line.size()) != static_cast<ssize_t>(line.size()))
     complain_once(variable(kRecordVariable));
 }
 
-size_t put(char *text, size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
-size_t put(char *text, size_t size, const char *format, ...) {
+// Returns the length of the text that is there, which may have been cut.
+size_t print_into(char *text, size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
+size_t print_into(char *text, size_t size, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
   int written = vsnprintf(text, size, format, arguments);
@@ -174,20 +187,18 @@ size_t put(char *text, size_t size, const char *format, ...) {
 }
 
 size_t request_text(const NodeCall &call, char *text, size_t size) {
+  CallBytes after = call.taken.size > 0 ? call.taken : call.given;
   RequestEvent event = {};
   event.node = call.node;
   event.number = static_cast<uint8_t>(call.number);
-  event.request = request_of(call.node, event.number);
+  if (is_request_code(call.number)) event.request = request_of(call.node, event.number);
   event.result = static_cast<int>(call.result);
   event.error = call.result < 0 ? call.error : 0;
   event.address = static_cast<uint32_t>(call.at);
-  CallBytes after = call.taken.size > 0 ? call.taken : call.given;
   if (call.given.size > 0) memcpy(event.before, call.given.data, call.given.size);
   if (after.size > 0) memcpy(event.after, after.data, after.size);
-  bool other_code = (call.number & ~0xffu) != kRequestCode;
-  bool has_no_record = event.request != nullptr && call.given.size < record_size(*event.request);
-  if (other_code) event.request = nullptr;
-  if (has_no_record) event.error = EFAULT;  // nothing that could be shown
+  bool is_short = event.request != nullptr && call.given.size < record_size(*event.request);
+  if (is_short) event.error = EFAULT;  // its record cannot be shown
   return request_line(event, text, size);
 }
 
@@ -196,7 +207,8 @@ size_t command_text(const NodeCall &call, char *text, size_t size) {
   constexpr char kTool[] = "debugCmd ";
   const char *command = reinterpret_cast<const char *>(call.given.data);
   bool is_tool = call.given.size >= strlen(kTool) && strncmp(command, kTool, strlen(kTool)) == 0;
-  size_t length = put(text, size, "%s%.*s", is_tool ? "" : "system ", static_cast<int>(call.given.size), command);
+  size_t length =
+      print_into(text, size, "%s%.*s", is_tool ? "" : "system ", static_cast<int>(call.given.size), command);
   for (size_t i = 0; i < length; ++i) {
     if (static_cast<unsigned char>(text[i]) < ' ') text[i] = '?';
   }
@@ -205,49 +217,25 @@ size_t command_text(const NodeCall &call, char *text, size_t size) {
 
 }  // namespace
 
-const char *access_name(int flags) {
-  switch (flags & O_ACCMODE) {
-    case O_RDONLY:
-      return "O_RDONLY";
-    case O_WRONLY:
-      return "O_WRONLY";
-    default:
-      return "O_RDWR";
-  }
-}
-
-const char *origin_name(int whence) {
-  switch (whence) {
-    case SEEK_SET:
-      return "";
-    case SEEK_CUR:
-      return "+";
-    case SEEK_END:
-      return "end+";
-    default:
-      return "?";
-  }
-}
-
 size_t call_text(const NodeCall &call, char *text, size_t size) {
   auto at = static_cast<unsigned long long>(call.at);
   auto argument = static_cast<unsigned long long>(call.argument);
   const char *node = node_name(call.node);
   switch (call.kind) {
     case CallKind::Open:
-      return put(text, size, "open %s %s", node, access_name(call.flags));
+      return print_into(text, size, "open %s %s", node, access_name(call.flags));
     case CallKind::Close:
-      return put(text, size, "close %s", node);
+      return print_into(text, size, "close %s", node);
     case CallKind::Request:
       return request_text(call, text, size);
     case CallKind::Read:
-      return put(text, size, "%s read 0x%08llx+0x%llx", node, at, argument);
+      return print_into(text, size, "%s read 0x%08llx+0x%llx", node, at, argument);
     case CallKind::Write:
-      return put(text, size, "%s write 0x%08llx+0x%llx", node, at, argument);
+      return print_into(text, size, "%s write 0x%08llx+0x%llx", node, at, argument);
     case CallKind::Seek:
-      return put(text, size, "%s lseek %s0x%08llx", node, origin_name(call.whence), argument);
+      return print_into(text, size, "%s lseek %s0x%08llx", node, origin_name(call.whence), argument);
     case CallKind::Pause:
-      return put(text, size, "pause %lluus", argument);
+      return print_into(text, size, "pause %lluus", argument);
     case CallKind::Command:
       return command_text(call, text, size);
   }
@@ -259,12 +247,11 @@ void write_down(const NodeCall &call) {
   static const int64_t start = strtoll(variable(kRecordStartVariable), nullptr, 10);
   int64_t began_us = (call.began_ns - start) / 1000;
   int64_t duration_us = (call.ended_ns - call.began_ns) / 1000;
-  Line line(room_for(call));
+  RecordLine line(room_for(call));
   line.add("%lld.%06lld %lld %d/%d ", static_cast<long long>(began_us / 1000000),
            static_cast<long long>(began_us % 1000000), static_cast<long long>(duration_us), getpid(), gettid());
   line.add_call(call);
-  if (has_traced_result(call.kind))
-    line.add_result(call.kind == CallKind::Open && call.result >= 0 ? 0 : static_cast<long>(call.result), call.error);
+  if (has_traced_result(call.kind)) line.add_result(traced_result(call), call.error);
   add_rest(line, call);
   line.add("\n");
   append(line);

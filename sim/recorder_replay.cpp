@@ -9,17 +9,16 @@
 #include <unistd.h>
 
 #include "environment.h"
+#include "recorder_compare.h"
 #include "request.h"
 #include "system_calls.h"
 #include "tape.h"
 
-// Answers from a recording. Each thread of the program makes the calls of one recorded thread, in their order. Which one
-// it is shows in what it asks.
+// Answers from a recording. Each thread of the program makes the calls of one recorded thread, in their order. Its calls
+// show which one that is.
 
 namespace zelsim {
 namespace {
-
-constexpr int kNotInRecording = 125;  // exit status
 
 /** The mapped tape. */
 class Tape {
@@ -38,7 +37,7 @@ class Tape {
   TapeStream &stream(uint32_t index) const {
     return reinterpret_cast<TapeStream *>(base_ + head().stream_table.at)[index];
   }
-  /** NodeCall number `position` of a stream. */
+  /** A call of a stream, by its position there. */
   const TapeCall &call(const TapeStream &stream, uint32_t position) const {
     return reinterpret_cast<const TapeCall *>(base_ + head().call_table.at)[stream.first + position];
   }
@@ -51,77 +50,6 @@ class Tape {
 const Tape &tape() {
   static Tape mapped;
   return mapped;
-}
-
-bool same_bytes(CallBytes a, CallBytes b) {
-  return a.size == b.size && (a.size == 0 || memcmp(a.data, b.data, a.size) == 0);
-}
-
-bool same_part(CallBytes a, CallBytes b, size_t from, size_t size) {
-  bool reaches = a.size >= from + size && b.size >= from + size;
-  return reaches ? memcmp(a.data + from, b.data + from, size) == 0 : same_bytes(a, b);
-}
-
-bool same_transfer(bool reads, CallBytes a, CallBytes b) {
-  constexpr size_t kOffsetSize = 4;
-  if (!same_part(a, b, kLen, 2)) return false;  // with the address
-  if (!same_part(a, b, kOffsetLen, 1)) return false;
-  if (a.size < kTransferSize) return true;
-  bool has_offset = a.data[kOffsetLen] > 0;
-  if (has_offset && !same_part(a, b, kOffset, kOffsetSize)) return false;
-  uint8_t len = a.data[kLen] < kMaxTransfer ? a.data[kLen] : kMaxTransfer;
-  return reads || same_part(a, b, 0, len);
-}
-
-// Compares what the driver looks at. What it fills may hold anything before.
-bool same_record(const Request *request, CallBytes a, CallBytes b) {
-  constexpr size_t kAddressSize = 4;
-  constexpr size_t kTimeFields = 28;  // behind the two modes and a gap
-  if (request == nullptr) return same_bytes(a, b);
-  bool fills = request->fills;
-  switch (request->shape) {
-    case Shape::Byte:
-      return fills || same_part(a, b, 0, 1);
-    case Shape::Pair:
-      return same_part(a, b, 0, fills ? 1 : 2);
-    case Shape::Register:
-      return same_part(a, b, 0, fills ? kAddressSize : 2 * kAddressSize);
-    case Shape::Transfer:
-      return same_transfer(fills, a, b);
-    case Shape::Rtc:
-      return fills || (same_part(a, b, 0, 2) && same_part(a, b, 4, kTimeFields));
-    case Shape::Temperature:
-      return fills || same_part(a, b, 0, 4);
-    case Shape::Identification:
-    case Shape::None:
-      return true;
-  }
-  return false;
-}
-
-bool is_same(const NodeCall &asked, const TapeCall &recorded) {
-  if (asked.kind != recorded.kind || asked.node != recorded.node) return false;
-  CallBytes given = tape().bytes(recorded.given);
-  switch (asked.kind) {
-    case CallKind::Open:
-      return (asked.flags & O_ACCMODE) == (recorded.flags & O_ACCMODE);
-    case CallKind::Request: {
-      if (asked.number != recorded.number) return false;
-      return same_record(request_of(asked.node, static_cast<uint8_t>(asked.number)), asked.given, given);
-    }
-    case CallKind::Read:
-      return asked.at == recorded.at && asked.argument == recorded.argument;
-    case CallKind::Write:
-      return asked.at == recorded.at && same_bytes(asked.given, given);
-    case CallKind::Seek:
-      return asked.argument == recorded.argument && asked.whence == recorded.whence;
-    case CallKind::Command:
-      return same_bytes(asked.given, given);
-    case CallKind::Close:
-    case CallKind::Pause:
-      return true;
-  }
-  return false;
 }
 
 /** Holds the tape for a scope. Its holder may be killed. */
@@ -143,10 +71,12 @@ uint32_t next_call(const TapeStream &stream) {
 }
 
 bool answers(const TapeStream &stream, uint32_t position, const NodeCall &asked) {
-  return position < stream.count && is_same(asked, tape().call(stream, position));
+  if (position >= stream.count) return false;
+  const TapeCall &recorded = tape().call(stream, position);
+  return is_same_call(asked, recorded, tape().bytes(recorded.given));
 }
 
-// The stream that this thread is in already, or null. After an exec it is found by its owner.
+// The stream that this thread is in; null before its first call. After an exec the owner of a stream shows it.
 TapeStream *own_stream(uint32_t thread) {
   static thread_local TapeStream *known = nullptr;
   if (known != nullptr && known->owner == thread) return known;
@@ -170,28 +100,28 @@ TapeStream *begin_stream(uint32_t thread, const NodeCall &asked) {
   return nullptr;
 }
 
-bool same_answer(const TapeCall &a, const TapeCall &b) {
-  const Tape &all = tape();
-  return a.kind == b.kind && a.result == b.result && a.error == b.error &&
-         same_bytes(all.bytes(a.text), all.bytes(b.text)) && same_bytes(all.bytes(a.taken), all.bytes(b.taken));
+bool is_same_answer(const TapeCall &one, const TapeCall &other) {
+  if (one.kind != other.kind || one.result != other.result || one.error != other.error) return false;
+  if (!is_same_bytes(tape().bytes(one.text), tape().bytes(other.text))) return false;
+  return is_same_bytes(tape().bytes(one.taken), tape().bytes(other.taken));
 }
 
-bool begin_alike(const TapeStream &a, const TapeStream &b, uint32_t calls) {
-  if (a.count < calls || b.count < calls) return false;
+bool begin_alike(const TapeStream &one, const TapeStream &other, uint32_t calls) {
+  if (one.count < calls || other.count < calls) return false;
   for (uint32_t i = 0; i < calls; ++i) {
-    if (!same_answer(tape().call(a, i), tape().call(b, i))) return false;
+    if (!is_same_answer(tape().call(one, i), tape().call(other, i))) return false;
   }
   return true;
 }
 
-// Threads that began alike may have been taken for each other. They change places if another stream was the same so far,
-// and goes on with this call.
+// Threads that begin alike may have taken each other's stream. They change streams if another stream has the same calls so
+// far, and goes on with this call.
 TapeStream *other_stream(TapeStream &own, uint32_t thread, const NodeCall &asked) {
   uint32_t position = next_call(own);
   for (uint32_t i = 0; i < tape().head().streams; ++i) {
     TapeStream &other = tape().stream(i);
-    bool fits = other.position <= position && begin_alike(own, other, position) && answers(other, position, asked);
-    if (&other == &own || !fits) continue;
+    if (&other == &own || other.position > position) continue;
+    if (!begin_alike(own, other, position) || !answers(other, position, asked)) continue;
     own.owner = other.owner;
     own.position = other.position;
     other.owner = thread;
@@ -201,7 +131,7 @@ TapeStream *other_stream(TapeStream &own, uint32_t thread, const NodeCall &asked
   return nullptr;
 }
 
-/** What a person reads about a call that is not there. zelsim prints it. */
+/** The message about a call that the recording does not have. zelsim prints it. */
 class Message {
  public:
   __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
@@ -233,7 +163,7 @@ class Message {
   size_t size_ = 0;
 };
 
-// What a request fills is not what was asked.
+// The text of a call without its answer.
 size_t asked_text(const NodeCall &asked, char *text, size_t size) {
   size_t length = call_text(asked, text, size - 1);
   text[length] = '\0';
@@ -271,7 +201,7 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
   _exit(kNotInRecording);
 }
 
-// Bytes that the driver filled, or changed.
+// Fills the record, or the data of a read, with the bytes that the driver filled or changed.
 void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
   CallBytes given = tape().bytes(recorded.given);
   CallBytes taken = tape().bytes(recorded.taken);
@@ -290,7 +220,7 @@ void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
   }
 }
 
-// A pause of the recording is passed by; one that the recording does not have changes nothing.
+// Skips the pause of the recording. A pause that the recording does not have changes nothing.
 int64_t replay_pause(uint32_t thread) {
   TapeStream *stream = own_stream(thread);
   if (stream != nullptr) {

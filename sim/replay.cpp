@@ -1,3 +1,4 @@
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -96,7 +97,7 @@ class TapeMaker {
   uint64_t bytes_at_;
 };
 
-/** A file that all processes of the program map. It ends with its scope. */
+/** A tape in a file that all processes of the program map. The file is removed at the end of its scope. */
 class TapeFile {
  public:
   explicit TapeFile(const std::vector<uint8_t> &tape)
@@ -124,7 +125,7 @@ class TapeFile {
   uint8_t *mapped_ = nullptr;
 };
 
-// Calls that the program left out are no failure: it may have been ended before.
+// Tells how many calls the program did not make. They are no failure: it may have ended early.
 void tell_rest(const TapeFile &tape, const Threads &threads) {
   size_t left = 0;
   const RecordedCall *first = nullptr;
@@ -142,17 +143,16 @@ void tell_rest(const TapeFile &tape, const Threads &threads) {
 }
 
 int answer_program(const CommandLine &line) {
-  constexpr int kNotInRecording = 125 << 8;  // as wait() gives it
   const Recording recording = read_recording(line.replay);
   const Threads threads = threads_of(recording);
   TapeFile tape(TapeMaker(threads, line.fast).tape());
   preload("libzelrecord.so");
-  put(kReplayVariable, tape.path());
+  set_variable(kReplayVariable, tape.path());
   unsetenv(kRecordVariable);
   int status = run_and_wait(line.words);
   if (tape.head().failed != 0) {
     std::fprintf(stderr, "zelsim: %s", tape.head().message);
-    return kNotInRecording;
+    return W_EXITCODE(kNotInRecording, 0);
   }
   tell_rest(tape, threads);
   return status;
@@ -160,6 +160,7 @@ int answer_program(const CommandLine &line) {
 
 }  // namespace
 
+// Never returns.
 void replay_recording(const CommandLine &line) { end_like(answer_program(line)); }
 
 }  // namespace zelsim::tool

@@ -25,30 +25,23 @@ Layout layout_of(Shape shape) {
     case Shape::Pair:
       return {2, nullptr};
     case Shape::Register:
-      return {8, "address value"};
+      return {2 * sizeof(uint32_t), "address value"};
     case Shape::Transfer:
       return {kTransferSize, "addr offset offset_len len data"};
     case Shape::Rtc:
-      return {48, "mode24 pm sec min hour mday mon year wday"};
+      return {sizeof(ClockRecord), "mode24 pm sec min hour mday mon year wday"};
     case Shape::Temperature:
-      return {4, "temperature"};
+      return {sizeof(float), "temperature"};
     case Shape::Identification:
-      return {3, "id"};
+      return {sizeof kJedecId, "id"};
   }
   return {0, ""};
-}
-
-// The first page is never mapped. Any other wild pointer faults in the caller, where a kernel would answer EFAULT:
-// asking the kernel about every record would cost more than the request.
-bool is_mapped(const void *record) {
-  constexpr uintptr_t kFirstMapped = 4096;
-  return reinterpret_cast<uintptr_t>(record) >= kFirstMapped;
 }
 
 FaultCall fault_call(const RequestEvent &event) {
   FaultCall call = {};
   call.node = event.node;
-  call.call = Call::Request;
+  call.kind = Call::Request;
   call.request = event.number;
   call.has_address = has_address(*event.request);
   if (event.request->shape == Shape::Transfer) {
@@ -131,13 +124,13 @@ int set_or_get_state(Board &board, const Request &request, uint8_t *record) {
   const StateBytes &bytes = request.state;
   uint8_t *value = record;
   size_t size = record_size(request);
-  unsigned index = 0;
+  int index = 0;
   if (request.shape == Shape::Pair) {
-    index = static_cast<unsigned>(record[0] - bytes.first);  // a selector below the first one becomes a large number
+    index = record[0] - bytes.first;
     value = record + 1;
     size = 1;
   }
-  if (index >= bytes.count) return kFail;
+  if (index < 0 || index >= bytes.count) return kFail;
   uint8_t *state = reinterpret_cast<uint8_t *>(&board) + bytes.offset + index;
   if (request.fills) {
     memcpy(value, state, size);

@@ -17,6 +17,22 @@ constexpr size_t kTransferSize = 140;
 enum TransferField : size_t { kLen = 128, kAddress = 129, kOffset = 132, kOffsetLen = 136 };
 constexpr uint8_t kMaxTransfer = 128;
 
+/** The clock record: two bytes of modes, a gap, then the words of a `tm` from its seconds on. */
+struct ClockRecord {
+  uint8_t mode24;
+  uint8_t pm;
+  uint16_t gap;
+  int32_t second;
+  int32_t minute;
+  int32_t hour;
+  int32_t month_day;
+  int32_t month;
+  int32_t year;
+  int32_t weekday;
+  int32_t rest[4];
+};
+static_assert(sizeof(ClockRecord) == sizeof(I2c::rtc_record));
+
 /** The largest record of all. */
 constexpr size_t kMaxRecord = kTransferSize;
 
@@ -28,7 +44,7 @@ constexpr bool kFills = true;
 struct StateBytes {
   size_t offset = 0;       // in Board
   uint8_t first = 0;       // the lowest selector that a pair accepts
-  uint8_t count = 1;       // how many selectors follow each other
+  uint8_t count = 1;       // number of selectors from there on
   uint8_t highest = 0xff;  // the highest value that a set accepts
 };
 
@@ -39,12 +55,13 @@ struct Request {
   Shape shape;
   bool fills;          // kTakes or kFills
   const char *fields;  // names of a byte's or a pair's fields, for the trace
-  int (*handle)(Board &board, const Request &request, uint8_t *record);  // null: the flash's erase
-  StateBytes state = {};                                                 // for set_or_get_state
+  // Answers the request. Null: the flash's erase, which needs the descriptor, too.
+  int (*handle)(Board &board, const Request &request, uint8_t *record);
+  StateBytes state = {};  // for set_or_get_state
 };
 
 inline bool erases(const Request &request) { return request.handle == nullptr; }
-/** True if it is about a chip on the bus, or about a place in the flash. */
+/** True if the request goes to a chip on the bus, or to a place in the flash. */
 inline bool has_address(const Request &request) { return erases(request) || request.shape == Shape::Transfer; }
 
 /** Size of the record in bytes. */
@@ -65,7 +82,7 @@ const Request *request_of(Node node, uint8_t number);
  *  first byte selects. */
 int set_or_get_state(Board &board, const Request &request, uint8_t *record);
 
-/** Rows of such requests, for one byte of the state and for one that the record selects. */
+/** Rows of such requests: for one byte of the state, for a byte that the record selects, for a whole record. */
 constexpr Request sets_byte(uint8_t number, const char *name, const char *field, size_t offset,
                             uint8_t highest = 0xff) {
   return {number, name, Shape::Byte, kTakes, field, set_or_get_state, {offset, 0, 1, highest}};
@@ -78,6 +95,25 @@ constexpr Request sets_pair(uint8_t number, const char *name, const char *fields
 }
 constexpr Request gets_pair(uint8_t number, const char *name, const char *fields, const StateBytes &bytes) {
   return {number, name, Shape::Pair, kFills, fields, set_or_get_state, bytes};
+}
+
+constexpr Request sets_record(uint8_t number, const char *name, Shape shape, size_t offset) {
+  return {number, name, shape, kTakes, "", set_or_get_state, {.offset = offset}};
+}
+constexpr Request gets_record(uint8_t number, const char *name, Shape shape, size_t offset) {
+  return {number, name, shape, kFills, "", set_or_get_state, {.offset = offset}};
+}
+
+/** The ioctl code of a request: the lowest byte is the request's number. */
+constexpr uint32_t kRequestCode = 0x40012400;
+/** True if an ioctl code is the code of a request, whatever the request's number. */
+constexpr bool is_request_code(uint64_t code) { return (static_cast<uint32_t>(code) & ~0xffu) == kRequestCode; }
+
+/** True unless the address is in the first page, which is never mapped. Any other wild pointer faults in the caller,
+ *  where a kernel would answer EFAULT: asking the kernel about every record would cost more than the request. */
+inline bool is_mapped(const void *data) {
+  constexpr uintptr_t kFirstMapped = 4096;
+  return reinterpret_cast<uintptr_t>(data) >= kFirstMapped;
 }
 
 /** Answers request number `number` on an open descriptor; -1 with errno as the kernel would. */

@@ -15,13 +15,13 @@ Fault moves_fewer_bytes(int count) {
   return {.strikes = true, .effect = Effect::Value, .short_count = true, .result = count};
 }
 
-bool is_kind_of_call(const FaultCall &on, Call call) {
-  if (on.call == Call::AnyRequest) return call != Call::Open;
-  return on.call == call;
+bool is_kind_of_call(const FaultCall &target, Call call) {
+  if (target.kind == Call::AnyRequest) return call != Call::Open;
+  return target.kind == call;
 }
 
-bool overlaps(const FaultCall &on, const FaultCall &call) {
-  return call.first_address <= on.last_address && call.last_address >= on.first_address;
+bool overlaps(const FaultCall &target, const FaultCall &call) {
+  return call.first_address <= target.last_address && call.last_address >= target.first_address;
 }
 
 // A number from 0 up to 1, by a linear congruential generator of 64 bits, whose upper bits are good.
@@ -35,7 +35,7 @@ double draw(uint64_t &random) {
 FaultRule use_rule(Board &board, const FaultCall &call) {
   Guard guard(board);
   for (FaultRule &rule : board.rules) {
-    if (rule.effect == Effect::None || !matches(rule.on, call)) continue;
+    if (rule.effect == Effect::None || !matches(rule.target, call)) continue;
     if (rule.skip > 0) {
       --rule.skip;
       return {};
@@ -67,12 +67,12 @@ Fault numbered(Call call, int value) {
 
 }  // namespace
 
-bool matches(const FaultCall &on, const FaultCall &call) {
-  if (on.node != Node::Any && on.node != call.node) return false;
-  if (!is_kind_of_call(on, call.call)) return false;
-  if (on.call == Call::Request && on.request != call.request) return false;
-  if (!on.has_address) return true;
-  return call.has_address && overlaps(on, call);
+bool matches(const FaultCall &target, const FaultCall &call) {
+  if (target.node != Node::Any && target.node != call.node) return false;
+  if (!is_kind_of_call(target, call.kind)) return false;
+  if (target.kind == Call::Request && target.request != call.request) return false;
+  if (!target.has_address) return true;
+  return call.has_address && overlaps(target, call);
 }
 
 static Fault effect_of(const FaultRule &rule, const FaultCall &call) {
@@ -80,9 +80,9 @@ static Fault effect_of(const FaultRule &rule, const FaultCall &call) {
     case Effect::None:
       return {};
     case Effect::Value:
-      return numbered(call.call, static_cast<int>(rule.value));
+      return numbered(call.kind, static_cast<int>(rule.value));
     case Effect::Busy:
-      return busy(call.call);
+      return busy(call.kind);
     case Effect::Closed:
       return kernel_refuses(ENXIO);
     case Effect::Killed:

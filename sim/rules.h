@@ -18,8 +18,8 @@ struct Fault {
 
 /** Finds the first rule for this call and uses it up by one. A rule that kills does not return. */
 Fault take_fault(Board &board, const FaultCall &call);
-/** True if a rule for `on` meets this call. */
-bool matches(const FaultCall &on, const FaultCall &call);
+/** True if a rule for `target` is for this call, too. */
+bool matches(const FaultCall &target, const FaultCall &call);
 /** Adds a rule. Returns it as it stands in the table, with its number; null if the table is full. */
 const FaultRule *add_rule(Board &board, const FaultRule &rule);
 /** Clears the rule with this number, or all for 0. */

@@ -3,17 +3,20 @@
 
 #include "board.h"
 
-// S-35390A. The register is chosen by the command bits of the address: 0 and 1 status, 2 real-time data of seven bytes,
-// 3 its last three, 4 and 5 alarms, 6 correction, 7 free. Every byte leaves the chip least significant bit first.
+// S-35390A. The command bits of the address choose the register: 0 and 1 status, 2 real-time data of seven bytes, 3 the
+// last three of them, 4 and 5 alarms, 6 correction, 7 free. The least significant bit of a byte comes first on the bus.
 
 namespace zelsim {
 namespace {
 
 enum ClockCommand : unsigned { Status1, Status2, RealTime, TimeOnly };
 enum TimeField : unsigned { Year, Month, Day, Weekday, Hour, Minute, Second, kTimeFields };
+static_assert(kTimeFields == kClockTimeBytes);
 
 // In the master's bit order.
-constexpr uint8_t kReset = 0x80, kWritableStatus = 0x70, kPm = 0x02;
+constexpr uint8_t kReset = 0x80;
+constexpr uint8_t kWritableStatus = 0x70;
+constexpr uint8_t kPm = 0x02;
 
 constexpr int64_t kYear2000 = 946684800;    // in seconds since 1970
 constexpr int64_t kCentury = 3155760000;    // in seconds, from 2000 on
@@ -27,7 +30,7 @@ uint8_t reversed(unsigned byte) {
 
 uint8_t encode(int value) { return reversed(static_cast<unsigned>(value / 10 * 16 + value % 10)); }
 
-// Digits that no calendar has are taken as the lowest value, as the chip does.
+// The chip takes digits that no calendar has as the lowest value.
 int decode(uint8_t raw, unsigned mask, int lowest, int highest) {
   unsigned bcd = reversed(raw) & mask;
   unsigned tens = bcd >> 4;
@@ -77,7 +80,8 @@ void write_time(Board &board, const uint8_t *field) {
 
 void write_status(Board &board, uint8_t value) {
   Clock &clock = board.i2c.clock;
-  if (value & kReset) {
+  bool is_reset = (value & kReset) != 0;
+  if (is_reset) {
     clock = {};
     set_clock(board, kYear2000);
   } else {
@@ -85,7 +89,7 @@ void write_status(Board &board, uint8_t value) {
   }
 }
 
-// The fields of the time from `first` on. A longer read begins with them again; a longer write ends with them.
+// Moves the fields of the time from `first` on. A longer read repeats them; of a longer write the rest is ignored.
 void transfer_time(Board &board, Transfer &transfer, TimeField first) {
   size_t count = kTimeFields - first;
   uint8_t fields[kTimeFields];
@@ -116,7 +120,7 @@ void transfer_register(Board &board, Transfer &transfer, unsigned command) {
 
 }  // namespace
 
-// The afternoon's mark stands in both modes.
+// The mark of the afternoon is set in both modes.
 int64_t clock_reading(const uint8_t *fields) {
   tm time = decoded_time(fields, 23);
   bool afternoon = (fields[Hour] & kPm) != 0 && time.tm_hour < 12;

@@ -7,7 +7,7 @@
 #include "captured.h"
 #include "tool.h"
 
-// Scenarios: what happens to a switch, and when. A line is a time in seconds and a command line of zelsim.
+// Scenarios: a file of timed acts. A line is a time in seconds and a command line of zelsim.
 
 namespace zelsim::tool {
 namespace {
@@ -20,91 +20,108 @@ struct TimedAct {
   std::string place;  // file and line, for messages
 };
 
-/** Words as a shell takes them apart: quotes keep blanks. Nothing when a quote does not end. */
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+/** The words of a line, as in a shell: blanks within quotes belong to a word. Nothing if a quote does not end. */
 std::optional<Words> words_of(const std::string &text) {
   Words words;
-  bool within = false;
-  char quote = '\0';
+  constexpr char kNoQuote = '\0';
+  bool within_word = false;
+  char quote = kNoQuote;
   for (char c : text) {
-    bool blank = c == ' ' || c == '\t' || c == '\r';
-    if (quote == '\0' && blank) {
-      within = false;
+    bool quoted = quote != kNoQuote;
+    if (!quoted && is_blank(c)) {
+      within_word = false;
       continue;
     }
-    if (!within) words.emplace_back();
-    within = true;
+    if (!within_word) words.emplace_back();
+    within_word = true;
+    bool begins_quote = !quoted && (c == '\'' || c == '"');
     if (c == quote) {
-      quote = '\0';
-    } else if (quote == '\0' && (c == '\'' || c == '"')) {
+      quote = kNoQuote;
+    } else if (begins_quote) {
       quote = c;
     } else {
       words.back() += c;
     }
   }
-  if (quote != '\0') return std::nullopt;
+  if (quote != kNoQuote) return std::nullopt;
   return words;
 }
 
-/** Microseconds; with + from the act before. */
-int64_t time_of(const std::string &text, int64_t before, const std::string &place) {
-  bool from_before = text.starts_with("+");
-  const char *digits = text.c_str() + (from_before ? 1 : 0);
+/** The time of an act in microseconds. A + before it counts from the previous act. */
+int64_t time_of(const std::string &text, int64_t previous_us, const std::string &place) {
+  bool from_previous = text.starts_with("+");
+  std::string digits = from_previous ? text.substr(1) : text;
   char *end = nullptr;
-  double seconds = std::strtod(digits, &end);
-  bool number = std::isdigit(static_cast<unsigned char>(*digits)) != 0 && *end == '\0' && seconds <= kLongest;
-  if (!number) throw Usage(place + ": '" + text + "' is not a time in seconds, as 2.5 or +0.5");
-  int64_t at = std::llround(seconds * 1e6) + (from_before ? before : 0);
-  if (at < before) throw Usage(place + ": the time " + text + " is before that of the act before");
-  return at;
+  double seconds = std::strtod(digits.c_str(), &end);
+  bool begins_with_digit = std::isdigit(static_cast<unsigned char>(digits[0])) != 0;
+  bool is_number = begins_with_digit && *end == '\0' && seconds <= kLongest;
+  if (!is_number) throw Usage(place + ": '" + text + "' is not a time in seconds, as 2.5 or +0.5");
+  int64_t at_us = std::llround(seconds * 1e6);
+  if (from_previous) at_us += previous_us;
+  if (at_us < previous_us) throw Usage(place + ": the time " + text + " is before that of the act before");
+  return at_us;
 }
 
-/** Does the act, or only looks whether it could be one. */
-void perform(const TimedAct &act, Perform how) {
+/** Does the act, or only checks it. Throws with its place if it fails. */
+void do_act(const TimedAct &act, Perform how) {
   Captured printed(stdout);
   Captured output(out);
   Captured errors(stderr);
   int status = execute(act.words, how);
   std::string why = errors.text();
   std::erase(why, '\n');
-  if (why.starts_with("zelsim: ")) why.erase(0, 8);
+  constexpr std::string_view kPrefix = "zelsim: ";
+  if (why.starts_with(kPrefix)) why.erase(0, kPrefix.size());
   if (status == 0) return;
   if (how == Perform::Check) throw Usage(act.place + ": " + why);
   throw Failure(act.place + ": " + why);
+}
+
+/** The command of a line, without the name of the program before it. */
+Words command_in(Words words, const std::string &place) {
+  if (!words.empty() && words.front() == kProgram) words.erase(words.begin());
+  if (words.empty()) throw Usage(place + ": a time without a command");
+  const std::string &command = words.front();
+  if (takes_the_process(command) || command == "play") throw Usage(place + ": '" + command + "' is no act");
+  return words;
 }
 
 std::vector<TimedAct> read_scenario(const std::string &file) {
   constexpr size_t kMost = 16 << 20;
   std::vector<uint8_t> bytes = read_file(file, kMost);
   std::vector<TimedAct> acts;
-  int64_t at = 0;
+  int64_t previous_us = 0;
   unsigned number = 0;
   for (const std::string &line : split(std::string(bytes.begin(), bytes.end()), '\n')) {
-    std::string place = "FILE: " + file + ", line " + std::to_string(++number);
-    auto words = words_of(line);
+    ++number;
+    std::string place = "FILE: " + file + ", line " + std::to_string(number);
+    std::optional<Words> words = words_of(line);
     if (!words) throw Usage(place + ": a quote has no end");
     if (words->empty() || words->front().starts_with("#")) continue;
-    at = time_of(words->front(), at, place);
+    int64_t at_us = time_of(words->front(), previous_us, place);
     words->erase(words->begin());
-    if (!words->empty() && words->front() == "zelsim") words->erase(words->begin());
-    if (words->empty()) throw Usage(place + ": a time without a command");
-    for (const char *becomes : {"run", "record", "serve", "batch", "play"})
-      if (words->front() == becomes) throw Usage(place + ": '" + becomes + "' is no act");
-    acts.push_back({at, *words, place});
-    perform(acts.back(), Perform::Check);
+    acts.push_back({at_us, command_in(*words, place), place});
+    do_act(acts.back(), Perform::Check);
+    previous_us = at_us;
   }
   return acts;
 }
 
-/** Until the board's time; as long as the board is there, and nobody interrupts. */
-void wait_until(Board &board, int64_t then, bool fast) {
-  constexpr int64_t kLook = 2000;  // programs that count their pauses let the board's time jump
-  for (int64_t left = then - now_us(board); left > 0; left = then - now_us(board)) {
+/** Waits until the board's time is `end_us`. Throws if the board is deleted, or somebody interrupts. */
+void wait_until(Board &board, int64_t end_us, bool fast) {
+  constexpr int64_t kLookUs = 2000;  // a program that counts its pauses makes the board's time jump
+  for (;;) {
+    int64_t left_us = end_us - now_us(board);
+    if (left_us <= 0) return;
     if (interrupted()) throw Failure("interrupted");
     if (board.magic != kMagic) throw Failure("the board was deleted");
-    if (fast)
-      __atomic_add_fetch(&board.paused_us, static_cast<uint64_t>(left), __ATOMIC_RELAXED);
-    else
-      usleep(static_cast<useconds_t>(std::min(left, kLook)));
+    if (fast) {
+      __atomic_add_fetch(&board.paused_us, static_cast<uint64_t>(left_us), __ATOMIC_RELAXED);
+    } else {
+      usleep(static_cast<useconds_t>(std::min(left_us, kLookUs)));
+    }
   }
 }
 
@@ -117,10 +134,10 @@ void play(const CommandLine &line) {
   int64_t start = now_us(*attached->board);
   for (TimedAct &act : acts) {
     wait_until(*attached->board, wrapping_sum(start, act.at_us), line.fast);
-    // The board of this scenario, unless the line names another.
-    bool named = std::ranges::find(act.words, "--board") != act.words.end();
-    if (!named && !line.board.empty()) act.words.insert(act.words.end(), {"--board", line.board});
-    perform(act, Perform::Do);
+    // An act is on the scenario's board unless its line names another one.
+    bool names_board = std::ranges::find(act.words, "--board") != act.words.end();
+    if (!names_board && !line.board.empty()) act.words.insert(act.words.end(), {"--board", line.board});
+    do_act(act, Perform::Do);
   }
 }
 

@@ -45,7 +45,7 @@ void unplug(Cage &cage) {
 int module_memory(Board &board, Transfer &transfer) {
   const Cage *cage = selected_module(board);
   if (cage == nullptr || transfer.write) return kFail;
-  unsigned first = transfer.offset_len > 0 ? transfer.offset : 0;
+  unsigned first = transfer.first();
   for (unsigned i = 0; i < transfer.len; ++i) transfer.data[i] = cage->page[(first + i) % sizeof cage->page];
   return 0;
 }

@@ -1,5 +1,4 @@
 #include <cstring>
-#include <ctime>
 
 #include "diagnostics_page.h"
 #include "documents.h"
@@ -21,15 +20,16 @@ Json panel_of(const Board &board) {
 
 Json slots_of(const Board &board) {
   Json rows = Json::array();
-  for (unsigned slot = 0; slot < kSlots; ++slot)
+  for (unsigned slot = 0; slot < kSlots; ++slot) {
     rows.push_back({{"slot", slot + 1}, {"board", board_type(board, slot)}, {"alive", board.i2c.slot_alive[slot]}});
+  }
   return rows;
 }
 
 Json supplies_of(const Board &board) {
   Json rows = Json::array();
   for (unsigned i = 0; i < kSupplies; ++i) {
-    std::string type = name_of("none|ac|dc", static_cast<unsigned>(board.supply[i]));
+    std::string type = name_of(kSupplyTypes, static_cast<unsigned>(board.supply[i]));
     rows.push_back({{"supply", i + 1}, {"type", type}, {"good", board.supply_good[i] != 0}});
   }
   return rows;
@@ -89,7 +89,7 @@ Json cages_of(const Board &board) {
   return rows;
 }
 
-// The other ends of the copper modules' cables.
+// What the other ends of the copper modules' cables offer.
 Json links_of(const Board &board) {
   Json rows = Json::array();
   for (unsigned port = 0; port < kPorts; ++port) {
@@ -164,7 +164,7 @@ Json document_of(const Board &board, const std::filesystem::path &folder) {
           {"registers", registers_of(board)},
           {"serial_gpio", chain_of(board)},
           {"links", links_of(board)},
-          {"diagnostics", diagnostics_of(board)},
+          {"diagnostics", diagnostics_rows(board)},
           {"faults", faults_of(board)},
           {"settle_ms", board.settle_ms},
           {"paused_us", board.paused_us}};

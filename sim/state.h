@@ -25,15 +25,15 @@ constexpr unsigned kSupplies = 2;
 constexpr uint32_t kFlashSize = 0x2000000;
 constexpr uint32_t kSectorSize = 0x10000;
 constexpr uint32_t kSectors = kFlashSize / kSectorSize;
-constexpr uint32_t kPageSize = 256;  // of one program operation
+constexpr uint32_t kPageSize = 256;  // bytes that one program operation writes at most
 
 // The serial-GPIO chain.
 constexpr unsigned kChainGroups = 32;
 constexpr unsigned kChainBits = 8;
 
-constexpr unsigned kMaxRules = 32;
-constexpr unsigned kRegisters = 256;
-constexpr uint32_t kWatchedBytes = 0x10000;
+constexpr unsigned kMaxRules = 32;           // faults that can stand at a time
+constexpr unsigned kRegisters = 256;         // registers whose values are kept
+constexpr uint32_t kWatchedBytes = 0x10000;  // room for the records of the trace
 constexpr uint8_t kNoCage = 0xff;
 
 // DebugCmd is no node, but fails like one.
@@ -158,15 +158,15 @@ struct Flash {
   uint64_t bytes_not_erased;  // programmed while not 0xFF
 };
 
-// The last two are those of a program: debugCmd.
+// Hangs and Nonsense are for debugCmd only.
 enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed, Hangs, Nonsense };
 enum class Call : uint8_t { AnyRequest, Request, Open, Read, Write, Seek };
 
-/** A call that asks for a fault before it takes effect: a request, a read, write or seek, an open. In a rule: the calls
- *  that the rule meets. */
+/** A call that a fault can strike: a request, a read, write or seek, an open. In a rule it describes all calls that the
+ *  rule is for. */
 struct FaultCall {
   Node node;
-  Call call;
+  Call kind;
   uint8_t request;
   uint8_t has_address;
   uint32_t first_address;
@@ -175,15 +175,15 @@ struct FaultCall {
 
 struct FaultRule {
   Effect effect;  // None: the row is free
-  FaultCall on;
+  FaultCall target;
   uint32_t value;
   uint32_t skip;
   uint32_t count;  // 0: until healed
   uint32_t hits;
-  uint32_t number;     // of no other rule of this board, before or after
-  double probability;  // of a strike at a call; 0: at each
-  uint32_t seed;       // as it was given
-  uint64_t random;     // state of the generator that draws
+  uint32_t number;     // unique on this board; a number is never used again
+  double probability;  // that a call is struck; 0: every call is
+  uint32_t seed;       // as the user gave it
+  uint64_t random;     // state of the random number generator
 };
 
 /** A process that has changed something through a driver. */
@@ -201,8 +201,8 @@ struct Act {
 };
 constexpr unsigned kActs = 32;
 
-/** A call as the trace hands it to those who watch. The bytes of the request's record, before and after, or else a text
- *  follow. */
+/** A call as the trace hands it to those who watch. Behind it stand the bytes of the request's record before the call
+ *  and after it; or, for a call that is no request, a text. */
 struct TraceRecord {
   uint16_t size;  // with what follows
   Node node;      // None: a text follows
@@ -218,19 +218,20 @@ struct TraceRecord {
   char program[20];
 };
 
-constexpr int32_t kNoTraceResult = INT32_MIN;  // of a call that has none to tell
+constexpr int32_t kNoTraceResult = INT32_MIN;  // the call has no result
 constexpr unsigned kNodeKinds = 4;
 constexpr unsigned kFlashUsers = 8;
 
 /** For those who watch the board from outside. Counts wrap. */
 struct Watch {
-  uint32_t changes;                   // of the board so far
-  uint32_t awaited;                   // somebody sleeps on the count until it grows
-  uint32_t reflashed;                 // how often the flash got other contents as a whole
-  uint32_t requests;                  // that programs have made
-  ChangedBy changed_by[kNodeKinds];   // last, by node
-  uint32_t flash_users[kFlashUsers];  // processes within a write or an erase, which let go of the lock; 0: none
-  char loading[65];                   // the saved state that is being loaded; empty: none
+  uint32_t changes;                  // number of changes of the board
+  uint32_t awaited;                  // not 0: somebody sleeps until `changes` grows
+  uint32_t reflashed;                // how often the whole flash was replaced
+  uint32_t requests;                 // number of calls that programs have made
+  ChangedBy changed_by[kNodeKinds];  // who made the last change, by node
+  // Processes in a long write or an erase. They release the lock between two pieces of it. 0: a free place.
+  uint32_t flash_users[kFlashUsers];
+  char loading[65];  // name of the saved state that is being loaded; empty: none
   uint32_t acts_done;
   Act acts[kActs];
   // The trace. A reader sets `wanted`; records are written while `written` is less.

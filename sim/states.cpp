@@ -11,14 +11,15 @@
 #include <fstream>
 #include <set>
 
+#include "image_file.h"
 #include "nodes.h"
 #include "rules.h"
 #include "system_calls.h"
 #include "tool.h"
 
-// States that are saved under names: copies of the board's state and flash, in a folder of the board. A state is copied
-// while no program is in a request, and never by half: it is saved aside and renamed; and one whose loading was cut off is
-// loaded once more by whoever opens the board next.
+// Saved states: copies of the board's state and flash, under names, in a folder of the board. A state is copied while no
+// program is in a request. It is never half: a new one is made aside and renamed; if a loading is interrupted, whoever
+// opens the board next loads the state again.
 
 namespace zelsim::tool {
 namespace {
@@ -35,26 +36,26 @@ int open_file(const std::string &path, int flags) {
   return fd;
 }
 
-/** Holds the board while no program is in a request; refuses to wait long for one. */
+/** The time on the clock of pthread_mutex_timedlock, some time from now. */
+timespec time_after(long nanoseconds) {
+  constexpr long kSecondNs = 1000000000;
+  timespec end = {};
+  clock_gettime(CLOCK_REALTIME, &end);
+  end.tv_nsec += nanoseconds;
+  end.tv_sec += end.tv_nsec / kSecondNs;
+  end.tv_nsec %= kSecondNs;
+  return end;
+}
+
+bool lives(uint32_t process) { return kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM; }
+
+/** Holds the board while no program is in a request. Fails if a request takes long. */
 class Quiet {
  public:
   explicit Quiet(Board &board) : board_(board) {
-    constexpr long kPatienceNs = 20000000;
-    timespec end = {};
-    clock_gettime(CLOCK_REALTIME, &end);
-    end.tv_nsec += kPatienceNs;
-    end.tv_sec += end.tv_nsec / 1000000000;
-    end.tv_nsec %= 1000000000;
-    int locked = pthread_mutex_timedlock(&board_.mutex, &end);
-    if (locked == EOWNERDEAD) {
-      count_rules(board_);
-      pthread_mutex_consistent(&board_.mutex);
-    } else if (locked != 0) {
-      throw Failure("STATE: a program is in a request: try again when it is done");
-    }
+    lock();
     for (uint32_t user : board_.watch.flash_users) {
-      bool lives = user != 0 && (kill(static_cast<pid_t>(user), 0) == 0 || errno == EPERM);
-      if (!lives) continue;
+      if (user == 0 || !lives(user)) continue;
       pthread_mutex_unlock(&board_.mutex);
       throw Failure("STATE: process " + std::to_string(user) + " is in a request: try again when it is done");
     }
@@ -67,19 +68,31 @@ class Quiet {
   Quiet &operator=(const Quiet &) = delete;
 
  private:
+  void lock() {
+    constexpr long kPatienceNs = 20000000;
+    timespec end = time_after(kPatienceNs);
+    int locked = pthread_mutex_timedlock(&board_.mutex, &end);
+    if (locked == EOWNERDEAD) {
+      count_rules(board_);
+      pthread_mutex_consistent(&board_.mutex);
+    } else if (locked != 0) {
+      throw Failure("STATE: a program is in a request: try again when it is done");
+    }
+  }
+
   Board &board_;
 };
 
-/** Calls `with` for each piece of a file that is no hole: where it begins and how long it is. */
-template <typename With>
-void each_piece(int fd, With with) {
+/** Calls `work` with the place and size of each piece of a file that is no hole. */
+template <typename Work>
+void for_each_piece(int fd, Work work) {
   off_t at = 0;
   for (;;) {
     off_t begin = lseek(fd, at, SEEK_DATA);
     if (begin < 0) return;
     off_t end = lseek(fd, begin, SEEK_HOLE);
     if (end < 0) end = kFlashSize;
-    with(begin, end - begin);
+    work(begin, end - begin);
     at = end;
   }
 }
@@ -102,34 +115,36 @@ void copy_piece(int from, int to, off_t at, off_t size) {
   }
 }
 
-// Room is taken before anything changes: a full disk leaves the old contents.
-void take_room(int from, int to) {
-  each_piece(from, [&](off_t at, off_t size) {
-    if (fallocate(to, FALLOC_FL_KEEP_SIZE, at, size) != 0 && errno != EOPNOTSUPP) fail_with("copy the flash image");
-  });
+void check_copy(bool done) {
+  if (!done) fail_with("copy the flash image");
 }
 
-void make_hole(int fd, off_t at, off_t size) {
-  if (size <= 0 || fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, at, size) == 0) return;
-  std::vector<uint8_t> erased(static_cast<size_t>(size));
-  if (pwrite(fd, erased.data(), erased.size(), at) != size) fail_with("copy the flash image");
+// Before anything changes: a full disk leaves the old contents.
+void take_room_for(int from, int to) {
+  for_each_piece(from, [&](off_t at, off_t size) { check_copy(take_room(to, at, size)); });
 }
 
 /** Makes the image at `to` equal to the one at `from`. Where the file system can, they share their blocks. */
 void copy_image(int from, int to) {
   if (ioctl(to, FICLONE, from) == 0) return;
-  take_room(from, to);
+  take_room_for(from, to);
   off_t done = 0;
-  each_piece(from, [&](off_t at, off_t size) {
-    make_hole(to, done, at - done);
+  for_each_piece(from, [&](off_t at, off_t size) {
+    check_copy(make_hole(to, done, at - done));
     copy_piece(from, to, at, size);
     done = at + size;
   });
-  make_hole(to, done, off_t{kFlashSize} - done);
+  check_copy(make_hole(to, done, off_t{kFlashSize} - done));
 }
 
-/** What of a board is saved: all but what belongs to the processes that are on it. */
-constexpr size_t kSavedFrom = offsetof(Board, gpio), kSavedSize = offsetof(Board, watch) - kSavedFrom;
+/** Copies the part of a board that is saved: everything but what belongs to the processes that are on the board. */
+void copy_saved_part(const Board &from, Board &to) {
+  constexpr size_t kBegin = offsetof(Board, gpio);
+  constexpr size_t kEnd = offsetof(Board, watch);
+  const auto *source = reinterpret_cast<const uint8_t *>(&from);
+  auto *target = reinterpret_cast<uint8_t *>(&to);
+  std::memcpy(target + kBegin, source + kBegin, kEnd - kBegin);
+}
 
 std::unique_ptr<Board> read_state(const fs::path &folder) {
   auto saved = std::make_unique<Board>();
@@ -145,42 +160,75 @@ void write_state(const Board &board, const std::string &file) {
   saved->magic = kMagic;
   saved->version = kVersion;
   saved->size = sizeof(Board);
-  std::memcpy(reinterpret_cast<uint8_t *>(saved.get()) + kSavedFrom,
-              reinterpret_cast<const uint8_t *>(&board) + kSavedFrom, kSavedSize);
+  copy_saved_part(board, *saved);
   std::ofstream state(file, std::ios::binary);
   state.write(reinterpret_cast<const char *>(saved.get()), sizeof(Board)).flush();
   if (!state) fail_with("write " + file);
 }
 
-/** Puts a fresh folder into the place of one that may be there. */
+/** Renames a fresh folder. If another one has the name already, the two exchange their names. */
 void put_in_place(const std::string &fresh, const fs::path &place) {
-  if (!fs::exists(place)) return fs::rename(fresh, place);
-  if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, place.c_str(), RENAME_EXCHANGE) != 0) {
-    fs::remove_all(place);
+  if (!fs::exists(place)) {
     fs::rename(fresh, place);
+    return;
   }
+  bool exchanged = renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, place.c_str(), RENAME_EXCHANGE) == 0;
+  if (exchanged) return;
+  fs::remove_all(place);
+  fs::rename(fresh, place);
 }
 
+/** Loads a state into a board, whose lock is held. */
 void apply(const fs::path &folder, Board &board, const std::string &name) {
   fs::path place = states_of(folder) / name;
   std::unique_ptr<Board> saved = read_state(place);
-  sys::File from(open_file(place.native() + kFlashFile, O_RDONLY)), to(open_file(folder.native() + kFlashFile, O_RDWR));
-  take_room(from.get(), to.get());
+  sys::File from(open_file(place.native() + kFlashFile, O_RDONLY));
+  sys::File to(open_file(folder.native() + kFlashFile, O_RDWR));
+  take_room_for(from.get(), to.get());
   std::memset(board.watch.loading, 0, sizeof board.watch.loading);
   std::memcpy(board.watch.loading, name.data(), name.size());
   copy_image(from.get(), to.get());
-  uint32_t last_rule = std::max(board.last_rule, saved->last_rule);
-  std::memcpy(reinterpret_cast<uint8_t *>(&board) + kSavedFrom,
-              reinterpret_cast<const uint8_t *>(saved.get()) + kSavedFrom, kSavedSize);
+  uint32_t last_rule = std::max(board.last_rule, saved->last_rule);  // numbers are never used again
+  copy_saved_part(*saved, board);
   board.last_rule = last_rule;
   ++board.watch.reflashed;
   board.watch.loading[0] = '\0';
 }
 
+/** A new folder for a state; it is removed at the end of its scope unless it has been renamed. */
+class FreshState {
+ public:
+  explicit FreshState(const fs::path &folder) : path_(states_of(folder) / ".new-XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) fail_with("make " + path_);
+  }
+  ~FreshState() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  FreshState(const FreshState &) = delete;
+  FreshState &operator=(const FreshState &) = delete;
+
+  const std::string &path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
 void check_state(const fs::path &folder, const std::string &name) {
   check_name(name, "STATE");
   if (!fs::exists(states_of(folder) / name))
     throw Failure("STATE: no state '" + name + "' has been saved (zelsim states lists them)");
+}
+
+// Null for a folder that is no saved state.
+Json state_row(const fs::path &place) {
+  constexpr blkcnt_t kBlockSize = 512;  // of st_blocks
+  std::string name = place.filename();
+  struct stat state = {};
+  if (name[0] == '.' || stat((place.native() + kStateFile).c_str(), &state) != 0) return {};
+  struct stat image = {};
+  stat((place.native() + kFlashFile).c_str(), &image);
+  return {{"state", name}, {"saved", time_text(state.st_mtime)}, {"flash_on_disk", image.st_blocks * kBlockSize}};
 }
 
 }  // namespace
@@ -189,21 +237,16 @@ void save_state(const CommandLine &line) {
   check_name(line.words[0], "STATE");
   auto [folder, attached] = attach_board(line.board);
   fs::create_directories(states_of(folder));
-  std::string fresh = states_of(folder) / ".new-XXXXXX";
-  if (mkdtemp(fresh.data()) == nullptr) fail_with("make " + fresh);
-  std::shared_ptr<void> removed_in_the_end(nullptr, [&](void *) {
-    std::error_code ignored;
-    fs::remove_all(fresh, ignored);
-  });
+  FreshState fresh(folder);
   sys::File from(open_file(folder.native() + kFlashFile, O_RDONLY));
-  sys::File to(open_file(fresh + kFlashFile, O_RDWR | O_CREAT));
+  sys::File to(open_file(fresh.path() + kFlashFile, O_RDWR | O_CREAT));
   if (ftruncate(to.get(), kFlashSize) != 0) fail_with("write the flash image");
   {
     Quiet quiet(*attached->board);
     copy_image(from.get(), to.get());
-    write_state(*attached->board, fresh + kStateFile);
+    write_state(*attached->board, fresh.path() + kStateFile);
   }
-  put_in_place(fresh, states_of(folder) / line.words[0]);
+  put_in_place(fresh.path(), states_of(folder) / line.words[0]);
 }
 
 void load_state(const CommandLine &line) {
@@ -233,15 +276,8 @@ Json states_document(const CommandLine &line) {
   std::error_code none;
   fs::directory_iterator entries(states_of(folder), none);
   for (const fs::path &place : std::set<fs::path>(entries, {})) {
-    std::string name = place.filename();
-    struct stat state = {};
-    if (name[0] == '.' || stat((place.native() + kStateFile).c_str(), &state) != 0) continue;
-    tm parts = {};
-    char saved[32];
-    std::strftime(saved, sizeof saved, "%Y-%m-%dT%H:%M:%S", gmtime_r(&state.st_mtime, &parts));
-    struct stat image = {};
-    stat((place.native() + kFlashFile).c_str(), &image);
-    states.push_back({{"state", name}, {"saved", saved}, {"flash_on_disk", image.st_blocks * 512}});
+    Json row = state_row(place);
+    if (!row.is_null()) states.push_back(row);
   }
   return {{"states", states}};
 }

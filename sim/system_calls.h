@@ -12,8 +12,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// System calls made without the libc functions that the preload layer replaces, so that the models never come back to
-// it. None of them is a cancellation point: a thread cannot end with the board's lock held.
+// System calls without libc's functions. The preload layer replaces those, and the models must not come back to it. None of
+// these is a cancellation point: a thread cannot end while it holds the board's lock.
 
 namespace zelsim::sys {
 
@@ -21,19 +21,31 @@ inline int open(const char *path, int flags, mode_t mode = 0) {
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 inline int close(int fd) { return static_cast<int>(syscall(SYS_close, fd)); }
-/** A number from `lowest` on, which ends with an exec. */
+/** Duplicates a descriptor to a number from `lowest` on, which is closed by an exec. */
 inline int duplicate(int fd, int lowest) { return static_cast<int>(syscall(SYS_fcntl, fd, F_DUPFD_CLOEXEC, lowest)); }
 inline ssize_t read(int fd, void *data, size_t size) { return syscall(SYS_read, fd, data, size); }
 inline ssize_t write(int fd, const void *data, size_t size) { return syscall(SYS_write, fd, data, size); }
-// 32-bit ARM takes an offset of 64 bits in an even pair of registers, low half first; ours fit the low half.
-constexpr bool kPairs = sizeof(long) == 4;
+
+// 32-bit ARM takes an offset of 64 bits in an even pair of registers: an unused register stands before it, and the low
+// half comes first. Our offsets have an upper half of 0.
+constexpr bool kOffsetsArePairs = sizeof(long) == 4;
+
 inline ssize_t pread(int fd, void *data, size_t size, off_t at) {
-  return kPairs ? syscall(SYS_pread64, fd, data, size, 0, at, 0) : syscall(SYS_pread64, fd, data, size, at);
+  constexpr int kUnused = 0;
+  constexpr int kUpperHalf = 0;
+  if (kOffsetsArePairs) return syscall(SYS_pread64, fd, data, size, kUnused, at, kUpperHalf);
+  return syscall(SYS_pread64, fd, data, size, at);
 }
+
 inline ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
-  return kPairs ? syscall(SYS_pwrite64, fd, data, size, 0, at, 0) : syscall(SYS_pwrite64, fd, data, size, at);
+  constexpr int kUnused = 0;
+  constexpr int kUpperHalf = 0;
+  if (kOffsetsArePairs) return syscall(SYS_pwrite64, fd, data, size, kUnused, at, kUpperHalf);
+  return syscall(SYS_pwrite64, fd, data, size, at);
 }
+
 inline off_t lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
+
 inline void futex_wait(uint32_t *word, uint32_t value, const timespec &at_most) {
   syscall(SYS_futex, word, FUTEX_WAIT, value, &at_most);
 }

@@ -4,13 +4,14 @@
 
 #include "recorder.h"
 
-// A recording as the replay maps it: made by zelsim, shared by all processes of the program. The calls of a thread are a
-// stream, in their order.
+// A recording as the replay maps it. zelsim makes it; all processes of the program share it. A stream is the calls of one
+// thread, in their order.
 
 namespace zelsim {
 
 constexpr uint64_t kTapeMagic = 0x455041544d49535aULL;  // "ZSIMTAPE"
 constexpr uint32_t kNoOwner = 0;
+constexpr int kNotInRecording = 125;  // exit status of a program that makes a call which the recording does not have
 
 /** Bytes of the tape, from its beginning. */
 struct TapePiece {
@@ -35,7 +36,7 @@ struct TapeCall {
 };
 
 struct TapeStream {
-  uint32_t first;  // of the calls
+  uint32_t first;  // number of its first call in the table of calls
   uint32_t count;
   uint32_t position;  // calls made so far
   uint32_t owner;     // the thread that makes them
@@ -48,8 +49,8 @@ struct TapeHead {
   uint32_t calls;
   TapePiece stream_table;
   TapePiece call_table;
-  uint32_t fast;    // pauses are not slept
-  uint32_t failed;  // the first call that the recording does not have
+  uint32_t fast;    // 1: pauses are not slept
+  uint32_t failed;  // 1: a call was not in the recording; `message` says which
   char message[8192];
 };
 

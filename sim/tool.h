@@ -23,11 +23,11 @@ using Usage = CLI::ValidationError;
 using Words = std::vector<std::string>;
 using Values = std::vector<uint32_t>;
 
-/** What the command line says. */
+/** A command line, after it was parsed. */
 struct CommandLine {
   std::string board;
   Words words = {};    // arguments that are no options
-  Values values = {};  // what they stand for
+  Values values = {};  // the numbers that they mean
   std::string slots = {};
   std::string result = {};
   std::string count = "0";
@@ -45,7 +45,7 @@ struct CommandLine {
   std::string from = {};    // a report
   std::string format = {};
   std::optional<std::string> svg = {};
-  std::optional<std::string> trace = {};  // an empty one goes to standard error
+  std::optional<std::string> trace = {};  // a file; empty: standard error
   bool json = false;
   bool flash = false;
   bool list = false;
@@ -59,6 +59,7 @@ struct CommandLine {
   const std::string &name() const { return words.empty() ? board : words[0]; }
 };
 
+/** The type of a command's function. It declares the functions here. */
 using Command = void(const CommandLine &line);
 
 // states.cpp
@@ -86,25 +87,30 @@ Command draw_panel;
 Command batch;
 // scenario.cpp
 Command play;
-// launch.cpp: becomes another program, on a board that is made when missing. Comes back only as an exception.
+// launch.cpp, serve.cpp: zelsim becomes another program, on a board that is made if it is missing. They never return.
 Command run;
 Command serve;
-// record.cpp, replay.cpp: end as the program ends
+// record.cpp, replay.cpp: they end zelsim as the program ended, and never return.
 Command record_program;
 Command replay_recording;
 // verify.cpp
 Command verify_model;
 // export.cpp
 Command export_recording;
-// twin.cpp: makes a board like the one of a report
+// twin.cpp
 Command create_twin;
 
 enum class Perform : uint8_t { Do, Check };
-/** Does what a command line says, given as its words behind the program's name, or only checks that it is one.
- *  @return the exit status; what went wrong stands on stderr */
+/** Does a command line, or only checks it.
+ *  @param words  the words behind the program's name
+ *  @return the exit status; a line on stderr says what went wrong */
 int execute(const Words &words, Perform how = Perform::Do);
+/** True for the name of a command that does not return to its caller, or reads the caller's input. */
+inline bool takes_the_process(const std::string &command) {
+  return command == "run" || command == "record" || command == "serve" || command == "batch";
+}
 
-/** What the commands that show something print. */
+/** The type of a function that gathers what a command prints. It declares the functions here. */
 using Document = Json(const CommandLine &line);
 Document boards_document;
 Document board_document;
@@ -128,16 +134,16 @@ void show(const CommandLine &line) {
 /** A command on the command line. */
 struct CommandRow {
   const char *name;
-  const char *arguments;  // NAME or NAME=WORD|WORD, separated by blanks; behind a ? one may be missing
+  const char *arguments;  // NAME or NAME=WORD|WORD, separated by blanks; a ? before one that may be missing
   const char *what;
   Command *run;                   // null: a group of commands
   const char *example = nullptr;  // null: made of the arguments
   bool shows = false;             // prints data, which can be JSON
-  const char *alias = nullptr;    // another accepted name; of a command in a group its last word
+  const char *alias = nullptr;    // another accepted name; in a group: another last word
   bool undo = true;               // other commands can undo it
 };
 
-/** What a person or the world does to a switch. */
+/** The commands that do what a person or the world does to a switch. */
 std::span<const CommandRow> world_commands();
 /** The row with this name or alias; null if there is none. */
 const CommandRow *world_command(const std::string &name);

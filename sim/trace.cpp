@@ -72,6 +72,9 @@ void write_to(const char *where, const char *text, size_t size) {
 
 class TraceLine {
  public:
+  /** @param error  errno as the call left it */
+  explicit TraceLine(int error) : error_(error) {}
+
   void add_list(const char *format, va_list arguments) {
     constexpr size_t kMost = sizeof text_ - 2;  // the newline and the end of the text follow
     int written = vsnprintf(text_ + size_, sizeof text_ - size_, format, arguments);
@@ -88,7 +91,8 @@ class TraceLine {
 
   void write(const char *file, long result) {
     size_ += result_text(result, error_, text_ + size_, sizeof text_ - 1 - size_);
-    text_[size_++] = '\n';
+    text_[size_] = '\n';
+    ++size_;
     if (is_on(kTraceTimesVariable)) {
       write_stamped(file);
     } else {
@@ -110,7 +114,7 @@ class TraceLine {
   }
 
  private:
-  // With the time of the call's end, and the number of its process.
+  // Begins the line with the time of the call's end and the number of its process.
   void write_stamped(const char *file) const {
     constexpr size_t kStampSize = 40;
     char stamped[kStampSize + sizeof text_];
@@ -124,11 +128,16 @@ class TraceLine {
 
   char text_[1024];
   size_t size_ = 0;
-  const int error_ = errno;  // the caller's
+  const int error_;
 };
 
-void send(TraceLine &line, const Readers &readers, const TracedAccess &access, long result) {
+// Formats a line for all readers. errno stays.
+void send(const TracedAccess &access, long result, const char *format, va_list arguments) {
+  Readers readers;
+  if (readers.none()) return;
   int error = errno;
+  TraceLine line(error);
+  line.add_list(format, arguments);
   if (readers.watched != nullptr) line.show(*readers.watched, access, result);
   if (readers.file[0] != '\0') line.write(readers.file, result);
   errno = error;
@@ -138,7 +147,7 @@ void add_bytes(TraceLine &line, const uint8_t *data, size_t size) {
   for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
 }
 
-// Values of one or four bytes that follow each other, by the names of `fields`.
+// Adds values of one or four bytes that follow each other. `fields` are their names, separated by blanks.
 void add_named(TraceLine &line, const char *fields, const uint8_t *values, size_t width, const char *format) {
   const char *name = fields;
   while (*name != '\0') {
@@ -154,10 +163,16 @@ void add_named(TraceLine &line, const char *fields, const uint8_t *values, size_
   }
 }
 
-// The first two fields are bytes; the others are words behind a gap.
-void add_rtc(TraceLine &line, const char *fields, const uint8_t *record) {
-  line.add("mode24=%u pm=%u ", record[0], record[1]);
-  add_named(line, fields + strlen("mode24 pm "), record + 4, 4, "%u");
+// The trace shows the words of a clock record without a sign.
+unsigned word(int32_t value) { return static_cast<unsigned>(value); }
+
+void add_rtc(TraceLine &line, const uint8_t *bytes) {
+  ClockRecord record;
+  memcpy(&record, bytes, sizeof record);
+  line.add("mode24=%u pm=%u ", record.mode24, record.pm);
+  line.add("sec=%u min=%u hour=%u ", word(record.second), word(record.minute), word(record.hour));
+  line.add("mday=%u mon=%u year=%u ", word(record.month_day), word(record.month), word(record.year));
+  line.add("wday=%u", word(record.weekday));
 }
 
 void add_temperature(TraceLine &line, const uint8_t *record) {
@@ -178,7 +193,7 @@ void add_record(TraceLine &line, const Request &request, const uint8_t *record) 
       add_named(line, fields, record, 4, "0x%08x");
       break;
     case Shape::Rtc:
-      add_rtc(line, fields, record);
+      add_rtc(line, record);
       break;
     case Shape::Temperature:
       add_temperature(line, record);
@@ -229,7 +244,7 @@ void add_event(TraceLine &line, const RequestEvent &event) {
   }
 }
 
-// What the record says is told by those who read it: the program is not held up by that.
+// The readers format the record, so that the program does not wait for it.
 void show_request(Board &board, const RequestEvent &event) {
   TraceRecord record = {};
   record.node = event.node;
@@ -250,8 +265,7 @@ void trace_request(const RequestEvent &event) {
   int error = errno;
   if (readers.watched != nullptr) show_request(*readers.watched, event);
   if (readers.file[0] != '\0') {
-    errno = error;
-    TraceLine line;
+    TraceLine line(error);
     add_event(line, event);
     line.write(readers.file, event.result);
   }
@@ -259,7 +273,7 @@ void trace_request(const RequestEvent &event) {
 }
 
 size_t request_line(const RequestEvent &event, char *text, size_t size) {
-  TraceLine line;
+  TraceLine line(event.error);
   add_event(line, event);
   return line.copy(text, size);
 }
@@ -275,17 +289,18 @@ int64_t trace_clock() { return Readers().watched != nullptr ? host_time_us() : 0
 void count_request(Board &board) { __atomic_add_fetch(&board.watch.requests, 1, __ATOMIC_RELAXED); }
 
 void sign_change(Board &board, Node node) {
-  ChangedBy &by = board.watch.changed_by[static_cast<unsigned>(node)];
-  by.process = static_cast<uint32_t>(getpid());
-  strncpy(by.program, program_invocation_short_name, sizeof by.program - 1);
+  ChangedBy &changer = board.watch.changed_by[static_cast<unsigned>(node)];
+  changer.process = static_cast<uint32_t>(getpid());
+  strncpy(changer.program, program_invocation_short_name, sizeof changer.program - 1);
 }
 
 size_t result_text(long result, int error, char *text, size_t size) {
+  constexpr long kHighestDecimal = 9;
   int written = 0;
   if (result == kNoResult) return 0;
   if (result < 0) {
     written = snprintf(text, size, " = -1 %s", strerrorname_np(error));
-  } else if (result > 9) {
+  } else if (result > kHighestDecimal) {
     written = snprintf(text, size, " = 0x%lx", result);
   } else {
     written = snprintf(text, size, " = %ld", result);
@@ -295,25 +310,17 @@ size_t result_text(long result, int error, char *text, size_t size) {
 }
 
 void trace(long result, const char *format, ...) {
-  Readers readers;
-  if (readers.none()) return;
-  TraceLine line;
   va_list arguments;
   va_start(arguments, format);
-  line.add_list(format, arguments);
+  send({0, 0}, result, format, arguments);
   va_end(arguments);
-  send(line, readers, {0, 0}, result);
 }
 
 void trace(const TracedAccess &access, long result, const char *format, ...) {
-  Readers readers;
-  if (readers.none()) return;
-  TraceLine line;
   va_list arguments;
   va_start(arguments, format);
-  line.add_list(format, arguments);
+  send(access, result, format, arguments);
   va_end(arguments);
-  send(line, readers, access, result);
 }
 
 }  // namespace zelsim

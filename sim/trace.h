@@ -4,7 +4,7 @@
 
 #include "request.h"
 
-// Lines that tell what programs ask the nodes for. They go into the file that ZELSIM_TRACE names, and to those who
+// Lines about the calls that programs make on the nodes. They go into the file that ZELSIM_TRACE names, and to those who
 // watch the board. Nothing is written when nobody reads it.
 
 namespace zelsim {
@@ -37,21 +37,21 @@ void count_request(Board &board);
 /** Keeps that this process has changed something; under the board's lock. */
 void sign_change(Board &board, Node node);
 
-/** The result of a line that has none to tell. */
+/** The result of a line that has none. */
 constexpr long kNoResult = std::numeric_limits<long>::min();
 
-/** What stands behind a line: the result, or -1 and errno's name. Returns its length. */
+/** The end of a line: the result, or -1 and errno's name. Returns its length. */
 size_t result_text(long result, int error, char *text, size_t size);
 
-/** Writes one line. Behind it stands the result, or -1 and errno's name. errno stays. */
+/** Writes one line, which ends with the result, or with -1 and errno's name. errno stays. */
 __attribute__((format(printf, 2, 3))) void trace(long result, const char *format, ...);
 
-/** When an access to the flash began, and what struck it. */
+/** An access to the flash: when it began, and the number of the fault that struck it. */
 struct TracedAccess {
   int64_t began_us = trace_clock();
   uint32_t fault = 0;
 };
-/** The same for such an access. */
+/** The same for an access to the flash. */
 __attribute__((format(printf, 3, 4))) void trace(const TracedAccess &access, long result, const char *format, ...);
 
 }  // namespace zelsim

@@ -240,7 +240,7 @@ class Twin {
     for (const Json &row : at({"modules"})) {
       auto port = number_of(member(row, {"port"}), kPorts - 1);
       if (!port || !has_cage(board_, *port)) continue;
-      std::optional<ModulePage> page = page_in(member(row, {"a0"}));
+      std::optional<MemoryPage> page = page_in(member(row, {"a0"}));
       if (page) {
         build_module(*port, row, *page);
       } else {
@@ -249,19 +249,19 @@ class Twin {
     }
   }
 
-  std::optional<ModulePage> page_in(const Json &name) const {
+  std::optional<MemoryPage> page_in(const Json &name) const {
     const std::vector<uint8_t> *bytes = file(name);
-    ModulePage page = {};
+    MemoryPage page = {};
     if (bytes == nullptr || bytes->size() != page.size()) return {};
     std::copy(bytes->begin(), bytes->end(), page.begin());
     return page;
   }
 
-  void build_module(unsigned port, const Json &row, const ModulePage &page) {
+  void build_module(unsigned port, const Json &row, const MemoryPage &page) {
     const ::ModulePage first_half = std::span(page).first<kPageLength>();
     std::string name = printable(part_number_of(first_half));
     const Json &a2 = member(row, {"a2"});
-    Diagnostics diagnostics = diagnostics_of(page, page_in(a2));
+    Diagnostics diagnostics = diagnostics_for_cage(page, page_in(a2));
     plug(board_, port, name.empty() ? "module" : name.c_str(), page.data(), phy_kind(row, first_half), diagnostics);
     board_.gpio.selected_cage = static_cast<uint8_t>(port);  // where the report has left it
     ++modules_;
@@ -317,8 +317,8 @@ class Twin {
   }
 
   static bool is_expander(uint8_t address) {
-    bool wide = address >= kFirstWide && address <= kMainWideAddress;
-    bool narrow = address >= kFirstNarrow && address <= kLastNarrow;
+    bool wide = address >= kFirstWideAddress && address <= kMainWideAddress;
+    bool narrow = address >= kFirstNarrowAddress && address <= kLastNarrowAddress;
     return (wide || narrow) && address % 2 == 0;
   }
 
@@ -446,9 +446,6 @@ class Twin {
     for (const Json &row : at({"not_read"})) note(text_of(member(row, {"what"})), text_of(member(row, {"why"})));
     for (const char *what : kUntold) note(what, "no driver tells of it");
   }
-
-  static constexpr uint8_t kMainWideAddress = kFirstWide + 2 * kMainWide;
-  static constexpr uint8_t kLastNarrow = kFirstNarrow + 2 * (kNarrowExpanders - 1);
 
   const Json &report_;
   const ArchivedFiles &files_;

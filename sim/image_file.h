@@ -1,0 +1,18 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+// The file of a flash image, as the commands change it.
+
+namespace zelsim::tool {
+
+/** Takes room on the disk, so that a full disk is found before anything changes. Returns false with errno. A file system
+ *  that cannot take room before a write succeeds here. */
+bool take_room(int fd, off_t at, off_t size);
+
+/** Makes a stretch of the file zeros: a hole where the file system can. Returns false with errno. */
+bool make_hole(int fd, off_t at, off_t size);
+
+}  // namespace zelsim::tool

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace zelsim::tool {
+
+/** Page A0h; with diagnostics page A2h follows. */
+constexpr size_t kTwoPages = 512;
+
+/** The bytes of a hexadecimal dump of a module's pages, as diagnostic tools print it. Throws Usage. */
+std::string parse_module_dump(const std::string &dump);
+
+}  // namespace zelsim::tool
