@@ -8,8 +8,8 @@ namespace zel {
 /// 0 for a port with a cage, else FW_ABSENT or FW_NOT_SFP.
 uint32_t check_cage(uint32_t port);
 
-/// The same where the driver gets a part of the port's number: whether the port exists depends on `port`, whether it
-/// has a cage on `part`.
+/// The same for calls whose driver gets only a part of the port's number. `port` decides whether the port exists, `part`
+/// decides whether it has a cage.
 uint32_t check_cage(uint32_t port, uint32_t part);
 
 }  // namespace zel

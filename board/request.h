@@ -37,7 +37,7 @@ class Descriptor {
   int fd_;
 };
 
-/// A driver's node, opened with O_RDWR or as said.
+/// A driver's node, opened with O_RDWR or with the given flags.
 int open_node(Node node, int flags = O_RDWR);
 
 /// Sends a request to its open node. The code is _IOW('$', number, uint8_t): its size field is 1 for every record.
@@ -45,13 +45,13 @@ inline uint32_t send(const Descriptor &node, Request what, void *record) {
   return static_cast<uint32_t>(ioctl(node.get(), 0x40012400UL | static_cast<uint8_t>(what), record));
 }
 
-/// What came of a request.
+/// Whether a request was made, and its result.
 struct Answer {
   bool made;        // false: the node did not open, and the driver saw nothing
   uint32_t result;  // the driver's; FW_FAIL for a request that was not made
 
-  /// The end of a function with an out-parameter. It is written whatever the result, but not if the request was not
-  /// made.
+  /// The end of a function with an out-parameter. If the request was made, the parameter is written, even if the result
+  /// is a failure. If the request was not made, the parameter is not written.
   template <typename Value>
   uint32_t hand_out(Value *out, Value value) const {
     if (made) *out = value;

@@ -15,7 +15,7 @@ constexpr useconds_t kCheckPause = 10;
 constexpr uint32_t kCheckCrc = 0;
 constexpr uint32_t kCheckVariable = 1;
 
-/// Counts the failures of an update, of whatever step. The tenth ends it.
+/// Counts the failures of all steps of an update. The tenth failure ends the update.
 class Failures {
  public:
   /// True when this failure ends the update.

@@ -26,7 +26,7 @@ uint32_t write_chip(uint8_t address, uint8_t len, const uint8_t *bytes) {
 
 uint8_t encode(int32_t field) { return time_to_s35390A(static_cast<uint8_t>(field)); }
 
-/// Adds without overflow whatever the caller's record holds.
+/// Adds without overflow, even if the caller's record holds extreme values.
 void adjust(int32_t &field, uint32_t by) { field = static_cast<int32_t>(static_cast<uint32_t>(field) + by); }
 
 rtc_record decode(const uint8_t (&raw)[7], uint8_t status) {

@@ -44,7 +44,7 @@ std::optional<uint32_t> prepare_access(uint32_t port, const Manners &manners) {
   return std::nullopt;
 }
 
-/// Reads a register. The transfer takes two, of which the first is the one asked for.
+/// Reads a register. The transfer reads two registers; the first one is the wanted one.
 uint32_t read_phy(uint32_t reg, uint16_t *value) {
   uint8_t bytes[4] = {};
   const uint32_t result = i2c_offset_read(kCopperPhy, reg, sizeof bytes, bytes);

@@ -54,7 +54,7 @@ void say(uint8_t verbose, const char *line) {
   if (verbose != 0) puts(line);
 }
 
-/// Result 0 for a Marvell PHY, else the result that ends the call and the line that names the failed test.
+/// Result 0 for a Marvell PHY. Otherwise the result ends the call, and the line names the failed test.
 struct PhyCheck {
   uint32_t result;
   const char *line;

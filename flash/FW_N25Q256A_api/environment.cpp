@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Never more than the callers' buffers hold, whatever the map says.
+/// Never more than the callers' buffers hold, even if the map says more.
 uint32_t region_length() {
   const uint32_t length = flash_def[FW_FLASH_ENVIRONMENT_LENGTH];
   return length < zel::kRegionSize ? length : zel::kRegionSize;

@@ -7,7 +7,7 @@
 namespace zel {
 namespace {
 
-/// The sectors that the blob covers, at most those of the region.
+/// How many sectors the blob covers, but not more than the region has.
 uint32_t erase_count(uint32_t length) {
   const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
   uint32_t needed = sectors_in(length);
