@@ -20,7 +20,8 @@ class Error(Exception):
 
     def __init__(self, function: str, status: int):
         super().__init__(function, status)
-        self.function, self.status = function, status
+        self.function = function
+        self.status = status
 
     def __str__(self) -> str:
         return f"{self.function}: {self.__doc__} (0x{self.status:X})"
@@ -47,8 +48,8 @@ class Failed(Error):
 
 
 def checked(kinds: Dict[int, Type[Error]], function: str, result: int, good: range = range(1)) -> int:
-    """The result when it is a good one; otherwise raises what it stands for."""
-    _libc.fflush(None)  # what the function has printed stands before what Python prints next
+    """The result if it is a good one; otherwise raises the exception for it."""
+    _libc.fflush(None)  # so that the function's prints come before Python's next ones
     if result in good:
         return result
     raise kinds.get(result, Failed)(function, result)
@@ -58,7 +59,9 @@ class Record(ctypes.Structure):
     """A C record that can be printed and compared, and has no other attributes than its fields."""
 
     def __repr__(self) -> str:
-        return f"{type(self).__name__}({', '.join(f'{row[0]}={shown(getattr(self, row[0]))}' for row in self._fields_)})"
+        names = [row[0] for row in self._fields_]
+        fields = [f"{name}={shown(getattr(self, name))}" for name in names]
+        return f"{type(self).__name__}({', '.join(fields)})"
 
     def __eq__(self, other: object) -> bool:
         return type(other) is type(self) and bytes(other) == bytes(self)  # type: ignore[call-overload]
@@ -77,24 +80,30 @@ def shown(value: Any) -> str:
 
 
 class ClockRecord(Record):
-    """What rtc_record can beside its fields."""
+    """The methods of rtc_record."""
 
     def to_datetime(self) -> datetime:
-        """The time that the record holds, as the chip has it, without a time zone. A record without a time, as the
-        driver's is before FW_PollRtc, is a ValueError."""
+        """The time that the record holds: the chip's time, without a time zone. Raises ValueError for a record without a
+        time, as the driver has it before FW_PollRtc."""
         tm = self.tm
         afternoon = not self.mode24 and self.pm
+        hour = tm.tm_hour + 12 if afternoon else tm.tm_hour
         try:
-            return datetime(tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour + 12 * bool(afternoon), tm.tm_min, tm.tm_sec)
+            return datetime(tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, hour, tm.tm_min, tm.tm_sec)
         except ValueError as error:
             raise ValueError(f"the record holds no time: {error}: {self!r}") from None
 
     def set_datetime(self, when: datetime) -> None:
-        """Fills the record as FW_SetRtc takes it."""
-        self.mode24, self.pm = 1, 0
-        for field, value in zip(("sec", "min", "hour", "mday", "mon", "year", "wday"), (
-                when.second, when.minute, when.hour, when.day, when.month - 1, when.year - 1900, when.isoweekday() % 7)):
-            setattr(self.tm, "tm_" + field, value)
+        """Fills the record for FW_SetRtc."""
+        self.mode24 = 1
+        self.pm = 0
+        self.tm.tm_sec = when.second
+        self.tm.tm_min = when.minute
+        self.tm.tm_hour = when.hour
+        self.tm.tm_mday = when.day
+        self.tm.tm_mon = when.month - 1
+        self.tm.tm_year = when.year - 1900
+        self.tm.tm_wday = when.isoweekday() % 7
 
 
 Named = TypeVar("Named", bound=enum.IntEnum)
@@ -145,32 +154,41 @@ def text(name: str, value: Optional[Text]) -> Optional[bytes]:
 
 
 def buffer(name: str, value: Optional[Buffer], size: Optional[int] = None) -> "Optional[ctypes.Array[ctypes.c_uint8]]":
-    """A copy of the bytes for C; with `size` exactly so many."""
+    """A copy of the bytes for C. With `size` their number must be exactly that."""
     if value is None:
         return None
     given = bytes(memoryview(value))
-    if size not in (None, len(given)):
+    if size is not None and size != len(given):
         raise ValueError(f"{name}: {len(given)} bytes instead of {size}")
     return (ctypes.c_uint8 * len(given)).from_buffer_copy(given)
 
 
 def taken(data: "ctypes._Pointer[ctypes.c_uint8]", size: int) -> bytes:
-    """The bytes of a buffer that the library has allocated, which is released."""
+    """The bytes of a buffer that the library has allocated. Releases the buffer."""
     try:
         return ctypes.string_at(data, size)
     finally:
         _libc.free(ctypes.cast(data, ctypes.c_void_p))
 
 
+def opened(file: File) -> int:
+    """A new descriptor of the file."""
+    if isinstance(file, (str, os.PathLike)):
+        return os.open(file, os.O_RDONLY)
+    if isinstance(file, int):
+        return os.dup(file)
+    return os.dup(file.fileno())
+
+
 @contextmanager
 def descriptor(file: File) -> Iterator[int]:
     """A descriptor for C to read and to close: never the caller's own."""
-    own = os.open(file, os.O_RDONLY) if isinstance(file, (str, os.PathLike)) else os.dup(
-        file if isinstance(file, int) else file.fileno())
+    own = opened(file)
     about = os.fstat(own)
     try:
         yield own
     finally:
-        with suppress(OSError):  # the copies have closed it, unless the chip was refused
+        # The library's copies close it, unless they refuse the chip. Its number may then belong to another file.
+        with suppress(OSError):
             if os.path.samestat(os.fstat(own), about):
                 os.close(own)

@@ -1,5 +1,4 @@
-"""A process that answers: one line of JSON asks it, one line is its answer. Threads take turns, and no answer is waited
-for without an end."""
+"""A process that answers: one line of JSON asks it, one line is its answer. Threads take turns. No call waits for ever."""
 import json
 import os
 import selectors
@@ -13,7 +12,7 @@ TIMEOUT = 60.0  # seconds
 
 
 class Closed(RuntimeError):
-    """The other end is there no more: it was closed, or given up after a call without an answer."""
+    """There is no other end any more: it was closed, or given up after a call without an answer."""
 
 
 class Timeout(TimeoutError):
@@ -21,26 +20,32 @@ class Timeout(TimeoutError):
 
 
 class Channel:
-    """`end` ends the process when it is given up; `what` names the channel in messages."""
+    """`what` names the channel in messages. `end` is called to end the process."""
 
     def __init__(self, process: "subprocess.Popen[Any]", what: str, end: Callable[[], object], timeout: float = TIMEOUT):
-        self.process, self.what, self.timeout, self._end = process, what, timeout, end
+        self.process = process
+        self.what = what
+        self.timeout = timeout
         self.ended: Optional[str] = None  # why nobody can be asked any more
-        self._lock, self._busy_with, self._rest = threading.RLock(), "", b""
-        self._deadline = 0.0
-        self._input, self._output = cast(IO[bytes], process.stdin), cast(IO[bytes], process.stdout)
+        self._end = end
+        self._lock = threading.RLock()
+        self._busy_with = ""  # the name of the present call
+        self._deadline = 0.0  # of the present call
+        self._rest = b""  # read, but behind the last answer
+        self._input = cast(IO[bytes], process.stdin)
+        self._output = cast(IO[bytes], process.stdout)
         os.set_blocking(self._input.fileno(), False)
 
     @contextmanager
     def turn(self, call: str, timeout: Optional[float] = None) -> Iterator[None]:
-        """The time in which this thread alone asks, for the call of this name; what it asks then has to be answered
-        within the timeout, waiting for other threads included."""
+        """In this `with` block only this thread asks. `call` names its call in messages. The timeout is for the whole
+        block, and for the wait until other threads have ended their calls."""
         allowed = self.timeout if timeout is None else timeout
         deadline = time.monotonic() + allowed
         if not self._lock.acquire(timeout=max(0, allowed)):
             raise Timeout(f"{call}: not made, {self._busy_with} of another thread has not ended within {allowed:g} s")
+        before = self._busy_with, self._deadline
         try:
-            before = self._busy_with, self._deadline
             self._busy_with, self._deadline = call, deadline
             if self.ended:
                 raise Closed(f"{call}: {self.ended}")
@@ -48,7 +53,7 @@ class Channel:
         except TimeoutError as late:
             if isinstance(late, Timeout):
                 raise
-            # An answer that comes later would be taken for that of another call.
+            # If the answer comes later, the next call would take it for its own.
             self.close(f"the {self.what} was given up: {call} had no answer within {allowed:g} s")
             raise Timeout(f"{call}: no answer within {allowed:g} s") from None
         finally:
@@ -56,7 +61,7 @@ class Channel:
             self._lock.release()
 
     def ask(self, question: Dict[str, Any]) -> Any:
-        """The answer, in one's turn."""
+        """The answer to a question. Call it within turn()."""
         try:
             self._send(json.dumps(question).encode() + b"\n")
             return json.loads(self._receive())
@@ -90,7 +95,7 @@ class Channel:
         return line
 
     def close(self, why: str) -> None:
-        """From now on a call is refused, for this reason. Does not wait for a call of another thread."""
+        """Ends the process. From now on calls are refused for this reason. Does not wait for a call of another thread."""
         if self.ended is None:
             self.ended = why
         self._end()

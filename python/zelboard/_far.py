@@ -25,7 +25,7 @@ class FarError(RuntimeError):
 
 
 def content_of(descriptor: int) -> bytes:
-    """What is left to read of a file, whose position stays."""
+    """What is left to read of a file. Its position does not change, if it has one."""
     with open(os.dup(descriptor), "rb", buffering=0) as file:
         if not file.seekable():
             return file.read()
@@ -37,7 +37,7 @@ def content_of(descriptor: int) -> bytes:
 
 
 def advance(descriptor: int, read: int) -> None:
-    """The far end has read so many bytes of the file."""
+    """Moves the position of a file by the bytes that the far end has read of it."""
     with open(os.dup(descriptor), "rb", buffering=0) as file:
         if file.seekable():
             file.seek(read, os.SEEK_CUR)
@@ -67,7 +67,7 @@ def question_of(value: Any) -> Any:
 
 
 def keep_answer(value: Any, answer: Any) -> None:
-    """What the function has written, put where the caller looks for it."""
+    """Puts what the function has written where the caller looks for it."""
     target = pointed_to(value)
     if is_pointer(target):
         target.far = answer
@@ -75,11 +75,12 @@ def keep_answer(value: Any, answer: Any) -> None:
         advance(target, answer)
     elif answer is not None:
         content = bytes.fromhex(answer)
-        ctypes.memmove(target if isinstance(target, ctypes.Array) else ctypes.byref(target), content, len(content))
+        place: Any = target if isinstance(target, ctypes.Array) else ctypes.byref(target)
+        ctypes.memmove(place, content, len(content))
 
 
 class FarLibrary:
-    """Has the names of zelboard.fw.raw: the functions are the far end's, records and constants those of here."""
+    """Has the names of zelboard.fw.raw. Functions are called at the far end; records and constants are the ones here."""
 
     def __init__(self, channel: Channel):
         self._channel = channel
@@ -111,7 +112,7 @@ class FarLibrary:
         return call
 
     def taken(self, data: Any, size: int) -> bytes:
-        """The bytes of a buffer that the library has allocated there, which is released there."""
+        """The bytes of a buffer that the library has allocated at the far end. Releases the buffer."""
         return bytes.fromhex(self._ask(take=data.far, size=size)["bytes"])
 
     def variable(self, name: str) -> Any:
@@ -119,7 +120,8 @@ class FarLibrary:
         if isinstance(known, ctypes.c_void_p):
             pointer: Optional[int] = self._ask(get=name, pointer=True)["pointer"]
             return pointer or None
-        value = type(known).from_buffer_copy(bytes.fromhex(self._ask(get=name, size=ctypes.sizeof(known))["bytes"]))
+        answer = self._ask(get=name, size=ctypes.sizeof(known))
+        value = type(known).from_buffer_copy(bytes.fromhex(answer["bytes"]))
         return list(value) if name in raw.TABLES else value.value
 
     def set_variable(self, name: str, value: Any) -> None:

@@ -1,6 +1,6 @@
-"""The switch with the classes that an open network operating system's platform suites ask: Chassis has power supplies,
-thermal sensors, SFP cages, LEDs, modules, components and a watchdog. What this hardware cannot tell is None, or is
-refused by False, as such suites expect it."""
+"""The switch with the classes that the platform tests of an open network operating system use: Chassis has power supplies,
+thermal sensors, SFP cages, LEDs, modules, components and a watchdog. If this hardware cannot tell a value, it is None. If
+it cannot do something, the method returns False. Such tests expect that."""
 import math
 from typing import TYPE_CHECKING, Any, Dict, List, Optional
 
@@ -17,7 +17,9 @@ class Device:
     """What each device of a chassis has."""
 
     def __init__(self, calls: "Calls", name: str, position: int = -1):
-        self._fw, self._name, self._position = calls, name, position
+        self._fw = calls
+        self._name = name
+        self._position = position
 
     def get_name(self) -> str:
         return self._name
@@ -49,7 +51,8 @@ class Led(Device):
 
     def __init__(self, calls: "Calls", name: str, read: Any, write: Any):
         super().__init__(calls, name)
-        self._read, self._write = read, write
+        self._read = read
+        self._write = write
 
     def get_status_led(self) -> str:
         return {0: "off", 1: "on", 2: "blink"}.get(self._read(), "unknown")
@@ -124,8 +127,8 @@ class Thermal(Device):
         return False
 
 
-def text_of(page: bytes, start: int, size: int) -> str:
-    return page[start:start + size].decode("ascii", "replace").strip()
+def text_of(page: bytes, field: slice) -> str:
+    return page[field].decode("ascii", "replace").strip()
 
 
 def milliwatts_to_dbm(milliwatts: float) -> float:
@@ -133,7 +136,35 @@ def milliwatts_to_dbm(milliwatts: float) -> float:
 
 
 CONNECTORS = {0x01: "SC", 0x07: "LC", 0x0B: "Optical Pigtail", 0x21: "Copper pigtail", 0x22: "RJ45"}
-DIAGNOSTICS = 0xA2  # SFF-8472 page A2h
+DIAGNOSTICS = 0xA2  # 8-bit address of SFF-8472 page A2h
+PAGE_SIZE = 128  # the defined half of a page
+TRANSFER_SIZE = 64
+
+# Page A0h.
+IDENTIFIER = 0
+CONNECTOR = 2
+NOMINAL_RATE = 12
+COPPER_LENGTH = 18
+VENDOR_NAME = slice(20, 36)
+VENDOR_OUI = slice(37, 40)
+PART_NUMBER = slice(40, 56)
+REVISION = slice(56, 60)
+SERIAL_NUMBER = slice(68, 84)
+DATE_CODE = slice(84, 92)
+MONITORING_TYPE = 92
+IMPLEMENTED = 0x40  # in the monitoring type: there is a page A2h
+SFP_IDENTIFIER = 3
+
+# Page A2h: words, high byte first.
+TEMPERATURE = 96  # signed
+VOLTAGE = 98
+BIAS = 100
+TX_POWER = 102
+RX_POWER = 104
+
+
+def word_at(page: bytes, place: int, signed: bool = False) -> int:
+    return int.from_bytes(page[place:place + 2], "big", signed=signed)
 
 
 class Sfp(Device):
@@ -151,12 +182,15 @@ class Sfp(Device):
 
     def _page(self, address: int, size: int) -> bytes:
         self._fw.FW_SfpSel(self.port)
-        pieces = [self._fw.FW_I2C_BufRead(address, at, 1, min(64, size - at)) for at in range(0, size, 64)]
-        return b"".join(pieces)
+        page = b""
+        while len(page) < size:
+            length = min(TRANSFER_SIZE, size - len(page))
+            page += self._fw.FW_I2C_BufRead(address, len(page), 1, length)
+        return page
 
     def _identification(self) -> Optional[bytes]:
         try:
-            return self._page(fw.FW_SFP_MEMORY, 128) if self.get_presence() else None
+            return self._page(fw.FW_SFP_MEMORY, PAGE_SIZE) if self.get_presence() else None
         except fw.Error:
             return None
 
@@ -164,11 +198,22 @@ class Sfp(Device):
         page = self._identification()
         if page is None:
             return None
-        return {"type": "SFP/SFP+/SFP28" if page[0] == 3 else "Unknown", "type_abbrv_name": "SFP" if page[0] == 3 else "Unknown",
-                "connector": CONNECTORS.get(page[2], f"Unknown (0x{page[2]:02x})"), "nominal_bit_rate": page[12] * 100,
-                "manufacturer": text_of(page, 20, 16), "vendor_oui": page[37:40].hex("-"), "model": text_of(page, 40, 16),
-                "hardware_rev": text_of(page, 56, 4), "vendor_rev": text_of(page, 56, 4), "serial": text_of(page, 68, 16),
-                "vendor_date": text_of(page, 84, 8), "cable_length": page[18], "dom_capability": bool(page[92] & 0x40)}
+        is_sfp = page[IDENTIFIER] == SFP_IDENTIFIER
+        connector = page[CONNECTOR]
+        return {
+            "type": "SFP/SFP+/SFP28" if is_sfp else "Unknown",
+            "type_abbrv_name": "SFP" if is_sfp else "Unknown",
+            "connector": CONNECTORS.get(connector, f"Unknown (0x{connector:02x})"),
+            "nominal_bit_rate": page[NOMINAL_RATE] * 100,
+            "manufacturer": text_of(page, VENDOR_NAME),
+            "vendor_oui": page[VENDOR_OUI].hex("-"),
+            "model": text_of(page, PART_NUMBER),
+            "hardware_rev": text_of(page, REVISION),
+            "vendor_rev": text_of(page, REVISION),
+            "serial": text_of(page, SERIAL_NUMBER),
+            "vendor_date": text_of(page, DATE_CODE),
+            "cable_length": page[COPPER_LENGTH],
+            "dom_capability": bool(page[MONITORING_TYPE] & IMPLEMENTED)}
 
     def get_model(self) -> Optional[str]:
         info = self.get_transceiver_info()
@@ -179,23 +224,31 @@ class Sfp(Device):
         return info["serial"] if info else None
 
     def get_transceiver_bulk_status(self) -> Dict[str, Any]:
-        """The names are those of four lanes, of which an SFP has the first."""
+        """The suites' names are for modules with several lanes. An SFP has lane 1 only."""
         status: Dict[str, Any] = {"presence": self.get_presence(), "rx_los": None, "tx_fault": None, "tx_disable": None}
         status.update(temperature=None, voltage=None, tx1bias=None, tx1power=None, rx1power=None)
         if not status["presence"]:
             return status
         status.update(rx_los=self.get_rx_los()[0], tx_fault=self.get_tx_fault()[0], tx_disable=self.get_tx_disable()[0])
-        page = self._identification()
-        if page is None or not page[92] & 0x40:
+        page = self._diagnostics()
+        if page is None:
             return status
-        try:
-            values = self._page(DIAGNOSTICS, 128)[96:106]
-        except fw.Error:
-            return status
-        words = [int.from_bytes(values[at:at + 2], "big", signed=at == 0) for at in range(0, 10, 2)]
-        status.update(temperature=words[0] / 256, voltage=words[1] / 10000, tx1bias=words[2] * 0.002,
-                      tx1power=milliwatts_to_dbm(words[3] / 10000), rx1power=milliwatts_to_dbm(words[4] / 10000))
+        status["temperature"] = word_at(page, TEMPERATURE, signed=True) / 256
+        status["voltage"] = word_at(page, VOLTAGE) / 10000
+        status["tx1bias"] = word_at(page, BIAS) * 0.002
+        status["tx1power"] = milliwatts_to_dbm(word_at(page, TX_POWER) / 10000)
+        status["rx1power"] = milliwatts_to_dbm(word_at(page, RX_POWER) / 10000)
         return status
+
+    def _diagnostics(self) -> Optional[bytes]:
+        """Page A2h; None if the module has none, or if it cannot be read."""
+        page = self._identification()
+        if page is None or not page[MONITORING_TYPE] & IMPLEMENTED:
+            return None
+        try:
+            return self._page(DIAGNOSTICS, PAGE_SIZE)
+        except fw.Error:
+            return None
 
     def get_transceiver_dom_real_value(self) -> Optional[Dict[str, Any]]:
         status = self.get_transceiver_bulk_status()
@@ -264,8 +317,15 @@ class Module(Device):
         return True
 
 
+def watchdog_is_enabled(calls: Any) -> bool:
+    """The library has no call for it; the SoC register tells."""
+    register = 0x20300
+    enabled = 0x100
+    return bool((calls.FW_GetSpecialRegister(register) or 0) & enabled)
+
+
 class Watchdog:
-    """The hardware watchdog, whose time is the board's own: arm() cannot choose it."""
+    """The hardware watchdog. Its time is fixed: arm() cannot set it."""
 
     def __init__(self, calls: "Calls"):
         self._fw = calls
@@ -278,12 +338,12 @@ class Watchdog:
         return seconds
 
     def disarm(self) -> bool:
-        """The hardware has no way back; it is kept from toggling."""
+        """The hardware cannot disable it. The driver stops toggling it."""
         self._fw.FW_Wdt_Toggle_Stop()
         return not self.is_armed()
 
     def is_armed(self) -> bool:
-        return bool((self._fw.FW_GetSpecialRegister(0x20300) or 0) & 0x100)
+        return watchdog_is_enabled(self._fw)
 
     def get_remaining_time(self) -> int:
         return -1
@@ -293,7 +353,8 @@ class Component:
     """A firmware image in the flash."""
 
     def __init__(self, calls: "Calls", number: int):
-        self._fw, self._number = calls, number
+        self._fw = calls
+        self._number = number
 
     def get_name(self) -> str:
         return f"Image {self._number}"
@@ -302,9 +363,12 @@ class Component:
         return f"Firmware image {self._number} in the serial flash"
 
     def get_firmware_version(self) -> str:
-        """The name in the image's legacy header, where it has one."""
+        """The name in the image's legacy header; "unknown" without such a header."""
         header = self._fw.FW_ReadFlash(self._fw.FW_SpiFlash_GetMapAddr(self._number), 64)
-        return header[32:].split(b"\0")[0].decode("ascii", "replace") if header[:4] == b"\x27\x05\x19\x56" else "unknown"
+        if header[:4] != b"\x27\x05\x19\x56":
+            return "unknown"
+        name = header[32:].split(b"\0")[0]
+        return name.decode("ascii", "replace")
 
     def install_firmware(self, image_path: str) -> bool:
         with open(image_path, "rb") as image:
@@ -319,14 +383,14 @@ class Component:
 
 
 class Chassis(Device):
-    """Of a session, `with board.session() as fw: Chassis(fw)`, or of the switch that this program runs on."""
+    """The switch of a session, `with board.session() as fw: Chassis(fw)`; by default the switch that runs this program."""
 
     def __init__(self, calls: Any = fw):
         super().__init__(calls, "zelboard")
-        self._psus = [Psu(calls, supply) for supply in (1, 2)]
+        self._psus = [Psu(calls, supply) for supply in range(fw.FW_SUPPLY_FIRST, fw.FW_SUPPLY_LAST + 1)]
         self._thermals = [Thermal(calls)]
         self._sfps = [Sfp(calls, port) for port in PORTS]
-        self._modules = [Module(calls, slot) for slot in (1, 2, 3)]
+        self._modules = [Module(calls, slot) for slot in range(fw.FW_SLOT_FIRST, fw.FW_SLOT_LAST + 1)]
         self._components = [Component(calls, number) for number in (1, 2)]
         self._watchdog = Watchdog(calls)
         self._status = Led(calls, "system", calls.FW_GetSystemLed, calls.FW_SetSystemLed)

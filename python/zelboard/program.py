@@ -24,18 +24,20 @@ class RunTimeout(subprocess.TimeoutExpired):
         text = super().__str__()
         for name, content in ("stdout", self.stdout), ("stderr", self.stderr):
             if content:
-                text += f"\n{name} so far:\n{content if isinstance(content, str) else repr(content)}"
+                printed = content if isinstance(content, str) else repr(content)
+                text += f"\n{name} so far:\n{printed}"
         return text
 
 
 def signal_group(leader: int, number: int) -> None:
-    """To a program and what it started. The leader must not have been waited for: its number stays its own until then."""
+    """Sends a signal to a program and what it started. The leader must not have been waited for: until then no other
+    process gets its number."""
     with suppress(ProcessLookupError, PermissionError):
         os.killpg(leader, number)
 
 
 def ended_within(process: int, seconds: float) -> bool:
-    """Whether a child has ended; it is not waited for, so that its number is still its own."""
+    """Whether a child has ended. It is not reaped, so that no other process gets its number."""
     end = time.monotonic() + seconds
     pause = 0.0005
     while os.waitid(os.P_PID, process, os.WEXITED | os.WNOHANG | os.WNOWAIT) is None:
@@ -87,7 +89,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         return self.read_trace()
 
     def signal_all(self, number: int) -> None:
-        """To it and what it has started; nothing happens when they have ended."""
+        """Sends a signal to the program and what it has started. Nothing happens if they have ended."""
         signal_group(self.pid, number)
 
     def finish(self, seconds: float = PATIENCE) -> int:
@@ -97,7 +99,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         return self._reaped()
 
     def stop(self) -> int:
-        """Asks it to end (SIGTERM), kills it if it does not within five seconds, and tells how it ended."""
+        """Asks it to end (SIGTERM), and kills it if it does not end within five seconds. Returns its status."""
         if self.returncode is None:
             self.signal_all(signal.SIGTERM)
             if not ended_within(self.pid, PATIENCE):
@@ -134,7 +136,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
                     pipe.read()
 
     def communicate_or_kill(self, input: Any, timeout: Optional[float]) -> Tuple[Any, Any]:
-        """The output; when the program does not end in time, the group is killed and RunTimeout has what there is."""
+        """The output. If the program does not end in time, kills the group and raises RunTimeout with the output so far."""
         try:
             output: Tuple[Any, Any] = self.communicate(input, timeout)
             return output
@@ -153,7 +155,9 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         return self._text(late.output), self._text(late.stderr)
 
     def _text(self, content: Any) -> Any:
-        return content.decode("utf-8", "surrogateescape") if isinstance(content, bytes) and self.text else content
+        if self.text and isinstance(content, bytes):
+            return content.decode("utf-8", "surrogateescape")
+        return content
 
     def __exit__(self, *details: Any) -> None:
         self.stop()
@@ -165,21 +169,40 @@ class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]
     trace: Trace
 
 
+def run_to_end(start: Callable[..., Program], arguments: Sequence[Any], input: Optional[str], timeout: Optional[float],
+               check: bool, options: Dict[str, Any]) -> Run:
+    """Runs a program to its end, as subprocess.run does. `start` starts it with the options."""
+    options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
+    with start(arguments, **options) as program:
+        done = Run(arguments, 0, *program.communicate_or_kill(input, timeout))
+    done.returncode = program.returncode
+    done.trace = program.trace
+    if check:
+        done.check_returncode()
+    return done
+
+
 def outputs(programs: Sequence[Program]) -> str:
     """What was read of them so far, with headings."""
     text = ""
     for program in programs:
         words = [str(word) for word in cast(Sequence[Any], program.args)]
-        name = " ".join(words[words.index("--") + 1:] if "--" in words else words)
+        if "--" in words:
+            words = words[words.index("--") + 1:]  # without zelsim and its options
+        name = " ".join(words)
         for stream in "stdout", "stderr":
-            if printed := program.output(stream):
-                text += f"== {stream} of {name}\n{printed}" + ("" if printed.endswith("\n") else "\n")
+            printed = program.output(stream)
+            if not printed:
+                continue
+            text += f"== {stream} of {name}\n{printed}"
+            if not printed.endswith("\n"):
+                text += "\n"
     return text
 
 
 def trace_of(file: Path) -> Trace:
     text = file.read_text("utf-8") if file.exists() else ""
-    whole = text[:text.rfind("\n") + 1]  # the last line may be in the making
+    whole = text[:text.rfind("\n") + 1]  # the last line may not be complete yet
     return Trace([read_event(line) for line in whole.splitlines()])
 
 
@@ -187,21 +210,18 @@ class AsyncProgram:
     """A program on a board for asyncio, with the same meaning; its streams are those of asyncio."""
 
     def __init__(self, process: asyncio.subprocess.Process, read_trace: Callable[[], Trace]):
-        self.process, self.read_trace = process, read_trace
-        self.stdin, self.stdout, self.stderr, self.pid = process.stdin, process.stdout, process.stderr, process.pid
+        self.process = process
+        self.read_trace = read_trace
+        self.stdin = process.stdin
+        self.stdout = process.stdout
+        self.stderr = process.stderr
+        self.pid = process.pid
 
     async def run_to_end(self, arguments: Sequence[Any], input: Optional[str], timeout: Optional[float], check: bool) -> "Run":
-        """Its end and its output, or RunTimeout."""
+        """Waits for the program's end and returns its output. Raises RunTimeout if it takes too long."""
         given = os.fsencode(input) if input is not None else None
-        output = asyncio.ensure_future(self.communicate(given))
-        in_time, _ = await asyncio.wait({output}, timeout=timeout)
-        if not in_time:
-            signal_group(self.pid, signal.SIGKILL)
-            await asyncio.wait({output}, timeout=1)
-        printed = output.result() if output.done() else (b"", b"")
-        output.cancel()
-        texts = [text.decode("utf-8", "surrogateescape") if text is not None else None for text in printed]
-        if not in_time:
+        ended, texts = await self._output_or_kill(given, timeout)
+        if not ended:
             expired = RunTimeout(list(arguments), timeout or 0, *texts)
             expired.trace = self.trace
             raise expired
@@ -210,6 +230,20 @@ class AsyncProgram:
         if check:
             done.check_returncode()
         return done
+
+    async def _output_or_kill(self, given: Optional[bytes], timeout: Optional[float]) -> Tuple[bool, List[Optional[str]]]:
+        """Whether the program has ended in time, and its output. One that has not is killed."""
+        output = asyncio.ensure_future(self.communicate(given))
+        in_time, _ = await asyncio.wait({output}, timeout=timeout)
+        if not in_time:
+            signal_group(self.pid, signal.SIGKILL)
+            await asyncio.wait({output}, timeout=1)
+        printed = output.result() if output.done() else (b"", b"")
+        output.cancel()
+        texts: List[Optional[str]] = []
+        for text in printed:
+            texts.append(text.decode("utf-8", "surrogateescape") if text is not None else None)
+        return bool(in_time), texts
 
     @property
     def trace(self) -> Trace:

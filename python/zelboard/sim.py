@@ -12,7 +12,8 @@ from pathlib import Path
 from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple, Union, cast
 
 from zelboard._channel import TIMEOUT, Channel
-from zelboard.program import AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, outputs, trace_of
+from zelboard.program import (
+    AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, outputs, run_to_end, trace_of)
 from zelboard.state import FaultRule, Module, Region, State, read
 from zelboard.trace import Recording, Trace, in_order
 
@@ -81,17 +82,26 @@ class Fault(AbstractContextManager["Fault"]):
     """A fault that stands from when it is made until heal() or the end of its `with` block."""
 
     def __init__(self, board: "Board", rule: FaultRule):
-        self.board, self.rule, self.healed = board, rule, False
+        self.board = board
+        self.rule = rule
+        self.healed = False
 
     @property
     def hits(self) -> int:
         """How often it has struck."""
-        if not self.healed:  # one that has struck for the last time is listed no more
-            self.rule = self.board.state.faults.get(self.rule.fault, self.rule._replace(hits=self.rule.count or 0))
+        if not self.healed:
+            self._look()
         return self.rule.hits
 
+    def _look(self) -> None:
+        """Reads the rule as it is now. A rule that has struck for the last time is not in the state any more."""
+        used_up = self.rule._replace(hits=self.rule.count or 0)
+        self.rule = self.board.state.faults.get(self.rule.fault, used_up)
+
     def heal(self, *_: object) -> None:
-        self.healed = self.hits >= 0  # which are known from now on
+        if not self.healed:
+            self._look()
+        self.healed = True
         self.board.do("heal", str(self.rule.fault))
 
     __exit__ = heal
@@ -115,7 +125,7 @@ class Flash:
 
 
 class Witness:
-    """Told of boards that are used and closed; a test plugin may have it replaced."""
+    """Is told which boards are used and closed. A test plugin may set its own with set_witness()."""
 
     def used(self, board: "Board") -> None:
         pass
@@ -133,16 +143,18 @@ def set_witness(other: Witness) -> None:
 
 
 class Board(AbstractContextManager["Board"]):
-    """A virtual switch. Without a name it is temporary: its `with` block, close() or the end of Python removes it. With
-    a name it is zelsim's board of that name, which is made when missing, and stays."""
+    """A virtual switch. Without a name it is temporary: the end of its `with` block, close() or the end of Python removes
+    it. With a name it is zelsim's board of that name. It is made if it does not exist, and stays."""
 
     virtual = True
 
     def __init__(self, name: Optional[str] = None, slots: str = "", *, supplies: Sequence[str] = (),
                  modules: Optional[Mapping[int, Union[Word, bytes]]] = None):
-        self.name, self.flash, self.programs = name or "board", Flash(self), list[Program]()
+        self.name = name or "board"
+        self.flash = Flash(self)
+        self.programs: List[Program] = []
         self.closed = False
-        self._folder = Path(tempfile.mkdtemp(prefix="zelboard-"))  # of the traces, too
+        self._folder = Path(tempfile.mkdtemp(prefix="zelboard-"))  # for traces, and for a temporary board
         self._own = {} if name else {"ZELSIM_HOME": str(self._folder / "boards")}
         self._traces: List[Path] = []
         self._helper = Helper(self.environment)
@@ -196,12 +208,12 @@ class Board(AbstractContextManager["Board"]):
     __exit__ = close
 
     def send(self, file: Word) -> str:
-        """Brings a file, a program for instance, to where the board's programs run: its name there. On a virtual switch
-        they run here."""
+        """Copies a file to where the board's programs run, and returns its name there. The programs of a virtual switch
+        run here, so nothing is copied."""
         return os.path.abspath(file)
 
     def fit(self, slot: int, board: str) -> None:
-        """Fits a daughter board, sfp or copper, or takes it out: none."""
+        """Fits a daughter board: sfp or copper. none takes the board out."""
         self.do("fit", str(slot), board)
 
     def plug(self, port: int, module: Union[Word, bytes]) -> None:
@@ -220,7 +232,7 @@ class Board(AbstractContextManager["Board"]):
         self.do("set", name, *(str(int(value) if isinstance(value, bool) else value) for value in values))
 
     def set_supply(self, supply: int, state: str) -> None:
-        """Makes a supply an ac or dc one that is good, a failed one, or none."""
+        """Sets a power supply: ac or dc (a good one), failed, or none."""
         self.set("supply", supply, state)
 
     def set_temperature(self, celsius: float) -> None:
@@ -241,22 +253,24 @@ class Board(AbstractContextManager["Board"]):
         return Fault(self, read(FaultRule, added))
 
     def play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> None:
-        """Does what a scenario says, and comes back at its end: a file of `zelsim play`, or its acts, as
-        [(0, "set supply 2 failed"), (1.5, "set supply 2 ac")]. fast does not wait: the time counts as passed on the
-        board."""
+        """Plays a scenario to its end. It is a file of `zelsim play`, or a list of acts, as
+        [(0, "set supply 2 failed"), (1.5, "set supply 2 ac")]. With fast it does not wait between the acts; on the board
+        the time passes."""
         with self.start_play(scenario, fast=fast) as player:
             _, errors = player.communicate()
             if player.returncode:
                 raise SimError(errors.strip())
 
     def start_play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> Program:
-        """The same while the test goes on; the end of the `with` block of what it returns stops it."""
+        """Plays a scenario while the test goes on. The end of the result's `with` block stops it."""
         witness.used(self)
         if not isinstance(scenario, (str, os.PathLike)):
             file = Path(tempfile.mkstemp(dir=self._folder, suffix=".scenario")[1])
             file.write_text("".join(f"{at:.6f} {command}\n" for at, command in scenario), encoding="utf-8")
             scenario = file
-        command = ["zelsim", "play", scenario, "--board", self.name, *["--fast"] * fast]
+        command = ["zelsim", "play", scenario, "--board", self.name]
+        if fast:
+            command.append("--fast")
         return Program(command, Trace, env=self.environment, encoding="utf-8", stderr=subprocess.PIPE)
 
     @property
@@ -264,7 +278,7 @@ class Board(AbstractContextManager["Board"]):
         return cast(State, read(State, self.json("show")))
 
     def wait(self, condition: Callable[[State], object], timeout: float = 60) -> State:
-        """Looks at the board until the condition holds, and gives the state in which it did."""
+        """Reads the board's state until the condition holds for it. Returns that state."""
         end = time.monotonic() + timeout
         while not condition(state := self.state):
             if time.monotonic() > end:
@@ -296,12 +310,18 @@ class Board(AbstractContextManager["Board"]):
             raise SimError(f"{arguments[0]}: the board is closed")
         trace = self._folder / f"trace-{len(self._traces)}"
         self._traces.append(trace)
-        switches = ["--fast"] * fast + ["--chip-times"] * chip_times + ["--trace-opens"] * trace_opens
-        return ["zelsim", "run", "--board", self.name, f"--trace={trace}", "--trace-times", *switches, "--", *arguments]
+        command: List[Word] = ["zelsim", "run", "--board", self.name, f"--trace={trace}", "--trace-times"]
+        if fast:
+            command.append("--fast")
+        if chip_times:
+            command.append("--chip-times")
+        if trace_opens:
+            command.append("--trace-opens")
+        return [*command, "--", *arguments]
 
     def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
-        """Starts a program; the further options are those of subprocess.Popen. fast counts its pauses, not slept."""
+        """Starts a program. Further options are for subprocess.Popen. With fast its pauses are counted, but not slept."""
         command = self._command(arguments, fast, chip_times, trace_opens)
         file = self._traces[-1]
         options["env"] = {**self.environment, **(options.get("env") or {})}
@@ -312,19 +332,13 @@ class Board(AbstractContextManager["Board"]):
 
     def run(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
             check: bool = False, **options: Any) -> Run:
-        """Runs a program to its end, as subprocess.run does. When it takes longer than the timeout, it and all that it
-        has started are killed, and a RunTimeout has the output so far."""
-        options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
-        with self.start(arguments, **options) as program:
-            done = Run(arguments, 0, *program.communicate_or_kill(input, timeout))
-        done.returncode, done.trace = program.returncode, program.trace
-        if check:
-            done.check_returncode()
-        return done
+        """Runs a program to its end, as subprocess.run does. If it takes longer than the timeout, it is killed together
+        with all that it has started, and RunTimeout is raised, with the output so far."""
+        return run_to_end(self.start, arguments, input, timeout, check, options)
 
     async def astart(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
                      trace_opens: bool = False, **options: Any) -> AsyncProgram:
-        """start() for asyncio; the further options are those of asyncio.create_subprocess_exec."""
+        """start() for asyncio. Further options are for asyncio.create_subprocess_exec."""
         command = self._command(arguments, fast, chip_times, trace_opens)
         file = self._traces[-1]
         options["env"] = {**self.environment, **(options.get("env") or {})}
@@ -343,7 +357,7 @@ class Board(AbstractContextManager["Board"]):
     def evidence(self) -> Dict[str, str]:
         """What is left for the report of a failed test, as texts by their files' names."""
         kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
-        with suppress(SimError):  # of a board that the test has removed
+        with suppress(SimError):  # the test may have removed the board
             kept["state.json"] = json.dumps(self.json("show"), indent=2) + "\n"
             kept["panel.svg"] = self.panel()
         printed = outputs(self.programs)

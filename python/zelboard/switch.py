@@ -1,5 +1,6 @@
-"""A real switch for tests: reached by any command that has a shell there do its last argument, as `ssh root@switch` does.
-The switch needs zelctl. What takes a virtual board, or hands, is refused with its reason; a person may be asked."""
+"""A real switch for tests. A command reaches it: a shell there runs the command's last argument, as with `ssh root@switch`.
+The switch needs zelctl. Acts that need a virtual board are refused with a reason. So are acts that need hands, unless a
+person is there to be asked."""
 import contextlib
 import fcntl
 import hashlib
@@ -15,7 +16,8 @@ from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, 
 from urllib.parse import urlsplit
 
 from zelboard._channel import TIMEOUT
-from zelboard.program import Program, Run, outputs, signal_group
+from zelboard.platform import PART_NUMBER, watchdog_is_enabled
+from zelboard.program import Program, Run, outputs, run_to_end, signal_group
 from zelboard.session import Session, far_end
 from zelboard.state import Cage, Panel, Slot
 from zelboard.trace import Event, Recording, Trace
@@ -31,7 +33,7 @@ class OnlyVirtual(Exception):
 
 
 def channel_of(target: Optional[str], run: Optional[str]) -> Optional[List[str]]:
-    """The command that gets to a switch, from ssh://USER@HOST[:PORT] or as it is given."""
+    """The command that reaches a switch: `run` itself, or made from a target like ssh://USER@HOST[:PORT]."""
     if run:
         return shlex.split(run)
     if not target:
@@ -46,7 +48,7 @@ def channel_of(target: Optional[str], run: Optional[str]) -> Optional[List[str]]
 
 @contextlib.contextmanager
 def one_at_a_time(channel: Sequence[str]) -> Iterator[None]:
-    """A switch is one: tests of several processes take turns."""
+    """There is only one such switch: tests in several processes take turns."""
     name = hashlib.sha256("\0".join(channel).encode()).hexdigest()[:16]
     with open(Path(tempfile.gettempdir(), f"zelboard-{os.getuid()}-{name}.lock"), "w") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
@@ -54,7 +56,7 @@ def one_at_a_time(channel: Sequence[str]) -> Iterator[None]:
 
 
 class FarProgram(Program):
-    """A program on the switch: signals go to it there, and to the command that holds the line to it."""
+    """A program on the switch. Signals go to the program there, and to the command that is connected to it."""
 
     far_signal: Callable[[int], None]
 
@@ -90,7 +92,7 @@ class Seen:
 
 
 class SwitchState(Seen):
-    """What a real switch tells of itself by its library, with the names of a virtual board's state."""
+    """The part of a virtual board's state that a real switch can tell, through its library."""
 
     def __init__(self, fw: "Calls", refuse: Callable[[str], NoReturn]):
         self.__dict__["fw"] = fw
@@ -101,14 +103,23 @@ class SwitchState(Seen):
 
     def _read_panel(self) -> Panel:
         fw: "Calls" = self.fw
-        speeds = [fw.FW_GetSfp10gSpeedLed(port) for port in range(24, 28)]
-        return Panel(fw.FW_GetSystemLed(), fw.FW_GetAlarmLed(), fw.FW_GetAlarmRelay(), fw.FW_GetRingMasterLed(),
-                     fw.FW_GetRingFailLed(), fw.FW_GetPowerLed(1), fw.FW_GetPowerLed(2), *speeds)
+        return Panel(
+            system=fw.FW_GetSystemLed(),
+            alarm=fw.FW_GetAlarmLed(),
+            relay=fw.FW_GetAlarmRelay(),
+            ring_master=fw.FW_GetRingMasterLed(),
+            ring_fail=fw.FW_GetRingFailLed(),
+            power_1=fw.FW_GetPowerLed(1),
+            power_2=fw.FW_GetPowerLed(2),
+            speed_24=fw.FW_GetSfp10gSpeedLed(24),
+            speed_25=fw.FW_GetSfp10gSpeedLed(25),
+            speed_26=fw.FW_GetSfp10gSpeedLed(26),
+            speed_27=fw.FW_GetSfp10gSpeedLed(27))
 
     def _read_slots(self) -> Dict[int, Slot]:
         fw: "Calls" = self.fw
         slots = {}
-        for slot in range(1, 4):
+        for slot in range(fw.FW_SLOT_FIRST, fw.FW_SLOT_LAST + 1):
             try:
                 kind = fw.FW_GetDauBoard(slot)
                 slots[slot] = Slot(slot, "copper" if kind == fw.FW_BOARD_COPPER else "sfp", fw.FW_GetDau_Alive(slot))
@@ -119,24 +130,34 @@ class SwitchState(Seen):
     def _read_cages(self) -> Dict[int, Cage]:
         fw: "Calls" = self.fw
         cages = {}
-        for port in range(28):
+        for port in range(fw.FW_PORTS):
             with contextlib.suppress(fw.Absent, fw.NotSfp):
-                presence = fw.FW_GetPortSfpPresnt(port)
-                cages[port] = Cage(port, None if presence else self._module_in(port), presence, fw.FW_GetPortSfpTxDisable(port),
-                                   fw.FW_GetPortSfpTxFault(port), fw.FW_GetPortSfpLos(port))
+                cages[port] = self._read_cage(port)
         return cages
 
+    def _read_cage(self, port: int) -> Cage:
+        fw: "Calls" = self.fw
+        absent = fw.FW_GetPortSfpPresnt(port)
+        return Cage(
+            port=port,
+            module=None if absent else self._module_in(port),
+            presence_line=absent,
+            tx_disable=fw.FW_GetPortSfpTxDisable(port),
+            tx_fault=fw.FW_GetPortSfpTxFault(port),
+            loss_of_signal=fw.FW_GetPortSfpLos(port))
+
     def _module_in(self, port: int) -> str:
-        """The part number that the module has in it: what was plugged is known by nothing else."""
+        """The part number in the module's memory. Nothing else tells which module was plugged."""
         fw: "Calls" = self.fw
         fw.FW_SfpSel(port)
-        return fw.FW_I2C_BufRead(fw.FW_SFP_MEMORY, 40, 1, 16).decode("latin-1").strip()
+        length = PART_NUMBER.stop - PART_NUMBER.start
+        return fw.FW_I2C_BufRead(fw.FW_SFP_MEMORY, PART_NUMBER.start, 1, length).decode("latin-1").strip()
 
     def _gpio_readers(self) -> Dict[str, Callable[[], Any]]:
         fw: "Calls" = self.fw
         return {"reset_process": fw.FW_RstProcGet, "reset_key": fw.FW_GetRstKey, "diag_flag": fw.FW_GetSystemDiagFlag,
                 "flash_access_flag": fw.FW_GetFlashAccessFlag,
-                "watchdog_enabled": lambda: bool((fw.FW_GetSpecialRegister(0x20300) or 0) & 0x100)}
+                "watchdog_enabled": lambda: watchdog_is_enabled(fw)}
 
     def _i2c_readers(self) -> Dict[str, Callable[[], Any]]:
         fw: "Calls" = self.fw
@@ -154,7 +175,7 @@ class SwitchState(Seen):
 
 
 class SwitchFlash:
-    """The flash of a real switch, which is only read here."""
+    """The flash of a real switch. It can only be read here."""
 
     def __init__(self, switch: "Switch"):
         self._switch = switch
@@ -169,17 +190,20 @@ class SwitchFlash:
 
 
 class Switch(contextlib.AbstractContextManager["Switch"]):
-    """A real switch, with the methods of zelboard.sim.Board. `channel` is the command that has a shell there do its last
-    argument. `refuse` is called with the reason when something takes a virtual board, and raises; `ask` has a person do
-    what takes hands."""
+    """A real switch, with the methods of zelboard.sim.Board. `channel` is the command that reaches it: a shell there runs
+    the command's last argument. `refuse` is called with the reason if something needs a virtual board; it raises an
+    exception. `ask` asks a person to do what needs hands."""
 
     virtual = False
 
     def __init__(self, channel: Sequence[str], *, folder: str = "", refuse: Optional[Callable[[str], Any]] = None,
                  ask: Optional[Callable[[str], None]] = None):
-        self.channel, self.folder, self.programs = list(channel), folder, list[Program]()
+        self.channel = list(channel)
+        self.folder = folder
+        self.programs: List[Program] = []
         self.flash = SwitchFlash(self)
-        self._refuse, self._ask = refuse, ask
+        self._refuse = refuse
+        self._ask = ask
         self._calls: Optional["Calls"] = None
         self._before: Optional[Panel] = None
         self._sent: List[str] = []
@@ -189,37 +213,43 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     # How programs get there.
 
     def _line(self, arguments: Sequence[Word], environment: Mapping[str, str], folder: str, numbered: str = "") -> List[str]:
+        """The command that runs a program there. A file `numbered` gets the program's number."""
         words = [os.fspath(word) for word in arguments]
-        given = [f"{name}={value}" for name, value in environment.items()]
-        line = "exec " + shlex.join([*(["env", *given] if given else []), *words])
+        if environment:
+            words = ["env", *(f"{name}={value}" for name, value in environment.items()), *words]
+        line = "exec " + shlex.join(words)
         if numbered:
             line = f"echo $$ >{numbered} && {line}"
+        return self._shell(line, folder)
+
+    def _shell(self, line: str, folder: str) -> List[str]:
+        """The command that runs a line of a shell there, in the folder if one is given."""
         if folder:
             line = f"cd {shlex.quote(folder)} && {line}"
         return [*self.channel, line]
 
     def output_of(self, arguments: Sequence[Word]) -> bytes:
-        """What a program there prints; a status other than 0 is an error with its message."""
+        """What a program there prints. Raises RuntimeError with the program's message if its status is not 0."""
         done = subprocess.run(self._line(arguments, {}, self.folder), stdin=subprocess.DEVNULL, capture_output=True)
         if done.returncode:
             raise RuntimeError(done.stderr.decode("utf-8", "replace").strip() or f"{arguments[0]}: status {done.returncode}")
         return done.stdout
 
     def send(self, file: Word) -> str:
-        """Brings a file, a program for instance, to the switch, until the board is closed: its name there."""
+        """Copies a file to the switch, where it stays until close(), and returns its name there."""
         name = f"./{Path(file).name}" if self.folder else f"/tmp/zelboard-{uuid.uuid4().hex[:8]}-{Path(file).name}"
         mode = f"{os.stat(file).st_mode & 0o777:o}"
-        script = f"cat >{shlex.quote(name)} && chmod {mode} {shlex.quote(name)}"
-        place = f"cd {shlex.quote(self.folder)} && " if self.folder else ""
-        subprocess.run([*self.channel, place + script], input=Path(file).read_bytes(), check=True, capture_output=True)
+        command = self._shell(f"cat >{shlex.quote(name)} && chmod {mode} {shlex.quote(name)}", self.folder)
+        subprocess.run(command, input=Path(file).read_bytes(), check=True, capture_output=True)
         self._sent.append(name)
         return name
 
     def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
-        """As on a virtual board; pauses are slept here, and nothing is traced. Of the environment only what is given by
-        env goes along."""
-        environment = {name: value for name, value in (options.pop("env", None) or {}).items() if os.environ.get(name) != value}
+        """As on a virtual board, but pauses are slept, and nothing is traced. Of the environment, the program gets only
+        the variables of `env` that differ from the ones here."""
+        given = options.pop("env", None) or {}
+        environment = {name: value for name, value in given.items() if os.environ.get(name) != value}
         folder = options.pop("cwd", None) or self.folder
         number = f"/tmp/zelboard-{uuid.uuid4().hex}.pid"
         command = self._line(arguments, environment, os.fspath(folder), number)
@@ -232,40 +262,35 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
 
     def _signal(self, number: str, signalled: int) -> None:
         name = signal.Signals(signalled).name[3:]
-        # The program may be one that leads a group, else it is told alone.
+        # The program may lead a group. If it does not, only the program itself gets the signal.
         line = f"p=$(cat {number} 2>/dev/null) && {{ kill -{name} -$p || kill -{name} $p; }} 2>/dev/null"
         subprocess.run([*self.channel, line], stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT)
 
     def run(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
             check: bool = False, **options: Any) -> Run:
-        options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
-        with self.start(arguments, **options) as program:
-            done = Run(arguments, 0, *program.communicate_or_kill(input, timeout))
-        done.returncode, done.trace = program.returncode, program.trace
-        if check:
-            done.check_returncode()
-        return done
+        return run_to_end(self.start, arguments, input, timeout, check, options)
 
     def session(self, *, fast: bool = True, timeout: float = TIMEOUT) -> "Calls":
         """zelboard.fw on the switch."""
         return cast("Calls", Session(far_end(self.start), timeout))
 
     def close(self, *_: object) -> None:
-        """Ends the programs that were started, and gives LEDs and relay back what they showed."""
+        """Ends the programs that were started, restores LEDs and relay, and removes the files that were sent."""
         if self.closed:
             return
         self.closed = True
+        session = self._calls.process if self._calls is not None else None
         for program in self.programs:
-            if program.poll() is None and (self._calls is None or program is not self._calls.process):
+            if program is not session and program.poll() is None:
                 program.stop()
         if self._before is not None:
             self._restore(self._before)
         if self._calls is not None:
             self._calls.close()
-        place = f"cd {shlex.quote(self.folder)} && " if self.folder else ""
         left = shlex.join([*self._sent, *self._numbers])
         if left:
-            subprocess.run([*self.channel, f"{place}rm -f {left}"], stdin=subprocess.DEVNULL, capture_output=True)
+            command = self._shell(f"rm -f {left}", self.folder)
+            subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True)
 
     __exit__ = close
 
@@ -282,12 +307,14 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         fw.FW_SetAlarmRelay(panel.relay)
         fw.FW_SetRingMasterLed(panel.ring_master, fw.FW_MIRROR)
         fw.FW_SetRingFailLed(panel.ring_fail, fw.FW_MIRROR)
-        for supply, led in (1, panel.power_1), (2, panel.power_2):
-            fw.FW_SetPowerLed(supply, led, fw.FW_MIRROR)
-        for port, led in enumerate((panel.speed_24, panel.speed_25, panel.speed_26, panel.speed_27), 24):
-            fw.FW_SetSfp10gSpeedLed(port, led, fw.FW_MIRROR)
+        fw.FW_SetPowerLed(1, panel.power_1, fw.FW_MIRROR)
+        fw.FW_SetPowerLed(2, panel.power_2, fw.FW_MIRROR)
+        fw.FW_SetSfp10gSpeedLed(24, panel.speed_24, fw.FW_MIRROR)
+        fw.FW_SetSfp10gSpeedLed(25, panel.speed_25, fw.FW_MIRROR)
+        fw.FW_SetSfp10gSpeedLed(26, panel.speed_26, fw.FW_MIRROR)
+        fw.FW_SetSfp10gSpeedLed(27, panel.speed_27, fw.FW_MIRROR)
 
-    # What is seen of it.
+    # What can be seen.
 
     def own_calls(self) -> "Calls":
         if self._calls is None:
@@ -311,7 +338,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         printed = outputs(self.programs)
         return {"output": printed} if printed else {}
 
-    # What takes a virtual board, or hands.
+    # Acts that need a virtual board, or hands.
 
     def _never(self, reason: str) -> NoReturn:
         if self._refuse is not None:
@@ -327,7 +354,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._ask(what)
 
     def require(self, slots: str = "", *, supplies: Sequence[str] = (), modules: Optional[Mapping[int, Any]] = None) -> None:
-        """What the test's board has to have; hands are asked for the rest."""
+        """Makes sure that the switch has what the test wants. A person is asked to change the rest."""
         fitted = self.state.slots if slots else {}
         for number, wanted in enumerate(slots.split(",") if slots else (), 1):
             if fitted[number].board != wanted:

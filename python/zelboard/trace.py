@@ -4,9 +4,16 @@ import re
 import time
 from typing import Any, Callable, Dict, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, overload
 
-# What the program gave, and what it has afterwards; what the call gave, if anything, and the error of a refused one.
-# A node is gpio, i2c or flash; a pause and debugCmd are theirs. A request is named as in the trace. `time` is that of
-# the call's end, in seconds of time.monotonic(), `process` the number of the process: both None in a trace without them.
+# One call of a program.
+#   node     gpio, i2c or flash; "debugCmd" for its lines; empty for a pause
+#   request  its name in the trace
+#   fields   what the program gave
+#   after    what the program has afterwards
+#   result   what the call returned, if anything
+#   error    the error of a refused call
+#   text     the line of the trace
+#   time     when the call ended, in seconds of time.monotonic(); None in a trace without times
+#   process  the number of the process; None in a trace without times
 Event = NamedTuple("Event", [
     ("node", str), ("request", str), ("fields", Dict[str, Any]), ("after", Dict[str, Any]), ("result", Optional[int]),
     ("error", Optional[str]), ("text", str), ("time", Optional[float]), ("process", Optional[int])])
@@ -16,35 +23,47 @@ AROUND = 3  # lines shown before and behind the one that matters
 
 
 def fields_of(text: str) -> Dict[str, Any]:
-    """The parts of a record: numbers by name, and bytes as `data`; an address, and the size behind it."""
+    """The parts of a record: numbers by name, bytes as `data`, and the place of a transfer as `address` and `size`."""
     found: Dict[str, Any] = {}
     for word in text.strip("{} ").split():
         name, _, value = word.rpartition("=")
         place = re.fullmatch(r"(0x[0-9a-f]{8})(?:\+(\w+))?", word)
         if place:
-            found.update({"address": int(place[1], 16)}, **({"size": int(place[2], 0)} if place[2] else {}))
+            found["address"] = int(place[1], 16)
+            if place[2]:
+                found["size"] = int(place[2], 0)
         elif name in ("", "data") and re.fullmatch("[0-9a-f]{2}", value):
             found["data"] = found.get("data", b"") + bytes.fromhex(value)
         elif name:
             found[name] = float(value) if "." in value else int(value, 0)
         else:
-            found["where"] = word  # of a seek that counts from elsewhere
+            found["where"] = word  # the origin of a seek, if it is not the start
     return found
 
 
 def read_event(line: str) -> Event:
+    when: Optional[float] = None
+    process: Optional[int] = None
     stamp = re.match(r"(\d+\.\d{6}) (\d+) ", line)
-    line = line[stamp.end():] if stamp else line
-    when, process = (float(stamp[1]), int(stamp[2])) if stamp else (None, None)
+    if stamp:
+        line = line[stamp.end():]
+        when = float(stamp[1])
+        process = int(stamp[2])
     words, _, outcome = line.partition(" = ")
     value, _, error = outcome.partition(" ")
     kind, *rest = re.sub(" 0x[0-9A-F]{2} ", " ", words, 1).split()
     before, _, after = words.partition("->")
-    node, request, fields = kind, rest[0], fields_of(before.partition(f"{rest[0]} ")[2])
+    node = kind
+    request = rest[0]
+    fields = fields_of(before.partition(f"{request} ")[2])
     if kind == "pause":
-        node, request, fields = "", kind, {"us": int(rest[0][:-2])}
+        node = ""
+        request = "pause"
+        fields = {"us": int(rest[0][:-2])}
     elif kind in ("open", "close"):
-        node, request, fields = rest[0], kind, {"access": access for access in rest[1:]}
+        node = rest[0]
+        request = kind
+        fields = {"access": rest[1]} if len(rest) > 1 else {}
     elif kind == "debugCmd":
         fields = {"arguments": rest[1:]}
     result = int(value, 0) if value else None
@@ -52,9 +71,9 @@ def read_event(line: str) -> Event:
 
 
 def matches(event: Event, request: str, fields: Dict[str, Any]) -> bool:
-    """The request is one by its name, as "SetAlarmLed", or by node and name, "flash:read". A field is looked for in what
-    the program had afterwards, else in what it gave; node, result and error are fields, too. A value that can be called
-    tells by itself whether it likes the field."""
+    """Whether an event is of a kind. `request` is a name, as "SetAlarmLed", or node and name, as "flash:read"; an empty
+    part matches all. A field's value is the one that the program had afterwards, otherwise the one that it gave. node,
+    result and error are fields, too. Instead of a value a function can be given: it gets the field's value and decides."""
     node, _, name = request.rpartition(":")
     if name not in ("", event.request) or node not in ("", event.node):
         return False
@@ -62,7 +81,9 @@ def matches(event: Event, request: str, fields: Dict[str, Any]) -> bool:
     for field, wanted in fields.items():
         if field not in known:
             return False
-        if not (wanted(known[field]) if callable(wanted) else known[field] == wanted):
+        value = known[field]
+        is_wanted = wanted(value) if callable(wanted) else value == wanted
+        if not is_wanted:
             return False
     return True
 
@@ -72,9 +93,12 @@ def described(request: str, fields: Dict[str, Any]) -> str:
 
 
 def lines_around(events: Sequence[Event], place: int) -> str:
-    """The lines at a place, which is marked."""
+    """The lines around a place. The place is marked."""
     first = max(0, place - AROUND)
-    rows = [("> " if first + i == place else "  ") + event.text for i, event in enumerate(events[first:place + AROUND + 1])]
+    rows = []
+    for number, event in enumerate(events[first:place + AROUND + 1], first):
+        mark = "> " if number == place else "  "
+        rows.append(mark + event.text)
     if first > 0:
         rows.insert(0, f"  ({first} lines before)")
     behind = len(events) - (place + AROUND + 1)
@@ -130,12 +154,14 @@ class Trace:
         return next(iter(self.all(request, **fields)), None)
 
     def assert_order(self, *steps: Step) -> None:
-        """The steps were done in this order, whatever else between them: "SelectCage", ("SetAlarmLed", {"led": 1})."""
-        events, place = list(self), -1
+        """The steps were done in this order; other events may stand between them. A step is a request, or a request
+        with fields: "SelectCage", ("SetAlarmLed", {"led": 1})."""
+        events = list(self)
+        place = -1
         for number, step in enumerate(steps, 1):
             request, fields = (step, {}) if isinstance(step, str) else step
-            behind = (i for i in range(place + 1, len(events)) if matches(events[i], request, fields))
-            found = next(behind, None)
+            places = (i for i in range(place + 1, len(events)) if matches(events[i], request, fields))
+            found = next(places, None)
             if found is None:
                 raise AssertionError(self._out_of_order(events, place, number, request, fields))
             place = found
