@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "file_copy.h"
 #include "file_figures.h"
 #include "records.h"
 

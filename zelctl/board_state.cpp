@@ -25,7 +25,7 @@ static Answer key(Round &, uint32_t) { return reset_key()["reset_key"].get<doubl
 
 static Answer alarm(Round &round, uint32_t) {
   uint8_t alarmed = 0;
-  byte_of(FW_GetSystemLed, "GPIO driver");  // without it the environment is not asked
+  byte_of(FW_GetSystemLed, "GPIO driver");  // throws if it does not answer: then the library reads no environment
   round.asked = Flash;
   const uint32_t status = ask_environment([&] { return FW_GetPowerAlarm(&alarmed); });
   round.asked = Gpio;
@@ -47,7 +47,7 @@ static Answer board_in(Round &round, uint32_t slot) {
   return round.once(format("slot %u", slot), [=] { return static_cast<int>(fitted_in(slot)); });
 }
 
-/** One read of an expander serves all signals in its register. */
+/** The level of a line. A register of an expander is read once for all lines in it. */
 static bool level(Round &round, const sfp_signal &signal) {
   const std::string key = format("expander 0x%02X register %u", signal.address, signal.reg);
   const double byte = round.once(key, [&] {
@@ -67,7 +67,7 @@ static Answer module(Round &round, uint32_t port) {
   return !level(round, sfp_presnt[port]);  // a module pulls the line low
 }
 
-/** Without a module the other lines mean nothing. */
+/** The level of a line of a cage. Without a module it means nothing. */
 template <sfp_signal (&Table)[FW_PORTS]>
 static Answer signal(Round &round, uint32_t port) {
   if (module(round, port) == 0) return {};
@@ -93,47 +93,133 @@ constexpr const char *kVerdicts = "valid|empty|damaged|holds data, no checksum";
 
 static Answer environment_state(Round &, uint32_t) { return index_in(kEnvironmentStates, environment()["state"]); }
 
-/** Copy `which` of all: its verdict is asked once, with all the others'. */
+/** The first call reads all databases. */
 static Answer database(Round &round, uint32_t which) {
   if (round.databases.is_null()) round.databases = databases();
   return index_in(kVerdicts, round.databases[which]["verdict"]);
 }
 
-/** The boards come before what is on them. */
+/** The boards come before the things on them. */
 constexpr Watched kWatched[] = {
-    {"led %s", "off|on|blink", "led_state", "What a front-panel LED shows, 1 = this.", Gpio, 0, kLedCount - 1, led, "",
-     "", led_name},
-    {"relay", "open|closed", "alarm_relay_state", "State of the alarm relay, 0 or 1.", Gpio, 0, 0, relay_state},
-    {"reset key", "released|pressed", "reset_key_pressed", "Whether the reset key is pressed.", Gpio, 0, 0, key},
-    {"power alarm", "off|on", "power_alarm", "Whether a supply that should be there is missing or has failed.", Gpio, 0,
-     0, alarm, "on"},
-    {"supply %s", "", "power_supply_configuration", "The driver's configuration byte of a power supply.", Gpio,
-     FW_SUPPLY_FIRST, FW_SUPPLY_LAST, supply, "none", "none|ac|dc"},
-    {"watchdog", "disabled|enabled", "watchdog_enabled", "Whether the hardware watchdog is enabled.", Gpio, 0, 0,
-     watchdog_state},
-    {"clock", "lost|ok", "clock_alive", "Whether the real-time clock answers its driver.", I2c, 0, 0, clock_state,
-     "lost"},
-    {"temperature sensor", "lost|ok", "temperature_sensor_alive", "Whether the temperature sensor answers its driver.",
-     I2c, 0, 0, sensor, "lost"},
-    {kTemperature, "normal|hot", "temperature_celsius", "Temperature of the board.", I2c, 0, 0, degrees, "hot"},
-    {"slot %s board", "none|copper|sfp", "slot_board", "Daughter board in a slot, 1 = this.", I2c, FW_SLOT_FIRST,
-     FW_SLOT_LAST, board_in},
-    {"port %s module", "out|in", "port_module_present", "Whether a module is in the port's cage.", I2c, 0, FW_PORT_LAST,
-     module},
-    {"port %s light", "ok|lost", "port_loss_of_signal", "Whether the port's module receives no light.", I2c, 0,
-     FW_PORT_LAST, light, "lost"},
-    {"port %s fault", "no|yes", "port_transmitter_fault", "Whether the port's module reports a transmitter fault.", I2c,
-     0, FW_PORT_LAST, signal<sfp_txfault>, "yes"},
-    {"port %s transmitter", "on|off", "port_transmitter_disabled",
-     "Whether the transmitter of the port's module is switched off.", I2c, 0, FW_PORT_LAST, signal<sfp_txenable>},
-    {"boot environment", kEnvironmentStates, "boot_environment_state",
-     "Whether the boot environment agrees with its checksum, 1 = this.", Flash, 0, 0, environment_state},
-    {"database %s", kVerdicts, "partition_table_state",
-     "How a database agrees with its entry in the partition table, 1 = this.", Flash, 0, kDatabaseCopies - 1, database,
-     "", "", database_name},
+    {.subject = "led %s",
+     .states = "off|on|blink",
+     .metric = "led_state",
+     .help = "What a front-panel LED shows, 1 = this.",
+     .driver = Gpio,
+     .last = kLedCount - 1,
+     .read = led,
+     .name = led_name},
+    {.subject = "relay",
+     .states = "open|closed",
+     .metric = "alarm_relay_state",
+     .help = "State of the alarm relay, 0 or 1.",
+     .driver = Gpio,
+     .read = relay_state},
+    {.subject = "reset key",
+     .states = "released|pressed",
+     .metric = "reset_key_pressed",
+     .help = "Whether the reset key is pressed.",
+     .driver = Gpio,
+     .read = key},
+    {.subject = "power alarm",
+     .states = "off|on",
+     .trouble = "on",
+     .metric = "power_alarm",
+     .help = "Whether a supply that should be there is missing or has failed.",
+     .driver = Gpio,
+     .read = alarm},
+    {.subject = "supply %s",
+     .states = "",
+     .words = "none|ac|dc",
+     .trouble = "none",
+     .metric = "power_supply_configuration",
+     .help = "The driver's configuration byte of a power supply.",
+     .driver = Gpio,
+     .first = FW_SUPPLY_FIRST,
+     .last = FW_SUPPLY_LAST,
+     .read = supply},
+    {.subject = "watchdog",
+     .states = "disabled|enabled",
+     .metric = "watchdog_enabled",
+     .help = "Whether the hardware watchdog is enabled.",
+     .driver = Gpio,
+     .read = watchdog_state},
+    {.subject = "clock",
+     .states = "lost|ok",
+     .trouble = "lost",
+     .metric = "clock_alive",
+     .help = "Whether the real-time clock answers its driver.",
+     .driver = I2c,
+     .read = clock_state},
+    {.subject = "temperature sensor",
+     .states = "lost|ok",
+     .trouble = "lost",
+     .metric = "temperature_sensor_alive",
+     .help = "Whether the temperature sensor answers its driver.",
+     .driver = I2c,
+     .read = sensor},
+    {.subject = kTemperature,
+     .states = "normal|hot",
+     .trouble = "hot",
+     .metric = "temperature_celsius",
+     .help = "Temperature of the board.",
+     .driver = I2c,
+     .read = degrees},
+    {.subject = "slot %s board",
+     .states = "none|copper|sfp",
+     .metric = "slot_board",
+     .help = "Daughter board in a slot, 1 = this.",
+     .driver = I2c,
+     .first = FW_SLOT_FIRST,
+     .last = FW_SLOT_LAST,
+     .read = board_in},
+    {.subject = "port %s module",
+     .states = "out|in",
+     .metric = "port_module_present",
+     .help = "Whether a module is in the port's cage.",
+     .driver = I2c,
+     .last = FW_PORT_LAST,
+     .read = module},
+    {.subject = "port %s light",
+     .states = "ok|lost",
+     .trouble = "lost",
+     .metric = "port_loss_of_signal",
+     .help = "Whether the port's module receives no light.",
+     .driver = I2c,
+     .last = FW_PORT_LAST,
+     .read = light},
+    {.subject = "port %s fault",
+     .states = "no|yes",
+     .trouble = "yes",
+     .metric = "port_transmitter_fault",
+     .help = "Whether the port's module reports a transmitter fault.",
+     .driver = I2c,
+     .last = FW_PORT_LAST,
+     .read = signal<sfp_txfault>},
+    {.subject = "port %s transmitter",
+     .states = "on|off",
+     .metric = "port_transmitter_disabled",
+     .help = "Whether the transmitter of the port's module is switched off.",
+     .driver = I2c,
+     .last = FW_PORT_LAST,
+     .read = signal<sfp_txenable>},
+    {.subject = "boot environment",
+     .states = kEnvironmentStates,
+     .metric = "boot_environment_state",
+     .help = "Whether the boot environment agrees with its checksum, 1 = this.",
+     .driver = Flash,
+     .read = environment_state},
+    {.subject = "database %s",
+     .states = kVerdicts,
+     .metric = "partition_table_state",
+     .help = "How a database agrees with its entry in the partition table, 1 = this.",
+     .driver = Flash,
+     .last = kDatabaseCopies - 1,
+     .read = database,
+     .name = database_name},
 };
 
-/** Who answers for it: the board in its slot, the main board's cages, or the thing itself. */
+/** The part of the board that answers: the board in the slot, the main board's cages, or the thing itself. */
 static std::string source_of(const Watched &what, const std::string &label, uint32_t which) {
   if (label.empty()) return what.subject;
   if (label == "slot") return format("slot %u", which);
@@ -158,32 +244,43 @@ static Reading reading_of(const Watched &what, uint32_t which) {
   return reading;
 }
 
+/** Reads the value, or the reason why there is none. @return false if there is nothing to read */
+static bool read_value(Round &round, const Watched &what, uint32_t which, Reading &reading) {
+  round.asked = what.driver;
+  try {
+    if (what.driver == Flash && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};
+    reading.value = what.read(round, which);
+    return reading.value.has_value();
+  } catch (const Failure &failure) {
+    reading.silence = failure.what();
+    round.up[round.asked] = false;
+    return true;
+  }
+}
+
 std::vector<Reading> read_board(Round &round, bool flash_too) {
   std::vector<Reading> readings;
   for (const Watched &what : kWatched) {
     if (what.driver == Flash && !flash_too) continue;
     for (uint32_t which = what.first; which <= what.last; ++which) {
       Reading reading = reading_of(what, which);
-      round.asked = what.driver;
-      try {
-        if (what.driver == Flash && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};
-        reading.value = what.read(round, which);
-        if (!reading.value) continue;
-      } catch (const Failure &failure) {
-        reading.silence = failure.what();
-        round.up[round.asked] = false;
-      }
-      readings.push_back(reading);
+      const bool is_there = read_value(round, what, which, reading);
+      if (is_there) readings.push_back(reading);
     }
   }
   return readings;
 }
 
+/** The name at place `value`, or the value as a number. */
 static std::string named(const std::vector<std::string> &names, double value) {
   const auto place = static_cast<size_t>(value);
-  return place < names.size() ? names[place] : format("%g", value);
+  if (place < names.size()) return names[place];
+  return format("%g", value);
 }
 
 std::string Reading::state() const { return named(states, *value); }
 
-std::string Reading::word() const { return states.empty() ? named(split(what->words), *value) : state(); }
+std::string Reading::word() const {
+  if (!states.empty()) return state();
+  return named(split(what->words), *value);
+}

@@ -1,6 +1,6 @@
 /** @file
- *  What is watched of the board: one table, of which `monitor` makes events and `metrics` samples. Nothing here changes
- *  anything on the board, neither the cage selection nor what a driver holds for its readers. */
+ *  What is watched on the board. It is one table: `monitor` makes events of it, `metrics` makes samples. Nothing here
+ *  changes anything on the board, neither the cage selection nor what a driver holds for its readers. */
 #ifndef ZELCTL_BOARD_STATE_H
 #define ZELCTL_BOARD_STATE_H
 
@@ -13,15 +13,16 @@
 enum Driver { Gpio, I2c, Flash };
 constexpr const char *kDrivers[] = {"gpio", "i2c", "flash"};
 
-/** One round of questions. */
+/** One round of questions to the board. */
 class Round {
  public:
-  /** Asks what several readings need. Who asks again by the same key gets the same answer, or the same failure. */
+  /** For a question that several readings need: it is asked once. A second call with the same key returns the first
+   *  answer, or throws the first failure. */
   double once(const std::string &key, const std::function<double()> &question);
 
-  Driver asked = Gpio;                                // the driver that the present question asks
-  bool up[std::size(kDrivers)] = {true, true, true};  // it has answered all questions so far
-  Json databases;                                     // null until they were asked for
+  Driver asked = Gpio;                                // the driver that gets the present question
+  bool up[std::size(kDrivers)] = {true, true, true};  // by Driver: it has answered all questions so far
+  Json databases;                                     // null before the first question for one
 
  private:
   std::map<std::string, std::variant<double, Failure>> answers_;
@@ -29,41 +30,45 @@ class Round {
 
 /** A kind of thing that is watched. */
 struct Watched {
-  const char *subject;  // of an event. "port %s light": %s is the port, "port" the metric's label
-  const char *states;   // words for the values from 0 on; the usual one first, where it comes and goes; "" = a number
+  const char *subject;  // of an event. In "port %s light" %s is the port, and "port" is the metric's label
+  /** Words for the values 0, 1, 2 ... The usual state of a thing that comes and goes is the first. "" = the value is a
+   *  number without words in the metric; `words` has those for events. */
+  const char *states;
+  const char *words = "";
+  const char *trouble = "";  // the state in which somebody should look
   const char *metric;
   const char *help;
-  Driver driver;  // what is in the flash is slow, and not asked for while the flash is written
-  uint32_t first;
-  uint32_t last;
-  /** @return nothing when there is nothing to ask: no module, no sensor. Throws a Failure when there is no answer. */
+  Driver driver;
+  uint32_t first = 0;
+  uint32_t last = 0;
+  /** @return nothing if there is nothing to read: no module, no sensor. Throws a Failure if there is no answer. */
   std::optional<double> (*read)(Round &round, uint32_t which);
-  const char *trouble = "";  // the state in which somebody should look
-  const char *words = "";    // of an event, where the metric is the number itself
+  /** What people call it: its number, unless the table says otherwise. */
   std::string (*name)(uint32_t which) = [](uint32_t which) { return std::to_string(which); };
 };
-/** Its subject. Only crossing the threshold is an event. */
+/** The subject of the board's temperature. Only crossing the threshold is an event. */
 constexpr const char *kTemperature = "temperature";
 
 struct Reading {
   const Watched *what = nullptr;
   std::string label;  // "port"; empty where there is only one
-  std::string which;  // "3"; likewise
+  std::string which;  // "3"; empty like the label
   std::string subject;
-  std::string source;  // who answers for it
+  std::string source;  // the part of the board that answers, as "slot 1"
   std::vector<std::string> states;
   std::optional<double> value;
   std::string silence;   // why there is no value
   std::string detail;    // more for people to read
-  bool trouble = false;  // somebody should look, besides what the table says
+  bool trouble = false;  // somebody should look, even if the table does not say so
 
-  /** Word for the value, or the number itself. */
+  /** The value in the words of the table's `states`, or as a number. */
   std::string state() const;
-  /** The same in words, where the state has one. */
+  /** The same. A number becomes a word of the table's `words`, if there is one. */
   std::string word() const;
 };
 
-/** Everything that is there, in the order of the table. */
+/** Reads everything in the table, in its order. Things that are not there have no reading.
+ *  @param flash_too  also read the things in the flash, which takes long */
 std::vector<Reading> read_board(Round &round, bool flash_too);
 
 #endif

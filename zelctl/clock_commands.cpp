@@ -5,9 +5,14 @@
 
 constexpr const char *kClock = "real-time clock";
 constexpr const char *kSensor = "temperature sensor";
-constexpr const char *kHeldOption = "What the driver holds; the chip is not read";
+constexpr const char *kHeldOption = "Show what the driver holds; do not read the chip";
 
 /* ---- real-time clock ---- */
+
+std::string clock_text(const rtc_tm &tm) {
+  return format("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min,
+                tm.tm_sec);
+}
 
 static void poll_clock() { require(FW_PollRtc(), kClock); }
 
@@ -15,14 +20,12 @@ static void show_clock(bool held) {
   if (!held) poll_clock();
   rtc_record clock{};
   require(FW_GetRtc(&clock), kClock);
-  const rtc_tm &tm = clock.tm;
+  rtc_tm tm = clock.tm;
   if (tm.tm_mday == 0) throw Failure{"the driver holds no time yet: zelctl clock poll"};
-  // In 12-hour mode the chip counts 0 to 11 beside its AM/PM flag.
+  // In 12-hour mode the chip counts from 0 to 11 and has an AM/PM flag.
   const bool afternoon = clock.mode24 == 0 && clock.pm != 0;
-  const int hour = afternoon ? tm.tm_hour + 12 : tm.tm_hour;
-  const std::string time =
-      format("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, hour, tm.tm_min, tm.tm_sec);
-  show(record("time", time, "hours", clock.mode24 != 0 ? 24 : 12));
+  if (afternoon) tm.tm_hour += 12;
+  show(record("time", clock_text(tm), "hours", clock.mode24 != 0 ? 24 : 12));
 }
 
 static std::optional<std::tm> time_of(const std::string &text) {
@@ -42,7 +45,7 @@ static void set_clock(const std::string &text) {
   clock.tm.tm_mon = time->tm_mon;
   clock.tm.tm_year = time->tm_year;
   require(FW_SetRtc(&clock), kClock);
-  poll_clock();  // so that the driver's readers see the new time
+  poll_clock();  // so that all who ask the driver get the new time
 }
 
 static void set_hours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
@@ -52,7 +55,6 @@ Json clock_mode() { return record("hours", byte_of(FW_GetRtc1224, kClock) == 1 ?
 /* ---- temperature ---- */
 
 std::optional<double> sensed_degrees() {
-  constexpr uint8_t kSensorAddress = 0x9E;
   uint8_t raw[2] = {};
   if (byte_of(FW_GetLM75_Alive, kSensor) == 0) return std::nullopt;
   require(FW_I2C_BufRead(kSensorAddress, 0, 1, sizeof raw, raw), kSensor);
@@ -87,7 +89,7 @@ void add_clock_commands(App &app) {
 
 void add_temperature_command(App &app) {
   const auto held = std::make_shared<bool>();
-  App *app_temperature = command(app, "temperature", "Board temperature in degrees Celsius", "temperature",
-                                 [held] { show_temperature(*held); });
-  flag(app_temperature, "--held", *held, kHeldOption);
+  App *leaf = command(app, "temperature", "Board temperature in degrees Celsius", "temperature",
+                      [held] { show_temperature(*held); });
+  flag(leaf, "--held", *held, kHeldOption);
 }

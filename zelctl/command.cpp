@@ -8,7 +8,7 @@
 
 Settings settings;
 
-/** Of the innermost command on the line. */
+/** The action of the innermost command on the line. */
 static Action chosen;
 
 App *command(App &parent, const char *name, const char *what, const char *example, const Action &action) {
@@ -82,14 +82,14 @@ void choice(App *app, const char *name, uint32_t &value, const char *what, const
             const Choices &also) {
   std::string names;
   for (const auto &[word, code] : choices) names += (names.empty() ? "" : "|") + word;
-  const bool by_number = choices.front().first == "off";
+  const bool has_off = choices.front().first == "off";
   Choices taken = choices;
   taken.insert(taken.end(), also.begin(), also.end());
   const auto find = [=](std::string &text) -> std::string {
     for (const auto &[word, code] : taken) {
       const std::string digits = std::to_string(code);
-      const bool meant = text == word || (by_number && text == digits);
-      if (!meant) continue;
+      const bool is_meant = text == word || (has_off && text == digits);
+      if (!is_meant) continue;
       text = digits;
       return {};
     }
@@ -112,7 +112,8 @@ void flag(App *app, const char *name, bool &value, const char *what) { app->add_
 static std::string check_input(std::string &path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) return "'" + path + "': " + std::strerror(errno);
-  return S_ISREG(status.st_mode) ? "" : "'" + path + "': not an ordinary file";
+  if (!S_ISREG(status.st_mode)) return "'" + path + "': not an ordinary file";
+  return {};
 }
 
 void input_file(App *app, std::string &path, const char *what) { any_text(app, "FILE", path, what, check_input); }
@@ -120,11 +121,11 @@ void input_file(App *app, std::string &path, const char *what) { any_text(app, "
 static std::string check_output(std::string &path) { return path.empty() ? "'' is not a file" : ""; }
 
 void output_file(App *app, std::string &path) {
-  any_text(app, "FILE", path, "File to write; one that is there is replaced", check_output);
+  any_text(app, "FILE", path, "File to write; an existing file is replaced", check_output);
 }
 
 void output_option(App *app, std::string &path) {
-  option(app, "-o,--output", path, "Write to this file, - for standard output; one that is there is replaced", "FILE",
+  option(app, "-o,--output", path, "Write to this file, - for standard output; an existing file is replaced", "FILE",
          check_output);
 }
 
@@ -134,7 +135,7 @@ void asks_first(App *app) {
 }
 
 void allow_empty_option(App *app, bool &allow_empty) {
-  flag(app, "--allow-empty", allow_empty, "Take a file without any bytes");
+  flag(app, "--allow-empty", allow_empty, "Accept an empty file");
 }
 
 void require_bytes(const std::string &path, uint64_t size, bool allow_empty) {
@@ -147,6 +148,6 @@ void confirm(const std::string &question) {
   std::fflush(out);
   std::fprintf(stderr, "%s Type yes to go on: ", question.c_str());
   char answer[16] = "";
-  if (std::fgets(answer, sizeof answer, stdin) == nullptr || std::strcmp(answer, "yes\n") != 0)
-    throw Failure{"nothing was done"};
+  const bool has_answer = std::fgets(answer, sizeof answer, stdin) != nullptr;
+  if (!has_answer || std::strcmp(answer, "yes\n") != 0) throw Failure{"nothing was done"};
 }

@@ -3,10 +3,10 @@
 
 #include "records.h"
 
-/** A stored length or checksum that was never written. */
+/** A length or checksum in the partition table that was never written. */
 constexpr uint32_t kBlank = 0xFFFFFFFF;
 
-/* The library's calls, in one form. A read hands out memory that the caller frees. */
+/* The library's calls, all with the same arguments. The caller frees the memory that a read returns. */
 
 static uint32_t read_gen(uint8_t **data, uint32_t *length, uint32_t copy) {
   return FW_ReadGenDatabase(data, length, copy);
@@ -31,8 +31,8 @@ struct Database {
   const char *name;
   const char *what;
   uint32_t copies;
-  uint32_t first_region;  // FW_REGION_... of copy 1; that of copy 2 follows
-  bool has_entry;         // its stores keep its entry in the partition table
+  uint32_t first_region;  // FW_REGION_... of copy 1; copy 2 has the next number
+  bool has_entry;         // a store also writes its entry in the partition table
   uint32_t (*read)(uint8_t **data, uint32_t *length, uint32_t copy);
   uint32_t (*write)(const std::string &path, Bytes bytes, uint32_t copy);
 };
@@ -72,7 +72,7 @@ struct Entry {
   bool blank() const { return length == kBlank && checksum == kBlank; }
 };
 
-/** How the stored bytes agree with the entry. Throws when the flash cannot be read. */
+/** Whether the stored bytes agree with the entry. Throws if the flash cannot be read. */
 static std::string verdict_of(const Copy &copy, const Entry &entry) {
   const uint32_t start = region_start(copy.region());
   const uint32_t room = region_length(copy.region());
@@ -110,7 +110,7 @@ struct DatabaseOptions {
 
 static void read_database(const Database &database, const DatabaseOptions &options) {
   const Copy copy{database, options.copy};
-  // The library's read answers the same for a driver that is silent and for no database.
+  // The library's read returns the same if the driver does not answer and if there is no database.
   std::string verdict = "unknown";
   for (const Json &row : databases()) {
     if (row["database"] == copy.name()) verdict = row["verdict"];
@@ -129,7 +129,7 @@ static void write_database(const Database &database, const DatabaseOptions &opti
   const Copy copy{database, options.copy};
   const std::vector<uint8_t> bytes = read_file(options.path, region_length(copy.region()));
   require_bytes(options.path, bytes.size(), options.allow_empty);
-  start_change();  // a signal waits until the end: a database that is cut short is none
+  start_change();  // a signal waits until the end: half a database is useless
   const uint32_t status = database.write(options.path, bytes, copy.number);
   if (status != 0) {
     const std::string line = ": " + copy.what() + " was not stored whole: see zelctl db table";

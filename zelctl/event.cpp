@@ -12,9 +12,10 @@ std::string time_stamp(bool utc) {
   timespec now{};
   std::timespec_get(&now, TIME_UTC);
   const std::tm *parts = utc ? std::gmtime(&now.tv_sec) : std::localtime(&now.tv_sec);
+  const auto milliseconds = static_cast<int>(now.tv_nsec / 1000000);
   char text[32];
   std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", parts);
-  return format("%s.%03d%s", text, static_cast<int>(now.tv_nsec / 1000000), utc ? "Z" : "");
+  return format("%s.%03d%s", text, milliseconds, utc ? "Z" : "");
 }
 
 Json event_record(const Event &event) {

@@ -27,7 +27,7 @@ void EventCommands::add(const Event &event) {
   waiting_.push_back(std::move(work));
 }
 
-/** What a command gets as its environment: what this program has, and the event. */
+/** The environment of a command: this program's environment and the event. */
 static std::vector<std::string> environment_with(const Fields &fields) {
   std::vector<std::string> all = own_environment();
   std::erase_if(all, [](const std::string &entry) { return entry.starts_with("ZELBOARD_"); });
@@ -47,10 +47,11 @@ void EventCommands::start() {
   warn(std::string("cannot be run: ") + std::strerror(error), line_);
 }
 
-void EventCommands::reap() {
+void EventCommands::check_running() {
   int status = 0;
-  if (waitpid(running_, &status, WNOHANG) == 0) {
-    if (Clock::now() < deadline_) return;
+  const bool still_runs = waitpid(running_, &status, WNOHANG) == 0;
+  if (still_runs && Clock::now() < deadline_) return;
+  if (still_runs) {
     end_child(running_);
     warn(format("takes longer than %d seconds, and was ended", static_cast<int>(limit_.count())), line_);
   } else if (WIFSIGNALED(status)) {
@@ -62,7 +63,7 @@ void EventCommands::reap() {
 }
 
 void EventCommands::step() {
-  if (running_ != 0) reap();
+  if (running_ != 0) check_running();
   if (running_ == 0 && !waiting_.empty()) start();
 }
 

@@ -1,5 +1,6 @@
 /** @file
- *  The operator's command for each event, beside the monitor: one at a time, in order, and never for ever. */
+ *  Runs the operator's command for each event while the monitor goes on: one at a time, in order, and each only for a
+ *  limited time. */
 #ifndef ZELCTL_EVENT_COMMANDS_H
 #define ZELCTL_EVENT_COMMANDS_H
 
@@ -12,18 +13,20 @@
 
 class EventCommands {
  public:
-  /** A line for the shell, and how long each may take. */
+  /** @param command  line for the shell
+   *  @param limit    how long the command may take for one event */
   EventCommands(std::string command, std::chrono::seconds limit) : command_(std::move(command)), limit_(limit) {}
   EventCommands(const EventCommands &) = delete;
   EventCommands &operator=(const EventCommands &) = delete;
-  /** Ends a command that still runs. */
+  /** Ends the command that runs. */
   ~EventCommands();
 
   void add(const Event &event);
-  /** Takes note of a command that has ended, ends one that takes too long, and starts the next. Does not wait. */
+  /** Looks after the command that runs: it may have ended, or it takes too long. Then starts the next one. Does not
+   *  wait. */
   void step();
   bool busy() const { return running_ != 0 || !waiting_.empty(); }
-  /** Lets those that wait run, all of them for as long as one may take; a signal ends that sooner. */
+  /** Runs the commands that wait. All together may take as long as one of them; a signal ends that sooner. */
   void finish();
 
  private:
@@ -33,13 +36,13 @@ class EventCommands {
     Fields fields;
   };
   void start();
-  void reap();
+  void check_running();
 
   const std::string command_;
   const std::chrono::seconds limit_;
   std::deque<Work> waiting_;
-  std::string line_;  // of the event that the running command has
-  pid_t running_ = 0;
+  pid_t running_ = 0;  // 0 = none
+  std::string line_;   // the event of the running command
   Clock::time_point deadline_;
 };
 

@@ -23,7 +23,7 @@ std::vector<uint8_t> read_flash(uint32_t start, uint32_t length, const char *if_
   return bytes;
 }
 
-/** Reads, and tells whether the last byte is another than the mark that stood there before. */
+/** Reads over a mark in the last byte of the buffer. @return true if the last byte is not the mark any more */
 static bool replaces_mark(uint8_t mark, uint32_t address, std::span<uint8_t> bytes) {
   bytes.back() = mark;
   require(FW_ReadFlash(address, static_cast<uint32_t>(bytes.size()), bytes.data()),
@@ -35,11 +35,12 @@ void read_piece(uint32_t address, std::span<uint8_t> bytes) {
   constexpr uint8_t kMark = 0x5A;
   constexpr uint8_t kOtherMark = 0xA5;
   if (replaces_mark(kMark, address, bytes)) return;
-  // The mark stands there still: the driver gave fewer bytes, or the flash holds just this byte. Read over another
-  // mark, the byte alone tells which.
+  // The mark is still there: the driver gave fewer bytes, or the flash has this byte. Reading the byte alone, over
+  // another mark, shows which.
   uint8_t again = 0;
   const uint32_t last = address + static_cast<uint32_t>(bytes.size()) - 1;
-  if (replaces_mark(kOtherMark, last, {&again, 1}) && again == kMark) return;
+  const bool flash_has_mark = replaces_mark(kOtherMark, last, {&again, 1}) && again == kMark;
+  if (flash_has_mark) return;
   throw Failure{format("flash read at 0x%X: the driver gave fewer bytes than asked for", address)};
 }
 
@@ -58,7 +59,7 @@ void require_chip() {
 }
 
 void start_change() {
-  flags();
+  flags();  // throws if the GPIO driver does not answer
   require_chip();
   hold_signals();
 }

@@ -24,7 +24,7 @@ static void place_argument(App *app, Place &place) {
   any_text(app, "ADDRESS", place.text, "Byte on the chip, or a region by code or name: see flash regions", check);
 }
 
-/** The first `length` bytes of a place; refuses the argument that they come from when they do not fit. */
+/** The first `length` bytes of a place. If they do not fit it refuses the argument that the length comes from. */
 static Extent first_bytes(const Place &place, uint64_t length, const char *argument) {
   Extent extent = place.extent();
   if (length > extent.length) refuse_argument(argument, "ends behind the end of " + extent.name);
@@ -154,7 +154,7 @@ Json flash_id() {
   return record("chip_index", index, "chip", chip, "jedec_id", hex_text({id, kJedecLength}));
 }
 
-/** What the library itself prints. */
+/** Shows what a call of the library prints. */
 static void show_print(const std::function<uint32_t()> &call, const char *what) {
   const Printed printed = printed_by(call);
   require(printed.status, what);

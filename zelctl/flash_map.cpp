@@ -2,8 +2,8 @@
 
 #include "records.h"
 
-/** Colours of the 256-colour palette, one for each region in address order. */
-constexpr int kPalette[] = {25, 28, 130, 90, 31, 100, 61, 94, 36, 125, 64, 172, 97, 24, 138, 65, 60};
+/** Colours of the 256-colour palette, one for each region in the order of addresses. */
+constexpr int kPalette[kRegionCount] = {25, 28, 130, 90, 31, 100, 61, 94, 36, 125, 64, 172, 97, 24, 138, 65, 60};
 constexpr int kGrey = 240;
 
 constexpr const char *kErasedSector = "..";
@@ -19,7 +19,7 @@ void show_sector(uint32_t sector) {
   hexdump(bytes, start);
 }
 
-/** Coloured by region: a sector with data by its ground, an erased one by its letters. */
+/** Colours a sector's text by region: the background of a sector with data, the letters of an erased one. */
 static std::string paint(size_t region, bool used, const std::string &text) {
   if (!settings.colour && !colourful()) return text;
   constexpr int kForeground = 38;
@@ -35,9 +35,10 @@ static std::string sector_text(const Json &regions, uint32_t address, bool used)
   return paint(region, used, used ? code : kErasedSector);
 }
 
-/** @param used  of each sector: it holds data */
+/** @param used  by sector: true if it contains data */
 static void draw_sectors(const Json &regions, const std::vector<bool> &used) {
-  const uint32_t per_row = columns() >= 74 ? 32 : 8;
+  constexpr size_t kWideRow = 74;  // columns for an address and 32 sectors
+  const uint32_t per_row = columns() >= kWideRow ? 32 : 8;
   for (uint32_t sector = 0; sector < used.size(); ++sector) {
     const uint32_t address = sector * sector_size();
     if (sector % per_row == 0) std::fprintf(out, "0x%07X ", address);

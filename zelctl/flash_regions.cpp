@@ -7,7 +7,7 @@
 /** The test area has no map selector: it reaches from its start to the end of the chip. */
 constexpr uint32_t kTestArea = 0;
 
-/** Codes and names as the library's own sector map prints them. Where a region lies the library tells. */
+/** Codes and names as in the library's own sector map. The library tells where a region is. */
 struct Region {
   uint32_t selector;
   const char *code;
@@ -33,11 +33,13 @@ constexpr Region kRegions[] = {
     {kTestArea, "T", "Test Area"},
 };
 
+static_assert(std::size(kRegions) == kRegionCount);
+
 uint32_t sector_size() { return flash_def[FW_FLASH_SECTOR_SIZE]; }
 
 uint32_t chip_size() { return flash_def[FW_FLASH_SECTOR_SIZE] * flash_def[FW_FLASH_SECTORS]; }
 
-/** Throws for the answer that the library gives for a chip without a map, or without a driver. */
+/** Throws for the answer that means: the chip has no map, or the driver does not answer. */
 static uint32_t require_mapped(uint32_t answer) {
   if (answer != FW_REFUSED) return answer;
   byte_of(FW_FlashGetIndex, "flash driver");
@@ -66,7 +68,10 @@ Extent region_extent(uint32_t region) {
 
 std::string region_codes() {
   std::string codes;
-  for (const Region &region : kRegions) codes += (codes.empty() ? "" : "|") + std::string(region.code);
+  for (const Region &region : kRegions) {
+    if (!codes.empty()) codes += "|";
+    codes += region.code;
+  }
   return codes;
 }
 

@@ -3,7 +3,7 @@
 
 #include "records.h"
 
-/** Tells all processes that the flash is being changed, as the library's own long changes do. */
+/** Sets the flag that tells all processes of a change of the flash. The library's own long changes set it, too. */
 struct FlashAccess {
   FlashAccess() { require(FW_SetFlashAccessFlag(1), "flash-access flag"); }
   FlashAccess(const FlashAccess &) = delete;
@@ -11,7 +11,7 @@ struct FlashAccess {
   ~FlashAccess() { FW_SetFlashAccessFlag(0); }
 };
 
-/** Programming only clears bits: a bit that is to be set again needs an erase. */
+/** Programming only clears bits. To set a bit again the sector has to be erased. */
 static SectorAction action_for(Bytes before, Bytes wanted) {
   if (std::equal(before.begin(), before.end(), wanted.begin())) return SectorAction::Keep;
   for (size_t i = 0; i < before.size(); ++i) {
@@ -21,7 +21,7 @@ static SectorAction action_for(Bytes before, Bytes wanted) {
   return SectorAction::Write;
 }
 
-/** The sectors that a file's bytes reach, as they are to be: what a region holds behind the file stays. */
+/** An update of a region: the new content of all sectors that the file reaches. Bytes behind the file stay. */
 class Update {
  public:
   Update(const Extent &region, const std::vector<uint8_t> &file) : start_(region.start) {
@@ -43,7 +43,7 @@ class Update {
   long changed() const { return erased() + count(SectorAction::Write); }
   SectorAction action_at(uint32_t address) const { return actions_[(address - start_) / sector_size()]; }
 
-  /** Brings one sector into its state and reads it back. */
+  /** Writes the new content of one sector and reads it back. */
   void do_sector(uint32_t address) const {
     const Bytes bytes = wanted(address - start_);
     if (action_at(address) == SectorAction::EraseAndWrite)
@@ -111,10 +111,11 @@ static std::string check_region(std::string &text) {
 
 void add_flash_update(App &flash) {
   const auto options = std::make_shared<UpdateOptions>();
-  App *app = command(flash, "update", "Makes a region begin with a file; erases and writes only sectors that differ",
-                     "flash update I2 image.bin", announced([options] { update_region(*options); }));
+  App *app =
+      command(flash, "update", "Writes a file to the beginning of a region; erases and writes only sectors that differ",
+              "flash update I2 image.bin", announced([options] { update_region(*options); }));
   checked(app, "REGION", options->region, "Region by code, or by name: see flash regions", region_codes(),
           check_region);
-  input_file(app, options->path, "File that the region is to begin with");
+  input_file(app, options->path, "File to write");
   asks_first(app);
 }

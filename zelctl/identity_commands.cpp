@@ -3,7 +3,7 @@
 
 #include "records.h"
 
-/** What stands in a line between two marks; nothing if one is missing. */
+/** The text between two characters of a line; nothing if one of them is missing. */
 static std::optional<std::string> between(const std::string &line, char open, char close) {
   const size_t start = line.find(open);
   const size_t end = line.rfind(close);
@@ -33,7 +33,7 @@ static std::string model_name() {
 }
 
 Json identity() {
-  // The library composes the name of boards and power mode. It does not say when it could not read them.
+  // The library composes the name from boards and power mode, and does not say if it cannot read them. These throw then.
   copper_boards();
   power();
   const std::string model = model_name();

@@ -9,7 +9,8 @@ struct Led {
   uint32_t which;  // supply or port, where the library's call takes one
 };
 
-/** Gives the library's calls for a single LED the form of those for several. */
+/* The library's calls for a single LED, in the form of the calls for one of several LEDs. */
+
 template <auto Get>
 static uint32_t get_single(uint32_t, uint8_t *value) {
   return Get(value);
@@ -18,7 +19,7 @@ template <auto Set>
 static uint32_t set_single(uint32_t, uint32_t value, uint32_t mirror) {
   return Set(value, mirror);
 }
-/** These LEDs are always set on the serial-GPIO chain, too. */
+/** For LEDs that the library always sets on the serial-GPIO chain, too. */
 template <auto Set>
 static uint32_t set_mirrored(uint32_t, uint32_t value, uint32_t) {
   return Set(value);
@@ -38,8 +39,6 @@ constexpr Led kLeds[] = {
 };
 static_assert(std::size(kLeds) == kLedCount);
 
-constexpr const char *kStates = "off|on|blink";
-
 std::string led_name(uint32_t led) { return kLeds[led].name; }
 
 uint8_t led_state(uint32_t led) {
@@ -47,7 +46,9 @@ uint8_t led_state(uint32_t led) {
   return byte_of([&row](uint8_t *state) { return row.get(row.which, state); }, std::string("LED ") + row.name);
 }
 
-static Json led_record(uint32_t led) { return record("led", led_name(led), "state", name_of(kStates, led_state(led))); }
+static Json led_record(uint32_t led) {
+  return record("led", led_name(led), "state", name_of(kLedStates, led_state(led)));
+}
 
 Json leds() {
   Json rows = Json::array();
@@ -63,7 +64,7 @@ struct LedOptions {
   bool mirror = false;
 };
 
-/** The library counts an unreadable LED as off, so that one is read again here. */
+/** The library takes an unreadable LED for one that is off. So the LED is read again here. */
 static void set_led(const LedOptions &options) {
   const Led &row = kLeds[options.led];
   const std::string what = std::string("LED ") + row.name;

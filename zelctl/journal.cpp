@@ -9,16 +9,21 @@
 
 #include "../cli/program.h"
 
-/** "NAME=value" and a line's end; a value of several lines stands behind its length instead. */
+/** A field is the line "NAME=value". If the value has several lines: the line "NAME", the value's length in eight bytes,
+ *  low byte first, and the value. */
 static std::string encoded(const std::string &name, const std::string &value) {
-  if (value.find('\n') == std::string::npos) return name + "=" + value + "\n";
+  constexpr int kLengthBytes = 8;
+  const bool is_one_line = value.find('\n') == std::string::npos;
+  if (is_one_line) return name + "=" + value + "\n";
+  const uint64_t size = value.size();
   std::string length;
-  for (int i = 0; i < 8; ++i) length += static_cast<char>(uint64_t{value.size()} >> 8 * i);
+  for (int i = 0; i < kLengthBytes; ++i) length += static_cast<char>(size >> 8 * i);
   return name + "\n" + length + value + "\n";
 }
 
 static std::string entry_of(const Event &event) {
-  constexpr const char *kWarning = "4", *kNotice = "5";
+  constexpr const char *kWarning = "4";
+  constexpr const char *kNotice = "5";
   Fields fields = fields_of(event);
   fields.emplace_back("MESSAGE", event.line());
   fields.emplace_back("PRIORITY", event.trouble ? kWarning : kNotice);
@@ -42,19 +47,22 @@ static bool send_to(int fd, const std::string &path, const std::string &entry) {
   return sendto(fd, entry.data(), entry.size(), MSG_NOSIGNAL, to, sizeof address) >= 0;
 }
 
-Journal::Journal(const std::string &socket_path)
-    : path_(socket_path), fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-  const timeval second{1, 0};
-  setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &second, sizeof second);
-  const sockaddr_un address = address_of(path_);
-  // Only tried: a journal that is started again later has another socket in its place.
+/** @return why nobody listens at the address, or nothing */
+static std::string why_silent(const sockaddr_un &address) {
   const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const bool listens = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-  const std::string why = std::strerror(errno);
+  const std::string why = listens ? "" : std::strerror(errno);
   close(probe);
-  if (listens) return;
-  close(fd_);
-  throw Failure{"--journal: " + path_ + ": " + why};
+  return why;
+}
+
+/** The socket is not connected: a journal that is restarted makes a new socket at the same path. */
+Journal::Journal(const std::string &socket_path) : path_(socket_path) {
+  const std::string why = why_silent(address_of(path_));
+  if (!why.empty()) throw Failure{"--journal: " + path_ + ": " + why};
+  fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const timeval second{1, 0};
+  setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &second, sizeof second);
 }
 
 Journal::~Journal() { close(fd_); }

@@ -3,8 +3,17 @@
 #include <algorithm>
 #include <cmath>
 
-constexpr const char *kRed = "\033[31m", *kYellow = "\033[33m", *kGreen = "\033[32m", *kPlain = "\033[0m";
-constexpr int kNameWidth = 13, kValueWidth = 12;
+constexpr const char *kRed = "\033[31m";
+constexpr const char *kYellow = "\033[33m";
+constexpr const char *kGreen = "\033[32m";
+constexpr const char *kPlain = "\033[0m";
+
+// A line: name and value, a gap, the bar in its frame, a gap, the state.
+constexpr int kNameWidth = 13;
+constexpr int kValueWidth = 12;
+constexpr size_t kGap = 2;
+constexpr size_t kFrame = 2;
+constexpr size_t kStateWidth = 12;  // of the longest one
 
 static const char *colour_of(Standing standing) {
   switch (standing) {
@@ -32,9 +41,10 @@ double people_number(const Measurement &measurement, double value) {
   return std::round(number * kSteps) / kSteps;
 }
 
-/** The bar's scale: from somewhat below the lowest threshold to somewhat above the highest one. */
+/** The scale of a bar. It begins below the lowest threshold and ends above the highest one. */
 struct Scale {
-  double first, step;
+  double first;
+  double step;
   size_t width;
 
   double at(size_t place) const { return first + (static_cast<double>(place) + 0.5) * step; }
@@ -53,42 +63,61 @@ static Scale scale_of(const Measurement &measurement, size_t width) {
   return {low - kMargin * span, step, width};
 }
 
-/** Alarm '#', warning '=', normal '-', the value 'O': it reads without colours, too. */
+/** The value that a number on the scale stands for. */
+static double value_of(const Measurement &measurement, double number) {
+  if (!measurement.is_power) return number;
+  return std::pow(10, number / 10);  // mW of dBm
+}
+
+static char mark_of(Standing standing) {
+  switch (standing) {
+    case Standing::LowWarning:
+    case Standing::HighWarning:
+      return '=';
+    case Standing::LowAlarm:
+    case Standing::HighAlarm:
+      return '#';
+    case Standing::Normal:
+    case Standing::NoLimits:
+      break;
+  }
+  return '-';
+}
+
+/** Each place of the bar has the mark and the colour of its standing. The value is the 'O'. */
 static std::string bar(const Measurement &measurement, size_t width) {
   const Scale scale = scale_of(measurement, width);
   const size_t marked = scale.place_of(people_number(measurement, measurement.value));
   std::string text;
   for (size_t place = 0; place < width; ++place) {
+    if (place == marked) {
+      text += coloured("O", standing_of(measurement));
+      continue;
+    }
     Measurement here = measurement;
-    const double number = scale.at(place);
-    here.value = measurement.is_power ? std::pow(10, number / 10) : number;
-    const Standing standing = place == marked ? standing_of(measurement) : standing_of(here);
-    char mark = '-';
-    if (standing == Standing::LowWarning || standing == Standing::HighWarning) mark = '=';
-    if (standing == Standing::LowAlarm || standing == Standing::HighAlarm) mark = '#';
-    if (place == marked) mark = 'O';
-    text += coloured(std::string(1, mark), standing);
+    here.value = value_of(measurement, scale.at(place));
+    const Standing standing = standing_of(here);
+    text += coloured(std::string(1, mark_of(standing)), standing);
   }
   return "[" + text + "]";
 }
 
 void draw_measurement(const Measurement &measurement) {
-  constexpr size_t kOneLine = 76, kWidest = 72, kFrame = 2;
-  const std::string value = measured_text(measurement, measurement.value);
-  const std::string state = standing_name(measurement);
-  const std::string shown = coloured(format("%*s", kValueWidth, value.c_str()), standing_of(measurement));
-  std::string line = format("%-*s", kNameWidth, measurement.name) + shown;
-  const size_t columns_left = columns();
+  constexpr size_t kOneLine = 76;  // columns
+  constexpr size_t kWidest = 72;
+  constexpr size_t kNarrowest = 20;
+  const Standing standing = standing_of(measurement);
+  const std::string state = coloured(standing_name(measurement), standing);
+  const std::string value = format("%*s", kValueWidth, measured_text(measurement, measurement.value).c_str());
+  const std::string line = format("%-*s", kNameWidth, measurement.name) + coloured(value, standing);
   if (!measurement.limited) {
-    std::fprintf(out, "%s  %s\n", line.c_str(), state.c_str());
-  } else if (columns_left >= kOneLine) {
-    constexpr size_t kAround = kNameWidth + kValueWidth + 2 + kFrame + 2 + 12;  // gaps, and the longest state
-    const size_t width = std::min(columns_left - kAround, kWidest);
-    std::fprintf(out, "%s  %s  %s\n", line.c_str(), bar(measurement, width).c_str(),
-                 coloured(state, standing_of(measurement)).c_str());
+    std::fprintf(out, "%s  %s\n", line.c_str(), standing_name(measurement).c_str());
+  } else if (columns() >= kOneLine) {
+    constexpr size_t kBesideBar = kNameWidth + kValueWidth + kGap + kFrame + kGap + kStateWidth;
+    const size_t width = std::min(columns() - kBesideBar, kWidest);
+    std::fprintf(out, "%s  %s  %s\n", line.c_str(), bar(measurement, width).c_str(), state.c_str());
   } else {
-    const size_t width = std::max<size_t>(columns_left, 20) - kFrame;
-    std::fprintf(out, "%s  %s\n%s\n", line.c_str(), coloured(state, standing_of(measurement)).c_str(),
-                 bar(measurement, width).c_str());
+    const size_t width = std::max(columns(), kNarrowest) - kFrame;
+    std::fprintf(out, "%s  %s\n%s\n", line.c_str(), state.c_str(), bar(measurement, width).c_str());
   }
 }

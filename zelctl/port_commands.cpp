@@ -23,8 +23,8 @@ constexpr Signal kPresence{"presence_line", FW_GetPortSfpPresnt};
 constexpr Signal kModuleSignals[] = {
     {"tx_disable", FW_GetPortSfpTxDisable}, {"tx_fault", FW_GetPortSfpTxFault}, {"loss_of_signal", FW_GetPortSfpLos}};
 
-/** The line's level; null if it cannot be read, and the command fails once everything is shown.
- *  @param status  of the signals before: after a failure no more are read */
+/** The level of a signal's line. Null if it cannot be read: the failure is postponed.
+ *  @param status  in: of the port's signals so far; nothing is read after a failure. out: of this read */
 static Json read_signal(const Signal &signal, uint32_t port, uint32_t &status) {
   if (status != FW_OK) return {};
   uint8_t line = 1;

@@ -1,6 +1,6 @@
 /** @file
- *  What the tool can tell of each subsystem: commands show it, the panel draws it, the self-test judges it. Nothing here
- *  changes anything on the board. Every function throws a Failure when the board does not answer. */
+ *  What the tool knows about each subsystem: commands show it, the panel draws it, the self-test judges it. No function
+ *  here changes anything on the board. Every function throws a Failure if the board does not answer. */
 #ifndef ZELCTL_RECORDS_H
 #define ZELCTL_RECORDS_H
 
@@ -10,9 +10,9 @@
 #include "flash.h"
 #include "tool.h"
 
-/** What a slot holds. The ports of the main board count as cages.
- *  The I2C driver is asked itself, since the library's questions take a driver that is silent for an answer. */
+/** What a slot holds. The ports of the main board count as cages. */
 enum class Fitted { None, Copper, Cages };
+/* These throw if the I2C driver does not answer. Other calls of the library then return as if there was no board. */
 Fitted fitted_in(uint32_t slot);
 Fitted fitted_at(uint32_t port);
 /** "none", "copper" or "sfp" */
@@ -20,40 +20,45 @@ std::string fitted_name(Fitted fitted);
 uint32_t copper_boards();
 /** Slot of a daughter board's port. */
 constexpr uint32_t slot_of(uint32_t port) { return port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST; }
-/** A row for each port, made from what its slot holds. */
+/** One row for each port. */
 Json port_rows(const std::function<Json(uint32_t port, Fitted fitted)> &row);
 /** Throws unless the port has a cage. */
 void require_cage(uint32_t port);
-/** Throws unless the status is 0: of a call on a port that has a cage. */
+/** Throws unless the status of a call on a port is 0. The port must have a cage. */
 void require_port(uint32_t status, uint32_t port, const char *what);
 
 using Record = Json();
 Record leds, relay, flags, reset_key, watchdog, power, bus_busy, clock_mode, held_temperature, board;
-/** Read from the sensor itself: a poll would change what the driver holds. Nothing without a sensor. */
+constexpr uint8_t kSensorAddress = 0x9E;  // 8-bit address of the temperature sensor
+/** Reads the sensor itself: a poll would change what the driver holds. Nothing if there is no sensor. */
 std::optional<double> sensed_degrees();
+/** A time like 2026-03-15T14:30:45. */
+std::string clock_text(const rtc_tm &tm);
+constexpr uint32_t kWatchdogRegister = 0x20300;
 Record flash_id, flash_regions, environment, mac_backup, identity;
-/** What the bytes of the environment's region say. */
+/** The state and the variables of the environment's region. */
 Json environment_in(std::span<const uint8_t> region);
-/** All copies of all databases. The partition table is read without the library's repair of blank slots. */
+/** All copies of all databases. The partition table is read directly: the library's call would repair blank slots. */
 Record databases;
 constexpr uint32_t kDatabaseCopies = 5;
-/** Of a row, by number: "gen 1" */
+/** The name of a copy, by its place in `databases`: "gen 1". */
 std::string database_name(uint32_t row);
-/** All cages. A copper module's PHY is read, never set up. Moves the cage selection, as every user of a module does. */
+/** The modules in all cages. Reads a copper module's PHY, but does not set it up. Moves the cage selection. */
 Record modules;
 /** A register of a switch port's PHY, as debugCmd prints it. */
 Json phy_register(uint32_t port, uint32_t number);
 /* The LEDs of the front panel, by number. */
 constexpr uint32_t kLedCount = 10;
+constexpr const char *kLedStates = "off|on|blink";  // by FW_LED_...
 std::string led_name(uint32_t led);
 uint8_t led_state(uint32_t led);
 uint8_t supply_conf(uint32_t supply);
 enum class Signals { All, OfModules };  // OfModules: only presence is read of an empty cage
 Json ports(Signals wanted);
-/** A signal that cannot be read stays null, and is postponed. */
+/** A signal that cannot be read is null, and its failure is postponed. */
 Json port_record(uint32_t port, Fitted fitted, Signals wanted);
 
-/** Asks what the library answers from the boot environment. Throws when the environment could not be read. */
+/** Makes a call of the library that reads the boot environment. Throws if the environment could not be read. */
 uint32_t ask_environment(const std::function<uint32_t()> &question);
 
 #endif

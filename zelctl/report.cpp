@@ -4,18 +4,22 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
+#include <memory>
 
-static std::string path;
-static bool with_flash;
-static Patterns further_secrets;
+struct ReportOptions {
+  std::string path;  // empty: named after the switch and the time
+  bool with_flash = false;
+  Patterns further_secrets;
+};
 
-static void refuse_to_go_on() {
+static void require_no_signal() {
   if (interrupted()) throw Failure{"interrupted: no report was written, and nothing was changed"};
 }
 
 Json Report::ask(const std::string &what, const std::function<Json()> &question) {
-  refuse_to_go_on();
+  require_no_signal();
   Json answer;
   try {
     answer = question();
@@ -23,51 +27,64 @@ Json Report::ask(const std::string &what, const std::function<Json()> &question)
     note(what, failure.what());
   }
   if (const auto postponed = take_postponed()) note(what, postponed->what());
-  refuse_to_go_on();
+  require_no_signal();
   return answer;
 }
 
 void Report::note(const std::string &what, const std::string &why) {
   Json row = record("what", what, "why", why);
-  for (const Json &known : not_read)
-    if (known == row) return;
-  not_read.push_back(std::move(row));
+  const bool is_known = std::find(not_read.begin(), not_read.end(), row) != not_read.end();
+  if (!is_known) not_read.push_back(std::move(row));
 }
 
 void Report::add_file(const std::string &name, std::vector<uint8_t> bytes) {
   files.push_back({name, std::move(bytes)});
 }
 
-/** The file that the library was loaded from; its name has the version. */
+/** The file that the library was loaded from. Its name contains the version. */
 static Json library_file() {
   Dl_info info{};
   char resolved[PATH_MAX] = "";
   if (dladdr(reinterpret_cast<const void *>(&FW_ReadFlash), &info) == 0) return {};
-  return realpath(info.dli_fname, resolved) != nullptr ? resolved : info.dli_fname;
+  if (realpath(info.dli_fname, resolved) == nullptr) return info.dli_fname;
+  return resolved;
+}
+
+static std::string utc_text(std::time_t time, const char *form) {
+  char text[32];
+  std::strftime(text, sizeof text, form, std::gmtime(&time));
+  return text;
 }
 
 static void describe_origin(Report &report, const std::string &host, std::time_t now) {
-  char created[32];
-  std::strftime(created, sizeof created, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
   utsname kernel{};
   uname(&kernel);
-  append(report.data, "format", "zelboard-report", "version", kReportVersion, "created", created, "host", host, "tool",
-         std::string(kProgram) + " " ZELBOARD_VERSION, "library", library_file(), "kernel",
-         std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine, "not_read", Json::array());
+  Json &data = report.data;
+  data["format"] = "zelboard-report";
+  data["version"] = kReportVersion;
+  data["created"] = utc_text(now, "%Y-%m-%dT%H:%M:%SZ");
+  data["host"] = host;
+  data["tool"] = std::string(kProgram) + " " ZELBOARD_VERSION;
+  data["library"] = library_file();
+  data["kernel"] = std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
+  data["not_read"] = Json::array();  // filled at the end; it stands here among the keys
 }
 
-/** The host's name in characters that a file may have. */
+/** The host's name. Characters that a file's name should not have become dashes. */
 static std::string host_name() {
   utsname system{};
   uname(&system);
   std::string name = std::string(system.nodename).substr(0, 64);
-  for (char &c : name)
-    if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-' && c != '.') c = '-';
+  for (char &c : name) {
+    const bool is_good = std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.';
+    if (!is_good) c = '-';
+  }
   return name.empty() ? "switch" : name;
 }
 
-/** The flash comes first, as it is read; the report, which tells of it, and what is small behind it. */
-static void write_archive(Report &report, TarWriter &archive) {
+/** Reads the board into the archive. The content of the flash is large: it is written while it is read. Everything else
+ *  follows, the report itself first. */
+static void write_archive(Report &report, TarWriter &archive, bool with_flash) {
   report_board(report);
   report_environment(report);
   report_modules(report);
@@ -80,45 +97,72 @@ static void write_archive(Report &report, TarWriter &archive) {
   archive.finish();
 }
 
-static void make_report() {
-  const std::time_t now = std::time(nullptr);
-  char stamp[32];
-  std::strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%SZ", std::gmtime(&now));
-  const std::string host = host_name(), folder = "zelboard-report-" + host + "-" + stamp;
-  if (path.empty()) path = folder + ".tar.gz";
-  if (path == "-" && isatty(fileno(out)) != 0) refuse_argument("--output", "an archive is nothing for a terminal");
-  std::optional<OutputFile> file;  // before the board is read, which takes long
-  if (path != "-") file.emplace(path, "--output");
-  hold_signals();
-  uint64_t size = 0;
-  GzipWriter compressed([&](Bytes bytes) {
-    size += bytes.size();
-    if (file)
-      file->write(bytes);
+/** Where the archive goes: a file, or for "-" the program's output. */
+class Destination {
+ public:
+  explicit Destination(const std::string &path) {
+    if (path != "-") file_.emplace(path, "--output");
+  }
+
+  bool is_file() const { return file_.has_value(); }
+  uint64_t size() const { return size_; }
+  void write(Bytes bytes) {
+    size_ += bytes.size();
+    if (file_)
+      file_->write(bytes);
     else
       std::fwrite(bytes.data(), 1, bytes.size(), out);
-  });
+  }
+  void commit() {
+    if (file_) file_->commit();
+  }
+
+ private:
+  std::optional<OutputFile> file_;
+  uint64_t size_ = 0;
+};
+
+/** A report of a board that is out of order is a success, too. */
+static void mention_not_read(const Report &report) {
+  const size_t count = report.not_read.size();
+  if (count > 0) complain(format("%zu things could not be read: the report says which, and why", count), 0);
+}
+
+static void show_result(const Report &report, const std::string &path, uint64_t size) {
+  const bool has_flash = !report.data["flash"]["content"].is_null();
+  show(record("file", path, "size", size, "modules", report.data["modules"].size(), "flash", has_flash, "not_read",
+              report.not_read.size()));
+}
+
+static void make_report(const ReportOptions &options) {
+  const std::time_t now = std::time(nullptr);
+  const std::string host = host_name();
+  const std::string folder = "zelboard-report-" + host + "-" + utc_text(now, "%Y%m%dT%H%M%SZ");
+  const std::string path = options.path.empty() ? folder + ".tar.gz" : options.path;
+  const bool to_terminal = path == "-" && isatty(fileno(out)) != 0;
+  if (to_terminal) refuse_argument("--output", "an archive is nothing for a terminal");
+  Destination destination(path);  // before the board is read, which takes long
+  hold_signals();
+  GzipWriter compressed([&](Bytes bytes) { destination.write(bytes); });
   TarWriter archive([&](Bytes bytes) { compressed.write(bytes); }, folder, now);
   Report report;
   report.secrets = {"*pass*", "*key*", "*secret*"};
-  report.secrets.insert(report.secrets.end(), further_secrets.begin(), further_secrets.end());
+  report.secrets.insert(report.secrets.end(), options.further_secrets.begin(), options.further_secrets.end());
   describe_origin(report, host, now);
-  write_archive(report, archive);
+  write_archive(report, archive, options.with_flash);
   compressed.finish();
-  if (file) file->commit();
-  // A report of a board that is out of order is what was asked for.
-  if (const size_t missing = report.not_read.size(); missing > 0)
-    complain(format("%zu things could not be read: the report says which, and why", missing), 0);
-  if (!file) return;
-  show(record("file", path, "size", size, "modules", report.data["modules"].size(), "flash",
-              !report.data["flash"]["content"].is_null(), "not_read", report.not_read.size()));
+  destination.commit();
+  mention_not_read(report);
+  if (destination.is_file()) show_result(report, path, destination.size());
 }
 
 void add_report_command(App &app) {
+  const auto options = std::make_shared<ReportOptions>();
   App *leaf = command(app, "report", "Everything that can be read of the board, in one archive; changes nothing",
-                      "report -o switch.tar.gz --flash", make_report);
-  output_option(leaf, path);
-  flag(leaf, "--flash", with_flash, "With the content of the flash");
-  any_texts(leaf, "--redact", further_secrets,
-            "Blank these variables of the boot environment, beside *pass*, *key* and *secret*", "PATTERN");
+                      "report -o switch.tar.gz --flash", [options] { make_report(*options); });
+  output_option(leaf, options->path);
+  flag(leaf, "--flash", options->with_flash, "Include the content of the flash");
+  any_texts(leaf, "--redact", options->further_secrets,
+            "Also blank variables of the boot environment with such names (always: *pass*, *key*, *secret*)",
+            "PATTERN");
 }

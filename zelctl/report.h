@@ -1,6 +1,6 @@
 /** @file
- *  The report: everything that can be read of a board without changing it, for support and for a virtual switch that is
- *  made of it. docs/report.md describes its format. */
+ *  The report: everything that can be read of a board without changing it. It is for support, and a virtual switch can
+ *  be made of it. docs/report.md describes its format. */
 #ifndef ZELCTL_REPORT_H
 #define ZELCTL_REPORT_H
 
@@ -8,13 +8,15 @@
 #include "records.h"
 #include "redaction.h"
 
-/** Grows when the meaning of a key changes; new keys leave it as it is. */
+/** A higher number means that a key has another meaning. New keys do not change the number. */
 constexpr uint32_t kReportVersion = 1;
 
 class Report {
  public:
-  /** Asks the board. What it does not answer is noted with the reason, and is null. Throws when a signal waits. */
+  /** Asks the board. If it does not answer, the answer is null, and the reason is noted. Throws if a signal waits.
+   *  @param what  what is asked for, as people call it */
   Json ask(const std::string &what, const std::function<Json()> &question);
+  /** Notes that something could not be read. */
   void note(const std::string &what, const std::string &why);
   void add_file(const std::string &name, std::vector<uint8_t> bytes);
 
@@ -28,16 +30,20 @@ class Report {
   Patterns secrets;
 };
 
-/** Everything but modules and flash. */
+/* The parts of the report. Each adds its keys and files. */
+
+/** Everything except modules and flash. */
 void report_board(Report &report);
-/** Pages and PHYs of the modules in cages; selects their cages, which no driver tells of and nobody can put back. */
+/** Of the board: what stands in its chips, read through the drivers. */
+void report_chips(Report &report);
+/** Pages and PHYs of the modules. Moves the cage selection: no driver tells the old one, so it cannot be put back. */
 void report_modules(Report &report);
 void report_environment(Report &report);
-/** Reads the chip once, from its beginning to its end, for figures of the regions; its bytes, without the environment's
- *  secrets, go to `content` where that is wanted. */
+/** Reads the whole chip once, for figures of the regions.
+ *  @param content  gets the chip's bytes, without the environment's secrets; null = not wanted */
 void report_flash(Report &report, TarWriter *content);
 
-/** What stands in the report, for people. */
+/** The report as a page for people. */
 std::string report_summary(const Report &report);
 
 #endif

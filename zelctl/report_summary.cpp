@@ -1,6 +1,6 @@
 #include "report.h"
 
-/** What `print` makes of data, as text. */
+/** The text that `print` makes of data. */
 static std::string printed(const Json &data) {
   char *text = nullptr;
   size_t size = 0;
@@ -14,19 +14,24 @@ static std::string printed(const Json &data) {
   return copy;
 }
 
+/** A part of the summary.
+ *  @param without  what it says if there is no data */
 static std::string part(const std::string &title, const Json &data, const std::string &without) {
+  const std::string heading = "\n" + title + "\n" + std::string(title.size(), '-') + "\n";
   const bool empty = data.is_null() || (data.is_structured() && data.empty());
-  return "\n" + title + "\n" + std::string(title.size(), '-') + "\n" + (empty ? without + "\n" : printed(data));
+  return empty ? heading + without + "\n" : heading + printed(data);
 }
 
-/** One line a module: all that its page says stands in report.json. */
+/** One line for each module. Everything on its page is in report.json. */
 static Json module_rows(const Json &modules) {
   Json rows = Json::array();
   for (const Json &module : modules) {
     const Json &page = module["decoded"];
-    rows.push_back(record("port", module["port"], "vendor", page["vendor"], "part_number", page["part_number"],
-                          "serial_number", page["serial_number"], "rate_mbd", page["rate_mbd"], "diagnostics",
-                          !module["a2"].is_null(), "checksums", module["checksums"]));
+    Json row = record("port", module["port"]);
+    for (const char *key : {"vendor", "part_number", "serial_number", "rate_mbd"}) row[key] = page[key];
+    row["diagnostics"] = !module["a2"].is_null();
+    row["checksums"] = module["checksums"];
+    rows.push_back(row);
   }
   return rows;
 }
@@ -41,6 +46,7 @@ static std::string contents(const Report &report) {
   return text;
 }
 
+/** Says which variables were blanked. */
 static std::string redacted(const Json &redaction) {
   std::string text = "Variables of the boot environment whose names match";
   for (const Json &pattern : redaction["patterns"]) text += " " + pattern.get<std::string>();

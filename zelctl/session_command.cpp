@@ -11,8 +11,8 @@
 
 #include "tool.h"
 
-// Calls of the library for a program that runs on another machine: one JSON line asks, one line answers. The caller knows
-// the types from the headers; what is handed to a function are words and buffers, which is all that the library takes.
+// Calls of the library for a program that runs on another machine. One JSON line asks, one line answers. The caller knows
+// the types from the headers. Arguments are words and buffers: no function of the library takes anything else.
 
 namespace {
 
@@ -24,8 +24,8 @@ std::vector<uint8_t> bytes_in(const Json &hex) {
   return *bytes;
 }
 
-/** A function or variable of the library; what other libraries export is none. A variable that this program uses, too, has
- *  been moved into it by the loader: it is the one that the library uses. */
+/** The address of a function or variable of the library. Throws for a name that another library exports. If this program
+ *  uses a variable of the library, the loader has moved it into the program, and the library uses it there. */
 void *exported(const std::string &name) {
   Dl_info library{};
   Dl_info place{};
@@ -54,7 +54,7 @@ Argument argument_from(const Json &given) {
   } else if (given.contains("bytes")) {
     argument.points = true;
     argument.bytes = bytes_in(given.at("bytes"));
-    argument.bytes.reserve(1);  // the address of no bytes is not null
+    argument.bytes.reserve(1);  // so that the address is not null even if there are no bytes
     argument.returned = given.value("returned", false);
   } else if (given.contains("file")) {
     argument.bytes = bytes_in(given.at("file"));
@@ -68,7 +68,7 @@ Argument argument_from(const Json &given) {
   return argument;
 }
 
-/** What the function gets. The argument stays where it is from here on. */
+/** The word that the function gets. It may point into the argument, so the argument must not be moved any more. */
 uintptr_t word_of(Argument &argument) {
   if (argument.allocates) return reinterpret_cast<uintptr_t>(&argument.allocated);
   if (argument.file >= 0) return static_cast<uintptr_t>(dup(argument.file));  // it may close what it gets
@@ -85,13 +85,13 @@ Json answer_of(Argument &argument) {
 }
 
 Json call(const Json &asked) {
-  // Integers and pointers are words on each processor that the library runs on, and a function does not look at more of
-  // them than it has.
+  // Integers and pointers are words on all processors of the library. A function ignores the words behind its own
+  // arguments.
   using Function =
       uintptr_t (*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t);
   const auto function = reinterpret_cast<Function>(exported(asked.at("call").get<std::string>()));
   const Json &given = asked.at("arguments");
-  if (given.size() > kMostArguments) throw Failure{"arguments: more than 8"};
+  if (given.size() > kMostArguments) throw Failure{format("arguments: more than %zu", kMostArguments)};
   std::vector<Argument> arguments;
   for (const Json &one : given) arguments.push_back(argument_from(one));
   std::array<uintptr_t, kMostArguments> words{};

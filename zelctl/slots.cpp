@@ -30,7 +30,7 @@ void require_cage(uint32_t port) {
 }
 
 void require_port(uint32_t status, uint32_t port, const char *what) {
-  // Where there is a cage, the library answers these when the driver did not answer its question about the board.
+  // The port has a cage. The library still returns these if its own question about the board gets no answer.
   if (status == FW_ABSENT || status == FW_NOT_SFP) {
     const std::string line = format(": port %u: %s: the board in its slot did not answer", port, what);
     throw Failure{status_name(status) + line, status};

@@ -5,7 +5,6 @@
 /* ---- watchdog ---- */
 
 Json watchdog() {
-  constexpr uint32_t kWatchdogRegister = 0x20300;
   constexpr uint32_t kEnabled = 0x100;
   uint32_t word = 0;
   require(FW_GetSpecialRegister(kWatchdogRegister, &word), "watchdog register");
@@ -21,7 +20,7 @@ static void show_watchdog_flag() { show(record("start_at_boot", ask_environment(
 
 static void add_watchdog(App &app) {
   App *family = group(app, "watchdog", "Hardware watchdog", "watchdog enable", "status", show_watchdog);
-  command(*family, "flag", "Whether the boot environment has it started", "watchdog flag", show_watchdog_flag);
+  command(*family, "flag", "Whether the boot environment starts it", "watchdog flag", show_watchdog_flag);
   command(*family, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
   command(*family, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
   command(*family, "stop", "Stops toggling", "watchdog stop", [] { require(FW_Wdt_Toggle_Stop(), "watchdog"); });
@@ -29,7 +28,7 @@ static void add_watchdog(App &app) {
 
 /* ---- flags of all processes ---- */
 
-/** A flag that a call returns in place of a status: more than 1 is a failure. */
+/** For a call that returns a flag, 0 or 1. A larger result is the status of a failure. */
 static bool flag_of(uint32_t result, const char *what) {
   if (result > 1) require(result, what);
   return result == 1;
@@ -37,7 +36,7 @@ static bool flag_of(uint32_t result, const char *what) {
 
 Json flags() {
   const bool diagnostic = flag_of(FW_GetSystemDiagFlag(), "diagnostic flag");
-  // This one is 0, too, when its request fails: the question before has shown that the driver answers.
+  // This call also returns 0 if its request fails. But the question before has shown that the driver answers.
   const bool flash_access = flag_of(FW_GetFlashAccessFlag(), "flash-access flag");
   return record("diagnostic", diagnostic, "flash_access_flag", flash_access);
 }
@@ -75,7 +74,7 @@ uint8_t supply_conf(uint32_t supply) {
 
 static uint8_t ask_power(uint32_t (*question)(uint8_t *answer), const char *what) {
   uint8_t answer = 0;
-  byte_of(FW_GetSystemLed, "GPIO driver");  // if it is silent the library does not read the environment
+  byte_of(FW_GetSystemLed, "GPIO driver");  // throws if it does not answer: then the library reads no environment
   require(ask_environment([&] { return question(&answer); }), what);
   return answer;
 }

@@ -1,5 +1,5 @@
 /** @file
- *  What every command family uses: the command tree, the board's refusals, and output. */
+ *  What every family of commands uses: the command tree, failures of the board, and output. */
 #ifndef ZELCTL_TOOL_H
 #define ZELCTL_TOOL_H
 
@@ -26,43 +26,50 @@ struct Settings {
 extern Settings settings;
 
 using Action = std::function<void()>;
-/** An action that writes the flash or a file: if a signal ends it before it writes, a line says that nothing was
- *  changed. From then on it holds signals itself. */
+/** For an action that writes the flash or a file. If a signal ends it before it writes, a line says that nothing was
+ *  changed. The action itself holds signals before it writes. */
 Action announced(const Action &action);
 using Choices = std::vector<std::pair<std::string, uint32_t>>;
 inline const Choices kOnOff{{"off", 0}, {"on", 1}};
 
-/** Adds a command. A command without an action needs a sub-command; one with an action may have some. The action of the
- *  innermost command on the line runs once the whole line was accepted (see `chosen_action`). */
+/** Adds a command. Without an action it needs a sub-command; with an action it may have sub-commands.
+ *  @param what     one line of help
+ *  @param example  a command line without the program's name */
 App *command(App &parent, const char *name, const char *what, const char *example, const Action &action = {});
-/** Adds a command that without a sub-command does what its sub-command `usual` does, and that sub-command. */
+/** Adds a command and its sub-command `usual`. Without a sub-command the command does the same as `usual`. */
 App *group(App &parent, const char *name, const char *what, const char *example, const char *usual,
            const Action &action);
+/** The action of the innermost command on the line; empty before the line was accepted. */
 const Action &chosen_action();
 /** A command that `group` or `command` has added. */
 App *command_named(App &parent, const char *name);
 
-/** Turns an argument into the text that its value is read from. @return what is wrong with it, or nothing */
+/** Checks an argument. It may replace the text, as a name by its number: the value is read from the new text.
+ *  @return what is wrong with the argument, or nothing */
 using ArgumentCheck = std::function<std::string(std::string &text)>;
-/** Refuses what is no whole number from `low` to `high`, decimal or with 0x; leading zeros make no octal number. */
+/** Accepts a whole number from `low` to `high`, decimal or with 0x. A number with leading zeros is decimal, too. */
 ArgumentCheck whole_number(uint32_t low, uint32_t high);
 
-/** ByName: a positional argument is required, an option, whose name begins with a dash, is not. */
+/** Whether an argument is required. ByName: a positional argument is, an option (its name begins with a dash) is not. */
 enum class Needed { ByName, Always, Never };
-/** A number that the check makes of the argument. Help shows the form. */
+
+/* Arguments and options. `name` decides which: an option begins with a dash. `what` is the line in help. */
+
+/** A number; the check may turn words into it. Help shows the form, as "0-255". */
 void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
              const ArgumentCheck &check, Needed needed = Needed::ByName);
-/** A whole number, decimal or with 0x, from `low` to `high`, and several of them. */
+/** A whole number from `low` to `high`, decimal or with 0x. */
 void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high,
             Needed needed = Needed::ByName);
+/** Several bytes. */
 void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what);
-/** One of a few words, or their numbers where the first word is "off".
- *  @param also  more words that are taken, which help does not show */
+/** One of several words. If the first word is "off", the words' numbers are accepted, too.
+ *  @param also  further accepted words that help does not show */
 void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
             const Choices &also = {});
-/** Any text, or only what the check takes. */
+/** Any text, or a text that the check accepts. */
 void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {});
-/** The same, as often as it is wanted. */
+/** An option that can be given several times, each time with a text. */
 void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what, const std::string &form);
 /** A switch without a value. */
 void flag(App *app, const char *name, bool &value, const char *what);
@@ -72,9 +79,9 @@ void input_file(App *app, std::string &path, const char *what);
 void output_file(App *app, std::string &path);
 /** The option -o: a file to write, or - for standard output. */
 void output_option(App *app, std::string &path);
-/** The switches --yes and --dry-run of a command that asks first. */
+/** The switches --yes and --dry-run, for a command that asks before it changes something. */
 void asks_first(App *app);
-/** Asks on the terminal; with --yes it does not. Throws unless the answer is yes. */
+/** Asks on the terminal, unless --yes was given. Throws unless the answer is yes. */
 void confirm(const std::string &question);
 /** The switch --allow-empty of a command that stores a file. */
 void allow_empty_option(App *app, bool &allow_empty);
@@ -95,27 +102,27 @@ Family add_flash_update;
 
 /** "FW_ABSENT", "0x00000012", or "ok" for 0. */
 std::string status_name(uint32_t status);
-/** Throws a Failure unless the status is 0: its name, what was tried, and what the status means there. */
+/** Throws a Failure unless the status is 0. Its line has the status, what was tried, and what the status means. */
 void require(uint32_t status, const std::string &what);
-/** One byte of the board's state; throws if it cannot be read. */
+/** Reads one byte of the board's state. Throws a Failure if it cannot be read. */
 uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what);
-/** Throws a Failure if a device node cannot be opened: for calls that cannot tell that the board is missing.
- *  @param before  what the line begins with: what was tried */
+/** Throws a Failure if a device node cannot be opened. For calls whose result does not show that the board is missing.
+ *  @param before  begins the line: what was tried */
 void require_board(const std::string &before = "");
-/** For a call that runs debugCmd, whose failure the library does not tell: throws a Failure if it failed or hung. */
+/** To call after a call that runs debugCmd: throws a Failure if debugCmd has failed or hung. The library does not tell. */
 void require_debug_command(const std::string &what);
-/** For a command that goes on to show the rest: at its end it fails with the first of these failures. */
+/** For a failure after which the command goes on to show the rest. The command fails at its end, with the first one. */
 void postpone(const Failure &failure);
-/** The first failure since the last call, if any. */
+/** The first postponed failure, if any. Forgets all of them. */
 std::optional<Failure> take_postponed();
 
 /* ---- output ---- */
 
-/** Separates the tool's own output from what the library prints: that is hidden, or with -v shown (on stderr beside
- *  JSON). */
+/** Separates the tool's own output from the library's prints. The prints are hidden. With -v they are shown; with -v and
+ *  --json they go to stderr. */
 void start_output();
 
-/** What a call returned, and what the library and debugCmd printed meanwhile. */
+/** What a call of the library returned, and what it and debugCmd printed. */
 struct Printed {
   uint32_t status;
   std::string text;
@@ -125,14 +132,14 @@ Printed printed_by(const std::function<uint32_t()> &call);
 inline void show(const Json &data) { print(data, settings.json); }
 /** Prints bytes as a hex dump; repeated lines become one asterisk. */
 void hexdump(std::span<const uint8_t> bytes, uint32_t address);
-/** Progress of long work: a bar with rate and time left, on a screen only. */
+/** Shows the progress of long work on a screen: a bar with the rate and the time left. */
 class Progress {
  public:
   Progress(const char *what, uint64_t total);
-  /** Takes the bar away. */
+  /** Removes the bar. */
   ~Progress();
 
-  /** Shows how far the pass is; a step back is the next pass of several. */
+  /** @param done  of the total. A smaller number than before begins another pass. */
   void at(uint64_t done);
 
  private:

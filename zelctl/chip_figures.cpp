@@ -1,0 +1,68 @@
+#include "chip_figures.h"
+
+#include <algorithm>
+
+constexpr uint8_t kErased = 0xFF;
+
+void ImageFigures::add(Bytes bytes) {
+  size_t used = bytes.size();
+  while (used > 0 && bytes[used - 1] == kErased) --used;
+  if (used > 0) {
+    count_erased();
+    count(bytes.first(used));
+  }
+  erased_ += bytes.size() - used;
+}
+
+Json ImageFigures::record_of(uint32_t image) const {
+  return record("image", image, "length", length_, "crc32", crc32_, "sum", sum_);
+}
+
+void ImageFigures::count(Bytes bytes) {
+  const auto length = static_cast<uint32_t>(bytes.size());
+  crc32_ = FW_crc321(crc32_, bytes.data(), length);
+  sum_ += dbChecksum(bytes.data(), length);
+  length_ += bytes.size();
+}
+
+/** More data follows: the erased bytes before it belong to the image. */
+void ImageFigures::count_erased() {
+  const std::vector<uint8_t> erased(std::min<size_t>(erased_, sector_size()), kErased);
+  while (erased_ > 0) {
+    const size_t part = std::min(erased_, erased.size());
+    count(Bytes(erased).first(part));
+    erased_ -= part;
+  }
+}
+
+ChipFigures::ChipFigures() : regions_(flash_regions()) {
+  for (Json &region : regions_) append(region, "used_sectors", 0U, "crc32", 0U);
+  for (size_t i = 0; i < images_.size(); ++i) image_regions_[i] = region_at(regions_, region_start(kImages[i]));
+}
+
+void ChipFigures::add(uint32_t address, Bytes sector) {
+  const size_t row = region_at(regions_, address);
+  if (row >= regions_.size()) return;
+  Json &region = regions_[row];
+  if (!is_erased(sector)) region["used_sectors"] = region["used_sectors"].get<uint32_t>() + 1;
+  region["crc32"] = FW_crc321(region["crc32"], sector.data(), static_cast<uint32_t>(sector.size()));
+  for (size_t i = 0; i < images_.size(); ++i) {
+    if (row == image_regions_[i]) images_[i].add(sector);
+  }
+}
+
+void ChipFigures::miss(uint32_t address) {
+  const size_t row = region_at(regions_, address);
+  if (row < regions_.size()) missed_.insert(row);
+}
+
+void ChipFigures::finish(Json &flash) {
+  for (const size_t row : missed_) append(regions_[row], "used_sectors", nullptr, "crc32", nullptr);
+  flash["regions"] = regions_;
+  flash["images"] = Json::array();
+  for (size_t i = 0; i < images_.size(); ++i) {
+    const auto image = static_cast<uint32_t>(i + 1);
+    const bool is_whole = !missed_.contains(image_regions_[i]);
+    if (is_whole) flash["images"].push_back(images_[i].record_of(image));
+  }
+}
