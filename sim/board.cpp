@@ -5,7 +5,7 @@
 
 #include "rules.h"
 
-// What a start-up, a hardware reset and a daughter board do to the whole board; its time.
+// The start-up, the hardware reset, the fitting of a daughter board; the board's time.
 
 namespace zelsim {
 

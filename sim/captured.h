@@ -6,7 +6,7 @@
 
 namespace zelsim::tool {
 
-/** A stream whose text is kept, in the place of another one, for as long as this lives. */
+/** Replaces a stream, as long as this lives, and keeps the text that is written to it. */
 class Captured {
  public:
   explicit Captured(FILE *&stream) : stream_(stream), before_(stream) { stream_ = open_memstream(&text_, &size_); }

@@ -5,7 +5,7 @@
 #include "../cli/output.h"
 #include "state.h"
 
-// What is told of a board, for those who have it in hand: locked, or a copy.
+// Documents of a board that the caller holds: locked, or a copy.
 
 namespace zelsim::tool {
 

@@ -19,7 +19,9 @@ constexpr OtherWord kOtherWords[] = {
     {"flash-access", "flash_access_flag"},
 };
 
-bool is_same_word(const std::string &a, const std::string &b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
+bool is_same_word(const std::string &one, const std::string &other) {
+  return strcasecmp(one.c_str(), other.c_str()) == 0;
+}
 
 bool is_word_for(const std::string &name, const std::string &word) {
   if (is_same_word(name, word)) return true;
@@ -29,10 +31,10 @@ bool is_word_for(const std::string &name, const std::string &word) {
   return false;
 }
 
-// A row of a table goes by its first column.
+// The name of a table's row is its first column.
 std::string name_of_row(const Json &row) { return cell(row.begin().key(), row.front()); }
 
-// What a word leads to: a member of an object, the row of a table that begins with it, or a number of a list.
+// The value that a word leads to: a member of an object, a row of a table, or a place in a list.
 const Json &step(const Json &from, const std::string &word) {
   if (!from.is_structured()) throw Usage("PATH: '" + word + "' is not in: a value");
   Words names;
@@ -53,7 +55,7 @@ void get_value(const CommandLine &line) {
   Json board = board_document(line);
   const Json *value = &board;
   Words path = split(line.words[0], '.');
-  if (path.empty()) path = {""};
+  if (path.empty()) path = {""};  // is refused with a list of what there is
   for (const std::string &word : path) value = &step(*value, word);
   if (line.json || value->is_object() || is_table(*value)) {
     print(*value, line.json);

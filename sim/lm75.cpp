@@ -19,7 +19,7 @@ void write_value(const Transfer &transfer, unsigned number, uint16_t &value) {
   constexpr unsigned kNineBits = 0xff80;
   const uint8_t *data = transfer.data;
   if (number == Configuration && transfer.len > 0) {
-    value = static_cast<uint16_t>(data[0] << 8 | data[0]);
+    value = static_cast<uint16_t>(data[0] << 8 | data[0]);  // both bytes, as a longer read shows it
   } else if ((number == Hysteresis || number == OverTemperature) && transfer.len > 1) {
     value = static_cast<uint16_t>((data[0] << 8 | data[1]) & kNineBits);
   }

@@ -1,5 +1,7 @@
 #include "model_answer.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -21,7 +23,7 @@ Answer refused(int error) { return {-1, error, {}}; }
 
 Answer answer_of(int64_t result) { return {result, result < 0 ? errno : 0, {}}; }
 
-// A link that was up when the recording began is up on its copy.
+// All links have settled when the recording begins.
 void settle(Board &board, int64_t began_us) {
   for (Cage &cage : board.cages) {
     int64_t settled = began_us - static_cast<int64_t>(board.settle_ms) * 1000;
@@ -34,7 +36,7 @@ void settle(Board &board, int64_t began_us) {
 Model::Model(const std::string &board, const Recording &recording) : board_(board), began_us_(recording.began_us) {
   settle(*board_, began_us_);
   flash_ = sys::open((board_.folder() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
-  // debugCmd, and nothing else, is started for it.
+  // For debugCmd, the only program that is started: it works on the copy, and nothing is in front of it.
   set_variable(kBoardFolderVariable, board_.folder());
   set_variable(kTraceVariable, "");
   unsetenv("LD_PRELOAD");
@@ -47,7 +49,7 @@ std::optional<unsigned> Model::selected_port() const {
   return port < kPorts ? std::optional(port) : std::nullopt;
 }
 
-// The board's time is the recording's.
+// The copy has the time of the recorded call.
 void Model::set_time(const RecordedCall &recorded) {
   int64_t ahead_us = began_us_ + recorded.at_us + not_slept_us_ - host_time_us();
   (*board_).paused_us = static_cast<uint64_t>(ahead_us);
@@ -59,7 +61,7 @@ Answer Model::request(const RecordedCall &recorded) {
   std::vector<uint8_t> record = recorded.given;
   record.resize(std::max(kMaxRecord, record.size()));
   auto number = static_cast<uint8_t>(call.number);
-  sys::lseek(flash_, static_cast<off_t>(call.at), SEEK_SET);  // of an erase
+  sys::lseek(flash_, static_cast<off_t>(call.at), SEEK_SET);  // an erase is at the position
   errno = 0;
   void *data = recorded.given.empty() ? nullptr : record.data();
   Answer answer = answer_of(answer_request(board_.attached(), call.node, flash_, number, data));
@@ -100,10 +102,10 @@ Answer Model::open(const NodeCall &call) {
   return fault.error != 0 ? refused(fault.error) : Answer{};
 }
 
-// A recording is no script: nothing but our own debugCmd is run, and no shell.
+// A recording is somebody else's file: only our own debugCmd is started, and no shell.
 std::optional<Answer> Model::command(const RecordedCall &recorded) {
   constexpr std::chrono::seconds kLimit(10);
-  constexpr int kHangs = 124 << 8;  // as a shell's `timeout` gives it
+  constexpr int kHangs = W_EXITCODE(124, 0);  // the status of the command `timeout`
   std::string line(recorded.given.begin(), recorded.given.end());
   Words words = split(line, ' ');
   std::erase(words, "");

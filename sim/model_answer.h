@@ -15,7 +15,7 @@ struct Answer {
   std::vector<uint8_t> after = {};  // the record, or what was read
 };
 
-/** A copy of a board, which makes the calls of a recording in their order and at their times. */
+/** A copy of a board. It gets the calls of a recording in their order, at their times. */
 class Model {
  public:
   Model(const std::string &board, const Recording &recording);
@@ -23,10 +23,10 @@ class Model {
   Model(const Model &) = delete;
   Model &operator=(const Model &) = delete;
 
-  /** Nothing for a call that has no answer: a pause, or a command that is none of the platform's tool. */
+  /** The answer to a call. Nothing for a call without one: a pause, a close, a command of another tool than debugCmd. */
   std::optional<Answer> answer(const RecordedCall &recorded);
 
-  /** Port of the module that the last calls have selected; nothing without a selection. */
+  /** The port whose module is selected; nothing without a selection. */
   std::optional<unsigned> selected_port() const;
 
  private:
@@ -40,8 +40,8 @@ class Model {
 
   ScratchBoard board_;
   int64_t began_us_;
-  int64_t not_slept_us_ = 0;  // pauses that were counted while the recording was made
-  int flash_;
+  int64_t not_slept_us_ = 0;  // pauses that the recorded program counted instead of slept
+  int flash_;                 // descriptor of the copy's flash image
 };
 
 }  // namespace zelsim::tool

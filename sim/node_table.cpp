@@ -20,7 +20,7 @@ void store(int fd, Node node) {
   g_nodes[fd] = node;
 }
 
-// The node for which this file of the board's folder stands.
+// The node of a file in the board's folder.
 Node node_of_file(const char *file) {
   for (const NodeDescription &node : kNodes) {
     if (strcmp(file, node.file) == 0) return node.node;
@@ -28,7 +28,7 @@ Node node_of_file(const char *file) {
   return Node::None;
 }
 
-// Notes a descriptor, an entry of /proc/self/fd, that is open on a node, or on a file in the board's folder.
+// Notes a descriptor, an entry of /proc/self/fd, if it is open on a node or on a node's file in the board's folder.
 void note_inherited(int descriptors, const char *entry, const char *folder) {
   char target[PATH_MAX + 32];
   ssize_t length = readlinkat(descriptors, entry, target, sizeof target - 1);
@@ -40,7 +40,7 @@ void note_inherited(int descriptors, const char *entry, const char *folder) {
   if (node != Node::None) store(static_cast<int>(strtol(entry, nullptr, 10)), node);
 }
 
-// Descriptors that came through exec are recognised by what they are open on.
+// The files of inherited descriptors show which of them are nodes.
 void scan_inherited() {
   char folder[PATH_MAX];
   if (realpath(variable(kBoardFolderVariable), folder) == nullptr) folder[0] = '\0';

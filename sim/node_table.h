@@ -16,7 +16,7 @@ Node node_of(int fd);
 /** Follows an open, a duplication or a close. */
 void set_node(int fd, Node node);
 
-/** Puts a stream of ours in the place of standard stream 0, 1 or 2, whose descriptor becomes the flash node. */
+/** Replaces standard stream 0, 1 or 2 by a stream of ours: its descriptor becomes the flash node. */
 void take_standard_stream(int fd);
 
 Node node_of_path(const char *path);
@@ -28,7 +28,7 @@ constexpr size_t kFileMax = kPathMax + sizeof kFlashFile;
 
 void *next_function(const char *name);
 
-/** The function that the preload layer's own of this name stands in front of. */
+/** The function behind the preload layer's own function of this name. */
 template <auto *Own>
 __attribute__((visibility("hidden"))) auto *behind(const char *name) {
   static auto *const found = reinterpret_cast<decltype(Own)>(next_function(name));

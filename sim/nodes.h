@@ -21,7 +21,7 @@ constexpr NodeDescription kNodes[] = {
     {Node::Flash, "flash", "/dev/zel_spi_flash", kFlashFile},
 };
 
-/** Null for what is no device node. */
+/** Null if it is no device node. */
 constexpr const NodeDescription *description_of(Node node) {
   for (const NodeDescription &row : kNodes) {
     if (row.node == node) return &row;

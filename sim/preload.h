@@ -12,7 +12,7 @@ namespace zelsim {
 
 inline bool is_node(int fd) { return node_of(fd) != Node::None; }
 
-/** What a function returns for a call that fails with this errno. */
+/** Lets a call fail with this errno. */
 inline int failed(int error) {
   errno = error;
   return -1;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 
 #include "../cli/archive.h"
 #include "launch.h"
@@ -18,16 +19,18 @@ namespace fs = std::filesystem;
 
 bool is_compressed(const std::string &file) { return file.ends_with(kCompressed); }
 
-// Behind the same file while the program runs: lines are not lost with a zelsim that is killed.
+// The file that the program writes. A compressed recording is made of it at the end: if zelsim is killed before, the lines
+// are in the plain file.
 std::string plain_file(const std::string &file) { return is_compressed(file) ? file + ".part" : file; }
 
-void begin(const std::string &file, const Words &words) {
-  std::string title = recording_title(host_time_us()) + "#";
-  for (const std::string &word : words) title += " " + escaped(word);
-  std::FILE *stream = std::fopen(file.c_str(), "we");
-  bool written = stream != nullptr && std::fputs((title + "\n").c_str(), stream) >= 0;
-  if (stream != nullptr && std::fclose(stream) != 0) written = false;
-  if (!written) throw Failure("--output: cannot write '" + file + "': " + std::strerror(errno));
+// The first line, and the program's command line as a remark.
+void write_title(const std::string &file, const Words &words) {
+  std::string text = recording_title(host_time_us()) + "#";
+  for (const std::string &word : words) text += " " + escaped(word);
+  text += "\n";
+  std::ofstream stream(file);
+  stream << text << std::flush;
+  if (!stream) throw Failure("--output: cannot write '" + file + "': " + std::strerror(errno));
 }
 
 void compress(const std::string &plain, const std::string &file) {
@@ -56,7 +59,7 @@ void record_program(const CommandLine &line) {
   if (!line.board.empty()) put_on_board(line);
   std::string file = fs::absolute(line.output);
   std::string plain = plain_file(file);
-  begin(plain, line.words);
+  write_title(plain, line.words);
   preload("libzelrecord.so");
   set_variable(kRecordVariable, plain);
   set_variable(kRecordStartVariable, std::to_string(monotonic_ns()));

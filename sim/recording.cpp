@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t kLongestFile = 1u << 30;
 
-/** Why a line is none. */
+/** Why a line is not a recorded call. */
 struct Malformed {
   std::string why;
 };
@@ -30,8 +30,8 @@ Number number_of(std::string_view text, const char *what) {
   return value;
 }
 
-/** The text before the separator, which is taken off together with it. */
-std::string_view cut(std::string_view &text, std::string_view separator) {
+/** Takes the text before the separator off `text`, together with the separator. Takes all of it without one. */
+std::string_view take_until(std::string_view &text, std::string_view separator) {
   size_t at = text.find(separator);
   std::string_view before = text.substr(0, at);
   text = at == std::string_view::npos ? std::string_view() : text.substr(at + separator.size());
@@ -46,11 +46,11 @@ uint8_t byte_of(std::string_view digits) {
   return value;
 }
 
-// Hexadecimal digits; of a run of the same byte once, with a count behind a star.
+// Hexadecimal digits, in parts between commas. A run of equal bytes is one byte, a star, and their number.
 std::vector<uint8_t> bytes_in(std::string_view text) {
   std::vector<uint8_t> bytes;
   while (!text.empty()) {
-    std::string_view part = cut(text, ",");
+    std::string_view part = take_until(text, ",");
     size_t star = part.find('*');
     if (star != std::string_view::npos) {
       auto count = number_of<uint32_t>(part.substr(star + 1), "count");
@@ -70,12 +70,13 @@ Node node_named(std::string_view name) {
   throw Malformed{"'" + std::string(name) + "' is no node"};
 }
 
-// "WHAT = RESULT" or "WHAT = -1 NAME".
+// Takes the result off a text like "WHAT = RESULT" or "WHAT = -1 NAME".
 void parse_result(std::string_view &text, NodeCall &call) {
-  size_t at = text.rfind(" = ");
+  constexpr std::string_view kEquals = " = ";
+  size_t at = text.rfind(kEquals);
   if (at == std::string_view::npos) return;
-  std::string_view result = text.substr(at + 3);
-  call.result = number_of<int64_t>(cut(result, " "), "result");
+  std::string_view result = text.substr(at + kEquals.size());
+  call.result = number_of<int64_t>(take_until(result, " "), "result");
   text = text.substr(0, at);
 }
 
@@ -98,28 +99,28 @@ void parse_seek(std::string_view where, NodeCall &call) {
 
 void parse_transfer(CallKind kind, std::string_view place, NodeCall &call) {
   call.kind = kind;
-  call.at = number_of<int64_t>(cut(place, "+"), "address");
+  call.at = number_of<int64_t>(take_until(place, "+"), "address");
   call.argument = number_of<int64_t>(place, "size");
 }
 
 void parse_request(std::string_view number, std::string_view rest, NodeCall &call) {
   call.kind = CallKind::Request;
   call.number = kRequestCode | number_of<uint32_t>(number, "request");
-  std::string_view name = cut(rest, " ");
+  std::string_view name = take_until(rest, " ");
   bool erases = name == "EraseSector";
-  if (erases) call.at = number_of<int64_t>(cut(rest, " "), "address");
+  if (erases) call.at = number_of<int64_t>(take_until(rest, " "), "address");
 }
 
 void parse_node_call(Node node, std::string_view text, NodeCall &call) {
   call.node = node;
-  std::string_view what = cut(text, " ");
+  std::string_view what = take_until(text, " ");
   if (what == "read") return parse_transfer(CallKind::Read, text, call);
   if (what == "write") return parse_transfer(CallKind::Write, text, call);
   if (what == "lseek") return parse_seek(text, call);
   parse_request(what, text, call);
 }
 
-// What a trace shows of a call.
+// Parses the part of a line that a trace has, too.
 void parse_text(std::string_view text, NodeCall &call) {
   bool is_command = text.starts_with("debugCmd ") || text.starts_with("system ");
   if (is_command) {
@@ -128,13 +129,13 @@ void parse_text(std::string_view text, NodeCall &call) {
   }
   parse_result(text, call);
   std::string_view rest = text;
-  std::string_view first = cut(rest, " ");
+  std::string_view first = take_until(rest, " ");
   if (first == "pause") {
     call.kind = CallKind::Pause;
-    call.argument = number_of<int64_t>(cut(rest, "us"), "pause");
+    call.argument = number_of<int64_t>(take_until(rest, "us"), "pause");
   } else if (first == "open") {
     call.kind = CallKind::Open;
-    call.node = node_named(cut(rest, " "));
+    call.node = node_named(take_until(rest, " "));
   } else if (first == "close") {
     call.kind = CallKind::Close;
     call.node = node_named(rest);
@@ -159,7 +160,7 @@ void parse_field(std::string_view name, std::string_view value, RecordedCall &re
 int64_t microseconds_in(std::string_view text) {
   constexpr size_t kPlaces = 6;
   std::string_view places = text;
-  auto seconds = number_of<int64_t>(cut(places, "."), "time");
+  auto seconds = number_of<int64_t>(take_until(places, "."), "time");
   if (places.size() != kPlaces) throw Malformed{"the time has not six places"};
   return seconds * 1000000 + number_of<int64_t>(places, "time");
 }
@@ -167,18 +168,19 @@ int64_t microseconds_in(std::string_view text) {
 RecordedCall parse_line(std::string_view line, uint32_t number) {
   RecordedCall recorded = {};
   recorded.line = number;
-  recorded.at_us = microseconds_in(cut(line, " "));
-  recorded.duration_us = number_of<int64_t>(cut(line, " "), "duration");
-  recorded.process = number_of<uint32_t>(cut(line, "/"), "process");
-  recorded.thread = number_of<uint32_t>(cut(line, " "), "thread");
-  size_t bar = line.rfind(" |");
+  recorded.at_us = microseconds_in(take_until(line, " "));
+  recorded.duration_us = number_of<int64_t>(take_until(line, " "), "duration");
+  recorded.process = number_of<uint32_t>(take_until(line, "/"), "process");
+  recorded.thread = number_of<uint32_t>(take_until(line, " "), "thread");
+  constexpr std::string_view kBar = " |";
+  size_t bar = line.rfind(kBar);
   if (bar == std::string_view::npos) throw Malformed{"it has no ' |'"};
-  std::string_view fields = line.substr(bar + 2);
+  std::string_view fields = line.substr(bar + kBar.size());
   recorded.text = line.substr(0, bar);
   parse_text(recorded.text, recorded.call);
   while (!fields.empty()) {
-    std::string_view field = cut(fields, " ");
-    std::string_view name = cut(field, "=");
+    std::string_view field = take_until(fields, " ");
+    std::string_view name = take_until(field, "=");
     if (!name.empty()) parse_field(name, field, recorded);
   }
   return recorded;
@@ -206,9 +208,9 @@ Recording read_recording(const std::string &file) {
   Recording recording = {};
   uint32_t number = 1;
   try {
-    recording.began_us = parse_title(cut(text, "\n"), file);
+    recording.began_us = parse_title(take_until(text, "\n"), file);
     while (!text.empty()) {
-      std::string_view line = cut(text, "\n");
+      std::string_view line = take_until(text, "\n");
       ++number;
       if (line.empty() || line.starts_with("#")) continue;
       recording.calls.push_back(parse_line(line, number));

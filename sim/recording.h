@@ -6,13 +6,13 @@
 
 #include "recorder.h"
 
-// A recording as zelsim reads it: a first line with version and time, then a line for each call. Lines that begin with #
+// A recording as zelsim reads it. The first line has version and time; then each call has a line. Lines that begin with #
 // are remarks.
 
 namespace zelsim::tool {
 
 constexpr char kRecordingTitle[] = "zelsim recording 1";
-/** Behind the name of a recording that is compressed. */
+/** The end of a compressed recording's name. */
 constexpr char kCompressed[] = ".gz";
 
 struct RecordedCall {
@@ -24,9 +24,9 @@ struct RecordedCall {
   std::string text;  // as a trace has it
   NodeCall call;     // without its bytes
   std::vector<uint8_t> given;
-  std::vector<uint8_t> taken;  // empty: as given
+  std::vector<uint8_t> taken;  // empty: the same as `given`
 
-  /** The record after the call. */
+  /** The bytes after the call. */
   const std::vector<uint8_t> &after() const { return taken.empty() ? given : taken; }
 };
 

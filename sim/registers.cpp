@@ -1,7 +1,7 @@
 #include "board.h"
 
-// SoC, switch-chip and port PHY registers. The board keeps what was written in a small table; the models give a meaning
-// to few of them.
+// SoC, switch-chip and port PHY registers. A small table keeps the values that were written. Only few registers have a
+// meaning.
 
 namespace zelsim {
 namespace {

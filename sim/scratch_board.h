@@ -4,7 +4,7 @@
 
 #include "boards.h"
 
-// A copy of a board on which anything may be done. It ends with its scope.
+// A copy of a board, to be used freely. It is removed at the end of its scope.
 
 namespace zelsim::tool {
 

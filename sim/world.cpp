@@ -4,7 +4,7 @@
 #include "diagnostics_page.h"
 #include "tool.h"
 
-// What a person or the world does to a switch, and how the command line says it.
+// The commands that do what a person or the world does to a switch.
 
 namespace zelsim::tool {
 namespace {

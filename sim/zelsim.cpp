@@ -14,35 +14,108 @@ namespace {
 using namespace zelsim::tool;
 
 constexpr CommandRow kOwnCommands[] = {
-    {"run", "", "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]", run,
-     "run --fast --trace -- zelctl ports"},
-    {"record", "", "Write down a program's driver calls: zelsim record [OPTIONS] -o FILE -- PROGRAM [ARG ...]",
-     record_program, "record -o ports.rec -- zelctl ports"},
-    {"verify", "FILE", "Compare a recording with what the virtual switch answers", verify_model,
-     "verify ports.rec --board lab", true},
-    {"trace", "FILE", "Show a recording as a trace, or for Wireshark or Perfetto", export_recording,
-     "trace --format pcapng ports.rec >ports.pcapng"},
-    {"batch", "", "Do command lines, one JSON line each, until the input ends: for test kits", batch,
-     "batch <commands"},
-    {"play", "FILE", "Do what a scenario says: lines of a time in seconds and a command of zelsim", play,
-     "play --board lab brownout.scenario"},
-    {"serve", "?NAME", "Show a board in a browser, which is made when missing, or all boards", serve,
-     "serve lab --port 8080"},
-    {"create", "?NAME", "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
-     create_board, "create lab --slots sfp,copper,none"},
-    {"delete", "?NAME", "Remove a board and its flash", delete_board, "delete lab"},
-    {"list", "", "List the boards", show<boards_document>, "list --json", true},
-    {"show", "", "Show everything about a board", show<board_document>, "show --board lab", true},
-    {"get", "PATH", "Show one value of what 'show' shows", get_value, "get panel.alarm\n  zelsim get cages.5.module",
-     true},
-    {"panel", "", "Draw the front panel in the terminal, or as a picture", draw_panel, "panel --svg panel.svg"},
-    {"modules", "", "List the catalogue of modules", show<modules_document>, "modules", true},
-    {"states", "", "List the states that were saved", show<states_document>, "states --json", true},
-    {"flash", "", "The board's flash as a whole", nullptr, "flash save flash.bin"},
-    {"flash load", "FILE", "Fill the flash from a file; the rest is erased", load_flash, "flash load flash.bin"},
-    {"flash save", "FILE", "Write the 32 MiB to a file", save_flash,
-     "flash save flash.bin\n  zelsim flash save - --region 'Image 1' | cmp - image.bin"},
-    {"flash stats", "", "Show erases and programs by region", show<flash_document>, "flash stats", true},
+    {.name = "run",
+     .arguments = "",
+     .what = "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]",
+     .run = run,
+     .example = "run --fast --trace -- zelctl ports"},
+    {.name = "record",
+     .arguments = "",
+     .what = "Write down a program's driver calls: zelsim record [OPTIONS] -o FILE -- PROGRAM [ARG ...]",
+     .run = record_program,
+     .example = "record -o ports.rec -- zelctl ports"},
+    {.name = "verify",
+     .arguments = "FILE",
+     .what = "Compare a recording with what the virtual switch answers",
+     .run = verify_model,
+     .example = "verify ports.rec --board lab",
+     .shows = true},
+    {.name = "trace",
+     .arguments = "FILE",
+     .what = "Show a recording as a trace, or for Wireshark or Perfetto",
+     .run = export_recording,
+     .example = "trace --format pcapng ports.rec >ports.pcapng"},
+    {.name = "batch",
+     .arguments = "",
+     .what = "Do command lines, one JSON line each, until the input ends: for test kits",
+     .run = batch,
+     .example = "batch <commands"},
+    {.name = "play",
+     .arguments = "FILE",
+     .what = "Do what a scenario says: lines of a time in seconds and a command of zelsim",
+     .run = play,
+     .example = "play --board lab brownout.scenario"},
+    {.name = "serve",
+     .arguments = "?NAME",
+     .what = "Show a board in a browser, which is made when missing, or all boards",
+     .run = serve,
+     .example = "serve lab --port 8080"},
+    {.name = "create",
+     .arguments = "?NAME",
+     .what = "Make a board: empty slots, two good AC supplies, 25 C, clock at host's UTC, erased flash",
+     .run = create_board,
+     .example = "create lab --slots sfp,copper,none"},
+    {.name = "delete",
+     .arguments = "?NAME",
+     .what = "Remove a board and its flash",
+     .run = delete_board,
+     .example = "delete lab"},
+    {.name = "list",
+     .arguments = "",
+     .what = "List the boards",
+     .run = show<boards_document>,
+     .example = "list --json",
+     .shows = true},
+    {.name = "show",
+     .arguments = "",
+     .what = "Show everything about a board",
+     .run = show<board_document>,
+     .example = "show --board lab",
+     .shows = true},
+    {.name = "get",
+     .arguments = "PATH",
+     .what = "Show one value of what 'show' shows",
+     .run = get_value,
+     .example = "get panel.alarm\n  zelsim get cages.5.module",
+     .shows = true},
+    {.name = "panel",
+     .arguments = "",
+     .what = "Draw the front panel in the terminal, or as a picture",
+     .run = draw_panel,
+     .example = "panel --svg panel.svg"},
+    {.name = "modules",
+     .arguments = "",
+     .what = "List the catalogue of modules",
+     .run = show<modules_document>,
+     .example = "modules",
+     .shows = true},
+    {.name = "states",
+     .arguments = "",
+     .what = "List the states that were saved",
+     .run = show<states_document>,
+     .example = "states --json",
+     .shows = true},
+    {.name = "flash",
+     .arguments = "",
+     .what = "The board's flash as a whole",
+     .run = nullptr,
+     .example = "flash save flash.bin"},
+    {.name = "flash load",
+     .arguments = "FILE",
+     .what = "Fill the flash from a file; the rest is erased",
+     .run = load_flash,
+     .example = "flash load flash.bin"},
+    {.name = "flash save",
+     .arguments = "FILE",
+     .what = "Write the 32 MiB to a file",
+     .run = save_flash,
+     .example = "flash save flash.bin\n  zelsim flash save - --region 'Image 1' | cmp - image.bin"},
+    {.name = "flash stats",
+     .arguments = "",
+     .what = "Show erases and programs by region",
+     .run = show<flash_document>,
+     .example = "flash stats",
+     .shows = true},
 };
 
 // An argument as the table has it: `?NAME=WORD|WORD`.
@@ -73,7 +146,7 @@ void add_argument(CLI::App &app, const std::string &text, CommandLine &line) {
       ->type_name(values_of(known) + argument.choice);
 }
 
-// An example for each argument that must be there: of a choice its last word.
+// The example of a row. Without one it is made of the arguments' examples; of a choice it has the last word.
 std::string example_of(const CommandRow &row) {
   if (row.example != nullptr) return row.example;
   std::string line = row.name;
@@ -190,7 +263,7 @@ std::vector<CommandRow> all_commands() {
   return rows;
 }
 
-// Whether the row is the command of these words, a group's name and another word. Either may be an alias.
+// True if a row is the command that these words name: a command, or a group and its command. The last one may be an alias.
 bool is_command(const CommandRow &row, const std::string &first, const std::string &second) {
   Words path = split(row.name, ' ');
   const std::string &last = path.back();
@@ -199,17 +272,18 @@ bool is_command(const CommandRow &row, const std::string &first, const std::stri
   return word == last || (row.alias != nullptr && word == row.alias);
 }
 
-// The rows that a line with these words can be about: all when it is not clear, so that its error or its help names them.
-// To set up the parser for all commands takes longer than most of them take.
+// The rows that these words can mean. All rows if they mean none: the help or the error then names them all. Most commands
+// take less time than a parser of all commands takes to be set up.
 std::vector<CommandRow> commands_for(const std::string &first, const std::string &second) {
   std::vector<CommandRow> group;   // the group, or the one command
   std::vector<CommandRow> chosen;  // the command in the group
   std::vector<CommandRow> parts;   // all commands in the group
   for (const CommandRow &row : all_commands()) {
     bool is_part = std::string(row.name).starts_with(first + " ");
+    bool is_meant = is_command(row, first, second);
     if (is_part) parts.push_back(row);
-    if (!is_command(row, first, second)) continue;
-    (is_part ? chosen : group).push_back(row);
+    if (is_meant && is_part) chosen.push_back(row);
+    if (is_meant && !is_part) group.push_back(row);
   }
   if (group.empty()) return all_commands();
   const std::vector<CommandRow> &others = chosen.empty() ? parts : chosen;
@@ -234,7 +308,7 @@ int zelsim::tool::execute(const Words &words, Perform how) {
   const std::vector<CommandRow> rows = commands_for(first, second);  // the parser refers to them
   for (const CommandRow &row : rows) add_command(*app, row, line, chosen);
   add_options(*app, line);
-  // Behind the first "--" of `zelsim run` stand the words of the program, which are never looked at.
+  // The words behind the first "--" of `zelsim run` are the program's. They are not parsed.
   bool runs = first == "run" || first == "record";
   auto end = words.end();
   if (runs) end = std::ranges::find(words, "--");

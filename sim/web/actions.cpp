@@ -6,8 +6,8 @@
 #include "modules.h"
 #include "web.h"
 
-// What pages do to a board: the commands of zelsim's own table. Their arguments and options are fields of a JSON object
-// by the names that the command's help shows, in lower case.
+// What pages do to a board: the commands in zelsim's own table. Arguments and options are fields of a JSON object; their
+// names are those of the command's help, in lower case.
 
 namespace zelsim::web {
 namespace {
@@ -16,22 +16,27 @@ using tool::CommandLine;
 using tool::CommandRow;
 using tool::Usage;
 
-constexpr char kPlug[] = "plug", kFail[] = "fail", kReset[] = "reset";
+constexpr char kPlug[] = "plug";
+constexpr char kFail[] = "fail";
+constexpr char kReset[] = "reset";
 
-/** An option of a command: a text, or else whether the flash is meant, too. */
+/** An option of a command. */
 struct Option {
-  const char *command, *name;
-  std::string CommandLine::*text;
+  const char *command;
+  const char *name;
+  std::string CommandLine::*text;  // null: the switch --flash
 };
 constexpr Option kOptions[] = {{kFail, "result", &CommandLine::result},
                                {kFail, "count", &CommandLine::count},
                                {kFail, "skip", &CommandLine::skip},
                                {kReset, "flash", nullptr}};
 
+/** A field of the JSON object. */
 struct Field {
-  std::string name, argument;  // the latter as the table has it, for an option NAME=WORD|WORD
+  std::string name;
+  std::string argument;  // as in the table of commands; for a switch NAME=false|true
   bool optional;
-  const Option *option;
+  const Option *option;  // null: an argument
 };
 
 std::string lower(std::string text) {
@@ -39,21 +44,26 @@ std::string lower(std::string text) {
   return text;
 }
 
-// The board is the server's own: no field names it.
+// No field names the board: it is the server's.
 std::vector<Field> fields_of(const CommandRow &row) {
   std::vector<Field> fields;
   for (std::string text : split(row.arguments, ' ')) {
-    bool optional = text[0] == '?' && row.name != std::string(kFail);
-    text.erase(0, text[0] == '?');
-    if (text != "NAME") fields.push_back({lower(text.substr(0, text.find_first_of("=["))), text, optional, nullptr});
+    bool may_be_missing = text.starts_with('?');
+    if (may_be_missing) text.erase(0, 1);
+    if (text == "NAME") continue;
+    bool optional = may_be_missing && row.name != std::string(kFail);  // here `fail` always makes a fault
+    std::string name = lower(text.substr(0, text.find_first_of("=[")));
+    fields.push_back({name, text, optional, nullptr});
   }
-  for (const Option &option : kOptions)
-    if (row.name == std::string(option.command))
-      fields.push_back({option.name, option.text != nullptr ? "" : "flash=false|true", true, &option});
+  for (const Option &option : kOptions) {
+    if (row.name != std::string(option.command)) continue;
+    std::string argument = option.text != nullptr ? "" : "flash=false|true";
+    fields.push_back({option.name, argument, true, &option});
+  }
   return fields;
 }
 
-// Sets what a field stands for, and returns it as it is on a command line.
+// Puts the value of a field into the command line. Returns it as a person would type it.
 std::string put(CommandLine &line, const Field &field, const std::string &word) {
   uint32_t value = tool::value_of(field.argument, word);
   if (field.option == nullptr) {
@@ -69,6 +79,18 @@ std::string put(CommandLine &line, const Field &field, const std::string &word) 
   return " --" + field.name + ' ' + word;
 }
 
+std::string word_of(const Field &field, const Json &value) {
+  if (!value.is_primitive() || value.is_null()) throw Usage(field.name + ": neither a text nor a number");
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// A page plugs modules of the catalogue only: it must not reach a file of this machine.
+void check_module(const std::string &name) {
+  auto is_meant = [&](const tool::Module &module) { return module.name == name; };
+  bool is_known = std::ranges::any_of(tool::catalogue(), is_meant);
+  if (!is_known) throw Usage("module: '" + name + "' is not in the catalogue");
+}
+
 }  // namespace
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
@@ -82,16 +104,11 @@ std::string act(const std::string &board, const std::string &name, const std::st
     bool given = object.contains(field.name);
     if (!given && field.optional) continue;
     if (!given) throw Usage(field.name + ": missing");
-    const Json &value = object[field.name];
-    if (!value.is_primitive() || value.is_null()) throw Usage(field.name + ": neither a text nor a number");
-    told += put(line, field, value.is_string() ? value.get<std::string>() : value.dump());
+    told += put(line, field, word_of(field, object[field.name]));
     object.erase(field.name);
   }
   if (!object.empty()) throw Usage(object.begin().key() + ": no field of this action");
-  // A page reaches no file of this machine.
-  auto is_meant = [&](const tool::Module &module) { return module.name == line.words[1]; };
-  if (name == kPlug && std::ranges::none_of(tool::catalogue(), is_meant))
-    throw Usage("module: '" + line.words[1] + "' is not in the catalogue");
+  if (name == kPlug) check_module(line.words[1]);
   tool::perform(*row, line, tool::kByPage);
   return told;
 }
@@ -111,11 +128,12 @@ Json actions() {
   return {{"actions", all}};
 }
 
-// The command line's name of a field, in capitals or behind dashes, stands at the beginning.
+// The text begins with an argument of the command line: in capitals, or behind dashes. A field has neither.
 Json refusal(const std::string &text) {
-  size_t start = text.find_first_not_of('-'), end = text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789");
-  return {
-      {"error", start > 0 ? text.substr(start) : lower(text.substr(0, end)) + text.substr(std::min(end, text.size()))}};
+  size_t dashes = std::min(text.find_first_not_of('-'), text.size());
+  if (dashes > 0) return {{"error", text.substr(dashes)}};
+  size_t end = std::min(text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"), text.size());
+  return {{"error", lower(text.substr(0, end)) + text.substr(end)}};
 }
 
 }  // namespace zelsim::web

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 #include "board.h"
 #include "flash_map.h"
@@ -16,14 +17,14 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr size_t kMostEntries = 300;
-constexpr auto kQuiet = 2s;  // without a write, and what was written is told
+constexpr auto kQuiet = 2s;  // without a write: then the writing is over
 
 std::string text_in(const char *text, size_t size) { return {text, strnlen(text, size)}; }
 
 std::string changer(const Board &board, Node node) {
-  const ChangedBy &by = board.watch.changed_by[static_cast<unsigned>(node)];
-  if (by.process == 0) return "a program";
-  return text_in(by.program, sizeof by.program) + '[' + std::to_string(by.process) + ']';
+  const ChangedBy &last = board.watch.changed_by[static_cast<unsigned>(node)];
+  if (last.process == 0) return "a program";
+  return text_in(last.program, sizeof last.program) + '[' + std::to_string(last.process) + ']';
 }
 
 std::string led_text(uint8_t state) { return name_of("off|on|blinking", state); }
@@ -52,88 +53,126 @@ constexpr Watched kWatched[] = {
 uint64_t sum(const uint32_t (&counts)[kSectors]) { return std::accumulate(counts, counts + kSectors, uint64_t{0}); }
 
 std::string region_of(unsigned sector) {
-  for (const tool::FlashRegion &region : tool::flash_regions())
+  for (const tool::FlashRegion &region : tool::flash_regions()) {
     if (sector >= region.first_sector && sector < region.end_sector()) return region.name;
+  }
   return tool::kUnusedRegion;
 }
 
-}  // namespace
-
-void Activity::add(News &news, int64_t at_us, const std::string &who, const std::string &command,
-                   const std::string &text, const std::string &undo) {
-  Json entry = {{"id", ++entries_}, {"at", at_us / 1000}, {"who", who}};
-  if (!command.empty()) entry["command"] = "zelsim " + command;
-  if (!text.empty()) entry["text"] = text;
-  if (!undo.empty()) entry["undo"] = split(undo, ';');
-  news.add("activity", text_of(entry), kMostEntries);
+// The first sector that was erased or programmed since; the last one if none was.
+unsigned first_changed_sector(const Flash &before, const Flash &now) {
+  constexpr unsigned kLast = kSectors - 1;
+  for (unsigned sector = 0; sector < kLast; ++sector) {
+    bool is_erased = before.erases[sector] != now.erases[sector];
+    bool is_programmed = before.programs[sector] != now.programs[sector];
+    if (is_erased || is_programmed) return sector;
+  }
+  return kLast;
 }
 
-// Returns true if one of the acts takes all that programs had set with it.
+// True for a command that also resets what programs had set.
+bool resets_states(const std::string &command) {
+  constexpr std::string_view kCommands[] = {"reset", "load", "fit", "plug", "unplug"};
+  return std::ranges::any_of(kCommands, [&](std::string_view name) { return command.starts_with(name); });
+}
+
+// A change as a text: `from → to`.
+std::string arrow(const std::string &from, const std::string &to) { return from + " → " + to; }
+
+}  // namespace
+
+void Activity::add(News &news, const Entry &entry) {
+  ++entries_;
+  Json row = {{"id", entries_}, {"at", entry.at_us / 1000}, {"who", entry.who}};
+  if (!entry.command.empty()) row["command"] = "zelsim " + entry.command;
+  if (!entry.text.empty()) row["text"] = entry.text;
+  if (!entry.undo.empty()) row["undo"] = split(entry.undo, ';');
+  news.add("activity", text_of(row), kMostEntries);
+}
+
+// Returns true if one of the acts resets what programs had set.
 bool Activity::tell_acts(const Board &now, News &news) {
   bool resets = false;
   uint32_t missed = now.watch.acts_done - acts_;
   if (missed > kActs) acts_ = now.watch.acts_done - kActs;
   for (; acts_ != now.watch.acts_done; ++acts_) {
     const Act &act = now.watch.acts[acts_ % kActs];
-    std::string command = text_in(act.command, sizeof act.command);
-    add(news, act.at_us, text_in(act.who, sizeof act.who), command, "", text_in(act.undo, sizeof act.undo));
-    for (const char *each : {"reset", "load", "fit", "plug", "unplug"}) resets |= command.starts_with(each);
+    Entry entry = {.at_us = act.at_us, .who = text_in(act.who, sizeof act.who)};
+    entry.command = text_in(act.command, sizeof act.command);
+    entry.undo = text_in(act.undo, sizeof act.undo);
+    add(news, entry);
+    if (resets_states(entry.command)) resets = true;
   }
   return resets;
 }
 
-void Activity::tell_changes(const Board &now, News &news) {
-  int64_t at = host_time_us();
+void Activity::tell_leds(const Board &now, News &news) {
   for (const tool::Indicator &indicator : tool::kIndicators) {
-    uint8_t old_state = indicator.state(before_->gpio), state = indicator.state(now.gpio);
-    if (old_state == state || indicator.led[0] == '\0') continue;
+    uint8_t old_state = indicator.state(std::as_const(before_->gpio));
+    uint8_t new_state = indicator.state(now.gpio);
+    bool is_led = indicator.led[0] != '\0';
+    if (!is_led || old_state == new_state) continue;
     std::string name = indicator.key;
     std::ranges::replace(name, '_', ' ');
-    add(news, at, changer(now, Node::Gpio), "", "LED " + name + ": " + led_text(old_state) + " → " + led_text(state),
-        "");
-  }
-  for (const Watched &watched : kWatched) {
-    uint8_t old_value = watched.value(*before_), value = watched.value(now);
-    if (old_value == value) continue;
-    std::string change = watched.text(old_value) + " → " + watched.text(value);
-    add(news, at, changer(now, watched.node), "", std::string(watched.name) + ": " + change, "");
-  }
-  if (before_->gpio.hardware_resets != now.gpio.hardware_resets)
-    add(news, at, changer(now, Node::Gpio), "", "hardware reset", "");
-  for (unsigned port = 0; port < kPorts; ++port) {
-    if (!has_cage(now, port) || tx_disable(*before_, port) == tx_disable(now, port)) continue;
-    std::string state = tx_disable(now, port) != 0 ? "off" : "on";
-    add(news, at, changer(now, Node::I2c), "", "port " + std::to_string(port) + ": transmitter " + state, "");
+    std::string change = arrow(led_text(old_state), led_text(new_state));
+    add(news, {.at_us = host_time_us(), .who = changer(now, Node::Gpio), .text = "LED " + name + ": " + change});
   }
 }
 
-// Writes come by the thousand: their beginning is told, and once they are over what they were.
+void Activity::tell_transmitters(const Board &now, News &news) {
+  for (unsigned port = 0; port < kPorts; ++port) {
+    if (!has_cage(now, port) || tx_disable(*before_, port) == tx_disable(now, port)) continue;
+    std::string state = tx_disable(now, port) != 0 ? "off" : "on";
+    std::string text = "port " + std::to_string(port) + ": transmitter " + state;
+    add(news, {.at_us = host_time_us(), .who = changer(now, Node::I2c), .text = text});
+  }
+}
+
+void Activity::tell_changes(const Board &now, News &news) {
+  tell_leds(now, news);
+  for (const Watched &watched : kWatched) {
+    uint8_t old_value = watched.value(*before_);
+    uint8_t new_value = watched.value(now);
+    if (old_value == new_value) continue;
+    std::string change = arrow(watched.text(old_value), watched.text(new_value));
+    std::string text = std::string(watched.name) + ": " + change;
+    add(news, {.at_us = host_time_us(), .who = changer(now, watched.node), .text = text});
+  }
+  if (before_->gpio.hardware_resets != now.gpio.hardware_resets)
+    add(news, {.at_us = host_time_us(), .who = changer(now, Node::Gpio), .text = "hardware reset"});
+  tell_transmitters(now, news);
+}
+
+void Activity::begin_writing(const Board &now, bool erases, News &news) {
+  erased_ = 0;
+  programmed_ = 0;
+  writer_ = changer(now, Node::Flash);
+  region_ = region_of(first_changed_sector(before_->flash, now.flash));
+  std::string what = erases ? "erase" : "write";
+  add(news, {.at_us = host_time_us(), .who = writer_, .text = "flash, " + region_ + ": begins to " + what});
+}
+
+void Activity::end_writing(News &news) {
+  std::string text = "flash, " + region_ + ": " + std::to_string(erased_) + " sectors erased, " +
+                     std::to_string(programmed_) + " bytes written";
+  add(news, {.at_us = host_time_us(), .who = writer_, .text = text});
+  writer_.clear();
+}
+
+// Writes come by the thousand: only their beginning and, when they are over, their sum are told.
 void Activity::tell_flash(const Board &now, News &news) {
-  uint64_t erased = sum(now.flash.erases) - sum(before_->flash.erases);
-  uint64_t programmed = now.flash.bytes_programmed - before_->flash.bytes_programmed;
-  bool reset = sum(now.flash.erases) < sum(before_->flash.erases) ||
-               now.flash.bytes_programmed < before_->flash.bytes_programmed;
-  bool writes = !reset && (erased > 0 || programmed > 0);
+  uint64_t erases_before = sum(before_->flash.erases);
+  uint64_t erases_now = sum(now.flash.erases);
+  uint64_t bytes_before = before_->flash.bytes_programmed;
+  uint64_t bytes_now = now.flash.bytes_programmed;
   bool is_over = !writer_.empty() && Clock::now() - written_at_ > kQuiet;
-  if (is_over) {
-    std::string text = "flash, " + region_ + ": " + std::to_string(erased_) + " sectors erased, " +
-                       std::to_string(programmed_) + " bytes written";
-    add(news, host_time_us(), writer_, "", text, "");
-    writer_.clear();
-  }
-  if (!writes) return;
-  if (writer_.empty()) {
-    erased_ = programmed_ = 0;
-    writer_ = changer(now, Node::Flash);
-    unsigned sector = 0;
-    while (sector < kSectors - 1 && now.flash.erases[sector] == before_->flash.erases[sector] &&
-           now.flash.programs[sector] == before_->flash.programs[sector])
-      ++sector;
-    region_ = region_of(sector);
-    add(news, host_time_us(), writer_, "", "flash, " + region_ + ": begins to " + (erased > 0 ? "erase" : "write"), "");
-  }
-  erased_ += erased;
-  programmed_ += programmed;
+  if (is_over) end_writing(news);
+  bool was_reset = erases_now < erases_before || bytes_now < bytes_before;
+  bool was_written = erases_now > erases_before || bytes_now > bytes_before;
+  if (was_reset || !was_written) return;
+  if (writer_.empty()) begin_writing(now, erases_now > erases_before, news);
+  erased_ += erases_now - erases_before;
+  programmed_ += bytes_now - bytes_before;
   written_at_ = Clock::now();
 }
 
@@ -143,7 +182,7 @@ void Activity::look(const std::shared_ptr<const Attached> &attached, std::unique
     if (!resets) tell_changes(*now, news);
     tell_flash(*now, news);
   } else {
-    // What was done before anybody watched is told, too, as far as it is known.
+    // The log also has acts from before anybody watched.
     acts_ = now->watch.acts_done - std::min(now->watch.acts_done, uint32_t{kActs});
     tell_acts(*now, news);
   }

@@ -4,8 +4,8 @@
 
 #include "web.h"
 
-// Who may ask. A browser that runs a page of somebody else must not reach a board with it: neither by a request across
-// origins nor by a name that this somebody lets point here.
+// Who may ask. A page of somebody else in a browser must not reach a board: neither by a request across origins, nor by a
+// host name of its own that leads to this machine.
 
 namespace zelsim::web {
 namespace {
@@ -13,17 +13,20 @@ namespace {
 using HttpRequest = httplib::Request;
 using HttpResponse = httplib::Response;
 
-constexpr int kUnknown = 401, kForbidden = 403;
+constexpr int kUnauthorized = 401;
+constexpr int kForbidden = 403;
 
 std::string host_of(const std::string &text) {
-  size_t bracket = text.rfind(']');  // of an address that has colons of its own
-  return text.substr(0, text.find(':', bracket == std::string::npos ? 0 : bracket));
+  size_t bracket = text.rfind(']');  // of an IPv6 address, which has colons
+  size_t end_of_address = bracket == std::string::npos ? 0 : bracket;
+  return text.substr(0, text.find(':', end_of_address));
 }
 
-// Takes the same time wherever the texts differ.
-bool same_text(const std::string &a, const std::string &b) {
-  unsigned differences = a.size() != b.size();
-  for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) differences |= static_cast<unsigned>(a[i] ^ b[i]);
+// Takes the same time wherever the texts differ: the time must not help to guess a token.
+bool is_same_text(const std::string &given, const std::string &expected) {
+  unsigned differences = given.size() == expected.size() ? 0 : 1;
+  size_t common = std::min(given.size(), expected.size());
+  for (size_t i = 0; i < common; ++i) differences |= static_cast<unsigned>(given[i] ^ expected[i]);
   return differences == 0;
 }
 
@@ -33,40 +36,52 @@ bool knows(const Settings &settings, const std::string &host) {
   if (name == "localhost" || name == "127.0.0.1" || name == "[::1]") return true;
   if (name == settings.address || name == "[" + settings.address + "]") return true;
   if (std::ranges::find(settings.hosts, name) != settings.hosts.end()) return true;
-  bool everywhere = settings.address == "0.0.0.0" || settings.address == "::";
-  bool address = name.starts_with('[') || name.find_first_not_of("0123456789.") == std::string::npos;  // and no name
-  return everywhere && address;
+  bool listens_everywhere = settings.address == "0.0.0.0" || settings.address == "::";
+  bool is_address = name.starts_with('[') || name.find_first_not_of("0123456789.") == std::string::npos;
+  return listens_everywhere && is_address;
+}
+
+// True for a request that another site's page makes. Links to this server's first page are allowed.
+bool comes_from_elsewhere(const HttpRequest &request, const std::string &host) {
+  std::string origin = request.get_header_value("Origin");
+  if (!origin.empty()) return origin != "http://" + host;
+  return request.get_header_value("Sec-Fetch-Site") == "cross-site" && request.path != "/";
 }
 
 bool has_token(const Settings &settings, const HttpRequest &request) {
   if (settings.token.empty()) return true;
-  std::string given = request.get_header_value("Authorization");
-  bool found = same_text(request.get_param_value("token"), settings.token);
-  found |= same_text(given, "Bearer " + settings.token);
-  for (const std::string &kept : split(request.get_header_value("Cookie"), ';'))
-    found |= same_text(kept.substr(kept.starts_with(' ')), cookie(settings));
-  return found;
+  if (is_same_text(request.get_param_value("token"), settings.token)) return true;
+  if (is_same_text(request.get_header_value("Authorization"), "Bearer " + settings.token)) return true;
+  for (std::string kept : split(request.get_header_value("Cookie"), ';')) {
+    if (kept.starts_with(' ')) kept.erase(0, 1);
+    if (is_same_text(kept, cookie(settings))) return true;
+  }
+  return false;
 }
 
 }  // namespace
 
-// The page's address brings the token once; from then on a cookie does.
+// The address of the page has the token once; a cookie has it from then on.
 std::string cookie(const Settings &settings) {
   return "zelboard-" + std::to_string(settings.port) + "=" + settings.token;
 }
 
 bool admits(const Settings &settings, const HttpRequest &request, HttpResponse &response) {
-  std::string host = request.get_header_value("Host"), origin = request.get_header_value("Origin");
-  bool embedded = request.get_header_value("Sec-Fetch-Site") == "cross-site" && request.path != "/";
+  std::string host = request.get_header_value("Host");
   if (!knows(settings, host_of(host))) {
     refuse(response, kForbidden,
            "Host: '" + host + "' is not a name of this server (zelsim serve --host NAME allows a name)");
-  } else if (origin.empty() ? embedded : origin != "http://" + host) {
-    refuse(response, kForbidden, "Origin: '" + origin + "' is not this server's page");
-  } else if (!has_token(settings, request)) {
-    refuse(response, kUnknown, "token: missing or wrong");
+    return false;
   }
-  return response.body.empty();
+  if (comes_from_elsewhere(request, host)) {
+    refuse(response, kForbidden, "Origin: '" + request.get_header_value("Origin") + "' is not this server's page");
+    return false;
+  }
+  if (!has_token(settings, request)) {
+    refuse(response, kUnauthorized, "token: missing or wrong");
+    return false;
+  }
+  return true;
 }
 
 }  // namespace zelsim::web

@@ -17,27 +17,28 @@
 #include "front.h"
 #include "web.h"
 
-// Started by `zelsim serve`: zelboard-web BOARD PORT ADDRESS [NAME ...], where BOARD is * for all boards and each NAME
-// one by which the server is called, too. The token comes in the environment, where other users cannot read it.
+// Started by `zelsim serve`: zelboard-web BOARD PORT ADDRESS [NAME ...]. BOARD is * for all boards; each NAME is a further
+// name of the server. The token comes in the environment, where other users cannot read it.
 
 namespace {
 
 using namespace zelsim;
 
-constexpr unsigned kOtherThreads = 16;  // beside those of open streams
+constexpr unsigned kOtherThreads = 16;  // besides one for each open stream
 
-void check(const web::Settings &settings) {
+void check_token(const web::Settings &settings) {
   const std::string &token = settings.token;
+  constexpr size_t kShortest = 8;
   bool plain = std::ranges::all_of(token, [](unsigned char c) { return std::isalnum(c) || std::strchr("-_.~", c); });
   bool here = settings.address == "localhost" || settings.address == "::1" || settings.address.starts_with("127.");
   if (token.empty() && !here)
     throw tool::Usage("--token: required to listen on " + settings.address +
                       ", where others can reach the board (or --token-file, or ZELSIM_TOKEN)");
-  if (!plain || (!token.empty() && token.size() < 8))
-    throw tool::Usage("--token: not at least 8 letters, digits, '-', '_', '.' or '~'");
+  bool too_short = !token.empty() && token.size() < kShortest;
+  if (!plain || too_short) throw tool::Usage("--token: not at least 8 letters, digits, '-', '_', '.' or '~'");
 }
 
-// A port in use shall not be shared, but one whose connections have just ended is free. Many pages may come at once.
+// A port that is in use is refused; a port whose connections have just ended is free. Many pages may connect at once.
 int bind_server(httplib::Server &server, web::Settings &settings) {
   socket_t listening = INVALID_SOCKET;
   server.set_socket_options([&listening](socket_t socket) {
@@ -71,26 +72,31 @@ tool::Words addresses(int family) {
     if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != family) continue;
     if ((each->ifa_flags & IFF_LOOPBACK) != 0 || (each->ifa_flags & IFF_UP) == 0) continue;
     char text[INET6_ADDRSTRLEN] = {};
-    const auto *four = reinterpret_cast<const sockaddr_in *>(each->ifa_addr);
-    const auto *six = reinterpret_cast<const sockaddr_in6 *>(each->ifa_addr);
-    if (family == AF_INET) inet_ntop(family, &four->sin_addr, text, sizeof text);
-    // An address of one link alone works on the other machine only with the name of its own interface.
-    if (family == AF_INET6 && !IN6_IS_ADDR_LINKLOCAL(&six->sin6_addr))
-      inet_ntop(family, &six->sin6_addr, text, sizeof text);
+    const auto *ipv4 = reinterpret_cast<const sockaddr_in *>(each->ifa_addr);
+    const auto *ipv6 = reinterpret_cast<const sockaddr_in6 *>(each->ifa_addr);
+    if (family == AF_INET) inet_ntop(family, &ipv4->sin_addr, text, sizeof text);
+    // A link-local address needs the name of the other machine's own interface behind it.
+    if (family == AF_INET6 && !IN6_IS_ADDR_LINKLOCAL(&ipv6->sin6_addr))
+      inet_ntop(family, &ipv6->sin6_addr, text, sizeof text);
     if (text[0] != '\0') found.push_back(text);
   }
   freeifaddrs(all);
   return found;
 }
 
-/** By what the page is reached: names that were given first, then addresses that work elsewhere. */
+void append_all(tool::Words &words, const tool::Words &more) { words.insert(words.end(), more.begin(), more.end()); }
+
+/** The names by which pages reach the server: first those of the command line, then addresses. */
 tool::Words names_of(const web::Settings &settings) {
   tool::Words names = settings.hosts;
-  bool all_four = settings.address == "0.0.0.0", all_six = settings.address == "::";
-  tool::Words found = all_four || all_six ? addresses(AF_INET) : tool::Words{settings.address};
-  names.insert(names.end(), found.begin(), found.end());
-  found = all_six ? addresses(AF_INET6) : tool::Words{};
-  names.insert(names.end(), found.begin(), found.end());
+  bool all_ipv4 = settings.address == "0.0.0.0";
+  bool all_ipv6 = settings.address == "::";  // takes IPv4, too
+  if (all_ipv4 || all_ipv6) {
+    append_all(names, addresses(AF_INET));
+  } else {
+    names.push_back(settings.address);
+  }
+  if (all_ipv6) append_all(names, addresses(AF_INET6));
   if (names.empty()) names.push_back("127.0.0.1");
   return names;
 }
@@ -105,7 +111,7 @@ void print_addresses(const web::Settings &settings) {
 }
 
 void serve(web::Settings settings) {
-  check(settings);
+  check_token(settings);
   rlimit files = {};
   getrlimit(RLIMIT_NOFILE, &files);
   files.rlim_cur = files.rlim_max;

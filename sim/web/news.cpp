@@ -6,7 +6,7 @@
 namespace zelsim::web {
 namespace {
 
-constexpr std::chrono::seconds kSilence{2};  // then it is seen whether the reader is still there
+constexpr std::chrono::seconds kSilence{2};  // after it the connection is tried
 
 /** A JSON object that is written member by member. */
 struct ObjectText {
@@ -23,7 +23,8 @@ void News::put(const std::string &name, const std::string &text) {
   std::lock_guard lock(mutex_);
   Part &part = parts_[name];
   if (part.text == text) return;
-  part = {text, ++version_};
+  ++version_;
+  part = {text, version_};
 }
 
 void News::add(const std::string &log, const std::string &text, size_t most) {
@@ -40,11 +41,12 @@ void News::publish() {
   published_.notify_all();
 }
 
-// A reader that was away for longer than a log remembers is told how many entries it has missed.
+// A reader that comes too late for some entries of a log gets their number instead.
 std::string News::news_for(Reader &reader) const {
   ObjectText news;
-  for (const auto &[name, part] : parts_)
+  for (const auto &[name, part] : parts_) {
     if (part.version > reader.version) news.add(name, part.text);
+  }
   reader.version = version_;
   for (const auto &[name, log] : logs_) {
     if (name == kRequestsLog && !reader.wants_requests) continue;
@@ -68,7 +70,9 @@ std::string News::next(Reader &reader) {
   auto end = std::chrono::steady_clock::now() + kSilence;
   std::string text;
   std::unique_lock lock(mutex_);
-  while (text.empty() && published_.wait_until(lock, end, [&] { return turn_ != reader.turn; })) {
+  while (text.empty()) {
+    bool has_turned = published_.wait_until(lock, end, [&] { return turn_ != reader.turn; });
+    if (!has_turned) break;
     reader.turn = turn_;
     text = news_for(reader);
   }

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <string>
 
-// What many pages follow, kept once: parts, of which the last state counts, and logs, of which each entry counts.
+// The news that many pages follow, kept once. Of a part only the last state counts; of a log each entry counts.
 
 namespace zelsim::web {
 
@@ -17,21 +17,22 @@ constexpr unsigned kMostReaders = 64;
 /** How much of the news a page knows already. */
 struct Reader {
   bool wants_requests = false;
-  uint64_t turn = 0, version = 0;
-  std::map<std::string, uint64_t> known = {};  // entries of each log
+  uint64_t turn = 0;
+  uint64_t version = 0;
+  std::map<std::string, uint64_t> known = {};  // number of entries, by log
 };
 
 constexpr char kRequestsLog[] = "requests";
 
 class News {
  public:
-  /** Puts a part, as JSON. One that has not changed is no news. */
+  /** Sets a part, as JSON. A part that has not changed is no news. */
   void put(const std::string &name, const std::string &text);
   /** Adds an entry, as JSON, to a log that keeps the last `most`. */
   void add(const std::string &log, const std::string &text, size_t most);
-  /** Lets the readers have what was put and added. */
+  /** Gives the readers what was put and added. */
   void publish();
-  /** What is new to a reader, as a JSON object; empty when nothing was for some seconds. */
+  /** What is new to a reader, as a JSON object. Waits for it; empty if nothing is new for some seconds. */
   std::string next(Reader &reader);
 
  private:
@@ -41,13 +42,14 @@ class News {
   };
   struct Log {
     std::deque<std::string> entries;
-    uint64_t count = 0;  // of all that were ever added
+    uint64_t count = 0;  // of all entries that were ever added
   };
   std::string news_for(Reader &reader) const;
 
   std::mutex mutex_;
   std::condition_variable published_;
-  uint64_t turn_ = 0, version_ = 0;
+  uint64_t turn_ = 0;     // how often news was published
+  uint64_t version_ = 0;  // of the part that changed last
   std::map<std::string, Part> parts_;
   std::map<std::string, Log> logs_;
 };

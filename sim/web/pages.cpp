@@ -7,7 +7,7 @@
 #include "web.h"
 #include "web_files.h"
 
-// What is at which address.
+// The addresses of the server, and what is there.
 
 namespace zelsim::web {
 namespace {
@@ -16,7 +16,14 @@ using HttpRequest = httplib::Request;
 using HttpResponse = httplib::Response;
 
 constexpr char kJson[] = "application/json";
-constexpr int kRefused = 400, kAbsent = 404, kImpossible = 409, kTooLong = 413, kBusy = 503;
+constexpr char kCreatePath[] = "/api/create";
+constexpr char kDeletePath[] = "/api/delete";
+// Statuses of answers.
+constexpr int kRefused = 400;
+constexpr int kAbsent = 404;
+constexpr int kImpossible = 409;
+constexpr int kTooLong = 413;
+constexpr int kBusy = 503;
 
 void answer(HttpResponse &response, const Json &document) {
   response.set_content(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n", kJson);
@@ -24,15 +31,19 @@ void answer(HttpResponse &response, const Json &document) {
 
 bool shows_all(const Settings &settings) { return settings.board == kRack; }
 
+[[noreturn]] void refuse_other_boards(const Settings &settings) {
+  throw tool::Usage("board: this server shows '" + settings.board + "' alone");
+}
+
 /** The board that a request is about: the server's own, or the one that it names. */
 std::string board_of(const Settings &settings, const HttpRequest &request) {
   std::string given = request.get_param_value("board");
-  if (!shows_all(settings)) {
-    if (given.empty() || given == settings.board) return settings.board;
-    throw tool::Usage("board: this server shows '" + settings.board + "' alone");
+  if (shows_all(settings)) {
+    if (!given.empty()) tool::check_name(given);
+    return given;
   }
-  if (!given.empty()) tool::check_name(given);
-  return given;
+  if (!given.empty() && given != settings.board) refuse_other_boards(settings);
+  return settings.board;
 }
 
 /** Answers with a document; its errors become an answer, too. */
@@ -51,7 +62,7 @@ httplib::Server::Handler answering(Work work) {
 
 std::atomic<unsigned> open_streams = 0;
 
-/** One of the streams that may be open, for as long as it lives. */
+/** An open stream: it counts as one as long as it lives. */
 struct Stream {
   Stream(Source &of, bool requests) : source(of) {
     reader.wants_requests = requests;
@@ -94,20 +105,21 @@ void stream_board(const Settings &settings, const HttpRequest &request, HttpResp
 
 /** Makes or deletes a board, where the server shows all of them. */
 Json manage(const Settings &settings, const HttpRequest &request) {
-  if (!shows_all(settings)) throw tool::Usage("board: this server shows '" + settings.board + "' alone");
+  if (!shows_all(settings)) refuse_other_boards(settings);
   Json object = request.body.empty() ? Json::object() : Json::parse(request.body, nullptr, false);
   if (!object.is_object() || !object.contains("board") || !object["board"].is_string())
     throw tool::Usage("board: missing: a name");
   tool::CommandLine line = {object["board"]};
   tool::check_name(line.board);
-  std::string told = "zelsim " + request.path.substr(sizeof "/api/" - 1) + ' ' + line.board;
-  if (request.path == "/api/delete") {
+  if (request.path == kDeletePath) {
     tool::delete_board(line);
-    return {{"done", told}};
+    return {{"done", "zelsim delete " + line.board}};
   }
   line.slots = object.value("slots", "");
   tool::create_board(line);
-  return {{"done", told + (line.slots.empty() ? "" : " --slots " + line.slots)}};
+  std::string told = "zelsim create " + line.board;
+  if (!line.slots.empty()) told += " --slots " + line.slots;
+  return {{"done", told}};
 }
 
 void add_files(httplib::Server &server, const Settings &settings) {
@@ -124,12 +136,13 @@ void add_files(httplib::Server &server, const Settings &settings) {
   }
 }
 
+uint32_t number_of(const HttpRequest &request, const char *name, uint32_t lowest, uint32_t highest) {
+  return tool::parse_number(request.get_param_value(name), name, lowest, highest);
+}
+
 void add_documents(httplib::Server &server, const Settings &settings) {
   auto of_board = [settings](tool::Document *document) {
     return answering([=](const HttpRequest &request) { return document({board_of(settings, request)}); });
-  };
-  auto number_of = [](const HttpRequest &request, const char *name, uint32_t lowest, uint32_t highest) {
-    return tool::parse_number(request.get_param_value(name), name, lowest, highest);
   };
   server.Get("/api/board", of_board(tool::board_document));
   server.Get("/api/modules", of_board(tool::modules_document));
@@ -145,9 +158,12 @@ void add_documents(httplib::Server &server, const Settings &settings) {
         return Json{{"rack", shows_all(settings)}, {"board", shows_all(settings) ? Json() : Json(settings.board)}};
       }));
   server.Get("/api/actions", answering([](const HttpRequest &) { return actions(); }));
-  server.Get("/api/module", answering([=](const HttpRequest &request) {
+  server.Get("/api/module", answering([settings](const HttpRequest &request) {
                return module_document(board_of(settings, request), number_of(request, "port", 0, kPorts - 1));
              }));
+}
+
+void add_flash(httplib::Server &server, const Settings &settings) {
   server.Get("/api/flash", answering([settings](const HttpRequest &request) {
                std::string board = board_of(settings, request);
                Json flash = tool::flash_document({board});
@@ -155,10 +171,11 @@ void add_documents(httplib::Server &server, const Settings &settings) {
                flash["sectors"] = sectors_document(open.folder, *open, *std::make_unique<Sectors>());
                return flash;
              }));
-  server.Get("/api/flash/bytes", answering([=](const HttpRequest &request) {
+  server.Get("/api/flash/bytes", answering([settings](const HttpRequest &request) {
                uint32_t start = number_of(request, "start", 0, kFlashSize - 1);
                uint32_t most = std::min(kSectorSize, kFlashSize - start);
-               return bytes_document(board_of(settings, request), start, number_of(request, "size", 1, most));
+               uint32_t size = number_of(request, "size", 1, most);
+               return bytes_document(board_of(settings, request), start, size);
              }));
 }
 
@@ -184,11 +201,14 @@ void add_pages(httplib::Server &server, const Settings &settings) {
   });
   server.set_error_handler([](const HttpRequest &request, HttpResponse &response) {
     if (!response.body.empty()) return;
-    std::string text = response.status == kAbsent ? "path: nothing is at " + request.path : "request: not understood";
-    refuse(response, response.status, response.status == kTooLong ? "body: longer than 64 KiB" : text);
+    std::string why = "request: not understood";
+    if (response.status == kAbsent) why = "path: nothing is at " + request.path;
+    if (response.status == kTooLong) why = "body: longer than 64 KiB";
+    refuse(response, response.status, why);
   });
   add_files(server, settings);
   add_documents(server, settings);
+  add_flash(server, settings);
   server.Get("/panel.svg", [settings](const HttpRequest &request, HttpResponse &response) {
     try {
       response.set_content(tool::panel_picture(*tool::look_at(board_of(settings, request))), "image/svg+xml");
@@ -200,8 +220,8 @@ void add_pages(httplib::Server &server, const Settings &settings) {
     stream_board(settings, request, response);
   });
   auto managing = answering([settings](const HttpRequest &request) { return manage(settings, request); });
-  server.Post("/api/create", managing);
-  server.Post("/api/delete", managing);
+  server.Post(kCreatePath, managing);
+  server.Post(kDeletePath, managing);
   server.Post("/api/(.+)", answering([settings](const HttpRequest &request) {
                 std::string name = request.matches[1];
                 std::ranges::replace(name, '/', ' ');

@@ -10,14 +10,15 @@ namespace zelsim::web {
 namespace {
 
 using namespace std::chrono_literals;
-/** Before a board's name, which makes it the name of a part. */
+/** Before a board's name in the name of its part of the news. */
 const std::string kPrefix = "board:";
-constexpr std::chrono::milliseconds kTurn = 100ms, kListing = 1s;
+constexpr std::chrono::milliseconds kRackTurn = 100ms;
+constexpr std::chrono::milliseconds kListing = 1s;
 
 /** A board of the rack, as it was looked at last. */
 struct Place {
   std::shared_ptr<const Attached> attached;  // null: it cannot be opened
-  uint32_t seen;
+  uint32_t seen;                             // count of its changes then
 };
 
 class Rack : public Source {
@@ -58,8 +59,9 @@ void Rack::list() {
       look(name, found[name]);
     }
   }
-  for (const auto &[name, place] : places_)
+  for (const auto &[name, place] : places_) {
     if (!found.contains(name)) news.put(kPrefix + name, "null");
+  }
   places_ = std::move(found);
 }
 
@@ -67,24 +69,33 @@ void Rack::turn() {
   list();
   for (auto &[name, place] : places_) {
     if (!is_there(place)) continue;
-    if (__atomic_load_n(&place.attached->board->watch.changes, __ATOMIC_SEQ_CST) != place.seen) look(name, place);
+    uint32_t changes = __atomic_load_n(&place.attached->board->watch.changes, __ATOMIC_SEQ_CST);
+    if (changes != place.seen) look(name, place);
   }
   news.publish();
-  std::this_thread::sleep_for(kTurn);
+  std::this_thread::sleep_for(kRackTurn);
 }
 
 }  // namespace
 
 Json summary_of(const Board &board) {
-  unsigned modules = 0, dark = 0, transmit_faults = 0, failed_supplies = 0;
+  unsigned modules = 0;
+  unsigned dark = 0;
+  unsigned transmit_faults = 0;
   for (const Cage &cage : board.cages) {
-    modules += cage.fitted != 0;
-    dark += cage.fitted != 0 && cage.loss_of_signal != 0;
-    transmit_faults += cage.fitted != 0 && cage.tx_fault != 0;
+    if (!cage.fitted) continue;
+    ++modules;
+    if (cage.loss_of_signal != 0) ++dark;
+    if (cage.tx_fault != 0) ++transmit_faults;
   }
-  for (unsigned i = 0; i < 2; ++i) failed_supplies += board.supply[i] != Supply::None && board.supply_good[i] == 0;
-  // A page asks for the picture anew only when it looks different.
-  return {{"version", std::to_string(std::hash<std::string>()(tool::panel_picture(board)))},
+  unsigned failed_supplies = 0;
+  for (unsigned i = 0; i < kSupplies; ++i) {
+    bool has_failed = board.supply[i] != Supply::None && board.supply_good[i] == 0;
+    if (has_failed) ++failed_supplies;
+  }
+  // A page fetches the picture again only when this number changes.
+  size_t version = std::hash<std::string>()(tool::panel_picture(board));
+  return {{"version", std::to_string(version)},
           {"alarm", board.gpio.alarm_led != 0},
           {"temperature", static_cast<int16_t>(board.i2c.sensor.value[0]) / 256.0},
           {"sensor_present", board.i2c.sensor_present != 0},

@@ -8,12 +8,13 @@
 
 #include "front.h"
 
-// Where a request ends. Its meaning is the web server's; here it is only measured, before it is handed over.
+// Where a request ends. Here it is only measured; the web server reads it.
 
 namespace zelsim::web {
 namespace {
 
-constexpr std::string_view kLineEnd = "\r\n", kHeadEnd = "\r\n\r\n";
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kHeadEnd = "\r\n\r\n";
 
 std::string_view trimmed(std::string_view text) {
   size_t first = text.find_first_not_of(" \t");
@@ -22,17 +23,22 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, last - first + 1);
 }
 
-/** Value of a header field; none when the head has no such field. */
+// True for a line `NAME: value`.
+bool is_field(std::string_view line, std::string_view name) {
+  if (line.size() <= name.size() || line[name.size()] != ':') return false;
+  return strncasecmp(line.data(), name.data(), name.size()) == 0;
+}
+
+/** Value of a header field; none if the head has no such field. */
 std::optional<std::string_view> field_of(std::string_view head, std::string_view name) {
-  for (size_t line = head.find(kLineEnd); line != std::string_view::npos; line = head.find(kLineEnd, line)) {
-    line += kLineEnd.size();
-    bool is_named = head.size() > line + name.size() && head[line + name.size()] == ':' &&
-                    strncasecmp(head.data() + line, name.data(), name.size()) == 0;
-    if (!is_named) continue;
-    size_t value = line + name.size() + 1;
-    return trimmed(head.substr(value, head.find(kLineEnd, value) - value));
+  std::string_view rest = head;
+  for (;;) {
+    size_t line_end = rest.find(kLineEnd);
+    if (line_end == std::string_view::npos) return {};
+    rest.remove_prefix(line_end + kLineEnd.size());
+    std::string_view line = rest.substr(0, rest.find(kLineEnd));
+    if (is_field(line, name)) return trimmed(line.substr(name.size() + 1));
   }
-  return {};
 }
 
 std::optional<size_t> number_of(std::string_view text, int base) {
@@ -43,14 +49,16 @@ std::optional<size_t> number_of(std::string_view text, int base) {
   return value;
 }
 
-/** A body in chunks, each behind a line with its size, up to one of size 0 and an empty line. */
+/** A body in chunks. Each chunk follows a line with its size; the last one has the size 0 and an empty line. */
 RequestText measure_chunks(const std::string &bytes, size_t at) {
   constexpr size_t kLongestLine = 64;
   size_t body = 0;
   for (;;) {
     size_t line_end = bytes.find(kLineEnd, at);
-    if (line_end == std::string::npos)
-      return {bytes.size() - at > kLongestLine ? Progress::Malformed : Progress::Incomplete, 0, false};
+    if (line_end == std::string::npos) {
+      bool too_long = bytes.size() - at > kLongestLine;
+      return {too_long ? Progress::Malformed : Progress::Incomplete, 0, false};
+    }
     std::string_view line = std::string_view(bytes).substr(at, line_end - at);
     auto size = number_of(trimmed(line.substr(0, line.find(';'))), 16);
     if (!size) return {Progress::Malformed, 0, false};

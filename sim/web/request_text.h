@@ -4,13 +4,13 @@
 
 namespace zelsim::web {
 
-/** How far a request has come whose bytes are collected one by one. */
+/** The state of a request whose bytes are being collected. */
 enum class Progress { Incomplete, Whole, HeadTooLong, BodyTooLong, Malformed };
 
 struct RequestText {
   Progress progress;
-  size_t length;        // of the request, when it is whole; what is behind it belongs to the next one
-  bool wants_go_ahead;  // the client sends the body only when it is told to
+  size_t length;        // of a whole request; the bytes behind it belong to the next one
+  bool wants_go_ahead;  // the client waits for a go-ahead before it sends the body
 };
 
 /** Looks for the end of the first request in `bytes`. */

@@ -10,26 +10,21 @@ namespace {
 
 constexpr size_t kMostRequests = 4000;
 
-const Request *request_of(const TraceRecord &record) {
-  for (const Request &request : requests_of(record.node))
-    if (request.number == record.number) return &request;
-  return nullptr;
-}
-
-// The bytes behind the record are the request's, before and after; else a text.
+// Behind the record stand the bytes of the request before and after; of any other call a text.
 std::string line_of(const TraceRecord &record, const std::string &bytes) {
   if (record.node == Node::None) return bytes;
   RequestEvent event = {};
   event.node = record.node;
   event.number = record.number;
-  event.request = request_of(record);
+  event.request = request_of(record.node, record.number);
   event.result = record.result;
   event.error = record.error;
   event.address = record.address;
   size_t half = std::min(bytes.size() / 2, sizeof event.before);
   std::memcpy(event.before, bytes.data(), half);
   std::memcpy(event.after, bytes.data() + bytes.size() / 2, half);
-  char text[1024];
+  constexpr size_t kLongestLine = 1024;
+  char text[kLongestLine];
   return {text, request_line(event, text, sizeof text)};
 }
 
@@ -55,34 +50,43 @@ Json entry_of(const TraceRecord &record, const std::string &bytes) {
 
 }  // namespace
 
-bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
-  constexpr uint32_t kRoom = kWatchedBytes - 1024;  // a record may go beyond it
+// Takes the bytes that were written since, and asks for more. Nothing if some of them are overwritten already.
+std::optional<std::string> Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
+  constexpr uint32_t kLongestRecord = 1024;
+  constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
   Board &board = *attached->board;
-  std::string bytes;
-  bool missed = false;
-  {
-    Guard guard(board, Intent::Look);
-    Watch &watch = board.watch;
-    if (attached_ != attached) position_ = watch.written;
-    attached_ = attached;
-    missed = watch.written - position_ >= kRoom;
-    if (missed) position_ = watch.written;
-    for (; position_ != watch.written; ++position_)
-      bytes += static_cast<char>(watch.records[position_ % kWatchedBytes]);
-    watch.wanted = watch.written + kRoom;
+  Guard guard(board, Intent::Look);
+  Watch &watch = board.watch;
+  if (attached_ != attached) position_ = watch.written;
+  attached_ = attached;
+  watch.wanted = watch.written + kRoom;
+  bool missed = watch.written - position_ >= kRoom;
+  if (missed) {
+    position_ = watch.written;
+    return std::nullopt;
   }
-  if (missed) news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
+  std::string bytes;
+  for (; position_ != watch.written; ++position_) bytes += static_cast<char>(watch.records[position_ % kWatchedBytes]);
+  return bytes;
+}
+
+bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
+  std::optional<std::string> bytes = take_bytes(attached);
+  if (!bytes) {
+    news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
+    return true;
+  }
   size_t at = 0;
-  while (at + sizeof(TraceRecord) <= bytes.size()) {
+  while (at + sizeof(TraceRecord) <= bytes->size()) {
     TraceRecord record = {};
-    std::memcpy(&record, bytes.data() + at, sizeof record);
-    bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
+    std::memcpy(&record, bytes->data() + at, sizeof record);
+    bool whole = record.size >= sizeof record && at + record.size <= bytes->size() && record.node <= Node::Flash;
     if (!whole) break;
-    std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
+    std::string rest = bytes->substr(at + sizeof record, record.size - sizeof record);
     news.add(kRequestsLog, text_of(entry_of(record, rest)), kMostRequests);
     at += record.size;
   }
-  return missed || !bytes.empty();
+  return !bytes->empty();
 }
 
 bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news) {

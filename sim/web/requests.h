@@ -2,16 +2,18 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "attached.h"
 #include "news.h"
 
 namespace zelsim::web {
 
-/** What programs ask of a board's drivers. They record it only while it is asked for again and again. */
+/** The requests that programs make. Programs record them only as long as somebody asks for more. */
 class Requests {
  public:
-  /** Adds what was recorded since to the log, and asks for more. @return true when there was something */
+  /** Adds the requests since the last call to the log, and asks for more. @return true if there were some */
   bool take(const std::shared_ptr<const Attached> &attached, News &news);
 
   /** Puts the number of requests a second, once a second. @return true when it has changed */
@@ -19,6 +21,8 @@ class Requests {
 
  private:
   using Clock = std::chrono::steady_clock;
+  std::optional<std::string> take_bytes(const std::shared_ptr<const Attached> &attached);
+
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
   std::shared_ptr<const Attached> counted_ = {};  // whose requests `requests_` are

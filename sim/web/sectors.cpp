@@ -20,25 +20,30 @@ uint16_t used_pages(int fd, unsigned sector) {
   uint8_t bytes[kSectorSize] = {};
   sys::pread(fd, bytes, sizeof bytes, off_t{sector} * off_t{kSectorSize});
   unsigned used = 0;
-  for (size_t at = 0; at < sizeof bytes; at += kPageSize) used += std::memcmp(bytes + at, kErased, kPageSize) != 0;
+  for (size_t at = 0; at < sizeof bytes; at += kPageSize) {
+    bool is_erased = std::memcmp(bytes + at, kErased, kPageSize) == 0;
+    if (!is_erased) ++used;
+  }
   return static_cast<uint16_t>(used);
 }
 
 }  // namespace
 
-// The counters were taken before: what changes while sectors are read is found next time.
+// The counters are older than what is read: a sector that changes meanwhile is counted again the next time.
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known) {
-  const Sectors before = known;
-  known.counters = board.flash;
+  const Flash before = known.counters;
+  const Flash &now = board.flash;
+  bool counts_all = !known.counted || known.reflashed != board.watch.reflashed;
+  known.counters = now;
   known.reflashed = board.watch.reflashed;
-  const Flash &was = before.counters, &is = known.counters;
-  bool all = !before.counted || before.reflashed != known.reflashed;
-  sys::File file(open_image(folder));
-  for (unsigned i = 0; i < kSectors; ++i)
-    if (all || was.erases[i] != is.erases[i] || was.programs[i] != is.programs[i])
-      known.used[i] = used_pages(file.get(), i);
   known.counted = true;
-  return {{"erases", is.erases}, {"used", known.used}};
+  sys::File file(open_image(folder));
+  for (unsigned sector = 0; sector < kSectors; ++sector) {
+    bool is_erased = before.erases[sector] != now.erases[sector];
+    bool is_programmed = before.programs[sector] != now.programs[sector];
+    if (counts_all || is_erased || is_programmed) known.used[sector] = used_pages(file.get(), sector);
+  }
+  return {{"erases", known.counters.erases}, {"used", known.used}};
 }
 
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size) {

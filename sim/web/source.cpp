@@ -3,7 +3,7 @@
 
 #include "web.h"
 
-// Sources, each with a thread of its own that sleeps while nobody follows it.
+// Sources. Each has a thread, which sleeps while the source has no readers.
 
 namespace zelsim::web {
 
@@ -20,13 +20,13 @@ void Source::run() {
 void Source::add_reader(const Reader &reader) {
   std::lock_guard lock(mutex_);
   ++readers_;
-  readers_of_requests_ += reader.wants_requests;
+  if (reader.wants_requests) ++readers_of_requests_;
   asked_.notify_one();
 }
 
 void Source::remove_reader(const Reader &reader) {
   --readers_;
-  readers_of_requests_ -= reader.wants_requests;
+  if (reader.wants_requests) --readers_of_requests_;
 }
 
 Source &source_of(const std::string &board) {

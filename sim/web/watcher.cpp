@@ -9,7 +9,7 @@
 #include "requests.h"
 #include "web.h"
 
-// Follows one board: what it is like as parts, what programs ask of it as a log.
+// Follows one board: its state as parts, the requests of programs as a log.
 
 namespace zelsim::web {
 namespace {
@@ -17,8 +17,10 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// Between two looks at a board that changes, at one whose requests are recorded, at one that is gone.
-constexpr auto kTurn = 33ms, kRequestsTurn = 60ms, kAbsence = 500ms;
+// Pauses between two looks at a board.
+constexpr auto kChangesTurn = 33ms;   // that changes
+constexpr auto kRequestsTurn = 60ms;  // whose requests are recorded
+constexpr auto kAbsence = 500ms;      // that is gone
 
 uint32_t changes_of(const Attached &attached) {
   return __atomic_load_n(&attached.board->watch.changes, __ATOMIC_SEQ_CST);
@@ -43,9 +45,9 @@ class Watcher : public Source {
 
   const std::string board_;
   std::shared_ptr<const Attached> attached_;  // null: there is no board
-  std::filesystem::path folder_;              // of what is attached
+  std::filesystem::path folder_;              // of the attached board
   ino_t state_file_ = 0;
-  uint32_t seen_ = 0;  // changes that are published
+  uint32_t seen_ = 0;  // number of the changes that are published
   Sectors sectors_ = {};
   Requests requests_;
   Activity activity_;
@@ -63,7 +65,7 @@ void Watcher::attach() {
   sectors_ = {};
 }
 
-// All but the records of the trace.
+// A copy without the records of the trace.
 std::unique_ptr<Board> copy_of(Board &board) {
   auto copy = std::make_unique<Board>();
   Guard guard(board, Intent::Look);
@@ -71,7 +73,7 @@ std::unique_ptr<Board> copy_of(Board &board) {
   return copy;
 }
 
-// Programs are not held up: they wait for the copy, and not for what is told of it.
+// Programs wait only while the board is copied.
 void Watcher::publish_parts() {
   try {
     attach();
@@ -89,9 +91,9 @@ void Watcher::publish_parts() {
   }
 }
 
-// The board counts its changes, and wakes those who wait. What programs ask for is looked up from time to time.
+// The board wakes those who wait for a change. Requests of programs are looked at from time to time.
 void Watcher::await_news() {
-  std::this_thread::sleep_for(attached_ != nullptr ? kTurn : kAbsence);
+  std::this_thread::sleep_for(attached_ != nullptr ? kChangesTurn : kAbsence);
   while (is_same() && changes_of(*attached_) == seen_) {
     if (readers_of_requests() == 0) {
       await_change(*attached_->board, seen_);

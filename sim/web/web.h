@@ -22,11 +22,11 @@ struct Response;
 
 namespace zelsim::web {
 
-/** Stands for all boards where one could be named; no board can have this name. */
+/** Stands for all boards in the place of a board's name. No board can have this name. */
 constexpr char kRack[] = "*";
 
 struct Settings {
-  std::string board;  // its name, "" for the one that the command line takes without a name, or kRack
+  std::string board;  // its name; "" for the default board; or kRack
   std::string address;
   std::string token;               // empty: none is asked for
   std::vector<std::string> hosts;  // further names of this server
@@ -39,13 +39,13 @@ void refuse(httplib::Response &response, int status, const std::string &text);
 
 /** True for a request that may reach a board; else the response says why not. */
 bool admits(const Settings &settings, const httplib::Request &request, httplib::Response &response);
-/** NAME=VALUE of the cookie that brings the token. */
+/** NAME=VALUE of the cookie with the token. */
 std::string cookie(const Settings &settings);
 
 /** JSON as the pages get it, on one line. */
 std::string text_of(const Json &value);
 
-/** Looks at something for all who follow it, as long as anybody does. */
+/** Follows a board, or all boards, for the pages, while there are readers. */
 class Source {
  public:
   virtual ~Source() = default;
@@ -63,7 +63,8 @@ class Source {
  private:
   std::mutex mutex_;
   std::condition_variable asked_;
-  std::atomic<unsigned> readers_ = 0, readers_of_requests_ = 0;
+  std::atomic<unsigned> readers_ = 0;
+  std::atomic<unsigned> readers_of_requests_ = 0;
 };
 
 /** The source of a board, or of kRack; it is made when first asked for. Throws Failure when there are too many. */
@@ -71,25 +72,27 @@ Source &source_of(const std::string &board);
 std::unique_ptr<Source> make_board_source(const std::string &board);
 std::unique_ptr<Source> make_rack_source();
 
-/** The flash's sectors as they were counted, so that only those are counted again which have changed. */
+/** The pages in use, by sector, as they were counted last. Only sectors that have changed are counted again. */
 struct Sectors {
-  bool counted;
+  bool counted;  // false: never yet
   Flash counters;
   uint32_t reflashed;
   uint16_t used[kSectors];
 };
-/** Erases, and pages of 256 bytes in use, of each sector; brings `known` up to date. */
+/** The number of erases and of pages in use of each sector. Brings `known` up to date. */
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known);
 /** Bytes of the flash as hexadecimal digits. */
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size);
 
-/** Does what zelsim's command of this name does, with its arguments in `body`, a JSON object, and tells it as a command
- *  line. Throws tool::Usage or Failure. */
+/** Does a command of zelsim.
+ *  @param name  of the command
+ *  @param body  its arguments, as a JSON object
+ *  @return the command line. Throws tool::Usage or Failure. */
 std::string act(const std::string &board, const std::string &name, const std::string &body);
 /** The commands that act() knows. */
 Json actions();
 
-/** What the module in the cage of a port says of itself. */
+/** The decoded pages of the module in a port's cage. */
 Json module_document(const std::string &board, unsigned port);
 
 /** What a rack shows of a board. */

@@ -1,0 +1,243 @@
+#include "comparison.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <ctime>
+#include <span>
+
+#include "phy.h"
+#include "request.h"
+#include "tool.h"
+
+namespace zelsim::tool {
+namespace {
+
+// The tolerances of VolatileText.
+constexpr int64_t kClockTolerance = 60;        // seconds; a chip gains or loses some in a month
+constexpr double kTemperatureTolerance = 2.0;  // degrees Celsius
+
+std::string hex(std::span<const uint8_t> bytes) { return bytes.empty() ? "-" : hex_text(bytes); }
+
+std::string result_of(const NodeCall &call, int64_t result, int error) {
+  if (result < 0) {
+    const char *name = strerrorname_np(error);
+    return std::string("-1 ") + (name != nullptr ? name : "?");
+  }
+  constexpr int64_t kHighestDecimal = 9;
+  bool is_decimal = result <= kHighestDecimal || call.kind == CallKind::Command;
+  return format(is_decimal ? "%lld" : "0x%llx", static_cast<long long>(result));
+}
+
+uint32_t word32_at(std::span<const uint8_t> bytes, size_t at) {
+  uint32_t word = 0;
+  std::memcpy(&word, bytes.data() + at, sizeof word);
+  return word;
+}
+
+float degrees_at(std::span<const uint8_t> bytes) {
+  float degrees = 0;
+  std::memcpy(&degrees, bytes.data(), sizeof degrees);
+  return degrees;
+}
+
+ClockRecord clock_record(std::span<const uint8_t> bytes) {
+  ClockRecord record;
+  std::memcpy(&record, bytes.data(), sizeof record);
+  return record;
+}
+
+int64_t seconds_of(const ClockRecord &record) {
+  tm time = {};
+  time.tm_sec = record.second;
+  time.tm_min = record.minute;
+  time.tm_hour = record.hour;
+  time.tm_mday = record.month_day;
+  time.tm_mon = record.month;
+  time.tm_year = record.year;
+  return timegm(&time);
+}
+
+// IEEE 802.3 clause 22: the low byte of register 10 counts idle errors. Register 21 counts receive errors on common PHYs.
+unsigned compared_bits(unsigned number) {
+  constexpr unsigned kReceiveErrors = 21;
+  if (number == kReceiveErrors) return 0;
+  return number == phy::GigabitStatus ? 0xff00 : 0xffff;
+}
+
+unsigned word16_at(std::span<const uint8_t> bytes, size_t at) {
+  return static_cast<unsigned>(bytes[at] << 8 | bytes[at + 1]);
+}
+
+/** Compares the records, or the data, of one call. */
+class Comparison {
+ public:
+  Comparison(const RecordedCall &recorded, const Answer &model, std::optional<unsigned> port, Tolerated &tolerated)
+      : recorded_(recorded),
+        recorded_bytes_(recorded.after()),
+        model_bytes_(model.after),
+        port_(port),
+        tolerated_(tolerated) {}
+
+  Differences differences() {
+    const NodeCall &call = recorded_.call;
+    if (call.kind == CallKind::Read) compare_flash();
+    if (call.kind == CallKind::Request) compare_request(request_of(call.node, static_cast<uint8_t>(call.number)));
+    return std::move(found_);
+  }
+
+ private:
+  void add(const std::string &field, const std::string &recorded, const std::string &model) {
+    if (recorded != model) found_.push_back({field, recorded, model});
+  }
+
+  void compare_bytes(const std::string &field) { add(field, hex(recorded_bytes_), hex(model_bytes_)); }
+
+  void compare_request(const Request *request) {
+    if (request == nullptr) return compare_bytes("record");
+    bool is_short = recorded_bytes_.size() < record_size(*request) || model_bytes_.size() < recorded_bytes_.size();
+    if (is_short) return compare_bytes("record");
+    switch (request->shape) {
+      case Shape::None:
+        return;
+      case Shape::Byte:
+        return add(request->fields, std::to_string(recorded_bytes_[0]), std::to_string(model_bytes_[0]));
+      case Shape::Pair:
+        return compare_pair(split(request->fields, ' '));
+      case Shape::Register:
+        return add(format("address=0x%x value", word32_at(recorded_bytes_, 0)),
+                   format("0x%08x", word32_at(recorded_bytes_, 4)), format("0x%08x", word32_at(model_bytes_, 4)));
+      case Shape::Rtc:
+        return compare_clock_record();
+      case Shape::Temperature:
+        return compare_degrees("temperature", degrees_at(recorded_bytes_), degrees_at(model_bytes_));
+      case Shape::Identification:
+        return compare_bytes("id");
+      case Shape::Transfer:
+        return request->fills ? compare_transfer() : compare_bytes("record");
+    }
+  }
+
+  void compare_pair(const Words &names) {
+    std::string field = names[0] + "=" + std::to_string(recorded_bytes_[0]) + " " + names[1];
+    add(field, std::to_string(recorded_bytes_[1]), std::to_string(model_bytes_[1]));
+  }
+
+  void compare_clock(const std::string &field, int64_t recorded, int64_t model) {
+    if (recorded == model) return;
+    if (std::abs(recorded - model) <= kClockTolerance) {
+      ++tolerated_[kClockValue];
+    } else {
+      add(field, time_text(recorded), time_text(model));
+    }
+  }
+
+  void compare_degrees(const std::string &field, double recorded, double model) {
+    if (recorded == model) return;
+    if (std::abs(recorded - model) <= kTemperatureTolerance) {
+      ++tolerated_[kTemperatureValue];
+    } else {
+      add(field, format("%.1f", recorded), format("%.1f", model));
+    }
+  }
+
+  void compare_clock_record() {
+    ClockRecord recorded = clock_record(recorded_bytes_);
+    ClockRecord model = clock_record(model_bytes_);
+    add("mode24", std::to_string(recorded.mode24), std::to_string(model.mode24));
+    bool have_times = recorded.month_day != 0 && model.month_day != 0;  // days begin with 1
+    if (have_times) return compare_clock("clock", seconds_of(recorded), seconds_of(model));
+    constexpr size_t kTimeAt = offsetof(ClockRecord, second);
+    constexpr size_t kTimeSize = offsetof(ClockRecord, weekday) - kTimeAt;
+    add("clock", hex(recorded_bytes_.subspan(kTimeAt, kTimeSize)), hex(model_bytes_.subspan(kTimeAt, kTimeSize)));
+  }
+
+  void compare_transfer() {
+    uint8_t address = recorded_bytes_[kAddress];
+    size_t len = std::min<size_t>(recorded_bytes_[kLen], kMaxTransfer);
+    bool starts_at_zero = recorded_bytes_[kOffsetLen] > 0 && word32_at(recorded_bytes_, kOffset) == 0;
+    bool is_time = address == kClockTimeAddress && len == kClockTimeBytes;
+    bool is_temperature = address == kSensorAddress && starts_at_zero && len == sizeof(uint16_t);
+    if (is_time) return compare_chip_time();
+    if (is_temperature) return compare_sensor();
+    if (address == kModulePhyAddress) return compare_phy(len);
+    for (size_t i = 0; i < len; ++i) {
+      if (recorded_bytes_[i] == model_bytes_[i]) continue;
+      add(place(address, i), format("%02x", recorded_bytes_[i]), format("%02x", model_bytes_[i]));
+    }
+  }
+
+  void compare_chip_time() {
+    int64_t recorded = clock_reading(recorded_bytes_.data());
+    int64_t model = clock_reading(model_bytes_.data());
+    compare_clock("addr=0x64 clock", recorded, model);
+  }
+
+  void compare_sensor() {
+    auto degrees = [](std::span<const uint8_t> raw) { return static_cast<int16_t>(word16_at(raw, 0)) / 256.0; };
+    compare_degrees("addr=0x9e temperature", degrees(recorded_bytes_), degrees(model_bytes_));
+  }
+
+  void compare_phy(size_t len) {
+    uint32_t first = word32_at(recorded_bytes_, kOffset);
+    for (size_t i = 0; i + 1 < len; i += 2) {
+      unsigned number = first + static_cast<unsigned>(i / 2);
+      unsigned recorded = word16_at(recorded_bytes_, i);
+      unsigned model = word16_at(model_bytes_, i);
+      if (recorded == model) continue;
+      bool counts_only = ((recorded ^ model) & compared_bits(number)) == 0;
+      if (counts_only) {
+        ++tolerated_[kPhyCounterValue];
+        continue;
+      }
+      std::string field = format("addr=0xac%s register=%u", port_text().c_str(), number);
+      add(field, format("0x%04x", recorded), format("0x%04x", model));
+    }
+  }
+
+  std::string port_text() const { return port_ ? format(" port=%u", *port_) : ""; }
+
+  // The addresses of a module are those of the selected one.
+  std::string place(uint8_t address, size_t i) const {
+    std::string port = address >= kModuleAddress ? port_text() : "";
+    bool has_offset = recorded_bytes_[kOffsetLen] > 0;
+    uint32_t offset = has_offset ? word32_at(recorded_bytes_, kOffset) : 0;
+    return format("addr=0x%02x%s byte=0x%02x", address, port.c_str(), offset + static_cast<unsigned>(i));
+  }
+
+  // One difference a sector.
+  void compare_flash() {
+    auto at = static_cast<uint32_t>(recorded_.call.at);
+    uint32_t last_sector = UINT32_MAX;
+    for (size_t i = 0; i < std::min(recorded_bytes_.size(), model_bytes_.size()); ++i) {
+      uint32_t address = at + static_cast<uint32_t>(i);
+      bool is_known = address / kSectorSize == last_sector;
+      if (is_known || recorded_bytes_[i] == model_bytes_[i]) continue;
+      last_sector = address / kSectorSize;
+      add(format("sector=0x%08x", last_sector * kSectorSize), format("%02x at 0x%08x", recorded_bytes_[i], address),
+          format("%02x at 0x%08x", model_bytes_[i], address));
+    }
+  }
+
+  const RecordedCall &recorded_;
+  std::span<const uint8_t> recorded_bytes_;
+  std::span<const uint8_t> model_bytes_;
+  std::optional<unsigned> port_;
+  Tolerated &tolerated_;
+  Differences found_;
+};
+
+}  // namespace
+
+Differences compare(const RecordedCall &recorded, const Answer &model, std::optional<unsigned> port,
+                    Tolerated &tolerated) {
+  const NodeCall &call = recorded.call;
+  bool opened = call.kind == CallKind::Open && call.result >= 0;
+  std::string expected = result_of(call, opened ? 0 : call.result, call.error);
+  std::string found = result_of(call, model.result, model.error);
+  if (expected != found) return {{"result", expected, found}};
+  if (call.result < 0) return {};
+  return Comparison(recorded, model, port, tolerated).differences();
+}
+
+}  // namespace zelsim::tool

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "report_values.h"
+
+namespace zelsim::tool {
+
+/** Fills the flash image in a board's folder with what a report has of the flash. */
+void fill_flash(const Json &report, const ArchivedFiles &files, const std::string &folder, Notes &notes);
+
+}  // namespace zelsim::tool
