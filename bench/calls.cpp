@@ -27,17 +27,26 @@ uint8_t g_expander = 0;
 volatile uint32_t g_marker = 0;
 bool g_good = true;
 
+// Requests that the measured calls make.
+constexpr uint8_t kGetChipIndex = 0xDA;
+constexpr uint8_t kGetBoardType = 0x96;
+constexpr uint8_t kGetBoardAlive = 0xC2;
+constexpr uint8_t kBufRead = 0xB0;
+constexpr uint8_t kBufWrite = 0xB1;
+
 void answer(uint8_t number, uint8_t *record) {
-  if (number == 0xDA) *record = 0;
-  if (number == 0x96) record[1] = 2;
-  if (number == 0xC2) record[1] = 1;
-  if (number == 0xB0) *record = g_expander;
-  if (number == 0xB1) g_expander = *record;
+  constexpr uint8_t kSfpBoard = 2;
+  if (number == kGetChipIndex) *record = 0;
+  if (number == kGetBoardType) record[1] = kSfpBoard;
+  if (number == kGetBoardAlive) record[1] = 1;
+  if (number == kBufRead) *record = g_expander;
+  if (number == kBufWrite) g_expander = *record;
 }
 
 template <typename Call>
 void measure(const char *name, uint32_t expected, Call call) {
-  g_good = call() == expected && g_good;  // the loader binds the calls
+  bool good = call() == expected;  // the loader binds the calls
+  if (!good) g_good = false;
   CALLGRIND_ZERO_STATS;
   g_marker = 1;
   call();
@@ -63,7 +72,8 @@ int ioctl(int, unsigned long code, ...) {
 int main() {
   constexpr uint32_t kPort = 3;
   g_flash = memfd_create("flash", 0);
-  if (ftruncate(g_flash, 0x2000000) != 0) return 1;
+  constexpr off_t kFlashSize = 0x2000000;
+  if (ftruncate(g_flash, kFlashSize) != 0) return 1;
   uint8_t bytes[16];
   measure("led/zelboard", 0, [] { return FW_SetSystemLed(1); });
   measure("led/plain", 0, [] { return plain_set_system_led(1); });

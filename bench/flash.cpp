@@ -1,6 +1,7 @@
 // Work on the flash of the virtual switch, beside bare loops that make the same system calls and nothing else.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <string.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -13,9 +14,26 @@
 
 namespace {
 
-constexpr char kGpio[] = "/dev/zel_gpio", kFlash[] = "/dev/zel_spi_flash";
-constexpr char kImage[] = "image.bin", kDump[] = "dump.bin";
-constexpr uint32_t kSector = 0x10000, kSectors = 512, kImagePieces = 192, kImage2 = 0x1200000;
+constexpr char kGpio[] = "/dev/zel_gpio";
+constexpr char kFlash[] = "/dev/zel_spi_flash";
+constexpr char kImage[] = "image.bin";
+constexpr char kDump[] = "dump.bin";
+
+constexpr uint32_t kPage = 256;
+constexpr uint32_t kSector = 0x10000;
+constexpr uint32_t kSectors = 512;
+constexpr uint32_t kImagePieces = 192;
+constexpr uint32_t kImage2 = 0x1200000;
+constexpr uint32_t kWholeFlash = 255;  // the part that stands for all
+
+// Requests of the GPIO driver and of the flash driver.
+constexpr unsigned long kRequestCode = 0x40012400;
+constexpr unsigned long kGetDiagFlag = 0xD5;
+constexpr unsigned long kSetFlashAccessFlag = 0xD8;
+constexpr unsigned long kEraseSector = 0xD1;
+constexpr unsigned long kGetChipIndex = 0xDA;
+constexpr unsigned long kSetDebugMode = 0xDB;
+constexpr unsigned long kSelectLowerSegment = 0xDD;
 
 /// A descriptor for a scope.
 struct File {
@@ -34,7 +52,7 @@ void check(benchmark::State &state, bool good) {
 
 void ask(const char *node, unsigned long number, uint8_t byte = 0) {
   const File file(node, O_RDWR);
-  ioctl(file.fd, 0x40012400 | number, &byte);
+  ioctl(file.fd, kRequestCode | number, &byte);
 }
 
 void read_flash(uint32_t at, uint32_t size) {
@@ -47,37 +65,41 @@ void renew_sector(uint32_t at) {
   {
     const File node(kFlash, O_RDWR);
     lseek(node.fd, at, SEEK_SET);
-    ioctl(node.fd, 0x400124D1, nullptr);
+    ioctl(node.fd, kRequestCode | kEraseSector, nullptr);
   }
   usleep(2);
   {
     const File node(kFlash, O_WRONLY);
-    for (uint32_t page = 0; page < kSector; page += 256) {
+    for (uint32_t page = 0; page < kSector; page += kPage) {
       lseek(node.fd, at + page, SEEK_SET);
-      if (write(node.fd, &g_piece[page], 256) != 256) return;
+      if (write(node.fd, &g_piece[page], kPage) != kPage) return;
     }
   }
   usleep(2);
 }
 
+/// Reads the next sector of a file.
+bool read_sector(const File &file) { return read(file.fd, g_piece.data(), kSector) == kSector; }
+
 bool bare_copy() {
-  ask(kFlash, 0xDA);
-  ask(kGpio, 0xD5);
-  ask(kGpio, 0xD8, 1);
+  ask(kFlash, kGetChipIndex);
+  ask(kGpio, kGetDiagFlag);
+  ask(kGpio, kSetFlashAccessFlag, 1);
   uint32_t at = kImage2;
   {
     const File image(kImage, O_RDONLY);
-    for (; read(image.fd, g_piece.data(), kSector) == kSector; at += kSector) {
+    while (read_sector(image)) {
       renew_sector(at);
       usleep(10000);
+      at += kSector;
     }
     for (uint32_t from = kImage2; from < at; from += kSector) {
       read_flash(from, kSector);
       usleep(5000);
     }
-    ask(kFlash, 0xDD);
+    ask(kFlash, kSelectLowerSegment);
   }
-  ask(kGpio, 0xD8);
+  ask(kGpio, kSetFlashAccessFlag);
   return at == kImage2 + kImagePieces * kSector;
 }
 
@@ -85,14 +107,15 @@ bool copy() { return FW_FlashCopy(open(kImage, O_RDONLY), 2) == 0; }
 
 void read_and_restore(uint32_t at, uint32_t size) {
   read_flash(at, size);
-  ask(kFlash, 0xDD);
+  ask(kFlash, kSelectLowerSegment);
 }
 
 bool bare_dump() {
-  ask(kFlash, 0xDA);
-  ask(kFlash, 0xDB, 1);
+  ask(kFlash, kGetChipIndex);
+  ask(kFlash, kSetDebugMode, 1);
   {
-    const File device(kFlash, O_RDONLY), file(kDump, O_WRONLY | O_CREAT | O_TRUNC);
+    const File device(kFlash, O_RDONLY);
+    const File file(kDump, O_WRONLY | O_CREAT | O_TRUNC);
     for (uint32_t sector = 0; sector < kSectors; ++sector) {
       read_and_restore(sector * kSector, kSector);
       usleep(1);
@@ -101,36 +124,40 @@ bool bare_dump() {
   }
   {
     const File file(kDump, O_RDONLY);
-    ask(kGpio, 0xD5);
-    ask(kGpio, 0xD8, 1);
-    for (uint32_t at = 0; read(file.fd, g_piece.data(), kSector) == kSector; at += kSector) {
-      read_and_restore(at, 16);
-      read_and_restore(at + kSector - 16, 16);
+    ask(kGpio, kGetDiagFlag);
+    ask(kGpio, kSetFlashAccessFlag, 1);
+    constexpr uint32_t kSpot = 16;
+    uint32_t at = 0;
+    while (read_sector(file)) {
+      read_and_restore(at, kSpot);
+      read_and_restore(at + kSector - kSpot, kSpot);
+      at += kSector;
     }
   }
   uint32_t pieces = 0;
   {
     const File file(kDump, O_RDONLY);
-    while (read(file.fd, g_piece.data(), kSector) == kSector) ++pieces;
+    while (read_sector(file)) ++pieces;
   }
-  ask(kGpio, 0xD8);
-  ask(kFlash, 0xDD);
-  ask(kFlash, 0xDB);
+  ask(kGpio, kSetFlashAccessFlag);
+  ask(kFlash, kSelectLowerSegment);
+  ask(kFlash, kSetDebugMode);
   return pieces == kSectors;
 }
 
 bool dump_in_parts(uint32_t parts) {
   uint32_t good = 0;
   for (uint32_t part = 1; part <= parts; ++part) {
-    // The compare after the dump takes 255 for the whole flash.
-    good += FW_DumpFlash(kDump, part, parts) == (part == 255 ? FW_FAIL : 0);
+    // The compare after the dump takes this part for the whole flash, and fails.
+    uint32_t expected = part == kWholeFlash ? FW_FAIL : 0;
+    if (FW_DumpFlash(kDump, part, parts) == expected) ++good;
   }
   return good == parts;
 }
 
 bool dump() { return dump_in_parts(1); }
 
-/// How pauses pass: counted only; slept; slept with no slack of the timer, which a kernel adds to sleeps unless told.
+/// How pauses pass: counted only; slept; slept without the slack that a kernel otherwise adds to sleeps.
 enum { kCounted, kSlept, kSleptWithoutSlack };
 
 template <bool (*Work)()>
@@ -146,14 +173,15 @@ void dump_growth(benchmark::State &state) {
   for (auto _ : state) check(state, dump_in_parts(static_cast<uint32_t>(state.range(0))));
 }
 
-/// Leaves an environment of that many variables in the flash.
+/// Stores an environment of `count` variables in the flash.
 void store_variables(int64_t count) {
-  std::vector<uint8_t> region(0x10000);
+  constexpr size_t kCrcSize = sizeof(uint32_t);
+  std::vector<uint8_t> region(kSector);
   std::string list;
-  for (int64_t n = 0; n < count; ++n) list += "name" + std::to_string(1000 + n) + "=a value of usual length" + '\0';
-  std::copy(list.begin(), list.end(), region.begin() + 4);
-  const uint32_t crc = FW_crc32(&region[4], 0xFFFC);
-  for (unsigned n = 0; n < 4; ++n) region[n] = static_cast<uint8_t>(crc >> 8 * n);
+  for (int64_t i = 0; i < count; ++i) list += "name" + std::to_string(1000 + i) + "=a value of usual length" + '\0';
+  std::copy(list.begin(), list.end(), region.begin() + kCrcSize);
+  const uint32_t crc = FW_crc32(&region[kCrcSize], static_cast<uint32_t>(region.size() - kCrcSize));
+  memcpy(region.data(), &crc, sizeof crc);
   FW_SpiFlashEnvWrite(region.data());
 }
 

@@ -24,7 +24,8 @@ uint32_t plain_get_system_led(uint8_t *led) {
 }
 
 uint32_t plain_set_system_led(uint32_t wanted) {
-  uint8_t value = (uint8_t)wanted, current = 0;
+  uint8_t value = (uint8_t)wanted;
+  uint8_t current = 0;
   plain_get_system_led(&current);
   if (current == value) return 0;
   int fd = open("/dev/zel_gpio", O_RDWR);
@@ -134,13 +135,15 @@ uint32_t plain_set_tx_disable(uint32_t port, uint32_t disable) {
   const uint8_t *line = tx_disable_line[port];
   uint8_t byte = 0;
   for (int tries = 0; tries < 5; tries++) {
-    if (!(result = plain_i2c_read(line[0], line[1], 1, 1, &byte))) break;
+    result = plain_i2c_read(line[0], line[1], 1, 1, &byte);
+    if (!result) break;
   }
   if (result) return result;
   byte = (uint8_t)(disable ? byte | line[2] : byte & ~line[2]);
   for (int writes = 0; writes < 100; writes++) {
     for (int tries = 0; tries < 5; tries++) {
-      if (!(result = plain_i2c_write(line[0], line[1], 1, 1, &byte))) break;
+      result = plain_i2c_write(line[0], line[1], 1, 1, &byte);
+      if (!result) break;
     }
     if (result) return result;
     uint8_t state = 0;

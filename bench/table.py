@@ -26,7 +26,11 @@ def instructions():
     """Self cost of each object file per dump: {name: {object: instructions}}."""
     result = {}
     for path in glob.glob(f"{FOLDER}/callgrind.out.*"):
-        costs, objects, current, name, skip = collections.Counter(), {}, "", None, False
+        costs = collections.Counter()
+        objects = {}  # names by number
+        current = ""
+        name = None
+        skip = False  # the line behind "calls=" is the cost of the callee
         for line in open(path):
             if line.startswith("desc: Trigger: Client Request: "):
                 name = line.split(": ")[-1].strip()
@@ -49,7 +53,8 @@ def bytes_touched():
     """Data of each stretch between stores to the marker: [(bytes loaded and stored, distinct bytes)]."""
     lines = open(f"{FOLDER}/lackey.txt").read().split("\n")
     marker = next(line for line in lines if line.startswith("0x"))[2:].zfill(8)
-    stretches, inside = [], False
+    stretches = []
+    inside = False
     for line in lines:
         match = re.match(r" ([LSM]) ([0-9a-f]+),(\d+)$", line)
         if match and match[1] == "S" and match[2] == marker:
@@ -71,7 +76,9 @@ def head(*titles):
     print("\n|" + "|".join(f" {title} " for title in titles) + "|\n|" + "---|" * len(titles))
 
 
-t, calls, data = times(), instructions(), bytes_touched()
+ns = times()
+calls = instructions()
+data = bytes_touched()
 
 head("measured", "zelboard", "compared with", "result", "goal")
 for what, ours, theirs, goal in (
@@ -79,8 +86,8 @@ for what, ours, theirs, goal in (
     ("CRC-32 of 64 KiB, zlib", "crc/zelboard", "crc/zlib", None),
     ("Byte sum of 64 KiB, std::accumulate", "sum/zelboard", "sum/accumulate", None),
 ):
-    ratio = t[theirs] / t[ours]
-    row(what, f"{t[ours] / 1e3:.1f} us", f"{t[theirs] / 1e3:.1f} us", f"{ratio:.2f} x the speed",
+    ratio = ns[theirs] / ns[ours]
+    row(what, f"{ns[ours] / 1e3:.1f} us", f"{ns[theirs] / 1e3:.1f} us", f"{ratio:.2f} x the speed",
         f"at least {goal} x" if goal else "", not goal or ratio >= goal)
 for name, what in (("led", "LED set"), ("transfer", "I2C transfer"), ("port", "Port check"),
                    ("tx_disable", "Transmit-disable set")):
@@ -88,25 +95,25 @@ for name, what in (("led", "LED set"), ("transfer", "I2C transfer"), ("port", "P
     row(what + ", own instructions, hand-written C", ours, theirs, f"{ours / theirs:.2f} x", "at most 1.2 x",
         ours <= 1.2 * theirs)
 for name, what in (("copy", "12 MiB partition copy"), ("dump", "Whole-flash dump")):
-    ours, bare = t[name + "/zelboard/0"], t[name + "/bare/0"]
+    ours, bare = ns[name + "/zelboard/0"], ns[name + "/bare/0"]
     above = 100 * (ours / bare - 1)
     row(what + ", bare loop of its system calls", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms", f"{above:+.1f} %",
         "at most +15 %", above <= 15)
 # A copy is nearly all pauses. A dump is not: without timer slack it shows what it does beside them, as above.
 for name, what, goal in (("copy", "12 MiB partition copy", 3), ("dump", "Whole-flash dump", 15)):
     for kind, slack in ((1, ""), (2, " without timer slack")):
-        ours, slept = t[f"slept_{name}/zelboard/{kind}"], t[f"slept_{name}/bare/{kind}"]
+        ours, slept = ns[f"slept_{name}/zelboard/{kind}"], ns[f"slept_{name}/bare/{kind}"]
         above = 100 * (ours / slept - 1)
         row(f"{what}, pauses slept{slack}, bare loop with the same sleeps", f"{ours / 1e6:.0f} ms",
             f"{slept / 1e6:.0f} ms", f"{above:+.1f} %", f"at most +{goal} %", above <= goal)
-ours, bare = t["request/zelsim"], t["request/bare"]
+ours, bare = ns["request/zelsim"], ns["request/bare"]
 row("Virtual switch, one request (open, ioctl, close), bare system calls", f"{ours / 1e3:.2f} us",
     f"{bare / 1e3:.2f} us", f"+{(ours - bare) / 1e3:.2f} us", "at most +1 us", ours - bare <= 1000)
 for count in (1, 8):
     row(f"Virtual switch, requests of {count} process{'es' if count > 1 else ''}", "", "",
-        f"{count * 20000 / t[f'processes/{count}'] * 1e3:.2f} million/s")
-row("zelsim run -- true, true alone", f"{t['start/zelsim'] / 1e6:.1f} ms", f"{t['start/true'] / 1e6:.1f} ms",
-    f"+{(t['start/zelsim'] - t['start/true']) / 1e6:.1f} ms")
+        f"{count * 20000 / ns[f'processes/{count}'] * 1e3:.2f} million/s")
+row("zelsim run -- true, true alone", f"{ns['start/zelsim'] / 1e6:.1f} ms", f"{ns['start/true'] / 1e6:.1f} ms",
+    f"+{(ns['start/zelsim'] - ns['start/true']) / 1e6:.1f} ms")
 
 head("call", "own instructions", "instructions of libc", "bytes loaded and stored", "distinct bytes")
 for name, what, stretch in (("power_question", "FW_Pwr_Flag", -2), ("environment_update", "FW_SpiFlash_EnvAdd", -1)):
@@ -117,4 +124,4 @@ head("how cost grows", "", "", "", "")
 for what, name, counts in (("Dump and compare of the whole flash in N parts", "dump_parts", (1, 8, 64, 512)),
                            ("Environment update with N variables", "environment_update", (1, 50, 100, 200)),
                            ("FW_Pwr_Flag with N variables", "power_question", (1, 50, 100, 200))):
-    print(f"| {what} |" + "".join(f" N={n}: {t[f'{name}/{n}'] / 1e6:.3g} ms |" for n in counts))
+    print(f"| {what} |" + "".join(f" N={n}: {ns[f'{name}/{n}'] / 1e6:.3g} ms |" for n in counts))

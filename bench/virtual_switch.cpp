@@ -45,18 +45,27 @@ void bare_calls(benchmark::State &state) {
 }
 
 int wait_for_all() {
-  int bad = 0, status = 0;
-  while (wait(&status) > 0) bad += status != 0;
-  return bad;
+  int bad = 0;
+  for (;;) {
+    int status = 0;
+    if (wait(&status) <= 0) return bad;
+    if (status != 0) ++bad;
+  }
+}
+
+/// The work of one process; its exit status is 0 if all requests were answered.
+[[noreturn]] void make_requests() {
+  int good = 0;
+  for (int i = 0; i < kRequests; ++i) {
+    if (request()) ++good;
+  }
+  _exit(good == kRequests ? 0 : 1);
 }
 
 void processes(benchmark::State &state) {
   for (auto _ : state) {
-    for (int64_t n = 0; n < state.range(0); ++n) {
-      if (fork() != 0) continue;
-      int good = 0;
-      for (int k = 0; k < kRequests; ++k) good += request();
-      _exit(good != kRequests);
+    for (int64_t i = 0; i < state.range(0); ++i) {
+      if (fork() == 0) make_requests();
     }
     if (wait_for_all() != 0) state.SkipWithError("a process failed");
   }
@@ -69,11 +78,10 @@ void start(benchmark::State &state, std::vector<const char *> words) {
   words.push_back(nullptr);
   for (auto _ : state) {
     pid_t child = 0;
-    if (posix_spawn(&child, words[0], nullptr, nullptr, const_cast<char **>(words.data()),
-                    const_cast<char **>(environment)) != 0 ||
-        wait_for_all() != 0) {
-      state.SkipWithError("the program failed");
-    }
+    auto **arguments = const_cast<char **>(words.data());
+    auto **variables = const_cast<char **>(environment);
+    const bool started = posix_spawn(&child, words[0], nullptr, nullptr, arguments, variables) == 0;
+    if (!started || wait_for_all() != 0) state.SkipWithError("the program failed");
   }
 }
 

@@ -29,7 +29,7 @@ std::string folder() { return tool::boards_root() / "fuzz"; }
 
 StateFile sound_state() {
   tool::create_board({.board = "fuzz", .slots = "sfp,copper,sfp"});
-  for (const uint32_t port : {0U, 24U})
+  for (const uint32_t port : {0U, kFirstMainPort})
     tool::plug_module({.board = "fuzz", .words = {"", "copper"}, .values = {port, 0}});
   StateFile bytes(sizeof(Board));
   memcpy(bytes.data(), &*tool::open_board("fuzz"), bytes.size());  // the board stays open up to here
@@ -39,9 +39,14 @@ StateFile sound_state() {
 
 /// Patches of up to 255 bytes at two-byte offsets; a length of 0 ends them.
 void damage(fake::Input &input, StateFile &state) {
-  while (const uint8_t length = input.byte()) {
+  for (;;) {
+    const uint8_t length = input.byte();
+    if (length == 0) return;
     size_t at = input.word();
-    for (const uint8_t byte : input.bytes(length)) state[at++ % state.size()] = byte;
+    for (const uint8_t byte : input.bytes(length)) {
+      state[at % state.size()] = byte;
+      ++at;
+    }
   }
 }
 
@@ -59,7 +64,7 @@ void use(const Attached &attached, fake::Input &input) {
   for (uint8_t &byte : record) byte = input.byte();
   ask(attached, Node::Gpio, gpio_requests(), fd, record);
   ask(attached, Node::Flash, flash_requests(), fd, record);
-  for (unsigned address = 0x40; address < 0xB0; address += 2) {
+  for (unsigned address = kFirstWideAddress; address <= kModulePhyAddress + 2U; address += 2) {
     record[kLen] = kMaxTransfer;
     record[kAddress] = static_cast<uint8_t>(address);
     ask(attached, Node::I2c, i2c_requests(), fd, record);
@@ -81,16 +86,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const StateFile sound = sound_state();
   fake::Input input(data, size);
   StateFile state = sound;
-  const uint8_t cut = input.byte();
+  const uint8_t choices = input.byte();
+  const bool cuts = (choices & 1) != 0;
+  const bool as_json = (choices & 2) != 0;
   damage(input, state);
-  if ((cut & 1) != 0) state.resize(input.word());
+  if (cuts) state.resize(input.word());
   std::ofstream(folder() + kStateFile).write(reinterpret_cast<char *>(state.data()), std::ssize(state));
 
   Attached attached;
   char error[2 * kPathMax] = {};
   if (attach(folder().c_str(), &attached, error, sizeof error)) {
     use(attached, input);
-    const tool::CommandLine line{.board = "fuzz", .svg = "-", .json = (cut & 2) != 0};
+    const tool::CommandLine line{.board = "fuzz", .svg = "-", .json = as_json};
     for (tool::Document *shown : {tool::board_document, tool::flash_document, tool::faults_document})
       print(shown(line), line.json);
     tool::draw_panel(line);

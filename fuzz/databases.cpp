@@ -49,7 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fake::store(flash_def[region], blob);
   read_all();
   const auto length = static_cast<uint32_t>(blob.size());
-  uint32_t stored = length, checksum = 1;
+  uint32_t stored = length;
+  uint32_t checksum = 1;
   FW_PartitionInfo(&stored, &checksum, mode);
   FW_WriteGenDatabase(blob.data(), length, 1 + mode % 3);
   FW_WriteSharedDatabase(blob.data(), length);

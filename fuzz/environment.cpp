@@ -45,14 +45,16 @@ void check_stored(const fake::Board &board, const char *name) {
 /// The entries of a data area that are variables, as an update writes them: each with "=".
 std::set<std::string> variables(const uint8_t *area) {
   std::set<std::string> found;
-  const auto *at = reinterpret_cast<const char *>(area), *const end = at + zel::kDataSize;
-  do {
+  const auto *at = reinterpret_cast<const char *>(area);
+  const char *const end = at + zel::kDataSize;
+  for (;;) {
     std::string entry(at, strnlen(at, static_cast<size_t>(end - at)));
     at += entry.size() + 1;
-    if (entry.empty() || entry[0] == '\xFF') continue;
-    found.insert(entry.find('=') == entry.npos ? entry + '=' : entry);
-  } while (at < end && *at != '\0');
-  return found;
+    const bool is_variable = !entry.empty() && entry[0] != '\xFF';
+    if (is_variable && entry.find('=') == std::string::npos) entry += '=';
+    if (is_variable) found.insert(entry);
+    if (at >= end || *at == '\0') return found;
+  }
 }
 
 /// An update keeps every other variable whole.
@@ -71,10 +73,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   board.failing_call = input.byte();
   const uint8_t fill = input.byte();
   const uint32_t repeats = 1 + input.byte();  // so that a short input fills all slots or the whole area
-  const std::string name = text(input), value = text(input);
+  const std::string name = text(input);
+  const std::string value = text(input);
   const std::vector<uint8_t> entry = input.rest();
   std::vector<uint8_t> area;
-  for (uint32_t n = 0; n < repeats; ++n) area.insert(area.end(), entry.begin(), entry.end());
+  for (uint32_t i = 0; i < repeats; ++i) area.insert(area.end(), entry.begin(), entry.end());
   area.resize(zel::kDataSize, fill);
 
   check_round_trip(area);

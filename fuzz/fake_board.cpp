@@ -12,7 +12,18 @@ namespace fake {
 namespace {
 
 constexpr int kFirstDescriptor = 1 << 20;  // beyond what the kernel gives
-constexpr uint32_t kFlashSize = 0x2000000, kSector = 0x10000;
+constexpr uint32_t kFlashSize = 0x2000000;
+constexpr uint32_t kSector = 0x10000;
+
+// Requests that are answered; all others do nothing.
+constexpr uint8_t kSetFlashAccessFlag = 0xD8;
+constexpr uint8_t kGetBoardType = 0x96;
+constexpr uint8_t kGetBoardAlive = 0xC2;
+constexpr uint8_t kBufRead = 0xB0;
+constexpr uint8_t kBufWrite = 0xB1;
+constexpr uint8_t kGetChipIndex = 0xDA;
+constexpr uint8_t kEraseSector = 0xD1;
+
 enum Kind { Gpio, I2c, Flash, File, Closed };
 constexpr const char *kPaths[] = {"/dev/zel_gpio", "/dev/zel_i2c", "/dev/zel_spi_flash", kFile};
 
@@ -28,35 +39,45 @@ uint32_t g_calls;
 
 bool fails() {
   errno = EIO;
-  return ++g_calls == g_board.failing_call;
+  ++g_calls;
+  return g_calls == g_board.failing_call;
 }
 
 Open *find(int fd) {
+  if (fd < kFirstDescriptor) return nullptr;
   const size_t index = static_cast<size_t>(fd) - kFirstDescriptor;
-  return fd >= kFirstDescriptor && index < g_open.size() && g_open[index].kind != Closed ? &g_open[index] : nullptr;
+  if (index >= g_open.size() || g_open[index].kind == Closed) return nullptr;
+  return &g_open[index];
 }
 
 void transfer(bool reads, uint8_t *record) {
-  const uint32_t length = record[128], address = record[129], offset = record[132];
+  constexpr uint32_t kModule = 0xA0;
+  constexpr uint32_t kPhy = 0xAC;
+  const uint32_t length = record[128];
+  const uint32_t address = record[129];
+  const uint32_t offset = record[132];
   require(length <= 128);
-  for (uint32_t n = 0; n < length; ++n) {
+  for (uint32_t i = 0; i < length; ++i) {
     if (!reads) {
-      g_board.expander = record[n];
-    } else if (address == 0xA0) {
-      record[n] = g_board.page[(offset + n) % g_board.page.size()];
+      g_board.expander = record[i];
+    } else if (address == kModule) {
+      record[i] = g_board.page[(offset + i) % g_board.page.size()];
+    } else if (address == kPhy) {
+      record[i] = g_board.phy[(2 * offset + i) % g_board.phy.size()];
     } else {
-      record[n] = address == 0xAC ? g_board.phy[(2 * offset + n) % g_board.phy.size()] : g_board.expander;
+      record[i] = g_board.expander;
     }
   }
 }
 
 void answer(const Open &node, uint8_t number, uint8_t *record) {
-  if (node.kind == Gpio && number == 0xD8) g_board.flash_access = *record;
-  if (node.kind == I2c && number == 0x96) record[1] = g_board.board_type;
-  if (node.kind == I2c && number == 0xC2) record[1] = 1;
-  if (node.kind == I2c && (number == 0xB0 || number == 0xB1)) transfer(number == 0xB0, record);
-  if (node.kind == Flash && number == 0xDA) *record = 0;
-  if (node.kind == Flash && number == 0xD1 && node.position < kFlashSize) {
+  if (node.kind == Gpio && number == kSetFlashAccessFlag) g_board.flash_access = *record;
+  if (node.kind == I2c && number == kGetBoardType) record[1] = g_board.board_type;
+  if (node.kind == I2c && number == kGetBoardAlive) record[1] = 1;
+  if (node.kind == I2c && number == kBufRead) transfer(true, record);
+  if (node.kind == I2c && number == kBufWrite) transfer(false, record);
+  if (node.kind == Flash && number == kGetChipIndex) *record = 0;
+  if (node.kind == Flash && number == kEraseSector && node.position < kFlashSize) {
     memset(&g_board.flash[node.position / kSector * kSector], 0xFF, kSector);
   }
 }
@@ -144,7 +165,7 @@ ssize_t write(int fd, const void *buffer, size_t size) {
   if (node == nullptr || fails() || node->position > kFlashSize - size) return -1;
   const auto *const bytes = static_cast<const uint8_t *>(buffer);
   std::vector<uint8_t> cells(bytes, bytes + size);
-  for (size_t n = 0; n < size; ++n) cells[n] &= g_board.flash[node->position + n];
+  for (size_t i = 0; i < size; ++i) cells[i] &= g_board.flash[node->position + i];
   store(node->position, cells);
   node->position += static_cast<uint32_t>(size);
   return static_cast<ssize_t>(size);

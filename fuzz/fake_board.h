@@ -20,8 +20,16 @@ inline void require(bool condition) {
 class Input {
  public:
   Input(const uint8_t *data, size_t size) : at_(data), end_(data + size) {}
-  uint8_t byte() { return at_ != end_ ? *at_++ : 0; }
-  uint32_t word() { return byte() * 256u + byte(); }
+  uint8_t byte() {
+    if (at_ == end_) return 0;
+    const uint8_t first = *at_;
+    ++at_;
+    return first;
+  }
+  uint32_t word() {
+    const uint32_t high = byte();
+    return high * 256 + byte();
+  }
   std::vector<uint8_t> bytes(size_t most) {
     const auto *const from = at_;
     at_ += std::min(most, static_cast<size_t>(end_ - at_));
@@ -30,21 +38,24 @@ class Input {
   std::vector<uint8_t> rest() { return bytes(SIZE_MAX); }
 
  private:
-  const uint8_t *at_, *end_;
+  const uint8_t *at_;
+  const uint8_t *end_;
 };
 
 inline constexpr char kFile[] = "fuzz-file";
 
 /// What the drivers answer.
 struct Board {
-  std::vector<uint8_t> flash, file;  // the whole chip, and what the path kFile leads to
-  uint32_t short_read = 0;           // reads of the file move at most so many bytes; 0 = no limit
-  std::array<uint8_t, 256> page{};   // module, device 0xA0
-  std::array<uint8_t, 64> phy{};     // module, device 0xAC
-  uint8_t expander = 0;              // every register of every expander
-  uint8_t board_type = 2, flash_access = 0;
-  uint32_t failing_call = 0;  // the nth call fails; 0 = none
-  int failure = -1;           // of a request
+  std::vector<uint8_t> flash;       // the whole chip
+  std::vector<uint8_t> file;        // what the path kFile leads to
+  uint32_t short_read = 0;          // most bytes of a read of the file; 0 = no limit
+  std::array<uint8_t, 256> page{};  // module, device 0xA0
+  std::array<uint8_t, 64> phy{};    // module, device 0xAC
+  uint8_t expander = 0;             // every register of every expander
+  uint8_t board_type = 2;
+  uint8_t flash_access = 0;
+  uint32_t failing_call = 0;  // number of the call that fails, from 1; 0 = none
+  int failure = -1;           // result of a request that fails
 };
 
 /// The board as it is before each input: erased flash, no file, no failure.

@@ -12,7 +12,10 @@ namespace {
 
 using fake::require;
 
-constexpr uint32_t kSector = 64, kSectors = 32, kWhole = kSector * kSectors;
+constexpr uint32_t kSector = 64;
+constexpr uint32_t kSectors = 32;
+constexpr uint32_t kWhole = kSector * kSectors;
+constexpr uint32_t kWholePart = 255;  // stands for the whole flash
 
 bool matches_flash(const fake::Board &board, uint32_t base, uint32_t size) {
   return board.file.size() == size && memcmp(board.file.data(), &board.flash[base], size) == 0;
@@ -21,9 +24,10 @@ bool matches_flash(const fake::Board &board, uint32_t base, uint32_t size) {
 void compare(const fake::Board &board, uint32_t part, uint32_t total) {
   const uint32_t result = FW_N25Q256A_DumpComp(fake::kFile, part, total);
   if (board.failing_call != 0) return;
-  const bool in_range = part == 255 || (part >= 1 && part <= total);
-  const uint32_t count = in_range && part != 255 ? kSectors / total : kSectors;
-  const uint32_t base = part == 255 ? 0 : (part - 1) * count * kSector;
+  const bool is_whole = part == kWholePart;
+  const bool in_range = is_whole || (part >= 1 && part <= total);
+  const uint32_t count = in_range && !is_whole ? kSectors / total : kSectors;
+  const uint32_t base = is_whole ? 0 : (part - 1) * count * kSector;
   // The compare looks at spots: it takes every equal file, and none of another size.
   if (result == 0) require(in_range && board.file.size() == count * kSector);
   if (in_range && count != 0 && matches_flash(board, base, count * kSector)) require(result == 0);
@@ -39,15 +43,18 @@ void copy(const fake::Board &board, uint32_t part) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  flash_def[FW_FLASH_SECTOR_SIZE] = flash_def[FW_FLASH_COPY_PIECE] = kSector;
+  flash_def[FW_FLASH_SECTOR_SIZE] = kSector;
+  flash_def[FW_FLASH_COPY_PIECE] = kSector;
   flash_def[FW_FLASH_SECTORS] = kSectors;
   fake::Input input(data, size);
   fake::Board &board = fake::reset();
   board.failing_call = input.byte();
   board.short_read = input.byte();
   spiflash_debug_mode = input.byte() & 1;
-  const uint32_t part = input.byte(), total = input.byte();
-  const bool in_flash = (input.byte() & 1) != 0, whole = (input.byte() & 1) != 0;
+  const uint32_t part = input.byte();
+  const uint32_t total = input.byte();
+  const bool in_flash = (input.byte() & 1) != 0;
+  const bool whole = (input.byte() & 1) != 0;
   board.file = input.rest();
   if (whole) board.file.resize(kWhole, 0xA5);
   if (in_flash) fake::store(0, board.file);

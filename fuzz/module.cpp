@@ -9,14 +9,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   board.failing_call = input.byte();
   board.failure = board.failing_call % 2 != 0 ? -1 : static_cast<int>(FW_I2C_BUSY);
   const uint32_t port = input.byte() % 28;
-  const uint8_t verbose = input.byte(), reg = input.byte();
+  const uint8_t verbose = input.byte();
+  const uint8_t reg = input.byte();
   i2c_debug_mode = input.byte();
   board.board_type = input.byte();
   board.expander = input.byte();
   for (uint8_t &byte : board.phy) byte = input.byte();
   for (uint8_t &byte : board.page) byte = input.byte();
 
-  uint8_t speed = FW_SFP_NOT_A_MODULE, link = 0, link_speed = 0;
+  uint8_t speed = FW_SFP_NOT_A_MODULE;
+  uint8_t link = 0;
+  uint8_t link_speed = 0;
   uint16_t value = 0;
   FW_Show_SFP_Moudle(port, verbose & 1, verbose);
   FW_Get_SFP_Speed(port, &speed);
