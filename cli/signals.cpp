@@ -33,7 +33,7 @@ void say_when_ended(const std::string &line) {
   pthread_sigmask(SIG_BLOCK, &all, &before);  // the handler must not run while its text changes
   std::snprintf(last_words, sizeof last_words, "%s: %s\n", kProgram, line.c_str());
   struct sigaction action {};
-  action.sa_flags = SA_RESETHAND;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
   action.sa_handler = line.empty() ? SIG_DFL : end_program;
   for (const int number : kSignals) {
     if (!is_ignored(number)) sigaction(number, &action, nullptr);

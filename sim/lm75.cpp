@@ -16,7 +16,7 @@ void read_value(Transfer &transfer, uint16_t value) {
 
 // The temperature is read only. A limit takes both its bytes or none.
 void write_value(const Transfer &transfer, unsigned number, uint16_t &value) {
-  constexpr unsigned kNineBits = 0xff80;
+  constexpr int kNineBits = 0xff80;
   const uint8_t *data = transfer.data;
   if (number == Configuration && transfer.len > 0) {
     value = static_cast<uint16_t>(data[0] << 8 | data[0]);  // both bytes, as a longer read shows it

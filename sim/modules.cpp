@@ -168,7 +168,7 @@ std::vector<MemoryPage> read_pages(const std::string &file) {
   std::vector<MemoryPage> pages;
   for (size_t at = 0; at < bytes.size(); at += sizeof(MemoryPage)) {
     MemoryPage page = {};
-    std::copy_n(bytes.begin() + at, std::min(bytes.size() - at, page.size()), page.begin());
+    bytes.copy(reinterpret_cast<char *>(page.data()), page.size(), at);
     pages.push_back(page);
   }
   return pages;
