@@ -48,11 +48,11 @@ class PacketFile {
  private:
   void begin_section() {
     constexpr uint32_t kByteOrder = 0x1a2b3c4d;
-    constexpr uint32_t kVersion = 1;  // the major one; the minor one, in the upper half, is 0
+    constexpr uint32_t kMajorVersion = 1;  // the minor one, in the upper half, is 0
     constexpr uint32_t kUnknownLength = UINT32_MAX;
     begin_block(kSection);
     put(kByteOrder);
-    put(kVersion);
+    put(kMajorVersion);
     put(kUnknownLength);  // of 64 bits
     put(kUnknownLength);
     end_block();
