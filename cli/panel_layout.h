@@ -71,7 +71,8 @@ struct Position {
 /** The left end of a port. A port is three cells wide; its number stands on the line above. Even ports are in the upper
  *  row, odd ports in the lower row. A slot has four columns, the 10G cages have two. */
 constexpr Position port_at(int port) {
-  constexpr int kUpperRow = 6, kLowerRow = 8;
+  constexpr int kUpperRow = 6;
+  constexpr int kLowerRow = 8;
   const bool cage = port >= kFirstCage;
   const Frame &frame = cage ? kCageFrame : kSlotFrames[port / kPortsPerSlot];
   const int column_width = cage ? 7 : 4;

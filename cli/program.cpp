@@ -27,7 +27,7 @@ static std::string command_of(const CLI::App &app) {
 /** The words of the line that belong to no argument, in quotes. */
 static std::string words_left(const CLI::App &app) {
   std::string words;
-  for (const std::string &word : app.remaining(true)) words += (words.empty() ? "'" : " '") + word + "'";
+  for (const std::string &word : app.remaining(true)) add_item(words, "'" + word + "'", " ");
   return words;
 }
 

@@ -29,7 +29,7 @@ std::string cell(const std::string &key, const Json &value) {
   if (value.is_number() && kHexadecimalKeys.contains(key)) return format("0x%X", value.get<uint32_t>());
   if (value.is_number()) return value.dump();
   std::string joined;
-  for (const Json &item : value) joined += (joined.empty() ? "" : ", ") + cell(key, item);
+  for (const Json &item : value) add_item(joined, cell(key, item));
   return joined.empty() ? "-" : joined;
 }
 

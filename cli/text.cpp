@@ -60,6 +60,11 @@ std::vector<std::string> split(const std::string &names, char separator) {
   return list;
 }
 
+void add_item(std::string &list, const std::string &item, const char *separator) {
+  if (!list.empty()) list += separator;
+  list += item;
+}
+
 std::optional<uint32_t> number_in(const std::string &text, uint32_t low, uint32_t high) {
   const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
   const std::string digits = hexadecimal ? text.substr(2) : text;

@@ -16,6 +16,8 @@ std::optional<uint32_t> number_in(const std::string &text, uint32_t low, uint32_
 std::optional<std::tm> time_in(const std::string &text);
 /** The names in a list that is one text. "a|b" has two names, "a|" has "a" and an empty name, "" has none. */
 std::vector<std::string> split(const std::string &names, char separator = '|');
+/** Adds an item to a list that is one text. */
+void add_item(std::string &list, const std::string &item, const char *separator = ", ");
 /** The place of a name in such a list, from 0. */
 std::optional<uint32_t> index_in(const std::string &names, const std::string &name);
 /** The name at place `code` in such a list. A code without a name becomes a number, by the format `without`. */

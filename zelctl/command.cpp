@@ -81,7 +81,7 @@ void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char
 void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
             const Choices &also) {
   std::string names;
-  for (const auto &[word, code] : choices) names += (names.empty() ? "" : "|") + word;
+  for (const auto &[word, code] : choices) add_item(names, word, "|");
   const bool has_off = choices.front().first == "off";
   Choices taken = choices;
   taken.insert(taken.end(), also.begin(), also.end());

@@ -21,8 +21,9 @@ constexpr Status kStatuses[] = {
     {FW_REFUSED, "FW_REFUSED", "failed, or refused by the kernel or by the diagnostic flags"}};
 
 static Status find(uint32_t code) {
-  for (const Status &status : kStatuses)
+  for (const Status &status : kStatuses) {
     if (status.code == code) return status;
+  }
   return {code, nullptr, "the driver's own failure code"};
 }
 
@@ -58,7 +59,7 @@ void require_board(const std::string &before) {
     const int error = error_of_opening(node);
     if (error == 0) continue;
     if (first_error == 0) first_error = error;
-    closed += (closed.empty() ? "" : ", ") + std::string(node);
+    add_item(closed, node);
   }
   if (closed.empty()) return;
   const char *advice = first_error == ENOENT ? "; without the board, use: zelsim run -- zelctl ..." : "";

@@ -68,10 +68,7 @@ Extent region_extent(uint32_t region) {
 
 std::string region_codes() {
   std::string codes;
-  for (const Region &region : kRegions) {
-    if (!codes.empty()) codes += "|";
-    codes += region.code;
-  }
+  for (const Region &region : kRegions) add_item(codes, region.code, "|");
   return codes;
 }
 

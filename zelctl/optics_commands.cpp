@@ -90,8 +90,7 @@ static std::string status_text(const Json &all) {
   for (const StatusBit &bit : kStatusBits) {
     const Json &value = all[bit.key];
     if (value.is_null()) continue;
-    if (!text.empty()) text += ", ";
-    text += value == true ? bit.yes : bit.no;
+    add_item(text, value == true ? bit.yes : bit.no);
   }
   return text.empty() ? "not told" : text;
 }

@@ -48,12 +48,13 @@ static std::string contents(const Report &report) {
 
 /** Says which variables were blanked. */
 static std::string redacted(const Json &redaction) {
-  std::string text = "Variables of the boot environment whose names match";
-  for (const Json &pattern : redaction["patterns"]) text += " " + pattern.get<std::string>();
-  text += " are blanked";
+  std::string patterns;
+  for (const Json &pattern : redaction["patterns"]) add_item(patterns, pattern, " ");
   std::string names;
-  for (const Json &name : redaction["variables"]) names += (names.empty() ? ": " : ", ") + name.get<std::string>();
-  return text + (names.empty() ? "; there are none" : names) + ".\n";
+  for (const Json &name : redaction["variables"]) add_item(names, name);
+  const std::string text = "Variables of the boot environment whose names match " + patterns + " are blanked";
+  if (names.empty()) return text + "; there are none.\n";
+  return text + ": " + names + ".\n";
 }
 
 std::string report_summary(const Report &report) {

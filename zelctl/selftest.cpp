@@ -2,7 +2,7 @@
 
 #include "records.h"
 
-/** A subsystem is in order when it answers and nothing in its answer is bad. */
+/** A subsystem is in order if it answers, and if nothing in its answer is bad. */
 struct Check {
   const char *subsystem;
   Json (*ask)();
@@ -41,13 +41,13 @@ constexpr Check kChecks[] = {
     {"identity", identity, ""},
 };
 
-/** One line of an answer: its plain values, or the number of its rows. */
+/** An answer in one line: its plain values, or the number of its rows. */
 static std::string summary(const Json &answer) {
   if (answer.is_array()) return std::to_string(answer.size()) + " rows";
   std::string line;
   for (const auto &[key, value] : answer.items()) {
     const std::string text = value.is_array() ? summary(value) : cell(key, value);
-    line += (line.empty() ? "" : ", ") + key + " " + text;
+    add_item(line, key + " " + text);
   }
   return line;
 }
