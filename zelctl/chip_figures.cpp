@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-constexpr uint8_t kErased = 0xFF;
-
 void ImageFigures::add(Bytes bytes) {
   size_t used = bytes.size();
   while (used > 0 && bytes[used - 1] == kErased) --used;

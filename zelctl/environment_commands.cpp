@@ -5,8 +5,6 @@
 #include "environment_region.h"
 #include "records.h"
 
-constexpr uint8_t kErased = 0xFF;
-
 /** The text in a field of the library's table. It ends at a NUL, or at the table's fill: an entry without "=" has no NUL. */
 template <size_t Size>
 static std::string text_of(const char (&field)[Size]) {

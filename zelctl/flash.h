@@ -5,6 +5,9 @@
 
 #include "tool.h"
 
+/** A byte of flash after an erase. */
+constexpr uint8_t kErased = 0xFF;
+
 /* ---- what is where ---- */
 
 uint32_t sector_size();
