@@ -48,6 +48,24 @@ def ended_within(process: int, seconds: float) -> bool:
     return True
 
 
+def lives(stat: Path, group: int) -> bool:
+    """Whether a process, by its file /proc/NUMBER/stat, is in a group and has not ended."""
+    try:
+        state, _, of_group = stat.read_text("utf-8", "replace").rpartition(")")[2].split()[:3]
+    except (OSError, ValueError):  # it has ended just now
+        return False
+    return int(of_group) == group and state not in "ZX"
+
+
+def wait_for_group(leader: int, seconds: float = 2) -> None:
+    """Waits until nothing of a killed group runs any more. SIGKILL needs a moment to take effect."""
+    end = time.monotonic() + seconds
+    while any(lives(stat, leader) for stat in Path("/proc").glob("[0-9]*/stat")):
+        if time.monotonic() >= end:
+            return
+        time.sleep(0.002)
+
+
 class Heard(io.TextIOWrapper):
     """A pipe from a program, which keeps what was read from it."""
 
@@ -110,6 +128,10 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         if self.returncode is None:
             self.signal_all(signal.SIGKILL)
 
+    def abandon(self) -> None:
+        """Kills it and what it has started. Does not wait for their end."""
+        self.kill_group()
+
     def _reaped(self) -> int:
         if self.returncode is None:
             ended_within(self.pid, float("inf"))
@@ -143,6 +165,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         except subprocess.TimeoutExpired as late:
             self.kill_group()
             left = self._output_of_the_dead(late)
+            wait_for_group(self.pid)
             expired = RunTimeout(self.args, late.timeout, *left)
             expired.trace = self.trace
             raise expired from None
@@ -236,8 +259,9 @@ class AsyncProgram:
         output = asyncio.ensure_future(self.communicate(given))
         in_time, _ = await asyncio.wait({output}, timeout=timeout)
         if not in_time:
-            signal_group(self.pid, signal.SIGKILL)
+            await asyncio.to_thread(self.signal_all, signal.SIGKILL)
             await asyncio.wait({output}, timeout=1)
+            await asyncio.to_thread(wait_for_group, self.pid)
         printed = output.result() if output.done() else (b"", b"")
         output.cancel()
         texts: List[Optional[str]] = []
@@ -259,13 +283,17 @@ class AsyncProgram:
     async def communicate(self, input: Optional[bytes] = None) -> Tuple[bytes, bytes]:
         return await self.process.communicate(input)
 
+    def signal_all(self, number: int) -> None:
+        """Sends a signal to the program and what it has started."""
+        signal_group(self.pid, number)
+
     def kill_group(self) -> None:
         if self.process.returncode is None:
-            signal_group(self.pid, signal.SIGKILL)
+            self.signal_all(signal.SIGKILL)
 
     async def stop(self) -> int:
         if self.process.returncode is None:
-            signal_group(self.pid, signal.SIGTERM)
+            await asyncio.to_thread(self.signal_all, signal.SIGTERM)
             with suppress(asyncio.TimeoutError):
                 return await asyncio.wait_for(self.process.wait(), PATIENCE)
             self.kill_group()
@@ -276,3 +304,12 @@ class AsyncProgram:
 
     async def __aexit__(self, *_: object) -> None:
         await self.stop()
+
+
+async def arun_to_end(start: Callable[..., Any], arguments: Sequence[Any], input: Optional[str], timeout: Optional[float],
+                      check: bool, options: Dict[str, Any]) -> Run:
+    """run_to_end() for asyncio."""
+    options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
+    async with await start(arguments, **options) as program:
+        done: Run = await program.run_to_end(arguments, input, timeout, check)
+        return done

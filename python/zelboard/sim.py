@@ -12,33 +12,16 @@ from pathlib import Path
 from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple, Union, cast
 
 from zelboard._channel import TIMEOUT, Channel
+from zelboard._zelsim import MISSING, SimError as SimError, Word, zelsim as zelsim
 from zelboard.program import (
-    AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, outputs, run_to_end, trace_of)
+    AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, arun_to_end, outputs, run_to_end, trace_of)
 from zelboard.state import FaultRule, Module, Region, State, read
 from zelboard.trace import Recording, Trace, in_order
 
 if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
-Word = Union[str, os.PathLike[str]]
 Act = Tuple[float, str]  # seconds from the start, and a command line of zelsim
-
-
-class SimError(Exception):
-    """zelsim refused, for the reason that it gives."""
-
-
-MISSING = "zelsim is not in PATH; Debian's package is zelboard-tools"
-
-
-def zelsim(*words: Word, environment: Optional[Dict[str, str]] = None) -> bytes:
-    try:
-        done = subprocess.run(["zelsim", *words], capture_output=True, env=environment)
-    except FileNotFoundError:
-        raise SimError(MISSING) from None
-    if done.returncode:
-        raise SimError(done.stderr.decode("utf-8", "replace").strip())
-    return done.stdout
 
 
 def modules() -> Dict[str, Module]:
@@ -350,9 +333,7 @@ class Board(AbstractContextManager["Board"]):
     async def arun(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
                    check: bool = False, **options: Any) -> Run:
         """run() for asyncio; a task that is cancelled ends its program."""
-        options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
-        async with await self.astart(arguments, **options) as program:
-            return await program.run_to_end(arguments, input, timeout, check)
+        return await arun_to_end(self.astart, arguments, input, timeout, check, options)
 
     def evidence(self) -> Dict[str, str]:
         """What is left for the report of a failed test, as texts by their files' names."""

@@ -1,5 +1,6 @@
 """What zelsim tells about a board, as typed objects: the JSON of `zelsim show`."""
-from typing import Any, Dict, List, NamedTuple, Optional, get_args, get_origin, get_type_hints
+import functools
+from typing import Any, Callable, Dict, List, NamedTuple, Optional, get_args, get_origin, get_type_hints
 
 from zelboard.trace import Event as Event, read_event as read_event
 
@@ -46,11 +47,40 @@ State = NamedTuple("State", [
     ("paused_us", int)])
 
 
+Reader = Callable[[Any], Any]
+
+
+@functools.lru_cache(maxsize=None)
+def reader_of(kind: Any) -> Optional[Reader]:
+    """What makes an object of the type from JSON; None for what is the same in JSON."""
+    if hasattr(kind, "_fields"):
+        return record_reader(kind)
+    if get_origin(kind) not in (dict, list):
+        return None
+    read_row = reader_of(get_args(kind)[-1])
+    if read_row is None:
+        return None
+    row = read_row
+    if get_origin(kind) is list:
+        return lambda rows: [row(one) for one in rows]
+    return lambda rows: {made[0]: made for made in map(row, rows)}
+
+
+def record_reader(kind: Any) -> Reader:
+    names = kind._fields
+    readers = {name: reader_of(part) for name, part in get_type_hints(kind).items()}
+    further = [(names.index(name), reader) for name, reader in readers.items() if reader is not None]
+
+    def read_record(document: Any) -> Any:
+        values = [document[name] for name in names]
+        for place, reader in further:
+            values[place] = reader(values[place])
+        return kind._make(values)
+
+    return read_record
+
+
 def read(kind: Any, document: Any) -> Any:
     """An object of the type from JSON. What zelsim tells beyond its fields is left out."""
-    if hasattr(kind, "_fields"):
-        return kind(**{name: read(part, document[name]) for name, part in get_type_hints(kind).items()})
-    if get_origin(kind) not in (dict, list):
-        return document
-    rows = [read(get_args(kind)[-1], row) for row in document]
-    return rows if get_origin(kind) is list else {row[0]: row for row in rows}
+    reader = reader_of(kind)
+    return reader(document) if reader else document

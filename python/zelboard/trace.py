@@ -1,8 +1,14 @@
 """What programs did on a board: the lines of a trace as events, and questions about them."""
+import difflib
+import functools
+import json
 import math
 import re
 import time
-from typing import Any, Callable, Dict, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, overload
+from typing import (
+    Any, Callable, Dict, FrozenSet, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, overload)
+
+from zelboard._zelsim import zelsim
 
 # One call of a program.
 #   node     gpio, i2c or flash; "debugCmd" for its lines; empty for a pause
@@ -88,6 +94,55 @@ def matches(event: Event, request: str, fields: Dict[str, Any]) -> bool:
     return True
 
 
+# What a line has beside the fields of its request's record.
+COMMON_FIELDS = frozenset({"node", "result", "error"})
+PLACE_FIELDS = {"read": {"address", "size"}, "write": {"address", "size"}, "lseek": {"address", "where"},
+                "EraseSector": {"address"}, "open": {"access"}, "GetFlashId": {"data"}}
+
+
+class Kind(NamedTuple):
+    """A request that a line of a trace can have."""
+    node: str
+    request: str
+    fields: FrozenSet[str]
+
+
+@functools.lru_cache(maxsize=None)
+def known_kinds() -> Sequence[Kind]:
+    """All of them; zelsim tells."""
+    kinds = [Kind("", "pause", frozenset({"us"}))]
+    for row in json.loads(zelsim("fail", "--requests", "--json"))["requests"]:
+        node, request = row["node"], row["request"]
+        fields = PLACE_FIELDS.get(request, row["fields"])
+        kinds.append(Kind(node, request, frozenset({"arguments"} if node == "debugCmd" else fields)))
+        if request == "open":
+            kinds.append(Kind(node, "close", frozenset()))
+    for node in sorted({kind.node for kind in kinds} - {"", "debugCmd"}):
+        kinds.append(Kind(node, "?", frozenset({"data"})))  # a number that the driver does not know
+    return kinds
+
+
+def instead(word: str, known: Iterable[str]) -> str:
+    """What was probably meant by an unknown word."""
+    near = difflib.get_close_matches(word, sorted(set(known)), 3)
+    return f"; near: {', '.join(near)}" if near else ""
+
+
+def check_kind(request: str, fields: Dict[str, Any]) -> None:
+    """Raises ValueError for a node, a request or a field that no line of a trace has."""
+    node, _, name = request.rpartition(":")
+    kinds = [kind for kind in known_kinds() if node in ("", kind.node)]
+    if not kinds:
+        raise ValueError(f"{request!r}: no node {node!r}{instead(node, (kind.node for kind in known_kinds()))}")
+    meant = [kind for kind in kinds if name in ("", kind.request)]
+    if not meant:
+        raise ValueError(f"{request!r}: no request {name!r}{instead(name, (kind.request for kind in kinds))}")
+    known = COMMON_FIELDS.union(*(kind.fields for kind in meant))
+    for field in fields:
+        if field not in known:
+            raise ValueError(f"{request or 'any request'}: no field {field!r}, but {', '.join(sorted(known))}")
+
+
 def described(request: str, fields: Dict[str, Any]) -> str:
     return request + "".join(f" {name}={value!r}" for name, value in fields.items())
 
@@ -142,8 +197,10 @@ class Trace:
         return "\n".join(event.text for event in self)
 
     def all(self, request: str = "", **fields: Any) -> "Trace":
-        """The events of one kind, see matches()."""
-        return Trace([event for event in self if matches(event, request, fields)])
+        """The events of one kind, see matches(). A request or a field that no event can have is a ValueError."""
+        events = self.events
+        check_kind(request, fields)
+        return Trace([event for event in events if matches(event, request, fields)])
 
     def count(self, request: str = "", **fields: Any) -> int:
         """How many events there are of one kind."""
@@ -157,9 +214,11 @@ class Trace:
         """The steps were done in this order; other events may stand between them. A step is a request, or a request
         with fields: "SelectCage", ("SetAlarmLed", {"led": 1})."""
         events = list(self)
+        wanted: List[Tuple[str, Dict[str, Any]]] = [(step, {}) if isinstance(step, str) else step for step in steps]
+        for request, fields in wanted:
+            check_kind(request, fields)
         place = -1
-        for number, step in enumerate(steps, 1):
-            request, fields = (step, {}) if isinstance(step, str) else step
+        for number, (request, fields) in enumerate(wanted, 1):
             places = (i for i in range(place + 1, len(events)) if matches(events[i], request, fields))
             found = next(places, None)
             if found is None:
