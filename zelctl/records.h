@@ -53,6 +53,10 @@ constexpr const char *kLedStates = "off|on|blink";  // by FW_LED_...
 std::string led_name(uint32_t led);
 uint8_t led_state(uint32_t led);
 uint8_t supply_conf(uint32_t supply);
+/** A request to the GPIO driver for which the library has no call.
+ *  @param record  of the size that the request has
+ *  @return the request's result, or FW_FAIL if the node cannot be opened */
+uint32_t gpio_request(uint8_t number, uint8_t *record);
 enum class Signals { All, OfModules };  // OfModules: only presence is read of an empty cage
 Json ports(Signals wanted);
 /** A signal that cannot be read is null, and its failure is postponed. */

@@ -28,16 +28,20 @@ static Json led_rows(Report &report) {
   return all;
 }
 
+uint32_t gpio_request(uint8_t number, uint8_t *record) {
+  const int fd = open("/dev/zel_gpio", O_RDWR | O_CLOEXEC);
+  if (fd < 0) return FW_FAIL;
+  const int result = ioctl(fd, _IOW('$', number, uint8_t), record);
+  close(fd);
+  return static_cast<uint32_t>(result);
+}
+
 /** The library derives mode and alarm from the power status, but has no call that returns it. Only the status tells which
  *  of two supplies is bad. */
 static uint8_t power_status() {
   constexpr uint8_t kGetPowerStatus = 0x98;
   uint8_t status = 0;
-  const int fd = open("/dev/zel_gpio", O_RDWR | O_CLOEXEC);
-  if (fd < 0) require(FW_FAIL, "power status");
-  const int result = ioctl(fd, _IOW('$', kGetPowerStatus, uint8_t), &status);
-  close(fd);
-  require(static_cast<uint32_t>(result), "power status");
+  require(gpio_request(kGetPowerStatus, &status), "power status");
   return status;
 }
 

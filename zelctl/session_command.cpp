@@ -9,6 +9,7 @@
 #include <cstring>
 #include <iostream>
 
+#include "records.h"
 #include "tool.h"
 
 // Calls of the library for a program that runs on another machine. One JSON line asks, one line answers. The caller knows
@@ -138,6 +139,12 @@ Json write_variable(const Json &asked) {
   return Json::object();
 }
 
+Json ask_gpio_driver(const Json &asked) {
+  std::vector<uint8_t> bytes = bytes_in(asked.at("bytes"));
+  const uint32_t result = gpio_request(asked.at("gpio").get<uint8_t>(), bytes.data());
+  return record("result", result, "bytes", hex_text(bytes));
+}
+
 Json answer(const std::string &line) {
   try {
     const Json asked = Json::parse(line);
@@ -145,7 +152,8 @@ Json answer(const std::string &line) {
     if (asked.contains("take")) return take(asked);
     if (asked.contains("get")) return read_variable(asked);
     if (asked.contains("set")) return write_variable(asked);
-    throw Failure{"neither call, take, get nor set"};
+    if (asked.contains("gpio")) return ask_gpio_driver(asked);
+    throw Failure{"neither call, take, get, set nor gpio"};
   } catch (const std::exception &error) {
     return record("error", error.what());
   }

@@ -1,7 +1,8 @@
 """A process that answers: one line of JSON asks it, one line is its answer. Threads take turns. No call waits for ever."""
 import json
+import math
 import os
-import selectors
+import select
 import subprocess
 import threading
 import time
@@ -20,7 +21,8 @@ class Timeout(TimeoutError):
 
 
 class Channel:
-    """`what` names the channel in messages. `end` is called to end the process."""
+    """`what` names the channel in messages. `end` is called to end the process when it is given up; it does not wait for
+    the process's end."""
 
     def __init__(self, process: "subprocess.Popen[Any]", what: str, end: Callable[[], object], timeout: float = TIMEOUT):
         self.process = process
@@ -70,10 +72,11 @@ class Channel:
             raise subprocess.CalledProcessError(self.process.wait(), self._busy_with) from None
 
     def _wait(self, file: IO[bytes], event: int) -> None:
-        with selectors.DefaultSelector() as selector:
-            selector.register(file, event)
-            if not selector.select(max(0, self._deadline - time.monotonic())):
-                raise TimeoutError
+        poll = select.poll()
+        poll.register(file, event)
+        left = max(0.0, self._deadline - time.monotonic())
+        if not poll.poll(math.ceil(left * 1000)):
+            raise TimeoutError
 
     def _send(self, line: bytes) -> None:
         left = memoryview(line)
@@ -81,12 +84,12 @@ class Channel:
             try:
                 left = left[os.write(self._input.fileno(), left):]
             except BlockingIOError:
-                self._wait(self._input, selectors.EVENT_WRITE)
+                self._wait(self._input, select.POLLOUT)
 
     def _receive(self) -> bytes:
         pieces = [self._rest]
         while b"\n" not in pieces[-1]:
-            self._wait(self._output, selectors.EVENT_READ)
+            self._wait(self._output, select.POLLIN)
             piece = os.read(self._output.fileno(), 1 << 20)
             if not piece:
                 raise EOFError
@@ -95,7 +98,8 @@ class Channel:
         return line
 
     def close(self, why: str) -> None:
-        """Ends the process. From now on calls are refused for this reason. Does not wait for a call of another thread."""
+        """Ends the process, at once. From now on calls are refused for this reason. Does not wait for a call of another
+        thread."""
         if self.ended is None:
             self.ended = why
         self._end()

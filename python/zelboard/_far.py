@@ -3,7 +3,7 @@ zelboard.fw.raw, and for what zelboard._call does with the memory of this proces
 import ctypes
 import os
 from contextlib import contextmanager
-from typing import Any, Callable, Dict, Iterator, Optional
+from typing import Any, Callable, Dict, Iterator, Optional, Tuple
 
 from zelboard import _call
 from zelboard._channel import Channel
@@ -114,6 +114,11 @@ class FarLibrary:
     def taken(self, data: Any, size: int) -> bytes:
         """The bytes of a buffer that the library has allocated at the far end. Releases the buffer."""
         return bytes.fromhex(self._ask(take=data.far, size=size)["bytes"])
+
+    def gpio_request(self, number: int, record: bytes) -> Tuple[int, bytes]:
+        """The request's result, and the record as the driver leaves it."""
+        answer = self._ask(gpio=number, bytes=record.hex())
+        return answer["result"], bytes.fromhex(answer["bytes"])
 
     def variable(self, name: str) -> Any:
         known = getattr(raw, name)

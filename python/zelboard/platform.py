@@ -1,86 +1,58 @@
 """The switch with the classes that the platform tests of an open network operating system use: Chassis has power supplies,
 thermal sensors, SFP cages, LEDs, modules, components and a watchdog. If this hardware cannot tell a value, it is None. If
 it cannot do something, the method returns False. Such tests expect that."""
-import math
-from typing import TYPE_CHECKING, Any, Dict, List, Optional
+import re
+from typing import TYPE_CHECKING, Any, List, Optional
 
 from zelboard import fw
+from zelboard._device import Device as Device, Led as Led, Unsupported
+from zelboard._gpio import supply_is_good, watchdog_is_enabled
+from zelboard._sfp import Sfp as Sfp
 
 if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
-COLOURS = {"off": fw.Led.OFF, "on": fw.Led.ON, "green": fw.Led.ON, "blink": fw.Led.BLINK, "green_blink": fw.Led.BLINK}
 PORTS = range(fw.FW_PORTS)
-
-
-class Device:
-    """What each device of a chassis has."""
-
-    def __init__(self, calls: "Calls", name: str, position: int = -1):
-        self._fw = calls
-        self._name = name
-        self._position = position
-
-    def get_name(self) -> str:
-        return self._name
-
-    def get_presence(self) -> bool:
-        return True
-
-    def get_model(self) -> Optional[str]:
-        return None
-
-    def get_serial(self) -> Optional[str]:
-        return None
-
-    def get_revision(self) -> Optional[str]:
-        return None
-
-    def get_status(self) -> bool:
-        return self.get_presence()
-
-    def get_position_in_parent(self) -> int:
-        return self._position
-
-    def is_replaceable(self) -> bool:
-        return False
-
-
-class Led(Device):
-    """A LED of the front panel: its color is off, on or blink."""
-
-    def __init__(self, calls: "Calls", name: str, read: Any, write: Any):
-        super().__init__(calls, name)
-        self._read = read
-        self._write = write
-
-    def get_status_led(self) -> str:
-        return {0: "off", 1: "on", 2: "blink"}.get(self._read(), "unknown")
-
-    def set_status_led(self, color: str) -> bool:
-        if color not in COLOURS:
-            return False
-        self._write(COLOURS[color])
-        return True
+SUPPLY_TYPES = {1: "AC", 2: "DC"}  # by the driver's configuration byte
 
 
 class Psu(Device):
-    """A power supply. The board tells whether one is missing, not which."""
+    """A power supply."""
+
+    get_input_voltage = Unsupported()
+    get_input_current = Unsupported()
+    get_input_power = Unsupported()
+    get_voltage_high_threshold = Unsupported()
+    get_voltage_low_threshold = Unsupported()
+    get_temperature = Unsupported()
+    get_temperature_high_threshold = Unsupported()
+    get_maximum_supplied_power = Unsupported()
+    get_psu_power_warning_suppress_threshold = Unsupported()
+    get_psu_power_critical_threshold = Unsupported()
+    get_status_master_led = Unsupported()
+    set_status_master_led = Unsupported()
 
     def __init__(self, calls: "Calls", supply: int):
         super().__init__(calls, f"PSU {supply}", supply)
+        self._supply = supply
         self._led = Led(calls, f"power{supply}", lambda: calls.FW_GetPowerLed(supply),
                         lambda value: calls.FW_SetPowerLed(supply, value, calls.FW_MIRROR))
+
+    def is_replaceable(self) -> bool:
+        return True
+
+    def get_presence(self) -> bool:
+        return self._fw.FW_GetPowerConf(self._supply) != 0
 
     def get_status(self) -> bool:
         return self.get_powergood_status()
 
     def get_powergood_status(self) -> bool:
-        return self._fw.FW_GetPowerAlarm() == 0
+        return self.get_presence() and supply_is_good(self._fw, self._supply)
 
     def get_type(self) -> Optional[str]:
-        kinds = {fw.PowerMode.TWO_AC: "AC", fw.PowerMode.ONE_AC: "AC", fw.PowerMode.TWO_DC: "DC", fw.PowerMode.ONE_DC: "DC"}
-        return {int(mode): kind for mode, kind in kinds.items()}.get(self._fw.FW_GetPowerMode())
+        """AC or DC; None for an empty bay."""
+        return SUPPLY_TYPES.get(self._fw.FW_GetPowerConf(self._supply))
 
     def get_voltage(self) -> None:
         return None
@@ -92,17 +64,34 @@ class Psu(Device):
         return None
 
     def get_status_led(self) -> str:
+        """What the LED on the front shows. The program on the switch sets it; it does not follow the supply by itself."""
         return self._led.get_status_led()
 
     def set_status_led(self, color: str) -> bool:
         return self._led.set_status_led(color)
 
-    def is_replaceable(self) -> bool:
-        return True
+    def get_num_fans(self) -> int:
+        return 0
+
+    def get_all_fans(self) -> List[Any]:
+        return []
+
+    def get_num_thermals(self) -> int:
+        return 0
+
+    def get_all_thermals(self) -> List[Any]:
+        return []
 
 
 class Thermal(Device):
     """The board's temperature sensor."""
+
+    get_high_critical_threshold = Unsupported()
+    get_low_critical_threshold = Unsupported()
+    set_high_critical_threshold = Unsupported()
+    set_low_critical_threshold = Unsupported()
+    get_minimum_recorded = Unsupported()
+    get_maximum_recorded = Unsupported()
 
     def __init__(self, calls: "Calls"):
         super().__init__(calls, "Board", 1)
@@ -127,172 +116,15 @@ class Thermal(Device):
         return False
 
 
-def text_of(page: bytes, field: slice) -> str:
-    return page[field].decode("ascii", "replace").strip()
-
-
-def milliwatts_to_dbm(milliwatts: float) -> float:
-    return 10 * math.log10(milliwatts) if milliwatts > 0 else -math.inf
-
-
-CONNECTORS = {0x01: "SC", 0x07: "LC", 0x0B: "Optical Pigtail", 0x21: "Copper pigtail", 0x22: "RJ45"}
-DIAGNOSTICS = 0xA2  # 8-bit address of SFF-8472 page A2h
-PAGE_SIZE = 128  # the defined half of a page
-TRANSFER_SIZE = 64
-
-# Page A0h.
-IDENTIFIER = 0
-CONNECTOR = 2
-NOMINAL_RATE = 12
-COPPER_LENGTH = 18
-VENDOR_NAME = slice(20, 36)
-VENDOR_OUI = slice(37, 40)
-PART_NUMBER = slice(40, 56)
-REVISION = slice(56, 60)
-SERIAL_NUMBER = slice(68, 84)
-DATE_CODE = slice(84, 92)
-MONITORING_TYPE = 92
-IMPLEMENTED = 0x40  # in the monitoring type: there is a page A2h
-SFP_IDENTIFIER = 3
-
-# Page A2h: words, high byte first.
-TEMPERATURE = 96  # signed
-VOLTAGE = 98
-BIAS = 100
-TX_POWER = 102
-RX_POWER = 104
-
-
-def word_at(page: bytes, place: int, signed: bool = False) -> int:
-    return int.from_bytes(page[place:place + 2], "big", signed=signed)
-
-
-class Sfp(Device):
-    """A cage and the module in it, by SFF-8472."""
-
-    def __init__(self, calls: "Calls", port: int):
-        super().__init__(calls, f"Port {port}", port)
-        self.port = port
-
-    def get_presence(self) -> bool:
-        try:
-            return self._fw.FW_GetPortSfpPresnt(self.port) == 0
-        except (fw.Absent, fw.NotSfp):
-            return False
-
-    def _page(self, address: int, size: int) -> bytes:
-        self._fw.FW_SfpSel(self.port)
-        page = b""
-        while len(page) < size:
-            length = min(TRANSFER_SIZE, size - len(page))
-            page += self._fw.FW_I2C_BufRead(address, len(page), 1, length)
-        return page
-
-    def _identification(self) -> Optional[bytes]:
-        try:
-            return self._page(fw.FW_SFP_MEMORY, PAGE_SIZE) if self.get_presence() else None
-        except fw.Error:
-            return None
-
-    def get_transceiver_info(self) -> Optional[Dict[str, Any]]:
-        page = self._identification()
-        if page is None:
-            return None
-        is_sfp = page[IDENTIFIER] == SFP_IDENTIFIER
-        connector = page[CONNECTOR]
-        return {
-            "type": "SFP/SFP+/SFP28" if is_sfp else "Unknown",
-            "type_abbrv_name": "SFP" if is_sfp else "Unknown",
-            "connector": CONNECTORS.get(connector, f"Unknown (0x{connector:02x})"),
-            "nominal_bit_rate": page[NOMINAL_RATE] * 100,
-            "manufacturer": text_of(page, VENDOR_NAME),
-            "vendor_oui": page[VENDOR_OUI].hex("-"),
-            "model": text_of(page, PART_NUMBER),
-            "hardware_rev": text_of(page, REVISION),
-            "vendor_rev": text_of(page, REVISION),
-            "serial": text_of(page, SERIAL_NUMBER),
-            "vendor_date": text_of(page, DATE_CODE),
-            "cable_length": page[COPPER_LENGTH],
-            "dom_capability": bool(page[MONITORING_TYPE] & IMPLEMENTED)}
-
-    def get_model(self) -> Optional[str]:
-        info = self.get_transceiver_info()
-        return info["model"] if info else None
-
-    def get_serial(self) -> Optional[str]:
-        info = self.get_transceiver_info()
-        return info["serial"] if info else None
-
-    def get_transceiver_bulk_status(self) -> Dict[str, Any]:
-        """The suites' names are for modules with several lanes. An SFP has lane 1 only."""
-        status: Dict[str, Any] = {"presence": self.get_presence(), "rx_los": None, "tx_fault": None, "tx_disable": None}
-        status.update(temperature=None, voltage=None, tx1bias=None, tx1power=None, rx1power=None)
-        if not status["presence"]:
-            return status
-        status.update(rx_los=self.get_rx_los()[0], tx_fault=self.get_tx_fault()[0], tx_disable=self.get_tx_disable()[0])
-        page = self._diagnostics()
-        if page is None:
-            return status
-        status["temperature"] = word_at(page, TEMPERATURE, signed=True) / 256
-        status["voltage"] = word_at(page, VOLTAGE) / 10000
-        status["tx1bias"] = word_at(page, BIAS) * 0.002
-        status["tx1power"] = milliwatts_to_dbm(word_at(page, TX_POWER) / 10000)
-        status["rx1power"] = milliwatts_to_dbm(word_at(page, RX_POWER) / 10000)
-        return status
-
-    def _diagnostics(self) -> Optional[bytes]:
-        """Page A2h; None if the module has none, or if it cannot be read."""
-        page = self._identification()
-        if page is None or not page[MONITORING_TYPE] & IMPLEMENTED:
-            return None
-        try:
-            return self._page(DIAGNOSTICS, PAGE_SIZE)
-        except fw.Error:
-            return None
-
-    def get_transceiver_dom_real_value(self) -> Optional[Dict[str, Any]]:
-        status = self.get_transceiver_bulk_status()
-        return status if status["presence"] else None
-
-    def get_temperature(self) -> Optional[float]:
-        temperature: Optional[float] = self.get_transceiver_bulk_status()["temperature"]
-        return temperature
-
-    def get_voltage(self) -> Optional[float]:
-        voltage: Optional[float] = self.get_transceiver_bulk_status()["voltage"]
-        return voltage
-
-    def get_rx_los(self) -> List[bool]:
-        return [self._fw.FW_GetPortSfpLos(self.port) != 0]
-
-    def get_tx_fault(self) -> List[bool]:
-        return [self._fw.FW_GetPortSfpTxFault(self.port) != 0]
-
-    def get_tx_disable(self) -> List[bool]:
-        return [self._fw.FW_GetPortSfpTxDisable(self.port) != 0]
-
-    def tx_disable(self, tx_disable: bool) -> bool:
-        try:
-            self._fw.FW_SetPortSfpTxDisable(self.port, int(tx_disable))
-        except fw.Error:
-            return False
-        return True
-
-    def reset(self) -> bool:
-        return False
-
-    def get_lpmode(self) -> bool:
-        return False
-
-    def set_lpmode(self, lpmode: bool) -> bool:
-        return False
-
-    def is_replaceable(self) -> bool:
-        return True
-
-
 class Module(Device):
     """A daughter board."""
+
+    reboot = Unsupported()
+    set_admin_state = Unsupported()
+    get_maximum_consumed_power = Unsupported()
+    get_midplane_ip = Unsupported()
+    is_midplane_reachable = Unsupported()
+    get_all_asics = Unsupported()
 
     def __init__(self, calls: "Calls", slot: int):
         super().__init__(calls, f"Slot {slot}", slot)
@@ -308,6 +140,12 @@ class Module(Device):
             return None
         return "copper" if kind == fw.FW_BOARD_COPPER else "sfp"
 
+    def get_slot(self) -> int:
+        return self.slot
+
+    def get_description(self) -> str:
+        return f"Daughter board of 8 ports, {self.get_type() or 'none fitted'}"
+
     def get_oper_status(self) -> str:
         if not self.get_presence():
             return "Empty"
@@ -315,13 +153,6 @@ class Module(Device):
 
     def is_replaceable(self) -> bool:
         return True
-
-
-def watchdog_is_enabled(calls: Any) -> bool:
-    """The library has no call for it; the SoC register tells."""
-    register = 0x20300
-    enabled = 0x100
-    return bool((calls.FW_GetSpecialRegister(register) or 0) & enabled)
 
 
 class Watchdog:
@@ -351,6 +182,10 @@ class Watchdog:
 
 class Component:
     """A firmware image in the flash."""
+
+    auto_update_firmware = Unsupported()
+    get_available_firmware_version = Unsupported()
+    get_firmware_update_notification = Unsupported()
 
     def __init__(self, calls: "Calls", number: int):
         self._fw = calls
@@ -382,8 +217,19 @@ class Component:
         return self.install_firmware(image_path)
 
 
+MAC_ADDRESS = re.compile(r"[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}")
+
+
 class Chassis(Device):
     """The switch of a session, `with board.session() as fw: Chassis(fw)`; by default the switch that runs this program."""
+
+    get_system_eeprom_info = Unsupported()
+    get_reboot_cause = Unsupported()
+    get_change_event = Unsupported()
+    get_supervisor_slot = Unsupported()
+    get_my_slot = Unsupported()
+    get_thermal_manager = Unsupported()
+    get_port_or_cage_type = Unsupported()
 
     def __init__(self, calls: Any = fw):
         super().__init__(calls, "zelboard")
@@ -395,8 +241,10 @@ class Chassis(Device):
         self._watchdog = Watchdog(calls)
         self._status = Led(calls, "system", calls.FW_GetSystemLed, calls.FW_SetSystemLed)
 
-    def get_base_mac(self) -> str:
-        return bytes(self._fw.FW_SpiFlash_BackupMacGet()).decode("ascii", "replace")
+    def get_base_mac(self) -> Optional[str]:
+        """None if no address was stored."""
+        text = bytes(self._fw.FW_SpiFlash_BackupMacGet()).decode("ascii", "replace")
+        return text if MAC_ADDRESS.fullmatch(text) else None
 
     def get_model(self) -> Optional[str]:
         try:
@@ -454,6 +302,15 @@ class Chassis(Device):
 
     def get_all_fans(self) -> List[Any]:
         return []
+
+    def get_num_fan_drawers(self) -> int:
+        return 0
+
+    def get_all_fan_drawers(self) -> List[Any]:
+        return []
+
+    def is_modular_chassis(self) -> bool:
+        return False
 
     def get_watchdog(self) -> Watchdog:
         return self._watchdog

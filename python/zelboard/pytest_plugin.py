@@ -11,7 +11,7 @@ import pytest
 
 from zelboard import sim
 from zelboard.sim import Board
-from zelboard.switch import Switch, channel_of, one_at_a_time
+from zelboard.switch import NotDone, Switch, Unreachable, channel_of, one_at_a_time
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -88,12 +88,24 @@ def zelboard_channel(request: pytest.FixtureRequest) -> Optional[List[str]]:
     return channel_of(option("--zelboard-target"), option("--zelboard-run"))
 
 
+def answer_of_person(config: pytest.Config, question: str) -> Optional[str]:
+    """None if nobody can be asked."""
+    capture = config.pluginmanager.getplugin("capturemanager")
+    capture.suspend(in_=True)
+    try:
+        return input(question)
+    except (EOFError, OSError):
+        return None
+    finally:
+        capture.resume()
+
+
 def ask_person(config: pytest.Config) -> Callable[[str], None]:
     """Asks for an act of hands. The terminal is theirs meanwhile."""
     def ask(what: str) -> None:
-        capture = config.pluginmanager.getplugin("capturemanager")
-        with capture.global_and_fixture_disabled():
-            answer = input(f"\n{what}. Enter when it is done, s to skip the test: ")
+        answer = answer_of_person(config, f"\n{what}. Enter when it is done, s to skip the test: ")
+        if answer is None:
+            pytest.fail(f"{what}: --zelboard-manual has no terminal to ask at", pytrace=False)
         if answer.strip().lower().startswith("s"):
             pytest.skip(f"not done by hand: {what}")
     return ask
@@ -106,8 +118,14 @@ def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], sta
     stack.enter_context(one_at_a_time(channel))
     by_hand = ask_person(config) if config.getoption("--zelboard-manual") else None
     switch = Switch(channel, folder=config.getoption("--zelboard-folder"), refuse=pytest.skip, ask=by_hand)
-    stack.enter_context(switch)
-    switch.require(*arguments, **options)
+    trouble = ""
+    try:
+        stack.enter_context(switch)
+        switch.require(*arguments, **options)
+    except (NotDone, Unreachable) as error:
+        trouble = str(error)
+    if trouble:
+        pytest.fail(trouble, pytrace=False)
     return switch
 
 

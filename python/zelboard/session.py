@@ -3,7 +3,7 @@ import functools
 import subprocess
 import types
 from contextlib import AbstractContextManager
-from typing import TYPE_CHECKING, Any, Callable, Dict, Optional
+from typing import TYPE_CHECKING, Any, Callable, Dict, Optional, Tuple
 
 from zelboard import _call, fw
 from zelboard._channel import TIMEOUT, Channel, Closed, Timeout
@@ -26,7 +26,7 @@ class Session(AbstractContextManager["Session"]):
     share it. When the process has died, as by a fault that kills it, a call raises CalledProcessError."""
 
     def __init__(self, process: "Program", timeout: float = TIMEOUT, used: Callable[[], None] = lambda: None):
-        channel = Channel(process, "session", process.stop, timeout)
+        channel = Channel(process, "session", process.abandon, timeout)
         library = FarLibrary(channel)
         # The functions of zelboard.fw, as they are, on the other library.
         call = types.SimpleNamespace(**{**vars(_call), "taken": library.taken, "descriptor": descriptor})
@@ -65,6 +65,12 @@ class Session(AbstractContextManager["Session"]):
 
     def get_env(self, name: str) -> Optional[str]:
         return _call.variable_in(self.FW_SpiFlashEnvRead(), name)
+
+    def gpio_request(self, number: int, record: bytes) -> Tuple[int, bytes]:
+        """A request to the GPIO driver of the board: its result, and what the driver leaves of the record."""
+        library: FarLibrary = self._library
+        with self._channel.turn(f"GPIO request 0x{number:X}"):
+            return library.gpio_request(number, record)
 
     def close(self, *_: object) -> None:
         channel: Channel = self._channel

@@ -1,8 +1,10 @@
 """A real switch for tests. A command reaches it: a shell there runs the command's last argument, as with `ssh root@switch`.
 The switch needs zelctl. Acts that need a virtual board are refused with a reason. So are acts that need hands, unless a
 person is there to be asked."""
+import asyncio
 import contextlib
 import fcntl
+import functools
 import hashlib
 import os
 import shlex
@@ -12,24 +14,36 @@ import tempfile
 import time
 import uuid
 from pathlib import Path
-from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, NoReturn, Optional, Sequence, Union, cast
+from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, NoReturn, Optional, Sequence, Tuple, Union, cast
 from urllib.parse import urlsplit
 
-from zelboard._channel import TIMEOUT
-from zelboard.platform import PART_NUMBER, watchdog_is_enabled
-from zelboard.program import Program, Run, outputs, run_to_end, signal_group
+from zelboard._channel import TIMEOUT, Timeout
+from zelboard._gpio import supply_is_good, watchdog_is_enabled
+from zelboard.platform import SUPPLY_TYPES
+from zelboard.program import AsyncProgram, Program, Run, arun_to_end, outputs, run_to_end, signal_group
 from zelboard.session import Session, far_end
-from zelboard.state import Cage, Panel, Slot
+from zelboard.sff8472 import PART_NUMBER
+from zelboard.state import Cage, Panel, Slot, Supply
 from zelboard.trace import Event, Recording, Trace
 
 if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
 Word = Union[str, os.PathLike[str]]
+SETTLING = 3.0  # seconds from an act of hands until the switch must tell of it
+NEAR_ENOUGH = 5.0  # degrees
 
 
 class OnlyVirtual(Exception):
     """A real switch cannot do that by itself."""
+
+
+class NotDone(AssertionError):
+    """A person was asked for something, and the switch tells that it is not done."""
+
+
+class Unreachable(RuntimeError):
+    """The command does not reach a switch, or the switch has no zelctl."""
 
 
 def channel_of(target: Optional[str], run: Optional[str]) -> Optional[List[str]]:
@@ -58,11 +72,34 @@ def one_at_a_time(channel: Sequence[str]) -> Iterator[None]:
 class FarProgram(Program):
     """A program on the switch. Signals go to the program there, and to the command that is connected to it."""
 
-    far_signal: Callable[[int], None]
+    far_signal: Callable[[int], "subprocess.Popen[bytes]"]  # begins to send one
 
     def signal_all(self, number: int) -> None:
-        self.far_signal(number)
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            self.far_signal(number).wait(TIMEOUT)
         signal_group(self.pid, number)
+
+    def abandon(self) -> None:
+        if self.returncode is None:
+            self.far_signal(signal.SIGKILL)
+            signal_group(self.pid, signal.SIGKILL)
+
+
+class FarAsyncProgram(AsyncProgram):
+    """The same for asyncio."""
+
+    far_signal: Callable[[int], "subprocess.Popen[bytes]"]
+
+    def signal_all(self, number: int) -> None:
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            self.far_signal(number).wait(TIMEOUT)
+        signal_group(self.pid, number)
+
+
+def said_by(answer: "subprocess.CompletedProcess[str]") -> str:
+    """The first line of a program's complaint, to stand behind a message."""
+    lines = answer.stderr.strip().splitlines()
+    return f": {lines[0]}" if lines else ""
 
 
 class NoTrace(Trace):
@@ -98,6 +135,7 @@ class SwitchState(Seen):
         self.__dict__["fw"] = fw
         super().__init__("", {
             "panel": self._read_panel, "slots": self._read_slots, "cages": self._read_cages,
+            "supplies": self._read_supplies,
             "gpio": lambda: Seen("gpio.", self._gpio_readers(), refuse),
             "i2c": lambda: Seen("i2c.", self._i2c_readers(), refuse)}, refuse)
 
@@ -115,6 +153,14 @@ class SwitchState(Seen):
             speed_25=fw.FW_GetSfp10gSpeedLed(25),
             speed_26=fw.FW_GetSfp10gSpeedLed(26),
             speed_27=fw.FW_GetSfp10gSpeedLed(27))
+
+    def _read_supplies(self) -> Dict[int, Supply]:
+        fw: "Calls" = self.fw
+        supplies = {}
+        for supply in range(fw.FW_SUPPLY_FIRST, fw.FW_SUPPLY_LAST + 1):
+            kind = SUPPLY_TYPES.get(fw.FW_GetPowerConf(supply), "none").lower()
+            supplies[supply] = Supply(supply, kind, kind != "none" and supply_is_good(fw, supply))
+        return supplies
 
     def _read_slots(self) -> Dict[int, Slot]:
         fw: "Calls" = self.fw
@@ -207,6 +253,8 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._calls: Optional["Calls"] = None
         self._before: Optional[Panel] = None
         self._sent: List[str] = []
+        self._async_programs: List[AsyncProgram] = []
+        self._senders: List["subprocess.Popen[bytes]"] = []  # of signals
         self._numbers: List[str] = []  # files with the programs' numbers there
         self.closed = False
 
@@ -244,35 +292,84 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._sent.append(name)
         return name
 
-    def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
-              trace_opens: bool = False, **options: Any) -> Program:
-        """As on a virtual board, but pauses are slept, and nothing is traced. Of the environment, the program gets only
-        the variables of `env` that differ from the ones here."""
+    def _started(self, arguments: Sequence[Word], options: Dict[str, Any]) -> Tuple[List[str], str]:
+        """The command that starts a program there, and the file that gets its number. Takes from the options what is
+        meant for there."""
         given = options.pop("env", None) or {}
         environment = {name: value for name, value in given.items() if os.environ.get(name) != value}
         folder = options.pop("cwd", None) or self.folder
         number = f"/tmp/zelboard-{uuid.uuid4().hex}.pid"
-        command = self._line(arguments, environment, os.fspath(folder), number)
-        options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
         self._numbers.append(number)
+        return self._line(arguments, environment, os.fspath(folder), number), number
+
+    def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+              trace_opens: bool = False, **options: Any) -> Program:
+        """As on a virtual board, but pauses are slept, and nothing is traced. Of the environment, the program gets only
+        the variables of `env` that differ from the ones here."""
+        options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
+        command, number = self._started(arguments, options)
         program = FarProgram(command, lambda: self.trace, **options)
-        program.far_signal = lambda signalled: self._signal(number, signalled)
+        program.far_signal = functools.partial(self._signal, number)
         self.programs.append(program)
         return program
 
-    def _signal(self, number: str, signalled: int) -> None:
+    def _signal(self, number: str, signalled: int) -> "subprocess.Popen[bytes]":
+        """Begins to send a signal to a program there."""
         name = signal.Signals(signalled).name[3:]
         # The program may lead a group. If it does not, only the program itself gets the signal.
         line = f"p=$(cat {number} 2>/dev/null) && {{ kill -{name} -$p || kill -{name} $p; }} 2>/dev/null"
-        subprocess.run([*self.channel, line], stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT)
+        sender = subprocess.Popen([*self.channel, line], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL)
+        self._senders.append(sender)
+        return sender
 
     def run(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
             check: bool = False, **options: Any) -> Run:
         return run_to_end(self.start, arguments, input, timeout, check, options)
 
+    async def astart(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+                     trace_opens: bool = False, **options: Any) -> AsyncProgram:
+        """start() for asyncio. Further options are for asyncio.create_subprocess_exec."""
+        command, number = self._started(arguments, options)
+        process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **options)
+        program = FarAsyncProgram(process, lambda: self.trace)
+        program.far_signal = functools.partial(self._signal, number)
+        self._async_programs.append(program)
+        return program
+
+    async def arun(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
+                   check: bool = False, **options: Any) -> Run:
+        """run() for asyncio; a task that is cancelled ends its program."""
+        return await arun_to_end(self.astart, arguments, input, timeout, check, options)
+
     def session(self, *, fast: bool = True, timeout: float = TIMEOUT) -> "Calls":
         """zelboard.fw on the switch."""
-        return cast("Calls", Session(far_end(self.start), timeout))
+        try:
+            return cast("Calls", Session(far_end(self.start), timeout))
+        except (OSError, subprocess.CalledProcessError, ValueError, Timeout) as error:
+            raise Unreachable(f"{shlex.join(self.channel)}: {self._trouble(error)}") from None
+
+    def _trouble(self, error: Exception) -> str:
+        """Why no session was possible."""
+        try:
+            answer = self._answer("echo reached-$((1 + 1)); command -v zelctl")
+            if "reached-2" not in answer.stdout:
+                return (f"no switch is reached: status {answer.returncode}{said_by(answer)}; the command must have a shell on the "
+                        "switch do its last argument, as 'ssh root@switch' does, and the switch needs zelctl (Debian's package "
+                        "zelboard-tools)")
+            if "zelctl" not in answer.stdout:
+                return "the switch has no zelctl in PATH; install Debian's package zelboard-tools there"
+            answer = self._answer("zelctl --json -v session </dev/null")
+            return f"zelctl session does not answer there: status {answer.returncode}{said_by(answer)}"
+        except subprocess.TimeoutExpired as late:
+            return f"no answer within {late.timeout:g} s"
+        except OSError:
+            return f"the command cannot be run: {error}"
+
+    def _answer(self, line: str) -> "subprocess.CompletedProcess[str]":
+        """What a line of a shell there prints, to find out what is wrong."""
+        return subprocess.run(self._shell(line, self.folder), stdin=subprocess.DEVNULL, capture_output=True,
+                              encoding="utf-8", errors="replace", timeout=10)
 
     def close(self, *_: object) -> None:
         """Ends the programs that were started, restores LEDs and relay, and removes the files that were sent."""
@@ -283,6 +380,8 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         for program in self.programs:
             if program is not session and program.poll() is None:
                 program.stop()
+        for running in self._async_programs:
+            running.kill_group()
         if self._before is not None:
             self._restore(self._before)
         if self._calls is not None:
@@ -290,12 +389,20 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         left = shlex.join([*self._sent, *self._numbers])
         if left:
             command = self._shell(f"rm -f {left}", self.folder)
-            subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True)
+            with contextlib.suppress(OSError):
+                subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True)
+        for sender in self._senders:
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                sender.wait(SETTLING)
 
     __exit__ = close
 
     def __enter__(self) -> "Switch":
-        self._before = self.state.panel
+        try:
+            self._before = self.state.panel
+        except BaseException:
+            self.close()
+            raise
         return self
 
     def _restore(self, panel: Panel) -> None:
@@ -348,41 +455,82 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     def only_virtual(self, what: str) -> NoReturn:
         self._never(f"{what} (only on a virtual board)")
 
-    def by_hand(self, what: str) -> None:
+    def by_hand(self, what: str, wanted: str = "", look: Optional[Callable[[], str]] = None) -> None:
+        """Asks a person for an act. Then the switch must tell, by `look`, that it is as wanted, if it can tell it."""
         if self._ask is None:
             self._never(f"{what}: takes hands, or a virtual board")
         self._ask(what)
+        if look is None:
+            return
+        end = time.monotonic() + SETTLING
+        while (seen := look()) != wanted:
+            if time.monotonic() >= end:
+                raise NotDone(f"{what}: not done, the switch tells: {seen}, not: {wanted}")
+            time.sleep(0.1)
 
     def require(self, slots: str = "", *, supplies: Sequence[str] = (), modules: Optional[Mapping[int, Any]] = None) -> None:
-        """Makes sure that the switch has what the test wants. A person is asked to change the rest."""
-        fitted = self.state.slots if slots else {}
+        """Makes sure that the switch has what the test wants. A person is asked to change the rest. Any module in a port
+        will do: a switch does not tell by which name a module is plugged on a virtual board."""
         for number, wanted in enumerate(slots.split(",") if slots else (), 1):
-            if fitted[number].board != wanted:
+            if self._board_seen(number) != wanted:
                 self.fit(number, wanted)
         for number, supply in enumerate(supplies, 1):
-            self.set_supply(number, supply)
-        cages = self.state.cages if modules else {}
+            if self._supply_seen(number) != supply:
+                self.set_supply(number, supply)
         for port, module in (modules or {}).items():
-            if port not in cages or cages[port].presence:
+            if self._module_seen(port) != "a module":
                 self.plug(port, module)
 
+    # What the switch tells, in the words of by_hand.
+
+    def _board_seen(self, slot: int) -> str:
+        slots: Dict[int, Slot] = self.state.slots
+        return slots[slot].board
+
+    def _supply_seen(self, number: int) -> str:
+        supply: Supply = self.state.supplies[number]
+        return supply.type if supply.good or supply.type == "none" else "failed"
+
+    def _module_seen(self, port: int) -> str:
+        calls = self.own_calls()
+        try:
+            return "no module" if calls.FW_GetPortSfpPresnt(port) else "a module"
+        except (calls.Absent, calls.NotSfp):
+            return "no cage"
+
+    def _light_seen(self, port: int) -> str:
+        calls = self.own_calls()
+        try:
+            return "no light" if calls.FW_GetPortSfpLos(port) else "light"
+        except (calls.Absent, calls.NotSfp):
+            return "no cage"
+
     def fit(self, slot: int, board: str) -> None:
-        self.by_hand(f"slot {slot}: take the board out" if board == "none" else f"slot {slot}: fit a board, {board}")
+        what = f"slot {slot}: take the board out" if board == "none" else f"slot {slot}: fit a board, {board}"
+        self.by_hand(what, board, lambda: self._board_seen(slot))
 
     def plug(self, port: int, module: Union[Word, bytes]) -> None:
-        self.by_hand(f"port {port}: plug a module, {'any' if isinstance(module, bytes) else os.fspath(module)}")
+        name = "any" if isinstance(module, bytes) else os.fspath(module)
+        self.by_hand(f"port {port}: plug a module, {name}", "a module", lambda: self._module_seen(port))
 
     def unplug(self, port: int) -> None:
-        self.by_hand(f"port {port}: pull the module")
+        self.by_hand(f"port {port}: pull the module", "no module", lambda: self._module_seen(port))
 
     def set_supply(self, supply: int, state: str) -> None:
-        self.by_hand(f"supply {supply}: make it {state}")
+        self.by_hand(f"supply {supply}: make it {state}", state, lambda: self._supply_seen(supply))
 
     def set_light(self, port: int, light: bool) -> None:
-        self.by_hand(f"port {port}: {'plug the fibre' if light else 'pull the fibre'}")
+        what = f"port {port}: {'plug the fibre' if light else 'pull the fibre'}"
+        self.by_hand(what, "light" if light else "no light", lambda: self._light_seen(port))
 
     def set_temperature(self, celsius: float) -> None:
-        self.by_hand(f"bring the board to {celsius:g} degrees")
+        wanted = f"about {celsius:g} degrees"
+
+        def look() -> str:
+            seen = float(self.state.i2c.temperature)
+            return wanted if abs(seen - celsius) <= NEAR_ENOUGH else f"{seen:g} degrees"
+
+        self.by_hand(f"bring the board to {celsius:g} degrees", wanted, look)
 
     def set(self, name: str, *values: object) -> None:
         self.by_hand(f"set {' '.join(map(str, (name, *values)))}")
