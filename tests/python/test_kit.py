@@ -1,17 +1,19 @@
 """What a large suite needs: threads and timeouts, recordings, chance, scenarios, asyncio, a switch behind a command."""
 import asyncio
+import re
 import shlex
 import threading
+import time
 from datetime import datetime
 from pathlib import Path
-from typing import List
+from typing import Any, Dict, List, Tuple
 
 import pytest
 
 from zelboard import fw
 from zelboard.session import Closed, Timeout
 from zelboard.sim import Board, RunTimeout, SimError
-from zelboard.switch import OnlyVirtual, Switch
+from zelboard.switch import NotDone, OnlyVirtual, Switch, Unreachable
 
 
 def test_threads_share_a_session(board: Board) -> None:
@@ -33,10 +35,18 @@ def test_threads_share_a_session(board: Board) -> None:
 
 def test_a_call_without_an_answer(board: Board) -> None:
     with board.session(fast=False) as session:
+        began = time.monotonic()
         with pytest.raises(Timeout, match="FW_SFP_mDelay: no answer within 0.3 s"):
             session.FW_SFP_mDelay(20000, timeout=0.3)
+        assert time.monotonic() - began < 2
         with pytest.raises(Closed, match="FW_GetAlarmLed: the session was given up: FW_SFP_mDelay"):
             session.FW_GetAlarmLed()
+
+
+def is_alive(number: Path) -> bool:
+    """The process whose number is in a file. One that nobody has waited for yet has ended."""
+    state = Path("/proc", number.read_text().strip(), "stat")
+    return state.exists() and ") Z " not in state.read_text()
 
 
 def test_a_program_that_takes_too_long(board: Board, tmp_path: Path) -> None:
@@ -45,8 +55,7 @@ def test_a_program_that_takes_too_long(board: Board, tmp_path: Path) -> None:
     with pytest.raises(RunTimeout, match="begun") as raised:
         board.run(["sh", "-c", script], timeout=2)
     assert raised.value.stdout == "begun\n"
-    state = Path("/proc", child.read_text().strip(), "stat")
-    assert not state.exists() or ") Z " in state.read_text()  # nobody may have waited for it yet
+    assert not is_alive(child)
 
 
 def test_a_recording(board: Board) -> None:
@@ -62,6 +71,42 @@ def test_a_recording(board: Board) -> None:
         trace.assert_order(("SetAlarmLed", {"led": 0}), ("SetAlarmLed", {"led": 1}))
     times = [event.time or 0 for event in board.trace]
     assert times == sorted(times) and times[0] > 0
+
+
+UNKNOWN: List[Tuple[str, Dict[str, Any], str]] = [
+    ("SetAlramLed", {}, "no request 'SetAlramLed'; near: SetAlarmLed"),
+    ("flash:SetAlarmLed", {}, "no request 'SetAlarmLed'"),
+    ("gpoi:SetAlarmLed", {}, "no node 'gpoi'; near: gpio"),
+    ("SetAlarmLed", {"lde": 1}, "SetAlarmLed: no field 'lde', but error, led, node, result"),
+    ("SetAlarmLed", {"led": 1, "port": 3}, "no field 'port'"),
+    ("", {"lde": 1}, "any request: no field 'lde'")]
+
+
+def test_words_that_no_trace_has(board: Board) -> None:
+    board.run(["zelctl", "led", "set", "alarm", "on"])
+    with board.recording() as trace:
+        pass
+    for asked in trace, board.trace:
+        for request, fields, why in UNKNOWN:
+            with pytest.raises(ValueError, match=re.escape(why)):
+                asked.count(request, **fields)
+            with pytest.raises(ValueError, match=re.escape(why)):
+                asked.find(request, **fields)
+            with pytest.raises(ValueError, match=re.escape(why)):
+                asked.assert_order("SetAlarmLed", (request, fields))
+
+
+@pytest.mark.board(slots="sfp", modules={3: "1g-sx"})
+def test_words_that_a_trace_has(board: Board, tmp_path: Path) -> None:
+    (tmp_path / "content").write_bytes(b"content")
+    for line in (["clock", "set", "2026-03-15T14:30:45"], ["flash", "id"], ["temperature"], ["ports"], ["power"],
+                 ["reg", "0x20300"], ["led", "set", "system", "on"], ["flash", "erase", "DB1", "--yes"],
+                 ["flash", "write", "DB1", str(tmp_path / "content"), "--yes"]):
+        board.run(["zelctl", *line], trace_opens=True)
+    requests = {event.request for event in board.trace}
+    assert requests >= {"open", "close", "pause", "BufRead", "SetRtc", "GetFlashId", "read", "sgpio_set"}
+    for event in board.trace:
+        assert event in board.trace.all(f"{event.node}:{event.request}", **{**event.fields, **event.after})
 
 
 def strikes(board: Board, seed: int) -> List[bool]:
@@ -117,22 +162,100 @@ def test_records_and_the_environment(board: Board) -> None:
         fw.rtc_record().to_datetime()
 
 
-def test_a_switch_behind_a_command(board: Board) -> None:
+def command_to(board: Board, *options: str) -> List[str]:
+    """A command like `ssh root@switch`: a shell in another environment, where the board is the switch."""
     there = board.environment
-    run = shlex.join(["env", "-i", f"PATH={there['PATH']}", f"ZELSIM_HOME={there['ZELSIM_HOME']}", "zelsim", "run", "--fast",
-                      "--board", "board", "--", "sh", "-c"])
-    with Switch(shlex.split(run)) as switch:
+    return ["env", "-i", f"PATH={there['PATH']}", f"ZELSIM_HOME={there['ZELSIM_HOME']}", "zelsim", "run", *options,
+            "--board", "board", "--", "sh", "-c"]
+
+
+def test_a_switch_behind_a_command(board: Board) -> None:
+    with Switch(command_to(board, "--fast")) as switch:
         with switch.session() as session:
             session.FW_SetAlarmLed(fw.Led.BLINK)
             assert session.FW_I2C_BufRead(0x9E, 0, 1, 2) == b"\x19\0"
         assert (switch.state.panel.alarm, board.state.panel.alarm) == (2, 2)
         assert [slot.board for slot in switch.state.slots.values()] == ["none"] * 3
+        board.set_supply(2, "failed")
+        assert switch.state.supplies == board.state.supplies
         assert "25.0" in switch.run(["zelctl", "temperature"]).stdout
         with pytest.raises(OnlyVirtual, match="takes hands"):
             switch.plug(24, "10g-sr")
         with pytest.raises(OnlyVirtual, match="only on a virtual board"):
             switch.fault("gpio")
     assert board.state.panel.alarm == 0  # as before
+
+
+def test_a_switch_for_asyncio(board: Board, tmp_path: Path) -> None:
+    child = tmp_path / "child"
+
+    async def work(switch: Switch) -> None:
+        led, temperature = await asyncio.gather(switch.arun(["zelctl", "led"]), switch.arun(["zelctl", "temperature"]))
+        assert led.returncode == 0 and temperature.stdout == "temperature  25.0\n"
+        with pytest.raises(RunTimeout) as raised:
+            await switch.arun(["sh", "-c", f"echo begun; sleep 300 & echo $! >{child}; wait"], timeout=1)
+        assert raised.value.stdout == "begun\n"
+        async with await switch.astart(["sleep", "300"]) as program:
+            pass
+        assert program.returncode != 0
+
+    with Switch(command_to(board, "--fast")) as switch:
+        asyncio.run(work(switch))
+    assert not is_alive(child)
+
+
+def test_a_call_to_a_switch_without_an_answer(board: Board) -> None:
+    with Switch(command_to(board)).session() as session:
+        began = time.monotonic()
+        with pytest.raises(Timeout, match="FW_SFP_mDelay: no answer within 0.3 s"):
+            session.FW_SFP_mDelay(20000, timeout=0.3)
+        assert time.monotonic() - began < 2
+
+
+UNREACHABLE: List[Tuple[List[str], str]] = [
+    (["false"], "false: no switch is reached: status 1; the command must have a shell .* package zelboard-tools"),
+    (["echo"], "echo: no switch is reached: status 0"),
+    (["sh", "-c", "echo no route to host >&2; exit 255"], "status 255: no route to host"),
+    (["no-such-command"], "no-such-command: the command cannot be run"),
+    (["env", "PATH=/nowhere", "/bin/sh", "-c"], "no zelctl in PATH; install Debian's package zelboard-tools there")]
+
+
+@pytest.mark.parametrize("command, why", UNREACHABLE)
+def test_a_command_that_reaches_no_switch(command: List[str], why: str) -> None:
+    with pytest.raises(Unreachable, match=why):
+        with Switch(command):
+            pass
+
+
+# What a person is asked, what is wrong before it is done, and what they do.
+BY_HAND: List[Tuple[str, str, str]] = [
+    ("fit(1, 'sfp')", "slot 1: fit a board, sfp: not done, the switch tells: none, not: sfp", "fit 1 sfp"),
+    ("plug(3, '1g-sx')", "port 3: plug a module, 1g-sx: not done, the switch tells: no module", "plug 3 1g-sx"),
+    ("set_light(3, False)", "port 3: pull the fibre: not done, the switch tells: light", "set loss-of-signal 3 1"),
+    ("unplug(3)", "port 3: pull the module: not done, the switch tells: a module", "unplug 3"),
+    ("set_supply(2, 'dc')", "supply 2: make it dc: not done, the switch tells: ac", "set supply 2 dc"),
+    ("set_supply(2, 'failed')", "the switch tells: dc, not: failed", "set supply 2 failed"),
+    ("set_supply(1, 'none')", "the switch tells: ac, not: none", "set supply 1 none"),
+    ("set_temperature(80)", "the switch tells: 25 degrees, not: about 80 degrees", "set temperature 79")]
+
+
+def test_what_a_person_says_is_looked_at(board: Board, monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setattr("zelboard.switch.SETTLING", 0)
+    done: List[str] = []  # what the person will do
+
+    def person(_: str) -> None:
+        for act in done:
+            board.do(*act.split())
+
+    with Switch(command_to(board, "--fast"), ask=person) as switch:
+        for act, why, doing in BY_HAND:
+            done[:] = []
+            with pytest.raises(NotDone, match=why):
+                eval(f"switch.{act}")
+            done[:] = [doing]
+            eval(f"switch.{act}")
+        done[:] = []
+        switch.require("sfp", supplies=["none", "failed"])  # nobody needs to be asked
 
 
 def test_types_refuse_a_wrong_name(tmp_path: Path) -> None:

@@ -1,5 +1,9 @@
-"""The pytest plugin, as it registers itself: a run of pytest within the run, in two processes."""
+"""The pytest plugin, as it registers itself: runs of pytest within the run."""
+import shlex
+
 import pytest
+
+from zelboard.sim import Board
 
 TESTS = """
 import pytest
@@ -12,6 +16,13 @@ def test_board(board, number):
     board.run(["zelctl", "led", "set", "alarm", "on"], check=True)
     assert number != 2
 
+def test_two_boards(board_factory):
+    first, second = board_factory("sfp", modules={3: "1g-sx"}), board_factory(supplies=["ac", "failed"])
+    assert first.state.cages[3].module == "1g-sx" and first.state.folder != second.state.folder
+    assert [board.state.supplies[2].good for board in (first, second)] == [True, False]
+    second.run(["zelctl", "temperature"], check=True)
+    assert False
+
 @pytest.mark.board(slot="sfp")
 def test_a_wrong_marker(board):
     pass
@@ -21,11 +32,74 @@ def test_a_wrong_marker(board):
 def test_board_fixture(pytester: pytest.Pytester) -> None:
     pytester.makepyfile(TESTS)
     result = pytester.runpytest_subprocess("-n", "2", "-rA", "--zelboard-keep", "kept", "--strict-markers")
-    result.assert_outcomes(passed=3, failed=1, errors=1)
+    result.assert_outcomes(passed=3, failed=2, errors=1)
     kept = pytester.path / "kept" / "test_board_fixture.py-test_board-2-"
     result.stdout.fnmatch_lines(["*unexpected keyword argument 'slot'", f"trace: {kept}/trace", f"panel: {kept}/panel.svg"])
-    assert [folder.name for folder in kept.parent.iterdir()] == [kept.name]
+    second = pytester.path / "kept" / "test_board_fixture.py-test_two_boards" / "board-2"
+    assert {folder.name for folder in kept.parent.iterdir()} == {kept.name, second.parent.name}
+    assert "temperature" in (second / "trace").read_text()
     assert "gpio 0x82 SetAlarmLed {led=1} -> {led=1} = 0\n" in (kept / "trace").read_text()
     assert (kept / "panel.svg").read_text().startswith("<svg")
     folders = [line for line in result.outlines if line.startswith("folder ")]
     assert len(set(folders)) == 4
+
+
+ON_A_SWITCH = """
+import pytest
+
+@pytest.mark.board("sfp", supplies=["ac", "ac"], modules={3: "1g-sx"})
+def test_as_it_is(board):
+    assert not board.virtual and board.state.cages[3].module == "ZL-1G-SX"
+    assert board.run(["sh", "-c", "pwd"]).stdout == "@FOLDER@\\n"
+    with board.session() as fw:
+        fw.FW_SetAlarmLed(1)
+
+@pytest.mark.board(modules={5: "1g-sx"})
+def test_a_module_is_plugged(board):
+    assert board.state.cages[5].presence_line == 0
+
+@pytest.mark.board(supplies=["ac", "failed"])
+def test_a_supply_fails(board):
+    assert False, "the supply is good"
+
+def test_faults(board):
+    board.fault("gpio")
+
+def test_two_boards(board_factory):
+    assert board_factory("sfp").state.slots[1].board == "sfp"
+    board_factory()
+"""
+PERSON = """
+import builtins, os, subprocess
+
+def person(question):
+    print(question)
+    if "port 5" in question:
+        subprocess.run(["zelsim", "plug", "5", "1g-sx", "--board", "board"], env={**os.environ, "ZELSIM_HOME": "@HOME@"}, check=True)
+    return "s" if "port 7" in question else ""
+
+builtins.input = person
+"""
+
+
+@pytest.mark.board("sfp", modules={3: "1g-sx"})
+def test_a_real_switch(board: Board, pytester: pytest.Pytester) -> None:
+    there, folder = board.environment, pytester.mkdir("there")
+    command = shlex.join(["env", "-i", f"PATH={there['PATH']}", f"ZELSIM_HOME={there['ZELSIM_HOME']}", "zelsim", "run",
+                          "--fast", "--board", "board", "--", "sh", "-c"])
+    pytester.makepyfile(ON_A_SWITCH.replace("@FOLDER@", str(folder)))
+    options = [f"--zelboard-run={command}", f"--zelboard-folder={folder}", "-rsA"]
+    result = pytester.runpytest_subprocess(*options)
+    result.assert_outcomes(passed=1, skipped=4)
+    result.stdout.fnmatch_lines_random(["*port 5: plug a module, 1g-sx: takes hands, or a virtual board",
+                                        "*fault gpio (only on a virtual board)", "*needs more than one switch"])
+    assert board.state.panel.alarm == 0
+    result = pytester.runpytest_subprocess(*options, "--zelboard-manual")
+    result.stdout.fnmatch_lines(["supply 2: make it failed: --zelboard-manual has no terminal to ask at"])
+    pytester.makeconftest(PERSON.replace("@HOME@", there["ZELSIM_HOME"]))
+    result = pytester.runpytest_subprocess(*options, "--zelboard-manual")
+    result.assert_outcomes(passed=2, skipped=2, errors=1)
+    result.stdout.fnmatch_lines(["supply 2: make it failed: not done, the switch tells: ac, not: failed"])
+    result = pytester.runpytest_subprocess("--zelboard-run=false", "-k", "as_it_is")
+    result.assert_outcomes(errors=1)
+    result.stdout.fnmatch_lines(["false: no switch is reached: status 1; *Debian's package zelboard-tools*"])
