@@ -1,6 +1,6 @@
 # Installing begins with a record of the folders that it is going to make, so that uninstalling removes these and no others.
 set(ZELBOARD_PYTHON_INSTALL_DIR lib/python3/dist-packages CACHE STRING "Where Python finds packages, below the prefix")
-set(ZELBOARD_FOLDERS ${CMAKE_INSTALL_BINDIR} ${ZELBOARD_PROGRAMS_DIR} ${CMAKE_INSTALL_INCLUDEDIR}/zelboard
+set(ZELBOARD_FOLDERS ${CMAKE_INSTALL_BINDIR} ${ZELBOARD_PROGRAMS_DIR}/recorder ${ZELBOARD_PROGRAMS_DIR} ${CMAKE_INSTALL_INCLUDEDIR}/zelboard
   ${CMAKE_INSTALL_LIBDIR}/cmake/zelboard ${CMAKE_INSTALL_LIBDIR}/pkgconfig lib/systemd/system
   ${CMAKE_INSTALL_MANDIR}/man1 ${CMAKE_INSTALL_MANDIR}/man3
   ${CMAKE_INSTALL_DATADIR}/bash-completion/completions ${ZELBOARD_PYTHON_INSTALL_DIR}/zelboard/fw

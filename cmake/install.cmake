@@ -57,6 +57,7 @@ if(TARGET zelctl AND TARGET zelsim)
   install(TARGETS zelsim_preload zelsim_recorder debugCmd
     LIBRARY DESTINATION ${ZELBOARD_PROGRAMS_DIR} COMPONENT tools
     RUNTIME DESTINATION ${ZELBOARD_PROGRAMS_DIR} COMPONENT tools)
+  install(TARGETS zelsim_recorder_tool RUNTIME DESTINATION ${ZELBOARD_PROGRAMS_DIR}/recorder COMPONENT tools)
   file(RELATIVE_PATH from_programs /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   set_target_properties(zelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${from_programs}")
   foreach(tool zelctl zelsim)

@@ -142,6 +142,7 @@ std::optional<std::string> fail_command(const FaultRule &rule) {
   line += " --result " + (result.is_string() ? result.get<std::string>() : result.dump());
   if (rule.count > 0) line += " --count " + std::to_string(rule.count);
   if (rule.skip > 0) line += " --skip " + std::to_string(rule.skip);
+  if (rule.probability > 0) line += format(" --probability %.10g --seed %u", rule.probability, rule.seed);
   return line;
 }
 
@@ -192,6 +193,8 @@ std::string command_text(const CommandRow &row, const CommandLine &line) {
   if (!line.result.empty()) text += " --result " + line.result;
   if (line.count != "0") text += " --count " + line.count;
   if (line.skip != "0") text += " --skip " + line.skip;
+  if (!line.probability.empty()) text += " --probability " + line.probability;
+  if (line.seed != "0") text += " --seed " + line.seed;
   if (line.flash) text += " --flash";
   return text;
 }

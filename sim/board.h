@@ -70,12 +70,34 @@ constexpr uint8_t kModuleAddress = 0xa0;
 constexpr uint8_t kModuleDiagnosticsAddress = 0xa2;
 constexpr uint8_t kModulePhyAddress = 0xac;
 
+constexpr bool is_expander(uint8_t address) {
+  bool wide = address >= kFirstWideAddress && address <= kMainWideAddress;
+  bool narrow = address >= kFirstNarrowAddress && address <= kLastNarrowAddress;
+  return (wide || narrow) && address % 2 == 0;
+}
 int expander(Board &board, Transfer &transfer);
 int clock_chip(Board &board, Transfer &transfer);
 int temperature_sensor(Board &board, Transfer &transfer);
 int module_memory(Board &board, Transfer &transfer);
 int module_diagnostics(Board &board, Transfer &transfer);
 int copper_phy(Board &board, Transfer &transfer);
+
+/** Registers of an expander's port, in their order: what the lines show, and how they are set up. */
+enum ExpanderRegister : unsigned { Input, Output, Polarity, Configuration, kExpanderRegisters };
+/** One of the registers, of one port of the chip. */
+struct ExpanderPort {
+  ExpanderRegister kind;
+  unsigned port;
+};
+/** The register that byte `i` of a transfer beginning with register `first` moves. */
+ExpanderPort expander_register(uint8_t address, unsigned first, unsigned i);
+
+/** What a line of an expander is: a signal of a cage. */
+struct ExpanderLine {
+  unsigned port;       // of the switch
+  const char *signal;  // as in `zelsim show`; null: the line belongs to no cage
+};
+ExpanderLine expander_line(uint8_t address, unsigned chip_port, unsigned bit);
 
 void reset_expanders(Board &board);
 
@@ -114,6 +136,10 @@ void restart_negotiation(const Board &board, Cage &cage);
 /** SoC, switch-chip and port PHY registers: what was written comes back, 0 before. False when the table is full. */
 uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address);
 bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
+
+/** The SoC register with the loss-of-signal lines of the main board's cages, and the bit of the first one. */
+constexpr uint32_t kLossOfSignalRegister = 0x18110;
+constexpr unsigned kFirstLossOfSignal = 8;
 
 constexpr uint32_t kWatchdogRegister = 0x20300;
 constexpr uint32_t kWatchdogEnabled = 0x100;

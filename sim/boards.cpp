@@ -1,9 +1,5 @@
 #include "boards.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -12,6 +8,7 @@
 #include <set>
 
 #include "arguments.h"
+#include "fresh_folder.h"
 #include "tool.h"
 
 // A new board is built aside and renamed into place, so that nobody meets half a board.
@@ -51,73 +48,15 @@ OpenBoard open_folder(const fs::path &folder, Intent intent) {
   return {folder, attached, Guard(*attached->board, intent)};
 }
 
-constexpr char kFreshFolder[] = ".new-XXXXXX";  // the letters are replaced
-
-/** A folder with an owner, who holds it locked while he lives. */
-class LockedFolder {
- public:
-  explicit LockedFolder(const std::string &path) : fd_(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
-  LockedFolder(const LockedFolder &) = delete;
-  LockedFolder &operator=(const LockedFolder &) = delete;
-  ~LockedFolder() {
-    if (fd_ >= 0) close(fd_);
-  }
-  bool has_owner() { return fd_ < 0 || flock(fd_, LOCK_EX | LOCK_NB) != 0; }
-  /** Becomes the owner. Waits while somebody looks for an owner: he may remove the folder, which has none yet. */
-  void own() { flock(fd_, LOCK_EX); }
-
- private:
-  int fd_;
-};
-
-/** A folder beside the boards, which is removed at the end of the scope unless it has been renamed. */
-class FreshFolder {
- public:
-  FreshFolder() {
-    std::error_code ignored;
-    fs::create_directories(boards_root(), ignored);
-    for (;;) {
-      path_ = boards_root() / kFreshFolder;
-      if (mkdtemp(path_.data()) == nullptr) throw Failure("cannot make " + path_ + ": " + std::strerror(errno));
-      lock_.emplace(path_);
-      lock_->own();
-      bool was_removed = !fs::exists(path_);  // before it had an owner
-      if (!was_removed) return;
-    }
-  }
-  ~FreshFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  FreshFolder(const FreshFolder &) = delete;
-  FreshFolder &operator=(const FreshFolder &) = delete;
-  const std::string &path() const { return path_; }
-
- private:
-  std::string path_;
-  std::optional<LockedFolder> lock_;
-};
-
-// Removes what killed commands have left.
-void remove_ownerless_folders() {
-  constexpr std::string_view kPrefix = ".new-";
-  std::error_code ignored;
-  for (const fs::directory_entry &entry : fs::directory_iterator(boards_root(), ignored)) {
-    if (!entry.path().filename().native().starts_with(kPrefix)) continue;
-    LockedFolder folder(entry.path());
-    if (!folder.has_owner()) fs::remove_all(entry.path(), ignored);
-  }
-}
-
 fs::path folder_of(const std::string &name) {
   if (!name.empty()) {
     check_name(name);
-    remove_ownerless_folders();
+    remove_ownerless_folders(boards_root());
     return boards_root() / name;
   }
   std::string enclosing = variable(kBoardFolderVariable);
   if (!enclosing.empty()) return fs::absolute(enclosing);
-  remove_ownerless_folders();
+  remove_ownerless_folders(boards_root());
   return boards_root() / kDefaultBoard;
 }
 
@@ -137,7 +76,7 @@ void make_board_files(const std::string &folder) {
 
 // Fails if the folder is there already.
 std::error_code make_folder(const fs::path &folder, const Preparation &prepare) {
-  FreshFolder fresh;
+  FreshFolder fresh(boards_root());
   make_board_files(fresh.path());
   prepare(*attach_or_throw(fresh.path()), fresh.path());
   fs::permissions(fresh.path(), fs::perms(0755));
@@ -207,7 +146,7 @@ std::string board_type(const Board &board, unsigned slot) {
 }
 
 Json boards_document(const CommandLine &) {
-  remove_ownerless_folders();
+  remove_ownerless_folders(boards_root());
   std::error_code none;
   std::filesystem::directory_iterator entries(boards_root(), none);
   std::set<fs::path> sorted(entries, {});

@@ -30,6 +30,12 @@ uint32_t long_at(const uint8_t *page, unsigned at) { return uint32_t{word_at(pag
 
 double signed_word(uint16_t word) { return static_cast<int16_t>(word); }
 
+// The words in their order: the temperature's have a sign.
+uint16_t word_at_place(Quantity quantity, unsigned place) {
+  constexpr unsigned kLowestSigned = 0x8000;
+  return static_cast<uint16_t>(quantity == kTemperature ? place + kLowestSigned : place);
+}
+
 }  // namespace
 
 uint16_t word_at(const uint8_t *page, unsigned at) { return static_cast<uint16_t>(page[at] << 8 | page[at + 1]); }
@@ -61,7 +67,19 @@ double Calibration::value(Quantity quantity, uint16_t word) const {
   return sum;
 }
 
+// Words of the received power are not negative: coefficients that are not negative make it rise.
+bool Calibration::rises(Quantity quantity) const {
+  constexpr size_t kLinear = 3;  // behind those of the higher powers; the constant follows
+  if (!external_) return true;
+  if (quantity != kRxPower) return slopes_[quantity] > 0;
+  bool finite = std::ranges::all_of(receiver_, [](double coefficient) { return std::isfinite(coefficient); });
+  bool none_falls = std::ranges::all_of(receiver_.begin(), receiver_.begin() + kLinear,
+                                        [](double coefficient) { return coefficient >= 0; });
+  return finite && none_falls && receiver_[kLinear] > 0;
+}
+
 uint16_t Calibration::nearest_word(Quantity quantity, double wanted) const {
+  if (rises(quantity)) return nearest_rising_word(quantity, wanted);
   uint16_t nearest = 0;
   double least_error = std::abs(value(quantity, nearest) - wanted);
   for (unsigned number = 1; number < kWords; ++number) {
@@ -75,11 +93,32 @@ uint16_t Calibration::nearest_word(Quantity quantity, double wanted) const {
   return nearest;
 }
 
+uint16_t Calibration::nearest_rising_word(Quantity quantity, double wanted) const {
+  unsigned first = 0;  // place of the first word that reaches the value, among the words in their order
+  unsigned end = kWords - 1;
+  while (first < end) {
+    unsigned middle = (first + end) / 2;
+    if (value(quantity, word_at_place(quantity, middle)) < wanted) {
+      first = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  uint16_t reaches = word_at_place(quantity, first);
+  if (first == 0) return reaches;
+  uint16_t below = word_at_place(quantity, first - 1);
+  bool is_nearer = wanted - value(quantity, below) <= std::abs(value(quantity, reaches) - wanted);
+  return is_nearer ? below : reaches;
+}
+
 std::pair<double, double> Calibration::range(Quantity quantity) const {
-  double least = value(quantity, 0);
-  double greatest = least;
+  double first = value(quantity, word_at_place(quantity, 0));
+  double last = value(quantity, word_at_place(quantity, kWords - 1));
+  if (rises(quantity)) return {first, last};
+  double least = first;
+  double greatest = first;
   for (unsigned number = 1; number < kWords; ++number) {
-    double reached = value(quantity, static_cast<uint16_t>(number));
+    double reached = value(quantity, word_at_place(quantity, number));
     least = std::min(least, reached);
     greatest = std::max(greatest, reached);
   }

@@ -27,6 +27,10 @@ class Calibration {
   std::pair<double, double> range(Quantity quantity) const;
 
  private:
+  /** True if a greater word always means a greater value. */
+  bool rises(Quantity quantity) const;
+  uint16_t nearest_rising_word(Quantity quantity, double value) const;
+
   bool external_;
   // Values are slope times word plus offset; for the received power a polynomial of the fourth degree.
   std::array<double, kRxPower> slopes_ = {};

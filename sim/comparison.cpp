@@ -69,6 +69,30 @@ unsigned word16_at(std::span<const uint8_t> bytes, size_t at) {
   return static_cast<unsigned>(bytes[at] << 8 | bytes[at + 1]);
 }
 
+std::string text_of(std::span<const uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
+
+std::string bit_text(uint8_t byte, unsigned bit) { return (byte >> bit & 1u) != 0 ? "1" : "0"; }
+
+// The hexadecimal number that ends a text, as debugCmd prints values.
+std::optional<uint32_t> last_number(const std::string &text) {
+  size_t at = text.rfind("0x");
+  if (at == std::string::npos) return {};
+  return number_in(text.substr(at, text.find_last_not_of(" \r\n") + 1 - at), 0, UINT32_MAX);
+}
+
+// The chip, and the selected port for a module's, whose transfer has this record; nothing for other calls.
+std::string chip_text(const RecordedCall &recorded, std::optional<unsigned> port) {
+  const NodeCall &call = recorded.call;
+  if (call.kind != CallKind::Request) return "";
+  const Request *request = request_of(call.node, static_cast<uint8_t>(call.number));
+  bool is_transfer = request != nullptr && request->shape == Shape::Transfer && recorded.given.size() >= kTransferSize;
+  if (!is_transfer) return "";
+  uint8_t address = recorded.given[kAddress];
+  std::string text = format("addr=0x%02x ", address);
+  if (address >= kModuleAddress && port) text += format("port=%u ", *port);
+  return text;
+}
+
 /** Compares the records, or the data, of one call. */
 class Comparison {
  public:
@@ -82,6 +106,7 @@ class Comparison {
   Differences differences() {
     const NodeCall &call = recorded_.call;
     if (call.kind == CallKind::Read) compare_flash();
+    if (call.kind == CallKind::Command && is_tool_run(call.fd)) compare_printed();
     if (call.kind == CallKind::Request) compare_request(request_of(call.node, static_cast<uint8_t>(call.number)));
     return std::move(found_);
   }
@@ -89,6 +114,21 @@ class Comparison {
  private:
   void add(const std::string &field, const std::string &recorded, const std::string &model) {
     if (recorded != model) found_.push_back({field, recorded, model});
+  }
+
+  // The tool of the switch may print otherwise: the number at the end of a line is what counts.
+  void compare_printed() {
+    std::string recorded = text_of(recorded_.taken);
+    std::string model = text_of(model_bytes_);
+    std::optional<uint32_t> recorded_value = last_number(recorded);
+    std::optional<uint32_t> model_value = last_number(model);
+    std::string field = text_of(recorded_.given);
+    field.erase(0, field.find(' ') + 1);
+    if (recorded_value && model_value) {
+      add(field + " value", format("0x%04x", *recorded_value), format("0x%04x", *model_value));
+    } else {
+      add(field + " printed", escaped(recorded), escaped(model));
+    }
   }
 
   void compare_bytes(const std::string &field) { add(field, hex(recorded_bytes_), hex(model_bytes_)); }
@@ -105,6 +145,7 @@ class Comparison {
       case Shape::Pair:
         return compare_pair(split(request->fields, ' '));
       case Shape::Register:
+        if (word32_at(recorded_bytes_, 0) == kLossOfSignalRegister) return compare_light();
         return add(format("address=0x%x value", word32_at(recorded_bytes_, 0)),
                    format("0x%08x", word32_at(recorded_bytes_, 4)), format("0x%08x", word32_at(model_bytes_, 4)));
       case Shape::Rtc:
@@ -116,6 +157,20 @@ class Comparison {
       case Shape::Transfer:
         return request->fills ? compare_transfer() : compare_bytes("record");
     }
+  }
+
+  // Loss of signal of the main board's cages, and the bits of nobody.
+  void compare_light() {
+    uint32_t recorded = word32_at(recorded_bytes_, 4);
+    uint32_t model = word32_at(model_bytes_, 4);
+    for (unsigned i = 0; i < kMainPorts; ++i) {
+      uint32_t line = 1u << (kFirstLossOfSignal + i);
+      add(format("address=0x%x port=%u loss_of_signal", kLossOfSignalRegister, kFirstMainPort + i),
+          (recorded & line) != 0 ? "1" : "0", (model & line) != 0 ? "1" : "0");
+      recorded &= ~line;
+      model &= ~line;
+    }
+    add(format("address=0x%x value", kLossOfSignalRegister), format("0x%08x", recorded), format("0x%08x", model));
   }
 
   void compare_pair(const Words &names) {
@@ -161,10 +216,32 @@ class Comparison {
     if (is_time) return compare_chip_time();
     if (is_temperature) return compare_sensor();
     if (address == kModulePhyAddress) return compare_phy(len);
+    if (is_expander(address)) return compare_expander(address, len);
     for (size_t i = 0; i < len; ++i) {
       if (recorded_bytes_[i] == model_bytes_[i]) continue;
       add(place(address, i), format("%02x", recorded_bytes_[i]), format("%02x", model_bytes_[i]));
     }
+  }
+
+  // Names the cage and the signal of each line that differs.
+  void compare_expander(uint8_t address, size_t len) {
+    uint32_t first = recorded_bytes_[kOffsetLen] > 0 ? word32_at(recorded_bytes_, kOffset) : 0;
+    for (size_t i = 0; i < len; ++i) {
+      unsigned changed = recorded_bytes_[i] ^ model_bytes_[i];
+      for (unsigned bit = 0; bit < 8; ++bit) {
+        if ((changed >> bit & 1u) == 0) continue;
+        std::string field = line_text(address, expander_register(address, first, static_cast<unsigned>(i)), bit);
+        add(field, bit_text(recorded_bytes_[i], bit), bit_text(model_bytes_[i], bit));
+      }
+    }
+  }
+
+  std::string line_text(uint8_t address, ExpanderPort chip, unsigned bit) const {
+    constexpr const char *kRegisters[] = {"", " output", " polarity", " configuration"};
+    ExpanderLine line = expander_line(address, chip.port, bit);
+    if (line.signal == nullptr)
+      return format("addr=0x%02x port_of_chip=%u bit=%u%s", address, chip.port, bit, kRegisters[chip.kind]);
+    return format("addr=0x%02x port=%u %s%s", address, line.port, line.signal, kRegisters[chip.kind]);
   }
 
   void compare_chip_time() {
@@ -208,15 +285,35 @@ class Comparison {
   // One difference a sector.
   void compare_flash() {
     auto at = static_cast<uint32_t>(recorded_.call.at);
-    uint32_t last_sector = UINT32_MAX;
-    for (size_t i = 0; i < std::min(recorded_bytes_.size(), model_bytes_.size()); ++i) {
-      uint32_t address = at + static_cast<uint32_t>(i);
-      bool is_known = address / kSectorSize == last_sector;
-      if (is_known || recorded_bytes_[i] == model_bytes_[i]) continue;
-      last_sector = address / kSectorSize;
-      add(format("sector=0x%08x", last_sector * kSectorSize), format("%02x at 0x%08x", recorded_bytes_[i], address),
-          format("%02x at 0x%08x", model_bytes_[i], address));
+    size_t size = std::min(recorded_bytes_.size(), model_bytes_.size());
+    size_t begin = 0;
+    while (begin < size) {
+      uint32_t sector = (at + static_cast<uint32_t>(begin)) / kSectorSize * kSectorSize;
+      size_t end = std::min<size_t>(size, sector + kSectorSize - at);
+      compare_sector(sector, begin, end);
+      begin = end;
     }
+  }
+
+  // Shows the first bytes that differ, and how many do, up to which place.
+  void compare_sector(uint32_t sector, size_t begin, size_t end) {
+    constexpr size_t kShown = 8;
+    size_t count = 0;
+    size_t first = 0;
+    size_t last = 0;
+    for (size_t i = begin; i < end; ++i) {
+      if (recorded_bytes_[i] == model_bytes_[i]) continue;
+      if (count == 0) first = i;
+      last = i;
+      ++count;
+    }
+    if (count == 0) return;
+    auto address = static_cast<uint32_t>(recorded_.call.at);
+    std::string place = format(" at 0x%08x", address + static_cast<uint32_t>(first));
+    if (count > 1) place += format(", %zu bytes differ up to 0x%08x", count, address + static_cast<uint32_t>(last));
+    size_t shown = std::min(last - first + 1, kShown);
+    add(format("sector=0x%08x", sector), hex(recorded_bytes_.subspan(first, shown)) + place,
+        hex(model_bytes_.subspan(first, shown)) + place);
   }
 
   const RecordedCall &recorded_;
@@ -235,7 +332,7 @@ Differences compare(const RecordedCall &recorded, const Answer &model, std::opti
   bool opened = call.kind == CallKind::Open && call.result >= 0;
   std::string expected = result_of(call, opened ? 0 : call.result, call.error);
   std::string found = result_of(call, model.result, model.error);
-  if (expected != found) return {{"result", expected, found}};
+  if (expected != found) return {{chip_text(recorded, port) + "result", expected, found}};
   if (call.result < 0) return {};
   return Comparison(recorded, model, port, tolerated).differences();
 }

@@ -38,10 +38,8 @@ bool laser_is_off(const Board &board, unsigned port) {
 
 uint8_t measured_byte(const Board &board, unsigned port, unsigned at) {
   const Cage &cage = board.cages[port];
-  unsigned quantity = (at - kFirstMeasured) / 2;
-  bool transmits = quantity == kBias || quantity == kTxPower;
-  bool dark = (transmits && laser_is_off(board, port)) || (quantity == kRxPower && cage.loss_of_signal != 0);
-  return dark ? cage.diagnostics.dark[at - kFirstMeasured] : cage.diagnostics.page[at];
+  auto quantity = static_cast<Quantity>((at - kFirstMeasured) / 2);
+  return is_dark(board, port, quantity) ? cage.diagnostics.dark[at - kFirstMeasured] : cage.diagnostics.page[at];
 }
 
 // Bits whose monitoring the module does not offer stay as its maker left them.
@@ -137,6 +135,12 @@ int write_page(Cage &cage, const Transfer &transfer) {
 }
 
 }  // namespace
+
+bool is_dark(const Board &board, unsigned port, Quantity quantity) {
+  bool transmits = quantity == kBias || quantity == kTxPower;
+  if (transmits) return laser_is_off(board, port);
+  return quantity == kRxPower && board.cages[port].loss_of_signal != 0;
+}
 
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at) {
   const Cage &cage = board.cages[port];

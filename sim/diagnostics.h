@@ -63,6 +63,9 @@ constexpr unsigned high_flag_of(Quantity quantity) { return low_flag_of(quantity
 /** A byte of the page as a host would read it now. Looking at it clears no flag. */
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at);
 
+/** True if a quantity is not measured now: of the laser while it is off, of the receiver while it gets no light. */
+bool is_dark(const Board &board, unsigned port, Quantity quantity);
+
 /** Latches the flags of all modules. Called after each change of the board. */
 void latch_flags(Board &board);
 

@@ -75,6 +75,21 @@ const Profile *profile_of(const std::string &module) {
   return found != std::end(kProfiles) ? found : nullptr;
 }
 
+const Limits &limits_of(const Profile &profile, Quantity quantity) {
+  switch (quantity) {
+    case kTemperature:
+      return kTemperatures;
+    case kVoltage:
+      return kVoltages;
+    case kBias:
+      return profile.bias;
+    case kTxPower:
+      return profile.tx_power;
+    default:
+      return profile.rx_power;
+  }
+}
+
 void put_word(MemoryPage &page, unsigned at, uint16_t word) { put_word_at(page.data(), at, word); }
 
 void put_constants(MemoryPage &page, const Constants &constants) {
@@ -183,14 +198,25 @@ std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, con
   MemoryPage page = {};
   put_constants(page, profile->external ? kConverter : kIdentity);
   Calibration calibration(identification.data(), page.data());
-  put_quantity(page, calibration, kTemperature, kTemperatures);
-  put_quantity(page, calibration, kVoltage, kVoltages);
-  put_quantity(page, calibration, kBias, profile->bias);
-  put_quantity(page, calibration, kTxPower, profile->tx_power);
-  put_quantity(page, calibration, kRxPower, profile->rx_power);
+  for (unsigned i = 0; i < kQuantities; ++i) {
+    auto quantity = static_cast<Quantity>(i);
+    put_quantity(page, calibration, quantity, limits_of(*profile, quantity));
+  }
   unsigned sum = std::accumulate(page.begin(), page.begin() + kDiagnosticsChecksum, 0u);
   page[kDiagnosticsChecksum] = static_cast<uint8_t>(sum);
   return page;
+}
+
+uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quantity) {
+  const Profile *profile = profile_of(module);
+  const uint8_t *page = cage.diagnostics.page;
+  if (profile == nullptr) {
+    unsigned low = word_at(page, place_of(quantity, kLowWarning));
+    unsigned high = word_at(page, place_of(quantity, kHighWarning));
+    return static_cast<uint16_t>((low + high) / 2);
+  }
+  double usual = limits_of(*profile, quantity).usual;
+  return Calibration(cage.page, page).nearest_word(quantity, from_people(quantity, usual));
 }
 
 Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page) {

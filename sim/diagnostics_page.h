@@ -17,6 +17,10 @@ void announce_diagnostics(MemoryPage &identification, const std::string &module)
 std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, const std::string &module);
 /** The diagnostics that a module with these pages brings into a cage. Absent if page A0h does not announce page A2h. */
 Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page);
+/** The word that a module usually measures. Of a module that is not in the catalogue it is the middle between its warning
+ *  thresholds.
+ *  @param module  its name in the catalogue, or another one */
+uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quantity);
 /** What the modules measure, in people's units: a row for each module that has diagnostics. */
 Json diagnostics_rows(const Board &board);
 /** Page A2h as a host would read it now. */

@@ -10,8 +10,6 @@
 namespace zelsim {
 namespace {
 
-enum ExpanderRegister : unsigned { Input, Output, Polarity, Configuration, kExpanderRegisters };
-
 constexpr unsigned kLinesPerPort = 8;
 
 // On the daughter boards a wide expander serves four cages: a nibble of lines each.
@@ -142,6 +140,28 @@ DisableLine main_line(const Board &board, unsigned port) {
 }
 
 }  // namespace
+
+ExpanderPort expander_register(uint8_t address, unsigned first, unsigned i) {
+  unsigned chip_ports = place_at(address).wide ? 2 : 1;
+  unsigned number = first % (kExpanderRegisters * chip_ports);
+  return {static_cast<ExpanderRegister>(number / chip_ports), (number + i) % chip_ports};
+}
+
+ExpanderLine expander_line(uint8_t address, unsigned chip_port, unsigned bit) {
+  constexpr const char *kWideSignals[kLinesPerCage] = {"presence_line", "tx_fault", "tx_disable", nullptr};
+  constexpr const char *kNarrowSignals[kLinesPerCage] = {"tx_fault", "tx_disable", nullptr, nullptr};
+  constexpr const char *kMainSignalNames[kSignalsPerCage] = {"loss_of_signal", "presence_line"};
+  constexpr ExpanderLine kOfNoCage = {0, nullptr};
+  ExpanderPlace place = place_at(address);
+  unsigned cage = bit / kLinesPerCage;
+  unsigned line = bit % kLinesPerCage;
+  if (place.wide && place.index == kMainWide) return kOfNoCage;
+  if (place.wide) return {place.index * kCagesPerWide + chip_port * kCagesPerPort + cage, kWideSignals[line]};
+  if (place.index < kMainNarrow) return {place.index * kPortsPerSlot + bit, "loss_of_signal"};
+  if (place.index == kMainSignals)
+    return {kFirstMainPort + bit / kSignalsPerCage, kMainSignalNames[bit % kSignalsPerCage]};
+  return {kFirstMainPort + (place.index - kMainNarrow) * kCagesPerNarrow + cage, kNarrowSignals[line]};
+}
 
 uint8_t tx_disable(const Board &board, unsigned port) {
   DisableLine line = port < kFirstMainPort ? daughter_line(board, port) : main_line(board, port);

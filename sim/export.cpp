@@ -1,4 +1,4 @@
-#include <set>
+#include <map>
 
 #include "arguments.h"
 #include "pcapng.h"
@@ -51,16 +51,25 @@ std::string category_of(const NodeCall &call) {
   return node_name(call.node);
 }
 
+// The names of the programs by process. A process that became another program has the name of the last one.
+std::map<uint32_t, std::string> programs_in(const Recording &recording) {
+  std::map<uint32_t, std::string> programs;
+  for (const RecordedCall &recorded : recording.calls) {
+    std::string &program = programs[recorded.process];
+    if (program.empty()) program = "process " + std::to_string(recorded.process);
+    if (!recorded.program.empty()) program = recorded.program;
+  }
+  return programs;
+}
+
 // The trace event format: an event with its duration for each call, and names of the processes.
 void write_perfetto(const Recording &recording) {
   Json events = Json::array();
-  std::set<uint32_t> named;
+  for (const auto &[process, program] : programs_in(recording)) {
+    Json name = record("name", program);
+    events.push_back(record("name", "process_name", "ph", "M", "pid", process, "tid", process, "args", name));
+  }
   for (const RecordedCall &recorded : recording.calls) {
-    if (named.insert(recorded.process).second) {
-      Json name = record("name", "process " + std::to_string(recorded.process));
-      events.push_back(
-          record("name", "process_name", "ph", "M", "pid", recorded.process, "tid", recorded.thread, "args", name));
-    }
     Json details = record("line", recorded.line, "call", recorded.text, "result", result_of(recorded));
     events.push_back(record("name", name_of_call(recorded), "cat", category_of(recorded.call), "ph", "X", "ts",
                             recorded.at_us, "dur", recorded.duration_us, "pid", recorded.process, "tid",

@@ -11,6 +11,7 @@
 #include <fstream>
 
 #include "arguments.h"
+#include "recorder.h"
 #include "tool.h"
 
 // How zelsim starts a program, or becomes one; `zelsim run`.
@@ -88,6 +89,12 @@ void preload(const std::string &library) {
   put_first("LD_PRELOAD", loadable(library));
   // A program with the address sanitizer otherwise refuses to start behind any preloaded library.
   put_first("ASAN_OPTIONS", "verify_asan_link_order=0");
+}
+
+void put_recorder_tools() {
+  fs::path tools = library_folder() / "recorder";
+  put_first("PATH", tools);
+  set_variable(kRecordToolsVariable, tools);
 }
 
 void become(const Words &words) {

@@ -13,6 +13,8 @@ namespace zelsim::tool {
 std::filesystem::path library_folder();
 /** Makes the loader preload one of these libraries, in front of others. */
 void preload(const std::string &library);
+/** Makes programs find the recorder's debugCmd first. */
+void put_recorder_tools();
 /** Sets a variable of the environment. */
 void set_variable(const char *name, const std::string &value);
 /** Prepares the environment for a program on a board. The board is made if it is missing. */

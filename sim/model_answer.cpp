@@ -23,6 +23,26 @@ Answer refused(int error) { return {-1, error, {}}; }
 
 Answer answer_of(int64_t result) { return {result, result < 0 ? errno : 0, {}}; }
 
+// The words of a line between blanks. Nothing for a line in which a shell would find more than words.
+std::optional<Words> plain_words(std::string line) {
+  constexpr char kSpecial[] = ";&|<>()$`\\\"'*?[]#~={}!";
+  line.erase(line.find_last_not_of(" \t\r\n") + 1);
+  bool is_plain = line.find_first_of(kSpecial) == std::string::npos && line.find('\n') == std::string::npos;
+  if (!is_plain) return std::nullopt;
+  std::ranges::replace(line, '\t', ' ');
+  Words words = split(line, ' ');
+  std::erase(words, "");
+  return words;
+}
+
+std::vector<uint8_t> content_of(int fd) {
+  off_t size = sys::lseek(fd, 0, SEEK_END);
+  std::vector<uint8_t> bytes(static_cast<size_t>(std::max<off_t>(size, 0)));
+  ssize_t count = sys::pread(fd, bytes.data(), bytes.size(), 0);
+  bytes.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
+  return bytes;
+}
+
 // All links have settled when the recording begins.
 void settle(Board &board, int64_t began_us) {
   for (Cage &cage : board.cages) {
@@ -102,20 +122,21 @@ Answer Model::open(const NodeCall &call) {
   return fault.error != 0 ? refused(fault.error) : Answer{};
 }
 
-// A recording is somebody else's file: only our own debugCmd is started, and no shell.
+// A recording is somebody else's file: only our own debugCmd is started, and no shell. What a shell would treat in a way of
+// its own is no plain line.
 std::optional<Answer> Model::command(const RecordedCall &recorded) {
   constexpr std::chrono::seconds kLimit(10);
   constexpr int kHangs = W_EXITCODE(124, 0);  // the status of the command `timeout`
   std::string line(recorded.given.begin(), recorded.given.end());
-  Words words = split(line, ' ');
-  std::erase(words, "");
-  if (words.empty() || words[0] != "debugCmd") return std::nullopt;
-  words[0] = library_folder() / "debugCmd";
-  sys::File nowhere(sys::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  std::optional<Words> words = plain_words(line);
+  if (!words || words->empty() || words->front() != "debugCmd") return std::nullopt;
+  words->front() = library_folder() / "debugCmd";
+  sys::File printed(memfd_create("printed", MFD_CLOEXEC));
   pid_t child = 0;
-  int error = start_child(child, words, own_environment(), nowhere.get());
-  if (error != 0) throw Failure(words[0] + ": cannot be run: " + std::strerror(error));
-  return Answer{wait_for_child(child, kLimit).value_or(kHangs), 0, {}};
+  int error = start_child(child, *words, own_environment(), printed.get());
+  if (error != 0) throw Failure(words->front() + ": cannot be run: " + std::strerror(error));
+  int status = wait_for_child(child, kLimit).value_or(kHangs);
+  return Answer{status, 0, content_of(printed.get())};
 }
 
 std::optional<Answer> Model::answer(const RecordedCall &recorded) {

@@ -12,7 +12,7 @@ namespace zelsim::tool {
 struct Answer {
   int64_t result = 0;
   int error = 0;                    // errno of a failure
-  std::vector<uint8_t> after = {};  // the record, or what was read
+  std::vector<uint8_t> after = {};  // the record, what was read, or what debugCmd printed
 };
 
 /** A copy of a board. It gets the calls of a recording in their order, at their times. */
@@ -23,7 +23,7 @@ class Model {
   Model(const Model &) = delete;
   Model &operator=(const Model &) = delete;
 
-  /** The answer to a call. Nothing for a call without one: a pause, a close, a command of another tool than debugCmd. */
+  /** The answer to a call. Nothing for a call without one: a pause, a close, a command that is no plain line of debugCmd. */
   std::optional<Answer> answer(const RecordedCall &recorded);
 
   /** The port whose module is selected; nothing without a selection. */

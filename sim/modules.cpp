@@ -123,6 +123,17 @@ MemoryPage page_of(const Kind &kind) {
   return page;
 }
 
+std::vector<Module> make_catalogue() {
+  std::vector<Module> modules;
+  for (const Kind &kind : kKinds) {
+    MemoryPage page = page_of(kind);
+    modules.push_back({kind.name, page, kind.phy, diagnostics_page(page, kind.name)});
+  }
+  modules.push_back({"blank", {}, PhyKind::None});
+  modules.back().page.fill(0xff);
+  return modules;
+}
+
 Module find_module(const std::string &wanted) {
   for (const Module &module : catalogue()) {
     if (module.name == wanted) return module;
@@ -143,15 +154,21 @@ Module find_module(const std::string &wanted) {
 
 const char *phy_name(PhyKind phy) { return phy == PhyKind::Marvell ? "marvell" : "other"; }
 
-std::vector<Module> catalogue() {
-  std::vector<Module> modules;
-  for (const Kind &kind : kKinds) {
-    MemoryPage page = page_of(kind);
-    modules.push_back({kind.name, page, kind.phy, diagnostics_page(page, kind.name)});
-  }
-  modules.push_back({"blank", {}, PhyKind::None});
-  modules.back().page.fill(0xff);
+// Made once: the words of the diagnostics take some time.
+const std::vector<Module> &catalogue() {
+  static const std::vector<Module> modules = make_catalogue();
   return modules;
+}
+
+std::string catalogue_name(const MemoryPage &page) {
+  auto is_same = [](const MemoryPage &one, const MemoryPage &other, size_t at) {
+    return std::equal(one.begin() + at, one.begin() + at + kNameWidth, other.begin() + at);
+  };
+  for (const Module &module : catalogue()) {
+    bool is_meant = is_same(module.page, page, kVendorName) && is_same(module.page, page, kPartNumber);
+    if (is_meant) return module.name;
+  }
+  return "";
 }
 
 std::vector<MemoryPage> read_pages(const std::string &file) {

@@ -21,7 +21,9 @@ struct Module {
   std::optional<MemoryPage> diagnostics = {};  // page A2h
 };
 
-std::vector<Module> catalogue();
+const std::vector<Module> &catalogue();
+/** The name of the catalogue's module with this vendor and part number, whatever its serial number is; empty for none. */
+std::string catalogue_name(const MemoryPage &page);
 /** A module's pages from a file of raw bytes or a hex dump: A0h, and A2h where the file has it. */
 std::vector<MemoryPage> read_pages(const std::string &file);
 

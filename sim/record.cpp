@@ -61,6 +61,7 @@ void record_program(const CommandLine &line) {
   std::string plain = plain_file(file);
   write_title(plain, line.words);
   preload("libzelrecord.so");
+  put_recorder_tools();
   set_variable(kRecordVariable, plain);
   set_variable(kRecordStartVariable, std::to_string(monotonic_ns()));
   unsetenv(kReplayVariable);

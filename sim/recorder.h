@@ -25,7 +25,7 @@ struct CallBytes {
 struct NodeCall {
   CallKind kind;
   Node node = Node::None;
-  int fd = -1;
+  int fd = -1;           // of a run of debugCmd: where it prints; of a command line, which may have several runs: none
   int flags = 0;         // of an open
   int whence = 0;        // of a seek
   uint32_t number = 0;   // the whole ioctl code of a request
@@ -39,6 +39,9 @@ struct NodeCall {
   int64_t ended_ns = 0;
 };
 
+/** True for the descriptor of a command that is a run of debugCmd. */
+constexpr bool is_tool_run(int fd) { return fd >= 0; }
+
 /** The text of a call without its result, as a trace has it. Returns its length. */
 size_t call_text(const NodeCall &call, char *text, size_t size);
 /** A call without bytes has at most this. */
@@ -48,6 +51,7 @@ constexpr size_t kCallText = 1024;
 constexpr char kRecordVariable[] = "ZELSIM_RECORD";             // the file, which has its first line already
 constexpr char kRecordStartVariable[] = "ZELSIM_RECORD_START";  // when it began: nanoseconds of the monotonic clock
 constexpr char kReplayVariable[] = "ZELSIM_REPLAY";             // the tape (tape.h)
+constexpr char kRecordToolsVariable[] = "ZELSIM_RECORD_TOOLS";  // folder of the recorder's debugCmd
 
 inline int64_t monotonic_ns() {
   timespec now = {};
@@ -60,7 +64,10 @@ void write_down(const NodeCall &call);
 
 /** True if a recording answers. */
 bool replays();
-/** Answers a call: fills `data` and sets errno. Does not return if the recording has no such call. */
+/** True if the recording has this call as the next one of this thread. */
+bool is_next_recorded(const NodeCall &call);
+/** Answers a call: fills `data` and sets errno. For a run of debugCmd `data` is a CallBytes, which becomes what it prints.
+ *  Does not return if the recording has no such call. */
 int64_t replay(const NodeCall &call, void *data = nullptr);
 
 }  // namespace zelsim

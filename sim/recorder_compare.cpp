@@ -80,7 +80,7 @@ bool is_same_call(const NodeCall &asked, const TapeCall &recorded, CallBytes giv
     case CallKind::Seek:
       return asked.argument == recorded.argument && asked.whence == recorded.whence;
     case CallKind::Command:
-      return is_same_bytes(asked.given, given);
+      return is_tool_run(asked.fd) == is_tool_run(recorded.fd) && is_same_bytes(asked.given, given);
     case CallKind::Close:
     case CallKind::Pause:
       return true;

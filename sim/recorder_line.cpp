@@ -1,3 +1,4 @@
+#include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -202,17 +203,30 @@ size_t request_text(const NodeCall &call, char *text, size_t size) {
   return request_line(event, text, size);
 }
 
-// Control bytes of a command would end the line.
+// Without the newline at the end. Other control bytes would end the recorded line.
 size_t command_text(const NodeCall &call, char *text, size_t size) {
   constexpr char kTool[] = "debugCmd ";
   const char *command = reinterpret_cast<const char *>(call.given.data);
   bool is_tool = call.given.size >= strlen(kTool) && strncmp(command, kTool, strlen(kTool)) == 0;
   size_t length =
       print_into(text, size, "%s%.*s", is_tool ? "" : "system ", static_cast<int>(call.given.size), command);
+  while (length > 0 && isspace(static_cast<unsigned char>(text[length - 1]))) --length;
   for (size_t i = 0; i < length; ++i) {
     if (static_cast<unsigned char>(text[i]) < ' ') text[i] = '?';
   }
   return length;
+}
+
+// The first line of a process has its program's name. A blank would end the value.
+void add_program(RecordLine &line) {
+  static pid_t named = 0;
+  if (named == getpid()) return;
+  named = getpid();
+  line.add(" program=");
+  for (const char *at = program_invocation_short_name; *at != '\0'; ++at) {
+    bool is_plain = static_cast<unsigned char>(*at) > ' ' && *at != '|';
+    line.add("%c", is_plain ? *at : '_');
+  }
 }
 
 }  // namespace
@@ -253,6 +267,7 @@ void write_down(const NodeCall &call) {
   line.add_call(call);
   if (has_traced_result(call.kind)) line.add_result(traced_result(call), call.error);
   add_rest(line, call);
+  add_program(line);
   line.add("\n");
   append(line);
   errno = error;

@@ -89,13 +89,30 @@ TapeStream *own_stream(uint32_t thread) {
   return nullptr;
 }
 
+bool is_run_of_tool(const NodeCall &call) { return call.kind == CallKind::Command && is_tool_run(call.fd); }
+
 // A free stream that begins with this call.
-TapeStream *begin_stream(uint32_t thread, const NodeCall &asked) {
+TapeStream *find_free_stream(const NodeCall &asked) {
   for (uint32_t i = 0; i < tape().head().streams; ++i) {
     TapeStream &stream = tape().stream(i);
-    if (stream.owner != kNoOwner || !answers(stream, next_call(stream), asked)) continue;
-    stream.owner = thread;
-    return &stream;
+    if (stream.owner == kNoOwner && answers(stream, next_call(stream), asked)) return &stream;
+  }
+  return nullptr;
+}
+
+TapeStream *begin_stream(uint32_t thread, const NodeCall &asked) {
+  TapeStream *stream = find_free_stream(asked);
+  if (stream != nullptr) stream->owner = thread;
+  return stream;
+}
+
+// The next run of debugCmd that was recorded; null without one.
+const TapeStream *next_run_of_tool() {
+  for (uint32_t i = 0; i < tape().head().streams; ++i) {
+    const TapeStream &stream = tape().stream(i);
+    if (stream.owner != kNoOwner || stream.count == 0) continue;
+    const TapeCall &first = tape().call(stream, 0);
+    if (first.kind == CallKind::Command && is_tool_run(first.fd)) return &stream;
   }
   return nullptr;
 }
@@ -179,7 +196,7 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
   Message message;
   message.add("replay: the recording does not have this call\n  expected ");
   if (stream == nullptr) {
-    message.add("a thread that begins with it\n");
+    message.add(is_run_of_tool(asked) ? "no further run of debugCmd\n" : "a thread that begins with it\n");
   } else if (has_ended) {
     message.add("the end of this thread's calls\n");
   } else {
@@ -210,6 +227,7 @@ void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
     if (taken.size > 0) memcpy(bytes, taken.data, taken.size);
     return;
   }
+  if (asked.kind == CallKind::Command && data != nullptr) *static_cast<CallBytes *>(data) = taken;
   if (asked.kind != CallKind::Request || asked.given.size == 0) return;
   const Request *request = request_of(asked.node, static_cast<uint8_t>(asked.number));
   bool fills = request != nullptr && request->fills;
@@ -238,18 +256,26 @@ bool replays() {
   return on;
 }
 
+bool is_next_recorded(const NodeCall &asked) {
+  TapeGuard guard;
+  const TapeStream *own = own_stream(static_cast<uint32_t>(gettid()));
+  if (own != nullptr) return answers(*own, next_call(*own), asked);
+  return find_free_stream(asked) != nullptr;
+}
+
 int64_t replay(const NodeCall &asked, void *data) {
   int error = errno;
   auto thread = static_cast<uint32_t>(gettid());
   TapeGuard guard;
   if (asked.kind == CallKind::Pause) return replay_pause(thread);
   if (tape().head().failed != 0) _exit(kNotInRecording);
-  TapeStream *own = own_stream(thread);
+  // A run of debugCmd is a process. Another one may have had its number.
+  TapeStream *own = is_run_of_tool(asked) ? nullptr : own_stream(thread);
   TapeStream *stream = own;
   bool goes_on = own != nullptr && answers(*own, next_call(*own), asked);
   if (!goes_on && own != nullptr) stream = other_stream(*own, thread, asked);
   if (own == nullptr) stream = begin_stream(thread, asked);
-  if (stream == nullptr) fail(asked, own);
+  if (stream == nullptr) fail(asked, is_run_of_tool(asked) ? next_run_of_tool() : own);
   uint32_t position = next_call(*stream);
   const TapeCall &recorded = tape().call(*stream, position);
   fill(asked, recorded, data);

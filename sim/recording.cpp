@@ -152,6 +152,7 @@ void parse_field(std::string_view name, std::string_view value, RecordedCall &re
   if (name == "at") call.at = number_of<int64_t>(value, "at");
   if (name == "result") call.result = number_of<int64_t>(value, "result");
   if (name == "errno") call.error = number_of<int>(value, "errno");
+  if (name == "program") recorded.program = value;
   if (name == "given") recorded.given = bytes_in(value);
   if (name == "taken") recorded.taken = bytes_in(value);
 }

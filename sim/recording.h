@@ -21,8 +21,9 @@ struct RecordedCall {
   int64_t duration_us;
   uint32_t process;
   uint32_t thread;
-  std::string text;  // as a trace has it
-  NodeCall call;     // without its bytes
+  std::string text;     // as a trace has it
+  NodeCall call;        // without its bytes
+  std::string program;  // of a process's first line: the program's name
   std::vector<uint8_t> given;
   std::vector<uint8_t> taken;  // empty: the same as `given`
 

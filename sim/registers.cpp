@@ -6,14 +6,12 @@
 namespace zelsim {
 namespace {
 
-constexpr uint32_t kLossOfSignalRegister = 0x18110;  // of the SoC
-constexpr uint32_t kLossOfSignalBits = 0xf00;        // bits 8 to 11: the cages of the main board
-constexpr unsigned kLossOfSignalShift = 8;
+constexpr uint32_t kLossOfSignalBits = 0xf00;  // the cages of the main board
 
 uint32_t loss_of_signal(const Board &board) {
   uint32_t bits = 0;
   for (unsigned i = 0; i < kMainPorts; ++i) {
-    if (board.cages[kFirstMainPort + i].loss_of_signal) bits |= 1u << (kLossOfSignalShift + i);
+    if (board.cages[kFirstMainPort + i].loss_of_signal) bits |= 1u << (kFirstLossOfSignal + i);
   }
   return bits;
 }

@@ -75,6 +75,7 @@ class TapeMaker {
       TapeCall row = {};
       row.kind = call.kind;
       row.node = call.node;
+      row.fd = call.fd;
       row.flags = call.flags;
       row.whence = call.whence;
       row.error = call.error;
@@ -147,6 +148,7 @@ int answer_program(const CommandLine &line) {
   const Threads threads = threads_of(recording);
   TapeFile tape(TapeMaker(threads, line.fast).tape());
   preload("libzelrecord.so");
+  put_recorder_tools();
   set_variable(kReplayVariable, tape.path());
   unsetenv(kRecordVariable);
   int status = run_and_wait(line.words);

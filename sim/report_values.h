@@ -31,7 +31,13 @@ const std::vector<uint8_t> *file_of(const ArchivedFiles &files, const Json &name
 /** What the report does not hold, or the twin cannot have. */
 class Notes {
  public:
-  void add(const std::string &what, const std::string &why) { rows_.push_back(record("what", what, "why", why)); }
+  /** Adds a row. Of several reasons for the same thing the first one stays. */
+  void add(const std::string &what, const std::string &why) {
+    for (const Json &row : rows_) {
+      if (row["what"] == what) return;
+    }
+    rows_.push_back(record("what", what, "why", why));
+  }
   const Json &rows() const { return rows_; }
 
  private:

@@ -22,7 +22,8 @@ struct TimedAct {
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
-/** The words of a line, as in a shell: blanks within quotes belong to a word. Nothing if a quote does not end. */
+/** The words of a line, as in a shell: blanks within quotes belong to a word, and a word that begins with # begins a
+ *  comment. Nothing if a quote does not end. */
 std::optional<Words> words_of(const std::string &text) {
   Words words;
   constexpr char kNoQuote = '\0';
@@ -34,6 +35,8 @@ std::optional<Words> words_of(const std::string &text) {
       within_word = false;
       continue;
     }
+    bool begins_comment = !within_word && c == '#';
+    if (begins_comment) break;
     if (!within_word) words.emplace_back();
     within_word = true;
     bool begins_quote = !quoted && (c == '\'' || c == '"');
@@ -99,7 +102,7 @@ std::vector<TimedAct> read_scenario(const std::string &file) {
     std::string place = "FILE: " + file + ", line " + std::to_string(number);
     std::optional<Words> words = words_of(line);
     if (!words) throw Usage(place + ": a quote has no end");
-    if (words->empty() || words->front().starts_with("#")) continue;
+    if (words->empty()) continue;
     int64_t at_us = time_of(words->front(), previous_us, place);
     words->erase(words->begin());
     acts.push_back({at_us, command_in(*words, place), place});

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <set>
 
+#include "fresh_folder.h"
 #include "image_file.h"
 #include "nodes.h"
 #include "rules.h"
@@ -29,6 +30,13 @@ namespace fs = std::filesystem;
 fs::path states_of(const fs::path &folder) { return folder / kStatesFolder; }
 
 [[noreturn]] void fail_with(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
+
+/** The board whose states a command is about. What killed commands have left there is removed. */
+AttachedBoard board_with_states(const std::string &name) {
+  AttachedBoard board = attach_board(name);
+  remove_ownerless_folders(states_of(board.folder));
+  return board;
+}
 
 int open_file(const std::string &path, int flags) {
   int fd = open(path.c_str(), flags | O_CLOEXEC, 0644);
@@ -57,7 +65,7 @@ class Quiet {
     for (uint32_t user : board_.watch.flash_users) {
       if (user == 0 || !lives(user)) continue;
       pthread_mutex_unlock(&board_.mutex);
-      throw Failure("STATE: process " + std::to_string(user) + " is in a request: try again when it is done");
+      throw Failure("process " + std::to_string(user) + " is in a request: try again when it is done");
     }
   }
   ~Quiet() {
@@ -76,7 +84,7 @@ class Quiet {
       count_rules(board_);
       pthread_mutex_consistent(&board_.mutex);
     } else if (locked != 0) {
-      throw Failure("STATE: a program is in a request: try again when it is done");
+      throw Failure("a program is in a request: try again when it is done");
     }
   }
 
@@ -195,25 +203,6 @@ void apply(const fs::path &folder, Board &board, const std::string &name) {
   board.watch.loading[0] = '\0';
 }
 
-/** A new folder for a state; it is removed at the end of its scope unless it has been renamed. */
-class FreshState {
- public:
-  explicit FreshState(const fs::path &folder) : path_(states_of(folder) / ".new-XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) fail_with("make " + path_);
-  }
-  ~FreshState() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  FreshState(const FreshState &) = delete;
-  FreshState &operator=(const FreshState &) = delete;
-
-  const std::string &path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 void check_state(const fs::path &folder, const std::string &name) {
   check_name(name, "STATE");
   if (!fs::exists(states_of(folder) / name))
@@ -235,9 +224,8 @@ Json state_row(const fs::path &place) {
 
 void save_state(const CommandLine &line) {
   check_name(line.words[0], "STATE");
-  auto [folder, attached] = attach_board(line.board);
-  fs::create_directories(states_of(folder));
-  FreshState fresh(folder);
+  auto [folder, attached] = board_with_states(line.board);
+  FreshFolder fresh(states_of(folder));
   sys::File from(open_file(folder.native() + kFlashFile, O_RDONLY));
   sys::File to(open_file(fresh.path() + kFlashFile, O_RDWR | O_CREAT));
   if (ftruncate(to.get(), kFlashSize) != 0) fail_with("write the flash image");
@@ -250,14 +238,14 @@ void save_state(const CommandLine &line) {
 }
 
 void load_state(const CommandLine &line) {
-  auto [folder, attached] = attach_board(line.board);
+  auto [folder, attached] = board_with_states(line.board);
   check_state(folder, line.words[0]);
   Quiet quiet(*attached->board);
   apply(folder, *attached->board, line.words[0]);
 }
 
 void forget_state(const CommandLine &line) {
-  auto [folder, attached] = attach_board(line.board);
+  auto [folder, attached] = board_with_states(line.board);
   check_state(folder, line.words[0]);
   fs::remove_all(states_of(folder) / line.words[0]);
 }
@@ -271,7 +259,7 @@ void finish_loading(const std::filesystem::path &folder, Board &board) {
 }
 
 Json states_document(const CommandLine &line) {
-  auto [folder, attached] = attach_board(line.board);
+  auto [folder, attached] = board_with_states(line.board);
   Json states = Json::array();
   std::error_code none;
   fs::directory_iterator entries(states_of(folder), none);

@@ -22,6 +22,7 @@ struct TapePiece {
 struct TapeCall {
   CallKind kind;
   Node node;
+  int32_t fd;
   int32_t flags;
   int32_t whence;
   int32_t error;

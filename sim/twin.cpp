@@ -26,6 +26,7 @@ class Twin {
       : report_(report), files_(files), board_(*attached.board) {}
 
   void build(const std::string &folder) {
+    note_what_was_not_read();
     build_slots();
     build_supplies();
     build_gpio();
@@ -35,6 +36,7 @@ class Twin {
     modules_ = plug_modules(report_, files_, board_, notes_);
     build_signals();
     build_expanders();
+    light_modules(board_, notes_);
     set_phys(report_, board_, notes_);
     fill_flash(report_, files_, folder, notes_);
     note_what_no_driver_tells();
@@ -209,12 +211,6 @@ class Twin {
     return expander(board_, transfer);
   }
 
-  static bool is_expander(uint8_t address) {
-    bool wide = address >= kFirstWideAddress && address <= kMainWideAddress;
-    bool narrow = address >= kFirstNarrowAddress && address <= kLastNarrowAddress;
-    return (wide || narrow) && address % 2 == 0;
-  }
-
   void set_expander(uint8_t address, uint8_t number, uint8_t value) {
     if (is_expander(address)) move(address, number, value, true);
   }
@@ -246,11 +242,19 @@ class Twin {
     }
   }
 
-  void note_what_no_driver_tells() {
-    constexpr const char *kUntold[] = {
-        "reset flag",        "I/O value",         "fail flags of clock and sensor", "whether the watchdog is toggled",
-        "serial-GPIO chain", "wear of the flash", "registers that are in no report"};
+  void note_what_was_not_read() {
     for (const Json &row : at({"not_read"})) note(text_of(member(row, {"what"})), text_of(member(row, {"why"})));
+  }
+
+  void note_what_no_driver_tells() {
+    constexpr const char *kUntold[] = {"reset flag",
+                                       "I/O value",
+                                       "fail flags of clock and sensor",
+                                       "whether the watchdog is toggled",
+                                       "serial-GPIO chain",
+                                       "wear of the flash",
+                                       "registers that are in no report",
+                                       "auto-negotiation time of copper PHYs (settle)"};
     for (const char *what : kUntold) note(what, "no driver tells of it");
   }
 

@@ -1,6 +1,7 @@
 #include "twin_modules.h"
 
 #include <algorithm>
+#include <cstring>
 #include <span>
 
 #include "../cli/module_page.h"
@@ -55,7 +56,8 @@ PhyKind phy_kind(const Json &row, ::ModulePage page) {
 void plug_reported(unsigned port, const Json &row, const ArchivedFiles &files, const MemoryPage &page, Board &board,
                    Notes &notes) {
   const ::ModulePage first_half = std::span(page).first<kPageLength>();
-  std::string name = printable(part_number_of(first_half));
+  std::string name = catalogue_name(page);
+  if (name.empty()) name = printable(part_number_of(first_half));
   if (name.empty()) name = "module";
   const Json &a2 = member(row, {"a2"});
   Diagnostics diagnostics = diagnostics_for_cage(page, page_in(files, a2));
@@ -94,7 +96,7 @@ void check_phy(unsigned port, const std::vector<PhyValue> &wanted, Board &board,
   }
 }
 
-void set_phy(unsigned port, const std::vector<PhyValue> &wanted, Board &board) {
+void set_phy(unsigned port, const std::vector<PhyValue> &wanted, Board &board, Notes &notes) {
   Cage &cage = board.cages[port];
   for (const PhyValue &row : wanted) {
     if (row.number == PhyStatus) {
@@ -103,7 +105,33 @@ void set_phy(unsigned port, const std::vector<PhyValue> &wanted, Board &board) {
       cage.phy_register[row.number] = static_cast<uint16_t>(row.value);
     }
   }
+  if (cage.link_speed == 0) notes.add(format("port %u: duplex of the link", port), "the link was down");
   cage.negotiating_since_us = now_us(board) - int64_t{board.settle_ms} * 1000;  // it has settled
+}
+
+// The report has what a module measures without light. What it measures with light is not known: it gets usual values.
+void light_module(unsigned port, Board &board, Notes &notes) {
+  struct Part {
+    Quantity quantity;
+    const char *name;
+    const char *why;
+  };
+  constexpr Part kParts[] = {
+      {kBias, "bias of the laser that is on", "it was off; it gets a usual value"},
+      {kTxPower, "power of the laser that is on", "it was off; it gets a usual value"},
+      {kRxPower, "received power", "there was no light; it gets a usual value"},
+  };
+  Cage &cage = board.cages[port];
+  std::string module(cage.name, strnlen(cage.name, sizeof cage.name));
+  for (const Part &part : kParts) {
+    if (!is_dark(board, port, part.quantity)) continue;
+    uint8_t *measured = cage.diagnostics.page + place_of(part.quantity);
+    std::memcpy(cage.diagnostics.dark + 2 * part.quantity, measured, sizeof(uint16_t));
+    uint16_t usual = usual_word(cage, module, part.quantity);
+    measured[0] = static_cast<uint8_t>(usual >> 8);
+    measured[1] = static_cast<uint8_t>(usual);
+    notes.add(format("port %u: %s", port, part.name), part.why);
+  }
 }
 
 }  // namespace
@@ -131,10 +159,17 @@ void set_phys(const Json &report, Board &board, Notes &notes) {
     const Json &registers = member(row, {"phy"});
     if (!port || !registers.is_array() || board.cages[*port].phy == PhyKind::None) continue;
     const std::vector<PhyValue> wanted = phy_values(registers);
-    set_phy(*port, wanted, board);
+    set_phy(*port, wanted, board, notes);
     check_phy(*port, wanted, board, notes);
   }
   board.gpio.selected_cage = selected;
+}
+
+void light_modules(Board &board, Notes &notes) {
+  for (unsigned port = 0; port < kPorts; ++port) {
+    bool measures = has_cage(board, port) && board.cages[port].fitted && board.cages[port].diagnostics.present;
+    if (measures) light_module(port, board, notes);
+  }
 }
 
 }  // namespace zelsim::tool

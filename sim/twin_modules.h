@@ -12,4 +12,8 @@ unsigned plug_modules(const Json &report, const ArchivedFiles &files, Board &boa
  *  is on. */
 void set_phys(const Json &report, Board &board, Notes &notes);
 
+/** Gives modules that were dark when the report was made usual values for the time when they have light. The lines of the
+ *  cages are set already. */
+void light_modules(Board &board, Notes &notes);
+
 }  // namespace zelsim::tool

@@ -96,34 +96,52 @@ ALTERED = [
     ("set temperature 42.5", {}),  # within the tolerance
     ("set supply 2 failed", {("gpio", "GetPowerStatus", "status"): ("232", "104")}),
     ("set reset-key 1", {("gpio", "GetResetKey", "key"): ("0", "1")}),
-    ("set loss-of-signal 24 0", {("i2c", "BufRead", "addr=0x7a byte=0x00"): None,
-                                 ("gpio", "GetSocRegister", "address=0x18110 value"): None}),
+    ("set loss-of-signal 24 0", {("i2c", "BufRead", "addr=0x7a port=24 loss_of_signal"): ("1", "0"),
+                                 ("gpio", "GetSocRegister", "address=0x18110 port=24 loss_of_signal"): ("1", "0")}),
+    ("set tx-fault 3 1", {("i2c", "BufRead", "addr=0x40 port=3 tx_fault"): ("0", "1")}),
     ("plug 3 1g-lx", {("i2c", "BufRead", f"addr=0xa0 port=3 byte=0x{byte:02x}"): None
                       for byte in (6, 46, 60, 61, 63, 92, 95)}),
-    ("set lm75 absent", {("i2c", "GetSensorAlive", "alive"): ("1", "0"), ("i2c", "BufRead", "result"): ("0", "0xffff")}),
+    ("set lm75 absent", {("i2c", "GetSensorAlive", "alive"): ("1", "0"), ("i2c", "BufRead", "addr=0x9e result"): ("0", "0xffff")}),
+    ("run --fast -- zelctl phy set 3 1 0x55", {("-", "debugCmd", "phy_register_get 3 1 value"): ("0x0000", "0x0055")}),
     ("fail flash:read --result refused", {("flash", "read", "result"): None}),
-    ("flash load -", {("flash", "read", "sector=0x00120000"): ("ff at 0x00123456", "5a at 0x00123456")}),
+    ("flash load -", {("flash", "read", "sector=0x00120000"): tuple(
+        f"{byte}{byte} at 0x00123456, 2 bytes differ up to 0x00123457" for byte in ("ff", "5a"))}),
 ]
 
 
 def what_the_model_answers():
     """A recording agrees with a board like the recorded one; of an altered board exactly the alterations are named."""
     session = ("zelctl sfp show 3 >/dev/null; zelctl temperature >/dev/null; zelctl power >/dev/null; zelctl reset-key >/dev/null;"
-               "zelctl ports >/dev/null; zelctl led set alarm blink; zelctl clock >/dev/null; ./caller flash 3 >/dev/null")
+               "zelctl ports >/dev/null; zelctl led set alarm blink; zelctl phy get 3 1 >/dev/null; zelctl clock >/dev/null; ./caller flash 3 >/dev/null")
     make("real")
     record("real", "real.rec", "sh", "-c", session)
     make("model")
     found, data = differences("real.rec", "model", 0)
     assert found == {} and data["differing"] == 0 and data["compared"] > 150, data
-    image = b"\xff" * 0x123456 + b"\x5a"
+    image = b"\xff" * 0x123456 + b"\x5a\x5a"
     for step, expected in ALTERED:
         make("altered")
-        subprocess.run([ZELSIM, *step.split(), "--board", "altered"], input=image, check=True, stdout=subprocess.DEVNULL)
+        words = step.split()
+        words[1:1] = ["--board", "altered"] if words[0] == "run" else []
+        words += ["--board", "altered"] if words[0] != "run" else []
+        subprocess.run([ZELSIM, *words], input=image, check=True, stdout=subprocess.DEVNULL)
         found, data = differences("real.rec", "altered", 1 if expected else 0)
         assert set(found) == set(expected), (step, found)
         for key, values in expected.items():
             assert values is None or found[key][:2] == values, (step, found[key])
         zelsim("delete", "altered")
+    # Lines of debugCmd however they are started; of more than a plain line each run is compared.
+    lines = "debugCmd sgpio_set 1 3 1 >/dev/null; debugCmd phy_register_set 3 1 55 && debugCmd phy_register_get 3 1 | cat"
+    printed = record("real", "tool.rec", "sh", "-c", f"python3 -c 'import os; os.system(\"debugCmd sgpio_set 1 3 1\\n\")'; {lines}").stdout
+    assert [line.split("|")[0].split(" ", 3)[3] for line in calls_in("tool.rec")] == [
+        "debugCmd sgpio_set 1 3 1 ", "debugCmd sgpio_set 1 3 1 ", "debugCmd phy_register_set 3 1 55 ", "debugCmd phy_register_get 3 1 "]
+    assert differences("tool.rec", "real", 0)[1]["compared"] == 4 and "0x0055" in printed
+    assert replay("tool.rec", "sh", "-c", f"debugCmd sgpio_set 1 3 1; {lines}").stdout == printed
+    assert "got      debugCmd sgpio_set 9 9 9" in replay("tool.rec", "debugCmd", "sgpio_set", "9", "9", "9", status=125).stderr
+    text = "zelsim recording 1 0.000000\n0.000000 1 2/2 system a; debugCmd b | result=0 given=" + b"a; debugCmd b".hex() + "\n"
+    open("shell.rec", "w").write(text + text.splitlines()[1].replace("2/2", "2/3") + "\n")
+    data = json.loads(zelsim("verify", "shell.rec", "--board", "real", "--json").stdout)
+    assert data["compared"] == 0 and [row["line"] for row in data["skipped"]] == [2, 3], data
     # The board itself has not been touched.
     assert json.loads(zelsim("show", "--board", "model", "--json").stdout)["gpio"]["watchdog_toggles"] == 0
     assert json.loads(zelsim("show", "--board", "model", "--json").stdout)["panel"]["alarm"] == 0
@@ -170,11 +188,11 @@ def other_drivers():
         assert recorded == alone != run("./caller", mode, "16").stdout
         assert replay(f"other-{mode}.rec", "./caller", mode, "16", fast=()).stdout == alone
     make("other", ["set supply 2 dc", "set temperature 26.5", "plug 3 1g-sx"])
-    image = b"\xff" * 0x123456 + b"\x5a"
+    image = b"\xff" * 0x123456 + b"\x5a"  # as those drivers have it
     subprocess.run([ZELSIM, "flash", "load", "-", "--board", "other"], input=image, check=True)
     found, _ = differences("other-ask.rec", "other", 1)
     # No cage is selected: an empty module path is silent, where those drivers say that the bus is busy.
-    assert {key: value for key, value in found.items()} == {("i2c", "BufRead", "result"): ("0xfffa", "0xffff", 16)}, found
+    assert {key: value for key, value in found.items()} == {("i2c", "BufRead", "addr=0xa0 result"): ("0xfffa", "0xffff", 16)}, found
     found, _ = differences("other-flash.rec", "other", 1)
     assert found == {("-", "debugCmd", "result"): ("768", "0", 1)}, found
     zelsim("set", "temperature", "20", "--board", "other")
@@ -218,6 +236,7 @@ def what_others_read():
     timeline = json.loads(zelsim("trace", "--format", "perfetto", "a.rec.gz").stdout)
     events = [event for event in timeline["traceEvents"] if event["ph"] == "X"]
     assert len(events) == len(calls_in("a.rec.gz")) and {event["name"] for event in events} >= {"open", "BufRead", "pause"}
+    assert {event["args"]["name"] for event in timeline["traceEvents"] if event["ph"] == "M"} == {"caller"}
     assert all(event["dur"] >= 0 and event["ts"] >= 0 and event["pid"] and event["tid"] for event in events)
 
 
@@ -257,6 +276,18 @@ def twin_of_a_report():
         assert rows[0] == rows[1], rows
     del files["summary.txt"], files_of_twin["summary.txt"]
     assert files == files_of_twin
+    # Modules that were dark have usual values with light; the twin's own names are those of the catalogue.
+    def optics(board):
+        return {row["port"]: (row["bias"], row["tx_power"], row["rx_power"]) for row in json.loads(
+            zelsim("show", "--board", board, "--json").stdout)["diagnostics"]}
+    assert named >= {"port 3: bias of the laser that is on", "port 24: received power"} and any("settle" in what for what in named), named
+    assert optics("twin") == optics("site") and optics("twin")[3][0] == 0
+    for board in "site", "twin":
+        zelsim("run", "--fast", "--board", board, "--", ZELCTL, "cage", "3", "--tx-disable", "off")
+        for step in "set tx-fault 3 0", "set loss-of-signal 24 0":
+            zelsim(*step.split(), "--board", board)
+    assert optics("twin") == optics("site") and optics("twin")[3][0] == 5.4 and optics("twin")[24][2] == -3.1, optics("twin")
+    assert [zelsim("get", f"cages.{port}.module", "--board", "twin").stdout.strip() for port in (3, 16, 27)] == ["1g-sx", "copper", "dac"]
     # Without the flash its regions are named; the environment is there. An existing board stays.
     small = subprocess.run([ZELSIM, "run", "--fast", "--board", "site", "--", ZELCTL, "report", "-o", "small.tar.gz"], capture_output=True)
     assert small.returncode == 0

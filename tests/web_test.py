@@ -265,6 +265,7 @@ class Board(Server):
         zelsim("plug 3 copper")
         for line in ("plug 5 1g-lx", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
                      "set rtc absent", "set los 3 1", "set link 3 100 half", "fail i2c:BufRead@0x40 --result busy --skip 2",
+                     "fail gpio --probability 0.25 --seed 7",
                      "set io 1 2", "set busy 1", "set settle 7"):
             with self.subTest(line=line):
                 before = json.loads(zelsim("show --json"))
@@ -280,6 +281,14 @@ class Board(Server):
                 for each in (before, after):
                     del each["i2c"]["clock"], each["paused_us"]
                 self.assertEqual(before, after)
+        zelsim("fail gpio --probability 0.25 --seed 7")
+        zelsim("heal")
+        news = {}
+        page = self.follow(news)
+        eventually(lambda: any(entry.get("command") == "zelsim heal" for entry in news.get("activity", [])))
+        page.close()
+        self.assertEqual(news["activity"][-1]["undo"], ["fail gpio --result 65535 --probability 0.25 --seed 7"])
+        zelsim("heal")
 
 
 class Limits(Server):

@@ -57,6 +57,15 @@ flock "$work/.new-owned" "$zelsim" show >/dev/null
 "$zelsim" list >/dev/null
 [ ! -e "$work/.new-owned" ] || fail "a folder without an owner stays"
 
+mkdir -p "$work/default/states/.new-killed"
+"$zelsim" states >/dev/null && [ ! -e "$work/default/states/.new-killed" ] || fail "what a killed save left stays"
+
+# A comment of a scenario ends with its line; a # within a word begins none.
+printf '# "power\n0 set temperature 30 # warm "\n' >"$work/scenario"
+"$zelsim" play "$work/scenario" && [ "$("$zelsim" get i2c.temperature)" = 30 ] || fail "a comment behind an act"
+printf '0 set busy 0#1\n' >"$work/scenario"
+"$zelsim" play "$work/scenario" 2>/dev/null && fail "a # within a word begins a comment"
+
 # A folder that is no board hides no other.
 mkdir "$work/lost+found"
 "$zelsim" list | grep -q '^default  *sfp' || fail "list"
