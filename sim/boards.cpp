@@ -100,7 +100,7 @@ Json board_row(const std::string &name) {
   auto key_of = [](unsigned slot) { return "slot_" + std::to_string(slot + 1); };
   for (unsigned slot = 0; slot < kSlots; ++slot) row[key_of(slot)] = nullptr;
   try {
-    OpenBoard board = look_at(name);
+    OpenBoard board = open_folder(boards_root() / name, Intent::Look);
     for (unsigned slot = 0; slot < kSlots; ++slot) row[key_of(slot)] = board_type(*board, slot);
   } catch (const std::runtime_error &) {  // a damaged board, or another folder, is listed without its slots
   }

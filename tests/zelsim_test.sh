@@ -62,7 +62,7 @@ mkdir -p "$work/default/states/.new-killed"
 
 # A comment of a scenario ends with its line; a # within a word begins none.
 printf '# "power\n0 set temperature 30 # warm "\n' >"$work/scenario"
-"$zelsim" play "$work/scenario" && [ "$("$zelsim" get i2c.temperature)" = 30 ] || fail "a comment behind an act"
+"$zelsim" play "$work/scenario" && [ "$("$zelsim" get i2c.temperature)" = 30.0 ] || fail "a comment behind an act"
 printf '0 set busy 0#1\n' >"$work/scenario"
 "$zelsim" play "$work/scenario" 2>/dev/null && fail "a # within a word begins a comment"
 
