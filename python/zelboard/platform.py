@@ -2,7 +2,8 @@
 thermal sensors, SFP cages, LEDs, modules, components and a watchdog. If this hardware cannot tell a value, it is None. If
 it cannot do something, the method returns False. Such tests expect that."""
 import re
-from typing import TYPE_CHECKING, Any, List, Optional
+import time
+from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple
 
 from zelboard import fw
 from zelboard._device import Device as Device, Led as Led, Unsupported
@@ -13,6 +14,7 @@ if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
 PORTS = range(fw.FW_PORTS)
+LOOK_SECONDS = 0.05  # between two looks at the cages
 SUPPLY_TYPES = {1: "AC", 2: "DC"}  # by the driver's configuration byte
 
 
@@ -225,7 +227,6 @@ class Chassis(Device):
 
     get_system_eeprom_info = Unsupported()
     get_reboot_cause = Unsupported()
-    get_change_event = Unsupported()
     get_supervisor_slot = Unsupported()
     get_my_slot = Unsupported()
     get_thermal_manager = Unsupported()
@@ -239,6 +240,7 @@ class Chassis(Device):
         self._modules = [Module(calls, slot) for slot in range(fw.FW_SLOT_FIRST, fw.FW_SLOT_LAST + 1)]
         self._components = [Component(calls, number) for number in (1, 2)]
         self._watchdog = Watchdog(calls)
+        self._present: Optional[Dict[int, bool]] = None  # modules, as of the last look
         self._status = Led(calls, "system", calls.FW_GetSystemLed, calls.FW_SetSystemLed)
 
     def get_base_mac(self) -> Optional[str]:
@@ -278,6 +280,21 @@ class Chassis(Device):
 
     def get_sfp(self, index: int) -> Sfp:
         return self._sfps[index]
+
+    def get_change_event(self, timeout: int = 0) -> Tuple[bool, Dict[str, Dict[str, str]]]:
+        """Waits until modules are plugged ("1") or pulled ("0"), as {"sfp": {"3": "1"}}, at most `timeout` milliseconds; 0
+        waits for ever. Changes count from the call before; for the first call, from its start."""
+        end = time.monotonic() + timeout / 1000
+        before = self._present or self._modules_present()
+        while True:
+            self._present = self._modules_present()
+            changed = {str(port): str(int(is_there)) for port, is_there in self._present.items() if is_there != before[port]}
+            if changed or (timeout and time.monotonic() >= end):
+                return True, {"sfp": changed}
+            time.sleep(LOOK_SECONDS)
+
+    def _modules_present(self) -> Dict[int, bool]:
+        return {sfp.port: sfp.get_presence() for sfp in self._sfps}
 
     def get_num_modules(self) -> int:
         return len(self._modules)

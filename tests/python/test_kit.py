@@ -6,7 +6,7 @@ import threading
 import time
 from datetime import datetime
 from pathlib import Path
-from typing import Any, Dict, List, Tuple
+from typing import Any, Callable, Dict, List, Tuple
 
 import pytest
 
@@ -228,15 +228,15 @@ def test_a_command_that_reaches_no_switch(command: List[str], why: str) -> None:
 
 
 # What a person is asked, what is wrong before it is done, and what they do.
-BY_HAND: List[Tuple[str, str, str]] = [
-    ("fit(1, 'sfp')", "slot 1: fit a board, sfp: not done, the switch tells: none, not: sfp", "fit 1 sfp"),
-    ("plug(3, '1g-sx')", "port 3: plug a module, 1g-sx: not done, the switch tells: no module", "plug 3 1g-sx"),
-    ("set_light(3, False)", "port 3: pull the fibre: not done, the switch tells: light", "set loss-of-signal 3 1"),
-    ("unplug(3)", "port 3: pull the module: not done, the switch tells: a module", "unplug 3"),
-    ("set_supply(2, 'dc')", "supply 2: make it dc: not done, the switch tells: ac", "set supply 2 dc"),
-    ("set_supply(2, 'failed')", "the switch tells: dc, not: failed", "set supply 2 failed"),
-    ("set_supply(1, 'none')", "the switch tells: ac, not: none", "set supply 1 none"),
-    ("set_temperature(80)", "the switch tells: 25 degrees, not: about 80 degrees", "set temperature 79")]
+BY_HAND: List[Tuple[Callable[[Switch], None], str, str]] = [
+    (lambda switch: switch.fit(1, "sfp"), "slot 1: fit a board, sfp: not done, the switch tells: none, not: sfp", "fit 1 sfp"),
+    (lambda switch: switch.plug(3, "1g-sx"), "port 3: plug a module, 1g-sx: not done, the switch tells: no module", "plug 3 1g-sx"),
+    (lambda switch: switch.set_light(3, False), "port 3: pull the fibre: not done, the switch tells: light", "set loss-of-signal 3 1"),
+    (lambda switch: switch.unplug(3), "port 3: pull the module: not done, the switch tells: a module", "unplug 3"),
+    (lambda switch: switch.set_supply(2, "dc"), "supply 2: make it dc: not done, the switch tells: ac", "set supply 2 dc"),
+    (lambda switch: switch.set_supply(2, "failed"), "the switch tells: dc, not: failed", "set supply 2 failed"),
+    (lambda switch: switch.set_supply(1, "none"), "the switch tells: ac, not: none", "set supply 1 none"),
+    (lambda switch: switch.set_temperature(80), "tells: 25 degrees, not: about 80 degrees", "set temperature 79")]
 
 
 def test_what_a_person_says_is_looked_at(board: Board, monkeypatch: pytest.MonkeyPatch) -> None:
@@ -244,16 +244,16 @@ def test_what_a_person_says_is_looked_at(board: Board, monkeypatch: pytest.Monke
     done: List[str] = []  # what the person will do
 
     def person(_: str) -> None:
-        for act in done:
-            board.do(*act.split())
+        for line in done:
+            board.do(*line.split())
 
     with Switch(command_to(board, "--fast"), ask=person) as switch:
         for act, why, doing in BY_HAND:
             done[:] = []
             with pytest.raises(NotDone, match=why):
-                eval(f"switch.{act}")
+                act(switch)
             done[:] = [doing]
-            eval(f"switch.{act}")
+            act(switch)
         done[:] = []
         switch.require("sfp", supplies=["none", "failed"])  # nobody needs to be asked
 

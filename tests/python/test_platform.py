@@ -155,6 +155,18 @@ def test_a_cage(board: Board) -> None:
             sfp.get_power_override()
 
 
+@pytest.mark.board(slots="sfp", modules={3: "1g-sx", 24: "10g-sr"})
+def test_modules_that_come_and_go(board: Board) -> None:
+    with board.session() as session:
+        chassis = Chassis(session)
+        assert chassis.get_change_event(1) == (True, {"sfp": {}})
+        board.unplug(3)
+        board.plug(7, "copper")
+        assert chassis.get_change_event() == (True, {"sfp": {"3": "0", "7": "1"}})
+        with board.start_play([(0.3, "unplug 24")]):
+            assert chassis.get_change_event(60000) == (True, {"sfp": {"24": "0"}})
+
+
 def test_labgrid() -> None:
     pytest.importorskip("labgrid")
     from labgrid import Target  # type: ignore[import]
