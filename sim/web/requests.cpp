@@ -50,43 +50,55 @@ Json entry_of(const TraceRecord &record, const std::string &bytes) {
 
 }  // namespace
 
-// Takes the bytes that were written since, and asks for more. Nothing if some of them are overwritten already.
-std::optional<std::string> Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
+// Takes the bytes that were written since, and asks for more. False if some of them were lost. Programs wait meanwhile.
+bool Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   constexpr uint32_t kLongestRecord = 1024;
   constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
   Board &board = *attached->board;
   Guard guard(board, Intent::Look);
   Watch &watch = board.watch;
-  if (attached_ != attached) position_ = watch.written;
+  if (attached_ != attached) {
+    position_ = watch.written;
+    untold_.clear();
+  }
   attached_ = attached;
   watch.wanted = watch.written + kRoom;
-  bool missed = watch.written - position_ >= kRoom;
-  if (missed) {
-    position_ = watch.written;
-    return std::nullopt;
-  }
-  std::string bytes;
-  for (; position_ != watch.written; ++position_) bytes += static_cast<char>(watch.records[position_ % kWatchedBytes]);
-  return bytes;
+  uint32_t size = watch.written - position_;
+  uint32_t begin = position_ % kWatchedBytes;
+  position_ = watch.written;
+  if (size >= kRoom) return false;
+  uint32_t before_end = std::min(size, kWatchedBytes - begin);
+  const auto *records = reinterpret_cast<const char *>(watch.records);
+  untold_.append(records + begin, before_end);
+  untold_.append(records, size - before_end);
+  return true;
 }
 
-bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
-  std::optional<std::string> bytes = take_bytes(attached);
-  if (!bytes) {
-    news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
-    return true;
-  }
+bool Requests::tell(News &news) {
+  std::string bytes = std::move(untold_);
+  untold_.clear();
   size_t at = 0;
-  while (at + sizeof(TraceRecord) <= bytes->size()) {
+  while (at + sizeof(TraceRecord) <= bytes.size()) {
     TraceRecord record = {};
-    std::memcpy(&record, bytes->data() + at, sizeof record);
-    bool whole = record.size >= sizeof record && at + record.size <= bytes->size() && record.node <= Node::Flash;
+    std::memcpy(&record, bytes.data() + at, sizeof record);
+    bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
     if (!whole) break;
-    std::string rest = bytes->substr(at + sizeof record, record.size - sizeof record);
+    std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
     news.add(kRequestsLog, text_of(entry_of(record, rest)), kMostRequests);
     at += record.size;
   }
-  return !bytes->empty();
+  return !bytes.empty();
+}
+
+bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
+  constexpr std::chrono::milliseconds kPause{300};
+  bool all_taken = take_bytes(attached);
+  Clock::time_point now = Clock::now();
+  if (all_taken && now - told_at_ < kPause) return false;
+  bool has_told = tell(news);
+  if (!all_taken) news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
+  if (has_told || !all_taken) told_at_ = now;
+  return has_told || !all_taken;
 }
 
 bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news) {

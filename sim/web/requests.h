@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "attached.h"
@@ -13,7 +12,8 @@ namespace zelsim::web {
 /** The requests that programs make. Programs record them only as long as somebody asks for more. */
 class Requests {
  public:
-  /** Adds the requests since the last call to the log, and asks for more. @return true if there were some */
+  /** Takes the requests since the last call, and asks for more. Adds them to the log a few times a second: each time
+   *  costs time that programs want. @return true if some were added */
   bool take(const std::shared_ptr<const Attached> &attached, News &news);
 
   /** Puts the number of requests a second, once a second. @return true when it has changed */
@@ -21,10 +21,13 @@ class Requests {
 
  private:
   using Clock = std::chrono::steady_clock;
-  std::optional<std::string> take_bytes(const std::shared_ptr<const Attached> &attached);
+  bool take_bytes(const std::shared_ptr<const Attached> &attached);
+  bool tell(News &news);
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
+  std::string untold_ = {};  // records that are not in the log yet
+  Clock::time_point told_at_ = {};
   std::shared_ptr<const Attached> counted_ = {};  // whose requests `requests_` are
   uint32_t requests_ = 0;
   uint64_t rate_ = 0;

@@ -12,8 +12,10 @@ import {duration, hex, plural, timeOfDay} from './words.js';
 
 // What programs ask of the drivers: a list that is searched.
 
-const kKept = 5000, kShown = 600;
-let entries = [], list, waiting = 0, opened = null, number = 0;
+// Only the lines near those that are seen are drawn: drawing takes time from the programs that are watched.
+const kKept = 5000, kDrawn = 80, kMore = 100, kNear = 200;  // lines; the last one pixels
+let entries = [], passing = [], list, opened = null, number = 0;
+let waiting = 0;  // lines at the end of those that pass, not drawn yet
 const programs = new Set(), failures = {count: 0};
 
 // ---- filter
@@ -73,6 +75,7 @@ function details(entry) {
   const part = partOf(entry), target = targetOf(entry), fields = fieldsOf(entry), digits = bytesOf(entry);
   const control = 'fail-next';
   return element('div', {class: 'details'},
+    element('code', {}, entry.line),
     element('div', {class: 'row'},
       part && button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'}),
       entry.node !== 'other' && button('Fail the next one', () => act(control, 'fail', {node: targetFor(target), count: '1'}), {class: 'small'}),
@@ -103,7 +106,7 @@ function lineOf(entry, expression) {
       element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
       element('span', {class: 'program'}, text(programName(entry))),
       element('span', {class: 'node'}, text(entry.node)),
-      element('span', {class: 'what'}, element('b', {}, text(entry.name)), ' ', text(entry.rest)),
+      element('span', {class: 'what', title: `${entry.name} ${entry.rest}`}, element('b', {}, text(entry.name)), ' ', text(entry.rest)),
       element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
       element('span', {class: 'result'}, entry.fault ? '⚑ ' : entry.failed ? '! ' : '', text(entry.resultText))));
 }
@@ -121,7 +124,7 @@ function showNew() {
 function showState() {
   const expression = matcher();
   find('#requests-text').classList.toggle('wrong', expression === undefined);
-  const total = entries.length, seen = list.querySelectorAll('li').length;
+  const total = entries.length, seen = passing.length;
   const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
   find('#requests-told').textContent = told;
   find('#requests-empty').hidden = seen > 0;
@@ -141,26 +144,49 @@ function empty() {
 function showAll() {
   const expression = matcher();
   if (expression === undefined) return showState();
-  const shown = entries.filter((entry) => passes(entry, expression)).slice(-kShown);
-  list.replaceChildren(...shown.map((entry) => lineOf(entry, expression)));
-  opened = null;
-  waiting = 0;
-  toEnd();
-  showNew();
+  passing = entries.filter((entry) => passes(entry, expression));
+  drawLast(expression);
   showState();
   show();
 }
 
-// While somebody reads further up, the list only grows at its end.
+function drawLast(expression = matcher()) {
+  list.classList.toggle('searched', Boolean(expression));
+  list.replaceChildren(...passing.slice(-kDrawn).map((entry) => lineOf(entry, expression)));
+  opened = null;
+  waiting = 0;
+  toEnd();
+  showNew();
+}
+
+/** Draws earlier lines above those that are there, which stay where they are. */
+function drawEarlier() {
+  const end = passing.length - waiting - list.children.length;
+  if (end <= 0) return;
+  const height = list.scrollHeight, expression = matcher();
+  list.prepend(...passing.slice(Math.max(0, end - kMore), end).map((entry) => lineOf(entry, expression)));
+  list.scrollTop += list.scrollHeight - height;
+}
+
+function drawLater() {
+  const begin = passing.length - waiting, expression = matcher();
+  const later = passing.slice(begin, begin + kMore);
+  list.append(...later.map((entry) => lineOf(entry, expression)));
+  waiting -= later.length;
+  showNew();
+}
+
+// While somebody reads, lines wait at the end.
 function add(fresh) {
   const expression = matcher(), passed = fresh.filter((entry) => passes(entry, expression)), following = follows() && !opened;
-  list.append(...passed.slice(-kShown).map((entry) => lineOf(entry, expression)));
-  if (following) {
-    while (list.children.length > kShown) list.firstChild.remove();
+  passing = passing.concat(passed).slice(-kKept);
+  waiting = Math.min(waiting + passed.length, passing.length);
+  if (following && waiting >= kDrawn) {
+    drawLast(expression);
+  } else if (following && waiting > 0) {
+    drawLater();
+    while (list.children.length > kDrawn) list.firstChild.remove();
     toEnd();
-  } else {
-    waiting += passed.length;
-    while (list.children.length > 4 * kShown) list.firstChild.remove();
   }
   showNew();
   showState();
@@ -171,6 +197,8 @@ function take({requests, anew}) {
   if (!find('#requests-text')) show();
   if (anew) {
     entries = [];
+    passing = [];
+    waiting = 0;
     failures.count = 0;
     list.replaceChildren();
   }
@@ -236,15 +264,11 @@ export function focusFilter() {
 
 export function start() {
   list = element('ol', {id: 'lines', tabindex: '0', 'aria-label': 'Requests to the drivers', onscroll: () => {
-    if (!follows()) return;
-    waiting = 0;
-    showNew();
+    if (list.scrollTop < kNear) drawEarlier();
+    if (follows() && waiting > 0) drawLater();
   }});
   dock.add('requests', 'Requests', element('div', {id: 'requests-bar', class: 'bar'}), list, element('div', {id: 'requests-empty', class: 'empty'}),
-    button('', () => {
-      opened = null;
-      toEnd();
-    }, {id: 'requests-new', hidden: true}));
+    button('', () => drawLast(), {id: 'requests-new', hidden: true}));
   follow(['requests'], take);
   follow(['programs', 'paused', 'tab'], show);
   follow(['board'], () => entries.length === 0 && showState());
