@@ -1,5 +1,5 @@
 import {element, find, patch} from './dom.js';
-import {describe, kindOf, numberOf, portState} from './selection.js';
+import {describe, isSelected, kindOf, numberOf, portState} from './selection.js';
 import {cageOf, follow, known, linkOf} from './store.js';
 import {ask} from './connection.js';
 import {linkText, minus} from './words.js';
@@ -31,13 +31,13 @@ function signals(cage) {
 async function fill(part) {
   const port = numberOf(part), cage = kindOf(part) === 'port' ? cageOf(port) : null;
   if (!cage?.module) return patch(find('#card'), [element('b', {}, describe(part))]);
-  const {decoded} = await moduleOf(port) ?? {decoded: {}};
+  const module = await moduleOf(port), decoded = module?.decoded ?? {};
   if (shown !== part) return;
   patch(find('#card'), [
     element('b', {}, `Port ${port}: ${portState(port)}`),
     element('dl', {}, row('Vendor', decoded.vendor_name ?? decoded.vendor), row('Part', decoded.part_number), row('Serial', decoded.serial_number),
       row('Signals', signals(cage)), row('Link', linkText(linkOf(port), cage)),
-      opticsRows(cage).map(({name, value, limits}) => row(name, limits ? `${minus(value)}, ${limits}` : minus(value)))),
+      opticsRows(cage, module).map(({name, value, limits}) => row(name, limits ? `${minus(value)}, ${limits}` : minus(value)))),
   ]);
 }
 
@@ -55,7 +55,8 @@ function put(part) {
 export function showCard(part) {
   clearTimeout(waiting);
   waiting = setTimeout(async () => {
-    if (!known.board) return;
+    // The inspector says it of a part that is selected; an open catalogue is what somebody looks at.
+    if (!known.board || isSelected(part) || known.catalogue) return;
     shown = part;
     await fill(part);
     if (shown === part) put(part);
@@ -70,4 +71,5 @@ export function hideCard() {
 
 export function start() {
   follow(['board'], () => shown && fill(shown));
+  follow(['catalogue', 'selected'], hideCard);
 }

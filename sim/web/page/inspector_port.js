@@ -8,6 +8,7 @@ import {diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
 import {openFaults} from './faults.js';
 import {select} from './selection.js';
 import {boardIn, cageOf, known, linkOf, put, slotOf} from './store.js';
+import {identificationRows} from './identification.js';
 import {linkText, plural} from './words.js';
 
 // Acts on one port, and on several at once.
@@ -35,12 +36,13 @@ function link(port, cage) {
   ];
 }
 
-function optics(port) {
+function optics(port, cage) {
   const row = diagnosticsOf(port);
   if (!row) return null;
+  const module = knownModule(port, cage);
   return element('details', {class: 'more', open: true, 'data-key': 'optics'}, element('summary', {}, 'Diagnostics'),
     kQuantities.map((quantity) => {
-      const {state, text} = standing(row, quantity.key);
+      const {state, text} = standing(row, quantity, module);
       const value = row[quantity.key];
       return element('div', {class: 'quantity ' + state, 'data-key': quantity.key},
         slider(`${quantity.key}${port}`, quantity.name, {...quantity, holds: value ?? quantity.lowest,
@@ -50,21 +52,27 @@ function optics(port) {
     }));
 }
 
-const identifications = new Map();
-function identification(port, cage) {
+const modules = new Map();  // what modules say, by port and name
+
+/** What the module of a port says; null while it is asked. */
+function knownModule(port, cage) {
   const key = `${port} ${cage.module}`;
-  if (!identifications.has(key)) {
-    identifications.set(key, null);
+  if (!modules.has(key)) {
+    modules.set(key, null);
     moduleOf(port).then((document) => {
-      identifications.set(key, document);
+      modules.set(key, document);
       put('module', key);
     });
   }
-  const document = identifications.get(key);
+  return modules.get(key);
+}
+
+function identification(port, cage) {
+  const document = knownModule(port, cage);
   if (!document) return null;
   return [
-    element('details', {class: 'more', open: true, 'data-key': 'identification'}, element('summary', {}, 'Identification'),
-      facts(Object.entries(document.decoded).map(([name, value]) => [name.replaceAll('_', ' '), Array.isArray(value) ? value.join(', ') : String(value)]))),
+    element('details', {class: 'more', 'data-key': 'identification'}, element('summary', {}, 'Identification'),
+      facts(identificationRows(document.decoded))),
     element('details', {class: 'more', 'data-key': 'page'}, element('summary', {}, 'Bytes of page A0h'), hexRows(document.page, 0, 2)),
   ];
 }
@@ -96,7 +104,7 @@ export function portControls(port) {
     plugging,
     link(port, cage),
     facts([['Transmitter, set by programs', cage.tx_disable ? 'off' : 'on']]),
-    optics(port),
+    optics(port, cage),
     identification(port, cage),
   ];
 }

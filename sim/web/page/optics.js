@@ -15,12 +15,32 @@ export const diagnosticsOf = (port) => known.board?.diagnostics?.find((row) => r
 
 const flagOf = (flags, key) => flags?.find((flag) => flag.startsWith(key + '_'))?.slice(key.length + 1);
 
-/** How a value stands to its limits: '', 'warn' or 'bad', and in words. */
-export function standing(row, key) {
+const inUnit = (value, unit) => `${minus(Number(value.toFixed(2)))} ${unit}`;
+
+/** The limit that a value is beyond now: its name and its number; undefined within all of them. */
+function limitBeyond(value, limits) {
+  const isLow = (name) => name.startsWith('low');
+  const name = ['low_alarm', 'high_alarm', 'low_warning', 'high_warning']
+    .find((one) => isLow(one) ? value < limits[one] : value > limits[one]);
+  return name && {name: name.replace('_', ' '), side: isLow(name) ? 'below' : 'above', number: limits[name]};
+}
+
+/** How a value stands to its limits: '', 'latched', 'warn' or 'bad', and in words. A module keeps a flag until it is read:
+ *  then its cause may be over.
+ *  @param module  what the server says of it; null while it is not known */
+export function standing(row, {key, unit}, module) {
+  const limits = module?.diagnostics?.measured?.find(({quantity}) => quantity === key);
+  if (limits?.low_alarm === undefined || row[key] === null) return {state: '', text: ''};
+  const beyond = limitBeyond(row[key], limits);
+  if (beyond) {
+    const isAlarm = beyond.name.endsWith('alarm');
+    return {state: isAlarm ? 'bad' : 'warn', text: `! ${beyond.name}: ${beyond.side} ${inUnit(beyond.number, unit)}`};
+  }
+  const within = `within ${inUnit(limits.low_warning, unit)} to ${inUnit(limits.high_warning, unit)}`;
   const alarm = flagOf(row.alarms, key), warning = flagOf(row.warnings, key);
-  if (alarm) return {state: 'bad', text: `! ${alarm} alarm`};
-  if (warning) return {state: 'warn', text: `${warning} warning`};
-  return {state: '', text: 'within limits'};
+  if (!alarm && !warning) return {state: '', text: within};
+  const latched = alarm ? `${alarm} alarm` : `${warning} warning`;
+  return {state: 'latched', text: `${within}; ${latched} latched: it was, and is kept until a program reads it`};
 }
 
 export function valueText(row, {key, unit}) {
@@ -30,9 +50,9 @@ export function valueText(row, {key, unit}) {
 }
 
 /** The rows of a port's card. */
-export function opticsRows(cage) {
+export function opticsRows(cage, module) {
   const row = diagnosticsOf(cage.port);
   if (!row) return [];
   return kQuantities.filter(({key}) => key === 'temperature' || key.endsWith('power'))
-    .map((quantity) => ({name: quantity.name, value: valueText(row, quantity), limits: standing(row, quantity.key).text}));
+    .map((quantity) => ({name: quantity.name, value: valueText(row, quantity), limits: standing(row, quantity, module).text}));
 }
