@@ -94,6 +94,7 @@ class Page(Server):
             self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
             eventually(lambda: "Writing Image 2" in self.find("#writing").text)
+            eventually(lambda: "KB/s; the rest of the region would take" in self.find("#writing").text)
             self.click("#tab-requests")
             self.find("#lines li.flash")
             update.kill()
@@ -134,11 +135,13 @@ class Page(Server):
         # The module is gone between the look and the click.
         zelsim("delete")
         self.find("#board-view.away")
-        self.assertIn("no board", self.find("#trouble").text)
+        self.assertRegex(self.find("#trouble").text, r"^Since \d\d:\d\d:\d\d: no board")
+        eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "#bar-acts button:disabled")) == 3)
         zelsim("create --slots sfp,copper,none")
         eventually(lambda: not self.is_there("#board-view.away"))
         zelsim("fit 1 none")
         eventually(lambda: "no board in slot 1" in self.find("#inspector").text)
+        self.assertIn("no board in slot 1", self.find("[data-part=port3]").get_attribute("aria-label"))
         # A refusal stands beside its control, inside the window, and goes with its cause.
         self.select("slot3")
         self.click("#tab-commands")
@@ -155,6 +158,74 @@ class Page(Server):
         self.start(str(self.port))
         eventually(lambda: not self.is_there("#board-view.away"))
 
+    def focused(self):
+        return self.browser.execute_script("return document.activeElement.getAttribute('aria-label') || document.activeElement.id")
+
+    def test_tabs_are_filled_however_they_are_reached(self):
+        zelsim("plug 3 1g-sx")
+        for name, number, content in (("activity", 4, "#activity li"), ("commands", 5, "#commands form"), ("faults", 3, "#fault-form select")):
+            for way in (lambda: self.open(f"?tab={name}"), lambda: self.click(f"#tab-{name}"), lambda: self.keys(str(number))):
+                with self.subTest(tab=name):
+                    self.open("?tab=requests")
+                    way()
+                    eventually(lambda: self.find(content).is_displayed())
+
+    def test_focus_stays_near_what_goes(self):
+        self.keys("s", Keys.ESCAPE)
+        eventually(lambda: self.focused() == "Front panel")
+        for target in ("i2c", "gpio"):
+            zelsim(f"fail {target}")
+        for change in ("plug 3 1g-sx", "plug 5 1g-lx"):
+            zelsim(change)
+        undo = "Undo: zelsim "
+        for tab, first, then in (("faults", "Clear fault 1", ("Clear fault 2", "tab-faults")),
+                                 ("activity", undo + "plug 5 1g-lx", (undo + "plug 3 1g-sx",))):
+            self.click("#tab-" + tab)
+            button = self.find(f"#view-{tab} [aria-label='{first}']")
+            self.browser.execute_script("arguments[0].focus()", button)
+            for name in then:
+                self.keys(Keys.ENTER)
+                eventually(lambda: self.focused() == name)
+
+    def test_alarms_that_hold_and_those_that_were(self):
+        zelsim("plug 3 1g-sx")
+        self.select("port3")
+        told = "#inspector [data-key=tx_power] small"
+        eventually(lambda: "low alarm: below −11.5 dBm" in self.find(told).text)
+        on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
+        eventually(lambda: "within −9.5 dBm to −3 dBm; low alarm latched" in self.find(told).text)
+
+    def test_the_requests_are_drawn_near_what_is_seen(self):
+        self.open("?tab=requests")
+        self.find("#requests-empty code")
+        for _ in range(3):
+            on_switch(ZELCTL, "ports")
+        lines = lambda: self.browser.find_elements(By.CSS_SELECTOR, "#lines > li")
+        first = lambda: int(lines()[0].get_attribute("data-number"))
+        eventually(lambda: int(self.find("#requests-told").text or 0) > 200)
+        self.assertLessEqual(len(lines()), 80)
+        # Whoever scrolls up sees the earlier ones, and new ones wait.
+        while first() > 1:
+            self.browser.execute_script("document.querySelector('#lines').scrollTop = 0")
+        drawn = len(lines())
+        on_switch(ZELCTL, "ports")
+        self.click("#requests-new:not([hidden])")
+        self.assertLess(len(lines()), drawn)
+        self.assertEqual(lines()[-1].get_attribute("data-number"), self.find("#requests-told").text)
+
+    def test_the_card_keeps_out_of_the_way(self):
+        def hover(part):
+            ActionChains(self.browser).move_to_element(self.find(f"[data-part={part}]")).perform()
+
+        hover("port5")
+        eventually(lambda: self.find("#card").is_displayed())
+        ActionChains(self.browser).click().perform()
+        eventually(lambda: not self.find("#card").is_displayed())
+        hover("port6")
+        eventually(lambda: self.find("#card").is_displayed())
+        self.keys("c")
+        eventually(lambda: not self.find("#card").is_displayed())
+
     def test_by_keyboard_alone(self):
         self.keys("p", Keys.ARROW_RIGHT, Keys.ENTER)
         self.find("[data-part=port2][aria-pressed=true]")
@@ -166,6 +237,13 @@ class Page(Server):
         self.find("[data-part=port4][aria-label*='1g-lx']:focus")
         self.keys("u")
         self.find("[data-part=port4][aria-label*='empty']")
+        self.keys("c")
+        self.find("#catalogue input:focus")
+        self.keys("1g-lx", Keys.TAB, Keys.ENTER)
+        self.find("#panel.placing")
+        self.keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN, Keys.ENTER)
+        self.find("[data-part=port7][aria-label*='1g-lx']:focus")
+        self.assertEqual(zelsim("get cages.7.module").strip(), "1g-lx")
         for key, open_one in (("?", "#help"), ("s", "#states")):
             self.keys(key)
             self.find(open_one + "[open]")
@@ -184,15 +262,15 @@ class Page(Server):
         self.open("?tab=flash&select=port6")
         self.find("#tab-flash[aria-selected=true]")
         self.find("[data-part=port6][aria-pressed=true]")
-        for width in (390, 768, 1440):
+        for width, height in ((390, 844), (768, 1024), (1024, 768), (1440, 900)):
             self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
-                                         {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+                                         {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
             size = self.browser.execute_script(
                 "const {width, height} = document.querySelector('[data-part=port6]').getBoundingClientRect();"
                 "return [width, height, document.documentElement.scrollWidth, document.documentElement.scrollHeight]")
             self.assertGreaterEqual(min(size[:2]), 24)
             self.assertLessEqual(size[2], width)
-            self.assertTrue(width < 1440 or size[3] <= 900, size)
+            self.assertTrue(width < 1024 or size[3] <= height, size)
 
 
 if __name__ == "__main__":

@@ -2,7 +2,7 @@ import {act} from './acts.js';
 import {parsed} from './commands.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
-import {button, copyButton, element, find, patch} from './dom.js';
+import {button, copyButton, element, find, patch, patchList} from './dom.js';
 import {follow, known, put} from './store.js';
 import {timeOfDay} from './words.js';
 
@@ -41,20 +41,20 @@ function line(entry) {
 }
 
 function showLog() {
-  if (find('#view-activity').hidden) return;
+  if (!dock.isOpen('activity')) return;
   const list = find('#activity'), top = list.scrollTop;
-  patch(list, entries.slice().reverse().map(line));
+  patchList(list, entries.slice().reverse().map(line), '#tab-activity');
   list.scrollTop = top > 0 ? top : 0;
   find('#activity-empty').hidden = entries.length > 0;
 }
 
 function showFoot() {
   const last = entries.at(-1);
-  patch(find('#foot'), last
+  patchList(find('#foot'), last
     ? [element('span', {class: 'time'}, timeOfDay(last.at, false)), element('b', {}, last.who), element('span', {class: 'told'}, last.command ?? last.text),
       last.undo?.length > 0 && !last.undone && button('Undo', () => undo(last), {class: 'small', title: 'Undo (u)'}),
       refusal('undo'), button('All activity', () => dock.open('activity'), {class: 'small quiet'})]
-    : [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')]);
+    : [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')], '#foot button');
 }
 
 function take({activity, anew}) {

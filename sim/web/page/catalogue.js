@@ -15,10 +15,16 @@ export const isPlacing = () => Boolean(known.placing);
 /** Opens the drawer; a module that is chosen then goes into these ports at once. */
 export async function openCatalogue(...into) {
   ports = into;
+  filter = '';
   opener = document.activeElement;
   if (!known.modules) put('modules', (await ask('modules')).modules);
   put('catalogue', true);
-  requestAnimationFrame(() => find('#catalogue input')?.focus());
+  requestAnimationFrame(() => {
+    const input = find('#catalogue input');
+    if (!input) return;
+    input.value = '';
+    input.focus();
+  });
 }
 
 export function closeCatalogue() {

@@ -68,7 +68,7 @@ function form({action, what, fields}) {
 }
 
 function show() {
-  if (!known.actions || !known.board || find('#view-commands').hidden) return;
+  if (!known.actions || !known.board || !dock.isOpen('commands')) return;
   patch(find('#commands'), known.actions.map(form));
 }
 

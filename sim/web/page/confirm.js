@@ -1,3 +1,4 @@
+import {closeDialog, openDialog} from './dialog.js';
 import {button, element} from './dom.js';
 
 // Asks once before something goes that no undo brings back, and names what goes.
@@ -6,8 +7,7 @@ import {button, element} from './dom.js';
 export function confirm({title, lost, does}) {
   return new Promise((resolve) => {
     const close = (yes) => {
-      dialog.close();
-      dialog.remove();
+      closeDialog(dialog);
       resolve(yes);
     };
     const dialog = element('dialog', {class: 'confirm', 'aria-labelledby': 'confirm-title', oncancel: (event) => {
@@ -19,7 +19,6 @@ export function confirm({title, lost, does}) {
       element('div', {class: 'row end'},
         button('Keep everything', () => close(false), {class: 'main', autofocus: true}),
         button(does, () => close(true), {class: 'danger'})));
-    document.body.append(dialog);
-    dialog.showModal();
+    openDialog(dialog);
   });
 }

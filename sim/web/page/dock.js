@@ -65,7 +65,7 @@ export function count(name, text, isBad = false) {
 export function start() {
   const list = element('div', {role: 'tablist', 'aria-label': 'Views'}, [...views.values()].map(({tab}) => tab));
   find('#dock').append(list, element('div', {class: 'views'}, [...views.values()].map(({panel}) => panel)));
-  kWide.addEventListener('change', show);
+  kWide.addEventListener('change', () => put('tab', address.read('tab')));
   document.addEventListener('visibilitychange', show);
   follow(['tab', 'paused'], show);
   open(address.read('tab') || 'requests');

@@ -86,6 +86,19 @@ export function patch(place, children) {
   while (place.childNodes.length > fresh.length) place.lastChild.remove();
 }
 
+/** Like `patch`, for a list whose rows go. A focus that goes with its row is handed to the next row's button, else to
+ *  `otherwise`. */
+export function patchList(place, children, otherwise) {
+  const held = place.contains(document.activeElement) ? document.activeElement : null;
+  const row = held?.closest('[data-key]'), rows = [...place.querySelectorAll('[data-key]')];
+  const next = rows.slice(rows.indexOf(row) + 1), before = rows.slice(0, Math.max(0, rows.indexOf(row))).reverse();
+  patch(place, children);
+  const isLost = held && (!held.isConnected || held.disabled);
+  if (!isLost) return;
+  const heirs = [...next, ...before].filter((one) => one.isConnected).map((one) => one.querySelector('button:enabled'));
+  (heirs.find(Boolean) ?? find(otherwise))?.focus();
+}
+
 export const find = (selector) => document.querySelector(selector);
 export const numbers = (first, count) => Array.from({length: count}, (_, i) => first + i);
 

@@ -2,13 +2,13 @@ import {act, pendingValue} from './acts.js';
 import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
-import {button, copyButton, element, find, patch} from './dom.js';
+import {button, copyButton, element, find, patch, patchList} from './dom.js';
 import {follow, known, put} from './store.js';
 import {faultResult, kResults, kEffects, plural} from './words.js';
 
 // Faults: which requests fail, how, and how often they did.
 
-const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '', skip: ''};
+const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '1', skip: ''};
 
 /** The target as `zelsim fail` takes it: a flash access is meant where it was made, an address of a chip as it is. */
 export const targetFor = (target) => target;
@@ -78,7 +78,7 @@ function showForm() {
       pick('result', 'Result', [['', 'the usual failure'], ...kResults.filter(([value]) => value > 0).map(([value, name, what]) => [String(value), `${name}: ${what}`]),
         ...Object.entries(kEffects).map(([name, what]) => [name, `${name}: ${what}`]), ['other', 'another number']]),
       form.result === 'other' && input('other', 'Number', '0x1234', 8),
-      input('skip', 'Let pass first', '0', 5), input('count', 'Fail', 'until cleared', 9)),
+      input('skip', 'Let pass first', '0', 5), input('count', 'Fail how often', 'until cleared', 9)),
     element('div', {class: 'row'},
       button('Make them fail', () => act('fault-form', 'fail', fields()), {class: 'main' + (pendingValue('fault-form') ? ' pending' : '')}),
       element('code', {}, command()), copyButton(command), refusal('fault-form')),
@@ -89,14 +89,14 @@ function showTable() {
   const faults = known.board?.faults ?? [];
   const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
   dock.count('faults', faults.length ? `${faults.length}${hits ? `, ${plural(hits, 'hit')}` : ''}` : '', true);
-  patch(find('#fault-table'), faults.length === 0
+  patchList(find('#fault-table'), faults.length === 0
     ? [element('p', {class: 'empty'}, 'Nothing fails. Choose above what shall, or open a line of the requests and choose “Fail the next one”.')]
     : [element('table', {}, element('thead', {}, element('tr', {}, ['Fault', 'Fails', 'Result', 'Let pass', 'Still', 'Hits', 'Act'].map((name) => element('th', {scope: 'col'}, name)))),
       element('tbody', {}, faults.map(({fault, target: what, result, skip, count, hits: struck}) => element('tr', {'data-key': 'fault' + fault},
         element('td', {}, String(fault)), element('td', {}, element('code', {}, what)), element('td', {}, faultResult(result)),
         element('td', {}, String(skip)), element('td', {}, count === null ? 'until cleared' : plural(count, 'time')), element('td', {class: struck ? 'struck' : ''}, String(struck)),
         element('td', {}, button('Clear', () => act('heal' + fault, 'heal', {fault}), {class: 'small', 'aria-label': `Clear fault ${fault}`}), refusal('heal' + fault)))))),
-    button('Clear all faults', () => act('heal', 'heal')), refusal('heal')]);
+    button('Clear all faults', () => act('heal', 'heal')), refusal('heal')], '#tab-faults');
 }
 
 export function start() {

@@ -8,7 +8,7 @@ import {address, bytes, plural, rest} from './words.js';
 // The flash as a map: a band for each region with its sectors, where something is being written, and how often each sector
 // was erased.
 
-const kSectors = 512, kSector = 0x10000;
+const kSectors = 512, kSector = 0x10000, kPage = 256;
 const cells = [];
 let before = null;  // used pages and erases of each sector, as they were last
 let burst = null;   // what is being written now
@@ -76,7 +76,7 @@ function build() {
 
 const kQuiet = 2500;  // milliseconds without a change end it
 
-// A program that writes an image erases what it will need and then fills it: what it has erased and not filled is to come.
+// How much a program means to write nobody knows: what is known is how much it has written, and how fast.
 function watchWriting() {
   const {used, erases} = known.sectors, now = Date.now();
   if (!before) return void (before = {used: [...used], erases: [...erases]});
@@ -98,16 +98,17 @@ function watchWriting() {
 }
 
 function progress() {
-  const {used} = known.sectors;
-  const region = regionOf(burst.cursor), to = [...burst.erased].filter((sector) => sector >= burst.cursor && regionOf(sector) === region);
-  const left = to.reduce((sum, sector) => sum + 256 - used[sector], 0);
-  const speed = burst.pages / Math.max(0.2, (burst.at - burst.writing) / 1000);
-  const share = burst.pages + left > 0 ? burst.pages / (burst.pages + left) : 0;
-  const what = burst.pages ? 'Writing' : 'Erasing';
-  const later = burst.pages > 8 && left > 0 ? `, at most ${rest(left / speed)} still` : '';
-  const far = burst.pages ? `${bytes(burst.pages * 256)} written${left ? ` of at most ${bytes((burst.pages + left) * 256)}` : ''}` : plural(burst.erased.size, 'sector') + ' erased';
-  return [element('b', {}, `${what} ${region.region}`), ` at ${address(burst.cursor * kSector)}: ${far}${later}`,
-    burst.pages > 0 && element('progress', {max: 1, 'aria-label': 'Written so far', value: share})];
+  const region = regionOf(burst.cursor);
+  const place = ` at ${address(burst.cursor * kSector)}: `;
+  if (burst.pages === 0) return [element('b', {}, `Erasing ${region.region}`), place + plural(burst.erased.size, 'sector') + ' erased'];
+  const seconds = Math.max(0.2, (burst.at - burst.writing) / 1000);
+  const speed = burst.pages * kPage / seconds;
+  const done = burst.cursor * kSector + known.sectors.used[burst.cursor] * kPage - region.start;
+  const left = region.size - done;
+  const isKnown = seconds > 1 && left > 0;  // a speed of less than a second says little
+  const later = isKnown ? `, ${bytes(speed)}/s; the rest of the region would take ${rest(left / speed)} at most` : '';
+  return [element('b', {}, `Writing ${region.region}`), `${place}${bytes(burst.pages * kPage)} written${later}`,
+    element('progress', {max: 1, 'aria-label': `Place in ${region.region}`, title: `Place in ${region.region}`, value: done / region.size})];
 }
 
 function showWriting() {

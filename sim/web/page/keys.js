@@ -1,6 +1,7 @@
 import {undo} from './activity.js';
 import {nextScheme} from './bar.js';
 import {cancelPlacing, closeCatalogue, openCatalogue} from './catalogue.js';
+import {closeDialog, openDialog} from './dialog.js';
 import * as dock from './dock.js';
 import {button, element, find} from './dom.js';
 import {firstPart, focusPart, legend} from './panel.js';
@@ -31,10 +32,7 @@ const kOthers = [
 
 export function openHelp() {
   if (find('#help')) return;
-  const close = () => {
-    dialog.close();
-    dialog.remove();
-  };
+  const close = () => closeDialog(dialog);
   const rows = [...kKeys.map(([key, what]) => [key, what]), ...kOthers];
   const dialog = element('dialog', {id: 'help', 'aria-label': 'Help and keys', oncancel: (event) => {
     event.preventDefault();
@@ -46,8 +44,7 @@ export function openHelp() {
     element('h3', {}, 'To see a program notice that light is lost'),
     element('p', {}, 'Choose a port with a module, then “Light: cut”. The program’s next look at it stands in the requests; what it changes stands in the activity line.'),
     element('h3', {}, 'Keys'), element('dl', {class: 'keys'}, rows.map(([key, what]) => element('div', {}, element('dt', {}, element('kbd', {}, key)), element('dd', {}, what)))));
-  document.body.append(dialog);
-  dialog.showModal();
+  openDialog(dialog);
 }
 
 function isTyping({target}) {

@@ -2,7 +2,7 @@ import {place as placeChosen, isPlacing} from './catalogue.js';
 import {hideCard, showCard} from './card.js';
 import {element, find} from './dom.js';
 import {describe, extendTo, isSelected, kindOf, select, toggle} from './selection.js';
-import {follow, known} from './store.js';
+import {follow, isAway, known} from './store.js';
 
 // The front panel: the server's drawing, whose blocks stand where the page has room for them, and a button on each part of
 // it. What changes is changed in place, so that what blinks goes on.
@@ -28,6 +28,7 @@ function buttonOf(part) {
 }
 
 function choose(part, {ctrlKey, metaKey, shiftKey}) {
+  hideCard();
   if (isPlacing() && kindOf(part) === 'port') return placeChosen(part);
   if (kindOf(part) === 'port' && shiftKey) return extendTo(part);
   if (kindOf(part) === 'port' && (ctrlKey || metaKey)) return toggle(part);
@@ -145,7 +146,6 @@ function show() {
 function showSelection() {
   if (!known.board) return;
   for (const [part, node] of buttons) {
-    if (node.hidden) continue;
     node.setAttribute('aria-label', describe(part));
     node.setAttribute('aria-pressed', String(isSelected(part)));
   }
@@ -155,5 +155,5 @@ function showSelection() {
 export function start() {
   follow(['picture', 'board'], show);
   follow(['selected', 'placing'], showSelection);
-  follow(['live', 'gone'], () => find('#board-view').classList.toggle('away', known.live === false || Boolean(known.gone)));
+  follow(['live', 'gone'], () => find('#board-view').classList.toggle('away', isAway()));
 }

@@ -1,6 +1,7 @@
 import {act} from './acts.js';
 import {ask} from './connection.js';
 import {refusal} from './controls.js';
+import {closeDialog, openDialog} from './dialog.js';
 import {button, element, patch} from './dom.js';
 import {follow, known, put} from './store.js';
 
@@ -25,8 +26,7 @@ async function forget(state) {
 }
 
 function close() {
-  dialog?.close();
-  dialog?.remove();
+  if (dialog) closeDialog(dialog);
   dialog = null;
 }
 
@@ -52,9 +52,8 @@ export async function open() {
     event.preventDefault();
     close();
   }});
-  document.body.append(dialog);
   show();
-  dialog.showModal();
+  openDialog(dialog);
   await refresh();
   dialog?.querySelector('input')?.focus();
 }

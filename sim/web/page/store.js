@@ -31,6 +31,11 @@ export function touch(part) {
 
 const kLogs = ['requests', 'activity'];
 
+function keep(part, value) {
+  if (part === 'gone' && Boolean(value) !== Boolean(known.gone)) known.goneSince = new Date();
+  known[part] = value;
+}
+
 /** News of the server. Where a stream begins anew its logs are whole, and what was known of them is forgotten. */
 export function take({anew, ...news}) {
   if (anew) {
@@ -39,7 +44,7 @@ export function take({anew, ...news}) {
   }
   for (const [part, value] of Object.entries(news)) {
     if (kLogs.includes(part)) pending[part] = [...pending[part] ?? [], ...value];
-    else known[part] = value;
+    else keep(part, value);
     touch(part);
   }
 }
@@ -51,6 +56,7 @@ export function put(part, value) {
 }
 
 // Shorter words for what is asked often.
+export const isAway = () => known.live === false || Boolean(known.gone);
 export const cageOf = (port) => known.board?.cages.find((cage) => cage.port === port);
 export const linkOf = (port) => known.board?.links.find((link) => link.port === port);
 export const slotOf = (port) => port < 24 ? Math.floor(port / 8) + 1 : 0;

@@ -2,7 +2,7 @@ import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
 import {sparkline} from './sparkline.js';
-import {follow, known} from './store.js';
+import {follow, isAway, known} from './store.js';
 import {degrees, ledName, ledState, plural, supplyText} from './words.js';
 
 // The board's values and their last minutes. A click selects what a value belongs to.
@@ -12,7 +12,7 @@ let ahead = 0, clockShown;  // of the board's clock to ours
 
 function clockText({i2c}) {
   if (!i2c.clock_present) return 'no chip';
-  if (known.live === false || known.gone) return i2c.clock.replace('T', ' ');
+  if (isAway()) return i2c.clock.replace('T', ' ');
   const [day, time] = new Date(Date.now() + ahead).toISOString().split(/[T.]/);
   return `${day} ${time}`;
 }
