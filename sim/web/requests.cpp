@@ -50,7 +50,8 @@ Json entry_of(const TraceRecord &record, const std::string &bytes) {
 
 }  // namespace
 
-// Takes the bytes that were written since, and asks for more. False if some of them were lost. Programs wait meanwhile.
+// Takes the bytes that were written since, and asks for more. False if there was no room for all of them: what is there
+// is taken all the same. Programs wait meanwhile.
 bool Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   constexpr uint32_t kLongestRecord = 1024;
   constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
@@ -66,12 +67,12 @@ bool Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   uint32_t size = watch.written - position_;
   uint32_t begin = position_ % kWatchedBytes;
   position_ = watch.written;
-  if (size >= kRoom) return false;
+  if (size > kWatchedBytes) return false;  // other readers asked for more, too, and it is overwritten
   uint32_t before_end = std::min(size, kWatchedBytes - begin);
   const auto *records = reinterpret_cast<const char *>(watch.records);
   untold_.append(records + begin, before_end);
   untold_.append(records, size - before_end);
-  return true;
+  return size < kRoom;
 }
 
 bool Requests::tell(News &news) {

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 // Pauses between two looks at a board.
 constexpr auto kChangesTurn = 33ms;   // that changes
-constexpr auto kRequestsTurn = 60ms;  // whose requests are recorded
+constexpr auto kRequestsTurn = 30ms;  // whose requests are recorded
 constexpr auto kAbsence = 500ms;      // that is gone
 
 uint32_t changes_of(const Attached &attached) {
