@@ -8,23 +8,32 @@ import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
+const kLabels = {byte1: 'second byte', node: 'requests', count: 'how often', skip: 'let pass first'};
 const chosen = {};  // what somebody has chosen, by form and field
 
 const supplyState = (number) => {
   const {type, good} = known.board.supplies[number - 1];
   return good || type === 'none' ? type : 'failed';
 };
-const firstCage = () => numberOf(selected().find((part) => kindOf(part) === 'port') ?? '') || known.board.cages[0]?.port || 24;
+
+/** The port that a command is most likely meant for: the selected one, else one with a module. */
+function likelyPort() {
+  const chosenPort = selected().find((part) => kindOf(part) === 'port');
+  if (chosenPort) return numberOf(chosenPort);
+  const {cages} = known.board;
+  return (cages.find(({module}) => module) ?? cages[0]).port;
+}
+
 const presence = (flag) => flag ? 'present' : 'absent';
 
 /** What holds, for a field of a command; those before it may say of what. */
 function present(action, field, fields) {
   const {i2c, gpio, settle_ms: settle, flash} = known.board;
-  const port = Number(fields.port ?? firstCage()), cage = cageOf(port), link = linkOf(port);
+  const port = Number(fields.port ?? likelyPort()), cage = cageOf(port), link = linkOf(port);
   const fromPort = {
     'set loss-of-signal': cage?.loss_of_signal ?? 0, 'set tx-fault': cage?.tx_fault ?? 0, plug: cage?.module ?? '',
   };
-  if (field === 'port') return String(firstCage());
+  if (field === 'port') return String(likelyPort());
   if (field === 'slot') return '1';
   if (field === 'supply') return '1';
   if (field === 'speed') return String(link?.speed || 'down');
@@ -50,7 +59,7 @@ function inputOf(action, {field, optional, values}, fields) {
   const made = names.length > 0
     ? element('select', {name: field, value, onchange: change}, names.map((one) => element('option', {value: one, selected: one === value}, one)))
     : element('input', {name: field, value, size: 11, onchange: change});
-  return element('label', {'data-key': field}, field.replace('byte1', 'second byte'), made);
+  return element('label', {'data-key': field}, kLabels[field] ?? field, made);
 }
 
 function form({action, what, fields}) {

@@ -165,8 +165,8 @@ function show() {
 }
 
 export function start() {
-  dock.add('flash', 'Flash', element('p', {id: 'writing', role: 'status'}), element('div', {id: 'map'}),
-    element('p', {id: 'flash-told', class: 'hint'}, 'Choose a sector to see its bytes.'), element('p', {id: 'flash-scale', class: 'scale'}));
+  dock.add('flash', 'Flash', element('p', {id: 'writing', role: 'status'}), element('p', {id: 'flash-scale', class: 'scale'}),
+    element('div', {id: 'map'}), element('p', {id: 'flash-told', class: 'hint'}, 'Choose a sector to see its bytes.'));
   follow(['sectors', 'regions', 'selected'], show);
   setInterval(() => known.sectors && known.regions && cells.length && !document.hidden && burst && showWriting(), 500);
 }

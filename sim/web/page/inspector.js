@@ -31,7 +31,7 @@ function supply(number) {
   return [choice(`supply${number}`, 'State', [['ac', 'AC good'], ['dc', 'DC good'], ['failed', 'failed'], ['none', 'pulled']], holds,
     (state) => ['set supply', {supply: number, state}]),
   facts([['Type', now.type === 'none' ? 'none plugged' : now.type.toUpperCase()], ['Shows', supplyText(now)],
-    ['Power status byte', '0x' + known.board.gpio.power_status.toString(16).padStart(2, '0').toUpperCase()]])];
+    ['Power status, as programs read it', '0x' + known.board.gpio.power_status.toString(16).padStart(2, '0').toUpperCase()]])];
 }
 
 function led(part) {

@@ -7,7 +7,7 @@ import {degrees, plural} from './words.js';
 
 const kPrefix = 'board:';
 const boards = new Map();
-let refused = '', filter = '', sorted = 'name';
+let refused = '', filter = '', sorted = 'ill';
 
 async function manage(action, fields) {
   refused = '';

@@ -27,7 +27,7 @@ function reading(part, name, value, curve, state = '') {
 function lights({panel}) {
   const names = ['system', 'alarm', 'power_1', 'power_2', 'ring_master', 'ring_fail'];
   const lit = names.filter((name) => panel[name]);
-  return reading('leds', 'LEDs', lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? '~' : '')).join(' ') : 'all off',
+  return reading('leds', 'LEDs', lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? ' blinks' : '')).join(', ') : 'all off',
     element('span', {class: 'lanes', title: names.map((name) => `${ledName(name)} ${ledState(panel[name])}`).join(', ')},
       names.map((name) => sparkline('led-' + name, {lowest: 0, highest: 1, steps: true}))));
 }
