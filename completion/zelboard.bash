@@ -11,7 +11,7 @@ _zelboard_names() { zelsim "$1" 2>/dev/null | awk -v heading="$2" 'rows { print 
 _zelboard_targets() {
   local node=${1%%:*}
   if [[ $1 != *:* ]]; then
-    echo any: gpio: i2c: flash:
+    echo any: gpio: i2c: flash: debugCmd:
     return
   fi
   zelsim fail --requests 2>/dev/null | awk -v node="$node" '$2 == node || node == "any" { print node ":" $1 }'
@@ -21,7 +21,19 @@ _zelboard_targets() {
 _zelboard_paths() {
   local before=
   [[ $1 != *.* ]] || before=${1%.*}.
-  zelsim get "$before?" 2>&1 | sed -n 's/.* is not in: //; s/, /\n/gp' | sed "s/^/$before/"
+  zelsim get "$before?" 2>&1 | sed -n '/.* is not in: /{s///; s/, /\n/g; p}' | sed "s/^/$before/"
+}
+
+# Results of `zelsim fail` that go with the target which was typed.
+_zelboard_results() {
+  local target unfit=" NUMBER hangs nonsense closed "
+  for target in "${typed[@]}"; do
+    case $target in
+      debugCmd*) unfit=" NUMBER closed " ;;
+      *:open*) unfit=" NUMBER hangs nonsense " ;;
+    esac
+  done
+  for word in $(_zelboard_words); do [[ $unfit == *" $word "* ]] || echo "$word"; done
 }
 
 # What an option takes, as the help says it behind a single blank; nothing for a switch.
@@ -44,7 +56,7 @@ _zelboard() {
       _zelboard_program "$((i + 1))"
       return
     fi
-    if ! [[ $word == [a-z0-9]* ]] || ! grep -q "^  $word  " <<<"${help#*Subcommands:}"; then
+    if ! [[ $word == [a-z0-9]* ]] || ! grep -qE "^  ([^ ]+, )*$word(, [^ ]+)*  " <<<"${help#*Subcommands:}"; then
       [[ $word == -* || -n $(_zelboard_type "${typed[i - 1]}") ]] || ((++given))
       continue
     fi
@@ -59,6 +71,7 @@ _zelboard() {
     plug/[0-9]*) words=$(_zelboard_names modules module) ;;
     get/get) words=$(_zelboard_paths "$current") ;;
     fail/fail) words=$(_zelboard_targets "$current") ;;
+    fail/--result) words=$(_zelboard_results) ;;
     *) words=$(_zelboard_words) ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
@@ -80,7 +93,10 @@ _zelboard_words() {
     BEGIN { if (type != "") { offer(type); exit } }
     /^[^ ]/ { part = $1 } !/^  [-a-z0-9A-Z]/ { next }
     part == "Positionals:" && dash != "-" { if (at++ == given || $0 ~ /[.][.][.]  /) { wanted = 1; offer($2) } }
-    part == "Subcommands:" && given == 0 { print $1 }
+    part == "Subcommands:" && given == 0 {  # a command may have two names: "los, loss-of-signal"
+      for (i = 1; $i ~ /,$/; i++) print substr($i, 1, length($i) - 1)
+      print $i
+    }
     part == "Options:" && (dash == "-" || !wanted) { gsub(",", " ", $1); print $1 }' <<<"$help"
 }
 
