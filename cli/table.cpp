@@ -10,7 +10,8 @@ static const std::set<std::string> kHexadecimalKeys{"address", "checksum",     "
                                                     "offset",  "power_status", "result", "start", "sum", "value"};
 
 /** Digits behind the point, where one is not enough. */
-static const std::map<std::string, int> kDecimals{{"bias", 3}, {"voltage", 3}, {"rx_power", 2}, {"tx_power", 2}};
+static const std::map<std::string, int> kDecimals{{"bias", 3},   {"rx_dbm", 2},   {"rx_power", 2},
+                                                  {"tx_dbm", 2}, {"tx_power", 2}, {"voltage", 3}};
 
 constexpr size_t kGap = 2;         // blanks between columns
 constexpr size_t kNarrowest = 12;  // a folded column, gap included
@@ -24,7 +25,7 @@ std::string cell(const std::string &key, const Json &value) {
   if (value.is_number_float()) {
     const auto decimals = kDecimals.find(key);
     const int digits = decimals != kDecimals.end() ? decimals->second : 1;
-    return format("%.*f", digits, value.get<double>());
+    return decimal_text(value.get<double>(), digits);
   }
   if (value.is_number() && kHexadecimalKeys.contains(key)) return format("0x%X", value.get<uint32_t>());
   if (value.is_number()) return value.dump();

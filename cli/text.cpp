@@ -46,6 +46,13 @@ std::string format(const char *pattern, ...) {
   return text;
 }
 
+std::string decimal_text(double number, int decimals) {
+  const std::string text = format("%.*f", decimals, number);
+  const bool is_zero = text.find_first_not_of("-0.") == std::string::npos;
+  if (is_zero && text.starts_with('-')) return text.substr(1);
+  return text;
+}
+
 std::vector<std::string> split(const std::string &names, char separator) {
   std::vector<std::string> list;
   if (names.empty()) return list;

@@ -29,6 +29,8 @@ size_t length_of(const std::string &text);
 /** Cuts the text into lines of at most `width` characters, between words if possible. */
 std::vector<std::string> wrapped(const std::string &text, size_t width);
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+/** A number with so many decimals. Never "-0.0". */
+std::string decimal_text(double number, int decimals);
 std::string hex_text(std::span<const uint8_t> bytes);
 /** The bytes that hex_text made a text of; nothing for any other text. */
 std::optional<std::vector<uint8_t>> hex_bytes(const std::string &text);

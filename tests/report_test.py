@@ -73,7 +73,8 @@ def whole_board():
     assert [led["value"] for led in data["leds"]] == [before["panel"][key] for key in (
         "system alarm power_1 power_2 ring_master ring_fail speed_24 speed_25 speed_26 speed_27").split()]
     assert data["power_status"] == before["gpio"]["power_status"] and data["relay"] == before["panel"]["relay"]
-    assert [supply["type"] for supply in data["supplies"]] == ["AC", "AC"] and data["reset"]["reset_key"] == 1
+    assert [supply["type"] for supply in data["supplies"]] == ["AC", "AC"] and [supply["good"] for supply in data["supplies"]] == [True, False]
+    assert data["power"]["supply_2_good"] is False and data["reset"]["reset_key"] == 1
     assert data["temperature"]["chip"]["degrees"] == 41.5 and data["watchdog"]["enabled"]
     assert data["identity"]["model"] == "EDGE-1-AC2" and data["mac_backup"]["text"] == "00:11:22:33:44:55"
 
@@ -107,7 +108,24 @@ def remains_of_older_lists():
     assert not any(b"hunter2" in content for content in files.values())
 
 
+# A fault, and pieces that can be read all the same.
+REMAIN = [("i2c", lambda data: data["identity"]["power_byte"] is not None and data["identity"]["model"] is None),
+          ("flash:read@0x100000-0x10ffff", lambda data: data["power"]["supply_2"] == "AC" and data["power"]["alarm"] is None)]
+
+
 def drivers_that_fail():
+    for fault, remains in REMAIN:
+        zelsim(f"fail {fault}")
+        files, data, _ = report()
+        assert remains(data), (fault, data["identity"], data["power"])
+        assert all(re.search("[a-z]{3}", row["why"]) for row in data["not_read"]), data["not_read"]
+        zelsim("heal")
+    zelsim("fail flash:read --result 5")
+    assert len(report("--flash")[1]["not_read"]) < 30
+    zelsim("heal")
+    zelsim("fail debugCmd --result nonsense")
+    assert ["PHYs of the switch ports"] == [row["what"] for row in report()[1]["not_read"]]
+    zelsim("heal")
     for fault in FAULTS:
         zelsim(f"fail {fault}")
         files, data, done = report()
@@ -133,6 +151,9 @@ def half_files(folder):
     assert os.listdir(folder) == []
     assert zelctl("report").returncode == 0
     (name,) = os.listdir(folder)
+    assert os.stat(name).st_mode & 0o777 == 0o600
+    refused = zelctl("report", "--redact", "", "-o", "-")
+    assert refused.returncode == 2 and b"--redact: " in refused.stderr, refused
     assert re.fullmatch(r"zelboard-report-.*-\d{8}T\d{6}Z\.tar\.gz", name), name
 
 

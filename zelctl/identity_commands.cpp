@@ -32,19 +32,40 @@ static std::string model_name() {
   return model;
 }
 
-Json identity() {
-  // The library composes the name from boards and power mode, and does not say if it cannot read them. These throw then.
-  copper_boards();
+/** The library composes the name from boards and power mode, and does not say if it cannot read them. */
+static Json settled_model_name() {
+  copper_boards();  // throws if they cannot be read
   power();
   const std::string model = model_name();
   if (model_name() != model) throw Failure{"model name: two questions, two answers"};
+  return model;
+}
+
+static Json description() {
   char text[FW_DESCRIPTION_SIZE] = "";
   const uint32_t status = FW_SpiFlash_GetCustomDesc(text);
-  if (status != FW_NOT_SET) require(status, "description");
-  const Json description = status == FW_NOT_SET ? Json() : Json(text);
-  const uint8_t power_byte = byte_of(FW_SpiFlash_GetCustomPwrMode, "power-mode byte");
-  return record("model", model, "description", description, "power_byte", power_byte, "names", stored_names());
+  if (status == FW_NOT_SET) return {};
+  require(status, "description");
+  return text;
 }
+
+static Json power_byte() { return byte_of(FW_SpiFlash_GetCustomPwrMode, "power-mode byte"); }
+
+std::span<const Part> identity_parts() {
+  static constexpr Part kParts[] = {{"model", "model name", settled_model_name},
+                                    {"description", "description", description},
+                                    {"power_byte", "power-mode byte", power_byte},
+                                    {"names", "custom names", stored_names}};
+  return kParts;
+}
+
+Json whole(std::span<const Part> parts) {
+  Json all = Json::object();
+  for (const Part &part : parts) all[part.key] = part.ask();
+  return all;
+}
+
+Json identity() { return whole(identity_parts()); }
 
 constexpr uint32_t kAsFitted = 0xFFFFFFFF;  // no --variant
 

@@ -28,6 +28,17 @@ void require_cage(uint32_t port);
 void require_port(uint32_t status, uint32_t port, const char *what);
 
 using Record = Json();
+/** A member of a record that can be asked for alone. */
+struct Part {
+  const char *key;
+  const char *what;  // as people call it
+  Json (*ask)();
+};
+/** Asks for all parts. */
+Json whole(std::span<const Part> parts);
+/* The parts of `power` and `identity`. */
+std::span<const Part> power_parts();
+std::span<const Part> identity_parts();
 Record leds, relay, flags, reset_key, watchdog, power, bus_busy, clock_mode, held_temperature, board;
 constexpr uint8_t kSensorAddress = 0x9E;  // 8-bit address of the temperature sensor
 /** Reads the sensor itself: a poll would change what the driver holds. Nothing if there is no sensor. */
@@ -57,6 +68,10 @@ uint8_t supply_conf(uint32_t supply);
  *  @param record  of the size that the request has
  *  @return the request's result, or FW_FAIL if the node cannot be opened */
 uint32_t gpio_request(uint8_t number, uint8_t *record);
+/** The driver's power status byte. */
+uint8_t power_status();
+/** What the power status says of a supply. */
+bool supply_is_good(uint8_t status, uint32_t supply);
 enum class Signals { All, OfModules };  // OfModules: only presence is read of an empty cage
 Json ports(Signals wanted);
 /** A signal that cannot be read is null, and its failure is postponed. */

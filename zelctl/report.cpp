@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -125,7 +126,8 @@ class Destination {
 /** A report of a board that is out of order is a success, too. */
 static void mention_not_read(const Report &report) {
   const size_t count = report.not_read.size();
-  if (count > 0) complain(format("%zu things could not be read: the report says which, and why", count), 0);
+  const char *things = count == 1 ? "thing" : "things";
+  if (count > 0) complain(format("%zu %s could not be read: the report says which, and why", count, things), 0);
 }
 
 static void show_result(const Report &report, const std::string &path, uint64_t size) {
@@ -134,13 +136,23 @@ static void show_result(const Report &report, const std::string &path, uint64_t 
               report.not_read.size()));
 }
 
+static void check_patterns(const Patterns &patterns) {
+  for (const std::string &pattern : patterns) {
+    if (pattern.empty()) refuse_argument("--redact", "'' matches no name");
+    const bool has_open_bracket = pattern.find('[') != std::string::npos && pattern.find(']') == std::string::npos;
+    if (has_open_bracket) refuse_argument("--redact", "'" + escaped(pattern) + "' has a bracket that does not end");
+  }
+}
+
 static void make_report(const ReportOptions &options) {
+  check_patterns(options.further_secrets);
   const std::time_t now = std::time(nullptr);
   const std::string host = host_name();
   const std::string folder = "zelboard-report-" + host + "-" + utc_text(now, "%Y%m%dT%H%M%SZ");
   const std::string path = options.path.empty() ? folder + ".tar.gz" : options.path;
   const bool to_terminal = path == "-" && isatty(fileno(out)) != 0;
   if (to_terminal) refuse_argument("--output", "an archive is nothing for a terminal");
+  umask(S_IRWXG | S_IRWXO);       // a new file is the owner's alone: a report tells much of a network
   Destination destination(path);  // before the board is read, which takes long
   hold_signals();
   GzipWriter compressed([&](Bytes bytes) { destination.write(bytes); });

@@ -1,7 +1,3 @@
-#include <fcntl.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include "report.h"
 
 /** A row for each number of a range. A thing that cannot be read has no row.
@@ -28,26 +24,13 @@ static Json led_rows(Report &report) {
   return all;
 }
 
-uint32_t gpio_request(uint8_t number, uint8_t *record) {
-  const int fd = open("/dev/zel_gpio", O_RDWR | O_CLOEXEC);
-  if (fd < 0) return FW_FAIL;
-  const int result = ioctl(fd, _IOW('$', number, uint8_t), record);
-  close(fd);
-  return static_cast<uint32_t>(result);
-}
-
-/** The library derives mode and alarm from the power status, but has no call that returns it. Only the status tells which
- *  of two supplies is bad. */
-static uint8_t power_status() {
-  constexpr uint8_t kGetPowerStatus = 0x98;
-  uint8_t status = 0;
-  require(gpio_request(kGetPowerStatus, &status), "power status");
-  return status;
-}
-
-static Json supply_row(uint32_t supply) {
+/** @param status  the power status; null = it cannot be read */
+static Json supply_row(uint32_t supply, const Json &status) {
   const uint8_t conf = supply_conf(supply);
-  return record("supply", supply, "conf", conf, "type", name_of("none|AC|DC", conf));
+  Json row = record("supply", supply, "conf", conf, "type", name_of("none|AC|DC", conf), "good", nullptr);
+  const bool is_fitted = conf != 0;
+  if (is_fitted && status.is_number()) row["good"] = supply_is_good(status.get<uint8_t>(), supply);
+  return row;
 }
 
 /** The debug mode of a driver. The library prints it, too, and keeps it in its variable. */
@@ -93,18 +76,31 @@ static Json phy_rows(Report &report) {
   return all;
 }
 
+/** Null if no part can be read. */
+static Json parts(Report &report, std::span<const Part> wanted) {
+  Json all = Json::object();
+  bool has_any = false;
+  for (const Part &part : wanted) {
+    const size_t failures = report.not_read.size();
+    all[part.key] = report.ask(part.what, part.ask);
+    if (report.not_read.size() == failures) has_any = true;
+  }
+  return has_any ? all : Json();
+}
+
 void report_board(Report &report) {
   Json &data = report.data;
-  data["identity"] = report.ask("identity", identity);
+  data["identity"] = parts(report, identity_parts());
   data["mac_backup"] = report.ask("MAC backup", mac_backup);
   data["leds"] = led_rows(report);
   data["relay"] = report.ask("alarm relay", [] { return relay()["relay"]; });
   data["flags"] = report.ask("flags", flags);
   data["reset"] = report.ask("reset key", reset_key);
   data["watchdog"] = report.ask("watchdog", watchdog);
-  data["power"] = report.ask("power", power);
+  data["power"] = parts(report, power_parts());
   data["power_status"] = report.ask("power status", [] { return Json(power_status()); });
-  data["supplies"] = rows(report, FW_SUPPLY_FIRST, FW_SUPPLY_LAST, "supply %u", supply_row);
+  data["supplies"] = rows(report, FW_SUPPLY_FIRST, FW_SUPPLY_LAST, "supply %u",
+                          [&](uint32_t supply) { return supply_row(supply, data["power_status"]); });
   data["slots"] = rows(report, FW_SLOT_FIRST, FW_SLOT_LAST, "slot %u", slot_row);
   data["ports"] = rows(report, 0, FW_PORT_LAST, "port %u", port_row);
   report_chips(report);

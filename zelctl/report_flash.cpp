@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 
 #include "chip_figures.h"
 #include "report.h"
@@ -30,9 +31,19 @@ static std::string read_sector(const Report &report, uint32_t address, Sector &s
   }
 }
 
+/** "FW_FAIL: no answer" of "FW_FAIL: flash read at 0x10000: no answer". */
+static std::string without_place(const std::string &why) {
+  constexpr const char *kGap = ": ";
+  const size_t start = why.find("flash read at");
+  if (start == std::string::npos) return why;
+  const size_t end = why.find(kGap, start);
+  if (end == std::string::npos) return why;
+  return why.substr(0, start) + why.substr(end + std::strlen(kGap));
+}
+
 /** Adds a sector that could not be read. Neighbours with the same reason share a row. */
 static void add_unread(Json &unread, uint32_t address, const std::string &why) {
-  const std::string reason = why.substr(0, why.find(": flash read at"));
+  const std::string reason = without_place(why);
   const uint32_t end = address + sector_size();
   if (!unread.empty() && unread.back()["end"] == address && unread.back()["why"] == reason)
     unread.back()["end"] = end;

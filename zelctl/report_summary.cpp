@@ -22,6 +22,31 @@ static std::string part(const std::string &title, const Json &data, const std::s
   return empty ? heading + without + "\n" : heading + printed(data);
 }
 
+/** Temperature and powers, and what is out of its limits. */
+static void add_measured(Json &row, const Json &diagnostics) {
+  row["temperature"] = diagnostics.is_object() ? diagnostics["temperature_celsius"] : Json();
+  row["tx_dbm"] = diagnostics.is_object() ? diagnostics["tx_power_dbm"] : Json();
+  row["rx_dbm"] = diagnostics.is_object() ? diagnostics["rx_power_dbm"] : Json();
+  row["state"] = "no diagnostics";
+  if (!diagnostics.is_object()) return;
+  std::string state;
+  for (const Json &measured : diagnostics["measured"]) {
+    const std::string standing = measured["state"];
+    const bool is_usual = standing == "normal" || standing == "no limits";
+    if (!is_usual) state += (state.empty() ? "" : ", ") + measured["quantity"].get<std::string>() + " " + standing;
+  }
+  row["state"] = state.empty() ? "normal" : state;
+}
+
+/** What an operator looks at first. */
+static Json alarms(const Json &data) {
+  const auto member = [](const Json &object, const char *key) { return object.is_object() ? object[key] : Json(); };
+  const Json &chip = data["temperature"]["chip"];
+  return record("temperature", member(chip, "degrees"), "power_alarm", member(data["power"], "alarm"), "supply_1_good",
+                member(data["power"], "supply_1_good"), "supply_2_good", member(data["power"], "supply_2_good"),
+                "relay", data["relay"], "watchdog", member(data["watchdog"], "enabled"));
+}
+
 /** One line for each module. Everything on its page is in report.json. */
 static Json module_rows(const Json &modules) {
   Json rows = Json::array();
@@ -29,7 +54,7 @@ static Json module_rows(const Json &modules) {
     const Json &page = module["decoded"];
     Json row = record("port", module["port"]);
     for (const char *key : {"vendor", "part_number", "serial_number", "rate_mbd"}) row[key] = page[key];
-    row["diagnostics"] = !module["a2"].is_null();
+    add_measured(row, module["diagnostics"]);
     row["checksums"] = module["checksums"];
     rows.push_back(row);
   }
@@ -63,6 +88,7 @@ std::string report_summary(const Report &report) {
                      data["created"].get<std::string>() + "\nmade by " + data["tool"].get<std::string>() + "\n\n" +
                      contents(report) + "\n" + redacted(data["redacted"]);
   text += part("Not read", report.not_read, "Everything was read.");
+  text += part("Alarms", alarms(data), "-");
   text += part("Identity", data["identity"], "-");
   text += part("Slots", data["slots"], "-");
   text += part("Power", data["power"], "-");

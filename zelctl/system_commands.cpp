@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <memory>
 
 #include "records.h"
@@ -72,6 +76,28 @@ uint8_t supply_conf(uint32_t supply) {
   return byte_of([=](uint8_t *conf) { return FW_GetPowerConf(supply, conf); }, format("supply %u", supply));
 }
 
+uint32_t gpio_request(uint8_t number, uint8_t *record) {
+  const int fd = open("/dev/zel_gpio", O_RDWR | O_CLOEXEC);
+  if (fd < 0) return FW_FAIL;
+  const int result = ioctl(fd, _IOW('$', number, uint8_t), record);
+  close(fd);
+  return static_cast<uint32_t>(result);
+}
+
+/** The library derives mode and alarm from the power status, but has no call that returns it. Only the status tells which
+ *  of two supplies is bad. */
+uint8_t power_status() {
+  constexpr uint8_t kGetPowerStatus = 0x98;
+  uint8_t status = 0;
+  require(gpio_request(kGetPowerStatus, &status), "power status");
+  return status;
+}
+
+bool supply_is_good(uint8_t status, uint32_t supply) {
+  constexpr uint8_t kFirstIsGood = 0x40;  // the second supply's bit is the next one
+  return (status & kFirstIsGood << (supply - FW_SUPPLY_FIRST)) != 0;
+}
+
 static uint8_t ask_power(uint32_t (*question)(uint8_t *answer), const char *what) {
   uint8_t answer = 0;
   byte_of(FW_GetSystemLed, "GPIO driver");  // throws if it does not answer: then the library reads no environment
@@ -79,20 +105,41 @@ static uint8_t ask_power(uint32_t (*question)(uint8_t *answer), const char *what
   return answer;
 }
 
-Json power() {
-  constexpr const char *kModes = "AC and DC|two AC|two DC|one DC|one AC|by hardware";
-  const uint8_t mode = ask_power(FW_GetPowerMode, "power mode");
-  const uint8_t alarm = ask_power(FW_GetPowerAlarm, "power alarm");
-  const uint32_t configured = ask_environment(FW_Pwr_Flag);
-  Json power = record("mode", name_of(kModes, mode), "configured", name_of(kModes, configured), "alarm", alarm != 0);
-  for (uint32_t supply = FW_SUPPLY_FIRST; supply <= FW_SUPPLY_LAST; ++supply)
-    power[format("supply_%u", supply)] = name_of("none|AC|DC", supply_conf(supply));
-  return power;
+constexpr const char *kPowerModes = "AC and DC|two AC|two DC|one DC|one AC|by hardware";
+
+static Json power_mode() { return name_of(kPowerModes, ask_power(FW_GetPowerMode, "power mode")); }
+static Json configured_mode() { return name_of(kPowerModes, ask_environment(FW_Pwr_Flag)); }
+static Json power_alarm() { return ask_power(FW_GetPowerAlarm, "power alarm") != 0; }
+
+template <uint32_t Supply>
+static Json supply_type() {
+  return name_of("none|AC|DC", supply_conf(Supply));
 }
+
+/** Null if there is no such supply. */
+template <uint32_t Supply>
+static Json goodness() {
+  const bool is_fitted = supply_conf(Supply) != 0;
+  return is_fitted ? Json(supply_is_good(power_status(), Supply)) : Json();
+}
+
+std::span<const Part> power_parts() {
+  static constexpr Part kParts[] = {{"mode", "power mode", power_mode},
+                                    {"configured", "configured power mode", configured_mode},
+                                    {"alarm", "power alarm", power_alarm},
+                                    {"supply_1", "supply 1", supply_type<1>},
+                                    {"supply_1_good", "state of supply 1", goodness<1>},
+                                    {"supply_2", "supply 2", supply_type<2>},
+                                    {"supply_2_good", "state of supply 2", goodness<2>}};
+  return kParts;
+}
+
+Json power() { return whole(power_parts()); }
 
 void add_system_commands(App &app) {
   add_watchdog(app);
   add_flags(app);
   command(app, "reset-key", "The reset key", "reset-key", [] { show(reset_key()); });
-  command(app, "power", "Power mode and alarm, supply configurations", "power", [] { show(power()); });
+  command(app, "power", "Power mode and alarm, configuration of each supply, whether it is good", "power",
+          [] { show(power()); });
 }
