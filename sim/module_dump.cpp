@@ -74,6 +74,8 @@ std::string parse_module_dump(const std::string &dump) {
     size_t offset = offset_line ? offset_line->offset : page.size();
     if (repeats) repeat_last_line(page, std::min(offset, kTwoPages));
     repeats = line == "*";
+    bool begins_with_a2 = page.empty() && offset == kTwoPages / 2;
+    if (begins_with_a2) throw Usage("MODULE: the dump has page A2h alone: a module begins with page A0h");
     if (offset != page.size())
       throw Usage("MODULE: the dump jumps from byte " + std::to_string(page.size()) + " at: " + line);
     if (offset_line) {

@@ -30,6 +30,8 @@ says 1 'zelsim run' env PATH=/usr/bin:/bin "$build/bin/zelctl" led get system
 says 1 'FW_ABSENT' ctl temperature
 "$zelsim" set supply 2 failed
 says 0 'yes' ctl power
+says 0 '^supply_1_good *yes' ctl power
+says 0 '^supply_2_good *no' ctl power
 ctl env set pwrmode pwr2dc >/dev/null
 says 0 'two DC' ctl power
 ctl clock set 2026-03-15T14:30:45 >/dev/null
@@ -84,9 +86,11 @@ for fault in debugCmd any; do
   done
   "$zelsim" heal
 done
-"$zelsim" fail debugCmd:phy_register_get --result nonsense
-says 0 '0xZZ' ctl phy get 3 2
-"$zelsim" heal
+for words in "phy get 3 2" "register get 0x5000010"; do
+  "$zelsim" fail debugCmd --result nonsense
+  says 1 'debugCmd printed no number: .*0xZZ' ctl $words
+  "$zelsim" heal
+done
 "$zelsim" fail debugCmd --result hangs
 says 124 'debugCmd: interrupted' timeout -s INT 1 "$zelsim" run --fast -- "$build/bin/zelctl" phy get 3 2
 "$zelsim" heal
@@ -199,6 +203,12 @@ says 0 '10g-sr .*not-sfp' completed zelsim plug 3
 says 0 '^.1 2.$' completed zelctl firmware write file --partition
 says 0 '^.BufRead BufWrite.$' completing zelsim fail i2c : Buf
 says 0 '^.panel.system panel.speed_24 ' completing zelsim get panel.s
+says 0 '^.diagnostics.5 diagnostics.24.$' completing zelsim get diagnostics.
+says 0 '^.rx-power.$' completing zelsim set rx-
+says 0 '^.module-rx-power.$' completing zelsim set module-rx
+says 0 '^.0 1 2 ' completed zelsim set los
+says 0 '^.refused busy killed.$' completed zelsim fail i2c : BufRead --result
+says 0 'hangs nonsense.$' completed zelsim fail debugCmd --result
 says 0 '^.led.$' completing zelsim run -- zelctl le
 says 0 '^..$' completed zelctl flash update I2
 says 0 '^..$' completed zelctl flash read T -o

@@ -1,14 +1,34 @@
+#include <algorithm>
 #include <memory>
 
 #include "records.h"
 
 constexpr uint32_t kAnyWord = 0xFFFFFFFF;
 
-/** What debugCmd printed, without the line that the library prints before it. */
-static std::string answer_of(std::string text, const std::string &what) {
-  if (text.starts_with("reg_mode=")) text.erase(0, text.find('\n') + 1);
+/** True if one of the words is a hexadecimal number, with or without 0x. */
+static bool has_number(const std::string &text) {
+  constexpr const char *kLetters = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  size_t start = text.find_first_of(kLetters);
+  while (start != std::string::npos) {
+    const size_t end = std::min(text.find_first_not_of(kLetters, start), text.size());
+    std::string word = text.substr(start, end - start);
+    if (word.starts_with("0x") || word.starts_with("0X")) word.erase(0, 2);
+    const bool is_number = !word.empty() && word.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    if (is_number) return true;
+    start = text.find_first_of(kLetters, end);
+  }
+  return false;
+}
+
+/** What debugCmd printed, without the line that the library prints before it. That line comes last if it was buffered. */
+static std::string answer_of(const std::string &printed, const std::string &what) {
+  std::string text;
+  for (const std::string &line : split(printed, '\n')) {
+    if (!line.starts_with("reg_mode=")) text += line + "\n";
+  }
   text.erase(text.find_last_not_of('\n') + 1);
   if (text.empty()) throw Failure{what + ": debugCmd printed no value"};
+  if (!has_number(text)) throw Failure{what + ": debugCmd printed no number: '" + escaped(text) + "'"};
   return text;
 }
 
