@@ -79,6 +79,7 @@ static_assert(std::size(kFields) == kQuantities);
 
 /* Page A0h, byte 92: what the module measures. */
 constexpr uint8_t kImplemented = 0x40;
+constexpr uint8_t kInternallyCalibrated = 0x20;
 constexpr uint8_t kExternallyCalibrated = 0x10;
 constexpr uint8_t kAveragePower = 0x08;
 constexpr uint8_t kAddressChange = 0x04;
@@ -168,11 +169,13 @@ static Measurement measurement(size_t number, ModulePage page, bool external, bo
   found.per_base_unit = field.per_base_unit;
   found.word = big_endian(page, field.word);
   found.value = value_at(field.word);
-  found.limited = has_limits(page, field.thresholds);
   found.high_alarm = value_at(field.thresholds);
   found.low_alarm = value_at(field.thresholds + 2);
   found.high_warning = value_at(field.thresholds + 4);
   found.low_warning = value_at(field.thresholds + 6);
+  const bool are_numbers = std::isfinite(found.high_alarm) && std::isfinite(found.low_alarm) &&
+                           std::isfinite(found.high_warning) && std::isfinite(found.low_warning);
+  found.limited = are_numbers && has_limits(page, field.thresholds);
   if (!has_flags) return found;
   found.high_alarm_flag = bit_at(page, kAlarms, 2 * number);
   found.low_alarm_flag = bit_at(page, kAlarms, 2 * number + 1);
@@ -181,7 +184,10 @@ static Measurement measurement(size_t number, ModulePage page, bool external, bo
   return found;
 }
 
+bool is_known(const Measurement &measurement) { return std::isfinite(measurement.value); }
+
 Standing standing_of(const Measurement &measurement) {
+  if (!is_known(measurement)) return Standing::Unknown;
   if (!measurement.limited) return Standing::NoLimits;
   if (measurement.value > measurement.high_alarm) return Standing::HighAlarm;
   if (measurement.value < measurement.low_alarm) return Standing::LowAlarm;
@@ -209,6 +215,12 @@ bool has_diagnostics(ModulePage identification) { return (identification[kMonito
 
 bool needs_address_change(ModulePage identification) { return (identification[kMonitoringType] & kAddressChange) != 0; }
 
+static const char *calibration_of(uint8_t monitoring_type) {
+  if ((monitoring_type & kExternallyCalibrated) != 0) return "external";
+  if ((monitoring_type & kInternallyCalibrated) != 0) return "internal";
+  return "not told";
+}
+
 /** Nothing for a status bit that the module does not have. */
 static std::optional<bool> status_bit(bool offered, bool set) {
   if (!offered) return std::nullopt;
@@ -223,6 +235,7 @@ Diagnostics diagnostics_in(ModulePage identification, ModulePage page) {
   const bool has_tx_fault = (offered & kTxFaultOffered) != 0;
   const bool has_los = (offered & kLosOffered) != 0;
   Diagnostics found{};
+  found.calibration = calibration_of(type);
   found.external = (type & kExternallyCalibrated) != 0;
   found.average_power = (type & kAveragePower) != 0;
   found.has_flags = (offered & kFlagsOffered) != 0;
@@ -239,19 +252,22 @@ Diagnostics diagnostics_in(ModulePage identification, ModulePage page) {
 double dbm(double milliwatts) {
   constexpr double kLeast = 1e-4;
   constexpr double kFloor = -40;
+  if (std::isnan(milliwatts)) return milliwatts;
   return milliwatts > kLeast ? 10 * std::log10(milliwatts) : kFloor;
 }
 
-std::string measured_text(const Measurement &measurement, double value) {
-  if (measurement.is_power) return format("%.2f dBm", dbm(value));
+std::string measured_text(const Measurement &measurement, double value, int more_decimals) {
+  if (!std::isfinite(value)) return "unknown";
+  if (measurement.is_power) return decimal_text(dbm(value), 2 + more_decimals) + " dBm";
   const int decimals = std::strcmp(measurement.unit, "C") == 0 ? 1 : 3;
-  return format("%.*f %s", decimals, value, measurement.unit);
+  return decimal_text(value, decimals + more_decimals) + " " + measurement.unit;
 }
 
 /** Without the noise of binary fractions. */
 static Json number(double value) {
   constexpr double kSteps = 1e6;
-  return std::isfinite(value) ? Json(std::round(value * kSteps) / kSteps) : Json();
+  if (!std::isfinite(value)) return {};
+  return std::round(value * kSteps) / kSteps + 0.0;  // minus zero becomes zero
 }
 
 static Json optional(const std::optional<bool> &bit) { return bit ? Json(*bit) : Json(); }
@@ -290,7 +306,7 @@ static std::string checksum_text(ModulePage page) {
 Json decode_diagnostics(ModulePage identification, ModulePage page) {
   const Diagnostics found = diagnostics_in(identification, page);
   Json decoded = Json::object();
-  decoded["calibration"] = found.external ? "external" : "internal";
+  decoded["calibration"] = found.calibration;
   decoded["received_power"] = found.average_power ? "average" : "OMA";
   decoded["ready"] = found.ready;
   for (size_t i = 0; i < found.measured.size(); ++i) {

@@ -19,8 +19,8 @@ struct Measurement {
   bool is_power;         // people also say it in dBm
   double per_base_unit;  // 1000 for mA: an ampere has 1000 of them
   uint16_t word;         // what stands on the page
-  double value;
-  bool limited;  // the module has thresholds: the four are not all equal
+  double value;          // no finite number if the module's constants are none
+  bool limited;          // the module has thresholds: the four are numbers, and not all equal
   double high_alarm;
   double low_alarm;
   double high_warning;
@@ -33,8 +33,10 @@ struct Measurement {
 };
 
 /** Where a value stands in its limits. */
-enum class Standing { Normal, LowWarning, HighWarning, LowAlarm, HighAlarm, NoLimits };
-constexpr const char *kStandings = "normal|low warning|high warning|low alarm|high alarm|no limits";
+enum class Standing { Normal, LowWarning, HighWarning, LowAlarm, HighAlarm, NoLimits, Unknown };
+constexpr const char *kStandings = "normal|low warning|high warning|low alarm|high alarm|no limits|unknown";
+/** False if the module's calibration constants give no number. */
+bool is_known(const Measurement &measurement);
 Standing standing_of(const Measurement &measurement);
 std::string standing_name(const Measurement &measurement);
 
@@ -48,8 +50,9 @@ struct Crossed {
 Crossed limits_crossed(const Measurement &measurement);
 
 struct Diagnostics {
-  bool external;       // the host calibrates: it computes values and thresholds with the page's constants
-  bool average_power;  // the receiver measures average power; otherwise optical modulation amplitude
+  const char *calibration;  // "internal", "external"; "not told" = page A0h names none, the page is read as internal
+  bool external;            // the host calibrates: it computes values and thresholds with the page's constants
+  bool average_power;       // the receiver measures average power; otherwise optical modulation amplitude
   bool has_flags;
   bool ready;  // the values are up to date
   // Status bits; nothing where the module does not have the bit.
@@ -71,9 +74,11 @@ bool needs_address_change(ModulePage identification);
 Diagnostics diagnostics_in(ModulePage identification, ModulePage page);
 /** The same as data, for people and programs. */
 Json decode_diagnostics(ModulePage identification, ModulePage page);
-/** A power in dBm. The smallest that a module can tell is 0.1 uW, -40 dBm: it also stands for no power. */
+/** A power in dBm. The smallest that a module can tell is 0.1 uW, -40 dBm: it also stands for no power. Not a number
+ *  stays so. */
 double dbm(double milliwatts);
-/** A value as people read it: "35.0 C", "-2.31 dBm". */
-std::string measured_text(const Measurement &measurement, double value);
+/** A value as people read it: "35.0 C", "-2.31 dBm", "unknown".
+ *  @param more_decimals  than usual */
+std::string measured_text(const Measurement &measurement, double value, int more_decimals = 0);
 
 #endif

@@ -139,6 +139,7 @@ static std::string text_at(ModulePage page, size_t at, size_t length) {
 
 std::string vendor_of(ModulePage page) { return text_at(page, kVendorName, 16); }
 std::string part_number_of(ModulePage page) { return text_at(page, kVendorPart, 16); }
+std::string serial_number_of(ModulePage page) { return text_at(page, kSerialNumber, 16); }
 std::string revision_of(ModulePage page) { return text_at(page, kVendorRevision, 4); }
 
 uint32_t signalling_rate(ModulePage page) {
@@ -192,7 +193,7 @@ static void add_extended_fields(Json &decoded, ModulePage page) {
   decoded["cc_base"] = checksum_text(page, kIdentifier, kBaseChecksum);
   decoded["options"] = set_bits(page.subspan(kOptionValues, 2), kOptions);
   decoded["rate_margin_percent"] = format("+%u -%u", page[kUpperMargin], page[kLowerMargin]);
-  decoded["serial_number"] = text_at(page, kSerialNumber, 16);
+  decoded["serial_number"] = serial_number_of(page);
   decoded["date_code"] = text_at(page, kDateCode, 8);
   decoded["monitoring"] = set_bits(page.subspan(kMonitoringType, 1), kMonitoring);
   decoded["enhanced_options"] = hex_code(page[kEnhancedOptions]);

@@ -16,6 +16,7 @@ constexpr size_t kEnhancedOptions = 93;
 Json decode_page(ModulePage page);
 std::string vendor_of(ModulePage page);
 std::string part_number_of(ModulePage page);
+std::string serial_number_of(ModulePage page);
 std::string revision_of(ModulePage page);
 /** Nominal signalling rate in MBd, 0 = not given. */
 uint32_t signalling_rate(ModulePage page);

@@ -118,6 +118,7 @@ TEST(Diagnostics, ReceivedPowerIsAPolynomialOfFloats) {
   EXPECT_NEAR(dbm(0.5), -3.0103, 1e-4);
   EXPECT_EQ(dbm(0), -40);
   EXPECT_EQ(dbm(-1), -40);
+  EXPECT_TRUE(std::isnan(dbm(std::nan(""))));
 }
 
 // Flags, limits and status bits: each is in its place, and what page A0h does not offer is not told.

@@ -158,11 +158,34 @@ def check_dumps(folder):
     assert "no digital diagnostics" in zelctl(f"sfp dump {NONE} --page a2", status=1)
     assert "no digital diagnostics" in zelctl(f"sfp dom {NONE}", status=1)
     both = zelctl(f"sfp dump {INTERNAL} --raw")
+    with open(f"{folder}/page", "wb") as file:
+        file.write(zelctl(f"sfp dump {INTERNAL} --page a2 --hex"))
+    assert "page A2h alone" in zelsim(f"plug 27 {folder}/page", status=2)
+    zelsim("fail i2c:BufRead@0xa2")
+    told = zelctl(f"sfp dump {INTERNAL} --raw -o {folder}/a0", status=1)
+    assert "page A2h is missing" in told and open(f"{folder}/a0", "rb").read() == both[:256], told
+    zelsim("heal")
     for size, status in (128, 1), (256, 1), (512, 0):
         with open(f"{folder}/page", "wb") as file:
             file.write(both[:size])
         zelsim(f"plug 27 {folder}/page")
         zelctl("sfp dom 27", status=status)
+
+
+def check_unknown(path):
+    """Constants that are no numbers: nobody takes what comes of them for a power."""
+    pages = bytearray(zelctl(f"sfp dump {EXTERNAL} --raw"))
+    pages[256 + 72:256 + 76] = b"\x7f\xc0\0\0"  # Rx_PWR(0)
+    with open(path, "wb") as file:
+        file.write(pages)
+    zelsim(f"plug 27 {path}")
+    row = measured(27, "rx_power")
+    assert (row["value"], row["state"], row["low_alarm"]) == (None, "unknown", None), row
+    assert dom(27)["rx_power_dbm"] is None and "unknown" in zelctl("sfp dom 27").decode()
+    text = zelctl("metrics").decode()
+    assert 'zelboard_sfp_bias_amperes{port="27"}' in text and 'zelboard_sfp_rx_power_watts{port="27"}' not in text
+    assert b"27 rx power" not in zelctl("monitor --initial --for 1")
+    zelsim("unplug 27")
 
 
 def check_pictures():
@@ -188,4 +211,5 @@ with tempfile.TemporaryDirectory() as home:
     check_flags()
     check_memory()
     check_dumps(home)
+    check_unknown(f"{home}/unknown")
     check_pictures()

@@ -25,6 +25,7 @@ void BoardChanges::look() {
   std::vector<Reading> readings = read_board(round, false);
   add_optics(round, readings);
   for (const Reading &reading : readings) {
+    if (!reading.what->makes_events) continue;
     if (reading.value)
       compare(reading);
     else
@@ -42,12 +43,19 @@ void BoardChanges::compare(const Reading &reading) {
   event.subject = reading.subject;
   event.label = reading.label;
   event.which = reading.which;
-  event.now = reading.word();
+  event.now = reading.state();
   event.detail = reading.detail;
+  if (reading.settled) event.now = reading.settled(state_before(reading.subject));
   if (reading.subject == kTemperature) judge_temperature(reading, event);
-  event.trouble = reading.trouble || event.now == reading.what->trouble;
+  event.trouble = index_in(reading.what->trouble, event.now).has_value();
   const std::string usual = reading.states.empty() ? event.now : reading.states[0];
   note(reading.subject, event, usual);
+}
+
+/** Empty if there was none. */
+std::string BoardChanges::state_before(const std::string &subject) const {
+  const auto found = before_.find(subject);
+  return found != before_.end() ? found->second : "";
 }
 
 /** A thing that does not answer keeps its last known state. */
@@ -62,19 +70,27 @@ void BoardChanges::keep(const Reading &reading) {
 
 /** Tells who has begun or ceased to answer. A source answers when all of its readings have a value. */
 void BoardChanges::compare_answers(const std::vector<Reading> &readings) {
-  std::map<std::string, std::string> silences;  // by source: why a reading has no value, or ""
+  struct Answers {
+    Source source;
+    std::string silence;  // why a reading has no value; empty = all have one
+  };
+  std::map<std::string, Answers> sources;
   for (const Reading &reading : readings) {
-    std::string &silence = silences[reading.source];
-    if (silence.empty()) silence = reading.silence;
+    Answers &answers = sources[reading.source.name];
+    answers.source = reading.source;
+    if (answers.silence.empty()) answers.silence = reading.silence;
   }
-  for (const auto &[source, silence] : silences) {
+  for (const auto &[name, answers] : sources) {
+    const auto &[source, silence] = answers;
     Event event;
     event.kind = kAnswerKind;
-    event.subject = source;
+    event.subject = name;
+    event.label = source.label;
+    event.which = source.which;
     event.now = silence.empty() ? kAnswers : kSilent;
     event.detail = silence;
     event.trouble = !silence.empty();
-    note(source + "?", event, kAnswers);
+    note(name + "?", event, kAnswers);
   }
 }
 
@@ -83,8 +99,7 @@ void BoardChanges::judge_temperature(const Reading &reading, Event &event) const
   constexpr double kHysteresis = 5;
   const std::string &normal = reading.states[0];
   const std::string &hot = reading.states[1];
-  const auto before = before_.find(reading.subject);
-  const bool was_hot = before != before_.end() && before->second == hot;
+  const bool was_hot = state_before(reading.subject) == hot;
   const double limit = was_hot ? hot_ - kHysteresis : hot_;
   event.now = *reading.value >= limit ? hot : normal;
   event.detail = format("%.1f degrees", *reading.value);

@@ -25,6 +25,7 @@ class BoardChanges {
   void compare(const Reading &reading);
   void keep(const Reading &reading);
   void compare_answers(const std::vector<Reading> &readings);
+  std::string state_before(const std::string &subject) const;
   void judge_temperature(const Reading &reading, Event &event) const;
   void note(const std::string &key, Event &event, const std::string &usual);
   void note_first(Event &event);

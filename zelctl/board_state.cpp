@@ -33,7 +33,20 @@ static Answer alarm(Round &round, uint32_t) {
   return alarmed;
 }
 
-static Answer supply(Round &, uint32_t which) { return supply_conf(which); }
+static Answer configuration(Round &, uint32_t which) { return supply_conf(which); }
+
+constexpr const char *kSupplyStates = "none|ac|dc|failed|other";
+
+/** A driver may have configuration bytes of its own: they are "other". */
+static Answer supply(Round &round, uint32_t which) {
+  constexpr uint32_t kFailed = 3;
+  constexpr uint32_t kOther = 4;
+  const uint32_t conf = supply_conf(which);
+  if (conf == 0) return 0;
+  const double status = round.once("power status", [] { return power_status(); });
+  if (!supply_is_good(static_cast<uint8_t>(status), which)) return kFailed;
+  return conf < kFailed ? conf : kOther;
+}
 
 static Answer watchdog_state(Round &, uint32_t) { return watchdog()["enabled"] == true; }
 
@@ -130,10 +143,18 @@ constexpr Watched kWatched[] = {
      .read = alarm},
     {.subject = "supply %s",
      .states = "",
-     .words = "none|ac|dc",
-     .trouble = "none",
      .metric = "power_supply_configuration",
      .help = "The driver's configuration byte of a power supply.",
+     .driver = Gpio,
+     .first = FW_SUPPLY_FIRST,
+     .last = FW_SUPPLY_LAST,
+     .read = configuration,
+     .makes_events = false},
+    {.subject = "supply %s",
+     .states = kSupplyStates,
+     .trouble = "none|failed",
+     .metric = "power_supply_state",
+     .help = "State of a power supply, 1 = this.",
      .driver = Gpio,
      .first = FW_SUPPLY_FIRST,
      .last = FW_SUPPLY_LAST,
@@ -220,11 +241,15 @@ constexpr Watched kWatched[] = {
 };
 
 /** The part of the board that answers: the board in the slot, the main board's cages, or the thing itself. */
-static std::string source_of(const Watched &what, const std::string &label, uint32_t which) {
-  if (label.empty()) return what.subject;
-  if (label == "slot") return format("slot %u", which);
-  if (label == "port") return which < FW_PORT_FIRST_10G ? format("slot %u", slot_of(which)) : "10G cages";
-  return label;
+static Source source_of(const Watched &what, const std::string &label, uint32_t which) {
+  const auto slot_source = [](uint32_t slot) {
+    const std::string number = std::to_string(slot);
+    return Source{"slot " + number, "slot", number};
+  };
+  if (label.empty()) return {what.subject, "", ""};
+  if (label == "slot") return slot_source(which);
+  if (label != "port") return {label, "", ""};
+  return which < FW_PORT_FIRST_10G ? slot_source(slot_of(which)) : Source{"10G cages", "", ""};
 }
 
 /** A reading without its value. */
@@ -279,8 +304,3 @@ static std::string named(const std::vector<std::string> &names, double value) {
 }
 
 std::string Reading::state() const { return named(states, *value); }
-
-std::string Reading::word() const {
-  if (!states.empty()) return state();
-  return named(split(what->words), *value);
-}

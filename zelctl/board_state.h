@@ -4,6 +4,7 @@
 #ifndef ZELCTL_BOARD_STATE_H
 #define ZELCTL_BOARD_STATE_H
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <variant>
@@ -32,10 +33,9 @@ class Round {
 struct Watched {
   const char *subject;  // of an event. In "port %s light" %s is the port, and "port" is the metric's label
   /** Words for the values 0, 1, 2 ... The usual state of a thing that comes and goes is the first. "" = the value is a
-   *  number without words in the metric; `words` has those for events. */
+   *  number without words. */
   const char *states;
-  const char *words = "";
-  const char *trouble = "";  // the state in which somebody should look
+  const char *trouble = "";  // states in which somebody should look: "none|failed"
   const char *metric;
   const char *help;
   Driver driver;
@@ -43,28 +43,36 @@ struct Watched {
   uint32_t last = 0;
   /** @return nothing if there is nothing to read: no module, no sensor. Throws a Failure if there is no answer. */
   std::optional<double> (*read)(Round &round, uint32_t which);
+  bool makes_events = true;  // false: another row has the events of the same thing
   /** What people call it: its number, unless the table says otherwise. */
   std::string (*name)(uint32_t which) = [](uint32_t which) { return std::to_string(which); };
 };
 /** The subject of the board's temperature. Only crossing the threshold is an event. */
 constexpr const char *kTemperature = "temperature";
 
+/** The part of the board that answers. */
+struct Source {
+  std::string name;   // "slot 1", "10G cages"
+  std::string label;  // "slot"; empty where there is only one
+  std::string which;  // "1"; empty like the label
+};
+
 struct Reading {
   const Watched *what = nullptr;
   std::string label;  // "port"; empty where there is only one
   std::string which;  // "3"; empty like the label
   std::string subject;
-  std::string source;  // the part of the board that answers, as "slot 1"
+  Source source;
   std::vector<std::string> states;
   std::optional<double> value;
-  std::string silence;   // why there is no value
-  std::string detail;    // more for people to read
-  bool trouble = false;  // somebody should look, even if the table does not say so
+  std::string silence;  // why there is no value
+  std::string detail;   // more for people to read
+  /** The present state with regard to the one before: a value must be back from a threshold by a margin. Null = the state
+   *  is the word of the value. */
+  std::function<std::string(const std::string &before)> settled;
 
   /** The value in the words of the table's `states`, or as a number. */
   std::string state() const;
-  /** The same. A number becomes a word of the table's `words`, if there is one. */
-  std::string word() const;
 };
 
 /** Reads everything in the table, in its order. Things that are not there have no reading.

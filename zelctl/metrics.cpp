@@ -62,11 +62,12 @@ static std::string drivers_up(const Round &round) {
 static std::string subsystems_read(const std::vector<Reading> &readings, const std::vector<Optics> &modules) {
   std::map<std::string, bool> whole;
   for (const Reading &reading : readings) {
-    whole.emplace(reading.source, true);
-    if (!reading.value) whole[reading.source] = false;
+    whole.emplace(reading.source.name, true);
+    if (!reading.value) whole[reading.source.name] = false;
   }
   for (const Optics &module : modules) {
-    if (!module.silence.empty()) whole[module.source] = false;
+    const auto subsystem = whole.find(module.source.name);  // a module of its own has another metric
+    if (!module.silence.empty() && subsystem != whole.end()) subsystem->second = false;
   }
   std::vector<std::string> samples;
   for (const auto &[source, good] : whole) samples.push_back(sample_line("subsystem=\"" + source + "\"", good));
@@ -97,5 +98,5 @@ void add_metrics_command(App &app) {
                          "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom",
                          announced([path] { write_metrics(*path); }));
   output_option(metrics, *path);
-  optics_option(metrics);
+  optics_option(metrics, Flags::Read);
 }

@@ -125,7 +125,7 @@ void add_monitor_command(App &app) {
          "Milliseconds from one round of questions to the next (1000); shorter changes can be missed", 10, 3600000);
   number(leaf, "--for", options->lifetime, "End after this many seconds (default: when interrupted)", 1, 31536000);
   number(leaf, "--hot", options->hot, "Degrees Celsius from which the board is hot (80)", 1, 127);
-  optics_option(leaf);
+  optics_option(leaf, Flags::Left);
   flag(leaf, "--initial", options->initial, "First print the present state of everything");
   flag(leaf, "--journal", options->to_journal, "Write events to the systemd journal, with fields; do not print them");
   any_text(leaf, "--journal-socket", options->journal_socket, "Socket of the journal, as of another journal namespace");

@@ -28,20 +28,26 @@ Json diagnostics_record(uint32_t port, const DiagnosticPages &pages) {
   return all;
 }
 
-static bool is_gone(uint32_t port) {
+enum class Presence { In, Gone, Unknown };
+static Presence presence_of(uint32_t port) {
   uint8_t absent = 0;
-  return FW_GetPortSfpPresnt(port, &absent) == 0 && absent != 0;
+  if (FW_GetPortSfpPresnt(port, &absent) != 0) return Presence::Unknown;
+  return absent != 0 ? Presence::Gone : Presence::In;
 }
 
-/** @return nothing for a module without diagnostics */
-static std::optional<Diagnostics> read_diagnostics(Round &round, uint32_t port, Flags flags) {
+static void read_module(Round &round, Flags flags, Optics &optics) {
+  const uint32_t port = optics.port;
   round.asked = Gpio;
   require_port(FW_SfpSel(port), port, "selection of the cage");
   round.asked = I2c;
   const LowerHalf identification = read_lower_half(port, FW_SFP_MEMORY, kIdentification);
-  if (!offers_diagnostics(identification)) return std::nullopt;
+  optics.vendor = vendor_of(identification);
+  optics.part_number = part_number_of(identification);
+  optics.serial_number = serial_number_of(identification);
+  if (!offers_diagnostics(identification)) return;
   const uint8_t length = flags == Flags::Read ? kPageLength : kDiagnosticsFlags;
-  return diagnostics_in(identification, read_lower_half(port, kDiagnosticsMemory, kDiagnostics, length));
+  optics.diagnostics = diagnostics_in(identification, read_lower_half(port, kDiagnosticsMemory, kDiagnostics, length));
+  optics.measures = true;
 }
 
 /** @param what  "transmitter" or "fault": words of the table of what is watched */
@@ -55,8 +61,13 @@ static bool port_has(const std::vector<Reading> &readings, const std::string &po
 
 static bool diagnostics_left_alone;
 
-void optics_option(App *app) {
-  flag(app, "--no-optics", diagnostics_left_alone, "Leave the modules' diagnostics, and the cage selection, alone");
+void optics_option(App *app, Flags flags) {
+  std::string what = "Leave the modules' diagnostics, and the cage selection, alone. Without it ";
+  if (flags == Flags::Read)
+    what += "the modules' latched flags are read, and reading clears them";
+  else
+    what += "values are watched, but not the flags that modules latch, since reading clears them";
+  flag(app, "--no-optics", diagnostics_left_alone, what.c_str());
 }
 
 bool is_module_reading(const Reading &reading) { return reading.subject == "port " + reading.which + " module"; }
@@ -70,17 +81,22 @@ std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readin
     Optics optics;
     optics.port = static_cast<uint32_t>(std::stoul(reading.which));
     optics.which = reading.which;
-    optics.source = reading.source;
+    optics.source = {"port " + reading.which + " diagnostics", "port", reading.which};
     try {
-      const auto found = read_diagnostics(round, optics.port, flags);
-      if (!found) continue;
-      optics.diagnostics = *found;
+      read_module(round, flags, optics);
       optics.laser_is_off = port_has(readings, reading.which, "transmitter") ||
-                            port_has(readings, reading.which, "fault") || found->soft_tx_disable.value_or(false);
+                            port_has(readings, reading.which, "fault") ||
+                            optics.diagnostics.soft_tx_disable.value_or(false);
     } catch (const Failure &failure) {
-      if (is_gone(optics.port)) continue;
+      const Presence presence = presence_of(optics.port);
+      if (presence == Presence::Gone) continue;
       optics.silence = failure.what();
-      round.up[round.asked] = false;
+      // A bus that tells of the cage works: only this module is silent.
+      const bool only_module = round.asked == I2c && presence == Presence::In;
+      if (!only_module) {
+        optics.source = reading.source;
+        round.up[round.asked] = false;
+      }
     }
     all.push_back(optics);
   }

@@ -22,27 +22,33 @@ Json diagnostics_record(uint32_t port, const DiagnosticPages &pages);
 /** What the module in a port measures. */
 struct Optics {
   uint32_t port = 0;
-  std::string which;          // the port as text
-  std::string source;         // as in the readings
-  bool laser_is_off = false;  // bias and power are then not as usual
+  std::string which;  // the port as text
+  Source source;
+  std::string vendor;
+  std::string part_number;
+  std::string serial_number;
+  bool measures = false;  // it has diagnostics
   Diagnostics diagnostics{};
-  std::string silence;  // why it could not be read
+  bool laser_is_off = false;  // bias and power are then not as usual
+  std::string silence;        // why it could not be read
 };
 
 /** Whether the flags are read, too. Reading clears them. */
 enum class Flags { Left, Read };
-/** Reads all modules with diagnostics that are among a round's readings. Skips a module that was pulled meanwhile. */
+/** Reads all modules that are among a round's readings. Skips a module that was pulled meanwhile. */
 std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readings, Flags flags);
 
 /** True for the reading "port N module". */
 bool is_module_reading(const Reading &reading);
 
-/** Adds to the readings of a round where each measured value stands in the module's limits. Does not read the flags. */
+/** Adds to the readings of a round where each measured value stands in the module's limits. Does not read the flags:
+ *  reading clears them, and then nobody else sees them. */
 void add_optics(Round &round, std::vector<Reading> &readings);
 std::string optics_metrics(const std::vector<Optics> &modules);
 /** Adds `sfp dom` and `sfp dump`. */
 void add_optics_commands(App &sfp);
-/** The switch --no-optics: `read_optics` then reads nothing, and the cage selection does not move. */
-void optics_option(App *app);
+/** The switch --no-optics: `read_optics` then reads nothing, and the cage selection does not move.
+ *  @param flags  what happens to the modules' flags otherwise; help says so */
+void optics_option(App *app, Flags flags);
 
 #endif

@@ -26,6 +26,7 @@ static const char *colour_of(Standing standing) {
     case Standing::Normal:
       return kGreen;
     case Standing::NoLimits:
+    case Standing::Unknown:
       break;
   }
   return kPlain;
@@ -38,7 +39,7 @@ static std::string coloured(const std::string &text, Standing standing) {
 double people_number(const Measurement &measurement, double value) {
   const double number = measurement.is_power ? dbm(value) : value;
   constexpr double kSteps = 1e4;
-  return std::round(number * kSteps) / kSteps;
+  return std::round(number * kSteps) / kSteps + 0.0;  // minus zero becomes zero
 }
 
 /** The scale of a bar. It begins below the lowest threshold and ends above the highest one. */
@@ -79,6 +80,7 @@ static char mark_of(Standing standing) {
       return '#';
     case Standing::Normal:
     case Standing::NoLimits:
+    case Standing::Unknown:
       break;
   }
   return '-';
@@ -110,7 +112,8 @@ void draw_measurement(const Measurement &measurement) {
   const std::string state = coloured(standing_name(measurement), standing);
   const std::string value = format("%*s", kValueWidth, measured_text(measurement, measurement.value).c_str());
   const std::string line = format("%-*s", kNameWidth, measurement.name) + coloured(value, standing);
-  if (!measurement.limited) {
+  const bool has_bar = measurement.limited && is_known(measurement);
+  if (!has_bar) {
     std::fprintf(out, "%s  %s\n", line.c_str(), standing_name(measurement).c_str());
   } else if (columns() >= kOneLine) {
     constexpr size_t kBesideBar = kNameWidth + kValueWidth + kGap + kFrame + kGap + kStateWidth;

@@ -29,7 +29,7 @@ static Json empty_row(uint32_t of_port) {
 static void add_measurement(Json &row, const Measurement &measurement) {
   const std::string key = measurement.key;
   const Crossed crossed = limits_crossed(measurement);
-  row[key] = people_number(measurement, measurement.value);
+  if (is_known(measurement)) row[key] = people_number(measurement, measurement.value);
   if (crossed.high_alarm) row["alarms"].push_back(key + "_high");
   if (crossed.low_alarm) row["alarms"].push_back(key + "_low");
   if (crossed.high_warning) row["warnings"].push_back(key + "_high");
@@ -43,7 +43,7 @@ static void fill_row(Json &row, uint32_t of_port) {
   if (!offers_diagnostics(identification)) return;
   const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnostics);
   const Diagnostics found = diagnostics_in(identification, measured);
-  row["diagnostics"] = found.external ? "external" : "internal";
+  row["diagnostics"] = found.calibration;
   if (!found.ready) return;
   for (const Measurement &measurement : found.measured) add_measurement(row, measurement);
 }
@@ -106,7 +106,7 @@ static Json limits_table(const Json &measured) {
     for (const char *key : {"low_alarm", "low_warning", "high_warning", "high_alarm"}) {
       const Json &limit = row[key];
       shown[key] = nullptr;
-      if (!limit.is_null()) shown[key] = format("%.*f", decimals, limit.get<double>());
+      if (!limit.is_null()) shown[key] = decimal_text(limit.get<double>(), decimals);
     }
     shown["flags"] = row["flags"];
     rows.push_back(shown);
@@ -123,6 +123,7 @@ static void show_module(uint32_t port) {
   const std::string part_number = all["part_number"];
   Json module = record("port", port, "module", vendor + " " + part_number);
   module["calibration"] = all["calibration"];
+  if (found.calibration == std::string("not told")) module["calibration"] = "not told: read as internal";
   module["receiver"] = found.average_power ? "average power" : "OMA";
   module["status"] = status_text(all);
   module["checksum"] = all["checksum"];
@@ -150,13 +151,18 @@ static std::string hex_lines(std::span<const uint8_t> bytes, size_t offset) {
   return text + "\n";
 }
 
+/** If only page A2h cannot be read, page A0h remains, and the command fails at its end. */
 static std::vector<uint8_t> chosen_pages(uint32_t port, uint32_t page) {
   if (page == kPageA2) return diagnostics_page(port);
   std::vector<uint8_t> bytes = identification_page(port);
   const ModulePage identification = std::span<const uint8_t>(bytes).first<kPageLength>();
   if (page == kPageA0 || !offers_diagnostics(identification)) return bytes;
-  const std::vector<uint8_t> measured = diagnostics_page(port);
-  bytes.insert(bytes.end(), measured.begin(), measured.end());
+  try {
+    const std::vector<uint8_t> measured = diagnostics_page(port);
+    bytes.insert(bytes.end(), measured.begin(), measured.end());
+  } catch (const Failure &failure) {
+    postpone(Failure{std::string("page A2h is missing: ") + failure.what(), failure.status});
+  }
   return bytes;
 }
 
@@ -185,8 +191,10 @@ static void dump(const ModuleDumpOptions &options) {
 
 static void add_dom(App &sfp) {
   const auto port = std::make_shared<uint32_t>(kAllPorts);
-  App *app = command(sfp, "dom", "Digital diagnostics: values, thresholds and flags of one module, or all values",
-                     "sfp dom 24", [port] { show_diagnostics(*port); });
+  App *app =
+      command(sfp, "dom",
+              "Digital diagnostics: values, thresholds and flags of one module, or all values; clears latched flags",
+              "sfp dom 24", [port] { show_diagnostics(*port); });
   number(app, "PORT", *port, "Port (default: all with a module)", 0, FW_PORT_LAST, Needed::Never);
 }
 

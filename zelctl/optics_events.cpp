@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 #include "optics.h"
@@ -12,6 +15,7 @@ constexpr WatchedQuantity quantity(const char *key, const char *subject) {
   Watched watched{};
   watched.subject = subject;
   watched.states = kStandings;
+  watched.trouble = "low warning|high warning|low alarm|high alarm";
   watched.driver = I2c;
   return {key, watched};
 }
@@ -36,11 +40,63 @@ static bool is_watched(const Optics &optics, const Measurement &measurement) {
   const std::string key = measurement.key;
   const bool of_laser = key == "bias" || key == "tx_power";
   if (of_laser && optics.laser_is_off) return false;
-  return measurement.limited && optics.diagnostics.ready;
+  return measurement.limited && is_known(measurement) && optics.diagnostics.ready;
+}
+
+/* A value that has crossed a threshold is back when it is back by a margin: 1 degree Celsius, 0.5 dB of a power, 1 % of
+ * the others; but never more than a quarter of the way to the opposite threshold. */
+
+struct Margin {
+  double degrees = 0;
+  double factor = 1;
+};
+
+static Margin margin_of(const Measurement &measurement) {
+  constexpr double kHalfDecibel = 1.122;
+  constexpr double kPercent = 1.01;
+  if (measurement.is_power) return {.factor = kHalfDecibel};
+  if (measurement.key == std::string("temperature")) return {.degrees = 1};
+  return {.factor = kPercent};
+}
+
+static Standing standing_after(Standing before, const Measurement &measurement) {
+  const Margin margin = margin_of(measurement);
+  const double most = std::max((measurement.high_warning - measurement.low_warning) / 4, 0.0);
+  const auto above = [&](double limit) { return std::min(limit * margin.factor + margin.degrees, limit + most); };
+  const auto below = [&](double limit) { return std::max(limit / margin.factor - margin.degrees, limit - most); };
+  const bool was_low = before == Standing::LowWarning || before == Standing::LowAlarm;
+  const bool was_high = before == Standing::HighWarning || before == Standing::HighAlarm;
+  Measurement moved = measurement;
+  if (was_low) moved.low_warning = above(measurement.low_warning);
+  if (was_high) moved.high_warning = below(measurement.high_warning);
+  if (before == Standing::LowAlarm) moved.low_alarm = above(measurement.low_alarm);
+  if (before == Standing::HighAlarm) moved.high_alarm = below(measurement.high_alarm);
+  return standing_of(moved);
+}
+
+/** The value with as many decimals as show on which side of a threshold it is. */
+static std::string telling_text(const Measurement &measurement) {
+  constexpr int kMost = 4;
+  std::string text;
+  for (int more = 0; more <= kMost; ++more) {
+    text = measured_text(measurement, measurement.value, more);
+    const double shown = std::strtod(text.c_str(), nullptr);
+    Measurement rounded = measurement;
+    rounded.value = measurement.is_power ? std::pow(10, shown / 10) : shown;
+    if (standing_of(rounded) == standing_of(measurement)) break;
+  }
+  return text;
+}
+
+/** The standing after the one that a word names. */
+static std::string settled_name(const std::string &before, const Measurement &measurement) {
+  const auto known = index_in(kStandings, before);
+  const Standing standing = known ? static_cast<Standing>(*known) : Standing::Normal;
+  return name_of(kStandings, static_cast<uint32_t>(standing_after(standing, measurement)));
 }
 
 /** A reading without its value. */
-static Reading blank(const std::string &port, const std::string &source, const WatchedQuantity &quantity) {
+static Reading blank(const std::string &port, const Source &source, const WatchedQuantity &quantity) {
   Reading reading{};
   reading.what = &quantity.watched;
   reading.label = "port";
@@ -52,7 +108,7 @@ static Reading blank(const std::string &port, const std::string &source, const W
 }
 
 /** The readings of a module that does not answer. Their last known states stay. */
-static std::vector<Reading> silent(const std::string &port, const std::string &source, const std::string &why) {
+static std::vector<Reading> silent(const std::string &port, const Source &source, const std::string &why) {
   std::vector<Reading> readings;
   for (const WatchedQuantity &quantity : kWatched) {
     readings.push_back(blank(port, source, quantity));
@@ -64,14 +120,14 @@ static std::vector<Reading> silent(const std::string &port, const std::string &s
 static std::vector<Reading> readings_of(const Optics &optics) {
   if (!optics.silence.empty()) return silent(optics.which, optics.source, optics.silence);
   std::vector<Reading> readings;
+  if (!optics.measures) return readings;
   for (const WatchedQuantity &quantity : kWatched) {
     const Measurement &measurement = measurement_of(optics, quantity);
     if (!is_watched(optics, measurement)) continue;
-    const Standing standing = standing_of(measurement);
     Reading reading = blank(optics.which, optics.source, quantity);
-    reading.value = static_cast<double>(standing);
-    reading.trouble = standing != Standing::Normal;
-    reading.detail = measured_text(measurement, measurement.value);
+    reading.value = static_cast<double>(standing_of(measurement));
+    reading.settled = [measurement](const std::string &before) { return settled_name(before, measurement); };
+    reading.detail = telling_text(measurement);
     readings.push_back(reading);
   }
   return readings;

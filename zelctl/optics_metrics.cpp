@@ -24,6 +24,22 @@ static std::string labels(const Optics &optics, const std::string &more = "") {
   return more.empty() ? port : port + "," + more;
 }
 
+/** A text as a label's value. */
+static std::string quoted(const std::string &text) {
+  std::string safe;
+  for (const char c : escaped(text)) {
+    const bool is_special = c == '"' || c == '\\';
+    if (is_special) safe += '\\';
+    safe += c;
+  }
+  return "\"" + safe + "\"";
+}
+
+static std::string info_labels(const Optics &optics) {
+  return labels(optics, "vendor=" + quoted(optics.vendor) + ",part_number=" + quoted(optics.part_number) +
+                            ",serial_number=" + quoted(optics.serial_number));
+}
+
 static void add_threshold(const Optics &optics, const Measurement &measurement, const char *level, double value,
                           Samples &samples) {
   const std::string label = format("level=\"%s\"", level);
@@ -71,15 +87,24 @@ std::string optics_metrics(const std::vector<Optics> &modules) {
   Samples warnings;
   std::map<std::string, Samples> values;
   std::map<std::string, Samples> thresholds;
+  Samples answering;
+  Samples info;
   for (const Optics &optics : modules) {
-    if (!optics.silence.empty() || !optics.diagnostics.ready) continue;
+    const bool answers = optics.silence.empty();
+    answering.push_back(sample_line(labels(optics), answers));
+    if (!answers) continue;
+    info.push_back(sample_line(info_labels(optics), 1));
+    const bool has_values = optics.measures && optics.diagnostics.ready;
+    if (!has_values) continue;
     for (const Measurement &measurement : optics.diagnostics.measured) {
       const double value = measurement.value / measurement.per_base_unit;
-      values[measurement.key].push_back(sample_line(labels(optics), value));
+      if (is_known(measurement)) values[measurement.key].push_back(sample_line(labels(optics), value));
       add_thresholds(optics, measurement, thresholds[measurement.key]);
       add_flags(optics, measurement, alarms, warnings);
     }
   }
   for (const QuantityMetric &row : kMetrics) text += metrics_of(row, values[row.key], thresholds[row.key]);
-  return text + metric_text("sfp_alarm", kAlarmHelp, alarms) + metric_text("sfp_warning", kWarningHelp, warnings);
+  return text + metric_text("sfp_success", "Whether the memory of a port's module could be read.", answering) +
+         metric_text("sfp_info", "The module in a port, always 1.", info) +
+         metric_text("sfp_alarm", kAlarmHelp, alarms) + metric_text("sfp_warning", kWarningHelp, warnings);
 }
