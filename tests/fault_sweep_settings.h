@@ -42,7 +42,7 @@ uint32_t use_image(Use use) {
   return result;
 }
 
-struct Database {
+struct LoadedDatabase {
   uint8_t *data = nullptr;
   uint32_t length = kSector;
 
@@ -60,7 +60,7 @@ struct Setting {
 #define SETTING(name, ...) (Setting{#name, []([[maybe_unused]] Out &out) -> uint32_t { __VA_ARGS__ }})
 #define CALL(name, ...) SETTING(name, return static_cast<uint32_t>(name(__VA_ARGS__));)
 #define COPY(name, ...) SETTING(name, return use_image([](int fd) { return name(__VA_ARGS__); });)
-#define LOAD(name, ...) SETTING(name, Database read; return read.take(out, name(&read.data, __VA_ARGS__));)
+#define LOAD(name, ...) SETTING(name, LoadedDatabase read; return read.take(out, name(&read.data, __VA_ARGS__));)
 // A chip-independent front and what it runs.
 #define BOTH(kind, front, name, ...) kind(front##name, __VA_ARGS__), kind(FW_N25Q256A_##name, __VA_ARGS__)
 
