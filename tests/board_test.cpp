@@ -7,7 +7,11 @@
 #include <filesystem>
 #include <fstream>
 
+#include "cli/program.h"
+
 namespace fs = std::filesystem;
+
+const char *const kProgram = "library_tests";
 
 namespace {
 
