@@ -38,8 +38,8 @@ there "$work/program" || fail "a program does not see the LED that zelctl has se
 [ "$(qemu-arm -L "$root" "$root/usr/bin/zelsim" get panel.system)" = 1 ] || fail "zelsim does not show the LED"
 
 # The tools take minutes to compile. They do not know their folder.
-for file in "$root"/usr/bin/* "$root"/usr/lib/zelboard/*; do
-  grep -aqF "$sources" "$file" && fail "$file: the folder of the sources stands in it"
+for file in $(find "$root/usr/bin" "$root/usr/lib/zelboard" -type f); do
+  ! grep -aqF "$sources" "$file" || fail "$file: the folder of the sources stands in it"
 done
 copy=$work/another/folder
 mkdir -p "$copy"
