@@ -237,11 +237,11 @@ class Comparison {
   }
 
   std::string line_text(uint8_t address, ExpanderPort chip, unsigned bit) const {
-    constexpr const char *kRegisters[] = {"", " output", " polarity", " configuration"};
+    constexpr const char *kKindNames[] = {"", " output", " polarity", " configuration"};
     ExpanderLine line = expander_line(address, chip.port, bit);
     if (line.signal == nullptr)
-      return format("addr=0x%02x port_of_chip=%u bit=%u%s", address, chip.port, bit, kRegisters[chip.kind]);
-    return format("addr=0x%02x port=%u %s%s", address, line.port, line.signal, kRegisters[chip.kind]);
+      return format("addr=0x%02x port_of_chip=%u bit=%u%s", address, chip.port, bit, kKindNames[chip.kind]);
+    return format("addr=0x%02x port=%u %s%s", address, line.port, line.signal, kKindNames[chip.kind]);
   }
 
   void compare_chip_time() {
