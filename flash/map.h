@@ -6,6 +6,9 @@
 
 namespace zel {
 
+/// Pieces, sectors and steps are counted in 16 bits.
+inline constexpr uint32_t kCountMask = 0xFFFF;
+
 inline uint32_t page_size() { return flash_def[FW_FLASH_PACKED] >> 16; }
 inline uint32_t boot_erase_count() { return flash_def[FW_FLASH_PACKED] & 0xFF; }
 

@@ -9,7 +9,6 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kCountMask = 0xFFFF;  // pieces and sectors are counted in 16 bits
 constexpr useconds_t kReadPause = 10;
 constexpr useconds_t kProgramPause = 2;
 constexpr useconds_t kErasePause = 2;

@@ -10,8 +10,6 @@
 namespace zel {
 namespace {
 
-constexpr uint32_t kSectorMask = 0xFFFF;  // sectors and steps are counted in 16 bits
-
 struct Close {
   void operator()(FILE *file) const { fclose(file); }
 };
@@ -41,11 +39,11 @@ bool program_sector(const File &file, uint32_t index, uint32_t count, const Buff
 
 bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
   const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  const uint32_t whole = (size / sector) & kSectorMask;
+  const uint32_t whole = (size / sector) & kCountMask;
   const uint32_t rest = size % sector;
   const uint32_t erases = boot_erase_count();
   const uint32_t last = rest != 0 ? 1 : 0;
-  const uint32_t steps = (erases + whole + last) & kSectorMask;
+  const uint32_t steps = (erases + whole + last) & kCountMask;
 
   for (uint32_t i = 0; i < erases; ++i) {
     if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_BOOTLOADER] + i * sector) == FW_FAIL) return false;
