@@ -50,12 +50,12 @@ need_arm_zlib() {
 # Configures and builds quietly; a failure shows everything. build FOLDER [CMAKE OPTION ...] [-- TARGET ...]
 # Some sources are compiled together: what they include costs most. -DCMAKE_UNITY_BUILD=OFF compiles each alone.
 build() {
-  local folder=$1 log options=() targets=()
+  local folder=$1 log options=(-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12) targets=()
   shift
   while [ $# -gt 0 ] && [ "$1" != -- ]; do options+=("$1"); shift; done
   [ $# -gt 0 ] && shift && targets=("$@")
   log=$(mktemp)
-  if ! { cmake -S "$root" -B "$folder" -G Ninja -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 "${options[@]}" && cmake --build "$folder" --target "${targets[@]:-all}"; } \
+  if ! { cmake -S "$root" -B "$folder" -G Ninja "${options[@]}" && cmake --build "$folder" --target "${targets[@]:-all}"; } \
       2>&1 | tee "$log" | progress; then
     cat "$log"
     rm -f "$log"
