@@ -19,8 +19,14 @@ grep -q -- --limit "$work/complaint" || fail "the wrong argument is not named"
 "$zelsim" set supply 2 ac
 "$zelsim" run -- "$build/examples/indicators" --period 0.05 >"$work/lines" &
 daemon=$!
-for celsius in 71 69 66; do sleep 0.5; "$zelsim" set temperature $celsius; done
+has_told() { until [ "$(wc -l <"$work/lines")" -ge "$1" ]; do sleep 0.05; done; }
+has_told 1
+"$zelsim" set temperature 71
+has_told 2
+"$zelsim" set temperature 69
 sleep 0.5
+"$zelsim" set temperature 66
+has_told 3
 kill $daemon
 wait $daemon || fail "the daemon did not end well"
 [ "$(cut -d ' ' -f 4,5 "$work/lines" | tr '\n' ,)" = "good,too high,good," ] || fail "$(cat "$work/lines")"

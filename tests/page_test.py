@@ -2,6 +2,7 @@
 """The live front panel in a browser. page_test.py BUILD [CASE ...]"""
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -12,6 +13,7 @@ from web_test import INDICATORS, ZELCTL, ZELSIM, Server, eventually, on_switch, 
 
 try:
     from selenium import webdriver
+    from selenium.common.exceptions import StaleElementReferenceException
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
@@ -50,11 +52,39 @@ class Page(Server):
         eventually(lambda: found.extend(self.browser.find_elements(By.CSS_SELECTOR, selector)) or found)
         return found[0]
 
+    def on_page(self, script, *values):
+        """The page draws anew at any time: what is read or clicked there is found and used in one step."""
+        return self.browser.execute_script(script, *values)
+
     def click(self, selector):
-        self.browser.execute_script("arguments[0].click()", self.find(selector))
+        click = "const found = document.querySelector(arguments[0]); found?.click(); return found !== null"
+        eventually(lambda: self.on_page(click, selector))
 
     def is_there(self, selector):
-        return bool(self.browser.find_elements(By.CSS_SELECTOR, selector))
+        return self.on_page("return document.querySelector(arguments[0]) !== null", selector)
+
+    def is_shown(self, selector):
+        return self.on_page("return document.querySelector(arguments[0])?.checkVisibility() ?? false", selector)
+
+    def text(self, selector):
+        return self.on_page("return document.querySelector(arguments[0])?.innerText ?? ''", selector)
+
+    def says(self, selector, words):
+        eventually(lambda: words in self.text(selector))
+
+    def property(self, selector, name):
+        self.find(selector)
+        return self.on_page("return document.querySelector(arguments[0])[arguments[1]]", selector, name)
+
+    def hover(self, selector):
+        def is_reached():
+            try:
+                ActionChains(self.browser).move_to_element(self.find(selector)).perform()
+                return True
+            except StaleElementReferenceException:
+                return False
+
+        eventually(is_reached)
 
     def keys(self, *keys):
         for key in keys:
@@ -93,8 +123,8 @@ class Page(Server):
                               stdout=subprocess.DEVNULL) as update:
             self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
-            eventually(lambda: "Writing Image 2" in self.find("#writing").text)
-            eventually(lambda: "KB/s; the rest of the region would take" in self.find("#writing").text)
+            self.says("#writing", "Writing Image 2")
+            self.says("#writing", "KB/s; the rest of the region would take")
             self.click("#tab-requests")
             self.find("#lines li.flash")
             update.kill()
@@ -116,16 +146,16 @@ class Page(Server):
                     self.select(where)
                 before = zelsim("show --json").split('"clock"')[0]
                 self.click(act)
-                self.assertIn(named, self.find("dialog.confirm[open]").text)
+                self.says("dialog.confirm[open]", named)
                 self.keys(Keys.ESCAPE)
                 eventually(lambda: not self.is_there("dialog[open]"))
                 self.assertEqual(zelsim("show --json").split('"clock"')[0], before)
         # Forms begin with what holds.
         for form, field, value in (("set rtc", "state", "present"), ("set supply", "state", "ac"), ("set lm75", "state", "present"),
                                    ("fit", "board", "sfp"), ("set busy", "value", "0"), ("reset", "flash", "false")):
-            self.assertEqual(self.find(f"[data-key='{form}'] [name={field}]").get_attribute("value"), value, form)
+            self.assertEqual(self.property(f"[data-key='{form}'] [name={field}]", "value"), value, form)
         # A control whose act was not done shows what holds.
-        self.assertTrue(self.find("#inspector [value=sfp]").is_selected())
+        self.find("#inspector [value=sfp]:checked")
 
     def test_refusals_disconnection_and_missing_boards(self):
         zelsim("plug 3 1g-sx")
@@ -135,31 +165,32 @@ class Page(Server):
         # The module is gone between the look and the click.
         zelsim("delete")
         self.find("#board-view.away")
-        self.assertRegex(self.find("#trouble").text, r"^Since \d\d:\d\d:\d\d: no board")
+        eventually(lambda: re.match(r"Since \d\d:\d\d:\d\d: no board", self.text("#trouble")))
         eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "#bar-acts button:disabled")) == 3)
         zelsim("create --slots sfp,copper,none")
         eventually(lambda: not self.is_there("#board-view.away"))
         zelsim("fit 1 none")
-        eventually(lambda: "no board in slot 1" in self.find("#inspector").text)
-        self.assertIn("no board in slot 1", self.find("[data-part=port3]").get_attribute("aria-label"))
+        self.says("#inspector", "no board in slot 1")
+        self.find("[data-part=port3][aria-label*='no board in slot 1']")
         # A refusal stands beside its control, inside the window, and goes with its cause.
         self.select("slot3")
         self.click("#tab-commands")
         form = "[data-key=unplug] "
-        self.browser.execute_script("arguments[0].value = '26'", self.find(form + "[name=port]"))
+        self.find(form + "[name=port]")
+        self.on_page("document.querySelector(arguments[0]).value = '26'", form + "[name=port]")
         self.click(form + "button[type=submit]")
-        self.assertIn("port 26", self.find(form + ".refusal").text)
+        self.says(form + ".refusal", "port 26")
         zelsim("plug 26 10g-sr")
         eventually(lambda: not self.is_there(form + ".refusal"))
         # The server ends and comes back.
         self.end()
         self.find("#board-view.away")
-        self.assertIn("No connection since", self.find("#trouble").text)
+        self.says("#trouble", "No connection since")
         self.start(str(self.port))
         eventually(lambda: not self.is_there("#board-view.away"))
 
     def focused(self):
-        return self.browser.execute_script("return document.activeElement.getAttribute('aria-label') || document.activeElement.id")
+        return self.on_page("return document.activeElement.getAttribute('aria-label') || document.activeElement.id")
 
     def test_tabs_are_filled_however_they_are_reached(self):
         zelsim("plug 3 1g-sx")
@@ -168,7 +199,7 @@ class Page(Server):
                 with self.subTest(tab=name):
                     self.open("?tab=requests")
                     way()
-                    eventually(lambda: self.find(content).is_displayed())
+                    eventually(lambda: self.is_shown(content))
 
     def test_focus_stays_near_what_goes(self):
         self.keys("s", Keys.ESCAPE)
@@ -181,8 +212,9 @@ class Page(Server):
         for tab, first, then in (("faults", "Clear fault 1", ("Clear fault 2", "tab-faults")),
                                  ("activity", undo + "plug 5 1g-lx", (undo + "plug 3 1g-sx",))):
             self.click("#tab-" + tab)
-            button = self.find(f"#view-{tab} [aria-label='{first}']")
-            self.browser.execute_script("arguments[0].focus()", button)
+            button = f"#view-{tab} [aria-label='{first}']"
+            self.find(button)
+            self.on_page("document.querySelector(arguments[0]).focus()", button)
             for name in then:
                 self.keys(Keys.ENTER)
                 eventually(lambda: self.focused() == name)
@@ -191,40 +223,44 @@ class Page(Server):
         zelsim("plug 3 1g-sx")
         self.select("port3")
         told = "#inspector [data-key=tx_power] small"
-        eventually(lambda: "low alarm: below −11.5 dBm" in self.find(told).text)
+        self.says(told, "low alarm: below −11.5 dBm")
         on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
-        eventually(lambda: "within −9.5 dBm to −3 dBm; low alarm latched" in self.find(told).text)
+        self.says(told, "within −9.5 dBm to −3 dBm; low alarm latched")
 
     def test_the_requests_are_drawn_near_what_is_seen(self):
         self.open("?tab=requests")
         self.find("#requests-empty code")
         for _ in range(3):
             on_switch(ZELCTL, "ports")
-        lines = lambda: self.browser.find_elements(By.CSS_SELECTOR, "#lines > li")
-        first = lambda: int(lines()[0].get_attribute("data-number"))
-        eventually(lambda: int(self.find("#requests-told").text or 0) > 200)
-        self.assertLessEqual(len(lines()), 80)
+        def numbers():
+            return self.on_page("return [...document.querySelectorAll('#lines > li')].map((line) => Number(line.dataset.number))")
+
+        def told():
+            return int(self.text("#requests-told") or 0)
+
+        def is_scrolled_to_the_first():
+            self.on_page("document.querySelector('#lines').scrollTop = 0")
+            return numbers()[0] == 1
+
+        eventually(lambda: told() > 200)
+        self.assertLessEqual(len(numbers()), 80)
         # Whoever scrolls up sees the earlier ones, and new ones wait.
-        while first() > 1:
-            self.browser.execute_script("document.querySelector('#lines').scrollTop = 0")
-        drawn = len(lines())
+        eventually(is_scrolled_to_the_first)
+        drawn = len(numbers())
         on_switch(ZELCTL, "ports")
         self.click("#requests-new:not([hidden])")
-        self.assertLess(len(lines()), drawn)
-        self.assertEqual(lines()[-1].get_attribute("data-number"), self.find("#requests-told").text)
+        eventually(lambda: len(numbers()) < drawn)
+        eventually(lambda: numbers()[-1] == told())
 
     def test_the_card_keeps_out_of_the_way(self):
-        def hover(part):
-            ActionChains(self.browser).move_to_element(self.find(f"[data-part={part}]")).perform()
-
-        hover("port5")
-        eventually(lambda: self.find("#card").is_displayed())
+        self.hover("[data-part=port5]")
+        eventually(lambda: self.is_shown("#card"))
         ActionChains(self.browser).click().perform()
-        eventually(lambda: not self.find("#card").is_displayed())
-        hover("port6")
-        eventually(lambda: self.find("#card").is_displayed())
+        eventually(lambda: not self.is_shown("#card"))
+        self.hover("[data-part=port6]")
+        eventually(lambda: self.is_shown("#card"))
         self.keys("c")
-        eventually(lambda: not self.find("#card").is_displayed())
+        eventually(lambda: not self.is_shown("#card"))
 
     def test_by_keyboard_alone(self):
         self.keys("p", Keys.ARROW_RIGHT, Keys.ENTER)
@@ -252,7 +288,7 @@ class Page(Server):
         self.keys("3")
         self.find("#tab-faults[aria-selected=true]:focus")
         self.assertIn("tab=faults", self.browser.current_url)
-        self.assertNotEqual(self.browser.execute_script("return document.activeElement.tagName"), "BODY")
+        self.assertNotEqual(self.on_page("return document.activeElement.tagName"), "BODY")
 
     def test_a_module_is_dragged_and_the_address_remembers(self):
         self.click("#bar-acts button")
@@ -265,7 +301,7 @@ class Page(Server):
         for width, height in ((390, 844), (768, 1024), (1024, 768), (1440, 900)):
             self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
                                          {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
-            size = self.browser.execute_script(
+            size = self.on_page(
                 "const {width, height} = document.querySelector('[data-part=port6]').getBoundingClientRect();"
                 "return [width, height, document.documentElement.scrollWidth, document.documentElement.scrollHeight]")
             self.assertGreaterEqual(min(size[:2]), 24)
