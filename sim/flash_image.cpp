@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstring>
 #include <numeric>
+#include <span>
+#include <vector>
 
 #include "documents.h"
 #include "flash_map.h"
@@ -20,9 +22,9 @@ void check_image(bool done, const std::string &what) {
   if (!done) throw Failure("cannot " + what + " the flash image: " + std::strerror(errno));
 }
 
-std::string inverted(std::string bytes) {
-  for (char &byte : bytes) byte = static_cast<char>(~byte);
-  return bytes;
+// The file holds the complement of the flash, so that erased sectors are holes.
+void invert(std::vector<uint8_t> &bytes) {
+  for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(~byte);
 }
 
 int open_image(const OpenBoard &board) {
@@ -31,25 +33,30 @@ int open_image(const OpenBoard &board) {
   return fd;
 }
 
-bool write_at(int fd, const char *data, size_t size, off_t at) {
-  return sys::pwrite(fd, data, size, at) == static_cast<ssize_t>(size);
+// How many bytes of an inverted image stand before the erased blocks at its end.
+size_t size_of_used(std::span<const uint8_t> image) {
+  static constexpr uint8_t kErasedBlock[4096] = {};
+  constexpr size_t kBlock = sizeof kErasedBlock;
+  size_t used = image.size();
+  while (used >= kBlock && std::memcmp(&image[used - kBlock], kErasedBlock, kBlock) == 0) used -= kBlock;
+  return used;
 }
 
-// Stores inverted bytes. The erased bytes at the end are zeros, and become a hole. Room is taken first, so that a full disk
-// leaves the old contents.
-void store(OpenBoard &board, const std::string &image, off_t at) {
+// Stores an inverted image at the beginning of a range, and erases the rest of the range. Room is taken first, so that a full
+// disk leaves the old contents.
+void store(OpenBoard &board, std::span<const uint8_t> image, FlashRange range) {
   sys::File file(open_image(board));
-  size_t used = image.find_last_not_of('\0') + 1;
-  off_t end_of_used = at + static_cast<off_t>(used);
-  auto unused = static_cast<off_t>(image.size() - used);
-  check_image(take_room(file.get(), at, static_cast<off_t>(used)), "write");
-  check_image(write_at(file.get(), image.data(), used, at), "write");
-  check_image(make_hole(file.get(), end_of_used, unused), "write");
+  auto start = static_cast<off_t>(range.start);
+  auto used = static_cast<off_t>(size_of_used(image));
+  auto unused = static_cast<off_t>(range.size) - used;
+  check_image(take_room(file.get(), start, used), "write");
+  check_image(sys::pwrite(file.get(), image.data(), used, start) == used, "write");
+  check_image(make_hole(file.get(), start + used, unused), "write");
   ++board->watch.reflashed;
 }
 
-std::string load(const OpenBoard &board, FlashRange range) {
-  std::string image(range.size, '\0');
+std::vector<uint8_t> load(const OpenBoard &board, FlashRange range) {
+  std::vector<uint8_t> image(range.size);
   sys::File file(open_image(board));
   ssize_t count = sys::pread(file.get(), image.data(), image.size(), range.start);
   check_image(count == std::ssize(image), "read");
@@ -99,20 +106,21 @@ Json flash_document(const CommandLine &line) {
 void load_flash(const CommandLine &line) {
   FlashRange range = flash_range(line.region);
   std::vector<uint8_t> content = read_file(line.words[0], range.size);
-  content.resize(range.size, 0xff);  // what the file does not reach is erased
+  invert(content);
   OpenBoard board = open_board(line.board);
-  store(board, inverted({content.begin(), content.end()}), range.start);
+  store(board, content, range);  // what the file does not reach is erased
 }
 
 void save_flash(const CommandLine &line) {
   FlashRange range = flash_range(line.region);
-  std::string image = load(look_at(line.board), range);  // the lock ends before the output may block
-  write_output(line.words[0], bytes_of(inverted(std::move(image))));
+  std::vector<uint8_t> image = load(look_at(line.board), range);  // the lock ends before the output may block
+  invert(image);
+  write_output(line.words[0], image);
 }
 
 void erase_flash(const CommandLine &line) {
   OpenBoard board = open_board(line.board);
-  store(board, std::string(kFlashSize, '\0'), 0);
+  store(board, {}, {.start = 0, .size = kFlashSize});
   Flash fresh = {};
   fresh.chip_index = board->flash.chip_index;
   fresh.debug = board->flash.debug;

@@ -22,10 +22,12 @@ mount --bind "$work" "$all$work"
 mount --rbind /dev "$all/dev"
 mount -t proc proc "$all/proc"
 
+rm -f "$all/var/lib/man-db/auto-update"  # an index of all manuals takes long, and is not ours
+
 chroot "$all" /bin/sh -c 'cd "$1" && exec bash "$2"' sh "$sources" "$work/script"
 
 cd "$scratch/_/changed"
 left=$(find . -mindepth 1 \( -path ".$sources" -o -path ".$build" -o -path ".$work" -o -path ./var/lib/dpkg -o \
-  -path ./var/lib/apt -o -path ./var/cache -o -path ./var/log -o -path ./etc/ld.so.cache \) -prune -o -print |
+  -path ./var/lib/apt -o -path ./var/lib/man-db -o -path ./var/cache -o -path ./var/log -o -path ./etc/ld.so.cache \) -prune -o -print |
   while read -r path; do [ -d "$path" ] && [ -d "/$path" ] || echo "$path"; done)
 [ -z "$left" ] || { echo "left behind or changed:"; echo "$left"; exit 1; }

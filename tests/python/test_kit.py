@@ -103,10 +103,11 @@ def test_words_that_a_trace_has(board: Board, tmp_path: Path) -> None:
                  ["reg", "0x20300"], ["led", "set", "system", "on"], ["flash", "erase", "DB1", "--yes"],
                  ["flash", "write", "DB1", str(tmp_path / "content"), "--yes"]):
         board.run(["zelctl", *line], trace_opens=True)
-    requests = {event.request for event in board.trace}
+    trace = board.trace
+    requests = {event.request for event in trace}
     assert requests >= {"open", "close", "pause", "BufRead", "SetRtc", "GetFlashId", "read", "sgpio_set"}
-    for event in board.trace:
-        assert event in board.trace.all(f"{event.node}:{event.request}", **{**event.fields, **event.after})
+    for event in trace:
+        assert event in trace.all(f"{event.node}:{event.request}", **{**event.fields, **event.after})
 
 
 def strikes(board: Board, seed: int) -> List[bool]:
