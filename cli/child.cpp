@@ -17,7 +17,8 @@ static std::vector<char *> pointers_to(std::vector<std::string> &texts) {
   return pointers;
 }
 
-int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output) {
+int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output,
+                int errors) {
   constexpr int kFirstOther = STDERR_FILENO + 1;
   sigset_t none;
   sigset_t usual;
@@ -33,6 +34,7 @@ int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::s
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&files, errors, STDERR_FILENO);
   posix_spawn_file_actions_addclosefrom_np(&files, kFirstOther);
   const int error =
       posix_spawnp(&child, words[0].c_str(), &files, &how, pointers_to(words).data(), pointers_to(environment).data());

@@ -12,9 +12,10 @@
 
 /** Starts a program that is found through PATH. It gets a process group of its own, so that it can be ended together with
  *  all that it has started. Its signals are not blocked, its input is empty, its output goes to the descriptor `output`,
- *  and it gets no other open file of this program except standard error.
+ *  its standard error to `errors`, and it gets no other open file of this program.
  *  @return 0, or errno */
-int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output);
+int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output,
+                int errors = 2);
 /** This program's environment variables, each as "NAME=value". */
 std::vector<std::string> own_environment();
 /** Kills the child and all that it has started, and waits for the child. */

@@ -139,6 +139,8 @@ static double value_of(const DiagnosticField &field, ModulePage page, bool exter
   double count = word;
   if (field.is_signed) count = static_cast<int16_t>(word);
   if (external) count = calibrated(field, page, count);
+  const bool is_below_dark = field.is_power && count < 0;  // an offset that is a little too low
+  if (is_below_dark) count = 0;
   return count * field.unit_per_count;
 }
 

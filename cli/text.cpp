@@ -153,19 +153,23 @@ size_t length_of(const std::string &text) {
 std::vector<std::string> wrapped(const std::string &text, size_t width) {
   std::vector<std::string> lines(1);
   size_t last_blank = std::string::npos;  // of the line in work
+  size_t last_bar = std::string::npos;    // "a|b|c" without blanks is cut behind a bar
   for (const char c : text) {
     const bool full = begins_character(c) && length_of(lines.back()) == width;
     if (full) {
       std::string &line = lines.back();
-      const bool between_words = c == ' ' || last_blank == std::string::npos;
-      const size_t cut = between_words ? line.size() : last_blank + 1;
+      const size_t place = last_blank != std::string::npos ? last_blank : last_bar;
+      const bool between_words = c == ' ' || place == std::string::npos;
+      const size_t cut = between_words ? line.size() : place + 1;
       std::string rest = line.substr(cut);
       line.erase(cut);
       lines.push_back(std::move(rest));
       last_blank = std::string::npos;
+      last_bar = std::string::npos;
       if (c == ' ') continue;  // a line does not begin with the blank that ends the one before
     }
     if (c == ' ') last_blank = lines.back().size();
+    if (c == '|') last_bar = lines.back().size();
     lines.back() += c;
   }
   return lines;

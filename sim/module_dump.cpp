@@ -14,6 +14,7 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdefABCDEF";
 constexpr size_t kBytesPerLine = 16;
+constexpr size_t kOnePage = kTwoPages / 2;
 
 size_t parse_hex(const std::string &digits) { return std::stoul(digits, nullptr, 16); }
 
@@ -21,6 +22,7 @@ size_t parse_hex(const std::string &digits) { return std::stoul(digits, nullptr,
 struct OffsetLine {
   size_t offset;
   std::string rest;
+  bool colon;  // behind the offset
 };
 
 // Without a colon, only a long word can be an offset: a short one is bytes.
@@ -34,10 +36,10 @@ std::optional<OffsetLine> parse_offset(const std::string &line) {
   if (digits == 0 || digits > kMostDigits) return std::nullopt;
   std::string offset = line.substr(first, digits);
   bool at_end = end == line.size();
-  if (!at_end && line[end] == ':') return OffsetLine{parse_hex(offset), line.substr(end + 1)};
+  if (!at_end && line[end] == ':') return OffsetLine{parse_hex(offset), line.substr(end + 1), true};
   bool is_word = at_end || std::isspace(static_cast<unsigned char>(line[end])) != 0;
   if (!is_word || digits < kLeastDigitsWithoutColon) return std::nullopt;
-  return OffsetLine{parse_hex(offset), line.substr(end)};
+  return OffsetLine{parse_hex(offset), line.substr(end), false};
 }
 
 // The bytes at the beginning of a line. Characters that follow may look like bytes: `most` ends before them.
@@ -57,6 +59,15 @@ std::string parse_bytes(const std::string &line, size_t most) {
   return bytes;
 }
 
+// Words of two or four bytes, as of plain hexdump: they have the byte order of the machine that printed them.
+bool has_words(const OffsetLine &line) {
+  std::istringstream words(line.rest);
+  std::string word;
+  words >> word;
+  bool is_hex = word.find_first_not_of(kHexDigits) == std::string::npos;
+  return !line.colon && is_hex && (word.size() == 4 || word.size() == 8);
+}
+
 // Repeats the last line of the page up to `end`.
 void repeat_last_line(std::string &page, size_t end) {
   if (page.size() < kBytesPerLine) return;
@@ -67,15 +78,20 @@ void repeat_last_line(std::string &page, size_t end) {
 
 std::string parse_module_dump(const std::string &dump) {
   std::string page;
+  size_t table = 0;  // where the present table begins: that of page A2h may count from 0 again
   bool repeats = false;
   for (const std::string &line : split(dump, '\n')) {
     if (page.size() > kTwoPages) break;
     std::optional<OffsetLine> offset_line = parse_offset(line);
-    size_t offset = offset_line ? offset_line->offset : page.size();
+    if (offset_line && has_words(*offset_line))
+      throw Usage("MODULE: words instead of bytes, use hexdump -C or xxd, at: " + line);
+    bool begins_again = offset_line && offset_line->offset == 0 && page.size() == kOnePage;
+    if (begins_again) table = kOnePage;
+    size_t offset = offset_line ? table + offset_line->offset : page.size();
     if (repeats) repeat_last_line(page, std::min(offset, kTwoPages));
     repeats = line == "*";
-    bool begins_with_a2 = page.empty() && offset == kTwoPages / 2;
-    if (begins_with_a2) throw Usage("MODULE: the dump has page A2h alone: a module begins with page A0h");
+    bool begins_with_a2 = page.empty() && offset == kOnePage;
+    if (begins_with_a2) throw Usage(kDiagnosticsAlone);
     if (offset != page.size())
       throw Usage("MODULE: the dump jumps from byte " + std::to_string(page.size()) + " at: " + line);
     if (offset_line) {

@@ -134,9 +134,18 @@ std::vector<Module> make_catalogue() {
   return modules;
 }
 
-Module find_module(const std::string &wanted) {
+// A module that is taken from the catalogue has a serial number of its own.
+Module taken_from_catalogue(Module module, unsigned port) {
+  bool is_blank = module.page[kIdentifier] == 0xff;
+  if (is_blank) return module;
+  put_text(module.page, kSerialNumber, kNameWidth, format("ZS%08u", port));
+  put_checksum(module.page, kExtendedFields, kExtendedChecksum);
+  return module;
+}
+
+Module find_module(const std::string &wanted, unsigned port) {
   for (const Module &module : catalogue()) {
-    if (module.name == wanted) return module;
+    if (module.name == wanted) return taken_from_catalogue(module, port);
   }
   std::error_code none;
   if (!std::filesystem::exists(wanted, none) && wanted != "-")
@@ -171,6 +180,24 @@ std::string catalogue_name(const MemoryPage &page) {
   return "";
 }
 
+// Page A2h alone: its checksum is right, and its thresholds are in their order, where page A0h would have its own checksum.
+bool is_diagnostics_page(const MemoryPage &page) {
+  auto sum = [&](size_t end) { return static_cast<uint8_t>(std::accumulate(page.begin(), page.begin() + end, 0u)); };
+  if (sum(kBaseChecksum) == page[kBaseChecksum]) return false;
+  if (sum(kDiagnosticsChecksum) != page[kDiagnosticsChecksum]) return false;
+  for (unsigned i = 0; i < kQuantities; ++i) {
+    auto quantity = static_cast<Quantity>(i);
+    auto limit = [&](Threshold threshold) {
+      uint16_t word = word_at(page.data(), place_of(quantity, threshold));
+      return quantity == kTemperature ? int{static_cast<int16_t>(word)} : int{word};
+    };
+    bool in_order = limit(kHighAlarm) >= limit(kHighWarning) && limit(kHighWarning) >= limit(kLowWarning) &&
+                    limit(kLowWarning) >= limit(kLowAlarm);
+    if (!in_order) return false;
+  }
+  return true;
+}
+
 std::vector<MemoryPage> read_pages(const std::string &file) {
   constexpr size_t kLargestFile = 65536;
   constexpr size_t kHalfPage = 128;
@@ -188,12 +215,13 @@ std::vector<MemoryPage> read_pages(const std::string &file) {
     bytes.copy(reinterpret_cast<char *>(page.data()), page.size(), at);
     pages.push_back(page);
   }
+  if (is_diagnostics_page(pages[0])) throw Usage(kDiagnosticsAlone);
   return pages;
 }
 
 void plug_module(const CommandLine &line) {
   unsigned port = line.values[0];
-  Module module = find_module(line.words[1]);
+  Module module = find_module(line.words[1], port);
   OpenBoard board = open_board(line.board);
   if (!has_cage(*board, port)) throw Failure("PORT: port " + line.words[0] + " has no cage: no SFP board in its slot");
   plug(*board, port, module.name.c_str(), module.page.data(), module.phy,

@@ -293,6 +293,18 @@ std::vector<CommandRow> commands_for(const std::string &first, const std::string
   return group;
 }
 
+// Commands that make or remove files of a board: a signal waits until they have done so.
+bool is_undivided(const std::string &command) {
+  constexpr const char *kUndivided[] = {"create", "delete", "reset", "save", "load", "forget"};
+  return std::ranges::find(kUndivided, command) != std::end(kUndivided);
+}
+
+// What a signal says that ends a command. The program of `run` is on its own.
+void say_what_a_signal_ends(const std::string &command) {
+  if (takes_the_process(command)) return;
+  say_when_ended(is_undivided(command) ? "interrupted: nothing was changed" : "interrupted");
+}
+
 }  // namespace
 
 const char *const kProgram = "zelsim";
@@ -316,9 +328,15 @@ int zelsim::tool::execute(const Words &words, Perform how) {
   if (runs) end = std::ranges::find(words, "--");
   if (end != words.end()) line.words.assign(end + 1, words.end());
   std::vector<const char *> arguments = {kProgram};
-  for (auto word = words.begin(); word != end; ++word) arguments.push_back(word->c_str());
+  for (auto word = words.begin(); word != end; ++word) {
+    // The parser would take a negative number that is none for an option.
+    bool is_value = first == "set" && (*word == "-inf" || *word == "-nan");
+    if (is_value) arguments.push_back("--");
+    arguments.push_back(word->c_str());
+  }
   auto work = [&] {
     if (how == Perform::Check) return;
+    if (is_undivided(chosen->name)) hold_signals();
     if (world_command(chosen->name) != nullptr) {
       perform(*chosen, line, kByShell);
     } else {
@@ -330,5 +348,7 @@ int zelsim::tool::execute(const Words &words, Perform how) {
 
 int main(int argc, char **argv) {
   open_standard_descriptors(false);  // the program of `run` finds closed what came closed
-  return execute(Words(argv + 1, argv + argc));
+  const Words words(argv + 1, argv + argc);
+  if (!words.empty()) say_what_a_signal_ends(words[0]);
+  return execute(words);
 }

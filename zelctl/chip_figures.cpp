@@ -33,9 +33,16 @@ void ImageFigures::count_erased() {
   }
 }
 
-ChipFigures::ChipFigures() : regions_(flash_regions()) {
+/** The row of a region; the number of rows if it is not among them. */
+static size_t row_of(const Json &regions, const char *code) {
+  size_t row = 0;
+  while (row < regions.size() && regions[row]["code"] != code) ++row;
+  return row;
+}
+
+ChipFigures::ChipFigures(Json regions) : regions_(std::move(regions)) {
   for (Json &region : regions_) append(region, "used_sectors", 0U, "crc32", 0U);
-  for (size_t i = 0; i < images_.size(); ++i) image_regions_[i] = region_at(regions_, region_start(kImages[i]));
+  for (size_t i = 0; i < images_.size(); ++i) image_regions_[i] = row_of(regions_, kImages[i]);
 }
 
 void ChipFigures::add(uint32_t address, Bytes sector) {
@@ -60,7 +67,7 @@ void ChipFigures::finish(Json &flash) {
   flash["images"] = Json::array();
   for (size_t i = 0; i < images_.size(); ++i) {
     const auto image = static_cast<uint32_t>(i + 1);
-    const bool is_whole = !missed_.contains(image_regions_[i]);
+    const bool is_whole = image_regions_[i] < regions_.size() && !missed_.contains(image_regions_[i]);
     if (is_whole) flash["images"].push_back(images_[i].record_of(image));
   }
 }

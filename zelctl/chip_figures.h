@@ -26,7 +26,8 @@ class ImageFigures {
 
 class ChipFigures {
  public:
-  ChipFigures();
+  /** @param regions  rows of `flash_regions`. Some may be missing. */
+  explicit ChipFigures(Json regions);
   void add(uint32_t address, Bytes sector);
   /** A sector could not be read: the figures of its region are null then. */
   void miss(uint32_t address);
@@ -34,11 +35,11 @@ class ChipFigures {
   void finish(Json &flash);
 
  private:
-  static constexpr uint32_t kImages[] = {FW_REGION_IMAGE_1, FW_REGION_IMAGE_2};
+  static constexpr const char *kImages[] = {"I1", "I2"};  // codes of their regions
 
   Json regions_;
   std::array<ImageFigures, std::size(kImages)> images_;
-  std::array<size_t, std::size(kImages)> image_regions_;  // rows of regions_
+  std::array<size_t, std::size(kImages)> image_regions_;  // rows of regions_; none: its end
   std::set<size_t> missed_;                               // rows of regions_
 };
 

@@ -40,6 +40,13 @@ Action announced(const Action &action) {
   };
 }
 
+Action undivided(const Action &action) {
+  return [action] {
+    hold_signals();
+    action();
+  };
+}
+
 App *command_named(App &parent, const char *name) { return parent.get_subcommand(name); }
 
 ArgumentCheck whole_number(uint32_t low, uint32_t high) {

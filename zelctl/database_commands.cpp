@@ -85,20 +85,25 @@ static std::string verdict_of(const Copy &copy, const Entry &entry) {
   return dbChecksum(bytes.data(), entry.length) == entry.checksum ? "valid" : "damaged";
 }
 
+constexpr uint32_t kEntryLength = 8;  // two words
+
+std::vector<uint8_t> partition_table() {
+  return read_flash(region_start(FW_REGION_PARTITION_TABLE), kDatabaseCopies * kEntryLength);
+}
+
+Json database_row(uint32_t row, std::span<const uint8_t> table) {
+  const Copy copy = all_copies().at(row);
+  const size_t at = row * kEntryLength;
+  const Entry entry{word_at(table, at), word_at(table, at + 4)};
+  const Json length = entry.blank() ? Json() : Json(entry.length);
+  const Json checksum = entry.blank() ? Json() : Json(entry.checksum);
+  return record("database", copy.name(), "length", length, "checksum", checksum, "verdict", verdict_of(copy, entry));
+}
+
 Json databases() {
-  constexpr uint32_t kEntryLength = 8;  // two words
-  const std::vector<Copy> copies = all_copies();
-  const auto table_length = static_cast<uint32_t>(copies.size()) * kEntryLength;
-  const std::vector<uint8_t> table = read_flash(region_start(FW_REGION_PARTITION_TABLE), table_length);
+  const std::vector<uint8_t> table = partition_table();
   Json rows = Json::array();
-  for (size_t i = 0; i < copies.size(); ++i) {
-    const size_t at = i * kEntryLength;
-    const Entry entry{word_at(table, at), word_at(table, at + 4)};
-    const Json length = entry.blank() ? Json() : Json(entry.length);
-    const Json checksum = entry.blank() ? Json() : Json(entry.checksum);
-    rows.push_back(record("database", copies[i].name(), "length", length, "checksum", checksum, "verdict",
-                          verdict_of(copies[i], entry)));
-  }
+  for (uint32_t row = 0; row < kDatabaseCopies; ++row) rows.push_back(database_row(row, table));
   return rows;
 }
 

@@ -1,3 +1,4 @@
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +10,10 @@
 
 /** Why debugCmd has failed; empty = it has not failed. */
 static std::string trouble;
+/** Lines that debugCmd has done since somebody asked. */
+static uint32_t lines_done;
+
+constexpr int kFailed = 127 << 8;  // the shell's exit status for a command that cannot be run
 
 /** How a child has ended, for people; nothing if all is well. */
 static std::string trouble_of(const std::optional<int> &status, long limit) {
@@ -19,27 +24,54 @@ static std::string trouble_of(const std::optional<int> &status, long limit) {
   return {};
 }
 
+/** Runs a line of the shell. What it prints on standard error goes into the reason if it fails.
+ *  @return its status, as waitpid gives it */
+static int run(const char *line) {
+  constexpr std::chrono::seconds kLimit(10);
+  const int errors = memfd_create("errors", MFD_CLOEXEC);
+  pid_t child = 0;
+  const int error = start_child(child, {"/bin/sh", "-c", line}, own_environment(), STDOUT_FILENO, errors);
+  std::optional<int> status = kFailed;
+  if (error != 0) {
+    trouble = std::string("cannot be run: ") + std::strerror(error);
+  } else {
+    status = wait_for_child(child, kLimit);
+    trouble = trouble_of(status, static_cast<long>(kLimit.count()));
+  }
+  std::string said = content_of(errors);
+  close(errors);
+  said.erase(said.find_last_not_of('\n') + 1);
+  if (trouble.empty() && !said.empty()) std::fprintf(stderr, "%s\n", said.c_str());
+  if (!trouble.empty() && !said.empty()) trouble += ": '" + said + "'";
+  return status.value_or(kFailed);
+}
+
 /** Takes the place of libc's function, which the library calls to run debugCmd. The library does not look at debugCmd's
  *  exit status and waits for it without a limit: this function does both. A call of the library can run several lines.
  *  After a failure the further lines are not run. */
 extern "C" int system(const char *line) {
-  constexpr std::chrono::seconds kLimit(10);
-  constexpr int kFailed = 127 << 8;  // the shell's exit status for a command that cannot be run
   if (line == nullptr) return 1;
   if (!trouble.empty()) return kFailed;
   hold_signals();  // a signal ends debugCmd, and then this program
-  pid_t child = 0;
-  const int error = start_child(child, {"/bin/sh", "-c", line}, own_environment(), STDOUT_FILENO);
-  if (error != 0) {
-    trouble = std::string("cannot be run: ") + std::strerror(error);
+  if (interrupted()) {
+    trouble = "interrupted";
     return kFailed;
   }
-  const std::optional<int> status = wait_for_child(child, kLimit);
-  trouble = trouble_of(status, static_cast<long>(kLimit.count()));
-  return status.value_or(kFailed);
+  const int status = run(line);
+  if (trouble.empty()) ++lines_done;
+  return status;
 }
 
-void require_debug_command(const std::string &what) {
-  const std::string why = std::exchange(trouble, "");
-  if (!why.empty()) throw Failure{what + ": debugCmd: " + why};
+void require_debug_command(const std::string &what, const std::string &left) {
+  std::string why = std::exchange(trouble, "");
+  const uint32_t done = std::exchange(lines_done, 0);
+  if (why.empty()) return;
+  if (!left.empty() && done > 0) why += format(", after %u of its lines", done);
+  if (!left.empty()) why += "; " + left;
+  throw Failure{what + ": debugCmd: " + why};
+}
+
+void forget_debug_command() {
+  trouble.clear();
+  lines_done = 0;
 }

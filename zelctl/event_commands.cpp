@@ -73,5 +73,10 @@ void EventCommands::finish() {
     step();
     std::this_thread::sleep_for(10ms);
   }
+  if (running_ != 0) {
+    end_child(running_);
+    running_ = 0;
+    warn("the monitor ends: the command was ended", line_);
+  }
   for (const Work &work : waiting_) warn("the monitor ends: nothing is run", work.line);
 }

@@ -31,6 +31,13 @@ uint32_t region_length(uint32_t selector);
 /** A region's place in the tool's own list, by code or name in upper or lower case; nothing for any other text. */
 std::optional<uint32_t> region_named(const std::string &text);
 Extent region_extent(uint32_t region);
+/** The code and the name of a region, which need no question to the board. */
+std::string region_code(uint32_t region);
+std::string region_title(uint32_t region);
+/** The region as a row of `flash_regions`. */
+Json region_row(uint32_t region);
+/** Puts rows of regions into the order of their places. */
+void sort_regions(Json &rows);
 /** All codes, separated by bars. */
 std::string region_codes();
 /** The row of `flash_regions` that contains the address; the number of rows if none does. */

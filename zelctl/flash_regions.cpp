@@ -72,14 +72,24 @@ std::string region_codes() {
   return codes;
 }
 
-Json flash_regions() {
-  std::vector<Json> rows;
-  for (uint32_t i = 0; i < std::size(kRegions); ++i) {
-    const Extent extent = region_extent(i);
-    rows.push_back(record("code", kRegions[i].code, "region", extent.name, "start", extent.start, "end", extent.end(),
-                          "length", extent.length));
-  }
+std::string region_code(uint32_t region) { return kRegions[region].code; }
+
+std::string region_title(uint32_t region) { return kRegions[region].name; }
+
+Json region_row(uint32_t region) {
+  const Extent extent = region_extent(region);
+  return record("code", region_code(region), "region", extent.name, "start", extent.start, "end", extent.end(),
+                "length", extent.length);
+}
+
+void sort_regions(Json &rows) {
   std::sort(rows.begin(), rows.end(), [](const Json &a, const Json &b) { return a["start"] < b["start"]; });
+}
+
+Json flash_regions() {
+  Json rows = Json::array();
+  for (uint32_t i = 0; i < std::size(kRegions); ++i) rows.push_back(region_row(i));
+  sort_regions(rows);
   return rows;
 }
 

@@ -35,8 +35,8 @@ void add_i2c_commands(App &app) {
   App *family = command(app, "i2c", "Transfers on the board's I2C bus", "i2c read 0x9e 0 2");
   App *read =
       command(*family, "read", "Reads from a device", "i2c read 0x40 2 1", [options] { read_device(*options); });
-  App *write =
-      command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44", [options] { write_device(*options); });
+  App *write = command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44",
+                       undivided([options] { write_device(*options); }));
   for (App *leaf : {read, write}) {
     number(leaf, "ADDRESS", options->address, "Device address, 8-bit form", 0, 0xFF);
     number(leaf, "OFFSET", options->offset, "Register or memory address in the device", 0, 0xFFFFFFFF);
@@ -45,5 +45,6 @@ void add_i2c_commands(App &app) {
   number(read, "LENGTH", options->length, "Bytes", 1, FW_I2C_LEN_MAX);
   bytes(write, "BYTES", options->values, "Bytes to write");
   command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(bus_busy()); });
-  command(*family, "refresh", "Refreshes the bus", "i2c refresh", [] { require(FW_ReflashI2CBus(), "I2C bus"); });
+  command(*family, "refresh", "Refreshes the bus", "i2c refresh",
+          undivided([] { require(FW_ReflashI2CBus(), "I2C bus"); }));
 }

@@ -69,6 +69,7 @@ static void set_led(const LedOptions &options) {
   const Led &row = kLeds[options.led];
   const std::string what = std::string("LED ") + row.name;
   require(row.set(row.which, options.value, options.mirror ? FW_MIRROR : 0), what);
+  require_debug_command(what, "the LED is set, the serial-GPIO chain perhaps not; the same value again sends nothing");
   if (options.value == FW_LED_OFF && led_state(options.led) != FW_LED_OFF)
     throw Failure{what + " did not take the value"};
 }
@@ -80,7 +81,8 @@ static void add_leds(App &app) {
   App *family = group(app, "led", "Front-panel LEDs", "led set alarm blink", "list", [] { show(leds()); });
   App *get = command(*family, "get", "One LED", "led get system", [options] { show(led_record(options->led)); });
   choice(get, "NAME", options->led, "LED", names);
-  App *set = command(*family, "set", "Sets one LED", "led set power1 on --mirror", [options] { set_led(*options); });
+  App *set = command(*family, "set", "Sets one LED", "led set power1 on --mirror",
+                     undivided([options] { set_led(*options); }));
   choice(set, "NAME", options->led, "LED", names);
   choice(set, "VALUE", options->value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
   flag(set, "--mirror", options->mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
@@ -90,17 +92,21 @@ static void add_relay(App &app) {
   const auto state = std::make_shared<uint32_t>();
   App *family = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });
   App *set = command(*family, "set", "Switches the relay", "relay set 0",
-                     [state] { require(FW_SetAlarmRelay(*state), "alarm relay"); });
+                     undivided([state] { require(FW_SetAlarmRelay(*state), "alarm relay"); }));
   number(set, "STATE", *state, "0 or 1", 0, 1);
+}
+
+/** First all lamps go off, then those of the group go on: one line of debugCmd for each. */
+static void test_lamps(uint32_t mode) {
+  require_board();
+  require(FW_LedTest(mode), "lamp test");
+  require_debug_command("lamp test", "the lamps may be set in part");
 }
 
 static void add_lamp_test(App &app) {
   const auto mode = std::make_shared<uint32_t>();
-  App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain", "lamp-test 1", [mode] {
-    require_board();
-    require(FW_LedTest(*mode), "lamp test");
-    require_debug_command("lamp test");
-  });
+  App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain, which gives no answer",
+                      "lamp-test 1", undivided([mode] { test_lamps(*mode); }));
   number(test, "MODE", *mode, "0 to 2: one of the groups; 3: none", 0, 3);
 }
 

@@ -28,7 +28,7 @@ static int run_on_virtual_switch(std::vector<char *> arguments) {
 static void work() {
   if (!chosen_action()) throw CLI::RequiredError("A command");
   start_output();
-  say_when_ended("");
+  say_when_ended("interrupted");
   chosen_action()();
   const auto failure = take_postponed();
   if (failure) throw Failure(*failure);

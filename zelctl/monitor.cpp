@@ -17,7 +17,7 @@ struct MonitorOptions {
   uint32_t hot = 80;         // degrees Celsius
   bool initial = false;
   bool to_journal = false;
-  std::string journal_socket = kJournalSocket;
+  std::string journal_socket;   // empty: the usual one
   std::string command;          // for each event; empty = none
   uint32_t command_limit = 30;  // seconds
 };
@@ -26,8 +26,10 @@ struct MonitorOptions {
 class Listeners {
  public:
   explicit Listeners(const MonitorOptions &options)
-      : options_(options), commands_(options.command, std::chrono::seconds(options.command_limit)) {
-    if (options.to_journal) journal_.emplace(options.journal_socket);
+      : options_(options),
+        socket_(options.journal_socket.empty() ? kJournalSocket : options.journal_socket),
+        commands_(options.command, std::chrono::seconds(options.command_limit)) {
+    if (options.to_journal) journal_.emplace(socket_);
   }
 
   void tell(const Event &event) {
@@ -43,7 +45,7 @@ class Listeners {
  private:
   void send(const Event &event) const {
     if (journal_->add(event)) return;
-    complain("--journal: " + options_.journal_socket + ": " + std::strerror(errno) + ": " + event.line(), 0);
+    complain("--journal: " + socket_ + ": " + std::strerror(errno) + ": " + event.line(), 0);
   }
 
   static void print(const Event &event) {
@@ -56,6 +58,7 @@ class Listeners {
   }
 
   const MonitorOptions &options_;
+  const std::string socket_;  // of the journal
   std::optional<Journal> journal_;
   EventCommands commands_;
 };
@@ -97,6 +100,8 @@ static void take_signals(int signals) {
 static void monitor(const MonitorOptions &options) {
   using namespace std::chrono;
   if (options.to_journal && settings.json) refuse_argument("--json", "does not go with --journal, which has fields");
+  if (!options.to_journal && !options.journal_socket.empty())
+    refuse_argument("--journal-socket", "goes with --journal only");
   Listeners listeners(options);
   hold_signals();  // a signal is looked for between two rounds, so that it interrupts no request
   const int signals = held_signals();

@@ -16,20 +16,29 @@ struct ModuleDumpOptions {
   std::string output;
 };
 
+/** The column of a quantity: for programs it has the unit, as in the record of one module. */
+static std::string column_of(size_t quantity) {
+  constexpr const char *kColumns[] = {"temperature", "voltage", "bias", "tx_power", "rx_power"};
+  constexpr const char *kKeys[] = {"temperature_celsius", "voltage_volts", "bias_milliamperes", "tx_power_dbm",
+                                   "rx_power_dbm"};
+  static_assert(std::size(kColumns) == kQuantities && std::size(kKeys) == kQuantities);
+  return settings.json ? kKeys[quantity] : kColumns[quantity];
+}
+
 /** A row of the table of all modules, without values. */
 static Json empty_row(uint32_t of_port) {
   Json row = record("port", of_port, "module", nullptr, "diagnostics", "none");
-  for (const char *key : {"temperature", "voltage", "bias", "tx_power", "rx_power"}) row[key] = nullptr;
+  for (size_t quantity = 0; quantity < kQuantities; ++quantity) row[column_of(quantity)] = nullptr;
   row["alarms"] = Json::array();
   row["warnings"] = Json::array();
   return row;
 }
 
 /** Adds a value, and the limits that it has crossed: as "rx_power_low". */
-static void add_measurement(Json &row, const Measurement &measurement) {
+static void add_measurement(Json &row, const std::string &column, const Measurement &measurement) {
   const std::string key = measurement.key;
   const Crossed crossed = limits_crossed(measurement);
-  if (is_known(measurement)) row[key] = people_number(measurement, measurement.value);
+  if (is_known(measurement)) row[column] = people_number(measurement, measurement.value);
   if (crossed.high_alarm) row["alarms"].push_back(key + "_high");
   if (crossed.low_alarm) row["alarms"].push_back(key + "_low");
   if (crossed.high_warning) row["warnings"].push_back(key + "_high");
@@ -45,7 +54,7 @@ static void fill_row(Json &row, uint32_t of_port) {
   const Diagnostics found = diagnostics_in(identification, measured);
   row["diagnostics"] = found.calibration;
   if (!found.ready) return;
-  for (const Measurement &measurement : found.measured) add_measurement(row, measurement);
+  for (size_t i = 0; i < found.measured.size(); ++i) add_measurement(row, column_of(i), found.measured[i]);
 }
 
 /** A row for each port with a module. A value that cannot be read stays empty; the command fails after all rows. */
@@ -174,6 +183,8 @@ static void write_raw(const std::vector<uint8_t> &bytes, const std::string &outp
 
 static void dump(const ModuleDumpOptions &options) {
   if (options.raw && options.hex) refuse_argument("--raw", "does not go with --hex");
+  const bool has_form = options.raw || options.hex || !options.output.empty();
+  if (settings.json && has_form) refuse_argument("--json", "does not go with --raw, --hex or --output");
   const std::vector<uint8_t> bytes = chosen_pages(options.port, options.page);
   const uint32_t offset = options.page == kPageA2 ? kPageBytes : 0;  // page A2h stands behind page A0h
   const std::string output = options.output.empty() ? "-" : options.output;
@@ -201,7 +212,7 @@ static void add_dom(App &sfp) {
 static void add_dump(App &sfp) {
   const auto options = std::make_shared<ModuleDumpOptions>();
   App *app =
-      command(sfp, "dump", "A module's memory: page A0h, and A2h of a module with diagnostics",
+      command(sfp, "dump", "A module's memory: page A0h, and A2h of a module with diagnostics; clears latched flags",
               "sfp dump 24 --hex\n  zelctl sfp dump 24 --page a2 --raw -o page.bin", [options] { dump(*options); });
   number(app, "PORT", options->port, "Port", 0, FW_PORT_LAST);
   choice(app, "--page", options->page, "Which page (default: all)",

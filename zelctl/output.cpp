@@ -20,8 +20,7 @@ void start_output() {
   close(target);
 }
 
-/** All that a file in memory holds. */
-static std::string content_of(int fd) {
+std::string content_of(int fd) {
   const off_t size = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);
   std::string text(static_cast<size_t>(size), '\0');
   if (pread(fd, text.data(), text.size(), 0) < 0) return {};

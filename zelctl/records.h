@@ -52,6 +52,9 @@ Json environment_in(std::span<const uint8_t> region);
 /** All copies of all databases. The partition table is read directly: the library's call would repair blank slots. */
 Record databases;
 constexpr uint32_t kDatabaseCopies = 5;
+std::vector<uint8_t> partition_table();
+/** One row of `databases`. */
+Json database_row(uint32_t row, std::span<const uint8_t> table);
 /** The name of a copy, by its place in `databases`: "gen 1". */
 std::string database_name(uint32_t row);
 /** The modules in all cages. Reads a copper module's PHY, but does not set it up. Moves the cage selection. */

@@ -170,8 +170,11 @@ static void make_report(const ReportOptions &options) {
 
 void add_report_command(App &app) {
   const auto options = std::make_shared<ReportOptions>();
-  App *leaf = command(app, "report", "Everything that can be read of the board, in one archive; changes nothing",
-                      "report -o switch.tar.gz --flash", [options] { make_report(*options); });
+  App *leaf = command(
+      app, "report",
+      "Everything that can be read of the board, in one archive; changes nothing but the cage selection and the "
+      "modules' latched flags, which reading clears",
+      "report -o switch.tar.gz --flash", [options] { make_report(*options); });
   output_option(leaf, options->path);
   flag(leaf, "--flash", options->with_flash, "Include the content of the flash");
   any_texts(leaf, "--redact", options->further_secrets,

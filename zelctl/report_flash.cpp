@@ -20,11 +20,10 @@ void report_environment(Report &report) {
   });
 }
 
-/** Reads a sector. The environment's sector comes without its secrets. @return why it could not be read, or nothing */
-static std::string read_sector(const Report &report, uint32_t address, Sector &sector) {
+/** @return why the sector could not be read, or nothing */
+static std::string read_sector(uint32_t address, Sector &sector) {
   try {
     read_piece(address, sector);
-    if (address == region_start(FW_REGION_ENVIRONMENT)) sector = blank_secrets(sector, report.secrets).region;
     return {};
   } catch (const Failure &failure) {
     return failure.what();
@@ -59,14 +58,41 @@ static void note_unread(Report &report, const Json &unread) {
   }
 }
 
+/** The rows of the regions whose places the driver tells. */
+static Json known_regions(Report &report) {
+  Json rows = Json::array();
+  for (uint32_t region = 0; region < kRegionCount; ++region) {
+    Json row = report.ask("flash region " + region_title(region), [region] { return region_row(region); });
+    if (!row.is_null()) rows.push_back(std::move(row));
+  }
+  sort_regions(rows);
+  return rows;
+}
+
+/** Nothing if the driver did not tell. */
+static std::optional<uint32_t> environment_start(const Json &regions) {
+  for (const Json &region : regions) {
+    if (region["code"] == "E") return region["start"].get<uint32_t>();
+  }
+  return std::nullopt;
+}
+
+/** The environment's sector comes without its secrets. Without the environment's place there is no content. */
 static void read_chip(Report &report, TarWriter *content, Json &flash) {
   constexpr const char *kFile = "flash.bin";
-  ChipFigures figures;
+  const Json regions = known_regions(report);
+  const std::optional<uint32_t> environment = environment_start(regions);
+  if (content != nullptr && !environment) {
+    report.note("content of the flash", "without the place of the boot environment its secrets cannot be blanked");
+    content = nullptr;
+  }
+  ChipFigures figures(regions);
   Json unread = Json::array();
   if (content != nullptr) content->begin(kFile, chip_size());
   work_in_pieces("read", 0, chip_size(), "no report was written", [&](uint32_t address, uint32_t length) {
     Sector sector(length, 0xFF);
-    const std::string why = read_sector(report, address, sector);
+    const std::string why = read_sector(address, sector);
+    if (why.empty() && address == environment) sector = blank_secrets(sector, report.secrets).region;
     if (why.empty()) {
       figures.add(address, sector);
     } else {
@@ -82,6 +108,22 @@ static void read_chip(Report &report, TarWriter *content, Json &flash) {
   if (content != nullptr) flash["content"] = kFile;
 }
 
+/** Null if the partition table cannot be read. */
+static Json known_databases(Report &report) {
+  std::vector<uint8_t> table;
+  const Json is_read = report.ask("partition table", [&] {
+    table = partition_table();
+    return Json(true);
+  });
+  if (is_read.is_null()) return {};
+  Json rows = Json::array();
+  for (uint32_t copy = 0; copy < kDatabaseCopies; ++copy) {
+    Json row = report.ask("database " + database_name(copy), [&] { return database_row(copy, table); });
+    if (!row.is_null()) rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
 void report_flash(Report &report, TarWriter *content) {
   Json flash = Json::object();
   for (const char *key : {"chip_index", "jedec_id", "regions", "images"}) flash[key] = nullptr;
@@ -89,10 +131,10 @@ void report_flash(Report &report, TarWriter *content) {
   flash["content"] = nullptr;
   const Json id = report.ask("flash chip", flash_id);
   if (id.is_object()) append(flash, "chip_index", id["chip_index"], "jedec_id", id["jedec_id"]);
-  report.data["databases"] = report.ask("databases", databases);
+  report.data["databases"] = known_databases(report);
   const Json readable = report.ask("flash", [] {
     if (FW_GetFlashAccessFlag() == 1) throw Failure{"somebody writes it now"};
-    region_start(FW_REGION_IMAGE_1);  // throws for a chip that the library does not know
+    require_chip();
     return Json(true);
   });
   // From here on only the board's failures are noted. Others, such as a full disk or a signal, end the report.

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "report.h"
 
 /** The text that `print` makes of data. */
@@ -22,29 +24,56 @@ static std::string part(const std::string &title, const Json &data, const std::s
   return empty ? heading + without + "\n" : heading + printed(data);
 }
 
-/** Temperature and powers, and what is out of its limits. */
-static void add_measured(Json &row, const Json &diagnostics) {
+/** Where a quantity stands if that is unusual, and the highest and the lowest limit that it was beyond: "temperature high
+ *  alarm latched". */
+static void add_standings(std::string &state, const Json &measured) {
+  const std::string quantity = measured["quantity"];
+  const std::string standing = measured["state"];
+  const bool is_usual = standing == "normal" || standing == "no limits";
+  if (!is_usual) add_item(state, quantity + " " + standing);
+  const auto is_latched = [&](const std::string &flag) {
+    return std::find(measured["flags"].begin(), measured["flags"].end(), flag) != measured["flags"].end();
+  };
+  for (const std::string side : {"high", "low"}) {
+    const std::string alarm = side + " alarm";
+    const std::string warning = side + " warning";
+    const bool only_warning = !is_latched(alarm) && is_latched(warning);
+    const bool stands_there = standing == alarm || (standing == warning && only_warning);
+    if (stands_there) continue;
+    if (is_latched(alarm)) add_item(state, quantity + " " + alarm + " latched");
+    if (only_warning) add_item(state, quantity + " " + warning + " latched");
+  }
+}
+
+/** @param page         page A0h, decoded
+ *  @param diagnostics  null = there are none, or they could not be read */
+static std::string state_of(const Json &page, const Json &diagnostics) {
+  const Json &monitoring = page["monitoring"];
+  const bool has_any = std::find(monitoring.begin(), monitoring.end(), "implemented") != monitoring.end();
+  if (!has_any) return "no diagnostics";
+  if (!diagnostics.is_object()) return "not read";
+  std::string state;
+  for (const Json &measured : diagnostics["measured"]) add_standings(state, measured);
+  return state.empty() ? "normal" : state;
+}
+
+/** Temperature and powers, and what is out of its limits, or was. */
+static void add_measured(Json &row, const Json &page, const Json &diagnostics) {
   row["temperature"] = diagnostics.is_object() ? diagnostics["temperature_celsius"] : Json();
   row["tx_dbm"] = diagnostics.is_object() ? diagnostics["tx_power_dbm"] : Json();
   row["rx_dbm"] = diagnostics.is_object() ? diagnostics["rx_power_dbm"] : Json();
-  row["state"] = "no diagnostics";
-  if (!diagnostics.is_object()) return;
-  std::string state;
-  for (const Json &measured : diagnostics["measured"]) {
-    const std::string standing = measured["state"];
-    const bool is_usual = standing == "normal" || standing == "no limits";
-    if (!is_usual) state += (state.empty() ? "" : ", ") + measured["quantity"].get<std::string>() + " " + standing;
-  }
-  row["state"] = state.empty() ? "normal" : state;
+  row["state"] = state_of(page, diagnostics);
 }
 
 /** What an operator looks at first. */
 static Json alarms(const Json &data) {
   const auto member = [](const Json &object, const char *key) { return object.is_object() ? object[key] : Json(); };
   const Json &chip = data["temperature"]["chip"];
+  Json key = member(data["reset"], "reset_key");
+  if (key.is_number()) key = key == 0 ? "released" : "pressed";
   return record("temperature", member(chip, "degrees"), "power_alarm", member(data["power"], "alarm"), "supply_1_good",
                 member(data["power"], "supply_1_good"), "supply_2_good", member(data["power"], "supply_2_good"),
-                "relay", data["relay"], "watchdog", member(data["watchdog"], "enabled"));
+                "relay", data["relay"], "reset_key", key, "watchdog", member(data["watchdog"], "enabled"));
 }
 
 /** One line for each module. Everything on its page is in report.json. */
@@ -54,7 +83,7 @@ static Json module_rows(const Json &modules) {
     const Json &page = module["decoded"];
     Json row = record("port", module["port"]);
     for (const char *key : {"vendor", "part_number", "serial_number", "rate_mbd"}) row[key] = page[key];
-    add_measured(row, module["diagnostics"]);
+    add_measured(row, page, module["diagnostics"]);
     row["checksums"] = module["checksums"];
     rows.push_back(row);
   }

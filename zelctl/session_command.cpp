@@ -100,6 +100,8 @@ Json call(const Json &asked) {
 
   const uintptr_t result = function(words[0], words[1], words[2], words[3], words[4], words[5], words[6], words[7]);
   std::fflush(stdout);  // what it printed comes before the answer
+  forget_debug_command();
+  release_signals();  // debugCmd holds them
 
   Json answer = Json::object();
   answer["result"] = static_cast<uint32_t>(result);

@@ -25,9 +25,10 @@ static void show_watchdog_flag() { show(record("start_at_boot", ask_environment(
 static void add_watchdog(App &app) {
   App *family = group(app, "watchdog", "Hardware watchdog", "watchdog enable", "status", show_watchdog);
   command(*family, "flag", "Whether the boot environment starts it", "watchdog flag", show_watchdog_flag);
-  command(*family, "enable", "Enables it", "watchdog enable", [] { require(FW_Wdt_Enable(), "watchdog"); });
-  command(*family, "toggle", "Toggles it", "watchdog toggle", [] { require(FW_Wdt_Toggle(), "watchdog"); });
-  command(*family, "stop", "Stops toggling", "watchdog stop", [] { require(FW_Wdt_Toggle_Stop(), "watchdog"); });
+  command(*family, "enable", "Enables it", "watchdog enable", undivided([] { require(FW_Wdt_Enable(), "watchdog"); }));
+  command(*family, "toggle", "Toggles it", "watchdog toggle", undivided([] { require(FW_Wdt_Toggle(), "watchdog"); }));
+  command(*family, "stop", "Stops toggling", "watchdog stop",
+          undivided([] { require(FW_Wdt_Toggle_Stop(), "watchdog"); }));
 }
 
 /* ---- flags of all processes ---- */
@@ -40,7 +41,8 @@ static bool flag_of(uint32_t result, const char *what) {
 
 Json flags() {
   const bool diagnostic = flag_of(FW_GetSystemDiagFlag(), "diagnostic flag");
-  // This call also returns 0 if its request fails. But the question before has shown that the driver answers.
+  // This call also returns 0 if its request fails, and there is no other. The question before has shown that the driver
+  // answers at all.
   const bool flash_access = flag_of(FW_GetFlashAccessFlag(), "flash-access flag");
   return record("diagnostic", diagnostic, "flash_access_flag", flash_access);
 }
@@ -55,10 +57,10 @@ static void add_flags(App &app) {
   const auto options = std::make_shared<FlagOptions>();
   App *family =
       group(app, "flags", "System flags of all processes", "flags set diagnostic on", "show", [] { show(flags()); });
-  App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", [options] {
+  App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", undivided([options] {
     const auto store = options->flag == kDiagnostic ? FW_SetSystemDiagFlag : FW_SetFlashAccessFlag;
     require(store(options->state), "flag");
-  });
+  }));
   choice(set, "NAME", options->flag, "Flag", {{"diagnostic", kDiagnostic}, {"flash_access_flag", kFlashAccess}},
          {{"flash-access", kFlashAccess}});
   choice(set, "STATE", options->state, "State", kOnOff);

@@ -26,9 +26,13 @@ struct Settings {
 extern Settings settings;
 
 using Action = std::function<void()>;
+/* What a signal does. While a command only reads, it ends with the line "interrupted". */
+
 /** For an action that writes the flash or a file. If a signal ends it before it writes, a line says that nothing was
  *  changed. The action itself holds signals before it writes. */
 Action announced(const Action &action);
+/** For an action that changes something on the board with few requests. A signal waits until all of them are made. */
+Action undivided(const Action &action);
 using Choices = std::vector<std::pair<std::string, uint32_t>>;
 inline const Choices kOnOff{{"off", 0}, {"on", 1}};
 
@@ -109,8 +113,12 @@ uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::s
 /** Throws a Failure if a device node cannot be opened. For calls whose result does not show that the board is missing.
  *  @param before  begins the line: what was tried */
 void require_board(const std::string &before = "");
-/** To call after a call that runs debugCmd: throws a Failure if debugCmd has failed or hung. The library does not tell. */
-void require_debug_command(const std::string &what);
+/** To call after a call that runs debugCmd: throws a Failure if debugCmd has failed, hung, or was interrupted. The library
+ *  does not tell.
+ *  @param left  what the board may be like then; "" = debugCmd changes nothing */
+void require_debug_command(const std::string &what, const std::string &left = "");
+/** For a caller that cannot tell of a failure of debugCmd: the next call runs it again. */
+void forget_debug_command();
 /** For a failure after which the command goes on to show the rest. The command fails at its end, with the first one. */
 void postpone(const Failure &failure);
 /** The first postponed failure, if any. Forgets all of them. */
@@ -128,6 +136,8 @@ struct Printed {
   std::string text;
 };
 Printed printed_by(const std::function<uint32_t()> &call);
+/** All that a file in memory holds. */
+std::string content_of(int fd);
 
 inline void show(const Json &data) { print(data, settings.json); }
 /** Prints bytes as a hex dump; repeated lines become one asterisk. */
