@@ -16,10 +16,10 @@ constexpr int kWindowBits = 15;
 
 struct GzipWriter::Stream : z_stream {};
 
-GzipWriter::GzipWriter(Sink sink) : sink_(std::move(sink)), stream_(std::make_unique<Stream>()) {
+GzipWriter::GzipWriter(Sink sink, int level) : sink_(std::move(sink)), stream_(std::make_unique<Stream>()) {
   constexpr int kMemoryLevel = 8;
-  const int result = deflateInit2(stream_.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip + kWindowBits, kMemoryLevel,
-                                  Z_DEFAULT_STRATEGY);
+  const int result =
+      deflateInit2(stream_.get(), level, Z_DEFLATED, kGzip + kWindowBits, kMemoryLevel, Z_DEFAULT_STRATEGY);
   if (result != Z_OK) throw Failure{"no memory to compress with"};
 }
 

@@ -17,7 +17,9 @@ using Sink = std::function<void(Bytes bytes)>;
 /** A gzip stream. It contains no time and no file name. */
 class GzipWriter {
  public:
-  explicit GzipWriter(Sink sink);
+  static constexpr int kUsual = -1;
+  static constexpr int kQuick = 1;
+  explicit GzipWriter(Sink sink, int level = kUsual);
   ~GzipWriter();
   void write(Bytes bytes);
   /** Writes what is left, and the stream's end. */

@@ -37,9 +37,10 @@ int open_in(const char *folder, const char *file, int flags, mode_t mode = 0) {
 
 }  // namespace
 
-void make_shared_mutex(pthread_mutex_t &mutex) {
+void make_shared_mutex(pthread_mutex_t &mutex, int type) {
   pthread_mutexattr_t kind;
   pthread_mutexattr_init(&kind);
+  pthread_mutexattr_settype(&kind, type);
   pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
   pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
   if (pthread_mutex_init(&mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust mutexes

@@ -22,7 +22,7 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
 void detach(const Attached &attached);
 
 /** Makes a mutex in shared memory. Its holder may die. */
-void make_shared_mutex(pthread_mutex_t &mutex);
+void make_shared_mutex(pthread_mutex_t &mutex, int type = PTHREAD_MUTEX_NORMAL);
 
 /** The board that ZELSIM_BOARD_DIR names at the first call of this process. Null without a board: errno is 0 if the variable
  *  is not set, and ENXIO, after one line on stderr, if the board is unusable. */

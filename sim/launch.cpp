@@ -77,7 +77,21 @@ bool is_static(const std::string &program) {
 
 volatile sig_atomic_t g_program;
 
-void hand_on(int number) { kill(static_cast<pid_t>(g_program), number); }
+void hand_on(int number) {
+  if (g_program != 0) kill(static_cast<pid_t>(g_program), number);
+}
+
+// Ends zelsim by a signal, which may be blocked: a file that is written holds some of them.
+[[noreturn]] void end_by(int number) {
+  constexpr int kSignalStatus = 128;  // of a shell
+  std::signal(number, SIG_DFL);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, number);
+  raise(number);
+  sigprocmask(SIG_UNBLOCK, &only, nullptr);
+  std::_Exit(kSignalStatus + number);
+}
 
 }  // namespace
 
@@ -124,16 +138,17 @@ int run_and_wait(const Words &words) {
   std::signal(SIGTERM, hand_on);
   std::signal(SIGHUP, hand_on);
   int status = 0;
+  siginfo_t ended = {};
+  // Not reaped until signals go nowhere: another process may get its number.
+  while (waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOWAIT) < 0 && errno == EINTR) continue;
+  g_program = 0;
   while (waitpid(program, &status, 0) < 0 && errno == EINTR) continue;
   return status;
 }
 
 void end_like(int status) {
   std::fflush(nullptr);
-  if (WIFSIGNALED(status)) {
-    std::signal(WTERMSIG(status), SIG_DFL);
-    raise(WTERMSIG(status));
-  }
+  if (WIFSIGNALED(status)) end_by(WTERMSIG(status));
   std::exit(WEXITSTATUS(status));
 }
 

@@ -166,6 +166,11 @@ bool shell_runs_our_tool(const char *line) {
 // The recorder leaves libc's streams on a node as they are.
 void take_standard_stream(int) {}
 
+// If zelsim has been killed, nobody else writes what is in the buffer.
+__attribute__((destructor)) static void end() {
+  if (records()) write_buffered(0);
+}
+
 }  // namespace zelsim
 
 using namespace zelsim;
@@ -297,12 +302,16 @@ off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
   return is_node(fd) ? seek_any(fd, offset, whence, function) : function();
 }
 
+// A write costs more than the lines themselves: not every pause has one.
+constexpr int64_t kOftenEnough = 100000000;  // nanoseconds
+
 int usleep(useconds_t microseconds) {
   auto function = [&] { return behind<usleep>("usleep")(microseconds); };
   NodeCall call = {.kind = CallKind::Pause};
   call.argument = microseconds;
   if (replays()) return replay(call) > 0 ? function() : 0;
   if (!records()) return function();
+  write_buffered(kOftenEnough);
   int result = hand_on(call, function);
   write_down(call);
   return result;

@@ -48,10 +48,11 @@ size_t call_text(const NodeCall &call, char *text, size_t size);
 constexpr size_t kCallText = 1024;
 
 // What the environment hands to the recorder.
-constexpr char kRecordVariable[] = "ZELSIM_RECORD";             // the file, which has its first line already
-constexpr char kRecordStartVariable[] = "ZELSIM_RECORD_START";  // when it began: nanoseconds of the monotonic clock
-constexpr char kReplayVariable[] = "ZELSIM_REPLAY";             // the tape (tape.h)
-constexpr char kRecordToolsVariable[] = "ZELSIM_RECORD_TOOLS";  // folder of the recorder's debugCmd
+constexpr char kRecordVariable[] = "ZELSIM_RECORD";               // the file, which has its first line already
+constexpr char kRecordStartVariable[] = "ZELSIM_RECORD_START";    // when it began: nanoseconds of the monotonic clock
+constexpr char kRecordBufferVariable[] = "ZELSIM_RECORD_BUFFER";  // line_buffer.h
+constexpr char kReplayVariable[] = "ZELSIM_REPLAY";               // the tape (tape.h)
+constexpr char kRecordToolsVariable[] = "ZELSIM_RECORD_TOOLS";    // folder of the recorder's debugCmd
 
 inline int64_t monotonic_ns() {
   timespec now = {};
@@ -59,8 +60,10 @@ inline int64_t monotonic_ns() {
   return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
-/** Writes the line of a call. errno stays. */
+/** Writes the line of a call, which may stay in the buffer for a while. errno stays. */
 void write_down(const NodeCall &call);
+/** Writes the lines of the buffer into the file if it got its last ones so long ago. errno stays. */
+void write_buffered(int64_t since_ns);
 
 /** True if a recording answers. */
 bool replays();

@@ -1,6 +1,7 @@
 #include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -11,6 +12,7 @@
 
 #include "call_names.h"
 #include "environment.h"
+#include "line_buffer.h"
 #include "recorder.h"
 #include "system_calls.h"
 #include "trace.h"
@@ -46,14 +48,48 @@ class RecordLine {
     if (size_ >= room_) size_ = room_ - 1;
   }
 
+  void add_text(const char *text) {
+    for (const char *at = text; *at != '\0'; ++at) add_char(*at);
+  }
+
+  /** A number with at least so many digits. The formats of printf would take most of the time that a line takes. */
+  void add_number(int64_t number, int digits = 1) {
+    char reversed[24];
+    int count = 0;
+    auto rest = static_cast<uint64_t>(number < 0 ? -number : number);
+    while (rest > 0 || count < digits) {
+      reversed[count] = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+      ++count;
+    }
+    if (number < 0) add_char('-');
+    while (count > 0) {
+      --count;
+      add_char(reversed[count]);
+    }
+  }
+
   void add_call(const NodeCall &call) { size_ += call_text(call, text_ + size_, room_ - size_); }
 
-  void add_result(long result, int error) { size_ += result_text(result, error, text_ + size_, room_ - size_); }
+  void add_result(long result, int error) {
+    bool is_good = result == 0;
+    if (is_good) return add_text(" = 0");
+    size_ += result_text(result, error, text_ + size_, room_ - size_);
+  }
+
+  void add_value(const char *name, int64_t value) {
+    add_char(' ');
+    add_text(name);
+    add_char('=');
+    add_number(value);
+  }
 
   // Hexadecimal digits. A run of at least four equal bytes becomes `00*128`; commas separate it from its neighbours.
   void add_bytes(const char *name, CallBytes bytes) {
     constexpr size_t kShortestRun = 4;
-    add(" %s=", name);
+    add_char(' ');
+    add_text(name);
+    add_char('=');
     bool begins = true;
     bool after_run = false;
     size_t i = 0;
@@ -62,7 +98,9 @@ class RecordLine {
       bool is_run = run >= kShortestRun;
       if (!begins && (is_run || after_run)) add_char(',');
       if (is_run) {
-        add("%02x*%zu", bytes.data[i], run);
+        add_hex(bytes.data[i]);
+        add_char('*');
+        add_number(static_cast<int64_t>(run));
         i += run;
       } else {
         add_hex(bytes.data[i]);
@@ -118,32 +156,28 @@ long traced_result(const NodeCall &call) {
 
 // What a replay needs and a trace does not show.
 void add_rest(RecordLine &line, const NodeCall &call) {
-  line.add(" |");
-  if (call.fd >= 0) line.add(" fd=%d", call.fd);
+  line.add_text(" |");
+  if (call.fd >= 0) line.add_value("fd", call.fd);
   if (call.kind == CallKind::Open) line.add(" flags=0x%x", static_cast<unsigned>(call.flags));
   if (call.kind == CallKind::Request && !is_request_code(call.number)) line.add(" ioctl=0x%x", call.number);
   if (call.kind == CallKind::Seek) line.add(" at=0x%llx", static_cast<unsigned long long>(call.at));
-  if (!has_traced_result(call.kind)) line.add(" result=%lld", static_cast<long long>(call.result));
-  if (call.result < 0) line.add(" errno=%d", call.error);
+  if (!has_traced_result(call.kind)) line.add_value("result", call.result);
+  if (call.result < 0) line.add_value("errno", call.error);
   if (call.given.size > 0) line.add_bytes("given", call.given);
   if (call.taken.size > 0) line.add_bytes("taken", call.taken);
 }
 
-// A full disk does not stop the program. One line on stderr says so.
-void complain_once(const char *file) {
-  static bool told;
-  if (told) return;
-  told = true;
-  dprintf(STDERR_FILENO, "zelsim: record: cannot write %s: %s\n", file, strerror(errno));
-}
-
 /** The recording's file, kept open at a number that programs do not use. A program that closes all numbers may close it,
- *  and open a file of its own with the number: the file is then opened again. */
+ *  and open a file of its own with the number: the file is then opened again. After a failure nothing more is written: the
+ *  recording ends there. */
 class KeptFile {
  public:
-  int descriptor() {
+  bool write(const char *text, size_t size) {
+    if (failed_) return false;
     if (!is_ours()) open();
-    return fd_;
+    failed_ = sys::write(fd_, text, size) != static_cast<ssize_t>(size);
+    if (failed_) complain();
+    return !failed_;
   }
 
  private:
@@ -164,15 +198,57 @@ class KeptFile {
     fstat(fd_, &file_);
   }
 
+  // A full disk does not stop the program.
+  static void complain() {
+    dprintf(STDERR_FILENO, "zelsim: record: cannot write %s: %s\n", variable(kRecordVariable), strerror(errno));
+  }
+
   int fd_ = -1;
   struct stat file_ = {};
+  bool failed_ = false;
 };
 
-// One write at the end of the file: processes may share the file, and a process that is killed loses no line.
+KeptFile g_file;
+
+LineBuffer *open_buffer() {
+  sys::File file(sys::open(variable(kRecordBufferVariable), O_RDWR | O_CLOEXEC));
+  LineBuffer *buffer = file.get() >= 0 ? map_line_buffer(file.get()) : nullptr;
+  bool is_buffer = buffer != nullptr && buffer->magic == kLineBufferMagic;
+  return is_buffer ? buffer : nullptr;
+}
+
+// Null if zelsim has ended before this process began.
+LineBuffer *shared_buffer() {
+  static LineBuffer *const buffer = open_buffer();
+  return buffer;
+}
+
+void write_out(LineBuffer &buffer, const char *text, size_t size) {
+  if (size == 0 || buffer.failed != 0) return;
+  if (!g_file.write(text, size)) buffer.failed = 1;
+}
+
+void empty(LineBuffer &buffer) {
+  write_out(buffer, buffer.text, buffer.size);
+  buffer.size = 0;
+  buffer.emptied_ns = monotonic_ns();
+}
+
 void append(const RecordLine &line) {
-  static KeptFile file;
-  if (sys::write(file.descriptor(), line.text(), line.size()) != static_cast<ssize_t>(line.size()))
-    complain_once(variable(kRecordVariable));
+  LineBuffer *buffer = shared_buffer();
+  LineBufferGuard guard(buffer);
+  if (!guard.holds()) {
+    g_file.write(line.text(), line.size());
+    return;
+  }
+  if (line.size() > sizeof buffer->text - buffer->size) empty(*buffer);
+  bool fits = line.size() <= sizeof buffer->text;
+  if (!fits || buffer->passes_on != 0) {
+    write_out(*buffer, line.text(), line.size());
+    return;
+  }
+  memcpy(buffer->text + buffer->size, line.text(), line.size());
+  buffer->size += static_cast<uint32_t>(line.size());
 }
 
 // Returns the length of the text that is there, which may have been cut.
@@ -217,11 +293,37 @@ size_t command_text(const NodeCall &call, char *text, size_t size) {
   return length;
 }
 
+// The numbers of process and thread, without a system call for each line. The child of a fork begins anew.
+pid_t g_process;
+thread_local pid_t t_thread;
+
+void forget_numbers() {
+  g_process = 0;
+  t_thread = 0;
+}
+
+void learn_numbers() {
+  static bool watches_forks;
+  if (!watches_forks) pthread_atfork(nullptr, nullptr, forget_numbers);
+  watches_forks = true;
+  g_process = getpid();
+}
+
+pid_t own_process() {
+  if (g_process == 0) learn_numbers();
+  return g_process;
+}
+
+pid_t own_thread() {
+  if (t_thread == 0) t_thread = gettid();
+  return t_thread;
+}
+
 // The first line of a process has its program's name. A blank would end the value.
 void add_program(RecordLine &line) {
   static pid_t named = 0;
-  if (named == getpid()) return;
-  named = getpid();
+  if (named == own_process()) return;
+  named = own_process();
   line.add(" program=");
   for (const char *at = program_invocation_short_name; *at != '\0'; ++at) {
     bool is_plain = static_cast<unsigned char>(*at) > ' ' && *at != '|';
@@ -262,14 +364,32 @@ void write_down(const NodeCall &call) {
   int64_t began_us = (call.began_ns - start) / 1000;
   int64_t duration_us = (call.ended_ns - call.began_ns) / 1000;
   RecordLine line(room_for(call));
-  line.add("%lld.%06lld %lld %d/%d ", static_cast<long long>(began_us / 1000000),
-           static_cast<long long>(began_us % 1000000), static_cast<long long>(duration_us), getpid(), gettid());
+  constexpr int kPlaces = 6;
+  line.add_number(began_us / 1000000);
+  line.add_text(".");
+  line.add_number(began_us % 1000000, kPlaces);
+  line.add_text(" ");
+  line.add_number(duration_us);
+  line.add_text(" ");
+  line.add_number(own_process());
+  line.add_text("/");
+  line.add_number(own_thread());
+  line.add_text(" ");
   line.add_call(call);
   if (has_traced_result(call.kind)) line.add_result(traced_result(call), call.error);
   add_rest(line, call);
   add_program(line);
-  line.add("\n");
+  line.add_text("\n");
   append(line);
+  errno = error;
+}
+
+void write_buffered(int64_t since_ns) {
+  int error = errno;
+  LineBuffer *buffer = shared_buffer();
+  LineBufferGuard guard(buffer);
+  bool is_due = guard.holds() && monotonic_ns() - buffer->emptied_ns >= since_ns;
+  if (is_due) empty(*buffer);
   errno = error;
 }
 

@@ -205,6 +205,8 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
     message.add("%.*s\n", static_cast<int>(line.size), reinterpret_cast<const char *>(line.data));
   }
   message.add("  got      %.*s\n", length, text);
+  uint32_t cut_after = tape().head().cut_after;
+  if (cut_after != 0) message.add("  the recording was cut off after line %u\n", cut_after);
   if (stream == nullptr) return;
   message.add("  around it:\n");
   message.add_around(*stream, position);

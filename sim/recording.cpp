@@ -19,6 +19,13 @@ struct Malformed {
   std::string why;
 };
 
+// A word of a file that may hold anything.
+std::string quoted(std::string_view text) {
+  constexpr size_t kShown = 24;
+  bool is_long = text.size() > kShown;
+  return "'" + escaped(std::string(text.substr(0, kShown))) + (is_long ? "...'" : "'");
+}
+
 template <typename Number>
 Number number_of(std::string_view text, const char *what) {
   bool is_hex = text.starts_with("0x");
@@ -26,7 +33,7 @@ Number number_of(std::string_view text, const char *what) {
   Number value = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, is_hex ? 16 : 10);
   bool good = error == std::errc() && end == text.data() + text.size();
-  if (!good) throw Malformed{std::string(what) + " '" + std::string(text) + "' is no number"};
+  if (!good) throw Malformed{what + (" " + quoted(text)) + " is no number"};
   return value;
 }
 
@@ -42,7 +49,7 @@ uint8_t byte_of(std::string_view digits) {
   uint8_t value = 0;
   auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
   bool good = digits.size() == 2 && error == std::errc() && end == digits.data() + digits.size();
-  if (!good) throw Malformed{"'" + std::string(digits) + "' is no byte"};
+  if (!good) throw Malformed{quoted(digits) + " is no byte"};
   return value;
 }
 
@@ -67,7 +74,7 @@ Node node_named(std::string_view name) {
   for (const NodeDescription &row : kNodes) {
     if (name == row.name) return row.node;
   }
-  throw Malformed{"'" + std::string(name) + "' is no node"};
+  throw Malformed{quoted(name) + " is no node"};
 }
 
 // Takes the result off a text like "WHAT = RESULT" or "WHAT = -1 NAME".
@@ -187,13 +194,24 @@ RecordedCall parse_line(std::string_view line, uint32_t number) {
   return recorded;
 }
 
-int64_t parse_title(std::string_view line, const std::string &file) {
+struct Title {
+  int64_t began_us;
+  bool is_old;
+};
+
+Title parse_title(std::string_view line, const std::string &file) {
   std::string_view title = kRecordingTitle;
+  bool is_old = line.starts_with(kOldRecordingTitle);
+  if (is_old) title = kOldRecordingTitle;
   bool good = line.starts_with(title) && line.substr(title.size()).starts_with(" ");
   bool other_version = !good && line.starts_with(title.substr(0, title.rfind(' ')));
   if (other_version) throw Usage("FILE: '" + file + "' is a recording of another version of zelsim");
   if (!good) throw Usage("FILE: '" + file + "' is no recording of 'zelsim record'");
-  return microseconds_in(line.substr(title.size() + 1));
+  return {microseconds_in(line.substr(title.size() + 1)), is_old};
+}
+
+void tell(const std::string &file, const std::string &what) {
+  std::fprintf(stderr, "zelsim: FILE: '%s' %s\n", escaped(file).c_str(), what.c_str());
 }
 
 }  // namespace
@@ -208,14 +226,24 @@ Recording read_recording(const std::string &file) {
   std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
   Recording recording = {};
   uint32_t number = 1;
+  bool is_closed = false;
+  bool is_cut = false;
   try {
-    recording.began_us = parse_title(take_until(text, "\n"), file);
+    Title title = parse_title(take_until(text, "\n"), file);
+    recording.began_us = title.began_us;
     while (!text.empty()) {
+      is_cut = text.find('\n') == std::string_view::npos;
+      if (is_cut) break;
       std::string_view line = take_until(text, "\n");
       ++number;
-      if (line.empty() || line.starts_with("#")) continue;
+      if (line == kRecordingEnd) is_closed = true;
+      if (line.empty() || line.starts_with("#") || line == kRecordingEnd) continue;
       recording.calls.push_back(parse_line(line, number));
     }
+    bool is_whole = !is_cut && (is_closed || title.is_old);
+    if (!is_whole) recording.cut_after = number;
+    if (title.is_old) tell(file, "is of an older version, which does not tell whether a recording is whole");
+    if (!is_whole) tell(file, format("was cut off after line %u", number));
   } catch (const Malformed &malformed) {
     throw Usage(format("FILE: '%s', line %u: %s", file.c_str(), number, malformed.why.c_str()));
   }

@@ -7,11 +7,14 @@
 #include "recorder.h"
 
 // A recording as zelsim reads it. The first line has version and time; then each call has a line. Lines that begin with #
-// are remarks.
+// are remarks. The last line closes it: without that it has been cut off.
 
 namespace zelsim::tool {
 
-constexpr char kRecordingTitle[] = "zelsim recording 1";
+constexpr char kRecordingTitle[] = "zelsim recording 2";
+/** It has no closing line. */
+constexpr char kOldRecordingTitle[] = "zelsim recording 1";
+constexpr char kRecordingEnd[] = "end";
 /** The end of a compressed recording's name. */
 constexpr char kCompressed[] = ".gz";
 
@@ -34,12 +37,14 @@ struct RecordedCall {
 struct Recording {
   int64_t began_us;  // since 1970
   std::vector<RecordedCall> calls;
+  uint32_t cut_after = 0;  // the last whole line of a recording that was cut off; 0: it is whole
 };
 
 /** The line that a recording begins with. */
 std::string recording_title(int64_t began_us);
 
-/** Reads a file, or standard input for "-". Throws Usage, with the line's number, for what is no recording. */
+/** Reads a file, or standard input for "-". Throws Usage, with the line's number, for what is no recording. A line on stderr
+ *  tells that the recording was cut off; a line that was cut itself is left out. */
 Recording read_recording(const std::string &file);
 
 }  // namespace zelsim::tool

@@ -33,12 +33,13 @@ Threads threads_of(const Recording &recording) {
 /** The bytes of a tape: tables first, then what they point to. */
 class TapeMaker {
  public:
-  explicit TapeMaker(const Threads &threads, bool fast) {
+  TapeMaker(const Threads &threads, uint32_t cut_after, bool fast) {
     size_t calls = 0;
     for (const auto &thread : threads) calls += thread.size();
     head_.magic = kTapeMagic;
     head_.streams = static_cast<uint32_t>(threads.size());
     head_.calls = static_cast<uint32_t>(calls);
+    head_.cut_after = cut_after;
     head_.fast = fast;
     head_.stream_table = {sizeof head_, threads.size() * sizeof(TapeStream)};
     head_.call_table = {head_.stream_table.at + head_.stream_table.size, calls * sizeof(TapeCall)};
@@ -146,7 +147,7 @@ void tell_rest(const TapeFile &tape, const Threads &threads) {
 int answer_program(const CommandLine &line) {
   const Recording recording = read_recording(line.replay);
   const Threads threads = threads_of(recording);
-  TapeFile tape(TapeMaker(threads, line.fast).tape());
+  TapeFile tape(TapeMaker(threads, recording.cut_after, line.fast).tape());
   preload("libzelrecord.so");
   put_recorder_tools();
   set_variable(kReplayVariable, tape.path());

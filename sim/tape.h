@@ -50,8 +50,9 @@ struct TapeHead {
   uint32_t calls;
   TapePiece stream_table;
   TapePiece call_table;
-  uint32_t fast;    // 1: pauses are not slept
-  uint32_t failed;  // 1: a call was not in the recording; `message` says which
+  uint32_t cut_after;  // last line of a recording that was cut off, or 0
+  uint32_t fast;       // 1: pauses are not slept
+  uint32_t failed;     // 1: a call was not in the recording; `message` says which
   char message[8192];
 };
 

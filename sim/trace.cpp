@@ -89,6 +89,14 @@ class TraceLine {
     va_end(arguments);
   }
 
+  void add_text(const char *text, size_t length) {
+    constexpr size_t kMost = sizeof text_ - 2;
+    size_t room = kMost - size_;
+    if (length > room) length = room;
+    memcpy(text_ + size_, text, length);
+    size_ += length;
+  }
+
   void write(const char *file, long result) {
     size_ += result_text(result, error_, text_ + size_, sizeof text_ - 1 - size_);
     text_[size_] = '\n';
@@ -147,15 +155,18 @@ void add_bytes(TraceLine &line, const uint8_t *data, size_t size) {
   for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
 }
 
+void add_text(TraceLine &line, const char *text) { line.add_text(text, strlen(text)); }
+
 // Adds values of one or four bytes that follow each other. `fields` are their names, separated by blanks.
 void add_named(TraceLine &line, const char *fields, const uint8_t *values, size_t width, const char *format) {
   const char *name = fields;
   while (*name != '\0') {
-    if (name != fields) line.add(" ");
+    if (name != fields) add_text(line, " ");
     size_t length = strcspn(name, " ");
     uint32_t value = 0;
     memcpy(&value, values, width);
-    line.add("%.*s=", static_cast<int>(length), name);
+    line.add_text(name, length);
+    add_text(line, "=");
     line.add(format, value);
     values += width;
     name += length;
@@ -183,7 +194,7 @@ void add_temperature(TraceLine &line, const uint8_t *record) {
 
 void add_record(TraceLine &line, const Request &request, const uint8_t *record) {
   const char *fields = fields_of(request);
-  line.add("{");
+  add_text(line, "{");
   switch (request.shape) {
     case Shape::Byte:
     case Shape::Pair:
@@ -205,7 +216,7 @@ void add_record(TraceLine &line, const Request &request, const uint8_t *record) 
     case Shape::Transfer:
       break;
   }
-  line.add("}");
+  add_text(line, "}");
 }
 
 void add_transfer(TraceLine &line, const RequestEvent &event) {
@@ -222,16 +233,17 @@ void add_transfer(TraceLine &line, const RequestEvent &event) {
 
 void add_request(TraceLine &line, const RequestEvent &event) {
   const Request &request = *event.request;
-  line.add(" %s", request.name);
+  add_text(line, " ");
+  add_text(line, request.name);
   if (erases(request)) line.add(" 0x%08x", event.address);
   if (event.error == EFAULT || request.shape == Shape::None) return;
   if (request.shape == Shape::Transfer) {
     add_transfer(line, event);
     return;
   }
-  line.add(" ");
+  add_text(line, " ");
   add_record(line, request, event.before);
-  line.add(" -> ");
+  add_text(line, " -> ");
   add_record(line, request, event.after);
 }
 

@@ -41,8 +41,8 @@ def record(board, file, *words, **how):
 
 def calls_in(file):
     text = (gzip.open(file, "rt") if file.endswith(".gz") else open(file, encoding="utf-8")).read()
-    assert text.startswith("zelsim recording 1 ") and text.endswith("\n"), text[:100]
-    return [line for line in text.splitlines()[1:] if not line.startswith("#")]
+    assert text.startswith("zelsim recording 2 ") and text.endswith("\nend\n"), text[:100]
+    return [line for line in text.splitlines()[1:-1] if not line.startswith("#")]
 
 
 def what_is_recorded():
@@ -60,6 +60,13 @@ def what_is_recorded():
     done = subprocess.run([ZELSIM, "record", "--board", "a", "-o", "killed.rec", "--", "./caller", "killed", "3"])
     assert done.returncode == -signal.SIGKILL and len(calls_in("killed.rec")) == 3 * 5 + 4
     record("a", "x.rec", "./caller", "status", status=7)
+    for end in "TERM", "HUP", "INT", "SEGV":
+        for file in "x.rec", "x.rec.gz":
+            done = subprocess.run([ZELSIM, "record", "-o", file, "--", "sh", "-c", f"kill -{end} $$"], check=False)
+            assert done.returncode == -getattr(signal, f"SIG{end}"), (file, end, done.returncode)
+    os.mkdir("full.rec.gz")  # a recording that cannot be compressed
+    assert "--output: " in zelsim("record", "-o", "full.rec.gz", "--", "sh", "-c", "exit 3", status=3).stderr
+    assert calls_in("full.rec.gz.part") == []
     record("a", "x.rec", "./nonesuch", status=127)
     # Under a shell, on the board of the enclosing run.
     zelsim("run", "--fast", "--board", "a", "--", "sh", "-c", f"{ZELSIM} record -o s.rec -- sh -c './caller ask 2; ./caller ask 2'")
@@ -68,18 +75,49 @@ def what_is_recorded():
 
 def what_is_refused():
     open("none.rec", "w").write("no recording\n")
-    open("later.rec", "w").write("zelsim recording 2 0.000000\n")
+    open("later.rec", "w").write("zelsim recording 3 0.000000\n")
     open("bad.rec", "w").write("zelsim recording 1 0.000000\n0.000000 1 2/3 gpio 0x81 X = 0 | fd=z\n")
-    open("empty.rec", "w").write("zelsim recording 1 0.000000\n")
+    open("binary.rec", "w").write("zelsim recording 2 0.000000\n" + 500 * "\x01" + "\n")
+    open("empty.rec", "w").write("zelsim recording 2 0.000000\nend\n")
     for status, text, words in [
             (2, "FILE: 'none.rec' is no recording", "verify none.rec --board a"), (2, "another version", "trace later.rec"),
             (2, "FILE: 'bad.rec', line 2: fd 'z' is no number", "trace bad.rec"), (2, "PROGRAM: missing", "record -o x.rec"),
+            (2, "line 2: time '" + r"\x01" * 24 + "...' is no number", "trace binary.rec"),
             (2, "--output: missing", "record -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
             (2, "--format: 'pcap' is not one of", "trace --format pcap empty.rec"), (2, "none.rec", "run --replay none.rec -- true"),
             (2, "--from: 'none.rec' is no report", "create c --from none.rec"), (1, "no board in", "verify empty.rec --board nope")]:
         done = zelsim(*words.split(), status=status)
         assert text in done.stderr and done.stderr.count("\n") == 1, (words, done.stderr)
     assert not os.path.exists(f"{os.environ['ZELSIM_HOME']}/c")
+
+
+def what_is_cut_off():
+    """A recording without its end is told; a line that is cut itself is never read."""
+    make("cut")
+    record("cut", "whole.rec", "./caller", "ask", "3")
+    text = open("whole.rec", encoding="utf-8").read()
+    lines = text.splitlines(True)
+    told = f"zelsim: FILE: 'cut.rec' was cut off after line {len(lines) - 2}\n"
+    for missing in 1, 4, *range(5, len(lines[-2]) + 4, 17):  # within the closing line and the last call
+        open("cut.rec", "w").write(text[:-missing])
+        done = zelsim("verify", "cut.rec", "--board", "cut")
+        assert done.stderr == (told if missing > 4 else told.replace(str(len(lines) - 2), str(len(lines) - 1))), (missing, done)
+    done = replay("cut.rec", "./caller", "ask", "3", status=125)
+    assert told in done.stderr and "the recording was cut off after line" in done.stderr.split("got")[1], done.stderr
+    open("old.rec", "w").write(text.replace("recording 2", "recording 1").removesuffix("end\n"))
+    assert "of an older version" in replay("old.rec", "./caller", "ask", "3").stderr
+    # Of a recorder that is killed the lines are there when the program has ended.
+    there = "./caller ask 3; echo ready; read word; ./caller ask 3"
+    command = [ZELSIM, "record", "--board", "cut", "-o", "dead.rec", "--", "sh", "-c", there]
+    with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as recorder:
+        while recorder.stdout.readline() != "ready\n":
+            pass
+        recorder.kill()
+        recorder.stdin.write("go\n")
+        recorder.stdin.close()
+        recorder.stdout.read()
+    assert "was cut off after line" in zelsim("verify", "dead.rec", "--board", "cut").stderr
+    assert open("dead.rec", encoding="utf-8").read().count(" SetAlarmLed ") == 2 * 3
 
 
 def differences(file, board, status):
@@ -138,8 +176,8 @@ def what_the_model_answers():
     assert differences("tool.rec", "real", 0)[1]["compared"] == 4 and "0x0055" in printed
     assert replay("tool.rec", "sh", "-c", f"debugCmd sgpio_set 1 3 1; {lines}").stdout == printed
     assert "got      debugCmd sgpio_set 9 9 9" in replay("tool.rec", "debugCmd", "sgpio_set", "9", "9", "9", status=125).stderr
-    text = "zelsim recording 1 0.000000\n0.000000 1 2/2 system a; debugCmd b | result=0 given=" + b"a; debugCmd b".hex() + "\n"
-    open("shell.rec", "w").write(text + text.splitlines()[1].replace("2/2", "2/3") + "\n")
+    text = "zelsim recording 2 0.000000\n0.000000 1 2/2 system a; debugCmd b | result=0 given=" + b"a; debugCmd b".hex() + "\n"
+    open("shell.rec", "w").write(text + text.splitlines()[1].replace("2/2", "2/3") + "\nend\n")
     data = json.loads(zelsim("verify", "shell.rec", "--board", "real", "--json").stdout)
     assert data["compared"] == 0 and [row["line"] for row in data["skipped"]] == [2, 3], data
     # The board itself has not been touched.
@@ -305,6 +343,6 @@ with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as wor
     os.chdir(work)
     run("cc", "-O1", "-Wall", "-Werror", "-pthread", f"{HERE}/twin/caller.c", "-o", "caller")
     run("cc", "-O1", "-shared", "-fPIC", f"{HERE}/twin/other_drivers.c", "-o", "other_drivers.so", "-ldl")
-    for part in sys.argv[2:] or ("what_is_recorded", "what_is_refused", "what_the_model_answers", "what_a_recording_answers",
+    for part in sys.argv[2:] or ("what_is_recorded", "what_is_refused", "what_is_cut_off", "what_the_model_answers", "what_a_recording_answers",
                                  "other_drivers", "what_others_read", "twin_of_a_report"):
         globals()[part]()

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+
+// Lines of a recording that are not in its file yet. zelsim makes the buffer; all processes of the program map it. A process
+// that is killed loses no line: zelsim writes what it has left.
+
+namespace zelsim {
+
+constexpr uint64_t kLineBufferMagic = 0x53454e494c53535aULL;  // "ZSSLINES"
+
+struct LineBuffer {
+  uint64_t magic;
+  pthread_mutex_t mutex;
+  uint32_t size;
+  uint32_t passes_on;  // 1: zelsim is not there any more, and each line goes into the file at once
+  int64_t emptied_ns;  // when the file got its last lines, on the monotonic clock
+  uint32_t failed;     // 1: the file took no more: the recording ends there
+  char text[65536];
+};
+
+/** Maps a buffer that is open at a descriptor; null if that is none. */
+LineBuffer *map_line_buffer(int fd);
+
+/** Holds the buffer for a scope. Its holder may be killed. */
+class LineBufferGuard {
+ public:
+  explicit LineBufferGuard(LineBuffer *buffer);
+  ~LineBufferGuard();
+  LineBufferGuard(const LineBufferGuard &) = delete;
+  LineBufferGuard &operator=(const LineBufferGuard &) = delete;
+
+  /** False without a buffer, and in a signal's handler that has interrupted the holder. */
+  bool holds() const { return holds_; }
+
+ private:
+  LineBuffer *buffer_;
+  bool holds_;
+};
+
+}  // namespace zelsim
