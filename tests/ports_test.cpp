@@ -107,6 +107,18 @@ TEST_F(Cages, EverySignalOfEveryPort) {
   }
 }
 
+// Programs may walk the exported tables, rows included that no function here uses.
+TEST_F(Cages, RowsForProgramsThatWalkTheTables) {
+  for (uint32_t port = 0; port < FW_PORTS; ++port) {
+    const sfp_soc_signal &row = sfp_los_gpio[port];
+    const uint32_t bit = port < 24 ? 0 : 0x100U << (port - 24);
+    EXPECT_EQ(row.address, bit == 0 ? 0U : 0x18110U) << port;
+    EXPECT_EQ(row.mask, bit) << port;
+  }
+  const std::string mainboard(reinterpret_cast<const char *>(&sfp_los[24]), 12);
+  EXPECT_EQ(mainboard, std::string("z\0\x01z\0\x04z\0\x10z\0\x40", 12));
+}
+
 TEST_F(Cages, TransmitDisableKeepsItsAllowances) {
   using Failure = int (*)(int nth);
   const Failure never = fail_read_, always = [](int nth) { return nth; },
