@@ -10,7 +10,7 @@ import {timeOfDay} from './words.js';
 
 const kKept = 300;
 let entries = [];
-const expected = [];  // commands that undo something and will be told
+const expected = []; // commands that undo something and will be told
 
 const isAct = ({command}) => Boolean(command);
 
@@ -30,19 +30,33 @@ export async function undo(entry = entries.findLast((one) => one.undo?.length &&
   put('log', entry.id);
 }
 
-const script = () => entries.filter(isAct).map(({command}) => `${command} --board ${known.board?.board}`).join('\n') + '\n';
+const script = () =>
+  entries
+    .filter(isAct)
+    .map(({command}) => `${command} --board ${known.board?.board}`)
+    .join('\n') + '\n';
 
 function line(entry) {
-  return element('li', {'data-key': 'entry' + entry.id, class: isAct(entry) ? 'act' : 'change'},
-    element('span', {class: 'time'}, timeOfDay(entry.at)), element('span', {class: 'program'}, entry.who),
+  return element(
+    'li',
+    {'data-key': 'entry' + entry.id, class: isAct(entry) ? 'act' : 'change'},
+    element('span', {class: 'time'}, timeOfDay(entry.at)),
+    element('span', {class: 'program'}, entry.who),
     isAct(entry) ? element('code', {}, entry.command) : element('span', {}, entry.text),
-    entry.undo?.length > 0 && button('Undo', () => undo(entry), {class: 'small', disabled: Boolean(entry.undone),
-      'aria-label': `Undo: ${entry.command}`, title: entry.undo.join('; ')}));
+    entry.undo?.length > 0 &&
+      button('Undo', () => undo(entry), {
+        class: 'small',
+        disabled: Boolean(entry.undone),
+        'aria-label': `Undo: ${entry.command}`,
+        title: entry.undo.join('; '),
+      }),
+  );
 }
 
 function showLog() {
   if (!dock.isOpen('activity')) return;
-  const list = find('#activity'), top = list.scrollTop;
+  const list = find('#activity');
+  const top = list.scrollTop;
   patchList(list, entries.slice().reverse().map(line), '#tab-activity');
   list.scrollTop = top > 0 ? top : 0;
   find('#activity-empty').hidden = entries.length > 0;
@@ -50,11 +64,20 @@ function showLog() {
 
 function showFoot() {
   const last = entries.at(-1);
-  patchList(find('#foot'), last
-    ? [element('span', {class: 'time'}, timeOfDay(last.at, false)), element('b', {}, last.who), element('span', {class: 'told'}, last.command ?? last.text),
-      last.undo?.length > 0 && !last.undone && button('Undo', () => undo(last), {class: 'small', title: 'Undo (u)'}),
-      refusal('undo'), button('All activity', () => dock.open('activity'), {class: 'small quiet'})]
-    : [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')], '#foot button');
+  patchList(
+    find('#foot'),
+    last
+      ? [
+          element('span', {class: 'time'}, timeOfDay(last.at, false)),
+          element('b', {}, last.who),
+          element('span', {class: 'told'}, last.command ?? last.text),
+          last.undo?.length > 0 && !last.undone && button('Undo', () => undo(last), {class: 'small', title: 'Undo (u)'}),
+          refusal('undo'),
+          button('All activity', () => dock.open('activity'), {class: 'small quiet'}),
+        ]
+      : [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')],
+    '#foot button',
+  );
 }
 
 function take({activity, anew}) {
@@ -70,9 +93,18 @@ function take({activity, anew}) {
 }
 
 export function start() {
-  dock.add('activity', 'Activity',
-    element('div', {class: 'bar'}, element('span', {class: 'hint'}, 'What was changed, by the page, the shell and programs.'), copyButton(script, 'Copy as shell commands')),
-    element('ol', {id: 'activity', tabindex: '0', 'aria-label': 'Activity'}), element('p', {id: 'activity-empty', class: 'empty'}, 'Nothing has been changed yet.'));
+  dock.add(
+    'activity',
+    'Activity',
+    element(
+      'div',
+      {class: 'bar'},
+      element('span', {class: 'hint'}, 'What was changed, by the page, the shell and programs.'),
+      copyButton(script, 'Copy as shell commands'),
+    ),
+    element('ol', {id: 'activity', tabindex: '0', 'aria-label': 'Activity'}),
+    element('p', {id: 'activity-empty', class: 'empty'}, 'Nothing has been changed yet.'),
+  );
   follow(['activity', 'anew'], take);
   follow(['log', 'acts', 'tab', 'board'], () => {
     showLog();

@@ -7,7 +7,7 @@ import {questionFor} from './loss.js';
 // Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds; a refusal
 // stands beside it until it is used again, or what it is about has changed.
 
-const pending = new Map();  // value that was chosen, by control
+const pending = new Map(); // value that was chosen, by control
 const refusals = new Map(); // by control
 
 export const pendingValue = (control) => pending.get(control);
@@ -39,8 +39,8 @@ export function review() {
 /** Does an act for a control, after a question where something would be lost. @return true when it was done */
 export async function act(control, action, fields = {}, value = true) {
   const question = questionFor(action, fields);
-  if (question && !await confirm(question)) {
-    put('acts', {});  // the control goes back to what holds
+  if (question && !(await confirm(question))) {
+    put('acts', {}); // the control goes back to what holds
     return false;
   }
   pending.set(control, value);
@@ -56,9 +56,12 @@ export async function act(control, action, fields = {}, value = true) {
     find('#notices').textContent = error.message;
   }
   // The board's news come on another way and may be a little later than the answer.
-  setTimeout(() => {
-    pending.delete(control);
-    put('acts', {});
-  }, done ? 120 : 0);
+  setTimeout(
+    () => {
+      pending.delete(control);
+      put('acts', {});
+    },
+    done ? 120 : 0,
+  );
   return done;
 }

@@ -14,7 +14,8 @@ function applyScheme(scheme) {
   document.documentElement.dataset.scheme = scheme;
   try {
     localStorage.setItem('scheme', scheme);
-  } catch {  // a browser that keeps nothing
+  } catch {
+    // a browser that keeps nothing
   }
 }
 
@@ -32,19 +33,45 @@ function showActs() {
     button('Undo', () => undo(), {title: 'Undo the last act (u)', disabled: isAway()}),
     button('Save / load', () => states.open(), {title: 'Saved states (s)', disabled: isAway()}),
   ];
-  patch(find('#bar-acts'), [ofBoard, button(sign, nextScheme, {class: 'icon', 'aria-label': `Colours: ${scheme || 'as the system'}; next: ${next || 'as the system'}`, title: 'Colours (t)'}),
-    button('?', openHelp, {class: 'icon', 'aria-label': 'Help and keys', title: 'Help and keys (?)'})]);
+  patch(find('#bar-acts'), [
+    ofBoard,
+    button(sign, nextScheme, {
+      class: 'icon',
+      'aria-label': `Colours: ${scheme || 'as the system'}; next: ${next || 'as the system'}`,
+      title: 'Colours (t)',
+    }),
+    button('?', openHelp, {class: 'icon', 'aria-label': 'Help and keys', title: 'Help and keys (?)'}),
+  ]);
+}
+
+const kAway = 'What you see is how it was';
+
+/** Why what is shown may no longer hold; '' while it does. */
+function troubleText() {
+  if (known.live === false) {
+    const since = known.since ? timeOfDay(known.since, false) : '';
+    return `No connection since ${since}: is zelsim serve still running? ${kAway}. This page tries again by itself.`;
+  }
+  if (!known.gone) return '';
+  const since = timeOfDay(known.goneSince, false);
+  return `Since ${since}: ${known.gone}. ${kAway}; the page goes on when the board is there again.`;
+}
+
+function liveText() {
+  if (known.live === undefined) return 'connecting';
+  if (known.live === false) return 'not connected';
+  return known.gone ? 'no board' : 'live';
 }
 
 function showLive() {
-  const place = find('#live'), trouble = find('#trouble');
-  const since = known.since ? timeOfDay(known.since, false) : '';
-  const lost = known.live === false ? `No connection since ${since}: is zelsim serve still running? What you see is how it was. This page tries again by itself.`
-    : known.gone ? `Since ${timeOfDay(known.goneSince, false)}: ${known.gone}. What you see is how it was; the page goes on when the board is there again.` : '';
-  place.textContent = known.live === undefined ? 'connecting' : known.live === false ? 'not connected' : known.gone ? 'no board' : 'live';
-  place.className = known.live && !known.gone ? 'good' : known.live === undefined ? '' : 'bad';
-  if (trouble.textContent !== lost) trouble.textContent = lost;
-  trouble.hidden = !lost;
+  const place = find('#live');
+  const trouble = find('#trouble');
+  const text = troubleText();
+  place.textContent = liveText();
+  place.classList.toggle('good', Boolean(known.live) && !known.gone);
+  place.classList.toggle('bad', known.live === false || Boolean(known.gone));
+  if (trouble.textContent !== text) trouble.textContent = text;
+  trouble.hidden = !text;
 }
 
 export function start() {
@@ -66,4 +93,3 @@ export function start() {
   showActs();
   showLive();
 }
-

@@ -7,20 +7,24 @@ import {opticsRows} from './optics.js';
 
 // A card beside the part that the pointer or the focus is on: what the module says of itself, its signals, its light.
 
-let shown = null, waiting = null;
-const modules = new Map();  // what a module says, by port and its name
+let shown = null;
+let waiting = null;
+const modules = new Map(); // what a module says, by port and its name
 
 /** What the module of a port says; asked for once for each module. */
 export async function moduleOf(port) {
   const key = `${port} ${cageOf(port)?.module}`;
   if (!modules.has(key)) {
     for (const old of modules.keys()) if (old.startsWith(port + ' ')) modules.delete(old);
-    modules.set(key, ask('module?port=' + port).catch(() => null));
+    modules.set(
+      key,
+      ask('module?port=' + port).catch(() => null),
+    );
   }
   return modules.get(key);
 }
 
-const row = (name, value) => value ? [element('dt', {}, name), element('dd', {}, value)] : [];
+const row = (name, value) => (value ? [element('dt', {}, name), element('dd', {}, value)] : []);
 
 function signals(cage) {
   const words = [cage.loss_of_signal ? 'no light' : 'light', cage.tx_disable ? 'transmitter off' : 'transmitter on'];
@@ -29,24 +33,35 @@ function signals(cage) {
 }
 
 async function fill(part) {
-  const port = numberOf(part), cage = kindOf(part) === 'port' ? cageOf(port) : null;
+  const port = numberOf(part);
+  const cage = kindOf(part) === 'port' ? cageOf(port) : null;
   if (!cage?.module) return patch(find('#card'), [element('b', {}, describe(part))]);
-  const module = await moduleOf(port), decoded = module?.decoded ?? {};
+  const module = await moduleOf(port);
+  const decoded = module?.decoded ?? {};
   if (shown !== part) return;
   patch(find('#card'), [
     element('b', {}, `Port ${port}: ${portState(port)}`),
-    element('dl', {}, row('Vendor', decoded.vendor_name ?? decoded.vendor), row('Part', decoded.part_number), row('Serial', decoded.serial_number),
-      row('Signals', signals(cage)), row('Link', linkText(linkOf(port), cage)),
-      opticsRows(cage, module).map(({name, value, limits}) => row(name, limits ? `${minus(value)}, ${limits}` : minus(value)))),
+    element(
+      'dl',
+      {},
+      row('Vendor', decoded.vendor_name ?? decoded.vendor),
+      row('Part', decoded.part_number),
+      row('Serial', decoded.serial_number),
+      row('Signals', signals(cage)),
+      row('Link', linkText(linkOf(port), cage)),
+      opticsRows(cage, module).map(({name, value, limits}) => row(name, limits ? `${minus(value)}, ${limits}` : minus(value))),
+    ),
   ]);
 }
 
 function put(part) {
   const target = document.querySelector(`[data-part="${part}"]`);
   if (!target) return;
-  const {left, right, bottom, top} = target.getBoundingClientRect(), card = find('#card');
+  const {left, right, bottom, top} = target.getBoundingClientRect();
+  const card = find('#card');
   card.hidden = false;
-  const width = card.offsetWidth, height = card.offsetHeight;
+  const width = card.offsetWidth;
+  const height = card.offsetHeight;
   const x = Math.max(8, Math.min((left + right - width) / 2, innerWidth - width - 8));
   const below = bottom + 8 + height < innerHeight;
   Object.assign(card.style, {left: x + 'px', top: (below ? bottom + 8 : Math.max(8, top - height - 8)) + 'px'});

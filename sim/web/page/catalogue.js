@@ -8,7 +8,9 @@ import {cageOf, follow, known, put} from './store.js';
 // The catalogue of modules, a drawer. A module is dragged from it into a cage; or it is chosen, and then a port: with the
 // pointer, or with the arrow keys and Enter.
 
-let ports = [], opener = null, filter = '';
+let ports = [];
+let opener = null;
+let filter = '';
 
 export const isPlacing = () => Boolean(known.placing);
 
@@ -102,7 +104,7 @@ function end(event) {
   const {module, ghost} = drag;
   drag = null;
   find('#catalogue').classList.remove('dragging');
-  if (!ghost) return;  // it was a click
+  if (!ghost) return; // it was a click
   ghost.remove();
   event.currentTarget.dragged = true;
   const part = markTarget(event.type === 'pointerup' ? partAt(event.clientX, event.clientY) : null);
@@ -117,9 +119,27 @@ function item({module, part_number: part, rate_mbd: rate, phy}) {
     if (currentTarget.dragged) currentTarget.dragged = false;
     else choose(module);
   };
-  return element('button', {type: 'button', class: 'module', 'data-key': module, 'aria-pressed': String(known.placing === module), onclick: click,
-    onpointerdown: (event) => begin(module, event), onpointermove: go, onpointerup: end, onpointercancel: end},
-    element('b', {}, module), element('span', {}, part.trim()), element('small', {}, [rate >= 1000 ? `${rate / 1000} GBd` : rate ? `${rate} MBd` : '', phy ? 'copper PHY' : ''].filter(Boolean).join(', ')));
+  return element(
+    'button',
+    {
+      type: 'button',
+      class: 'module',
+      'data-key': module,
+      'aria-pressed': String(known.placing === module),
+      onclick: click,
+      onpointerdown: (event) => begin(module, event),
+      onpointermove: go,
+      onpointerup: end,
+      onpointercancel: end,
+    },
+    element('b', {}, module),
+    element('span', {}, part.trim()),
+    element(
+      'small',
+      {},
+      [rate >= 1000 ? `${rate / 1000} GBd` : rate ? `${rate} MBd` : '', phy ? 'copper PHY' : ''].filter(Boolean).join(', '),
+    ),
+  );
 }
 
 function show() {
@@ -131,15 +151,31 @@ function show() {
   }
   drawer.hidden = !known.catalogue;
   if (drawer.hidden) return;
-  const shown = known.modules.filter(({module, part_number: part}) => `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()));
-  const target = ports.length ? `into port ${ports.join(', ')}` : known.placing ? `${known.placing}: choose a port (arrow keys, Enter)` : 'drag one into a cage, or choose one and then a port';
+  const shown = known.modules.filter(({module, part_number: part}) =>
+    `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()),
+  );
+  const target = ports.length
+    ? `into port ${ports.join(', ')}`
+    : known.placing
+      ? `${known.placing}: choose a port (arrow keys, Enter)`
+      : 'drag one into a cage, or choose one and then a port';
   patch(drawer, [
-    element('div', {class: 'row'}, element('h2', {}, 'Modules'), button('×', closeCatalogue, {class: 'quiet', 'aria-label': 'Close the catalogue'})),
+    element(
+      'div',
+      {class: 'row'},
+      element('h2', {}, 'Modules'),
+      button('×', closeCatalogue, {class: 'quiet', 'aria-label': 'Close the catalogue'}),
+    ),
     element('p', {class: 'hint', role: 'status'}, target),
-    element('input', {type: 'search', placeholder: 'Find a module', 'aria-label': 'Find a module', oninput: ({target: {value}}) => {
-      filter = value;
-      put('catalogue', true);
-    }}),
+    element('input', {
+      type: 'search',
+      placeholder: 'Find a module',
+      'aria-label': 'Find a module',
+      oninput: ({target: {value}}) => {
+        filter = value;
+        put('catalogue', true);
+      },
+    }),
     element('div', {class: 'modules', role: 'group', 'aria-label': 'Modules'}, shown.map(item)),
     shown.length === 0 && element('p', {class: 'hint'}, 'No module of this name.'),
   ]);
@@ -148,4 +184,3 @@ function show() {
 export function start() {
   follow(['catalogue', 'modules', 'placing'], show);
 }
-

@@ -9,7 +9,7 @@ import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
 const kLabels = {byte1: 'second byte', node: 'requests', count: 'how often', skip: 'let pass first'};
-const chosen = {};  // what somebody has chosen, by form and field
+const chosen = {}; // what somebody has chosen, by form and field
 
 const supplyState = (number) => {
   const {type, good} = known.board.supplies[number - 1];
@@ -24,14 +24,18 @@ function likelyPort() {
   return (cages.find(({module}) => module) ?? cages[0]).port;
 }
 
-const presence = (flag) => flag ? 'present' : 'absent';
+const presence = (flag) => (flag ? 'present' : 'absent');
 
 /** What holds, for a field of a command; those before it may say of what. */
 function present(action, field, fields) {
   const {i2c, gpio, settle_ms: settle, flash} = known.board;
-  const port = Number(fields.port ?? likelyPort()), cage = cageOf(port), link = linkOf(port);
+  const port = Number(fields.port ?? likelyPort());
+  const cage = cageOf(port);
+  const link = linkOf(port);
   const fromPort = {
-    'set loss-of-signal': cage?.loss_of_signal ?? 0, 'set tx-fault': cage?.tx_fault ?? 0, plug: cage?.module ?? '',
+    'set loss-of-signal': cage?.loss_of_signal ?? 0,
+    'set tx-fault': cage?.tx_fault ?? 0,
+    plug: cage?.module ?? '',
   };
   if (field === 'port') return String(likelyPort());
   if (field === 'slot') return '1';
@@ -39,11 +43,23 @@ function present(action, field, fields) {
   if (field === 'speed') return String(link?.speed || 'down');
   if (field === 'duplex') return link && !link.full_duplex ? 'half' : 'full';
   const holds = {
-    'fit board': boardIn(Number(fields.slot ?? 1)), 'plug module': fromPort.plug, 'set supply state': supplyState(Number(fields.supply ?? 1)),
-    'set rtc state': presence(i2c.clock_present), 'set lm75 state': presence(i2c.sensor_present), 'set busy value': i2c.busy,
-    'set reset-key value': gpio.reset_key, 'set reset-process byte': gpio.reset_process, 'set io byte': i2c.io[0], 'set io byte1': i2c.io[1],
-    'set loss-of-signal value': fromPort['set loss-of-signal'], 'set tx-fault value': fromPort['set tx-fault'], 'set settle milliseconds': settle,
-    'set chip-index byte': flash.chip_index, 'set temperature celsius': i2c.temperature, 'set clock time': i2c.clock, 'reset flash': 'false',
+    'fit board': boardIn(Number(fields.slot ?? 1)),
+    'plug module': fromPort.plug,
+    'set supply state': supplyState(Number(fields.supply ?? 1)),
+    'set rtc state': presence(i2c.clock_present),
+    'set lm75 state': presence(i2c.sensor_present),
+    'set busy value': i2c.busy,
+    'set reset-key value': gpio.reset_key,
+    'set reset-process byte': gpio.reset_process,
+    'set io byte': i2c.io[0],
+    'set io byte1': i2c.io[1],
+    'set loss-of-signal value': fromPort['set loss-of-signal'],
+    'set tx-fault value': fromPort['set tx-fault'],
+    'set settle milliseconds': settle,
+    'set chip-index byte': flash.chip_index,
+    'set temperature celsius': i2c.temperature,
+    'set clock time': i2c.clock,
+    'reset flash': 'false',
   };
   return String(holds[`${action} ${field}`] ?? '');
 }
@@ -55,10 +71,20 @@ function inputOf(action, {field, optional, values}, fields) {
     chosen[`${action} ${field}`] = target.value;
     put('forms', target.value);
   };
-  const names = field === 'module' ? ['', ...(known.modules ?? []).map(({module}) => module)] : optional && value === '' ? ['', ...values] : values;
-  const made = names.length > 0
-    ? element('select', {name: field, value, onchange: change}, names.map((one) => element('option', {value: one, selected: one === value}, one)))
-    : element('input', {name: field, value, size: 11, onchange: change});
+  const names =
+    field === 'module'
+      ? ['', ...(known.modules ?? []).map(({module}) => module)]
+      : optional && value === ''
+        ? ['', ...values]
+        : values;
+  const made =
+    names.length > 0
+      ? element(
+          'select',
+          {name: field, value, onchange: change},
+          names.map((one) => element('option', {value: one, selected: one === value}, one)),
+        )
+      : element('input', {name: field, value, size: 11, onchange: change});
   return element('label', {'data-key': field}, kLabels[field] ?? field, made);
 }
 
@@ -70,10 +96,15 @@ function form({action, what, fields}) {
     const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
     if (await act('form ' + action, action, given)) for (const {field} of fields) delete chosen[`${action} ${field}`];
   };
-  return element('form', {class: 'row command-form', 'data-key': action, onsubmit: submit},
-    element('b', {}, action), element('div', {class: 'row fields'}, inputs),
+  return element(
+    'form',
+    {class: 'row command-form', 'data-key': action, onsubmit: submit},
+    element('b', {}, action),
+    element('div', {class: 'row fields'}, inputs),
     element('button', {type: 'submit', class: 'small' + (pendingValue('form ' + action) ? ' pending' : '')}, 'Do'),
-    element('span', {class: 'hint'}, what), refusal('form ' + action));
+    element('span', {class: 'hint'}, what),
+    refusal('form ' + action),
+  );
 }
 
 function show() {
@@ -84,9 +115,12 @@ function show() {
 /** A command line, as an action with its fields; null for one that is none. */
 export function parsed(text) {
   const words = text.replace(/^zelsim /, '').split(' ');
-  const row = (known.actions ?? []).filter(({action}) => text.replace(/^zelsim /, '').startsWith(action)).sort((a, b) => b.action.length - a.action.length)[0];
+  const row = (known.actions ?? [])
+    .filter(({action}) => text.replace(/^zelsim /, '').startsWith(action))
+    .sort((a, b) => b.action.length - a.action.length)[0];
   if (!row) return null;
-  const fields = {}, given = words.slice(row.action.split(' ').length);
+  const fields = {};
+  const given = words.slice(row.action.split(' ').length);
   const plain = row.fields.filter(({field}) => !['result', 'count', 'skip', 'flash'].includes(field));
   for (let i = 0, place = 0; i < given.length; ++i) {
     if (given[i].startsWith('--')) fields[given[i].slice(2)] = given[++i];
@@ -101,4 +135,3 @@ export function start() {
   ask('modules').then(({modules}) => put('modules', modules));
   follow(['actions', 'modules', 'board', 'acts', 'forms', 'tab', 'selected'], show);
 }
-

@@ -10,15 +10,29 @@ export function confirm({title, lost, does}) {
       closeDialog(dialog);
       resolve(yes);
     };
-    const dialog = element('dialog', {class: 'confirm', 'aria-labelledby': 'confirm-title', oncancel: (event) => {
-      event.preventDefault();
-      close(false);
-    }},
+    const dialog = element(
+      'dialog',
+      {
+        class: 'confirm',
+        'aria-labelledby': 'confirm-title',
+        oncancel: (event) => {
+          event.preventDefault();
+          close(false);
+        },
+      },
       element('h2', {id: 'confirm-title'}, title),
-      element('ul', {}, lost.map((one) => element('li', {}, one))),
-      element('div', {class: 'row end'},
+      element(
+        'ul',
+        {},
+        lost.map((one) => element('li', {}, one)),
+      ),
+      element(
+        'div',
+        {class: 'row end'},
         button('Keep everything', () => close(false), {class: 'main', autofocus: true}),
-        button(does, () => close(true), {class: 'danger'})));
+        button(does, () => close(true), {class: 'danger'}),
+      ),
+    );
     openDialog(dialog);
   });
 }

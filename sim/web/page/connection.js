@@ -4,7 +4,9 @@ import {known, put, take} from './store.js';
 
 // To the server and back: news, documents, acts.
 
-let feed, query = 'rack', wantsRequests = false;
+let feed;
+let query = 'rack';
+let wantsRequests = false;
 
 function subscribe() {
   feed.postMessage({query, requests: wantsRequests});

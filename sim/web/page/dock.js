@@ -5,25 +5,35 @@ import {follow, known, put} from './store.js';
 
 // The tabs at the bottom right. On a wide screen the requests and the flash stand beside each other.
 
-const views = new Map();  // by name: its tab, its panel
+const views = new Map(); // by name: its tab, its panel
 const kWide = matchMedia('(min-width: 1900px)');
 
 export const isOpen = (name) => address.read('tab') === name || (kWide.matches && name === 'requests');
 
 function tabOf(name, title) {
-  return element('button', {type: 'button', role: 'tab', id: 'tab-' + name, 'aria-controls': 'view-' + name, onclick: () => open(name),
-    onkeydown: move}, title, ' ', element('span', {class: 'count', id: 'count-' + name}));
+  return element(
+    'button',
+    {type: 'button', role: 'tab', id: 'tab-' + name, 'aria-controls': 'view-' + name, onclick: () => open(name), onkeydown: move},
+    title,
+    ' ',
+    element('span', {class: 'count', id: 'count-' + name}),
+  );
 }
 
 /** Adds a view with its tab. `fill` makes its content once. */
 export function add(name, title, ...content) {
   const tab = tabOf(name, title);
-  const panel = element('div', {role: 'tabpanel', id: 'view-' + name, class: 'view', 'aria-labelledby': 'tab-' + name}, ...content);
+  const panel = element(
+    'div',
+    {role: 'tabpanel', id: 'view-' + name, class: 'view', 'aria-labelledby': 'tab-' + name},
+    ...content,
+  );
   views.set(name, {tab, panel});
 }
 
 function move({key}) {
-  const names = [...views.keys()].filter((name) => !views.get(name).tab.hidden), i = names.indexOf(address.read('tab'));
+  const names = [...views.keys()].filter((name) => !views.get(name).tab.hidden);
+  const i = names.indexOf(address.read('tab'));
   const to = {ArrowRight: (i + 1) % names.length, ArrowLeft: i - 1, Home: 0, End: -1}[key];
   if (to === undefined) return;
   open(names.at(to));
@@ -63,11 +73,21 @@ export function count(name, text, isBad = false) {
 }
 
 export function start() {
-  const list = element('div', {role: 'tablist', 'aria-label': 'Views'}, [...views.values()].map(({tab}) => tab));
-  find('#dock').append(list, element('div', {class: 'views'}, [...views.values()].map(({panel}) => panel)));
+  const list = element(
+    'div',
+    {role: 'tablist', 'aria-label': 'Views'},
+    [...views.values()].map(({tab}) => tab),
+  );
+  find('#dock').append(
+    list,
+    element(
+      'div',
+      {class: 'views'},
+      [...views.values()].map(({panel}) => panel),
+    ),
+  );
   kWide.addEventListener('change', () => put('tab', address.read('tab')));
   document.addEventListener('visibilitychange', show);
   follow(['tab', 'paused'], show);
   open(address.read('tab') || 'requests');
 }
-

@@ -26,21 +26,21 @@ export function element(tag, properties = {}, ...children) {
     if (name !== 'value') setProperty(made, name, value);
   }
   made.append(...children.flat(3).filter((child) => child !== null && child !== undefined && child !== false));
-  if (properties.value !== undefined) setProperty(made, 'value', properties.value);  // behind a list's options
+  if (properties.value !== undefined) setProperty(made, 'value', properties.value); // behind a list's options
   return made;
 }
 
-export const button = (text, onclick, properties = {}) =>
-  element('button', {type: 'button', onclick, ...properties}, text);
+export const button = (text, onclick, properties = {}) => element('button', {type: 'button', onclick, ...properties}, text);
 
 /** A key tells pieces of the same kind apart; without one they are told apart by their place. */
-const keyOf = (node) => node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '';
+const keyOf = (node) => (node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '');
 const isSame = (old, fresh) => old.nodeName === fresh.nodeName && keyOf(old) === keyOf(fresh);
 
 function patchAttributes(old, fresh) {
-  const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open';  // which somebody opens and closes
+  const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open'; // which somebody opens and closes
   for (const {name} of [...old.attributes]) if (!fresh.hasAttribute(name) && isOurs(name)) old.removeAttribute(name);
-  for (const {name, value} of fresh.attributes) if (old.getAttribute(name) !== value && isOurs(name)) old.setAttribute(name, value);
+  for (const {name, value} of fresh.attributes)
+    if (old.getAttribute(name) !== value && isOurs(name)) old.setAttribute(name, value);
   for (const name of Object.keys(old.handlers ?? {})) if (!fresh.handlers?.[name]) old[name] = null;
   Object.assign(old, fresh.handlers);
   old.handlers = fresh.handlers;
@@ -68,8 +68,10 @@ function patchNode(old, fresh) {
 
 /** Brings the children of `place` to what `children` are. */
 export function patch(place, children) {
-  const fresh = children.flat(3).filter((child) => child !== null && child !== undefined && child !== false)
-    .map((child) => child instanceof Node ? child : document.createTextNode(child));
+  const fresh = children
+    .flat(3)
+    .filter((child) => child !== null && child !== undefined && child !== false)
+    .map((child) => (child instanceof Node ? child : document.createTextNode(child)));
   const keyed = new Map([...place.children].filter(keyOf).map((node) => [keyOf(node), node]));
   fresh.forEach((node, i) => {
     let old = place.childNodes[i];
@@ -90,8 +92,10 @@ export function patch(place, children) {
  *  `otherwise`. */
 export function patchList(place, children, otherwise) {
   const held = place.contains(document.activeElement) ? document.activeElement : null;
-  const row = held?.closest('[data-key]'), rows = [...place.querySelectorAll('[data-key]')];
-  const next = rows.slice(rows.indexOf(row) + 1), before = rows.slice(0, Math.max(0, rows.indexOf(row))).reverse();
+  const row = held?.closest('[data-key]');
+  const rows = [...place.querySelectorAll('[data-key]')];
+  const next = rows.slice(rows.indexOf(row) + 1);
+  const before = rows.slice(0, Math.max(0, rows.indexOf(row))).reverse();
   patch(place, children);
   const isLost = held && (!held.isConnected || held.disabled);
   if (!isLost) return;
@@ -105,7 +109,8 @@ export const numbers = (first, count) => Array.from({length: count}, (_, i) => f
 export async function copy(text) {
   try {
     await navigator.clipboard.writeText(text);
-  } catch {  // not on an address without encryption: by a selection
+  } catch {
+    // not on an address without encryption: by a selection
     const area = element('textarea', {class: 'unseen', value: text});
     const held = document.activeElement;
     document.body.append(area);
@@ -117,8 +122,13 @@ export async function copy(text) {
 }
 
 /** A button that copies and says so. */
-export const copyButton = (text, label = 'Copy') => button(label, async ({currentTarget}) => {
-  await copy(typeof text === 'function' ? text() : text);
-  currentTarget.textContent = 'Copied';
-  setTimeout(() => currentTarget.textContent = label, 1500);
-}, {class: 'small'});
+export const copyButton = (text, label = 'Copy') =>
+  button(
+    label,
+    async ({currentTarget}) => {
+      await copy(typeof text === 'function' ? text() : text);
+      currentTarget.textContent = 'Copied';
+      setTimeout(() => (currentTarget.textContent = label), 1500);
+    },
+    {class: 'small'},
+  );

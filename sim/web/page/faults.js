@@ -14,7 +14,9 @@ const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '',
 export const targetFor = (target) => target;
 
 function setTarget(target) {
-  const [, node, request = '', from = '', to = ''] = target.match(/^(\w+)(?::(\w+))?(?:@(0x[0-9a-fA-F]+))?(?:-(0x[0-9a-fA-F]+))?$/) ?? [, 'any'];
+  const [, node, request = '', from = '', to = ''] = target.match(
+    /^(\w+)(?::(\w+))?(?:@(0x[0-9a-fA-F]+))?(?:-(0x[0-9a-fA-F]+))?$/,
+  ) ?? [, 'any'];
   Object.assign(form, {node, request, from, to});
 }
 
@@ -49,12 +51,20 @@ function set(name) {
 }
 
 function pick(name, label, options) {
-  return element('label', {'data-key': name}, label, element('select', {name, value: form[name], onchange: set(name)},
-    options.map(([value, text = value]) => element('option', {value, selected: form[name] === value}, text))));
+  return element(
+    'label',
+    {'data-key': name},
+    label,
+    element(
+      'select',
+      {name, value: form[name], onchange: set(name)},
+      options.map(([value, text = value]) => element('option', {value, selected: form[name] === value}, text)),
+    ),
+  );
 }
 
-const input = (name, label, placeholder, size = 11) => element('label', {'data-key': name}, label,
-  element('input', {name, value: form[name], placeholder, size, oninput: set(name)}));
+const input = (name, label, placeholder, size = 11) =>
+  element('label', {'data-key': name}, label, element('input', {name, value: form[name], placeholder, size, oninput: set(name)}));
 
 function fields() {
   const result = form.result === 'other' ? form.other : form.result;
@@ -64,24 +74,41 @@ function fields() {
 
 const command = () => {
   const {node, ...options} = fields();
-  return `zelsim fail ${node}${Object.entries(options).map(([name, value]) => ` --${name} ${value}`).join('')} --board ${known.board?.board ?? ''}`;
+  return `zelsim fail ${node}${Object.entries(options)
+    .map(([name, value]) => ` --${name} ${value}`)
+    .join('')} --board ${known.board?.board ?? ''}`;
 };
 
 function showForm() {
   const names = [...new Set(requestsOf().map(({request}) => request))];
   patch(find('#fault-form'), [
-    element('div', {class: 'row fields'},
+    element(
+      'div',
+      {class: 'row fields'},
       pick('node', 'Node', [['gpio'], ['i2c'], ['flash'], ['any', 'any node']]),
       pick('request', 'Request', [['', 'every request'], ...names.map((name) => [name])]),
       isAddressed() && input('from', 'Address from', form.node === 'flash' ? '0x01200000' : '0x40'),
       isAddressed() && input('to', 'to', 'the same'),
-      pick('result', 'Result', [['', 'the usual failure'], ...kResults.filter(([value]) => value > 0).map(([value, name, what]) => [String(value), `${name}: ${what}`]),
-        ...Object.entries(kEffects).map(([name, what]) => [name, `${name}: ${what}`]), ['other', 'another number']]),
+      pick('result', 'Result', [
+        ['', 'the usual failure'],
+        ...kResults.filter(([value]) => value > 0).map(([value, name, what]) => [String(value), `${name}: ${what}`]),
+        ...Object.entries(kEffects).map(([name, what]) => [name, `${name}: ${what}`]),
+        ['other', 'another number'],
+      ]),
       form.result === 'other' && input('other', 'Number', '0x1234', 8),
-      input('skip', 'Let pass first', '0', 5), input('count', 'Fail how often', 'until cleared', 9)),
-    element('div', {class: 'row'},
-      button('Make them fail', () => act('fault-form', 'fail', fields()), {class: 'main' + (pendingValue('fault-form') ? ' pending' : '')}),
-      element('code', {}, command()), copyButton(command), refusal('fault-form')),
+      input('skip', 'Let pass first', '0', 5),
+      input('count', 'Fail how often', 'until cleared', 9),
+    ),
+    element(
+      'div',
+      {class: 'row'},
+      button('Make them fail', () => act('fault-form', 'fail', fields()), {
+        class: 'main' + (pendingValue('fault-form') ? ' pending' : ''),
+      }),
+      element('code', {}, command()),
+      copyButton(command),
+      refusal('fault-form'),
+    ),
   ]);
 }
 
@@ -89,14 +116,62 @@ function showTable() {
   const faults = known.board?.faults ?? [];
   const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
   dock.count('faults', faults.length ? `${faults.length}${hits ? `, ${plural(hits, 'hit')}` : ''}` : '', true);
-  patchList(find('#fault-table'), faults.length === 0
-    ? [element('p', {class: 'empty'}, 'Nothing fails. Choose above what shall, or open a line of the requests and choose “Fail the next one”.')]
-    : [element('table', {}, element('thead', {}, element('tr', {}, ['Fault', 'Fails', 'Result', 'Let pass', 'Still', 'Hits', 'Act'].map((name) => element('th', {scope: 'col'}, name)))),
-      element('tbody', {}, faults.map(({fault, target: what, result, skip, count, hits: struck}) => element('tr', {'data-key': 'fault' + fault},
-        element('td', {}, String(fault)), element('td', {}, element('code', {}, what)), element('td', {}, faultResult(result)),
-        element('td', {}, String(skip)), element('td', {}, count === null ? 'until cleared' : plural(count, 'time')), element('td', {class: struck ? 'struck' : ''}, String(struck)),
-        element('td', {}, button('Clear', () => act('heal' + fault, 'heal', {fault}), {class: 'small', 'aria-label': `Clear fault ${fault}`}), refusal('heal' + fault)))))),
-    button('Clear all faults', () => act('heal', 'heal')), refusal('heal')], '#tab-faults');
+  patchList(
+    find('#fault-table'),
+    faults.length === 0
+      ? [
+          element(
+            'p',
+            {class: 'empty'},
+            'Nothing fails. Choose above what shall, or open a line of the requests and choose “Fail the next one”.',
+          ),
+        ]
+      : [
+          element(
+            'table',
+            {},
+            element(
+              'thead',
+              {},
+              element(
+                'tr',
+                {},
+                ['Fault', 'Fails', 'Result', 'Let pass', 'Still', 'Hits', 'Act'].map((name) =>
+                  element('th', {scope: 'col'}, name),
+                ),
+              ),
+            ),
+            element(
+              'tbody',
+              {},
+              faults.map(({fault, target: what, result, skip, count, hits: struck}) =>
+                element(
+                  'tr',
+                  {'data-key': 'fault' + fault},
+                  element('td', {}, String(fault)),
+                  element('td', {}, element('code', {}, what)),
+                  element('td', {}, faultResult(result)),
+                  element('td', {}, String(skip)),
+                  element('td', {}, count === null ? 'until cleared' : plural(count, 'time')),
+                  element('td', {class: struck ? 'struck' : ''}, String(struck)),
+                  element(
+                    'td',
+                    {},
+                    button('Clear', () => act('heal' + fault, 'heal', {fault}), {
+                      class: 'small',
+                      'aria-label': `Clear fault ${fault}`,
+                    }),
+                    refusal('heal' + fault),
+                  ),
+                ),
+              ),
+            ),
+          ),
+          button('Clear all faults', () => act('heal', 'heal')),
+          refusal('heal'),
+        ],
+    '#tab-faults',
+  );
 }
 
 export function start() {
@@ -105,4 +180,3 @@ export function start() {
   follow(['callables', 'fault-form', 'acts', 'board'], showForm);
   follow(['board', 'acts'], showTable);
 }
-

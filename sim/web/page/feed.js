@@ -6,8 +6,8 @@ const kRetry = 1000;
 class Feed {
   constructor(query) {
     this.query = query;
-    this.pages = new Map();  // and whether they want requests
-    this.known = {};         // parts, but no logs
+    this.pages = new Map(); // and whether they want requests
+    this.known = {}; // parts, but no logs
     this.logs = {};
   }
 
@@ -23,10 +23,10 @@ class Feed {
     clearTimeout(this.retry);
     this.source?.close();
     this.asked = this.wants();
-    const source = this.source = new EventSource(`/api/events?${this.query}${this.asked ? '&requests' : ''}`);
+    const source = (this.source = new EventSource(`/api/events?${this.query}${this.asked ? '&requests' : ''}`));
     this.logs = {};
     let first = true;
-    source.onopen = () => this.tell({live: this.known.live = true});
+    source.onopen = () => this.tell({live: (this.known.live = true)});
     source.onmessage = ({data}) => {
       const news = JSON.parse(data);
       this.keep(news);
@@ -35,14 +35,14 @@ class Feed {
     };
     source.onerror = () => {
       source.close();
-      this.tell({live: this.known.live = false});
+      this.tell({live: (this.known.live = false)});
       this.retry = setTimeout(() => this.connect(), kRetry);
     };
   }
 
   keep(news) {
     for (const [name, value] of Object.entries(news)) {
-      if (['requests', 'activity'].includes(name)) this.logs[name] = [...this.logs[name] ?? [], ...value].slice(-4000);
+      if (['requests', 'activity'].includes(name)) this.logs[name] = [...(this.logs[name] ?? []), ...value].slice(-4000);
       else this.known[name] = value;
     }
   }

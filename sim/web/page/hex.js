@@ -11,7 +11,9 @@ export function hexRows(digits, start, width = 8) {
   const rows = [];
   for (let at = 0; at < bytes.length; at += 16) {
     const row = bytes.slice(at, at + 16);
-    rows.push(`${hex(start + at, width).slice(2)}  ${row.slice(0, 8).join(' ').padEnd(23)}  ${row.slice(8).join(' ').padEnd(23)}  ${row.map(text).join('')}`);
+    const address = hex(start + at, width).slice(2);
+    const [first, second] = [row.slice(0, 8), row.slice(8)].map((half) => half.join(' ').padEnd(23));
+    rows.push(`${address}  ${first}  ${second}  ${row.map(text).join('')}`);
   }
   return element('pre', {class: 'hex', tabindex: '0', 'aria-label': 'Bytes in hexadecimal and as text'}, rows.join('\n'));
 }

@@ -2,7 +2,7 @@ import {follow, known} from './store.js';
 
 // The last minutes of a few values: of each the times of its changes.
 
-const kKept = 300000;  // milliseconds
+const kKept = 300000; // milliseconds
 const series = new Map();
 
 export function record(name, value, now = Date.now()) {

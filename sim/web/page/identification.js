@@ -31,4 +31,6 @@ function rowOf([key, value]) {
 
 /** Pairs of name and value. Lengths that do not apply are left out. */
 export const identificationRows = (decoded) =>
-  Object.entries(decoded).filter(([key, value]) => value !== 0 || !key.startsWith('length_')).map(rowOf);
+  Object.entries(decoded)
+    .filter(([key, value]) => value !== 0 || !key.startsWith('length_'))
+    .map(rowOf);

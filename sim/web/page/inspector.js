@@ -12,42 +12,87 @@ import {numbers} from './dom.js';
 // The selected thing, and the acts that make sense for it.
 
 const kPresence = [['present'], ['absent']];
-const is = (flag) => flag ? 'present' : 'absent';
+const is = (flag) => (flag ? 'present' : 'absent');
 
 function slot(number) {
   if (number === 0) return [element('p', {class: 'hint'}, 'The main board is always there: it has the cages 24 to 27.')];
   const modules = numbers(8 * (number - 1), 8).filter((port) => cageOf(port)?.module);
   return [
-    choice(`slot${number}`, 'Daughter board', [['none', 'no board'], ['copper', 'copper'], ['sfp', 'SFP']], boardIn(number),
-      (board) => ['fit', {slot: number, board}]),
-    element('p', {class: 'hint'}, modules.length ? `${plural(modules.length, 'module')} in it. Taking the board out pulls them.` : 'Nothing is plugged in it.'),
-    boardIn(number) === 'sfp' && button('Select its eight ports', () => select(...numbers(8 * (number - 1), 8).map((port) => 'port' + port))),
+    choice(
+      `slot${number}`,
+      'Daughter board',
+      [
+        ['none', 'no board'],
+        ['copper', 'copper'],
+        ['sfp', 'SFP'],
+      ],
+      boardIn(number),
+      (board) => ['fit', {slot: number, board}],
+    ),
+    element(
+      'p',
+      {class: 'hint'},
+      modules.length
+        ? `${plural(modules.length, 'module')} in it. Taking the board out pulls them.`
+        : 'Nothing is plugged in it.',
+    ),
+    boardIn(number) === 'sfp' &&
+      button('Select its eight ports', () => select(...numbers(8 * (number - 1), 8).map((port) => 'port' + port))),
   ];
 }
 
 function supply(number) {
   const now = known.board.supplies[number - 1];
   const holds = now.good || now.type === 'none' ? now.type : 'failed';
-  return [choice(`supply${number}`, 'State', [['ac', 'AC good'], ['dc', 'DC good'], ['failed', 'failed'], ['none', 'pulled']], holds,
-    (state) => ['set supply', {supply: number, state}]),
-  facts([['Type', now.type === 'none' ? 'none plugged' : now.type.toUpperCase()], ['Shows', supplyText(now)],
-    ['Power status, as programs read it', '0x' + known.board.gpio.power_status.toString(16).padStart(2, '0').toUpperCase()]])];
+  return [
+    choice(
+      `supply${number}`,
+      'State',
+      [
+        ['ac', 'AC good'],
+        ['dc', 'DC good'],
+        ['failed', 'failed'],
+        ['none', 'pulled'],
+      ],
+      holds,
+      (state) => ['set supply', {supply: number, state}],
+    ),
+    facts([
+      ['Type', now.type === 'none' ? 'none plugged' : now.type.toUpperCase()],
+      ['Shows', supplyText(now)],
+      ['Power status, as programs read it', '0x' + known.board.gpio.power_status.toString(16).padStart(2, '0').toUpperCase()],
+    ]),
+  ];
 }
 
 function led(part) {
-  const name = ledOf(part), command = `zelctl led set ${part.slice('led-'.length)} blink`;
-  return [facts([['State', ledState(known.board.panel[name])]]),
+  const name = ledOf(part);
+  const command = `zelctl led set ${part.slice('led-'.length)} blink`;
+  return [
+    facts([['State', ledState(known.board.panel[name])]]),
     element('p', {class: 'hint'}, 'A program lights it. From a shell:'),
-    element('p', {class: 'command'}, element('code', {}, `zelsim run --board ${known.board.board} -- ${command}`),
-      copyButton(`zelsim run --board ${known.board.board} -- ${command}`))];
+    element(
+      'p',
+      {class: 'command'},
+      element('code', {}, `zelsim run --board ${known.board.board} -- ${command}`),
+      copyButton(`zelsim run --board ${known.board.board} -- ${command}`),
+    ),
+  ];
 }
 
 function sensor() {
   const {i2c} = known.board;
   return [
-    slider('temperature', 'It measures', {lowest: -55, highest: 125, step: 0.5, holds: i2c.temperature, text: degrees,
-      does: (celsius) => ['set temperature', {celsius}]}),
-    choice('lm75', 'Temperature sensor', kPresence, is(i2c.sensor_present), (state) => ['set lm75', {state}])];
+    slider('temperature', 'It measures', {
+      lowest: -55,
+      highest: 125,
+      step: 0.5,
+      holds: i2c.temperature,
+      text: degrees,
+      does: (celsius) => ['set temperature', {celsius}],
+    }),
+    choice('lm75', 'Temperature sensor', kPresence, is(i2c.sensor_present), (state) => ['set lm75', {state}]),
+  ];
 }
 
 function clock() {
@@ -55,34 +100,71 @@ function clock() {
   return [
     choice('rtc', 'Clock chip', kPresence, is(i2c.clock_present), (state) => ['set rtc', {state}]),
     doing('clock', 'Set it to the host’s time', 'set clock', {time: 'host'}),
-    facts([['Mode', `${i2c.clock_mode} h`]])];
+    facts([['Mode', `${i2c.clock_mode} h`]]),
+  ];
 }
 
 function bus() {
   const {i2c} = known.board;
-  return [choice('busy', 'I2C bus', [['0', 'free'], ['1', 'held by somebody']], i2c.busy, (value) => ['set busy', {value}]),
-    facts([['Refreshed', plural(i2c.refreshes, 'time')]])];
+  return [
+    choice(
+      'busy',
+      'I2C bus',
+      [
+        ['0', 'free'],
+        ['1', 'held by somebody'],
+      ],
+      i2c.busy,
+      (value) => ['set busy', {value}],
+    ),
+    facts([['Refreshed', plural(i2c.refreshes, 'time')]]),
+  ];
 }
 
 function watchdog() {
   const {gpio} = known.board;
-  return [choice('reset-key', 'Reset key', [['0', 'released'], ['1', 'pressed']], gpio.reset_key, (value) => ['set reset-key', {value}]),
-    facts([['Watchdog', gpio.watchdog_enabled ? 'enabled' : 'off'], ['Toggled', plural(gpio.watchdog_toggles, 'time')],
-      ['Hardware resets', String(gpio.hardware_resets)]])];
+  return [
+    choice(
+      'reset-key',
+      'Reset key',
+      [
+        ['0', 'released'],
+        ['1', 'pressed'],
+      ],
+      gpio.reset_key,
+      (value) => ['set reset-key', {value}],
+    ),
+    facts([
+      ['Watchdog', gpio.watchdog_enabled ? 'enabled' : 'off'],
+      ['Toggled', plural(gpio.watchdog_toggles, 'time')],
+      ['Hardware resets', String(gpio.hardware_resets)],
+    ]),
+  ];
 }
 
-const relay = () => [facts([['Relay', known.board.panel.relay ? 'closed' : 'open']]),
-  element('p', {class: 'hint'}, 'A program switches it: zelctl relay set 1.')];
+const relay = () => [
+  facts([['Relay', known.board.panel.relay ? 'closed' : 'open']]),
+  element('p', {class: 'hint'}, 'A program switches it: zelctl relay set 1.'),
+];
 
 const kControls = {
-  port: (part) => portControls(numberOf(part)), slot: (part) => slot(numberOf(part)), supply: (part) => supply(numberOf(part)),
-  led, sensor, clock, bus, watchdog, relay, sector: (part) => sectorControls(numberOf(part)),
+  port: (part) => portControls(numberOf(part)),
+  slot: (part) => slot(numberOf(part)),
+  supply: (part) => supply(numberOf(part)),
+  led,
+  sensor,
+  clock,
+  bus,
+  watchdog,
+  relay,
+  sector: (part) => sectorControls(numberOf(part)),
 };
 
 function content() {
   const parts = selected();
   if (parts.length === 0 || !kControls[kindOf(parts[0])]) return boardControls();
-  if (parts.length > 1) return [element('h2', {}, plural(parts.length, 'port') + ' selected'), ...portsControls(parts.map(numberOf))];
+  if (parts.length > 1)
+    return [element('h2', {}, plural(parts.length, 'port') + ' selected'), ...portsControls(parts.map(numberOf))];
   const part = parts[0];
   const ledTitle = kindOf(part) === 'led' ? `LED ${ledName(ledOf(part))}` : null;
   return [element('h2', {}, ledTitle ?? describe(part)), ...kControls[kindOf(part)](part)];
@@ -91,7 +173,8 @@ function content() {
 function show() {
   if (!known.board || !known.sectors) return;
   review();
-  const place = find('#inspector'), top = selected().join();
+  const place = find('#inspector');
+  const top = selected().join();
   const held = place.contains(document.activeElement);
   patch(place, content());
   if (place.dataset.shows !== top) place.scrollTop = 0;
@@ -103,4 +186,3 @@ function show() {
 export function start() {
   follow(['board', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'], show);
 }
-

@@ -7,22 +7,42 @@ import {plural} from './words.js';
 // The board as a whole: shown when nothing on it is selected.
 
 export function boardControls() {
-  const {board} = known, name = board.board;
+  const {board} = known;
+  const name = board.board;
   const modules = board.cages.filter(({module}) => module).length;
   const run = `zelsim run --board ${name} -- ./yours`;
   return [
     element('h2', {}, `Board ${name}`),
-    element('p', {class: 'hint'}, 'Choose a port, a slot, a supply or a LED on the front panel, or a value below it, to see and change it.'),
-    facts([['Modules', plural(modules, 'module')], ['Faults', board.faults.length ? plural(board.faults.length, 'fault') : 'none'],
-      ['Folder', board.folder]]),
+    element(
+      'p',
+      {class: 'hint'},
+      'Choose a port, a slot, a supply or a LED on the front panel, or a value below it, to see and change it.',
+    ),
+    facts([
+      ['Modules', plural(modules, 'module')],
+      ['Faults', board.faults.length ? plural(board.faults.length, 'fault') : 'none'],
+      ['Folder', board.folder],
+    ]),
     element('p', {class: 'hint'}, 'Start a program on it:'),
     element('p', {class: 'command'}, element('code', {}, run), copyButton(run)),
-    element('div', {class: 'row', 'data-key': 'all'}, doing('heal', 'Clear all faults', 'heal', {}, {disabled: board.faults.length === 0})),
-    element('div', {class: 'apart', 'data-key': 'apart'}, element('h3', {}, 'What goes for good'),
-      element('div', {class: 'row'},
+    element(
+      'div',
+      {class: 'row', 'data-key': 'all'},
+      doing('heal', 'Clear all faults', 'heal', {}, {disabled: board.faults.length === 0}),
+    ),
+    element(
+      'div',
+      {class: 'apart', 'data-key': 'apart'},
+      element('h3', {}, 'What goes for good'),
+      element(
+        'div',
+        {class: 'row'},
         button('Reset the board…', () => act('reset', 'reset'), {class: 'danger'}),
         button('Erase the flash…', () => act('erase', 'flash erase'), {class: 'danger'}),
         button('Reset both…', () => act('reset', 'reset', {flash: true}), {class: 'danger'}),
-        refusal('reset'), refusal('erase'))),
+        refusal('reset'),
+        refusal('erase'),
+      ),
+    ),
   ];
 }

@@ -14,24 +14,44 @@ import {linkText, plural} from './words.js';
 // Acts on one port, and on several at once.
 
 function withoutCage(port) {
-  const slot = slotOf(port), board = boardIn(slot);
+  const slot = slotOf(port);
+  const board = boardIn(slot);
   if (board === 'none') {
-    return [element('p', {class: 'hint'}, `There is no board in slot ${slot}, so port ${port} has no place.`),
+    return [
+      element('p', {class: 'hint'}, `There is no board in slot ${slot}, so port ${port} has no place.`),
       doing(`fit${slot}`, `Fit an SFP board into slot ${slot}`, 'fit', {slot, board: 'sfp'}, {class: 'main'}),
-      button(`Go to slot ${slot}`, () => select('slot' + slot))];
+      button(`Go to slot ${slot}`, () => select('slot' + slot)),
+    ];
   }
-  return [element('p', {class: 'hint'}, 'An RJ45 port of a copper board: nothing can be plugged here.'),
-    button(`Go to slot ${slot}`, () => select('slot' + slot))];
+  return [
+    element('p', {class: 'hint'}, 'An RJ45 port of a copper board: nothing can be plugged here.'),
+    button(`Go to slot ${slot}`, () => select('slot' + slot)),
+  ];
 }
 
 function link(port, cage) {
   const now = linkOf(port);
   if (!now) return null;
-  const speed = String(now.speed || 'down'), duplex = now.full_duplex ? 'full' : 'half';
+  const speed = String(now.speed || 'down');
+  const duplex = now.full_duplex ? 'full' : 'half';
   return [
-    choice(`link${port}`, 'Link partner', [['down', 'no cable'], ['10', '10 Mb/s'], ['100', '100 Mb/s'], ['1000', '1 Gb/s']], speed,
-      (to) => ['set link', {port, speed: to, duplex}]),
-    speed !== 'down' && choice(`duplex${port}`, 'Duplex of the partner', [['half'], ['full']], duplex, (to) => ['set link', {port, speed, duplex: to}]),
+    choice(
+      `link${port}`,
+      'Link partner',
+      [
+        ['down', 'no cable'],
+        ['10', '10 Mb/s'],
+        ['100', '100 Mb/s'],
+        ['1000', '1 Gb/s'],
+      ],
+      speed,
+      (to) => ['set link', {port, speed: to, duplex}],
+    ),
+    speed !== 'down' &&
+      choice(`duplex${port}`, 'Duplex of the partner', [['half'], ['full']], duplex, (to) => [
+        'set link',
+        {port, speed, duplex: to},
+      ]),
     facts([['Link', linkText(now, cage)]]),
   ];
 }
@@ -40,19 +60,29 @@ function optics(port, cage) {
   const row = diagnosticsOf(port);
   if (!row) return null;
   const module = knownModule(port, cage);
-  return element('details', {class: 'more', open: true, 'data-key': 'optics'}, element('summary', {}, 'Diagnostics'),
+  return element(
+    'details',
+    {class: 'more', open: true, 'data-key': 'optics'},
+    element('summary', {}, 'Diagnostics'),
     kQuantities.map((quantity) => {
       const {state, text} = standing(row, quantity, module);
       const value = row[quantity.key];
-      return element('div', {class: 'quantity ' + state, 'data-key': quantity.key},
-        slider(`${quantity.key}${port}`, quantity.name, {...quantity, holds: value ?? quantity.lowest,
-          text: (now) => now === (value ?? quantity.lowest) ? valueText(row, quantity) : `${now} ${quantity.unit}`,
-          does: (to) => [quantity.action, {port, value: to}]}),
-        element('small', {}, text));
-    }));
+      return element(
+        'div',
+        {class: 'quantity ' + state, 'data-key': quantity.key},
+        slider(`${quantity.key}${port}`, quantity.name, {
+          ...quantity,
+          holds: value ?? quantity.lowest,
+          text: (now) => (now === (value ?? quantity.lowest) ? valueText(row, quantity) : `${now} ${quantity.unit}`),
+          does: (to) => [quantity.action, {port, value: to}],
+        }),
+        element('small', {}, text),
+      );
+    }),
+  );
 }
 
-const modules = new Map();  // what modules say, by port and name
+const modules = new Map(); // what modules say, by port and name
 
 /** What the module of a port says; null while it is asked. */
 function knownModule(port, cage) {
@@ -71,14 +101,43 @@ function identification(port, cage) {
   const document = knownModule(port, cage);
   if (!document) return null;
   return [
-    element('details', {class: 'more', 'data-key': 'identification'}, element('summary', {}, 'Identification'),
-      facts(identificationRows(document.decoded))),
-    element('details', {class: 'more', 'data-key': 'page'}, element('summary', {}, 'Bytes of page A0h'), hexRows(document.page, 0, 2)),
+    element(
+      'details',
+      {class: 'more', 'data-key': 'identification'},
+      element('summary', {}, 'Identification'),
+      facts(identificationRows(document.decoded)),
+    ),
+    element(
+      'details',
+      {class: 'more', 'data-key': 'page'},
+      element('summary', {}, 'Bytes of page A0h'),
+      hexRows(document.page, 0, 2),
+    ),
   ];
 }
 
-const light = (name, ports, holds) => choice(name, 'Light', [['0', 'there'], ['1', 'cut']], holds, (value) => toAll(ports, 'set loss-of-signal', {value}));
-const transmitter = (name, ports, holds) => choice(name, 'Transmitter', [['0', 'good'], ['1', 'fault']], holds, (value) => toAll(ports, 'set tx-fault', {value}));
+const light = (name, ports, holds) =>
+  choice(
+    name,
+    'Light',
+    [
+      ['0', 'there'],
+      ['1', 'cut'],
+    ],
+    holds,
+    (value) => toAll(ports, 'set loss-of-signal', {value}),
+  );
+const transmitter = (name, ports, holds) =>
+  choice(
+    name,
+    'Transmitter',
+    [
+      ['0', 'good'],
+      ['1', 'fault'],
+    ],
+    holds,
+    (value) => toAll(ports, 'set tx-fault', {value}),
+  );
 
 // One port is the control's own act; for more the others follow first.
 function toAll(ports, action, fields) {
@@ -90,11 +149,16 @@ function toAll(ports, action, fields) {
 export function portControls(port) {
   const cage = cageOf(port);
   if (!cage) return withoutCage(port);
-  const plugging = element('div', {class: 'row', 'data-key': 'plugging'},
-    button(cage.module ? 'Plug another module…' : 'Plug a module…', () => openCatalogue(port), {class: cage.module ? '' : 'main'}),
+  const plugging = element(
+    'div',
+    {class: 'row', 'data-key': 'plugging'},
+    button(cage.module ? 'Plug another module…' : 'Plug a module…', () => openCatalogue(port), {
+      class: cage.module ? '' : 'main',
+    }),
     cage.module && doing(`unplug${port}`, 'Pull it out', 'unplug', {port}),
     button('Make requests fail…', () => openFaults(port)),
-    refusal(`plug${port}`));
+    refusal(`plug${port}`),
+  );
   if (!cage.module) {
     return [element('p', {class: 'hint'}, `The cage is empty. Choose a module, or drag one from the catalogue.`), plugging];
   }
@@ -110,24 +174,44 @@ export function portControls(port) {
 }
 
 /** What all of them have in common holds; else nothing is chosen. */
-const common = (values) => values.every((value) => value === values[0]) ? values[0] : '';
+const common = (values) => (values.every((value) => value === values[0]) ? values[0] : '');
 
 export function portsControls(ports) {
-  const cages = ports.map(cageOf).filter(Boolean), fitted = cages.filter(({module}) => module);
+  const cages = ports.map(cageOf).filter(Boolean);
+  const fitted = cages.filter(({module}) => module);
   const without = ports.length - cages.length;
+  const told = [
+    `${plural(fitted.length, 'module')} in ${plural(cages.length, 'cage')}`,
+    without && `${plural(without, 'port')} without a cage`,
+  ];
+  const all = cages.length === 1 ? 'it' : 'all';
   const pull = async () => {
     for (const {port} of fitted) await act('unplug-all', 'unplug', {port});
   };
   return [
-    element('p', {class: 'hint'}, `${plural(fitted.length, 'module')} in ${plural(cages.length, 'cage')}${without ? `, ${plural(without, 'port')} without a cage` : ''}: ports ${ports.join(', ')}.`),
+    element('p', {class: 'hint'}, `${told.filter(Boolean).join(', ')}: ports ${ports.join(', ')}.`),
     fitted.length > 0 && [
-      light('los-all', fitted.map(({port}) => port), common(fitted.map((cage) => cage.loss_of_signal))),
-      transmitter('txfault-all', fitted.map(({port}) => port), common(fitted.map((cage) => cage.tx_fault))),
+      light(
+        'los-all',
+        fitted.map(({port}) => port),
+        common(fitted.map((cage) => cage.loss_of_signal)),
+      ),
+      transmitter(
+        'txfault-all',
+        fitted.map(({port}) => port),
+        common(fitted.map((cage) => cage.tx_fault)),
+      ),
     ],
-    element('div', {class: 'row', 'data-key': 'plugging'},
-      cages.length > 0 && button(`Plug a module into ${cages.length === 1 ? 'it' : 'all'}…`, () => openCatalogue(...cages.map(({port}) => port)), {class: 'main'}),
-      fitted.length > 0 && button(`Pull ${plural(fitted.length, 'module')}`, pull, {'aria-busy': pendingValue('unplug-all') !== undefined}),
-      button('Select none', () => select()), refusal('unplug-all')),
+    element(
+      'div',
+      {class: 'row', 'data-key': 'plugging'},
+      cages.length > 0 &&
+        button(`Plug a module into ${all}…`, () => openCatalogue(...cages.map(({port}) => port)), {class: 'main'}),
+      fitted.length > 0 &&
+        button(`Pull ${plural(fitted.length, 'module')}`, pull, {'aria-busy': pendingValue('unplug-all') !== undefined}),
+      button('Select none', () => select()),
+      refusal('unplug-all'),
+    ),
   ];
 }
 

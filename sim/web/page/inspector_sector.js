@@ -8,8 +8,9 @@ import {address, bytes, plural} from './words.js';
 
 // A sector of the flash, with its bytes.
 
-const kPiece = 4096, kSector = 0x10000;
-let shown = {};  // sector, piece, the counters when it was read, bytes
+const kPiece = 4096;
+const kSector = 0x10000;
+let shown = {}; // sector, piece, the counters when it was read, bytes
 
 export const regionOf = (sector) => known.regions.findLast(({start}) => start / kSector <= sector);
 
@@ -25,19 +26,31 @@ async function load(sector, piece) {
 }
 
 export function sectorControls(sector) {
-  const {used, erases} = known.sectors, region = regionOf(sector), start = sector * kSector;
+  const {used, erases} = known.sectors;
+  const region = regionOf(sector);
+  const start = sector * kSector;
   const piece = shown.sector === sector ? shown.piece : 0;
   load(sector, piece);
   const to = (next) => load(sector, next).then(() => put('bytes', next));
   return [
-    facts([['Region', region.region], ['Address', address(start)], ['In use', `${bytes(used[sector] * 256)} of 64 KB`],
-      ['Erased', plural(erases[sector], 'time')]]),
-    element('div', {class: 'row', 'data-key': 'pieces'},
+    facts([
+      ['Region', region.region],
+      ['Address', address(start)],
+      ['In use', `${bytes(used[sector] * 256)} of 64 KB`],
+      ['Erased', plural(erases[sector], 'time')],
+    ]),
+    element(
+      'div',
+      {class: 'row', 'data-key': 'pieces'},
       button('◂', () => to(piece - 1), {disabled: piece === 0, 'aria-label': 'The 4 KB before'}),
       element('span', {}, `${address(start + piece * kPiece)}, 4 KB of 64`),
       button('▸', () => to(piece + 1), {disabled: piece === 15, 'aria-label': 'The next 4 KB'}),
-      copyButton(`zelsim flash save sector.bin --region ${address(start)}+0x10000 --board ${known.board.board}`, 'Copy a command that saves it'),
-      button('Make it fail…', () => openFaultsAt('flash', address(start), address(start + kSector - 1)))),
+      copyButton(
+        `zelsim flash save sector.bin --region ${address(start)}+0x10000 --board ${known.board.board}`,
+        'Copy a command that saves it',
+      ),
+      button('Make it fail…', () => openFaultsAt('flash', address(start), address(start + kSector - 1))),
+    ),
     shown.digits ? hexRows(shown.digits, start + piece * kPiece, 6) : element('p', {class: 'hint'}, 'Reading…'),
   ];
 }

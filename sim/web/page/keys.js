@@ -34,16 +34,37 @@ export function openHelp() {
   if (find('#help')) return;
   const close = () => closeDialog(dialog);
   const rows = [...kKeys.map(([key, what]) => [key, what]), ...kOthers];
-  const dialog = element('dialog', {id: 'help', 'aria-label': 'Help and keys', oncancel: (event) => {
-    event.preventDefault();
-    close();
-  }},
+  const dialog = element(
+    'dialog',
+    {
+      id: 'help',
+      'aria-label': 'Help and keys',
+      oncancel: (event) => {
+        event.preventDefault();
+        close();
+      },
+    },
     element('div', {class: 'row'}, element('h2', {}, 'Help'), button('×', close, {class: 'quiet', 'aria-label': 'Close'})),
-    element('h3', {}, 'Signs on the panel'), element('div', {class: 'signs'}, legend() ?? ''),
-    element('p', {class: 'hint'}, 'Two signs stand side by side where both hold. A part tells more when the pointer or the focus is on it.'),
+    element('h3', {}, 'Signs on the panel'),
+    element('div', {class: 'signs'}, legend() ?? ''),
+    element(
+      'p',
+      {class: 'hint'},
+      'Two signs stand side by side where both hold. A part tells more when the pointer or the focus is on it.',
+    ),
     element('h3', {}, 'To see a program notice that light is lost'),
-    element('p', {}, 'Choose a port with a module, then “Light: cut”. The program’s next look at it stands in the requests; what it changes stands in the activity line.'),
-    element('h3', {}, 'Keys'), element('dl', {class: 'keys'}, rows.map(([key, what]) => element('div', {}, element('dt', {}, element('kbd', {}, key)), element('dd', {}, what)))));
+    element(
+      'p',
+      {},
+      'Choose a port with a module, then “Light: cut”. The program’s next look at it stands in the requests; what it changes stands in the activity line.',
+    ),
+    element('h3', {}, 'Keys'),
+    element(
+      'dl',
+      {class: 'keys'},
+      rows.map(([key, what]) => element('div', {}, element('dt', {}, element('kbd', {}, key)), element('dd', {}, what))),
+    ),
+  );
   openDialog(dialog);
 }
 

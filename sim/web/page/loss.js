@@ -11,11 +11,17 @@ function contents() {
   const {used, erases} = known.sectors;
   const sectors = used.filter((pages) => pages > 0).length;
   const size = used.reduce((sum, pages) => sum + 256 * pages, 0);
-  const regions = known.regions.filter(({start, size: length, region}) => region !== 'unused' &&
-    used.slice(start / 0x10000, (start + length) / 0x10000).some((pages) => pages > 0)).map(({region}) => region);
+  const regions = known.regions
+    .filter(
+      ({start, size: length, region}) =>
+        region !== 'unused' && used.slice(start / 0x10000, (start + length) / 0x10000).some((pages) => pages > 0),
+    )
+    .map(({region}) => region);
   const erased = erases.reduce((sum, count) => sum + count, 0);
   return [
-    sectors ? `${plural(sectors, 'sector')} with ${bytes(size)} in use: ${regions.join(', ')}` : 'nothing in the flash: it is erased already',
+    sectors
+      ? `${plural(sectors, 'sector')} with ${bytes(size)} in use: ${regions.join(', ')}`
+      : 'nothing in the flash: it is erased already',
     erased ? `the counts of ${plural(erased, 'sector erase')}` : null,
   ].filter(Boolean);
 }
@@ -24,7 +30,9 @@ function surroundings() {
   const modules = modulesIn(numbers(0, 28));
   const faults = known.board?.faults.length ?? 0;
   return [
-    modules.length ? `${plural(modules.length, 'module')}: ${modules.map(([port, name]) => `${name} in port ${port}`).join(', ')}` : null,
+    modules.length
+      ? `${plural(modules.length, 'module')}: ${modules.map(([port, name]) => `${name} in port ${port}`).join(', ')}`
+      : null,
     faults ? plural(faults, 'fault') : null,
     'LEDs, flags, registers, supplies, temperature and clock as they stand',
   ].filter(Boolean);
@@ -36,7 +44,9 @@ export function questionFor(action, fields) {
   if (action === 'flash erase') return {title: 'Erase the whole flash?', lost: contents(), does: 'Erase the flash'};
   if (action === 'reset') {
     const flash = fields.flash === true || fields.flash === 'true';
-    const lost = flash ? [...surroundings(), ...contents()] : [...surroundings(), 'The flash keeps its contents; the boards that it was made with are fitted again.'];
+    const lost = flash
+      ? [...surroundings(), ...contents()]
+      : [...surroundings(), 'The flash keeps its contents; the boards that it was made with are fitted again.'];
     return {title: `Put ${name} back to how it was made?`, lost, does: flash ? 'Reset and erase' : 'Reset the board'};
   }
   if (action === 'load') {
@@ -46,13 +56,19 @@ export function questionFor(action, fields) {
   if (action === 'save' && known.states?.some(({state}) => state === fields.state)) {
     return {title: `Save over “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Save over it'};
   }
-  if (action === 'forget') return {title: `Forget “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Forget it'};
+  if (action === 'forget')
+    return {title: `Forget “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Forget it'};
   if (action === 'fit') {
-    const slot = Number(fields.slot), modules = modulesIn(numbers(8 * (slot - 1), 8));
+    const slot = Number(fields.slot);
+    const modules = modulesIn(numbers(8 * (slot - 1), 8));
     if (modules.length === 0 || boardIn(slot) === undefined) return null;
     const lost = modules.map(([port, module]) => `${module} in port ${port} is pulled`);
     const does = fields.board === 'none' ? 'Take the board out' : `Fit the ${fields.board} board`;
-    return {title: `Take the ${boardIn(slot)} board out of slot ${slot} with ${plural(modules.length, 'module')} in it?`, lost, does};
+    return {
+      title: `Take the ${boardIn(slot)} board out of slot ${slot} with ${plural(modules.length, 'module')} in it?`,
+      lost,
+      does,
+    };
   }
   return null;
 }

@@ -25,12 +25,29 @@ function showBoard(name) {
   find('#board-view').hidden = false;
   find('#foot').hidden = false;
   selection.restore();
-  for (const view of [history, panel, strip, card, catalogue, requests, flash, faults, activity, commands, inspector, states, keys]) view.start();
+  for (const view of [
+    history,
+    panel,
+    strip,
+    card,
+    catalogue,
+    requests,
+    flash,
+    faults,
+    activity,
+    commands,
+    inspector,
+    states,
+    keys,
+  ])
+    view.start();
   dock.start();
   connection.follow(name);
 }
 
-const {rack: hasRack} = await fetch('/api/server').then((answer) => answer.json()).catch(() => ({rack: false}));
+const {rack: hasRack} = await fetch('/api/server')
+  .then((answer) => answer.json())
+  .catch(() => ({rack: false}));
 bar.start();
 if (hasRack && !address.read('board')) connection.follow(null, rack.start());
 else showBoard(address.read('board'));

@@ -7,7 +7,15 @@ export const kQuantities = [
   {key: 'rx_power', name: 'Received power', unit: 'dBm', action: 'set rx-power', lowest: -40, highest: 8, step: 0.1},
   {key: 'tx_power', name: 'Transmitted power', unit: 'dBm', action: 'set tx-power', lowest: -40, highest: 8, step: 0.1},
   {key: 'bias', name: 'Laser bias', unit: 'mA', action: 'set bias', lowest: 0, highest: 130, step: 0.1},
-  {key: 'temperature', name: 'Module temperature', unit: '°C', action: 'set module-temperature', lowest: -40, highest: 125, step: 0.5},
+  {
+    key: 'temperature',
+    name: 'Module temperature',
+    unit: '°C',
+    action: 'set module-temperature',
+    lowest: -40,
+    highest: 125,
+    step: 0.5,
+  },
   {key: 'voltage', name: 'Supply voltage', unit: 'V', action: 'set voltage', lowest: 0, highest: 6.5, step: 0.01},
 ];
 
@@ -20,8 +28,9 @@ const inUnit = (value, unit) => `${minus(Number(value.toFixed(2)))} ${unit}`;
 /** The limit that a value is beyond now: its name and its number; undefined within all of them. */
 function limitBeyond(value, limits) {
   const isLow = (name) => name.startsWith('low');
-  const name = ['low_alarm', 'high_alarm', 'low_warning', 'high_warning']
-    .find((one) => isLow(one) ? value < limits[one] : value > limits[one]);
+  const name = ['low_alarm', 'high_alarm', 'low_warning', 'high_warning'].find((one) =>
+    isLow(one) ? value < limits[one] : value > limits[one],
+  );
   return name && {name: name.replace('_', ' '), side: isLow(name) ? 'below' : 'above', number: limits[name]};
 }
 
@@ -37,7 +46,8 @@ export function standing(row, {key, unit}, module) {
     return {state: isAlarm ? 'bad' : 'warn', text: `! ${beyond.name}: ${beyond.side} ${inUnit(beyond.number, unit)}`};
   }
   const within = `within ${inUnit(limits.low_warning, unit)} to ${inUnit(limits.high_warning, unit)}`;
-  const alarm = flagOf(row.alarms, key), warning = flagOf(row.warnings, key);
+  const alarm = flagOf(row.alarms, key);
+  const warning = flagOf(row.warnings, key);
   if (!alarm && !warning) return {state: '', text: within};
   const latched = alarm ? `${alarm} alarm` : `${warning} warning`;
   return {state: 'latched', text: `${within}; ${latched} latched: it was, and is kept until a program reads it`};
@@ -53,6 +63,7 @@ export function valueText(row, {key, unit}) {
 export function opticsRows(cage, module) {
   const row = diagnosticsOf(cage.port);
   if (!row) return [];
-  return kQuantities.filter(({key}) => key === 'temperature' || key.endsWith('power'))
+  return kQuantities
+    .filter(({key}) => key === 'temperature' || key.endsWith('power'))
     .map((quantity) => ({name: quantity.name, value: valueText(row, quantity), limits: standing(row, quantity, module).text}));
 }

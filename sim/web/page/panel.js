@@ -7,7 +7,7 @@ import {follow, isAway, known} from './store.js';
 // The front panel: the server's drawing, whose blocks stand where the page has room for them, and a button on each part of
 // it. What changes is changed in place, so that what blinks goes on.
 
-const blocks = new Map();  // name to its element
+const blocks = new Map(); // name to its element
 const buttons = new Map(); // part to its button
 
 /** The shapes that the drawing uses stand once on the page. */
@@ -21,9 +21,16 @@ function showShapes(drawing) {
 
 function buttonOf(part) {
   return element('button', {
-    type: 'button', class: 'place ' + kindOf(part), 'data-part': part, tabindex: '-1',
-    onclick: (event) => choose(part, event), onkeydown: (event) => move(part, event),
-    onpointerenter: () => showCard(part), onpointerleave: hideCard, onfocus: ({target}) => target.matches(':focus-visible') && showCard(part), onblur: hideCard,
+    type: 'button',
+    class: 'place ' + kindOf(part),
+    'data-part': part,
+    tabindex: '-1',
+    onclick: (event) => choose(part, event),
+    onkeydown: (event) => move(part, event),
+    onpointerenter: () => showCard(part),
+    onpointerleave: hideCard,
+    onfocus: ({target}) => target.matches(':focus-visible') && showCard(part),
+    onblur: hideCard,
   });
 }
 
@@ -43,10 +50,12 @@ const middleOf = (node) => {
 /** The nearest part in a direction. While a module is being placed only ports are looked at. */
 function neighbour(part, {x, y}) {
   const from = middleOf(buttons.get(part));
-  let nearest = null, best = Infinity;
+  let nearest = null;
+  let best = Infinity;
   for (const [name, node] of buttons) {
     if (name === part || node.hidden || (isPlacing() && kindOf(name) !== 'port')) continue;
-    const to = middleOf(node), along = (to.x - from.x) * x + (to.y - from.y) * y;
+    const to = middleOf(node);
+    const along = (to.x - from.x) * x + (to.y - from.y) * y;
     const across = Math.abs((to.x - from.x) * y + (to.y - from.y) * x);
     if (along < 4 || along + 3 * across >= best) continue;
     best = along + 3 * across;
@@ -81,18 +90,24 @@ export function focusPart(part) {
 }
 
 export const firstPart = () => known.selected?.find((part) => buttons.has(part)) ?? 'port0';
-export const partAt = (x, y) => document.elementsFromPoint(x, y).map((node) => node.dataset?.part).find(Boolean);
+export const partAt = (x, y) =>
+  document
+    .elementsFromPoint(x, y)
+    .map((node) => node.dataset?.part)
+    .find(Boolean);
 
 function placeButton(block, rectangle) {
   const part = rectangle.id.replace('place-', '');
   if (!buttons.has(part)) buttons.set(part, buttonOf(part));
   const node = buttons.get(part);
   const view = block.svg.viewBox.baseVal;
-  const percent = (value, of) => `${value / of * 100}%`;
+  const percent = (value, of) => `${(value / of) * 100}%`;
   const number = (name) => Number(rectangle.getAttribute(name));
   Object.assign(node.style, {
-    left: percent(number('x'), view.width), width: percent(number('width'), view.width),
-    top: percent(number('y'), view.height), height: percent(number('height'), view.height),
+    left: percent(number('x'), view.width),
+    width: percent(number('width'), view.width),
+    top: percent(number('y'), view.height),
+    height: percent(number('height'), view.height),
   });
   if (node.parentNode !== block.node) block.node.append(node);
   node.hidden = false;
@@ -109,7 +124,9 @@ function showBlock(drawn) {
     find(name === 'legend' ? '#shapes' : '#panel').append(node);
     blocks.set(name, {node, svg});
   }
-  const block = blocks.get(name), {svg} = block, shapes = [...drawn.children];
+  const block = blocks.get(name);
+  const {svg} = block;
+  const shapes = [...drawn.children];
   while (svg.children.length > shapes.length) svg.lastElementChild.remove();
   shapes.forEach((shape, i) => {
     if (!svg.children[i]) svg.append(document.importNode(shape, true));

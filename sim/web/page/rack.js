@@ -7,7 +7,9 @@ import {degrees, plural} from './words.js';
 
 const kPrefix = 'board:';
 const boards = new Map();
-let refused = '', filter = '', sorted = 'ill';
+let refused = '';
+let filter = '';
+let sorted = 'ill';
 
 async function manage(action, fields) {
   refused = '';
@@ -26,15 +28,32 @@ async function create(event) {
 }
 
 async function remove(name, {modules}) {
-  const lost = [plural(modules ?? 0, 'module') + ' and all that stands on it', 'its flash with everything in it', 'its saved states'];
+  const lost = [
+    plural(modules ?? 0, 'module') + ' and all that stands on it',
+    'its flash with everything in it',
+    'its saved states',
+  ];
   if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'})) await manage('delete', {board: name});
 }
 
 function ills(summary) {
   if (summary.problem) return [summary.problem];
-  const {alarm, failed_supplies: supplies, transmit_faults: transmit, without_light: dark, faults, sensor_present: sensor} = summary;
-  return [alarm && 'alarm', supplies && plural(supplies, 'failed supply', 'failed supplies'), transmit && plural(transmit, 'transmit fault'),
-    dark && `${dark} without light`, !sensor && 'no sensor', faults && plural(faults, 'fault')].filter(Boolean);
+  const {
+    alarm,
+    failed_supplies: supplies,
+    transmit_faults: transmit,
+    without_light: dark,
+    faults,
+    sensor_present: sensor,
+  } = summary;
+  return [
+    alarm && 'alarm',
+    supplies && plural(supplies, 'failed supply', 'failed supplies'),
+    transmit && plural(transmit, 'transmit fault'),
+    dark && `${dark} without light`,
+    !sensor && 'no sensor',
+    faults && plural(faults, 'fault'),
+  ].filter(Boolean);
 }
 
 function frontOf(name, summary) {
@@ -44,39 +63,100 @@ function frontOf(name, summary) {
 
 function place([name, summary]) {
   const wrong = ills(summary);
-  return element('li', {'data-key': 'board-' + name, class: wrong.length ? 'ill' : ''},
-    element('a', {href: `/?board=${encodeURIComponent(name)}`, 'aria-label': `Board ${name}: ${wrong.join(', ') || 'well'}`},
-      element('span', {class: 'rack-name'}, element('b', {}, name),
-        summary.problem ? null : element('span', {class: 'hint'}, `${plural(summary.modules, 'module')}, ${summary.sensor_present ? degrees(summary.temperature) : '–'}`)),
+  return element(
+    'li',
+    {'data-key': 'board-' + name, class: wrong.length ? 'ill' : ''},
+    element(
+      'a',
+      {href: `/?board=${encodeURIComponent(name)}`, 'aria-label': `Board ${name}: ${wrong.join(', ') || 'well'}`},
+      element(
+        'span',
+        {class: 'rack-name'},
+        element('b', {}, name),
+        summary.problem
+          ? null
+          : element(
+              'span',
+              {class: 'hint'},
+              `${plural(summary.modules, 'module')}, ${summary.sensor_present ? degrees(summary.temperature) : '–'}`,
+            ),
+      ),
       frontOf(name, summary),
-      element('span', {class: 'ills'}, wrong.length ? wrong.map((one) => element('span', {class: 'ill-word'}, '! ' + one)) : element('span', {class: 'well'}, '✓ well'))),
-    button('Delete…', () => remove(name, summary), {class: 'small quiet', 'aria-label': `Delete board ${name}`}));
+      element(
+        'span',
+        {class: 'ills'},
+        wrong.length
+          ? wrong.map((one) => element('span', {class: 'ill-word'}, '! ' + one))
+          : element('span', {class: 'well'}, '✓ well'),
+      ),
+    ),
+    button('Delete…', () => remove(name, summary), {class: 'small quiet', 'aria-label': `Delete board ${name}`}),
+  );
 }
 
-const slotOf = (number) => element('label', {}, `Slot ${number}`,
-  element('select', {name: 'slot' + number}, ['sfp', 'copper', 'none'].map((kind) => element('option', {value: kind}, kind === 'none' ? 'no board' : kind))));
+const slotOf = (number) =>
+  element(
+    'label',
+    {},
+    `Slot ${number}`,
+    element(
+      'select',
+      {name: 'slot' + number},
+      ['sfp', 'copper', 'none'].map((kind) => element('option', {value: kind}, kind === 'none' ? 'no board' : kind)),
+    ),
+  );
 
 function show() {
   const all = [...boards].filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()));
   const rank = ([name, summary]) => (sorted === 'ill' && ills(summary).length ? '0' : '1') + name;
-  all.sort((a, b) => rank(a) < rank(b) ? -1 : 1);
+  all.sort((a, b) => (rank(a) < rank(b) ? -1 : 1));
   const ill = [...boards.values()].filter((summary) => ills(summary).length).length;
   patch(find('#rack-view'), [
-    element('div', {class: 'rack-bar', 'data-key': 'bar'},
-      element('h2', {}, plural(boards.size, 'board')), element('span', {class: ill ? 'bad' : 'good'}, ill ? `! ${ill} not well` : boards.size ? '✓ all well' : ''),
-      element('input', {type: 'search', placeholder: 'Find a board', 'aria-label': 'Find a board', oninput: ({target}) => {
-        filter = target.value;
-        show();
-      }}),
-      button('Those not well first', () => {
-        sorted = sorted === 'ill' ? 'name' : 'ill';
-        show();
-      }, {'aria-pressed': String(sorted === 'ill')}),
-      element('form', {class: 'row', onsubmit: create}, element('label', {}, 'New board', element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'})),
-        slotOf(1), slotOf(2), slotOf(3), element('button', {type: 'submit', class: 'main'}, 'Make it'))),
+    element(
+      'div',
+      {class: 'rack-bar', 'data-key': 'bar'},
+      element('h2', {}, plural(boards.size, 'board')),
+      element('span', {class: ill ? 'bad' : 'good'}, ill ? `! ${ill} not well` : boards.size ? '✓ all well' : ''),
+      element('input', {
+        type: 'search',
+        placeholder: 'Find a board',
+        'aria-label': 'Find a board',
+        oninput: ({target}) => {
+          filter = target.value;
+          show();
+        },
+      }),
+      button(
+        'Those not well first',
+        () => {
+          sorted = sorted === 'ill' ? 'name' : 'ill';
+          show();
+        },
+        {'aria-pressed': String(sorted === 'ill')},
+      ),
+      element(
+        'form',
+        {class: 'row', onsubmit: create},
+        element(
+          'label',
+          {},
+          'New board',
+          element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'}),
+        ),
+        slotOf(1),
+        slotOf(2),
+        slotOf(3),
+        element('button', {type: 'submit', class: 'main'}, 'Make it'),
+      ),
+    ),
     refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
     element('ul', {class: 'rack', 'data-key': 'rack'}, all.map(place)),
-    boards.size === 0 && element('p', {class: 'empty', 'data-key': 'none'}, 'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none'),
+    boards.size === 0 &&
+      element(
+        'p',
+        {class: 'empty', 'data-key': 'none'},
+        'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none',
+      ),
   ]);
 }
 
@@ -95,4 +175,3 @@ export function start() {
     find('#rack-view').classList.toggle('away', known.live === false);
   };
 }
-

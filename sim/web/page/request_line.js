@@ -8,7 +8,8 @@ const kAccess = /^(open|close|read|write|lseek) (gpio|i2c|flash)|^(flash) (read|
 /** @return the entry with its node, name, rest, address and whether it failed */
 export function parse(entry) {
   const text = entry.line;
-  const request = text.match(kLine), access = text.match(kAccess);
+  const request = text.match(kLine);
+  const access = text.match(kAccess);
   if (request) {
     const [, node, number, name, rest] = request;
     Object.assign(entry, {node, number: parseInt(number, 16), name, rest});
@@ -18,7 +19,10 @@ export function parse(entry) {
     Object.assign(entry, {node: 'other', name: text.split(' ')[0], rest: text.split(' ').slice(1).join(' ')});
   }
   entry.address = addressOf(entry);
-  entry.failed = entry.result !== null && entry.result !== undefined && (entry.result < 0 || (entry.number !== undefined && entry.result !== 0));
+  entry.failed =
+    entry.result !== null &&
+    entry.result !== undefined &&
+    (entry.result < 0 || (entry.number !== undefined && entry.result !== 0));
   entry.resultText = resultOf(entry);
   return entry;
 }
@@ -31,13 +35,15 @@ function addressOf({node, name, rest}) {
 
 function resultOf({node, name, number, result, error}) {
   if (result === null || result === undefined) return '';
-  if (number === undefined && result >= 0) return name === 'read' || name === 'write' ? `${result} bytes` : name === 'lseek' ? hex(result) : 'ok';
+  if (number === undefined && result >= 0)
+    return name === 'read' || name === 'write' ? `${result} bytes` : name === 'lseek' ? hex(result) : 'ok';
   return resultText(result, error);
 }
 
 /** How `zelsim fail` names the requests like this one. */
 export function targetOf({node, name, address}) {
-  const at = Number.isNaN(address) || name === 'lseek' ? '' : '@' + hex(node === 'flash' && name === 'EraseSector' ? address : address);
+  const at =
+    Number.isNaN(address) || name === 'lseek' ? '' : '@' + hex(node === 'flash' && name === 'EraseSector' ? address : address);
   return `${node}:${name}${at}`;
 }
 
@@ -83,7 +89,8 @@ export function fieldsOf({rest}) {
   const fields = [];
   const [asked, answered] = rest.split(' -> ');
   const values = (text) => new Map([...(text ?? '').matchAll(/(\w+)=([^\s{}]+)/g)].map(([, name, value]) => [name, value]));
-  const before = values(asked), after = values(answered);
+  const before = values(asked);
+  const after = values(answered);
   for (const [name, value] of before) fields.push([name, value, after.get(name) ?? '']);
   return fields;
 }

@@ -13,10 +13,18 @@ import {duration, hex, plural, timeOfDay} from './words.js';
 // What programs ask of the drivers: a list that is searched.
 
 // Only the lines near those that are seen are drawn: drawing takes time from the programs that are watched.
-const kKept = 5000, kDrawn = 80, kMore = 100, kNear = 200;  // lines; the last one pixels
-let entries = [], passing = [], list, opened = null, number = 0;
-let waiting = 0;  // lines at the end of those that pass, not drawn yet
-const programs = new Set(), failures = {count: 0};
+const kKept = 5000;
+const kDrawn = 80;
+const kMore = 100;
+const kNear = 200; // lines; the last one pixels
+let entries = [];
+let passing = [];
+let list;
+let opened = null;
+let number = 0;
+let waiting = 0; // lines at the end of those that pass, not drawn yet
+const programs = new Set();
+const failures = {count: 0};
 
 // ---- filter
 
@@ -29,12 +37,12 @@ function matcher() {
     const source = filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
     return new RegExp(source, 'gi');
   } catch {
-    return undefined;  // no regular expression yet
+    return undefined; // no regular expression yet
   }
 }
 
 const searched = (entry) => `${programName(entry)} ${entry.node} ${entry.name} ${entry.rest} ${entry.resultText}`;
-const programName = ({program, pid}) => program ? `${program}[${pid}]` : '';
+const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
 
 function passes(entry, expression) {
   if (filter.node && entry.node !== filter.node) return false;
@@ -72,21 +80,64 @@ function marked(text, expression) {
 // ---- lines
 
 function details(entry) {
-  const part = partOf(entry), target = targetOf(entry), fields = fieldsOf(entry), digits = bytesOf(entry);
+  const part = partOf(entry);
+  const target = targetOf(entry);
+  const fields = fieldsOf(entry);
+  const digits = bytesOf(entry);
   const control = 'fail-next';
-  return element('div', {class: 'details'},
+  return element(
+    'div',
+    {class: 'details'},
     element('code', {}, entry.line),
-    element('div', {class: 'row'},
+    element(
+      'div',
+      {class: 'row'},
       part && button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'}),
-      entry.node !== 'other' && button('Fail the next one', () => act(control, 'fail', {node: targetFor(target), count: '1'}), {class: 'small'}),
+      entry.node !== 'other' &&
+        button('Fail the next one', () => act(control, 'fail', {node: targetFor(target), count: '1'}), {class: 'small'}),
       entry.node !== 'other' && button('Make it fail…', () => openFaults(null, target), {class: 'small'}),
-      button('Only these', () => setFilter({node: entry.node === 'other' ? '' : entry.node, text: entry.name, regex: ''}), {class: 'small'}),
-      copyButton(textOf(entry), 'Copy line'), refusal(control)),
-    element('p', {class: 'hint'}, [entry.node !== 'other' && entry.number !== undefined ? `${entry.node} request ${hex(entry.number, 2)}` : entry.node, chipName(entry.address),
-      entry.fault ? `answered by fault ${entry.fault}` : '', entry.us !== undefined ? `took ${duration(entry.us)}` : ''].filter(Boolean).join(' · ')),
-    fields.length > 0 && element('table', {class: 'fields'}, element('thead', {}, element('tr', {}, ['Field', 'Asked', 'Answered'].map((name) => element('th', {scope: 'col'}, name)))),
-      element('tbody', {}, fields.map(([name, asked, answered]) => element('tr', {}, element('th', {scope: 'row'}, name), element('td', {}, asked), element('td', {}, answered))))),
-    digits && hexRows(digits, 0, 2), !digits && entry.before && hexRows(entry.before, 0, 2));
+      button('Only these', () => setFilter({node: entry.node === 'other' ? '' : entry.node, text: entry.name, regex: ''}), {
+        class: 'small',
+      }),
+      copyButton(textOf(entry), 'Copy line'),
+      refusal(control),
+    ),
+    element(
+      'p',
+      {class: 'hint'},
+      [
+        entry.node !== 'other' && entry.number !== undefined ? `${entry.node} request ${hex(entry.number, 2)}` : entry.node,
+        chipName(entry.address),
+        entry.fault ? `answered by fault ${entry.fault}` : '',
+        entry.us !== undefined ? `took ${duration(entry.us)}` : '',
+      ]
+        .filter(Boolean)
+        .join(' · '),
+    ),
+    fields.length > 0 &&
+      element(
+        'table',
+        {class: 'fields'},
+        element(
+          'thead',
+          {},
+          element(
+            'tr',
+            {},
+            ['Field', 'Asked', 'Answered'].map((name) => element('th', {scope: 'col'}, name)),
+          ),
+        ),
+        element(
+          'tbody',
+          {},
+          fields.map(([name, asked, answered]) =>
+            element('tr', {}, element('th', {scope: 'row'}, name), element('td', {}, asked), element('td', {}, answered)),
+          ),
+        ),
+      ),
+    digits && hexRows(digits, 0, 2),
+    !digits && entry.before && hexRows(entry.before, 0, 2),
+  );
 }
 
 function lineOf(entry, expression) {
@@ -101,18 +152,30 @@ function lineOf(entry, expression) {
     line.append(details(entry));
     line.scrollIntoView({block: 'nearest'});
   };
-  return element('li', {class: `${entry.node}${entry.failed ? ' failed' : ''}${entry.fault ? ' struck' : ''}`, 'data-number': entry.id},
-    element('button', {type: 'button', class: 'line', 'aria-expanded': 'false', onclick: toggle},
+  return element(
+    'li',
+    {class: `${entry.node}${entry.failed ? ' failed' : ''}${entry.fault ? ' struck' : ''}`, 'data-number': entry.id},
+    element(
+      'button',
+      {type: 'button', class: 'line', 'aria-expanded': 'false', onclick: toggle},
       element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
       element('span', {class: 'program'}, text(programName(entry))),
       element('span', {class: 'node'}, text(entry.node)),
-      element('span', {class: 'what', title: `${entry.name} ${entry.rest}`}, element('b', {}, text(entry.name)), ' ', text(entry.rest)),
+      element(
+        'span',
+        {class: 'what', title: `${entry.name} ${entry.rest}`},
+        element('b', {}, text(entry.name)),
+        ' ',
+        text(entry.rest),
+      ),
       element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
-      element('span', {class: 'result'}, entry.fault ? '⚑ ' : entry.failed ? '! ' : '', text(entry.resultText))));
+      element('span', {class: 'result'}, entry.fault ? '⚑ ' : entry.failed ? '! ' : '', text(entry.resultText)),
+    ),
+  );
 }
 
 const follows = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
-const toEnd = () => list.scrollTop = list.scrollHeight;
+const toEnd = () => (list.scrollTop = list.scrollHeight);
 
 function showNew() {
   const label = waiting > 0 ? `${plural(waiting, 'new line')} ↓` : '';
@@ -124,21 +187,32 @@ function showNew() {
 function showState() {
   const expression = matcher();
   find('#requests-text').classList.toggle('wrong', expression === undefined);
-  const total = entries.length, seen = passing.length;
+  const total = entries.length;
+  const seen = passing.length;
   const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
   find('#requests-told').textContent = told;
   find('#requests-empty').hidden = seen > 0;
-  patch(find('#requests-empty'), total > 0 ? [element('p', {}, 'No line passes the filter.'), button('Show all', () => {
-    setFilter({node: '', program: '', result: '', text: '', regex: ''});
-    show();
-  })] : empty());
+  patch(
+    find('#requests-empty'),
+    total > 0
+      ? [
+          element('p', {}, 'No line passes the filter.'),
+          button('Show all', () => {
+            setFilter({node: '', program: '', result: '', text: '', regex: ''});
+            show();
+          }),
+        ]
+      : empty(),
+  );
   dock.count('requests', failures.count ? `${failures.count} failed` : '', true);
 }
 
 function empty() {
   const command = `zelsim run --board ${known.board?.board ?? 'lab'} -- ./yours`;
-  return [element('p', {}, 'Nothing has been asked of the drivers since this tab was opened. Start a program on this board:'),
-    element('p', {class: 'command'}, element('code', {}, command), copyButton(command))];
+  return [
+    element('p', {}, 'Nothing has been asked of the drivers since this tab was opened. Start a program on this board:'),
+    element('p', {class: 'command'}, element('code', {}, command), copyButton(command)),
+  ];
 }
 
 function showAll() {
@@ -163,13 +237,15 @@ function drawLast(expression = matcher()) {
 function drawEarlier() {
   const end = passing.length - waiting - list.children.length;
   if (end <= 0) return;
-  const height = list.scrollHeight, expression = matcher();
+  const height = list.scrollHeight;
+  const expression = matcher();
   list.prepend(...passing.slice(Math.max(0, end - kMore), end).map((entry) => lineOf(entry, expression)));
   list.scrollTop += list.scrollHeight - height;
 }
 
 function drawLater() {
-  const begin = passing.length - waiting, expression = matcher();
+  const begin = passing.length - waiting;
+  const expression = matcher();
   const later = passing.slice(begin, begin + kMore);
   list.append(...later.map((entry) => lineOf(entry, expression)));
   waiting -= later.length;
@@ -178,7 +254,9 @@ function drawLater() {
 
 // While somebody reads, lines wait at the end.
 function add(fresh) {
-  const expression = matcher(), passed = fresh.filter((entry) => passes(entry, expression)), following = follows() && !opened;
+  const expression = matcher();
+  const passed = fresh.filter((entry) => passes(entry, expression));
+  const following = follows() && !opened;
   passing = passing.concat(passed).slice(-kKept);
   waiting = Math.min(waiting + passed.length, passing.length);
   if (following && waiting >= kDrawn) {
@@ -214,13 +292,28 @@ function take({requests, anew}) {
   add(fresh);
 }
 
-const textOf = (entry) => [entry.at ? timeOfDay(entry.at) : '', programName(entry), entry.line, entry.resultText && '= ' + entry.resultText,
-  entry.us === undefined ? '' : `(${duration(entry.us)})`].filter(Boolean).join(' ');
+const textOf = (entry) =>
+  [
+    entry.at ? timeOfDay(entry.at) : '',
+    programName(entry),
+    entry.line,
+    entry.resultText && '= ' + entry.resultText,
+    entry.us === undefined ? '' : `(${duration(entry.us)})`,
+  ]
+    .filter(Boolean)
+    .join(' ');
 
 function download() {
   const expression = matcher();
-  const text = entries.filter((entry) => passes(entry, expression)).map(textOf).join('\n') + '\n';
-  const link = element('a', {href: URL.createObjectURL(new Blob([text], {type: 'text/plain'})), download: `${known.board?.board ?? 'board'}-requests.txt`});
+  const text =
+    entries
+      .filter((entry) => passes(entry, expression))
+      .map(textOf)
+      .join('\n') + '\n';
+  const link = element('a', {
+    href: URL.createObjectURL(new Blob([text], {type: 'text/plain'})),
+    download: `${known.board?.board ?? 'board'}-requests.txt`,
+  });
   link.click();
   setTimeout(() => URL.revokeObjectURL(link.href), 1000);
 }
@@ -228,27 +321,67 @@ function download() {
 // ---- the bar above
 
 function selectOf(name, label, options) {
-  return element('select', {'aria-label': label, value: filter[name], 'data-key': 'filter-' + name, onchange: ({target}) => setFilter({[name]: target.value})},
-    options.map(([value, text = value]) => element('option', {value, selected: filter[name] === value}, text)));
+  return element(
+    'select',
+    {
+      'aria-label': label,
+      value: filter[name],
+      'data-key': 'filter-' + name,
+      onchange: ({target}) => setFilter({[name]: target.value}),
+    },
+    options.map(([value, text = value]) => element('option', {value, selected: filter[name] === value}, text)),
+  );
 }
 
 function bar() {
-  const results = [...new Set(entries.map((entry) => entry.resultText))].filter((text) => text && !/bytes$|^0x/.test(text)).slice(0, 12);
+  const results = [...new Set(entries.map((entry) => entry.resultText))]
+    .filter((text) => text && !/bytes$|^0x/.test(text))
+    .slice(0, 12);
   return [
     selectOf('node', 'Node', [['', 'All nodes'], ['gpio'], ['i2c'], ['flash'], ['other']]),
     selectOf('program', 'Program', [['', 'All programs'], ...[...programs].map((name) => [name])]),
-    selectOf('result', 'Result', [['', 'All results'], ['failed', 'Only failures'], ['fault', 'Struck by a fault'], ...results.map((text) => ['=' + text, text])]),
-    element('input', {id: 'requests-text', type: 'search', placeholder: 'Find', 'aria-label': 'Find in requests', value: filter.text, 'data-key': 'text',
-      oninput: ({target}) => setFilter({text: target.value})}),
-    element('button', {type: 'button', class: 'small', 'aria-pressed': String(Boolean(filter.regex)), title: 'Regular expression', 'data-key': 'regex',
-      onclick: () => setFilter({regex: filter.regex ? '' : '1'})}, '.*'),
+    selectOf('result', 'Result', [
+      ['', 'All results'],
+      ['failed', 'Only failures'],
+      ['fault', 'Struck by a fault'],
+      ...results.map((text) => ['=' + text, text]),
+    ]),
+    element('input', {
+      id: 'requests-text',
+      type: 'search',
+      placeholder: 'Find',
+      'aria-label': 'Find in requests',
+      value: filter.text,
+      'data-key': 'text',
+      oninput: ({target}) => setFilter({text: target.value}),
+    }),
+    element(
+      'button',
+      {
+        type: 'button',
+        class: 'small',
+        'aria-pressed': String(Boolean(filter.regex)),
+        title: 'Regular expression',
+        'data-key': 'regex',
+        onclick: () => setFilter({regex: filter.regex ? '' : '1'}),
+      },
+      '.*',
+    ),
     element('span', {id: 'requests-told', class: 'hint', 'data-key': 'told'}, find('#requests-told')?.textContent ?? ''),
-    button(known.paused ? 'Go on' : 'Pause', () => put('paused', !known.paused), {class: 'small', 'aria-pressed': String(Boolean(known.paused)), 'data-key': 'pause'}),
-    button('Clear', () => {
-      entries = [];
-      failures.count = 0;
-      showAll();
-    }, {class: 'small', 'data-key': 'clear'}),
+    button(known.paused ? 'Go on' : 'Pause', () => put('paused', !known.paused), {
+      class: 'small',
+      'aria-pressed': String(Boolean(known.paused)),
+      'data-key': 'pause',
+    }),
+    button(
+      'Clear',
+      () => {
+        entries = [];
+        failures.count = 0;
+        showAll();
+      },
+      {class: 'small', 'data-key': 'clear'},
+    ),
     button('Download', download, {class: 'small', 'data-key': 'download'}),
   ];
 }
@@ -263,12 +396,23 @@ export function focusFilter() {
 }
 
 export function start() {
-  list = element('ol', {id: 'lines', tabindex: '0', 'aria-label': 'Requests to the drivers', onscroll: () => {
-    if (list.scrollTop < kNear) drawEarlier();
-    if (follows() && waiting > 0) drawLater();
-  }});
-  dock.add('requests', 'Requests', element('div', {id: 'requests-bar', class: 'bar'}), list, element('div', {id: 'requests-empty', class: 'empty'}),
-    button('', () => drawLast(), {id: 'requests-new', hidden: true}));
+  list = element('ol', {
+    id: 'lines',
+    tabindex: '0',
+    'aria-label': 'Requests to the drivers',
+    onscroll: () => {
+      if (list.scrollTop < kNear) drawEarlier();
+      if (follows() && waiting > 0) drawLater();
+    },
+  });
+  dock.add(
+    'requests',
+    'Requests',
+    element('div', {id: 'requests-bar', class: 'bar'}),
+    list,
+    element('div', {id: 'requests-empty', class: 'empty'}),
+    button('', () => drawLast(), {id: 'requests-new', hidden: true}),
+  );
   follow(['requests'], take);
   follow(['programs', 'paused', 'tab'], show);
   follow(['board'], () => entries.length === 0 && showState());

@@ -5,9 +5,13 @@ import {ledName, ledState, signsOf, supplyText} from './words.js';
 // What is selected: parts of the board by name, such as port5, slot2, supply1, led-alarm, sensor or sector32. Several ports
 // may be selected for one act.
 
-export const kindOf = (part) => part.startsWith('led-') ? 'led' : part.replace(/\d+$/, '');
+export const kindOf = (part) => (part.startsWith('led-') ? 'led' : part.replace(/\d+$/, ''));
 export const numberOf = (part) => Number(part.match(/\d+$/)?.[0]);
-export const ledOf = (part) => part.slice('led-'.length).replace('-', '_').replace(/power(\d)/, 'power_$1');
+export const ledOf = (part) =>
+  part
+    .slice('led-'.length)
+    .replace('-', '_')
+    .replace(/power(\d)/, 'power_$1');
 
 export const selected = () => known.selected ?? [];
 export const isSelected = (part) => selected().includes(part);
@@ -20,7 +24,7 @@ export function select(...parts) {
 /** Adds a port to those that are selected, or takes it out. */
 export function toggle(part) {
   const ports = selected().filter((one) => kindOf(one) === 'port');
-  select(...ports.includes(part) ? ports.filter((one) => one !== part) : [...ports, part]);
+  select(...(ports.includes(part) ? ports.filter((one) => one !== part) : [...ports, part]));
 }
 
 /** All ports from the one that was selected last to this one. */
@@ -32,12 +36,20 @@ export function extendTo(part) {
 }
 
 export function restore() {
-  put('selected', address.read('select').split(',').filter((part) => /^[a-z][a-z0-9-]*$/.test(part)));
+  put(
+    'selected',
+    address
+      .read('select')
+      .split(',')
+      .filter((part) => /^[a-z][a-z0-9-]*$/.test(part)),
+  );
 }
 
 /** What a part is and how it stands, in words. */
 export function portState(port) {
-  const slot = slotOf(port), board = boardIn(slot), cage = cageOf(port);
+  const slot = slotOf(port);
+  const board = boardIn(slot);
+  const cage = cageOf(port);
   if (board === 'none') return `no board in slot ${slot}`;
   if (board === 'copper') return 'RJ45, copper board';
   if (!cage?.module) return 'empty cage';
@@ -45,19 +57,33 @@ export function portState(port) {
 }
 
 export function describe(part) {
-  const number = numberOf(part), board = known.board;
+  const number = numberOf(part);
+  const board = known.board;
   if (!board) return part;
   switch (kindOf(part)) {
-    case 'port': return `Port ${number}: ${portState(number)}`;
-    case 'slot': return number === 0 ? 'Main board' : `Slot ${number}: ${boardIn(number) === 'none' ? 'no board' : boardIn(number) + ' board'}`;
-    case 'supply': return `Supply ${number}: ${supplyText(board.supplies[number - 1])}`;
-    case 'led': return `LED ${ledName(ledOf(part))}: ${ledState(board.panel[ledOf(part)])}`;
-    case 'sector': return `Sector ${number}`;
-    case 'sensor': return 'Temperature sensor';
-    case 'clock': return 'Clock chip';
-    case 'bus': return 'I2C bus';
-    case 'watchdog': return 'Watchdog and reset';
-    case 'relay': return `Alarm relay: ${board.panel.relay ? 'closed' : 'open'}`;
-    default: return part;
+    case 'port':
+      return `Port ${number}: ${portState(number)}`;
+    case 'slot':
+      return number === 0
+        ? 'Main board'
+        : `Slot ${number}: ${boardIn(number) === 'none' ? 'no board' : boardIn(number) + ' board'}`;
+    case 'supply':
+      return `Supply ${number}: ${supplyText(board.supplies[number - 1])}`;
+    case 'led':
+      return `LED ${ledName(ledOf(part))}: ${ledState(board.panel[ledOf(part)])}`;
+    case 'sector':
+      return `Sector ${number}`;
+    case 'sensor':
+      return 'Temperature sensor';
+    case 'clock':
+      return 'Clock chip';
+    case 'bus':
+      return 'I2C bus';
+    case 'watchdog':
+      return 'Watchdog and reset';
+    case 'relay':
+      return `Alarm relay: ${board.panel.relay ? 'closed' : 'open'}`;
+    default:
+      return part;
   }
 }

@@ -2,11 +2,13 @@ import {pointsOf} from './history.js';
 
 // A small curve of the last minutes of a value, which stands between its changes.
 
-const kSpan = 180000, kWidth = 72, kHeight = 22;
+const kSpan = 180000;
+const kWidth = 72;
+const kHeight = 22;
 
 export function pathOf(points, {lowest, highest, steps}, now) {
   const x = (at) => Math.max(0, (1 - (now - at) / kSpan) * kWidth).toFixed(1);
-  const y = (value) => (kHeight - 3 - (value - lowest) / (highest - lowest || 1) * (kHeight - 6)).toFixed(1);
+  const y = (value) => (kHeight - 3 - ((value - lowest) / (highest - lowest || 1)) * (kHeight - 6)).toFixed(1);
   const seen = points.filter(({at}, i) => at > now - kSpan || (points[i + 1]?.at ?? now) > now - kSpan);
   let path = '';
   seen.forEach(({at, value}, i) => {
@@ -18,8 +20,10 @@ export function pathOf(points, {lowest, highest, steps}, now) {
 
 /** @param range  lowest and highest value that have room at least; `steps` for values that jump */
 export function sparkline(name, range = {}) {
-  const points = pointsOf(name), values = points.map(({value}) => value);
-  const lowest = Math.min(range.lowest ?? Infinity, ...values), highest = Math.max(range.highest ?? -Infinity, ...values);
+  const points = pointsOf(name);
+  const values = points.map(({value}) => value);
+  const lowest = Math.min(range.lowest ?? Infinity, ...values);
+  const highest = Math.max(range.highest ?? -Infinity, ...values);
   const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
   svg.setAttribute('viewBox', `0 0 ${kWidth} ${kHeight}`);
   svg.setAttribute('class', 'spark');

@@ -34,24 +34,61 @@ function show() {
   if (!dialog) return;
   const states = known.states ?? [];
   patch(dialog, [
-    element('div', {class: 'row'}, element('h2', {}, 'Saved states'), button('×', close, {class: 'quiet', 'aria-label': 'Close'})),
+    element(
+      'div',
+      {class: 'row'},
+      element('h2', {}, 'Saved states'),
+      button('×', close, {class: 'quiet', 'aria-label': 'Close'}),
+    ),
     element('p', {class: 'hint'}, `The whole board with its flash, under a name. In the shell: zelsim save and zelsim load.`),
-    element('form', {class: 'row', onsubmit: save}, element('label', {}, 'Name', element('input', {name: 'state', required: true, autofocus: true, autocomplete: 'off', pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}'})),
-      element('button', {type: 'submit', class: 'main'}, 'Save this state'), refusal('save')),
+    element(
+      'form',
+      {class: 'row', onsubmit: save},
+      element(
+        'label',
+        {},
+        'Name',
+        element('input', {
+          name: 'state',
+          required: true,
+          autofocus: true,
+          autocomplete: 'off',
+          pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}',
+        }),
+      ),
+      element('button', {type: 'submit', class: 'main'}, 'Save this state'),
+      refusal('save'),
+    ),
     refusal('load'),
-    states.length === 0 ? element('p', {class: 'empty'}, 'No state has been saved yet.')
-      : element('ul', {class: 'states'}, states.map(({state, saved}) => element('li', {'data-key': state},
-        element('b', {}, state), element('span', {class: 'hint'}, saved.replace('T', ' ')),
-        button('Go back to it…', () => load(state), {class: 'small'}), button('Forget…', () => forget(state), {class: 'small danger'})))),
+    states.length === 0
+      ? element('p', {class: 'empty'}, 'No state has been saved yet.')
+      : element(
+          'ul',
+          {class: 'states'},
+          states.map(({state, saved}) =>
+            element(
+              'li',
+              {'data-key': state},
+              element('b', {}, state),
+              element('span', {class: 'hint'}, saved.replace('T', ' ')),
+              button('Go back to it…', () => load(state), {class: 'small'}),
+              button('Forget…', () => forget(state), {class: 'small danger'}),
+            ),
+          ),
+        ),
   ]);
 }
 
 export async function open() {
   if (dialog) return close();
-  dialog = element('dialog', {id: 'states', 'aria-label': 'Saved states', oncancel: (event) => {
-    event.preventDefault();
-    close();
-  }});
+  dialog = element('dialog', {
+    id: 'states',
+    'aria-label': 'Saved states',
+    oncancel: (event) => {
+      event.preventDefault();
+      close();
+    },
+  });
   show();
   openDialog(dialog);
   await refresh();
@@ -61,4 +98,3 @@ export async function open() {
 export function start() {
   follow(['states', 'acts'], show);
 }
-

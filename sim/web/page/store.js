@@ -3,7 +3,9 @@
 
 export const known = {};
 const followers = [];
-let changed = new Set(), pending = {}, asked = false;
+let changed = new Set();
+let pending = {};
+let asked = false;
 
 /** Calls `show` in the next frame after one of the parts has changed. Logs arrive as its argument. */
 export function follow(parts, show) {
@@ -11,7 +13,8 @@ export function follow(parts, show) {
 }
 
 function showAll() {
-  const parts = changed, logs = pending;
+  const parts = changed;
+  const logs = pending;
   changed = new Set();
   pending = {};
   asked = false;
@@ -43,7 +46,7 @@ export function take({anew, ...news}) {
     touch('anew');
   }
   for (const [part, value] of Object.entries(news)) {
-    if (kLogs.includes(part)) pending[part] = [...pending[part] ?? [], ...value];
+    if (kLogs.includes(part)) pending[part] = [...(pending[part] ?? []), ...value];
     else keep(part, value);
     touch(part);
   }
@@ -59,5 +62,5 @@ export function put(part, value) {
 export const isAway = () => known.live === false || Boolean(known.gone);
 export const cageOf = (port) => known.board?.cages.find((cage) => cage.port === port);
 export const linkOf = (port) => known.board?.links.find((link) => link.port === port);
-export const slotOf = (port) => port < 24 ? Math.floor(port / 8) + 1 : 0;
-export const boardIn = (slot) => slot === 0 ? 'main' : known.board?.slots[slot - 1].board;
+export const slotOf = (port) => (port < 24 ? Math.floor(port / 8) + 1 : 0);
+export const boardIn = (slot) => (slot === 0 ? 'main' : known.board?.slots[slot - 1].board);

@@ -8,7 +8,8 @@ import {degrees, ledName, ledState, plural, supplyText} from './words.js';
 // The board's values and their last minutes. A click selects what a value belongs to.
 
 const kViews = ['requests', 'faults'];
-let ahead = 0, clockShown;  // of the board's clock to ours
+let ahead = 0;
+let clockShown; // of the board's clock to ours
 
 function clockText({i2c}) {
   if (!i2c.clock_present) return 'no chip';
@@ -18,18 +19,36 @@ function clockText({i2c}) {
 }
 
 function reading(part, name, value, curve, state = '') {
-  return element('button', {type: 'button', class: 'reading ' + state, 'data-key': part, 'data-strip': part,
-    'aria-pressed': String(isSelected(part)), onclick: () => kViews.includes(part) ? dock.open(part) : select(part === 'leds' ? 'led-system' : part)},
-    element('span', {class: 'name'}, name), element('span', {class: 'value'}, value), curve);
+  return element(
+    'button',
+    {
+      type: 'button',
+      class: 'reading ' + state,
+      'data-key': part,
+      'data-strip': part,
+      'aria-pressed': String(isSelected(part)),
+      onclick: () => (kViews.includes(part) ? dock.open(part) : select(part === 'leds' ? 'led-system' : part)),
+    },
+    element('span', {class: 'name'}, name),
+    element('span', {class: 'value'}, value),
+    curve,
+  );
 }
 
 /** All LEDs as lanes, in which a lamp test is seen. */
 function lights({panel}) {
   const names = ['system', 'alarm', 'power_1', 'power_2', 'ring_master', 'ring_fail'];
   const lit = names.filter((name) => panel[name]);
-  return reading('leds', 'LEDs', lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? ' blinks' : '')).join(', ') : 'all off',
-    element('span', {class: 'lanes', title: names.map((name) => `${ledName(name)} ${ledState(panel[name])}`).join(', ')},
-      names.map((name) => sparkline('led-' + name, {lowest: 0, highest: 1, steps: true}))));
+  return reading(
+    'leds',
+    'LEDs',
+    lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? ' blinks' : '')).join(', ') : 'all off',
+    element(
+      'span',
+      {class: 'lanes', title: names.map((name) => `${ledName(name)} ${ledState(panel[name])}`).join(', ')},
+      names.map((name) => sparkline('led-' + name, {lowest: 0, highest: 1, steps: true})),
+    ),
+  );
 }
 
 function show() {
@@ -39,10 +58,22 @@ function show() {
   if (clockShown !== i2c.clock) ahead = Date.parse((clockShown = i2c.clock) + 'Z') - Date.now();
   const step = {lowest: 0, highest: 1, steps: true};
   patch(find('#strip'), [
-    reading('sensor', 'Temperature', i2c.sensor_present ? degrees(i2c.temperature) : 'no sensor', sparkline('temperature', {lowest: 20, highest: 45}),
-      !i2c.sensor_present ? 'warn' : ''),
-    ...supplies.map((supply) => reading('supply' + supply.supply, 'Supply ' + supply.supply, supplyText(supply), sparkline('supply' + supply.supply, step),
-      supply.good && supply.type !== 'none' ? '' : 'warn')),
+    reading(
+      'sensor',
+      'Temperature',
+      i2c.sensor_present ? degrees(i2c.temperature) : 'no sensor',
+      sparkline('temperature', {lowest: 20, highest: 45}),
+      !i2c.sensor_present ? 'warn' : '',
+    ),
+    ...supplies.map((supply) =>
+      reading(
+        'supply' + supply.supply,
+        'Supply ' + supply.supply,
+        supplyText(supply),
+        sparkline('supply' + supply.supply, step),
+        supply.good && supply.type !== 'none' ? '' : 'warn',
+      ),
+    ),
     reading('led-alarm', 'Alarm', ledState(panel.alarm), sparkline('led-alarm', step), panel.alarm ? 'bad' : ''),
     lights(board),
     reading('clock', 'Clock (UTC)', clockText(board), null, i2c.clock_present ? '' : 'warn'),
@@ -58,4 +89,3 @@ export function start() {
   follow(['board', 'selected', 'live', 'gone', 'rate'], show);
   setInterval(() => document.hidden || show(), 1000);
 }
-

@@ -40,7 +40,10 @@ export const kResults = [
   [0xfffa, 'FW_I2C_BUSY', 'the bus is busy'],
 ];
 export const kEffects = {
-  refused: 'the kernel refuses it (EIO)', busy: 'busy', closed: 'the node does not open', killed: 'the program is killed',
+  refused: 'the kernel refuses it (EIO)',
+  busy: 'busy',
+  closed: 'the node does not open',
+  killed: 'the program is killed',
 };
 
 /** A result in words; a negative one is the kernel's refusal. */
@@ -50,8 +53,7 @@ export function resultText(result, error) {
   const known = kResults.find(([value]) => value === result);
   return known ? known[1] : String(result);
 }
-export const faultResult = (result) =>
-  typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result);
+export const faultResult = (result) => (typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result));
 
 const kLeds = {system: 'SYS', alarm: 'ALM', power_1: 'PWR1', power_2: 'PWR2', ring_master: 'RM', ring_fail: 'RF'};
 export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
