@@ -8,14 +8,11 @@ namespace {
 
 constexpr std::chrono::seconds kSilence{2};  // after it the connection is tried
 
-/** A JSON object that is written member by member. */
-struct ObjectText {
-  std::string text;
-  void add(const std::string &name, const std::string &value) {
-    text += text.empty() ? "{\"" : ",\"";
-    text += name + "\":" + value;
-  }
-};
+// Adds a member to the text of a JSON object, which lacks its brackets.
+void add_member(std::string &object, const std::string &name, const std::string &value) {
+  if (!object.empty()) object += ',';
+  object += '"' + name + "\":" + value;
+}
 
 }  // namespace
 
@@ -41,42 +38,62 @@ void News::publish() {
   published_.notify_all();
 }
 
-// A reader that comes too late for some entries of a log gets their number instead.
-std::string News::news_for(Reader &reader) const {
-  ObjectText news;
+std::string News::parts_for(Reader &reader) const {
+  std::string news;
   for (const auto &[name, part] : parts_) {
-    if (part.version > reader.version) news.add(name, part.text);
+    if (part.version > reader.version) add_member(news, name, part.text);
   }
   reader.version = version_;
-  for (const auto &[name, log] : logs_) {
-    if (name == kRequestsLog && !reader.wants_requests) continue;
-    bool is_first = !reader.known.contains(name);
-    uint64_t &known = reader.known[name];
-    uint64_t oldest = log.count - log.entries.size();
-    if (known < oldest && !is_first) news.add(name + "_missed", std::to_string(oldest - known));
-    known = std::max(known, oldest);
-    if (known == log.count) continue;
-    std::string entries;
-    for (; known < log.count; ++known) {
-      entries += entries.empty() ? "[" : ",";
-      entries += log.entries[known - oldest];
-    }
-    news.add(name, entries + "]");
-  }
-  return news.text.empty() ? news.text : news.text + '}';
+  return news;
 }
 
-std::string News::next(Reader &reader) {
+// A reader that comes too late for some entries of a log gets their number instead.
+std::string News::entries_for(Reader &reader, const std::string &name, const Log &log) {
+  std::string news;
+  bool is_first = !reader.known.contains(name);
+  uint64_t &known = reader.known[name];
+  uint64_t oldest = log.count - log.entries.size();
+  if (known < oldest && !is_first) add_member(news, name + "_missed", std::to_string(oldest - known));
+  known = std::max(known, oldest);
+  if (known == log.count) return news;
+  std::string entries;
+  for (; known < log.count; ++known) {
+    entries += entries.empty() ? '[' : ',';
+    entries += log.entries[known - oldest];
+  }
+  add_member(news, name, entries + ']');
+  return news;
+}
+
+std::vector<std::string> News::news_for(Reader &reader) const {
+  std::string news = parts_for(reader);
+  std::string requests;
+  for (const auto &[name, log] : logs_) {
+    if (name == kRequestsLog) {
+      if (reader.wants_requests) requests = entries_for(reader, name, log);
+      continue;
+    }
+    std::string entries = entries_for(reader, name, log);
+    if (!news.empty() && !entries.empty()) news += ',';
+    news += entries;
+  }
+  std::vector<std::string> objects;
+  if (!news.empty()) objects.push_back('{' + news + '}');
+  if (!requests.empty()) objects.push_back('{' + requests + '}');
+  return objects;
+}
+
+std::vector<std::string> News::next(Reader &reader) {
   auto end = std::chrono::steady_clock::now() + kSilence;
-  std::string text;
+  std::vector<std::string> news;
   std::unique_lock lock(mutex_);
-  while (text.empty()) {
+  while (news.empty()) {
     bool has_turned = published_.wait_until(lock, end, [&] { return turn_ != reader.turn; });
     if (!has_turned) break;
     reader.turn = turn_;
-    text = news_for(reader);
+    news = news_for(reader);
   }
-  return text;
+  return news;
 }
 
 }  // namespace zelsim::web

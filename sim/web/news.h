@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 // The news that many pages follow, kept once. Of a part only the last state counts; of a log each entry counts.
 
@@ -32,8 +33,9 @@ class News {
   void add(const std::string &log, const std::string &text, size_t most);
   /** Gives the readers what was put and added. */
   void publish();
-  /** What is new to a reader, as a JSON object. Waits for it; empty if nothing is new for some seconds. */
-  std::string next(Reader &reader);
+  /** What is new to a reader: JSON objects, of which the requests have one of their own. Waits for news; nothing if there
+   *  are none for some seconds. */
+  std::vector<std::string> next(Reader &reader);
 
  private:
   struct Part {
@@ -44,7 +46,9 @@ class News {
     std::deque<std::string> entries;
     uint64_t count = 0;  // of all entries that were ever added
   };
-  std::string news_for(Reader &reader) const;
+  std::string parts_for(Reader &reader) const;
+  static std::string entries_for(Reader &reader, const std::string &name, const Log &log);
+  std::vector<std::string> news_for(Reader &reader) const;
 
   std::mutex mutex_;
   std::condition_variable published_;

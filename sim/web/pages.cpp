@@ -83,9 +83,10 @@ void stream(Source &source, const HttpRequest &request, HttpResponse &response) 
   }
   auto open = std::make_shared<Stream>(source, request.has_param("requests"));
   auto next = [open](size_t, httplib::DataSink &sink) {
-    std::string news = open->source.news.next(open->reader);
-    std::string event = news.empty() ? ":\n\n" : "data: " + news + "\n\n";
-    return sink.is_writable() && sink.write(event.data(), event.size());
+    std::string events;
+    for (const std::string &news : open->source.news.next(open->reader)) events += "data: " + news + "\n\n";
+    if (events.empty()) events = ":\n\n";
+    return sink.is_writable() && sink.write(events.data(), events.size());
   };
   response.set_chunked_content_provider("text/event-stream", next, [open](bool) {});
 }

@@ -1,8 +1,9 @@
 #include "requests.h"
 
+#include <algorithm>
 #include <cstring>
 
-#include "trace.h"
+#include "request_entry.h"
 #include "web.h"
 
 namespace zelsim::web {
@@ -10,49 +11,12 @@ namespace {
 
 constexpr size_t kMostRequests = 4000;
 
-// Behind the record stand the bytes of the request before and after; of any other call a text.
-std::string line_of(const TraceRecord &record, const std::string &bytes) {
-  if (record.node == Node::None) return bytes;
-  RequestEvent event = {};
-  event.node = record.node;
-  event.number = record.number;
-  event.request = request_of(record.node, record.number);
-  event.result = record.result;
-  event.error = record.error;
-  event.address = record.address;
-  size_t half = std::min(bytes.size() / 2, sizeof event.before);
-  std::memcpy(event.before, bytes.data(), half);
-  std::memcpy(event.after, bytes.data() + bytes.size() / 2, half);
-  constexpr size_t kLongestLine = 1024;
-  char text[kLongestLine];
-  return {text, request_line(event, text, sizeof text)};
-}
-
-Json entry_of(const TraceRecord &record, const std::string &bytes) {
-  std::string program(record.program, strnlen(record.program, sizeof record.program));
-  Json entry = {{"at", static_cast<double>(record.at_us) / 1000},
-                {"pid", record.process},
-                {"program", program},
-                {"us", record.duration_us},
-                {"line", line_of(record, bytes)},
-                {"result", record.result == kNoTraceResult ? Json() : Json(record.result)}};
-  if (record.result < 0 && record.result != kNoTraceResult) {
-    const char *name = strerrorname_np(record.error);
-    entry["error"] = name != nullptr ? name : std::to_string(record.error);
-  }
-  if (record.fault != 0) entry["fault"] = record.fault;
-  if (record.has_record != 0 && !bytes.empty()) {
-    auto half = std::span(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size() / 2);
-    entry["before"] = hex_text(half);
-  }
-  return entry;
-}
-
 }  // namespace
 
-// Takes the bytes that were written since, and asks for more. False if there was no room for all of them: what is there
-// is taken all the same. Programs wait meanwhile.
-bool Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
+// Takes the bytes that were written since, and asks for more. If there was no room for all of them, what is there is
+// taken all the same. Programs wait meanwhile. Where much comes, the next look is later: what is looked at costs time that
+// programs want.
+void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   constexpr uint32_t kLongestRecord = 1024;
   constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
   Board &board = *attached->board;
@@ -67,17 +31,21 @@ bool Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   uint32_t size = watch.written - position_;
   uint32_t begin = position_ % kWatchedBytes;
   position_ = watch.written;
-  if (size > kWatchedBytes) return false;  // other readers asked for more, too, and it is overwritten
+  constexpr uint32_t kMuch = kWatchedBytes / 4;
+  constexpr std::chrono::milliseconds kRest{90};
+  if (size > kMuch) look_at_ = Clock::now() + kRest;
+  if (size == 0) return;
+  Taken &taken = untold_.emplace_back();
+  taken.misses_more = size >= kRoom;
+  if (size > kWatchedBytes) return;  // other readers asked for more, too, and it is overwritten
   uint32_t before_end = std::min(size, kWatchedBytes - begin);
   const auto *records = reinterpret_cast<const char *>(watch.records);
-  untold_.append(records + begin, before_end);
-  untold_.append(records, size - before_end);
-  return size < kRoom;
+  taken.bytes.append(records + begin, before_end);
+  taken.bytes.append(records, size - before_end);
 }
 
-bool Requests::tell(News &news) {
-  std::string bytes = std::move(untold_);
-  untold_.clear();
+void Requests::tell(const Taken &taken, News &news) const {
+  const std::string &bytes = taken.bytes;
   size_t at = 0;
   while (at + sizeof(TraceRecord) <= bytes.size()) {
     TraceRecord record = {};
@@ -85,21 +53,21 @@ bool Requests::tell(News &news) {
     bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
     if (!whole) break;
     std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
-    news.add(kRequestsLog, text_of(entry_of(record, rest)), kMostRequests);
+    news.add(kRequestsLog, entry_of(traced_call(record, rest)), kMostRequests);
     at += record.size;
   }
-  return !bytes.empty();
+  if (taken.misses_more) news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
 }
 
 bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
-  constexpr std::chrono::milliseconds kPause{300};
-  bool all_taken = take_bytes(attached);
+  constexpr std::chrono::milliseconds kPause{250};
   Clock::time_point now = Clock::now();
-  if (all_taken && now - told_at_ < kPause) return false;
-  bool has_told = tell(news);
-  if (!all_taken) news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
-  if (has_told || !all_taken) told_at_ = now;
-  return has_told || !all_taken;
+  if (attached_ != attached || now >= look_at_) take_bytes(attached);
+  if (untold_.empty() || now - told_at_ < kPause) return false;
+  for (const Taken &taken : untold_) tell(taken, news);
+  untold_.clear();
+  told_at_ = now;
+  return true;
 }
 
 bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news) {

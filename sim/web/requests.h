@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "attached.h"
 #include "news.h"
@@ -21,12 +22,18 @@ class Requests {
 
  private:
   using Clock = std::chrono::steady_clock;
-  bool take_bytes(const std::shared_ptr<const Attached> &attached);
-  bool tell(News &news);
+  /** Records that were found at one look. */
+  struct Taken {
+    std::string bytes = {};
+    bool misses_more = false;  // there was no room for what followed
+  };
+  void take_bytes(const std::shared_ptr<const Attached> &attached);
+  void tell(const Taken &taken, News &news) const;
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
-  std::string untold_ = {};  // records that are not in the log yet
+  std::vector<Taken> untold_ = {};  // not in the log yet
+  Clock::time_point look_at_ = {};  // not before
   Clock::time_point told_at_ = {};
   std::shared_ptr<const Attached> counted_ = {};  // whose requests `requests_` are
   uint32_t requests_ = 0;

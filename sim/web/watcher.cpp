@@ -21,6 +21,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kChangesTurn = 33ms;   // that changes
 constexpr auto kRequestsTurn = 30ms;  // whose requests are recorded
 constexpr auto kAbsence = 500ms;      // that is gone
+constexpr auto kTimesTurn = 1s;       // where only its times advance
 
 uint32_t changes_of(const Attached &attached) {
   return __atomic_load_n(&attached.board->watch.changes, __ATOMIC_SEQ_CST);
@@ -41,6 +42,8 @@ class Watcher : public Source {
   bool is_same() const;
   void attach();
   void publish_parts();
+  void put_board(const Board &board);
+  bool times_are_due() const { return times_wait_ && Clock::now() - put_at_ >= kTimesTurn; }
   void await_news();
 
   const std::string board_;
@@ -48,6 +51,10 @@ class Watcher : public Source {
   std::filesystem::path folder_;              // of the attached board
   ino_t state_file_ = 0;
   uint32_t seen_ = 0;  // number of the changes that are published
+  Json put_ = {};      // the board as it was put last, without its times
+  int64_t put_shift_us_ = 0;
+  Clock::time_point put_at_ = {};
+  bool times_wait_ = false;  // they have advanced, and nothing else has changed
   Sectors sectors_ = {};
   Requests requests_;
   Activity activity_;
@@ -73,13 +80,30 @@ std::unique_ptr<Board> copy_of(Board &board) {
   return copy;
 }
 
+// Pages let the clock run by themselves. It also advances by the pauses of programs, with each of their steps: where nothing
+// else has changed, the times are put once a second.
+void Watcher::put_board(const Board &board) {
+  const Json document = tool::document_of(board, folder_);
+  Json rest = document;
+  rest.erase("paused_us");
+  rest["i2c"].erase("clock");
+  int64_t shift_us = board.i2c.clock.shift_us;
+  bool only_times = rest == put_ && shift_us == put_shift_us_;
+  times_wait_ = only_times && Clock::now() - put_at_ < kTimesTurn;
+  if (times_wait_) return;
+  news.put("board", text_of(document));
+  put_ = std::move(rest);
+  put_shift_us_ = shift_us;
+  put_at_ = Clock::now();
+}
+
 // Programs wait only while the board is copied.
 void Watcher::publish_parts() {
   try {
     attach();
     seen_ = changes_of(*attached_);
     std::unique_ptr<Board> board = copy_of(*attached_->board);
-    news.put("board", text_of(tool::document_of(*board, folder_)));
+    put_board(*board);
     news.put("picture", text_of(tool::panel_picture(*board)));
     news.put("regions", text_of(tool::regions_of(board->flash)));
     news.put("sectors", text_of(sectors_document(folder_, *board, sectors_)));
@@ -97,16 +121,16 @@ void Watcher::await_news() {
   while (is_same() && changes_of(*attached_) == seen_) {
     if (readers_of_requests() == 0) {
       await_change(*attached_->board, seen_);
-      if (requests_.count_rate(attached_, news) || activity_.is_waiting()) return;
+      if (requests_.count_rate(attached_, news) || activity_.is_waiting() || times_are_due()) return;
     } else {
       std::this_thread::sleep_for(kRequestsTurn);
-      if (requests_.take(attached_, news)) return;
+      if (requests_.take(attached_, news) || times_are_due()) return;
     }
   }
 }
 
 void Watcher::turn() {
-  if (!is_same() || changes_of(*attached_) != seen_) publish_parts();
+  if (!is_same() || changes_of(*attached_) != seen_ || times_are_due()) publish_parts();
   if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news);
   if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, copy_of(*attached_->board), news);
   if (attached_ != nullptr) requests_.count_rate(attached_, news);

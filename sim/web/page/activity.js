@@ -106,7 +106,7 @@ export function start() {
     element('p', {id: 'activity-empty', class: 'empty'}, 'Nothing has been changed yet.'),
   );
   follow(['activity', 'anew'], take);
-  follow(['log', 'acts', 'tab', 'board'], () => {
+  follow(['log', 'acts', 'tab'], () => {
     showLog();
     showFoot();
   });

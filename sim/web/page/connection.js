@@ -19,6 +19,7 @@ export function follow(board, takeRack) {
   feed = window.SharedWorker ? new SharedWorker('/feed.js', {type: 'module', name: 'zelboard'}).port : channel.port1;
   if (!window.SharedWorker) serve(channel.port2);
   feed.onmessage = ({data}) => {
+    if (typeof data === 'string') return take(JSON.parse(data));
     if (data.live !== undefined && data.live !== known.live) put('since', new Date());
     if (!takeRack) return take(data);
     take({live: data.live ?? known.live});

@@ -80,6 +80,7 @@ const command = () => {
 };
 
 function showForm() {
+  if (!dock.isOpen('faults')) return;
   const names = [...new Set(requestsOf().map(({request}) => request))];
   patch(find('#fault-form'), [
     element(
@@ -116,6 +117,7 @@ function showTable() {
   const faults = known.board?.faults ?? [];
   const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
   dock.count('faults', faults.length ? `${faults.length}${hits ? `, ${plural(hits, 'hit')}` : ''}` : '', true);
+  if (!dock.isOpen('faults')) return;
   patchList(
     find('#fault-table'),
     faults.length === 0
@@ -177,6 +179,6 @@ function showTable() {
 export function start() {
   dock.add('faults', 'Faults', element('div', {id: 'fault-form'}), element('div', {id: 'fault-table'}));
   ask('requests').then(({requests}) => put('callables', requests));
-  follow(['callables', 'fault-form', 'acts', 'board'], showForm);
-  follow(['board', 'acts'], showTable);
+  follow(['callables', 'fault-form', 'acts', 'board', 'tab'], showForm);
+  follow(['board', 'acts', 'tab'], showTable);
 }

@@ -2,13 +2,16 @@
 // board that is looked at.
 
 const kRetry = 1000;
+const kKeptText = 2e6; // characters of requests, for a page that is opened later
 
 class Feed {
   constructor(query) {
     this.query = query;
     this.pages = new Map(); // and whether they want requests
     this.known = {}; // parts, but no logs
-    this.logs = {};
+    this.activity = [];
+    this.requests = [];
+    this.requestsSize = 0;
   }
 
   wants() {
@@ -24,10 +27,13 @@ class Feed {
     this.source?.close();
     this.asked = this.wants();
     const source = (this.source = new EventSource(`/api/events?${this.query}${this.asked ? '&requests' : ''}`));
-    this.logs = {};
+    this.activity = [];
+    this.requests = [];
+    this.requestsSize = 0;
     let first = true;
     source.onopen = () => this.tell({live: (this.known.live = true)});
     source.onmessage = ({data}) => {
+      if (data.startsWith('{"requests')) return this.tellRequests(data);
       const news = JSON.parse(data);
       this.keep(news);
       this.tell(first ? {...news, anew: true} : news);
@@ -40,17 +46,23 @@ class Feed {
     };
   }
 
-  keep(news) {
-    for (const [name, value] of Object.entries(news)) {
-      if (['requests', 'activity'].includes(name)) this.logs[name] = [...(this.logs[name] ?? []), ...value].slice(-4000);
-      else this.known[name] = value;
-    }
+  // Requests come by the thousand: they go on as the text that they are, to the pages that show them.
+  tellRequests(text) {
+    this.requests.push(text);
+    this.requestsSize += text.length;
+    while (this.requestsSize > kKeptText) this.requestsSize -= this.requests.shift().length;
+    for (const [page, wants] of this.pages) if (wants) page.postMessage(text);
+  }
+
+  keep({activity, ...parts}) {
+    if (activity) this.activity = [...this.activity, ...activity].slice(-300);
+    Object.assign(this.known, parts);
   }
 
   listen(page, {requests}) {
     if (!this.pages.has(page) && this.source) {
-      const {requests: lines, ...logs} = this.logs;
-      page.postMessage({...this.known, ...logs, ...(requests && lines ? {requests: lines} : {}), anew: true});
+      page.postMessage({...this.known, activity: this.activity, anew: true});
+      if (requests) for (const text of this.requests) page.postMessage(text);
     }
     this.pages.set(page, requests);
     if (!this.source || this.wants() !== this.asked) this.connect();

@@ -9,6 +9,7 @@ import {follow, isAway, known} from './store.js';
 
 const blocks = new Map(); // name to its element
 const buttons = new Map(); // part to its button
+let shown = ''; // the drawing
 
 /** The shapes that the drawing uses stand once on the page. */
 function showShapes(drawing) {
@@ -139,6 +140,12 @@ export const legend = () => blocks.get('legend')?.svg.cloneNode(true);
 
 function show() {
   if (!known.picture || !known.board) return;
+  if (shown !== known.picture) draw();
+  shown = known.picture;
+  showSelection();
+}
+
+function draw() {
   const drawing = new DOMParser().parseFromString(known.picture, 'image/svg+xml').documentElement;
   showShapes(drawing);
   const held = document.activeElement?.dataset?.part;
@@ -157,14 +164,17 @@ function show() {
     const first = buttons.get(there.has(firstPart()) ? firstPart() : [...there][0]);
     if (first) first.tabIndex = 0;
   }
-  showSelection();
+}
+
+function setAttribute(node, name, value) {
+  if (node.getAttribute(name) !== value) node.setAttribute(name, value);
 }
 
 function showSelection() {
   if (!known.board) return;
   for (const [part, node] of buttons) {
-    node.setAttribute('aria-label', describe(part));
-    node.setAttribute('aria-pressed', String(isSelected(part)));
+    setAttribute(node, 'aria-label', describe(part));
+    setAttribute(node, 'aria-pressed', String(isSelected(part)));
   }
   find('#panel').classList.toggle('placing', isPlacing());
 }

@@ -5,8 +5,14 @@ import {hex, resultText} from './words.js';
 const kLine = /^(gpio|i2c|flash) 0x([0-9A-Fa-f]{2}) (\S+) ?(.*)$/;
 const kAccess = /^(open|close|read|write|lseek) (gpio|i2c|flash)|^(flash) (read|write|lseek) (.*)$/;
 
-/** @return the entry with its node, name, rest, address and whether it failed */
+const kRequest = /^(gpio|i2c|flash) 0x/;
+
+/** Whether a call failed: the kernel refused it, or the driver answered so. */
+export const hasFailed = ({line, result}) => Boolean(result) && (result < 0 || kRequest.test(line));
+
+/** @return the entry with its node, name, rest, address and result in words. It is taken apart when it is first looked at. */
 export function parse(entry) {
+  if (entry.node) return entry;
   const text = entry.line;
   const request = text.match(kLine);
   const access = text.match(kAccess);
@@ -19,10 +25,6 @@ export function parse(entry) {
     Object.assign(entry, {node: 'other', name: text.split(' ')[0], rest: text.split(' ').slice(1).join(' ')});
   }
   entry.address = addressOf(entry);
-  entry.failed =
-    entry.result !== null &&
-    entry.result !== undefined &&
-    (entry.result < 0 || (entry.number !== undefined && entry.result !== 0));
   entry.resultText = resultOf(entry);
   return entry;
 }

@@ -5,17 +5,21 @@ import * as dock from './dock.js';
 import {button, copyButton, element, find, patch} from './dom.js';
 import {openFaults, targetFor} from './faults.js';
 import {hexRows} from './hex.js';
-import {bytesOf, chipName, fieldsOf, parse, partOf, targetOf} from './request_line.js';
+import {bytesOf, chipName, fieldsOf, hasFailed, parse, partOf, targetOf} from './request_line.js';
 import {describe, select} from './selection.js';
 import {follow, known, put} from './store.js';
 import {duration, hex, plural, timeOfDay} from './words.js';
 
 // What programs ask of the drivers: a list that is searched.
 
-// Only the lines near those that are seen are drawn: drawing takes time from the programs that are watched.
+// Only the lines near those that are seen are taken apart and drawn: that takes time from the programs that are watched.
 const kKept = 5000;
-const kDrawn = 80;
 const kMore = 100;
+const kLineHeight = 24;
+// Where more lines come than are seen they are drawn when no more have come for a moment, and at last after so long.
+const kMoment = 300; // milliseconds
+const kLongest = 1000;
+const kSpare = 8; // lines above those that are seen, for a scroll bar
 const kNear = 200; // lines; the last one pixels
 let entries = [];
 let passing = [];
@@ -23,6 +27,8 @@ let list;
 let opened = null;
 let number = 0;
 let waiting = 0; // lines at the end of those that pass, not drawn yet
+let floodSince = null; // when the first line came that is not drawn yet
+let drawing; // a timer
 const programs = new Set();
 const failures = {count: 0};
 
@@ -41,15 +47,18 @@ function matcher() {
   }
 }
 
-const searched = (entry) => `${programName(entry)} ${entry.node} ${entry.name} ${entry.rest} ${entry.resultText}`;
+function searched(entry) {
+  const {node, name, rest, resultText} = parse(entry);
+  return `${programName(entry)} ${node} ${name} ${rest} ${resultText}`;
+}
 const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
 
 function passes(entry, expression) {
-  if (filter.node && entry.node !== filter.node) return false;
+  if (filter.node && parse(entry).node !== filter.node) return false;
   if (filter.program && entry.program !== filter.program) return false;
   if (filter.result === 'failed' && !entry.failed) return false;
   if (filter.result === 'fault' && !entry.fault) return false;
-  if (filter.result.startsWith('=') && entry.resultText !== filter.result.slice(1)) return false;
+  if (filter.result.startsWith('=') && parse(entry).resultText !== filter.result.slice(1)) return false;
   if (expression) {
     expression.lastIndex = 0;
     return expression.test(searched(entry));
@@ -80,6 +89,7 @@ function marked(text, expression) {
 // ---- lines
 
 function details(entry) {
+  parse(entry);
   const part = partOf(entry);
   const target = targetOf(entry);
   const fields = fieldsOf(entry);
@@ -141,6 +151,7 @@ function details(entry) {
 }
 
 function lineOf(entry, expression) {
+  parse(entry);
   const text = (value) => marked(value, expression);
   const toggle = () => {
     const line = list.querySelector(`[data-number="${entry.id}"]`);
@@ -192,6 +203,8 @@ function showState() {
   const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
   find('#requests-told').textContent = told;
   find('#requests-empty').hidden = seen > 0;
+  dock.count('requests', failures.count ? `${failures.count} failed` : '', true);
+  if (seen > 0) return;
   patch(
     find('#requests-empty'),
     total > 0
@@ -204,7 +217,6 @@ function showState() {
         ]
       : empty(),
   );
-  dock.count('requests', failures.count ? `${failures.count} failed` : '', true);
 }
 
 function empty() {
@@ -224,11 +236,15 @@ function showAll() {
   show();
 }
 
+/** The number of lines that are seen, and some more. */
+const room = () => Math.ceil(list.clientHeight / kLineHeight) + kSpare;
+
 function drawLast(expression = matcher()) {
   list.classList.toggle('searched', Boolean(expression));
-  list.replaceChildren(...passing.slice(-kDrawn).map((entry) => lineOf(entry, expression)));
+  list.replaceChildren(...passing.slice(-room()).map((entry) => lineOf(entry, expression)));
   opened = null;
   waiting = 0;
+  floodSince = null;
   toEnd();
   showNew();
 }
@@ -252,6 +268,18 @@ function drawLater() {
   showNew();
 }
 
+function drawFlood() {
+  clearTimeout(drawing);
+  const now = performance.now();
+  floodSince ??= now;
+  const pause = Math.min(kMoment, floodSince + kLongest - now);
+  drawing = setTimeout(() => {
+    floodSince = null;
+    if (follows() && !opened) drawLast();
+    else showNew();
+  }, pause);
+}
+
 // While somebody reads, lines wait at the end.
 function add(fresh) {
   const expression = matcher();
@@ -259,37 +287,42 @@ function add(fresh) {
   const following = follows() && !opened;
   passing = passing.concat(passed).slice(-kKept);
   waiting = Math.min(waiting + passed.length, passing.length);
-  if (following && waiting >= kDrawn) {
-    drawLast(expression);
+  if (following && waiting >= room()) {
+    drawFlood();
   } else if (following && waiting > 0) {
     drawLater();
-    while (list.children.length > kDrawn) list.firstChild.remove();
+    while (list.children.length > room()) list.firstChild.remove();
     toEnd();
   }
-  showNew();
+  if (!following) showNew();
   showState();
 }
 
+function forget() {
+  entries = [];
+  passing = [];
+  waiting = 0;
+  failures.count = 0;
+  list.replaceChildren();
+}
+
+function note(entry) {
+  entry.id = ++number;
+  entry.line ??= '… requests were missed';
+  entry.failed = hasFailed(entry);
+  if (entry.failed) ++failures.count;
+  if (!entry.program || programs.has(entry.program)) return;
+  programs.add(entry.program);
+  put('programs', programs.size);
+}
+
 function take({requests, anew}) {
-  if (!requests) return;
   if (!find('#requests-text')) show();
-  if (anew) {
-    entries = [];
-    passing = [];
-    waiting = 0;
-    failures.count = 0;
-    list.replaceChildren();
-  }
-  const fresh = requests.map((entry) => ({...parse({...entry, line: entry.line ?? '… requests were missed'}), id: ++number}));
-  for (const entry of fresh) {
-    if (entry.program && !programs.has(entry.program)) {
-      programs.add(entry.program);
-      put('programs', programs.size);
-    }
-    failures.count += entry.failed;
-  }
-  entries = entries.concat(fresh).slice(-kKept);
-  add(fresh);
+  if (anew) forget();
+  if (!requests) return;
+  requests.forEach(note);
+  entries = entries.concat(requests).slice(-kKept);
+  add(requests);
 }
 
 const textOf = (entry) =>
@@ -297,7 +330,7 @@ const textOf = (entry) =>
     entry.at ? timeOfDay(entry.at) : '',
     programName(entry),
     entry.line,
-    entry.resultText && '= ' + entry.resultText,
+    parse(entry).resultText && '= ' + entry.resultText,
     entry.us === undefined ? '' : `(${duration(entry.us)})`,
   ]
     .filter(Boolean)
@@ -334,7 +367,7 @@ function selectOf(name, label, options) {
 }
 
 function bar() {
-  const results = [...new Set(entries.map((entry) => entry.resultText))]
+  const results = [...new Set(entries.map((entry) => parse(entry).resultText))]
     .filter((text) => text && !/bytes$|^0x/.test(text))
     .slice(0, 12);
   return [
@@ -401,8 +434,8 @@ export function start() {
     tabindex: '0',
     'aria-label': 'Requests to the drivers',
     onscroll: () => {
-      if (list.scrollTop < kNear) drawEarlier();
       if (follows() && waiting > 0) drawLater();
+      else if (!follows() && list.scrollTop < kNear) drawEarlier();
     },
   });
   dock.add(
@@ -413,7 +446,7 @@ export function start() {
     element('div', {id: 'requests-empty', class: 'empty'}),
     button('', () => drawLast(), {id: 'requests-new', hidden: true}),
   );
-  follow(['requests'], take);
+  follow(['requests', 'anew'], take);
   follow(['programs', 'paused', 'tab'], show);
   follow(['board'], () => entries.length === 0 && showState());
 }

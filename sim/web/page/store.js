@@ -46,7 +46,7 @@ export function take({anew, ...news}) {
     touch('anew');
   }
   for (const [part, value] of Object.entries(news)) {
-    if (kLogs.includes(part)) pending[part] = [...(pending[part] ?? []), ...value];
+    if (kLogs.includes(part)) pending[part] = (pending[part] ?? []).concat(value);
     else keep(part, value);
     touch(part);
   }

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "trace.h"
+
+namespace zelsim::web {
+
+/** A call that a program has made, as the trace hands it over. */
+struct TracedCall {
+  TraceRecord record = {};
+  std::string text = {};    // of a call that is no request
+  RequestEvent event = {};  // of a request
+};
+
+/** The call with this record. Behind the record stand the bytes of the request before and after; of any other call a text. */
+TracedCall traced_call(const TraceRecord &record, const std::string &bytes);
+
+/** A call as JSON, for the pages' list. */
+std::string entry_of(const TracedCall &call);
+
+}  // namespace zelsim::web
