@@ -253,6 +253,21 @@ class Page(Server):
         eventually(lambda: len(numbers()) < drawn)
         eventually(lambda: numbers()[-1] == told())
 
+    def test_a_program_that_notices_is_shown(self):
+        zelsim("plug 5 1g-sx")
+        self.open("?tab=requests&select=port5")
+        self.find("#requests-empty code")
+        with subprocess.Popen((ZELSIM, "run", "--", ZELCTL, "monitor"), stdout=subprocess.DEVNULL) as monitor:
+            eventually(lambda: int(self.text("#requests-told") or 0) > 50)
+            self.click("#inspector [name=los5][value='1']")
+            self.says("#foot", "reads port 5: signal → no light")
+            monitor.terminate()
+        self.click("#tab-faults")
+        self.on_page("[...document.querySelectorAll('#foot button')].find((one) => one.innerText === 'Show the request').click()")
+        self.says("#lines .changed .line[aria-expanded=true]", "port 5: signal → no light")
+        self.says("#lines .changed .details", "Reads signals of slot 1")
+        self.assert_no_complaints()
+
     def test_the_card_keeps_out_of_the_way(self):
         self.hover("[data-part=port5]")
         eventually(lambda: self.is_shown("#card"))

@@ -214,6 +214,33 @@ class Interface(Server):
         self.assertEqual(found["zelsim fail gpio:SetRingMasterLed --count 1"]["who"], "shell")
         self.assertTrue(found["LED alarm: off → on"]["who"].startswith("zelctl["))
 
+    def test_what_a_program_reads_anew_is_told(self):
+        for line in ("plug 3 1g-sx", "plug 26 10g-sr"):
+            zelsim(line)
+        news = {}
+        self.follow(news, "requests")
+        eventually(lambda: "board" in news)
+        eventually(lambda: on_switch(ZELCTL, "led", "get", "alarm") and "requests" in news)
+
+        def reads():
+            seen = len(news["requests"])
+            for words in (("ports",), ("temperature",), ("power",)):
+                on_switch(ZELCTL, *words)
+            on_switch(ZELCTL, "led", "get", "ring-fail")
+            eventually(lambda: any("GetRingFailLed" in line["line"] for line in news["requests"][seen:]))
+            return news["requests"][seen:]
+
+        reads()
+        self.assertEqual([line for line in reads() if "changed" in line], [])
+        for line in ("set los 3 1", "set los 26 1", "set supply 1 failed", "set temperature 40"):
+            zelsim(line)
+        changed = [line for line in reads() if "changed" in line]
+        self.assertEqual({(line["reads"], line["changed"]) for line in changed}, {
+            ("signals of slot 1", "port 3: signal → no light"), ("signals of ports 24 to 27", "port 26: signal → no light"),
+            ("supplies", "supply 1: good → not good"), ("temperature", "temperature: 25.0 °C → 40.0 °C")})
+        told = {entry["request"]: (entry["who"], entry["text"]) for entry in news["activity"] if "request" in entry}
+        self.assertEqual(told, {line["n"]: (f"zelctl[{line['pid']}]", "reads " + line["changed"]) for line in changed})
+
 
 class Board(Server):
     def test_reset_goes_back_to_how_the_board_was_made(self):

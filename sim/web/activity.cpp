@@ -21,10 +21,14 @@ constexpr auto kQuiet = 2s;  // without a write: then the writing is over
 
 std::string text_in(const char *text, size_t size) { return {text, strnlen(text, size)}; }
 
+std::string program_text(const char *program, size_t size, uint32_t process) {
+  return text_in(program, size) + '[' + std::to_string(process) + ']';
+}
+
 std::string changer(const Board &board, Node node) {
   const ChangedBy &last = board.watch.changed_by[static_cast<unsigned>(node)];
   if (last.process == 0) return "a program";
-  return text_in(last.program, sizeof last.program) + '[' + std::to_string(last.process) + ']';
+  return program_text(last.program, sizeof last.program, last.process);
 }
 
 std::string led_text(uint8_t state) { return name_of("off|on|blinking", state); }
@@ -87,7 +91,13 @@ void Activity::add(News &news, const Entry &entry) {
   if (!entry.command.empty()) row["command"] = "zelsim " + entry.command;
   if (!entry.text.empty()) row["text"] = entry.text;
   if (!entry.undo.empty()) row["undo"] = split(entry.undo, ';');
+  if (entry.request != 0) row["request"] = entry.request;
   news.add("activity", text_of(row), kMostEntries);
+}
+
+void Activity::tell_reading(const TraceRecord &record, const std::string &changed, uint64_t request, News &news) {
+  std::string who = program_text(record.program, sizeof record.program, record.process);
+  add(news, {.at_us = record.at_us, .who = who, .text = "reads " + changed, .request = request});
 }
 
 // Returns true if one of the acts resets what programs had set.

@@ -14,6 +14,9 @@ class Activity {
  public:
   /** @param now  a copy of the board that is attached */
   void look(const std::shared_ptr<const Attached> &attached, std::unique_ptr<Board> now, News &news);
+  /** Tells that a program has read something anew.
+   *  @param request  its number in the list of requests */
+  void tell_reading(const TraceRecord &record, const std::string &changed, uint64_t request, News &news);
   /** True while a program writes to the flash: the end of it is told when nothing has changed for a while. */
   bool is_waiting() const { return !writer_.empty(); }
 
@@ -26,6 +29,7 @@ class Activity {
     std::string command = {};  // of zelsim
     std::string text = {};     // else what happened
     std::string undo = {};     // commands, separated by semicolons
+    uint64_t request = 0;      // number of the request that is told; 0: none
   };
   void add(News &news, const Entry &entry);
   bool tell_acts(const Board &now, News &news);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "readings.h"
 #include "web.h"
 
 // The lines of the pages' list of requests. They come by the thousand, and what they cost is taken from the programs:
@@ -73,9 +74,10 @@ TracedCall traced_call(const TraceRecord &record, const std::string &bytes) {
   return call;
 }
 
-std::string entry_of(const TracedCall &call) {
+std::string entry_of(const TracedCall &call, const ToldReading &reading, uint64_t number) {
   const TraceRecord &record = call.record;
   std::string json = "{\"at\":" + milliseconds(record.at_us);
+  add_number(json, "n", static_cast<int64_t>(number));
   add_number(json, "pid", record.process);
   add_text(json, "program", {record.program, strnlen(record.program, sizeof record.program)});
   add_number(json, "us", record.duration_us);
@@ -90,6 +92,9 @@ std::string entry_of(const TracedCall &call) {
     add_text(json, "error", name != nullptr ? name : std::to_string(record.error));
   }
   if (record.fault != 0) add_number(json, "fault", record.fault);
+  if (!reading.what.empty()) add_text(json, "reads", reading.what);
+  if (!reading.values.empty()) add_text(json, "values", reading.values);
+  if (!reading.changed.empty()) add_text(json, "changed", reading.changed);
   if (has_bytes(call)) add_text(json, "before", hex_text({call.event.before, record_size(*call.event.request)}));
   return json + '}';
 }

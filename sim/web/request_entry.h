@@ -17,7 +17,10 @@ struct TracedCall {
 /** The call with this record. Behind the record stand the bytes of the request before and after; of any other call a text. */
 TracedCall traced_call(const TraceRecord &record, const std::string &bytes);
 
-/** A call as JSON, for the pages' list. */
-std::string entry_of(const TracedCall &call);
+struct ToldReading;
+
+/** A call as JSON, for the pages' list.
+ *  @param number  of the call among those that were listed */
+std::string entry_of(const TracedCall &call, const ToldReading &reading, uint64_t number);
 
 }  // namespace zelsim::web

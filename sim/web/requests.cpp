@@ -25,6 +25,7 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   if (attached_ != attached) {
     position_ = watch.written;
     untold_.clear();
+    readings_ = {};
   }
   attached_ = attached;
   watch.wanted = watch.written + kRoom;
@@ -44,7 +45,15 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   taken.bytes.append(records, size - before_end);
 }
 
-void Requests::tell(const Taken &taken, News &news) const {
+void Requests::tell(const TracedCall &call, News &news, Activity &activity) {
+  ++count_;
+  const ToldReading reading = readings_.take(call);
+  news.add(kRequestsLog, entry_of(call, reading, count_), kMostRequests);
+  if (reading.is_of_world && !reading.changed.empty())
+    activity.tell_reading(call.record, reading.changed, count_, news);
+}
+
+void Requests::tell(const Taken &taken, News &news, Activity &activity) {
   const std::string &bytes = taken.bytes;
   size_t at = 0;
   while (at + sizeof(TraceRecord) <= bytes.size()) {
@@ -53,18 +62,18 @@ void Requests::tell(const Taken &taken, News &news) const {
     bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
     if (!whole) break;
     std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
-    news.add(kRequestsLog, entry_of(traced_call(record, rest)), kMostRequests);
+    tell(traced_call(record, rest), news, activity);
     at += record.size;
   }
   if (taken.misses_more) news.add(kRequestsLog, R"({"missed":true})", kMostRequests);
 }
 
-bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news) {
+bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news, Activity &activity) {
   constexpr std::chrono::milliseconds kPause{250};
   Clock::time_point now = Clock::now();
   if (attached_ != attached || now >= look_at_) take_bytes(attached);
   if (untold_.empty() || now - told_at_ < kPause) return false;
-  for (const Taken &taken : untold_) tell(taken, news);
+  for (const Taken &taken : untold_) tell(taken, news, activity);
   untold_.clear();
   told_at_ = now;
   return true;

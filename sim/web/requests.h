@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "activity.h"
 #include "attached.h"
 #include "news.h"
+#include "readings.h"
 
 namespace zelsim::web {
 
@@ -14,8 +16,9 @@ namespace zelsim::web {
 class Requests {
  public:
   /** Takes the requests since the last call, and asks for more. Adds them to the log a few times a second: each time
-   *  costs time that programs want. @return true if some were added */
-  bool take(const std::shared_ptr<const Attached> &attached, News &news);
+   *  costs time that programs want. What a program reads anew is told in the activity, too.
+   *  @return true if some were added */
+  bool take(const std::shared_ptr<const Attached> &attached, News &news, Activity &activity);
 
   /** Puts the number of requests a second, once a second. @return true when it has changed */
   bool count_rate(const std::shared_ptr<const Attached> &attached, News &news);
@@ -28,10 +31,13 @@ class Requests {
     bool misses_more = false;  // there was no room for what followed
   };
   void take_bytes(const std::shared_ptr<const Attached> &attached);
-  void tell(const Taken &taken, News &news) const;
+  void tell(const Taken &taken, News &news, Activity &activity);
+  void tell(const TracedCall &call, News &news, Activity &activity);
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
+  Readings readings_ = {};
+  uint64_t count_ = 0;              // of the calls in the log so far
   std::vector<Taken> untold_ = {};  // not in the log yet
   Clock::time_point look_at_ = {};  // not before
   Clock::time_point told_at_ = {};

@@ -124,14 +124,14 @@ void Watcher::await_news() {
       if (requests_.count_rate(attached_, news) || activity_.is_waiting() || times_are_due()) return;
     } else {
       std::this_thread::sleep_for(kRequestsTurn);
-      if (requests_.take(attached_, news) || times_are_due()) return;
+      if (requests_.take(attached_, news, activity_) || times_are_due()) return;
     }
   }
 }
 
 void Watcher::turn() {
   if (!is_same() || changes_of(*attached_) != seen_ || times_are_due()) publish_parts();
-  if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news);
+  if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news, activity_);
   if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, copy_of(*attached_->board), news);
   if (attached_ != nullptr) requests_.count_rate(attached_, news);
   news.publish();

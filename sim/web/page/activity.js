@@ -36,6 +36,16 @@ const script = () =>
     .map(({command}) => `${command} --board ${known.board?.board}`)
     .join('\n') + '\n';
 
+/** A button that shows the request in which a program has read something anew. */
+function requestButton({request}) {
+  if (!request) return null;
+  const show = () => {
+    dock.open('requests');
+    put('wanted', request);
+  };
+  return button('Show the request', show, {class: 'small'});
+}
+
 function line(entry) {
   return element(
     'li',
@@ -50,6 +60,7 @@ function line(entry) {
         'aria-label': `Undo: ${entry.command}`,
         title: entry.undo.join('; '),
       }),
+    requestButton(entry),
   );
 }
 
@@ -62,20 +73,30 @@ function showLog() {
   find('#activity-empty').hidden = entries.length > 0;
 }
 
+function footOf(entry) {
+  return [
+    element('span', {class: 'time'}, timeOfDay(entry.at, false)),
+    element('b', {}, entry.who),
+    element('span', {class: 'told'}, entry.command ?? entry.text),
+    entry.undo?.length > 0 && !entry.undone && button('Undo', () => undo(entry), {class: 'small', title: 'Undo (u)'}),
+    requestButton(entry),
+  ];
+}
+
+/** The last change. Where a program has noticed something since the last act, both stand there. */
 function showFoot() {
   const last = entries.at(-1);
+  if (!last)
+    return patch(find('#foot'), [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')]);
+  const act = last.request ? entries.findLast(isAct) : null;
   patchList(
     find('#foot'),
-    last
-      ? [
-          element('span', {class: 'time'}, timeOfDay(last.at, false)),
-          element('b', {}, last.who),
-          element('span', {class: 'told'}, last.command ?? last.text),
-          last.undo?.length > 0 && !last.undone && button('Undo', () => undo(last), {class: 'small', title: 'Undo (u)'}),
-          refusal('undo'),
-          button('All activity', () => dock.open('activity'), {class: 'small quiet'}),
-        ]
-      : [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')],
+    [
+      act && footOf(act),
+      footOf(last),
+      refusal('undo'),
+      button('All activity', () => dock.open('activity'), {class: 'small quiet'}),
+    ],
     '#foot button',
   );
 }

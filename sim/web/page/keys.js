@@ -56,7 +56,8 @@ export function openHelp() {
     element(
       'p',
       {},
-      'Choose a port with a module, then “Light: cut”. The program’s next look at it stands in the requests; what it changes stands in the activity line.',
+      'Choose a port with a module, then “Light: cut”. In the requests the line in which a program reads it has a ◆ ' +
+        'and says what has changed; the activity line at the bottom names the program and leads there.',
     ),
     element('h3', {}, 'Keys'),
     element(

@@ -49,7 +49,8 @@ function matcher() {
 
 function searched(entry) {
   const {node, name, rest, resultText} = parse(entry);
-  return `${programName(entry)} ${node} ${name} ${rest} ${resultText}`;
+  const {reads = '', changed = ''} = entry;
+  return `${programName(entry)} ${node} ${name} ${changed} ${rest} ${reads} ${resultText}`;
 }
 const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
 
@@ -58,6 +59,7 @@ function passes(entry, expression) {
   if (filter.program && entry.program !== filter.program) return false;
   if (filter.result === 'failed' && !entry.failed) return false;
   if (filter.result === 'fault' && !entry.fault) return false;
+  if (filter.result === 'changed' && !entry.changed) return false;
   if (filter.result.startsWith('=') && parse(entry).resultText !== filter.result.slice(1)) return false;
   if (expression) {
     expression.lastIndex = 0;
@@ -99,6 +101,8 @@ function details(entry) {
     'div',
     {class: 'details'},
     element('code', {}, entry.line),
+    entry.reads && element('p', {}, element('b', {}, `Reads ${entry.reads}`), entry.values ? `: ${entry.values}` : ''),
+    entry.changed && element('p', {}, element('b', {class: 'fresh'}, entry.changed), ` since ${entry.program} read it before`),
     element(
       'div',
       {class: 'row'},
@@ -150,6 +154,21 @@ function details(entry) {
   );
 }
 
+/** What is said when the pointer rests on a line. */
+function titleOf({name, rest, program, reads, values, changed}) {
+  const lines = [`${name} ${rest}`];
+  if (reads) lines.push(`Reads ${reads}${values ? `: ${values}` : ''}`);
+  if (changed) lines.push(`Changed since ${program} read it before: ${changed}`);
+  return lines.join('\n');
+}
+
+/** True where the fields of a request say what it reads; an address does not. */
+const hasNames = ({rest}) => rest.startsWith('{') && !rest.startsWith('{address');
+
+function classOf({node, failed, fault, changed}) {
+  return [node, failed && 'failed', fault && 'struck', changed && 'changed'].filter(Boolean).join(' ');
+}
+
 function lineOf(entry, expression) {
   parse(entry);
   const text = (value) => marked(value, expression);
@@ -165,7 +184,7 @@ function lineOf(entry, expression) {
   };
   return element(
     'li',
-    {class: `${entry.node}${entry.failed ? ' failed' : ''}${entry.fault ? ' struck' : ''}`, 'data-number': entry.id},
+    {class: classOf(entry), 'data-number': entry.id},
     element(
       'button',
       {type: 'button', class: 'line', 'aria-expanded': 'false', onclick: toggle},
@@ -174,9 +193,11 @@ function lineOf(entry, expression) {
       element('span', {class: 'node'}, text(entry.node)),
       element(
         'span',
-        {class: 'what', title: `${entry.name} ${entry.rest}`},
+        {class: 'what', title: titleOf(entry)},
         element('b', {}, text(entry.name)),
         ' ',
+        entry.changed && [element('b', {class: 'fresh'}, text(entry.changed)), ' '],
+        entry.reads && !hasNames(entry) && [element('i', {class: 'reads'}, text(entry.reads)), ' '],
         text(entry.rest),
       ),
       element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
@@ -246,6 +267,25 @@ function drawLast(expression = matcher()) {
   waiting = 0;
   floodSince = null;
   toEnd();
+  showNew();
+}
+
+/** Shows a request that the activity tells of: by its number on the server, which the line may not have reached yet. */
+function showWanted() {
+  const entry = known.wanted && entries.find(({n}) => n === known.wanted);
+  if (!entry) return;
+  put('wanted', null);
+  if (!passing.includes(entry)) setFilter({node: '', program: '', result: '', text: '', regex: ''});
+  const at = passing.indexOf(entry);
+  const end = Math.min(passing.length, at + kMore);
+  clearTimeout(drawing);
+  list.replaceChildren(...passing.slice(Math.max(0, at - kMore), end).map((one) => lineOf(one, matcher())));
+  waiting = passing.length - end;
+  opened = null;
+  const line = list.querySelector(`[data-number="${entry.id}"] .line`);
+  line.click();
+  line.scrollIntoView({block: 'center'});
+  line.focus();
   showNew();
 }
 
@@ -323,6 +363,7 @@ function take({requests, anew}) {
   requests.forEach(note);
   entries = entries.concat(requests).slice(-kKept);
   add(requests);
+  showWanted();
 }
 
 const textOf = (entry) =>
@@ -377,6 +418,7 @@ function bar() {
       ['', 'All results'],
       ['failed', 'Only failures'],
       ['fault', 'Struck by a fault'],
+      ['changed', 'Answer changed'],
       ...results.map((text) => ['=' + text, text]),
     ]),
     element('input', {
@@ -448,5 +490,6 @@ export function start() {
   );
   follow(['requests', 'anew'], take);
   follow(['programs', 'paused', 'tab'], show);
+  follow(['wanted'], showWanted);
   follow(['board'], () => entries.length === 0 && showState());
 }

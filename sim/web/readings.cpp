@@ -1,0 +1,215 @@
+#include "readings.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <string_view>
+
+#include "../../cli/text.h"
+
+namespace zelsim::web {
+namespace {
+
+/** A signal of a cage: its name in the tables of the expanders, and its two levels in words. */
+struct SignalWords {
+  std::string_view signal;
+  const char *low;
+  const char *high;
+};
+constexpr SignalWords kSignalWords[] = {
+    {"loss_of_signal", "signal", "no light"},
+    {"tx_fault", "transmitter good", "transmit fault"},
+    {"tx_disable", "transmitter on", "transmitter off"},
+    {"presence_line", "module", "no module"},
+};
+
+std::string port_text(unsigned port) { return "port " + std::to_string(port); }
+
+void add_signal(Reading &reading, unsigned port, std::string_view signal, unsigned level) {
+  for (const SignalWords &words : kSignalWords) {
+    if (words.signal == signal) reading.values.push_back({port_text(port), level != 0 ? words.high : words.low});
+  }
+}
+
+std::string signals_of(unsigned port) {
+  if (port >= kFirstMainPort) return "signals of ports 24 to 27";
+  return "signals of slot " + std::to_string(port / kPortsPerSlot + 1);
+}
+
+uint32_t word_at(const uint8_t *bytes) {
+  uint32_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+constexpr unsigned kLinesPerByte = 8;
+
+/** The registers of an expander in words, before the words for its lines. */
+const char *prefix_of(ExpanderRegister kind) {
+  constexpr const char *kPrefixes[kExpanderRegisters] = {"", "driven ", "polarity of the ", "directions of the "};
+  return kPrefixes[kind];
+}
+
+// Without an offset the chip's pointer would say what is read.
+Reading expander_reading(const uint8_t *record) {
+  uint8_t address = record[kAddress];
+  if (record[kOffsetLen] == 0) return {.what = "an expander"};
+  uint32_t first = word_at(record + kOffset);
+  size_t len = std::min<size_t>(record[kLen], kMaxTransfer);
+  ExpanderRegister kind = expander_register(address, first, 0).kind;
+  std::string lines = "I/O lines of the main board";
+  Reading reading = {.is_of_world = kind == Input};
+  for (unsigned i = 0; i < len; ++i) {
+    unsigned chip_port = expander_register(address, first, i).port;
+    for (unsigned bit = 0; bit < kLinesPerByte; ++bit) {
+      ExpanderLine line = expander_line(address, chip_port, bit);
+      if (line.signal == nullptr) continue;
+      lines = signals_of(line.port);
+      bool is_driven = kind == Output && std::string_view(line.signal) == "tx_disable";
+      if (kind == Input || is_driven) add_signal(reading, line.port, line.signal, record[i] >> bit & 1u);
+    }
+  }
+  reading.what = prefix_of(kind) + lines;
+  return reading;
+}
+
+Reading sensor_reading(const uint8_t *record) {
+  Reading reading = {.what = "temperature sensor"};
+  bool is_temperature = record[kOffsetLen] > 0 && word_at(record + kOffset) == 0 && record[kLen] == sizeof(uint16_t);
+  if (!is_temperature) return reading;
+  constexpr double kStepsPerDegree = 256;
+  auto raw = static_cast<int16_t>(record[0] << 8 | record[1]);
+  reading.what = "temperature";
+  reading.values.push_back({"temperature", decimal_text(raw / kStepsPerDegree, 1) + " °C"});
+  reading.is_of_world = true;
+  return reading;
+}
+
+Reading module_reading(const uint8_t *record, uint8_t selected) {
+  const char *page = "copper PHY";
+  if (record[kAddress] == kModuleAddress) page = "page A0h";
+  if (record[kAddress] == kModuleDiagnosticsAddress) page = "page A2h";
+  std::string where = selected == kNoCage ? "in the selected cage" : "in port " + std::to_string(selected);
+  Reading reading = {.what = std::string(page) + " of the module " + where};
+  constexpr size_t kShown = 8;
+  size_t len = std::min<size_t>(record[kLen], kShown);
+  reading.values.push_back({"bytes", hex_text({record, len})});
+  return reading;
+}
+
+Reading transfer_reading(const RequestEvent &event, uint8_t selected) {
+  const uint8_t *record = event.after;
+  uint8_t address = record[kAddress];
+  if (is_expander(address)) return expander_reading(record);
+  if (address == kSensorAddress) return sensor_reading(record);
+  if (address >= kFirstClockAddress && address <= kLastClockAddress) return {.what = "clock chip"};
+  if (address == kModuleAddress || address == kModuleDiagnosticsAddress || address == kModulePhyAddress)
+    return module_reading(record, selected);
+  return {};
+}
+
+Reading register_reading(const RequestEvent &event) {
+  if (word_at(event.after) != kLossOfSignalRegister) return {.what = "register of the SoC"};
+  Reading reading = {.what = signals_of(kFirstMainPort), .is_of_world = true};
+  uint32_t value = word_at(event.after + sizeof(uint32_t));
+  for (unsigned i = 0; i < kMainPorts; ++i)
+    add_signal(reading, kFirstMainPort + i, "loss_of_signal", value >> (kFirstLossOfSignal + i) & 1u);
+  return reading;
+}
+
+Reading supplies_reading(uint8_t status) {
+  auto good = [&](unsigned bit) { return (status & bit) != 0 ? "good" : "not good"; };
+  return {.what = "supplies",
+          .values = {{"supply 1", good(kFirstSupplyGood)}, {"supply 2", good(kSecondSupplyGood)}},
+          .is_of_world = true};
+}
+
+// "GetBoardType" is "board type".
+std::string words_of(std::string_view name) {
+  constexpr std::string_view kGet = "Get";
+  if (name.starts_with(kGet)) name.remove_prefix(kGet.size());
+  std::string words;
+  for (char c : name) {
+    if (std::isupper(static_cast<unsigned char>(c)) && !words.empty()) words += ' ';
+    words += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return words;
+}
+
+// One byte of a driver's state, which a pair's first byte selects.
+Reading state_reading(const RequestEvent &event) {
+  const Request &request = *event.request;
+  Reading reading = {.what = words_of(request.name)};
+  uint8_t value = event.after[0];
+  if (request.shape == Shape::Pair) {
+    std::string fields = fields_of(request);
+    reading.what += " of " + fields.substr(0, fields.find(' ')) + ' ' + std::to_string(event.after[0]);
+    value = event.after[1];
+  }
+  reading.values.push_back({reading.what, std::to_string(value)});
+  reading.is_of_world = std::string_view(request.name) == "GetBoardType";
+  return reading;
+}
+
+bool is_named(const RequestEvent &event, std::string_view name) {
+  return event.request != nullptr && event.request->name == name;
+}
+
+// A request of the same program is the same if what it asks for is.
+std::string key_of(const TracedCall &call, const std::string &what) {
+  const TraceRecord &record = call.record;
+  std::string key(record.program, strnlen(record.program, sizeof record.program));
+  key += '/' + std::to_string(static_cast<unsigned>(record.node)) + '/' + std::to_string(record.number) + '/' + what;
+  if (call.event.request->shape != Shape::Transfer) return key;
+  const uint8_t *asked = call.event.before;
+  key += '/' + std::to_string(asked[kAddress]) + '/' + std::to_string(word_at(asked + kOffset)) + '/' +
+         std::to_string(asked[kLen]);
+  return key;
+}
+
+std::string changes_between(const std::vector<ReadValue> &before, const std::vector<ReadValue> &now) {
+  std::string changes;
+  for (size_t i = 0; i < std::min(before.size(), now.size()); ++i) {
+    if (before[i].value == now[i].value) continue;
+    add_item(changes, now[i].name + ": " + before[i].value + " → " + now[i].value);
+  }
+  return changes;
+}
+
+}  // namespace
+
+Reading reading_of(const RequestEvent &event, uint8_t selected) {
+  bool has_read = event.request != nullptr && event.request->fills && event.result == 0 && event.error == 0;
+  if (!has_read) return {};
+  switch (event.request->shape) {
+    case Shape::Transfer:
+      return transfer_reading(event, selected);
+    case Shape::Register:
+      return register_reading(event);
+    case Shape::Byte:
+      if (is_named(event, "GetPowerStatus")) return supplies_reading(event.after[0]);
+      return state_reading(event);
+    case Shape::Pair:
+      return state_reading(event);
+    default:
+      return {};
+  }
+}
+
+ToldReading Readings::take(const TracedCall &call) {
+  if (call.record.node == Node::None || call.record.has_record == 0) return {};
+  if (is_named(call.event, "SelectCage") && call.event.result == 0) selected_ = call.event.before[0];
+  const Reading reading = reading_of(call.event, selected_);
+  ToldReading told = {reading.what, {}, {}, reading.is_of_world};
+  if (reading.values.empty()) return told;
+  for (const ReadValue &value : reading.values) {
+    std::string name = value.name == reading.what ? "" : value.name + ": ";
+    add_item(told.values, name + value.value);
+  }
+  std::vector<ReadValue> &last = last_[key_of(call, reading.what)];
+  told.changed = changes_between(last, reading.values);
+  last = reading.values;
+  return told;
+}
+
+}  // namespace zelsim::web
