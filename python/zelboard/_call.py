@@ -6,7 +6,7 @@ import os
 from contextlib import contextmanager, suppress
 from datetime import datetime
 from types import ModuleType
-from typing import IO, Any, Dict, Iterator, Optional, Type, TypeVar, Union
+from typing import IO, TYPE_CHECKING, Any, ClassVar, Dict, Iterator, Optional, Sequence, Type, TypeVar, Union
 
 Buffer = Union[bytes, bytearray, memoryview]
 Text = Union[str, bytes, os.PathLike[str]]
@@ -55,7 +55,17 @@ def checked(kinds: Dict[int, Type[Error]], function: str, result: int, good: ran
     raise kinds.get(result, Failed)(function, result)
 
 
-class Record(ctypes.Structure):
+if TYPE_CHECKING:
+    class _Structure(ctypes._CData):
+        """For a type checker ctypes.Structure has any attribute. This one has those that are declared."""
+        _fields_: ClassVar[Sequence[Any]]
+
+        def __init__(self, *values: Any, **fields: Any) -> None: ...
+else:
+    _Structure = ctypes.Structure
+
+
+class Record(_Structure):
     """A C record that can be printed and compared, and has no other attributes than its fields."""
 
     def __repr__(self) -> str:
@@ -81,6 +91,9 @@ def shown(value: Any) -> str:
 
 class ClockRecord(Record):
     """The methods of rtc_record."""
+    mode24: int
+    pm: int
+    tm: Any
 
     def to_datetime(self) -> datetime:
         """The time that the record holds: the chip's time, without a time zone. Raises ValueError for a record without a

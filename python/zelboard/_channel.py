@@ -10,6 +10,7 @@ from contextlib import contextmanager
 from typing import IO, Any, Callable, Dict, Iterator, Optional, cast
 
 TIMEOUT = 60.0  # seconds
+GREETING = 100  # lines that may come before the first answer, as a login prints them
 
 
 class Closed(RuntimeError):
@@ -34,6 +35,8 @@ class Channel:
         self._busy_with = ""  # the name of the present call
         self._deadline = 0.0  # of the present call
         self._rest = b""  # read, but behind the last answer
+        self._greeting = 0  # lines before the first answer; afterwards no more are taken
+        self._has_answered = False
         self._input = cast(IO[bytes], process.stdin)
         self._output = cast(IO[bytes], process.stdout)
         os.set_blocking(self._input.fileno(), False)
@@ -45,7 +48,8 @@ class Channel:
         allowed = self.timeout if timeout is None else timeout
         deadline = time.monotonic() + allowed
         if not self._lock.acquire(timeout=max(0, allowed)):
-            raise Timeout(f"{call}: not made, {self._busy_with} of another thread has not ended within {allowed:g} s")
+            other = self._busy_with or "a call"  # it may just begin, or end
+            raise Timeout(f"{call}: not made, {other} of another thread has not ended within {allowed:g} s")
         before = self._busy_with, self._deadline
         try:
             self._busy_with, self._deadline = call, deadline
@@ -66,10 +70,29 @@ class Channel:
         """The answer to a question. Call it within turn()."""
         try:
             self._send(json.dumps(question).encode() + b"\n")
-            return json.loads(self._receive())
+            return self._answer()
         except (EOFError, BrokenPipeError):
             self.ended = self.ended or f"the {self.what} has ended, with status {self.process.wait()}"
             raise subprocess.CalledProcessError(self.process.wait(), self._busy_with) from None
+
+    def _answer(self) -> Any:
+        """The next line. Before the first answer a login may print lines."""
+        while True:
+            line = self._receive()
+            try:
+                answer = json.loads(line)
+            except ValueError:
+                answer = None
+            if self._has_answered or isinstance(answer, dict):
+                break
+            self._greeting += 1
+            if self._greeting > GREETING:
+                shown = line.decode("utf-8", "replace")[:200]
+                raise ValueError(f"{GREETING} lines and no answer, the last one: {shown}")
+        if not isinstance(answer, dict):
+            raise ValueError(f"the {self.what} printed, instead of an answer: {line.decode('utf-8', 'replace')[:200]}")
+        self._has_answered = True
+        return answer
 
     def _wait(self, file: IO[bytes], event: int) -> None:
         poll = select.poll()

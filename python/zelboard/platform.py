@@ -3,7 +3,7 @@ thermal sensors, SFP cages, LEDs, modules, components and a watchdog. If this ha
 it cannot do something, the method returns False. Such tests expect that."""
 import re
 import time
-from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple
+from typing import TYPE_CHECKING, Any, Dict, List, Optional, Sequence, Tuple, TypeVar
 
 from zelboard import fw
 from zelboard._device import Device as Device, Led as Led, Unsupported
@@ -14,8 +14,20 @@ if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
 PORTS = range(fw.FW_PORTS)
+PORTS_OF_SLOT = 8
+LONGEST_WATCHDOG = 600  # seconds; no watchdog of such hardware waits longer
 LOOK_SECONDS = 0.05  # between two looks at the cages
 SUPPLY_TYPES = {1: "AC", 2: "DC"}  # by the driver's configuration byte
+
+
+Part = TypeVar("Part")
+
+
+def part_of(parts: Sequence[Part], index: int, what: str) -> Part:
+    """A part of a device. Raises IndexError, in words, for one that is not there."""
+    if not 0 <= index < len(parts):
+        raise IndexError(f"{what} {index}: there are 0 to {len(parts) - 1}" if parts else f"{what} {index}: there are none")
+    return parts[index]
 
 
 class Psu(Device):
@@ -31,6 +43,8 @@ class Psu(Device):
     get_maximum_supplied_power = Unsupported()
     get_psu_power_warning_suppress_threshold = Unsupported()
     get_psu_power_critical_threshold = Unsupported()
+    get_psu_power_warning_threshold = Unsupported()
+    get_capacity = Unsupported()
     get_status_master_led = Unsupported()
     set_status_master_led = Unsupported()
 
@@ -128,9 +142,20 @@ class Module(Device):
     is_midplane_reachable = Unsupported()
     get_all_asics = Unsupported()
 
-    def __init__(self, calls: "Calls", slot: int):
+    def __init__(self, calls: "Calls", slot: int, cages: Sequence[Sfp] = ()):
         super().__init__(calls, f"Slot {slot}", slot)
         self.slot = slot
+        self._cages = cages
+
+    def get_num_sfps(self) -> int:
+        return len(self.get_all_sfps())
+
+    def get_all_sfps(self) -> List[Sfp]:
+        """The cages of the board; a copper board has none."""
+        return list(self._cages) if self.get_type() == "sfp" else []
+
+    def get_sfp(self, index: int) -> Sfp:
+        return part_of(self.get_all_sfps(), index, "SFP cage")
 
     def get_presence(self) -> bool:
         return self.get_type() is not None
@@ -158,13 +183,14 @@ class Module(Device):
 
 
 class Watchdog:
-    """The hardware watchdog. Its time is fixed: arm() cannot set it."""
+    """The hardware watchdog. Its time is fixed, and no driver tells it: arm() cannot set it. A time that no such hardware
+    has is refused."""
 
     def __init__(self, calls: "Calls"):
         self._fw = calls
 
     def arm(self, seconds: int) -> int:
-        if seconds < 0:
+        if not 0 <= seconds <= LONGEST_WATCHDOG:
             return -1
         self._fw.FW_Wdt_Enable()
         self._fw.FW_Wdt_Toggle()
@@ -231,17 +257,23 @@ class Chassis(Device):
     get_my_slot = Unsupported()
     get_thermal_manager = Unsupported()
     get_port_or_cage_type = Unsupported()
+    get_eeprom = Unsupported()
+    get_dpu_id = Unsupported()
 
     def __init__(self, calls: Any = fw):
         super().__init__(calls, "zelboard")
         self._psus = [Psu(calls, supply) for supply in range(fw.FW_SUPPLY_FIRST, fw.FW_SUPPLY_LAST + 1)]
         self._thermals = [Thermal(calls)]
         self._sfps = [Sfp(calls, port) for port in PORTS]
-        self._modules = [Module(calls, slot) for slot in range(fw.FW_SLOT_FIRST, fw.FW_SLOT_LAST + 1)]
+        self._modules = [Module(calls, slot, self._cages_of(slot)) for slot in range(fw.FW_SLOT_FIRST, fw.FW_SLOT_LAST + 1)]
         self._components = [Component(calls, number) for number in (1, 2)]
         self._watchdog = Watchdog(calls)
         self._present: Optional[Dict[int, bool]] = None  # modules, as of the last look
         self._status = Led(calls, "system", calls.FW_GetSystemLed, calls.FW_SetSystemLed)
+
+    def _cages_of(self, slot: int) -> List[Sfp]:
+        first = (slot - fw.FW_SLOT_FIRST) * PORTS_OF_SLOT
+        return self._sfps[first:first + PORTS_OF_SLOT]
 
     def get_base_mac(self) -> Optional[str]:
         """None if no address was stored."""
@@ -261,7 +293,7 @@ class Chassis(Device):
         return self._psus
 
     def get_psu(self, index: int) -> Psu:
-        return self._psus[index]
+        return part_of(self._psus, index, "supply")
 
     def get_num_thermals(self) -> int:
         return len(self._thermals)
@@ -270,7 +302,7 @@ class Chassis(Device):
         return self._thermals
 
     def get_thermal(self, index: int) -> Thermal:
-        return self._thermals[index]
+        return part_of(self._thermals, index, "sensor")
 
     def get_num_sfps(self) -> int:
         return len(self._sfps)
@@ -279,7 +311,7 @@ class Chassis(Device):
         return self._sfps
 
     def get_sfp(self, index: int) -> Sfp:
-        return self._sfps[index]
+        return part_of(self._sfps, index, "SFP cage")
 
     def get_change_event(self, timeout: int = 0) -> Tuple[bool, Dict[str, Dict[str, str]]]:
         """Waits until modules are plugged ("1") or pulled ("0"), as {"sfp": {"3": "1"}}, at most `timeout` milliseconds; 0
@@ -303,7 +335,7 @@ class Chassis(Device):
         return self._modules
 
     def get_module(self, index: int) -> Module:
-        return self._modules[index]
+        return part_of(self._modules, index, "slot")
 
     def get_num_components(self) -> int:
         return len(self._components)
@@ -312,7 +344,7 @@ class Chassis(Device):
         return self._components
 
     def get_component(self, index: int) -> Component:
-        return self._components[index]
+        return part_of(self._components, index, "image")
 
     def get_num_fans(self) -> int:
         return 0
@@ -326,7 +358,22 @@ class Chassis(Device):
     def get_all_fan_drawers(self) -> List[Any]:
         return []
 
+    def get_num_voltage_sensors(self) -> int:
+        return 0
+
+    def get_all_voltage_sensors(self) -> List[Any]:
+        return []
+
+    def get_num_current_sensors(self) -> int:
+        return 0
+
+    def get_all_current_sensors(self) -> List[Any]:
+        return []
+
     def is_modular_chassis(self) -> bool:
+        return False
+
+    def is_smartswitch(self) -> bool:
         return False
 
     def get_watchdog(self) -> Watchdog:

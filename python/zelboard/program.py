@@ -9,6 +9,7 @@ from contextlib import suppress
 from pathlib import Path
 from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, cast
 
+from zelboard._started import kill_marked
 from zelboard.trace import Trace, read_event
 
 PATIENCE = 5  # seconds from SIGTERM to SIGKILL
@@ -90,8 +91,9 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
     read_trace: Callable[[], Trace]
     stdout: IO[str]  # when it was started with a pipe
 
-    def __init__(self, command: List[Any], read_trace: Callable[[], Trace], **options: Any):
+    def __init__(self, command: List[Any], read_trace: Callable[[], Trace], mark: str = "", **options: Any):
         self.read_trace = read_trace
+        self.mark = mark  # a variable in the environment of all that it starts
         self._communicated: Dict[str, str] = {}
         self.text = options.get("encoding") is not None
         super().__init__(command, start_new_session=True, **options)
@@ -131,11 +133,18 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
     def abandon(self) -> None:
         """Kills it and what it has started. Does not wait for their end."""
         self.kill_group()
+        self.kill_started(0)
+
+    def kill_started(self, seconds: float = 2) -> None:
+        """Kills what it has started and is outside its group. Waits so long for the end."""
+        if self.mark:
+            kill_marked([self.mark], seconds)
 
     def _reaped(self) -> int:
         if self.returncode is None:
             ended_within(self.pid, float("inf"))
             signal_group(self.pid, signal.SIGKILL)  # what it has left behind
+            self.kill_started()
         return self.wait()
 
     def communicate(self, input: Any = None, timeout: Optional[float] = None) -> Any:
@@ -164,6 +173,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
             return output
         except subprocess.TimeoutExpired as late:
             self.kill_group()
+            self.kill_started()
             left = self._output_of_the_dead(late)
             wait_for_group(self.pid)
             expired = RunTimeout(self.args, late.timeout, *left)
@@ -174,7 +184,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         with suppress(subprocess.TimeoutExpired):
             output: Tuple[Any, Any] = self.communicate(timeout=1)
             return output
-        # Something that left the group still holds the pipe.
+        # Something without the mark still holds the pipe.
         return self._text(late.output), self._text(late.stderr)
 
     def _text(self, content: Any) -> Any:
@@ -189,6 +199,9 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
 
 class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]
     """A program that has ended: its returncode, stdout, stderr (text) and trace."""
+    stdout: str
+    stderr: str
+    returncode: int
     trace: Trace
 
 
@@ -232,8 +245,9 @@ def trace_of(file: Path) -> Trace:
 class AsyncProgram:
     """A program on a board for asyncio, with the same meaning; its streams are those of asyncio."""
 
-    def __init__(self, process: asyncio.subprocess.Process, read_trace: Callable[[], Trace]):
+    def __init__(self, process: asyncio.subprocess.Process, read_trace: Callable[[], Trace], mark: str = ""):
         self.process = process
+        self.mark = mark  # as a Program has it
         self.read_trace = read_trace
         self.stdin = process.stdin
         self.stdout = process.stdout
@@ -260,6 +274,7 @@ class AsyncProgram:
         in_time, _ = await asyncio.wait({output}, timeout=timeout)
         if not in_time:
             await asyncio.to_thread(self.signal_all, signal.SIGKILL)
+            await asyncio.to_thread(self.kill_started)
             await asyncio.wait({output}, timeout=1)
             await asyncio.to_thread(wait_for_group, self.pid)
         printed = output.result() if output.done() else (b"", b"")
@@ -295,9 +310,16 @@ class AsyncProgram:
         if self.process.returncode is None:
             await asyncio.to_thread(self.signal_all, signal.SIGTERM)
             with suppress(asyncio.TimeoutError):
-                return await asyncio.wait_for(self.process.wait(), PATIENCE)
+                await asyncio.wait_for(self.process.wait(), PATIENCE)
             self.kill_group()
-        return await self.process.wait()
+        status = await self.process.wait()
+        await asyncio.to_thread(self.kill_started)
+        return status
+
+    def kill_started(self) -> None:
+        """Kills what it has started and is outside its group."""
+        if self.mark:
+            kill_marked([self.mark])
 
     async def __aenter__(self) -> "AsyncProgram":
         return self

@@ -3,14 +3,15 @@ of the boards that a test has used is kept when it fails, and named in the repor
 picture of its front panel, and what its programs printed. With --zelboard-target or --zelboard-run the tests run on a
 real switch."""
 import re
+import uuid
 from contextlib import ExitStack
 from pathlib import Path
-from typing import Any, Callable, Dict, Generator, Iterator, List, Optional, Union
+from typing import Any, Callable, Dict, Generator, Iterator, List, Optional, Tuple, Union
 
 import pytest
 
 from zelboard import sim
-from zelboard.sim import Board
+from zelboard.sim import Board, BoardFactory
 from zelboard.switch import NotDone, Switch, Unreachable, channel_of, one_at_a_time
 
 
@@ -30,6 +31,11 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 def pytest_configure(config: pytest.Config) -> None:
     config.addinivalue_line(
         "markers", "board(slots='sfp,copper,none', supplies=['ac', 'failed'], modules={3: '1g-sx'}): what the test's board has")
+    option = config.getoption
+    try:
+        channel_of(option("--zelboard-target"), option("--zelboard-run"))
+    except ValueError as error:
+        raise pytest.UsageError(f"--zelboard-{error}") from None
     config.stash[EVIDENCE] = Evidence()
     sim.set_witness(config.stash[EVIDENCE])
 
@@ -72,6 +78,7 @@ class Evidence(sim.Witness):
             place = folder if number == 1 else folder / f"board-{number}"
             place.mkdir(parents=True, exist_ok=True)
             kept = self.closed.get(id(board)) or evidence_of(board)
+            lines.append(f"board {number}: {board.label}")
             for name, text in kept.items():
                 (place / name).write_text(text, encoding="utf-8", errors="surrogateescape")
                 lines.append(f"{name.partition('.')[0]}: {place / name}")
@@ -111,19 +118,45 @@ def ask_person(config: pytest.Config) -> Callable[[str], None]:
     return ask
 
 
+def described(request: pytest.FixtureRequest, arguments: Any, options: Any) -> str:
+    """Which fixture has made a board, and how."""
+    given = [repr(value) for value in arguments] + [f"{name}={value!r}" for name, value in options.items()]
+    return f"fixture {request.fixturename}({', '.join(given)}) of {request.node.nodeid}"
+
+
+RUN = pytest.StashKey[str]()
+
+
+def run_of(config: pytest.Config) -> str:
+    """The number of this run of pytest. All workers of it have the same one."""
+    of_worker: Dict[str, str] = getattr(config, "workerinput", {})
+    return of_worker.get("testrunuid") or config.stash.setdefault(RUN, uuid.uuid4().hex)
+
+
 def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], stack: ExitStack, arguments: Any, options: Any) -> Any:
     if channel is None:
-        return stack.enter_context(Board(None, *arguments, **options))
+        board = stack.enter_context(Board(None, *arguments, **options))
+        board.label = described(request, arguments, options)
+        return board
     config = request.config
-    stack.enter_context(one_at_a_time(channel))
+    left = stack.enter_context(one_at_a_time(channel))
+    left.seek(0)
+    run, _, trouble_before = left.read().partition("\n")
+    if run == run_of(config):  # a switch that was not reached is not tried again
+        pytest.fail(trouble_before, pytrace=False)
     by_hand = ask_person(config) if config.getoption("--zelboard-manual") else None
     switch = Switch(channel, folder=config.getoption("--zelboard-folder"), refuse=pytest.skip, ask=by_hand)
     trouble = ""
     try:
         stack.enter_context(switch)
         switch.require(*arguments, **options)
-    except (NotDone, Unreachable) as error:
+    except NotDone as error:
         trouble = str(error)
+    except Unreachable as error:
+        trouble = str(error)
+        left.truncate(0)
+        left.write(f"{run_of(config)}\n{trouble}")
+        left.flush()
     if trouble:
         pytest.fail(trouble, pytrace=False)
     return switch
@@ -140,7 +173,7 @@ def board(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]])
 
 
 @pytest.fixture
-def board_factory(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[Callable[..., Any]]:
+def board_factory(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[BoardFactory]:
     """Makes boards, as many as the test needs, with the arguments of the marker; all are removed after the test."""
     with ExitStack() as stack:
         made: List[Any] = []
@@ -158,12 +191,29 @@ def start_test(item: pytest.Item) -> None:
     item.config.stash[EVIDENCE].start_test()
 
 
+def place_of_skip(item: pytest.Item, excinfo: Any, place: Any) -> Tuple[str, int]:
+    """Where the test has been skipped: its own line, if the reason comes from this package."""
+    here = Path(__file__).parent
+    if Path(place[0]).parent != here:
+        return str(place[0]), int(place[1])
+    for entry in reversed(excinfo.traceback):
+        path = Path(entry.path)
+        if path.parent != here and path == item.path:
+            return str(path), entry.lineno + 1
+    file, line, _ = item.reportinfo()
+    return str(file), (line or 0) + 1
+
+
 def report_boards(item: pytest.Item, call: Any) -> Generator[None, Any, None]:
     report = (yield).get_result()
+    if report.skipped and call.excinfo is not None and isinstance(report.longrepr, tuple):
+        report.longrepr = (*place_of_skip(item, call.excinfo, report.longrepr[:2]), report.longrepr[2])
     evidence = item.config.stash[EVIDENCE]
-    for given in getattr(item, "funcargs", {}).values():
+    for name, given in getattr(item, "funcargs", {}).items():
         if isinstance(given, (Board, Switch)):
             evidence.used(given)
+            if not given.label.startswith("fixture "):
+                given.label = f"fixture {name}, {given.label}"
     if report.failed and report.when != "teardown" and evidence.boards:
         folder = item.config.rootpath / item.config.getoption("--zelboard-keep")
         kept = evidence.keep(folder / re.sub(r"[^\w.-]+", "-", item.nodeid))

@@ -25,13 +25,14 @@ class Session(AbstractContextManager["Session"]):
     """Has the functions, variables and constants of zelboard.fw; zelboard.fw.calls.Calls tells their types. Threads may
     share it. When the process has died, as by a fault that kills it, a call raises CalledProcessError."""
 
-    def __init__(self, process: "Program", timeout: float = TIMEOUT, used: Callable[[], None] = lambda: None):
+    def __init__(self, process: "Program", timeout: float = TIMEOUT, used: Callable[[], None] = lambda: None,
+                 starting: Optional[float] = None):
         channel = Channel(process, "session", process.abandon, timeout)
         library = FarLibrary(channel)
         # The functions of zelboard.fw, as they are, on the other library.
         call = types.SimpleNamespace(**{**vars(_call), "taken": library.taken, "descriptor": descriptor})
         names = {**vars(fw), "_raw": library, "_call": call}
-        with channel.turn("session"):
+        with channel.turn("session", starting):
             library.variable("debug_mode")  # the far end is there, or raises
         self.__dict__.update(process=process, _channel=channel, _library=library, _names=names, _used=used)
 

@@ -4,14 +4,16 @@ import json
 import os
 import shutil
 import subprocess
+import sys
 import tempfile
 import time
 import weakref
 from contextlib import AbstractContextManager, contextmanager, suppress
 from pathlib import Path
-from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple, Union, cast
+from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Protocol, Sequence, Tuple, Union, cast
 
 from zelboard._channel import TIMEOUT, Channel
+from zelboard._started import kill_marked, new_mark
 from zelboard._zelsim import MISSING, SimError as SimError, Word, zelsim as zelsim
 from zelboard.program import (
     AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, arun_to_end, outputs, run_to_end, trace_of)
@@ -125,6 +127,15 @@ def set_witness(other: Witness) -> None:
     witness = other
 
 
+def place_of_caller() -> str:
+    """The function outside of this package that is at work, and its line."""
+    frame = sys._getframe(1)
+    here = os.path.dirname(__file__)
+    while frame.f_back is not None and os.path.dirname(frame.f_code.co_filename) == here:
+        frame = frame.f_back
+    return f"{frame.f_code.co_name} ({os.path.basename(frame.f_code.co_filename)}:{frame.f_lineno})"
+
+
 class Board(AbstractContextManager["Board"]):
     """A virtual switch. Without a name it is temporary: the end of its `with` block, close() or the end of Python removes
     it. With a name it is zelsim's board of that name. It is made if it does not exist, and stays."""
@@ -134,6 +145,7 @@ class Board(AbstractContextManager["Board"]):
     def __init__(self, name: Optional[str] = None, slots: str = "", *, supplies: Sequence[str] = (),
                  modules: Optional[Mapping[int, Union[Word, bytes]]] = None):
         self.name = name or "board"
+        self.label = name or place_of_caller()  # which board it is, for the report of a failed test
         self.flash = Flash(self)
         self.programs: List[Program] = []
         self.closed = False
@@ -157,7 +169,8 @@ class Board(AbstractContextManager["Board"]):
         known = [] if temporary else json.loads(self._helper.do(["list", "--json"]))["boards"]
         if self.name in [board["board"] for board in known]:
             if slots:
-                raise SimError(f"slots: the board {self.name} exists already; fit() changes it")
+                raise SimError(f"slots: the board {self.name} exists already: a board with a name stays. Board(slots=...) without "
+                               f"a name is a fresh one, fit() changes this one, 'zelsim delete {self.name}' removes it")
         else:
             self.do("create", *(["--slots", slots] if slots else []))
 
@@ -177,13 +190,14 @@ class Board(AbstractContextManager["Board"]):
         return json.loads(self.do(*words, "--json"))
 
     def close(self, *_: object) -> None:
-        """Ends the programs that run on the board, and removes it if it is temporary."""
+        """Ends the programs that run on the board, with all that they have started, and removes it if it is temporary."""
         if self.closed:
             return
         for program in self.programs:
             program.stop()
         for running in self._async_programs:
             running.kill_group()
+        kill_marked([program.mark for program in self.programs] + [running.mark for running in self._async_programs])
         witness.closing(self)
         self.closed = True
         self._remove()
@@ -302,14 +316,20 @@ class Board(AbstractContextManager["Board"]):
             command.append("--trace-opens")
         return [*command, "--", *arguments]
 
+    def _marked(self, options: Dict[str, Any]) -> str:
+        """Completes the environment that a program gets. Returns the program's mark."""
+        mark = new_mark()
+        options["env"] = {**self.environment, **(options.get("env") or {}), mark: "1"}
+        return mark
+
     def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
         """Starts a program. Further options are for subprocess.Popen. With fast its pauses are counted, but not slept."""
         command = self._command(arguments, fast, chip_times, trace_opens)
         file = self._traces[-1]
-        options["env"] = {**self.environment, **(options.get("env") or {})}
+        mark = self._marked(options)
         options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
-        program = Program(command, lambda: trace_of(file), **options)
+        program = Program(command, lambda: trace_of(file), mark, **options)
         self.programs.append(program)
         return program
 
@@ -324,9 +344,9 @@ class Board(AbstractContextManager["Board"]):
         """start() for asyncio. Further options are for asyncio.create_subprocess_exec."""
         command = self._command(arguments, fast, chip_times, trace_opens)
         file = self._traces[-1]
-        options["env"] = {**self.environment, **(options.get("env") or {})}
+        mark = self._marked(options)
         process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **options)
-        program = AsyncProgram(process, lambda: trace_of(file))
+        program = AsyncProgram(process, lambda: trace_of(file), mark)
         self._async_programs.append(program)
         return program
 
@@ -339,7 +359,7 @@ class Board(AbstractContextManager["Board"]):
         """What is left for the report of a failed test, as texts by their files' names."""
         kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
         with suppress(SimError):  # the test may have removed the board
-            kept["state.json"] = json.dumps(self.json("show"), indent=2) + "\n"
+            kept["state.json"] = json.dumps({**self.json("show"), "board": self.label}, indent=2) + "\n"
             kept["panel.svg"] = self.panel()
         printed = outputs(self.programs)
         return {**kept, "output": printed} if printed else kept
@@ -349,3 +369,10 @@ class Board(AbstractContextManager["Board"]):
         the timeout, in seconds, ends the session."""
         from zelboard.session import Session, far_end
         return cast("Calls", Session(far_end(self.start, fast=fast), timeout, lambda: witness.used(self)))
+
+
+class BoardFactory(Protocol):
+    """The fixture board_factory: makes boards."""
+
+    def __call__(self, slots: str = "", *, supplies: Sequence[str] = (),
+                 modules: Optional[Mapping[int, Union[Word, bytes]]] = None) -> Board: ...

@@ -14,11 +14,12 @@ import tempfile
 import time
 import uuid
 from pathlib import Path
-from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, NoReturn, Optional, Sequence, Tuple, Union, cast
+from typing import IO, TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, NoReturn, Optional, Sequence, Tuple, Union, cast
 from urllib.parse import urlsplit
 
 from zelboard._channel import TIMEOUT, Timeout
 from zelboard._gpio import supply_is_good, watchdog_is_enabled
+from zelboard._started import kill_line, new_mark
 from zelboard.platform import SUPPLY_TYPES
 from zelboard.program import AsyncProgram, Program, Run, arun_to_end, outputs, run_to_end, signal_group
 from zelboard.session import Session, far_end
@@ -32,6 +33,7 @@ if TYPE_CHECKING:
 Word = Union[str, os.PathLike[str]]
 SETTLING = 3.0  # seconds from an act of hands until the switch must tell of it
 NEAR_ENOUGH = 5.0  # degrees
+STARTING = 10.0  # seconds in which a session must have begun
 
 
 class OnlyVirtual(Exception):
@@ -48,6 +50,8 @@ class Unreachable(RuntimeError):
 
 def channel_of(target: Optional[str], run: Optional[str]) -> Optional[List[str]]:
     """The command that reaches a switch: `run` itself, or made from a target like ssh://USER@HOST[:PORT]."""
+    if run and target:
+        raise ValueError("target and run: a switch is reached by one of them, not by both")
     if run:
         return shlex.split(run)
     if not target:
@@ -61,12 +65,12 @@ def channel_of(target: Optional[str], run: Optional[str]) -> Optional[List[str]]
 
 
 @contextlib.contextmanager
-def one_at_a_time(channel: Sequence[str]) -> Iterator[None]:
-    """There is only one such switch: tests in several processes take turns."""
+def one_at_a_time(channel: Sequence[str]) -> Iterator[IO[str]]:
+    """There is only one such switch: tests in several processes take turns. Who has a turn may leave a text for the next."""
     name = hashlib.sha256("\0".join(channel).encode()).hexdigest()[:16]
-    with open(Path(tempfile.gettempdir(), f"zelboard-{os.getuid()}-{name}.lock"), "w") as lock:
+    with open(Path(tempfile.gettempdir(), f"zelboard-{os.getuid()}-{name}.lock"), "a+", encoding="utf-8") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
-        yield
+        yield lock
 
 
 class FarProgram(Program):
@@ -76,13 +80,16 @@ class FarProgram(Program):
 
     def signal_all(self, number: int) -> None:
         with contextlib.suppress(subprocess.TimeoutExpired):
-            self.far_signal(number).wait(TIMEOUT)
+            self.far_signal(number).wait(STARTING)
         signal_group(self.pid, number)
 
     def abandon(self) -> None:
         if self.returncode is None:
             self.far_signal(signal.SIGKILL)
             signal_group(self.pid, signal.SIGKILL)
+
+    def kill_started(self, seconds: float = 2) -> None:
+        """What it has started there is killed together with it, or by the switch's close()."""
 
 
 class FarAsyncProgram(AsyncProgram):
@@ -92,14 +99,14 @@ class FarAsyncProgram(AsyncProgram):
 
     def signal_all(self, number: int) -> None:
         with contextlib.suppress(subprocess.TimeoutExpired):
-            self.far_signal(number).wait(TIMEOUT)
+            self.far_signal(number).wait(STARTING)
         signal_group(self.pid, number)
 
 
 def said_by(answer: "subprocess.CompletedProcess[str]") -> str:
-    """The first line of a program's complaint, to stand behind a message."""
-    lines = answer.stderr.strip().splitlines()
-    return f": {lines[0]}" if lines else ""
+    """The first line of what a program has printed, to stand behind a message: its complaint if it has one."""
+    lines = answer.stderr.strip().splitlines() or answer.stdout.strip().splitlines()
+    return f": {lines[0][:200]}" if lines else ""
 
 
 class NoTrace(Trace):
@@ -245,6 +252,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     def __init__(self, channel: Sequence[str], *, folder: str = "", refuse: Optional[Callable[[str], Any]] = None,
                  ask: Optional[Callable[[str], None]] = None):
         self.channel = list(channel)
+        self.label = shlex.join(channel)
         self.folder = folder
         self.programs: List[Program] = []
         self.flash = SwitchFlash(self)
@@ -256,6 +264,8 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._async_programs: List[AsyncProgram] = []
         self._senders: List["subprocess.Popen[bytes]"] = []  # of signals
         self._numbers: List[str] = []  # files with the programs' numbers there
+        self._marks: List[str] = []  # of the programs there
+        self._reached = True
         self.closed = False
 
     # How programs get there.
@@ -292,34 +302,40 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._sent.append(name)
         return name
 
-    def _started(self, arguments: Sequence[Word], options: Dict[str, Any]) -> Tuple[List[str], str]:
-        """The command that starts a program there, and the file that gets its number. Takes from the options what is
-        meant for there."""
+    def _started(self, arguments: Sequence[Word], options: Dict[str, Any]) -> Tuple[List[str], Callable[[int], Any]]:
+        """The command that starts a program there, and a function that begins to send a signal to it. Takes from the
+        options what is meant for there."""
         given = options.pop("env", None) or {}
         environment = {name: value for name, value in given.items() if os.environ.get(name) != value}
         folder = options.pop("cwd", None) or self.folder
         number = f"/tmp/zelboard-{uuid.uuid4().hex}.pid"
         self._numbers.append(number)
-        return self._line(arguments, environment, os.fspath(folder), number), number
+        mark = new_mark()
+        self._marks.append(mark)
+        line = self._line(arguments, {**environment, mark: "1"}, os.fspath(folder), number)
+        return line, functools.partial(self._signal, number, mark)
 
     def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
         """As on a virtual board, but pauses are slept, and nothing is traced. Of the environment, the program gets only
         the variables of `env` that differ from the ones here."""
         options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
-        command, number = self._started(arguments, options)
+        command, send_signal = self._started(arguments, options)
         program = FarProgram(command, lambda: self.trace, **options)
-        program.far_signal = functools.partial(self._signal, number)
+        program.far_signal = send_signal
         self.programs.append(program)
         return program
 
-    def _signal(self, number: str, signalled: int) -> "subprocess.Popen[bytes]":
+    def _signal(self, number: str, mark: str, signalled: int) -> "subprocess.Popen[bytes]":
         """Begins to send a signal to a program there."""
         name = signal.Signals(signalled).name[3:]
         # The program may lead a group. If it does not, only the program itself gets the signal.
         line = f"p=$(cat {number} 2>/dev/null) && {{ kill -{name} -$p || kill -{name} $p; }} 2>/dev/null"
-        sender = subprocess.Popen([*self.channel, line], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                  stderr=subprocess.DEVNULL)
+        if signalled == signal.SIGKILL:
+            line += "; " + kill_line([mark])
+        command = [*self.channel, line] if self._reached else ["true"]
+        sender = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL, start_new_session=True)
         self._senders.append(sender)
         return sender
 
@@ -330,10 +346,10 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     async def astart(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
                      trace_opens: bool = False, **options: Any) -> AsyncProgram:
         """start() for asyncio. Further options are for asyncio.create_subprocess_exec."""
-        command, number = self._started(arguments, options)
+        command, send_signal = self._started(arguments, options)
         process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **options)
         program = FarAsyncProgram(process, lambda: self.trace)
-        program.far_signal = functools.partial(self._signal, number)
+        program.far_signal = send_signal
         self._async_programs.append(program)
         return program
 
@@ -345,12 +361,16 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     def session(self, *, fast: bool = True, timeout: float = TIMEOUT) -> "Calls":
         """zelboard.fw on the switch."""
         try:
-            return cast("Calls", Session(far_end(self.start), timeout))
+            return cast("Calls", Session(far_end(self.start), timeout, starting=STARTING))
         except (OSError, subprocess.CalledProcessError, ValueError, Timeout) as error:
-            raise Unreachable(f"{shlex.join(self.channel)}: {self._trouble(error)}") from None
+            trouble = self._trouble(error)
+            self._reached = False
+            raise Unreachable(f"{shlex.join(self.channel)}: {trouble}") from None
 
     def _trouble(self, error: Exception) -> str:
         """Why no session was possible."""
+        if isinstance(error, Timeout):
+            return f"no answer within {STARTING:g} s"
         try:
             answer = self._answer("echo reached-$((1 + 1)); command -v zelctl")
             if "reached-2" not in answer.stdout:
@@ -386,20 +406,30 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
             self._restore(self._before)
         if self._calls is not None:
             self._calls.close()
-        left = shlex.join([*self._sent, *self._numbers])
-        if left:
-            command = self._shell(f"rm -f {left}", self.folder)
-            with contextlib.suppress(OSError):
-                subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True)
+        if self._marks and self._reached:
+            self._clean_up()
         for sender in self._senders:
             with contextlib.suppress(subprocess.TimeoutExpired):
                 sender.wait(SETTLING)
+            if sender.returncode is None:
+                signal_group(sender.pid, signal.SIGKILL)
+                sender.wait()
+
+    def _clean_up(self) -> None:
+        """Kills what the programs have left running there, and removes files."""
+        line = kill_line(self._marks) + "; rm -f " + shlex.join([*self._sent, *self._numbers])
+        with contextlib.suppress(OSError, subprocess.TimeoutExpired):
+            subprocess.run(self._shell(line, self.folder), stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT)
 
     __exit__ = close
 
     def __enter__(self) -> "Switch":
+        from zelboard.fw import Error
         try:
             self._before = self.state.panel
+        except Error as error:
+            self.close()
+            raise Unreachable(f"{shlex.join(self.channel)}: the drivers of the switch do not answer: {error}") from None
         except BaseException:
             self.close()
             raise

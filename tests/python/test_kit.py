@@ -1,12 +1,16 @@
 """What a large suite needs: threads and timeouts, recordings, chance, scenarios, asyncio, a switch behind a command."""
 import asyncio
+import os
 import re
 import shlex
+import subprocess
 import threading
 import time
+import uuid
+from contextlib import suppress
 from datetime import datetime
 from pathlib import Path
-from typing import Any, Callable, Dict, List, Tuple
+from typing import Any, Callable, Dict, List, Tuple, Union
 
 import pytest
 
@@ -56,6 +60,43 @@ def test_a_program_that_takes_too_long(board: Board, tmp_path: Path) -> None:
         board.run(["sh", "-c", script], timeout=2)
     assert raised.value.stdout == "begun\n"
     assert not is_alive(child)
+
+
+def running_with(text: str) -> List[str]:
+    """The processes that have a text in their environment."""
+    found = []
+    for file in Path("/proc").glob("[0-9]*/environ"):
+        with suppress(OSError):
+            if text.encode() in file.read_bytes():
+                found.append(file.parent.name)
+    return found
+
+
+def stray(folder: Path) -> str:
+    """A line that leaves a process running, in a session of its own, which holds the output."""
+    pipe = folder / uuid.uuid4().hex
+    return f"mkfifo {pipe}; setsid sh -c 'echo up >{pipe}; sleep 300 & exec sleep 300' & read up <{pipe}; "
+
+
+def test_nothing_is_left_running(board: Board, tmp_path: Path) -> None:
+    far = Switch(["sh", "-c", 'eval "$1"', "sh"])  # this machine, by a plain shell
+    name = f"STRAY={uuid.uuid4().hex}"
+    environment = {**os.environ, "STRAY": name.partition("=")[2]}
+    places: List[Union[Board, Switch]] = [board, far]
+    for place in places:
+        with pytest.raises(RunTimeout):
+            place.run(["sh", "-c", stray(tmp_path) + "sleep 300"], timeout=1, env=environment)
+        assert not running_with(name), place
+    with board.fault("debugCmd", result="hangs"), board.session(timeout=1) as session:
+        with pytest.raises(Timeout):
+            session.FW_SetSystemLed(1)
+    of_board = running_with(board.environment["ZELSIM_HOME"])
+    assert len(of_board) == 1, of_board  # the board's helper
+    for place in places:
+        place.run(["sh", "-c", stray(tmp_path)], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env=environment)
+        assert running_with(name)
+        place.close()
+        assert not running_with(name), place
 
 
 def test_a_recording(board: Board) -> None:
@@ -217,6 +258,7 @@ UNREACHABLE: List[Tuple[List[str], str]] = [
     (["false"], "false: no switch is reached: status 1; the command must have a shell .* package zelboard-tools"),
     (["echo"], "echo: no switch is reached: status 0"),
     (["sh", "-c", "echo no route to host >&2; exit 255"], "status 255: no route to host"),
+    (["sh", "-c", "echo Welcome; echo to the switch"], "no switch is reached: status 0: Welcome; the command must"),
     (["no-such-command"], "no-such-command: the command cannot be run"),
     (["env", "PATH=/nowhere", "/bin/sh", "-c"], "no zelctl in PATH; install Debian's package zelboard-tools there")]
 
@@ -224,6 +266,17 @@ UNREACHABLE: List[Tuple[List[str], str]] = [
 @pytest.mark.parametrize("command, why", UNREACHABLE)
 def test_a_command_that_reaches_no_switch(command: List[str], why: str) -> None:
     with pytest.raises(Unreachable, match=why):
+        with Switch(command):
+            pass
+
+
+@pytest.mark.board(slots="copper")
+def test_a_login_that_prints(board: Board) -> None:
+    greeting = "for line in 1 2 3; do echo Welcome $line; done; exec "
+    command = command_to(board)
+    with Switch([*command[:-2], "sh", "-c", greeting + 'sh -c "$1"', "sh"]) as switch:
+        assert switch.state.slots[1].board == "copper"
+    with board.fault("gpio"), pytest.raises(Unreachable, match="the drivers of the switch do not answer: FW_GetSystemLed"):
         with Switch(command):
             pass
 
@@ -259,9 +312,22 @@ def test_what_a_person_says_is_looked_at(board: Board, monkeypatch: pytest.Monke
         switch.require("sfp", supplies=["none", "failed"])  # nobody needs to be asked
 
 
+MISSPELT = """from zelboard.sim import Board, BoardFactory
+def test(board: Board, board_factory: BoardFactory) -> None:
+    with board.session() as fw:
+        fw.FW_SetAlramLed(1)
+        fw.FW_GetRtc().tm.seccc
+        board.run(["true"]).stdot
+        board_factory(slots="sfp").swich
+        reveal_type(board.run(["true"]).stdout)
+"""
+
+
 def test_types_refuse_a_wrong_name(tmp_path: Path) -> None:
     file = tmp_path / "wrong.py"
-    file.write_text("from zelboard.sim import Board\nBoard().session().FW_SetAlramLed(1)\n")
+    file.write_text(MISSPELT)
     mypy = pytest.importorskip("mypy.api")
     printed, _, status = mypy.run(["--strict", "--cache-dir", str(tmp_path / "cache"), str(file)])
-    assert status == 1 and '"Calls" has no attribute "FW_SetAlramLed"' in printed
+    assert status == 1 and re.findall(r'^.*:(\d+): .* has no attribute "(\w+)"', printed, re.M) == [
+        ("4", "FW_SetAlramLed"), ("5", "seccc"), ("6", "stdot"), ("7", "swich")], printed
+    assert 'Revealed type is "builtins.str"' in printed and len(printed.splitlines()) == 6, printed

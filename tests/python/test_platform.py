@@ -30,10 +30,14 @@ def test_the_chassis(board: Board, capfd: pytest.CaptureFixture[str]) -> None:
         capfd.readouterr()
         watchdog = chassis.get_watchdog()
         assert not watchdog.is_armed() and watchdog.arm(30) == 30 and watchdog.is_armed()
-        assert watchdog.arm(-1) == -1 and not watchdog.disarm()
+        assert watchdog.arm(-1) == -1 and watchdog.arm(100000) == -1 and not watchdog.disarm()
         assert capfd.readouterr().out == ""
         with pytest.raises(NotImplementedError, match="Thermal.get_minimum_recorded"):
             chassis.get_thermal(0).get_minimum_recorded()
+        with pytest.raises(IndexError, match="SFP cage 99: there are 0 to 27"):
+            chassis.get_sfp(99)
+        assert [module.get_num_sfps() for module in chassis.get_all_modules()] == [8, 0, 0]
+        assert chassis.get_module(0).get_sfp(3).get_presence()
 
 
 # The supplies of a board, and of each presence, type and whether it is good.

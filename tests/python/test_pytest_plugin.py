@@ -1,4 +1,5 @@
 """The pytest plugin, as it registers itself: runs of pytest within the run."""
+import json
 import shlex
 
 import pytest
@@ -34,12 +35,14 @@ def test_board_fixture(pytester: pytest.Pytester) -> None:
     result = pytester.runpytest_subprocess("-n", "2", "-rA", "--zelboard-keep", "kept", "--strict-markers")
     result.assert_outcomes(passed=3, failed=2, errors=1)
     kept = pytester.path / "kept" / "test_board_fixture.py-test_board-2-"
-    result.stdout.fnmatch_lines(["*unexpected keyword argument 'slot'", f"trace: {kept}/trace", f"panel: {kept}/panel.svg"])
+    result.stdout.fnmatch_lines(["*unexpected keyword argument 'slot'",
+                                 "board 1: fixture board('sfp,copper,none') of *::test_board?2?", f"trace: {kept}/trace", f"panel: {kept}/panel.svg"])
     second = pytester.path / "kept" / "test_board_fixture.py-test_two_boards" / "board-2"
     assert {folder.name for folder in kept.parent.iterdir()} == {kept.name, second.parent.name}
     assert "temperature" in (second / "trace").read_text()
     assert "gpio 0x82 SetAlarmLed {led=1} -> {led=1} = 0\n" in (kept / "trace").read_text()
     assert (kept / "panel.svg").read_text().startswith("<svg")
+    assert json.loads((second / "state.json").read_text())["board"].startswith("fixture board_factory(supplies=")
     folders = [line for line in result.outlines if line.startswith("folder ")]
     assert len(set(folders)) == 4
 
@@ -92,7 +95,8 @@ def test_a_real_switch(board: Board, pytester: pytest.Pytester) -> None:
     result = pytester.runpytest_subprocess(*options)
     result.assert_outcomes(passed=1, skipped=4)
     result.stdout.fnmatch_lines_random(["*port 5: plug a module, 1g-sx: takes hands, or a virtual board",
-                                        "*fault gpio (only on a virtual board)", "*needs more than one switch"])
+                                        "*fault gpio (only on a virtual board)", "*needs more than one switch",
+                                        "SKIPPED * test_a_real_switch.py:*fault gpio*"])
     assert board.state.panel.alarm == 0
     result = pytester.runpytest_subprocess(*options, "--zelboard-manual")
     result.stdout.fnmatch_lines(["supply 2: make it failed: --zelboard-manual has no terminal to ask at"])
@@ -103,3 +107,16 @@ def test_a_real_switch(board: Board, pytester: pytest.Pytester) -> None:
     result = pytester.runpytest_subprocess("--zelboard-run=false", "-k", "as_it_is")
     result.assert_outcomes(errors=1)
     result.stdout.fnmatch_lines(["false: no switch is reached: status 1; *Debian's package zelboard-tools*"])
+
+
+def test_a_switch_that_is_not_reached(pytester: pytest.Pytester) -> None:
+    count = pytester.path / "count"
+    pytester.makepyfile("import pytest\n@pytest.mark.parametrize('number', range(20))\ndef test(board, number): pass\n")
+    result = pytester.runpytest_subprocess(f"--zelboard-run=sh -c 'echo >>{count}; exit 255'")
+    result.assert_outcomes(errors=20)
+    assert len(count.read_text()) < 6  # only the first test has tried
+    for options, message in [(["--zelboard-target=telnet://x"], "--zelboard-target: 'telnet://x' is not like ssh://root@switch"),
+                             (["--zelboard-target=ssh://x", "--zelboard-run=ssh x"], "--zelboard-target and run: *")]:
+        result = pytester.runpytest_subprocess(*options)
+        assert result.ret == pytest.ExitCode.USAGE_ERROR
+        result.stderr.fnmatch_lines([f"ERROR: {message}"])

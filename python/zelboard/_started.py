@@ -1,0 +1,54 @@
+"""All that a program has started, also what has left its group and session: a mark in its environment tells."""
+import os
+import re
+import signal
+import time
+import uuid
+from contextlib import suppress
+from typing import Collection, List, Set
+
+
+def new_mark() -> str:
+    """The name of a variable for the environment of one program. What the program starts inherits it."""
+    return f"ZELBOARD_STARTED_{uuid.uuid4().hex}"
+
+
+def marked(marks: Collection[str]) -> List[int]:
+    """The numbers of the processes that have one of the marks. One that has ended has no environment."""
+    if not marks:
+        return []
+    wanted = re.compile("|".join(f"{mark}=" for mark in marks).encode())
+    found = []
+    for entry in os.listdir("/proc"):
+        if not entry.isdigit() or int(entry) == os.getpid():
+            continue
+        with suppress(OSError), open(f"/proc/{entry}/environ", "rb", buffering=0) as environment:
+            if wanted.search(environment.read()):
+                found.append(int(entry))
+    return found
+
+
+def kill_marked(marks: Collection[str], seconds: float = 2) -> None:
+    """Kills all processes with a mark, and those that they start meanwhile. Waits so long for their end."""
+    end = time.monotonic() + seconds
+    killed: Set[int] = set()
+    left = marked(marks)
+    while left:
+        for process in left:
+            with suppress(ProcessLookupError, PermissionError):
+                os.kill(process, signal.SIGKILL)
+        all_known = killed.issuperset(left)
+        if all_known and time.monotonic() >= end:
+            return
+        if all_known:
+            time.sleep(0.002)
+        killed.update(left)
+        left = marked(marks)
+
+
+def kill_line(marks: Collection[str]) -> str:
+    """The same as a line for a shell, which may be a small one."""
+    names = " ".join(f"-e {mark}=" for mark in marks)
+    find = f"f=$(grep -l {names} /proc/[0-9]*/environ 2>/dev/null)"  # its status is that of processes that end meanwhile
+    return (f"n=0; {find}; while [ $n -lt 50 ] && [ -n \"$f\" ]; do n=$((n+1)); "
+            f"for e in $f; do p=${{e#/proc/}}; kill -KILL ${{p%/environ}} 2>/dev/null; done; {find}; done")
