@@ -4,8 +4,10 @@
 # Help on long lines, one for each entry.
 _zelboard_help() { COLUMNS=10000 "$@" --help 2>/dev/null; }
 
-# Names that `zelsim list` or `zelsim modules` shows in the first column of a table, below its heading.
-_zelboard_names() { zelsim "$1" 2>/dev/null | awk -v heading="$2" 'rows { print $1 } $1 == heading { rows = 1 }'; }
+# Names in the first column of a table that `zelsim` shows, below its heading: HEADING COMMAND ...
+_zelboard_names() {
+  zelsim "${@:2}" 2>/dev/null | awk -F '  +' -v heading="$1" 'rows { print $1 } $1 == heading { rows = 1 }'
+}
 
 # Targets of `zelsim fail`: nodes, and behind a node and a colon its requests.
 _zelboard_targets() {
@@ -17,11 +19,15 @@ _zelboard_targets() {
   zelsim fail --requests 2>/dev/null | awk -v node="$node" '$2 == node || node == "any" { print node ":" $1 }'
 }
 
-# Paths of `zelsim get` one word longer than what is typed: a word that is nowhere is answered with those that are.
+# Paths of `zelsim get` one word longer than what is typed: a word that is nowhere is answered with those that are. If the
+# board is not there, any other one has the same paths.
 _zelboard_paths() {
-  local before=
+  local before= answer
   [[ $1 != *.* ]] || before=${1%.*}.
-  zelsim get "$before?" 2>&1 | sed -n '/.* is not in: /{s///; s/, /\n/g; p}' | sed "s/^/$before/"
+  answer=$(zelsim get "${board[@]}" "$before?" 2>&1)
+  [[ $answer == *" is not in: "* ]] ||
+    answer=$(zelsim get --board "$(_zelboard_names board list | head -n 1)" "$before?" 2>&1)
+  sed -n '/.* is not in: /{s///; s/, /\n/g; p}' <<<"$answer" | sed "/^-$/d; s/^/$before/"
 }
 
 # Results of `zelsim fail` that go with the target which was typed.
@@ -41,7 +47,7 @@ _zelboard_type() { [[ $1 != -* ]] || sed -nE "s/^  (-.*,)?$1(,[^ ]*)? ([^ ]+).*/
 
 _zelboard() {
   local tool=$1 current previous help words word i given=0
-  local -a path=() typed=()
+  local -a path=() typed=() board=()
   # The shell takes a colon for the end of a word: what it cut is one word here.
   for ((i = 0; i <= COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
@@ -51,30 +57,41 @@ _zelboard() {
   help=$(_zelboard_help "$tool") || return
   for ((i = 1; i < ${#typed[@]} - 1; i++)); do
     word=${typed[i]}
+    [[ ${typed[i - 1]} != --board ]] || board=(--board "$word")
     if [[ $word == -- ]]; then
       # Behind "zelsim run --" stands another program with a completion of its own.
       _zelboard_program "$((i + 1))"
       return
     fi
     if ! [[ $word == [a-z0-9]* ]] || ! grep -qE "^  ([^ ]+, )*$word(, [^ ]+)*  " <<<"${help#*Subcommands:}"; then
-      [[ $word == -* || -n $(_zelboard_type "${typed[i - 1]}") ]] || ((++given))
+      [[ $word == [-=]* || ${typed[i - 1]} == = || -n $(_zelboard_type "${typed[i - 1]}") ]] || ((++given))
       continue
     fi
     path+=("$word") given=0
     help=$(_zelboard_help "$tool" "${path[@]}") || return
   done
-  case ${path[*]}/$previous in
-    */--board | delete/delete | reset/reset | serve/serve) words=$(_zelboard_names list board) ;;
-    load/load | save/save | forget/forget) words=$(_zelboard_names states state) ;;
+  # What comes next: an option's value, or an argument by its number.
+  local next=$given IFS=$' \t\n'
+  [[ $current != -* ]] || next=
+  [[ $previous != = && -z $(_zelboard_type "$previous") ]] || next=$previous
+  case ${path[*]}/$next in
+    */--board | delete/0 | reset/0 | serve/0) words=$(_zelboard_names board list) ;;
+    load/0 | save/0 | forget/0) words=$(_zelboard_names state states "${board[@]}") ;;
+    # Names of regions have blanks.
+    flash\ load/--region | flash\ save/--region)
+      words=$(_zelboard_names region flash stats "${board[@]}") IFS=$'\n' current=${current//\\/}
+      ;;
     # Files, by the default below.
-    flash\ load/load | flash\ save/save | panel/--svg | serve/--token-file | run/=) words= ;;
-    plug/[0-9]*) words=$(_zelboard_names modules module) ;;
-    get/get) words=$(_zelboard_paths "$current") ;;
-    fail/fail) words=$(_zelboard_targets "$current") ;;
+    flash\ load/0 | flash\ save/0 | panel/--svg | serve/--token-file | run/=) words= ;;
+    monitor/--exec) words=$(compgen -c -- "$current") ;;
+    plug/1) words=$(_zelboard_names module modules) ;;
+    get/0) words=$(_zelboard_paths "$current") ;;
+    fail/0) words=$(_zelboard_targets "$current") ;;
     fail/--result) words=$(_zelboard_results) ;;
     *) words=$(_zelboard_words) ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+  for i in "${!COMPREPLY[@]}"; do COMPREPLY[i]=$(printf %q "${COMPREPLY[i]}"); done
   # The word goes on: a path's next part, a node's request.
   [[ ${path[*]} != get && ${path[*]} != fail ]] || compopt -o nospace 2>/dev/null
   # The shell replaces only what stands behind the colon.
@@ -88,7 +105,7 @@ _zelboard_words() {
     function offer(list,  ends, i) {
       if (list ~ /^[0-9]+-[0-9]+$/ && split(list, ends, "-") && ends[2] - ends[1] < 32)
         for (i = ends[1]; i <= ends[2] + 0; i++) print i
-      if (list ~ /[|]/) { gsub("[|]", " ", list); print list }
+      if (list ~ /[|]/) { gsub("(^|[|])NUMBER([|]|$)", "|", list); gsub("[|]", " ", list); print list }
     }
     BEGIN { if (type != "") { offer(type); exit } }
     /^[^ ]/ { part = $1 } !/^  [-a-z0-9A-Z]/ { next }

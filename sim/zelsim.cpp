@@ -328,11 +328,15 @@ int zelsim::tool::execute(const Words &words, Perform how) {
   if (runs) end = std::ranges::find(words, "--");
   if (end != words.end()) line.words.assign(end + 1, words.end());
   std::vector<const char *> arguments = {kProgram};
+  // The parser takes these for options, unless they stand behind "--": they are values that a command refuses.
+  auto is_no_option = [&](const std::string &word) { return first == "set" && (word == "-inf" || word == "-nan"); };
   for (auto word = words.begin(); word != end; ++word) {
-    // The parser would take a negative number that is none for an option.
-    bool is_value = first == "set" && (*word == "-inf" || *word == "-nan");
-    if (is_value) arguments.push_back("--");
-    arguments.push_back(word->c_str());
+    if (!is_no_option(*word)) arguments.push_back(word->c_str());
+  }
+  auto value = std::find_if(words.begin(), end, is_no_option);
+  if (value != end) {
+    arguments.push_back("--");
+    arguments.push_back(value->c_str());
   }
   auto work = [&] {
     if (how == Perform::Check) return;

@@ -139,6 +139,15 @@ def check_memory():
     assert page[128:131] == b"\1\2\3" and page[247] == 0 and len(page) == 256
 
 
+def rows_from_0(page):
+    return "".join(f"{at:08x}  {page[at:at + 16].hex(' ')}\n" for at in range(0, 256, 16)) + "00000100\n"
+
+
+def i2cdump(page):
+    rows = "".join(f"{at:02x}: {page[at:at + 16].hex(' ')}    ....\n" for at in range(0, 256, 16))
+    return "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f    0123456789abcdef\n" + rows
+
+
 def check_dumps(folder):
     """What is dumped can be plugged, and is then the same."""
     for port in INTERNAL, EXTERNAL:
@@ -161,6 +170,19 @@ def check_dumps(folder):
     with open(f"{folder}/page", "wb") as file:
         file.write(zelctl(f"sfp dump {INTERNAL} --page a2 --hex"))
     assert "page A2h alone" in zelsim(f"plug 27 {folder}/page", status=2)
+    a0, a2 = both[:256], both[256:]
+    for name, content in [("two tables", rows_from_0(a0) + rows_from_0(a2)), ("two tables of i2cdump", i2cdump(a0) + i2cdump(a2))]:
+        with open(f"{folder}/page", "wb") as file:
+            file.write(content.encode())
+        zelsim(f"plug {INTERNAL} {folder}/page")
+        assert zelctl(f"sfp dump {INTERNAL} --raw") == both, name
+    words = "".join(f"{at:07x}" + "".join(f" {low + 256 * high:04x}" for low, high in zip(a0[at:at + 16:2], a0[at + 1:at + 16:2])) + "\n"
+                    for at in range(0, 256, 16))
+    for content, text in [(a2, "page A2h alone"), (a2[:128], "page A2h alone"), (a2.hex().encode(), "page A2h alone"),
+                          (words.encode(), "words instead of bytes")]:
+        with open(f"{folder}/page", "wb") as file:
+            file.write(content)
+        assert text in zelsim(f"plug 27 {folder}/page", status=2), text
     zelsim("fail i2c:BufRead@0xa2")
     told = zelctl(f"sfp dump {INTERNAL} --raw -o {folder}/a0", status=1)
     assert "page A2h is missing" in told and open(f"{folder}/a0", "rb").read() == both[:256], told
@@ -185,6 +207,14 @@ def check_unknown(path):
     text = zelctl("metrics").decode()
     assert 'zelboard_sfp_bias_amperes{port="27"}' in text and 'zelboard_sfp_rx_power_watts{port="27"}' not in text
     assert b"27 rx power" not in zelctl("monitor --initial --for 1")
+    # An offset that is a little too low is no negative power.
+    pages[256 + 72:256 + 76] = struct.pack(">f", -20)
+    pages[256 + 104:256 + 106] = struct.pack(">H", 1)
+    with open(path, "wb") as file:
+        file.write(pages)
+    zelsim(f"plug 27 {path}")
+    assert (dom(27)["rx_power_milliwatts"], dom(27)["rx_power_dbm"]) == (0, -40), dom(27)
+    assert 'zelboard_sfp_rx_power_watts{port="27"} 0\n' in zelctl("metrics").decode()
     zelsim("unplug 27")
 
 

@@ -142,6 +142,15 @@ def drivers_that_fail():
     zelsim("fail flash:read --result 5")
     assert len(report("--flash")[1]["not_read"]) < 30
     zelsim("heal")
+    # What a module has latched, and a module that does not answer, are in the summary.
+    zelsim("set module-temperature 24 99")
+    zelsim("set module-temperature 24 30")
+    zelsim("fail i2c:BufRead@0xa2 --count 1")
+    summary = report()[0]["summary.txt"].decode()
+    modules = summary[summary.index("\nModules\n"):summary.index("\nFlash\n")]
+    zelsim("heal")
+    assert re.search(r"\n5 .* not read ", modules) and re.search(r"\n24 .* temperature high alarm latched", modules), modules
+    assert re.search(r"\n27 .* no diagnostics ", modules) and "reset_key      pressed" in summary, summary
     for fault, rows, missing in PHY_FAULTS:
         zelsim(f"fail debugCmd {fault}")
         _, data, done = report()

@@ -95,6 +95,7 @@ def commands(folder):
     watcher.send_signal(signal.SIGTERM)
     complaints = watcher.communicate(timeout=20)[1]
     assert watcher.returncode == 0 and "takes longer than 1 seconds" in complaints, (watcher.returncode, complaints)
+    assert "ended on: supply 1: none -> ac" in complaints, complaints
 
 
 def unit(folder):

@@ -105,8 +105,9 @@ void choice(App *app, const char *name, uint32_t &value, const char *what, const
   checked(app, name, value, what, names, find);
 }
 
-void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check) {
-  option(app, name, value, what, "", check);
+void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check,
+              const std::string &form) {
+  option(app, name, value, what, form, check);
 }
 
 void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what,

@@ -21,7 +21,8 @@ static void place_argument(App *app, Place &place) {
     if (region_named(text) || to_number(text).empty()) return {};
     return format("'%s' is neither a region nor an address from 0 to 0x%X", text.c_str(), chip_size() - 1);
   };
-  any_text(app, "ADDRESS", place.text, "Byte on the chip, or a region by code or name: see flash regions", check);
+  any_text(app, "ADDRESS", place.text, "Byte on the chip, or a region by code or name: see flash regions", check,
+           "NUMBER|" + region_codes());
 }
 
 /** The first `length` bytes of a place. If they do not fit it refuses the argument that the length comes from. */

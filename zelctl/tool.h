@@ -71,8 +71,9 @@ void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char
  *  @param also  further accepted words that help does not show */
 void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
             const Choices &also = {});
-/** Any text, or a text that the check accepts. */
-void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {});
+/** Any text, or a text that the check accepts. Help shows the form, as "PATH". */
+void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {},
+              const std::string &form = "");
 /** An option that can be given several times, each time with a text. */
 void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what, const std::string &form);
 /** A switch without a value. */
