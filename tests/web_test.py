@@ -214,6 +214,16 @@ class Interface(Server):
         self.assertEqual(found["zelsim fail gpio:SetRingMasterLed --count 1"]["who"], "shell")
         self.assertTrue(found["LED alarm: off → on"]["who"].startswith("zelctl["))
 
+    def test_history_is_kept_while_no_page_is_open(self):
+        def told(name):
+            return [value for _, value in json.loads(self.ask("/api/history")[1])["series"].get(name, [])]
+
+        eventually(lambda: told("temperature") == [25])
+        zelsim("set temperature 40")
+        zelsim("set supply 2 failed")
+        eventually(lambda: told("temperature") == [25, 40])
+        eventually(lambda: told("supply2") == [1, 0])
+
     def test_what_a_program_reads_anew_is_told(self):
         for line in ("plug 3 1g-sx", "plug 26 10g-sr"):
             zelsim(line)

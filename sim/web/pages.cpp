@@ -158,6 +158,11 @@ void add_documents(httplib::Server &server, const Settings &settings) {
       "/api/server", answering([settings](const HttpRequest &) {
         return Json{{"rack", shows_all(settings)}, {"board", shows_all(settings) ? Json() : Json(settings.board)}};
       }));
+  server.Get("/api/history", answering([settings](const HttpRequest &request) {
+               std::string board = board_of(settings, request);
+               if (shows_all(settings)) tool::look_at(board);
+               return source_of(board).history.document();
+             }));
   server.Get("/api/actions", answering([](const HttpRequest &) { return actions(); }));
   server.Get("/api/module", answering([settings](const HttpRequest &request) {
                return module_document(board_of(settings, request), number_of(request, "port", 0, kPorts - 1));

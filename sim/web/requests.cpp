@@ -79,7 +79,7 @@ bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news,
   return true;
 }
 
-bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news) {
+bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news, History &history) {
   Clock::time_point now = Clock::now();
   std::chrono::duration<double> passed = now - counted_at_;
   if (counted_ == attached && passed.count() < 1) return false;
@@ -90,6 +90,7 @@ bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News 
   counted_at_ = now;
   requests_ = requests;
   rate_ = rate;
+  history.record("rate", static_cast<double>(rate));
   if (changed) news.put("rate", std::to_string(rate));
   return changed;
 }

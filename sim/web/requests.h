@@ -7,6 +7,7 @@
 
 #include "activity.h"
 #include "attached.h"
+#include "history.h"
 #include "news.h"
 #include "readings.h"
 
@@ -21,7 +22,7 @@ class Requests {
   bool take(const std::shared_ptr<const Attached> &attached, News &news, Activity &activity);
 
   /** Puts the number of requests a second, once a second. @return true when it has changed */
-  bool count_rate(const std::shared_ptr<const Attached> &attached, News &news);
+  bool count_rate(const std::shared_ptr<const Attached> &attached, News &news, History &history);
 
  private:
   using Clock = std::chrono::steady_clock;

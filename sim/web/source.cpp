@@ -1,19 +1,26 @@
+#include <chrono>
 #include <map>
 #include <thread>
 
 #include "web.h"
 
-// Sources. Each has a thread, which sleeps while the source has no readers.
+// Sources. Each has a thread, which sleeps most of the time while the source has no readers.
 
 namespace zelsim::web {
 
 void Source::run() {
+  constexpr std::chrono::seconds kIdle{1};
   for (;;) {
+    bool has_readers = false;
     {
       std::unique_lock lock(mutex_);
-      asked_.wait(lock, [this] { return readers_ > 0; });
+      has_readers = asked_.wait_for(lock, kIdle, [this] { return readers_ > 0; });
     }
-    turn();
+    if (has_readers) {
+      turn();
+    } else {
+      idle_turn();
+    }
   }
 }
 

@@ -39,6 +39,7 @@ class Watcher : public Source {
 
  private:
   void turn() override;
+  void idle_turn() override;
   bool is_same() const;
   void attach();
   void publish_parts();
@@ -104,6 +105,7 @@ void Watcher::publish_parts() {
     seen_ = changes_of(*attached_);
     std::unique_ptr<Board> board = copy_of(*attached_->board);
     put_board(*board);
+    history.look(*board);
     news.put("picture", text_of(tool::panel_picture(*board)));
     news.put("regions", text_of(tool::regions_of(board->flash)));
     news.put("sectors", text_of(sectors_document(folder_, *board, sectors_)));
@@ -121,7 +123,7 @@ void Watcher::await_news() {
   while (is_same() && changes_of(*attached_) == seen_) {
     if (readers_of_requests() == 0) {
       await_change(*attached_->board, seen_);
-      if (requests_.count_rate(attached_, news) || activity_.is_waiting() || times_are_due()) return;
+      if (requests_.count_rate(attached_, news, history) || activity_.is_waiting() || times_are_due()) return;
     } else {
       std::this_thread::sleep_for(kRequestsTurn);
       if (requests_.take(attached_, news, activity_) || times_are_due()) return;
@@ -129,11 +131,22 @@ void Watcher::await_news() {
   }
 }
 
+// Single values are read without the lock.
+void Watcher::idle_turn() {
+  try {
+    attach();
+    history.look(*attached_->board);
+    requests_.count_rate(attached_, news, history);
+  } catch (const std::runtime_error &) {
+    attached_ = nullptr;
+  }
+}
+
 void Watcher::turn() {
   if (!is_same() || changes_of(*attached_) != seen_ || times_are_due()) publish_parts();
   if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news, activity_);
   if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, copy_of(*attached_->board), news);
-  if (attached_ != nullptr) requests_.count_rate(attached_, news);
+  if (attached_ != nullptr) requests_.count_rate(attached_, news, history);
   news.publish();
   await_news();
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "history.h"
 #include "news.h"
 #include "tool.h"
 
@@ -45,7 +46,7 @@ std::string cookie(const Settings &settings);
 /** JSON as the pages get it, on one line. */
 std::string text_of(const Json &value);
 
-/** Follows a board, or all boards, for the pages, while there are readers. */
+/** Follows a board, or all boards, for the pages, while there are readers. The history goes on without them. */
 class Source {
  public:
   virtual ~Source() = default;
@@ -54,10 +55,13 @@ class Source {
   void add_reader(const Reader &reader);
   void remove_reader(const Reader &reader);
   News news;
+  History history;
 
  protected:
   /** Looks once, publishes, and waits for the next change. */
   virtual void turn() = 0;
+  /** Looks once, from time to time while there are no readers. */
+  virtual void idle_turn() {}
   unsigned readers_of_requests() const { return readers_of_requests_; }
 
  private:

@@ -1,6 +1,8 @@
-import {follow, known} from './store.js';
+import {ask} from './connection.js';
+import {follow, known, put} from './store.js';
 
-// The last minutes of a few values: of each the times of its changes.
+// The last minutes of a few values: of each the times of its changes. The server keeps them, too, and a page that is opened
+// begins with what it has.
 
 const kKept = 300000; // milliseconds
 const series = new Map();
@@ -19,15 +21,33 @@ export const pointsOf = (name) => series.get(name) ?? [];
 /** Whether a value has changed in the last so many milliseconds. */
 export const moved = (name, within) => pointsOf(name).length > 1 && Date.now() - pointsOf(name).at(-1).at < within;
 
+function recordBoard() {
+  const {board} = known;
+  if (!board) return;
+  record('temperature', board.i2c.sensor_present ? board.i2c.temperature : null);
+  board.supplies.forEach(({supply, good, type}) => record('supply' + supply, good && type !== 'none' ? 1 : 0));
+  for (const [name, value] of Object.entries(board.panel)) record('led-' + name, value);
+  record('faults', board.faults.length);
+  record('busy', board.i2c.busy);
+}
+
+// The server's clock may differ from this machine's.
+async function load() {
+  const document = await ask('history').catch(() => null);
+  if (!document) return;
+  const ahead = Date.now() - document.now;
+  for (const [name, pairs] of Object.entries(document.series)) {
+    series.set(
+      name,
+      pairs.map(([at, value]) => ({at: at + ahead, value})),
+    );
+  }
+  recordBoard();
+  put('history', document.now);
+}
+
 export function start() {
-  follow(['board'], () => {
-    const {board} = known;
-    if (!board) return;
-    record('temperature', board.i2c.sensor_present ? board.i2c.temperature : null);
-    board.supplies.forEach(({supply, good, type}) => record('supply' + supply, good && type !== 'none' ? 1 : 0));
-    for (const [name, value] of Object.entries(board.panel)) record('led-' + name, value);
-    record('faults', board.faults.length);
-    record('busy', board.i2c.busy);
-  });
+  follow(['anew'], load);
+  follow(['board'], recordBoard);
   follow(['rate'], () => record('rate', known.rate));
 }

@@ -1,3 +1,4 @@
+import {element} from './dom.js';
 import {pointsOf} from './history.js';
 
 // A small curve of the last minutes of a value, which stands between its changes.
@@ -18,12 +19,16 @@ export function pathOf(points, {lowest, highest, steps}, now) {
   return path && path + `H${kWidth}`;
 }
 
+/** The lowest and the highest value that have room. */
+function limitsOf(name, range) {
+  const values = pointsOf(name).map(({value}) => value);
+  return {lowest: Math.min(range.lowest ?? Infinity, ...values), highest: Math.max(range.highest ?? -Infinity, ...values)};
+}
+
 /** @param range  lowest and highest value that have room at least; `steps` for values that jump */
 export function sparkline(name, range = {}) {
   const points = pointsOf(name);
-  const values = points.map(({value}) => value);
-  const lowest = Math.min(range.lowest ?? Infinity, ...values);
-  const highest = Math.max(range.highest ?? -Infinity, ...values);
+  const {lowest, highest} = limitsOf(name, range);
   const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
   svg.setAttribute('viewBox', `0 0 ${kWidth} ${kHeight}`);
   svg.setAttribute('class', 'spark');
@@ -32,4 +37,16 @@ export function sparkline(name, range = {}) {
   path.setAttribute('d', points.length ? pathOf(points, {lowest, highest, steps: range.steps}, Date.now()) : '');
   svg.append(path);
   return svg;
+}
+
+/** A curve with the numbers of its scale beside it. */
+export function scaled(name, range) {
+  const {lowest, highest} = limitsOf(name, range);
+  const ends = [highest, lowest].map((value) => element('span', {}, String(Math.round(value))));
+  return element(
+    'span',
+    {class: 'scaled', title: 'The last 3 minutes'},
+    sparkline(name, range),
+    element('span', {class: 'scale-ends'}, ends),
+  );
 }

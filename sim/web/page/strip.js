@@ -1,7 +1,7 @@
 import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
-import {sparkline} from './sparkline.js';
+import {scaled, sparkline} from './sparkline.js';
 import {follow, isAway, known} from './store.js';
 import {degrees, ledName, ledState, plural, supplyText} from './words.js';
 
@@ -62,7 +62,7 @@ function show() {
       'sensor',
       'Temperature',
       i2c.sensor_present ? degrees(i2c.temperature) : 'no sensor',
-      sparkline('temperature', {lowest: 20, highest: 45}),
+      scaled('temperature', {lowest: 20, highest: 45}),
       !i2c.sensor_present ? 'warn' : '',
     ),
     ...supplies.map((supply) =>
@@ -80,12 +80,12 @@ function show() {
     reading('watchdog', 'Watchdog', gpio.watchdog_enabled ? (gpio.watchdog_toggling ? 'served' : 'enabled') : 'off', null),
     reading('relay', 'Alarm relay', panel.relay ? 'closed' : 'open', null),
     reading('bus', 'I2C bus', i2c.busy ? 'held' : 'free', sparkline('busy', step), i2c.busy ? 'warn' : ''),
-    reading('requests', 'Requests', `${known.rate ?? 0}/s`, sparkline('rate', {lowest: 0, highest: 10})),
+    reading('requests', 'Requests', `${known.rate ?? 0}/s`, scaled('rate', {lowest: 0, highest: 10})),
     reading('faults', 'Faults', faults.length ? plural(faults.length, 'fault') : 'none', null, faults.length ? 'bad' : ''),
   ]);
 }
 
 export function start() {
-  follow(['board', 'selected', 'live', 'gone', 'rate'], show);
+  follow(['board', 'selected', 'live', 'gone', 'rate', 'history'], show);
   setInterval(() => document.hidden || show(), 1000);
 }

@@ -1,0 +1,51 @@
+#include "history.h"
+
+#include "indicators.h"
+#include "trace.h"
+
+namespace zelsim::web {
+namespace {
+
+constexpr int64_t kKeptMs = 300000;
+constexpr size_t kMostPoints = 600;  // of a value that changes all the time
+constexpr double kStepsPerDegree = 256;
+
+int64_t now_ms() { return host_time_us() / 1000; }
+
+}  // namespace
+
+void History::record(const std::string &name, double value) {
+  std::lock_guard lock(mutex_);
+  std::deque<Point> &points = series_[name];
+  if (!points.empty() && points.back().value == value) return;
+  int64_t now = now_ms();
+  points.push_back({now, value});
+  // The first point says what stood when the time that is kept began.
+  while (points.size() > 1 && (points[1].at_ms < now - kKeptMs || points.size() > kMostPoints)) points.pop_front();
+}
+
+void History::look(const Board &board) {
+  if (board.i2c.sensor_present != 0)
+    record("temperature", static_cast<int16_t>(board.i2c.sensor.value[0]) / kStepsPerDegree);
+  for (unsigned i = 0; i < kSupplies; ++i) {
+    bool is_good = board.supply[i] != Supply::None && board.supply_good[i] != 0;
+    record("supply" + std::to_string(i + 1), is_good ? 1 : 0);
+  }
+  for (const tool::Indicator &indicator : tool::kIndicators)
+    record(std::string("led-") + indicator.key, indicator.state(board.gpio));
+  record("faults", board.rule_count);
+  record("busy", board.i2c.busy);
+}
+
+Json History::document() const {
+  std::lock_guard lock(mutex_);
+  Json series = Json::object();
+  for (const auto &[name, points] : series_) {
+    Json pairs = Json::array();
+    for (const Point &point : points) pairs.push_back({point.at_ms, point.value});
+    series[name] = std::move(pairs);
+  }
+  return {{"now", now_ms()}, {"series", series}};
+}
+
+}  // namespace zelsim::web
