@@ -93,6 +93,29 @@ std::string chip_text(const RecordedCall &recorded, std::optional<unsigned> port
   return text;
 }
 
+struct PowerBit {
+  unsigned bit;
+  const char *set;
+  const char *clear;
+};
+constexpr PowerBit kPowerBits[] = {
+    {kTwoSupplies, "two supplies", "one supply"},
+    {kFirstSupplyGood, "supply 1 good", "supply 1 not good"},
+    {kSecondSupplyGood, "supply 2 good", "supply 2 not good"},
+    {kFirstSupplyDc, "supply 1 DC", "supply 1 AC"},
+    {kSecondSupplyDc, "supply 2 DC", "supply 2 AC"},
+};
+
+// The bits of a power status that differ from another status, in words. Bits without words are in the number.
+std::string power_text(unsigned status, unsigned other) {
+  std::string text = format("0x%02x", status);
+  for (const PowerBit &row : kPowerBits) {
+    bool differs = ((status ^ other) & row.bit) != 0;
+    if (differs) text += std::string(", ") + ((status & row.bit) != 0 ? row.set : row.clear);
+  }
+  return text;
+}
+
 /** Compares the records, or the data, of one call. */
 class Comparison {
  public:
@@ -141,6 +164,7 @@ class Comparison {
       case Shape::None:
         return;
       case Shape::Byte:
+        if (request->name == std::string_view("GetPowerStatus")) return compare_power(request->fields);
         return add(request->fields, std::to_string(recorded_bytes_[0]), std::to_string(model_bytes_[0]));
       case Shape::Pair:
         return compare_pair(split(request->fields, ' '));
@@ -157,6 +181,12 @@ class Comparison {
       case Shape::Transfer:
         return request->fills ? compare_transfer() : compare_bytes("record");
     }
+  }
+
+  void compare_power(const std::string &field) {
+    uint8_t recorded = recorded_bytes_[0];
+    uint8_t model = model_bytes_[0];
+    add(field, power_text(recorded, model), power_text(model, recorded));
   }
 
   // Loss of signal of the main board's cages, and the bits of nobody.

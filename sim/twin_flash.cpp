@@ -1,14 +1,18 @@
 #include "twin_flash.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <span>
 
 #include "board.h"
 #include "flash_map.h"
 #include "system_calls.h"
 #include "tool.h"
+#include "twin_identity.h"
 
 // The flash of a report: all of it, or only the boot environment.
 
@@ -31,14 +35,41 @@ void write_flash(const std::string &folder, uint32_t start, std::span<const uint
   }
 }
 
-void note_missing_regions(const Json &report, Notes &notes) {
-  for (const Json &row : member(report, {"flash", "regions"})) {
-    std::string name = text_of(member(row, {"region"}));
-    auto used = number_of(member(row, {"used_sectors"}), kSectors).value_or(0);
-    bool is_environment = text_of(member(row, {"code"})) == "E";
-    if (used > 0 && !is_environment) notes.add("flash region " + name, "the report was made without --flash");
+/** Fills regions with what the report has of them without --flash. */
+class RegionsOfReport {
+ public:
+  RegionsOfReport(const Json &report, const std::string &folder) : report_(report), folder_(folder) {}
+
+  void put(const char *name, const std::vector<uint8_t> &bytes) {
+    FlashRange range = flash_range(name);
+    std::vector<uint8_t> content(range.size, 0xff);
+    std::copy_n(bytes.begin(), std::min<size_t>(bytes.size(), range.size), content.begin());
+    if (!bytes.empty()) write_flash(folder_, range.start, content);
+    auto length = static_cast<uInt>(content.size());
+    checksums_[name] = static_cast<uint32_t>(crc32(0, content.data(), length));
   }
-}
+
+  // The report has the checksums of all regions: they show whether the twin has the same bytes.
+  void note_others(Notes &notes) const {
+    for (const Json &row : member(report_, {"flash", "regions"})) {
+      std::string name = text_of(member(row, {"region"}));
+      auto used = number_of(member(row, {"used_sectors"}), kSectors).value_or(0);
+      auto known = checksums_.find(name);
+      bool is_held = known != checksums_.end();
+      bool is_whole = is_held && number_of(member(row, {"crc32"}), UINT32_MAX) == known->second;
+      bool is_environment = text_of(member(row, {"code"})) == "E";
+      if (used == 0 || is_environment || is_whole) continue;
+      std::string why = "the report was made without --flash";
+      if (is_held) why += ": only what 'zelctl identity' and 'zelctl mac' show is there";
+      notes.add("flash region " + name, why);
+    }
+  }
+
+ private:
+  const Json &report_;
+  const std::string &folder_;
+  std::map<std::string, uint32_t> checksums_;
+};
 
 void check_chip(const Json &report, Notes &notes) {
   const Json &jedec_id = member(report, {"flash", "jedec_id"});
@@ -56,7 +87,10 @@ void fill_flash(const Json &report, const ArchivedFiles &files, const std::strin
     write_flash(folder, 0, *whole);
   } else {
     if (environment != nullptr) write_flash(folder, flash_range("Environment").start, *environment);
-    note_missing_regions(report, notes);
+    RegionsOfReport regions(report, folder);
+    regions.put("Custom info", custom_info_of(report));
+    regions.put("Mac Address Backup", mac_backup_of(report));
+    regions.note_others(notes);
   }
   for (const Json &name : member(report, {"redacted", "variables"}))
     notes.add("variable " + text_of(name) + " of the boot environment", "the report has it without its value");
