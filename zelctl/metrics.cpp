@@ -95,7 +95,7 @@ static void write_metrics(const std::string &path) {
 void add_metrics_command(App &app) {
   const auto path = std::make_shared<std::string>();
   App *metrics =
-      command(app, "metrics", "The board's state as metrics for Prometheus",
+      command(app, "metrics", "The board's state as metrics for Prometheus; clears modules' latched flags",
               "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom", [path] { write_metrics(*path); });
   output_option(metrics, *path);
   optics_option(metrics, Flags::Read);
