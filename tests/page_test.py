@@ -243,7 +243,7 @@ class Page(Server):
             return numbers()[:1] == [1]
 
         eventually(lambda: told() > 200)
-        eventually(numbers)
+        eventually(lambda: numbers()[-1:] == [told()])
         self.assertLessEqual(len(numbers()), 80)
         # Whoever scrolls up sees the earlier ones, and new ones wait.
         eventually(is_scrolled_to_the_first)
@@ -323,6 +323,20 @@ class Page(Server):
             self.assertGreaterEqual(min(size[:2]), 24)
             self.assertLessEqual(size[2], width)
             self.assertTrue(width < 1024 or size[3] <= height, size)
+
+    def test_a_narrow_page_opens_its_tabs_as_a_sheet(self):
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                     {"width": 390, "height": 844, "deviceScaleFactor": 1, "mobile": False})
+        self.open("?tab=faults")
+        self.assertFalse(self.is_shown("#fault-form"))
+        for way in (lambda: self.click(".close-sheet"), lambda: self.keys(Keys.ESCAPE)):
+            self.click("#tab-faults")
+            eventually(lambda: self.is_shown("#fault-form select"))
+            self.assertEqual(self.on_page("const {width, height} = document.querySelector('#dock').getBoundingClientRect();"
+                                          "return [width === document.documentElement.clientWidth, height]"), [True, 844])
+            way()
+            eventually(lambda: not self.is_shown("#fault-form"))
+            self.assertEqual(self.on_page("return document.activeElement.id"), "tab-faults")
 
 
 if __name__ == "__main__":

@@ -1,14 +1,21 @@
 import * as address from './address.js';
-import {element, find} from './dom.js';
+import {button, element, find} from './dom.js';
 import {wantRequests} from './connection.js';
 import {follow, known, put} from './store.js';
 
-// The tabs at the bottom right. On a wide screen the requests and the flash stand beside each other.
+// The tabs at the bottom right. On a wide screen the requests and the flash stand beside each other; on a narrow one a tab
+// opens a sheet over the whole page.
 
 const views = new Map(); // by name: its tab, its panel
 const kWide = matchMedia('(min-width: 1900px)');
 
-export const isOpen = (name) => address.read('tab') === name || (kWide.matches && name === 'requests');
+const kNarrow = matchMedia('(max-width: 760px)');
+let isSheet = false; // on a narrow screen: the sheet is open
+
+export function isOpen(name) {
+  if (kNarrow.matches && !isSheet) return false;
+  return address.read('tab') === name || (kWide.matches && name === 'requests');
+}
 
 function tabOf(name, title) {
   return element(
@@ -40,10 +47,24 @@ function move({key}) {
   views.get(names.at(to)).tab.focus();
 }
 
-export function open(name) {
+function choose(name) {
   if (!views.has(name)) name = 'requests';
   address.write({tab: name});
   put('tab', name);
+}
+
+export function open(name) {
+  isSheet = true;
+  choose(name);
+}
+
+/** Closes the sheet of a narrow screen. @return whether it was open */
+export function closeSheet() {
+  if (!kNarrow.matches || !isSheet) return false;
+  isSheet = false;
+  put('tab', address.read('tab'));
+  views.get(address.read('tab')).tab.focus();
+  return true;
 }
 
 export function openNumber(number) {
@@ -62,6 +83,7 @@ function show() {
     panel.classList.toggle('beside', kWide.matches && name === 'requests' && chosen !== 'requests');
   }
   find('#dock').classList.toggle('two', kWide.matches && chosen !== 'requests');
+  find('#dock').classList.toggle('sheet', kNarrow.matches && isSheet);
   wantRequests(isOpen('requests') && !known.paused && !document.hidden);
 }
 
@@ -79,15 +101,20 @@ export function start() {
     [...views.values()].map(({tab}) => tab),
   );
   find('#dock').append(
-    list,
+    element(
+      'div',
+      {class: 'dock-bar'},
+      list,
+      button('×', closeSheet, {class: 'quiet close-sheet', 'aria-label': 'Close the sheet'}),
+    ),
     element(
       'div',
       {class: 'views'},
       [...views.values()].map(({panel}) => panel),
     ),
   );
-  kWide.addEventListener('change', () => put('tab', address.read('tab')));
+  for (const width of [kWide, kNarrow]) width.addEventListener('change', () => put('tab', address.read('tab')));
   document.addEventListener('visibilitychange', show);
   follow(['tab', 'paused'], show);
-  open(address.read('tab') || 'requests');
+  choose(address.read('tab') || 'requests');
 }

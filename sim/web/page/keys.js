@@ -75,6 +75,7 @@ function isTyping({target}) {
 }
 
 function escape() {
+  if (!find('dialog[open]') && dock.closeSheet()) return;
   if (document.querySelector('dialog[open]')) return;
   if (cancelPlacing() || closeCatalogue()) return;
   if (selected().length > 0) select();

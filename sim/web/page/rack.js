@@ -10,6 +10,7 @@ const boards = new Map();
 let refused = '';
 let filter = '';
 let sorted = 'ill';
+let making = false; // on a narrow screen: the form for a new board is open
 
 async function manage(action, fields) {
   refused = '';
@@ -68,7 +69,7 @@ function place([name, summary]) {
     {'data-key': 'board-' + name, class: wrong.length ? 'ill' : ''},
     element(
       'a',
-      {href: `/?board=${encodeURIComponent(name)}`, 'aria-label': `Board ${name}: ${wrong.join(', ') || 'well'}`},
+      {href: `/?board=${encodeURIComponent(name)}`},
       element(
         'span',
         {class: 'rack-name'},
@@ -134,9 +135,17 @@ function show() {
         },
         {'aria-pressed': String(sorted === 'ill')},
       ),
+      button(
+        'New board…',
+        () => {
+          making = !making;
+          show();
+        },
+        {class: 'opens-making', 'aria-expanded': String(making)},
+      ),
       element(
         'form',
-        {class: 'row', onsubmit: create},
+        {class: making ? 'row making' : 'row', onsubmit: create},
         element(
           'label',
           {},
