@@ -60,7 +60,7 @@ class RegionsOfReport {
       bool is_environment = text_of(member(row, {"code"})) == "E";
       if (used == 0 || is_environment || is_whole) continue;
       std::string why = "the report was made without --flash";
-      if (is_held) why += ": only what 'zelctl identity' and 'zelctl mac' show is there";
+      if (is_held) why += ": only what 'zelctl identity' and 'zelctl mac-backup' show is there";
       notes.add("flash region " + name, why);
     }
   }

@@ -18,14 +18,23 @@ def marked(marks: Collection[str]) -> List[int]:
     if not marks:
         return []
     wanted = re.compile("|".join(f"{mark}=" for mark in marks).encode())
-    found = []
-    for entry in os.listdir("/proc"):
-        if not entry.isdigit() or int(entry) == os.getpid():
-            continue
-        with suppress(OSError), open(f"/proc/{entry}/environ", "rb", buffering=0) as environment:
-            if wanted.search(environment.read()):
-                found.append(int(entry))
-    return found
+    own = str(os.getpid())
+    entries = [entry for entry in os.listdir("/proc") if entry.isdigit() and entry != own]
+    return [int(entry) for entry in entries if wanted.search(environment_of(entry))]
+
+
+def environment_of(process: str) -> bytes:
+    """Empty for a process that has ended, or is somebody else's."""
+    try:
+        file = os.open(f"/proc/{process}/environ", os.O_RDONLY | os.O_CLOEXEC)
+    except OSError:
+        return b""
+    pieces = []
+    with suppress(OSError):
+        while piece := os.read(file, 1 << 16):
+            pieces.append(piece)
+    os.close(file)
+    return b"".join(pieces)
 
 
 def kill_marked(marks: Collection[str], seconds: float = 2) -> None:

@@ -120,11 +120,14 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
 
     def stop(self) -> int:
         """Asks it to end (SIGTERM), and kills it if it does not end within five seconds. Returns its status."""
-        if self.returncode is None:
-            self.signal_all(signal.SIGTERM)
-            if not ended_within(self.pid, PATIENCE):
-                self.signal_all(signal.SIGKILL)
-        return self._reaped()
+        if self.returncode is not None:
+            return self.wait()
+        self.signal_all(signal.SIGTERM)
+        if not ended_within(self.pid, PATIENCE):
+            self.signal_all(signal.SIGKILL)
+        status = self._reaped()
+        self.kill_started()
+        return status
 
     def kill_group(self) -> None:
         if self.returncode is None:
@@ -144,7 +147,6 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         if self.returncode is None:
             ended_within(self.pid, float("inf"))
             signal_group(self.pid, signal.SIGKILL)  # what it has left behind
-            self.kill_started()
         return self.wait()
 
     def communicate(self, input: Any = None, timeout: Optional[float] = None) -> Any:
