@@ -359,7 +359,8 @@ class Board(AbstractContextManager["Board"]):
         """What is left for the report of a failed test, as texts by their files' names."""
         kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
         with suppress(SimError):  # the test may have removed the board
-            kept["state.json"] = json.dumps({**self.json("show"), "board": self.label}, indent=2) + "\n"
+            own_name = self.label if self._own else self.name  # temporary boards have the same one
+            kept["state.json"] = json.dumps({**self.json("show"), "board": own_name}, indent=2) + "\n"
             kept["panel.svg"] = self.panel()
         printed = outputs(self.programs)
         return {**kept, "output": printed} if printed else kept
