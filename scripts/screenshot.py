@@ -87,7 +87,7 @@ def for_docs(camera, address, image):
     camera.browser.get(address + "?board=lab&select=port5&tab=flash")
     time.sleep(2)
     command = (f"{BUILD}/bin/zelsim", "run", "--board", "lab", "--chip-times", "--", f"{BUILD}/bin/zelctl", "firmware", "write", image,
-               "--partition", "2")
+               "--partition", "2", "--yes")
     with subprocess.Popen(command, stdout=subprocess.DEVNULL) as update:
         time.sleep(45)
         camera.take("live-panel")
