@@ -17,9 +17,12 @@ namespace {
 
 std::string name_in(const Cage &cage) { return {cage.name, strnlen(cage.name, sizeof cage.name)}; }
 
-bool is_in_catalogue(const Cage &cage) {
+// True if plugging the module's name brings the same page again.
+bool is_in_catalogue(const Cage &cage, unsigned port) {
   return std::ranges::any_of(catalogue(), [&](const Module &module) {
-    return module.name == name_in(cage) && std::memcmp(module.page.data(), cage.page, sizeof cage.page) == 0;
+    if (module.name != name_in(cage)) return false;
+    const MemoryPage page = taken_from_catalogue(module, port).page;
+    return std::memcmp(page.data(), cage.page, sizeof cage.page) == 0;
   });
 }
 
@@ -63,7 +66,7 @@ void restore_cage(Commands &commands, unsigned port, const Cage &before, const C
   bool plugs = emptied || !is_same_module(before, after);
   Cage cage = after;
   if (plugs) {
-    if (!is_in_catalogue(before)) commands.possible = false;
+    if (!is_in_catalogue(before, port)) commands.possible = false;
     commands.add("plug " + number + ' ' + name_in(before));
     // A module that is plugged has light and no fault.
     cage.loss_of_signal = 0;

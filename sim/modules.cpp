@@ -134,15 +134,6 @@ std::vector<Module> make_catalogue() {
   return modules;
 }
 
-// A module that is taken from the catalogue has a serial number of its own.
-Module taken_from_catalogue(Module module, unsigned port) {
-  bool is_blank = module.page[kIdentifier] == 0xff;
-  if (is_blank) return module;
-  put_text(module.page, kSerialNumber, kNameWidth, format("ZS%08u", port));
-  put_checksum(module.page, kExtendedFields, kExtendedChecksum);
-  return module;
-}
-
 Module find_module(const std::string &wanted, unsigned port) {
   for (const Module &module : catalogue()) {
     if (module.name == wanted) return taken_from_catalogue(module, port);
@@ -167,6 +158,14 @@ const char *phy_name(PhyKind phy) { return phy == PhyKind::Marvell ? "marvell" :
 const std::vector<Module> &catalogue() {
   static const std::vector<Module> modules = make_catalogue();
   return modules;
+}
+
+Module taken_from_catalogue(Module module, unsigned port) {
+  bool is_blank = module.page[kIdentifier] == 0xff;
+  if (is_blank) return module;
+  put_text(module.page, kSerialNumber, kNameWidth, format("ZS%08u", port));
+  put_checksum(module.page, kExtendedFields, kExtendedChecksum);
+  return module;
 }
 
 std::string catalogue_name(const MemoryPage &page) {

@@ -22,6 +22,8 @@ struct Module {
 };
 
 const std::vector<Module> &catalogue();
+/** A module of the catalogue as it is plugged into a port: with a serial number of its own. */
+Module taken_from_catalogue(Module module, unsigned port);
 /** The name of the catalogue's module with this vendor and part number, whatever its serial number is; empty for none. */
 std::string catalogue_name(const MemoryPage &page);
 /** A module's pages from a file of raw bytes or a hex dump: A0h, and A2h where the file has it. */
