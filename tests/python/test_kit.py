@@ -87,9 +87,9 @@ def test_nothing_is_left_running(board: Board, tmp_path: Path) -> None:
         with pytest.raises(RunTimeout):
             place.run(["sh", "-c", stray(tmp_path) + "sleep 300"], timeout=1, env=environment)
         assert not running_with(name), place
-    with board.fault("debugCmd", result="hangs"), board.session(timeout=1) as session:
+    with board.fault("debugCmd", result="hangs"), board.session() as session:
         with pytest.raises(Timeout):
-            session.FW_SetSystemLed(1)
+            session.FW_SetSystemLed(1, timeout=0.5)
     of_board = running_with(board.environment["ZELSIM_HOME"])
     assert len(of_board) == 1, of_board  # the board's helper
     for place in places:
