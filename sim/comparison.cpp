@@ -65,8 +65,8 @@ unsigned compared_bits(unsigned number) {
   return number == phy::GigabitStatus ? 0xff00 : 0xffff;
 }
 
-unsigned word16_at(std::span<const uint8_t> bytes, size_t at) {
-  return static_cast<unsigned>(bytes[at] << 8 | bytes[at + 1]);
+uint16_t word16_at(std::span<const uint8_t> bytes, size_t at) {
+  return static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
 }
 
 std::string text_of(std::span<const uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
@@ -281,8 +281,9 @@ class Comparison {
   }
 
   void compare_sensor() {
-    auto degrees = [](std::span<const uint8_t> raw) { return static_cast<int16_t>(word16_at(raw, 0)) / 256.0; };
-    compare_degrees("addr=0x9e temperature", degrees(recorded_bytes_), degrees(model_bytes_));
+    double recorded = degrees_of(word16_at(recorded_bytes_, 0));
+    double model = degrees_of(word16_at(model_bytes_, 0));
+    compare_degrees("addr=0x9e temperature", recorded, model);
   }
 
   void compare_phy(size_t len) {

@@ -93,6 +93,8 @@ struct Sensor {
   uint8_t pointer;
   uint16_t value[4];  // temperature, configuration, hysteresis, over-temperature
 };
+/** Degrees Celsius of a register of the LM75: its upper byte counts whole degrees. */
+constexpr double degrees_of(uint16_t value) { return static_cast<int16_t>(value) / 256.0; }
 
 /** What the I2C driver keeps, and the chips of the board. */
 struct I2c {

@@ -8,7 +8,6 @@ namespace {
 
 constexpr int64_t kKeptMs = 300000;
 constexpr size_t kMostPoints = 600;  // of a value that changes all the time
-constexpr double kStepsPerDegree = 256;
 
 int64_t now_ms() { return host_time_us() / 1000; }
 
@@ -25,8 +24,7 @@ void History::record(const std::string &name, double value) {
 }
 
 void History::look(const Board &board) {
-  if (board.i2c.sensor_present != 0)
-    record("temperature", static_cast<int16_t>(board.i2c.sensor.value[0]) / kStepsPerDegree);
+  if (board.i2c.sensor_present != 0) record("temperature", degrees_of(board.i2c.sensor.value[0]));
   for (unsigned i = 0; i < kSupplies; ++i) {
     bool is_good = board.supply[i] != Supply::None && board.supply_good[i] != 0;
     record("supply" + std::to_string(i + 1), is_good ? 1 : 0);

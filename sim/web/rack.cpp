@@ -97,7 +97,7 @@ Json summary_of(const Board &board) {
   size_t version = std::hash<std::string>()(tool::panel_picture(board));
   return {{"version", std::to_string(version)},
           {"alarm", board.gpio.alarm_led != 0},
-          {"temperature", static_cast<int16_t>(board.i2c.sensor.value[0]) / 256.0},
+          {"temperature", degrees_of(board.i2c.sensor.value[0])},
           {"sensor_present", board.i2c.sensor_present != 0},
           {"modules", modules},
           {"without_light", dark},

@@ -77,10 +77,9 @@ Reading sensor_reading(const uint8_t *record) {
   Reading reading = {.what = "temperature sensor"};
   bool is_temperature = record[kOffsetLen] > 0 && word_at(record + kOffset) == 0 && record[kLen] == sizeof(uint16_t);
   if (!is_temperature) return reading;
-  constexpr double kStepsPerDegree = 256;
-  auto raw = static_cast<int16_t>(record[0] << 8 | record[1]);
+  auto raw = static_cast<uint16_t>(record[0] << 8 | record[1]);
   reading.what = "temperature";
-  reading.values.push_back({"temperature", decimal_text(raw / kStepsPerDegree, 1) + " °C"});
+  reading.values.push_back({"temperature", decimal_text(degrees_of(raw), 1) + " °C"});
   reading.is_of_world = true;
   return reading;
 }
