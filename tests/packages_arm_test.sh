@@ -23,6 +23,12 @@ for part in libzelboard1 libzelboard-dev zelboard-tools; do
   dpkg_there -s $part | grep -E '^Depends:.*(cross|:armhf)' && fail "$part depends on the compiler's libraries"
 done
 
+# A shell cannot start a program of another processor: a script of its name hands it to the emulator.
+debug_command=$root/usr/lib/zelboard/debugCmd
+mv "$debug_command" "$debug_command.arm"
+printf '#!/bin/sh\nexec qemu-arm -L %s "$0.arm" "$@"\n' "$root" >"$debug_command"
+chmod +x "$debug_command"
+
 there() { qemu-arm -L "$root" "$root/usr/bin/zelsim" run --fast -- qemu-arm -L "$root" "$@" 2>"$work/errors"; }
 there "$root/usr/bin/zelctl" led set system on || fail "zelctl does not run: $(cat "$work/errors")"
 cat >"$work/program.c" <<'END'

@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -24,7 +25,7 @@ static std::string trouble_of(const std::optional<int> &status, long limit) {
   return {};
 }
 
-/** Runs a line of the shell. What it prints on standard error goes into the reason if it fails.
+/** Runs a line of the shell. What it prints on standard error goes into the reason if it fails by itself.
  *  @return its status, as waitpid gives it */
 static int run(const char *line) {
   constexpr std::chrono::seconds kLimit(10);
@@ -41,8 +42,13 @@ static int run(const char *line) {
   std::string said = content_of(errors);
   close(errors);
   said.erase(said.find_last_not_of('\n') + 1);
-  if (trouble.empty() && !said.empty()) std::fprintf(stderr, "%s\n", said.c_str());
-  if (!trouble.empty() && !said.empty()) trouble += ": '" + said + "'";
+  if (said.empty()) return status.value_or(kFailed);
+  if (trouble.empty()) {
+    std::fprintf(stderr, "%s\n", said.c_str());
+  } else if (!interrupted()) {
+    std::replace(said.begin(), said.end(), '\n', ' ');
+    trouble += ": '" + said + "'";
+  }
   return status.value_or(kFailed);
 }
 
