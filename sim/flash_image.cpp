@@ -47,10 +47,11 @@ size_t size_of_used(std::span<const uint8_t> image) {
 void store(OpenBoard &board, std::span<const uint8_t> image, FlashRange range) {
   sys::File file(open_image(board));
   auto start = static_cast<off_t>(range.start);
-  auto used = static_cast<off_t>(size_of_used(image));
+  std::span<const uint8_t> content = image.first(size_of_used(image));
+  auto used = static_cast<off_t>(content.size());
   auto unused = static_cast<off_t>(range.size) - used;
   check_image(take_room(file.get(), start, used), "write");
-  check_image(sys::pwrite(file.get(), image.data(), used, start) == used, "write");
+  check_image(sys::pwrite(file.get(), content.data(), content.size(), start) == used, "write");
   check_image(make_hole(file.get(), start + used, unused), "write");
   ++board->watch.reflashed;
 }

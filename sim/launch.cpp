@@ -88,8 +88,8 @@ void hand_on(int number) {
   sigset_t only;
   sigemptyset(&only);
   sigaddset(&only, number);
-  raise(number);
   sigprocmask(SIG_UNBLOCK, &only, nullptr);
+  kill(getpid(), number);
   std::_Exit(kSignalStatus + number);
 }
 

@@ -70,7 +70,8 @@ static bool reader_is_gone() {
 
 using Clock = std::chrono::steady_clock;
 
-/** Waits, while the operator's commands go on.
+/** Waits, while the operator's commands go on. Looks for a signal even if the time is over already: a round can take longer
+ *  than its interval.
  *  @param gone  a descriptor that reports an error when nobody reads the events any more; -1 = none
  *  @return false if a signal has come, or nobody reads the events any more */
 static bool wait_until(Clock::time_point until, int signals, int gone, EventCommands &commands) {
@@ -79,12 +80,11 @@ static bool wait_until(Clock::time_point until, int signals, int gone, EventComm
   pollfd events[] = {{signals, POLLIN, 0}, {gone, 0, 0}};
   while (true) {
     commands.step();
-    const auto now = Clock::now();
-    if (now >= until) return true;
-    auto pause = ceil<milliseconds>(until - now);
+    auto pause = std::max(ceil<milliseconds>(until - Clock::now()), milliseconds(0));
     if (commands.busy()) pause = std::min(pause, kLongestWhileBusy);
     const bool has_event = poll(events, std::size(events), static_cast<int>(pause.count())) > 0;
     if (has_event) return false;
+    if (Clock::now() >= until) return true;
   }
 }
 

@@ -81,8 +81,8 @@ static std::optional<uint32_t> environment_start(const Json &regions) {
 static void read_chip(Report &report, TarWriter *content, Json &flash) {
   constexpr const char *kFile = "flash.bin";
   const Json regions = known_regions(report);
-  const std::optional<uint32_t> environment = environment_start(regions);
-  if (content != nullptr && !environment) {
+  const std::optional<uint32_t> secrets_at = environment_start(regions);
+  if (content != nullptr && !secrets_at) {
     report.note("content of the flash", "without the place of the boot environment its secrets cannot be blanked");
     content = nullptr;
   }
@@ -92,7 +92,7 @@ static void read_chip(Report &report, TarWriter *content, Json &flash) {
   work_in_pieces("read", 0, chip_size(), "no report was written", [&](uint32_t address, uint32_t length) {
     Sector sector(length, 0xFF);
     const std::string why = read_sector(address, sector);
-    if (why.empty() && address == environment) sector = blank_secrets(sector, report.secrets).region;
+    if (why.empty() && address == secrets_at) sector = blank_secrets(sector, report.secrets).region;
     if (why.empty()) {
       figures.add(address, sector);
     } else {
