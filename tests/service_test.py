@@ -36,7 +36,7 @@ def monitor(*options, **how):
 
 
 def wait_for(what, condition):
-    for _ in range(1000):
+    for _ in range(3000):
         if found := condition():
             return found
         time.sleep(0.02)
@@ -93,9 +93,18 @@ def commands(folder):
     zelsim("set supply 1 ac")  # this one hangs while the monitor is told to end
     wait_for("event", lambda: "supply 1: none -> ac" in lines())
     watcher.send_signal(signal.SIGTERM)
-    complaints = watcher.communicate(timeout=20)[1]
+    complaints = watcher.communicate(timeout=60)[1]
     assert watcher.returncode == 0 and "takes longer than 1 seconds" in complaints, (watcher.returncode, complaints)
     assert "ended on: supply 1: none -> ac" in complaints, complaints
+
+
+def rounds_that_outlast_their_interval():
+    watcher = subprocess.Popen([ZELSIM, "run", "--", ZELCTL, "monitor", "--interval", "10", "--initial"],
+                               stdout=subprocess.PIPE, text=True)
+    watcher.stdout.readline()
+    watcher.send_signal(signal.SIGTERM)
+    watcher.communicate(timeout=60)
+    assert watcher.returncode == 0, watcher.returncode
 
 
 def unit(folder):
@@ -118,4 +127,5 @@ with tempfile.TemporaryDirectory() as work:
         zelsim(f"set supply {number} ac")
     journal(work)
     commands(work)
+    rounds_that_outlast_their_interval()
     unit(work)
