@@ -9,6 +9,7 @@ import re
 import struct
 import subprocess
 import sys
+import tarfile
 import tempfile
 import termios
 
@@ -218,6 +219,27 @@ def check_unknown(path):
     zelsim("unplug 27")
 
 
+def check_without_values(path):
+    """A module that is not ready, and one that wants its address changed: all say so, and nobody tells values."""
+    for at, value, said, alone in ((256 + 110, 0x01, "not ready", "not ready yet"),
+                                   (92, 0x6C, "address change", "need an address change")):
+        pages = bytearray(zelctl(f"sfp dump {INTERNAL} --raw"))
+        pages[at] = value
+        with open(path, "wb") as file:
+            file.write(pages)
+        zelsim(f"plug 27 {path}")
+        row = next(row for row in json.loads(zelctl("sfp dom --json")) if row["port"] == 27)
+        assert (row["diagnostics"], row["temperature_celsius"], row["alarms"]) == (said, None, []), row
+        told = zelctl("sfp dom 27", status=1 if said == "address change" else 0)
+        assert alone in (told if isinstance(told, str) else told.decode()), told
+        zelctl(f"report -o {path}.tgz")
+        with tarfile.open(f"{path}.tgz") as archive:
+            name = next(name for name in archive.getnames() if name.endswith("summary.txt"))
+            line = re.search(r"(?m)^27 +ZELSIM.*", archive.extractfile(name).read().decode())[0]
+        assert ("not ready" if said == "not ready" else "not read") in line and "low alarm" not in line, line
+    zelsim("unplug 27")
+
+
 def check_pictures():
     for width in 40, 80, 200:
         for words in f"sfp dom {EXTERNAL}", "sfp dom":
@@ -242,4 +264,5 @@ with tempfile.TemporaryDirectory() as home:
     check_memory()
     check_dumps(home)
     check_unknown(f"{home}/unknown")
+    check_without_values(f"{home}/without")
     check_pictures()

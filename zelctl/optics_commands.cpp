@@ -49,10 +49,14 @@ static void fill_row(Json &row, uint32_t of_port) {
   select_module(of_port);
   const LowerHalf identification = read_lower_half(of_port, FW_SFP_MEMORY, kIdentification);
   row["module"] = part_number_of(identification);
-  if (!offers_diagnostics(identification)) return;
+  if (!has_diagnostics(identification)) return;
+  if (needs_address_change(identification)) {
+    row["diagnostics"] = "address change";
+    return;
+  }
   const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnostics);
   const Diagnostics found = diagnostics_in(identification, measured);
-  row["diagnostics"] = found.calibration;
+  row["diagnostics"] = found.ready ? found.calibration : "not ready";
   if (!found.ready) return;
   for (size_t i = 0; i < found.measured.size(); ++i) add_measurement(row, column_of(i), found.measured[i]);
 }
@@ -138,8 +142,11 @@ static void show_module(uint32_t port) {
   module["checksum"] = all["checksum"];
   show(module);
   std::fprintf(out, "\n");
-  if (!found.ready) std::fprintf(out, "the module's values are not ready yet\n\n");
-  for (const Measurement &measurement : found.measured) draw_measurement(measurement);
+  if (found.ready) {
+    for (const Measurement &measurement : found.measured) draw_measurement(measurement);
+  } else {
+    std::fprintf(out, "the module's values are not ready yet\n");
+  }
   std::fprintf(out, "\n");
   show(limits_table(all["measured"]));
 }

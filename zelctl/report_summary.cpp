@@ -52,6 +52,7 @@ static std::string state_of(const Json &page, const Json &diagnostics) {
   const bool has_any = std::find(monitoring.begin(), monitoring.end(), "implemented") != monitoring.end();
   if (!has_any) return "no diagnostics";
   if (!diagnostics.is_object()) return "not read";
+  if (diagnostics["ready"] == false) return "not ready";
   std::string state;
   for (const Json &measured : diagnostics["measured"]) add_standings(state, measured);
   return state.empty() ? "normal" : state;
@@ -59,9 +60,10 @@ static std::string state_of(const Json &page, const Json &diagnostics) {
 
 /** Temperature and powers, and what is out of its limits, or was. */
 static void add_measured(Json &row, const Json &page, const Json &diagnostics) {
-  row["temperature"] = diagnostics.is_object() ? diagnostics["temperature_celsius"] : Json();
-  row["tx_dbm"] = diagnostics.is_object() ? diagnostics["tx_power_dbm"] : Json();
-  row["rx_dbm"] = diagnostics.is_object() ? diagnostics["rx_power_dbm"] : Json();
+  const bool has_values = diagnostics.is_object() && diagnostics["ready"] == true;
+  row["temperature"] = has_values ? diagnostics["temperature_celsius"] : Json();
+  row["tx_dbm"] = has_values ? diagnostics["tx_power_dbm"] : Json();
+  row["rx_dbm"] = has_values ? diagnostics["rx_power_dbm"] : Json();
   row["state"] = state_of(page, diagnostics);
 }
 
