@@ -72,7 +72,7 @@ static Json phy_rows(Report &report) {
   for (uint32_t port = 0; port <= FW_PHY_PORT_LAST; ++port) {
     for (const uint32_t number : kNumbers) {
       if (failures == kMostFailures) {
-        report.note("further PHYs of the switch ports", "not asked: debugCmd failed three times in a row");
+        report.note("further PHYs of the switch ports", "not asked: three answers in a row failed");
         return all;
       }
       const std::string what = format("switch port %u: PHY register %u", port, number);
