@@ -82,22 +82,32 @@ void do_act(const TimedAct &act, Perform how) {
   throw Failure(act.place + ": " + why);
 }
 
+// The board of a scenario is there before it, and after it.
+bool is_act(const std::string &command) {
+  constexpr const char *kOthers[] = {"create", "delete", "play"};
+  bool is_other = std::ranges::find(kOthers, command) != std::end(kOthers);
+  return !is_other && !takes_the_process(command);
+}
+
 /** The command of a line, without the name of the program before it. */
 Words command_in(Words words, const std::string &place) {
   if (!words.empty() && words.front() == kProgram) words.erase(words.begin());
   if (words.empty()) throw Usage(place + ": a time without a command");
   const std::string &command = words.front();
-  if (takes_the_process(command) || command == "play") throw Usage(place + ": '" + command + "' is no act");
+  if (!is_act(command)) throw Usage(place + ": '" + command + "' is no act");
   return words;
 }
 
 std::vector<TimedAct> read_scenario(const std::string &file) {
   constexpr size_t kMost = 16 << 20;
   std::vector<uint8_t> bytes = read_file(file, kMost);
+  std::string text(bytes.begin(), bytes.end());
+  constexpr std::string_view kMark = "\xef\xbb\xbf";  // some editors write this before UTF-8
+  if (text.starts_with(kMark)) text.erase(0, kMark.size());
   std::vector<TimedAct> acts;
   int64_t previous_us = 0;
   unsigned number = 0;
-  for (const std::string &line : split(std::string(bytes.begin(), bytes.end()), '\n')) {
+  for (const std::string &line : split(text, '\n')) {
     ++number;
     std::string place = "FILE: " + file + ", line " + std::to_string(number);
     std::optional<Words> words = words_of(line);

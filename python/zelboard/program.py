@@ -1,5 +1,4 @@
 """Programs that run on a board, with all that they start: each is a process group of its own."""
-import asyncio
 import io
 import os
 import signal
@@ -7,12 +6,38 @@ import subprocess
 import time
 from contextlib import suppress
 from pathlib import Path
-from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, cast
+from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, Union, cast
 
 from zelboard._started import kill_marked
+from zelboard._zelsim import Word
 from zelboard.trace import Trace, read_event
 
 PATIENCE = 5  # seconds from SIGTERM to SIGKILL
+OUTPUTS = "stdout", "stderr"
+Command = Union[Word, Sequence[Word]]  # a program and its arguments; with shell=True a line for a shell
+
+
+def words_of(command: Command, options: Dict[str, Any]) -> List[Word]:
+    """The words of a command, as subprocess understands it. Takes `shell` from the options."""
+    words = [command] if isinstance(command, (str, os.PathLike)) else list(command)
+    return ["sh", "-c", *words] if options.pop("shell", False) else words
+
+
+def in_text(options: Dict[str, Any]) -> Dict[str, Any]:
+    """The options for a program whose output is text. With text=False it is bytes, as with subprocess."""
+    wants_bytes = False in (options.get("text"), options.get("universal_newlines"))
+    return options if wants_bytes else {"encoding": "utf-8", "errors": "surrogateescape", **options}
+
+
+def with_pipes(options: Dict[str, Any]) -> Dict[str, Any]:
+    """The options for a program that is run to its end, as subprocess.run takes them."""
+    options.pop("capture_output", None)  # it always is
+    return {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
+
+
+def shown(content: Any) -> str:
+    """Output for a report."""
+    return content.decode("utf-8", "surrogateescape") if isinstance(content, bytes) else content or ""
 
 
 class RunTimeout(subprocess.TimeoutExpired):
@@ -94,10 +119,10 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
     def __init__(self, command: List[Any], read_trace: Callable[[], Trace], mark: str = "", **options: Any):
         self.read_trace = read_trace
         self.mark = mark  # a variable in the environment of all that it starts
-        self._communicated: Dict[str, str] = {}
-        self.text = options.get("encoding") is not None
+        self._communicated: Dict[str, str] = {}  # with what was read before
+        self.text = bool(options.get("encoding") or options.get("text"))
         super().__init__(command, start_new_session=True, **options)
-        for name in "stdout", "stderr":
+        for name in OUTPUTS:
             pipe = getattr(self, name)
             if isinstance(pipe, io.TextIOWrapper):
                 encoding, errors = pipe.encoding, pipe.errors
@@ -150,15 +175,16 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         return self.wait()
 
     def communicate(self, input: Any = None, timeout: Optional[float] = None) -> Any:
+        before = {name: self.output(name) for name in OUTPUTS}
         printed = super().communicate(input, timeout)
-        self._communicated = {name: text for name, text in zip(("stdout", "stderr"), printed) if isinstance(text, str)}
+        self._communicated = {name: before[name] + shown(content) for name, content in zip(OUTPUTS, printed)}
         return printed
 
     def output(self, name: str) -> str:
         """What was read of its stdout or stderr so far, as far as these are pipes."""
         pipe = getattr(self, name)
         heard = pipe.heard if isinstance(pipe, Heard) else ""
-        return self._communicated.get(name) or heard
+        return self._communicated.get(name, heard)
 
     def read_rest(self) -> None:
         """Reads what an ended program has left in its pipes."""
@@ -200,18 +226,17 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
 
 
 class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]
-    """A program that has ended: its returncode, stdout, stderr (text) and trace."""
+    """A program that has ended: its returncode, stdout, stderr (text; bytes with text=False) and trace."""
     stdout: str
     stderr: str
     returncode: int
     trace: Trace
 
 
-def run_to_end(start: Callable[..., Program], arguments: Sequence[Any], input: Optional[str], timeout: Optional[float],
+def run_to_end(start: Callable[..., Program], arguments: Command, input: Union[str, bytes, None], timeout: Optional[float],
                check: bool, options: Dict[str, Any]) -> Run:
     """Runs a program to its end, as subprocess.run does. `start` starts it with the options."""
-    options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
-    with start(arguments, **options) as program:
+    with start(arguments, **with_pipes(options)) as program:
         done = Run(arguments, 0, *program.communicate_or_kill(input, timeout))
     done.returncode = program.returncode
     done.trace = program.trace
@@ -220,15 +245,15 @@ def run_to_end(start: Callable[..., Program], arguments: Sequence[Any], input: O
     return done
 
 
-def outputs(programs: Sequence[Program]) -> str:
-    """What was read of them so far, with headings."""
+def outputs(programs: Sequence[Any]) -> str:
+    """What was read of programs so far, with headings."""
     text = ""
     for program in programs:
-        words = [str(word) for word in cast(Sequence[Any], program.args)]
+        words = [str(word) for word in program.args]
         if "--" in words:
             words = words[words.index("--") + 1:]  # without zelsim and its options
         name = " ".join(words)
-        for stream in "stdout", "stderr":
+        for stream in OUTPUTS:
             printed = program.output(stream)
             if not printed:
                 continue
@@ -242,98 +267,3 @@ def trace_of(file: Path) -> Trace:
     text = file.read_text("utf-8") if file.exists() else ""
     whole = text[:text.rfind("\n") + 1]  # the last line may not be complete yet
     return Trace([read_event(line) for line in whole.splitlines()])
-
-
-class AsyncProgram:
-    """A program on a board for asyncio, with the same meaning; its streams are those of asyncio."""
-
-    def __init__(self, process: asyncio.subprocess.Process, read_trace: Callable[[], Trace], mark: str = ""):
-        self.process = process
-        self.mark = mark  # as a Program has it
-        self.read_trace = read_trace
-        self.stdin = process.stdin
-        self.stdout = process.stdout
-        self.stderr = process.stderr
-        self.pid = process.pid
-
-    async def run_to_end(self, arguments: Sequence[Any], input: Optional[str], timeout: Optional[float], check: bool) -> "Run":
-        """Waits for the program's end and returns its output. Raises RunTimeout if it takes too long."""
-        given = os.fsencode(input) if input is not None else None
-        ended, texts = await self._output_or_kill(given, timeout)
-        if not ended:
-            expired = RunTimeout(list(arguments), timeout or 0, *texts)
-            expired.trace = self.trace
-            raise expired
-        done = Run(arguments, await self.process.wait(), *texts)
-        done.trace = self.trace
-        if check:
-            done.check_returncode()
-        return done
-
-    async def _output_or_kill(self, given: Optional[bytes], timeout: Optional[float]) -> Tuple[bool, List[Optional[str]]]:
-        """Whether the program has ended in time, and its output. One that has not is killed."""
-        output = asyncio.ensure_future(self.communicate(given))
-        in_time, _ = await asyncio.wait({output}, timeout=timeout)
-        if not in_time:
-            await asyncio.to_thread(self.signal_all, signal.SIGKILL)
-            await asyncio.to_thread(self.kill_started)
-            await asyncio.wait({output}, timeout=1)
-            await asyncio.to_thread(wait_for_group, self.pid)
-        printed = output.result() if output.done() else (b"", b"")
-        output.cancel()
-        texts: List[Optional[str]] = []
-        for text in printed:
-            texts.append(text.decode("utf-8", "surrogateescape") if text is not None else None)
-        return bool(in_time), texts
-
-    @property
-    def trace(self) -> Trace:
-        return self.read_trace()
-
-    @property
-    def returncode(self) -> Optional[int]:
-        return self.process.returncode
-
-    async def wait(self) -> int:
-        return await self.process.wait()
-
-    async def communicate(self, input: Optional[bytes] = None) -> Tuple[bytes, bytes]:
-        return await self.process.communicate(input)
-
-    def signal_all(self, number: int) -> None:
-        """Sends a signal to the program and what it has started."""
-        signal_group(self.pid, number)
-
-    def kill_group(self) -> None:
-        if self.process.returncode is None:
-            self.signal_all(signal.SIGKILL)
-
-    async def stop(self) -> int:
-        if self.process.returncode is None:
-            await asyncio.to_thread(self.signal_all, signal.SIGTERM)
-            with suppress(asyncio.TimeoutError):
-                await asyncio.wait_for(self.process.wait(), PATIENCE)
-            self.kill_group()
-        status = await self.process.wait()
-        await asyncio.to_thread(self.kill_started)
-        return status
-
-    def kill_started(self) -> None:
-        """Kills what it has started and is outside its group."""
-        if self.mark:
-            kill_marked([self.mark])
-
-    async def __aenter__(self) -> "AsyncProgram":
-        return self
-
-    async def __aexit__(self, *_: object) -> None:
-        await self.stop()
-
-
-async def arun_to_end(start: Callable[..., Any], arguments: Sequence[Any], input: Optional[str], timeout: Optional[float],
-                      check: bool, options: Dict[str, Any]) -> Run:
-    """run_to_end() for asyncio."""
-    options = {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
-    async with await start(arguments, **options) as program:
-        done: Run = await program.run_to_end(arguments, input, timeout, check)
-        return done

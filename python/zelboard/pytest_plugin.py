@@ -2,7 +2,9 @@
 of the boards that a test has used is kept when it fails, and named in the report: what was done on each, its state, the
 picture of its front panel, and what its programs printed. With --zelboard-target or --zelboard-run the tests run on a
 real switch."""
+import hashlib
 import re
+import shutil
 import uuid
 from contextlib import ExitStack
 from pathlib import Path
@@ -36,8 +38,50 @@ def pytest_configure(config: pytest.Config) -> None:
         channel_of(option("--zelboard-target"), option("--zelboard-run"))
     except ValueError as error:
         raise pytest.UsageError(f"--zelboard-{error}") from None
+    folder = folder_of(config)
+    first_there = next(place for place in (folder, *folder.parents) if place.exists())
+    if not first_there.is_dir():
+        raise pytest.UsageError(f"--zelboard-keep: {first_there} is a file, no folder")
     config.stash[EVIDENCE] = Evidence()
     sim.set_witness(config.stash[EVIDENCE])
+
+
+def pytest_sessionstart(session: pytest.Session) -> None:
+    is_worker = hasattr(session.config, "workerinput")
+    if not is_worker and not session.config.option.collectonly:
+        remove_kept(folder_of(session.config))
+
+
+def folder_of(config: pytest.Config) -> Path:
+    """The folder for what is left of failed tests' boards."""
+    return Path(config.rootpath / config.getoption("--zelboard-keep"))
+
+
+LIST = ".zelboard"  # the file there with the names of the folders in it that the plugin has made
+
+
+def remove_kept(folder: Path) -> None:
+    """Removes what earlier runs have kept, and nothing else."""
+    file = folder / LIST
+    if not file.exists():
+        return
+    for name in file.read_text("utf-8").splitlines():
+        is_within = Path(name).name == name and name != ".."
+        if is_within:
+            shutil.rmtree(folder / name, ignore_errors=True)
+    file.unlink()
+
+
+LONGEST_NAME = 100
+
+
+def name_of_folder(test: str) -> str:
+    """The folder's name for a test's id. A hash keeps ids apart of which the name does not tell all."""
+    name = test.replace("::", "-")
+    plain = re.sub(r"[^\w.-]+", "-", name, flags=re.ASCII)[:LONGEST_NAME]
+    if plain == name:
+        return plain
+    return f"{plain.rstrip('-')}-{hashlib.sha256(test.encode('utf-8', 'surrogatepass')).hexdigest()[:8]}"
 
 
 Kept = Dict[str, str]  # texts by their files' names
@@ -65,6 +109,9 @@ class Evidence(sim.Witness):
         if not any(board is known for known in self.boards):
             self.boards.append(board)
 
+    def not_made(self, board: Made) -> None:
+        self.boards = [known for known in self.boards if known is not board]
+
     def closing(self, board: Made) -> None:
         if any(board is known for known in self.boards):
             for program in board.programs:
@@ -74,6 +121,9 @@ class Evidence(sim.Witness):
     def keep(self, folder: Path) -> str:
         """Writes what is kept, and tells where it is: of the first board in the folder, of others in folders of theirs."""
         lines: List[str] = []
+        folder.mkdir(parents=True, exist_ok=True)
+        with open(folder.parent / LIST, "a", encoding="utf-8") as kept_folders:
+            kept_folders.write(f"{folder.name}\n")
         for number, board in enumerate(list(self.boards), 1):
             place = folder if number == 1 else folder / f"board-{number}"
             place.mkdir(parents=True, exist_ok=True)
@@ -133,11 +183,19 @@ def run_of(config: pytest.Config) -> str:
     return of_worker.get("testrunuid") or config.stash.setdefault(RUN, uuid.uuid4().hex)
 
 
+def make_virtual(stack: ExitStack, label: str, arguments: Any, options: Any) -> Board:
+    try:
+        board = stack.enter_context(Board(None, *arguments, **options))
+        board.label = label
+        return board
+    except (sim.SimError, TypeError) as error:
+        trouble = str(error)
+    pytest.fail(f"{label}: {trouble}", pytrace=False)
+
+
 def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], stack: ExitStack, arguments: Any, options: Any) -> Any:
     if channel is None:
-        board = stack.enter_context(Board(None, *arguments, **options))
-        board.label = described(request, arguments, options)
-        return board
+        return make_virtual(stack, described(request, arguments, options), arguments, options)
     config = request.config
     left = stack.enter_context(one_at_a_time(channel))
     left.seek(0)
@@ -162,12 +220,27 @@ def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], sta
     return switch
 
 
+def marked(node: Any) -> Tuple[Tuple[Any, ...], Dict[str, Any]]:
+    """What the markers of a test, its class and its module say together; where two name the same, the nearer one counts."""
+    arguments: Tuple[Any, ...] = ()
+    options: Dict[str, Any] = {}
+    for marker in reversed(list(node.iter_markers("board"))):
+        names_slots = bool(marker.args) or "slots" in marker.kwargs
+        if names_slots:
+            arguments = marker.args
+            options.pop("slots", None)
+        modules = {**options.get("modules", {}), **marker.kwargs.get("modules", {})}
+        options.update(marker.kwargs)
+        if modules:
+            options["modules"] = modules
+    return arguments, options
+
+
 @pytest.fixture
 def board(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[Any]:
     """A fresh virtual switch, removed after the test, or the real one. Marker: board(slots="sfp,copper,none",
     supplies=["ac", "failed"], modules={3: "1g-sx"})."""
-    marker = request.node.get_closest_marker("board")
-    arguments, options = (marker.args, marker.kwargs) if marker else ((), {})
+    arguments, options = marked(request.node)
     with ExitStack() as stack:
         yield make_board(request, zelboard_channel, stack, arguments, options)
 
@@ -214,9 +287,11 @@ def report_boards(item: pytest.Item, call: Any) -> Generator[None, Any, None]:
             evidence.used(given)
             if not given.label.startswith("fixture "):
                 given.label = f"fixture {name}, {given.label}"
-    if report.failed and report.when != "teardown" and evidence.boards:
-        folder = item.config.rootpath / item.config.getoption("--zelboard-keep")
-        kept = evidence.keep(folder / re.sub(r"[^\w.-]+", "-", item.nodeid))
+    if report.failed and evidence.boards:
+        try:
+            kept = evidence.keep(folder_of(item.config) / name_of_folder(item.nodeid))
+        except OSError as error:
+            kept = f"--zelboard-keep: nothing is kept: {error}"
         report.sections.append(("virtual switch", kept))
 
 

@@ -73,6 +73,11 @@ class Session(AbstractContextManager["Session"]):
         with self._channel.turn(f"GPIO request 0x{number:X}"):
             return library.gpio_request(number, record)
 
+    def end_with(self, why: str) -> None:
+        """Its process is ended by somebody else. From now on calls are refused for this reason."""
+        channel: Channel = self._channel
+        channel.ended = channel.ended or why
+
     def close(self, *_: object) -> None:
         channel: Channel = self._channel
         if channel.ended is None:

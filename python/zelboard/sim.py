@@ -1,5 +1,4 @@
 """Boards of the virtual switch: made, changed, looked at and removed by zelsim, which must be in PATH."""
-import asyncio
 import json
 import os
 import shutil
@@ -14,16 +13,18 @@ from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, 
 
 from zelboard._channel import TIMEOUT, Channel
 from zelboard._started import kill_marked, new_mark
-from zelboard._zelsim import MISSING, SimError as SimError, Word, zelsim as zelsim
+from zelboard._zelsim import SimError as SimError, Word, zelsim as zelsim, zelsim_file
+from zelboard.async_program import AsyncProgram as AsyncProgram, arun_to_end
 from zelboard.program import (
-    AsyncProgram, Program as Program, Run as Run, RunTimeout as RunTimeout, arun_to_end, outputs, run_to_end, trace_of)
+    Command, Program as Program, Run as Run, RunTimeout as RunTimeout, in_text, outputs, run_to_end, trace_of, words_of)
 from zelboard.state import FaultRule, Module, Region, State, read
 from zelboard.trace import Recording, Trace, in_order
 
 if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
+    from zelboard.session import Session
 
-Act = Tuple[float, str]  # seconds from the start, and a command line of zelsim
+Act = Tuple[Union[float, str], str]  # seconds from the start, or "+0.5" from the act before; a command line of zelsim
 
 
 def modules() -> Dict[str, Module]:
@@ -35,11 +36,8 @@ class Helper:
     """`zelsim batch`: one process does many commands."""
 
     def __init__(self, environment: Dict[str, str]):
-        try:
-            self.process = subprocess.Popen(["zelsim", "batch"], env=environment, stdin=subprocess.PIPE,
-                                            stdout=subprocess.PIPE, start_new_session=True)
-        except FileNotFoundError:
-            raise SimError(MISSING) from None
+        self.process = subprocess.Popen([zelsim_file(), "batch"], env=environment, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, start_new_session=True)
         self.channel = Channel(self.process, "helper", self.process.kill)
 
     def do(self, words: Sequence[Word], data: Optional[bytes] = None) -> bytes:
@@ -115,6 +113,9 @@ class Witness:
     def used(self, board: "Board") -> None:
         pass
 
+    def not_made(self, board: "Board") -> None:
+        """The board was refused while it was made."""
+
     def closing(self, board: "Board") -> None:
         pass
 
@@ -154,6 +155,7 @@ class Board(AbstractContextManager["Board"]):
         self._traces: List[Path] = []
         self._helper = Helper(self.environment)
         self._async_programs: List[AsyncProgram] = []
+        self._sessions: "List[Session]" = []
         self._remove = weakref.finalize(self, remove, self._helper, self._folder)
         try:
             self._make(temporary=not name, slots=slots)
@@ -162,6 +164,7 @@ class Board(AbstractContextManager["Board"]):
             for port, module in (modules or {}).items():
                 self.plug(port, module)
         except BaseException:
+            witness.not_made(self)
             self._remove()
             raise
 
@@ -193,6 +196,8 @@ class Board(AbstractContextManager["Board"]):
         """Ends the programs that run on the board, with all that they have started, and removes it if it is temporary."""
         if self.closed:
             return
+        for session in self._sessions:
+            session.end_with("the board is closed")
         for program in self.programs:
             program.stop()
         for running in self._async_programs:
@@ -262,10 +267,11 @@ class Board(AbstractContextManager["Board"]):
         """Plays a scenario while the test goes on. The end of the result's `with` block stops it."""
         witness.used(self)
         if not isinstance(scenario, (str, os.PathLike)):
-            file = Path(tempfile.mkstemp(dir=self._folder, suffix=".scenario")[1])
-            file.write_text("".join(f"{at:.6f} {command}\n" for at, command in scenario), encoding="utf-8")
-            scenario = file
-        command = ["zelsim", "play", scenario, "--board", self.name]
+            times = [at if isinstance(at, str) else f"{at:.6f}" for at, _ in scenario]
+            with tempfile.NamedTemporaryFile("w", encoding="utf-8", dir=self._folder, suffix=".scenario", delete=False) as file:
+                file.writelines(f"{at} {act}\n" for at, (_, act) in zip(times, scenario))
+            scenario = file.name
+        command = [zelsim_file(), "play", scenario, "--board", self.name]
         if fast:
             command.append("--fast")
         return Program(command, Trace, env=self.environment, encoding="utf-8", stderr=subprocess.PIPE)
@@ -301,20 +307,20 @@ class Board(AbstractContextManager["Board"]):
         finally:
             recording.end()
 
-    def _command(self, arguments: Sequence[Word], fast: bool, chip_times: bool, trace_opens: bool) -> List[Word]:
+    def _command(self, words: Sequence[Word], fast: bool, chip_times: bool, trace_opens: bool) -> List[Word]:
         witness.used(self)
         if self.closed:
-            raise SimError(f"{arguments[0]}: the board is closed")
+            raise SimError(f"{words[0]}: the board is closed")
         trace = self._folder / f"trace-{len(self._traces)}"
         self._traces.append(trace)
-        command: List[Word] = ["zelsim", "run", "--board", self.name, f"--trace={trace}", "--trace-times"]
+        command: List[Word] = [zelsim_file(), "run", "--board", self.name, f"--trace={trace}", "--trace-times"]
         if fast:
             command.append("--fast")
         if chip_times:
             command.append("--chip-times")
         if trace_opens:
             command.append("--trace-opens")
-        return [*command, "--", *arguments]
+        return [*command, "--", *words]
 
     def _marked(self, options: Dict[str, Any]) -> str:
         """Completes the environment that a program gets. Returns the program's mark."""
@@ -322,35 +328,33 @@ class Board(AbstractContextManager["Board"]):
         options["env"] = {**self.environment, **(options.get("env") or {}), mark: "1"}
         return mark
 
-    def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+    def start(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
         """Starts a program. Further options are for subprocess.Popen. With fast its pauses are counted, but not slept."""
-        command = self._command(arguments, fast, chip_times, trace_opens)
+        command = self._command(words_of(arguments, options), fast, chip_times, trace_opens)
         file = self._traces[-1]
         mark = self._marked(options)
-        options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
-        program = Program(command, lambda: trace_of(file), mark, **options)
+        program = Program(command, lambda: trace_of(file), mark, **in_text(options))
         self.programs.append(program)
         return program
 
-    def run(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
+    def run(self, arguments: Command, *, input: Union[str, bytes, None] = None, timeout: Optional[float] = None,
             check: bool = False, **options: Any) -> Run:
         """Runs a program to its end, as subprocess.run does. If it takes longer than the timeout, it is killed together
         with all that it has started, and RunTimeout is raised, with the output so far."""
         return run_to_end(self.start, arguments, input, timeout, check, options)
 
-    async def astart(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+    async def astart(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
                      trace_opens: bool = False, **options: Any) -> AsyncProgram:
-        """start() for asyncio. Further options are for asyncio.create_subprocess_exec."""
-        command = self._command(arguments, fast, chip_times, trace_opens)
+        """start() for asyncio."""
+        command = self._command(words_of(arguments, options), fast, chip_times, trace_opens)
         file = self._traces[-1]
         mark = self._marked(options)
-        process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **options)
-        program = AsyncProgram(process, lambda: trace_of(file), mark)
+        program = await AsyncProgram.start(command, lambda: trace_of(file), mark, options)
         self._async_programs.append(program)
         return program
 
-    async def arun(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
+    async def arun(self, arguments: Command, *, input: Union[str, bytes, None] = None, timeout: Optional[float] = None,
                    check: bool = False, **options: Any) -> Run:
         """run() for asyncio; a task that is cancelled ends its program."""
         return await arun_to_end(self.astart, arguments, input, timeout, check, options)
@@ -362,14 +366,16 @@ class Board(AbstractContextManager["Board"]):
             own_name = self.label if self._own else self.name  # temporary boards have the same one
             kept["state.json"] = json.dumps({**self.json("show"), "board": own_name}, indent=2) + "\n"
             kept["panel.svg"] = self.panel()
-        printed = outputs(self.programs)
+        printed = outputs([*self.programs, *self._async_programs])
         return {**kept, "output": printed} if printed else kept
 
     def session(self, *, fast: bool = True, timeout: float = TIMEOUT) -> "Calls":
         """zelboard.fw on this board: with board.session() as fw: fw.FW_SetSystemLed(1). A call that has no answer within
         the timeout, in seconds, ends the session."""
         from zelboard.session import Session, far_end
-        return cast("Calls", Session(far_end(self.start, fast=fast), timeout, lambda: witness.used(self)))
+        session = Session(far_end(self.start, fast=fast), timeout, lambda: witness.used(self))
+        self._sessions.append(session)
+        return cast("Calls", session)
 
 
 class BoardFactory(Protocol):

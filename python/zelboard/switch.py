@@ -1,7 +1,6 @@
 """A real switch for tests. A command reaches it: a shell there runs the command's last argument, as with `ssh root@switch`.
 The switch needs zelctl. Acts that need a virtual board are refused with a reason. So are acts that need hands, unless a
 person is there to be asked."""
-import asyncio
 import contextlib
 import fcntl
 import functools
@@ -20,8 +19,10 @@ from urllib.parse import urlsplit
 from zelboard._channel import TIMEOUT, Timeout
 from zelboard._gpio import supply_is_good, watchdog_is_enabled
 from zelboard._started import kill_line, new_mark
+from zelboard._zelsim import Word
+from zelboard.async_program import AsyncProgram, arun_to_end
 from zelboard.platform import SUPPLY_TYPES
-from zelboard.program import AsyncProgram, Program, Run, arun_to_end, outputs, run_to_end, signal_group
+from zelboard.program import Command, Program, Run, in_text, outputs, run_to_end, signal_group, words_of
 from zelboard.session import Session, far_end
 from zelboard.sff8472 import PART_NUMBER
 from zelboard.state import Cage, Panel, Slot, Supply
@@ -30,7 +31,6 @@ from zelboard.trace import Event, Recording, Trace
 if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
-Word = Union[str, os.PathLike[str]]
 SETTLING = 3.0  # seconds from an act of hands until the switch must tell of it
 NEAR_ENOUGH = 5.0  # degrees
 STARTING = 10.0  # seconds in which a session must have begun
@@ -262,6 +262,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._before: Optional[Panel] = None
         self._sent: List[str] = []
         self._async_programs: List[AsyncProgram] = []
+        self._sessions: List[Session] = []
         self._senders: List["subprocess.Popen[bytes]"] = []  # of signals
         self._numbers: List[str] = []  # files with the programs' numbers there
         self._marks: List[str] = []  # of the programs there
@@ -302,7 +303,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._sent.append(name)
         return name
 
-    def _started(self, arguments: Sequence[Word], options: Dict[str, Any]) -> Tuple[List[str], Callable[[int], Any]]:
+    def _started(self, arguments: Command, options: Dict[str, Any]) -> Tuple[List[str], Callable[[int], Any]]:
         """The command that starts a program there, and a function that begins to send a signal to it. Takes from the
         options what is meant for there."""
         given = options.pop("env", None) or {}
@@ -312,16 +313,15 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._numbers.append(number)
         mark = new_mark()
         self._marks.append(mark)
-        line = self._line(arguments, {**environment, mark: "1"}, os.fspath(folder), number)
+        line = self._line(words_of(arguments, options), {**environment, mark: "1"}, os.fspath(folder), number)
         return line, functools.partial(self._signal, number, mark)
 
-    def start(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+    def start(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
         """As on a virtual board, but pauses are slept, and nothing is traced. Of the environment, the program gets only
         the variables of `env` that differ from the ones here."""
-        options = {"encoding": "utf-8", "errors": "surrogateescape", **options}
         command, send_signal = self._started(arguments, options)
-        program = FarProgram(command, lambda: self.trace, **options)
+        program = FarProgram(command, lambda: self.trace, **in_text(options))
         program.far_signal = send_signal
         self.programs.append(program)
         return program
@@ -339,21 +339,20 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._senders.append(sender)
         return sender
 
-    def run(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
+    def run(self, arguments: Command, *, input: Union[str, bytes, None] = None, timeout: Optional[float] = None,
             check: bool = False, **options: Any) -> Run:
         return run_to_end(self.start, arguments, input, timeout, check, options)
 
-    async def astart(self, arguments: Sequence[Word], *, fast: bool = True, chip_times: bool = False,
+    async def astart(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
                      trace_opens: bool = False, **options: Any) -> AsyncProgram:
-        """start() for asyncio. Further options are for asyncio.create_subprocess_exec."""
+        """start() for asyncio."""
         command, send_signal = self._started(arguments, options)
-        process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **options)
-        program = FarAsyncProgram(process, lambda: self.trace)
+        program = await FarAsyncProgram.start(command, lambda: self.trace, "", options)
         program.far_signal = send_signal
         self._async_programs.append(program)
         return program
 
-    async def arun(self, arguments: Sequence[Word], *, input: Optional[str] = None, timeout: Optional[float] = None,
+    async def arun(self, arguments: Command, *, input: Union[str, bytes, None] = None, timeout: Optional[float] = None,
                    check: bool = False, **options: Any) -> Run:
         """run() for asyncio; a task that is cancelled ends its program."""
         return await arun_to_end(self.astart, arguments, input, timeout, check, options)
@@ -361,11 +360,13 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     def session(self, *, fast: bool = True, timeout: float = TIMEOUT) -> "Calls":
         """zelboard.fw on the switch."""
         try:
-            return cast("Calls", Session(far_end(self.start), timeout, starting=STARTING))
+            session = Session(far_end(self.start), timeout, starting=STARTING)
         except (OSError, subprocess.CalledProcessError, ValueError, Timeout) as error:
             trouble = self._trouble(error)
             self._reached = False
             raise Unreachable(f"{shlex.join(self.channel)}: {trouble}") from None
+        self._sessions.append(session)
+        return cast("Calls", session)
 
     def _trouble(self, error: Exception) -> str:
         """Why no session was possible."""
@@ -396,9 +397,12 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         if self.closed:
             return
         self.closed = True
-        session = self._calls.process if self._calls is not None else None
+        own = self._calls.process if self._calls is not None else None
+        for session in self._sessions:
+            if session.process is not own:
+                session.end_with("the switch is closed")
         for program in self.programs:
-            if program is not session and program.poll() is None:
+            if program is not own and program.poll() is None:
                 program.stop()
         for running in self._async_programs:
             running.kill_group()
@@ -472,7 +476,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
 
     def evidence(self) -> Dict[str, str]:
         """What is left for the report of a failed test."""
-        printed = outputs(self.programs)
+        printed = outputs([*self.programs, *self._async_programs])
         return {"output": printed} if printed else {}
 
     # Acts that need a virtual board, or hands.

@@ -167,10 +167,11 @@ def strikes(board: Board, seed: int) -> List[bool]:
 def test_chance_and_scenarios(board: Board, tmp_path: Path) -> None:
     first = strikes(board, 7)
     assert 5 < sum(first) < 35 and strikes(board, 7) == first and strikes(board, 8) != first
-    board.play([(0, "set supply 2 failed"), (3600, "plug 24 10g-sr"), (3600.5, "set temperature 70")], fast=True)
+    board.play([(0, "set supply 2 failed"), (3600, "plug 24 10g-sr"), ("+0.5", "set temperature 70")], fast=True)
     state = board.state
     assert (state.supplies[2].good, state.cages[24].module, state.i2c.temperature) == (False, "10g-sr", 70)
-    for bad, why in ("1 set supply 9 ac", "line 1: SUPPLY: '9'"), ("1 plug 24 'x", "a quote"), ("x reset", "not a time"):
+    for bad, why in [("1 set supply 9 ac", "line 1: SUPPLY: '9'"), ("1 plug 24 'x", "a quote"), ("x reset", "not a time"),
+                     ("1 delete", "'delete' is no act")]:
         with pytest.raises(SimError, match=why):
             (tmp_path / "bad").write_text(bad + "\n")
             board.play(tmp_path / "bad")
@@ -186,7 +187,27 @@ def test_asyncio(board: Board) -> None:
         async with await board.astart(["sleep", "300"]) as program:
             pass
         assert program.returncode == -15
+        async with await board.astart(["cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as cat:
+            cat.stdin.write("grün\n")
+            assert await cat.stdout.readline() == "grün\n"
+            assert (await cat.communicate("und rot"))[0] == "und rot"
+        assert "grün\nund rot\n" in board.evidence()["output"]
     asyncio.run(work())
+
+
+def test_options_of_subprocess(board: Board) -> None:
+    assert board.run("echo $((1 + 1))", shell=True).stdout == "2\n"
+    echoed: Any = board.run(["cat"], input=b"\xff", text=False)
+    assert echoed.stdout == b"\xff"
+    assert board.run("true", capture_output=True).stderr == ""
+    assert ":/nowhere\n" in board.run(["/usr/bin/env"], env={"PATH": "/nowhere"}).stdout
+
+
+def test_a_session_of_a_closed_board() -> None:
+    with Board() as board:
+        session = board.session()
+    with pytest.raises(Closed, match="FW_GetAlarmLed: the board is closed"):
+        session.FW_GetAlarmLed()
 
 
 def test_records_and_the_environment(board: Board) -> None:

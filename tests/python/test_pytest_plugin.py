@@ -34,17 +34,63 @@ def test_board_fixture(pytester: pytest.Pytester) -> None:
     pytester.makepyfile(TESTS)
     result = pytester.runpytest_subprocess("-n", "2", "-rA", "--zelboard-keep", "kept", "--strict-markers")
     result.assert_outcomes(passed=3, failed=2, errors=1)
-    kept = pytester.path / "kept" / "test_board_fixture.py-test_board-2-"
-    result.stdout.fnmatch_lines(["*unexpected keyword argument 'slot'",
+    kept = next((pytester.path / "kept").glob("test_board_fixture.py-test_board-2-*"))
+    result.stdout.fnmatch_lines(["fixture board(slot='sfp') of *: *unexpected keyword argument 'slot'",
                                  "board 1: fixture board('sfp,copper,none') of *::test_board?2?", f"trace: {kept}/trace", f"panel: {kept}/panel.svg"])
     second = pytester.path / "kept" / "test_board_fixture.py-test_two_boards" / "board-2"
-    assert {folder.name for folder in kept.parent.iterdir()} == {kept.name, second.parent.name}
+    assert {folder.name for folder in kept.parent.iterdir()} == {kept.name, second.parent.name, ".zelboard"}
     assert "temperature" in (second / "trace").read_text()
     assert "gpio 0x82 SetAlarmLed {led=1} -> {led=1} = 0\n" in (kept / "trace").read_text()
     assert (kept / "panel.svg").read_text().startswith("<svg")
     assert json.loads((second / "state.json").read_text())["board"].startswith("fixture board_factory(supplies=")
     folders = [line for line in result.outlines if line.startswith("folder ")]
     assert len(set(folders)) == 4
+
+
+FAILING = """
+import pytest
+
+@pytest.mark.parametrize("text", ["x" * 300, "a/b", "a b"])
+def test_id(board, text):
+    assert False
+
+@pytest.fixture
+def led(board):
+    yield board.run(["zelctl", "led", "set", "alarm", "on"])
+    assert False, "in the teardown"
+
+def test_teardown(led):
+    pass
+
+@pytest.mark.board(modules={3: "nonesuch"})
+def test_not_made(board):
+    pass
+
+@pytest.mark.board(slots="sfp,sfp", modules={3: "1g-sx"})
+class TestMarkers:
+    @pytest.mark.board(supplies=["ac", "failed"], modules={11: "1g-lx"})
+    def test_they_add_up(self, board):
+        state = board.state
+        assert (state.cages[3].module, state.cages[11].module, state.supplies[2].good) == ("1g-sx", "1g-lx", False)
+"""
+
+
+def test_what_is_kept(pytester: pytest.Pytester) -> None:
+    pytester.makepyfile(FAILING)
+    folder = pytester.path / "kept"
+    result = pytester.runpytest_subprocess("--zelboard-keep=kept")
+    result.assert_outcomes(failed=3, passed=2, errors=2)
+    result.stdout.fnmatch_lines(["fixture board(modules={3: 'nonesuch'}) of *::test_not_made: zelsim: MODULE: 'nonesuch' is neither *"])
+    assert len([trace for trace in folder.glob("*/trace") if "test_id" in str(trace)]) == 3
+    assert "SetAlarmLed" in (folder / "test_what_is_kept.py-test_teardown" / "trace").read_text()
+    # The next run removes what this one has kept, and nothing else.
+    (folder / "mine").mkdir()
+    pytester.runpytest_subprocess("--zelboard-keep=kept", "-k", "test_teardown")
+    assert {path.name for path in folder.iterdir()} == {"mine", ".zelboard", "test_what_is_kept.py-test_teardown"}
+    (pytester.path / "plain").touch()
+    result = pytester.runpytest_subprocess("--zelboard-keep=plain/folder")
+    assert result.ret == pytest.ExitCode.USAGE_ERROR
+    result.stderr.fnmatch_lines([f"ERROR: --zelboard-keep: {pytester.path}/plain is a file, no folder"])
 
 
 ON_A_SWITCH = """
