@@ -105,6 +105,9 @@ struct PortState {
   bool empty;
   bool silent;  // its signals cannot be read
   bool copper;
+  // Of the module's diagnostics, where they are known:
+  bool high_alarm;
+  bool low_alarm;
 };
 constexpr const Look &look_of(const PortState &port) {
   if (port.copper) return kCopper;

@@ -82,7 +82,9 @@ struct Sign {
 constexpr Sign kFault = {"sign-fault", kRed, "transmit fault", &layout::PortState::tx_fault};
 constexpr Sign kNoLight = {"sign-dark", kOrange, "no light", &layout::PortState::los};
 constexpr Sign kTransmitterOff = {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable};
-constexpr Sign kTroubles[] = {kFault, kNoLight, kTransmitterOff};
+constexpr Sign kHighAlarm = {"sign-high", kRed, "high alarm", &layout::PortState::high_alarm};
+constexpr Sign kLowAlarm = {"sign-low", kRed, "low alarm", &layout::PortState::low_alarm};
+constexpr Sign kTroubles[] = {kFault, kHighAlarm, kLowAlarm, kNoLight, kTransmitterOff};
 constexpr Sign kGood = {"sign-signal", kBlue, "signal", nullptr};
 
 struct Picture {
@@ -144,12 +146,13 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
   }
   if (signs.empty()) signs.push_back(kGood);
   picture.shape("module", x, y, signs[0].colour, id);
-  constexpr int kSignWidth = 18;
+  constexpr size_t kMostSigns = 3;  // that stand side by side with room between them
+  const int sign_width = signs.size() > kMostSigns ? 12 : 18;
   const int gaps = static_cast<int>(signs.size()) - 1;
-  int sign_x = x + kPortWidth / 2 - gaps * kSignWidth / 2;
+  int sign_x = x + kPortWidth / 2 - gaps * sign_width / 2;
   for (const Sign &sign : signs) {
     picture.shape(sign.shape, sign_x, y + kCageHeight / 2, kDark);
-    sign_x += kSignWidth;
+    sign_x += sign_width;
   }
 }
 
@@ -286,8 +289,8 @@ void draw_indicators(const Picture &picture, const PanelState &state) {
 
 /** What the colours and signs of modules mean. @return where the next entry begins */
 int draw_sign_legend(const Picture &picture) {
-  constexpr Sign kShown[] = {kGood, kNoLight, kTransmitterOff, kFault};
-  constexpr int kStep = 160;
+  constexpr Sign kShown[] = {kGood, kNoLight, kTransmitterOff, kFault, kHighAlarm, kLowAlarm};
+  constexpr int kStep = 152;
   int x = 0;
   for (const Sign &sign : kShown) {
     std::fprintf(picture.file, "<rect x=\"%d\" y=\"2\" width=\"34\" height=\"22\" rx=\"2\" fill=\"%s\"/>\n", x,

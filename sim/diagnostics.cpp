@@ -142,6 +142,17 @@ bool is_dark(const Board &board, unsigned port, Quantity quantity) {
   return quantity == kRxPower && board.cages[port].loss_of_signal != 0;
 }
 
+uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte) {
+  if (fitted_diagnostics(board, port) == nullptr || !offers(board.cages[port], kHasFlags)) return 0;
+  unsigned flags = standing_flags(board, port, kAlarmFlags + byte);
+  for (unsigned number = 0; number < kQuantities; ++number) {
+    auto quantity = static_cast<Quantity>(number);
+    bool is_here = flag_byte_of(quantity) == byte;
+    if (is_here && is_dark(board, port, quantity)) flags &= ~(high_flag_of(quantity) | low_flag_of(quantity));
+  }
+  return static_cast<uint8_t>(flags);
+}
+
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at) {
   const Cage &cage = board.cages[port];
   uint8_t held = cage.diagnostics.page[at];

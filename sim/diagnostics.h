@@ -63,6 +63,11 @@ constexpr unsigned high_flag_of(Quantity quantity) { return low_flag_of(quantity
 /** A byte of the page as a host would read it now. Looking at it clears no flag. */
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at);
 
+/** The alarm flags of a byte whose conditions hold now. A flag that is latched may stand longer. An alarm that follows from
+ *  a laser that is off, or from missing light, is not among them.
+ *  @param byte  0 or 1 */
+uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte);
+
 /** True if a quantity is not measured now: of the laser while it is off, of the receiver while it gets no light. */
 bool is_dark(const Board &board, unsigned port, Quantity quantity);
 

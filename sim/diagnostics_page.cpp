@@ -126,12 +126,12 @@ double shown(Quantity quantity, double value) {
 }
 
 // The names of the flags that are set.
-Json flags_shown(const Board &board, unsigned port, unsigned first_byte) {
+Json names_of_flags(const uint8_t (&bytes)[kFlagBytes]) {
   Json set = Json::array();
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
     std::string key = kQuantityTexts[i].key;
-    unsigned flags = diagnostics_byte(board, port, first_byte + flag_byte_of(quantity));
+    unsigned flags = bytes[flag_byte_of(quantity)];
     if ((flags & high_flag_of(quantity)) != 0) set.push_back(key + "_high");
     if ((flags & low_flag_of(quantity)) != 0) set.push_back(key + "_low");
   }
@@ -149,8 +149,9 @@ Json row_of(const Board &board, unsigned port) {
     row[kQuantityTexts[i].key] = shown(quantity, calibration.value(quantity, word));
   }
   row["soft_tx_disable"] = (page[kStatus] & kSelectTxDisable) != 0;
-  row["alarms"] = flags_shown(board, port, kAlarmFlags);
-  row["warnings"] = flags_shown(board, port, kWarningFlags);
+  row["alarms"] = names_of_flags({page[kAlarmFlags], page[kAlarmFlags + 1]});
+  row["warnings"] = names_of_flags({page[kWarningFlags], page[kWarningFlags + 1]});
+  row["standing_alarms"] = names_of_flags({standing_alarms(board, port, 0), standing_alarms(board, port, 1)});
   return row;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <tuple>
 
+#include "diagnostics.h"
 #include "indicators.h"
 #include "tool.h"
 
@@ -42,6 +43,12 @@ panel_layout::PortState port_state(const Board &board, unsigned port) {
   state.tx_disable = tx_disable(board, port) != 0;
   state.tx_fault = cage.tx_fault != 0;
   state.empty = !cage.fitted;
+  for (unsigned i = 0; i < kQuantities; ++i) {
+    auto quantity = static_cast<Quantity>(i);
+    unsigned alarms = standing_alarms(board, port, flag_byte_of(quantity));
+    if ((alarms & high_flag_of(quantity)) != 0) state.high_alarm = true;
+    if ((alarms & low_flag_of(quantity)) != 0) state.low_alarm = true;
+  }
   return state;
 }
 

@@ -225,7 +225,13 @@ class Page(Server):
         told = "#inspector [data-key=tx_power] small"
         self.says(told, "low alarm: below −11.5 dBm")
         on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
-        self.says(told, "within −9.5 dBm to −3 dBm; low alarm latched")
+        self.says(told, "within −9.5 to −3 dBm; low alarm latched")
+        # On the panel stand the alarms that hold, by a sign and in words.
+        self.assertFalse(self.is_there("[data-block=slot1] use[href^='#sign-'][href$=w]"))
+        for value, sign, words in (("-60", "low", "module temperature: low alarm"), ("110", "high", "module temperature: high alarm")):
+            zelsim(f"set module-temperature 3 {value}")
+            self.find(f"[data-block=slot1] use[href='#sign-{sign}']")
+            self.find(f"[data-part=port3][aria-label*='{words}']")
 
     def test_the_requests_are_drawn_near_what_is_seen(self):
         self.open("?tab=requests")
@@ -337,6 +343,11 @@ class Page(Server):
             way()
             eventually(lambda: not self.is_shown("#fault-form"))
             self.assertEqual(self.on_page("return document.activeElement.id"), "tab-faults")
+        # The lists of the filter stand behind a button.
+        self.click("#tab-requests")
+        eventually(lambda: self.is_shown("#requests-text") and not self.is_shown("[data-key=filter-node]"))
+        self.click(".opens-filter")
+        eventually(lambda: self.is_shown("[data-key=filter-node]"))
 
 
 if __name__ == "__main__":

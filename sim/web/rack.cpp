@@ -2,6 +2,7 @@
 #include <map>
 #include <thread>
 
+#include "diagnostics.h"
 #include "web.h"
 
 // All boards at a glance.
@@ -82,9 +83,13 @@ Json summary_of(const Board &board) {
   unsigned modules = 0;
   unsigned dark = 0;
   unsigned transmit_faults = 0;
-  for (const Cage &cage : board.cages) {
+  unsigned alarms = 0;
+  for (unsigned port = 0; port < kPorts; ++port) {
+    const Cage &cage = board.cages[port];
     if (!cage.fitted) continue;
     ++modules;
+    bool in_alarm = standing_alarms(board, port, 0) != 0 || standing_alarms(board, port, 1) != 0;
+    if (in_alarm) ++alarms;
     if (cage.loss_of_signal != 0) ++dark;
     if (cage.tx_fault != 0) ++transmit_faults;
   }
@@ -100,6 +105,7 @@ Json summary_of(const Board &board) {
           {"temperature", degrees_of(board.i2c.sensor.value[0])},
           {"sensor_present", board.i2c.sensor_present != 0},
           {"modules", modules},
+          {"module_alarms", alarms},
           {"without_light", dark},
           {"transmit_faults", transmit_faults},
           {"failed_supplies", failed_supplies},

@@ -3,7 +3,7 @@ import {parsed} from './commands.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {button, copyButton, element, find, patch, patchList} from './dom.js';
-import {follow, known, put} from './store.js';
+import {follow, isAway, known, put} from './store.js';
 import {timeOfDay} from './words.js';
 
 // Every change of the board: when, by whom, and the way back.
@@ -56,7 +56,7 @@ function line(entry) {
     entry.undo?.length > 0 &&
       button('Undo', () => undo(entry), {
         class: 'small',
-        disabled: Boolean(entry.undone),
+        disabled: Boolean(entry.undone) || isAway(),
         'aria-label': `Undo: ${entry.command}`,
         title: entry.undo.join('; '),
       }),
@@ -78,7 +78,9 @@ function footOf(entry) {
     element('span', {class: 'time'}, timeOfDay(entry.at, false)),
     element('b', {}, entry.who),
     element('span', {class: 'told'}, entry.command ?? entry.text),
-    entry.undo?.length > 0 && !entry.undone && button('Undo', () => undo(entry), {class: 'small', title: 'Undo (u)'}),
+    entry.undo?.length > 0 &&
+      !entry.undone &&
+      button('Undo', () => undo(entry), {class: 'small', title: 'Undo (u)', disabled: isAway()}),
     requestButton(entry),
   ];
 }
@@ -127,7 +129,7 @@ export function start() {
     element('p', {id: 'activity-empty', class: 'empty'}, 'Nothing has been changed yet.'),
   );
   follow(['activity', 'anew'], take);
-  follow(['log', 'acts', 'tab'], () => {
+  follow(['log', 'acts', 'tab', 'live', 'gone'], () => {
     showLog();
     showFoot();
   });

@@ -155,10 +155,10 @@ function show() {
     `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()),
   );
   const target = ports.length
-    ? `into port ${ports.join(', ')}`
+    ? `Choose one for port ${ports.join(', ')}.`
     : known.placing
-      ? `${known.placing}: choose a port (arrow keys, Enter)`
-      : 'drag one into a cage, or choose one and then a port';
+      ? `${known.placing}: choose a port (a click, or arrow keys and Enter).`
+      : 'Drag one into a cage, or choose one and then a port.';
   patch(drawer, [
     element(
       'div',

@@ -9,6 +9,8 @@ import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
 const kLabels = {byte1: 'second byte', node: 'requests', count: 'how often', skip: 'let pass first'};
+/** What an optional field means that is left empty. */
+const kWithout = {fault: 'all', result: 'the usual failure', count: 'until cleared', skip: 'none'};
 const chosen = {}; // what somebody has chosen, by form and field
 
 const supplyState = (number) => {
@@ -22,6 +24,12 @@ function likelyPort() {
   if (chosenPort) return numberOf(chosenPort);
   const {cages} = known.board;
   return (cages.find(({module}) => module) ?? cages[0]).port;
+}
+
+/** The slot or supply that is selected, else the first one. */
+function likely(kind) {
+  const part = selected().find((one) => kindOf(one) === kind && numberOf(one) > 0);
+  return part ? String(numberOf(part)) : '1';
 }
 
 const presence = (flag) => (flag ? 'present' : 'absent');
@@ -38,8 +46,8 @@ function present(action, field, fields) {
     plug: cage?.module ?? '',
   };
   if (field === 'port') return String(likelyPort());
-  if (field === 'slot') return '1';
-  if (field === 'supply') return '1';
+  if (field === 'slot') return likely('slot');
+  if (field === 'supply') return likely('supply');
   if (field === 'speed') return String(link?.speed || 'down');
   if (field === 'duplex') return link && !link.full_duplex ? 'half' : 'full';
   const holds = {
@@ -64,6 +72,15 @@ function present(action, field, fields) {
   return String(holds[`${action} ${field}`] ?? '');
 }
 
+/** The values that a field can have; none where it takes any text. */
+function choicesOf(field, values) {
+  if (field === 'module') return (known.modules ?? []).map(({module}) => module);
+  if (field === 'slot') return ['1', '2', '3'];
+  if (field === 'supply') return ['1', '2'];
+  if (field === 'fault') return known.board.faults.map(({fault}) => String(fault));
+  return values;
+}
+
 function inputOf(action, {field, optional, values}, fields) {
   const value = chosen[`${action} ${field}`] ?? present(action, field, fields);
   fields[field] = value;
@@ -71,20 +88,18 @@ function inputOf(action, {field, optional, values}, fields) {
     chosen[`${action} ${field}`] = target.value;
     put('forms', target.value);
   };
-  const names =
-    field === 'module'
-      ? ['', ...(known.modules ?? []).map(({module}) => module)]
-      : optional && value === ''
-        ? ['', ...values]
-        : values;
+  const names = choicesOf(field, values);
+  const without = optional || value === '' ? [''] : [];
   const made =
     names.length > 0
       ? element(
           'select',
           {name: field, value, onchange: change},
-          names.map((one) => element('option', {value: one, selected: one === value}, one)),
+          [...without, ...names].map((one) =>
+            element('option', {value: one, selected: one === value}, one === '' ? (kWithout[field] ?? '–') : one),
+          ),
         )
-      : element('input', {name: field, value, size: 11, onchange: change});
+      : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', onchange: change});
   return element('label', {'data-key': field}, kLabels[field] ?? field, made);
 }
 
@@ -130,7 +145,7 @@ export function parsed(text) {
 }
 
 export function start() {
-  dock.add('commands', 'All commands', element('div', {id: 'commands'}));
+  dock.add('commands', 'Commands', element('div', {id: 'commands'}));
   ask('actions').then(({actions}) => put('actions', actions));
   ask('modules').then(({modules}) => put('modules', modules));
   follow(['actions', 'modules', 'board', 'acts', 'forms', 'tab', 'selected'], show);

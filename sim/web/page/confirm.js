@@ -4,7 +4,7 @@ import {button, element} from './dom.js';
 // Asks once before something goes that no undo brings back, and names what goes.
 
 /** @return whether it shall be done */
-export function confirm({title, lost, does}) {
+export function confirm({title, lost, kept, does}) {
   return new Promise((resolve) => {
     const close = (yes) => {
       closeDialog(dialog);
@@ -21,11 +21,13 @@ export function confirm({title, lost, does}) {
         },
       },
       element('h2', {id: 'confirm-title'}, title),
+      element('p', {}, 'This is lost:'),
       element(
         'ul',
         {},
         lost.map((one) => element('li', {}, one)),
       ),
+      kept && element('p', {class: 'hint'}, kept),
       element(
         'div',
         {class: 'row end'},

@@ -59,15 +59,19 @@ export function doing(control, text, action, fields, properties = {}) {
   );
 }
 
-let sliding = null;
+const sliding = new Set();
 /** A number on a slider. While it is dragged one request is made at a time, and the last one brings the last value. */
 export function slider(control, legend, {lowest, highest, step, holds, text, does}) {
   const slide = async ({target}) => {
     target.closest('.slider').querySelector('output').textContent = text(Number(target.value));
-    if (sliding) return;
-    sliding = control;
-    for (let sent; sent !== target.value;) await act(control, ...does((sent = target.value)));
-    sliding = null;
+    if (sliding.has(control)) return;
+    sliding.add(control);
+    let sent;
+    while (sent !== target.value) {
+      sent = target.value;
+      await act(control, ...does(sent));
+    }
+    sliding.delete(control);
   };
   return element(
     'div',

@@ -1,5 +1,5 @@
 import * as address from './address.js';
-import {button, element, find} from './dom.js';
+import {button, element, find, patch} from './dom.js';
 import {wantRequests} from './connection.js';
 import {follow, known, put} from './store.js';
 
@@ -12,15 +12,29 @@ const kWide = matchMedia('(min-width: 1900px)');
 const kNarrow = matchMedia('(max-width: 760px)');
 let isSheet = false; // on a narrow screen: the sheet is open
 
+/** The view beside the requests on a wide screen. */
+function besideRequests() {
+  const chosen = address.read('tab');
+  return chosen === 'requests' ? 'flash' : chosen;
+}
+
 export function isOpen(name) {
   if (kNarrow.matches && !isSheet) return false;
-  return address.read('tab') === name || (kWide.matches && name === 'requests');
+  if (kWide.matches) return name === 'requests' || name === besideRequests();
+  return address.read('tab') === name;
 }
 
 function tabOf(name, title) {
   return element(
     'button',
-    {type: 'button', role: 'tab', id: 'tab-' + name, 'aria-controls': 'view-' + name, onclick: () => open(name), onkeydown: move},
+    {
+      type: 'button',
+      role: 'tab',
+      id: 'tab-' + name,
+      'aria-controls': 'view-' + name,
+      onclick: () => open(name),
+      onkeydown: move,
+    },
     title,
     ' ',
     element('span', {class: 'count', id: 'count-' + name}),
@@ -79,10 +93,10 @@ function show() {
   for (const [name, {tab, panel}] of views) {
     tab.setAttribute('aria-selected', String(name === chosen));
     tab.tabIndex = name === chosen ? 0 : -1;
-    panel.hidden = name !== chosen && !(kWide.matches && name === 'requests');
-    panel.classList.toggle('beside', kWide.matches && name === 'requests' && chosen !== 'requests');
+    panel.hidden = kWide.matches ? !isOpen(name) : name !== chosen;
+    panel.classList.toggle('beside', kWide.matches && name === 'requests');
   }
-  find('#dock').classList.toggle('two', kWide.matches && chosen !== 'requests');
+  find('#dock').classList.toggle('two', kWide.matches);
   find('#dock').classList.toggle('sheet', kNarrow.matches && isSheet);
   wantRequests(isOpen('requests') && !known.paused && !document.hidden);
 }
@@ -90,7 +104,9 @@ function show() {
 export function count(name, text, isBad = false) {
   const place = find('#count-' + name);
   if (!place) return;
-  place.textContent = text;
+  const [number, ...words] = text.split(' ');
+  // The words need room that a narrow screen has not.
+  patch(place, [number, words.length > 0 && element('span', {class: 'words'}, ' ' + words.join(' '))]);
   place.classList.toggle('bad', isBad);
 }
 

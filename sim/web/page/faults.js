@@ -64,7 +64,12 @@ function pick(name, label, options) {
 }
 
 const input = (name, label, placeholder, size = 11) =>
-  element('label', {'data-key': name}, label, element('input', {name, value: form[name], placeholder, size, oninput: set(name)}));
+  element(
+    'label',
+    {'data-key': name},
+    label,
+    element('input', {name, value: form[name], placeholder, size, oninput: set(name)}),
+  );
 
 function fields() {
   const result = form.result === 'other' ? form.other : form.result;
@@ -103,7 +108,7 @@ function showForm() {
     element(
       'div',
       {class: 'row'},
-      button('Make them fail', () => act('fault-form', 'fail', fields()), {
+      button(form.count === '1' ? 'Fail the next one' : 'Make them fail', () => act('fault-form', 'fail', fields()), {
         class: 'main' + (pendingValue('fault-form') ? ' pending' : ''),
       }),
       element('code', {}, command()),
@@ -116,7 +121,7 @@ function showForm() {
 function showTable() {
   const faults = known.board?.faults ?? [];
   const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
-  dock.count('faults', faults.length ? `${faults.length}${hits ? `, ${plural(hits, 'hit')}` : ''}` : '', true);
+  dock.count('faults', faults.length ? `${faults.length}${hits ? ` · ${plural(hits, 'hit')}` : ''}` : '', true);
   if (!dock.isOpen('faults')) return;
   patchList(
     find('#fault-table'),
@@ -150,12 +155,12 @@ function showTable() {
                 element(
                   'tr',
                   {'data-key': 'fault' + fault},
-                  element('td', {}, String(fault)),
+                  element('td', {class: 'number'}, String(fault)),
                   element('td', {}, element('code', {}, what)),
                   element('td', {}, faultResult(result)),
-                  element('td', {}, String(skip)),
-                  element('td', {}, count === null ? 'until cleared' : plural(count, 'time')),
-                  element('td', {class: struck ? 'struck' : ''}, String(struck)),
+                  element('td', {class: 'pass'}, String(skip)),
+                  element('td', {}, count === null ? 'until cleared' : plural(count, 'more time')),
+                  element('td', {class: struck ? 'struck' : '', 'data-unit': struck === 1 ? 'hit' : 'hits'}, String(struck)),
                   element(
                     'td',
                     {},

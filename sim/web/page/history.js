@@ -18,6 +18,9 @@ export function record(name, value, now = Date.now()) {
 
 export const pointsOf = (name) => series.get(name) ?? [];
 
+/** When the first value that is known was recorded. */
+export const beginning = () => Math.min(Date.now(), ...[...series.values()].map((points) => points[0]?.at ?? Infinity));
+
 /** Whether a value has changed in the last so many milliseconds. */
 export const moved = (name, within) => pointsOf(name).length > 1 && Date.now() - pointsOf(name).at(-1).at < within;
 

@@ -1,4 +1,5 @@
 import {act} from './acts.js';
+import {openCatalogue} from './catalogue.js';
 import {doing, facts, refusal} from './controls.js';
 import {button, copyButton, element} from './dom.js';
 import {known} from './store.js';
@@ -19,21 +20,22 @@ export function boardControls() {
       'Choose a port, a slot, a supply or a LED on the front panel, or a value below it, to see and change it.',
     ),
     facts([
-      ['Modules', plural(modules, 'module')],
-      ['Faults', board.faults.length ? plural(board.faults.length, 'fault') : 'none'],
-      ['Folder', board.folder],
+      ['Modules', modules ? String(modules) : 'none'],
+      ['Faults', board.faults.length ? String(board.faults.length) : 'none'],
     ]),
+    facts([['Folder', board.folder]]),
+    element(
+      'div',
+      {class: 'row', 'data-key': 'all'},
+      modules === 0 && button('Plug a module…', () => openCatalogue(), {class: 'main'}),
+      board.faults.length > 0 && doing('heal', 'Clear all faults', 'heal'),
+    ),
     element('p', {class: 'hint'}, 'Start a program on it:'),
     element('p', {class: 'command'}, element('code', {}, run), copyButton(run)),
     element(
       'div',
-      {class: 'row', 'data-key': 'all'},
-      doing('heal', 'Clear all faults', 'heal', {}, {disabled: board.faults.length === 0}),
-    ),
-    element(
-      'div',
       {class: 'apart', 'data-key': 'apart'},
-      element('h3', {}, 'What goes for good'),
+      element('h3', {}, 'What cannot be undone'),
       element(
         'div',
         {class: 'row'},

@@ -64,21 +64,25 @@ function optics(port, cage) {
     'details',
     {class: 'more', open: true, 'data-key': 'optics'},
     element('summary', {}, 'Diagnostics'),
-    kQuantities.map((quantity) => {
-      const {state, text} = standing(row, quantity, module);
-      const value = row[quantity.key];
-      return element(
-        'div',
-        {class: 'quantity ' + state, 'data-key': quantity.key},
-        slider(`${quantity.key}${port}`, quantity.name, {
-          ...quantity,
-          holds: value ?? quantity.lowest,
-          text: (now) => (now === (value ?? quantity.lowest) ? valueText(row, quantity) : `${now} ${quantity.unit}`),
-          does: (to) => [quantity.action, {port, value: to}],
-        }),
-        element('small', {}, text),
-      );
-    }),
+    element(
+      'div',
+      {class: 'quantities'},
+      kQuantities.map((quantity) => {
+        const {state, text} = standing(row, quantity, module);
+        const value = row[quantity.key];
+        return element(
+          'div',
+          {class: 'quantity ' + state, 'data-key': quantity.key},
+          slider(`${quantity.key}${port}`, quantity.name, {
+            ...quantity,
+            holds: value ?? quantity.lowest,
+            text: (now) => (now === (value ?? quantity.lowest) ? valueText(row, quantity) : `${now} ${quantity.unit}`),
+            does: (to) => [quantity.action, {port, value: to}],
+          }),
+          element('small', {}, text),
+        );
+      }),
+    ),
   );
 }
 
@@ -163,11 +167,15 @@ export function portControls(port) {
     return [element('p', {class: 'hint'}, `The cage is empty. Choose a module, or drag one from the catalogue.`), plugging];
   }
   return [
-    light(`los${port}`, [port], cage.loss_of_signal),
-    transmitter(`txfault${port}`, [port], cage.tx_fault),
+    element(
+      'div',
+      {class: 'beside', 'data-key': 'signals'},
+      light(`los${port}`, [port], cage.loss_of_signal),
+      transmitter(`txfault${port}`, [port], cage.tx_fault),
+      facts([['Set by programs', `transmitter ${cage.tx_disable ? 'off' : 'on'}`]]),
+    ),
     plugging,
     link(port, cage),
-    facts([['Transmitter, set by programs', cage.tx_disable ? 'off' : 'on']]),
     optics(port, cage),
     identification(port, cage),
   ];
@@ -190,23 +198,28 @@ export function portsControls(ports) {
   };
   return [
     element('p', {class: 'hint'}, `${told.filter(Boolean).join(', ')}: ports ${ports.join(', ')}.`),
-    fitted.length > 0 && [
-      light(
-        'los-all',
-        fitted.map(({port}) => port),
-        common(fitted.map((cage) => cage.loss_of_signal)),
+    fitted.length > 0 &&
+      element(
+        'div',
+        {class: 'beside', 'data-key': 'signals'},
+        light(
+          'los-all',
+          fitted.map(({port}) => port),
+          common(fitted.map((cage) => cage.loss_of_signal)),
+        ),
+        transmitter(
+          'txfault-all',
+          fitted.map(({port}) => port),
+          common(fitted.map((cage) => cage.tx_fault)),
+        ),
       ),
-      transmitter(
-        'txfault-all',
-        fitted.map(({port}) => port),
-        common(fitted.map((cage) => cage.tx_fault)),
-      ),
-    ],
     element(
       'div',
       {class: 'row', 'data-key': 'plugging'},
       cages.length > 0 &&
-        button(`Plug a module into ${all}…`, () => openCatalogue(...cages.map(({port}) => port)), {class: 'main'}),
+        button(`Plug a module into ${all}…`, () => openCatalogue(...cages.map(({port}) => port)), {
+          class: fitted.length < cages.length ? 'main' : '',
+        }),
       fitted.length > 0 &&
         button(`Pull ${plural(fitted.length, 'module')}`, pull, {'aria-busy': pendingValue('unplug-all') !== undefined}),
       button('Select none', () => select()),

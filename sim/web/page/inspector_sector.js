@@ -19,7 +19,9 @@ async function load(sector, piece) {
   const version = `${used[sector]} ${erases[sector]} ${regionOf(sector).programs}`;
   if (shown.sector === sector && shown.piece === piece && shown.version === version) return;
   shown = {sector, piece, version, digits: shown.sector === sector && shown.piece === piece ? shown.digits : ''};
-  const document = await ask(`flash/bytes?start=${sector * kSector + piece * kPiece}&size=${kPiece}`).catch(() => ({bytes: ''}));
+  const document = await ask(`flash/bytes?start=${sector * kSector + piece * kPiece}&size=${kPiece}`).catch(() => ({
+    bytes: '',
+  }));
   if (shown.sector !== sector || shown.piece !== piece) return;
   shown.digits = document.bytes;
   put('bytes', version);
@@ -47,7 +49,7 @@ export function sectorControls(sector) {
       button('▸', () => to(piece + 1), {disabled: piece === 15, 'aria-label': 'The next 4 KB'}),
       copyButton(
         `zelsim flash save sector.bin --region ${address(start)}+0x10000 --board ${known.board.board}`,
-        'Copy a command that saves it',
+        'Copy command to save it',
       ),
       button('Make it fail…', () => openFaultsAt('flash', address(start), address(start + kSector - 1))),
     ),

@@ -23,7 +23,7 @@ const kKeys = [
   ['?', 'this help', () => openHelp()],
 ];
 const kOthers = [
-  ['1 to 5', 'requests, flash, faults, activity, all commands'],
+  ['1 to 5', 'requests, flash, faults, activity, commands'],
   ['arrow keys', 'from part to part of the panel, from sector to sector'],
   ['Enter', 'select; plug the chosen module'],
   ['Space', 'select several ports; Shift with arrows or a click selects a range'],
@@ -46,11 +46,11 @@ export function openHelp() {
     },
     element('div', {class: 'row'}, element('h2', {}, 'Help'), button('×', close, {class: 'quiet', 'aria-label': 'Close'})),
     element('h3', {}, 'Signs on the panel'),
-    element('div', {class: 'signs'}, legend() ?? ''),
+    element('div', {class: 'signs'}, legend()),
     element(
       'p',
       {class: 'hint'},
-      'Two signs stand side by side where both hold. A part tells more when the pointer or the focus is on it.',
+      'Signs stand side by side where more than one holds. A part tells more when the pointer or the focus is on it.',
     ),
     element('h3', {}, 'To see a program notice that light is lost'),
     element(

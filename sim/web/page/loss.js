@@ -44,14 +44,18 @@ export function questionFor(action, fields) {
   if (action === 'flash erase') return {title: 'Erase the whole flash?', lost: contents(), does: 'Erase the flash'};
   if (action === 'reset') {
     const flash = fields.flash === true || fields.flash === 'true';
-    const lost = flash
-      ? [...surroundings(), ...contents()]
-      : [...surroundings(), 'The flash keeps its contents; the boards that it was made with are fitted again.'];
-    return {title: `Put ${name} back to how it was made?`, lost, does: flash ? 'Reset and erase' : 'Reset the board'};
+    const lost = flash ? [...surroundings(), ...contents()] : surroundings();
+    const boards = 'The boards that it was made with are fitted again';
+    return {
+      title: `Put ${name} back to how it was made?`,
+      lost,
+      kept: flash ? `${boards}.` : `${boards}; the flash keeps its contents.`,
+      does: flash ? 'Reset and erase' : 'Reset the board',
+    };
   }
   if (action === 'load') {
     const lost = [...surroundings(), ...contents()];
-    return {title: `Go back to “${fields.state}”? What stands now goes:`, lost, does: 'Go back to it'};
+    return {title: `Go back to “${fields.state}”?`, lost, does: 'Go back to it'};
   }
   if (action === 'save' && known.states?.some(({state}) => state === fields.state)) {
     return {title: `Save over “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Save over it'};

@@ -21,6 +21,15 @@ export const kQuantities = [
 
 export const diagnosticsOf = (port) => known.board?.diagnostics?.find((row) => row.port === port);
 
+/** The alarms of a port's module that stand now, in words, such as "received power: low alarm". */
+export function alarmsOf(port) {
+  const flags = diagnosticsOf(port)?.standing_alarms ?? [];
+  return kQuantities.flatMap(({key, name}) => {
+    const side = flagOf(flags, key);
+    return side ? [`${name.toLowerCase()}: ${side} alarm`] : [];
+  });
+}
+
 const flagOf = (flags, key) => flags?.find((flag) => flag.startsWith(key + '_'))?.slice(key.length + 1);
 
 const inUnit = (value, unit) => `${minus(Number(value.toFixed(2)))} ${unit}`;
@@ -45,12 +54,12 @@ export function standing(row, {key, unit}, module) {
     const isAlarm = beyond.name.endsWith('alarm');
     return {state: isAlarm ? 'bad' : 'warn', text: `! ${beyond.name}: ${beyond.side} ${inUnit(beyond.number, unit)}`};
   }
-  const within = `within ${inUnit(limits.low_warning, unit)} to ${inUnit(limits.high_warning, unit)}`;
+  const within = `within ${minus(Number(limits.low_warning.toFixed(2)))} to ${inUnit(limits.high_warning, unit)}`;
   const alarm = flagOf(row.alarms, key);
   const warning = flagOf(row.warnings, key);
   if (!alarm && !warning) return {state: '', text: within};
   const latched = alarm ? `${alarm} alarm` : `${warning} warning`;
-  return {state: 'latched', text: `${within}; ${latched} latched: it was, and is kept until a program reads it`};
+  return {state: 'latched', text: `${within}; ${latched} latched until a program reads it`};
 }
 
 export function valueText(row, {key, unit}) {

@@ -136,7 +136,26 @@ function showBlock(drawn) {
   return {block, places: shapes.filter((shape) => shape.id.startsWith('place-'))};
 }
 
-export const legend = () => blocks.get('legend')?.svg.cloneNode(true);
+const kEntryWidth = 146; // of the legend, in units of the drawing
+
+/** The entries of the legend, each a drawing of its own: shapes, and a text behind them. */
+export function legend() {
+  const entries = [];
+  let shapes = [];
+  for (const node of blocks.get('legend')?.svg.children ?? []) {
+    shapes.push(node.cloneNode(true));
+    if (node.nodeName !== 'text') continue;
+    const left = shapes[0].nodeName === 'rect' ? 0 : 8; // a LED has its middle at its place
+    const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+    svg.setAttribute('viewBox', `${Number(shapes[0].getAttribute('x')) - left} 0 ${kEntryWidth} 26`);
+    svg.setAttribute('role', 'img');
+    svg.setAttribute('aria-label', node.textContent);
+    svg.append(...shapes);
+    entries.push(svg);
+    shapes = [];
+  }
+  return entries;
+}
 
 function show() {
   if (!known.picture || !known.board) return;

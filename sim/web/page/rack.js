@@ -34,7 +34,8 @@ async function remove(name, {modules}) {
     'its flash with everything in it',
     'its saved states',
   ];
-  if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'})) await manage('delete', {board: name});
+  if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'}))
+    await manage('delete', {board: name});
 }
 
 function ills(summary) {
@@ -43,17 +44,19 @@ function ills(summary) {
     alarm,
     failed_supplies: supplies,
     transmit_faults: transmit,
+    module_alarms: alarms,
     without_light: dark,
     faults,
     sensor_present: sensor,
   } = summary;
   return [
-    alarm && 'alarm',
+    alarm && 'alarm LED',
     supplies && plural(supplies, 'failed supply', 'failed supplies'),
     transmit && plural(transmit, 'transmit fault'),
+    alarms && `${plural(alarms, 'module')} in alarm`,
     dark && `${dark} without light`,
     !sensor && 'no sensor',
-    faults && plural(faults, 'fault'),
+    faults && plural(faults, 'request fault'),
   ].filter(Boolean);
 }
 
@@ -127,13 +130,18 @@ function show() {
           show();
         },
       }),
-      button(
-        'Those not well first',
-        () => {
-          sorted = sorted === 'ill' ? 'name' : 'ill';
-          show();
-        },
-        {'aria-pressed': String(sorted === 'ill')},
+      element(
+        'label',
+        {class: 'sorting'},
+        element('input', {
+          type: 'checkbox',
+          checked: sorted === 'ill',
+          onchange: ({target}) => {
+            sorted = target.checked ? 'ill' : 'name';
+            show();
+          },
+        }),
+        'those not well first',
       ),
       button(
         'New board…',

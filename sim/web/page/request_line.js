@@ -1,4 +1,4 @@
-import {hex, resultText} from './words.js';
+import {duration, hex, resultText, timeOfDay} from './words.js';
 
 // A line of the trace, taken apart: what was asked, of which chip or place, and how it ended.
 
@@ -20,7 +20,11 @@ export function parse(entry) {
     const [, node, number, name, rest] = request;
     Object.assign(entry, {node, number: parseInt(number, 16), name, rest});
   } else if (access) {
-    Object.assign(entry, {node: access[2] ?? access[3], name: access[1] ?? access[4], rest: text.replace(/^(flash )?\w+ ?/, '')});
+    Object.assign(entry, {
+      node: access[2] ?? access[3],
+      name: access[1] ?? access[4],
+      rest: text.replace(/^(flash )?\w+ ?/, ''),
+    });
   } else {
     Object.assign(entry, {node: 'other', name: text.split(' ')[0], rest: text.split(' ').slice(1).join(' ')});
   }
@@ -102,3 +106,18 @@ export function bytesOf({rest}) {
   const found = rest.match(/(?:data=|-> )((?:[0-9a-f]{2} ?)+)$/);
   return found ? found[1].trim().replaceAll(' ', '') : '';
 }
+
+/** Who asked. */
+export const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
+
+/** A line as text, for a file or a mail. */
+export const textOf = (entry) =>
+  [
+    entry.at ? timeOfDay(entry.at) : '',
+    programName(entry),
+    entry.line,
+    parse(entry).resultText && '= ' + entry.resultText,
+    entry.us === undefined ? '' : `(${duration(entry.us)})`,
+  ]
+    .filter(Boolean)
+    .join(' ');

@@ -1,4 +1,5 @@
 import * as address from './address.js';
+import {alarmsOf} from './optics.js';
 import {boardIn, cageOf, known, put, slotOf} from './store.js';
 import {ledName, ledState, signsOf, supplyText} from './words.js';
 
@@ -53,7 +54,7 @@ export function portState(port) {
   if (board === 'none') return `no board in slot ${slot}`;
   if (board === 'copper') return 'RJ45, copper board';
   if (!cage?.module) return 'empty cage';
-  return `${cage.module}, ${signsOf(cage).join(', ')}`;
+  return `${cage.module}, ${signsOf(cage, alarmsOf(port)).join(', ')}`;
 }
 
 export function describe(part) {

@@ -1,16 +1,22 @@
 import {element} from './dom.js';
-import {pointsOf} from './history.js';
+import {beginning, pointsOf} from './history.js';
+import {rest} from './words.js';
 
 // A small curve of the last minutes of a value, which stands between its changes.
 
-const kSpan = 180000;
+const kLongest = 180000; // milliseconds
+const kShortest = 20000;
 const kWidth = 72;
 const kHeight = 22;
 
+/** As much time as there is something to show of. All curves have the same. */
+const spanAt = (now) => Math.min(kLongest, Math.max(kShortest, now - beginning()));
+
 export function pathOf(points, {lowest, highest, steps}, now) {
-  const x = (at) => Math.max(0, (1 - (now - at) / kSpan) * kWidth).toFixed(1);
+  const span = spanAt(now);
+  const x = (at) => Math.max(0, (1 - (now - at) / span) * kWidth).toFixed(1);
   const y = (value) => (kHeight - 3 - ((value - lowest) / (highest - lowest || 1)) * (kHeight - 6)).toFixed(1);
-  const seen = points.filter(({at}, i) => at > now - kSpan || (points[i + 1]?.at ?? now) > now - kSpan);
+  const seen = points.filter(({at}, i) => at > now - span || (points[i + 1]?.at ?? now) > now - span);
   let path = '';
   seen.forEach(({at, value}, i) => {
     if (i === 0) path = `M${x(at)} ${y(value)}`;
@@ -45,7 +51,7 @@ export function scaled(name, range) {
   const ends = [highest, lowest].map((value) => element('span', {}, String(Math.round(value))));
   return element(
     'span',
-    {class: 'scaled', title: 'The last 3 minutes'},
+    {class: 'scaled', title: `The last ${rest(spanAt(Date.now()) / 1000)}`},
     sparkline(name, range),
     element('span', {class: 'scale-ends'}, ends),
   );

@@ -27,7 +27,8 @@ export function duration(microseconds) {
 
 export function rest(seconds) {
   if (seconds < 60) return `${Math.max(1, Math.round(seconds))} s`;
-  return `${Math.floor(seconds / 60)} min ${Math.round(seconds % 60)} s`;
+  const whole = Math.round(seconds);
+  return whole % 60 ? `${Math.floor(whole / 60)} min ${whole % 60} s` : `${whole / 60} min`;
 }
 
 /** Results of requests that have a name in the library. */
@@ -41,7 +42,7 @@ export const kResults = [
 ];
 export const kEffects = {
   refused: 'the kernel refuses it (EIO)',
-  busy: 'busy',
+  busy: 'the bus is busy',
   closed: 'the node does not open',
   killed: 'the program is killed',
 };
@@ -53,7 +54,8 @@ export function resultText(result, error) {
   const known = kResults.find(([value]) => value === result);
   return known ? known[1] : String(result);
 }
-export const faultResult = (result) => (typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result));
+export const faultResult = (result) =>
+  typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result);
 
 const kLeds = {system: 'SYS', alarm: 'ALM', power_1: 'PWR1', power_2: 'PWR2', ring_master: 'RM', ring_fail: 'RF'};
 export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
@@ -64,10 +66,12 @@ export function supplyText({type, good}) {
   return `${type.toUpperCase()} ${good ? 'good' : 'failed'}`;
 }
 
-/** What a port's module shows, the worst first. */
-export function signsOf(cage) {
+/** What a port's module shows, the worst first.
+ *  @param alarms  its alarms, in words */
+export function signsOf(cage, alarms = []) {
   const signs = [];
   if (cage.tx_fault) signs.push('transmit fault');
+  signs.push(...alarms);
   if (cage.loss_of_signal) signs.push('no light');
   if (cage.tx_disable) signs.push('transmitter off');
   return signs.length > 0 ? signs : ['signal'];

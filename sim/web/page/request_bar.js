@@ -1,0 +1,101 @@
+import {button, element, find, patch} from './dom.js';
+import {clearFilter, countOfChoices, filter, setFilter} from './request_filter.js';
+import {parse} from './request_line.js';
+import {known, put} from './store.js';
+
+// The bar above the requests: what is looked for, and what is done with the list. Where there is little room the lists are
+// behind a button.
+
+const kMostResults = 12;
+let isOpen = false; // the lists, where they are behind the button
+
+function listOf(name, label, options) {
+  return element(
+    'select',
+    {
+      'aria-label': label,
+      value: filter[name],
+      'data-key': 'filter-' + name,
+      onchange: ({target}) => setFilter({[name]: target.value}),
+    },
+    options.map(([value, text = value]) => element('option', {value, selected: filter[name] === value}, text)),
+  );
+}
+
+function resultsOf(entries) {
+  const texts = new Set(entries.map((entry) => parse(entry).resultText));
+  return [...texts].filter((text) => text && !/bytes$|^0x/.test(text)).slice(0, kMostResults);
+}
+
+const lists = (entries, programs) => [
+  listOf('node', 'Node', [['', 'All nodes'], ['gpio'], ['i2c'], ['flash'], ['other']]),
+  listOf('program', 'Program', [['', 'All programs'], ...[...programs].map((name) => [name])]),
+  listOf('result', 'Result', [
+    ['', 'All results'],
+    ['failed', 'Only failures'],
+    ['fault', 'Struck by a fault'],
+    ['changed', 'Answer changed'],
+    ...resultsOf(entries).map((text) => ['=' + text, text]),
+  ]),
+];
+
+const field = () =>
+  element('input', {
+    id: 'requests-text',
+    type: 'search',
+    placeholder: 'Find',
+    'aria-label': 'Find in requests',
+    value: filter.text,
+    'data-key': 'text',
+    oninput: ({target}) => setFilter({text: target.value}),
+  });
+
+const expressionButton = () =>
+  element(
+    'button',
+    {
+      type: 'button',
+      class: 'small',
+      'aria-pressed': String(Boolean(filter.regex)),
+      'aria-label': 'Regular expression',
+      title: 'Regular expression',
+      'data-key': 'regex',
+      onclick: () => setFilter({regex: filter.regex ? '' : '1'}),
+    },
+    '.*',
+  );
+
+function opener() {
+  const chosen = countOfChoices();
+  const toggle = () => {
+    isOpen = !isOpen;
+    put('filter-open', isOpen);
+  };
+  return button(chosen ? `Filter (${chosen})` : 'Filter', toggle, {
+    class: 'small opens-filter',
+    'aria-expanded': String(isOpen),
+    'aria-controls': 'requests-filter',
+    'data-key': 'opener',
+  });
+}
+
+/** @param acts  `clear` and `download` */
+export function showBar(entries, programs, {clear, download}) {
+  find('#requests-bar').classList.toggle('open', isOpen);
+  patch(find('#requests-bar'), [
+    field(),
+    expressionButton(),
+    opener(),
+    element('div', {id: 'requests-filter', 'data-key': 'filter'}, lists(entries, programs)),
+    element('span', {id: 'requests-told', class: 'hint', 'data-key': 'told'}, find('#requests-told')?.textContent ?? ''),
+    button(known.paused ? 'Go on' : 'Pause', () => put('paused', !known.paused), {
+      class: 'small',
+      'aria-pressed': String(Boolean(known.paused)),
+      'data-key': 'pause',
+    }),
+    button('Clear', clear, {class: 'small seldom', title: 'Forget these lines', 'data-key': 'clear'}),
+    button('Download', download, {class: 'small seldom', title: 'Save what is shown as text', 'data-key': 'download'}),
+  ]);
+}
+
+export const showAllButton = () => button('Show all', clearFilter);

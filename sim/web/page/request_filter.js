@@ -1,0 +1,67 @@
+import * as address from './address.js';
+import {element} from './dom.js';
+import {parse, programName} from './request_line.js';
+import {put} from './store.js';
+
+// Which requests are shown. The filter stands in the page's address.
+
+const kFields = ['node', 'program', 'result', 'text', 'regex'];
+export const filter = Object.fromEntries(kFields.map((name) => [name, address.read(name)]));
+
+/** What is looked for: null for nothing, undefined for a regular expression that is not complete. */
+export function matcher() {
+  if (!filter.text) return null;
+  try {
+    const source = filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
+    return new RegExp(source, 'gi');
+  } catch {
+    return undefined; // no regular expression yet
+  }
+}
+
+function searched(entry) {
+  const {node, name, rest, resultText} = parse(entry);
+  const {reads = '', changed = ''} = entry;
+  return `${programName(entry)} ${node} ${name} ${changed} ${rest} ${reads} ${resultText}`;
+}
+
+export function passes(entry, expression) {
+  if (filter.node && parse(entry).node !== filter.node) return false;
+  if (filter.program && entry.program !== filter.program) return false;
+  if (filter.result === 'failed' && !entry.failed) return false;
+  if (filter.result === 'fault' && !entry.fault) return false;
+  if (filter.result === 'changed' && !entry.changed) return false;
+  if (filter.result.startsWith('=') && parse(entry).resultText !== filter.result.slice(1)) return false;
+  if (expression) {
+    expression.lastIndex = 0;
+    return expression.test(searched(entry));
+  }
+  return true;
+}
+
+const kNothing = {node: '', program: '', result: '', text: '', regex: ''};
+
+/** Followers of 'filter' are told. */
+export function setFilter(changes) {
+  Object.assign(filter, changes);
+  address.write(changes);
+  put('filter', {});
+}
+
+export const clearFilter = () => setFilter(kNothing);
+/** How many of the lists say what is shown. */
+export const countOfChoices = () => [filter.node, filter.program, filter.result].filter(Boolean).length;
+
+/** Text in which what is looked for is marked. */
+export function marked(text, expression) {
+  if (!expression) return [text];
+  const pieces = [];
+  let at = 0;
+  expression.lastIndex = 0;
+  for (const match of text.matchAll(expression)) {
+    if (match[0] === '') break;
+    pieces.push(text.slice(at, match.index), element('mark', {}, match[0]));
+    at = match.index + match[0].length;
+  }
+  return [...pieces, text.slice(at)];
+}

@@ -1,0 +1,49 @@
+import {element} from './dom.js';
+import {marked} from './request_filter.js';
+import {parse, programName} from './request_line.js';
+import {duration, timeOfDay} from './words.js';
+
+// A line of the list of requests.
+
+/** What is said when the pointer rests on a line. */
+function titleOf({name, rest, program, reads, values, changed}) {
+  const lines = [`${name} ${rest}`];
+  if (reads) lines.push(`Reads ${reads}${values ? `: ${values}` : ''}`);
+  if (changed) lines.push(`Changed since ${program} read it before: ${changed}`);
+  return lines.join('\n');
+}
+
+/** True where the fields of a request say what it reads; an address does not. */
+const hasNames = ({rest}) => rest.startsWith('{') && !rest.startsWith('{address');
+
+function classOf({node, failed, fault, changed}) {
+  return [node, failed && 'failed', fault && 'struck', changed && 'changed'].filter(Boolean).join(' ');
+}
+
+/** @param toggle  opens the line, or closes it */
+export function lineOf(entry, expression, toggle) {
+  parse(entry);
+  const text = (value) => marked(value, expression);
+  return element(
+    'li',
+    {class: classOf(entry), 'data-number': entry.id},
+    element(
+      'button',
+      {type: 'button', class: 'line', 'aria-expanded': 'false', onclick: () => toggle(entry)},
+      element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
+      element('span', {class: 'program'}, text(programName(entry))),
+      element('span', {class: 'node'}, text(entry.node)),
+      element(
+        'span',
+        {class: 'what', title: titleOf(entry)},
+        element('b', {}, text(entry.name)),
+        ' ',
+        entry.changed && [element('b', {class: 'fresh'}, text(entry.changed)), ' '],
+        entry.reads && !hasNames(entry) && [element('i', {class: 'reads'}, text(entry.reads)), ' '],
+        text(entry.rest),
+      ),
+      element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
+      element('span', {class: 'result'}, entry.fault ? '⚑ ' : entry.failed ? '! ' : '', text(entry.resultText)),
+    ),
+  );
+}
