@@ -134,9 +134,9 @@ void TarWriter::finish() {
   sink_(kEnd);
 }
 
-std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most) {
+Unpacked unpack(std::vector<uint8_t> bytes, size_t most) {
   const bool is_packed = bytes.size() > 2 && bytes[0] == 0x1F && bytes[1] == 0x8B;
-  if (!is_packed) return bytes;
+  if (!is_packed) return {std::move(bytes), true};
   z_stream stream{};
   if (inflateInit2(&stream, kGzip + kWindowBits) != Z_OK) throw Failure{"no memory to unpack with"};
   stream.next_in = bytes.data();
@@ -152,8 +152,15 @@ std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most) {
   }
   inflateEnd(&stream);
   if (all.size() > most) throw Failure{"the compressed file holds too much"};
-  if (result != Z_STREAM_END) throw Failure{"the compressed file is cut off or damaged"};
-  return all;
+  const bool is_cut_off = result == Z_BUF_ERROR;
+  if (result != Z_STREAM_END && !is_cut_off) throw Failure{"the compressed file is damaged"};
+  return {std::move(all), !is_cut_off};
+}
+
+std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most) {
+  Unpacked all = unpack(std::move(bytes), most);
+  if (!all.is_whole) throw Failure{"the compressed file is cut off"};
+  return std::move(all.bytes);
 }
 
 template <size_t Size>

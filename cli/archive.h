@@ -54,8 +54,14 @@ class TarWriter {
   uint64_t written_ = 0;
 };
 
+struct Unpacked {
+  std::vector<uint8_t> bytes;
+  bool is_whole;  // false: the stream was cut off, and the bytes are those before
+};
 /** Unpacks a gzip stream. Returns other bytes as they are. Throws a Failure if the stream is damaged, or if it holds more
  *  than `most` bytes. */
+Unpacked unpack(std::vector<uint8_t> bytes, size_t most);
+/** The same for a caller that needs all of it: throws a Failure if the stream was cut off, too. */
 std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most);
 
 /** The files of a tar archive, by name. The common folder is not part of the names. */

@@ -1,5 +1,7 @@
 #include "comparison.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -19,13 +21,20 @@ constexpr double kTemperatureTolerance = 2.0;  // degrees Celsius
 
 std::string hex(std::span<const uint8_t> bytes) { return bytes.empty() ? "-" : hex_text(bytes); }
 
+// How a command has ended, from its status as wait() has it.
+std::string end_text(int status) {
+  if (WIFSIGNALED(status)) return format("signal %d", WTERMSIG(status));
+  return format("exit status %d", WEXITSTATUS(status));
+}
+
 std::string result_of(const NodeCall &call, int64_t result, int error) {
   if (result < 0) {
     const char *name = strerrorname_np(error);
     return std::string("-1 ") + (name != nullptr ? name : "?");
   }
+  if (call.kind == CallKind::Command) return end_text(static_cast<int>(result));
   constexpr int64_t kHighestDecimal = 9;
-  bool is_decimal = result <= kHighestDecimal || call.kind == CallKind::Command;
+  bool is_decimal = result <= kHighestDecimal;
   return format(is_decimal ? "%lld" : "0x%llx", static_cast<long long>(result));
 }
 

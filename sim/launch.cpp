@@ -46,38 +46,19 @@ std::string trace_target(const std::string &file) {
   throw Usage("--trace: cannot write '" + file + "': " + std::strerror(errno));
 }
 
-bool is_executable(const std::string &file) { return access(file.c_str(), X_OK) == 0; }
-
-// The file that a program's name stands for; the name itself if it is in no folder of PATH.
-std::string find_program(const std::string &program) {
-  if (program.find('/') != std::string::npos) return program;
-  for (const std::string &folder : split(variable("PATH"), ':')) {
-    std::string file = folder + '/' + program;
-    if (is_executable(file)) return file;
-  }
-  return program;
-}
-
-// True for an ELF program whose headers name no interpreter: nothing is preloaded into it.
-bool is_static(const std::string &program) {
-  std::ifstream file(program, std::ios::binary);
-  ElfW(Ehdr) header = {};
-  file.read(reinterpret_cast<char *>(&header), sizeof header);
-  bool is_elf = std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0;
-  if (!is_elf || header.e_phentsize != sizeof(ElfW(Phdr))) return false;
-  file.seekg(static_cast<std::streamoff>(header.e_phoff));
-  for (unsigned i = 0; i < header.e_phnum; ++i) {
-    ElfW(Phdr) segment = {};
-    file.read(reinterpret_cast<char *>(&segment), sizeof segment);
-    if (!file) break;
-    if (segment.p_type == PT_INTERP) return false;
-  }
-  return true;
+// A recording answers: nothing is on a board, and the calls are those that `zelsim trace` shows.
+void refuse_beside_replay(const CommandLine &line) {
+  if (!line.board.empty()) throw Usage("--board: not with --replay, which answers instead of a board");
+  bool wants_trace = line.trace || line.trace_opens || line.trace_times;
+  if (wants_trace) throw Usage("--trace: not with --replay: 'zelsim trace FILE' shows the calls of the recording");
+  if (line.chip_times) throw Usage("--chip-times: not with --replay, which answers instead of a board");
 }
 
 volatile sig_atomic_t g_program;
+volatile sig_atomic_t g_was_asked_to_end;
 
 void hand_on(int number) {
+  g_was_asked_to_end = 1;
   if (g_program != 0) kill(static_cast<pid_t>(g_program), number);
 }
 
@@ -97,6 +78,35 @@ void hand_on(int number) {
 
 fs::path library_folder() { return fs::canonical("/proc/self/exe").parent_path().parent_path() / "lib/zelboard"; }
 
+bool is_executable(const std::string &file) { return access(file.c_str(), X_OK) == 0; }
+
+std::string find_program(const std::string &program) {
+  if (program.find('/') != std::string::npos) return program;
+  for (const std::string &folder : split(variable("PATH"), ':')) {
+    std::string file = folder + '/' + program;
+    if (is_executable(file)) return file;
+  }
+  return program;
+}
+
+bool is_static(const std::string &program) {
+  std::ifstream file(program, std::ios::binary);
+  ElfW(Ehdr) header = {};
+  file.read(reinterpret_cast<char *>(&header), sizeof header);
+  bool is_elf = std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0;
+  if (!is_elf || header.e_phentsize != sizeof(ElfW(Phdr))) return false;
+  file.seekg(static_cast<std::streamoff>(header.e_phoff));
+  for (unsigned i = 0; i < header.e_phnum; ++i) {
+    ElfW(Phdr) segment = {};
+    file.read(reinterpret_cast<char *>(&segment), sizeof segment);
+    if (!file) break;
+    if (segment.p_type == PT_INTERP) return false;
+  }
+  return true;
+}
+
+bool was_asked_to_end() { return g_was_asked_to_end != 0; }
+
 void set_variable(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
 
 void preload(const std::string &library) {
@@ -105,7 +115,8 @@ void preload(const std::string &library) {
   put_first("ASAN_OPTIONS", "verify_asan_link_order=0");
 }
 
-void put_recorder_tools() {
+void put_recorder_first() {
+  preload("libzelrecord.so");
   fs::path tools = library_folder() / "recorder";
   put_first("PATH", tools);
   set_variable(kRecordToolsVariable, tools);
@@ -143,6 +154,8 @@ int run_and_wait(const Words &words) {
   while (waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOWAIT) < 0 && errno == EINTR) continue;
   g_program = 0;
   while (waitpid(program, &status, 0) < 0 && errno == EINTR) continue;
+  std::signal(SIGINT, interrupt);
+  std::signal(SIGQUIT, quit);
   return status;
 }
 
@@ -160,11 +173,16 @@ void put_on_board(const CommandLine &line) {
   put_switch(kChipTimesVariable, line.chip_times);
   preload("libzelsim.so");
   put_first("PATH", library_folder());  // of debugCmd
+  bool is_recorded = variable(kRecordVariable)[0] != '\0' || variable(kReplayVariable)[0] != '\0';
+  if (is_recorded) put_recorder_first();
 }
 
 void run(const CommandLine &line) {
   if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
-  if (!line.replay.empty()) return replay_recording(line);
+  if (!line.replay.empty()) {
+    refuse_beside_replay(line);
+    return replay_recording(line);
+  }
   put_on_board(line);
   std::string program = find_program(line.words[0]);
   bool runs = is_executable(program);

@@ -13,8 +13,8 @@ namespace zelsim::tool {
 std::filesystem::path library_folder();
 /** Makes the loader preload one of these libraries, in front of others. */
 void preload(const std::string &library);
-/** Makes programs find the recorder's debugCmd first. */
-void put_recorder_tools();
+/** Puts the recorder in front of the nodes, and its debugCmd in front of others. */
+void put_recorder_first();
 /** Sets a variable of the environment. */
 void set_variable(const char *name, const std::string &value);
 /** Prepares the environment for a program on a board. The board is made if it is missing. */
@@ -24,6 +24,13 @@ void put_on_board(const CommandLine &line);
 /** Starts the program and waits for its end. Signals that would end zelsim go to the program. Returns a status as wait()
  *  does. */
 int run_and_wait(const Words &words);
+/** True if such a signal came, other than by a key of the terminal. */
+bool was_asked_to_end();
+/** The file that a program's name stands for; the name itself if it is in no folder of PATH. */
+std::string find_program(const std::string &program);
+bool is_executable(const std::string &file);
+/** True for an ELF program whose headers name no interpreter: nothing is preloaded into it. */
+bool is_static(const std::string &program);
 /** Ends zelsim as the program ended: with its status, or by its signal. */
 [[noreturn]] void end_like(int status);
 

@@ -15,7 +15,7 @@ struct LineBuffer {
   uint64_t magic;
   pthread_mutex_t mutex;
   uint32_t size;
-  uint32_t passes_on;  // 1: zelsim is not there any more, and each line goes into the file at once
+  uint32_t has_ended;  // 1: the recording is complete; what processes still do is not written
   int64_t emptied_ns;  // when the file got its last lines, on the monotonic clock
   uint32_t failed;     // 1: the file took no more: the recording ends there
   char text[65536];

@@ -1,16 +1,19 @@
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+#include <thread>
 
 #include "../cli/archive.h"
 #include "attached.h"
+#include "environment.h"
 #include "launch.h"
 #include "line_buffer.h"
 #include "recording.h"
+#include "strays.h"
 #include "system_calls.h"
 #include "tool.h"
 #include "trace.h"
@@ -29,16 +32,41 @@ bool is_compressed(const std::string &file) { return file.ends_with(kCompressed)
 std::string plain_file(const std::string &file) { return is_compressed(file) ? file + ".part" : file; }
 
 // The program has run: its status is handed on in any case.
-void tell(const std::string &trouble) { std::fprintf(stderr, "zelsim: --output: %s\n", trouble.c_str()); }
+void tell(const std::string &what) { std::fprintf(stderr, "zelsim: record: %s\n", what.c_str()); }
 
-// The first line, and the program's command line as a remark.
-void write_title(const std::string &file, const Words &words) {
+std::string why_not_written(const std::string &file) { return "cannot write '" + file + "': " + std::strerror(errno); }
+
+/** The file that the program writes. No other recorder writes into it as long as this lives. */
+class PlainFile {
+ public:
+  explicit PlainFile(const std::string &path)
+      : path_(path), file_(sys::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666)) {
+    if (file_.get() < 0) throw Failure("--output: " + why_not_written(path));
+    bool is_taken = flock(file_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (is_taken) throw Failure("--output: another zelsim record writes into '" + path + "'");
+    sys::truncate(file_.get());
+  }
+
+  const std::string &path() const { return path_; }
+
+  /** Returns false with errno if the text is not there as a whole. */
+  bool write(const std::string &text) { return write_all(file_.get(), bytes_of(text)); }
+
+  off_t size() const { return sys::lseek(file_.get(), 0, SEEK_END); }
+
+ private:
+  std::string path_;
+  sys::File file_;
+};
+
+// The first line, and as remarks the program's command line and the folder of its board, if it is on one.
+void write_title(PlainFile &file, const Words &words) {
   std::string text = recording_title(host_time_us()) + "#";
   for (const std::string &word : words) text += " " + escaped(word);
   text += "\n";
-  std::ofstream stream(file);
-  stream << text << std::flush;
-  if (!stream) throw Failure("--output: cannot write '" + file + "': " + std::strerror(errno));
+  std::string board = variable(kBoardFolderVariable);
+  if (!board.empty()) text += kBoardRemark + escaped(board) + "\n";
+  if (!file.write(text)) throw Failure("--output: " + why_not_written(file.path()));
 }
 
 /** The buffer that the program's processes fill. They find it among zelsim's own descriptors, so that nothing is left of it. */
@@ -57,20 +85,16 @@ class SharedLines {
     return buffer_ != nullptr ? format("/proc/%d/fd/%d", getpid(), file_.get()) : std::string();
   }
 
-  /** Writes what is left, and the closing line. A process that goes on writes its lines behind that. */
-  void finish(const std::string &recording) {
+  /** Ends the recording: what processes do from now on is not written. Returns the lines that are left, or nothing if the
+   *  file has taken no more before. */
+  std::optional<std::string> finish() {
     LineBufferGuard guard(buffer_);
-    std::string rest;
-    if (guard.holds()) {
-      rest.assign(buffer_->text, buffer_->size);
-      buffer_->size = 0;
-      buffer_->passes_on = 1;
-    }
-    bool has_ended = guard.holds() && buffer_->failed != 0;
-    if (has_ended) return;
-    rest += std::string(kRecordingEnd) + "\n";
-    sys::File file(sys::open(recording.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-    if (!write_all(file.get(), bytes_of(rest))) tell("cannot write '" + recording + "': " + std::strerror(errno));
+    if (!guard.holds()) return "";
+    std::string rest(buffer_->text, buffer_->size);
+    buffer_->size = 0;
+    buffer_->has_ended = 1;
+    if (buffer_->failed != 0) return std::nullopt;
+    return rest;
   }
 
  private:
@@ -104,25 +128,68 @@ void compress_or_tell(const std::string &plain, const std::string &file) {
   }
 }
 
+std::string processes_text(size_t count) {
+  return count == 1 ? "1 process of the program still runs"
+                    : std::to_string(count) + " processes of the program still run";
+}
+
+// Waits for what the program has started and left running. Reads the environment of all processes only when the known ones
+// have ended: they may have started others.
+void wait_for_strays(const std::string &mark) {
+  constexpr std::chrono::milliseconds kPause(50);
+  std::vector<pid_t> strays = processes_with(mark);
+  if (strays.empty()) return;
+  tell(processes_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
+  hold_signals();
+  while (!strays.empty() && !interrupted()) {
+    std::this_thread::sleep_for(kPause);
+    std::erase_if(strays, [&](pid_t stray) { return !runs_with(stray, mark); });
+    if (strays.empty()) strays = processes_with(mark);
+  }
+}
+
+// Tells why a recording has no line.
+void tell_empty(const std::string &program) {
+  std::string file = find_program(program);
+  if (!is_executable(file)) return;  // that was told
+  if (is_static(file)) return tell("no call was recorded: '" + escaped(file) + "' is linked statically");
+  tell("no call was recorded: the program made none, or its environment was cleared");
+}
+
+void finish(SharedLines &lines, PlainFile &file, off_t title_size, const std::string &program) {
+  std::optional<std::string> rest = lines.finish();
+  if (!rest) return;
+  bool is_empty = file.size() == title_size && rest->empty();
+  if (!file.write(*rest + kRecordingEnd + "\n")) return tell(why_not_written(file.path()));
+  if (is_empty) tell_empty(program);
+}
+
 }  // namespace
 
 void record_program(const CommandLine &line) {
   if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim record --help");
   if (line.output.empty()) throw Usage("--output: missing, see zelsim record --help");
+  if (line.output == "-") throw Usage("--output: must be a file: the program prints to standard output");
+  std::string target = fs::absolute(line.output);
   if (!line.board.empty()) put_on_board(line);
-  std::string file = fs::absolute(line.output);
-  std::string plain = plain_file(file);
-  write_title(plain, line.words);
-  preload("libzelrecord.so");
-  put_recorder_tools();
-  set_variable(kRecordVariable, plain);
+  PlainFile file(plain_file(target));
+  write_title(file, line.words);
+  off_t title_size = file.size();
+  put_recorder_first();
+  set_variable(kRecordVariable, file.path());
   SharedLines lines;
   set_variable(kRecordBufferVariable, lines.path());
-  set_variable(kRecordStartVariable, std::to_string(monotonic_ns()));
+  std::string start = std::to_string(monotonic_ns());
+  set_variable(kRecordStartVariable, start);
   unsetenv(kReplayVariable);
   int status = run_and_wait(line.words);
-  lines.finish(plain);
-  if (is_compressed(file)) compress_or_tell(plain, file);
+  std::string mark = std::string(kRecordStartVariable) + "=" + start;
+  bool has_ended_by_itself = WIFEXITED(status) && !was_asked_to_end();
+  if (has_ended_by_itself) wait_for_strays(mark);
+  size_t strays = processes_with(mark).size();
+  if (strays > 0) tell(processes_text(strays) + ": further calls are not recorded");
+  finish(lines, file, title_size, line.words[0]);
+  if (is_compressed(target)) compress_or_tell(file.path(), target);
   end_like(status);
 }
 

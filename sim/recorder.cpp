@@ -1,6 +1,5 @@
 #include "recorder.h"
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -12,8 +11,8 @@
 
 #include <atomic>
 
-#include "environment.h"
 #include "preload.h"
+#include "recorder_calls.h"
 
 // The recorder's libc functions by which programs reach a node. Each hands its call to the function of the same name behind
 // it and writes it down, or answers it from a recording.
@@ -29,25 +28,9 @@ void set_position(int fd, int64_t at) {
   if (in_table(fd)) g_positions[fd].store(at, std::memory_order_relaxed);
 }
 
-bool records() {
-  static const bool on = getenv(kRecordVariable) != nullptr;
-  return on;
-}
-
 CallBytes bytes_at(const void *data, size_t size) {
   if (!is_mapped(data)) return {};
   return {static_cast<const uint8_t *>(data), size};
-}
-
-/** Makes a call by the function behind, and keeps its result, errno and times. */
-template <typename Function>
-auto hand_on(NodeCall &call, Function function) {
-  call.began_ns = monotonic_ns();
-  auto result = function();
-  call.error = errno;
-  call.ended_ns = monotonic_ns();
-  call.result = static_cast<int64_t>(result);
-  return result;
 }
 
 template <typename Function>
@@ -139,26 +122,6 @@ int64_t seek_any(int fd, int64_t offset, int whence, Function function) {
   int64_t result = replay_or_record(call, function);
   if (result >= 0) set_position(fd, result);
   return result;
-}
-
-// The object of a process that has an address.
-void *object_of(void *address) {
-  Dl_info found = {};
-  return dladdr(address, &found) != 0 ? found.dli_fbase : nullptr;
-}
-
-// Drivers that are a library in front of libc may have a `system` of their own, which starts nothing.
-bool libc_answers_system() {
-  static void *const behind_us = object_of(next_function("system"));
-  return behind_us == object_of(next_function("gnu_get_libc_version"));
-}
-
-// True if a shell starts the recorder's debugCmd for this line.
-bool shell_runs_our_tool(const char *line) {
-  const char *tools = variable(kRecordToolsVariable);
-  bool is_first = tools[0] != '\0' && strncmp(variable("PATH"), tools, strlen(tools)) == 0;
-  bool names_folder = strstr(line, "/debugCmd") != nullptr;
-  return is_first && !names_folder && libc_answers_system();
 }
 
 }  // namespace
@@ -300,37 +263,6 @@ off_t lseek(int fd, off_t offset, int whence) noexcept {
 off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
   auto function = [&] { return behind<lseek64>("lseek64")(fd, offset, whence); };
   return is_node(fd) ? seek_any(fd, offset, whence, function) : function();
-}
-
-// A write costs more than the lines themselves: not every pause has one.
-constexpr int64_t kOftenEnough = 100000000;  // nanoseconds
-
-int usleep(useconds_t microseconds) {
-  auto function = [&] { return behind<usleep>("usleep")(microseconds); };
-  NodeCall call = {.kind = CallKind::Pause};
-  call.argument = microseconds;
-  if (replays()) return replay(call) > 0 ? function() : 0;
-  if (!records()) return function();
-  write_buffered(kOftenEnough);
-  int result = hand_on(call, function);
-  write_down(call);
-  return result;
-}
-
-// Only command lines with the platform's tool reach the board. The runs of the tool are calls of their own if the recorder
-// sees them; else the line is the call.
-int system(const char *command) {
-  auto function = [&] { return behind<system>("system")(command); };
-  bool is_ours = command != nullptr && strstr(command, "debugCmd") != nullptr;
-  if (!is_ours) return function();
-  NodeCall call = {.kind = CallKind::Command};
-  call.given = {reinterpret_cast<const uint8_t *>(command), strlen(command)};
-  bool is_answered = replays() && is_next_recorded(call);
-  if (is_answered) return static_cast<int>(replay(call));
-  if (!records() || shell_runs_our_tool(command)) return function();
-  int result = hand_on(call, function);
-  write_down(call);
-  return result;
 }
 
 }  // extern "C"

@@ -32,7 +32,8 @@ struct NodeCall {
   int64_t at = 0;        // position in the flash before the call
   int64_t argument = 0;  // bytes of a read or write, offset of a seek, microseconds of a pause
   CallBytes given = {};  // what the program gives
-  CallBytes taken = {};  // what it has afterwards, if that is not the same
+  CallBytes taken = {};  // what it has afterwards, if that is not the same; what debugCmd prints
+  CallBytes complaint = {};  // what debugCmd prints on stderr
   int64_t result = 0;
   int error = 0;  // errno of a failure
   int64_t began_ns = 0;
@@ -46,6 +47,9 @@ constexpr bool is_tool_run(int fd) { return fd >= 0; }
 size_t call_text(const NodeCall &call, char *text, size_t size);
 /** A call without bytes has at most this. */
 constexpr size_t kCallText = 1024;
+
+/** The last line of a recording. */
+constexpr char kRecordingEnd[] = "end";
 
 // What the environment hands to the recorder.
 constexpr char kRecordVariable[] = "ZELSIM_RECORD";               // the file, which has its first line already
@@ -69,8 +73,14 @@ void write_buffered(int64_t since_ns);
 bool replays();
 /** True if the recording has this call as the next one of this thread. */
 bool is_next_recorded(const NodeCall &call);
-/** Answers a call: fills `data` and sets errno. For a run of debugCmd `data` is a CallBytes, which becomes what it prints.
- *  Does not return if the recording has no such call. */
+/** What a run of debugCmd prints. */
+struct Printed {
+  CallBytes output;
+  CallBytes complaint;
+};
+
+/** Answers a call: fills `data` and sets errno. For a run of debugCmd `data` is a Printed. Does not return if the recording
+ *  has no such call. */
 int64_t replay(const NodeCall &call, void *data = nullptr);
 
 }  // namespace zelsim

@@ -1,20 +1,14 @@
-#include <ctype.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/mman.h>
-#include <time.h>
 #include <unistd.h>
 
-#include "call_names.h"
 #include "environment.h"
-#include "line_buffer.h"
 #include "recorder.h"
-#include "system_calls.h"
+#include "recorder_file.h"
 #include "trace.h"
 
 // A recorded call is one line: its time, duration, process and thread; then the text that a trace has; then what a replay
@@ -141,7 +135,7 @@ class RecordLine {
 
 size_t room_for(const NodeCall &call) {
   constexpr size_t kCharsPerByte = 3;
-  return 2 * kCallText + kCharsPerByte * (call.given.size + call.taken.size);
+  return 2 * kCallText + kCharsPerByte * (call.given.size + call.taken.size + call.complaint.size);
 }
 
 bool has_traced_result(CallKind kind) {
@@ -165,132 +159,7 @@ void add_rest(RecordLine &line, const NodeCall &call) {
   if (call.result < 0) line.add_value("errno", call.error);
   if (call.given.size > 0) line.add_bytes("given", call.given);
   if (call.taken.size > 0) line.add_bytes("taken", call.taken);
-}
-
-/** The recording's file, kept open at a number that programs do not use. A program that closes all numbers may close it,
- *  and open a file of its own with the number: the file is then opened again. After a failure nothing more is written: the
- *  recording ends there. */
-class KeptFile {
- public:
-  bool write(const char *text, size_t size) {
-    if (failed_) return false;
-    if (!is_ours()) open();
-    failed_ = sys::write(fd_, text, size) != static_cast<ssize_t>(size);
-    if (failed_) complain();
-    return !failed_;
-  }
-
- private:
-  bool is_ours() const {
-    struct stat status = {};
-    return fd_ >= 0 && fstat(fd_, &status) == 0 && status.st_ino == file_.st_ino && status.st_dev == file_.st_dev;
-  }
-
-  void open() {
-    constexpr int kHigh = 900;
-    int fd = sys::open(variable(kRecordVariable), O_WRONLY | O_APPEND | O_CLOEXEC);
-    int high = sys::duplicate(fd, kHigh);
-    if (high >= 0) {
-      sys::close(fd);
-      fd = high;
-    }
-    fd_ = fd;
-    fstat(fd_, &file_);
-  }
-
-  // A full disk does not stop the program.
-  static void complain() {
-    dprintf(STDERR_FILENO, "zelsim: record: cannot write %s: %s\n", variable(kRecordVariable), strerror(errno));
-  }
-
-  int fd_ = -1;
-  struct stat file_ = {};
-  bool failed_ = false;
-};
-
-KeptFile g_file;
-
-LineBuffer *open_buffer() {
-  sys::File file(sys::open(variable(kRecordBufferVariable), O_RDWR | O_CLOEXEC));
-  LineBuffer *buffer = file.get() >= 0 ? map_line_buffer(file.get()) : nullptr;
-  bool is_buffer = buffer != nullptr && buffer->magic == kLineBufferMagic;
-  return is_buffer ? buffer : nullptr;
-}
-
-// Null if zelsim has ended before this process began.
-LineBuffer *shared_buffer() {
-  static LineBuffer *const buffer = open_buffer();
-  return buffer;
-}
-
-void write_out(LineBuffer &buffer, const char *text, size_t size) {
-  if (size == 0 || buffer.failed != 0) return;
-  if (!g_file.write(text, size)) buffer.failed = 1;
-}
-
-void empty(LineBuffer &buffer) {
-  write_out(buffer, buffer.text, buffer.size);
-  buffer.size = 0;
-  buffer.emptied_ns = monotonic_ns();
-}
-
-void append(const RecordLine &line) {
-  LineBuffer *buffer = shared_buffer();
-  LineBufferGuard guard(buffer);
-  if (!guard.holds()) {
-    g_file.write(line.text(), line.size());
-    return;
-  }
-  if (line.size() > sizeof buffer->text - buffer->size) empty(*buffer);
-  bool fits = line.size() <= sizeof buffer->text;
-  if (!fits || buffer->passes_on != 0) {
-    write_out(*buffer, line.text(), line.size());
-    return;
-  }
-  memcpy(buffer->text + buffer->size, line.text(), line.size());
-  buffer->size += static_cast<uint32_t>(line.size());
-}
-
-// Returns the length of the text that is there, which may have been cut.
-size_t print_into(char *text, size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
-size_t print_into(char *text, size_t size, const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  int written = vsnprintf(text, size, format, arguments);
-  va_end(arguments);
-  if (written < 0) return 0;
-  auto length = static_cast<size_t>(written);
-  return length < size ? length : size - 1;
-}
-
-size_t request_text(const NodeCall &call, char *text, size_t size) {
-  CallBytes after = call.taken.size > 0 ? call.taken : call.given;
-  RequestEvent event = {};
-  event.node = call.node;
-  event.number = static_cast<uint8_t>(call.number);
-  if (is_request_code(call.number)) event.request = request_of(call.node, event.number);
-  event.result = static_cast<int>(call.result);
-  event.error = call.result < 0 ? call.error : 0;
-  event.address = static_cast<uint32_t>(call.at);
-  if (call.given.size > 0) memcpy(event.before, call.given.data, call.given.size);
-  if (after.size > 0) memcpy(event.after, after.data, after.size);
-  bool is_short = event.request != nullptr && call.given.size < record_size(*event.request);
-  if (is_short) event.error = EFAULT;  // its record cannot be shown
-  return request_line(event, text, size);
-}
-
-// Without the newline at the end. Other control bytes would end the recorded line.
-size_t command_text(const NodeCall &call, char *text, size_t size) {
-  constexpr char kTool[] = "debugCmd ";
-  const char *command = reinterpret_cast<const char *>(call.given.data);
-  bool is_tool = call.given.size >= strlen(kTool) && strncmp(command, kTool, strlen(kTool)) == 0;
-  size_t length =
-      print_into(text, size, "%s%.*s", is_tool ? "" : "system ", static_cast<int>(call.given.size), command);
-  while (length > 0 && isspace(static_cast<unsigned char>(text[length - 1]))) --length;
-  for (size_t i = 0; i < length; ++i) {
-    if (static_cast<unsigned char>(text[i]) < ' ') text[i] = '?';
-  }
-  return length;
+  if (call.complaint.size > 0) line.add_bytes("stderr", call.complaint);
 }
 
 // The numbers of process and thread, without a system call for each line. The child of a fork begins anew.
@@ -333,31 +202,6 @@ void add_program(RecordLine &line) {
 
 }  // namespace
 
-size_t call_text(const NodeCall &call, char *text, size_t size) {
-  auto at = static_cast<unsigned long long>(call.at);
-  auto argument = static_cast<unsigned long long>(call.argument);
-  const char *node = node_name(call.node);
-  switch (call.kind) {
-    case CallKind::Open:
-      return print_into(text, size, "open %s %s", node, access_name(call.flags));
-    case CallKind::Close:
-      return print_into(text, size, "close %s", node);
-    case CallKind::Request:
-      return request_text(call, text, size);
-    case CallKind::Read:
-      return print_into(text, size, "%s read 0x%08llx+0x%llx", node, at, argument);
-    case CallKind::Write:
-      return print_into(text, size, "%s write 0x%08llx+0x%llx", node, at, argument);
-    case CallKind::Seek:
-      return print_into(text, size, "%s lseek %s0x%08llx", node, origin_name(call.whence), argument);
-    case CallKind::Pause:
-      return print_into(text, size, "pause %lluus", argument);
-    case CallKind::Command:
-      return command_text(call, text, size);
-  }
-  return 0;
-}
-
 void write_down(const NodeCall &call) {
   int error = errno;
   static const int64_t start = strtoll(variable(kRecordStartVariable), nullptr, 10);
@@ -380,16 +224,7 @@ void write_down(const NodeCall &call) {
   add_rest(line, call);
   add_program(line);
   line.add_text("\n");
-  append(line);
-  errno = error;
-}
-
-void write_buffered(int64_t since_ns) {
-  int error = errno;
-  LineBuffer *buffer = shared_buffer();
-  LineBufferGuard guard(buffer);
-  bool is_due = guard.holds() && monotonic_ns() - buffer->emptied_ns >= since_ns;
-  if (is_due) empty(*buffer);
+  append_line(line.text(), line.size());
   errno = error;
 }
 

@@ -229,7 +229,8 @@ void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
     if (taken.size > 0) memcpy(bytes, taken.data, taken.size);
     return;
   }
-  if (asked.kind == CallKind::Command && data != nullptr) *static_cast<CallBytes *>(data) = taken;
+  if (asked.kind == CallKind::Command && data != nullptr)
+    *static_cast<Printed *>(data) = {taken, tape().bytes(recorded.complaint)};
   if (asked.kind != CallKind::Request || asked.given.size == 0) return;
   const Request *request = request_of(asked.node, static_cast<uint8_t>(asked.number));
   bool fills = request != nullptr && request->fills;

@@ -1,5 +1,7 @@
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -74,48 +76,88 @@ bool find_tool(char (&file)[PATH_MAX]) {
   return false;
 }
 
-void write_all(CallBytes bytes) {
+void write_all(int fd, CallBytes bytes) {
   size_t done = 0;
   while (done < bytes.size) {
-    ssize_t count = write(STDOUT_FILENO, bytes.data + done, bytes.size - done);
+    ssize_t count = write(fd, bytes.data + done, bytes.size - done);
     if (count < 0 && errno != EINTR) return;
     if (count > 0) done += static_cast<size_t>(count);
   }
 }
 
-/** Becomes the tool, which prints into the pipe. Its own calls belong to it: they are not recorded. */
-[[noreturn]] void become_tool(const char *file, char **argv, const int (&pipe)[2]) {
+/** A pipe from the tool: what it prints is handed on and kept. */
+class Stream {
+ public:
+  explicit Stream(int to) : to_(to) { is_open_ = pipe2(ends_, O_CLOEXEC) == 0; }
+  ~Stream() {
+    close_end(ends_[0]);
+    close_end(ends_[1]);
+  }
+  Stream(const Stream &) = delete;
+  Stream &operator=(const Stream &) = delete;
+
+  bool is_open() const { return is_open_; }
+  CallBytes printed() const { return printed_.bytes(); }
+  /** In the tool. */
+  void take_place() const { dup2(ends_[1], to_); }
+  /** In this process: the tool alone writes. */
+  void begin_reading() { close_end(ends_[1]); }
+  /** What poll() waits for; nothing after the end. */
+  pollfd waited() const { return {is_open_ ? ends_[0] : -1, POLLIN, 0}; }
+
+  void read_piece() {
+    uint8_t piece[4096];
+    ssize_t count = read(ends_[0], piece, sizeof piece);
+    bool has_ended = count == 0 || (count < 0 && errno != EINTR);
+    if (has_ended) is_open_ = false;
+    if (count <= 0) return;
+    write_all(to_, {piece, static_cast<size_t>(count)});
+    printed_.add(piece, static_cast<size_t>(count));
+  }
+
+ private:
+  static void close_end(int &end) {
+    if (end >= 0) close(end);
+    end = -1;
+  }
+
+  int to_;
+  int ends_[2] = {-1, -1};
+  bool is_open_;
+  Text printed_;
+};
+
+/** Becomes the tool. Its own calls belong to it: they are not recorded. */
+[[noreturn]] void become_tool(const char *file, char **argv) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  dup2(pipe[1], STDOUT_FILENO);
-  close(pipe[0]);
-  close(pipe[1]);
   unsetenv(kRecordVariable);
   execv(file, argv);
   _exit(kNotFound);
 }
 
-/** Hands on what the tool prints, and keeps it. */
-void hand_on(int from, Text &printed) {
-  uint8_t piece[4096];
-  for (;;) {
-    ssize_t count = read(from, piece, sizeof piece);
-    if (count == 0 || (count < 0 && errno != EINTR)) return;
-    if (count < 0) continue;
-    write_all({piece, static_cast<size_t>(count)});
-    printed.add(piece, static_cast<size_t>(count));
+/** Hands on what the tool prints, until the end of both streams. */
+void hand_on(Stream &output, Stream &complaint) {
+  while (output.is_open() || complaint.is_open()) {
+    pollfd waited[] = {output.waited(), complaint.waited()};
+    if (poll(waited, 2, -1) < 0) continue;
+    if (waited[0].revents != 0) output.read_piece();
+    if (waited[1].revents != 0) complaint.read_piece();
   }
 }
 
 /** Runs the tool. Returns its status as wait() does. */
-int run_tool(const char *file, char **argv, Text &printed) {
-  int pipe[2];
+int run_tool(const char *file, char **argv, Stream &output, Stream &complaint) {
   int status = 0;
-  if (::pipe(pipe) != 0) return W_EXITCODE(kNotFound, 0);
+  if (!output.is_open() || !complaint.is_open()) return W_EXITCODE(kNotFound, 0);
   pid_t tool = fork();
-  if (tool == 0) become_tool(file, argv, pipe);
-  close(pipe[1]);
-  hand_on(pipe[0], printed);
-  close(pipe[0]);
+  if (tool == 0) {
+    output.take_place();
+    complaint.take_place();
+    become_tool(file, argv);
+  }
+  output.begin_reading();
+  complaint.begin_reading();
+  hand_on(output, complaint);
   while (waitpid(tool, &status, 0) < 0) {
     if (errno != EINTR) return W_EXITCODE(kNotFound, 0);
   }
@@ -132,24 +174,27 @@ int end_like(int status) {
 
 int record(NodeCall &call, char **argv) {
   char file[PATH_MAX];
-  Text printed;
+  Stream output(STDOUT_FILENO);
+  Stream complaint(STDERR_FILENO);
   call.began_ns = monotonic_ns();
   if (find_tool(file)) {
-    call.result = run_tool(file, argv, printed);
+    call.result = run_tool(file, argv, output, complaint);
   } else {
     fprintf(stderr, "%s: not found\n", kName);
     call.result = W_EXITCODE(kNotFound, 0);
   }
   call.ended_ns = monotonic_ns();
-  call.taken = printed.bytes();
+  call.taken = output.printed();
+  call.complaint = complaint.printed();
   if (variable(kRecordVariable)[0] != '\0') write_down(call);
   return end_like(static_cast<int>(call.result));
 }
 
 int answer(const NodeCall &call) {
-  CallBytes printed = {};
+  Printed printed = {};
   int64_t status = replay(call, &printed);
-  write_all(printed);
+  write_all(STDOUT_FILENO, printed.output);
+  write_all(STDERR_FILENO, printed.complaint);
   return end_like(static_cast<int>(status));
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <ctime>
 #include <optional>
 #include <string_view>
@@ -162,6 +163,7 @@ void parse_field(std::string_view name, std::string_view value, RecordedCall &re
   if (name == "program") recorded.program = value;
   if (name == "given") recorded.given = bytes_in(value);
   if (name == "taken") recorded.taken = bytes_in(value);
+  if (name == "stderr") recorded.complaint = bytes_in(value);
 }
 
 // The seconds have six places behind the point.
@@ -222,7 +224,8 @@ std::string recording_title(int64_t began_us) {
 }
 
 Recording read_recording(const std::string &file) {
-  const std::vector<uint8_t> content = unpacked(read_file(file, kLongestFile), kLongestFile);
+  constexpr uint32_t kBoardLine = 3;  // behind the title and the command
+  const std::vector<uint8_t> content = unpack(read_file(file, kLongestFile), kLongestFile).bytes;
   std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
   Recording recording = {};
   uint32_t number = 1;
@@ -237,6 +240,8 @@ Recording read_recording(const std::string &file) {
       std::string_view line = take_until(text, "\n");
       ++number;
       if (line == kRecordingEnd) is_closed = true;
+      if (number == kBoardLine && line.starts_with(kBoardRemark))
+        recording.board = line.substr(std::strlen(kBoardRemark));
       if (line.empty() || line.starts_with("#") || line == kRecordingEnd) continue;
       recording.calls.push_back(parse_line(line, number));
     }

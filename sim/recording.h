@@ -14,7 +14,8 @@ namespace zelsim::tool {
 constexpr char kRecordingTitle[] = "zelsim recording 2";
 /** It has no closing line. */
 constexpr char kOldRecordingTitle[] = "zelsim recording 1";
-constexpr char kRecordingEnd[] = "end";
+/** Begins the remark that names the folder of the recorded board. */
+constexpr char kBoardRemark[] = "# board ";
 /** The end of a compressed recording's name. */
 constexpr char kCompressed[] = ".gz";
 
@@ -28,7 +29,8 @@ struct RecordedCall {
   NodeCall call;        // without its bytes
   std::string program;  // of a process's first line: the program's name
   std::vector<uint8_t> given;
-  std::vector<uint8_t> taken;  // empty: the same as `given`
+  std::vector<uint8_t> taken;      // empty: the same as `given`
+  std::vector<uint8_t> complaint;  // what debugCmd printed on stderr
 
   /** The bytes after the call. */
   const std::vector<uint8_t> &after() const { return taken.empty() ? given : taken; }
@@ -37,6 +39,7 @@ struct RecordedCall {
 struct Recording {
   int64_t began_us;  // since 1970
   std::vector<RecordedCall> calls;
+  std::string board = {};  // folder of the board that was recorded; empty without one
   uint32_t cut_after = 0;  // the last whole line of a recording that was cut off; 0: it is whole
 };
 

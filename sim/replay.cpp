@@ -87,6 +87,7 @@ class TapeMaker {
       row.result = call.result;
       row.given = add_bytes(recorded->given.data(), recorded->given.size());
       row.taken = add_bytes(recorded->taken.data(), recorded->taken.size());
+      row.complaint = add_bytes(recorded->complaint.data(), recorded->complaint.size());
       row.text = add_bytes(recorded->text.data(), recorded->text.size());
       calls_.push_back(row);
     }
@@ -148,8 +149,7 @@ int answer_program(const CommandLine &line) {
   const Recording recording = read_recording(line.replay);
   const Threads threads = threads_of(recording);
   TapeFile tape(TapeMaker(threads, recording.cut_after, line.fast).tape());
-  preload("libzelrecord.so");
-  put_recorder_tools();
+  put_recorder_first();
   set_variable(kReplayVariable, tape.path());
   unsetenv(kRecordVariable);
   int status = run_and_wait(line.words);

@@ -33,6 +33,7 @@ struct TapeCall {
   int64_t result;
   TapePiece given;
   TapePiece taken;
+  TapePiece complaint;
   TapePiece text;
 };
 

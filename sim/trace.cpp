@@ -7,8 +7,10 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "nodes.h"
 #include "system_calls.h"
+#include "trace_line.h"
+
+// Who reads a trace, and how its lines get there.
 
 namespace zelsim {
 namespace {
@@ -70,190 +72,44 @@ void write_to(const char *where, const char *text, size_t size) {
   sys::write(file.get(), text, size);
 }
 
-class TraceLine {
- public:
-  /** @param error  errno as the call left it */
-  explicit TraceLine(int error) : error_(error) {}
+// Begins the line with the time of the call's end and the number of its process.
+void write_stamped(const char *where, const TraceLine &line) {
+  constexpr size_t kStampSize = 40;
+  char stamped[kStampSize + TraceLine::kRoom];
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  int size =
+      snprintf(stamped, kStampSize, "%lld.%06ld %d ", static_cast<long long>(now.tv_sec), now.tv_nsec / 1000, getpid());
+  memcpy(stamped + size, line.text(), line.size());
+  write_to(where, stamped, static_cast<size_t>(size) + line.size());
+}
 
-  void add_list(const char *format, va_list arguments) {
-    constexpr size_t kMost = sizeof text_ - 2;  // the newline and the end of the text follow
-    int written = vsnprintf(text_ + size_, sizeof text_ - size_, format, arguments);
-    if (written > 0) size_ += static_cast<size_t>(written);
-    if (size_ > kMost) size_ = kMost;
+void write_line(const char *where, TraceLine &line, long result, int error) {
+  line.finish(result, error);
+  if (is_on(kTraceTimesVariable)) {
+    write_stamped(where, line);
+  } else {
+    write_to(where, line.text(), line.size());
   }
+}
 
-  __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    add_list(format, arguments);
-    va_end(arguments);
-  }
-
-  void add_text(const char *text, size_t length) {
-    constexpr size_t kMost = sizeof text_ - 2;
-    size_t room = kMost - size_;
-    if (length > room) length = room;
-    memcpy(text_ + size_, text, length);
-    size_ += length;
-  }
-
-  void write(const char *file, long result) {
-    size_ += result_text(result, error_, text_ + size_, sizeof text_ - 1 - size_);
-    text_[size_] = '\n';
-    ++size_;
-    if (is_on(kTraceTimesVariable)) {
-      write_stamped(file);
-    } else {
-      write_to(file, text_, size_);
-    }
-  }
-
-  void show(Board &board, const TracedAccess &access, long result) const {
-    TraceRecord record = {};
-    record.result = result == kNoResult ? kNoTraceResult : static_cast<int32_t>(result);
-    record.error = result < 0 ? error_ : 0;
-    show_watchers(board, record, access, {text_, size_});
-  }
-
-  size_t copy(char *to, size_t size) const {
-    size_t length = size_ < size ? size_ : size;
-    memcpy(to, text_, length);
-    return length;
-  }
-
- private:
-  // Begins the line with the time of the call's end and the number of its process.
-  void write_stamped(const char *file) const {
-    constexpr size_t kStampSize = 40;
-    char stamped[kStampSize + sizeof text_];
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    int size = snprintf(stamped, kStampSize, "%lld.%06ld %d ", static_cast<long long>(now.tv_sec), now.tv_nsec / 1000,
-                        getpid());
-    memcpy(stamped + size, text_, size_);
-    write_to(file, stamped, static_cast<size_t>(size) + size_);
-  }
-
-  char text_[1024];
-  size_t size_ = 0;
-  const int error_;
-};
+void show_line(Board &board, const TracedAccess &access, const TraceLine &line, long result, int error) {
+  TraceRecord record = {};
+  record.result = result == kNoResult ? kNoTraceResult : static_cast<int32_t>(result);
+  record.error = result < 0 ? error : 0;
+  show_watchers(board, record, access, {line.text(), line.size()});
+}
 
 // Formats a line for all readers. errno stays.
 void send(const TracedAccess &access, long result, const char *format, va_list arguments) {
   Readers readers;
   if (readers.none()) return;
   int error = errno;
-  TraceLine line(error);
+  TraceLine line;
   line.add_list(format, arguments);
-  if (readers.watched != nullptr) line.show(*readers.watched, access, result);
-  if (readers.file[0] != '\0') line.write(readers.file, result);
+  if (readers.watched != nullptr) show_line(*readers.watched, access, line, result, error);
+  if (readers.file[0] != '\0') write_line(readers.file, line, result, error);
   errno = error;
-}
-
-void add_bytes(TraceLine &line, const uint8_t *data, size_t size) {
-  for (size_t i = 0; i < size; ++i) line.add("%s%02x", i > 0 ? " " : "", data[i]);
-}
-
-void add_text(TraceLine &line, const char *text) { line.add_text(text, strlen(text)); }
-
-// Adds values of one or four bytes that follow each other. `fields` are their names, separated by blanks.
-void add_named(TraceLine &line, const char *fields, const uint8_t *values, size_t width, const char *format) {
-  const char *name = fields;
-  while (*name != '\0') {
-    if (name != fields) add_text(line, " ");
-    size_t length = strcspn(name, " ");
-    uint32_t value = 0;
-    memcpy(&value, values, width);
-    line.add_text(name, length);
-    add_text(line, "=");
-    line.add(format, value);
-    values += width;
-    name += length;
-    if (*name == ' ') ++name;
-  }
-}
-
-// The trace shows the words of a clock record without a sign.
-unsigned word(int32_t value) { return static_cast<unsigned>(value); }
-
-void add_rtc(TraceLine &line, const uint8_t *bytes) {
-  ClockRecord record;
-  memcpy(&record, bytes, sizeof record);
-  line.add("mode24=%u pm=%u ", record.mode24, record.pm);
-  line.add("sec=%u min=%u hour=%u ", word(record.second), word(record.minute), word(record.hour));
-  line.add("mday=%u mon=%u year=%u ", word(record.month_day), word(record.month), word(record.year));
-  line.add("wday=%u", word(record.weekday));
-}
-
-void add_temperature(TraceLine &line, const uint8_t *record) {
-  float degrees;
-  memcpy(&degrees, record, sizeof degrees);
-  line.add("temperature=%.1f", static_cast<double>(degrees));
-}
-
-void add_record(TraceLine &line, const Request &request, const uint8_t *record) {
-  const char *fields = fields_of(request);
-  add_text(line, "{");
-  switch (request.shape) {
-    case Shape::Byte:
-    case Shape::Pair:
-      add_named(line, fields, record, 1, "%u");
-      break;
-    case Shape::Register:
-      add_named(line, fields, record, 4, "0x%08x");
-      break;
-    case Shape::Rtc:
-      add_rtc(line, record);
-      break;
-    case Shape::Temperature:
-      add_temperature(line, record);
-      break;
-    case Shape::Identification:
-      add_bytes(line, record, record_size(request));
-      break;
-    case Shape::None:
-    case Shape::Transfer:
-      break;
-  }
-  add_text(line, "}");
-}
-
-void add_transfer(TraceLine &line, const RequestEvent &event) {
-  const uint8_t *record = event.before;
-  uint8_t len = record[kLen];
-  uint32_t offset;
-  memcpy(&offset, record + kOffset, sizeof offset);
-  line.add(" addr=0x%02x offset=0x%02x offset_len=%u len=%u", record[kAddress], offset, record[kOffsetLen], len);
-  bool reads = event.request->fills;
-  if (reads && event.result != 0) return;
-  line.add(reads ? " -> " : " data=");
-  add_bytes(line, event.after, len < kMaxTransfer ? len : kMaxTransfer);
-}
-
-void add_request(TraceLine &line, const RequestEvent &event) {
-  const Request &request = *event.request;
-  add_text(line, " ");
-  add_text(line, request.name);
-  if (erases(request)) line.add(" 0x%08x", event.address);
-  if (event.error == EFAULT || request.shape == Shape::None) return;
-  if (request.shape == Shape::Transfer) {
-    add_transfer(line, event);
-    return;
-  }
-  add_text(line, " ");
-  add_record(line, request, event.before);
-  add_text(line, " -> ");
-  add_record(line, request, event.after);
-}
-
-void add_event(TraceLine &line, const RequestEvent &event) {
-  line.add("%s 0x%02X", node_name(event.node), event.number);
-  if (event.request != nullptr) {
-    add_request(line, event);
-  } else {
-    line.add(" ?");
-  }
 }
 
 // The readers format the record, so that the program does not wait for it.
@@ -277,17 +133,11 @@ void trace_request(const RequestEvent &event) {
   int error = errno;
   if (readers.watched != nullptr) show_request(*readers.watched, event);
   if (readers.file[0] != '\0') {
-    TraceLine line(error);
+    TraceLine line;
     add_event(line, event);
-    line.write(readers.file, event.result);
+    write_line(readers.file, line, event.result, error);
   }
   errno = error;
-}
-
-size_t request_line(const RequestEvent &event, char *text, size_t size) {
-  TraceLine line(event.error);
-  add_event(line, event);
-  return line.copy(text, size);
 }
 
 int64_t host_time_us() {
@@ -304,21 +154,6 @@ void sign_change(Board &board, Node node) {
   ChangedBy &changer = board.watch.changed_by[static_cast<unsigned>(node)];
   changer.process = static_cast<uint32_t>(getpid());
   strncpy(changer.program, program_invocation_short_name, sizeof changer.program - 1);
-}
-
-size_t result_text(long result, int error, char *text, size_t size) {
-  constexpr long kHighestDecimal = 9;
-  int written = 0;
-  if (result == kNoResult) return 0;
-  if (result < 0) {
-    written = snprintf(text, size, " = -1 %s", strerrorname_np(error));
-  } else if (result > kHighestDecimal) {
-    written = snprintf(text, size, " = 0x%lx", result);
-  } else {
-    written = snprintf(text, size, " = %ld", result);
-  }
-  auto length = written > 0 ? static_cast<size_t>(written) : 0;
-  return length < size ? length : size - 1;
 }
 
 void trace(long result, const char *format, ...) {

@@ -97,11 +97,16 @@ Json tolerances_of(const Tolerated &tolerated) {
   return rows;
 }
 
+constexpr char kHint[] =
+    "; the recording was made on this board, which may not be any more as it was before: 'zelsim save' its state "
+    "before "
+    "a recording, and 'zelsim load' it before verify";
+
 }  // namespace
 
 void verify_model(const CommandLine &line) {
   const Recording recording = read_recording(line.words[0]);
-  std::string board = look_at(line.board).folder.filename();
+  std::filesystem::path folder = look_at(line.board).folder;
   Model model(line.board, recording);
   Report report;
   Tolerated tolerated = {};
@@ -114,12 +119,15 @@ void verify_model(const CommandLine &line) {
     ++compared;
     report.add(recorded, compare(recorded, *answer, model.selected_port(), tolerated));
   }
-  print(record("recording", line.words[0], "board", board, "calls", recording.calls.size(), "compared", compared,
-               "differing", report.differing(), "tolerances", tolerances_of(tolerated), "differences", report.rows(),
-               "skipped", skipped),
+  print(record("recording", line.words[0], "board", folder.filename().native(), "calls", recording.calls.size(),
+               "compared", compared, "differing", report.differing(), "tolerances", tolerances_of(tolerated),
+               "differences", report.rows(), "skipped", skipped),
         line.json);
-  if (report.differing() > 0)
-    throw Failure(format("the model answers %u of %u calls otherwise", report.differing(), compared));
+  if (report.differing() == 0) return;
+  std::string result = format("the model answers %u of %u calls otherwise", report.differing(), compared);
+  bool is_recorded_one = escaped(folder) == recording.board;
+  if (is_recorded_one) result += kHint;
+  throw Failure(result);
 }
 
 }  // namespace zelsim::tool

@@ -1,0 +1,92 @@
+#include <dlfcn.h>
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "preload.h"
+#include "recorder_calls.h"
+
+// The recorder's libc functions that reach no node: pauses, and command lines with the platform's tool.
+
+namespace zelsim {
+namespace {
+
+// The object of a process that has an address.
+void *object_of(void *address) {
+  Dl_info found = {};
+  return dladdr(address, &found) != 0 ? found.dli_fbase : nullptr;
+}
+
+// Drivers that are a library in front of libc may have a `system` of their own, which starts nothing.
+bool libc_answers_system() {
+  static void *const behind_us = object_of(next_function("system"));
+  return behind_us == object_of(next_function("gnu_get_libc_version"));
+}
+
+// True if the first debugCmd in PATH is the recorder's.
+bool finds_our_tool() {
+  const char *tools = variable(kRecordToolsVariable);
+  const size_t tools_length = strlen(tools);
+  const char *folder = variable("PATH");
+  while (*folder != '\0') {
+    size_t length = strcspn(folder, ":");
+    bool is_ours = length == tools_length && strncmp(folder, tools, length) == 0;
+    if (is_ours) return true;
+    char file[PATH_MAX];
+    snprintf(file, sizeof file, "%.*s/debugCmd", static_cast<int>(length), folder);
+    if (access(file, X_OK) == 0) return false;
+    folder += length;
+    if (*folder == ':') ++folder;
+  }
+  return false;
+}
+
+// True if a shell starts the recorder's debugCmd for this line.
+bool shell_runs_our_tool(const char *line) {
+  bool names_folder = strstr(line, "/debugCmd") != nullptr;
+  return !names_folder && finds_our_tool() && libc_answers_system();
+}
+
+}  // namespace
+}  // namespace zelsim
+
+using namespace zelsim;
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+// A write costs more than the lines themselves: not every pause has one.
+constexpr int64_t kOftenEnough = 100000000;  // nanoseconds
+
+int usleep(useconds_t microseconds) {
+  auto function = [&] { return behind<usleep>("usleep")(microseconds); };
+  NodeCall call = {.kind = CallKind::Pause};
+  call.argument = microseconds;
+  if (replays()) return replay(call) > 0 ? function() : 0;
+  if (!records()) return function();
+  write_buffered(kOftenEnough);
+  int result = hand_on(call, function);
+  write_down(call);
+  return result;
+}
+
+// Only command lines with the platform's tool reach the board. The runs of the tool are calls of their own if the recorder
+// sees them; else the line is the call.
+int system(const char *command) {
+  auto function = [&] { return behind<system>("system")(command); };
+  bool is_ours = command != nullptr && strstr(command, "debugCmd") != nullptr;
+  if (!is_ours) return function();
+  NodeCall call = {.kind = CallKind::Command};
+  call.given = {reinterpret_cast<const uint8_t *>(command), strlen(command)};
+  bool is_answered = replays() && is_next_recorded(call);
+  if (is_answered) return static_cast<int>(replay(call));
+  if (!records() || shell_runs_our_tool(command)) return function();
+  int result = hand_on(call, function);
+  write_down(call);
+  return result;
+}
+
+}  // extern "C"
+#pragma GCC visibility pop

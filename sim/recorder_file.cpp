@@ -1,0 +1,131 @@
+#include "recorder_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "environment.h"
+#include "line_buffer.h"
+#include "recorder.h"
+#include "system_calls.h"
+
+// Where the lines of a recording go: into memory that zelsim shares with all processes, and from there into the file.
+
+namespace zelsim {
+namespace {
+
+/** The recording's file, kept open at a number that programs do not use. A program that closes all numbers may close it,
+ *  and open a file of its own with the number: the file is then opened again. After a failure nothing more is written: the
+ *  recording ends there. */
+class KeptFile {
+ public:
+  bool write(const char *text, size_t size) {
+    if (failed_) return false;
+    if (!is_ours()) open();
+    if (has_ended()) return true;
+    failed_ = sys::write(fd_, text, size) != static_cast<ssize_t>(size);
+    if (failed_) complain();
+    return !failed_;
+  }
+
+ private:
+  bool is_ours() const {
+    struct stat status = {};
+    return fd_ >= 0 && fstat(fd_, &status) == 0 && status.st_ino == file_.st_ino && status.st_dev == file_.st_dev;
+  }
+
+  // True if the recording is complete: nothing is written behind its last line. A file that is gone was compressed.
+  bool has_ended() const {
+    if (fd_ < 0) return errno == ENOENT;
+    constexpr char kLast[] = "\nend\n";
+    constexpr size_t kSize = sizeof kLast - 1;
+    char last[kSize] = {};
+    off_t size = sys::lseek(fd_, 0, SEEK_END);
+    if (size < static_cast<off_t>(kSize)) return false;
+    sys::pread(fd_, last, kSize, size - static_cast<off_t>(kSize));
+    return memcmp(last, kLast, kSize) == 0;
+  }
+
+  void open() {
+    constexpr int kHigh = 900;
+    fd_ = -1;
+    int fd = sys::open(variable(kRecordVariable), O_RDWR | O_APPEND | O_CLOEXEC);
+    if (fd < 0) return;
+    int high = sys::duplicate(fd, kHigh);
+    if (high >= 0) {
+      sys::close(fd);
+      fd = high;
+    }
+    fd_ = fd;
+    fstat(fd_, &file_);
+  }
+
+  // A full disk does not stop the program.
+  static void complain() {
+    dprintf(STDERR_FILENO, "zelsim: record: cannot write %s: %s\n", variable(kRecordVariable), strerror(errno));
+  }
+
+  int fd_ = -1;
+  struct stat file_ = {};
+  bool failed_ = false;
+};
+
+KeptFile g_file;
+
+LineBuffer *open_buffer() {
+  sys::File file(sys::open(variable(kRecordBufferVariable), O_RDWR | O_CLOEXEC));
+  LineBuffer *buffer = file.get() >= 0 ? map_line_buffer(file.get()) : nullptr;
+  bool is_buffer = buffer != nullptr && buffer->magic == kLineBufferMagic;
+  return is_buffer ? buffer : nullptr;
+}
+
+// Null if zelsim has ended before this process began.
+LineBuffer *shared_buffer() {
+  static LineBuffer *const buffer = open_buffer();
+  return buffer;
+}
+
+void write_out(LineBuffer &buffer, const char *text, size_t size) {
+  if (size == 0 || buffer.failed != 0) return;
+  if (!g_file.write(text, size)) buffer.failed = 1;
+}
+
+void empty(LineBuffer &buffer) {
+  write_out(buffer, buffer.text, buffer.size);
+  buffer.size = 0;
+  buffer.emptied_ns = monotonic_ns();
+}
+
+}  // namespace
+
+void append_line(const char *text, size_t size) {
+  LineBuffer *buffer = shared_buffer();
+  LineBufferGuard guard(buffer);
+  if (!guard.holds()) {
+    g_file.write(text, size);
+    return;
+  }
+  if (buffer->has_ended != 0) return;
+  if (size > sizeof buffer->text - buffer->size) empty(*buffer);
+  bool fits = size <= sizeof buffer->text;
+  if (!fits) {
+    write_out(*buffer, text, size);
+    return;
+  }
+  memcpy(buffer->text + buffer->size, text, size);
+  buffer->size += static_cast<uint32_t>(size);
+}
+
+void write_buffered(int64_t since_ns) {
+  int error = errno;
+  LineBuffer *buffer = shared_buffer();
+  LineBufferGuard guard(buffer);
+  bool is_due = guard.holds() && monotonic_ns() - buffer->emptied_ns >= since_ns;
+  if (is_due) empty(*buffer);
+  errno = error;
+}
+
+}  // namespace zelsim
