@@ -151,6 +151,7 @@ class Board(AbstractContextManager["Board"]):
         self.programs: List[Program] = []
         self.closed = False
         self._folder = Path(tempfile.mkdtemp(prefix="zelboard-"))  # for traces, and for a temporary board
+        self._temporary = not name
         self._own = {} if name else {"ZELSIM_HOME": str(self._folder / "boards")}
         self._traces: List[Path] = []
         self._helper = Helper(self.environment)
@@ -158,7 +159,7 @@ class Board(AbstractContextManager["Board"]):
         self._sessions: "List[Session]" = []
         self._remove = weakref.finalize(self, remove, self._helper, self._folder)
         try:
-            self._make(temporary=not name, slots=slots)
+            self._make(slots)
             for number, supply in enumerate(supplies, 1):
                 self.set_supply(number, supply)
             for port, module in (modules or {}).items():
@@ -168,9 +169,12 @@ class Board(AbstractContextManager["Board"]):
             self._remove()
             raise
 
-    def _make(self, temporary: bool, slots: str) -> None:
-        known = [] if temporary else json.loads(self._helper.do(["list", "--json"]))["boards"]
-        if self.name in [board["board"] for board in known]:
+    def _make(self, slots: str) -> None:
+        listed: Dict[str, Any] = {"boards": []}
+        if not self._temporary:
+            listed = json.loads(self._helper.do(["list", "--json"]))
+            self._own = {"ZELSIM_HOME": listed["root"]}
+        if self.name in [board["board"] for board in listed["boards"]]:
             if slots:
                 raise SimError(f"slots: the board {self.name} exists already: a board with a name stays. Board(slots=...) without "
                                f"a name is a fresh one, fit() changes this one, 'zelsim delete {self.name}' removes it")
@@ -323,9 +327,10 @@ class Board(AbstractContextManager["Board"]):
         return [*command, "--", *words]
 
     def _marked(self, options: Dict[str, Any]) -> str:
-        """Completes the environment that a program gets. Returns the program's mark."""
+        """Completes the environment that a program gets. Returns the program's mark. A copy of os.environ may name
+        other boards: this one stays this one."""
         mark = new_mark()
-        options["env"] = {**self.environment, **(options.get("env") or {}), mark: "1"}
+        options["env"] = {**os.environ, **(options.get("env") or {}), **self._own, mark: "1"}
         return mark
 
     def start(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
@@ -363,7 +368,7 @@ class Board(AbstractContextManager["Board"]):
         """What is left for the report of a failed test, as texts by their files' names."""
         kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
         with suppress(SimError):  # the test may have removed the board
-            own_name = self.label if self._own else self.name  # temporary boards have the same one
+            own_name = self.label if self._temporary else self.name  # temporary boards have the same one
             kept["state.json"] = json.dumps({**self.json("show"), "board": own_name}, indent=2) + "\n"
             kept["panel.svg"] = self.panel()
         printed = outputs([*self.programs, *self._async_programs])

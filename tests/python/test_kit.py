@@ -201,6 +201,9 @@ def test_options_of_subprocess(board: Board) -> None:
     assert echoed.stdout == b"\xff"
     assert board.run("true", capture_output=True).stderr == ""
     assert ":/nowhere\n" in board.run(["/usr/bin/env"], env={"PATH": "/nowhere"}).stdout
+    other_boards = {**os.environ, "ZELSIM_HOME": "/nowhere"}
+    board.run(["zelctl", "led", "set", "alarm", "on"], env=other_boards, check=True)
+    assert board.state.panel.alarm == 1
 
 
 def test_a_session_of_a_closed_board() -> None:
