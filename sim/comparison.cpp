@@ -3,21 +3,17 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <ctime>
 #include <span>
 
-#include "phy.h"
+#include "comparison_transfer.h"
+#include "findings.h"
 #include "request.h"
 #include "tool.h"
 
 namespace zelsim::tool {
 namespace {
-
-// The tolerances of VolatileText.
-constexpr int64_t kClockTolerance = 60;        // seconds; a chip gains or loses some in a month
-constexpr double kTemperatureTolerance = 2.0;  // degrees Celsius
 
 std::string hex(std::span<const uint8_t> bytes) { return bytes.empty() ? "-" : hex_text(bytes); }
 
@@ -36,12 +32,6 @@ std::string result_of(const NodeCall &call, int64_t result, int error) {
   constexpr int64_t kHighestDecimal = 9;
   bool is_decimal = result <= kHighestDecimal;
   return format(is_decimal ? "%lld" : "0x%llx", static_cast<long long>(result));
-}
-
-uint32_t word32_at(std::span<const uint8_t> bytes, size_t at) {
-  uint32_t word = 0;
-  std::memcpy(&word, bytes.data() + at, sizeof word);
-  return word;
 }
 
 float degrees_at(std::span<const uint8_t> bytes) {
@@ -67,20 +57,7 @@ int64_t seconds_of(const ClockRecord &record) {
   return timegm(&time);
 }
 
-// IEEE 802.3 clause 22: the low byte of register 10 counts idle errors. Register 21 counts receive errors on common PHYs.
-unsigned compared_bits(unsigned number) {
-  constexpr unsigned kReceiveErrors = 21;
-  if (number == kReceiveErrors) return 0;
-  return number == phy::GigabitStatus ? 0xff00 : 0xffff;
-}
-
-uint16_t word16_at(std::span<const uint8_t> bytes, size_t at) {
-  return static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
-}
-
 std::string text_of(std::span<const uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
-
-std::string bit_text(uint8_t byte, unsigned bit) { return (byte >> bit & 1u) != 0 ? "1" : "0"; }
 
 // The hexadecimal number that ends a text, as debugCmd prints values.
 std::optional<uint32_t> last_number(const std::string &text) {
@@ -133,19 +110,19 @@ class Comparison {
         recorded_bytes_(recorded.after()),
         model_bytes_(model.after),
         port_(port),
-        tolerated_(tolerated) {}
+        found_(tolerated) {}
 
   Differences differences() {
     const NodeCall &call = recorded_.call;
     if (call.kind == CallKind::Read) compare_flash();
     if (call.kind == CallKind::Command && is_tool_run(call.fd)) compare_printed();
     if (call.kind == CallKind::Request) compare_request(request_of(call.node, static_cast<uint8_t>(call.number)));
-    return std::move(found_);
+    return found_.differences();
   }
 
  private:
   void add(const std::string &field, const std::string &recorded, const std::string &model) {
-    if (recorded != model) found_.push_back({field, recorded, model});
+    found_.add(field, recorded, model);
   }
 
   // The tool of the switch may print otherwise: the number at the end of a line is what counts.
@@ -184,11 +161,12 @@ class Comparison {
       case Shape::Rtc:
         return compare_clock_record();
       case Shape::Temperature:
-        return compare_degrees("temperature", degrees_at(recorded_bytes_), degrees_at(model_bytes_));
+        return found_.add_degrees("temperature", degrees_at(recorded_bytes_), degrees_at(model_bytes_));
       case Shape::Identification:
         return compare_bytes("id");
       case Shape::Transfer:
-        return request->fills ? compare_transfer() : compare_bytes("record");
+        if (!request->fills) return compare_bytes("record");
+        return compare_transfer(recorded_bytes_, model_bytes_, port_, found_);
     }
   }
 
@@ -217,109 +195,15 @@ class Comparison {
     add(field, std::to_string(recorded_bytes_[1]), std::to_string(model_bytes_[1]));
   }
 
-  void compare_clock(const std::string &field, int64_t recorded, int64_t model) {
-    if (recorded == model) return;
-    if (std::abs(recorded - model) <= kClockTolerance) {
-      ++tolerated_[kClockValue];
-    } else {
-      add(field, time_text(recorded), time_text(model));
-    }
-  }
-
-  void compare_degrees(const std::string &field, double recorded, double model) {
-    if (recorded == model) return;
-    if (std::abs(recorded - model) <= kTemperatureTolerance) {
-      ++tolerated_[kTemperatureValue];
-    } else {
-      add(field, format("%.1f", recorded), format("%.1f", model));
-    }
-  }
-
   void compare_clock_record() {
     ClockRecord recorded = clock_record(recorded_bytes_);
     ClockRecord model = clock_record(model_bytes_);
     add("mode24", std::to_string(recorded.mode24), std::to_string(model.mode24));
     bool have_times = recorded.month_day != 0 && model.month_day != 0;  // days begin with 1
-    if (have_times) return compare_clock("clock", seconds_of(recorded), seconds_of(model));
+    if (have_times) return found_.add_clock("clock", seconds_of(recorded), seconds_of(model));
     constexpr size_t kTimeAt = offsetof(ClockRecord, second);
     constexpr size_t kTimeSize = offsetof(ClockRecord, weekday) - kTimeAt;
     add("clock", hex(recorded_bytes_.subspan(kTimeAt, kTimeSize)), hex(model_bytes_.subspan(kTimeAt, kTimeSize)));
-  }
-
-  void compare_transfer() {
-    uint8_t address = recorded_bytes_[kAddress];
-    size_t len = std::min<size_t>(recorded_bytes_[kLen], kMaxTransfer);
-    bool starts_at_zero = recorded_bytes_[kOffsetLen] > 0 && word32_at(recorded_bytes_, kOffset) == 0;
-    bool is_time = address == kClockTimeAddress && len == kClockTimeBytes;
-    bool is_temperature = address == kSensorAddress && starts_at_zero && len == sizeof(uint16_t);
-    if (is_time) return compare_chip_time();
-    if (is_temperature) return compare_sensor();
-    if (address == kModulePhyAddress) return compare_phy(len);
-    if (is_expander(address)) return compare_expander(address, len);
-    for (size_t i = 0; i < len; ++i) {
-      if (recorded_bytes_[i] == model_bytes_[i]) continue;
-      add(place(address, i), format("%02x", recorded_bytes_[i]), format("%02x", model_bytes_[i]));
-    }
-  }
-
-  // Names the cage and the signal of each line that differs.
-  void compare_expander(uint8_t address, size_t len) {
-    uint32_t first = recorded_bytes_[kOffsetLen] > 0 ? word32_at(recorded_bytes_, kOffset) : 0;
-    for (size_t i = 0; i < len; ++i) {
-      unsigned changed = recorded_bytes_[i] ^ model_bytes_[i];
-      for (unsigned bit = 0; bit < 8; ++bit) {
-        if ((changed >> bit & 1u) == 0) continue;
-        std::string field = line_text(address, expander_register(address, first, static_cast<unsigned>(i)), bit);
-        add(field, bit_text(recorded_bytes_[i], bit), bit_text(model_bytes_[i], bit));
-      }
-    }
-  }
-
-  std::string line_text(uint8_t address, ExpanderPort chip, unsigned bit) const {
-    constexpr const char *kKindNames[] = {"", " output", " polarity", " configuration"};
-    ExpanderLine line = expander_line(address, chip.port, bit);
-    if (line.signal == nullptr)
-      return format("addr=0x%02x port_of_chip=%u bit=%u%s", address, chip.port, bit, kKindNames[chip.kind]);
-    return format("addr=0x%02x port=%u %s%s", address, line.port, line.signal, kKindNames[chip.kind]);
-  }
-
-  void compare_chip_time() {
-    int64_t recorded = clock_reading(recorded_bytes_.data());
-    int64_t model = clock_reading(model_bytes_.data());
-    compare_clock("addr=0x64 clock", recorded, model);
-  }
-
-  void compare_sensor() {
-    double recorded = degrees_of(word16_at(recorded_bytes_, 0));
-    double model = degrees_of(word16_at(model_bytes_, 0));
-    compare_degrees("addr=0x9e temperature", recorded, model);
-  }
-
-  void compare_phy(size_t len) {
-    uint32_t first = word32_at(recorded_bytes_, kOffset);
-    for (size_t i = 0; i + 1 < len; i += 2) {
-      unsigned number = first + static_cast<unsigned>(i / 2);
-      unsigned recorded = word16_at(recorded_bytes_, i);
-      unsigned model = word16_at(model_bytes_, i);
-      if (recorded == model) continue;
-      bool counts_only = ((recorded ^ model) & compared_bits(number)) == 0;
-      if (counts_only) {
-        ++tolerated_[kPhyCounterValue];
-        continue;
-      }
-      std::string field = format("addr=0xac%s register=%u", port_text().c_str(), number);
-      add(field, format("0x%04x", recorded), format("0x%04x", model));
-    }
-  }
-
-  std::string port_text() const { return port_ ? format(" port=%u", *port_) : ""; }
-
-  // The addresses of a module are those of the selected one.
-  std::string place(uint8_t address, size_t i) const {
-    std::string port = address >= kModuleAddress ? port_text() : "";
-    bool has_offset = recorded_bytes_[kOffsetLen] > 0;
-    uint32_t offset = has_offset ? word32_at(recorded_bytes_, kOffset) : 0;
-    return format("addr=0x%02x%s byte=0x%02x", address, port.c_str(), offset + static_cast<unsigned>(i));
   }
 
   // One difference a sector.
@@ -360,8 +244,7 @@ class Comparison {
   std::span<const uint8_t> recorded_bytes_;
   std::span<const uint8_t> model_bytes_;
   std::optional<unsigned> port_;
-  Tolerated &tolerated_;
-  Differences found_;
+  Findings found_;
 };
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstring>
 #include <ctime>
 
@@ -6,6 +5,7 @@
 #include "report_values.h"
 #include "request.h"
 #include "tool.h"
+#include "twin_expanders.h"
 #include "twin_flash.h"
 #include "twin_modules.h"
 
@@ -35,7 +35,7 @@ class Twin {
     build_registers();
     modules_ = plug_modules(report_, files_, board_, notes_);
     build_signals();
-    build_expanders();
+    set_expanders(report_, board_, notes_);
     light_modules(board_, notes_);
     set_phys(report_, board_, notes_);
     fill_flash(report_, files_, folder, notes_);
@@ -187,58 +187,6 @@ class Twin {
       put(cage.loss_of_signal, member(row, {"loss_of_signal"}));
       bool has_module = member(row, {"module"}) == true;
       if (has_module && !cage.fitted) note(format("port %u: module", *port), "the report could not read it");
-    }
-  }
-
-  // The report has the registers in the order of the chip: input, output, polarity and configuration of its ports.
-  void build_expanders() {
-    for (const Json &row : at({"expanders"})) {
-      auto address = number_of(member(row, {"address"}), 0xfe);
-      const Json &registers = member(row, {"registers"});
-      if (!address || !registers.is_array()) continue;
-      for (size_t i = 0; i < registers.size(); ++i) {
-        auto value = number_of(registers[i], 255);
-        if (value) set_expander(static_cast<uint8_t>(*address), static_cast<uint8_t>(i), static_cast<uint8_t>(*value));
-      }
-      if (*address == kMainWideAddress) build_io_levels(registers);
-      check_inputs(static_cast<uint8_t>(*address), registers);
-    }
-  }
-
-  int move(uint8_t address, uint8_t number, uint8_t &value, bool write) {
-    Transfer transfer = {
-        .write = write, .address = address, .offset = number, .offset_len = 1, .data = &value, .len = 1};
-    return expander(board_, transfer);
-  }
-
-  void set_expander(uint8_t address, uint8_t number, uint8_t value) {
-    if (is_expander(address)) move(address, number, value, true);
-  }
-
-  // Only a line that is an input shows the level from outside.
-  void build_io_levels(const Json &registers) {
-    constexpr size_t kPolarity = 4;
-    constexpr size_t kConfiguration = 6;
-    constexpr size_t kAllRegisters = 8;
-    if (registers.size() != kAllRegisters) return;
-    for (size_t port = 0; port < std::size(board_.i2c.io_level); ++port) {
-      auto shown = number_of(registers[port], 255).value_or(0xff);
-      auto polarity = number_of(registers[kPolarity + port], 255).value_or(0);
-      auto inputs = number_of(registers[kConfiguration + port], 255).value_or(0xff);
-      board_.i2c.io_level[port] = static_cast<uint8_t>((shown ^ polarity) | ~inputs);
-    }
-  }
-
-  void check_inputs(uint8_t address, const Json &registers) {
-    if (!is_expander(address)) return;
-    size_t inputs = address <= kMainWideAddress ? 2 : 1;
-    for (size_t i = 0; i < std::min(inputs, registers.size()); ++i) {
-      uint8_t value = 0;
-      auto wanted = number_of(registers[i], 255);
-      bool is_read = move(address, static_cast<uint8_t>(i), value, false) == 0;
-      if (is_read && wanted && *wanted != value)
-        note(format("expander 0x%02X, register %zu", address, i),
-             format("lines 0x%02x are levels that no module gives", *wanted ^ value));
     }
   }
 
