@@ -82,6 +82,9 @@ extern "C" void *mmap(void *wanted, size_t size, int protection, int flags, int 
   return memory;
 }
 
+// The name that a complaint begins with.
+const char *const kProgram = "fuzz_board_state";
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const StateFile sound = sound_state();
   fake::Input input(data, size);

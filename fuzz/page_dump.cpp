@@ -8,6 +8,9 @@
 #include "modules.h"
 #include "tool.h"
 
+// The name that a complaint begins with.
+const char *const kProgram = "fuzz_page_dump";
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const int fd = memfd_create("dump", 0);
   static const std::string path = "/proc/self/fd/" + std::to_string(fd);

@@ -14,7 +14,6 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdefABCDEF";
 constexpr size_t kBytesPerLine = 16;
-constexpr size_t kOnePage = kTwoPages / 2;
 
 size_t parse_hex(const std::string &digits) { return std::stoul(digits, nullptr, 16); }
 

@@ -5,7 +5,8 @@
 namespace zelsim::tool {
 
 /** Page A0h; with diagnostics page A2h follows. */
-constexpr size_t kTwoPages = 512;
+constexpr size_t kOnePage = 256;
+constexpr size_t kTwoPages = 2 * kOnePage;
 
 /** The refusal of a file that does not begin with page A0h. */
 constexpr char kDiagnosticsAlone[] = "MODULE: the dump has page A2h alone: a module begins with page A0h";

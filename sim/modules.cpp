@@ -200,7 +200,6 @@ bool is_diagnostics_page(const MemoryPage &page) {
 std::vector<MemoryPage> read_pages(const std::string &file) {
   constexpr size_t kLargestFile = 65536;
   constexpr size_t kHalfPage = 128;
-  constexpr size_t kOnePage = 256;
   const std::vector<uint8_t> content = read_file(file, kLargestFile, "MODULE");
   std::string bytes(content.begin(), content.end());
   bool is_dump = std::ranges::all_of(bytes, [](unsigned char c) { return std::isprint(c) || std::isspace(c); });
