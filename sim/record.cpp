@@ -139,8 +139,8 @@ void wait_for_strays(const std::string &mark) {
   constexpr std::chrono::milliseconds kPause(50);
   std::vector<pid_t> strays = processes_with(mark);
   if (strays.empty()) return;
-  tell(processes_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
   hold_signals();
+  tell(processes_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
   while (!strays.empty() && !interrupted()) {
     std::this_thread::sleep_for(kPause);
     std::erase_if(strays, [&](pid_t stray) { return !runs_with(stray, mark); });
