@@ -135,9 +135,8 @@ std::string processes_text(size_t count) {
 
 // Waits for what the program has started and left running. Reads the environment of all processes only when the known ones
 // have ended: they may have started others.
-void wait_for_strays(const std::string &mark) {
+void wait_for(std::vector<pid_t> &strays, const std::string &mark) {
   constexpr std::chrono::milliseconds kPause(50);
-  std::vector<pid_t> strays = processes_with(mark);
   if (strays.empty()) return;
   hold_signals();
   tell(processes_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
@@ -185,9 +184,9 @@ void record_program(const CommandLine &line) {
   int status = run_and_wait(line.words);
   std::string mark = std::string(kRecordStartVariable) + "=" + start;
   bool has_ended_by_itself = WIFEXITED(status) && !was_asked_to_end();
-  if (has_ended_by_itself) wait_for_strays(mark);
-  size_t strays = processes_with(mark).size();
-  if (strays > 0) tell(processes_text(strays) + ": further calls are not recorded");
+  std::vector<pid_t> strays = processes_with(mark);
+  if (has_ended_by_itself) wait_for(strays, mark);
+  if (!strays.empty()) tell(processes_text(strays.size()) + ": further calls are not recorded");
   finish(lines, file, title_size, line.words[0]);
   if (is_compressed(target)) compress_or_tell(file.path(), target);
   end_like(status);

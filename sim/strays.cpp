@@ -2,11 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
-#include "../cli/text.h"
+#include "system_calls.h"
 
 namespace zelsim::tool {
 namespace {
@@ -15,8 +14,16 @@ namespace fs = std::filesystem;
 
 // Empty for a process that has ended, and for somebody else's. Each entry ends with a NUL.
 std::string environment_of(const std::string &process) {
-  std::ifstream file("/proc/" + process + "/environ", std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  constexpr size_t kPiece = 1 << 16;
+  sys::File file(sys::open(("/proc/" + process + "/environ").c_str(), O_RDONLY | O_CLOEXEC));
+  std::string environment;
+  for (;;) {
+    size_t size = environment.size();
+    environment.resize(size + kPiece);
+    ssize_t count = sys::read(file.get(), environment.data() + size, kPiece);
+    environment.resize(size + static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    if (count <= 0) return environment;
+  }
 }
 
 bool has_entry(const std::string &process, const std::string &entry) {

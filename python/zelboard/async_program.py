@@ -8,7 +8,8 @@ from typing import Any, Callable, Dict, Optional, Sequence, Tuple, Type, TypeVar
 from zelboard._started import kill_marked
 from zelboard._zelsim import Word
 from zelboard.program import (
-    OUTPUTS, PATIENCE, Command, Run, RunTimeout, in_text, shown, signal_group, wait_for_group, with_pipes)
+    OUTPUTS, PATIENCE, Command, Run, RunTimeout, in_text, shown, signal_group, wait_for_group, with_pipes,
+    without_zelsim)
 from zelboard.trace import Trace
 
 
@@ -117,7 +118,7 @@ class AsyncProgram:
         """Waits for the program's end and returns its output. Raises RunTimeout if it takes too long."""
         ended, printed = await self._output_or_kill(input, timeout)
         if not ended:
-            expired = RunTimeout(self.args, timeout or 0, *printed)
+            expired = RunTimeout(without_zelsim(self.args), timeout or 0, *printed)
             expired.trace = self.trace
             raise expired
         done = Run(arguments, await self.process.wait(), *printed)

@@ -35,6 +35,12 @@ def with_pipes(options: Dict[str, Any]) -> Dict[str, Any]:
     return {**dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE), **options}
 
 
+def without_zelsim(command: Any) -> List[Any]:
+    """The words of a program, without zelsim and its options before them."""
+    words = list(command)
+    return words[words.index("--") + 1:] if "--" in words else words
+
+
 def shown(content: Any) -> str:
     """Output for a report."""
     return content.decode("utf-8", "surrogateescape") if isinstance(content, bytes) else content or ""
@@ -204,7 +210,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
             self.kill_started()
             left = self._output_of_the_dead(late)
             wait_for_group(self.pid)
-            expired = RunTimeout(self.args, late.timeout, *left)
+            expired = RunTimeout(without_zelsim(self.args), late.timeout, *left)
             expired.trace = self.trace
             raise expired from None
 
@@ -249,10 +255,7 @@ def outputs(programs: Sequence[Any]) -> str:
     """What was read of programs so far, with headings."""
     text = ""
     for program in programs:
-        words = [str(word) for word in program.args]
-        if "--" in words:
-            words = words[words.index("--") + 1:]  # without zelsim and its options
-        name = " ".join(words)
+        name = " ".join(map(str, without_zelsim(program.args)))
         for stream in OUTPUTS:
             printed = program.output(stream)
             if not printed:

@@ -42,7 +42,7 @@ class Helper:
 
     def do(self, words: Sequence[Word], data: Optional[bytes] = None) -> bytes:
         texts = [os.fspath(word) for word in words]
-        question = {"words": texts, "folder": os.getcwd(), "input": (data or b"").hex()}
+        question = {"words": texts, "folder": os.getcwd(), "input": bytes(memoryview(data or b"")).hex()}
         with self.channel.turn("zelsim " + " ".join(texts)):
             answer = self.channel.ask(question)
         if answer["status"]:
@@ -186,11 +186,14 @@ class Board(AbstractContextManager["Board"]):
         """What zelsim needs to find the board by its name."""
         return {**os.environ, **self._own}
 
-    def do(self, *words: Word, data: Optional[bytes] = None) -> bytes:
-        """Any command of zelsim on this board: what it prints."""
+    def _check_open(self, what: str) -> None:
         witness.used(self)
         if self.closed:
-            raise SimError(f"{' '.join(map(str, words))}: the board is closed")
+            raise SimError(f"{what}: the board is closed")
+
+    def do(self, *words: Word, data: Optional[bytes] = None) -> bytes:
+        """Any command of zelsim on this board: what it prints."""
+        self._check_open(" ".join(map(str, words)))
         return self._helper.do([*words, "--board", self.name], data)
 
     def json(self, *words: Word) -> Any:
@@ -269,7 +272,7 @@ class Board(AbstractContextManager["Board"]):
 
     def start_play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> Program:
         """Plays a scenario while the test goes on. The end of the result's `with` block stops it."""
-        witness.used(self)
+        self._check_open("play")
         if not isinstance(scenario, (str, os.PathLike)):
             times = [at if isinstance(at, str) else f"{at:.6f}" for at, _ in scenario]
             with tempfile.NamedTemporaryFile("w", encoding="utf-8", dir=self._folder, suffix=".scenario", delete=False) as file:
@@ -312,9 +315,7 @@ class Board(AbstractContextManager["Board"]):
             recording.end()
 
     def _command(self, words: Sequence[Word], fast: bool, chip_times: bool, trace_opens: bool) -> List[Word]:
-        witness.used(self)
-        if self.closed:
-            raise SimError(f"{words[0]}: the board is closed")
+        self._check_open(str(words[0]) if words else "PROGRAM")
         trace = self._folder / f"trace-{len(self._traces)}"
         self._traces.append(trace)
         command: List[Word] = [zelsim_file(), "run", "--board", self.name, f"--trace={trace}", "--trace-times"]
