@@ -43,7 +43,13 @@ def pytest_configure(config: pytest.Config) -> None:
     if not first_there.is_dir():
         raise pytest.UsageError(f"--zelboard-keep: {first_there} is a file, no folder")
     config.stash[EVIDENCE] = Evidence()
-    sim.set_witness(config.stash[EVIDENCE])
+    config.stash[WITNESS_BEFORE] = sim.set_witness(config.stash[EVIDENCE])
+
+
+def pytest_unconfigure(config: pytest.Config) -> None:
+    # A run of pytest within a test hands the boards back to the run around it.
+    if WITNESS_BEFORE in config.stash:
+        sim.set_witness(config.stash[WITNESS_BEFORE])
 
 
 def pytest_sessionstart(session: pytest.Session) -> None:
@@ -136,6 +142,7 @@ class Evidence(sim.Witness):
 
 
 EVIDENCE = pytest.StashKey[Evidence]()
+WITNESS_BEFORE = pytest.StashKey[sim.Witness]()
 
 
 @pytest.fixture(scope="session")

@@ -123,9 +123,12 @@ class Witness:
 witness = Witness()
 
 
-def set_witness(other: Witness) -> None:
+def set_witness(other: Witness) -> Witness:
+    """Returns the one before."""
     global witness
+    before = witness
     witness = other
+    return before
 
 
 def place_of_caller() -> str:
