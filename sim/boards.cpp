@@ -145,16 +145,22 @@ std::string board_type(const Board &board, unsigned slot) {
   return name_of(kBoardTypes, type);
 }
 
-Json boards_document(const CommandLine &) {
-  remove_ownerless_folders(boards_root());
+Words board_names() {
   std::error_code none;
   std::filesystem::directory_iterator entries(boards_root(), none);
   std::set<fs::path> sorted(entries, {});
-  Json boards = Json::array();
+  Words names;
   for (const fs::path &folder : sorted) {
     std::string name = folder.filename();
-    if (!name.starts_with('.') && is_directory(folder)) boards.push_back(board_row(name));
+    if (!name.starts_with('.') && is_directory(folder)) names.push_back(name);
   }
+  return names;
+}
+
+Json boards_document(const CommandLine &) {
+  remove_ownerless_folders(boards_root());
+  Json boards = Json::array();
+  for (const std::string &name : board_names()) boards.push_back(board_row(name));
   return {{"root", boards_root().native()}, {"boards", boards}};
 }
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "attached.h"
 
@@ -25,6 +26,9 @@ void check_name(const std::string &name, const std::string &argument = "NAME");
 
 /** The folder of all boards. */
 std::filesystem::path boards_root();
+
+/** The names of all boards, sorted. */
+std::vector<std::string> board_names();
 
 /** Opens a board by its name. An empty name is the board of the enclosing `zelsim run`, or else the board `default`. */
 OpenBoard open_board(const std::string &name, Intent intent = Intent::Change);

@@ -405,6 +405,20 @@ class Listening(Server):
 class Rack(Server):
     words = ()
 
+    def is_followed(self):
+        with open(f"/proc/{self.server.pid}/maps", encoding="utf-8") as maps:
+            return f"{self.home}/default/state" in maps.read()
+
+    def test_histories_begin_before_anybody_looks(self):
+        eventually(self.is_followed)
+        zelsim("set temperature 40")
+
+        def told():
+            series = json.loads(self.ask("/api/history?board=default")[1])["series"]
+            return [value for _, value in series["temperature"]]
+
+        eventually(lambda: told() == [25, 40])
+
     def test_boards_are_made_followed_and_deleted(self):
         news = {}
         self.follow(news, "rack")

@@ -125,7 +125,7 @@ void serve(web::Settings settings) {
   for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends, signal);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);  // in all threads: only sigwait gets them
   std::thread([&] { server.run(listening, web::kMostReaders + kOtherThreads); }).detach();
-  if (settings.board != web::kRack) web::source_of(settings.board);  // whose history begins now
+  std::thread([board = settings.board] { web::keep_histories(board); }).detach();
   print_addresses(settings);
   sigwaitinfo(&ends, nullptr);
   std::_Exit(0);  // pages that are open end with it; nothing has to be kept

@@ -64,19 +64,19 @@ std::atomic<unsigned> open_streams = 0;
 
 /** An open stream: it counts as one as long as it lives. */
 struct Stream {
-  Stream(Source &of, bool requests) : source(of) {
+  Stream(std::shared_ptr<Source> of, bool requests) : source(std::move(of)) {
     reader.wants_requests = requests;
-    source.add_reader(reader);
+    source->add_reader(reader);
   }
   ~Stream() {
-    source.remove_reader(reader);
+    source->remove_reader(reader);
     --open_streams;
   }
-  Source &source;
+  std::shared_ptr<Source> source;
   Reader reader;
 };
 
-void stream(Source &source, const HttpRequest &request, HttpResponse &response) {
+void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, HttpResponse &response) {
   if (++open_streams > kMostReaders) {
     --open_streams;
     return refuse(response, kBusy, "events: as many pages are open as can be");
@@ -84,7 +84,7 @@ void stream(Source &source, const HttpRequest &request, HttpResponse &response) 
   auto open = std::make_shared<Stream>(source, request.has_param("requests"));
   auto next = [open](size_t, httplib::DataSink &sink) {
     std::string events;
-    for (const std::string &news : open->source.news.next(open->reader)) events += "data: " + news + "\n\n";
+    for (const std::string &news : open->source->news.next(open->reader)) events += "data: " + news + "\n\n";
     if (events.empty()) events = ":\n\n";
     return sink.is_writable() && sink.write(events.data(), events.size());
   };
@@ -161,7 +161,7 @@ void add_documents(httplib::Server &server, const Settings &settings) {
   server.Get("/api/history", answering([settings](const HttpRequest &request) {
                std::string board = board_of(settings, request);
                if (shows_all(settings)) tool::look_at(board);
-               return source_of(board).history.document();
+               return source_of(board)->history.document();
              }));
   server.Get("/api/actions", answering([](const HttpRequest &) { return actions(); }));
   server.Get("/api/module", answering([settings](const HttpRequest &request) {

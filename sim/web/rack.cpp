@@ -2,6 +2,7 @@
 #include <map>
 #include <thread>
 
+#include "boards.h"
 #include "diagnostics.h"
 #include "web.h"
 
@@ -50,9 +51,7 @@ void Rack::list() {
   if (std::chrono::steady_clock::now() - listed_ < kListing) return;
   listed_ = std::chrono::steady_clock::now();
   std::map<std::string, Place> found;
-  const Json document = tool::boards_document({});
-  for (const Json &row : document["boards"]) {
-    std::string name = row["board"];
+  for (const std::string &name : tool::board_names()) {
     auto before = places_.find(name);
     if (before != places_.end() && is_there(before->second)) {
       found.insert(*before);

@@ -2,26 +2,53 @@
 #include <map>
 #include <thread>
 
+#include "boards.h"
 #include "web.h"
 
 // Sources. Each has a thread, which sleeps most of the time while the source has no readers.
 
 namespace zelsim::web {
+namespace {
 
-void Source::run() {
-  constexpr std::chrono::seconds kIdle{1};
-  for (;;) {
-    bool has_readers = false;
-    {
-      std::unique_lock lock(mutex_);
-      has_readers = asked_.wait_for(lock, kIdle, [this] { return readers_ > 0; });
-    }
-    if (has_readers) {
-      turn();
-    } else {
-      idle_turn();
-    }
+std::mutex sources_mutex;
+std::map<std::string, std::shared_ptr<Source>> sources;
+
+/** Takes a source out of the table, unless somebody else has it. */
+bool forget(const std::string &board, const std::shared_ptr<Source> &source) {
+  constexpr long kOwners = 2;  // the table and the source's thread
+  std::lock_guard lock(sources_mutex);
+  if (source.use_count() > kOwners) return false;
+  sources.erase(board);
+  return true;
+}
+
+void run(const std::string &board, const std::shared_ptr<Source> &source) {
+  bool goes_on = true;
+  while (goes_on) {
+    bool is_there = source->step();
+    goes_on = is_there || !forget(board, source);
   }
+}
+
+}  // namespace
+
+bool Source::step() {
+  constexpr std::chrono::seconds kIdle{1};
+  constexpr unsigned kMostEmptyTurns = 60;
+  bool has_readers = false;
+  {
+    std::unique_lock lock(mutex_);
+    has_readers = asked_.wait_for(lock, kIdle, [this] { return readers_ > 0; });
+  }
+  if (has_readers) {
+    turn();
+    empty_turns_ = 0;
+  } else if (idle_turn()) {
+    empty_turns_ = 0;
+  } else {
+    ++empty_turns_;
+  }
+  return empty_turns_ < kMostEmptyTurns;
 }
 
 void Source::add_reader(const Reader &reader) {
@@ -36,17 +63,29 @@ void Source::remove_reader(const Reader &reader) {
   if (reader.wants_requests) --readers_of_requests_;
 }
 
-Source &source_of(const std::string &board) {
+std::shared_ptr<Source> source_of(const std::string &board) {
   constexpr size_t kMostSources = 256;
-  static std::mutex mutex;
-  static std::map<std::string, std::unique_ptr<Source>> sources;
-  std::lock_guard lock(mutex);
-  if (auto found = sources.find(board); found != sources.end()) return *found->second;
+  std::lock_guard lock(sources_mutex);
+  if (auto found = sources.find(board); found != sources.end()) return found->second;
   if (sources.size() >= kMostSources) throw Failure("events: as many boards are followed as can be");
-  std::unique_ptr<Source> &made = sources[board];
-  made = board == kRack ? make_rack_source() : make_board_source(board);
-  std::thread([source = made.get()] { source->run(); }).detach();
-  return *made;
+  std::shared_ptr<Source> made = board == kRack ? make_rack_source() : make_board_source(board);
+  sources[board] = made;
+  std::thread([board, made] { run(board, made); }).detach();
+  return made;
+}
+
+void keep_histories(const std::string &board) {
+  constexpr std::chrono::seconds kPause{2};
+  for (;;) {
+    try {
+      tool::Words names = {board};
+      if (board == kRack) names = tool::board_names();
+      for (const std::string &name : names) source_of(name);
+    } catch (const std::runtime_error &) {
+      // More boards than can be followed: those that are followed go on.
+    }
+    std::this_thread::sleep_for(kPause);
+  }
 }
 
 }  // namespace zelsim::web

@@ -39,7 +39,7 @@ class Watcher : public Source {
 
  private:
   void turn() override;
-  void idle_turn() override;
+  bool idle_turn() override;
   bool is_same() const;
   void attach();
   void publish_parts();
@@ -132,7 +132,7 @@ void Watcher::await_news() {
 }
 
 // Single values are read without the lock.
-void Watcher::idle_turn() {
+bool Watcher::idle_turn() {
   try {
     attach();
     history.look(*attached_->board);
@@ -140,6 +140,7 @@ void Watcher::idle_turn() {
   } catch (const std::runtime_error &) {
     attached_ = nullptr;
   }
+  return attached_ != nullptr;
 }
 
 void Watcher::turn() {

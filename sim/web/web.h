@@ -50,8 +50,9 @@ std::string text_of(const Json &value);
 class Source {
  public:
   virtual ~Source() = default;
-  /** Never returns. */
-  void run();
+  /** Takes one step, which waits.
+   *  @return false when nobody reads, and what is followed has been gone for some time */
+  bool step();
   void add_reader(const Reader &reader);
   void remove_reader(const Reader &reader);
   News news;
@@ -60,8 +61,8 @@ class Source {
  protected:
   /** Looks once, publishes, and waits for the next change. */
   virtual void turn() = 0;
-  /** Looks once, from time to time while there are no readers. */
-  virtual void idle_turn() {}
+  /** Looks once, from time to time while there are no readers. Returns false when there is nothing to look at. */
+  virtual bool idle_turn() { return true; }
   unsigned readers_of_requests() const { return readers_of_requests_; }
 
  private:
@@ -69,10 +70,13 @@ class Source {
   std::condition_variable asked_;
   std::atomic<unsigned> readers_ = 0;
   std::atomic<unsigned> readers_of_requests_ = 0;
+  unsigned empty_turns_ = 0;  // idle turns on end that found nothing
 };
 
 /** The source of a board, or of kRack; it is made when first asked for. Throws Failure when there are too many. */
-Source &source_of(const std::string &board);
+std::shared_ptr<Source> source_of(const std::string &board);
+/** Sees to it that a board has a history from its beginning on, or with kRack each board. Never returns. */
+[[noreturn]] void keep_histories(const std::string &board);
 std::unique_ptr<Source> make_board_source(const std::string &board);
 std::unique_ptr<Source> make_rack_source();
 
