@@ -4,12 +4,23 @@
 
 #include <cstdint>
 
+#include "recorder.h"
+
 // Lines of a recording that are not in its file yet. zelsim makes the buffer; all processes of the program map it. A process
 // that is killed loses no line: zelsim writes what it has left.
 
 namespace zelsim {
 
 constexpr uint64_t kLineBufferMagic = 0x53454e494c53535aULL;  // "ZSSLINES"
+
+/** A call that has no answer yet: its line is written when it has one. */
+struct BegunCall {
+  uint32_t thread;   // 0: the row is free
+  uint32_t process;  // 0: the rest of the row is not complete
+  NodeCall call;     // without its bytes
+  uint8_t given[kMaxRecord];
+};
+constexpr unsigned kBegunCalls = 64;
 
 struct LineBuffer {
   uint64_t magic;
@@ -18,6 +29,7 @@ struct LineBuffer {
   uint32_t has_ended;  // 1: the recording is complete; what processes still do is not written
   int64_t emptied_ns;  // when the file got its last lines, on the monotonic clock
   uint32_t failed;     // 1: the file took no more: the recording ends there
+  BegunCall begun[kBegunCalls];
   char text[65536];
 };
 

@@ -69,6 +69,16 @@ void write_title(PlainFile &file, const Words &words) {
   if (!file.write(text)) throw Failure("--output: " + why_not_written(file.path()));
 }
 
+// A call in which its process was killed, or still is: a remark, since only a call with an answer has a line.
+std::string remark_about(BegunCall &row, int64_t start_ns) {
+  char text[kCallText];
+  row.call.given.data = row.given;
+  std::string asked(text, asked_text(row.call, text, sizeof text));
+  int64_t began_us = (row.call.began_ns - start_ns) / 1000;
+  return format("# no answer: %lld.%06lld %u/%u %s\n", static_cast<long long>(began_us / 1000000),
+                static_cast<long long>(began_us % 1000000), row.process, row.thread, asked.c_str());
+}
+
 /** The buffer that the program's processes fill. They find it among zelsim's own descriptors, so that nothing is left of it. */
 class SharedLines {
  public:
@@ -87,13 +97,16 @@ class SharedLines {
 
   /** Ends the recording: what processes do from now on is not written. Returns the lines that are left, or nothing if the
    *  file has taken no more before. */
-  std::optional<std::string> finish() {
+  std::optional<std::string> finish(int64_t start_ns) {
     LineBufferGuard guard(buffer_);
     if (!guard.holds()) return "";
     std::string rest(buffer_->text, buffer_->size);
     buffer_->size = 0;
     buffer_->has_ended = 1;
     if (buffer_->failed != 0) return std::nullopt;
+    for (BegunCall &row : buffer_->begun) {
+      if (row.process != 0) rest += remark_about(row, start_ns);
+    }
     return rest;
   }
 
@@ -155,8 +168,8 @@ void tell_empty(const std::string &program) {
   tell("no call was recorded: the program made none, or its environment was cleared");
 }
 
-void finish(SharedLines &lines, PlainFile &file, off_t title_size, const std::string &program) {
-  std::optional<std::string> rest = lines.finish();
+void finish(SharedLines &lines, PlainFile &file, int64_t start_ns, off_t title_size, const std::string &program) {
+  std::optional<std::string> rest = lines.finish(start_ns);
   if (!rest) return;
   bool is_empty = file.size() == title_size && rest->empty();
   if (!file.write(*rest + kRecordingEnd + "\n")) return tell(why_not_written(file.path()));
@@ -178,7 +191,8 @@ void record_program(const CommandLine &line) {
   set_variable(kRecordVariable, file.path());
   SharedLines lines;
   set_variable(kRecordBufferVariable, lines.path());
-  std::string start = std::to_string(monotonic_ns());
+  int64_t start_ns = monotonic_ns();
+  std::string start = std::to_string(start_ns);
   set_variable(kRecordStartVariable, start);
   unsetenv(kReplayVariable);
   int status = run_and_wait(line.words);
@@ -187,7 +201,7 @@ void record_program(const CommandLine &line) {
   std::vector<pid_t> strays = processes_with(mark);
   if (has_ended_by_itself) wait_for(strays, mark);
   if (!strays.empty()) tell(processes_text(strays.size()) + ": further calls are not recorded");
-  finish(lines, file, title_size, line.words[0]);
+  finish(lines, file, start_ns, title_size, line.words[0]);
   if (is_compressed(target)) compress_or_tell(file.path(), target);
   end_like(status);
 }

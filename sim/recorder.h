@@ -45,6 +45,8 @@ constexpr bool is_tool_run(int fd) { return fd >= 0; }
 
 /** The text of a call without its result, as a trace has it. Returns its length. */
 size_t call_text(const NodeCall &call, char *text, size_t size);
+/** The same for a call that has no answer yet. */
+size_t asked_text(const NodeCall &asked, char *text, size_t size);
 /** A call without bytes has at most this. */
 constexpr size_t kCallText = 1024;
 

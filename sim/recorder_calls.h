@@ -3,7 +3,7 @@
 #include <errno.h>
 
 #include "environment.h"
-#include "recorder.h"
+#include "recorder_file.h"
 
 // How the recorder makes a call that a program has asked for.
 
@@ -19,6 +19,7 @@ inline bool records() {
 template <typename Function>
 auto hand_on(NodeCall &call, Function function) {
   call.began_ns = monotonic_ns();
+  Begun begun(call);
   auto result = function();
   call.error = errno;
   call.ended_ns = monotonic_ns();

@@ -8,8 +8,7 @@
 #include <unistd.h>
 
 #include "environment.h"
-#include "line_buffer.h"
-#include "recorder.h"
+#include "recorder_caller.h"
 #include "system_calls.h"
 
 // Where the lines of a recording go: into memory that zelsim shares with all processes, and from there into the file.
@@ -99,7 +98,35 @@ void empty(LineBuffer &buffer) {
   buffer.emptied_ns = monotonic_ns();
 }
 
+// Null if there is none.
+BegunCall *take_free_row(LineBuffer *buffer) {
+  if (buffer == nullptr) return nullptr;
+  auto thread = static_cast<uint32_t>(own_thread());
+  for (BegunCall &row : buffer->begun) {
+    uint32_t free = 0;
+    bool is_ours = __atomic_compare_exchange_n(&row.thread, &free, thread, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED);
+    if (is_ours) return &row;
+  }
+  return nullptr;
+}
+
 }  // namespace
+
+// To be killed in a pause is usual: it is not kept.
+Begun::Begun(const NodeCall &call) : row_(call.kind != CallKind::Pause ? take_free_row(shared_buffer()) : nullptr) {
+  if (row_ == nullptr) return;
+  row_->call = call;
+  size_t size = call.given.size < sizeof row_->given ? call.given.size : sizeof row_->given;
+  if (size > 0) memcpy(row_->given, call.given.data, size);
+  row_->call.given.size = size;
+  __atomic_store_n(&row_->process, static_cast<uint32_t>(own_process()), __ATOMIC_RELEASE);
+}
+
+Begun::~Begun() {
+  if (row_ == nullptr) return;
+  __atomic_store_n(&row_->process, 0, __ATOMIC_RELAXED);
+  __atomic_store_n(&row_->thread, 0, __ATOMIC_RELEASE);
+}
 
 void append_line(const char *text, size_t size) {
   LineBuffer *buffer = shared_buffer();

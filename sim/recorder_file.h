@@ -1,10 +1,22 @@
 #pragma once
 
-#include <cstddef>
+#include "line_buffer.h"
 
 namespace zelsim {
 
 /** Adds a line to the recording. It may stay in memory that zelsim shares for a while. */
 void append_line(const char *text, size_t size);
+
+/** A call that has begun, as long as this lives. If its process is killed meanwhile, the recording tells. */
+class Begun {
+ public:
+  explicit Begun(const NodeCall &call);
+  ~Begun();
+  Begun(const Begun &) = delete;
+  Begun &operator=(const Begun &) = delete;
+
+ private:
+  BegunCall *row_;
+};
 
 }  // namespace zelsim

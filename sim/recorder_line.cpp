@@ -1,13 +1,12 @@
 #include <errno.h>
-#include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include "environment.h"
 #include "recorder.h"
+#include "recorder_caller.h"
 #include "recorder_file.h"
 #include "trace.h"
 
@@ -160,32 +159,6 @@ void add_rest(RecordLine &line, const NodeCall &call) {
   if (call.given.size > 0) line.add_bytes("given", call.given);
   if (call.taken.size > 0) line.add_bytes("taken", call.taken);
   if (call.complaint.size > 0) line.add_bytes("stderr", call.complaint);
-}
-
-// The numbers of process and thread, without a system call for each line. The child of a fork begins anew.
-pid_t g_process;
-thread_local pid_t t_thread;
-
-void forget_numbers() {
-  g_process = 0;
-  t_thread = 0;
-}
-
-void learn_numbers() {
-  static bool watches_forks;
-  if (!watches_forks) pthread_atfork(nullptr, nullptr, forget_numbers);
-  watches_forks = true;
-  g_process = getpid();
-}
-
-pid_t own_process() {
-  if (g_process == 0) learn_numbers();
-  return g_process;
-}
-
-pid_t own_thread() {
-  if (t_thread == 0) t_thread = gettid();
-  return t_thread;
 }
 
 // The first line of a process has its program's name. A blank would end the value.

@@ -180,14 +180,6 @@ class Message {
   size_t size_ = 0;
 };
 
-// The text of a call without its answer.
-size_t asked_text(const NodeCall &asked, char *text, size_t size) {
-  size_t length = call_text(asked, text, size - 1);
-  text[length] = '\0';
-  const char *answer = strstr(text, " -> ");
-  return answer != nullptr ? static_cast<size_t>(answer - text) : length;
-}
-
 void explain(const NodeCall &asked, const TapeStream *stream) {
   char text[kCallText];
   auto length = static_cast<int>(asked_text(asked, text, sizeof text));

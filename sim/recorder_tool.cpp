@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "environment.h"
-#include "recorder.h"
+#include "recorder_file.h"
 
 // The recorder's debugCmd. It stands first in PATH, so that it sees every run of the platform's tool, whoever starts it. It
 // runs the tool behind it and writes down what that prints, or answers from a recording.
@@ -178,6 +178,7 @@ int record(NodeCall &call, char **argv) {
   Stream complaint(STDERR_FILENO);
   call.began_ns = monotonic_ns();
   if (find_tool(file)) {
+    Begun begun(call);
     call.result = run_tool(file, argv, output, complaint);
   } else {
     fprintf(stderr, "%s: not found\n", kName);

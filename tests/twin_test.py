@@ -59,6 +59,11 @@ def what_is_recorded():
     assert not os.path.exists("a.rec.gz.part")
     done = subprocess.run([ZELSIM, "record", "--board", "a", "-o", "killed.rec", "--", "./caller", "killed", "3"])
     assert done.returncode == -signal.SIGKILL and len(calls_in("killed.rec")) == 3 * 5 + 4
+    zelsim("fail", "gpio:SetAlarmLed", "--skip", "1", "--result", "killed", "--board", "a")
+    subprocess.run([ZELSIM, "record", "--board", "a", "-o", "killed.rec", "--", "./caller", "ask", "3"], check=False)
+    zelsim("heal", "--board", "a")
+    text = open("killed.rec", encoding="utf-8").read()
+    assert re.search(r"\n# no answer: \d\.\d{6} (\d+)/\1 gpio 0x82 SetAlarmLed \{led=\d\}\nend\n$", text), text
     record("a", "x.rec", "./caller", "status", status=7)
     for end in "TERM", "HUP", "INT", "SEGV":
         for file in "x.rec", "x.rec.gz":
