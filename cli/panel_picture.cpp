@@ -1,16 +1,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
-#include "panel.h"
 #include "panel_artwork.h"
+#include "panel_drawing.h"
 
 // The panel as a picture. It consists of blocks: the indicators, the slots, the main board's cages, and a legend. Each
 // block is a nested picture, so that a page can arrange the blocks as it has room. A part that people can point at has a
 // rectangle around it. The rectangle's name is "place-" and the name of the part.
-
-namespace layout = panel_layout;
 
 namespace {
 
@@ -32,97 +29,14 @@ constexpr int kMargin = 12;  // between a block's edge and its texts
 constexpr int kTitleY = 20;
 constexpr int kTitleHeight = 28;
 
-// Ports: their places in a block, and what stands inside one.
-constexpr int kPortWidth = 66;
-constexpr int kPortHeight = 78;
+// The places of ports in a block.
 constexpr int kPortStep = 71;      // from column to column in a slot
 constexpr int kMainPortStep = 86;  // the same for the cages of the main board
 constexpr int kFirstPortX = 10;
 constexpr int kRowY[] = {32, 114};  // even ports, odd ports
-constexpr int kPortNumberY = 11;
-constexpr int kCageY = 16;
-constexpr int kCageHeight = 36;
-constexpr int kModuleNameY = 66;
 
-constexpr char kWhite[] = "#f0f4f8";
-constexpr char kSoft[] = "#c3ccd5";
-constexpr char kDark[] = "#0c1014";
-constexpr char kBlue[] = "#6bb8ff";
-constexpr char kOrange[] = "#ffb03a";
-constexpr char kGrey[] = "#d5dde5";
-constexpr char kRed[] = "#ff7b72";
-
-const char *colour_of_led(layout::Colour colour) {
-  switch (colour) {
-    case layout::Plain:
-      return kWhite;
-    case layout::Dim:
-      return kSoft;
-    case layout::Red:
-      return "#ff6b62";
-    case layout::Green:
-      return "#52dd7c";
-    case layout::Amber:
-      return kOrange;
-    case layout::Blue:
-      return kBlue;
-    case layout::Cyan:
-      return "#7adcf0";
-  }
-  return kWhite;
-}
-
-/** A sign on a port with a module. The module has the colour of its first sign. */
-struct Sign {
-  const char *shape;
-  const char *colour;
-  const char *meaning;
-  bool layout::PortState::*holds;
-};
-constexpr Sign kFault = {"sign-fault", kRed, "transmit fault", &layout::PortState::tx_fault};
-constexpr Sign kNoLight = {"sign-dark", kOrange, "no light", &layout::PortState::los};
-constexpr Sign kTransmitterOff = {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable};
-constexpr Sign kHighAlarm = {"sign-high", kRed, "high alarm", &layout::PortState::high_alarm};
-constexpr Sign kLowAlarm = {"sign-low", kRed, "low alarm", &layout::PortState::low_alarm};
-constexpr Sign kTroubles[] = {kFault, kHighAlarm, kLowAlarm, kNoLight, kTransmitterOff};
-constexpr Sign kGood = {"sign-signal", kBlue, "signal", nullptr};
-
-struct Picture {
-  FILE *file;
-  void text(int x, int y, const char *colour, const std::string &text, const char *style = "") const {
-    std::fprintf(file, "<text x=\"%d\" y=\"%d\" fill=\"%s\"%s>%s</text>\n", x, y, colour, style, text.c_str());
-  }
-  void shape(const char *shape, int x, int y, const char *colour, const std::string &id = "") const {
-    const std::string name = id.empty() ? "" : " id=\"" + id + "\"";
-    std::fprintf(file, "<use%s href=\"#%s\" x=\"%d\" y=\"%d\" color=\"%s\"/>\n", name.c_str(), shape, x, y, colour);
-  }
-  void place(const std::string &part, int x, int y, int width, int height) const {
-    constexpr char kPlace[] = "<rect id=\"place-%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"none\"/>\n";
-    std::fprintf(file, kPlace, part.c_str(), x, y, width, height);
-  }
-  void begin_block(const char *name, int x, int y, int width, int height) const {
-    constexpr char kBegin[] =
-        "<svg id=\"block-%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\">\n";
-    std::fprintf(file, kBegin, name, x, y, width, height, width, height);
-  }
-  void begin_block(const Block &block) const { begin_block(block.name, block.x, kBlockY, block.width, kBlockHeight); }
-  void end_block() const { std::fputs("</svg>\n", file); }
-};
-
-constexpr char kMiddle[] = " text-anchor=\"middle\"";
-constexpr char kEnd[] = " text-anchor=\"end\"";
-constexpr char kTitle[] = " font-size=\"13\" font-weight=\"600\"";
-constexpr char kBold[] = " font-weight=\"700\"";
-constexpr char kBoldEnd[] = " text-anchor=\"end\" font-weight=\"700\"";
-constexpr char kSmall[] = " font-size=\"11\"";
-constexpr char kSmallMiddle[] = " text-anchor=\"middle\" font-size=\"11\"";
-constexpr char kSmallEnd[] = " text-anchor=\"end\" font-size=\"11\"";
-
-/** The name, cut where there is no more room. */
-std::string shortened(const std::string &name) {
-  constexpr size_t kMost = 10;
-  if (name.size() <= kMost) return name;
-  return name.substr(0, kMost - 1) + "…";
+void begin_block(const Picture &picture, const Block &block) {
+  picture.begin_block(block.name, block.x, kBlockY, block.width, kBlockHeight);
 }
 
 void draw_light(const Picture &picture, const PanelState &state, size_t number, int x, int y) {
@@ -133,62 +47,12 @@ void draw_light(const Picture &picture, const PanelState &state, size_t number, 
   picture.shape(alerts ? "alert" : kShapes[lit], x, y, colour_of_led(light.colour), light.led);
 }
 
-std::string speed_text(unsigned speed) {
-  if (speed == 0) return "down";
-  if (speed == 1000) return "1G";
-  return std::to_string(speed) + "M";
-}
-
-void draw_module(const Picture &picture, const layout::PortState &port, int x, int y, const std::string &id) {
-  std::vector<Sign> signs;
-  for (const Sign &sign : kTroubles) {
-    if (port.*sign.holds) signs.push_back(sign);
-  }
-  if (signs.empty()) signs.push_back(kGood);
-  picture.shape("module", x, y, signs[0].colour, id);
-  constexpr size_t kMostSigns = 3;  // that stand side by side with room between them
-  const int sign_width = signs.size() > kMostSigns ? 12 : 18;
-  const int gaps = static_cast<int>(signs.size()) - 1;
-  int sign_x = x + kPortWidth / 2 - gaps * sign_width / 2;
-  for (const Sign &sign : signs) {
-    picture.shape(sign.shape, sign_x, y + kCageHeight / 2, kDark);
-    sign_x += sign_width;
-  }
-}
-
-/** The link of a copper module, on the line of the port's number: a LED and the speed. */
-void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
-  const int right = x + kPortWidth;
-  picture.text(right - 2, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);
-  picture.shape(speed > 0 ? "on" : "off", right - 38, y + 7, colour_of_led(layout::Green), "link" + id);
-}
-
-void draw_port(const Picture &picture, const PanelState &state, unsigned number, int x, int y) {
-  const layout::PortState &port = *state.ports[number];
-  const std::string id = "port" + std::to_string(number);
-  std::string name = shortened(state.modules[number]);
-  picture.text(x + 2, y + kPortNumberY, kWhite, std::to_string(number), kBold);
-  if (port.copper) {
-    picture.shape("jack", x, y + kCageY, kWhite, id);
-    name = "RJ45";
-  } else if (port.empty) {
-    picture.shape("cage", x, y + kCageY, kWhite, id);
-  } else {
-    draw_module(picture, port, x, y + kCageY, id);
-  }
-  const char *const name_colour = port.copper ? kSoft : kWhite;
-  if (!name.empty()) picture.text(x + kPortWidth / 2, y + kModuleNameY, name_colour, name, kSmallMiddle);
-  const std::optional<unsigned> link = state.links[number];
-  if (link) draw_link(picture, *link, x, y, id);
-  picture.place(id, x, y - 2, kPortWidth, kPortHeight);
-}
-
 void draw_slot(const Picture &picture, const PanelState &state, unsigned slot) {
   const std::string type = state.boards[slot].empty() ? "none" : state.boards[slot];
   const bool has_board = type != "none";
   const std::string number = std::to_string(slot + 1);
   const std::string id = "slot" + number;
-  picture.begin_block(kSlots[slot]);
+  begin_block(picture, kSlots[slot]);
   picture.shape(("board-" + type).c_str(), 0, 0, kWhite, id);
   picture.text(kMargin, kTitleY, kWhite, "Slot " + number, kTitle);
   if (has_board)
@@ -214,7 +78,7 @@ void draw_lights_of_cage(const Picture &picture, const PanelState &state, unsign
 }
 
 void draw_main_cages(const Picture &picture, const PanelState &state) {
-  picture.begin_block(kMainCages);
+  begin_block(picture, kMainCages);
   picture.shape("board-main", 0, 0, kWhite, "slot0");
   picture.text(kMargin, kTitleY, kWhite, "10G", kTitle);
   picture.text(kMainCages.width - kMargin, kTitleY, kSoft, "main board", kEnd);
@@ -272,7 +136,7 @@ void draw_switch_lights(const Picture &picture, const PanelState &state) {
 void draw_indicators(const Picture &picture, const PanelState &state) {
   constexpr int kSuppliesY = 146;
   constexpr int kRelayY = 186;
-  picture.begin_block(kIndicators);
+  begin_block(picture, kIndicators);
   picture.text(kMargin, kTitleY, kWhite, "Managed switch, " + std::to_string(layout::kPorts) + " ports", kTitle);
   draw_switch_lights(picture, state);
   const bool supplies_known = state.supply[0] || state.supply[1];
@@ -289,10 +153,9 @@ void draw_indicators(const Picture &picture, const PanelState &state) {
 
 /** What the colours and signs of modules mean. @return where the next entry begins */
 int draw_sign_legend(const Picture &picture) {
-  constexpr Sign kShown[] = {kGood, kNoLight, kTransmitterOff, kFault, kHighAlarm, kLowAlarm};
   constexpr int kStep = 152;
   int x = 0;
-  for (const Sign &sign : kShown) {
+  for (const Sign &sign : signs_of_ports()) {
     std::fprintf(picture.file, "<rect x=\"%d\" y=\"2\" width=\"34\" height=\"22\" rx=\"2\" fill=\"%s\"/>\n", x,
                  sign.colour);
     picture.shape(sign.shape, x + 17, 13, kDark);

@@ -411,6 +411,10 @@ class Rack(Server):
 
     def test_histories_begin_before_anybody_looks(self):
         eventually(self.is_followed)
+        # A page that comes then gets the board at once, though nothing has changed.
+        news = {}
+        self.follow(news, "board=default")
+        eventually(lambda: "board" in news)
         zelsim("set temperature 40")
 
         def told():

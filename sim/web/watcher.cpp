@@ -51,8 +51,9 @@ class Watcher : public Source {
   std::shared_ptr<const Attached> attached_;  // null: there is no board
   std::filesystem::path folder_;              // of the attached board
   ino_t state_file_ = 0;
-  uint32_t seen_ = 0;  // number of the changes that are published
-  Json put_ = {};      // the board as it was put last, without its times
+  bool is_published_ = false;  // as it stood at a look since it was attached
+  uint32_t seen_ = 0;          // number of the changes that are published
+  Json put_ = {};              // the board as it was put last, without its times
   int64_t put_shift_us_ = 0;
   Clock::time_point put_at_ = {};
   bool times_wait_ = false;  // they have advanced, and nothing else has changed
@@ -70,6 +71,7 @@ void Watcher::attach() {
   attached_ = open.attached;
   folder_ = open.folder;
   state_file_ = state_file_of(folder_);
+  is_published_ = false;
   sectors_ = {};
 }
 
@@ -111,6 +113,7 @@ void Watcher::publish_parts() {
     news.put("sectors", text_of(sectors_document(folder_, *board, sectors_)));
     news.put("gone", "null");
     activity_.look(attached_, std::move(board), news);
+    is_published_ = true;
   } catch (const std::runtime_error &error) {
     news.put("gone", text_of(error.what()));
     attached_ = nullptr;
@@ -144,7 +147,8 @@ bool Watcher::idle_turn() {
 }
 
 void Watcher::turn() {
-  if (!is_same() || changes_of(*attached_) != seen_ || times_are_due()) publish_parts();
+  bool is_due = !is_same() || !is_published_ || changes_of(*attached_) != seen_ || times_are_due();
+  if (is_due) publish_parts();
   if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news, activity_);
   if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, copy_of(*attached_->board), news);
   if (attached_ != nullptr) requests_.count_rate(attached_, news, history);
