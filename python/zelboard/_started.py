@@ -15,6 +15,7 @@ def new_mark() -> str:
 
 def marked(marks: Collection[str]) -> List[int]:
     """The numbers of the processes that have one of the marks. One that has ended has no environment."""
+    marks = [mark for mark in marks if mark]  # an empty one would be in every environment
     if not marks:
         return []
     wanted = re.compile("|".join(f"{mark}=" for mark in marks).encode())

@@ -19,6 +19,7 @@ class HeardStream:
     def __init__(self, stream: asyncio.StreamReader, encoding: str, errors: str):
         self.heard = ""
         self._stream = stream
+        self._encoding = encoding
         self._decoder = codecs.getincrementaldecoder(encoding)(errors)
 
     async def read(self, size: int = -1) -> str:
@@ -35,6 +36,9 @@ class HeardStream:
     async def readline(self) -> str:
         line = await self._stream.readline()
         return self._hear(line, not line)
+
+    async def readuntil(self, separator: str = "\n") -> str:
+        return self._hear(await self._stream.readuntil(separator.encode(self._encoding)), False)
 
     def at_eof(self) -> bool:
         return self._stream.at_eof()
@@ -65,6 +69,12 @@ class TextWriter:
     def write(self, text: str) -> None:
         self._stream.write(text.encode(self._encoding, self._errors))
 
+    def write_eof(self) -> None:
+        self._stream.write_eof()
+
+    def is_closing(self) -> bool:
+        return self._stream.is_closing()
+
     async def drain(self) -> None:
         await self._stream.drain()
 
@@ -76,6 +86,7 @@ class TextWriter:
 
 
 Started = TypeVar("Started", bound="AsyncProgram")
+LONGEST_LINE = 1 << 24  # bytes; asyncio has 64 KiB without a limit of ours
 TEXT_OPTIONS = "text", "universal_newlines", "encoding", "errors"  # those that asyncio does not have
 
 
@@ -93,6 +104,7 @@ class AsyncProgram:
         """Starts it. The options are those of subprocess.Popen."""
         options = in_text(options)
         kept = {name: value for name, value in options.items() if name not in TEXT_OPTIONS}
+        kept.setdefault("limit", LONGEST_LINE)
         process = await asyncio.create_subprocess_exec(*command, start_new_session=True, **kept)
         encoding = options.get("encoding") or ("utf-8" if options.get("text") else "")
         return cls(process, command, read_trace, mark, encoding, options.get("errors") or "strict")

@@ -190,8 +190,10 @@ def test_asyncio(board: Board) -> None:
         async with await board.astart(["cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as cat:
             cat.stdin.write("grün\n")
             assert await cat.stdout.readline() == "grün\n"
+            cat.stdin.write("x" * 100000 + "\n")
+            assert len(await cat.stdout.readline()) == 100001
             assert (await cat.communicate("und rot"))[0] == "und rot"
-        assert "grün\nund rot\n" in board.evidence()["output"]
+        assert "x\nund rot\n" in board.evidence()["output"]
     asyncio.run(work())
 
 
