@@ -6,7 +6,7 @@ import subprocess
 import time
 from contextlib import suppress
 from pathlib import Path
-from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, Union, cast
+from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, Union
 
 from zelboard._started import kill_marked
 from zelboard._zelsim import Word
@@ -53,12 +53,24 @@ class RunTimeout(subprocess.TimeoutExpired):
     trace: Trace
 
     def __str__(self) -> str:
-        text = super().__str__()
-        for name, content in ("stdout", self.stdout), ("stderr", self.stderr):
-            if content:
-                printed = content if isinstance(content, str) else repr(content)
-                text += f"\n{name} so far:\n{printed}"
-        return text
+        return super().__str__() + printed_text(self.stdout, self.stderr, " so far")
+
+
+class RunFailed(subprocess.CalledProcessError):
+    """A program of run(check=True) did not end with status 0. stdout (also called output) and stderr have what it printed."""
+
+    def __str__(self) -> str:
+        return super().__str__() + printed_text(self.stdout, self.stderr)
+
+
+def printed_text(stdout: Any, stderr: Any, when: str = "") -> str:
+    """What a program has printed, for a message about it."""
+    text = ""
+    for name, content in ("stdout", stdout), ("stderr", stderr):
+        if content:
+            printed = content if isinstance(content, str) else repr(content)
+            text += f"\n{name}{when}:\n{printed}"
+    return text
 
 
 def signal_group(leader: int, number: int) -> None:
@@ -126,7 +138,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         self.read_trace = read_trace
         self.mark = mark  # a variable in the environment of all that it starts
         self._communicated: Dict[str, str] = {}  # with what was read before
-        self.text = bool(options.get("encoding") or options.get("text"))
+        self._encoding = options.get("encoding") or ("utf-8" if options.get("text") else "")
         super().__init__(command, start_new_session=True, **options)
         for name in OUTPUTS:
             pipe = getattr(self, name)
@@ -222,8 +234,8 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         return self._text(late.output), self._text(late.stderr)
 
     def _text(self, content: Any) -> Any:
-        if self.text and isinstance(content, bytes):
-            return content.decode("utf-8", "surrogateescape")
+        if self._encoding and isinstance(content, bytes):
+            return content.decode(self._encoding, "surrogateescape")
         return content
 
     def __exit__(self, *details: Any) -> None:
@@ -237,6 +249,10 @@ class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]
     stderr: str
     returncode: int
     trace: Trace
+
+    def check_returncode(self) -> None:
+        if self.returncode:
+            raise RunFailed(self.returncode, self.args, self.stdout, self.stderr)
 
 
 def run_to_end(start: Callable[..., Program], arguments: Command, input: Union[str, bytes, None], timeout: Optional[float],

@@ -3,7 +3,7 @@ import functools
 import subprocess
 import types
 from contextlib import AbstractContextManager
-from typing import TYPE_CHECKING, Any, Callable, Dict, Optional, Tuple
+from typing import TYPE_CHECKING, Any, Callable, Optional, Tuple
 
 from zelboard import _call, fw
 from zelboard._channel import TIMEOUT, Channel, Closed, Timeout

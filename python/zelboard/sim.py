@@ -16,7 +16,8 @@ from zelboard._started import kill_marked, new_mark
 from zelboard._zelsim import SimError as SimError, Word, zelsim as zelsim, zelsim_file
 from zelboard.async_program import AsyncProgram as AsyncProgram, arun_to_end
 from zelboard.program import (
-    Command, Program as Program, Run as Run, RunTimeout as RunTimeout, in_text, outputs, run_to_end, trace_of, words_of)
+    Command, Program as Program, Run as Run, RunFailed as RunFailed, RunTimeout as RunTimeout, in_text, outputs,
+    run_to_end, trace_of, words_of)
 from zelboard.state import FaultRule, Module, Region, State, read
 from zelboard.trace import Recording, Trace, in_order
 

@@ -2,7 +2,6 @@
 import asyncio
 import os
 import re
-import shlex
 import subprocess
 import threading
 import time
@@ -16,7 +15,7 @@ import pytest
 
 from zelboard import fw
 from zelboard.session import Closed, Timeout
-from zelboard.sim import Board, RunTimeout, SimError
+from zelboard.sim import Board, RunFailed, RunTimeout, SimError
 from zelboard.switch import NotDone, OnlyVirtual, Switch, Unreachable
 
 
@@ -202,6 +201,8 @@ def test_options_of_subprocess(board: Board) -> None:
     echoed: Any = board.run(["cat"], input=b"\xff", text=False)
     assert echoed.stdout == b"\xff"
     assert board.run("true", capture_output=True).stderr == ""
+    with pytest.raises(RunFailed, match="exit status 3.\nstderr:\nno such port"):
+        board.run("echo no such port >&2; exit 3", shell=True, check=True)
     assert ":/nowhere\n" in board.run(["/usr/bin/env"], env={"PATH": "/nowhere"}).stdout
     other_boards = {**os.environ, "ZELSIM_HOME": "/nowhere"}
     board.run(["zelctl", "led", "set", "alarm", "on"], env=other_boards, check=True)
