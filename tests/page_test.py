@@ -219,6 +219,18 @@ class Page(Server):
                 self.keys(Keys.ENTER)
                 eventually(lambda: self.focused() == name)
 
+    def test_focus_stays_in_a_list_of_states(self):
+        zelsim("save before")
+        self.keys("s")
+        forget = "#states [data-key=before] .danger"
+        focus = "document.querySelector(arguments[0])?.focus(); return document.activeElement.matches(arguments[0])"
+        eventually(lambda: self.on_page(focus, forget))
+        self.keys(Keys.ENTER)
+        self.find("dialog.confirm[open]")
+        self.keys(Keys.TAB, Keys.ENTER)
+        eventually(lambda: not self.is_there(forget))
+        self.find("#states input:focus")
+
     def test_alarms_that_hold_and_those_that_were(self):
         zelsim("plug 3 1g-sx")
         self.select("port3")

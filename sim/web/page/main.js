@@ -49,5 +49,8 @@ const {rack: hasRack} = await fetch('/api/server')
   .then((answer) => answer.json())
   .catch(() => ({rack: false}));
 bar.start();
-if (hasRack && !address.read('board')) connection.follow(null, rack.start());
+const showsRack = hasRack && !address.read('board');
+if (showsRack) connection.follow(null, rack.start());
 else showBoard(address.read('board'));
+// Whoever comes by the keyboard goes on from what the page is about.
+if (document.activeElement === document.body) find(showsRack ? '#rack-view' : '#panel').focus({preventScroll: true});

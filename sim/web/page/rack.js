@@ -1,5 +1,5 @@
 import {confirm} from './confirm.js';
-import {button, element, find, patch} from './dom.js';
+import {button, element, find, patchList} from './dom.js';
 import {known} from './store.js';
 import {degrees, plural} from './words.js';
 
@@ -115,66 +115,70 @@ function show() {
   const rank = ([name, summary]) => (sorted === 'ill' && ills(summary).length ? '0' : '1') + name;
   all.sort((a, b) => (rank(a) < rank(b) ? -1 : 1));
   const ill = [...boards.values()].filter((summary) => ills(summary).length).length;
-  patch(find('#rack-view'), [
-    element(
-      'div',
-      {class: 'rack-bar', 'data-key': 'bar'},
-      element('h2', {}, plural(boards.size, 'board')),
-      element('span', {class: ill ? 'bad' : 'good'}, ill ? `! ${ill} not well` : boards.size ? '✓ all well' : ''),
-      element('input', {
-        type: 'search',
-        placeholder: 'Find a board',
-        'aria-label': 'Find a board',
-        oninput: ({target}) => {
-          filter = target.value;
-          show();
-        },
-      }),
+  patchList(
+    find('#rack-view'),
+    [
       element(
-        'label',
-        {class: 'sorting'},
+        'div',
+        {class: 'rack-bar', 'data-key': 'bar'},
+        element('h2', {}, plural(boards.size, 'board')),
+        element('span', {class: ill ? 'bad' : 'good'}, ill ? `! ${ill} not well` : boards.size ? '✓ all well' : ''),
         element('input', {
-          type: 'checkbox',
-          checked: sorted === 'ill',
-          onchange: ({target}) => {
-            sorted = target.checked ? 'ill' : 'name';
+          type: 'search',
+          placeholder: 'Find a board',
+          'aria-label': 'Find a board',
+          oninput: ({target}) => {
+            filter = target.value;
             show();
           },
         }),
-        'those not well first',
-      ),
-      button(
-        'New board…',
-        () => {
-          making = !making;
-          show();
-        },
-        {class: 'opens-making', 'aria-expanded': String(making)},
-      ),
-      element(
-        'form',
-        {class: making ? 'row making' : 'row', onsubmit: create},
         element(
           'label',
-          {},
-          'New board',
-          element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'}),
+          {class: 'sorting'},
+          element('input', {
+            type: 'checkbox',
+            checked: sorted === 'ill',
+            onchange: ({target}) => {
+              sorted = target.checked ? 'ill' : 'name';
+              show();
+            },
+          }),
+          'those not well first',
         ),
-        slotOf(1),
-        slotOf(2),
-        slotOf(3),
-        element('button', {type: 'submit', class: 'main'}, 'Make it'),
+        button(
+          'New board…',
+          () => {
+            making = !making;
+            show();
+          },
+          {class: 'opens-making', 'aria-expanded': String(making)},
+        ),
+        element(
+          'form',
+          {class: making ? 'row making' : 'row', onsubmit: create},
+          element(
+            'label',
+            {},
+            'New board',
+            element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'}),
+          ),
+          slotOf(1),
+          slotOf(2),
+          slotOf(3),
+          element('button', {type: 'submit', class: 'main'}, 'Make it'),
+        ),
       ),
-    ),
-    refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
-    element('ul', {class: 'rack', 'data-key': 'rack'}, all.map(place)),
-    boards.size === 0 &&
-      element(
-        'p',
-        {class: 'empty', 'data-key': 'none'},
-        'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none',
-      ),
-  ]);
+      refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
+      element('ul', {class: 'rack', 'data-key': 'rack'}, all.map(place)),
+      boards.size === 0 &&
+        element(
+          'p',
+          {class: 'empty', 'data-key': 'none'},
+          'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none',
+        ),
+    ],
+    '#rack-view input',
+  );
 }
 
 export function start() {

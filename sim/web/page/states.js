@@ -2,7 +2,7 @@ import {act} from './acts.js';
 import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import {closeDialog, openDialog} from './dialog.js';
-import {button, element, patch} from './dom.js';
+import {button, element, patchList} from './dom.js';
 import {follow, known, put} from './store.js';
 
 // The whole board with its flash, kept under names.
@@ -33,50 +33,54 @@ function close() {
 function show() {
   if (!dialog) return;
   const states = known.states ?? [];
-  patch(dialog, [
-    element(
-      'div',
-      {class: 'row'},
-      element('h2', {}, 'Saved states'),
-      button('×', close, {class: 'quiet', 'aria-label': 'Close'}),
-    ),
-    element('p', {class: 'hint'}, `The whole board with its flash, under a name. In the shell: zelsim save and zelsim load.`),
-    element(
-      'form',
-      {class: 'row', onsubmit: save},
+  patchList(
+    dialog,
+    [
       element(
-        'label',
-        {},
-        'Name',
-        element('input', {
-          name: 'state',
-          required: true,
-          autofocus: true,
-          autocomplete: 'off',
-          pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}',
-        }),
+        'div',
+        {class: 'row'},
+        element('h2', {}, 'Saved states'),
+        button('×', close, {class: 'quiet', 'aria-label': 'Close'}),
       ),
-      element('button', {type: 'submit', class: 'main'}, 'Save this state'),
-      refusal('save'),
-    ),
-    refusal('load'),
-    states.length === 0
-      ? element('p', {class: 'empty'}, 'No state has been saved yet.')
-      : element(
-          'ul',
-          {class: 'states'},
-          states.map(({state, saved}) =>
-            element(
-              'li',
-              {'data-key': state},
-              element('b', {}, state),
-              element('span', {class: 'hint'}, saved.replace('T', ' ')),
-              button('Go back to it…', () => load(state), {class: 'small'}),
-              button('Forget…', () => forget(state), {class: 'small danger'}),
+      element('p', {class: 'hint'}, `The whole board with its flash, under a name. In the shell: zelsim save and zelsim load.`),
+      element(
+        'form',
+        {class: 'row', onsubmit: save},
+        element(
+          'label',
+          {},
+          'Name',
+          element('input', {
+            name: 'state',
+            required: true,
+            autofocus: true,
+            autocomplete: 'off',
+            pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}',
+          }),
+        ),
+        element('button', {type: 'submit', class: 'main'}, 'Save this state'),
+        refusal('save'),
+      ),
+      refusal('load'),
+      states.length === 0
+        ? element('p', {class: 'empty'}, 'No state has been saved yet.')
+        : element(
+            'ul',
+            {class: 'states'},
+            states.map(({state, saved}) =>
+              element(
+                'li',
+                {'data-key': state},
+                element('b', {}, state),
+                element('span', {class: 'hint'}, saved.replace('T', ' ')),
+                button('Go back to it…', () => load(state), {class: 'small'}),
+                button('Forget…', () => forget(state), {class: 'small danger'}),
+              ),
             ),
           ),
-        ),
-  ]);
+    ],
+    '#states input',
+  );
 }
 
 export async function open() {
