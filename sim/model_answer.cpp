@@ -132,8 +132,9 @@ std::optional<Answer> Model::command(const RecordedCall &recorded) {
   if (!words || words->empty() || words->front() != "debugCmd") return std::nullopt;
   words->front() = library_folder() / "debugCmd";
   sys::File printed(memfd_create("printed", MFD_CLOEXEC));
+  sys::File complaint(memfd_create("complaint", MFD_CLOEXEC));  // not compared
   pid_t child = 0;
-  int error = start_child(child, *words, own_environment(), printed.get());
+  int error = start_child(child, *words, own_environment(), printed.get(), complaint.get());
   if (error != 0) throw Failure(words->front() + ": cannot be run: " + std::strerror(error));
   int status = wait_for_child(child, kLimit).value_or(kHangs);
   return Answer{status, 0, content_of(printed.get())};

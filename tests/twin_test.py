@@ -159,6 +159,7 @@ def what_is_cut_off():
 def differences(file, board, status):
     done = zelsim("verify", file, "--board", board, "--json", status=status)
     data = json.loads(done.stdout)
+    assert done.stderr.count("\n") == status, done.stderr
     assert data["compared"] > 0 and {row["field"] for row in data["tolerances"]} >= {"clock", "temperature"}
     return {(row["node"], row["request"], row["field"]): (row["recorded"], row["model"], row["count"])
             for row in data["differences"]}, data
@@ -177,6 +178,7 @@ ALTERED = [
                       for byte in (6, 46, 60, 61, 63, 92, 95)}),
     ("set lm75 absent", {("i2c", "GetSensorAlive", "alive"): ("1", "0"), ("i2c", "BufRead", "addr=0x9e result"): ("0", "0xffff")}),
     ("run --fast -- zelctl phy set 3 1 0x55", {("-", "debugCmd", "phy_register_get 3 1 value"): ("0x0000", "0x0055")}),
+    ("fail debugCmd:phy_register_get", {("-", "debugCmd", "result"): ("exit status 0", "exit status 255")}),
     ("fail flash:read --result refused", {("flash", "read", "result"): None}),
     ("flash load -", {("flash", "read", "sector=0x00120000"): tuple(
         f"{byte}{byte} at 0x00123456, 2 bytes differ up to 0x00123457" for byte in ("ff", "5a"))}),
