@@ -9,7 +9,7 @@ from pathlib import Path
 from typing import IO, Any, Callable, Dict, List, Optional, Sequence, Tuple, Union
 
 from zelboard._started import kill_marked
-from zelboard._zelsim import Word
+from zelboard._zelsim import SimError, Word
 from zelboard.trace import Trace, read_event
 
 PATIENCE = 5  # seconds from SIGTERM to SIGKILL
@@ -241,6 +241,19 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
     def __exit__(self, *details: Any) -> None:
         self.stop()
         super().__exit__(*details)
+
+
+class Player(Program):
+    """A scenario that is played. The end of its `with` block stops it; if it was refused before, or an act has failed, that is
+    a SimError."""
+
+    def __exit__(self, *details: Any) -> None:
+        block_is_good = details[0] is None
+        has_failed = bool(self.poll()) and block_is_good
+        complaint = self.stderr.read() if has_failed and self.stderr else ""
+        super().__exit__(*details)
+        if has_failed:
+            raise SimError(complaint.strip())
 
 
 class Run(subprocess.CompletedProcess):  # type: ignore[type-arg]

@@ -16,7 +16,7 @@ from zelboard._started import kill_marked, new_mark
 from zelboard._zelsim import SimError as SimError, Word, zelsim as zelsim, zelsim_file
 from zelboard.async_program import AsyncProgram as AsyncProgram, arun_to_end
 from zelboard.program import (
-    Command, Program as Program, Run as Run, RunFailed as RunFailed, RunTimeout as RunTimeout, in_text, outputs,
+    Command, Player, Program as Program, Run as Run, RunFailed as RunFailed, RunTimeout as RunTimeout, in_text, outputs,
     run_to_end, trace_of, words_of)
 from zelboard.state import FaultRule, Module, Region, State, read
 from zelboard.trace import Recording, Trace, in_order
@@ -274,7 +274,7 @@ class Board(AbstractContextManager["Board"]):
             if player.returncode:
                 raise SimError(errors.strip())
 
-    def start_play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> Program:
+    def start_play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> Player:
         """Plays a scenario while the test goes on. The end of the result's `with` block stops it."""
         self._check_open("play")
         if not isinstance(scenario, (str, os.PathLike)):
@@ -285,7 +285,7 @@ class Board(AbstractContextManager["Board"]):
         command = [zelsim_file(), "play", scenario, "--board", self.name]
         if fast:
             command.append("--fast")
-        return Program(command, Trace, env=self.environment, encoding="utf-8", stderr=subprocess.PIPE)
+        return Player(command, Trace, env=self.environment, encoding="utf-8", stderr=subprocess.PIPE)
 
     @property
     def state(self) -> State:

@@ -174,6 +174,11 @@ def test_chance_and_scenarios(board: Board, tmp_path: Path) -> None:
         with pytest.raises(SimError, match=why):
             (tmp_path / "bad").write_text(bad + "\n")
             board.play(tmp_path / "bad")
+    with pytest.raises(SimError, match="SUPPLY: '9'"):
+        with board.start_play([(0, "set supply 9 ac")]) as player:
+            player.wait()
+    with board.start_play([(0, "set supply 2 ac"), (3600, "reset")]):
+        board.wait(lambda state: state.supplies[2].good)
 
 
 def test_asyncio(board: Board) -> None:
