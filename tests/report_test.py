@@ -173,10 +173,14 @@ def drivers_that_fail():
 
 
 def holds(process, number):
-    """zelctl has begun, and holds the signal until it can end well."""
+    """zelctl has begun, and holds the signal until it can end well. From then on it ignores broken pipes."""
+
+    def has(field, number):
+        return int(fields[field], 16) >> (number - 1) & 1 == 1
+
     with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
         fields = dict(line.split(":", 1) for line in status)
-    return fields["Name"].strip() == "zelctl" and int(fields["SigBlk"], 16) >> (number - 1) & 1 == 1
+    return fields["Name"].strip() == "zelctl" and has("SigBlk", number) and has("SigIgn", signal.SIGPIPE)
 
 
 def half_files(folder):

@@ -25,7 +25,7 @@ says 1 'FW_NOT_SFP' ctl cage 9
 says 1 'FW_ABSENT' ctl cage 20
 says 2 'VALUE' ctl led set system 7
 says 2 'PORT' ctl cage 28
-for words in "led set power1 on;0" "led set power1 on --mirror;2"; do
+for words in "led set power1 on;0" "led set power1 off --mirror;1"; do
   "$zelsim" run --fast --trace="$work/mirror" -- "$build/bin/zelctl" ${words%;*}
   [ "$(grep -c debugCmd "$work/mirror")" -eq ${words#*;} ] || fail "the chain after '${words%;*}': $(cat "$work/mirror")"
   rm "$work/mirror"
