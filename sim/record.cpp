@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <thread>
 
 #include "../cli/archive.h"
 #include "attached.h"
@@ -141,23 +140,11 @@ void compress_or_tell(const std::string &plain, const std::string &file) {
   }
 }
 
-std::string processes_text(size_t count) {
-  return count == 1 ? "1 process of the program still runs"
-                    : std::to_string(count) + " processes of the program still run";
-}
-
-// Waits for what the program has started and left running. Reads the environment of all processes only when the known ones
-// have ended: they may have started others.
-void wait_for(std::vector<pid_t> &strays, const std::string &mark) {
-  constexpr std::chrono::milliseconds kPause(50);
+void wait_for_strays(std::vector<pid_t> &strays, const std::string &mark) {
   if (strays.empty()) return;
   hold_signals();
-  tell(processes_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
-  while (!strays.empty() && !interrupted()) {
-    std::this_thread::sleep_for(kPause);
-    std::erase_if(strays, [&](pid_t stray) { return !runs_with(stray, mark); });
-    if (strays.empty()) strays = processes_with(mark);
-  }
+  tell(running_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
+  wait_for(strays, mark);
 }
 
 // Tells why a recording has no line.
@@ -199,8 +186,8 @@ void record_program(const CommandLine &line) {
   std::string mark = std::string(kRecordStartVariable) + "=" + start;
   bool has_ended_by_itself = WIFEXITED(status) && !was_asked_to_end();
   std::vector<pid_t> strays = processes_with(mark);
-  if (has_ended_by_itself) wait_for(strays, mark);
-  if (!strays.empty()) tell(processes_text(strays.size()) + ": further calls are not recorded");
+  if (has_ended_by_itself) wait_for_strays(strays, mark);
+  if (!strays.empty()) tell(running_text(strays.size()) + ": further calls are not recorded");
   finish(lines, file, start_ns, title_size, line.words[0]);
   if (is_compressed(target)) compress_or_tell(file.path(), target);
   end_like(status);

@@ -7,6 +7,7 @@
 
 #include "launch.h"
 #include "recording.h"
+#include "strays.h"
 #include "system_calls.h"
 #include "tape.h"
 #include "tool.h"
@@ -113,7 +114,11 @@ class TapeFile {
     mapped_ = static_cast<uint8_t *>(mapped);
     make_shared_mutex(reinterpret_cast<TapeHead *>(mapped_)->mutex);
   }
-  ~TapeFile() { unlink(path_.c_str()); }
+  // A process that still runs must not reach a driver: its next call ends it.
+  ~TapeFile() {
+    reinterpret_cast<TapeHead *>(mapped_)->failed = 1;
+    unlink(path_.c_str());
+  }
   TapeFile(const TapeFile &) = delete;
   TapeFile &operator=(const TapeFile &) = delete;
 
@@ -145,6 +150,18 @@ void tell_rest(const TapeFile &tape, const Threads &threads) {
                first->line, first->text.c_str());
 }
 
+// What the program has left running is answered, too.
+void answer_strays(const std::string &mark) {
+  std::vector<pid_t> strays = processes_with(mark);
+  if (strays.empty()) return;
+  hold_signals();
+  std::fprintf(stderr, "zelsim: replay: %s, and the recording answers until its end or Ctrl-C\n",
+               running_text(strays.size()).c_str());
+  wait_for(strays, mark);
+  if (!strays.empty())
+    std::fprintf(stderr, "zelsim: replay: %s: a further call ends it\n", running_text(strays.size()).c_str());
+}
+
 int answer_program(const CommandLine &line) {
   const Recording recording = read_recording(line.replay);
   const Threads threads = threads_of(recording);
@@ -153,6 +170,8 @@ int answer_program(const CommandLine &line) {
   set_variable(kReplayVariable, tape.path());
   unsetenv(kRecordVariable);
   int status = run_and_wait(line.words);
+  bool has_ended_by_itself = WIFEXITED(status) && !was_asked_to_end();
+  if (has_ended_by_itself) answer_strays(std::string(kReplayVariable) + "=" + tape.path());
   if (tape.head().failed != 0) {
     std::fprintf(stderr, "zelsim: %s", tape.head().message);
     return W_EXITCODE(kNotInRecording, 0);

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <thread>
 
+#include "../cli/program.h"
 #include "system_calls.h"
 
 namespace zelsim::tool {
@@ -33,8 +35,6 @@ bool has_entry(const std::string &process, const std::string &entry) {
 
 }  // namespace
 
-bool runs_with(pid_t process, const std::string &entry) { return has_entry(std::to_string(process), entry); }
-
 std::vector<pid_t> processes_with(const std::string &entry) {
   std::vector<pid_t> found;
   std::error_code none;
@@ -45,6 +45,21 @@ std::vector<pid_t> processes_with(const std::string &entry) {
     if (has_entry(name, entry)) found.push_back(static_cast<pid_t>(std::stol(name)));
   }
   return found;
+}
+
+std::string running_text(size_t count) {
+  return count == 1 ? "1 process of the program still runs"
+                    : std::to_string(count) + " processes of the program still run";
+}
+
+// The environment of all processes is read only when the known ones have ended.
+void wait_for(std::vector<pid_t> &strays, const std::string &entry) {
+  constexpr std::chrono::milliseconds kPause(50);
+  while (!strays.empty() && !interrupted()) {
+    std::this_thread::sleep_for(kPause);
+    std::erase_if(strays, [&](pid_t stray) { return !has_entry(std::to_string(stray), entry); });
+    if (strays.empty()) strays = processes_with(entry);
+  }
 }
 
 }  // namespace zelsim::tool

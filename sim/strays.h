@@ -12,7 +12,10 @@ namespace zelsim::tool {
 /** The running processes that began with an entry like NAME=VALUE in their environment, but not this one. Those of other
  *  users are not seen. */
 std::vector<pid_t> processes_with(const std::string &entry);
-/** True if this process runs, and began with the entry. */
-bool runs_with(pid_t process, const std::string &entry);
+/** How many processes of a program still run, for a message. */
+std::string running_text(size_t count);
+/** Waits until these processes with the entry have ended, and those that they have started. A held signal ends the wait;
+ *  the processes that still run are then left. */
+void wait_for(std::vector<pid_t> &strays, const std::string &entry);
 
 }  // namespace zelsim::tool

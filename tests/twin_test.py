@@ -255,6 +255,12 @@ def what_a_recording_answers():
     assert "expected close gpio\n  got      gpio 0x82 SetAlarmLed {led=1}" in done.stderr, done.stderr
     done = replay("ask.rec", "./caller", "flash", "1", status=125)
     assert "got      open flash O_RDWR" in done.stderr, done.stderr
+    # What a program leaves running is answered; without zelsim its calls reach nothing.
+    record("a", "left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3) &")
+    done = replay("left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3; echo $?) &")
+    assert done.stdout.endswith("\n0\n") and "the recording answers until its end" in done.stderr, done
+    assert run("./caller", "ask", "3", status=125, env={**os.environ, "ZELSIM_REPLAY": "/nowhere",
+                                                      "LD_PRELOAD": f"{BUILD}/lib/zelboard/libzelrecord.so"}).stdout == ""
     done = replay("s.rec", "./caller", "ask", "2")
     assert "calls of the recording were not made" in done.stderr, done.stderr
 
