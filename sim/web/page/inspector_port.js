@@ -174,6 +174,12 @@ export function portControls(port) {
       transmitter(`txfault${port}`, [port], cage.tx_fault),
       facts([['Set by programs', `transmitter ${cage.tx_disable ? 'off' : 'on'}`]]),
     ),
+    cage.loss_of_signal !== 0 &&
+      element(
+        'p',
+        {class: 'hint', 'data-key': 'noticing'},
+        'A program that reads this is named in the line at the bottom of the page.',
+      ),
     plugging,
     link(port, cage),
     optics(port, cage),

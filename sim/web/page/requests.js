@@ -68,9 +68,13 @@ function showState() {
 }
 
 function empty() {
-  const command = `zelsim run --board ${known.board?.board ?? 'lab'} -- ./yours`;
+  const command = `zelsim run --board ${known.board?.board ?? 'lab'} -- zelctl monitor`;
   return [
-    element('p', {}, 'Nothing has been asked of the drivers since this tab was opened. Start a program on this board:'),
+    element(
+      'p',
+      {},
+      'Nothing has been asked of the drivers since this tab was opened. Start a program on this board, yours or:',
+    ),
     element('p', {class: 'command'}, element('code', {}, command), copyButton(command)),
   ];
 }
