@@ -28,7 +28,7 @@ std::string quoted(std::string_view text) {
 }
 
 template <typename Number>
-Number number_of(std::string_view text, const char *what) {
+Number parse_number(std::string_view text, const char *what) {
   bool is_hex = text.starts_with("0x");
   if (is_hex) text.remove_prefix(2);
   Number value = 0;
@@ -61,7 +61,7 @@ std::vector<uint8_t> bytes_in(std::string_view text) {
     std::string_view part = take_until(text, ",");
     size_t star = part.find('*');
     if (star != std::string_view::npos) {
-      auto count = number_of<uint32_t>(part.substr(star + 1), "count");
+      auto count = parse_number<uint32_t>(part.substr(star + 1), "count");
       if (bytes.size() + count > kLongestFile) throw Malformed{"more bytes than a call has"};
       bytes.insert(bytes.end(), count, byte_of(part.substr(0, star)));
       continue;
@@ -84,7 +84,7 @@ void parse_result(std::string_view &text, NodeCall &call) {
   size_t at = text.rfind(kEquals);
   if (at == std::string_view::npos) return;
   std::string_view result = text.substr(at + kEquals.size());
-  call.result = number_of<int64_t>(take_until(result, " "), "result");
+  call.result = parse_number<int64_t>(take_until(result, " "), "result");
   text = text.substr(0, at);
 }
 
@@ -102,21 +102,21 @@ void parse_seek(std::string_view where, NodeCall &call) {
     call.whence = origin.whence;
     break;
   }
-  call.argument = static_cast<int64_t>(number_of<uint64_t>(where, "offset"));
+  call.argument = static_cast<int64_t>(parse_number<uint64_t>(where, "offset"));
 }
 
 void parse_transfer(CallKind kind, std::string_view place, NodeCall &call) {
   call.kind = kind;
-  call.at = number_of<int64_t>(take_until(place, "+"), "address");
-  call.argument = number_of<int64_t>(place, "size");
+  call.at = parse_number<int64_t>(take_until(place, "+"), "address");
+  call.argument = parse_number<int64_t>(place, "size");
 }
 
 void parse_request(std::string_view number, std::string_view rest, NodeCall &call) {
   call.kind = CallKind::Request;
-  call.number = kRequestCode | number_of<uint32_t>(number, "request");
+  call.number = kRequestCode | parse_number<uint32_t>(number, "request");
   std::string_view name = take_until(rest, " ");
   bool erases = name == "EraseSector";
-  if (erases) call.at = number_of<int64_t>(take_until(rest, " "), "address");
+  if (erases) call.at = parse_number<int64_t>(take_until(rest, " "), "address");
 }
 
 void parse_node_call(Node node, std::string_view text, NodeCall &call) {
@@ -140,7 +140,7 @@ void parse_text(std::string_view text, NodeCall &call) {
   std::string_view first = take_until(rest, " ");
   if (first == "pause") {
     call.kind = CallKind::Pause;
-    call.argument = number_of<int64_t>(take_until(rest, "us"), "pause");
+    call.argument = parse_number<int64_t>(take_until(rest, "us"), "pause");
   } else if (first == "open") {
     call.kind = CallKind::Open;
     call.node = node_named(take_until(rest, " "));
@@ -154,12 +154,12 @@ void parse_text(std::string_view text, NodeCall &call) {
 
 void parse_field(std::string_view name, std::string_view value, RecordedCall &recorded) {
   NodeCall &call = recorded.call;
-  if (name == "fd") call.fd = number_of<int>(value, "fd");
-  if (name == "flags") call.flags = static_cast<int>(number_of<uint32_t>(value, "flags"));
-  if (name == "ioctl") call.number = number_of<uint32_t>(value, "ioctl");
-  if (name == "at") call.at = number_of<int64_t>(value, "at");
-  if (name == "result") call.result = number_of<int64_t>(value, "result");
-  if (name == "errno") call.error = number_of<int>(value, "errno");
+  if (name == "fd") call.fd = parse_number<int>(value, "fd");
+  if (name == "flags") call.flags = static_cast<int>(parse_number<uint32_t>(value, "flags"));
+  if (name == "ioctl") call.number = parse_number<uint32_t>(value, "ioctl");
+  if (name == "at") call.at = parse_number<int64_t>(value, "at");
+  if (name == "result") call.result = parse_number<int64_t>(value, "result");
+  if (name == "errno") call.error = parse_number<int>(value, "errno");
   if (name == "program") recorded.program = value;
   if (name == "given") recorded.given = bytes_in(value);
   if (name == "taken") recorded.taken = bytes_in(value);
@@ -170,18 +170,18 @@ void parse_field(std::string_view name, std::string_view value, RecordedCall &re
 int64_t microseconds_in(std::string_view text) {
   constexpr size_t kPlaces = 6;
   std::string_view places = text;
-  auto seconds = number_of<int64_t>(take_until(places, "."), "time");
+  auto seconds = parse_number<int64_t>(take_until(places, "."), "time");
   if (places.size() != kPlaces) throw Malformed{"the time has not six places"};
-  return seconds * 1000000 + number_of<int64_t>(places, "time");
+  return seconds * 1000000 + parse_number<int64_t>(places, "time");
 }
 
 RecordedCall parse_line(std::string_view line, uint32_t number) {
   RecordedCall recorded = {};
   recorded.line = number;
   recorded.at_us = microseconds_in(take_until(line, " "));
-  recorded.duration_us = number_of<int64_t>(take_until(line, " "), "duration");
-  recorded.process = number_of<uint32_t>(take_until(line, "/"), "process");
-  recorded.thread = number_of<uint32_t>(take_until(line, " "), "thread");
+  recorded.duration_us = parse_number<int64_t>(take_until(line, " "), "duration");
+  recorded.process = parse_number<uint32_t>(take_until(line, "/"), "process");
+  recorded.thread = parse_number<uint32_t>(take_until(line, " "), "thread");
   constexpr std::string_view kBar = " |";
   size_t bar = line.rfind(kBar);
   if (bar == std::string_view::npos) throw Malformed{"it has no ' |'"};
