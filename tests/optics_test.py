@@ -219,6 +219,21 @@ def check_unknown(path):
     zelsim("unplug 27")
 
 
+def check_other_modules(path):
+    """Constants and options that no module of the catalogue has."""
+    pages = bytearray(zelctl(f"sfp dump {EXTERNAL} --raw"))
+    pages[93] &= ~0x20  # no soft report of a transmit fault
+    pages[256 + 84:256 + 86] = b"\0\x80"  # half a unit of temperature a count
+    with open(path, "wb") as file:
+        file.write(pages)
+    zelsim(f"plug 27 {path}")
+    zelsim("set tx-fault 27 1")
+    zelsim("set module-temperature 27 41.5")
+    assert abs(measured(27, "temperature")["value"] - 41.5) < 0.01, dom(27)
+    assert dom(27)["tx_fault"] is None, dom(27)
+    zelsim("unplug 27")
+
+
 def check_without_values(path):
     """A module that is not ready, and one that wants its address changed: all say so, and nobody tells values."""
     for at, value, said, alone in ((256 + 110, 0x01, "not ready", "not ready yet"),
@@ -264,5 +279,6 @@ with tempfile.TemporaryDirectory() as home:
     check_memory()
     check_dumps(home)
     check_unknown(f"{home}/unknown")
+    check_other_modules(f"{home}/other")
     check_without_values(f"{home}/without")
     check_pictures()

@@ -29,6 +29,10 @@ done <<'END'
 2;'hangs' is for debugCmd;fail gpio --result hangs
 2;REQUEST: 'open';fail debugCmd:open
 2;can never strike;fail flash@0x2000000
+2;--probability: '1.5';fail i2c --probability 1.5
+2;--probability: '0.5x';fail i2c --probability 0.5x
+2;CELSIUS: '125.1';set temperature 125.1
+2;--region: '0';flash save - --region 0x100+0
 1;FAULT: 7;heal 7
 1;FILE: cannot write '/nowhere/f': No such file;flash save /nowhere/f
 1;standard output: No space;show >/dev/full
@@ -46,7 +50,8 @@ for closed in '<&-' '>&-' '<&- >&-' '2>&-' '<&- >&- 2>&-'; do
 done
 [ "$(wc -c <"$work/image")" -eq 33554432 ] || fail "the image is not whole"
 printf 'abc' | "$zelsim" flash load - --region 'Image 2'
-"$zelsim" flash save - --region 0x1200000+3 | grep -qx abc || fail "a region is not what was loaded"
+[ "$("$zelsim" flash save - --region 0x1200000+3)$("$zelsim" flash save - --region 0x1200002+1)" = abcc ] ||
+  fail "a region is not what was loaded"
 (ulimit -f 1 && trap '' XFSZ && ! "$zelsim" flash save "$work/image" 2>/dev/null) || fail "a cut file is a success"
 [ "$(wc -c <"$work/image")" -eq 33554432 ] && [ "$(find "$work" -name '.new-*')" = "" ] || fail "a failed save left its mark"
 
@@ -87,6 +92,9 @@ other = os.open(sys.argv[1], os.O_RDWR | os.O_CREAT)
 for text in b"abc", b"\xff\x00z":
     assert os.pwrite(chip, text, 0x100) == len(text)
 assert os.pread(chip, 3, 0x100) == b"a\x00b"
+blind = os.open("/dev/zel_spi_flash", os.O_WRONLY)
+assert os.pwrite(blind, b"12", 0x1fffffe) == 2 and os.pread(chip, 2, 0x1fffffe) == b"12"
+assert os.pwrite(blind, b"x3", 0x1ffffff) == 1 and os.pread(chip, 2, 0) == b"\xff\xff"
 for one, two in ((chip, other), (other, chip)):
     try:
         sys.exit(f"{os.copy_file_range(one, two, 16)} bytes are copied")
@@ -95,7 +103,7 @@ for one, two in ((chip, other), (other, chip)):
 END
 found=$("$zelsim" get flash.bytes_programmed --board chip) \
   found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
-[ "$found" = "6 2 2" ] || fail "counted: $found"
+[ "$found" = "9 3 4" ] || fail "counted: $found"
 
 # The shorter words stay accepted.
 "$zelsim" set los 24 1 && "$zelsim" set txfault 24 1
