@@ -1,7 +1,9 @@
 # What breaks the library, the virtual switch and the tool, if anything does.
 
 # Optimising, g++ 12 sees overlaps and overflows in the string's operator+ that are not there.
-target_compile_options(library_tests PRIVATE -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  target_compile_options(library_tests PRIVATE -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
+endif()
 
 # The thread sanitizer goes with no other one, so the library is compiled once more for it.
 if(ZELBOARD_SANITIZE)
