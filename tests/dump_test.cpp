@@ -60,7 +60,7 @@ TEST_F(Dump, OneSectorOnTheWire) {
 TEST_F(Dump, Compare) {
   Bytes good = pattern(0x20000);
   std::fill_n(good.begin(), 16, uint8_t{0});  // as a spot that cannot be read
-  for (const uint32_t at : {0, 0x80000}) program(at, good);
+  for (const uint32_t at : {0U, 0x80000U}) program(at, good);
   const auto compare = [&](size_t changed, size_t size, uint32_t part, uint32_t total) {
     Bytes bytes = good;
     bytes.resize(0x30000, 0xFF);

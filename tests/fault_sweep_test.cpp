@@ -132,7 +132,7 @@ class FaultSweep : public BoardTest {
     memcpy(g_region, &g_env_crc, sizeof g_env_crc);
     uint32_t failed = FW_SpiFlashEnvWrite(g_region);
     g_region[kSector - 1] = 1;
-    for (const uint32_t partition : {1, 2}) failed |= FW_WriteGenDatabase(g_page + 1, 0x300, partition);
+    for (const uint32_t partition : {1U, 2U}) failed |= FW_WriteGenDatabase(g_page + 1, 0x300, partition);
     failed |= FW_WriteSharedDatabase(g_page + 1, 0x300);
     failed |= FW_SpiFlash_WriteCustomName("edge", 1) | FW_SpiFlash_SetCustomDesc("by the door");
     failed |= FW_HwReset() | FW_InitOnBoardExpender() | FW_SetPortSfpTxDisable(kCopperPort, 0) | FW_PollRtc() |

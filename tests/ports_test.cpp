@@ -85,7 +85,8 @@ TEST_F(Cages, EverySignalOfEveryPort) {
   for (const auto &signal : signals) {
     for (uint32_t port = 0; port < 28; ++port) {
       const auto [address, number, mask] = signal.table[port];
-      const uint32_t place = address << 16U | number << 8U | mask, cage = port % 4;
+      const uint32_t place = uint32_t{address} << 16U | uint32_t{number} << 8U | mask;
+      const uint32_t cage = port % 4;
       const uint32_t on_16_bits =
           (0x40 + port / 4 * 2) << 16 | (signal.reg + cage / 2) << 8 | 1U << (4 * (cage % 2) + signal.bit);
       const uint32_t on_8_bits = (0x70 + port / 8 * 2) << 16 | 1U << port % 8;
