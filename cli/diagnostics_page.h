@@ -13,14 +13,15 @@ constexpr size_t kQuantities = 5;
 
 /** One quantity, in the unit that people use: degrees Celsius, V, mA, mW. */
 struct Measurement {
-  const char *key;       // rx_power
-  const char *name;      // "rx power"
-  const char *unit;      // mW
-  bool is_power;         // people also say it in dBm
-  double per_base_unit;  // 1000 for mA: an ampere has 1000 of them
-  uint16_t word;         // what stands on the page
-  double value;          // no finite number if the module's constants are none
-  bool limited;          // the module has thresholds: the four are numbers, and not all equal
+  const char *key;        // rx_power
+  const char *value_key;  // rx_power_milliwatts: of its value in the decoded page
+  const char *name;       // "rx power"
+  const char *unit;       // mW
+  bool is_power;          // people also say it in dBm
+  double per_base_unit;   // 1000 for mA: an ampere has 1000 of them
+  uint16_t word;          // what stands on the page
+  double value;           // no finite number if the module's constants are none
+  bool limited;           // the module has thresholds: the four are numbers, and not all equal
   double high_alarm;
   double low_alarm;
   double high_warning;
