@@ -323,7 +323,12 @@ class Board(Server):
         page = self.follow(news)
         eventually(lambda: any(entry.get("command") == "zelsim heal" for entry in news.get("activity", [])))
         page.close()
-        self.assertEqual(news["activity"][-1]["undo"], ["fail gpio --result 65535 --probability 0.25 --seed 7"])
+        undo = "fail gpio --result 65535 --probability 0.25 --seed 7"
+        self.assertEqual(news["activity"][-1]["undo"], [undo])
+        told = self.act("fail", node="gpio", result="65535", probability="0.25", seed="7")
+        self.assertEqual(told, "zelsim " + undo)
+        fault, = json.loads(zelsim("fail --list --json"))["faults"]
+        self.assertEqual((fault["probability"], fault["seed"]), (0.25, 7))
         zelsim("heal")
 
 

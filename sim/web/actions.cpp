@@ -26,10 +26,11 @@ struct Option {
   const char *name;
   std::string CommandLine::*text;  // null: the switch --flash
 };
-constexpr Option kOptions[] = {{kFail, "result", &CommandLine::result},
-                               {kFail, "count", &CommandLine::count},
-                               {kFail, "skip", &CommandLine::skip},
-                               {kReset, "flash", nullptr}};
+constexpr Option kOptions[] = {
+    {kFail, "result", &CommandLine::result}, {kFail, "count", &CommandLine::count},
+    {kFail, "skip", &CommandLine::skip},     {kFail, "probability", &CommandLine::probability},
+    {kFail, "seed", &CommandLine::seed},     {kReset, "flash", nullptr},
+};
 
 /** A field of the JSON object. */
 struct Field {
@@ -121,7 +122,9 @@ Json actions() {
     for (const Field &field : fields_of(row)) {
       size_t values = field.argument.find('=');
       Json choice = values == std::string::npos ? tool::Words() : split(field.argument.substr(values + 1), '|');
-      fields.push_back({{"field", field.name}, {"optional", field.optional}, {"values", choice}});
+      bool is_option = field.option != nullptr;
+      fields.push_back(
+          {{"field", field.name}, {"optional", field.optional}, {"option", is_option}, {"values", choice}});
     }
     all.push_back({{"action", row.name}, {"what", row.what}, {"fields", fields}});
   }

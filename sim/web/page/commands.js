@@ -10,7 +10,14 @@ import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 
 const kLabels = {byte1: 'second byte', node: 'requests', count: 'how often', skip: 'let pass first'};
 /** What an optional field means that is left empty. */
-const kWithout = {fault: 'all', result: 'the usual failure', count: 'until cleared', skip: 'none'};
+const kWithout = {
+  fault: 'all',
+  result: 'the usual failure',
+  count: 'until cleared',
+  skip: 'none',
+  probability: 'every time',
+  seed: '0',
+};
 const chosen = {}; // what somebody has chosen, by form and field
 
 const supplyState = (number) => {
@@ -136,7 +143,7 @@ export function parsed(text) {
   if (!row) return null;
   const fields = {};
   const given = words.slice(row.action.split(' ').length);
-  const plain = row.fields.filter(({field}) => !['result', 'count', 'skip', 'flash'].includes(field));
+  const plain = row.fields.filter(({option}) => !option);
   for (let i = 0, place = 0; i < given.length; ++i) {
     if (given[i].startsWith('--')) fields[given[i].slice(2)] = given[++i];
     else if (plain[place]) fields[plain[place++].field] = given[i];
