@@ -84,9 +84,7 @@ class FlashUse {
   uint32_t *user_ = nullptr;  // null: more processes use the flash than there is room for
 };
 
-// Asks for a fault. Returns the number of bytes that the call may move, which is `size` unless a fault shortens the call;
-// nothing, with errno, if a fault stops it.
-std::optional<size_t> allowed_size(Board &board, Call kind, off_t at, size_t size, TracedAccess &access) {
+FaultCall flash_call(Call kind, off_t at, size_t size) {
   FaultCall call = {};
   call.node = Node::Flash;
   call.kind = kind;
@@ -94,6 +92,12 @@ std::optional<size_t> allowed_size(Board &board, Call kind, off_t at, size_t siz
   call.first_address = static_cast<uint32_t>(at);
   call.last_address = call.first_address;
   if (size > 0) call.last_address = static_cast<uint32_t>(call.first_address + size - 1);
+  return call;
+}
+
+// Counts the call and asks for a fault. Returns how many bytes the call may move: `size`, or fewer if a fault shortens it.
+// Returns nothing, with errno, if a fault refuses it.
+std::optional<size_t> allowed_size(Board &board, const FaultCall &call, size_t size, TracedAccess &access) {
   count_request(board);
   Fault fault = take_fault(board, call);
   if (!fault.strikes) return size;
@@ -169,7 +173,7 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
   off_t from = position_of(fd, at);
   ssize_t result = -1;
   TracedAccess access;
-  std::optional<size_t> wanted = allowed_size(*attached.board, Call::Read, from, size, access);
+  std::optional<size_t> wanted = allowed_size(*attached.board, flash_call(Call::Read, from, size), size, access);
   if (wanted) {
     Guard guard(*attached.board);
     if (at == kAtPosition) {
@@ -194,7 +198,7 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
   } else if (from >= off_t{kFlashSize}) {
     errno = ENOSPC;
   } else {
-    std::optional<size_t> wanted = allowed_size(*attached.board, Call::Write, from, size, access);
+    std::optional<size_t> wanted = allowed_size(*attached.board, flash_call(Call::Write, from, size), size, access);
     auto room = static_cast<size_t>(kFlashSize - from);
     if (wanted) result = program_all(attached, fd, static_cast<const uint8_t *>(data), std::min(*wanted, room), from);
   }
@@ -207,9 +211,11 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
   constexpr size_t kNoBytes = 0;
   off_t result = -1;
   TracedAccess access;
+  FaultCall call = flash_call(Call::Seek, offset, kNoBytes);
+  call.has_address = whence == SEEK_SET;  // other offsets are no addresses
   if (whence > SEEK_END) {
     errno = EINVAL;  // a device has no holes
-  } else if (allowed_size(*attached.board, Call::Seek, offset, kNoBytes, access)) {
+  } else if (allowed_size(*attached.board, call, kNoBytes, access)) {
     result = sys::lseek(fd, offset, whence);
   }
   trace(access, result, "flash lseek %s0x%08lx", origin_name(whence), offset);

@@ -105,6 +105,19 @@ found=$("$zelsim" get flash.bytes_programmed --board chip) \
   found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
 [ "$found" = "9 3 4" ] || fail "counted: $found"
 
+# A fault at an address strikes a seek to it. An offset from elsewhere is no address.
+"$zelsim" fail flash:lseek@0x100 --board chip
+"$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a fault at an address, and seeks"
+import os, sys
+chip = os.open("/dev/zel_spi_flash", os.O_RDONLY)
+assert os.lseek(chip, 0x100, os.SEEK_CUR) == 0x100
+try:
+    sys.exit(f"the seek leads to {os.lseek(chip, 0x100, os.SEEK_SET)}")
+except OSError:
+    pass
+END
+[ "$("$zelsim" get faults.1.hits --board chip)" = 1 ] || fail "hits of a fault at an address"
+
 # The shorter words stay accepted.
 "$zelsim" set los 24 1 && "$zelsim" set txfault 24 1
 [ "$("$zelsim" get cages.24.los) $("$zelsim" get cages.24.presence) $("$zelsim" get gpio.flash-access)" = "1 0 0" ] ||
