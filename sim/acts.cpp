@@ -183,7 +183,7 @@ void keep(Board &board, const std::string &who, const std::string &command, cons
   ++board.watch.acts_done;
 }
 
-// True for `create`, `reset` and their like, whose argument is the board.
+// True for `reset`, whose argument is the board.
 bool names_board(const CommandRow &row) { return std::strstr(row.arguments, "NAME") != nullptr; }
 
 }  // namespace
@@ -217,7 +217,6 @@ Words way_back(const Board &before, const Board &after) {
   return commands.possible ? commands.lines : Words{};
 }
 
-// A command that replaces the whole board, such as `reset`, cannot be undone.
 void perform(const CommandRow &row, const CommandLine &line, const char *who) {
   bool shows_only = line.list || line.requests;
   if (shows_only) return row.run(line);
@@ -226,8 +225,7 @@ void perform(const CommandRow &row, const CommandLine &line, const char *who) {
   row.run(line);
   OpenBoard after = open_board(name);
   Words undo;
-  bool can_be_undone = !names_board(row) && row.undo;
-  if (can_be_undone) undo = way_back(*before, *after);
+  if (row.undo) undo = way_back(*before, *after);
   keep(*after, who, command_text(row, line), undo);
 }
 
