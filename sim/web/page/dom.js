@@ -59,7 +59,6 @@ function patchNode(old, fresh) {
     if (old.data !== fresh.data) old.data = fresh.data;
     return;
   }
-  if (fresh.keeps) return;
   const value = old.tagName === 'SELECT' ? old.value : undefined;
   patch(old, [...fresh.childNodes]);
   patchAttributes(old, fresh);

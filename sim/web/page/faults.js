@@ -10,9 +10,6 @@ import {faultResult, kResults, kEffects, plural} from './words.js';
 
 const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '1', skip: ''};
 
-/** The target as `zelsim fail` takes it: a flash access is meant where it was made, an address of a chip as it is. */
-export const targetFor = (target) => target;
-
 function setTarget(target) {
   const [, node, request = '', from = '', to = ''] = target.match(
     /^(\w+)(?::(\w+))?(?:@(0x[0-9a-fA-F]+))?(?:-(0x[0-9a-fA-F]+))?$/,
@@ -20,17 +17,16 @@ function setTarget(target) {
   Object.assign(form, {node, request, from, to});
 }
 
-/** Opens the tab with a form for what a port's program asks, or for one kind of request. */
-export function openFaults(port, target = 'i2c:BufRead@0xa0') {
-  if (port !== null) setTarget(port >= 24 && !target ? 'gpio:GetSocRegister' : target);
-  else setTarget(target);
+/** Opens the tab with a form that fails the requests of a target, as `zelsim fail` takes it. */
+export function openFaults(target = 'i2c:BufRead@0xa0') {
+  setTarget(target);
   dock.open('faults');
   put('fault-form', target);
   requestAnimationFrame(() => find('#fault-form select')?.focus());
 }
 
 export function openFaultsAt(node, from, to) {
-  openFaults(null, `${node}:write@${from}-${to}`);
+  openFaults(`${node}:write@${from}-${to}`);
 }
 
 function target() {

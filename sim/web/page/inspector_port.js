@@ -160,7 +160,7 @@ export function portControls(port) {
       class: cage.module ? '' : 'main',
     }),
     cage.module && doing(`unplug${port}`, 'Pull it out', 'unplug', {port}),
-    button('Make requests fail…', () => openFaults(port)),
+    button('Make requests fail…', () => openFaults()),
     refusal(`plug${port}`),
   );
   if (!cage.module) {

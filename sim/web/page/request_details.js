@@ -1,7 +1,7 @@
 import {act} from './acts.js';
 import {refusal} from './controls.js';
 import {button, copyButton, element} from './dom.js';
-import {openFaults, targetFor} from './faults.js';
+import {openFaults} from './faults.js';
 import {hexRows} from './hex.js';
 import {setFilter} from './request_filter.js';
 import {bytesOf, chipName, fieldsOf, parse, partOf, targetOf, textOf} from './request_line.js';
@@ -28,8 +28,8 @@ export function details(entry) {
       {class: 'row'},
       part && button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'}),
       entry.node !== 'other' &&
-        button('Fail the next one', () => act(control, 'fail', {node: targetFor(target), count: '1'}), {class: 'small'}),
-      entry.node !== 'other' && button('Make it fail…', () => openFaults(null, target), {class: 'small'}),
+        button('Fail the next one', () => act(control, 'fail', {node: target, count: '1'}), {class: 'small'}),
+      entry.node !== 'other' && button('Make it fail…', () => openFaults(target), {class: 'small'}),
       button('Only these', () => setFilter({node: entry.node === 'other' ? '' : entry.node, text: entry.name, regex: ''}), {
         class: 'small',
       }),

@@ -48,16 +48,14 @@ function resultOf({node, name, number, result, error}) {
 
 /** How `zelsim fail` names the requests like this one. */
 export function targetOf({node, name, address}) {
-  const at =
-    Number.isNaN(address) || name === 'lseek' ? '' : '@' + hex(node === 'flash' && name === 'EraseSector' ? address : address);
-  return `${node}:${name}${at}`;
+  const hasPlace = !Number.isNaN(address) && name !== 'lseek';
+  return hasPlace ? `${node}:${name}@${hex(address)}` : `${node}:${name}`;
 }
 
 /** The part of the board that a line is about. */
 export function partOf({node, name, rest, address}) {
   const field = (key) => rest.match(new RegExp(`\\b${key}=(\\d+)`))?.[1];
   if (node === 'flash' && !Number.isNaN(address)) return `sector${Math.floor(address / 0x10000)}`;
-  if (name.includes('Led') && field('port')) return `port${field('port')}`;
   if (field('port')) return `port${field('port')}`;
   if (field('supply')) return Number(field('supply')) > 2 ? null : `supply${field('supply')}`;
   if (field('slot')) return `slot${field('slot')}`;

@@ -8,8 +8,8 @@ import {degrees, ledName, ledState, plural, supplyText} from './words.js';
 // The board's values and their last minutes. A click selects what a value belongs to.
 
 const kViews = ['requests', 'faults'];
-let ahead = 0;
-let clockShown; // of the board's clock to ours
+let ahead = 0; // milliseconds from our clock to the board's
+let clockShown; // the board's clock in the last news
 
 function clockText({i2c}) {
   if (!i2c.clock_present) return 'no chip';
@@ -55,7 +55,10 @@ function show() {
   const {board} = known;
   if (!board) return;
   const {i2c, gpio, supplies, panel, faults} = board;
-  if (clockShown !== i2c.clock) ahead = Date.parse((clockShown = i2c.clock) + 'Z') - Date.now();
+  if (clockShown !== i2c.clock) {
+    clockShown = i2c.clock;
+    ahead = Date.parse(clockShown + 'Z') - Date.now();
+  }
   const step = {lowest: 0, highest: 1, steps: true};
   patch(find('#strip'), [
     reading(
