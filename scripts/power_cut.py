@@ -77,7 +77,10 @@ def sim(build, *arguments):
 
 
 def cut(build, work, operation, call):
-    """Kills the operation at its driver call number `call`; what is held then, or None when it ended before."""
+    """Kills the operation at its driver call number `call`. Returns whether it was killed, and what the switch then holds.
+
+    It was not killed if it ended before that call.
+    """
     board = os.path.join(work, "default")
     shutil.rmtree(board)
     shutil.copytree(os.path.join(work, "prepared"), board)
@@ -94,7 +97,7 @@ def sweep(build, work, operation):
     sim(build, "create", "default")
     assert on_switch(build, "prepare", work, operation).returncode == 0
     os.rename(os.path.join(work, "default"), os.path.join(work, "prepared"))
-    os.mkdir(os.path.join(work, "default"))
+    os.mkdir(os.path.join(work, "default"))  # cut() replaces this folder
     rows, call, killed = [], 0, True
     while killed:
         killed, value = cut(build, work, operation, call)

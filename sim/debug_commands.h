@@ -10,9 +10,12 @@ constexpr unsigned kPhyPorts = 26;
 constexpr uint32_t kAnyWord = 0xffffffff;
 constexpr int kMostDebugArguments = 3;
 
+// No register: the command sets the serial-GPIO chain.
+constexpr RegisterSpace kChain = RegisterSpace::Free;
+
 struct DebugCommand {
   const char *name;
-  RegisterSpace space;  // Free: the serial-GPIO chain
+  RegisterSpace space;
   bool sets;
   int count;              // of arguments
   int decimal_arguments;  // the first ones; the others are hexadecimal
@@ -20,7 +23,7 @@ struct DebugCommand {
 };
 
 constexpr DebugCommand kDebugCommands[] = {
-    {"sgpio_set", RegisterSpace::Free, true, 3, 3, {kChainGroups - 1, kChainBits - 1, 2}},
+    {"sgpio_set", kChain, true, 3, 3, {kChainGroups - 1, kChainBits - 1, 2}},
     {"sw_register_get", RegisterSpace::SwitchChip, false, 1, 0, {kAnyWord}},
     {"sw_register_set", RegisterSpace::SwitchChip, true, 2, 0, {kAnyWord, kAnyWord}},
     {"phy_register_get", RegisterSpace::Phy, false, 2, 1, {kPhyPorts - 1, kAnyWord}},

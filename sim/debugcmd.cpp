@@ -66,7 +66,7 @@ int access_register(Board &board, const DebugCommand &command, const uint32_t *n
 
 int run(Board &board, const DebugCommand &command, const uint32_t *numbers) {
   Guard guard(board);
-  if (command.space == RegisterSpace::Free) return set_chain(board, numbers);
+  if (command.space == kChain) return set_chain(board, numbers);
   return access_register(board, command, numbers);
 }
 

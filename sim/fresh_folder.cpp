@@ -26,7 +26,7 @@ LockedFolder::~LockedFolder() {
   if (fd_ >= 0) close(fd_);
 }
 
-bool LockedFolder::has_owner() { return fd_ < 0 || flock(fd_, LOCK_EX | LOCK_NB) != 0; }
+bool LockedFolder::try_to_own() { return fd_ >= 0 && flock(fd_, LOCK_EX | LOCK_NB) == 0; }
 
 void LockedFolder::own() { flock(fd_, LOCK_EX); }
 
@@ -53,7 +53,7 @@ void remove_ownerless_folders(const fs::path &parent) {
   for (const fs::directory_entry &entry : fs::directory_iterator(parent, ignored)) {
     if (!entry.path().filename().native().starts_with(kPrefix)) continue;
     LockedFolder folder(entry.path());
-    if (!folder.has_owner()) fs::remove_all(entry.path(), ignored);
+    if (folder.try_to_own()) fs::remove_all(entry.path(), ignored);
   }
 }
 

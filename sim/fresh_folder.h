@@ -15,8 +15,9 @@ class LockedFolder {
   LockedFolder(const LockedFolder &) = delete;
   LockedFolder &operator=(const LockedFolder &) = delete;
   ~LockedFolder();
-  bool has_owner();
-  /** Becomes the owner. Waits while somebody looks for an owner: he may remove the folder, which has none yet. */
+  /** Becomes the owner if there is none. Returns false if another process is the owner, or if the folder cannot be opened. */
+  bool try_to_own();
+  /** Becomes the owner. Waits until remove_ownerless_folders() has looked at the folder; it may have removed it. */
   void own();
 
  private:

@@ -100,7 +100,7 @@ const Request kGpioRequests[] = {
 
 RequestTable gpio_requests() { return kGpioRequests; }
 
-// A single supply counts as the first one wherever it is plugged.
+// A single DC supply sets the first DC bit wherever it is plugged. The bits for good keep their places.
 uint8_t power_status(const Board &board) {
   Supply first = board.supply[0];
   Supply second = board.supply[1];

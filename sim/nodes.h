@@ -12,7 +12,7 @@ struct NodeDescription {
   Node node;
   const char *name;
   const char *path;
-  const char *file;  // in the board's folder; empty for the two drivers without data
+  const char *file;  // its name in the board's folder, after a slash; only the flash's file has content
 };
 
 constexpr NodeDescription kNodes[] = {

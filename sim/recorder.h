@@ -81,8 +81,9 @@ struct Printed {
   CallBytes complaint;
 };
 
-/** Answers a call: fills `data` and sets errno. For a run of debugCmd `data` is a Printed. Does not return if the recording
- *  has no such call. */
+/** Answers a call from the recording: returns its result, fills `data` and sets errno. `data` is the record, the bytes of a
+ *  read, or a Printed for a run of debugCmd. For a pause it returns 1 if the program has to sleep, 0 if not. Ends the process
+ *  if the recording has no such call. */
 int64_t replay(const NodeCall &call, void *data = nullptr);
 
 }  // namespace zelsim

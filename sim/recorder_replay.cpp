@@ -233,6 +233,10 @@ void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
   }
 }
 
+// What replay() returns for a pause.
+constexpr int64_t kCounted = 0;
+constexpr int64_t kSlept = 1;
+
 // Skips the pause of the recording. A pause that the recording does not have changes nothing.
 int64_t replay_pause(uint32_t thread) {
   TapeStream *stream = own_stream(thread);
@@ -241,7 +245,8 @@ int64_t replay_pause(uint32_t thread) {
     bool is_pause = position < stream->count && tape().call(*stream, position).kind == CallKind::Pause;
     if (is_pause) stream->position = position + 1;
   }
-  return tape().head().fast != 0 ? 0 : 1;
+  bool is_counted = tape().head().fast != 0;
+  return is_counted ? kCounted : kSlept;
 }
 
 }  // namespace
@@ -260,7 +265,6 @@ bool is_next_recorded(const NodeCall &asked) {
 }
 
 int64_t replay(const NodeCall &asked, void *data) {
-  constexpr int64_t kSlept = 1;
   int error = errno;
   auto thread = static_cast<uint32_t>(gettid());
   // Without zelsim nobody answers. The call must not reach a driver.

@@ -30,8 +30,8 @@ double draw(uint64_t &random) {
   return static_cast<double>(random >> 11) / static_cast<double>(1ULL << 53);
 }
 
-// Finds the first rule for this call and uses it up by one. The rule is returned as it was; without one its effect is
-// Effect::None.
+// Finds the first rule for this call and uses it up by one; later rules are not looked at. Returns the rule as it was. Its
+// effect is Effect::None if there is no rule, if the rule still skips calls, or if chance spares this one.
 FaultRule use_rule(Board &board, const FaultCall &call) {
   Guard guard(board);
   for (FaultRule &rule : board.rules) {

@@ -16,7 +16,8 @@ struct Fault {
   uint32_t rule = 0;  // its number
 };
 
-/** Finds the first rule for this call and uses it up by one. A rule that kills does not return. */
+/** Finds the first rule for this call and uses it up by one; later rules are not looked at. Nothing strikes if that rule
+ *  still skips calls, or if chance spares this one. A rule that kills does not return. */
 Fault take_fault(Board &board, const FaultCall &call);
 /** True if a rule for `target` is for this call, too. */
 bool matches(const FaultCall &target, const FaultCall &call);

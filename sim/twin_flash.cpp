@@ -14,7 +14,8 @@
 #include "tool.h"
 #include "twin_identity.h"
 
-// The flash of a report: all of it, or only the boot environment.
+// The flash of a report: all of it; or the boot environment, the identity and the MAC backup, which reports without a copy
+// of the flash have, too.
 
 namespace zelsim::tool {
 namespace {

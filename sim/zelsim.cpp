@@ -130,11 +130,11 @@ bool is_command(const CommandRow &row, const std::string &first, const std::stri
   return word == last || (row.alias != nullptr && word == row.alias);
 }
 
-// The rows that these words can mean. All rows if they mean none: the help or the error then names them all. Most commands
-// take less time than a parser of all commands takes to be set up.
+// The rows that these words can mean. All rows if they mean none: the help or the error then names them all. Only these rows
+// are set up: setting up a parser of all commands takes longer than most commands.
 std::vector<CommandRow> commands_for(const std::string &first, const std::string &second) {
-  bool needs_none = first == "--version";
-  if (needs_none) return {kOwnCommands[0]};
+  bool asks_version = first == "--version";
+  if (asks_version) return {};
   std::vector<CommandRow> group;   // the group, or the one command
   std::vector<CommandRow> chosen;  // the command in the group
   std::vector<CommandRow> parts;   // all commands in the group

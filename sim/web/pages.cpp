@@ -62,7 +62,7 @@ httplib::Server::Handler answering(Work work) {
 
 std::atomic<unsigned> open_streams = 0;
 
-/** An open stream: it counts as one as long as it lives. */
+/** An open stream. stream() has counted it in open_streams; its end takes it off. */
 struct Stream {
   Stream(std::shared_ptr<Source> of, bool requests) : source(std::move(of)) {
     reader.wants_requests = requests;
@@ -77,7 +77,8 @@ struct Stream {
 };
 
 void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, HttpResponse &response) {
-  if (++open_streams > kMostReaders) {
+  unsigned open_now = ++open_streams;
+  if (open_now > kMostReaders) {
     --open_streams;
     return refuse(response, kBusy, "events: as many pages are open as can be");
   }

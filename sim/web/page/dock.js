@@ -41,7 +41,7 @@ function tabOf(name, title) {
   );
 }
 
-/** Adds a view with its tab. `fill` makes its content once. */
+/** Adds a view with its tab. The view shows `content`. */
 export function add(name, title, ...content) {
   const tab = tabOf(name, title);
   const panel = element(

@@ -46,7 +46,7 @@ export function restore() {
   );
 }
 
-/** What a part is and how it stands, in words. */
+/** How a port stands, in words: no board, an empty cage, or its module with its signs. */
 export function portState(port) {
   const slot = slotOf(port);
   const board = boardIn(slot);
@@ -57,6 +57,7 @@ export function portState(port) {
   return `${cage.module}, ${signsOf(cage, alarmsOf(port)).join(', ')}`;
 }
 
+/** What a part is and how it stands, in words. */
 export function describe(part) {
   const number = numberOf(part);
   const board = known.board;
