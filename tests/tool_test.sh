@@ -160,6 +160,7 @@ says 2 "VALUE: 'onn' is not one of off|on|blink$" ctl led set alarm onn
 says 2 "PORT: '0x1c' is not a number from 0 to 27" ctl cage 0x1c
 says 2 "PORT: 'a.nb.x1b' is not" ctl cage "$(printf 'a\nb\033')"
 says 2 "FILE: '' is not a file" ctl backup ''
+says 2 'part: 255 means the whole flash' ctl flash compare "$work/kept" --part 255 --of 300
 says 2 'MAC: ' ctl mac-backup set 00:11:22:33:44:5g
 : >"$work/empty"
 for words in "firmware write $work/empty --partition 1" "db gen write $work/empty" "flash write T $work/empty"; do

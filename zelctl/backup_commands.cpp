@@ -45,6 +45,8 @@ static void dump_flash(const DumpOptions &options) {
 
 static void compare_flash(const DumpOptions &options) {
   options.require_part();
+  if (options.part == FW_COMPARE_WHOLE)
+    refuse_argument("--part", "255 means the whole flash to the library: part 255 cannot be compared");
   const FileFigures figures = measure_file(options.path);
   require_size(options.path, figures.size, options.length());
   read_flash(options.start(), options.length());  // a flash that cannot be read is no difference
