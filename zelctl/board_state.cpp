@@ -273,7 +273,7 @@ static Reading reading_of(const Watched &what, uint32_t which) {
 static bool read_value(Round &round, const Watched &what, uint32_t which, Reading &reading) {
   round.asked = what.driver;
   try {
-    if (what.driver == Flash && FW_GetFlashAccessFlag() == 1) throw Failure{"the flash is being written"};
+    if (what.driver == Flash && flash_is_being_written()) throw Failure{"the flash is being written"};
     reading.value = what.read(round, which);
     return reading.value.has_value();
   } catch (const Failure &failure) {

@@ -1,6 +1,7 @@
 /** @file
  *  What the tool knows about each subsystem: commands show it, the panel draws it, the self-test judges it. No function
- *  here changes anything on the board. Every function throws a Failure if the board does not answer. */
+ *  here changes a setting of the board; `modules` moves the cage selection. Every function throws a Failure if the
+ *  board does not answer. */
 #ifndef ZELCTL_RECORDS_H
 #define ZELCTL_RECORDS_H
 
@@ -27,7 +28,6 @@ void require_cage(uint32_t port);
 /** Throws unless the status of a call on a port is 0. The port must have a cage. */
 void require_port(uint32_t status, uint32_t port, const char *what);
 
-using Record = Json();
 /** A member of a record that can be asked for alone. */
 struct Part {
   const char *key;
@@ -39,18 +39,31 @@ Json whole(std::span<const Part> parts);
 /* The parts of `power` and `identity`. */
 std::span<const Part> power_parts();
 std::span<const Part> identity_parts();
-Record leds, relay, flags, reset_key, watchdog, power, bus_busy, clock_mode, held_temperature, board;
+Json leds();
+Json relay();
+Json flags();
+Json reset_key();
+Json watchdog();
+Json power();
+Json bus_busy();
+Json clock_mode();
+Json held_temperature();
+Json board();
 constexpr uint8_t kSensorAddress = 0x9E;  // 8-bit address of the temperature sensor
 /** Reads the sensor itself: a poll would change what the driver holds. Nothing if there is no sensor. */
 std::optional<double> sensed_degrees();
 /** A time like 2026-03-15T14:30:45. */
 std::string clock_text(const rtc_tm &tm);
 constexpr uint32_t kWatchdogRegister = 0x20300;
-Record flash_id, flash_regions, environment, mac_backup, identity;
+Json flash_id();
+Json flash_regions();
+Json environment();
+Json mac_backup();
+Json identity();
 /** The state and the variables of the environment's region. */
 Json environment_in(std::span<const uint8_t> region);
 /** All copies of all databases. The partition table is read directly: the library's call would repair blank slots. */
-Record databases;
+Json databases();
 constexpr uint32_t kDatabaseCopies = 5;
 std::vector<uint8_t> partition_table();
 /** One row of `databases`. */
@@ -58,7 +71,7 @@ Json database_row(uint32_t row, std::span<const uint8_t> table);
 /** The name of a copy, by its place in `databases`: "gen 1". */
 std::string database_name(uint32_t row);
 /** The modules in all cages. Reads a copper module's PHY, but does not set it up. Moves the cage selection. */
-Record modules;
+Json modules();
 /** A register of a switch port's PHY, as debugCmd prints it. */
 Json phy_register(uint32_t port, uint32_t number);
 /* The LEDs of the front panel, by number. */
@@ -67,6 +80,8 @@ constexpr const char *kLedStates = "off|on|blink";  // by FW_LED_...
 std::string led_name(uint32_t led);
 uint8_t led_state(uint32_t led);
 uint8_t supply_conf(uint32_t supply);
+/** Whether the flash-access flag is on. False, too, if the GPIO driver does not answer: the flash can still be read. */
+bool flash_is_being_written();
 /** A request to the GPIO driver for which the library has no call.
  *  @param record  of the size that the request has
  *  @return the request's result, or FW_FAIL if the node cannot be opened */

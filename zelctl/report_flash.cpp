@@ -133,7 +133,7 @@ void report_flash(Report &report, TarWriter *content) {
   if (id.is_object()) append(flash, "chip_index", id["chip_index"], "jedec_id", id["jedec_id"]);
   report.data["databases"] = known_databases(report);
   const Json readable = report.ask("flash", [] {
-    if (FW_GetFlashAccessFlag() == 1) throw Failure{"somebody writes it now"};
+    if (flash_is_being_written()) throw Failure{"somebody writes it now"};
     require_chip();
     return Json(true);
   });

@@ -33,10 +33,15 @@ static void add_watchdog(App &app) {
 
 /* ---- flags of all processes ---- */
 
-/** For a call that returns a flag, 0 or 1. A larger result is the status of a failure. */
+/** A flag that a call returns: 0 = off, any other = on. FW_FAIL and FW_REFUSED are failures. */
 static bool flag_of(uint32_t result, const char *what) {
-  if (result > 1) require(result, what);
-  return result == 1;
+  if (result == FW_FAIL || result == FW_REFUSED) require(result, what);
+  return result != 0;
+}
+
+bool flash_is_being_written() {
+  const uint32_t flag = FW_GetFlashAccessFlag();
+  return flag != 0 && flag != FW_FAIL;
 }
 
 Json flags() {
