@@ -15,7 +15,9 @@ using Bytes = std::span<const uint8_t>;
 
 /** Replaces a file as a whole or not at all: a full disk, a signal or a power cut leaves the old file. The new file is
  *  written beside the old one; `commit` puts it on the disk and then in the place of the old one. The mode stays, and a
- *  link still leads to the file. Anything but an ordinary file, such as a pipe or /dev/full, is written in place. */
+ *  link still leads to the file. Anything but an ordinary file, such as a pipe or /dev/full, is written in place.
+ *
+ *  The constructor holds signals (hold_signals in program.h). They stay held after `commit`. */
 class OutputFile {
  public:
   explicit OutputFile(const std::string &path, const std::string &argument = "FILE");

@@ -34,8 +34,9 @@ static void work() {
   if (failure) throw Failure(*failure);
 }
 
+using Family = void (*)(App &app);
 /** In the order of the help. */
-constexpr Family *kFamilies[] = {
+constexpr Family kFamilies[] = {
     add_indicator_commands,  add_system_commands,  add_register_commands,    add_i2c_commands,    add_clock_commands,
     add_temperature_command, add_port_commands,    add_panel_command,        add_sfp_commands,    add_flash_commands,
     add_firmware_commands,   add_backup_commands,  add_environment_commands, add_mac_commands,    add_database_commands,
@@ -59,6 +60,6 @@ int main(int argc, char **argv) {
       "--sim", [] { refuse_argument("--sim", "must be the first argument"); },
       "First argument only: run on the default virtual switch");
   app->require_subcommand(0, 1);
-  for (Family *add : kFamilies) add(*app);
+  for (const Family add : kFamilies) add(*app);
   return run_program(*app, argc, argv, work);
 }

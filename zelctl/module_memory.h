@@ -17,8 +17,8 @@ using LowerHalf = std::array<uint8_t, kPageLength>;
 using WholePage = std::vector<uint8_t>;
 
 /** What the line of a failure calls the pages. */
-constexpr const char *kIdentification = "memory of the module";
-constexpr const char *kDiagnostics = "diagnostics of the module";
+constexpr const char *kIdentificationText = "memory of the module";
+constexpr const char *kDiagnosticsText = "diagnostics of the module";
 
 /** Selects the cage of a port that has one. Throws FW_NOT_SET if the cage is empty. */
 void select_module(uint32_t port);

@@ -3,21 +3,21 @@
 WholePage identification_page(uint32_t port) {
   require_cage(port);
   select_module(port);
-  return read_whole_page(port, FW_SFP_MEMORY, kIdentification);
+  return read_whole_page(port, FW_SFP_MEMORY, kIdentificationText);
 }
 
 WholePage diagnostics_page(uint32_t port) {
   require_diagnostics(port, lower_half_of(identification_page(port)));
-  return read_whole_page(port, kDiagnosticsMemory, kDiagnostics);
+  return read_whole_page(port, kDiagnosticsMemory, kDiagnosticsText);
 }
 
 DiagnosticPages diagnostic_pages(uint32_t port) {
   require_cage(port);
   select_module(port);
   DiagnosticPages pages{};
-  pages.identification = read_lower_half(port, FW_SFP_MEMORY, kIdentification);
+  pages.identification = read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
   require_diagnostics(port, pages.identification);
-  pages.diagnostics = read_lower_half(port, kDiagnosticsMemory, kDiagnostics);
+  pages.diagnostics = read_lower_half(port, kDiagnosticsMemory, kDiagnosticsText);
   return pages;
 }
 
@@ -40,13 +40,14 @@ static void read_module(Round &round, Flags flags, Optics &optics) {
   round.asked = Gpio;
   require_port(FW_SfpSel(port), port, "selection of the cage");
   round.asked = I2c;
-  const LowerHalf identification = read_lower_half(port, FW_SFP_MEMORY, kIdentification);
+  const LowerHalf identification = read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
   optics.vendor = vendor_of(identification);
   optics.part_number = part_number_of(identification);
   optics.serial_number = serial_number_of(identification);
   if (!offers_diagnostics(identification)) return;
   const uint8_t length = flags == Flags::Read ? kPageLength : kDiagnosticsFlags;
-  optics.diagnostics = diagnostics_in(identification, read_lower_half(port, kDiagnosticsMemory, kDiagnostics, length));
+  optics.diagnostics =
+      diagnostics_in(identification, read_lower_half(port, kDiagnosticsMemory, kDiagnosticsText, length));
   optics.measures = true;
 }
 

@@ -47,14 +47,14 @@ static void add_measurement(Json &row, const std::string &column, const Measurem
 
 static void fill_row(Json &row, uint32_t of_port) {
   select_module(of_port);
-  const LowerHalf identification = read_lower_half(of_port, FW_SFP_MEMORY, kIdentification);
+  const LowerHalf identification = read_lower_half(of_port, FW_SFP_MEMORY, kIdentificationText);
   row["module"] = part_number_of(identification);
   if (!has_diagnostics(identification)) return;
   if (needs_address_change(identification)) {
     row["diagnostics"] = "address change";
     return;
   }
-  const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnostics);
+  const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnosticsText);
   const Diagnostics found = diagnostics_in(identification, measured);
   row["diagnostics"] = found.ready ? found.calibration : "not ready";
   if (!found.ready) return;

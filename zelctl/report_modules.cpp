@@ -26,11 +26,11 @@ static Json read_phy(uint32_t port) {
 
 static Memory read_selected(Report &report, uint32_t port) {
   Memory memory;
-  memory.identification = read_whole_page(port, FW_SFP_MEMORY, kIdentification);
+  memory.identification = read_whole_page(port, FW_SFP_MEMORY, kIdentificationText);
   const LowerHalf identification = lower_half_of(memory.identification);
   if (offers_diagnostics(identification)) {
     report.ask(format("port %u: page A2h", port), [&]() -> Json {
-      memory.diagnostics = read_whole_page(port, kDiagnosticsMemory, kDiagnostics);
+      memory.diagnostics = read_whole_page(port, kDiagnosticsMemory, kDiagnosticsText);
       return {};
     });
   }
@@ -47,7 +47,7 @@ static Memory read_memory(Report &report, uint32_t port) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     require_port(FW_SfpSel(port), port, "selection of the cage");
     Memory memory = read_selected(report, port);
-    if (read_whole_page(port, FW_SFP_MEMORY, kIdentification) == memory.identification) return memory;
+    if (read_whole_page(port, FW_SFP_MEMORY, kIdentificationText) == memory.identification) return memory;
   }
   throw Failure{format("port %u: another program keeps selecting other cages", port)};
 }

@@ -101,5 +101,6 @@ static void selftest() {
 }
 
 void add_selftest_command(App &app) {
-  command(app, "selftest", "Walks every subsystem without changing anything", "selftest --json", selftest);
+  command(app, "selftest", "Walks every subsystem; changes nothing but the cage selection", "selftest --json",
+          selftest);
 }

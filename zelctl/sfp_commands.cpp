@@ -33,7 +33,7 @@ static std::string class_name(uint8_t code) {
 /** Page A0h of the module in a cage. Throws FW_NOT_SET if the cage is empty. */
 static LowerHalf read_page(uint32_t port) {
   select_module(port);
-  return read_lower_half(port, FW_SFP_MEMORY, kIdentification);
+  return read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
 }
 
 /** The same for any port: throws if the port has no cage. */

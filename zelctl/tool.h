@@ -93,15 +93,30 @@ void allow_empty_option(App *app, bool &allow_empty);
 /** Refuses a file without bytes unless --allow-empty was given. */
 void require_bytes(const std::string &path, uint64_t size, bool allow_empty);
 
-/** Adds the commands of one family. */
-using Family = void(App &app);
-Family add_indicator_commands, add_system_commands, add_register_commands, add_i2c_commands, add_clock_commands,
-    add_temperature_command, add_port_commands, add_panel_command, add_sfp_commands, add_flash_commands,
-    add_firmware_commands, add_backup_commands, add_environment_commands, add_mac_commands, add_database_commands,
-    add_identity_commands, add_selftest_command, add_monitor_command, add_metrics_command, add_report_command,
-    add_session_command;
+/* Each adds the commands of one family. */
+void add_indicator_commands(App &app);
+void add_system_commands(App &app);
+void add_register_commands(App &app);
+void add_i2c_commands(App &app);
+void add_clock_commands(App &app);
+void add_temperature_command(App &app);
+void add_port_commands(App &app);
+void add_panel_command(App &app);
+void add_sfp_commands(App &app);
+void add_flash_commands(App &app);
+void add_firmware_commands(App &app);
+void add_backup_commands(App &app);
+void add_environment_commands(App &app);
+void add_mac_commands(App &app);
+void add_database_commands(App &app);
+void add_identity_commands(App &app);
+void add_selftest_command(App &app);
+void add_monitor_command(App &app);
+void add_metrics_command(App &app);
+void add_report_command(App &app);
+void add_session_command(App &app);
 /** Part of the family "flash". */
-Family add_flash_update;
+void add_flash_update(App &app);
 
 /* ---- the board said no ---- */
 
