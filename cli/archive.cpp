@@ -134,7 +134,7 @@ void TarWriter::finish() {
   sink_(kEnd);
 }
 
-Unpacked unpack(std::vector<uint8_t> bytes, size_t most) {
+Unpacked unpack_what_is_there(std::vector<uint8_t> bytes, size_t most) {
   const bool is_packed = bytes.size() > 2 && bytes[0] == 0x1F && bytes[1] == 0x8B;
   if (!is_packed) return {std::move(bytes), true};
   z_stream stream{};
@@ -157,8 +157,8 @@ Unpacked unpack(std::vector<uint8_t> bytes, size_t most) {
   return {std::move(all), !is_cut_off};
 }
 
-std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most) {
-  Unpacked all = unpack(std::move(bytes), most);
+std::vector<uint8_t> unpack_whole(std::vector<uint8_t> bytes, size_t most) {
+  Unpacked all = unpack_what_is_there(std::move(bytes), most);
   if (!all.is_whole) throw Failure{"the compressed file is cut off"};
   return std::move(all.bytes);
 }

@@ -60,9 +60,9 @@ struct Unpacked {
 };
 /** Unpacks a gzip stream. Returns other bytes as they are. Throws a Failure if the stream is damaged, or if it holds more
  *  than `most` bytes. */
-Unpacked unpack(std::vector<uint8_t> bytes, size_t most);
+Unpacked unpack_what_is_there(std::vector<uint8_t> bytes, size_t most);
 /** The same for a caller that needs all of it: throws a Failure if the stream was cut off, too. */
-std::vector<uint8_t> unpacked(std::vector<uint8_t> bytes, size_t most);
+std::vector<uint8_t> unpack_whole(std::vector<uint8_t> bytes, size_t most);
 
 /** The files of a tar archive, by name. The common folder is not part of the names. */
 using ArchivedFiles = std::map<std::string, std::vector<uint8_t>>;

@@ -225,7 +225,7 @@ std::string recording_title(int64_t began_us) {
 
 Recording read_recording(const std::string &file) {
   constexpr uint32_t kBoardLine = 3;  // behind the title and the command
-  const std::vector<uint8_t> content = unpack(read_file(file, kLongestFile), kLongestFile).bytes;
+  const std::vector<uint8_t> content = unpack_what_is_there(read_file(file, kLongestFile), kLongestFile).bytes;
   std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
   Recording recording = {};
   uint32_t number = 1;

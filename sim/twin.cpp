@@ -215,7 +215,7 @@ class Twin {
 
 ArchivedFiles files_of_report(const std::string &path) {
   try {
-    return files_of_tar(unpacked(read_file(path, kLargestReport, "--from"), kLargestReport));
+    return files_of_tar(unpack_whole(read_file(path, kLargestReport, "--from"), kLargestReport));
   } catch (const Failure &failure) {
     throw Usage("--from: '" + path + "' is no report: " + failure.what());
   }
