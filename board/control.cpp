@@ -15,6 +15,7 @@ uint32_t FW_GetDebug_Gpio(void) {
 
 // The flags that suppress flash writes, and the one that marks a write in progress.
 uint32_t FW_SetSystemDiagFlag(uint32_t flag) { return zel::send_byte(zel::kSetDiagFlag, flag != 0); }
+// The flag is the request's result; the record carries nothing.
 uint32_t FW_GetSystemDiagFlag(void) { return zel::send_byte(zel::kGetDiagFlag, 0); }
 
 uint32_t FW_SetDiagNoOperationFlag(uint32_t flag) {

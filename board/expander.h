@@ -13,7 +13,7 @@ inline uint32_t write_expander(uint8_t address, uint8_t reg, uint8_t byte) {
   return FW_I2C_BufWrite(address, reg, 1, 1, &byte);
 }
 
-/// A write is repeated until the register reads back the value. This is the most writes.
-inline constexpr int kWrites = 100;
+/// A write is repeated until the register reads back the value, this often at most.
+inline constexpr int kMostWrites = 100;
 
 }  // namespace zel

@@ -17,16 +17,17 @@ struct Step {
 constexpr Step kDaughterSteps[] = {{0x40, 2, 0x44}, {0x40, 3, 0x44}, {0x42, 2, 0x44}, {0x42, 3, 0x44}, {0x40, 6, 0x33},
                                    {0x40, 7, 0x33}, {0x42, 6, 0x33}, {0x42, 7, 0x33}, {0x70, 3, 0xFF}};
 
-// Distance from one slot's expander to the next slot's.
-constexpr uint8_t kLossOfSignalExpander = 0x70;
+constexpr uint8_t kLossOfSignalExpander = 0x70;  // of slot 1
+
+// Address distance from one slot to the next.
 constexpr uint32_t kLossOfSignalStride = 2;
 constexpr uint32_t kCageStride = 4;
 
 constexpr Step kMainSteps[] = {{0x76, 1, 0x22}, {0x78, 1, 0x22}, {0x76, 3, 0x11}, {0x78, 3, 0x11},
                                {0x7A, 3, 0xFF}, {0x4C, 3, 0x80}, {0x4C, 7, 0x7F}};
 
-uint32_t make_step(const Step &step) {
-  for (int write = 0; write < kWrites; ++write) {
+uint32_t write_and_verify(const Step &step) {
+  for (int write = 0; write < kMostWrites; ++write) {
     if (const uint32_t failed = write_expander(step.address, step.reg, step.value); failed != 0) return failed;
     uint8_t check = 0;
     if (const uint32_t failed = read_expander(step.address, step.reg, &check); failed != 0) return failed;
@@ -47,14 +48,14 @@ Step for_slot(Step step, uint32_t slot) {
 uint32_t FW_InitDauExpender(uint32_t slot) {
   if (slot < FW_SLOT_FIRST || slot > FW_SLOT_LAST) return FW_FAIL;
   for (const zel::Step &step : zel::kDaughterSteps) {
-    if (const uint32_t failed = zel::make_step(zel::for_slot(step, slot)); failed != 0) return failed;
+    if (const uint32_t failed = zel::write_and_verify(zel::for_slot(step, slot)); failed != 0) return failed;
   }
   return 0;
 }
 
 uint32_t FW_InitOnBoardExpender(void) {
   for (const zel::Step &step : zel::kMainSteps) {
-    if (const uint32_t failed = zel::make_step(step); failed != 0) return failed;
+    if (const uint32_t failed = zel::write_and_verify(step); failed != 0) return failed;
   }
   return 0;
 }

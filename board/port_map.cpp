@@ -18,7 +18,8 @@ struct BoardInSlot {
   uint32_t result;
   uint8_t type;
 
-  // A query that failed without an answer leaves the preset, so the slot counts as a copper board.
+  // A query that fails without an answer leaves the preset type: the slot has no cages. is_copper() does not count it
+  // either.
   bool has_cages() const { return type != FW_BOARD_COPPER && result != FW_ABSENT; }
   bool is_copper() const { return type == FW_BOARD_COPPER && result == 0; }
 };
@@ -32,8 +33,13 @@ BoardInSlot query_slot(uint32_t slot) {
 /// The boards of all slots.
 class Boards {
  public:
-  Boards() {
-    for (uint32_t slot = FW_SLOT_FIRST; slot <= FW_SLOT_LAST; ++slot) boards_[slot - FW_SLOT_FIRST] = query_slot(slot);
+  /// Makes six requests.
+  static Boards ask() {
+    Boards boards;
+    for (uint32_t slot = FW_SLOT_FIRST; slot <= FW_SLOT_LAST; ++slot) {
+      boards.boards_[slot - FW_SLOT_FIRST] = query_slot(slot);
+    }
+    return boards;
   }
 
   bool has_cage(uint32_t port) const {
@@ -66,7 +72,7 @@ uint32_t check_cage(uint32_t port, uint32_t part) {
 }  // namespace zel
 
 const char *BoardType_Check(uint32_t kind, uint32_t port, uint8_t *count) {
-  const zel::Boards boards;  // asked for any kind
+  const zel::Boards boards = zel::Boards::ask();  // whatever the kind
   if (kind == FW_CHECK_SFP_PORT) return boards.has_cage(port) ? zel::kYes : zel::kNo;
   if (kind != FW_CHECK_COPPER_COUNT) return zel::kYes;
   *count = boards.copper_count();

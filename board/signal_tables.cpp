@@ -3,6 +3,9 @@
 //
 // A slot has two 16-bit expanders, for four cages each, and an 8-bit one for loss of signal. A cage has four bits of an
 // input port and of the output port with the same number: presence, transmit fault, transmit disable, an unused output.
+//
+// The main board has 8-bit expanders: 0x7A has presence and loss of signal, 0x76 and 0x78 have transmit fault (input 0)
+// and transmit disable (output 1).
 #include "zelboard/ports.h"
 
 sfp_signal sfp_presnt[] = {
@@ -42,7 +45,7 @@ sfp_signal sfp_los[] = {
     {0x72, 0, 0x10}, {0x72, 0, 0x20}, {0x72, 0, 0x40}, {0x72, 0, 0x80},
     {0x74, 0, 0x01}, {0x74, 0, 0x02}, {0x74, 0, 0x04}, {0x74, 0, 0x08},  // slot 3
     {0x74, 0, 0x10}, {0x74, 0, 0x20}, {0x74, 0, 0x40}, {0x74, 0, 0x80},
-    {0x7A, 0, 0x01}, {0x7A, 0, 0x04}, {0x7A, 0, 0x10}, {0x7A, 0, 0x40},  // main board
+    {0x7A, 0, 0x01}, {0x7A, 0, 0x04}, {0x7A, 0, 0x10}, {0x7A, 0, 0x40},  // main board: not used, see sfp_los_gpio
 };
 
 // Loss of signal of the main-board cages reaches the SoC: register 0x18110, bits 8 to 11. The others have no such bit.

@@ -6,7 +6,7 @@
 namespace zel {
 
 struct Chip {
-  bool unknown;   // the driver could not be asked
+  bool unknown;   // the question returned FW_FAIL: the node did not open, or the driver failed
   uint8_t index;  // 0 = N25Q256A; 0xFF when the kernel refused the question
 };
 

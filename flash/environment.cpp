@@ -20,6 +20,7 @@ uint32_t FW_SpiFlash_BackupMacSet(const uint8_t *mac) { return zel::dispatch(sto
 uint32_t FW_SpiFlash_BackupMacGet(uint8_t *mac) {
   const zel::Chip chip = zel::fitted_chip();
   if (chip.unknown) return FW_FAIL;
-  if (chip.index != 0) return 0;  // not a failure, as for other fronts: another chip has no backup
+  // Other fronts fail here. This one returns 0 and leaves the buffer as it is.
+  if (chip.index != 0) return 0;
   return FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_MAC_BACKUP], FW_MAC_BACKUP_SIZE, mac);
 }

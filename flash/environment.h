@@ -52,7 +52,8 @@ bool fits_slot(const char *name, const char *value);
 /// Parses a data area into env_data; false when a variable was cut or left out.
 bool parse_area(const uint8_t *data);
 
-/// Whether writing the list keeps all used slots. Slots with that name do not count: the update adds that variable itself.
-bool lists_others(const char *name);
+/// True if convert_env would write every used slot. Slots with this name may be missing: the update sets that variable
+/// itself.
+bool keeps_all_others(const char *name);
 
 }  // namespace zel

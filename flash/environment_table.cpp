@@ -61,8 +61,8 @@ bool fill_from_variable(env_slot &slot, const uint8_t *from, const uint8_t *equa
   return kept_name == name && kept_value == value;
 }
 
-/// Fills a slot from an entry without "=". The NUL goes to the value field, at the name's length: such a name stays
-/// without one. False when the slot holds less than the entry.
+/// Fills a slot from an entry without "=". Callers rely on an oddity: the name gets no NUL, and value[length of the
+/// name] gets it instead. Returns false if the slot holds less than the entry.
 bool fill_from_name(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
   const size_t name = distance(from, end);
   const size_t kept = at_most(name, kMaxName);
@@ -133,7 +133,7 @@ bool parse_area(const uint8_t *data) {
   return whole && at == end;
 }
 
-bool lists_others(const char *name) {
+bool keeps_all_others(const char *name) {
   for (const env_slot *slot = first_unused(); slot != kTableEnd; ++slot) {
     if (is_used(*slot) && !holds(slot->name, name)) return false;
   }

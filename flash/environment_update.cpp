@@ -42,12 +42,12 @@ void store32(uint8_t *bytes, uint32_t word) {
   for (int n = 0; n < 4; ++n) bytes[n] = static_cast<uint8_t>(word >> 8 * n);
 }
 
-/// Rebuilds the region with the variable set; the CRC of its new data area. Nothing when that would lose or cut a
-/// variable.
+/// Rebuilds the region with the variable set; returns the CRC of its new data area. If the variable finds no room, the
+/// region keeps the variables that it had. Returns nothing if a variable would be lost or cut.
 std::optional<uint32_t> rebuild(const EnvironmentRegion &region, const char *name, const char *value) {
   const bool whole = parse_area(region.data());
   env_add(name, value);
-  if (!whole || !lists_others(name)) return std::nullopt;
+  if (!whole || !keeps_all_others(name)) return std::nullopt;
   region.clear();
   convert_env(region.data());
   const uint32_t crc = region.crc();

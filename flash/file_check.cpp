@@ -8,8 +8,9 @@ zel::FileSum zel::sum_file(int fd) {
   constexpr int32_t kPiece = 0x10000;
   FileSum total{};
   const Buffer piece = make_buffer(kPiece);
+  if (!piece) return {.read_error = true, .size = 0, .sum = 0};
   for (;;) {
-    const int32_t count = piece ? readFully(fd, piece.get(), kPiece) : -1;
+    const int32_t count = readFully(fd, piece.get(), kPiece);
     total.read_error = count < 0;
     if (count <= 0) return total;
     total.size += static_cast<uint32_t>(count);

@@ -1,5 +1,5 @@
-// The chip's geometry, as flash_def has it. Every use reads the table: a program that changes it gets a library for
-// that chip.
+// The chip's geometry, as flash_def has it. The library reads a word each time it needs it: a program may change the
+// table to describe another chip that the driver reports as chip 0.
 #pragma once
 
 #include "zelboard/flash.h"

@@ -12,9 +12,9 @@ namespace {
 
 constexpr uint8_t kStatus1 = 0x60;
 constexpr uint8_t kRealTimeData = 0x64;
-constexpr uint8_t k24Hour = 0x40;    // of status register 1
-constexpr uint8_t kAmPmFlag = 0x02;  // of the hour byte
-constexpr uint32_t kCentury = 100;   // tm_year counts from 1900, the chip from 2000
+constexpr uint8_t k24Hour = 0x40;      // of status register 1
+constexpr uint8_t kAmPmFlag = 0x02;    // of the hour byte
+constexpr int32_t kYearsTo2000 = 100;  // tm_year counts from 1900, the chip from 2000
 
 uint32_t check_clock() { return check_alive(FW_GetRTC_Alive); }
 
@@ -26,14 +26,16 @@ uint32_t write_chip(uint8_t address, uint8_t len, const uint8_t *bytes) {
 
 uint8_t encode(int32_t field) { return time_to_s35390A(static_cast<uint8_t>(field)); }
 
-/// Adds without overflow, even if the caller's record holds extreme values.
-void adjust(int32_t &field, uint32_t by) { field = static_cast<int32_t>(static_cast<uint32_t>(field) + by); }
+/// Adds and wraps: a field may hold any value.
+void add_wrapping(int32_t &field, int32_t by) {
+  field = static_cast<int32_t>(static_cast<uint32_t>(field) + static_cast<uint32_t>(by));
+}
 
 rtc_record decode(const uint8_t (&raw)[7], uint8_t status) {
   rtc_record record{};
   record.mode24 = (status & k24Hour) != 0;
   record.pm = (raw[4] & kAmPmFlag) != 0;
-  record.tm.tm_year = s35390A_to_time(raw[0], 8) + static_cast<int32_t>(kCentury);
+  record.tm.tm_year = s35390A_to_time(raw[0], 8) + kYearsTo2000;
   record.tm.tm_mon = s35390A_to_time(raw[1], 5) - 1;
   record.tm.tm_mday = s35390A_to_time(raw[2], 6);
   record.tm.tm_wday = s35390A_to_time(raw[3], 3);
@@ -55,8 +57,8 @@ uint32_t FW_GetRtc(rtc_record *rec) {
 
 uint32_t FW_SetRtc(rtc_record *rec) {
   if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
-  zel::adjust(rec->tm.tm_year, -zel::kCentury);
-  zel::adjust(rec->tm.tm_mon, 1);
+  zel::add_wrapping(rec->tm.tm_year, -zel::kYearsTo2000);
+  zel::add_wrapping(rec->tm.tm_mon, 1);
   const rtc_tm &tm = rec->tm;
   const uint8_t bytes[7] = {zel::encode(tm.tm_year), zel::encode(tm.tm_mon), zel::encode(tm.tm_mday), 0,
                             zel::encode(tm.tm_hour), zel::encode(tm.tm_min), zel::encode(tm.tm_sec)};

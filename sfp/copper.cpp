@@ -34,12 +34,13 @@ uint32_t switch_transmitter_on(uint32_t port, const char *busy_line) {
 }
 
 uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, uint8_t verbose, CopperState *state) {
+  // Programs look for these texts: the spelling stays.
   const char *const bus_busy = verbose != 0 ? "I2C Bus Busy" : nullptr;
   const char *const transmitter_busy = verbose != 0 ? "IC Bus busy" : nullptr;
   FW_SFP_mDelay(kSettle);
   if (verbose != 0) puts(line);
   if (const uint32_t failed = switch_transmitter_on(port, transmitter_busy); failed != 0) return failed;
-  if (const uint32_t failed = i2c_offset_read(kCopperPhy, 0, sizeof state->phy, state->phy); failed != 0) {
+  if (const uint32_t failed = i2c_offset_read(FW_SFP_PHY, 0, sizeof state->phy, state->phy); failed != 0) {
     return note_busy(failed, bus_busy);
   }
   const uint32_t result = FW_SFP_SGMII_Set(port, &state->phy[kPhyIdentifier], &state->sgmii_cisco, set_sgmii, verbose);

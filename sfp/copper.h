@@ -5,8 +5,7 @@
 
 namespace zel {
 
-inline constexpr uint8_t kCopperPhy = 0xAC;  // 8-bit I2C address
-inline constexpr uint16_t kSettle = 50;      // ms, before a copper module is touched
+inline constexpr uint16_t kSettle = 50;  // ms, before a PHY is used; register functions also wait before the selection
 
 /// A 16-bit register as the PHY sends it, high byte first.
 inline uint16_t register_value(const uint8_t *bytes) { return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]); }
@@ -23,8 +22,8 @@ struct CopperState {
   uint8_t sgmii_cisco;  // 1 = Marvell PHY
 };
 
-/// Switches the transmitter on, reads the PHY registers, and sets SGMII mode when `set_sgmii` is 1. Prints `line` and
-/// the steps when `verbose`.
+/// Waits 50 ms, switches the transmitter on if it is off, reads PHY registers 0 to 7, and sets SGMII mode if
+/// `set_sgmii` is 1. If `verbose` is not 0, prints `line` after the wait, and then the steps.
 uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, uint8_t verbose, CopperState *state);
 
 }  // namespace zel

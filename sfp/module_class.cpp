@@ -7,8 +7,8 @@
 namespace zel {
 namespace {
 
-constexpr uint8_t kSfp = 3;        // identifier of an SFP or SFP+ module
-constexpr uint8_t kBelow10G = 99;  // a rate above this is 10G
+constexpr uint8_t kSfp = 3;             // identifier of an SFP or SFP+ module
+constexpr uint8_t kFirst10GRate = 100;  // units of 100 MBd
 
 constexpr auto kFibre = Medium::FibreOrCable;
 constexpr ModuleClass k100Fx{FW_SFP_100FX, "This is a PORT_SFP_100FX type. ", kFibre};
@@ -42,14 +42,15 @@ struct Band {
 
 // From the highest to the lowest.
 constexpr Band kBands[] = {
-    {100, k10G, k10G},         //
-    {50, k5G, k5G},            //
-    {25, k2G5, k2G5},          //
-    {10, k1000X, kLxAs1000X},  //
-    {1, k100Fx, kLxAs100Fx},   //
+    {kFirst10GRate, k10G, k10G},  //
+    {50, k5G, k5G},               //
+    {25, k2G5, k2G5},             //
+    {10, k1000X, kLxAs1000X},     //
+    {1, k100Fx, kLxAs100Fx},      //
     {0, kUnknown, kLxSilent},
 };
 
+// Ends: the last band begins at 0.
 const Band &band(uint8_t rate) {
   const Band *found = kBands;
   while (rate < found->from) ++found;
@@ -90,7 +91,7 @@ const ModuleClass &ethernet_class(uint8_t compliance, uint8_t rate) {
 
 const ModuleClass &classify(const BaseId &id) {
   if (id.identifier() != kSfp) return kNotSfp;
-  if (id.rate() > kBelow10G) {
+  if (id.rate() >= kFirst10GRate) {
     if (id.passive_cable()) return kDac;
     if (const ModuleClass *const found = ten_gigabit_class(id.compliance_10g())) return *found;
   }

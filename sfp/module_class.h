@@ -5,9 +5,7 @@
 
 namespace zel {
 
-inline constexpr uint8_t kIdentification = 0xA0;  // SFF-8472 page A0h, 8-bit I2C address
-
-/// Bytes 0 to 15 of page A0h.
+/// Bytes 0 to 15 of SFF-8472 page A0h.
 struct BaseId {
   uint8_t byte[16];
 

@@ -16,28 +16,29 @@ namespace {
 constexpr uint8_t kAdvertisement = 4;
 
 /// What differs between the three register functions.
-struct Manners {
+struct AccessRules {
   const char *busy_line;  // null = a busy bus counts as an empty cage
   uint32_t not_copper;    // result for a module without a PHY
 };
 
-constexpr Manners kShow{"I2C Bus busy", 0};
-constexpr Manners kSet{nullptr, 0};
-constexpr Manners kGet{"I2C bus busy", FW_FAIL};
+// Programs look for these texts: the spelling stays.
+constexpr AccessRules kShow{"I2C Bus busy", 0};
+constexpr AccessRules kSet{nullptr, 0};
+constexpr AccessRules kGet{"I2C bus busy", FW_FAIL};
 
 /// Gets a copper module ready for register access. If that fails, or there is no PHY: the result that ends the call.
-std::optional<uint32_t> prepare_access(uint32_t port, const Manners &manners) {
+std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) {
   FW_SFP_mDelay(kSettle);
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   BaseId id{};
-  if (const uint32_t failed = i2c_offset_read(kIdentification, 0, sizeof id.byte, id.byte); failed != 0) {
-    if (failed == FW_I2C_BUSY && manners.busy_line != nullptr) return note_busy(failed, manners.busy_line);
+  if (const uint32_t failed = i2c_offset_read(FW_SFP_MEMORY, 0, sizeof id.byte, id.byte); failed != 0) {
+    if (failed == FW_I2C_BUSY && rules.busy_line != nullptr) return note_busy(failed, rules.busy_line);
     printf("SFP %d non exist! \n", static_cast<int>(port));
     return FW_FAIL;
   }
   if (!id.copper()) {
     puts("This is not 1000BaseT module");
-    return manners.not_copper;
+    return rules.not_copper;
   }
   FW_SFP_mDelay(kSettle);
   if (const uint32_t failed = switch_transmitter_on(port, nullptr); failed != 0) return failed;
@@ -47,7 +48,7 @@ std::optional<uint32_t> prepare_access(uint32_t port, const Manners &manners) {
 /// Reads a register. The transfer reads two registers; the first one is the wanted one.
 uint32_t read_phy(uint32_t reg, uint16_t *value) {
   uint8_t bytes[4] = {};
-  const uint32_t result = i2c_offset_read(kCopperPhy, reg, sizeof bytes, bytes);
+  const uint32_t result = i2c_offset_read(FW_SFP_PHY, reg, sizeof bytes, bytes);
   if (result == 0) *value = register_value(bytes);
   return result;
 }
@@ -66,7 +67,7 @@ uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg) {
 uint32_t FW_Set_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t value) {
   if (const auto ended = zel::prepare_access(port, zel::kSet)) return *ended;
   const uint8_t bytes[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-  return FW_I2C_BufWrite(zel::kCopperPhy, reg, 1, sizeof bytes, bytes);
+  return FW_I2C_BufWrite(FW_SFP_PHY, reg, 1, sizeof bytes, bytes);
 }
 
 uint32_t FW_Get_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t *value) {

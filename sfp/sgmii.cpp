@@ -13,7 +13,9 @@ namespace {
 
 constexpr uint8_t kStatusRegister = 17;  // PHY-specific status
 constexpr uint16_t kLinkUp = 1 << 10;    // real-time link
-constexpr uint8_t kOwnIdentifier = 0x60;
+
+// Where FW_SFP_SGMII_Set reads the PHY's identifier if the caller has none.
+constexpr uint8_t kIdentifierOffset = 0x60;
 
 /// Register 2 = 0x0141, register 3 = 0x0CCx: any revision.
 bool is_marvell(const uint8_t *id) {
@@ -41,14 +43,14 @@ struct Speed {
 };
 
 // Indexed by status bits 15-13: speed and duplex.
-constexpr Speed kSpeeds[] = {{4, "SFP RJ45 Speed 10 Half"},
-                             {1, "SFP RJ45 Speed 10 Full"},
-                             {5, "SFP RJ45 Speed 100 Half"},
-                             {2, "SFP RJ45 Speed 100 Full"},
-                             {3, "SFP RJ45 Speed 1G Full"},
-                             {3, "SFP RJ45 Speed 1G Full"},
-                             {0, nullptr},
-                             {0, nullptr}};
+constexpr Speed kSpeeds[] = {{FW_LINK_10_HALF, "SFP RJ45 Speed 10 Half"},
+                             {FW_LINK_10_FULL, "SFP RJ45 Speed 10 Full"},
+                             {FW_LINK_100_HALF, "SFP RJ45 Speed 100 Half"},
+                             {FW_LINK_100_FULL, "SFP RJ45 Speed 100 Full"},
+                             {FW_LINK_1000, "SFP RJ45 Speed 1G Full"},
+                             {FW_LINK_1000, "SFP RJ45 Speed 1G Full"},
+                             {FW_LINK_RESERVED, nullptr},
+                             {FW_LINK_RESERVED, nullptr}};
 
 void say(uint8_t verbose, const char *line) {
   if (verbose != 0) puts(line);
@@ -66,7 +68,7 @@ PhyCheck check_phy(uint32_t port, const uint8_t *phy_id) {
     return {};
   }
   uint8_t id[4] = {};
-  if (const uint32_t failed = i2c_offset_read(kCopperPhy, kOwnIdentifier, sizeof id, id); failed != 0) {
+  if (const uint32_t failed = i2c_offset_read(FW_SFP_PHY, kIdentifierOffset, sizeof id, id); failed != 0) {
     return {failed, "FW_SFP_SGMII_Support1:FALSE"};
   }
   if (FW_SFP_SGMII_Support(port, id) == 0) return {FW_FAIL, "FW_SFP_SGMII_Support2:FALSE"};
@@ -75,7 +77,7 @@ PhyCheck check_phy(uint32_t port, const uint8_t *phy_id) {
 
 uint32_t program_sgmii() {
   for (const RegisterWrite &write : kSgmiiSequence) {
-    const uint32_t failed = FW_I2C_BufWrite(kCopperPhy, write.reg, 1, sizeof write.value, write.value);
+    const uint32_t failed = FW_I2C_BufWrite(FW_SFP_PHY, write.reg, 1, sizeof write.value, write.value);
     if (failed != 0) return failed;
   }
   return 0;
@@ -110,7 +112,8 @@ uint32_t FW_SFP_SGMII_Set(uint32_t port, const uint8_t *phy_id, uint8_t *sgmii_c
 uint32_t FW_SFP_SGMII_Get_Status(uint32_t port, uint8_t *link, uint8_t *speed, uint8_t verbose) {
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   uint8_t bytes[4] = {};
-  const uint32_t failed = zel::i2c_offset_read(zel::kCopperPhy, zel::kStatusRegister, sizeof bytes, bytes);
+  const uint32_t failed = zel::i2c_offset_read(FW_SFP_PHY, zel::kStatusRegister, sizeof bytes, bytes);
+  // Programs look for these texts: the spelling stays.
   if (failed != 0) return zel::note_busy(failed, verbose != 0 ? "I2C Busy Busy" : nullptr);
   const uint16_t status = zel::register_value(bytes);
   *link = (status & zel::kLinkUp) != 0;

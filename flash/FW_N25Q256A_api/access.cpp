@@ -66,7 +66,8 @@ uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer)
   return 0;
 }
 
-/// Erases the sector and leaves the request's result. False when the request was not made; the result then stays.
+/// Erases the sector and writes the request's result to *result. Returns false, and leaves *result, if the node does
+/// not open or the seek fails.
 bool erase_sector(uint32_t address, uint32_t *result) {
   {
     const Descriptor node(open_node(Node::SpiFlash));

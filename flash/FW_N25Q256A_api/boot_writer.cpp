@@ -27,11 +27,14 @@ void print_progress(uint32_t done, uint32_t steps) {
   if (steps != 0) printf("Write boot file [%d] percent\n", static_cast<int>(100 * done / steps));
 }
 
+/// One byte more than a sector, which no read or write touches: it is always 0.
+size_t buffer_size() { return size_t{flash_def[FW_FLASH_SECTOR_SIZE]} + 1; }
+
 /// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. What fread returns is
 /// not looked at: missing bytes are programmed as zeros.
 bool program_sector(const File &file, uint32_t index, uint32_t count, const Buffer &buffer) {
   const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  memset(buffer.get(), 0, size_t{sector} + 1);
+  memset(buffer.get(), 0, buffer_size());
   fseek(file.get(), static_cast<long>(index) * static_cast<long>(sector), SEEK_SET);
   [[maybe_unused]] const size_t got = fread(buffer.get(), 1, count, file.get());
   return FW_N25Q256A_WriteFlash(flash_def[FW_FLASH_BOOTLOADER] + index * sector, count, buffer.get()) != FW_FAIL;
@@ -42,8 +45,8 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
   const uint32_t whole = (size / sector) & kCountMask;
   const uint32_t rest = size % sector;
   const uint32_t erases = boot_erase_count();
-  const uint32_t last = rest != 0 ? 1 : 0;
-  const uint32_t steps = (erases + whole + last) & kCountMask;
+  const uint32_t partial_sectors = rest != 0 ? 1 : 0;
+  const uint32_t steps = (erases + whole + partial_sectors) & kCountMask;
 
   for (uint32_t i = 0; i < erases; ++i) {
     if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_BOOTLOADER] + i * sector) == FW_FAIL) return false;
@@ -53,6 +56,7 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
     if (!program_sector(file, i, sector, buffer)) return false;
     print_progress(i + erases, steps);
   }
+  // A file of whole sectors gets no last line.
   if (rest != 0) {
     if (!program_sector(file, whole, rest, buffer)) return false;
     printf("Write boot file finish; write len=[%d]\n", static_cast<int>(size));
@@ -62,7 +66,7 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
 
 uint32_t write_boot_file(const char *path) {
   File file;  // closed after the buffer is released
-  const Buffer buffer = make_buffer(size_t{flash_def[FW_FLASH_SECTOR_SIZE]} + 1);
+  const Buffer buffer = make_buffer(buffer_size());
   if (is_pipe_or_directory(path)) return FW_FAIL;
   file.reset(fopen(path, "r"));
   if (!file) {

@@ -6,6 +6,7 @@
 #include "board/request.h"
 #include "flash/FW_N25Q256A_api/database.h"
 #include "flash/file.h"
+#include "flash/result.h"
 
 namespace zel {
 namespace {
@@ -70,5 +71,5 @@ uint32_t FW_N25Q256A_WriteCustomizeDatabase(const char *path, uint32_t partition
   if (zel::flash_writes_refused()) return FW_FAIL;
   const std::optional<uint32_t> base = zel::partition_base(FW_FLASH_CUSTOMIZE_1, partition);
   if (!base) return zel::fail_partition_number();
-  return zel::store_marked([&] { return zel::store_file(path, *base); });
+  return zel::store_under_flag([&] { return zel::store_file(path, *base); });
 }

@@ -32,13 +32,9 @@ inline uint32_t sectors_in(uint32_t length) {
   return sector != 0 ? length / sector : 0;
 }
 
-// What counts as a failure: for Gen and shared writes FW_FAIL alone, for customise writes any result but 0.
-constexpr bool is_fw_fail(uint32_t result) { return result == FW_FAIL; }
-constexpr bool is_not_zero(uint32_t result) { return result != 0; }
-
 /// Runs a store under the flash-access flag. `store` releases all that it holds before the flag comes down.
 template <typename Store>
-uint32_t store_marked(Store store) {
+uint32_t store_under_flag(Store store) {
   {
     const FlashAccessFlag raised;
     if (store() != 0) return FW_FAIL;

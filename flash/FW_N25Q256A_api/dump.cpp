@@ -3,8 +3,11 @@
 #include <string.h>
 
 #include "board/request.h"
-#include "flash/FW_N25Q256A_api/database.h"
 #include "flash/FW_N25Q256A_api/split.h"
+#include "flash/buffer.h"
+#include "flash/debugging.h"
+#include "flash/result.h"
+#include "zelboard/content.h"
 
 namespace zel {
 namespace {
@@ -26,7 +29,8 @@ bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer
 }
 
 bool dump_part(const char *path, uint32_t number, uint32_t total) {
-  // On a failure they end in the other order: buffer, file, device.
+  // Order of ending. After a failure: buffer, file, device, the reverse of these lines. After a success: buffer,
+  // device, file.
   Descriptor device(-1);
   Descriptor file(-1);
   Buffer buffer = make_buffer(flash_def[FW_FLASH_SECTOR_SIZE]);
@@ -38,6 +42,7 @@ bool dump_part(const char *path, uint32_t number, uint32_t total) {
   if (!file) return false;
 
   const Part part = part_of(number, total);
+  // Programs look for these texts: the spelling stays.
   printf("start_sector=%d total_secotr=%d\n", static_cast<int>(part.first), static_cast<int>(part.count));
   printf("Start Dump flash %d of %d\n", static_cast<int>(number), static_cast<int>(total));
   if (!dump_sectors(part, file, buffer)) return false;

@@ -3,9 +3,13 @@
 #include <string.h>
 
 #include "board/request.h"
-#include "flash/FW_N25Q256A_api/database.h"
 #include "flash/FW_N25Q256A_api/split.h"
+#include "flash/buffer.h"
+#include "flash/debugging.h"
 #include "flash/file.h"
+#include "flash/guard.h"
+#include "flash/result.h"
+#include "zelboard/content.h"
 
 namespace zel {
 namespace {
@@ -85,7 +89,7 @@ uint32_t compare(const char *path, const Range &range) {
   {
     const FlashAccessFlag raised;
     puts("Comp dump file...");
-    // Buffer and file go before the flag comes down.
+    // Both end before the flag comes down. After a failure: buffer, file. After a success: file, buffer.
     if (!spot_check(file, range.base, piece)) {
       piece.reset();
       file.reset();

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "flash/FW_N25Q256A_api/database.h"
+#include "flash/result.h"
 
 namespace zel {
 namespace {
@@ -41,6 +42,7 @@ uint32_t FW_N25Q256A_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t 
   uint32_t checksum = 0;
   const uint32_t mode = partition == 1 ? FW_TABLE_READ_GEN_1 : FW_TABLE_READ_GEN_2;
   if (zel::is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, mode))) return FW_FAIL;
+  // Programs look for these texts: the spelling stays.
   if (stored == 0) return zel::fail(partition == 1 ? "Config database 1 is emtpy" : "config database 2 is emtpy");
   *length = stored;
   zel::Buffer blob = zel::allocate(stored, flash_def[FW_FLASH_GEN_LIMIT]);
@@ -55,5 +57,5 @@ uint32_t FW_N25Q256A_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t 
 
 uint32_t FW_N25Q256A_WriteGenDatabase(const uint8_t *data, uint32_t length, uint32_t partition) {
   if (length > flash_def[FW_FLASH_GEN_LIMIT] || zel::flash_writes_refused()) return FW_FAIL;
-  return zel::store_marked([=] { return zel::store_blob(data, length, partition); });
+  return zel::store_under_flag([=] { return zel::store_blob(data, length, partition); });
 }

@@ -115,6 +115,7 @@ uint32_t FW_N25Q256A_GetCustomName(char *name) {
   zel::Name custom{};
   if (memcmp(marker, zel::kModelMarker, sizeof marker) == 0) {
     if (const uint32_t failed = zel::read_name(variant, custom); failed != 0) return failed;
+    // The bytes behind the final NUL are those of the stored name: callers may see them.
     memcpy(name, custom, sizeof custom);
   }
   const char *base = custom;

@@ -37,6 +37,8 @@ constexpr CopyStyle kPartitionStyle{.texts = kImageTexts, .pause = 10000, .dots 
 constexpr CopyStyle kWholeStyle{.texts = kImageTexts, .pause = 2000, .dots = false, .left_out = 0};
 constexpr CopyStyle kBootStyle{.texts = kBootTexts, .pause = 2000, .dots = false, .left_out = 0};
 
+constexpr int kWhole = 0;  // printed where the copy of a partition prints its number
+
 struct Written {
   uint32_t total;
   uint32_t crc;
@@ -123,11 +125,11 @@ uint32_t copy_from_zero(int fd, const CopyStyle &style, const char *complete) {
   {
     const Descriptor file(fd);
     const Buffer piece = make_buffer(flash_def[FW_FLASH_COPY_PIECE]);
-    print_with_time("Program...%d(%d:%d:%d)\n", 0);
+    print_with_time("Program...%d(%d:%d:%d)\n", kWhole);
     written = program_file(file, flash_def[FW_FLASH_BOOTLOADER], piece, style);
     if (!written) return FW_REFUSED;
   }
-  print_with_time("\nVerify...%d.(%d:%d:%d)\n", 0);
+  print_with_time("\nVerify...%d.(%d:%d:%d)\n", kWhole);
   if (FW_N25Q256A_CheckCRCAll(written->crc, written->total) != 0) {
     note(style.texts.verify_failed);
     return FW_REFUSED;

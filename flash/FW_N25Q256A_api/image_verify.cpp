@@ -41,6 +41,7 @@ uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) 
     if (debugging()) printf("FW_N25Q256A_CheckCRC() w_len=%d(0x%08x)\n", static_cast<int>(length), length);
     found = flash_crc(*base, length, piece);
     if (!found) return FW_FAIL;
+    // Programs look for these texts: the spelling stays.
     if (debugging()) printf("FW_N25Q256A_CheckCRC() w_crc=[%08x], r_rcr=[%08x]\n", crc, *found);
   }
   FW_N25Q256A_SetExtendedLow();

@@ -3,8 +3,10 @@
 #include <string.h>
 
 #include "board/request.h"
-#include "flash/FW_N25Q256A_api/database.h"
+#include "flash/buffer.h"
 #include "flash/region.h"
+#include "flash/result.h"
+#include "zelboard/content.h"
 
 namespace zel {
 namespace {
@@ -74,6 +76,7 @@ uint32_t FW_N25Q256A_CheckSector(void) {
     }
     putchar('\n');
   }
+  // Programs look for these texts: the spelling stays.
   puts("\n B:Bootloader        E:ENVironmnet      M:Mac Address Backup");
   puts("I1:Image 1          I2:Image 2          P:Profinet Parameter");
   puts("Pt:Partition table  P1:Parameter 1     P2:Parameter 2");

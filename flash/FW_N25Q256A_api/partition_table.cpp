@@ -26,6 +26,7 @@ struct SlotTexts {
   const char *empty;
 };
 
+// Programs look for these texts: the spelling stays.
 constexpr SlotTexts kTexts[kSlotCount] = {
     {"config1:len=[0x%08x] checksun=[0x%08x]\n", "Config database 1 is empty"},
     {"config2:len=[0x%08x] checksun=[0x%08x]\n", "Config database 2 is empty"},
@@ -73,17 +74,18 @@ uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_
   // Modes 1 to 10 are reads and writes of the slots in turn; any other mode exchanges nothing.
   const bool known = mode >= 1 && mode <= 2 * zel::kSlotCount;
   const bool writes = known && mode % 2 == 0;
+  const bool reads = known && !writes;
   const uint32_t index = known ? (mode - 1) / 2 : 0;
   zel::TableSlot &slot = table.slots[index];
   if (writes) {
     slot = {*length, *checksum};
-  } else if (known) {
+  } else if (reads) {
     *length = slot.length;
     *checksum = slot.checksum;
   }
 
   if ((writes || any_blank) && !zel::write_back(table)) return FW_FAIL;
-  if (!known || writes || !any_blank) return 0;
-  zel::note(zel::kTexts[index].empty);
-  return FW_FAIL;
+  // Callers rely on it: a read fails if any slot of the table was blank, also another one.
+  if (reads && any_blank) return zel::fail(zel::kTexts[index].empty);
+  return 0;
 }

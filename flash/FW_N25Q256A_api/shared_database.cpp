@@ -2,6 +2,7 @@
 #include <stdio.h>
 
 #include "flash/FW_N25Q256A_api/database.h"
+#include "flash/result.h"
 
 namespace zel {
 namespace {
@@ -19,6 +20,7 @@ uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
   if (is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, FW_TABLE_READ_SHARED))) {
     return fail_at(__LINE__);
   }
+  // Programs look for these texts: the spelling stays.
   if (stored == 0 && reading == Reading::Strict) return fail("Shared database is emtpy");
   *length = stored;
   Buffer blob = allocate(stored, flash_def[FW_FLASH_SHARED_DATABASE_LENGTH]);
@@ -60,5 +62,5 @@ uint32_t FW_N25Q256A_ReadSharedDatabase1(uint8_t **data, uint32_t *length) {
 
 uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t length) {
   if (length > flash_def[FW_FLASH_SHARED_DATABASE_LENGTH] || zel::flash_writes_refused()) return FW_FAIL;
-  return zel::store_marked([=] { return zel::store_shared(data, length); });
+  return zel::store_under_flag([=] { return zel::store_shared(data, length); });
 }

@@ -11,11 +11,12 @@ struct Part {
   uint32_t count;
 };
 
-inline Part part_of(uint32_t part, uint32_t total) {
+inline Part part_of(uint32_t number, uint32_t total) {
   const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
   if (sector == 0) return {};
+  // The same as sectors / total, unless the table describes 4 GiB or more: the product wraps at 32 bits.
   const uint32_t count = sector * flash_def[FW_FLASH_SECTORS] / total / sector;
-  return {(part - 1) * count, count};
+  return {(number - 1) * count, count};
 }
 
 }  // namespace zel

@@ -56,17 +56,13 @@ ZEL_API uint32_t FW_GetDebug_Gpio(void);
 /* Argument `mirror` of some set functions. */
 #define FW_MIRROR 1u /**< also set the LED's position on the serial-GPIO chain; any other value does not */
 
-/* The two supplies. */
-#define FW_SUPPLY_FIRST 1u /**< supply 1 */
-#define FW_SUPPLY_LAST 2u  /**< supply 2 */
-
 /** Reads the system LED.
  *  @param led  out: FW_LED_...
  *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_GetSystemLed(uint8_t *led);
 /** Sets the system LED and its chain position (1, 3).
- *  @param value  FW_LED_..., of which the low 8 bits count. Above 2: FW_FAIL, after the LED was read and the node
- *                opened once more, without a set request and without a line; 0 if the LED reads as this very value
+ *  @param value  FW_LED_...; the low 8 bits count. Above 2 it fails with FW_FAIL: it reads the LED, opens and closes
+ *                the node, makes no set request and runs no line. If the LED reads as this same value, it returns 0
  *  @return 0 if nothing changes; else the set request's result, or FW_FAIL (node, value) */
 ZEL_API uint32_t FW_SetSystemLed(uint32_t value);
 
@@ -222,7 +218,7 @@ ZEL_API uint32_t FW_GetDiagNoOperationFlag(void);
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_SetFlashAccessFlag(uint32_t flag);
 /** Returns the flash-access flag.
- *  @return the byte that the driver fills, 0-255: 0 if the request failed. FW_FAIL if the node does not open.
+ *  @return the byte that the driver left, 0-255; 0 where it wrote nothing. FW_FAIL if the node does not open.
  *          Thread-safe: yes. */
 ZEL_API uint32_t FW_GetFlashAccessFlag(void);
 /** @} */
@@ -263,8 +259,8 @@ ZEL_API uint32_t FW_Wdt_Toggle(void);
 /** Stops toggling the hardware watchdog.
  *  @return the request's result, or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_Wdt_Toggle_Stop(void);
-/** Prints "Watch Dog Enabled" or "Watch Dog Disabled", by bit 8 of SoC register 0x20300. A request that fails counts as
- *  register value 0.
+/** Prints "Watch Dog Enabled" or "Watch Dog Disabled", by bit 8 of SoC register 0x20300. If the request fails, the
+ *  value that the driver left decides: 0 where it wrote nothing.
  *  @return 0, or FW_FAIL (node), with no line. Thread-safe: yes. */
 ZEL_API uint32_t FW_Show_Wdt_Status(void);
 /** @} */
@@ -279,6 +275,10 @@ ZEL_API uint32_t FW_Show_Wdt_Status(void);
 #define FW_POWER_ONE_DC 3u         /**< one DC supply, "pwr1dc" */
 #define FW_POWER_ONE_AC 4u         /**< one AC supply, "pwr1ac" */
 #define FW_POWER_NOT_CONFIGURED 5u /**< nothing declared: the hardware decides; only FW_Pwr_Flag returns it */
+
+/* The two supplies. */
+#define FW_SUPPLY_FIRST 1u /**< supply 1 */
+#define FW_SUPPLY_LAST 2u  /**< supply 2 */
 
 /** Reads one supply's configuration byte. The driver decides what it means.
  *  @param supply  1 or 2; any other: FW_FAIL, nothing opened

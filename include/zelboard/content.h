@@ -56,12 +56,13 @@ ZEL_API uint32_t FW_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_t
 /** @copydoc FW_PartitionInfo */
 ZEL_API uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_t mode);
 
-/** Loads a general configuration database and checks its byte sum. Writes the partition table if a slot of it is blank.
+/** Loads a general configuration database and checks its byte sum. Writes the partition table if a slot of it is blank,
+ *  and fails then.
  *  @param data       out: buffer of *length bytes. After a failure untouched, or null if the call got as far as reading
  *                    the data
  *  @param length     out: number of bytes, 1 to FW_GEN_SIZE_MAX. Also written if the call then fails: with the table's
- *                    number, which may be above the limit. Untouched if the database is empty or the table cannot be
- *                    read
+ *                    number, which may be above the limit. Untouched if the database is empty, a slot was blank, or the
+ *                    table cannot be read
  *  @param partition  1 or 2; any other: FW_FAIL and a line
  *  @return 0; FW_FAIL, also if the database is empty, its length is above the limit, or its byte sum does not match */
 ZEL_API uint32_t FW_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t partition);
@@ -97,10 +98,12 @@ ZEL_API uint32_t FW_WriteCustomizeDatabase(const char *path, uint32_t partition)
 /** @copydoc FW_WriteCustomizeDatabase */
 ZEL_API uint32_t FW_N25Q256A_WriteCustomizeDatabase(const char *path, uint32_t partition);
 
-/** Loads the shared database and checks its byte sum. Writes the partition table if a slot of it is blank.
+/** Loads the shared database and checks its byte sum. Writes the partition table if a slot of it is blank, and fails
+ *  then.
  *  @param data    out: buffer of *length bytes; untouched on failure
  *  @param length  out: number of bytes, 1 to FW_SHARED_SIZE_MAX. Also written if the call then fails: with the table's
- *                 number, which may be above the limit. Untouched if the database is empty or the table cannot be read
+ *                 number, which may be above the limit. Untouched if the database is empty, a slot was blank, or the
+ *                 table cannot be read
  *  @return 0; FW_FAIL, also if the database is empty, its length is above the limit, or its byte sum does not match */
 ZEL_API uint32_t FW_ReadSharedDatabase(uint8_t **data, uint32_t *length);
 /** @copydoc FW_ReadSharedDatabase */
@@ -109,7 +112,7 @@ ZEL_API uint32_t FW_N25Q256A_ReadSharedDatabase(uint8_t **data, uint32_t *length
  *  it is blank, and fails then.
  *  @param data    out: buffer of *length bytes, which must be released also with length 0; untouched on failure
  *  @param length  out: number of bytes, 0 to FW_SHARED_SIZE_MAX. Also written if the call then fails: with the table's
- *                 number, which may be above the limit. Untouched if the table cannot be read
+ *                 number, which may be above the limit. Untouched if a slot was blank or the table cannot be read
  *  @return 0; FW_FAIL, also if the length is above the limit */
 ZEL_API uint32_t FW_ReadSharedDatabase1(uint8_t **data, uint32_t *length);
 /** @copydoc FW_ReadSharedDatabase1 */
@@ -198,9 +201,9 @@ ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
 
 #define FW_COMPARE_WHOLE 255u /**< part number of FW_N25Q256A_DumpComp: the whole flash, from address 0 */
 
-/** Dumps the flash, or one part of it, into a file and compares the file with the flash (FW_N25Q256A_DumpComp); prints
- *  progress. Pauses 1 us for each sector. Sets the driver's debug mode before the dump and clears it after, whatever
- *  the result; `spiflash_debug_mode` does not change.
+/** Dumps the flash, or one part of it, into a file and compares the file with the flash; the driver's debug mode is set
+ *  meanwhile, `spiflash_debug_mode` is not. Prints progress. Pauses 1 us for each sector. The compare is
+ *  FW_N25Q256A_DumpComp.
  *  @param path   file, created (mode 0644) or emptied before the first sector is read. If it cannot take all bytes, the
  *                compare fails
  *  @param part   1 to total; any other: 0xFFFFFFFF and a line, no file opened. FW_DumpFlash has asked for the chip and
@@ -209,12 +212,12 @@ ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
  *  @return 0; FW_FAIL (chip, node, file, read, compare); 0xFFFFFFFF (part). The compare also fails if the diagnostic
  *          and the no-operation flag are both set, and for part 255 of a split dump; the file stays */
 ZEL_API uint32_t FW_DumpFlash(const char *path, uint32_t part, uint32_t total);
-/** As FW_DumpFlash, without asking for the chip and without setting the driver's debug mode.
+/** As FW_DumpFlash, without asking for the chip; the debug modes do not change.
  *  @copydetails FW_DumpFlash */
 ZEL_API uint32_t FW_N25Q256A_DumpFlash(const char *path, uint32_t part, uint32_t total);
 /** Compares a file with the flash: 0 if a spot check finds no difference and the file has the right size. The spot
- *  check compares the first and the last 16 bytes of every 64 KiB. Then the file is read once more, and its size and
- *  byte sum are printed. If it has the wrong size, a line says so; a difference prints nothing. Holds the flash-access
+ *  check compares the first and the last 16 bytes of every 64 KiB. Then the file is read once more. If its size is
+ *  right, size and byte sum are printed; if not, a line says so. A difference prints nothing. Holds the flash-access
  *  flag while it runs. Compares nothing if the diagnostic and the no-operation flag are both set.
  *  @param path   file
  *  @param part   1 to total, or FW_COMPARE_WHOLE = the whole flash, whatever `total` is. So part 255 of a split dump

@@ -79,7 +79,7 @@ ZEL_API uint32_t FW_N25Q256A_SetExtendedLow(void);
  *  @param buffer   out: `length` bytes; after a failure the pieces before it. Null is allowed with length 0
  *  @return 0 or FW_FAIL */
 ZEL_API uint32_t FW_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer);
-/** Programs bytes of the flash. Pauses another 2 us, whatever the result.
+/** Programs bytes of the flash, then pauses another 2 us, whatever the result.
  *  @param address  of the first byte
  *  @param length   number of bytes, 0 allowed
  *  @param buffer   bytes to program. Null is allowed with length 0
@@ -168,8 +168,8 @@ ZEL_API uint32_t FW_N25Q256A_ChipErase(void);
 #define FW_FLASH_WORDS 31u                  /**< number of words */
 
 /** The record of chip 0: starts of regions, geometry, and lengths of regions, in bytes unless noted. FW_FLASH_... name
- *  its words. The functions read a word when they need it: a program that changes the table gets a library for that
- *  chip. */
+ *  its words. The library reads a word each time it needs it: a program may change the table to describe another chip
+ *  that the driver reports as chip 0. */
 extern ZEL_API uint32_t flash_def[FW_FLASH_WORDS];
 
 /** Returns the start address of a region.
@@ -237,6 +237,9 @@ ZEL_API uint32_t FW_CheckFile(const char *path, uint32_t sum);
  *  except FW_SpiFlashEnvRead, FW_SpiFlashEnvWrite, FW_N25Q256AEnvRead and FW_N25Q256AEnvWrite. A read pauses 10 us, an
  *  erase 2 us, a program 2 us. None of them sets the flash-access flag.
  *  @{ */
+
+/* Size of the caller's buffer. */
+#define FW_ENV_SIZE 0x10000u /**< bytes of the boot environment's region */
 
 /** One variable; a slot whose first byte is 0xFF is unused. */
 struct env_slot {
@@ -327,9 +330,8 @@ ZEL_API uint32_t FW_Pwr_Flag(void);
  *  flag.
  *  @{ */
 
-/* Sizes of the caller's buffers. */
+/* Size of the caller's buffer. */
 #define FW_MAC_BACKUP_SIZE 17u /**< bytes of the MAC address backup */
-#define FW_ENV_SIZE 0x10000u   /**< bytes of the boot environment's region */
 
 /** Stores the MAC address backup. The sector is erased first: if the write fails, the backup is lost.
  *  @param mac  FW_MAC_BACKUP_SIZE bytes, stored as they are

@@ -59,8 +59,8 @@ ZEL_API uint32_t FW_GetDauBoard(uint32_t slot, uint8_t *type);
  *  @param count  out: number of copper boards, 0-3, for FW_CHECK_COPPER_COUNT. A slot whose query fails does not count.
  *                Not written for any other kind, and may be null there
  *  @return a constant text, which must not be freed. FW_CHECK_SFP_PORT: "1" for an SFP port, else "0". If the node does
- *          not open, the slot counts as a copper board. If the request fails, the type left in the record decides: 0 is
- *          an SFP board. FW_CHECK_COPPER_COUNT: "0". Any other kind: "1". */
+ *          not open, the slot has no cages. If the request fails, the type left in the record decides: 0 is an SFP
+ *          board. FW_CHECK_COPPER_COUNT: "0". Any other kind: "1". */
 ZEL_API const char *BoardType_Check(uint32_t kind, uint32_t port, uint8_t *count);
 
 /** Says whether a port exists, that is, whether a board is in its slot. Two requests for ports 0-23.
@@ -144,9 +144,9 @@ ZEL_API uint32_t FW_GetPortSfpLos(uint32_t port, uint8_t *los);
  *  and reads it back (FW_GetPortSfpTxDisable). Normally three transfers, 15 ms.
  *
  *  A read or a write that fails is repeated, 5 attempts in all. A write that does not read back is repeated, 100 writes
- *  in all: at most 1.0 s if every write succeeds, 3.0 s with 500 attempts if each succeeds at the fifth. A read-back
- *  that fails counts as 0: it ends the call, with its result, if the transmitter is to be on, and does not match if it
- *  is to be off.
+ *  in all: at most 1.0 s if every write succeeds, 3.0 s with 500 attempts if each succeeds at the fifth. If a read-back
+ *  fails, the state counts as 0. To switch on, that matches: the call ends with the read-back's result. To switch off,
+ *  it does not match: the register is written again.
  *
  *  Two callers that work on cages of the same expander at the same time can undo each other's change: callers must
  *  serialise.

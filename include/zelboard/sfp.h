@@ -105,8 +105,9 @@ ZEL_API uint32_t FW_SFP_SGMII_Set(uint32_t port, const uint8_t *phy_id, uint8_t 
 /** Reads the link state from the PHY-specific status register, 17: speed in bits 15-14, duplex in bit 13, link in bit
  *  10. One transfer. Does not check the module's type or transmitter.
  *  @param port     0-27
- *  @param link     out: 1 = up, 0 = down; untouched if the read fails
- *  @param speed    out: FW_LINK_..., written only if the link is up; FW_LINK_RESERVED with FW_FAIL
+ *  @param link     out: 1 = up, 0 = down; untouched if the selection or the read fails
+ *  @param speed    out: FW_LINK_..., written only if the link is up. A reserved speed is FW_LINK_RESERVED with result
+ *                  FW_FAIL and `link` 1
  *  @param verbose  non-zero = print the state
  *  @return 0; FW_FAIL (reserved speed); or the failed read's result */
 ZEL_API uint32_t FW_SFP_SGMII_Get_Status(uint32_t port, uint8_t *link, uint8_t *speed, uint8_t verbose);
