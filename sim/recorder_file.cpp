@@ -25,7 +25,7 @@ class KeptFile {
     if (failed_) return false;
     if (!is_ours()) open();
     if (has_ended()) return true;
-    failed_ = sys::write(fd_, text, size) != static_cast<ssize_t>(size);
+    failed_ = fd_ < 0 || !write_whole(text, size);
     if (failed_) complain();
     return !failed_;
   }
@@ -34,6 +34,17 @@ class KeptFile {
   bool is_ours() const {
     struct stat status = {};
     return fd_ >= 0 && fstat(fd_, &status) == 0 && status.st_ino == file_.st_ino && status.st_dev == file_.st_dev;
+  }
+
+  // A disk that fills up takes a part first. Only the next write tells why.
+  bool write_whole(const char *text, size_t size) const {
+    while (size > 0) {
+      ssize_t written = sys::write(fd_, text, size);
+      if (written <= 0) return false;
+      text += written;
+      size -= static_cast<size_t>(written);
+    }
+    return true;
   }
 
   // True if the recording is complete: nothing is written behind its last line. A file that is gone was compressed.

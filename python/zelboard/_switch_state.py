@@ -11,6 +11,15 @@ if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
 
+def plain(value: Any) -> Any:
+    """Records and tables of them as JSON has them."""
+    if hasattr(value, "_asdict"):
+        return value._asdict()
+    if isinstance(value, dict):
+        return {key: plain(one) for key, one in value.items()}
+    return value
+
+
 class Seen:
     """A part of a switch's state; each value is read when it is asked for."""
 
@@ -35,6 +44,16 @@ class SwitchState(Seen):
             "supplies": self._read_supplies,
             "gpio": lambda: Seen("gpio.", self._gpio_readers(), refuse),
             "i2c": lambda: Seen("i2c.", self._i2c_readers(), refuse)}, refuse)
+
+    def as_told(self) -> Dict[str, Any]:
+        """Everything that the library tells, for a person. In the place of what it does not tell stands why."""
+        told: Dict[str, Any] = {}
+        for part in ("panel", "slots", "supplies", "cages"):
+            try:
+                told[part] = plain(self._readers[part]())
+            except self.fw.Error as error:
+                told[part] = f"not read: {error}"
+        return told
 
     def _read_panel(self) -> Panel:
         fw: "Calls" = self.fw

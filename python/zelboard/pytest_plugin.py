@@ -5,7 +5,7 @@ real switch."""
 import uuid
 from contextlib import ExitStack
 from pathlib import Path
-from typing import Any, Callable, Dict, Generator, Iterator, List, Optional, Tuple
+from typing import IO, Any, Callable, Dict, Generator, Iterator, List, Optional, Tuple
 
 import pytest
 
@@ -63,6 +63,7 @@ def folder_of(config: pytest.Config) -> Path:
 
 EVIDENCE = pytest.StashKey[Evidence]()
 WITNESS_BEFORE = pytest.StashKey[sim.Witness]()
+SWITCH_IN_USE = pytest.StashKey[bool]()
 
 
 @pytest.fixture(scope="session")
@@ -111,20 +112,30 @@ def run_of(config: pytest.Config) -> str:
 
 
 def make_virtual(stack: ExitStack, label: str, arguments: Any, options: Any) -> Board:
-    try:
-        board = stack.enter_context(Board(None, *arguments, **options))
-        board.label = label
-        return board
-    except (sim.SimError, TypeError) as error:
-        trouble = str(error)
-    pytest.fail(f"{label}: {trouble}", pytrace=False)
+    board = stack.enter_context(Board(None, *arguments, **options))
+    board.label = label
+    return board
+
+
+def take_switch(config: pytest.Config, channel: List[str], stack: ExitStack) -> IO[str]:
+    """Waits for the turn of this process. Who has the switch already would wait for ever."""
+    if config.stash.get(SWITCH_IN_USE, False):
+        pytest.skip("needs more than one switch")
+    left = stack.enter_context(one_at_a_time(channel))
+    config.stash[SWITCH_IN_USE] = True
+
+    def give_back() -> None:
+        config.stash[SWITCH_IN_USE] = False
+
+    stack.callback(give_back)
+    return left
 
 
 def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], stack: ExitStack, arguments: Any, options: Any) -> Any:
     if channel is None:
         return make_virtual(stack, described(request, arguments, options), arguments, options)
     config = request.config
-    left = stack.enter_context(one_at_a_time(channel))
+    left = take_switch(config, channel, stack)
     left.seek(0)
     run, _, trouble_before = left.read().partition("\n")
     if run == run_of(config):  # a switch that was not reached is not tried again
@@ -168,27 +179,44 @@ def board(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]])
     """A fresh virtual switch, removed after the test, or the real one. Marker: board(slots="sfp,copper,none",
     supplies=["ac", "failed"], modules={3: "1g-sx"})."""
     arguments, options = marked(request.node)
+    trouble = ""
     with ExitStack() as stack:
-        yield make_board(request, zelboard_channel, stack, arguments, options)
+        try:
+            made = make_board(request, zelboard_channel, stack, arguments, options)
+        except (sim.SimError, TypeError) as error:
+            trouble = f"{described(request, arguments, options)}: {error}"
+        if trouble:
+            pytest.fail(trouble, pytrace=False)
+        yield made
 
 
-@pytest.fixture
-def board_factory(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[BoardFactory]:
-    """Makes boards, as many as the test needs, with the arguments of the marker; all are removed after the test."""
+def factory(request: pytest.FixtureRequest, channel: Optional[List[str]]) -> Iterator[BoardFactory]:
     with ExitStack() as stack:
-        made: List[Any] = []
-
         def make(*arguments: Any, **options: Any) -> Any:
-            if zelboard_channel is not None and made:
-                pytest.skip("needs more than one switch")
-            made.append(make_board(request, zelboard_channel, stack, arguments, options))
-            return made[-1]
+            return make_board(request, channel, stack, arguments, options)
 
         yield make
 
 
+@pytest.fixture
+def board_factory(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[BoardFactory]:
+    """Makes boards, as many as the test needs, with the arguments of the marker; all are removed after the test. On a real
+    switch there is one; a test that asks for a second one is skipped."""
+    yield from factory(request, zelboard_channel)
+
+
+@pytest.fixture(scope="module")
+def module_board_factory(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[BoardFactory]:
+    """The same for a fixture of a module: its boards live until the module's last test has ended."""
+    yield from factory(request, zelboard_channel)
+
+
 def start_test(item: pytest.Item) -> None:
     item.config.stash[EVIDENCE].start_test()
+    fixtures = getattr(item, "fixturenames", ())
+    is_lost = item.get_closest_marker("board") is not None and "board" not in fixtures
+    if is_lost and not {"board_factory", "module_board_factory"} & set(fixtures):
+        item.warn(pytest.PytestWarning("the marker board has no effect: the test does not use the fixture board"))
 
 
 def place_of_skip(item: pytest.Item, excinfo: Any, place: Any) -> Tuple[str, int]:
@@ -214,6 +242,9 @@ def report_boards(item: pytest.Item, call: Any) -> Generator[None, Any, None]:
             evidence.used(given)
             if not given.label.startswith("fixture "):
                 given.label = f"fixture {name}, {given.label}"
+    has_target = any(item.config.getoption(option) for option in ("--zelboard-target", "--zelboard-run"))
+    if has_target and call.when == "call" and any(isinstance(board, Board) for board in evidence.boards):
+        item.warn(pytest.PytestWarning("Board() is a virtual switch on every target: take board_factory or module_board_factory"))
     if report.failed and evidence.boards:
         try:
             kept = evidence.keep(folder_of(item.config) / name_of_folder(item.nodeid))

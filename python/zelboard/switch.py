@@ -5,6 +5,7 @@ import contextlib
 import fcntl
 import functools
 import hashlib
+import json
 import os
 import shlex
 import signal
@@ -333,7 +334,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
 
     def _restore(self, panel: Panel) -> None:
         fw = self.own_calls()
-        if self.state.panel == panel:
+        if self._look().panel == panel:
             return
         fw.FW_SetSystemLed(panel.system)
         fw.FW_SetAlarmLed(panel.alarm)
@@ -356,6 +357,11 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
 
     @property
     def state(self) -> SwitchState:
+        if self.closed:
+            raise RuntimeError("state: the switch is closed")
+        return self._look()
+
+    def _look(self) -> SwitchState:
         return SwitchState(self.own_calls(), self._never)
 
     def wait(self, condition: Callable[[Any], object], timeout: float = 60) -> SwitchState:
@@ -367,9 +373,12 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         return state
 
     def evidence(self) -> Dict[str, str]:
-        """What is left for the report of a failed test."""
+        """What is left for the report of a failed test: what its library tells of the switch, and what programs printed."""
+        kept = {}
+        if not self.closed:
+            kept["state.json"] = json.dumps(self.state.as_told(), indent=2) + "\n"
         printed = outputs([*self.programs, *self._async_programs])
-        return {"output": printed} if printed else {}
+        return {**kept, "output": printed} if printed else kept
 
     # Acts that need a virtual board, or hands.
 

@@ -1,6 +1,7 @@
 """The pytest plugin, as it registers itself: runs of pytest within the run."""
 import json
 import shlex
+from typing import List, Tuple
 
 import pytest
 
@@ -117,6 +118,37 @@ def test_faults(board):
 def test_two_boards(board_factory):
     assert board_factory("sfp").state.slots[1].board == "sfp"
     board_factory()
+
+def test_one_more(board, board_factory):
+    board_factory()
+"""
+FOR_A_MODULE = """
+import pytest
+from zelboard.sim import Board, SimError
+
+@pytest.fixture(scope="module")
+def shared(module_board_factory):
+    return module_board_factory("sfp")
+
+def test_first(shared):
+    shared.run(["zelctl", "led", "set", "alarm", "on"], check=True)
+
+def test_second(shared):
+    assert shared.state.panel.alarm == 0, "for its evidence"
+
+def test_virtual():
+    with Board() as board:
+        assert board.virtual and board.state.panel.alarm == 0
+
+@pytest.mark.board("sfp")
+def test_no_board():
+    pass
+
+def test_wrong_slots(board_factory):
+    with pytest.raises(SimError, match="spf"):
+        board_factory("spf")
+    with pytest.raises(TypeError):
+        board_factory(slot="sfp")
 """
 PERSON = """
 import builtins, os, subprocess
@@ -139,7 +171,7 @@ def test_a_real_switch(board: Board, pytester: pytest.Pytester) -> None:
     pytester.makepyfile(ON_A_SWITCH.replace("@FOLDER@", str(folder)))
     options = [f"--zelboard-run={command}", f"--zelboard-folder={folder}", "-rsA"]
     result = pytester.runpytest_subprocess(*options)
-    result.assert_outcomes(passed=1, skipped=4)
+    result.assert_outcomes(passed=1, skipped=5)
     result.stdout.fnmatch_lines_random(["*port 5: plug a module, 1g-sx: takes hands, or a virtual board",
                                         "*fault gpio (only on a virtual board)", "*needs more than one switch",
                                         "SKIPPED * test_a_real_switch.py:*fault gpio*"])
@@ -148,11 +180,28 @@ def test_a_real_switch(board: Board, pytester: pytest.Pytester) -> None:
     result.stdout.fnmatch_lines(["supply 2: make it failed: --zelboard-manual has no terminal to ask at"])
     pytester.makeconftest(PERSON.replace("@HOME@", there["ZELSIM_HOME"]))
     result = pytester.runpytest_subprocess(*options, "--zelboard-manual")
-    result.assert_outcomes(passed=2, skipped=2, errors=1)
+    result.assert_outcomes(passed=2, skipped=3, errors=1)
     result.stdout.fnmatch_lines(["supply 2: make it failed: not done, the switch tells: ac, not: failed"])
     result = pytester.runpytest_subprocess("--zelboard-run=false", "-k", "as_it_is")
     result.assert_outcomes(errors=1)
     result.stdout.fnmatch_lines(["false: no switch is reached: status 1; *Debian's package zelboard-tools*"])
+
+
+def test_boards_of_a_module(board: Board, pytester: pytest.Pytester) -> None:
+    there = board.environment
+    command = shlex.join(["env", f"ZELSIM_HOME={there['ZELSIM_HOME']}", "zelsim", "run", "--fast", "--board", "board", "--", "sh", "-c"])
+    board.fit(1, "sfp")
+    pytester.makepyfile(FOR_A_MODULE)
+    lost = "*the marker board has no effect*"
+    runs: List[Tuple[List[str], int, List[str]]] = [
+        ([], 4, [lost]),
+        ([f"--zelboard-run={command}", "-k", "not wrong_slots"], 3, [lost, "*Board() is a virtual switch on every*"])]
+    for options, passed, warned in runs:
+        result = pytester.runpytest_subprocess(*options)
+        result.assert_outcomes(passed=passed, failed=1, warnings=len(warned))
+        result.stdout.fnmatch_lines_random(warned)
+        kept = pytester.path / "zelboard-failed" / "test_boards_of_a_module.py-test_second" / "state.json"
+        assert json.loads(kept.read_text())["panel"]["alarm"] == 1
 
 
 def test_a_switch_that_is_not_reached(pytester: pytest.Pytester) -> None:
