@@ -33,7 +33,8 @@ constexpr Argument kArguments[] = {
     {"SUPPLY", "", "which supply", "2"},
     {"SPEED", "", "Mb/s of the other end; down: no cable", "100"},
     {"DUPLEX", "", "of the other end; default: full", "half"},
-    {"STATE", "", "its new state", "dc"},
+    {"STATE=", "", "its new state", "dc"},
+    {"STATE", "", "the name under which a board was saved", "before-update"},
     {"VALUE", "", "its new level", "1"},
 };
 

@@ -213,6 +213,7 @@ class Trace:
     def assert_order(self, *steps: Step) -> None:
         """The steps were done in this order; other events may stand between them. A step is a request, or a request
         with fields: "SelectCage", ("SetAlarmLed", {"led": 1})."""
+        __tracebackhide__ = True  # pytest then shows the line of the test
         events = list(self)
         wanted: List[Tuple[str, Dict[str, Any]]] = [(step, {}) if isinstance(step, str) else step for step in steps]
         for request, fields in wanted:
