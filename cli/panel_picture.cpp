@@ -120,6 +120,10 @@ void draw_switch_lights(const Picture &picture, const PanelState &state) {
   constexpr int kRows = 3;
   constexpr int kColumnStep = 120;
   constexpr int kRowStep = 26;
+  constexpr int kColumns = 2;
+  constexpr auto kOfTheSwitch =
+      std::ranges::count_if(layout::kLights, [](const layout::Light &light) { return light.cage < 0; });
+  static_assert(kOfTheSwitch <= kRows * kColumns, "no room in the picture: change the rows or the step of the columns");
   int drawn = 0;
   for (size_t i = 0; i < std::size(layout::kLights); ++i) {
     const layout::Light &light = layout::kLights[i];

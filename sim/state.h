@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <cstddef>
 #include <cstdint>
 
 // The state of one board, as plain data: it is the layout of the mapped state file, shared by every process on the
@@ -263,5 +264,14 @@ struct Board {
   uint32_t settle_ms;          // from a plug, a new link partner or a PHY reset to the end of its auto-negotiation
   Watch watch;
 };
+
+// A changed layout fails here: raise kVersion, and write the new places. The size alone does not show a byte that padding
+// takes up.
+constexpr bool kSamePlaces =
+    offsetof(Gpio, selected_cage) == 19 && offsetof(I2c, rtc_record) == 14 && offsetof(I2c, sensor) == 216 &&
+    offsetof(Cage, diagnostics) == 360 && sizeof(Cage) == 632 && offsetof(Flash, bytes_programmed) == 4104 &&
+    offsetof(Watch, written) == 32984 && offsetof(Board, settle_ms) - offsetof(Board, flash) == 27220 &&
+    offsetof(Board, watch) - offsetof(Board, gpio) == 27488;
+static_assert(kVersion == 7 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
 
 }  // namespace zelsim
