@@ -22,9 +22,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// For the next request on a connection; for a client to take some bytes.
-constexpr auto kIdleTime = 15s;
-constexpr int kWriteTimeMs = 5000;
+constexpr auto kIdleTime = 15s;     // until the next request on a connection
+constexpr int kWriteTimeMs = 5000;  // until a client takes some bytes
 
 /** A request that is here as a whole, and the socket for its answer. */
 class WholeRequest : public httplib::Stream {
@@ -73,6 +72,9 @@ void refuse_request(int socket, Progress progress) {
   if (progress == Progress::Malformed) refuse_request(socket, "400 Bad Request", "request: not understood");
 }
 
+/** What becomes of a connection after a look at it. */
+enum class Fate { Waits, GoesToWorker, Ends };
+
 }  // namespace
 
 /** The connections whose requests are not whole yet. */
@@ -84,7 +86,11 @@ struct Front::Collection {
   void wait(int wake);
   void accept_all();
   bool take_bytes(Connection &connection) const;
-  bool is_over(Connection &connection, short events);
+  Fate look_at(Connection &connection, short events) const;
+  static bool is_late(const Connection &connection);
+  static Fate fate_of(const Connection &connection, const RequestText &text, bool gone);
+  static void send_go_ahead(Connection &connection);
+  static void refuse_and_close(const Connection &connection, const RequestText &text);
 };
 
 // The first two are what is listened on, and what wakes.
@@ -126,31 +132,46 @@ bool Front::Collection::take_bytes(Connection &connection) const {
   return size > 0;
 }
 
-// True for a connection that is closed, or whose request is whole and goes to a worker.
-bool Front::Collection::is_over(Connection &connection, short events) {
+bool Front::Collection::is_late(const Connection &connection) { return Clock::now() >= connection.deadline; }
+
+Fate Front::Collection::fate_of(const Connection &connection, const RequestText &text, bool gone) {
+  if (text.progress == Progress::Whole) return Fate::GoesToWorker;
+  if (text.progress != Progress::Incomplete) return Fate::Ends;
+  if (gone || is_late(connection)) return Fate::Ends;
+  return Fate::Waits;
+}
+
+void Front::Collection::send_go_ahead(Connection &connection) {
+  constexpr char kGoAhead[] = "HTTP/1.1 100 Continue\r\n\r\n";
+  send(connection.socket, kGoAhead, sizeof kGoAhead - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+  connection.told_to_go_ahead = true;
+}
+
+void Front::Collection::refuse_and_close(const Connection &connection, const RequestText &text) {
+  if (text.progress != Progress::Incomplete) {
+    refuse_request(connection.socket, text.progress);
+  } else if (is_late(connection) && !connection.bytes.empty()) {
+    refuse_request(connection.socket, "408 Request Timeout", "request: not whole within 5 seconds");
+  }
+  shutdown(connection.socket, SHUT_WR);
+  // Reads what the client still sends: otherwise a reset could overtake the refusal.
+  for (;;) {
+    char rest[0x4000];
+    ssize_t size = recv(connection.socket, rest, sizeof rest, MSG_DONTWAIT);
+    if (size <= 0) break;
+  }
+  close(connection.socket);
+}
+
+// Takes what a client has sent. A connection that ends is closed.
+Fate Front::Collection::look_at(Connection &connection, short events) const {
   bool gone = events != 0 && !take_bytes(connection);
   RequestText text = measure_request(connection.bytes);
-  if (!gone && text.wants_go_ahead && !connection.told_to_go_ahead) {
-    constexpr char kGoAhead[] = "HTTP/1.1 100 Continue\r\n\r\n";
-    send(connection.socket, kGoAhead, sizeof kGoAhead - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
-    connection.told_to_go_ahead = true;
-  }
-  if (text.progress == Progress::Whole) {
-    connection.length = text.length;
-    return true;
-  }
-  bool late = Clock::now() >= connection.deadline;
-  if (text.progress == Progress::Incomplete && !gone && !late) return false;
-  if (text.progress != Progress::Incomplete)
-    refuse_request(connection.socket, text.progress);
-  else if (late && !connection.bytes.empty())
-    refuse_request(connection.socket, "408 Request Timeout", "request: not whole within 5 seconds");
-  // What is sent still is read, so that the refusal arrives and no reset overtakes it.
-  shutdown(connection.socket, SHUT_WR);
-  char rest[0x4000];
-  while (recv(connection.socket, rest, sizeof rest, MSG_DONTWAIT) > 0) continue;
-  close(connection.socket);
-  return true;
+  if (!gone && text.wants_go_ahead && !connection.told_to_go_ahead) send_go_ahead(connection);
+  Fate fate = fate_of(connection, text, gone);
+  if (fate == Fate::GoesToWorker) connection.length = text.length;
+  if (fate == Fate::Ends) refuse_and_close(connection, text);
+  return fate;
 }
 
 void Front::collect(Collection &collection) {
@@ -160,9 +181,10 @@ void Front::collect(Collection &collection) {
   std::vector<Connection> rest;
   for (size_t i = 0; i < collection.waiting.size(); ++i) {
     Connection &connection = collection.waiting[i];
-    if (!collection.is_over(connection, collection.polled[i + 2].revents)) {
+    Fate fate = collection.look_at(connection, collection.polled[i + 2].revents);
+    if (fate == Fate::Waits) {
       rest.push_back(std::move(connection));
-    } else if (connection.length > 0) {
+    } else if (fate == Fate::GoesToWorker) {
       std::lock_guard lock(mutex_);
       whole_.push_back(std::move(connection));
       ready_.notify_one();

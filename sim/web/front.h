@@ -14,7 +14,9 @@
 namespace zelsim::web {
 
 /** Limits of what a client may send and how long it may take. */
-constexpr size_t kLongestHead = 0x2000, kLongestBody = 0x10000, kMostConnections = 1000;
+constexpr size_t kLongestHead = 0x2000;
+constexpr size_t kLongestBody = 0x10000;
+constexpr size_t kMostConnections = 1000;
 constexpr std::chrono::seconds kRequestTime{5};
 
 /** A web server whose connections are handled here. */
