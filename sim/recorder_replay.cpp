@@ -148,6 +148,16 @@ TapeStream *other_stream(TapeStream &own, uint32_t thread, const NodeCall &asked
   return nullptr;
 }
 
+// The stream that goes on with this call; null if there is none.
+TapeStream *stream_for(const NodeCall &asked, uint32_t thread) {
+  // Each run of debugCmd is a new process: it begins a stream, even if an earlier run had its number.
+  if (is_run_of_tool(asked)) return begin_stream(thread, asked);
+  TapeStream *own = own_stream(thread);
+  if (own == nullptr) return begin_stream(thread, asked);
+  if (answers(*own, next_call(*own), asked)) return own;
+  return other_stream(*own, thread, asked);
+}
+
 /** The message about a call that the recording does not have. zelsim prints it. */
 class Message {
  public:
@@ -273,13 +283,8 @@ int64_t replay(const NodeCall &asked, void *data) {
   TapeGuard guard;
   if (asked.kind == CallKind::Pause) return replay_pause(thread);
   if (tape().head().failed != 0) _exit(kNotInRecording);
-  // A run of debugCmd is a process. Another one may have had its number.
-  TapeStream *own = is_run_of_tool(asked) ? nullptr : own_stream(thread);
-  TapeStream *stream = own;
-  bool goes_on = own != nullptr && answers(*own, next_call(*own), asked);
-  if (!goes_on && own != nullptr) stream = other_stream(*own, thread, asked);
-  if (own == nullptr) stream = begin_stream(thread, asked);
-  if (stream == nullptr) fail(asked, is_run_of_tool(asked) ? next_run_of_tool() : own);
+  TapeStream *stream = stream_for(asked, thread);
+  if (stream == nullptr) fail(asked, is_run_of_tool(asked) ? next_run_of_tool() : own_stream(thread));
   uint32_t position = next_call(*stream);
   const TapeCall &recorded = tape().call(*stream, position);
   fill(asked, recorded, data);
