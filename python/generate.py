@@ -32,7 +32,7 @@ DATA = {
 RUN_BY_COMMAND = {"FW_GetSpecialRegister", "FW_SetPhyRegister", "FW_ShowPhyRegister"}
 # Numbers that have names: by the prefix of their constants, and the functions that return them.
 NAMED = {"Led": ("FW_LED_", re.compile(r"FW_Get\w+Led")), "PowerMode": ("FW_POWER_", re.compile("FW_GetPowerMode|FW_Pwr_Flag"))}
-# Records that can more than hold fields.
+# Records that have methods, and the class that has them.
 RECORDS = {"rtc_record": "ClockRecord"}
 LENGTHS = {"len", "length"}  # parameters that count the bytes of the function's buffer
 BUFFERS = {"buf", "buffer", "data", "id", "mac", "phy_id"}  # names that a single value does not have
@@ -185,13 +185,18 @@ class Function:
 
     def add_given(self, name: str, of: Type, about: str) -> None:
         size = "" if of.base == "c_char" else self.size(name, of, about)
-        kind = "Text" if of.base == "c_char" else "Buffer" if size else "int"
+        if of.base == "c_char":
+            kind = "Text"
+            made = f'_call.text("{name}", {name})'
+        elif size:
+            kind = "Buffer"
+            counted = "" if size == self.length else f", {size}"
+            made = f'_call.buffer("{name}", {name}{counted})'
+        else:
+            kind = "int"
+            made = f"byref({of.base}({self.number(name)}))"
         null = "null" in about and not self.length
         self.signature[name] = f"Optional[{kind}]" if null else kind
-        made = f'_call.text("{name}", {name})'
-        if kind != "Text":
-            counted = "" if size == self.length else f", {size}"
-            made = f'_call.buffer("{name}", {name}{counted})' if size else f"byref({of.base}({self.number(name)}))"
         self.before.append(f"{name}_ = {made}")
         self.handed.append(f"{name}_")
 
@@ -200,7 +205,9 @@ class Function:
         if not re.match(r"in\b|out\b", about):
             fail(f"{self.name}: the doc block does not say out: or in/out: of {name}")
         if given:
-            self.signature[name] = of.python() + " = 0" * (of.base in RANGES and name == [*self.types][-1])
+            is_last = name == list(self.types)[-1]
+            default = " = 0" if is_last and of.base in RANGES else ""
+            self.signature[name] = of.python() + default
         if of.base not in TYPES.values():
             self.before.append(f"{name}_ = _raw.{of.base}" + (f".from_buffer_copy({name})" if given else "()"))
             self.returned.append((name, of.base, f"{name}_"))
@@ -211,7 +218,8 @@ class Function:
             self.returned.append((name, "str", f"fsdecode({name}_.value)") if text else (name, "bytes", f"bytes({name}_)"))
         else:
             self.before.append(f"{name}_ = {of.base}({self.number(name) if given else ''})")
-            if f"{name}_.value" not in str(self.returned):  # the length of a buffer that is returned
+            is_length = any(f"{name}_.value" in value for _, _, value in self.returned)  # of a buffer that is returned
+            if not is_length:
                 self.returned.append((name, "int", f"{name}_.value"))
         self.handed.append(f"{name}_" if self.before[-1].endswith(")()") else f"byref({name}_)")
 
@@ -248,7 +256,12 @@ class Function:
         if self.result.base in RANGES:
             call = f'_call.checked(_ERRORS, "{self.name}", {call}, {good})'.replace(", range(1))", ")")
         kinds = [kind for _, kind, _ in returned]
-        result = "None" if not kinds else kinds[0] if len(kinds) == 1 else f"Tuple[{', '.join(kinds)}]"
+        if not kinds:
+            result = "None"
+        elif len(kinds) == 1:
+            result = kinds[0]
+        else:
+            result = f"Tuple[{', '.join(kinds)}]"
         used = returned != self.returned or (run and returned)
         code = [*self.before, f"result_ = {call}" if used else call]
         if run and returned:
@@ -256,7 +269,9 @@ class Function:
             code += ["if result_ == 1:", "    return None"]
         descriptor = [f"with _call.descriptor({name}) as {name}_:" for name, kind in self.signature.items() if kind == "File"]
         code = [*descriptor, *("    " * len(descriptor) + line for line in code)]
-        return result, code + ["return " + ", ".join(value for _, _, value in returned)] * bool(returned)
+        if returned:
+            code.append("return " + ", ".join(value for _, _, value in returned))
+        return result, code
 
     def method(self) -> str:
         """As a session has it."""
@@ -357,7 +372,12 @@ def calls_text(constants: Dict[str, int], records: Dict[str, str], variables: Di
     for name in constants:
         text += f"    @property\n    def {name}(self) -> int: ...\n"
     for name, of in variables.items():
-        kind = f"List[{of.element()}]" if of.size else "Optional[int]" if of.stars else of.python()
+        if of.size:
+            kind = f"List[{of.element()}]"
+        elif of.stars:
+            kind = "Optional[int]"
+        else:
+            kind = of.python()
         text += f"    {name}: {kind}\n"
     text += "".join(function.method() for function in functions.values())
     # In the class the records' names are properties.

@@ -24,6 +24,7 @@ class Error(Exception):
         self.status = status
 
     def __str__(self) -> str:
+        # The docstring of the class is the text of the message.
         return f"{self.function}: {self.__doc__} (0x{self.status:X})"
 
 

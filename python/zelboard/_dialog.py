@@ -21,8 +21,8 @@ class Timeout(TimeoutError):
     """A call has had no answer in time."""
 
 
-class Channel:
-    """`what` names the channel in messages. `end` is called to end the process when it is given up; it does not wait for
+class Dialog:
+    """`what` names the dialog in messages. `end` is called to end the process when it is given up; it does not wait for
     the process's end."""
 
     def __init__(self, process: "subprocess.Popen[Any]", what: str, end: Callable[[], object], timeout: float = TIMEOUT):

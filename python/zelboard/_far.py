@@ -6,7 +6,7 @@ from contextlib import contextmanager
 from typing import Any, Callable, Dict, Iterator, Optional, Tuple
 
 from zelboard import _call
-from zelboard._channel import Channel
+from zelboard._dialog import Dialog
 from zelboard.fw import raw
 
 
@@ -82,8 +82,8 @@ def keep_answer(value: Any, answer: Any) -> None:
 class FarLibrary:
     """Has the names of zelboard.fw.raw. Functions are called at the far end; records and constants are the ones here."""
 
-    def __init__(self, channel: Channel):
-        self._channel = channel
+    def __init__(self, dialog: Dialog):
+        self._dialog = dialog
 
     def __getattr__(self, name: str) -> Any:
         known = getattr(raw, name)
@@ -92,7 +92,7 @@ class FarLibrary:
         return self._function(name, known)
 
     def _ask(self, **question: Any) -> Dict[str, Any]:
-        answer: Dict[str, Any] = self._channel.ask(question)
+        answer: Dict[str, Any] = self._dialog.ask(question)
         if "error" in answer:
             raise FarError(f"zelctl session: {answer['error']}")
         return answer

@@ -6,7 +6,7 @@ from contextlib import AbstractContextManager
 from typing import TYPE_CHECKING, Any, Callable, Optional, Tuple
 
 from zelboard import _call, fw
-from zelboard._channel import TIMEOUT, Channel, Closed, Timeout
+from zelboard._dialog import TIMEOUT, Closed, Dialog, Timeout
 from zelboard._far import FarLibrary, descriptor
 
 if TYPE_CHECKING:
@@ -27,21 +27,21 @@ class Session(AbstractContextManager["Session"]):
 
     def __init__(self, process: "Program", timeout: float = TIMEOUT, used: Callable[[], None] = lambda: None,
                  starting: Optional[float] = None):
-        channel = Channel(process, "session", process.abandon, timeout)
-        library = FarLibrary(channel)
-        # The functions of zelboard.fw, as they are, on the other library.
+        dialog = Dialog(process, "session", process.abandon, timeout)
+        library = FarLibrary(dialog)
+        # The functions of zelboard.fw run unchanged, but with other globals: _raw calls the far end, _call uses its memory.
         call = types.SimpleNamespace(**{**vars(_call), "taken": library.taken, "descriptor": descriptor})
         names = {**vars(fw), "_raw": library, "_call": call}
-        with channel.turn("session", starting):
+        with dialog.turn("session", starting):
             library.variable("debug_mode")  # the far end is there, or raises
-        self.__dict__.update(process=process, _channel=channel, _library=library, _names=names, _used=used)
+        self.__dict__.update(process=process, _dialog=dialog, _library=library, _names=names, _used=used)
 
     def __getattr__(self, name: str) -> Any:
         known = getattr(fw, name)
         if name not in fw.raw.EXPORTS:
             return known
         if not callable(known):
-            with self._channel.turn(name):
+            with self._dialog.turn(name):
                 return self._library.variable(name)
         function = self._function(name, known)
         self.__dict__[name] = function
@@ -53,7 +53,7 @@ class Session(AbstractContextManager["Session"]):
         @functools.wraps(known)
         def call(*arguments: Any, timeout: Optional[float] = None, **named: Any) -> Any:
             self._used()
-            with self._channel.turn(name, timeout):
+            with self._dialog.turn(name, timeout):
                 return far(*arguments, **named)
 
         return call
@@ -61,7 +61,7 @@ class Session(AbstractContextManager["Session"]):
     def __setattr__(self, name: str, value: Any) -> None:
         if name not in [*fw.raw.VARIABLES, *fw.raw.TABLES]:
             raise AttributeError(f"zelboard.fw has no variable {name!r} that can be set")
-        with self._channel.turn(name):
+        with self._dialog.turn(name):
             self._library.set_variable(name, value)
 
     def get_env(self, name: str) -> Optional[str]:
@@ -70,19 +70,19 @@ class Session(AbstractContextManager["Session"]):
     def gpio_request(self, number: int, record: bytes) -> Tuple[int, bytes]:
         """A request to the GPIO driver of the board: its result, and what the driver leaves of the record."""
         library: FarLibrary = self._library
-        with self._channel.turn(f"GPIO request 0x{number:X}"):
+        with self._dialog.turn(f"GPIO request 0x{number:X}"):
             return library.gpio_request(number, record)
 
     def end_with(self, why: str) -> None:
         """Its process is ended by somebody else. From now on calls are refused for this reason."""
-        channel: Channel = self._channel
-        channel.ended = channel.ended or why
+        dialog: Dialog = self._dialog
+        dialog.ended = dialog.ended or why
 
     def close(self, *_: object) -> None:
-        channel: Channel = self._channel
-        if channel.ended is None:
-            channel.ended = "the session is closed"
-            channel.process.stdin.close()  # type: ignore[union-attr]
+        dialog: Dialog = self._dialog
+        if dialog.ended is None:
+            dialog.ended = "the session is closed"
+            dialog.process.stdin.close()  # type: ignore[union-attr]
         self.process.finish()
 
     __exit__ = close

@@ -11,7 +11,7 @@ from contextlib import AbstractContextManager, contextmanager, suppress
 from pathlib import Path
 from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Protocol, Sequence, Tuple, Union, cast
 
-from zelboard._channel import TIMEOUT, Channel
+from zelboard._dialog import TIMEOUT, Dialog
 from zelboard._started import kill_marked, new_mark
 from zelboard._zelsim import SimError as SimError, Word, zelsim as zelsim, zelsim_file
 from zelboard.async_program import AsyncProgram as AsyncProgram, arun_to_end
@@ -33,19 +33,19 @@ def modules() -> Dict[str, Module]:
     return dict(read(Dict[str, Module], json.loads(zelsim("modules", "--json"))["modules"]))
 
 
-class Helper:
+class Batch:
     """`zelsim batch`: one process does many commands."""
 
     def __init__(self, environment: Dict[str, str]):
         self.process = subprocess.Popen([zelsim_file(), "batch"], env=environment, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, start_new_session=True)
-        self.channel = Channel(self.process, "helper", self.process.kill)
+        self.dialog = Dialog(self.process, "zelsim batch", self.process.kill)
 
     def do(self, words: Sequence[Word], data: Optional[bytes] = None) -> bytes:
         texts = [os.fspath(word) for word in words]
         question = {"words": texts, "folder": os.getcwd(), "input": bytes(memoryview(data or b"")).hex()}
-        with self.channel.turn("zelsim " + " ".join(texts)):
-            answer = self.channel.ask(question)
+        with self.dialog.turn("zelsim " + " ".join(texts)):
+            answer = self.dialog.ask(question)
         if answer["status"]:
             raise SimError(answer["error"].strip())
         return bytes.fromhex(answer["bytes"]) if "bytes" in answer else cast(bytes, answer["output"].encode())
@@ -57,8 +57,8 @@ class Helper:
         self.process.wait()
 
 
-def remove(helper: Helper, folder: Path) -> None:
-    helper.close()
+def remove(batch: Batch, folder: Path) -> None:
+    batch.close()
     shutil.rmtree(folder, ignore_errors=True)
 
 
@@ -158,10 +158,10 @@ class Board(AbstractContextManager["Board"]):
         self._temporary = not name
         self._own = {} if name else {"ZELSIM_HOME": str(self._folder / "boards")}
         self._traces: List[Path] = []
-        self._helper = Helper(self.environment)
+        self._batch = Batch(self.environment)
         self._async_programs: List[AsyncProgram] = []
         self._sessions: "List[Session]" = []
-        self._remove = weakref.finalize(self, remove, self._helper, self._folder)
+        self._remove = weakref.finalize(self, remove, self._batch, self._folder)
         try:
             self._make(slots)
             for number, supply in enumerate(supplies, 1):
@@ -176,7 +176,7 @@ class Board(AbstractContextManager["Board"]):
     def _make(self, slots: str) -> None:
         listed: Dict[str, Any] = {"boards": []}
         if not self._temporary:
-            listed = json.loads(self._helper.do(["list", "--json"]))
+            listed = json.loads(self._batch.do(["list", "--json"]))
             self._own = {"ZELSIM_HOME": listed["root"]}
         if self.name in [board["board"] for board in listed["boards"]]:
             if slots:
@@ -198,7 +198,7 @@ class Board(AbstractContextManager["Board"]):
     def do(self, *words: Word, data: Optional[bytes] = None) -> bytes:
         """Any command of zelsim on this board: what it prints."""
         self._check_open(" ".join(map(str, words)))
-        return self._helper.do([*words, "--board", self.name], data)
+        return self._batch.do([*words, "--board", self.name], data)
 
     def json(self, *words: Word) -> Any:
         return json.loads(self.do(*words, "--json"))

@@ -17,7 +17,7 @@ from pathlib import Path
 from typing import IO, TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, NoReturn, Optional, Sequence, Tuple, Union, cast
 from urllib.parse import urlsplit
 
-from zelboard._channel import TIMEOUT, Timeout
+from zelboard._dialog import TIMEOUT, Timeout
 from zelboard._started import kill_line, new_mark
 from zelboard._switch_state import SwitchState
 from zelboard._zelsim import Word
