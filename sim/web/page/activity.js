@@ -90,11 +90,11 @@ function showFoot() {
   const last = entries.at(-1);
   if (!last)
     return patch(find('#foot'), [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')]);
-  const act = last.request ? entries.findLast(isAct) : null;
+  const lastAct = last.request ? entries.findLast(isAct) : null;
   patchList(
     find('#foot'),
     [
-      act && footOf(act),
+      lastAct && footOf(lastAct),
       footOf(last),
       refusal('undo'),
       button('All activity', () => dock.open('activity'), {class: 'small quiet'}),

@@ -54,7 +54,7 @@ async function fill(part) {
   ]);
 }
 
-function put(part) {
+function placeBeside(part) {
   const target = document.querySelector(`[data-part="${part}"]`);
   if (!target) return;
   const {left, right, bottom, top} = target.getBoundingClientRect();
@@ -74,7 +74,7 @@ export function showCard(part) {
     if (!known.board || isSelected(part) || known.catalogue) return;
     shown = part;
     await fill(part);
-    if (shown === part) put(part);
+    if (shown === part) placeBeside(part);
   }, 350);
 }
 

@@ -114,6 +114,11 @@ function end(event) {
   plug(module, [numberOf(part)]);
 }
 
+function rateText(rate) {
+  if (rate >= 1000) return `${rate / 1000} GBd`;
+  return rate ? `${rate} MBd` : '';
+}
+
 function item({module, part_number: part, rate_mbd: rate, phy}) {
   const click = ({currentTarget}) => {
     if (currentTarget.dragged) currentTarget.dragged = false;
@@ -137,9 +142,16 @@ function item({module, part_number: part, rate_mbd: rate, phy}) {
     element(
       'small',
       {},
-      [rate >= 1000 ? `${rate / 1000} GBd` : rate ? `${rate} MBd` : '', phy ? 'copper PHY' : ''].filter(Boolean).join(', '),
+      [rateText(rate), phy ? 'copper PHY' : ''].filter(Boolean).join(', '),
     ),
   );
+}
+
+/** What to do now, in words. */
+function nextStep() {
+  if (ports.length > 0) return `Choose one for port ${ports.join(', ')}.`;
+  if (known.placing) return `${known.placing}: choose a port (a click, or arrow keys and Enter).`;
+  return 'Drag one into a cage, or choose one and then a port.';
 }
 
 function show() {
@@ -154,11 +166,6 @@ function show() {
   const shown = known.modules.filter(({module, part_number: part}) =>
     `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()),
   );
-  const target = ports.length
-    ? `Choose one for port ${ports.join(', ')}.`
-    : known.placing
-      ? `${known.placing}: choose a port (a click, or arrow keys and Enter).`
-      : 'Drag one into a cage, or choose one and then a port.';
   patch(drawer, [
     element(
       'div',
@@ -166,7 +173,7 @@ function show() {
       element('h2', {}, 'Modules'),
       button('×', closeCatalogue, {class: 'quiet', 'aria-label': 'Close the catalogue'}),
     ),
-    element('p', {class: 'hint', role: 'status'}, target),
+    element('p', {class: 'hint', role: 'status'}, nextStep()),
     element('input', {
       type: 'search',
       placeholder: 'Find a module',

@@ -144,9 +144,13 @@ export function parsed(text) {
   const fields = {};
   const given = words.slice(row.action.split(' ').length);
   const plain = row.fields.filter(({option}) => !option);
-  for (let i = 0, place = 0; i < given.length; ++i) {
-    if (given[i].startsWith('--')) fields[given[i].slice(2)] = given[++i];
-    else if (plain[place]) fields[plain[place++].field] = given[i];
+  while (given.length > 0) {
+    const word = given.shift();
+    if (word.startsWith('--')) {
+      fields[word.slice(2)] = given.shift();
+    } else if (plain.length > 0) {
+      fields[plain.shift().field] = word;
+    }
   }
   return {action: row.action, fields};
 }

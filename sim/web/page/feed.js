@@ -1,5 +1,5 @@
-// The worker of all pages of a browser, which opens few connections to a server at a time: one stream of events for each
-// board that is looked at.
+// One worker for all pages of a browser: it opens one stream of events for each board, because a browser opens few
+// connections to a server.
 
 const kRetry = 1000;
 const kKeptText = 2e6; // characters of requests, for a page that is opened later
@@ -22,16 +22,22 @@ class Feed {
     for (const page of this.pages.keys()) page.postMessage(news);
   }
 
+  setLive(live) {
+    this.known.live = live;
+    this.tell({live});
+  }
+
   connect() {
     clearTimeout(this.retry);
     this.source?.close();
     this.asked = this.wants();
-    const source = (this.source = new EventSource(`/api/events?${this.query}${this.asked ? '&requests' : ''}`));
+    const source = new EventSource(`/api/events?${this.query}${this.asked ? '&requests' : ''}`);
+    this.source = source;
     this.activity = [];
     this.requests = [];
     this.requestsSize = 0;
     let first = true;
-    source.onopen = () => this.tell({live: (this.known.live = true)});
+    source.onopen = () => this.setLive(true);
     source.onmessage = ({data}) => {
       if (data.startsWith('{"requests')) return this.tellRequests(data);
       const news = JSON.parse(data);
@@ -41,7 +47,7 @@ class Feed {
     };
     source.onerror = () => {
       source.close();
-      this.tell({live: (this.known.live = false)});
+      this.setLive(false);
       this.retry = setTimeout(() => this.connect(), kRetry);
     };
   }

@@ -3,7 +3,7 @@ import {element, find, numbers, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
 import {regionOf} from './inspector_sector.js';
 import {follow, known} from './store.js';
-import {address, bytes, plural, rest} from './words.js';
+import {address, bytes, plural, spanText} from './words.js';
 
 // The flash as a map: a band for each region with its sectors, where something is being written, and how often each sector
 // was erased.
@@ -100,7 +100,10 @@ const kQuiet = 2500; // milliseconds without a change end it
 function watchWriting() {
   const {used, erases} = known.sectors;
   const now = Date.now();
-  if (!before) return void (before = {used: [...used], erases: [...erases]});
+  if (!before) {
+    before = {used: [...used], erases: [...erases]};
+    return;
+  }
   let last = null;
   numbers(0, kSectors).forEach((sector) => {
     const erased = erases[sector] !== before.erases[sector];
@@ -129,7 +132,7 @@ function progress() {
   const done = burst.cursor * kSector + known.sectors.used[burst.cursor] * kPage - region.start;
   const left = region.size - done;
   const isKnown = seconds > 1 && left > 0; // a speed of less than a second says little
-  const later = isKnown ? `, ${bytes(speed)}/s; the rest of the region would take ${rest(left / speed)} at most` : '';
+  const later = isKnown ? `, ${bytes(speed)}/s; the rest of the region would take ${spanText(left / speed)} at most` : '';
   return [
     element('b', {}, `Writing ${region.region}`),
     `${place}${bytes(burst.pages * kPage)} written${later}`,

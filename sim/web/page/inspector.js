@@ -174,11 +174,11 @@ function show() {
   if (!known.board || !known.sectors) return;
   review();
   const place = find('#inspector');
-  const top = selected().join();
+  const shown = selected().join();
   const held = place.contains(document.activeElement);
   patch(place, content());
-  if (place.dataset.shows !== top) place.scrollTop = 0;
-  place.dataset.shows = top;
+  if (place.dataset.shows !== shown) place.scrollTop = 0;
+  place.dataset.shows = shown;
   // What had the focus may be gone with what it did: the inspector keeps it.
   if (held && !place.contains(document.activeElement)) place.focus();
 }

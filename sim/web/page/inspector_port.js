@@ -143,7 +143,7 @@ const transmitter = (name, ports, holds) =>
     (value) => toAll(ports, 'set tx-fault', {value}),
   );
 
-// One port is the control's own act; for more the others follow first.
+// Does the act for all ports but the first one, and returns that of the first one, which the control itself does.
 function toAll(ports, action, fields) {
   const [first, ...rest] = ports;
   for (const port of rest) act(`${action}${port}`, action, {port, ...fields});
@@ -187,7 +187,7 @@ export function portControls(port) {
   ];
 }
 
-/** What all of them have in common holds; else nothing is chosen. */
+/** The value that all of them have; '' if they differ, so that nothing is chosen. */
 const common = (values) => (values.every((value) => value === values[0]) ? values[0] : '');
 
 export function portsControls(ports) {

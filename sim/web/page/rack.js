@@ -110,72 +110,96 @@ const slotOf = (number) =>
     ),
   );
 
+const isIll = (summary) => ills(summary).length > 0;
+
+/** The boards that the filter lets through, in the order in which they are shown. */
+function shownBoards() {
+  const rank = ([name, summary]) => (sorted === 'ill' && isIll(summary) ? '0' : '1') + name;
+  return [...boards]
+    .filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()))
+    .sort((a, b) => (rank(a) < rank(b) ? -1 : 1));
+}
+
+function health() {
+  const ill = [...boards.values()].filter(isIll).length;
+  if (ill > 0) return element('span', {class: 'bad'}, `! ${ill} not well`);
+  return element('span', {class: 'good'}, boards.size > 0 ? '✓ all well' : '');
+}
+
+const search = () =>
+  element('input', {
+    type: 'search',
+    placeholder: 'Find a board',
+    'aria-label': 'Find a board',
+    oninput: ({target}) => {
+      filter = target.value;
+      show();
+    },
+  });
+
+const sorting = () =>
+  element(
+    'label',
+    {class: 'sorting'},
+    element('input', {
+      type: 'checkbox',
+      checked: sorted === 'ill',
+      onchange: ({target}) => {
+        sorted = target.checked ? 'ill' : 'name';
+        show();
+      },
+    }),
+    'those not well first',
+  );
+
+function toggleMaking() {
+  making = !making;
+  show();
+}
+
+const form = () =>
+  element(
+    'form',
+    {class: making ? 'row making' : 'row', onsubmit: create},
+    element(
+      'label',
+      {},
+      'New board',
+      element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'}),
+    ),
+    slotOf(1),
+    slotOf(2),
+    slotOf(3),
+    element('button', {type: 'submit', class: 'main'}, 'Make it'),
+  );
+
+const bar = () =>
+  element(
+    'div',
+    {class: 'rack-bar', 'data-key': 'bar'},
+    element('h2', {}, plural(boards.size, 'board')),
+    health(),
+    search(),
+    sorting(),
+    button('New board…', toggleMaking, {class: 'opens-making', 'aria-expanded': String(making)}),
+    form(),
+  );
+
+const none = () =>
+  element(
+    'p',
+    {class: 'empty', 'data-key': 'none'},
+    'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none',
+  );
+
 function show() {
-  const all = [...boards].filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()));
-  const rank = ([name, summary]) => (sorted === 'ill' && ills(summary).length ? '0' : '1') + name;
-  all.sort((a, b) => (rank(a) < rank(b) ? -1 : 1));
-  const ill = [...boards.values()].filter((summary) => ills(summary).length).length;
   patchList(
     find('#rack-view'),
     [
-      element(
-        'div',
-        {class: 'rack-bar', 'data-key': 'bar'},
-        element('h2', {}, plural(boards.size, 'board')),
-        element('span', {class: ill ? 'bad' : 'good'}, ill ? `! ${ill} not well` : boards.size ? '✓ all well' : ''),
-        element('input', {
-          type: 'search',
-          placeholder: 'Find a board',
-          'aria-label': 'Find a board',
-          oninput: ({target}) => {
-            filter = target.value;
-            show();
-          },
-        }),
-        element(
-          'label',
-          {class: 'sorting'},
-          element('input', {
-            type: 'checkbox',
-            checked: sorted === 'ill',
-            onchange: ({target}) => {
-              sorted = target.checked ? 'ill' : 'name';
-              show();
-            },
-          }),
-          'those not well first',
-        ),
-        button(
-          'New board…',
-          () => {
-            making = !making;
-            show();
-          },
-          {class: 'opens-making', 'aria-expanded': String(making)},
-        ),
-        element(
-          'form',
-          {class: making ? 'row making' : 'row', onsubmit: create},
-          element(
-            'label',
-            {},
-            'New board',
-            element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'}),
-          ),
-          slotOf(1),
-          slotOf(2),
-          slotOf(3),
-          element('button', {type: 'submit', class: 'main'}, 'Make it'),
-        ),
-      ),
+      bar(),
       refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
-      element('ul', {class: 'rack', 'data-key': 'rack'}, all.map(place)),
-      boards.size === 0 &&
-        element(
-          'p',
-          {class: 'empty', 'data-key': 'none'},
-          'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none',
-        ),
+      element('ul', {class: 'rack', 'data-key': 'rack'}, shownBoards().map(place)),
+      boards.size === 0 && none(),
     ],
     '#rack-view input',
   );

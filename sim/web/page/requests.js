@@ -14,11 +14,11 @@ import {plural} from './words.js';
 const kKept = 5000;
 const kMore = 100;
 const kLineHeight = 24;
-// Where more lines come than are seen they are drawn when no more have come for a moment, and at last after so long.
+// A flood of lines is drawn after a moment without new lines, or at the latest after kLongest.
 const kMoment = 300; // milliseconds
 const kLongest = 1000;
-const kSpare = 8; // lines above those that are seen, for a scroll bar
-const kNear = 200; // lines; the last one pixels
+const kSpare = 8; // lines beyond those that are seen
+const kNear = 200; // pixels from the top
 let entries = [];
 let passing = [];
 let list;
@@ -44,7 +44,7 @@ function toggle(entry) {
 
 const linesOf = (some, expression = matcher()) => some.map((entry) => lineOf(entry, expression, toggle));
 
-const follows = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
+const isAtEnd = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
 const toEnd = () => (list.scrollTop = list.scrollHeight);
 
 function showNew() {
@@ -151,7 +151,7 @@ function drawFlood() {
   const pause = Math.min(kMoment, floodSince + kLongest - now);
   drawing = setTimeout(() => {
     floodSince = null;
-    if (follows() && !opened) drawLast();
+    if (isAtEnd() && !opened) drawLast();
     else showNew();
   }, pause);
 }
@@ -160,7 +160,7 @@ function drawFlood() {
 function add(fresh) {
   const expression = matcher();
   const passed = fresh.filter((entry) => passes(entry, expression));
-  const following = follows() && !opened;
+  const following = isAtEnd() && !opened;
   passing = passing.concat(passed).slice(-kKept);
   waiting = Math.min(waiting + passed.length, passing.length);
   if (following && waiting >= room()) {
@@ -236,8 +236,8 @@ export function start() {
     tabindex: '0',
     'aria-label': 'Requests to the drivers',
     onscroll: () => {
-      if (follows() && waiting > 0) drawLater();
-      else if (!follows() && list.scrollTop < kNear) drawEarlier();
+      if (isAtEnd() && waiting > 0) drawLater();
+      else if (!isAtEnd() && list.scrollTop < kNear) drawEarlier();
     },
   });
   dock.add(

@@ -1,6 +1,6 @@
 import {element} from './dom.js';
 import {beginning, pointsOf} from './history.js';
-import {rest} from './words.js';
+import {spanText} from './words.js';
 
 // A small curve of the last minutes of a value, which stands between its changes.
 
@@ -51,7 +51,7 @@ export function scaled(name, range) {
   const ends = [highest, lowest].map((value) => element('span', {}, String(Math.round(value))));
   return element(
     'span',
-    {class: 'scaled', title: `The last ${rest(spanAt(Date.now()) / 1000)}`},
+    {class: 'scaled', title: `The last ${spanText(spanAt(Date.now()) / 1000)}`},
     sparkline(name, range),
     element('span', {class: 'scale-ends'}, ends),
   );

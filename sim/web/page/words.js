@@ -25,7 +25,7 @@ export function duration(microseconds) {
   return `${(microseconds / 1000000).toFixed(2)} s`;
 }
 
-export function rest(seconds) {
+export function spanText(seconds) {
   if (seconds < 60) return `${Math.max(1, Math.round(seconds))} s`;
   const whole = Math.round(seconds);
   return whole % 60 ? `${Math.floor(whole / 60)} min ${whole % 60} s` : `${whole / 60} min`;
