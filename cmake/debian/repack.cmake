@@ -1,5 +1,4 @@
-# Takes the scripts out of the packages that cpack gives to every package with a shared object in it: they call
-# ldconfig, which the library's trigger does.
+# Removes the ldconfig scripts that cpack puts into packages with a shared object: the library's trigger does that.
 foreach(package ${CPACK_PACKAGE_FILES})
   set(folder ${package}.unpacked)
   execute_process(COMMAND dpkg-deb --raw-extract ${package} ${folder} COMMAND_ERROR_IS_FATAL ANY)
@@ -11,7 +10,7 @@ foreach(package ${CPACK_PACKAGE_FILES})
       endif()
     endif()
   endforeach()
-  # The switch has the libraries of the cross compiler under their own names. No time is the folder's.
+  # Dependencies lose the suffixes of the cross compiler. All times are SOURCE_DATE_EPOCH.
   file(READ ${folder}/DEBIAN/control control)
   string(REGEX REPLACE "-armhf-cross|:armhf" "" control "${control}")
   file(WRITE ${folder}/DEBIAN/control "${control}")
