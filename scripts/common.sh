@@ -25,7 +25,7 @@ need() {
   "${as[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" | progress
 }
 
-# What every build needs, with what else the script does. INSTALL_ONLY=1 before a script's name ends it here.
+# Installs what every build needs, and the packages named. INSTALL_ONLY=1 in the environment ends the script after that.
 need_build() {
   need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev zlib1g-dev pkg-config libcpp-httplib-dev "$@"
   [ -z "${INSTALL_ONLY:-}" ] || exit 0

@@ -116,7 +116,7 @@ def ports(board):
         width = 52 * columns + 16
         picture.box(x, 56, width, 136, "plain", 8)
         kind = "daughter board" if slot else "10G"
-        picture.text(x + 10, 76, f"{name_of(slot)}: {kind}" if slot else "main board: 10G", "small")
+        picture.text(x + 10, 76, f"{name_of(slot)}: {kind}", "small")
         for place, port in enumerate(numbers):
             left, top = x + 10 + 52 * (place // 2), 86 + 50 * (place % 2)
             picture.box(left, top, 44, 42, hue)
@@ -224,7 +224,7 @@ def flash(board):
     high = {piece: 26 + 3 * ((piece[1] - piece[0]) // SECTOR).bit_length() for pieces in columns for piece in pieces}
     room = max(sum(high[piece] + 4 for piece in pieces) for pieces in columns)
     picture = Picture(880, 112 + room, "The flash: 32 MiB in two segments")
-    for x, pieces, name in zip((24, 454), columns, ("lower", "upper")):
+    for x, base, pieces, name in zip((24, 454), (0, SEGMENT), columns, ("lower", "upper")):
         picture.text(x + 74, 66, f"{name} segment", "small soft")
         picture.text(x + 336, 66, "true to scale", "small soft")
         y = 78
@@ -237,7 +237,7 @@ def flash(board):
             picture.text(x + 86, middle, region or "unused", "" if region else "small soft")
             size = (end - start) // 1024
             picture.text(x + 310, middle, f"{size // 1024} MiB" if size % 1024 == 0 else f"{size} KiB", "small end")
-            top, bottom = ((edge % SEGMENT or (SEGMENT if edge == end else 0)) * room // SEGMENT for edge in (start, end))
+            top, bottom = ((edge - base) * room // SEGMENT for edge in (start, end))
             picture.box(x + 348, 78 + top, 44, max(bottom - top, 1), style, 0)
             y += high[piece] + 4
     picture.text(24, room + 98, "Heights on the left grow with the size's logarithm. Each address is that of the first byte.", "small soft")

@@ -21,9 +21,12 @@ void reset_hardware(Board &board);
 /** Fits a board into slot index 0 to 2, or takes it out; either pulls the modules and resets the expanders there. */
 void fit(Board &board, unsigned slot, uint8_t type);
 
-/** Times in a damaged state file may be anything: their sum wraps. */
+/** Times in a damaged state file may be anything: their sum and their difference wrap. */
 inline int64_t wrapping_sum(int64_t a, int64_t b) {
   return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+inline int64_t wrapping_difference(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
 }
 
 /** The board's time: the host's, advanced by the pauses that were counted instead of slept. */

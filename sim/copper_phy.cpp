@@ -31,8 +31,7 @@ bool is_read_only(unsigned number) {
 }
 
 bool has_settled(const Board &board, const Cage &cage) {
-  int64_t minus_since = wrapping_sum(~cage.negotiating_since_us, 1);
-  int64_t passed_us = wrapping_sum(now_us(board), minus_since);
+  int64_t passed_us = wrapping_difference(now_us(board), cage.negotiating_since_us);
   return passed_us >= static_cast<int64_t>(board.settle_ms) * 1000;
 }
 

@@ -110,8 +110,8 @@ std::optional<size_t> allowed_size(Board &board, const FaultCall &call, size_t s
   return std::min(size, most);
 }
 
-// Old contents of a page. A hole of the mapping cannot be looked at on a full disk; a descriptor for writing only has
-// nothing else.
+// Reads a page through the descriptor. A write-only descriptor cannot read, so the mapping is read instead; not first, since
+// touching a hole of it fails on a full disk.
 void read_page(const Attached &attached, int fd, uint32_t page, uint8_t *stored) {
   if (sys::pread(fd, stored, kPageSize, page) < 0) memcpy(stored, attached.inverted_flash + page, kPageSize);
 }

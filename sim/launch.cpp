@@ -134,6 +134,16 @@ void become(const Words &words) {
   std::exit(status);
 }
 
+// Waits until a process has ended. It is reaped later, when no signal is handed on to it any more: another process may get
+// its number.
+static void wait_for_end(pid_t program) {
+  for (;;) {
+    siginfo_t ended = {};
+    int failed = waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOWAIT);
+    if (failed == 0 || errno != EINTR) return;
+  }
+}
+
 int run_and_wait(const Words &words) {
   // Keys of a terminal reach the program, too.
   auto interrupt = std::signal(SIGINT, SIG_IGN);
@@ -149,11 +159,9 @@ int run_and_wait(const Words &words) {
   std::signal(SIGTERM, hand_on);
   std::signal(SIGHUP, hand_on);
   int status = 0;
-  siginfo_t ended = {};
-  // Not reaped until signals go nowhere: another process may get its number.
-  while (waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOWAIT) < 0 && errno == EINTR) continue;
+  wait_for_end(program);
   g_program = 0;
-  while (waitpid(program, &status, 0) < 0 && errno == EINTR) continue;
+  waitpid(program, &status, 0);
   std::signal(SIGINT, interrupt);
   std::signal(SIGQUIT, quit);
   return status;

@@ -134,6 +134,25 @@ std::vector<Module> make_catalogue() {
   return modules;
 }
 
+// True for page A2h in the place of page A0h: the checksum of A0h is wrong, that of A2h is right, and the thresholds are in
+// order.
+bool is_diagnostics_page(const MemoryPage &page) {
+  auto sum = [&](size_t end) { return static_cast<uint8_t>(std::accumulate(page.begin(), page.begin() + end, 0u)); };
+  if (sum(kBaseChecksum) == page[kBaseChecksum]) return false;
+  if (sum(kDiagnosticsChecksum) != page[kDiagnosticsChecksum]) return false;
+  for (unsigned i = 0; i < kQuantities; ++i) {
+    auto quantity = static_cast<Quantity>(i);
+    auto limit = [&](Threshold threshold) {
+      uint16_t word = word_at(page.data(), place_of(quantity, threshold));
+      return quantity == kTemperature ? int{static_cast<int16_t>(word)} : int{word};
+    };
+    bool in_order = limit(kHighAlarm) >= limit(kHighWarning) && limit(kHighWarning) >= limit(kLowWarning) &&
+                    limit(kLowWarning) >= limit(kLowAlarm);
+    if (!in_order) return false;
+  }
+  return true;
+}
+
 Module find_module(const std::string &wanted, unsigned port) {
   for (const Module &module : catalogue()) {
     if (module.name == wanted) return taken_from_catalogue(module, port);
@@ -177,24 +196,6 @@ std::string catalogue_name(const MemoryPage &page) {
     if (is_meant) return module.name;
   }
   return "";
-}
-
-// Page A2h alone: its checksum is right, and its thresholds are in their order, where page A0h would have its own checksum.
-bool is_diagnostics_page(const MemoryPage &page) {
-  auto sum = [&](size_t end) { return static_cast<uint8_t>(std::accumulate(page.begin(), page.begin() + end, 0u)); };
-  if (sum(kBaseChecksum) == page[kBaseChecksum]) return false;
-  if (sum(kDiagnosticsChecksum) != page[kDiagnosticsChecksum]) return false;
-  for (unsigned i = 0; i < kQuantities; ++i) {
-    auto quantity = static_cast<Quantity>(i);
-    auto limit = [&](Threshold threshold) {
-      uint16_t word = word_at(page.data(), place_of(quantity, threshold));
-      return quantity == kTemperature ? int{static_cast<int16_t>(word)} : int{word};
-    };
-    bool in_order = limit(kHighAlarm) >= limit(kHighWarning) && limit(kHighWarning) >= limit(kLowWarning) &&
-                    limit(kLowWarning) >= limit(kLowAlarm);
-    if (!in_order) return false;
-  }
-  return true;
 }
 
 std::vector<MemoryPage> read_pages(const std::string &file) {

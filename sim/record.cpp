@@ -30,7 +30,7 @@ bool is_compressed(const std::string &file) { return file.ends_with(kCompressed)
 // are in the plain file.
 std::string plain_file(const std::string &file) { return is_compressed(file) ? file + ".part" : file; }
 
-// The program has run: its status is handed on in any case.
+// Prints a message. It is no Failure: the program has run, and zelsim ends with the program's status.
 void tell(const std::string &what) { std::fprintf(stderr, "zelsim: record: %s\n", what.c_str()); }
 
 std::string why_not_written(const std::string &file) { return "cannot write '" + file + "': " + std::strerror(errno); }

@@ -57,8 +57,8 @@ using namespace zelsim;
 #pragma GCC visibility push(default)
 extern "C" {
 
-// A write costs more than the lines themselves: not every pause has one.
-constexpr int64_t kOftenEnough = 100000000;  // nanoseconds
+// Buffered lines are written at a pause, at most this often: a write costs more than the lines.
+constexpr int64_t kWriteIntervalNs = 100000000;
 
 int usleep(useconds_t microseconds) {
   auto function = [&] { return behind<usleep>("usleep")(microseconds); };
@@ -66,7 +66,7 @@ int usleep(useconds_t microseconds) {
   call.argument = microseconds;
   if (replays()) return replay(call) > 0 ? function() : 0;
   if (!records()) return function();
-  write_buffered(kOftenEnough);
+  write_buffered(kWriteIntervalNs);
   int result = hand_on(call, function);
   write_down(call);
   return result;

@@ -50,13 +50,14 @@ class KeptFile {
   // True if the recording is complete: nothing is written behind its last line. A file that is gone was compressed.
   bool has_ended() const {
     if (fd_ < 0) return errno == ENOENT;
-    constexpr char kLast[] = "\nend\n";
-    constexpr size_t kSize = sizeof kLast - 1;
+    constexpr size_t kEndSize = sizeof kRecordingEnd - 1;
+    constexpr size_t kSize = kEndSize + 2;  // with the ends of two lines
     char last[kSize] = {};
     off_t size = sys::lseek(fd_, 0, SEEK_END);
     if (size < static_cast<off_t>(kSize)) return false;
     sys::pread(fd_, last, kSize, size - static_cast<off_t>(kSize));
-    return memcmp(last, kLast, kSize) == 0;
+    bool is_line = last[0] == '\n' && last[kSize - 1] == '\n';
+    return is_line && memcmp(last + 1, kRecordingEnd, kEndSize) == 0;
   }
 
   void open() {

@@ -82,7 +82,8 @@ void do_act(const TimedAct &act, Perform how) {
   throw Failure(act.place + ": " + why);
 }
 
-// The board of a scenario is there before it, and after it.
+// False for `create` and `delete`, since a scenario runs on one board; for `play`, which would nest; and for commands that
+// take the process.
 bool is_act(const std::string &command) {
   constexpr const char *kOthers[] = {"create", "delete", "play"};
   bool is_other = std::ranges::find(kOthers, command) != std::end(kOthers);

@@ -24,7 +24,8 @@ void set_line(const CommandLine &line) {
   open_board(line.board)->cages[port].*Level = level;
 }
 
-// A supply that fails keeps its type.
+// Of a choice the value is the index of its word: supply 1 is 0; none, ac, dc, failed are 0 to 3. A supply that fails keeps
+// its type.
 void set_supply(const CommandLine &line) {
   constexpr uint32_t kNone = 0;
   constexpr uint32_t kFailed = 3;

@@ -34,7 +34,7 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   position_ = watch.written;
   constexpr uint32_t kMuch = kWatchedBytes / 4;
   constexpr std::chrono::milliseconds kRest{90};
-  if (size > kMuch) look_at_ = Clock::now() + kRest;
+  if (size > kMuch) next_look_ = Clock::now() + kRest;
   if (size == 0) return;
   Taken &taken = untold_.emplace_back();
   taken.misses_more = size >= kRoom;
@@ -71,7 +71,7 @@ void Requests::tell(const Taken &taken, News &news, Activity &activity) {
 bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news, Activity &activity) {
   constexpr std::chrono::milliseconds kPause{250};
   Clock::time_point now = Clock::now();
-  if (attached_ != attached || now >= look_at_) take_bytes(attached);
+  if (attached_ != attached || now >= next_look_) take_bytes(attached);
   if (untold_.empty() || now - told_at_ < kPause) return false;
   for (const Taken &taken : untold_) tell(taken, news, activity);
   untold_.clear();

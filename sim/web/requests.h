@@ -38,9 +38,9 @@ class Requests {
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
   Readings readings_ = {};
-  uint64_t count_ = 0;              // of the calls in the log so far
-  std::vector<Taken> untold_ = {};  // not in the log yet
-  Clock::time_point look_at_ = {};  // not before
+  uint64_t count_ = 0;                // of the calls in the log so far
+  std::vector<Taken> untold_ = {};    // not in the log yet
+  Clock::time_point next_look_ = {};  // not before
   Clock::time_point told_at_ = {};
   std::shared_ptr<const Attached> counted_ = {};  // whose requests `requests_` are
   uint32_t requests_ = 0;
