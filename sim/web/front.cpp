@@ -207,7 +207,14 @@ void Front::collect(Collection &collection) {
 bool Front::answer(const Connection &connection) {
   WholeRequest stream(connection.socket, std::string_view(connection.bytes).substr(0, connection.length));
   bool closes = false;
-  return process_request(stream, false, closes, nullptr) && !closes;
+  // Later versions of the server library are told both ends of the connection. Nothing here asks for them.
+  auto process = [&](auto &server) {
+    if constexpr (requires { server.process_request(stream, false, closes, nullptr); })
+      return server.process_request(stream, false, closes, nullptr);
+    else
+      return server.process_request(stream, "", 0, "", 0, false, closes, nullptr);
+  };
+  return process(*this) && !closes;
 }
 
 void Front::work() {
