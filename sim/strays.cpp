@@ -33,9 +33,7 @@ bool has_entry(const std::string &process, const std::string &entry) {
   return environment.find('\0' + entry + '\0') != std::string::npos;
 }
 
-}  // namespace
-
-std::vector<pid_t> processes_with(const std::string &entry) {
+std::vector<pid_t> look_for(const std::string &entry) {
   std::vector<pid_t> found;
   std::error_code none;
   for (const fs::directory_entry &row : fs::directory_iterator("/proc", none)) {
@@ -45,6 +43,17 @@ std::vector<pid_t> processes_with(const std::string &entry) {
     if (has_entry(name, entry)) found.push_back(static_cast<pid_t>(std::stol(name)));
   }
   return found;
+}
+
+}  // namespace
+
+std::vector<pid_t> processes_with(const std::string &entry) {
+  constexpr std::chrono::milliseconds kPause(5);
+  std::vector<pid_t> found = look_for(entry);
+  if (!found.empty()) return found;
+  // A process shows no environment while it is being replaced by another program.
+  std::this_thread::sleep_for(kPause);
+  return look_for(entry);
 }
 
 std::string running_text(size_t count) {
