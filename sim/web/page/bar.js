@@ -1,6 +1,7 @@
 import {undo} from './activity.js';
+import * as address from './address.js';
 import {openCatalogue} from './catalogue.js';
-import {button, find, patch} from './dom.js';
+import {button, element, find, patch} from './dom.js';
 import {openHelp} from './keys.js';
 import * as states from './states.js';
 import {follow, isAway, known} from './store.js';
@@ -44,10 +45,19 @@ function showActs() {
   ]);
 }
 
+const kAbsent = 404;
+const kBusy = 503;
 const kAway = 'What you see is how it was';
+
+function refusedText({status, text}) {
+  if (status === kAbsent) return `There is no board ${address.read('board')}.`;
+  if (status === kBusy) return 'Too many pages are open on this server: close some that nobody needs.';
+  return `The server refuses this page: ${text}.`;
+}
 
 /** Why what is shown may no longer hold; '' while it does. */
 function troubleText() {
+  if (known.refused) return `${refusedText(known.refused)} This page tries again by itself.`;
   if (known.live === false) {
     const since = known.since ? timeOfDay(known.since, false) : '';
     return `No connection since ${since}: is zelsim serve still running? ${kAway}. This page tries again by itself.`;
@@ -59,6 +69,7 @@ function troubleText() {
 
 function liveText() {
   if (known.live === undefined) return 'connecting';
+  if (known.refused?.status === kAbsent) return 'no board';
   if (known.live === false) return 'not connected';
   return known.gone ? 'no board' : 'live';
 }
@@ -70,7 +81,8 @@ function showLive() {
   place.textContent = liveText();
   place.classList.toggle('good', Boolean(known.live) && !known.gone);
   place.classList.toggle('bad', known.live === false || Boolean(known.gone));
-  if (trouble.textContent !== text) trouble.textContent = text;
+  const toRack = known.refused?.status === kAbsent && element('a', {href: '/'}, 'Show all boards');
+  patch(trouble, [text, toRack && ' ', toRack]);
   trouble.hidden = !text;
 }
 
@@ -80,7 +92,7 @@ export function start() {
   } catch {
     applyScheme('');
   }
-  follow(['live', 'gone', 'since'], showLive);
+  follow(['live', 'gone', 'since', 'refused'], showLive);
   follow(['live', 'gone'], showActs);
   let shown = null;
   follow(['board'], () => {

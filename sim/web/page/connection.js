@@ -22,7 +22,7 @@ export function follow(board, takeRack) {
     if (typeof data === 'string') return take(JSON.parse(data));
     if (data.live !== undefined && data.live !== known.live) put('since', new Date());
     if (!takeRack) return take(data);
-    take({live: data.live ?? known.live});
+    take({live: data.live ?? known.live, refused: data.live === undefined ? known.refused : data.refused});
     takeRack(data);
   };
   subscribe();

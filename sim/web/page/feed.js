@@ -4,6 +4,21 @@
 const kRetry = 1000;
 const kKeptText = 2e6; // characters of requests, for a page that is opened later
 
+/** Why the server refuses a stream, which the stream itself does not say: the status and its sentence; null where there is
+ *  no answer, or none that refuses. */
+async function whyRefused(address) {
+  const ending = new AbortController();
+  try {
+    const answer = await fetch(address, {signal: ending.signal});
+    if (answer.ok) return null;
+    return {status: answer.status, text: (await answer.json()).error};
+  } catch {
+    return null;
+  } finally {
+    ending.abort(); // a stream that is good now would go on
+  }
+}
+
 class Feed {
   constructor(query) {
     this.query = query;
@@ -22,22 +37,18 @@ class Feed {
     for (const page of this.pages.keys()) page.postMessage(news);
   }
 
-  setLive(live) {
-    this.known.live = live;
-    this.tell({live});
-  }
-
   connect() {
     clearTimeout(this.retry);
     this.source?.close();
     this.asked = this.wants();
-    const source = new EventSource(`/api/events?${this.query}${this.asked ? '&requests' : ''}`);
+    const address = `/api/events?${this.query}${this.asked ? '&requests' : ''}`;
+    const source = new EventSource(address);
     this.source = source;
     this.activity = [];
     this.requests = [];
     this.requestsSize = 0;
     let first = true;
-    source.onopen = () => this.setLive(true);
+    source.onopen = () => this.setLive(true, null);
     source.onmessage = ({data}) => {
       if (data.startsWith('{"requests')) return this.tellRequests(data);
       const news = JSON.parse(data);
@@ -45,11 +56,18 @@ class Feed {
       this.tell(first ? {...news, anew: true} : news);
       first = false;
     };
-    source.onerror = () => {
+    source.onerror = async () => {
       source.close();
-      this.setLive(false);
+      const refused = await whyRefused(address);
+      if (this.source !== source) return; // somebody has connected anew, or all pages are gone
+      this.setLive(false, refused);
       this.retry = setTimeout(() => this.connect(), kRetry);
     };
+  }
+
+  setLive(live, refused) {
+    Object.assign(this.known, {live, refused});
+    this.tell({live, refused});
   }
 
   // Requests come by the thousand: they go on as the text that they are, to the pages that show them.
