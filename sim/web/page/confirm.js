@@ -1,15 +1,22 @@
 import {closeDialog, openDialog} from './dialog.js';
 import {button, element} from './dom.js';
+import {follow, isAway} from './store.js';
 
-// Asks once before something goes that no undo brings back, and names what goes.
+// Asks once before something goes that no undo brings back, and names what goes. The question goes when the board does.
+
+let withdraw = null; // the question that is open
+
+follow(['live', 'gone'], () => isAway() && withdraw?.());
 
 /** @return whether it shall be done */
 export function confirm({title, lost, kept, does}) {
   return new Promise((resolve) => {
     const close = (yes) => {
+      withdraw = null;
       closeDialog(dialog);
       resolve(yes);
     };
+    withdraw = () => close(false);
     const dialog = element(
       'dialog',
       {

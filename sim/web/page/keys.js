@@ -8,17 +8,20 @@ import {firstPart, focusPart, legend} from './panel.js';
 import {focusFilter} from './requests.js';
 import {select, selected} from './selection.js';
 import * as states from './states.js';
-import {known} from './store.js';
+import {isAway, known} from './store.js';
 
 // Everything has a key.
+
+/** Acts on the board do nothing while it is gone. */
+const whileThere = (does) => () => isAway() || does();
 
 const kKeys = [
   ['p', 'to the front panel', () => focusPart(firstPart())],
   ['i', 'to the inspector', () => find('#inspector').focus()],
   ['/', 'find in the requests', focusFilter],
-  ['c', 'catalogue of modules', () => openCatalogue()],
-  ['u', 'undo the last act', () => undo()],
-  ['s', 'saved states', () => states.open()],
+  ['c', 'catalogue of modules', whileThere(() => openCatalogue())],
+  ['u', 'undo the last act', whileThere(() => undo())],
+  ['s', 'saved states', whileThere(() => states.open())],
   ['t', 'dark, light or as the system', nextScheme],
   ['?', 'this help', () => openHelp()],
 ];
