@@ -16,10 +16,11 @@ export async function moduleOf(port) {
   const key = `${port} ${cageOf(port)?.module}`;
   if (!modules.has(key)) {
     for (const old of modules.keys()) if (old.startsWith(port + ' ')) modules.delete(old);
-    modules.set(
-      key,
-      ask('module?port=' + port).catch(() => null),
-    );
+    const forget = () => {
+      modules.delete(key); // so that it is asked for again
+      return null;
+    };
+    modules.set(key, ask('module?port=' + port).catch(forget));
   }
   return modules.get(key);
 }
