@@ -1,5 +1,6 @@
 import {act, dismiss, pendingValue, refusalOf} from './acts.js';
 import {button, element} from './dom.js';
+import {put} from './store.js';
 
 // Controls of the inspector and of forms. Each has a name by which its act and its refusal are found again.
 
@@ -16,11 +17,43 @@ export function refusal(control) {
   );
 }
 
+const moved = new Map(); // value that the arrow keys have come to and that is not done, by control
+
+/** Arrow keys go from value to value and do nothing; Enter or Space does the one that they have come to. */
+function moveChoice(control, values, choose, event) {
+  const {key, currentTarget: input} = event;
+  const direction = {ArrowRight: 1, ArrowDown: 1, ArrowLeft: -1, ArrowUp: -1}[key];
+  if (direction === undefined && key !== 'Enter' && key !== ' ') return;
+  event.preventDefault();
+  const at = values.findIndex(([value]) => String(value) === input.value);
+  if (direction === undefined) {
+    moved.delete(control);
+    choose(values[at][0]);
+    return;
+  }
+  const to = String(values.at((at + direction) % values.length)[0]);
+  moved.set(control, to);
+  const place = input.closest('.options');
+  put('acts', {});
+  place.querySelector(`[value="${CSS.escape(to)}"]`).focus();
+}
+
+function leaveChoice(control, {currentTarget, relatedTarget}) {
+  if (!moved.has(control) || currentTarget.closest('.options').contains(relatedTarget)) return;
+  moved.delete(control);
+  put('acts', {});
+}
+
 /** A few values, one of which holds. `does` gives the action and the fields for one that is chosen. */
 export function choice(control, legend, values, holds, does) {
   const waiting = pendingValue(control);
-  const shown = String(waiting ?? holds);
-  const choose = (value) => act(control, ...does(value), value);
+  const shown = String(waiting ?? moved.get(control) ?? holds);
+  const isMoved = waiting === undefined && moved.has(control) && shown !== String(holds);
+  const choose = (value) => {
+    moved.delete(control);
+    if (String(value) === String(holds)) return put('acts', {});
+    act(control, ...does(value), value);
+  };
   const options = values.map(([value, text = value]) =>
     element(
       'label',
@@ -31,15 +64,21 @@ export function choice(control, legend, values, holds, does) {
         value: String(value),
         checked: shown === String(value),
         onchange: () => choose(value),
+        onkeydown: (event) => moveChoice(control, values, choose, event),
+        onblur: (event) => leaveChoice(control, event),
       }),
       element('span', {}, text),
     ),
   );
   return element(
     'fieldset',
-    {class: 'choice' + (waiting === undefined ? '' : ' pending'), 'data-key': control},
+    {
+      class: 'choice' + (waiting === undefined ? '' : ' pending') + (isMoved ? ' moved' : ''),
+      'data-key': control,
+    },
     element('legend', {}, legend),
     element('div', {class: 'options'}, options),
+    isMoved && element('small', {class: 'hint', role: 'status', 'data-key': 'moved-' + control}, 'Enter does it.'),
     refusal(control),
   );
 }
@@ -67,11 +106,13 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
     if (sliding.has(control)) return;
     sliding.add(control);
     let sent;
-    while (sent !== target.value) {
+    let done = true;
+    while (sent !== target.value && done) {
       sent = target.value;
-      await act(control, ...does(sent));
+      done = await act(control, ...does(sent));
     }
     sliding.delete(control);
+    if (!done) target.value = target.rendered; // what holds
   };
   return element(
     'div',
