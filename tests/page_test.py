@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import socket
 import subprocess
 import sys
 import tempfile
@@ -188,6 +189,94 @@ class Page(Server):
         self.says("#trouble", "No connection since")
         self.start(str(self.port))
         eventually(lambda: not self.is_there("#board-view.away"))
+
+    def refuse_port_5(self):
+        """Acts on port 5 go to a port that is none, whatever the page knows."""
+        self.on_page("const real = fetch; const there = '\"port\":5'; window.fetch = (path, options) => real(path, "
+                     "options?.body ? {...options, body: options.body.replace(there, there + '5')} : options)")
+
+    def test_refusals_are_seen_where_the_act_was(self):
+        # A module that is placed on a port without a cage.
+        self.keys("c")
+        self.find("#catalogue input:focus")
+        self.click("#catalogue [data-key='1g-lx']")
+        self.find("#panel.placing")
+        self.click("[data-part=port9]")
+        self.says("#inspector [data-key=refusal-plug9]", "port 9")
+        # One port of several: the others are done, and a change elsewhere leaves the refusal.
+        for line in ("plug 5 1g-sx", "plug 6 1g-sx", "plug 24 10g-sr"):
+            zelsim(line)
+        self.find("[data-part=port24][aria-label*='10g-sr']")
+        self.select("port5")
+        self.find("#inspector [name=los5]")
+        self.refuse_port_5()
+        self.click("#inspector [name=los5][value='1']")
+        self.says("#inspector [data-key=refusal-los5]", "'55' is not")
+        zelsim("set los 24 1")
+        self.find("[data-part=port24][aria-label*='no light']")
+        self.assertTrue(self.is_shown("#inspector [data-key=refusal-los5]"))
+        # A slider goes back to what holds.
+        self.on_page("const slider = document.querySelector('[name=rx_power5]'); window.before = slider.value;"
+                     "slider.value = '-30'; slider.dispatchEvent(new Event('input', {bubbles: true}))")
+        self.says("#inspector [data-key=refusal-rx_power5]", "'55' is not")
+        eventually(lambda: self.on_page("return document.querySelector('[name=rx_power5]').value === window.before"))
+        self.open("?select=port5,port6")
+        self.refuse_port_5()
+        self.click("#inspector [name=los-all][value='1']")
+        self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: '55'")
+        self.find("[data-part=port6][aria-label*='no light']")
+
+    def test_why_there_is_no_stream(self):
+        self.end()
+        self.words = ()
+        self.start(str(self.port))
+        self.browser.get(self.address + "?board=nosuch")
+        self.says("#trouble", "There is no board nosuch.")
+        self.find("#trouble a[href='/']")
+        zelsim("create nosuch")
+        eventually(lambda: not self.is_shown("#trouble"))
+        streams = [self.follow({}, "board=default") for _ in range(64)]
+        self.browser.get("about:blank")
+        self.browser.get(self.address + "?board=default")
+        self.says("#trouble", "Too many pages are open")
+        for stream in streams:
+            stream.shutdown(socket.SHUT_RDWR)
+            stream.close()
+        self.find("[data-part=port0]")
+        eventually(lambda: not self.is_shown("#trouble"))
+
+    def test_an_act_on_several_ports_is_undone_as_one(self):
+        for port in (1, 3, 5):
+            zelsim(f"plug {port} 1g-sx")
+        self.open("?select=port1,port3,port5&tab=activity")
+        dark = "return document.querySelectorAll(\"[data-part][aria-label*='no light']\").length"
+        for undo in (lambda: self.keys("u"), lambda: self.click("#foot button[title='Undo (u)']")):
+            self.click("#inspector [name=los-all][value='1']")
+            self.says("#foot", "ports 1, 3, 5: set loss-of-signal 1")
+            eventually(lambda: self.on_page(dark) == 3)
+            undo()
+            self.says("#foot", "undone: ports 1, 3, 5")
+            eventually(lambda: self.on_page(dark) == 0)
+        # The page knows it of entries that come once more, too.
+        self.click("#tab-requests")
+        self.click("#tab-activity")
+        eventually(lambda: self.on_page("return document.querySelectorAll('#activity li').length") == 7)
+        self.keys("u")
+        self.find("[data-part=port5][aria-label*='empty']")
+
+    def test_arrow_keys_choose_and_enter_does(self):
+        self.open("?select=supply1")
+        focus = "document.querySelector('#inspector [value=ac]')?.focus(); return document.activeElement.value"
+        eventually(lambda: self.on_page(focus) == "ac")
+        self.keys(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
+        self.find("#inspector .moved [value=failed]:checked:focus")
+        self.keys(Keys.TAB)
+        self.find("#inspector [value=ac]:checked")
+        eventually(lambda: self.on_page(focus) == "ac")
+        self.keys(Keys.ARROW_LEFT, Keys.ENTER)
+        self.says("#foot", "zelsim set supply 1 none")
+        self.assertEqual(len([line for line in json.loads(zelsim("show --json"))["supplies"] if line["type"] == "none"]), 1)
+        self.assertEqual(self.on_page("return document.querySelectorAll('#foot .told').length"), 1)
 
     def focused(self):
         return self.on_page("return document.activeElement.getAttribute('aria-label') || document.activeElement.id")

@@ -1,4 +1,4 @@
-import {act} from './acts.js';
+import {act, followGathered} from './acts.js';
 import {parsed} from './commands.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
@@ -10,21 +10,78 @@ import {timeOfDay} from './words.js';
 
 const kKept = 300;
 let entries = [];
-const expected = []; // commands that undo something and will be told
+const expected = []; // commands that will be told, and what they belong to
+const marks = new Map(); // what the page knows of entries, which the server may tell again: by id and time
 
 const isAct = ({command}) => Boolean(command);
 
-/** Commands that undo what an entry tells, as actions. */
-const wayBack = ({undo}) => (undo ?? []).map((line) => ({...parsed(line), command: `zelsim ${line}`}));
+/** What the page knows of an entry: whether it is undone, undoes something, or is a part of an act on several ports. */
+function markOf({id, at}) {
+  const key = `${id} ${at}`;
+  if (!marks.has(key)) marks.set(key, {});
+  if (marks.size > 4 * kKept) marks.delete(marks.keys().next().value);
+  return marks.get(key);
+}
 
-export async function undo(entry = entries.findLast((one) => one.undo?.length && !one.undone && !one.undoes)) {
-  if (!entry) return;
-  entry.undone = true;
+/** Marks the entry of a command that was done, or will when it comes. */
+function expect(command, mark, since = Infinity) {
+  const told = entries.find((one) => one.id > since && one.command === command && !markOf(one).group);
+  if (told) Object.assign(markOf(told), mark);
+  else expected.push({command, mark});
+}
+
+const portsText = (all) => `port${all.length === 1 ? '' : 's'} ${all.map(({port}) => port).join(', ')}`;
+
+/** An act on several ports begins: its entries become one. */
+function gather() {
+  const since = entries.at(-1)?.id ?? 0;
+  return ({action, commands, all}) => {
+    if (commands.length === 0) return;
+    const {port, ...fields} = all[0];
+    const group = {title: `${portsText(all)}: ${[action, ...Object.values(fields)].join(' ')}`};
+    for (const command of commands) expect(command, {group}, since);
+    put('log', group);
+  };
+}
+
+/** The entries, of which those of one act on several ports are one. */
+function shown() {
+  const lines = [];
+  for (const entry of entries) {
+    const mark = markOf(entry);
+    const {group} = mark;
+    const last = group && lines.findIndex((one) => one.mark === group);
+    const before = last >= 0 ? lines.splice(last, 1)[0] : null;
+    lines.push({
+      ...entry,
+      mark: group ?? mark,
+      title: group ? group.title : entry.command,
+      id: before?.id ?? entry.id,
+      commands: [...(before?.commands ?? []), entry.command],
+      undo: [...(entry.undo ?? []), ...(before?.undo ?? [])], // the last one first
+    });
+  }
+  return lines;
+}
+
+/** Commands that undo what an entry tells, as actions. */
+const wayBack = ({undo}) => undo.map((line) => ({...parsed(line), command: `zelsim ${line}`}));
+
+const lastAct = () => shown().findLast(({undo, mark}) => undo.length > 0 && !mark.undone && !mark.undoes);
+
+export async function undo(entry = lastAct()) {
+  if (!entry || isAway()) return;
+  const {mark} = entry;
+  mark.undone = true;
+  const back = mark.title ? {group: {title: `undone: ${mark.title}`, undoes: true}} : {undoes: true};
   for (const {action, fields, command} of wayBack(entry)) {
-    expected.push(command);
+    expect(command, back);
     if (await act('undo', action, fields)) continue;
-    expected.splice(expected.indexOf(command), 1);
-    entry.undone = false;
+    expected.splice(
+      expected.findIndex((one) => one.command === command),
+      1,
+    );
+    mark.undone = false;
     break;
   }
   put('log', entry.id);
@@ -52,12 +109,12 @@ function line(entry) {
     {'data-key': 'entry' + entry.id, class: isAct(entry) ? 'act' : 'change'},
     element('span', {class: 'time'}, timeOfDay(entry.at)),
     element('span', {class: 'program'}, entry.who),
-    isAct(entry) ? element('code', {}, entry.command) : element('span', {}, entry.text),
-    entry.undo?.length > 0 &&
+    isAct(entry) ? element('code', {title: entry.commands.join('; ')}, entry.title) : element('span', {}, entry.text),
+    entry.undo.length > 0 &&
       button('Undo', () => undo(entry), {
         class: 'small',
-        disabled: Boolean(entry.undone) || isAway(),
-        'aria-label': `Undo: ${entry.command}`,
+        disabled: Boolean(entry.mark.undone) || isAway(),
+        'aria-label': `Undo: ${entry.title}`,
         title: entry.undo.join('; '),
       }),
     requestButton(entry),
@@ -68,7 +125,7 @@ function showLog() {
   if (!dock.isOpen('activity')) return;
   const list = find('#activity');
   const top = list.scrollTop;
-  patchList(list, entries.slice().reverse().map(line), '#tab-activity');
+  patchList(list, shown().reverse().map(line), '#tab-activity');
   list.scrollTop = top > 0 ? top : 0;
   find('#activity-empty').hidden = entries.length > 0;
 }
@@ -77,9 +134,9 @@ function footOf(entry) {
   return [
     element('span', {class: 'time'}, timeOfDay(entry.at, false)),
     element('b', {}, entry.who),
-    element('span', {class: 'told'}, entry.command ?? entry.text),
-    entry.undo?.length > 0 &&
-      !entry.undone &&
+    element('span', {class: 'told'}, entry.title ?? entry.text),
+    entry.undo.length > 0 &&
+      !entry.mark.undone &&
       button('Undo', () => undo(entry), {class: 'small', title: 'Undo (u)', disabled: isAway()}),
     requestButton(entry),
   ];
@@ -87,14 +144,15 @@ function footOf(entry) {
 
 /** The last change. Where a program has noticed something since the last act, both stand there. */
 function showFoot() {
-  const last = entries.at(-1);
+  const lines = shown();
+  const last = lines.at(-1);
   if (!last)
     return patch(find('#foot'), [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')]);
-  const lastAct = last.request ? entries.findLast(isAct) : null;
+  const actBefore = last.request ? lines.findLast(isAct) : null;
   patchList(
     find('#foot'),
     [
-      lastAct && footOf(lastAct),
+      actBefore && footOf(actBefore),
       footOf(last),
       refusal('undo'),
       button('All activity', () => dock.open('activity'), {class: 'small quiet'}),
@@ -106,9 +164,9 @@ function showFoot() {
 function take({activity, anew}) {
   if (anew) entries = [];
   for (const entry of activity ?? []) {
-    const at = expected.indexOf(entry.command);
-    entry.undoes = at >= 0;
-    if (at >= 0) expected.splice(at, 1);
+    const at = marks.has(`${entry.id} ${entry.at}`) ? -1 : expected.findIndex(({command}) => command === entry.command);
+    if (at >= 0) Object.assign(markOf(entry), expected.splice(at, 1)[0].mark);
+    else markOf(entry);
   }
   if (activity) entries = [...entries, ...activity].slice(-kKept);
   showLog();
@@ -116,6 +174,7 @@ function take({activity, anew}) {
 }
 
 export function start() {
+  followGathered(gather);
   dock.add(
     'activity',
     'Activity',

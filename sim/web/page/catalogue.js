@@ -3,7 +3,7 @@ import {ask} from './connection.js';
 import {button, element, find, patch} from './dom.js';
 import {firstPart, focusPart, partAt} from './panel.js';
 import {kindOf, numberOf, select} from './selection.js';
-import {cageOf, follow, known, put} from './store.js';
+import {cageOf, follow, isAway, known, put} from './store.js';
 
 // The catalogue of modules, a drawer. A module is dragged from it into a cage; or it is chosen, and then a port: with the
 // pointer, or with the arrow keys and Enter.
@@ -38,8 +38,13 @@ export function closeCatalogue() {
   return true;
 }
 
-async function plug(module, into) {
-  for (const port of into) await act(`plug${port}`, 'plug', {port, module});
+function plug(module, into) {
+  const control = into.length === 1 ? `plug${into[0]}` : 'plug-all';
+  return act(
+    control,
+    'plug',
+    into.map((port) => ({port, module})),
+  );
 }
 
 async function choose(module) {
@@ -190,4 +195,5 @@ function show() {
 
 export function start() {
   follow(['catalogue', 'modules', 'placing'], show);
+  follow(['live', 'gone'], () => isAway() && closeCatalogue());
 }

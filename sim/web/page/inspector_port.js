@@ -21,11 +21,13 @@ function withoutCage(port) {
       element('p', {class: 'hint'}, `There is no board in slot ${slot}, so port ${port} has no place.`),
       doing(`fit${slot}`, `Fit an SFP board into slot ${slot}`, 'fit', {slot, board: 'sfp'}, {class: 'main'}),
       button(`Go to slot ${slot}`, () => select('slot' + slot)),
+      refusal(`plug${port}`),
     ];
   }
   return [
     element('p', {class: 'hint'}, 'An RJ45 port of a copper board: nothing can be plugged here.'),
     button(`Go to slot ${slot}`, () => select('slot' + slot)),
+    refusal(`plug${port}`),
   ];
 }
 
@@ -86,7 +88,8 @@ function optics(port, cage) {
   );
 }
 
-const modules = new Map(); // what modules say, by port and name
+const kRetry = 2000; // milliseconds
+const modules = new Map(); // what modules say, by port and name; null while it is not known
 
 /** What the module of a port says; null while it is asked. */
 function knownModule(port, cage) {
@@ -96,6 +99,7 @@ function knownModule(port, cage) {
     moduleOf(port).then((document) => {
       modules.set(key, document);
       put('module', key);
+      if (!document) setTimeout(() => modules.delete(key) && put('module', key), kRetry);
     });
   }
   return modules.get(key);
@@ -143,12 +147,7 @@ const transmitter = (name, ports, holds) =>
     (value) => toAll(ports, 'set tx-fault', {value}),
   );
 
-// Does the act for all ports but the first one, and returns that of the first one, which the control itself does.
-function toAll(ports, action, fields) {
-  const [first, ...rest] = ports;
-  for (const port of rest) act(`${action}${port}`, action, {port, ...fields});
-  return [action, {port: first, ...fields}];
-}
+const toAll = (ports, action, fields) => [action, ports.map((port) => ({port, ...fields}))];
 
 export function portControls(port) {
   const cage = cageOf(port);
@@ -199,9 +198,14 @@ export function portsControls(ports) {
     without && `${plural(without, 'port')} without a cage`,
   ];
   const all = cages.length === 1 ? 'it' : 'all';
-  const pull = async () => {
-    for (const {port} of fitted) await act('unplug-all', 'unplug', {port});
-  };
+  const pull = () =>
+    act(
+      'unplug-all',
+      ...toAll(
+        fitted.map(({port}) => port),
+        'unplug',
+      ),
+    );
   return [
     element('p', {class: 'hint'}, `${told.filter(Boolean).join(', ')}: ports ${ports.join(', ')}.`),
     fitted.length > 0 &&
@@ -229,6 +233,7 @@ export function portsControls(ports) {
       fitted.length > 0 &&
         button(`Pull ${plural(fitted.length, 'module')}`, pull, {'aria-busy': pendingValue('unplug-all') !== undefined}),
       button('Select none', () => select()),
+      refusal('plug-all'),
       refusal('unplug-all'),
     ),
   ];
