@@ -250,6 +250,11 @@ class Interface(Server):
             ("supplies", "supply 1: good → not good"), ("temperature", "temperature: 25.0 °C → 40.0 °C")})
         told = {entry["request"]: (entry["who"], entry["text"]) for entry in news["activity"] if "request" in entry}
         self.assertEqual(told, {line["n"]: (f"zelctl[{line['pid']}]", "reads " + line["changed"]) for line in changed})
+        # A module that is plugged is told as this, and not as a transmitter that was mended.
+        zelsim("plug 4 1g-sx")
+        changes = ", ".join(line["changed"] for line in reads() if "changed" in line)
+        self.assertIn("port 4: no module → module", changes)
+        self.assertNotIn("transmit fault", changes)
 
 
 class Board(Server):

@@ -10,6 +10,9 @@
 namespace zelsim::web {
 namespace {
 
+constexpr char kModule[] = "module";
+constexpr char kNoModule[] = "no module";
+
 /** A signal of a cage: its name in the tables of the expanders, and its two levels in words. */
 struct SignalWords {
   std::string_view signal;
@@ -20,7 +23,7 @@ constexpr SignalWords kSignalWords[] = {
     {"loss_of_signal", "signal", "no light"},
     {"tx_fault", "transmitter good", "transmit fault"},
     {"tx_disable", "transmitter on", "transmitter off"},
-    {"presence_line", "module", "no module"},
+    {"presence_line", kModule, kNoModule},
 };
 
 std::string port_text(unsigned port) { return "port " + std::to_string(port); }
@@ -166,10 +169,18 @@ std::string key_of(const TracedCall &call, const std::string &what) {
   return key;
 }
 
+// True if a module was plugged or pulled. An empty cage's lines are pulled up: that they change with it says nothing more.
+bool is_presence_change(const ReadValue &before, const ReadValue &now) {
+  bool is_presence = now.value == kModule || now.value == kNoModule;
+  return is_presence && before.value != now.value;
+}
+
 std::string changes_between(const std::vector<ReadValue> &before, const std::vector<ReadValue> &now) {
   std::string changes;
+  std::string plugged;  // or pulled: the port of which it was told
   for (size_t i = 0; i < std::min(before.size(), now.size()); ++i) {
-    if (before[i].value == now[i].value) continue;
+    if (before[i].value == now[i].value || now[i].name == plugged) continue;
+    if (is_presence_change(before[i], now[i])) plugged = now[i].name;
     add_item(changes, now[i].name + ": " + before[i].value + " → " + now[i].value);
   }
   return changes;
