@@ -34,12 +34,18 @@ const flagOf = (flags, key) => flags?.find((flag) => flag.startsWith(key + '_'))
 
 const inUnit = (value, unit) => `${minus(Number(value.toFixed(2)))} ${unit}`;
 
-/** The limit that a value is beyond now: its name and its number; undefined within all of them. */
-function limitBeyond(value, limits) {
+/** The limit that a value is beyond now: its name and its number; undefined within all of them. What is shown is rounded: the
+ *  module's own flags decide, of which those that are latched may be over. */
+function limitBeyond(row, key, limits) {
+  const value = row[key];
+  const standing = flagOf(row.standing_alarms, key);
   const isLow = (name) => name.startsWith('low');
-  const name = ['low_alarm', 'high_alarm', 'low_warning', 'high_warning'].find((one) =>
-    isLow(one) ? value < limits[one] : value > limits[one],
-  );
+  const isFlagged = (name) => {
+    const [side, kind] = name.split('_');
+    return (kind === 'alarm' ? row.alarms : row.warnings)?.includes(`${key}_${side}`);
+  };
+  const isBeyond = (name) => isFlagged(name) && (isLow(name) ? value < limits[name] : value > limits[name]);
+  const name = standing ? `${standing}_alarm` : ['low_alarm', 'high_alarm', 'low_warning', 'high_warning'].find(isBeyond);
   return name && {name: name.replace('_', ' '), side: isLow(name) ? 'below' : 'above', number: limits[name]};
 }
 
@@ -49,7 +55,7 @@ function limitBeyond(value, limits) {
 export function standing(row, {key, unit}, module) {
   const limits = module?.diagnostics?.measured?.find(({quantity}) => quantity === key);
   if (limits?.low_alarm === undefined || row[key] === null) return {state: '', text: ''};
-  const beyond = limitBeyond(row[key], limits);
+  const beyond = limitBeyond(row, key, limits);
   if (beyond) {
     const isAlarm = beyond.name.endsWith('alarm');
     return {state: isAlarm ? 'bad' : 'warn', text: `! ${beyond.name}: ${beyond.side} ${inUnit(beyond.number, unit)}`};
