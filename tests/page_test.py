@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """The live front panel in a browser. page_test.py BUILD [CASE ...]"""
+import http.client
 import json
 import os
 import re
@@ -203,6 +204,12 @@ class Page(Server):
         self.find("#panel.placing")
         self.click("[data-part=port9]")
         self.says("#inspector [data-key=refusal-plug9]", "port 9")
+        # The only module that is found is chosen by Enter.
+        self.keys("c")
+        self.find("#catalogue input:focus")
+        self.keys("1g-lx", Keys.ENTER)
+        self.find("#panel.placing")
+        self.keys(Keys.ESCAPE, Keys.ESCAPE)
         # One port of several: the others are done, and a change elsewhere leaves the refusal.
         for line in ("plug 5 1g-sx", "plug 6 1g-sx", "plug 24 10g-sr"):
             zelsim(line)
@@ -230,17 +237,34 @@ class Page(Server):
         self.end()
         self.words = ()
         self.start(str(self.port))
+        # The rack has a help, too.
+        self.browser.get(self.address)
+        self.find("#rack-view .rack li")
+        self.keys("?")
+        self.find("#help[open]")
         self.browser.get(self.address + "?board=nosuch")
         self.says("#trouble", "There is no board nosuch.")
         self.find("#trouble a[href='/']")
         zelsim("create nosuch")
         eventually(lambda: not self.is_shown("#trouble"))
-        streams = [self.follow({}, "board=default") for _ in range(64)]
+        # As many streams as can be, when the page's own has ended.
         self.browser.get("about:blank")
+        streams = []
+
+        def are_all_taken():
+            stream = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
+            stream.request("GET", "/api/events?board=default")
+            if stream.getresponse().status == 200:
+                streams.append(stream)
+            else:
+                stream.close()
+            return len(streams) == 64
+
+        eventually(are_all_taken)
         self.browser.get(self.address + "?board=default")
         self.says("#trouble", "Too many pages are open")
         for stream in streams:
-            stream.shutdown(socket.SHUT_RDWR)
+            stream.sock.shutdown(socket.SHUT_RDWR)
             stream.close()
         self.find("[data-part=port0]")
         eventually(lambda: not self.is_shown("#trouble"))
@@ -434,7 +458,16 @@ class Page(Server):
     def test_a_narrow_page_opens_its_tabs_as_a_sheet(self):
         self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
                                      {"width": 390, "height": 844, "deviceScaleFactor": 1, "mobile": False})
+        self.open("")
+        self.assertFalse(self.is_shown("#requests-text"))
+        # An address with a tab opens its sheet, and so does a reload.
         self.open("?tab=faults")
+        eventually(lambda: self.is_shown("#fault-form select"))
+        self.browser.refresh()
+        eventually(lambda: self.is_shown("#fault-form select"))
+        self.click(".close-sheet")
+        self.browser.refresh()
+        self.find("[data-part=port0]")
         self.assertFalse(self.is_shown("#fault-form"))
         for way in (lambda: self.click(".close-sheet"), lambda: self.keys(Keys.ESCAPE)):
             self.click("#tab-faults")

@@ -124,6 +124,16 @@ function rateText(rate) {
   return rate ? `${rate} MBd` : '';
 }
 
+/** The arrow keys go through the list, and from its beginning back to the search. */
+function move(event) {
+  const items = [...find('#catalogue').querySelectorAll('input, .module')];
+  const step = {ArrowDown: 1, ArrowUp: -1}[event.key];
+  const to = step && items[items.indexOf(event.currentTarget) + step];
+  if (!to) return;
+  event.preventDefault();
+  to.focus();
+}
+
 function item({module, part_number: part, rate_mbd: rate, phy}) {
   const click = ({currentTarget}) => {
     if (currentTarget.dragged) currentTarget.dragged = false;
@@ -137,6 +147,7 @@ function item({module, part_number: part, rate_mbd: rate, phy}) {
       'data-key': module,
       'aria-pressed': String(known.placing === module),
       onclick: click,
+      onkeydown: move,
       onpointerdown: (event) => begin(module, event),
       onpointermove: go,
       onpointerup: end,
@@ -183,6 +194,11 @@ function show() {
       type: 'search',
       placeholder: 'Find a module',
       'aria-label': 'Find a module',
+      onkeydown: (event) => {
+        if (event.key !== 'Enter' || shown.length !== 1) return move(event);
+        event.preventDefault(); // the key would press what has the focus then
+        choose(shown[0].module);
+      },
       oninput: ({target: {value}}) => {
         filter = value;
         put('catalogue', true);

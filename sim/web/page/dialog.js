@@ -10,5 +10,5 @@ export function openDialog(dialog) {
 export function closeDialog(dialog) {
   dialog.close();
   dialog.remove();
-  if (document.activeElement === document.body) find('#panel').focus();
+  if (document.activeElement === document.body) find(find('#board-view').hidden ? '#rack-view' : '#panel').focus();
 }

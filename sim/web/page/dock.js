@@ -10,18 +10,18 @@ const views = new Map(); // by name: its tab, its panel
 const kWide = matchMedia('(min-width: 1900px)');
 
 const kNarrow = matchMedia('(max-width: 760px)');
+let chosen = 'requests'; // the tab
 let isSheet = false; // on a narrow screen: the sheet is open
 
 /** The view beside the requests on a wide screen. */
 function besideRequests() {
-  const chosen = address.read('tab');
   return chosen === 'requests' ? 'flash' : chosen;
 }
 
 export function isOpen(name) {
   if (kNarrow.matches && !isSheet) return false;
   if (kWide.matches) return name === 'requests' || name === besideRequests();
-  return address.read('tab') === name;
+  return chosen === name;
 }
 
 function tabOf(name, title) {
@@ -54,7 +54,7 @@ export function add(name, title, ...content) {
 
 function move({key}) {
   const names = [...views.keys()].filter((name) => !views.get(name).tab.hidden);
-  const i = names.indexOf(address.read('tab'));
+  const i = names.indexOf(chosen);
   const to = {ArrowRight: (i + 1) % names.length, ArrowLeft: i - 1, Home: 0, End: -1}[key];
   if (to === undefined) return;
   open(names.at(to));
@@ -62,9 +62,10 @@ function move({key}) {
 }
 
 function choose(name) {
-  if (!views.has(name)) name = 'requests';
-  address.write({tab: name});
-  put('tab', name);
+  chosen = views.has(name) ? name : 'requests';
+  // A reload shows what is seen now: on a narrow screen without a sheet there is no tab.
+  address.write({tab: kNarrow.matches && !isSheet ? '' : chosen});
+  put('tab', chosen);
 }
 
 export function open(name) {
@@ -76,8 +77,8 @@ export function open(name) {
 export function closeSheet() {
   if (!kNarrow.matches || !isSheet) return false;
   isSheet = false;
-  put('tab', address.read('tab'));
-  views.get(address.read('tab')).tab.focus();
+  choose(chosen);
+  views.get(chosen).tab.focus();
   return true;
 }
 
@@ -89,7 +90,6 @@ export function openNumber(number) {
 }
 
 function show() {
-  const chosen = address.read('tab');
   for (const [name, {tab, panel}] of views) {
     tab.setAttribute('aria-selected', String(name === chosen));
     tab.tabIndex = name === chosen ? 0 : -1;
@@ -129,8 +129,9 @@ export function start() {
       [...views.values()].map(({panel}) => panel),
     ),
   );
-  for (const width of [kWide, kNarrow]) width.addEventListener('change', () => put('tab', address.read('tab')));
+  for (const width of [kWide, kNarrow]) width.addEventListener('change', () => choose(chosen));
   document.addEventListener('visibilitychange', show);
   follow(['tab', 'paused'], show);
-  choose(address.read('tab') || 'requests');
+  isSheet = Boolean(address.read('tab'));
+  choose(address.read('tab'));
 }

@@ -25,6 +25,9 @@ const kKeys = [
   ['t', 'dark, light or as the system', nextScheme],
   ['?', 'this help', () => openHelp()],
 ];
+const kAnywhere = ['t', '?'];
+/** The rack, or a page that has no board yet, has few keys. */
+const keysHere = () => kKeys.filter(([key]) => known.board || kAnywhere.includes(key));
 const kOthers = [
   ['1 to 5', 'requests, flash, faults, activity, commands'],
   ['arrow keys', 'from part to part of the panel, from sector to sector'],
@@ -33,10 +36,28 @@ const kOthers = [
   ['Escape', 'close what is on top, else select nothing'],
 ];
 
+const aboutBoard = () => [
+  element('h3', {}, 'Signs on the panel'),
+  element('div', {class: 'signs'}, legend()),
+  element(
+    'p',
+    {class: 'hint'},
+    'Signs stand side by side where more than one holds. A part tells more when the pointer or the focus is on it.',
+  ),
+  element('h3', {}, 'To see a program notice that light is lost'),
+  element(
+    'p',
+    {},
+    'Choose a port with a module, then “Light: cut”. In the requests the line in which a program reads it has a ◆ ' +
+      'and says what has changed; the activity line at the bottom names the program and leads there.',
+  ),
+];
+
 export function openHelp() {
   if (find('#help')) return;
   const close = () => closeDialog(dialog);
-  const rows = [...kKeys.map(([key, what]) => [key, what]), ...kOthers];
+  const rows = known.board ? [...kKeys, ...kOthers] : [...keysHere(), ['Escape', 'close what is on top']];
+  const ofBoard = known.board ? aboutBoard() : [];
   const dialog = element(
     'dialog',
     {
@@ -48,20 +69,7 @@ export function openHelp() {
       },
     },
     element('div', {class: 'row'}, element('h2', {}, 'Help'), button('×', close, {class: 'quiet', 'aria-label': 'Close'})),
-    element('h3', {}, 'Signs on the panel'),
-    element('div', {class: 'signs'}, legend()),
-    element(
-      'p',
-      {class: 'hint'},
-      'Signs stand side by side where more than one holds. A part tells more when the pointer or the focus is on it.',
-    ),
-    element('h3', {}, 'To see a program notice that light is lost'),
-    element(
-      'p',
-      {},
-      'Choose a port with a module, then “Light: cut”. In the requests the line in which a program reads it has a ◆ ' +
-        'and says what has changed; the activity line at the bottom names the program and leads there.',
-    ),
+    ...ofBoard,
     element('h3', {}, 'Keys'),
     element(
       'dl',
@@ -87,12 +95,12 @@ function escape() {
 export function start() {
   document.addEventListener('keydown', (event) => {
     if (event.key === 'Escape') return escape();
-    if (isTyping(event) || event.ctrlKey || event.metaKey || event.altKey || !known.board) return;
-    const found = kKeys.find(([key]) => key === event.key);
+    if (isTyping(event) || event.ctrlKey || event.metaKey || event.altKey) return;
+    const found = keysHere().find(([key]) => key === event.key);
     if (found) {
       event.preventDefault();
       found[2]();
-    } else if (/^[1-5]$/.test(event.key)) {
+    } else if (known.board && /^[1-5]$/.test(event.key)) {
       dock.openNumber(Number(event.key));
     }
   });

@@ -50,7 +50,9 @@ const {rack: hasRack} = await fetch('/api/server')
   .catch(() => ({rack: false}));
 bar.start();
 const showsRack = hasRack && !address.read('board');
-if (showsRack) connection.follow(null, rack.start());
-else showBoard(address.read('board'));
+if (showsRack) {
+  keys.start();
+  connection.follow(null, rack.start());
+} else showBoard(address.read('board'));
 // Whoever comes by the keyboard goes on from what the page is about.
 if (document.activeElement === document.body) find(showsRack ? '#rack-view' : '#panel').focus({preventScroll: true});

@@ -54,7 +54,7 @@ function ills(summary) {
     supplies && plural(supplies, 'failed supply', 'failed supplies'),
     transmit && plural(transmit, 'transmit fault'),
     alarms && `${plural(alarms, 'module')} in alarm`,
-    dark && `${dark} without light`,
+    dark && `${plural(dark, 'port')} without light`,
     !sensor && 'no sensor',
     faults && plural(faults, 'request fault'),
   ].filter(Boolean);
