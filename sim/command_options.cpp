@@ -112,6 +112,34 @@ void add_region_options(CLI::App &flash, CommandLine &line) {
   }
 }
 
+void add_play_options(CLI::App &play, CommandLine &line) {
+  play.add_flag("--fast", line.fast, "count the time between two acts as passed on the board instead of waiting");
+}
+
+void add_trace_options(CLI::App &trace, CommandLine &line) {
+  trace.add_option("--format", line.format, "default: text")->type_name("text|pcapng|perfetto");
+}
+
+void add_reset_options(CLI::App &reset, CommandLine &line) {
+  reset.add_flag("--flash", line.flash, "erase the flash and its counters, too");
+}
+
+void add_panel_options(CLI::App &panel, CommandLine &line) {
+  panel.add_option("--svg", line.svg, "as a picture, - for standard output")->type_name("FILE");
+}
+
+struct OptionsOfCommand {
+  const char *command;
+  void (*add)(CLI::App &command, CommandLine &line);
+};
+
+constexpr OptionsOfCommand kOptionsOfCommands[] = {
+    {"run", add_run_options},      {"record", add_record_options}, {"trace", add_trace_options},
+    {"play", add_play_options},    {"serve", add_serve_options},   {"create", add_create_options},
+    {"reset", add_reset_options},  {"panel", add_panel_options},   {"fail", add_fail_options},
+    {"flash", add_region_options},
+};
+
 }  // namespace
 
 void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, const CommandRow *&chosen) {
@@ -133,21 +161,11 @@ void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, const
   if (row.run != nullptr) app->callback([&] { chosen = &row; });
 }
 
-void add_options(CLI::App &app, CommandLine &line) {
-  if (CLI::App *run = part_of(app, "run")) add_run_options(*run, line);
-  if (CLI::App *serve = part_of(app, "serve")) add_serve_options(*serve, line);
-  if (CLI::App *fail = part_of(app, "fail")) add_fail_options(*fail, line);
-  if (CLI::App *flash = part_of(app, "flash")) add_region_options(*flash, line);
-  if (CLI::App *play = part_of(app, "play"))
-    play->add_flag("--fast", line.fast, "count the time between two acts as passed on the board instead of waiting");
-  if (CLI::App *create = part_of(app, "create")) add_create_options(*create, line);
-  if (CLI::App *record = part_of(app, "record")) add_record_options(*record, line);
-  if (CLI::App *trace = part_of(app, "trace"))
-    trace->add_option("--format", line.format, "default: text")->type_name("text|pcapng|perfetto");
-  if (CLI::App *reset = part_of(app, "reset"))
-    reset->add_flag("--flash", line.flash, "erase the flash and its counters, too");
-  if (CLI::App *panel = part_of(app, "panel"))
-    panel->add_option("--svg", line.svg, "as a picture, - for standard output")->type_name("FILE");
+void add_options(CLI::App &root, CommandLine &line) {
+  for (const OptionsOfCommand &row : kOptionsOfCommands) {
+    CLI::App *command = part_of(root, row.command);
+    if (command != nullptr) row.add(*command, line);
+  }
 }
 
 }  // namespace zelsim::tool
