@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <exception>
 
 #include "attached.h"
 #include "diagnostics_page.h"
@@ -169,6 +170,25 @@ void put_text(char *to, size_t size, const std::string &text) {
   if (fits) std::memcpy(to, text.data(), text.size());
 }
 
+struct Performed;
+thread_local Performed *t_performed = nullptr;
+
+/** The command that `perform` does in this thread. */
+struct Performed {
+  Performed(const CommandRow &command_row, const CommandLine &line, const char *by)
+      : row(command_row), who(by), command(command_text(command_row, line)) {
+    t_performed = this;
+  }
+  ~Performed() { t_performed = nullptr; }
+  Performed(const Performed &) = delete;
+  Performed &operator=(const Performed &) = delete;
+
+  const CommandRow &row;
+  const std::string who;
+  const std::string command;
+  bool is_told = false;
+};
+
 void keep(Board &board, const std::string &who, const std::string &command, const Words &undo) {
   std::string all;
   for (const std::string &line : undo) {
@@ -177,6 +197,7 @@ void keep(Board &board, const std::string &who, const std::string &command, cons
   }
   Act &act = board.watch.acts[board.watch.acts_done % kActs];
   act.at_us = host_time_us();
+  act.number = number_of_change(board);
   put_text(act.who, sizeof act.who, who);
   put_text(act.command, sizeof act.command, command);
   put_text(act.undo, sizeof act.undo, all);
@@ -199,6 +220,7 @@ std::string command_text(const CommandRow &row, const CommandLine &line) {
   if (!line.probability.empty()) text += " --probability " + line.probability;
   if (line.seed != "0") text += " --seed " + line.seed;
   if (line.flash) text += " --flash";
+  if (!line.region.empty()) text += " --region '" + line.region + "'";
   return text;
 }
 
@@ -217,16 +239,27 @@ Words way_back(const Board &before, const Board &after) {
   return commands.possible ? commands.lines : Words{};
 }
 
+LoggedAct::LoggedAct(Board &board, Intent intent) : board_(board), exceptions_(std::uncaught_exceptions()) {
+  is_logged_ = t_performed != nullptr && !t_performed->is_told && intent == Intent::Change;
+  if (is_logged_) before_ = std::make_unique<Board>(board);
+}
+
+LoggedAct::~LoggedAct() {
+  bool has_failed = std::uncaught_exceptions() > exceptions_;
+  if (!is_logged_ || has_failed) return;
+  Words undo;
+  if (t_performed->row.undo) undo = way_back(*before_, board_);
+  keep(board_, t_performed->who, t_performed->command, undo);
+  t_performed->is_told = true;
+}
+
 void perform(const CommandRow &row, const CommandLine &line, const char *who) {
   bool shows_only = line.list || line.requests;
   if (shows_only) return row.run(line);
-  const std::string &name = names_board(row) ? line.name() : line.board;
-  auto before = std::make_unique<Board>(*look_at(name));
+  Performed performed(row, line, who);
   row.run(line);
-  OpenBoard after = open_board(name);
-  Words undo;
-  if (row.undo) undo = way_back(*before, *after);
-  keep(*after, who, command_text(row, line), undo);
+  // A command that opens no board, such as `save`, is logged all the same.
+  if (!performed.is_told) open_board(names_board(row) ? line.name() : line.board);
 }
 
 }  // namespace zelsim::tool

@@ -29,6 +29,9 @@ inline int64_t wrapping_difference(int64_t a, int64_t b) {
   return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
 }
 
+/** The number among the board's changes that the one that is being made will have; under the board's lock. */
+inline uint32_t number_of_change(const Board &board) { return board.watch.changes + 1; }
+
 /** The board's time: the host's, advanced by the pauses that were counted instead of slept. */
 int64_t now_us(const Board &board);
 

@@ -45,7 +45,8 @@ OpenBoard open_folder(const fs::path &folder, Intent intent) {
     Guard guard(*attached->board);
     finish_loading(folder, *attached->board);
   }
-  return {folder, attached, Guard(*attached->board, intent)};
+  Board &board = *attached->board;
+  return {folder, attached, Guard(board, intent), LoggedAct(board, intent)};
 }
 
 fs::path folder_of(const std::string &name) {

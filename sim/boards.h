@@ -12,11 +12,28 @@
 
 namespace zelsim::tool {
 
+/** Writes into the board's log what the command that is being done has changed, if `perform` does one. Lives while the
+ *  board is locked, so that no change of a program comes between the act and its entry. A command that fails is no act. */
+class LoggedAct {
+ public:
+  LoggedAct(Board &board, Intent intent);
+  ~LoggedAct();
+  LoggedAct(const LoggedAct &) = delete;
+  LoggedAct &operator=(const LoggedAct &) = delete;
+
+ private:
+  Board &board_;
+  bool is_logged_;
+  int exceptions_;                 // that were on their way at the beginning
+  std::unique_ptr<Board> before_;  // null unless it is logged
+};
+
 /** A board, locked for as long as this lives. */
 struct OpenBoard {
   std::filesystem::path folder;
   std::shared_ptr<const Attached> attached;
   Guard guard;
+  LoggedAct act;
   Board &operator*() const { return *attached->board; }
   Board *operator->() const { return attached->board; }
 };

@@ -1,5 +1,6 @@
 #include <string.h>
 
+#include "changes.h"
 #include "phy.h"
 
 // The PHY of a 1000BASE-T module. It has 16-bit registers, high byte first, behind one offset byte.
@@ -105,13 +106,19 @@ void write_control(const Board &board, Cage &cage, uint16_t written) {
   if (asked_for || needed) restart_negotiation(board, cage);
 }
 
-void write_value(const Board &board, Cage &cage, unsigned number, uint16_t written) {
+void write_value(Board &board, Cage &cage, unsigned number, uint16_t written) {
   if (is_read_only(number)) return;
+  uint16_t before = cage.phy_register[number];
   if (number == Control) {
     write_control(board, cage, written);
   } else {
     cage.phy_register[number] = written;
   }
+  log_change(board, {.kind = ChangeKind::ModulePhy,
+                     .place = board.gpio.selected_cage,
+                     .address = number,
+                     .before = before,
+                     .after = cage.phy_register[number]});
 }
 
 void read_values(const Board &board, const Cage &cage, unsigned first, Transfer &transfer) {
@@ -122,7 +129,7 @@ void read_values(const Board &board, const Cage &cage, unsigned first, Transfer 
 }
 
 // A register takes both its bytes or none.
-void write_values(const Board &board, Cage &cage, unsigned first, const Transfer &transfer) {
+void write_values(Board &board, Cage &cage, unsigned first, const Transfer &transfer) {
   for (unsigned i = 0; i + 1 < transfer.len; i += 2) {
     auto written = static_cast<uint16_t>(transfer.data[i] << 8 | transfer.data[i + 1]);
     write_value(board, cage, (first + i / 2) % kPhyRegisters, written);

@@ -5,6 +5,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "changes.h"
+#include "debug_caller.h"
 #include "debug_commands.h"
 #include "rules.h"
 #include "trace.h"
@@ -44,7 +46,7 @@ int end_with(int status, const char *text) {
 int set_chain(Board &board, const uint32_t *numbers) {
   uint32_t group = numbers[0];
   uint32_t bit = numbers[1];
-  board.chain[group][bit] = static_cast<uint8_t>(numbers[2]);
+  change_byte(board, board.chain[group][bit], static_cast<uint8_t>(numbers[2]));
   return 0;
 }
 
@@ -55,7 +57,7 @@ int access_register(Board &board, const DebugCommand &command, const uint32_t *n
   uint32_t address = is_phy ? numbers[1] : numbers[0];
   if (command.sets) {
     uint32_t value = numbers[command.count - 1];
-    if (write_register(board, command.space, port, address, value)) return 0;
+    if (change_register(board, command.space, port, address, value)) return 0;
     return end_with(1, "debugCmd: the board's register table is full\n");
   }
   uint32_t value = read_register(board, command.space, port, address);
@@ -122,5 +124,6 @@ int main(int argc, char **argv) {
   trace_words(argc, argv);
   const Fault fault = fault_for(*attached->board, *command);
   if (fault.strikes) return act_out(fault);
+  sign_for_caller();
   return run(*attached->board, *command, numbers);
 }

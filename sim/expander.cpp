@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "board.h"
+#include "changes.h"
 
 // I/O expanders. A chip has one or two ports of eight lines, and for each port four registers: input, output, polarity,
 // configuration. The wide chips have two ports: their registers stand in pairs, and a longer transfer alternates between
@@ -186,24 +187,60 @@ void start_main_expanders(Board &board) {
   board.i2c.wide[kMainWide] = kMainBoard;
 }
 
+namespace {
+
+Expander &chip_at(Board &board, ExpanderPlace place) {
+  return place.wide ? board.i2c.wide[place.index] : board.i2c.narrow[place.index];
+}
+
+// A bit for each port.
+uint32_t transmitters_off(const Board &board) {
+  uint32_t off = 0;
+  for (unsigned port = 0; port < kPorts; ++port) off |= uint32_t{tx_disable(board, port)} << port;
+  return off;
+}
+
+// Of the registers only what they do is told: which transmitters they switch, and the main board's outputs.
+void write_value(Board &board, ExpanderPlace place, ExpanderPort where, uint8_t written) {
+  uint8_t &value = chip_at(board, place).value[where.kind][where.port];
+  uint8_t before = value;
+  if (before == written) return;
+  uint32_t off_before = transmitters_off(board);
+  value = written;
+  uint32_t switched = off_before ^ transmitters_off(board);
+  for (unsigned port = 0; port < kPorts; ++port) {
+    if ((switched >> port & 1u) == 0 || !has_cage(board, port)) continue;
+    log_change(board, {.kind = ChangeKind::Transmitter,
+                       .place = static_cast<uint8_t>(port),
+                       .before = off_before >> port & 1u,
+                       .after = tx_disable(board, port)});
+  }
+  bool is_main = place.wide && place.index == kMainWide;
+  if (is_main && where.kind == Output) {
+    auto chip_port = static_cast<uint8_t>(where.port);
+    log_change(board, {.kind = ChangeKind::IoOutput, .place = chip_port, .before = before, .after = written});
+  }
+}
+
+}  // namespace
+
 int expander(Board &board, Transfer &transfer) {
   ExpanderPlace place = place_at(transfer.address);
   if (!is_fitted(board, place)) return kFail;
-  Expander &chip = place.wide ? board.i2c.wide[place.index] : board.i2c.narrow[place.index];
+  Expander &chip = chip_at(board, place);
   unsigned chip_ports = place.wide ? 2 : 1;
   unsigned registers = kExpanderRegisters * chip_ports;
   transfer.take_pointer(&chip.pointer, registers);
   unsigned first = chip.pointer % registers;
-  unsigned kind = first / chip_ports;
+  auto kind = static_cast<ExpanderRegister>(first / chip_ports);
   for (unsigned i = 0; i < transfer.len; ++i) {
     unsigned chip_port = (first + i) % chip_ports;
-    uint8_t &value = chip.value[kind][chip_port];
     if (transfer.write) {
-      value = transfer.data[i];
+      write_value(board, place, {kind, chip_port}, transfer.data[i]);
     } else if (kind == Input) {
       transfer.data[i] = input(board, chip, place, chip_port);
     } else {
-      transfer.data[i] = value;
+      transfer.data[i] = chip.value[kind][chip_port];
     }
   }
   return 0;

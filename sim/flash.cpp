@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "call_names.h"
+#include "changes.h"
 #include "flash.h"
 #include "request.h"
 #include "rules.h"
@@ -140,7 +141,7 @@ bool program_at(const Attached &attached, int fd, uint32_t address, const uint8_
   Guard guard(*attached.board);
   select_segment(*attached.board, address);
   if (!program(attached, fd, address - start, start, data, size)) return false;
-  sign_change(*attached.board, Node::Flash);
+  log_flash_write(*attached.board, address / kSectorSize, static_cast<uint32_t>(size));
   return true;
 }
 
@@ -233,7 +234,7 @@ int flash_erase(const Attached &attached, int fd, uint32_t address) {
     select_segment(*attached.board, address);
     if (sys::pwrite(fd, erased, sizeof erased, static_cast<off_t>(sector) * off_t{kSectorSize}) < 0) return -1;
     ++attached.board->flash.erases[sector];
-    sign_change(*attached.board, Node::Flash);
+    log_flash_erase(*attached.board, sector);
   }
   sleep_for(kSectorEraseNs);
   return 0;

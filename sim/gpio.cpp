@@ -1,5 +1,6 @@
 #include <string.h>
 
+#include "changes.h"
 #include "request.h"
 
 // The GPIO driver. Most requests set or get one byte of the board's state, and are only rows of the table.
@@ -18,25 +19,26 @@ int get_power_status(Board &board, const Request &, uint8_t *record) {
 }
 
 int hardware_reset(Board &board, const Request &, uint8_t *) {
-  ++board.gpio.hardware_resets;
+  uint32_t before = board.gpio.hardware_resets++;
   reset_hardware(board);
+  log_change(board, {.kind = ChangeKind::HardwareReset, .before = before, .after = board.gpio.hardware_resets});
   return 0;
 }
 
 int enable_watchdog(Board &board, const Request &, uint8_t *) {
   uint32_t value = read_register(board, RegisterSpace::Soc, 0, kWatchdogRegister);
-  return write_register(board, RegisterSpace::Soc, 0, kWatchdogRegister, value | kWatchdogEnabled) ? 0 : kFail;
+  return change_register(board, RegisterSpace::Soc, 0, kWatchdogRegister, value | kWatchdogEnabled) ? 0 : kFail;
 }
 
 // From then on the driver keeps toggling until the program stops it.
 int toggle_watchdog(Board &board, const Request &, uint8_t *) {
-  board.gpio.watchdog_toggling = 1;
+  change_byte(board, board.gpio.watchdog_toggling, 1);
   ++board.gpio.watchdog_toggles;
   return 0;
 }
 
 int stop_watchdog_toggle(Board &board, const Request &, uint8_t *) {
-  board.gpio.watchdog_toggling = 0;
+  change_byte(board, board.gpio.watchdog_toggling, 0);
   return 0;
 }
 
@@ -54,7 +56,7 @@ int get_soc_register(Board &board, const Request &, uint8_t *record) {
 int set_soc_register(Board &board, const Request &, uint8_t *record) {
   RegisterRecord asked;
   memcpy(&asked, record, sizeof asked);
-  return write_register(board, RegisterSpace::Soc, 0, asked.address, asked.value) ? 0 : kFail;
+  return change_register(board, RegisterSpace::Soc, 0, asked.address, asked.value) ? 0 : kFail;
 }
 
 constexpr uint8_t kHighestLed = 2;  // blinking

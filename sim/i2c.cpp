@@ -1,5 +1,6 @@
 #include <string.h>
 
+#include "changes.h"
 #include "request.h"
 
 // The I2C driver: transfers to the chips on the bus, the busy flag, the daughter boards, and what it keeps for readers.
@@ -43,7 +44,7 @@ int do_transfer(Board &board, const Request &request, uint8_t *record) {
 // A refresh clocks the bus until whoever holds it lets go.
 int refresh_bus(Board &board, const Request &, uint8_t *) {
   ++board.i2c.refreshes;
-  board.i2c.busy = 0;
+  change_byte(board, board.i2c.busy, 0);
   return 0;
 }
 

@@ -1,4 +1,5 @@
 #include "board.h"
+#include "changes.h"
 
 // LM75: four registers behind a pointer, high byte first; temperatures stand in the upper nine bits. The configuration
 // has one byte, which a longer read repeats.
@@ -33,7 +34,11 @@ int temperature_sensor(Board &board, Transfer &transfer) {
   transfer.take_pointer(&sensor.pointer, kSensorRegisters);
   unsigned number = sensor.pointer % kSensorRegisters;
   if (transfer.write) {
+    uint16_t before = sensor.value[number];
     write_value(transfer, number, sensor.value[number]);
+    log_change(
+        board,
+        {.kind = ChangeKind::SensorRegister, .address = number, .before = before, .after = sensor.value[number]});
   } else {
     read_value(transfer, sensor.value[number]);
   }

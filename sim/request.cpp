@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include "changes.h"
 #include "flash.h"
 #include "rules.h"
 #include "system_calls.h"
@@ -38,6 +39,9 @@ Layout layout_of(Shape shape) {
   return {0, ""};
 }
 
+// Every read of a module selects its cage, and every transfer hands its record to the driver: they tell nothing.
+bool is_logged(size_t offset, size_t size) { return size == 1 && offset != offsetof(Board, gpio.selected_cage); }
+
 FaultCall fault_call(const RequestEvent &event) {
   FaultCall call = {};
   call.node = event.node;
@@ -65,7 +69,6 @@ void let_driver_answer(const Attached &attached, RequestEvent &event, void *reco
   {
     Guard guard(*attached.board, request.fills ? Intent::Look : Intent::Change);
     event.result = request.handle(*attached.board, request, event.after);
-    if (!request.fills) sign_change(*attached.board, event.node);
   }
   if (request.fills) memcpy(record, event.after, record_size(request));
 }
@@ -131,13 +134,18 @@ int set_or_get_state(Board &board, const Request &request, uint8_t *record) {
     size = 1;
   }
   if (index < 0 || index >= bytes.count) return kFail;
-  uint8_t *state = reinterpret_cast<uint8_t *>(&board) + bytes.offset + index;
+  size_t offset = bytes.offset + static_cast<size_t>(index);
+  uint8_t *state = reinterpret_cast<uint8_t *>(&board) + offset;
   if (request.fills) {
     memcpy(value, state, size);
     return 0;
   }
   if (*value > bytes.highest) return kFail;
-  memcpy(state, value, size);
+  if (is_logged(offset, size)) {
+    change_byte(board, *state, *value);
+  } else {
+    memcpy(state, value, size);
+  }
   return 0;
 }
 

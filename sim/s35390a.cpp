@@ -2,6 +2,7 @@
 #include <time.h>
 
 #include "board.h"
+#include "changes.h"
 
 // S-35390A. The command bits of the address choose the register: 0 and 1 status, 2 real-time data of seven bytes, 3 the
 // last three of them, 4 and 5 alarms, 6 correction, 7 free. The least significant bit of a byte comes first on the bus.
@@ -103,6 +104,11 @@ void transfer_time(Board &board, Transfer &transfer, TimeField first) {
   write_time(board, fields);
 }
 
+void log_time(Board &board, uint32_t before) {
+  auto after = static_cast<uint32_t>(clock_seconds(board));
+  log_change(board, {.kind = ChangeKind::ClockTime, .before = before, .after = after});
+}
+
 // A register of one byte, which a longer read repeats.
 void transfer_register(Board &board, Transfer &transfer, unsigned command) {
   uint8_t &value = board.i2c.clock.value[command];
@@ -149,6 +155,7 @@ void set_clock(Board &board, int64_t seconds) {
 int clock_chip(Board &board, Transfer &transfer) {
   if (!board.i2c.clock_present || transfer.offset_len != 0) return kFail;
   unsigned command = transfer.address >> 1 & 7u;
+  uint32_t before = transfer.write ? static_cast<uint32_t>(clock_seconds(board)) : 0;
   if (command == RealTime) {
     transfer_time(board, transfer, Year);
   } else if (command == TimeOnly) {
@@ -156,6 +163,7 @@ int clock_chip(Board &board, Transfer &transfer) {
   } else {
     transfer_register(board, transfer, command);
   }
+  if (transfer.write) log_time(board, before);
   return 0;
 }
 

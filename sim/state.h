@@ -12,7 +12,7 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 7;
+constexpr uint32_t kVersion = 8;
 
 // The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
 constexpr unsigned kSlots = 3;
@@ -189,18 +189,44 @@ struct FaultRule {
   uint64_t random;     // state of the random number generator
 };
 
-/** A process that has changed something through a driver. */
-struct ChangedBy {
+/** What a program changes through a driver, and where: what `place` and `address` stand for. */
+enum class ChangeKind : uint8_t {
+  None,
+  Byte,            // address: offset in Board
+  Transmitter,     // place: port; 1 = off
+  IoOutput,        // place: chip port of the main board's wide expander
+  ClockTime,       // seconds since 1970
+  SensorRegister,  // address: register
+  ModulePhy,       // place: port; address: register
+  SocRegister,     // address
+  SwitchRegister,  // address
+  PhyRegister,     // place: port; address
+  HardwareReset,   // number of resets
+  FlashErase,      // address: sector
+  FlashWrite,      // address: sector; after: bytes
+};
+
+/** A change that a program has made. */
+struct Change {
+  int64_t at_us;    // since 1970
+  uint32_t number;  // among the changes of the board
   uint32_t process;
+  ChangeKind kind;
+  uint8_t place;
+  uint32_t address;
+  uint32_t before;
+  uint32_t after;
   char program[20];
 };
+constexpr unsigned kLoggedChanges = 512;
 
 /** What somebody did to the board from outside, and the commands that undo it, separated by semicolons. */
 struct Act {
-  int64_t at_us;  // since 1970
+  int64_t at_us;    // since 1970
+  uint32_t number;  // among the changes of the board
   char who[24];
   char command[200];
-  char undo[792];
+  char undo[788];
 };
 constexpr unsigned kActs = 32;
 
@@ -222,21 +248,21 @@ struct TraceRecord {
 };
 
 constexpr int32_t kNoTraceResult = INT32_MIN;  // the call has no result
-constexpr unsigned kNodeKinds = 4;
 constexpr unsigned kFlashUsers = 8;
 
 /** For those who watch the board from outside. Counts wrap. */
 struct Watch {
-  uint32_t changes;                  // number of changes of the board
-  uint32_t awaited;                  // not 0: somebody sleeps until `changes` grows
-  uint32_t reflashed;                // how often the whole flash was replaced
-  uint32_t requests;                 // number of calls that programs have made
-  ChangedBy changed_by[kNodeKinds];  // who made the last change, by node
+  uint32_t changes;    // number of changes of the board
+  uint32_t awaited;    // not 0: somebody sleeps until `changes` grows
+  uint32_t reflashed;  // how often the whole flash was replaced
+  uint32_t requests;   // number of calls that programs have made
   // Processes in a long write or an erase. They release the lock between two pieces of it. 0: a free place.
   uint32_t flash_users[kFlashUsers];
   char loading[65];  // name of the saved state that is being loaded; empty: none
   uint32_t acts_done;
+  uint32_t logged;
   Act acts[kActs];
+  Change log[kLoggedChanges];
   // The trace. A reader sets `wanted`; records are written while `written` is less.
   uint32_t written;  // bytes so far
   uint32_t wanted;
@@ -270,8 +296,8 @@ struct Board {
 constexpr bool kSamePlaces =
     offsetof(Gpio, selected_cage) == 19 && offsetof(I2c, rtc_record) == 14 && offsetof(I2c, sensor) == 216 &&
     offsetof(Cage, diagnostics) == 360 && sizeof(Cage) == 632 && offsetof(Flash, bytes_programmed) == 4104 &&
-    offsetof(Watch, written) == 32984 && offsetof(Board, settle_ms) - offsetof(Board, flash) == 27220 &&
+    offsetof(Watch, written) == 61568 && offsetof(Board, settle_ms) - offsetof(Board, flash) == 27220 &&
     offsetof(Board, watch) - offsetof(Board, gpio) == 27488;
-static_assert(kVersion == 7 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
+static_assert(kVersion == 8 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
 
 }  // namespace zelsim

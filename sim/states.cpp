@@ -241,6 +241,7 @@ void load_state(const CommandLine &line) {
   auto [folder, attached] = board_with_states(line.board);
   check_state(folder, line.words[0]);
   Quiet quiet(*attached->board);
+  LoggedAct act(*attached->board, Intent::Change);
   apply(folder, *attached->board, line.words[0]);
 }
 

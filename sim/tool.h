@@ -141,6 +141,7 @@ struct CommandRow {
   bool shows = false;             // prints data, which can be JSON
   const char *alias = nullptr;    // another accepted name; in a group: another last word
   bool undo = true;               // other commands can undo it
+  bool logged = false;            // is told as an act, though it is no world command
 };
 
 /** The commands that do what a person or the world does to a switch. */

@@ -150,12 +150,6 @@ int64_t trace_clock() { return Readers().watched != nullptr ? host_time_us() : 0
 
 void count_request(Board &board) { __atomic_add_fetch(&board.watch.requests, 1, __ATOMIC_RELAXED); }
 
-void sign_change(Board &board, Node node) {
-  ChangedBy &changer = board.watch.changed_by[static_cast<unsigned>(node)];
-  changer.process = static_cast<uint32_t>(getpid());
-  strncpy(changer.program, program_invocation_short_name, sizeof changer.program - 1);
-}
-
 void trace(long result, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);

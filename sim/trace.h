@@ -34,8 +34,6 @@ int64_t host_time_us();
 
 /** Counts a call of a program. */
 void count_request(Board &board);
-/** Keeps that this process has changed something; under the board's lock. */
-void sign_change(Board &board, Node node);
 
 /** The result of a line that has none. */
 constexpr long kNoResult = std::numeric_limits<long>::min();

@@ -101,7 +101,9 @@ constexpr CommandRow kOwnCommands[] = {
      .arguments = "FILE",
      .what = "Fill the flash from a file; the rest is erased",
      .run = load_flash,
-     .example = "flash load flash.bin"},
+     .example = "flash load flash.bin",
+     .undo = false,
+     .logged = true},
     {.name = "flash save",
      .arguments = "FILE",
      .what = "Write the 32 MiB to a file",
@@ -206,7 +208,8 @@ int zelsim::tool::execute(const Words &words, Perform how) {
   auto work = [&] {
     if (how == Perform::Check) return;
     if (is_undivided(chosen->name)) hold_signals();
-    if (world_command(chosen->name) != nullptr) {
+    bool is_act = chosen->logged || world_command(chosen->name) != nullptr;
+    if (is_act) {
       perform(*chosen, line, kByShell);
     } else {
       chosen->run(line);

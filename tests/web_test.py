@@ -257,6 +257,102 @@ class Interface(Server):
         self.assertNotIn("transmit fault", changes)
 
 
+class Changes(Server):
+    # Sets the alarm LED to each digit of its arguments, and does the other arguments as command lines.
+    PROGRAM = '''
+import fcntl, os, subprocess, sys
+gpio = os.open("/dev/zel_gpio", os.O_RDWR)
+for act in sys.argv[2:]:
+    if act in "012":
+        fcntl.ioctl(gpio, 0x40012482, bytes([int(act)]))
+    else:
+        subprocess.run([sys.argv[1], *act.split()], check=True)
+print(os.getpid())
+'''
+
+    def make(self, *acts):
+        return f"python3[{on_switch('python3', '-c', self.PROGRAM, ZELSIM, *acts).strip()}]"
+
+    def told(self, news):
+        return [(entry["who"], entry.get("text") or entry["command"]) for entry in news.get("activity", [])]
+
+    def test_all_stand_in_their_order_with_who_made_them(self):
+        who = self.make("1", "plug 5 1g-sx", "0", "2", "unplug 5", "1", "reset", "1", "1", "0")
+        made = [(who, "LED alarm: off → on"), ("shell", "zelsim plug 5 1g-sx"), (who, "LED alarm: on → off"),
+                (who, "LED alarm: off → blinking"), ("shell", "zelsim unplug 5"), (who, "LED alarm: blinking → on"),
+                ("shell", "zelsim reset"), (who, "LED alarm: off → on"), (who, "LED alarm: on → off")]
+        news = {}
+        self.follow(news)
+        eventually(lambda: len(self.told(news)) == len(made))
+        self.assertEqual(self.told(news), made)
+        times = [entry["at"] for entry in news["activity"]]
+        self.assertEqual(times, sorted(times))
+        # While somebody looks, far faster than anybody looks.
+        who = self.make(*"10" * 100, "set settle 7", *"10" * 100)
+        eventually(lambda: len(self.told(news)) >= len(made) + 401)
+        new = [(who, text) for _ in range(100) for text in ("LED alarm: off → on", "LED alarm: on → off")]
+        self.assertEqual(self.told(news)[len(made):], [*new, ("shell", "zelsim set settle 7"), *new])
+        # What came too fast is counted.
+        self.make(*"10" * 2000)
+        eventually(lambda: any(who == "zelsim" for who, _ in self.told(news)))
+
+    def test_who_only_reads_signs_nothing(self):
+        zelsim("plug 3 1g-sx")
+        zelsim("plug 4 1g-sx")
+        news = {}
+        self.follow(news)
+        done = threading.Event()
+
+        def read():
+            while not done.is_set():
+                subprocess.run((ZELSIM, "run", "--fast", "--", ZELCTL, "sfp", "list"), capture_output=True, check=False)
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        try:
+            made = set()
+            for _ in range(5):
+                for line in ("set temperature 40", "set supply 2 failed", "set busy 1", "set busy 0", "fit 1 copper",
+                             "fit 1 sfp", "plug 3 1g-sx"):
+                    zelsim(line)
+                made |= {self.make("2", "1", "0")}
+        finally:
+            done.set()
+            reader.join()
+        eventually(lambda: sum(who in made for who, _ in self.told(news)) == 15)
+        signers = {who for who, _ in self.told(news)}
+        self.assertEqual(signers, made | {"shell"})
+
+    def test_what_programs_change_is_told_in_words(self):
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"x" * 70000)
+        zelsim("plug 5 1g-lx")
+        zelsim("plug 6 copper")
+        for words in (("led", "set", "alarm", "on"), ("led", "set", "power1", "blink"), ("relay", "set", "1"),
+                      ("cage", "5", "--tx-disable", "off"), ("lamp-test", "1"), ("lamp-test", "3"),
+                      ("clock", "set", "2030-01-02T03:04:05")):
+            on_switch(ZELCTL, *words)
+        news = {}
+        self.follow(news)
+        eventually(lambda: any("clock" in text for _, text in self.told(news)))
+        told = [(who.split("[")[0], text) for who, text in self.told(news)]
+        self.assertEqual(told[2:-1], [
+            ("zelctl", "LED alarm: off → on"), ("zelctl", "LED power 1: off → blinking"),
+            ("zelctl", "alarm relay: open → closed"), ("zelctl", "port 5: transmitter on"),
+            ("zelctl", "lamp test, serial GPIO 5.3: off → on"), ("zelctl", "lamp test, serial GPIO 5.3: on → off")])
+        self.assertRegex(told[-1][1], "clock: .* → 2030-01-02T03:04:05")
+        # Two programs that write to the flash at once: each signs its own bytes.
+        writers = [subprocess.Popen((ZELSIM, "run", "--fast", "--", ZELCTL, "flash", "write", start, image, "--yes"),
+                                    stdout=subprocess.DEVNULL) for start in ("0x400000", "0x1400000")]
+        self.assertEqual([writer.wait() for writer in writers], [0, 0])
+        eventually(lambda: sum("bytes written" in text for _, text in self.told(news)) == 2)
+        sums = {who: text for who, text in self.told(news) if "bytes written" in text}
+        self.assertEqual(len(sums), 2)
+        for text in sums.values():
+            self.assertRegex(text, "flash, .*: 0 sectors erased, 70000 bytes written")
+
+
 class Board(Server):
     def test_reset_goes_back_to_how_the_board_was_made(self):
         made = zelsim("get slots")

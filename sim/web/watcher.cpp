@@ -112,7 +112,7 @@ void Watcher::publish_parts() {
     news.put("regions", text_of(tool::regions_of(board->flash)));
     news.put("sectors", text_of(sectors_document(folder_, *board, sectors_)));
     news.put("gone", "null");
-    activity_.look(attached_, std::move(board), news);
+    activity_.look(attached_, *board, news);
     is_published_ = true;
   } catch (const std::runtime_error &error) {
     news.put("gone", text_of(error.what()));
@@ -150,7 +150,7 @@ void Watcher::turn() {
   bool is_due = !is_same() || !is_published_ || changes_of(*attached_) != seen_ || times_are_due();
   if (is_due) publish_parts();
   if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news, activity_);
-  if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, copy_of(*attached_->board), news);
+  if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, *copy_of(*attached_->board), news);
   if (attached_ != nullptr) requests_.count_rate(attached_, news, history);
   news.publish();
   await_news();

@@ -1,0 +1,80 @@
+#include "changes.h"
+
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "board.h"
+#include "trace.h"
+
+namespace zelsim {
+namespace {
+
+/** The process for which this one works; 0: it works for itself. */
+uint32_t g_process;
+char g_program[sizeof Change::program];
+
+uint32_t signer() { return g_process != 0 ? g_process : static_cast<uint32_t>(getpid()); }
+
+const char *signer_name() { return g_process != 0 ? g_program : program_invocation_short_name; }
+
+// The place in the log is counted last: a process that dies before leaves no half entry.
+void append(Board &board, const ChangedValue &value) {
+  Watch &watch = board.watch;
+  Change change = {};
+  change.at_us = host_time_us();
+  change.number = number_of_change(board);
+  change.process = signer();
+  change.kind = value.kind;
+  change.place = value.place;
+  change.address = value.address;
+  change.before = value.before;
+  change.after = value.after;
+  strncpy(change.program, signer_name(), sizeof change.program - 1);
+  watch.log[watch.logged % kLoggedChanges] = change;
+  ++watch.logged;
+}
+
+}  // namespace
+
+void sign_for(uint32_t process, const char *program) {
+  strncpy(g_program, program, sizeof g_program - 1);
+  g_process = process;
+}
+
+void log_change(Board &board, const ChangedValue &value) {
+  if (value.before != value.after) append(board, value);
+}
+
+void change_byte(Board &board, uint8_t &byte, uint8_t value) {
+  auto offset = static_cast<uint32_t>(&byte - reinterpret_cast<uint8_t *>(&board));
+  log_change(board, {.kind = ChangeKind::Byte, .address = offset, .before = byte, .after = value});
+  byte = value;
+}
+
+bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value) {
+  constexpr ChangeKind kKinds[] = {ChangeKind::None, ChangeKind::SocRegister, ChangeKind::SwitchRegister,
+                                   ChangeKind::PhyRegister};
+  uint32_t before = read_register(board, space, port, address);
+  if (!write_register(board, space, port, address, value)) return false;
+  ChangeKind kind = kKinds[static_cast<unsigned>(space)];
+  log_change(board, {.kind = kind, .place = port, .address = address, .before = before, .after = value});
+  return true;
+}
+
+void log_flash_write(Board &board, uint32_t sector, uint32_t bytes) {
+  Watch &watch = board.watch;
+  Change &last = watch.log[(watch.logged - 1) % kLoggedChanges];
+  bool goes_on = last.kind == ChangeKind::FlashWrite && last.address == sector && last.process == signer();
+  if (goes_on) {
+    last.after += bytes;
+  } else {
+    append(board, {.kind = ChangeKind::FlashWrite, .address = sector, .after = bytes});
+  }
+}
+
+void log_flash_erase(Board &board, uint32_t sector) {
+  append(board, {.kind = ChangeKind::FlashErase, .address = sector});
+}
+
+}  // namespace zelsim

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "state.h"
+
+namespace zelsim::web {
+
+/** A line of the activity about the flash. */
+struct FlashLine {
+  int64_t at_us;
+  std::string who;
+  std::string text;
+};
+using FlashLines = std::vector<FlashLine>;
+
+/** Gathers the writes to the flash, which come by the thousand: of each process only the beginning and, when it is over,
+ *  the sum are told. */
+class FlashActivity {
+ public:
+  /** Takes a write or an erase. */
+  FlashLines take(const Change &change);
+  /** The entry of the log that was taken last may still grow.
+   *  @param change  the same entry as it is now */
+  void take_growth(const Change &change);
+  /** Ends what has been quiet for a while. */
+  FlashLines look();
+  bool is_written() const { return !writings_.empty(); }
+
+ private:
+  struct Writing {
+    std::string who;
+    std::string region;
+    unsigned erased = 0;  // sectors
+    uint64_t programmed = 0;
+    int64_t last_us = 0;
+  };
+  static FlashLine sum_of(const Writing &writing);
+
+  std::map<uint32_t, Writing> writings_;  // by process
+  uint32_t counted_ = 0;                  // bytes of the entry that was taken last
+};
+
+}  // namespace zelsim::web
