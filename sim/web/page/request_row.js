@@ -20,6 +20,14 @@ function classOf({node, failed, fault, changed}) {
   return [node, failed && 'failed', fault && 'struck', changed && 'changed'].filter(Boolean).join(' ');
 }
 
+function signOf({fault, failed}) {
+  if (fault) return '⚑ ';
+  return failed ? '! ' : '';
+}
+
+/** What stands in the column of results. */
+export const resultTold = (entry) => signOf(entry) + parse(entry).resultText;
+
 /** @param toggle  opens the line, or closes it */
 export function lineOf(entry, expression, toggle) {
   parse(entry);
@@ -29,7 +37,7 @@ export function lineOf(entry, expression, toggle) {
     {class: classOf(entry), 'data-number': entry.id},
     element(
       'button',
-      {type: 'button', class: 'line', 'aria-expanded': 'false', onclick: () => toggle(entry)},
+      {type: 'button', class: 'line', tabindex: '-1', 'aria-expanded': 'false', onclick: () => toggle(entry)},
       element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
       element('span', {class: 'program'}, text(programName(entry))),
       element('span', {class: 'node'}, text(entry.node)),
@@ -43,7 +51,7 @@ export function lineOf(entry, expression, toggle) {
         text(entry.rest),
       ),
       element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
-      element('span', {class: 'result'}, entry.fault ? '⚑ ' : entry.failed ? '! ' : '', text(entry.resultText)),
+      element('span', {class: 'result'}, signOf(entry), text(entry.resultText)),
     ),
   );
 }

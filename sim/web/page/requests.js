@@ -1,10 +1,11 @@
 import * as dock from './dock.js';
 import {button, copyButton, element, find, patch} from './dom.js';
+import {goByKeys} from './line_keys.js';
 import {showAllButton, showBar} from './request_bar.js';
 import {details} from './request_details.js';
 import {clearFilter, matcher, passes} from './request_filter.js';
-import {hasFailed, textOf} from './request_line.js';
-import {lineOf} from './request_row.js';
+import {hasFailed, programName, textOf} from './request_line.js';
+import {lineOf, resultTold} from './request_row.js';
 import {follow, known, put} from './store.js';
 import {plural} from './words.js';
 
@@ -27,7 +28,9 @@ let number = 0;
 let waiting = 0; // lines at the end of those that pass, not drawn yet
 let floodSince = null; // when the first line came that is not drawn yet
 let drawing; // a timer
+let follows = true; // the list stays at the newest line until somebody scrolls up
 const programs = new Set();
+const widths = {program: 0, result: 0}; // of the longest text in a column, in characters
 const failures = {count: 0};
 
 /** Opens a line, and closes the one that was open. */
@@ -42,10 +45,27 @@ function toggle(entry) {
   line.scrollIntoView({block: 'nearest'});
 }
 
-const linesOf = (some, expression = matcher()) => some.map((entry) => lineOf(entry, expression, toggle));
+function linesOf(some, expression = matcher()) {
+  for (const entry of some) widen('result', resultTold(entry));
+  return some.map((entry) => lineOf(entry, expression, toggle));
+}
 
 const isAtEnd = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
-const toEnd = () => (list.scrollTop = list.scrollHeight);
+
+function toEnd() {
+  follows = true;
+  list.scrollTop = list.scrollHeight;
+}
+
+/** Whoever reads an opened line, or goes through the lines by the keyboard, keeps what is seen. */
+const isFollowing = () => follows && !opened && !list.querySelector('.line:focus-visible');
+
+/** Takes lines out. A focus that would go with them stays at the list. */
+function takeOut(change) {
+  const held = list.contains(document.activeElement);
+  change();
+  if (held && !list.contains(document.activeElement)) list.focus({preventScroll: true});
+}
 
 function showNew() {
   const label = waiting > 0 ? `${plural(waiting, 'new line')} ↓` : '';
@@ -96,11 +116,23 @@ const room = () => Math.ceil(list.clientHeight / kLineHeight) + kSpare;
 
 function drawLast(expression = matcher()) {
   list.classList.toggle('searched', Boolean(expression));
-  list.replaceChildren(...linesOf(passing.slice(-room()), expression));
+  takeOut(() => list.replaceChildren(...linesOf(passing.slice(-room()), expression)));
   opened = null;
   waiting = 0;
   floodSince = null;
   toEnd();
+  showNew();
+}
+
+/** Draws lines from one on; those behind them wait. */
+function drawFrom(first) {
+  const end = Math.min(passing.length, first + kMore);
+  clearTimeout(drawing);
+  floodSince = null;
+  follows = false;
+  opened = null;
+  takeOut(() => list.replaceChildren(...linesOf(passing.slice(first, end))));
+  waiting = passing.length - end;
   showNew();
 }
 
@@ -114,12 +146,7 @@ function showWanted() {
     return;
   }
   put('wanted', null);
-  const at = passing.indexOf(entry);
-  const end = Math.min(passing.length, at + kMore);
-  clearTimeout(drawing);
-  list.replaceChildren(...linesOf(passing.slice(Math.max(0, at - kMore), end)));
-  waiting = passing.length - end;
-  opened = null;
+  drawFrom(Math.max(0, passing.indexOf(entry) - kMore / 2));
   const line = list.querySelector(`[data-number="${entry.id}"] .line`);
   line.click();
   line.scrollIntoView({block: 'center'});
@@ -144,6 +171,10 @@ function drawLater() {
   showNew();
 }
 
+function dropEarliest() {
+  while (list.children.length > room()) list.firstChild.remove();
+}
+
 function drawFlood() {
   clearTimeout(drawing);
   const now = performance.now();
@@ -151,7 +182,7 @@ function drawFlood() {
   const pause = Math.min(kMoment, floodSince + kLongest - now);
   drawing = setTimeout(() => {
     floodSince = null;
-    if (isAtEnd() && !opened) drawLast();
+    if (isFollowing()) drawLast();
     else showNew();
   }, pause);
 }
@@ -160,14 +191,15 @@ function drawFlood() {
 function add(fresh) {
   const expression = matcher();
   const passed = fresh.filter((entry) => passes(entry, expression));
-  const following = isAtEnd() && !opened;
+  const following = isFollowing();
   passing = passing.concat(passed).slice(-kKept);
   waiting = Math.min(waiting + passed.length, passing.length);
+  if (list.clientHeight === 0) return showState(); // it is drawn when it is seen
   if (following && waiting >= room()) {
     drawFlood();
   } else if (following && waiting > 0) {
     drawLater();
-    while (list.children.length > room()) list.firstChild.remove();
+    takeOut(dropEarliest);
     toEnd();
   }
   if (!following) showNew();
@@ -178,8 +210,16 @@ function forget() {
   entries = [];
   passing = [];
   waiting = 0;
+  follows = true;
   failures.count = 0;
   list.replaceChildren();
+}
+
+/** A column is as wide as its longest text: nothing in it is cut. */
+function widen(column, text) {
+  if (text.length <= widths[column]) return;
+  widths[column] = text.length;
+  list.style.setProperty(`--${column}`, `${text.length}ch`);
 }
 
 function note(entry) {
@@ -187,6 +227,7 @@ function note(entry) {
   entry.line ??= '… requests were missed';
   entry.failed = hasFailed(entry);
   if (entry.failed) ++failures.count;
+  widen('program', programName(entry));
   if (!entry.program || programs.has(entry.program)) return;
   programs.add(entry.program);
   put('programs', programs.size);
@@ -225,6 +266,42 @@ function clear() {
 
 const show = () => showBar(entries, programs, {clear, download});
 
+// ---- what moves the list: the pointer, keys, the window
+
+function scrolled() {
+  if (list.clientHeight === 0) return;
+  follows = isAtEnd();
+  if (follows && waiting > 0) drawLater();
+  else if (!follows && list.scrollTop < kNear) drawEarlier();
+}
+
+function resized() {
+  if (list.clientHeight === 0 || !isFollowing()) return;
+  if (waiting > 0 || list.children.length < Math.min(room(), passing.length)) drawLast();
+  else toEnd();
+}
+
+function showNewest() {
+  drawLast();
+  list.focus({preventScroll: true});
+}
+
+/** The place among the drawn lines that a key leads to. Lines that are not drawn yet are drawn. */
+function placeOf(key, at) {
+  if (key === 'Home') drawFrom(0);
+  if (key === 'Home') return 0;
+  const isToNewest = key === 'End' || at < 0; // also from the list itself
+  if (isToNewest && waiting > 0) drawLast();
+  if (isToNewest) return list.children.length - 1;
+  const page = Math.max(1, Math.floor(list.clientHeight / kLineHeight) - 1);
+  const drawn = list.children.length;
+  const to = at + {ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page}[key];
+  if (to >= drawn && waiting > 0) drawLater();
+  if (to < 1) drawEarlier();
+  const earlier = to < 1 ? list.children.length - drawn : 0;
+  return Math.min(Math.max(to + earlier, 0), list.children.length - 1);
+}
+
 export function focusFilter() {
   dock.open('requests');
   requestAnimationFrame(() => find('#requests-text').focus());
@@ -234,19 +311,18 @@ export function start() {
   list = element('ol', {
     id: 'lines',
     tabindex: '0',
-    'aria-label': 'Requests to the drivers',
-    onscroll: () => {
-      if (isAtEnd() && waiting > 0) drawLater();
-      else if (!isAtEnd() && list.scrollTop < kNear) drawEarlier();
-    },
+    'aria-label': 'Requests to the drivers; arrow keys go through them, Enter opens one',
+    onscroll: scrolled,
   });
+  goByKeys(list, placeOf);
+  new ResizeObserver(resized).observe(list);
   dock.add(
     'requests',
     'Requests',
     element('div', {id: 'requests-bar', class: 'bar'}),
     list,
     element('div', {id: 'requests-empty', class: 'empty'}),
-    button('', () => drawLast(), {id: 'requests-new', hidden: true}),
+    button('', showNewest, {id: 'requests-new', hidden: true}),
   );
   follow(['requests', 'anew'], take);
   follow(['programs', 'paused', 'tab', 'filter-open'], show);
