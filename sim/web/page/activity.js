@@ -1,4 +1,5 @@
 import {act, followGathered} from './acts.js';
+import {isMarked, keepMarks, loadMarks, markOf} from './activity_marks.js';
 import {parsed} from './commands.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
@@ -11,17 +12,8 @@ import {timeOfDay} from './words.js';
 const kKept = 300;
 let entries = [];
 const expected = []; // commands that will be told, and what they belong to
-const marks = new Map(); // what the page knows of entries, which the server may tell again: by id and time
 
 const isAct = ({command}) => Boolean(command);
-
-/** What the page knows of an entry: whether it is undone, undoes something, or is a part of an act on several ports. */
-function markOf({id, at}) {
-  const key = `${id} ${at}`;
-  if (!marks.has(key)) marks.set(key, {});
-  if (marks.size > 4 * kKept) marks.delete(marks.keys().next().value);
-  return marks.get(key);
-}
 
 /** Marks the entry of a command that was done, or will when it comes. */
 function expect(command, mark, since = Infinity) {
@@ -40,6 +32,7 @@ function gather() {
     const {port, ...fields} = all[0];
     const group = {title: `${portsText(all)}: ${[action, ...Object.values(fields)].join(' ')}`};
     for (const command of commands) expect(command, {group}, since);
+    keepMarks();
     put('log', group);
   };
 }
@@ -84,6 +77,7 @@ export async function undo(entry = lastAct()) {
     mark.undone = false;
     break;
   }
+  keepMarks();
   put('log', entry.id);
 }
 
@@ -163,11 +157,13 @@ function showFoot() {
 
 function take({activity, anew}) {
   if (anew) entries = [];
+  loadMarks();
   for (const entry of activity ?? []) {
-    const at = marks.has(`${entry.id} ${entry.at}`) ? -1 : expected.findIndex(({command}) => command === entry.command);
+    const at = isMarked(entry) ? -1 : expected.findIndex(({command}) => command === entry.command);
     if (at >= 0) Object.assign(markOf(entry), expected.splice(at, 1)[0].mark);
     else markOf(entry);
   }
+  if (activity) keepMarks();
   if (activity) entries = [...entries, ...activity].slice(-kKept);
   showLog();
   showFoot();
