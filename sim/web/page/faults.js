@@ -4,11 +4,11 @@ import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {button, copyButton, element, find, patch, patchList} from './dom.js';
 import {follow, known, put} from './store.js';
-import {faultResult, kResults, kEffects, plural} from './words.js';
+import {faultResult, kResults, kEffects, percent, plural} from './words.js';
 
 // Faults: which requests fail, how, and how often they did.
 
-const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '1', skip: ''};
+const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '1', skip: '', probability: '', seed: ''};
 
 function setTarget(target) {
   const [, node, request = '', from = '', to = ''] = target.match(
@@ -69,7 +69,9 @@ const input = (name, label, placeholder, size = 11) =>
 
 function fields() {
   const result = form.result === 'other' ? form.other : form.result;
-  const given = {node: target(), result, count: form.count, skip: form.skip};
+  const {count, skip, probability} = form;
+  const seed = probability ? form.seed : ''; // without chance it says nothing
+  const given = {node: target(), result, count, skip, probability, seed};
   return Object.fromEntries(Object.entries(given).filter(([, value]) => value !== ''));
 }
 
@@ -79,6 +81,9 @@ const command = () => {
     .map(([name, value]) => ` --${name} ${value}`)
     .join('')} --board ${known.board?.board ?? ''}`;
 };
+
+/** Whether exactly the next request fails. */
+const isNextOne = () => form.count === '1' && !form.probability && !Number(form.skip);
 
 function showForm() {
   if (!dock.isOpen('faults')) return;
@@ -100,11 +105,13 @@ function showForm() {
       form.result === 'other' && input('other', 'Number', '0x1234', 8),
       input('skip', 'Let pass first', '0', 5),
       input('count', 'Fail how often', 'until cleared', 9),
+      input('probability', 'Chance, 0 to 1', 'every time', 8),
+      form.probability && input('seed', 'Seed of the chance', '0', 9),
     ),
     element(
       'div',
       {class: 'row'},
-      button(form.count === '1' ? 'Fail the next one' : 'Make them fail', () => act('fault-form', 'fail', fields()), {
+      button(isNextOne() ? 'Fail the next one' : 'Make them fail', () => act('fault-form', 'fail', fields()), {
         class: 'main' + (pendingValue('fault-form') ? ' pending' : ''),
       }),
       element('code', {}, command()),
@@ -113,6 +120,9 @@ function showForm() {
     ),
   ]);
 }
+
+const chanceOf = (probability, seed) =>
+  probability !== null && element('small', {class: 'hint chance'}, `by chance: ${percent(probability)}, seed ${seed}`);
 
 function showTable() {
   const faults = known.board?.faults ?? [];
@@ -147,12 +157,12 @@ function showTable() {
             element(
               'tbody',
               {},
-              faults.map(({fault, target: what, result, skip, count, hits: struck}) =>
+              faults.map(({fault, target: what, result, skip, count, hits: struck, probability, seed}) =>
                 element(
                   'tr',
                   {'data-key': 'fault' + fault},
                   element('td', {class: 'number'}, String(fault)),
-                  element('td', {}, element('code', {}, what)),
+                  element('td', {}, element('code', {}, what), chanceOf(probability, seed)),
                   element('td', {}, faultResult(result)),
                   element('td', {class: 'pass'}, String(skip)),
                   element('td', {}, count === null ? 'until cleared' : plural(count, 'more time')),

@@ -4,6 +4,8 @@ export const hex = (value, digits = 0) => '0x' + value.toString(16).toUpperCase(
 export const address = (value) => hex(value, 8);
 export const degrees = (value) => `${minus(value.toFixed(1))} °C`;
 export const minus = (text) => String(text).replace('-', '−');
+/** A share from 0 to 1, in per cent. */
+export const percent = (share) => `${Number((100 * share).toPrecision(3))} %`;
 export const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one : many}`;
 
 export function bytes(count) {
