@@ -8,7 +8,9 @@ let withdraw = null; // the question that is open
 
 follow(['live', 'gone'], () => isAway() && withdraw?.());
 
-/** @return whether it shall be done */
+/** @param lost  what goes; empty for nothing
+ *  @param kept  a sentence about what stays
+ *  @return whether it shall be done */
 export function confirm({title, lost, kept, does}) {
   return new Promise((resolve) => {
     const close = (yes) => {
@@ -28,17 +30,18 @@ export function confirm({title, lost, kept, does}) {
         },
       },
       element('h2', {id: 'confirm-title'}, title),
-      element('p', {}, 'This is lost:'),
-      element(
-        'ul',
-        {},
-        lost.map((one) => element('li', {}, one)),
-      ),
-      kept && element('p', {class: 'hint'}, kept),
+      lost.length > 0 && element('p', {}, 'This goes:'),
+      lost.length > 0 &&
+        element(
+          'ul',
+          {},
+          lost.map((one) => element('li', {}, one)),
+        ),
+      kept && element('p', {class: lost.length > 0 ? 'hint' : ''}, kept),
       element(
         'div',
         {class: 'row end'},
-        button('Keep everything', () => close(false), {class: 'main', autofocus: true}),
+        button(lost.length > 0 ? 'Keep everything' : 'Leave it as it is', () => close(false), {class: 'main', autofocus: true}),
         button(does, () => close(true), {class: 'danger'}),
       ),
     );

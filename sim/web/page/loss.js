@@ -19,10 +19,8 @@ function contents() {
     .map(({region}) => region);
   const erased = erases.reduce((sum, count) => sum + count, 0);
   return [
-    sectors
-      ? `${plural(sectors, 'sector')} with ${bytes(size)} in use: ${regions.join(', ')}`
-      : 'nothing in the flash: it is erased already',
-    erased ? `the counts of ${plural(erased, 'sector erase')}` : null,
+    sectors && `${plural(sectors, 'sector')} of the flash with ${bytes(size)} in use: ${regions.join(', ')}`,
+    erased && `the counts of ${plural(erased, 'sector erase')}`,
   ].filter(Boolean);
 }
 
@@ -41,7 +39,11 @@ function surroundings() {
 /** @return what to ask, or null when nothing is lost for good */
 export function questionFor(action, fields) {
   const name = known.board?.board ?? 'the board';
-  if (action === 'flash erase') return {title: 'Erase the whole flash?', lost: contents(), does: 'Erase the flash'};
+  if (action === 'flash erase') {
+    const lost = contents();
+    const kept = lost.length > 0 ? 'Modules, LEDs and settings stay as they are.' : 'The flash is erased already.';
+    return {title: 'Erase the whole flash?', lost, kept, does: 'Erase the flash'};
+  }
   if (action === 'reset') {
     const flash = fields.flash === true || fields.flash === 'true';
     const lost = flash ? [...surroundings(), ...contents()] : surroundings();
