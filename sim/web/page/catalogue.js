@@ -8,9 +8,11 @@ import {cageOf, follow, isAway, known, put} from './store.js';
 // The catalogue of modules, a drawer. A module is dragged from it into a cage; or it is chosen, and then a port: with the
 // pointer, or with the arrow keys and Enter.
 
+const kColumns = 2;
 let ports = [];
 let opener = null;
 let filter = '';
+let stop = ''; // the module that the tab key leads to
 
 export const isPlacing = () => Boolean(known.placing);
 
@@ -124,14 +126,29 @@ function rateText(rate) {
   return rate ? `${rate} MBd` : '';
 }
 
-/** The arrow keys go through the list, and from its beginning back to the search. */
+/** The module that a key leads to from another one, in a list of two columns; the search above the first ones. */
+function moduleAt(key, items, from) {
+  const step = {ArrowLeft: -1, ArrowRight: 1, ArrowUp: -kColumns, ArrowDown: kColumns, Home: -from, End: items.length - 1 - from}[key];
+  if (step === undefined) return undefined;
+  if (key === 'ArrowUp' && from < kColumns) return find('#catalogue input');
+  return items[Math.min(from + step, items.length - 1)] ?? null;
+}
+
+/** The arrow keys go from the search into the list, and through it. */
 function move(event) {
-  const items = [...find('#catalogue').querySelectorAll('input, .module')];
-  const step = {ArrowDown: 1, ArrowUp: -1}[event.key];
-  const to = step && items[items.indexOf(event.currentTarget) + step];
+  const items = [...find('#catalogue').querySelectorAll('.module')];
+  const from = items.indexOf(event.currentTarget);
+  const isFromSearch = from < 0 && event.key === 'ArrowDown';
+  const to = isFromSearch ? items[0] : from >= 0 && moduleAt(event.key, items, from);
   if (!to) return;
   event.preventDefault();
   to.focus();
+}
+
+/** The list is one stop of the tab key. */
+function stopAt({currentTarget}) {
+  stop = currentTarget.dataset.key;
+  for (const one of find('#catalogue').querySelectorAll('.module')) one.tabIndex = one === currentTarget ? 0 : -1;
 }
 
 function item({module, part_number: part, rate_mbd: rate, phy}) {
@@ -146,8 +163,10 @@ function item({module, part_number: part, rate_mbd: rate, phy}) {
       class: 'module',
       'data-key': module,
       'aria-pressed': String(known.placing === module),
+      tabindex: module === stop ? '0' : '-1',
       onclick: click,
       onkeydown: move,
+      onfocus: stopAt,
       onpointerdown: (event) => begin(module, event),
       onpointermove: go,
       onpointerup: end,
@@ -182,6 +201,7 @@ function show() {
   const shown = known.modules.filter(({module, part_number: part}) =>
     `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()),
   );
+  if (!shown.some(({module}) => module === stop)) stop = shown[0]?.module;
   patch(drawer, [
     element(
       'div',

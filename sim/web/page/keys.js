@@ -30,7 +30,7 @@ const kAnywhere = ['t', '?'];
 const keysHere = () => kKeys.filter(([key]) => known.board || kAnywhere.includes(key));
 const kOthers = [
   ['1 to 5', 'requests, flash, faults, activity, commands'],
-  ['arrow keys', 'from part to part of the panel, from sector to sector'],
+  ['arrow keys', 'from part to part, from sector to sector, from line to line'],
   ['Enter', 'select; plug the chosen module'],
   ['Space', 'select several ports; Shift with arrows or a click selects a range'],
   ['Escape', 'close what is on top, else select nothing'],
