@@ -1,3 +1,4 @@
+import * as address from './address.js';
 import {confirm} from './confirm.js';
 import {button, element, find, patchList} from './dom.js';
 import {known} from './store.js';
@@ -8,8 +9,10 @@ import {degrees, plural} from './words.js';
 const kPrefix = 'board:';
 const boards = new Map();
 let refused = '';
-let filter = '';
-let sorted = 'ill';
+const kByTrouble = '';
+const kByName = 'name';
+let filter = address.read('find');
+let sorted = address.read('sort') === kByName ? kByName : kByTrouble;
 let making = false; // on a narrow screen: the form for a new board is open
 
 async function manage(action, fields) {
@@ -29,35 +32,38 @@ async function create(event) {
 }
 
 async function remove(name, {modules}) {
-  const lost = [
-    plural(modules ?? 0, 'module') + ' and all that stands on it',
-    'its flash with everything in it',
-    'its saved states',
-  ];
+  const lost = [modules && plural(modules, 'module'), 'its flash with all that is in it', 'its saved states'].filter(Boolean);
   if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'}))
     await manage('delete', {board: name});
 }
 
-function ills(summary) {
-  if (summary.problem) return [summary.problem];
-  const {
-    alarm,
-    failed_supplies: supplies,
-    transmit_faults: transmit,
-    module_alarms: alarms,
-    without_light: dark,
-    faults,
-    sensor_present: sensor,
-  } = summary;
-  return [
-    alarm && 'alarm LED',
+/** What is wrong with a board, in words: alarms, and what else is not as it should be. */
+function troubles(summary) {
+  const {failed_supplies: supplies, transmit_faults: transmit, module_alarms: modules, without_light: dark} = summary;
+  const alarms = [
+    summary.problem,
+    summary.alarm && 'alarm LED',
     supplies && plural(supplies, 'failed supply', 'failed supplies'),
     transmit && plural(transmit, 'transmit fault'),
-    alarms && `${plural(alarms, 'module')} in alarm`,
+    modules && `${plural(modules, 'module')} in alarm`,
+  ];
+  const others = [
     dark && `${plural(dark, 'port')} without light`,
-    !sensor && 'no sensor',
-    faults && plural(faults, 'request fault'),
-  ].filter(Boolean);
+    !summary.problem && !summary.sensor_present && 'no sensor',
+    summary.faults && plural(summary.faults, 'request fault'),
+  ];
+  return {alarms: alarms.filter(Boolean), others: others.filter(Boolean)};
+}
+
+const kWell = 3;
+const kClasses = ['ill', 'ill', 'uneasy', ''];
+
+/** How urgent a board is: it cannot be read, has alarms, has something else, or is well. */
+function rankOf(summary) {
+  if (summary.problem) return 0;
+  const {alarms, others} = troubles(summary);
+  if (alarms.length > 0) return 1;
+  return others.length > 0 ? 2 : kWell;
 }
 
 function frontOf(name, summary) {
@@ -66,10 +72,14 @@ function frontOf(name, summary) {
 }
 
 function place([name, summary]) {
-  const wrong = ills(summary);
+  const {alarms, others} = troubles(summary);
+  const words = [
+    ...alarms.map((one) => element('span', {class: 'ill-word'}, '! ' + one)),
+    ...others.map((one) => element('span', {class: 'ill-word other'}, one)),
+  ];
   return element(
     'li',
-    {'data-key': 'board-' + name, class: wrong.length ? 'ill' : ''},
+    {'data-key': 'board-' + name, class: kClasses[rankOf(summary)]},
     element(
       'a',
       {href: `/?board=${encodeURIComponent(name)}`},
@@ -89,9 +99,7 @@ function place([name, summary]) {
       element(
         'span',
         {class: 'ills'},
-        wrong.length
-          ? wrong.map((one) => element('span', {class: 'ill-word'}, '! ' + one))
-          : element('span', {class: 'well'}, '✓ well'),
+        words.length > 0 ? words : element('span', {class: 'well'}, '✓ well'),
       ),
     ),
     button('Delete…', () => remove(name, summary), {class: 'small quiet', 'aria-label': `Delete board ${name}`}),
@@ -110,18 +118,18 @@ const slotOf = (number) =>
     ),
   );
 
-const isIll = (summary) => ills(summary).length > 0;
+const compareNames = new Intl.Collator('en', {numeric: true}).compare;
 
-/** The boards that the filter lets through, in the order in which they are shown. */
+/** The boards that the search finds, in the order in which they are shown. */
 function shownBoards() {
-  const rank = ([name, summary]) => (sorted === 'ill' && isIll(summary) ? '0' : '1') + name;
+  const rank = ([, summary]) => (sorted === kByTrouble ? rankOf(summary) : 0);
   return [...boards]
     .filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()))
-    .sort((a, b) => (rank(a) < rank(b) ? -1 : 1));
+    .sort((a, b) => rank(a) - rank(b) || compareNames(a[0], b[0]));
 }
 
 function health() {
-  const ill = [...boards.values()].filter(isIll).length;
+  const ill = [...boards.values()].filter((summary) => rankOf(summary) < kWell).length;
   if (ill > 0) return element('span', {class: 'bad'}, `! ${ill} not well`);
   return element('span', {class: 'good'}, boards.size > 0 ? '✓ all well' : '');
 }
@@ -131,25 +139,31 @@ const search = () =>
     type: 'search',
     placeholder: 'Find a board',
     'aria-label': 'Find a board',
+    value: filter,
     oninput: ({target}) => {
       filter = target.value;
+      address.write({find: filter});
       show();
     },
   });
 
 const sorting = () =>
   element(
-    'label',
-    {class: 'sorting'},
-    element('input', {
-      type: 'checkbox',
-      checked: sorted === 'ill',
+    'select',
+    {
+      'aria-label': 'Order of the boards',
+      class: 'sorting',
+      value: sorted,
       onchange: ({target}) => {
-        sorted = target.checked ? 'ill' : 'name';
+        sorted = target.value;
+        address.write({sort: sorted});
         show();
       },
-    }),
-    'those not well first',
+    },
+    [
+      [kByTrouble, 'Trouble first'],
+      [kByName, 'By name'],
+    ].map(([value, text]) => element('option', {value, selected: sorted === value}, text)),
   );
 
 function toggleMaking() {
@@ -192,6 +206,8 @@ const none = () =>
     'There is no board yet. Make one above, or in the shell: zelsim create lab --slots sfp,copper,none',
   );
 
+const notFound = () => element('p', {class: 'empty', 'data-key': 'none'}, `No board's name has “${filter}” in it.`);
+
 function show() {
   patchList(
     find('#rack-view'),
@@ -200,6 +216,7 @@ function show() {
       refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
       element('ul', {class: 'rack', 'data-key': 'rack'}, shownBoards().map(place)),
       boards.size === 0 && none(),
+      boards.size > 0 && shownBoards().length === 0 && notFound(),
     ],
     '#rack-view input',
   );
