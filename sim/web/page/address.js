@@ -1,17 +1,26 @@
-import {touch} from './store.js';
+import {put} from './store.js';
 
-// What is looked at stands in the page's address, so that a reload or a colleague sees the same.
+// What is looked at stands in the page's address, so that a reload or a colleague sees the same, and Back leads to what was
+// looked at before.
 
-const fields = new URLSearchParams(location.search);
+let fields = new URLSearchParams(location.search);
 
 export const read = (name) => fields.get(name) ?? '';
 
-export function write(changes) {
+/** @param isStep  whether Back shall lead to what was there before the change */
+export function write(changes, isStep = false) {
   for (const [name, value] of Object.entries(changes)) {
     if (value) fields.set(name, value);
     else fields.delete(name);
   }
   const query = fields.toString().replaceAll('%2C', ',');
-  history.replaceState(null, '', query ? '?' + query : location.pathname);
-  touch('address');
+  const address = query ? '?' + query : location.pathname;
+  const isThere = address === (location.search || location.pathname);
+  if (isStep && !isThere) history.pushState(null, '', address);
+  else history.replaceState(null, '', address);
 }
+
+addEventListener('popstate', () => {
+  fields = new URLSearchParams(location.search);
+  put('visited', location.search);
+});

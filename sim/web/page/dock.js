@@ -57,27 +57,34 @@ function move({key}) {
   const i = names.indexOf(chosen);
   const to = {ArrowRight: (i + 1) % names.length, ArrowLeft: i - 1, Home: 0, End: -1}[key];
   if (to === undefined) return;
-  open(names.at(to));
+  open(names.at(to), false);
   views.get(names.at(to)).tab.focus();
 }
 
-function choose(name) {
+function choose(name, isStep) {
   chosen = views.has(name) ? name : 'requests';
   // A reload shows what is seen now: on a narrow screen without a sheet there is no tab.
-  address.write({tab: kNarrow.matches && !isSheet ? '' : chosen});
+  address.write({tab: kNarrow.matches && !isSheet ? '' : chosen}, isStep);
   put('tab', chosen);
 }
 
-export function open(name) {
+/** @param isStep  false where the arrow keys go from tab to tab */
+export function open(name, isStep = true) {
   isSheet = true;
-  choose(name);
+  choose(name, isStep);
+}
+
+/** Opens the tab of the address. */
+function restore() {
+  isSheet = Boolean(address.read('tab'));
+  choose(address.read('tab'), false);
 }
 
 /** Closes the sheet of a narrow screen. @return whether it was open */
 export function closeSheet() {
   if (!kNarrow.matches || !isSheet) return false;
   isSheet = false;
-  choose(chosen);
+  choose(chosen, true);
   views.get(chosen).tab.focus();
   return true;
 }
@@ -129,9 +136,9 @@ export function start() {
       [...views.values()].map(({panel}) => panel),
     ),
   );
-  for (const width of [kWide, kNarrow]) width.addEventListener('change', () => choose(chosen));
+  for (const width of [kWide, kNarrow]) width.addEventListener('change', () => choose(chosen, false));
   document.addEventListener('visibilitychange', show);
   follow(['tab', 'paused'], show);
-  isSheet = Boolean(address.read('tab'));
-  choose(address.read('tab'));
+  follow(['visited'], restore);
+  restore();
 }

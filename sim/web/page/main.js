@@ -24,8 +24,8 @@ import * as strip from './strip.js';
 function showBoard(name) {
   find('#board-view').hidden = false;
   find('#foot').hidden = false;
-  selection.restore();
   for (const view of [
+    selection,
     history,
     panel,
     strip,

@@ -74,7 +74,7 @@ function move(part, event) {
     const to = neighbour(part, direction);
     if (!to) return;
     focusPart(to);
-    if (event.shiftKey && kindOf(to) === 'port') extendTo(to);
+    if (event.shiftKey && kindOf(to) === 'port') extendTo(to, false);
   } else if (event.key === ' ' && kindOf(part) === 'port' && !isPlacing()) {
     event.preventDefault();
     toggle(part);

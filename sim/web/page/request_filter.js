@@ -1,12 +1,13 @@
 import * as address from './address.js';
 import {element} from './dom.js';
 import {parse, programName} from './request_line.js';
-import {put} from './store.js';
+import {follow, put} from './store.js';
 
 // Which requests are shown. The filter stands in the page's address.
 
 const kFields = ['node', 'program', 'result', 'text', 'regex'];
-export const filter = Object.fromEntries(kFields.map((name) => [name, address.read(name)]));
+const inAddress = () => Object.fromEntries(kFields.map((name) => [name, address.read(name)]));
+export const filter = inAddress();
 
 /** What is looked for: null for nothing, undefined for a regular expression that is not complete. */
 export function matcher() {
@@ -47,6 +48,11 @@ export function setFilter(changes) {
   address.write(changes);
   put('filter', {});
 }
+
+follow(['visited'], () => {
+  Object.assign(filter, inAddress());
+  put('filter', {});
+});
 
 export const clearFilter = () => setFilter(kNothing);
 /** How many of the lists say what is shown. */

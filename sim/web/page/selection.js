@@ -1,6 +1,6 @@
 import * as address from './address.js';
 import {alarmsOf} from './optics.js';
-import {boardIn, cageOf, known, put, slotOf} from './store.js';
+import {boardIn, cageOf, follow, known, put, slotOf} from './store.js';
 import {ledName, ledState, signsOf, supplyText} from './words.js';
 
 // What is selected: parts of the board by name, such as port5, slot2, supply1, led-alarm, sensor or sector32. Several ports
@@ -17,10 +17,12 @@ export const ledOf = (part) =>
 export const selected = () => known.selected ?? [];
 export const isSelected = (part) => selected().includes(part);
 
-export function select(...parts) {
+function choose(parts, isStep) {
   put('selected', parts);
-  address.write({select: parts.join(',')});
+  address.write({select: parts.join(',')}, isStep);
 }
+
+export const select = (...parts) => choose(parts, true);
 
 /** Adds a port to those that are selected, or takes it out. */
 export function toggle(part) {
@@ -28,15 +30,17 @@ export function toggle(part) {
   select(...(ports.includes(part) ? ports.filter((one) => one !== part) : [...ports, part]));
 }
 
-/** All ports from the one that was selected last to this one. */
-export function extendTo(part) {
+/** Selects all ports from the one that was selected last to this one.
+ *  @param isStep  false where the arrow keys extend a range port by port */
+export function extendTo(part, isStep = true) {
   const last = selected().findLast((one) => kindOf(one) === 'port') ?? part;
   const [from, to] = [numberOf(last), numberOf(part)].sort((a, b) => a - b);
   const range = Array.from({length: to - from + 1}, (_, i) => `port${from + i}`);
-  select(...new Set([...selected().filter((one) => kindOf(one) === 'port'), ...range]));
+  choose([...new Set([...selected().filter((one) => kindOf(one) === 'port'), ...range])], isStep);
 }
 
-export function restore() {
+/** Selects what the address says. */
+function restore() {
   put(
     'selected',
     address
@@ -44,6 +48,11 @@ export function restore() {
       .split(',')
       .filter((part) => /^[a-z][a-z0-9-]*$/.test(part)),
   );
+}
+
+export function start() {
+  restore();
+  follow(['visited'], restore);
 }
 
 /** How a port stands, in words: no board, an empty cage, or its module with its signs. */
