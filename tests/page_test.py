@@ -92,6 +92,10 @@ class Page(Server):
         for key in keys:
             ActionChains(self.browser).send_keys(key).perform()
 
+    def resize(self, width, height):
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                     {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+
     def select(self, part):
         self.click(f"[data-part={part}]")
 
@@ -126,10 +130,14 @@ class Page(Server):
             self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
             self.says("#writing", "Writing Image 2")
-            self.says("#writing", "KB/s; the rest of the region would take")
+            # How far the file is stands where nobody needs to scroll, whatever tab is open.
             self.click("#tab-requests")
+            self.says("#writing-now", "firmware.bin by zelctl")
+            self.says("#writing-now", " of 313 KB · ")
+            self.says("#writing-now", " left")
             self.find("#lines li.flash")
             update.kill()
+        eventually(lambda: not self.is_shown("#writing-now"))
         self.assert_no_complaints()
 
     def test_what_is_destroyed_is_asked_for_and_named(self):
@@ -158,6 +166,14 @@ class Page(Server):
             self.assertEqual(self.property(f"[data-key='{form}'] [name={field}]", "value"), value, form)
         # A control whose act was not done shows what holds.
         self.find("#inspector [value=sfp]:checked")
+        # Where nothing goes, the question says so.
+        zelsim("flash erase")
+        self.open("?tab=flash")
+        self.says("#flash-scale", "no sector was erased yet")
+        self.click("#inspector .apart button:nth-of-type(2)")
+        self.says("dialog.confirm[open]", "The flash is erased already.")
+        self.keys(Keys.ESCAPE)
+        eventually(lambda: not self.is_there("dialog[open]"))
 
     def test_refusals_disconnection_and_missing_boards(self):
         zelsim("plug 3 1g-sx")
@@ -242,6 +258,18 @@ class Page(Server):
         self.find("#rack-view .rack li")
         self.keys("?")
         self.find("#help[open]")
+        # Trouble first; by name where the address says so.
+        for name in ("b10", "b2", "a1"):
+            zelsim("create " + name)
+        zelsim("set supply 1 failed --board b2")
+        zelsim("fail i2c --board b10")
+        names = "return [...document.querySelectorAll('.rack b')].map((one) => one.innerText)"
+        eventually(lambda: self.on_page(names) == ["b2", "b10", "a1", "default"])
+        self.on_page("const order = document.querySelector('.sorting'); order.value = 'name';"
+                     "order.dispatchEvent(new Event('change'))")
+        for _ in range(2):
+            eventually(lambda: self.on_page(names) == ["a1", "b2", "b10", "default"])
+            self.browser.refresh()
         self.browser.get(self.address + "?board=nosuch")
         self.says("#trouble", "There is no board nosuch.")
         self.find("#trouble a[href='/']")
@@ -285,8 +313,51 @@ class Page(Server):
         self.click("#tab-requests")
         self.click("#tab-activity")
         eventually(lambda: self.on_page("return document.querySelectorAll('#activity li').length") == 7)
+        # A page that is loaded anew knows it, too.
+        self.click("#inspector [name=los-all][value='1']")
+        eventually(lambda: self.on_page(dark) == 3)
+        self.browser.refresh()
+        self.says("#foot", "ports 1, 3, 5: set loss-of-signal 1")
+        self.keys("u")
+        self.says("#foot", "undone: ports 1, 3, 5")
+        eventually(lambda: self.on_page(dark) == 0)
         self.keys("u")
         self.find("[data-part=port5][aria-label*='empty']")
+
+    def test_back_leads_to_what_was_looked_at(self):
+        self.open("?tab=requests")
+        for step in ("[data-part=port3]", "#tab-flash", "[data-part=supply2]", "#tab-faults"):
+            self.click(step)
+        self.click("#tab-requests")
+        self.click("#requests-text")
+        self.on_page("document.querySelector('#requests-text').focus()")
+        self.keys("busy", Keys.TAB)
+        for part, tab in (("supply2", "faults"), ("supply2", "flash"), ("port3", "flash"), ("port3", "requests")):
+            self.browser.back()
+            self.find(f"[data-part={part}][aria-pressed=true]")
+            self.find(f"#tab-{tab}[aria-selected=true]")
+        self.browser.back()
+        self.says("#inspector h2", "Board default")
+        self.browser.forward()
+        self.find("[data-part=port3][aria-pressed=true]")
+        # The arrow keys go through the tabs in one step.
+        self.on_page("document.querySelector('#tab-requests').focus()")
+        self.keys(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
+        self.find("#tab-activity[aria-selected=true]")
+        self.browser.back()
+        self.says("#inspector h2", "Board default")
+
+    def test_a_fault_by_chance(self):
+        self.click("#tab-faults")
+        for name, value in (("count", ""), ("probability", "0.25"), ("seed", "7")):
+            self.find(f"#fault-form input[name={name}]")
+            self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
+                         "field.dispatchEvent(new Event('input'))", f"#fault-form input[name={name}]", value)
+        self.says("#fault-form code", "--probability 0.25 --seed 7")
+        self.click("#fault-form .main")
+        self.says("#fault-table", "by chance: 25 %, seed 7")
+        fault = json.loads(zelsim("show --json"))["faults"][0]
+        self.assertEqual((fault["probability"], fault["seed"]), (0.25, 7))
 
     def test_arrow_keys_choose_and_enter_does(self):
         self.open("?select=supply1")
@@ -384,6 +455,48 @@ class Page(Server):
         eventually(lambda: len(numbers()) < drawn)
         eventually(lambda: numbers()[-1] == told())
 
+    def test_the_requests_stay_at_the_newest(self):
+        def is_at_newest():
+            return self.on_page("const list = document.querySelector('#lines'); const last = list.lastChild?.dataset.number;"
+                                "return last > 0 && last === document.querySelector('#requests-told').innerText &&"
+                                "list.scrollHeight - list.scrollTop - list.clientHeight < 2")
+
+        self.open("?tab=requests")
+        self.find("#requests-empty code")
+        seen = 0
+        for width, height in ((1440, 900), (1440, 720), (1440, 1300), (900, 700), (1440, 900)):
+            self.resize(width, height)
+            on_switch(ZELCTL, "ports")
+            eventually(lambda: int(self.text("#requests-told") or 0) > seen)
+            eventually(is_at_newest)
+            seen = int(self.text("#requests-told"))
+
+    def test_the_requests_are_one_stop_of_the_tab_key(self):
+        self.open("?tab=requests")
+        self.find("#requests-empty code")
+        on_switch(ZELCTL, "ports")
+        eventually(lambda: int(self.text("#requests-told") or 0) > 50)
+        number = "return Number(document.activeElement.parentNode.dataset.number ?? -1)"
+        stops = "return document.querySelectorAll('#lines[tabindex=\"0\"], #lines .line[tabindex=\"0\"]').length"
+        self.on_page("document.querySelector('#lines').focus()")
+        self.keys(Keys.ARROW_UP)
+        newest = self.on_page(number)
+        self.assertGreater(newest, 50)
+        for key, where in ((Keys.ARROW_UP, newest - 1), (Keys.HOME, 1), (Keys.ARROW_DOWN, 2)):
+            self.keys(key)
+            self.assertEqual(self.on_page(number), where)
+            self.assertEqual(self.on_page(stops), 1)
+        self.keys(Keys.END)
+        newest = self.on_page(number)
+        self.keys(Keys.ENTER)
+        self.find("#lines .details")
+        # A line that is read keeps the focus while others come.
+        on_switch(ZELCTL, "ports")
+        eventually(lambda: self.is_shown("#requests-new"))
+        self.assertEqual(self.on_page(number), newest)
+        self.click("#requests-new")
+        eventually(lambda: self.on_page("return document.activeElement.id") == "lines")
+
     def test_a_program_that_notices_is_shown(self):
         zelsim("plug 5 1g-sx")
         self.open("?tab=requests&select=port5")
@@ -427,6 +540,15 @@ class Page(Server):
         self.keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN, Keys.ENTER)
         self.find("[data-part=port7][aria-label*='1g-lx']:focus")
         self.assertEqual(zelsim("get cages.7.module").strip(), "1g-lx")
+        # The arrow keys lead from the search into the catalogue, and back.
+        self.keys("c")
+        self.find("#catalogue input:focus")
+        for key, place in ((Keys.ARROW_DOWN, 0), (Keys.ARROW_RIGHT, 1), (Keys.ARROW_DOWN, 3), (Keys.ARROW_LEFT, 2), (Keys.ARROW_UP, 0)):
+            self.keys(key)
+            self.assertEqual(self.on_page("return [...document.querySelectorAll('.module')].indexOf(document.activeElement)"), place)
+        self.keys(Keys.ARROW_UP)
+        self.find("#catalogue input:focus")
+        self.keys(Keys.ESCAPE)
         for key, open_one in (("?", "#help"), ("s", "#states")):
             self.keys(key)
             self.find(open_one + "[open]")
@@ -446,8 +568,7 @@ class Page(Server):
         self.find("#tab-flash[aria-selected=true]")
         self.find("[data-part=port6][aria-pressed=true]")
         for width, height in ((390, 844), (768, 1024), (1024, 768), (1440, 900)):
-            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
-                                         {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+            self.resize(width, height)
             size = self.on_page(
                 "const {width, height} = document.querySelector('[data-part=port6]').getBoundingClientRect();"
                 "return [width, height, document.documentElement.scrollWidth, document.documentElement.scrollHeight]")
@@ -456,8 +577,7 @@ class Page(Server):
             self.assertTrue(width < 1024 or size[3] <= height, size)
 
     def test_a_narrow_page_opens_its_tabs_as_a_sheet(self):
-        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
-                                     {"width": 390, "height": 844, "deviceScaleFactor": 1, "mobile": False})
+        self.resize(390, 844)
         self.open("")
         self.assertFalse(self.is_shown("#requests-text"))
         # An address with a tab opens its sheet, and so does a reload.

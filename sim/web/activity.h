@@ -19,6 +19,8 @@ class Activity {
   void tell_reading(const TraceRecord &record, const std::string &changed, uint64_t request, News &news);
   /** True while a program writes to the flash: the end of it is told when nothing has changed for a while. */
   bool is_waiting() const { return flash_.is_written(); }
+  /** The writing that goes on while is_waiting(). */
+  WritingNow writing() const { return flash_.newest(); }
 
  private:
   /** A line of the activity. */

@@ -1,5 +1,7 @@
 #include "flash_activity.h"
 
+#include <algorithm>
+
 #include "change_text.h"
 #include "flash_map.h"
 #include "trace.h"
@@ -53,6 +55,12 @@ void FlashActivity::take_growth(const Change &change) {
   found->second.programmed += change.after - counted_;
   found->second.last_us = host_time_us();
   counted_ = change.after;
+}
+
+WritingNow FlashActivity::newest() const {
+  auto is_older = [](const auto &one, const auto &other) { return one.second.last_us < other.second.last_us; };
+  const auto &[process, writing] = *std::ranges::max_element(writings_, is_older);
+  return {process, writing.who, writing.region, writing.programmed};
 }
 
 FlashLines FlashActivity::look() {

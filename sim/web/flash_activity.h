@@ -16,6 +16,14 @@ struct FlashLine {
 };
 using FlashLines = std::vector<FlashLine>;
 
+/** A program that writes to the flash. */
+struct WritingNow {
+  uint32_t process;
+  std::string program;
+  std::string region;
+  uint64_t bytes;  // written since it began
+};
+
 /** Gathers the writes to the flash, which come by the thousand: of each process only the beginning and, when it is over,
  *  the sum are told. */
 class FlashActivity {
@@ -28,6 +36,8 @@ class FlashActivity {
   /** Ends what has been quiet for a while. */
   FlashLines look();
   bool is_written() const { return !writings_.empty(); }
+  /** The writing that has changed last, while is_written(). */
+  WritingNow newest() const;
 
  private:
   struct Writing {

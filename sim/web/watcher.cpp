@@ -44,6 +44,7 @@ class Watcher : public Source {
   void attach();
   void publish_parts();
   void put_board(const Board &board);
+  void put_writing();
   bool times_are_due() const { return times_wait_ && Clock::now() - put_at_ >= kTimesTurn; }
   void await_news();
 
@@ -100,6 +101,14 @@ void Watcher::put_board(const Board &board) {
   put_at_ = Clock::now();
 }
 
+// The end of a writing is told when nothing has changed for a while.
+void Watcher::put_writing() {
+  bool is_there = attached_ != nullptr;
+  if (is_there && activity_.is_waiting()) activity_.look(attached_, *copy_of(*attached_->board), news);
+  bool goes_on = is_there && activity_.is_waiting();
+  news.put("writing", goes_on ? text_of(writing_document(activity_.writing())) : "null");
+}
+
 // Programs wait only while the board is copied.
 void Watcher::publish_parts() {
   try {
@@ -129,7 +138,7 @@ void Watcher::await_news() {
       if (requests_.count_rate(attached_, news, history) || activity_.is_waiting() || times_are_due()) return;
     } else {
       std::this_thread::sleep_for(kRequestsTurn);
-      if (requests_.take(attached_, news, activity_) || times_are_due()) return;
+      if (requests_.take(attached_, news, activity_) || activity_.is_waiting() || times_are_due()) return;
     }
   }
 }
@@ -150,7 +159,7 @@ void Watcher::turn() {
   bool is_due = !is_same() || !is_published_ || changes_of(*attached_) != seen_ || times_are_due();
   if (is_due) publish_parts();
   if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news, activity_);
-  if (attached_ != nullptr && activity_.is_waiting()) activity_.look(attached_, *copy_of(*attached_->board), news);
+  put_writing();
   if (attached_ != nullptr) requests_.count_rate(attached_, news, history);
   news.publish();
   await_news();

@@ -23,6 +23,8 @@ struct Response;
 
 namespace zelsim::web {
 
+struct WritingNow;
+
 /** Stands for all boards in the place of a board's name. No board can have this name. */
 constexpr char kRack[] = "*";
 
@@ -91,6 +93,9 @@ struct Sectors {
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known);
 /** Bytes of the flash as hexadecimal digits. */
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size);
+
+/** Who writes what to the flash, with the file that it copies where that can be seen. */
+Json writing_document(const WritingNow &writing);
 
 /** Does a command of zelsim.
  *  @param name  of the command

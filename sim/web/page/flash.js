@@ -3,17 +3,17 @@ import {element, find, numbers, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
 import {regionOf} from './inspector_sector.js';
 import {follow, known} from './store.js';
-import {address, bytes, plural, spanText} from './words.js';
+import {address, bytes, plural} from './words.js';
+import {progressText} from './writing.js';
 
 // The flash as a map: a band for each region with its sectors, where something is being written, and how often each sector
 // was erased.
 
 const kSectors = 512;
 const kSector = 0x10000;
-const kPage = 256;
 const cells = [];
 let before = null; // used pages and erases of each sector, as they were last
-let burst = null; // what is being written now
+let cursor = null; // the sector that was written last, and when
 
 const levelOf = (erases) => (erases === 0 ? 0 : Math.min(5, 1 + Math.floor(Math.log10(erases) * 2)));
 const usedText = (pages) => (pages === 0 ? 'erased' : pages === 256 ? 'full' : `${Math.ceil(pages / 2.56)} % used`);
@@ -92,73 +92,40 @@ function build() {
   find('#map').append(...known.regions.map(band));
 }
 
-// ---- what is being written
+// ---- where something is being written
 
 const kQuiet = 2500; // milliseconds without a change end it
 
-// How much a program means to write nobody knows: what is known is how much it has written, and how fast.
-function watchWriting() {
+/** The sector that was erased or filled since the last look; the last one of several. */
+function changedSector() {
   const {used, erases} = known.sectors;
-  const now = Date.now();
-  if (!before) {
-    before = {used: [...used], erases: [...erases]};
-    return;
-  }
-  let last = null;
-  numbers(0, kSectors).forEach((sector) => {
-    const erased = erases[sector] !== before.erases[sector];
-    const filled = used[sector] > before.used[sector];
-    if (!erased && !filled) return;
-    if (!burst || now - burst.at > kQuiet) burst = {began: now, at: now, erased: new Set(), pages: 0, writing: 0};
-    burst.at = now;
-    last = sector;
-    if (erased) burst.erased.add(sector);
-    if (filled) {
-      burst.writing ||= now;
-      burst.pages += used[sector] - (erased ? 0 : before.used[sector]);
-    }
-  });
-  if (last !== null) burst.cursor = last;
+  const last = before;
   before = {used: [...used], erases: [...erases]};
+  if (!last) return -1;
+  return used.findLastIndex((pages, sector) => erases[sector] !== last.erases[sector] || pages > last.used[sector]);
 }
 
-function progress() {
-  const region = regionOf(burst.cursor);
-  const place = ` at ${address(burst.cursor * kSector)}: `;
-  if (burst.pages === 0)
-    return [element('b', {}, `Erasing ${region.region}`), place + plural(burst.erased.size, 'sector') + ' erased'];
-  const seconds = Math.max(0.2, (burst.at - burst.writing) / 1000);
-  const speed = (burst.pages * kPage) / seconds;
-  const done = burst.cursor * kSector + known.sectors.used[burst.cursor] * kPage - region.start;
-  const left = region.size - done;
-  const isKnown = seconds > 1 && left > 0; // a speed of less than a second says little
-  const later = isKnown ? `, ${bytes(speed)}/s; the rest of the region would take ${spanText(left / speed)} at most` : '';
-  return [
-    element('b', {}, `Writing ${region.region}`),
-    `${place}${bytes(burst.pages * kPage)} written${later}`,
-    element('progress', {
-      max: 1,
-      'aria-label': `Place in ${region.region}`,
-      title: `Place in ${region.region}`,
-      value: done / region.size,
-    }),
-  ];
+function watchWriting() {
+  const sector = changedSector();
+  if (sector >= 0) cursor = {sector, at: Date.now()};
+}
+
+const isWriting = () => cursor !== null && Date.now() - cursor.at < kQuiet;
+
+function writingText() {
+  if (!cursor) return 'Nothing has been written since this page was opened.';
+  const place = `${regionOf(cursor.sector).region} at ${address(cursor.sector * kSector)}`;
+  if (!isWriting()) return `Last written: ${place}`;
+  const {writing} = known;
+  return `Writing ${place}${writing ? `: ${progressText(writing)}` : ''}`;
 }
 
 function showWriting() {
-  const active = burst && Date.now() - burst.at < kQuiet;
   const place = find('#writing');
-  place.classList.toggle('active', Boolean(active));
-  patch(
-    place,
-    active
-      ? progress()
-      : burst
-        ? [`Last written: ${regionOf(burst.cursor).region}, ${bytes(burst.pages * 256)}`]
-        : ['Nothing is being written.'],
-  );
-  cells.forEach((cell, sector) => cell.classList.toggle('cursor', Boolean(active) && sector === burst.cursor));
-  dock.count('flash', active ? 'writing' : '');
+  const isOn = isWriting();
+  place.classList.toggle('active', isOn);
+  patch(place, [writingText()]);
+  cells.forEach((cell, sector) => cell.classList.toggle('cursor', isOn && sector === cursor.sector));
 }
 
 // ---- the map
@@ -240,6 +207,6 @@ export function start() {
     element('div', {id: 'map'}),
     element('p', {id: 'flash-told', class: 'hint'}, 'Choose a sector to see its bytes.'),
   );
-  follow(['sectors', 'regions', 'selected'], show);
-  setInterval(() => known.sectors && known.regions && cells.length && !document.hidden && burst && showWriting(), 500);
+  follow(['sectors', 'regions', 'selected', 'writing'], show);
+  setInterval(() => known.sectors && known.regions && cells.length && !document.hidden && cursor && showWriting(), 500);
 }

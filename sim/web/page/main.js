@@ -18,6 +18,7 @@ import * as requests from './requests.js';
 import * as selection from './selection.js';
 import * as states from './states.js';
 import * as strip from './strip.js';
+import * as writing from './writing.js';
 
 // A page shows a board, or all of them where the server has more than one and the address names none.
 
@@ -37,6 +38,7 @@ function showBoard(name) {
     activity,
     commands,
     inspector,
+    writing,
     states,
     keys,
   ])

@@ -8,14 +8,20 @@ import {degrees, ledName, ledState, plural, supplyText} from './words.js';
 // The board's values and their last minutes. A click selects what a value belongs to.
 
 const kViews = ['requests', 'faults'];
+const kBlinks = '\u00a0◐'; // as on the panel
 let ahead = 0; // milliseconds from our clock to the board's
 let clockShown; // the board's clock in the last news
 
-function clockText({i2c}) {
-  if (!i2c.clock_present) return 'no chip';
-  if (isAway()) return i2c.clock.replace('T', ' ');
-  const [day, time] = new Date(Date.now() + ahead).toISOString().split(/[T.]/);
-  return `${day} ${time}`;
+/** Day and time of the board's clock. While the board is there it runs on by itself. */
+function clockNow({i2c}) {
+  const now = isAway() ? i2c.clock : new Date(Date.now() + ahead).toISOString();
+  return now.split(/[T.]/);
+}
+
+function clock(board) {
+  if (!board.i2c.clock_present) return reading('clock', 'Clock', 'no chip', null, 'warn');
+  const [day, time] = clockNow(board);
+  return reading('clock', `Clock ${day}`, `${time} UTC`, null);
 }
 
 function reading(part, name, value, curve, state = '') {
@@ -42,7 +48,7 @@ function lights({panel}) {
   return reading(
     'leds',
     'LEDs',
-    lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? ' blinks' : '')).join(', ') : 'all off',
+    lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? kBlinks : '')).join(' ') : 'all off',
     element(
       'span',
       {class: 'lanes', title: names.map((name) => `${ledName(name)} ${ledState(panel[name])}`).join(', ')},
@@ -79,7 +85,7 @@ function show() {
     ),
     reading('led-alarm', 'Alarm', ledState(panel.alarm), sparkline('led-alarm', step), panel.alarm ? 'bad' : ''),
     lights(board),
-    reading('clock', 'Clock (UTC)', clockText(board), null, i2c.clock_present ? '' : 'warn'),
+    clock(board),
     reading('watchdog', 'Watchdog', gpio.watchdog_enabled ? (gpio.watchdog_toggling ? 'served' : 'enabled') : 'off', null),
     reading('relay', 'Alarm relay', panel.relay ? 'closed' : 'open', null),
     reading('bus', 'I2C bus', i2c.busy ? 'held' : 'free', sparkline('busy', step), i2c.busy ? 'warn' : ''),

@@ -1,0 +1,86 @@
+import * as dock from './dock.js';
+import {button, element, find, patch} from './dom.js';
+import {follow, isAway, known} from './store.js';
+import {bytes, spanText} from './words.js';
+
+// What is being written to the flash: how far it is, and how long it still takes. It stands above everything that scrolls
+// for as long as it goes on.
+
+const kMeasured = 15000; // milliseconds: the speed is that of the last ones
+const kShortest = 1000; // before it a speed says little
+let samples = []; // times and bytes written
+let shown = ''; // who writes where
+
+function measure({program, region, written}) {
+  const what = `${program} ${region}`;
+  if (what !== shown || written < (samples.at(-1)?.written ?? 0)) samples = [];
+  shown = what;
+  const at = Date.now();
+  if (samples.at(-1)?.written !== written) samples.push({at, written});
+  while (samples.length > 2 && samples[0].at < at - kMeasured) samples.shift();
+}
+
+/** Bytes a second; 0 while it is not known. */
+function speed() {
+  const [first, last] = [samples[0], samples.at(-1)];
+  if (!first || last.at - first.at < kShortest) return 0;
+  return ((last.written - first.written) / (last.at - first.at)) * 1000;
+}
+
+/** What the program's file has left, or at most the rest of its region. */
+function timeLeft({region, written, size}) {
+  const rate = speed();
+  if (!rate) return 'measuring the speed';
+  if (size) return size > written ? `${spanText((size - written) / rate)} left` : 'verifying';
+  const place = known.regions?.find((one) => one.region === region);
+  return place ? `at most ${spanText(Math.max(0, place.size - written) / rate)} left` : '';
+}
+
+/** How far it is, in words. */
+export function progressText(writing) {
+  const {written, size} = writing;
+  if (written === 0) return 'erasing';
+  const rate = speed();
+  return [
+    size ? `${bytes(written)} of ${bytes(size)}` : `${bytes(written)} written`,
+    rate && `${bytes(rate)}/s`,
+    timeLeft(writing),
+  ]
+    .filter(Boolean)
+    .join(' · ');
+}
+
+const percentOf = ({written, size}) => Math.floor((100 * written) / size);
+
+const tabText = (writing) => (writing.size ? `${percentOf(writing)}\u00a0%` : 'writing');
+
+function bar(writing) {
+  const {file, size, written} = writing;
+  if (!size) return null;
+  return [
+    element('progress', {max: size, value: written, 'aria-label': `Written of ${file}`}),
+    element('b', {class: 'percent'}, `${percentOf(writing)} %`),
+  ];
+}
+
+function show() {
+  const place = find('#writing-now');
+  const {writing} = known;
+  const isOn = Boolean(writing) && !isAway();
+  if (writing) measure(writing);
+  place.hidden = !isOn;
+  dock.count('flash', isOn ? tabText(writing) : '');
+  if (!isOn) return;
+  const {program, region, file} = writing;
+  patch(place, [
+    element('b', {class: 'what'}, `Writing ${region}`),
+    element('span', {class: 'from'}, file ? `${file} by ${program}` : `by ${program}`),
+    bar(writing),
+    element('span', {class: 'far'}, progressText(writing)),
+    button('Show the flash', () => dock.open('flash'), {class: 'small', hidden: dock.isOpen('flash')}),
+  ]);
+}
+
+export function start() {
+  follow(['writing', 'regions', 'live', 'gone', 'tab'], show);
+}
