@@ -18,10 +18,16 @@ Bytes area(const std::string &entries) {
   return bytes;
 }
 
+/// An entry without "=" leaves fields without a NUL.
+template <size_t size>
+std::string text_of(const char (&field)[size]) {
+  return {field, strnlen(field, size)};
+}
+
 std::string table() {
   std::string text;
   for (const env_slot &slot : env_data) {
-    if (slot.name[0] != '\xFF') text += std::string(slot.name) + "=" + slot.value + ";";
+    if (slot.name[0] != '\xFF') text += text_of(slot.name) + "=" + text_of(slot.value) + ";";
   }
   return text;
 }
