@@ -16,6 +16,14 @@ char g_program[sizeof Change::program];
 
 uint32_t signer() { return g_process != 0 ? g_process : static_cast<uint32_t>(getpid()); }
 
+/** Copies a name, cut to the room. */
+template <size_t size>
+void put_name(char (&to)[size], const char *name) {
+  size_t length = strnlen(name, size - 1);
+  memcpy(to, name, length);
+  to[length] = '\0';
+}
+
 const char *signer_name() { return g_process != 0 ? g_program : program_invocation_short_name; }
 
 // The place in the log is counted last: a process that dies before leaves no half entry.
@@ -30,7 +38,7 @@ void append(Board &board, const ChangedValue &value) {
   change.address = value.address;
   change.before = value.before;
   change.after = value.after;
-  strncpy(change.program, signer_name(), sizeof change.program - 1);
+  put_name(change.program, signer_name());
   watch.log[watch.logged % kLoggedChanges] = change;
   ++watch.logged;
 }
@@ -38,7 +46,7 @@ void append(Board &board, const ChangedValue &value) {
 }  // namespace
 
 void sign_for(uint32_t process, const char *program) {
-  strncpy(g_program, program, sizeof g_program - 1);
+  put_name(g_program, program);
   g_process = process;
 }
 
