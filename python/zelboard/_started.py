@@ -25,7 +25,26 @@ def marked(marks: Collection[str]) -> List[int]:
 
 
 def environment_of(process: str) -> bytes:
-    """Empty for a process that has ended, or is somebody else's."""
+    """Empty for a process that has ended, or is somebody else's.
+
+    While a process is being replaced by another program it shows no environment, but has memory: it is read again.
+    """
+    for _ in range(5):
+        environment = shown_environment(process)
+        if environment or not has_memory(process):
+            return environment
+        time.sleep(0.002)
+    return b""
+
+
+def has_memory(process: str) -> bool:
+    """False for a process that has ended, and for a thread of the kernel."""
+    with suppress(OSError), open(f"/proc/{process}/statm", encoding="ascii") as file:
+        return not file.read().startswith("0 ")
+    return False
+
+
+def shown_environment(process: str) -> bytes:
     try:
         file = os.open(f"/proc/{process}/environ", os.O_RDONLY | os.O_CLOEXEC)
     except OSError:
@@ -60,5 +79,6 @@ def kill_line(marks: Collection[str]) -> str:
     """The same as a line for a shell, which may be a small one."""
     names = " ".join(f"-e {mark}=" for mark in marks)
     find = f"f=$(grep -l {names} /proc/[0-9]*/environ 2>/dev/null)"  # its status is that of processes that end meanwhile
-    return (f"n=0; {find}; while [ $n -lt 50 ] && [ -n \"$f\" ]; do n=$((n+1)); "
+    # A process that is being replaced by another program shows no environment: the second look finds it.
+    return (f"n=0; {find}; [ -n \"$f\" ] || {find}; while [ $n -lt 50 ] && [ -n \"$f\" ]; do n=$((n+1)); "
             f"for e in $f; do p=${{e#/proc/}}; kill -KILL ${{p%/environ}} 2>/dev/null; done; {find}; done")
