@@ -47,6 +47,15 @@ inline constexpr Light kLights[] = {
     {"speed27", "", Green, 69, 69, 8, 27},
 };
 
+/** The lamps of the lamp test, by their positions on the serial-GPIO chain, beside each other. A terminal shows them while
+ *  one is lit. */
+inline constexpr const char *kTestLamps[] = {"lamp-5-1", "lamp-13-1", "lamp-5-3", "lamp-6-1"};
+inline constexpr char kTestLegend[] = "TEST";
+inline constexpr Colour kTestColour = Amber;
+inline constexpr int kTestLegendX = 29;
+inline constexpr int kTestX = 34;
+inline constexpr int kTestY = 3;
+
 /** What a LED does. */
 enum LightState : unsigned { kLightOff, kLightOn, kLightBlinking };
 
@@ -94,6 +103,9 @@ inline constexpr Look kFault = {"[!]", "fault", Red};
 inline constexpr Look kEmpty = {"[ ]", "empty", Dim};
 inline constexpr Look kSilent = {"[?]", nullptr, Red};
 inline constexpr Look kCopper = {"RJ", "copper", Cyan};
+/** Where the link of a copper port is known, its speed stands in its place. */
+inline constexpr Look kCopperLink = {"1G", "copper link", Cyan};
+inline constexpr Look kNoCopperLink = {"--", "no link", Dim};
 /** In the order of the legend. */
 inline constexpr Look kLooks[] = {kSignal, kNoSignal, kTransmitterOff, kFault, kEmpty, kSilent, kCopper};
 

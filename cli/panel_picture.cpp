@@ -39,8 +39,9 @@ void begin_block(const Picture &picture, const Block &block) {
   picture.begin_block(block.name, block.x, kBlockY, block.width, kBlockHeight);
 }
 
+constexpr const char *kShapes[] = {"off", "on", "blinking"};  // by layout::LightState
+
 void draw_light(const Picture &picture, const PanelState &state, size_t number, int x, int y) {
-  constexpr const char *kShapes[] = {"off", "on", "blinking"};  // by layout::LightState
   const layout::Light &light = layout::kLights[number];
   const unsigned lit = std::min<unsigned>(state.lights[number].value_or(layout::kLightOff), layout::kLightBlinking);
   const bool alerts = lit == layout::kLightOn && light.colour == layout::Red;
@@ -115,24 +116,43 @@ void draw_supply(const Picture &picture, const PanelState &state, unsigned suppl
   picture.place(id, x, y, kWidth, kHeight);
 }
 
+// The places of the LEDs of the whole switch.
+constexpr int kFirstLightY = 44;
+constexpr int kLightRows = 3;
+constexpr int kLightColumns = 2;
+constexpr int kLightColumnStep = 92;
+constexpr int kLightRowStep = 26;
+
+/** The lamps of the lamp test, two by two right of the LEDs. */
+void draw_test_lamps(const Picture &picture, const PanelState &state) {
+  constexpr int kX = kMargin + kLightColumns * kLightColumnStep;
+  constexpr int kLampStep = 24;
+  if (!state.test_lamps[0]) return;
+  picture.text(kX, kFirstLightY + 4, kWhite, layout::kTestLegend);
+  for (size_t i = 0; i < state.test_lamps.size(); ++i) {
+    const unsigned lit = std::min<unsigned>(state.test_lamps[i].value_or(layout::kLightOff), layout::kLightBlinking);
+    const int place = static_cast<int>(i);
+    const int x = kX + 9 + place % 2 * kLampStep;
+    const int y = kFirstLightY + (1 + place / 2) * kLightRowStep;
+    picture.shape(kShapes[lit], x, y, colour_of_led(layout::kTestColour), layout::kTestLamps[i]);
+  }
+}
+
 /** The LEDs of the whole switch, in columns of three. Those of a cage stand beside it. */
 void draw_switch_lights(const Picture &picture, const PanelState &state) {
-  constexpr int kRows = 3;
-  constexpr int kColumnStep = 120;
-  constexpr int kRowStep = 26;
-  constexpr int kColumns = 2;
   constexpr auto kOfTheSwitch =
       std::ranges::count_if(layout::kLights, [](const layout::Light &light) { return light.cage < 0; });
-  static_assert(kOfTheSwitch <= kRows * kColumns, "no room in the picture: change the rows or the step of the columns");
+  static_assert(kOfTheSwitch <= kLightRows * kLightColumns,
+                "no room in the picture: change the rows or the step of the columns");
   int drawn = 0;
   for (size_t i = 0; i < std::size(layout::kLights); ++i) {
     const layout::Light &light = layout::kLights[i];
     if (light.cage >= 0) continue;
-    const int x = kMargin + drawn / kRows * kColumnStep;
-    const int y = 44 + drawn % kRows * kRowStep;
+    const int x = kMargin + drawn / kLightRows * kLightColumnStep;
+    const int y = kFirstLightY + drawn % kLightRows * kLightRowStep;
     draw_light(picture, state, i, x + 9, y);
     picture.text(x + 26, y + 4, kWhite, light.legend);
-    picture.place(std::string("led-") + light.led, x, y - 13, 106, kRowStep);
+    picture.place(std::string("led-") + light.led, x, y - 13, kLightColumnStep - 8, kLightRowStep);
     ++drawn;
   }
 }
@@ -143,6 +163,7 @@ void draw_indicators(const Picture &picture, const PanelState &state) {
   begin_block(picture, kIndicators);
   picture.text(kMargin, kTitleY, kWhite, "Managed switch, " + std::to_string(layout::kPorts) + " ports", kTitle);
   draw_switch_lights(picture, state);
+  draw_test_lamps(picture, state);
   const bool supplies_known = state.supply[0] || state.supply[1];
   if (supplies_known) {
     for (unsigned i = 0; i < state.supply.size(); ++i) draw_supply(picture, state, i);

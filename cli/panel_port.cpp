@@ -52,11 +52,11 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
   }
 }
 
-/** The link of a copper module, on the line of the port's number: a LED and the speed. */
+/** The link of a copper port, on the line of the port's number: a LED and the speed. */
 void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
   const int right = x + kPortWidth;
-  picture.text(right - 2, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);
-  picture.shape(speed > 0 ? "on" : "off", right - 38, y + 7, colour_of_led(layout::Green), "link" + id);
+  picture.text(right, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);
+  picture.shape(speed > 0 ? "on" : "off", right - 40, y + 7, colour_of_led(layout::Green), "link" + id);
 }
 
 }  // namespace

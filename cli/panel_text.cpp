@@ -1,6 +1,7 @@
 #include <array>
 #include <cstdint>
 #include <stdexcept>
+#include <vector>
 
 #include "output.h"
 #include "panel.h"
@@ -98,16 +99,32 @@ void PanelState::set_light(const std::string &led, unsigned state) {
   throw std::logic_error("the panel has no LED " + led);
 }
 
-static void draw_lights(Canvas &canvas, const PanelState &state) {
+static void draw_light(Canvas &canvas, unsigned state, int x, int y, layout::Colour colour) {
   using Glyphs = std::array<const char *, 3>;  // by LightState
   const Glyphs glyphs = has_glyphs() ? Glyphs{"○", "●", "◐"} : Glyphs{".", "*", "~"};
+  const unsigned lit = std::min<unsigned>(state, layout::kLightBlinking);
+  canvas.set(x, y, glyphs[lit], lit == layout::kLightOff ? layout::Dim : colour);
+}
+
+static void draw_lights(Canvas &canvas, const PanelState &state) {
   for (size_t i = 0; i < state.lights.size(); ++i) {
     const layout::Light &light = layout::kLights[i];
     canvas.put(light.legend_x, light.y, light.legend);
-    if (!state.lights[i]) continue;
-    const unsigned lit = std::min<unsigned>(*state.lights[i], layout::kLightBlinking);
-    const layout::Colour colour = lit == layout::kLightOff ? layout::Dim : light.colour;
-    canvas.set(light.x, light.y, glyphs[lit], colour);
+    if (state.lights[i]) draw_light(canvas, *state.lights[i], light.x, light.y, light.colour);
+  }
+}
+
+static void draw_test_lamps(Canvas &canvas, const PanelState &state) {
+  bool is_lit = false;
+  for (const std::optional<unsigned> &lamp : state.test_lamps) {
+    if (lamp.value_or(layout::kLightOff) != layout::kLightOff) is_lit = true;
+  }
+  if (!is_lit) return;
+  canvas.put(layout::kTestLegendX, layout::kTestY, layout::kTestLegend);
+  int x = layout::kTestX;
+  for (const std::optional<unsigned> &lamp : state.test_lamps) {
+    draw_light(canvas, lamp.value_or(layout::kLightOff), x, layout::kTestY, layout::kTestColour);
+    ++x;
   }
 }
 
@@ -126,11 +143,28 @@ static void draw_frames(Canvas &canvas, const PanelState &state) {
   }
 }
 
+/** A copper port shows the speed of its link where that is known. */
+static layout::Look look_of(const PanelState &state, size_t port) {
+  const layout::PortState &known = *state.ports[port];
+  const std::optional<unsigned> &link = state.links[port];
+  if (!known.copper || !link) return layout::look_of(known);
+  layout::Look look = *link > 0 ? layout::kCopperLink : layout::kNoCopperLink;
+  if (*link == 100) look.glyph = "100";
+  if (*link == 10) look.glyph = "10";
+  return look;
+}
+
+static bool knows_links(const PanelState &state) {
+  for (size_t port = 0; port < state.ports.size(); ++port) {
+    if (state.ports[port] && state.ports[port]->copper && state.links[port]) return true;
+  }
+  return false;
+}
+
 static void draw_ports(Canvas &canvas, const PanelState &state) {
   for (int port = 0; port < layout::kPorts; ++port) {
-    const auto &known = state.ports[static_cast<size_t>(port)];
-    if (!known) continue;
-    const layout::Look &look = layout::look_of(*known);
+    if (!state.ports[static_cast<size_t>(port)]) continue;
+    const layout::Look look = look_of(state, static_cast<size_t>(port));
     const auto [x, y] = layout::port_at(port);
     canvas.put(x, y - 1, format("%2d", port), layout::Dim);
     canvas.put(x, y, look.glyph, look.colour);
@@ -149,10 +183,20 @@ static void draw_texts(Canvas &canvas, const PanelState &state) {
     canvas.put(layout::kTextX, layout::kSupplyY, text, colour);
 }
 
+/** The looks that the panel can have. */
+static std::vector<layout::Look> legend_of(const PanelState &state) {
+  std::vector<layout::Look> looks(std::begin(layout::kLooks), std::end(layout::kLooks));
+  if (!knows_links(state)) return looks;
+  looks.pop_back();  // ports that only say that they are copper
+  looks.push_back(layout::kCopperLink);
+  looks.push_back(layout::kNoCopperLink);
+  return looks;
+}
+
 /** As many entries on a line as fit. */
-static void print_legend(const char *line_end) {
+static void print_legend(const PanelState &state, const char *line_end) {
   std::string line;
-  for (const layout::Look &look : layout::kLooks) {
+  for (const layout::Look &look : legend_of(state)) {
     if (look.meaning == nullptr) continue;
     const std::string entry = std::string(look.glyph) + " " + look.meaning;
     const std::string longer = line.empty() ? entry : line + "  " + entry;
@@ -171,7 +215,8 @@ void draw_panel(const PanelState &state, bool colours, const char *line_end) {
   draw_frames(canvas, state);
   draw_ports(canvas, state);
   draw_lights(canvas, state);
+  draw_test_lamps(canvas, state);
   draw_texts(canvas, state);
   canvas.print(line_end);
-  print_legend(line_end);
+  print_legend(state, line_end);
 }

@@ -57,6 +57,10 @@ void restore_signals(Commands &commands, unsigned port, const Cage &before, cons
   commands.restore("set tx-fault " + number, before.tx_fault, after.tx_fault);
 }
 
+void restore_link(Commands &commands, unsigned port, const Cage &before) {
+  commands.add("set link " + std::to_string(port) + ' ' + link_text(before));
+}
+
 // @param emptied  an earlier command fits the slot anew, which pulls its modules
 void restore_cage(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool emptied) {
   std::string number = std::to_string(port);
@@ -76,9 +80,16 @@ void restore_cage(Commands &commands, unsigned port, const Cage &before, const C
   restore_signals(commands, port, before, cage);
   for (const std::string &command : measured_commands(port, before, after, plugs)) commands.add(command);
   // The link partner of a plugged module is the one that every module starts with.
-  bool has_link = before.phy != PhyKind::None;
   bool other_link = plugs || link_text(before) != link_text(after);
-  if (has_link && other_link) commands.add("set link " + number + ' ' + link_text(before));
+  if (before.phy != PhyKind::None && other_link) restore_link(commands, port, before);
+}
+
+// The cable of an RJ45 port; one that a command fits anew has the cable that every port starts with.
+void restore_jack(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool fitted_anew) {
+  Cage fresh = {};
+  unplug(fresh);
+  const Cage &left = fitted_anew ? fresh : after;
+  if (link_text(before) != link_text(left)) restore_link(commands, port, before);
 }
 
 void restore_slots(Commands &commands, const Board &before, const Board &after) {
@@ -94,6 +105,7 @@ void restore_cages(Commands &commands, const Board &before, const Board &after) 
     bool on_main_board = port >= kFirstMainPort;
     bool emptied = !on_main_board && before.i2c.slot_type[slot] != after.i2c.slot_type[slot];
     restore_cage(commands, port, before.cages[port], after.cages[port], emptied);
+    if (has_jack(before, port)) restore_jack(commands, port, before.cages[port], after.cages[port], emptied);
   }
 }
 

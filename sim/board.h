@@ -127,6 +127,10 @@ uint8_t tx_disable(const Board &board, unsigned port);
 
 /** True for the cages of the main board, and for those of a fitted board with cages. */
 bool has_cage(const Board &board, unsigned port);
+/** True for the RJ45 ports of a fitted copper board. */
+bool has_jack(const Board &board, unsigned port);
+/** True for a port with a PHY of its own, or in its module: it has a link. */
+bool has_link(const Board &board, unsigned port);
 /** Puts a module with this identification page into a cage. It has light and no fault. */
 void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy,
           const Diagnostics &diagnostics);
@@ -138,8 +142,11 @@ Cage *selected_module(Board &board);
 /** The PHY of a 1000BASE-T module. */
 void reset_phy(Cage &cage);
 void restart_negotiation(const Board &board, Cage &cage);
+/** A register of the PHY behind an RJ45 port, as its link is. */
+uint16_t jack_register(const Board &board, unsigned port, uint32_t number);
 
-/** SoC, switch-chip and port PHY registers: what was written comes back, 0 before. False when the table is full. */
+/** SoC, switch-chip and port PHY registers: what was written comes back. Before that it is 0, or tells the link of an RJ45
+ *  port. False when the table is full. */
 uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address);
 bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
 

@@ -15,6 +15,10 @@ constexpr uint16_t kControlNegotiate = 0x1000;
 constexpr uint16_t kControlPowerDown = 0x0800;
 constexpr uint16_t kControlRestart = 0x0200;
 constexpr uint16_t kControlSelfClearing = kControlReset | kControlRestart;
+// 10 and 100 Mb/s, extended status, auto-negotiation, extended registers.
+constexpr uint16_t kStatusAbilities = 0x7949;
+constexpr unsigned kStatusLink = 0x0004;
+constexpr unsigned kStatusNegotiated = 0x0020;
 
 bool is_read_only(unsigned number) {
   switch (number) {
@@ -71,8 +75,6 @@ unsigned phy_status(const Cage &cage) {
 }
 
 unsigned status(const Cage &cage, bool up, bool negotiated) {
-  constexpr unsigned kStatusLink = 0x0004;
-  constexpr unsigned kStatusNegotiated = 0x0020;
   unsigned bits = cage.phy_register[Status];
   if (up) bits |= kStatusLink;
   if (negotiated) bits |= kStatusNegotiated;
@@ -148,12 +150,22 @@ void reset_phy(Cage &cage) {
     registers[Identifier1] = 0x0022;
     registers[Identifier2] = 0x1640;
   }
-  registers[Control] = 0x1140;         // auto-negotiation, full duplex, 1000 Mb/s
-  registers[Status] = 0x7949;          // 10 and 100 Mb/s, extended status, auto-negotiation, extended registers
+  registers[Control] = 0x1140;  // auto-negotiation, full duplex, 1000 Mb/s
+  registers[Status] = kStatusAbilities;
   registers[Advertisement] = 0x01e1;   // 10 and 100 Mb/s, half and full duplex
   registers[GigabitControl] = 0x0300;  // 1000 Mb/s, half and full duplex
   registers[ExtendedStatus] = 0x3000;  // 1000BASE-T, half and full duplex
   registers[ExtendedPhyStatus] = 0x848c;
+}
+
+uint16_t jack_register(const Board &board, unsigned port, uint32_t number) {
+  const Cage &cable = board.cages[port];
+  bool up = cable.link_speed != 0 && has_settled(board, cable);
+  unsigned value = 0;
+  if (number == Status) value = kStatusAbilities | (up ? kStatusLink | kStatusNegotiated : 0);
+  if (number == PartnerAbility && up) value = partner_ability(cable);
+  if (number == GigabitStatus && up) value = gigabit_status(cable);
+  return static_cast<uint16_t>(value);
 }
 
 void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }

@@ -76,25 +76,31 @@ void add_modules(PanelState &state, const Board &board) {
   for (unsigned port = 0; port < kPorts; ++port) {
     const Cage &cage = board.cages[port];
     state.modules[port] = std::string(cage.name, strnlen(cage.name, sizeof cage.name));
-    bool has_link = cage.fitted != 0 && cage.phy != PhyKind::None;
-    if (!has_link) continue;
+    if (!has_link(board, port)) continue;
     // Without its transmitter a copper module keeps its PHY in reset.
-    bool in_reset = tx_disable(board, port) != 0;
+    bool in_reset = !has_jack(board, port) && tx_disable(board, port) != 0;
     state.links[port] = in_reset ? 0 : cage.link_speed;
   }
 }
 
 void add_supplies(PanelState &state, const Board &board) {
   for (unsigned i = 0; i < kSupplies; ++i) {
-    std::string type = name_of("|AC|DC", static_cast<unsigned>(board.supply[i]));
+    bool is_there = board.supply[i] != Supply::None;
+    std::string type = is_there ? name_of("none|AC|DC", static_cast<unsigned>(board.supply[i])) : "";
     state.supply[i] = {type, board.supply_good[i] != 0};
   }
   state.supplies = supply_words(board);
   state.alarm = supply_alarm(board);
 }
 
+void add_test_lamps(PanelState &state, const Board &board) {
+  static_assert(std::tuple_size_v<decltype(PanelState::test_lamps)> == std::size(kTestLamps));
+  for (size_t i = 0; i < std::size(kTestLamps); ++i) state.test_lamps[i] = kTestLamps[i].state(board);
+}
+
 PanelState state_of(const Board &board) {
   PanelState state;
+  add_test_lamps(state, board);
   add_lights(state, board);
   add_boards(state, board);
   add_modules(state, board);

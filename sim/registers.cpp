@@ -34,7 +34,8 @@ uint32_t stored_value(const Board &board, RegisterSpace space, uint8_t port, uin
   for (const Register &row : board.registers) {
     if (is_row_of(row, space, port, address)) return row.value;
   }
-  return 0;
+  bool is_of_jack = space == RegisterSpace::Phy && has_jack(board, port);
+  return is_of_jack ? jack_register(board, port, address) : 0;
 }
 
 }  // namespace

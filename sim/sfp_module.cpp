@@ -12,6 +12,15 @@ bool has_cage(const Board &board, unsigned port) {
   return board.i2c.slot_type[port / kPortsPerSlot] == kSfpBoard;
 }
 
+bool has_jack(const Board &board, unsigned port) {
+  return port < kFirstMainPort && board.i2c.slot_type[port / kPortsPerSlot] == kCopperBoard;
+}
+
+bool has_link(const Board &board, unsigned port) {
+  if (has_jack(board, port)) return true;
+  return has_cage(board, port) && board.cages[port].fitted != 0 && board.cages[port].phy != PhyKind::None;
+}
+
 Cage *selected_module(Board &board) {
   unsigned port = board.gpio.selected_cage;
   if (!has_cage(board, port) || !board.cages[port].fitted) return nullptr;

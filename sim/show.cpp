@@ -89,14 +89,14 @@ Json cages_of(const Board &board) {
   return rows;
 }
 
-// What the other ends of the copper modules' cables offer.
+// What the other ends of the cables offer, of RJ45 ports and copper modules. The PHYs of RJ45 ports are those of the switch.
 Json links_of(const Board &board) {
   Json rows = Json::array();
   for (unsigned port = 0; port < kPorts; ++port) {
     const Cage &cage = board.cages[port];
-    if (!cage.fitted || cage.phy == PhyKind::None) continue;
+    if (!has_link(board, port)) continue;
     rows.push_back({{"port", port},
-                    {"phy", phy_name(cage.phy)},
+                    {"phy", has_jack(board, port) ? "switch" : phy_name(cage.phy)},
                     {"speed", cage.link_speed},
                     {"full_duplex", cage.full_duplex != 0}});
   }

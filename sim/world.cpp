@@ -17,11 +17,15 @@ void set_state(const CommandLine &line) {
   for (size_t i = 0; i < line.values.size(); ++i) fields[i] = static_cast<Field>(line.values[i]);
 }
 
+// The lines of a port that has no cage lead nowhere.
 template <uint8_t Cage::*Level>
 void set_line(const CommandLine &line) {
   uint32_t port = line.values[0];
   auto level = static_cast<uint8_t>(line.values[1]);
-  open_board(line.board)->cages[port].*Level = level;
+  OpenBoard board = open_board(line.board);
+  if (!has_cage(*board, port))
+    throw Failure("PORT: port " + line.words[0] + " has no cage, whose lines could change: no SFP board in its slot");
+  board->cages[port].*Level = level;
 }
 
 // Of a choice the value is the index of its word: supply 1 is 0; none, ac, dc, failed are 0 to 3. A supply that fails keeps
@@ -44,12 +48,21 @@ void set_time(const CommandLine &line) {
   set_clock(*board, seconds);
 }
 
+// Why a port has no link.
+std::string missing_link(const Board &board, uint32_t port) {
+  if (!has_cage(board, port)) return "no board in its slot";
+  return board.cages[port].fitted != 0 ? "its module has no copper PHY" : "no module in its cage";
+}
+
 void set_link(const CommandLine &line) {
   constexpr uint16_t kSpeeds[] = {0, 10, 100, 1000};
   constexpr uint32_t kFull = 1;
   uint32_t duplex = line.values.size() > 2 ? line.values[2] : kFull;
+  uint32_t port = line.values[0];
   OpenBoard board = open_board(line.board);
-  Cage &cage = board->cages[line.values[0]];
+  if (!has_link(*board, port))
+    throw Failure("PORT: port " + line.words[0] + " has no copper link: " + missing_link(*board, port));
+  Cage &cage = board->cages[port];
   cage.link_speed = kSpeeds[line.values[1]];
   cage.full_duplex = duplex == kFull;
   restart_negotiation(*board, cage);
@@ -111,7 +124,8 @@ constexpr CommandRow kWorldCommands[] = {
      .what = "transmit-fault line of a cage",
      .run = set_line<&Cage::tx_fault>,
      .alias = "txfault"},
-    {"set link", "PORT SPEED=down|10|100|1000 ?DUPLEX=half|full", "other end of a copper module's cable", set_link},
+    {"set link", "PORT SPEED=down|10|100|1000 ?DUPLEX=half|full",
+     "other end of the cable of an RJ45 port or a copper module", set_link},
     {"set module-temperature", "PORT VALUE", "degrees Celsius that the module measures", set_module<kTemperature>,
      "set module-temperature 24 -3.5"},
     {.name = "set voltage",

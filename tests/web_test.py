@@ -122,6 +122,8 @@ class Interface(Server):
                       if not field["optional"]}
             if row["action"].startswith("set module-"):
                 self.act("plug", port=5, module="1g-lx")
+            if row["action"] == "set link":
+                self.act("plug", port=5, module="copper")
             self.assertTrue(self.act(row["action"].replace(" ", "/"), **fields).startswith("zelsim " + row["action"]))
         self.assertEqual(self.act("reset", flash=True), "zelsim reset --flash")
 
@@ -152,6 +154,9 @@ class Interface(Server):
                 (400, "port: '99'", "module?port=99", None, {}),
                 (409, "port: port 5 ", "unplug", '{"port": 5}', {}),
                 (409, "port: port 9 ", "plug", '{"port": 9, "module": "10g"}', {}),
+                (409, "port: port 9 ", "set/loss-of-signal", '{"port": 9, "value": 1}', {}),
+                (409, "port: port 17 ", "set/tx-fault", '{"port": 17, "value": 1}', {}),
+                (409, "port: port 5 ", "set/link", '{"port": 5, "speed": "100"}', {}),
                 (404, "path: ", "nothing", None, {}),
                 (403, "host: 'evil.example", "board", None, {"Host": f"evil.example:{self.port}"}),
                 (403, "host: '10.0.0.1", "heal", "{}", {"Host": "10.0.0.1"}),
@@ -401,7 +406,8 @@ class Board(Server):
     def test_each_act_can_be_undone(self):
         zelsim("plug 3 copper")
         for line in ("plug 5 1g-lx", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
-                     "set rtc absent", "set los 3 1", "set link 3 100 half", "fail i2c:BufRead@0x40 --result busy --skip 2",
+                     "set rtc absent", "set los 3 1", "set link 3 100 half", "set link 9 10",
+                     "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
                      "set io 1 2", "set busy 1", "set settle 7"):
             with self.subTest(line=line):

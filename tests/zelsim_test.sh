@@ -118,6 +118,19 @@ except OSError:
 END
 [ "$("$zelsim" get faults.1.hits --board chip)" = 1 ] || fail "hits of a fault at an address"
 
+# The cable of an RJ45 port: what its PHY says, and the panel. A lamp test is on the panel, too.
+"$zelsim" create rj --slots copper
+"$zelsim" set link 0 100 half --board rj && "$zelsim" set link 1 down --board rj
+phys=$("$zelsim" run --fast --board rj -- sh -c 'debugCmd sgpio_set 5 3 1; sleep 0.3
+  for each in "0 1" "0 5" "1 1" "2 a"; do debugCmd phy_register_get $each; done' | sed 's/.*= //' | xargs)
+[ "$phys" = "0x796d 0x4081 0x7949 0x3800" ] || fail "links of RJ45 ports: $phys"
+LC_ALL=C.UTF-8 "$zelsim" panel --board rj >"$work/panel"
+grep -q '|100 1G  1G  1G ' "$work/panel" && grep -q '|--  1G  1G  1G ' "$work/panel" || fail "RJ45 ports on the panel"
+grep -q '1G copper link  -- no link' "$work/panel" && grep -q 'TEST ○○●○' "$work/panel" || fail "lamp test on the panel"
+"$zelsim" panel --svg - --board rj | grep -q 'id="lamp-5-3" href="#on"' || fail "lamp test in the picture"
+"$zelsim" set supply 1 none --board rj
+"$zelsim" panel --svg - --board rj | grep -q '>pulled<' || fail "a pulled supply in the picture"
+
 # The shorter words stay accepted.
 "$zelsim" set los 24 1 && "$zelsim" set txfault 24 1
 [ "$("$zelsim" get cages.24.los) $("$zelsim" get cages.24.presence) $("$zelsim" get gpio.flash-access)" = "1 0 0" ] ||

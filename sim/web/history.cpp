@@ -31,6 +31,8 @@ void History::look(const Board &board) {
   }
   for (const tool::Indicator &indicator : tool::kIndicators)
     record(std::string("led-") + indicator.key, indicator.state(board.gpio));
+  for (const tool::ChainPosition &lamp : tool::kTestLamps)
+    record("lamp-" + std::to_string(lamp.group) + '.' + std::to_string(lamp.bit), lamp.state(board));
   record("faults", board.rule_count);
   record("busy", board.i2c.busy);
 }

@@ -25,7 +25,8 @@ function withoutCage(port) {
     ];
   }
   return [
-    element('p', {class: 'hint'}, 'An RJ45 port of a copper board: nothing can be plugged here.'),
+    element('p', {class: 'hint'}, 'An RJ45 port of a copper board: nothing can be plugged here but its cable.'),
+    link(port),
     button(`Go to slot ${slot}`, () => select('slot' + slot)),
     refusal(`plug${port}`),
   ];
@@ -124,13 +125,17 @@ function identification(port, cage) {
   ];
 }
 
-const light = (name, ports, holds) =>
+/** A copper module has no light; its line is there all the same. */
+const kOptical = {title: 'Light', good: 'there', bad: 'cut'};
+const kCopper = {title: 'Loss-of-signal line', good: 'low', bad: 'high'};
+
+const light = (name, ports, holds, {title, good, bad} = kOptical) =>
   choice(
     name,
-    'Light',
+    title,
     [
-      ['0', 'there'],
-      ['1', 'cut'],
+      ['0', good],
+      ['1', bad],
     ],
     holds,
     (value) => toAll(ports, 'set loss-of-signal', {value}),
@@ -169,7 +174,7 @@ export function portControls(port) {
     element(
       'div',
       {class: 'beside', 'data-key': 'signals'},
-      light(`los${port}`, [port], cage.loss_of_signal),
+      light(`los${port}`, [port], cage.loss_of_signal, linkOf(port) ? kCopper : kOptical),
       transmitter(`txfault${port}`, [port], cage.tx_fault),
       facts([['Set by programs', `transmitter ${cage.tx_disable ? 'off' : 'on'}`]]),
     ),

@@ -1,6 +1,6 @@
 import {boardIn, cageOf, known} from './store.js';
 import {numbers} from './dom.js';
-import {bytes, plural} from './words.js';
+import {flashText, plural} from './words.js';
 
 // What an act would take away that no undo brings back. The same question is asked wherever the act can be done.
 
@@ -9,8 +9,7 @@ const modulesIn = (ports) => ports.map((port) => [port, cageOf(port)?.module]).f
 function contents() {
   if (!known.sectors || !known.regions) return [];
   const {used, erases} = known.sectors;
-  const sectors = used.filter((pages) => pages > 0).length;
-  const size = used.reduce((sum, pages) => sum + 256 * pages, 0);
+  const inUse = flashText(known.sectors);
   const regions = known.regions
     .filter(
       ({start, size: length, region}) =>
@@ -19,7 +18,7 @@ function contents() {
     .map(({region}) => region);
   const erased = erases.reduce((sum, count) => sum + count, 0);
   return [
-    sectors && `${plural(sectors, 'sector')} of the flash with ${bytes(size)} in use: ${regions.join(', ')}`,
+    inUse && `${inUse}: ${regions.join(', ')}`,
     erased && `the counts of ${plural(erased, 'sector erase')}`,
   ].filter(Boolean);
 }

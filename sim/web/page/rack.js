@@ -2,7 +2,7 @@ import * as address from './address.js';
 import {confirm} from './confirm.js';
 import {button, element, find, patchList} from './dom.js';
 import {known} from './store.js';
-import {degrees, plural} from './words.js';
+import {degrees, flashText, plural} from './words.js';
 
 // All boards at a glance: which one is not well?
 
@@ -31,8 +31,15 @@ async function create(event) {
   if (done) board.value = '';
 }
 
+/** How much of a board's flash is in use, in words; the board may be damaged. */
+async function flashOf(name) {
+  const answer = await fetch(`/api/flash?board=${encodeURIComponent(name)}`).catch(() => null);
+  if (!answer?.ok) return 'its flash with all that is in it';
+  return flashText((await answer.json()).sectors) || 'its flash, which is erased';
+}
+
 async function remove(name, {modules}) {
-  const lost = [modules && plural(modules, 'module'), 'its flash with all that is in it', 'its saved states'].filter(Boolean);
+  const lost = [modules && plural(modules, 'module'), await flashOf(name), 'its saved states'].filter(Boolean);
   if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'}))
     await manage('delete', {board: name});
 }

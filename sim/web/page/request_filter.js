@@ -9,14 +9,26 @@ const kFields = ['node', 'program', 'result', 'text', 'regex'];
 const inAddress = () => Object.fromEntries(kFields.map((name) => [name, address.read(name)]));
 export const filter = inAddress();
 
-/** What is looked for: null for nothing, undefined for a regular expression that is not complete. */
+const compiled = () =>
+  new RegExp(filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'), 'gi');
+
+/** What is looked for: null for nothing, undefined for a text that is no regular expression. */
 export function matcher() {
   if (!filter.text) return null;
   try {
-    const source = filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
-    return new RegExp(source, 'gi');
+    return compiled();
   } catch {
-    return undefined; // no regular expression yet
+    return undefined; // perhaps not complete yet
+  }
+}
+
+/** Why the text is no regular expression, in words; empty if it is one. */
+export function complaint() {
+  try {
+    compiled();
+    return '';
+  } catch (error) {
+    return `No regular expression: ${error.message.split(': ').at(-1).toLowerCase()}`;
   }
 }
 

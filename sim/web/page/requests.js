@@ -3,7 +3,7 @@ import {button, copyButton, element, find, patch} from './dom.js';
 import {goByKeys} from './line_keys.js';
 import {showAllButton, showBar} from './request_bar.js';
 import {details} from './request_details.js';
-import {clearFilter, matcher, passes} from './request_filter.js';
+import {clearFilter, complaint, matcher, passes} from './request_filter.js';
 import {hasFailed, programName, textOf} from './request_line.js';
 import {lineOf, resultTold} from './request_row.js';
 import {follow, known, put} from './store.js';
@@ -77,10 +77,11 @@ function showNew() {
 function showState() {
   const expression = matcher();
   find('#requests-text').classList.toggle('wrong', expression === undefined);
+  find('#requests-text').setAttribute('aria-invalid', String(expression === undefined));
   const total = entries.length;
   const seen = passing.length;
   const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
-  find('#requests-told').textContent = told;
+  find('#requests-told').textContent = complaint() || told;
   find('#requests-empty').hidden = seen > 0;
   dock.count('requests', failures.count ? `${failures.count} failed` : '', true);
   if (seen > 0) return;

@@ -1,7 +1,7 @@
 import * as address from './address.js';
 import {alarmsOf} from './optics.js';
-import {boardIn, cageOf, follow, known, put, slotOf} from './store.js';
-import {ledName, ledState, signsOf, supplyText} from './words.js';
+import {boardIn, cageOf, follow, known, linkOf, put, slotOf} from './store.js';
+import {ledName, ledState, linkText, signsOf, supplyText} from './words.js';
 
 // What is selected: parts of the board by name, such as port5, slot2, supply1, led-alarm, sensor or sector32. Several ports
 // may be selected for one act.
@@ -61,7 +61,7 @@ export function portState(port) {
   const board = boardIn(slot);
   const cage = cageOf(port);
   if (board === 'none') return `no board in slot ${slot}`;
-  if (board === 'copper') return 'RJ45, copper board';
+  if (board === 'copper') return `RJ45, ${linkText(linkOf(port))}`;
   if (!cage?.module) return 'empty cage';
   return `${cage.module}, ${signsOf(cage, alarmsOf(port)).join(', ')}`;
 }

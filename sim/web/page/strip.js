@@ -41,18 +41,31 @@ function reading(part, name, value, curve, state = '') {
   );
 }
 
-/** All LEDs as lanes, in which a lamp test is seen. */
-function lights({panel}) {
+const kLamps = ['5.1', '13.1', '5.3', '6.1']; // of the lamp test, by their positions on the serial-GPIO chain
+
+/** The lamps of the lamp test that are lit. */
+const litLamps = ({serial_gpio: chain}) =>
+  kLamps.filter((lamp) => chain.some(({group, bit, value}) => value && `${group}.${bit}` === lamp));
+
+/** All LEDs and the lamps of the lamp test as lanes. */
+function lights(board) {
+  const {panel} = board;
   const names = ['system', 'alarm', 'power_1', 'power_2', 'ring_master', 'ring_fail'];
-  const lit = names.filter((name) => panel[name]);
+  const lit = names.filter((name) => panel[name]).map((name) => ledName(name) + (panel[name] > 1 ? kBlinks : ''));
+  const lamps = litLamps(board).join(' ');
+  if (lamps) lit.push(`lamp test ${lamps}`);
+  const told = names.map((name) => `${ledName(name)} ${ledState(panel[name])}`);
+  told.push(`lamp test ${lamps || 'off'}`);
   return reading(
     'leds',
     'LEDs',
-    lit.length ? lit.map((name) => ledName(name) + (panel[name] > 1 ? kBlinks : '')).join(' ') : 'all off',
+    lit.join(' ') || 'all off',
     element(
       'span',
-      {class: 'lanes', title: names.map((name) => `${ledName(name)} ${ledState(panel[name])}`).join(', ')},
-      names.map((name) => sparkline('led-' + name, {lowest: 0, highest: 1, steps: true})),
+      {class: 'lanes', title: told.join(', ')},
+      [...names.map((name) => 'led-' + name), ...kLamps.map((lamp) => 'lamp-' + lamp)].map((name) =>
+        sparkline(name, {lowest: 0, highest: 1, steps: true}),
+      ),
     ),
   );
 }

@@ -85,3 +85,10 @@ export function linkText(link, cage) {
   if (!link.speed) return 'link down';
   return `${link.speed} Mb/s ${link.full_duplex ? 'full' : 'half'} duplex`;
 }
+
+/** How much of the flash is in use; empty if nothing is. */
+export function flashText({used}) {
+  const sectors = used.filter((pages) => pages > 0).length;
+  const size = used.reduce((sum, pages) => sum + 256 * pages, 0);
+  return sectors ? `${plural(sectors, 'sector')} of the flash with ${bytes(size)} in use` : '';
+}
