@@ -487,6 +487,33 @@ class Limits(Server):
 
         eventually(is_admitted)
 
+    def test_clients_that_never_read_stop_nobody(self):
+        def slowest():
+            times = []
+            for _ in range(20):
+                began = time.monotonic()
+                self.assertEqual(self.ask("/panel.svg")[0], 200)
+                times.append(time.monotonic() - began)
+            return max(times)
+
+        asked = b"GET /api/flash/bytes?start=0&size=65536 HTTP/1.1\r\nHost: localhost\r\n\r\n"
+        deaf = [socket.create_connection(("127.0.0.1", self.port)) for _ in range(100)]
+        for connection in deaf:
+            connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+            connection.sendall(asked * 100)
+        for _ in range(3):  # from when they are busy to when their sockets take no more
+            self.assertLess(slowest(), 1)
+            time.sleep(0.5)
+        # An answer that is larger than the sockets comes as a whole to whoever takes it slowly.
+        with self.head("GET /api/flash/bytes?start=0&size=65536 HTTP/1.1", b"Connection: close\r\n\r\n") as slow:
+            time.sleep(0.3)
+            text = b""
+            while piece := slow.recv(1000):
+                text += piece
+        self.assertEqual(text.rpartition(b"bytes")[2].count(b"ff"), 65536)
+        for connection in deaf:
+            connection.close()
+
 
 class Listening(Server):
     words = ("default", "--listen", "0.0.0.0", "--host", "lab.example", "--host", "Board")

@@ -22,16 +22,27 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kIdleTime = 15s;     // until the next request on a connection
-constexpr int kWriteTimeMs = 5000;  // until a client takes some bytes
+constexpr auto kIdleTime = 15s;       // until the next request on a connection
+constexpr int kWriteTimeMs = 5000;    // until a client takes some bytes
+constexpr int kSocketRoom = 0x40000;  // for what a client has not taken yet
+constexpr unsigned kMostAhead = 4;    // workers on requests of clients that do not wait for answers
 
-/** A request that is here as a whole, and the socket for its answer. */
+// Sends what the client takes now, and removes it from the text. Returns false when the client has gone.
+bool send_some(int socket, std::string &text) {
+  ssize_t sent = send(socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  if (sent < 0) return errno == EAGAIN || errno == EINTR;
+  text.erase(0, static_cast<size_t>(sent));
+  return true;
+}
+
+/** A request that is here as a whole, and its answer. The answer is kept, unless it is a stream: its events go to the client
+ *  as they come. */
 class WholeRequest : public httplib::Stream {
  public:
   WholeRequest(int socket, std::string_view text) : socket_(socket), rest_(text) {}
   bool is_readable() const override { return !rest_.empty(); }
   /** Asked between two events of a stream: false when the client has gone, too. */
-  bool is_writable() const override { return can_take_bytes(POLLRDHUP); }
+  bool is_writable() const override { return !streams_ || can_take_bytes(POLLRDHUP); }
   ssize_t read(char *to, size_t size) override {
     size = std::min(size, rest_.size());
     std::memcpy(to, rest_.data(), size);
@@ -39,9 +50,18 @@ class WholeRequest : public httplib::Stream {
     return static_cast<ssize_t>(size);
   }
   ssize_t write(const char *from, size_t size) override {
-    if (!can_take_bytes(0)) return -1;
-    return send(socket_, from, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    std::string_view bytes(from, size);
+    bool begins = answer_.empty();
+    if (begins && bytes.find(kEventStream) != std::string_view::npos) streams_ = true;
+    if (streams_) {
+      if (!can_take_bytes(0)) return -1;
+      return send(socket_, from, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
+    answer_ += bytes;
+    return static_cast<ssize_t>(size);
   }
+  /** The answer that was kept. */
+  std::string take_answer() { return std::move(answer_); }
   void get_remote_ip_and_port(std::string &, int &) const override {}
   void get_local_ip_and_port(std::string &, int &) const override {}
   int socket() const override { return socket_; }
@@ -52,8 +72,11 @@ class WholeRequest : public httplib::Stream {
     return poll(&one, 1, kWriteTimeMs) > 0 && (one.revents & (POLLERR | POLLHUP | ends)) == 0;
   }
 
+  static constexpr char kEventStream[] = "Content-Type: text/event-stream";
   int socket_;
   std::string_view rest_;
+  std::string answer_;
+  bool streams_ = false;
 };
 
 void refuse_request(int socket, const char *status, const std::string &why) {
@@ -87,6 +110,7 @@ struct Front::Collection {
   void accept_all();
   bool take_bytes(Connection &connection) const;
   Fate look_at(Connection &connection, short events) const;
+  static bool sends_on(Connection &connection, short events);
   static bool is_late(const Connection &connection);
   static Fate fate_of(const Connection &connection, const RequestText &text, bool gone);
   static void send_go_ahead(Connection &connection);
@@ -98,7 +122,8 @@ void Front::Collection::wait(int wake) {
   polled = {{listening, POLLIN, 0}, {wake, POLLIN, 0}};
   auto next = Clock::now() + std::chrono::hours(1);
   for (const Connection &connection : waiting) {
-    polled.push_back({connection.socket, POLLIN, 0});
+    short awaited = connection.unsent.empty() ? POLLIN : POLLOUT;
+    polled.push_back({connection.socket, awaited, 0});
     next = std::min(next, connection.deadline);
   }
   auto rest = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()).count();
@@ -112,6 +137,7 @@ void Front::Collection::accept_all() {
     if (socket < 0) return;
     int yes = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSocketRoom, sizeof kSocketRoom);
     if (waiting.size() >= kMostConnections) {
       auto oldest = std::ranges::min_element(waiting, {}, &Connection::deadline);
       close(oldest->socket);
@@ -163,13 +189,35 @@ void Front::Collection::refuse_and_close(const Connection &connection, const Req
   close(connection.socket);
 }
 
-// Takes what a client has sent. A connection that ends is closed.
+// Sends more of an answer. Returns false when the connection is over: all is sent, or the client takes nothing.
+bool Front::Collection::sends_on(Connection &connection, short events) {
+  if ((events & (POLLERR | POLLHUP)) != 0) return false;
+  if ((events & POLLOUT) != 0) {
+    if (!send_some(connection.socket, connection.unsent)) return false;
+    connection.deadline = Clock::now() + std::chrono::milliseconds(kWriteTimeMs);
+  }
+  bool is_sent = connection.unsent.empty();
+  return is_sent ? !connection.ends : !is_late(connection);
+}
+
+// Takes what a client has sent, unless it has an answer to take first. A connection that ends is closed.
 Fate Front::Collection::look_at(Connection &connection, short events) const {
+  if (!connection.unsent.empty()) {
+    if (!sends_on(connection, events)) {
+      close(connection.socket);
+      return Fate::Ends;
+    }
+    if (!connection.unsent.empty()) return Fate::Waits;
+    events = 0;
+  }
   bool gone = events != 0 && !take_bytes(connection);
   RequestText text = measure_request(connection.bytes);
   if (!gone && text.wants_go_ahead && !connection.told_to_go_ahead) send_go_ahead(connection);
   Fate fate = fate_of(connection, text, gone);
-  if (fate == Fate::GoesToWorker) connection.length = text.length;
+  if (fate == Fate::GoesToWorker) {
+    connection.length = text.length;
+    if (connection.bytes.size() > text.length) connection.runs_ahead = true;
+  }
   if (fate == Fate::Ends) refuse_and_close(connection, text);
   return fate;
 }
@@ -185,9 +233,7 @@ void Front::collect(Collection &collection) {
     if (fate == Fate::Waits) {
       rest.push_back(std::move(connection));
     } else if (fate == Fate::GoesToWorker) {
-      std::lock_guard lock(mutex_);
-      whole_.push_back(std::move(connection));
-      ready_.notify_one();
+      queue(std::move(connection));
     }
   }
   collection.waiting = std::move(rest);
@@ -203,8 +249,15 @@ void Front::collect(Collection &collection) {
   collection.accept_all();
 }
 
-// True when the connection goes on.
-bool Front::answer(const Connection &connection) {
+void Front::queue(Connection connection) {
+  std::lock_guard lock(mutex_);
+  std::deque<Connection> &line = connection.runs_ahead ? ahead_ : whole_;
+  line.push_back(std::move(connection));
+  ready_.notify_one();
+}
+
+// Answers a request, and takes it from the connection.
+void Front::answer(Connection &connection) {
   WholeRequest stream(connection.socket, std::string_view(connection.bytes).substr(0, connection.length));
   bool closes = false;
   // Later versions of the server library are told both ends of the connection. Nothing here asks for them.
@@ -214,24 +267,49 @@ bool Front::answer(const Connection &connection) {
     else
       return server.process_request(stream, "", 0, "", 0, false, closes, nullptr);
   };
-  return process(*this) && !closes;
+  connection.ends = !process(*this) || closes;
+  connection.unsent = stream.take_answer();
+  if (!send_some(connection.socket, connection.unsent)) {
+    connection.unsent.clear();
+    connection.ends = true;
+  }
+  connection.bytes.erase(0, connection.length);
+  connection.length = 0;
+  connection.told_to_go_ahead = false;
+  connection.runs_ahead = !connection.bytes.empty();
+  bool is_idle = connection.bytes.empty() && connection.unsent.empty();
+  if (is_idle) {
+    connection.deadline = Clock::now() + kIdleTime;
+  } else {
+    connection.deadline = Clock::now() + kRequestTime;
+  }
 }
 
+bool Front::has_work() const { return !whole_.empty() || (!ahead_.empty() && ahead_at_work_ < kMostAhead); }
+
+// A client that does not wait for its answers waits for the other clients.
 void Front::work() {
   for (;;) {
     std::unique_lock lock(mutex_);
-    ready_.wait(lock, [this] { return !whole_.empty(); });
-    Connection connection = std::move(whole_.front());
-    whole_.pop_front();
+    ready_.wait(lock, [this] { return has_work(); });
+    bool runs_ahead = whole_.empty();
+    std::deque<Connection> &line = runs_ahead ? ahead_ : whole_;
+    Connection connection = std::move(line.front());
+    line.pop_front();
+    if (runs_ahead) ++ahead_at_work_;
     lock.unlock();
-    if (!answer(connection)) {
+    answer(connection);
+    lock.lock();
+    if (runs_ahead) {
+      --ahead_at_work_;
+      ready_.notify_one();
+    }
+    bool is_over = connection.ends && connection.unsent.empty();
+    if (is_over) {
       close(connection.socket);
       continue;
     }
-    Connection next = {connection.socket, connection.bytes.substr(connection.length)};
-    if (next.bytes.empty()) next.deadline = Clock::now() + kIdleTime;
-    lock.lock();
-    answered_.push_back(std::move(next));
+    answered_.push_back(std::move(connection));
     lock.unlock();
     eventfd_write(wake_, 1);
   }

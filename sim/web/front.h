@@ -8,8 +8,10 @@
 #include <mutex>
 #include <string>
 
-// The way of a request to its answer. One thread collects the requests of all connections, so that a client that is slow
-// costs a row of a table; a request that is whole goes to one of some workers, which never wait for its client.
+// The way of a request to its answer, and of the answer to its client. One thread collects the requests of all connections,
+// so that a client that is slow costs a row of a table. A request that is whole goes to one of some workers. What the client
+// does not take of its answer at once goes back to the table: a worker never waits for a client, except with a stream, for
+// which there is one worker each.
 
 namespace zelsim::web {
 
@@ -33,16 +35,23 @@ class Front : public httplib::Server {
     size_t length = 0;  // of the request at the beginning of the bytes, once it is whole
     Clock::time_point deadline = Clock::now() + kRequestTime;
     bool told_to_go_ahead = false;
+    bool runs_ahead = false;  // its next request came before the answer to the last one
+    std::string unsent = {};  // of the answer
+    bool ends = false;        // when the answer is sent
   };
   struct Collection;
   void work();
-  bool answer(const Connection &connection);
+  void answer(Connection &connection);
+  void queue(Connection connection);
+  bool has_work() const;
   void collect(Collection &collection);
 
   std::mutex mutex_;
   std::condition_variable ready_;
   std::deque<Connection> whole_;     // with a request that is whole
-  std::deque<Connection> answered_;  // whose next request is waited for
+  std::deque<Connection> ahead_;     // the same of those that run ahead: they come after the others
+  unsigned ahead_at_work_ = 0;       // workers on requests of those
+  std::deque<Connection> answered_;  // whose next request is waited for, or whose client takes the rest of an answer
   int wake_ = -1;                    // an eventfd: something has been answered
 };
 
