@@ -1,6 +1,8 @@
 #include "program.h"
 
+#include <algorithm>
 #include <clocale>
+#include <filesystem>
 #include <sstream>
 
 #include "help.h"
@@ -71,8 +73,7 @@ std::unique_ptr<CLI::App> command_line(const std::string &what, const std::strin
   return app;
 }
 
-/** @return the exit status */
-static int parse_and_work(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
+int run_program(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
   try {
     app.parse(argc, argv);
     work();
@@ -91,8 +92,7 @@ static int parse_and_work(CLI::App &app, int argc, char **argv, const std::funct
   return finish_output();
 }
 
-int run_program(CLI::App &app, int argc, char **argv, const std::function<void()> &work) {
-  const int status = parse_and_work(app, argc, argv, work);
+int end_program(int status) {
   say_when_ended(status == 0 ? "interrupted too late: all was done" : "");
   release_signals();
   return status;

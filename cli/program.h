@@ -26,7 +26,7 @@ extern const char *const kProgram;
 int complain(const std::string &line, int status);
 
 /* ---- SIGINT, SIGTERM and SIGHUP ----
- * At first a signal ends the program, after a line on stderr. A program that begins to change something holds the
+ * At first a signal ends the program. If say_when_ended has set a line, the program prints it first. A program that begins to change something holds the
  * signals: it looks for them between two pieces of the change. A signal that was ignored at the start, as under nohup,
  * stays ignored. */
 
@@ -49,5 +49,7 @@ std::unique_ptr<CLI::App> command_line(const std::string &what, const std::strin
 /** Reads the command line, does the work, and finishes the output. Prints on stderr what went wrong.
  *  @return the exit status */
 int run_program(CLI::App &app, int argc, char **argv, const std::function<void()> &work);
+/** For the end of `main`: a signal that waits takes effect now. @return `status` */
+int end_program(int status);
 
 #endif

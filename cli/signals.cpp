@@ -2,6 +2,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 
 #include "output.h"
@@ -14,7 +15,7 @@ static sigset_t held;  // empty at first: static memory is zero
 /** The line that the handler prints. It is complete, because a handler can only call `write`. */
 static char last_words[256];
 
-static void end_program(int number) {
+static void end_with_line(int number) {
   const ssize_t ignored = write(STDERR_FILENO, last_words, std::strlen(last_words));
   static_cast<void>(ignored);
   raise(number);  // ends the program when the handler returns: SA_RESETHAND has removed the handler
@@ -34,7 +35,7 @@ void say_when_ended(const std::string &line) {
   std::snprintf(last_words, sizeof last_words, "%s: %s\n", kProgram, line.c_str());
   struct sigaction action {};
   action.sa_flags = static_cast<int>(SA_RESETHAND);
-  action.sa_handler = line.empty() ? SIG_DFL : end_program;
+  action.sa_handler = line.empty() ? SIG_DFL : end_with_line;
   for (const int number : kSignals) {
     if (!is_ignored(number)) sigaction(number, &action, nullptr);
   }

@@ -80,10 +80,11 @@ void batch(const CommandLine &) {
   size_t room = 0;
   for (;;) {
     ssize_t length = getline(&line, &room, questions);
-    if (length <= 0 || interrupted()) break;
+    if (length <= 0) break;
     std::string answer = answer_line(line).dump(-1, ' ', false, Json::error_handler_t::replace);
     std::fprintf(out, "%s\n", answer.c_str());
     std::fflush(out);
+    release_signals();  // the command may hold them
   }
   std::free(line);
 }

@@ -222,5 +222,5 @@ int main(int argc, char **argv) {
   open_standard_descriptors(false);  // the program of `run` finds closed what came closed
   const Words words(argv + 1, argv + argc);
   if (!words.empty()) say_what_a_signal_ends(words[0]);
-  return execute(words);
+  return end_program(execute(words));
 }

@@ -73,6 +73,31 @@ printf '0 set busy 0#1\n' >"$work/scenario"
 
 # A folder that is no board hides no other.
 mkdir "$work/lost+found"
+# A signal ends a scenario between two acts.
+printf '0 set temperature 31\n0 set temperature 32\n100 set temperature 33\n' >"$work/scenario"
+"$zelsim" play "$work/scenario" 2>"$work/err" &
+play=$!
+while [ "$("$zelsim" get i2c.temperature)" != 32.0 ]; do sleep 0.02; done
+kill -TERM $play
+found=0
+wait $play || found=$?
+[ "$found $(cat "$work/err")" = "143 zelsim: interrupted" ] || fail "interrupted play: $found $(cat "$work/err")"
+
+# A batch keeps nothing of a board that it has deleted; a signal ends it behind a command that holds signals.
+mkfifo "$work/asked"
+"$zelsim" batch <"$work/asked" >"$work/answers" &
+batch=$!
+exec 3>"$work/asked"
+printf '{"words":["%s","%s"]}\n' create gone delete gone save kept >&3
+while [ "$(wc -l <"$work/answers")" -lt 3 ]; do sleep 0.02; done
+grep -q 'status":[^0]' "$work/answers" && fail "batch: $(cat "$work/answers")"
+grep -q '/gone/' /proc/$batch/maps && fail "a deleted board stays mapped"
+kill -TERM $batch
+found=0
+wait $batch || found=$?
+exec 3>&-
+[ $found -eq 143 ] || fail "status $found of a batch that a signal ends"
+
 "$zelsim" list | grep -q '^default  *sfp' || fail "list"
 
 # A fault ends by its number and leaves the others; one behind another that strikes first is refused.

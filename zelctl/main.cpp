@@ -61,5 +61,5 @@ int main(int argc, char **argv) {
       "First argument only: run on the default virtual switch");
   app->require_subcommand(0, 1);
   for (const Family add : kFamilies) add(*app);
-  return run_program(*app, argc, argv, work);
+  return end_program(run_program(*app, argc, argv, work));
 }
