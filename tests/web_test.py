@@ -406,7 +406,7 @@ class Board(Server):
     def test_each_act_can_be_undone(self):
         zelsim("plug 3 copper")
         for line in ("plug 5 1g-lx", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
-                     "set rtc absent", "set los 3 1", "set link 3 100 half", "set link 9 10",
+                     "set rtc absent", "set los 3 1", "set los 6 0", "set link 3 100 half", "set link 9 10",
                      "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
                      "set io 1 2", "set busy 1", "set settle 7"):
@@ -459,6 +459,8 @@ class Limits(Server):
                                    ("long chunks", 413, chunked + chunk * 17),
                                    ("one chunk too long", 413, chunked + b"fffffff\r\n"),
                                    ("no chunk", 400, chunked + b"zz\r\n"),
+                                   ("a chunk without its end", 400, chunked + b"2\r\n{}zz0\r\n\r\n"),
+                                   ("fields behind", 400, chunked + b"2\r\n{}\r\n0\r\nX: y\r\n\r\n"),
                                    ("two lengths", 400, b"Content-Length: 2\r\n" + chunked + b"2\r\n{}\r\n0\r\n\r\n"),
                                    ("too long", 413, b"Content-Length: 65537\r\n\r\n"),
                                    ("long head", 431, b"X: " + b"x" * 9000 + b"\r\n\r\n")):
@@ -569,6 +571,8 @@ class Rack(Server):
             self.act("create", board=f"lab{number}", slots="sfp")
         self.assertEqual(self.ask("/api/create", '{"board": "lab1"}')[0], 409)
         self.assertEqual(self.ask("/api/create", '{"board": "../x"}')[0], 400)
+        status, text = self.ask("/api/create", '{"board": "lab9", "slots": 5}')
+        self.assertEqual((status, json.loads(text)), (400, {"error": "slots: not a text"}))
         self.assertEqual(self.ask("/api/plug?board=lab1", '{"port": 1, "module": "1g-sx"}')[0], 200)
         zelsim("set los 1 1 --board lab1")
         zelsim("set supply 1 none --board lab1")

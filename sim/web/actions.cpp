@@ -16,7 +16,6 @@ using tool::CommandLine;
 using tool::CommandRow;
 using tool::Usage;
 
-constexpr char kPlug[] = "plug";
 constexpr char kFail[] = "fail";
 constexpr char kReset[] = "reset";
 
@@ -99,7 +98,7 @@ std::string act(const std::string &board, const std::string &name, const std::st
   if (row == nullptr || row->run == nullptr) throw Usage("action: '" + name + "' is none");
   Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
   if (!object.is_object()) throw Usage("body: not a JSON object");
-  CommandLine line = {board};
+  CommandLine line = {.board = board};
   std::string told = std::string("zelsim ") + row->name;
   for (const Field &field : fields_of(*row)) {
     bool given = object.contains(field.name);
@@ -109,7 +108,7 @@ std::string act(const std::string &board, const std::string &name, const std::st
     object.erase(field.name);
   }
   if (!object.empty()) throw Usage(object.begin().key() + ": no field of this action");
-  if (name == kPlug) check_module(line.words[1]);
+  if (row->run == tool::plug_module) check_module(line.words[1]);
   tool::perform(*row, line, tool::kByPage);
   return told;
 }

@@ -1,6 +1,7 @@
 #include <httplib.h>
 
 #include <algorithm>
+#include <cctype>
 
 #include "web.h"
 

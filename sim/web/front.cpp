@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -23,6 +24,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kIdleTime = 15s;       // until the next request on a connection
+constexpr auto kNoRoomTime = 100ms;   // until the next accept, when there is no descriptor left
 constexpr int kWriteTimeMs = 5000;    // until a client takes some bytes
 constexpr int kSocketRoom = 0x40000;  // for what a client has not taken yet
 constexpr unsigned kMostAhead = 4;    // workers on requests of clients that do not wait for answers
@@ -134,7 +136,11 @@ void Front::Collection::wait(int wake) {
 void Front::Collection::accept_all() {
   for (;;) {
     int socket = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (socket < 0) return;
+    if (socket < 0) {
+      bool has_no_room = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+      if (has_no_room) std::this_thread::sleep_for(kNoRoomTime);
+      return;
+    }
     int yes = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSocketRoom, sizeof kSocketRoom);

@@ -56,6 +56,8 @@ httplib::Server::Handler answering(Work work) {
       refuse(response, kRefused, error.what());
     } catch (const std::runtime_error &error) {
       refuse(response, kImpossible, error.what());
+    } catch (const Json::exception &) {
+      refuse(response, kRefused, "body: a value has the wrong type");
     }
   };
 }
@@ -111,13 +113,15 @@ Json manage(const Settings &settings, const HttpRequest &request) {
   Json object = request.body.empty() ? Json::object() : Json::parse(request.body, nullptr, false);
   if (!object.is_object() || !object.contains("board") || !object["board"].is_string())
     throw tool::Usage("board: missing: a name");
-  tool::CommandLine line = {object["board"]};
+  bool has_slots = object.contains("slots");
+  if (has_slots && !object["slots"].is_string()) throw tool::Usage("slots: not a text");
+  tool::CommandLine line = {.board = object["board"]};
   tool::check_name(line.board);
   if (request.path == kDeletePath) {
     tool::delete_board(line);
     return {{"done", "zelsim delete " + line.board}};
   }
-  line.slots = object.value("slots", "");
+  if (has_slots) line.slots = object["slots"];
   tool::create_board(line);
   std::string told = "zelsim create " + line.board;
   if (!line.slots.empty()) told += " --slots " + line.slots;
@@ -144,7 +148,7 @@ uint32_t number_of(const HttpRequest &request, const char *name, uint32_t lowest
 
 void add_documents(httplib::Server &server, const Settings &settings) {
   auto of_board = [settings](tool::Document *document) {
-    return answering([=](const HttpRequest &request) { return document({board_of(settings, request)}); });
+    return answering([=](const HttpRequest &request) { return document({.board = board_of(settings, request)}); });
   };
   server.Get("/api/board", of_board(tool::board_document));
   server.Get("/api/modules", of_board(tool::modules_document));
@@ -173,9 +177,11 @@ void add_documents(httplib::Server &server, const Settings &settings) {
 void add_flash(httplib::Server &server, const Settings &settings) {
   server.Get("/api/flash", answering([settings](const HttpRequest &request) {
                std::string board = board_of(settings, request);
-               Json flash = tool::flash_document({board});
-               tool::OpenBoard open = tool::look_at(board);
-               flash["sectors"] = sectors_document(open.folder, *open, *std::make_unique<Sectors>());
+               Json flash = tool::flash_document({.board = board});
+               tool::AttachedBoard attached = tool::attach_board(board);
+               std::unique_ptr<Board> copy = copy_of(*attached.attached->board);
+               auto counted = std::make_unique<Sectors>();
+               flash["sectors"] = sectors_document(attached.folder, *copy, *counted);
                return flash;
              }));
   server.Get("/api/flash/bytes", answering([settings](const HttpRequest &request) {
@@ -184,6 +190,53 @@ void add_flash(httplib::Server &server, const Settings &settings) {
                uint32_t size = number_of(request, "size", 1, most);
                return bytes_document(board_of(settings, request), start, size);
              }));
+}
+
+void add_headers(httplib::Server &server) {
+  server.set_default_headers(
+      {{"Cache-Control", "no-store"},
+       {"Content-Security-Policy",
+        "default-src 'self'; base-uri 'none'; form-action 'none'; object-src 'none'; frame-ancestors 'none'"},
+       {"Referrer-Policy", "no-referrer"},
+       {"X-Content-Type-Options", "nosniff"}});
+}
+
+void add_admission(httplib::Server &server, const Settings &settings) {
+  server.set_pre_routing_handler([settings](const HttpRequest &request, HttpResponse &response) {
+    using Done = httplib::Server::HandlerResponse;
+    return admits(settings, request, response) ? Done::Unhandled : Done::Handled;
+  });
+}
+
+void add_errors(httplib::Server &server) {
+  server.set_error_handler([](const HttpRequest &request, HttpResponse &response) {
+    if (!response.body.empty()) return;
+    std::string why = "request: not understood";
+    if (response.status == kAbsent) why = "path: nothing is at " + request.path;
+    if (response.status == kTooLong) why = "body: longer than 64 KiB";
+    refuse(response, response.status, why);
+  });
+}
+
+void add_picture(httplib::Server &server, const Settings &settings) {
+  server.Get("/panel.svg", [settings](const HttpRequest &request, HttpResponse &response) {
+    try {
+      response.set_content(tool::panel_picture(*tool::look_at(board_of(settings, request))), "image/svg+xml");
+    } catch (const std::runtime_error &error) {
+      refuse(response, kAbsent, error.what());
+    }
+  });
+}
+
+void add_actions(httplib::Server &server, const Settings &settings) {
+  auto managing = answering([settings](const HttpRequest &request) { return manage(settings, request); });
+  server.Post(kCreatePath, managing);
+  server.Post(kDeletePath, managing);
+  server.Post("/api/(.+)", answering([settings](const HttpRequest &request) {
+                std::string name = request.matches[1];
+                std::ranges::replace(name, '/', ' ');
+                return Json{{"done", act(board_of(settings, request), name, request.body)}};
+              }));
 }
 
 }  // namespace
@@ -196,44 +249,17 @@ void refuse(HttpResponse &response, int status, const std::string &text) {
 }
 
 void add_pages(httplib::Server &server, const Settings &settings) {
-  server.set_default_headers(
-      {{"Cache-Control", "no-store"},
-       {"Content-Security-Policy",
-        "default-src 'self'; base-uri 'none'; form-action 'none'; object-src 'none'; frame-ancestors 'none'"},
-       {"Referrer-Policy", "no-referrer"},
-       {"X-Content-Type-Options", "nosniff"}});
-  server.set_pre_routing_handler([settings](const HttpRequest &request, HttpResponse &response) {
-    using Done = httplib::Server::HandlerResponse;
-    return admits(settings, request, response) ? Done::Unhandled : Done::Handled;
-  });
-  server.set_error_handler([](const HttpRequest &request, HttpResponse &response) {
-    if (!response.body.empty()) return;
-    std::string why = "request: not understood";
-    if (response.status == kAbsent) why = "path: nothing is at " + request.path;
-    if (response.status == kTooLong) why = "body: longer than 64 KiB";
-    refuse(response, response.status, why);
-  });
+  add_headers(server);
+  add_admission(server, settings);
+  add_errors(server);
   add_files(server, settings);
   add_documents(server, settings);
   add_flash(server, settings);
-  server.Get("/panel.svg", [settings](const HttpRequest &request, HttpResponse &response) {
-    try {
-      response.set_content(tool::panel_picture(*tool::look_at(board_of(settings, request))), "image/svg+xml");
-    } catch (const std::runtime_error &error) {
-      refuse(response, kAbsent, error.what());
-    }
-  });
+  add_picture(server, settings);
   server.Get("/api/events", [settings](const HttpRequest &request, HttpResponse &response) {
     stream_board(settings, request, response);
   });
-  auto managing = answering([settings](const HttpRequest &request) { return manage(settings, request); });
-  server.Post(kCreatePath, managing);
-  server.Post(kDeletePath, managing);
-  server.Post("/api/(.+)", answering([settings](const HttpRequest &request) {
-                std::string name = request.matches[1];
-                std::ranges::replace(name, '/', ' ');
-                return Json{{"done", act(board_of(settings, request), name, request.body)}};
-              }));
+  add_actions(server, settings);
 }
 
 }  // namespace zelsim::web

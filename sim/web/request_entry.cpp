@@ -43,7 +43,7 @@ std::string line_of(const TracedCall &call) {
 }
 
 std::string milliseconds(int64_t microseconds) {
-  std::string parts = std::to_string(1000 + microseconds % 1000);
+  std::string parts = std::to_string(1000 + microseconds % 1000);  // the 1 in front keeps the zeros
   return std::to_string(microseconds / 1000) + '.' + parts.substr(1);
 }
 

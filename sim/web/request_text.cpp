@@ -49,7 +49,8 @@ std::optional<size_t> number_of(std::string_view text, int base) {
   return value;
 }
 
-/** A body in chunks. Each chunk follows a line with its size; the last one has the size 0 and an empty line. */
+/** A body in chunks. Each chunk follows a line with its size, and a line end follows it. The last chunk is empty. Fields
+ *  behind it are not taken. */
 RequestText measure_chunks(const std::string &bytes, size_t at) {
   constexpr size_t kLongestLine = 64;
   size_t body = 0;
@@ -64,8 +65,11 @@ RequestText measure_chunks(const std::string &bytes, size_t at) {
     if (!size) return {Progress::Malformed, 0, false};
     if (*size > kLongestBody - body) return {Progress::BodyTooLong, 0, false};
     body += *size;
-    at = line_end + kLineEnd.size() + *size + kLineEnd.size();
+    size_t chunk_end = line_end + kLineEnd.size() + *size;
+    at = chunk_end + kLineEnd.size();
     if (at > bytes.size()) return {Progress::Incomplete, 0, false};
+    bool ends_in_line = bytes.compare(chunk_end, kLineEnd.size(), kLineEnd) == 0;
+    if (!ends_in_line) return {Progress::Malformed, 0, false};
     if (*size == 0) return {Progress::Whole, at, false};
   }
 }
@@ -89,7 +93,8 @@ RequestText measure_request(const std::string &bytes) {
     chunks.wants_go_ahead = expects && bytes.size() == body;
     return chunks;
   }
-  auto size = length ? number_of(*length, 10) : 0;
+  std::optional<size_t> size = 0;
+  if (length) size = number_of(*length, 10);
   if (!size) return {Progress::Malformed, 0, false};
   if (*size > kLongestBody) return {Progress::BodyTooLong, 0, false};
   if (bytes.size() < body + *size) return {Progress::Incomplete, 0, expects && bytes.size() == body};

@@ -10,30 +10,33 @@ namespace zelsim::web {
 namespace {
 
 constexpr size_t kMostRequests = 4000;
+constexpr uint32_t kLongestRecord = 1024;
+constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
+// Where much comes, the next look is later: what is looked at costs time that programs want.
+constexpr uint32_t kMuch = kWatchedBytes / 4;
+constexpr std::chrono::milliseconds kRest{90};
 
 }  // namespace
 
+// What was written before is not taken.
+void Requests::begin_following(const std::shared_ptr<const Attached> &attached) {
+  attached_ = attached;
+  position_ = attached->board->watch.written;
+  untold_.clear();
+  readings_ = {};
+}
+
 // Takes the bytes that were written since, and asks for more. If there was no room for all of them, what is there is
-// taken all the same. Programs wait meanwhile. Where much comes, the next look is later: what is looked at costs time that
-// programs want.
+// taken all the same. Programs wait meanwhile.
 void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
-  constexpr uint32_t kLongestRecord = 1024;
-  constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
   Board &board = *attached->board;
   Guard guard(board, Intent::Look);
+  if (attached_ != attached) begin_following(attached);
   Watch &watch = board.watch;
-  if (attached_ != attached) {
-    position_ = watch.written;
-    untold_.clear();
-    readings_ = {};
-  }
-  attached_ = attached;
   watch.wanted = watch.written + kRoom;
   uint32_t size = watch.written - position_;
   uint32_t begin = position_ % kWatchedBytes;
   position_ = watch.written;
-  constexpr uint32_t kMuch = kWatchedBytes / 4;
-  constexpr std::chrono::milliseconds kRest{90};
   if (size > kMuch) next_look_ = Clock::now() + kRest;
   if (size == 0) return;
   Taken &taken = untold_.emplace_back();

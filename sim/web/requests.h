@@ -31,6 +31,7 @@ class Requests {
     std::string bytes = {};
     bool misses_more = false;  // there was no room for what followed
   };
+  void begin_following(const std::shared_ptr<const Attached> &attached);
   void take_bytes(const std::shared_ptr<const Attached> &attached);
   void tell(const Taken &taken, News &news, Activity &activity);
   void tell(const TracedCall &call, News &news, Activity &activity);

@@ -17,8 +17,9 @@ int open_image(const std::filesystem::path &folder) {
 
 uint16_t used_pages(int fd, unsigned sector) {
   static constexpr uint8_t kErased[kPageSize] = {};
-  uint8_t bytes[kSectorSize] = {};
-  sys::pread(fd, bytes, sizeof bytes, off_t{sector} * off_t{kSectorSize});
+  uint8_t bytes[kSectorSize];
+  ssize_t count = sys::pread(fd, bytes, sizeof bytes, off_t{sector} * off_t{kSectorSize});
+  if (count != sizeof bytes) throw Failure("the flash image cannot be read");
   unsigned used = 0;
   for (size_t at = 0; at < sizeof bytes; at += kPageSize) {
     bool is_erased = std::memcmp(bytes + at, kErased, kPageSize) == 0;
@@ -28,6 +29,13 @@ uint16_t used_pages(int fd, unsigned sector) {
 }
 
 }  // namespace
+
+std::unique_ptr<Board> copy_of(Board &board) {
+  auto copy = std::make_unique<Board>();
+  Guard guard(board, Intent::Look);
+  std::memcpy(static_cast<void *>(copy.get()), &board, offsetof(Board, watch) + offsetof(Watch, written));
+  return copy;
+}
 
 // The counters are older than what is read: a sector that changes meanwhile is counted again the next time.
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known) {

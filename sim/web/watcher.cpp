@@ -1,7 +1,6 @@
 #include <sys/stat.h>
 
 #include <chrono>
-#include <cstring>
 #include <thread>
 
 #include "activity.h"
@@ -76,14 +75,6 @@ void Watcher::attach() {
   sectors_ = {};
 }
 
-// A copy without the records of the trace.
-std::unique_ptr<Board> copy_of(Board &board) {
-  auto copy = std::make_unique<Board>();
-  Guard guard(board, Intent::Look);
-  std::memcpy(static_cast<void *>(copy.get()), &board, offsetof(Board, watch) + offsetof(Watch, written));
-  return copy;
-}
-
 // Pages let the clock run by themselves. It also advances by the pauses of programs, with each of their steps: where nothing
 // else has changed, the times are put once a second.
 void Watcher::put_board(const Board &board) {
@@ -135,10 +126,12 @@ void Watcher::await_news() {
   while (is_same() && changes_of(*attached_) == seen_) {
     if (readers_of_requests() == 0) {
       await_change(*attached_->board, seen_);
-      if (requests_.count_rate(attached_, news, history) || activity_.is_waiting() || times_are_due()) return;
+      bool has_new_rate = requests_.count_rate(attached_, news, history);
+      if (has_new_rate || activity_.is_waiting() || times_are_due()) return;
     } else {
       std::this_thread::sleep_for(kRequestsTurn);
-      if (requests_.take(attached_, news, activity_) || activity_.is_waiting() || times_are_due()) return;
+      bool has_requests = requests_.take(attached_, news, activity_);
+      if (has_requests || activity_.is_waiting() || times_are_due()) return;
     }
   }
 }

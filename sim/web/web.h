@@ -89,6 +89,8 @@ struct Sectors {
   uint32_t reflashed;
   uint16_t used[kSectors];
 };
+/** A copy of a board without the records of the trace. Programs wait while it is made. */
+std::unique_ptr<Board> copy_of(Board &board);
 /** The number of erases and of pages in use of each sector. Brings `known` up to date. */
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known);
 /** Bytes of the flash as hexadecimal digits. */
