@@ -33,7 +33,7 @@ class TransferComparison {
   void compare() {
     uint8_t address = recorded_[kAddress];
     size_t len = std::min<size_t>(recorded_[kLen], kMaxTransfer);
-    bool starts_at_zero = recorded_[kOffsetLen] > 0 && word32_at(recorded_, kOffset) == 0;
+    bool starts_at_zero = recorded_[kOffsetLen] > 0 && first_offset() == 0;
     bool is_time = address == kClockTimeAddress && len == kClockTimeBytes;
     bool is_temperature = address == kSensorAddress && starts_at_zero && len == sizeof(uint16_t);
     if (is_time) return compare_chip_time();
@@ -49,7 +49,7 @@ class TransferComparison {
  private:
   // Names the cage and the signal of each line that differs.
   void compare_expander(uint8_t address, size_t len) {
-    uint32_t first = recorded_[kOffsetLen] > 0 ? word32_at(recorded_, kOffset) : 0;
+    uint32_t first = first_offset();
     for (size_t i = 0; i < len; ++i) {
       unsigned changed = recorded_[i] ^ model_[i];
       for (unsigned bit = 0; bit < 8; ++bit) {
@@ -80,12 +80,14 @@ class TransferComparison {
     found_.add_degrees("addr=0x9e temperature", recorded, model);
   }
 
+  // The high byte of a register comes first. A low byte that was not read counts as zero.
   void compare_phy(size_t len) {
-    uint32_t first = word32_at(recorded_, kOffset);
-    for (size_t i = 0; i + 1 < len; i += 2) {
+    uint32_t first = first_offset();
+    for (size_t i = 0; i < len; i += 2) {
       unsigned number = first + static_cast<unsigned>(i / 2);
-      unsigned recorded = word16_at(recorded_, i);
-      unsigned model = word16_at(model_, i);
+      bool is_half = i + 1 == len;
+      unsigned recorded = is_half ? unsigned{recorded_[i]} << 8 : word16_at(recorded_, i);
+      unsigned model = is_half ? unsigned{model_[i]} << 8 : word16_at(model_, i);
       if (recorded == model) continue;
       bool counts_only = ((recorded ^ model) & compared_bits(number)) == 0;
       if (counts_only) {
@@ -97,14 +99,14 @@ class TransferComparison {
     }
   }
 
+  uint32_t first_offset() const { return recorded_[kOffsetLen] > 0 ? word32_at(recorded_, kOffset) : 0; }
+
   std::string port_text() const { return port_ ? format(" port=%u", *port_) : ""; }
 
   // The addresses of a module are those of the selected one.
   std::string place(uint8_t address, size_t i) const {
     std::string port = address >= kModuleAddress ? port_text() : "";
-    bool has_offset = recorded_[kOffsetLen] > 0;
-    uint32_t offset = has_offset ? word32_at(recorded_, kOffset) : 0;
-    return format("addr=0x%02x%s byte=0x%02x", address, port.c_str(), offset + static_cast<unsigned>(i));
+    return format("addr=0x%02x%s byte=0x%02x", address, port.c_str(), first_offset() + static_cast<unsigned>(i));
   }
 
   std::span<const uint8_t> recorded_;

@@ -42,8 +42,9 @@ void put_switch(const char *name, bool on) { set_variable(name, on ? "1" : "0");
 // A trace tells one run: an older file is emptied.
 std::string trace_target(const std::string &file) {
   if (file.empty() || file == "-") return "-";
-  if (std::ofstream(file)) return fs::absolute(file);
-  throw Usage("--trace: cannot write '" + file + "': " + std::strerror(errno));
+  std::ofstream emptied(file);
+  if (!emptied) throw Usage("--trace: cannot write '" + file + "': " + std::strerror(errno));
+  return fs::absolute(file);
 }
 
 // A recording answers: nothing is on a board, and the calls are those that `zelsim trace` shows.
@@ -60,6 +61,12 @@ volatile sig_atomic_t g_was_asked_to_end;
 void hand_on(int number) {
   g_was_asked_to_end = 1;
   if (g_program != 0) kill(static_cast<pid_t>(g_program), number);
+}
+
+// A signal that was ignored at the start, as under nohup, stays ignored.
+void hand_on_unless_ignored(int number) {
+  auto before = std::signal(number, hand_on);
+  if (before == SIG_IGN) std::signal(number, SIG_IGN);
 }
 
 // Ends zelsim by a signal, which may be blocked: a file that is written holds some of them.
@@ -156,8 +163,8 @@ int run_and_wait(const Words &words) {
     become(words);
   }
   g_program = program;
-  std::signal(SIGTERM, hand_on);
-  std::signal(SIGHUP, hand_on);
+  hand_on_unless_ignored(SIGTERM);
+  hand_on_unless_ignored(SIGHUP);
   int status = 0;
   wait_for_end(program);
   g_program = 0;

@@ -56,6 +56,7 @@ void settle(Board &board, int64_t began_us) {
 Model::Model(const std::string &board, const Recording &recording) : board_(board), began_us_(recording.began_us) {
   settle(*board_, began_us_);
   flash_ = sys::open((board_.folder() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
+  if (flash_ < 0) throw Failure("the copy of the board has no flash image: " + std::string(std::strerror(errno)));
   // For debugCmd, the only program that is started: it works on the copy, and nothing is in front of it.
   set_variable(kBoardFolderVariable, board_.folder());
   set_variable(kTraceVariable, "");

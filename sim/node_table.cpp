@@ -37,7 +37,7 @@ void note_inherited(int descriptors, const char *entry, const char *folder) {
   size_t folder_length = strlen(folder);
   bool in_folder = folder_length > 0 && strncmp(target, folder, folder_length) == 0;
   Node node = in_folder ? node_of_file(target + folder_length) : node_of_path(target);
-  if (node != Node::None) store(static_cast<int>(strtol(entry, nullptr, 10)), node);
+  if (node != Node::None) set_node(static_cast<int>(strtol(entry, nullptr, 10)), node);
 }
 
 // The files of inherited descriptors show which of them are nodes.

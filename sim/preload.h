@@ -1,6 +1,7 @@
 #pragma once
 
 #include <errno.h>
+#include <sys/uio.h>
 
 #include "node_table.h"
 
@@ -16,6 +17,14 @@ inline bool is_node(int fd) { return node_of(fd) != Node::None; }
 inline int failed(int error) {
   errno = error;
   return -1;
+}
+
+/** The piece that a readv or writev on a node moves: the first one that is not empty. Callers must expect a short count. */
+inline iovec first_piece(const iovec *pieces, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (pieces[i].iov_len > 0) return pieces[i];
+  }
+  return {};
 }
 
 /** The node's file if a program asks about a node's path, else the path. `file` takes kFileMax bytes. */

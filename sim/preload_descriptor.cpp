@@ -42,11 +42,7 @@ pid_t vfork() noexcept { return fork(); }
 
 int dup(int fd) noexcept { return duplicated(fd, behind<dup>("dup")(fd)); }
 
-// The duplication closes the descriptor that had this number.
-int dup3(int fd, int wanted, int flags) noexcept {
-  if (fd != wanted) set_node(wanted, Node::None);
-  return duplicated(fd, behind<dup3>("dup3")(fd, wanted, flags));
-}
+int dup3(int fd, int wanted, int flags) noexcept { return duplicated(fd, behind<dup3>("dup3")(fd, wanted, flags)); }
 
 int dup2(int fd, int wanted) noexcept {
   if (fd == wanted) return behind<dup2>("dup2")(fd, fd);

@@ -22,14 +22,6 @@ auto on_flash(int error, Function function, int fd, Arguments... arguments) {
   return function(*attached, fd, arguments...);
 }
 
-// The first piece that is not empty. Callers must expect a short count.
-iovec first_piece(const iovec *pieces, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (pieces[i].iov_len > 0) return pieces[i];
-  }
-  return count > 0 ? pieces[count - 1] : iovec{};
-}
-
 template <typename Function>
 ssize_t move_first(Function function, int fd, const iovec *pieces, int count) {
   iovec piece = first_piece(pieces, count);

@@ -118,15 +118,15 @@ void compress(const std::string &plain, const std::string &file) {
   constexpr size_t kPiece = 0x40000;
   OutputFile packed(file, "--output");
   GzipWriter compressed([&](Bytes bytes) { packed.write(bytes); }, GzipWriter::kQuick);
-  std::FILE *stream = std::fopen(plain.c_str(), "re");
+  std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(plain.c_str(), "re"), std::fclose);
   if (stream == nullptr) refuse_unreadable(plain, "--output");
   std::vector<uint8_t> piece(kPiece);
   for (;;) {
-    size_t count = std::fread(piece.data(), 1, piece.size(), stream);
+    size_t count = std::fread(piece.data(), 1, piece.size(), stream.get());
     if (count == 0) break;
     compressed.write({piece.data(), count});
   }
-  std::fclose(stream);
+  if (std::ferror(stream.get()) != 0) refuse_unreadable(plain, "--output");
   compressed.finish();
   packed.commit();
   fs::remove(plain);

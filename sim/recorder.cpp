@@ -244,15 +244,16 @@ ssize_t pwrite64(int fd, const void *data, size_t size, off64_t at) {
   return is_node(fd) ? write_any(fd, data, size, at, function) : function();
 }
 
-// Only the first piece is moved: callers must expect a short count.
 ssize_t readv(int fd, const iovec *pieces, int count) {
   if (!is_node(fd) || count < 1) return behind<readv>("readv")(fd, pieces, count);
-  return read(fd, pieces[0].iov_base, pieces[0].iov_len);
+  iovec piece = first_piece(pieces, count);
+  return read(fd, piece.iov_base, piece.iov_len);
 }
 
 ssize_t writev(int fd, const iovec *pieces, int count) {
   if (!is_node(fd) || count < 1) return behind<writev>("writev")(fd, pieces, count);
-  return write(fd, pieces[0].iov_base, pieces[0].iov_len);
+  iovec piece = first_piece(pieces, count);
+  return write(fd, piece.iov_base, piece.iov_len);
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {

@@ -25,7 +25,8 @@ class KeptFile {
     if (failed_) return false;
     if (!is_ours()) open();
     if (has_ended()) return true;
-    failed_ = fd_ < 0 || !write_whole(text, size);
+    failed_ = true;
+    if (fd_ >= 0) failed_ = !write_whole(text, size);
     if (failed_) complain();
     return !failed_;
   }

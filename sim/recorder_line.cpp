@@ -49,7 +49,8 @@ class RecordLine {
   void add_number(int64_t number, int digits = 1) {
     char reversed[24];
     int count = 0;
-    auto rest = static_cast<uint64_t>(number < 0 ? -number : number);
+    auto rest = static_cast<uint64_t>(number);
+    if (number < 0) rest = 0 - rest;
     while (rest > 0 || count < digits) {
       reversed[count] = static_cast<char>('0' + rest % 10);
       rest /= 10;

@@ -222,24 +222,47 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
   _exit(kNotInRecording);
 }
 
-// Fills the record, or the data of a read, with the bytes that the driver filled or changed.
-void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
+// Fills the buffer of a read. It has room for as many bytes as the recorded call asked for.
+void fill_read(const TapeCall &recorded, void *data) {
+  CallBytes taken = tape().bytes(recorded.taken);
+  auto room = static_cast<size_t>(recorded.argument);
+  size_t size = taken.size < room ? taken.size : room;
+  if (size > 0) memcpy(data, taken.data, size);
+}
+
+void fill_printed(const TapeCall &recorded, void *data) {
+  if (data == nullptr) return;
+  *static_cast<Printed *>(data) = {tape().bytes(recorded.taken), tape().bytes(recorded.complaint)};
+}
+
+// Puts into the record what the driver filled or changed.
+void fill_record(const NodeCall &asked, const TapeCall &recorded, void *data) {
   CallBytes given = tape().bytes(recorded.given);
   CallBytes taken = tape().bytes(recorded.taken);
   auto *bytes = static_cast<uint8_t *>(data);
-  if (asked.kind == CallKind::Read) {
-    if (taken.size > 0) memcpy(bytes, taken.data, taken.size);
-    return;
-  }
-  if (asked.kind == CallKind::Command && data != nullptr)
-    *static_cast<Printed *>(data) = {taken, tape().bytes(recorded.complaint)};
-  if (asked.kind != CallKind::Request || asked.given.size == 0) return;
   const Request *request = request_of(asked.node, static_cast<uint8_t>(asked.number));
   bool fills = request != nullptr && request->fills;
   CallBytes after = taken.size > 0 ? taken : given;
   for (size_t i = 0; i < after.size && i < asked.given.size; ++i) {
     bool changed = i >= given.size || after.data[i] != given.data[i];
     if (fills || changed) bytes[i] = after.data[i];
+  }
+}
+
+// Gives the program what it got from the call at its recording.
+void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
+  switch (asked.kind) {
+    case CallKind::Read:
+      fill_read(recorded, data);
+      break;
+    case CallKind::Command:
+      fill_printed(recorded, data);
+      break;
+    case CallKind::Request:
+      fill_record(asked, recorded, data);
+      break;
+    default:
+      break;
   }
 }
 

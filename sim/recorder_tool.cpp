@@ -80,8 +80,9 @@ void write_all(int fd, CallBytes bytes) {
   size_t done = 0;
   while (done < bytes.size) {
     ssize_t count = write(fd, bytes.data + done, bytes.size - done);
-    if (count < 0 && errno != EINTR) return;
-    if (count > 0) done += static_cast<size_t>(count);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return;
+    done += static_cast<size_t>(count);
   }
 }
 
@@ -145,11 +146,21 @@ void hand_on(Stream &output, Stream &complaint) {
   }
 }
 
+/** Waits for the end of the tool. Returns its status as wait() does. */
+int status_of(pid_t tool) {
+  for (;;) {
+    int status = 0;
+    pid_t ended = waitpid(tool, &status, 0);
+    if (ended == tool) return status;
+    if (errno != EINTR) return W_EXITCODE(kNotFound, 0);
+  }
+}
+
 /** Runs the tool. Returns its status as wait() does. */
 int run_tool(const char *file, char **argv, Stream &output, Stream &complaint) {
-  int status = 0;
   if (!output.is_open() || !complaint.is_open()) return W_EXITCODE(kNotFound, 0);
   pid_t tool = fork();
+  if (tool < 0) return W_EXITCODE(kNotFound, 0);
   if (tool == 0) {
     output.take_place();
     complaint.take_place();
@@ -158,16 +169,16 @@ int run_tool(const char *file, char **argv, Stream &output, Stream &complaint) {
   output.begin_reading();
   complaint.begin_reading();
   hand_on(output, complaint);
-  while (waitpid(tool, &status, 0) < 0) {
-    if (errno != EINTR) return W_EXITCODE(kNotFound, 0);
-  }
-  return status;
+  return status_of(tool);
 }
 
+// Ends by the same signal. If this process blocks the signal, the status is the one that a shell has for it.
 int end_like(int status) {
+  constexpr int kSignalStatus = 128;
   if (WIFSIGNALED(status)) {
     signal(WTERMSIG(status), SIG_DFL);
     raise(WTERMSIG(status));
+    return kSignalStatus + WTERMSIG(status);
   }
   return WEXITSTATUS(status);
 }

@@ -171,8 +171,15 @@ int64_t microseconds_in(std::string_view text) {
   constexpr size_t kPlaces = 6;
   std::string_view places = text;
   auto seconds = parse_number<int64_t>(take_until(places, "."), "time");
-  if (places.size() != kPlaces) throw Malformed{"the time has not six places"};
+  if (places.size() != kPlaces) throw Malformed{"the time does not have six places"};
   return seconds * 1000000 + parse_number<int64_t>(places, "time");
+}
+
+void check_read(const RecordedCall &recorded) {
+  const NodeCall &call = recorded.call;
+  auto taken = static_cast<int64_t>(recorded.taken.size());
+  bool fits = call.result <= call.argument && taken <= call.argument;
+  if (!fits) throw Malformed{"it has more bytes than the read asked for"};
 }
 
 RecordedCall parse_line(std::string_view line, uint32_t number) {
@@ -193,6 +200,7 @@ RecordedCall parse_line(std::string_view line, uint32_t number) {
     std::string_view name = take_until(field, "=");
     if (!name.empty()) parse_field(name, field, recorded);
   }
+  if (recorded.call.kind == CallKind::Read) check_read(recorded);
   return recorded;
 }
 
@@ -216,6 +224,15 @@ void tell(const std::string &file, const std::string &what) {
   std::fprintf(stderr, "zelsim: FILE: '%s' %s\n", escaped(file).c_str(), what.c_str());
 }
 
+bool is_remark(std::string_view line) { return line.empty() || line.starts_with("#"); }
+
+void take_line(Recording &recording, std::string_view line, uint32_t number) {
+  constexpr uint32_t kBoardLine = 3;  // behind the title and the command
+  bool names_board = number == kBoardLine && line.starts_with(kBoardRemark);
+  if (names_board) recording.board = line.substr(std::strlen(kBoardRemark));
+  if (!is_remark(line)) recording.calls.push_back(parse_line(line, number));
+}
+
 }  // namespace
 
 std::string recording_title(int64_t began_us) {
@@ -224,7 +241,6 @@ std::string recording_title(int64_t began_us) {
 }
 
 Recording read_recording(const std::string &file) {
-  constexpr uint32_t kBoardLine = 3;  // behind the title and the command
   const std::vector<uint8_t> content = unpack_what_is_there(read_file(file, kLongestFile), kLongestFile).bytes;
   std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
   Recording recording = {};
@@ -239,11 +255,11 @@ Recording read_recording(const std::string &file) {
       if (is_cut) break;
       std::string_view line = take_until(text, "\n");
       ++number;
-      if (line == kRecordingEnd) is_closed = true;
-      if (number == kBoardLine && line.starts_with(kBoardRemark))
-        recording.board = line.substr(std::strlen(kBoardRemark));
-      if (line.empty() || line.starts_with("#") || line == kRecordingEnd) continue;
-      recording.calls.push_back(parse_line(line, number));
+      if (line == kRecordingEnd) {
+        is_closed = true;
+      } else {
+        take_line(recording, line, number);
+      }
     }
     bool is_whole = !is_cut && (is_closed || title.is_old);
     if (!is_whole) recording.cut_after = number;

@@ -107,10 +107,10 @@ class TapeFile {
   explicit TapeFile(const std::vector<uint8_t> &tape)
       : path_(std::filesystem::temp_directory_path() / "zelsim-XXXXXX") {
     sys::File file(mkostemp(path_.data(), O_CLOEXEC));
-    if (file.get() < 0 || !write_all(file.get(), tape))
-      throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
+    if (file.get() < 0) throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
+    if (!write_all(file.get(), tape)) remove_and_throw("write");
     void *mapped = mmap(nullptr, tape.size(), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
-    if (mapped == MAP_FAILED) throw Failure("cannot map " + path_ + ": " + std::strerror(errno));
+    if (mapped == MAP_FAILED) remove_and_throw("map");
     mapped_ = static_cast<uint8_t *>(mapped);
     make_shared_mutex(reinterpret_cast<TapeHead *>(mapped_)->mutex);
   }
@@ -129,6 +129,12 @@ class TapeFile {
   }
 
  private:
+  [[noreturn]] void remove_and_throw(const std::string &what) const {
+    int error = errno;
+    unlink(path_.c_str());
+    throw Failure("cannot " + what + " " + path_ + ": " + std::strerror(error));
+  }
+
   std::string path_;
   uint8_t *mapped_ = nullptr;
 };
@@ -147,7 +153,7 @@ void tell_rest(const TapeFile &tape, const Threads &threads) {
   }
   if (left == 0) return;
   std::fprintf(stderr, "zelsim: replay: %zu calls of the recording were not made; the first one, line %u: %s\n", left,
-               first->line, first->text.c_str());
+               first->line, escaped(first->text).c_str());
 }
 
 // What the program has left running is answered, too.

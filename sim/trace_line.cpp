@@ -127,7 +127,8 @@ size_t result_text(long result, int error, char *text, size_t size) {
   int written = 0;
   if (result == kNoResult) return 0;
   if (result < 0) {
-    written = snprintf(text, size, " = -1 %s", strerrorname_np(error));
+    const char *name = strerrorname_np(error);
+    written = snprintf(text, size, " = -1 %s", name != nullptr ? name : "?");
   } else if (result > kHighestDecimal) {
     written = snprintf(text, size, " = 0x%lx", result);
   } else {

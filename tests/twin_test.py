@@ -89,6 +89,10 @@ def what_is_left_running():
     for file in "left.rec", "left.rec.gz":
         done = record("left", file, "sh", "-c", "(sleep 0.3; ./caller ask 3; ./caller ask 3) 2>&1 & exit 4", status=4)
         assert len(calls_in(file)) == 2 * (3 * 5 + 4) and "still run" in done.stderr and done.stdout.count("\n") == 2, done
+        # A signal that is ignored does not end the wait.
+        ignoring = f"trap '' HUP; exec {ZELSIM} record --fast -o {file} -- sh -c 'kill -HUP $PPID; (sleep 0.3; ./caller ask 3) 2>&1 &'"
+        zelsim("run", "--board", "left", "--", "sh", "-c", ignoring)
+        assert len(calls_in(file)) == 3 * 5 + 4
         there = "(read word <go; ./caller ask 3; ./caller ask 3) 2>&1 & echo ready; exec >&-; exit 4"
         os.mkfifo("go")
         recorder = subprocess.Popen([ZELSIM, "record", "--fast", "--board", "left", "-o", file, "--", "sh", "-c", there],
@@ -110,11 +114,13 @@ def what_is_refused():
     open("later.rec", "w").write("zelsim recording 3 0.000000\n")
     open("bad.rec", "w").write("zelsim recording 1 0.000000\n0.000000 1 2/3 gpio 0x81 X = 0 | fd=z\n")
     open("binary.rec", "w").write("zelsim recording 2 0.000000\n" + 500 * "\x01" + "\n")
+    open("long.rec", "w").write("zelsim recording 2 0.000000\n0.000000 1 2/3 flash read 0x0+0x2 = 4 | fd=3 taken=00*4\nend\n")
     open("empty.rec", "w").write("zelsim recording 2 0.000000\nend\n")
     for status, text, words in [
             (2, "FILE: 'none.rec' is no recording", "verify none.rec --board a"), (2, "another version", "trace later.rec"),
             (2, "FILE: 'bad.rec', line 2: fd 'z' is no number", "trace bad.rec"), (2, "PROGRAM: missing", "record -o x.rec"),
             (2, "line 2: time '" + r"\x01" * 24 + "...' is no number", "trace binary.rec"),
+            (2, "line 2: it has more bytes than the read asked for", "run --replay long.rec -- true"),
             (2, "--output: missing", "record -- true"), (2, "--output: must be a file", "record -o - -- true"),
             (2, "--board: not with --replay", "run --board a --replay empty.rec -- true"), (2, "--trace: not with", "run --trace --replay empty.rec -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
             (2, "--format: 'pcap' is not one of", "trace --format pcap empty.rec"), (2, "none.rec", "run --replay none.rec -- true"),
@@ -208,6 +214,13 @@ def what_the_model_answers():
         for key, values in expected.items():
             assert values is None or found[key][:2] == values, (step, found[key])
         zelsim("delete", "altered")
+    # A PHY's register of which only one byte was read.
+    zelsim("run", "--fast", "--board", "real", "--", ZELCTL, "cage", "5", "--tx-disable", "off")
+    record("real", "half.rec", "sh", "-c", "zelctl sfp show 5 >/dev/null; zelctl i2c read 0xAC 2 1")
+    text = open("half.rec", encoding="utf-8").read()
+    open("half.rec", "w").write(text.replace("len=1 -> 01 = 0", "len=1 -> 55 = 0").replace("taken=01,00*127,01ac", "taken=55,00*127,01ac"))
+    found, _ = differences("half.rec", "real", 1)
+    assert found == {("i2c", "BufRead", "addr=0xac port=5 register=2"): ("0x5500", "0x0100", 1)}, found
     # Lines of debugCmd however they are started; of more than a plain line each run is compared.
     lines = "debugCmd sgpio_set 1 3 1 >/dev/null; debugCmd phy_register_set 3 1 55 && debugCmd phy_register_get 3 1 | cat"
     printed = record("real", "tool.rec", "sh", "-c", f"python3 -c 'import os; os.system(\"debugCmd sgpio_set 1 3 1\\n\")'; {lines}").stdout
@@ -257,6 +270,15 @@ def what_a_recording_answers():
     assert "expected close gpio\n  got      gpio 0x82 SetAlarmLed {led=1}" in done.stderr, done.stderr
     done = replay("ask.rec", "./caller", "flash", "1", status=125)
     assert "got      open flash O_RDWR" in done.stderr, done.stderr
+    # A recording that finds no room for its tape leaves nothing of it.
+    crowded = f"ulimit -f 1; trap '' XFSZ; exec {ZELSIM} run --replay ask.rec -- true"
+    assert "cannot write" in run("sh", "-c", crowded, status=1).stderr
+    assert not [name for name in os.listdir(tempfile.gettempdir()) if name.startswith("zelsim-")]
+    # A read into several pieces begins with the first one that has room.
+    pieces = ("import os; chip = os.open('/dev/zel_spi_flash', os.O_RDWR); room = bytearray(4); "
+              "print(os.readv(chip, [bytearray(0), room]), room)")
+    printed = record("a", "pieces.rec", "python3", "-c", pieces).stdout
+    assert printed.startswith("4 ") and replay("pieces.rec", "python3", "-c", pieces).stdout == printed
     # What a program leaves running is answered; without zelsim its calls reach nothing.
     record("a", "left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3) &")
     done = replay("left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3; echo $?) &")
