@@ -61,11 +61,19 @@ void restore_link(Commands &commands, unsigned port, const Cage &before) {
   commands.add("set link " + std::to_string(port) + ' ' + link_text(before));
 }
 
+void restore_empty_cage(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool emptied) {
+  Cage cage = after;
+  bool unplugs = after.fitted != 0 && !emptied;
+  if (unplugs) commands.add("unplug " + std::to_string(port));
+  if (unplugs || emptied) unplug(cage);
+  restore_signals(commands, port, before, cage);
+}
+
 // @param emptied  an earlier command fits the slot anew, which pulls its modules
 void restore_cage(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool emptied) {
   std::string number = std::to_string(port);
   if (before.fitted == 0) {
-    if (after.fitted != 0 && !emptied) commands.add("unplug " + number);
+    restore_empty_cage(commands, port, before, after, emptied);
     return;
   }
   bool plugs = emptied || !is_same_module(before, after);
@@ -216,14 +224,11 @@ void keep(Board &board, const std::string &who, const std::string &command, cons
   ++board.watch.acts_done;
 }
 
-// True for `reset`, whose argument is the board.
-bool names_board(const CommandRow &row) { return std::strstr(row.arguments, "NAME") != nullptr; }
-
 }  // namespace
 
 std::string command_text(const CommandRow &row, const CommandLine &line) {
   std::string text = row.name;
-  if (!names_board(row)) {
+  if (!row.names_board) {
     for (const std::string &word : line.words) text += ' ' + word;
   }
   if (!line.result.empty()) text += " --result " + line.result;
@@ -271,7 +276,7 @@ void perform(const CommandRow &row, const CommandLine &line, const char *who) {
   Performed performed(row, line, who);
   row.run(line);
   // A command that opens no board, such as `save`, is logged all the same.
-  if (!performed.is_told) open_board(names_board(row) ? line.name() : line.board);
+  if (!performed.is_told) open_board(row.names_board ? line.name() : line.board);
 }
 
 }  // namespace zelsim::tool

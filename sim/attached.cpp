@@ -67,6 +67,8 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   void *image = mmap(nullptr, kFlashSize, PROT_READ, MAP_SHARED, flash.get(), 0);
   if (board == MAP_FAILED || image == MAP_FAILED) {
     snprintf(error, error_size, "the board in %s cannot be mapped: %s", folder, strerror(errno));
+    if (board != MAP_FAILED) munmap(board, sizeof(Board));
+    if (image != MAP_FAILED) munmap(image, kFlashSize);
     return false;
   }
   attached->board = static_cast<Board *>(board);

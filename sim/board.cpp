@@ -1,9 +1,9 @@
 #include "board.h"
 
 #include <string.h>
-#include <time.h>
 
 #include "rules.h"
+#include "trace.h"
 
 // The start-up, the hardware reset, the fitting of a daughter board; the board's time.
 
@@ -49,11 +49,6 @@ void fit(Board &board, unsigned slot, uint8_t type) {
   start_daughter_expanders(board, slot);
 }
 
-int64_t now_us(const Board &board) {
-  timespec now;
-  clock_gettime(CLOCK_REALTIME, &now);
-  int64_t host_us = int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
-  return wrapping_sum(host_us, static_cast<int64_t>(board.paused_us));
-}
+int64_t now_us(const Board &board) { return wrapping_sum(host_time_us(), static_cast<int64_t>(board.paused_us)); }
 
 }  // namespace zelsim

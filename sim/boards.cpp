@@ -86,14 +86,18 @@ std::error_code make_folder(const fs::path &folder, const Preparation &prepare) 
   return failed;
 }
 
-// A process that still has the board mapped sees by the missing magic number that the board is gone. Nobody has a damaged
-// board mapped.
+[[noreturn]] void fail_to_make(const fs::path &folder, const std::string &why) {
+  throw Failure("cannot make board " + folder.native() + ": " + why);
+}
+
+// A process that still has the board mapped sees by the missing magic number that the board is gone.
 void mark_deleted(const fs::path &folder) {
-  Attached attached;
-  char ignored[2 * kPathMax];
-  if (!attach(folder.c_str(), &attached, ignored, sizeof ignored)) return;
-  attached.board->magic = 0;
-  announce_change(*attached.board);
+  try {
+    std::shared_ptr<const Attached> attached = attach_or_throw(folder);
+    attached->board->magic = 0;
+    announce_change(*attached->board);
+  } catch (const Failure &) {  // nobody has a damaged board mapped
+  }
 }
 
 Json board_row(const std::string &name) {
@@ -136,7 +140,9 @@ OpenBoard open_or_make_board(const std::string &name) {
   fs::path folder = folder_of(name);
   if (!fs::exists(folder)) {
     if (!name.empty()) std::fprintf(stderr, "zelsim: makes board '%s', which was missing\n", name.c_str());
-    make_folder(folder, [](const Attached &, const std::string &) {});  // an error means that another process was first
+    std::error_code failed = make_folder(folder, [](const Attached &, const std::string &) {});
+    bool was_another_first = failed && fs::exists(folder);
+    if (failed && !was_another_first) fail_to_make(folder, failed.message());
   }
   return open_folder(folder, Intent::Change);
 }
@@ -149,7 +155,8 @@ std::string board_type(const Board &board, unsigned slot) {
 Words board_names() {
   std::error_code none;
   std::filesystem::directory_iterator entries(boards_root(), none);
-  std::set<fs::path> sorted(entries, {});
+  std::set<fs::path> sorted;
+  for (const fs::directory_entry &entry : entries) sorted.insert(entry.path());
   Words names;
   for (const fs::path &folder : sorted) {
     std::string name = folder.filename();
@@ -169,8 +176,7 @@ fs::path make_board(const std::string &name, const Preparation &prepare) {
   fs::path folder = folder_of(name.empty() ? kDefaultBoard : name);
   std::error_code failed = make_folder(folder, prepare);
   if (!failed) return folder;
-  std::string why = fs::exists(folder) ? "it exists already" : failed.message();
-  throw Failure("cannot make board " + folder.native() + ": " + why);
+  fail_to_make(folder, fs::exists(folder) ? "it exists already" : failed.message());
 }
 
 void create_board(const CommandLine &line) {
@@ -188,7 +194,7 @@ void create_board(const CommandLine &line) {
 }
 
 void reset_board(const CommandLine &line) {
-  if (line.flash) erase_flash({line.name()});
+  if (line.flash) erase_flash({.board = line.name()});
   OpenBoard board = open_board(line.name());
   power_on(*board);
   for (unsigned slot = 0; slot < kSlots; ++slot) fit(*board, slot, board->made_slots[slot]);

@@ -32,6 +32,7 @@ class LoggedAct {
 struct OpenBoard {
   std::filesystem::path folder;
   std::shared_ptr<const Attached> attached;
+  // In this order: the act is logged, then the lock ends, then the mapping.
   Guard guard;
   LoggedAct act;
   Board &operator*() const { return *attached->board; }

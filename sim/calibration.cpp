@@ -28,8 +28,6 @@ double units_per_whole(Quantity quantity) {
 
 uint32_t long_at(const uint8_t *page, unsigned at) { return uint32_t{word_at(page, at)} << 16 | word_at(page, at + 2); }
 
-double signed_word(uint16_t word) { return static_cast<int16_t>(word); }
-
 // The words in their order: the temperature's have a sign.
 uint16_t word_at_place(Quantity quantity, unsigned place) {
   constexpr unsigned kLowestSigned = 0x8000;
@@ -45,13 +43,18 @@ void put_word_at(uint8_t *page, unsigned at, uint16_t word) {
   page[at + 1] = static_cast<uint8_t>(word);
 }
 
+int number_in_word(Quantity quantity, uint16_t word) {
+  if (quantity == kTemperature) return static_cast<int16_t>(word);
+  return word;
+}
+
 Calibration::Calibration(const uint8_t *identification, const uint8_t *diagnostics)
     : external_((identification[kMonitoring] & kExternal) != 0) {
   constexpr Quantity kOrder[] = {kBias, kTxPower, kTemperature, kVoltage};
   unsigned at = kSlopesAndOffsets;
   for (Quantity quantity : kOrder) {
     slopes_[quantity] = word_at(diagnostics, at) / 256.0;
-    offsets_[quantity] = signed_word(word_at(diagnostics, at + 2));
+    offsets_[quantity] = static_cast<int16_t>(word_at(diagnostics, at + 2));
     at += 4;
   }
   for (unsigned i = 0; i < receiver_.size(); ++i)
@@ -59,7 +62,7 @@ Calibration::Calibration(const uint8_t *identification, const uint8_t *diagnosti
 }
 
 double Calibration::value(Quantity quantity, uint16_t word) const {
-  double converted = quantity == kTemperature ? signed_word(word) : word;
+  double converted = number_in_word(quantity, word);
   if (!external_) return converted;
   if (quantity != kRxPower) return slopes_[quantity] * converted + offsets_[quantity];
   double sum = 0;

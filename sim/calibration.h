@@ -22,14 +22,14 @@ class Calibration {
   bool external() const { return external_; }
   double value(Quantity quantity, uint16_t word) const;
   /** The word that comes nearest to a value. */
-  uint16_t nearest_word(Quantity quantity, double value) const;
+  uint16_t nearest_word(Quantity quantity, double wanted) const;
   /** The least and the greatest value that a word can have. */
   std::pair<double, double> range(Quantity quantity) const;
 
  private:
   /** True if a greater word always means a greater value. */
   bool rises(Quantity quantity) const;
-  uint16_t nearest_rising_word(Quantity quantity, double value) const;
+  uint16_t nearest_rising_word(Quantity quantity, double wanted) const;
 
   bool external_;
   // Values are slope times word plus offset; for the received power a polynomial of the fourth degree.
@@ -40,6 +40,8 @@ class Calibration {
 
 uint16_t word_at(const uint8_t *page, unsigned at);
 void put_word_at(uint8_t *page, unsigned at, uint16_t word);
+/** The number in a word: the temperature's have a sign. */
+int number_in_word(Quantity quantity, uint16_t word);
 
 /** Converts from the page's units to those that people use: degrees, volts, milliamperes, dBm. No power is -40 dBm, the
  *  least power that the page can hold. */

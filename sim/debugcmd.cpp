@@ -67,7 +67,7 @@ int access_register(Board &board, const DebugCommand &command, const uint32_t *n
 }
 
 int run(Board &board, const DebugCommand &command, const uint32_t *numbers) {
-  Guard guard(board);
+  Guard guard(board, command.sets ? Intent::Change : Intent::Look);
   if (command.space == kChain) return set_chain(board, numbers);
   return access_register(board, command, numbers);
 }
@@ -99,15 +99,14 @@ Fault fault_for(Board &board, const DebugCommand &command) {
 }
 
 int act_out(const Fault &fault) {
-  constexpr int kStatusBits = 0xff;
   switch (fault.effect) {
     case Effect::Hangs:
-      while (true) pause();
+      for (;;) pause();
     case Effect::Nonsense:
       fputs("\x02#!~ 0xZZ\n", stdout);
       return 0;
     case Effect::Value:
-      return end_with(fault.result & kStatusBits, "debugCmd: failed\n");
+      return end_with(fault.result, "debugCmd: failed\n");
     default:
       return end_with(1, "debugCmd: failed\n");
   }

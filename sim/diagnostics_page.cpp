@@ -168,7 +168,9 @@ double number_of(const std::string &text) {
 
 // The word for a number in people's units.
 uint16_t word_for(const Calibration &calibration, Quantity quantity, double number, const std::string &text) {
-  constexpr double kHalfUnit = 0.5;  // a value that rounds to the last word is in the range
+  // The lower end is compared in people's units, where -40 dBm stands for no power; the upper end in the page's units, where
+  // half a unit is rounded away.
+  constexpr double kHalfUnit = 0.5;
   double value = from_people(quantity, number);
   auto [least, greatest] = calibration.range(quantity);
   double lowest = for_people(quantity, least);
@@ -212,8 +214,8 @@ uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quanti
   const Profile *profile = profile_of(module);
   const uint8_t *page = cage.diagnostics.page;
   if (profile == nullptr) {
-    unsigned low = word_at(page, place_of(quantity, kLowWarning));
-    unsigned high = word_at(page, place_of(quantity, kHighWarning));
+    int low = number_in_word(quantity, word_at(page, place_of(quantity, kLowWarning)));
+    int high = number_in_word(quantity, word_at(page, place_of(quantity, kHighWarning)));
     return static_cast<uint16_t>((low + high) / 2);
   }
   double usual = limits_of(*profile, quantity).usual;

@@ -92,12 +92,14 @@ struct Result {
   uint32_t value;
 };
 
-Result parse_result(Call kind, const std::string &text) {
-  constexpr uint32_t kDriverFailed = 0xffff;
-  if (text.empty()) return {default_effect(kind), kDriverFailed};
-  if (!begins_with_digit(text)) return {parse_effect(text), kDriverFailed};
-  uint32_t value = parse_number(text, "--result", 0, 0x7fffffff);
-  bool takes_numbers = kind != Call::Open && kind != Call::Seek;
+Result parse_result(const FaultCall &target, const std::string &text) {
+  bool is_program = target.node == Node::DebugCmd;  // its result is an exit status
+  const uint32_t failed = is_program ? 0xff : 0xffff;
+  const uint32_t highest = is_program ? 0xff : 0x7fffffff;
+  if (text.empty()) return {default_effect(target.kind), failed};
+  if (!begins_with_digit(text)) return {parse_effect(text), failed};
+  uint32_t value = parse_number(text, "--result", 0, highest);
+  bool takes_numbers = target.kind != Call::Open && target.kind != Call::Seek;
   if (!takes_numbers) throw Usage("--result: a number is for a request, a read or a write");
   return {Effect::Value, value};
 }
@@ -124,7 +126,7 @@ double parse_probability(const std::string &text) {
 FaultRule rule_of(const CommandLine &line) {
   FaultRule rule = {};
   rule.target = parse_target(line.words[0]);
-  Result result = parse_result(rule.target.kind, line.result);
+  Result result = parse_result(rule.target, line.result);
   rule.effect = result.effect;
   rule.value = result.value;
   // A node that is closed without a request is meant as one that cannot be opened.

@@ -226,13 +226,16 @@ off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
 int flash_erase(const Attached &attached, int fd, uint32_t address) {
   static const uint8_t erased[kSectorSize] = {};
   uint32_t sector = address / kSectorSize;
-  errno = EINVAL;
-  if (sector >= kSectors) return -1;
+  if (sector >= kSectors) {
+    errno = EINVAL;
+    return -1;
+  }
   FlashUse use(*attached.board);
   {
     Guard guard(*attached.board);
     select_segment(*attached.board, address);
-    if (sys::pwrite(fd, erased, sizeof erased, static_cast<off_t>(sector) * off_t{kSectorSize}) < 0) return -1;
+    ssize_t written = sys::pwrite(fd, erased, sizeof erased, static_cast<off_t>(sector) * off_t{kSectorSize});
+    if (written != sizeof erased) return -1;
     ++attached.board->flash.erases[sector];
     log_flash_erase(*attached.board, sector);
   }

@@ -143,8 +143,7 @@ bool is_diagnostics_page(const MemoryPage &page) {
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
     auto limit = [&](Threshold threshold) {
-      uint16_t word = word_at(page.data(), place_of(quantity, threshold));
-      return quantity == kTemperature ? int{static_cast<int16_t>(word)} : int{word};
+      return number_in_word(quantity, word_at(page.data(), place_of(quantity, threshold)));
     };
     bool in_order = limit(kHighAlarm) >= limit(kHighWarning) && limit(kHighWarning) >= limit(kLowWarning) &&
                     limit(kLowWarning) >= limit(kLowAlarm);

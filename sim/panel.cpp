@@ -32,6 +32,9 @@ std::string supply_words(const Board &board) {
   auto name = [](Supply type) { return name_of("none|AC|DC", static_cast<unsigned>(type)); };
   std::string first = name(board.supply[0]);
   std::string second = name(board.supply[1]);
+  if (first == "none" && second == "none") return "none";
+  if (first == "none") return "one " + second;
+  if (second == "none") return "one " + first;
   if (first == second) return "two " + first;
   return first + " and " + second;
 }

@@ -78,8 +78,10 @@ void answer(const Attached &attached, int fd, RequestEvent &event, void *record)
   const Request &request = *event.request;
   size_t size = record_size(request);
   if (size > 0 && !is_mapped(record)) return fail_with(event, EFAULT);
-  memcpy(event.before, record, size);
-  memcpy(event.after, record, size);
+  if (size > 0) {
+    memcpy(event.before, record, size);
+    memcpy(event.after, record, size);
+  }
   if (erases(request)) event.address = static_cast<uint32_t>(sys::lseek(fd, 0, SEEK_CUR));
   Fault fault = take_fault(*attached.board, fault_call(event));
   if (fault.strikes) {
@@ -88,7 +90,7 @@ void answer(const Attached &attached, int fd, RequestEvent &event, void *record)
     event.error = fault.error;
   } else if (erases(request)) {
     event.result = flash_erase(attached, fd, event.address);
-    event.error = errno;
+    if (event.result < 0) event.error = errno;
   } else {
     let_driver_answer(attached, event, record);
   }

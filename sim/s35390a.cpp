@@ -148,7 +148,7 @@ int64_t clock_seconds(const Board &board) {
 }
 
 void set_clock(Board &board, int64_t seconds) {
-  board.i2c.clock.shift_us = wrapping_sum(seconds * kMicroseconds, -now_us(board));
+  board.i2c.clock.shift_us = wrapping_difference(seconds * kMicroseconds, now_us(board));
 }
 
 // The chip has no register offset: offset bytes before a read would overwrite the register.

@@ -97,7 +97,9 @@ void for_each_piece(int fd, Work work) {
   off_t at = 0;
   for (;;) {
     off_t begin = lseek(fd, at, SEEK_DATA);
-    if (begin < 0) return;
+    bool is_end = begin < 0 && errno == ENXIO;
+    if (is_end) return;
+    if (begin < 0) fail_with("read the flash image");
     off_t end = lseek(fd, begin, SEEK_HOLE);
     if (end < 0) end = kFlashSize;
     work(begin, end - begin);
@@ -116,8 +118,10 @@ void copy_piece(int from, int to, off_t at, off_t size) {
     // Not every file system copies within the kernel.
     std::vector<uint8_t> bytes(std::min<size_t>(rest, kSectorSize));
     ssize_t found = pread(from, bytes.data(), bytes.size(), static_cast<off_t>(read_at));
-    if (found <= 0 || pwrite(to, bytes.data(), static_cast<size_t>(found), static_cast<off_t>(write_at)) != found)
-      fail_with("copy the flash image");
+    if (found < 0) fail_with("read the flash image");
+    if (found == 0) throw Failure("cannot read the flash image: it ends too early");
+    ssize_t written = pwrite(to, bytes.data(), static_cast<size_t>(found), static_cast<off_t>(write_at));
+    if (written != found) fail_with("write the flash image");
     read_at += found;
     write_at += found;
   }
@@ -213,8 +217,10 @@ void check_state(const fs::path &folder, const std::string &name) {
 Json state_row(const fs::path &place) {
   constexpr blkcnt_t kBlockSize = 512;  // of st_blocks
   std::string name = place.filename();
+  if (name.starts_with('.')) return {};
   struct stat state = {};
-  if (name[0] == '.' || stat((place.native() + kStateFile).c_str(), &state) != 0) return {};
+  bool has_state = stat((place.native() + kStateFile).c_str(), &state) == 0;
+  if (!has_state) return {};
   struct stat image = {};
   stat((place.native() + kFlashFile).c_str(), &image);
   return {{"state", name}, {"saved", time_text(state.st_mtime)}, {"flash_on_disk", image.st_blocks * kBlockSize}};
@@ -264,7 +270,9 @@ Json states_document(const CommandLine &line) {
   Json states = Json::array();
   std::error_code none;
   fs::directory_iterator entries(states_of(folder), none);
-  for (const fs::path &place : std::set<fs::path>(entries, {})) {
+  std::set<fs::path> sorted;
+  for (const fs::directory_entry &entry : entries) sorted.insert(entry.path());
+  for (const fs::path &place : sorted) {
     Json row = state_row(place);
     if (!row.is_null()) states.push_back(row);
   }

@@ -59,46 +59,46 @@ struct CommandLine {
   const std::string &name() const { return words.empty() ? board : words[0]; }
 };
 
-/** The type of a command's function. It declares the functions here. */
+/** The type of a command's function. */
 using Command = void(const CommandLine &line);
 
 // states.cpp
-Command save_state;
-Command load_state;
-Command forget_state;
+void save_state(const CommandLine &line);
+void load_state(const CommandLine &line);
+void forget_state(const CommandLine &line);
 // boards.cpp
-Command create_board;
-Command reset_board;
-Command delete_board;
+void create_board(const CommandLine &line);
+void reset_board(const CommandLine &line);
+void delete_board(const CommandLine &line);
 // flash_image.cpp
-Command load_flash;
-Command save_flash;
-Command erase_flash;
+void load_flash(const CommandLine &line);
+void save_flash(const CommandLine &line);
+void erase_flash(const CommandLine &line);
 // modules.cpp
-Command plug_module;
+void plug_module(const CommandLine &line);
 // faults.cpp
-Command fail;
-Command heal_board;
+void fail(const CommandLine &line);
+void heal_board(const CommandLine &line);
 // get.cpp
-Command get_value;
+void get_value(const CommandLine &line);
 // panel.cpp
-Command draw_panel;
+void draw_panel(const CommandLine &line);
 // batch.cpp
-Command batch;
+void batch(const CommandLine &line);
 // scenario.cpp
-Command play;
+void play(const CommandLine &line);
 // launch.cpp, serve.cpp: zelsim becomes another program, on a board that is made if it is missing. They never return.
-Command run;
-Command serve;
+void run(const CommandLine &line);
+void serve(const CommandLine &line);
 // record.cpp, replay.cpp: they end zelsim as the program ended, and never return.
-Command record_program;
-Command replay_recording;
+void record_program(const CommandLine &line);
+void replay_recording(const CommandLine &line);
 // verify.cpp
-Command verify_model;
+void verify_model(const CommandLine &line);
 // export.cpp
-Command export_recording;
+void export_recording(const CommandLine &line);
 // twin.cpp
-Command create_twin;
+void create_twin(const CommandLine &line);
 
 enum class Perform : uint8_t { Do, Check };
 /** Does a command line, or only checks it.
@@ -110,15 +110,15 @@ inline bool takes_the_process(const std::string &command) {
   return command == "run" || command == "record" || command == "serve" || command == "batch";
 }
 
-/** The type of a function that gathers what a command prints. It declares the functions here. */
+/** The type of a function that gathers what a command prints. */
 using Document = Json(const CommandLine &line);
-Document boards_document;
-Document board_document;
-Document flash_document;
-Document faults_document;
-Document modules_document;
-Document requests_document;
-Document states_document;
+Json boards_document(const CommandLine &line);
+Json board_document(const CommandLine &line);
+Json flash_document(const CommandLine &line);
+Json faults_document(const CommandLine &line);
+Json modules_document(const CommandLine &line);
+Json requests_document(const CommandLine &line);
+Json states_document(const CommandLine &line);
 
 /** Seconds since 1970 as 2024-02-29T12:00:00. */
 std::string time_text(int64_t seconds);
@@ -142,6 +142,7 @@ struct CommandRow {
   const char *alias = nullptr;    // another accepted name; in a group: another last word
   bool undo = true;               // other commands can undo it
   bool logged = false;            // is told as an act, though it is no world command
+  bool names_board = false;       // its argument is the board
 };
 
 /** The commands that do what a person or the world does to a switch. */

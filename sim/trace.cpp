@@ -33,6 +33,7 @@ struct Readers {
 };
 
 void put_bytes(Watch &watch, const void *bytes, size_t size) {
+  if (size == 0) return;
   size_t at = watch.written % kWatchedBytes;
   size_t first = size < kWatchedBytes - at ? size : kWatchedBytes - at;
   memcpy(watch.records + at, bytes, first);

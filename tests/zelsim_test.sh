@@ -22,11 +22,13 @@ done <<'END'
 2;NAME: '';delete ''
 2;PATH: 'alrm' is not in: system, alarm;get panel.alrm
 2;PATH: '';get ''
+2;PATH: 'x' is below a value;get panel.alarm.x
 2;--region: 'unused';flash save - --region unused
 2;REQUEST: 'read';fail gpio:read
 2;'gpio:0x00' can never strike;fail gpio:0x00
 2;can never strike;fail i2c:GetBusy@0x40
 2;'hangs' is for debugCmd;fail gpio --result hangs
+2;--result: '256' is not a number from 0 to 255;fail debugCmd --result 256
 2;REQUEST: 'open';fail debugCmd:open
 2;can never strike;fail flash@0x2000000
 2;--probability: '1.5';fail i2c --probability 1.5
@@ -71,8 +73,6 @@ printf '# "power\n0 set temperature 30 # warm "\n' >"$work/scenario"
 printf '0 set busy 0#1\n' >"$work/scenario"
 "$zelsim" play "$work/scenario" 2>/dev/null && fail "a # within a word begins a comment"
 
-# A folder that is no board hides no other.
-mkdir "$work/lost+found"
 # A signal ends a scenario between two acts.
 printf '0 set temperature 31\n0 set temperature 32\n100 set temperature 33\n' >"$work/scenario"
 "$zelsim" play "$work/scenario" 2>"$work/err" &
@@ -98,6 +98,8 @@ wait $batch || found=$?
 exec 3>&-
 [ $found -eq 143 ] || fail "status $found of a batch that a signal ends"
 
+# A folder that is no board hides no other.
+mkdir "$work/lost+found"
 "$zelsim" list | grep -q '^default  *sfp' || fail "list"
 
 # A fault ends by its number and leaves the others; one behind another that strikes first is refused.
@@ -125,6 +127,11 @@ for one, two in ((chip, other), (other, chip)):
         sys.exit(f"{os.copy_file_range(one, two, 16)} bytes are copied")
     except OSError:
         pass
+try:
+    sys.exit(f"{os.dup2(9999, chip)} is a duplicate of nothing")
+except OSError:
+    pass
+assert os.pread(chip, 2, 0) == b"\xff\xff", "a duplication that failed took the node away"
 END
 found=$("$zelsim" get flash.bytes_programmed --board chip) \
   found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
@@ -160,3 +167,7 @@ grep -q '1G copper link  -- no link' "$work/panel" && grep -q 'TEST ○○●○
 "$zelsim" set los 24 1 && "$zelsim" set txfault 24 1
 [ "$("$zelsim" get cages.24.los) $("$zelsim" get cages.24.presence) $("$zelsim" get gpio.flash-access)" = "1 0 0" ] ||
   fail "shorter words"
+
+# The panel counts supplies as the operator's tool does.
+"$zelsim" set supply 1 none
+"$zelsim" panel | grep -q 'SUPPLIES one AC,' || fail "one supply: $("$zelsim" panel | grep SUPPLIES)"
