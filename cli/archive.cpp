@@ -183,15 +183,15 @@ static bool checksum_holds(const Header &header) {
 /** The name without the folder. The folder is in the field `prefix`, or it is the first part of the name. */
 static std::string name_in(const Header &header) {
   std::string name = text_in(header.name);
-  const bool has_folder = header.prefix[0] == '\0';
-  if (has_folder) name.erase(0, name.find('/') + 1);
+  const bool folder_is_in_name = header.prefix[0] == '\0';
+  if (folder_is_in_name) name.erase(0, name.find('/') + 1);
   return name;
 }
 
 ArchivedFiles files_of_tar(Bytes archive) {
   const Failure damaged{"the archive is cut off or damaged"};
   ArchivedFiles files;
-  while (true) {
+  for (;;) {
     if (archive.size() < kBlock) throw damaged;
     Header header;
     std::memcpy(&header, archive.data(), kBlock);
@@ -199,7 +199,9 @@ ArchivedFiles files_of_tar(Bytes archive) {
     if (is_end) return files;
     if (!checksum_holds(header)) throw damaged;
     archive = archive.subspan(kBlock);
-    const auto size = static_cast<size_t>(octal_in(header.size));
+    const uint64_t told_size = octal_in(header.size);
+    if (told_size > archive.size()) throw damaged;
+    const auto size = static_cast<size_t>(told_size);
     const size_t padded_size = (size + kBlock - 1) / kBlock * kBlock;
     if (padded_size > archive.size()) throw damaged;
     const Bytes content = archive.first(size);

@@ -54,13 +54,21 @@ void end_child(pid_t child) {
   waitpid(child, nullptr, 0);
 }
 
+std::optional<int> status_if_ended(pid_t child) {
+  constexpr int kNotKnown = W_EXITCODE(127, 0);
+  int status = 0;
+  const pid_t ended = waitpid(child, &status, WNOHANG);
+  if (ended == 0) return std::nullopt;
+  if (ended < 0) return kNotKnown;
+  return status;
+}
+
 std::optional<int> wait_for_child(pid_t child, std::chrono::milliseconds limit) {
   using namespace std::chrono_literals;
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (true) {
-    int status = 0;
-    const bool ended = waitpid(child, &status, WNOHANG) != 0;
-    if (ended) return status;
+  for (;;) {
+    const std::optional<int> status = status_if_ended(child);
+    if (status) return status;
     if (interrupted() || std::chrono::steady_clock::now() >= deadline) {
       end_child(child);
       return std::nullopt;

@@ -21,6 +21,9 @@ std::vector<std::string> own_environment();
 /** Kills the child and all that it has started, and waits for the child. */
 void end_child(pid_t child);
 
+/** The status of a child that has ended, as waitpid gives it; nothing while it runs. If the kernel does not tell how it
+ *  has ended, the status is exit status 127. */
+std::optional<int> status_if_ended(pid_t child);
 /** Waits until the child ends. If that takes longer than the limit, or a signal waits, it is killed.
  *  @return its status, as waitpid gives it; nothing if it was killed */
 std::optional<int> wait_for_child(pid_t child, std::chrono::milliseconds limit);

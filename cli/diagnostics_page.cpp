@@ -218,10 +218,14 @@ bool has_diagnostics(ModulePage identification) { return (identification[kMonito
 
 bool needs_address_change(ModulePage identification) { return (identification[kMonitoringType] & kAddressChange) != 0; }
 
-static const char *calibration_of(uint8_t monitoring_type) {
-  if ((monitoring_type & kExternallyCalibrated) != 0) return "external";
-  if ((monitoring_type & kInternallyCalibrated) != 0) return "internal";
-  return "not told";
+static CalibrationKind calibration_of(uint8_t monitoring_type) {
+  if ((monitoring_type & kExternallyCalibrated) != 0) return CalibrationKind::External;
+  if ((monitoring_type & kInternallyCalibrated) != 0) return CalibrationKind::Internal;
+  return CalibrationKind::NotTold;
+}
+
+std::string calibration_name(const Diagnostics &diagnostics) {
+  return name_of(kCalibrationNames, static_cast<uint32_t>(diagnostics.calibration));
 }
 
 /** Nothing for a status bit that the module does not have. */
@@ -239,7 +243,7 @@ Diagnostics diagnostics_in(ModulePage identification, ModulePage page) {
   const bool has_los = (offered & kLosOffered) != 0;
   Diagnostics found{};
   found.calibration = calibration_of(type);
-  found.external = (type & kExternallyCalibrated) != 0;
+  const bool is_external = found.calibration == CalibrationKind::External;
   found.average_power = (type & kAveragePower) != 0;
   found.has_flags = (offered & kFlagsOffered) != 0;
   found.ready = (status & kNotReady) == 0;
@@ -248,6 +252,6 @@ Diagnostics diagnostics_in(ModulePage identification, ModulePage page) {
   found.tx_fault = status_bit(has_tx_fault, (status & kTxFaultState) != 0);
   found.rx_los = status_bit(has_los, (status & kLosState) != 0);
   for (size_t i = 0; i < found.measured.size(); ++i)
-    found.measured[i] = measurement(i, page, found.external, found.has_flags);
+    found.measured[i] = measurement(i, page, is_external, found.has_flags);
   return found;
 }

@@ -50,10 +50,14 @@ struct Crossed {
 };
 Crossed limits_crossed(const Measurement &measurement);
 
+/** External: the host calibrates, it computes values and thresholds with the page's constants. Not told: page A0h names no
+ *  calibration, and page A2h is read as with internal calibration. */
+enum class CalibrationKind { Internal, External, NotTold };
+constexpr const char *kCalibrationNames = "internal|external|not told";
+
 struct Diagnostics {
-  const char *calibration;  // "internal", "external"; "not told" = page A0h names none, the page is read as internal
-  bool external;            // the host calibrates: it computes values and thresholds with the page's constants
-  bool average_power;       // the receiver measures average power; otherwise optical modulation amplitude
+  CalibrationKind calibration;
+  bool average_power;  // the receiver measures average power; otherwise optical modulation amplitude
   bool has_flags;
   bool ready;  // the values are up to date
   // Status bits; nothing where the module does not have the bit.
@@ -63,6 +67,8 @@ struct Diagnostics {
   std::optional<bool> rx_los;
   std::array<Measurement, kQuantities> measured;
 };
+
+std::string calibration_name(const Diagnostics &diagnostics);
 
 /** First byte of the flags on page A2h. A module clears its flags when they are read. */
 constexpr uint8_t kDiagnosticsFlags = 112;

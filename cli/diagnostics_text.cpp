@@ -61,7 +61,7 @@ static std::string checksum_text(ModulePage page) {
 Json decode_diagnostics(ModulePage identification, ModulePage page) {
   const Diagnostics found = diagnostics_in(identification, page);
   Json decoded = Json::object();
-  decoded["calibration"] = found.calibration;
+  decoded["calibration"] = calibration_name(found);
   decoded["received_power"] = found.average_power ? "average" : "OMA";
   decoded["ready"] = found.ready;
   for (const Measurement &measurement : found.measured) {

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <utility>
 
 #include "output.h"
 #include "program.h"
@@ -77,7 +76,9 @@ void OutputFile::write(Bytes bytes) { check(write_all(fd_, bytes)); }
 
 void OutputFile::commit() {
   if (!fresh_.empty()) check(fsync(fd_) == 0);
-  check(close(std::exchange(fd_, -1)) == 0);
+  const int fd = fd_;
+  fd_ = -1;
+  check(close(fd) == 0);
   if (fresh_.empty()) return;
   check(rename(fresh_.c_str(), target_.c_str()) == 0);
   fresh_.clear();

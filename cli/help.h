@@ -12,7 +12,7 @@ class Help : public CLI::Formatter {
   std::string make_option_opts(const CLI::Option *option) const override;
 };
 
-/** Folds help to COLUMNS characters or, without that variable, to the terminal's width. */
+/** Folds help to COLUMNS characters or, without that variable or with a wrong value, to the terminal's width. */
 std::string folded_help(const std::string &help);
 
 #endif

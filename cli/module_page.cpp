@@ -85,7 +85,7 @@ constexpr uint8_t kTenGigabitEthernet = 0xF0;  // first compliance code
 constexpr uint8_t kBaseT = 0x08;               // Ethernet codes
 constexpr uint8_t kRateBeyond = 0xFF;          // nominal rate: byte 66 holds it, in units of 250 MBd
 
-/** A checksum byte covers the bytes from `first` up to itself. */
+/** The sum of the bytes from `first` to the byte before the checksum. */
 static uint8_t sum_before(ModulePage page, size_t first, size_t checksum) {
   const auto field = page.subspan(first, checksum - first);
   return static_cast<uint8_t>(std::accumulate(field.begin(), field.end(), 0U));
@@ -163,6 +163,13 @@ bool is_copper_module(ModulePage page) {
   return page[kConnector] == kRj45 || page[kEthernetCodes] == kBaseT;
 }
 
+/** How far the rate may be from the nominal one. If byte 66 holds the rate, byte 67 is the margin in both directions. */
+static std::string rate_margin(ModulePage page) {
+  const bool has_one_margin = page[kNominalRate] == kRateBeyond;
+  const uint8_t upper = has_one_margin ? page[kLowerMargin] : page[kUpperMargin];
+  return format("+%u -%u", upper, page[kLowerMargin]);
+}
+
 static Json hex_code(uint8_t byte) { return format("0x%02X", byte); }
 
 /** What the module is: bytes 0 to 62. */
@@ -192,7 +199,7 @@ static void add_base_fields(Json &decoded, ModulePage page) {
 static void add_extended_fields(Json &decoded, ModulePage page) {
   decoded["cc_base"] = checksum_text(page, kIdentifier, kBaseChecksum);
   decoded["options"] = set_bits(page.subspan(kOptionValues, 2), kOptions);
-  decoded["rate_margin_percent"] = format("+%u -%u", page[kUpperMargin], page[kLowerMargin]);
+  decoded["rate_margin_percent"] = rate_margin(page);
   decoded["serial_number"] = serial_number_of(page);
   decoded["date_code"] = text_at(page, kDateCode, 8);
   decoded["monitoring"] = set_bits(page.subspan(kMonitoringType, 1), kMonitoring);

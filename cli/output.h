@@ -26,7 +26,8 @@ bool colourful();
 /** True if the locale has more than ASCII. */
 bool has_glyphs();
 
-/** Prints data as JSON, or for people: an object as aligned lines, an array of objects as a table. */
+/** Prints data as JSON, or for people: an object as aligned lines, an array of objects as a table. The objects of a table
+ *  all have the keys of the first one, in the same order. */
 void print(const Json &data, bool as_json);
 /** A value as people read it. The key decides whether a number is hexadecimal. */
 std::string cell(const std::string &key, const Json &value);

@@ -30,11 +30,15 @@ inline constexpr char kSmall[] = " font-size=\"11\"";
 inline constexpr char kSmallMiddle[] = " text-anchor=\"middle\" font-size=\"11\"";
 inline constexpr char kSmallEnd[] = " text-anchor=\"end\" font-size=\"11\"";
 
+/** The text as it stands in XML, on one line. */
+std::string xml_text(const std::string &text);
+
 /** An SVG that is being written. */
 struct Picture {
   FILE *file;
   void text(int x, int y, const char *colour, const std::string &text, const char *style = "") const {
-    std::fprintf(file, "<text x=\"%d\" y=\"%d\" fill=\"%s\"%s>%s</text>\n", x, y, colour, style, text.c_str());
+    const std::string shown = xml_text(text);
+    std::fprintf(file, "<text x=\"%d\" y=\"%d\" fill=\"%s\"%s>%s</text>\n", x, y, colour, style, shown.c_str());
   }
   void shape(const char *shape, int x, int y, const char *colour, const std::string &id = "") const {
     const std::string name = id.empty() ? "" : " id=\"" + id + "\"";

@@ -1,9 +1,10 @@
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 
 #include "panel_artwork.h"
 #include "panel_drawing.h"
+#include "text.h"
+#include "text_stream.h"
 
 // The panel as a picture. It consists of blocks: the indicators, the slots, the main board's cages, and a legend. Each
 // block is a nested picture, so that a page can arrange the blocks as it has room. A part that people can point at has a
@@ -217,18 +218,29 @@ void draw_legend(const Picture &picture) {
 
 }  // namespace
 
+std::string xml_text(const std::string &text) {
+  std::string shown;
+  for (const char c : escaped(text)) {
+    if (c == '&')
+      shown += "&amp;";
+    else if (c == '<')
+      shown += "&lt;";
+    else if (c == '>')
+      shown += "&gt;";
+    else
+      shown += c;
+  }
+  return shown;
+}
+
 std::string panel_picture(const PanelState &state) {
-  char *text = nullptr;
-  size_t size = 0;
-  const Picture picture = {open_memstream(&text, &size)};
+  TextStream svg;
+  const Picture picture = {svg.file()};
   std::fputs(kArtwork, picture.file);
   draw_indicators(picture, state);
   for (unsigned slot = 0; slot < std::size(kSlots); ++slot) draw_slot(picture, state, slot);
   draw_main_cages(picture, state);
   draw_legend(picture);
   std::fputs("</svg>\n", picture.file);
-  std::fclose(picture.file);
-  std::string svg(text, size);
-  std::free(text);
-  return svg;
+  return svg.text();
 }

@@ -1,6 +1,7 @@
 #include <vector>
 
 #include "panel_drawing.h"
+#include "text.h"
 
 // A port of the panel's picture: its cage, its module with the signs of its state, its link.
 
@@ -25,8 +26,8 @@ constexpr Sign kLegend[] = {kGood, kNoLight, kTransmitterOff, kFault, kHighAlarm
 /** The name, cut where there is no more room. */
 std::string shortened(const std::string &name) {
   constexpr size_t kMost = 10;
-  if (name.size() <= kMost) return name;
-  return name.substr(0, kMost - 1) + "…";
+  if (length_of(name) <= kMost) return name;
+  return first_characters(name, kMost - 1) + "…";
 }
 
 std::string speed_text(unsigned speed) {
@@ -66,7 +67,7 @@ std::span<const Sign> signs_of_ports() { return kLegend; }
 void draw_port(const Picture &picture, const PanelState &state, unsigned number, int x, int y) {
   const layout::PortState &port = *state.ports[number];
   const std::string id = "port" + std::to_string(number);
-  std::string name = shortened(state.modules[number]);
+  std::string name = shortened(escaped(state.modules[number]));
   picture.text(x + 2, y + kPortNumberY, kWhite, std::to_string(number), kBold);
   if (port.copper) {
     picture.shape("jack", x, y + kCageY, kWhite, id);

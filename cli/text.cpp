@@ -17,12 +17,13 @@ std::string hex_text(std::span<const uint8_t> bytes) {
 }
 
 std::optional<std::vector<uint8_t>> hex_bytes(const std::string &text) {
+  if (text.size() % 2 != 0) return std::nullopt;
   std::vector<uint8_t> bytes(text.size() / 2);
   for (size_t i = 0; i < bytes.size(); ++i) {
     const char *const digits = &text[2 * i];
     if (std::from_chars(digits, digits + 2, bytes[i], 16).ptr != digits + 2) return std::nullopt;
   }
-  return text.size() % 2 == 0 ? std::optional(bytes) : std::nullopt;
+  return bytes;
 }
 
 std::string printable(std::string text) {
@@ -148,6 +149,17 @@ static bool begins_character(char c) { return (c & 0xC0) != 0x80; }
 
 size_t length_of(const std::string &text) {
   return static_cast<size_t>(std::count_if(text.begin(), text.end(), begins_character));
+}
+
+std::string first_characters(const std::string &text, size_t most) {
+  std::string first;
+  size_t count = 0;
+  for (const char c : text) {
+    if (begins_character(c)) ++count;
+    if (count > most) break;
+    first += c;
+  }
+  return first;
 }
 
 std::vector<std::string> wrapped(const std::string &text, size_t width) {

@@ -26,6 +26,8 @@ std::string name_of(const std::string &names, uint32_t code, const char *without
 std::string escaped(const std::string &text);
 /** The number of characters. A character can have several bytes. */
 size_t length_of(const std::string &text);
+/** The text up to its character number `most`. */
+std::string first_characters(const std::string &text, size_t most);
 /** Cuts the text into lines of at most `width` characters, between words if possible. */
 std::vector<std::string> wrapped(const std::string &text, size_t width);
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));

@@ -1,33 +1,24 @@
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
-#include <string>
+#include "../cli/text_stream.h"
 
 namespace zelsim::tool {
 
-/** Replaces a stream, as long as this lives, and keeps the text that is written to it. */
+/** Replaces a stream, as long as this lives, and keeps the text that is written to it. The stream may be `stdout` or
+ *  `stderr`: in glibc they are variables. */
 class Captured {
  public:
-  explicit Captured(FILE *&stream) : stream_(stream), before_(stream) { stream_ = open_memstream(&text_, &size_); }
-  ~Captured() {
-    std::fclose(stream_);
-    stream_ = before_;
-    std::free(text_);
-  }
+  explicit Captured(FILE *&stream) : stream_(stream), before_(stream) { stream_ = kept_.file(); }
+  ~Captured() { stream_ = before_; }
   Captured(const Captured &) = delete;
   Captured &operator=(const Captured &) = delete;
 
-  std::string text() {
-    std::fflush(stream_);
-    return {text_, size_};
-  }
+  std::string text() { return kept_.text(); }
 
  private:
+  TextStream kept_;
   FILE *&stream_;
   FILE *before_;
-  char *text_ = nullptr;
-  size_t size_ = 0;
 };
 
 }  // namespace zelsim::tool

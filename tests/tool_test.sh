@@ -266,3 +266,27 @@ before, after = ({e.get("id"): e.attrib for e in xml.parse(file).iter() if e.get
 assert {name for name in before if before[name] != after[name]} == {"port24"}, before
 assert before["port24"] != before["port27"] and after["port24"]["href"] == after["port27"]["href"]
 END
+
+# A module's name can have any characters: it is cut between two of them. Its page tells the rate in units of 250 MBd, and
+# then one margin in both directions.
+python3 - "$work/R&D<éééééééé" <<'END'
+import sys
+page = bytearray(256)
+page[0], page[12], page[66], page[67] = 3, 255, 112, 20
+open(sys.argv[1], "wb").write(page)
+END
+"$zelsim" plug 26 "$work/R&D<éééééééé"
+"$zelsim" panel --svg - | python3 -c '
+import sys, xml.etree.ElementTree as xml
+texts = {e.text for e in xml.parse(sys.stdin).iter()}
+assert "R&D<ééééé…" in texts, texts' || fail "the picture does not show the name of a module"
+says 0 '"rate_margin_percent": "+20 -20"' ctl --json sfp show 26
+says 0 '"rate_mbd": 28000' ctl --json sfp show 26
+
+# A request that is refused leaves no file open behind.
+(
+  ulimit -n 32
+  for _ in $(seq 40); do echo '{"call":"FW_GetSystemLed","arguments":[{"file":"00"},{"bytes":"zz"}]}'; done
+  echo '{"call":"FW_GetSystemLed","arguments":[{"bytes":"00","returned":true}]}'
+) | (ulimit -n 32; ctl -v session) >"$work/answers"
+[ "$(grep -c 'not hexadecimal' "$work/answers")" -eq 40 ] || fail "session: $(cat "$work/answers")"

@@ -48,16 +48,15 @@ void EventCommands::start() {
 }
 
 void EventCommands::check_running() {
-  int status = 0;
-  const bool still_runs = waitpid(running_, &status, WNOHANG) == 0;
-  if (still_runs && Clock::now() < deadline_) return;
-  if (still_runs) {
+  const std::optional<int> status = status_if_ended(running_);
+  if (!status && Clock::now() < deadline_) return;
+  if (!status) {
     end_child(running_);
     warn(format("takes longer than %d seconds, and was ended", static_cast<int>(limit_.count())), line_);
-  } else if (WIFSIGNALED(status)) {
-    warn(format("ended by signal %d", WTERMSIG(status)), line_);
-  } else if (WEXITSTATUS(status) != 0) {
-    warn(format("ended with status %d", WEXITSTATUS(status)), line_);
+  } else if (WIFSIGNALED(*status)) {
+    warn(format("ended by signal %d", WTERMSIG(*status)), line_);
+  } else if (WEXITSTATUS(*status) != 0) {
+    warn(format("ended with status %d", WEXITSTATUS(*status)), line_);
   }
   running_ = 0;
 }

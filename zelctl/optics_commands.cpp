@@ -17,12 +17,20 @@ struct ModuleDumpOptions {
 };
 
 /** The column of a quantity: for programs it has the unit, as in the record of one module. */
+struct QuantityColumn {
+  const char *for_people;
+  const char *for_programs;
+};
+constexpr QuantityColumn kQuantityColumns[] = {{"temperature", "temperature_celsius"},
+                                               {"voltage", "voltage_volts"},
+                                               {"bias", "bias_milliamperes"},
+                                               {"tx_power", "tx_power_dbm"},
+                                               {"rx_power", "rx_power_dbm"}};
+static_assert(std::size(kQuantityColumns) == kQuantities);
+
 static std::string column_of(size_t quantity) {
-  constexpr const char *kColumns[] = {"temperature", "voltage", "bias", "tx_power", "rx_power"};
-  constexpr const char *kKeys[] = {"temperature_celsius", "voltage_volts", "bias_milliamperes", "tx_power_dbm",
-                                   "rx_power_dbm"};
-  static_assert(std::size(kColumns) == kQuantities && std::size(kKeys) == kQuantities);
-  return settings.json ? kKeys[quantity] : kColumns[quantity];
+  const QuantityColumn &column = kQuantityColumns[quantity];
+  return settings.json ? column.for_programs : column.for_people;
 }
 
 /** A row of the table of all modules, without values. */
@@ -56,7 +64,7 @@ static void fill_row(Json &row, uint32_t of_port) {
   }
   const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnosticsText);
   const Diagnostics found = diagnostics_in(identification, measured);
-  row["diagnostics"] = found.ready ? found.calibration : "not ready";
+  row["diagnostics"] = found.ready ? calibration_name(found) : "not ready";
   if (!found.ready) return;
   for (size_t i = 0; i < found.measured.size(); ++i) add_measurement(row, column_of(i), found.measured[i]);
 }
@@ -136,7 +144,7 @@ static void show_module(uint32_t port) {
   const std::string part_number = all["part_number"];
   Json module = record("port", port, "module", vendor + " " + part_number);
   module["calibration"] = all["calibration"];
-  if (found.calibration == std::string("not told")) module["calibration"] = "not told: read as internal";
+  if (found.calibration == CalibrationKind::NotTold) module["calibration"] = "not told: read as internal";
   module["receiver"] = found.average_power ? "average power" : "OMA";
   module["status"] = status_text(all);
   module["checksum"] = all["checksum"];

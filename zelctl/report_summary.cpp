@@ -1,19 +1,16 @@
 #include <algorithm>
 
+#include "../cli/text_stream.h"
 #include "report.h"
 
 /** The text that `print` makes of data. */
 static std::string printed(const Json &data) {
-  char *text = nullptr;
-  size_t size = 0;
-  FILE *const memory = open_memstream(&text, &size);
-  FILE *const before = std::exchange(out, memory);
+  TextStream text;
+  FILE *const before = out;
+  out = text.file();
   print(data, false);
   out = before;
-  std::fclose(memory);
-  std::string copy(text, size);
-  std::free(text);
-  return copy;
+  return text.text();
 }
 
 /** A part of the summary.
