@@ -195,8 +195,9 @@ def half_files(folder):
     assert zelctl("report").returncode == 0
     (name,) = os.listdir(folder)
     assert os.stat(name).st_mode & 0o777 == 0o600
-    refused = zelctl("report", "--redact", "", "-o", "-")
-    assert refused.returncode == 2 and b"--redact: " in refused.stderr, refused
+    for pattern in "", "[a", "]a[", "[]", "[a][!]":
+        refused = zelctl("report", "--redact", pattern, "-o", "-")
+        assert refused.returncode == 2 and b"--redact: " in refused.stderr, (pattern, refused)
     assert re.fullmatch(r"zelboard-report-.*-\d{8}T\d{6}Z\.tar\.gz", name), name
 
 

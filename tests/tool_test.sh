@@ -172,6 +172,7 @@ ctl env set name 'grün' >/dev/null
 says 0 '^name=grün$' ctl env list
 ctl env unset name
 says 1 "no variable 'name'" ctl env get name
+says 1 "no variable ''" ctl env unset ''
 says 0 '^pwrmode=' ctl env list
 
 # What would be lost is asked for; an update writes only what differs.

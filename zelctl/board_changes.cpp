@@ -121,6 +121,7 @@ void BoardChanges::note(const std::string &key, Event &event, const std::string 
 /** In the first round, who does not answer is always told. */
 void BoardChanges::note_first(Event &event) {
   event.before = "unknown";
-  const bool wanted = event.kind == kAnswerKind ? event.now == kSilent : tell_first_;
-  if (wanted) tell_(event);
+  bool is_wanted = tell_first_;
+  if (event.kind == kAnswerKind) is_wanted = event.now == kSilent;
+  if (is_wanted) tell_(event);
 }

@@ -18,7 +18,8 @@ class BoardChanges {
    *  @param tell        gets each event */
   BoardChanges(uint32_t hot, bool tell_first, Tell tell) : hot_(hot), tell_first_(tell_first), tell_(std::move(tell)) {}
 
-  /** Reads the board once and tells what has changed. Throws a Failure if no driver answers in the first round. */
+  /** Reads the board once and tells what has changed. Throws a Failure in the first round if no
+   *  driver answers and a device node cannot be opened. */
   void look();
 
  private:

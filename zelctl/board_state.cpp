@@ -39,13 +39,16 @@ constexpr const char *kSupplyStates = "none|ac|dc|failed|other";
 
 /** A driver may have configuration bytes of its own: they are "other". */
 static Answer supply(Round &round, uint32_t which) {
+  constexpr uint32_t kAc = 1;
+  constexpr uint32_t kDc = 2;
   constexpr uint32_t kFailed = 3;
   constexpr uint32_t kOther = 4;
   const uint32_t conf = supply_conf(which);
   if (conf == 0) return 0;
   const double status = round.once("power status", [] { return power_status(); });
   if (!supply_is_good(static_cast<uint8_t>(status), which)) return kFailed;
-  return conf < kFailed ? conf : kOther;
+  const bool has_word = conf == kAc || conf == kDc;
+  return has_word ? conf : kOther;
 }
 
 static Answer watchdog_state(Round &, uint32_t) { return watchdog()["enabled"] == true; }
@@ -75,21 +78,23 @@ static bool has_cage(Round &round, uint32_t port) {
   return board_in(round, slot_of(port)) == static_cast<int>(Fitted::Cages);
 }
 
-static Answer module(Round &round, uint32_t port) {
-  if (!has_cage(round, port)) return 0;
+static bool has_module(Round &round, uint32_t port) {
+  if (!has_cage(round, port)) return false;
   return !level(round, sfp_presnt[port]);  // a module pulls the line low
 }
+
+static Answer module(Round &round, uint32_t port) { return has_module(round, port); }
 
 /** The level of a line of a cage. Without a module it means nothing. */
 template <sfp_signal (&Table)[FW_PORTS]>
 static Answer signal(Round &round, uint32_t port) {
-  if (module(round, port) == 0) return {};
+  if (!has_module(round, port)) return {};
   return level(round, Table[port]);
 }
 
 static Answer light(Round &round, uint32_t port) {
   if (port < FW_PORT_FIRST_10G) return signal<sfp_los>(round, port);
-  if (module(round, port) == 0) return {};
+  if (!has_module(round, port)) return {};
   const sfp_soc_signal &signal = sfp_los_gpio[port];
   const std::string what = format("register 0x%X", signal.address);
   round.asked = Gpio;

@@ -54,12 +54,16 @@ Json clock_mode() { return record("hours", byte_of(FW_GetRtc1224, kClock) == 1 ?
 
 /* ---- temperature ---- */
 
+double degrees_in(Bytes sensor_register) {
+  const auto word = static_cast<int16_t>(sensor_register[0] << 8 | sensor_register[1]);
+  return (word >> 7) * 0.5;  // the upper nine bits, half a degree each
+}
+
 std::optional<double> sensed_degrees() {
   uint8_t raw[2] = {};
   if (byte_of(FW_GetLM75_Alive, kSensor) == 0) return std::nullopt;
   require(FW_I2C_BufRead(kSensorAddress, 0, 1, sizeof raw, raw), kSensor);
-  const auto word = static_cast<int16_t>(raw[0] << 8 | raw[1]);
-  return (word >> 7) * 0.5;  // the upper nine bits, half a degree each
+  return degrees_in(raw);
 }
 
 Json held_temperature() {

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -30,6 +31,10 @@ static std::string trouble_of(const std::optional<int> &status, long limit) {
 static int run(const char *line) {
   constexpr std::chrono::seconds kLimit(10);
   const int errors = memfd_create("errors", MFD_CLOEXEC);
+  if (errors < 0) {
+    trouble = std::string("cannot be run: ") + std::strerror(errno);
+    return kFailed;
+  }
   pid_t child = 0;
   const int error = start_child(child, {"/bin/sh", "-c", line}, own_environment(), STDOUT_FILENO, errors);
   std::optional<int> status = kFailed;

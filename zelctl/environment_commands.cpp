@@ -51,8 +51,7 @@ static void list_variables() {
     const std::string value = cell("value", row["value"]);
     std::fprintf(out, "%s=%s\n", name.c_str(), value.c_str());
   }
-  if (known["state"] != "valid")
-    std::fprintf(stderr, "zelctl: the environment is %s\n", cell("", known["state"]).c_str());
+  if (known["state"] != "valid") complain("the environment is " + cell("", known["state"]), 0);
 }
 
 [[noreturn]] static void fail_without_variable(const std::string &name) {
@@ -75,10 +74,9 @@ static void require_variable(const std::string &name, const std::string &value) 
   constexpr size_t kNameLimit = sizeof env_slot::name - 1;
   constexpr size_t kValueLimit = sizeof env_slot::value - 1;
   const bool good_name = !name.empty() && name.size() <= kNameLimit && name.find_first_of("=\xFF") == std::string::npos;
-  if (!good_name)
-    refuse_argument("NAME", format("1 to %zu characters, '=' and the byte 0xFF not among them", kNameLimit));
+  if (!good_name) refuse_argument("NAME", format("1 to %zu bytes, '=' and the byte 0xFF not among them", kNameLimit));
   const bool good_value = !value.empty() && value.size() <= kValueLimit && value.find('\xFF') == std::string::npos;
-  if (!good_value) refuse_argument("VALUE", format("1 to %zu characters, the byte 0xFF not among them", kValueLimit));
+  if (!good_value) refuse_argument("VALUE", format("1 to %zu bytes, the byte 0xFF not among them", kValueLimit));
 }
 
 static void set_variable(const std::string &name, const std::string &value) {
@@ -98,7 +96,7 @@ static void load_table(const std::vector<uint8_t> &region) {
   env_convert(region.data() + kEnvironmentCrcLength);
   convert_env(again.data() + kEnvironmentCrcLength);  // env_ptr then points to the end of the list
   const uint8_t *const first = again.data() + kEnvironmentCrcLength;
-  const uint8_t *const end = env_ptr + 1;
+  const uint8_t *const end = env_ptr + 1;  // behind the NUL that ends the list
   const bool is_same = std::equal(first, end, region.data() + kEnvironmentCrcLength);
   if (!is_same) throw Failure{"the boot environment holds what would be lost: nothing was changed"};
 }
@@ -113,6 +111,7 @@ static std::vector<uint8_t> region_of_table() {
 
 /** The library has no call for this. So its table is loaded, the variable is taken out, and the table is written back. */
 static void unset_variable(const std::string &name) {
+  if (name.empty()) fail_without_variable(name);  // the name of an unused slot is empty, too
   if (environment()["state"] != "valid") throw Failure{"the boot environment is not valid: nothing is taken out of it"};
   std::vector<uint8_t> region(FW_ENV_SIZE);
   require(FW_SpiFlashEnvRead(region.data()), "boot environment");
@@ -143,6 +142,6 @@ void add_environment_commands(App &app) {
                      announced([options] { set_variable(options->name, options->value); }));
   App *unset = command(*family, "unset", "Takes a variable out, verified", "env unset pwrmode",
                        announced([options] { unset_variable(options->name); }));
-  for (App *leaf : {get, set, unset}) any_text(leaf, "NAME", options->name, "Variable, up to 80 characters");
-  any_text(set, "VALUE", options->value, "Value, up to 511 characters");
+  for (App *leaf : {get, set, unset}) any_text(leaf, "NAME", options->name, "Variable, up to 80 bytes");
+  any_text(set, "VALUE", options->value, "Value, up to 511 bytes");
 }

@@ -35,15 +35,18 @@ static Outcome copy_through_pipe(const std::string &path, uint64_t size,
   enum { kReadEnd, kWriteEnd };
   constexpr int kSmallest = 4096;  // bytes in the pipe are not shown by the progress
   std::ifstream file(path, std::ios::binary);
-  int ends[2] = {-1, -1};
-  if (!file || pipe2(ends, O_CLOEXEC) != 0) throw Failure{path + ": " + std::strerror(errno)};
-  fcntl(ends[kWriteEnd], F_SETPIPE_SZ, kSmallest);
+  if (!file) throw Failure{path + ": " + std::strerror(errno)};
   start_change();
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) != 0) throw Failure{std::string("the copy gets no pipe: ") + std::strerror(errno)};
+  fcntl(ends[kWriteEnd], F_SETPIPE_SZ, kSmallest);
   Progress progress("program", size);
   Outcome outcome{};
   std::thread feeder([&] { outcome.taken = feed(file, ends[kWriteEnd], progress); });
   outcome.status = copy(ends[kReadEnd]);
-  close(ends[kReadEnd]);  // a copy that was refused has left it open: the feeder would wait
+  // A copy that was refused has left it open, and the feeder would wait. After any other copy it is closed already, and this
+  // fails: nobody has opened a file meanwhile.
+  close(ends[kReadEnd]);
   feeder.join();
   return outcome;
 }

@@ -21,7 +21,7 @@ FileFigures measure_file(const std::string &path) {
   if (!file) refuse_unreadable(path);
   FileFigures figures;
   std::vector<uint8_t> buffer(sector_size());
-  while (true) {
+  for (;;) {
     const Bytes piece = next_piece(file, buffer);
     if (piece.empty()) break;
     figures.add(piece);

@@ -49,7 +49,7 @@ uint32_t word_at(std::span<const uint8_t> bytes, size_t at) {
 }
 
 bool is_erased(std::span<const uint8_t> bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0xFF; });
+  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == kErased; });
 }
 
 void require_chip() {

@@ -18,7 +18,9 @@ struct Place {
 static void place_argument(App *app, Place &place) {
   const ArgumentCheck to_number = whole_number(0, chip_size() - 1);
   const auto check = [to_number](std::string &text) -> std::string {
-    if (region_named(text) || to_number(text).empty()) return {};
+    if (region_named(text)) return {};
+    const std::string wrong = to_number(text);  // makes the text a decimal number
+    if (wrong.empty()) return {};
     return format("'%s' is neither a region nor an address from 0 to 0x%X", text.c_str(), chip_size() - 1);
   };
   any_text(app, "ADDRESS", place.text, "Byte on the chip, or a region by code or name: see flash regions", check,
@@ -80,7 +82,9 @@ static void write_bytes(const WriteOptions &options) {
   const Extent extent = first_bytes(options.place, bytes.size(), "FILE");
   if (settings.dry_run) return show_plan(extent.start, extent.end(), SectorAction::Write);
   const bool erased = is_erased(read_flash(extent.start, extent.length));
-  if (extent.start < region_length(FW_REGION_BOOTLOADER))
+  const Extent boot_loader{region_start(FW_REGION_BOOTLOADER), region_length(FW_REGION_BOOTLOADER), ""};
+  const bool is_in_boot_loader = extent.start < boot_loader.end() && extent.end() > boot_loader.start;
+  if (is_in_boot_loader)
     confirm("Programs the boot loader's region.");
   else if (!erased)
     confirm(format("Programs 0x%X-0x%X, which is not erased: bits can only be cleared.", extent.start, extent.end()));

@@ -44,7 +44,7 @@ class Update {
   SectorAction action_at(uint32_t address) const { return actions_[(address - start_) / sector_size()]; }
 
   /** Writes the new content of one sector and reads it back. */
-  void do_sector(uint32_t address) const {
+  void update_sector(uint32_t address) const {
     const Bytes bytes = wanted(address - start_);
     if (action_at(address) == SectorAction::EraseAndWrite)
       require(FW_SpiFlash_SectorErase(address), format("erase of the sector at 0x%X", address));
@@ -63,13 +63,13 @@ class Update {
   std::vector<SectorAction> actions_;  // by sector
 };
 
-static void do_update(const Update &update, const std::string &region) {
+static void run_update(const Update &update, const std::string &region) {
   long done = 0;
   try {
     const FlashAccess raised;
     work_in_pieces("update", update.start(), update.length(), kPartly, [&](uint32_t address, uint32_t) {
       if (update.action_at(address) == SectorAction::Keep) return;
-      update.do_sector(address);
+      update.update_sector(address);
       ++done;
     });
   } catch (const Failure &failure) {
@@ -97,7 +97,7 @@ static void update_region(const UpdateOptions &options) {
   if (update.erased() > 0)
     confirm(format("Erases %ld of the %zu sectors of %s.", update.erased(), update.sectors(), name.c_str()));
   start_change();
-  if (update.changed() > 0) do_update(update, name);
+  if (update.changed() > 0) run_update(update, name);
   show(record("region", name, "file", options.path, "size", bytes.size(), "sectors", update.sectors(), "erased",
               update.erased(), "written", update.changed()));
 }

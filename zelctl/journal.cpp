@@ -50,6 +50,7 @@ static bool send_to(int fd, const std::string &path, const std::string &entry) {
 /** @return why nobody listens at the address, or nothing */
 static std::string why_silent(const sockaddr_un &address) {
   const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return std::strerror(errno);
   const bool listens = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
   const std::string why = listens ? "" : std::strerror(errno);
   close(probe);
@@ -61,6 +62,7 @@ Journal::Journal(const std::string &socket_path) : path_(socket_path) {
   const std::string why = why_silent(address_of(path_));
   if (!why.empty()) throw Failure{"--journal: " + path_ + ": " + why};
   fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (fd_ < 0) throw Failure{std::string("--journal: ") + std::strerror(errno)};
   const timeval second{1, 0};
   setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &second, sizeof second);
 }

@@ -78,7 +78,7 @@ static bool wait_until(Clock::time_point until, int signals, int gone, EventComm
   using namespace std::chrono;
   constexpr milliseconds kLongestWhileBusy(50);
   pollfd events[] = {{signals, POLLIN, 0}, {gone, 0, 0}};
-  while (true) {
+  for (;;) {
     commands.step();
     auto pause = std::max(ceil<milliseconds>(until - Clock::now()), milliseconds(0));
     if (commands.busy()) pause = std::min(pause, kLongestWhileBusy);

@@ -6,8 +6,9 @@
 #include "board_state.h"
 #include "module_memory.h"
 
-/** All bytes of page A0h, or of page A2h. Throws a Failure for an empty cage, and for a module without page A2h. */
+/** All bytes of page A0h. Throws a Failure for an empty cage. */
 WholePage identification_page(uint32_t port);
+/** All bytes of page A2h. Throws a Failure also for a module without diagnostics. */
 WholePage diagnostics_page(uint32_t port);
 /** The lower halves of both pages. */
 struct DiagnosticPages {

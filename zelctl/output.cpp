@@ -3,20 +3,25 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "tool.h"
 
+[[noreturn]] static void fail_with_output() { throw Failure{std::string("standard output: ") + std::strerror(errno)}; }
+
 void start_output() {
   FILE *const own = fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3), "w");
-  if (own == nullptr) throw Failure{std::string("standard output: ") + std::strerror(errno)};
+  if (own == nullptr) fail_with_output();
   out = own;
   // Both streams may end on one terminal: line by line keeps their order.
-  if (settings.verbose)
-    for (FILE *stream : {stdout, out}) setvbuf(stream, nullptr, _IOLBF, BUFSIZ);
+  if (settings.verbose) {
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    setvbuf(out, nullptr, _IOLBF, BUFSIZ);
+  }
   if (settings.verbose && !settings.json) return;  // the library's prints stay on standard output
   const int target = settings.verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
-  dup2(target, STDOUT_FILENO);
+  if (dup2(target, STDOUT_FILENO) < 0) fail_with_output();
   close(target);
 }
 
@@ -31,6 +36,7 @@ Printed printed_by(const std::function<uint32_t()> &call) {
   fflush(stdout);
   const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
   const int recorder = memfd_create("printed", MFD_CLOEXEC);
+  if (kept < 0 || recorder < 0) fail_with_output();
   dup2(recorder, STDOUT_FILENO);
   Printed printed;
   printed.status = call();

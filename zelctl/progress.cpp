@@ -1,6 +1,6 @@
-#include "tool.h"
+#include <algorithm>
 
-using namespace std::chrono_literals;
+#include "tool.h"
 
 Progress::Progress(const char *what, uint64_t total)
     : what_(what), total_(total), visible_(is_screen(stderr) && !settings.verbose) {}
@@ -16,12 +16,12 @@ void Progress::at(uint64_t done) {
 }
 
 void Progress::draw() {
-  constexpr size_t kWidth = 30;
+  constexpr int kWidth = 30;
   drawn_ = Clock::now();
   const double seconds = std::chrono::duration<double>(drawn_ - start_).count() + 1e-3;
   const double rate = static_cast<double>(done_) / seconds + 1;
   const double share = static_cast<double>(done_) / static_cast<double>(std::max<uint64_t>(total_, 1));
   const std::string bar(static_cast<size_t>(share * kWidth), '#');
-  std::fprintf(stderr, "\r\033[K%s [%-30s] %3.0f %%  %.0f KiB/s  %.0f s left", what_, bar.c_str(), share * 100,
+  std::fprintf(stderr, "\r\033[K%s [%-*s] %3.0f %%  %.0f KiB/s  %.0f s left", what_, kWidth, bar.c_str(), share * 100,
                rate / 1024, static_cast<double>(total_ - done_) / rate);
 }

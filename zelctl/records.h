@@ -50,6 +50,8 @@ Json clock_mode();
 Json held_temperature();
 Json board();
 constexpr uint8_t kSensorAddress = 0x9E;  // 8-bit address of the temperature sensor
+/** The temperature in the sensor's register, two bytes. */
+double degrees_in(Bytes sensor_register);
 /** Reads the sensor itself: a poll would change what the driver holds. Nothing if there is no sensor. */
 std::optional<double> sensed_degrees();
 /** A time like 2026-03-15T14:30:45. */

@@ -23,7 +23,7 @@ struct VariableList {
 static VariableList variables_of(Bytes region) {
   VariableList list;
   list.rest = region.subspan(kEnvironmentCrcLength);
-  while (true) {
+  for (;;) {
     const auto end = std::find(list.rest.begin(), list.rest.end(), uint8_t{0});
     const std::string entry(list.rest.begin(), end);
     const size_t length = std::min(entry.size() + 1, list.rest.size());  // with the NUL
@@ -34,7 +34,7 @@ static VariableList variables_of(Bytes region) {
 }
 
 static bool holds_data(Bytes bytes) {
-  return std::any_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte != 0 && byte != 0xFF; });
+  return std::any_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte != 0 && byte != kErased; });
 }
 
 /** A region with these variables and zeros behind them. The CRC-32 is not stored yet. */

@@ -26,8 +26,12 @@ Json Report::ask(const std::string &what, const std::function<Json()> &question)
     answer = question();
   } catch (const Failure &failure) {
     note(what, failure.what());
+    ++failures;
   }
-  if (const auto postponed = take_postponed()) note(what, postponed->what());
+  if (const auto postponed = take_postponed()) {
+    note(what, postponed->what());
+    ++failures;
+  }
   require_no_signal();
   return answer;
 }
@@ -136,11 +140,25 @@ static void show_result(const Report &report, const std::string &path, uint64_t 
               report.not_read.size()));
 }
 
+/** True if a bracket expression has no end. A ']' that comes first in it does not end it. */
+static bool has_open_bracket(const std::string &pattern) {
+  size_t at = pattern.find('[');
+  while (at != std::string::npos) {
+    size_t first = at + 1;
+    const bool is_negated = first < pattern.size() && (pattern[first] == '!' || pattern[first] == '^');
+    if (is_negated) ++first;
+    const size_t end = pattern.find(']', first + 1);
+    if (end == std::string::npos) return true;
+    at = pattern.find('[', end + 1);
+  }
+  return false;
+}
+
 static void check_patterns(const Patterns &patterns) {
   for (const std::string &pattern : patterns) {
     if (pattern.empty()) refuse_argument("--redact", "'' matches no name");
-    const bool has_open_bracket = pattern.find('[') != std::string::npos && pattern.find(']') == std::string::npos;
-    if (has_open_bracket) refuse_argument("--redact", "'" + escaped(pattern) + "' has a bracket that does not end");
+    if (has_open_bracket(pattern))
+      refuse_argument("--redact", "'" + escaped(pattern) + "' has a bracket that does not end");
   }
 }
 

@@ -26,6 +26,7 @@ class Report {
   };
   Json data = Json::object();
   Json not_read = Json::array();
+  uint32_t failures = 0;    // of `ask`
   std::vector<File> files;  // beside report.json
   Patterns secrets;
 };

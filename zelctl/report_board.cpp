@@ -89,9 +89,9 @@ static Json parts(Report &report, std::span<const Part> wanted) {
   Json all = Json::object();
   bool has_any = false;
   for (const Part &part : wanted) {
-    const size_t failures = report.not_read.size();
+    const uint32_t failures = report.failures;
     all[part.key] = report.ask(part.what, part.ask);
-    if (report.not_read.size() == failures) has_any = true;
+    if (report.failures == failures) has_any = true;
   }
   return has_any ? all : Json();
 }

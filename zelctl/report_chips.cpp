@@ -81,7 +81,8 @@ static Json clock_chip() {
                 "host_time", time_stamp(true));
 }
 
-/** What the driver holds since somebody's last poll. The time is null if nobody has polled. */
+/** What the driver holds since somebody's last poll. The time is null if nobody has polled. In 12-hour mode its hour is
+ *  0 to 11, and "pm" tells the half of the day. */
 static Json held_clock() {
   rtc_record held{};
   require(FW_GetRtc(&held), "real-time clock");
@@ -103,7 +104,7 @@ static Json clock(Report &report) {
 
 static Json sensor_chip() {
   const std::vector<uint8_t> raw = read_i2c(kSensorAddress, 0, 1, 2);
-  return record("degrees", *sensed_degrees(), "register", hex_text(raw));
+  return record("degrees", degrees_in(raw), "register", hex_text(raw));
 }
 
 static Json temperature_of_board(Report &report) {

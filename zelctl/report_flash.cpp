@@ -90,13 +90,13 @@ static void read_chip(Report &report, TarWriter *content, Json &flash) {
   Json unread = Json::array();
   if (content != nullptr) content->begin(kFile, chip_size());
   work_in_pieces("read", 0, chip_size(), "no report was written", [&](uint32_t address, uint32_t length) {
-    Sector sector(length, 0xFF);
+    Sector sector(length, kErased);
     const std::string why = read_sector(address, sector);
     if (why.empty() && address == secrets_at) sector = blank_secrets(sector, report.secrets).region;
     if (why.empty()) {
       figures.add(address, sector);
     } else {
-      std::fill(sector.begin(), sector.end(), uint8_t{0xFF});
+      std::fill(sector.begin(), sector.end(), kErased);
       figures.miss(address);
       add_unread(unread, address, why);
     }

@@ -45,9 +45,12 @@ static Memory read_selected(Report &report, uint32_t port) {
 static Memory read_memory(Report &report, uint32_t port) {
   constexpr int kAttempts = 3;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const size_t noted = report.not_read.size();
     require_port(FW_SfpSel(port), port, "selection of the cage");
     Memory memory = read_selected(report, port);
     if (read_whole_page(port, FW_SFP_MEMORY, kIdentificationText) == memory.identification) return memory;
+    // What this attempt could not read may belong to the other module.
+    report.not_read.erase(report.not_read.begin() + static_cast<std::ptrdiff_t>(noted), report.not_read.end());
   }
   throw Failure{format("port %u: another program keeps selecting other cages", port)};
 }

@@ -6,7 +6,8 @@
 struct Check {
   const char *subsystem;
   Json (*ask)();
-  const char *bad;  // key and value as they are printed; "" = nothing
+  const char *bad_key = nullptr;    // null: nothing in the answer is bad
+  const char *bad_value = nullptr;  // as it is printed
 };
 
 /** Whole degrees: the sensor's first byte. */
@@ -20,25 +21,25 @@ static Json first_phy() { return phy_register(0, 2); }
 static Json cages() { return ports(Signals::OfModules); }
 
 constexpr Check kChecks[] = {
-    {"leds", leds, ""},
-    {"relay", relay, ""},
-    {"flags", flags, ""},
-    {"reset", reset_key, ""},
-    {"watchdog", watchdog, ""},
-    {"debugCmd", first_phy, ""},
-    {"power", power, "alarm yes"},
-    {"i2c-bus", bus_busy, "busy yes"},
-    {"boards", board, ""},
-    {"cages", cages, "tx_fault 1"},
-    {"modules", modules, "checksums wrong"},
-    {"clock", clock_mode, ""},
-    {"temperature", sensor, ""},
-    {"flash-chip", flash_id, "chip unknown"},
-    {"flash-map", flash_regions, ""},
-    {"environment", environment, "state damaged"},
-    {"mac-backup", mac_backup, ""},
-    {"databases", databases, "verdict damaged"},
-    {"identity", identity, ""},
+    {"leds", leds},
+    {"relay", relay},
+    {"flags", flags},
+    {"reset", reset_key},
+    {"watchdog", watchdog},
+    {"debugCmd", first_phy},
+    {"power", power, "alarm", "yes"},
+    {"i2c-bus", bus_busy, "busy", "yes"},
+    {"boards", board},
+    {"cages", cages, "tx_fault", "1"},
+    {"modules", modules, "checksums", "wrong"},
+    {"clock", clock_mode},
+    {"temperature", sensor},
+    {"flash-chip", flash_id, "chip", "unknown"},
+    {"flash-map", flash_regions},
+    {"environment", environment, "state", "damaged"},
+    {"mac-backup", mac_backup},
+    {"databases", databases, "verdict", "damaged"},
+    {"identity", identity},
 };
 
 /** An answer in one line: its plain values, or the number of its rows. */
@@ -53,11 +54,12 @@ static std::string summary(const Json &answer) {
 }
 
 /** The first row of an answer that has the bad value; empty if none has. */
-static std::string bad_row(const Json &answer, const std::string &bad) {
+static std::string bad_row(const Json &answer, const Check &check) {
+  if (check.bad_key == nullptr) return {};
   const Json rows = answer.is_array() ? answer : Json::array({answer});
   for (const Json &row : rows) {
     for (const auto &[key, value] : row.items()) {
-      if (key + " " + cell(key, value) == bad) return summary(row);
+      if (key == check.bad_key && cell(key, value) == check.bad_value) return summary(row);
     }
   }
   return {};
@@ -73,7 +75,7 @@ static Verdict run(const Check &check) {
     const Json answer = check.ask();
     const auto failure = take_postponed();
     if (failure) return {false, failure->what()};
-    const std::string bad = bad_row(answer, check.bad);
+    const std::string bad = bad_row(answer, check);
     if (!bad.empty()) return {false, bad};
     return {true, summary(answer)};
   } catch (const Failure &failure) {

@@ -37,8 +37,15 @@ void *exported(const std::string &name) {
   return dlsym(RTLD_DEFAULT, name.c_str());
 }
 
-/** One argument of a call, with what it points to. */
+/** One argument of a call, with what it points to. Its word may point into it, so it stays where it is. */
 struct Argument {
+  Argument() = default;
+  ~Argument() {
+    if (file >= 0) close(file);
+  }
+  Argument(const Argument &) = delete;
+  Argument &operator=(const Argument &) = delete;
+
   uintptr_t word = 0;
   std::vector<uint8_t> bytes;
   bool points = false;     // to the bytes
@@ -48,8 +55,7 @@ struct Argument {
   int file = -1;
 };
 
-Argument argument_from(const Json &given) {
-  Argument argument;
+void fill_argument(Argument &argument, const Json &given) {
   if (given.is_number()) {
     argument.word = given.get<uintptr_t>();
   } else if (given.contains("bytes")) {
@@ -66,10 +72,9 @@ Argument argument_from(const Json &given) {
   } else if (given.contains("allocates")) {
     argument.allocates = true;
   }
-  return argument;
 }
 
-/** The word that the function gets. It may point into the argument, so the argument must not be moved any more. */
+/** The word that the function gets. */
 uintptr_t word_of(Argument &argument) {
   if (argument.allocates) return reinterpret_cast<uintptr_t>(&argument.allocated);
   if (argument.file >= 0) return static_cast<uintptr_t>(dup(argument.file));  // it may close what it gets
@@ -93,10 +98,10 @@ Json call(const Json &asked) {
   const auto function = reinterpret_cast<Function>(exported(asked.at("call").get<std::string>()));
   const Json &given = asked.at("arguments");
   if (given.size() > kMostArguments) throw Failure{format("arguments: more than %zu", kMostArguments)};
-  std::vector<Argument> arguments;
-  for (const Json &one : given) arguments.push_back(argument_from(one));
+  std::array<Argument, kMostArguments> arguments;
+  for (size_t i = 0; i < given.size(); ++i) fill_argument(arguments[i], given[i]);
   std::array<uintptr_t, kMostArguments> words{};
-  for (size_t i = 0; i < arguments.size(); ++i) words[i] = word_of(arguments[i]);
+  for (size_t i = 0; i < given.size(); ++i) words[i] = word_of(arguments[i]);
 
   const uintptr_t result = function(words[0], words[1], words[2], words[3], words[4], words[5], words[6], words[7]);
   std::fflush(stdout);  // what it printed comes before the answer
@@ -107,12 +112,11 @@ Json call(const Json &asked) {
   answer["result"] = static_cast<uint32_t>(result);
   if (asked.value("text", false)) answer["result"] = reinterpret_cast<const char *>(result);
   answer["arguments"] = Json::array();
-  for (size_t i = 0; i < arguments.size(); ++i) {
+  for (size_t i = 0; i < given.size(); ++i) {
     answer["arguments"].push_back(answer_of(arguments[i]));
     if (arguments[i].file < 0) continue;
     // The duplicate is still the same file unless the function closed it, and nobody opened another meanwhile.
     if (lseek(static_cast<int>(words[i]), 0, SEEK_CUR) >= 0) close(static_cast<int>(words[i]));
-    close(arguments[i].file);
   }
   return answer;
 }

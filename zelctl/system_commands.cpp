@@ -102,7 +102,8 @@ uint8_t power_status() {
 
 bool supply_is_good(uint8_t status, uint32_t supply) {
   constexpr uint8_t kFirstIsGood = 0x40;  // the second supply's bit is the next one
-  return (status & kFirstIsGood << (supply - FW_SUPPLY_FIRST)) != 0;
+  const unsigned good = kFirstIsGood << (supply - FW_SUPPLY_FIRST);
+  return (status & good) != 0;
 }
 
 static uint8_t ask_power(uint32_t (*question)(uint8_t *answer), const char *what) {
