@@ -14,8 +14,8 @@
 namespace zelsim::tool {
 namespace {
 
-void check(bool done, const char *what) {
-  if (!done) throw Failure(std::string(what) + ": " + std::strerror(errno));
+void check(bool done, const std::string &what) {
+  if (!done) throw Failure(what + ": " + std::strerror(errno));
 }
 
 /** Makes these bytes the standard input of the command. */
@@ -44,7 +44,7 @@ Json answer_to(const Json &asked) {
     throw Failure(words[0] + ": not in a batch, whose process it would take");
   if (asked.contains("folder")) {
     auto folder = asked["folder"].get<std::string>();
-    check(chdir(folder.c_str()) == 0, "the folder");
+    check(chdir(folder.c_str()) == 0, "folder: cannot change to '" + folder + "'");
   }
   give_input(asked.value("input", ""));
   Captured printed(stdout);

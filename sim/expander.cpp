@@ -231,16 +231,14 @@ int expander(Board &board, Transfer &transfer) {
   unsigned chip_ports = place.wide ? 2 : 1;
   unsigned registers = kExpanderRegisters * chip_ports;
   transfer.take_pointer(&chip.pointer, registers);
-  unsigned first = chip.pointer % registers;
-  auto kind = static_cast<ExpanderRegister>(first / chip_ports);
   for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned chip_port = (first + i) % chip_ports;
+    ExpanderPort where = expander_register(transfer.address, chip.pointer, i);
     if (transfer.write) {
-      write_value(board, place, {kind, chip_port}, transfer.data[i]);
-    } else if (kind == Input) {
-      transfer.data[i] = input(board, chip, place, chip_port);
+      write_value(board, place, where, transfer.data[i]);
+    } else if (where.kind == Input) {
+      transfer.data[i] = input(board, chip, place, where.port);
     } else {
-      transfer.data[i] = chip.value[kind][chip_port];
+      transfer.data[i] = chip.value[where.kind][where.port];
     }
   }
   return 0;

@@ -36,7 +36,7 @@ std::string name_of_row(const Json &row) { return cell(row.begin().key(), row.fr
 
 // The value that a word leads to: a member of an object, a row of a table, or a place in a list.
 const Json &step(const Json &from, const std::string &word) {
-  if (!from.is_structured()) throw Usage("PATH: '" + word + "' is not in: a value");
+  if (!from.is_structured()) throw Usage("PATH: '" + word + "' is below a value, which has no parts");
   Words names;
   const Json *found = nullptr;
   for (const auto &[name, part] : from.items()) {
@@ -60,7 +60,7 @@ void get_value(const CommandLine &line) {
   if (line.json || value->is_object() || is_table(*value)) {
     print(*value, line.json);
   } else {
-    std::puts(cell(path.back(), *value).c_str());
+    std::fprintf(out, "%s\n", cell(path.back(), *value).c_str());
   }
 }
 

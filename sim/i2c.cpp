@@ -25,7 +25,7 @@ const I2cDevice *device_at(uint8_t address) {
   return nullptr;
 }
 
-int do_transfer(Board &board, const Request &request, uint8_t *record) {
+int answer_transfer(Board &board, const Request &request, uint8_t *record) {
   constexpr uint8_t kMaxOffsetLen = 4;
   Transfer transfer = {};
   transfer.write = !request.fills;
@@ -50,8 +50,8 @@ int refresh_bus(Board &board, const Request &, uint8_t *) {
 
 const Request kI2cRequests[] = {
     gets_pair(0x96, "GetBoardType", "slot type", {offsetof(Board, i2c.slot_type), 1, kSlots}),
-    {0xb0, "BufRead", Shape::Transfer, kFills, "", do_transfer},
-    {0xb1, "BufWrite", Shape::Transfer, kTakes, "", do_transfer},
+    {0xb0, "BufRead", Shape::Transfer, kFills, "", answer_transfer},
+    {0xb1, "BufWrite", Shape::Transfer, kTakes, "", answer_transfer},
     gets_byte(0xb2, "GetBusy", "busy", offsetof(Board, i2c.busy)),
     sets_byte(0xb3, "SetBusy", "busy", offsetof(Board, i2c.busy)),
     {0xb4, "RefreshBus", Shape::None, kTakes, "", refresh_bus},

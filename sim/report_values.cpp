@@ -1,5 +1,6 @@
 #include "report_values.h"
 
+#include <cctype>
 #include <ctime>
 
 namespace zelsim::tool {

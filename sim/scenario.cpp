@@ -68,7 +68,7 @@ int64_t time_of(const std::string &text, int64_t previous_us, const std::string 
 }
 
 /** Does the act, or only checks it. Throws with its place if it fails. */
-void do_act(const TimedAct &act, Perform how) {
+void perform_act(const TimedAct &act, Perform how) {
   Captured printed(stdout);
   Captured output(out);
   Captured errors(stderr);
@@ -117,7 +117,7 @@ std::vector<TimedAct> read_scenario(const std::string &file) {
     int64_t at_us = time_of(words->front(), previous_us, place);
     words->erase(words->begin());
     acts.push_back({at_us, command_in(*words, place), place});
-    do_act(acts.back(), Perform::Check);
+    perform_act(acts.back(), Perform::Check);
     previous_us = at_us;
   }
   return acts;
@@ -151,7 +151,7 @@ void play(const CommandLine &line) {
     // An act is on the scenario's board unless its line names another one.
     bool names_board = std::ranges::find(act.words, "--board") != act.words.end();
     if (!names_board && !line.board.empty()) act.words.insert(act.words.end(), {"--board", line.board});
-    do_act(act, Perform::Do);
+    perform_act(act, Perform::Do);
   }
 }
 

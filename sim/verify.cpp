@@ -98,9 +98,8 @@ Json tolerances_of(const Tolerated &tolerated) {
 }
 
 constexpr char kHint[] =
-    "; the recording was made on this board, which may not be any more as it was before: 'zelsim save' its state "
-    "before "
-    "a recording, and 'zelsim load' it before verify";
+    "; the recording was made on this board, and the board may have changed since: 'zelsim save' its state before a "
+    "recording, and 'zelsim load' it before verify";
 
 }  // namespace
 
