@@ -7,6 +7,8 @@
 namespace zel {
 namespace {
 
+// Registers of a 16-bit expander: 2 and 3 outputs, 6 and 7 directions. Of an 8-bit one: 1 outputs, 3 directions. A
+// direction bit of 1 makes the line an input. Of these expanders, 0x40, 0x42 and 0x4C have 16 bits.
 struct Step {
   uint8_t address;
   uint8_t reg;

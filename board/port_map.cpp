@@ -18,8 +18,8 @@ struct BoardInSlot {
   uint32_t result;
   uint8_t type;
 
-  // A query that fails without an answer leaves the preset type: the slot has no cages. is_copper() does not count it
-  // either.
+  // If a query fails without an answer, the preset type stays: the slot has no cages, and is not counted as a copper
+  // board.
   bool has_cages() const { return type != FW_BOARD_COPPER && result != FW_ABSENT; }
   bool is_copper() const { return type == FW_BOARD_COPPER && result == 0; }
 };
@@ -63,9 +63,9 @@ class Boards {
 
 uint32_t check_cage(uint32_t port) { return check_cage(port, port); }
 
-uint32_t check_cage(uint32_t port, uint32_t part) {
+uint32_t check_cage(uint32_t port, uint32_t low_byte) {
   if (IsSwitchPortExist(port) == 0) return FW_ABSENT;
-  const char *const has_cage = BoardType_Check(FW_CHECK_SFP_PORT, part, nullptr);
+  const char *const has_cage = BoardType_Check(FW_CHECK_SFP_PORT, low_byte, nullptr);
   return has_cage[0] == kNo[0] ? FW_NOT_SFP : 0;
 }
 

@@ -11,7 +11,7 @@ enum class Node : uint8_t { Gpio, I2c, SpiFlash };
 enum class Request : uint32_t {};
 
 constexpr Request on_node(Node node, uint8_t number) {
-  return static_cast<Request>(static_cast<uint8_t>(node) << 8 | number);
+  return static_cast<Request>((static_cast<uint8_t>(node) << 8) | number);
 }
 constexpr Node node_of(Request what) { return static_cast<Node>(static_cast<uint32_t>(what) >> 8); }
 

@@ -1,11 +1,13 @@
 // Where each cage's signals are found, as the hardware manual gives it: expander, register, mask; four ports a line,
 // the first four of a slot and the next four.
 //
-// A slot has two 16-bit expanders, for four cages each, and an 8-bit one for loss of signal. A cage has four bits of an
-// input port and of the output port with the same number: presence, transmit fault, transmit disable, an unused output.
+// A slot has two 16-bit expanders, for four cages each, and an 8-bit one for loss of signal (inputs in register 0). A
+// 16-bit expander has its inputs in registers 0 and 1, its outputs in 2 and 3. Two cages share registers 0 and 2, two
+// share 1 and 3. Each has four bits there: presence (bit 0, in), transmit fault (bit 1, in), transmit disable (bit 2,
+// out), unused (bit 3, out).
 //
-// The main board has 8-bit expanders: 0x7A has presence and loss of signal, 0x76 and 0x78 have transmit fault (input 0)
-// and transmit disable (output 1).
+// The main board has 8-bit expanders, with inputs in register 0 and outputs in register 1. 0x7A has presence and loss
+// of signal, 0x76 and 0x78 have transmit fault and transmit disable.
 #include "zelboard/ports.h"
 
 sfp_signal sfp_presnt[] = {

@@ -1,3 +1,4 @@
+// The byte sum of databases and files, and the read that goes on until its buffer is full.
 #include <errno.h>
 #include <unistd.h>
 
@@ -10,12 +11,12 @@ uint32_t dbChecksum(const void *buffer, uint32_t length) {
   uint32_t sum = 0;
   while (length >= kRun) {
     uint16_t run = 0;
-    for (uint32_t n = 0; n < kRun; ++n) run = static_cast<uint16_t>(run + bytes[n]);
+    for (uint32_t index = 0; index < kRun; ++index) run = static_cast<uint16_t>(run + bytes[index]);
     sum += run;
     bytes += kRun;
     length -= kRun;
   }
-  for (uint32_t n = 0; n < length; ++n) sum += bytes[n];
+  for (uint32_t index = 0; index < length; ++index) sum += bytes[index];
   return sum;
 }
 

@@ -20,27 +20,28 @@ constexpr uint32_t shift(uint32_t crc) {
   return (crc >> 1) ^ kPolynomial;
 }
 
-// Braided CRC: five independent lanes, merged at the end. A long text is taken in blocks of five words. Word n of each
-// block goes to lane n. Each lane has its own register, so no lookup waits for a lookup in another lane.
+// Braided CRC: five independent lanes, merged at the end. A long text is taken in blocks of five words. Each word of a
+// block goes to its own lane. Each lane has its own register, so no lookup waits for a lookup in another lane.
 constexpr uint32_t kLanes = 5;
 constexpr uint32_t kWord = sizeof(uint32_t);
 constexpr uint32_t kBlock = kLanes * kWord;
 static_assert(std::endian::native == std::endian::little);  // byte 0 of a word is its low byte
 
 struct Tables {
-  uint32_t single[256];         // entry n: register n, one byte further
-  uint32_t stride[kWord][256];  // stride[k][n]: byte k of a word was n, and the lane has reached its next word
+  uint32_t single[256];         // [value]: a register with this value, one byte further
+  uint32_t stride[kWord][256];  // [index][value]: a word's byte at this index, when the lane has reached its next word
 };
 
 constexpr Tables derive_tables() {
   Tables tables{};
-  for (uint32_t n = 0; n < 256; ++n) {
-    uint32_t crc = n;
+  for (uint32_t value = 0; value < 256; ++value) {
+    uint32_t crc = value;
     for (uint32_t bytes = 1; bytes <= kBlock; ++bytes) {
       for (int bit = 0; bit < 8; ++bit) crc = shift(crc);
-      if (bytes == 1) tables.single[n] = crc;
-      const uint32_t k = kBlock - bytes;  // byte k of a word is that far from the lane's next word
-      if (k < kWord) tables.stride[k][n] = crc;
+      if (bytes == 1) tables.single[value] = crc;
+      // A byte has this index in its word if the lane's next word begins `bytes` bytes behind it.
+      const uint32_t index = kBlock - bytes;
+      if (index < kWord) tables.stride[index][value] = crc;
     }
   }
   return tables;
@@ -52,25 +53,28 @@ constexpr Tables kTables = derive_tables();
 void publish_table() {
   const std::atomic_ref ready(crc_table_is_init);
   if (ready.load(std::memory_order_acquire) != 0) return;
-  for (uint32_t n = 0; n < 256; ++n) {
-    std::atomic_ref(crc_table[n]).store(kTables.single[n], std::memory_order_relaxed);
+  for (uint32_t index = 0; index < 256; ++index) {
+    std::atomic_ref(crc_table[index]).store(kTables.single[index], std::memory_order_relaxed);
   }
   ready.store(1, std::memory_order_release);
 }
 
-uint32_t word_of(const uint8_t *bytes, uint32_t n) {
+uint32_t word_at(const uint8_t *block, uint32_t lane) {
   uint32_t word = 0;
-  memcpy(&word, bytes + n * sizeof word, sizeof word);
+  memcpy(&word, block + lane * sizeof word, sizeof word);
   return word;
 }
 
-uint32_t stride(uint32_t word) {
-  const auto &byte = kTables.stride;
-  return byte[0][word & 0xFF] ^ byte[1][word >> 8 & 0xFF] ^ byte[2][word >> 16 & 0xFF] ^ byte[3][word >> 24];
+/// The lane's register after a word, when the lane has reached its next word. `word` is combined with the register.
+uint32_t advance_lane(uint32_t word) {
+  const auto &table = kTables.stride;
+  return table[0][word & 0xFF] ^ table[1][(word >> 8) & 0xFF] ^ table[2][(word >> 16) & 0xFF] ^ table[3][word >> 24];
 }
 
 uint32_t bytewise(uint32_t crc, const uint8_t *bytes, uint32_t length) {
-  for (uint32_t n = 0; n < length; ++n) crc = kTables.single[(crc ^ bytes[n]) & 0xFF] ^ (crc >> 8);
+  for (uint32_t index = 0; index < length; ++index) {
+    crc = kTables.single[(crc ^ bytes[index]) & 0xFF] ^ (crc >> 8);
+  }
   return crc;
 }
 
@@ -79,12 +83,12 @@ uint32_t crc_of(uint32_t crc, const uint8_t *bytes, uint32_t length) {
   if (length >= kBlock) {
     uint32_t lanes[kLanes] = {crc};
     while (length >= 2 * kBlock) {
-      for (uint32_t n = 0; n < kLanes; ++n) lanes[n] = stride(lanes[n] ^ word_of(bytes, n));
+      for (uint32_t lane = 0; lane < kLanes; ++lane) lanes[lane] = advance_lane(lanes[lane] ^ word_at(bytes, lane));
       bytes += kBlock;
       length -= kBlock;
     }
     // The last block merges the lanes: a CRC over its bytes, each word combined with its lane's register.
-    for (uint32_t n = 0; n < kLanes; ++n) lanes[n] ^= word_of(bytes, n);
+    for (uint32_t lane = 0; lane < kLanes; ++lane) lanes[lane] ^= word_at(bytes, lane);
     crc = bytewise(0, reinterpret_cast<const uint8_t *>(lanes), kBlock);
     bytes += kBlock;
     length -= kBlock;

@@ -39,7 +39,7 @@ uint32_t repeat(Failures &failures, Step step) {
 }
 
 void store32(uint8_t *bytes, uint32_t word) {
-  for (int n = 0; n < 4; ++n) bytes[n] = static_cast<uint8_t>(word >> 8 * n);
+  for (int index = 0; index < 4; ++index) bytes[index] = static_cast<uint8_t>(word >> (8 * index));
 }
 
 /// Rebuilds the region with the variable set; returns the CRC of its new data area. If the variable finds no room, the
@@ -63,16 +63,16 @@ bool check_passes(uint32_t crc, const char *name, const char *value, uint32_t mo
 uint32_t set_variable(const EnvironmentRegion &region, const char *name, const char *value) {
   Failures failures;
   for (;;) {
-    const uint32_t read = repeat(failures, [&] { return region.read(); });
-    if (read != 0) return read;
+    const uint32_t read_result = repeat(failures, [&] { return region.read(); });
+    if (read_result != 0) return read_result;
     if (!check_passes(region.crc(), name, value, kCheckCrc)) {
       if (failures.add()) return FW_FAIL;
       continue;
     }
     const std::optional<uint32_t> crc = rebuild(region, name, value);
     if (!crc) return FW_FAIL;
-    const uint32_t written = repeat(failures, [&] { return FW_SpiFlashEnvWrite(region.get()); });
-    if (written != 0) return written;
+    const uint32_t write_result = repeat(failures, [&] { return FW_SpiFlashEnvWrite(region.get()); });
+    if (write_result != 0) return write_result;
     if (check_passes(*crc, name, value, kCheckVariable)) return 0;
     if (failures.add()) return FW_FAIL;
   }

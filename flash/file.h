@@ -7,8 +7,9 @@
 
 namespace zel {
 
-/// Neither has a size to work with. The path is asked, because opening a FIFO waits for a writer.
-inline bool is_pipe_or_directory(const char *path) {
+/// Whether the path names a FIFO or a folder: they have no size. Asks by path, because opening a FIFO waits for a
+/// writer.
+inline bool is_fifo_or_folder(const char *path) {
   struct stat status {};
   return stat(path, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISDIR(status.st_mode));
 }

@@ -1,3 +1,4 @@
+// Checks a whole-flash image file by its size and its byte sum.
 #include <stdio.h>
 
 #include "board/request.h"

@@ -25,10 +25,10 @@ uint32_t copy_image(Chip chip, const char *path, const char *complaint, uint32_t
 }  // namespace
 }  // namespace zel
 
-uint32_t FW_FlashCopy(int fd, uint32_t part) { return zel::dispatch(FW_N25Q256A_FlashCopy, fd, part); }
+uint32_t FW_FlashCopy(int fd, uint32_t partition) { return zel::dispatch(FW_N25Q256A_FlashCopy, fd, partition); }
 
-uint32_t FW_CheckCRC(uint32_t part, uint32_t crc, uint32_t length) {
-  return zel::dispatch(FW_N25Q256A_CheckCRC, part, crc, length);
+uint32_t FW_CheckCRC(uint32_t partition, uint32_t crc, uint32_t length) {
+  return zel::dispatch(FW_N25Q256A_CheckCRC, partition, crc, length);
 }
 
 uint32_t FW_FlashCopyAll(const char *path, uint32_t sum) {

@@ -1,3 +1,4 @@
+// The record of chip 0, and the queries of it: starts and lengths of regions, the sector size.
 #include "flash/map.h"
 
 #include "flash/chip.h"

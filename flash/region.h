@@ -25,7 +25,7 @@ struct Region {
 inline constexpr uint8_t kNoSelector = 0;
 inline constexpr uint32_t kToTheTop = 0xFFFFFFFF;
 
-/// By address, the second copies last. Of regions that overlap, the first has the sector.
+/// By address. If regions overlap, the first one in this table gets the sector.
 inline constexpr Region kRegions[] = {
     {"B  ", FW_REGION_BOOTLOADER, FW_FLASH_BOOTLOADER, FW_FLASH_BOOTLOADER_LENGTH, before(FW_FLASH_ENVIRONMENT)},
     {"E  ", FW_REGION_ENVIRONMENT, FW_FLASH_ENVIRONMENT, FW_FLASH_ENVIRONMENT_LENGTH, after_sectors(1)},

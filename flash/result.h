@@ -1,5 +1,5 @@
-// Which results of a flash call count as a failure. For the customise databases it is any result but 0; for the other
-// databases, dump, compare and inspection it is FW_FAIL alone.
+// Which results of an erase count as a failure, for erase_sectors: any result but 0 for the customise databases,
+// FW_FAIL alone for the other databases.
 #pragma once
 
 #include <stdint.h>

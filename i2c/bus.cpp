@@ -1,3 +1,4 @@
+// The I2C driver's bus flag and debug mode, and the SFP functions' delay.
 #include "board/request.h"
 #include "zelboard/i2c.h"
 

@@ -2,7 +2,7 @@
 // offset.
 #include <stddef.h>
 
-#include "i2c/presence.h"
+#include "i2c/alive.h"
 #include "zelboard/i2c.h"
 
 static_assert(sizeof(rtc_record) == 48 && offsetof(rtc_record, tm) == 4);

@@ -1,5 +1,5 @@
 // LM75 temperature sensor.
-#include "i2c/presence.h"
+#include "i2c/alive.h"
 #include "zelboard/i2c.h"
 
 static_assert(sizeof(temp_record) == 4);

@@ -8,7 +8,7 @@ namespace zel {
 inline constexpr uint16_t kSettle = 50;  // ms, before a PHY is used; register functions also wait before the selection
 
 /// A 16-bit register as the PHY sends it, high byte first.
-inline uint16_t register_value(const uint8_t *bytes) { return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]); }
+inline uint16_t register_value(const uint8_t *bytes) { return static_cast<uint16_t>((bytes[0] << 8) | bytes[1]); }
 
 /// Prints `line`, unless it is null, when the bus was busy; returns the result.
 uint32_t note_busy(uint32_t result, const char *line);

@@ -53,9 +53,9 @@ void show_vendor_specific(uint32_t port, const VendorSpecific &bytes) {
   printf("SFP DDM read from SFP %d\n", static_cast<int>(port));
   puts("==============================================");
   puts("Vendor Specific:");
-  for (uint32_t n = 0; n < sizeof bytes; ++n) {
-    printf("[0x%02x] ", bytes[n]);
-    if (n % kDumpColumns == kDumpColumns - 1) putchar('\n');
+  for (uint32_t index = 0; index < sizeof bytes; ++index) {
+    printf("[0x%02x] ", bytes[index]);
+    if (index % kDumpColumns == kDumpColumns - 1) putchar('\n');
   }
 }
 
@@ -123,8 +123,11 @@ uint32_t FW_Get_SFP_Speed(uint32_t port, uint8_t *speed) {
   if (module.code == FW_SFP_UNKNOWN && i2c_debug_mode == 1) puts(module.line);
   if (module.medium != zel::Medium::Copper) return 0;
 
+  constexpr uint32_t kSetSgmii = 1;
+  constexpr uint8_t kSilent = 0;
   zel::CopperState state{};
-  if (const uint32_t failed = zel::bring_copper_up(port, module.line, 1, 0, &state); failed != 0) return failed;
+  const uint32_t bring_up = zel::bring_copper_up(port, module.line, kSetSgmii, kSilent, &state);
+  if (bring_up != 0) return bring_up;
   zel::Text part_number{};
   if (const uint32_t failed = zel::read_field(zel::kPartNumber, &part_number); failed != 0) return failed;
   *speed = zel::copper_class(part_number.names_serdes_only_part()).code;

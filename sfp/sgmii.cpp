@@ -62,6 +62,7 @@ struct PhyCheck {
   const char *line;
 };
 
+/// FW_ABSENT and FW_NOT_SFP of FW_SFP_SGMII_Support count as supported, too: only 0 refuses.
 PhyCheck check_phy(uint32_t port, const uint8_t *phy_id) {
   if (phy_id != nullptr) {
     if (FW_SFP_SGMII_Support(port, phy_id) == 0) return {FW_FAIL, "FW_SFP_SGMII_Support3:FALSE"};

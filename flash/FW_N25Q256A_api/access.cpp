@@ -29,17 +29,19 @@ bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_
   if (piece == 0 || length < piece) return read_at(node, address, length, buffer);
 
   const uint32_t pieces = (length / piece) & kCountMask;
-  for (uint32_t i = 0; i < pieces; ++i) {
-    if (!read_at(node, address + i * piece, piece, buffer + size_t{i} * piece)) return false;
+  for (uint32_t done = 0; done < pieces; ++done) {
+    if (!read_at(node, address + done * piece, piece, buffer + size_t{done} * piece)) return false;
     usleep(kReadPause);
   }
   const uint32_t rest = length % piece;
-  return rest == 0 || read_at(node, address + pieces * piece, rest, buffer + size_t{pieces} * piece);
+  if (rest == 0) return true;
+  return read_at(node, address + pieces * piece, rest, buffer + size_t{pieces} * piece);
 }
 
 uint32_t read_flash(uint32_t address, uint32_t length, uint8_t *buffer) {
   const Descriptor node(open_node(Node::SpiFlash, O_RDONLY));
-  if (!node || !read_span(node, address, length, buffer)) return FW_FAIL;
+  if (!node) return FW_FAIL;
+  if (!read_span(node, address, length, buffer)) return FW_FAIL;
   return 0;
 }
 
@@ -49,7 +51,8 @@ bool program_span(const Descriptor &node, uint32_t address, uint32_t length, con
   do {
     const uint32_t room = page == 0 ? length : page - address % page;
     const uint32_t piece = length < room ? length : room;
-    if (!seek(node, address) || write(node.get(), buffer, piece) < 0) return false;
+    if (!seek(node, address)) return false;
+    if (write(node.get(), buffer, piece) < 0) return false;
     address += piece;
     buffer += piece;
     length -= piece;
@@ -60,7 +63,8 @@ bool program_span(const Descriptor &node, uint32_t address, uint32_t length, con
 uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer) {
   {
     const Descriptor node(open_node(Node::SpiFlash, O_WRONLY));
-    if (!node || !program_span(node, address, length, buffer)) return FW_FAIL;
+    if (!node) return FW_FAIL;
+    if (!program_span(node, address, length, buffer)) return FW_FAIL;
   }
   usleep(kProgramPause);
   return 0;
@@ -71,27 +75,22 @@ uint32_t program_flash(uint32_t address, uint32_t length, const uint8_t *buffer)
 bool erase_sector(uint32_t address, uint32_t *result) {
   {
     const Descriptor node(open_node(Node::SpiFlash));
-    if (!node || !seek(node, address)) return false;
+    if (!node) return false;
+    if (!seek(node, address)) return false;
     *result = send(node, kEraseSector, nullptr);
   }
   usleep(kErasePause);
   return true;
 }
 
-/// Only a success selects the lower segment: a failed read or program leaves the driver where it was.
-uint32_t restored(uint32_t result) {
-  if (result == 0) FW_N25Q256A_SetExtendedLow();
-  return result;
-}
-
 uint32_t erase_all_sectors() {
   const Descriptor node(open_node(Node::SpiFlash));
   if (!node) return FW_FAIL;
   const uint32_t sectors = flash_def[FW_FLASH_SECTORS] & kCountMask;
-  for (uint32_t i = 0; i < sectors; ++i) {
-    if (!seek(node, i * flash_def[FW_FLASH_SECTOR_SIZE])) return FW_FAIL;
+  for (uint32_t sector = 0; sector < sectors; ++sector) {
+    if (!seek(node, sector * flash_def[FW_FLASH_SECTOR_SIZE])) return FW_FAIL;
     const uint32_t result = send(node, kEraseSector, nullptr);
-    if (result == 0) printf("Erase chip [%d] percent\n", static_cast<int>(100 * i / sectors));
+    if (result == 0) printf("Erase chip [%d] percent\n", static_cast<int>(100 * sector / sectors));
     usleep(kChipErasePause);
     if (result != 0) return result;
   }
@@ -101,8 +100,13 @@ uint32_t erase_all_sectors() {
 }  // namespace
 }  // namespace zel
 
+// A read, a program and a chip erase select the lower segment only after a success: a failed one leaves the driver
+// where it was.
+
 uint32_t FW_N25Q256A_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer) {
-  return zel::restored(zel::read_flash(address, length, buffer));
+  const uint32_t result = zel::read_flash(address, length, buffer);
+  if (result == 0) FW_N25Q256A_SetExtendedLow();
+  return result;
 }
 
 uint32_t FW_N25Q256A_FlashRead(uint32_t address, uint32_t length, uint8_t *buffer) {
@@ -110,7 +114,9 @@ uint32_t FW_N25Q256A_FlashRead(uint32_t address, uint32_t length, uint8_t *buffe
 }
 
 uint32_t FW_N25Q256A_WriteFlash(uint32_t address, uint32_t length, const uint8_t *buffer) {
-  return zel::restored(zel::program_flash(address, length, buffer));
+  const uint32_t result = zel::program_flash(address, length, buffer);
+  if (result == 0) FW_N25Q256A_SetExtendedLow();
+  return result;
 }
 
 uint32_t FW_N25Q256A_FlashWrite(uint32_t address, uint32_t length, const uint8_t *buffer) {
@@ -129,4 +135,8 @@ uint32_t FW_N25Q256A_EraseSector(uint32_t address) {
   return result;
 }
 
-uint32_t FW_N25Q256A_ChipErase(void) { return zel::restored(zel::erase_all_sectors()); }
+uint32_t FW_N25Q256A_ChipErase(void) {
+  const uint32_t result = zel::erase_all_sectors();
+  if (result == 0) FW_N25Q256A_SetExtendedLow();
+  return result;
+}

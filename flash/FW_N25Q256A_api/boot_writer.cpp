@@ -30,31 +30,32 @@ void print_progress(uint32_t done, uint32_t steps) {
 /// One byte more than a sector, which no read or write touches: it is always 0.
 size_t buffer_size() { return size_t{flash_def[FW_FLASH_SECTOR_SIZE]} + 1; }
 
-/// Programs `count` bytes of the file, from sector `index` on, to the same sector of the flash. What fread returns is
-/// not looked at: missing bytes are programmed as zeros.
-bool program_sector(const File &file, uint32_t index, uint32_t count, const Buffer &buffer) {
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
+/// Programs `count` bytes of the file, from a sector on, to the same sector of the flash. What fread returns is not
+/// looked at: missing bytes are programmed as zeros.
+bool program_sector(const File &file, uint32_t sector, uint32_t count, const Buffer &buffer) {
+  const uint32_t size_of_sector = flash_def[FW_FLASH_SECTOR_SIZE];
   memset(buffer.get(), 0, buffer_size());
-  fseek(file.get(), static_cast<long>(index) * static_cast<long>(sector), SEEK_SET);
+  fseek(file.get(), static_cast<long>(sector) * static_cast<long>(size_of_sector), SEEK_SET);
   [[maybe_unused]] const size_t got = fread(buffer.get(), 1, count, file.get());
-  return FW_N25Q256A_WriteFlash(flash_def[FW_FLASH_BOOTLOADER] + index * sector, count, buffer.get()) != FW_FAIL;
+  const uint32_t address = flash_def[FW_FLASH_BOOTLOADER] + sector * size_of_sector;
+  return FW_N25Q256A_WriteFlash(address, count, buffer.get()) != FW_FAIL;
 }
 
 bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  const uint32_t whole = (size / sector) & kCountMask;
-  const uint32_t rest = size % sector;
+  const uint32_t size_of_sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t whole = (size / size_of_sector) & kCountMask;
+  const uint32_t rest = size % size_of_sector;
   const uint32_t erases = boot_erase_count();
   const uint32_t partial_sectors = rest != 0 ? 1 : 0;
   const uint32_t steps = (erases + whole + partial_sectors) & kCountMask;
 
-  for (uint32_t i = 0; i < erases; ++i) {
-    if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_BOOTLOADER] + i * sector) == FW_FAIL) return false;
-    print_progress(i, steps);
+  for (uint32_t erase = 0; erase < erases; ++erase) {
+    if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_BOOTLOADER] + erase * size_of_sector) == FW_FAIL) return false;
+    print_progress(erase, steps);
   }
-  for (uint32_t i = 0; i < whole; ++i) {
-    if (!program_sector(file, i, sector, buffer)) return false;
-    print_progress(i + erases, steps);
+  for (uint32_t sector = 0; sector < whole; ++sector) {
+    if (!program_sector(file, sector, size_of_sector, buffer)) return false;
+    print_progress(erases + sector, steps);
   }
   // A file of whole sectors gets no last line.
   if (rest != 0) {
@@ -67,7 +68,7 @@ bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
 uint32_t write_boot_file(const char *path) {
   File file;  // closed after the buffer is released
   const Buffer buffer = make_buffer(buffer_size());
-  if (is_pipe_or_directory(path)) return FW_FAIL;
+  if (is_fifo_or_folder(path)) return FW_FAIL;
   file.reset(fopen(path, "r"));
   if (!file) {
     if (debugging()) printf("Open Boot file [%s] fail\n", path);
@@ -75,7 +76,8 @@ uint32_t write_boot_file(const char *path) {
   }
   if (!buffer || flash_def[FW_FLASH_SECTOR_SIZE] == 0) return FW_FAIL;
   const std::optional<uint32_t> size = size_of(file);
-  if (!size || !write_boot(file, *size, buffer)) return FW_FAIL;
+  if (!size) return FW_FAIL;
+  if (!write_boot(file, *size, buffer)) return FW_FAIL;
   return 0;
 }
 

@@ -24,7 +24,7 @@ std::optional<uint32_t> accepted_size(const Descriptor &file) {
 
 /// A FIFO or a folder counts as a file that does not open.
 int open_file(const char *path) {
-  if (is_pipe_or_directory(path)) return -1;
+  if (is_fifo_or_folder(path)) return -1;
   return open(path, O_RDONLY);
 }
 
@@ -45,7 +45,7 @@ uint32_t store_file(const char *path, uint32_t base) {
     if (debugging()) printf("read <%s> error ...\n", path);
     return FW_FAIL;
   }
-  if (is_not_zero(FW_N25Q256A_WriteFlash(base, static_cast<uint32_t>(count), content.get()))) {
+  if (FW_N25Q256A_WriteFlash(base, static_cast<uint32_t>(count), content.get()) != 0) {
     if (debugging()) printf("(%s-%d) error\n", kModule, __LINE__);
     return FW_FAIL;
   }

@@ -21,8 +21,8 @@ inline Buffer allocate(uint32_t length, uint32_t limit) {
 /// Erases sectors from `start` on. Stops at the first result for which `failed` returns true, and returns false.
 template <typename Failed>
 bool erase_sectors(uint32_t start, uint32_t count, Failed failed) {
-  for (uint32_t n = 0; n < count; ++n) {
-    if (failed(FW_N25Q256A_SectorErase(start + n * flash_def[FW_FLASH_SECTOR_SIZE]))) return false;
+  for (uint32_t sector = 0; sector < count; ++sector) {
+    if (failed(FW_N25Q256A_SectorErase(start + sector * flash_def[FW_FLASH_SECTOR_SIZE]))) return false;
   }
   return true;
 }

@@ -6,7 +6,6 @@
 #include "flash/FW_N25Q256A_api/split.h"
 #include "flash/buffer.h"
 #include "flash/debugging.h"
-#include "flash/result.h"
 #include "zelboard/content.h"
 
 namespace zel {
@@ -15,22 +14,22 @@ namespace {
 constexpr useconds_t kSectorPause = 1;
 constexpr mode_t kFileMode = 0644;
 
-bool dump_sectors(const Part &part, const Descriptor &file, const Buffer &buffer) {
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  for (uint32_t k = 0; k < part.count; ++k) {
-    memset(buffer.get(), 0, sector);
-    if (is_fw_fail(FW_N25Q256A_ReadFlash((part.first + k) * sector, sector, buffer.get()))) return false;
-    printf("Dump flash image file [%d] percent\n", static_cast<int>(k * 100 / part.count));
+bool dump_sectors(const SectorRange &range, const Descriptor &file, const Buffer &buffer) {
+  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE];
+  for (uint32_t done = 0; done < range.count; ++done) {
+    memset(buffer.get(), 0, size);
+    if (FW_N25Q256A_ReadFlash((range.first + done) * size, size, buffer.get()) == FW_FAIL) return false;
+    printf("Dump flash image file [%d] percent\n", static_cast<int>(done * 100 / range.count));
     usleep(kSectorPause);
     // A file that comes out short fails the compare.
-    [[maybe_unused]] const ssize_t appended = write(file.get(), buffer.get(), sector);
+    [[maybe_unused]] const ssize_t appended = write(file.get(), buffer.get(), size);
   }
   return true;
 }
 
 bool dump_part(const char *path, uint32_t number, uint32_t total) {
-  // Order of ending. After a failure: buffer, file, device, the reverse of these lines. After a success: buffer,
-  // device, file.
+  // A failure ends them in the reverse order: buffer, file, device. A success ends buffer, device, file: see the two
+  // reset() below.
   Descriptor device(-1);
   Descriptor file(-1);
   Buffer buffer = make_buffer(flash_def[FW_FLASH_SECTOR_SIZE]);
@@ -41,11 +40,11 @@ bool dump_part(const char *path, uint32_t number, uint32_t total) {
   file.reset(open(path, O_WRONLY | O_CREAT | O_TRUNC, kFileMode));
   if (!file) return false;
 
-  const Part part = part_of(number, total);
+  const SectorRange range = sectors_of_part(number, total);
   // Programs look for these texts: the spelling stays.
-  printf("start_sector=%d total_secotr=%d\n", static_cast<int>(part.first), static_cast<int>(part.count));
+  printf("start_sector=%d total_secotr=%d\n", static_cast<int>(range.first), static_cast<int>(range.count));
   printf("Start Dump flash %d of %d\n", static_cast<int>(number), static_cast<int>(total));
-  if (!dump_sectors(part, file, buffer)) return false;
+  if (!dump_sectors(range, file, buffer)) return false;
   puts("Dump Finish");
   buffer.reset();
   device.reset();

@@ -8,7 +8,6 @@
 #include "flash/debugging.h"
 #include "flash/file.h"
 #include "flash/guard.h"
-#include "flash/result.h"
 #include "zelboard/content.h"
 
 namespace zel {
@@ -24,14 +23,14 @@ struct Range {
 
 Range range_of(uint32_t number, uint32_t total) {
   if (number == FW_COMPARE_WHOLE) return {flash_def[FW_FLASH_BOOTLOADER], whole_flash()};
-  const Part part = part_of(number, total);
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  return {part.first * sector, uint64_t{part.count} * sector};
+  const SectorRange sectors = sectors_of_part(number, total);
+  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE];
+  return {sectors.first * size, uint64_t{sectors.count} * size};
 }
 
 bool spot_equals(uint32_t address, const uint8_t *bytes, uint32_t count) {
   uint8_t spot[kSpot] = {};
-  if (is_fw_fail(FW_N25Q256A_ReadFlash(address, sizeof spot, spot))) return false;
+  if (FW_N25Q256A_ReadFlash(address, sizeof spot, spot) == FW_FAIL) return false;
   return memcmp(spot, bytes, count) == 0;
 }
 
@@ -39,9 +38,9 @@ bool spot_check(const Descriptor &file, uint32_t address, const Buffer &piece) {
   const uint32_t size = flash_def[FW_FLASH_COPY_PIECE];
   if (size < kSpot || size > INT32_MAX) return false;
   for (;;) {
-    const int32_t read = readFully(file.get(), piece.get(), static_cast<int32_t>(size));
-    if (read <= 0) return read == 0;
-    const auto count = static_cast<uint32_t>(read);
+    const int32_t count_or_error = readFully(file.get(), piece.get(), static_cast<int32_t>(size));
+    if (count_or_error <= 0) return count_or_error == 0;
+    const auto count = static_cast<uint32_t>(count_or_error);
     const uint32_t first = count < kSpot ? count : kSpot;
     if (!spot_equals(address, piece.get(), first)) return false;
     if (count < size) return false;  // a short last piece has no bytes for the second spot: a difference

@@ -24,7 +24,7 @@ uint32_t store_blob(const uint8_t *data, uint32_t length, uint32_t partition) {
   const std::optional<uint32_t> base = partition_base(FW_FLASH_GEN_DATABASE_1, partition);
   if (!base) return fail_partition_number();
   if (!erase_sectors(*base, erase_count(length), is_fw_fail)) return fail("FW_WriteGenDatabase erase sector fail");
-  if (is_fw_fail(FW_N25Q256A_WriteFlash(*base, length, copy.get()))) {
+  if (FW_N25Q256A_WriteFlash(*base, length, copy.get()) == FW_FAIL) {
     return fail("FW_WriteGenDatabase write data fail");
   }
   uint32_t checksum = dbChecksum(copy.get(), length);
@@ -41,14 +41,14 @@ uint32_t FW_N25Q256A_ReadGenDatabase(uint8_t **data, uint32_t *length, uint32_t 
   uint32_t stored = 0;
   uint32_t checksum = 0;
   const uint32_t mode = partition == 1 ? FW_TABLE_READ_GEN_1 : FW_TABLE_READ_GEN_2;
-  if (zel::is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, mode))) return FW_FAIL;
+  if (FW_N25Q256A_PartitionInfo(&stored, &checksum, mode) == FW_FAIL) return FW_FAIL;
   // Programs look for these texts: the spelling stays.
   if (stored == 0) return zel::fail(partition == 1 ? "Config database 1 is emtpy" : "config database 2 is emtpy");
   *length = stored;
   zel::Buffer blob = zel::allocate(stored, flash_def[FW_FLASH_GEN_LIMIT]);
   if (!blob) return FW_FAIL;
   *data = nullptr;
-  if (zel::is_fw_fail(FW_N25Q256A_ReadFlash(*base, stored, blob.get()))) return FW_FAIL;
+  if (FW_N25Q256A_ReadFlash(*base, stored, blob.get()) == FW_FAIL) return FW_FAIL;
   if (dbChecksum(blob.get(), stored) != checksum) return FW_FAIL;
   FW_N25Q256A_SetExtendedLow();
   *data = blob.release();

@@ -22,7 +22,7 @@ struct Record {
   Name names[kVariants];  // the last byte of each is never written
   char carried_over1[10];
   char description_marker[12];
-  char description[kDescriptionLength + 1];  // so is the last byte here
+  char description[kDescriptionLength + 1];  // its last byte is never written
   char carried_over2[4];
   uint8_t power_mode;
 };

@@ -28,14 +28,14 @@ constexpr CopyTexts kBootTexts{
 /// What differs between the copies.
 struct CopyStyle {
   CopyTexts texts;
-  useconds_t pause;   // after a piece
-  bool dots;          // one for an erase, one for a write
-  uint32_t left_out;  // in debug mode this piece is only erased, so that the verification can be seen to fail; 0 = none
+  useconds_t pause;        // after a piece
+  bool dots;               // one for an erase, one for a write
+  uint32_t skipped_piece;  // in debug mode only erased, so that the verification can be seen to fail; 0 = none
 };
 
-constexpr CopyStyle kPartitionStyle{.texts = kImageTexts, .pause = 10000, .dots = true, .left_out = 4};
-constexpr CopyStyle kWholeStyle{.texts = kImageTexts, .pause = 2000, .dots = false, .left_out = 0};
-constexpr CopyStyle kBootStyle{.texts = kBootTexts, .pause = 2000, .dots = false, .left_out = 0};
+constexpr CopyStyle kPartitionStyle{.texts = kImageTexts, .pause = 10000, .dots = true, .skipped_piece = 4};
+constexpr CopyStyle kWholeStyle{.texts = kImageTexts, .pause = 2000, .dots = false, .skipped_piece = 0};
+constexpr CopyStyle kBootStyle{.texts = kBootTexts, .pause = 2000, .dots = false, .skipped_piece = 0};
 
 constexpr int kWhole = 0;  // printed where the copy of a partition prints its number
 
@@ -77,9 +77,10 @@ std::optional<Written> program_file(const Descriptor &file, uint32_t base, const
     written.crc = FW_crc321(written.crc, piece.get(), bytes);
     written.total += bytes;
     if (debugging()) ++debug_count;
-    const bool left_out = debugging() && debug_count == style.left_out;
+    const bool is_skipped = debugging() && debug_count == style.skipped_piece;
     if (!erase_piece(address, style)) return std::nullopt;
-    if (!left_out && !program_piece(address, bytes, piece, style)) return std::nullopt;
+    if (is_skipped) continue;
+    if (!program_piece(address, bytes, piece, style)) return std::nullopt;
   }
   if (debugging()) printf(style.texts.written, static_cast<int>(written.total), written.crc);
   return written;
@@ -93,7 +94,7 @@ void print_with_time(const char *format, Numbers... numbers) {
   if (local != nullptr) printf(format, numbers..., local->tm_hour, local->tm_min, local->tm_sec);
 }
 
-uint32_t copy_partition(int fd, uint32_t part) {
+uint32_t copy_partition(int fd, uint32_t partition) {
   if (flash_writes_refused()) {
     close(fd);
     return FW_REFUSED;
@@ -101,13 +102,13 @@ uint32_t copy_partition(int fd, uint32_t part) {
   const FlashAccessFlag raised;  // comes down once the file is closed
   const Descriptor file(fd);
   const Buffer piece = make_buffer(flash_def[FW_FLASH_COPY_PIECE]);
-  const std::optional<uint32_t> base = partition_base(FW_FLASH_IMAGE_1, part);
+  const std::optional<uint32_t> base = partition_base(FW_FLASH_IMAGE_1, partition);
   if (!base) return fail_partition_number();
-  printf("Program...%d\n", static_cast<int>(part));
+  printf("Program...%d\n", static_cast<int>(partition));
   const std::optional<Written> written = program_file(file, *base, piece, kPartitionStyle);
   if (!written) return FW_REFUSED;
-  printf("\nVerify...%d\n", static_cast<int>(part));
-  if (FW_N25Q256A_CheckCRC(part, written->crc, written->total) != 0) {
+  printf("\nVerify...%d\n", static_cast<int>(partition));
+  if (FW_N25Q256A_CheckCRC(partition, written->crc, written->total) != 0) {
     note(kPartitionStyle.texts.verify_failed);
     return FW_REFUSED;
   }
@@ -141,7 +142,7 @@ uint32_t copy_from_zero(int fd, const CopyStyle &style, const char *complete) {
 }  // namespace
 }  // namespace zel
 
-uint32_t FW_N25Q256A_FlashCopy(int fd, uint32_t part) { return zel::copy_partition(fd, part); }
+uint32_t FW_N25Q256A_FlashCopy(int fd, uint32_t partition) { return zel::copy_partition(fd, partition); }
 
 uint32_t FW_N25Q256A_FlashCopyAll(int fd) {
   return zel::copy_from_zero(fd, zel::kWholeStyle, "\nUpdate Image Complete...(%d:%d:%d)\n");

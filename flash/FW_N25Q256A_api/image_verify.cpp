@@ -51,8 +51,8 @@ uint32_t check_crc(std::optional<uint32_t> base, uint32_t crc, uint32_t length) 
 }  // namespace
 }  // namespace zel
 
-uint32_t FW_N25Q256A_CheckCRC(uint32_t part, uint32_t crc, uint32_t length) {
-  return zel::check_crc(zel::partition_base(FW_FLASH_IMAGE_1, part), crc, length);
+uint32_t FW_N25Q256A_CheckCRC(uint32_t partition, uint32_t crc, uint32_t length) {
+  return zel::check_crc(zel::partition_base(FW_FLASH_IMAGE_1, partition), crc, length);
 }
 
 uint32_t FW_N25Q256A_CheckCRCAll(uint32_t crc, uint32_t length) {

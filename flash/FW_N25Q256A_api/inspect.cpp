@@ -5,13 +5,13 @@
 #include "board/request.h"
 #include "flash/buffer.h"
 #include "flash/region.h"
-#include "flash/result.h"
 #include "zelboard/content.h"
 
 namespace zel {
 namespace {
 
-constexpr uint32_t kColumns = 16;  // sectors in a row of the map, bytes in a line of the hex table
+constexpr uint32_t kSectorsInRow = 16;  // of the map
+constexpr uint32_t kBytesInLine = 16;   // of the hex table
 constexpr useconds_t kLinePause = 1;
 constexpr char kErased[] = "__ ";
 constexpr char kUnused[] = "U  ";
@@ -35,29 +35,29 @@ bool print_cell(uint32_t sector) {
                                          0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
   const uint32_t address = sector * flash_def[FW_FLASH_SECTOR_SIZE];
   uint8_t start[sizeof kBlank] = {};
-  if (is_fw_fail(FW_N25Q256A_ReadFlash(address, sizeof start, start))) return false;
+  if (FW_N25Q256A_ReadFlash(address, sizeof start, start) == FW_FAIL) return false;
   const bool erased = memcmp(start, kBlank, sizeof start) == 0;
   printf("%s", erased ? kErased : region_code(address));
   return true;
 }
 
 void print_sector(const Buffer &bytes, uint32_t size) {
-  for (uint32_t line = 0; line < size; line += kColumns) {
+  for (uint32_t line = 0; line < size; line += kBytesInLine) {
     printf("0x%08x:[", line);
-    for (uint32_t n = 0; n < kColumns; ++n) printf("0x%02x ", bytes.get()[line + n]);
+    for (uint32_t column = 0; column < kBytesInLine; ++column) printf("0x%02x ", bytes.get()[line + column]);
     puts("]");
     usleep(kLinePause);
   }
 }
 
 bool show_sector(uint32_t address) {
-  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE] / kColumns * kColumns;
+  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE] / kBytesInLine * kBytesInLine;
   Descriptor device(-1);  // closed after the buffer is released
   const Buffer bytes = zeroed_buffer(size);
   if (!bytes) return false;
   device.reset(open_node(Node::SpiFlash, O_RDONLY));  // held open, though the read opens the node itself
   if (!device) return false;
-  if (is_fw_fail(FW_N25Q256A_ReadFlash(address, size, bytes.get()))) return false;
+  if (FW_N25Q256A_ReadFlash(address, size, bytes.get()) == FW_FAIL) return false;
   printf("Read Address:0x%08x\n", address);
   print_sector(bytes, size);
   return true;
@@ -69,10 +69,10 @@ bool show_sector(uint32_t address) {
 uint32_t FW_N25Q256A_CheckSector(void) {
   puts("\n  |0  1  2  3  4  5  6  7  8  9  A  B  C  D  E  F  ");
   puts("--|------------------------------------------------");
-  for (uint32_t row = 0; row < flash_def[FW_FLASH_SECTORS] / zel::kColumns; ++row) {
+  for (uint32_t row = 0; row < flash_def[FW_FLASH_SECTORS] / zel::kSectorsInRow; ++row) {
     printf("%02x|", row);
-    for (uint32_t column = 0; column < zel::kColumns; ++column) {
-      if (!zel::print_cell(row * zel::kColumns + column)) return FW_FAIL;
+    for (uint32_t column = 0; column < zel::kSectorsInRow; ++column) {
+      if (!zel::print_cell(row * zel::kSectorsInRow + column)) return FW_FAIL;
     }
     putchar('\n');
   }

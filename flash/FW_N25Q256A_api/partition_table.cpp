@@ -38,7 +38,10 @@ constexpr SlotTexts kTexts[kSlotCount] = {
 void show(const char *title, const Table &table) {
   if (!debugging()) return;
   puts(title);
-  for (uint32_t n = 0; n < kSlotCount; ++n) printf(kTexts[n].line, table.slots[n].length, table.slots[n].checksum);
+  for (uint32_t index = 0; index < kSlotCount; ++index) {
+    const TableSlot &slot = table.slots[index];
+    printf(kTexts[index].line, slot.length, slot.checksum);
+  }
 }
 
 /// Turns slots that were never written into empty ones; true when there was any.
@@ -65,9 +68,8 @@ bool write_back(Table &table) {
 
 uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_t mode) {
   zel::Table table{};
-  const uint32_t read =
-      FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_PARTITION_TABLE], sizeof table, reinterpret_cast<uint8_t *>(&table));
-  if (read == FW_FAIL) return FW_FAIL;
+  auto *const bytes = reinterpret_cast<uint8_t *>(&table);
+  if (FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_PARTITION_TABLE], sizeof table, bytes) == FW_FAIL) return FW_FAIL;
   zel::show("\nFW_PartitionInfo read", table);
   const bool any_blank = zel::fill_blank_slots(table);
 
@@ -84,7 +86,9 @@ uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_
     *checksum = slot.checksum;
   }
 
-  if ((writes || any_blank) && !zel::write_back(table)) return FW_FAIL;
+  if (writes || any_blank) {
+    if (!zel::write_back(table)) return FW_FAIL;
+  }
   // Callers rely on it: a read fails if any slot of the table was blank, also another one.
   if (reads && any_blank) return zel::fail(zel::kTexts[index].empty);
   return 0;

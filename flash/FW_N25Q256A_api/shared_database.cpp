@@ -17,7 +17,7 @@ uint32_t fail_at(int line) {
 uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
   uint32_t stored = 0;
   uint32_t checksum = 0;
-  if (is_fw_fail(FW_N25Q256A_PartitionInfo(&stored, &checksum, FW_TABLE_READ_SHARED))) {
+  if (FW_N25Q256A_PartitionInfo(&stored, &checksum, FW_TABLE_READ_SHARED) == FW_FAIL) {
     return fail_at(__LINE__);
   }
   // Programs look for these texts: the spelling stays.
@@ -28,7 +28,7 @@ uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
     if (reading == Reading::Strict) note("FW_ReadSharedDatabase() shareData is NULL");
     return FW_FAIL;
   }
-  if (is_fw_fail(FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_SHARED_DATABASE], stored, blob.get()))) {
+  if (FW_N25Q256A_ReadFlash(flash_def[FW_FLASH_SHARED_DATABASE], stored, blob.get()) == FW_FAIL) {
     return fail("FW_ReadSharedDatabase() FW_ReadFlash fail");
   }
   if (dbChecksum(blob.get(), stored) != checksum) {
@@ -42,9 +42,9 @@ uint32_t load_shared(uint8_t **data, uint32_t *length, Reading reading) {
 
 uint32_t store_shared(const uint8_t *data, uint32_t length) {
   const uint32_t base = flash_def[FW_FLASH_SHARED_DATABASE];
-  if (!erase_sectors(base, sectors_in(flash_def[FW_FLASH_SHARED_DATABASE_LENGTH]), is_fw_fail))
-    return fail_at(__LINE__);
-  if (is_fw_fail(FW_N25Q256A_WriteFlash(base, length, data))) return fail_at(__LINE__);
+  const uint32_t sectors = sectors_in(flash_def[FW_FLASH_SHARED_DATABASE_LENGTH]);
+  if (!erase_sectors(base, sectors, is_fw_fail)) return fail_at(__LINE__);
+  if (FW_N25Q256A_WriteFlash(base, length, data) == FW_FAIL) return fail_at(__LINE__);
   uint32_t checksum = dbChecksum(data, length);
   return FW_N25Q256A_PartitionInfo(&length, &checksum, FW_TABLE_WRITE_SHARED);
 }

@@ -1,4 +1,4 @@
-// The presence check of clock and temperature sensor, whose alive flags and records the I2C driver holds.
+// The alive check of clock and temperature sensor. The I2C driver holds their alive flags and their records.
 #pragma once
 
 #include "board/request.h"
