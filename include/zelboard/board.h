@@ -299,7 +299,7 @@ ZEL_API uint32_t FW_GetPowerMode(uint8_t *mode);
  *  expected if the boot environment declares two; if it declares nothing, the driver's status byte decides. Asks the
  *  driver first, then the boot environment: slow, and with the side effects of FW_GetPowerMode.
  *  @param alarm  out: 1 = alarm, 0 = none. Untouched if the node does not open; the environment is then not read. If
- *                the request fails, the alarm is decided from what it left, 0 where the driver wrote nothing
+ *                the request fails, the byte that the driver left decides: 0 if it wrote nothing
  *  @return the request's result, or FW_FAIL (node). Thread-safe: no (boot environment table). */
 ZEL_API uint32_t FW_GetPowerAlarm(uint8_t *alarm);
 /** @} */

@@ -32,9 +32,9 @@ ZEL_BEGIN_DECLS
 #define FW_TABLE_WRITE_GEN_1 2u       /**< writes it */
 #define FW_TABLE_READ_GEN_2 3u        /**< reads the slot of Gen database 2 */
 #define FW_TABLE_WRITE_GEN_2 4u       /**< writes it */
-#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< reads the slot of customise database 1, which its own functions do not use */
+#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< reads the slot of customise database 1; the database's functions do not */
 #define FW_TABLE_WRITE_CUSTOMIZE_1 6u /**< writes it */
-#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< reads the slot of customise database 2, which its own functions do not use */
+#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< reads the slot of customise database 2; the database's functions do not */
 #define FW_TABLE_WRITE_CUSTOMIZE_2 8u /**< writes it */
 #define FW_TABLE_READ_SHARED 9u       /**< reads the slot of the shared database */
 #define FW_TABLE_WRITE_SHARED 10u     /**< writes it */
@@ -49,7 +49,7 @@ ZEL_BEGIN_DECLS
  *  does not set the flash-access flag.
  *  @param length    in (write modes) or out (read modes): stored length in bytes, 0 = no database. Untouched if the
  *                   table cannot be read, but written also if the read mode then fails for another reason
- *  @param checksum  in (write modes) or out (read modes): byte sum of the stored bytes; written when `length` is
+ *  @param checksum  in (write modes) or out (read modes): byte sum of the stored bytes; written together with `length`
  *  @param mode      FW_TABLE_..., odd = read, even = write; any other exchanges nothing
  *  @return 0; FW_FAIL, also if a read mode finds a blank slot anywhere in the table */
 ZEL_API uint32_t FW_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_t mode);
@@ -140,9 +140,9 @@ ZEL_API uint32_t FW_N25Q256A_WriteSharedDatabase(const uint8_t *data, uint32_t l
 
 /** Returns the model name: the custom name of the fitted board variant and the suffix of the power mode (-AD, -AC2,
  *  -DC2, -DC1 or -AC1). Without a custom name the variant's default name counts: KV540R-28SFP, -20SFP, -12SFP or
- *  -04SFP, by the number of SFP ports. Without a power mode the suffix is -AD. Slow: reads the board types, by six
- *  requests, and the power mode (FW_GetPowerMode, which overwrites `env_data`). Thread-safe: no (boot environment
- *  table).
+ *  -04SFP, by the number of SFP ports. If the power mode cannot be read because the GPIO node does not open, the suffix
+ *  is -AD. Slow: reads the board types, by six requests, and the power mode (FW_GetPowerMode, which overwrites
+ *  `env_data`). Thread-safe: no (boot environment table).
  *  @param name  out: at least FW_MODEL_SIZE bytes; the name is NUL-terminated. Untouched if a read fails
  *  @return 0, or the failed read's result */
 ZEL_API uint32_t FW_SpiFlash_GetCustomName(char *name);
@@ -167,7 +167,7 @@ ZEL_API uint32_t FW_SpiFlash_GetCustomPwrMode(uint8_t *mode);
 /** @copydoc FW_SpiFlash_GetCustomPwrMode */
 ZEL_API uint32_t FW_N25Q256A_GetCustomPwrMode(uint8_t *mode);
 
-/** Stores a name for the fitted board variant, which six requests find out.
+/** Stores a name for the fitted board variant. Six requests find out the variant.
  *  @param name  the first 31 characters count; an empty name brings the default name back
  *  @return 0, or the failed flash call's result */
 ZEL_API uint32_t FW_SpiFlash_SetCustomName(const char *name);
@@ -201,13 +201,13 @@ ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
 
 #define FW_COMPARE_WHOLE 255u /**< part number of FW_N25Q256A_DumpComp: the whole flash, from address 0 */
 
-/** Dumps the flash, or one part of it, into a file and compares the file with the flash; the driver's debug mode is set
- *  meanwhile, `spiflash_debug_mode` is not. Prints progress. Pauses 1 us for each sector. The compare is
- *  FW_N25Q256A_DumpComp.
+/** Dumps the flash, or one part of it, into a file and compares the file with the flash (FW_N25Q256A_DumpComp). Prints
+ *  progress. Pauses 1 us for each sector. While it runs the driver's debug mode is on; `spiflash_debug_mode` does not
+ *  change.
  *  @param path   file, created (mode 0644) or emptied before the first sector is read. If it cannot take all bytes, the
  *                compare fails
- *  @param part   1 to total; any other: 0xFFFFFFFF and a line, no file opened. FW_DumpFlash has asked for the chip and
- *                set and cleared the debug mode then, too
+ *  @param part   1 to total; any other: 0xFFFFFFFF and a line, no file opened. FW_DumpFlash asks for the chip before
+ *                that, and sets and clears the debug mode all the same
  *  @param total  number of parts, 1 to 512. Above that a part is empty, and the compare fails
  *  @return 0; FW_FAIL (chip, node, file, read, compare); 0xFFFFFFFF (part). The compare also fails if the diagnostic
  *          and the no-operation flag are both set, and for part 255 of a split dump; the file stays */
@@ -223,8 +223,8 @@ ZEL_API uint32_t FW_N25Q256A_DumpFlash(const char *path, uint32_t part, uint32_t
  *  @param part   1 to total, or FW_COMPARE_WHOLE = the whole flash, whatever `total` is. So part 255 of a split dump
  *                cannot be compared. Any other: FW_FAIL, nothing opened
  *  @param total  number of parts, as FW_DumpFlash
- *  @return 0 for a file without differences and with exactly the size of the part, or of the whole flash (0x2000000
- *          bytes); FW_FAIL; 0xFFFFFFFF (the file does not open, or the flags refuse it) */
+ *  @return 0 for a file without differences whose size is exactly the part's size, with FW_COMPARE_WHOLE 0x2000000
+ *          bytes; FW_FAIL; 0xFFFFFFFF (the file does not open, or the flags refuse it) */
 ZEL_API uint32_t FW_N25Q256A_DumpComp(const char *path, uint32_t part, uint32_t total);
 /** Prints a map of the flash's sectors, 16 in a row, and a legend. A sector whose first 16 bytes are erased is "__";
  *  any other has the code of its region. If a sector cannot be read, the map ends there.

@@ -5,10 +5,10 @@
  *  Unless a function says otherwise, it returns 0 on success, and FW_FAIL if the node does not open or a transfer
  *  fails. It is thread-safe, but nothing keeps two callers from writing the same sector. Pointers must not be null.
  *
- *  The functions FW_... and FW_SpiFlash_... are fronts: they ask the driver which chip is fitted. For chip 0, the
- *  N25Q256A, they call a FW_N25Q256A function, which does the work and asks nothing. For any other chip they return
- *  FW_FAIL and do nothing, unless a function says otherwise. Driver controls and checksums are not fronts: they work
- *  with any chip.
+ *  A function FW_... without N25Q256A in its name is a front: it asks the driver which chip is fitted. For chip 0, the
+ *  N25Q256A, it calls a FW_N25Q256A function, which does the work and asks nothing. For any other chip it returns
+ *  FW_FAIL and does nothing, unless the function says otherwise. Driver controls and checksums are not fronts: they
+ *  work with any chip.
  *
  *  Addresses are byte offsets on the chip, 0 to 0x1FFFFFF. Addresses and lengths are not checked against the chip's
  *  size; the driver answers for what lies beyond it. "Debug mode" means that spiflash_debug_mode is 1. Each function
@@ -68,9 +68,9 @@ ZEL_API uint32_t FW_N25Q256A_SetExtendedLow(void);
  *  last pause is left out; a failed erase pauses all the same. These functions do not look at the diagnostic flags and
  *  do not set the flash-access flag.
  *
- *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: a read or program
- *  after a success, a sector erase after each erase request, also a failed one. FW_N25Q256A_FlashRead,
- *  FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
+ *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: a read, a program and
+ *  a chip erase after a success; a sector erase after each erase request, also after a failed one.
+ *  FW_N25Q256A_FlashRead, FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
  *  @{ */
 
 /** Reads bytes of the flash.
@@ -305,7 +305,8 @@ ZEL_API uint8_t check_env_crc(uint32_t crc, const char *name, const char *value,
  *  counts as a failure.
  *
  *  If a new variable finds no room, because all 200 slots are used or the area is full, the region is written ten times
- *  as it was before the call fails. If the power fails during a write, the region is left erased or partly written.
+ *  with its old variables; then the call fails. If the power fails during a write, the region is left erased or partly
+ *  written.
  *
  *  If all three reads of a check fail, the check counts as passed. If your driver may fail, read the variable back.
  *  @param name   1-80 characters; any other length: FW_FAIL, nothing read. It must not contain "=", which is not
@@ -360,43 +361,45 @@ ZEL_API uint32_t FW_SpiFlash_BackupMacGet(uint8_t *mac);
 /** Programs a firmware image into a partition and verifies it; prints progress. Pauses 10 ms for each piece (64 KiB)
  *  and 5 ms for each piece verified: 2.9 s for 12 MiB. In debug mode the fourth piece is not programmed. The library
  *  does not know which partition the switch starts from, and does not change it.
- *  @param fd    image file, read from its position to its end. It must not be longer than the partition
- *               (FW_SpiFlash_GetMapLen, 12 MiB). With any other chip neither read nor closed
- *  @param part  1 or 2; any other: FW_FAIL and a line
+ *  @param fd         image file, read from its position to its end. It must not be longer than the partition
+ *                    (FW_SpiFlash_GetMapLen, 12 MiB). With any other chip neither read nor closed
+ *  @param partition  1 or 2; any other: FW_FAIL and a line
  *  @return 0; FW_FAIL (chip, partition); 0xFFFFFFFF (refused by the flags, or failed). Thread-safe: yes. */
-ZEL_API uint32_t FW_FlashCopy(int fd, uint32_t part);
+ZEL_API uint32_t FW_FlashCopy(int fd, uint32_t partition);
 /** @copydoc FW_FlashCopy */
-ZEL_API uint32_t FW_N25Q256A_FlashCopy(int fd, uint32_t part);
+ZEL_API uint32_t FW_N25Q256A_FlashCopy(int fd, uint32_t partition);
 
 /** Checks a whole-flash image file (FW_CheckFile), programs it from address 0 and verifies it; prints what it does.
  *  Pauses 2 ms for each piece and 5 ms for each piece verified: 3.6 s. Thread-safe: no (localtime).
  *  @param path  file of exactly 0x2000000 bytes
  *  @param sum   its byte sum (dbChecksum)
- *  @return 0; FW_FAIL (file, chip), flash untouched; 0xFFFFFFFF (refused by the flags, or failed) */
+ *  @return 0; FW_FAIL (file, chip), flash untouched; 0xFFFFFFFF (refused by the flags, or failed). Another chip is
+ *          refused only after the file was checked and the check's line printed */
 ZEL_API uint32_t FW_FlashCopyAll(const char *path, uint32_t sum);
 /** Programs a file of any length from address 0 and verifies it, as FW_FlashCopyAll does. Thread-safe: no (localtime).
  *  @param fd  the file, read from its position to its end
  *  @return 0; 0xFFFFFFFF (refused by the flags, or failed) */
 ZEL_API uint32_t FW_N25Q256A_FlashCopyAll(int fd);
 
-/** Programs a boot image from address 0 and verifies it, as FW_FlashCopyAll does. Thread-safe: no (localtime).
+/** Programs a boot image from address 0 and verifies it, as FW_FlashCopyAll does. It is the front of
+ *  FW_N25Q256A_FlashCopyBoot, not of FW_N25Q256A_WriteBoot. Thread-safe: no (localtime).
  *  @param path  file of any length. Above 0x100000 bytes it overwrites the boot environment and what follows. Opening a
  *               FIFO waits for a writer
  *  @return 0, also for an empty file, which changes nothing; FW_FAIL (file, chip); 0xFFFFFFFF (refused by the flags, or
- *          failed) */
+ *          failed). Another chip is refused only after the file was opened */
 ZEL_API uint32_t FW_SpiFlash_WriteBoot(const char *path);
 /** As FW_N25Q256A_FlashCopyAll, with other texts.  @copydetails FW_N25Q256A_FlashCopyAll */
 ZEL_API uint32_t FW_N25Q256A_FlashCopyBoot(int fd);
 
 /** Compares the CRC-32 of a partition's first bytes with a value: 0 if they are equal. Pauses 5 ms for each piece (64
  *  KiB).
- *  @param part    1 or 2; any other: FW_FAIL and a line
- *  @param crc     expected CRC-32
- *  @param length  number of bytes; of 0 bytes the CRC is 0
+ *  @param partition  1 or 2; any other: FW_FAIL and a line
+ *  @param crc        expected CRC-32
+ *  @param length     number of bytes; of 0 bytes the CRC is 0
  *  @return 0 = equal; FW_FAIL = not, or the flash cannot be read */
-ZEL_API uint32_t FW_CheckCRC(uint32_t part, uint32_t crc, uint32_t length);
+ZEL_API uint32_t FW_CheckCRC(uint32_t partition, uint32_t crc, uint32_t length);
 /** @copydoc FW_CheckCRC */
-ZEL_API uint32_t FW_N25Q256A_CheckCRC(uint32_t part, uint32_t crc, uint32_t length);
+ZEL_API uint32_t FW_N25Q256A_CheckCRC(uint32_t partition, uint32_t crc, uint32_t length);
 /** Compares the CRC-32 of the flash's first bytes with a value, as FW_CheckCRC does for a partition.
  *  @param crc     expected CRC-32
  *  @param length  number of bytes; of 0 bytes the CRC is 0

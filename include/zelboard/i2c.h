@@ -108,7 +108,7 @@ ZEL_API uint32_t FW_SetSyncE_RegData(ZEL_ANY_ARGUMENTS);
 /** @} */
 
 /** @name Real-time clock
- *  The chip is an S-35390A (its data sheet has the following). Command bits inside the device address choose the
+ *  The chip is an S-35390A; the following is from its data sheet. Command bits inside the device address choose the
  *  register: 0x60 is status register 1, 0x64 the real-time data. Bytes are BCD, least significant bit first.
  *
  *  FW_GetRtc, FW_SetRtc, FW_GetRtc1224, FW_SetRtc1224 and FW_PollRtc first ask the driver whether the chip is alive, by
@@ -172,7 +172,7 @@ ZEL_API uint32_t FW_SetRtc(rtc_record *rec);
  *  @return the transfer's result, FW_ABSENT (not alive), or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc1224(uint8_t *mode);
 /** Sets the chip's 12/24-hour mode and clears the other writable bits of status register 1. One transfer, 5 ms.
- *  @param mode  1 = 24-hour, 0 = 12-hour; any other: FW_FAIL, nothing written, if the chip is alive
+ *  @param mode  1 = 24-hour, 0 = 12-hour; any other: FW_FAIL after the alive check; nothing is written
  *  @return the transfer's result, FW_ABSENT (not alive), or FW_FAIL (mode, node). Thread-safe: yes. */
 ZEL_API uint32_t FW_SetRtc1224(const uint8_t *mode);
 /** Sets the driver's clock-failure flag.

@@ -43,8 +43,8 @@ ZEL_API uint32_t FW_GetDau_Alive(uint32_t slot, uint8_t *alive);
  *  @return the request's result, or FW_FAIL (node) */
 ZEL_API uint32_t FW_SetDau_Alive(uint32_t slot, uint32_t alive);
 
-/** Reads the type of the board in a slot: one type request, then one alive request. Of the alive request only the byte
- *  counts, not the result: 0, which is also what a driver leaves that writes nothing, means that there is no board.
+/** Reads the type of the board in a slot: one type request, then one alive request. The alive request's result does not
+ *  count, only its byte: 0 = no board. The byte is also 0 if the driver writes nothing.
  *  @param slot  1-3; any other: FW_FAIL, nothing opened
  *  @param type  out: FW_BOARD_COPPER, or any other value for an SFP board; 0 with FW_ABSENT. If the type request fails,
  *               what the driver left. Untouched if the slot is out of range or the node does not open for that request
@@ -70,8 +70,8 @@ ZEL_API uint32_t IsSwitchPortExist(uint32_t port);
 
 /** Connects the module I2C path (devices FW_SFP_MEMORY and FW_SFP_PHY) to one port's cage, by a request to
  *  /dev/zel_gpio after the board queries. All processes share the one selection, which stays until the next call.
- *  @param port  0-27. Whether the port exists depends on all 32 bits; its type and the selection on the low byte:
- *               28-255 return FW_NOT_SFP, 256 selects cage 0
+ *  @param port  0-27. All 32 bits decide whether the port exists. The low byte decides whether it has a cage, and which
+ *               cage is selected: 28-255 return FW_NOT_SFP, 256 stands for cage 0
  *  @return the request's result; FW_ABSENT (no board); FW_NOT_SFP (no cage); FW_FAIL (node). Thread-safe: the call is,
  *          the transfers after it are not. */
 ZEL_API uint32_t FW_SfpSel(uint32_t port);
@@ -108,10 +108,10 @@ extern ZEL_API struct sfp_soc_signal sfp_los_gpio[FW_PORTS]; /**< loss of signal
 /** @} */
 
 /** @name Cage signals
- *  A function returns a line's level, 1 = high and 0 = low, which it reads by one transfer at the place that the port's
- *  row of the table names. Before that it makes the board queries, eight requests, or six for ports 24-27: FW_ABSENT if
- *  the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27 (BoardType_Check). If the
- *  read fails, the out byte stays untouched.
+ *  A function stores a line's level in its out byte: 1 = high, 0 = low. It reads the level by one transfer; the port's
+ *  row of the table says where. Before that it makes the board queries, eight requests, or six for ports 24-27:
+ *  FW_ABSENT if the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27
+ *  (BoardType_Check). If the read fails, the out byte stays untouched.
  *
  *  The lines have the levels of an SFP cage (INF-8074i): a module pulls presence (MOD_DEF0) low; transmit fault, loss
  *  of signal and transmit disable are active high. The library does not know whether the board inverts a line.
@@ -144,9 +144,9 @@ ZEL_API uint32_t FW_GetPortSfpLos(uint32_t port, uint8_t *los);
  *  and reads it back (FW_GetPortSfpTxDisable). Normally three transfers, 15 ms.
  *
  *  A read or a write that fails is repeated, 5 attempts in all. A write that does not read back is repeated, 100 writes
- *  in all: at most 1.0 s if every write succeeds, 3.0 s with 500 attempts if each succeeds at the fifth. If a read-back
- *  fails, the state counts as 0. To switch on, that matches: the call ends with the read-back's result. To switch off,
- *  it does not match: the register is written again.
+ *  in all: at most 1.0 s if every write succeeds, 3.0 s if every write needs five attempts. If a read-back fails, the
+ *  state counts as 0. To switch on, that matches: the call ends with the read-back's result. To switch off, it does not
+ *  match: the register is written again.
  *
  *  Two callers that work on cages of the same expander at the same time can undo each other's change: callers must
  *  serialise.
@@ -161,8 +161,8 @@ ZEL_API uint32_t FW_SetPortSfpTxDisable(uint32_t port, uint32_t disable);
  *  transfers, 90 ms. A register that reads back another value is written again, 100 times in all: 1.0 s for one
  *  register, 9.0 s at most for all. Does not ask whether a board is there.
  *  @param slot  1-3; any other: FW_FAIL, nothing written
- *  @return 0; the first failed transfer's result, which is not repeated; FW_FAIL (slot, or a register that never reads
- *          back). After a failure the later registers are not written. */
+ *  @return 0; the result of the first transfer that fails; FW_FAIL (slot, or a register that never reads back). A
+ *          failed transfer is not repeated, and after a failure the later registers are not written. */
 ZEL_API uint32_t FW_InitDauExpender(uint32_t slot);
 
 /** Puts the main board's expanders 0x76, 0x78, 0x7A and 0x4C into their working configuration, as FW_InitDauExpender

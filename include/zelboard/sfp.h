@@ -28,7 +28,7 @@ ZEL_BEGIN_DECLS
 /** Codes of FW_Get_SFP_Speed. */
 enum {
   FW_SFP_100FX = 0,          /**< 100 Mb/s fibre */
-  FW_SFP_1000BASE_X = 1,     /**< 1 Gb/s: 1000BASE-X, -SX, -CX; -LX with a rate below 2.5 GBd or of 0 */
+  FW_SFP_1000BASE_X = 1,     /**< 1 Gb/s: 1000BASE-X, -SX, -CX; -LX with a rate below 2.5 GBd, 0 included */
   FW_SFP_COPPER = 2,         /**< RJ45, 1000BASE-T */
   FW_SFP_UNKNOWN = 3,        /**< no deciding compliance bit, and nominal rate 0 */
   FW_SFP_2G5 = 4,            /**< 2.5 Gb/s */
@@ -48,9 +48,9 @@ enum {
  *
  *  A copper module is then brought up: its transmitter is switched on if it is off, the PHY is identified, set to SGMII
  *  mode if asked, and its link state printed. That takes three more transfers, eight with SGMII mode, and 50 ms, and
- *  the transmitter's time if it was off. A module is copper if its connector is 0x22 (RJ45) or its only Ethernet
- *  compliance is 1000BASE-T, unless it is a passive cable or a 10GBASE-ER, -LRM, -LR or -SR module with a rate above
- *  99, which is classed first.
+ *  the transmitter's time if it was off. With a rate of 10 GBd or more, a passive cable and a 10GBASE-ER, -LRM, -LR or
+ *  -SR module are classed first. Of the others, a module is copper if its connector is 0x22 (RJ45) or its only Ethernet
+ *  compliance is 1000BASE-T.
  *  @param port       0-27
  *  @param set_sgmii  1 = program a copper PHY (see FW_SFP_SGMII_Set); any other value = do not
  *  @param verbose    non-zero = print. 0 = do the same, silently; only the PHY's identification line depends on
@@ -89,15 +89,16 @@ ZEL_API uint32_t FW_Get_SFP_Speed(uint32_t port, uint8_t *speed);
  *  @return 1 = yes, 0 = no; FW_ABSENT; FW_NOT_SFP */
 ZEL_API uint32_t FW_SFP_SGMII_Support(uint32_t port, const uint8_t *phy_id);
 
-/** Puts a Marvell PHY into SGMII mode: five register writes, 25 ms, the last of which starts a software reset with
- *  auto-negotiation. Does not check the module's type or transmitter.
+/** Puts a Marvell PHY into SGMII mode by five register writes (25 ms). The last write starts a software reset with
+ *  auto-negotiation. Does not check the module's type or transmitter. A board that is pulled after the selection counts
+ *  as a Marvell PHY.
  *  @param port         0-27
  *  @param phy_id       4 bytes: registers 2 and 3, high byte first; null = read them from the PHY at offset 0x60, one
  *                      transfer more
  *  @param sgmii_cisco  out: 1 = Marvell PHY, programmed if asked; 0 = another PHY, or its identifier cannot be read.
  *                      Untouched if the cage cannot be selected or a write fails
  *  @param set_sgmii    1 = write; any other value = identify only
- *  @param verbose      non-zero = print the steps
+ *  @param verbose      non-zero = print the steps; "Setting SGMII MODE" is printed also if nothing is written
  *  @return 0; FW_FAIL (no Marvell PHY); or the failed transfer's result. The writes before it stay made */
 ZEL_API uint32_t FW_SFP_SGMII_Set(uint32_t port, const uint8_t *phy_id, uint8_t *sgmii_cisco, uint32_t set_sgmii,
                                   uint8_t verbose);
