@@ -13,7 +13,9 @@ namespace {
 const std::vector<uint8_t> &piece() {
   static const std::vector<uint8_t> bytes = [] {
     std::vector<uint8_t> made(0x10000);
-    for (size_t i = 0; i < made.size(); ++i) made[i] = static_cast<uint8_t>(i * 2654435761u >> 13);
+    for (size_t index = 0; index < made.size(); ++index) {
+      made[index] = static_cast<uint8_t>((index * 2654435761u) >> 13);
+    }
     return made;
   }();
   return bytes;
@@ -37,7 +39,7 @@ std::array<uint32_t, 256> crc_words() {
 uint32_t table_loop(const uint8_t *bytes, uint32_t length) {
   static const std::array<uint32_t, 256> words = crc_words();
   uint32_t crc = ~0u;
-  for (uint32_t i = 0; i < length; ++i) crc = words[(crc ^ bytes[i]) & 0xFF] ^ crc >> 8;
+  for (uint32_t index = 0; index < length; ++index) crc = words[(crc ^ bytes[index]) & 0xFF] ^ (crc >> 8);
   return ~crc;
 }
 

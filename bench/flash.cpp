@@ -24,7 +24,6 @@ constexpr uint32_t kSector = 0x10000;
 constexpr uint32_t kSectors = 512;
 constexpr uint32_t kImagePieces = 192;
 constexpr uint32_t kImage2 = 0x1200000;
-constexpr uint32_t kWholeFlash = 255;  // the part that stands for all
 
 // Requests of the GPIO driver and of the flash driver.
 constexpr unsigned long kRequestCode = 0x40012400;
@@ -88,7 +87,8 @@ bool bare_copy() {
   uint32_t at = kImage2;
   {
     const File image(kImage, O_RDONLY);
-    while (read_sector(image)) {
+    for (;;) {
+      if (!read_sector(image)) break;
       renew_sector(at);
       usleep(10000);
       at += kSector;
@@ -105,7 +105,7 @@ bool bare_copy() {
 
 bool copy() { return FW_FlashCopy(open(kImage, O_RDONLY), 2) == 0; }
 
-void read_and_restore(uint32_t at, uint32_t size) {
+void read_and_select_low(uint32_t at, uint32_t size) {
   read_flash(at, size);
   ask(kFlash, kSelectLowerSegment);
 }
@@ -117,7 +117,7 @@ bool bare_dump() {
     const File device(kFlash, O_RDONLY);
     const File file(kDump, O_WRONLY | O_CREAT | O_TRUNC);
     for (uint32_t sector = 0; sector < kSectors; ++sector) {
-      read_and_restore(sector * kSector, kSector);
+      read_and_select_low(sector * kSector, kSector);
       usleep(1);
       if (write(file.fd, g_piece.data(), kSector) != kSector) return false;
     }
@@ -128,16 +128,20 @@ bool bare_dump() {
     ask(kGpio, kSetFlashAccessFlag, 1);
     constexpr uint32_t kSpot = 16;
     uint32_t at = 0;
-    while (read_sector(file)) {
-      read_and_restore(at, kSpot);
-      read_and_restore(at + kSector - kSpot, kSpot);
+    for (;;) {
+      if (!read_sector(file)) break;
+      read_and_select_low(at, kSpot);
+      read_and_select_low(at + kSector - kSpot, kSpot);
       at += kSector;
     }
   }
   uint32_t pieces = 0;
   {
     const File file(kDump, O_RDONLY);
-    while (read_sector(file)) ++pieces;
+    for (;;) {
+      if (!read_sector(file)) break;
+      ++pieces;
+    }
   }
   ask(kGpio, kSetFlashAccessFlag);
   ask(kFlash, kSelectLowerSegment);
@@ -149,7 +153,7 @@ bool dump_in_parts(uint32_t parts) {
   uint32_t good = 0;
   for (uint32_t part = 1; part <= parts; ++part) {
     // The compare after the dump takes this part for the whole flash, and fails.
-    uint32_t expected = part == kWholeFlash ? FW_FAIL : 0;
+    uint32_t expected = part == FW_COMPARE_WHOLE ? FW_FAIL : 0;
     if (FW_DumpFlash(kDump, part, parts) == expected) ++good;
   }
   return good == parts;
@@ -178,7 +182,9 @@ void store_variables(int64_t count) {
   constexpr size_t kCrcSize = sizeof(uint32_t);
   std::vector<uint8_t> region(kSector);
   std::string list;
-  for (int64_t i = 0; i < count; ++i) list += "name" + std::to_string(1000 + i) + "=a value of usual length" + '\0';
+  for (int64_t index = 0; index < count; ++index) {
+    list += "name" + std::to_string(1000 + index) + "=a value of usual length" + '\0';
+  }
   std::copy(list.begin(), list.end(), region.begin() + kCrcSize);
   const uint32_t crc = FW_crc32(&region[kCrcSize], static_cast<uint32_t>(region.size() - kCrcSize));
   memcpy(region.data(), &crc, sizeof crc);

@@ -35,13 +35,14 @@ static struct state look(struct state before, float limit) {
   return now;
 }
 
-/* Sets every indicator each time, so that one which something else changed does not stay wrong: a LED that shows the
- * right thing already is left alone by the library. */
+/* Sets every indicator each time: another program may have changed one. The library sends nothing for an LED that is
+ * right already. */
 static bool show(struct state now) {
   const bool alarm = now.power_alarm || now.hot;
-  const uint32_t failed = FW_SetSystemLed(now.readable ? FW_LED_ON : FW_LED_BLINK) |
-                          FW_SetAlarmLed(alarm ? FW_LED_ON : FW_LED_OFF) | FW_SetAlarmRelay(alarm);
-  return failed == 0;
+  bool good = FW_SetSystemLed(now.readable ? FW_LED_ON : FW_LED_BLINK) == 0;
+  if (FW_SetAlarmLed(alarm ? FW_LED_ON : FW_LED_OFF) != 0) good = false;
+  if (FW_SetAlarmRelay(alarm) != 0) good = false;
+  return good;
 }
 
 static void report(struct state now, bool shown) {
@@ -61,7 +62,8 @@ static double number(const char *option, const char *text) {
 
 int main(int argc, char **argv) {
   bool once = false;
-  double limit = 70, period = 5;
+  double limit = 70;
+  double period = 5;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--once") == 0) {
       once = true;
@@ -82,8 +84,10 @@ int main(int argc, char **argv) {
   const time_t seconds = (time_t)period;
   const struct timespec pause = {seconds, (long)((period - (double)seconds) * 1e9)};
 
-  struct state now = look((struct state){0}, (float)limit), before = now;
-  bool shown = show(now), shown_before = shown;
+  struct state now = look((struct state){0}, (float)limit);
+  struct state before = now;
+  bool shown = show(now);
+  bool shown_before = shown;
   report(now, shown);
   while (!once && !stopped) {
     nanosleep(&pause, NULL); /* a signal ends it */

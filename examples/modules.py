@@ -61,8 +61,11 @@ def module(zel, port):
     if status in (0xFFFC, 0xFFFD) or level == 1:  # a module pulls the line low
         return None
     page = ctypes.create_string_buffer(PAGE)
-    status = status or zel.FW_SfpSel(port) or zel.FW_I2C_BufRead(MEMORY, 0, 1, PAGE, page)
-    if status:
+    if status == 0:
+        status = zel.FW_SfpSel(port)
+    if status == 0:
+        status = zel.FW_I2C_BufRead(MEMORY, 0, 1, PAGE, page)
+    if status != 0:
         return {"port": port, "error": CAUSES.get(status, hex(status))}
     signals = {
         "receives_light": line(zel.FW_GetPortSfpLos, port)[0] == 0,

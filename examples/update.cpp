@@ -26,7 +26,10 @@ class ProgressBar {
     dup2(nowhere, STDOUT_FILENO);
     close(nowhere);
     drawer_ = std::thread([this] {
-      for (; !done_; std::this_thread::sleep_for(std::chrono::milliseconds(50))) draw();
+      while (!done_) {
+        draw();
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      }
     });
   }
   ~ProgressBar() {
@@ -50,7 +53,8 @@ class ProgressBar {
     std::fprintf(stderr, "\r[%-*s] %3u %%%s", kWidth, bar.c_str(), percent, percent < 100 ? "" : ", verifying");
   }
 
-  int fd_, stdout_;
+  int fd_;
+  int stdout_;
   off_t size_;
   std::atomic<bool> done_ = false;
   std::thread drawer_;
@@ -65,26 +69,28 @@ int complain(const std::string &line, int status) {
 
 int main(int argc, char **argv) {
   if (argc != 3) return complain("IMAGE and PARTITION are required", 2);
-  const std::string image = argv[1], partition = argv[2];
-  if (partition != "1" && partition != "2") return complain("PARTITION: '" + partition + "' is neither 1 nor 2", 2);
-  const uint32_t part = partition == "1" ? 1 : 2;
+  const std::string image = argv[1];
+  const std::string number = argv[2];
+  if (number != "1" && number != "2") return complain("PARTITION: '" + number + "' is neither 1 nor 2", 2);
+  const uint32_t partition = number == "1" ? 1 : 2;
 
   const int fd = open(image.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat about;
   if (fd < 0 || fstat(fd, &about) != 0) return complain("IMAGE: " + image + ": " + std::strerror(errno), 2);
-  const uint32_t room = FW_SpiFlash_GetMapLen(part == 1 ? FW_REGION_IMAGE_1 : FW_REGION_IMAGE_2);
+  const uint32_t room = FW_SpiFlash_GetMapLen(partition == 1 ? FW_REGION_IMAGE_1 : FW_REGION_IMAGE_2);
   if (room == FW_REFUSED) return complain("the flash does not answer", 1);
   // The library programs as much as it gets: what is too long would run into the next region.
-  if (!S_ISREG(about.st_mode) || about.st_size == 0 || about.st_size > static_cast<off_t>(room))
+  if (!S_ISREG(about.st_mode) || about.st_size == 0 || about.st_size > static_cast<off_t>(room)) {
     return complain("IMAGE: " + image + " is no file of 1 to " + std::to_string(room) + " bytes", 2);
+  }
 
   uint32_t status = 0;
   {
     const ProgressBar bar(fd, about.st_size);
-    status = FW_FlashCopy(fd, part);
+    status = FW_FlashCopy(fd, partition);
   }
-  if (status != 0) return complain("partition " + partition + ": failed, or refused by the diagnostic flags", 1);
-  std::printf("Partition %u holds %s, %lld bytes, verified.\n", part, image.c_str(),
+  if (status != 0) return complain("partition " + number + ": failed, or refused by the diagnostic flags", 1);
+  std::printf("Partition %u holds %s, %lld bytes, verified.\n", partition, image.c_str(),
               static_cast<long long>(about.st_size));
   return 0;
 }

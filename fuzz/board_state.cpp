@@ -29,8 +29,9 @@ std::string folder() { return tool::boards_root() / "fuzz"; }
 
 StateFile sound_state() {
   tool::create_board({.board = "fuzz", .slots = "sfp,copper,sfp"});
-  for (const uint32_t port : {0U, kFirstMainPort})
+  for (const uint32_t port : {0U, kFirstMainPort}) {
     tool::plug_module({.board = "fuzz", .words = {"", "copper"}, .values = {port, 0}});
+  }
   StateFile bytes(sizeof(Board));
   memcpy(bytes.data(), &*tool::open_board("fuzz"), bytes.size());  // the board stays open up to here
   unmap_all();
@@ -101,8 +102,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (attach(folder().c_str(), &attached, error, sizeof error)) {
     use(attached, input);
     const tool::CommandLine line{.board = "fuzz", .svg = "-", .json = as_json};
-    for (tool::Document *shown : {tool::board_document, tool::flash_document, tool::faults_document})
+    for (tool::Document *shown : {tool::board_document, tool::flash_document, tool::faults_document}) {
       print(shown(line), line.json);
+    }
     tool::draw_panel(line);
   } else {
     fake::require(error[0] != '\0' && strchr(error, '\n') == nullptr);

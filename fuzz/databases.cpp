@@ -45,8 +45,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const uint32_t mode = input.byte() % 12;
   fake::store(flash_def[FW_FLASH_PARTITION_TABLE], input.bytes(40));
   const std::vector<uint8_t> blob = input.rest();
-  for (const uint32_t region : {FW_FLASH_GEN_DATABASE_1, FW_FLASH_GEN_DATABASE_2, FW_FLASH_SHARED_DATABASE})
+  for (const uint32_t region : {FW_FLASH_GEN_DATABASE_1, FW_FLASH_GEN_DATABASE_2, FW_FLASH_SHARED_DATABASE}) {
     fake::store(flash_def[region], blob);
+  }
   read_all();
   const auto length = static_cast<uint32_t>(blob.size());
   uint32_t stored = length;

@@ -77,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string value = text(input);
   const std::vector<uint8_t> entry = input.rest();
   std::vector<uint8_t> area;
-  for (uint32_t i = 0; i < repeats; ++i) area.insert(area.end(), entry.begin(), entry.end());
+  for (uint32_t made = 0; made < repeats; ++made) area.insert(area.end(), entry.begin(), entry.end());
   area.resize(zel::kDataSize, fill);
 
   check_round_trip(area);

@@ -37,7 +37,8 @@ std::vector<Open> g_open;
 std::set<uint32_t> g_touched;  // sectors
 uint32_t g_calls;
 
-bool fails() {
+/// Counts the call.
+bool next_call_fails() {
   errno = EIO;
   ++g_calls;
   return g_calls == g_board.failing_call;
@@ -57,15 +58,15 @@ void transfer(bool reads, uint8_t *record) {
   const uint32_t address = record[129];
   const uint32_t offset = record[132];
   require(length <= 128);
-  for (uint32_t i = 0; i < length; ++i) {
+  for (uint32_t index = 0; index < length; ++index) {
     if (!reads) {
-      g_board.expander = record[i];
+      g_board.expander = record[index];
     } else if (address == kModule) {
-      record[i] = g_board.page[(offset + i) % g_board.page.size()];
+      record[index] = g_board.page[(offset + index) % g_board.page.size()];
     } else if (address == kPhy) {
-      record[i] = g_board.phy[(2 * offset + i) % g_board.phy.size()];
+      record[index] = g_board.phy[(2 * offset + index) % g_board.phy.size()];
     } else {
-      record[i] = g_board.expander;
+      record[index] = g_board.expander;
     }
   }
 }
@@ -117,7 +118,7 @@ extern "C" {
 
 int open(const char *path, int, ...) {
   const auto *const found = std::find_if(kPaths, std::end(kPaths), [=](auto *known) { return !strcmp(known, path); });
-  if (found == std::end(kPaths) || fails()) return -1;
+  if (found == std::end(kPaths) || next_call_fails()) return -1;
   g_open.push_back({static_cast<Kind>(found - kPaths), 0});
   return kFirstDescriptor + static_cast<int>(g_open.size()) - 1;
 }
@@ -134,7 +135,7 @@ int ioctl(int fd, unsigned long code, ...) {
   va_start(arguments, code);
   auto *const record = va_arg(arguments, uint8_t *);
   va_end(arguments);
-  if (find(fd) == nullptr || fails()) return g_board.failure;
+  if (find(fd) == nullptr || next_call_fails()) return g_board.failure;
   answer(*find(fd), static_cast<uint8_t>(code), record);
   return 0;
 }
@@ -149,7 +150,7 @@ off_t lseek(int fd, off_t offset, int whence) {
 ssize_t read(int fd, void *buffer, size_t size) {
   Open *const node = find(fd);
   if (node == nullptr) return syscall(SYS_read, fd, buffer, size);
-  if (fails()) return -1;
+  if (next_call_fails()) return -1;
   const std::vector<uint8_t> &source = node->kind == Flash ? g_board.flash : g_board.file;
   const size_t at = std::min<size_t>(node->position, source.size());
   const size_t limit = node->kind == File && g_board.short_read != 0 ? g_board.short_read : size;
@@ -162,10 +163,10 @@ ssize_t read(int fd, void *buffer, size_t size) {
 
 ssize_t write(int fd, const void *buffer, size_t size) {
   Open *const node = find(fd);
-  if (node == nullptr || fails() || node->position > kFlashSize - size) return -1;
+  if (node == nullptr || next_call_fails() || node->position > kFlashSize - size) return -1;
   const auto *const bytes = static_cast<const uint8_t *>(buffer);
   std::vector<uint8_t> cells(bytes, bytes + size);
-  for (size_t i = 0; i < size; ++i) cells[i] &= g_board.flash[node->position + i];
+  for (size_t index = 0; index < size; ++index) cells[index] &= g_board.flash[node->position + index];
   store(node->position, cells);
   node->position += static_cast<uint32_t>(size);
   return static_cast<ssize_t>(size);

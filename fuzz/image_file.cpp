@@ -15,7 +15,6 @@ using fake::require;
 constexpr uint32_t kSector = 64;
 constexpr uint32_t kSectors = 32;
 constexpr uint32_t kWhole = kSector * kSectors;
-constexpr uint32_t kWholePart = 255;  // stands for the whole flash
 
 bool matches_flash(const fake::Board &board, uint32_t base, uint32_t size) {
   return board.file.size() == size && memcmp(board.file.data(), &board.flash[base], size) == 0;
@@ -24,7 +23,7 @@ bool matches_flash(const fake::Board &board, uint32_t base, uint32_t size) {
 void compare(const fake::Board &board, uint32_t part, uint32_t total) {
   const uint32_t result = FW_N25Q256A_DumpComp(fake::kFile, part, total);
   if (board.failing_call != 0) return;
-  const bool is_whole = part == kWholePart;
+  const bool is_whole = part == FW_COMPARE_WHOLE;
   const bool in_range = is_whole || (part >= 1 && part <= total);
   const uint32_t count = in_range && !is_whole ? kSectors / total : kSectors;
   const uint32_t base = is_whole ? 0 : (part - 1) * count * kSector;
@@ -33,10 +32,10 @@ void compare(const fake::Board &board, uint32_t part, uint32_t total) {
   if (in_range && count != 0 && matches_flash(board, base, count * kSector)) require(result == 0);
 }
 
-void copy(const fake::Board &board, uint32_t part) {
-  const uint32_t result = FW_N25Q256A_FlashCopy(open(fake::kFile, O_RDONLY), part);
+void copy(const fake::Board &board, uint32_t partition) {
+  const uint32_t result = FW_N25Q256A_FlashCopy(open(fake::kFile, O_RDONLY), partition);
   if (result != 0) return;
-  const uint32_t base = flash_def[part == 1 ? FW_FLASH_IMAGE_1 : FW_FLASH_IMAGE_2];
+  const uint32_t base = flash_def[partition == 1 ? FW_FLASH_IMAGE_1 : FW_FLASH_IMAGE_2];
   require(std::equal(board.file.begin(), board.file.end(), board.flash.begin() + base));
 }
 
