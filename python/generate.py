@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Writes zelboard.fw from the public headers: generate.py COMPILER INCLUDE SONAME OUTPUT
 
-OUTPUT/raw.py has the C interface as ctypes sees it, OUTPUT/__init__.py what Python programs call. A declaration that
-cannot be bound, or whose doc block does not say what a pointer is for, ends the run with a line that names it.
+OUTPUT/raw.py has the C interface as ctypes sees it, OUTPUT/__init__.py what Python programs call, and OUTPUT/calls.py the
+types of a session. A declaration that cannot be bound, or whose doc block does not say what a pointer is for, ends the
+run with a line that names it.
 """
 import re
 import subprocess
@@ -20,7 +21,10 @@ TYPES = {"int": "c_int", "float": "c_float", "char": "c_char", "void": "c_void_p
 STDINT = "typedef unsigned char uint8_t; typedef unsigned short uint16_t; typedef unsigned uint32_t; typedef int int32_t;"
 
 # Functions that return data, and which values are data: any other is a status. All others return a status, 0 = success.
-ANY, FLAG, BYTE, ADDRESS = "range(1 << 32)", "range(2)", "range(256)", "range(0xFFFFFFFF)"
+ANY = "range(1 << 32)"
+FLAG = "range(2)"
+BYTE = "range(256)"
+ADDRESS = "range(0xFFFFFFFF)"
 DATA = {
     "CheckSpecialReg": ANY, "FW_GetDiagNoOperationFlag": ANY, "FW_GetSystemDiagFlag": FLAG, "FW_GetFlashAccessFlag": BYTE,
     "IsSwitchPortExist": ANY, "s35390A_to_time": ANY, "time_to_s35390A": ANY, "FW_SFP_SGMII_Support": FLAG,
@@ -48,14 +52,16 @@ Doc = NamedTuple("Doc", [("text", str), ("parameters", Dict[str, str]), ("result
 def read_block(block: str) -> Doc:
     lines = [re.sub(r"^\s*\*? ?", "", line).strip() for line in block.strip().splitlines()]
     text = re.sub(r"(?<!\n)\n(?!\n)", " ", "\n".join(lines))
-    first, *parts = re.split(r"\s*@(param|return)\s+", text)
+    first, *pieces = re.split(r"\s*@(param|return)\s+", text)
     parameters: Dict[str, str] = {}
-    for part in (part for kind, part in zip(parts[::2], parts[1::2]) if kind == "param"):
-        name, _, about = part.partition(" ")
-        # "likewise" stands for what the parameter before says of its direction.
-        before = re.split("[:;]", ["", *parameters.values()][-1])[0]
-        parameters[name] = re.sub("^likewise", lambda _: before, about.strip())
-    return Doc(first.strip(), parameters, dict(zip(parts[::2], parts[1::2])).get("return", "").strip())
+    result = ""
+    for kind, piece in zip(pieces[::2], pieces[1::2]):
+        if kind == "return":
+            result = piece.strip()
+            continue
+        name, _, about = piece.partition(" ")
+        parameters[name] = about.strip()
+    return Doc(first.strip(), parameters, result)
 
 
 def read_docs(headers: List[Path]) -> Dict[str, Doc]:
@@ -70,8 +76,11 @@ def read_docs(headers: List[Path]) -> Dict[str, Doc]:
     for name, doc in docs.items():
         source = re.search(r"\s*@copy(doc|details) (\w+)", doc.text + doc.result + " ".join(doc.parameters.values()))
         if source:
-            other = docs.get(source[2]) or fail(f"{name}: copies from {source[2]}, which has no doc block")
-            docs[name] = other._replace(text=other.text if source[1] == "doc" else doc.text.replace(source[0], ""))
+            other = docs.get(source[2])
+            if other is None:
+                fail(f"{name}: copies from {source[2]}, which has no doc block")
+            text = other.text if source[1] == "doc" else doc.text.replace(source[0], "")
+            docs[name] = other._replace(text=text)
     return docs
 
 
@@ -127,10 +136,16 @@ def type_of(node: Any) -> Type:
 
 
 def documented(indent: str, about: str, lines: List[str]) -> str:
-    text = [part for paragraph in about.split("\n") for part in [*textwrap.wrap(paragraph, 100), ""] if paragraph]
-    text += [part for line in lines for part in textwrap.wrap(line, 100, subsequent_indent="    ")]
+    text: List[str] = []
+    for paragraph in about.split("\n"):
+        if paragraph:
+            text += [*textwrap.wrap(paragraph, 100), ""]
+    for line in lines:
+        text += textwrap.wrap(line, 100, subsequent_indent="    ")
     body = "\n".join(text).strip().replace("\\", "\\\\")
-    return textwrap.indent(f'"""{body}' + ("\n" if "\n" in body or body.endswith('"') else "") + '"""\n', indent)
+    if "\n" in body or body.endswith('"'):
+        body += "\n"
+    return textwrap.indent(f'"""{body}"""\n', indent)
 
 
 def record(name: str, fields: Dict[str, Type], doc: Doc) -> str:
@@ -140,28 +155,50 @@ def record(name: str, fields: Dict[str, Type], doc: Doc) -> str:
     return f"\n\nclass {name}(_call.{base}):\n{documented('    ', doc.text, [])}{shown}    _fields_ = [{rows}]\n"
 
 
+Returned = Tuple[str, str, str]  # name, type and expression of a value that Python returns
+
+
 class Function:
     """One function: what Python gives, what is handed to C, what comes back."""
 
     def __init__(self, name: str, kind: Any, doc: Doc, constants: Dict[str, int]):
-        self.name, self.doc, self.constants, self.result = name, doc, constants, type_of(kind.type)
-        self.types = {node.name: type_of(node.type) for node in kind.args.params if node.name} if kind.args else {}
-        self.signature: Dict[str, str] = {} if kind.args else {"*arguments": "int"}
-        self.handed: List[str] = [] if kind.args else ["*arguments"]
+        self.name = name
+        self.doc = doc
+        self.constants = constants
+        self.result = type_of(kind.type)
+        self.types: Dict[str, Type] = {}
+        self.signature: Dict[str, str] = {}
+        self.handed: List[str] = []
         self.before: List[str] = []
-        self.returned: List[Tuple[str, str, str]] = []  # name, type, expression
+        self.returned: List[Returned] = []
+        if kind.args:
+            self.types = {node.name: type_of(node.type) for node in kind.args.params if node.name}
+        else:
+            self.signature["*arguments"] = "int"
+            self.handed.append("*arguments")
         self.length = next(iter(LENGTHS & self.types.keys()), "")
         for parameter, of in self.types.items():
             if not doc.parameters.get(parameter):
                 fail(f"{name}: its doc block has no @param {parameter}")
-            by_stars = [self.add_number, self.add_given if of.const else self.add_out, self.add_taken]
-            by_stars[of.stars](parameter, of, doc.parameters[parameter])
+            self.add(parameter, of, doc.parameters[parameter])
+
+    def add(self, name: str, of: Type, about: str) -> None:
+        if of.stars == 0:
+            self.add_number(name, of)
+        elif of.stars == 2:
+            self.add_taken(name, of, about)
+        elif of.const:
+            self.add_given(name, of, about)
+        else:
+            self.add_out(name, of, about)
 
     def number(self, name: str, value: str = "") -> str:
         kind = self.types[name].base
-        return f'_call.number("{name}", {value or name}, {RANGES.get(kind) or fail(f"{self.name}: {name} is a {kind}")})'
+        if kind not in RANGES:
+            fail(f"{self.name}: {name} is a {kind}")
+        return f'_call.number("{name}", {value or name}, {RANGES[kind]})'
 
-    def add_number(self, name: str, of: Type, about: str) -> None:
+    def add_number(self, name: str, of: Type) -> None:
         given = next((other for other, kind in self.types.items() if kind.const and kind.stars), "")
         if of.base == "c_int":
             self.signature[name] = "File"
@@ -212,10 +249,14 @@ class Function:
             self.before.append(f"{name}_ = _raw.{of.base}" + (f".from_buffer_copy({name})" if given else "()"))
             self.returned.append((name, of.base, f"{name}_"))
         elif self.size(name, of, about):
-            size, text = self.size(name, of, about), of.base == "c_char"
+            size = self.size(name, of, about)
             count = f"max(0, {self.number(size)})" if size == self.length else size
-            self.before.append(f"{name}_ = ({'c_char' if text else 'c_uint8'} * {count})()")
-            self.returned.append((name, "str", f"fsdecode({name}_.value)") if text else (name, "bytes", f"bytes({name}_)"))
+            if of.base == "c_char":
+                self.before.append(f"{name}_ = (c_char * {count})()")
+                self.returned.append((name, "str", f"fsdecode({name}_.value)"))
+            else:
+                self.before.append(f"{name}_ = (c_uint8 * {count})()")
+                self.returned.append((name, "bytes", f"bytes({name}_)"))
         else:
             self.before.append(f"{name}_ = {of.base}({self.number(name) if given else ''})")
             is_length = any(f"{name}_.value" in value for _, _, value in self.returned)  # of a buffer that is returned
@@ -226,9 +267,11 @@ class Function:
     def add_taken(self, name: str, of: Type, about: str) -> None:
         """A buffer that the library allocates."""
         size = self.size(name, of, about)
+        if size[0] == "*":  # an out-parameter tells
+            size = f"{size[1:]}_.value"
         self.before.append(f"{name}_ = POINTER({of.base})()")
         self.handed.append(f"byref({name}_)")
-        self.returned.append((name, "bytes", f"_call.taken({name}_, {size[1:] + '_.value' if size[0] == '*' else size})"))
+        self.returned.append((name, "bytes", f"_call.taken({name}_, {size})"))
 
     def bound(self) -> str:
         """How ctypes gets to know it."""
@@ -237,58 +280,77 @@ class Function:
         known = "" if "*arguments" in self.signature else f"{self.name}.argtypes = [{types}]\n"
         return f"{self.name} = library.{self.name}\n{known}{self.name}.restype = {result}\n"
 
-    def code(self) -> Tuple[str, List[str]]:
-        """What Python returns, and how."""
-        call, returned, run = f"_raw.{self.name}({', '.join(self.handed)})", self.returned, self.name in RUN_BY_COMMAND
-        good = DATA.get(self.name, FLAG if run else "range(1)")
+    def returned_values(self) -> List[Returned]:
+        """What Python returns: what the function returns, if that is data, and then the out-parameters."""
         if self.result.stars:  # a constant text
-            call, returned = f"{call}.decode()", [("text", "str", "result_"), *returned]
+            values = [("text", "str", "result_"), *self.returned]
         elif self.result.base == "c_int32":  # a count of bytes
-            good = "range(1 << 31)"
-            returned = [(name, kind, f"{value}[:result_]") for name, kind, value in returned]
+            values = [(name, kind, f"{value}[:result_]") for name, kind, value in self.returned]
         elif self.name in DATA:
-            returned = [("result", "int", "result_"), *returned]
-        elif not re.search(r"\b0\b|result|FW_FAIL|^as FW_|^$", self.doc.result):
+            values = [("result", "int", "result_"), *self.returned]
+        elif re.search(r"\b0\b|result|FW_FAIL|^as FW_|^$", self.doc.result):
+            values = self.returned
+        else:
             fail(f"{self.name}: is what it returns a status? Data must stand in the table DATA")
         for names, (_, functions) in NAMED.items():
             if functions.fullmatch(self.name):
-                returned = [(name, kind, f"_call.named({names}, {value})") for name, kind, value in returned]
-        if self.result.base in RANGES:
-            call = f'_call.checked(_ERRORS, "{self.name}", {call}, {good})'.replace(", range(1))", ")")
-        kinds = [kind for _, kind, _ in returned]
+                values = [(name, kind, f"_call.named({names}, {value})") for name, kind, value in values]
+        return values
+
+    def result_type(self) -> str:
+        kinds = [kind for _, kind, _ in self.returned_values()]
         if not kinds:
-            result = "None"
-        elif len(kinds) == 1:
-            result = kinds[0]
+            return "None"
+        text = kinds[0] if len(kinds) == 1 else f"Tuple[{', '.join(kinds)}]"
+        return f"Optional[{text}]" if self.name in RUN_BY_COMMAND else text
+
+    def call(self) -> str:
+        """The call of the C function. A status that is no success raises an error."""
+        call = f"_raw.{self.name}({', '.join(self.handed)})"
+        if self.result.stars:
+            return f"{call}.decode()"
+        if self.result.base not in RANGES:
+            return call
+        if self.result.base == "c_int32":
+            good = ", range(1 << 31)"
+        elif self.name in RUN_BY_COMMAND:
+            good = f", {FLAG}"
+        elif self.name in DATA:
+            good = f", {DATA[self.name]}"
         else:
-            result = f"Tuple[{', '.join(kinds)}]"
-        used = returned != self.returned or (run and returned)
-        code = [*self.before, f"result_ = {call}" if used else call]
-        if run and returned:
-            result = f"Optional[{result}]"
+            good = ""  # 0
+        return f'_call.checked(_ERRORS, "{self.name}", {call}{good})'
+
+    def code(self) -> List[str]:
+        """The lines of the Python function."""
+        returned = self.returned_values()
+        may_have_no_value = self.name in RUN_BY_COMMAND and bool(returned)
+        needs_result = may_have_no_value or returned != self.returned
+        code = [*self.before, f"result_ = {self.call()}" if needs_result else self.call()]
+        if may_have_no_value:
             code += ["if result_ == 1:", "    return None"]
-        descriptor = [f"with _call.descriptor({name}) as {name}_:" for name, kind in self.signature.items() if kind == "File"]
-        code = [*descriptor, *("    " * len(descriptor) + line for line in code)]
+        files = [name for name, kind in self.signature.items() if kind == "File"]
+        for name in files:
+            code = [f"with _call.descriptor({name}) as {name}_:", *(f"    {line}" for line in code)]
         if returned:
             code.append("return " + ", ".join(value for _, _, value in returned))
-        return result, code
+        return code
 
     def method(self) -> str:
         """As a session has it."""
-        result, _ = self.code()
         given = ["self", *(f"{name}: {kind}" for name, kind in self.signature.items())]
         timeout = "timeout: Optional[float] = None"
         given += [timeout] if "*arguments" in self.signature else ["*", timeout]
-        return f"    def {self.name}({', '.join(given)}) -> {result}: ...\n"
+        return f"    def {self.name}({', '.join(given)}) -> {self.result_type()}: ...\n"
 
     def write(self) -> str:
-        result, code = self.code()
         about = {name: re.sub(r"^out[:,] ?", "", text) for name, text in self.doc.parameters.items()}
         lines = [f"{name}: {about[name]}" for name in self.signature if name in about]
         lines += [f"Returns {name}: {about[name]}" for name, _, _ in self.returned]
         given = ", ".join(f"{name}: {kind}" for name, kind in self.signature.items())
         text = documented("    ", self.doc.text, [*lines, f"C returns: {self.doc.result}"])
-        return f"\n\ndef {self.name}({given}) -> {result}:\n{text}" + "".join(f"    {line}\n" for line in code)
+        code = "".join(f"    {line}\n" for line in self.code())
+        return f"\n\ndef {self.name}({given}) -> {self.result_type()}:\n{text}{code}"
 
 
 RAW_HEAD = '''"""The C interface of the board-support library as it is, for ctypes. Written by generate.py from the headers."""
@@ -301,7 +363,7 @@ library = CDLL(os.environ.get("ZELBOARD_LIBRARY") or "@SONAME@")
 
 FW_HEAD = '''"""The board-support library: every exported function, variable and table. Written by generate.py from the headers.
 
-Out-parameters are returned, behind what the function itself returns if that is data. A status other than 0 is raised:
+Out-parameters are returned. If the function itself returns data, the data come first. A status other than 0 is raised:
 Busy, Absent, NotSfp, Refused or Failed. Buffers are bytes, given without their lengths. zelboard.fw.raw is C as it is."""
 import enum
 import sys
@@ -343,8 +405,8 @@ Self = TypeVar("Self")
 
 
 class Calls(Protocol):
-    """The functions, variables and constants of zelboard.fw, made by a process on a board. `timeout` is how many seconds
-    a call may take, waiting for another thread's included; without it, as many as the session has for each."""
+    """The functions, variables and constants of zelboard.fw, as a process on a board has them. `timeout`: seconds that a
+    call may take, with the wait for another thread's call. Without it the session's timeout counts."""
     def __enter__(self: Self) -> Self: ...
     def __exit__(self, *details: object) -> None: ...
     def close(self) -> None: ...
@@ -393,7 +455,8 @@ def main(compiler: str, include: str, soname: str, output: str) -> None:
     variables: Dict[str, Type] = {}
     functions: Dict[str, Function] = {}
     for node in parse(compiler, headers, include):
-        kind, name = node.type, node.name or getattr(node.type, "name", "")
+        kind = node.type
+        name = node.name or getattr(kind, "name", "")
         if isinstance(kind, c_ast.Enum):
             constants.update({row.name: int(row.value.value, 0) for row in kind.values.enumerators})
         elif name not in docs:

@@ -54,7 +54,7 @@ class Device:
 
 
 class Led(Device):
-    """A LED of the front panel: off, green or green_blink; "on" and "blink" are taken, too."""
+    """An LED of the front panel: off, green or green_blink; "on" and "blink" are taken, too."""
 
     def __init__(self, calls: "Calls", name: str, read: Any, write: Any):
         super().__init__(calls, name)
@@ -63,7 +63,7 @@ class Led(Device):
         self._last_set = ""
 
     def get_status_led(self) -> str:
-        """The color by the name with which it was set here, as long as the LED shows it."""
+        """The name with which the color was set here, if the LED still shows that color."""
         state = self._read()
         if COLOURS.get(self._last_set) == state:
             return self._last_set

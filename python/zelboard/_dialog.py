@@ -50,9 +50,11 @@ class Dialog:
         if not self._lock.acquire(timeout=max(0, allowed)):
             other = self._busy_with or "a call"  # it may just begin, or end
             raise Timeout(f"{call}: not made, {other} of another thread has not ended within {allowed:g} s")
-        before = self._busy_with, self._deadline
+        call_before = self._busy_with
+        deadline_before = self._deadline
         try:
-            self._busy_with, self._deadline = call, deadline
+            self._busy_with = call
+            self._deadline = deadline
             if self.ended:
                 raise Closed(f"{call}: {self.ended}")
             yield
@@ -63,7 +65,8 @@ class Dialog:
             self.close(f"the {self.what} was given up: {call} had no answer within {allowed:g} s")
             raise Timeout(f"{call}: no answer within {allowed:g} s") from None
         finally:
-            self._busy_with, self._deadline = before
+            self._busy_with = call_before
+            self._deadline = deadline_before
             self._lock.release()
 
     def ask(self, question: Dict[str, Any]) -> Any:

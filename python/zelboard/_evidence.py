@@ -26,7 +26,7 @@ def remove_kept(folder: Path) -> None:
 
 
 def name_of_folder(test: str) -> str:
-    """The folder's name for a test's id. A hash keeps ids apart of which the name does not tell all."""
+    """The folder's name for a test's id. If the name had to be changed or cut, a hash keeps two such ids apart."""
     name = test.replace("::", "-")
     plain = re.sub(r"[^\w.-]+", "-", name, flags=re.ASCII)[:LONGEST_NAME]
     if plain == name:
@@ -53,7 +53,8 @@ class Evidence(sim.Witness):
         self.closed: Dict[int, Kept] = {}  # by identity
 
     def start_test(self) -> None:
-        self.boards, self.closed = [], {}
+        self.boards = []
+        self.closed = {}
 
     def used(self, board: Made) -> None:
         if not any(board is known for known in self.boards):
@@ -69,7 +70,8 @@ class Evidence(sim.Witness):
             self.closed[id(board)] = evidence_of(board)
 
     def keep(self, folder: Path) -> str:
-        """Writes what is kept, and tells where it is: of the first board in the folder, of others in folders of theirs."""
+        """Writes what is kept and returns where. The first board's files go into the folder, another board's into a folder
+        board-N in it."""
         lines: List[str] = []
         folder.mkdir(parents=True, exist_ok=True)
         with open(folder.parent / LIST, "a", encoding="utf-8") as kept_folders:

@@ -56,8 +56,10 @@ def question_of(value: Any) -> Any:
     """An argument as the far end takes it."""
     if isinstance(value, Descriptor):
         return {"file": content_of(value).hex()}
-    if value is None or isinstance(value, int):
-        return value or 0
+    if value is None:
+        return 0
+    if isinstance(value, int):
+        return value
     if isinstance(value, bytes):
         return {"bytes": (value + b"\0").hex()}
     target = pointed_to(value)

@@ -10,7 +10,7 @@ if TYPE_CHECKING:
 
 Value = TypeVar("Value", bool, float)
 READ_SIZE = 64  # bytes in a transfer
-WRITE_SIZE = 8  # what a module takes at a time, if it does not cross a multiple of it
+WRITE_SIZE = 8  # bytes that a module takes in one write, within a multiple of this number
 # The interface counts the bytes of both pages through.
 MEMORY = ((fw.FW_SFP_MEMORY, range(0, sff8472.PAGE_SIZE)),
           (sff8472.DIAGNOSTICS, range(sff8472.PAGE_SIZE, 2 * sff8472.PAGE_SIZE)))
@@ -229,7 +229,7 @@ class Sfp(Device):
         return False
 
     def get_lpmode(self) -> bool:
-        """An SFP has no mode of low power."""
+        """An SFP has no low-power mode."""
         return False
 
     def set_lpmode(self, lpmode: bool) -> bool:

@@ -1,4 +1,5 @@
-"""All that a program has started, also what has left its group and session: a mark in its environment tells."""
+"""Finds all processes that a program has started, by a mark in their environment, also those outside its group and
+session."""
 import os
 import re
 import signal
@@ -51,14 +52,17 @@ def shown_environment(process: str) -> bytes:
         return b""
     pieces = []
     with suppress(OSError):
-        while piece := os.read(file, 1 << 16):
+        while True:
+            piece = os.read(file, 1 << 16)
+            if not piece:
+                break
             pieces.append(piece)
     os.close(file)
     return b"".join(pieces)
 
 
 def kill_marked(marks: Collection[str], seconds: float = 2) -> None:
-    """Kills all processes with a mark, and those that they start meanwhile. Waits so long for their end."""
+    """Kills all processes with a mark, and those that they start meanwhile. Waits up to `seconds` for their end."""
     end = time.monotonic() + seconds
     killed: Set[int] = set()
     left = marked(marks)
@@ -78,7 +82,8 @@ def kill_marked(marks: Collection[str], seconds: float = 2) -> None:
 def kill_line(marks: Collection[str]) -> str:
     """The same as a line for a shell, which may be a small one."""
     names = " ".join(f"-e {mark}=" for mark in marks)
-    find = f"f=$(grep -l {names} /proc/[0-9]*/environ 2>/dev/null)"  # its status is that of processes that end meanwhile
+    # grep fails for processes that end meanwhile: its status is ignored.
+    find = f"f=$(grep -l {names} /proc/[0-9]*/environ 2>/dev/null)"
     # A process that is being replaced by another program shows no environment: the second look finds it.
     return (f"n=0; {find}; [ -n \"$f\" ] || {find}; while [ $n -lt 50 ] && [ -n \"$f\" ]; do n=$((n+1)); "
             f"for e in $f; do p=${{e#/proc/}}; kill -KILL ${{p%/environ}} 2>/dev/null; done; {find}; done")

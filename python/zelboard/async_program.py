@@ -23,7 +23,7 @@ class HeardStream:
         self._decoder = codecs.getincrementaldecoder(encoding)(errors)
 
     async def read(self, size: int = -1) -> str:
-        """All that comes until the end, or what is there, at most so many bytes of it."""
+        """All that comes until the end, or what is there, at most `size` bytes."""
         if size < 0:
             return self._hear(await self._stream.read(), True)
         while True:
@@ -122,7 +122,10 @@ class AsyncProgram:
         for name in "stdin", "stdout", "stderr":
             pipe: Any = getattr(process, name)
             if pipe is not None and encoding:
-                pipe = (TextWriter if name == "stdin" else HeardStream)(pipe, encoding, errors)
+                if name == "stdin":
+                    pipe = TextWriter(pipe, encoding, errors)
+                else:
+                    pipe = HeardStream(pipe, encoding, errors)
             setattr(self, name, pipe)
 
     async def run_to_end(self, arguments: Command, input: Union[str, bytes, None], timeout: Optional[float],
@@ -177,8 +180,14 @@ class AsyncProgram:
         self._communicated = {name: before[name] + shown(content) for name, content in zip(OUTPUTS, printed)}
         if not self._encoding:
             return printed
-        stdout, stderr = (content and content.decode(self._encoding, self._errors) for content in printed)
-        return stdout, stderr
+        stdout, stderr = printed
+        return self._as_text(stdout), self._as_text(stderr)
+
+    def _as_text(self, content: Optional[bytes]) -> Optional[str]:
+        """None for a stream that is no pipe."""
+        if content is None:
+            return None
+        return content.decode(self._encoding, self._errors)
 
     def signal_all(self, number: int) -> None:
         """Sends a signal to the program and what it has started."""

@@ -14,7 +14,6 @@ if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
 
 PORTS = range(fw.FW_PORTS)
-PORTS_OF_SLOT = 8
 LONGEST_WATCHDOG = 600  # seconds; no watchdog of such hardware waits longer
 LOOK_SECONDS = 0.05  # between two looks at the cages
 SUPPLY_TYPES = {1: "AC", 2: "DC"}  # by the driver's configuration byte
@@ -272,8 +271,8 @@ class Chassis(Device):
         self._status = Led(calls, "system", calls.FW_GetSystemLed, calls.FW_SetSystemLed)
 
     def _cages_of(self, slot: int) -> List[Sfp]:
-        first = (slot - fw.FW_SLOT_FIRST) * PORTS_OF_SLOT
-        return self._sfps[first:first + PORTS_OF_SLOT]
+        first = (slot - fw.FW_SLOT_FIRST) * fw.FW_PORTS_PER_SLOT
+        return self._sfps[first:first + fw.FW_PORTS_PER_SLOT]
 
     def get_base_mac(self) -> Optional[str]:
         """None if no address was stored."""

@@ -43,7 +43,9 @@ def without_zelsim(command: Any) -> List[Any]:
 
 def shown(content: Any) -> str:
     """Output for a report."""
-    return content.decode("utf-8", "surrogateescape") if isinstance(content, bytes) else content or ""
+    if isinstance(content, bytes):
+        return content.decode("utf-8", "surrogateescape")
+    return content or ""
 
 
 class RunTimeout(subprocess.TimeoutExpired):
@@ -84,12 +86,14 @@ def ended_within(process: int, seconds: float) -> bool:
     """Whether a child has ended. It is not reaped, so that no other process gets its number."""
     end = time.monotonic() + seconds
     pause = 0.0005
-    while os.waitid(os.P_PID, process, os.WEXITED | os.WNOHANG | os.WNOWAIT) is None:
+    while True:
+        ended = os.waitid(os.P_PID, process, os.WEXITED | os.WNOHANG | os.WNOWAIT)
+        if ended is not None:
+            return True
         if time.monotonic() >= end:
             return False
         time.sleep(pause)
         pause = min(2 * pause, 0.02)
-    return True
 
 
 def lives(stat: Path, group: int) -> bool:
@@ -104,8 +108,9 @@ def lives(stat: Path, group: int) -> bool:
 def wait_for_group(leader: int, seconds: float = 2) -> None:
     """Waits until nothing of a killed group runs any more. SIGKILL needs a moment to take effect."""
     end = time.monotonic() + seconds
-    while any(lives(stat, leader) for stat in Path("/proc").glob("[0-9]*/stat")):
-        if time.monotonic() >= end:
+    while True:
+        still_runs = any(lives(stat, leader) for stat in Path("/proc").glob("[0-9]*/stat"))
+        if not still_runs or time.monotonic() >= end:
             return
         time.sleep(0.002)
 
@@ -182,7 +187,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         self.kill_started(0)
 
     def kill_started(self, seconds: float = 2) -> None:
-        """Kills what it has started and is outside its group. Waits so long for the end."""
+        """Kills what it has started and is outside its group. Waits up to `seconds` for their end."""
         if self.mark:
             kill_marked([self.mark], seconds)
 

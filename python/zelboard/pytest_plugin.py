@@ -21,9 +21,10 @@ def pytest_addoption(parser: pytest.Parser) -> None:
                     help="for what is left of the boards of a failed test")
     group.addoption("--zelboard-target", metavar="ssh://USER@HOST[:PORT]", help="run the tests on this real switch")
     group.addoption("--zelboard-run", metavar="COMMAND",
-                    help="the same by a command that has a shell there do its last argument: 'ssh root@switch'")
+                    help="the same, by a command whose last argument a shell on the switch runs: 'ssh root@switch'")
     group.addoption("--zelboard-folder", metavar="FOLDER", default="",
-                    help="where tests run there, and where programs are sent to; else where the command arrives")
+                    help="folder on the switch for tests and for the programs sent there; default: the folder in which the command "
+                         "starts")
     group.addoption("--zelboard-manual", action="store_true",
                     help="ask a person at the terminal for what only hands can do to a real switch")
 
@@ -158,7 +159,7 @@ def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], sta
     return switch
 
 
-def marked(node: Any) -> Tuple[Tuple[Any, ...], Dict[str, Any]]:
+def marker_arguments(node: Any) -> Tuple[Tuple[Any, ...], Dict[str, Any]]:
     """What the markers of a test, its class and its module say together; where two name the same, the nearer one counts."""
     arguments: Tuple[Any, ...] = ()
     options: Dict[str, Any] = {}
@@ -178,7 +179,7 @@ def marked(node: Any) -> Tuple[Tuple[Any, ...], Dict[str, Any]]:
 def board(request: pytest.FixtureRequest, zelboard_channel: Optional[List[str]]) -> Iterator[Any]:
     """A fresh virtual switch, removed after the test, or the real one. Marker: board(slots="sfp,copper,none",
     supplies=["ac", "failed"], modules={3: "1g-sx"})."""
-    arguments, options = marked(request.node)
+    arguments, options = marker_arguments(request.node)
     trouble = ""
     with ExitStack() as stack:
         try:
@@ -215,7 +216,8 @@ def start_test(item: pytest.Item) -> None:
     item.config.stash[EVIDENCE].start_test()
     fixtures = getattr(item, "fixturenames", ())
     is_lost = item.get_closest_marker("board") is not None and "board" not in fixtures
-    if is_lost and not {"board_factory", "module_board_factory"} & set(fixtures):
+    makes_boards = "board_factory" in fixtures or "module_board_factory" in fixtures
+    if is_lost and not makes_boards:
         item.warn(pytest.PytestWarning("the marker board has no effect: the test does not use the fixture board"))
 
 

@@ -294,11 +294,13 @@ class Board(AbstractContextManager["Board"]):
     def wait(self, condition: Callable[[State], object], timeout: float = 60) -> State:
         """Reads the board's state until the condition holds for it. Returns that state."""
         end = time.monotonic() + timeout
-        while not condition(state := self.state):
+        while True:
+            state = self.state
+            if condition(state):
+                return state
             if time.monotonic() > end:
                 raise TimeoutError(f"the board did not get there within {timeout} s")
             time.sleep(0.005)
-        return state
 
     def panel(self) -> str:
         """The front panel as SVG."""
@@ -311,7 +313,7 @@ class Board(AbstractContextManager["Board"]):
 
     @contextmanager
     def recording(self) -> Iterator[Recording]:
-        """What is done in a `with` block: with board.recording() as t: ...; t.count("SetAlarmLed", led=1)"""
+        """What is done in a `with` block: with board.recording() as trace: ...; trace.count("SetAlarmLed", led=1)"""
         recording = Recording(lambda: self.trace)
         try:
             yield recording
@@ -331,7 +333,7 @@ class Board(AbstractContextManager["Board"]):
             command.append("--trace-opens")
         return [*command, "--", *words]
 
-    def _marked(self, options: Dict[str, Any]) -> str:
+    def _add_mark(self, options: Dict[str, Any]) -> str:
         """Completes the environment that a program gets. Returns the program's mark. A copy of os.environ may name
         other boards: this one stays this one."""
         mark = new_mark()
@@ -343,7 +345,7 @@ class Board(AbstractContextManager["Board"]):
         """Starts a program. Further options are for subprocess.Popen. With fast its pauses are counted, but not slept."""
         command = self._command(words_of(arguments, options), fast, chip_times, trace_opens)
         file = self._traces[-1]
-        mark = self._marked(options)
+        mark = self._add_mark(options)
         program = Program(command, lambda: trace_of(file), mark, **in_text(options))
         self.programs.append(program)
         return program
@@ -359,7 +361,7 @@ class Board(AbstractContextManager["Board"]):
         """start() for asyncio."""
         command = self._command(words_of(arguments, options), fast, chip_times, trace_opens)
         file = self._traces[-1]
-        mark = self._marked(options)
+        mark = self._add_mark(options)
         program = await AsyncProgram.start(command, lambda: trace_of(file), mark, options)
         self._async_programs.append(program)
         return program

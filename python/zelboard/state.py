@@ -60,7 +60,7 @@ def reader_of(kind: Any) -> Optional[Reader]:
     read_row = reader_of(get_args(kind)[-1])
     if read_row is None:
         return None
-    row = read_row
+    row = read_row  # mypy: in the functions below it is not None
     if get_origin(kind) is list:
         return lambda rows: [row(one) for one in rows]
     return lambda rows: {made[0]: made for made in map(row, rows)}

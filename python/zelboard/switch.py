@@ -366,11 +366,13 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
 
     def wait(self, condition: Callable[[Any], object], timeout: float = 60) -> SwitchState:
         end = time.monotonic() + timeout
-        while not condition(state := self.state):
+        while True:
+            state = self.state
+            if condition(state):
+                return state
             if time.monotonic() > end:
                 raise TimeoutError(f"the switch did not get there within {timeout} s")
             time.sleep(0.05)
-        return state
 
     def evidence(self) -> Dict[str, str]:
         """What is left for the report of a failed test: what its library tells of the switch, and what programs printed."""
@@ -391,14 +393,17 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._never(f"{what} (only on a virtual board)")
 
     def by_hand(self, what: str, wanted: str = "", look: Optional[Callable[[], str]] = None) -> None:
-        """Asks a person for an act. Then the switch must tell, by `look`, that it is as wanted, if it can tell it."""
+        """Asks a person for an act. If `look` is given, the switch must then report the state `wanted`."""
         if self._ask is None:
             self._never(f"{what}: takes hands, or a virtual board")
         self._ask(what)
         if look is None:
             return
         end = time.monotonic() + SETTLING
-        while (seen := look()) != wanted:
+        while True:
+            seen = look()
+            if seen == wanted:
+                return
             if time.monotonic() >= end:
                 raise NotDone(f"{what}: not done, the switch tells: {seen}, not: {wanted}")
             time.sleep(0.1)

@@ -57,6 +57,7 @@ def read_event(line: str) -> Event:
         process = int(stamp[2])
     words, _, outcome = line.partition(" = ")
     value, _, error = outcome.partition(" ")
+    # Of "i2c 0xB0 BufRead {addr=0x9e} -> 19 00 = 0" the request's number is left out: its name says the same.
     kind, *rest = re.sub(" 0x[0-9A-F]{2} ", " ", words, 1).split()
     before, _, after = words.partition("->")
     node = kind
@@ -220,8 +221,8 @@ class Trace:
             check_kind(request, fields)
         place = -1
         for number, (request, fields) in enumerate(wanted, 1):
-            places = (i for i in range(place + 1, len(events)) if matches(events[i], request, fields))
-            found = next(places, None)
+            later = range(place + 1, len(events))
+            found = next((line for line in later if matches(events[line], request, fields)), None)
             if found is None:
                 raise AssertionError(self._out_of_order(events, place, number, request, fields))
             place = found
@@ -231,13 +232,13 @@ class Trace:
         text = f"step {number}: no {described(request, fields)}"
         if place >= 0:
             text += f" behind line {place + 1}"
-        early = [i for i in range(place + 1) if matches(events[i], request, fields)]
+        early = [line for line in range(place + 1) if matches(events[line], request, fields)]
         if early:
             text += f"; it is line {early[-1] + 1}, too early"
-        shown = early[-1] if early else max(place, 0)
-        text += ":\n" + lines_around(events, place if place >= 0 else shown)
-        if early and abs(place - shown) > AROUND:
-            text += "\n  ...\n" + lines_around(events, shown)
+        here = max(place, 0)
+        text += ":\n" + lines_around(events, here)
+        if early and here - early[-1] > AROUND:
+            text += "\n  ...\n" + lines_around(events, early[-1])
         return text
 
 
