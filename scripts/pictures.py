@@ -11,7 +11,9 @@ import subprocess
 import sys
 import tempfile
 
-PORTS, SEGMENT, SECTOR = 28, 0x1000000, 0x10000
+PORTS = 28
+SEGMENT = 0x1000000
+SECTOR = 0x10000
 HUES = "blue green amber violet".split()
 # A card of its own under each picture, so that it reads on light and dark pages alike.
 STYLE = """
@@ -33,7 +35,10 @@ text { font: 13px system-ui, "DejaVu Sans", sans-serif; fill: #1f2328 }
 
 class Picture:
     def __init__(self, width, height, title):
-        self.width, self.height, self.title, self.parts = width, height, title, []
+        self.width = width
+        self.height = height
+        self.title = title
+        self.parts = []
         self.box(1, 1, width - 2, height - 2, "card", 10)
         self.text(24, 36, title, "title")
 
@@ -57,7 +62,8 @@ class Board:
     """What the library knows of the board."""
 
     def __init__(self, build):
-        self.build, self.zelsim = build, f"{build}/bin/zelsim"
+        self.build = build
+        self.zelsim = f"{build}/bin/zelsim"
         self.library = ctypes.CDLL(f"{build}/lib/libzelboard.so")
         columns = {"present": "sfp_presnt", "fault": "sfp_txfault", "tx off": "sfp_txenable", "no light": "sfp_los"}
         self.pins = {}  # (expander, byte, bit): (port, signal)
@@ -111,14 +117,16 @@ def ports(board):
     picture = Picture(880, 268, "Ports and slots, as on the front panel")
     x = 24
     for slot in (1, 2, 3, 0):
-        hue, numbers = HUES[slot - 1], board.ports_of(slot)
+        hue = HUES[slot - 1]
+        numbers = board.ports_of(slot)
         columns = len(numbers) // 2
         width = 52 * columns + 16
         picture.box(x, 56, width, 136, "plain", 8)
         kind = "daughter board" if slot else "10G"
         picture.text(x + 10, 76, f"{name_of(slot)}: {kind}", "small")
         for place, port in enumerate(numbers):
-            left, top = x + 10 + 52 * (place // 2), 86 + 50 * (place % 2)
+            left = x + 10 + 52 * (place // 2)
+            top = 86 + 50 * (place % 2)
             picture.box(left, top, 44, 42, hue)
             picture.text(left + 22, top + 27, port, "middle")
         lists = ", ".join(f"0x{address:02X}" for address in board.expanders_of(slot))
@@ -137,7 +145,8 @@ def expanders(board):
     for place, (signal, hue) in enumerate(signals.items()):
         picture.box(474 + 100 * place, 22, 18, 18, hue)
         picture.text(498 + 100 * place, 36, signal)
-    y, before = 50, None
+    y = 50
+    before = None
     for slot, address, byte in rows:
         if slot != before:
             y += 30
@@ -153,23 +162,19 @@ def expanders(board):
             if signal:
                 picture.text(left + 41, y + 17, f"{port} {signal}", "small middle")
         y += 30
-    (register, _), bits = list(board.soc.values())[0], [bit for _, bit in board.soc.values()]
+    register, _ = list(board.soc.values())[0]
+    bits = [bit for _, bit in board.soc.values()]
     picture.text(24, y + 26, f"Ports {min(board.soc)} to {max(board.soc)}: loss of signal is read from SoC register "
                  f"0x{register:X}, bits {min(bits)} to {max(bits)}; the pins of 0x7A carry it too.", "small soft")
     picture.text(24, y + 46, "A pin that reads 1 means: no module, fault, transmitter off, no light.", "small soft")
     return picture
 
 
-def buses(board):
-    subprocess.run([board.zelsim, "fit", "1", "sfp"], check=True)
-    subprocess.run([board.zelsim, "plug", "0", "copper"], check=True)
-    cages = board.addresses("FW_Get_SFP_Speed", "0", "b")
-    modules = [address for address in cages if address not in board.expanders_of(1)]
-    chips = [(board.addresses("FW_GetExpenderIO", "b"), "input lines"), (board.addresses("FW_PollRtc"), "clock, S-35390A"),
-             (board.addresses("FW_PollTemperature"), "temperature, LM75")]
-    picture = Picture(880, 590, "Drivers, buses and chips")
-    picture.box(290, 56, 300, 40, "plain")
-    picture.text(440, 81, "a program, with libzelboard.so", "middle")
+def listed(addresses, between):
+    return between.join(f"0x{address:02X}" for address in addresses)
+
+
+def draw_drivers(picture, board):
     drivers = [(24, "/dev/zel_gpio", ["front-panel LEDs, alarm relay", "supplies, watchdog, reset", "flags, SoC registers",
                                       "selection of one SFP cage"]),
                (240, "/dev/zel_i2c", ["the I2C bus below", "which slots are fitted", "what is known of clock", "and temperature"]),
@@ -181,8 +186,10 @@ def buses(board):
         picture.text(x + 12, 158, name, "mono")
         for row, line in enumerate(lines):
             picture.text(x + 12, 178 + 17 * row, line, "small soft")
-    picture.wire("M332 246 V300 M24 300 H856")
-    picture.text(28, 290, "I2C bus, addresses in 8-bit form", "small soft")
+
+
+def draw_expanders(picture, board):
+    """The expanders on the I2C bus, from the left. Returns where they end."""
     x = 24
     for slot in (1, 2, 3, 0):
         addresses = board.expanders_of(slot)
@@ -194,52 +201,106 @@ def buses(board):
             picture.text(x + 12, 370 + 38 * row, f"0x{address:02X}", "mono")
             picture.text(x + 62, 370 + 38 * row, f"ports {board.cages_of(address)}", "small soft")
         x += 162
+    return x
+
+
+def draw_chips(picture, board, x):
+    chips = [(board.addresses("FW_GetExpenderIO", "b"), "input lines"), (board.addresses("FW_PollRtc"), "clock, S-35390A"),
+             (board.addresses("FW_PollTemperature"), "temperature, LM75")]
     picture.wire(f"M{x + 92} 300 V322")
-    picture.box(x, 322, 184, 30 + 38 * 3, "plain", 8)
+    picture.box(x, 322, 184, 30 + 38 * len(chips), "plain", 8)
     picture.text(x + 12, 343, "main board: other chips", "small")
     for row, (addresses, name) in enumerate(chips):
-        picture.text(x + 12, 366 + 38 * row, ", ".join(f"0x{address:02X}" for address in addresses), "mono")
+        picture.text(x + 12, 366 + 38 * row, listed(addresses, ", "), "mono")
         picture.text(x + 12, 382 + 38 * row, name, "small soft")
+
+
+def draw_module(picture, board):
+    addresses = board.addresses("FW_Get_SFP_Speed", "0", "b")
+    modules = [address for address in addresses if address not in board.expanders_of(1)]
     picture.wire("M332 500 V524 M332 500 H14 V300 H24")
     picture.box(24, 524, 832, 42, "plain", 8)
-    picture.text(36, 550, " and ".join(f"0x{address:02X}" for address in modules), "mono")
+    picture.text(36, 550, listed(modules, " and "), "mono")
     picture.text(150, 550, "the module in the one cage of the 28 that is selected: its memory, and its PHY if it is a copper module")
+
+
+def buses(board):
+    subprocess.run([board.zelsim, "fit", "1", "sfp"], check=True)
+    subprocess.run([board.zelsim, "plug", "0", "copper"], check=True)
+    picture = Picture(880, 590, "Drivers, buses and chips")
+    picture.box(290, 56, 300, 40, "plain")
+    picture.text(440, 81, "a program, with libzelboard.so", "middle")
+    draw_drivers(picture, board)
+    picture.wire("M332 246 V300 M24 300 H856")
+    picture.text(28, 290, "I2C bus, addresses in 8-bit form", "small soft")
+    end = draw_expanders(picture, board)
+    draw_chips(picture, board, end)
+    draw_module(picture, board)
     return picture
 
 
-def flash(board):
-    named = {}  # a region and its twin have one colour
+class Piece:
+    """A piece of the flash: a region, or unused space between regions."""
+
+    def __init__(self, start, end, region=None):
+        self.start = start
+        self.end = end
+        self.region = region
+        self.height = 26 + 3 * ((end - start) // SECTOR).bit_length()
+
+    def size(self):
+        size = (self.end - self.start) // 1024
+        return f"{size // 1024} MiB" if size % 1024 == 0 else f"{size} KiB"
+
+
+def pieces_of(board, base):
+    """The pieces of the segment that begins at `base`."""
+    pieces = []
+    at = base
     for region in board.regions:
-        named.setdefault(re.sub(r" ?[12]$", "", region["region"]), HUES[len(named) % len(HUES)])
-    columns = []
-    for base in (0, SEGMENT):
-        pieces, at = [], base
-        for region in [r for r in board.regions if base <= r["start"] < base + SEGMENT] + [{"start": base + SEGMENT}]:
-            if region["start"] > at:
-                pieces.append((at, region["start"], None))
-            if "region" in region:
-                pieces.append((region["start"], region["end"], region["region"]))
-                at = region["end"]
-        columns.append(pieces)
-    high = {piece: 26 + 3 * ((piece[1] - piece[0]) // SECTOR).bit_length() for pieces in columns for piece in pieces}
-    room = max(sum(high[piece] + 4 for piece in pieces) for pieces in columns)
+        if not base <= region["start"] < base + SEGMENT:
+            continue
+        if region["start"] > at:
+            pieces.append(Piece(at, region["start"]))
+        pieces.append(Piece(region["start"], region["end"], region["region"]))
+        at = region["end"]
+    if at < base + SEGMENT:
+        pieces.append(Piece(at, base + SEGMENT))
+    return pieces
+
+
+def without_number(region):
+    return re.sub(r" ?[12]$", "", region)
+
+
+def draw_segment(picture, x, base, pieces, styles, room):
+    """A segment of the flash: its pieces with their names, and beside them true to scale."""
+    y = 78
+    for piece in pieces:
+        style = styles[without_number(piece.region)] if piece.region else "free"
+        middle = y + piece.height // 2 + 5
+        picture.text(x + 64, middle, f"0x{piece.start:X}", "small mono end")
+        picture.box(x + 74, y, 248, piece.height, style)
+        picture.text(x + 86, middle, piece.region or "unused", "" if piece.region else "small soft")
+        picture.text(x + 310, middle, piece.size(), "small end")
+        top = (piece.start - base) * room // SEGMENT
+        bottom = (piece.end - base) * room // SEGMENT
+        picture.box(x + 348, 78 + top, 44, max(bottom - top, 1), style, 0)
+        y += piece.height + 4
+
+
+def flash(board):
+    styles = {}  # a region and its twin have one colour
+    for region in board.regions:
+        styles.setdefault(without_number(region["region"]), HUES[len(styles) % len(HUES)])
+    segments = [("lower", 24, 0), ("upper", 454, SEGMENT)]
+    pieces = {base: pieces_of(board, base) for _, _, base in segments}
+    room = max(sum(piece.height + 4 for piece in column) for column in pieces.values())
     picture = Picture(880, 112 + room, "The flash: 32 MiB in two segments")
-    for x, base, pieces, name in zip((24, 454), (0, SEGMENT), columns, ("lower", "upper")):
+    for name, x, base in segments:
         picture.text(x + 74, 66, f"{name} segment", "small soft")
         picture.text(x + 336, 66, "true to scale", "small soft")
-        y = 78
-        for piece in pieces:
-            start, end, region = piece
-            style = named[re.sub(r" ?[12]$", "", region)] if region else "free"
-            middle = y + high[piece] // 2 + 5
-            picture.text(x + 64, middle, f"0x{start:X}", "small mono end")
-            picture.box(x + 74, y, 248, high[piece], style)
-            picture.text(x + 86, middle, region or "unused", "" if region else "small soft")
-            size = (end - start) // 1024
-            picture.text(x + 310, middle, f"{size // 1024} MiB" if size % 1024 == 0 else f"{size} KiB", "small end")
-            top, bottom = ((edge - base) * room // SEGMENT for edge in (start, end))
-            picture.box(x + 348, 78 + top, 44, max(bottom - top, 1), style, 0)
-            y += high[piece] + 4
+        draw_segment(picture, x, base, pieces[base], styles, room)
     picture.text(24, room + 98, "Heights on the left grow with the size's logarithm. Each address is that of the first byte.", "small soft")
     return picture
 

@@ -8,13 +8,13 @@ import shutil
 import subprocess
 import sys
 
-OLD, NEW = bytes(range(1, 201)) * 3, bytes(range(200, 0, -1)) * 4
+OLD = bytes(range(1, 201)) * 3
+NEW = bytes(range(200, 0, -1)) * 4
 IMAGES = {"old": OLD * 130, "new": NEW * 100}  # two sectors, the second one in part
 
 
 def library(build):
-    zel = ctypes.CDLL(os.path.join(build, "lib", "libzelboard.so"))
-    return zel
+    return ctypes.CDLL(os.path.join(build, "lib", "libzelboard.so"))
 
 
 def store(zel, operation, which):
@@ -32,14 +32,19 @@ def store(zel, operation, which):
 
 
 def loaded(zel, read):
-    data, length = ctypes.c_void_p(), ctypes.c_uint32()
+    data = ctypes.c_void_p()
+    length = ctypes.c_uint32()
     if read(ctypes.byref(data), ctypes.byref(length)) != 0:
         return None
     return ctypes.string_at(data.value, length.value)
 
 
 def name_of(value, old, new):
-    return "new" if value == new else "old" if value == old else "nothing"
+    if value == new:
+        return "new"
+    if value == old:
+        return "old"
+    return "nothing"
 
 
 def held(zel, operation):
@@ -98,13 +103,16 @@ def sweep(build, work, operation):
     assert on_switch(build, "prepare", work, operation).returncode == 0
     os.rename(os.path.join(work, "default"), os.path.join(work, "prepared"))
     os.mkdir(os.path.join(work, "default"))  # cut() replaces this folder
-    rows, call, killed = [], 0, True
-    while killed:
+    rows = []
+    call = 0
+    while True:
         killed, value = cut(build, work, operation, call)
+        if not killed:
+            break
         call += 1
-        if killed and rows and rows[-1][2] == value:
+        if rows and rows[-1][2] == value:
             rows[-1][1] = call
-        elif killed:
+        else:
             rows.append([call, call, value])
     assert value == "new", (operation, value)
     shutil.rmtree(os.path.join(work, "prepared"))
@@ -113,7 +121,8 @@ def sweep(build, work, operation):
 
 
 def main():
-    build, role = sys.argv[1], sys.argv[2]
+    build = sys.argv[1]
+    role = sys.argv[2]
     if role == "prepare":
         sys.exit(store(library(build), sys.argv[4], "old") != 0)
     if role == "store":
