@@ -24,7 +24,7 @@ constexpr int kCages = kPorts - kFirstCage;
 
 enum Colour { Plain, Dim, Red, Green, Amber, Blue, Cyan };
 
-/** A LED. Its legend stands before it on the same line. */
+/** An LED. Its legend stands before it on the same line. */
 struct Light {
   const char *led;
   const char *legend;
@@ -56,7 +56,7 @@ inline constexpr int kTestLegendX = 29;
 inline constexpr int kTestX = 34;
 inline constexpr int kTestY = 3;
 
-/** What a LED does. */
+/** What an LED does. */
 enum LightState : unsigned { kLightOff, kLightOn, kLightBlinking };
 
 /** A frame around a group of ports. */

@@ -53,7 +53,7 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
   }
 }
 
-/** The link of a copper port, on the line of the port's number: a LED and the speed. */
+/** The link of a copper port, on the line of the port's number: an LED and the speed. */
 void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
   const int right = x + kPortWidth;
   picture.text(right, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);

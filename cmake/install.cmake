@@ -83,7 +83,7 @@ endif()
 
 if(ZELBOARD_ALONE)
   include(cmake/package.cmake)
-  # The manifest of an installation is that of the whole build, and so is what removes it.
+  # The manifest lists the whole build. So only a build of its own gets a target that removes it.
   add_custom_target(uninstall
     COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt
       -D FOLDERS=${PROJECT_BINARY_DIR}/install_folders.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

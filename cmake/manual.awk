@@ -1,6 +1,7 @@
 # Manual pages of the exported functions, one each, made of the headers' comments:
 #   awk -v folder=DIR -v version=VERSION -v date=DATE -f manual.awk HEADER ...
-# What a page holds: the function's own comment, then that of its group with its named values, and that of its header.
+# What a page holds: the function's own comment, then the comment and the named values of its group, then the comment of
+# its header.
 
 FNR == 1 { header = "zelboard/" base(FILENAME); inside = 0; group = "" }
 

@@ -74,7 +74,7 @@ void add_create_options(CLI::App &create, CommandLine &line) {
 
 void add_serve_options(CLI::App &serve, CommandLine &line) {
   serve.add_option("--port", line.port, "0 is any that is free; default: 8080")->type_name("0-65535");
-  serve.add_option("--listen", line.listen, "default: 127.0.0.1; any other than this machine's own needs --token")
+  serve.add_option("--listen", line.listen, "default: 127.0.0.1; an address that others can reach needs a secret")
       ->type_name("ADDRESS");
   serve.add_option("--host", line.hosts, "a name by which other machines call this one; may be repeated")
       ->type_name("NAME");
@@ -90,10 +90,12 @@ void add_fail_options(CLI::App &fail, CommandLine &line) {
   fail.add_option("--count", line.count, "fail N times only")->type_name("N");
   fail.add_option("--skip", line.skip, "skip the first N calls")->type_name("N");
   fail.add_option("--probability", line.probability, "fail by chance; 0.05: one call in twenty")->type_name("0-1");
-  fail.add_option("--seed", line.seed, "of the chance: the same seed strikes the same calls; default: 0")
+  fail.add_option("--seed", line.seed, "start of the random numbers: the same seed strikes the same calls; default: 0")
       ->type_name("N");
-  fail.add_option("--result", line.result,
-                  "what the caller gets; a number is a short count of bytes; default: the driver's failure")
+  fail.add_option(
+          "--result", line.result,
+          "what the caller gets; a number is a request's result, the count of a short read or write, or debugCmd's "
+          "exit status; default: the driver's failure")
       ->type_name("NUMBER|" + effect_names());
 }
 

@@ -13,7 +13,7 @@ using namespace zelsim::tool;
 constexpr CommandRow kOwnCommands[] = {
     {.name = "run",
      .arguments = "",
-     .what = "Run a program on a board, which is made when missing: zelsim run [OPTIONS] -- PROGRAM [ARG ...]",
+     .what = "Run a program on a board; a missing board is made: zelsim run [OPTIONS] -- PROGRAM [ARG ...]",
      .run = run,
      .example = "run --fast --trace -- zelctl ports"},
     {.name = "record",
@@ -44,7 +44,7 @@ constexpr CommandRow kOwnCommands[] = {
      .example = "play --board lab brownout.scenario"},
     {.name = "serve",
      .arguments = "?NAME",
-     .what = "Show a board in a browser, which is made when missing, or all boards",
+     .what = "Show a board, or all boards, in a browser; a missing board is made",
      .run = serve,
      .example = "serve lab --port 8080",
      .names_board = true},

@@ -110,7 +110,7 @@ class Page(Server):
         self.click("#catalogue [data-key='1g-lx']")
         self.find("[data-part=port5][aria-label^='Port 5: 1g-lx']")
         self.assertIn("ZL-1G-LX", on_switch(ZELCTL, "sfp", "show", "5"))
-        # A program sets a LED.
+        # A program sets an LED.
         on_switch(ZELCTL, "led", "set", "ring-master", "blink")
         self.find("use#ring-master[href='#blinking']")
         # A supply is pulled, and a daemon's alarm LED turns red.

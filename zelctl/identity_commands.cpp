@@ -113,7 +113,7 @@ static void add_power_byte(App &family) {
   const auto value = std::make_shared<uint32_t>();
   App *app = command(family, "power-byte", "Stores the power-mode byte", "identity power-byte 3",
                      announced([value] { store_power_byte(*value); }));
-  number(app, "VALUE", *value, "Value", 0, 255);
+  number(app, "BYTE", *value, "Value", 0, 255);
 }
 
 void add_identity_commands(App &app) {

@@ -80,10 +80,10 @@ static void add_leds(App &app) {
   const auto options = std::make_shared<LedOptions>();
   App *family = group(app, "led", "Front-panel LEDs", "led set alarm blink", "list", [] { show(leds()); });
   App *get = command(*family, "get", "One LED", "led get system", [options] { show(led_record(options->led)); });
-  choice(get, "NAME", options->led, "LED", names);
+  choice(get, "LED", options->led, "LED", names);
   App *set = command(*family, "set", "Sets one LED", "led set power1 on --mirror",
                      undivided([options] { set_led(*options); }));
-  choice(set, "NAME", options->led, "LED", names);
+  choice(set, "LED", options->led, "LED", names);
   choice(set, "VALUE", options->value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
   flag(set, "--mirror", options->mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
 }

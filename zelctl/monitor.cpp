@@ -133,8 +133,8 @@ void add_monitor_command(App &app) {
   optics_option(leaf, Flags::Left);
   flag(leaf, "--initial", options->initial, "First print the present state of everything");
   flag(leaf, "--journal", options->to_journal, "Write events to the systemd journal, with fields; do not print them");
-  any_text(leaf, "--journal-socket", options->journal_socket, "Socket of the journal, as of another journal namespace",
-           {}, "PATH");
+  any_text(leaf, "--journal-socket", options->journal_socket,
+           "Socket of the journal, for instance of another journal namespace", {}, "PATH");
   any_text(leaf, "--exec", options->command, "Shell command for each event; its environment describes the event", {},
            "COMMAND");
   number(leaf, "--exec-limit", options->command_limit, "Seconds after which such a command is ended (30)", 1, 86400);

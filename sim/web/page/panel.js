@@ -145,7 +145,7 @@ export function legend() {
   for (const node of blocks.get('legend')?.svg.children ?? []) {
     shapes.push(node.cloneNode(true));
     if (node.nodeName !== 'text') continue;
-    const left = shapes[0].nodeName === 'rect' ? 0 : 8; // a LED has its middle at its place
+    const left = shapes[0].nodeName === 'rect' ? 0 : 8; // an LED has its middle at its place
     const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
     svg.setAttribute('viewBox', `${Number(shapes[0].getAttribute('x')) - left} 0 ${kEntryWidth} 26`);
     svg.setAttribute('role', 'img');
