@@ -91,22 +91,26 @@ for what, ours, theirs, goal in (
         f"at least {goal} x" if goal else "", not goal or ratio >= goal)
 for name, what in (("led", "LED set"), ("transfer", "I2C transfer"), ("port", "Port check"),
                    ("tx_disable", "Transmit-disable set")):
-    ours, theirs = calls[name + "/zelboard"]["libzelboard"], calls[name + "/plain"]["libplain"]
+    ours = calls[name + "/zelboard"]["libzelboard"]
+    theirs = calls[name + "/plain"]["libplain"]
     row(what + ", own instructions, hand-written C", ours, theirs, f"{ours / theirs:.2f} x", "at most 1.2 x",
         ours <= 1.2 * theirs)
 for name, what in (("copy", "12 MiB partition copy"), ("dump", "Whole-flash dump")):
-    ours, bare = ns[name + "/zelboard/0"], ns[name + "/bare/0"]
+    ours = ns[name + "/zelboard/0"]
+    bare = ns[name + "/bare/0"]
     above = 100 * (ours / bare - 1)
     row(what + ", bare loop of its system calls", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms", f"{above:+.1f} %",
         "at most +15 %", above <= 15)
 # A copy is nearly all pauses. A dump is not: without timer slack it shows what it does beside them, as above.
 for name, what, goal in (("copy", "12 MiB partition copy", 3), ("dump", "Whole-flash dump", 15)):
     for kind, slack in ((1, ""), (2, " without timer slack")):
-        ours, slept = ns[f"slept_{name}/zelboard/{kind}"], ns[f"slept_{name}/bare/{kind}"]
+        ours = ns[f"slept_{name}/zelboard/{kind}"]
+        slept = ns[f"slept_{name}/bare/{kind}"]
         above = 100 * (ours / slept - 1)
         row(f"{what}, pauses slept{slack}, bare loop with the same sleeps", f"{ours / 1e6:.0f} ms",
             f"{slept / 1e6:.0f} ms", f"{above:+.1f} %", f"at most +{goal} %", above <= goal)
-ours, bare = ns["request/zelsim"], ns["request/bare"]
+ours = ns["request/zelsim"]
+bare = ns["request/bare"]
 row("Virtual switch, one request (open, ioctl, close), bare system calls", f"{ours / 1e3:.2f} us",
     f"{bare / 1e3:.2f} us", f"+{(ours - bare) / 1e3:.2f} us", "at most +1 us", ours - bare <= 1000)
 for count in (1, 8):
@@ -117,7 +121,8 @@ row("zelsim run -- true, true alone", f"{ns['start/zelsim'] / 1e6:.1f} ms", f"{n
 
 head("call", "own instructions", "instructions of libc", "bytes loaded and stored", "distinct bytes")
 for name, what, stretch in (("power_question", "FW_Pwr_Flag", -2), ("environment_update", "FW_SpiFlash_EnvAdd", -1)):
-    own, libc = calls[name]["libzelboard"], calls[name]["libc"]
+    own = calls[name]["libzelboard"]
+    libc = calls[name]["libc"]
     print(f"| {what} | {own} | {libc} | {data[stretch][0]} | {data[stretch][1]} |")
 
 head("how cost grows", "", "", "", "")

@@ -56,7 +56,7 @@ int wait_for_all() {
 /// The work of one process; its exit status is 0 if all requests were answered.
 [[noreturn]] void make_requests() {
   int good = 0;
-  for (int i = 0; i < kRequests; ++i) {
+  for (int made = 0; made < kRequests; ++made) {
     if (request()) ++good;
   }
   _exit(good == kRequests ? 0 : 1);
@@ -64,7 +64,7 @@ int wait_for_all() {
 
 void processes(benchmark::State &state) {
   for (auto _ : state) {
-    for (int64_t i = 0; i < state.range(0); ++i) {
+    for (int64_t started = 0; started < state.range(0); ++started) {
       if (fork() == 0) make_requests();
     }
     if (wait_for_all() != 0) state.SkipWithError("a process failed");

@@ -27,7 +27,8 @@ def load(path):
     }
     for name, arguments in signatures.items():
         function = getattr(zel, name)
-        function.argtypes, function.restype = arguments, ctypes.c_uint32
+        function.argtypes = arguments
+        function.restype = ctypes.c_uint32
     return zel
 
 

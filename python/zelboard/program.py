@@ -148,7 +148,8 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         for name in OUTPUTS:
             pipe = getattr(self, name)
             if isinstance(pipe, io.TextIOWrapper):
-                encoding, errors = pipe.encoding, pipe.errors
+                encoding = pipe.encoding
+                errors = pipe.errors
                 setattr(self, name, Heard(pipe.detach(), encoding, errors))
 
     @property

@@ -113,7 +113,8 @@ def known_kinds() -> Sequence[Kind]:
     """All of them; zelsim tells."""
     kinds = [Kind("", "pause", frozenset({"us"}))]
     for row in json.loads(zelsim("fail", "--requests", "--json"))["requests"]:
-        node, request = row["node"], row["request"]
+        node = row["node"]
+        request = row["request"]
         fields = PLACE_FIELDS.get(request, row["fields"])
         kinds.append(Kind(node, request, frozenset({"arguments"} if node == "debugCmd" else fields)))
         if request == "open":
