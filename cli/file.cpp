@@ -91,8 +91,10 @@ void write_file(const std::string &path, Bytes bytes, const std::string &argumen
 }
 
 void write_output(const std::string &path, Bytes bytes, const std::string &argument) {
-  if (path != "-") return write_file(path, bytes, argument);
-  std::fwrite(bytes.data(), 1, bytes.size(), out);
+  if (path != "-")
+    write_file(path, bytes, argument);
+  else
+    std::fwrite(bytes.data(), 1, bytes.size(), out);
 }
 
 bool write_all(int fd, Bytes bytes) {

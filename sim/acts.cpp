@@ -272,7 +272,10 @@ LoggedAct::~LoggedAct() {
 
 void perform(const CommandRow &row, const CommandLine &line, const char *who) {
   bool shows_only = line.list || line.requests;
-  if (shows_only) return row.run(line);
+  if (shows_only) {
+    row.run(line);
+    return;
+  }
   Performed performed(row, line, who);
   row.run(line);
   // A command that opens no board, such as `save`, is logged all the same.

@@ -180,7 +180,10 @@ fs::path make_board(const std::string &name, const Preparation &prepare) {
 }
 
 void create_board(const CommandLine &line) {
-  if (!line.from.empty()) return create_twin(line);
+  if (!line.from.empty()) {
+    create_twin(line);
+    return;
+  }
   Words slots = split(line.slots, ',');
   if (slots.size() > kSlots)
     throw Usage("--slots: '" + line.slots + "' names more than " + std::to_string(kSlots) + " boards");

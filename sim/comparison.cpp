@@ -143,30 +143,66 @@ class Comparison {
   void compare_bytes(const std::string &field) { add(field, hex(recorded_bytes_), hex(model_bytes_)); }
 
   void compare_request(const Request *request) {
-    if (request == nullptr) return compare_bytes("record");
-    bool is_short = recorded_bytes_.size() < record_size(*request) || model_bytes_.size() < recorded_bytes_.size();
-    if (is_short) return compare_bytes("record");
-    switch (request->shape) {
+    bool is_whole = request != nullptr && recorded_bytes_.size() >= record_size(*request) &&
+                    model_bytes_.size() >= recorded_bytes_.size();
+    if (is_whole) {
+      compare_record(*request);
+    } else {
+      compare_bytes("record");
+    }
+  }
+
+  void compare_record(const Request &request) {
+    switch (request.shape) {
       case Shape::None:
-        return;
+        break;
       case Shape::Byte:
-        if (request->name == std::string_view("GetPowerStatus")) return compare_power(request->fields);
-        return add(request->fields, std::to_string(recorded_bytes_[0]), std::to_string(model_bytes_[0]));
+        compare_byte(request);
+        break;
       case Shape::Pair:
-        return compare_pair(split(request->fields, ' '));
+        compare_pair(split(request.fields, ' '));
+        break;
       case Shape::Register:
-        if (word32_at(recorded_bytes_, 0) == kLossOfSignalRegister) return compare_light();
-        return add(format("address=0x%x value", word32_at(recorded_bytes_, 0)),
-                   format("0x%08x", word32_at(recorded_bytes_, 4)), format("0x%08x", word32_at(model_bytes_, 4)));
+        compare_register();
+        break;
       case Shape::Rtc:
-        return compare_clock_record();
+        compare_clock_record();
+        break;
       case Shape::Temperature:
-        return found_.add_degrees("temperature", degrees_at(recorded_bytes_), degrees_at(model_bytes_));
+        found_.add_degrees("temperature", degrees_at(recorded_bytes_), degrees_at(model_bytes_));
+        break;
       case Shape::Identification:
-        return compare_bytes("id");
+        compare_bytes("id");
+        break;
       case Shape::Transfer:
-        if (!request->fills) return compare_bytes("record");
-        return compare_transfer(recorded_bytes_, model_bytes_, port_, found_);
+        compare_chip(request);
+        break;
+    }
+  }
+
+  void compare_byte(const Request &request) {
+    if (request.name == std::string_view("GetPowerStatus")) {
+      compare_power(request.fields);
+    } else {
+      add(request.fields, std::to_string(recorded_bytes_[0]), std::to_string(model_bytes_[0]));
+    }
+  }
+
+  void compare_register() {
+    uint32_t address = word32_at(recorded_bytes_, 0);
+    if (address == kLossOfSignalRegister) {
+      compare_light();
+    } else {
+      add(format("address=0x%x value", address), format("0x%08x", word32_at(recorded_bytes_, 4)),
+          format("0x%08x", word32_at(model_bytes_, 4)));
+    }
+  }
+
+  void compare_chip(const Request &request) {
+    if (request.fills) {
+      compare_transfer(recorded_bytes_, model_bytes_, port_, found_);
+    } else {
+      compare_bytes("record");
     }
   }
 
@@ -200,7 +236,10 @@ class Comparison {
     ClockRecord model = clock_record(model_bytes_);
     add("mode24", std::to_string(recorded.mode24), std::to_string(model.mode24));
     bool have_times = recorded.month_day != 0 && model.month_day != 0;  // days begin with 1
-    if (have_times) return found_.add_clock("clock", seconds_of(recorded), seconds_of(model));
+    if (have_times) {
+      found_.add_clock("clock", seconds_of(recorded), seconds_of(model));
+      return;
+    }
     constexpr size_t kTimeAt = offsetof(ClockRecord, second);
     constexpr size_t kTimeSize = offsetof(ClockRecord, weekday) - kTimeAt;
     add("clock", hex(recorded_bytes_.subspan(kTimeAt, kTimeSize)), hex(model_bytes_.subspan(kTimeAt, kTimeSize)));

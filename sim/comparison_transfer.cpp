@@ -36,17 +36,27 @@ class TransferComparison {
     bool starts_at_zero = recorded_[kOffsetLen] > 0 && first_offset() == 0;
     bool is_time = address == kClockTimeAddress && len == kClockTimeBytes;
     bool is_temperature = address == kSensorAddress && starts_at_zero && len == sizeof(uint16_t);
-    if (is_time) return compare_chip_time();
-    if (is_temperature) return compare_sensor();
-    if (address == kModulePhyAddress) return compare_phy(len);
-    if (is_expander(address)) return compare_expander(address, len);
+    if (is_time) {
+      compare_chip_time();
+    } else if (is_temperature) {
+      compare_sensor();
+    } else if (address == kModulePhyAddress) {
+      compare_phy(len);
+    } else if (is_expander(address)) {
+      compare_expander(address, len);
+    } else {
+      compare_bytes(address, len);
+    }
+  }
+
+ private:
+  void compare_bytes(uint8_t address, size_t len) {
     for (size_t i = 0; i < len; ++i) {
       if (recorded_[i] == model_[i]) continue;
       found_.add(place(address, i), format("%02x", recorded_[i]), format("%02x", model_[i]));
     }
   }
 
- private:
   // Names the cage and the signal of each line that differs.
   void compare_expander(uint8_t address, size_t len) {
     uint32_t first = first_offset();

@@ -110,8 +110,14 @@ Json requests_document(const CommandLine &) {
 }
 
 void fail(const CommandLine &line) {
-  if (line.list) return show<faults_document>(line);
-  if (line.requests) return show<requests_document>(line);
+  if (line.list) {
+    show<faults_document>(line);
+    return;
+  }
+  if (line.requests) {
+    show<requests_document>(line);
+    return;
+  }
   if (line.words.empty()) throw Usage("NODE: missing: a node, --list or --requests");
   const FaultRule rule = rule_of(line);
   OpenBoard board = open_board(line.board);

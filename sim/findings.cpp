@@ -20,15 +20,21 @@ void Findings::add(const std::string &field, const std::string &recorded, const 
 void Findings::add_clock(const std::string &field, int64_t recorded, int64_t model) {
   if (recorded == model) return;
   bool is_near = std::abs(recorded - model) <= kClockTolerance;
-  if (is_near) return tolerate(kClockValue);
-  add(field, time_text(recorded), time_text(model));
+  if (is_near) {
+    tolerate(kClockValue);
+  } else {
+    add(field, time_text(recorded), time_text(model));
+  }
 }
 
 void Findings::add_degrees(const std::string &field, double recorded, double model) {
   if (recorded == model) return;
   bool is_near = std::abs(recorded - model) <= kTemperatureTolerance;
-  if (is_near) return tolerate(kTemperatureValue);
-  add(field, format("%.1f", recorded), format("%.1f", model));
+  if (is_near) {
+    tolerate(kTemperatureValue);
+  } else {
+    add(field, format("%.1f", recorded), format("%.1f", model));
+  }
 }
 
 }  // namespace zelsim::tool

@@ -32,7 +32,10 @@ std::string loadable(const std::string &name) {
 // Puts a value in front of a list that is separated by colons, unless it is the first one already.
 void put_first(const char *name, const std::string &value) {
   std::string list = variable(name);
-  if (list.empty()) return set_variable(name, value);
+  if (list.empty()) {
+    set_variable(name, value);
+    return;
+  }
   bool is_first = (list + ":").starts_with(value + ":");
   if (!is_first) set_variable(name, value + ":" + list);
 }
@@ -196,7 +199,8 @@ void run(const CommandLine &line) {
   if (line.words.empty()) throw Usage("PROGRAM: missing, see zelsim run --help");
   if (!line.replay.empty()) {
     refuse_beside_replay(line);
-    return replay_recording(line);
+    replay_recording(line);
+    return;
   }
   put_on_board(line);
   std::string program = find_program(line.words[0]);

@@ -151,15 +151,21 @@ void wait_for_strays(std::vector<pid_t> &strays, const std::string &mark) {
 void tell_empty(const std::string &program) {
   std::string file = find_program(program);
   if (!is_executable(file)) return;  // that was told
-  if (is_static(file)) return tell("no call was recorded: '" + escaped(file) + "' is linked statically");
-  tell("no call was recorded: the program made none, or its environment was cleared");
+  if (is_static(file)) {
+    tell("no call was recorded: '" + escaped(file) + "' is linked statically");
+  } else {
+    tell("no call was recorded: the program made none, or its environment was cleared");
+  }
 }
 
 void finish(SharedLines &lines, PlainFile &file, int64_t start_ns, off_t title_size, const std::string &program) {
   std::optional<std::string> rest = lines.finish(start_ns);
   if (!rest) return;
   bool is_empty = file.size() == title_size && rest->empty();
-  if (!file.write(*rest + kRecordingEnd + "\n")) return tell(why_not_written(file.path()));
+  if (!file.write(*rest + kRecordingEnd + "\n")) {
+    tell(why_not_written(file.path()));
+    return;
+  }
   if (is_empty) tell_empty(program);
 }
 

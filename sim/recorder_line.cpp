@@ -67,8 +67,11 @@ class RecordLine {
 
   void add_result(long result, int error) {
     bool is_good = result == 0;
-    if (is_good) return add_text(" = 0");
-    size_ += result_text(result, error, text_ + size_, room_ - size_);
+    if (is_good) {
+      add_text(" = 0");
+    } else {
+      size_ += result_text(result, error, text_ + size_, room_ - size_);
+    }
   }
 
   void add_value(const char *name, int64_t value) {

@@ -122,10 +122,15 @@ void parse_request(std::string_view number, std::string_view rest, NodeCall &cal
 void parse_node_call(Node node, std::string_view text, NodeCall &call) {
   call.node = node;
   std::string_view what = take_until(text, " ");
-  if (what == "read") return parse_transfer(CallKind::Read, text, call);
-  if (what == "write") return parse_transfer(CallKind::Write, text, call);
-  if (what == "lseek") return parse_seek(text, call);
-  parse_request(what, text, call);
+  if (what == "read") {
+    parse_transfer(CallKind::Read, text, call);
+  } else if (what == "write") {
+    parse_transfer(CallKind::Write, text, call);
+  } else if (what == "lseek") {
+    parse_seek(text, call);
+  } else {
+    parse_request(what, text, call);
+  }
 }
 
 // Parses the part of a line that a trace has, too.

@@ -74,10 +74,16 @@ void let_driver_answer(const Attached &attached, RequestEvent &event, void *reco
 }
 
 void answer(const Attached &attached, int fd, RequestEvent &event, void *record) {
-  if (event.request == nullptr) return fail_with(event, ENOTTY);
+  if (event.request == nullptr) {
+    fail_with(event, ENOTTY);
+    return;
+  }
   const Request &request = *event.request;
   size_t size = record_size(request);
-  if (size > 0 && !is_mapped(record)) return fail_with(event, EFAULT);
+  if (size > 0 && !is_mapped(record)) {
+    fail_with(event, EFAULT);
+    return;
+  }
   if (size > 0) {
     memcpy(event.before, record, size);
     memcpy(event.after, record, size);

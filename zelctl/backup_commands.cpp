@@ -68,7 +68,10 @@ static void restore_flash(const RestoreOptions &options) {
   require_size(options.path, figures.size, chip_size());
   if (options.sum && figures.sum != *options.sum)
     throw Failure{format("%s: its sum is 0x%X, not 0x%X", options.path.c_str(), figures.sum, *options.sum)};
-  if (settings.dry_run) return show_plan(0, chip_size(), SectorAction::EraseAndWrite);
+  if (settings.dry_run) {
+    show_plan(0, chip_size(), SectorAction::EraseAndWrite);
+    return;
+  }
   show(figures_record(options.path, figures));
   confirm("Replaces everything in the flash by " + options.path + ".");
   copy_file(options.path, "the flash", figures.size, FW_N25Q256A_FlashCopyAll);

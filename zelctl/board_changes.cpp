@@ -109,7 +109,10 @@ void BoardChanges::judge_temperature(const Reading &reading, Event &event) const
  *  state is the usual one. The first answer of a thing that was silent so far is not told. */
 void BoardChanges::note(const std::string &key, Event &event, const std::string &usual) {
   now_[key] = event.now;
-  if (first_) return note_first(event);
+  if (first_) {
+    note_first(event);
+    return;
+  }
   const auto found = before_.find(key);
   const bool is_new = found == before_.end();
   event.before = is_new ? "absent" : found->second;

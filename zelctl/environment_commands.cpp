@@ -45,7 +45,10 @@ uint32_t ask_environment(const std::function<uint32_t()> &question) {
 
 static void list_variables() {
   const Json known = environment();
-  if (settings.json) return show(known);
+  if (settings.json) {
+    show(known);
+    return;
+  }
   for (const Json &row : known["variables"]) {
     const std::string name = cell("name", row["name"]);
     const std::string value = cell("value", row["value"]);
@@ -62,7 +65,10 @@ static void show_variable(const std::string &name) {
   const Json known = environment();
   for (const Json &row : known["variables"]) {
     if (row["name"] != name) continue;
-    if (settings.json) return show(row);
+    if (settings.json) {
+      show(row);
+      return;
+    }
     std::fprintf(out, "%s\n", cell("value", row["value"]).c_str());
     return;
   }

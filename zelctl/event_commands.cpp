@@ -20,7 +20,10 @@ EventCommands::~EventCommands() {
 }
 
 void EventCommands::add(const Event &event) {
-  if (waiting_.size() >= kMostWaiting) return warn("too many events wait: nothing is run", event.line());
+  if (waiting_.size() >= kMostWaiting) {
+    warn("too many events wait: nothing is run", event.line());
+    return;
+  }
   Work work{event.line(), fields_of(event)};
   work.fields.emplace_back("ZELBOARD_MESSAGE", event.line());
   work.fields.emplace_back("ZELBOARD_TROUBLE", event.trouble ? "yes" : "no");

@@ -26,7 +26,10 @@ static void write_firmware(const FirmwareOptions &options) {
   require_bytes(options.path, figures.size, options.allow_empty);
   const uint32_t start = region_start(options.region());
   const uint32_t end = start + static_cast<uint32_t>(figures.size);
-  if (settings.dry_run) return show_plan(start, end, SectorAction::EraseAndWrite);
+  if (settings.dry_run) {
+    show_plan(start, end, SectorAction::EraseAndWrite);
+    return;
+  }
   if (!is_erased(read_flash(start, sector_size())))
     confirm(format("Replaces the image in partition %u.", options.partition));
   copy_file(options.path, format("firmware partition %u", options.partition), figures.size,

@@ -52,12 +52,16 @@ static void read_bytes(const ReadOptions &options) {
   if (to_file) {
     OutputFile file(options.output, "--output");  // before the read, which takes long
     file.write(read_flash(extent.start, extent.length));
-    return file.commit();
+    file.commit();
+    return;
   }
   const std::vector<uint8_t> bytes = read_flash(extent.start, extent.length);
-  if (options.output == "-") return write_output("-", bytes);
-  if (settings.json) return show(record("address", extent.start, "length", extent.length, "data", hex_text(bytes)));
-  hexdump(bytes, extent.start);
+  if (options.output == "-")
+    write_output("-", bytes);
+  else if (settings.json)
+    show(record("address", extent.start, "length", extent.length, "data", hex_text(bytes)));
+  else
+    hexdump(bytes, extent.start);
 }
 
 static void add_read(App &flash) {
@@ -80,7 +84,10 @@ static void write_bytes(const WriteOptions &options) {
   const std::vector<uint8_t> bytes = read_file(options.path, chip_size());
   if (bytes.empty()) refuse_argument("FILE", options.path + " is empty");
   const Extent extent = first_bytes(options.place, bytes.size(), "FILE");
-  if (settings.dry_run) return show_plan(extent.start, extent.end(), SectorAction::Write);
+  if (settings.dry_run) {
+    show_plan(extent.start, extent.end(), SectorAction::Write);
+    return;
+  }
   const bool erased = is_erased(read_flash(extent.start, extent.length));
   const Extent boot_loader{region_start(FW_REGION_BOOTLOADER), region_length(FW_REGION_BOOTLOADER), ""};
   const bool is_in_boot_loader = extent.start < boot_loader.end() && extent.end() > boot_loader.start;
@@ -129,7 +136,10 @@ static void erase_sectors(const EraseOptions &options) {
     refuse_argument("--sectors", "reaches behind the end of " + limit);
   }
   const uint32_t end = start + static_cast<uint32_t>(length);
-  if (settings.dry_run) return show_plan(start, end, SectorAction::Erase);
+  if (settings.dry_run) {
+    show_plan(start, end, SectorAction::Erase);
+    return;
+  }
   confirm(format("Erases %u sector(s) from 0x%X.", count, start));
   hold_signals();
   work_in_pieces("erase", start, end - start, kPartly, [](uint32_t address, uint32_t) {
@@ -163,15 +173,19 @@ Json flash_id() {
 static void show_print(const std::function<uint32_t()> &call, const char *what) {
   const Printed printed = printed_by(call);
   require(printed.status, what);
-  if (settings.json) return show(record("text", printed.text));
-  std::fputs(printed.text.c_str(), out);
+  if (settings.json)
+    show(record("text", printed.text));
+  else
+    std::fputs(printed.text.c_str(), out);
 }
 
 static void add_map(App &flash) {
   const auto library = std::make_shared<bool>();
   App *app = command(flash, "map", "All sectors by region, used and erased", "flash map", [library] {
-    if (*library) return show_print(FW_SpiFlash_CheckSector, "flash map");
-    show_map();
+    if (*library)
+      show_print(FW_SpiFlash_CheckSector, "flash map");
+    else
+      show_map();
   });
   flag(app, "--color", settings.colour, "Colours without a terminal too");
   flag(app, "--library", *library, "The library's own print");
@@ -185,8 +199,10 @@ struct SectorOptions {
 static void add_sector(App &flash) {
   const auto options = std::make_shared<SectorOptions>();
   App *app = command(flash, "sector", "One sector", "flash sector 0x1c", [options] {
-    if (options->library) return show_print([&] { return FW_ReadSector(options->sector); }, "flash sector");
-    show_sector(options->sector);
+    if (options->library)
+      show_print([&] { return FW_ReadSector(options->sector); }, "flash sector");
+    else
+      show_sector(options->sector);
   });
   number(app, "SECTOR", options->sector, "Sector number", 0, chip_size() / sector_size() - 1);
   flag(app, "--library", options->library, "The library's own print");

@@ -68,7 +68,8 @@ void show_map() {
   }
   if (!settings.json) {
     draw_sectors(regions, used);
-    return show(regions);
+    show(regions);
+    return;
   }
   Json numbers = Json::array();
   for (size_t sector = 0; sector < used.size(); ++sector) {

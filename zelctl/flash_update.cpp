@@ -91,7 +91,8 @@ static void update_region(const UpdateOptions &options) {
   const Update update(region, bytes);
   if (settings.dry_run) {
     const uint32_t end = update.start() + update.length();
-    return show_plan(update.start(), end, [&](uint32_t address) { return update.action_at(address); });
+    show_plan(update.start(), end, [&](uint32_t address) { return update.action_at(address); });
+    return;
   }
   const std::string &name = region.name;
   if (update.erased() > 0)

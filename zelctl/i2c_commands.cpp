@@ -16,8 +16,10 @@ static void read_device(const TransferOptions &options) {
                          static_cast<uint8_t>(options.length), buffer),
           format("I2C device 0x%02X", options.address));
   const Bytes bytes(buffer, options.length);
-  if (!settings.json) return hexdump(bytes, options.offset);
-  show(record("address", options.address, "offset", options.offset, "data", hex_text(bytes)));
+  if (settings.json)
+    show(record("address", options.address, "offset", options.offset, "data", hex_text(bytes)));
+  else
+    hexdump(bytes, options.offset);
 }
 
 static void write_device(const TransferOptions &options) {

@@ -138,7 +138,10 @@ static Json limits_table(const Json &measured) {
 static void show_module(uint32_t port) {
   const DiagnosticPages pages = diagnostic_pages(port);
   const Json all = diagnostics_record(port, pages);
-  if (settings.json) return show(all);
+  if (settings.json) {
+    show(all);
+    return;
+  }
   const Diagnostics found = diagnostics_in(pages.identification, pages.diagnostics);
   const std::string vendor = all["vendor"];
   const std::string part_number = all["part_number"];
@@ -160,8 +163,10 @@ static void show_module(uint32_t port) {
 }
 
 static void show_diagnostics(uint32_t port) {
-  if (port == kAllPorts) return show_all();
-  show_module(port);
+  if (port == kAllPorts)
+    show_all();
+  else
+    show_module(port);
 }
 
 /** The bytes as ethtool prints a module's memory: 16 in each line. */

@@ -65,8 +65,10 @@ struct CageOptions {
 static void show_or_switch_cage(const CageOptions &options) {
   if (options.port == kNotGiven) refuse_argument("PORT", "is required");
   require_cage(options.port);
-  if (options.tx_disable == kNotGiven) return show(port_record(options.port, Fitted::Cages, Signals::All));
-  require_port(FW_SetPortSfpTxDisable(options.port, options.tx_disable), options.port, "transmitter");
+  if (options.tx_disable == kNotGiven)
+    show(port_record(options.port, Fitted::Cages, Signals::All));
+  else
+    require_port(FW_SetPortSfpTxDisable(options.port, options.tx_disable), options.port, "transmitter");
 }
 
 /** A copper board has no cages: its slot is skipped. */

@@ -41,8 +41,10 @@ static void get_register(uint32_t address) {
   uint32_t value = 0;
   const Printed printed = printed_by([&] { return FW_GetSpecialRegister(address, &value); });
   require_debug_command(what);
-  if (CheckSpecialReg(address) == FW_REGISTER_SWITCH)
-    return show(record("address", address, "class", "switch-chip", "debugCmd", answer_of(printed.text, what)));
+  if (CheckSpecialReg(address) == FW_REGISTER_SWITCH) {
+    show(record("address", address, "class", "switch-chip", "debugCmd", answer_of(printed.text, what)));
+    return;
+  }
   require(printed.status, what);
   show(record("address", address, "class", "soc", "value", value));
 }

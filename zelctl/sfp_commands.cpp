@@ -126,7 +126,10 @@ static void access_registers(const ModulePhyOptions &options) {
     read_register(port, number);  // throws unless it is a copper module: the write would report a success
     require_port(FW_Set_SFP_SGMII_Reg(port, number, static_cast<uint16_t>(value)), port, "PHY register of the module");
   }
-  if (number != kNotGiven) return show(decode_register(number, read_register(port, number)));
+  if (number != kNotGiven) {
+    show(decode_register(number, read_register(port, number)));
+    return;
+  }
   Json rows = Json::array();
   for (const uint32_t named : named_registers()) rows.push_back(decode_register(named, read_register(port, named)));
   show(rows);

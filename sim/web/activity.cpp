@@ -51,7 +51,10 @@ void Activity::tell_act(const Act &act, News &news) {
 
 void Activity::tell_change(const Watch &watch, News &news) {
   const Change &change = change_at(watch, changes_);
-  if (is_of_flash(change)) return add(news, flash_.take(change));
+  if (is_of_flash(change)) {
+    add(news, flash_.take(change));
+    return;
+  }
   std::string text = text_of_change(watch, changes_);
   if (!text.empty()) add(news, {.at_us = change.at_us, .who = program_of(change), .text = text});
 }

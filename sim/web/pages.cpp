@@ -82,7 +82,8 @@ void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, H
   unsigned open_now = ++open_streams;
   if (open_now > kMostReaders) {
     --open_streams;
-    return refuse(response, kBusy, "events: as many pages are open as can be");
+    refuse(response, kBusy, "events: as many pages are open as can be");
+    return;
   }
   auto open = std::make_shared<Stream>(source, request.has_param("requests"));
   auto next = [open](size_t, httplib::DataSink &sink) {
@@ -96,7 +97,10 @@ void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, H
 
 void stream_board(const Settings &settings, const HttpRequest &request, HttpResponse &response) {
   try {
-    if (shows_all(settings) && request.has_param("rack")) return stream(source_of(kRack), request, response);
+    if (shows_all(settings) && request.has_param("rack")) {
+      stream(source_of(kRack), request, response);
+      return;
+    }
     std::string board = board_of(settings, request);
     if (shows_all(settings)) tool::look_at(board);
     stream(source_of(board), request, response);
@@ -131,7 +135,10 @@ Json manage(const Settings &settings, const HttpRequest &request) {
 void add_files(httplib::Server &server, const Settings &settings) {
   for (const WebFile &file : kWebFiles) {
     server.Get(file.path, [settings, &file](const HttpRequest &request, HttpResponse &response) {
-      if (!request.has_param("token")) return response.set_content(file.content, file.length, file.type);
+      if (!request.has_param("token")) {
+        response.set_content(file.content, file.length, file.type);
+        return;
+      }
       // The rest of the address says what is looked at.
       httplib::Params rest = request.params;
       rest.erase("token");
