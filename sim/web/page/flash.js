@@ -4,13 +4,13 @@ import {isSelected, select} from './selection.js';
 import {regionOf} from './inspector_sector.js';
 import {follow, known} from './store.js';
 import {address, bytes, plural} from './words.js';
-import {progressText} from './writing.js';
 
 // The flash as a map: a band for each region with its sectors, where something is being written, and how often each sector
 // was erased.
 
 const kSectors = 512;
 const kSector = 0x10000;
+const kSmall = 16; // sectors: two such regions stand beside each other
 const cells = [];
 let before = null; // used pages and erases of each sector, as they were last
 let cursor = null; // the sector that was written last, and when
@@ -76,7 +76,10 @@ function band({region, start, size}) {
   const count = size / kSector;
   return element(
     'div',
-    {class: 'band' + (region === 'unused' ? ' unused' : ''), 'data-region': first},
+    {
+      class: `band${region === 'unused' ? ' unused' : ''}${count > kSmall ? ' large' : ''}`,
+      'data-region': first,
+    },
     element('div', {class: 'band-name'}, element('b', {}, region), element('span', {class: 'share'})),
     element(
       'div',
@@ -107,7 +110,10 @@ function changedSector() {
 
 function watchWriting() {
   const sector = changedSector();
-  if (sector >= 0) cursor = {sector, at: Date.now()};
+  if (sector < 0) return;
+  const begins = !isWriting();
+  cursor = {sector, at: Date.now()};
+  if (begins && dock.isOpen('flash')) cells[sector].closest('.band').scrollIntoView({block: 'nearest'});
 }
 
 const isWriting = () => cursor !== null && Date.now() - cursor.at < kQuiet;
@@ -115,9 +121,7 @@ const isWriting = () => cursor !== null && Date.now() - cursor.at < kQuiet;
 function writingText() {
   if (!cursor) return 'Nothing has been written since this page was opened.';
   const place = `${regionOf(cursor.sector).region} at ${address(cursor.sector * kSector)}`;
-  if (!isWriting()) return `Last written: ${place}`;
-  const {writing} = known;
-  return `Writing ${place}${writing ? `: ${progressText(writing)}` : ''}`;
+  return `${isWriting() ? 'Writing' : 'Last written:'} ${place}`;
 }
 
 function showWriting() {
@@ -172,7 +176,7 @@ function showScale() {
     'used in part',
     element('i', {class: 'cell full'}),
     'full',
-    element('span', {class: 'gap'}, 'Erased:'),
+    element('span', {class: 'gap'}, 'Times erased:'),
     ...[
       ['1', 1],
       ['4', 2],

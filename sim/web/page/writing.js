@@ -37,7 +37,7 @@ function timeLeft({region, written, size}) {
 }
 
 /** How far it is, in words. */
-export function progressText(writing) {
+function progressText(writing) {
   const {written, size} = writing;
   if (written === 0) return 'erasing';
   const rate = speed();
