@@ -142,8 +142,11 @@ Cage *selected_module(Board &board);
 /** The PHY of a 1000BASE-T module. */
 void reset_phy(Cage &cage);
 void restart_negotiation(const Board &board, Cage &cage);
-/** A register of the PHY behind an RJ45 port, as its link is. */
-uint16_t jack_register(const Board &board, unsigned port, uint32_t number);
+/** A register of the PHY behind an RJ45 port, as its link is.
+ *  @param stored  what was written to it; null if nothing was */
+uint32_t jack_register(const Board &board, unsigned port, uint32_t number, const uint32_t *stored);
+/** The same PHY gets another link partner. */
+void replug_jack(Board &board, unsigned port, uint16_t speed, bool full_duplex);
 
 /** SoC, switch-chip and port PHY registers: what was written comes back. Before that it is 0, or tells the link of an RJ45
  *  port. False when the table is full. */

@@ -35,6 +35,8 @@ bool is_read_only(unsigned number) {
   }
 }
 
+bool is_of_partner(uint32_t number) { return number == PartnerAbility || number == GigabitStatus; }
+
 bool has_settled(const Board &board, const Cage &cage) {
   int64_t passed_us = wrapping_difference(now_us(board), cage.negotiating_since_us);
   return passed_us >= static_cast<int64_t>(board.settle_ms) * 1000;
@@ -158,14 +160,29 @@ void reset_phy(Cage &cage) {
   registers[ExtendedPhyStatus] = 0x848c;
 }
 
-uint16_t jack_register(const Board &board, unsigned port, uint32_t number) {
+uint32_t jack_register(const Board &board, unsigned port, uint32_t number, const uint32_t *stored) {
+  constexpr unsigned kOfLink = kStatusLink | kStatusNegotiated;
   const Cage &cable = board.cages[port];
   bool up = cable.link_speed != 0 && has_settled(board, cable);
-  unsigned value = 0;
-  if (number == Status) value = kStatusAbilities | (up ? kStatusLink | kStatusNegotiated : 0);
-  if (number == PartnerAbility && up) value = partner_ability(cable);
-  if (number == GigabitStatus && up) value = gigabit_status(cable);
-  return static_cast<uint16_t>(value);
+  if (number == Status) {
+    uint32_t rest = stored != nullptr ? *stored & ~kOfLink : uint32_t{kStatusAbilities};
+    return up ? rest | kOfLink : rest;
+  }
+  if (is_of_partner(number) && !up) return 0;
+  if (stored != nullptr) return *stored;
+  if (number == PartnerAbility) return partner_ability(cable);
+  return number == GigabitStatus ? gigabit_status(cable) : 0;
+}
+
+// What was told of the partner before is no longer true.
+void replug_jack(Board &board, unsigned port, uint16_t speed, bool full_duplex) {
+  for (Register &row : board.registers) {
+    bool is_meant = row.space == RegisterSpace::Phy && row.port == port && is_of_partner(row.address);
+    if (is_meant) row = {};
+  }
+  board.cages[port].link_speed = speed;
+  board.cages[port].full_duplex = full_duplex;
+  restart_negotiation(board, board.cages[port]);
 }
 
 void restart_negotiation(const Board &board, Cage &cage) { cage.negotiating_since_us = now_us(board); }

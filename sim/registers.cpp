@@ -30,18 +30,21 @@ Register *row_for(Board &board, RegisterSpace space, uint8_t port, uint32_t addr
   return free;
 }
 
-uint32_t stored_value(const Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
+// Null if nothing was written.
+const uint32_t *stored_value(const Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
   for (const Register &row : board.registers) {
-    if (is_row_of(row, space, port, address)) return row.value;
+    if (is_row_of(row, space, port, address)) return &row.value;
   }
-  bool is_of_jack = space == RegisterSpace::Phy && has_jack(board, port);
-  return is_of_jack ? jack_register(board, port, address) : 0;
+  return nullptr;
 }
 
 }  // namespace
 
 uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address) {
-  uint32_t value = stored_value(board, space, port, address);
+  const uint32_t *stored = stored_value(board, space, port, address);
+  bool is_of_jack = space == RegisterSpace::Phy && has_jack(board, port);
+  if (is_of_jack) return jack_register(board, port, address, stored);
+  uint32_t value = stored != nullptr ? *stored : 0;
   if (space == RegisterSpace::Soc && address == kLossOfSignalRegister)
     value = (value & ~kLossOfSignalBits) | loss_of_signal(board);
   return value;

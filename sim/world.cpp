@@ -62,9 +62,12 @@ void set_link(const CommandLine &line) {
   OpenBoard board = open_board(line.board);
   if (!has_link(*board, port))
     throw Failure("PORT: port " + line.words[0] + " has no copper link: " + missing_link(*board, port));
+  uint16_t speed = kSpeeds[line.values[1]];
+  bool is_full = duplex == kFull;
+  if (has_jack(*board, port)) return replug_jack(*board, port, speed, is_full);
   Cage &cage = board->cages[port];
-  cage.link_speed = kSpeeds[line.values[1]];
-  cage.full_duplex = duplex == kFull;
+  cage.link_speed = speed;
+  cage.full_duplex = is_full;
   restart_negotiation(*board, cage);
 }
 
