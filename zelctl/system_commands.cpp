@@ -101,7 +101,7 @@ uint8_t power_status() {
 }
 
 bool supply_is_good(uint8_t status, uint32_t supply) {
-  constexpr uint8_t kFirstIsGood = 0x40;  // the second supply's bit is the next one
+  constexpr unsigned kFirstIsGood = 0x40;  // the second supply's bit is the next one
   const unsigned good = kFirstIsGood << (supply - FW_SUPPLY_FIRST);
   return (status & good) != 0;
 }
