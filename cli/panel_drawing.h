@@ -17,6 +17,7 @@ inline constexpr char kDark[] = "#0c1014";
 inline constexpr char kBlue[] = "#6bb8ff";
 inline constexpr char kOrange[] = "#ffb03a";
 inline constexpr char kGrey[] = "#d5dde5";
+inline constexpr char kYellow[] = "#ffe45c";
 inline constexpr char kRed[] = "#ff7b72";
 
 const char *colour_of_led(layout::Colour colour);

@@ -120,6 +120,8 @@ struct PortState {
   // Of the module's diagnostics, where they are known:
   bool high_alarm;
   bool low_alarm;
+  bool high_warning;
+  bool low_warning;
 };
 constexpr const Look &look_of(const PortState &port) {
   if (port.copper) return kCopper;

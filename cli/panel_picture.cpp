@@ -179,7 +179,7 @@ void draw_indicators(const Picture &picture, const PanelState &state) {
 
 /** What the colours and signs of modules mean. @return where the next entry begins */
 int draw_sign_legend(const Picture &picture) {
-  constexpr int kStep = 152;
+  constexpr int kStep = 140;
   int x = 0;
   for (const Sign &sign : signs_of_ports()) {
     std::fprintf(picture.file, "<rect x=\"%d\" y=\"2\" width=\"34\" height=\"22\" rx=\"2\" fill=\"%s\"/>\n", x,
@@ -197,7 +197,7 @@ void draw_light_legend(const Picture &picture, int x) {
     const char *meaning;
   };
   constexpr Entry kEntries[] = {{"off", "LED off"}, {"on", "on"}, {"blinking", "blinking"}};
-  constexpr int kStep = 100;
+  constexpr int kStep = 82;
   for (const Entry &entry : kEntries) {
     picture.shape(entry.shape, x + 8, 13, colour_of_led(layout::Green));
     picture.text(x + 24, 17, kSoft, entry.meaning);

@@ -19,9 +19,11 @@ constexpr Sign kNoLight = {"sign-dark", kOrange, "no light", &layout::PortState:
 constexpr Sign kTransmitterOff = {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable};
 constexpr Sign kHighAlarm = {"sign-high", kRed, "high alarm", &layout::PortState::high_alarm};
 constexpr Sign kLowAlarm = {"sign-low", kRed, "low alarm", &layout::PortState::low_alarm};
-constexpr Sign kTroubles[] = {kFault, kHighAlarm, kLowAlarm, kNoLight, kTransmitterOff};
+constexpr Sign kHighWarning = {"sign-warn-high", kYellow, "high warning", &layout::PortState::high_warning};
+constexpr Sign kLowWarning = {"sign-warn-low", kYellow, "low warning", &layout::PortState::low_warning};
+constexpr Sign kTroubles[] = {kFault, kHighAlarm, kLowAlarm, kNoLight, kHighWarning, kLowWarning, kTransmitterOff};
 constexpr Sign kGood = {"sign-signal", kBlue, "signal", nullptr};
-constexpr Sign kLegend[] = {kGood, kNoLight, kTransmitterOff, kFault, kHighAlarm, kLowAlarm};
+constexpr Sign kLegend[] = {kGood, kNoLight, kTransmitterOff, kFault, kHighAlarm, kLowAlarm, kHighWarning, kLowWarning};
 
 /** The name, cut where there is no more room. */
 std::string shortened(const std::string &name) {
@@ -53,11 +55,12 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
   }
 }
 
-/** The link of a copper port, on the line of the port's number: an LED and the speed. */
+/** The link of a copper port, on the line of the port's number: an LED and the speed. The LED is a small one, with room
+ *  beside a number of two digits. */
 void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
   const int right = x + kPortWidth;
   picture.text(right, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);
-  picture.shape(speed > 0 ? "on" : "off", right - 40, y + 7, colour_of_led(layout::Green), "link" + id);
+  picture.shape(speed > 0 ? "link" : "no-link", right - 37, y + 7, colour_of_led(layout::Green), "link" + id);
 }
 
 }  // namespace

@@ -310,7 +310,7 @@ def draw_panel(board, file):
     tool = f"{board.build}/bin/zelctl"
     modules = {0: "1g-sx", 2: "1g-lx", 3: "copper", 5: "1g-sx", 16: "100fx", 19: "1g-lx", 24: "10g-sr", 25: "dac", 26: "10g-lr"}
     simulate = ["create --slots sfp,copper,sfp panel"] + [f"plug {port} {name}" for port, name in modules.items()]
-    for words in simulate + ["set los 5 1", "set txfault 26 1", "set supply 2 failed"]:
+    for words in simulate + ["set rx-power 2 -21.5", "set los 5 1", "set txfault 26 1", "set supply 2 failed"]:
         subprocess.run([board.zelsim, *words.split(), *([] if "create" in words else ["--board", "panel"])], check=True)
     leds = ["system on", "power1 on", "alarm on", "ring-master on", "speed24 on", "speed25 blink"]
     for words in [f"cage {port} --tx-disable off" for port in modules if port != 19] + [f"led set {led}" for led in leds]:

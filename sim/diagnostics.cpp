@@ -142,15 +142,29 @@ bool is_dark(const Board &board, unsigned port, Quantity quantity) {
   return quantity == kRxPower && board.cages[port].loss_of_signal != 0;
 }
 
-uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte) {
+namespace {
+
+// The flags of a kind whose conditions hold now, less those that a laser that is off, or missing light, explains.
+uint8_t unexplained_flags(const Board &board, unsigned port, const FlagKind &kind, unsigned byte) {
   if (fitted_diagnostics(board, port) == nullptr || !offers(board.cages[port], kHasFlags)) return 0;
-  unsigned flags = standing_flags(board, port, kAlarmFlags + byte);
+  unsigned flags = standing_flags(board, port, kind.first_byte + byte);
   for (unsigned number = 0; number < kQuantities; ++number) {
     auto quantity = static_cast<Quantity>(number);
     bool is_here = flag_byte_of(quantity) == byte;
     if (is_here && is_dark(board, port, quantity)) flags &= ~(high_flag_of(quantity) | low_flag_of(quantity));
   }
   return static_cast<uint8_t>(flags);
+}
+
+}  // namespace
+
+uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte) {
+  return unexplained_flags(board, port, kAlarms, byte);
+}
+
+uint8_t standing_warnings(const Board &board, unsigned port, unsigned byte) {
+  unsigned warnings = unexplained_flags(board, port, kWarnings, byte);
+  return static_cast<uint8_t>(warnings & ~unsigned{standing_alarms(board, port, byte)});
 }
 
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at) {

@@ -67,6 +67,9 @@ uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at);
  *  a laser that is off, or from missing light, is not among them.
  *  @param byte  0 or 1 */
 uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte);
+/** The warning flags whose conditions hold now, as `standing_alarms` has the alarms. A value that raises an alarm, too, is
+ *  not among them. */
+uint8_t standing_warnings(const Board &board, unsigned port, unsigned byte);
 
 /** True if a quantity is not measured now: of the laser while it is off, of the receiver while it gets no light. */
 bool is_dark(const Board &board, unsigned port, Quantity quantity);

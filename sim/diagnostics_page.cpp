@@ -152,6 +152,7 @@ Json row_of(const Board &board, unsigned port) {
   row["alarms"] = names_of_flags({page[kAlarmFlags], page[kAlarmFlags + 1]});
   row["warnings"] = names_of_flags({page[kWarningFlags], page[kWarningFlags + 1]});
   row["standing_alarms"] = names_of_flags({standing_alarms(board, port, 0), standing_alarms(board, port, 1)});
+  row["standing_warnings"] = names_of_flags({standing_warnings(board, port, 0), standing_warnings(board, port, 1)});
   return row;
 }
 

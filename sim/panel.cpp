@@ -49,9 +49,15 @@ panel_layout::PortState port_state(const Board &board, unsigned port) {
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
     unsigned alarms = standing_alarms(board, port, flag_byte_of(quantity));
+    unsigned warnings = standing_warnings(board, port, flag_byte_of(quantity));
     if ((alarms & high_flag_of(quantity)) != 0) state.high_alarm = true;
     if ((alarms & low_flag_of(quantity)) != 0) state.low_alarm = true;
+    if ((warnings & high_flag_of(quantity)) != 0) state.high_warning = true;
+    if ((warnings & low_flag_of(quantity)) != 0) state.low_warning = true;
   }
+  // A port has one sign for each side: the worst one.
+  if (state.high_alarm) state.high_warning = false;
+  if (state.low_alarm) state.low_warning = false;
   return state;
 }
 

@@ -29,11 +29,12 @@ Register = NamedTuple("Register", [("address", int), ("value", int), ("space", s
 ChainBit = NamedTuple("ChainBit", [("group", int), ("bit", int), ("value", int)])
 Link = NamedTuple("Link", [("port", int), ("phy", str), ("speed", int), ("full_duplex", bool)])
 # What a module with SFF-8472 diagnostics measures: degrees Celsius, volts, milliamperes, dBm; its flags, as
-# "rx_power_low"; and of its alarms those that stand now, less what a laser that is off or missing light explains.
+# "rx_power_low"; and of its alarms and warnings those that stand now, less what a laser that is off or missing light
+# explains. A value that raises an alarm stands there alone, without its warning.
 Diagnostics = NamedTuple("Diagnostics", [
     ("port", int), ("calibration", str), ("temperature", float), ("voltage", float), ("bias", float),
     ("tx_power", float), ("rx_power", float), ("soft_tx_disable", bool), ("alarms", List[str]),
-    ("warnings", List[str]), ("standing_alarms", List[str])])
+    ("warnings", List[str]), ("standing_alarms", List[str]), ("standing_warnings", List[str])])
 FaultRule = NamedTuple("FaultRule", [
     ("fault", int), ("target", str), ("result", Any), ("skip", int), ("count", Optional[int]), ("hits", int),
     ("probability", Optional[float]), ("seed", Optional[int])])

@@ -83,12 +83,15 @@ Json summary_of(const Board &board) {
   unsigned dark = 0;
   unsigned transmit_faults = 0;
   unsigned alarms = 0;
+  unsigned warnings = 0;
   for (unsigned port = 0; port < kPorts; ++port) {
     const Cage &cage = board.cages[port];
     if (!cage.fitted) continue;
     ++modules;
     bool in_alarm = standing_alarms(board, port, 0) != 0 || standing_alarms(board, port, 1) != 0;
+    bool has_warning = standing_warnings(board, port, 0) != 0 || standing_warnings(board, port, 1) != 0;
     if (in_alarm) ++alarms;
+    if (has_warning && !in_alarm) ++warnings;
     if (cage.loss_of_signal != 0) ++dark;
     if (cage.tx_fault != 0) ++transmit_faults;
   }
@@ -105,6 +108,7 @@ Json summary_of(const Board &board) {
           {"sensor_present", board.i2c.sensor_present != 0},
           {"modules", modules},
           {"module_alarms", alarms},
+          {"module_warnings", warnings},
           {"without_light", dark},
           {"transmit_faults", transmit_faults},
           {"failed_supplies", failed_supplies},

@@ -21,14 +21,16 @@ export const kQuantities = [
 
 export const diagnosticsOf = (port) => known.board?.diagnostics?.find((row) => row.port === port);
 
-/** The alarms of a port's module that stand now, in words, such as "received power: low alarm". */
-export function alarmsOf(port) {
-  const flags = diagnosticsOf(port)?.standing_alarms ?? [];
-  return kQuantities.flatMap(({key, name}) => {
+const inWords = (flags, kind) =>
+  kQuantities.flatMap(({key, name}) => {
     const side = flagOf(flags, key);
-    return side ? [`${name.toLowerCase()}: ${side} alarm`] : [];
+    return side ? [`${name.toLowerCase()}: ${side} ${kind}`] : [];
   });
-}
+
+/** The alarms of a port's module that stand now, in words, such as "received power: low alarm". */
+export const alarmsOf = (port) => inWords(diagnosticsOf(port)?.standing_alarms, 'alarm');
+/** Its warnings that stand now, of values that raise no alarm. */
+export const warningsOf = (port) => inWords(diagnosticsOf(port)?.standing_warnings, 'warning');
 
 const flagOf = (flags, key) => flags?.find((flag) => flag.startsWith(key + '_'))?.slice(key.length + 1);
 

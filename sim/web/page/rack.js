@@ -55,6 +55,7 @@ function troubles(summary) {
     modules && `${plural(modules, 'module')} in alarm`,
   ];
   const others = [
+    summary.module_warnings && `${plural(summary.module_warnings, 'module')} with a warning`,
     dark && `${plural(dark, 'port')} without light`,
     !summary.problem && !summary.sensor_present && 'no sensor',
     summary.faults && plural(summary.faults, 'request fault'),

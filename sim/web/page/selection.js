@@ -1,5 +1,5 @@
 import * as address from './address.js';
-import {alarmsOf} from './optics.js';
+import {alarmsOf, warningsOf} from './optics.js';
 import {boardIn, cageOf, follow, known, linkOf, put, slotOf} from './store.js';
 import {ledName, ledState, linkText, signsOf, supplyText} from './words.js';
 
@@ -63,7 +63,7 @@ export function portState(port) {
   if (board === 'none') return `no board in slot ${slot}`;
   if (board === 'copper') return `RJ45, ${linkText(linkOf(port))}`;
   if (!cage?.module) return 'empty cage';
-  return `${cage.module}, ${signsOf(cage, alarmsOf(port)).join(', ')}`;
+  return `${cage.module}, ${signsOf(cage, alarmsOf(port), warningsOf(port)).join(', ')}`;
 }
 
 /** What a part is and how it stands, in words. */

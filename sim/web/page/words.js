@@ -68,13 +68,20 @@ export function supplyText({type, good}) {
   return `${type.toUpperCase()} ${good ? 'good' : 'failed'}`;
 }
 
-/** What a port's module shows, the worst first.
- *  @param alarms  its alarms, in words */
-export function signsOf(cage, alarms = []) {
-  const signs = [];
-  if (cage.tx_fault) signs.push('transmit fault');
-  signs.push(...alarms);
-  if (cage.loss_of_signal) signs.push('no light');
+/** What is wrong with a port's module, the worst first.
+ *  @param alarms, warnings  those of its diagnostics, in words */
+export function troublesOf(cage, alarms, warnings) {
+  const troubles = [];
+  if (cage.tx_fault) troubles.push('transmit fault');
+  troubles.push(...alarms);
+  if (cage.loss_of_signal) troubles.push('no light');
+  troubles.push(...warnings);
+  return troubles;
+}
+
+/** What a port's module shows, the worst first. */
+export function signsOf(cage, alarms, warnings) {
+  const signs = troublesOf(cage, alarms, warnings);
   if (cage.tx_disable) signs.push('transmitter off');
   return signs.length > 0 ? signs : ['signal'];
 }
