@@ -40,10 +40,10 @@ export function lineOf(entry, expression, toggle) {
       {type: 'button', class: 'line', tabindex: '-1', 'aria-expanded': 'false', onclick: () => toggle(entry)},
       element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
       element('span', {class: 'program'}, text(programName(entry))),
-      element('span', {class: 'node'}, text(entry.node)),
       element(
         'span',
         {class: 'what', title: titleOf(entry)},
+        element('span', {class: 'node'}, text(entry.node)),
         element('b', {}, text(entry.name)),
         ' ',
         entry.changed && [element('b', {class: 'fresh'}, text(entry.changed)), ' '],

@@ -1,0 +1,247 @@
+import {button, element, find} from './dom.js';
+import {goByKeys} from './line_keys.js';
+import {details} from './request_details.js';
+import {matcher} from './request_filter.js';
+import {lineOf, resultTold} from './request_row.js';
+import {plural} from './words.js';
+
+// The list of requests as it is drawn: only the lines near those that are seen are taken apart and drawn, because that takes
+// time from the programs that are watched.
+
+const kKept = 5000;
+const kMore = 100;
+const kLineHeight = 24;
+// A flood of lines is drawn after a moment without new lines, or at the latest after kLongest.
+const kMoment = 300; // milliseconds
+const kLongest = 1000;
+const kSpare = 8; // lines beyond those that are seen
+const kNear = 200; // pixels from the top
+let passing = []; // the entries that pass the filter
+let list;
+let opened = null;
+let waiting = 0; // lines at the end of those that pass, not drawn yet
+let floodSince = null; // when the first line came that is not drawn yet
+let drawing; // a timer
+let follows = true; // the list stays at the newest line until somebody scrolls up
+const widths = {program: 0, result: 0}; // of the longest text in a column, in characters
+
+/** A column is as wide as its longest text: nothing in it is cut. */
+export function widen(column, text) {
+  if (text.length <= widths[column]) return;
+  widths[column] = text.length;
+  list.parentNode.style.setProperty(`--${column}`, `${text.length}ch`);
+}
+
+/** Opens a line, and closes the one that was open. */
+function toggle(entry) {
+  const line = list.querySelector(`[data-number="${entry.id}"]`);
+  opened = opened === entry ? null : entry;
+  for (const open of list.querySelectorAll('.details')) open.remove();
+  for (const each of list.querySelectorAll('[aria-expanded="true"]')) each.setAttribute('aria-expanded', 'false');
+  if (opened !== entry) return;
+  line.firstChild.setAttribute('aria-expanded', 'true');
+  line.append(details(entry));
+  line.scrollIntoView({block: 'nearest'});
+}
+
+function linesOf(some, expression = matcher()) {
+  for (const entry of some) widen('result', resultTold(entry));
+  return some.map((entry) => lineOf(entry, expression, toggle));
+}
+
+const isAtEnd = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
+
+/** Goes to the newest line. The line at the top is seen as a whole: below the last one is room for that. */
+function toEnd() {
+  follows = true;
+  list.style.paddingBottom = '0px';
+  const top = list.scrollHeight - list.clientHeight;
+  const first = [...list.children].find((line) => line.offsetTop - list.offsetTop >= top);
+  if (top > 0 && first) list.style.paddingBottom = `${Math.ceil(first.offsetTop - list.offsetTop - top)}px`;
+  list.scrollTop = list.scrollHeight;
+}
+
+/** Whoever reads an opened line, or goes through the lines by the keyboard, keeps what is seen. */
+const isFollowing = () => follows && !opened && !list.querySelector('.line:focus-visible');
+
+/** Takes lines out. A focus that would go with them stays at the list. */
+function takeOut(change) {
+  const held = list.contains(document.activeElement);
+  change();
+  if (held && !list.contains(document.activeElement)) list.focus({preventScroll: true});
+}
+
+function showNew() {
+  const label = waiting > 0 ? `${plural(waiting, 'new line')} ↓` : '';
+  const more = find('#requests-new');
+  more.hidden = !label;
+  more.textContent = label;
+}
+
+/** The number of lines that are seen, and some more. */
+const room = () => Math.ceil(list.clientHeight / kLineHeight) + kSpare;
+
+function drawLast(expression = matcher()) {
+  list.classList.toggle('searched', Boolean(expression));
+  takeOut(() => list.replaceChildren(...linesOf(passing.slice(-room()), expression)));
+  opened = null;
+  waiting = 0;
+  floodSince = null;
+  toEnd();
+  showNew();
+}
+
+/** Draws lines from one on; those behind them wait. */
+function drawFrom(first) {
+  const end = Math.min(passing.length, first + kMore);
+  clearTimeout(drawing);
+  floodSince = null;
+  follows = false;
+  opened = null;
+  takeOut(() => list.replaceChildren(...linesOf(passing.slice(first, end))));
+  waiting = passing.length - end;
+  showNew();
+}
+
+/** Draws earlier lines above those that are there, which stay where they are. */
+function drawEarlier() {
+  const end = passing.length - waiting - list.children.length;
+  if (end <= 0) return;
+  const height = list.scrollHeight;
+  list.prepend(...linesOf(passing.slice(Math.max(0, end - kMore), end)));
+  list.scrollTop += list.scrollHeight - height;
+}
+
+function drawLater() {
+  const begin = passing.length - waiting;
+  const later = passing.slice(begin, begin + kMore);
+  list.append(...linesOf(later));
+  waiting -= later.length;
+  showNew();
+}
+
+function dropEarliest() {
+  while (list.children.length > room()) list.firstChild.remove();
+}
+
+function drawFlood() {
+  clearTimeout(drawing);
+  const now = performance.now();
+  floodSince ??= now;
+  const pause = Math.min(kMoment, floodSince + kLongest - now);
+  drawing = setTimeout(() => {
+    floodSince = null;
+    if (isFollowing()) drawLast();
+    else showNew();
+  }, pause);
+}
+
+// ---- what is shown
+
+/** The number of lines that pass the filter. */
+export const count = () => passing.length;
+
+/** Shows other lines than before, from the newest on. */
+export function showLines(entries) {
+  passing = entries;
+  drawLast();
+}
+
+/** Adds lines at the end. While somebody reads, they wait there. */
+export function addLines(entries) {
+  const following = isFollowing();
+  passing = passing.concat(entries).slice(-kKept);
+  waiting = Math.min(waiting + entries.length, passing.length);
+  if (list.clientHeight === 0) return; // they are drawn when the list is seen
+  if (following && waiting >= room()) {
+    drawFlood();
+  } else if (following && waiting > 0) {
+    drawLater();
+    takeOut(dropEarliest);
+    toEnd();
+  }
+  if (!following) showNew();
+}
+
+export function forgetLines() {
+  passing = [];
+  waiting = 0;
+  follows = true;
+  list.replaceChildren();
+}
+
+/** Shows a line, opened. @return false where it does not pass the filter */
+export function showLine(entry) {
+  if (!passing.includes(entry)) return false;
+  drawFrom(Math.max(0, passing.indexOf(entry) - kMore / 2));
+  const line = list.querySelector(`[data-number="${entry.id}"] .line`);
+  line.click();
+  line.scrollIntoView({block: 'center'});
+  line.focus();
+  showNew();
+  return true;
+}
+
+// ---- what moves the list: the pointer, keys, the window
+
+function scrolled() {
+  if (list.clientHeight === 0) return;
+  follows = isAtEnd();
+  if (follows && waiting > 0) drawLater();
+  else if (!follows && list.scrollTop < kNear) drawEarlier();
+}
+
+function resized() {
+  if (list.clientHeight === 0 || !isFollowing()) return;
+  if (waiting > 0 || list.children.length < Math.min(room(), passing.length)) drawLast();
+  else toEnd();
+}
+
+function showNewest() {
+  drawLast();
+  list.focus({preventScroll: true});
+}
+
+/** The place among the drawn lines that a key leads to. Lines that are not drawn yet are drawn. */
+function placeOf(key, at) {
+  if (key === 'Home') drawFrom(0);
+  if (key === 'Home') return 0;
+  const isToNewest = key === 'End' || at < 0; // also from the list itself
+  if (isToNewest && waiting > 0) drawLast();
+  if (isToNewest) return list.children.length - 1;
+  const page = Math.max(1, Math.floor(list.clientHeight / kLineHeight) - 1);
+  const drawn = list.children.length;
+  const to = at + {ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page}[key];
+  if (to >= drawn && waiting > 0) drawLater();
+  if (to < 1) drawEarlier();
+  const earlier = to < 1 ? list.children.length - drawn : 0;
+  return Math.min(Math.max(to + earlier, 0), list.children.length - 1);
+}
+
+/** What stands above the columns. */
+const heading = () =>
+  element(
+    'div',
+    {id: 'lines-head', class: 'line', 'aria-hidden': 'true'},
+    element('span', {class: 'time'}, 'Time'),
+    element('span', {class: 'program'}, 'Program'),
+    element('span', {class: 'what'}, element('span', {class: 'node'}, 'Node'), 'Request'),
+    element('span', {class: 'took'}, 'Took'),
+    element('span', {class: 'result'}, 'Result'),
+  );
+
+/** Makes the list and what belongs to it. */
+export function make() {
+  list = element('ol', {
+    id: 'lines',
+    tabindex: '0',
+    'aria-label': 'Requests to the drivers; arrow keys go through them, Enter opens one',
+    onscroll: scrolled,
+  });
+  goByKeys(list, placeOf);
+  new ResizeObserver(resized).observe(list);
+  return [
+    element('div', {id: 'trace'}, heading(), list),
+    button('', showNewest, {id: 'requests-new', hidden: true}),
+  ];
+}
