@@ -26,7 +26,7 @@ const portsText = (all) => `port${all.length === 1 ? '' : 's'} ${all.map(({port}
 
 /** An act on several ports begins: its entries become one. */
 function gather() {
-  const since = entries.at(-1)?.id ?? 0;
+  const since = Math.max(0, ...entries.map(({id}) => id));
   return ({action, commands, all}) => {
     if (commands.length === 0) return;
     const {port, ...fields} = all[0];
@@ -155,6 +155,11 @@ function showFoot() {
   );
 }
 
+/** What a program has read may be told after later changes: entries stand in the order of their times. */
+function insert(fresh) {
+  entries = [...entries, ...fresh].sort((one, other) => one.at - other.at).slice(-kKept);
+}
+
 function take({activity, anew}) {
   if (anew) entries = [];
   loadMarks();
@@ -164,7 +169,7 @@ function take({activity, anew}) {
     else markOf(entry);
   }
   if (activity) keepMarks();
-  if (activity) entries = [...entries, ...activity].slice(-kKept);
+  if (activity) insert(activity);
   showLog();
   showFoot();
 }
