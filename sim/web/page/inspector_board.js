@@ -3,7 +3,7 @@ import {openCatalogue} from './catalogue.js';
 import {doing, facts, refusal} from './controls.js';
 import {button, copyButton, element} from './dom.js';
 import {known} from './store.js';
-import {plural} from './words.js';
+import {troubleList} from './troubles.js';
 
 // The board as a whole: shown when nothing on it is selected.
 
@@ -14,15 +14,13 @@ export function boardControls() {
   const run = `zelsim run --board ${name} -- ./yours`;
   return [
     element('h2', {}, `Board ${name}`),
+    troubleList(),
     element(
       'p',
       {class: 'hint'},
       'Choose a port, a slot, a supply or an LED on the front panel, or a value below it, to see and change it.',
     ),
-    facts([
-      ['Modules', modules ? String(modules) : 'none'],
-      ['Faults', board.faults.length ? String(board.faults.length) : 'none'],
-    ]),
+    facts([['Modules', modules ? String(modules) : 'none']]),
     facts([['Folder', board.folder]]),
     element(
       'div',
