@@ -124,7 +124,7 @@ class Page(Server):
         self.click("#tab-flash")
         image = f"{self.home}/firmware.bin"
         with open(image, "wb") as file:
-            file.write(b"zelboard" * 40000)
+            file.write(b"zelboard" * 80000)
         with subprocess.Popen((ZELSIM, "run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2"),
                               stdout=subprocess.DEVNULL) as update:
             self.find("[data-sector='288']:is(.full, .part)")
@@ -133,11 +133,17 @@ class Page(Server):
             # How far the file is stands where nobody needs to scroll, whatever tab is open.
             self.click("#tab-requests")
             self.says("#writing-now", "firmware.bin by zelctl")
-            self.says("#writing-now", " of 313 KB · ")
+            self.says("#writing-now", " of 625 KB · ")
             self.says("#writing-now", " left")
             self.find("#lines li.flash")
+            # The open sheet of a narrow page hides the bar, and has one of its own.
+            self.resize(390, 844)
+            eventually(lambda: self.is_shown("#sheet-writing"))
+            self.assertIn(" of 625 KB · ", self.text("#sheet-writing"))
             update.kill()
-        eventually(lambda: not self.is_shown("#writing-now"))
+        eventually(lambda: not self.is_shown("#sheet-writing"))
+        self.resize(1440, 900)
+        self.assertFalse(self.is_shown("#writing-now"))
         self.assert_no_complaints()
 
     def test_what_is_destroyed_is_asked_for_and_named(self):
@@ -428,6 +434,29 @@ class Page(Server):
             zelsim(f"set module-temperature 3 {value}")
             self.find(f"[data-block=slot1] use[href='#sign-{sign}']")
             self.find(f"[data-part=port3][aria-label*='{words}']")
+        # A warning has a sign of its own.
+        for value, sign in (("-8", "low"), ("78", "high")):
+            zelsim(f"set module-temperature 3 {value}")
+            self.find(f"[data-block=slot1] use[href='#sign-warn-{sign}']")
+            self.find(f"[data-part=port3][aria-label*='module temperature: {sign} warning']")
+            self.assertFalse(self.is_there(f"[data-block=slot1] use[href='#sign-{sign}']"))
+
+    def test_what_is_wrong_is_listed_and_leads_there(self):
+        self.says("#inspector .all-well", "All is well")
+        zelsim("plug 3 1g-sx")
+        on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
+        on_switch(ZELCTL, "led", "set", "alarm", "on")
+        for act in ("set los 3 1", "set supply 2 failed", "set lm75 absent", "fail i2c:BufRead@0x9e"):
+            zelsim(act)
+        for key, words, there in (("led-alarm", "lit", "LED ALM"), ("supply2", "AC failed", "Supply 2"), ("port3", "no light", "Port 3"),
+                                  ("sensor", "absent", "Temperature sensor")):
+            self.open("")
+            self.says(f"[data-key=trouble-{key}]", words)
+            self.click(f"[data-key=trouble-{key}] button")
+            self.says("#inspector h2", there)
+        self.open("?tab=activity")
+        self.click("[data-key=trouble-fault1] button")
+        eventually(lambda: self.is_shown("#fault-table table"))
 
     def test_the_requests_are_drawn_near_what_is_seen(self):
         self.open("?tab=requests")

@@ -8,7 +8,20 @@ import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
-const kLabels = {byte1: 'second byte', node: 'requests', count: 'how often', skip: 'let pass first'};
+const kLabels = {
+  byte1: 'Second byte',
+  node: 'Requests',
+  count: 'How often',
+  skip: 'Let pass first',
+  seed: 'Seed of the chance',
+  probability: 'Chance, 0 to 1',
+  celsius: 'Temperature in °C',
+  milliseconds: 'Time in ms',
+  speed: 'Speed in Mb/s',
+  name: 'Name of the state',
+};
+/** A field's name as a label. */
+const labelOf = (field) => kLabels[field] ?? field[0].toUpperCase() + field.slice(1).replaceAll('-', ' ').replaceAll('_', ' ');
 /** What an optional field means that is left empty. */
 const kWithout = {
   fault: 'all',
@@ -79,6 +92,8 @@ function present(action, field, fields) {
   return String(holds[`${action} ${field}`] ?? '');
 }
 
+const inWords = (what) => what[0].toUpperCase() + what.slice(1);
+
 /** The values that a field can have; none where it takes any text. */
 function choicesOf(field, values) {
   if (field === 'module') return (known.modules ?? []).map(({module}) => module);
@@ -107,7 +122,7 @@ function inputOf(action, {field, optional, values}, fields) {
           ),
         )
       : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', onchange: change});
-  return element('label', {'data-key': field}, kLabels[field] ?? field, made);
+  return element('label', {'data-key': field}, labelOf(field), made);
 }
 
 function form({action, what, fields}) {
@@ -120,11 +135,14 @@ function form({action, what, fields}) {
   };
   return element(
     'form',
-    {class: 'row command-form', 'data-key': action, onsubmit: submit},
-    element('b', {}, action),
-    element('div', {class: 'row fields'}, inputs),
-    element('button', {type: 'submit', class: 'small' + (pendingValue('form ' + action) ? ' pending' : '')}, 'Do'),
-    element('span', {class: 'hint'}, what),
+    {class: 'command-form', 'data-key': action, onsubmit: submit},
+    element('div', {class: 'command-name'}, element('code', {}, action), element('span', {class: 'hint'}, inWords(what))),
+    element('div', {class: 'form-fields'}, inputs),
+    element(
+      'button',
+      {type: 'submit', class: pendingValue('form ' + action) ? 'pending' : '', 'aria-label': `Do ${action}`},
+      'Do',
+    ),
     refusal('form ' + action),
   );
 }

@@ -130,6 +130,7 @@ export function start() {
       list,
       button('×', closeSheet, {class: 'quiet close-sheet', 'aria-label': 'Close the sheet'}),
     ),
+    element('section', {id: 'sheet-writing', class: 'writing-now', 'aria-label': 'Writing to the flash', hidden: true}),
     element(
       'div',
       {class: 'views'},

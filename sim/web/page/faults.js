@@ -91,11 +91,11 @@ function showForm() {
   patch(find('#fault-form'), [
     element(
       'div',
-      {class: 'row fields'},
+      {class: 'form-fields'},
       pick('node', 'Node', [['gpio'], ['i2c'], ['flash'], ['any', 'any node']]),
       pick('request', 'Request', [['', 'every request'], ...names.map((name) => [name])]),
       isAddressed() && input('from', 'Address from', form.node === 'flash' ? '0x01200000' : '0x40'),
-      isAddressed() && input('to', 'to', 'the same'),
+      isAddressed() && input('to', 'Address to', 'the same'),
       pick('result', 'Result', [
         ['', 'the usual failure'],
         ...kResults.filter(([value]) => value > 0).map(([value, name, what]) => [String(value), `${name}: ${what}`]),

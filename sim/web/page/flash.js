@@ -153,16 +153,25 @@ function showCells() {
   });
 }
 
+/** How much of a region is in use. A small one has no room for its erases; its sectors show them. */
+function shareText({region, size, erases}, pages) {
+  if (pages === 0 && region === 'unused') return '';
+  const isLarge = size / kSector > kSmall;
+  return [
+    pages === 0 ? bytes(size) : `${bytes(pages * 256)} of ${bytes(size)}`,
+    isLarge && erases > 0 && plural(erases, 'erase'),
+  ]
+    .filter(Boolean)
+    .join(', ');
+}
+
 function showShares() {
   const {used} = known.sectors;
-  for (const {start, size, erases, region} of known.regions) {
-    const first = start / kSector;
-    const pages = used.slice(first, first + size / kSector).reduce((sum, count) => sum + count, 0);
+  for (const region of known.regions) {
+    const first = region.start / kSector;
+    const pages = used.slice(first, first + region.size / kSector).reduce((sum, count) => sum + count, 0);
     const share = find(`[data-region="${first}"] .share`);
-    const text =
-      region === 'unused' && !pages
-        ? ''
-        : `${bytes(pages * 256)} of ${bytes(size)}${erases ? `, ${plural(erases, 'erase')}` : ''}`;
+    const text = shareText(region, pages);
     if (share.textContent !== text) share.textContent = text;
   }
 }

@@ -63,22 +63,26 @@ function bar(writing) {
   ];
 }
 
-function show() {
-  const place = find('#writing-now');
-  const {writing} = known;
-  const isOn = Boolean(writing) && !isAway();
-  if (writing) measure(writing);
-  place.hidden = !isOn;
-  dock.count('flash', isOn ? tabText(writing) : '');
-  if (!isOn) return;
+function content(writing) {
   const {program, region, file} = writing;
-  patch(place, [
+  return [
     element('b', {class: 'what'}, `Writing ${region}`),
     element('span', {class: 'from'}, file ? `${file} by ${program}` : `by ${program}`),
     bar(writing),
     element('span', {class: 'far'}, progressText(writing)),
     button('Show the flash', () => dock.open('flash'), {class: 'small', hidden: dock.isOpen('flash')}),
-  ]);
+  ];
+}
+
+function show() {
+  const {writing} = known;
+  const isOn = Boolean(writing) && !isAway();
+  if (writing) measure(writing);
+  dock.count('flash', isOn ? tabText(writing) : '');
+  for (const place of [find('#writing-now'), find('#sheet-writing')]) {
+    place.hidden = !isOn;
+    if (isOn) patch(place, content(writing));
+  }
 }
 
 export function start() {
