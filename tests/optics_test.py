@@ -231,6 +231,14 @@ def check_other_modules(path):
     zelsim("set module-temperature 27 41.5")
     assert abs(measured(27, "temperature")["value"] - 41.5) < 0.01, dom(27)
     assert dom(27)["tx_fault"] is None, dom(27)
+    # A receiver whose power rises ever more slowly with the word.
+    struct.pack_into(">5f", pages, 256 + 56, 0, 0, -1e-6, 0.25, 0)
+    with open(path, "wb") as file:
+        file.write(pages)
+    zelsim(f"plug 27 {path}")
+    for said in -3, -12.5:
+        zelsim(f"set rx-power 27 {said}")
+        assert abs(measured(27, "rx_power")["value"] - said) < 0.02, (said, dom(27))
     zelsim("unplug 27")
 
 
@@ -262,6 +270,9 @@ def check_pictures():
             assert max(map(len, text.split("\n"))) <= width, (width, text)
             assert coloured == words.endswith(str(EXTERNAL)), text
         assert len(re.findall(r"\[[-=#]*O[-=#]*\]", on_terminal(width, f"sfp dom {EXTERNAL}")[0])) == 5
+    for width, most in (80, 16), (79, 8), (48, 8), (47, 4):
+        text = on_terminal(width, "flash read 0x200000 16")[0]
+        assert text.startswith("00200000 " + " ff" * most + "  |"), (width, text)
     zelsim(f"set module-temperature {EXTERNAL} 90")
     bar = re.search(r"\[(.*)\]", on_terminal(80, f"sfp dom {EXTERNAL}")[0])[1]
     assert re.fullmatch("#+=+-+=+#*O#*", bar), bar

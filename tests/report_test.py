@@ -83,6 +83,7 @@ def whole_board():
         zelctl("sfp", "dump", str(module["port"]), "-o", f"{trace}.page")
         assert files[module["a0"]] == open(f"{trace}.page", "rb").read()[:256]
     assert data["modules"][0]["phy"][1]["value"] == 0x0141 and data["modules"][1]["phy"] is None
+    assert [row["register"] for row in data["modules"][0]["phy"]] == [0, 2, 3, 4, 5, 9, 15, 17, 27]
 
     # Secrets are nowhere; all else of the flash is there, and the environment is whole.
     for secret in SECRETS:

@@ -274,6 +274,7 @@ python3 - "$work/R&D<éééééééé" <<'END'
 import sys
 page = bytearray(256)
 page[0], page[12], page[66], page[67] = 3, 255, 112, 20
+page[14:20] = 1, 2, 3, 4, 5, 6  # lengths, each in its unit
 open(sys.argv[1], "wb").write(page)
 END
 "$zelsim" plug 26 "$work/R&D<éééééééé"
@@ -283,6 +284,8 @@ texts = {e.text for e in xml.parse(sys.stdin).iter()}
 assert "R&D<ééééé…" in texts, texts' || fail "the picture does not show the name of a module"
 says 0 '"rate_margin_percent": "+20 -20"' ctl --json sfp show 26
 says 0 '"rate_mbd": 28000' ctl --json sfp show 26
+lengths=$(ctl sfp show 26 | sed -n 's/^length_[a-z0-9_]* *//p' | xargs)
+[ "$lengths" = "1000 200 30 40 5 60" ] || fail "lengths of a module: $lengths"
 
 # A request that is refused leaves no file open behind.
 (
@@ -291,3 +294,6 @@ says 0 '"rate_mbd": 28000' ctl --json sfp show 26
   echo '{"call":"FW_GetSystemLed","arguments":[{"bytes":"00","returned":true}]}'
 ) | (ulimit -n 32; ctl -v session) >"$work/answers"
 [ "$(grep -c 'not hexadecimal' "$work/answers")" -eq 40 ] || fail "session: $(cat "$work/answers")"
+for _ in $(seq 40); do echo '{"call":"FW_PollRtc","arguments":[{"file":"00"}]}'; done >"$work/calls"
+(ulimit -n 32; ctl session) <"$work/calls" >"$work/answers"
+[ "$(grep -c '"result": *0' "$work/answers")" -eq 40 ] || fail "session with files: $(tail -n 1 "$work/answers")"

@@ -409,6 +409,27 @@ def twin_of_a_report():
     assert "exists already" in zelsim("create", "twin2", "--from", "small.tar.gz", status=1).stderr
     open("cut.tar.gz", "wb").write(archive[:5000])
     assert "compressed file is cut off" in zelsim("create", "cut", "--from", "cut.tar.gz", status=2).stderr
+    # What no board has, or the virtual switch has not, is left out, and the rest is built.
+    modules = {row["port"]: row for row in original["modules"]}
+    modules[27]["a2"] = modules[24]["a2"]  # of a module that has no diagnostics
+    for old, new in (3, 28), (5, 9), (24, -1):
+        modules[old]["port"] = new
+    original |= {"power_status": 256, "relay": 256}
+    original["supplies"][0]["conf"] = 3
+    original["leds"][1]["value"] = 256
+    next(row for row in original["expanders"] if row["address"] == 0x40)["registers"][0] = 256
+    with tarfile.open("wrong.tar.gz", "w:gz") as made:
+        for name, content in [*files.items(), ("report.json", json.dumps(original).encode())]:
+            member = tarfile.TarInfo(f"zelboard-report/{name}")
+            member.size = len(content)
+            made.addfile(member, io.BytesIO(content))
+    data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
+    named = {row["what"] for row in data["not_held"]}
+    assert data["modules"] == 2 and named >= {"supply 1", "port 27: page A2h"} and not {"power status", "expander 0x40, register 0"} & named, data
+    shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
+    assert [cage["port"] for cage in shown["cages"] if cage["module"]] == [16, 27], shown["cages"]
+    assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]
+    assert [(supply["type"], supply["good"]) for supply in shown["supplies"]] == [("ac", True), ("dc", True)], shown["supplies"]
 
 
 with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as work, tempfile.TemporaryDirectory() as temporary:

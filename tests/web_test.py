@@ -404,8 +404,9 @@ class Board(Server):
         self.assertEqual(json.loads(zelsim("states --json")), {"states": []})
 
     def test_each_act_can_be_undone(self):
-        zelsim("plug 3 copper")
-        for line in ("plug 5 1g-lx", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
+        for line in ("plug 3 copper", "plug 24 10g-sr", "set rx-power 24 -5", "set los 24 1", "set tx-fault 24 1"):
+            zelsim(line)
+        for line in ("plug 5 1g-lx", "set voltage 24 3.2", "set module-temperature 24 -3.5", "unplug 24", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
                      "set rtc absent", "set los 3 1", "set los 6 0", "set link 3 100 half", "set link 9 10",
                      "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
@@ -466,6 +467,16 @@ class Limits(Server):
                                    ("long head", 431, b"X: " + b"x" * 9000 + b"\r\n\r\n")):
             with self.subTest(name=name), self.head("POST /api/heal HTTP/1.1", rest) as connection:
                 self.assertEqual(self.status(connection), status)
+
+    def test_a_body_is_awaited_when_the_client_waits_for_leave(self):
+        for length, body in ((b"Content-Length: 2", b"{}"), (b"Transfer-Encoding: chunked", b"2\r\n{}\r\n0\r\n\r\n")):
+            with self.subTest(length=length):
+                connection = self.head("POST /api/heal HTTP/1.1", b"Connection: close\r\nExpect: 100-continue\r\n" + length + b"\r\n\r\n")
+                with connection, connection.makefile("rb") as answer:
+                    leave = answer.readline(), answer.readline()
+                    self.assertEqual(leave, (b"HTTP/1.1 100 Continue\r\n", b"\r\n"))
+                    connection.sendall(body)
+                    self.assertIn(b"HTTP/1.1 200 ", answer.read())
 
     def test_slow_clients_and_many_streams_stop_nobody(self):
         slow = [self.head("GET /api/board HTTP/1.1") for _ in range(100)]

@@ -137,6 +137,13 @@ found=$("$zelsim" get flash.bytes_programmed --board chip) \
   found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
 [ "$found" = "9 3 4" ] || fail "counted: $found"
 
+# The image and its states take room only for what is not erased.
+head -c 33554432 /dev/zero | tr '\0' '\377' >"$work/erased"
+"$zelsim" flash load "$work/erased" --board chip && "$zelsim" save one --board chip
+room=$(du -sk "$work/chip" | cut -f 1)
+[ "$room" -lt 2000 ] || fail "an erased flash and its state take $room KiB"
+"$zelsim" forget one --board chip
+
 # A fault at an address strikes a seek to it. An offset from elsewhere is no address.
 "$zelsim" fail flash:lseek@0x100 --board chip
 "$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a fault at an address, and seeks"
