@@ -357,6 +357,21 @@ print(os.getpid())
         for text in sums.values():
             self.assertRegex(text, "flash, .*: 0 sectors erased, 70000 bytes written")
 
+    def test_an_update_ends_before_what_its_program_does_next(self):
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"x" * 70000)
+        news = {}
+        self.follow(news)
+        for _ in range(2):
+            on_switch(ZELCTL, "firmware", "write", image, "--partition", "2", "--yes")
+        once = ["flash access flag: 0 → 1", "flash, Image 2: begins to erase",
+                "flash, Image 2: 2 sectors erased, 70000 bytes written", "flash access flag: 1 → 0"]
+        eventually(lambda: len(self.told(news)) >= 8)
+        self.assertEqual([text for _, text in self.told(news)], once * 2)
+        times = [entry["at"] for entry in news["activity"]]
+        self.assertEqual(times, sorted(times))
+
 
 class Board(Server):
     def test_reset_goes_back_to_how_the_board_was_made(self):

@@ -55,6 +55,7 @@ void Activity::tell_change(const Watch &watch, News &news) {
     add(news, flash_.take(change));
     return;
   }
+  add(news, flash_.end_of(change.process));
   std::string text = text_of_change(watch, changes_);
   if (!text.empty()) add(news, {.at_us = change.at_us, .who = program_of(change), .text = text});
 }

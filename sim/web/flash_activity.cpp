@@ -57,6 +57,14 @@ void FlashActivity::take_growth(const Change &change) {
   counted_ = change.after;
 }
 
+FlashLines FlashActivity::end_of(uint32_t process) {
+  auto found = writings_.find(process);
+  if (found == writings_.end()) return {};
+  FlashLines lines = {sum_of(found->second)};
+  writings_.erase(found);
+  return lines;
+}
+
 WritingNow FlashActivity::newest() const {
   auto is_older = [](const auto &one, const auto &other) { return one.second.last_us < other.second.last_us; };
   const auto &[process, writing] = *std::ranges::max_element(writings_, is_older);

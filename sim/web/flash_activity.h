@@ -33,6 +33,8 @@ class FlashActivity {
   /** The entry of the log that was taken last may still grow.
    *  @param change  the same entry as it is now */
   void take_growth(const Change &change);
+  /** Ends the writing of a process that goes on to something else. */
+  FlashLines end_of(uint32_t process);
   /** Ends what has been quiet for a while. */
   FlashLines look();
   bool is_written() const { return !writings_.empty(); }
