@@ -55,12 +55,16 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
   }
 }
 
-/** The link of a copper port, on the line of the port's number: an LED and the speed. The LED is a small one, with room
- *  beside a number of two digits. */
+/** The link of a copper port, on the line of the port's number: a small LED and, right of it, the speed. */
 void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
+  constexpr int kCharacterWidth = 7;
+  constexpr int kLightWidth = 12;
   const int right = x + kPortWidth;
-  picture.text(right, y + kPortNumberY, kSoft, speed_text(speed), kSmallEnd);
-  picture.shape(speed > 0 ? "link" : "no-link", right - 37, y + 7, colour_of_led(layout::Green), "link" + id);
+  const std::string text = speed_text(speed);
+  const int text_width = kCharacterWidth * static_cast<int>(text.size());
+  picture.text(right, y + kPortNumberY, kSoft, text, kSmallEnd);
+  picture.shape(speed > 0 ? "link" : "no-link", right - text_width - kLightWidth, y + 7, colour_of_led(layout::Green),
+                "link" + id);
 }
 
 }  // namespace
