@@ -14,7 +14,7 @@ struct DiagnosticField {
   const char *key;
   const char *name;
   const char *unit;
-  const char *value_key;  // of its value in the decoded page
+  const char *value_key;  // key of the value in the decoded page
   bool is_power = false;
   bool is_signed = false;
   double per_base_unit;
@@ -151,7 +151,7 @@ static bool bit_at(ModulePage page, size_t first_byte, size_t number) {
   return (page[byte] >> shift & 1) != 0;
 }
 
-/** Four equal thresholds are none. */
+/** Four equal thresholds mean that the module has no limits. */
 static bool has_limits(ModulePage page, size_t thresholds) {
   const uint16_t first = big_endian(page, thresholds);
   for (size_t at = thresholds + 2; at < thresholds + 8; at += 2) {

@@ -14,13 +14,13 @@ constexpr size_t kQuantities = 5;
 /** One quantity, in the unit that people use: degrees Celsius, V, mA, mW. */
 struct Measurement {
   const char *key;        // rx_power
-  const char *value_key;  // rx_power_milliwatts: of its value in the decoded page
+  const char *value_key;  // key of the value in the decoded page: rx_power_milliwatts
   const char *name;       // "rx power"
   const char *unit;       // mW
   bool is_power;          // people also say it in dBm
   double per_base_unit;   // 1000 for mA: an ampere has 1000 of them
   uint16_t word;          // what stands on the page
-  double value;           // no finite number if the module's constants are none
+  double value;           // not finite if the module's calibration constants are not numbers
   bool limited;           // the module has thresholds: the four are numbers, and not all equal
   double high_alarm;
   double low_alarm;
@@ -36,12 +36,12 @@ struct Measurement {
 /** Where a value stands in its limits. */
 enum class Standing { Normal, LowWarning, HighWarning, LowAlarm, HighAlarm, NoLimits, Unknown };
 constexpr const char *kStandings = "normal|low warning|high warning|low alarm|high alarm|no limits|unknown";
-/** False if the module's calibration constants give no number. */
+/** False if the value is not finite. */
 bool is_known(const Measurement &measurement);
 Standing standing_of(const Measurement &measurement);
 std::string standing_name(const Measurement &measurement);
 
-/** The limits that a value is beyond now, or was: then the module's flag tells. */
+/** The limits that the value has crossed: it is beyond them now, or their latched flag says that it was. */
 struct Crossed {
   bool high_alarm;
   bool low_alarm;
@@ -81,8 +81,7 @@ bool needs_address_change(ModulePage identification);
 Diagnostics diagnostics_in(ModulePage identification, ModulePage page);
 /** The same as data, for people and programs. */
 Json decode_diagnostics(ModulePage identification, ModulePage page);
-/** A power in dBm. The smallest that a module can tell is 0.1 uW, -40 dBm: it also stands for no power. Not a number
- *  stays so. */
+/** A power in dBm. A module cannot tell less than 0.1 uW, so -40 dBm also stands for no power. NaN stays NaN. */
 double dbm(double milliwatts);
 /** A value as people read it: "35.0 C", "-2.31 dBm", "unknown".
  *  @param more_decimals  than usual */

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 /** The file at the end of a chain of symbolic links. */
 static fs::path behind_links(fs::path path) {
-  constexpr int kMostLinks = 40;  // the kernel follows as many
+  constexpr int kMostLinks = 40;  // the kernel follows 40, too
   std::error_code error;
   for (int links = 0; links < kMostLinks; ++links) {
     if (!fs::is_symlink(path, error)) break;

@@ -30,7 +30,7 @@ static size_t description_at(const std::string &line) {
   return description;
 }
 
-/** Adds a text of one paragraph, each line of it behind a margin. */
+/** Adds a paragraph. Each line begins with a margin. */
 static void add_lines(std::string &help, const std::string &text, size_t margin, size_t width) {
   for (std::string line : wrapped(text, width - margin)) {
     line.erase(line.find_last_not_of(' ') + 1);

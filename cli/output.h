@@ -12,7 +12,8 @@ using Json = nlohmann::ordered_json;
 
 /** The program's own output: standard output, unless the program sets another stream. */
 extern FILE *out;
-/** Opens those of descriptors 0 to 2 that are closed, so that no other file gets their numbers. Using them fails.
+/** Opens the standard descriptors (0 to 2) that are closed, so that no other file gets their numbers. A read or write
+ *  on them fails.
  *  @param inherited  programs that this one starts also get them */
 void open_standard_descriptors(bool inherited);
 /** Writes what is left of the output. @return 0, or 1 with a line on stderr if it could not be written */

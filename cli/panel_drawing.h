@@ -9,8 +9,6 @@
 
 #include "panel.h"
 
-namespace layout = panel_layout;
-
 inline constexpr char kWhite[] = "#f0f4f8";
 inline constexpr char kSoft[] = "#c3ccd5";
 inline constexpr char kDark[] = "#0c1014";
@@ -20,7 +18,7 @@ inline constexpr char kGrey[] = "#d5dde5";
 inline constexpr char kYellow[] = "#ffe45c";
 inline constexpr char kRed[] = "#ff7b72";
 
-const char *colour_of_led(layout::Colour colour);
+const char *colour_of_led(panel_layout::Colour colour);
 
 inline constexpr char kMiddle[] = " text-anchor=\"middle\"";
 inline constexpr char kEnd[] = " text-anchor=\"end\"";
@@ -62,7 +60,7 @@ struct Sign {
   const char *shape;
   const char *colour;
   const char *meaning;
-  bool layout::PortState::*holds;
+  bool panel_layout::PortState::*holds;  // null: the sign of a module without troubles
 };
 /** All signs, in the order of the legend. */
 std::span<const Sign> signs_of_ports();

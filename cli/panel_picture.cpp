@@ -6,6 +6,8 @@
 #include "text.h"
 #include "text_stream.h"
 
+namespace layout = panel_layout;
+
 // The panel as a picture. It consists of blocks: the indicators, the slots, the main board's cages, and a legend. Each
 // block is a nested picture, so that a page can arrange the blocks as it has room. A part that people can point at has a
 // rectangle around it. The rectangle's name is "place-" and the name of the part.
@@ -139,7 +141,7 @@ void draw_test_lamps(const Picture &picture, const PanelState &state) {
   }
 }
 
-/** The LEDs of the whole switch, in columns of three. Those of a cage stand beside it. */
+/** The LEDs of the whole switch, three in a column. The LEDs of a cage are drawn beside the cage. */
 void draw_switch_lights(const Picture &picture, const PanelState &state) {
   constexpr auto kOfTheSwitch =
       std::ranges::count_if(layout::kLights, [](const layout::Light &light) { return light.cage < 0; });

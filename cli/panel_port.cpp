@@ -3,6 +3,8 @@
 #include "panel_drawing.h"
 #include "text.h"
 
+namespace layout = panel_layout;
+
 // A port of the panel's picture: its cage, its module with the signs of its state, its link.
 
 namespace {

@@ -22,7 +22,7 @@ struct Failure : std::runtime_error {
 
 /** The name of this program. Each line on stderr begins with it. */
 extern const char *const kProgram;
-/** Prints the line on stderr. @return `status`, for a caller that ends with it */
+/** Prints the line on stderr. @return `status`, so that a caller can end with it */
 int complain(const std::string &line, int status);
 
 /* ---- SIGINT, SIGTERM and SIGHUP ----

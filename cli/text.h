@@ -31,10 +31,10 @@ std::string first_characters(const std::string &text, size_t most);
 /** Cuts the text into lines of at most `width` characters, between words if possible. */
 std::vector<std::string> wrapped(const std::string &text, size_t width);
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
-/** A number with so many decimals. Never "-0.0". */
+/** A number with this number of decimals. Never "-0.0". */
 std::string decimal_text(double number, int decimals);
 std::string hex_text(std::span<const uint8_t> bytes);
-/** The bytes that hex_text made a text of; nothing for any other text. */
+/** The bytes of a text that hex_text made; nothing for any other text. */
 std::optional<std::vector<uint8_t>> hex_bytes(const std::string &text);
 /** The text with a dot for each byte that is not printable ASCII. */
 std::string printable(std::string text);

@@ -50,7 +50,7 @@ bool is_same_module(const Cage &before, const Cage &after) {
   return before.fitted == after.fitted && std::memcmp(before.page, after.page, sizeof before.page) == 0;
 }
 
-// `after` is the cage as it is when these commands are done.
+// `after` is the cage as these commands find it.
 void restore_signals(Commands &commands, unsigned port, const Cage &before, const Cage &after) {
   std::string number = std::to_string(port);
   commands.restore("set loss-of-signal " + number, before.loss_of_signal, after.loss_of_signal);

@@ -41,7 +41,7 @@ bool is_text(const std::string &bytes) {
 Json answer_to(const Json &asked) {
   const Words words = asked.at("words").get<Words>();
   if (!words.empty() && takes_the_process(words[0]))
-    throw Failure(words[0] + ": not in a batch, whose process it would take");
+    throw Failure(words[0] + ": cannot run in a batch, because it takes over the process");
   if (asked.contains("folder")) {
     auto folder = asked["folder"].get<std::string>();
     check(chdir(folder.c_str()) == 0, "folder: cannot change to '" + folder + "'");

@@ -21,7 +21,7 @@ void reset_hardware(Board &board);
 /** Fits a board into slot index 0 to 2, or takes it out; either pulls the modules and resets the expanders there. */
 void fit(Board &board, unsigned slot, uint8_t type);
 
-/** Times in a damaged state file may be anything: their sum and their difference wrap. */
+/** A damaged state file may hold any time, so sums and differences of times wrap. */
 inline int64_t wrapping_sum(int64_t a, int64_t b) {
   return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
 }
@@ -125,7 +125,7 @@ int clock_weekday(const uint8_t *fields);
 /** 1 = the module's transmitter is off: driven so, or pulled up while the expander's line is an input. */
 uint8_t tx_disable(const Board &board, unsigned port);
 
-/** True for the cages of the main board, and for those of a fitted board with cages. */
+/** True for a cage of the main board, or of a fitted board with cages. */
 bool has_cage(const Board &board, unsigned port);
 /** True for the RJ45 ports of a fitted copper board. */
 bool has_jack(const Board &board, unsigned port);

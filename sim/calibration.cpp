@@ -72,7 +72,7 @@ double Calibration::value(Quantity quantity, uint16_t word) const {
 
 // Words of the received power are not negative: coefficients that are not negative make it rise.
 bool Calibration::rises(Quantity quantity) const {
-  constexpr size_t kLinear = 3;  // behind those of the higher powers; the constant follows
+  constexpr size_t kLinear = 3;  // place of the linear coefficient; the constant is the last one
   if (!external_) return true;
   if (quantity != kRxPower) return slopes_[quantity] > 0;
   bool finite = std::ranges::all_of(receiver_, [](double coefficient) { return std::isfinite(coefficient); });

@@ -43,8 +43,8 @@ void put_word_at(uint8_t *page, unsigned at, uint16_t word);
 /** The number in a word: the temperature's have a sign. */
 int number_in_word(Quantity quantity, uint16_t word);
 
-/** Converts from the page's units to those that people use: degrees, volts, milliamperes, dBm. No power is -40 dBm, the
- *  least power that the page can hold. */
+/** Converts the page's units to people's: degrees, volts, milliamperes, dBm. No power is -40 dBm, the least power that
+ *  the page can hold. */
 double for_people(Quantity quantity, double value);
 /** Converts back. */
 double from_people(Quantity quantity, double number);

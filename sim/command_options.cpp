@@ -37,7 +37,7 @@ void add_argument(CLI::App &app, const std::string &text, CommandLine &line) {
       ->type_name(values_of(known) + argument.choice);
 }
 
-// The example of a row. Without one it is made of the arguments' examples; of a choice it has the last word.
+// The example of a row. If the row has none, the examples of its arguments; a choice gives its last word.
 std::string example_of(const CommandRow &row) {
   if (row.example != nullptr) return row.example;
   std::string line = row.name;
@@ -68,7 +68,7 @@ void add_record_options(CLI::App &record, CommandLine &line) {
 
 void add_create_options(CLI::App &create, CommandLine &line) {
   create.add_option("--slots", line.slots, "boards of slots 1 to 3, each sfp, copper or none")->type_name("BOARD,...");
-  create.add_option("--from", line.from, "make it like the one of a report of zelctl")->type_name("REPORT");
+  create.add_option("--from", line.from, "make it like the board of a zelctl report")->type_name("REPORT");
   create.add_flag("--json", line.json, "print as JSON what the report does not hold");
 }
 
@@ -99,7 +99,7 @@ void add_fail_options(CLI::App &fail, CommandLine &line) {
       ->type_name("NUMBER|" + effect_names());
 }
 
-// A command that has been added; null for another.
+// A command of the parser. Null if it was not added.
 CLI::App *part_of(CLI::App &app, const std::string &name) {
   const auto parts = app.get_subcommands([&](const CLI::App *part) { return part->get_name() == name; });
   return parts.empty() ? nullptr : parts.front();

@@ -10,7 +10,7 @@ namespace zelsim::tool {
  *  live as long as the parser. */
 void add_command(CLI::App &root, const CommandRow &row, CommandLine &line, const CommandRow *&chosen);
 
-/** Adds the options that single commands have, to those of them that have been added. */
+/** Adds to each command its own options. Skips commands that were not added. */
 void add_options(CLI::App &root, CommandLine &line);
 
 }  // namespace zelsim::tool

@@ -66,7 +66,7 @@ std::optional<uint32_t> last_number(const std::string &text) {
   return number_in(text.substr(at, text.find_last_not_of(" \r\n") + 1 - at), 0, UINT32_MAX);
 }
 
-// The chip, and the selected port for a module's, whose transfer has this record; nothing for other calls.
+// For a transfer: the chip's address, and the selected port if the chip is a module's. Empty for other calls.
 std::string chip_text(const RecordedCall &recorded, std::optional<unsigned> port) {
   const NodeCall &call = recorded.call;
   if (call.kind != CallKind::Request) return "";
@@ -125,7 +125,7 @@ class Comparison {
     found_.add(field, recorded, model);
   }
 
-  // The tool of the switch may print otherwise: the number at the end of a line is what counts.
+  // The switch's own tool may print other words: the number at the end of the line counts.
   void compare_printed() {
     std::string recorded = text_of(recorded_.taken);
     std::string model = text_of(model_bytes_);
@@ -212,7 +212,7 @@ class Comparison {
     add(field, power_text(recorded, model), power_text(model, recorded));
   }
 
-  // Loss of signal of the main board's cages, and the bits of nobody.
+  // Loss of signal of the main board's cages, and the bits that belong to no cage.
   void compare_light() {
     uint32_t recorded = word32_at(recorded_bytes_, 4);
     uint32_t model = word32_at(model_bytes_, 4);

@@ -113,7 +113,7 @@ class TransferComparison {
 
   std::string port_text() const { return port_ ? format(" port=%u", *port_) : ""; }
 
-  // The addresses of a module are those of the selected one.
+  // The addresses of modules belong to the selected one.
   std::string place(uint8_t address, size_t i) const {
     std::string port = address >= kModuleAddress ? port_text() : "";
     return format("addr=0x%02x%s byte=0x%02x", address, port.c_str(), first_offset() + static_cast<unsigned>(i));

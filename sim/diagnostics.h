@@ -71,7 +71,8 @@ uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte);
  *  not among them. */
 uint8_t standing_warnings(const Board &board, unsigned port, unsigned byte);
 
-/** True if a quantity is not measured now: of the laser while it is off, of the receiver while it gets no light. */
+/** True if a quantity cannot be measured now: bias and transmitted power while the laser is off, received power without
+ *  light. */
 bool is_dark(const Board &board, unsigned port, Quantity quantity);
 
 /** Latches the flags of all modules. Called after each change of the board. */

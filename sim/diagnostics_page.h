@@ -17,7 +17,7 @@ void announce_diagnostics(MemoryPage &identification, const std::string &module)
 std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, const std::string &module);
 /** The diagnostics that a module with these pages brings into a cage. Absent if page A0h does not announce page A2h. */
 Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page);
-/** The word that a module usually measures. Of a module that is not in the catalogue it is the middle between its warning
+/** The word that a module usually measures. For a module that is not in the catalogue: the middle between its warning
  *  thresholds.
  *  @param module  its name in the catalogue, or another one */
 uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quantity);
@@ -25,8 +25,8 @@ uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quanti
 Json diagnostics_rows(const Board &board);
 /** Page A2h as a host would read it now. */
 std::vector<uint8_t> diagnostics_bytes(const Board &board, unsigned port);
-/** The commands that set a module's measured values back to those of `before`: all values if the module is plugged anew,
- *  else only those that `after` has changed. */
+/** The commands that give a module the measured values of `before`. After a plug they set all values, otherwise only
+ *  those that differ in `after`. */
 Words measured_commands(unsigned port, const Cage &before, const Cage &after, bool plugged_anew);
 /** Sets a value that a module measures, from the arguments PORT and VALUE, in people's units. */
 void set_measured(const CommandLine &line, Quantity quantity);

@@ -73,7 +73,7 @@ Effect parse_effect(const std::string &text) {
   return kNamedEffects[index].effect;
 }
 
-// Without --result a request fails as the driver says it, an open or a transfer as the kernel does.
+// Without --result a request returns the driver's failure. An open, read, write or seek fails as the kernel fails it.
 Effect default_effect(Call kind) {
   switch (kind) {
     case Call::AnyRequest:
@@ -129,7 +129,7 @@ FaultRule rule_of(const CommandLine &line) {
   Result result = parse_result(rule.target, line.result);
   rule.effect = result.effect;
   rule.value = result.value;
-  // A node that is closed without a request is meant as one that cannot be opened.
+  // `--result closed` without a request means: the node cannot be opened.
   bool closes_node = rule.effect == Effect::Closed && rule.target.kind == Call::AnyRequest;
   if (closes_node) rule.target.kind = Call::Open;
   check_effect(rule.effect, rule.target, line.result);

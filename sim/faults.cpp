@@ -132,7 +132,7 @@ void heal_board(const CommandLine &line) {
   constexpr uint32_t kAll = 0;
   OpenBoard board = open_board(line.board);
   uint32_t number = line.values.empty() ? kAll : line.values[0];
-  if (number > board->last_rule) throw Failure("FAULT: " + line.words[0] + " is the number of no fault so far");
+  if (number > board->last_rule) throw Failure("FAULT: there was no fault with the number " + line.words[0]);
   heal(*board, number);
 }
 

@@ -26,7 +26,7 @@ constexpr uint32_t kUpperSegment = 0x1000000;
 constexpr long kPageProgramNs = 500000;
 constexpr long kSectorEraseNs = 700000000;
 
-// The driver selects the segment of an access by itself and leaves it so.
+// The driver selects the segment of an access and does not select the old one again.
 void select_segment(Board &board, int64_t last_address) {
   if (last_address >= kUpperSegment) board.flash.extended_address = 1;
 }
@@ -111,8 +111,8 @@ std::optional<size_t> allowed_size(Board &board, const FaultCall &call, size_t s
   return std::min(size, most);
 }
 
-// Reads a page through the descriptor. A write-only descriptor cannot read, so the mapping is read instead; not first, since
-// touching a hole of it fails on a full disk.
+// Reads a page through the descriptor, or through the mapping if the descriptor is write-only. The mapping is not the
+// first choice: touching a hole of it fails on a full disk.
 void read_page(const Attached &attached, int fd, uint32_t page, uint8_t *stored) {
   if (sys::pread(fd, stored, kPageSize, page) < 0) memcpy(stored, attached.inverted_flash + page, kPageSize);
 }

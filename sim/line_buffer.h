@@ -33,7 +33,7 @@ struct LineBuffer {
   char text[65536];
 };
 
-/** Maps a buffer that is open at a descriptor; null if that is none. */
+/** Maps the buffer behind a descriptor. Null if it cannot be mapped. */
 LineBuffer *map_line_buffer(int fd);
 
 /** Holds the buffer for a scope. Its holder may be killed. */

@@ -23,7 +23,8 @@ class Model {
   Model(const Model &) = delete;
   Model &operator=(const Model &) = delete;
 
-  /** The answer to a call. Nothing for a call without one: a pause, a close, a command that is no plain line of debugCmd. */
+  /** The answer to a call. Nothing for a call without one: a pause, a close, a command line that is not one plain run
+   *  of debugCmd. */
   std::optional<Answer> answer(const RecordedCall &recorded);
 
   /** The port whose module is selected; nothing without a selection. */

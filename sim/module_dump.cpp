@@ -77,7 +77,7 @@ void repeat_last_line(std::string &page, size_t end) {
 
 std::string parse_module_dump(const std::string &dump) {
   std::string page;
-  size_t table = 0;  // where the present table begins: that of page A2h may count from 0 again
+  size_t table = 0;  // where the present table begins; the table of page A2h may count from 0 again
   bool repeats = false;
   for (const std::string &line : split(dump, '\n')) {
     if (page.size() > kTwoPages) break;

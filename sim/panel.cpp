@@ -17,7 +17,7 @@ constexpr bool every_led_is_known() {
   return std::ranges::all_of(panel_layout::kLights,
                              [](const panel_layout::Light &light) { return indicator_of_led(light.led) != nullptr; });
 }
-static_assert(every_led_is_known(), "the panel's layout has an LED that the board has not");
+static_assert(every_led_is_known(), "the panel's layout has an LED that the board does not have");
 static_assert(std::tuple_size_v<decltype(PanelState::ports)> == kPorts);
 static_assert(std::tuple_size_v<decltype(PanelState::boards)> == kSlots);
 

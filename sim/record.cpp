@@ -68,7 +68,7 @@ void write_title(PlainFile &file, const Words &words) {
   if (!file.write(text)) throw Failure("--output: " + why_not_written(file.path()));
 }
 
-// A call in which its process was killed, or still is: a remark, since only a call with an answer has a line.
+// A remark about a call without an answer: its process was killed in it, or is still in it.
 std::string remark_about(BegunCall &row, int64_t start_ns) {
   char text[kCallText];
   row.call.given.data = row.given;

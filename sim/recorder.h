@@ -25,14 +25,14 @@ struct CallBytes {
 struct NodeCall {
   CallKind kind;
   Node node = Node::None;
-  int fd = -1;           // of a run of debugCmd: where it prints; of a command line, which may have several runs: none
-  int flags = 0;         // of an open
-  int whence = 0;        // of a seek
-  uint32_t number = 0;   // the whole ioctl code of a request
-  int64_t at = 0;        // position in the flash before the call
-  int64_t argument = 0;  // bytes of a read or write, offset of a seek, microseconds of a pause
-  CallBytes given = {};  // what the program gives
-  CallBytes taken = {};  // what it has afterwards, if that is not the same; what debugCmd prints
+  int fd = -1;               // a run of debugCmd prints there; a command line may run it several times: -1
+  int flags = 0;             // of an open
+  int whence = 0;            // of a seek
+  uint32_t number = 0;       // the whole ioctl code of a request
+  int64_t at = 0;            // position in the flash before the call
+  int64_t argument = 0;      // bytes of a read or write, offset of a seek, microseconds of a pause
+  CallBytes given = {};      // what the program gives
+  CallBytes taken = {};      // what it has afterwards, if that differs from `given`; for debugCmd what it prints
   CallBytes complaint = {};  // what debugCmd prints on stderr
   int64_t result = 0;
   int error = 0;  // errno of a failure
@@ -68,7 +68,7 @@ inline int64_t monotonic_ns() {
 
 /** Writes the line of a call, which may stay in the buffer for a while. errno stays. */
 void write_down(const NodeCall &call);
-/** Writes the lines of the buffer into the file if it got its last ones so long ago. errno stays. */
+/** Writes the buffered lines into the file if the last write was at least `since_ns` ago. errno stays. */
 void write_buffered(int64_t since_ns);
 
 /** True if a recording answers. */

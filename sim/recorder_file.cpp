@@ -125,7 +125,7 @@ BegunCall *take_free_row(LineBuffer *buffer) {
 
 }  // namespace
 
-// To be killed in a pause is usual: it is not kept.
+// A pause is not noted: processes are often killed in one.
 Begun::Begun(const NodeCall &call) : row_(call.kind != CallKind::Pause ? take_free_row(shared_buffer()) : nullptr) {
   if (row_ == nullptr) return;
   row_->call = call;

@@ -45,7 +45,7 @@ class RecordLine {
     for (const char *at = text; *at != '\0'; ++at) add_char(*at);
   }
 
-  /** A number with at least so many digits. The formats of printf would take most of the time that a line takes. */
+  /** A number with at least `digits` digits. printf would take most of the time of a line. */
   void add_number(int64_t number, int digits = 1) {
     char reversed[24];
     int count = 0;

@@ -76,7 +76,7 @@ bool answers(const TapeStream &stream, uint32_t position, const NodeCall &asked)
   return is_same_call(asked, recorded, tape().bytes(recorded.given));
 }
 
-// The stream that this thread is in; null before its first call. After an exec the owner of a stream shows it.
+// The stream of this thread; null before its first call. After an exec the process finds its stream by the owner.
 TapeStream *own_stream(uint32_t thread) {
   static thread_local TapeStream *known = nullptr;
   if (known != nullptr && known->owner == thread) return known;

@@ -16,10 +16,10 @@ const Json &member(const Json &from, std::initializer_list<const char *> names);
 /** A number from 0 to `highest`, or a boolean as 0 or 1. */
 std::optional<uint32_t> number_of(const Json &value, uint32_t highest);
 
-/** A text; empty if the value is none. */
+/** The text; empty if the value is not a text. */
 std::string text_of(const Json &value);
 
-/** The bytes of hexadecimal digits, whatever stands between the digits. */
+/** The bytes that the hexadecimal digits give. Other characters between them are ignored. */
 std::vector<uint8_t> bytes_of_hex(const Json &value);
 
 /** A time in seconds since 1970; a Z may stand behind it. */

@@ -63,7 +63,7 @@ int64_t time_of(const std::string &text, int64_t previous_us, const std::string 
   if (!is_number) throw Usage(place + ": '" + text + "' is not a time in seconds, as 2.5 or +0.5");
   int64_t at_us = std::llround(seconds * 1e6);
   if (from_previous) at_us += previous_us;
-  if (at_us < previous_us) throw Usage(place + ": the time " + text + " is before that of the act before");
+  if (at_us < previous_us) throw Usage(place + ": the time " + text + " is earlier than the time of the previous act");
   return at_us;
 }
 

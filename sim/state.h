@@ -119,8 +119,8 @@ struct I2c {
 
 enum class PhyKind : uint8_t { None, Marvell, Other };
 
-/** SFF-8472 page A2h. The five words from byte 96 are measured with light in the receiver and the laser on, and `dark`
- *  are the same five without; the flags are the latched ones. */
+/** SFF-8472 page A2h. The five words from byte 96 are measured with light in the receiver and the laser on. `dark` has
+ *  the same five words without light and laser. The flags are the latched ones. */
 struct Diagnostics {
   uint8_t present;
   uint8_t page[256];

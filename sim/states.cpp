@@ -31,7 +31,7 @@ fs::path states_of(const fs::path &folder) { return folder / kStatesFolder; }
 
 [[noreturn]] void fail_with(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
 
-/** The board whose states a command is about. What killed commands have left there is removed. */
+/** The board of the command. Removes what killed commands have left among its states. */
 AttachedBoard board_with_states(const std::string &name) {
   AttachedBoard board = attach_board(name);
   remove_ownerless_folders(states_of(board.folder));

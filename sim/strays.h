@@ -9,7 +9,7 @@
 
 namespace zelsim::tool {
 
-/** The running processes that began with an entry like NAME=VALUE in their environment, but not this one. Those of other
+/** The running processes, except this one, whose environment began with an entry like NAME=VALUE. Processes of other
  *  users are not seen. */
 std::vector<pid_t> processes_with(const std::string &entry);
 /** How many processes of a program still run, for a message. */

@@ -68,13 +68,13 @@ class Twin {
       auto supply = number_of(member(row, {"supply"}), kSupplies);
       auto conf = number_of(member(row, {"conf"}), static_cast<uint32_t>(Supply::Dc));
       if (!supply || *supply == 0) continue;
-      if (!conf) note(format("supply %u", *supply), "its type is none that the virtual switch has");
+      if (!conf) note(format("supply %u", *supply), "the virtual switch has no supply of its type");
       unsigned index = *supply - 1;
       if (conf) board_.supply[index] = static_cast<Supply>(*conf);
       if (status) board_.supply_good[index] = (*status & kGood[index]) != 0;
     }
     if (status && *status != power_status(board_))
-      note("power status", format("bits 0x%02x go with no supplies", *status ^ power_status(board_)));
+      note("power status", format("bits 0x%02x do not agree with the supplies", *status ^ power_status(board_)));
   }
 
   void build_gpio() {

@@ -14,8 +14,8 @@
 #include "tool.h"
 #include "twin_identity.h"
 
-// The flash of a report: all of it; or the boot environment, the identity and the MAC backup, which reports without a copy
-// of the flash have, too.
+// The flash of a report. A report made with --flash has all of it; another has the boot environment, the identity and
+// the MAC backup.
 
 namespace zelsim::tool {
 namespace {

@@ -64,7 +64,8 @@ void plug_reported(unsigned port, const Json &row, const ArchivedFiles &files, c
   plug(board, port, name.c_str(), page.data(), phy_kind(row, first_half), diagnostics);
   board.gpio.selected_cage = static_cast<uint8_t>(port);  // the report selected it last
   if (!a2.is_null() && !diagnostics.present)
-    notes.add(format("port %u: page A2h", port), "page A0h announces none, or the report has not its bytes");
+    notes.add(format("port %u: page A2h", port),
+              "page A0h announces no page A2h, or the report does not have its bytes");
   if (board.cages[port].phy != PhyKind::None && !member(row, {"phy"}).is_array())
     notes.add(format("port %u: PHY of the module", port), "it was switched off with its transmitter");
 }
@@ -77,7 +78,7 @@ uint16_t phy_value(Board &board, uint8_t number) {
   return static_cast<uint16_t>(data[0] << 8 | data[1]);
 }
 
-// The link of which the PHY's status tells.
+// Sets the link that the PHY's status register shows.
 void set_link(Cage &cage, uint32_t status) {
   cage.link_speed = 10;
   if (status & kSpeed100) cage.link_speed = 100;
@@ -143,7 +144,7 @@ unsigned plug_modules(const Json &report, const ArchivedFiles &files, Board &boa
     if (!port || !has_cage(board, *port)) continue;
     std::optional<MemoryPage> page = page_in(files, member(row, {"a0"}));
     if (!page) {
-      notes.add(format("port %u: module", *port), "the report has not its page A0h");
+      notes.add(format("port %u: module", *port), "the report does not have its page A0h");
       continue;
     }
     plug_reported(*port, row, files, *page, board, notes);

@@ -83,9 +83,9 @@ class Report {
   unsigned differing_ = 0;
 };
 
-// A command line of which the shell makes more than one plain run of debugCmd.
+// A command line that is more than one plain run of debugCmd.
 Json row_of_skipped(const RecordedCall &recorded) {
-  return record("line", recorded.line, "call", recorded.text, "why", "no plain line of debugCmd");
+  return record("line", recorded.line, "call", recorded.text, "why", "not one plain run of debugCmd");
 }
 
 Json tolerances_of(const Tolerated &tolerated) {

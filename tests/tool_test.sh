@@ -101,7 +101,7 @@ says 0 "PHY of port 3: 0x55 was written; read back: 'PHY register 0x1 = 0x0000'"
 "$zelsim" heal
 says 0 '' ctl phy set 3 1 1
 "$zelsim" fail debugCmd
-says 1 'the LED is set, the serial-GPIO chain perhaps not' ctl led set system blink
+says 1 'the LED is set, but perhaps not the serial-GPIO chain' ctl led set system blink
 "$zelsim" heal
 
 # A signal while debugCmd hangs: the line tells what may be set. Nothing that was not asked has failed.
@@ -117,7 +117,7 @@ while IFS=';' read -r words line; do
 done <<'END'
 phy get 3 2;debugCmd: interrupted$
 phy set 3 1 2;debugCmd: interrupted; the register may be set$
-led set alarm on;debugCmd: interrupted; the LED is set, the serial-GPIO chain perhaps not
+led set alarm on;debugCmd: interrupted; the LED is set, but perhaps not the serial-GPIO chain
 lamp-test 1;debugCmd: interrupted; the lamps may be set in part$
 selftest;interrupted: 5 of 19 subsystems were tested, 0 failed$
 END

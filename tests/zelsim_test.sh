@@ -35,7 +35,7 @@ done <<'END'
 2;--probability: '0.5x';fail i2c --probability 0.5x
 2;CELSIUS: '125.1';set temperature 125.1
 2;--region: '0';flash save - --region 0x100+0
-1;FAULT: 7;heal 7
+1;FAULT: there was no fault with the number 7;heal 7
 1;FILE: cannot write '/nowhere/f': No such file;flash save /nowhere/f
 1;standard output: No space;show >/dev/full
 1;standard output: No space;plug --help >/dev/full

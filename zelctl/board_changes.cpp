@@ -105,8 +105,8 @@ void BoardChanges::judge_temperature(const Reading &reading, Event &event) const
   event.detail = format("%.1f degrees", *reading.value);
 }
 
-/** Tells the event if the state has changed. A thing that was not there before, such as a module's, is told unless its
- *  state is the usual one. The first answer of a thing that was silent so far is not told. */
+/** Tells the event if the state has changed. A new thing, such as the light of a module that was plugged, is told only
+ *  if its state is not the usual one. The first answer of a thing that was silent until now is not told. */
 void BoardChanges::note(const std::string &key, Event &event, const std::string &usual) {
   now_[key] = event.now;
   if (first_) {
@@ -121,7 +121,7 @@ void BoardChanges::note(const std::string &key, Event &event, const std::string 
   if (!was_silent && event.now != expected) tell_(event);
 }
 
-/** In the first round, who does not answer is always told. */
+/** In the first round a thing that does not answer is always told. */
 void BoardChanges::note_first(Event &event) {
   event.before = "unknown";
   bool is_wanted = tell_first_;

@@ -37,7 +37,7 @@ static Answer configuration(Round &, uint32_t which) { return supply_conf(which)
 
 constexpr const char *kSupplyStates = "none|ac|dc|failed|other";
 
-/** A driver may have configuration bytes of its own: they are "other". */
+/** Configuration bytes that the library does not know are "other". */
 static Answer supply(Round &round, uint32_t which) {
   constexpr uint32_t kAc = 1;
   constexpr uint32_t kDc = 2;

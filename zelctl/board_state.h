@@ -32,8 +32,8 @@ class Round {
 /** A kind of thing that is watched. */
 struct Watched {
   const char *subject;  // of an event. In "port %s light" %s is the port, and "port" is the metric's label
-  /** Words for the values 0, 1, 2 ... The usual state of a thing that comes and goes is the first. "" = the value is a
-   *  number without words. */
+  /** Words for the values 0, 1, 2 ... For a thing that comes and goes the first word is its usual state. "" = the value
+   *  is a number without words. */
   const char *states;
   const char *trouble = "";  // states in which somebody should look: "none|failed"
   const char *metric;
@@ -67,8 +67,8 @@ struct Reading {
   std::optional<double> value;
   std::string silence;  // why there is no value
   std::string detail;   // more for people to read
-  /** The present state with regard to the one before: a value must be back from a threshold by a margin. Null = the state
-   *  is the word of the value. */
+  /** The present state, if the state before is known: a value must be back from a threshold by a margin. Null = the
+   *  state is the word of the value. */
   std::function<std::string(const std::string &before)> settled;
 
   /** The value in the words of the table's `states`, or as a number. */

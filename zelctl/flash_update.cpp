@@ -73,8 +73,9 @@ static void run_update(const Update &update, const std::string &region) {
       ++done;
     });
   } catch (const Failure &failure) {
-    const std::string state = format("; %s: %ld of the %ld sectors that differ are updated, the same command goes on",
-                                     region.c_str(), done, update.changed());
+    const std::string state =
+        format("; %s: %ld of the %ld sectors that differ are updated; run the same command again to go on",
+               region.c_str(), done, update.changed());
     throw Failure{failure.what() + state, failure.status};
   }
 }

@@ -64,12 +64,14 @@ struct LedOptions {
   bool mirror = false;
 };
 
-/** The library takes an unreadable LED for one that is off. So the LED is read again here. */
+/** The library takes an LED that it cannot read for one that is off, and then sends nothing to set it to off. So the
+ *  LED is read here. */
 static void set_led(const LedOptions &options) {
   const Led &row = kLeds[options.led];
   const std::string what = std::string("LED ") + row.name;
   require(row.set(row.which, options.value, options.mirror ? FW_MIRROR : 0), what);
-  require_debug_command(what, "the LED is set, the serial-GPIO chain perhaps not; the same value again sends nothing");
+  require_debug_command(
+      what, "the LED is set, but perhaps not the serial-GPIO chain; setting the same value again sends nothing");
   if (options.value == FW_LED_OFF && led_state(options.led) != FW_LED_OFF)
     throw Failure{what + " did not take the value"};
 }

@@ -66,7 +66,7 @@ static std::string subsystems_read(const std::vector<Reading> &readings, const s
     if (!reading.value) whole[reading.source.name] = false;
   }
   for (const Optics &module : modules) {
-    const auto subsystem = whole.find(module.source.name);  // a module of its own has another metric
+    const auto subsystem = whole.find(module.source.name);  // none if only the module is silent: sfp_success tells it
     if (!module.silence.empty() && subsystem != whole.end()) subsystem->second = false;
   }
   std::vector<std::string> samples;

@@ -92,7 +92,7 @@ std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readin
       const Presence presence = presence_of(optics.port);
       if (presence == Presence::Gone) continue;
       optics.silence = failure.what();
-      // A bus that tells of the cage works: only this module is silent.
+      // If the bus tells that the module is there, the bus works: only the module is silent.
       const bool only_module = round.asked == I2c && presence == Presence::In;
       if (!only_module) {
         optics.source = reading.source;

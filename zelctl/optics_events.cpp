@@ -43,8 +43,8 @@ static bool is_watched(const Optics &optics, const Measurement &measurement) {
   return measurement.limited && is_known(measurement) && optics.diagnostics.ready;
 }
 
-/* A value that has crossed a threshold is back when it is back by a margin: 1 degree Celsius, 0.5 dB of a power, 1 % of
- * the others; but never more than a quarter of the way to the opposite threshold. */
+/* A value that has crossed a threshold is back only when it is inside by a margin: 1 degree Celsius, 0.5 dB of a power,
+ * 1 % of the others. The margin is at most a quarter of the distance to the opposite threshold. */
 
 struct Margin {
   double degrees = 0;

@@ -88,8 +88,8 @@ struct PhyOptions {
   uint32_t value = 0;
 };
 
-/** debugCmd does not say whether it has written. Some registers have bits that clear themselves: another value is told, but
- *  it is no failure. */
+/** debugCmd does not say whether it has written. Some registers have bits that clear themselves, so another value is
+ *  reported but is no failure. */
 static void set_phy_register(const PhyOptions &options) {
   require_board();
   const std::string what = format("PHY of port %u", options.port);

@@ -35,7 +35,7 @@ class Report {
 
 /** Everything except modules and flash. */
 void report_board(Report &report);
-/** Of the board: what stands in its chips, read through the drivers. */
+/** What the chips of the board hold, read through the drivers. */
 void report_chips(Report &report);
 /** Pages and PHYs of the modules. Moves the cage selection: no driver tells the old one, so it cannot be put back. */
 void report_modules(Report &report);

@@ -30,7 +30,7 @@ static std::string read_sector(uint32_t address, Sector &sector) {
   }
 }
 
-/** "FW_FAIL: no answer" of "FW_FAIL: flash read at 0x10000: no answer". */
+/** Makes "FW_FAIL: no answer" of "FW_FAIL: flash read at 0x10000: no answer". */
 static std::string without_place(const std::string &why) {
   constexpr const char *kGap = ": ";
   const size_t start = why.find("flash read at");
@@ -77,7 +77,7 @@ static std::optional<uint32_t> environment_start(const Json &regions) {
   return std::nullopt;
 }
 
-/** The environment's sector comes without its secrets. Without the environment's place there is no content. */
+/** Blanks the secrets in the environment's sector. If the environment's place is not known, no content is written. */
 static void read_chip(Report &report, TarWriter *content, Json &flash) {
   constexpr const char *kFile = "flash.bin";
   const Json regions = known_regions(report);

@@ -21,8 +21,8 @@ static std::string part(const std::string &title, const Json &data, const std::s
   return empty ? heading + without + "\n" : heading + printed(data);
 }
 
-/** Where a quantity stands if that is unusual, and the highest and the lowest limit that it was beyond: "temperature high
- *  alarm latched". */
+/** Adds the state of a quantity if it is unusual. Then adds, for each side, the most severe limit that its latched
+ *  flags name: "temperature high alarm latched". */
 static void add_standings(std::string &state, const Json &measured) {
   const std::string quantity = measured["quantity"];
   const std::string standing = measured["state"];
@@ -55,7 +55,7 @@ static std::string state_of(const Json &page, const Json &diagnostics) {
   return state.empty() ? "normal" : state;
 }
 
-/** Temperature and powers, and what is out of its limits, or was. */
+/** Temperature, powers, and the limits that are or were crossed. */
 static void add_measured(Json &row, const Json &page, const Json &diagnostics) {
   const bool has_values = diagnostics.is_object() && diagnostics["ready"] == true;
   row["temperature"] = has_values ? diagnostics["temperature_celsius"] : Json();

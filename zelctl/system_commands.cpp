@@ -46,8 +46,8 @@ bool flash_is_being_written() {
 
 Json flags() {
   const bool diagnostic = flag_of(FW_GetSystemDiagFlag(), "diagnostic flag");
-  // This call also returns 0 if its request fails, and there is no other. The question before has shown that the driver
-  // answers at all.
+  // This call returns 0 also when its request fails, and the library has no other call. The question above has shown
+  // that the driver answers.
   const bool flash_access = flag_of(FW_GetFlashAccessFlag(), "flash-access flag");
   return record("diagnostic", diagnostic, "flash_access_flag", flash_access);
 }

@@ -26,7 +26,7 @@ struct Settings {
 extern Settings settings;
 
 using Action = std::function<void()>;
-/* What a signal does. While a command only reads, it ends with the line "interrupted". */
+/* What a signal does to a command that only reads: the line "interrupted", and the end. */
 
 /** For an action that writes the flash or a file. If a signal ends it before it writes, a line says that nothing was
  *  changed. The action itself holds signals before it writes. */
@@ -54,7 +54,8 @@ using ArgumentCheck = std::function<std::string(std::string &text)>;
 /** Accepts a whole number from `low` to `high`, decimal or with 0x. A number with leading zeros is decimal, too. */
 ArgumentCheck whole_number(uint32_t low, uint32_t high);
 
-/** Whether an argument is required. ByName: a positional argument is, an option (its name begins with a dash) is not. */
+/** Whether an argument is required. ByName: a positional argument is required, an option (its name begins with a dash)
+ *  is not. */
 enum class Needed { ByName, Always, Never };
 
 /* Arguments and options. `name` decides which: an option begins with a dash. `what` is the line in help. */
@@ -133,7 +134,7 @@ void require_board(const std::string &before = "");
  *  does not tell.
  *  @param left  what the board may be like then; "" = debugCmd changes nothing */
 void require_debug_command(const std::string &what, const std::string &left = "");
-/** For a caller that cannot tell of a failure of debugCmd: the next call runs it again. */
+/** For a caller that cannot report a failure of debugCmd: forgets it, so that the next call runs debugCmd again. */
 void forget_debug_command();
 /** For a failure after which the command goes on to show the rest. The command fails at its end, with the first one. */
 void postpone(const Failure &failure);

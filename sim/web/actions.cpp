@@ -95,7 +95,7 @@ void check_module(const std::string &name) {
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
   const CommandRow *row = tool::world_command(name);
-  if (row == nullptr || row->run == nullptr) throw Usage("action: '" + name + "' is none");
+  if (row == nullptr || row->run == nullptr) throw Usage("action: there is no action '" + name + "'");
   Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
   if (!object.is_object()) throw Usage("body: not a JSON object");
   CommandLine line = {.board = board};

@@ -33,8 +33,8 @@ class News {
   void add(const std::string &log, const std::string &text, size_t most);
   /** Gives the readers what was put and added. */
   void publish();
-  /** What is new to a reader: JSON objects, of which the requests have one of their own. Waits for news; nothing if there
-   *  are none for some seconds. */
+  /** What is new to a reader, as JSON objects; the requests are an object of their own. Waits some seconds for news;
+   *  returns nothing if none come. */
   std::vector<std::string> next(Reader &reader);
 
  private:

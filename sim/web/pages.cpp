@@ -82,7 +82,7 @@ void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, H
   unsigned open_now = ++open_streams;
   if (open_now > kMostReaders) {
     --open_streams;
-    refuse(response, kBusy, "events: as many pages are open as can be");
+    refuse(response, kBusy, "events: too many pages are open");
     return;
   }
   auto open = std::make_shared<Stream>(source, request.has_param("requests"));

@@ -157,7 +157,7 @@ bool is_named(const RequestEvent &event, std::string_view name) {
   return event.request != nullptr && event.request->name == name;
 }
 
-// A request of the same program is the same if what it asks for is.
+// Two requests of a program are the same if they ask for the same thing.
 std::string key_of(const TracedCall &call, const std::string &what) {
   const TraceRecord &record = call.record;
   std::string key(record.program, strnlen(record.program, sizeof record.program));
@@ -169,7 +169,7 @@ std::string key_of(const TracedCall &call, const std::string &what) {
   return key;
 }
 
-// True if a module was plugged or pulled. An empty cage's lines are pulled up: that they change with it says nothing more.
+// True if a module was plugged or pulled. The other lines of the cage change with it and are not told.
 bool is_presence_change(const ReadValue &before, const ReadValue &now) {
   bool is_presence = now.value == kModule || now.value == kNoModule;
   return is_presence && before.value != now.value;
@@ -177,7 +177,7 @@ bool is_presence_change(const ReadValue &before, const ReadValue &now) {
 
 std::string changes_between(const std::vector<ReadValue> &before, const std::vector<ReadValue> &now) {
   std::string changes;
-  std::string plugged;  // or pulled: the port of which it was told
+  std::string plugged;  // name of the port whose plug or pull was told
   for (size_t i = 0; i < std::min(before.size(), now.size()); ++i) {
     if (before[i].value == now[i].value || now[i].name == plugged) continue;
     if (is_presence_change(before[i], now[i])) plugged = now[i].name;

@@ -67,7 +67,7 @@ std::shared_ptr<Source> source_of(const std::string &board) {
   constexpr size_t kMostSources = 256;
   std::lock_guard lock(sources_mutex);
   if (auto found = sources.find(board); found != sources.end()) return found->second;
-  if (sources.size() >= kMostSources) throw Failure("events: as many boards are followed as can be");
+  if (sources.size() >= kMostSources) throw Failure("events: too many boards are followed");
   std::shared_ptr<Source> made = board == kRack ? make_rack_source() : make_board_source(board);
   sources[board] = made;
   std::thread([board, made] { run(board, made); }).detach();

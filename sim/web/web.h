@@ -72,12 +72,12 @@ class Source {
   std::condition_variable asked_;
   std::atomic<unsigned> readers_ = 0;
   std::atomic<unsigned> readers_of_requests_ = 0;
-  unsigned empty_turns_ = 0;  // idle turns on end that found nothing
+  unsigned empty_turns_ = 0;  // idle turns in a row that found nothing
 };
 
 /** The source of a board, or of kRack; it is made when first asked for. Throws Failure when there are too many. */
 std::shared_ptr<Source> source_of(const std::string &board);
-/** Sees to it that a board has a history from its beginning on, or with kRack each board. Never returns. */
+/** Starts the history of a board at once, or with kRack of every board. Never returns. */
 [[noreturn]] void keep_histories(const std::string &board);
 std::unique_ptr<Source> make_board_source(const std::string &board);
 std::unique_ptr<Source> make_rack_source();
