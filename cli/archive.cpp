@@ -70,7 +70,7 @@ struct Header {
 static_assert(sizeof(Header) == kBlock);
 
 template <size_t Size>
-static void put_text(char (&field)[Size], const std::string &text) {
+static void put_cut_text(char (&field)[Size], const std::string &text) {
   std::memcpy(field, text.data(), std::min(text.size(), Size));
 }
 
@@ -94,18 +94,18 @@ void TarWriter::begin(const std::string &name, uint64_t size) {
   Header header{};
   if (name.size() > sizeof header.name || folder_.size() > sizeof header.prefix)
     throw Failure{"'" + folder_ + "/" + name + "' is too long a name for an archive"};
-  put_text(header.name, name);
-  put_text(header.prefix, folder_);
+  put_cut_text(header.name, name);
+  put_cut_text(header.prefix, folder_);
   put_number(header.mode, 0644);
   put_number(header.uid, 0);
   put_number(header.gid, 0);
   put_number(header.size, size);
   put_number(header.mtime, static_cast<uint64_t>(time_));
   header.type = kFile;
-  put_text(header.magic, "ustar");
-  put_text(header.version, "00");
-  put_text(header.owner, "root");
-  put_text(header.group, "root");
+  put_cut_text(header.magic, "ustar");
+  put_cut_text(header.version, "00");
+  put_cut_text(header.owner, "root");
+  put_cut_text(header.group, "root");
   put_checksum(header);
   sink_({reinterpret_cast<const uint8_t *>(&header), kBlock});
 }

@@ -134,7 +134,7 @@ static double calibrated(const DiagnosticField &field, ModulePage page, double c
 }
 
 /** The word at a place of the page, in people's units. */
-static double value_of(const DiagnosticField &field, ModulePage page, bool external, size_t at) {
+static double calibrated_value(const DiagnosticField &field, ModulePage page, bool external, size_t at) {
   const uint16_t word = big_endian(page, at);
   double count = word;
   if (field.is_signed) count = static_cast<int16_t>(word);
@@ -162,7 +162,7 @@ static bool has_limits(ModulePage page, size_t thresholds) {
 
 static Measurement measurement(size_t number, ModulePage page, bool external, bool has_flags) {
   const DiagnosticField &field = kFields[number];
-  const auto value_at = [&](size_t at) { return value_of(field, page, external, at); };
+  const auto value_at = [&](size_t at) { return calibrated_value(field, page, external, at); };
   Measurement found{};
   found.key = field.key;
   found.value_key = field.value_key;
@@ -178,7 +178,7 @@ static Measurement measurement(size_t number, ModulePage page, bool external, bo
   found.low_warning = value_at(field.thresholds + 6);
   const bool are_numbers = std::isfinite(found.high_alarm) && std::isfinite(found.low_alarm) &&
                            std::isfinite(found.high_warning) && std::isfinite(found.low_warning);
-  found.limited = are_numbers && has_limits(page, field.thresholds);
+  found.has_limits = are_numbers && has_limits(page, field.thresholds);
   if (!has_flags) return found;
   found.high_alarm_flag = bit_at(page, kAlarms, 2 * number);
   found.low_alarm_flag = bit_at(page, kAlarms, 2 * number + 1);
@@ -191,7 +191,7 @@ bool is_known(const Measurement &measurement) { return std::isfinite(measurement
 
 Standing standing_of(const Measurement &measurement) {
   if (!is_known(measurement)) return Standing::Unknown;
-  if (!measurement.limited) return Standing::NoLimits;
+  if (!measurement.has_limits) return Standing::NoLimits;
   if (measurement.value > measurement.high_alarm) return Standing::HighAlarm;
   if (measurement.value < measurement.low_alarm) return Standing::LowAlarm;
   if (measurement.value > measurement.high_warning) return Standing::HighWarning;
@@ -206,7 +206,7 @@ std::string standing_name(const Measurement &measurement) {
 Crossed limits_crossed(const Measurement &measurement) {
   Crossed crossed{measurement.high_alarm_flag, measurement.low_alarm_flag, measurement.high_warning_flag,
                   measurement.low_warning_flag};
-  if (!measurement.limited) return crossed;
+  if (!measurement.has_limits) return crossed;
   if (measurement.value > measurement.high_alarm) crossed.high_alarm = true;
   if (measurement.value < measurement.low_alarm) crossed.low_alarm = true;
   if (measurement.value > measurement.high_warning) crossed.high_warning = true;

@@ -21,7 +21,7 @@ struct Measurement {
   double per_base_unit;   // 1000 for mA: an ampere has 1000 of them
   uint16_t word;          // what stands on the page
   double value;           // not finite if the module's calibration constants are not numbers
-  bool limited;           // the module has thresholds: the four are numbers, and not all equal
+  bool has_limits;        // the module has thresholds: the four are numbers, and not all equal
   double high_alarm;
   double low_alarm;
   double high_warning;

@@ -18,19 +18,19 @@ std::string measured_text(const Measurement &measurement, double value, int more
   return decimal_text(value, decimals + more_decimals) + " " + measurement.unit;
 }
 
-/** Without the noise of binary fractions. */
-static Json number(double value) {
+/** A number without the noise of binary fractions; null if it is not finite. */
+static Json rounded(double value) {
   constexpr double kSteps = 1e6;
   if (!std::isfinite(value)) return {};
   return std::round(value * kSteps) / kSteps + 0.0;  // minus zero becomes zero
 }
 
-static Json optional(const std::optional<bool> &bit) { return bit ? Json(*bit) : Json(); }
+static Json bit_or_null(const std::optional<bool> &bit) { return bit ? Json(*bit) : Json(); }
 
 /** A row of the table "measured". A power is shown in dBm. */
 static Json row_of(const Measurement &measurement) {
-  const auto shown = [&](double value) { return number(measurement.is_power ? dbm(value) : value); };
-  const auto limit = [&](double value) { return measurement.limited ? shown(value) : Json(); };
+  const auto shown = [&](double value) { return rounded(measurement.is_power ? dbm(value) : value); };
+  const auto limit = [&](double value) { return measurement.has_limits ? shown(value) : Json(); };
   Json row = Json::object();
   row["quantity"] = measurement.key;
   row["unit"] = measurement.is_power ? "dBm" : measurement.unit;
@@ -65,13 +65,13 @@ Json decode_diagnostics(ModulePage identification, ModulePage page) {
   decoded["received_power"] = found.average_power ? "average" : "OMA";
   decoded["ready"] = found.ready;
   for (const Measurement &measurement : found.measured) {
-    decoded[measurement.value_key] = number(measurement.value);
-    if (measurement.is_power) decoded[std::string(measurement.key) + "_dbm"] = number(dbm(measurement.value));
+    decoded[measurement.value_key] = rounded(measurement.value);
+    if (measurement.is_power) decoded[std::string(measurement.key) + "_dbm"] = rounded(dbm(measurement.value));
   }
-  decoded["tx_disable"] = optional(found.tx_disable);
-  decoded["soft_tx_disable"] = optional(found.soft_tx_disable);
-  decoded["tx_fault"] = optional(found.tx_fault);
-  decoded["rx_los"] = optional(found.rx_los);
+  decoded["tx_disable"] = bit_or_null(found.tx_disable);
+  decoded["soft_tx_disable"] = bit_or_null(found.soft_tx_disable);
+  decoded["tx_fault"] = bit_or_null(found.tx_fault);
+  decoded["rx_los"] = bit_or_null(found.rx_los);
   decoded["flags_latched"] = found.has_flags;
   decoded["checksum"] = checksum_text(page);
   Json rows = Json::array();

@@ -26,11 +26,11 @@ struct PanelState {
   std::array<std::optional<unsigned>, std::size(panel_layout::kTestLamps)> test_lamps;
   std::array<std::optional<unsigned>, panel_layout::kPorts> links;  // of copper ports: Mb/s, 0 without a link
   std::string relay;                                                // "0": open
-  std::string supplies;                                             // both in one text, as "two AC"
+  std::string supplies_text;                                        // both in one text, as "two AC"
   bool alarm = false;
   // For the picture only:
-  std::array<std::optional<SupplyState>, 2> supply;       // each by itself
-  std::array<std::string, panel_layout::kPorts> modules;  // short names
+  std::array<std::optional<SupplyState>, 2> supply_states;  // each by itself
+  std::array<std::string, panel_layout::kPorts> modules;    // short names
 
   /** @param led  a name in the layout; throws for another one */
   void set_light(const std::string &led, unsigned state);

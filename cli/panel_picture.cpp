@@ -24,7 +24,7 @@ struct Block {
 };
 constexpr int kSlotWidth = 300;
 constexpr Block kIndicators = {"indicators", 44, 250};
-constexpr Block kSlots[layout::kSlots] = {
+constexpr Block kSlotBlocks[layout::kSlots] = {
     {"slot1", 304, kSlotWidth}, {"slot2", 614, kSlotWidth}, {"slot3", 924, kSlotWidth}};
 constexpr Block kMainCages = {"cages", 1234, 176};
 
@@ -56,7 +56,7 @@ void draw_slot(const Picture &picture, const PanelState &state, unsigned slot) {
   const bool has_board = type != "none";
   const std::string number = std::to_string(slot + 1);
   const std::string id = "slot" + number;
-  begin_block(picture, kSlots[slot]);
+  begin_block(picture, kSlotBlocks[slot]);
   picture.shape(("board-" + type).c_str(), 0, 0, kWhite, id);
   picture.text(kMargin, kTitleY, kWhite, "Slot " + number, kTitle);
   if (has_board)
@@ -107,7 +107,7 @@ void draw_supply(const Picture &picture, const PanelState &state, unsigned suppl
   constexpr int kStep = 120;
   constexpr int kWidth = 106;
   constexpr int kHeight = 40;
-  const std::optional<SupplyState> &now = state.supply[supply];
+  const std::optional<SupplyState> &now = state.supply_states[supply];
   const bool good = now && !now->type.empty() && now->good;
   const std::string number = std::to_string(supply + 1);
   const std::string id = "supply" + number;
@@ -167,11 +167,11 @@ void draw_indicators(const Picture &picture, const PanelState &state) {
   picture.text(kMargin, kTitleY, kWhite, "Managed switch, " + std::to_string(layout::kPorts) + " ports", kTitle);
   draw_switch_lights(picture, state);
   draw_test_lamps(picture, state);
-  const bool supplies_known = state.supply[0] || state.supply[1];
+  const bool supplies_known = state.supply_states[0] || state.supply_states[1];
   if (supplies_known) {
-    for (unsigned i = 0; i < state.supply.size(); ++i) draw_supply(picture, state, i);
-  } else if (!state.supplies.empty()) {
-    picture.text(kMargin, kSuppliesY, kWhite, "Supplies: " + state.supplies);
+    for (unsigned i = 0; i < state.supply_states.size(); ++i) draw_supply(picture, state, i);
+  } else if (!state.supplies_text.empty()) {
+    picture.text(kMargin, kSuppliesY, kWhite, "Supplies: " + state.supplies_text);
   }
   const std::string relay = state.relay == "0" ? "open" : "closed";
   if (!state.relay.empty()) picture.text(kMargin, kRelayY, kSoft, "Alarm relay " + relay);
@@ -240,7 +240,7 @@ std::string panel_picture(const PanelState &state) {
   const Picture picture = {svg.file()};
   std::fputs(kArtwork, picture.file);
   draw_indicators(picture, state);
-  for (unsigned slot = 0; slot < std::size(kSlots); ++slot) draw_slot(picture, state, slot);
+  for (unsigned slot = 0; slot < std::size(kSlotBlocks); ++slot) draw_slot(picture, state, slot);
   draw_main_cages(picture, state);
   draw_legend(picture);
   std::fputs("</svg>\n", picture.file);

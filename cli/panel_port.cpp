@@ -16,16 +16,18 @@ constexpr int kCageY = 16;
 constexpr int kCageHeight = 36;
 constexpr int kModuleNameY = 66;
 
-constexpr Sign kFault = {"sign-fault", kRed, "transmit fault", &layout::PortState::tx_fault};
-constexpr Sign kNoLight = {"sign-dark", kOrange, "no light", &layout::PortState::los};
-constexpr Sign kTransmitterOff = {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable};
-constexpr Sign kHighAlarm = {"sign-high", kRed, "high alarm", &layout::PortState::high_alarm};
-constexpr Sign kLowAlarm = {"sign-low", kRed, "low alarm", &layout::PortState::low_alarm};
-constexpr Sign kHighWarning = {"sign-warn-high", kYellow, "high warning", &layout::PortState::high_warning};
-constexpr Sign kLowWarning = {"sign-warn-low", kYellow, "low warning", &layout::PortState::low_warning};
-constexpr Sign kTroubles[] = {kFault, kHighAlarm, kLowAlarm, kNoLight, kHighWarning, kLowWarning, kTransmitterOff};
-constexpr Sign kGood = {"sign-signal", kBlue, "signal", nullptr};
-constexpr Sign kLegend[] = {kGood, kNoLight, kTransmitterOff, kFault, kHighAlarm, kLowAlarm, kHighWarning, kLowWarning};
+constexpr Sign kFaultSign = {"sign-fault", kRed, "transmit fault", &layout::PortState::tx_fault};
+constexpr Sign kNoLightSign = {"sign-dark", kOrange, "no light", &layout::PortState::los};
+constexpr Sign kTransmitterOffSign = {"sign-off", kGrey, "transmitter off", &layout::PortState::tx_disable};
+constexpr Sign kHighAlarmSign = {"sign-high", kRed, "high alarm", &layout::PortState::high_alarm};
+constexpr Sign kLowAlarmSign = {"sign-low", kRed, "low alarm", &layout::PortState::low_alarm};
+constexpr Sign kHighWarningSign = {"sign-warn-high", kYellow, "high warning", &layout::PortState::high_warning};
+constexpr Sign kLowWarningSign = {"sign-warn-low", kYellow, "low warning", &layout::PortState::low_warning};
+constexpr Sign kTroubles[] = {kFaultSign,       kHighAlarmSign,  kLowAlarmSign,      kNoLightSign,
+                              kHighWarningSign, kLowWarningSign, kTransmitterOffSign};
+constexpr Sign kGoodSign = {"sign-signal", kBlue, "signal", nullptr};
+constexpr Sign kLegend[] = {kGoodSign,      kNoLightSign,  kTransmitterOffSign, kFaultSign,
+                            kHighAlarmSign, kLowAlarmSign, kHighWarningSign,    kLowWarningSign};
 
 /** The name, cut where there is no more room. */
 std::string shortened(const std::string &name) {
@@ -45,7 +47,7 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
   for (const Sign &sign : kTroubles) {
     if (port.*sign.holds) signs.push_back(sign);
   }
-  if (signs.empty()) signs.push_back(kGood);
+  if (signs.empty()) signs.push_back(kGoodSign);
   picture.shape("module", x, y, signs[0].colour, id);
   constexpr size_t kMostSigns = 3;  // that stand side by side with room between them
   const int sign_width = signs.size() > kMostSigns ? 12 : 18;

@@ -174,8 +174,8 @@ static void draw_ports(Canvas &canvas, const PanelState &state) {
 
 static void draw_texts(Canvas &canvas, const PanelState &state) {
   if (!state.relay.empty()) canvas.put(layout::kTextX, layout::kRelayY, "RELAY " + state.relay);
-  if (state.supplies.empty()) return;
-  const std::string text = "SUPPLIES " + state.supplies + (state.alarm ? ", ALARM" : ", good");
+  if (state.supplies_text.empty()) return;
+  const std::string text = "SUPPLIES " + state.supplies_text + (state.alarm ? ", ALARM" : ", good");
   const layout::Colour colour = state.alarm ? layout::Red : layout::Green;
   // In a folded panel there is no room beside the LEDs.
   if (canvas.folded())

@@ -184,7 +184,7 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
 }
 
 // Copies a text into a field. A text that is too long leaves the field empty.
-void put_text(char *to, size_t size, const std::string &text) {
+void put_text_or_nothing(char *to, size_t size, const std::string &text) {
   std::memset(to, 0, size);
   bool fits = text.size() < size;
   if (fits) std::memcpy(to, text.data(), text.size());
@@ -211,16 +211,13 @@ struct Performed {
 
 void keep(Board &board, const std::string &who, const std::string &command, const Words &undo) {
   std::string all;
-  for (const std::string &line : undo) {
-    if (!all.empty()) all += ';';
-    all += line;
-  }
+  for (const std::string &line : undo) add_item(all, line, ";");
   Act &act = board.watch.acts[board.watch.acts_done % kActs];
   act.at_us = host_time_us();
   act.number = number_of_change(board);
-  put_text(act.who, sizeof act.who, who);
-  put_text(act.command, sizeof act.command, command);
-  put_text(act.undo, sizeof act.undo, all);
+  put_text_or_nothing(act.who, sizeof act.who, who);
+  put_text_or_nothing(act.command, sizeof act.command, command);
+  put_text_or_nothing(act.undo, sizeof act.undo, all);
   ++board.watch.acts_done;
 }
 

@@ -74,7 +74,7 @@ std::string values_of(const Argument &argument) {
   return is_range ? format("%u-%u", argument.lowest, argument.highest) : argument.values;
 }
 
-uint32_t value_of(const std::string &argument, const std::string &text) {
+uint32_t number_of_argument(const std::string &argument, const std::string &text) {
   size_t equals = argument.find('=');
   std::string name = argument.substr(0, equals);
   if (equals != std::string::npos) return parse_choice(text, name, argument.substr(equals + 1));

@@ -23,7 +23,7 @@ std::string values_of(const Argument &argument);
 
 /** The number that `text` means as argument NAME or NAME=WORD|WORD. Returns 0 for an argument that is a text. Throws
  *  Usage. */
-uint32_t value_of(const std::string &argument, const std::string &text);
+uint32_t number_of_argument(const std::string &argument, const std::string &text);
 /** A decimal or 0x number in a range; throws Usage naming `argument`. */
 uint32_t parse_number(const std::string &text, const std::string &argument, uint32_t lowest, uint32_t highest);
 /** Index of `text` in a list "name|name"; throws Usage naming `argument` and listing the names. */

@@ -22,11 +22,11 @@ void reset_hardware(Board &board);
 void fit(Board &board, unsigned slot, uint8_t type);
 
 /** A damaged state file may hold any time, so sums and differences of times wrap. */
-inline int64_t wrapping_sum(int64_t a, int64_t b) {
-  return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+inline int64_t wrapping_sum(int64_t first, int64_t second) {
+  return static_cast<int64_t>(static_cast<uint64_t>(first) + static_cast<uint64_t>(second));
 }
-inline int64_t wrapping_difference(int64_t a, int64_t b) {
-  return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+inline int64_t wrapping_difference(int64_t first, int64_t second) {
+  return static_cast<int64_t>(static_cast<uint64_t>(first) - static_cast<uint64_t>(second));
 }
 
 /** The number among the board's changes that the one that is being made will have; under the board's lock. */

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 
+#include "byte_order.h"
+
 namespace zelsim::tool {
 namespace {
 
@@ -26,8 +28,6 @@ double units_per_whole(Quantity quantity) {
   }
 }
 
-uint32_t long_at(const uint8_t *page, unsigned at) { return uint32_t{word_at(page, at)} << 16 | word_at(page, at + 2); }
-
 // The words in their order: the temperature's have a sign.
 uint16_t word_at_place(Quantity quantity, unsigned place) {
   constexpr unsigned kLowestSigned = 0x8000;
@@ -35,13 +35,6 @@ uint16_t word_at_place(Quantity quantity, unsigned place) {
 }
 
 }  // namespace
-
-uint16_t word_at(const uint8_t *page, unsigned at) { return static_cast<uint16_t>(page[at] << 8 | page[at + 1]); }
-
-void put_word_at(uint8_t *page, unsigned at, uint16_t word) {
-  page[at] = static_cast<uint8_t>(word >> 8);
-  page[at + 1] = static_cast<uint8_t>(word);
-}
 
 int number_in_word(Quantity quantity, uint16_t word) {
   if (quantity == kTemperature) return static_cast<int16_t>(word);
@@ -53,12 +46,12 @@ Calibration::Calibration(const uint8_t *identification, const uint8_t *diagnosti
   constexpr Quantity kOrder[] = {kBias, kTxPower, kTemperature, kVoltage};
   unsigned at = kSlopesAndOffsets;
   for (Quantity quantity : kOrder) {
-    slopes_[quantity] = word_at(diagnostics, at) / 256.0;
-    offsets_[quantity] = static_cast<int16_t>(word_at(diagnostics, at + 2));
+    slopes_[quantity] = big_word16_at(diagnostics, at) / 256.0;
+    offsets_[quantity] = static_cast<int16_t>(big_word16_at(diagnostics, at + 2));
     at += 4;
   }
   for (unsigned i = 0; i < receiver_.size(); ++i)
-    receiver_[i] = std::bit_cast<float>(long_at(diagnostics, kReceiverConstants + 4 * i));
+    receiver_[i] = std::bit_cast<float>(big_word32_at(diagnostics, kReceiverConstants + 4 * i));
 }
 
 double Calibration::value(Quantity quantity, uint16_t word) const {

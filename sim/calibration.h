@@ -38,8 +38,6 @@ class Calibration {
   std::array<double, 5> receiver_ = {};  // coefficients, the fourth power's first
 };
 
-uint16_t word_at(const uint8_t *page, unsigned at);
-void put_word_at(uint8_t *page, unsigned at, uint16_t word);
 /** The number in a word: the temperature's have a sign. */
 int number_in_word(Quantity quantity, uint16_t word);
 

@@ -30,7 +30,7 @@ void add_argument(CLI::App &app, const std::string &text, CommandLine &line) {
   const Argument &known = argument_of(argument.text);
   auto keep = [&line, name = argument.text](const std::string &word) {
     line.words.push_back(word);
-    line.values.push_back(value_of(name, word));
+    line.values.push_back(number_of_argument(name, word));
   };
   app.add_option_function<std::string>(argument.name, keep, known.what)
       ->required(!argument.optional)

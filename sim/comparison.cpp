@@ -7,6 +7,7 @@
 #include <ctime>
 #include <span>
 
+#include "byte_order.h"
 #include "comparison_transfer.h"
 #include "findings.h"
 #include "request.h"
@@ -189,12 +190,12 @@ class Comparison {
   }
 
   void compare_register() {
-    uint32_t address = word32_at(recorded_bytes_, 0);
+    uint32_t address = host_word32_at(recorded_bytes_.data(), 0);
     if (address == kLossOfSignalRegister) {
       compare_light();
     } else {
-      add(format("address=0x%x value", address), format("0x%08x", word32_at(recorded_bytes_, 4)),
-          format("0x%08x", word32_at(model_bytes_, 4)));
+      add(format("address=0x%x value", address), format("0x%08x", host_word32_at(recorded_bytes_.data(), 4)),
+          format("0x%08x", host_word32_at(model_bytes_.data(), 4)));
     }
   }
 
@@ -214,8 +215,8 @@ class Comparison {
 
   // Loss of signal of the main board's cages, and the bits that belong to no cage.
   void compare_light() {
-    uint32_t recorded = word32_at(recorded_bytes_, 4);
-    uint32_t model = word32_at(model_bytes_, 4);
+    uint32_t recorded = host_word32_at(recorded_bytes_.data(), 4);
+    uint32_t model = host_word32_at(model_bytes_.data(), 4);
     for (unsigned i = 0; i < kMainPorts; ++i) {
       uint32_t line = 1u << (kFirstLossOfSignal + i);
       add(format("address=0x%x port=%u loss_of_signal", kLossOfSignalRegister, kFirstMainPort + i),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "byte_order.h"
 #include "phy.h"
 #include "request.h"
 #include "tool.h"
@@ -16,10 +17,6 @@ unsigned compared_bits(unsigned number) {
   constexpr unsigned kReceiveErrors = 21;
   if (number == kReceiveErrors) return 0;
   return number == phy::GigabitStatus ? 0xff00 : 0xffff;
-}
-
-uint16_t word16_at(std::span<const uint8_t> bytes, size_t at) {
-  return static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
 }
 
 std::string bit_text(uint8_t byte, unsigned bit) { return (byte >> bit & 1u) != 0 ? "1" : "0"; }
@@ -85,8 +82,8 @@ class TransferComparison {
   }
 
   void compare_sensor() {
-    double recorded = degrees_of(word16_at(recorded_, 0));
-    double model = degrees_of(word16_at(model_, 0));
+    double recorded = degrees_of(big_word16_at(recorded_.data(), 0));
+    double model = degrees_of(big_word16_at(model_.data(), 0));
     found_.add_degrees("addr=0x9e temperature", recorded, model);
   }
 
@@ -96,8 +93,8 @@ class TransferComparison {
     for (size_t i = 0; i < len; i += 2) {
       unsigned number = first + static_cast<unsigned>(i / 2);
       bool is_half = i + 1 == len;
-      unsigned recorded = is_half ? unsigned{recorded_[i]} << 8 : word16_at(recorded_, i);
-      unsigned model = is_half ? unsigned{model_[i]} << 8 : word16_at(model_, i);
+      unsigned recorded = is_half ? unsigned{recorded_[i]} << 8 : big_word16_at(recorded_.data(), i);
+      unsigned model = is_half ? unsigned{model_[i]} << 8 : big_word16_at(model_.data(), i);
       if (recorded == model) continue;
       bool counts_only = ((recorded ^ model) & compared_bits(number)) == 0;
       if (counts_only) {
@@ -109,7 +106,7 @@ class TransferComparison {
     }
   }
 
-  uint32_t first_offset() const { return recorded_[kOffsetLen] > 0 ? word32_at(recorded_, kOffset) : 0; }
+  uint32_t first_offset() const { return recorded_[kOffsetLen] > 0 ? host_word32_at(recorded_.data(), kOffset) : 0; }
 
   std::string port_text() const { return port_ ? format(" port=%u", *port_) : ""; }
 

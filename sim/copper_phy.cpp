@@ -83,7 +83,7 @@ unsigned status(const Cage &cage, bool up, bool negotiated) {
   return bits;
 }
 
-unsigned value_of(const Board &board, const Cage &cage, unsigned number) {
+unsigned register_value(const Board &board, const Cage &cage, unsigned number) {
   bool up = link_is_up(board, cage);
   bool negotiated = up && (cage.phy_register[Control] & kControlNegotiate) != 0;
   switch (number) {
@@ -127,7 +127,7 @@ void write_value(Board &board, Cage &cage, unsigned number, uint16_t written) {
 
 void read_values(const Board &board, const Cage &cage, unsigned first, Transfer &transfer) {
   for (unsigned i = 0; i < transfer.len; ++i) {
-    unsigned value = value_of(board, cage, (first + i / 2) % kPhyRegisters);
+    unsigned value = register_value(board, cage, (first + i / 2) % kPhyRegisters);
     transfer.data[i] = static_cast<uint8_t>(i % 2 == 0 ? value >> 8 : value);
   }
 }

@@ -66,7 +66,7 @@ int access_register(Board &board, const DebugCommand &command, const uint32_t *n
   return printed ? 0 : 1;
 }
 
-int run(Board &board, const DebugCommand &command, const uint32_t *numbers) {
+int run_on_board(Board &board, const DebugCommand &command, const uint32_t *numbers) {
   Guard guard(board, command.sets ? Intent::Change : Intent::Look);
   if (command.space == kChain) return set_chain(board, numbers);
   return access_register(board, command, numbers);
@@ -124,5 +124,5 @@ int main(int argc, char **argv) {
   const Fault fault = fault_for(*attached->board, *command);
   if (fault.strikes) return act_out(fault);
   sign_for_caller();
-  return run(*attached->board, *command, numbers);
+  return run_on_board(*attached->board, *command, numbers);
 }

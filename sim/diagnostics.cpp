@@ -65,7 +65,7 @@ uint8_t status_byte(const Board &board, unsigned port) {
 }
 
 // Words compare as they stand, before any calibration; the temperature has a sign.
-int word_at(const Board &board, unsigned port, unsigned at, bool is_signed) {
+int number_on_page(const Board &board, unsigned port, unsigned at, bool is_signed) {
   unsigned word = diagnostics_byte(board, port, at) * 256u + diagnostics_byte(board, port, at + 1);
   return is_signed ? static_cast<int16_t>(word) : static_cast<int>(word);
 }
@@ -87,9 +87,9 @@ uint8_t standing_flags(const Board &board, unsigned port, unsigned at) {
     auto quantity = static_cast<Quantity>(number);
     if (kind.first_byte + flag_byte_of(quantity) != at) continue;
     bool is_signed = quantity == kTemperature;
-    int measured = word_at(board, port, place_of(quantity), is_signed);
-    int high = word_at(board, port, place_of(quantity, kind.high), is_signed);
-    int low = word_at(board, port, place_of(quantity, kind.low), is_signed);
+    int measured = number_on_page(board, port, place_of(quantity), is_signed);
+    int high = number_on_page(board, port, place_of(quantity, kind.high), is_signed);
+    int low = number_on_page(board, port, place_of(quantity, kind.low), is_signed);
     if (measured > high) flags |= high_flag_of(quantity);
     if (measured < low) flags |= low_flag_of(quantity);
   }

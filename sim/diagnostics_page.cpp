@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <numeric>
 
+#include "byte_order.h"
 #include "calibration.h"
 #include "diagnostics_page.h"
 
@@ -90,7 +91,7 @@ const Limits &limits_of(const Profile &profile, Quantity quantity) {
   }
 }
 
-void put_word(MemoryPage &page, unsigned at, uint16_t word) { put_word_at(page.data(), at, word); }
+void put_word(MemoryPage &page, unsigned at, uint16_t word) { put_big_word16_at(page.data(), at, word); }
 
 void put_constants(MemoryPage &page, const Constants &constants) {
   unsigned at = kReceiverConstants;
@@ -145,7 +146,7 @@ Json row_of(const Board &board, unsigned port) {
   Json row = record("port", port, "calibration", calibration.external() ? "external" : "internal");
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
-    uint16_t word = word_at(page.data(), place_of(quantity));
+    uint16_t word = big_word16_at(page.data(), place_of(quantity));
     row[kQuantityTexts[i].key] = shown(quantity, calibration.value(quantity, word));
   }
   row["soft_tx_disable"] = (page[kStatus] & kSelectTxDisable) != 0;
@@ -215,8 +216,8 @@ uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quanti
   const Profile *profile = profile_of(module);
   const uint8_t *page = cage.diagnostics.page;
   if (profile == nullptr) {
-    int low = number_in_word(quantity, word_at(page, place_of(quantity, kLowWarning)));
-    int high = number_in_word(quantity, word_at(page, place_of(quantity, kHighWarning)));
+    int low = number_in_word(quantity, big_word16_at(page, place_of(quantity, kLowWarning)));
+    int high = number_in_word(quantity, big_word16_at(page, place_of(quantity, kHighWarning)));
     return static_cast<uint16_t>((low + high) / 2);
   }
   double usual = limits_of(*profile, quantity).usual;
@@ -230,7 +231,7 @@ Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::op
   std::ranges::copy(*page, diagnostics.page);
   Calibration calibration(identification.data(), page->data());
   for (Quantity quantity : {kBias, kTxPower, kRxPower}) {
-    put_word_at(diagnostics.dark, 2 * quantity, calibration.nearest_word(quantity, 0));
+    put_big_word16_at(diagnostics.dark, 2 * quantity, calibration.nearest_word(quantity, 0));
   }
   return diagnostics;
 }
@@ -257,8 +258,8 @@ Words measured_commands(unsigned port, const Cage &before, const Cage &after, bo
   Calibration calibration(before.page, before.diagnostics.page);
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
-    uint16_t word = word_at(before.diagnostics.page, place_of(quantity));
-    if (!plugged_anew && word == word_at(after.diagnostics.page, place_of(quantity))) continue;
+    uint16_t word = big_word16_at(before.diagnostics.page, place_of(quantity));
+    if (!plugged_anew && word == big_word16_at(after.diagnostics.page, place_of(quantity))) continue;
     double number = shown(quantity, calibration.value(quantity, word));
     commands.push_back(format("set %s %u %.10g", kQuantityTexts[i].command, port, number));
   }
@@ -274,7 +275,7 @@ void set_measured(const CommandLine &line, Quantity quantity) {
   if (!cage.diagnostics.present) throw Failure("PORT: the module in port " + line.words[0] + " has no diagnostics");
   Calibration calibration(cage.page, cage.diagnostics.page);
   uint16_t word = word_for(calibration, quantity, number, line.words[1]);
-  put_word_at(cage.diagnostics.page, place_of(quantity), word);
+  put_big_word16_at(cage.diagnostics.page, place_of(quantity), word);
 }
 
 }  // namespace zelsim::tool

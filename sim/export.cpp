@@ -95,10 +95,7 @@ constexpr Format kFormats[] = {{"text", write_text}, {"pcapng", write_pcapng}, {
 
 void export_recording(const CommandLine &line) {
   std::string names;
-  for (const Format &format : kFormats) {
-    if (!names.empty()) names += '|';
-    names += format.name;
-  }
+  for (const Format &format : kFormats) add_item(names, format.name, "|");
   std::string chosen = line.format.empty() ? kFormats[0].name : line.format;
   unsigned index = parse_choice(chosen, "--format", names);
   kFormats[index].write(read_recording(line.words[0]));

@@ -41,10 +41,7 @@ void parse_request(FaultCall &target, const std::string &text) {
 Node parse_node(const std::string &text) {
   constexpr Node kNodesInOrder[] = {Node::Gpio, Node::I2c, Node::Flash, Node::DebugCmd, Node::Any};
   std::string names;
-  for (Node node : kNodesInOrder) {
-    if (!names.empty()) names += '|';
-    names += node_name(node);
-  }
+  for (Node node : kNodesInOrder) add_item(names, node_name(node), "|");
   return kNodesInOrder[parse_choice(text, "NODE", names)];
 }
 

@@ -71,10 +71,7 @@ Json request_row(const Callable &callable) {
 
 std::string effect_names() {
   std::string names;
-  for (const NamedEffect &named : kNamedEffects) {
-    if (!names.empty()) names += '|';
-    names += named.name;
-  }
+  for (const NamedEffect &named : kNamedEffects) add_item(names, named.name, "|");
   return names;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstring>
 #include <span>
 
 #include "comparison.h"
@@ -29,11 +28,5 @@ class Findings {
   Tolerated &tolerated_;
   Differences found_;
 };
-
-inline uint32_t word32_at(std::span<const uint8_t> bytes, size_t at) {
-  uint32_t word = 0;
-  std::memcpy(&word, bytes.data() + at, sizeof word);
-  return word;
-}
 
 }  // namespace zelsim::tool

@@ -35,7 +35,7 @@ bool is_word_for(const std::string &name, const std::string &word) {
 std::string name_of_row(const Json &row) { return cell(row.begin().key(), row.front()); }
 
 // The value that a word leads to: a member of an object, a row of a table, or a place in a list.
-const Json &step(const Json &from, const std::string &word) {
+const Json &member_named(const Json &from, const std::string &word) {
   if (!from.is_structured()) throw Usage("PATH: '" + word + "' is below a value, which has no parts");
   Words names;
   const Json *found = nullptr;
@@ -56,7 +56,7 @@ void get_value(const CommandLine &line) {
   const Json *value = &board;
   Words path = split(line.words[0], '.');
   if (path.empty()) path = {""};  // is refused with a list of what there is
-  for (const std::string &word : path) value = &step(*value, word);
+  for (const std::string &word : path) value = &member_named(*value, word);
   if (line.json || value->is_object() || is_table(*value)) {
     print(*value, line.json);
   } else {

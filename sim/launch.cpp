@@ -61,14 +61,14 @@ void refuse_beside_replay(const CommandLine &line) {
 volatile sig_atomic_t g_program;
 volatile sig_atomic_t g_was_asked_to_end;
 
-void hand_on(int number) {
+void pass_signal_on(int number) {
   g_was_asked_to_end = 1;
   if (g_program != 0) kill(static_cast<pid_t>(g_program), number);
 }
 
 // A signal that was ignored at the start, as under nohup, stays ignored.
-void hand_on_unless_ignored(int number) {
-  auto before = std::signal(number, hand_on);
+void pass_on_unless_ignored(int number) {
+  auto before = std::signal(number, pass_signal_on);
   if (before == SIG_IGN) std::signal(number, SIG_IGN);
 }
 
@@ -166,8 +166,8 @@ int run_and_wait(const Words &words) {
     become(words);
   }
   g_program = program;
-  hand_on_unless_ignored(SIGTERM);
-  hand_on_unless_ignored(SIGHUP);
+  pass_on_unless_ignored(SIGTERM);
+  pass_on_unless_ignored(SIGHUP);
   int status = 0;
   wait_for_end(program);
   g_program = 0;

@@ -4,6 +4,7 @@
 
 #include "../cli/module_page.h"
 #include "arguments.h"
+#include "byte_order.h"
 #include "calibration.h"
 #include "diagnostics_page.h"
 #include "module_dump.h"
@@ -86,7 +87,7 @@ constexpr Kind kKinds[] = {
     {"not-sfp", "ZL-40G-SR4", kQsfp, kLc, 0x10, 0, 0, 103, 850},
 };
 
-void put_text(MemoryPage &page, size_t at, size_t width, std::string text) {
+void put_padded_text(MemoryPage &page, size_t at, size_t width, std::string text) {
   text.resize(width, ' ');
   std::copy(text.begin(), text.end(), page.begin() + at);
 }
@@ -110,16 +111,16 @@ MemoryPage page_of(const Kind &kind) {
   page[kCableTechnology] = kind.cable_technology;
   page[kEncoding] = kind.rate >= kTenGigabitRate ? kEncoding64B66B : kEncoding8B10B;
   page[kRate] = kind.rate;
-  put_text(page, kVendorName, kNameWidth, "ZELSIM");
-  put_text(page, kPartNumber, kNameWidth, kind.part_number);
-  put_text(page, kVendorRevision, 4, "1.0");
-  put_word_at(page.data(), kWavelength, kind.wavelength);
+  put_padded_text(page, kVendorName, kNameWidth, "ZELSIM");
+  put_padded_text(page, kPartNumber, kNameWidth, kind.part_number);
+  put_padded_text(page, kVendorRevision, 4, "1.0");
+  put_big_word16_at(page.data(), kWavelength, kind.wavelength);
   put_checksum(page, kIdentifier, kBaseChecksum);
-  put_text(page, kSerialNumber, kNameWidth, "ZS00000001");
-  put_text(page, kDateCode, 8, "260101");
+  put_padded_text(page, kSerialNumber, kNameWidth, "ZS00000001");
+  put_padded_text(page, kDateCode, 8, "260101");
   announce_diagnostics(page, kind.name);
   put_checksum(page, kExtendedFields, kExtendedChecksum);
-  put_text(page, kVendorSpecific, 32, "virtual module");
+  put_padded_text(page, kVendorSpecific, 32, "virtual module");
   return page;
 }
 
@@ -143,7 +144,7 @@ bool is_diagnostics_page(const MemoryPage &page) {
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
     auto limit = [&](Threshold threshold) {
-      return number_in_word(quantity, word_at(page.data(), place_of(quantity, threshold)));
+      return number_in_word(quantity, big_word16_at(page.data(), place_of(quantity, threshold)));
     };
     bool in_order = limit(kHighAlarm) >= limit(kHighWarning) && limit(kHighWarning) >= limit(kLowWarning) &&
                     limit(kLowWarning) >= limit(kLowAlarm);
@@ -181,7 +182,7 @@ const std::vector<Module> &catalogue() {
 Module taken_from_catalogue(Module module, unsigned port) {
   bool is_blank = module.page[kIdentifier] == 0xff;
   if (is_blank) return module;
-  put_text(module.page, kSerialNumber, kNameWidth, format("ZS%08u", port));
+  put_padded_text(module.page, kSerialNumber, kNameWidth, format("ZS%08u", port));
   put_checksum(module.page, kExtendedFields, kExtendedChecksum);
   return module;
 }

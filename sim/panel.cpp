@@ -96,9 +96,9 @@ void add_supplies(PanelState &state, const Board &board) {
   for (unsigned i = 0; i < kSupplies; ++i) {
     bool is_there = board.supply[i] != Supply::None;
     std::string type = is_there ? name_of("none|AC|DC", static_cast<unsigned>(board.supply[i])) : "";
-    state.supply[i] = {type, board.supply_good[i] != 0};
+    state.supply_states[i] = {type, board.supply_good[i] != 0};
   }
-  state.supplies = supply_words(board);
+  state.supplies_text = supply_words(board);
   state.alarm = supply_alarm(board);
 }
 

@@ -31,7 +31,7 @@ bool is_compressed(const std::string &file) { return file.ends_with(kCompressed)
 std::string plain_file(const std::string &file) { return is_compressed(file) ? file + ".part" : file; }
 
 // Prints a message. It is no Failure: the program has run, and zelsim ends with the program's status.
-void tell(const std::string &what) { std::fprintf(stderr, "zelsim: record: %s\n", what.c_str()); }
+void warn_about_recording(const std::string &what) { std::fprintf(stderr, "zelsim: record: %s\n", what.c_str()); }
 
 std::string why_not_written(const std::string &file) { return "cannot write '" + file + "': " + std::strerror(errno); }
 
@@ -136,14 +136,14 @@ void compress_or_tell(const std::string &plain, const std::string &file) {
   try {
     compress(plain, file);
   } catch (const std::exception &trouble) {
-    tell(trouble.what() + std::string("; the recording is in '") + plain + "'");
+    warn_about_recording(trouble.what() + std::string("; the recording is in '") + plain + "'");
   }
 }
 
 void wait_for_strays(std::vector<pid_t> &strays, const std::string &mark) {
   if (strays.empty()) return;
   hold_signals();
-  tell(running_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
+  warn_about_recording(running_text(strays.size()) + ", and the recording goes on until its end or Ctrl-C");
   wait_for(strays, mark);
 }
 
@@ -152,9 +152,9 @@ void tell_empty(const std::string &program) {
   std::string file = find_program(program);
   if (!is_executable(file)) return;  // that was told
   if (is_static(file)) {
-    tell("no call was recorded: '" + escaped(file) + "' is linked statically");
+    warn_about_recording("no call was recorded: '" + escaped(file) + "' is linked statically");
   } else {
-    tell("no call was recorded: the program made none, or its environment was cleared");
+    warn_about_recording("no call was recorded: the program made none, or its environment was cleared");
   }
 }
 
@@ -163,7 +163,7 @@ void finish(SharedLines &lines, PlainFile &file, int64_t start_ns, off_t title_s
   if (!rest) return;
   bool is_empty = file.size() == title_size && rest->empty();
   if (!file.write(*rest + kRecordingEnd + "\n")) {
-    tell(why_not_written(file.path()));
+    warn_about_recording(why_not_written(file.path()));
     return;
   }
   if (is_empty) tell_empty(program);
@@ -193,7 +193,7 @@ void record_program(const CommandLine &line) {
   bool has_ended_by_itself = WIFEXITED(status) && !was_asked_to_end();
   std::vector<pid_t> strays = processes_with(mark);
   if (has_ended_by_itself) wait_for_strays(strays, mark);
-  if (!strays.empty()) tell(running_text(strays.size()) + ": further calls are not recorded");
+  if (!strays.empty()) warn_about_recording(running_text(strays.size()) + ": further calls are not recorded");
   finish(lines, file, start_ns, title_size, line.words[0]);
   if (is_compressed(target)) compress_or_tell(file.path(), target);
   end_like(status);

@@ -44,7 +44,7 @@ int open_any(const char *path, int flags, Function function) {
     if (replay(call) < 0) return -1;
     fd = behind<open>("open")("/dev/null", O_RDWR | (flags & O_CLOEXEC));
   } else {
-    fd = hand_on(call, function);
+    fd = make_timed(call, function);
     call.fd = fd;
     write_down(call);
   }
@@ -70,7 +70,7 @@ int control(Node node, int fd, unsigned long code, void *record) {
   if (bytes.size > 0) memcpy(before, bytes.data, bytes.size);
   call.given = {before, bytes.size};
   if (replays()) return static_cast<int>(replay(call, record));
-  int result = hand_on(call, [&] { return behind<ioctl>("ioctl")(fd, code, record); });
+  int result = make_timed(call, [&] { return behind<ioctl>("ioctl")(fd, code, record); });
   bool changed = bytes.size > 0 && memcmp(before, bytes.data, bytes.size) != 0;
   if (changed) call.taken = bytes;
   write_down(call);
@@ -81,7 +81,7 @@ int control(Node node, int fd, unsigned long code, void *record) {
 template <typename Function>
 int64_t replay_or_record(NodeCall &call, Function function, void *data = nullptr) {
   if (replays()) return replay(call, data);
-  int64_t result = hand_on(call, function);
+  int64_t result = make_timed(call, function);
   bool has_read = data != nullptr && result > 0;
   if (has_read) call.taken = bytes_at(data, static_cast<size_t>(result));
   write_down(call);
@@ -193,7 +193,7 @@ int close(int fd) {
     errno = error;
     return static_cast<int>(result);
   }
-  int result = hand_on(call, [&] { return behind<close>("close")(fd); });
+  int result = make_timed(call, [&] { return behind<close>("close")(fd); });
   write_down(call);
   return result;
 }

@@ -17,7 +17,7 @@ inline bool records() {
 
 /** Makes a call by the function behind, and keeps its result, errno and times. */
 template <typename Function>
-auto hand_on(NodeCall &call, Function function) {
+auto make_timed(NodeCall &call, Function function) {
   call.began_ns = monotonic_ns();
   Begun begun(call);
   auto result = function();

@@ -5,6 +5,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "path_folders.h"
 #include "preload.h"
 #include "recorder_calls.h"
 
@@ -28,19 +29,16 @@ bool libc_answers_system() {
 // True if the first debugCmd in PATH is the recorder's.
 bool finds_our_tool() {
   const char *tools = variable(kRecordToolsVariable);
-  const size_t tools_length = strlen(tools);
-  const char *folder = variable("PATH");
-  while (*folder != '\0') {
-    size_t length = strcspn(folder, ":");
-    bool is_ours = length == tools_length && strncmp(folder, tools, length) == 0;
+  const int tools_length = static_cast<int>(strlen(tools));
+  bool is_ours = false;
+  any_folder_in_path([&](const char *folder, int length) {
+    is_ours = length == tools_length && strncmp(folder, tools, strlen(tools)) == 0;
     if (is_ours) return true;
     char file[PATH_MAX];
-    snprintf(file, sizeof file, "%.*s/debugCmd", static_cast<int>(length), folder);
-    if (access(file, X_OK) == 0) return false;
-    folder += length;
-    if (*folder == ':') ++folder;
-  }
-  return false;
+    snprintf(file, sizeof file, "%.*s/debugCmd", length, folder);
+    return access(file, X_OK) == 0;
+  });
+  return is_ours;
 }
 
 // True if a shell starts the recorder's debugCmd for this line.
@@ -67,7 +65,7 @@ int usleep(useconds_t microseconds) {
   if (replays()) return replay(call) > 0 ? function() : 0;
   if (!records()) return function();
   write_buffered(kWriteIntervalNs);
-  int result = hand_on(call, function);
+  int result = make_timed(call, function);
   write_down(call);
   return result;
 }
@@ -83,7 +81,7 @@ int system(const char *command) {
   bool is_answered = replays() && is_next_recorded(call);
   if (is_answered) return static_cast<int>(replay(call));
   if (!records() || shell_runs_our_tool(command)) return function();
-  int result = hand_on(call, function);
+  int result = make_timed(call, function);
   write_down(call);
   return result;
 }

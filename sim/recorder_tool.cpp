@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "environment.h"
+#include "path_folders.h"
 #include "recorder_file.h"
 
 // The recorder's debugCmd. It stands first in PATH, so that it sees every run of the platform's tool, whoever starts it. It
@@ -65,15 +66,10 @@ bool is_this_program(const char *file) {
 
 /** Finds the tool that would run without the recorder. */
 bool find_tool(char (&file)[PATH_MAX]) {
-  const char *folders = variable("PATH");
-  while (*folders != '\0') {
-    size_t length = strcspn(folders, ":");
-    snprintf(file, sizeof file, "%.*s/%s", static_cast<int>(length), folders, kName);
-    if (access(file, X_OK) == 0 && !is_this_program(file)) return true;
-    folders += length;
-    if (*folders == ':') ++folders;
-  }
-  return false;
+  return any_folder_in_path([&](const char *folder, int length) {
+    snprintf(file, sizeof file, "%.*s/%s", length, folder, kName);
+    return access(file, X_OK) == 0 && !is_this_program(file);
+  });
 }
 
 void write_all(int fd, CallBytes bytes) {
@@ -86,7 +82,7 @@ void write_all(int fd, CallBytes bytes) {
   }
 }
 
-/** A pipe from the tool: what it prints is handed on and kept. */
+/** A pipe from the tool: what it prints is passed on and kept. */
 class Stream {
  public:
   explicit Stream(int to) : to_(to) { is_open_ = pipe2(ends_, O_CLOEXEC) == 0; }
@@ -136,8 +132,8 @@ class Stream {
   _exit(kNotFound);
 }
 
-/** Hands on what the tool prints, until the end of both streams. */
-void hand_on(Stream &output, Stream &complaint) {
+/** Passes on what the tool prints, until the end of both streams. */
+void pass_output_on(Stream &output, Stream &complaint) {
   while (output.is_open() || complaint.is_open()) {
     pollfd waited[] = {output.waited(), complaint.waited()};
     if (poll(waited, 2, -1) < 0) continue;
@@ -168,7 +164,7 @@ int run_tool(const char *file, char **argv, Stream &output, Stream &complaint) {
   }
   output.begin_reading();
   complaint.begin_reading();
-  hand_on(output, complaint);
+  pass_output_on(output, complaint);
   return status_of(tool);
 }
 

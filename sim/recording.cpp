@@ -225,7 +225,7 @@ Title parse_title(std::string_view line, const std::string &file) {
   return {microseconds_in(line.substr(title.size() + 1)), is_old};
 }
 
-void tell(const std::string &file, const std::string &what) {
+void warn_about_file(const std::string &file, const std::string &what) {
   std::fprintf(stderr, "zelsim: FILE: '%s' %s\n", escaped(file).c_str(), what.c_str());
 }
 
@@ -268,8 +268,8 @@ Recording read_recording(const std::string &file) {
     }
     bool is_whole = !is_cut && (is_closed || title.is_old);
     if (!is_whole) recording.cut_after = number;
-    if (title.is_old) tell(file, "is of an older version, which does not tell whether a recording is whole");
-    if (!is_whole) tell(file, format("was cut off after line %u", number));
+    if (title.is_old) warn_about_file(file, "is of an older version, which does not tell whether a recording is whole");
+    if (!is_whole) warn_about_file(file, format("was cut off after line %u", number));
   } catch (const Malformed &malformed) {
     throw Usage(format("FILE: '%s', line %u: %s", file.c_str(), number, malformed.why.c_str()));
   }

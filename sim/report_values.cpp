@@ -28,10 +28,9 @@ std::string text_of(const Json &value) { return value.is_string() ? value.get<st
 std::vector<uint8_t> bytes_of_hex(const Json &value) {
   std::string digits = text_of(value);
   std::erase_if(digits, [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) == 0; });
-  std::vector<uint8_t> bytes;
-  for (size_t i = 0; i + 1 < digits.size(); i += 2)
-    bytes.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-  return bytes;
+  bool has_half_byte = digits.size() % 2 != 0;
+  if (has_half_byte) digits.pop_back();
+  return *hex_bytes(digits);
 }
 
 std::optional<int64_t> seconds_of(const Json &value) {

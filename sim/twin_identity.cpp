@@ -28,7 +28,7 @@ static_assert(offsetof(CustomInfo, description_marker) == 144);
 static_assert(offsetof(CustomInfo, power_mode) == 416);
 
 template <size_t Size>
-void put_text(char (&field)[Size], const std::string &text) {
+void put_cut_text(char (&field)[Size], const std::string &text) {
   std::fill_n(field, Size - 1, '\0');
   std::copy_n(text.begin(), std::min(text.size(), Size - 1), field);
 }
@@ -49,14 +49,14 @@ std::vector<uint8_t> custom_info_of(const Json &report) {
     std::string name = text_of(member(row, {"name"}));
     if (!name.empty() && variant < kVariants) {
       put_marker(info.model_marker, "model=");
-      put_text(info.names[variant], name);
+      put_cut_text(info.names[variant], name);
     }
     ++variant;
   }
   const Json &description = member(report, {"identity", "description"});
   if (description.is_string()) {
     put_marker(info.description_marker, "description=");
-    put_text(info.description, text_of(description));
+    put_cut_text(info.description, text_of(description));
   }
   auto power_byte = number_of(member(report, {"identity", "power_byte"}), 0xff);
   info.power_mode = static_cast<uint8_t>(power_byte.value_or(kErased));

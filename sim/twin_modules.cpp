@@ -57,7 +57,7 @@ void plug_reported(unsigned port, const Json &row, const ArchivedFiles &files, c
                    Notes &notes) {
   const ::ModulePage first_half = std::span(page).first<kPageLength>();
   std::string name = catalogue_name(page);
-  if (name.empty()) name = printable(part_number_of(first_half));
+  if (name.empty()) name = part_number_of(first_half);
   if (name.empty()) name = "module";
   const Json &a2 = member(row, {"a2"});
   Diagnostics diagnostics = diagnostics_for_cage(page, page_in(files, a2));

@@ -79,15 +79,15 @@ static void restore_flash(const RestoreOptions &options) {
 
 static void part_options(App *app, DumpOptions &options) {
   const uint32_t most = chip_size() / sector_size();
-  number(app, "--part", options.part, "Which part (1)", 1, most);
-  number(app, "--of", options.parts, "Number of parts (1)", 1, most);
+  add_number(app, "--part", options.part, "Which part (1)", 1, most);
+  add_number(app, "--of", options.parts, "Number of parts (1)", 1, most);
 }
 
 static void add_dump(App &flash) {
   const auto options = std::make_shared<DumpOptions>();
   App *app = command(flash, "dump", "The flash, or one part, into a file", "flash dump flash.bin --part 1 --of 2",
                      announced([options] { dump_flash(*options); }));
-  output_file(app, options->path);
+  add_output_file(app, options->path);
   part_options(app, *options);
 }
 
@@ -95,7 +95,7 @@ static void add_compare(App &flash) {
   const auto options = std::make_shared<DumpOptions>();
   App *app = command(flash, "compare", "Compares 32 bytes a sector with a dump", "flash compare flash.bin",
                      [options] { compare_flash(*options); });
-  input_file(app, options->path, "Dump of the flash");
+  add_input_file(app, options->path, "Dump of the flash");
   part_options(app, *options);
 }
 
@@ -107,8 +107,8 @@ static void add_restore_by_sum(App &flash) {
                        options->sum = *sum;
                        restore_flash(*options);
                      }));
-  input_file(app, options->path, "Dump of the flash");
-  number(app, "--sum", *sum, "Byte sum that the file must have", 0, 0xFFFFFFFF, Needed::Always);
+  add_input_file(app, options->path, "Dump of the flash");
+  add_number(app, "--sum", *sum, "Byte sum that the file must have", 0, 0xFFFFFFFF, Needed::Always);
   asks_first(app);
 }
 
@@ -116,14 +116,14 @@ static void add_backup(App &app) {
   const auto options = std::make_shared<DumpOptions>();
   App *backup = command(app, "backup", "The whole flash into a file, compared by its sum", "backup switch.bin",
                         announced([options] { dump_flash(*options); }));
-  output_file(backup, options->path);
+  add_output_file(backup, options->path);
 }
 
 static void add_restore(App &app) {
   const auto options = std::make_shared<RestoreOptions>();
   App *restore = command(app, "restore", "A backup into the flash", "restore switch.bin",
                          announced([options] { restore_flash(*options); }));
-  input_file(restore, options->path, "Dump of the flash");
+  add_input_file(restore, options->path, "Dump of the flash");
   asks_first(restore);
 }
 
@@ -131,7 +131,7 @@ static void add_crc(App &app) {
   const auto path = std::make_shared<std::string>();
   App *crc = command(app, "crc", "Size, CRC-32 and byte sum", "crc image.bin",
                      [path] { show(figures_record(*path, measure_file(*path))); });
-  input_file(crc, *path, "File to measure");
+  add_input_file(crc, *path, "File to measure");
 }
 
 void add_backup_commands(App &app) {

@@ -118,7 +118,7 @@ static Answer database(Round &round, uint32_t which) {
 }
 
 /** The boards come before the things on them. */
-constexpr Watched kWatched[] = {
+constexpr Watched kWatchedThings[] = {
     {.subject = "led %s",
      .states = "off|on|blink",
      .metric = "led_state",
@@ -290,7 +290,7 @@ static bool read_value(Round &round, const Watched &what, uint32_t which, Readin
 
 std::vector<Reading> read_board(Round &round, bool flash_too) {
   std::vector<Reading> readings;
-  for (const Watched &what : kWatched) {
+  for (const Watched &what : kWatchedThings) {
     if (what.driver == Flash && !flash_too) continue;
     for (uint32_t which = what.first; which <= what.last; ++which) {
       Reading reading = reading_of(what, which);

@@ -83,10 +83,10 @@ void add_clock_commands(App &app) {
   App *family =
       group(app, "clock", "Real-time clock", "clock set 2026-03-15T14:30:45", "get", [held] { show_clock(*held); });
   App *get = command_named(*family, "get");
-  flag(get, "--held", *held, kHeldOption);
+  add_flag(get, "--held", *held, kHeldOption);
   App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now",
                      undivided([time] { set_clock(*time); }));
-  any_text(set, "TIME", *time, "YYYY-MM-DDTHH:MM:SS or now");
+  add_text(set, "TIME", *time, "YYYY-MM-DDTHH:MM:SS or now");
   command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll", undivided(poll_clock));
   command(*family, "12h", "Sets 12-hour mode", "clock 12h", undivided([] { set_hours(0); }));
   command(*family, "24h", "Sets 24-hour mode", "clock 24h", undivided([] { set_hours(1); }));
@@ -96,5 +96,5 @@ void add_temperature_command(App &app) {
   const auto held = std::make_shared<bool>();
   App *leaf = command(app, "temperature", "Board temperature in degrees Celsius", "temperature",
                       [held] { show_temperature(*held); });
-  flag(leaf, "--held", *held, kHeldOption);
+  add_flag(leaf, "--held", *held, kHeldOption);
 }

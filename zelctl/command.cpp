@@ -71,23 +71,24 @@ static void option(App *app, const char *name, Value &value, const char *what, c
   if (check) added->transform(CLI::Validator(check, ""));
 }
 
-void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
-             const ArgumentCheck &check, Needed needed) {
+void add_checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
+                 const ArgumentCheck &check, Needed needed) {
   option(app, name, value, what, form, check, needed);
 }
 
-void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high, Needed needed) {
+void add_number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high,
+                Needed needed) {
   const bool any = low == 0 && high == 0xFFFFFFFF;
   const std::string form = any ? "NUMBER" : format("%u-%u", low, high);
-  checked(app, name, value, what, form, whole_number(low, high), needed);
+  add_checked(app, name, value, what, form, whole_number(low, high), needed);
 }
 
-void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what) {
+void add_bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what) {
   option(app, name, values, what, "0-255", whole_number(0, 0xFF));
 }
 
-void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
-            const Choices &also) {
+void add_choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
+                const Choices &also) {
   std::string names;
   for (const auto &[word, code] : choices) add_item(names, word, "|");
   const bool has_off = choices.front().first == "off";
@@ -103,20 +104,20 @@ void choice(App *app, const char *name, uint32_t &value, const char *what, const
     }
     return "'" + text + "' is not one of " + names;
   };
-  checked(app, name, value, what, names, find);
+  add_checked(app, name, value, what, names, find);
 }
 
-void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check,
+void add_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check,
               const std::string &form) {
   option(app, name, value, what, form, check);
 }
 
-void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what,
+void add_texts(App *app, const char *name, std::vector<std::string> &values, const char *what,
                const std::string &form) {
   app->add_option(name, values, what)->type_name(form)->allow_extra_args(false);
 }
 
-void flag(App *app, const char *name, bool &value, const char *what) { app->add_flag(name, value, what); }
+void add_flag(App *app, const char *name, bool &value, const char *what) { app->add_flag(name, value, what); }
 
 static std::string check_input(std::string &path) {
   struct stat status {};
@@ -125,26 +126,26 @@ static std::string check_input(std::string &path) {
   return {};
 }
 
-void input_file(App *app, std::string &path, const char *what) { any_text(app, "FILE", path, what, check_input); }
+void add_input_file(App *app, std::string &path, const char *what) { add_text(app, "FILE", path, what, check_input); }
 
 static std::string check_output(std::string &path) { return path.empty() ? "'' is not a file" : ""; }
 
-void output_file(App *app, std::string &path) {
-  any_text(app, "FILE", path, "File to write; an existing file is replaced", check_output);
+void add_output_file(App *app, std::string &path) {
+  add_text(app, "FILE", path, "File to write; an existing file is replaced", check_output);
 }
 
-void output_option(App *app, std::string &path) {
+void add_output_option(App *app, std::string &path) {
   option(app, "-o,--output", path, "Write to this file, - for standard output; an existing file is replaced", "FILE",
          check_output);
 }
 
 void asks_first(App *app) {
-  flag(app, "--yes", settings.yes, "Do not ask");
-  flag(app, "--dry-run", settings.dry_run, "Show what would be erased and written, and change nothing");
+  add_flag(app, "--yes", settings.yes, "Do not ask");
+  add_flag(app, "--dry-run", settings.dry_run, "Show what would be erased and written, and change nothing");
 }
 
-void allow_empty_option(App *app, bool &allow_empty) {
-  flag(app, "--allow-empty", allow_empty, "Accept an empty file");
+void add_allow_empty_option(App *app, bool &allow_empty) {
+  add_flag(app, "--allow-empty", allow_empty, "Accept an empty file");
 }
 
 void require_bytes(const std::string &path, uint64_t size, bool allow_empty) {

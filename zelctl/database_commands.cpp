@@ -94,7 +94,7 @@ std::vector<uint8_t> partition_table() {
 Json database_row(uint32_t row, std::span<const uint8_t> table) {
   const Copy copy = all_copies().at(row);
   const size_t at = row * kEntryLength;
-  const Entry entry{word_at(table, at), word_at(table, at + 4)};
+  const Entry entry{little_word32_at(table, at), little_word32_at(table, at + 4)};
   const Json length = entry.blank() ? Json() : Json(entry.length);
   const Json checksum = entry.blank() ? Json() : Json(entry.checksum);
   return record("database", copy.name(), "length", length, "checksum", checksum, "verdict", verdict_of(copy, entry));
@@ -149,17 +149,17 @@ static void add_reader(App &kind, const Database &database) {
   const auto options = std::make_shared<DatabaseOptions>();
   App *app = command(kind, "read", "Writes the database into a file", "db gen read gen.bin --partition 1",
                      announced([&database, options] { read_database(database, *options); }));
-  output_file(app, options->path);
-  if (database.copies > 1) number(app, "--partition", options->copy, "Copy (1)", 1, database.copies);
+  add_output_file(app, options->path);
+  if (database.copies > 1) add_number(app, "--partition", options->copy, "Copy (1)", 1, database.copies);
 }
 
 static void add_writer(App &kind, const Database &database) {
   const auto options = std::make_shared<DatabaseOptions>();
   App *app = command(kind, "write", "Stores a file as the database", "db gen write gen.bin --partition 1",
                      announced([&database, options] { write_database(database, *options); }));
-  input_file(app, options->path, "File to store");
-  allow_empty_option(app, options->allow_empty);
-  if (database.copies > 1) number(app, "--partition", options->copy, "Copy (1)", 1, database.copies);
+  add_input_file(app, options->path, "File to store");
+  add_allow_empty_option(app, options->allow_empty);
+  if (database.copies > 1) add_number(app, "--partition", options->copy, "Copy (1)", 1, database.copies);
 }
 
 void add_database_commands(App &app) {

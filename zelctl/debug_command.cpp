@@ -28,7 +28,7 @@ static std::string trouble_of(const std::optional<int> &status, long limit) {
 
 /** Runs a line of the shell. What it prints on standard error goes into the reason if it fails by itself.
  *  @return its status, as waitpid gives it */
-static int run(const char *line) {
+static int run_in_shell(const char *line) {
   constexpr std::chrono::seconds kLimit(10);
   const int errors = memfd_create("errors", MFD_CLOEXEC);
   if (errors < 0) {
@@ -68,7 +68,7 @@ extern "C" int system(const char *line) {
     trouble = "interrupted";
     return kFailed;
   }
-  const int status = run(line);
+  const int status = run_in_shell(line);
   if (trouble.empty()) ++lines_done;
   return status;
 }

@@ -148,6 +148,6 @@ void add_environment_commands(App &app) {
                      announced([options] { set_variable(options->name, options->value); }));
   App *unset = command(*family, "unset", "Takes a variable out, verified", "env unset pwrmode",
                        announced([options] { unset_variable(options->name); }));
-  for (App *leaf : {get, set, unset}) any_text(leaf, "NAME", options->name, "Variable, up to 80 bytes");
-  any_text(set, "VALUE", options->value, "Value, up to 511 bytes");
+  for (App *leaf : {get, set, unset}) add_text(leaf, "NAME", options->name, "Variable, up to 80 bytes");
+  add_text(set, "VALUE", options->value, "Value, up to 511 bytes");
 }

@@ -20,7 +20,7 @@ constexpr Status kStatuses[] = {
     {FW_I2C_BUSY, "FW_I2C_BUSY", "busy"},
     {FW_REFUSED, "FW_REFUSED", "failed, or refused by the kernel or by the diagnostic flags"}};
 
-static Status find(uint32_t code) {
+static Status status_row(uint32_t code) {
   for (const Status &status : kStatuses) {
     if (status.code == code) return status;
   }
@@ -28,14 +28,14 @@ static Status find(uint32_t code) {
 }
 
 std::string status_name(uint32_t status) {
-  const char *name = find(status).name;
+  const char *name = status_row(status).name;
   return name != nullptr ? name : format("0x%08X", status);
 }
 
 void require(uint32_t status, const std::string &what) {
   if (status == 0) return;
   if (status == FW_FAIL) require_board(what + ": ");
-  throw Failure{status_name(status) + ": " + what + ": " + find(status).meaning, status};
+  throw Failure{status_name(status) + ": " + what + ": " + status_row(status).meaning, status};
 }
 
 uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what) {

@@ -50,8 +50,8 @@ static void verify_firmware(const FirmwareOptions &options) {
 }
 
 static void common_arguments(App *app, FirmwareOptions &options) {
-  number(app, "--partition", options.partition, "Partition", 1, 2, Needed::Always);
-  input_file(app, options.path, "Firmware image");
+  add_number(app, "--partition", options.partition, "Partition", 1, 2, Needed::Always);
+  add_input_file(app, options.path, "Firmware image");
 }
 
 void add_firmware_commands(App &app) {
@@ -61,7 +61,7 @@ void add_firmware_commands(App &app) {
                        announced([options] { write_firmware(*options); }));
   common_arguments(write, *options);
   asks_first(write);
-  allow_empty_option(write, options->allow_empty);
+  add_allow_empty_option(write, options->allow_empty);
   App *verify = command(*family, "verify", "Compares the CRC-32", "firmware verify image.bin --partition 2",
                         [options] { verify_firmware(*options); });
   common_arguments(verify, *options);

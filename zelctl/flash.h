@@ -55,8 +55,7 @@ constexpr const char *kUnverified = "all was written, but not read back whole";
 std::vector<uint8_t> read_flash(uint32_t start, uint32_t length, const char *if_interrupted = kUnchanged);
 /** Fills the buffer, or throws. The library's own read also returns success if the driver gave fewer bytes. */
 void read_piece(uint32_t address, std::span<uint8_t> bytes);
-/** A little-endian word. */
-uint32_t word_at(std::span<const uint8_t> bytes, size_t at);
+uint32_t little_word32_at(std::span<const uint8_t> bytes, size_t at);
 bool is_erased(std::span<const uint8_t> bytes);
 
 /* ---- changing ---- */

@@ -44,7 +44,7 @@ void read_piece(uint32_t address, std::span<uint8_t> bytes) {
   throw Failure{format("flash read at 0x%X: the driver gave fewer bytes than asked for", address)};
 }
 
-uint32_t word_at(std::span<const uint8_t> bytes, size_t at) {
+uint32_t little_word32_at(std::span<const uint8_t> bytes, size_t at) {
   return bytes[at] | uint32_t{bytes[at + 1]} << 8 | uint32_t{bytes[at + 2]} << 16 | uint32_t{bytes[at + 3]} << 24;
 }
 

@@ -23,7 +23,7 @@ static void place_argument(App *app, Place &place) {
     if (wrong.empty()) return {};
     return format("'%s' is neither a region nor an address from 0 to 0x%X", text.c_str(), chip_size() - 1);
   };
-  any_text(app, "ADDRESS", place.text, "Byte on the chip, or a region by code or name: see flash regions", check,
+  add_text(app, "ADDRESS", place.text, "Byte on the chip, or a region by code or name: see flash regions", check,
            "NUMBER|" + region_codes());
 }
 
@@ -69,8 +69,8 @@ static void add_read(App &flash) {
   App *app = command(flash, "read", "Reads bytes, or a whole region", "flash read 'Image 2' -o image.bin",
                      announced([options] { read_bytes(*options); }));
   place_argument(app, options->place);
-  number(app, "LENGTH", options->length, "Bytes (default: all of a region)", 1, chip_size(), Needed::Never);
-  output_option(app, options->output);
+  add_number(app, "LENGTH", options->length, "Bytes (default: all of a region)", 1, chip_size(), Needed::Never);
+  add_output_option(app, options->output);
 }
 
 /* ---- flash write ---- */
@@ -109,7 +109,7 @@ static void add_write(App &flash) {
   App *app = command(flash, "write", "Programs a file; erases nothing", "flash write 0x1ff0000 data.bin",
                      announced([options] { write_bytes(*options); }));
   place_argument(app, options->place);
-  input_file(app, options->path, "File to program");
+  add_input_file(app, options->path, "File to program");
   asks_first(app);
 }
 
@@ -152,8 +152,8 @@ static void add_erase(App &flash) {
   App *app = command(flash, "erase", "Erases the sector at an address, or a region", "flash erase T --yes",
                      announced([options] { erase_sectors(*options); }));
   place_argument(app, options->place);
-  number(app, "--sectors", options->sectors, "Sectors to erase (default: all of a region; 1 at an address)", 1,
-         chip_size() / sector_size());
+  add_number(app, "--sectors", options->sectors, "Sectors to erase (default: all of a region; 1 at an address)", 1,
+             chip_size() / sector_size());
   asks_first(app);
 }
 
@@ -187,8 +187,8 @@ static void add_map(App &flash) {
     else
       show_map();
   });
-  flag(app, "--color", settings.colour, "Colours without a terminal too");
-  flag(app, "--library", *library, "The library's own print");
+  add_flag(app, "--color", settings.colour, "Colours without a terminal too");
+  add_flag(app, "--library", *library, "The library's own print");
 }
 
 struct SectorOptions {
@@ -204,8 +204,8 @@ static void add_sector(App &flash) {
     else
       show_sector(options->sector);
   });
-  number(app, "SECTOR", options->sector, "Sector number", 0, chip_size() / sector_size() - 1);
-  flag(app, "--library", options->library, "The library's own print");
+  add_number(app, "SECTOR", options->sector, "Sector number", 0, chip_size() / sector_size() - 1);
+  add_flag(app, "--library", options->library, "The library's own print");
 }
 
 void add_flash_commands(App &app) {

@@ -83,7 +83,8 @@ Json region_row(uint32_t region) {
 }
 
 void sort_regions(Json &rows) {
-  std::sort(rows.begin(), rows.end(), [](const Json &a, const Json &b) { return a["start"] < b["start"]; });
+  std::sort(rows.begin(), rows.end(),
+            [](const Json &first, const Json &second) { return first["start"] < second["start"]; });
 }
 
 Json flash_regions() {

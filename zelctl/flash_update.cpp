@@ -116,8 +116,8 @@ void add_flash_update(App &flash) {
   App *app =
       command(flash, "update", "Writes a file to the beginning of a region; erases and writes only sectors that differ",
               "flash update I2 image.bin", announced([options] { update_region(*options); }));
-  checked(app, "REGION", options->region, "Region by code, or by name: see flash regions", region_codes(),
-          check_region);
-  input_file(app, options->path, "File to write");
+  add_checked(app, "REGION", options->region, "Region by code, or by name: see flash regions", region_codes(),
+              check_region);
+  add_input_file(app, options->path, "File to write");
   asks_first(app);
 }

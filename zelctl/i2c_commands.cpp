@@ -40,12 +40,12 @@ void add_i2c_commands(App &app) {
   App *write = command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44",
                        undivided([options] { write_device(*options); }));
   for (App *leaf : {read, write}) {
-    number(leaf, "ADDRESS", options->address, "Device address, 8-bit form", 0, 0xFF);
-    number(leaf, "OFFSET", options->offset, "Register or memory address in the device", 0, 0xFFFFFFFF);
-    number(leaf, "--offset-len", options->offset_len, "Offset bytes that are sent (1)", 0, FW_I2C_OFFSET_LEN_MAX);
+    add_number(leaf, "ADDRESS", options->address, "Device address, 8-bit form", 0, 0xFF);
+    add_number(leaf, "OFFSET", options->offset, "Register or memory address in the device", 0, 0xFFFFFFFF);
+    add_number(leaf, "--offset-len", options->offset_len, "Offset bytes that are sent (1)", 0, FW_I2C_OFFSET_LEN_MAX);
   }
-  number(read, "LENGTH", options->length, "Bytes", 1, FW_I2C_LEN_MAX);
-  bytes(write, "BYTES", options->values, "Bytes to write");
+  add_number(read, "LENGTH", options->length, "Bytes", 1, FW_I2C_LEN_MAX);
+  add_bytes(write, "BYTES", options->values, "Bytes to write");
   command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(bus_busy()); });
   command(*family, "refresh", "Refreshes the bus", "i2c refresh",
           undivided([] { require(FW_ReflashI2CBus(), "I2C bus"); }));

@@ -98,22 +98,23 @@ static void add_name(App &family) {
   const auto options = std::make_shared<NameOptions>();
   App *app = command(family, "name", "Stores a model name", "identity name EDGE-1 --variant 2",
                      announced([options] { store_name(*options); }));
-  any_text(app, "NAME", options->name, "Name, up to 31 characters");
-  number(app, "--variant", options->variant, "For this number of copper boards (default: as fitted)", 0, FW_SLOT_LAST);
+  add_text(app, "NAME", options->name, "Name, up to 31 characters");
+  add_number(app, "--variant", options->variant, "For this number of copper boards (default: as fitted)", 0,
+             FW_SLOT_LAST);
 }
 
 static void add_description(App &family) {
   const auto text = std::make_shared<std::string>();
   App *app = command(family, "describe", "Stores the description", "identity describe 'Hall 3, rack 7'",
                      announced([text] { store_description(*text); }));
-  any_text(app, "TEXT", *text, "Description, up to 255 characters");
+  add_text(app, "TEXT", *text, "Description, up to 255 characters");
 }
 
 static void add_power_byte(App &family) {
   const auto value = std::make_shared<uint32_t>();
   App *app = command(family, "power-byte", "Stores the power-mode byte", "identity power-byte 3",
                      announced([value] { store_power_byte(*value); }));
-  number(app, "BYTE", *value, "Value", 0, 255);
+  add_number(app, "BYTE", *value, "Value", 0, 255);
 }
 
 void add_identity_commands(App &app) {

@@ -82,12 +82,12 @@ static void add_leds(App &app) {
   const auto options = std::make_shared<LedOptions>();
   App *family = group(app, "led", "Front-panel LEDs", "led set alarm blink", "list", [] { show(leds()); });
   App *get = command(*family, "get", "One LED", "led get system", [options] { show(led_record(options->led)); });
-  choice(get, "LED", options->led, "LED", names);
+  add_choice(get, "LED", options->led, "LED", names);
   App *set = command(*family, "set", "Sets one LED", "led set power1 on --mirror",
                      undivided([options] { set_led(*options); }));
-  choice(set, "LED", options->led, "LED", names);
-  choice(set, "VALUE", options->value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
-  flag(set, "--mirror", options->mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
+  add_choice(set, "LED", options->led, "LED", names);
+  add_choice(set, "VALUE", options->value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
+  add_flag(set, "--mirror", options->mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
 }
 
 static void add_relay(App &app) {
@@ -95,7 +95,7 @@ static void add_relay(App &app) {
   App *family = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });
   App *set = command(*family, "set", "Switches the relay", "relay set 0",
                      undivided([state] { require(FW_SetAlarmRelay(*state), "alarm relay"); }));
-  number(set, "STATE", *state, "0 or 1", 0, 1);
+  add_number(set, "STATE", *state, "0 or 1", 0, 1);
 }
 
 /** First all lamps go off, then those of the group go on: one line of debugCmd for each. */
@@ -109,7 +109,7 @@ static void add_lamp_test(App &app) {
   const auto mode = std::make_shared<uint32_t>();
   App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain, which gives no answer",
                       "lamp-test 1", undivided([mode] { test_lamps(*mode); }));
-  number(test, "MODE", *mode, "0 to 2: one of the groups; 3: none", 0, 3);
+  add_number(test, "MODE", *mode, "0 to 2: one of the groups; 3: none", 0, 3);
 }
 
 void add_indicator_commands(App &app) {

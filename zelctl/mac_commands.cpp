@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cctype>
 #include <memory>
 
@@ -31,11 +30,8 @@ static bool is_address(const std::string &text) {
 /** The bytes to store: the characters of an address, or any bytes given as hexadecimal digits. */
 static std::optional<Mac> mac_of(const std::string &text) {
   if (is_address(text)) return Mac(text.begin(), text.end());
-  if (text.size() != 2 * FW_MAC_BACKUP_SIZE) return std::nullopt;
-  if (!std::all_of(text.begin(), text.end(), is_digit)) return std::nullopt;
-  Mac mac;
-  for (size_t i = 0; i < text.size(); i += 2)
-    mac.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
+  const std::optional<Mac> mac = hex_bytes(text);
+  if (!mac || mac->size() != FW_MAC_BACKUP_SIZE) return std::nullopt;
   return mac;
 }
 
@@ -53,5 +49,5 @@ void add_mac_commands(App &app) {
                       [] { show(mac_backup()); });
   App *set = command(*family, "set", "Stores 17 bytes", "mac-backup set 00:11:22:33:44:55",
                      announced([text] { store_mac(*text); }));
-  any_text(set, "MAC", *text, "As 00:11:22:33:44:55, or any 17 bytes as 34 hexadecimal digits");
+  add_text(set, "MAC", *text, "As 00:11:22:33:44:55, or any 17 bytes as 34 hexadecimal digits");
 }

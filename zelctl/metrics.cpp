@@ -97,6 +97,6 @@ void add_metrics_command(App &app) {
   App *metrics =
       command(app, "metrics", "The board's state as metrics for Prometheus; clears modules' latched flags",
               "metrics --output /var/lib/prometheus/node-exporter/zelboard.prom", [path] { write_metrics(*path); });
-  output_option(metrics, *path);
+  add_output_option(metrics, *path);
   optics_option(metrics, Flags::Read);
 }

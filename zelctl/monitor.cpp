@@ -126,16 +126,18 @@ void add_monitor_command(App &app) {
   const auto options = std::make_shared<MonitorOptions>();
   App *leaf = command(app, "monitor", "Prints what changes on the board, one line each, as it happens",
                       "monitor --json --interval 500", [options] { monitor(*options); });
-  number(leaf, "--interval", options->interval,
-         "Milliseconds from one round of questions to the next (1000); shorter changes can be missed", 10, 3600000);
-  number(leaf, "--for", options->lifetime, "End after this many seconds (default: when interrupted)", 1, 31536000);
-  number(leaf, "--hot", options->hot, "Degrees Celsius from which the board is hot (80)", 1, 127);
+  add_number(leaf, "--interval", options->interval,
+             "Milliseconds from one round of questions to the next (1000); shorter changes can be missed", 10, 3600000);
+  add_number(leaf, "--for", options->lifetime, "End after this many seconds (default: when interrupted)", 1, 31536000);
+  add_number(leaf, "--hot", options->hot, "Degrees Celsius from which the board is hot (80)", 1, 127);
   optics_option(leaf, Flags::Left);
-  flag(leaf, "--initial", options->initial, "First print the present state of everything");
-  flag(leaf, "--journal", options->to_journal, "Write events to the systemd journal, with fields; do not print them");
-  any_text(leaf, "--journal-socket", options->journal_socket,
+  add_flag(leaf, "--initial", options->initial, "First print the present state of everything");
+  add_flag(leaf, "--journal", options->to_journal,
+           "Write events to the systemd journal, with fields; do not print them");
+  add_text(leaf, "--journal-socket", options->journal_socket,
            "Socket of the journal, for instance of another journal namespace", {}, "PATH");
-  any_text(leaf, "--exec", options->command, "Shell command for each event; its environment describes the event", {},
+  add_text(leaf, "--exec", options->command, "Shell command for each event; its environment describes the event", {},
            "COMMAND");
-  number(leaf, "--exec-limit", options->command_limit, "Seconds after which such a command is ended (30)", 1, 86400);
+  add_number(leaf, "--exec-limit", options->command_limit, "Seconds after which such a command is ended (30)", 1,
+             86400);
 }

@@ -68,7 +68,7 @@ void optics_option(App *app, Flags flags) {
     what += "the modules' latched flags are read, and reading clears them";
   else
     what += "values are watched, but not the flags that modules latch, since reading clears them";
-  flag(app, "--no-optics", diagnostics_left_alone, what.c_str());
+  add_flag(app, "--no-optics", diagnostics_left_alone, what.c_str());
 }
 
 bool is_module_reading(const Reading &reading) { return reading.subject == "port " + reading.which + " module"; }

@@ -65,7 +65,7 @@ static Scale scale_of(const Measurement &measurement, size_t width) {
 }
 
 /** The value that a number on the scale stands for. */
-static double value_of(const Measurement &measurement, double number) {
+static double value_on_scale(const Measurement &measurement, double number) {
   if (!measurement.is_power) return number;
   return std::pow(10, number / 10);  // mW of dBm
 }
@@ -97,7 +97,7 @@ static std::string bar(const Measurement &measurement, size_t width) {
       continue;
     }
     Measurement here = measurement;
-    here.value = value_of(measurement, scale.at(place));
+    here.value = value_on_scale(measurement, scale.at(place));
     const Standing standing = standing_of(here);
     text += coloured(std::string(1, mark_of(standing)), standing);
   }
@@ -112,7 +112,7 @@ void draw_measurement(const Measurement &measurement) {
   const std::string state = coloured(standing_name(measurement), standing);
   const std::string value = format("%*s", kValueWidth, measured_text(measurement, measurement.value).c_str());
   const std::string line = format("%-*s", kNameWidth, measurement.name) + coloured(value, standing);
-  const bool has_bar = measurement.limited && is_known(measurement);
+  const bool has_bar = measurement.has_limits && is_known(measurement);
   if (!has_bar) {
     std::fprintf(out, "%s  %s\n", line.c_str(), standing_name(measurement).c_str());
   } else if (columns() >= kOneLine) {

@@ -34,8 +34,8 @@ static std::string column_of(size_t quantity) {
 }
 
 /** A row of the table of all modules, without values. */
-static Json empty_row(uint32_t of_port) {
-  Json row = record("port", of_port, "module", nullptr, "diagnostics", "none");
+static Json empty_row(uint32_t port) {
+  Json row = record("port", port, "module", nullptr, "diagnostics", "none");
   for (size_t quantity = 0; quantity < kQuantities; ++quantity) row[column_of(quantity)] = nullptr;
   row["alarms"] = Json::array();
   row["warnings"] = Json::array();
@@ -53,16 +53,16 @@ static void add_measurement(Json &row, const std::string &column, const Measurem
   if (crossed.low_warning) row["warnings"].push_back(key + "_low");
 }
 
-static void fill_row(Json &row, uint32_t of_port) {
-  select_module(of_port);
-  const LowerHalf identification = read_lower_half(of_port, FW_SFP_MEMORY, kIdentificationText);
+static void fill_row(Json &row, uint32_t port) {
+  select_module(port);
+  const LowerHalf identification = read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
   row["module"] = part_number_of(identification);
   if (!has_diagnostics(identification)) return;
   if (needs_address_change(identification)) {
     row["diagnostics"] = "address change";
     return;
   }
-  const LowerHalf measured = read_lower_half(of_port, kDiagnosticsMemory, kDiagnosticsText);
+  const LowerHalf measured = read_lower_half(port, kDiagnosticsMemory, kDiagnosticsText);
   const Diagnostics found = diagnostics_in(identification, measured);
   row["diagnostics"] = found.ready ? calibration_name(found) : "not ready";
   if (!found.ready) return;
@@ -72,12 +72,12 @@ static void fill_row(Json &row, uint32_t of_port) {
 /** A row for each port with a module. A value that cannot be read stays empty; the command fails after all rows. */
 static Json all_modules() {
   Json rows = Json::array();
-  for (const Json &signals : ports(Signals::OfModules)) {
+  for (const Json &signals : ports(ReadSignals::OfModulesOnly)) {
     if (signals["module"] != true) continue;
-    const auto of_port = signals["port"].get<uint32_t>();
-    Json row = empty_row(of_port);
+    const auto port = signals["port"].get<uint32_t>();
+    Json row = empty_row(port);
     try {
-      fill_row(row, of_port);
+      fill_row(row, port);
     } catch (const Failure &failure) {
       row["diagnostics"] = status_name(failure.status);
       postpone(failure);
@@ -226,7 +226,7 @@ static void add_dom(App &sfp) {
       command(sfp, "dom",
               "Digital diagnostics: values, thresholds and flags of one module, or all values; clears latched flags",
               "sfp dom 24", [port] { show_diagnostics(*port); });
-  number(app, "PORT", *port, "Port (default: all with a module)", 0, FW_PORT_LAST, Needed::Never);
+  add_number(app, "PORT", *port, "Port (default: all with a module)", 0, FW_PORT_LAST, Needed::Never);
 }
 
 static void add_dump(App &sfp) {
@@ -234,12 +234,12 @@ static void add_dump(App &sfp) {
   App *app =
       command(sfp, "dump", "A module's memory: page A0h, and A2h of a module with diagnostics; clears latched flags",
               "sfp dump 24 --hex\n  zelctl sfp dump 24 --page a2 --raw -o page.bin", [options] { dump(*options); });
-  number(app, "PORT", options->port, "Port", 0, FW_PORT_LAST);
-  choice(app, "--page", options->page, "Which page (default: all)",
-         {{"all", kAllPages}, {"a0", kPageA0}, {"a2", kPageA2}});
-  flag(app, "--raw", options->raw, "Write the bytes themselves; -o FILE does so, too");
-  flag(app, "--hex", options->hex, "Write hexadecimal lines like those of ethtool");
-  output_option(app, options->output);
+  add_number(app, "PORT", options->port, "Port", 0, FW_PORT_LAST);
+  add_choice(app, "--page", options->page, "Which page (default: all)",
+             {{"all", kAllPages}, {"a0", kPageA0}, {"a2", kPageA2}});
+  add_flag(app, "--raw", options->raw, "Write the bytes themselves; -o FILE does so, too");
+  add_flag(app, "--hex", options->hex, "Write hexadecimal lines like those of ethtool");
+  add_output_option(app, options->output);
 }
 
 void add_optics_commands(App &sfp) {

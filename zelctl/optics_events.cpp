@@ -19,14 +19,14 @@ constexpr WatchedQuantity quantity(const char *key, const char *subject) {
   watched.driver = I2c;
   return {key, watched};
 }
-constexpr WatchedQuantity kWatched[] = {
+constexpr WatchedQuantity kWatchedQuantities[] = {
     quantity("temperature", "port %s temperature"),
     quantity("voltage", "port %s voltage"),
     quantity("bias", "port %s bias"),
     quantity("tx_power", "port %s tx power"),
     quantity("rx_power", "port %s rx power"),
 };
-static_assert(std::size(kWatched) == kQuantities);
+static_assert(std::size(kWatchedQuantities) == kQuantities);
 
 static const Measurement &measurement_of(const Optics &optics, const WatchedQuantity &quantity) {
   for (const Measurement &measurement : optics.diagnostics.measured) {
@@ -40,7 +40,7 @@ static bool is_watched(const Optics &optics, const Measurement &measurement) {
   const std::string key = measurement.key;
   const bool of_laser = key == "bias" || key == "tx_power";
   if (of_laser && optics.laser_is_off) return false;
-  return measurement.limited && is_known(measurement) && optics.diagnostics.ready;
+  return measurement.has_limits && is_known(measurement) && optics.diagnostics.ready;
 }
 
 /* A value that has crossed a threshold is back only when it is inside by a margin: 1 degree Celsius, 0.5 dB of a power,
@@ -110,7 +110,7 @@ static Reading blank(const std::string &port, const Source &source, const Watche
 /** The readings of a module that does not answer. Their last known states stay. */
 static std::vector<Reading> silent(const std::string &port, const Source &source, const std::string &why) {
   std::vector<Reading> readings;
-  for (const WatchedQuantity &quantity : kWatched) {
+  for (const WatchedQuantity &quantity : kWatchedQuantities) {
     readings.push_back(blank(port, source, quantity));
     readings.back().silence = why;
   }
@@ -121,7 +121,7 @@ static std::vector<Reading> readings_of(const Optics &optics) {
   if (!optics.silence.empty()) return silent(optics.which, optics.source, optics.silence);
   std::vector<Reading> readings;
   if (!optics.measures) return readings;
-  for (const WatchedQuantity &quantity : kWatched) {
+  for (const WatchedQuantity &quantity : kWatchedQuantities) {
     const Measurement &measurement = measurement_of(optics, quantity);
     if (!is_watched(optics, measurement)) continue;
     Reading reading = blank(optics.which, optics.source, quantity);

@@ -47,27 +47,27 @@ static void add_threshold(const Optics &optics, const Measurement &measurement, 
 }
 
 static void add_thresholds(const Optics &optics, const Measurement &measurement, Samples &samples) {
-  if (!measurement.limited) return;
+  if (!measurement.has_limits) return;
   add_threshold(optics, measurement, "low_alarm", measurement.low_alarm, samples);
   add_threshold(optics, measurement, "low_warning", measurement.low_warning, samples);
   add_threshold(optics, measurement, "high_warning", measurement.high_warning, samples);
   add_threshold(optics, measurement, "high_alarm", measurement.high_alarm, samples);
 }
 
-static void add_flag(const Optics &optics, const Measurement &measurement, const char *level, bool raised,
-                     Samples &samples) {
+static void add_flag_sample(const Optics &optics, const Measurement &measurement, const char *level, bool raised,
+                            Samples &samples) {
   const std::string label = format("quantity=\"%s\",level=\"%s\"", measurement.key, level);
   samples.push_back(sample_line(labels(optics, label), raised ? 1 : 0));
 }
 
-static void add_flags(const Optics &optics, const Measurement &measurement, Samples &alarms, Samples &warnings) {
-  const bool can_tell = measurement.limited || optics.diagnostics.has_flags;
+static void add_flag_samples(const Optics &optics, const Measurement &measurement, Samples &alarms, Samples &warnings) {
+  const bool can_tell = measurement.has_limits || optics.diagnostics.has_flags;
   if (!can_tell) return;
   const Crossed crossed = limits_crossed(measurement);
-  add_flag(optics, measurement, "high", crossed.high_alarm, alarms);
-  add_flag(optics, measurement, "low", crossed.low_alarm, alarms);
-  add_flag(optics, measurement, "high", crossed.high_warning, warnings);
-  add_flag(optics, measurement, "low", crossed.low_warning, warnings);
+  add_flag_sample(optics, measurement, "high", crossed.high_alarm, alarms);
+  add_flag_sample(optics, measurement, "low", crossed.low_alarm, alarms);
+  add_flag_sample(optics, measurement, "high", crossed.high_warning, warnings);
+  add_flag_sample(optics, measurement, "low", crossed.low_warning, warnings);
 }
 
 /** Metrics of one quantity: the values of all modules, then their thresholds. */
@@ -100,7 +100,7 @@ std::string optics_metrics(const std::vector<Optics> &modules) {
       const double value = measurement.value / measurement.per_base_unit;
       if (is_known(measurement)) values[measurement.key].push_back(sample_line(labels(optics), value));
       add_thresholds(optics, measurement, thresholds[measurement.key]);
-      add_flags(optics, measurement, alarms, warnings);
+      add_flag_samples(optics, measurement, alarms, warnings);
     }
   }
   for (const QuantityMetric &row : kMetrics) text += metrics_of(row, values[row.key], thresholds[row.key]);

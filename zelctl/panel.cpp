@@ -24,7 +24,7 @@ static Json attempt(Read read) {
 static Json read_panel() {
   require_board();
   return record("leds", attempt(leds), "relay", attempt(relay), "power", attempt(power), "board", attempt(board),
-                "ports", attempt([] { return ports(Signals::OfModules); }));
+                "ports", attempt([] { return ports(ReadSignals::OfModulesOnly); }));
 }
 
 static panel_layout::LightState light_of(const Json &state) {
@@ -56,7 +56,7 @@ static PanelState state_of(const Json &shown) {
   }
   if (shown["relay"].is_object()) state.relay = shown["relay"]["relay"].dump();
   if (shown["power"].is_object()) {
-    state.supplies = shown["power"]["mode"];
+    state.supplies_text = shown["power"]["mode"];
     state.alarm = shown["power"]["alarm"];
   }
   return state;
@@ -94,7 +94,7 @@ void add_panel_command(App &app) {
   const auto options = std::make_shared<PanelOptions>();
   App *panel =
       command(app, "panel", "Draws the front panel as it looks now", "panel --watch", [options] { draw(*options); });
-  flag(panel, "--watch", options->watch, "Redraw twice a second until interrupted");
-  number(panel, "--pictures", options->pictures, "With --watch: stop after this many (0 = never)", 0, 1000000);
-  flag(panel, "--color", settings.colour, "Colours without a terminal too");
+  add_flag(panel, "--watch", options->watch, "Redraw twice a second until interrupted");
+  add_number(panel, "--pictures", options->pictures, "With --watch: stop after this many (0 = never)", 0, 1000000);
+  add_flag(panel, "--color", settings.colour, "Colours without a terminal too");
 }

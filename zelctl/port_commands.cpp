@@ -38,20 +38,20 @@ static Json read_signal(const Signal &signal, uint32_t port, uint32_t &status) {
   return {};
 }
 
-Json port_record(uint32_t port, Fitted fitted, Signals wanted) {
+Json port_record(uint32_t port, Fitted fitted, ReadSignals wanted) {
   const Json slot = port < FW_PORT_FIRST_10G ? Json(slot_of(port)) : Json();
   uint32_t status = status_of(fitted);
   const Json presence = read_signal(kPresence, port, status);
   Json row =
       record("port", port, "slot", slot, "type", type_of(port, fitted), "module", nullptr, kPresence.key, presence);
   if (!presence.is_null()) row["module"] = presence == 0;  // a module pulls the line low
-  const bool skipped = wanted == Signals::OfModules && row["module"] == false;
+  const bool skipped = wanted == ReadSignals::OfModulesOnly && row["module"] == false;
   for (const Signal &signal : kModuleSignals) row[signal.key] = skipped ? Json() : read_signal(signal, port, status);
   row["status"] = status_name(status);
   return row;
 }
 
-Json ports(Signals wanted) {
+Json ports(ReadSignals wanted) {
   return port_rows([=](uint32_t port, Fitted fitted) { return port_record(port, fitted, wanted); });
 }
 
@@ -66,7 +66,7 @@ static void show_or_switch_cage(const CageOptions &options) {
   if (options.port == kNotGiven) refuse_argument("PORT", "is required");
   require_cage(options.port);
   if (options.tx_disable == kNotGiven)
-    show(port_record(options.port, Fitted::Cages, Signals::All));
+    show(port_record(options.port, Fitted::Cages, ReadSignals::All));
   else
     require_port(FW_SetPortSfpTxDisable(options.port, options.tx_disable), options.port, "transmitter");
 }
@@ -90,11 +90,11 @@ static void init_cages() {
 void add_port_commands(App &app) {
   command(app, "board", "Daughter boards, clock and sensor", "board", [] { show(board()); });
   command(app, "ports", format("All %u ports: slot, type, module and cage signals", FW_PORTS).c_str(), "ports --json",
-          [] { show(ports(Signals::All)); });
+          [] { show(ports(ReadSignals::All)); });
   const auto options = std::make_shared<CageOptions>();
   App *cage = command(app, "cage", "One cage's signals, or its transmitter", "cage 5 --tx-disable on",
                       undivided([options] { show_or_switch_cage(*options); }));
-  number(cage, "PORT", options->port, "Port", 0, FW_PORT_LAST, Needed::Never);
-  choice(cage, "--tx-disable", options->tx_disable, "Switch the module's transmitter: on = disabled", kOnOff);
+  add_number(cage, "PORT", options->port, "Port", 0, FW_PORT_LAST, Needed::Never);
+  add_choice(cage, "--tx-disable", options->tx_disable, "Switch the module's transmitter: on = disabled", kOnOff);
   command(*cage, "init", "Initialises the expanders: every transmitter off", "cage init", undivided(init_cages));
 }

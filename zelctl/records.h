@@ -92,10 +92,10 @@ uint32_t gpio_request(uint8_t number, uint8_t *record);
 uint8_t power_status();
 /** What the power status says of a supply. */
 bool supply_is_good(uint8_t status, uint32_t supply);
-enum class Signals { All, OfModules };  // OfModules: only presence is read of an empty cage
-Json ports(Signals wanted);
+enum class ReadSignals { All, OfModulesOnly };  // OfModulesOnly: only presence is read of an empty cage
+Json ports(ReadSignals wanted);
 /** A signal that cannot be read is null, and its failure is postponed. */
-Json port_record(uint32_t port, Fitted fitted, Signals wanted);
+Json port_record(uint32_t port, Fitted fitted, ReadSignals wanted);
 
 /** Makes a call of the library that reads the boot environment. Throws if the environment could not be read. */
 uint32_t ask_environment(const std::function<uint32_t()> &question);

@@ -75,11 +75,11 @@ static void add_registers(App &app) {
   App *family = command(app, "register", "SoC and switch-chip registers", "register get 0x20300");
   App *get = command(*family, "get", "Reads a register", "register get 0x5000010",
                      [options] { get_register(options->address); });
-  number(get, "ADDRESS", options->address, "Register address", 0, kAnyWord);
+  add_number(get, "ADDRESS", options->address, "Register address", 0, kAnyWord);
   App *set = command(*family, "set", "Writes a register", "register set 0x5000010 0xab",
                      undivided([options] { set_register(options->address, options->value); }));
-  number(set, "ADDRESS", options->address, "Register address", 0, kAnyWord);
-  number(set, "VALUE", options->value, "Value", 0, kAnyWord);
+  add_number(set, "ADDRESS", options->address, "Register address", 0, kAnyWord);
+  add_number(set, "VALUE", options->value, "Value", 0, kAnyWord);
 }
 
 struct PhyOptions {
@@ -113,10 +113,10 @@ static void add_phys(App &app) {
   App *set = command(*family, "set", "Writes a PHY register, and reads it back", "phy set 3 0x16 0x1",
                      undivided([options] { set_phy_register(*options); }));
   for (App *leaf : {get, set}) {
-    number(leaf, "PORT", options->port, "Switch port", 0, FW_PHY_PORT_LAST);
-    number(leaf, "REGISTER", options->number, "PHY register", 0, 31);
+    add_number(leaf, "PORT", options->port, "Switch port", 0, FW_PHY_PORT_LAST);
+    add_number(leaf, "REGISTER", options->number, "PHY register", 0, 31);
   }
-  number(set, "VALUE", options->value, "Value", 0, 0xFFFF);
+  add_number(set, "VALUE", options->value, "Value", 0, 0xFFFF);
 }
 
 void add_register_commands(App &app) {

@@ -193,9 +193,9 @@ void add_report_command(App &app) {
       "Everything that can be read of the board, in one archive; changes nothing but the cage selection and the "
       "modules' latched flags, which reading clears",
       "report -o switch.tar.gz --flash", [options] { make_report(*options); });
-  output_option(leaf, options->path);
-  flag(leaf, "--flash", options->with_flash, "Include the content of the flash");
-  any_texts(leaf, "--redact", options->further_secrets,
+  add_output_option(leaf, options->path);
+  add_flag(leaf, "--flash", options->with_flash, "Include the content of the flash");
+  add_texts(leaf, "--redact", options->further_secrets,
             "Also blank variables of the boot environment with such names (always: *pass*, *key*, *secret*)",
             "PATTERN");
 }

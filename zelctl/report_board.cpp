@@ -61,7 +61,7 @@ static Json slot_row(uint32_t slot) {
   return row;
 }
 
-static Json port_row(uint32_t port) { return port_record(port, fitted_at(port), Signals::All); }
+static Json port_row(uint32_t port) { return port_record(port, fitted_at(port), ReadSignals::All); }
 
 /** What debugCmd prints. It is not asked any more when it has failed several times in a row: each failure may take long. */
 static Json phy_rows(Report &report) {

@@ -18,7 +18,7 @@ static Json sensor() {
 }
 
 static Json first_phy() { return phy_register(0, 2); }
-static Json cages() { return ports(Signals::OfModules); }
+static Json cages() { return ports(ReadSignals::OfModulesOnly); }
 
 constexpr Check kChecks[] = {
     {"leds", leds},
@@ -70,7 +70,7 @@ struct Verdict {
   std::string detail;
 };
 
-static Verdict run(const Check &check) {
+static Verdict run_check(const Check &check) {
   try {
     const Json answer = check.ask();
     const auto failure = take_postponed();
@@ -89,7 +89,7 @@ static void selftest() {
   Json rows = Json::array();
   uint32_t failed = 0;
   for (const Check &check : kChecks) {
-    const auto [good, detail] = run(check);
+    const auto [good, detail] = run_check(check);
     if (interrupted()) {
       show(rows);
       throw Failure{

@@ -155,30 +155,30 @@ static void set_sgmii(uint32_t port) {
 
 Json modules() { return port_rows(module_record); }
 
-static void port_argument(App *app, uint32_t &port) { number(app, "PORT", port, "Port", 0, FW_PORT_LAST); }
+static void add_port_argument(App *app, uint32_t &port) { add_number(app, "PORT", port, "Port", 0, FW_PORT_LAST); }
 
 static void add_show(App &family) {
   const auto port = std::make_shared<uint32_t>();
   App *app = command(family, "show",
                      "A module's page; with -v also the library's display, which switches a copper transmitter on",
                      "sfp show 24", [port] { show_module(*port); });
-  port_argument(app, *port);
+  add_port_argument(app, *port);
 }
 
 static void add_phy(App &family) {
   const auto options = std::make_shared<ModulePhyOptions>();
   App *app = command(family, "phy", "PHY registers of a copper module; its transmitter is switched on",
                      "sfp phy 3 0 0x9140", undivided([options] { access_registers(*options); }));
-  port_argument(app, options->port);
-  number(app, "REGISTER", options->number, "Register (default: all that have names)", 0, 31, Needed::Never);
-  number(app, "VALUE", options->value, "Value to write", 0, 0xFFFF, Needed::Never);
+  add_port_argument(app, options->port);
+  add_number(app, "REGISTER", options->number, "Register (default: all that have names)", 0, 31, Needed::Never);
+  add_number(app, "VALUE", options->value, "Value to write", 0, 0xFFFF, Needed::Never);
 }
 
 static void add_sgmii(App &family) {
   const auto port = std::make_shared<uint32_t>();
   App *app = command(family, "sgmii", "Puts a copper module's PHY into SGMII mode", "sfp sgmii 3",
                      undivided([port] { set_sgmii(*port); }));
-  port_argument(app, *port);
+  add_port_argument(app, *port);
 }
 
 void add_sfp_commands(App &app) {

@@ -66,9 +66,9 @@ static void add_flags(App &app) {
     const auto store = options->flag == kDiagnostic ? FW_SetSystemDiagFlag : FW_SetFlashAccessFlag;
     require(store(options->state), "flag");
   }));
-  choice(set, "NAME", options->flag, "Flag", {{"diagnostic", kDiagnostic}, {"flash_access_flag", kFlashAccess}},
-         {{"flash-access", kFlashAccess}});
-  choice(set, "STATE", options->state, "State", kOnOff);
+  add_choice(set, "NAME", options->flag, "Flag", {{"diagnostic", kDiagnostic}, {"flash_access_flag", kFlashAccess}},
+             {{"flash-access", kFlashAccess}});
+  add_choice(set, "STATE", options->state, "State", kOnOff);
 }
 
 Json reset_key() {

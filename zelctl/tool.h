@@ -61,36 +61,36 @@ enum class Needed { ByName, Always, Never };
 /* Arguments and options. `name` decides which: an option begins with a dash. `what` is the line in help. */
 
 /** A number; the check may turn words into it. Help shows the form, as "0-255". */
-void checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
-             const ArgumentCheck &check, Needed needed = Needed::ByName);
+void add_checked(App *app, const char *name, uint32_t &value, const char *what, const std::string &form,
+                 const ArgumentCheck &check, Needed needed = Needed::ByName);
 /** A whole number from `low` to `high`, decimal or with 0x. */
-void number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high,
-            Needed needed = Needed::ByName);
+void add_number(App *app, const char *name, uint32_t &value, const char *what, uint32_t low, uint32_t high,
+                Needed needed = Needed::ByName);
 /** Several bytes. */
-void bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what);
+void add_bytes(App *app, const char *name, std::vector<uint32_t> &values, const char *what);
 /** One of several words. If the first word is "off", the words' numbers are accepted, too.
  *  @param also  further accepted words that help does not show */
-void choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
-            const Choices &also = {});
+void add_choice(App *app, const char *name, uint32_t &value, const char *what, const Choices &choices,
+                const Choices &also = {});
 /** Any text, or a text that the check accepts. Help shows the form, as "PATH". */
-void any_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {},
+void add_text(App *app, const char *name, std::string &value, const char *what, const ArgumentCheck &check = {},
               const std::string &form = "");
 /** An option that can be given several times, each time with a text. */
-void any_texts(App *app, const char *name, std::vector<std::string> &values, const char *what, const std::string &form);
+void add_texts(App *app, const char *name, std::vector<std::string> &values, const char *what, const std::string &form);
 /** A switch without a value. */
-void flag(App *app, const char *name, bool &value, const char *what);
+void add_flag(App *app, const char *name, bool &value, const char *what);
 /** The argument FILE: an ordinary file that exists. */
-void input_file(App *app, std::string &path, const char *what);
+void add_input_file(App *app, std::string &path, const char *what);
 /** The argument FILE: a file to write. */
-void output_file(App *app, std::string &path);
+void add_output_file(App *app, std::string &path);
 /** The option -o: a file to write, or - for standard output. */
-void output_option(App *app, std::string &path);
+void add_output_option(App *app, std::string &path);
 /** The switches --yes and --dry-run, for a command that asks before it changes something. */
 void asks_first(App *app);
 /** Asks on the terminal, unless --yes was given. Throws unless the answer is yes. */
 void confirm(const std::string &question);
 /** The switch --allow-empty of a command that stores a file. */
-void allow_empty_option(App *app, bool &allow_empty);
+void add_allow_empty_option(App *app, bool &allow_empty);
 /** Refuses a file without bytes unless --allow-empty was given. */
 void require_bytes(const std::string &path, uint64_t size, bool allow_empty);
 

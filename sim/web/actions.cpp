@@ -65,7 +65,7 @@ std::vector<Field> fields_of(const CommandRow &row) {
 
 // Puts the value of a field into the command line. Returns it as a person would type it.
 std::string put(CommandLine &line, const Field &field, const std::string &word) {
-  uint32_t value = tool::value_of(field.argument, word);
+  uint32_t value = tool::number_of_argument(field.argument, word);
   if (field.option == nullptr) {
     line.words.push_back(word);
     line.values.push_back(value);

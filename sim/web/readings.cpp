@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "../../cli/text.h"
+#include "../byte_order.h"
 
 namespace zelsim::web {
 namespace {
@@ -39,12 +40,6 @@ std::string signals_of(unsigned port) {
   return "signals of slot " + std::to_string(port / kPortsPerSlot + 1);
 }
 
-uint32_t word_at(const uint8_t *bytes) {
-  uint32_t word;
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
-}
-
 constexpr unsigned kLinesPerByte = 8;
 
 /** The registers of an expander in words, before the words for its lines. */
@@ -57,7 +52,7 @@ const char *prefix_of(ExpanderRegister kind) {
 Reading expander_reading(const uint8_t *record) {
   uint8_t address = record[kAddress];
   if (record[kOffsetLen] == 0) return {.what = "an expander"};
-  uint32_t first = word_at(record + kOffset);
+  uint32_t first = host_word32_at(record, kOffset);
   size_t len = std::min<size_t>(record[kLen], kMaxTransfer);
   ExpanderRegister kind = expander_register(address, first, 0).kind;
   std::string lines = "I/O lines of the main board";
@@ -78,7 +73,8 @@ Reading expander_reading(const uint8_t *record) {
 
 Reading sensor_reading(const uint8_t *record) {
   Reading reading = {.what = "temperature sensor"};
-  bool is_temperature = record[kOffsetLen] > 0 && word_at(record + kOffset) == 0 && record[kLen] == sizeof(uint16_t);
+  bool is_temperature =
+      record[kOffsetLen] > 0 && host_word32_at(record, kOffset) == 0 && record[kLen] == sizeof(uint16_t);
   if (!is_temperature) return reading;
   auto raw = static_cast<uint16_t>(record[0] << 8 | record[1]);
   reading.what = "temperature";
@@ -111,9 +107,9 @@ Reading transfer_reading(const RequestEvent &event, uint8_t selected) {
 }
 
 Reading register_reading(const RequestEvent &event) {
-  if (word_at(event.after) != kLossOfSignalRegister) return {.what = "register of the SoC"};
+  if (host_word32_at(event.after, 0) != kLossOfSignalRegister) return {.what = "register of the SoC"};
   Reading reading = {.what = signals_of(kFirstMainPort), .is_of_world = true};
-  uint32_t value = word_at(event.after + sizeof(uint32_t));
+  uint32_t value = host_word32_at(event.after, sizeof(uint32_t));
   for (unsigned i = 0; i < kMainPorts; ++i)
     add_signal(reading, kFirstMainPort + i, "loss_of_signal", value >> (kFirstLossOfSignal + i) & 1u);
   return reading;
@@ -164,7 +160,7 @@ std::string key_of(const TracedCall &call, const std::string &what) {
   key += '/' + std::to_string(static_cast<unsigned>(record.node)) + '/' + std::to_string(record.number) + '/' + what;
   if (call.event.request->shape != Shape::Transfer) return key;
   const uint8_t *asked = call.event.before;
-  key += '/' + std::to_string(asked[kAddress]) + '/' + std::to_string(word_at(asked + kOffset)) + '/' +
+  key += '/' + std::to_string(asked[kAddress]) + '/' + std::to_string(host_word32_at(asked, kOffset)) + '/' +
          std::to_string(asked[kLen]);
   return key;
 }

@@ -22,7 +22,7 @@ bool forget(const std::string &board, const std::shared_ptr<Source> &source) {
   return true;
 }
 
-void run(const std::string &board, const std::shared_ptr<Source> &source) {
+void follow(const std::string &board, const std::shared_ptr<Source> &source) {
   bool goes_on = true;
   while (goes_on) {
     bool is_there = source->step();
@@ -70,7 +70,7 @@ std::shared_ptr<Source> source_of(const std::string &board) {
   if (sources.size() >= kMostSources) throw Failure("events: too many boards are followed");
   std::shared_ptr<Source> made = board == kRack ? make_rack_source() : make_board_source(board);
   sources[board] = made;
-  std::thread([board, made] { run(board, made); }).detach();
+  std::thread([board, made] { follow(board, made); }).detach();
   return made;
 }
 
