@@ -1,5 +1,6 @@
 import {act, followGathered} from './acts.js';
 import {isMarked, keepMarks, loadMarks, markOf} from './activity_marks.js';
+import {isMeant, rowsMoved} from './aim.js';
 import {parsed} from './commands.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
@@ -87,6 +88,21 @@ const script = () =>
     .map(({command}) => `${command} --board ${known.board?.board}`)
     .join('\n') + '\n';
 
+/** The way back of an entry. The button keeps the focus when it was pressed, and then does nothing. */
+function undoButton(entry, properties) {
+  const isDone = Boolean(entry.mark.undone);
+  const press = (event) => {
+    if (!isDone && isMeant(event)) undo(entry);
+  };
+  return button('Undo', press, {
+    class: 'small',
+    'data-key': 'undo' + entry.id,
+    disabled: isAway(),
+    'aria-disabled': isDone && 'true',
+    ...properties,
+  });
+}
+
 /** A button that shows the request in which a program has read something anew. */
 function requestButton({request}) {
   if (!request) return null;
@@ -105,12 +121,7 @@ function line(entry) {
     element('span', {class: 'program'}, entry.who),
     isAct(entry) ? element('code', {title: entry.commands.join('; ')}, entry.title) : element('span', {}, entry.text),
     entry.undo.length > 0 &&
-      button('Undo', () => undo(entry), {
-        class: 'small',
-        disabled: Boolean(entry.mark.undone) || isAway(),
-        'aria-label': `Undo: ${entry.title}`,
-        title: entry.undo.join('; '),
-      }),
+      undoButton(entry, {'aria-label': `Undo: ${entry.title}`, title: entry.undo.join('; ')}),
     requestButton(entry),
   );
 }
@@ -129,9 +140,7 @@ function footOf(entry) {
     element('span', {class: 'time'}, timeOfDay(entry.at, false)),
     element('b', {}, entry.who),
     element('span', {class: 'told'}, entry.title ?? entry.text),
-    entry.undo.length > 0 &&
-      !entry.mark.undone &&
-      button('Undo', () => undo(entry), {class: 'small', title: 'Undo (u)', disabled: isAway()}),
+    entry.undo.length > 0 && !entry.mark.undone && undoButton(entry, {title: 'Undo (u)'}),
     requestButton(entry),
   ];
 }
@@ -151,7 +160,7 @@ function showFoot() {
       refusal('undo'),
       button('All activity', () => dock.open('activity'), {class: 'small quiet'}),
     ],
-    '#foot button',
+    '#foot > button:last-child',
   );
 }
 

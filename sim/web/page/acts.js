@@ -73,7 +73,7 @@ async function doAll(control, action, all) {
  *  @return true when all of it was done */
 export async function act(control, action, fields = {}, value = true) {
   const all = [fields].flat();
-  const question = all.length === 1 ? questionFor(action, all[0]) : null;
+  const question = all.length === 1 ? await questionFor(action, all[0]) : null;
   if (question && !(await confirm(question))) {
     put('acts', {}); // the control goes back to what holds
     return false;

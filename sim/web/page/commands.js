@@ -3,6 +3,7 @@ import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
+import {diagnosticsOf, kQuantities} from './optics.js';
 import {kindOf, numberOf, selected} from './selection.js';
 import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 
@@ -52,6 +53,12 @@ function likely(kind) {
   return part ? String(numberOf(part)) : '1';
 }
 
+/** What the module of a port measures, for the command that sets it; nothing for other commands, and where there is no light. */
+function measured(action, port) {
+  const quantity = kQuantities.find((one) => one.action === action);
+  return quantity && diagnosticsOf(port)?.[quantity.key];
+}
+
 const presence = (flag) => (flag ? 'present' : 'absent');
 
 /** What holds, for a field of a command; those before it may say of what. */
@@ -89,7 +96,22 @@ function present(action, field, fields) {
     'set clock time': i2c.clock,
     'reset flash': 'false',
   };
-  return String(holds[`${action} ${field}`] ?? '');
+  return String(holds[`${action} ${field}`] ?? measured(action, port) ?? '');
+}
+
+const kSubjects = ['port', 'slot', 'supply'];
+
+/** Somebody has chosen a value. Of another port, slot or supply other values hold: the fields begin with them. */
+function choose(action, field, value) {
+  if (kSubjects.includes(field)) forget(action);
+  chosen[`${action} ${field}`] = value;
+  put('forms', value);
+}
+
+/** What was chosen in a form is forgotten. */
+function forget(action) {
+  const {fields} = known.actions.find((one) => one.action === action);
+  for (const {field} of fields) delete chosen[`${action} ${field}`];
 }
 
 const inWords = (what) => what[0].toUpperCase() + what.slice(1);
@@ -106,10 +128,7 @@ function choicesOf(field, values) {
 function inputOf(action, {field, optional, values}, fields) {
   const value = chosen[`${action} ${field}`] ?? present(action, field, fields);
   fields[field] = value;
-  const change = ({target}) => {
-    chosen[`${action} ${field}`] = target.value;
-    put('forms', target.value);
-  };
+  const change = ({target}) => choose(action, field, target.value);
   const names = choicesOf(field, values);
   const without = optional || value === '' ? [''] : [];
   const made =
@@ -131,7 +150,7 @@ function form({action, what, fields}) {
   const submit = async (event) => {
     event.preventDefault();
     const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
-    if (await act('form ' + action, action, given)) for (const {field} of fields) delete chosen[`${action} ${field}`];
+    if (await act('form ' + action, action, given)) forget(action);
   };
   return element(
     'form',

@@ -36,6 +36,9 @@ export const button = (text, onclick, properties = {}) => element('button', {typ
 const keyOf = (node) => (node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '');
 const isSame = (old, fresh) => old.nodeName === fresh.nodeName && keyOf(old) === keyOf(fresh);
 
+/** Whether somebody types in a field, or drags it: then what it shows stays. */
+const isInUse = (field) => document.activeElement === field && (field.type === 'range' || field.value !== field.rendered);
+
 function patchAttributes(old, fresh) {
   const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open'; // which somebody opens and closes
   for (const {name} of [...old.attributes]) if (!fresh.hasAttribute(name) && isOurs(name)) old.removeAttribute(name);
@@ -48,7 +51,7 @@ function patchAttributes(old, fresh) {
   if (fresh.rendered === undefined) return;
   if (fresh.type === 'radio' || fresh.type === 'checkbox') {
     old.checked = fresh.checked;
-  } else if (old.rendered !== fresh.rendered && document.activeElement !== old) {
+  } else if (old.rendered !== fresh.rendered && !isInUse(old)) {
     old.value = fresh.value;
   }
   old.rendered = fresh.rendered;
@@ -59,10 +62,11 @@ function patchNode(old, fresh) {
     if (old.data !== fresh.data) old.data = fresh.data;
     return;
   }
-  const value = old.tagName === 'SELECT' ? old.value : undefined;
+  const isChosen = old.tagName === 'SELECT' && old.rendered === fresh.rendered;
+  const value = old.value;
   patch(old, [...fresh.childNodes]);
   patchAttributes(old, fresh);
-  if (value !== undefined && old.rendered === fresh.rendered && old.value !== value) old.value = value;
+  if (isChosen && old.value !== value) old.value = value; // new options have changed it
 }
 
 /** Brings the children of `place` to what `children` are. */

@@ -1,4 +1,5 @@
-import {boardIn, cageOf, known} from './store.js';
+import {ask} from './connection.js';
+import {boardIn, cageOf, known, put} from './store.js';
 import {numbers} from './dom.js';
 import {flashText, plural} from './words.js';
 
@@ -35,8 +36,17 @@ function surroundings() {
   ].filter(Boolean);
 }
 
-/** @return what to ask, or null when nothing is lost for good */
-export function questionFor(action, fields) {
+/** Whether a state is saved under a name. It may have been saved since the page has looked; what cannot be known may be lost. */
+async function isSaved(name) {
+  const answer = await ask('states').catch(() => null);
+  if (answer) put('states', answer.states);
+  return answer?.states.some(({state}) => state === name) ?? true;
+}
+
+const kAboutStates = ['save', 'load', 'forget'];
+
+/** @return what to ask, or null when nothing is lost for good, or the act will be refused */
+export async function questionFor(action, fields) {
   const name = known.board?.board ?? 'the board';
   if (action === 'flash erase') {
     const lost = contents();
@@ -54,14 +64,15 @@ export function questionFor(action, fields) {
       does: flash ? 'Reset and erase' : 'Reset the board',
     };
   }
-  if (action === 'load') {
+  const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
+  if (action === 'load' && saved) {
     const lost = [...surroundings(), ...contents()];
     return {title: `Go back to “${fields.state}”?`, lost, does: 'Go back to it'};
   }
-  if (action === 'save' && known.states?.some(({state}) => state === fields.state)) {
+  if (action === 'save' && saved) {
     return {title: `Save over “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Save over it'};
   }
-  if (action === 'forget')
+  if (action === 'forget' && saved)
     return {title: `Forget “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Forget it'};
   if (action === 'fit') {
     const slot = Number(fields.slot);
