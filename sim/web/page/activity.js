@@ -179,6 +179,7 @@ function take({activity, anew}) {
   }
   if (activity) keepMarks();
   if (activity) insert(activity);
+  if (activity) rowsMoved();
   showLog();
   showFoot();
 }
