@@ -146,6 +146,11 @@ class Page(Server):
         self.assertFalse(self.is_shown("#writing-now"))
         self.assert_no_complaints()
 
+    def fill(self, form, field, value):
+        self.find(f"[data-key='{form}'] [name={field}]")
+        self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
+                     "field.dispatchEvent(new Event('change', {bubbles: true}))", f"[data-key='{form}'] [name={field}]", value)
+
     def test_what_is_destroyed_is_asked_for_and_named(self):
         zelsim("plug 3 1g-sx")
         on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
@@ -172,6 +177,27 @@ class Page(Server):
             self.assertEqual(self.property(f"[data-key='{form}'] [name={field}]", "value"), value, form)
         # A control whose act was not done shows what holds.
         self.find("#inspector [value=sfp]:checked")
+        # So does a form when another slot, supply or port is chosen in it.
+        zelsim("set supply 2 failed")
+        self.find("[data-part=supply2][aria-label*='failed']")
+        for form, field, value, then in (("set supply", "state", "dc", {"state": "dc"}), ("set supply", "supply", "2", {"state": "failed"}),
+                                         ("set supply", "supply", "1", {"state": "ac"}), ("fit", "slot", "2", {"board": "copper"}),
+                                         ("fit", "slot", "3", {"board": "none"}), ("set voltage", "port", "3", {"value": "3.3"})):
+            self.fill(form, field, value)
+            for name, holds in then.items():
+                eventually(lambda: self.property(f"[data-key='{form}'] [name={name}]", "value") == holds)
+        # A state that was saved meanwhile is asked for, and one that does not exist is not.
+        zelsim("save before")
+        for form, state, named in (("save", "before", "Save over “before”?"), ("load", "before", "1g-sx in port 3")):
+            self.fill(form, "state", state)
+            self.click(f"[data-key={form}] button")
+            self.says("dialog.confirm[open]", named)
+            self.keys(Keys.ESCAPE)
+            eventually(lambda: not self.is_there("dialog[open]"))
+        self.fill("load", "state", "nosuch")
+        self.click("[data-key=load] button")
+        self.says("[data-key=load] .refusal", "nosuch")
+        self.assertFalse(self.is_there("dialog[open]"))
         # Where nothing goes, the question says so.
         zelsim("flash erase")
         self.open("?tab=flash")
@@ -207,11 +233,18 @@ class Page(Server):
         zelsim("plug 26 10g-sr")
         eventually(lambda: not self.is_there(form + ".refusal"))
         # The server ends and comes back.
+        self.select("port26")
+        focus = "document.querySelector('[name=los26]')?.focus(); return document.activeElement.name"
+        eventually(lambda: self.on_page(focus) == "los26")
         self.end()
         self.find("#board-view.away")
         self.says("#trouble", "No connection since")
+        # Nothing acts on the board until it is back. Then the focus is where it was.
+        acting = "return document.querySelectorAll('#inspector :is([data-acts], input):enabled, #commands button:enabled').length"
+        eventually(lambda: self.on_page(acting) == 0)
         self.start(str(self.port))
         eventually(lambda: not self.is_there("#board-view.away"))
+        eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
     def refuse_port_5(self):
         """Acts on port 5 go to a port that is none, whatever the page knows."""
@@ -400,7 +433,7 @@ class Page(Server):
             zelsim(change)
         undo = "Undo: zelsim "
         for tab, first, then in (("faults", "Clear fault 1", ("Clear fault 2", "tab-faults")),
-                                 ("activity", undo + "plug 5 1g-lx", (undo + "plug 3 1g-sx",))):
+                                 ("activity", undo + "plug 5 1g-lx", (undo + "plug 5 1g-lx",))):
             self.click("#tab-" + tab)
             button = f"#view-{tab} [aria-label='{first}']"
             self.find(button)

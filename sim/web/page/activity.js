@@ -136,13 +136,15 @@ function showLog() {
 }
 
 function footOf(entry) {
-  return [
+  return element(
+    'span',
+    {class: 'foot-entry'},
     element('span', {class: 'time'}, timeOfDay(entry.at, false)),
     element('b', {}, entry.who),
     element('span', {class: 'told'}, entry.title ?? entry.text),
     entry.undo.length > 0 && !entry.mark.undone && undoButton(entry, {title: 'Undo (u)'}),
     requestButton(entry),
-  ];
+  );
 }
 
 /** The last change. Where a program has noticed something since the last act, both stand there. */

@@ -5,7 +5,7 @@ import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
 import {diagnosticsOf, kQuantities} from './optics.js';
 import {kindOf, numberOf, selected} from './selection.js';
-import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
+import {boardIn, cageOf, follow, isAway, known, linkOf, put} from './store.js';
 
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
@@ -159,7 +159,12 @@ function form({action, what, fields}) {
     element('div', {class: 'form-fields'}, inputs),
     element(
       'button',
-      {type: 'submit', class: pendingValue('form ' + action) ? 'pending' : '', 'aria-label': `Do ${action}`},
+      {
+        type: 'submit',
+        class: pendingValue('form ' + action) ? 'pending' : '',
+        'aria-label': `Do ${action}`,
+        disabled: isAway(),
+      },
       'Do',
     ),
     refusal('form ' + action),
@@ -196,5 +201,5 @@ export function start() {
   dock.add('commands', 'Commands', element('div', {id: 'commands'}));
   ask('actions').then(({actions}) => put('actions', actions));
   ask('modules').then(({modules}) => put('modules', modules));
-  follow(['actions', 'modules', 'board', 'acts', 'forms', 'tab', 'selected'], show);
+  follow(['actions', 'modules', 'board', 'acts', 'forms', 'tab', 'selected', 'live', 'gone'], show);
 }

@@ -1,6 +1,6 @@
 import {act, dismiss, pendingValue, refusalOf} from './acts.js';
 import {button, element} from './dom.js';
-import {put} from './store.js';
+import {isAway, put} from './store.js';
 
 // Controls of the inspector and of forms. Each has a name by which its act and its refusal are found again.
 
@@ -16,6 +16,10 @@ export function refusal(control) {
     )
   );
 }
+
+/** A button that acts on the board. It waits while the board is gone. */
+export const actButton = (text, onclick, properties = {}) =>
+  button(text, onclick, {'data-acts': true, disabled: isAway(), ...properties});
 
 const moved = new Map(); // value that the arrow keys have come to and that is not done, by control
 
@@ -75,6 +79,7 @@ export function choice(control, legend, values, holds, does) {
     {
       class: 'choice' + (waiting === undefined ? '' : ' pending') + (isMoved ? ' moved' : ''),
       'data-key': control,
+      disabled: isAway(),
     },
     element('legend', {}, legend),
     element('div', {class: 'options'}, options),
@@ -89,7 +94,7 @@ export function doing(control, text, action, fields, properties = {}) {
   return element(
     'span',
     {class: 'doing', 'data-key': control},
-    button(text, () => act(control, action, fields), {
+    actButton(text, () => act(control, action, fields), {
       ...properties,
       class: `${properties.class ?? ''}${waiting ? ' pending' : ''}`,
       'aria-busy': waiting,
@@ -122,7 +127,16 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
       {},
       legend,
       element('output', {}, text(holds)),
-      element('input', {type: 'range', min: lowest, max: highest, step, value: String(holds), name: control, oninput: slide}),
+      element('input', {
+        type: 'range',
+        min: lowest,
+        max: highest,
+        step,
+        value: String(holds),
+        name: control,
+        oninput: slide,
+        disabled: isAway(),
+      }),
     ),
     refusal(control),
   );

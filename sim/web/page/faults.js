@@ -1,8 +1,8 @@
 import {act, pendingValue} from './acts.js';
 import {ask} from './connection.js';
-import {refusal} from './controls.js';
+import {actButton, refusal} from './controls.js';
 import * as dock from './dock.js';
-import {button, copyButton, element, find, patch, patchList} from './dom.js';
+import {copyButton, element, find, patch, patchList} from './dom.js';
 import {follow, known, put} from './store.js';
 import {faultResult, kResults, kEffects, percent, plural} from './words.js';
 
@@ -111,7 +111,7 @@ function showForm() {
     element(
       'div',
       {class: 'row'},
-      button(isNextOne() ? 'Fail the next one' : 'Make them fail', () => act('fault-form', 'fail', fields()), {
+      actButton(isNextOne() ? 'Fail the next one' : 'Make them fail', () => act('fault-form', 'fail', fields()), {
         class: 'main' + (pendingValue('fault-form') ? ' pending' : ''),
       }),
       element('code', {}, command()),
@@ -170,7 +170,7 @@ function showTable() {
                   element(
                     'td',
                     {},
-                    button('Clear', () => act('heal' + fault, 'heal', {fault}), {
+                    actButton('Clear', () => act('heal' + fault, 'heal', {fault}), {
                       class: 'small',
                       'aria-label': `Clear fault ${fault}`,
                     }),
@@ -180,7 +180,7 @@ function showTable() {
               ),
             ),
           ),
-          button('Clear all faults', () => act('heal', 'heal')),
+          actButton('Clear all faults', () => act('heal', 'heal')),
           refusal('heal'),
         ],
     '#tab-faults',
@@ -190,6 +190,6 @@ function showTable() {
 export function start() {
   dock.add('faults', 'Faults', element('div', {id: 'fault-form'}), element('div', {id: 'fault-table'}));
   ask('requests').then(({requests}) => put('callables', requests));
-  follow(['callables', 'fault-form', 'acts', 'board', 'tab'], showForm);
-  follow(['board', 'acts', 'tab'], showTable);
+  follow(['callables', 'fault-form', 'acts', 'board', 'tab', 'live', 'gone'], showForm);
+  follow(['board', 'acts', 'tab', 'live', 'gone'], showTable);
 }

@@ -1,7 +1,7 @@
 import {act} from './acts.js';
 import {openCatalogue} from './catalogue.js';
-import {doing, facts, refusal} from './controls.js';
-import {button, copyButton, element} from './dom.js';
+import {actButton, doing, facts, refusal} from './controls.js';
+import {copyButton, element} from './dom.js';
 import {known} from './store.js';
 import {troubleList} from './troubles.js';
 
@@ -25,7 +25,7 @@ export function boardControls() {
     element(
       'div',
       {class: 'row', 'data-key': 'all'},
-      modules === 0 && button('Plug a module…', () => openCatalogue(), {class: 'main'}),
+      modules === 0 && actButton('Plug a module…', () => openCatalogue(), {class: 'main'}),
       board.faults.length > 0 && doing('heal', 'Clear all faults', 'heal'),
     ),
     element('p', {class: 'hint'}, 'Start a program on it:'),
@@ -37,9 +37,9 @@ export function boardControls() {
       element(
         'div',
         {class: 'row'},
-        button('Reset the board…', () => act('reset', 'reset'), {class: 'danger'}),
-        button('Erase the flash…', () => act('erase', 'flash erase'), {class: 'danger'}),
-        button('Reset both…', () => act('reset', 'reset', {flash: true}), {class: 'danger'}),
+        actButton('Reset the board…', () => act('reset', 'reset'), {class: 'danger'}),
+        actButton('Erase the flash…', () => act('erase', 'flash erase'), {class: 'danger'}),
+        actButton('Reset both…', () => act('reset', 'reset', {flash: true}), {class: 'danger'}),
         refusal('reset'),
         refusal('erase'),
       ),

@@ -1,7 +1,7 @@
 import {act, pendingValue} from './acts.js';
 import {moduleOf} from './card.js';
 import {openCatalogue} from './catalogue.js';
-import {choice, doing, facts, refusal, slider} from './controls.js';
+import {actButton, choice, doing, facts, refusal, slider} from './controls.js';
 import {button, element, numbers} from './dom.js';
 import {hexRows} from './hex.js';
 import {diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
@@ -160,7 +160,7 @@ export function portControls(port) {
   const plugging = element(
     'div',
     {class: 'row', 'data-key': 'plugging'},
-    button(cage.module ? 'Plug another module…' : 'Plug a module…', () => openCatalogue(port), {
+    actButton(cage.module ? 'Plug another module…' : 'Plug a module…', () => openCatalogue(port), {
       class: cage.module ? '' : 'main',
     }),
     cage.module && doing(`unplug${port}`, 'Pull it out', 'unplug', {port}),
@@ -232,11 +232,11 @@ export function portsControls(ports) {
       'div',
       {class: 'row', 'data-key': 'plugging'},
       cages.length > 0 &&
-        button(`Plug a module into ${all}…`, () => openCatalogue(...cages.map(({port}) => port)), {
+        actButton(`Plug a module into ${all}…`, () => openCatalogue(...cages.map(({port}) => port)), {
           class: fitted.length < cages.length ? 'main' : '',
         }),
       fitted.length > 0 &&
-        button(`Pull ${plural(fitted.length, 'module')}`, pull, {'aria-busy': pendingValue('unplug-all') !== undefined}),
+        actButton(`Pull ${plural(fitted.length, 'module')}`, pull, {'aria-busy': pendingValue('unplug-all') !== undefined}),
       button('Select none', () => select()),
       refusal('plug-all'),
       refusal('unplug-all'),

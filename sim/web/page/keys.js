@@ -5,7 +5,7 @@ import {closeDialog, openDialog} from './dialog.js';
 import * as dock from './dock.js';
 import {button, element, find} from './dom.js';
 import {firstPart, focusPart, legend} from './panel.js';
-import {focusFilter} from './requests.js';
+import {focusFilter, leaveFilter} from './requests.js';
 import {select, selected} from './selection.js';
 import * as states from './states.js';
 import {isAway, known} from './store.js';
@@ -33,7 +33,7 @@ const kOthers = [
   ['arrow keys', 'from part to part, from sector to sector, from line to line'],
   ['Enter', 'select; plug the chosen module'],
   ['Space', 'select several ports; Shift with arrows or a click selects a range'],
-  ['Escape', 'close what is on top, else select nothing'],
+  ['Escape', 'leave the filter of the requests; close what is on top; else select nothing'],
 ];
 
 const aboutBoard = () => [
@@ -85,7 +85,8 @@ function isTyping({target}) {
   return Boolean(text) || Boolean(document.querySelector('dialog[open]'));
 }
 
-function escape() {
+function escape(event) {
+  if (leaveFilter()) return event.preventDefault(); // which would empty the field
   if (!find('dialog[open]') && dock.closeSheet()) return;
   if (document.querySelector('dialog[open]')) return;
   if (cancelPlacing() || closeCatalogue()) return;
@@ -94,7 +95,7 @@ function escape() {
 
 export function start() {
   document.addEventListener('keydown', (event) => {
-    if (event.key === 'Escape') return escape();
+    if (event.key === 'Escape') return escape(event);
     if (isTyping(event) || event.ctrlKey || event.metaKey || event.altKey) return;
     const found = keysHere().find(([key]) => key === event.key);
     if (found) {

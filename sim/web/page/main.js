@@ -1,5 +1,6 @@
 import * as activity from './activity.js';
 import * as address from './address.js';
+import * as away from './away.js';
 import * as bar from './bar.js';
 import * as card from './card.js';
 import * as catalogue from './catalogue.js';
@@ -41,6 +42,7 @@ function showBoard(name) {
     writing,
     states,
     keys,
+    away,
   ])
     view.start();
   dock.start();

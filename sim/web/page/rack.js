@@ -33,13 +33,35 @@ async function create(event) {
 
 /** How much of a board's flash is in use, in words; the board may be damaged. */
 async function flashOf(name) {
-  const answer = await fetch(`/api/flash?board=${encodeURIComponent(name)}`).catch(() => null);
-  if (!answer?.ok) return 'its flash with all that is in it';
-  return flashText((await answer.json()).sectors) || 'its flash, which is erased';
+  const flash = await documentOf(name, 'flash');
+  if (!flash) return 'its flash with all that is in it';
+  return flashText(flash.sectors) || 'its flash, which is erased';
 }
 
-async function remove(name, {modules}) {
-  const lost = [modules && plural(modules, 'module'), await flashOf(name), 'its saved states'].filter(Boolean);
+/** A document of a board; undefined where it cannot be read. */
+async function documentOf(name, path) {
+  const answer = await fetch(`/api/${path}?board=${encodeURIComponent(name)}`).catch(() => null);
+  return answer?.ok ? answer.json() : undefined;
+}
+
+function modulesText({cages}) {
+  const modules = cages.filter(({module}) => module);
+  return modules.length > 0 && `${plural(modules.length, 'module')}: ${plugged(modules)}`;
+}
+
+const plugged = (cages) => cages.map(({port, module}) => `${module} in port ${port}`).join(', ');
+
+const statesText = ({states}) =>
+  states.length > 0 && `${plural(states.length, 'saved state')}: ${states.map(({state}) => state).join(', ')}`;
+
+/** What goes with a board, in words. What cannot be read may be there. */
+async function contentsOf(name) {
+  const [board, flash, states] = await Promise.all([documentOf(name, 'board'), flashOf(name), documentOf(name, 'states')]);
+  return [board ? modulesText(board) : 'its modules', flash, states ? statesText(states) : 'its saved states'].filter(Boolean);
+}
+
+async function remove(name) {
+  const lost = await contentsOf(name);
   if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'}))
     await manage('delete', {board: name});
 }
@@ -110,7 +132,7 @@ function place([name, summary]) {
         words.length > 0 ? words : element('span', {class: 'well'}, '✓ well'),
       ),
     ),
-    button('Delete…', () => remove(name, summary), {class: 'small quiet', 'aria-label': `Delete board ${name}`}),
+    button('Delete…', () => remove(name), {class: 'small quiet', 'aria-label': `Delete board ${name}`}),
   );
 }
 

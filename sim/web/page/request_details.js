@@ -1,5 +1,5 @@
 import {act} from './acts.js';
-import {refusal} from './controls.js';
+import {actButton, refusal} from './controls.js';
 import {button, copyButton, element} from './dom.js';
 import {openFaults} from './faults.js';
 import {hexRows} from './hex.js';
@@ -28,7 +28,7 @@ export function details(entry) {
       {class: 'row'},
       part && button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'}),
       entry.node !== 'other' &&
-        button('Fail the next one', () => act(control, 'fail', {node: target, count: '1'}), {class: 'small'}),
+        actButton('Fail the next one', () => act(control, 'fail', {node: target, count: '1'}), {class: 'small'}),
       entry.node !== 'other' && button('Make it fail…', () => openFaults(target), {class: 'small'}),
       button('Only these', () => setFilter({node: entry.node === 'other' ? '' : entry.node, text: entry.name, regex: ''}), {
         class: 'small',

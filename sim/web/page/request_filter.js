@@ -12,14 +12,17 @@ export const filter = inAddress();
 const compiled = () =>
   new RegExp(filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'), 'gi');
 
-/** What is looked for: null for nothing, undefined for a text that is no regular expression. */
+let last = null; // the last one that was well formed
+
+/** What is looked for; null for nothing. While the text is no regular expression, perhaps as it is not complete yet, it is
+ *  what was looked for before. */
 export function matcher() {
-  if (!filter.text) return null;
   try {
-    return compiled();
+    last = filter.text ? compiled() : null;
   } catch {
-    return undefined; // perhaps not complete yet
+    // `complaint` says it
   }
+  return last;
 }
 
 /** Why the text is no regular expression, in words; empty if it is one. */
@@ -28,7 +31,7 @@ export function complaint() {
     compiled();
     return '';
   } catch (error) {
-    return `No regular expression: ${error.message.split(': ').at(-1).toLowerCase()}`;
+    return `No regular expression: ${error.message.split(': ').at(-1).toLowerCase()}.`;
   }
 }
 

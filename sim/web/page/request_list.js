@@ -14,6 +14,7 @@ const kLineHeight = 24;
 // A flood of lines is drawn after a moment without new lines, or at the latest after kLongest.
 const kMoment = 300; // milliseconds
 const kLongest = 1000;
+const kSettled = 150; // after a new size of the window
 const kSpare = 8; // lines beyond those that are seen
 const kNear = 200; // pixels from the top
 let passing = []; // the entries that pass the filter
@@ -22,6 +23,7 @@ let opened = null;
 let waiting = 0; // lines at the end of those that pass, not drawn yet
 let floodSince = null; // when the first line came that is not drawn yet
 let drawing; // a timer
+let keeping; // a timer
 let follows = true; // the list stays at the newest line until somebody scrolls up
 const widths = {program: 0, result: 0}; // of the longest text in a column, in characters
 
@@ -197,6 +199,12 @@ function resized() {
   else toEnd();
 }
 
+/** An opened line stays in view when the window gets another size. */
+function keepOpened() {
+  if (!opened || list.clientHeight === 0) return;
+  list.querySelector(`[data-number="${opened.id}"]`)?.firstChild.scrollIntoView({block: 'nearest'});
+}
+
 function showNewest() {
   drawLast();
   list.focus({preventScroll: true});
@@ -240,6 +248,10 @@ export function make() {
   });
   goByKeys(list, placeOf);
   new ResizeObserver(resized).observe(list);
+  addEventListener('resize', () => {
+    clearTimeout(keeping);
+    keeping = setTimeout(keepOpened, kSettled);
+  });
   return [
     element('div', {id: 'trace'}, heading(), list),
     button('', showNewest, {id: 'requests-new', hidden: true}),

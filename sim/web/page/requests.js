@@ -17,13 +17,14 @@ let failures = 0;
 // ---- which are shown
 
 function showState() {
-  const expression = matcher();
-  find('#requests-text').classList.toggle('wrong', expression === undefined);
-  find('#requests-text').setAttribute('aria-invalid', String(expression === undefined));
+  const wrong = complaint();
+  find('#requests-text').classList.toggle('wrong', wrong !== '');
+  find('#requests-text').setAttribute('aria-invalid', String(wrong !== ''));
   const total = entries.length;
   const seen = list.count();
   const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
-  find('#requests-told').textContent = complaint() || told;
+  find('#requests-told').textContent = wrong ? 'not valid' : told;
+  find('#requests-told').title = wrong;
   find('#requests-empty').hidden = seen > 0;
   find('#trace').classList.toggle('none', seen === 0);
   dock.count('requests', failures ? `${failures} failed` : '', true);
@@ -45,7 +46,7 @@ function empty() {
 
 function showAll() {
   const expression = matcher();
-  if (expression !== undefined) list.showLines(entries.filter((entry) => passes(entry, expression)));
+  list.showLines(entries.filter((entry) => passes(entry, expression)));
   showState();
   show();
 }
@@ -116,6 +117,15 @@ const show = () => showBar(entries, programs, {clear, download});
 export function focusFilter() {
   dock.open('requests');
   requestAnimationFrame(() => find('#requests-text').focus());
+}
+
+/** From the filter to what it found. @return whether the focus was there */
+export function leaveFilter() {
+  const field = find('#requests-text');
+  if (document.activeElement !== field) return false;
+  find('#lines').focus({preventScroll: true});
+  if (document.activeElement === field) find('#tab-requests').focus(); // no list is shown
+  return true;
 }
 
 export function start() {

@@ -1,9 +1,9 @@
 import {act} from './acts.js';
 import {ask} from './connection.js';
-import {refusal} from './controls.js';
+import {actButton, refusal} from './controls.js';
 import {closeDialog, openDialog} from './dialog.js';
 import {button, element, patchList} from './dom.js';
-import {follow, known, put} from './store.js';
+import {follow, isAway, known, put} from './store.js';
 
 // The whole board with its flash, kept under names.
 
@@ -58,7 +58,7 @@ function show() {
             pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}',
           }),
         ),
-        element('button', {type: 'submit', class: 'main'}, 'Save this state'),
+        element('button', {type: 'submit', class: 'main', disabled: isAway()}, 'Save this state'),
         refusal('save'),
       ),
       refusal('load'),
@@ -73,8 +73,8 @@ function show() {
                 {'data-key': state},
                 element('b', {}, state),
                 element('span', {class: 'hint'}, saved.replace('T', ' ')),
-                button('Go back to it…', () => load(state), {class: 'small'}),
-                button('Forget…', () => forget(state), {class: 'small danger'}),
+                actButton('Go back to it…', () => load(state), {class: 'small'}),
+                actButton('Forget…', () => forget(state), {class: 'small danger'}),
               ),
             ),
           ),
@@ -100,5 +100,5 @@ export async function open() {
 }
 
 export function start() {
-  follow(['states', 'acts'], show);
+  follow(['states', 'acts', 'live', 'gone'], show);
 }

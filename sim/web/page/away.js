@@ -1,0 +1,34 @@
+import {find} from './dom.js';
+import {follow, isAway} from './store.js';
+
+// While the board is gone nothing can be done to it. What had the focus gets it again when the board is back.
+
+let held = null; // what had the focus last while the board was there
+let shelter = null; // what has it instead
+
+function shelterFocus() {
+  if (!held?.isConnected || !held.matches(':disabled')) return;
+  const dialog = held.closest('dialog');
+  shelter = dialog?.querySelector('button:enabled') ?? held.closest('#inspector') ?? find('[role=tab][aria-selected=true]');
+  shelter.focus({preventScroll: true});
+}
+
+function giveBack() {
+  if (shelter && document.activeElement === shelter && held.isConnected) held.focus({preventScroll: true});
+  shelter = null;
+}
+
+function show() {
+  // An opened request is not drawn anew.
+  for (const one of document.querySelectorAll('#lines [data-acts]')) one.disabled = isAway();
+  if (!isAway()) giveBack();
+  else if (!shelter) shelterFocus();
+}
+
+/** After all views: they have been drawn then. */
+export function start() {
+  document.addEventListener('focusin', ({target}) => {
+    if (!isAway()) held = target;
+  });
+  follow(['live', 'gone'], show);
+}
