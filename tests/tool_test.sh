@@ -179,7 +179,7 @@ says 0 '^pwrmode=' ctl env list
 says 2 'yes: .*Replaces the image' ctl firmware write "$work/firmware" --partition 2
 says 2 'yes: .*boot loader' ctl flash write 0 "$work/gen"
 says 0 'Image 2 *erase and write' ctl firmware write "$work/firmware" --partition 2 --dry-run
-printf x | dd of="$work/firmware" bs=1 seek=70000 conv=notrunc 2>/dev/null
+printf "other bytes" | dd of="$work/firmware" bs=1 seek=70000 conv=notrunc 2>/dev/null
 says 0 '^written *1$' ctl flash update 'image 2' "$work/firmware" --yes
 says 0 '' ctl firmware verify "$work/firmware" --partition 2
 
