@@ -306,6 +306,15 @@ class Page(Server):
         eventually(lambda: self.on_page(names) == ["b2", "b10", "a1", "default"])
         self.on_page("const order = document.querySelector('.sorting'); order.value = 'name';"
                      "order.dispatchEvent(new Event('change'))")
+        # What goes with a board is named; where nothing was saved there is no word of it.
+        zelsim("plug 24 10g-sr --board a1")
+        zelsim("save kept --board b2")
+        for name, named, other in (("a1", "10g-sr in port 24", "saved state"), ("b2", "1 saved state: kept", "module")):
+            self.click(f"[aria-label='Delete board {name}']")
+            self.says("dialog.confirm[open]", named)
+            self.assertNotIn(other, self.text("dialog.confirm[open]"))
+            self.keys(Keys.ESCAPE)
+            eventually(lambda: not self.is_there("dialog.confirm[open]"))
         for _ in range(2):
             eventually(lambda: self.on_page(names) == ["a1", "b2", "b10", "default"])
             self.browser.refresh()
@@ -442,6 +451,31 @@ class Page(Server):
                 self.keys(Keys.ENTER)
                 eventually(lambda: self.focused() == name)
 
+    def test_a_second_click_does_not_undo_another_act(self):
+        self.open("?tab=activity")
+        for line in ("set temperature 52", "set busy 1", "set supply 2 dc"):
+            zelsim(line)
+        lines = "return [...document.querySelectorAll('#activity code')].map((one) => one.innerText)"
+        eventually(lambda: self.on_page(lines)[:1] == ["zelsim set supply 2 dc"])
+        time.sleep(0.6)
+        # The undo's own line comes on top: under the pointer is then the Undo of another act.
+        self.hover("#activity [aria-label='Undo: zelsim set busy 1']")
+        ActionChains(self.browser).click().perform()
+        eventually(lambda: self.on_page(lines)[0] == "zelsim set busy 0")
+        for pause in (0, 0.6):
+            time.sleep(pause)
+            ActionChains(self.browser).click().perform()
+        # A key acts once, and the focus stays.
+        button = "#activity [aria-label='Undo: zelsim set temperature 52']"
+        self.on_page("document.querySelector(arguments[0]).focus()", button)
+        self.keys(Keys.ENTER)
+        eventually(lambda: self.on_page(lines)[0] == "zelsim set temperature 25.0")
+        self.keys(Keys.ENTER)
+        zelsim("set temperature 30")
+        eventually(lambda: self.on_page(lines)[0] == "zelsim set temperature 30")
+        self.assertEqual(len(self.on_page(lines)), 6)
+        self.assertEqual(self.focused(), "Undo: zelsim set temperature 52")
+
     def test_focus_stays_in_a_list_of_states(self):
         zelsim("save before")
         self.keys("s")
@@ -559,6 +593,32 @@ class Page(Server):
         self.click("#requests-new")
         eventually(lambda: self.on_page("return document.activeElement.id") == "lines")
 
+    def test_the_filter_keeps_what_is_shown(self):
+        self.open("?tab=requests&regex=1")
+        self.find("#requests-empty code")
+        on_switch(ZELCTL, "ports")
+        eventually(lambda: int(self.text("#requests-told") or 0) > 200)
+        self.on_page("document.querySelector('#requests-text').focus()")
+        shown = "const {top} = document.querySelector('#lines').getBoundingClientRect();" \
+                "return [top, ...[...document.querySelectorAll('#lines > li')].map((line) => line.dataset.number)]"
+        self.keys("Buf")
+        self.says("#requests-told", " of ")
+        before = self.on_page(shown)
+        # An expression that is not complete changes nothing, and Escape leaves the field with it.
+        self.keys("([")
+        self.says("#requests-told", "not valid")
+        self.assertEqual(self.on_page(shown), before)
+        self.keys(Keys.ESCAPE)
+        self.find("#lines:focus")
+        self.assertEqual(self.property("#requests-text", "value"), "Buf([")
+        # An opened line stays in view.
+        self.click("#lines > li:nth-last-child(3) .line")
+        in_view = "const line = document.querySelector('#lines [aria-expanded=true]'); const {top, bottom} = line.getBoundingClientRect();" \
+                  "return innerHeight === arguments[0] && top >= 0 && bottom < innerHeight + 1"
+        for width, height in ((1024, 700), (1440, 900), (1000, 640)):
+            self.resize(width, height)
+            eventually(lambda: self.on_page(in_view, height))
+
     def test_a_program_that_notices_is_shown(self):
         zelsim("plug 5 1g-sx")
         self.open("?tab=requests&select=port5")
@@ -568,6 +628,12 @@ class Page(Server):
             self.click("#inspector [name=los5][value='1']")
             self.says("#foot", "reads port 5: signal → no light")
             monitor.terminate()
+        # Both stand in the line at the bottom, which makes no page wider than its window.
+        for width in (390, 360):
+            self.resize(width, 844)
+            eventually(lambda: self.on_page("return document.documentElement.scrollWidth") <= width)
+            self.assertGreater(min(self.on_page("return [...document.querySelectorAll('#foot .told')].map((one) => one.clientWidth)")), 60)
+        self.resize(1440, 900)
         self.click("#tab-faults")
         self.on_page("[...document.querySelectorAll('#foot button')].find((one) => one.innerText === 'Show the request').click()")
         self.says("#lines .changed .line[aria-expanded=true]", "port 5: signal → no light")

@@ -1,7 +1,7 @@
 import * as address from './address.js';
 import {confirm} from './confirm.js';
 import {button, element, find, patchList} from './dom.js';
-import {known} from './store.js';
+import {isAway, known} from './store.js';
 import {degrees, flashText, plural} from './words.js';
 
 // All boards at a glance: which one is not well?
@@ -132,7 +132,11 @@ function place([name, summary]) {
         words.length > 0 ? words : element('span', {class: 'well'}, '✓ well'),
       ),
     ),
-    button('Delete…', () => remove(name), {class: 'small quiet', 'aria-label': `Delete board ${name}`}),
+    button('Delete…', () => remove(name), {
+      class: 'small quiet',
+      disabled: isAway(),
+      'aria-label': `Delete board ${name}`,
+    }),
   );
 }
 
@@ -214,7 +218,7 @@ const form = () =>
     slotOf(1),
     slotOf(2),
     slotOf(3),
-    element('button', {type: 'submit', class: 'main'}, 'Make it'),
+    element('button', {type: 'submit', class: 'main', disabled: isAway()}, 'Make it'),
   );
 
 const bar = () =>
