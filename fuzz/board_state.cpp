@@ -19,10 +19,10 @@ using StateFile = std::vector<uint8_t>;
 
 std::vector<std::pair<void *, size_t>> g_mappings;
 
-// A process keeps the boards that it attached to; thousands of inputs must not.
+// Whoever attaches to a board by itself keeps it as long as the process lives; thousands of inputs must not.
 void unmap_all() {
-  for (const auto &[memory, size] : g_mappings) munmap(memory, size);
-  g_mappings.clear();
+  const auto left = g_mappings;
+  for (const auto &[memory, size] : left) munmap(memory, size);
 }
 
 std::string folder() { return tool::boards_root() / "fuzz"; }
@@ -81,6 +81,12 @@ extern "C" void *mmap(void *wanted, size_t size, int protection, int flags, int 
   void *const memory = reinterpret_cast<void *>(syscall(SYS_mmap, wanted, size, protection, flags, fd, offset));
   if (memory != MAP_FAILED && fd >= 0 && (flags & MAP_SHARED) != 0) g_mappings.emplace_back(memory, size);
   return memory;
+}
+
+// What is unmapped already may be somebody else's memory by now.
+extern "C" int munmap(void *memory, size_t size) {
+  std::erase_if(g_mappings, [&](const auto &mapping) { return mapping.first == memory; });
+  return static_cast<int>(syscall(SYS_munmap, memory, size));
 }
 
 // The name that a complaint begins with.
