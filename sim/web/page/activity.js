@@ -126,11 +126,27 @@ function line(entry) {
   );
 }
 
+// The drawn lines, by entry: what a line shows, and its element. Making hundreds anew at each change takes longer than all
+// else on the page.
+let drawn = new Map();
+
+function drawnLine(entry) {
+  const {id, title, undo, mark} = entry;
+  const shows = JSON.stringify([title, undo, mark.title, Boolean(mark.undone), isAway()]);
+  const before = drawn.get(id);
+  if (before?.shows === shows && before.mark === mark && before.element.isConnected) return before;
+  return {shows, mark, element: line(entry)};
+}
+
 function showLog() {
   if (!dock.isOpen('activity')) return;
   const list = find('#activity');
   const top = list.scrollTop;
-  patchList(list, shown().reverse().map(line), '#tab-activity');
+  const lines = shown().reverse();
+  const rows = lines.map(drawnLine);
+  patchList(list, rows.map(({element}) => element), '#tab-activity');
+  const onPage = new Map([...list.children].map((one) => [one.dataset.key, one]));
+  drawn = new Map(lines.map(({id}, i) => [id, {...rows[i], element: onPage.get('entry' + id)}]));
   list.scrollTop = top > 0 ? top : 0;
   find('#activity-empty').hidden = entries.length > 0;
 }

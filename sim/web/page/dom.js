@@ -58,6 +58,7 @@ function patchAttributes(old, fresh) {
 }
 
 function patchNode(old, fresh) {
+  if (old === fresh) return;
   if (old.nodeType === Node.TEXT_NODE) {
     if (old.data !== fresh.data) old.data = fresh.data;
     return;
