@@ -64,7 +64,10 @@ void set_link(const CommandLine &line) {
     throw Failure("PORT: port " + line.words[0] + " has no copper link: " + missing_link(*board, port));
   uint16_t speed = kSpeeds[line.values[1]];
   bool is_full = duplex == kFull;
-  if (has_jack(*board, port)) return replug_jack(*board, port, speed, is_full);
+  if (has_jack(*board, port)) {
+    replug_jack(*board, port, speed, is_full);
+    return;
+  }
   Cage &cage = board->cages[port];
   cage.link_speed = speed;
   cage.full_duplex = is_full;

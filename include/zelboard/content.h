@@ -223,8 +223,8 @@ ZEL_API uint32_t FW_N25Q256A_DumpFlash(const char *path, uint32_t part, uint32_t
  *  @param part   1 to total, or FW_COMPARE_WHOLE = the whole flash, whatever `total` is. So part 255 of a split dump
  *                cannot be compared. Any other: FW_FAIL, nothing opened
  *  @param total  number of parts, as FW_DumpFlash
- *  @return 0 for a file without differences whose size is exactly the part's size, with FW_COMPARE_WHOLE 0x2000000
- *          bytes; FW_FAIL; 0xFFFFFFFF (the file does not open, or the flags refuse it) */
+ *  @return 0 for a file without differences that has exactly the size of the part (FW_COMPARE_WHOLE: 0x2000000 bytes);
+ *          FW_FAIL; 0xFFFFFFFF (the file does not open, or the flags refuse it) */
 ZEL_API uint32_t FW_N25Q256A_DumpComp(const char *path, uint32_t part, uint32_t total);
 /** Prints a map of the flash's sectors, 16 in a row, and a legend. A sector whose first 16 bytes are erased is "__";
  *  any other has the code of its region. If a sector cannot be read, the map ends there.
