@@ -183,42 +183,58 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
   }
 }
 
-// Copies a text into a field. A text that is too long leaves the field empty.
-void put_text_or_nothing(char *to, size_t size, const std::string &text) {
-  std::memset(to, 0, size);
-  bool fits = text.size() < size;
-  if (fits) std::memcpy(to, text.data(), text.size());
+template <size_t size>
+constexpr size_t room_of(const char (&)[size]) {
+  return size - 1;  // a zero ends the text
 }
+
+// Puts a piece of a text into a field: the first one, the second one ...
+template <size_t size>
+void put_piece(char (&to)[size], const std::string &text, size_t piece) {
+  size_t from = std::min(text.size(), piece * room_of(to));
+  std::memset(to, 0, size);
+  text.copy(to, room_of(to), from);
+}
+
+/** Number of pieces into which a text must be cut. */
+size_t pieces_of(const std::string &text, size_t room) { return (text.size() + room - 1) / room; }
 
 struct Performed;
 thread_local Performed *t_performed = nullptr;
 
-/** The command that `perform` does in this thread. */
+/** The act that this thread does. */
 struct Performed {
-  Performed(const CommandRow &command_row, const CommandLine &line, const char *by)
-      : row(command_row), who(by), command(command_text(command_row, line)) {
+  Performed(const char *by, std::string what, bool undo) : who(by), command(std::move(what)), can_be_undone(undo) {
     t_performed = this;
   }
   ~Performed() { t_performed = nullptr; }
   Performed(const Performed &) = delete;
   Performed &operator=(const Performed &) = delete;
 
-  const CommandRow &row;
   const std::string who;
-  const std::string command;
+  std::string command;
+  const bool can_be_undone;
   bool is_told = false;
 };
 
 void keep(Board &board, const std::string &who, const std::string &command, const Words &undo) {
-  std::string all;
-  for (const std::string &line : undo) add_item(all, line, ";");
-  Act &act = board.watch.acts[board.watch.acts_done % kActs];
-  act.at_us = host_time_us();
-  act.number = number_of_change(board);
-  put_text_or_nothing(act.who, sizeof act.who, who);
-  put_text_or_nothing(act.command, sizeof act.command, command);
-  put_text_or_nothing(act.undo, sizeof act.undo, all);
-  ++board.watch.acts_done;
+  std::string back;
+  for (const std::string &line : undo) add_item(back, line, ";");
+  Watch &watch = board.watch;
+  const Act &any = watch.acts[0];
+  if (pieces_of(back, room_of(any.undo)) > kActs) back.clear();
+  size_t pieces = std::max(pieces_of(command, room_of(any.command)), pieces_of(back, room_of(any.undo)));
+  pieces = std::min(pieces, size_t{kActs});
+  int64_t at_us = host_time_us();
+  for (size_t piece = 0; piece < pieces; ++piece) {
+    Act &act = watch.acts[watch.acts_done % kActs];
+    act.at_us = at_us;
+    act.number = number_of_change(board);
+    put_piece(act.who, piece == 0 ? who : "", 0);
+    put_piece(act.command, command, piece);
+    put_piece(act.undo, back, piece);
+    ++watch.acts_done;
+  }
 }
 
 }  // namespace
@@ -262,7 +278,7 @@ LoggedAct::~LoggedAct() {
   bool has_failed = std::uncaught_exceptions() > exceptions_;
   if (!is_logged_ || has_failed) return;
   Words undo;
-  if (t_performed->row.undo) undo = way_back(*before_, board_);
+  if (t_performed->can_be_undone) undo = way_back(*before_, board_);
   keep(board_, t_performed->who, t_performed->command, undo);
   t_performed->is_told = true;
 }
@@ -273,10 +289,48 @@ void perform(const CommandRow &row, const CommandLine &line, const char *who) {
     row.run(line);
     return;
   }
-  Performed performed(row, line, who);
+  Performed performed(who, command_text(row, line), row.undo);
   row.run(line);
   // A command that opens no board, such as `save`, is logged all the same.
   if (!performed.is_told) open_board(row.names_board ? line.name() : line.board);
+}
+
+namespace {
+
+// Several commands, or one with a title, stand behind a line feed.
+std::string together_text(const std::string &title, const Words &commands) {
+  if (title.empty() && commands.size() == 1) return commands[0];
+  std::string all;
+  for (const std::string &command : commands) add_item(all, command, ";");
+  return title + '\n' + all;
+}
+
+}  // namespace
+
+Words perform_together(const std::string &board, const std::string &title, const std::vector<Step> &steps,
+                       const char *who, OnRefusal on_refusal) {
+  Words refusals;
+  Words done;
+  Performed performed(who, title, true);
+  HeldBoard held(board);
+  auto before = std::make_unique<Board>(*held);
+  for (const Step &step : steps) {
+    std::string refusal;
+    try {
+      step.row->run(step.line);
+      done.push_back(command_text(*step.row, step.line));
+    } catch (const std::runtime_error &error) {
+      if (on_refusal == OnRefusal::UndoAll) {
+        copy_saved_part(*before, *held);
+        throw;
+      }
+      refusal = error.what();
+    }
+    refusals.push_back(refusal);
+  }
+  performed.command = together_text(title, done);
+  performed.is_told = done.empty();  // there is nothing to tell
+  return refusals;
 }
 
 }  // namespace zelsim::tool

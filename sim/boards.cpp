@@ -46,8 +46,15 @@ OpenBoard open_folder(const fs::path &folder, Intent intent) {
     finish_loading(folder, *attached->board);
   }
   Board &board = *attached->board;
-  return {folder, attached, Guard(board, intent), LoggedAct(board, intent)};
+  return {folder, attached, std::make_unique<Guard>(board, intent), LoggedAct(board, intent)};
 }
+
+/** The board that this thread holds for several commands. */
+struct Held {
+  std::string name;
+  const OpenBoard *open;  // null: none
+};
+thread_local Held t_held = {};
 
 fs::path folder_of(const std::string &name) {
   if (!name.empty()) {
@@ -134,7 +141,16 @@ fs::path boards_root() {
 
 AttachedBoard attach_board(const std::string &name) { return attach_folder(folder_of(name)); }
 
-OpenBoard open_board(const std::string &name, Intent intent) { return open_folder(folder_of(name), intent); }
+OpenBoard open_board(const std::string &name, Intent intent) {
+  bool is_held = t_held.open != nullptr && t_held.name == name;
+  if (!is_held) return open_folder(folder_of(name), intent);
+  const OpenBoard &held = *t_held.open;
+  return {held.folder, held.attached, nullptr, LoggedAct(*held, Intent::Look)};
+}
+
+HeldBoard::HeldBoard(const std::string &name) : open_(open_board(name)) { t_held = {name, &open_}; }
+
+HeldBoard::~HeldBoard() { t_held = {}; }
 
 OpenBoard open_or_make_board(const std::string &name) {
   fs::path folder = folder_of(name);

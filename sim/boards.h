@@ -33,7 +33,7 @@ struct OpenBoard {
   std::filesystem::path folder;
   std::shared_ptr<const Attached> attached;
   // In this order: the act is logged, then the lock ends, then the mapping.
-  Guard guard;
+  std::unique_ptr<Guard> guard;  // null: this thread holds the board already
   LoggedAct act;
   Board &operator*() const { return *attached->board; }
   Board *operator->() const { return attached->board; }
@@ -52,6 +52,18 @@ std::vector<std::string> board_names();
 OpenBoard open_board(const std::string &name, Intent intent = Intent::Change);
 /** The same for a caller that changes nothing. */
 inline OpenBoard look_at(const std::string &name) { return open_board(name, Intent::Look); }
+/** Locks a board for several commands of this thread, which open it by the same name. Nobody sees it between them. */
+class HeldBoard {
+ public:
+  explicit HeldBoard(const std::string &name);
+  ~HeldBoard();
+  HeldBoard(const HeldBoard &) = delete;
+  HeldBoard &operator=(const HeldBoard &) = delete;
+  Board &operator*() const { return *open_; }
+
+ private:
+  OpenBoard open_;
+};
 /** Opens a board; makes it first if it is missing. */
 OpenBoard open_or_make_board(const std::string &name);
 
@@ -64,6 +76,8 @@ AttachedBoard attach_board(const std::string &name);
 
 /** The folder of the saved states, in a board's folder. */
 constexpr char kStatesFolder[] = "states";
+/** Copies the part of a board that is saved: everything but what belongs to the processes that are on the board. */
+void copy_saved_part(const Board &from, Board &to);
 /** If the loading of a state was interrupted, loads the state again. The caller holds the board's lock. */
 void finish_loading(const std::filesystem::path &folder, Board &board);
 /** A function that prepares a new board, before anybody else sees it. `folder` has the board's files. */

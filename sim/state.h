@@ -220,7 +220,9 @@ struct Change {
 };
 constexpr unsigned kLoggedChanges = 512;
 
-/** What somebody did to the board from outside, and the commands that undo it, separated by semicolons. */
+/** What somebody did to the board from outside, and the commands that undo it, separated by semicolons. An act of several
+ *  commands is its title, which may be empty, a line feed, and the commands, separated alike. A text that is longer than its
+ *  room goes on in the next entry, which has no `who`. */
 struct Act {
   int64_t at_us;    // since 1970
   uint32_t number;  // among the changes of the board

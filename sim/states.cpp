@@ -149,15 +149,6 @@ void copy_image(int from, int to) {
   check_copy(make_hole(to, done, off_t{kFlashSize} - done));
 }
 
-/** Copies the part of a board that is saved: everything but what belongs to the processes that are on the board. */
-void copy_saved_part(const Board &from, Board &to) {
-  constexpr size_t kBegin = offsetof(Board, gpio);
-  constexpr size_t kEnd = offsetof(Board, watch);
-  const auto *source = reinterpret_cast<const uint8_t *>(&from);
-  auto *target = reinterpret_cast<uint8_t *>(&to);
-  std::memcpy(target + kBegin, source + kBegin, kEnd - kBegin);
-}
-
 std::unique_ptr<Board> read_state(const fs::path &folder) {
   auto saved = std::make_unique<Board>();
   std::ifstream file(folder.native() + kStateFile, std::ios::binary);
@@ -227,6 +218,14 @@ Json state_row(const fs::path &place) {
 }
 
 }  // namespace
+
+void copy_saved_part(const Board &from, Board &to) {
+  constexpr size_t kBegin = offsetof(Board, gpio);
+  constexpr size_t kEnd = offsetof(Board, watch);
+  const auto *source = reinterpret_cast<const uint8_t *>(&from);
+  auto *target = reinterpret_cast<uint8_t *>(&to);
+  std::memcpy(target + kBegin, source + kBegin, kEnd - kBegin);
+}
 
 void save_state(const CommandLine &line) {
   check_name(line.words[0], "STATE");

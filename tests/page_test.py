@@ -246,10 +246,10 @@ class Page(Server):
         eventually(lambda: not self.is_there("#board-view.away"))
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
-    def refuse_port_5(self):
-        """Acts on port 5 go to a port that is none, whatever the page knows."""
-        self.on_page("const real = fetch; const there = '\"port\":5'; window.fetch = (path, options) => real(path, "
-                     "options?.body ? {...options, body: options.body.replace(there, there + '5')} : options)")
+    def refuse_port_5(self, port=55):
+        """Acts on port 5 go to a port that is none, or has no cage, whatever the page knows."""
+        self.on_page("const real = fetch; const there = '\"port\":'; const [port] = arguments; window.fetch = (path, options) =>"
+                     "real(path, options?.body ? {...options, body: options.body.replace(there + 5, there + port)} : options)", port)
 
     def test_refusals_are_seen_where_the_act_was(self):
         # A module that is placed on a port without a cage.
@@ -283,9 +283,9 @@ class Page(Server):
         self.says("#inspector [data-key=refusal-rx_power5]", "'55' is not")
         eventually(lambda: self.on_page("return document.querySelector('[name=rx_power5]').value === window.before"))
         self.open("?select=port5,port6")
-        self.refuse_port_5()
+        self.refuse_port_5(9)
         self.click("#inspector [name=los-all][value='1']")
-        self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: '55'")
+        self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: port 9 has no cage")
         self.find("[data-part=port6][aria-label*='no light']")
 
     def test_why_there_is_no_stream(self):
@@ -369,6 +369,12 @@ class Page(Server):
         self.keys("u")
         self.says("#foot", "undone: ports 1, 3, 5")
         eventually(lambda: self.on_page(dark) == 0)
+        # What is undone comes back by the undo of its own line, and then that can be undone.
+        self.click("#activity [aria-label^='Undo: undone: ports']")
+        self.says("#foot", "redone: ports 1, 3, 5")
+        eventually(lambda: self.on_page(dark) == 3)
+        self.keys("u")
+        self.says("#foot", "undone: ports 1, 3, 5")
         self.keys("u")
         self.find("[data-part=port5][aria-label*='empty']")
 
@@ -461,7 +467,7 @@ class Page(Server):
         # The undo's own line comes on top: under the pointer is then the Undo of another act.
         self.hover("#activity [aria-label='Undo: zelsim set busy 1']")
         ActionChains(self.browser).click().perform()
-        eventually(lambda: self.on_page(lines)[0] == "zelsim set busy 0")
+        eventually(lambda: self.on_page(lines)[0] == "undone: set busy 1")
         for pause in (0, 0.6):
             time.sleep(pause)
             ActionChains(self.browser).click().perform()
@@ -469,7 +475,7 @@ class Page(Server):
         button = "#activity [aria-label='Undo: zelsim set temperature 52']"
         self.on_page("document.querySelector(arguments[0]).focus()", button)
         self.keys(Keys.ENTER)
-        eventually(lambda: self.on_page(lines)[0] == "zelsim set temperature 25.0")
+        eventually(lambda: self.on_page(lines)[0] == "undone: set temperature 52")
         self.keys(Keys.ENTER)
         zelsim("set temperature 30")
         eventually(lambda: self.on_page(lines)[0] == "zelsim set temperature 30")

@@ -455,6 +455,79 @@ class Board(Server):
         zelsim("heal")
 
 
+    # Reads the status of the supplies until a file is there. Prints how often supply 2 was good.
+    WATCH = '''
+import fcntl, os, sys
+gpio = os.open("/dev/zel_gpio", os.O_RDWR)
+status = bytearray(1)
+good = 0
+print("reads", flush=True)
+while not os.path.exists(sys.argv[1]):
+    fcntl.ioctl(gpio, 0x40012498, status)
+    good += status[0] >> 7
+print(good)
+'''
+
+    def together(self, *acts, **how):
+        status, text = self.ask("/api/together", json.dumps({"acts": acts, **how}))
+        return status, json.loads(text)
+
+    def state(self):
+        board = json.loads(zelsim("show --json"))
+        del board["i2c"]["clock"], board["paused_us"]
+        return board
+
+    def test_no_program_sees_the_board_between_acts_that_are_one(self):
+        zelsim("set supply 2 failed")
+        end = f"{self.home}/end"
+        with subprocess.Popen((ZELSIM, "run", "--fast", "--", "python3", "-c", self.WATCH, end), stdout=subprocess.PIPE,
+                              text=True) as program:
+            self.assertEqual(program.stdout.readline(), "reads\n")
+            for kind in ("dc", "ac") * 50:
+                acts = [{"action": "set supply", "supply": 2, "state": state} for state in (kind, "failed")]
+                self.assertEqual(self.together(*acts)[0], 200)
+            with open(end, "wb"):
+                pass
+            self.assertEqual(program.stdout.readline(), "0\n")
+
+    def test_several_acts_are_one(self):
+        ports = (3, 24, 25, 26, 27)
+        for port in ports:
+            zelsim(f"plug {port} 1g-sx")
+        news = {}
+        self.follow(news)
+        eventually(lambda: len(news.get("activity", [])) == len(ports))
+        before = self.state()
+        # The commands and the way back are longer than one entry of the board has room for.
+        acts = []
+        for port in ports:
+            acts += [{"action": "unplug", "port": port}]
+            acts += [{"action": "plug", "port": port, "module": module} for module in ("1g-lx", "10g-lr")]
+            acts += [{"action": "set rx-power", "port": port, "value": -7}]
+            acts += [{"action": "set loss-of-signal", "port": port, "value": 1}]
+        self.assertEqual(self.together(*acts, title="undone: all")[1]["refused"], [])
+        eventually(lambda: len(news["activity"]) == len(ports) + 1)
+        entry = news["activity"][-1]
+        self.assertEqual((entry["title"], entry["who"], len(entry["commands"])), ("undone: all", "page", len(acts)))
+        self.assertEqual(entry["commands"][-1], "zelsim set loss-of-signal 27 1")
+        for undo in entry["undo"]:
+            zelsim(undo)
+        self.assertEqual(self.state(), before)
+        # Where one is refused all is as it was, or the others are done.
+        acts = [{"action": "set busy", "value": 1}, {"action": "unplug", "port": 9}, {"action": "set settle", "milliseconds": 7}]
+        refusal = {"error": "port: port 9 has no module"}
+        self.assertEqual(self.together(*acts, whole=True), (409, refusal))
+        self.assertEqual(self.state(), before)
+        status, answer = self.together(*acts)
+        self.assertEqual((status, answer["refused"]), (200, [{"act": 1, **refusal}]))
+        eventually(lambda: news["activity"][-1].get("commands") == ["zelsim set busy 1", "zelsim set settle 7"])
+        self.assertEqual(news["activity"][-1]["undo"], ["set busy 0", "set settle 200"])
+        for named, body in (("acts: ", {}), ("acts: ", {"acts": [{}]}), ("action: 'reset'", {"acts": [{"action": "reset"}]}),
+                            ("title: ", {"acts": acts, "title": "a\nb"}), ("body: ", {"acts": [{"action": 1}]})):
+            status, text = self.ask("/api/together", json.dumps(body))
+            self.assertEqual((status, json.loads(text)["error"].startswith(named)), (400, True), text)
+
+
 class Limits(Server):
     def head(self, line, rest=b""):
         connection = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)

@@ -91,13 +91,21 @@ void check_module(const std::string &name) {
   if (!is_known) throw Usage("module: '" + name + "' is not in the catalogue");
 }
 
-}  // namespace
+/** An action that can be done. */
+struct Action {
+  tool::Step step;
+  std::string told;  // as a person would type it
+};
 
-std::string act(const std::string &board, const std::string &name, const std::string &body) {
-  const CommandRow *row = tool::world_command(name);
-  if (row == nullptr || row->run == nullptr) throw Usage("action: there is no action '" + name + "'");
+Json object_of(const std::string &body) {
   Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
   if (!object.is_object()) throw Usage("body: not a JSON object");
+  return object;
+}
+
+Action action_of(const std::string &board, const std::string &name, Json object) {
+  const CommandRow *row = tool::world_command(name);
+  if (row == nullptr || row->run == nullptr) throw Usage("action: there is no action '" + name + "'");
   CommandLine line = {.board = board};
   std::string told = std::string("zelsim ") + row->name;
   for (const Field &field : fields_of(*row)) {
@@ -109,8 +117,62 @@ std::string act(const std::string &board, const std::string &name, const std::st
   }
   if (!object.empty()) throw Usage(object.begin().key() + ": no field of this action");
   if (row->run == tool::plug_module) check_module(line.words[1]);
-  tool::perform(*row, line, tool::kByPage);
-  return told;
+  return {{row, line}, told};
+}
+
+// One of several.
+Action part_of(const std::string &board, Json object) {
+  if (!object.is_object() || !object.contains("action")) throw Usage("acts: one has no action");
+  std::string name = object["action"].get<std::string>();
+  object.erase("action");
+  Action action = action_of(board, name, object);
+  if (!action.step.row->undo) throw Usage("action: '" + name + "' is done alone");
+  return action;
+}
+
+std::string title_of(const Json &object) {
+  constexpr size_t kLongest = 1000;
+  std::string title = object.value("title", "");
+  bool is_plain = std::ranges::none_of(title, [](unsigned char c) { return std::iscntrl(c); });
+  if (!is_plain || title.size() > kLongest) throw Usage("title: not one line of at most 1000 bytes");
+  return title;
+}
+
+}  // namespace
+
+std::string act(const std::string &board, const std::string &name, const std::string &body) {
+  Action action = action_of(board, name, object_of(body));
+  tool::perform(*action.step.row, action.step.line, tool::kByPage);
+  return action.told;
+}
+
+Json act_together(const std::string &board, const std::string &body) {
+  constexpr size_t kMost = 400;
+  Json object = object_of(body);
+  std::string title = title_of(object);
+  Json acts = object.value("acts", Json::array());
+  if (!acts.is_array() || acts.empty() || acts.size() > kMost) throw Usage("acts: not a list of 1 to 400 actions");
+  std::vector<std::string> told;
+  std::vector<tool::Step> steps;
+  for (const Json &each : acts) {
+    Action action = part_of(board, each);
+    told.push_back(action.told);
+    steps.push_back(action.step);
+  }
+  auto on_refusal = object.value("whole", false) ? tool::OnRefusal::UndoAll : tool::OnRefusal::GoOn;
+  tool::Words refusals = tool::perform_together(board, title, steps, tool::kByPage, on_refusal);
+  Json done = Json::array();
+  Json refused = Json::array();
+  for (size_t i = 0; i < steps.size(); ++i) {
+    if (refusals[i].empty()) {
+      done.push_back(told[i]);
+    } else {
+      Json why = refusal(refusals[i]);
+      why["act"] = i;
+      refused.push_back(why);
+    }
+  }
+  return {{"done", done}, {"refused", refused}};
 }
 
 Json actions() {

@@ -18,6 +18,21 @@ bool is_of_flash(const Change &change) {
   return change.kind == ChangeKind::FlashErase || change.kind == ChangeKind::FlashWrite;
 }
 
+// Several commands, or one with a title, stand behind a line feed.
+void put_act(Json &row, const std::string &act) {
+  size_t end = act.find('\n');
+  if (end == std::string::npos) {
+    row["command"] = "zelsim " + act;
+    return;
+  }
+  if (end > 0) row["title"] = act.substr(0, end);
+  row["commands"] = Json::array();
+  for (const std::string &command : split(act.substr(end + 1), ';')) row["commands"].push_back("zelsim " + command);
+}
+
+// True for an entry that goes on with the text of the one before.
+bool goes_on(const Act &act) { return act.who[0] == '\0'; }
+
 // The numbers of changes wrap.
 bool is_before(const Act &act, const Change &change) { return static_cast<int32_t>(act.number - change.number) < 0; }
 
@@ -26,7 +41,7 @@ bool is_before(const Act &act, const Change &change) { return static_cast<int32_
 void Activity::add(News &news, const Entry &entry) {
   ++entries_;
   Json row = {{"id", entries_}, {"at", entry.at_us / 1000}, {"who", entry.who}};
-  if (!entry.command.empty()) row["command"] = "zelsim " + entry.command;
+  if (!entry.act.empty()) put_act(row, entry.act);
   if (!entry.text.empty()) row["text"] = entry.text;
   if (!entry.undo.empty()) row["undo"] = split(entry.undo, ';');
   if (entry.request != 0) row["request"] = entry.request;
@@ -42,11 +57,25 @@ void Activity::tell_reading(const TraceRecord &record, const std::string &change
   add(news, {.at_us = record.at_us, .who = who, .text = "reads " + changed, .request = request});
 }
 
-void Activity::tell_act(const Act &act, News &news) {
-  add(news, {.at_us = act.at_us,
-             .who = text_in(act.who, sizeof act.who),
-             .command = text_in(act.command, sizeof act.command),
-             .undo = text_in(act.undo, sizeof act.undo)});
+void Activity::tell_act(const Watch &watch, News &news) {
+  const Act &first = watch.acts[acts_ % kActs];
+  Entry entry = {.at_us = first.at_us, .who = text_in(first.who, sizeof first.who)};
+  bool is_whole = false;
+  while (!is_whole) {
+    const Act &act = watch.acts[acts_ % kActs];
+    entry.act += text_in(act.command, sizeof act.command);
+    entry.undo += text_in(act.undo, sizeof act.undo);
+    ++acts_;
+    is_whole = acts_ == watch.acts_done || !goes_on(watch.acts[acts_ % kActs]);
+  }
+  add(news, entry);
+}
+
+// An act whose beginning is overwritten is not told.
+void Activity::leave_half_act(const Watch &watch) {
+  for (; acts_ != watch.acts_done; ++acts_) {
+    if (!goes_on(watch.acts[acts_ % kActs])) return;
+  }
 }
 
 void Activity::tell_change(const Watch &watch, News &news) {
@@ -65,13 +94,17 @@ void Activity::attach(const std::shared_ptr<const Attached> &attached, const Wat
   attached_ = attached;
   acts_ = watch.acts_done - std::min(watch.acts_done, uint32_t{kActs});
   changes_ = watch.logged - std::min(watch.logged, uint32_t{kLoggedChanges});
+  leave_half_act(watch);
   flash_ = {};
 }
 
 void Activity::count_missed(const Watch &watch, News &news) {
   uint32_t acts = watch.acts_done - acts_;
   uint32_t changes = watch.logged - changes_;
-  if (acts > kActs) acts_ = watch.acts_done - kActs;
+  if (acts > kActs) {
+    acts_ = watch.acts_done - kActs;
+    leave_half_act(watch);
+  }
   if (changes <= kLoggedChanges) return;
   changes_ = watch.logged - kLoggedChanges;
   std::string missed = std::to_string(changes - kLoggedChanges);
@@ -91,8 +124,7 @@ void Activity::look(const std::shared_ptr<const Attached> &attached, const Board
     bool has_change = changes_ != watch.logged;
     bool act_is_next = has_act && (!has_change || is_before(act, change_at(watch, changes_)));
     if (act_is_next) {
-      tell_act(act, news);
-      ++acts_;
+      tell_act(watch, news);
     } else {
       tell_change(watch, news);
       ++changes_;

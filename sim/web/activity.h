@@ -27,16 +27,17 @@ class Activity {
   struct Entry {
     int64_t at_us;
     std::string who;
-    std::string command = {};  // of zelsim
-    std::string text = {};     // else what happened
-    std::string undo = {};     // commands, separated by semicolons
-    uint64_t request = 0;      // number of the request that is told; 0: none
+    std::string act = {};   // as the board keeps it
+    std::string text = {};  // else what happened
+    std::string undo = {};  // commands, separated by semicolons
+    uint64_t request = 0;   // number of the request that is told; 0: none
   };
   void add(News &news, const Entry &entry);
   void add(News &news, const FlashLines &lines);
+  void leave_half_act(const Watch &watch);
   void attach(const std::shared_ptr<const Attached> &attached, const Watch &watch);
   void count_missed(const Watch &watch, News &news);
-  void tell_act(const Act &act, News &news);
+  void tell_act(const Watch &watch, News &news);
   void tell_change(const Watch &watch, News &news);
 
   std::shared_ptr<const Attached> attached_ = {};

@@ -239,6 +239,9 @@ void add_actions(httplib::Server &server, const Settings &settings) {
   auto managing = answering([settings](const HttpRequest &request) { return manage(settings, request); });
   server.Post(kCreatePath, managing);
   server.Post(kDeletePath, managing);
+  server.Post("/api/together", answering([settings](const HttpRequest &request) {
+                return act_together(board_of(settings, request), request.body);
+              }));
   server.Post("/api/(.+)", answering([settings](const HttpRequest &request) {
                 std::string name = request.matches[1];
                 std::ranges::replace(name, '/', ' ');

@@ -104,6 +104,10 @@ Json writing_document(const WritingNow &writing);
  *  @param body  its arguments, as a JSON object
  *  @return the command line. Throws tool::Usage or Failure. */
 std::string act(const std::string &board, const std::string &name, const std::string &body);
+/** Does commands of zelsim as one act.
+ *  @param body  a JSON object: `acts`, each with its `action` and fields; `title`; `whole`: all of them or none
+ *  @return the command lines that were done, and what was refused */
+Json act_together(const std::string &board, const std::string &body);
 /** The commands that act() knows. */
 Json actions();
 

@@ -1,5 +1,5 @@
-import {act, followGathered} from './acts.js';
-import {isMarked, keepMarks, loadMarks, markOf} from './activity_marks.js';
+import {actTogether} from './acts.js';
+import {keepMarks, loadMarks, markOf} from './activity_marks.js';
 import {isMeant, rowsMoved} from './aim.js';
 import {parsed} from './commands.js';
 import {refusal} from './controls.js';
@@ -11,81 +11,56 @@ import {timeOfDay} from './words.js';
 // Every change of the board: when, by whom, and the way back.
 
 const kKept = 300;
+const kLongestTitle = 300;
 let entries = [];
-const expected = []; // commands that will be told, and what they belong to
 
-const isAct = ({command}) => Boolean(command);
+/** Acts are commands that somebody has done; all else was done by programs. */
+const commandsOf = ({command, commands}) => (command ? [command] : (commands ?? []));
+const isAct = (entry) => commandsOf(entry).length > 0;
 
-/** Marks the entry of a command that was done, or will when it comes. */
-function expect(command, mark, since = Infinity) {
-  const told = entries.find((one) => one.id > since && one.command === command && !markOf(one).group);
-  if (told) Object.assign(markOf(told), mark);
-  else expected.push({command, mark});
+const kUndone = 'undone: ';
+const kRedone = 'redone: ';
+const isUndoing = ({title}) => Boolean(title?.startsWith(kUndone));
+
+/** One action on several ports, in words. */
+function textOfSeveral(commands) {
+  const all = commands.map(parsed);
+  const ports = all.map((one) => one?.fields.port).filter((port) => port !== undefined);
+  if (ports.length < all.length) return commands.join('; ');
+  const {port, ...fields} = all[0].fields;
+  return `port${ports.length === 1 ? '' : 's'} ${ports.join(', ')}: ${[all[0].action, ...Object.values(fields)].join(' ')}`;
 }
 
-const portsText = (all) => `port${all.length === 1 ? '' : 's'} ${all.map(({port}) => port).join(', ')}`;
-
-/** An act on several ports begins: its entries become one. */
-function gather() {
-  const since = Math.max(0, ...entries.map(({id}) => id));
-  return ({action, commands, all}) => {
-    if (commands.length === 0) return;
-    const {port, ...fields} = all[0];
-    const group = {title: `${portsText(all)}: ${[action, ...Object.values(fields)].join(' ')}`};
-    for (const command of commands) expect(command, {group}, since);
-    keepMarks();
-    put('log', group);
-  };
+function titleOf({title, command, commands}) {
+  if (title || command) return title ?? command;
+  return commands && textOfSeveral(commands);
 }
 
-/** The entries, of which those of one act on several ports are one. */
-function shown() {
-  const lines = [];
-  for (const entry of entries) {
-    const mark = markOf(entry);
-    const {group} = mark;
-    const last = group && lines.findIndex((one) => one.mark === group);
-    const before = last >= 0 ? lines.splice(last, 1)[0] : null;
-    lines.push({
-      ...entry,
-      mark: group ?? mark,
-      title: group ? group.title : entry.command,
-      id: before?.id ?? entry.id,
-      commands: [...(before?.commands ?? []), entry.command],
-      undo: [...(entry.undo ?? []), ...(before?.undo ?? [])], // the last one first
-    });
-  }
-  return lines;
+/** The entries as they are shown. */
+const shown = () => entries.map((entry) => ({...entry, title: titleOf(entry), mark: markOf(entry), undo: entry.undo ?? []}));
+
+const lastAct = () => shown().findLast((entry) => entry.undo.length > 0 && !entry.mark.undone && !isUndoing(entry));
+
+/** What is told of the way back of an act, or of the way back from there. */
+function titleOfUndo({title}) {
+  const of = title.replace(kUndone, '').replace(kRedone, '').replace(/^zelsim /, '');
+  return ((isUndoing({title}) ? kRedone : kUndone) + of).slice(0, kLongestTitle);
 }
-
-/** Commands that undo what an entry tells, as actions. */
-const wayBack = ({undo}) => undo.map((line) => ({...parsed(line), command: `zelsim ${line}`}));
-
-const lastAct = () => shown().findLast(({undo, mark}) => undo.length > 0 && !mark.undone && !mark.undoes);
 
 export async function undo(entry = lastAct()) {
-  if (!entry || isAway()) return;
+  if (!entry || isAway() || !known.actions) return;
   const {mark} = entry;
   mark.undone = true;
-  const back = mark.title ? {group: {title: `undone: ${mark.title}`, undoes: true}} : {undoes: true};
-  for (const {action, fields, command} of wayBack(entry)) {
-    expect(command, back);
-    if (await act('undo', action, fields)) continue;
-    expected.splice(
-      expected.findIndex((one) => one.command === command),
-      1,
-    );
-    mark.undone = false;
-    break;
-  }
+  const acts = entry.undo.map(parsed).map(({action, fields}) => ({action, ...fields}));
+  mark.undone = await actTogether('undo', acts, true, {title: titleOfUndo(entry), whole: true});
   keepMarks();
   put('log', entry.id);
 }
 
 const script = () =>
   entries
-    .filter(isAct)
-    .map(({command}) => `${command} --board ${known.board?.board}`)
+    .flatMap(commandsOf)
+    .map((command) => `${command} --board ${known.board?.board}`)
     .join('\n') + '\n';
 
 /** The way back of an entry. The button keeps the focus when it was pressed, and then does nothing. */
@@ -119,7 +94,7 @@ function line(entry) {
     {'data-key': 'entry' + entry.id, class: isAct(entry) ? 'act' : 'change'},
     element('span', {class: 'time'}, timeOfDay(entry.at)),
     element('span', {class: 'program'}, entry.who),
-    isAct(entry) ? element('code', {title: entry.commands.join('; ')}, entry.title) : element('span', {}, entry.text),
+    isAct(entry) ? element('code', {title: commandsOf(entry).join('; ')}, entry.title) : element('span', {}, entry.text),
     entry.undo.length > 0 &&
       undoButton(entry, {'aria-label': `Undo: ${entry.title}`, title: entry.undo.join('; ')}),
     requestButton(entry),
@@ -132,7 +107,7 @@ let drawn = new Map();
 
 function drawnLine(entry) {
   const {id, title, undo, mark} = entry;
-  const shows = JSON.stringify([title, undo, mark.title, Boolean(mark.undone), isAway()]);
+  const shows = JSON.stringify([title, undo, Boolean(mark.undone), isAway()]);
   const before = drawn.get(id);
   if (before?.shows === shows && before.mark === mark && before.element.isConnected) return before;
   return {shows, mark, element: line(entry)};
@@ -190,12 +165,6 @@ function insert(fresh) {
 function take({activity, anew}) {
   if (anew) entries = [];
   loadMarks();
-  for (const entry of activity ?? []) {
-    const at = isMarked(entry) ? -1 : expected.findIndex(({command}) => command === entry.command);
-    if (at >= 0) Object.assign(markOf(entry), expected.splice(at, 1)[0].mark);
-    else markOf(entry);
-  }
-  if (activity) keepMarks();
   if (activity) insert(activity);
   if (activity) rowsMoved();
   showLog();
@@ -203,7 +172,6 @@ function take({activity, anew}) {
 }
 
 export function start() {
-  followGathered(gather);
   dock.add(
     'activity',
     'Activity',
@@ -217,7 +185,7 @@ export function start() {
     element('p', {id: 'activity-empty', class: 'empty'}, 'Nothing has been changed yet.'),
   );
   follow(['activity', 'anew'], take);
-  follow(['log', 'acts', 'tab', 'live', 'gone'], () => {
+  follow(['log', 'acts', 'tab', 'live', 'gone', 'actions'], () => {
     showLog();
     showFoot();
   });

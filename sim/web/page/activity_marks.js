@@ -1,17 +1,14 @@
 import * as address from './address.js';
 import {known, put} from './store.js';
 
-// What the page knows of entries of the activity: whether one is undone, undoes something, or is a part of an act on several
-// ports. The browser keeps it, so that a page that is loaded again, and its other pages, know it, too.
+// What the page knows of entries of the activity: whether one is undone. The browser keeps it, so that a page that is loaded again, and its other pages, know it, too.
 
 const kMost = 1200;
-let marks = new Map(); // by time and command
+let marks = new Map(); // by time and what was done
 let board; // whose marks they are
 
-const keyOf = ({at, command}) => `${at} ${command}`;
-const place = () => `activity ${board}`;
-
-export const isMarked = (entry) => marks.has(keyOf(entry));
+const keyOf = ({at, command, title, commands}) => `${at} ${command ?? title ?? commands?.join(';')}`;
+const place = () => `undone ${board}`;
 
 export function markOf(entry) {
   const key = keyOf(entry);
@@ -20,16 +17,11 @@ export function markOf(entry) {
   return marks.get(key);
 }
 
-/** The marks that say something; those of one act share their group. */
+/** Keeps the marks that say something. */
 export function keepMarks() {
-  const groups = new Map();
-  const rows = [];
-  for (const [key, {group, ...mark}] of marks) {
-    if (group && !groups.has(group)) groups.set(group, groups.size);
-    if (group || Object.keys(mark).length > 0) rows.push({key, mark, group: groups.get(group)});
-  }
+  const rows = [...marks].filter(([, mark]) => Object.keys(mark).length > 0);
   try {
-    localStorage.setItem(place(), JSON.stringify({rows, groups: [...groups.keys()]}));
+    localStorage.setItem(place(), JSON.stringify(rows));
   } catch {
     // a browser that keeps nothing
   }
@@ -42,9 +34,7 @@ function load() {
   } catch {
     // nothing that can be read
   }
-  const groups = kept?.groups ?? [];
-  for (const {key, mark, group} of kept?.rows ?? [])
-    marks.set(key, group === undefined ? mark : {...mark, group: groups[group]});
+  for (const [key, mark] of kept ?? []) marks.set(key, mark);
 }
 
 /** To be called before marks of a board are asked for. */

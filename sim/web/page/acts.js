@@ -1,5 +1,5 @@
 import {confirm} from './confirm.js';
-import {send} from './connection.js';
+import {send, sendTogether} from './connection.js';
 import {find} from './dom.js';
 import {cageOf, known, put, slotOf} from './store.js';
 import {questionFor} from './loss.js';
@@ -25,10 +25,6 @@ function subjectOf({port, slot, supply}) {
 /** What a refusal is about: it goes when this changes. */
 const causeOf = (refused) => JSON.stringify([refused.map(subjectOf), known.live, known.selected]);
 
-let gather = () => () => {};
-/** @param begin  called when an act on several ports begins. It returns what is called at its end, with what was done */
-export const followGathered = (begin) => (gather = begin);
-
 export function dismiss(control) {
   refusals.delete(control);
   put('acts', {});
@@ -45,43 +41,53 @@ export function review() {
   if (gone) put('acts', {});
 }
 
-/** Does one thing for each of `all`, and goes on where one is refused. */
-async function doAll(control, action, all) {
-  const end = all.length > 1 ? gather() : null;
-  const commands = [];
-  const refused = [];
-  const texts = [];
-  for (const fields of all) {
-    try {
-      commands.push(await send(action, fields));
-    } catch (error) {
-      refused.push(fields);
-      texts.push(error.message);
-    }
-  }
-  end?.({action, commands, all: all.filter((fields) => !refused.includes(fields))});
-  if (refused.length > 0) {
-    const count = all.length > 1 ? `${refused.length} of ${all.length} refused: ` : '';
-    refusals.set(control, {text: count + [...new Set(texts)].join('; '), refused, cause: causeOf(refused)});
-  }
-  find('#notices').textContent = refusalOf(control) ?? commands.at(-1);
-  return refused.length === 0;
+async function sendOne({action, ...fields}) {
+  return {done: [await send(action, fields)], refused: []};
 }
 
-/** Does an act for a control, after a question where something would be lost.
- *  @param fields  of the action; a list of them where it is done to several ports
+/** Does acts as one. A refusal of all of them is about each.
+ *  @return the commands that were done, and the acts that were refused, with why */
+async function doAll(acts, how) {
+  try {
+    const isOne = acts.length === 1 && !how.title;
+    const {done, refused} = await (isOne ? sendOne(acts[0]) : sendTogether(acts, how));
+    return {done, refused: refused.map(({act: at, error}) => ({...acts[at], why: error}))};
+  } catch ({message}) {
+    return {done: [], refused: acts.map((one) => ({...one, why: message}))};
+  }
+}
+
+/** What is told of acts that were refused. */
+function refusalText(acts, refused) {
+  const count = refused.length < acts.length ? `${refused.length} of ${acts.length} refused: ` : '';
+  return count + [...new Set(refused.map(({why}) => why))].join('; ');
+}
+
+/** Asks where something would be lost. An act on several ports loses nothing for good. */
+async function mayBeDone(acts) {
+  for (const {action, ...fields} of acts) {
+    const question = await questionFor(action, fields);
+    if (question && !(await confirm(question))) return false;
+  }
+  return true;
+}
+
+/** Does acts, each with its `action` and fields, as one for a control, after a question where something would be lost.
+ *  @param value  that the control shows meanwhile
+ *  @param how  the `title` of the whole; `whole` for all of them or none
  *  @return true when all of it was done */
-export async function act(control, action, fields = {}, value = true) {
-  const all = [fields].flat();
-  const question = all.length === 1 ? await questionFor(action, all[0]) : null;
-  if (question && !(await confirm(question))) {
+export async function actTogether(control, acts, value = true, how = {}) {
+  if (!(await mayBeDone(acts))) {
     put('acts', {}); // the control goes back to what holds
     return false;
   }
   pending.set(control, value);
   refusals.delete(control);
   put('acts', {});
-  const done = await doAll(control, action, all);
+  const {done: commands, refused} = await doAll(acts, how);
+  const done = refused.length === 0;
+  if (!done) refusals.set(control, {text: refusalText(acts, refused), refused, cause: causeOf(refused)});
+  find('#notices').textContent = refusalOf(control) ?? commands.at(-1);
   // The board's news come on another way and may be a little later than the answer.
   setTimeout(
     () => {
@@ -92,3 +98,12 @@ export async function act(control, action, fields = {}, value = true) {
   );
   return done;
 }
+
+/** Does one action for a control.
+ *  @param fields  of the action; a list of them where it is done to several ports */
+export const act = (control, action, fields = {}, value = true) =>
+  actTogether(
+    control,
+    [fields].flat().map((one) => ({action, ...one})),
+    value,
+  );

@@ -55,6 +55,11 @@ export async function ask(path, fields) {
   return document;
 }
 
+/** Does several acts, each with its `action` and fields, as one.
+ *  @param how  its `title`; `whole` for all of them or none
+ *  @return the commands that were `done`, and those that were `refused`, each with its `error` and its place as `act` */
+export const sendTogether = (acts, how) => ask('together', {acts, ...how});
+
 /** Does what a command does. @return the command as the shell has it */
 export async function send(action, fields = {}) {
   const {done} = await ask(action.replaceAll(' ', '/'), fields);
