@@ -62,8 +62,8 @@ void draw_module(const Picture &picture, const layout::PortState &port, int x, i
 /** The link of a copper port, on the line of the port's number: a small LED and, right of it, the speed. */
 void draw_link(const Picture &picture, unsigned speed, int x, int y, const std::string &id) {
   constexpr int kCharacterWidth = 7;
-  constexpr int kLightWidth = 12;
-  const int right = x + kPortWidth;
+  constexpr int kLightWidth = 9;
+  const int right = x + kPortWidth - 2;  // the frame of a selected port stands at its edge
   const std::string text = speed_text(speed);
   const int text_width = kCharacterWidth * static_cast<int>(text.size());
   picture.text(right, y + kPortNumberY, kSoft, text, kSmallEnd);

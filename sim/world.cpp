@@ -36,6 +36,9 @@ void set_supply(const CommandLine &line) {
   uint32_t supply = line.values[0];
   uint32_t state = line.values[1];
   OpenBoard board = open_board(line.board);
+  bool is_pulled = board->supply[supply] == Supply::None;
+  if (state == kFailed && is_pulled)
+    throw Failure("STATE: supply " + line.words[0] + " is pulled, and cannot fail: plug it first (ac or dc)");
   if (state != kFailed) board->supply[supply] = static_cast<Supply>(state);
   board->supply_good[supply] = state != kFailed && state != kNone;
 }

@@ -246,6 +246,17 @@ class Page(Server):
         eventually(lambda: not self.is_there("#board-view.away"))
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
+    def test_the_line_that_says_why_moves_and_covers_nothing(self):
+        self.end()
+        self.says("#trouble", "No connection since")
+        places = "const trouble = document.querySelector('#trouble'); const panel = document.querySelector('#panel');" \
+                 "const {bottom} = trouble.getBoundingClientRect(); const top = () => panel.getBoundingClientRect().top;" \
+                 "const before = top(); trouble.hidden = true; const without = top(); trouble.hidden = false;" \
+                 "return [before === without, bottom <= before, innerWidth]"
+        for width in (360, 390, 768, 1440):
+            self.resize(width, 900)
+            eventually(lambda: self.on_page(places) == [True, True, width])
+
     def refuse_port_5(self, port=55):
         """Acts on port 5 go to a port that is none, or has no cage, whatever the page knows."""
         self.on_page("const real = fetch; const there = '\"port\":'; const [port] = arguments; window.fetch = (path, options) =>"
@@ -674,6 +685,12 @@ class Page(Server):
         self.keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN, Keys.ENTER)
         self.find("[data-part=port7][aria-label*='1g-lx']:focus")
         self.assertEqual(zelsim("get cages.7.module").strip(), "1g-lx")
+        # Each arrow key leads to what lies ahead; where nothing does the focus stays.
+        for part, key, then in (("port26", Keys.ARROW_UP, "port26"), ("port27", Keys.ARROW_DOWN, "port27"),
+                                ("port0", Keys.ARROW_UP, "slot1"), ("port6", Keys.ARROW_RIGHT, "port8")):
+            self.on_page("document.querySelector(arguments[0]).focus()", f"[data-part={part}]")
+            self.keys(key)
+            self.assertEqual(self.on_page("return document.activeElement.dataset.part"), then, part)
         # The arrow keys lead from the search into the catalogue, and back.
         self.keys("c")
         self.find("#catalogue input:focus")

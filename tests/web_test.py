@@ -129,6 +129,7 @@ class Interface(Server):
 
     def test_what_is_refused(self):
         page = f"http://127.0.0.1:{self.port}"
+        self.act("set/supply", supply=1, state="none")
         for status, named, path, body, headers in (
                 (400, "port: '28' ", "plug", '{"port": 28, "module": "10g"}', {}),
                 (400, "port: missing", "plug", '{"module": "10g"}', {}),
@@ -153,6 +154,7 @@ class Interface(Server):
                 (400, "action: there is no action 'run'", "run", "{}", {}),
                 (400, "port: '99'", "module?port=99", None, {}),
                 (409, "port: port 5 ", "unplug", '{"port": 5}', {}),
+                (409, "state: supply 1 is pulled", "set/supply", '{"supply": 1, "state": "failed"}', {}),
                 (409, "port: port 9 ", "plug", '{"port": 9, "module": "10g"}', {}),
                 (409, "port: port 9 ", "set/loss-of-signal", '{"port": 9, "value": 1}', {}),
                 (409, "port: port 17 ", "set/tx-fault", '{"port": 17, "value": 1}', {}),
@@ -260,6 +262,24 @@ class Interface(Server):
         changes = ", ".join(line["changed"] for line in reads() if "changed" in line)
         self.assertIn("port 4: no module → module", changes)
         self.assertNotIn("transmit fault", changes)
+        # What a request was to read is told when it fails, and no value.
+        zelsim("fail i2c:BufRead@0x9e --count 1")
+        subprocess.run((ZELSIM, "run", "--fast", "--", ZELCTL, "temperature"), capture_output=True, check=False)
+        eventually(lambda: any("fault" in line for line in news["requests"]))
+        failed, = (line for line in news["requests"] if "fault" in line)
+        self.assertEqual((failed["reads"], "values" in failed, "changed" in failed), ("temperature", False, False))
+
+    def test_requests_that_are_not_shown_are_counted(self):
+        news = {}
+        self.follow(news, "requests")
+        eventually(lambda: "board" in news)
+        eventually(lambda: on_switch(ZELCTL, "led", "get", "alarm") and "requests" in news)
+        made = 60000
+        on_switch("python3", "-c", "import fcntl, os\ngpio = os.open('/dev/zel_gpio', os.O_RDWR)\nstatus = bytearray(1)\n"
+                  f"for _ in range({made}): fcntl.ioctl(gpio, 0x40012498, status)")
+        eventually(lambda: any(line.get("missed") for line in news["requests"]))
+        told = sum("GetPowerStatus" in line.get("line", "") for line in news["requests"])
+        self.assertLess(told + sum(line.get("missed", 0) for line in news["requests"]), made + 10)
 
 
 class Changes(Server):

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "../../cli/text.h"
+#include "../boards.h"
 #include "../byte_order.h"
 
 namespace zelsim::web {
@@ -144,8 +145,9 @@ Reading state_reading(const RequestEvent &event) {
     reading.what += " of " + fields.substr(0, fields.find(' ')) + ' ' + std::to_string(event.after[0]);
     value = event.after[1];
   }
-  reading.values.push_back({reading.what, std::to_string(value)});
   reading.is_of_world = std::string_view(request.name) == "GetBoardType";
+  bool has_name = reading.is_of_world && value <= kSfpBoard;
+  reading.values.push_back({reading.what, has_name ? name_of(tool::kBoardTypes, value) : std::to_string(value)});
   return reading;
 }
 
@@ -184,9 +186,9 @@ std::string changes_between(const std::vector<ReadValue> &before, const std::vec
 
 }  // namespace
 
-Reading reading_of(const RequestEvent &event, uint8_t selected) {
-  bool has_read = event.request != nullptr && event.request->fills && event.result == 0 && event.error == 0;
-  if (!has_read) return {};
+namespace {
+
+Reading answered_reading(const RequestEvent &event, uint8_t selected) {
   switch (event.request->shape) {
     case Shape::Transfer:
       return transfer_reading(event, selected);
@@ -200,6 +202,19 @@ Reading reading_of(const RequestEvent &event, uint8_t selected) {
     default:
       return {};
   }
+}
+
+}  // namespace
+
+// The record says what is read, also where nothing was read.
+Reading reading_of(const RequestEvent &event, uint8_t selected) {
+  bool reads = event.request != nullptr && event.request->fills;
+  if (!reads) return {};
+  bool is_answered = event.result == 0 && event.error == 0;
+  if (is_answered) return answered_reading(event, selected);
+  RequestEvent asked = event;
+  std::memcpy(asked.after, event.before, sizeof asked.after);
+  return {.what = answered_reading(asked, selected).what};
 }
 
 ToldReading Readings::take(const TracedCall &call) {

@@ -29,6 +29,7 @@ class Requests {
   /** Records that were found at one look. */
   struct Taken {
     std::string bytes = {};
+    uint32_t made = 0;         // requests that were made meanwhile
     bool misses_more = false;  // there was no room for what followed
   };
   void begin_following(const std::shared_ptr<const Attached> &attached);
@@ -38,6 +39,7 @@ class Requests {
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
+  uint32_t made_ = 0;  // requests that were made until then
   Readings readings_ = {};
   uint64_t count_ = 0;                // of the calls in the log so far
   std::vector<Taken> untold_ = {};    // not in the log yet

@@ -116,13 +116,11 @@ function drawnLine(entry) {
 function showLog() {
   if (!dock.isOpen('activity')) return;
   const list = find('#activity');
-  const top = list.scrollTop;
   const lines = shown().reverse();
   const rows = lines.map(drawnLine);
   patchList(list, rows.map(({element}) => element), '#tab-activity');
   const onPage = new Map([...list.children].map((one) => [one.dataset.key, one]));
   drawn = new Map(lines.map(({id}, i) => [id, {...rows[i], element: onPage.get('entry' + id)}]));
-  list.scrollTop = top > 0 ? top : 0;
   find('#activity-empty').hidden = entries.length > 0;
 }
 

@@ -96,12 +96,13 @@ export function patch(place, children) {
  *  `otherwise`. */
 export function patchList(place, children, otherwise) {
   const held = place.contains(document.activeElement) ? document.activeElement : null;
-  const row = held?.closest('[data-key]');
+  if (!held) return patch(place, children);
+  const row = held.closest('[data-key]');
   const rows = [...place.querySelectorAll('[data-key]')];
   const next = rows.slice(rows.indexOf(row) + 1);
   const before = rows.slice(0, Math.max(0, rows.indexOf(row))).reverse();
   patch(place, children);
-  const isLost = held && (!held.isConnected || held.disabled);
+  const isLost = !held.isConnected || held.disabled;
   if (!isLost) return;
   const heirs = [...next, ...before].filter((one) => one.isConnected).map((one) => one.querySelector('button:enabled'));
   (heirs.find(Boolean) ?? find(otherwise))?.focus();

@@ -10,6 +10,8 @@ import {follow, isAway, known} from './store.js';
 const blocks = new Map(); // name to its element
 const buttons = new Map(); // part to its button
 let shown = ''; // the drawing
+const kBlock = /<svg id="block-[^]*?<\/svg>/g;
+let drawn = new Map(); // the parts of each block, by the block's text
 
 /** The shapes that the drawing uses stand once on the page. */
 function showShapes(drawing) {
@@ -43,23 +45,28 @@ function choose(part, {ctrlKey, metaKey, shiftKey}) {
   select(part);
 }
 
-const middleOf = (node) => {
-  const {left, right, top, bottom} = node.getBoundingClientRect();
-  return {x: (left + right) / 2, y: (top + bottom) / 2};
-};
+const middleOf = ({left, right, top, bottom}) => ({x: (left + right) / 2, y: (top + bottom) / 2});
+
+/** How far a part is in a direction; Infinity for one that is not there. One that lies rather beside than ahead is not. */
+function distance(from, to, {x, y}) {
+  const [a, b] = [middleOf(from), middleOf(to)];
+  const along = (b.x - a.x) * x + (b.y - a.y) * y;
+  const middles = Math.abs((b.x - a.x) * y + (b.y - a.y) * x);
+  const gap = x === 0 ? Math.max(from.left - to.right, to.left - from.right) : Math.max(from.top - to.bottom, to.top - from.bottom);
+  if (along < 4 || gap > along) return Infinity;
+  return along + 3 * Math.max(0, gap) + middles / 4;
+}
 
 /** The nearest part in a direction. While a module is being placed only ports are looked at. */
-function neighbour(part, {x, y}) {
-  const from = middleOf(buttons.get(part));
+function neighbour(part, direction) {
+  const from = buttons.get(part).getBoundingClientRect();
   let nearest = null;
   let best = Infinity;
   for (const [name, node] of buttons) {
     if (name === part || node.hidden || (isPlacing() && kindOf(name) !== 'port')) continue;
-    const to = middleOf(node);
-    const along = (to.x - from.x) * x + (to.y - from.y) * y;
-    const across = Math.abs((to.x - from.x) * y + (to.y - from.y) * x);
-    if (along < 4 || along + 3 * across >= best) continue;
-    best = along + 3 * across;
+    const away = distance(from, node.getBoundingClientRect(), direction);
+    if (away >= best) continue;
+    best = away;
     nearest = name;
   }
   return nearest;
@@ -164,18 +171,29 @@ function show() {
   showSelection();
 }
 
-function draw() {
-  const drawing = new DOMParser().parseFromString(known.picture, 'image/svg+xml').documentElement;
+/** Draws a block of the picture. @return the parts in it */
+function drawBlock(drawn) {
+  const {block, places} = showBlock(drawn);
+  for (const rectangle of places) placeButton(block, rectangle);
+  return places.map(({id}) => id.replace('place-', ''));
+}
+
+/** Draws the blocks that have changed. @return the parts that are there */
+function drawBlocks() {
+  const texts = known.picture.match(kBlock);
+  const fresh = texts.filter((text) => !drawn.has(text));
+  // The picture without the other blocks.
+  const changed = known.picture.replace(kBlock, (text) => (fresh.includes(text) ? text : ''));
+  const drawing = new DOMParser().parseFromString(changed, 'image/svg+xml').documentElement;
   showShapes(drawing);
+  const elements = [...drawing.querySelectorAll('svg[id^="block-"]')];
+  drawn = new Map(texts.map((text) => [text, drawn.get(text) ?? drawBlock(elements[fresh.indexOf(text)])]));
+  return new Set([...drawn.values()].flat());
+}
+
+function draw() {
   const held = document.activeElement?.dataset?.part;
-  const there = new Set();
-  for (const drawn of drawing.querySelectorAll('svg[id^="block-"]')) {
-    const {block, places} = showBlock(drawn);
-    for (const rectangle of places) {
-      placeButton(block, rectangle);
-      there.add(rectangle.id.replace('place-', ''));
-    }
-  }
+  const there = drawBlocks();
   // A part that is no longer there hands its focus to its slot.
   for (const [part, node] of buttons) if (!there.has(part)) node.hidden = true;
   if (held && !there.has(held)) focusPart(`slot${Math.floor(Number(held.replace(/\D/g, '')) / 8) + 1}`);

@@ -4,7 +4,7 @@ import {button, copyButton, element} from './dom.js';
 import {openFaults} from './faults.js';
 import {hexRows} from './hex.js';
 import {setFilter} from './request_filter.js';
-import {bytesOf, chipName, fieldsOf, parse, partOf, targetOf, textOf} from './request_line.js';
+import {bytesOf, chipName, fieldsOf, parse, partOf, readsText, targetOf, textOf} from './request_line.js';
 import {describe, select} from './selection.js';
 import {duration, hex} from './words.js';
 
@@ -21,7 +21,7 @@ export function details(entry) {
     'div',
     {class: 'details'},
     element('code', {}, entry.line),
-    entry.reads && element('p', {}, element('b', {}, `Reads ${entry.reads}`), entry.values ? `: ${entry.values}` : ''),
+    entry.reads && element('p', {}, element('b', {}, readsText(entry)), entry.values ? `: ${entry.values}` : ''),
     entry.changed && element('p', {}, element('b', {class: 'fresh'}, entry.changed), ` since ${entry.program} read it before`),
     element(
       'div',

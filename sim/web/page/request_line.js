@@ -105,6 +105,9 @@ export function bytesOf({rest}) {
   return found ? found[1].trim().replaceAll(' ', '') : '';
 }
 
+/** What a request reads, or was to read. */
+export const readsText = (entry) => `${entry.failed ? 'Was to read' : 'Reads'} ${entry.reads}`;
+
 /** Who asked. */
 export const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
 

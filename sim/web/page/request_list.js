@@ -74,7 +74,8 @@ function takeOut(change) {
 }
 
 function showNew() {
-  const label = waiting > 0 ? `${plural(waiting, 'new line')} ↓` : '';
+  const count = waiting < kKept ? plural(waiting, 'new line') : `More than ${kKept} new lines`;
+  const label = waiting > 0 ? `${count} ↓` : '';
   const more = find('#requests-new');
   more.hidden = !label;
   more.textContent = label;

@@ -1,14 +1,15 @@
 import {element} from './dom.js';
 import {marked} from './request_filter.js';
-import {parse, programName} from './request_line.js';
+import {parse, programName, readsText} from './request_line.js';
 import {duration, timeOfDay} from './words.js';
 
 // A line of the list of requests.
 
 /** What is said when the pointer rests on a line. */
-function titleOf({name, rest, program, reads, values, changed}) {
+function titleOf(entry) {
+  const {name, rest, program, values, changed} = entry;
   const lines = [`${name} ${rest}`];
-  if (reads) lines.push(`Reads ${reads}${values ? `: ${values}` : ''}`);
+  if (entry.reads) lines.push(readsText(entry) + (values ? `: ${values}` : ''));
   if (changed) lines.push(`Changed since ${program} read it before: ${changed}`);
   return lines.join('\n');
 }

@@ -5,6 +5,7 @@ import {clearFilter, complaint, matcher, passes} from './request_filter.js';
 import {hasFailed, programName, textOf} from './request_line.js';
 import * as list from './request_list.js';
 import {follow, known, put} from './store.js';
+import {plural} from './words.js';
 
 // What programs ask of the drivers: the entries that are kept, and which of them are shown.
 
@@ -70,7 +71,7 @@ function forget() {
 
 function note(entry) {
   entry.id = ++number;
-  entry.line ??= '… requests were missed';
+  entry.line ??= entry.missed > 0 ? `… about ${plural(entry.missed, 'request')} not shown` : '… requests not shown';
   entry.failed = hasFailed(entry);
   if (entry.failed) ++failures;
   list.widen('program', programName(entry));

@@ -1,13 +1,15 @@
 // What is known of the board, by part, and who shows it. Views are called once a frame, and only when a part of theirs has
-// changed.
+// changed. After a quiet time they are called at once: waiting for the next frame would only make the change later.
 
 export const known = {};
 const followers = [];
 let changed = new Set();
 let pending = {};
 let asked = false;
+let shownAt = 0;
+const kFrame = 17; // milliseconds, at least
 
-/** Calls `show` in the next frame after one of the parts has changed. Logs arrive as its argument. */
+/** Calls `show` soon after one of the parts has changed. Logs arrive as its argument. */
 export function follow(parts, show) {
   followers.push({parts, show});
 }
@@ -18,6 +20,7 @@ function showAll() {
   changed = new Set();
   pending = {};
   asked = false;
+  shownAt = performance.now();
   for (const {parts: wanted, show} of followers) {
     if (wanted.some((part) => parts.has(part))) show(logs);
   }
@@ -29,6 +32,7 @@ export function touch(part) {
   asked = true;
   // A page that nobody sees draws no frames, and shall be right when it is seen again.
   if (document.hidden) setTimeout(showAll, 100);
+  else if (performance.now() - shownAt > kFrame) queueMicrotask(showAll);
   else requestAnimationFrame(showAll);
 }
 
