@@ -25,6 +25,9 @@ VALUES = [
     ("rx-power", "-14.25", "rx_power_dbm", 0.02),
     ("rx-power", "0.5", "rx_power_dbm", 0.01),
 ]
+# Values beyond the limits on both sides, and one within them.
+EXTREMES = [("module-temperature", -60, 40, 110, "temperature"), ("voltage", 2, 3.3, 4.5, "voltage"), ("bias", 0.2, 6, 100, "bias"),
+            ("tx-power", -30, -3, 7, "tx_power"), ("rx-power", -35, -3, 7, "rx_power")]
 # One line each, with the text.
 REFUSALS = [
     ("rx-power 24 9", "VALUE: '9' is not from -40 to 8.16"),
@@ -59,12 +62,12 @@ def measured(port, quantity):
     return next(row for row in dom(port)["measured"] if row["quantity"] == quantity)
 
 
-def on_terminal(width, words):
+def on_terminal(width, words, status=0):
     """What a command prints on a terminal of this width, without colours; and whether it had any."""
     master, slave = pty.openpty()
     fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, width, 0, 0))
     program = [f"{BIN}zelsim", "run", "--fast", "--", f"{BIN}zelctl", *words.split()]
-    done = subprocess.Popen(program, stdout=slave, env={**os.environ, "TERM": "xterm"})
+    done = subprocess.Popen(program, stdout=slave, stderr=slave if status else None, env={**os.environ, "TERM": "xterm"})
     os.close(slave)
     text = b""
     try:
@@ -72,7 +75,7 @@ def on_terminal(width, words):
             text += piece
     except OSError:  # the terminal's other end is closed
         pass
-    assert done.wait() == 0
+    assert done.wait() == status, (words, text)
     plain = re.sub(r"\033\[[0-9;]*m", "", text.decode()).replace("\r", "")
     return plain, "\033[3" in text.decode()
 
@@ -128,6 +131,15 @@ def check_flags():
     row = measured(INTERNAL, "rx_power")
     assert (row["state"], row["flags"]) == ("normal", ["low alarm", "low warning"]), row
     assert measured(INTERNAL, "rx_power")["flags"] == []
+    # What was beyond a limit for a moment stands there although nobody looked.
+    for verb, low, within, high, quantity in EXTREMES:
+        for side, value in ("low", low), ("high", high):
+            zelsim(f"set {verb} {INTERNAL} {within}")
+            dom(INTERNAL)
+            zelsim(f"set {verb} {INTERNAL} {value}")
+            zelsim(f"set {verb} {INTERNAL} {within}")
+            row = measured(INTERNAL, quantity)
+            assert (row["state"], row["flags"]) == ("normal", [f"{side} alarm", f"{side} warning"]), row
 
 
 def check_memory():
@@ -177,9 +189,11 @@ def check_dumps(folder):
             file.write(content.encode())
         zelsim(f"plug {INTERNAL} {folder}/page")
         assert zelctl(f"sfp dump {INTERNAL} --raw") == both, name
+    equal = bytearray(a2[:2] * 4 + a2[8:])  # one limit stands for all four of the temperature
+    equal[95] = sum(equal[:95]) & 0xFF
     words = "".join(f"{at:07x}" + "".join(f" {low + 256 * high:04x}" for low, high in zip(a0[at:at + 16:2], a0[at + 1:at + 16:2])) + "\n"
                     for at in range(0, 256, 16))
-    for content, text in [(a2, "page A2h alone"), (a2[:128], "page A2h alone"), (a2.hex().encode(), "page A2h alone"),
+    for content, text in [(a2, "page A2h alone"), (equal, "page A2h alone"), (a2[:128], "page A2h alone"), (a2.hex().encode(), "page A2h alone"),
                           (words.encode(), "words instead of bytes")]:
         with open(f"{folder}/page", "wb") as file:
             file.write(content)
@@ -232,7 +246,7 @@ def check_other_modules(path):
     assert abs(measured(27, "temperature")["value"] - 41.5) < 0.01, dom(27)
     assert dom(27)["tx_fault"] is None, dom(27)
     # A receiver whose power rises ever more slowly with the word.
-    struct.pack_into(">5f", pages, 256 + 56, 0, 0, -1e-6, 0.25, 0)
+    struct.pack_into(">5f", pages, 256 + 56, 1e-15, -1e-11, -1e-6, 0.25, 1)
     with open(path, "wb") as file:
         file.write(pages)
     zelsim(f"plug 27 {path}")
@@ -255,11 +269,12 @@ def check_without_values(path):
         assert (row["diagnostics"], row["temperature_celsius"], row["alarms"]) == (said, None, []), row
         told = zelctl("sfp dom 27", status=1 if said == "address change" else 0)
         assert alone in (told if isinstance(told, str) else told.decode()), told
-        zelctl(f"report -o {path}.tgz")
+        assert f"{path}.tgz" in on_terminal(80, f"report -o {path}.tgz")[0]
         with tarfile.open(f"{path}.tgz") as archive:
             name = next(name for name in archive.getnames() if name.endswith("summary.txt"))
             line = re.search(r"(?m)^27 +ZELSIM.*", archive.extractfile(name).read().decode())[0]
         assert ("not ready" if said == "not ready" else "not read") in line and "low alarm" not in line, line
+    assert "nothing for a terminal" in on_terminal(80, "report -o -", status=2)[0]
     zelsim("unplug 27")
 
 

@@ -42,6 +42,9 @@ def report(*options):
     assert done.returncode == 0, done.stderr
     with tarfile.open(fileobj=io.BytesIO(done.stdout), mode="r:gz") as archive:
         files = {name.split("/", 1)[1]: archive.extractfile(name).read() for name in archive.getnames()}
+        assert {(member.uname, member.gname) for member in archive.getmembers()} == {("root", "root")}
+    header = zlib.decompressobj(31).decompress(done.stdout, 512)
+    assert header[100:124] == b"0000644\0" + b"0000000\0" * 2, header  # mode, owner and group as every reader knows them
     return files, json.loads(files["report.json"]), done
 
 

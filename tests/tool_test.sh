@@ -107,7 +107,7 @@ says 1 'the LED is set, but perhaps not the serial-GPIO chain' ctl led set syste
 # A signal while debugCmd hangs: the line tells what may be set. Nothing that was not asked has failed.
 while IFS=';' read -r words line; do
   "$zelsim" fail debugCmd --result hangs
-  "$zelsim" run --fast -- "$build/bin/zelctl" $words 2>"$work/line" >/dev/null &
+  "$zelsim" run --fast -- "$build/bin/zelctl" $words 2>"$work/line" >"$work/rows" &
   command=$!
   while [ "$("$zelsim" fail --list | awk 'END { print $6 }')" != 1 ]; do sleep 0.02; done
   kill -TERM $command
@@ -121,6 +121,7 @@ led set alarm on;debugCmd: interrupted; the LED is set, but perhaps not the seri
 lamp-test 1;debugCmd: interrupted; the lamps may be set in part$
 selftest;interrupted: 5 of 19 subsystems were tested, 0 failed$
 END
+[ "$(grep -c ' ok ' "$work/rows")" -eq 5 ] || fail "rows of an interrupted selftest: $(cat "$work/rows")"
 for led in system alarm; do ctl led set $led off; done
 
 # A change of several requests is finished, or the machine was too slow to meet it.

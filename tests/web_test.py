@@ -174,6 +174,7 @@ class Interface(Server):
 
     def test_wrong_command_lines_are_one_line(self):
         for status, named, line in ((1, "--port", f"--port {self.port}"), (2, "--port", "--port 66000"),
+                                    (1, "--port", f"--listen localhost --port {self.port}"),
                                     (2, "--token", "--listen 0.0.0.0"), (2, "--token", "--token a"),
                                     (2, "--token-file", "--token-file /none"), (2, "--token-file", "--token-file /dev/null"),
                                     (1, "--listen", "--listen 192.0.2.1 --token 12345678")):
@@ -650,6 +651,10 @@ class Listening(Server):
         self.assertTrue(others[0].startswith("http://board:"), others)
         with open(f"/proc/{self.server.pid}/cmdline", "rb") as words:
             self.assertNotIn(b"horse", words.read())
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
+        self.addCleanup(connection.close)
+        connection.request("GET", "/?tab=faults&token=correct-horse")
+        self.assertEqual(connection.getresponse().getheader("Location"), "/?tab=faults")
         bearer = {"Authorization": "Bearer correct-horse"}
         cookie = f"a=b; zelboard-{self.port}=correct-horse"
         for status, where, headers in (

@@ -157,6 +157,16 @@ except OSError:
 END
 [ "$("$zelsim" get faults.1.hits --board chip)" = 1 ] || fail "hits of a fault at an address"
 
+# A trace that cannot be written changes no answer.
+"$zelsim" run --fast --trace=/dev/full --board chip -- python3 - <<'END' || fail "errors of a request behind a full disk"
+import errno, fcntl, os
+gpio = os.open("/dev/zel_gpio", os.O_RDWR)
+try:
+    fcntl.ioctl(gpio, 0x40012482, 1)
+except OSError as error:
+    assert error.errno == errno.EFAULT, error
+END
+
 # The cable of an RJ45 port: what its PHY says, and the panel. A lamp test is on the panel, too.
 "$zelsim" create rj --slots copper
 "$zelsim" set link 0 100 half --board rj && "$zelsim" set link 1 down --board rj
