@@ -132,10 +132,17 @@ Json manage(const Settings &settings, const HttpRequest &request) {
   return {{"done", told}};
 }
 
+/** The browser may keep this file: its path changes with its content. */
+void let_keep(HttpResponse &response) {
+  response.headers.erase("Cache-Control");
+  response.set_header("Cache-Control", "private, max-age=31536000, immutable");
+}
+
 void add_files(httplib::Server &server, const Settings &settings) {
   for (const WebFile &file : kWebFiles) {
     server.Get(file.path, [settings, &file](const HttpRequest &request, HttpResponse &response) {
       if (!request.has_param("token")) {
+        if (std::string_view(file.path) != "/") let_keep(response);
         response.set_content(file.content, file.length, file.type);
         return;
       }

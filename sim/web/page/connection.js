@@ -16,7 +16,7 @@ function subscribe() {
 export function follow(board, takeRack) {
   query = board === null ? 'rack' : `board=${encodeURIComponent(board)}`;
   const channel = new MessageChannel();
-  feed = window.SharedWorker ? new SharedWorker('/feed.js', {type: 'module', name: 'zelboard'}).port : channel.port1;
+  feed = window.SharedWorker ? new SharedWorker(new URL('./feed.js', import.meta.url), {type: 'module', name: 'zelboard'}).port : channel.port1;
   if (!window.SharedWorker) serve(channel.port2);
   feed.onmessage = ({data}) => {
     if (typeof data === 'string') return take(JSON.parse(data));
