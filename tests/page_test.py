@@ -41,6 +41,7 @@ class Page(Server):
 
     def setUp(self):
         super().setUp()
+        Page.first_port = str(self.port)  # what the browser keeps of the page is kept for this address
         self.browser.get_log("browser")  # which ends what others left
         self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
         self.open("")
@@ -48,6 +49,12 @@ class Page(Server):
     def open(self, query):
         self.browser.get(self.address + query)
         self.find("[data-part=port0]")
+
+    def watch_requests(self, query=""):
+        self.open("?tab=requests" + query)
+        self.find("#requests-empty code")
+        # The page is live a little earlier than its stream of requests.
+        eventually(lambda: on_switch(ZELCTL, "temperature") and self.text("#requests-told"))
 
     def find(self, selector):
         found = []
@@ -543,8 +550,7 @@ class Page(Server):
         eventually(lambda: self.is_shown("#fault-table table"))
 
     def test_the_requests_are_drawn_near_what_is_seen(self):
-        self.open("?tab=requests")
-        self.find("#requests-empty code")
+        self.watch_requests()
         for _ in range(3):
             on_switch(ZELCTL, "ports")
         def numbers():
@@ -574,8 +580,7 @@ class Page(Server):
                                 "return last > 0 && last === document.querySelector('#requests-told').innerText &&"
                                 "list.scrollHeight - list.scrollTop - list.clientHeight < 2")
 
-        self.open("?tab=requests")
-        self.find("#requests-empty code")
+        self.watch_requests()
         seen = 0
         for width, height in ((1440, 900), (1440, 720), (1440, 1300), (900, 700), (1440, 900)):
             self.resize(width, height)
@@ -585,8 +590,7 @@ class Page(Server):
             seen = int(self.text("#requests-told"))
 
     def test_the_requests_are_one_stop_of_the_tab_key(self):
-        self.open("?tab=requests")
-        self.find("#requests-empty code")
+        self.watch_requests()
         on_switch(ZELCTL, "ports")
         eventually(lambda: int(self.text("#requests-told") or 0) > 50)
         number = "return Number(document.activeElement.parentNode.dataset.number ?? -1)"
@@ -611,8 +615,7 @@ class Page(Server):
         eventually(lambda: self.on_page("return document.activeElement.id") == "lines")
 
     def test_the_filter_keeps_what_is_shown(self):
-        self.open("?tab=requests&regex=1")
-        self.find("#requests-empty code")
+        self.watch_requests("&regex=1")
         on_switch(ZELCTL, "ports")
         eventually(lambda: int(self.text("#requests-told") or 0) > 200)
         self.on_page("document.querySelector('#requests-text').focus()")
@@ -638,8 +641,7 @@ class Page(Server):
 
     def test_a_program_that_notices_is_shown(self):
         zelsim("plug 5 1g-sx")
-        self.open("?tab=requests&select=port5")
-        self.find("#requests-empty code")
+        self.watch_requests("&select=port5")
         with subprocess.Popen((ZELSIM, "run", "--", ZELCTL, "monitor"), stdout=subprocess.DEVNULL) as monitor:
             eventually(lambda: int(self.text("#requests-told") or 0) > 50)
             self.click("#inspector [name=los5][value='1']")
@@ -753,6 +755,13 @@ class Page(Server):
         eventually(lambda: self.is_shown("#requests-text") and not self.is_shown("[data-key=filter-node]"))
         self.click(".opens-filter")
         eventually(lambda: self.is_shown("[data-key=filter-node]"))
+
+
+def load_tests(_loader, tests, _pattern):
+    """All cases, or with PART=2/3 in the environment every third, from the second: several runs share the work."""
+    part, parts = map(int, os.environ.get("PART", "1/1").split("/"))
+    cases = [case for suite in tests for case in suite]
+    return unittest.TestSuite(cases[part - 1::parts])
 
 
 if __name__ == "__main__":

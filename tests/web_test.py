@@ -44,13 +44,14 @@ class Server(unittest.TestCase):
     """A fresh board and its server for each case."""
 
     words = ("default",)
+    first_port = "0"
 
     def setUp(self):
         home = tempfile.TemporaryDirectory()
         self.addCleanup(home.cleanup)
         self.home = os.environ["ZELSIM_HOME"] = home.name
         zelsim("create --slots sfp,copper,none")
-        self.start("0")
+        self.start(self.first_port)
 
     def start(self, port):
         words = (ZELSIM, "serve", *self.words, "--port", port)
