@@ -92,6 +92,7 @@ def whole_board():
     for secret in SECRETS:
         assert secret in image and not any(secret in content for content in files.values()), secret
     environment = files["environment.bin"]
+    assert data["flash"]["content"] == "flash.bin"
     assert files["flash.bin"] == image[:0x100000] + environment + image[0x110000:]
     assert int.from_bytes(environment[:4], "little") == zlib.crc32(environment[4:])
     values = {row["name"]: row["value"] for row in data["environment"]["variables"]}

@@ -270,6 +270,10 @@ def what_a_recording_answers():
     assert "expected close gpio\n  got      gpio 0x82 SetAlarmLed {led=1}" in done.stderr, done.stderr
     done = replay("ask.rec", "./caller", "flash", "1", status=125)
     assert "got      open flash O_RDWR" in done.stderr, done.stderr
+    # A write is the recorded one only with all of its bytes.
+    record("a", "write.rec", ZELCTL, "i2c", "write", "0x9e", "2", "0x50", "0x00")
+    for first, last, status in ("0x50", "0x00", 0), ("0x51", "0x00", 125), ("0x50", "0x01", 125):
+        replay("write.rec", ZELCTL, "i2c", "write", "0x9e", "2", first, last, status=status)
     # A recording that finds no room for its tape leaves nothing of it.
     crowded = f"ulimit -f 1; trap '' XFSZ; exec {ZELSIM} run --replay ask.rec -- true"
     assert "cannot write" in run("sh", "-c", crowded, status=1).stderr

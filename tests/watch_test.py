@@ -100,6 +100,14 @@ with tempfile.TemporaryDirectory() as folder:
         check = subprocess.run(["promtool", "check", "metrics"], input=text, text=True, capture_output=True)
         assert check.returncode == 0 and not check.stderr + check.stdout, check
 
+    # A board on which one driver answers is watched; without any there is nothing to watch.
+    for rule, status in ("i2c:open", 0), ("gpio:open", 0), ("any:open", 1):
+        zelsim(f"fail {rule}")
+        watcher = on_switch("--fast", "--", f"{BIN}zelctl", "monitor", "--for", "1", stderr=subprocess.DEVNULL)
+        watcher.communicate()
+        assert watcher.returncode == status, (rule, watcher.returncode)
+        zelsim("heal")
+
     words = ("--fast", "--", f"{BIN}zelctl", "monitor", "--json", "--interval", "20", "--initial")
     watcher = on_switch(*words)
     while json.loads(watcher.stdout.readline())["subject"] != "port 24 rx power":

@@ -254,9 +254,12 @@ class Interface(Server):
         for line in ("set los 3 1", "set los 26 1", "set supply 1 failed", "set temperature 40"):
             zelsim(line)
         changed = [line for line in reads() if "changed" in line]
-        self.assertEqual({(line["reads"], line["changed"]) for line in changed}, {
-            ("signals of slot 1", "port 3: signal → no light"), ("signals of ports 24 to 27", "port 26: signal → no light"),
-            ("supplies", "supply 1: good → not good"), ("temperature", "temperature: 25.0 °C → 40.0 °C")})
+        self.assertEqual({(line["line"].split()[2], line["reads"], line["changed"]) for line in changed}, {
+            ("BufRead", "signals of slot 1", "port 3: signal → no light"),
+            ("BufRead", "signals of ports 24 to 27", "port 26: signal → no light"),
+            ("GetSocRegister", "signals of ports 24 to 27", "port 26: signal → no light"),
+            ("GetPowerStatus", "supplies", "supply 1: good → not good"),
+            ("BufRead", "temperature", "temperature: 25.0 °C → 40.0 °C")})
         told = {entry["request"]: (entry["who"], entry["text"]) for entry in news["activity"] if "request" in entry}
         self.assertEqual(told, {line["n"]: (f"zelctl[{line['pid']}]", "reads " + line["changed"]) for line in changed})
         # A module that is plugged is told as this, and not as a transmitter that was mended.
@@ -455,6 +458,8 @@ class Board(Server):
                 page = self.follow(news)
                 eventually(lambda: any(entry.get("command") == "zelsim " + line.replace("los", "loss-of-signal")
                                        for entry in news.get("activity", [])))
+                if "24" not in line:
+                    self.assertNotIn(" 24", " ".join(news["activity"][-1]["undo"]))
                 for undo in news["activity"][-1]["undo"]:
                     zelsim(undo)
                 page.close()
