@@ -276,7 +276,7 @@ LoggedAct::LoggedAct(Board &board, Intent intent) : board_(board), exceptions_(s
 
 LoggedAct::~LoggedAct() {
   bool has_failed = std::uncaught_exceptions() > exceptions_;
-  if (!is_logged_ || has_failed) return;
+  if (!is_logged_ || has_failed || t_performed->is_told) return;
   Words undo;
   if (t_performed->can_be_undone) undo = way_back(*before_, board_);
   keep(board_, t_performed->who, t_performed->command, undo);

@@ -549,6 +549,12 @@ print(good)
         self.assertEqual((status, answer["refused"]), (200, [{"act": 1, **refusal}]))
         eventually(lambda: news["activity"][-1].get("commands") == ["zelsim set busy 1", "zelsim set settle 7"])
         self.assertEqual(news["activity"][-1]["undo"], ["set busy 0", "set settle 200"])
+        # Where all are refused nothing was done.
+        done = len(news["activity"])
+        self.assertEqual(len(self.together({"action": "unplug", "port": 9}, title="nothing")[1]["refused"]), 1)
+        self.act("set/settle", milliseconds=8)
+        eventually(lambda: news["activity"][-1].get("command") == "zelsim set settle 8")
+        self.assertEqual(len(news["activity"]), done + 1)
         for named, body in (("acts: ", {}), ("acts: ", {"acts": [{}]}), ("action: 'reset'", {"acts": [{"action": "reset"}]}),
                             ("title: ", {"acts": acts, "title": "a\nb"}), ("body: ", {"acts": [{"action": 1}]})):
             status, text = self.ask("/api/together", json.dumps(body))
