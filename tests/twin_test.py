@@ -268,6 +268,7 @@ def what_a_recording_answers():
                      done.stderr), done.stderr
     done = replay("ask.rec", "./caller", "ask", "2501", status=125)
     assert "expected close gpio\n  got      gpio 0x82 SetAlarmLed {led=1}" in done.stderr, done.stderr
+    assert re.search(r"\n  > +\d+  close gpio\n +\d+  close i2c\n\Z", done.stderr), done.stderr  # the recording ends there
     done = replay("ask.rec", "./caller", "flash", "1", status=125)
     assert "got      open flash O_RDWR" in done.stderr, done.stderr
     # A write is the recorded one only with all of its bytes.

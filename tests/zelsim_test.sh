@@ -132,10 +132,16 @@ try:
 except OSError:
     pass
 assert os.pread(chip, 2, 0) == b"\xff\xff", "a duplication that failed took the node away"
+# What is written at the position moves it, also from the first byte on; what is written at an offset does not.
+for at, text in ((0, b"ab"), (2, b"cd"), (0x200, b"ef"), (0x202, b"gh")):
+    assert at in (2, 0x202) or os.lseek(chip, at, os.SEEK_SET) == at
+    os.pwrite(chip, b"x", 0x300 + at)
+    assert os.write(chip, text) == 2 and os.lseek(chip, 0, os.SEEK_CUR) == at + 2
+assert os.pread(chip, 4, 0) + os.pread(chip, 4, 0x200) == b"abcdefgh"
 END
 found=$("$zelsim" get flash.bytes_programmed --board chip) \
   found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
-[ "$found" = "9 3 4" ] || fail "counted: $found"
+[ "$found" = "21 3 12" ] || fail "counted: $found"
 
 # The image and its states take room only for what is not erased.
 head -c 33554432 /dev/zero | tr '\0' '\377' >"$work/erased"
