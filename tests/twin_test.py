@@ -65,6 +65,9 @@ def what_is_recorded():
     text = open("killed.rec", encoding="utf-8").read()
     assert re.search(r"\n# no answer: \d\.\d{6} (\d+)/\1 gpio 0x82 SetAlarmLed \{led=\d\}\nend\n$", text), text
     record("a", "x.rec", "./caller", "status", status=7)
+    zelsim("create", "backend")  # the line of the board ends like the last line
+    record("backend", "x.rec", "./caller", "ask", "3")
+    assert len(calls_in("x.rec")) == 3 * 5 + 4
     for end in "TERM", "HUP", "INT", "SEGV":
         for file in "x.rec", "x.rec.gz":
             done = subprocess.run([ZELSIM, "record", "-o", file, "--", "sh", "-c", f"kill -{end} $$"], check=False)

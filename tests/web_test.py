@@ -111,6 +111,12 @@ class Interface(Server):
                 each.get("i2c", {}).pop("clock", None)
             self.assertEqual(document, shown)
         self.assertEqual(self.ask("/panel.svg")[1], zelsim("panel --svg -"))
+        # A connection that stays has one answer to each request.
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
+        self.addCleanup(connection.close)
+        for part in "modules", "states", "faults":
+            connection.request("GET", "/api/" + part)
+            self.assertIn(part, json.loads(connection.getresponse().read()))
         self.assertEqual(json.loads(self.ask("/api/module?port=5")[1])["decoded"]["part_number"], "ZL-1G-LX")
         self.assertEqual(json.loads(self.ask("/api/flash/bytes?start=65536&size=4")[1])["bytes"], "ffffffff")
 

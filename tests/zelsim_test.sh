@@ -163,6 +163,16 @@ except OSError:
 END
 [ "$("$zelsim" get faults.1.hits --board chip)" = 1 ] || fail "hits of a fault at an address"
 
+# A number as the result of a read or write is a count of bytes.
+"$zelsim" heal --board chip
+for call in read write; do "$zelsim" fail flash:$call --result 2 --board chip; done
+"$zelsim" run --fast --board chip -- python3 - <<'END' || fail "counts of bytes as results of faults"
+import os
+chip = os.open("/dev/zel_spi_flash", os.O_RDWR)
+assert len(os.pread(chip, 4, 0)) == 2 and os.pwrite(chip, b"xyz", 0x1000) == 2
+END
+"$zelsim" heal --board chip
+
 # A trace that cannot be written changes no answer.
 "$zelsim" run --fast --trace=/dev/full --board chip -- python3 - <<'END' || fail "errors of a request behind a full disk"
 import errno, fcntl, os
