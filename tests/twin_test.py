@@ -371,7 +371,7 @@ def twin_of_a_report():
                   "set supply 1 failed", "set clock 2031-02-03T04:05:06", "set io 0x5a 0xf0", "set busy 0"])
     for step in ("led set alarm blink", "led set speed25 on", "relay set 1", "flags set diagnostic on", "cage 16 --tx-disable off",
                  "clock poll", "temperature", "register set 0x20300 0x100", "env set pwrmode pwr2ac", "identity name EDGE-1", "identity describe at-the-gate", "identity power-byte 3",
-                 "mac-backup set 00:11:22:33:44:55"):
+                 "mac-backup set 00:11:22:33:44:55", "flash write I1 caller --yes"):
         zelsim("run", "--fast", "--board", "site", "--", ZELCTL, *step.split())
     zelsim("run", "--fast", "--board", "site", "--", "debugCmd", "phy_register_set", "7", "2", "141")
     archive, original, files = report_of("site", "--flash")
@@ -411,7 +411,7 @@ def twin_of_a_report():
     small = subprocess.run([ZELSIM, "run", "--fast", "--board", "site", "--", ZELCTL, "report", "-o", "small.tar.gz"], capture_output=True)
     assert small.returncode == 0
     named = {row["what"] for row in json.loads(zelsim("create", "twin2", "--from", "small.tar.gz", "--json").stdout)["not_held"]}
-    assert not {"flash region Custom info", "flash region Mac Address Backup"} & named, named
+    assert "flash region Image 1" in named and not {"flash region Custom info", "flash region Mac Address Backup"} & named, named
     assert all(report_of("twin2")[1][part] == original[part] for part in ("identity", "mac_backup"))
     assert zelsim("run", "--fast", "--board", "twin2", "--", ZELCTL, "env", "get", "pwrmode").stdout.strip().endswith("pwr2ac")
     assert "exists already" in zelsim("create", "twin2", "--from", "small.tar.gz", status=1).stderr
