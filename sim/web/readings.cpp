@@ -184,10 +184,6 @@ std::string changes_between(const std::vector<ReadValue> &before, const std::vec
   return changes;
 }
 
-}  // namespace
-
-namespace {
-
 Reading answered_reading(const RequestEvent &event, uint8_t selected) {
   switch (event.request->shape) {
     case Shape::Transfer:
