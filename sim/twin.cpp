@@ -38,11 +38,12 @@ class Twin {
     set_expanders(report_, board_, notes_);
     light_modules(board_, notes_);
     set_phys(report_, board_, notes_);
-    fill_flash(report_, files_, folder, notes_);
+    has_flash_ = fill_flash(report_, files_, folder, notes_);
     note_what_no_driver_tells();
   }
 
   unsigned modules() const { return modules_; }
+  bool has_flash() const { return has_flash_; }
   const Json &not_held() const { return notes_.rows(); }
 
  private:
@@ -211,6 +212,7 @@ class Twin {
   Board &board_;
   Notes notes_;
   unsigned modules_ = 0;
+  bool has_flash_ = false;  // all of it
 };
 
 ArchivedFiles files_of_report(const std::string &path) {
@@ -239,14 +241,15 @@ void create_twin(const CommandLine &line) {
   const ArchivedFiles files = files_of_report(line.from);
   const Json report = report_in(files, line.from);
   unsigned modules = 0;
+  bool has_flash = false;
   Json not_held;
   std::filesystem::path folder = make_board(line.name(), [&](const Attached &attached, const std::string &fresh) {
     Twin twin(report, files, attached);
     twin.build(fresh);
     modules = twin.modules();
+    has_flash = twin.has_flash();
     not_held = twin.not_held();
   });
-  bool has_flash = files.contains("flash.bin");
   print(record("board", folder.filename().native(), "modules", modules, "flash", has_flash, "not_held", not_held),
         line.json);
 }

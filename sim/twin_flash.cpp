@@ -81,10 +81,11 @@ void check_chip(const Json &report, Notes &notes) {
 
 }  // namespace
 
-void fill_flash(const Json &report, const ArchivedFiles &files, const std::string &folder, Notes &notes) {
+bool fill_flash(const Json &report, const ArchivedFiles &files, const std::string &folder, Notes &notes) {
   const std::vector<uint8_t> *whole = file_of(files, member(report, {"flash", "content"}));
   const std::vector<uint8_t> *environment = file_of(files, member(report, {"environment", "file"}));
-  if (whole != nullptr && whole->size() == kFlashSize) {
+  const bool is_whole = whole != nullptr && whole->size() == kFlashSize;
+  if (is_whole) {
     write_flash(folder, 0, *whole);
   } else {
     if (environment != nullptr) write_flash(folder, flash_range("Environment").start, *environment);
@@ -96,6 +97,7 @@ void fill_flash(const Json &report, const ArchivedFiles &files, const std::strin
   for (const Json &name : member(report, {"redacted", "variables"}))
     notes.add("variable " + text_of(name) + " of the boot environment", "the report has it without its value");
   check_chip(report, notes);
+  return is_whole;
 }
 
 }  // namespace zelsim::tool

@@ -410,7 +410,9 @@ def twin_of_a_report():
     # Without the flash its regions are named; the environment is there. An existing board stays.
     small = subprocess.run([ZELSIM, "run", "--fast", "--board", "site", "--", ZELCTL, "report", "-o", "small.tar.gz"], capture_output=True)
     assert small.returncode == 0
-    named = {row["what"] for row in json.loads(zelsim("create", "twin2", "--from", "small.tar.gz", "--json").stdout)["not_held"]}
+    data = json.loads(zelsim("create", "twin2", "--from", "small.tar.gz", "--json").stdout)
+    named = {row["what"] for row in data["not_held"]}
+    assert data["flash"] is False
     assert "flash region Image 1" in named and not {"flash region Custom info", "flash region Mac Address Backup"} & named, named
     assert all(report_of("twin2")[1][part] == original[part] for part in ("identity", "mac_backup"))
     assert zelsim("run", "--fast", "--board", "twin2", "--", ZELCTL, "env", "get", "pwrmode").stdout.strip().endswith("pwr2ac")
@@ -423,6 +425,7 @@ def twin_of_a_report():
     for old, new in (3, 28), (5, 9), (24, -1):
         modules[old]["port"] = new
     original |= {"power_status": 256, "relay": 256}
+    original["flash"]["content"] = None  # its file is there, but nothing says what it is
     original["supplies"][0]["conf"] = 3
     original["leds"][1]["value"] = 256
     next(row for row in original["expanders"] if row["address"] == 0x40)["registers"][0] = 256
@@ -433,7 +436,8 @@ def twin_of_a_report():
             made.addfile(member, io.BytesIO(content))
     data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
     named = {row["what"] for row in data["not_held"]}
-    assert data["modules"] == 2 and named >= {"supply 1", "port 27: page A2h"} and not {"power status", "expander 0x40, register 0"} & named, data
+    assert (data["modules"], data["flash"]) == (2, False)
+    assert named >= {"supply 1", "port 27: page A2h"} and not {"power status", "expander 0x40, register 0"} & named, data
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
     assert [cage["port"] for cage in shown["cages"] if cage["module"]] == [16, 27], shown["cages"]
     assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]
