@@ -238,6 +238,14 @@ void take_line(Recording &recording, std::string_view line, uint32_t number) {
   if (!is_remark(line)) recording.calls.push_back(parse_line(line, number));
 }
 
+std::vector<uint8_t> unpacked(std::vector<uint8_t> content, const std::string &file) {
+  try {
+    return unpack_what_is_there(std::move(content), kLongestFile).bytes;
+  } catch (const Failure &failure) {
+    throw Usage("FILE: '" + file + "' is no recording: " + failure.what());
+  }
+}
+
 }  // namespace
 
 std::string recording_title(int64_t began_us) {
@@ -246,7 +254,7 @@ std::string recording_title(int64_t began_us) {
 }
 
 Recording read_recording(const std::string &file) {
-  const std::vector<uint8_t> content = unpack_what_is_there(read_file(file, kLongestFile), kLongestFile).bytes;
+  const std::vector<uint8_t> content = unpacked(read_file(file, kLongestFile), file);
   std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
   Recording recording = {};
   uint32_t number = 1;
