@@ -285,6 +285,9 @@ def check_pictures():
             assert max(map(len, text.split("\n"))) <= width, (width, text)
             assert coloured == words.endswith(str(EXTERNAL)), text
         assert len(re.findall(r"\[[-=#]*O[-=#]*\]", on_terminal(width, f"sfp dom {EXTERNAL}")[0])) == 5
+    for width, places in (200, 72), (75, 73), (21, 19), (19, 18), (10, 18):
+        bars = re.findall(r"\[[-=#O]+\]", on_terminal(width, f"sfp dom {EXTERNAL}")[0])
+        assert [len(each) - 2 for each in bars] == [places] * 5, (width, bars)
     for width, most in (80, 16), (79, 8), (48, 8), (47, 4):
         text = on_terminal(width, "flash read 0x200000 16")[0]
         assert text.startswith("00200000 " + " ff" * most + "  |"), (width, text)

@@ -229,6 +229,15 @@ class Interface(Server):
         self.assertEqual(found["zelsim fail gpio:SetRingMasterLed --count 1"]["who"], "shell")
         self.assertTrue(found["LED alarm: off → on"]["who"].startswith("zelctl["))
 
+    def test_acts_and_what_programs_change_are_told_in_their_order(self):
+        news = {}
+        self.follow(news)
+        eventually(lambda: "board" in news)
+        steps = f"{ZELSIM} set settle $number; debugCmd sgpio_set 5 1 $((number % 2))"
+        on_switch("sh", "-c", f"for number in 1 2 3 4 5 6 7 8; do {steps}; done")
+        eventually(lambda: len(news.get("activity", [])) >= 16)
+        self.assertEqual(["command" in entry for entry in news["activity"]], [True, False] * 8)
+
     def test_history_is_kept_while_no_page_is_open(self):
         def told(name):
             return [value for _, value in json.loads(self.ask("/api/history")[1])["series"].get(name, [])]
