@@ -18,6 +18,7 @@ ZELSIM = f"{BUILD}/bin/zelsim"
 SHIPPED = f"{BUILD}/plain" if os.path.isdir(f"{BUILD}/plain") else BUILD
 ZELCTL, INDICATORS = f"{SHIPPED}/bin/zelctl", f"{SHIPPED}/examples/indicators"
 PATIENCE = 60
+MADE = "the board was made"
 
 
 def eventually(holds):
@@ -319,7 +320,9 @@ print(os.getpid())
         return f"python3[{on_switch('python3', '-c', self.PROGRAM, ZELSIM, *acts).strip()}]"
 
     def told(self, news):
-        return [(entry["who"], entry.get("text") or entry["command"]) for entry in news.get("activity", [])]
+        made, *rest = news.get("activity") or [{"text": MADE}]
+        self.assertEqual(made["text"], MADE)
+        return [(entry["who"], entry.get("text") or entry["command"]) for entry in rest]
 
     def test_all_stand_in_their_order_with_who_made_them(self):
         who = self.make("1", "plug 5 1g-sx", "0", "2", "unplug 5", "1", "reset", "1", "1", "0")
@@ -332,6 +335,7 @@ print(os.getpid())
         self.assertEqual(self.told(news), made)
         times = [entry["at"] for entry in news["activity"]]
         self.assertEqual(times, sorted(times))
+        self.assertEqual([entry.get("barrier") for entry in news["activity"]], [True] + [None] * 6 + [True] + [None] * 2)
         # While somebody looks, far faster than anybody looks.
         who = self.make(*"10" * 100, "set settle 7", *"10" * 100)
         eventually(lambda: len(self.told(news)) >= len(made) + 401)
@@ -427,6 +431,24 @@ class Board(Server):
             back()
             self.assertEqual(zelsim("get slots"), made)
             self.assertEqual(self.ask("/api/flash/bytes?start=0&size=4")[1].count("6b657074"), 1)
+
+    def test_what_was_before_a_reset_a_load_or_another_board_is_told_apart(self):
+        news = {}
+        self.follow(news)
+        made = time.time()
+        for line in ("plug 5 1g-sx", "save here", "unplug 5", "load here", "unplug 5", "reset"):
+            zelsim(line)
+        eventually(lambda: len(news.get("activity", [])) == 7)
+        time.sleep(0.05)
+        for line in ("delete", "create", "set settle 7"):
+            zelsim(line)
+        eventually(lambda: len(news["activity"]) == 9)
+        told = [entry.get("command") or entry["text"] for entry in news["activity"] if "barrier" in entry]
+        self.assertEqual(told, [MADE, "zelsim load here", "zelsim reset", MADE])
+        times = [entry["at"] for entry in news["activity"]]
+        self.assertEqual(times, sorted(times))
+        self.assertLess(times[0], made * 1000)
+        self.assertGreater(times[7], times[6])
 
     def test_a_saved_state_comes_back_as_a_whole(self):
         def state():
@@ -538,7 +560,7 @@ print(good)
             zelsim(f"plug {port} 1g-sx")
         news = {}
         self.follow(news)
-        eventually(lambda: len(news.get("activity", [])) == len(ports))
+        eventually(lambda: len(news.get("activity", [])) == 1 + len(ports))
         before = self.state()
         # The commands and the way back are longer than one entry of the board has room for.
         acts = []
@@ -548,7 +570,7 @@ print(good)
             acts += [{"action": "set rx-power", "port": port, "value": -7}]
             acts += [{"action": "set loss-of-signal", "port": port, "value": 1}]
         self.assertEqual(self.together(*acts, title="undone: all")[1]["refused"], [])
-        eventually(lambda: len(news["activity"]) == len(ports) + 1)
+        eventually(lambda: len(news["activity"]) == len(ports) + 2)
         entry = news["activity"][-1]
         self.assertEqual((entry["title"], entry["who"], len(entry["commands"])), ("undone: all", "page", len(acts)))
         self.assertEqual(entry["commands"][-1], "zelsim set loss-of-signal 27 1")

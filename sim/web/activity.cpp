@@ -30,6 +30,12 @@ void put_act(Json &row, const std::string &act) {
   for (const std::string &command : split(act.substr(end + 1), ';')) row["commands"].push_back("zelsim " + command);
 }
 
+// True for an act that leaves nothing of the board that earlier acts were done to.
+bool replaces_all(const std::string &act) {
+  std::string command = act.substr(0, act.find(' '));
+  return command == "reset" || command == "load";
+}
+
 // True for an entry that goes on with the text of the one before.
 bool goes_on(const Act &act) { return act.who[0] == '\0'; }
 
@@ -40,11 +46,13 @@ bool is_before(const Act &act, const Change &change) { return static_cast<int32_
 
 void Activity::add(News &news, const Entry &entry) {
   ++entries_;
+  last_us_ = std::max(last_us_, entry.at_us);
   Json row = {{"id", entries_}, {"at", entry.at_us / 1000}, {"who", entry.who}};
   if (!entry.act.empty()) put_act(row, entry.act);
   if (!entry.text.empty()) row["text"] = entry.text;
   if (!entry.undo.empty()) row["undo"] = split(entry.undo, ';');
   if (entry.request != 0) row["request"] = entry.request;
+  if (entry.barrier) row["barrier"] = true;
   news.add("activity", text_of(row), kMostEntries);
 }
 
@@ -68,6 +76,7 @@ void Activity::tell_act(const Watch &watch, News &news) {
     ++acts_;
     is_whole = acts_ == watch.acts_done || !goes_on(watch.acts[acts_ % kActs]);
   }
+  entry.barrier = replaces_all(entry.act);
   add(news, entry);
 }
 
@@ -89,9 +98,18 @@ void Activity::tell_change(const Watch &watch, News &news) {
   if (!text.empty()) add(news, {.at_us = change.at_us, .who = program_of(change), .text = text});
 }
 
-// The logs also have what was before anybody watched.
-void Activity::attach(const std::shared_ptr<const Attached> &attached, const Watch &watch) {
-  attached_ = attached;
+void Activity::follow(const BoardFile &file) {
+  if (file == file_) return;
+  file_ = file;
+  begins_ = true;
+}
+
+// The logs also have what was before anybody watched. A file's time is a little coarse: what was done to the board that had
+// the name before stands before the new one.
+void Activity::begin(const Watch &watch, News &news) {
+  begins_ = false;
+  int64_t at_us = std::max(file_.made_us, last_us_);
+  add(news, {.at_us = at_us, .who = "zelsim", .text = "the board was made", .barrier = true});
   acts_ = watch.acts_done - std::min(watch.acts_done, uint32_t{kActs});
   changes_ = watch.logged - std::min(watch.logged, uint32_t{kLoggedChanges});
   leave_half_act(watch);
@@ -112,9 +130,9 @@ void Activity::count_missed(const Watch &watch, News &news) {
   add(news, {.at_us = at_us, .who = "zelsim", .text = missed + " changes came too fast for this log"});
 }
 
-void Activity::look(const std::shared_ptr<const Attached> &attached, const Board &now, News &news) {
+void Activity::look(const Board &now, News &news) {
   const Watch &watch = now.watch;
-  if (attached_ != attached) attach(attached, watch);
+  if (begins_) begin(watch, news);
   bool has_last = changes_ != 0 && watch.logged - changes_ < kLoggedChanges;
   if (has_last) flash_.take_growth(change_at(watch, changes_ - 1));
   count_missed(watch, news);

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
-#include "attached.h"
+#include "board_file.h"
 #include "flash_activity.h"
 #include "news.h"
 
@@ -12,8 +11,10 @@ namespace zelsim::web {
 /** Tells the changes of a board in their order: what was done to it from outside, and what programs changed. */
 class Activity {
  public:
-  /** @param now  a copy of the board that is attached */
-  void look(const std::shared_ptr<const Attached> &attached, const Board &now, News &news);
+  /** Goes on with a board, which may be another one under the same name. */
+  void follow(const BoardFile &file);
+  /** @param now  a copy of the board that is followed */
+  void look(const Board &now, News &news);
   /** Tells that a program has read something anew.
    *  @param request  its number in the list of requests */
   void tell_reading(const TraceRecord &record, const std::string &changed, uint64_t request, News &news);
@@ -31,16 +32,19 @@ class Activity {
     std::string text = {};  // else what happened
     std::string undo = {};  // commands, separated by semicolons
     uint64_t request = 0;   // number of the request that is told; 0: none
+    bool barrier = false;   // what was before it cannot be undone any more
   };
   void add(News &news, const Entry &entry);
   void add(News &news, const FlashLines &lines);
   void leave_half_act(const Watch &watch);
-  void attach(const std::shared_ptr<const Attached> &attached, const Watch &watch);
+  void begin(const Watch &watch, News &news);
   void count_missed(const Watch &watch, News &news);
   void tell_act(const Watch &watch, News &news);
   void tell_change(const Watch &watch, News &news);
 
-  std::shared_ptr<const Attached> attached_ = {};
+  BoardFile file_ = {};
+  bool begins_ = true;    // nothing of this board is told yet
+  int64_t last_us_ = 0;   // time of the newest entry
   uint32_t acts_ = 0;     // number of acts that are told
   uint32_t changes_ = 0;  // number of the programs' changes that are told
   uint64_t entries_ = 0;

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <chrono>
 #include <thread>
 
@@ -26,12 +24,6 @@ uint32_t changes_of(const Attached &attached) {
   return __atomic_load_n(&attached.board->watch.changes, __ATOMIC_SEQ_CST);
 }
 
-ino_t state_file_of(const std::filesystem::path &folder) {
-  struct stat state = {};
-  stat((folder.native() + kStateFile).c_str(), &state);
-  return state.st_ino;
-}
-
 class Watcher : public Source {
  public:
   explicit Watcher(std::string board) : board_(std::move(board)) {}
@@ -50,7 +42,7 @@ class Watcher : public Source {
   const std::string board_;
   std::shared_ptr<const Attached> attached_;  // null: there is no board
   std::filesystem::path folder_;              // of the attached board
-  ino_t state_file_ = 0;
+  BoardFile file_ = {};
   bool is_published_ = false;  // as it stood at a look since it was attached
   uint32_t seen_ = 0;          // number of the changes that are published
   Json put_ = {};              // the board as it was put last, without its times
@@ -63,14 +55,18 @@ class Watcher : public Source {
 };
 
 // True while the board is the one that is attached: it may have been removed, and made anew.
-bool Watcher::is_same() const { return attached_ != nullptr && state_file_of(folder_) == state_file_; }
+bool Watcher::is_same() const {
+  bool was_there = attached_ != nullptr && file_.state != 0;
+  return was_there && board_file(folder_) == file_;
+}
 
 void Watcher::attach() {
   if (is_same()) return;
   tool::OpenBoard open = tool::look_at(board_);
   attached_ = open.attached;
   folder_ = open.folder;
-  state_file_ = state_file_of(folder_);
+  file_ = board_file(folder_);
+  activity_.follow(file_);
   is_published_ = false;
   sectors_ = {};
 }
@@ -95,7 +91,7 @@ void Watcher::put_board(const Board &board) {
 // The end of a writing is told when nothing has changed for a while.
 void Watcher::put_writing() {
   bool is_there = attached_ != nullptr;
-  if (is_there && activity_.is_waiting()) activity_.look(attached_, *copy_of(*attached_->board), news);
+  if (is_there && activity_.is_waiting()) activity_.look(*copy_of(*attached_->board), news);
   bool goes_on = is_there && activity_.is_waiting();
   news.put("writing", goes_on ? text_of(writing_document(activity_.writing())) : "null");
 }
@@ -112,7 +108,7 @@ void Watcher::publish_parts() {
     news.put("regions", text_of(tool::regions_of(board->flash)));
     news.put("sectors", text_of(sectors_document(folder_, *board, sectors_)));
     news.put("gone", "null");
-    activity_.look(attached_, *board, news);
+    activity_.look(*board, news);
     is_published_ = true;
   } catch (const std::runtime_error &error) {
     news.put("gone", text_of(error.what()));
