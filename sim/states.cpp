@@ -149,12 +149,16 @@ void copy_image(int from, int to) {
   check_copy(make_hole(to, done, off_t{kFlashSize} - done));
 }
 
+Failure damaged_state(const fs::path &folder) {
+  return Failure("STATE: '" + folder.filename().native() + "' was saved by another zelsim or is damaged");
+}
+
 std::unique_ptr<Board> read_state(const fs::path &folder) {
   auto saved = std::make_unique<Board>();
   std::ifstream file(folder.native() + kStateFile, std::ios::binary);
   file.read(reinterpret_cast<char *>(saved.get()), sizeof(Board));
   bool whole = file.gcount() == sizeof(Board) && saved->magic == kMagic && saved->version == kVersion;
-  if (!whole) throw Failure("STATE: '" + folder.filename().native() + "' was saved by another zelsim or is damaged");
+  if (!whole) throw damaged_state(folder);
   return saved;
 }
 
@@ -186,6 +190,8 @@ void apply(const fs::path &folder, Board &board, const std::string &name) {
   fs::path place = states_of(folder) / name;
   std::unique_ptr<Board> saved = read_state(place);
   sys::File from(open_file(place.native() + kFlashFile, O_RDONLY));
+  bool has_whole_flash = lseek(from.get(), 0, SEEK_END) == off_t{kFlashSize};
+  if (!has_whole_flash) throw damaged_state(place);
   sys::File to(open_file(folder.native() + kFlashFile, O_RDWR));
   take_room_for(from.get(), to.get());
   std::memset(board.watch.loading, 0, sizeof board.watch.loading);
