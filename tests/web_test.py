@@ -753,6 +753,13 @@ class Rack(Server):
         eventually(lambda: news.get("board:lab1", {}).get("failed_supplies") == 1)
         eventually(lambda: news.get("board:lab1", {}).get("without_light") == 1)
         eventually(lambda: news.get("board:lab2", {}).get("modules") == 0)
+        # A module in alarm has warnings, too: it is counted once.
+        for line in ("fit 2 sfp", "plug 8 1g-sx", "plug 9 1g-sx", "plug 10 dac", "set module-temperature 8 99",
+                     "set module-temperature 9 77", "set tx-fault 10 1", "set temperature 40", "fail i2c"):
+            zelsim(line + " --board lab1")
+        told = {"modules": 4, "module_alarms": 1, "module_warnings": 1, "without_light": 1, "transmit_faults": 1,
+                "failed_supplies": 1, "faults": 1, "temperature": 40, "sensor_present": True, "alarm": False}
+        eventually(lambda: told.items() <= news["board:lab1"].items())
         self.act("delete", board="lab2")
         eventually(lambda: news["board:lab2"] is None)
         self.assertEqual(json.loads(self.ask("/api/board?board=lab1")[1])["board"], "lab1")
