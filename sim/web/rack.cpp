@@ -96,9 +96,11 @@ Json summary_of(const Board &board) {
     if (cage.tx_fault != 0) ++transmit_faults;
   }
   unsigned failed_supplies = 0;
+  unsigned pulled_supplies = 0;
   for (unsigned i = 0; i < kSupplies; ++i) {
-    bool has_failed = board.supply[i] != Supply::None && board.supply_good[i] == 0;
-    if (has_failed) ++failed_supplies;
+    bool is_pulled = board.supply[i] == Supply::None;
+    if (is_pulled) ++pulled_supplies;
+    if (!is_pulled && board.supply_good[i] == 0) ++failed_supplies;
   }
   // A page fetches the picture again only when this number changes.
   size_t version = std::hash<std::string>()(tool::panel_picture(board));
@@ -106,12 +108,15 @@ Json summary_of(const Board &board) {
           {"alarm", board.gpio.alarm_led != 0},
           {"temperature", degrees_of(board.i2c.sensor.value[0])},
           {"sensor_present", board.i2c.sensor_present != 0},
+          {"clock_present", board.i2c.clock_present != 0},
+          {"bus_held", board.i2c.busy != 0},
           {"modules", modules},
           {"module_alarms", alarms},
           {"module_warnings", warnings},
           {"without_light", dark},
           {"transmit_faults", transmit_faults},
           {"failed_supplies", failed_supplies},
+          {"pulled_supplies", pulled_supplies},
           {"faults", board.rule_count}};
 }
 

@@ -79,7 +79,10 @@ function troubles(summary) {
   const others = [
     summary.module_warnings && `${plural(summary.module_warnings, 'module')} with a warning`,
     dark && `${plural(dark, 'port')} without light`,
+    summary.pulled_supplies && plural(summary.pulled_supplies, 'pulled supply', 'pulled supplies'),
     !summary.problem && !summary.sensor_present && 'no sensor',
+    !summary.problem && !summary.clock_present && 'no clock chip',
+    summary.bus_held && 'held bus',
     summary.faults && plural(summary.faults, 'request fault'),
   ];
   return {alarms: alarms.filter(Boolean), others: others.filter(Boolean)};

@@ -7,7 +7,7 @@ import {faultResult, supplyText, troublesOf} from './words.js';
 
 // What is wrong on the board, the worst first, each with the part that it belongs to.
 
-const isBadSupply = ({type, good}) => type !== 'none' && !good;
+const hasFailed = ({type, good}) => type !== 'none' && !good;
 
 /** A copper module has no light; its line is there all the same. */
 const inWords = (trouble, isCopper) => (isCopper && trouble === 'no light' ? 'loss-of-signal line high' : trouble);
@@ -45,9 +45,9 @@ function troubles() {
   const found = [
     Boolean(panel.alarm) && {part: 'led-alarm', isBad: true, name: 'Alarm LED', text: 'lit'},
     Boolean(panel.ring_fail) && {part: 'led-ring-fail', isBad: true, name: 'Ring fail LED', text: 'lit'},
-    ...supplies.filter(isBadSupply).map((supply) => ({
+    ...supplies.filter(({type, good}) => type === 'none' || !good).map((supply) => ({
       part: 'supply' + supply.supply,
-      isBad: true,
+      isBad: hasFailed(supply),
       name: `Supply ${supply.supply}`,
       text: supplyText(supply),
     })),
@@ -72,7 +72,7 @@ function row({part, tab, key = part, isBad, name, text}) {
 export function troubleList() {
   const all = troubles();
   if (all.length === 0) {
-    const text = '✓ All is well: no alarm, no failed supply, no port without light, no fault set.';
+    const text = '✓ All is well: no alarm, no failed or pulled supply, no port without light, no fault set.';
     return element('p', {class: 'all-well', 'data-key': 'troubles'}, text);
   }
   return element(
