@@ -1,5 +1,7 @@
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -11,17 +13,40 @@
 namespace zelsim::tool {
 namespace {
 
+/** A secret, and where it comes from. */
+struct Token {
+  std::string text;  // empty: there is none
+  std::string source;
+};
+
+std::string token_in(const std::string &file) {
+  constexpr size_t kMost = 4096;
+  std::vector<uint8_t> content = read_file(file, kMost, "--token-file");
+  std::string token(content.begin(), content.end());
+  token.erase(token.find_last_not_of(" \t\r\n") + 1);
+  if (token.empty()) throw Usage("--token-file: '" + file + "' is empty");
+  return token;
+}
+
+Token token_of(const CommandLine &line) {
+  if (!line.token_file.empty()) return {token_in(line.token_file), "--token-file"};
+  if (!line.token.empty()) return {line.token, "--token"};
+  return {variable(kWebTokenVariable), kWebTokenVariable};
+}
+
+void check_token(const Token &token) {
+  constexpr size_t kShortest = 8;
+  bool plain =
+      std::ranges::all_of(token.text, [](unsigned char c) { return std::isalnum(c) || std::strchr("-_.~", c); });
+  bool too_short = !token.text.empty() && token.text.size() < kShortest;
+  if (!plain || too_short) throw Usage(token.source + ": not at least 8 letters, digits, '-', '_', '.' or '~'");
+}
+
 // The token goes into the environment: everybody can read the arguments of a process.
 void hand_over_token(const CommandLine &line) {
-  constexpr size_t kMost = 4096;
-  std::string token = line.token;
-  if (!line.token_file.empty()) {
-    std::vector<uint8_t> content = read_file(line.token_file, kMost, "--token-file");
-    token.assign(content.begin(), content.end());
-    token.erase(token.find_last_not_of(" \t\r\n") + 1);
-    if (token.empty()) throw Usage("--token-file: '" + line.token_file + "' is empty");
-  }
-  if (!token.empty()) set_variable(kWebTokenVariable, token);
+  Token token = token_of(line);
+  check_token(token);
+  if (!token.text.empty()) set_variable(kWebTokenVariable, token.text);
 }
 
 }  // namespace
