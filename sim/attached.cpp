@@ -113,10 +113,9 @@ void announce_change(Board &board) {
   if (__atomic_exchange_n(&board.watch.awaited, 0, __ATOMIC_SEQ_CST) != 0) sys::futex_wake_all(&board.watch.changes);
 }
 
-void await_change(Board &board, uint32_t seen) {
-  constexpr timespec kPatience = {2, 0};
+void await_change(Board &board, uint32_t seen, const timespec &at_most) {
   __atomic_store_n(&board.watch.awaited, 1, __ATOMIC_SEQ_CST);
-  sys::futex_wait(&board.watch.changes, seen, kPatience);
+  sys::futex_wait(&board.watch.changes, seen, at_most);
 }
 
 Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <ctime>
 
 #include "state.h"
 
@@ -31,8 +32,8 @@ const Attached *environment_board();
 /** Wakes those who watch the board. */
 void announce_change(Board &board);
 
-/** Sleeps while the count of changes is `seen`, for some seconds at most. */
-void await_change(Board &board, uint32_t seen);
+/** Sleeps while the count of changes is `seen`, for some time at most. */
+void await_change(Board &board, uint32_t seen, const timespec &at_most);
 
 enum class Intent : uint8_t { Change, Look };
 

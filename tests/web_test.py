@@ -180,11 +180,27 @@ class Interface(Server):
                 self.assertEqual(found, status, text)
                 self.assertIn(f'"error": "{named}' if named else "done", text.replace('{"error":"', '{"error": "'))
 
+    def test_a_server_that_was_stopped_goes_on(self):
+        def state():
+            with open(f"/proc/{self.server.pid}/stat", encoding="utf-8") as text:
+                return text.read().rpartition(")")[2].split()[0]
+
+        for _ in range(5):
+            self.server.send_signal(signal.SIGSTOP)
+            eventually(lambda: state() in "TZ")
+            self.server.send_signal(signal.SIGCONT)
+            eventually(lambda: state() != "T")
+            self.assertEqual(self.ask("/api/heal", "")[0], 200)
+
     def test_wrong_command_lines_are_one_line(self):
+        short = f"{self.home}/short"
+        with open(short, "w", encoding="utf-8") as file:
+            file.write("short")
         for status, named, line in ((1, "--port", f"--port {self.port}"), (2, "--port", "--port 66000"),
                                     (1, "--port", f"--listen localhost --port {self.port}"),
                                     (2, "--token", "--listen 0.0.0.0"), (2, "--token", "--token a"),
-                                    (2, "--token-file", "--token-file /none"), (2, "--token-file", "--token-file /dev/null"),
+                                    (2, "--token-file:", "--token-file /none"), (2, "--token-file:", "--token-file " + short),
+                                    (2, "--token-file", "--token-file /dev/null"),
                                     (1, "--listen", "--listen 192.0.2.1 --token 12345678")):
             ended = subprocess.run((ZELSIM, "serve", *line.split()), capture_output=True, text=True, timeout=PATIENCE)
             self.assertEqual((ended.returncode, ended.stderr.count("\n"), named in ended.stderr), (status, 1, True), ended)
@@ -236,8 +252,8 @@ class Interface(Server):
         eventually(lambda: "board" in news)
         steps = f"{ZELSIM} set settle $number; debugCmd sgpio_set 5 1 $((number % 2))"
         on_switch("sh", "-c", f"for number in 1 2 3 4 5 6 7 8; do {steps}; done")
-        eventually(lambda: len(news.get("activity", [])) >= 16)
-        self.assertEqual(["command" in entry for entry in news["activity"]], [True, False] * 8)
+        eventually(lambda: len(news.get("activity", [])) >= 17)
+        self.assertEqual(["command" in entry for entry in news["activity"][1:]], [True, False] * 8)
 
     def test_history_is_kept_while_no_page_is_open(self):
         def told(name):
@@ -290,6 +306,60 @@ class Interface(Server):
         failed, = (line for line in news["requests"] if "fault" in line)
         self.assertEqual((failed["reads"], "values" in failed, "changed" in failed), ("temperature", False, False))
 
+    def look_at_light(self, light):
+        """A program looks at port 3 after the light has come or gone."""
+        zelsim(f"set los 3 {1 - light}")
+        on_switch(ZELCTL, "ports")
+
+    def noticed(self, news, change):
+        begins = f"reads port 3: {change}"
+        return [entry for entry in news.get("activity", []) if entry.get("text", "").startswith(begins)]
+
+    def test_who_notices_is_told_though_no_page_shows_the_requests(self):
+        zelsim("plug 3 1g-sx")
+        news = {}
+        self.follow(news)
+        eventually(lambda: "board" in news)
+
+        def is_noticed():
+            self.look_at_light(light=1)
+            self.look_at_light(light=0)
+            return self.noticed(news, "signal → no light")
+
+        eventually(is_noticed)
+        self.assertNotIn("requests", news)
+        # A page that shows the requests later has the one in which it was noticed.
+        entry = self.noticed(news, "signal → no light")[0]
+        later = {}
+        self.follow(later, "requests")
+        eventually(lambda: "requests" in later)
+        line = next(line for line in later["requests"] if line["n"] == entry["request"])
+        self.assertEqual("reads " + line["changed"], entry["text"])
+        self.assertEqual(int(line["at"]), entry["at"])
+
+    def test_what_nobody_followed_is_told_with_no_false_time(self):
+        zelsim("plug 3 1g-sx")
+        news = {}
+        page = self.follow(news, "requests")
+        eventually(lambda: self.look_at_light(light=1) or "requests" in news)
+        page.shutdown(socket.SHUT_RDWR)
+        page.close()
+        time.sleep(4)  # then the server has seen that the page is gone
+        self.look_at_light(light=0)
+        again = {}
+        began = time.time() * 1000
+        self.follow(again, "requests")
+        eventually(lambda: "board" in again)
+        eventually(lambda: on_switch(ZELCTL, "ports") and "signals of slot 1" in str(again.get("requests", [])[-50:]))
+        zelsim("set los 3 0")
+
+        def is_noticed():
+            on_switch(ZELCTL, "ports")
+            return self.noticed(again, "no light → signal")
+
+        eventually(is_noticed)
+        self.assertEqual([entry for entry in self.noticed(again, "signal → no light") if entry["at"] > began], [])
+
     def test_requests_that_are_not_shown_are_counted(self):
         news = {}
         self.follow(news, "requests")
@@ -322,7 +392,8 @@ print(os.getpid())
     def told(self, news):
         made, *rest = news.get("activity") or [{"text": MADE}]
         self.assertEqual(made["text"], MADE)
-        return [(entry["who"], entry.get("text") or entry["command"]) for entry in rest]
+        changes = [entry for entry in rest if "request" not in entry]  # what programs only read is told, too
+        return [(entry["who"], entry.get("text") or entry["command"]) for entry in changes]
 
     def test_all_stand_in_their_order_with_who_made_them(self):
         who = self.make("1", "plug 5 1g-sx", "0", "2", "unplug 5", "1", "reset", "1", "1", "0")
@@ -755,10 +826,12 @@ class Rack(Server):
         eventually(lambda: news.get("board:lab2", {}).get("modules") == 0)
         # A module in alarm has warnings, too: it is counted once.
         for line in ("fit 2 sfp", "plug 8 1g-sx", "plug 9 1g-sx", "plug 10 dac", "set module-temperature 8 99",
-                     "set module-temperature 9 77", "set tx-fault 10 1", "set temperature 40", "fail i2c"):
+                     "set module-temperature 9 77", "set tx-fault 10 1", "set temperature 40", "fail i2c", "set busy 1",
+                     "set rtc absent"):
             zelsim(line + " --board lab1")
         told = {"modules": 4, "module_alarms": 1, "module_warnings": 1, "without_light": 1, "transmit_faults": 1,
-                "failed_supplies": 1, "faults": 1, "temperature": 40, "sensor_present": True, "alarm": False}
+                "failed_supplies": 1, "pulled_supplies": 1, "faults": 1, "temperature": 40, "sensor_present": True,
+                "clock_present": False, "bus_held": True, "alarm": False}
         eventually(lambda: told.items() <= news["board:lab1"].items())
         self.act("delete", board="lab2")
         eventually(lambda: news["board:lab2"] is None)

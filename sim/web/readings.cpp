@@ -223,10 +223,21 @@ ToldReading Readings::take(const TracedCall &call) {
     std::string name = value.name == reading.what ? "" : value.name + ": ";
     add_item(told.values, name + value.value);
   }
-  std::vector<ReadValue> &last = last_[key_of(call, reading.what)];
-  told.changed = changes_between(last, reading.values);
-  last = reading.values;
+  Last &last = last_[key_of(call, reading.what)];
+  told.changed = changes_since(last, call, reading.values);
+  last = {reading.values, call.record.at_us, misses_};
   return told;
+}
+
+std::string Readings::changes_since(const Last &last, const TracedCall &call,
+                                    const std::vector<ReadValue> &values) const {
+  constexpr int64_t kLongestDoubtUs = 1000000;
+  std::string changes = changes_between(last.values, values);
+  bool is_certain = changes.empty() || last.misses == misses_;
+  if (is_certain) return changes;
+  int64_t doubt_us = call.record.at_us - last.at_us;
+  if (doubt_us > kLongestDoubtUs) return {};
+  return changes + format(", now or up to %.1f s before", static_cast<double>(doubt_us) / kLongestDoubtUs);
 }
 
 }  // namespace zelsim::web

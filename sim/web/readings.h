@@ -36,10 +36,22 @@ struct ToldReading {
 /** The readings of all programs, each as it was last. */
 class Readings {
  public:
+  /** What has changed is told only if it is known when: requests that were missed since the reading before may have read it,
+   *  too. Then it is told by how much, or not at all if this is more than a second. */
   ToldReading take(const TracedCall &call);
+  /** Some requests after those that were taken are not known. */
+  void miss_some() { ++misses_; }
 
  private:
-  std::map<std::string, std::vector<ReadValue>> last_ = {};  // by program and request
+  struct Last {
+    std::vector<ReadValue> values;
+    int64_t at_us;
+    uint64_t misses;  // until then
+  };
+  std::string changes_since(const Last &last, const TracedCall &call, const std::vector<ReadValue> &values) const;
+
+  std::map<std::string, Last> last_ = {};  // by program and request
+  uint64_t misses_ = 0;
   uint8_t selected_ = kNoCage;
 };
 

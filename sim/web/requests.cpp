@@ -63,18 +63,23 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   taken.bytes.append(records, size - before_end);
 }
 
-void Requests::tell(const TracedCall &call, News &news, Activity &activity) {
+// Returns false if nobody is told.
+bool Requests::tell(const TracedCall &call, News &news, Activity &activity) {
   ++count_;
   const ToldReading reading = readings_.take(call);
+  bool is_noticed = reading.is_of_world && !reading.changed.empty();
+  if (listing_ == Listing::Noticing && !is_noticed) return false;
   news.add(kRequestsLog, entry_of(call, reading, count_), kMostRequests);
-  if (reading.is_of_world && !reading.changed.empty())
-    activity.tell_reading(call.record, reading.changed, count_, news);
+  if (is_noticed) activity.tell_reading(call.record, reading.changed, count_, news);
+  return true;
 }
 
-void Requests::tell(const Taken &taken, News &news, Activity &activity) {
+// What is missed may have read anything.
+bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   const std::string &bytes = taken.bytes;
   size_t at = 0;
   uint32_t told = 0;
+  bool has_told = false;
   while (at + sizeof(TraceRecord) <= bytes.size()) {
     TraceRecord record = {};
     std::memcpy(&record, bytes.data() + at, sizeof record);
@@ -83,21 +88,37 @@ void Requests::tell(const Taken &taken, News &news, Activity &activity) {
     std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
     TracedCall call = traced_call(record, rest);
     if (is_request(call)) ++told;
-    tell(call, news, activity);
+    has_told = tell(call, news, activity) || has_told;
     at += record.size;
   }
-  if (taken.misses_more) news.add(kRequestsLog, missed_entry(taken.made, told), kMostRequests);
+  bool misses_some = taken.misses_more || at < bytes.size();
+  if (misses_some) readings_.miss_some();
+  if (!taken.misses_more || listing_ == Listing::Noticing) return has_told;
+  news.add(kRequestsLog, missed_entry(taken.made, told), kMostRequests);
+  return true;
 }
 
-bool Requests::take(const std::shared_ptr<const Attached> &attached, News &news, Activity &activity) {
+bool Requests::tell_taken(News &news, Activity &activity) {
+  bool has_told = false;
+  for (const Taken &taken : untold_) has_told = tell(taken, news, activity) || has_told;
+  untold_.clear();
+  return has_told;
+}
+
+void Requests::pause(News &news, Activity &activity) {
+  tell_taken(news, activity);
+  attached_ = nullptr;
+}
+
+// The requests until now are told as they were asked for.
+bool Requests::take(const std::shared_ptr<const Attached> &attached, Listing listing, News &news, Activity &activity) {
   constexpr std::chrono::milliseconds kPause{250};
   Clock::time_point now = Clock::now();
   if (attached_ != attached || now >= next_look_) take_bytes(attached);
   if (untold_.empty() || now - told_at_ < kPause) return false;
-  for (const Taken &taken : untold_) tell(taken, news, activity);
-  untold_.clear();
+  listing_ = listing;
   told_at_ = now;
-  return true;
+  return tell_taken(news, activity);
 }
 
 bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news, History &history) {

@@ -13,13 +13,23 @@
 
 namespace zelsim::web {
 
+/** Which requests go into the log. */
+enum class Listing {
+  Noticing,  // in which a program has noticed something
+  All,
+};
+
 /** The requests that programs make. Programs record them only as long as somebody asks for more. */
 class Requests {
  public:
   /** Takes the requests since the last call, and asks for more. Adds them to the log a few times a second: each time
    *  costs time that programs want. What a program reads anew is told in the activity, too.
-   *  @return true if some were added */
-  bool take(const std::shared_ptr<const Attached> &attached, News &news, Activity &activity);
+   *  @return true if something was told */
+  bool take(const std::shared_ptr<const Attached> &attached, Listing listing, News &news, Activity &activity);
+
+  /** Tells what was taken, and asks for no more. What programs have read until now is forgotten: nobody knows what they read
+   *  until the requests are taken again. */
+  void pause(News &news, Activity &activity);
 
   /** Puts the number of requests a second, once a second. @return true when it has changed */
   bool count_rate(const std::shared_ptr<const Attached> &attached, News &news, History &history);
@@ -34,13 +44,15 @@ class Requests {
   };
   void begin_following(const std::shared_ptr<const Attached> &attached);
   void take_bytes(const std::shared_ptr<const Attached> &attached);
-  void tell(const Taken &taken, News &news, Activity &activity);
-  void tell(const TracedCall &call, News &news, Activity &activity);
+  bool tell_taken(News &news, Activity &activity);
+  bool tell(const Taken &taken, News &news, Activity &activity);
+  bool tell(const TracedCall &call, News &news, Activity &activity);
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
   uint32_t made_ = 0;  // requests that were made until then
   Readings readings_ = {};
+  Listing listing_ = Listing::All;
   uint64_t count_ = 0;                // of the calls in the log so far
   std::vector<Taken> untold_ = {};    // not in the log yet
   Clock::time_point next_look_ = {};  // not before

@@ -15,10 +15,11 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 // Pauses between two looks at a board.
-constexpr auto kChangesTurn = 33ms;   // that changes
-constexpr auto kRequestsTurn = 30ms;  // whose requests are recorded
-constexpr auto kAbsence = 500ms;      // that is gone
-constexpr auto kTimesTurn = 1s;       // where only its times advance
+constexpr auto kChangesTurn = 33ms;                 // that changes
+constexpr auto kRequestsTurn = 30ms;                // whose requests are listed
+constexpr timespec kReadingsTurn = {0, 100000000};  // whose requests are looked at for what programs notice
+constexpr auto kAbsence = 500ms;                    // that is gone
+constexpr auto kTimesTurn = 1s;                     // where only its times advance
 
 uint32_t changes_of(const Attached &attached) {
   return __atomic_load_n(&attached.board->watch.changes, __ATOMIC_SEQ_CST);
@@ -36,6 +37,7 @@ class Watcher : public Source {
   void publish_parts();
   void put_board(const Board &board);
   void put_writing();
+  bool take_requests();
   bool times_are_due() const { return times_wait_ && Clock::now() - put_at_ >= kTimesTurn; }
   void await_news();
 
@@ -116,24 +118,29 @@ void Watcher::publish_parts() {
   }
 }
 
+bool Watcher::take_requests() {
+  Listing listing = has_readers_of_requests() ? Listing::All : Listing::Noticing;
+  return requests_.take(attached_, listing, news, activity_);
+}
+
 // The board wakes those who wait for a change. Requests of programs are looked at from time to time.
 void Watcher::await_news() {
   std::this_thread::sleep_for(attached_ != nullptr ? kChangesTurn : kAbsence);
-  while (is_same() && changes_of(*attached_) == seen_) {
-    if (readers_of_requests() == 0) {
-      await_change(*attached_->board, seen_);
-      bool has_new_rate = requests_.count_rate(attached_, news, history);
-      if (has_new_rate || activity_.is_waiting() || times_are_due()) return;
-    } else {
+  while (has_readers() && is_same() && changes_of(*attached_) == seen_) {
+    if (has_readers_of_requests()) {
       std::this_thread::sleep_for(kRequestsTurn);
-      bool has_requests = requests_.take(attached_, news, activity_);
-      if (has_requests || activity_.is_waiting() || times_are_due()) return;
+    } else {
+      await_change(*attached_->board, seen_, kReadingsTurn);
     }
+    bool has_told = take_requests();
+    bool has_new_rate = requests_.count_rate(attached_, news, history);
+    if (has_told || has_new_rate || activity_.is_waiting() || times_are_due()) return;
   }
 }
 
 // Single values are read without the lock.
 bool Watcher::idle_turn() {
+  requests_.pause(news, activity_);
   try {
     attach();
     history.look(*attached_->board);
@@ -147,7 +154,7 @@ bool Watcher::idle_turn() {
 void Watcher::turn() {
   bool is_due = !is_same() || !is_published_ || changes_of(*attached_) != seen_ || times_are_due();
   if (is_due) publish_parts();
-  if (readers_of_requests() > 0 && attached_ != nullptr) requests_.take(attached_, news, activity_);
+  if (attached_ != nullptr) take_requests();
   put_writing();
   if (attached_ != nullptr) requests_.count_rate(attached_, news, history);
   news.publish();

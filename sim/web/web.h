@@ -65,7 +65,8 @@ class Source {
   virtual void turn() = 0;
   /** Looks once, from time to time while there are no readers. Returns false when there is nothing to look at. */
   virtual bool idle_turn() { return true; }
-  unsigned readers_of_requests() const { return readers_of_requests_; }
+  bool has_readers() const { return readers_ > 0; }
+  bool has_readers_of_requests() const { return readers_of_requests_ > 0; }
 
  private:
   std::mutex mutex_;
