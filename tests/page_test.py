@@ -167,6 +167,7 @@ class Page(Server):
         for where, act, named in ((None, "#inspector .apart button:nth-of-type(1)", "1g-sx in port 3"),
                                   (None, "#inspector .apart button:nth-of-type(2)", "1 sector erase"),
                                   ("slot1", "#inspector [value=none]", "1g-sx in port 3"),
+                                  (None, "#inspector [value=none]", "Undo brings the board and its modules back"),
                                   (None, "[data-key='flash erase'] button", "1 sector erase"),
                                   (None, "[data-key=reset] button", "1g-sx in port 3")):
             with self.subTest(act=act):
@@ -266,8 +267,8 @@ class Page(Server):
 
     def refuse_port_5(self, port=55):
         """Acts on port 5 go to a port that is none, or has no cage, whatever the page knows."""
-        self.on_page("const real = fetch; const there = '\"port\":'; const [port] = arguments; window.fetch = (path, options) =>"
-                     "real(path, options?.body ? {...options, body: options.body.replace(there + 5, there + port)} : options)", port)
+        self.on_page(r"""const real = fetch; const [port] = arguments; const moved = (body) => body.replace(/"port":("?)5\b/, `"port":$1${port}`);
+                     window.fetch = (path, options) => real(path, options?.body ? {...options, body: moved(options.body)} : options)""", port)
 
     def test_refusals_are_seen_where_the_act_was(self):
         # A module that is placed on a port without a cage.
@@ -375,10 +376,6 @@ class Page(Server):
             undo()
             self.says("#foot", "undone: ports 1, 3, 5")
             eventually(lambda: self.on_page(dark) == 0)
-        # The page knows it of entries that come once more, too.
-        self.click("#tab-requests")
-        self.click("#tab-activity")
-        eventually(lambda: self.on_page("return document.querySelectorAll('#activity li').length") == 7)
         # A page that is loaded anew knows it, too.
         self.click("#inspector [name=los-all][value='1']")
         eventually(lambda: self.on_page(dark) == 3)
@@ -464,9 +461,8 @@ class Page(Server):
             zelsim(f"fail {target}")
         for change in ("plug 3 1g-sx", "plug 5 1g-lx"):
             zelsim(change)
-        undo = "Undo: zelsim "
         for tab, first, then in (("faults", "Clear fault 1", ("Clear fault 2", "tab-faults")),
-                                 ("activity", undo + "plug 5 1g-lx", (undo + "plug 5 1g-lx",))):
+                                 ("activity", "Undo: zelsim plug 5 1g-lx", ("Undone: zelsim plug 5 1g-lx",))):
             self.click("#tab-" + tab)
             button = f"#view-{tab} [aria-label='{first}']"
             self.find(button)
@@ -475,30 +471,111 @@ class Page(Server):
                 self.keys(Keys.ENTER)
                 eventually(lambda: self.focused() == name)
 
-    def test_a_second_click_does_not_undo_another_act(self):
+    def acts(self):
+        """The acts that the activity shows, the last one first."""
+        return self.on_page("return [...document.querySelectorAll('#activity code')].map((one) => one.innerText)")
+
+    def test_the_activity_stays_under_the_pointer(self):
         self.open("?tab=activity")
-        for line in ("set temperature 52", "set busy 1", "set supply 2 dc"):
-            zelsim(line)
-        lines = "return [...document.querySelectorAll('#activity code')].map((one) => one.innerText)"
-        eventually(lambda: self.on_page(lines)[:1] == ["zelsim set supply 2 dc"])
-        time.sleep(0.6)
-        # The undo's own line comes on top: under the pointer is then the Undo of another act.
+        acts = ["zelsim set supply 2 dc", "zelsim set busy 1", "zelsim set temperature 52"]
+        for line in reversed(acts):
+            zelsim(line.removeprefix("zelsim "))
+        eventually(lambda: self.acts() == acts)
         self.hover("#activity [aria-label='Undo: zelsim set busy 1']")
-        ActionChains(self.browser).click().perform()
-        eventually(lambda: self.on_page(lines)[0] == "undone: set busy 1")
-        for pause in (0, 0.6):
-            time.sleep(pause)
+        zelsim("set settle 7")
+        self.says("#activity-new", "1 new")
+        self.assertEqual(self.acts(), acts)
+        # A click does what its row says, and once.
+        for _ in range(3):
             ActionChains(self.browser).click().perform()
-        # A key acts once, and the focus stays.
-        button = "#activity [aria-label='Undo: zelsim set temperature 52']"
-        self.on_page("document.querySelector(arguments[0]).focus()", button)
-        self.keys(Keys.ENTER)
-        eventually(lambda: self.on_page(lines)[0] == "undone: set temperature 52")
-        self.keys(Keys.ENTER)
+        self.says("#activity-new", "2 new")
+        self.find("#activity [aria-label='Undone: zelsim set busy 1']")
+        self.assertEqual(self.acts(), acts)
+        self.hover("#tab-activity")
+        acts = ["undone: set busy 1", "zelsim set settle 7", *acts]
+        eventually(lambda: self.acts() == acts)
+        # So does a key, and the focus stays.
+        self.on_page("document.querySelector(arguments[0]).focus()", "#activity [aria-label='Undo: zelsim set temperature 52']")
+        self.keys(Keys.ENTER, Keys.ENTER)
         zelsim("set temperature 30")
-        eventually(lambda: self.on_page(lines)[0] == "zelsim set temperature 30")
-        self.assertEqual(len(self.on_page(lines)), 6)
-        self.assertEqual(self.focused(), "Undo: zelsim set temperature 52")
+        self.says("#activity-new", "2 new")
+        self.assertEqual(self.acts(), acts)
+        self.assertEqual(self.focused(), "Undone: zelsim set temperature 52")
+        self.click("#activity-new")
+        eventually(lambda: self.acts() == ["zelsim set temperature 30", "undone: set temperature 52", *acts])
+        # In the line at the bottom a second click meets the act that the first has undone.
+        self.hover("#foot button[title='Undo (u)']")
+        ActionChains(self.browser).double_click().perform()
+        self.says("#foot .undo", "Undone")
+        self.hover("#tab-activity")
+        self.says("#foot", "undone: set temperature 30")
+        self.assertEqual(len(self.acts()), 8)
+
+    def undo_elsewhere(self, title, action, **fields):
+        body = {"acts": [{"action": action, **fields}], "title": "undone: " + title, "whole": True}
+        self.assertEqual(self.ask("/api/together", json.dumps(body))[0], 200)
+
+    def module_in(self, port):
+        return zelsim(f"get cages.{port}.module").strip()
+
+    def test_the_log_says_what_can_be_undone(self):
+        self.open("?tab=activity")
+        # What another page has undone is undone here, too.
+        for line in ("set busy 1", "set settle 7", "set settle 7"):
+            zelsim(line)
+        self.undo_elsewhere("set settle 7", "set settle", milliseconds=200)
+        self.find("#activity [aria-label='Undone: zelsim set settle 7']")
+        self.keys("u")
+        self.says("#foot", "undone: set busy 1")
+        # An act whose things were changed again waits for the later one.
+        for line in ("plug 1 1g-cx", "plug 3 1g-sx", "set los 3 1", "plug 1 10g-lr", "plug 1 10g-lr", "fit 3 sfp"):
+            zelsim(line)
+        for earlier, later in (("plug 1 1g-cx", "plug 1 10g-lr"), ("plug 3 1g-sx", "set loss-of-signal 3 1")):
+            button = f"#activity [aria-label='Undo: zelsim {earlier}'][aria-disabled]"
+            self.find(button)
+            self.assertEqual(self.property(button, "title"), f"Undo the later act first: zelsim {later}")
+            self.click(button)
+            self.says("#activity .refusal", later)
+        self.assertEqual(self.module_in(1), "10g-lr")
+        self.assertEqual(len(self.on_page("return document.querySelectorAll('#activity .undo[aria-disabled]')")), 4)
+        self.click("#activity [aria-label='Undo: zelsim plug 1 10g-lr']")
+        self.click("#activity [aria-label='Undo: zelsim plug 1 1g-cx']:not([aria-disabled])")
+        eventually(lambda: self.module_in(1) == "-")
+        # A fault that was cleared comes back as another one.
+        for line in ("fail gpio", "heal 1"):
+            zelsim(line)
+        self.find("#activity [aria-label='Undo: zelsim heal 1']")
+        self.keys("u")
+        self.says("#foot", "undone: heal 1")
+        self.keys("u")
+        self.says("#foot", "undone: fit 3 sfp")
+        # A refusal stands beside its entry.
+        zelsim("plug 5 1g-sx")
+        self.refuse_port_5()
+        self.click("#activity [aria-label='Undo: zelsim plug 5 1g-sx']")
+        self.says("#activity li:has([aria-label='Undo: zelsim plug 5 1g-sx']) .refusal", "'55' is not")
+        self.assertFalse(self.is_there("#foot .refusal"))
+
+    def test_no_undo_goes_back_beyond_a_reset(self):
+        zelsim("save here")
+        self.open("?tab=activity")
+        for line, why in (("reset", "zelsim reset cannot be undone"), ("load here", "zelsim load here cannot be undone"),
+                          ("delete", "Since the board was made there is nothing to undo")):
+            for earlier in ("plug 25 10g-sr", "set settle 7", "unplug 25"):
+                zelsim(earlier)
+            self.find("#activity [aria-label='Undo: zelsim unplug 25']")
+            zelsim(line)
+            if line == "delete":
+                zelsim("create --slots sfp,copper,none")
+            eventually(lambda: not self.is_there("#activity .undo"))
+            self.keys("u")
+            self.says("#foot .refusal", why)
+            # What comes then can be undone, up to there.
+            zelsim("set busy 1")
+            eventually(lambda: not self.is_there("#foot .refusal"))
+            self.keys("u", "u")
+            self.says("#foot .refusal", why)
+            self.assertEqual(self.module_in(25), "-")
 
     def test_focus_stays_in_a_list_of_states(self):
         zelsim("save before")

@@ -8,7 +8,7 @@ import {questionFor} from './loss.js';
 // stands beside it until it is used again, or what it is about has changed.
 
 const pending = new Map(); // value that was chosen, by control
-const refusals = new Map(); // by control
+const refusals = new Map(); // by control: a text, what it is about, and how that was
 
 export const pendingValue = (control) => pending.get(control);
 export const refusalOf = (control) => refusals.get(control)?.text;
@@ -30,11 +30,19 @@ export function dismiss(control) {
   put('acts', {});
 }
 
+/** Says beside a control why nothing was done.
+ *  @param about  gives what the reason is about, as a text or a number */
+export function refuse(control, text, about) {
+  refusals.set(control, {text, about, cause: about()});
+  find('#notices').textContent = text;
+  put('acts', {});
+}
+
 /** Refusals whose cause is gone go, too. */
 export function review() {
   let gone = false;
   for (const [control, refusal] of refusals) {
-    if (refusal.cause === causeOf(refusal.refused)) continue;
+    if (refusal.cause === refusal.about()) continue;
     refusals.delete(control);
     gone = true;
   }
@@ -86,8 +94,8 @@ export async function actTogether(control, acts, value = true, how = {}) {
   put('acts', {});
   const {done: commands, refused} = await doAll(acts, how);
   const done = refused.length === 0;
-  if (!done) refusals.set(control, {text: refusalText(acts, refused), refused, cause: causeOf(refused)});
-  find('#notices').textContent = refusalOf(control) ?? commands.at(-1);
+  if (done) find('#notices').textContent = commands.at(-1);
+  else refuse(control, refusalText(acts, refused), () => causeOf(refused));
   // The board's news come on another way and may be a little later than the answer.
   setTimeout(
     () => {

@@ -3,7 +3,7 @@ import {boardIn, cageOf, known, put} from './store.js';
 import {numbers} from './dom.js';
 import {flashText, plural} from './words.js';
 
-// What an act would take away that no undo brings back. The same question is asked wherever the act can be done.
+// What an act would take away, and what an undo brings back of it. The same question is asked wherever the act can be done.
 
 const modulesIn = (ports) => ports.map((port) => [port, cageOf(port)?.module]).filter(([, module]) => module);
 
@@ -36,6 +36,14 @@ function surroundings() {
   ].filter(Boolean);
 }
 
+/** What an undo brings back of a board with its modules. A board that is fitted begins as after power-up. */
+function whatComesBack(modules) {
+  const names = (known.modules ?? []).map(({module}) => module);
+  const foreign = modules.filter(([, module]) => !names.includes(module)).map(([, module]) => module);
+  if (foreign.length > 0) return `It cannot be undone: ${foreign.join(', ')} is not in the catalogue.`;
+  return 'Undo brings the board and its modules back; their transmitters are then off, until a program switches them on.';
+}
+
 /** Whether a state is saved under a name. It may have been saved since the page has looked; what cannot be known may be lost. */
 async function isSaved(name) {
   const answer = await ask('states').catch(() => null);
@@ -45,7 +53,7 @@ async function isSaved(name) {
 
 const kAboutStates = ['save', 'load', 'forget'];
 
-/** @return what to ask, or null when nothing is lost for good, or the act will be refused */
+/** @return what to ask, or null when nothing of weight is lost, or the act will be refused */
 export async function questionFor(action, fields) {
   const name = known.board?.board ?? 'the board';
   if (action === 'flash erase') {
@@ -80,9 +88,11 @@ export async function questionFor(action, fields) {
     if (modules.length === 0 || boardIn(slot) === undefined) return null;
     const lost = modules.map(([port, module]) => `${module} in port ${port} is pulled`);
     const does = fields.board === 'none' ? 'Take the board out' : `Fit the ${fields.board} board`;
+    const kept = whatComesBack(modules);
     return {
       title: `Take the ${boardIn(slot)} board out of slot ${slot} with ${plural(modules.length, 'module')} in it?`,
       lost,
+      kept,
       does,
     };
   }

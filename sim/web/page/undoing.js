@@ -1,0 +1,113 @@
+import {parsed} from './commands.js';
+import {slotOf} from './store.js';
+
+// Which acts can be undone. The log itself says it: an undo has an entry of its own, a reset ends what was before it, and
+// what a later act has changed again is not for an earlier one to bring back.
+
+const kUndone = 'undone: ';
+const kRedone = 'redone: ';
+const kLongestTitle = 300;
+
+/** Acts are commands that somebody has done; all else was done by programs. */
+export const commandsOf = ({command, commands}) => (command ? [command] : (commands ?? []));
+export const isAct = (entry) => commandsOf(entry).length > 0;
+export const isUndoing = ({title}) => Boolean(title?.startsWith(kUndone));
+const isRedoing = ({title}) => Boolean(title?.startsWith(kRedone));
+const withoutProgram = (command) => command.replace(/^zelsim /, '');
+
+/** One action on several ports, in words. */
+function nameOfSeveral(commands) {
+  const all = commands.map(parsed);
+  const ports = all.map((one) => one?.fields.port).filter((port) => port !== undefined);
+  if (ports.length < all.length) return commands.join('; ');
+  const {port, ...fields} = all[0].fields;
+  return `port${ports.length === 1 ? '' : 's'} ${ports.join(', ')}: ${[all[0].action, ...Object.values(fields)].join(' ')}`;
+}
+
+function nameOf({title, command, commands}) {
+  if (title || command) return title ?? command;
+  return commands && nameOfSeveral(commands);
+}
+
+/** The thing that a command changes, as a path: a longer path is a part of it. Faults have numbers of their own. */
+function thingOf(command) {
+  const {action, fields} = parsed(command) ?? {};
+  if (!action || action === 'fail' || action === 'heal') return null;
+  const field = action.startsWith('set ') ? `${action}/` : '';
+  if (fields.port !== undefined) return `slot ${slotOf(Number(fields.port))}/port ${fields.port}/${field}`;
+  if (fields.slot !== undefined) return `slot ${fields.slot}/`;
+  if (fields.supply !== undefined) return `supply ${fields.supply}/`;
+  return field || null;
+}
+
+/** Adds what is asked of an entry again and again. To be called once more when the actions are known. */
+export function prepare(entry) {
+  entry.undo ??= [];
+  entry.name = nameOf(entry);
+  entry.things = [...new Set([...commandsOf(entry), ...entry.undo].map(thingOf))].filter(Boolean);
+}
+
+/** What is told of the way back of an act, or of the way back from there. */
+export function titleOfUndo(entry) {
+  const of = withoutProgram(entry.name.replace(kUndone, '').replace(kRedone, ''));
+  return ((isUndoing(entry) ? kRedone : kUndone) + of).slice(0, kLongestTitle);
+}
+
+// ---- what the log says
+
+const kEnds = /^zelsim (reset|load)\b/;
+/** Whether what was before an entry is gone: the board was reset, loaded or made anew. */
+export const isBarrier = ({barrier, command}) => Boolean(barrier) || kEnds.test(command ?? '');
+
+/** Those that another entry has undone, of the entries up to a barrier. */
+function undoneOf(entries) {
+  const undone = new Set();
+  entries.forEach((entry, at) => {
+    if (!isUndoing(entry) && !isRedoing(entry)) return;
+    const done = commandsOf(entry).map(withoutProgram).join(';');
+    const isMeant = (one) => one.undo.length > 0 && !undone.has(one) && titleOfUndo(one) === entry.title;
+    const meant = entries.slice(0, at).filter(isMeant);
+    // Acts that were done twice have the same title.
+    undone.add(meant.findLast(({undo}) => undo.join(';') === done) ?? meant.at(-1));
+  });
+  return undone;
+}
+
+const isPartOf = (path, other) => path.startsWith(other) || other.startsWith(path);
+const overlap = (one, other) => one.things.some((path) => other.things.some((its) => isPartOf(path, its)));
+
+/** Whether an act has changed anything. Without a way back most have not; a module may be gone for good. */
+function hasChanged(entry, before) {
+  if (entry.undo.length > 0) return true;
+  const command = commandsOf(entry).join(';');
+  if (!/^zelsim (plug|unplug) /.test(command)) return false;
+  const last = before.findLast((one) => overlap(one, entry));
+  return !last || commandsOf(last).join(';') !== command;
+}
+
+/** Whether the faults that an act has made were cleared. They may have come back since, under other numbers. */
+function isCleared({undo}, later) {
+  const clears = (command) => later.includes('zelsim heal') || later.includes(`zelsim ${command}`);
+  return undo.every((command) => /^heal \d/.test(command) && clears(command));
+}
+
+/** Of each entry that has a way back whether it is `undone`, and else the `later` act that must be undone first. Entries
+ *  that lead nowhere any more have none.
+ *  @param underway  entries whose undo is not in the log yet */
+export function waysBack(entries, underway) {
+  const ways = new Map();
+  const live = entries.slice(entries.findLastIndex(isBarrier) + 1);
+  const undone = new Set([...undoneOf(live), ...underway]);
+  const standing = []; // acts that are not undone, the last one first
+  const commands = []; // of all later acts
+  for (let at = live.length - 1; at >= 0; --at) {
+    const entry = live[at];
+    const isUndone = undone.has(entry);
+    const leadsBack = entry.undo.length > 0 && (isUndone || !isCleared(entry, commands));
+    if (leadsBack) ways.set(entry, {undone: isUndone, later: standing.find((later) => overlap(later, entry))});
+    const stands = !isUndone && !isUndoing(entry) && hasChanged(entry, live.slice(0, at));
+    if (stands) standing.push(entry);
+    commands.push(...commandsOf(entry));
+  }
+  return ways;
+}
