@@ -154,6 +154,8 @@ class Interface(Server):
                 (409, "state: no state 'x'", "load", '{"state": "x"}', {}),
                 (400, "board: this server", "board?board=other", None, {}),
                 (400, "board: this server", "create", '{"board": "other"}', {}),
+                (400, "state: ''", "flash/difference", None, {}),
+                (409, "state: no state 'x'", "flash/difference?state=x", None, {}),
                 (400, "size: '70000'", "flash/bytes?start=0&size=70000", None, {}),
                 (400, "body: ", "heal", "[]", {}),
                 (400, "body: ", "heal", '{"a"', {}),
@@ -532,6 +534,13 @@ class Board(Server):
         on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
         before = state()
         zelsim("save here")
+        difference = {"state": "here", "sectors": [], "erases": 0}
+        self.assertEqual(json.loads(self.ask("/api/flash/difference?state=here")[1]), difference)
+        for address in "0x30000", "0x1ff0000":
+            on_switch(ZELCTL, "flash", "erase", address, "--yes")
+            on_switch(ZELCTL, "flash", "write", address, __file__, "--yes")
+        difference |= {"sectors": [3, 511], "erases": 2}
+        self.assertEqual(json.loads(self.ask("/api/flash/difference?state=here")[1]), difference)
         zelsim("reset --flash")
         self.assertNotEqual(state(), before)
         zelsim("load here")

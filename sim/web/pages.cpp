@@ -198,6 +198,9 @@ void add_flash(httplib::Server &server, const Settings &settings) {
                flash["sectors"] = sectors_document(attached.folder, *copy, *counted);
                return flash;
              }));
+  server.Get("/api/flash/difference", answering([settings](const HttpRequest &request) {
+               return difference_document(board_of(settings, request), request.get_param_value("state"));
+             }));
   server.Get("/api/flash/bytes", answering([settings](const HttpRequest &request) {
                uint32_t start = number_of(request, "start", 0, kFlashSize - 1);
                uint32_t most = std::min(kSectorSize, kFlashSize - start);

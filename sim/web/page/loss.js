@@ -7,17 +7,20 @@ import {flashText, plural} from './words.js';
 
 const modulesIn = (ports) => ports.map((port) => [port, cageOf(port)?.module]).filter(([, module]) => module);
 
-function contents() {
+/** @param difference  the sectors that are lost, and how many erases are forgotten; without it all of them */
+function contents(difference) {
   if (!known.sectors || !known.regions) return [];
-  const {used, erases} = known.sectors;
-  const inUse = flashText(known.sectors);
+  const {erases} = known.sectors;
+  const lost = difference && new Set(difference.sectors);
+  const used = known.sectors.used.map((pages, sector) => (!lost || lost.has(sector) ? pages : 0));
+  const inUse = flashText({used});
   const regions = known.regions
     .filter(
       ({start, size: length, region}) =>
         region !== 'unused' && used.slice(start / 0x10000, (start + length) / 0x10000).some((pages) => pages > 0),
     )
     .map(({region}) => region);
-  const erased = erases.reduce((sum, count) => sum + count, 0);
+  const erased = difference?.erases ?? erases.reduce((sum, count) => sum + count, 0);
   return [
     inUse && `${inUse}: ${regions.join(', ')}`,
     erased && `the counts of ${plural(erased, 'sector erase')}`,
@@ -74,7 +77,8 @@ export async function questionFor(action, fields) {
   }
   const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   if (action === 'load' && saved) {
-    const lost = [...surroundings(), ...contents()];
+    const difference = await ask('flash/difference?state=' + fields.state).catch(() => null);
+    const lost = [...surroundings(), ...contents(difference)];
     return {title: `Go back to “${fields.state}”?`, lost, does: 'Go back to it'};
   }
   if (action === 'save' && saved) {
