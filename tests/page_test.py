@@ -194,6 +194,27 @@ class Page(Server):
             self.fill(form, field, value)
             for name, holds in then.items():
                 eventually(lambda: self.property(f"[data-key='{form}'] [name={name}]", "value") == holds)
+        # A question that is answered with Keep leaves what holds; the slot stays chosen.
+        for field, value in (("slot", "1"), ("board", "copper")):
+            self.fill("fit", field, value)
+        self.click("[data-key=fit] button")
+        self.says("dialog.confirm[open]", "1g-sx in port 3")
+        self.keys(Keys.ESCAPE)
+        eventually(lambda: self.property("[data-key=fit] [name=board]", "value") == "sfp")
+        self.assertEqual(self.property("[data-key=fit] [name=slot]", "value"), "1")
+        # A cable has another end where there is one.
+        self.assertEqual(self.property("[data-key='set link'] [name=speed]", "value"), "1000")
+        self.fill("set link", "port", "")
+        eventually(lambda: self.property("[data-key='set link'] [name=speed]", "value") == "")
+        # A list keeps its entries while one of them is chosen.
+        self.fill("plug", "port", "5")
+        eventually(lambda: self.property("[data-key=plug] [name=module]", "value") == "")
+        entries = "return [...document.querySelector('[data-key=plug] [name=module]').options].map((one) => one.value)"
+        before = self.on_page(entries)
+        self.on_page("document.querySelector('[data-key=plug] [name=module]').focus()")
+        self.keys(Keys.ARROW_DOWN)
+        eventually(lambda: self.property("[data-key=plug] [name=module]", "value") == before[1])
+        self.assertEqual(self.on_page(entries), before)
         # A state that was saved meanwhile is asked for, and one that does not exist is not.
         zelsim("save before")
         for form, state, named in (("save", "before", "Save over “before”?"), ("load", "before", "1g-sx in port 3")):
@@ -223,7 +244,7 @@ class Page(Server):
         # The module is gone between the look and the click.
         zelsim("delete")
         self.find("#board-view.away")
-        eventually(lambda: re.match(r"Since \d\d:\d\d:\d\d: no board", self.text("#trouble")))
+        eventually(lambda: re.match(r"default: Since \d\d:\d\d:\d\d: no board", self.text("#trouble")))
         eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "#bar-acts button:disabled")) == 3)
         zelsim("create --slots sfp,copper,none")
         eventually(lambda: not self.is_there("#board-view.away"))
@@ -256,7 +277,8 @@ class Page(Server):
 
     def test_the_line_that_says_why_moves_and_covers_nothing(self):
         self.end()
-        self.says("#trouble", "No connection since")
+        self.says("#trouble", "default: No connection since")
+        self.says("#requests-empty", "Nothing is recorded until the board is there again.")
         places = "const trouble = document.querySelector('#trouble'); const panel = document.querySelector('#panel');" \
                  "const {bottom} = trouble.getBoundingClientRect(); const top = () => panel.getBoundingClientRect().top;" \
                  "const before = top(); trouble.hidden = true; const without = top(); trouble.hidden = false;" \
@@ -577,6 +599,12 @@ class Page(Server):
             self.says("#foot .refusal", why)
             self.assertEqual(self.module_in(25), "-")
 
+    def test_a_bad_name_of_a_state_is_said_in_words(self):
+        self.keys("s")
+        self.find("#states input:focus")
+        self.keys("two words", Keys.ENTER)
+        self.says("#states form .refusal", "'two words' is no name (letters, digits,")
+
     def test_focus_stays_in_a_list_of_states(self):
         zelsim("save before")
         self.keys("s")
@@ -625,6 +653,18 @@ class Page(Server):
         self.open("?tab=activity")
         self.click("[data-key=trouble-fault1] button")
         eventually(lambda: self.is_shown("#fault-table table"))
+
+    def test_numbers_that_grow_move_nothing(self):
+        self.watch_with_own_stream()
+        places = "return [...document.querySelectorAll('.reading')].map((one) => one.offsetLeft)"
+
+        def places_at(rate):
+            self.say({"rate": rate})
+            shows = "return document.querySelector('[data-strip=requests] .value').innerText"
+            eventually(lambda: self.on_page(shows) == f"{rate}/s" or self.say({"rate": rate}))
+            return self.on_page(places)
+
+        self.assertEqual(places_at(7), places_at(12943))
 
     def test_the_requests_are_drawn_near_what_is_seen(self):
         self.watch_requests()
@@ -704,6 +744,8 @@ class Page(Server):
         # An expression that is not complete changes nothing, and Escape leaves the field with it.
         self.keys("([")
         self.says("#requests-told", "not valid")
+        self.says("#requests-wrong", "unterminated character class")
+        self.assertTrue(self.is_shown("#requests-wrong"))
         self.assertEqual(self.on_page(shown), before)
         self.keys(Keys.ESCAPE)
         self.find("#lines:focus")
@@ -715,6 +757,91 @@ class Page(Server):
         for width, height in ((1024, 700), (1440, 900), (1000, 640)):
             self.resize(width, height)
             eventually(lambda: self.on_page(in_view, height))
+
+    def watch_with_own_stream(self, query=""):
+        """The page's stream of events is within reach: `say` sends on it what the server would."""
+        keep = "delete window.SharedWorker; const Source = EventSource;" \
+               "window.EventSource = class extends Source { constructor(...all) { super(...all); window.source = this; } }"
+        script = self.browser.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": keep})
+        self.addCleanup(self.browser.execute_cdp_cmd, "Page.removeScriptToEvaluateOnNewDocument", script)
+        self.watch_requests(query)
+
+    def say(self, news):
+        self.on_page("source.onmessage({data: arguments[0]})", json.dumps(news, separators=(",", ":")))
+
+    def requests_come(self, lines, first=100000):
+        self.say({"requests": [{"n": n, "line": line, "result": 0, "us": 5, "program": "prog", "pid": 7, **more}
+                               for n, (line, more) in enumerate(lines, first)]})
+
+    def press(self, selector, text):
+        press = "const found = [...document.querySelectorAll(arguments[0])].find((one) => one.innerText === arguments[1]);" \
+                "found?.click(); return found !== undefined"
+        eventually(lambda: self.on_page(press, selector, text))
+
+    def choose(self, selector, value):
+        self.find(selector)
+        self.on_page("const list = document.querySelector(arguments[0]); list.value = arguments[1];"
+                     "list.dispatchEvent(new Event('change'))", selector, value)
+
+    def test_what_is_found_is_shown_and_saved_as_it_is_shown(self):
+        zelsim("plug 3 1g-sx")
+        self.watch_with_own_stream("&text=page+A0h")
+        on_switch(ZELCTL, "sfp", "show", "3")
+        self.says("#lines .what", "BufRead")
+        # A line leads to the port that it names.
+        self.click("#lines li .line")
+        self.click("#lines .details button[title='Select it']")
+        self.find("[data-part=port3][aria-pressed=true]")
+        self.says("#inspector h2", "Port 3")
+        self.click("[data-key=clear]")
+        self.requests_come([("gpio 0x51 GetSpeedLed {port=26 value=0} -> {port=26 value=1}", {"reads": "speed led of port 26"}),
+                            ("i2c 0x05 BufRead addr=0xa0 len=2 -> 03 04", {"reads": "page A0h of the module in port 3"})])
+        # What is looked for may be in several texts of a line, and in words that the line shows only then.
+        for text, marks, shown in (("led of", "led of", 1), ("read page a0h", "Read|page A0h", 1), ("port", "port|port|port|port", 2)):
+            self.on_page("const field = document.querySelector('#requests-text'); field.value = arguments[0];"
+                         "field.dispatchEvent(new Event('input'))", text)
+            eventually(lambda: self.on_page("return document.querySelectorAll('#lines > li').length") == shown)
+            self.assertEqual(self.on_page("return [...document.querySelectorAll('#lines mark')].map((one) => one.innerText).join('|')"), marks)
+        self.on_page("URL.createObjectURL = (saved) => { window.saved = saved; return '#'; }; HTMLAnchorElement.prototype.click = () => {}")
+        self.click("[data-key=download]")
+        saved = self.browser.execute_async_script("saved.text().then(arguments[0])")
+        self.assertEqual(saved, "prog[7] gpio 0x51 GetSpeedLed {port=26 value=0} -> {port=26 value=1} speed led of port 26 = ok (5 µs)\n"
+                                "prog[7] i2c 0x05 BufRead page A0h of the module in port 3 addr=0xa0 len=2 -> 03 04 = ok (5 µs)\n")
+
+    def test_failures_and_changes_outlast_the_others(self):
+        self.watch_with_own_stream()
+        self.click("[data-key=clear]")
+        reads = ("i2c 0x05 BufRead addr=0x9e len=2 -> 1e 00", {})
+        failure = (reads[0], {"result": 0xFFFF})
+        struck = (reads[0], {"fault": 1})
+        change = (reads[0], {"changed": "temperature: 30.0 °C → 31.0 °C"})
+        self.requests_come([failure, struck, change] + 3000 * [reads])
+        self.requests_come(3000 * [reads], 200000)
+        self.says("#requests-told", "5000")
+        for result, count in (("failed", "1 of 5002"), ("fault", "1 of 5002"), ("=FW_FAIL", "1 of 5002"), ("changed", "1 of 5001")):
+            self.choose("[data-key=filter-result]", result)
+            self.says("#requests-told", count)
+            eventually(lambda: self.on_page("return document.querySelectorAll('#lines > li').length") == 1)
+        # The activity leads to one of them.
+        self.choose("[data-key=filter-result]", "")
+        self.say({"activity": [{"at": 1000 * int(time.time()), "who": "prog[7]", "text": "reads it", "undo": [], "request": 100002}]})
+        self.press("#foot button", "Show the request")
+        self.says("#lines .line[aria-expanded=true]", "31.0 °C")
+        # Another stream begins with what is kept.
+        self.choose("[data-key=filter-result]", "")
+        for tab in ("flash", "requests"):
+            self.click("#tab-" + tab)
+        self.says("#requests-empty", "2 failures of before are kept.")
+        self.press("#requests-empty button", "Only failures")
+        self.says("#requests-told", "1 of ")
+        # What the server sends once more is there once.
+        self.requests_come([failure])
+        self.find("#lines li")
+        self.says("#tab-requests", "1 failed")
+        self.assertEqual(self.on_page("return document.querySelectorAll('#lines > li').length"), 1)
+        self.click("[data-key=clear]")
+        self.choose("[data-key=filter-result]", "failed")
+        eventually(lambda: self.text("#requests-told") == "")
 
     def test_a_program_that_notices_is_shown(self):
         zelsim("plug 5 1g-sx")
@@ -794,6 +921,13 @@ class Page(Server):
         module = self.find("#catalogue [data-key='100fx']")
         ActionChains(self.browser).drag_and_drop(module, self.find("[data-part=port6]")).perform()
         self.find("[data-part=port6][aria-label*='100fx']")
+        # Where nothing can be plugged it is said why.
+        self.click("#bar-acts button")
+        for target, place, words in (("[data-part=port9]", "#inspector [data-key=refusal-plug9]", "port 9 "),
+                                     ("#strip", "#catalogue [role=status]", "100fx was dropped beside the cages")):
+            module = self.find("#catalogue [data-key='100fx']")
+            ActionChains(self.browser).drag_and_drop(module, self.find(target)).perform()
+            self.says(place, words)
         self.open("?tab=flash&select=port6")
         self.find("#tab-flash[aria-selected=true]")
         self.find("[data-part=port6][aria-pressed=true]")
@@ -810,6 +944,7 @@ class Page(Server):
         self.resize(390, 844)
         self.open("")
         self.assertFalse(self.is_shown("#requests-text"))
+        self.assertFalse(self.is_there("#dock [aria-selected=true]"))
         # An address with a tab opens its sheet, and so does a reload.
         self.open("?tab=faults")
         eventually(lambda: self.is_shown("#fault-form select"))

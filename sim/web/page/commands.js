@@ -1,4 +1,4 @@
-import {act, pendingValue} from './acts.js';
+import {act, dismiss, pendingValue, refusalOf} from './acts.js';
 import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
@@ -39,12 +39,15 @@ const supplyState = (number) => {
   return good || type === 'none' ? type : 'failed';
 };
 
-/** The port that a command is most likely meant for: the selected one, else one with a module. */
-function likelyPort() {
-  const chosenPort = selected().find((part) => kindOf(part) === 'port');
-  if (chosenPort) return numberOf(chosenPort);
-  const {cages} = known.board;
-  return (cages.find(({module}) => module) ?? cages[0]).port;
+/** The port that a command is most likely meant for: the selected one, else one with a module; for the other end of a cable
+ *  one that has a cable. */
+function likelyPort(action) {
+  const isFor = (port) => action !== 'set link' || linkOf(port);
+  const {cages, links} = known.board;
+  const chosenPorts = selected().filter((part) => kindOf(part) === 'port');
+  const withModule = cages.filter(({module}) => module);
+  const ports = [...chosenPorts.map(numberOf), ...[...withModule, ...links, ...cages].map(({port}) => port)];
+  return ports.find(isFor) ?? ports[0];
 }
 
 /** The slot or supply that is selected, else the first one. */
@@ -64,18 +67,18 @@ const presence = (flag) => (flag ? 'present' : 'absent');
 /** What holds, for a field of a command; those before it may say of what. */
 function present(action, field, fields) {
   const {i2c, gpio, settle_ms: settle, flash} = known.board;
-  const port = Number(fields.port ?? likelyPort());
+  const port = fields.port === '' ? NaN : Number(fields.port ?? likelyPort(action));
   const cage = cageOf(port);
   const link = linkOf(port);
   const fromPort = {
-    'set loss-of-signal': cage?.loss_of_signal ?? 0,
-    'set tx-fault': cage?.tx_fault ?? 0,
-    plug: cage?.module ?? '',
+    'set loss-of-signal': cage?.loss_of_signal,
+    'set tx-fault': cage?.tx_fault,
+    plug: cage?.module,
   };
-  if (field === 'port') return String(likelyPort());
+  if (field === 'port') return String(likelyPort(action));
   if (field === 'slot') return likely('slot');
   if (field === 'supply') return likely('supply');
-  if (field === 'speed') return String(link?.speed || 'down');
+  if (field === 'speed') return link ? String(link.speed || 'down') : '';
   if (field === 'duplex') return link && !link.full_duplex ? 'half' : 'full';
   const holds = {
     'fit board': boardIn(Number(fields.slot ?? 1)),
@@ -114,6 +117,18 @@ function forget(action) {
   for (const {field} of fields) delete chosen[`${action} ${field}`];
 }
 
+/** What was chosen where something holds is forgotten: nobody wants it any more. What only the form knows stays. */
+function goBack(action) {
+  const {fields} = known.actions.find((one) => one.action === action);
+  const values = {};
+  for (const {field} of fields) {
+    const holds = present(action, field, values);
+    values[field] = chosen[`${action} ${field}`] ?? holds;
+    if (holds !== '' && !kSubjects.includes(field)) delete chosen[`${action} ${field}`];
+  }
+  put('forms', action);
+}
+
 const inWords = (what) => what[0].toUpperCase() + what.slice(1);
 
 /** The values that a field can have; none where it takes any text. */
@@ -125,20 +140,22 @@ function choicesOf(field, values) {
   return values;
 }
 
+/** The first entry of a list, for no value. Where one is needed it can't be chosen, and stays: a list never changes its
+ *  entries when one of them is chosen. */
+const withoutOne = (field, optional) =>
+  element('option', {value: '', disabled: !optional, hidden: !optional}, optional ? (kWithout[field] ?? '–') : '–');
+
 function inputOf(action, {field, optional, values}, fields) {
   const value = chosen[`${action} ${field}`] ?? present(action, field, fields);
   fields[field] = value;
   const change = ({target}) => choose(action, field, target.value);
   const names = choicesOf(field, values);
-  const without = optional || value === '' ? [''] : [];
   const made =
     names.length > 0
       ? element(
           'select',
           {name: field, value, onchange: change},
-          [...without, ...names].map((one) =>
-            element('option', {value: one, selected: one === value}, one === '' ? (kWithout[field] ?? '–') : one),
-          ),
+          [withoutOne(field, optional), ...names.map((one) => element('option', {value: one, selected: one === value}, one))],
         )
       : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', onchange: change});
   return element('label', {'data-key': field}, labelOf(field), made);
@@ -150,7 +167,10 @@ function form({action, what, fields}) {
   const submit = async (event) => {
     event.preventDefault();
     const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
-    if (await act('form ' + action, action, given)) forget(action);
+    const control = 'form ' + action;
+    dismiss(control);
+    if (await act(control, action, given)) forget(action);
+    else if (!refusalOf(control)) goBack(action); // the answer to a question was to keep what is there
   };
   return element(
     'form',

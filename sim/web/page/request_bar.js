@@ -1,5 +1,5 @@
 import {button, element, find, patch} from './dom.js';
-import {clearFilter, countOfChoices, filter, setFilter} from './request_filter.js';
+import {clearFilter, complaint, countOfChoices, filter, setFilter} from './request_filter.js';
 import {parse} from './request_line.js';
 import {known, put} from './store.js';
 
@@ -39,16 +39,23 @@ const lists = (entries, programs) => [
   ]),
 ];
 
+/** What is looked for. What is wrong with it stands below it, over the list's headings. */
 const field = () =>
-  element('input', {
-    id: 'requests-text',
-    type: 'search',
-    placeholder: 'Find',
-    'aria-label': 'Find in requests',
-    value: filter.text,
-    'data-key': 'text',
-    oninput: ({target}) => setFilter({text: target.value}),
-  });
+  element(
+    'div',
+    {class: 'search', 'data-key': 'search'},
+    element('input', {
+      id: 'requests-text',
+      type: 'search',
+      placeholder: 'Find',
+      'aria-label': 'Find in requests',
+      'aria-describedby': 'requests-wrong',
+      value: filter.text,
+      'data-key': 'text',
+      oninput: ({target}) => setFilter({text: target.value}),
+    }),
+    element('p', {id: 'requests-wrong', class: 'refusal', role: 'status'}, complaint()),
+  );
 
 const expressionButton = () =>
   element(

@@ -4,7 +4,7 @@ import {button, copyButton, element} from './dom.js';
 import {openFaults} from './faults.js';
 import {hexRows} from './hex.js';
 import {setFilter} from './request_filter.js';
-import {bytesOf, chipName, fieldsOf, parse, partOf, readsText, targetOf, textOf} from './request_line.js';
+import {bytesOf, chipName, fieldsOf, parse, partsOf, readsText, targetOf, textOf} from './request_line.js';
 import {describe, select} from './selection.js';
 import {duration, hex} from './words.js';
 
@@ -12,7 +12,6 @@ import {duration, hex} from './words.js';
 
 export function details(entry) {
   parse(entry);
-  const part = partOf(entry);
   const target = targetOf(entry);
   const fields = fieldsOf(entry);
   const digits = bytesOf(entry);
@@ -26,7 +25,7 @@ export function details(entry) {
     element(
       'div',
       {class: 'row'},
-      part && button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'}),
+      partsOf(entry).map((part) => button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'})),
       entry.node !== 'other' &&
         actButton('Fail the next one', () => act(control, 'fail', {node: target, count: '1'}), {class: 'small'}),
       entry.node !== 'other' && button('Make it fail…', () => openFaults(target), {class: 'small'}),

@@ -1,6 +1,6 @@
 import * as address from './address.js';
 import {element} from './dom.js';
-import {parse, programName} from './request_line.js';
+import {parse, textsOf} from './request_line.js';
 import {follow, put} from './store.js';
 
 // Which requests are shown. The filter stands in the page's address.
@@ -35,11 +35,8 @@ export function complaint() {
   }
 }
 
-function searched(entry) {
-  const {node, name, rest, resultText} = parse(entry);
-  const {reads = '', changed = ''} = entry;
-  return `${programName(entry)} ${node} ${name} ${changed} ${rest} ${reads} ${resultText}`;
-}
+/** What is searched is what is shown, in the same order. */
+const searched = (texts) => texts.map(({text}) => text).join(' ');
 
 export function passes(entry, expression) {
   if (filter.node && parse(entry).node !== filter.node) return false;
@@ -50,7 +47,7 @@ export function passes(entry, expression) {
   if (filter.result.startsWith('=') && parse(entry).resultText !== filter.result.slice(1)) return false;
   if (expression) {
     expression.lastIndex = 0;
-    return expression.test(searched(entry));
+    return expression.test(searched(textsOf(entry)));
   }
   return true;
 }
@@ -70,19 +67,41 @@ follow(['visited'], () => {
 });
 
 export const clearFilter = () => setFilter(kNothing);
+/** Shows all requests with a kind of result. */
+export const showOnly = (result) => setFilter({...kNothing, result});
 /** How many of the lists say what is shown. */
 export const countOfChoices = () => [filter.node, filter.program, filter.result].filter(Boolean).length;
 
-/** Text in which what is looked for is marked. */
-export function marked(text, expression) {
-  if (!expression) return [text];
+/** A text with marks at some places, each with its begin and its end. */
+function marked(text, places) {
   const pieces = [];
   let at = 0;
-  expression.lastIndex = 0;
-  for (const match of text.matchAll(expression)) {
-    if (match[0] === '') break;
-    pieces.push(text.slice(at, match.index), element('mark', {}, match[0]));
-    at = match.index + match[0].length;
+  for (const [from, to] of places) {
+    pieces.push(text.slice(at, from), element('mark', {}, text.slice(from, to)));
+    at = to;
   }
   return [...pieces, text.slice(at)];
+}
+
+/** Where what is looked for is found. */
+function placesIn(text, expression) {
+  const found = [...text.matchAll(expression)].filter(([match]) => match !== '');
+  return found.map(({0: match, index}) => [index, index + match.length]);
+}
+
+/** The texts of a line by their kind: the pieces with their marks, and whether something was found in it. What is found may
+ *  begin in one text and end in another. */
+export function markedTexts(entry, expression) {
+  const texts = textsOf(entry);
+  const places = expression ? placesIn(searched(texts), expression) : [];
+  const shown = {};
+  let begin = 0;
+  for (const {kind, text} of texts) {
+    const inside = places
+      .map(([from, to]) => [Math.max(0, from - begin), Math.min(text.length, to - begin)])
+      .filter(([from, to]) => from < to);
+    shown[kind] = {pieces: marked(text, inside), isFound: inside.length > 0};
+    begin += text.length + 1;
+  }
+  return shown;
 }

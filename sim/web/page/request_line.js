@@ -52,13 +52,30 @@ export function targetOf({node, name, address}) {
   return hasPlace ? `${node}:${name}@${hex(address)}` : `${node}:${name}`;
 }
 
-/** The part of the board that a line is about. */
-export function partOf({node, name, rest, address}) {
-  const field = (key) => rest.match(new RegExp(`\\b${key}=(\\d+)`))?.[1];
-  if (node === 'flash' && !Number.isNaN(address)) return `sector${Math.floor(address / 0x10000)}`;
-  if (field('port')) return `port${field('port')}`;
-  if (field('supply')) return Number(field('supply')) > 2 ? null : `supply${field('supply')}`;
-  if (field('slot')) return `slot${field('slot')}`;
+const kNumbers = {port: [0, 27], slot: [0, 3], supply: [1, 2]}; // the first and the last; slot 0 is the main board
+const kMostParts = 6;
+
+/** The ports, slots and supplies that a text names, as "port 3" or as "port=3". */
+function namedIn(text) {
+  const named = [...text.matchAll(/\b(port|slot|supply)[ =](\d+)/g)].map(([, kind, digits]) => [kind, Number(digits)]);
+  const parts = named
+    .filter(([kind, number]) => number >= kNumbers[kind][0] && number <= kNumbers[kind][1])
+    .map(([kind, number]) => kind + number);
+  if (/\b(main board|ports 24 to 27)\b/.test(text)) parts.push('slot0');
+  return [...new Set(parts)];
+}
+
+/** The parts of the board that a line is about: those that it names, else the one that the request is for. */
+export function partsOf(entry) {
+  const {node, rest, address, reads = '', changed = ''} = entry;
+  if (node === 'flash' && !Number.isNaN(address)) return [`sector${Math.floor(address / 0x10000)}`];
+  const named = namedIn(`${rest} ${reads} ${changed}`);
+  if (named.length > 0) return named.slice(0, kMostParts);
+  if (/\b(port|slot|supply)=/.test(rest)) return []; // one that the board has not
+  return [partOfRequest(entry)].filter(Boolean);
+}
+
+function partOfRequest({node, name, address}) {
   if (name.includes('SystemLed')) return 'led-system';
   if (name.includes('AlarmLed')) return 'led-alarm';
   if (name.includes('AlarmRelay')) return 'relay';
@@ -111,14 +128,34 @@ export const readsText = (entry) => `${entry.failed ? 'Was to read' : 'Reads'} $
 /** Who asked. */
 export const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
 
-/** A line as text, for a file or a mail. */
-export const textOf = (entry) =>
-  [
-    entry.at ? timeOfDay(entry.at) : '',
-    programName(entry),
-    entry.line,
-    parse(entry).resultText && '= ' + entry.resultText,
-    entry.us === undefined ? '' : `(${duration(entry.us)})`,
-  ]
-    .filter(Boolean)
-    .join(' ');
+/** True where the fields of a request say what it reads; an address does not. */
+export const hasNames = ({rest}) => rest.startsWith('{') && !rest.startsWith('{address');
+
+/** The texts of a line, each with its kind, in the order in which they are shown. */
+export function textsOf(entry) {
+  const {node, name, rest, resultText} = parse(entry);
+  const {reads = '', changed = ''} = entry;
+  const fields = {kind: 'rest', text: rest};
+  const words = {kind: 'reads', text: reads};
+  const texts = [
+    {kind: 'program', text: programName(entry)},
+    {kind: 'node', text: node},
+    {kind: 'name', text: name},
+    {kind: 'changed', text: changed},
+    ...(hasNames(entry) ? [fields, words] : [words, fields]),
+    {kind: 'result', text: resultText},
+  ];
+  return texts.filter(({text}) => text);
+}
+
+const kSigns = {changed: '◆ ', result: '= '};
+
+/** A line as text, for a file or a mail: what is shown, and the request's number. */
+export function textOf(entry) {
+  const texts = textsOf(entry).map(({kind, text}) => (kSigns[kind] ?? '') + text);
+  const number = entry.number === undefined ? [] : [hex(entry.number, 2)];
+  const place = texts.indexOf(entry.node) + 1;
+  const time = entry.at ? timeOfDay(entry.at) : '';
+  const took = entry.us === undefined ? '' : `(${duration(entry.us)})`;
+  return [time, ...texts.toSpliced(place, 0, ...number), took].filter(Boolean).join(' ');
+}

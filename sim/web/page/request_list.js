@@ -166,13 +166,6 @@ export function addLines(entries) {
   if (!following) showNew();
 }
 
-export function forgetLines() {
-  passing = [];
-  waiting = 0;
-  follows = true;
-  list.replaceChildren();
-}
-
 /** Shows a line, opened. @return false where it does not pass the filter */
 export function showLine(entry) {
   if (!passing.includes(entry)) return false;
@@ -254,7 +247,6 @@ export function make() {
     keeping = setTimeout(keepOpened, kSettled);
   });
   return [
-    element('div', {id: 'trace'}, heading(), list),
-    button('', showNewest, {id: 'requests-new', hidden: true}),
+    element('div', {id: 'trace'}, heading(), button('', showNewest, {id: 'requests-new', hidden: true}), list),
   ];
 }

@@ -1,6 +1,6 @@
 import {element} from './dom.js';
-import {marked} from './request_filter.js';
-import {parse, programName, readsText} from './request_line.js';
+import {markedTexts} from './request_filter.js';
+import {hasNames, parse, readsText} from './request_line.js';
 import {duration, timeOfDay} from './words.js';
 
 // A line of the list of requests.
@@ -14,9 +14,6 @@ function titleOf(entry) {
   return lines.join('\n');
 }
 
-/** True where the fields of a request say what it reads; an address does not. */
-const hasNames = ({rest}) => rest.startsWith('{') && !rest.startsWith('{address');
-
 function classOf({node, failed, fault, changed}) {
   return [node, failed && 'failed', fault && 'struck', changed && 'changed'].filter(Boolean).join(' ');
 }
@@ -29,10 +26,20 @@ function signOf({fault, failed}) {
 /** What stands in the column of results. */
 export const resultTold = (entry) => signOf(entry) + parse(entry).resultText;
 
+/** What a line says between its name and its result. What is read stands there where the fields don't say it, and where it is
+ *  what was looked for. */
+function saying(entry, texts) {
+  const {reads, rest} = texts;
+  const words = reads && element('i', {class: 'reads'}, reads.pieces);
+  if (!hasNames(entry)) return [words, words && ' ', rest?.pieces];
+  return [rest.pieces, reads?.isFound && [' ', words]];
+}
+
 /** @param toggle  opens the line, or closes it */
 export function lineOf(entry, expression, toggle) {
   parse(entry);
-  const text = (value) => marked(value, expression);
+  const texts = markedTexts(entry, expression);
+  const {program, node, name, changed, result} = texts;
   return element(
     'li',
     {class: classOf(entry), 'data-number': entry.id},
@@ -40,19 +47,18 @@ export function lineOf(entry, expression, toggle) {
       'button',
       {type: 'button', class: 'line', tabindex: '-1', 'aria-expanded': 'false', onclick: () => toggle(entry)},
       element('span', {class: 'time'}, entry.at ? timeOfDay(entry.at) : ''),
-      element('span', {class: 'program'}, text(programName(entry))),
+      element('span', {class: 'program'}, program?.pieces),
       element(
         'span',
         {class: 'what', title: titleOf(entry)},
-        element('span', {class: 'node'}, text(entry.node)),
-        element('b', {}, text(entry.name)),
+        element('span', {class: 'node'}, node.pieces),
+        element('b', {}, name.pieces),
         ' ',
-        entry.changed && [element('b', {class: 'fresh'}, text(entry.changed)), ' '],
-        entry.reads && !hasNames(entry) && [element('i', {class: 'reads'}, text(entry.reads)), ' '],
-        text(entry.rest),
+        changed && [element('b', {class: 'fresh'}, changed.pieces), ' '],
+        saying(entry, texts),
       ),
       element('span', {class: 'took'}, entry.us === undefined ? '' : duration(entry.us)),
-      element('span', {class: 'result'}, signOf(entry), text(entry.resultText)),
+      element('span', {class: 'result'}, signOf(entry), result?.pieces),
     ),
   );
 }

@@ -1,19 +1,20 @@
 import * as dock from './dock.js';
-import {copyButton, element, find, patch} from './dom.js';
+import {button, copyButton, element, find, patch} from './dom.js';
 import {showAllButton, showBar} from './request_bar.js';
-import {clearFilter, complaint, matcher, passes} from './request_filter.js';
+import {clearFilter, complaint, filter, matcher, passes, setFilter, showOnly} from './request_filter.js';
 import {hasFailed, programName, textOf} from './request_line.js';
 import * as list from './request_list.js';
-import {follow, known, put} from './store.js';
+import * as store from './request_store.js';
+import {follow, isAway, known, put} from './store.js';
 import {plural} from './words.js';
 
-// What programs ask of the drivers: the entries that are kept, and which of them are shown.
+// What programs ask of the drivers, and what of it is shown.
 
-const kKept = 5000;
-let entries = [];
 let number = 0; // of the last entry
 const programs = new Set();
-let failures = 0;
+
+/** The entries that the filter chooses from. */
+const candidates = () => store.entriesFor(filter.result);
 
 // ---- which are shown
 
@@ -21,19 +22,29 @@ function showState() {
   const wrong = complaint();
   find('#requests-text').classList.toggle('wrong', wrong !== '');
   find('#requests-text').setAttribute('aria-invalid', String(wrong !== ''));
-  const total = entries.length;
+  const total = candidates().length;
   const seen = list.count();
   const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
   find('#requests-told').textContent = wrong ? 'not valid' : told;
-  find('#requests-told').title = wrong;
+  find('#requests-wrong').textContent = wrong;
   find('#requests-empty').hidden = seen > 0;
   find('#trace').classList.toggle('none', seen === 0);
-  dock.count('requests', failures ? `${failures} failed` : '', true);
+  const failed = store.failedCount();
+  dock.count('requests', failed ? `${failed} failed` : '', true);
   if (seen > 0) return;
   patch(find('#requests-empty'), total > 0 ? [element('p', {}, 'No line passes the filter.'), showAllButton()] : empty());
 }
 
+const onlyFailures = () => button('Only failures', () => setFilter({result: 'failed'}));
+
+/** What is said where no request is known: how to get some, if that can be. */
 function empty() {
+  const earlier = store.earlierFailures();
+  const kept = earlier > 0 && [
+    element('p', {}, `${plural(earlier, 'failure')} of before ${earlier === 1 ? 'is' : 'are'} kept.`),
+    onlyFailures(),
+  ];
+  if (isAway()) return [element('p', {}, 'Nothing is recorded until the board is there again.'), kept];
   const command = `zelsim run --board ${known.board?.board ?? 'lab'} -- zelctl monitor`;
   return [
     element(
@@ -42,38 +53,32 @@ function empty() {
       'Nothing has been asked of the drivers since this tab was opened. Start a program on this board, yours or:',
     ),
     element('p', {class: 'command'}, element('code', {}, command), copyButton(command)),
+    kept,
   ];
 }
 
 function showAll() {
   const expression = matcher();
-  list.showLines(entries.filter((entry) => passes(entry, expression)));
+  list.showLines(candidates().filter((entry) => passes(entry, expression)));
   showState();
   show();
 }
 
 /** Shows a request that the activity tells of: by its number on the server, which the line may not have reached yet. */
 function showWanted() {
-  const entry = known.wanted && entries.find(({n}) => n === known.wanted);
+  const entry = known.wanted && store.byNumber(known.wanted);
   if (!entry) return;
   if (list.showLine(entry)) return put('wanted', null);
-  clearFilter();
-  put('wanted', entry.n); // once more when the filter is gone
+  showOnly(store.kindOf(entry));
+  put('wanted', entry.n); // once more with this filter
 }
 
 // ---- which are kept
-
-function forget() {
-  entries = [];
-  failures = 0;
-  list.forgetLines();
-}
 
 function note(entry) {
   entry.id = ++number;
   entry.line ??= entry.missed > 0 ? `… about ${plural(entry.missed, 'request')} not shown` : '… requests not shown';
   entry.failed = hasFailed(entry);
-  if (entry.failed) ++failures;
   list.widen('program', programName(entry));
   if (!entry.program || programs.has(entry.program)) return;
   programs.add(entry.program);
@@ -82,12 +87,15 @@ function note(entry) {
 
 function take({requests, anew}) {
   if (!find('#requests-text')) show();
-  if (anew) forget();
+  if (anew) {
+    store.beginAnew();
+    showAll();
+  }
   if (!requests) return;
   requests.forEach(note);
-  entries = entries.concat(requests).slice(-kKept);
   const expression = matcher();
-  list.addLines(requests.filter((entry) => passes(entry, expression)));
+  if (store.add(requests)) list.showLines(candidates().filter((entry) => passes(entry, expression)));
+  else list.addLines(requests.filter((entry) => passes(entry, expression)));
   showState();
   showWanted();
 }
@@ -95,7 +103,7 @@ function take({requests, anew}) {
 function download() {
   const expression = matcher();
   const text =
-    entries
+    candidates()
       .filter((entry) => passes(entry, expression))
       .map(textOf)
       .join('\n') + '\n';
@@ -108,12 +116,11 @@ function download() {
 }
 
 function clear() {
-  entries = [];
-  failures = 0;
+  store.clear();
   showAll();
 }
 
-const show = () => showBar(entries, programs, {clear, download});
+const show = () => showBar(store.entriesFor('failed'), programs, {clear, download});
 
 export function focusFilter() {
   dock.open('requests');
@@ -141,5 +148,5 @@ export function start() {
   follow(['programs', 'paused', 'tab', 'filter-open'], show);
   follow(['filter'], showAll);
   follow(['wanted'], showWanted);
-  follow(['board'], () => entries.length === 0 && showState());
+  follow(['board', 'live', 'gone'], () => find('#requests-text') && list.count() === 0 && showState());
 }

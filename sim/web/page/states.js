@@ -55,7 +55,6 @@ function show() {
             required: true,
             autofocus: true,
             autocomplete: 'off',
-            pattern: '[A-Za-z0-9_][A-Za-z0-9_.\\-]{0,63}',
           }),
         ),
         element('button', {type: 'submit', class: 'main', disabled: isAway()}, 'Save this state'),

@@ -1,0 +1,83 @@
+// The requests that are kept: the last ones, and for longer what somebody may come to look for later: those that failed or
+// were struck by a fault, and those whose answer changed.
+
+const kLast = 5000;
+const kLonger = 1000; // of each kind
+let last = [];
+let failures = []; // earlier than the last ones
+let changes = []; // earlier than the last ones
+let failed = 0; // how many have failed
+let stream = 0; // of the server; the numbers of two streams may be the same
+
+const isFailure = ({failed: hasFailed, fault}) => hasFailed || Boolean(fault);
+const isChange = ({changed}) => Boolean(changed);
+
+function keepLonger(gone) {
+  failures = failures.concat(gone.filter(isFailure)).slice(-kLonger);
+  changes = changes.concat(gone.filter(isChange)).slice(-kLonger);
+}
+
+const isOlder = (entry) => entry.stream !== stream;
+const keyOf = ({n, at}) => `${n} ${at}`;
+
+/** A stream begins with what the server still has. What is kept of it comes once more then.
+ *  @return whether something was forgotten */
+function forgetThose(entries) {
+  if (!failures.some(isOlder) && !changes.some(isOlder)) return false;
+  const keys = new Set(entries.map(keyOf));
+  const comesAgain = (entry) => isOlder(entry) && keys.has(keyOf(entry));
+  const before = failures.length + changes.length;
+  failed -= failures.filter((entry) => entry.failed && comesAgain(entry)).length;
+  failures = failures.filter((entry) => !comesAgain(entry));
+  changes = changes.filter((entry) => !comesAgain(entry));
+  return failures.length + changes.length < before;
+}
+
+/** @return whether some of them were kept already, and have another place now */
+export function add(entries) {
+  const hasForgotten = forgetThose(entries);
+  for (const entry of entries) {
+    entry.stream = stream;
+    if (entry.failed) ++failed;
+  }
+  last = last.concat(entries);
+  keepLonger(last.splice(0, Math.max(0, last.length - kLast)));
+  return hasForgotten;
+}
+
+/** Another stream begins. What is kept for longer stays. */
+export function beginAnew() {
+  keepLonger(last);
+  last = [];
+  ++stream;
+}
+
+export function clear() {
+  last = [];
+  failures = [];
+  changes = [];
+  failed = 0;
+}
+
+export const failedCount = () => failed;
+/** The number of failures that are earlier than the last requests. */
+export const earlierFailures = () => failures.length;
+
+/** Those among which is looked for a kind of result, as the filter names it, in their order. */
+export function entriesFor(result) {
+  if (result === 'changed') return [...changes, ...last];
+  const isOfFailures = ['failed', 'fault'].includes(result) || (result.startsWith('=') && result !== '=ok');
+  return isOfFailures ? [...failures, ...last] : last;
+}
+
+/** A request by its number on the server; undefined where it has not come yet, or is not kept any more. */
+export function byNumber(n) {
+  const isIt = (entry) => entry.n === n && entry.stream === stream;
+  return last.find(isIt) ?? changes.find(isIt) ?? failures.find(isIt);
+}
+
+/** The kind of result under which a request is found. */
+export function kindOf(entry) {
+  if (last.includes(entry)) return '';
+  return changes.includes(entry) ? 'changed' : 'failed';
+}
