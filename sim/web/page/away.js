@@ -9,7 +9,7 @@ let shelter = null; // what has it instead
 function shelterFocus() {
   if (!held?.isConnected || !held.matches(':disabled')) return;
   const dialog = held.closest('dialog');
-  shelter = dialog?.querySelector('button:enabled') ?? held.closest('#inspector') ?? find('[role=tab][aria-selected=true]');
+  shelter = dialog?.querySelector('button:enabled') ?? held.closest('#inspector') ?? find('[role=tab][tabindex="0"]');
   shelter.focus({preventScroll: true});
 }
 

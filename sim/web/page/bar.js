@@ -82,7 +82,8 @@ function showLive() {
   place.classList.toggle('good', Boolean(known.live) && !known.gone);
   place.classList.toggle('bad', known.live === false || Boolean(known.gone));
   const toRack = known.refused?.status === kAbsent && element('a', {href: '/'}, 'Show all boards');
-  patch(trouble, [text, toRack && ' ', toRack]);
+  const name = known.board && `${known.board.board}: `;
+  patch(trouble, [name, text, toRack && ' ', toRack]);
   trouble.hidden = !text;
 }
 

@@ -22,6 +22,7 @@ export async function openCatalogue(...into) {
   filter = '';
   opener = document.activeElement;
   if (!known.modules) put('modules', (await ask('modules')).modules);
+  put('dropped', null);
   put('catalogue', true);
   requestAnimationFrame(() => {
     const input = find('#catalogue input');
@@ -80,15 +81,20 @@ export function cancelPlacing() {
 
 let drag = null;
 
+const isPort = (part) => Boolean(part) && kindOf(part) === 'port';
+
+/** Marks the cage that a module is over. */
 function markTarget(part) {
   for (const node of document.querySelectorAll('.place.target')) node.classList.remove('target');
-  const fits = part && kindOf(part) === 'port' && cageOf(numberOf(part));
-  if (fits) find(`[data-part="${part}"]`).classList.add('target');
-  return fits ? part : null;
+  if (isPort(part) && cageOf(numberOf(part))) find(`[data-part="${part}"]`).classList.add('target');
 }
+
+/** What is said beside a module that is dragged over a port without a cage. */
+const whyNot = (part) => (isPort(part) && !cageOf(numberOf(part)) ? `: port ${numberOf(part)} has no cage` : '');
 
 function begin(module, event) {
   if (event.button !== 0) return;
+  put('dropped', null);
   drag = {module, x: event.clientX, y: event.clientY, ghost: null, pointer: event.pointerId};
   event.currentTarget.setPointerCapture(event.pointerId);
 }
@@ -103,7 +109,9 @@ function go(event) {
     find('#catalogue').classList.add('dragging');
   }
   Object.assign(drag.ghost.style, {left: event.clientX + 'px', top: event.clientY + 'px'});
-  markTarget(partAt(event.clientX, event.clientY));
+  const part = partAt(event.clientX, event.clientY);
+  markTarget(part);
+  drag.ghost.textContent = drag.module + whyNot(part);
 }
 
 function end(event) {
@@ -114,10 +122,11 @@ function end(event) {
   if (!ghost) return; // it was a click
   ghost.remove();
   event.currentTarget.dragged = true;
-  const part = markTarget(event.type === 'pointerup' ? partAt(event.clientX, event.clientY) : null);
   markTarget(null);
-  if (!part) return;
-  select(part);
+  if (event.type !== 'pointerup') return;
+  const part = partAt(event.clientX, event.clientY);
+  if (!isPort(part)) return put('dropped', module);
+  select(part); // where it is told if the port has no cage
   plug(module, [numberOf(part)]);
 }
 
@@ -186,6 +195,7 @@ function item({module, part_number: part, rate_mbd: rate, phy}) {
 function nextStep() {
   if (ports.length > 0) return `Choose one for port ${ports.join(', ')}.`;
   if (known.placing) return `${known.placing}: choose a port (a click, or arrow keys and Enter).`;
+  if (known.dropped) return `${known.dropped} was dropped beside the cages: nothing is plugged. Drag it into a cage.`;
   return 'Drag one into a cage, or choose one and then a port.';
 }
 
@@ -230,6 +240,6 @@ function show() {
 }
 
 export function start() {
-  follow(['catalogue', 'modules', 'placing'], show);
+  follow(['catalogue', 'modules', 'placing', 'dropped'], show);
   follow(['live', 'gone'], () => isAway() && closeCatalogue());
 }

@@ -98,7 +98,7 @@ export function openNumber(number) {
 
 function show() {
   for (const [name, {tab, panel}] of views) {
-    tab.setAttribute('aria-selected', String(name === chosen));
+    tab.setAttribute('aria-selected', String(name === chosen && (isSheet || !kNarrow.matches)));
     tab.tabIndex = name === chosen ? 0 : -1;
     panel.hidden = kWide.matches ? !isOpen(name) : name !== chosen;
     panel.classList.toggle('beside', kWide.matches && name === 'requests');
