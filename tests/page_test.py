@@ -227,6 +227,15 @@ class Page(Server):
         self.click("[data-key=load] button")
         self.says("[data-key=load] .refusal", "nosuch")
         self.assertFalse(self.is_there("dialog[open]"))
+        # A module of a file does not come back.
+        with open(f"{self.home}/odd", "wb") as file:
+            file.write(bytes(256))
+        zelsim(f"plug 5 {self.home}/odd")
+        self.find("[data-part=port5][aria-label*='odd']")
+        self.click("#inspector [value=none]")
+        self.says("dialog.confirm[open]", "It cannot be undone: odd is not in the catalogue")
+        self.keys(Keys.ESCAPE)
+        eventually(lambda: not self.is_there("dialog[open]"))
         # Where nothing goes, the question says so.
         zelsim("flash erase")
         self.open("?tab=flash")
@@ -577,6 +586,18 @@ class Page(Server):
         self.click("#activity [aria-label='Undo: zelsim plug 5 1g-sx']")
         self.says("#activity li:has([aria-label='Undo: zelsim plug 5 1g-sx']) .refusal", "'55' is not")
         self.assertFalse(self.is_there("#foot .refusal"))
+
+    def test_what_an_undo_brings_back_of_a_board(self):
+        zelsim("plug 3 1g-sx")
+        on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
+        self.open("?select=slot1")
+        self.click("#inspector [value=none]")
+        self.says("dialog.confirm[open]", "modules back; their transmitters are then off")
+        self.click("dialog.confirm .danger")
+        self.says("#foot", "fit 1 none")
+        self.keys("u")
+        eventually(lambda: self.module_in(3) == "1g-sx")
+        self.assertEqual(zelsim("get cages.3.tx_disable").strip(), "1")
 
     def test_no_undo_goes_back_beyond_a_reset(self):
         zelsim("save here")

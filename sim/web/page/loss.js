@@ -41,9 +41,9 @@ function surroundings() {
 
 /** What an undo brings back of a board with its modules. A board that is fitted begins as after power-up. */
 function whatComesBack(modules) {
-  const names = (known.modules ?? []).map(({module}) => module);
-  const foreign = modules.filter(([, module]) => !names.includes(module)).map(([, module]) => module);
-  if (foreign.length > 0) return `It cannot be undone: ${foreign.join(', ')} is not in the catalogue.`;
+  const isForeign = ([, name]) => known.modules && !known.modules.some(({module}) => module === name);
+  const foreign = modules.find(isForeign);
+  if (foreign) return `It cannot be undone: ${foreign[1]} is not in the catalogue.`;
   return 'Undo brings the board and its modules back; their transmitters are then off, until a program switches them on.';
 }
 
