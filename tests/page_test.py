@@ -626,6 +626,28 @@ class Page(Server):
         self.keys("two words", Keys.ENTER)
         self.says("#states form .refusal", "'two words' is no name (letters, digits,")
 
+    def test_going_back_loses_the_sectors_that_differ(self):
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"kept")
+
+        def write(address):
+            on_switch(ZELCTL, "flash", "write", address, image, "--yes")
+
+        def question():
+            self.keys("s")
+            self.click("#states [data-key=here] button")
+            self.says("dialog.confirm[open]", "Go back to “here”?")
+            return self.text("dialog.confirm[open]")
+
+        write("0x400000")
+        zelsim("save here")
+        self.assertNotIn("of the flash", question())
+        self.open("")
+        write("0x500000")
+        eventually(lambda: json.loads(self.ask("/api/flash/difference?state=here")[1])["sectors"] == [80])
+        self.assertIn("1 sector of the flash", question())
+
     def test_focus_stays_in_a_list_of_states(self):
         zelsim("save before")
         self.keys("s")
@@ -663,9 +685,10 @@ class Page(Server):
         zelsim("plug 3 1g-sx")
         on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
         on_switch(ZELCTL, "led", "set", "alarm", "on")
-        for act in ("set los 3 1", "set supply 2 failed", "set lm75 absent", "fail i2c:BufRead@0x9e"):
+        for act in ("set los 3 1", "set supply 1 none", "set supply 2 failed", "set lm75 absent", "fail i2c:BufRead@0x9e"):
             zelsim(act)
-        for key, words, there in (("led-alarm", "lit", "LED ALM"), ("supply2", "AC failed", "Supply 2"), ("port3", "no light", "Port 3"),
+        for key, words, there in (("led-alarm", "lit", "LED ALM"), ("supply1", "pulled", "Supply 1"),
+                                  ("supply2", "AC failed", "Supply 2"), ("port3", "no light", "Port 3"),
                                   ("sensor", "absent", "Temperature sensor")):
             self.open("")
             self.says(f"[data-key=trouble-{key}]", words)
