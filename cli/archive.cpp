@@ -188,22 +188,23 @@ static std::string name_in(const Header &header) {
   return name;
 }
 
+Failure damaged_archive() { return Failure("the archive is cut off or damaged"); }
+
 ArchivedFiles files_of_tar(Bytes archive) {
-  const Failure damaged{"the archive is cut off or damaged"};
   ArchivedFiles files;
   for (;;) {
-    if (archive.size() < kBlock) throw damaged;
+    if (archive.size() < kBlock) throw damaged_archive();
     Header header;
     std::memcpy(&header, archive.data(), kBlock);
     const bool is_end = header.name[0] == '\0';
     if (is_end) return files;
-    if (!checksum_holds(header)) throw damaged;
+    if (!checksum_holds(header)) throw damaged_archive();
     archive = archive.subspan(kBlock);
     const uint64_t told_size = octal_in(header.size);
-    if (told_size > archive.size()) throw damaged;
+    if (told_size > archive.size()) throw damaged_archive();
     const auto size = static_cast<size_t>(told_size);
     const size_t padded_size = (size + kBlock - 1) / kBlock * kBlock;
-    if (padded_size > archive.size()) throw damaged;
+    if (padded_size > archive.size()) throw damaged_archive();
     const Bytes content = archive.first(size);
     const bool is_file = header.type == kFile || header.type == kOldFile;
     if (is_file) files[name_in(header)].assign(content.begin(), content.end());

@@ -183,16 +183,16 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
   }
 }
 
-template <size_t size>
-constexpr size_t room_of(const char (&)[size]) {
-  return size - 1;  // a zero ends the text
+template <size_t Size>
+constexpr size_t room_of(const char (&)[Size]) {
+  return Size - 1;  // a zero ends the text
 }
 
 // Puts a piece of a text into a field: the first one, the second one ...
-template <size_t size>
-void put_piece(char (&to)[size], const std::string &text, size_t piece) {
+template <size_t Size>
+void put_piece(char (&to)[Size], const std::string &text, size_t piece) {
   size_t from = std::min(text.size(), piece * room_of(to));
-  std::memset(to, 0, size);
+  std::memset(to, 0, Size);
   text.copy(to, room_of(to), from);
 }
 

@@ -17,9 +17,9 @@ char g_program[sizeof Change::program];
 uint32_t signer() { return g_process != 0 ? g_process : static_cast<uint32_t>(getpid()); }
 
 /** Copies a name, cut to the room. */
-template <size_t size>
-void put_name(char (&to)[size], const char *name) {
-  size_t length = strnlen(name, size - 1);
+template <size_t Size>
+void put_name(char (&to)[Size], const char *name) {
+  size_t length = strnlen(name, Size - 1);
   memcpy(to, name, length);
   to[length] = '\0';
 }
