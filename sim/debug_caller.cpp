@@ -6,6 +6,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "changes.h"
 #include "system_calls.h"
 
@@ -47,10 +49,7 @@ bool is_named(const Process &process, const char *name) { return strcmp(process.
 // True for somebody at a terminal: a shell, or zelsim that runs one.
 bool is_person(const Process &process) {
   constexpr const char *kNames[] = {"sh", "bash", "dash", "zsh", "zelsim"};
-  for (const char *name : kNames) {
-    if (is_named(process, name)) return true;
-  }
-  return false;
+  return std::ranges::any_of(kNames, [&](const char *name) { return is_named(process, name); });
 }
 
 }  // namespace
