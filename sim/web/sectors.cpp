@@ -46,9 +46,9 @@ bool is_same_sector(int one, int other, unsigned sector) {
 std::vector<uint32_t> saved_erases(const std::filesystem::path &saved) {
   std::vector<uint32_t> erases(kSectors);
   sys::File file(open_in(saved, kStateFile));
-  ssize_t size = kSectors * sizeof(uint32_t);
-  ssize_t count = sys::pread(file.get(), erases.data(), size, offsetof(Board, flash.erases));
-  if (count != size) throw Failure("state: no state '" + saved.filename().native() + "' can be read");
+  constexpr size_t kSize = kSectors * sizeof(uint32_t);
+  ssize_t count = sys::pread(file.get(), erases.data(), kSize, offsetof(Board, flash.erases));
+  if (count != ssize_t{kSize}) throw Failure("state: no state '" + saved.filename().native() + "' can be read");
   return erases;
 }
 
