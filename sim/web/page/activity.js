@@ -41,8 +41,8 @@ function whyNothing() {
 
 const whyNot = (later) => (ways.has(later) ? `Undo the later act first: ${later.name}` : `${later.name} came later, and has no undo`);
 
-/** A reason holds until something else is done. */
-const say = (control, why) => refuse(control, why, () => entries.findLast(isAct)?.id);
+/** A reason holds until there is another act to undo. */
+const say = (control, why) => refuse(control, why, () => lastAct()?.id);
 
 async function undoNow(control, entry) {
   if (isAway() || !known.actions) return;
