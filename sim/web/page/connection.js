@@ -16,8 +16,13 @@ function subscribe() {
 export function follow(board, takeRack) {
   query = board === null ? 'rack' : `board=${encodeURIComponent(board)}`;
   const channel = new MessageChannel();
-  feed = window.SharedWorker ? new SharedWorker(new URL('./feed.js', import.meta.url), {type: 'module', name: 'zelboard'}).port : channel.port1;
-  if (!window.SharedWorker) serve(channel.port2);
+  if (window.SharedWorker) {
+    const address = new URL('./feed.js', import.meta.url);
+    feed = new SharedWorker(address, {type: 'module', name: 'zelboard'}).port;
+  } else {
+    feed = channel.port1;
+    serve(channel.port2);
+  }
   feed.onmessage = ({data}) => {
     if (typeof data === 'string') return take(JSON.parse(data));
     if (data.live !== undefined && data.live !== known.live) put('since', new Date());
