@@ -5,13 +5,14 @@
 #include <cstring>
 #include <exception>
 
+#include "act_log.h"
 #include "attached.h"
 #include "diagnostics_page.h"
 #include "faults.h"
 #include "modules.h"
 #include "trace.h"
 
-// The log of what people do to a board, with the commands that undo it.
+// What people do to a board, with the commands that undo it.
 
 namespace zelsim::tool {
 namespace {
@@ -183,22 +184,6 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
   }
 }
 
-template <size_t Size>
-constexpr size_t room_of(const char (&)[Size]) {
-  return Size - 1;  // a zero ends the text
-}
-
-// Puts a piece of a text into a field: the first one, the second one ...
-template <size_t Size>
-void put_piece(char (&to)[Size], const std::string &text, size_t piece) {
-  size_t from = std::min(text.size(), piece * room_of(to));
-  std::memset(to, 0, Size);
-  text.copy(to, room_of(to), from);
-}
-
-/** Number of pieces into which a text must be cut. */
-size_t pieces_of(const std::string &text, size_t room) { return (text.size() + room - 1) / room; }
-
 struct Performed;
 thread_local Performed *t_performed = nullptr;
 
@@ -214,28 +199,9 @@ struct Performed {
   const std::string who;
   std::string command;
   const bool can_be_undone;
+  uint32_t undoes = 0;  // number of the act that it undoes; 0: none
   bool is_told = false;
 };
-
-void keep(Board &board, const std::string &who, const std::string &command, const Words &undo) {
-  std::string back;
-  for (const std::string &line : undo) add_item(back, line, ";");
-  Watch &watch = board.watch;
-  const Act &any = watch.acts[0];
-  if (pieces_of(back, room_of(any.undo)) > kActs) back.clear();
-  size_t pieces = std::max(pieces_of(command, room_of(any.command)), pieces_of(back, room_of(any.undo)));
-  pieces = std::min(pieces, size_t{kActs});
-  int64_t at_us = host_time_us();
-  for (size_t piece = 0; piece < pieces; ++piece) {
-    Act &act = watch.acts[watch.acts_done % kActs];
-    act.at_us = at_us;
-    act.number = number_of_change(board);
-    put_piece(act.who, piece == 0 ? who : "", 0);
-    put_piece(act.command, command, piece);
-    put_piece(act.undo, back, piece);
-    ++watch.acts_done;
-  }
-}
 
 }  // namespace
 
@@ -254,7 +220,7 @@ std::string command_text(const CommandRow &row, const CommandLine &line) {
   return text;
 }
 
-Words way_back(const Board &before, const Board &after) {
+std::optional<Words> way_back(const Board &before, const Board &after) {
   Commands commands;
   restore_slots(commands, before, after);
   restore_cages(commands, before, after);
@@ -266,7 +232,8 @@ Words way_back(const Board &before, const Board &after) {
   commands.restore("set settle", before.settle_ms, after.settle_ms);
   commands.restore("set chip-index", before.flash.chip_index, after.flash.chip_index);
   restore_faults(commands, before, after);
-  return commands.possible ? commands.lines : Words{};
+  if (!commands.possible) return std::nullopt;
+  return commands.lines;
 }
 
 LoggedAct::LoggedAct(Board &board, Intent intent) : board_(board), exceptions_(std::uncaught_exceptions()) {
@@ -277,9 +244,11 @@ LoggedAct::LoggedAct(Board &board, Intent intent) : board_(board), exceptions_(s
 LoggedAct::~LoggedAct() {
   bool has_failed = std::uncaught_exceptions() > exceptions_;
   if (!is_logged_ || has_failed || t_performed->is_told) return;
-  Words undo;
-  if (t_performed->can_be_undone) undo = way_back(*before_, board_);
-  keep(board_, t_performed->who, t_performed->command, undo);
+  std::optional<Words> commands;
+  if (t_performed->can_be_undone) commands = way_back(*before_, board_);
+  std::string undo = commands ? "" : kNoWayBack;
+  for (const std::string &command : commands.value_or(Words{})) add_item(undo, command, ";");
+  keep(board_, {.undoes = t_performed->undoes, .who = t_performed->who, .command = t_performed->command, .undo = undo});
   t_performed->is_told = true;
 }
 
@@ -305,32 +274,61 @@ std::string together_text(const std::string &title, const Words &commands) {
   return title + '\n' + all;
 }
 
+/** Refuses to undo an act that is undone already, or after which one was done that the sender does not know. */
+void check_meant(const Watch &watch, const MeantAct &meant) {
+  std::vector<LoggedEntry> entries = entries_of(watch);
+  auto undoes_it = [&](const LoggedEntry &entry) { return entry.undoes == meant.number; };
+  bool is_undone = std::ranges::any_of(entries, undoes_it);
+  if (is_undone) throw Failure("this act is undone already");
+  auto is_unknown = [&](const LoggedEntry &entry) { return entry.number > meant.newest_known; };
+  auto unknown = std::ranges::find_if(entries, is_unknown);
+  if (unknown != entries.end()) throw Failure("nothing is undone: " + told_name(*unknown) + " came in between");
+  if (meant.newest_known != watch.acts_done) throw Failure("nothing is undone: the board was made anew in between");
+}
+
+/** The acts behind one that have changed something for good, up to the next one that is undone. */
+Words passed_over(const Watch &watch, uint32_t number) {
+  std::vector<LoggedEntry> entries = entries_of(watch);
+  Words names;
+  for (const LoggedEntry &entry : entries) {
+    if (entry.number <= number) continue;
+    bool is_undone = std::ranges::any_of(entries, [&](const LoggedEntry &one) { return one.undoes == entry.number; });
+    if (is_undone) break;
+    if (entry.undo == kNoWayBack) names.push_back(told_name(entry));
+  }
+  return names;
+}
+
 }  // namespace
 
-Words perform_together(const std::string &board, const std::string &title, const std::vector<Step> &steps,
-                       const char *who, OnRefusal on_refusal) {
-  Words refusals;
+Outcome perform_together(const Together &acts, const char *who) {
+  Outcome outcome;
   Words done;
-  Performed performed(who, title, true);
-  HeldBoard held(board);
+  Performed performed(who, acts.title, true);
+  HeldBoard held(acts.board);
+  if (acts.undoes) {
+    check_meant(held->watch, *acts.undoes);
+    performed.undoes = acts.undoes->number;
+    outcome.passed_over = passed_over(held->watch, acts.undoes->number);
+  }
   auto before = std::make_unique<Board>(*held);
-  for (const Step &step : steps) {
+  for (const Step &step : acts.steps) {
     std::string refusal;
     try {
       step.row->run(step.line);
       done.push_back(command_text(*step.row, step.line));
     } catch (const std::runtime_error &error) {
-      if (on_refusal == OnRefusal::UndoAll) {
+      if (acts.on_refusal == OnRefusal::UndoAll) {
         copy_saved_part(*before, *held);
         throw;
       }
       refusal = error.what();
     }
-    refusals.push_back(refusal);
+    outcome.refusals.push_back(refusal);
   }
-  performed.command = together_text(title, done);
+  performed.command = together_text(acts.title, done);
   performed.is_told = done.empty();  // there is nothing to tell
-  return refusals;
+  return outcome;
 }
 
 }  // namespace zelsim::tool

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "tool.h"
 
 namespace zelsim::tool {
@@ -20,15 +22,29 @@ struct Step {
   CommandLine line;
 };
 enum class OnRefusal : uint8_t { GoOn, UndoAll };
-/** Does world commands as one act under one lock: nobody sees the board between them.
- *  @param board  its name, as all of the lines have it
- *  @param title  what the log says; empty for the commands alone
- *  @return why each of the steps was refused; an empty text for one that was done. With OnRefusal::UndoAll a refusal is
- *          thrown instead, and the board is as it was */
-Words perform_together(const std::string &board, const std::string &title, const std::vector<Step> &steps,
-                       const char *who, OnRefusal on_refusal);
+/** The act that an undo means, by its number in the board's log. */
+struct MeantAct {
+  uint32_t number;
+  uint32_t newest_known;  // number of the newest act that the sender of the undo knows
+};
+/** World commands that are done as one act. */
+struct Together {
+  std::string board;  // its name, as all of the lines have it
+  std::string title;  // what the log says; empty for the commands alone
+  std::vector<Step> steps = {};
+  OnRefusal on_refusal = OnRefusal::GoOn;
+  std::optional<MeantAct> undoes = {};
+};
+struct Outcome {
+  Words refusals = {};     // why each of the steps was refused; an empty text for one that was done
+  Words passed_over = {};  // of an undo: later acts that cannot be undone, by their names
+};
+/** Does world commands under one lock: nobody sees the board between them. With OnRefusal::UndoAll a refusal is thrown, and
+ *  the board is as it was. An undo is refused if the act is undone already, or if an act has come that the sender does not
+ *  know. */
+Outcome perform_together(const Together &acts, const char *who);
 
-/** The world commands that change a board from the state `after` back to the state `before`. Nothing if no commands can. */
-Words way_back(const Board &before, const Board &after);
+/** The world commands that change a board from the state `after` back to the state `before`; none if no commands can. */
+std::optional<Words> way_back(const Board &before, const Board &after);
 
 }  // namespace zelsim::tool

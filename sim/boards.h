@@ -60,6 +60,7 @@ class HeldBoard {
   HeldBoard(const HeldBoard &) = delete;
   HeldBoard &operator=(const HeldBoard &) = delete;
   Board &operator*() const { return *open_; }
+  Board *operator->() const { return &*open_; }
 
  private:
   OpenBoard open_;

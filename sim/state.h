@@ -12,7 +12,7 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 8;
+constexpr uint32_t kVersion = 9;
 
 // The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
 constexpr unsigned kSlots = 3;
@@ -226,10 +226,12 @@ constexpr unsigned kLoggedChanges = 512;
 struct Act {
   int64_t at_us;    // since 1970
   uint32_t number;  // among the changes of the board
+  uint32_t undoes;  // number among the acts of the one that this one undoes; 0: none
   char who[24];
   char command[200];
-  char undo[788];
+  char undo[784];  // empty: nothing has changed; kNoWayBack: no commands lead back
 };
+constexpr char kNoWayBack[] = "-";
 constexpr unsigned kActs = 32;
 
 /** A call as the trace hands it to those who watch. Behind it stand the bytes of the request's record before the call
@@ -300,6 +302,6 @@ constexpr bool kSamePlaces =
     offsetof(Cage, diagnostics) == 360 && sizeof(Cage) == 632 && offsetof(Flash, bytes_programmed) == 4104 &&
     offsetof(Watch, written) == 61568 && offsetof(Board, settle_ms) - offsetof(Board, flash) == 27220 &&
     offsetof(Board, watch) - offsetof(Board, gpio) == 27488;
-static_assert(kVersion == 8 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
+static_assert(kVersion == 9 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
 
 }  // namespace zelsim

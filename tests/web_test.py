@@ -522,6 +522,11 @@ class Board(Server):
         self.assertEqual(times, sorted(times))
         self.assertLess(times[0], made * 1000)
         self.assertGreater(times[7], times[6])
+        # Whoever looks later finds no way back from there.
+        late = {}
+        self.follow(late)
+        eventually(lambda: len(late.get("activity", [])) == 9)
+        self.assertEqual([entry.get("undo") for entry in late["activity"]], [None] * 8 + [["set settle 200"]])
 
     def test_a_saved_state_comes_back_as_a_whole(self):
         def state():
@@ -634,6 +639,38 @@ print(good)
                 pass
             self.assertEqual(program.stdout.readline(), "0\n")
 
+    def test_an_act_is_undone_once(self):
+        news = {}
+        self.follow(news)
+        back = {"action": "set settle", "milliseconds": 200}
+        for line in ("set settle 7", "save here", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase"):
+            zelsim(line)
+        eventually(lambda: len(news.get("activity", [])) == 6)
+        self.assertEqual([(entry.get("act"), entry.get("final"), "undo" in entry) for entry in news["activity"][1:]],
+                         [(1, None, True), (2, True, False), (3, None, True), (4, None, False), (5, True, False)])
+        # Of requests at the same moment one is done.
+        answers = []
+        def undo():
+            answers.append(self.together(back, undoes=1, newest=5, title="undone: set settle 7"))
+        together = [threading.Thread(target=undo) for _ in range(8)]
+        for each in together:
+            each.start()
+        for each in together:
+            each.join()
+        passed = ["zelsim save here", "zelsim flash erase"]
+        done = {"done": ["zelsim set settle 200"], "refused": [], "passed": passed}
+        self.assertEqual([answer for answer in answers if answer[0] == 200], [(200, done)])
+        self.assertEqual([answer for answer in answers if answer[0] != 200], [(409, {"error": "this act is undone already"})] * 7)
+        eventually(lambda: news["activity"][-1].get("undoes") == 1)
+        self.assertEqual((len(news["activity"]), news["activity"][-1]["act"]), (7, 6))
+        # An act that nobody knew of comes first.
+        zelsim("set settle 9")
+        came = "nothing is undone: zelsim set settle 9 came in between"
+        for meant, why in ({"undoes": 6, "newest": 6}, came), ({"undoes": 3}, "nothing is undone: zelsim plug 5 1g-sx came in between"), \
+                          ({"undoes": 7, "newest": 8}, "nothing is undone: the board was made anew in between"):
+            self.assertEqual(self.together(back, **meant), (409, {"error": why}))
+        self.assertEqual(zelsim("get settle_ms").strip(), "9")
+
     def test_several_acts_are_one(self):
         ports = (3, 24, 25, 26, 27)
         for port in ports:
@@ -672,7 +709,7 @@ print(good)
         self.act("set/settle", milliseconds=8)
         eventually(lambda: news["activity"][-1].get("command") == "zelsim set settle 8")
         self.assertEqual(len(news["activity"]), done + 1)
-        for named, body in (("acts: ", {}), ("acts: ", {"acts": [{}]}), ("action: 'reset'", {"acts": [{"action": "reset"}]}),
+        for named, body in (("acts: ", {}), ("undoes: ", {"acts": acts, "undoes": 0}), ("body: ", {"acts": acts, "undoes": "1"}), ("acts: ", {"acts": [{}]}), ("action: 'reset'", {"acts": [{"action": "reset"}]}),
                             ("title: ", {"acts": acts, "title": "a\nb"}), ("body: ", {"acts": [{"action": 1}]})):
             status, text = self.ask("/api/together", json.dumps(body))
             self.assertEqual((status, json.loads(text)["error"].startswith(named)), (400, True), text)

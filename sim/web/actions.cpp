@@ -138,6 +138,14 @@ std::string title_of(const Json &object) {
   return title;
 }
 
+// The act that an undo means; none where the acts are no undo.
+std::optional<tool::MeantAct> meant_act(const Json &object) {
+  if (!object.contains("undoes")) return std::nullopt;
+  auto number = object["undoes"].get<uint32_t>();
+  if (number == 0) throw Usage("undoes: not the number of an act");
+  return tool::MeantAct{.number = number, .newest_known = object.value("newest", number)};
+}
+
 }  // namespace
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
@@ -149,21 +157,21 @@ std::string act(const std::string &board, const std::string &name, const std::st
 Json act_together(const std::string &board, const std::string &body) {
   constexpr size_t kMost = 400;
   Json object = object_of(body);
-  std::string title = title_of(object);
+  tool::Together together = {.board = board, .title = title_of(object), .undoes = meant_act(object)};
   Json acts = object.value("acts", Json::array());
   if (!acts.is_array() || acts.empty() || acts.size() > kMost) throw Usage("acts: not a list of 1 to 400 actions");
   std::vector<std::string> told;
-  std::vector<tool::Step> steps;
   for (const Json &each : acts) {
     Action action = part_of(board, each);
     told.push_back(action.told);
-    steps.push_back(action.step);
+    together.steps.push_back(action.step);
   }
-  auto on_refusal = object.value("whole", false) ? tool::OnRefusal::UndoAll : tool::OnRefusal::GoOn;
-  tool::Words refusals = tool::perform_together(board, title, steps, tool::kByPage, on_refusal);
+  together.on_refusal = object.value("whole", false) ? tool::OnRefusal::UndoAll : tool::OnRefusal::GoOn;
+  const tool::Outcome outcome = tool::perform_together(together, tool::kByPage);
+  const tool::Words &refusals = outcome.refusals;
   Json done = Json::array();
   Json refused = Json::array();
-  for (size_t i = 0; i < steps.size(); ++i) {
+  for (size_t i = 0; i < refusals.size(); ++i) {
     if (refusals[i].empty()) {
       done.push_back(told[i]);
     } else {
@@ -172,7 +180,9 @@ Json act_together(const std::string &board, const std::string &body) {
       refused.push_back(why);
     }
   }
-  return {{"done", done}, {"refused", refused}};
+  Json answer = {{"done", done}, {"refused", refused}};
+  if (together.undoes) answer["passed"] = outcome.passed_over;
+  return answer;
 }
 
 Json actions() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "act_log.h"
 #include "change_text.h"
 #include "trace.h"
 #include "web.h"
@@ -36,8 +37,12 @@ bool replaces_all(const std::string &act) {
   return command == "reset" || command == "load";
 }
 
-// True for an entry that goes on with the text of the one before.
-bool goes_on(const Act &act) { return act.who[0] == '\0'; }
+// The row of an act that cannot be undone any more.
+std::string without_undo(const std::string &row) {
+  Json changed = Json::parse(row);
+  bool had_one = changed.erase("undo") > 0;
+  return had_one ? text_of(changed) : row;
+}
 
 // The numbers of changes wrap.
 bool is_before(const Act &act, const Change &change) { return static_cast<int32_t>(act.number - change.number) < 0; }
@@ -50,9 +55,18 @@ void Activity::add(News &news, const Entry &entry) {
   Json row = {{"id", entries_}, {"at", entry.at_us / 1000}, {"who", entry.who}};
   if (!entry.act.empty()) put_act(row, entry.act);
   if (!entry.text.empty()) row["text"] = entry.text;
-  if (!entry.undo.empty()) row["undo"] = split(entry.undo, ';');
+  if (entry.number != 0) row["act"] = entry.number;
+  if (entry.undoes != 0) row["undoes"] = entry.undoes;
+  if (entry.undo == kNoWayBack) {
+    row["final"] = true;
+  } else if (!entry.undo.empty()) {
+    row["undo"] = split(entry.undo, ';');
+  }
   if (entry.request != 0) row["request"] = entry.request;
-  if (entry.barrier) row["barrier"] = true;
+  if (entry.barrier) {
+    row["barrier"] = true;
+    news.change_entries("activity", without_undo);
+  }
   news.add("activity", text_of(row), kMostEntries);
 }
 
@@ -66,25 +80,14 @@ void Activity::tell_reading(const TraceRecord &record, const std::string &change
 }
 
 void Activity::tell_act(const Watch &watch, News &news) {
-  const Act &first = watch.acts[acts_ % kActs];
-  Entry entry = {.at_us = first.at_us, .who = text_in(first.who, sizeof first.who)};
-  bool is_whole = false;
-  while (!is_whole) {
-    const Act &act = watch.acts[acts_ % kActs];
-    entry.act += text_in(act.command, sizeof act.command);
-    entry.undo += text_in(act.undo, sizeof act.undo);
-    ++acts_;
-    is_whole = acts_ == watch.acts_done || !goes_on(watch.acts[acts_ % kActs]);
-  }
-  entry.barrier = replaces_all(entry.act);
-  add(news, entry);
-}
-
-// An act whose beginning is overwritten is not told.
-void Activity::leave_half_act(const Watch &watch) {
-  for (; acts_ != watch.acts_done; ++acts_) {
-    if (!goes_on(watch.acts[acts_ % kActs])) return;
-  }
+  const tool::LoggedEntry act = tool::take_entry(watch, acts_);
+  add(news, {.at_us = act.at_us,
+             .who = act.who,
+             .act = act.command,
+             .number = act.number,
+             .undoes = act.undoes,
+             .undo = act.undo,
+             .barrier = replaces_all(act.command)});
 }
 
 void Activity::tell_change(const Watch &watch, News &news) {
@@ -110,19 +113,15 @@ void Activity::begin(const Watch &watch, News &news) {
   begins_ = false;
   int64_t at_us = std::max(file_.made_us, last_us_);
   add(news, {.at_us = at_us, .who = "zelsim", .text = "the board was made", .barrier = true});
-  acts_ = watch.acts_done - std::min(watch.acts_done, uint32_t{kActs});
+  acts_ = tool::oldest_position(watch);
   changes_ = watch.logged - std::min(watch.logged, uint32_t{kLoggedChanges});
-  leave_half_act(watch);
   flash_ = {};
 }
 
 void Activity::count_missed(const Watch &watch, News &news) {
   uint32_t acts = watch.acts_done - acts_;
   uint32_t changes = watch.logged - changes_;
-  if (acts > kActs) {
-    acts_ = watch.acts_done - kActs;
-    leave_half_act(watch);
-  }
+  if (acts > kActs) acts_ = tool::oldest_position(watch);
   if (changes <= kLoggedChanges) return;
   changes_ = watch.logged - kLoggedChanges;
   std::string missed = std::to_string(changes - kLoggedChanges);

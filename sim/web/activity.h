@@ -30,13 +30,14 @@ class Activity {
     std::string who;
     std::string act = {};   // as the board keeps it
     std::string text = {};  // else what happened
-    std::string undo = {};  // commands, separated by semicolons
+    uint32_t number = 0;    // of an act
+    uint32_t undoes = 0;    // number of the act that it undoes
+    std::string undo = {};  // commands, separated by semicolons, or kNoWayBack
     uint64_t request = 0;   // number of the request that is told; 0: none
     bool barrier = false;   // what was before it cannot be undone any more
   };
   void add(News &news, const Entry &entry);
   void add(News &news, const FlashLines &lines);
-  void leave_half_act(const Watch &watch);
   void begin(const Watch &watch, News &news);
   void count_missed(const Watch &watch, News &news);
   void tell_act(const Watch &watch, News &news);

@@ -32,6 +32,11 @@ void News::add(const std::string &log, const std::string &text, size_t most) {
   if (all.entries.size() > most) all.entries.pop_front();
 }
 
+void News::change_entries(const std::string &log, std::string (*changed)(const std::string &entry)) {
+  std::lock_guard lock(mutex_);
+  for (std::string &entry : logs_[log].entries) entry = changed(entry);
+}
+
 void News::publish() {
   std::lock_guard lock(mutex_);
   ++turn_;

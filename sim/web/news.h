@@ -31,6 +31,8 @@ class News {
   void put(const std::string &name, const std::string &text);
   /** Adds an entry, as JSON, to a log that keeps the last `most`. */
   void add(const std::string &log, const std::string &text, size_t most);
+  /** Changes the entries of a log, for readers that come later. */
+  void change_entries(const std::string &log, std::string (*changed)(const std::string &entry));
   /** Gives the readers what was put and added. */
   void publish();
   /** What is new to a reader, as JSON objects; the requests are an object of their own. Waits some seconds for news;

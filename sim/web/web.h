@@ -109,8 +109,9 @@ Json writing_document(const WritingNow &writing);
  *  @return the command line. Throws tool::Usage or Failure. */
 std::string act(const std::string &board, const std::string &name, const std::string &body);
 /** Does commands of zelsim as one act.
- *  @param body  a JSON object: `acts`, each with its `action` and fields; `title`; `whole`: all of them or none
- *  @return the command lines that were done, and what was refused */
+ *  @param body  a JSON object: `acts`, each with its `action` and fields; `title`; `whole`: all of them or none; for an undo
+ *               `undoes`, the number of the act that is meant, and `newest`, that of the newest act which the page knows
+ *  @return the command lines that were done, what was refused, and for an undo the later acts that it has `passed` over */
 Json act_together(const std::string &board, const std::string &body);
 /** The commands that act() knows. */
 Json actions();
