@@ -274,27 +274,33 @@ std::string together_text(const std::string &title, const Words &commands) {
   return title + '\n' + all;
 }
 
+std::string name_in(const std::vector<LoggedEntry> &entries, uint32_t number) {
+  auto entry = std::ranges::find(entries, number, &LoggedEntry::number);
+  return entry != entries.end() ? told_name(*entry) : "this act";
+}
+
 /** Refuses to undo an act that is undone already, or after which one was done that the sender does not know. */
 void check_meant(const Watch &watch, const MeantAct &meant) {
   std::vector<LoggedEntry> entries = entries_of(watch);
   auto undoes_it = [&](const LoggedEntry &entry) { return entry.undoes == meant.number; };
   bool is_undone = std::ranges::any_of(entries, undoes_it);
-  if (is_undone) throw Failure("this act is undone already");
+  if (is_undone) throw Failure(name_in(entries, meant.number) + " is undone already");
   auto is_unknown = [&](const LoggedEntry &entry) { return entry.number > meant.newest_known; };
   auto unknown = std::ranges::find_if(entries, is_unknown);
   if (unknown != entries.end()) throw Failure("nothing is undone: " + told_name(*unknown) + " came in between");
   if (meant.newest_known != watch.acts_done) throw Failure("nothing is undone: the board was made anew in between");
 }
 
-/** The acts behind one that have changed something for good, up to the next one that is undone. */
+/** The later acts that cannot be undone, but for those that an undo has passed over before. */
 Words passed_over(const Watch &watch, uint32_t number) {
   std::vector<LoggedEntry> entries = entries_of(watch);
   Words names;
   for (const LoggedEntry &entry : entries) {
-    if (entry.number <= number) continue;
-    bool is_undone = std::ranges::any_of(entries, [&](const LoggedEntry &one) { return one.undoes == entry.number; });
-    if (is_undone) break;
-    if (entry.undo == kNoWayBack) names.push_back(told_name(entry));
+    auto has_passed = [&](const LoggedEntry &undo) {
+      return undo.undoes != 0 && undo.undoes < entry.number && entry.number < undo.number;
+    };
+    bool is_passed = entry.number > number && entry.undo == kNoWayBack;
+    if (is_passed && std::ranges::none_of(entries, has_passed)) names.push_back(told_name(entry));
   }
   return names;
 }

@@ -37,7 +37,7 @@ struct Together {
 };
 struct Outcome {
   Words refusals = {};     // why each of the steps was refused; an empty text for one that was done
-  Words passed_over = {};  // of an undo: later acts that cannot be undone, by their names
+  Words passed_over = {};  // of an undo: later acts that cannot be undone, and that no undo has named before
 };
 /** Does world commands under one lock: nobody sees the board between them. With OnRefusal::UndoAll a refusal is thrown, and
  *  the board is as it was. An undo is refused if the act is undone already, or if an act has come that the sender does not

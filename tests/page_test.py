@@ -542,8 +542,9 @@ class Page(Server):
         self.says("#foot", "undone: set temperature 30")
         self.assertEqual(len(self.acts()), 8)
 
-    def undo_elsewhere(self, title, action, **fields):
-        body = {"acts": [{"action": action, **fields}], "title": "undone: " + title, "whole": True}
+    def undo_elsewhere(self, undoes, newest, title, action, **fields):
+        body = {"acts": [{"action": action, **fields}], "title": "undone: " + title, "whole": True, "undoes": undoes,
+                "newest": newest}
         self.assertEqual(self.ask("/api/together", json.dumps(body))[0], 200)
 
     def module_in(self, port):
@@ -554,10 +555,26 @@ class Page(Server):
         # What another page has undone is undone here, too.
         for line in ("set busy 1", "set settle 7", "set settle 7"):
             zelsim(line)
-        self.undo_elsewhere("set settle 7", "set settle", milliseconds=200)
+        self.undo_elsewhere(2, 3, "set settle 7", "set settle", milliseconds=200)
         self.find("#activity [aria-label='Undone: zelsim set settle 7']")
+        zelsim("save here")
+        eventually(lambda: self.acts()[0] == "zelsim save here")
         self.keys("u")
         self.says("#foot", "undone: set busy 1")
+        self.says("#foot .refusal", "Undone is zelsim set busy 1: zelsim save here came later and cannot be undone.")
+        self.click("#bar-acts [title='Undo the last act (u)']")
+        self.says("#bar-acts .refusal", "The last act, zelsim save here, cannot be undone.")
+        # An act of another page comes in between.
+        zelsim("set busy 1")
+        self.find("#activity [aria-label='Undo: zelsim set busy 1']:not([aria-disabled])")
+        self.assertFalse(self.is_there("#bar-acts .refusal"))
+        self.on_page("""const real = fetch; const [body] = arguments; window.fetch = async (path, options) => {
+                     window.fetch = real; await real('/api/together', {method: 'POST', body}); return real(path, options)}""",
+                     json.dumps({"acts": [{"action": "set busy", "value": 0}], "title": "undone: set busy 1", "undoes": 7}))
+        self.click("#bar-acts [title='Undo the last act (u)']")
+        self.says("#bar-acts .refusal", "zelsim set busy 1 is undone already")
+        time.sleep(0.2)
+        self.assertTrue(self.is_shown("#bar-acts .refusal"))
         # An act whose things were changed again waits for the later one.
         for line in ("plug 1 1g-cx", "plug 3 1g-sx", "set los 3 1", "plug 1 10g-lr", "plug 1 10g-lr", "fit 3 sfp"):
             zelsim(line)
@@ -568,7 +585,7 @@ class Page(Server):
             self.click(button)
             self.says("#activity .refusal", later)
         self.assertEqual(self.module_in(1), "10g-lr")
-        self.assertEqual(len(self.on_page("return document.querySelectorAll('#activity .undo[aria-disabled]')")), 4)
+        self.assertEqual(len(self.on_page("return document.querySelectorAll('#activity .undo[aria-disabled]')")), 5)
         self.click("#activity [aria-label='Undo: zelsim plug 1 10g-lr']")
         self.click("#activity [aria-label='Undo: zelsim plug 1 1g-cx']:not([aria-disabled])")
         eventually(lambda: self.module_in(1) == "-")

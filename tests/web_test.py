@@ -660,7 +660,7 @@ print(good)
         passed = ["zelsim save here", "zelsim flash erase"]
         done = {"done": ["zelsim set settle 200"], "refused": [], "passed": passed}
         self.assertEqual([answer for answer in answers if answer[0] == 200], [(200, done)])
-        self.assertEqual([answer for answer in answers if answer[0] != 200], [(409, {"error": "this act is undone already"})] * 7)
+        self.assertEqual([answer for answer in answers if answer[0] != 200], [(409, {"error": "zelsim set settle 7 is undone already"})] * 7)
         eventually(lambda: news["activity"][-1].get("undoes") == 1)
         self.assertEqual((len(news["activity"]), news["activity"][-1]["act"]), (7, 6))
         # An act that nobody knew of comes first.

@@ -54,12 +54,12 @@ async function sendOne({action, ...fields}) {
 }
 
 /** Does acts as one. A refusal of all of them is about each.
- *  @return the commands that were done, and the acts that were refused, with why */
+ *  @return the answer, in which the acts that were refused stand with why */
 async function doAll(acts, how) {
   try {
     const isOne = acts.length === 1 && !how.title;
-    const {done, refused} = await (isOne ? sendOne(acts[0]) : sendTogether(acts, how));
-    return {done, refused: refused.map(({act: at, error}) => ({...acts[at], why: error}))};
+    const answer = await (isOne ? sendOne(acts[0]) : sendTogether(acts, how));
+    return {...answer, refused: answer.refused.map(({act: at, error}) => ({...acts[at], why: error}))};
   } catch ({message}) {
     return {done: [], refused: acts.map((one) => ({...one, why: message}))};
   }
@@ -82,18 +82,21 @@ async function mayBeDone(acts) {
 
 /** Does acts, each with its `action` and fields, as one for a control, after a question where something would be lost.
  *  @param value  that the control shows meanwhile
- *  @param how  the `title` of the whole; `whole` for all of them or none
- *  @return true when all of it was done */
+ *  @param how  the `title` of the whole; `whole` for all of them or none; for an undo which act it `undoes`, and the `newest`
+ *  @return the answer when all of it was done, else null */
 export async function actTogether(control, acts, value = true, how = {}) {
   if (!(await mayBeDone(acts))) {
     put('acts', {}); // the control goes back to what holds
-    return false;
+    return null;
   }
+  const newestAct = known.newestAct ?? 0;
   pending.set(control, value);
   refusals.delete(control);
   put('acts', {});
-  const {done: commands, refused} = await doAll(acts, how);
+  const answer = await doAll(acts, how);
+  const {done: commands, refused} = answer;
   const done = refused.length === 0;
+  if (commands.length > 0) put('expectedAct', newestAct + 1);
   if (done) find('#notices').textContent = commands.at(-1);
   else refuse(control, refusalText(acts, refused), () => causeOf(refused));
   // The board's news come on another way and may be a little later than the answer.
@@ -104,7 +107,7 @@ export async function actTogether(control, acts, value = true, how = {}) {
     },
     done ? 120 : 0,
   );
-  return done;
+  return done ? answer : null;
 }
 
 /** Does one action for a control.

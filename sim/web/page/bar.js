@@ -1,10 +1,11 @@
-import {undo} from './activity.js';
 import * as address from './address.js';
 import {openCatalogue} from './catalogue.js';
+import {refusal} from './controls.js';
 import {button, element, find, patch} from './dom.js';
 import {openHelp} from './keys.js';
 import * as states from './states.js';
 import {follow, isAway, known} from './store.js';
+import {undo} from './undo.js';
 import {timeOfDay} from './words.js';
 
 // The bar at the top: which board, whether what is shown is live, and acts on the whole.
@@ -26,12 +27,22 @@ export function nextScheme() {
   showActs();
 }
 
+const kUndo = 'bar-undo';
+
+const undoLast = () =>
+  element(
+    'span',
+    {class: 'doing', 'data-key': kUndo},
+    button('Undo', () => undo(kUndo), {title: 'Undo the last act (u)', disabled: isAway()}),
+    refusal(kUndo),
+  );
+
 function showActs() {
   const scheme = document.documentElement.dataset.scheme ?? '';
   const [sign, next] = kSchemes[scheme] ?? kSchemes[''];
   const ofBoard = known.board && [
     button('Modules', () => openCatalogue(), {title: 'Catalogue of modules (c)', disabled: isAway()}),
-    button('Undo', () => undo(), {title: 'Undo the last act (u)', disabled: isAway()}),
+    undoLast(),
     button('Save / load', () => states.open(), {title: 'Saved states (s)', disabled: isAway()}),
   ];
   patch(find('#bar-acts'), [
@@ -94,7 +105,7 @@ export function start() {
     applyScheme('');
   }
   follow(['live', 'gone', 'since', 'refused'], showLive);
-  follow(['live', 'gone'], showActs);
+  follow(['live', 'gone', 'acts'], showActs);
   let shown = null;
   follow(['board'], () => {
     if (shown === known.board?.board) return;

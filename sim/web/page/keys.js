@@ -1,4 +1,3 @@
-import {undo} from './activity.js';
 import {nextScheme} from './bar.js';
 import {cancelPlacing, closeCatalogue, openCatalogue} from './catalogue.js';
 import {closeDialog, openDialog} from './dialog.js';
@@ -9,6 +8,7 @@ import {focusFilter, leaveFilter} from './requests.js';
 import {select, selected} from './selection.js';
 import * as states from './states.js';
 import {isAway, known} from './store.js';
+import {undo} from './undo.js';
 
 // Everything has a key.
 

@@ -10,9 +10,11 @@ import * as dock from './dock.js';
 import {find} from './dom.js';
 import * as faults from './faults.js';
 import * as flash from './flash.js';
+import * as foot from './foot.js';
 import * as history from './history.js';
 import * as inspector from './inspector.js';
 import * as keys from './keys.js';
+import * as log from './log.js';
 import * as panel from './panel.js';
 import * as rack from './rack.js';
 import * as requests from './requests.js';
@@ -36,7 +38,9 @@ function showBoard(name) {
     requests,
     flash,
     faults,
+    log,
     activity,
+    foot,
     commands,
     inspector,
     writing,

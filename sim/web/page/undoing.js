@@ -12,7 +12,6 @@ const kLongestTitle = 300;
 export const commandsOf = ({command, commands}) => (command ? [command] : (commands ?? []));
 export const isAct = (entry) => commandsOf(entry).length > 0;
 export const isUndoing = ({title}) => Boolean(title?.startsWith(kUndone));
-const isRedoing = ({title}) => Boolean(title?.startsWith(kRedone));
 const withoutProgram = (command) => command.replace(/^zelsim /, '');
 
 /** One action on several ports, in words. */
@@ -55,35 +54,20 @@ export function titleOfUndo(entry) {
 
 // ---- what the log says
 
-const kEnds = /^zelsim (reset|load)\b/;
 /** Whether what was before an entry is gone: the board was reset, loaded or made anew. */
-export const isBarrier = ({barrier, command}) => Boolean(barrier) || kEnds.test(command ?? '');
+export const isBarrier = ({barrier}) => Boolean(barrier);
 
-/** Those that another entry has undone, of the entries up to a barrier. */
+/** Those that another entry has undone. */
 function undoneOf(entries) {
-  const undone = new Set();
-  entries.forEach((entry, at) => {
-    if (!isUndoing(entry) && !isRedoing(entry)) return;
-    const done = commandsOf(entry).map(withoutProgram).join(';');
-    const isMeant = (one) => one.undo.length > 0 && !undone.has(one) && titleOfUndo(one) === entry.title;
-    const meant = entries.slice(0, at).filter(isMeant);
-    // Acts that were done twice have the same title.
-    undone.add(meant.findLast(({undo}) => undo.join(';') === done) ?? meant.at(-1));
-  });
-  return undone;
+  const undone = new Set(entries.map(({undoes}) => undoes).filter(Boolean));
+  return entries.filter(({act}) => undone.has(act));
 }
 
 const isPartOf = (path, other) => path.startsWith(other) || other.startsWith(path);
 const overlap = (one, other) => one.things.some((path) => other.things.some((its) => isPartOf(path, its)));
 
-/** Whether an act has changed anything. Without a way back most have not; a module may be gone for good. */
-function hasChanged(entry, before) {
-  if (entry.undo.length > 0) return true;
-  const command = commandsOf(entry).join(';');
-  if (!/^zelsim (plug|unplug) /.test(command)) return false;
-  const last = before.findLast((one) => overlap(one, entry));
-  return !last || commandsOf(last).join(';') !== command;
-}
+/** Whether an act has changed anything. */
+const hasChanged = ({undo, final}) => undo.length > 0 || Boolean(final);
 
 /** Whether the faults that an act has made were cleared. They may have come back since, under other numbers. */
 function isCleared({undo}, later) {
@@ -105,7 +89,7 @@ export function waysBack(entries, underway) {
     const isUndone = undone.has(entry);
     const leadsBack = entry.undo.length > 0 && (isUndone || !isCleared(entry, commands));
     if (leadsBack) ways.set(entry, {undone: isUndone, later: standing.find((later) => overlap(later, entry))});
-    const stands = !isUndone && !isUndoing(entry) && hasChanged(entry, live.slice(0, at));
+    const stands = !isUndone && !isUndoing(entry) && hasChanged(entry);
     if (stands) standing.push(entry);
     commands.push(...commandsOf(entry));
   }

@@ -1,0 +1,75 @@
+import {actTogether, pendingValue, refusalOf, refuse} from './acts.js';
+import {parsed} from './commands.js';
+import {button} from './dom.js';
+import * as log from './log.js';
+import {isAway, known} from './store.js';
+import {titleOfUndo} from './undoing.js';
+
+// Undoes acts. The server refuses an undo if somebody was faster.
+
+const kLogIsLate = 1000; // milliseconds, at most
+
+const whyNot = (later) =>
+  log.wayOf(later) ? `Undo the later act first: ${later.name}` : `${later.name} came later, and has no undo`;
+
+/** A reason holds until there is another act to undo. */
+const say = (control, why) => refuse(control, why, () => log.lastAct()?.id);
+
+/** Waits until the log tells an act that has been done. */
+async function untilTold(act) {
+  const end = performance.now() + kLogIsLate;
+  while (known.newestAct < act && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
+}
+
+/** Says what was done instead where the last act cannot be undone. */
+function sayPassedOver(control, entry, names) {
+  if (names.length > 0) say(control, `Undone is ${entry.name}: ${names.join(', ')} came later and cannot be undone.`);
+}
+
+async function undoNow(control, given) {
+  if (isAway() || !known.actions) return;
+  await untilTold(known.expectedAct ?? 0);
+  const entry = given ?? log.lastAct();
+  if (!entry) return say(control, log.whyNothing());
+  const {undone, later} = log.wayOf(entry) ?? {undone: true};
+  if (undone) return;
+  if (later) return say(control, whyNot(later));
+  log.setUnderway(entry, true);
+  const newest = log.newestAct();
+  const acts = entry.undo.map(parsed).map(({action, fields}) => ({action, ...fields}));
+  const how = {title: titleOfUndo(entry), whole: true, undoes: entry.act, newest};
+  const answer = await actTogether(control, acts, true, how);
+  if (answer) {
+    if (!given) sayPassedOver(control, entry, answer.passed);
+    return;
+  }
+  log.setUnderway(entry, false);
+  const why = refusalOf(control);
+  if (!why) return; // the answer to a question was to keep what is there
+  // What somebody else has done is told a little later. The reason is about what comes after it.
+  const cameInBetween = known.newestAct === newest;
+  if (cameInBetween) await untilTold(newest + 1);
+  say(control, why);
+}
+
+let turn = Promise.resolve();
+/** Undoes an act, by default the last one: one after the other, however fast they are asked for.
+ *  @param control  that was used, beside which a refusal stands */
+export function undo(control = 'undo', entry = null) {
+  const next = () => undoNow(control, entry);
+  turn = turn.then(next, next);
+}
+
+/** The way back of an entry. The button keeps the focus when it was pressed. */
+export function undoButton(entry, control, properties) {
+  const {undone, later} = log.wayOf(entry);
+  const title = later && !undone ? whyNot(later) : properties.title;
+  return button(undone ? 'Undone' : 'Undo', () => undo(control, entry), {
+    ...properties,
+    title,
+    class: `small undo${pendingValue(control) ? ' pending' : ''}`,
+    'data-key': 'undo' + entry.id,
+    disabled: isAway(),
+    'aria-disabled': Boolean(undone || later) && 'true',
+  });
+}
