@@ -2,6 +2,7 @@
 #include "board/cage_check.h"
 #include "board/expander.h"
 #include "board/request.h"
+#include "i2c/register.h"
 #include "zelboard/ports.h"
 
 namespace zel {
@@ -11,7 +12,7 @@ constexpr int kTransferAttempts = 5;  // of each read and write when a transmitt
 
 uint32_t read_signal(const sfp_signal &signal, uint8_t *level) {
   uint8_t byte = 0;
-  const uint32_t result = read_expander(signal.address, signal.reg, &byte);
+  const uint32_t result = read_register(signal.address, signal.reg, 1, &byte);
   if (result == 0) *level = (byte & signal.mask) == signal.mask;
   return result;
 }
@@ -28,22 +29,23 @@ uint32_t read_soc_signal(const sfp_soc_signal &signal, uint8_t *level) {
   return answer.hand_out(level, static_cast<uint8_t>(high));
 }
 
-uint32_t read_persistently(const sfp_signal &signal, uint8_t *byte) {
+/// Repeats a transfer until it succeeds; the result of the last one.
+template <typename Transfer>
+uint32_t persistently(Transfer transfer) {
   uint32_t result = FW_FAIL;
   for (int attempt = 0; attempt < kTransferAttempts; ++attempt) {
-    result = read_expander(signal.address, signal.reg, byte);
+    result = transfer();
     if (result == 0) break;
   }
   return result;
 }
 
+uint32_t read_persistently(const sfp_signal &signal, uint8_t *byte) {
+  return persistently([&] { return read_register(signal.address, signal.reg, 1, byte); });
+}
+
 uint32_t write_persistently(const sfp_signal &signal, uint8_t byte) {
-  uint32_t result = FW_FAIL;
-  for (int attempt = 0; attempt < kTransferAttempts; ++attempt) {
-    result = write_expander(signal.address, signal.reg, byte);
-    if (result == 0) break;
-  }
-  return result;
+  return persistently([&] { return write_register(signal.address, signal.reg, 1, &byte); });
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Working configuration of the I/O expanders. Output latches come before directions: when the lines become outputs they
 // already drive the transmit-disable bits high.
 #include "board/expander.h"
-
+#include "i2c/register.h"
 #include "zelboard/ports.h"
 
 namespace zel {
@@ -30,9 +30,9 @@ constexpr Step kMainSteps[] = {{0x76, 1, 0x22}, {0x78, 1, 0x22}, {0x76, 3, 0x11}
 
 uint32_t write_and_verify(const Step &step) {
   for (int write = 0; write < kMostWrites; ++write) {
-    if (const uint32_t failed = write_expander(step.address, step.reg, step.value); failed != 0) return failed;
+    if (const uint32_t failed = write_register(step.address, step.reg, 1, &step.value); failed != 0) return failed;
     uint8_t check = 0;
-    if (const uint32_t failed = read_expander(step.address, step.reg, &check); failed != 0) return failed;
+    if (const uint32_t failed = read_register(step.address, step.reg, 1, &check); failed != 0) return failed;
     if (check == step.value) return 0;
   }
   return FW_FAIL;

@@ -1,8 +1,8 @@
 // Which ports exist, which have cages, and the way to one cage's module.
 #include "board/cage_check.h"
 #include "board/request.h"
+#include "i2c/register.h"
 #include "zelboard/board.h"
-#include "zelboard/i2c.h"
 #include "zelboard/ports.h"
 
 namespace zel {
@@ -92,7 +92,7 @@ uint32_t FW_SfpSel(uint32_t port) {
 uint32_t FW_GetExpenderIO(uint8_t *out) {
   constexpr uint8_t kExpander = 0x4C;
   uint8_t inputs[2] = {};
-  if (const uint32_t failed = FW_I2C_BufRead(kExpander, 0, 1, sizeof inputs, inputs); failed != 0) return failed;
+  if (const uint32_t failed = zel::read_register(kExpander, 0, sizeof inputs, inputs); failed != 0) return failed;
   FW_SetIOVal(inputs[0]);
   *out = inputs[1];
   return 0;

@@ -1,5 +1,6 @@
 // LM75 temperature sensor.
 #include "i2c/alive.h"
+#include "i2c/register.h"
 #include "zelboard/i2c.h"
 
 static_assert(sizeof(temp_record) == 4);
@@ -18,7 +19,7 @@ uint32_t FW_PollTemperature(void) {
   constexpr uint8_t kTemperatureRegister = 0;
   if (const uint32_t refusal = zel::check_alive(FW_GetLM75_Alive); refusal != 0) return refusal;
   uint8_t raw[2] = {};
-  const uint32_t result = FW_I2C_BufRead(kSensor, kTemperatureRegister, 1, sizeof raw, raw);
+  const uint32_t result = zel::read_register(kSensor, kTemperatureRegister, sizeof raw, raw);
   FW_Tempereature_Fail_Set(result != 0);
   if (result != 0) return result;
   // The upper nine bits are the temperature in two's complement, half a degree each.

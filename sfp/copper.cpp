@@ -2,7 +2,7 @@
 
 #include <stdio.h>
 
-#include "i2c/transfer.h"
+#include "i2c/register.h"
 #include "zelboard/i2c.h"
 #include "zelboard/ports.h"
 #include "zelboard/sfp.h"
@@ -40,7 +40,7 @@ uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, ui
   FW_SFP_mDelay(kSettle);
   if (verbose != 0) puts(line);
   if (const uint32_t failed = switch_transmitter_on(port, transmitter_busy); failed != 0) return failed;
-  if (const uint32_t failed = i2c_offset_read(FW_SFP_PHY, 0, sizeof state->phy, state->phy); failed != 0) {
+  if (const uint32_t failed = read_register(FW_SFP_PHY, 0, sizeof state->phy, state->phy); failed != 0) {
     return note_busy(failed, bus_busy);
   }
   const uint32_t result = FW_SFP_SGMII_Set(port, &state->phy[kPhyIdentifier], &state->sgmii_cisco, set_sgmii, verbose);

@@ -2,7 +2,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "i2c/transfer.h"
+#include "i2c/register.h"
 #include "sfp/copper.h"
 #include "sfp/module_class.h"
 #include "zelboard/i2c.h"
@@ -37,10 +37,10 @@ struct Text {
 
 uint32_t read_field(const Field &field, Text *text) {
   *text = {};
-  return i2c_offset_read(FW_SFP_MEMORY, field.offset, field.length, text->chars);
+  return read_register(FW_SFP_MEMORY, field.offset, field.length, text->chars);
 }
 
-uint32_t read_id(BaseId *id) { return i2c_offset_read(FW_SFP_MEMORY, 0, sizeof id->byte, id->byte); }
+uint32_t read_id(BaseId *id) { return read_register(FW_SFP_MEMORY, 0, sizeof id->byte, id->byte); }
 
 uint32_t show_field(const Field &field, Text *text, uint8_t verbose) {
   const uint32_t result = read_field(field, text);
@@ -61,7 +61,7 @@ void show_vendor_specific(uint32_t port, const VendorSpecific &bytes) {
 
 /// The first read tells whether there is a module at all.
 uint32_t probe(uint32_t port, VendorSpecific &bytes, uint8_t verbose) {
-  const uint32_t result = i2c_offset_read(FW_SFP_MEMORY, kVendorSpecific, sizeof bytes, bytes);
+  const uint32_t result = read_register(FW_SFP_MEMORY, kVendorSpecific, sizeof bytes, bytes);
   if (result == 0) return 0;
   if (result == FW_I2C_BUSY) return note_busy(result, verbose != 0 ? kBusBusy : nullptr);
   if (verbose != 0) printf("SFP %d not exist! \n", static_cast<int>(port));

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "i2c/transfer.h"
+#include "i2c/register.h"
 #include "sfp/copper.h"
 #include "sfp/module_class.h"
 #include "zelboard/i2c.h"
@@ -31,7 +31,7 @@ std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) 
   FW_SFP_mDelay(kSettle);
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   BaseId id{};
-  if (const uint32_t failed = i2c_offset_read(FW_SFP_MEMORY, 0, sizeof id.byte, id.byte); failed != 0) {
+  if (const uint32_t failed = read_register(FW_SFP_MEMORY, 0, sizeof id.byte, id.byte); failed != 0) {
     if (failed == FW_I2C_BUSY && rules.busy_line != nullptr) return note_busy(failed, rules.busy_line);
     printf("SFP %d non exist! \n", static_cast<int>(port));
     return FW_FAIL;
@@ -48,7 +48,7 @@ std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) 
 /// Reads a register. The transfer reads two registers; the first one is the wanted one.
 uint32_t read_phy(uint32_t reg, uint16_t *value) {
   uint8_t bytes[4] = {};
-  const uint32_t result = i2c_offset_read(FW_SFP_PHY, reg, sizeof bytes, bytes);
+  const uint32_t result = read_register(FW_SFP_PHY, reg, sizeof bytes, bytes);
   if (result == 0) *value = register_value(bytes);
   return result;
 }
@@ -67,7 +67,7 @@ uint32_t FW_Show_SFP_SGMII_Reg(uint32_t port, uint32_t reg) {
 uint32_t FW_Set_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t value) {
   if (const auto ended = zel::prepare_access(port, zel::kSet)) return *ended;
   const uint8_t bytes[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-  return FW_I2C_BufWrite(FW_SFP_PHY, reg, 1, sizeof bytes, bytes);
+  return zel::write_register(FW_SFP_PHY, reg, sizeof bytes, bytes);
 }
 
 uint32_t FW_Get_SFP_SGMII_Reg(uint32_t port, uint32_t reg, uint16_t *value) {

@@ -2,7 +2,7 @@
 #include <stdio.h>
 
 #include "board/cage_check.h"
-#include "i2c/transfer.h"
+#include "i2c/register.h"
 #include "sfp/copper.h"
 #include "zelboard/i2c.h"
 #include "zelboard/ports.h"
@@ -69,7 +69,7 @@ PhyCheck check_phy(uint32_t port, const uint8_t *phy_id) {
     return {};
   }
   uint8_t id[4] = {};
-  if (const uint32_t failed = i2c_offset_read(FW_SFP_PHY, kIdentifierOffset, sizeof id, id); failed != 0) {
+  if (const uint32_t failed = read_register(FW_SFP_PHY, kIdentifierOffset, sizeof id, id); failed != 0) {
     return {failed, "FW_SFP_SGMII_Support1:FALSE"};
   }
   if (FW_SFP_SGMII_Support(port, id) == 0) return {FW_FAIL, "FW_SFP_SGMII_Support2:FALSE"};
@@ -78,7 +78,7 @@ PhyCheck check_phy(uint32_t port, const uint8_t *phy_id) {
 
 uint32_t program_sgmii() {
   for (const RegisterWrite &write : kSgmiiSequence) {
-    const uint32_t failed = FW_I2C_BufWrite(FW_SFP_PHY, write.reg, 1, sizeof write.value, write.value);
+    const uint32_t failed = write_register(FW_SFP_PHY, write.reg, sizeof write.value, write.value);
     if (failed != 0) return failed;
   }
   return 0;
@@ -113,7 +113,7 @@ uint32_t FW_SFP_SGMII_Set(uint32_t port, const uint8_t *phy_id, uint8_t *sgmii_c
 uint32_t FW_SFP_SGMII_Get_Status(uint32_t port, uint8_t *link, uint8_t *speed, uint8_t verbose) {
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   uint8_t bytes[4] = {};
-  const uint32_t failed = zel::i2c_offset_read(FW_SFP_PHY, zel::kStatusRegister, sizeof bytes, bytes);
+  const uint32_t failed = zel::read_register(FW_SFP_PHY, zel::kStatusRegister, sizeof bytes, bytes);
   // Programs look for these texts: the spelling stays.
   if (failed != 0) return zel::note_busy(failed, verbose != 0 ? "I2C Busy Busy" : nullptr);
   const uint16_t status = zel::register_value(bytes);
