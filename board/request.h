@@ -4,10 +4,10 @@
 #include <fcntl.h>
 #include <stdint.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <bit>
 
+#include "board/descriptor.h"
 #include "board/requests.h"
 #include "zelboard/status.h"
 
@@ -15,27 +15,6 @@ namespace zel {
 
 // Records travel in native byte order, which the drivers define as little-endian.
 static_assert(std::endian::native == std::endian::little);
-
-/// An open descriptor that ends with its scope. Always inlined: the call would be longer than the code.
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-  [[gnu::always_inline]] ~Descriptor() { reset(); }
-
-  /// Closes what is open and takes over another descriptor.
-  [[gnu::always_inline]] void reset(int fd = -1) {
-    if (fd_ >= 0) close(fd_);
-    fd_ = fd;
-  }
-
-  explicit operator bool() const { return fd_ >= 0; }
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 /// A driver's node, opened with O_RDWR or with the given flags.
 int open_node(Node node, int flags = O_RDWR);

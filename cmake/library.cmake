@@ -26,8 +26,10 @@ set(ZELBOARD_SOURCES
   flash/environment_flags.cpp
   flash/environment_table.cpp
   flash/environment_update.cpp
+  flash/file.cpp
   flash/file_check.cpp
   flash/image.cpp
+  flash/mac_backup.cpp
   flash/map.cpp
   flash/FW_N25Q256A_api/access.cpp
   flash/FW_N25Q256A_api/boot_writer.cpp

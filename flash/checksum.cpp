@@ -1,7 +1,4 @@
-// The byte sum of databases and files, and the read that goes on until its buffer is full.
-#include <errno.h>
-#include <unistd.h>
-
+// The byte sum of databases and files.
 #include "zelboard/flash.h"
 
 uint32_t dbChecksum(const void *buffer, uint32_t length) {
@@ -18,16 +15,4 @@ uint32_t dbChecksum(const void *buffer, uint32_t length) {
   }
   for (uint32_t index = 0; index < length; ++index) sum += bytes[index];
   return sum;
-}
-
-int32_t readFully(int fd, uint8_t *buffer, int32_t length) {
-  int32_t total = 0;
-  while (total < length) {
-    const auto count = static_cast<int32_t>(read(fd, buffer + total, static_cast<size_t>(length - total)));
-    if (count == 0) break;
-    const bool failed = count < 0;
-    if (failed && errno != EINTR && errno != EAGAIN) return -1;
-    if (!failed) total += count;
-  }
-  return total;
 }

@@ -31,14 +31,6 @@ uint32_t FW_FlashStatusReg(void) {
   return static_cast<uint32_t>(usleep(2));
 }
 
-uint32_t FW_N25Q256A_SetExtendedLow(void) {
-  const zel::Descriptor node(zel::open_node(zel::Node::SpiFlash));
-  if (!node) return FW_FAIL;
-  const uint32_t result = zel::send(node, zel::kSelectLowSegment, nullptr);
-  if (result != 0) usleep(1);
-  return result;
-}
-
 uint32_t FW_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer) {
   return zel::dispatch(FW_N25Q256A_ReadFlash, address, length, buffer);
 }

@@ -1,9 +1,8 @@
 // Files as the flash functions use them.
 #pragma once
 
+#include <stdint.h>
 #include <sys/stat.h>
-
-#include "flash/map.h"
 
 namespace zel {
 
@@ -13,9 +12,6 @@ inline bool is_fifo_or_folder(const char *path) {
   struct stat status {};
   return stat(path, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISDIR(status.st_mode));
 }
-
-/// Bytes on the whole chip and in a whole-flash image.
-inline uint64_t whole_flash() { return uint64_t{flash_def[FW_FLASH_SECTOR_SIZE]} * flash_def[FW_FLASH_SECTORS]; }
 
 struct FileSum {
   bool read_error;

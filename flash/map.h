@@ -6,8 +6,13 @@
 
 namespace zel {
 
-/// Pieces, sectors and steps are counted in 16 bits.
+/// Pieces, sectors and steps are counted in 16 bits. With sectors of 64 KiB that holds the pieces of any 32-bit length.
+/// If a program puts smaller sectors into the table, a larger count wraps, and the call does less than it was asked to:
+/// it has always done so, and programs see which requests it makes.
 inline constexpr uint32_t kCountMask = 0xFFFF;
+
+/// Bytes on the whole chip and in a whole-flash image.
+inline uint64_t whole_flash() { return uint64_t{flash_def[FW_FLASH_SECTOR_SIZE]} * flash_def[FW_FLASH_SECTORS]; }
 
 inline uint32_t page_size() { return flash_def[FW_FLASH_PACKED] >> 16; }
 inline uint32_t boot_erase_count() { return flash_def[FW_FLASH_PACKED] & 0xFF; }

@@ -100,6 +100,14 @@ uint32_t erase_all_sectors() {
 }  // namespace
 }  // namespace zel
 
+uint32_t FW_N25Q256A_SetExtendedLow(void) {
+  const zel::Descriptor node(zel::open_node(zel::Node::SpiFlash));
+  if (!node) return FW_FAIL;
+  const uint32_t result = zel::send(node, zel::kSelectLowSegment, nullptr);
+  if (result != 0) usleep(1);
+  return result;
+}
+
 // A read, a program and a chip erase select the lower segment only after a success: a failed one leaves the driver
 // where it was.
 

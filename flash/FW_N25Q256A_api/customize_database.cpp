@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include "board/request.h"
+#include "board/descriptor.h"
 #include "flash/FW_N25Q256A_api/database.h"
 #include "flash/file.h"
 #include "flash/result.h"

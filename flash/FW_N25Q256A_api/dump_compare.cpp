@@ -1,8 +1,9 @@
 // Compares a dump or restore file with the flash: a spot check of every piece, then the file's size and byte sum.
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "board/request.h"
+#include "board/descriptor.h"
 #include "flash/FW_N25Q256A_api/split.h"
 #include "flash/buffer.h"
 #include "flash/debugging.h"

@@ -1,8 +1,9 @@
 // The image copies: a file is programmed piece by piece, each sector erased just before it, and verified by CRC-32.
 #include <stdio.h>
 #include <time.h>
+#include <unistd.h>
 
-#include "board/request.h"
+#include "board/descriptor.h"
 #include "flash/FW_N25Q256A_api/partition.h"
 #include "flash/buffer.h"
 #include "flash/debugging.h"
