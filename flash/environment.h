@@ -8,19 +8,19 @@
 
 namespace zel {
 
-inline constexpr uint32_t kRegionSize = FW_ENV_SIZE;
+inline constexpr uint32_t kEnvironmentSize = FW_ENV_SIZE;
 inline constexpr uint32_t kCrcSize = 4;
-inline constexpr uint32_t kDataSize = kRegionSize - kCrcSize;
+inline constexpr uint32_t kDataSize = kEnvironmentSize - kCrcSize;
 
 /// The region in memory.
 class EnvironmentRegion {
  public:
-  EnvironmentRegion() : bytes_(make_buffer(kRegionSize)) {}
+  EnvironmentRegion() : bytes_(make_buffer(kEnvironmentSize)) {}
 
   explicit operator bool() const { return bytes_ != nullptr; }
   uint8_t *get() const { return bytes_.get(); }
   uint8_t *data() const { return get() + kCrcSize; }
-  void clear() const { memset(get(), 0, kRegionSize); }
+  void clear() const { memset(get(), 0, kEnvironmentSize); }
   uint32_t crc() const { return FW_crc32(data(), kDataSize); }
 
   uint32_t read() const {
