@@ -10,16 +10,16 @@ inline constexpr uint16_t kSettle = 50;  // ms, before a PHY is used; register f
 /// A 16-bit register as the PHY sends it, high byte first.
 inline uint16_t register_value(const uint8_t *bytes) { return static_cast<uint16_t>((bytes[0] << 8) | bytes[1]); }
 
-/// Prints `line`, unless it is null, when the bus was busy; returns the result.
-uint32_t note_busy(uint32_t result, const char *line);
+/// Prints `line` if the bus was busy and `verbose` is not 0; returns the result.
+uint32_t note_busy(uint32_t result, uint8_t verbose, const char *line);
 
 /// Switches a module's transmitter on if it is off, then gives the PHY 200 ms. The transmitter stays on.
-/// `busy_line` is printed when the bus was busy; null = none. Returns 0 or the failed step's result.
-uint32_t switch_transmitter_on(uint32_t port, const char *busy_line);
+/// Returns 0 or the failed step's result.
+uint32_t switch_transmitter_on(uint32_t port);
 
 struct CopperState {
-  uint8_t phy[16];      // registers 0 to 7
-  uint8_t sgmii_cisco;  // 1 = Marvell PHY
+  uint8_t phy[16];     // registers 0 to 7
+  uint8_t is_marvell;  // 1 = yes; FW_SFP_SGMII_Set answers it in `sgmii_cisco`
 };
 
 /// Waits 50 ms, switches the transmitter on if it is off, reads PHY registers 0 to 7, and sets SGMII mode if

@@ -42,10 +42,10 @@ uint32_t read_field(const Field &field, Text *text) {
 
 uint32_t read_id(BaseId *id) { return read_register(FW_SFP_MEMORY, 0, sizeof id->byte, id->byte); }
 
-uint32_t show_field(const Field &field, Text *text, uint8_t verbose) {
+uint32_t read_and_show(const Field &field, Text *text, uint8_t verbose) {
   const uint32_t result = read_field(field, text);
   if (result == 0 && verbose != 0) printf(field.format, text->chars);
-  return note_busy(result, verbose != 0 ? kBusBusy : nullptr);
+  return note_busy(result, verbose, kBusBusy);
 }
 
 void show_vendor_specific(uint32_t port, const VendorSpecific &bytes) {
@@ -63,17 +63,17 @@ void show_vendor_specific(uint32_t port, const VendorSpecific &bytes) {
 uint32_t probe(uint32_t port, VendorSpecific &bytes, uint8_t verbose) {
   const uint32_t result = read_register(FW_SFP_MEMORY, kVendorSpecific, sizeof bytes, bytes);
   if (result == 0) return 0;
-  if (result == FW_I2C_BUSY) return note_busy(result, verbose != 0 ? kBusBusy : nullptr);
+  if (result == FW_I2C_BUSY) return note_busy(result, verbose, kBusBusy);
   if (verbose != 0) printf("SFP %d not exist! \n", static_cast<int>(port));
   return FW_FAIL;
 }
 
-uint32_t show_copper(uint32_t port, bool serdes_only, uint32_t set_sgmii, uint8_t verbose) {
+uint32_t bring_up_and_show_copper(uint32_t port, bool serdes_only, uint32_t set_sgmii, uint8_t verbose) {
   CopperState state{};
   const char *const line = copper_class(serdes_only).line;
   if (const uint32_t failed = bring_copper_up(port, line, set_sgmii, verbose, &state); failed != 0) return failed;
   if (i2c_debug_mode == 1 && verbose != 0) {
-    printf("sfp_phy[0]:0x%02X, sfp_phy[1]:0x%02X, sgmii_cisco:%d\n", state.phy[0], state.phy[1], state.sgmii_cisco);
+    printf("sfp_phy[0]:0x%02X, sfp_phy[1]:0x%02X, sgmii_cisco:%d\n", state.phy[0], state.phy[1], state.is_marvell);
   }
   uint8_t link = 0;
   uint8_t speed = 0;
@@ -82,7 +82,7 @@ uint32_t show_copper(uint32_t port, bool serdes_only, uint32_t set_sgmii, uint8_
 }
 
 uint32_t report_unreadable(uint32_t port, uint32_t result, uint8_t *speed) {
-  if (result == FW_I2C_BUSY) return note_busy(result, i2c_debug_mode != 0 ? kBusBusy : nullptr);
+  if (result == FW_I2C_BUSY) return note_busy(result, i2c_debug_mode, kBusBusy);
   if (i2c_debug_mode == 1) printf("SFP %d non exist! \n", static_cast<int>(port));
   *speed = FW_SFP_NOT_A_MODULE;
   return FW_FAIL;
@@ -97,18 +97,19 @@ uint32_t FW_Show_SFP_Moudle(uint32_t port, uint32_t set_sgmii, uint8_t verbose) 
   if (const uint32_t failed = zel::probe(port, bytes, verbose); failed != 0) return failed;
   if (verbose != 0) zel::show_vendor_specific(port, bytes);
 
-  zel::Text text{};
-  if (const uint32_t failed = zel::show_field(zel::kVendorName, &text, verbose); failed != 0) return failed;
-  if (const uint32_t failed = zel::show_field(zel::kPartNumber, &text, verbose); failed != 0) return failed;
-  const bool serdes_only = text.names_serdes_only_part();
-  if (const uint32_t failed = zel::show_field(zel::kRevision, &text, verbose); failed != 0) return failed;
+  zel::Text vendor_name{};
+  zel::Text part_number{};
+  zel::Text revision{};
+  if (const uint32_t failed = zel::read_and_show(zel::kVendorName, &vendor_name, verbose); failed != 0) return failed;
+  if (const uint32_t failed = zel::read_and_show(zel::kPartNumber, &part_number, verbose); failed != 0) return failed;
+  if (const uint32_t failed = zel::read_and_show(zel::kRevision, &revision, verbose); failed != 0) return failed;
   zel::BaseId id{};
-  if (const uint32_t failed = zel::read_id(&id); failed != 0) {
-    return zel::note_busy(failed, verbose != 0 ? zel::kBusBusy : nullptr);
-  }
+  if (const uint32_t failed = zel::read_id(&id); failed != 0) return zel::note_busy(failed, verbose, zel::kBusBusy);
 
   const zel::ModuleClass &module = zel::classify(id);
-  if (module.medium == zel::Medium::Copper) return zel::show_copper(port, serdes_only, set_sgmii, verbose);
+  if (module.medium == zel::Medium::Copper) {
+    return zel::bring_up_and_show_copper(port, part_number.names_serdes_only_part(), set_sgmii, verbose);
+  }
   if (verbose != 0 && module.line != nullptr) puts(module.line);
   return 0;
 }

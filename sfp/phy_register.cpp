@@ -17,14 +17,15 @@ constexpr uint8_t kAdvertisement = 4;
 
 /// What differs between the three register functions.
 struct AccessRules {
-  const char *busy_line;  // null = a busy bus counts as an empty cage
+  bool busy_is_empty;     // a busy bus counts as an empty cage
+  const char *busy_line;  // of a busy bus that does not
   uint32_t not_copper;    // result for a module without a PHY
 };
 
 // Programs look for these texts: the spelling stays.
-constexpr AccessRules kShow{"I2C Bus busy", 0};
-constexpr AccessRules kSet{nullptr, 0};
-constexpr AccessRules kGet{"I2C bus busy", FW_FAIL};
+constexpr AccessRules kShow{.busy_is_empty = false, .busy_line = "I2C Bus busy", .not_copper = 0};
+constexpr AccessRules kSet{.busy_is_empty = true, .busy_line = nullptr, .not_copper = 0};
+constexpr AccessRules kGet{.busy_is_empty = false, .busy_line = "I2C bus busy", .not_copper = FW_FAIL};
 
 /// Gets a copper module ready for register access. If that fails, or there is no PHY: the result that ends the call.
 std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) {
@@ -32,7 +33,10 @@ std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) 
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   BaseId id{};
   if (const uint32_t failed = read_register(FW_SFP_MEMORY, 0, sizeof id.byte, id.byte); failed != 0) {
-    if (failed == FW_I2C_BUSY && rules.busy_line != nullptr) return note_busy(failed, rules.busy_line);
+    if (failed == FW_I2C_BUSY && !rules.busy_is_empty) {
+      puts(rules.busy_line);
+      return FW_I2C_BUSY;
+    }
     printf("SFP %d non exist! \n", static_cast<int>(port));
     return FW_FAIL;
   }
@@ -41,7 +45,7 @@ std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) 
     return rules.not_copper;
   }
   FW_SFP_mDelay(kSettle);
-  if (const uint32_t failed = switch_transmitter_on(port, nullptr); failed != 0) return failed;
+  if (const uint32_t failed = switch_transmitter_on(port); failed != 0) return failed;
   return std::nullopt;
 }
 

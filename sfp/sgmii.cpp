@@ -115,7 +115,7 @@ uint32_t FW_SFP_SGMII_Get_Status(uint32_t port, uint8_t *link, uint8_t *speed, u
   uint8_t bytes[4] = {};
   const uint32_t failed = zel::read_register(FW_SFP_PHY, zel::kStatusRegister, sizeof bytes, bytes);
   // Programs look for these texts: the spelling stays.
-  if (failed != 0) return zel::note_busy(failed, verbose != 0 ? "I2C Busy Busy" : nullptr);
+  if (failed != 0) return zel::note_busy(failed, verbose, "I2C Busy Busy");
   const uint16_t status = zel::register_value(bytes);
   *link = (status & zel::kLinkUp) != 0;
   if (*link == 0) {
