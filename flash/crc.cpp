@@ -20,6 +20,12 @@ constexpr uint32_t shift(uint32_t crc) {
   return (crc >> 1) ^ kPolynomial;
 }
 
+/// A register, `bytes` zero bytes further.
+constexpr uint32_t advance(uint32_t crc, uint32_t bytes) {
+  for (uint32_t bit = 0; bit < 8 * bytes; ++bit) crc = shift(crc);
+  return crc;
+}
+
 // Braided CRC: five independent lanes, merged at the end. A long text is taken in blocks of five words. Each word of a
 // block goes to its own lane. Each lane has its own register, so no lookup waits for a lookup in another lane.
 constexpr uint32_t kLanes = 5;
@@ -35,14 +41,9 @@ struct Tables {
 constexpr Tables derive_tables() {
   Tables tables{};
   for (uint32_t value = 0; value < 256; ++value) {
-    uint32_t crc = value;
-    for (uint32_t bytes = 1; bytes <= kBlock; ++bytes) {
-      for (int bit = 0; bit < 8; ++bit) crc = shift(crc);
-      if (bytes == 1) tables.single[value] = crc;
-      // A byte has this index in its word if the lane's next word begins `bytes` bytes behind it.
-      const uint32_t index = kBlock - bytes;
-      if (index < kWord) tables.stride[index][value] = crc;
-    }
+    tables.single[value] = advance(value, 1);
+    // The lane's next word begins a block behind the start of this one.
+    for (uint32_t index = 0; index < kWord; ++index) tables.stride[index][value] = advance(value, kBlock - index);
   }
   return tables;
 }
