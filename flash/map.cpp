@@ -5,41 +5,39 @@
 #include "flash/debugging.h"
 #include "flash/region.h"
 
+// In the order of the FW_FLASH_ numbers.
 uint32_t flash_def[FW_FLASH_WORDS] = {
-    // Starts.
-    0x0,        // boot loader
-    0x100000,   // boot environment
-    0x200000,   // image 1
-    0x1200000,  // image 2
-    0x140000,   // partition table
-    0xF40000,   // parameters 1
-    0x1F40000,  // parameters 2
-    0x180000,   // boot script
-    0xE00000,   // general configuration database 1
-    0x1E00000,  // general configuration database 2
-    0xF00000,   // customise database 1
-    0x1F00000,  // customise database 2
-    0xF80000,   // shared database
-    0x1FF0000,  // test area
-    0x1C0000,   // custom identity
-    0x1D0000,   // PROFINET parameters
-    0x1FE0000,  // MAC address backup
-    // Geometry.
-    0x10000,     // sector size
-    0x200,       // sectors
-    0x10000,     // copy piece
-    0x100000,    // limit of a general configuration database
-    0x0100A00C,  // page size 256, 160 without a reader, 12 boot erases
-    // Lengths.
-    0x100000,  // boot loader
-    0x10000,   // boot environment
-    0xC00000,  // an image
-    0x40000,   // partition table
-    0x40000,   // a parameter region
-    0x40000,   // boot script
-    0x40000,   // a customise database
-    0x80000,   // shared database
-    0x100000,  // a general configuration database
+    0x0,         // FW_FLASH_BOOTLOADER
+    0x100000,    // FW_FLASH_ENVIRONMENT
+    0x200000,    // FW_FLASH_IMAGE_1
+    0x1200000,   // FW_FLASH_IMAGE_2
+    0x140000,    // FW_FLASH_PARTITION_TABLE
+    0xF40000,    // FW_FLASH_PARAMETER_1
+    0x1F40000,   // FW_FLASH_PARAMETER_2
+    0x180000,    // FW_FLASH_BOOT_SCRIPT
+    0xE00000,    // FW_FLASH_GEN_DATABASE_1
+    0x1E00000,   // FW_FLASH_GEN_DATABASE_2
+    0xF00000,    // FW_FLASH_CUSTOMIZE_1
+    0x1F00000,   // FW_FLASH_CUSTOMIZE_2
+    0xF80000,    // FW_FLASH_SHARED_DATABASE
+    0x1FF0000,   // FW_FLASH_TEST_AREA
+    0x1C0000,    // FW_FLASH_CUSTOM_INFO
+    0x1D0000,    // FW_FLASH_PROFINET
+    0x1FE0000,   // FW_FLASH_MAC_BACKUP
+    0x10000,     // FW_FLASH_SECTOR_SIZE
+    0x200,       // FW_FLASH_SECTORS
+    0x10000,     // FW_FLASH_COPY_PIECE
+    0x100000,    // FW_FLASH_GEN_LIMIT
+    0x0100A00C,  // FW_FLASH_PACKED: page size 256, 160 without a reader, 12 boot erases
+    0x100000,    // FW_FLASH_BOOTLOADER_LENGTH
+    0x10000,     // FW_FLASH_ENVIRONMENT_LENGTH
+    0xC00000,    // FW_FLASH_IMAGE_LENGTH
+    0x40000,     // FW_FLASH_PARTITION_TABLE_LENGTH
+    0x40000,     // FW_FLASH_PARAMETER_LENGTH
+    0x40000,     // FW_FLASH_BOOT_SCRIPT_LENGTH
+    0x40000,     // FW_FLASH_CUSTOMIZE_LENGTH
+    0x80000,     // FW_FLASH_SHARED_DATABASE_LENGTH
+    0x100000,    // FW_FLASH_GEN_DATABASE_LENGTH
 };
 static_assert(sizeof flash_def == 124);
 
@@ -55,28 +53,32 @@ const Region *find_region(uint32_t selector) {
   return nullptr;
 }
 
-/// A word of the region's, which is its start or its length.
-uint32_t look_up(uint32_t selector, uint8_t Region::*word, const char *complaint) {
+/// The region that a query asks for; null if there is no answer. Notes the complaint if there is no such region.
+const Region *require_region(uint32_t selector, const char *complaint) {
   const Chip chip = fitted_chip();
-  if (chip.unknown) return FW_REFUSED;
+  if (chip.unknown) return nullptr;
   const Region *const region = find_region(selector);
   if (region == nullptr) {
     note(complaint);
-    return FW_REFUSED;
+    return nullptr;
   }
-  if (chip.index != 0) return FW_REFUSED;  // there is a record for chip 0 only
-  return flash_def[region->*word];
+  if (chip.index != 0) return nullptr;  // there is a record for chip 0 only
+  return region;
 }
 
 }  // namespace
 }  // namespace zel
 
 uint32_t FW_SpiFlash_GetMapAddr(uint32_t selector) {
-  return zel::look_up(selector, &zel::Region::start, "Select address error");
+  const zel::Region *const region = zel::require_region(selector, "Select address error");
+  if (region == nullptr) return FW_REFUSED;
+  return flash_def[region->start];
 }
 
 uint32_t FW_SpiFlash_GetMapLen(uint32_t selector) {
-  return zel::look_up(selector, &zel::Region::length, "Select Max Len error");
+  const zel::Region *const region = zel::require_region(selector, "Select Max Len error");
+  if (region == nullptr) return FW_REFUSED;
+  return flash_def[region->length];
 }
 
 uint32_t FW_SpiFlash_GetSectorSize(void) {
