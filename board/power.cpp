@@ -20,9 +20,13 @@ uint8_t fitted_mode(uint8_t status) {
   return first_dc ? FW_POWER_TWO_DC : FW_POWER_TWO_AC;
 }
 
+bool has_two_supplies(uint32_t mode) {
+  return mode == FW_POWER_AC_DC || mode == FW_POWER_TWO_AC || mode == FW_POWER_TWO_DC;
+}
+
 bool two_supplies_expected(uint32_t configured, uint8_t status) {
   if (configured == FW_POWER_NOT_CONFIGURED) return (status & kTwoSupplies) != 0;
-  return configured <= FW_POWER_TWO_DC;
+  return has_two_supplies(configured);
 }
 
 }  // namespace

@@ -13,8 +13,16 @@ bool load_table() {
   return true;
 }
 
-// By power mode.
-constexpr const char *kPowerModes[FW_POWER_NOT_CONFIGURED] = {"pwrad", "pwr2ac", "pwr2dc", "pwr1dc", "pwr1ac"};
+struct PowerMode {
+  uint32_t mode;
+  char value[7];  // of the variable
+};
+
+constexpr PowerMode kPowerModes[] = {{FW_POWER_AC_DC, "pwrad"},
+                                     {FW_POWER_TWO_AC, "pwr2ac"},
+                                     {FW_POWER_TWO_DC, "pwr2dc"},
+                                     {FW_POWER_ONE_DC, "pwr1dc"},
+                                     {FW_POWER_ONE_AC, "pwr1ac"}};
 
 }  // namespace
 }  // namespace zel
@@ -30,8 +38,8 @@ uint32_t FW_Pwr_Flag(void) {
   if (!zel::load_table()) return FW_POWER_NOT_CONFIGURED;
   const env_slot *const variable = zel::find_variable("pwrmode");
   if (variable == nullptr) return FW_POWER_NOT_CONFIGURED;
-  for (uint32_t mode = 0; mode < FW_POWER_NOT_CONFIGURED; ++mode) {
-    if (zel::holds(variable->value, zel::kPowerModes[mode])) return mode;
+  for (const zel::PowerMode &known : zel::kPowerModes) {
+    if (zel::holds(variable->value, known.value)) return known.mode;
   }
   return FW_POWER_NOT_CONFIGURED;
 }

@@ -20,10 +20,10 @@ using Name = char[kNameLength + 1];
 struct Record {
   char model_marker[6];
   Name names[kVariants];  // the last byte of each is never written
-  char carried_over1[10];
+  char kept1[10];         // kept as it was read
   char description_marker[12];
   char description[kDescriptionLength + 1];  // its last byte is never written
-  char carried_over2[4];
+  char kept2[4];                             // kept as it was read
   uint8_t power_mode;
 };
 static_assert(sizeof(Record) == 417);
@@ -48,8 +48,16 @@ constexpr Variant kVariantTable[kVariants] = {
     {"KV540R-04SFP", "Custom Name For 24C4F : [%s]\n"},
 };
 
-// By power mode.
-constexpr const char *kPowerSuffixes[FW_POWER_NOT_CONFIGURED] = {"-AD", "-AC2", "-DC2", "-DC1", "-AC1"};
+struct PowerSuffix {
+  uint32_t mode;
+  char text[5];
+};
+
+constexpr PowerSuffix kPowerSuffixes[] = {{FW_POWER_AC_DC, "-AD"},
+                                          {FW_POWER_TWO_AC, "-AC2"},
+                                          {FW_POWER_TWO_DC, "-DC2"},
+                                          {FW_POWER_ONE_DC, "-DC1"},
+                                          {FW_POWER_ONE_AC, "-AC1"}};
 
 /// Reads `length` bytes of the record from an offset on.
 uint32_t read_part(size_t offset, size_t length, void *out) {
@@ -76,8 +84,10 @@ uint32_t fitted_variant() {
 const char *power_suffix() {
   uint8_t mode = 0;  // stands when the mode cannot be read
   FW_GetPowerMode(&mode);
-  if (mode >= FW_POWER_NOT_CONFIGURED) return "";
-  return kPowerSuffixes[mode];
+  for (const PowerSuffix &suffix : kPowerSuffixes) {
+    if (suffix.mode == mode) return suffix.text;
+  }
+  return "";
 }
 
 uint32_t read_record(Record *record) { return read_part(0, sizeof *record, record); }
