@@ -52,7 +52,7 @@ void print_sector(const Buffer &bytes, uint32_t size) {
 
 bool show_sector(uint32_t address) {
   const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE] / kBytesInLine * kBytesInLine;
-  Descriptor device(-1);  // closed after the buffer is released
+  Descriptor device(-1);  // closed after the buffer is released: buffer.h tells why
   const Buffer bytes = zeroed_buffer(size);
   if (!bytes) return false;
   device.reset(open_node(Node::SpiFlash, O_RDONLY));  // held open, though the read opens the node itself

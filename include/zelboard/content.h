@@ -224,7 +224,8 @@ ZEL_API uint32_t FW_N25Q256A_DumpFlash(const char *path, uint32_t part, uint32_t
  *                cannot be compared. Any other: FW_FAIL, nothing opened
  *  @param total  number of parts, as FW_DumpFlash
  *  @return 0 for a file without differences that has exactly the size of the part (FW_COMPARE_WHOLE: 0x2000000 bytes);
- *          FW_FAIL; 0xFFFFFFFF (the file does not open, or the flags refuse it) */
+ *          0xFFFFFFFF (the file does not open, or the flags refuse it); FW_FAIL for any other failure, also if the
+ *          file does not open for the second read */
 ZEL_API uint32_t FW_N25Q256A_DumpComp(const char *path, uint32_t part, uint32_t total);
 /** Prints a map of the flash's sectors, 16 in a row, and a legend. A sector whose first 16 bytes are erased is "__";
  *  any other has the code of its region. If a sector cannot be read, the map ends there.

@@ -89,8 +89,9 @@ ZEL_API uint32_t FW_WriteFlash(uint32_t address, uint32_t length, const uint8_t 
  *  @param address  any byte of the sector
  *  @return the erase request's result, or FW_FAIL (node, seek) */
 ZEL_API uint32_t FW_SpiFlash_SectorErase(uint32_t address);
-/** Erases the whole chip, also the boot loader: 512 sectors, from the first to the last. After each it prints "Erase
- *  chip [%d] percent", 0 to 99, and pauses 1 us. The chip takes about 6 minutes.
+/** Erases the whole chip, also the boot loader: 512 sectors, from the first to the last. After each sector that it has
+ *  erased it prints "Erase chip [%d] percent", 0 to 99. After each erase, also a failed one, it pauses 1 us. The chip
+ *  takes about 6 minutes.
  *  @return 0; FW_FAIL (node, seek); or the failed erase request's result. The sectors before it are erased then */
 ZEL_API uint32_t FW_SpiFlash_ChipErase(void);
 
@@ -251,8 +252,9 @@ struct env_slot {
  *  exceptions: a region that begins with a NUL, and an entry that begins with 0xFF, leave an unused slot among the used
  *  ones. The variables behind it are found by name, but convert_env ends before it and does not write them. */
 extern ZEL_API struct env_slot env_data[200];
-/** Where the last parse or serialisation ended: a parse on the last byte that it examined, a serialisation just behind
- *  the last entry's NUL. Valid as long as the data area that it points into. Null at load. */
+/** Where the last parse or serialisation ended. A parse ends on the NUL of the last entry that it took, or on the last
+ *  byte of the data area if that entry has none. A serialisation ends just behind the last entry's NUL. Valid as long
+ *  as the data area that it points into. Null at load. */
 extern ZEL_API const uint8_t *env_ptr;
 
 /** Reads the region. Thread-safe: yes.
