@@ -31,16 +31,16 @@ bool g_good = true;
 constexpr uint8_t kGetChipIndex = 0xDA;
 constexpr uint8_t kGetBoardType = 0x96;
 constexpr uint8_t kGetBoardAlive = 0xC2;
-constexpr uint8_t kBufRead = 0xB0;
-constexpr uint8_t kBufWrite = 0xB1;
+constexpr uint8_t kReadDevice = 0xB0;
+constexpr uint8_t kWriteDevice = 0xB1;
 
 void answer(uint8_t number, uint8_t *record) {
   constexpr uint8_t kSfpBoard = 2;
   if (number == kGetChipIndex) *record = 0;
   if (number == kGetBoardType) record[1] = kSfpBoard;
   if (number == kGetBoardAlive) record[1] = 1;
-  if (number == kBufRead) *record = g_expander;
-  if (number == kBufWrite) g_expander = *record;
+  if (number == kReadDevice) *record = g_expander;
+  if (number == kWriteDevice) g_expander = *record;
 }
 
 template <typename Call>

@@ -28,11 +28,11 @@ constexpr uint32_t kImage2 = 0x1200000;
 // Requests of the GPIO driver and of the flash driver.
 constexpr unsigned long kRequestCode = 0x40012400;
 constexpr unsigned long kGetDiagFlag = 0xD5;
-constexpr unsigned long kSetFlashAccessFlag = 0xD8;
+constexpr unsigned long kSetFlashAccess = 0xD8;
 constexpr unsigned long kEraseSector = 0xD1;
 constexpr unsigned long kGetChipIndex = 0xDA;
 constexpr unsigned long kSetDebugMode = 0xDB;
-constexpr unsigned long kSelectLowerSegment = 0xDD;
+constexpr unsigned long kSelectLowSegment = 0xDD;
 
 /// A descriptor for a scope.
 struct File {
@@ -83,7 +83,7 @@ bool read_sector(const File &file) { return read(file.fd, g_piece.data(), kSecto
 bool bare_copy() {
   ask(kFlash, kGetChipIndex);
   ask(kGpio, kGetDiagFlag);
-  ask(kGpio, kSetFlashAccessFlag, 1);
+  ask(kGpio, kSetFlashAccess, 1);
   uint32_t at = kImage2;
   {
     const File image(kImage, O_RDONLY);
@@ -97,9 +97,9 @@ bool bare_copy() {
       read_flash(from, kSector);
       usleep(5000);
     }
-    ask(kFlash, kSelectLowerSegment);
+    ask(kFlash, kSelectLowSegment);
   }
-  ask(kGpio, kSetFlashAccessFlag);
+  ask(kGpio, kSetFlashAccess);
   return at == kImage2 + kImagePieces * kSector;
 }
 
@@ -107,7 +107,7 @@ bool copy() { return FW_FlashCopy(open(kImage, O_RDONLY), 2) == 0; }
 
 void read_and_select_low(uint32_t at, uint32_t size) {
   read_flash(at, size);
-  ask(kFlash, kSelectLowerSegment);
+  ask(kFlash, kSelectLowSegment);
 }
 
 bool bare_dump() {
@@ -125,7 +125,7 @@ bool bare_dump() {
   {
     const File file(kDump, O_RDONLY);
     ask(kGpio, kGetDiagFlag);
-    ask(kGpio, kSetFlashAccessFlag, 1);
+    ask(kGpio, kSetFlashAccess, 1);
     constexpr uint32_t kSpot = 16;
     uint32_t at = 0;
     for (;;) {
@@ -143,8 +143,8 @@ bool bare_dump() {
       ++pieces;
     }
   }
-  ask(kGpio, kSetFlashAccessFlag);
-  ask(kFlash, kSelectLowerSegment);
+  ask(kGpio, kSetFlashAccess);
+  ask(kFlash, kSelectLowSegment);
   ask(kFlash, kSetDebugMode);
   return pieces == kSectors;
 }

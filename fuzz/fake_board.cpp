@@ -16,11 +16,11 @@ constexpr uint32_t kFlashSize = 0x2000000;
 constexpr uint32_t kSector = 0x10000;
 
 // Requests that are answered; all others do nothing.
-constexpr uint8_t kSetFlashAccessFlag = 0xD8;
+constexpr uint8_t kSetFlashAccess = 0xD8;
 constexpr uint8_t kGetBoardType = 0x96;
 constexpr uint8_t kGetBoardAlive = 0xC2;
-constexpr uint8_t kBufRead = 0xB0;
-constexpr uint8_t kBufWrite = 0xB1;
+constexpr uint8_t kReadDevice = 0xB0;
+constexpr uint8_t kWriteDevice = 0xB1;
 constexpr uint8_t kGetChipIndex = 0xDA;
 constexpr uint8_t kEraseSector = 0xD1;
 
@@ -37,11 +37,15 @@ std::vector<Open> g_open;
 std::set<uint32_t> g_touched;  // sectors
 uint32_t g_calls;
 
-/// Counts the call.
-bool next_call_fails() {
+void count_call() { ++g_calls; }
+
+/// Whether the call that was counted last is the one to fail.
+bool is_failing_call() { return g_calls == g_board.failing_call; }
+
+/// The result of a failed open, read or write.
+int fail() {
   errno = EIO;
-  ++g_calls;
-  return g_calls == g_board.failing_call;
+  return -1;
 }
 
 Open *find(int fd) {
@@ -72,11 +76,11 @@ void transfer(bool reads, uint8_t *record) {
 }
 
 void answer(const Open &node, uint8_t number, uint8_t *record) {
-  if (node.kind == Gpio && number == kSetFlashAccessFlag) g_board.flash_access = *record;
+  if (node.kind == Gpio && number == kSetFlashAccess) g_board.flash_access = *record;
   if (node.kind == I2c && number == kGetBoardType) record[1] = g_board.board_type;
   if (node.kind == I2c && number == kGetBoardAlive) record[1] = 1;
-  if (node.kind == I2c && number == kBufRead) transfer(true, record);
-  if (node.kind == I2c && number == kBufWrite) transfer(false, record);
+  if (node.kind == I2c && number == kReadDevice) transfer(true, record);
+  if (node.kind == I2c && number == kWriteDevice) transfer(false, record);
   if (node.kind == Flash && number == kGetChipIndex) *record = 0;
   if (node.kind == Flash && number == kEraseSector && node.position < kFlashSize) {
     memset(&g_board.flash[node.position / kSector * kSector], 0xFF, kSector);
@@ -118,7 +122,9 @@ extern "C" {
 
 int open(const char *path, int, ...) {
   const auto *const found = std::find_if(kPaths, std::end(kPaths), [=](auto *known) { return !strcmp(known, path); });
-  if (found == std::end(kPaths) || next_call_fails()) return -1;
+  if (found == std::end(kPaths)) return fail();
+  count_call();
+  if (is_failing_call()) return fail();
   g_open.push_back({static_cast<Kind>(found - kPaths), 0});
   return kFirstDescriptor + static_cast<int>(g_open.size()) - 1;
 }
@@ -135,7 +141,9 @@ int ioctl(int fd, unsigned long code, ...) {
   va_start(arguments, code);
   auto *const record = va_arg(arguments, uint8_t *);
   va_end(arguments);
-  if (find(fd) == nullptr || next_call_fails()) return g_board.failure;
+  if (find(fd) == nullptr) return g_board.failure;
+  count_call();
+  if (is_failing_call()) return g_board.failure;
   answer(*find(fd), static_cast<uint8_t>(code), record);
   return 0;
 }
@@ -150,7 +158,8 @@ off_t lseek(int fd, off_t offset, int whence) {
 ssize_t read(int fd, void *buffer, size_t size) {
   Open *const node = find(fd);
   if (node == nullptr) return syscall(SYS_read, fd, buffer, size);
-  if (next_call_fails()) return -1;
+  count_call();
+  if (is_failing_call()) return fail();
   const std::vector<uint8_t> &source = node->kind == Flash ? g_board.flash : g_board.file;
   const size_t at = std::min<size_t>(node->position, source.size());
   const size_t limit = node->kind == File && g_board.short_read != 0 ? g_board.short_read : size;
@@ -163,7 +172,10 @@ ssize_t read(int fd, void *buffer, size_t size) {
 
 ssize_t write(int fd, const void *buffer, size_t size) {
   Open *const node = find(fd);
-  if (node == nullptr || next_call_fails() || node->position > kFlashSize - size) return -1;
+  if (node == nullptr) return fail();
+  count_call();
+  if (is_failing_call()) return fail();
+  if (node->position > kFlashSize - size) return fail();
   const auto *const bytes = static_cast<const uint8_t *>(buffer);
   std::vector<uint8_t> cells(bytes, bytes + size);
   for (size_t index = 0; index < size; ++index) cells[index] &= g_board.flash[node->position + index];
