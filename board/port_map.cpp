@@ -15,19 +15,18 @@ constexpr char kNo[] = "0";
 constexpr uint32_t slot_of(uint32_t port) { return port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST; }
 
 struct BoardInSlot {
-  uint32_t result;
-  uint8_t type;
-
-  // If a query fails without an answer, the preset type stays: the slot has no cages, and is not counted as a copper
-  // board.
-  bool has_cages() const { return type != FW_BOARD_COPPER && result != FW_ABSENT; }
-  bool is_copper() const { return type == FW_BOARD_COPPER && result == 0; }
+  bool is_absent;
+  bool has_cages;
+  bool is_copper;
 };
 
 BoardInSlot query_slot(uint32_t slot) {
-  uint8_t type = FW_BOARD_COPPER;
+  uint8_t type = FW_BOARD_COPPER;  // stays if the query fails without an answer: no cages, but no copper board either
   const uint32_t result = FW_GetDauBoard(slot, &type);
-  return {result, type};
+  const bool is_absent = result == FW_ABSENT;
+  return {.is_absent = is_absent,
+          .has_cages = !is_absent && type != FW_BOARD_COPPER,
+          .is_copper = result == 0 && type == FW_BOARD_COPPER};
 }
 
 /// The boards of all slots.
@@ -44,13 +43,13 @@ class Boards {
 
   bool has_cage(uint32_t port) const {
     if (port >= FW_PORT_FIRST_10G) return port <= FW_PORT_LAST;
-    return boards_[slot_of(port) - FW_SLOT_FIRST].has_cages();
+    return boards_[slot_of(port) - FW_SLOT_FIRST].has_cages;
   }
 
   uint8_t copper_count() const {
     uint8_t count = 0;
     for (const BoardInSlot &board : boards_) {
-      if (board.is_copper()) ++count;
+      if (board.is_copper) ++count;
     }
     return count;
   }
@@ -63,6 +62,7 @@ class Boards {
 
 uint32_t check_cage(uint32_t port) { return check_cage(port, port); }
 
+// Asks by the exported functions: a program that puts its own in their place is asked here, too.
 uint32_t check_cage(uint32_t port, uint32_t low_byte) {
   if (IsSwitchPortExist(port) == 0) return FW_ABSENT;
   const char *const has_cage = BoardType_Check(FW_CHECK_SFP_PORT, low_byte, nullptr);
@@ -81,7 +81,7 @@ const char *BoardType_Check(uint32_t kind, uint32_t port, uint8_t *count) {
 
 uint32_t IsSwitchPortExist(uint32_t port) {
   if (port >= FW_PORT_FIRST_10G) return 1;
-  return zel::query_slot(zel::slot_of(port)).result != FW_ABSENT;
+  return zel::query_slot(zel::slot_of(port)).is_absent ? 0 : 1;
 }
 
 uint32_t FW_SfpSel(uint32_t port) {

@@ -71,7 +71,8 @@ bool fill_from_name(env_slot &slot, const uint8_t *from, const uint8_t *end, boo
   return entry_of(slot).name == name;
 }
 
-/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). False when a variable lost something.
+/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). False when a variable lost something. An unused
+/// slot holds no variable.
 bool fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
   const uint8_t *const equals = find('=', from, end);
   bool whole = false;
@@ -80,7 +81,8 @@ bool fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool end
   } else {
     whole = fill_from_name(slot, from, end, ended_by_nul);
   }
-  return whole || !is_used(slot);
+  if (!is_used(slot)) return true;
+  return whole;
 }
 
 /// Where the list ends.
@@ -90,8 +92,8 @@ env_slot *first_unused() {
   return slot;
 }
 
-/// Size of the list with an entry of the wanted size in the slot `changed`; null changes none.
-size_t list_size(const env_slot *changed, size_t wanted) {
+/// Size of the list if the slot `changed` has an entry of the wanted size.
+size_t list_size_with(const env_slot *changed, size_t wanted) {
   size_t size = kListEnd;
   for (const env_slot &slot : env_data) {
     if (&slot == changed) {
@@ -103,6 +105,9 @@ size_t list_size(const env_slot *changed, size_t wanted) {
   }
   return size;
 }
+
+/// Size of the list as it is.
+size_t list_size() { return list_size_with(nullptr, 0); }
 
 }  // namespace
 
@@ -137,7 +142,7 @@ bool keeps_all_others(const char *name) {
   for (const env_slot *slot = first_unused(); slot != kTableEnd; ++slot) {
     if (is_used(*slot) && !holds(slot->name, name)) return false;
   }
-  return list_size(nullptr, 0) <= kDataSize;
+  return list_size() <= kDataSize;
 }
 
 }  // namespace zel
@@ -169,7 +174,7 @@ uint32_t env_add(const char *name, const char *value) {
   env_slot *const slot = known != nullptr ? known : zel::first_unused();
   const zel::Entry wanted{strlen(name), strlen(value)};
   if (slot == zel::kTableEnd) return 0;
-  if (zel::list_size(slot, wanted.size()) > zel::kDataSize) return 0;  // writing it would lose the last variables
+  if (zel::list_size_with(slot, wanted.size()) > zel::kDataSize) return 0;  // writing it would lose the last variables
 
   if (known == nullptr) {
     memset(slot->name, 0, sizeof slot->name);

@@ -55,6 +55,7 @@ std::optional<uint32_t> rebuild(const EnvironmentRegion &region, const char *nam
   return crc;
 }
 
+/// True if the region is as wanted, and also if it could not be read at all: check_env_crc returns 0xFF then.
 bool check_passes(uint32_t crc, const char *name, const char *value, uint32_t mode) {
   usleep(kCheckPause);
   return check_env_crc(crc, name, value, mode) != 0;

@@ -31,7 +31,7 @@ struct CopyStyle {
   CopyTexts texts;
   useconds_t pause;        // after a piece
   bool dots;               // one for an erase, one for a write
-  uint32_t skipped_piece;  // in debug mode only erased, so that the verification can be seen to fail; 0 = none
+  uint32_t skipped_piece;  // of those read in debug mode: see PieceCounter; 0 = none
 };
 
 constexpr CopyStyle kPartitionStyle{.texts = kImageTexts, .pause = 10000, .dots = true, .skipped_piece = 4};
@@ -43,6 +43,24 @@ constexpr int kWhole = 0;  // printed where the copy of a partition prints its n
 struct Written {
   uint32_t total;
   uint32_t crc;
+};
+
+/// Counts the pieces that are read in debug mode. One of them is only erased, so that the verification can be seen to
+/// fail.
+class PieceCounter {
+ public:
+  explicit PieceCounter(const CopyStyle &style) : skipped_piece_(style.skipped_piece) {}
+
+  /// Counts a piece; true for the one that is not programmed.
+  bool add() {
+    if (!debugging()) return false;
+    ++count_;
+    return count_ == skipped_piece_;
+  }
+
+ private:
+  uint32_t skipped_piece_;
+  uint32_t count_ = 0;
 };
 
 bool erase_piece(uint32_t address, const CopyStyle &style) {
@@ -68,7 +86,7 @@ std::optional<Written> program_file(const Descriptor &file, uint32_t base, const
   const auto size = static_cast<int32_t>(flash_def[FW_FLASH_COPY_PIECE]);
   if (!piece || size <= 0) return std::nullopt;
   Written written{};
-  uint32_t debug_count = 0;  // pieces that were read in debug mode
+  PieceCounter counter(style);
   for (;;) {
     const int32_t count = readFully(file.get(), piece.get(), size);
     if (count < 0) return std::nullopt;
@@ -77,11 +95,9 @@ std::optional<Written> program_file(const Descriptor &file, uint32_t base, const
     const uint32_t address = base + written.total;
     written.crc = FW_crc321(written.crc, piece.get(), bytes);
     written.total += bytes;
-    if (debugging()) ++debug_count;
-    const bool is_skipped = debugging() && debug_count == style.skipped_piece;
+    const bool is_skipped = counter.add();
     if (!erase_piece(address, style)) return std::nullopt;
-    if (is_skipped) continue;
-    if (!program_piece(address, bytes, piece, style)) return std::nullopt;
+    if (!is_skipped && !program_piece(address, bytes, piece, style)) return std::nullopt;
   }
   if (debugging()) printf(style.texts.written, static_cast<int>(written.total), written.crc);
   return written;

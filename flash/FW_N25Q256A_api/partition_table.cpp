@@ -1,6 +1,8 @@
 // The partition table: length and checksum of each stored database, in its own sector.
 #include <stdio.h>
 
+#include <optional>
+
 #include "flash/debugging.h"
 #include "flash/map.h"
 #include "zelboard/content.h"
@@ -55,6 +57,13 @@ bool fill_blank_slots(Table &table) {
   return any;
 }
 
+/// Index of the slot that a mode reads or writes: 1 and 2 for the first slot, 9 and 10 for the last. Nothing for any
+/// other mode: it exchanges nothing.
+std::optional<uint32_t> slot_of(uint32_t mode) {
+  if (mode < 1 || mode > 2 * kSlotCount) return std::nullopt;
+  return (mode - 1) / 2;
+}
+
 bool write_back(Table &table) {
   if (FW_N25Q256A_SectorErase(flash_def[FW_FLASH_PARTITION_TABLE]) == FW_FAIL) return false;
   const auto *const bytes = reinterpret_cast<const uint8_t *>(&table);
@@ -73,23 +82,20 @@ uint32_t FW_N25Q256A_PartitionInfo(uint32_t *length, uint32_t *checksum, uint32_
   zel::show("\nFW_PartitionInfo read", table);
   const bool any_blank = zel::fill_blank_slots(table);
 
-  // Modes 1 to 10 are reads and writes of the slots in turn; any other mode exchanges nothing.
-  const bool known = mode >= 1 && mode <= 2 * zel::kSlotCount;
-  const bool writes = known && mode % 2 == 0;
-  const bool reads = known && !writes;
-  const uint32_t index = known ? (mode - 1) / 2 : 0;
-  zel::TableSlot &slot = table.slots[index];
-  if (writes) {
-    slot = {*length, *checksum};
-  } else if (reads) {
-    *length = slot.length;
-    *checksum = slot.checksum;
+  const std::optional<uint32_t> slot = zel::slot_of(mode);
+  const bool is_even = mode % 2 == 0;
+  const bool writes = slot && is_even;
+  const bool reads = slot && !is_even;
+  if (writes) table.slots[*slot] = {*length, *checksum};
+  if (reads) {
+    *length = table.slots[*slot].length;
+    *checksum = table.slots[*slot].checksum;
   }
 
   if (writes || any_blank) {
     if (!zel::write_back(table)) return FW_FAIL;
   }
   // Callers rely on it: a read fails if any slot of the table was blank, also another one.
-  if (reads && any_blank) return zel::fail(zel::kTexts[index].empty);
+  if (reads && any_blank) return zel::fail(zel::kTexts[*slot].empty);
   return 0;
 }
