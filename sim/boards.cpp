@@ -8,6 +8,7 @@
 #include <set>
 
 #include "arguments.h"
+#include "diagnostics.h"
 #include "fresh_folder.h"
 #include "tool.h"
 
@@ -86,7 +87,9 @@ void make_board_files(const std::string &folder) {
 std::error_code make_folder(const fs::path &folder, const Preparation &prepare) {
   FreshFolder fresh(boards_root());
   make_board_files(fresh.path());
-  prepare(*attach_or_throw(fresh.path()), fresh.path());
+  std::shared_ptr<const Attached> attached = attach_or_throw(fresh.path());
+  prepare(*attached, fresh.path());
+  latch_flags(*attached->board);
   fs::permissions(fresh.path(), fs::perms(0755));
   std::error_code failed;
   fs::rename(fresh.path(), folder, failed);

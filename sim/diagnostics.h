@@ -75,7 +75,7 @@ uint8_t standing_warnings(const Board &board, unsigned port, unsigned byte);
  *  light. */
 bool is_dark(const Board &board, unsigned port, Quantity quantity);
 
-/** Latches the flags of all modules. Called after each change of the board. */
+/** Latches the flags of all modules. Called after each change of the board, while the board is locked. */
 void latch_flags(Board &board);
 
 }  // namespace zelsim

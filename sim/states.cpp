@@ -11,6 +11,7 @@
 #include <fstream>
 #include <set>
 
+#include "diagnostics.h"
 #include "fresh_folder.h"
 #include "image_file.h"
 #include "nodes.h"
@@ -19,8 +20,8 @@
 #include "tool.h"
 
 // Saved states: copies of the board's state and flash, under names, in a folder of the board. A state is copied while no
-// program is in a request. It is never half: a new one is made aside and renamed; if a loading is interrupted, whoever
-// opens the board next loads the state again.
+// program is in a request. It is never half: a new one is made aside and renamed; if a loading is interrupted, the next
+// command that opens the board, saves it or forgets this state loads the state again.
 
 namespace zelsim::tool {
 namespace {
@@ -69,6 +70,7 @@ class Quiet {
     }
   }
   ~Quiet() {
+    latch_flags(board_);
     announce_change(board_);
     pthread_mutex_unlock(&board_.mutex);
   }
@@ -204,6 +206,12 @@ void apply(const fs::path &folder, Board &board, const std::string &name) {
   board.watch.loading[0] = '\0';
 }
 
+/** The state whose loading has begun and not ended; empty if there is none. */
+std::string state_in_loading(const Board &board) {
+  const char (&name)[sizeof board.watch.loading] = board.watch.loading;
+  return {name, strnlen(name, sizeof name)};
+}
+
 void check_state(const fs::path &folder, const std::string &name) {
   check_name(name, "STATE");
   if (!fs::exists(states_of(folder) / name))
@@ -242,6 +250,7 @@ void save_state(const CommandLine &line) {
   if (ftruncate(to.get(), kFlashSize) != 0) fail_with("write the flash image");
   {
     Quiet quiet(*attached->board);
+    finish_loading(folder, *attached->board);
     copy_image(from.get(), to.get());
     write_state(*attached->board, fresh.path() + kStateFile);
   }
@@ -258,12 +267,19 @@ void load_state(const CommandLine &line) {
 
 void forget_state(const CommandLine &line) {
   auto [folder, attached] = board_with_states(line.board);
-  check_state(folder, line.words[0]);
-  fs::remove_all(states_of(folder) / line.words[0]);
+  const std::string &name = line.words[0];
+  check_state(folder, name);
+  // Another state can be forgotten without room for the one that is being loaded.
+  bool is_half_loaded = state_in_loading(*attached->board) == name;
+  if (is_half_loaded) {
+    Quiet quiet(*attached->board);
+    finish_loading(folder, *attached->board);
+  }
+  fs::remove_all(states_of(folder) / name);
 }
 
 void finish_loading(const std::filesystem::path &folder, Board &board) {
-  std::string name(board.watch.loading, strnlen(board.watch.loading, sizeof board.watch.loading));
+  std::string name = state_in_loading(board);
   if (name.empty()) return;
   bool is_there = fs::exists(states_of(folder) / name);
   if (is_there) apply(folder, board, name);

@@ -143,6 +143,27 @@ found=$("$zelsim" get flash.bytes_programmed --board chip) \
   found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
 [ "$found" = "21 3 12" ] || fail "counted: $found"
 
+# A loading that was killed is finished before the board is saved, and before the state is forgotten. A finished loading
+# leaves the state's name without its first letter; the letter makes it one that was killed.
+"$zelsim" create half && "$zelsim" set temperature 30 --board half
+"$zelsim" save xunbroken --board half
+begin_loading() {
+  "$zelsim" load xunbroken --board half && "$zelsim" set temperature 40 --board half
+  python3 - "$work/half/state" <<'END'
+import sys
+with open(sys.argv[1], "r+b") as state:
+    at = state.read().index(b"\0unbroken\0")
+    state.seek(at)
+    state.write(b"x")
+END
+}
+begin_loading
+"$zelsim" save again --board half && "$zelsim" load again --board half
+[ "$("$zelsim" get i2c.temperature --board half)" = 30.0 ] || fail "a half loaded board was saved"
+begin_loading
+"$zelsim" forget xunbroken --board half
+[ "$("$zelsim" get i2c.temperature --board half)" = 30.0 ] || fail "a state was forgotten that the board needs"
+
 # The image and its states take room only for what is not erased.
 head -c 33554432 /dev/zero | tr '\0' '\377' >"$work/erased"
 "$zelsim" flash load "$work/erased" --board chip && "$zelsim" save one --board chip
