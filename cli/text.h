@@ -34,7 +34,7 @@ std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)
 /** A number with this number of decimals. Never "-0.0". */
 std::string decimal_text(double number, int decimals);
 std::string hex_text(std::span<const uint8_t> bytes);
-/** The bytes of a text that hex_text made; nothing for any other text. */
+/** The bytes of a text of hexadecimal digits, two a byte, small or capital; nothing for any other text. */
 std::optional<std::vector<uint8_t>> hex_bytes(const std::string &text);
 /** The text with a dot for each byte that is not printable ASCII. */
 std::string printable(std::string text);

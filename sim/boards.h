@@ -32,7 +32,7 @@ class LoggedAct {
 struct OpenBoard {
   std::filesystem::path folder;
   std::shared_ptr<const Attached> attached;
-  // In this order: the act is logged, then the lock ends, then the mapping.
+  // The last member is destroyed first: the act is logged, then the lock ends, then the mapping.
   std::unique_ptr<Guard> guard;  // null: this thread holds the board already
   LoggedAct act;
   Board &operator*() const { return *attached->board; }

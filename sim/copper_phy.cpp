@@ -3,7 +3,7 @@
 #include "changes.h"
 #include "phy.h"
 
-// The PHY of a 1000BASE-T module. It has 16-bit registers, high byte first, behind one offset byte.
+// The PHYs of 1000BASE-T modules, and the RJ45 ports of the copper boards. A module's PHY has 16-bit registers, high byte first, behind one offset byte.
 
 namespace zelsim {
 namespace {

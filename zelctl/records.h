@@ -1,7 +1,7 @@
 /** @file
  *  What the tool knows about each subsystem: commands show it, the panel draws it, the self-test judges it. No function
- *  here changes a setting of the board; `modules` moves the cage selection. Every function throws a Failure if the
- *  board does not answer. */
+ *  here changes a setting of the board; `modules` moves the cage selection. A function throws a Failure if the board
+ *  does not answer, unless it says otherwise. */
 #ifndef ZELCTL_RECORDS_H
 #define ZELCTL_RECORDS_H
 
