@@ -6,7 +6,7 @@
 #include "arguments.h"
 #include "byte_order.h"
 #include "calibration.h"
-#include "diagnostics_page.h"
+#include "made_diagnostics.h"
 #include "module_dump.h"
 #include "modules.h"
 #include "tool.h"

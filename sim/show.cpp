@@ -1,9 +1,9 @@
 #include <cstring>
 
-#include "diagnostics_page.h"
 #include "documents.h"
 #include "faults.h"
 #include "indicators.h"
+#include "made_diagnostics.h"
 #include "modules.h"
 #include "tool.h"
 

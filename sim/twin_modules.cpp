@@ -5,7 +5,7 @@
 #include <span>
 
 #include "../cli/module_page.h"
-#include "diagnostics_page.h"
+#include "made_diagnostics.h"
 #include "modules.h"
 #include "phy.h"
 

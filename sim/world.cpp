@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "diagnostics_page.h"
+#include "made_diagnostics.h"
 #include "tool.h"
 
 // The commands that do what a person or the world does to a switch.

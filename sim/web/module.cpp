@@ -1,5 +1,5 @@
 #include "../../cli/diagnostics_page.h"
-#include "diagnostics_page.h"
+#include "made_diagnostics.h"
 #include "web.h"
 
 // A module's pages, decoded as zelctl does.

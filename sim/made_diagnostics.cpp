@@ -6,7 +6,7 @@
 
 #include "byte_order.h"
 #include "calibration.h"
-#include "diagnostics_page.h"
+#include "made_diagnostics.h"
 
 namespace zelsim::tool {
 namespace {
