@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "board.h"
@@ -13,18 +14,22 @@ namespace {
 
 constexpr unsigned kLinesPerPort = 8;
 
+/** What a line carries. Lines without a signal are free, or belong to no cage. */
+enum class Signal { None, Presence, TxFault, TxDisable, LossOfSignal };
+
 // On the daughter boards a wide expander serves four cages: a nibble of lines each.
 constexpr unsigned kCagesPerWide = kPortsPerSlot / kWidePerSlot;
 constexpr unsigned kLinesPerCage = 4;
 constexpr unsigned kCagesPerPort = kLinesPerPort / kLinesPerCage;
-enum DaughterLine : unsigned { Presence, TxFault, TxDisable };
+constexpr Signal kDaughterNibble[kLinesPerCage] = {Signal::Presence, Signal::TxFault, Signal::TxDisable, Signal::None};
 
 // On the main board two narrow expanders serve two cages each, a nibble of lines; a third one has presence and loss of
 // signal of all four cages, a pair of lines each.
 constexpr unsigned kCagesPerNarrow = 2;
 constexpr unsigned kMainSignals = kNarrowExpanders - 1;
-enum MainLine : unsigned { MainTxFault, MainTxDisable };
-enum MainSignal : unsigned { MainLossOfSignal, MainPresence, kSignalsPerCage };
+constexpr Signal kMainNibble[kLinesPerCage] = {Signal::TxFault, Signal::TxDisable, Signal::None, Signal::None};
+constexpr unsigned kLinesPerPair = 2;
+constexpr Signal kMainPair[kLinesPerPair] = {Signal::LossOfSignal, Signal::Presence};
 
 constexpr unsigned kPulledUp = 1;  // a line that nobody drives
 
@@ -40,47 +45,59 @@ ExpanderPlace place_at(uint8_t address) {
   return {wide, offset / 2};
 }
 
-// MOD_ABS: the cage's pull-up makes the line high while no module grounds it.
-unsigned presence(const Cage &cage) { return cage.fitted ? 0 : 1; }
+/** A line of a chip. */
+struct Line {
+  ExpanderPlace chip;
+  unsigned chip_port;
+  unsigned bit;
+};
 
-// Level that the world gives a line of a wide expander.
-unsigned wide_level(const Board &board, unsigned index, unsigned chip_port, unsigned bit) {
-  if (index == kMainWide) return board.i2c.io_level[chip_port] >> bit & 1u;
-  unsigned cage_of_chip = chip_port * kCagesPerPort + bit / kLinesPerCage;
-  const Cage &cage = board.cages[index * kCagesPerWide + cage_of_chip];
-  switch (bit % kLinesPerCage) {
-    case Presence:
-      return presence(cage);
-    case TxFault:
-      return cage.tx_fault;
-    default:
-      return kPulledUp;
+/** A signal of the cage of a switch port. */
+struct Pin {
+  unsigned port;
+  Signal signal;
+};
+
+/** What a line is wired to. */
+constexpr Pin pin_at(const Line &line) {
+  unsigned index = line.chip.index;
+  unsigned nibble = line.bit / kLinesPerCage;
+  unsigned in_nibble = line.bit % kLinesPerCage;
+  if (line.chip.wide && index == kMainWide) return {0, Signal::None};
+  if (line.chip.wide) {
+    unsigned cage_of_chip = line.chip_port * kCagesPerPort + nibble;
+    return {index * kCagesPerWide + cage_of_chip, kDaughterNibble[in_nibble]};
   }
+  if (index < kMainNarrow) return {index * kPortsPerSlot + line.bit, Signal::LossOfSignal};
+  if (index == kMainSignals) return {kFirstMainPort + line.bit / kLinesPerPair, kMainPair[line.bit % kLinesPerPair]};
+  return {kFirstMainPort + (index - kMainNarrow) * kCagesPerNarrow + nibble, kMainNibble[in_nibble]};
 }
 
-// Level that the world gives a line of a narrow expander.
-unsigned narrow_level(const Board &board, unsigned index, unsigned bit) {
-  if (index < kMainNarrow) return board.cages[index * kPortsPerSlot + bit].loss_of_signal;
-  const Cage *main_cages = &board.cages[kFirstMainPort];
-  if (index == kMainSignals) {
-    const Cage &cage = main_cages[bit / kSignalsPerCage];
-    return bit % kSignalsPerCage == MainLossOfSignal ? cage.loss_of_signal : presence(cage);
+// Level that the world gives a line.
+unsigned level_at(const Board &board, const Line &line) {
+  bool is_main_wide = line.chip.wide && line.chip.index == kMainWide;
+  if (is_main_wide) return board.i2c.io_level[line.chip_port] >> line.bit & 1u;
+  Pin pin = pin_at(line);
+  const Cage &cage = board.cages[pin.port];
+  switch (pin.signal) {
+    case Signal::Presence:
+      return cage.fitted ? 0 : 1;  // MOD_ABS: the cage's pull-up makes it high while no module grounds it
+    case Signal::TxFault:
+      return cage.tx_fault;
+    case Signal::LossOfSignal:
+      return cage.loss_of_signal;
+    case Signal::TxDisable:
+    case Signal::None:
+      break;
   }
-  unsigned first_cage = (index - kMainNarrow) * kCagesPerNarrow;
-  const Cage &cage = main_cages[first_cage + bit / kLinesPerCage];
-  return bit % kLinesPerCage == MainTxFault ? cage.tx_fault : kPulledUp;
+  return kPulledUp;
 }
 
 // What the input register shows: the world's levels on inputs, the chip's own on outputs.
 uint8_t input(const Board &board, const Expander &chip, ExpanderPlace place, unsigned chip_port) {
   unsigned levels = 0;
   for (unsigned bit = 0; bit < kLinesPerPort; ++bit) {
-    unsigned level = 0;
-    if (place.wide) {
-      level = wide_level(board, place.index, chip_port, bit);
-    } else {
-      level = narrow_level(board, place.index, bit);
-    }
+    unsigned level = level_at(board, {place, chip_port, bit});
     levels |= (level & 1u) << bit;
   }
   unsigned inputs = chip.value[Configuration][chip_port];
@@ -121,23 +138,48 @@ constexpr Expander kTwoCages = started(kTwoCagesOfNarrow, kAllInputs);
 // One line of the main board is an output.
 constexpr Expander kMainBoard = started(kAllInputs, {.output = 0x80, .configuration = 0x7f});
 
-/** Where a transmit-disable line is. */
-struct DisableLine {
-  const Expander &chip;
-  unsigned chip_port;
-  unsigned bit;
-};
+using DisableLines = std::array<Line, kPorts>;
 
-DisableLine daughter_line(const Board &board, unsigned port) {
-  unsigned cage = port % kCagesPerWide;
-  unsigned bit = cage % kCagesPerPort * kLinesPerCage + TxDisable;
-  return {board.i2c.wide[port / kCagesPerWide], cage / kCagesPerPort, bit};
+constexpr void find_disable_lines(DisableLines &lines, ExpanderPlace chip, unsigned chip_ports) {
+  for (unsigned chip_port = 0; chip_port < chip_ports; ++chip_port) {
+    for (unsigned bit = 0; bit < kLinesPerPort; ++bit) {
+      Line line = {chip, chip_port, bit};
+      Pin pin = pin_at(line);
+      if (pin.signal == Signal::TxDisable) lines[pin.port] = line;
+    }
+  }
 }
 
-DisableLine main_line(const Board &board, unsigned port) {
-  unsigned cage = port - kFirstMainPort;
-  unsigned bit = cage % kCagesPerNarrow * kLinesPerCage + MainTxDisable;
-  return {board.i2c.narrow[kMainNarrow + cage / kCagesPerNarrow], 0, bit};
+constexpr DisableLines all_disable_lines() {
+  DisableLines lines = {};
+  for (unsigned i = 0; i < kWideExpanders; ++i) find_disable_lines(lines, {true, i}, 2);
+  for (unsigned i = 0; i < kNarrowExpanders; ++i) find_disable_lines(lines, {false, i}, 1);
+  return lines;
+}
+
+/** The transmit-disable line of each switch port. */
+constexpr DisableLines kDisableLines = all_disable_lines();
+
+template <typename AnyBoard>
+auto &chip_at(AnyBoard &board, ExpanderPlace place) {
+  return place.wide ? board.i2c.wide[place.index] : board.i2c.narrow[place.index];
+}
+
+// As in `zelsim show`.
+const char *name_of(Signal signal) {
+  switch (signal) {
+    case Signal::Presence:
+      return "presence_line";
+    case Signal::TxFault:
+      return "tx_fault";
+    case Signal::TxDisable:
+      return "tx_disable";
+    case Signal::LossOfSignal:
+      return "loss_of_signal";
+    case Signal::None:
+      break;
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -149,25 +191,15 @@ ExpanderPort expander_register(uint8_t address, unsigned first, unsigned i) {
 }
 
 ExpanderLine expander_line(uint8_t address, unsigned chip_port, unsigned bit) {
-  constexpr const char *kWideSignals[kLinesPerCage] = {"presence_line", "tx_fault", "tx_disable", nullptr};
-  constexpr const char *kNarrowSignals[kLinesPerCage] = {"tx_fault", "tx_disable", nullptr, nullptr};
-  constexpr const char *kMainSignalNames[kSignalsPerCage] = {"loss_of_signal", "presence_line"};
-  constexpr ExpanderLine kOfNoCage = {0, nullptr};
-  ExpanderPlace place = place_at(address);
-  unsigned cage = bit / kLinesPerCage;
-  unsigned line = bit % kLinesPerCage;
-  if (place.wide && place.index == kMainWide) return kOfNoCage;
-  if (place.wide) return {place.index * kCagesPerWide + chip_port * kCagesPerPort + cage, kWideSignals[line]};
-  if (place.index < kMainNarrow) return {place.index * kPortsPerSlot + bit, "loss_of_signal"};
-  if (place.index == kMainSignals)
-    return {kFirstMainPort + bit / kSignalsPerCage, kMainSignalNames[bit % kSignalsPerCage]};
-  return {kFirstMainPort + (place.index - kMainNarrow) * kCagesPerNarrow + cage, kNarrowSignals[line]};
+  Pin pin = pin_at({place_at(address), chip_port, bit});
+  return {pin.port, name_of(pin.signal)};
 }
 
 uint8_t tx_disable(const Board &board, unsigned port) {
-  DisableLine line = port < kFirstMainPort ? daughter_line(board, port) : main_line(board, port);
-  unsigned inputs = line.chip.value[Configuration][line.chip_port];
-  unsigned levels = line.chip.value[Output][line.chip_port] | inputs;  // an input is pulled up
+  const Line &line = kDisableLines[port];
+  const Expander &chip = chip_at(board, line.chip);
+  unsigned inputs = chip.value[Configuration][line.chip_port];
+  unsigned levels = chip.value[Output][line.chip_port] | inputs;  // an input is pulled up
   return levels >> line.bit & 1;
 }
 
@@ -188,10 +220,6 @@ void start_main_expanders(Board &board) {
 }
 
 namespace {
-
-Expander &chip_at(Board &board, ExpanderPlace place) {
-  return place.wide ? board.i2c.wide[place.index] : board.i2c.narrow[place.index];
-}
 
 // A bit for each port.
 uint32_t transmitters_off(const Board &board) {
