@@ -80,7 +80,7 @@ constexpr FlagKind kAlarms = {kAlarmFlags, kHighAlarm, kLowAlarm};
 constexpr FlagKind kWarnings = {kWarningFlags, kHighWarning, kLowWarning};
 
 // The flags of a byte whose conditions hold now.
-uint8_t standing_flags(const Board &board, unsigned port, unsigned at) {
+uint8_t flags_now(const Board &board, unsigned port, unsigned at) {
   const FlagKind &kind = at < kWarningFlags ? kAlarms : kWarnings;
   unsigned flags = 0;
   for (unsigned number = 0; number < kQuantities; ++number) {
@@ -147,7 +147,7 @@ namespace {
 // The flags of a kind whose conditions hold now, less those that a laser that is off, or missing light, explains.
 uint8_t unexplained_flags(const Board &board, unsigned port, const FlagKind &kind, unsigned byte) {
   if (fitted_diagnostics(board, port) == nullptr || !offers(board.cages[port], kHasFlags)) return 0;
-  unsigned flags = standing_flags(board, port, kind.first_byte + byte);
+  unsigned flags = flags_now(board, port, kind.first_byte + byte);
   for (unsigned number = 0; number < kQuantities; ++number) {
     auto quantity = static_cast<Quantity>(number);
     bool is_here = flag_byte_of(quantity) == byte;
@@ -158,13 +158,13 @@ uint8_t unexplained_flags(const Board &board, unsigned port, const FlagKind &kin
 
 }  // namespace
 
-uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte) {
+uint8_t unexplained_alarms(const Board &board, unsigned port, unsigned byte) {
   return unexplained_flags(board, port, kAlarms, byte);
 }
 
-uint8_t standing_warnings(const Board &board, unsigned port, unsigned byte) {
+uint8_t unexplained_warnings(const Board &board, unsigned port, unsigned byte) {
   unsigned warnings = unexplained_flags(board, port, kWarnings, byte);
-  return static_cast<uint8_t>(warnings & ~unsigned{standing_alarms(board, port, byte)});
+  return static_cast<uint8_t>(warnings & ~unsigned{unexplained_alarms(board, port, byte)});
 }
 
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at) {
@@ -172,7 +172,7 @@ uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at) {
   uint8_t held = cage.diagnostics.page[at];
   if (at >= kFirstMeasured && at < kEndOfMeasured) return measured_byte(board, port, at);
   if (at == kStatus) return status_byte(board, port);
-  if (is_flag_byte(cage, at)) return static_cast<uint8_t>(held | standing_flags(board, port, at));
+  if (is_flag_byte(cage, at)) return static_cast<uint8_t>(held | flags_now(board, port, at));
   return held;
 }
 
@@ -196,7 +196,7 @@ int module_diagnostics(Board &board, Transfer &transfer) {
     uint8_t shown = diagnostics_byte(board, port, at);
     transfer.data[i] = shown;
     if (!is_flag_byte(cage, at)) continue;
-    cage.diagnostics.page[at] = standing_flags(board, port, at);
+    cage.diagnostics.page[at] = flags_now(board, port, at);
     if (cage.diagnostics.page[at] != shown) cleared = true;
   }
   if (cleared) announce_change(board);

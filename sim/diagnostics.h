@@ -66,10 +66,10 @@ uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at);
 /** The alarm flags of a byte whose conditions hold now. A flag that is latched may stand longer. An alarm that follows from
  *  a laser that is off, or from missing light, is not among them.
  *  @param byte  0 or 1 */
-uint8_t standing_alarms(const Board &board, unsigned port, unsigned byte);
-/** The warning flags whose conditions hold now, as `standing_alarms` has the alarms. A value that raises an alarm, too, is
- *  not among them. */
-uint8_t standing_warnings(const Board &board, unsigned port, unsigned byte);
+uint8_t unexplained_alarms(const Board &board, unsigned port, unsigned byte);
+/** The warning flags whose conditions hold now, as `unexplained_alarms` has the alarms. A value that raises an alarm, too,
+ *  is not among them. */
+uint8_t unexplained_warnings(const Board &board, unsigned port, unsigned byte);
 
 /** True if a quantity cannot be measured now: bias and transmitted power while the laser is off, received power without
  *  light. */

@@ -73,7 +73,7 @@ Effect parse_effect(const std::string &text) {
 // Without --result a request returns the driver's failure. An open, read, write or seek fails as the kernel fails it.
 Effect default_effect(Call kind) {
   switch (kind) {
-    case Call::AnyRequest:
+    case Call::AllButOpen:
     case Call::Request:
       return Effect::Value;
     case Call::Open:
@@ -127,7 +127,7 @@ FaultRule rule_of(const CommandLine &line) {
   rule.effect = result.effect;
   rule.value = result.value;
   // `--result closed` without a request means: the node cannot be opened.
-  bool closes_node = rule.effect == Effect::Closed && rule.target.kind == Call::AnyRequest;
+  bool closes_node = rule.effect == Effect::Closed && rule.target.kind == Call::AllButOpen;
   if (closes_node) rule.target.kind = Call::Open;
   check_effect(rule.effect, rule.target, line.result);
   rule.count = parse_number(line.count, "--count", 0, UINT32_MAX);

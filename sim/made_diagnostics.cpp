@@ -152,8 +152,9 @@ Json row_of(const Board &board, unsigned port) {
   row["soft_tx_disable"] = (page[kStatus] & kSelectTxDisable) != 0;
   row["alarms"] = names_of_flags({page[kAlarmFlags], page[kAlarmFlags + 1]});
   row["warnings"] = names_of_flags({page[kWarningFlags], page[kWarningFlags + 1]});
-  row["standing_alarms"] = names_of_flags({standing_alarms(board, port, 0), standing_alarms(board, port, 1)});
-  row["standing_warnings"] = names_of_flags({standing_warnings(board, port, 0), standing_warnings(board, port, 1)});
+  row["standing_alarms"] = names_of_flags({unexplained_alarms(board, port, 0), unexplained_alarms(board, port, 1)});
+  row["standing_warnings"] =
+      names_of_flags({unexplained_warnings(board, port, 0), unexplained_warnings(board, port, 1)});
   return row;
 }
 

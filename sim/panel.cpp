@@ -48,8 +48,8 @@ panel_layout::PortState port_state(const Board &board, unsigned port) {
   state.empty = !cage.fitted;
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
-    unsigned alarms = standing_alarms(board, port, flag_byte_of(quantity));
-    unsigned warnings = standing_warnings(board, port, flag_byte_of(quantity));
+    unsigned alarms = unexplained_alarms(board, port, flag_byte_of(quantity));
+    unsigned warnings = unexplained_warnings(board, port, flag_byte_of(quantity));
     if ((alarms & high_flag_of(quantity)) != 0) state.high_alarm = true;
     if ((alarms & low_flag_of(quantity)) != 0) state.low_alarm = true;
     if ((warnings & high_flag_of(quantity)) != 0) state.high_warning = true;

@@ -16,7 +16,7 @@ Fault moves_fewer_bytes(int count) {
 }
 
 bool is_kind_of_call(const FaultCall &target, Call call) {
-  if (target.kind == Call::AnyRequest) return call != Call::Open;
+  if (target.kind == Call::AllButOpen) return call != Call::Open;
   return target.kind == call;
 }
 
@@ -75,9 +75,15 @@ bool matches(const FaultCall &target, const FaultCall &call) {
   return call.has_address && overlaps(target, call);
 }
 
-static Fault effect_of(const FaultRule &rule, const FaultCall &call) {
+[[noreturn]] static void kill_this_process() {
+  kill(getpid(), SIGKILL);
+  for (;;) pause();
+}
+
+static Fault fault_by(const FaultRule &rule, const FaultCall &call) {
   switch (rule.effect) {
     case Effect::None:
+    case Effect::Killed:
       return {};
     case Effect::Value:
       return numbered(call.kind, static_cast<int>(rule.value));
@@ -85,9 +91,6 @@ static Fault effect_of(const FaultRule &rule, const FaultCall &call) {
       return busy(call.kind);
     case Effect::Closed:
       return kernel_refuses(ENXIO);
-    case Effect::Killed:
-      kill(getpid(), SIGKILL);
-      break;
     case Effect::Hangs:
     case Effect::Nonsense:
       return {.strikes = true, .effect = rule.effect};
@@ -100,7 +103,8 @@ static Fault effect_of(const FaultRule &rule, const FaultCall &call) {
 Fault take_fault(Board &board, const FaultCall &call) {
   if (__atomic_load_n(&board.rule_count, __ATOMIC_RELAXED) == 0) return {};
   const FaultRule rule = use_rule(board, call);
-  Fault fault = effect_of(rule, call);
+  if (rule.effect == Effect::Killed) kill_this_process();
+  Fault fault = fault_by(rule, call);
   fault.rule = rule.number;
   return fault;
 }

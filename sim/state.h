@@ -163,7 +163,7 @@ struct Flash {
 
 // Hangs and Nonsense are for debugCmd only.
 enum class Effect : uint8_t { None, Value, Refused, Busy, Closed, Killed, Hangs, Nonsense };
-enum class Call : uint8_t { AnyRequest, Request, Open, Read, Write, Seek };
+enum class Call : uint8_t { AllButOpen, Request, Open, Read, Write, Seek };
 
 /** A call that a fault can strike: a request, a read, write or seek, an open. In a rule it describes all calls that the
  *  rule is for. */

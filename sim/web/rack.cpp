@@ -88,8 +88,8 @@ Json summary_of(const Board &board) {
     const Cage &cage = board.cages[port];
     if (!cage.fitted) continue;
     ++modules;
-    bool in_alarm = standing_alarms(board, port, 0) != 0 || standing_alarms(board, port, 1) != 0;
-    bool has_warning = standing_warnings(board, port, 0) != 0 || standing_warnings(board, port, 1) != 0;
+    bool in_alarm = unexplained_alarms(board, port, 0) != 0 || unexplained_alarms(board, port, 1) != 0;
+    bool has_warning = unexplained_warnings(board, port, 0) != 0 || unexplained_warnings(board, port, 1) != 0;
     if (in_alarm) ++alarms;
     if (has_warning && !in_alarm) ++warnings;
     if (cage.loss_of_signal != 0) ++dark;
