@@ -116,7 +116,7 @@ class Comparison {
   Differences differences() {
     const NodeCall &call = recorded_.call;
     if (call.kind == CallKind::Read) compare_flash();
-    if (call.kind == CallKind::Command && is_tool_run(call.fd)) compare_printed();
+    if (is_tool_run(call)) compare_printed();
     if (call.kind == CallKind::Request) compare_request(request_of(call.node, static_cast<uint8_t>(call.number)));
     return found_.differences();
   }

@@ -40,8 +40,8 @@ struct NodeCall {
   int64_t ended_ns = 0;
 };
 
-/** True for the descriptor of a command that is a run of debugCmd. */
-constexpr bool is_tool_run(int fd) { return fd >= 0; }
+/** True for a command that is a run of debugCmd. */
+constexpr bool is_tool_run(const NodeCall &call) { return call.kind == CallKind::Command && call.fd >= 0; }
 
 /** The text of a call without its result, as a trace has it. Returns its length. */
 size_t call_text(const NodeCall &call, char *text, size_t size);

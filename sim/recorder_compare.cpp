@@ -65,7 +65,7 @@ bool is_same_bytes(CallBytes one, CallBytes other) {
   return one.size == 0 || memcmp(one.data, other.data, one.size) == 0;
 }
 
-bool is_same_call(const NodeCall &asked, const TapeCall &recorded, CallBytes given) {
+bool is_same_call(const NodeCall &asked, const NodeCall &recorded, CallBytes given) {
   if (asked.kind != recorded.kind || asked.node != recorded.node) return false;
   switch (asked.kind) {
     case CallKind::Open:
@@ -80,7 +80,7 @@ bool is_same_call(const NodeCall &asked, const TapeCall &recorded, CallBytes giv
     case CallKind::Seek:
       return asked.argument == recorded.argument && asked.whence == recorded.whence;
     case CallKind::Command:
-      return is_tool_run(asked.fd) == is_tool_run(recorded.fd) && is_same_bytes(asked.given, given);
+      return is_tool_run(asked) == is_tool_run(recorded) && is_same_bytes(asked.given, given);
     case CallKind::Close:
     case CallKind::Pause:
       return true;

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "environment.h"
 #include "recorder_compare.h"
 #include "request.h"
@@ -66,14 +68,14 @@ class TapeGuard {
 // Position of the next call that is no pause, or the end of the stream.
 uint32_t next_call(const TapeStream &stream) {
   uint32_t position = stream.position;
-  while (position < stream.count && tape().call(stream, position).kind == CallKind::Pause) ++position;
+  while (position < stream.count && tape().call(stream, position).call.kind == CallKind::Pause) ++position;
   return position;
 }
 
 bool answers(const TapeStream &stream, uint32_t position, const NodeCall &asked) {
   if (position >= stream.count) return false;
   const TapeCall &recorded = tape().call(stream, position);
-  return is_same_call(asked, recorded, tape().bytes(recorded.given));
+  return is_same_call(asked, recorded.call, tape().bytes(recorded.given));
 }
 
 // The stream of this thread; null before its first call. After an exec the process finds its stream by the owner.
@@ -88,8 +90,6 @@ TapeStream *own_stream(uint32_t thread) {
   }
   return nullptr;
 }
-
-bool is_run_of_tool(const NodeCall &call) { return call.kind == CallKind::Command && is_tool_run(call.fd); }
 
 // A free stream that begins with this call.
 TapeStream *find_free_stream(const NodeCall &asked) {
@@ -107,18 +107,19 @@ TapeStream *begin_stream(uint32_t thread, const NodeCall &asked) {
 }
 
 // The next run of debugCmd that was recorded; null without one.
-const TapeStream *next_run_of_tool() {
+const TapeStream *next_tool_run() {
   for (uint32_t i = 0; i < tape().head().streams; ++i) {
     const TapeStream &stream = tape().stream(i);
     if (stream.owner != kNoOwner || stream.count == 0) continue;
-    const TapeCall &first = tape().call(stream, 0);
-    if (first.kind == CallKind::Command && is_tool_run(first.fd)) return &stream;
+    if (is_tool_run(tape().call(stream, 0).call)) return &stream;
   }
   return nullptr;
 }
 
 bool is_same_answer(const TapeCall &one, const TapeCall &other) {
-  if (one.kind != other.kind || one.result != other.result || one.error != other.error) return false;
+  const NodeCall &call = one.call;
+  const NodeCall &another = other.call;
+  if (call.kind != another.kind || call.result != another.result || call.error != another.error) return false;
   if (!is_same_bytes(tape().bytes(one.text), tape().bytes(other.text))) return false;
   return is_same_bytes(tape().bytes(one.taken), tape().bytes(other.taken));
 }
@@ -131,18 +132,21 @@ bool begin_alike(const TapeStream &one, const TapeStream &other, uint32_t calls)
   return true;
 }
 
+// Two threads change streams. Each goes on in the other stream where it was in its own.
+void change_streams(TapeStream &one, TapeStream &other) {
+  std::swap(one.owner, other.owner);
+  std::swap(one.position, other.position);
+}
+
 // Threads that begin alike may have taken each other's stream. They change streams if another stream has the same calls so
 // far, and goes on with this call.
-TapeStream *other_stream(TapeStream &own, uint32_t thread, const NodeCall &asked) {
+TapeStream *other_stream(TapeStream &own, const NodeCall &asked) {
   uint32_t position = next_call(own);
   for (uint32_t i = 0; i < tape().head().streams; ++i) {
     TapeStream &other = tape().stream(i);
     if (&other == &own || other.position > position) continue;
     if (!begin_alike(own, other, position) || !answers(other, position, asked)) continue;
-    own.owner = other.owner;
-    own.position = other.position;
-    other.owner = thread;
-    other.position = position;
+    change_streams(own, other);
     return &other;
   }
   return nullptr;
@@ -151,11 +155,11 @@ TapeStream *other_stream(TapeStream &own, uint32_t thread, const NodeCall &asked
 // The stream that goes on with this call; null if there is none.
 TapeStream *stream_for(const NodeCall &asked, uint32_t thread) {
   // Each run of debugCmd is a new process: it begins a stream, even if an earlier run had its number.
-  if (is_run_of_tool(asked)) return begin_stream(thread, asked);
+  if (is_tool_run(asked)) return begin_stream(thread, asked);
   TapeStream *own = own_stream(thread);
   if (own == nullptr) return begin_stream(thread, asked);
   if (answers(*own, next_call(*own), asked)) return own;
-  return other_stream(*own, thread, asked);
+  return other_stream(*own, asked);
 }
 
 /** The message about a call that the recording does not have. zelsim prints it. */
@@ -198,7 +202,7 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
   Message message;
   message.add("replay: the recording does not have this call\n  expected ");
   if (stream == nullptr) {
-    message.add(is_run_of_tool(asked) ? "no further run of debugCmd\n" : "a thread that begins with it\n");
+    message.add(is_tool_run(asked) ? "no further run of debugCmd\n" : "a thread that begins with it\n");
   } else if (has_ended) {
     message.add("the end of this thread's calls\n");
   } else {
@@ -225,7 +229,7 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
 // Fills the buffer of a read. It has room for as many bytes as the recorded call asked for.
 void fill_read(const TapeCall &recorded, void *data) {
   CallBytes taken = tape().bytes(recorded.taken);
-  auto room = static_cast<size_t>(recorded.argument);
+  auto room = static_cast<size_t>(recorded.call.argument);
   size_t size = taken.size < room ? taken.size : room;
   if (size > 0) memcpy(data, taken.data, size);
 }
@@ -275,7 +279,7 @@ int64_t replay_pause(uint32_t thread) {
   TapeStream *stream = own_stream(thread);
   if (stream != nullptr) {
     uint32_t position = stream->position;
-    bool is_pause = position < stream->count && tape().call(*stream, position).kind == CallKind::Pause;
+    bool is_pause = position < stream->count && tape().call(*stream, position).call.kind == CallKind::Pause;
     if (is_pause) stream->position = position + 1;
   }
   bool is_counted = tape().head().fast != 0;
@@ -307,13 +311,13 @@ int64_t replay(const NodeCall &asked, void *data) {
   if (asked.kind == CallKind::Pause) return replay_pause(thread);
   if (tape().head().failed != 0) _exit(kNotInRecording);
   TapeStream *stream = stream_for(asked, thread);
-  if (stream == nullptr) fail(asked, is_run_of_tool(asked) ? next_run_of_tool() : own_stream(thread));
+  if (stream == nullptr) fail(asked, is_tool_run(asked) ? next_tool_run() : own_stream(thread));
   uint32_t position = next_call(*stream);
   const TapeCall &recorded = tape().call(*stream, position);
   fill(asked, recorded, data);
   stream->position = position + 1;
-  errno = recorded.result < 0 ? recorded.error : error;
-  return recorded.result;
+  errno = recorded.call.result < 0 ? recorded.call.error : error;
+  return recorded.call.result;
 }
 
 }  // namespace zelsim

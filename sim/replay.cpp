@@ -73,19 +73,9 @@ class TapeMaker {
     auto first = static_cast<uint32_t>(calls_.size());
     streams_.push_back({first, static_cast<uint32_t>(thread.size()), 0, kNoOwner});
     for (const RecordedCall *recorded : thread) {
-      const NodeCall &call = recorded->call;
       TapeCall row = {};
-      row.kind = call.kind;
-      row.node = call.node;
-      row.fd = call.fd;
-      row.flags = call.flags;
-      row.whence = call.whence;
-      row.error = call.error;
-      row.number = call.number;
+      row.call = recorded->call;
       row.line = recorded->line;
-      row.at = call.at;
-      row.argument = call.argument;
-      row.result = call.result;
       row.given = add_bytes(recorded->given.data(), recorded->given.size());
       row.taken = add_bytes(recorded->taken.data(), recorded->taken.size());
       row.complaint = add_bytes(recorded->complaint.data(), recorded->complaint.size());

@@ -20,17 +20,8 @@ struct TapePiece {
 };
 
 struct TapeCall {
-  CallKind kind;
-  Node node;
-  int32_t fd;
-  int32_t flags;
-  int32_t whence;
-  int32_t error;
-  uint32_t number;
+  NodeCall call;  // without its bytes
   uint32_t line;  // of the file
-  int64_t at;
-  int64_t argument;
-  int64_t result;
   TapePiece given;
   TapePiece taken;
   TapePiece complaint;
