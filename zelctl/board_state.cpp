@@ -25,7 +25,7 @@ static Answer key(Round &, uint32_t) { return reset_key()["reset_key"].get<doubl
 
 static Answer alarm(Round &round, uint32_t) {
   uint8_t alarmed = 0;
-  byte_of(FW_GetSystemLed, "GPIO driver");  // throws if it does not answer: then the library reads no environment
+  require_gpio_driver();  // if it does not answer, the library reads no environment
   round.asked = Flash;
   const uint32_t status = ask_environment([&] { return FW_GetPowerAlarm(&alarmed); });
   round.asked = Gpio;

@@ -44,6 +44,10 @@ uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::s
   return byte;
 }
 
+void require_gpio_driver() { byte_of(FW_GetSystemLed, "GPIO driver"); }
+
+void require_flash_driver() { byte_of(FW_FlashGetIndex, "flash driver"); }
+
 /** @return 0, or errno of the open */
 static int error_of_opening(const char *node) {
   const int fd = open(node, O_RDWR | O_CLOEXEC);

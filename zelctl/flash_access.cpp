@@ -58,8 +58,11 @@ void require_chip() {
   if (index != 0) throw Failure{format("chip index %u is not supported", index)};
 }
 
+/** Throws if the flags cannot be read. The library does not say if it cannot set them. */
+static void require_flags() { flags(); }
+
 void start_change() {
-  flags();  // throws if the GPIO driver does not answer
+  require_flags();
   require_chip();
   hold_signals();
 }

@@ -42,7 +42,7 @@ uint32_t chip_size() { return flash_def[FW_FLASH_SECTOR_SIZE] * flash_def[FW_FLA
 /** Throws for the answer that means: the chip has no map, or the driver does not answer. */
 static uint32_t require_mapped(uint32_t answer) {
   if (answer != FW_REFUSED) return answer;
-  byte_of(FW_FlashGetIndex, "flash driver");  // throws if the driver does not answer
+  require_flash_driver();
   require(FW_REFUSED, "flash map of the fitted chip");
   return answer;
 }

@@ -32,10 +32,14 @@ static std::string model_name() {
   return model;
 }
 
-/** The library composes the name from boards and power mode, and does not say if it cannot read them. */
-static Json settled_model_name() {
-  copper_boards();  // throws if they cannot be read
+/** Throws if what the library composes the model name from cannot be read: boards and power mode. It does not say so. */
+static void require_parts_of_model_name() {
+  copper_boards();
   power();
+}
+
+static Json settled_model_name() {
+  require_parts_of_model_name();
   const std::string model = model_name();
   if (model_name() != model) throw Failure{"model name: two questions, two answers"};
   return model;

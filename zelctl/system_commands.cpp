@@ -108,7 +108,7 @@ bool supply_is_good(uint8_t status, uint32_t supply) {
 
 static uint8_t ask_power(uint32_t (*question)(uint8_t *answer), const char *what) {
   uint8_t answer = 0;
-  byte_of(FW_GetSystemLed, "GPIO driver");  // throws if it does not answer: then the library reads no environment
+  require_gpio_driver();  // if it does not answer, the library reads no environment
   require(ask_environment([&] { return question(&answer); }), what);
   return answer;
 }

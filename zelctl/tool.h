@@ -127,6 +127,9 @@ std::string status_name(uint32_t status);
 void require(uint32_t status, const std::string &what);
 /** Reads one byte of the board's state. Throws a Failure if it cannot be read. */
 uint8_t byte_of(const std::function<uint32_t(uint8_t *byte)> &read, const std::string &what);
+/* Each throws a Failure if the driver does not answer. For calls of the library whose result does not show it. */
+void require_gpio_driver();
+void require_flash_driver();
 /** Throws a Failure if a device node cannot be opened. For calls whose result does not show that the board is missing.
  *  @param before  begins the line: what was tried */
 void require_board(const std::string &before = "");
