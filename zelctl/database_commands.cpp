@@ -74,8 +74,8 @@ struct Entry {
 
 /** Whether the stored bytes agree with the entry. Throws if the flash cannot be read. */
 static std::string verdict_of(const Copy &copy, const Entry &entry) {
-  const uint32_t start = region_start(copy.region());
-  const uint32_t room = region_length(copy.region());
+  const uint32_t start = start_of_selector(copy.region());
+  const uint32_t room = length_of_selector(copy.region());
   if (entry.length == 0 || entry.blank()) {
     if (copy.database.has_entry || is_erased(read_flash(start, room))) return "empty";
     return "holds data, no checksum";
@@ -88,7 +88,7 @@ static std::string verdict_of(const Copy &copy, const Entry &entry) {
 constexpr uint32_t kEntryLength = 8;  // two words
 
 std::vector<uint8_t> partition_table() {
-  return read_flash(region_start(FW_REGION_PARTITION_TABLE), kDatabaseCopies * kEntryLength);
+  return read_flash(start_of_selector(FW_REGION_PARTITION_TABLE), kDatabaseCopies * kEntryLength);
 }
 
 Json database_row(uint32_t row, std::span<const uint8_t> table) {
@@ -132,7 +132,7 @@ static void read_database(const Database &database, const DatabaseOptions &optio
 
 static void write_database(const Database &database, const DatabaseOptions &options) {
   const Copy copy{database, options.copy};
-  const std::vector<uint8_t> bytes = read_file(options.path, region_length(copy.region()));
+  const std::vector<uint8_t> bytes = read_file(options.path, length_of_selector(copy.region()));
   require_bytes(options.path, bytes.size(), options.allow_empty);
   start_change();  // a signal waits until the end: half a database is useless
   const uint32_t status = database.write(options.path, bytes, copy.number);
@@ -141,7 +141,7 @@ static void write_database(const Database &database, const DatabaseOptions &opti
     throw Failure{status_name(status) + line, status};
   }
   const auto length = static_cast<uint32_t>(bytes.size());
-  if (read_flash(region_start(copy.region()), length, kUnverified) != bytes)
+  if (read_flash(start_of_selector(copy.region()), length, kUnverified) != bytes)
     throw Failure{copy.what() + " was stored, but the flash does not hold it"};
 }
 

@@ -31,7 +31,7 @@ Json environment_in(Bytes region) {
 }
 
 static Json read_environment(const char *if_interrupted) {
-  return environment_in(read_flash(region_start(FW_REGION_ENVIRONMENT), FW_ENV_SIZE, if_interrupted));
+  return environment_in(read_flash(start_of_selector(FW_REGION_ENVIRONMENT), FW_ENV_SIZE, if_interrupted));
 }
 
 Json environment() { return read_environment(kUnchanged); }

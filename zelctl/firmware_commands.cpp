@@ -15,7 +15,7 @@ struct FirmwareOptions {
 
 static FileFigures measure_image(const FirmwareOptions &options) {
   const FileFigures figures = measure_file(options.path);
-  const uint32_t room = region_length(options.region());
+  const uint32_t room = length_of_selector(options.region());
   if (figures.size > room)
     refuse_argument("FILE", format("%s is longer than the partition's 0x%X bytes", options.path.c_str(), room));
   return figures;
@@ -24,7 +24,7 @@ static FileFigures measure_image(const FirmwareOptions &options) {
 static void write_firmware(const FirmwareOptions &options) {
   const FileFigures figures = measure_image(options);
   require_bytes(options.path, figures.size, options.allow_empty);
-  const uint32_t start = region_start(options.region());
+  const uint32_t start = start_of_selector(options.region());
   const uint32_t end = start + static_cast<uint32_t>(figures.size);
   if (settings.dry_run) {
     show_plan(start, end, SectorAction::EraseAndWrite);
@@ -40,7 +40,7 @@ static void write_firmware(const FirmwareOptions &options) {
 static void verify_firmware(const FirmwareOptions &options) {
   const FileFigures figures = measure_image(options);
   const auto length = static_cast<uint32_t>(figures.size);
-  read_flash(region_start(options.region()), length);  // a flash that cannot be read is no difference
+  read_flash(start_of_selector(options.region()), length);  // a flash that cannot be read is no difference
   const uint32_t status = FW_CheckCRC(options.partition, figures.crc32, length);
   if (status != 0) {
     const std::string line = format(": partition %u does not hold %s", options.partition, options.path.c_str());

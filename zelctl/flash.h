@@ -25,17 +25,19 @@ struct Extent {
 };
 
 /* By map selector, FW_REGION_... They throw if the library does not know the chip. */
-uint32_t region_start(uint32_t selector);
-uint32_t region_length(uint32_t selector);
+uint32_t start_of_selector(uint32_t selector);
+uint32_t length_of_selector(uint32_t selector);
 
-/** A region's place in the tool's own list, by code or name in upper or lower case; nothing for any other text. */
-std::optional<uint32_t> region_named(const std::string &text);
-Extent region_extent(uint32_t region);
+/** A region's place in the tool's own list, which also has the one that no selector names: 0 to kRegionCount - 1. */
+enum class RegionPlace : uint32_t {};
+/** By code or name in upper or lower case; nothing for any other text. */
+std::optional<RegionPlace> region_named(const std::string &text);
+Extent region_extent(RegionPlace region);
 /** The code and the name of a region, which need no question to the board. */
-std::string region_code(uint32_t region);
-std::string region_title(uint32_t region);
+std::string region_code(RegionPlace region);
+std::string region_title(RegionPlace region);
 /** The region as a row of `flash_regions`. */
-Json region_row(uint32_t region);
+Json region_row(RegionPlace region);
 /** Puts rows of regions into the order of their places. */
 void sort_regions(Json &rows);
 /** All codes, separated by bars. */

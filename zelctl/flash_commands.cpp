@@ -89,7 +89,7 @@ static void write_bytes(const WriteOptions &options) {
     return;
   }
   const bool erased = is_erased(read_flash(extent.start, extent.length));
-  const Extent boot_loader{region_start(FW_REGION_BOOTLOADER), region_length(FW_REGION_BOOTLOADER), ""};
+  const Extent boot_loader{start_of_selector(FW_REGION_BOOTLOADER), length_of_selector(FW_REGION_BOOTLOADER), ""};
   const bool is_in_boot_loader = extent.start < boot_loader.end() && extent.end() > boot_loader.start;
   if (is_in_boot_loader)
     confirm("Programs the boot loader's region.");

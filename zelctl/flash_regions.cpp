@@ -47,21 +47,23 @@ static uint32_t require_mapped(uint32_t answer) {
   return answer;
 }
 
-uint32_t region_start(uint32_t selector) { return require_mapped(FW_SpiFlash_GetMapAddr(selector)); }
+uint32_t start_of_selector(uint32_t selector) { return require_mapped(FW_SpiFlash_GetMapAddr(selector)); }
 
-uint32_t region_length(uint32_t selector) { return require_mapped(FW_SpiFlash_GetMapLen(selector)); }
+uint32_t length_of_selector(uint32_t selector) { return require_mapped(FW_SpiFlash_GetMapLen(selector)); }
 
-std::optional<uint32_t> region_named(const std::string &text) {
+std::optional<RegionPlace> region_named(const std::string &text) {
   const auto is_text = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
-  for (uint32_t i = 0; i < std::size(kRegions); ++i) {
-    if (is_text(kRegions[i].code) || is_text(kRegions[i].name)) return i;
+  for (uint32_t i = 0; i < kRegionCount; ++i) {
+    if (is_text(kRegions[i].code) || is_text(kRegions[i].name)) return RegionPlace{i};
   }
   return std::nullopt;
 }
 
-Extent region_extent(uint32_t region) {
-  const Region &row = kRegions[region];
-  if (row.selector != kTestArea) return {region_start(row.selector), region_length(row.selector), row.name};
+static const Region &region_in_list(RegionPlace region) { return kRegions[static_cast<uint32_t>(region)]; }
+
+Extent region_extent(RegionPlace region) {
+  const Region &row = region_in_list(region);
+  if (row.selector != kTestArea) return {start_of_selector(row.selector), length_of_selector(row.selector), row.name};
   const uint32_t start = flash_def[FW_FLASH_TEST_AREA];
   return {start, chip_size() - start, row.name};
 }
@@ -72,11 +74,11 @@ std::string region_codes() {
   return codes;
 }
 
-std::string region_code(uint32_t region) { return kRegions[region].code; }
+std::string region_code(RegionPlace region) { return region_in_list(region).code; }
 
-std::string region_title(uint32_t region) { return kRegions[region].name; }
+std::string region_title(RegionPlace region) { return region_in_list(region).name; }
 
-Json region_row(uint32_t region) {
+Json region_row(RegionPlace region) {
   const Extent extent = region_extent(region);
   return record("code", region_code(region), "region", extent.name, "start", extent.start, "end", extent.end(),
                 "length", extent.length);
@@ -89,7 +91,7 @@ void sort_regions(Json &rows) {
 
 Json flash_regions() {
   Json rows = Json::array();
-  for (uint32_t i = 0; i < std::size(kRegions); ++i) rows.push_back(region_row(i));
+  for (uint32_t i = 0; i < kRegionCount; ++i) rows.push_back(region_row(RegionPlace{i}));
   sort_regions(rows);
   return rows;
 }

@@ -81,12 +81,12 @@ static void run_update(const Update &update, const std::string &region) {
 }
 
 struct UpdateOptions {
-  uint32_t region = 0;
+  uint32_t region = 0;  // a RegionPlace
   std::string path;
 };
 
 static void update_region(const UpdateOptions &options) {
-  const Extent region = region_extent(options.region);
+  const Extent region = region_extent(RegionPlace{options.region});
   const std::vector<uint8_t> bytes = read_file(options.path, region.length);
   if (bytes.empty()) refuse_argument("FILE", options.path + " is empty");
   const Update update(region, bytes);
@@ -107,7 +107,7 @@ static void update_region(const UpdateOptions &options) {
 static std::string check_region(std::string &text) {
   const auto region = region_named(text);
   if (!region) return "'" + text + "' is not a region: see zelctl flash regions";
-  text = std::to_string(*region);
+  text = std::to_string(static_cast<uint32_t>(*region));
   return {};
 }
 

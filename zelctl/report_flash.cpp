@@ -10,7 +10,7 @@ void report_environment(Report &report) {
   report.data["redacted"] = record("patterns", report.secrets, "variables", Json::array(), "remains", false);
   report.data["environment"] = report.ask("boot environment", [&] {
     constexpr const char *kFile = "environment.bin";
-    const std::vector<uint8_t> region = read_flash(region_start(FW_REGION_ENVIRONMENT), FW_ENV_SIZE);
+    const std::vector<uint8_t> region = read_flash(start_of_selector(FW_REGION_ENVIRONMENT), FW_ENV_SIZE);
     const Redaction redaction = blank_secrets(region, report.secrets);
     append(report.data["redacted"], "variables", redaction.names, "remains", redaction.remains);
     report.add_file(kFile, redaction.region);
@@ -61,7 +61,8 @@ static void note_unread(Report &report, const Json &unread) {
 /** The rows of the regions whose places the driver tells. */
 static Json known_regions(Report &report) {
   Json rows = Json::array();
-  for (uint32_t region = 0; region < kRegionCount; ++region) {
+  for (uint32_t i = 0; i < kRegionCount; ++i) {
+    const RegionPlace region{i};
     Json row = report.ask("flash region " + region_title(region), [region] { return region_row(region); });
     if (!row.is_null()) rows.push_back(std::move(row));
   }
