@@ -4,7 +4,7 @@
 #include <cstring>
 
 /** How the constants of an externally calibrated module are used. */
-enum class Calibration {
+enum class Formula {
   Line,        // a slope of 1/256 without a sign, then an offset with one
   Polynomial,  // five floats
 };
@@ -22,7 +22,7 @@ struct DiagnosticField {
   size_t thresholds;      // four words: high alarm, low alarm, high warning, low warning
   size_t constants;
   size_t word;
-  Calibration calibration = Calibration::Line;
+  Formula formula = Formula::Line;
 };
 constexpr DiagnosticField kFields[] = {
     {.key = "temperature",
@@ -73,7 +73,7 @@ constexpr DiagnosticField kFields[] = {
      .thresholds = 32,
      .constants = 56,
      .word = 104,
-     .calibration = Calibration::Polynomial},
+     .formula = Formula::Polynomial},
 };
 static_assert(std::size(kFields) == kQuantities);
 
@@ -129,7 +129,7 @@ static double line(ModulePage page, size_t constants, double count) {
 }
 
 static double calibrated(const DiagnosticField &field, ModulePage page, double count) {
-  if (field.calibration == Calibration::Polynomial) return polynomial(page, field.constants, count);
+  if (field.formula == Formula::Polynomial) return polynomial(page, field.constants, count);
   return line(page, field.constants, count);
 }
 
@@ -214,7 +214,7 @@ Crossed limits_crossed(const Measurement &measurement) {
   return crossed;
 }
 
-bool has_diagnostics(ModulePage identification) { return (identification[kMonitoringType] & kImplemented) != 0; }
+bool announces_diagnostics(ModulePage identification) { return (identification[kMonitoringType] & kImplemented) != 0; }
 
 bool needs_address_change(ModulePage identification) { return (identification[kMonitoringType] & kAddressChange) != 0; }
 

@@ -74,7 +74,7 @@ std::string calibration_name(const Diagnostics &diagnostics);
 constexpr uint8_t kDiagnosticsFlags = 112;
 
 /** Page A0h says that there is a page A2h. */
-bool has_diagnostics(ModulePage identification);
+bool announces_diagnostics(ModulePage identification);
 /** Page A2h is at its address only after a write that changes the module's address. */
 bool needs_address_change(ModulePage identification);
 /** @param page  bytes 0 to 127 of page A2h */

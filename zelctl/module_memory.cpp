@@ -33,12 +33,12 @@ LowerHalf lower_half_of(const WholePage &page) {
   return half;
 }
 
-bool offers_diagnostics(ModulePage identification) {
-  return has_diagnostics(identification) && !needs_address_change(identification);
+bool can_read_diagnostics(ModulePage identification) {
+  return announces_diagnostics(identification) && !needs_address_change(identification);
 }
 
 void require_diagnostics(uint32_t port, ModulePage identification) {
-  if (!has_diagnostics(identification))
+  if (!announces_diagnostics(identification))
     throw Failure{format("port %u: the module has no digital diagnostics (page A2h)", port), FW_NOT_SET};
   if (needs_address_change(identification))
     throw Failure{format("port %u: the module's diagnostics need an address change, which is not supported", port),

@@ -31,7 +31,7 @@ WholePage read_whole_page(uint32_t port, uint8_t address, const char *what);
 LowerHalf lower_half_of(const WholePage &page);
 
 /** True if page A0h says that page A2h can be read. */
-bool offers_diagnostics(ModulePage identification);
+bool can_read_diagnostics(ModulePage identification);
 /** Throws FW_NOT_SET unless page A2h can be read. */
 void require_diagnostics(uint32_t port, ModulePage identification);
 

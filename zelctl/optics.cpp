@@ -44,7 +44,7 @@ static void read_module(Round &round, Flags flags, Optics &optics) {
   optics.vendor = vendor_of(identification);
   optics.part_number = part_number_of(identification);
   optics.serial_number = serial_number_of(identification);
-  if (!offers_diagnostics(identification)) return;
+  if (!can_read_diagnostics(identification)) return;
   const uint8_t length = flags == Flags::Read ? kPageLength : kDiagnosticsFlags;
   optics.diagnostics =
       diagnostics_in(identification, read_lower_half(port, kDiagnosticsMemory, kDiagnosticsText, length));

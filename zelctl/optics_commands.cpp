@@ -57,7 +57,7 @@ static void fill_row(Json &row, uint32_t port) {
   select_module(port);
   const LowerHalf identification = read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
   row["module"] = part_number_of(identification);
-  if (!has_diagnostics(identification)) return;
+  if (!announces_diagnostics(identification)) return;
   if (needs_address_change(identification)) {
     row["diagnostics"] = "address change";
     return;
@@ -185,7 +185,7 @@ static std::vector<uint8_t> chosen_pages(uint32_t port, uint32_t page) {
   if (page == kPageA2) return diagnostics_page(port);
   std::vector<uint8_t> bytes = identification_page(port);
   const ModulePage identification = std::span<const uint8_t>(bytes).first<kPageLength>();
-  if (page == kPageA0 || !offers_diagnostics(identification)) return bytes;
+  if (page == kPageA0 || !can_read_diagnostics(identification)) return bytes;
   try {
     const std::vector<uint8_t> measured = diagnostics_page(port);
     bytes.insert(bytes.end(), measured.begin(), measured.end());

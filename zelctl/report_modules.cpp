@@ -28,7 +28,7 @@ static Memory read_selected(Report &report, uint32_t port) {
   Memory memory;
   memory.identification = read_whole_page(port, FW_SFP_MEMORY, kIdentificationText);
   const LowerHalf identification = lower_half_of(memory.identification);
-  if (offers_diagnostics(identification)) {
+  if (can_read_diagnostics(identification)) {
     report.ask(format("port %u: page A2h", port), [&]() -> Json {
       memory.diagnostics = read_whole_page(port, kDiagnosticsMemory, kDiagnosticsText);
       return {};
@@ -73,7 +73,7 @@ static Json module_row(Report &report, uint32_t port) {
   row["diagnostics"] = nullptr;
   if (has_a2) row["diagnostics"] = decode_diagnostics(identification, lower_half_of(memory.diagnostics));
   row["phy"] = memory.phy;
-  const bool hides_a2 = has_diagnostics(identification) && needs_address_change(identification);
+  const bool hides_a2 = announces_diagnostics(identification) && needs_address_change(identification);
   if (hides_a2) report.note(format("port %u: page A2h", port), "the module wants its address changed by a write");
   return row;
 }
