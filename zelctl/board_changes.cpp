@@ -23,6 +23,9 @@ void BoardChanges::look() {
   before_ = std::exchange(now_, {});
   Round round;
   std::vector<Reading> readings = read_board(round, false);
+  for (Reading &reading : readings) {
+    if (reading.what->has_threshold && reading.value) put_threshold(reading);
+  }
   add_optics(round, readings);
   for (const Reading &reading : readings) {
     if (!reading.what->makes_events) continue;
@@ -37,16 +40,27 @@ void BoardChanges::look() {
   first_ = false;
 }
 
+/** A hot board is hot until it is some degrees cooler. */
+void BoardChanges::put_threshold(Reading &reading) const {
+  constexpr double kHysteresis = 5;
+  const double degrees = *reading.value;
+  const std::string normal = reading.states[0];
+  const std::string hot = reading.states[1];
+  reading.settled = [this, degrees, normal, hot](const std::string &before) {
+    const double limit = before == hot ? hot_ - kHysteresis : hot_;
+    return degrees >= limit ? hot : normal;
+  };
+  reading.detail = format("%.1f degrees", degrees);
+}
+
 void BoardChanges::compare(const Reading &reading) {
   Event event;
   event.kind = kind_of(*reading.what);
   event.subject = reading.subject;
   event.label = reading.label;
   event.which = reading.which;
-  event.now = reading.state();
+  event.now = reading.settled ? reading.settled(state_before(reading.subject)) : reading.state();
   event.detail = reading.detail;
-  if (reading.settled) event.now = reading.settled(state_before(reading.subject));
-  if (reading.subject == kTemperature) judge_temperature(reading, event);
   event.trouble = index_in(reading.what->trouble, event.now).has_value();
   const std::string usual = reading.states.empty() ? event.now : reading.states[0];
   note(reading.subject, event, usual);
@@ -92,17 +106,6 @@ void BoardChanges::compare_answers(const std::vector<Reading> &readings) {
     event.trouble = !silence.empty();
     note(name + "?", event, kAnswers);
   }
-}
-
-/** A hot board is hot until it is some degrees cooler. */
-void BoardChanges::judge_temperature(const Reading &reading, Event &event) const {
-  constexpr double kHysteresis = 5;
-  const std::string &normal = reading.states[0];
-  const std::string &hot = reading.states[1];
-  const bool was_hot = state_before(reading.subject) == hot;
-  const double limit = was_hot ? hot_ - kHysteresis : hot_;
-  event.now = *reading.value >= limit ? hot : normal;
-  event.detail = format("%.1f degrees", *reading.value);
 }
 
 /** Tells the event if the state has changed. A new thing, such as the light of a module that was plugged, is told only

@@ -27,7 +27,7 @@ class BoardChanges {
   void keep(const Reading &reading);
   void compare_answers(const std::vector<Reading> &readings);
   std::string state_before(const std::string &subject) const;
-  void judge_temperature(const Reading &reading, Event &event) const;
+  void put_threshold(Reading &reading) const;
   void note(const std::string &key, Event &event, const std::string &usual);
   void note_first(Event &event);
 

@@ -43,12 +43,11 @@ struct Watched {
   uint32_t last = 0;
   /** @return nothing if there is nothing to read: no module, no sensor. Throws a Failure if there is no answer. */
   std::optional<double> (*read)(Round &round, uint32_t which);
-  bool makes_events = true;  // false: another row has the events of the same thing
+  bool makes_events = true;    // false: another row has the events of the same thing
+  bool has_threshold = false;  // the value has one, which the user gives: below it is the first state, else the second
   /** What people call it: its number, unless the table says otherwise. */
   std::string (*name)(uint32_t which) = [](uint32_t which) { return std::to_string(which); };
 };
-/** The subject of the board's temperature. Only crossing the threshold is an event. */
-constexpr const char *kTemperature = "temperature";
 
 /** The part of the board that answers. */
 struct Source {
