@@ -26,35 +26,40 @@ static std::string trouble_of(const std::optional<int> &status, long limit) {
   return {};
 }
 
-/** Runs a line of the shell. What it prints on standard error goes into the reason if it fails by itself.
- *  @return its status, as waitpid gives it */
-static int run_in_shell(const char *line) {
+/** How a line of the shell has ended. */
+struct ShellRun {
+  int status;           // as waitpid gives it
+  std::string trouble;  // why it has failed; empty = it has not failed
+};
+
+static ShellRun cannot_be_run(int error) { return {kFailed, std::string("cannot be run: ") + std::strerror(error)}; }
+
+/** Starts the line and waits for its end. */
+static ShellRun start_and_wait(const char *line, int errors) {
   constexpr std::chrono::seconds kLimit(10);
-  const int errors = memfd_create("errors", MFD_CLOEXEC);
-  if (errors < 0) {
-    trouble = std::string("cannot be run: ") + std::strerror(errno);
-    return kFailed;
-  }
   pid_t child = 0;
   const int error = start_child(child, {"/bin/sh", "-c", line}, own_environment(), STDOUT_FILENO, errors);
-  std::optional<int> status = kFailed;
-  if (error != 0) {
-    trouble = std::string("cannot be run: ") + std::strerror(error);
-  } else {
-    status = wait_for_child(child, kLimit);
-    trouble = trouble_of(status, static_cast<long>(kLimit.count()));
-  }
+  if (error != 0) return cannot_be_run(error);
+  const std::optional<int> status = wait_for_child(child, kLimit);
+  return {status.value_or(kFailed), trouble_of(status, static_cast<long>(kLimit.count()))};
+}
+
+/** Runs a line of the shell. What it prints on standard error goes into the reason if it fails by itself. */
+static ShellRun run_in_shell(const char *line) {
+  const int errors = memfd_create("errors", MFD_CLOEXEC);
+  if (errors < 0) return cannot_be_run(errno);
+  ShellRun run = start_and_wait(line, errors);
   std::string said = content_of(errors);
   close(errors);
   said.erase(said.find_last_not_of('\n') + 1);
-  if (said.empty()) return status.value_or(kFailed);
-  if (trouble.empty()) {
+  if (said.empty()) return run;
+  if (run.trouble.empty()) {
     std::fprintf(stderr, "%s\n", said.c_str());
   } else if (!interrupted()) {
     std::replace(said.begin(), said.end(), '\n', ' ');
-    trouble += ": '" + said + "'";
+    run.trouble += ": '" + said + "'";
   }
-  return status.value_or(kFailed);
+  return run;
 }
 
 /** Takes the place of libc's function, which the library calls to run debugCmd. The library does not look at debugCmd's
@@ -68,9 +73,10 @@ extern "C" int system(const char *line) {
     trouble = "interrupted";
     return kFailed;
   }
-  const int status = run_in_shell(line);
+  const ShellRun run = run_in_shell(line);
+  trouble = run.trouble;
   if (trouble.empty()) ++lines_done;
-  return status;
+  return run.status;
 }
 
 void require_debug_command(const std::string &what, const std::string &left) {
