@@ -23,12 +23,11 @@ static Answer relay_state(Round &, uint32_t) { return byte_of(FW_GetAlarmRelay, 
 
 static Answer key(Round &, uint32_t) { return reset_key()["reset_key"].get<double>(); }
 
-static Answer alarm(Round &round, uint32_t) {
+static Answer alarm(Round &, uint32_t) {
   uint8_t alarmed = 0;
   require_gpio_driver();  // if it does not answer, the library reads no environment
-  round.asked = Flash;
-  const uint32_t status = ask_environment([&] { return FW_GetPowerAlarm(&alarmed); });
-  round.asked = Gpio;
+  const auto ask_alarm = [&] { return FW_GetPowerAlarm(&alarmed); };
+  const uint32_t status = ask_driver(Flash, [&] { return ask_environment(ask_alarm); });
   require(status, "power alarm");
   return alarmed;
 }
@@ -97,12 +96,12 @@ static Answer light(Round &round, uint32_t port) {
   if (!has_module(round, port)) return {};
   const sfp_soc_signal &signal = sfp_los_gpio[port];
   const std::string what = format("register 0x%X", signal.address);
-  round.asked = Gpio;
-  const double word = round.once(what, [&] {
+  const auto read_register = [&] {
     uint32_t value = 0;
     require(FW_GetSpecialRegister(signal.address, &value), what);
     return value;
-  });
+  };
+  const double word = ask_driver(Gpio, [&] { return round.once(what, read_register); });
   return (static_cast<uint32_t>(word) & signal.mask) != 0;
 }
 
@@ -277,14 +276,16 @@ static Reading reading_of(const Watched &what, uint32_t which) {
 
 /** Reads the value, or the reason why there is none. @return false if there is nothing to read */
 static bool read_value(Round &round, const Watched &what, uint32_t which, Reading &reading) {
-  round.asked = what.driver;
-  try {
+  const auto read = [&] {
     if (what.driver == Flash && flash_is_being_written()) throw Failure{"the flash is being written"};
-    reading.value = what.read(round, which);
+    return what.read(round, which);
+  };
+  try {
+    reading.value = ask_driver(what.driver, read);
     return reading.value.has_value();
-  } catch (const Failure &failure) {
-    reading.silence = failure.what();
-    round.up[round.asked] = false;
+  } catch (const SilentDriver &silent) {
+    reading.silence = silent.what();
+    round.up[silent.driver] = false;
     return true;
   }
 }

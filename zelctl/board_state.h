@@ -14,6 +14,23 @@
 enum Driver { Gpio, I2c, Flash };
 constexpr const char *kDrivers[] = {"gpio", "i2c", "flash"};
 
+/** A question that a driver has not answered. */
+struct SilentDriver : Failure {
+  SilentDriver(const Failure &failure, Driver silent) : Failure(failure), driver(silent) {}
+  Driver driver;
+};
+/** Asks a question of a driver; a Failure becomes a SilentDriver. Within the question another driver can be asked. */
+template <typename Question>
+auto ask_driver(Driver driver, const Question &question) {
+  try {
+    return question();
+  } catch (const SilentDriver &) {
+    throw;
+  } catch (const Failure &failure) {
+    throw SilentDriver(failure, driver);
+  }
+}
+
 /** One round of questions to the board. */
 class Round {
  public:
@@ -21,7 +38,6 @@ class Round {
    *  answer, or throws the first failure. */
   double once(const std::string &key, const std::function<double()> &question);
 
-  Driver asked = Gpio;                                // the driver that gets the present question
   bool up[std::size(kDrivers)] = {true, true, true};  // by Driver: it has answered all questions so far
   Json databases;                                     // null before the first question for one
 
@@ -38,7 +54,7 @@ struct Watched {
   const char *trouble = "";  // states in which somebody should look: "none|failed"
   const char *metric;
   const char *help;
-  Driver driver;
+  Driver driver;  // unless the reader asks another one
   uint32_t first = 0;
   uint32_t last = 0;
   /** @return nothing if there is nothing to read: no module, no sensor. Throws a Failure if there is no answer. */

@@ -35,11 +35,9 @@ static Presence presence_of(uint32_t port) {
   return absent != 0 ? Presence::Gone : Presence::In;
 }
 
-static void read_module(Round &round, Flags flags, Optics &optics) {
+static void read_module(Flags flags, Optics &optics) {
   const uint32_t port = optics.port;
-  round.asked = Gpio;
-  require_port(FW_SfpSel(port), port, "selection of the cage");
-  round.asked = I2c;
+  ask_driver(Gpio, [&] { require_port(FW_SfpSel(port), port, "selection of the cage"); });
   const LowerHalf identification = read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
   optics.vendor = vendor_of(identification);
   optics.part_number = part_number_of(identification);
@@ -84,19 +82,19 @@ std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readin
     optics.which = reading.which;
     optics.source = {"port " + reading.which + " diagnostics", "port", reading.which};
     try {
-      read_module(round, flags, optics);
+      ask_driver(I2c, [&] { read_module(flags, optics); });
       optics.laser_is_off = port_has(readings, reading.which, "transmitter") ||
                             port_has(readings, reading.which, "fault") ||
                             optics.diagnostics.soft_tx_disable.value_or(false);
-    } catch (const Failure &failure) {
+    } catch (const SilentDriver &silent) {
       const Presence presence = presence_of(optics.port);
       if (presence == Presence::Gone) continue;
-      optics.silence = failure.what();
+      optics.silence = silent.what();
       // If the bus tells that the module is there, the bus works: only the module is silent.
-      const bool only_module = round.asked == I2c && presence == Presence::In;
+      const bool only_module = silent.driver == I2c && presence == Presence::In;
       if (!only_module) {
         optics.source = reading.source;
-        round.up[round.asked] = false;
+        round.up[silent.driver] = false;
       }
     }
     all.push_back(optics);
