@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 
+#include "../cli/diagnostics_page.h"
 #include "byte_order.h"
 
 namespace zelsim::tool {
@@ -12,7 +13,6 @@ namespace {
 constexpr unsigned kWords = 0x10000;
 
 constexpr double kUnitsPerMilliwatt = 10000;
-constexpr double kFloorDbm = -40;
 
 bool is_power(Quantity quantity) { return quantity == kTxPower || quantity == kRxPower; }
 
@@ -123,7 +123,7 @@ std::pair<double, double> Calibration::range(Quantity quantity) const {
 
 double for_people(Quantity quantity, double value) {
   if (!is_power(quantity)) return value / units_per_whole(quantity);
-  return value > 1 ? 10 * std::log10(value / kUnitsPerMilliwatt) : kFloorDbm;
+  return dbm(value / kUnitsPerMilliwatt);
 }
 
 double from_people(Quantity quantity, double number) {

@@ -42,7 +42,7 @@ class Calibration {
 int number_in_word(Quantity quantity, uint16_t word);
 
 /** Converts the page's units to people's: degrees, volts, milliamperes, dBm. No power is -40 dBm, the least power that
- *  the page can hold. */
+ *  the page can hold; NaN stays NaN. */
 double for_people(Quantity quantity, double value);
 /** Converts back. */
 double from_people(Quantity quantity, double number);

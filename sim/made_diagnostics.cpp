@@ -147,7 +147,8 @@ Json row_of(const Board &board, unsigned port) {
   for (unsigned i = 0; i < kQuantities; ++i) {
     auto quantity = static_cast<Quantity>(i);
     uint16_t word = big_word16_at(page.data(), place_of(quantity));
-    row[kQuantityTexts[i].key] = shown(quantity, calibration.value(quantity, word));
+    double number = shown(quantity, calibration.value(quantity, word));
+    row[kQuantityTexts[i].key] = std::isfinite(number) ? Json(number) : Json();
   }
   row["soft_tx_disable"] = (page[kStatus] & kSelectTxDisable) != 0;
   row["alarms"] = names_of_flags({page[kAlarmFlags], page[kAlarmFlags + 1]});

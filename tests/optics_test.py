@@ -218,6 +218,8 @@ def check_unknown(path):
     zelsim(f"plug 27 {path}")
     row = measured(27, "rx_power")
     assert (row["value"], row["state"], row["low_alarm"]) == (None, "unknown", None), row
+    shown = next(row for row in json.loads(zelsim("show --json"))["diagnostics"] if row["port"] == 27)
+    assert shown["rx_power"] is None, shown
     assert dom(27)["rx_power_dbm"] is None and "unknown" in zelctl("sfp dom 27").decode()
     text = zelctl("metrics").decode()
     assert 'zelboard_sfp_bias_amperes{port="27"}' in text and 'zelboard_sfp_rx_power_watts{port="27"}' not in text
