@@ -208,8 +208,8 @@ void apply(const fs::path &folder, Board &board, const std::string &name) {
 
 /** The state whose loading has begun and not ended; empty if there is none. */
 std::string state_in_loading(const Board &board) {
-  const char (&name)[sizeof board.watch.loading] = board.watch.loading;
-  return {name, strnlen(name, sizeof name)};
+  const char *name = board.watch.loading;
+  return {name, strnlen(name, sizeof board.watch.loading)};
 }
 
 void check_state(const fs::path &folder, const std::string &name) {
