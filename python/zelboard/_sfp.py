@@ -14,9 +14,9 @@ WRITE_SIZE = 8  # bytes that a module takes in one write, within a multiple of t
 # The interface counts the bytes of both pages through.
 MEMORY = ((fw.FW_SFP_MEMORY, range(0, sff8472.PAGE_SIZE)),
           (sff8472.DIAGNOSTICS, range(sff8472.PAGE_SIZE, 2 * sff8472.PAGE_SIZE)))
-# The interface's names of the quantities with limits, and whether they are powers.
-LIMITED = {"temp": (sff8472.TEMPERATURE, False), "vcc": (sff8472.VOLTAGE, False), "txbias": (sff8472.BIAS, False),
-           "txpower": (sff8472.TX_POWER, True), "rxpower": (sff8472.RX_POWER, True)}
+# The interface's names of the quantities with limits.
+LIMITED = {"temp": sff8472.TEMPERATURE, "vcc": sff8472.VOLTAGE, "txbias": sff8472.BIAS, "txpower": sff8472.TX_POWER,
+           "rxpower": sff8472.RX_POWER}
 LIMITS = ("highalarm", "lowalarm", "highwarning", "lowwarning")
 
 
@@ -138,7 +138,7 @@ class Sfp(Device):
 
     def _diagnostics(self) -> Optional[Diagnostics]:
         identification = self.read_eeprom(0, sff8472.DEFINED_SIZE)
-        if identification is None or not sff8472.has_diagnostics(identification):
+        if identification is None or not sff8472.can_read_diagnostics(identification):
             return None
         page = self.read_eeprom(sff8472.PAGE_SIZE, sff8472.DEFINED_SIZE)
         return Diagnostics(identification, page) if page is not None else None
@@ -167,9 +167,9 @@ class Sfp(Device):
         if measured is None:
             return None
         limits: Dict[str, Optional[float]] = {}
-        for name, (quantity, is_power) in LIMITED.items():
+        for name, quantity in LIMITED.items():
             for limit, value in zip(LIMITS, measured.limits(quantity)):
-                limits[name + limit] = dbm(value) if is_power else value
+                limits[name + limit] = dbm(value) if quantity.is_power else value
         return limits
 
     def _measured(self, quantity: sff8472.Quantity) -> Optional[float]:

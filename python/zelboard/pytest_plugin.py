@@ -119,26 +119,27 @@ def make_virtual(stack: ExitStack, label: str, arguments: Any, options: Any) -> 
 
 
 def take_switch(config: pytest.Config, channel: List[str], stack: ExitStack) -> IO[str]:
-    """Waits for the turn of this process. Who has the switch already would wait for ever."""
+    """Waits for the turn of this process; returns the file in which it may leave a text for the next one. Who has the
+    switch already would wait for ever."""
     if config.stash.get(SWITCH_IN_USE, False):
         pytest.skip("needs more than one switch")
-    left = stack.enter_context(one_at_a_time(channel))
+    shared_file = stack.enter_context(one_at_a_time(channel))
     config.stash[SWITCH_IN_USE] = True
 
     def give_back() -> None:
         config.stash[SWITCH_IN_USE] = False
 
     stack.callback(give_back)
-    return left
+    return shared_file
 
 
 def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], stack: ExitStack, arguments: Any, options: Any) -> Any:
     if channel is None:
         return make_virtual(stack, described(request, arguments, options), arguments, options)
     config = request.config
-    left = take_switch(config, channel, stack)
-    left.seek(0)
-    run, _, trouble_before = left.read().partition("\n")
+    shared_file = take_switch(config, channel, stack)
+    shared_file.seek(0)
+    run, _, trouble_before = shared_file.read().partition("\n")
     if run == run_of(config):  # a switch that was not reached is not tried again
         pytest.fail(trouble_before, pytrace=False)
     by_hand = ask_person(config) if config.getoption("--zelboard-manual") else None
@@ -151,9 +152,9 @@ def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], sta
         trouble = str(error)
     except Unreachable as error:
         trouble = str(error)
-        left.truncate(0)
-        left.write(f"{run_of(config)}\n{trouble}")
-        left.flush()
+        shared_file.truncate(0)
+        shared_file.write(f"{run_of(config)}\n{trouble}")
+        shared_file.flush()
     if trouble:
         pytest.fail(trouble, pytrace=False)
     return switch

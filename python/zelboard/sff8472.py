@@ -33,12 +33,14 @@ ADDRESS_CHANGE = 0x04  # page A2h only answers after a sequence on the bus that 
 #   unit        how many degrees, volts, milliamperes or milliwatts a step of the word is
 #   thresholds  place of the words for high alarm, low alarm, high warning, low warning
 #   constants   place of what an external calibration needs: a slope and an offset; for the received power, five floats
-Quantity = NamedTuple("Quantity", [("word", int), ("signed", bool), ("unit", float), ("thresholds", int), ("constants", int)])
-TEMPERATURE = Quantity(word=96, signed=True, unit=1 / 256, thresholds=0, constants=84)
-VOLTAGE = Quantity(word=98, signed=False, unit=1e-4, thresholds=8, constants=88)
-BIAS = Quantity(word=100, signed=False, unit=2e-3, thresholds=16, constants=76)
-TX_POWER = Quantity(word=102, signed=False, unit=1e-4, thresholds=24, constants=80)
-RX_POWER = Quantity(word=104, signed=False, unit=1e-4, thresholds=32, constants=56)
+#   is_power    whether people also say it in dBm; it is not below 0
+Quantity = NamedTuple("Quantity", [
+    ("word", int), ("signed", bool), ("unit", float), ("thresholds", int), ("constants", int), ("is_power", bool)])
+TEMPERATURE = Quantity(word=96, signed=True, unit=1 / 256, thresholds=0, constants=84, is_power=False)
+VOLTAGE = Quantity(word=98, signed=False, unit=1e-4, thresholds=8, constants=88, is_power=False)
+BIAS = Quantity(word=100, signed=False, unit=2e-3, thresholds=16, constants=76, is_power=False)
+TX_POWER = Quantity(word=102, signed=False, unit=1e-4, thresholds=24, constants=80, is_power=True)
+RX_POWER = Quantity(word=104, signed=False, unit=1e-4, thresholds=32, constants=56, is_power=True)
 LEAST_MILLIWATTS = 1e-4  # the least power that a word can hold
 LEAST_DBM = -40.0
 
@@ -47,7 +49,7 @@ def text_of(page: bytes, field: slice) -> str:
     return page[field].decode("ascii", "replace").strip()
 
 
-def has_diagnostics(identification: bytes) -> bool:
+def can_read_diagnostics(identification: bytes) -> bool:
     """Whether page A2h can be read."""
     kind = identification[MONITORING_TYPE]
     return bool(kind & IMPLEMENTED) and not kind & ADDRESS_CHANGE
@@ -83,6 +85,8 @@ class Diagnostics:
         count: float = int.from_bytes(self._page[place:place + 2], "big", signed=quantity.signed)
         if self._external:
             count = self._calibrated(quantity, count)
+        if quantity.is_power and count < 0:  # an offset that is a little too low
+            count = 0
         return count * quantity.unit if math.isfinite(count) else None
 
     def _calibrated(self, quantity: Quantity, count: float) -> float:

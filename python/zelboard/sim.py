@@ -5,7 +5,6 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import weakref
 from contextlib import AbstractContextManager, contextmanager, suppress
 from pathlib import Path
@@ -13,6 +12,7 @@ from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, 
 
 from zelboard._dialog import TIMEOUT, Dialog
 from zelboard._started import kill_marked, new_mark
+from zelboard._wait import look_until
 from zelboard._zelsim import SimError as SimError, Word, zelsim as zelsim, zelsim_file
 from zelboard.async_program import AsyncProgram as AsyncProgram, arun_to_end
 from zelboard.program import (
@@ -293,14 +293,10 @@ class Board(AbstractContextManager["Board"]):
 
     def wait(self, condition: Callable[[State], object], timeout: float = 60) -> State:
         """Reads the board's state until the condition holds for it. Returns that state."""
-        end = time.monotonic() + timeout
-        while True:
-            state = self.state
-            if condition(state):
-                return state
-            if time.monotonic() > end:
-                raise TimeoutError(f"the board did not get there within {timeout} s")
-            time.sleep(0.005)
+        holds, state = look_until(lambda: self.state, condition, timeout, pause=0.005)
+        if not holds:
+            raise TimeoutError(f"the board did not get there within {timeout} s")
+        return state
 
     def panel(self) -> str:
         """The front panel as SVG."""

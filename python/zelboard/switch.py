@@ -11,7 +11,6 @@ import shlex
 import signal
 import subprocess
 import tempfile
-import time
 import uuid
 from pathlib import Path
 from typing import IO, TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, NoReturn, Optional, Sequence, Tuple, Union, cast
@@ -20,6 +19,7 @@ from urllib.parse import urlsplit
 from zelboard._dialog import TIMEOUT, Timeout
 from zelboard._started import kill_line, new_mark
 from zelboard._switch_state import SwitchState
+from zelboard._wait import look_until
 from zelboard._zelsim import Word
 from zelboard.async_program import AsyncProgram, arun_to_end
 from zelboard.program import Command, Program, Run, in_text, outputs, run_to_end, signal_group, words_of
@@ -157,21 +157,21 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._async_programs: List[AsyncProgram] = []
         self._sessions: List[Session] = []
         self._senders: List["subprocess.Popen[bytes]"] = []  # of signals
-        self._numbers: List[str] = []  # files with the programs' numbers there
+        self._pid_files: List[str] = []  # of the programs there
         self._marks: List[str] = []  # of the programs there
         self._reached = True
         self.closed = False
 
     # How programs get there.
 
-    def _line(self, arguments: Sequence[Word], environment: Mapping[str, str], folder: str, numbered: str = "") -> List[str]:
-        """The command that runs a program there. A file `numbered` gets the program's number."""
+    def _line(self, arguments: Sequence[Word], environment: Mapping[str, str], folder: str, pid_file: str = "") -> List[str]:
+        """The command that runs a program there. If a `pid_file` is given, the program's number is written into it."""
         words = [os.fspath(word) for word in arguments]
         if environment:
             words = ["env", *(f"{name}={value}" for name, value in environment.items()), *words]
         line = "exec " + shlex.join(words)
-        if numbered:
-            line = f"echo $$ >{numbered} && {line}"
+        if pid_file:
+            line = f"echo $$ >{pid_file} && {line}"
         return self._shell(line, folder)
 
     def _shell(self, line: str, folder: str) -> List[str]:
@@ -196,35 +196,35 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._sent.append(name)
         return name
 
-    def _started(self, arguments: Command, options: Dict[str, Any]) -> Tuple[List[str], Callable[[int], Any]]:
+    def _start_command(self, arguments: Command, options: Dict[str, Any]) -> Tuple[List[str], Callable[[int], Any]]:
         """The command that starts a program there, and a function that begins to send a signal to it. Takes from the
         options what is meant for there."""
         given = options.pop("env", None) or {}
         environment = {name: value for name, value in given.items() if os.environ.get(name) != value}
         folder = options.pop("cwd", None) or self.folder
-        number = f"/tmp/zelboard-{uuid.uuid4().hex}.pid"
-        self._numbers.append(number)
+        pid_file = f"/tmp/zelboard-{uuid.uuid4().hex}.pid"
+        self._pid_files.append(pid_file)
         mark = new_mark()
         self._marks.append(mark)
-        line = self._line(words_of(arguments, options), {**environment, mark: "1"}, os.fspath(folder), number)
-        return line, functools.partial(self._signal, number, mark)
+        line = self._line(words_of(arguments, options), {**environment, mark: "1"}, os.fspath(folder), pid_file)
+        return line, functools.partial(self._signal, pid_file, mark)
 
     def start(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
               trace_opens: bool = False, **options: Any) -> Program:
         """As on a virtual board, but pauses are slept, and nothing is traced. Of the environment, the program gets only
         the variables of `env` that differ from the ones here."""
-        command, send_signal = self._started(arguments, options)
+        command, send_signal = self._start_command(arguments, options)
         program = FarProgram(command, lambda: self.trace, **in_text(options))
         program.far_signal = send_signal
         self.programs.append(program)
         return program
 
-    def _signal(self, number: str, mark: str, signalled: int) -> "subprocess.Popen[bytes]":
+    def _signal(self, pid_file: str, mark: str, number: int) -> "subprocess.Popen[bytes]":
         """Begins to send a signal to a program there."""
-        name = signal.Signals(signalled).name[3:]
+        name = signal.Signals(number).name[3:]
         # The program may lead a group. If it does not, only the program itself gets the signal.
-        line = f"p=$(cat {number} 2>/dev/null) && {{ kill -{name} -$p || kill -{name} $p; }} 2>/dev/null"
-        if signalled == signal.SIGKILL:
+        line = f"p=$(cat {pid_file} 2>/dev/null) && {{ kill -{name} -$p || kill -{name} $p; }} 2>/dev/null"
+        if number == signal.SIGKILL:
             line += "; " + kill_line([mark])
         command = [*self.channel, line] if self._reached else ["true"]
         sender = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
@@ -239,7 +239,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
     async def astart(self, arguments: Command, *, fast: bool = True, chip_times: bool = False,
                      trace_opens: bool = False, **options: Any) -> AsyncProgram:
         """start() for asyncio."""
-        command, send_signal = self._started(arguments, options)
+        command, send_signal = self._start_command(arguments, options)
         program = await FarAsyncProgram.start(command, lambda: self.trace, "", options)
         program.far_signal = send_signal
         self._async_programs.append(program)
@@ -314,7 +314,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
 
     def _clean_up(self) -> None:
         """Kills what the programs have left running there, and removes files."""
-        line = kill_line(self._marks) + "; rm -f " + shlex.join([*self._sent, *self._numbers])
+        line = kill_line(self._marks) + "; rm -f " + shlex.join([*self._sent, *self._pid_files])
         with contextlib.suppress(OSError, subprocess.TimeoutExpired):
             subprocess.run(self._shell(line, self.folder), stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT)
 
@@ -365,14 +365,11 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         return SwitchState(self.own_calls(), self._never)
 
     def wait(self, condition: Callable[[Any], object], timeout: float = 60) -> SwitchState:
-        end = time.monotonic() + timeout
-        while True:
-            state = self.state
-            if condition(state):
-                return state
-            if time.monotonic() > end:
-                raise TimeoutError(f"the switch did not get there within {timeout} s")
-            time.sleep(0.05)
+        state: SwitchState
+        holds, state = look_until(lambda: self.state, condition, timeout, pause=0.05)
+        if not holds:
+            raise TimeoutError(f"the switch did not get there within {timeout} s")
+        return state
 
     def evidence(self) -> Dict[str, str]:
         """What is left for the report of a failed test: what its library tells of the switch, and what programs printed."""
@@ -399,14 +396,9 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         self._ask(what)
         if look is None:
             return
-        end = time.monotonic() + SETTLING
-        while True:
-            seen = look()
-            if seen == wanted:
-                return
-            if time.monotonic() >= end:
-                raise NotDone(f"{what}: not done, the switch tells: {seen}, not: {wanted}")
-            time.sleep(0.1)
+        is_done, seen = look_until(look, lambda seen: seen == wanted, SETTLING, pause=0.1)
+        if not is_done:
+            raise NotDone(f"{what}: not done, the switch tells: {seen}, not: {wanted}")
 
     def require(self, slots: str = "", *, supplies: Sequence[str] = (), modules: Optional[Mapping[int, Any]] = None) -> None:
         """Makes sure that the switch has what the test wants. A person is asked to change the rest. Any module in a port

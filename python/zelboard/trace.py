@@ -60,21 +60,19 @@ def read_event(line: str) -> Event:
     # Of "i2c 0xB0 BufRead {addr=0x9e} -> 19 00 = 0" the request's number is left out: its name says the same.
     kind, *rest = re.sub(" 0x[0-9A-F]{2} ", " ", words, 1).split()
     before, _, after = words.partition("->")
-    node = kind
-    request = rest[0]
-    fields = fields_of(before.partition(f"{request} ")[2])
-    if kind == "pause":
-        node = ""
-        request = "pause"
-        fields = {"us": int(rest[0][:-2])}
-    elif kind in ("open", "close"):
-        node = rest[0]
-        request = kind
-        fields = {"access": rest[1]} if len(rest) > 1 else {}
-    elif kind == "debugCmd":
-        fields = {"arguments": rest[1:]}
     result = int(value, 0) if value else None
-    return Event(node, request, fields, fields_of(after), result, error or None, line, when, process)
+
+    def event(node: str, request: str, fields: Dict[str, Any]) -> Event:
+        return Event(node, request, fields, fields_of(after), result, error or None, line, when, process)
+
+    if kind == "pause":
+        return event("", "pause", {"us": int(rest[0][:-2])})
+    if kind in ("open", "close"):
+        return event(rest[0], kind, {"access": rest[1]} if len(rest) > 1 else {})
+    if kind == "debugCmd":
+        return event(kind, rest[0], {"arguments": rest[1:]})
+    request = rest[0]
+    return event(kind, request, fields_of(before.partition(f"{request} ")[2]))
 
 
 def matches(event: Event, request: str, fields: Dict[str, Any]) -> bool:

@@ -8,7 +8,7 @@ import pytest
 
 from zelboard import fw
 from zelboard.platform import Chassis
-from zelboard.sff8472 import RX_POWER, TEMPERATURE, Diagnostics
+from zelboard.sff8472 import RX_POWER, TEMPERATURE, TX_POWER, Diagnostics
 from zelboard.sim import Board
 
 
@@ -130,7 +130,10 @@ def test_constants_that_are_no_numbers() -> None:
     page[56:76] = struct.pack(">5f", float("nan"), 0, 0, 1, 0)
     page[84:88] = struct.pack(">Hh", 0x180, -256)
     page[96:98] = struct.pack(">h", -512)
+    page[80:84] = struct.pack(">Hh", 0x100, -20)
+    page[102:104] = struct.pack(">H", 5)
     measured = Diagnostics(identification, page)
+    assert measured.value(TX_POWER) == 0, "a power is not below 0, whatever the offset"
     assert measured.value(RX_POWER) is None and measured.value(TEMPERATURE) == (1.5 * -512 - 256) / 256
     assert measured.limits(TEMPERATURE) == [None] * 4
 
