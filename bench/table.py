@@ -8,6 +8,14 @@ import sys
 
 FOLDER = sys.argv[1]
 NS = {"ns": 1, "us": 1e3, "ms": 1e6}
+REQUESTS = 20000  # of each process: kRequests of virtual_switch.cpp
+# How pauses pass: the numbers of the enum in flash.cpp.
+COUNTED = 0
+SLEPT = 1
+SLEPT_WITHOUT_SLACK = 2
+# The stretches of calls.cpp, from its end.
+POWER_QUESTION = -2
+ENVIRONMENT_UPDATE = -1
 
 
 def times():
@@ -96,14 +104,14 @@ for name, what in (("led", "LED set"), ("transfer", "I2C transfer"), ("port", "P
     row(what + ", own instructions, hand-written C", ours, theirs, f"{ours / theirs:.2f} x", "at most 1.2 x",
         ours <= 1.2 * theirs)
 for name, what in (("copy", "12 MiB partition copy"), ("dump", "Whole-flash dump")):
-    ours = ns[name + "/zelboard/0"]
-    bare = ns[name + "/bare/0"]
+    ours = ns[f"{name}/zelboard/{COUNTED}"]
+    bare = ns[f"{name}/bare/{COUNTED}"]
     above = 100 * (ours / bare - 1)
     row(what + ", bare loop of its system calls", f"{ours / 1e6:.0f} ms", f"{bare / 1e6:.0f} ms", f"{above:+.1f} %",
         "at most +15 %", above <= 15)
 # A copy is nearly all pauses. A dump is not: without timer slack it shows what it does beside them, as above.
 for name, what, goal in (("copy", "12 MiB partition copy", 3), ("dump", "Whole-flash dump", 15)):
-    for kind, slack in ((1, ""), (2, " without timer slack")):
+    for kind, slack in ((SLEPT, ""), (SLEPT_WITHOUT_SLACK, " without timer slack")):
         ours = ns[f"slept_{name}/zelboard/{kind}"]
         slept = ns[f"slept_{name}/bare/{kind}"]
         above = 100 * (ours / slept - 1)
@@ -115,12 +123,13 @@ row("Virtual switch, one request (open, ioctl, close), bare system calls", f"{ou
     f"{bare / 1e3:.2f} us", f"+{(ours - bare) / 1e3:.2f} us", "at most +1 us", ours - bare <= 1000)
 for count in (1, 8):
     row(f"Virtual switch, requests of {count} process{'es' if count > 1 else ''}", "", "",
-        f"{count * 20000 / ns[f'processes/{count}'] * 1e3:.2f} million/s")
+        f"{count * REQUESTS / ns[f'processes/{count}'] * 1e3:.2f} million/s")
 row("zelsim run -- true, true alone", f"{ns['start/zelsim'] / 1e6:.1f} ms", f"{ns['start/true'] / 1e6:.1f} ms",
     f"+{(ns['start/zelsim'] - ns['start/true']) / 1e6:.1f} ms")
 
 head("call", "own instructions", "instructions of libc", "bytes loaded and stored", "distinct bytes")
-for name, what, stretch in (("power_question", "FW_Pwr_Flag", -2), ("environment_update", "FW_SpiFlash_EnvAdd", -1)):
+for name, what, stretch in (("power_question", "FW_Pwr_Flag", POWER_QUESTION),
+                            ("environment_update", "FW_SpiFlash_EnvAdd", ENVIRONMENT_UPDATE)):
     own = calls[name]["libzelboard"]
     libc = calls[name]["libc"]
     print(f"| {what} | {own} | {libc} | {data[stretch][0]} | {data[stretch][1]} |")

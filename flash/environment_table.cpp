@@ -71,8 +71,8 @@ bool fill_from_name(env_slot &slot, const uint8_t *from, const uint8_t *end, boo
   return entry_of(slot).name == name;
 }
 
-/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). False when a variable lost something. An unused
-/// slot holds no variable.
+/// Fills a slot, which holds 0xFF throughout, from the entry [from, end). False when a variable lost something. An
+/// unused slot holds no variable.
 bool fill_slot(env_slot &slot, const uint8_t *from, const uint8_t *end, bool ended_by_nul) {
   const uint8_t *const equals = find('=', from, end);
   bool whole = false;
