@@ -203,7 +203,10 @@ class FaultSweep : public BoardTest {
 };
 
 TEST_F(FaultSweep, EveryCallOfEveryFunction) {
-  signal(SIGALRM, [](int) { fprintf(stderr, "%s does not end\n", g_function.c_str()), abort(); });
+  signal(SIGALRM, [](int) {
+    fprintf(stderr, "%s does not end\n", g_function.c_str());
+    abort();
+  });
   for (const Setting &setting : kSettings) {
     g_function = setting.name;
     alarm(100);
@@ -219,7 +222,9 @@ TEST_F(FaultSweep, EveryCallOfEveryFunction) {
         int requests = 0;
         if (way.answer == 0) wire::fail_call(way.calls, n);
         wire::on_request([&](const wire::Request &) -> std::optional<int> {
-          return ++requests == n && way.answer != 0 ? std::optional(static_cast<int>(way.answer)) : std::nullopt;
+          ++requests;
+          if (requests != n || way.answer == 0) return std::nullopt;
+          return static_cast<int>(way.answer);
         });
         run(setting, g_bad);
         const bool tidy = lowest_free_descriptor() == descriptor && (!g_left_open || g_function == "readFully");

@@ -10,9 +10,33 @@ uint8_t g_buffer[0x20000];
 #define INDEX "open flash rw\nflash da ff>00 = 0\nclose flash\n"
 #define LOWER "open flash rw\nflash dd = 0\nclose flash\n"
 
-// `failing` has a letter for each call that can fail, in order: F = FW_FAIL and X = refused, both without reset of the
-// extended address register; x = refused, but reset; o = success though the reset's node is closed; 0 = success though
-// the reset is refused; p = success, as nobody looks.
+/// What an operation does when one of its calls fails: its result, whether it asks for a reset of the extended address
+/// register, and whether that request is the one that fails.
+struct Outcome {
+  uint32_t result;
+  bool resets;
+  bool reset_fails;
+};
+
+/// The outcome by its letter in a row's `failing`.
+Outcome outcome_of(char letter) {
+  switch (letter) {
+    case 'F':
+      return {FW_FAIL, false, false};
+    case 'X':
+      return {FW_REFUSED, false, false};
+    case 'x':
+      return {FW_REFUSED, true, false};
+    case 'o':
+      return {0, false, false};  // the reset's node is closed
+    case '0':
+      return {0, true, true};
+    default:
+      return {0, false, false};  // p: nobody looks at the result
+  }
+}
+
+// `failing` has a letter for each call that can fail, in order.
 TEST_F(FlashAccess, CallsAndTheirFailures) {
   flash_def[18] = 2;  // the chip erase counts the sectors in the table
   const struct {
@@ -51,12 +75,13 @@ TEST_F(FlashAccess, CallsAndTheirFailures) {
     EXPECT_EQ(result, 0U) << row.name;
     EXPECT_EQ(static_cast<size_t>(wire::calls("any")), strlen(row.failing)) << row.name;
     for (int n = 1; row.failing[n - 1] != '\0'; ++n) {
-      const char failing = row.failing[n - 1];
+      const Outcome outcome = outcome_of(row.failing[n - 1]);
       wire::fail_call("any", n);
-      const std::string events = trace(row.call, &result), place = row.name + std::to_string(n) + events;
-      EXPECT_EQ(result, strchr("0op", failing) != nullptr ? 0 : failing == 'F' ? FW_FAIL : FW_REFUSED) << place;
-      EXPECT_EQ(events.find("flash dd") != events.npos, failing == 'x' || failing == '0') << place;
-      EXPECT_EQ(events.find("dd = ffffffff\npause 1\nclose flash") != events.npos, failing == '0') << place;
+      const std::string events = trace(row.call, &result);
+      const std::string place = row.name + std::to_string(n) + events;
+      EXPECT_EQ(result, outcome.result) << place;
+      EXPECT_EQ(events.find("flash dd") != events.npos, outcome.resets) << place;
+      EXPECT_EQ(events.find("dd = ffffffff\npause 1\nclose flash") != events.npos, outcome.reset_fails) << place;
     }
     wire::reset();
   }

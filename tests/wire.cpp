@@ -52,16 +52,23 @@ Function *next(const char *name) {
 
 void note(const std::string &event) { log().events.push_back(event); }
 
-bool fails(const char *kind) {
+/// Counts a call. Returns whether it is the one to fail.
+bool count_call_of(const std::string &kind) {
   Wire &w = log();
-  const int nth = ++w.calls[kind], any = ++w.calls["any"];
-  return (w.failing == kind && nth == w.failing_call) || (w.failing == "any" && any == w.failing_call);
+  ++w.calls[kind];
+  return w.failing == kind && w.calls[kind] == w.failing_call;
+}
+
+bool count_call(const char *kind) {
+  const bool fails_of_its_kind = count_call_of(kind);
+  const bool fails_of_any = count_call_of("any");
+  return fails_of_its_kind || fails_of_any;
 }
 
 /// Stays out of "any": a call that a recording does not show.
-bool fails_unseen(const char *kind) {
+bool count_unseen_call(const char *kind) {
   const Pause pause;
-  return ++log().calls[kind] == log().failing_call && log().failing == kind;
+  return count_call_of(kind);
 }
 
 std::string hex(const void *bytes, size_t length) {
@@ -117,7 +124,8 @@ int send(int fd, unsigned long code, void *record) {
   const size_t length = record != nullptr ? record_length(number) : 0;
   const std::string before = hex(record, length);
   std::optional<int> answer;
-  if (fails("ioctl")) answer = -1;
+  const bool fails = count_call("ioctl");
+  if (fails) answer = -1;
   if (!answer && log().hook) answer = log().hook({node, number, record});
   const int result = answer ? *answer : next<int(int, unsigned long, ...)>("ioctl")(fd, code, record);
   if (code >> 8 != 0x400124) {
@@ -135,7 +143,7 @@ int send(int fd, unsigned long code, void *record) {
 }
 
 ssize_t moved(const char *kind, int fd, size_t length, const std::function<ssize_t()> &move) {
-  const bool refused = fails(kind);
+  const bool refused = count_call(kind);
   const ssize_t count = refused ? -1 : move();
   const int error = refused ? EIO : errno;
   note(format("%s %s %zx = %zx", kind, log().open[fd].c_str(), length, count));
@@ -210,8 +218,9 @@ int open(const char *path, int flags, ...) {
   static const char *const modes[] = {"r", "w", "rw"};
   std::string event = wire::format("open %s %s", node != nullptr ? node : "FILE", modes[flags & O_ACCMODE]);
   if (node != nullptr && (flags & ~O_ACCMODE) != 0) event += wire::format("+%x", flags & ~O_ACCMODE);
-  const bool fails = wire::fails("open");
-  const int fd = fails ? -1 : pass_on(), error = fails ? ENXIO : errno;
+  const bool fails = wire::count_call("open");
+  const int fd = fails ? -1 : pass_on();
+  const int error = fails ? ENXIO : errno;
   if (fd >= 0) log().open[fd] = node != nullptr ? node : "FILE";
   note(fd >= 0 ? event : event + " failed");
   errno = error;
@@ -240,7 +249,8 @@ off_t lseek(int fd, off_t offset, int whence) {
   if (!wire::recording) return next<off_t(int, off_t, int)>("lseek")(fd, offset, whence);
   const Pause pause;
   note(wire::format("seek %llx%s", static_cast<long long>(offset), whence == SEEK_SET ? "" : " not from the start"));
-  if (wire::fails("lseek")) return -1;
+  const bool fails = wire::count_call("lseek");
+  if (fails) return -1;
   return next<off_t(int, off_t, int)>("lseek")(fd, offset, whence);
 }
 
@@ -259,8 +269,10 @@ ssize_t write(int fd, const void *buffer, size_t length) {
 }
 
 int fstat(int fd, struct stat *status) noexcept {
-  if (wire::recording && wire::fails_unseen("fstat")) return -1;
-  return next<int(int, struct stat *)>("fstat")(fd, status);
+  auto *const real = next<int(int, struct stat *)>("fstat");
+  if (!wire::recording) return real(fd, status);
+  const bool fails = wire::count_unseen_call("fstat");
+  return fails ? -1 : real(fd, status);
 }
 
 int usleep(useconds_t microseconds) {
@@ -277,14 +289,18 @@ __attribute__((no_sanitize("address"), no_sanitize("undefined"))) void *malloc(s
   if (real == nullptr) real = reinterpret_cast<void *(*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
   // The switch's processor could not have more either, and a sanitizer takes a second for each gigabyte.
   constexpr size_t kMost = 0x40000000;
-  if (wire::recording && (size > kMost || wire::fails_unseen("malloc"))) return nullptr;
-  return real(size);
+  if (!wire::recording) return real(size);
+  if (size > kMost) return nullptr;
+  const bool fails = wire::count_unseen_call("malloc");
+  return fails ? nullptr : real(size);
 }
 
 __attribute__((no_sanitize("address"), no_sanitize("undefined"))) void *calloc(size_t count, size_t size) {
   static void *(*real)(size_t, size_t);
   if (real == nullptr) real = reinterpret_cast<void *(*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc"));
-  return wire::recording && wire::fails_unseen("malloc") ? nullptr : real(count, size);
+  if (!wire::recording) return real(count, size);
+  const bool fails = wire::count_unseen_call("malloc");
+  return fails ? nullptr : real(count, size);
 }
 
 int system(const char *line) {
@@ -293,7 +309,8 @@ int system(const char *line) {
   std::string event = wire::format("shell %s", line);
   if (!event.empty() && event.back() == '\n') event.pop_back();
   note(event);
-  return wire::fails("system") ? -1 : next<int(const char *)>("system")(line);
+  const bool fails = wire::count_call("system");
+  return fails ? -1 : next<int(const char *)>("system")(line);
 }
 
 int printf(const char *pattern, ...) {

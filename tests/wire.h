@@ -35,8 +35,8 @@ struct Request {
 void on_request(std::function<std::optional<int>(const Request &)> hook);
 
 /// Makes the nth call (from 1) of a kind fail while recording: "open", "ioctl", "lseek", "read", "write", "system",
-/// "malloc" (with calloc), "fstat" or "any", of which these two are no part. Open gives ENXIO, ioctl and fstat -1, read
-/// and write -1 with EIO, malloc null. Cleared by reset().
+/// "malloc" (with calloc), "fstat", or "any", which counts the calls of all kinds but malloc and fstat. Open gives ENXIO,
+/// ioctl and fstat -1, read and write -1 with EIO, malloc null. Cleared by reset().
 void fail_call(const std::string &kind, int nth);
 
 /// Calls of the kinds that fail_call can fail, in the recording so far.
