@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "captured.h"
+#include "../cli/captured.h"
 #include "tool.h"
 
 // Many command lines in one process, for test kits: a line of JSON asks for one, and a line of JSON answers.

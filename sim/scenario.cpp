@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "captured.h"
+#include "../cli/captured.h"
 #include "tool.h"
 
 // Scenarios: a file of timed acts. A line is a time in seconds and a command line of zelsim.

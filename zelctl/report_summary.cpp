@@ -1,16 +1,13 @@
 #include <algorithm>
 
-#include "../cli/text_stream.h"
+#include "../cli/captured.h"
 #include "report.h"
 
 /** The text that `print` makes of data. */
 static std::string printed(const Json &data) {
-  TextStream text;
-  FILE *const before = out;
-  out = text.file();
+  Captured captured(out);
   print(data, false);
-  out = before;
-  return text.text();
+  return captured.text();
 }
 
 /** A part of the summary.
@@ -34,11 +31,12 @@ static void add_standings(std::string &state, const Json &measured) {
   for (const std::string side : {"high", "low"}) {
     const std::string alarm = side + " alarm";
     const std::string warning = side + " warning";
-    const bool only_warning = !is_latched(alarm) && is_latched(warning);
-    const bool stands_there = standing == alarm || (standing == warning && only_warning);
-    if (stands_there) continue;
-    if (is_latched(alarm)) add_item(state, quantity + " " + alarm + " latched");
-    if (only_warning) add_item(state, quantity + " " + warning + " latched");
+    std::string worst;
+    if (is_latched(warning)) worst = warning;
+    if (is_latched(alarm)) worst = alarm;
+    // The state that is named already tells of it.
+    const bool is_told = standing == alarm || standing == worst;
+    if (!worst.empty() && !is_told) add_item(state, quantity + " " + worst + " latched");
   }
 }
 

@@ -1,8 +1,9 @@
-#pragma once
+/** @file
+ *  Text that a program writes to its own streams. */
+#ifndef ZELBOARD_CLI_CAPTURED_H
+#define ZELBOARD_CLI_CAPTURED_H
 
-#include "../cli/text_stream.h"
-
-namespace zelsim::tool {
+#include "text_stream.h"
 
 /** Replaces a stream, as long as this lives, and keeps the text that is written to it. The stream may be `stdout` or
  *  `stderr`: in glibc they are variables. */
@@ -21,4 +22,4 @@ class Captured {
   FILE *before_;
 };
 
-}  // namespace zelsim::tool
+#endif
