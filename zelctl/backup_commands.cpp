@@ -86,7 +86,7 @@ static void part_options(App *app, DumpOptions &options) {
 static void add_dump(App &flash) {
   const auto options = std::make_shared<DumpOptions>();
   App *app = command(flash, "dump", "The flash, or one part, into a file", "flash dump flash.bin --part 1 --of 2",
-                     announced([options] { dump_flash(*options); }));
+                     tells_if_interrupted([options] { dump_flash(*options); }));
   add_output_file(app, options->path);
   part_options(app, *options);
 }
@@ -103,7 +103,7 @@ static void add_restore_by_sum(App &flash) {
   const auto options = std::make_shared<RestoreOptions>();
   const auto sum = std::make_shared<uint32_t>();
   App *app = command(flash, "restore", "Programs a whole-flash dump whose byte sum is known",
-                     "flash restore flash.bin --sum 0x1fe3a5c0", announced([options, sum] {
+                     "flash restore flash.bin --sum 0x1fe3a5c0", tells_if_interrupted([options, sum] {
                        options->sum = *sum;
                        restore_flash(*options);
                      }));
@@ -115,14 +115,14 @@ static void add_restore_by_sum(App &flash) {
 static void add_backup(App &app) {
   const auto options = std::make_shared<DumpOptions>();
   App *backup = command(app, "backup", "The whole flash into a file, compared by its sum", "backup switch.bin",
-                        announced([options] { dump_flash(*options); }));
+                        tells_if_interrupted([options] { dump_flash(*options); }));
   add_output_file(backup, options->path);
 }
 
 static void add_restore(App &app) {
   const auto options = std::make_shared<RestoreOptions>();
   App *restore = command(app, "restore", "A backup into the flash", "restore switch.bin",
-                         announced([options] { restore_flash(*options); }));
+                         tells_if_interrupted([options] { restore_flash(*options); }));
   add_input_file(restore, options->path, "Dump of the flash");
   asks_first(restore);
 }

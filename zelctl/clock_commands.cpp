@@ -85,11 +85,12 @@ void add_clock_commands(App &app) {
   App *get = command_named(*family, "get");
   add_flag(get, "--held", *held, kHeldOption);
   App *set = command(*family, "set", "Sets the clock, and 24-hour mode", "clock set now",
-                     undivided([time] { set_clock(*time); }));
+                     holding_signals([time] { set_clock(*time); }));
   add_text(set, "TIME", *time, "YYYY-MM-DDTHH:MM:SS or now");
-  command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll", undivided(poll_clock));
-  command(*family, "12h", "Sets 12-hour mode", "clock 12h", undivided([] { set_hours(0); }));
-  command(*family, "24h", "Sets 24-hour mode", "clock 24h", undivided([] { set_hours(1); }));
+  command(*family, "poll", "Reads the chip and hands the time to the driver", "clock poll",
+          holding_signals(poll_clock));
+  command(*family, "12h", "Sets 12-hour mode", "clock 12h", holding_signals([] { set_hours(0); }));
+  command(*family, "24h", "Sets 24-hour mode", "clock 24h", holding_signals([] { set_hours(1); }));
 }
 
 void add_temperature_command(App &app) {

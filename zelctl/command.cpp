@@ -34,14 +34,14 @@ App *group(App &parent, const char *name, const char *what, const char *example,
 
 const Action &chosen_action() { return chosen; }
 
-Action announced(const Action &action) {
+Action tells_if_interrupted(const Action &action) {
   return [action] {
     say_when_ended("interrupted: nothing was changed");
     action();
   };
 }
 
-Action undivided(const Action &action) {
+Action holding_signals(const Action &action) {
   return [action] {
     hold_signals();
     action();

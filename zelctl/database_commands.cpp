@@ -148,7 +148,7 @@ static void write_database(const Database &database, const DatabaseOptions &opti
 static void add_reader(App &kind, const Database &database) {
   const auto options = std::make_shared<DatabaseOptions>();
   App *app = command(kind, "read", "Writes the database into a file", "db gen read gen.bin --partition 1",
-                     announced([&database, options] { read_database(database, *options); }));
+                     tells_if_interrupted([&database, options] { read_database(database, *options); }));
   add_output_file(app, options->path);
   if (database.copies > 1) add_number(app, "--partition", options->copy, "Copy (1)", 1, database.copies);
 }
@@ -156,7 +156,7 @@ static void add_reader(App &kind, const Database &database) {
 static void add_writer(App &kind, const Database &database) {
   const auto options = std::make_shared<DatabaseOptions>();
   App *app = command(kind, "write", "Stores a file as the database", "db gen write gen.bin --partition 1",
-                     announced([&database, options] { write_database(database, *options); }));
+                     tells_if_interrupted([&database, options] { write_database(database, *options); }));
   add_input_file(app, options->path, "File to store");
   add_allow_empty_option(app, options->allow_empty);
   if (database.copies > 1) add_number(app, "--partition", options->copy, "Copy (1)", 1, database.copies);

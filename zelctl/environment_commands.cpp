@@ -145,9 +145,9 @@ void add_environment_commands(App &app) {
   App *family = group(app, "env", "Boot environment variables", "env set pwrmode pwr2ac", "list", list_variables);
   App *get = command(*family, "get", "One variable", "env get pwrmode", [options] { show_variable(options->name); });
   App *set = command(*family, "set", "Sets a variable, verified", "env set pwrmode pwr2ac",
-                     announced([options] { set_variable(options->name, options->value); }));
+                     tells_if_interrupted([options] { set_variable(options->name, options->value); }));
   App *unset = command(*family, "unset", "Takes a variable out, verified", "env unset pwrmode",
-                       announced([options] { unset_variable(options->name); }));
+                       tells_if_interrupted([options] { unset_variable(options->name); }));
   for (App *leaf : {get, set, unset}) add_text(leaf, "NAME", options->name, "Variable, up to 80 bytes");
   add_text(set, "VALUE", options->value, "Value, up to 511 bytes");
 }

@@ -58,7 +58,7 @@ void add_firmware_commands(App &app) {
   const auto options = std::make_shared<FirmwareOptions>();
   App *family = command(app, "firmware", "Firmware images", "firmware write image.bin --partition 2");
   App *write = command(*family, "write", "Programs and verifies an image", "firmware write image.bin --partition 2",
-                       announced([options] { write_firmware(*options); }));
+                       tells_if_interrupted([options] { write_firmware(*options); }));
   common_arguments(write, *options);
   asks_first(write);
   add_allow_empty_option(write, options->allow_empty);

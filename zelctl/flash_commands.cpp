@@ -67,7 +67,7 @@ static void read_bytes(const ReadOptions &options) {
 static void add_read(App &flash) {
   const auto options = std::make_shared<ReadOptions>();
   App *app = command(flash, "read", "Reads bytes, or a whole region", "flash read 'Image 2' -o image.bin",
-                     announced([options] { read_bytes(*options); }));
+                     tells_if_interrupted([options] { read_bytes(*options); }));
   place_argument(app, options->place);
   add_number(app, "LENGTH", options->length, "Bytes (default: all of a region)", 1, chip_size(), Needed::Never);
   add_output_option(app, options->output);
@@ -107,7 +107,7 @@ static void write_bytes(const WriteOptions &options) {
 static void add_write(App &flash) {
   const auto options = std::make_shared<WriteOptions>();
   App *app = command(flash, "write", "Programs a file; erases nothing", "flash write 0x1ff0000 data.bin",
-                     announced([options] { write_bytes(*options); }));
+                     tells_if_interrupted([options] { write_bytes(*options); }));
   place_argument(app, options->place);
   add_input_file(app, options->path, "File to program");
   asks_first(app);
@@ -150,7 +150,7 @@ static void erase_sectors(const EraseOptions &options) {
 static void add_erase(App &flash) {
   const auto options = std::make_shared<EraseOptions>();
   App *app = command(flash, "erase", "Erases the sector at an address, or a region", "flash erase T --yes",
-                     announced([options] { erase_sectors(*options); }));
+                     tells_if_interrupted([options] { erase_sectors(*options); }));
   place_argument(app, options->place);
   add_number(app, "--sectors", options->sectors, "Sectors to erase (default: all of a region; 1 at an address)", 1,
              chip_size() / sector_size());

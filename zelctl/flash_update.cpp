@@ -115,7 +115,7 @@ void add_flash_update(App &flash) {
   const auto options = std::make_shared<UpdateOptions>();
   App *app =
       command(flash, "update", "Writes a file to the beginning of a region; erases and writes only sectors that differ",
-              "flash update I2 image.bin", announced([options] { update_region(*options); }));
+              "flash update I2 image.bin", tells_if_interrupted([options] { update_region(*options); }));
   add_checked(app, "REGION", options->region, "Region by code, or by name: see flash regions", region_codes(),
               check_region);
   add_input_file(app, options->path, "File to write");

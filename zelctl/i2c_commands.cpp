@@ -38,7 +38,7 @@ void add_i2c_commands(App &app) {
   App *read =
       command(*family, "read", "Reads from a device", "i2c read 0x40 2 1", [options] { read_device(*options); });
   App *write = command(*family, "write", "Writes to a device", "i2c write 0x40 2 0x44",
-                       undivided([options] { write_device(*options); }));
+                       holding_signals([options] { write_device(*options); }));
   for (App *leaf : {read, write}) {
     add_number(leaf, "ADDRESS", options->address, "Device address, 8-bit form", 0, 0xFF);
     add_number(leaf, "OFFSET", options->offset, "Register or memory address in the device", 0, 0xFFFFFFFF);
@@ -48,5 +48,5 @@ void add_i2c_commands(App &app) {
   add_bytes(write, "BYTES", options->values, "Bytes to write");
   command(*family, "busy", "The bus-busy flag", "i2c busy", [] { show(bus_busy()); });
   command(*family, "refresh", "Refreshes the bus", "i2c refresh",
-          undivided([] { require(FW_ReflashI2CBus(), "I2C bus"); }));
+          holding_signals([] { require(FW_ReflashI2CBus(), "I2C bus"); }));
 }

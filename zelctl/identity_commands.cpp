@@ -101,7 +101,7 @@ static void store_power_byte(uint32_t value) {
 static void add_name(App &family) {
   const auto options = std::make_shared<NameOptions>();
   App *app = command(family, "name", "Stores a model name", "identity name EDGE-1 --variant 2",
-                     announced([options] { store_name(*options); }));
+                     tells_if_interrupted([options] { store_name(*options); }));
   add_text(app, "NAME", options->name, "Name, up to 31 characters");
   add_number(app, "--variant", options->variant, "For this number of copper boards (default: as fitted)", 0,
              FW_SLOT_LAST);
@@ -110,14 +110,14 @@ static void add_name(App &family) {
 static void add_description(App &family) {
   const auto text = std::make_shared<std::string>();
   App *app = command(family, "describe", "Stores the description", "identity describe 'Hall 3, rack 7'",
-                     announced([text] { store_description(*text); }));
+                     tells_if_interrupted([text] { store_description(*text); }));
   add_text(app, "TEXT", *text, "Description, up to 255 characters");
 }
 
 static void add_power_byte(App &family) {
   const auto value = std::make_shared<uint32_t>();
   App *app = command(family, "power-byte", "Stores the power-mode byte", "identity power-byte 3",
-                     announced([value] { store_power_byte(*value); }));
+                     tells_if_interrupted([value] { store_power_byte(*value); }));
   add_number(app, "BYTE", *value, "Value", 0, 255);
 }
 

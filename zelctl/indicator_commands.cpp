@@ -84,7 +84,7 @@ static void add_leds(App &app) {
   App *get = command(*family, "get", "One LED", "led get system", [options] { show(led_record(options->led)); });
   add_choice(get, "LED", options->led, "LED", names);
   App *set = command(*family, "set", "Sets one LED", "led set power1 on --mirror",
-                     undivided([options] { set_led(*options); }));
+                     holding_signals([options] { set_led(*options); }));
   add_choice(set, "LED", options->led, "LED", names);
   add_choice(set, "VALUE", options->value, "State", {{"off", FW_LED_OFF}, {"on", FW_LED_ON}, {"blink", FW_LED_BLINK}});
   add_flag(set, "--mirror", options->mirror, "Set the serial-GPIO chain too (the system and alarm LEDs always do)");
@@ -94,7 +94,7 @@ static void add_relay(App &app) {
   const auto state = std::make_shared<uint32_t>();
   App *family = group(app, "relay", "Alarm relay", "relay set 1", "get", [] { show(relay()); });
   App *set = command(*family, "set", "Switches the relay", "relay set 0",
-                     undivided([state] { require(FW_SetAlarmRelay(*state), "alarm relay"); }));
+                     holding_signals([state] { require(FW_SetAlarmRelay(*state), "alarm relay"); }));
   add_number(set, "STATE", *state, "0 or 1", 0, 1);
 }
 
@@ -108,7 +108,7 @@ static void test_lamps(uint32_t mode) {
 static void add_lamp_test(App &app) {
   const auto mode = std::make_shared<uint32_t>();
   App *test = command(app, "lamp-test", "Lights test positions of the serial-GPIO chain, which gives no answer",
-                      "lamp-test 1", undivided([mode] { test_lamps(*mode); }));
+                      "lamp-test 1", holding_signals([mode] { test_lamps(*mode); }));
   add_number(test, "MODE", *mode, "0 to 2: one of the groups; 3: none", 0, 3);
 }
 

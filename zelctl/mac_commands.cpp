@@ -48,6 +48,6 @@ void add_mac_commands(App &app) {
   App *family = group(app, "mac-backup", "MAC address backup", "mac-backup set 00:11:22:33:44:55", "get",
                       [] { show(mac_backup()); });
   App *set = command(*family, "set", "Stores 17 bytes", "mac-backup set 00:11:22:33:44:55",
-                     announced([text] { store_mac(*text); }));
+                     tells_if_interrupted([text] { store_mac(*text); }));
   add_text(set, "MAC", *text, "As 00:11:22:33:44:55, or any 17 bytes as 34 hexadecimal digits");
 }

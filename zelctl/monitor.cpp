@@ -72,12 +72,12 @@ using Clock = std::chrono::steady_clock;
 
 /** Waits, while the operator's commands go on. Looks for a signal even if the time is over already: a round can take longer
  *  than its interval.
- *  @param gone  a descriptor that reports an error when nobody reads the events any more; -1 = none
+ *  @param output_fd  a descriptor that reports an error when nobody reads the events any more; -1 = none
  *  @return false if a signal has come, or nobody reads the events any more */
-static bool wait_until(Clock::time_point until, int signals, int gone, EventCommands &commands) {
+static bool wait_until(Clock::time_point until, int signals, int output_fd, EventCommands &commands) {
   using namespace std::chrono;
   constexpr milliseconds kLongestWhileBusy(50);
-  pollfd events[] = {{signals, POLLIN, 0}, {gone, 0, 0}};
+  pollfd events[] = {{signals, POLLIN, 0}, {output_fd, 0, 0}};
   for (;;) {
     commands.step();
     auto pause = std::max(ceil<milliseconds>(until - Clock::now()), milliseconds(0));
@@ -105,7 +105,7 @@ static void monitor(const MonitorOptions &options) {
   Listeners listeners(options);
   hold_signals();  // a signal is looked for between two rounds, so that it interrupts no request
   const int signals = held_signals();
-  const int gone = options.to_journal ? -1 : fileno(out);
+  const int output_fd = options.to_journal ? -1 : fileno(out);
   const auto end = options.lifetime == 0 ? Clock::time_point::max() : Clock::now() + seconds(options.lifetime);
   BoardChanges changes(options.hot, options.initial, [&](const Event &event) { listeners.tell(event); });
   auto next = Clock::now();
@@ -113,7 +113,7 @@ static void monitor(const MonitorOptions &options) {
     changes.look();
     std::fflush(out);
     next = std::max(next + milliseconds(options.interval), Clock::now());
-    const bool goes_on = wait_until(std::min(next, end), signals, gone, listeners.commands());
+    const bool goes_on = wait_until(std::min(next, end), signals, output_fd, listeners.commands());
     const bool is_over = end <= next;
     if (!goes_on || is_over) break;
   }

@@ -93,8 +93,8 @@ void add_port_commands(App &app) {
           [] { show(ports(ReadSignals::All)); });
   const auto options = std::make_shared<CageOptions>();
   App *cage = command(app, "cage", "One cage's signals, or its transmitter", "cage 5 --tx-disable on",
-                      undivided([options] { show_or_switch_cage(*options); }));
+                      holding_signals([options] { show_or_switch_cage(*options); }));
   add_number(cage, "PORT", options->port, "Port", 0, FW_PORT_LAST, Needed::Never);
   add_choice(cage, "--tx-disable", options->tx_disable, "Switch the module's transmitter: on = disabled", kOnOff);
-  command(*cage, "init", "Initialises the expanders: every transmitter off", "cage init", undivided(init_cages));
+  command(*cage, "init", "Initialises the expanders: every transmitter off", "cage init", holding_signals(init_cages));
 }

@@ -77,7 +77,7 @@ static void add_registers(App &app) {
                      [options] { get_register(options->address); });
   add_number(get, "ADDRESS", options->address, "Register address", 0, kAnyWord);
   App *set = command(*family, "set", "Writes a register", "register set 0x5000010 0xab",
-                     undivided([options] { set_register(options->address, options->value); }));
+                     holding_signals([options] { set_register(options->address, options->value); }));
   add_number(set, "ADDRESS", options->address, "Register address", 0, kAnyWord);
   add_number(set, "VALUE", options->value, "Value", 0, kAnyWord);
 }
@@ -111,7 +111,7 @@ static void add_phys(App &app) {
   App *get = command(*family, "get", "Reads a PHY register", "phy get 3 1",
                      [options] { show(phy_register(options->port, options->number)); });
   App *set = command(*family, "set", "Writes a PHY register, and reads it back", "phy set 3 0x16 0x1",
-                     undivided([options] { set_phy_register(*options); }));
+                     holding_signals([options] { set_phy_register(*options); }));
   for (App *leaf : {get, set}) {
     add_number(leaf, "PORT", options->port, "Switch port", 0, FW_PHY_PORT_LAST);
     add_number(leaf, "REGISTER", options->number, "PHY register", 0, 31);

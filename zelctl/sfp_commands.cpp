@@ -168,7 +168,7 @@ static void add_show(App &family) {
 static void add_phy(App &family) {
   const auto options = std::make_shared<ModulePhyOptions>();
   App *app = command(family, "phy", "PHY registers of a copper module; its transmitter is switched on",
-                     "sfp phy 3 0 0x9140", undivided([options] { access_registers(*options); }));
+                     "sfp phy 3 0 0x9140", holding_signals([options] { access_registers(*options); }));
   add_port_argument(app, options->port);
   add_number(app, "REGISTER", options->number, "Register (default: all that have names)", 0, 31, Needed::Never);
   add_number(app, "VALUE", options->value, "Value to write", 0, 0xFFFF, Needed::Never);
@@ -177,7 +177,7 @@ static void add_phy(App &family) {
 static void add_sgmii(App &family) {
   const auto port = std::make_shared<uint32_t>();
   App *app = command(family, "sgmii", "Puts a copper module's PHY into SGMII mode", "sfp sgmii 3",
-                     undivided([port] { set_sgmii(*port); }));
+                     holding_signals([port] { set_sgmii(*port); }));
   add_port_argument(app, *port);
 }
 

@@ -25,10 +25,12 @@ static void show_watchdog_flag() { show(record("start_at_boot", ask_environment(
 static void add_watchdog(App &app) {
   App *family = group(app, "watchdog", "Hardware watchdog", "watchdog enable", "status", show_watchdog);
   command(*family, "flag", "Whether the boot environment starts it", "watchdog flag", show_watchdog_flag);
-  command(*family, "enable", "Enables it", "watchdog enable", undivided([] { require(FW_Wdt_Enable(), "watchdog"); }));
-  command(*family, "toggle", "Toggles it", "watchdog toggle", undivided([] { require(FW_Wdt_Toggle(), "watchdog"); }));
+  command(*family, "enable", "Enables it", "watchdog enable",
+          holding_signals([] { require(FW_Wdt_Enable(), "watchdog"); }));
+  command(*family, "toggle", "Toggles it", "watchdog toggle",
+          holding_signals([] { require(FW_Wdt_Toggle(), "watchdog"); }));
   command(*family, "stop", "Stops toggling", "watchdog stop",
-          undivided([] { require(FW_Wdt_Toggle_Stop(), "watchdog"); }));
+          holding_signals([] { require(FW_Wdt_Toggle_Stop(), "watchdog"); }));
 }
 
 /* ---- flags of all processes ---- */
@@ -62,7 +64,7 @@ static void add_flags(App &app) {
   const auto options = std::make_shared<FlagOptions>();
   App *family =
       group(app, "flags", "System flags of all processes", "flags set diagnostic on", "show", [] { show(flags()); });
-  App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", undivided([options] {
+  App *set = command(*family, "set", "Sets a flag", "flags set diagnostic on", holding_signals([options] {
     const auto store = options->flag == kDiagnostic ? FW_SetSystemDiagFlag : FW_SetFlashAccessFlag;
     require(store(options->state), "flag");
   }));

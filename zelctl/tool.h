@@ -25,14 +25,13 @@ struct Settings {
 };
 extern Settings settings;
 
+/** What a command does. A signal ends it with the line "interrupted", unless one of the next two functions wraps it. */
 using Action = std::function<void()>;
-/* What a signal does to a command that only reads: the line "interrupted", and the end. */
-
 /** For an action that writes the flash or a file. If a signal ends it before it writes, a line says that nothing was
  *  changed. The action itself holds signals before it writes. */
-Action announced(const Action &action);
+Action tells_if_interrupted(const Action &action);
 /** For an action that changes something on the board with few requests. A signal waits until all of them are made. */
-Action undivided(const Action &action);
+Action holding_signals(const Action &action);
 using Choices = std::vector<std::pair<std::string, uint32_t>>;
 inline const Choices kOnOff{{"off", 0}, {"on", 1}};
 
