@@ -107,6 +107,12 @@ const Attached *environment_board() {
   return nullptr;
 }
 
+// Everything but the rules that may be half done is checked when it is used.
+void recover_lock(Board &board) {
+  count_rules(board);
+  pthread_mutex_consistent(&board.mutex);
+}
+
 // A sleeper that was killed costs one needless wake-up.
 void announce_change(Board &board) {
   __atomic_add_fetch(&board.watch.changes, 1, __ATOMIC_SEQ_CST);
@@ -119,9 +125,8 @@ void await_change(Board &board, uint32_t seen, const timespec &at_most) {
 }
 
 Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
-  if (pthread_mutex_lock(&board_.mutex) != EOWNERDEAD) return;
-  count_rules(board_);  // everything else that may be half done is checked when it is used
-  pthread_mutex_consistent(&board_.mutex);
+  bool holder_has_died = pthread_mutex_lock(&board_.mutex) == EOWNERDEAD;
+  if (holder_has_died) recover_lock(board_);
 }
 
 Guard::~Guard() {

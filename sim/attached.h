@@ -29,6 +29,9 @@ void make_shared_mutex(pthread_mutex_t &mutex, int type = PTHREAD_MUTEX_NORMAL);
  *  is not set, and ENXIO, after one line on stderr, if the board is unusable. */
 const Attached *environment_board();
 
+/** Makes the board's lock usable again, for one who got it because its holder has died. */
+void recover_lock(Board &board);
+
 /** Wakes those who watch the board. */
 void announce_change(Board &board);
 

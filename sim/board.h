@@ -119,6 +119,8 @@ void set_clock(Board &board, int64_t seconds);
 constexpr size_t kClockTimeBytes = 7;
 /** The time in real-time data, in seconds as above. */
 int64_t clock_reading(const uint8_t *fields);
+/** The weekday that the chip keeps, counted from the one of its date. */
+uint8_t weekday_shift(int weekday, const std::tm &date);
 /** The number of the weekday in real-time data. */
 int clock_weekday(const uint8_t *fields);
 

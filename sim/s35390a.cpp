@@ -76,7 +76,7 @@ void write_time(Board &board, const uint8_t *field) {
   if (afternoon) then.tm_hour += 12;
   set_clock(board, timegm(&then));  // timegm carries a 31 April on to 1 May
   int weekday = decode(field[Weekday], 0x07, 0, 6);
-  clock.weekday_shift = static_cast<uint8_t>((weekday - then.tm_wday + 7) % 7);
+  clock.weekday_shift = weekday_shift(weekday, then);
 }
 
 void write_status(Board &board, uint8_t value) {
@@ -133,6 +133,8 @@ int64_t clock_reading(const uint8_t *fields) {
   if (afternoon) time.tm_hour += 12;
   return timegm(&time);
 }
+
+uint8_t weekday_shift(int weekday, const tm &date) { return static_cast<uint8_t>((weekday - date.tm_wday + 7) % 7); }
 
 int clock_weekday(const uint8_t *fields) { return decode(fields[Weekday], 0x07, 0, 6); }
 

@@ -15,7 +15,6 @@
 #include "fresh_folder.h"
 #include "image_file.h"
 #include "nodes.h"
-#include "rules.h"
 #include "system_calls.h"
 #include "tool.h"
 
@@ -83,8 +82,7 @@ class Quiet {
     timespec end = time_after(kPatienceNs);
     int locked = pthread_mutex_timedlock(&board_.mutex, &end);
     if (locked == EOWNERDEAD) {
-      count_rules(board_);
-      pthread_mutex_consistent(&board_.mutex);
+      recover_lock(board_);
     } else if (locked != 0) {
       throw Failure("a program is in a request: try again when it is done");
     }

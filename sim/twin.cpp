@@ -113,7 +113,7 @@ class Twin {
         set_clock(board_, chip);
       }
       int weekday = clock_weekday(registers.data());
-      clock.weekday_shift = static_cast<uint8_t>((weekday - std::gmtime(&chip)->tm_wday + 7) % 7);
+      clock.weekday_shift = weekday_shift(weekday, *std::gmtime(&chip));
     }
     build_held_clock();
   }
