@@ -26,19 +26,32 @@ bool libc_answers_system() {
   return behind_us == object_of(next_function("gnu_get_libc_version"));
 }
 
-// True if the first debugCmd in PATH is the recorder's.
-bool finds_our_tool() {
+// A folder of PATH. No NUL ends its text.
+struct PathFolder {
+  const char *text;
+  int length;
+};
+
+bool is_of_recorder(const PathFolder &folder) {
   const char *tools = variable(kRecordToolsVariable);
-  const int tools_length = static_cast<int>(strlen(tools));
-  bool is_ours = false;
-  any_folder_in_path([&](const char *folder, int length) {
-    is_ours = length == tools_length && strncmp(folder, tools, strlen(tools)) == 0;
-    if (is_ours) return true;
-    char file[PATH_MAX];
-    snprintf(file, sizeof file, "%.*s/debugCmd", length, folder);
-    return access(file, X_OK) == 0;
+  auto length = static_cast<int>(strlen(tools));
+  return folder.length == length && strncmp(folder.text, tools, strlen(tools)) == 0;
+}
+
+bool has_tool(const PathFolder &folder) {
+  char file[PATH_MAX];
+  snprintf(file, sizeof file, "%.*s/debugCmd", folder.length, folder.text);
+  return access(file, X_OK) == 0;
+}
+
+// True if the first debugCmd in PATH is the recorder's, whose folder counts whatever is in it.
+bool finds_our_tool() {
+  PathFolder first = {};
+  bool is_found = any_folder_in_path([&](const char *text, int length) {
+    first = {text, length};
+    return is_of_recorder(first) || has_tool(first);
   });
-  return is_ours;
+  return is_found && is_of_recorder(first);
 }
 
 // True if a shell starts the recorder's debugCmd for this line.

@@ -140,20 +140,20 @@ bool is_command(const CommandRow &row, const std::string &first, const std::stri
 std::vector<CommandRow> commands_for(const std::string &first, const std::string &second) {
   bool asks_version = first == "--version";
   if (asks_version) return {};
-  std::vector<CommandRow> group;   // the group, or the one command
-  std::vector<CommandRow> chosen;  // the command in the group
-  std::vector<CommandRow> parts;   // all commands in the group
+  std::vector<CommandRow> meant;       // the command, or the group's own row
+  std::vector<CommandRow> meant_part;  // the command in the group
+  std::vector<CommandRow> all_parts;   // all commands in the group
   for (const CommandRow &row : all_commands()) {
     bool is_part = std::string(row.name).starts_with(first + " ");
     bool is_meant = is_command(row, first, second);
-    if (is_part) parts.push_back(row);
-    if (is_meant && is_part) chosen.push_back(row);
-    if (is_meant && !is_part) group.push_back(row);
+    if (is_part) all_parts.push_back(row);
+    if (is_meant && is_part) meant_part.push_back(row);
+    if (is_meant && !is_part) meant.push_back(row);
   }
-  if (group.empty()) return all_commands();
-  const std::vector<CommandRow> &others = chosen.empty() ? parts : chosen;
-  group.insert(group.end(), others.begin(), others.end());
-  return group;
+  if (meant.empty()) return all_commands();
+  const std::vector<CommandRow> &parts = meant_part.empty() ? all_parts : meant_part;
+  meant.insert(meant.end(), parts.begin(), parts.end());
+  return meant;
 }
 
 // Commands that make or remove files of a board: a signal waits until they have done so.
