@@ -188,7 +188,7 @@ static void draw_texts(Canvas &canvas, const PanelState &state) {
 static std::vector<layout::Look> legend_of(const PanelState &state) {
   std::vector<layout::Look> looks(std::begin(layout::kLooks), std::end(layout::kLooks));
   if (!knows_links(state)) return looks;
-  looks.pop_back();  // ports that only say that they are copper
+  std::erase_if(looks, [](const layout::Look &look) { return look.glyph == layout::kCopper.glyph; });
   looks.push_back(layout::kCopperLink);
   looks.push_back(layout::kNoCopperLink);
   return looks;

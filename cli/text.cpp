@@ -162,6 +162,13 @@ std::string first_characters(const std::string &text, size_t most) {
   return first;
 }
 
+/** Where a full line is cut within a word: behind its last blank, else behind its last bar, else at its end. */
+static size_t cut_place(const std::string &line, size_t last_blank, size_t last_bar) {
+  if (last_blank != std::string::npos) return last_blank + 1;
+  if (last_bar != std::string::npos) return last_bar + 1;
+  return line.size();
+}
+
 std::vector<std::string> wrapped(const std::string &text, size_t width) {
   std::vector<std::string> lines(1);
   size_t last_blank = std::string::npos;  // of the line in work
@@ -170,9 +177,7 @@ std::vector<std::string> wrapped(const std::string &text, size_t width) {
     const bool full = begins_character(c) && length_of(lines.back()) == width;
     if (full) {
       std::string &line = lines.back();
-      const size_t place = last_blank != std::string::npos ? last_blank : last_bar;
-      const bool between_words = c == ' ' || place == std::string::npos;
-      const size_t cut = between_words ? line.size() : place + 1;
+      const size_t cut = c == ' ' ? line.size() : cut_place(line, last_blank, last_bar);
       std::string rest = line.substr(cut);
       line.erase(cut);
       lines.push_back(std::move(rest));
