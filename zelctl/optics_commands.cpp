@@ -28,25 +28,32 @@ constexpr QuantityColumn kQuantityColumns[] = {{"temperature", "temperature_cels
                                                {"rx_power", "rx_power_dbm"}};
 static_assert(std::size(kQuantityColumns) == kQuantities);
 
-static std::string column_of(size_t quantity) {
-  const QuantityColumn &column = kQuantityColumns[quantity];
+static std::string shown_name(const QuantityColumn &column) {
   return settings.json ? column.for_programs : column.for_people;
+}
+
+/** The column of a quantity. People see its key. */
+static std::string column_of(const std::string &key) {
+  for (const QuantityColumn &column : kQuantityColumns) {
+    if (column.for_people == key) return shown_name(column);
+  }
+  throw std::logic_error("no column for " + key);
 }
 
 /** A row of the table of all modules, without values. */
 static Json empty_row(uint32_t port) {
   Json row = record("port", port, "module", nullptr, "diagnostics", "none");
-  for (size_t quantity = 0; quantity < kQuantities; ++quantity) row[column_of(quantity)] = nullptr;
+  for (const QuantityColumn &column : kQuantityColumns) row[shown_name(column)] = nullptr;
   row["alarms"] = Json::array();
   row["warnings"] = Json::array();
   return row;
 }
 
 /** Adds a value, and the limits that it has crossed: as "rx_power_low". */
-static void add_measurement(Json &row, const std::string &column, const Measurement &measurement) {
+static void add_measurement(Json &row, const Measurement &measurement) {
   const std::string key = measurement.key;
   const Crossed crossed = limits_crossed(measurement);
-  if (is_known(measurement)) row[column] = people_number(measurement, measurement.value);
+  if (is_known(measurement)) row[column_of(key)] = people_number(measurement, measurement.value);
   if (crossed.high_alarm) row["alarms"].push_back(key + "_high");
   if (crossed.low_alarm) row["alarms"].push_back(key + "_low");
   if (crossed.high_warning) row["warnings"].push_back(key + "_high");
@@ -66,7 +73,7 @@ static void fill_row(Json &row, uint32_t port) {
   const Diagnostics found = diagnostics_in(identification, measured);
   row["diagnostics"] = found.ready ? calibration_name(found) : "not ready";
   if (!found.ready) return;
-  for (size_t i = 0; i < found.measured.size(); ++i) add_measurement(row, column_of(i), found.measured[i]);
+  for (const Measurement &measurement : found.measured) add_measurement(row, measurement);
 }
 
 /** A row for each port with a module. A value that cannot be read stays empty; the command fails after all rows. */
