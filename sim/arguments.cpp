@@ -62,11 +62,18 @@ uint32_t parse_time(const std::string &text) {
 
 }  // namespace
 
+// The row with the longest key that the name begins with: "STATE=" rather than "STATE".
 const Argument &argument_of(const std::string &name) {
+  const Argument *found = &kAnyFile;
+  size_t length = 0;
   for (const Argument &row : kArguments) {
-    if (name.starts_with(row.name)) return row;
+    const std::string_view key = row.name;
+    bool is_longer = key.size() > length;
+    if (!is_longer || !name.starts_with(key)) continue;
+    found = &row;
+    length = key.size();
   }
-  return kAnyFile;
+  return *found;
 }
 
 std::string values_of(const Argument &argument) {
