@@ -23,57 +23,81 @@ _zelboard_targets() {
 # board is not there, any other one has the same paths.
 _zelboard_paths() {
   local before= answer
-  [[ $1 != *.* ]] || before=${1%.*}.
+  if [[ $1 == *.* ]]; then before=${1%.*}.; fi
   answer=$(zelsim get "${board[@]}" "$before?" 2>&1)
-  [[ $answer == *" is not in: "* ]] ||
+  if [[ $answer != *" is not in: "* ]]; then
     answer=$(zelsim get --board "$(_zelboard_names board list | head -n 1)" "$before?" 2>&1)
+  fi
   sed -n '/.* is not in: /{s///; s/, /\n/g; p}' <<<"$answer" | sed "/^-$/d; s/^/$before/"
 }
 
 # Results of `zelsim fail` that go with the target which was typed.
 _zelboard_results() {
-  local target unfit=" NUMBER hangs nonsense closed "
+  local target word unfit=" NUMBER hangs nonsense closed "
   for target in "${typed[@]}"; do
     case $target in
       debugCmd*) unfit=" NUMBER closed " ;;
       *:open*) unfit=" NUMBER hangs nonsense " ;;
     esac
   done
-  for word in $(_zelboard_words); do [[ $unfit == *" $word "* ]] || echo "$word"; done
+  for word in $(_zelboard_words); do
+    if [[ $unfit != *" $word "* ]]; then echo "$word"; fi
+  done
 }
 
 # What an option takes, as the help says it behind a single blank; nothing for a switch.
-_zelboard_type() { [[ $1 != -* ]] || sed -nE "s/^  (-.*,)?$1(,[^ ]*)? ([^ ]+).*/\3/p" <<<"$help"; }
+_zelboard_type() {
+  if [[ $1 == -* ]]; then sed -nE "s/^  (-.*,)?$1(,[^ ]*)? ([^ ]+).*/\3/p" <<<"$help"; fi
+}
 
-_zelboard() {
-  local tool=$1 current previous help words word i given=0
-  local -a path=() typed=() board=()
-  # The shell takes a colon for the end of a word: what it cut is one word here.
+# Whether a word is one of the commands that the help lists.
+_zelboard_is_command() {
+  [[ $1 == [a-z0-9]* ]] && grep -qE "^  ([^ ]+, )*$1(, [^ ]+)*  " <<<"${help#*Subcommands:}"
+}
+
+# Whether a word, by the one before it, is an argument: no option and no option's value.
+_zelboard_is_argument() { [[ $1 != [-=]* && $2 != = && -z $(_zelboard_type "$2") ]]; }
+
+# Sets `typed`. The shell takes a colon for the end of a word: what it cut is one word here.
+_zelboard_join_words() {
+  local i word
   for ((i = 0; i <= COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
-    if ((i > 0)) && [[ $word == : || ${typed[-1]} == *: ]]; then typed[-1]+=$word; else typed+=("$word"); fi
+    if ((i > 0)) && [[ $word == : || ${typed[-1]} == *: ]]; then
+      typed[-1]+=$word
+    else
+      typed+=("$word")
+    fi
   done
-  current=${typed[-1]} previous=${typed[-2]}
-  help=$(_zelboard_help "$tool") || return
+}
+
+# Goes along `typed`. Sets `path`, the commands; `help`, the last command's; `given`, how many arguments it has already;
+# `board`, the option with its value; and `program`, the place where another program's command line begins.
+_zelboard_walk_commands() {
+  local i word before
   for ((i = 1; i < ${#typed[@]} - 1; i++)); do
     word=${typed[i]}
-    [[ ${typed[i - 1]} != --board ]] || board=(--board "$word")
+    before=${typed[i - 1]}
+    if [[ $before == --board ]]; then board=(--board "$word"); fi
     if [[ $word == -- ]]; then
-      # Behind "zelsim run --" stands another program with a completion of its own.
-      _zelboard_program "$((i + 1))"
+      program=$((i + 1))
       return
     fi
-    if ! [[ $word == [a-z0-9]* ]] || ! grep -qE "^  ([^ ]+, )*$word(, [^ ]+)*  " <<<"${help#*Subcommands:}"; then
-      [[ $word == [-=]* || ${typed[i - 1]} == = || -n $(_zelboard_type "${typed[i - 1]}") ]] || ((++given))
-      continue
+    if _zelboard_is_command "$word"; then
+      path+=("$word")
+      given=0
+      help=$(_zelboard_help "$tool" "${path[@]}") || return
+    elif _zelboard_is_argument "$word" "$before"; then
+      ((++given))
     fi
-    path+=("$word") given=0
-    help=$(_zelboard_help "$tool" "${path[@]}") || return
   done
-  # What comes next: an option's value, or an argument by its number.
-  local next=$given IFS=$' \t\n'
-  [[ $current != -* ]] || next=
-  [[ $previous != = && -z $(_zelboard_type "$previous") ]] || next=$previous
+}
+
+# Sets `words`: what may come next, as an option's value or as an argument by its number.
+_zelboard_offer() {
+  local next=$given
+  if [[ $current == -* ]]; then next=; fi
+  if [[ $previous == = || -n $(_zelboard_type "$previous") ]]; then next=$previous; fi
   case ${path[*]}/$next in
     */--board | delete/0 | reset/0 | serve/0) words=$(_zelboard_names board list) ;;
     load/0 | save/0 | forget/0) words=$(_zelboard_names state states "${board[@]}") ;;
@@ -90,12 +114,38 @@ _zelboard() {
     fail/--result) words=$(_zelboard_results) ;;
     *) words=$(_zelboard_words) ;;
   esac
+}
+
+# Hands to the shell those of `words` that begin as the current word does.
+_zelboard_reply() {
+  local i behind
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
   for i in "${!COMPREPLY[@]}"; do COMPREPLY[i]=$(printf %q "${COMPREPLY[i]}"); done
   # The word goes on: a path's next part, a node's request.
-  [[ ${path[*]} != get && ${path[*]} != fail ]] || compopt -o nospace 2>/dev/null
+  if [[ ${path[*]} == get || ${path[*]} == fail ]]; then compopt -o nospace 2>/dev/null; fi
   # The shell replaces only what stands behind the colon.
-  [[ $current != *:* ]] || COMPREPLY=("${COMPREPLY[@]#"${current%"${current##*:}"}"}")
+  if [[ $current == *:* ]]; then
+    behind=${current##*:}
+    COMPREPLY=("${COMPREPLY[@]#"${current%"$behind"}"}")
+  fi
+}
+
+# The functions above read and set its variables.
+_zelboard() {
+  local tool=$1 current previous help words='' program='' given=0 IFS=$' \t\n'
+  local -a path=() typed=() board=()
+  _zelboard_join_words
+  current=${typed[-1]}
+  previous=${typed[-2]}
+  help=$(_zelboard_help "$tool") || return
+  _zelboard_walk_commands || return
+  if [[ -n $program ]]; then
+    # Behind "zelsim run --" stands another program with a completion of its own.
+    _zelboard_program "$program"
+    return
+  fi
+  _zelboard_offer
+  _zelboard_reply
 }
 
 # The values that the option before takes, the options, or the commands and the next argument's values. Where an argument
