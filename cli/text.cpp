@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdarg>
 #include <locale>
 
@@ -47,8 +48,10 @@ std::string format(const char *pattern, ...) {
   return text;
 }
 
+// A tie such as 6.5535 is a little less or a little more as a binary number: it is rounded as the decimal number that it means.
 std::string decimal_text(double number, int decimals) {
-  const std::string text = format("%.*f", decimals, number);
+  const double scale = std::pow(10, decimals);
+  const std::string text = format("%.*f", decimals, std::round(number * scale) / scale);
   const bool is_zero = text.find_first_not_of("-0.") == std::string::npos;
   if (is_zero && text.starts_with('-')) return text.substr(1);
   return text;

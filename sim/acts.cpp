@@ -56,7 +56,7 @@ std::string command_text(const CommandRow &row, const CommandLine &line) {
     for (const std::string &word : line.words) text += ' ' + word;
   }
   if (!line.result.empty()) text += " --result " + line.result;
-  if (line.count != "0") text += " --count " + line.count;
+  if (!line.count.empty()) text += " --count " + line.count;
   if (line.skip != "0") text += " --skip " + line.skip;
   if (!line.probability.empty()) text += " --probability " + line.probability;
   if (line.seed != "0") text += " --seed " + line.seed;

@@ -2,6 +2,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -38,15 +39,28 @@ bool is_text(const std::string &bytes) {
   }
 }
 
+bool is_list_of_texts(const Json &value) {
+  return value.is_array() && std::ranges::all_of(value, [](const Json &word) { return word.is_string(); });
+}
+
+/** The text of a field, empty where it is missing. */
+std::string text_of_field(const Json &asked, const char *name) {
+  if (!asked.contains(name)) return {};
+  if (!asked[name].is_string()) throw Failure(std::string(name) + ": not a text");
+  return asked[name].get<std::string>();
+}
+
 Json answer_to(const Json &asked) {
-  const Words words = asked.at("words").get<Words>();
+  if (!asked.is_object()) throw Failure("line: not a JSON object");
+  if (!asked.contains("words") || !is_list_of_texts(asked["words"])) throw Failure("words: not a list of texts");
+  const Words words = asked["words"].get<Words>();
   if (!words.empty() && takes_the_process(words[0]))
     throw Failure(words[0] + ": cannot run in a batch, because it takes over the process");
-  if (asked.contains("folder")) {
-    auto folder = asked["folder"].get<std::string>();
+  const std::string folder = text_of_field(asked, "folder");
+  if (!folder.empty()) {
     check(chdir(folder.c_str()) == 0, "folder: cannot change to '" + folder + "'");
   }
-  give_input(asked.value("input", ""));
+  give_input(text_of_field(asked, "input"));
   Captured printed(stdout);
   Captured output(out);
   Captured errors(stderr);
@@ -63,7 +77,7 @@ Json answer_to(const Json &asked) {
 
 Json answer_line(const std::string &line) {
   try {
-    return answer_to(Json::parse(line));
+    return answer_to(Json::parse(line, nullptr, false));
   } catch (const std::exception &error) {
     return {{"status", 2}, {"output", ""}, {"error", std::string("zelsim: ") + error.what() + "\n"}};
   }

@@ -87,7 +87,7 @@ void add_serve_options(CLI::App &serve, CommandLine &line) {
 void add_fail_options(CLI::App &fail, CommandLine &line) {
   fail.add_flag("--requests", line.requests, "list what can fail: requests by node, and the fields of their records");
   fail.add_flag("--list", line.list, "list the faults that stand");
-  fail.add_option("--count", line.count, "fail N times only")->type_name("N");
+  fail.add_option("--count", line.count, "fail N times only, 1 or more; default: always")->type_name("N");
   fail.add_option("--skip", line.skip, "skip the first N calls")->type_name("N");
   fail.add_option("--probability", line.probability, "fail by chance; 0.05: one call in twenty")->type_name("0-1");
   fail.add_option("--seed", line.seed, "start of the random numbers: the same seed strikes the same calls; default: 0")

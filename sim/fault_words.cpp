@@ -130,7 +130,7 @@ FaultRule rule_of(const CommandLine &line) {
   bool closes_node = rule.effect == Effect::Closed && rule.target.kind == Call::AllButOpen;
   if (closes_node) rule.target.kind = Call::Open;
   check_effect(rule.effect, rule.target, line.result);
-  rule.count = parse_number(line.count, "--count", 0, UINT32_MAX);
+  if (!line.count.empty()) rule.count = parse_number(line.count, "--count", 1, UINT32_MAX);
   rule.skip = parse_number(line.skip, "--skip", 0, UINT32_MAX);
   rule.seed = parse_number(line.seed, "--seed", 0, UINT32_MAX);
   rule.random = rule.seed;

@@ -172,14 +172,13 @@ double number_of(const std::string &text) {
 
 // The word for a number in people's units.
 uint16_t word_for(const Calibration &calibration, Quantity quantity, double number, const std::string &text) {
-  // The lower end is compared in people's units, where -40 dBm stands for no power; the upper end in the page's units, where
-  // half a unit is rounded away.
-  constexpr double kHalfUnit = 0.5;
+  // The ends are compared in people's units, as they are told: -40 dBm stands for no power, and digits that are not told are
+  // rounded away.
   double value = from_people(quantity, number);
   auto [least, greatest] = calibration.range(quantity);
   double lowest = for_people(quantity, least);
   double highest = for_people(quantity, greatest);
-  bool in_range = number >= lowest && value <= greatest + kHalfUnit;
+  bool in_range = number >= lowest && number <= std::max(highest, std::strtod(number_text(highest).c_str(), nullptr));
   if (!in_range)
     throw Usage("VALUE: '" + text + "' is not from " + number_text(lowest) + " to " + number_text(highest) +
                 ", which the module's field holds");

@@ -30,7 +30,7 @@ struct CommandLine {
   Values values = {};  // the numbers that they mean
   std::string slots = {};
   std::string result = {};
-  std::string count = "0";
+  std::string count = {};
   std::string skip = "0";
   std::string probability = {};
   std::string seed = "0";

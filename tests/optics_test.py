@@ -32,7 +32,7 @@ EXTREMES = [("module-temperature", -60, 40, 110, "temperature"), ("voltage", 2, 
 REFUSALS = [
     ("rx-power 24 9", "VALUE: '9' is not from -40 to 8.16"),
     ("rx-power 24 -40.1", "VALUE: '-40.1' is not from -40"),
-    ("module-temperature 24 128", "VALUE: '128' is not from -128"),
+    ("module-temperature 24 127.997", "VALUE: '127.997' is not from -128 to 127.996"),
     ("bias 24 -1", "VALUE: '-1' is not from 0 to 131.07"),
     ("voltage 24 three", "VALUE: 'three' is not a number"),
     ("voltage 26 3.3", "PORT: the module in port 26 has no diagnostics"),

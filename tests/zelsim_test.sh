@@ -15,6 +15,7 @@ done <<'END'
 2;'fot': not expected;fot
 2;PORT: missing;plug
 2;--count: needs one value;fail i2c --count
+2;--count: '0' is not a number from 1;fail i2c --count 0
 2;--json: takes no value;show --json=x
 2;PORT: '28' is not a number from 0 to 27;plug 28 copper
 2;STATE: 'onn' is not one of none|ac|dc|failed;set supply 1 onn
@@ -82,6 +83,25 @@ kill -TERM $play
 found=0
 wait $play || found=$?
 [ "$found $(cat "$work/err")" = "143 zelsim: interrupted" ] || fail "interrupted play: $found $(cat "$work/err")"
+
+# A question of a batch that is none is answered in words, and the next one as well.
+"$zelsim" batch >"$work/wrong" <<'END' || fail "a batch with wrong lines"
+{"word":["boards"]}
+{"words":[7]}
+{"words":["boards"],"folder":7}
+[]
+not JSON
+{"words":["boards"],"input":"g"}
+END
+sed 's/.*"error":"zelsim: \(.*\)\\n".*/\1/' "$work/wrong" >"$work/out"
+diff "$work/out" - <<'END' || fail "the answers to wrong lines of a batch"
+words: not a list of texts
+words: not a list of texts
+folder: not a text
+line: not a JSON object
+line: not a JSON object
+input: is not hexadecimal
+END
 
 # A batch keeps nothing of a board that it has deleted; a signal ends it behind a command that holds signals.
 mkfifo "$work/asked"

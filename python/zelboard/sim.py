@@ -260,9 +260,11 @@ class Board(AbstractContextManager["Board"]):
         """Makes requests fail from now on: with board.fault("i2c:BufRead@0x9e", result="busy", count=3): ...
         With a probability they fail by chance, and with the same seed at the same calls again."""
         options = [] if result is None else ["--result", str(result)]
+        if count:
+            options += ["--count", str(count)]
         if probability is not None:
             options += ["--probability", repr(float(probability)), "--seed", str(seed)]
-        added = self.json("fail", target, *options, "--count", str(count), "--skip", str(skip))
+        added = self.json("fail", target, *options, "--skip", str(skip))
         return Fault(self, read(FaultRule, added))
 
     def play(self, scenario: Union[Word, Sequence[Act]], *, fast: bool = False) -> None:

@@ -92,6 +92,13 @@ function markTarget(part) {
 /** What is said beside a module that is dragged over a port without a cage. */
 const whyNot = (part) => (isPort(part) && !cageOf(numberOf(part)) ? `: port ${numberOf(part)} has no cage` : '');
 
+/** The name of the module goes below the pointer, so that the port's number stays visible, and never out of the window. */
+function showGhost({clientX, clientY}) {
+  const {ghost} = drag;
+  const left = Math.min(clientX + 12, innerWidth - ghost.offsetWidth - 8);
+  Object.assign(ghost.style, {left: left + 'px', top: clientY + 18 + 'px'});
+}
+
 function begin(module, event) {
   if (event.button !== 0) return;
   put('dropped', null);
@@ -108,10 +115,10 @@ function go(event) {
     document.body.append(drag.ghost);
     find('#catalogue').classList.add('dragging');
   }
-  Object.assign(drag.ghost.style, {left: event.clientX + 'px', top: event.clientY + 'px'});
   const part = partAt(event.clientX, event.clientY);
   markTarget(part);
   drag.ghost.textContent = drag.module + whyNot(part);
+  showGhost(event);
 }
 
 function end(event) {
