@@ -15,6 +15,8 @@
 #include "fresh_folder.h"
 #include "image_file.h"
 #include "nodes.h"
+#include "rules.h"
+#include "saved_state.h"
 #include "system_calls.h"
 #include "tool.h"
 
@@ -153,6 +155,8 @@ Failure damaged_state(const fs::path &folder) {
   return Failure("STATE: '" + folder.filename().native() + "' was saved by another zelsim or is damaged");
 }
 
+}  // namespace
+
 std::unique_ptr<Board> read_state(const fs::path &folder) {
   auto saved = std::make_unique<Board>();
   std::ifstream file(folder.native() + kStateFile, std::ios::binary);
@@ -161,6 +165,8 @@ std::unique_ptr<Board> read_state(const fs::path &folder) {
   if (!whole) throw damaged_state(folder);
   return saved;
 }
+
+namespace {
 
 void write_state(const Board &board, const std::string &file) {
   auto saved = std::make_unique<Board>();

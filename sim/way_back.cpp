@@ -44,10 +44,6 @@ std::string link_text(const Cage &cage) {
   return speed + (cage.full_duplex != 0 ? " full" : " half");
 }
 
-bool is_same_module(const Cage &before, const Cage &after) {
-  return before.fitted == after.fitted && std::memcmp(before.page, after.page, sizeof before.page) == 0;
-}
-
 // `after` is the cage as these commands find it.
 void restore_signals(Commands &commands, unsigned port, const Cage &before, const Cage &after) {
   std::string number = std::to_string(port);
@@ -182,6 +178,10 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
 }
 
 }  // namespace
+
+bool is_same_module(const Cage &before, const Cage &after) {
+  return before.fitted == after.fitted && std::memcmp(before.page, after.page, sizeof before.page) == 0;
+}
 
 std::optional<Words> way_back(const Board &before, const Board &after) {
   Commands commands;

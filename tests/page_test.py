@@ -658,12 +658,17 @@ class Page(Server):
             return self.text("dialog.confirm[open]")
 
         write("0x400000")
+        zelsim("plug 1 1g-sx")
         zelsim("save here")
-        self.assertNotIn("of the flash", question())
+        self.assertIn("The board is as it was saved.", question())
         self.open("")
+        zelsim("plug 3 1g-lx")
+        zelsim("fail gpio --count 1")
         write("0x500000")
         eventually(lambda: json.loads(self.ask("/api/flash/difference?state=here")[1])["sectors"] == [80])
-        self.assertIn("1 sector of the flash", question())
+        asked = question()
+        self.assertIn("1 sector of the flash", asked)
+        self.assertIn("1 module: 1g-lx in port 3\n1 fault\n", asked)
 
     def test_focus_stays_in_a_list_of_states(self):
         zelsim("save before")

@@ -539,13 +539,23 @@ class Board(Server):
         on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
         before = state()
         zelsim("save here")
-        difference = {"state": "here", "sectors": [], "erases": 0}
-        self.assertEqual(json.loads(self.ask("/api/flash/difference?state=here")[1]), difference)
+        def difference():
+            return json.loads(self.ask("/api/flash/difference?state=here")[1])
+
+        same = {"state": "here", "sectors": [], "erases": 0, "modules": [], "faults": [], "parts": []}
+        self.assertEqual(difference(), same)
+        for line, differs in (("set clock 2026-03-15T14:30:45", {"parts": ["i2c"]}), ("fail gpio", {"faults": [1], "parts": ["faults"]}),
+                              ("set settle 7", {"parts": ["settle_ms"]}), ("plug 6 1g-sx", {"modules": [6]})):
+            zelsim(line)
+            for part, value in differs.items():
+                self.assertEqual(difference()[part], value)
+            zelsim("load here")
+            self.assertEqual(difference(), same)
         for address in "0x30000", "0x1ff0000":
             on_switch(ZELCTL, "flash", "erase", address, "--yes")
             on_switch(ZELCTL, "flash", "write", address, __file__, "--yes")
-        difference |= {"sectors": [3, 511], "erases": 2}
-        self.assertEqual(json.loads(self.ask("/api/flash/difference?state=here")[1]), difference)
+        found = difference()
+        self.assertEqual((found["sectors"], found["erases"], found["modules"]), ([3, 511], 2, []))
         zelsim("reset --flash")
         self.assertNotEqual(state(), before)
         zelsim("load here")

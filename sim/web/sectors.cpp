@@ -1,9 +1,13 @@
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "documents.h"
 #include "nodes.h"
+#include "saved_state.h"
 #include "system_calls.h"
+#include "way_back.h"
 #include "web.h"
 
 // The flash image, sector by sector and byte by byte. It is stored inverted: an erased byte is 0.
@@ -42,14 +46,48 @@ bool is_same_sector(int one, int other, unsigned sector) {
   return std::memcmp(bytes, others, sizeof bytes) == 0;
 }
 
-/** The board's erases of each sector, as a state has saved them. */
-std::vector<uint32_t> saved_erases(const std::filesystem::path &saved) {
-  std::vector<uint32_t> erases(kSectors);
-  sys::File file(open_in(saved, kStateFile));
-  constexpr size_t kSize = kSectors * sizeof(uint32_t);
-  ssize_t count = sys::pread(file.get(), erases.data(), kSize, offsetof(Board, flash.erases));
-  if (count != ssize_t{kSize}) throw Failure("state: no state '" + saved.filename().native() + "' can be read");
-  return erases;
+/** A state that was saved. */
+std::unique_ptr<Board> saved_board(const std::filesystem::path &saved) {
+  bool is_there = std::filesystem::exists(saved);
+  if (!is_there) throw Failure("state: no state '" + saved.filename().native() + "' can be read");
+  return tool::read_state(saved);
+}
+
+/** The ports whose module the saved state does not have there. */
+Json other_modules(const Board &now, const Board &saved) {
+  Json ports = Json::array();
+  for (unsigned port = 0; port < kPorts; ++port) {
+    bool is_lost = now.cages[port].fitted != 0 && !tool::is_same_module(now.cages[port], saved.cages[port]);
+    if (is_lost) ports.push_back(port);
+  }
+  return ports;
+}
+
+/** The numbers of the faults that the saved state does not have. */
+Json other_faults(const Json &now, const Json &saved) {
+  Json numbers = Json::array();
+  for (const Json &fault : now["faults"]) {
+    auto is_it = [&](const Json &other) { return other["fault"] == fault["fault"]; };
+    bool is_saved = std::ranges::any_of(saved["faults"], is_it);
+    if (!is_saved) numbers.push_back(fault["fault"]);
+  }
+  return numbers;
+}
+
+/** The parts of the board's document in which the saved state differs, beside the time that has passed. */
+Json other_parts(const Json &now, const Json &saved) {
+  Json parts = Json::array();
+  for (const auto &[part, value] : now.items()) {
+    if (part != "paused_us" && saved[part] != value) parts.push_back(part);
+  }
+  return parts;
+}
+
+/** The document of a board. Without the time of its clock, which goes on by itself, unless the clock was set. */
+Json document_to_compare(const Board &board, const std::filesystem::path &folder, bool with_clock) {
+  Json document = tool::document_of(board, folder);
+  if (!with_clock) document["i2c"].erase("clock");
+  return document;
 }
 
 }  // namespace
@@ -83,8 +121,10 @@ Json difference_document(const std::string &board, const std::string &state) {
   tool::check_name(state, "state");
   tool::AttachedBoard attached = tool::attach_board(board);
   std::filesystem::path saved = attached.folder / tool::kStatesFolder / state;
-  const uint32_t *erases = attached.attached->board->flash.erases;
-  const std::vector<uint32_t> erases_then = saved_erases(saved);
+  const std::unique_ptr<Board> board_then = saved_board(saved);
+  const std::unique_ptr<Board> board_now = copy_of(*attached.attached->board);
+  const uint32_t *erases = board_now->flash.erases;
+  const uint32_t *erases_then = board_then->flash.erases;
   sys::File now(open_in(attached.folder, kFlashFile));
   sys::File then(open_in(saved, kFlashFile));
   Json sectors = Json::array();
@@ -93,7 +133,15 @@ Json difference_document(const std::string &board, const std::string &state) {
     if (!is_same_sector(now.get(), then.get(), sector)) sectors.push_back(sector);
     if (erases[sector] > erases_then[sector]) erased += erases[sector] - erases_then[sector];
   }
-  return {{"state", state}, {"sectors", sectors}, {"erases", erased}};
+  bool is_clock_set = board_now->i2c.clock.shift_us != board_then->i2c.clock.shift_us;
+  const Json document_now = document_to_compare(*board_now, attached.folder, is_clock_set);
+  const Json document_then = document_to_compare(*board_then, attached.folder, is_clock_set);
+  return {{"state", state},
+          {"sectors", sectors},
+          {"erases", erased},
+          {"modules", other_modules(*board_now, *board_then)},
+          {"faults", other_faults(document_now, document_then)},
+          {"parts", other_parts(document_now, document_then)}};
 }
 
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size) {

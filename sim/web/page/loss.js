@@ -27,15 +27,18 @@ function contents(difference) {
   ].filter(Boolean);
 }
 
-function surroundings() {
-  const modules = modulesIn(numbers(0, 28));
-  const faults = known.board?.faults.length ?? 0;
+/** What is lost beside the flash.
+ *  @param difference  from a saved state; without it all of it */
+function surroundings(difference) {
+  const modules = modulesIn(difference?.modules ?? numbers(0, 28));
+  const faults = (difference ?? known.board)?.faults.length ?? 0;
+  const parts = difference ? kParts.filter(([part]) => difference.parts.includes(part)).map(([, words]) => words) : kAllParts;
   return [
     modules.length
       ? `${plural(modules.length, 'module')}: ${modules.map(([port, name]) => `${name} in port ${port}`).join(', ')}`
       : null,
     faults ? plural(faults, 'fault') : null,
-    'LEDs, flags, registers, supplies, temperature and clock as they stand',
+    parts.length > 0 && `${parts.join(', ')} as they stand`,
   ].filter(Boolean);
 }
 
@@ -53,6 +56,22 @@ async function isSaved(name) {
   if (answer) put('states', answer.states);
   return answer?.states.some(({state}) => state === name) ?? true;
 }
+
+/** Parts of the board's document, in words. */
+const kParts = [
+  ['panel', 'LEDs'],
+  ['gpio', 'flags'],
+  ['registers', 'registers'],
+  ['supplies', 'supplies'],
+  ['slots', 'boards'],
+  ['cages', 'signals of the cages'],
+  ['links', 'links'],
+  ['diagnostics', 'measured values of modules'],
+  ['serial_gpio', 'lamps of the ports'],
+  ['i2c', 'clock, temperature and bus'],
+  ['settle_ms', 'settling time'],
+];
+const kAllParts = ['LEDs, flags, registers, supplies, temperature and clock'];
 
 const kAboutStates = ['save', 'load', 'forget'];
 
@@ -78,8 +97,9 @@ export async function questionFor(action, fields) {
   const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   if (action === 'load' && saved) {
     const difference = await ask('flash/difference?state=' + fields.state).catch(() => null);
-    const lost = [...surroundings(), ...contents(difference)];
-    return {title: `Go back to “${fields.state}”?`, lost, does: 'Go back to it'};
+    const lost = [...surroundings(difference), ...contents(difference)];
+    const kept = lost.length === 0 ? 'The board is as it was saved.' : '';
+    return {title: `Go back to “${fields.state}”?`, lost, kept, does: 'Go back to it'};
   }
   if (action === 'save' && saved) {
     return {title: `Save over “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Save over it'};
