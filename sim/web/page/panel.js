@@ -1,17 +1,19 @@
 import {place as placeChosen, isPlacing} from './catalogue.js';
 import {hideCard, showCard} from './card.js';
 import {element, find} from './dom.js';
-import {describe, extendTo, isSelected, kindOf, select, toggle} from './selection.js';
-import {follow, isAway, known} from './store.js';
+import {isMove, partBeside, placeOf} from './panel_moves.js';
+import {describe, extendTo, isSelected, kindOf, numberOf, select, selected, toggle} from './selection.js';
+import {follow, isAway, known, put, slotOf} from './store.js';
 
 // The front panel: the server's drawing, whose blocks stand where the page has room for them, and a button on each part of
 // it. What changes is changed in place, so that what blinks goes on.
 
 const blocks = new Map(); // name to its element
 const buttons = new Map(); // part to its button
+const places = new Map(); // part to its place in the drawing
 let shown = ''; // the drawing
 const kBlock = /<svg id="block-[^]*?<\/svg>/g;
-let drawn = new Map(); // the parts of each block, by the block's text
+let partsOfText = new Map(); // the parts of each block, by the block's text
 
 /** The shapes that the drawing uses stand once on the page. */
 function showShapes(drawing) {
@@ -43,42 +45,19 @@ function choose(part, {ctrlKey, metaKey, shiftKey}) {
   if (kindOf(part) === 'port' && shiftKey) return extendTo(part);
   if (kindOf(part) === 'port' && (ctrlKey || metaKey)) return toggle(part);
   select(part);
+  put('tapped', part);
 }
 
-const middleOf = ({left, right, top, bottom}) => ({x: (left + right) / 2, y: (top + bottom) / 2});
-
-/** How far a part is in a direction; Infinity for one that is not there. One that lies rather beside than ahead is not. */
-function distance(from, to, {x, y}) {
-  const [a, b] = [middleOf(from), middleOf(to)];
-  const along = (b.x - a.x) * x + (b.y - a.y) * y;
-  const middles = Math.abs((b.x - a.x) * y + (b.y - a.y) * x);
-  const gap = x === 0 ? Math.max(from.left - to.right, to.left - from.right) : Math.max(from.top - to.bottom, to.top - from.bottom);
-  if (along < 4 || gap > along) return Infinity;
-  return along + 3 * Math.max(0, gap) + middles / 4;
+/** The parts that the arrow keys reach: all that are there, and while a module is being placed only ports. */
+function reachable() {
+  const isReachable = (part) => !buttons.get(part).hidden && (!isPlacing() || kindOf(part) === 'port');
+  return new Map([...places].filter(([part]) => isReachable(part)));
 }
-
-/** The nearest part in a direction. While a module is being placed only ports are looked at. */
-function neighbour(part, direction) {
-  const from = buttons.get(part).getBoundingClientRect();
-  let nearest = null;
-  let best = Infinity;
-  for (const [name, node] of buttons) {
-    if (name === part || node.hidden || (isPlacing() && kindOf(name) !== 'port')) continue;
-    const away = distance(from, node.getBoundingClientRect(), direction);
-    if (away >= best) continue;
-    best = away;
-    nearest = name;
-  }
-  return nearest;
-}
-
-const kDirections = {ArrowLeft: {x: -1, y: 0}, ArrowRight: {x: 1, y: 0}, ArrowUp: {x: 0, y: -1}, ArrowDown: {x: 0, y: 1}};
 
 function move(part, event) {
-  const direction = kDirections[event.key];
-  if (direction) {
+  if (isMove(event.key)) {
     event.preventDefault();
-    const to = neighbour(part, direction);
+    const to = partBeside(reachable(), part, event.key);
     if (!to) return;
     focusPart(to);
     if (event.shiftKey && kindOf(to) === 'port') extendTo(to, false);
@@ -104,8 +83,11 @@ export const partAt = (x, y) =>
     .map((node) => node.dataset?.part)
     .find(Boolean);
 
+const partOf = (id) => id.replace('place-', '');
+
 function placeButton(block, rectangle) {
-  const part = rectangle.id.replace('place-', '');
+  const part = partOf(rectangle.id);
+  places.set(part, placeOf(rectangle, block.x, block.y));
   if (!buttons.has(part)) buttons.set(part, buttonOf(part));
   const node = buttons.get(part);
   const view = block.svg.viewBox.baseVal;
@@ -121,26 +103,27 @@ function placeButton(block, rectangle) {
   node.hidden = false;
 }
 
-function showBlock(drawn) {
-  const name = drawn.id.replace('block-', '');
+/** Brings a block of the page to a fresh drawing of it. */
+function showBlock(fresh) {
+  const name = fresh.id.replace('block-', '');
   if (!blocks.has(name)) {
     const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
-    svg.setAttribute('viewBox', drawn.getAttribute('viewBox'));
+    svg.setAttribute('viewBox', fresh.getAttribute('viewBox'));
     svg.setAttribute('aria-hidden', 'true');
     const node = element('div', {class: 'block', 'data-block': name});
     node.append(svg);
     find(name === 'legend' ? '#shapes' : '#panel').append(node);
-    blocks.set(name, {node, svg});
+    blocks.set(name, {node, svg, x: Number(fresh.getAttribute('x')), y: Number(fresh.getAttribute('y'))});
   }
   const block = blocks.get(name);
   const {svg} = block;
-  const shapes = [...drawn.children];
+  const shapes = [...fresh.children];
   while (svg.children.length > shapes.length) svg.lastElementChild.remove();
   shapes.forEach((shape, i) => {
     if (!svg.children[i]) svg.append(document.importNode(shape, true));
     else if (!svg.children[i].isEqualNode(shape)) svg.children[i].replaceWith(document.importNode(shape, true));
   });
-  return {block, places: shapes.filter((shape) => shape.id.startsWith('place-'))};
+  return {block, rectangles: shapes.filter((shape) => shape.id.startsWith('place-'))};
 }
 
 const kEntryWidth = 146; // of the legend, in units of the drawing
@@ -172,31 +155,34 @@ function show() {
 }
 
 /** Draws a block of the picture. @return the parts in it */
-function drawBlock(drawn) {
-  const {block, places} = showBlock(drawn);
-  for (const rectangle of places) placeButton(block, rectangle);
-  return places.map(({id}) => id.replace('place-', ''));
+function drawBlock(fresh) {
+  const {block, rectangles} = showBlock(fresh);
+  for (const rectangle of rectangles) placeButton(block, rectangle);
+  return rectangles.map(({id}) => partOf(id));
 }
 
 /** Draws the blocks that have changed. @return the parts that are there */
 function drawBlocks() {
   const texts = known.picture.match(kBlock);
-  const fresh = texts.filter((text) => !drawn.has(text));
+  const fresh = texts.filter((text) => !partsOfText.has(text));
   // The picture without the other blocks.
   const changed = known.picture.replace(kBlock, (text) => (fresh.includes(text) ? text : ''));
   const drawing = new DOMParser().parseFromString(changed, 'image/svg+xml').documentElement;
   showShapes(drawing);
   const elements = [...drawing.querySelectorAll('svg[id^="block-"]')];
-  drawn = new Map(texts.map((text) => [text, drawn.get(text) ?? drawBlock(elements[fresh.indexOf(text)])]));
-  return new Set([...drawn.values()].flat());
+  partsOfText = new Map(texts.map((text) => [text, partsOfText.get(text) ?? drawBlock(elements[fresh.indexOf(text)])]));
+  return new Set([...partsOfText.values()].flat());
 }
+
+/** The slot of a port. */
+const slotPartOf = (port) => 'slot' + slotOf(numberOf(port));
 
 function draw() {
   const held = document.activeElement?.dataset?.part;
   const there = drawBlocks();
   // A part that is no longer there hands its focus to its slot.
   for (const [part, node] of buttons) if (!there.has(part)) node.hidden = true;
-  if (held && !there.has(held)) focusPart(`slot${Math.floor(Number(held.replace(/\D/g, '')) / 8) + 1}`);
+  if (held && !there.has(held)) focusPart(slotPartOf(held));
   if (![...buttons.values()].some((node) => node.tabIndex === 0 && !node.hidden)) {
     const first = buttons.get(there.has(firstPart()) ? firstPart() : [...there][0]);
     if (first) first.tabIndex = 0;
@@ -209,9 +195,13 @@ function setAttribute(node, name, value) {
 
 function showSelection() {
   if (!known.board) return;
+  // The ports of a slot without a board have no places: their slot is marked.
+  const isWithoutPlace = (part) => kindOf(part) === 'port' && (buttons.get(part)?.hidden ?? true);
+  const marked = new Set(selected().filter(isWithoutPlace).map(slotPartOf));
   for (const [part, node] of buttons) {
     setAttribute(node, 'aria-label', describe(part));
     setAttribute(node, 'aria-pressed', String(isSelected(part)));
+    node.classList.toggle('holds-selected', marked.has(part));
   }
   find('#panel').classList.toggle('placing', isPlacing());
 }
