@@ -102,8 +102,10 @@ function showGhost({clientX, clientY}) {
 function begin(module, event) {
   if (event.button !== 0) return;
   put('dropped', null);
-  drag = {module, x: event.clientX, y: event.clientY, ghost: null, pointer: event.pointerId};
-  event.currentTarget.setPointerCapture(event.pointerId);
+  const {currentTarget: source, clientX: x, clientY: y, pointerId: pointer} = event;
+  source.dragged = false;
+  drag = {module, x, y, pointer, source, ghost: null};
+  source.setPointerCapture(pointer);
 }
 
 function go(event) {
@@ -121,20 +123,33 @@ function go(event) {
   showGhost(event);
 }
 
-function end(event) {
-  if (!drag) return;
-  const {module, ghost} = drag;
+/** Ends a drag. @return the module that was dragged; null where it was a click */
+function letGo() {
+  const {module, ghost, source} = drag;
   drag = null;
   find('#catalogue').classList.remove('dragging');
-  if (!ghost) return; // it was a click
+  if (!ghost) return null;
   ghost.remove();
-  event.currentTarget.dragged = true;
+  source.dragged = true; // the click that follows is none
   markTarget(null);
-  if (event.type !== 'pointerup') return;
+  return module;
+}
+
+function end(event) {
+  if (!drag) return;
+  const module = letGo();
+  if (!module || event.type !== 'pointerup') return;
   const part = partAt(event.clientX, event.clientY);
   if (!isPort(part)) return put('dropped', module);
   select(part); // where it is told if the port has no cage
   plug(module, [numberOf(part)]);
+}
+
+/** Ends a drag with nothing plugged. @return whether there was one */
+export function cancelDrag() {
+  if (!drag?.ghost) return false;
+  letGo();
+  return true;
 }
 
 function rateText(rate) {

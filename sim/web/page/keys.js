@@ -1,5 +1,5 @@
 import {nextScheme} from './bar.js';
-import {cancelPlacing, closeCatalogue, openCatalogue} from './catalogue.js';
+import {cancelDrag, cancelPlacing, closeCatalogue, openCatalogue} from './catalogue.js';
 import {closeDialog, openDialog} from './dialog.js';
 import * as dock from './dock.js';
 import {button, element, find} from './dom.js';
@@ -86,6 +86,7 @@ function isTyping({target}) {
 }
 
 function escape(event) {
+  if (cancelDrag()) return;
   if (leaveFilter()) return event.preventDefault(); // which would empty the field
   if (!find('dialog[open]') && dock.closeSheet()) return;
   if (document.querySelector('dialog[open]')) return;
