@@ -7,7 +7,7 @@ import * as catalogue from './catalogue.js';
 import * as commands from './commands.js';
 import * as connection from './connection.js';
 import * as dock from './dock.js';
-import {find} from './dom.js';
+import {find, patch} from './dom.js';
 import * as faults from './faults.js';
 import * as flash from './flash.js';
 import * as foot from './foot.js';
@@ -62,5 +62,7 @@ if (showsRack) {
   keys.start();
   connection.follow(null, rack.start());
 } else showBoard(address.read('board'));
+if (showsRack) patch(find('.skip'), ['To the boards']);
+find('.skip').href = showsRack ? '#boards' : '#panel';
 // Whoever comes by the keyboard goes on from what the page is about.
 if (document.activeElement === document.body) find(showsRack ? '#rack-view' : '#panel').focus({preventScroll: true});

@@ -8,27 +8,58 @@ import {degrees, flashText, plural} from './words.js';
 
 const kPrefix = 'board:';
 const boards = new Map();
-let refused = '';
+let refused = {control: '', text: ''}; // the last refusal, and what was used
+let made = ''; // the board that was made last, until it is shown
 const kByTrouble = '';
 const kByName = 'name';
 let filter = address.read('find');
 let sorted = address.read('sort') === kByName ? kByName : kByTrouble;
 let making = false; // on a narrow screen: the form for a new board is open
 
-async function manage(action, fields) {
-  refused = '';
-  const answer = await fetch('/api/' + action, {method: 'POST', body: JSON.stringify(fields)}).catch(() => null);
-  if (!answer) refused = 'no connection to zelsim serve';
-  else if (!answer.ok) refused = (await answer.json()).error;
+const kCreate = 'create';
+const deleteOf = (name) => 'delete ' + name;
+
+function say(control, text) {
+  refused = {control, text};
   show();
-  return !refused;
+}
+
+/** Why an act was refused, beside what was used for it. */
+function refusalOf(control) {
+  if (refused.control !== control || !refused.text) return null;
+  return element(
+    'p',
+    {class: 'refusal', role: 'alert', 'data-key': 'refused'},
+    element('span', {}, refused.text),
+    button('×', () => say('', ''), {'aria-label': 'Dismiss', class: 'quiet'}),
+  );
+}
+
+/** @return whether it was done */
+async function manage(control, action, fields) {
+  const answer = await fetch('/api/' + action, {method: 'POST', body: JSON.stringify(fields)}).catch(() => null);
+  if (answer?.ok) say('', '');
+  else say(control, answer ? (await answer.json()).error : 'no connection to zelsim serve');
+  return answer?.ok ?? false;
 }
 
 async function create(event) {
   event.preventDefault();
   const {board, slot1, slot2, slot3} = event.target.elements;
-  const done = await manage('create', {board: board.value, slots: [slot1, slot2, slot3].map(({value}) => value).join(',')});
-  if (done) board.value = '';
+  const name = board.value.trim();
+  const slots = [slot1, slot2, slot3].map(({value}) => value).join(',');
+  if (!(await manage(kCreate, 'create', {board: name, slots}))) return;
+  board.value = '';
+  made = name;
+  focusMade();
+}
+
+/** The card of a board that was made has the focus as soon as it is there: Enter opens it. */
+function focusMade() {
+  const card = made && find(`[data-key="${CSS.escape('board-' + made)}"] a`);
+  if (!card) return;
+  made = '';
+  card.focus();
 }
 
 /** How much of a board's flash is in use, in words; the board may be damaged. */
@@ -63,7 +94,7 @@ async function contentsOf(name) {
 async function remove(name) {
   const lost = await contentsOf(name);
   if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'}))
-    await manage('delete', {board: name});
+    await manage(deleteOf(name), 'delete', {board: name});
 }
 
 /** What is wrong with a board, in words: alarms, and what else is not as it should be. */
@@ -88,15 +119,19 @@ function troubles(summary) {
   return {alarms: alarms.filter(Boolean), others: others.filter(Boolean)};
 }
 
-const kWell = 3;
-const kClasses = ['ill', 'ill', 'uneasy', ''];
+/** How boards stand, the most urgent first. */
+const kStates = {
+  unreadable: {rank: 0, className: 'ill'},
+  alarm: {rank: 1, className: 'ill'},
+  trouble: {rank: 2, className: 'uneasy'},
+  well: {rank: 3, className: ''},
+};
 
-/** How urgent a board is: it cannot be read, has alarms, has something else, or is well. */
-function rankOf(summary) {
-  if (summary.problem) return 0;
+function stateOf(summary) {
+  if (summary.problem) return kStates.unreadable;
   const {alarms, others} = troubles(summary);
-  if (alarms.length > 0) return 1;
-  return others.length > 0 ? 2 : kWell;
+  if (alarms.length > 0) return kStates.alarm;
+  return others.length > 0 ? kStates.trouble : kStates.well;
 }
 
 function frontOf(name, summary) {
@@ -112,7 +147,7 @@ function place([name, summary]) {
   ];
   return element(
     'li',
-    {'data-key': 'board-' + name, class: kClasses[rankOf(summary)]},
+    {'data-key': 'board-' + name, class: stateOf(summary).className},
     element(
       'a',
       {href: `/?board=${encodeURIComponent(name)}`},
@@ -133,6 +168,7 @@ function place([name, summary]) {
         'span',
         {class: 'ills'},
         words.length > 0 ? words : element('span', {class: 'well'}, '✓ well'),
+        element('span', {class: 'opens'}, 'Open ▸'),
       ),
     ),
     button('Delete…', () => remove(name), {
@@ -140,10 +176,11 @@ function place([name, summary]) {
       disabled: isAway(),
       'aria-label': `Delete board ${name}`,
     }),
+    refusalOf(deleteOf(name)),
   );
 }
 
-const slotOf = (number) =>
+const slotField = (number) =>
   element(
     'label',
     {},
@@ -159,14 +196,14 @@ const compareNames = new Intl.Collator('en', {numeric: true}).compare;
 
 /** The boards that the search finds, in the order in which they are shown. */
 function shownBoards() {
-  const rank = ([, summary]) => (sorted === kByTrouble ? rankOf(summary) : 0);
+  const rank = ([, summary]) => (sorted === kByTrouble ? stateOf(summary).rank : 0);
   return [...boards]
     .filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()))
     .sort((a, b) => rank(a) - rank(b) || compareNames(a[0], b[0]));
 }
 
 function health() {
-  const ill = [...boards.values()].filter((summary) => rankOf(summary) < kWell).length;
+  const ill = [...boards.values()].filter((summary) => stateOf(summary) !== kStates.well).length;
   if (ill > 0) return element('span', {class: 'bad'}, `! ${ill} not well`);
   return element('span', {class: 'good'}, boards.size > 0 ? '✓ all well' : '');
 }
@@ -211,17 +248,18 @@ function toggleMaking() {
 const form = () =>
   element(
     'form',
-    {class: making ? 'row making' : 'row', onsubmit: create},
+    {class: making ? 'row making' : 'row', onsubmit: create, oninput: () => refused.control === kCreate && say('', '')},
     element(
       'label',
       {},
       'New board',
       element('input', {name: 'board', required: true, placeholder: 'name', size: 12, autocomplete: 'off'}),
     ),
-    slotOf(1),
-    slotOf(2),
-    slotOf(3),
+    slotField(1),
+    slotField(2),
+    slotField(3),
     element('button', {type: 'submit', class: 'main', disabled: isAway()}, 'Make it'),
+    refusalOf(kCreate),
   );
 
 const bar = () =>
@@ -250,13 +288,13 @@ function show() {
     find('#rack-view'),
     [
       bar(),
-      refused && element('p', {class: 'refusal', role: 'alert', 'data-key': 'refused'}, refused),
-      element('ul', {class: 'rack', 'data-key': 'rack'}, shownBoards().map(place)),
+      element('ul', {id: 'boards', class: 'rack', tabindex: '-1', 'aria-label': 'Boards'}, shownBoards().map(place)),
       boards.size === 0 && none(),
       boards.size > 0 && shownBoards().length === 0 && notFound(),
     ],
     '#rack-view input',
   );
+  focusMade();
 }
 
 export function start() {
