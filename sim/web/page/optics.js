@@ -1,4 +1,4 @@
-import {known} from './store.js';
+import {cageOf, known} from './store.js';
 import {minus} from './words.js';
 
 // What a module measures (SFF-8472 diagnostics), against its limits.
@@ -51,16 +51,27 @@ function limitBeyond(row, key, limits) {
   return name && {name: name.replace('_', ' '), side: isLow(name) ? 'below' : 'above', number: limits[name]};
 }
 
-/** How a value stands to its limits: '', 'latched', 'warn' or 'bad', and in words. A module keeps a flag until it is read:
- *  then its cause may be over.
+/** Why a value is low that is no trouble by itself: without light there is no power. */
+function reasonOf(key, {loss_of_signal: isDark, tx_disable: isOff, tx_fault: isFaulty}) {
+  if (key === 'rx_power') return isDark ? 'there is no light' : '';
+  if (key !== 'tx_power' && key !== 'bias') return '';
+  if (isOff) return 'the transmitter is off';
+  return isFaulty ? 'the transmitter has a fault' : '';
+}
+
+/** How a value stands to its limits: '', 'latched', 'explained', 'warn' or 'bad', and in words. A module keeps a flag until it
+ *  is read: then its cause may be over. The board says which flags stand by themselves; others only follow from something else.
  *  @param module  what the server says of it; null while it is not known */
 export function standing(row, {key, unit}, module) {
   const limits = module?.diagnostics?.measured?.find(({quantity}) => quantity === key);
   if (limits?.low_alarm === undefined || row[key] === null) return {state: '', text: ''};
   const beyond = limitBeyond(row, key, limits);
   if (beyond) {
-    const isAlarm = beyond.name.endsWith('alarm');
-    return {state: isAlarm ? 'bad' : 'warn', text: `! ${beyond.name}: ${beyond.side} ${inUnit(beyond.number, unit)}`};
+    const text = `${beyond.name}: ${beyond.side} ${inUnit(beyond.number, unit)}`;
+    const standsByItself = flagOf(row.standing_alarms, key) || flagOf(row.standing_warnings, key);
+    const reason = standsByItself ? '' : reasonOf(key, cageOf(row.port));
+    if (reason) return {state: 'explained', text: `${text}, as ${reason}`};
+    return {state: beyond.name.endsWith('alarm') ? 'bad' : 'warn', text: '! ' + text};
   }
   const within = `within ${minus(Number(limits.low_warning.toFixed(2)))} to ${inUnit(limits.high_warning, unit)}`;
   const alarm = flagOf(row.alarms, key);
