@@ -129,7 +129,14 @@ function goBack(action) {
   put('forms', action);
 }
 
-const inWords = (what) => what[0].toUpperCase() + what.slice(1);
+/** What the page does less than the shell: it takes no file. */
+const kOnPage = {plug: 'Plug a module of the catalogue'};
+
+/** What a command does, as a sentence. One that begins with a unit, such as dBm, stays as it is. */
+function sentenceOf({action, what}) {
+  const text = kOnPage[action] ?? what;
+  return /^[a-z][A-Z]/.test(text) ? text : text[0].toUpperCase() + text.slice(1);
+}
 
 /** The values that a field can have; none where it takes any text. */
 function choicesOf(field, values) {
@@ -161,7 +168,8 @@ function inputOf(action, {field, optional, values}, fields) {
   return element('label', {'data-key': field}, labelOf(field), made);
 }
 
-function form({action, what, fields}) {
+function form(command) {
+  const {action, fields} = command;
   const values = {};
   const inputs = fields.map((field) => inputOf(action, field, values));
   const submit = async (event) => {
@@ -175,7 +183,7 @@ function form({action, what, fields}) {
   return element(
     'form',
     {class: 'command-form', 'data-key': action, onsubmit: submit},
-    element('div', {class: 'command-name'}, element('code', {}, action), element('span', {class: 'hint'}, inWords(what))),
+    element('div', {class: 'command-name'}, element('code', {}, action), element('span', {class: 'hint'}, sentenceOf(command))),
     element('div', {class: 'form-fields'}, inputs),
     element(
       'button',

@@ -1,6 +1,6 @@
 import * as dock from './dock.js';
 import {element, find, numbers, patch} from './dom.js';
-import {isSelected, select} from './selection.js';
+import {isSelected, kindOf, numberOf, select, selected} from './selection.js';
 import {regionOf} from './inspector_sector.js';
 import {follow, known} from './store.js';
 import {address, bytes, plural} from './words.js';
@@ -29,6 +29,15 @@ function cellOf(sector) {
     onfocus: () => tell(sector),
     onkeydown: move,
   });
+}
+
+const kHint = 'Choose a sector to see its bytes.';
+
+/** The sector that is selected, or a hint. */
+function tellSelected() {
+  const sector = selected().find((part) => kindOf(part) === 'sector');
+  if (sector) tell(numberOf(sector));
+  else find('#flash-told').textContent = kHint;
 }
 
 function tell(sector) {
@@ -218,8 +227,9 @@ export function start() {
     element('p', {id: 'writing', role: 'status'}),
     element('p', {id: 'flash-scale', class: 'scale'}),
     element('div', {id: 'map'}),
-    element('p', {id: 'flash-told', class: 'hint'}, 'Choose a sector to see its bytes.'),
+    element('p', {id: 'flash-told', class: 'hint'}, kHint),
   );
   follow(['sectors', 'regions', 'selected', 'writing'], show);
+  follow(['selected', 'regions'], () => cells.length > 0 && tellSelected());
   setInterval(() => known.sectors && known.regions && cells.length && !document.hidden && cursor && showWriting(), 500);
 }

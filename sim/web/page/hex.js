@@ -11,7 +11,7 @@ export function hexRows(digits, start, width = 8) {
   const rows = [];
   for (let at = 0; at < bytes.length; at += 16) {
     const row = bytes.slice(at, at + 16);
-    const address = hex(start + at, width).slice(2);
+    const address = hex(start + at, width).toLowerCase(); // as the bytes
     const [first, second] = [row.slice(0, 8), row.slice(8)].map((half) => half.join(' ').padEnd(23));
     rows.push(`${address}  ${first}  ${second}  ${row.map(text).join('')}`);
   }

@@ -45,10 +45,11 @@ export function sparkline(name, range = {}) {
   return svg;
 }
 
-/** A curve with the numbers of its scale beside it. */
-export function scaled(name, range) {
+/** A curve with the ends of its scale beside it.
+ *  @param text  gives a value with its unit, as short as it can be */
+export function scaled(name, range, text) {
   const {lowest, highest} = limitsOf(name, range);
-  const ends = [highest, lowest].map((value) => element('span', {}, String(Math.round(value))));
+  const ends = [highest, lowest].map((value) => element('span', {}, text(Math.round(value))));
   return element(
     'span',
     {class: 'scaled', title: `The last ${spanText(spanAt(Date.now()) / 1000)}`},

@@ -3,7 +3,7 @@ import {element, find, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
 import {scaled, sparkline} from './sparkline.js';
 import {follow, isAway, known} from './store.js';
-import {degrees, ledName, ledState, plural, supplyText} from './words.js';
+import {degrees, grouped, ledName, ledState, minus, plural, supplyText} from './words.js';
 
 // The board's values and their last minutes. A click selects what a value belongs to.
 
@@ -70,6 +70,12 @@ function lights(board) {
   );
 }
 
+/** A rate with three digits at most. */
+function shortRate(value) {
+  if (value < 1000) return `${value}/s`;
+  return `${(value / 1000).toFixed(value < 9950 ? 1 : 0)}k/s`;
+}
+
 function show() {
   const {board} = known;
   if (!board) return;
@@ -84,7 +90,7 @@ function show() {
       'sensor',
       'Temperature',
       i2c.sensor_present ? degrees(i2c.temperature) : 'no sensor',
-      scaled('temperature', {lowest: 20, highest: 45}),
+      scaled('temperature', {lowest: 20, highest: 45}, (value) => `${minus(value)}°`),
       !i2c.sensor_present ? 'warn' : '',
     ),
     ...supplies.map((supply) =>
@@ -102,7 +108,7 @@ function show() {
     reading('watchdog', 'Watchdog', gpio.watchdog_enabled ? (gpio.watchdog_toggling ? 'served' : 'enabled') : 'off', null),
     reading('relay', 'Alarm relay', panel.relay ? 'closed' : 'open', null),
     reading('bus', 'I2C bus', i2c.busy ? 'held' : 'free', sparkline('busy', step), i2c.busy ? 'warn' : ''),
-    reading('requests', 'Requests', `${known.rate ?? 0}/s`, scaled('rate', {lowest: 0, highest: 10})),
+    reading('requests', 'Requests', `${grouped(known.rate ?? 0)}/s`, scaled('rate', {lowest: 0, highest: 10}, shortRate)),
     reading('faults', 'Faults', faults.length ? plural(faults.length, 'fault') : 'none', null, faults.length ? 'bad' : ''),
   ]);
 }

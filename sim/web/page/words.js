@@ -8,6 +8,9 @@ export const minus = (text) => String(text).replace('-', '−');
 export const percent = (share) => `${Number((100 * share).toPrecision(3))} %`;
 export const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one : many}`;
 
+/** A number with its thousands apart: 13,199. */
+export const grouped = (value) => value.toLocaleString('en');
+
 export function bytes(count) {
   if (count < 1024) return `${count} B`;
   if (count < 1048576) return `${(count / 1024).toFixed(count < 10240 ? 1 : 0)} KB`;
