@@ -183,6 +183,16 @@ function show() {
   if (held && !place.contains(document.activeElement)) place.focus();
 }
 
+const kStacked = matchMedia('(max-width: 1000px)');
+
+/** Where the inspector stands below the panel, the controls of a part that was tapped come into view. */
+function showControls() {
+  if (!kStacked.matches) return;
+  const controls = find('#inspector [data-key=plugging]') ?? find('#inspector :is(fieldset, button, input)');
+  controls?.scrollIntoView({block: 'nearest'});
+}
+
 export function start() {
   follow(['board', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'], show);
+  follow(['tapped'], showControls);
 }
