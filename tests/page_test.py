@@ -368,6 +368,19 @@ class Page(Server):
         for _ in range(2):
             eventually(lambda: self.on_page(names) == ["a1", "b2", "b10", "default"])
             self.browser.refresh()
+        # The first stop of the tab key leads to the boards. A refusal stands beside its form; a board that was made has the focus.
+        self.find("#boards li")
+        self.on_page("document.querySelector('.skip').focus()")
+        self.assertEqual(self.text(".skip"), "To the boards")
+        self.keys(Keys.ENTER)
+        eventually(lambda: self.on_page("return document.activeElement.id") == "boards")
+        make = "document.querySelector('#rack-view form input').value = arguments[0]; document.querySelector('#rack-view form .main').click()"
+        self.on_page(make, "b2")
+        self.says("#rack-view form .refusal", "b2")
+        self.on_page(make, "bench")
+        eventually(lambda: self.on_page("return document.activeElement.closest('li')?.dataset.key") == "board-bench")
+        self.assertFalse(self.is_there("#rack-view .refusal"))
+        self.assertIn("Open", self.text("[data-key=board-bench]"))
         self.browser.get(self.address + "?board=nosuch")
         self.says("#trouble", "There is no board nosuch.")
         self.find("#trouble a[href='/']")
@@ -505,6 +518,31 @@ class Page(Server):
     def acts(self):
         """The acts that the activity shows, the last one first."""
         return self.on_page("return [...document.querySelectorAll('#activity code')].map((one) => one.innerText)")
+
+    def test_no_row_of_a_list_lies_on_the_next(self):
+        for line in ("plug 3 1g-sx", "set los 3 1", "set supply 2 failed", "set lm75 absent", "fail gpio --skip 77",
+                     "fail i2c:BufRead@0x9e --result busy --count 300000 --skip 3000 --probability 0.25 --seed 1234567"):
+            zelsim(line)
+        acts = [{"action": "set busy", "value": value} for value in (1, 0)]
+        self.assertEqual(self.ask("/api/together", json.dumps({"acts": acts, "title": "a long title " * 20}))[0], 200)
+        wrong = """const box = (node) => { const range = document.createRange(); range.selectNodeContents(node);
+            return range.getBoundingClientRect(); };
+            const bottom = (row) => Math.max(...[row, ...row.querySelectorAll(':not(.what *)')]
+                .filter((one) => one.checkVisibility()).map((one) => one.getBoundingClientRect().bottom));
+            const rows = [...document.querySelectorAll(arguments[0])].filter((row) => row.checkVisibility());
+            const onNext = rows.filter((row, i) => i > 0 && bottom(rows[i - 1]) > row.getBoundingClientRect().top + 1);
+            const touches = (parts) => parts.some((part, i) => i > 0 && box(part).top < box(parts[i - 1]).bottom - 1 &&
+                box(part).bottom > box(parts[i - 1]).top + 1 && box(part).left < box(parts[i - 1]).right + 4 &&
+                box(part).right > box(parts[i - 1]).left - 4);
+            const inRow = rows.filter((row) => touches([...row.querySelectorAll(':scope > .time, :scope > .program')]));
+            return rows.length < 2 ? 'none' : [...onNext, ...inRow].map((row) => row.innerText)"""
+        for width in (390, 768, 1024, 2560):
+            self.resize(width, 900)
+            for tab, rows in (("activity", "#activity > li"), ("faults", "#fault-table tr"), ("requests", "#lines > li"), (None, ".troubles > li")):
+                with self.subTest(width=width, tab=tab):
+                    self.open(f"?tab={tab}" if tab else "")
+                    eventually(lambda: self.on_page(wrong, rows) != "none" or tab != "requests" or on_switch(ZELCTL, "ports") and False)
+                    self.assertEqual(self.on_page(wrong, rows), [])
 
     def test_the_activity_stays_under_the_pointer(self):
         self.open("?tab=activity")
@@ -686,7 +724,8 @@ class Page(Server):
         zelsim("plug 3 1g-sx")
         self.select("port3")
         told = "#inspector [data-key=tx_power] small"
-        self.says(told, "low alarm: below −11.5 dBm")
+        self.says(told, "low alarm: below −11.5 dBm, as the transmitter is off")
+        self.assertTrue(self.is_there("#inspector [data-key=tx_power].explained"))
         on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
         self.says(told, "within −9.5 to −3 dBm; low alarm latched")
         # On the panel stand the alarms that hold, by a sign and in words.
@@ -695,6 +734,7 @@ class Page(Server):
             zelsim(f"set module-temperature 3 {value}")
             self.find(f"[data-block=slot1] use[href='#sign-{sign}']")
             self.find(f"[data-part=port3][aria-label*='{words}']")
+        self.assertTrue(self.is_there("#inspector [data-key=temperature].bad"))
         # A warning has a sign of its own.
         for value, sign in (("-8", "low"), ("78", "high")):
             zelsim(f"set module-temperature 3 {value}")
@@ -727,7 +767,7 @@ class Page(Server):
         def places_at(rate):
             self.say({"rate": rate})
             shows = "return document.querySelector('[data-strip=requests] .value').innerText"
-            eventually(lambda: self.on_page(shows) == f"{rate}/s" or self.say({"rate": rate}))
+            eventually(lambda: self.on_page(shows) == f"{rate:,}/s" or self.say({"rate": rate}))
             return self.on_page(places)
 
         self.assertEqual(places_at(7), places_at(12943))
@@ -957,12 +997,6 @@ class Page(Server):
         self.keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN, Keys.ENTER)
         self.find("[data-part=port7][aria-label*='1g-lx']:focus")
         self.assertEqual(zelsim("get cages.7.module").strip(), "1g-lx")
-        # Each arrow key leads to what lies ahead; where nothing does the focus stays.
-        for part, key, then in (("port26", Keys.ARROW_UP, "port26"), ("port27", Keys.ARROW_DOWN, "port27"),
-                                ("port0", Keys.ARROW_UP, "slot1"), ("port6", Keys.ARROW_RIGHT, "port8")):
-            self.on_page("document.querySelector(arguments[0]).focus()", f"[data-part={part}]")
-            self.keys(key)
-            self.assertEqual(self.on_page("return document.activeElement.dataset.part"), then, part)
         # The arrow keys lead from the search into the catalogue, and back.
         self.keys("c")
         self.find("#catalogue input:focus")
@@ -981,6 +1015,47 @@ class Page(Server):
         self.find("#tab-faults[aria-selected=true]:focus")
         self.assertIn("tab=faults", self.browser.current_url)
         self.assertNotEqual(self.on_page("return document.activeElement.tagName"), "BODY")
+
+    def test_the_arrow_keys_on_the_panel(self):
+        """The same moves at each width: along the rows of ports over all slots, up to the headers, left to LEDs and supplies."""
+        right, left, up, down = Keys.ARROW_RIGHT, Keys.ARROW_LEFT, Keys.ARROW_UP, Keys.ARROW_DOWN
+        moves = ((right, ("port0", "port2", "port4", "port6", "port8", "port10", "port12", "port14", "port24", "port26", "port26")),
+                 (left, ("port27", "port25", "port15", "port13", "port11", "port9", "port7", "port5", "port3", "port1", "supply2",
+                         "supply1", "supply1")),
+                 (left, ("port0", "led-power2", "led-system", "led-system")), (right, ("slot1", "slot2", "slot3", "slot3")),
+                 (up, ("port3", "port2", "slot1", "slot1")), (up, ("port27", "port26", "port26")), (up, ("port14", "slot2")),
+                 (down, ("slot2", "port8", "port9", "port9")), (down, ("slot3", "slot3")),
+                 (down, ("led-ring-master", "led-ring-fail", "supply2", "supply2")),
+                 (up, ("supply1", "led-power1", "led-alarm", "led-system")), (right, ("supply2", "port1")),
+                 (right, ("led-ring-master", "port0")))
+        for width, height in ((1440, 900), (768, 1024), (390, 844)):
+            self.resize(width, height)
+            for key, (first, *then) in moves:
+                self.find(f"[data-part={first}]")
+                self.on_page("document.querySelector(arguments[0]).focus()", f"[data-part={first}]")
+                for part in then:
+                    self.keys(key)
+                    self.assertEqual(self.on_page("return document.activeElement.dataset.part"), part, (width, first))
+        # Three ports are selected for one act.
+        self.keys("p", Keys.SPACE, right, Keys.SPACE, right, Keys.SPACE)
+        self.says("#inspector", "ports 0, 2, 4.")
+        # A port without a board has no place: its slot is marked.
+        self.open("?select=port20")
+        self.find("[data-part=slot3].holds-selected")
+
+    def test_escape_ends_a_drag(self):
+        for target in ("2", "6"):
+            self.click("#bar-acts button")
+            module = self.find("#catalogue [data-key='1g-lx']")
+            ActionChains(self.browser).click_and_hold(module).move_to_element(self.find(f"[data-part=port{target}]")).perform()
+            self.find(".place.target")
+            self.keys(Keys.ESCAPE)
+            self.assertFalse(self.is_there(".ghost, .place.target"))
+            ActionChains(self.browser).release().perform()
+            self.assertFalse(self.is_there("#panel.placing"))
+            self.assertTrue(self.is_shown("#catalogue"))
+            self.keys(Keys.ESCAPE)
+        self.assertNotIn("1g-lx", zelsim("show --json"))
 
     def test_a_module_is_dragged_and_the_address_remembers(self):
         self.click("#bar-acts button")
@@ -1028,6 +1103,18 @@ class Page(Server):
             way()
             eventually(lambda: not self.is_shown("#fault-form"))
             self.assertEqual(self.on_page("return document.activeElement.id"), "tab-faults")
+        # A tap on a port leads to its controls, above the line at the bottom.
+        zelsim("plug 5 1g-sx")
+        self.open("")
+        self.find("[data-part=port5][aria-label*='1g-sx']")
+        self.on_page("scrollTo(0, 0)")
+        self.select("port5")
+        seen = "const controls = document.querySelector('#inspector [data-key=plugging]')?.getBoundingClientRect();" \
+               "const foot = document.querySelector('#foot').getBoundingClientRect();" \
+               "const port = document.querySelector('[data-part=port5]').getBoundingClientRect();" \
+               "return Boolean(controls) && controls.bottom <= foot.top && port.bottom > 90"
+        eventually(lambda: self.on_page(seen))
+        self.assertTrue(self.is_shown("#foot .time"))
         # The lists of the filter stand behind a button.
         self.click("#tab-requests")
         eventually(lambda: self.is_shown("#requests-text") and not self.is_shown("[data-key=filter-node]"))
