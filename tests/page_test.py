@@ -31,9 +31,9 @@ class Page(Server):
         options = webdriver.ChromeOptions()
         profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         cls.addClassCleanup(profile.cleanup)
-        for option in ("headless=new", "no-sandbox", "disable-gpu", "disable-quic", "no-first-run", "disable-sync",
-                       "disable-background-networking", "disable-component-update", "window-size=1440,900",
-                       f"user-data-dir={profile.name}"):
+        for option in ("headless=new", "no-sandbox", "disable-gpu", "in-process-gpu", "disable-quic", "no-first-run",
+                       "disable-sync", "disable-background-networking", "disable-component-update",
+                       "window-size=1440,900", f"user-data-dir={profile.name}"):
             options.add_argument("--" + option)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         cls.browser = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
@@ -44,7 +44,6 @@ class Page(Server):
         Page.first_port = str(self.port)  # what the browser keeps of the page is kept for this address
         self.browser.get_log("browser")  # which ends what others left
         self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
-        self.open("")
 
     def open(self, query):
         self.browser.get(self.address + query)
@@ -111,6 +110,7 @@ class Page(Server):
         self.assertEqual([line for line in log if "status of 4" not in line], [])
 
     def test_four_things_that_happen_on_a_switch(self):
+        self.open("")
         # A module is chosen for a cage, and a program sees it.
         self.select("port5")
         self.click("#inspector [data-key=plugging] button")
@@ -159,6 +159,7 @@ class Page(Server):
                      "field.dispatchEvent(new Event('change', {bubbles: true}))", f"[data-key='{form}'] [name={field}]", value)
 
     def test_what_is_destroyed_is_asked_for_and_named(self):
+        self.open("")
         zelsim("plug 3 1g-sx")
         on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
         self.find("[data-part=port3][aria-label*='1g-sx']")
@@ -246,6 +247,7 @@ class Page(Server):
         eventually(lambda: not self.is_there("dialog[open]"))
 
     def test_refusals_disconnection_and_missing_boards(self):
+        self.open("")
         zelsim("plug 3 1g-sx")
         self.find("[data-part=port3][aria-label*='1g-sx']")
         self.select("port3")
@@ -285,6 +287,7 @@ class Page(Server):
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
     def test_the_line_that_says_why_moves_and_covers_nothing(self):
+        self.open("")
         self.end()
         self.says("#trouble", "default: No connection since")
         self.says("#requests-empty", "Nothing is recorded until the board is there again.")
@@ -302,6 +305,7 @@ class Page(Server):
                      window.fetch = (path, options) => real(path, options?.body ? {...options, body: moved(options.body)} : options)""", port)
 
     def test_refusals_are_seen_where_the_act_was(self):
+        self.open("")
         # A module that is placed on a port without a cage.
         self.keys("c")
         self.find("#catalogue input:focus")
@@ -461,6 +465,7 @@ class Page(Server):
         self.says("#inspector h2", "Board default")
 
     def test_a_fault_by_chance(self):
+        self.open("")
         self.click("#tab-faults")
         for name, value in (("count", ""), ("probability", "0.25"), ("seed", "7")):
             self.find(f"#fault-form input[name={name}]")
@@ -499,6 +504,7 @@ class Page(Server):
                     eventually(lambda: self.is_shown(content))
 
     def test_focus_stays_near_what_goes(self):
+        self.open("")
         self.keys("s", Keys.ESCAPE)
         eventually(lambda: self.focused() == "Front panel")
         for target in ("i2c", "gpio"):
@@ -676,12 +682,14 @@ class Page(Server):
             self.assertEqual(self.module_in(25), "-")
 
     def test_a_bad_name_of_a_state_is_said_in_words(self):
+        self.open("")
         self.keys("s")
         self.find("#states input:focus")
         self.keys("two words", Keys.ENTER)
         self.says("#states form .refusal", "'two words' is no name (letters, digits,")
 
     def test_going_back_loses_the_sectors_that_differ(self):
+        self.open("")
         image = f"{self.home}/image"
         with open(image, "wb") as file:
             file.write(b"kept")
@@ -709,6 +717,7 @@ class Page(Server):
         self.assertIn("1 module: 1g-lx in port 3\n1 fault\n", asked)
 
     def test_focus_stays_in_a_list_of_states(self):
+        self.open("")
         zelsim("save before")
         self.keys("s")
         forget = "#states [data-key=before] .danger"
@@ -721,6 +730,7 @@ class Page(Server):
         self.find("#states input:focus")
 
     def test_alarms_that_hold_and_those_that_were(self):
+        self.open("")
         zelsim("plug 3 1g-sx")
         self.select("port3")
         told = "#inspector [data-key=tx_power] small"
@@ -743,6 +753,7 @@ class Page(Server):
             self.assertFalse(self.is_there(f"[data-block=slot1] use[href='#sign-{sign}']"))
 
     def test_what_is_wrong_is_listed_and_leads_there(self):
+        self.open("")
         self.says("#inspector .all-well", "All is well")
         zelsim("plug 3 1g-sx")
         on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
@@ -761,6 +772,7 @@ class Page(Server):
         eventually(lambda: self.is_shown("#fault-table table"))
 
     def test_numbers_that_grow_move_nothing(self):
+        self.open("")
         self.watch_with_own_stream()
         places = "return [...document.querySelectorAll('.reading')].map((one) => one.offsetLeft)"
 
@@ -798,6 +810,7 @@ class Page(Server):
         eventually(lambda: numbers()[-1] == told())
 
     def test_the_requests_stay_at_the_newest(self):
+        self.open("")
         def is_at_newest():
             return self.on_page("const list = document.querySelector('#lines'); const last = list.lastChild?.dataset.number;"
                                 "return last > 0 && last === document.querySelector('#requests-told').innerText &&"
@@ -890,6 +903,7 @@ class Page(Server):
                      "list.dispatchEvent(new Event('change'))", selector, value)
 
     def test_what_is_found_is_shown_and_saved_as_it_is_shown(self):
+        self.open("")
         zelsim("plug 3 1g-sx")
         self.watch_with_own_stream("&text=page+A0h")
         on_switch(ZELCTL, "sfp", "show", "3")
@@ -915,6 +929,7 @@ class Page(Server):
                                 "prog[7] i2c 0x05 BufRead page A0h of the module in port 3 addr=0xa0 len=2 -> 03 04 = ok (5 µs)\n")
 
     def test_failures_and_changes_outlast_the_others(self):
+        self.open("")
         self.watch_with_own_stream()
         self.click("[data-key=clear]")
         reads = ("i2c 0x05 BufRead addr=0x9e len=2 -> 1e 00", {})
@@ -970,6 +985,7 @@ class Page(Server):
         self.assert_no_complaints()
 
     def test_the_card_keeps_out_of_the_way(self):
+        self.open("")
         self.hover("[data-part=port5]")
         eventually(lambda: self.is_shown("#card"))
         ActionChains(self.browser).click().perform()
@@ -980,6 +996,7 @@ class Page(Server):
         eventually(lambda: not self.is_shown("#card"))
 
     def test_by_keyboard_alone(self):
+        self.open("")
         self.keys("p", Keys.ARROW_RIGHT, Keys.ENTER)
         self.find("[data-part=port2][aria-pressed=true]")
         self.keys("c")
@@ -1058,6 +1075,7 @@ class Page(Server):
         self.assertNotIn("1g-lx", zelsim("show --json"))
 
     def test_a_module_is_dragged_and_the_address_remembers(self):
+        self.open("")
         self.click("#bar-acts button")
         module = self.find("#catalogue [data-key='100fx']")
         ActionChains(self.browser).drag_and_drop(module, self.find("[data-part=port6]")).perform()

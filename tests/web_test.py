@@ -26,7 +26,7 @@ def eventually(holds):
     while not holds():
         if time.monotonic() > end:
             raise AssertionError("never came true")
-        time.sleep(0.01)
+        time.sleep(0.03)
 
 
 def run(*words, **options):
