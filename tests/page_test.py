@@ -218,7 +218,8 @@ class Page(Server):
         self.assertEqual(self.on_page(entries), before)
         # A state that was saved meanwhile is asked for, and one that does not exist is not.
         zelsim("save before")
-        for form, state, named in (("save", "before", "Save over “before”?"), ("load", "before", "1g-sx in port 3")):
+        zelsim("plug 4 1g-lx")
+        for form, state, named in (("save", "before", "Save over “before”?"), ("load", "before", "1g-lx in port 4")):
             self.fill(form, "state", state)
             self.click(f"[data-key={form}] button")
             self.says("dialog.confirm[open]", named)
@@ -418,14 +419,14 @@ class Page(Server):
         self.open("?select=port1,port3,port5&tab=activity")
         dark = "return document.querySelectorAll(\"[data-part][aria-label*='no light']\").length"
         for undo in (lambda: self.keys("u"), lambda: self.click("#foot button[title='Undo (u)']")):
-            self.click("#inspector [name=los-all][value='1']")
+            self.click("#inspector [name=los-all][value='1']:not(:checked)")
             self.says("#foot", "ports 1, 3, 5: set loss-of-signal 1")
             eventually(lambda: self.on_page(dark) == 3)
             undo()
             self.says("#foot", "undone: ports 1, 3, 5")
             eventually(lambda: self.on_page(dark) == 0)
         # A page that is loaded anew knows it, too.
-        self.click("#inspector [name=los-all][value='1']")
+        self.click("#inspector [name=los-all][value='1']:not(:checked)")
         eventually(lambda: self.on_page(dark) == 3)
         self.browser.refresh()
         self.says("#foot", "ports 1, 3, 5: set loss-of-signal 1")
@@ -945,7 +946,8 @@ class Page(Server):
             eventually(lambda: self.on_page("return document.querySelectorAll('#lines > li').length") == 1)
         # The activity leads to one of them.
         self.choose("[data-key=filter-result]", "")
-        self.say({"activity": [{"at": 1000 * int(time.time()), "who": "prog[7]", "text": "reads it", "undo": [], "request": 100002}]})
+        self.say({"activity": [{"id": 1, "at": 1000 * int(time.time()), "who": "prog[7]", "text": "reads it", "undo": [],
+                                "request": 100002}]})
         self.press("#foot button", "Show the request")
         self.says("#lines .line[aria-expanded=true]", "31.0 °C")
         # Another stream begins with what is kept.
