@@ -102,6 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   damage(input, state);
   if (cuts) state.resize(input.word());
   std::ofstream(folder() + kStateFile).write(reinterpret_cast<char *>(state.data()), std::ssize(state));
+  if (!cuts) std::filesystem::resize_file(folder() + kStateFile, kStateFileSize);
 
   Attached attached;
   char error[2 * kPathMax] = {};

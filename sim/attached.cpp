@@ -21,7 +21,7 @@ const char *problem_of(int state_fd, int flash_fd) {
     uint32_t size;
   } head = {};
   if (state_fd < 0 || flash_fd < 0) return strerror(errno);
-  if (sys::lseek(state_fd, 0, SEEK_END) != sizeof(Board)) return "the state file has a wrong size";
+  if (sys::lseek(state_fd, 0, SEEK_END) != off_t{kStateFileSize}) return "the state file has a wrong size";
   ssize_t count = sys::pread(state_fd, &head, sizeof head, 0);
   if (count != sizeof head || head.magic != kMagic) return "the state file has no magic number";
   if (head.version != kVersion || head.size != sizeof(Board)) return "the state file has the version of another zelsim";
@@ -63,15 +63,16 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   // makes the mutex anew: after a crash of the machine, or in a copied folder, it may be locked by a process that is gone.
   bool alone = flock(state.get(), LOCK_EX | LOCK_NB) == 0;
   if (!alone) flock(state.get(), LOCK_SH);
-  void *board = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED, state.get(), 0);
+  void *board = mmap(nullptr, kStateFileSize, PROT_READ | PROT_WRITE, MAP_SHARED, state.get(), 0);
   void *image = mmap(nullptr, kFlashSize, PROT_READ, MAP_SHARED, flash.get(), 0);
   if (board == MAP_FAILED || image == MAP_FAILED) {
     snprintf(error, error_size, "the board in %s cannot be mapped: %s", folder, strerror(errno));
-    if (board != MAP_FAILED) munmap(board, sizeof(Board));
+    if (board != MAP_FAILED) munmap(board, kStateFileSize);
     if (image != MAP_FAILED) munmap(image, kFlashSize);
     return false;
   }
   attached->board = static_cast<Board *>(board);
+  attached->records = static_cast<uint8_t *>(board) + sizeof(Board);
   attached->inverted_flash = static_cast<const uint8_t *>(image);
   if (alone) {
     make_shared_mutex(attached->board->mutex);
@@ -81,7 +82,7 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
 }
 
 void detach(const Attached &attached) {
-  munmap(attached.board, sizeof(Board));
+  munmap(attached.board, kStateFileSize);
   munmap(const_cast<uint8_t *>(attached.inverted_flash), kFlashSize);
 }
 

@@ -10,11 +10,13 @@
 namespace zelsim {
 
 constexpr char kStateFile[] = "/state";
+constexpr size_t kStateFileSize = sizeof(Board) + kWatchedBytes;
 constexpr size_t kPathMax = 1024;
 
 /** A mapped board. The flash image is stored inverted: what was never written is a hole of the file. */
 struct Attached {
   Board *board;
+  uint8_t *records;  // of the trace
   const uint8_t *inverted_flash;
 };
 

@@ -81,6 +81,7 @@ void make_board_files(const std::string &folder) {
   std::ofstream state(folder + kStateFile, std::ios::binary);
   state.write(reinterpret_cast<const char *>(board.get()), sizeof(Board)).flush();
   if (!state) throw Failure("cannot write " + folder + kStateFile + ": " + std::strerror(errno));
+  fs::resize_file(folder + kStateFile, kStateFileSize);
 }
 
 // Fails if the folder is there already.

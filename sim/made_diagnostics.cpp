@@ -139,17 +139,22 @@ Json names_of_flags(const uint8_t (&bytes)[kFlagBytes]) {
   return set;
 }
 
+/** Adds the quantities of a page to a row. */
+void add_quantities(Json &row, const Calibration &calibration, const uint8_t *page) {
+  for (unsigned i = 0; i < kQuantities; ++i) {
+    auto quantity = static_cast<Quantity>(i);
+    uint16_t word = big_word16_at(page, place_of(quantity));
+    double number = shown(quantity, calibration.value(quantity, word));
+    row[kQuantityTexts[i].key] = std::isfinite(number) ? Json(number) : Json();
+  }
+}
+
 Json row_of(const Board &board, unsigned port) {
   const Cage &cage = board.cages[port];
   Calibration calibration(cage.page, cage.diagnostics.page);
   const std::vector<uint8_t> page = diagnostics_bytes(board, port);
   Json row = record("port", port, "calibration", calibration.external() ? "external" : "internal");
-  for (unsigned i = 0; i < kQuantities; ++i) {
-    auto quantity = static_cast<Quantity>(i);
-    uint16_t word = big_word16_at(page.data(), place_of(quantity));
-    double number = shown(quantity, calibration.value(quantity, word));
-    row[kQuantityTexts[i].key] = std::isfinite(number) ? Json(number) : Json();
-  }
+  add_quantities(row, calibration, page.data());
   row["soft_tx_disable"] = (page[kStatus] & kSelectTxDisable) != 0;
   row["alarms"] = names_of_flags({page[kAlarmFlags], page[kAlarmFlags + 1]});
   row["warnings"] = names_of_flags({page[kWarningFlags], page[kWarningFlags + 1]});
@@ -237,14 +242,29 @@ Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::op
   return diagnostics;
 }
 
-Json diagnostics_rows(const Board &board) {
+namespace {
+
+Json rows_of_modules(const Board &board, Json (*row)(const Board &board, unsigned port)) {
   Json rows = Json::array();
   for (unsigned port = 0; port < kPorts; ++port) {
     const Cage &cage = board.cages[port];
-    if (has_cage(board, port) && cage.fitted && cage.diagnostics.present) rows.push_back(row_of(board, port));
+    if (has_cage(board, port) && cage.fitted && cage.diagnostics.present) rows.push_back(row(board, port));
   }
   return rows;
 }
+
+Json row_as_set(const Board &board, unsigned port) {
+  const Cage &cage = board.cages[port];
+  Json row = {{"port", port}};
+  add_quantities(row, Calibration(cage.page, cage.diagnostics.page), cage.diagnostics.page);
+  return row;
+}
+
+}  // namespace
+
+Json diagnostics_rows(const Board &board) { return rows_of_modules(board, row_of); }
+
+Json diagnostics_as_set(const Board &board) { return rows_of_modules(board, row_as_set); }
 
 std::vector<uint8_t> diagnostics_bytes(const Board &board, unsigned port) {
   std::vector<uint8_t> bytes;

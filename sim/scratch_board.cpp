@@ -29,7 +29,7 @@ bool copy_board(const OpenBoard &board, const std::string &folder) {
   if (flash.get() < 0 || !copy_flash(board.attached->inverted_flash, flash.get())) return false;
   std::ofstream state(folder + kStateFile, std::ios::binary);
   state.write(reinterpret_cast<const char *>(board.attached->board), sizeof(Board)).flush();
-  return state.good();
+  return state.good() && truncate((folder + kStateFile).c_str(), kStateFileSize) == 0;
 }
 
 }  // namespace

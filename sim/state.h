@@ -12,7 +12,7 @@
 namespace zelsim {
 
 constexpr uint64_t kMagic = 0x455441545357455aULL;  // "ZEWSTATE"
-constexpr uint32_t kVersion = 9;
+constexpr uint32_t kVersion = 10;
 
 // The geometry of the switch. Ports of daughter boards come first, then the 10G cages of the main board.
 constexpr unsigned kSlots = 3;
@@ -32,9 +32,8 @@ constexpr uint32_t kPageSize = 256;  // bytes that one program operation writes 
 constexpr unsigned kChainGroups = 32;
 constexpr unsigned kChainBits = 8;
 
-constexpr unsigned kMaxRules = 32;           // faults that can stand at a time
-constexpr unsigned kRegisters = 256;         // registers whose values are kept
-constexpr uint32_t kWatchedBytes = 0x10000;  // room for the records of the trace
+constexpr unsigned kMaxRules = 32;    // faults that can stand at a time
+constexpr unsigned kRegisters = 256;  // registers whose values are kept
 constexpr uint8_t kNoCage = 0xff;
 
 // DebugCmd is no node, but fails like one.
@@ -252,6 +251,13 @@ struct TraceRecord {
 };
 
 constexpr int32_t kNoTraceResult = INT32_MIN;  // the call has no result
+
+/** Whether a call failed: the kernel refused it, or the driver answered so. */
+inline bool has_failed(const TraceRecord &record) {
+  if (record.result == kNoTraceResult) return false;
+  return record.node == Node::None ? record.result < 0 : record.result != 0;
+}
+
 constexpr unsigned kFlashUsers = 8;
 
 /** For those who watch the board from outside. Counts wrap. */
@@ -267,11 +273,17 @@ struct Watch {
   uint32_t logged;
   Act acts[kActs];
   Change log[kLoggedChanges];
-  // The trace. A reader sets `wanted`; records are written while `written` is less.
+  // The trace. A reader sets both limits; records are written while `written` is less.
   uint32_t written;  // bytes so far
   uint32_t wanted;
-  uint8_t records[kWatchedBytes];
+  uint32_t wanted_failures;  // the limit for calls that failed or were struck by a fault
 };
+
+// The records of the trace stand in the state file behind the board: whoever copies a board has no use for them.
+constexpr uint32_t kWatchedBytes = 0x100000;
+constexpr uint32_t kFailuresRoom = kWatchedBytes / 4;
+constexpr uint32_t kLongestRecord = 1024;  // the last record may go beyond its room
+constexpr uint32_t kCommonRoom = kWatchedBytes - kFailuresRoom - kLongestRecord;
 
 struct Board {
   uint64_t magic;
@@ -302,6 +314,6 @@ constexpr bool kSamePlaces =
     offsetof(Cage, diagnostics) == 360 && sizeof(Cage) == 632 && offsetof(Flash, bytes_programmed) == 4104 &&
     offsetof(Watch, written) == 61568 && offsetof(Board, settle_ms) - offsetof(Board, flash) == 27220 &&
     offsetof(Board, watch) - offsetof(Board, gpio) == 27488;
-static_assert(kVersion == 9 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
+static_assert(kVersion == 10 && kSamePlaces, "the layout of the state file has changed: raise kVersion");
 
 }  // namespace zelsim

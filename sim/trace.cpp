@@ -15,29 +15,32 @@
 namespace zelsim {
 namespace {
 
-// Who reads the trace.
+/** @param matters  the call failed, or was struck by a fault */
+bool is_wanted(const Watch &watch, bool matters) {
+  uint32_t written = __atomic_load_n(&watch.written, __ATOMIC_RELAXED);
+  uint32_t wanted = __atomic_load_n(matters ? &watch.wanted_failures : &watch.wanted, __ATOMIC_RELAXED);
+  return static_cast<int32_t>(wanted - written) > 0;  // the counts wrap
+}
+
+// Who reads the trace of a call.
 struct Readers {
   const char *file = variable(kTraceVariable);  // empty: no file
-  Board *watched = nullptr;                     // null: nobody watches the board
+  const Attached *watched = nullptr;            // null: nobody watches the board
 
-  Readers() {
+  explicit Readers(bool matters) {
     const Attached *attached = environment_board();
-    if (attached == nullptr) return;
-    Watch &watch = attached->board->watch;
-    uint32_t written = __atomic_load_n(&watch.written, __ATOMIC_RELAXED);
-    uint32_t wanted = __atomic_load_n(&watch.wanted, __ATOMIC_RELAXED);
-    bool wants_more = static_cast<int32_t>(wanted - written) > 0;  // the counts wrap
-    if (wants_more) watched = attached->board;
+    if (attached != nullptr && is_wanted(attached->board->watch, matters)) watched = attached;
   }
   bool none() const { return file[0] == '\0' && watched == nullptr; }
 };
 
-void put_bytes(Watch &watch, const void *bytes, size_t size) {
+void put_bytes(const Attached &attached, const void *bytes, size_t size) {
   if (size == 0) return;
+  Watch &watch = attached.board->watch;
   size_t at = watch.written % kWatchedBytes;
   size_t first = size < kWatchedBytes - at ? size : kWatchedBytes - at;
-  memcpy(watch.records + at, bytes, first);
-  memcpy(watch.records, static_cast<const uint8_t *>(bytes) + first, size - first);
+  memcpy(attached.records + at, bytes, first);
+  memcpy(attached.records, static_cast<const uint8_t *>(bytes) + first, size - first);
   watch.written += static_cast<uint32_t>(size);
 }
 
@@ -48,7 +51,8 @@ struct Piece {
 };
 
 // The readers look by themselves from time to time: waking them at each record would cost more than the request.
-void show_watchers(Board &board, TraceRecord record, const TracedAccess &access, Piece first, Piece second = {}) {
+void show_watchers(const Attached &attached, TraceRecord record, const TracedAccess &access, Piece first,
+                   Piece second = {}) {
   int64_t now = host_time_us();
   record.at_us = access.began_us != 0 ? access.began_us : now;
   record.duration_us = static_cast<uint32_t>(now - record.at_us);
@@ -56,10 +60,10 @@ void show_watchers(Board &board, TraceRecord record, const TracedAccess &access,
   record.process = static_cast<uint32_t>(getpid());
   strncpy(record.program, program_invocation_short_name, sizeof record.program - 1);
   record.size = static_cast<uint16_t>(sizeof record + first.size + second.size);
-  Guard guard(board, Intent::Look);
-  put_bytes(board.watch, &record, sizeof record);
-  put_bytes(board.watch, first.bytes, first.size);
-  put_bytes(board.watch, second.bytes, second.size);
+  Guard guard(*attached.board, Intent::Look);
+  put_bytes(attached, &record, sizeof record);
+  put_bytes(attached, first.bytes, first.size);
+  put_bytes(attached, second.bytes, second.size);
 }
 
 // One write, so that several processes may share a file. No descriptor is kept: the traced program may close any number
@@ -94,16 +98,17 @@ void write_line(const char *where, TraceLine &line, long result, int error) {
   }
 }
 
-void show_line(Board &board, const TracedAccess &access, const TraceLine &line, long result, int error) {
+void show_line(const Attached &attached, const TracedAccess &access, const TraceLine &line, long result, int error) {
   TraceRecord record = {};
   record.result = result == kNoResult ? kNoTraceResult : static_cast<int32_t>(result);
   record.error = result < 0 ? error : 0;
-  show_watchers(board, record, access, {line.text(), line.size()});
+  show_watchers(attached, record, access, {line.text(), line.size()});
 }
 
 // Formats a line for all readers. errno stays.
 void send(const TracedAccess &access, long result, const char *format, va_list arguments) {
-  Readers readers;
+  bool matters = (result < 0 && result != kNoResult) || access.fault != 0;
+  Readers readers(matters);
   if (readers.none()) return;
   int error = errno;
   TraceLine line;
@@ -114,7 +119,7 @@ void send(const TracedAccess &access, long result, const char *format, va_list a
 }
 
 // The readers format the record, so that the program does not wait for it.
-void show_request(Board &board, const RequestEvent &event) {
+void show_request(const Attached &attached, const RequestEvent &event) {
   TraceRecord record = {};
   record.node = event.node;
   record.number = event.number;
@@ -123,13 +128,14 @@ void show_request(Board &board, const RequestEvent &event) {
   record.error = event.error;
   record.address = event.address;
   size_t size = record.has_record != 0 ? record_size(*event.request) : 0;
-  show_watchers(board, record, {event.began_us, event.fault}, {event.before, size}, {event.after, size});
+  show_watchers(attached, record, {event.began_us, event.fault}, {event.before, size}, {event.after, size});
 }
 
 }  // namespace
 
 void trace_request(const RequestEvent &event) {
-  Readers readers;
+  bool matters = event.result != 0 || event.fault != 0;
+  Readers readers(matters);
   if (readers.none()) return;
   int error = errno;
   if (readers.watched != nullptr) show_request(*readers.watched, event);
@@ -147,7 +153,7 @@ int64_t host_time_us() {
   return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
 }
 
-int64_t trace_clock() { return Readers().watched != nullptr ? host_time_us() : 0; }
+int64_t trace_clock() { return Readers(false).watched != nullptr ? host_time_us() : 0; }
 
 void count_request(Board &board) { __atomic_add_fetch(&board.watch.requests, 1, __ATOMIC_RELAXED); }
 

@@ -14,6 +14,12 @@ void add_member(std::string &object, const std::string &name, const std::string 
   object += '"' + name + "\":" + value;
 }
 
+// In milliseconds. The time of a board goes on from that when it was put.
+std::string age_of(std::chrono::steady_clock::time_point put_at) {
+  auto age = std::chrono::steady_clock::now() - put_at;
+  return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(age).count());
+}
+
 }  // namespace
 
 void News::put(const std::string &name, const std::string &text) {
@@ -21,20 +27,24 @@ void News::put(const std::string &name, const std::string &text) {
   Part &part = parts_[name];
   if (part.text == text) return;
   ++version_;
-  part = {text, version_};
+  part = {text, version_, std::chrono::steady_clock::now()};
 }
 
-void News::add(const std::string &log, const std::string &text, size_t most) {
+void News::add(const std::string &log, const std::string &text, size_t most, bool matters) {
+  constexpr size_t kMostEarlier = 2000;
   std::lock_guard lock(mutex_);
   Log &all = logs_[log];
-  all.entries.push_back(text);
+  all.entries.push_back({text, all.count, matters});
   ++all.count;
-  if (all.entries.size() > most) all.entries.pop_front();
+  if (all.entries.size() <= most) return;
+  if (all.entries.front().matters) all.earlier.push_back(std::move(all.entries.front()));
+  if (all.earlier.size() > kMostEarlier) all.earlier.pop_front();
+  all.entries.pop_front();
 }
 
 void News::change_entries(const std::string &log, std::string (*changed)(const std::string &entry)) {
   std::lock_guard lock(mutex_);
-  for (std::string &entry : logs_[log].entries) entry = changed(entry);
+  for (Entry &entry : logs_[log].entries) entry.text = changed(entry.text);
 }
 
 void News::publish() {
@@ -46,27 +56,40 @@ void News::publish() {
 std::string News::parts_for(Reader &reader) const {
   std::string news;
   for (const auto &[name, part] : parts_) {
-    if (part.version > reader.version) add_member(news, name, part.text);
+    if (part.version <= reader.version) continue;
+    add_member(news, name, part.text);
+    if (name == kBoardPart) add_member(news, "board_age", age_of(part.put_at));
   }
   reader.version = version_;
   return news;
 }
 
-// A reader that comes too late for some entries of a log gets their number instead.
+// What a reader that comes too late for some entries of a log gets instead: the number of them, and those that matter.
+std::string News::missed_entries(uint64_t known, const Log &log) {
+  std::string entries;
+  uint64_t missed = log.count - log.entries.size() - known;
+  for (const Entry &entry : log.earlier) {
+    if (entry.number < known) continue;
+    entries += ',' + entry.text;
+    --missed;
+  }
+  return "{\"missed\":" + std::to_string(missed) + '}' + entries;
+}
+
 std::string News::entries_for(Reader &reader, const std::string &name, const Log &log) {
   std::string news;
   bool is_first = !reader.known.contains(name);
   uint64_t &known = reader.known[name];
   uint64_t oldest = log.count - log.entries.size();
-  if (known < oldest && !is_first) add_member(news, name + "_missed", std::to_string(oldest - known));
-  known = std::max(known, oldest);
   if (known == log.count) return news;
   std::string entries;
+  if (known < oldest && !is_first) entries = missed_entries(known, log);
+  known = std::max(known, oldest);
   for (; known < log.count; ++known) {
-    entries += entries.empty() ? '[' : ',';
-    entries += log.entries[known - oldest];
+    if (!entries.empty()) entries += ',';
+    entries += log.entries[known - oldest].text;
   }
-  add_member(news, name, entries + ']');
+  add_member(news, name, '[' + entries + ']');
   return news;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -24,13 +25,15 @@ struct Reader {
 };
 
 constexpr char kRequestsLog[] = "requests";
+constexpr char kBoardPart[] = "board";
 
 class News {
  public:
   /** Sets a part, as JSON. A part that has not changed is no news. */
   void put(const std::string &name, const std::string &text);
-  /** Adds an entry, as JSON, to a log that keeps the last `most`. */
-  void add(const std::string &log, const std::string &text, size_t most);
+  /** Adds an entry, as JSON, to a log that keeps the last `most`.
+   *  @param matters  a reader that is slow gets it also when the log does not keep it any more */
+  void add(const std::string &log, const std::string &text, size_t most, bool matters = false);
   /** Changes the entries of a log, for readers that come later. */
   void change_entries(const std::string &log, std::string (*changed)(const std::string &entry));
   /** Gives the readers what was put and added. */
@@ -43,12 +46,20 @@ class News {
   struct Part {
     std::string text;
     uint64_t version;
+    std::chrono::steady_clock::time_point put_at;
+  };
+  struct Entry {
+    std::string text;
+    uint64_t number;  // among all entries that were ever added, from 0
+    bool matters;
   };
   struct Log {
-    std::deque<std::string> entries;
-    uint64_t count = 0;  // of all entries that were ever added
+    std::deque<Entry> entries;
+    std::deque<Entry> earlier;  // that matter
+    uint64_t count = 0;         // of all entries that were ever added
   };
   std::string parts_for(Reader &reader) const;
+  static std::string missed_entries(uint64_t known, const Log &log);
   static std::string entries_for(Reader &reader, const std::string &name, const Log &log);
   std::vector<std::string> news_for(Reader &reader) const;
 

@@ -63,6 +63,8 @@ httplib::Server::Handler answering(Work work) {
 }
 
 std::atomic<unsigned> open_streams = 0;
+// Tells a page without news that the server is still there, and the server whether the page is.
+constexpr char kStillHere[] = "event: alive\ndata: {}\n\n";
 
 /** An open stream. stream() has counted it in open_streams; its end takes it off. */
 struct Stream {
@@ -89,7 +91,7 @@ void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, H
   auto next = [open](size_t, httplib::DataSink &sink) {
     std::string events;
     for (const std::string &news : open->source->news.next(open->reader)) events += "data: " + news + "\n\n";
-    if (events.empty()) events = ":\n\n";
+    if (events.empty()) events = kStillHere;
     return sink.is_writable() && sink.write(events.data(), events.size());
   };
   response.set_chunked_content_provider("text/event-stream", next, [open](bool) {});

@@ -9,12 +9,13 @@
 namespace zelsim::web {
 namespace {
 
-constexpr size_t kMostRequests = 4000;
-constexpr uint32_t kLongestRecord = 1024;
-constexpr uint32_t kRoom = kWatchedBytes - kLongestRecord;  // the last record may go beyond it
+constexpr size_t kMostRequests = 5000;  // in the log
+constexpr size_t kMostLines = 4000;     // told at once
 // Where much comes, the next look is later: what is looked at costs time that programs want.
-constexpr uint32_t kMuch = kWatchedBytes / 4;
+constexpr uint32_t kMuch = 0x4000;
 constexpr std::chrono::milliseconds kRest{90};
+// More than that is a flood.
+constexpr size_t kFlood = 0x10000;
 
 // Reads and writes of the flash are texts; so are pauses, which are no requests.
 bool is_request(const TracedCall &call) {
@@ -22,10 +23,18 @@ bool is_request(const TracedCall &call) {
   return call.record.node != Node::None || moves_bytes;
 }
 
-// A program that is just making a request has counted it, and has not recorded it yet: the number may be a few too high.
-std::string missed_entry(uint32_t made, uint32_t told) {
-  uint32_t missed = made > told ? made - told : 0;
-  return R"({"missed":)" + std::to_string(missed) + '}';
+/** A record in what was taken, or nothing at its end or where it is damaged. */
+bool has_record(const std::string &bytes, size_t at, TraceRecord &record) {
+  if (at + sizeof record > bytes.size()) return false;
+  std::memcpy(&record, bytes.data() + at, sizeof record);
+  return record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
+}
+
+size_t count_records(const std::string &bytes) {
+  size_t count = 0;
+  TraceRecord record = {};
+  for (size_t at = 0; has_record(bytes, at, record); at += record.size) ++count;
+  return count;
 }
 
 }  // namespace
@@ -36,6 +45,7 @@ void Requests::begin_following(const std::shared_ptr<const Attached> &attached) 
   position_ = attached->board->watch.written;
   made_ = attached->board->watch.requests;
   untold_.clear();
+  untold_bytes_ = 0;
   readings_ = {};
 }
 
@@ -46,21 +56,33 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   Guard guard(board, Intent::Look);
   if (attached_ != attached) begin_following(attached);
   Watch &watch = board.watch;
-  watch.wanted = watch.written + kRoom;
+  watch.wanted = watch.written + kCommonRoom;
+  watch.wanted_failures = watch.wanted + kFailuresRoom;
   uint32_t size = watch.written - position_;
   uint32_t begin = position_ % kWatchedBytes;
   position_ = watch.written;
   if (size > kMuch) next_look_ = Clock::now() + kRest;
   if (size == 0) return;
+  taken_at_ = Clock::now();
   Taken &taken = untold_.emplace_back();
-  taken.misses_more = size >= kRoom;
+  taken.misses_more = size >= kCommonRoom;
+  taken.misses_failures = size >= kCommonRoom + kFailuresRoom;
   taken.made = watch.requests - made_;
   made_ = watch.requests;
   if (size > kWatchedBytes) return;  // other readers asked for more, too, and it is overwritten
+  untold_bytes_ += size;
   uint32_t before_end = std::min(size, kWatchedBytes - begin);
-  const auto *records = reinterpret_cast<const char *>(watch.records);
+  const auto *records = reinterpret_cast<const char *>(attached->records);
   taken.bytes.append(records + begin, before_end);
   taken.bytes.append(records, size - before_end);
+}
+
+// A program that is just making a request has counted it, and has not recorded it yet: the number may be a few too high.
+bool Requests::tell_missed(uint32_t missed, bool may_have_failed, News &news) const {
+  if (listing_ == Listing::Noticing) return false;
+  std::string failures = may_have_failed ? ",\"failures\":true" : "";
+  news.add(kRequestsLog, "{\"missed\":" + std::to_string(missed) + failures + '}', kMostRequests);
+  return true;
 }
 
 // Returns false if nobody is told.
@@ -69,39 +91,62 @@ bool Requests::tell(const TracedCall &call, News &news, Activity &activity) {
   const ToldReading reading = readings_.take(call);
   bool is_noticed = reading.is_of_world && !reading.changed.empty();
   if (listing_ == Listing::Noticing && !is_noticed) return false;
-  news.add(kRequestsLog, entry_of(call, reading, count_), kMostRequests);
+  bool matters = has_failed(call.record) || call.record.fault != 0 || !reading.changed.empty();
+  if (to_leave_out_ > 0) {
+    --to_leave_out_;
+    if (!matters) {
+      if (is_request(call)) ++left_out_;
+      return false;
+    }
+  }
+  if (left_out_ > 0) tell_missed(left_out_, false, news);
+  left_out_ = 0;
+  news.add(kRequestsLog, entry_of(call, reading, count_), kMostRequests, matters);
   if (is_noticed) activity.tell_reading(call.record, reading.changed, count_, news);
   return true;
 }
 
-// What is missed may have read anything.
+// What is missed may have read anything. It was between what had common room and the failures behind.
 bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   const std::string &bytes = taken.bytes;
   size_t at = 0;
   uint32_t told = 0;
   bool has_told = false;
-  while (at + sizeof(TraceRecord) <= bytes.size()) {
-    TraceRecord record = {};
-    std::memcpy(&record, bytes.data() + at, sizeof record);
-    bool whole = record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
-    if (!whole) break;
+  bool misses_here = false;
+  TraceRecord record = {};
+  while (has_record(bytes, at, record)) {
     std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
     TracedCall call = traced_call(record, rest);
+    if (!misses_here && at >= kCommonRoom) {
+      readings_.miss_some();
+      misses_here = true;
+    }
     if (is_request(call)) ++told;
-    has_told = tell(call, news, activity) || has_told;
+    const bool is_told = tell(call, news, activity);
+    has_told |= is_told;
     at += record.size;
   }
-  bool misses_some = taken.misses_more || at < bytes.size();
-  if (misses_some) readings_.miss_some();
-  if (!taken.misses_more || listing_ == Listing::Noticing) return has_told;
-  news.add(kRequestsLog, missed_entry(taken.made, told), kMostRequests);
-  return true;
+  bool is_damaged = at < bytes.size();
+  if (taken.misses_more || is_damaged) readings_.miss_some();
+  if (!taken.misses_more) return has_told;
+  uint32_t missed = taken.made > told ? taken.made - told : 0;
+  const bool is_told = tell_missed(missed + left_out_, taken.misses_failures || bytes.empty(), news);
+  left_out_ = 0;
+  return has_told || is_told;
 }
 
 bool Requests::tell_taken(News &news, Activity &activity) {
+  size_t count = 0;
+  for (const Taken &taken : untold_) count += count_records(taken.bytes);
+  to_leave_out_ = count > kMostLines ? count - kMostLines : 0;
+  if (listing_ == Listing::Noticing) to_leave_out_ = 0;
   bool has_told = false;
-  for (const Taken &taken : untold_) has_told = tell(taken, news, activity) || has_told;
+  for (const Taken &taken : untold_) {
+    const bool is_told = tell(taken, news, activity);
+    has_told |= is_told;
+  }
   untold_.clear();
+  untold_bytes_ = 0;
   return has_told;
 }
 
@@ -110,18 +155,26 @@ void Requests::pause(News &news, Activity &activity) {
   attached_ = nullptr;
 }
 
+bool Requests::is_due() const {
+  constexpr std::chrono::milliseconds kPause{250};
+  constexpr std::chrono::milliseconds kMoment{100};  // without a request: the flood has ended
+  constexpr std::chrono::milliseconds kLongest{1000};
+  if (untold_.empty()) return false;
+  Clock::time_point now = Clock::now();
+  bool is_flood = untold_bytes_ > kFlood && now - taken_at_ < kMoment;
+  return now - told_at_ >= (is_flood ? kLongest : kPause);
+}
+
 // The requests until now are told as they were asked for.
 bool Requests::take(const std::shared_ptr<const Attached> &attached, Listing listing, News &news, Activity &activity) {
-  constexpr std::chrono::milliseconds kPause{250};
-  Clock::time_point now = Clock::now();
-  if (attached_ != attached || now >= next_look_) take_bytes(attached);
-  if (untold_.empty() || now - told_at_ < kPause) return false;
+  if (attached_ != attached || Clock::now() >= next_look_) take_bytes(attached);
+  if (!is_due()) return false;
   listing_ = listing;
-  told_at_ = now;
+  told_at_ = Clock::now();
   return tell_taken(news, activity);
 }
 
-bool Requests::count_rate(const std::shared_ptr<const Attached> &attached, News &news, History &history) {
+bool RequestRate::count(const std::shared_ptr<const Attached> &attached, News &news, History &history) {
   Clock::time_point now = Clock::now();
   std::chrono::duration<double> passed = now - counted_at_;
   if (counted_ == attached && passed.count() < 1) return false;

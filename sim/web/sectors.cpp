@@ -95,7 +95,7 @@ Json document_to_compare(const Board &board, const std::filesystem::path &folder
 std::unique_ptr<Board> copy_of(Board &board) {
   auto copy = std::make_unique<Board>();
   Guard guard(board, Intent::Look);
-  std::memcpy(static_cast<void *>(copy.get()), &board, offsetof(Board, watch) + offsetof(Watch, written));
+  std::memcpy(static_cast<void *>(copy.get()), &board, sizeof board);
   return copy;
 }
 

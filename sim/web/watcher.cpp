@@ -3,6 +3,7 @@
 
 #include "activity.h"
 #include "documents.h"
+#include "made_diagnostics.h"
 #include "requests.h"
 #include "web.h"
 
@@ -53,6 +54,7 @@ class Watcher : public Source {
   bool times_wait_ = false;  // they have advanced, and nothing else has changed
   Sectors sectors_ = {};
   Requests requests_;
+  RequestRate rate_;
   Activity activity_;
 };
 
@@ -84,7 +86,7 @@ void Watcher::put_board(const Board &board) {
   bool only_times = rest == put_ && shift_us == put_shift_us_;
   times_wait_ = only_times && Clock::now() - put_at_ < kTimesTurn;
   if (times_wait_) return;
-  news.put("board", text_of(document));
+  news.put(kBoardPart, text_of(document));
   put_ = std::move(rest);
   put_shift_us_ = shift_us;
   put_at_ = Clock::now();
@@ -106,6 +108,7 @@ void Watcher::publish_parts() {
     std::unique_ptr<Board> board = copy_of(*attached_->board);
     put_board(*board);
     history.look(*board);
+    news.put("optics_as_set", text_of(tool::diagnostics_as_set(*board)));
     news.put("picture", text_of(tool::panel_picture(*board)));
     news.put("regions", text_of(tool::regions_of(board->flash)));
     news.put("sectors", text_of(sectors_document(folder_, *board, sectors_)));
@@ -133,7 +136,7 @@ void Watcher::await_news() {
       await_change(*attached_->board, seen_, kReadingsTurn);
     }
     bool has_told = take_requests();
-    bool has_new_rate = requests_.count_rate(attached_, news, history);
+    bool has_new_rate = rate_.count(attached_, news, history);
     if (has_told || has_new_rate || activity_.is_waiting() || times_are_due()) return;
   }
 }
@@ -144,7 +147,7 @@ bool Watcher::idle_turn() {
   try {
     attach();
     history.look(*attached_->board);
-    requests_.count_rate(attached_, news, history);
+    rate_.count(attached_, news, history);
   } catch (const std::runtime_error &) {
     attached_ = nullptr;
   }
@@ -156,7 +159,7 @@ void Watcher::turn() {
   if (is_due) publish_parts();
   if (attached_ != nullptr) take_requests();
   put_writing();
-  if (attached_ != nullptr) requests_.count_rate(attached_, news, history);
+  if (attached_ != nullptr) rate_.count(attached_, news, history);
   news.publish();
   await_news();
 }

@@ -41,7 +41,7 @@ const searched = (texts) => texts.map(({text}) => text).join(' ');
 export function passes(entry, expression) {
   if (filter.node && parse(entry).node !== filter.node) return false;
   if (filter.program && entry.program !== filter.program) return false;
-  if (filter.result === 'failed' && !entry.failed) return false;
+  if (filter.result === 'failed' && !entry.failed && !entry.failures) return false;
   if (filter.result === 'fault' && !entry.fault) return false;
   if (filter.result === 'changed' && !entry.changed) return false;
   if (filter.result.startsWith('=') && parse(entry).resultText !== filter.result.slice(1)) return false;

@@ -9,7 +9,8 @@ let changes = []; // earlier than the last ones
 let failed = 0; // how many have failed
 let stream = 0; // of the server; the numbers of two streams may be the same
 
-const isFailure = ({failed: hasFailed, fault}) => hasFailed || Boolean(fault);
+// Where requests are missed of which some may have failed, that is kept, too.
+const isFailure = ({failed: hasFailed, fault, failures: mayHaveFailed}) => hasFailed || Boolean(fault) || Boolean(mayHaveFailed);
 const isChange = ({changed}) => Boolean(changed);
 
 function keepLonger(gone) {

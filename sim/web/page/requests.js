@@ -75,9 +75,14 @@ function showWanted() {
 
 // ---- which are kept
 
+function missedText({missed, failures}) {
+  const count = missed > 0 ? `about ${plural(missed, 'request')}` : 'requests';
+  return `… ${count} not shown` + (failures ? '; some of them may have failed' : '');
+}
+
 function note(entry) {
   entry.id = ++number;
-  entry.line ??= entry.missed > 0 ? `… about ${plural(entry.missed, 'request')} not shown` : '… requests not shown';
+  if (entry.missed !== undefined) entry.line = missedText(entry);
   entry.failed = hasFailed(entry);
   list.widen('program', programName(entry));
   if (!entry.program || programs.has(entry.program)) return;
