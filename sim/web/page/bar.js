@@ -71,6 +71,8 @@ function troubleText() {
   if (known.refused) return `${refusedText(known.refused)} This page tries again by itself.`;
   if (known.live === false) {
     const since = known.since ? timeOfDay(known.since, false) : '';
+    if (known.silent)
+      return `Nothing has come from zelsim serve since ${since}: it hangs, or the network is gone. ${kAway}. This page goes on by itself.`;
     return `No connection since ${since}: is zelsim serve still running? ${kAway}. This page tries again by itself.`;
   }
   if (!known.gone) return '';
@@ -81,6 +83,7 @@ function troubleText() {
 function liveText() {
   if (known.live === undefined) return 'connecting';
   if (known.refused?.status === kAbsent) return 'no board';
+  if (known.silent) return 'no answer';
   if (known.live === false) return 'not connected';
   return known.gone ? 'no board' : 'live';
 }
@@ -104,7 +107,7 @@ export function start() {
   } catch {
     applyScheme('');
   }
-  follow(['live', 'gone', 'since', 'refused'], showLive);
+  follow(['live', 'gone', 'since', 'refused', 'silent'], showLive);
   follow(['live', 'gone', 'acts'], showActs);
   let shown = null;
   follow(['board'], () => {

@@ -1,12 +1,13 @@
 import * as address from './address.js';
 import {serve} from './feed.js';
-import {known, put, take} from './store.js';
+import {known, take} from './store.js';
 
 // To the server and back: news, documents, acts.
 
 let feed;
 let query = 'rack';
 let wantsRequests = false;
+let waiting = new AbortController(); // of what is asked just now
 
 function subscribe() {
   feed.postMessage({query, requests: wantsRequests});
@@ -25,9 +26,10 @@ export function follow(board, takeRack) {
   }
   feed.onmessage = ({data}) => {
     if (typeof data === 'string') return take(JSON.parse(data));
-    if (data.live !== undefined && data.live !== known.live) put('since', new Date());
+    if (data.silent) endWaiting();
     if (!takeRack) return take(data);
-    take({live: data.live ?? known.live, refused: data.live === undefined ? known.refused : data.refused});
+    const {live = known.live, refused = known.refused, silent = known.silent, since = known.since} = data;
+    take({live, refused, silent, since});
     takeRack(data);
   };
   subscribe();
@@ -41,6 +43,12 @@ export function wantRequests(wants) {
   if (feed) subscribe();
 }
 
+/** A server that says nothing any more: nobody waits for its answers. */
+function endWaiting() {
+  waiting.abort();
+  waiting = new AbortController();
+}
+
 function pathOf(path) {
   const board = address.read('board');
   if (!board) return '/api/' + path;
@@ -50,12 +58,16 @@ function pathOf(path) {
 /** @return the document; fails with what the server says against it */
 export async function ask(path, fields) {
   let answer;
+  let document;
+  const {signal} = waiting;
+  const posted = fields && {method: 'POST', body: JSON.stringify(fields)};
   try {
-    answer = await fetch(pathOf(path), fields && {method: 'POST', body: JSON.stringify(fields)});
+    answer = await fetch(pathOf(path), {...posted, signal});
+    document = await answer.json();
   } catch {
+    if (signal.aborted) throw new Error('zelsim serve does not answer; when it goes on, it may still do this');
     throw new Error('no connection to zelsim serve');
   }
-  const document = await answer.json();
   if (!answer.ok) throw new Error(document.error);
   return document;
 }

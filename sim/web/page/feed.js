@@ -2,6 +2,8 @@
 // connections to a server.
 
 const kRetry = 1000;
+const kLook = 1000; // how often is looked whether the server is heard
+const kSilence = 6000; // the server says every two seconds that it is there
 const kKeptText = 2e6; // characters of requests, for a page that is opened later
 
 /** Why the server refuses a stream, which the stream itself does not say: the status and its sentence; null where there is
@@ -27,6 +29,11 @@ class Feed {
     this.activity = [];
     this.requests = [];
     this.requestsSize = 0;
+    this.boardAt = 0; // when the board stood as it is known
+    this.heardAt = 0;
+    this.lookedAt = 0;
+    this.tries = false; // whether the server is asked if it answers others
+    this.watch = null; // a timer
   }
 
   wants() {
@@ -48,8 +55,12 @@ class Feed {
     this.requests = [];
     this.requestsSize = 0;
     let first = true;
-    source.onopen = () => this.setLive(true, null);
+    this.heardAt = Date.now();
+    this.startWatch();
+    source.onopen = () => this.hear();
+    source.addEventListener('alive', () => this.hear());
     source.onmessage = ({data}) => {
+      this.hear();
       if (data.startsWith('{"requests')) return this.tellRequests(data);
       const news = JSON.parse(data);
       this.keep(news);
@@ -60,14 +71,54 @@ class Feed {
       source.close();
       const refused = await whyRefused(address);
       if (this.source !== source) return; // somebody has connected anew, or all pages are gone
-      this.setLive(false, refused);
+      this.setLive(false, {refused});
       this.retry = setTimeout(() => this.connect(), kRetry);
     };
   }
 
-  setLive(live, refused) {
-    Object.assign(this.known, {live, refused});
-    this.tell({live, refused});
+  hear() {
+    this.heardAt = Date.now();
+    if (!this.known.live) this.setLive(true);
+  }
+
+  /** @param silent  the connection is there, and nothing comes; @param since  when that began */
+  setLive(live, {refused = null, silent = false, since = Date.now()} = {}) {
+    const state = {live, refused, silent};
+    if (live !== this.known.live) state.since = since;
+    Object.assign(this.known, state);
+    this.tell(state);
+  }
+
+  startWatch() {
+    clearInterval(this.watch);
+    this.lookedAt = Date.now();
+    this.watch = setInterval(() => this.lookWhetherHeard(), kLook);
+  }
+
+  /** A server that hangs, or a network that is gone, ends no connection. */
+  lookWhetherHeard() {
+    const now = Date.now();
+    const slept = now - this.lookedAt > 2 * kLook;
+    this.lookedAt = now;
+    // The browser lets what nobody sees sleep: what has come meanwhile is not taken yet.
+    if (slept) this.heardAt = now;
+    if (this.source?.readyState === EventSource.CLOSED || now - this.heardAt < kSilence) return;
+    if (this.known.live !== false) this.setLive(false, {silent: true, since: this.heardAt});
+    this.tryAnew();
+  }
+
+  /** The old connection may be dead while the server answers others. */
+  async tryAnew() {
+    if (this.tries) return;
+    this.tries = true;
+    const {source} = this;
+    try {
+      const answer = await fetch('/api/server', {signal: AbortSignal.timeout(kSilence)});
+      if (answer.ok && this.source === source && Date.now() - this.heardAt >= kSilence) this.connect();
+    } catch {
+      // It does not.
+    }
+    this.tries = false;
   }
 
   // Requests come by the thousand: they go on as the text that they are, to the pages that show them.
@@ -80,12 +131,13 @@ class Feed {
 
   keep({activity, ...parts}) {
     if (activity) this.activity = [...this.activity, ...activity].slice(-300);
+    if (parts.board) this.boardAt = Date.now() - (parts.board_age ?? 0);
     Object.assign(this.known, parts);
   }
 
   listen(page, {requests}) {
     if (!this.pages.has(page) && this.source) {
-      page.postMessage({...this.known, activity: this.activity, anew: true});
+      page.postMessage({...this.known, board_age: Date.now() - this.boardAt, activity: this.activity, anew: true});
       if (requests) for (const text of this.requests) page.postMessage(text);
     }
     this.pages.set(page, requests);
@@ -96,6 +148,7 @@ class Feed {
     this.pages.delete(page);
     if (this.pages.size === 0) {
       clearTimeout(this.retry);
+      clearInterval(this.watch);
       this.source?.close();
       this.source = null;
       this.known = {};

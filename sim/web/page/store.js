@@ -43,12 +43,18 @@ function keep(part, value) {
   known[part] = value;
 }
 
+/** When the board stood as it is known: the server may have sent it long after. */
+function keepAge({board, board_age: age = 0}) {
+  if (board) known.boardAt = Date.now() - age;
+}
+
 /** News of the server. Where a stream begins anew its logs are whole, and what was known of them is forgotten. */
 export function take({anew, ...news}) {
   if (anew) {
     pending = {anew: true};
     touch('anew');
   }
+  keepAge(news);
   for (const [part, value] of Object.entries(news)) {
     if (kLogs.includes(part)) pending[part] = (pending[part] ?? []).concat(value);
     else keep(part, value);

@@ -10,12 +10,22 @@ import {degrees, grouped, ledName, ledState, minus, plural, supplyText} from './
 const kViews = ['requests', 'faults'];
 const kBlinks = '\u00a0◐'; // as on the panel
 let ahead = 0; // milliseconds from our clock to the board's
-let clockShown; // the board's clock in the last news
+let toldAt; // when the board was as it is known
+let shown = null; // the board's time; it stands still while the board is gone
+
+/** Takes the board's clock, which is told in whole seconds: within one of them nothing is learnt but that it is later. */
+function setClock({i2c}) {
+  if (toldAt === known.boardAt) return;
+  toldAt = known.boardAt;
+  const told = Date.parse(i2c.clock + 'Z') - toldAt;
+  const goesOn = Math.abs(told - ahead) < 1000;
+  ahead = goesOn ? Math.max(told, ahead) : told;
+}
 
 /** Day and time of the board's clock. While the board is there it runs on by itself. */
 function clockNow({i2c}) {
-  const now = isAway() ? i2c.clock : new Date(Date.now() + ahead).toISOString();
-  return now.split(/[T.]/);
+  if (!isAway()) shown = new Date(Date.now() + ahead).toISOString();
+  return (shown ?? i2c.clock).split(/[T.]/);
 }
 
 function clock(board) {
@@ -80,10 +90,7 @@ function show() {
   const {board} = known;
   if (!board) return;
   const {i2c, gpio, supplies, panel, faults} = board;
-  if (clockShown !== i2c.clock) {
-    clockShown = i2c.clock;
-    ahead = Date.parse(clockShown + 'Z') - Date.now();
-  }
+  setClock(board);
   const step = {lowest: 0, highest: 1, steps: true};
   patch(find('#strip'), [
     reading(
