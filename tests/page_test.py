@@ -4,6 +4,7 @@ import http.client
 import json
 import os
 import re
+import signal
 import socket
 import subprocess
 import sys
@@ -180,7 +181,13 @@ class Page(Server):
                 self.keys(Keys.ESCAPE)
                 eventually(lambda: not self.is_there("dialog[open]"))
                 self.assertEqual(zelsim("show --json").split('"clock"')[0], before)
-        # Forms begin with what holds.
+        # Forms begin with what holds. Of a module it is what is set, though its laser is off and no light is there.
+        zelsim("set los 3 1")
+        self.find("[data-part=port3][aria-label*='no light']")
+        for form, set_to in (("set tx-power", "-6"), ("set bias", "6"), ("set rx-power", "-7")):
+            zelsim(f"{form} 3 {set_to}")
+            self.fill(form, "port", "3")
+            eventually(lambda: float(self.property(f"[data-key='{form}'] [name=value]", "value")) == float(set_to))
         for form, field, value in (("set rtc", "state", "present"), ("set supply", "state", "ac"), ("set lm75", "state", "present"),
                                    ("fit", "board", "sfp"), ("set busy", "value", "0"), ("reset", "flash", "false")):
             self.assertEqual(self.property(f"[data-key='{form}'] [name={field}]", "value"), value, form)
@@ -286,6 +293,37 @@ class Page(Server):
         self.start(str(self.port))
         eventually(lambda: not self.is_there("#board-view.away"))
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
+
+    def test_a_server_that_hangs_is_noticed(self):
+        zelsim("plug 26 10g-sr")
+        self.select("port26")
+        self.find("#inspector [name=los26]")
+        clock = lambda: self.text("[data-strip=clock]")
+        self.addCleanup(self.server.send_signal, signal.SIGCONT)
+        self.server.send_signal(signal.SIGSTOP)
+        self.click("#inspector [name=los26][value='1']")
+        self.find("#board-view.away")
+        self.says("#trouble", "Nothing has come from zelsim serve since")
+        # The act on the way ends, and says that it may still be done.
+        self.says("#inspector [data-key=refusal-los26]", "may still do this")
+        self.assertFalse(self.is_there("#inspector .pending"))
+        stopped = clock()
+        time.sleep(1.5)
+        self.assertEqual(clock(), stopped)
+        self.server.send_signal(signal.SIGCONT)
+        eventually(lambda: not self.is_there("#board-view.away"))
+        eventually(lambda: not self.is_there("#inspector .refusal"))
+        eventually(lambda: clock() != stopped)
+        self.assertFalse(self.is_shown("#trouble"))
+
+    def test_the_clock_of_a_quiet_board_is_right_at_once(self):
+        wrong = "return (Date.now() - Date.parse(document.querySelector('[data-strip=clock]').innerText" \
+                ".replace('Clock ', '').replace(/\\s+(?=\\d\\d:)/, 'T').replace(' UTC', 'Z'))) / 1000"
+        time.sleep(4)
+        self.open("")
+        self.says("[data-strip=clock]", "UTC")
+        late = self.on_page(wrong)
+        self.assertTrue(-1.5 < late < 2.5, late)
 
     def test_the_line_that_says_why_moves_and_covers_nothing(self):
         self.open("")

@@ -3,7 +3,7 @@ import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
-import {diagnosticsOf, kQuantities} from './optics.js';
+import {asSet, kQuantities} from './optics.js';
 import {kindOf, numberOf, selected} from './selection.js';
 import {boardIn, cageOf, follow, isAway, known, linkOf, put} from './store.js';
 
@@ -56,10 +56,10 @@ function likely(kind) {
   return part ? String(numberOf(part)) : '1';
 }
 
-/** What the module of a port measures, for the command that sets it; nothing for other commands, and where there is no light. */
-function measured(action, port) {
+/** What is set for a quantity of a port's module, whatever it measures just now; nothing for other commands. */
+function setOptics(action, port) {
   const quantity = kQuantities.find((one) => one.action === action);
-  return quantity && diagnosticsOf(port)?.[quantity.key];
+  return quantity && asSet(port)?.[quantity.key];
 }
 
 const presence = (flag) => (flag ? 'present' : 'absent');
@@ -99,7 +99,7 @@ function present(action, field, fields) {
     'set clock time': i2c.clock,
     'reset flash': 'false',
   };
-  return String(holds[`${action} ${field}`] ?? measured(action, port) ?? '');
+  return String(holds[`${action} ${field}`] ?? setOptics(action, port) ?? '');
 }
 
 const kSubjects = ['port', 'slot', 'supply'];
@@ -229,5 +229,5 @@ export function start() {
   dock.add('commands', 'Commands', element('div', {id: 'commands'}));
   ask('actions').then(({actions}) => put('actions', actions));
   ask('modules').then(({modules}) => put('modules', modules));
-  follow(['actions', 'modules', 'board', 'acts', 'forms', 'tab', 'selected', 'live', 'gone'], show);
+  follow(['actions', 'modules', 'board', 'optics_as_set', 'acts', 'forms', 'tab', 'selected', 'live', 'gone'], show);
 }

@@ -193,6 +193,6 @@ function showControls() {
 }
 
 export function start() {
-  follow(['board', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'], show);
+  follow(['board', 'optics_as_set', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'], show);
   follow(['tapped'], showControls);
 }

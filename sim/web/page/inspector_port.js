@@ -4,12 +4,12 @@ import {openCatalogue} from './catalogue.js';
 import {actButton, choice, doing, facts, refusal, slider} from './controls.js';
 import {button, element, numbers} from './dom.js';
 import {hexRows} from './hex.js';
-import {diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
+import {asSet, diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
 import {openFaults} from './faults.js';
 import {select} from './selection.js';
 import {boardIn, cageOf, known, linkOf, put, slotOf} from './store.js';
 import {identificationRows} from './identification.js';
-import {linkText, plural} from './words.js';
+import {linkText, minus, plural} from './words.js';
 
 // Acts on one port, and on several at once.
 
@@ -73,13 +73,15 @@ function optics(port, cage) {
       kQuantities.map((quantity) => {
         const {state, text} = standing(row, quantity, module);
         const value = row[quantity.key];
+        const holds = asSet(port)?.[quantity.key] ?? value ?? quantity.lowest;
+        const whileOn = holds === value ? '' : ` (${minus(holds)} ${quantity.unit} while it is on)`;
         return element(
           'div',
           {class: 'quantity ' + state, 'data-key': quantity.key},
           slider(`${quantity.key}${port}`, quantity.name, {
             ...quantity,
-            holds: value ?? quantity.lowest,
-            text: (now) => (now === (value ?? quantity.lowest) ? valueText(row, quantity) : `${now} ${quantity.unit}`),
+            holds,
+            text: (now) => (now === holds ? valueText(row, quantity) + whileOn : `${minus(now)} ${quantity.unit}`),
             does: (to) => [quantity.action, {port, value: to}],
           }),
           element('small', {}, text),

@@ -20,6 +20,8 @@ export const kQuantities = [
 ];
 
 export const diagnosticsOf = (port) => known.board?.diagnostics?.find((row) => row.port === port);
+/** The same as it is set: what is measured while the laser is on and light is there. */
+export const asSet = (port) => known.optics_as_set?.find((row) => row.port === port);
 
 const inWords = (flags, kind) =>
   kQuantities.flatMap(({key, name}) => {
