@@ -59,6 +59,15 @@ timespec time_after(long nanoseconds) {
 
 bool lives(uint32_t process) { return kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM; }
 
+/** NAME[NUMBER] of a process. */
+std::string program_of(uint32_t process) {
+  std::string number = std::to_string(process);
+  std::string name;
+  std::ifstream file("/proc/" + number + "/comm");
+  if (!std::getline(file, name)) return "process " + number;
+  return name + '[' + number + ']';
+}
+
 /** Holds the board while no program is in a request. Fails if a request takes long. */
 class Quiet {
  public:
@@ -67,7 +76,7 @@ class Quiet {
     for (uint32_t user : board_.watch.flash_users) {
       if (user == 0 || !lives(user)) continue;
       pthread_mutex_unlock(&board_.mutex);
-      throw Failure("process " + std::to_string(user) + " is in a request: try again when it is done");
+      throw Failure(program_of(user) + " is in a request: try again when it is done");
     }
   }
   ~Quiet() {
