@@ -30,6 +30,9 @@ export function dismiss(control) {
   put('acts', {});
 }
 
+/** A refusal is about what was given: it goes when something else is typed. */
+export const forgetRefusal = (control) => refusals.has(control) && dismiss(control);
+
 /** Says beside a control why nothing was done.
  *  @param about  gives what the reason is about, as a text or a number */
 export function refuse(control, text, about) {

@@ -1,4 +1,4 @@
-import {act, dismiss, pendingValue, refusalOf} from './acts.js';
+import {act, dismiss, forgetRefusal, pendingValue, refusalOf} from './acts.js';
 import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
@@ -182,7 +182,7 @@ function form(command) {
   };
   return element(
     'form',
-    {class: 'command-form', 'data-key': action, onsubmit: submit},
+    {class: 'command-form', 'data-key': action, onsubmit: submit, oninput: () => forgetRefusal('form ' + action)},
     element('div', {class: 'command-name'}, element('code', {}, action), element('span', {class: 'hint'}, sentenceOf(command))),
     element('div', {class: 'form-fields'}, inputs),
     element(

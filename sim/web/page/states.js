@@ -1,4 +1,4 @@
-import {act} from './acts.js';
+import {act, forgetRefusal} from './acts.js';
 import {ask} from './connection.js';
 import {actButton, refusal} from './controls.js';
 import {closeDialog, openDialog} from './dialog.js';
@@ -55,6 +55,7 @@ function show() {
             required: true,
             autofocus: true,
             autocomplete: 'off',
+            oninput: () => forgetRefusal('save'),
           }),
         ),
         element('button', {type: 'submit', class: 'main', disabled: isAway()}, 'Save this state'),
