@@ -62,30 +62,30 @@ std::string led_text(const tool::Indicator &indicator, const Change &change) {
 size_t byte_of(const tool::Indicator &led) { return offsetof(Board, gpio) + led.offset; }
 
 // True for a position that a program sets to what it has set the LED to: the LED has told it.
-bool repeats_led(const Watch &watch, uint32_t place, const ChainPosition &position) {
+bool repeats_led(const Watch &watch, uint32_t entry, const ChainPosition &position) {
   const auto *led = std::ranges::find(tool::kIndicators, position, &tool::Indicator::position);
   if (led == std::end(tool::kIndicators)) return false;
   for (unsigned back = 1; back < kLoggedChanges; ++back) {
-    const Change &before = change_at(watch, place - back);
+    const Change &before = change_at(watch, entry - back);
     bool is_led = before.kind == ChangeKind::Byte && before.address == byte_of(*led);
-    if (is_led) return before.after == change_at(watch, place).after;
+    if (is_led) return before.after == change_at(watch, entry).after;
   }
   return false;
 }
 
-std::string chain_text(const Watch &watch, uint32_t place) {
-  const Change &change = change_at(watch, place);
+std::string chain_text(const Watch &watch, uint32_t entry) {
+  const Change &change = change_at(watch, entry);
   size_t number = change.address - offsetof(Board, chain);
   ChainPosition position = {static_cast<unsigned>(number / kChainBits), static_cast<unsigned>(number % kChainBits)};
-  if (repeats_led(watch, place, position)) return "";
+  if (repeats_led(watch, entry, position)) return "";
   std::string name = "serial GPIO " + std::to_string(position.group) + '.' + std::to_string(position.bit);
   bool is_of_test = std::ranges::find(tool::kTestLamps, position) != std::end(tool::kTestLamps);
   if (is_of_test) name = "lamp test, " + name;
   return arrow(name, led_word(change.before), led_word(change.after));
 }
 
-std::string byte_text(const Watch &watch, uint32_t place) {
-  const Change &change = change_at(watch, place);
+std::string byte_text(const Watch &watch, uint32_t entry) {
+  const Change &change = change_at(watch, entry);
   size_t offset = change.address;
   for (const tool::Indicator &indicator : tool::kIndicators) {
     bool is_led = indicator.led[0] != '\0';
@@ -99,18 +99,18 @@ std::string byte_text(const Watch &watch, uint32_t place) {
     return arrow(name, byte.word(change.before), byte.word(change.after));
   }
   bool is_chain = offset >= offsetof(Board, chain) && offset < offsetof(Board, chain) + sizeof Board::chain;
-  return is_chain ? chain_text(watch, place) : "";
+  return is_chain ? chain_text(watch, entry) : "";
 }
 
 std::string port_word(const Change &change) { return "port " + std::to_string(change.place); }
 
 }  // namespace
 
-std::string text_of_change(const Watch &watch, uint32_t place) {
-  const Change &change = change_at(watch, place);
+std::string text_of_change(const Watch &watch, uint32_t entry) {
+  const Change &change = change_at(watch, entry);
   switch (change.kind) {
     case ChangeKind::Byte:
-      return byte_text(watch, place);
+      return byte_text(watch, entry);
     case ChangeKind::Transmitter:
       return port_word(change) + ": transmitter " + (change.after != 0 ? "off" : "on");
     case ChangeKind::IoOutput:

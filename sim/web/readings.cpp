@@ -231,13 +231,13 @@ ToldReading Readings::take(const TracedCall &call) {
 
 std::string Readings::changes_since(const Last &last, const TracedCall &call,
                                     const std::vector<ReadValue> &values) const {
-  constexpr int64_t kLongestDoubtUs = 1000000;
+  constexpr int64_t kSecondUs = 1000000;
   std::string changes = changes_between(last.values, values);
   bool is_certain = changes.empty() || last.misses == misses_;
   if (is_certain) return changes;
   int64_t doubt_us = call.record.at_us - last.at_us;
-  if (doubt_us > kLongestDoubtUs) return {};
-  return changes + format(", now or up to %.1f s before", static_cast<double>(doubt_us) / kLongestDoubtUs);
+  if (doubt_us > kSecondUs) return {};
+  return changes + format(", now or up to %.1f s before", static_cast<double>(doubt_us) / kSecondUs);
 }
 
 }  // namespace zelsim::web

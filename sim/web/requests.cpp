@@ -43,7 +43,7 @@ size_t count_records(const std::string &bytes) {
 void Requests::begin_following(const std::shared_ptr<const Attached> &attached) {
   attached_ = attached;
   position_ = attached->board->watch.written;
-  made_ = attached->board->watch.requests;
+  made_before_ = attached->board->watch.requests;
   untold_.clear();
   untold_bytes_ = 0;
   readings_ = {};
@@ -64,13 +64,15 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   if (size > kMuch) next_look_ = Clock::now() + kRest;
   if (size == 0) return;
   taken_at_ = Clock::now();
+  if (untold_.empty()) untold_since_ = taken_at_;
   Taken &taken = untold_.emplace_back();
   taken.misses_more = size >= kCommonRoom;
   taken.misses_failures = size >= kCommonRoom + kFailuresRoom;
-  taken.made = watch.requests - made_;
-  made_ = watch.requests;
+  taken.made = watch.requests - made_before_;
+  made_before_ = watch.requests;
   if (size > kWatchedBytes) return;  // other readers asked for more, too, and it is overwritten
   untold_bytes_ += size;
+  taken.bytes.reserve(size);
   uint32_t before_end = std::min(size, kWatchedBytes - begin);
   const auto *records = reinterpret_cast<const char *>(attached->records);
   taken.bytes.append(records + begin, before_end);
@@ -162,7 +164,8 @@ bool Requests::is_due() const {
   if (untold_.empty()) return false;
   Clock::time_point now = Clock::now();
   bool is_flood = untold_bytes_ > kFlood && now - taken_at_ < kMoment;
-  return now - told_at_ >= (is_flood ? kLongest : kPause);
+  if (is_flood) return now - untold_since_ >= kLongest;
+  return now - told_at_ >= kPause;
 }
 
 // The requests until now are told as they were asked for.

@@ -51,7 +51,7 @@ class Requests {
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
-  uint32_t made_ = 0;  // requests that were made until then
+  uint32_t made_before_ = 0;  // requests that were made until then
   Readings readings_ = {};
   Listing listing_ = Listing::All;
   uint64_t count_ = 0;              // of the calls so far
@@ -60,7 +60,8 @@ class Requests {
   size_t to_leave_out_ = 0;           // of the calls that are told now
   uint32_t left_out_ = 0;             // since the last line
   Clock::time_point next_look_ = {};  // not before
-  Clock::time_point taken_at_ = {};   // when something was found last
+  Clock::time_point untold_since_ = {};
+  Clock::time_point taken_at_ = {};  // when something was found last
   Clock::time_point told_at_ = {};
 };
 

@@ -39,7 +39,7 @@ class Watcher : public Source {
   void put_board(const Board &board);
   void put_writing();
   bool take_requests();
-  bool times_are_due() const { return times_wait_ && Clock::now() - put_at_ >= kTimesTurn; }
+  bool times_are_due() const { return times_wait_ && Clock::now() - last_sent_at_ >= kTimesTurn; }
   void await_news();
 
   const std::string board_;
@@ -48,9 +48,9 @@ class Watcher : public Source {
   BoardFile file_ = {};
   bool is_published_ = false;  // as it stood at a look since it was attached
   uint32_t seen_ = 0;          // number of the changes that are published
-  Json put_ = {};              // the board as it was put last, without its times
-  int64_t put_shift_us_ = 0;
-  Clock::time_point put_at_ = {};
+  Json last_document_ = {};    // the board as it was put last, without its times
+  int64_t last_shift_us_ = 0;
+  Clock::time_point last_sent_at_ = {};
   bool times_wait_ = false;  // they have advanced, and nothing else has changed
   Sectors sectors_ = {};
   Requests requests_;
@@ -83,13 +83,13 @@ void Watcher::put_board(const Board &board) {
   rest.erase("paused_us");
   rest["i2c"].erase("clock");
   int64_t shift_us = board.i2c.clock.shift_us;
-  bool only_times = rest == put_ && shift_us == put_shift_us_;
-  times_wait_ = only_times && Clock::now() - put_at_ < kTimesTurn;
+  bool only_times = rest == last_document_ && shift_us == last_shift_us_;
+  times_wait_ = only_times && Clock::now() - last_sent_at_ < kTimesTurn;
   if (times_wait_) return;
   news.put(kBoardPart, text_of(document));
-  put_ = std::move(rest);
-  put_shift_us_ = shift_us;
-  put_at_ = Clock::now();
+  last_document_ = std::move(rest);
+  last_shift_us_ = shift_us;
+  last_sent_at_ = Clock::now();
 }
 
 // The end of a writing is told when nothing has changed for a while.
