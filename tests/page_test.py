@@ -254,6 +254,35 @@ class Page(Server):
         self.keys(Keys.ESCAPE)
         eventually(lambda: not self.is_there("dialog[open]"))
 
+    def test_questions_say_who_is_writing(self):
+        self.open("")
+        image = f"{self.home}/firmware.bin"
+        with open(image, "wb") as file:
+            file.write(b"zelboard" * 200000)
+        with subprocess.Popen((ZELSIM, "run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2"),
+                              stdout=subprocess.DEVNULL) as update:
+            self.says("#writing-now", " of 1.5 MB · ")
+            warning = "dialog.confirm[open] .warning"
+            for button in "12":
+                self.click(f"#inspector .apart button:nth-of-type({button})")
+                self.says(warning, "] is writing Image 2 (")
+                self.assertTrue(self.text(warning).startswith("zelctl["))
+                before = self.text("dialog.confirm")
+                eventually(lambda: self.text("dialog.confirm") != before)
+                self.keys(Keys.ESCAPE)
+                eventually(lambda: not self.is_there("dialog[open]"))
+            # Others know it, too.
+            writing = json.loads(self.ask("/api/flash")[1])["writing"]
+            self.assertEqual((writing["program"][:7], writing["region"]), ("zelctl[", "Image 2"))
+            eventually(lambda: "zelctl[" in self.ask("/api/save", '{"state": "now"}')[1])
+            # What was written before the erase is gone.
+            self.click("#inspector .apart button:nth-of-type(2)")
+            self.click("dialog.confirm .danger")
+            eventually(lambda: " of 1.5 MB" not in self.text("#writing-now"))
+            self.says("#writing-now", " written")
+            self.assertIsNone(update.poll(), "the update ended before")
+            update.kill()
+
     def test_refusals_disconnection_and_missing_boards(self):
         self.open("")
         zelsim("plug 3 1g-sx")
@@ -295,6 +324,7 @@ class Page(Server):
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
     def test_a_server_that_hangs_is_noticed(self):
+        self.open("")
         zelsim("plug 26 10g-sr")
         self.select("port26")
         self.find("#inspector [name=los26]")
@@ -317,6 +347,7 @@ class Page(Server):
         self.assertFalse(self.is_shown("#trouble"))
 
     def test_the_clock_of_a_quiet_board_is_right_at_once(self):
+        self.open("")
         wrong = "return (Date.now() - Date.parse(document.querySelector('[data-strip=clock]').innerText" \
                 ".replace('Clock ', '').replace(/\\s+(?=\\d\\d:)/, 'T').replace(' UTC', 'Z'))) / 1000"
         time.sleep(4)
@@ -726,6 +757,8 @@ class Page(Server):
         self.find("#states input:focus")
         self.keys("two words", Keys.ENTER)
         self.says("#states form .refusal", "'two words' is no name (letters, digits,")
+        self.keys("s")
+        eventually(lambda: not self.is_there("#states form .refusal"))
 
     def test_going_back_loses_the_sectors_that_differ(self):
         self.open("")

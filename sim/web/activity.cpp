@@ -15,10 +15,6 @@ constexpr size_t kMostEntries = kLoggedChanges + kActs;
 
 std::string text_in(const char *text, size_t size) { return {text, strnlen(text, size)}; }
 
-bool is_of_flash(const Change &change) {
-  return change.kind == ChangeKind::FlashErase || change.kind == ChangeKind::FlashWrite;
-}
-
 // Several commands, or one with a title, stand behind a line feed.
 void put_act(Json &row, const std::string &act) {
   size_t end = act.find('\n');
@@ -115,6 +111,7 @@ void Activity::begin(const Watch &watch, News &news) {
   add(news, {.at_us = at_us, .who = "zelsim", .text = "the board was made", .barrier = true});
   acts_ = tool::oldest_position(watch);
   changes_ = watch.logged - std::min(watch.logged, uint32_t{kLoggedChanges});
+  reflashed_ = watch.reflashed;
   flash_ = {};
 }
 
@@ -135,6 +132,8 @@ void Activity::look(const Board &now, News &news) {
   bool has_last = changes_ != 0 && watch.logged - changes_ < kLoggedChanges;
   if (has_last) flash_.take_growth(change_at(watch, changes_ - 1));
   count_missed(watch, news);
+  if (reflashed_ != watch.reflashed) flash_.lose_written();
+  reflashed_ = watch.reflashed;
   while (acts_ != watch.acts_done || changes_ != watch.logged) {
     const Act &act = watch.acts[acts_ % kActs];
     bool has_act = acts_ != watch.acts_done;

@@ -49,6 +49,7 @@ class Activity {
   uint32_t acts_ = 0;     // number of acts that are told
   uint32_t changes_ = 0;  // number of the programs' changes that are told
   uint64_t entries_ = 0;
+  uint32_t reflashed_ = 0;  // how often the whole flash was replaced until then
   FlashActivity flash_;
 };
 

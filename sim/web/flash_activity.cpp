@@ -57,6 +57,13 @@ void FlashActivity::take_growth(const Change &change) {
   counted_ = change.after;
 }
 
+void FlashActivity::lose_written() {
+  for (auto &[process, writing] : writings_) {
+    writing.programmed = 0;
+    writing.is_all = false;
+  }
+}
+
 FlashLines FlashActivity::end_of(uint32_t process) {
   auto found = writings_.find(process);
   if (found == writings_.end()) return {};
@@ -68,7 +75,7 @@ FlashLines FlashActivity::end_of(uint32_t process) {
 WritingNow FlashActivity::newest() const {
   auto is_older = [](const auto &one, const auto &other) { return one.second.last_us < other.second.last_us; };
   const auto &[process, writing] = *std::ranges::max_element(writings_, is_older);
-  return {process, writing.who, writing.region, writing.programmed};
+  return {process, writing.who, writing.region, writing.programmed, writing.is_all};
 }
 
 FlashLines FlashActivity::look() {

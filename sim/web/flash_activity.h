@@ -22,6 +22,7 @@ struct WritingNow {
   std::string program;
   std::string region;
   uint64_t bytes;  // written since it began
+  bool is_all;     // false: the flash was replaced meanwhile, and `bytes` were written since then
 };
 
 /** Gathers the writes to the flash, which come by the thousand: of each process only the beginning and, when it is over,
@@ -33,6 +34,8 @@ class FlashActivity {
   /** The entry of the log that was taken last may still grow.
    *  @param change  the same entry as it is now */
   void take_growth(const Change &change);
+  /** The whole flash was erased or replaced: what was written is gone. */
+  void lose_written();
   /** Ends the writing of a process that goes on to something else. */
   FlashLines end_of(uint32_t process);
   /** Ends what has been quiet for a while. */
@@ -48,6 +51,7 @@ class FlashActivity {
     unsigned erased = 0;  // sectors
     uint64_t programmed = 0;
     int64_t last_us = 0;
+    bool is_all = true;  // what it has written is there
   };
   static FlashLine sum_of(const Writing &writing);
 

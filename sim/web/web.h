@@ -103,6 +103,8 @@ Json bytes_document(const std::string &board, uint32_t start, uint32_t size);
 
 /** Who writes what to the flash, with the file that it copies where that can be seen. */
 Json writing_document(const WritingNow &writing);
+/** The same of the log of a board that nobody follows: without the file. Null while nobody writes. */
+Json writing_now(const Watch &watch);
 
 /** Does a command of zelsim.
  *  @param name  of the command

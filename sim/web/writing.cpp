@@ -1,8 +1,10 @@
 #include <fcntl.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
+#include "change_text.h"
 #include "flash_activity.h"
 #include "web.h"
 
@@ -48,11 +50,30 @@ OpenFile source_of_writing(uint32_t process) {
 
 Json writing_document(const WritingNow &writing) {
   Json document = {{"program", writing.program}, {"region", writing.region}, {"written", writing.bytes}};
+  if (!writing.is_all) return document;
   OpenFile file = source_of_writing(writing.process);
   // What has written more than the file has does not copy it.
   bool fits = file.size > 0 && writing.bytes <= file.size;
   if (fits) document.update({{"file", file.name}, {"size", file.size}});
   return document;
+}
+
+Json writing_now(const Watch &watch) {
+  FlashActivity flash;
+  uint32_t changes = std::min(watch.logged, uint32_t{kLoggedChanges});
+  for (uint32_t place = watch.logged - changes; place != watch.logged; ++place) {
+    const Change &change = change_at(watch, place);
+    if (is_of_flash(change)) {
+      flash.take(change);
+    } else {
+      flash.end_of(change.process);
+    }
+  }
+  flash.look();
+  if (!flash.is_written()) return {};
+  WritingNow writing = flash.newest();
+  writing.is_all = false;  // a log that is full lacks the beginning
+  return writing_document(writing);
 }
 
 }  // namespace zelsim::web

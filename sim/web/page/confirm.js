@@ -1,24 +1,53 @@
 import {closeDialog, openDialog} from './dialog.js';
-import {button, element} from './dom.js';
+import {button, element, patch} from './dom.js';
 import {follow, isAway} from './store.js';
 
 // Asks once before something goes that no undo brings back, and names what goes. The question goes when the board does.
 
-let withdraw = null; // the question that is open
+let withdraw = null; // of the question that is open
+let drawAnew = null;
 
 follow(['live', 'gone'], () => isAway() && withdraw?.());
+follow(['writing', 'sectors'], () => drawAnew?.());
 
-/** @param lost  what goes; empty for nothing
- *  @param kept  a sentence about what stays
+function content({title, lost, kept, warning}) {
+  return [
+    element('h2', {id: 'confirm-title'}, title),
+    warning && element('p', {class: 'warning', role: 'status', 'data-key': 'warning'}, warning),
+    lost.length > 0 && element('p', {}, 'This goes:'),
+    lost.length > 0 &&
+      element(
+        'ul',
+        {},
+        lost.map((one) => element('li', {}, one)),
+      ),
+    kept && element('p', {class: lost.length > 0 ? 'hint' : ''}, kept),
+  ];
+}
+
+/** @param question  what to ask, or a function that gives it as it is now: programs may go on meanwhile. It has
+ *    `title`; `lost`, what goes, empty for nothing; `kept`, a sentence about what stays; `warning`, what goes on just now;
+ *    `does`, what is done
  *  @return whether it shall be done */
-export function confirm({title, lost, kept, does}) {
+export function confirm(question) {
+  let last = question;
+  // Where there is nothing left to ask, what was asked stays.
+  const asked = () => {
+    if (typeof question === 'function') last = question() ?? last;
+    return last;
+  };
+  const {lost, does} = asked();
   return new Promise((resolve) => {
     const close = (yes) => {
       withdraw = null;
+      drawAnew = null;
       closeDialog(dialog);
       resolve(yes);
     };
     withdraw = () => close(false);
+    const text = element('div', {class: 'question'});
+    drawAnew = () => patch(text, content(asked()));
+    drawAnew();
     const dialog = element(
       'dialog',
       {
@@ -29,15 +58,7 @@ export function confirm({title, lost, kept, does}) {
           close(false);
         },
       },
-      element('h2', {id: 'confirm-title'}, title),
-      lost.length > 0 && element('p', {}, 'This goes:'),
-      lost.length > 0 &&
-        element(
-          'ul',
-          {},
-          lost.map((one) => element('li', {}, one)),
-        ),
-      kept && element('p', {class: lost.length > 0 ? 'hint' : ''}, kept),
+      text,
       element(
         'div',
         {class: 'row end'},

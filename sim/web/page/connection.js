@@ -56,13 +56,15 @@ function pathOf(path) {
 }
 
 /** @return the document; fails with what the server says against it */
-export async function ask(path, fields) {
+export const ask = (path, fields) => askAt(pathOf(path), fields);
+
+export async function askAt(address, fields) {
   let answer;
   let document;
   const {signal} = waiting;
   const posted = fields && {method: 'POST', body: JSON.stringify(fields)};
   try {
-    answer = await fetch(pathOf(path), {...posted, signal});
+    answer = await fetch(address, {...posted, signal});
     document = await answer.json();
   } catch {
     if (signal.aborted) throw new Error('zelsim serve does not answer; when it goes on, it may still do this');

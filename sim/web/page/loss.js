@@ -73,10 +73,30 @@ const kParts = [
 ];
 const kAllParts = ['LEDs, flags, registers, supplies, temperature and clock'];
 
+/** Who writes to the flash just now. */
+export function writingText(writing) {
+  if (!writing) return null;
+  const {program, region, size, written} = writing;
+  const far = size ? ` (${Math.floor((100 * written) / size)} %)` : '';
+  return `${program} is writing ${region}${far} just now.`;
+}
+
 const kAboutStates = ['save', 'load', 'forget'];
 
-/** @return what to ask, or null when nothing of weight is lost, or the act will be refused */
+/** @return a function that gives what to ask as it is now, or null when nothing of weight is lost, or the act will be refused */
 export async function questionFor(action, fields) {
+  const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
+  const goesBack = action === 'load' && saved;
+  const difference = goesBack ? await ask('flash/difference?state=' + fields.state).catch(() => null) : null;
+  const question = () => questionNow(action, fields, saved, difference);
+  const withWarning = () => {
+    const asked = question();
+    return asked && {...asked, warning: writingText(known.writing)};
+  };
+  return question() && withWarning;
+}
+
+function questionNow(action, fields, saved, difference) {
   const name = known.board?.board ?? 'the board';
   if (action === 'flash erase') {
     const lost = contents();
@@ -94,9 +114,7 @@ export async function questionFor(action, fields) {
       does: flash ? 'Reset and erase' : 'Reset the board',
     };
   }
-  const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   if (action === 'load' && saved) {
-    const difference = await ask('flash/difference?state=' + fields.state).catch(() => null);
     const lost = [...surroundings(difference), ...contents(difference)];
     const kept = lost.length === 0 ? 'The board is as it was saved.' : '';
     return {title: `Go back to “${fields.state}”?`, lost, kept, does: 'Go back to it'};

@@ -1,6 +1,8 @@
 import * as address from './address.js';
 import {confirm} from './confirm.js';
+import {askAt} from './connection.js';
 import {button, element, find, patchList} from './dom.js';
+import {writingText} from './loss.js';
 import {isAway, known} from './store.js';
 import {degrees, flashText, plural} from './words.js';
 
@@ -37,10 +39,14 @@ function refusalOf(control) {
 
 /** @return whether it was done */
 async function manage(control, action, fields) {
-  const answer = await fetch('/api/' + action, {method: 'POST', body: JSON.stringify(fields)}).catch(() => null);
-  if (answer?.ok) say('', '');
-  else say(control, answer ? (await answer.json()).error : 'no connection to zelsim serve');
-  return answer?.ok ?? false;
+  try {
+    await askAt('/api/' + action, fields);
+  } catch ({message}) {
+    say(control, message);
+    return false;
+  }
+  say('', '');
+  return true;
 }
 
 async function create(event) {
@@ -63,8 +69,7 @@ function focusMade() {
 }
 
 /** How much of a board's flash is in use, in words; the board may be damaged. */
-async function flashOf(name) {
-  const flash = await documentOf(name, 'flash');
+function flashInUse(flash) {
   if (!flash) return 'its flash with all that is in it';
   return flashText(flash.sectors) || 'its flash, which is erased';
 }
@@ -85,15 +90,20 @@ const plugged = (cages) => cages.map(({port, module}) => `${module} in port ${po
 const statesText = ({states}) =>
   states.length > 0 && `${plural(states.length, 'saved state')}: ${states.map(({state}) => state).join(', ')}`;
 
-/** What goes with a board, in words. What cannot be read may be there. */
-async function contentsOf(name) {
-  const [board, flash, states] = await Promise.all([documentOf(name, 'board'), flashOf(name), documentOf(name, 'states')]);
-  return [board ? modulesText(board) : 'its modules', flash, states ? statesText(states) : 'its saved states'].filter(Boolean);
+/** What goes with a board, in words, and who writes to it just now. What cannot be read may be there. */
+async function questionAbout(name) {
+  const paths = ['board', 'flash', 'states'];
+  const [board, flash, states] = await Promise.all(paths.map((path) => documentOf(name, path)));
+  const lost = [
+    board ? modulesText(board) : 'its modules',
+    flashInUse(flash),
+    states ? statesText(states) : 'its saved states',
+  ].filter(Boolean);
+  return {title: `Delete the board ${name}?`, lost, warning: writingText(flash?.writing), does: 'Delete the board'};
 }
 
 async function remove(name) {
-  const lost = await contentsOf(name);
-  if (await confirm({title: `Delete the board ${name}?`, lost, does: 'Delete the board'}))
+  if (await confirm(await questionAbout(name)))
     await manage(deleteOf(name), 'delete', {board: name});
 }
 
