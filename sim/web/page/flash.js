@@ -1,22 +1,27 @@
 import * as dock from './dock.js';
 import {element, find, numbers, patch} from './dom.js';
+import {kPage, kPagesPerSector, kSector, kSectors} from './geometry.js';
 import {isSelected, kindOf, numberOf, select, selected} from './selection.js';
 import {regionOf} from './inspector_sector.js';
-import {follow, known} from './store.js';
+import {follow, isAway, known} from './store.js';
 import {address, bytes, plural} from './words.js';
 
 // The flash as a map: a band for each region with its sectors, where something is being written, and how often each sector
 // was erased.
 
-const kSectors = 512;
-const kSector = 0x10000;
 const kSmall = 16; // sectors: two such regions stand beside each other
 const cells = [];
 let before = null; // used pages and erases of each sector, as they were last
-let cursor = null; // the sector that was written last, and when
+let cursor = null; // the sector that was written last
+let followed = null; // the band that was brought into view for the cursor
 
 const levelOf = (erases) => (erases === 0 ? 0 : Math.min(5, 1 + Math.floor(Math.log10(erases) * 2)));
-const usedText = (pages) => (pages === 0 ? 'erased' : pages === 256 ? 'full' : `${Math.ceil(pages / 2.56)} % used`);
+
+function usedText(pages) {
+  if (pages === 0) return 'erased';
+  if (pages === kPagesPerSector) return 'full';
+  return `${Math.ceil((100 * pages) / kPagesPerSector)} % used`;
+}
 
 function cellOf(sector) {
   return element('button', {
@@ -106,8 +111,6 @@ function build() {
 
 // ---- where something is being written
 
-const kQuiet = 2500; // milliseconds without a change end it
-
 /** The sector that was erased or filled since the last look; the last one of several. */
 function changedSector() {
   const {used, erases} = known.sectors;
@@ -119,17 +122,23 @@ function changedSector() {
 
 function watchWriting() {
   const sector = changedSector();
-  if (sector < 0) return;
-  const begins = !isWriting();
-  cursor = {sector, at: Date.now()};
-  if (begins && dock.isOpen('flash')) cells[sector].closest('.band').scrollIntoView({block: 'nearest'});
+  if (sector >= 0) cursor = sector;
+  followed = isWriting() ? followBand() : null;
 }
 
-const isWriting = () => cursor !== null && Date.now() - cursor.at < kQuiet;
+/** The region that a program begins to write comes into view; then whoever scrolls goes where they want. */
+function followBand() {
+  const band = cells[cursor].closest('.band');
+  if (band !== followed && dock.isOpen('flash')) band.scrollIntoView({block: 'nearest'});
+  return band;
+}
+
+/** Whether a program writes: the server says so. */
+const isWriting = () => cursor !== null && Boolean(known.writing) && !isAway();
 
 function writingText() {
-  if (!cursor) return 'Nothing has been written since this page was opened.';
-  const place = `${regionOf(cursor.sector).region} at ${address(cursor.sector * kSector)}`;
+  if (cursor === null) return 'Nothing has been written since this page was opened.';
+  const place = `${regionOf(cursor).region} at ${address(cursor * kSector)}`;
   return `${isWriting() ? 'Writing' : 'Last written:'} ${place}`;
 }
 
@@ -138,13 +147,13 @@ function showWriting() {
   const isOn = isWriting();
   place.classList.toggle('active', isOn);
   patch(place, [writingText()]);
-  cells.forEach((cell, sector) => cell.classList.toggle('cursor', isOn && sector === cursor.sector));
+  cells.forEach((cell, sector) => cell.classList.toggle('cursor', isOn && sector === cursor));
 }
 
 // ---- the map
 
 function fillOf(pages) {
-  if (pages === 256) return 'full';
+  if (pages === kPagesPerSector) return 'full';
   return pages ? 'part' : 'blank';
 }
 
@@ -167,7 +176,7 @@ function shareText({region, size, erases}, pages) {
   if (pages === 0 && region === 'unused') return '';
   const isLarge = size / kSector > kSmall;
   return [
-    pages === 0 ? bytes(size) : `${bytes(pages * 256)} of ${bytes(size)}`,
+    pages === 0 ? bytes(size) : `${bytes(pages * kPage)} of ${bytes(size)}`,
     isLarge && erases > 0 && plural(erases, 'erase'),
   ]
     .filter(Boolean)
@@ -229,7 +238,6 @@ export function start() {
     element('div', {id: 'map'}),
     element('p', {id: 'flash-told', class: 'hint'}, kHint),
   );
-  follow(['sectors', 'regions', 'selected', 'writing'], show);
+  follow(['sectors', 'regions', 'selected', 'writing', 'live', 'gone'], show);
   follow(['selected', 'regions'], () => cells.length > 0 && tellSelected());
-  setInterval(() => known.sectors && known.regions && cells.length && !document.hidden && cursor && showWriting(), 500);
 }

@@ -2,6 +2,7 @@ import {ask} from './connection.js';
 import {facts} from './controls.js';
 import {button, copyButton, element} from './dom.js';
 import {openFaultsAt} from './faults.js';
+import {kPage, kSector} from './geometry.js';
 import {hexRows} from './hex.js';
 import {known, put} from './store.js';
 import {address, bytes, plural} from './words.js';
@@ -9,7 +10,6 @@ import {address, bytes, plural} from './words.js';
 // A sector of the flash, with its bytes.
 
 const kPiece = 4096;
-const kSector = 0x10000;
 let shown = {}; // sector, piece, the counters when it was read, bytes
 
 export const regionOf = (sector) => known.regions.findLast(({start}) => start / kSector <= sector);
@@ -38,7 +38,7 @@ export function sectorControls(sector) {
     facts([
       ['Region', region.region],
       ['Address', address(start)],
-      ['In use', `${bytes(used[sector] * 256)} of 64 KB`],
+      ['In use', `${bytes(used[sector] * kPage)} of ${bytes(kSector)}`],
       ['Erased', plural(erases[sector], 'time')],
     ]),
     element(

@@ -1,3 +1,4 @@
+import {kSector} from './geometry.js';
 import {duration, hex, resultText, timeOfDay} from './words.js';
 
 // A line of the trace, taken apart: what was asked, of which chip or place, and how it ended.
@@ -41,9 +42,10 @@ function addressOf({node, name, rest}) {
 
 function resultOf({node, name, number, result, error}) {
   if (result === null || result === undefined) return '';
-  if (number === undefined && result >= 0)
-    return name === 'read' || name === 'write' ? `${result} bytes` : name === 'lseek' ? hex(result) : 'ok';
-  return resultText(result, error);
+  const isRequest = number !== undefined;
+  if (isRequest || result < 0) return resultText(result, error);
+  if (name === 'read' || name === 'write') return `${result} bytes`;
+  return name === 'lseek' ? hex(result) : 'ok';
 }
 
 /** How `zelsim fail` names the requests like this one. */
@@ -68,7 +70,7 @@ function namedIn(text) {
 /** The parts of the board that a line is about: those that it names, else the one that the request is for. */
 export function partsOf(entry) {
   const {node, rest, address, reads = '', changed = ''} = entry;
-  if (node === 'flash' && !Number.isNaN(address)) return [`sector${Math.floor(address / 0x10000)}`];
+  if (node === 'flash' && !Number.isNaN(address)) return [`sector${Math.floor(address / kSector)}`];
   const named = namedIn(`${rest} ${reads} ${changed}`);
   if (named.length > 0) return named.slice(0, kMostParts);
   if (/\b(port|slot|supply)=/.test(rest)) return []; // one that the board has not
@@ -152,10 +154,12 @@ const kSigns = {changed: '◆ ', result: '= '};
 
 /** A line as text, for a file or a mail: what is shown, and the request's number. */
 export function textOf(entry) {
-  const texts = textsOf(entry).map(({kind, text}) => (kSigns[kind] ?? '') + text);
   const number = entry.number === undefined ? [] : [hex(entry.number, 2)];
-  const place = texts.indexOf(entry.node) + 1;
+  const texts = textsOf(entry).flatMap(({kind, text}) => {
+    const shown = (kSigns[kind] ?? '') + text;
+    return kind === 'node' ? [shown, ...number] : [shown];
+  });
   const time = entry.at ? timeOfDay(entry.at) : '';
   const took = entry.us === undefined ? '' : `(${duration(entry.us)})`;
-  return [time, ...texts.toSpliced(place, 0, ...number), took].filter(Boolean).join(' ');
+  return [time, ...texts, took].filter(Boolean).join(' ');
 }

@@ -1,3 +1,5 @@
+import {kPage} from './geometry.js';
+
 // Numbers and states in one style, and in words.
 
 export const hex = (value, digits = 0) => '0x' + value.toString(16).toUpperCase().padStart(digits, '0');
@@ -99,6 +101,6 @@ export function linkText(link, cage) {
 /** How much of the flash is in use; empty if nothing is. */
 export function flashText({used}) {
   const sectors = used.filter((pages) => pages > 0).length;
-  const size = used.reduce((sum, pages) => sum + 256 * pages, 0);
+  const size = used.reduce((sum, pages) => sum + kPage * pages, 0);
   return sectors ? `${plural(sectors, 'sector')} of the flash with ${bytes(size)} in use` : '';
 }
