@@ -10,10 +10,11 @@ import {faultResult, kResults, kEffects, percent, plural} from './words.js';
 
 const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '1', skip: '', probability: '', seed: ''};
 
+/** What a fault is for: i2c, i2c:BufRead, i2c:BufRead@0x9e, flash:write@0x0-0xffff. */
+const kTarget = /^(?<node>\w+)(?::(?<request>\w+))?(?:@(?<from>0x[0-9a-f]+))?(?:-(?<to>0x[0-9a-f]+))?$/i;
+
 function setTarget(target) {
-  const [, node, request = '', from = '', to = ''] = target.match(
-    /^(\w+)(?::(\w+))?(?:@(0x[0-9a-fA-F]+))?(?:-(0x[0-9a-fA-F]+))?$/,
-  ) ?? [, 'any'];
+  const {node = 'any', request = '', from = '', to = ''} = target.match(kTarget)?.groups ?? {};
   Object.assign(form, {node, request, from, to});
 }
 
@@ -124,67 +125,49 @@ function showForm() {
 const chanceOf = (probability, seed) =>
   probability !== null && element('small', {class: 'hint chance'}, `by chance: ${percent(probability)}, seed ${seed}`);
 
+function row({fault, target: what, result, skip, count, hits, probability, seed}) {
+  const clear = actButton('Clear', () => act('heal' + fault, 'heal', {fault}), {
+    class: 'small',
+    'aria-label': `Clear fault ${fault}`,
+  });
+  return element(
+    'tr',
+    {'data-key': 'fault' + fault},
+    element('td', {class: 'number'}, String(fault)),
+    element('td', {}, element('code', {}, what), chanceOf(probability, seed)),
+    element('td', {}, faultResult(result)),
+    element('td', {class: 'pass'}, String(skip)),
+    element('td', {}, count === null ? 'until cleared' : plural(count, 'more time')),
+    element('td', {class: hits ? 'struck' : '', 'data-unit': hits === 1 ? 'hit' : 'hits'}, String(hits)),
+    element('td', {}, clear, refusal('heal' + fault)),
+  );
+}
+
+const kHeadings = ['Fault', 'Fails', 'Result', 'Let pass', 'Still', 'Hits', 'Act'];
+
+function table(faults) {
+  const headings = kHeadings.map((name) => element('th', {scope: 'col'}, name));
+  return element('table', {}, element('thead', {}, element('tr', {}, headings)), element('tbody', {}, faults.map(row)));
+}
+
+function none() {
+  const text = 'Nothing fails. Choose above what shall, or open a line of the requests and choose “Fail the next one”.';
+  return element('p', {class: 'empty'}, text);
+}
+
+function showCount(faults) {
+  const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
+  const struck = hits > 0 ? ` · ${plural(hits, 'hit')}` : '';
+  dock.count('faults', faults.length > 0 ? faults.length + struck : '', true);
+}
+
 function showTable() {
   const faults = known.board?.faults ?? [];
-  const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
-  dock.count('faults', faults.length ? `${faults.length}${hits ? ` · ${plural(hits, 'hit')}` : ''}` : '', true);
+  showCount(faults);
   if (!dock.isOpen('faults')) return;
-  patchList(
-    find('#fault-table'),
-    faults.length === 0
-      ? [
-          element(
-            'p',
-            {class: 'empty'},
-            'Nothing fails. Choose above what shall, or open a line of the requests and choose “Fail the next one”.',
-          ),
-        ]
-      : [
-          element(
-            'table',
-            {},
-            element(
-              'thead',
-              {},
-              element(
-                'tr',
-                {},
-                ['Fault', 'Fails', 'Result', 'Let pass', 'Still', 'Hits', 'Act'].map((name) =>
-                  element('th', {scope: 'col'}, name),
-                ),
-              ),
-            ),
-            element(
-              'tbody',
-              {},
-              faults.map(({fault, target: what, result, skip, count, hits: struck, probability, seed}) =>
-                element(
-                  'tr',
-                  {'data-key': 'fault' + fault},
-                  element('td', {class: 'number'}, String(fault)),
-                  element('td', {}, element('code', {}, what), chanceOf(probability, seed)),
-                  element('td', {}, faultResult(result)),
-                  element('td', {class: 'pass'}, String(skip)),
-                  element('td', {}, count === null ? 'until cleared' : plural(count, 'more time')),
-                  element('td', {class: struck ? 'struck' : '', 'data-unit': struck === 1 ? 'hit' : 'hits'}, String(struck)),
-                  element(
-                    'td',
-                    {},
-                    actButton('Clear', () => act('heal' + fault, 'heal', {fault}), {
-                      class: 'small',
-                      'aria-label': `Clear fault ${fault}`,
-                    }),
-                    refusal('heal' + fault),
-                  ),
-                ),
-              ),
-            ),
-          ),
-          actButton('Clear all faults', () => act('heal', 'heal')),
-          refusal('heal'),
-        ],
-    '#tab-faults',
-  );
+  const clearAll = () => [actButton('Clear all faults', () => act('heal', 'heal')), refusal('heal')];
+  const content = faults.length > 0 ? [table(faults), ...clearAll()] : [none()];
+  patchList(find('#fault-table'), content, '#tab-faults');
 }
 
 export function start() {
