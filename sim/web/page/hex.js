@@ -1,19 +1,25 @@
-import {element} from './dom.js';
+import {element, find} from './dom.js';
 import {hex} from './words.js';
 
-/** Bytes, given as hexadecimal digits, in rows of 16 with their text. */
+const kNarrow = 470; // pixels
+const kGroup = 8; // bytes
+
+/** Bytes, given as hexadecimal digits, in rows with their text: of 16 bytes, or of 8 where the inspector is narrow. */
 export function hexRows(digits, start, width = 8) {
+  const isNarrow = find('#inspector').clientWidth < kNarrow;
+  const perRow = isNarrow ? kGroup : 2 * kGroup;
   const bytes = digits.match(/../g) ?? [];
   const text = (byte) => {
     const code = parseInt(byte, 16);
     return code >= 32 && code < 127 ? String.fromCharCode(code) : '·';
   };
   const rows = [];
-  for (let at = 0; at < bytes.length; at += 16) {
-    const row = bytes.slice(at, at + 16);
+  for (let at = 0; at < bytes.length; at += perRow) {
+    const row = bytes.slice(at, at + perRow);
     const address = hex(start + at, width).toLowerCase(); // as the bytes
-    const [first, second] = [row.slice(0, 8), row.slice(8)].map((half) => half.join(' ').padEnd(23));
-    rows.push(`${address}  ${first}  ${second}  ${row.map(text).join('')}`);
+    const groups = isNarrow ? [row] : [row.slice(0, kGroup), row.slice(kGroup)];
+    const inGroups = groups.map((group) => group.join(' ').padEnd(3 * kGroup - 1)).join('  ');
+    rows.push(`${address}  ${inGroups}  ${row.map(text).join('')}`);
   }
-  return element('pre', {class: 'hex', tabindex: '0', 'aria-label': 'Bytes in hexadecimal and as text'}, rows.join('\n'));
+  return element('pre', {class: isNarrow ? 'hex narrow' : 'hex', tabindex: '0', 'aria-label': 'Bytes in hexadecimal and as text'}, rows.join('\n'));
 }

@@ -18,7 +18,7 @@ export function boardControls() {
     element(
       'p',
       {class: 'hint'},
-      'Choose a port, a slot, a supply or an LED on the front panel, or a value below it, to see and change it.',
+      'Choose a port, a slot, a supply or an LED on the front panel, or a reading, to see and change it.',
     ),
     facts([['Modules', modules ? String(modules) : 'none']]),
     facts([['Folder', board.folder]]),

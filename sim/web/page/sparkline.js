@@ -37,6 +37,7 @@ export function sparkline(name, range = {}) {
   const {lowest, highest} = limitsOf(name, range);
   const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
   svg.setAttribute('viewBox', `0 0 ${kWidth} ${kHeight}`);
+  svg.setAttribute('preserveAspectRatio', 'none');
   svg.setAttribute('class', 'spark');
   svg.setAttribute('aria-hidden', 'true');
   const path = document.createElementNS('http://www.w3.org/2000/svg', 'path');
