@@ -1136,6 +1136,7 @@ class Page(Server):
     def test_escape_ends_a_drag(self):
         for target in ("2", "6"):
             self.click("#bar-acts button")
+            eventually(lambda: self.is_shown("#catalogue [data-key='1g-lx']"))
             module = self.find("#catalogue [data-key='1g-lx']")
             ActionChains(self.browser).click_and_hold(module).move_to_element(self.find(f"[data-part=port{target}]")).perform()
             self.find(".place.target")
