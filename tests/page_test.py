@@ -1108,6 +1108,7 @@ class Page(Server):
 
     def test_the_arrow_keys_on_the_panel(self):
         """The same moves at each width: along the rows of ports over all slots, up to the headers, left to LEDs and supplies."""
+        self.open("")
         right, left, up, down = Keys.ARROW_RIGHT, Keys.ARROW_LEFT, Keys.ARROW_UP, Keys.ARROW_DOWN
         moves = ((right, ("port0", "port2", "port4", "port6", "port8", "port10", "port12", "port14", "port24", "port26", "port26")),
                  (left, ("port27", "port25", "port15", "port13", "port11", "port9", "port7", "port5", "port3", "port1", "supply2",
@@ -1134,6 +1135,7 @@ class Page(Server):
         self.find("[data-part=slot3].holds-selected")
 
     def test_escape_ends_a_drag(self):
+        self.open("")
         for target in ("2", "6"):
             self.click("#bar-acts button")
             eventually(lambda: self.is_shown("#catalogue [data-key='1g-lx']"))

@@ -129,8 +129,17 @@ function watchWriting() {
 /** The region that a program begins to write comes into view; then whoever scrolls goes where they want. */
 function followBand() {
   const band = cells[cursor].closest('.band');
-  if (band !== followed && dock.isOpen('flash')) band.scrollIntoView({block: 'nearest'});
+  if (band !== followed && dock.isOpen('flash')) scrollTo(band);
   return band;
+}
+
+/** Scrolls the map alone, never the page. */
+function scrollTo(band) {
+  const view = find('#view-flash');
+  const place = view.getBoundingClientRect();
+  const {top, bottom} = band.getBoundingClientRect();
+  if (bottom > place.bottom) view.scrollTop += bottom - place.bottom;
+  else if (top < place.top) view.scrollTop -= place.top - top;
 }
 
 /** Whether a program writes: the server says so. */
