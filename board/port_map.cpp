@@ -15,18 +15,18 @@ constexpr char kNo[] = "0";
 constexpr uint32_t slot_of(uint32_t port) { return port / FW_PORTS_PER_SLOT + FW_SLOT_FIRST; }
 
 struct BoardInSlot {
-  bool is_absent;
-  bool has_cages;
-  bool is_copper;
+  uint32_t result;
+  uint8_t type;
+
+  bool is_absent() const { return result == FW_ABSENT; }
+  bool has_cages() const { return !is_absent() && type != FW_BOARD_COPPER; }
+  bool is_copper() const { return result == 0 && type == FW_BOARD_COPPER; }
 };
 
 BoardInSlot query_slot(uint32_t slot) {
   uint8_t type = FW_BOARD_COPPER;  // stays if the query fails without an answer: no cages, but no copper board either
   const uint32_t result = FW_GetDauBoard(slot, &type);
-  const bool is_absent = result == FW_ABSENT;
-  return {.is_absent = is_absent,
-          .has_cages = !is_absent && type != FW_BOARD_COPPER,
-          .is_copper = result == 0 && type == FW_BOARD_COPPER};
+  return {result, type};
 }
 
 /// The boards of all slots.
@@ -43,13 +43,13 @@ class Boards {
 
   bool has_cage(uint32_t port) const {
     if (port >= FW_PORT_FIRST_10G) return port <= FW_PORT_LAST;
-    return boards_[slot_of(port) - FW_SLOT_FIRST].has_cages;
+    return boards_[slot_of(port) - FW_SLOT_FIRST].has_cages();
   }
 
   uint8_t copper_count() const {
     uint8_t count = 0;
     for (const BoardInSlot &board : boards_) {
-      if (board.is_copper) ++count;
+      if (board.is_copper()) ++count;
     }
     return count;
   }
@@ -81,7 +81,7 @@ const char *BoardType_Check(uint32_t kind, uint32_t port, uint8_t *count) {
 
 uint32_t IsSwitchPortExist(uint32_t port) {
   if (port >= FW_PORT_FIRST_10G) return 1;
-  return zel::query_slot(zel::slot_of(port)).is_absent ? 0 : 1;
+  return zel::query_slot(zel::slot_of(port)).is_absent() ? 0 : 1;
 }
 
 uint32_t FW_SfpSel(uint32_t port) {
