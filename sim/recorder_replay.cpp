@@ -22,17 +22,17 @@
 namespace zelsim {
 namespace {
 
-/** The mapped tape. */
+/** The tape, once it is mapped. */
 class Tape {
  public:
-  Tape() {
+  void map() {
     sys::File file(sys::open(variable(kReplayVariable), O_RDWR | O_CLOEXEC));
     off_t size = sys::lseek(file.get(), 0, SEEK_END);
     if (size <= 0) return;
     void *mapped = mmap(nullptr, static_cast<size_t>(size), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
     if (mapped == MAP_FAILED) return;
-    base_ = static_cast<uint8_t *>(mapped);
-    if (head().magic != kTapeMagic) base_ = nullptr;
+    const auto *head = static_cast<const TapeHead *>(mapped);
+    if (head->magic == kTapeMagic) base_ = static_cast<uint8_t *>(mapped);
   }
   bool is_there() const { return base_ != nullptr; }
   TapeHead &head() const { return *reinterpret_cast<TapeHead *>(base_); }
@@ -49,8 +49,11 @@ class Tape {
   uint8_t *base_ = nullptr;
 };
 
+// Mapped by the first call. Threads may make their first calls at once.
 const Tape &tape() {
+  static pthread_once_t once = PTHREAD_ONCE_INIT;
   static Tape mapped;
+  pthread_once(&once, [] { mapped.map(); });
   return mapped;
 }
 
