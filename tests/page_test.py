@@ -346,6 +346,14 @@ class Page(Server):
         eventually(lambda: clock() != stopped)
         self.assertFalse(self.is_shown("#trouble"))
 
+    def test_a_page_that_slept_raises_no_alarm(self):
+        self.watch_with_own_stream()
+        self.on_page("window.alarms = 0; const trouble = document.querySelector('#trouble');"
+                     "new MutationObserver(() => { alarms += trouble.hidden ? 0 : 1; }).observe(trouble, {attributes: true});"
+                     "const end = Date.now() + 8000; while (Date.now() < end);")
+        time.sleep(1.5)
+        self.assertEqual(self.on_page("return alarms"), 0)
+
     def test_the_clock_of_a_quiet_board_is_right_at_once(self):
         self.open("")
         wrong = "return (Date.now() - Date.parse(document.querySelector('[data-strip=clock]').innerText" \

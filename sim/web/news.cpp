@@ -31,14 +31,17 @@ void News::put(const std::string &name, const std::string &text) {
 }
 
 void News::add(const std::string &log, const std::string &text, size_t most, bool matters) {
-  constexpr size_t kMostEarlier = 2000;
+  constexpr size_t kMostEarlier = 4000;
   std::lock_guard lock(mutex_);
   Log &all = logs_[log];
   all.entries.push_back({text, all.count, matters});
   ++all.count;
   if (all.entries.size() <= most) return;
   if (all.entries.front().matters) all.earlier.push_back(std::move(all.entries.front()));
-  if (all.earlier.size() > kMostEarlier) all.earlier.pop_front();
+  if (all.earlier.size() > kMostEarlier) {
+    all.forgotten = all.earlier.front().number + 1;
+    all.earlier.pop_front();
+  }
   all.entries.pop_front();
 }
 
@@ -73,9 +76,11 @@ std::string News::missed_entries(uint64_t known, const Log &log) {
     entries += ',' + entry.text;
     --missed;
   }
-  return "{\"missed\":" + std::to_string(missed) + '}' + entries;
+  const char *failures = known < log.forgotten ? ",\"failures\":true" : "";
+  return "{\"missed\":" + std::to_string(missed) + failures + '}' + entries;
 }
 
+// Of another log than that of the requests a slow reader gets only how many entries it misses.
 std::string News::entries_for(Reader &reader, const std::string &name, const Log &log) {
   std::string news;
   bool is_first = !reader.known.contains(name);
@@ -83,7 +88,9 @@ std::string News::entries_for(Reader &reader, const std::string &name, const Log
   uint64_t oldest = log.count - log.entries.size();
   if (known == log.count) return news;
   std::string entries;
-  if (known < oldest && !is_first) entries = missed_entries(known, log);
+  bool misses_some = known < oldest && !is_first;
+  if (misses_some && name == kRequestsLog) entries = missed_entries(known, log);
+  if (misses_some && name != kRequestsLog) add_member(news, name + "_missed", std::to_string(oldest - known));
   known = std::max(known, oldest);
   for (; known < log.count; ++known) {
     if (!entries.empty()) entries += ',';

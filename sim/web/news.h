@@ -56,6 +56,7 @@ class News {
   struct Log {
     std::deque<Entry> entries;
     std::deque<Entry> earlier;  // that matter
+    uint64_t forgotten = 0;     // of those the ones before this number are not kept any more
     uint64_t count = 0;         // of all entries that were ever added
   };
   std::string parts_for(Reader &reader) const;
