@@ -51,7 +51,7 @@ void store(OpenBoard &board, std::span<const uint8_t> image, FlashRange range) {
   auto used = static_cast<off_t>(content.size());
   auto unused = static_cast<off_t>(range.size) - used;
   check_image(take_room(file.get(), start, used), "write");
-  check_image(sys::pwrite(file.get(), content.data(), content.size(), start) == used, "write");
+  check_image(write_image(file.get(), content, start), "write");
   check_image(make_hole(file.get(), start + used, unused), "write");
   ++board->watch.reflashed;
 }

@@ -10,6 +10,7 @@
 
 #include "board.h"
 #include "flash_map.h"
+#include "image_file.h"
 #include "system_calls.h"
 #include "tool.h"
 #include "twin_identity.h"
@@ -31,7 +32,7 @@ void write_flash(const std::string &folder, uint32_t start, std::span<const uint
     if (is_erased) continue;
     std::ranges::transform(sector, stored.begin(), [](uint8_t byte) { return static_cast<uint8_t>(~byte); });
     auto place = static_cast<off_t>(start + at);
-    if (sys::pwrite(file.get(), stored.data(), sector.size(), place) != std::ssize(sector))
+    if (!write_image(file.get(), std::span(stored).first(sector.size()), place))
       throw Failure(std::string("cannot write the flash image: ") + std::strerror(errno));
   }
 }
