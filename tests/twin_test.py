@@ -238,6 +238,12 @@ def what_the_model_answers():
     open("shell.rec", "w").write(text + text.splitlines()[1].replace("2/2", "2/3") + "\nend\n")
     data = json.loads(zelsim("verify", "shell.rec", "--board", "real", "--json").stdout)
     assert data["compared"] == 0 and [row["line"] for row in data["skipped"]] == [2, 3], data
+    # A node that does not open is a difference, or none if it did not open before.
+    zelsim("create", "closed")
+    zelsim("fail", "gpio:open", "--result", "closed", "--board", "closed")
+    record("closed", "closed.rec", "sh", "-c", "zelctl relay 2>/dev/null || true")
+    assert differences("closed.rec", "closed", 0)[0] == {}
+    assert {key[1] for key in differences("closed.rec", "model", 1)[0]} == {"open"}
     # A board that the recorded program has changed is not to blame.
     assert "'zelsim save' its state before" in zelsim("verify", "real.rec", "--board", "real", status=1).stderr
     # The board itself has not been touched.
@@ -426,6 +432,9 @@ def twin_of_a_report():
         modules[old]["port"] = new
     original |= {"power_status": 256, "relay": 256}
     original["flash"]["content"] = None  # its file is there, but nothing says what it is
+    original["flash"]["jedec_id"] = "20ba20"
+    original["identity"]["power_byte"] = 256
+    original["switch_phys"][0] |= {"port": 8, "register": 2, "debugCmd": "no answer"}
     original["supplies"][0]["conf"] = 3
     original["leds"][1]["value"] = 256
     next(row for row in original["expanders"] if row["address"] == 0x40)["registers"][0] = 256
@@ -437,7 +446,8 @@ def twin_of_a_report():
     data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
     named = {row["what"] for row in data["not_held"]}
     assert (data["modules"], data["flash"]) == (2, False)
-    assert named >= {"supply 1", "port 27: page A2h"} and not {"power status", "expander 0x40, register 0"} & named, data
+    assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2"} and not {"power status", "expander 0x40, register 0"} & named, data
+    assert report_of("wrong")[1]["identity"]["power_byte"] == 255
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
     assert [cage["port"] for cage in shown["cages"] if cage["module"]] == [16, 27], shown["cages"]
     assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]

@@ -611,7 +611,7 @@ class Board(Server):
                      "set rtc absent", "set los 3 1", "set los 6 0", "set link 3 100 half", "set link 9 10",
                      "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
-                     "set io 1 2", "set busy 1", "set settle 7"):
+                     "set io 1 2", "set busy 1", "set settle 7", "set chip-index 3", "set reset-key 1", "set reset-process 3"):
             with self.subTest(line=line):
                 before = json.loads(self.ask("/api/board")[1])
                 zelsim(line)

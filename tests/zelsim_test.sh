@@ -204,6 +204,15 @@ except OSError:
 END
 [ "$("$zelsim" get faults.1.hits --board chip)" = 1 ] || fail "hits of a fault at an address"
 
+# A stream has any descriptor, also that of an input that came closed.
+"$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a stream on descriptor 0"
+import ctypes, os
+os.close(0)
+libc = ctypes.CDLL(None)
+libc.fopen.restype = ctypes.c_void_p
+assert libc.fopen(b"/dev/zel_spi_flash", b"r") and not libc.fopen(b"/dev/zel_none", b"r")
+END
+
 # A number as the result of a read or write is a count of bytes.
 "$zelsim" heal --board chip
 for call in read write; do "$zelsim" fail flash:$call --result 2 --board chip; done
