@@ -1,8 +1,9 @@
 import {confirm} from './confirm.js';
 import {send, sendTogether} from './connection.js';
 import {find} from './dom.js';
-import {cageOf, known, put, slotOf} from './store.js';
+import {slotOf} from './geometry.js';
 import {questionFor} from './loss.js';
+import {cageOf, known, put} from './store.js';
 
 // Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds; a refusal
 // stands beside it until it is used again, or what it is about has changed.

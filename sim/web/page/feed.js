@@ -4,6 +4,7 @@
 const kRetry = 1000;
 const kLook = 1000; // how often is looked whether the server is heard
 const kSilence = 6000; // the server says every two seconds that it is there
+const kKeptActivity = 300; // entries
 const kKeptText = 2e6; // characters of requests, for a page that is opened later
 
 /** Why the server refuses a stream, which the stream itself does not say: the status and its sentence; null where there is
@@ -130,7 +131,7 @@ class Feed {
   }
 
   keep({activity, ...parts}) {
-    if (activity) this.activity = [...this.activity, ...activity].slice(-300);
+    if (activity) this.activity = [...this.activity, ...activity].slice(-kKeptActivity);
     if (parts.board) this.boardAt = Date.now() - (parts.board_age ?? 0);
     Object.assign(this.known, parts);
   }

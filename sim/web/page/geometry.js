@@ -1,4 +1,15 @@
-// The sizes of the flash, as programs see it.
+// The sizes of the board and of its flash, as programs see them.
+
+export const kPorts = 28;
+export const kPortsPerSlot = 8;
+export const kSlots = 3;
+
+const count = (first, number) => Array.from({length: number}, (_, i) => first + i);
+export const allPorts = () => count(0, kPorts);
+/** The ports of a slot, of which the first one is 1. */
+export const portsOf = (slot) => count(kPortsPerSlot * (slot - 1), kPortsPerSlot);
+/** The slot of a port; 0 for the main board. */
+export const slotOf = (port) => (port < kSlots * kPortsPerSlot ? Math.floor(port / kPortsPerSlot) + 1 : 0);
 
 export const kSector = 0x10000; // bytes
 export const kSectors = 512;

@@ -2,13 +2,14 @@ import {act, pendingValue} from './acts.js';
 import {moduleOf} from './card.js';
 import {openCatalogue} from './catalogue.js';
 import {actButton, choice, doing, facts, refusal, slider} from './controls.js';
-import {button, element, numbers} from './dom.js';
-import {hexRows} from './hex.js';
-import {asSet, diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
+import {button, element} from './dom.js';
 import {openFaults} from './faults.js';
-import {select} from './selection.js';
-import {boardIn, cageOf, known, linkOf, put, slotOf} from './store.js';
+import {slotOf} from './geometry.js';
+import {hexRows} from './hex.js';
 import {identificationRows} from './identification.js';
+import {asSet, diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
+import {select} from './selection.js';
+import {boardIn, cageOf, known, linkOf, put} from './store.js';
 import {linkText, minus, plural} from './words.js';
 
 // Acts on one port, and on several at once.
@@ -74,17 +75,18 @@ function optics(port, cage) {
         const {state, text} = standing(row, quantity, module);
         const value = row[quantity.key];
         const holds = asSet(port)?.[quantity.key] ?? value ?? quantity.lowest;
-        const whileOn = holds === value ? '' : ` (${minus(holds)} ${quantity.unit} while it is on)`;
+        const isOff = holds !== value; // without light it measures something else than is set
+        const set = isOff ? `set to ${minus(holds)} ${quantity.unit}` : '';
         return element(
           'div',
           {class: 'quantity ' + state, 'data-key': quantity.key},
           slider(`${quantity.key}${port}`, quantity.name, {
             ...quantity,
             holds,
-            text: (now) => (now === holds ? valueText(row, quantity) + whileOn : `${minus(now)} ${quantity.unit}`),
+            text: (now) => (now === holds ? valueText(row, quantity) : `${minus(now)} ${quantity.unit}`),
             does: (to) => [quantity.action, {port, value: to}],
           }),
-          element('small', {}, text),
+          element('small', {}, [text, set].filter(Boolean).join('; ')),
         );
       }),
     ),
@@ -245,5 +247,3 @@ export function portsControls(ports) {
     ),
   ];
 }
-
-export const allPorts = () => numbers(0, 28).filter((port) => known.board && cageOf(port));

@@ -1,6 +1,6 @@
 import {ask} from './connection.js';
+import {allPorts, kSector, portsOf} from './geometry.js';
 import {boardIn, cageOf, known, put} from './store.js';
-import {numbers} from './dom.js';
 import {flashText, plural} from './words.js';
 
 // What an act would take away, and what an undo brings back of it. The same question is asked wherever the act can be done.
@@ -17,7 +17,7 @@ function contents(difference) {
   const regions = known.regions
     .filter(
       ({start, size: length, region}) =>
-        region !== 'unused' && used.slice(start / 0x10000, (start + length) / 0x10000).some((pages) => pages > 0),
+        region !== 'unused' && used.slice(start / kSector, (start + length) / kSector).some((pages) => pages > 0),
     )
     .map(({region}) => region);
   const erased = difference?.erases ?? erases.reduce((sum, count) => sum + count, 0);
@@ -30,7 +30,7 @@ function contents(difference) {
 /** What is lost beside the flash.
  *  @param difference  from a saved state; without it all of it */
 function surroundings(difference) {
-  const modules = modulesIn(difference?.modules ?? numbers(0, 28));
+  const modules = modulesIn(difference?.modules ?? allPorts());
   const faults = (difference ?? known.board)?.faults.length ?? 0;
   const parts = difference ? kParts.filter(([part]) => difference.parts.includes(part)).map(([, words]) => words) : kAllParts;
   return [
@@ -126,7 +126,7 @@ function questionNow(action, fields, saved, difference) {
     return {title: `Forget “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Forget it'};
   if (action === 'fit') {
     const slot = Number(fields.slot);
-    const modules = modulesIn(numbers(8 * (slot - 1), 8));
+    const modules = modulesIn(portsOf(slot));
     if (modules.length === 0 || boardIn(slot) === undefined) return null;
     const lost = modules.map(([port, module]) => `${module} in port ${port} is pulled`);
     const does = fields.board === 'none' ? 'Take the board out' : `Fit the ${fields.board} board`;

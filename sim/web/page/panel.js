@@ -1,9 +1,10 @@
-import {place as placeChosen, isPlacing} from './catalogue.js';
 import {hideCard, showCard} from './card.js';
+import {place as placeChosen, isPlacing} from './catalogue.js';
 import {element, find} from './dom.js';
+import {slotOf} from './geometry.js';
 import {isMove, partBeside, placeOf} from './panel_moves.js';
 import {describe, extendTo, isSelected, kindOf, numberOf, select, selected, toggle} from './selection.js';
-import {follow, isAway, known, put, slotOf} from './store.js';
+import {follow, isAway, known, put} from './store.js';
 
 // The front panel: the server's drawing, whose blocks stand where the page has room for them, and a button on each part of
 // it. What changes is changed in place, so that what blinks goes on.

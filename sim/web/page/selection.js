@@ -1,6 +1,7 @@
 import * as address from './address.js';
+import {slotOf} from './geometry.js';
 import {alarmsOf, warningsOf} from './optics.js';
-import {boardIn, cageOf, follow, known, linkOf, put, slotOf} from './store.js';
+import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 import {ledName, ledState, linkText, signsOf, supplyText} from './words.js';
 
 // What is selected: parts of the board by name, such as port5, slot2, supply1, led-alarm, sensor or sector32. Several ports

@@ -72,5 +72,4 @@ export function put(part, value) {
 export const isAway = () => known.live === false || Boolean(known.gone);
 export const cageOf = (port) => known.board?.cages.find((cage) => cage.port === port);
 export const linkOf = (port) => known.board?.links.find((link) => link.port === port);
-export const slotOf = (port) => (port < 24 ? Math.floor(port / 8) + 1 : 0);
 export const boardIn = (slot) => (slot === 0 ? 'main' : known.board?.slots[slot - 1].board);

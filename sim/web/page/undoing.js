@@ -1,5 +1,5 @@
 import {parsed} from './commands.js';
-import {slotOf} from './store.js';
+import {slotOf} from './geometry.js';
 
 // Which acts can be undone. The log itself says it: an undo has an entry of its own, a reset ends what was before it, and
 // what a later act has changed again is not for an earlier one to bring back.
