@@ -3,9 +3,8 @@ import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
-import {asSet, kQuantities} from './optics.js';
-import {kindOf, numberOf, selected} from './selection.js';
-import {boardIn, cageOf, follow, isAway, known, linkOf, put} from './store.js';
+import {holding} from './holding.js';
+import {follow, isAway, known, put} from './store.js';
 
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
@@ -34,74 +33,6 @@ const kWithout = {
 };
 const chosen = {}; // what somebody has chosen, by form and field
 
-const supplyState = (number) => {
-  const {type, good} = known.board.supplies[number - 1];
-  return good || type === 'none' ? type : 'failed';
-};
-
-/** The port that a command is most likely meant for: the selected one, else one with a module; for the other end of a cable
- *  one that has a cable. */
-function likelyPort(action) {
-  const isFor = (port) => action !== 'set link' || linkOf(port);
-  const {cages, links} = known.board;
-  const chosenPorts = selected().filter((part) => kindOf(part) === 'port');
-  const withModule = cages.filter(({module}) => module);
-  const ports = [...chosenPorts.map(numberOf), ...[...withModule, ...links, ...cages].map(({port}) => port)];
-  return ports.find(isFor) ?? ports[0];
-}
-
-/** The slot or supply that is selected, else the first one. */
-function likely(kind) {
-  const part = selected().find((one) => kindOf(one) === kind && numberOf(one) > 0);
-  return part ? String(numberOf(part)) : '1';
-}
-
-/** What is set for a quantity of a port's module, whatever it measures just now; nothing for other commands. */
-function setOptics(action, port) {
-  const quantity = kQuantities.find((one) => one.action === action);
-  return quantity && asSet(port)?.[quantity.key];
-}
-
-const presence = (flag) => (flag ? 'present' : 'absent');
-
-/** What holds, for a field of a command; those before it may say of what. */
-function present(action, field, fields) {
-  const {i2c, gpio, settle_ms: settle, flash} = known.board;
-  const port = fields.port === '' ? NaN : Number(fields.port ?? likelyPort(action));
-  const cage = cageOf(port);
-  const link = linkOf(port);
-  const fromPort = {
-    'set loss-of-signal': cage?.loss_of_signal,
-    'set tx-fault': cage?.tx_fault,
-    plug: cage?.module,
-  };
-  if (field === 'port') return String(likelyPort(action));
-  if (field === 'slot') return likely('slot');
-  if (field === 'supply') return likely('supply');
-  if (field === 'speed') return link ? String(link.speed || 'down') : '';
-  if (field === 'duplex') return link && !link.full_duplex ? 'half' : 'full';
-  const holds = {
-    'fit board': boardIn(Number(fields.slot ?? 1)),
-    'plug module': fromPort.plug,
-    'set supply state': supplyState(Number(fields.supply ?? 1)),
-    'set rtc state': presence(i2c.clock_present),
-    'set lm75 state': presence(i2c.sensor_present),
-    'set busy value': i2c.busy,
-    'set reset-key value': gpio.reset_key,
-    'set reset-process byte': gpio.reset_process,
-    'set io byte': i2c.io[0],
-    'set io byte1': i2c.io[1],
-    'set loss-of-signal value': fromPort['set loss-of-signal'],
-    'set tx-fault value': fromPort['set tx-fault'],
-    'set settle milliseconds': settle,
-    'set chip-index byte': flash.chip_index,
-    'set temperature celsius': i2c.temperature,
-    'set clock time': i2c.clock,
-    'reset flash': 'false',
-  };
-  return String(holds[`${action} ${field}`] ?? setOptics(action, port) ?? '');
-}
-
 const kSubjects = ['port', 'slot', 'supply'];
 
 /** Somebody has chosen a value. Of another port, slot or supply other values hold: the fields begin with them. */
@@ -120,11 +51,10 @@ function forget(action) {
 /** What was chosen where something holds is forgotten: nobody wants it any more. What only the form knows stays. */
 function goBack(action) {
   const {fields} = known.actions.find((one) => one.action === action);
-  const values = {};
+  const values = valuesOf(action, fields);
   for (const {field} of fields) {
-    const holds = present(action, field, values);
-    values[field] = chosen[`${action} ${field}`] ?? holds;
-    if (holds !== '' && !kSubjects.includes(field)) delete chosen[`${action} ${field}`];
+    const isHolding = holding(action, field, values) !== '';
+    if (isHolding && !kSubjects.includes(field)) delete chosen[`${action} ${field}`];
   }
   put('forms', action);
 }
@@ -152,9 +82,14 @@ function choicesOf(field, values) {
 const withoutOne = (field, optional) =>
   element('option', {value: '', disabled: !optional, hidden: !optional}, optional ? (kWithout[field] ?? '–') : '–');
 
-function inputOf(action, {field, optional, values}, fields) {
-  const value = chosen[`${action} ${field}`] ?? present(action, field, fields);
-  fields[field] = value;
+/** The values that a form shows, by field: what somebody has chosen, else what holds. */
+function valuesOf(action, fields) {
+  const values = {};
+  for (const {field} of fields) values[field] = chosen[`${action} ${field}`] ?? holding(action, field, values);
+  return values;
+}
+
+function inputOf(action, {field, optional, values}, value) {
   const change = ({target}) => choose(action, field, target.value);
   const names = choicesOf(field, values);
   const made =
@@ -170,8 +105,8 @@ function inputOf(action, {field, optional, values}, fields) {
 
 function form(command) {
   const {action, fields} = command;
-  const values = {};
-  const inputs = fields.map((field) => inputOf(action, field, values));
+  const shown = valuesOf(action, fields);
+  const inputs = fields.map((field) => inputOf(action, field, shown[field.field]));
   const submit = async (event) => {
     event.preventDefault();
     const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));

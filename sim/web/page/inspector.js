@@ -1,22 +1,21 @@
 import {review} from './acts.js';
+import {choice, doing, facts, slider} from './controls.js';
 import {button, copyButton, element, find, patch} from './dom.js';
+import {portsOf} from './geometry.js';
 import {boardControls} from './inspector_board.js';
 import {portControls, portsControls} from './inspector_port.js';
 import {sectorControls} from './inspector_sector.js';
 import {describe, kindOf, numberOf, ledOf, select, selected} from './selection.js';
-import {choice, doing, facts, slider} from './controls.js';
 import {boardIn, cageOf, follow, known} from './store.js';
-import {degrees, ledName, ledState, plural, supplyText} from './words.js';
-import {numbers} from './dom.js';
+import {degrees, ledName, ledState, plural, presence, supplyState, supplyText} from './words.js';
 
 // The selected thing, and the acts that make sense for it.
 
 const kPresence = [['present'], ['absent']];
-const is = (flag) => (flag ? 'present' : 'absent');
 
 function slot(number) {
   if (number === 0) return [element('p', {class: 'hint'}, 'The main board is always there: it has the cages 24 to 27.')];
-  const modules = numbers(8 * (number - 1), 8).filter((port) => cageOf(port)?.module);
+  const modules = portsOf(number).filter((port) => cageOf(port)?.module);
   return [
     choice(
       `slot${number}`,
@@ -37,13 +36,12 @@ function slot(number) {
         : 'Nothing is plugged in it.',
     ),
     boardIn(number) === 'sfp' &&
-      button('Select its eight ports', () => select(...numbers(8 * (number - 1), 8).map((port) => 'port' + port))),
+      button('Select its eight ports', () => select(...portsOf(number).map((port) => 'port' + port))),
   ];
 }
 
 function supply(number) {
   const now = known.board.supplies[number - 1];
-  const holds = now.good || now.type === 'none' ? now.type : 'failed';
   return [
     choice(
       `supply${number}`,
@@ -54,7 +52,7 @@ function supply(number) {
         ['failed', 'failed'],
         ['none', 'pulled'],
       ],
-      holds,
+      supplyState(now),
       (state) => ['set supply', {supply: number, state}],
     ),
     facts([
@@ -91,14 +89,14 @@ function sensor() {
       text: degrees,
       does: (celsius) => ['set temperature', {celsius}],
     }),
-    choice('lm75', 'Temperature sensor', kPresence, is(i2c.sensor_present), (state) => ['set lm75', {state}]),
+    choice('lm75', 'Temperature sensor', kPresence, presence(i2c.sensor_present), (state) => ['set lm75', {state}]),
   ];
 }
 
 function clock() {
   const {i2c} = known.board;
   return [
-    choice('rtc', 'Clock chip', kPresence, is(i2c.clock_present), (state) => ['set rtc', {state}]),
+    choice('rtc', 'Clock chip', kPresence, presence(i2c.clock_present), (state) => ['set rtc', {state}]),
     doing('clock', 'Set it to the host’s time', 'set clock', {time: 'host'}),
     facts([['Mode', `${i2c.clock_mode} h`]]),
   ];

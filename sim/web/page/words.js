@@ -68,6 +68,13 @@ const kLeds = {system: 'SYS', alarm: 'ALM', power_1: 'PWR1', power_2: 'PWR2', ri
 export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
 export const ledState = (value) => ['off', 'on', 'blinking'][value] ?? String(value);
 
+export const presence = (flag) => (flag ? 'present' : 'absent');
+
+/** The state of a supply, as commands name it. */
+export function supplyState({type, good}) {
+  return good || type === 'none' ? type : 'failed';
+}
+
 export function supplyText({type, good}) {
   if (type === 'none') return 'pulled';
   return `${type.toUpperCase()} ${good ? 'good' : 'failed'}`;
