@@ -14,27 +14,32 @@ function subscribe() {
 }
 
 /** Follows a board, or with null all of them, whose news go to `takeRack`. */
-export function follow(board, takeRack) {
+export function followBoard(board, takeRack) {
   query = board === null ? 'rack' : `board=${encodeURIComponent(board)}`;
   const channel = new MessageChannel();
   if (window.SharedWorker) {
-    const address = new URL('./feed.js', import.meta.url);
-    feed = new SharedWorker(address, {type: 'module', name: 'zelboard'}).port;
+    const feedUrl = new URL('./feed.js', import.meta.url);
+    feed = new SharedWorker(feedUrl, {type: 'module', name: 'zelboard'}).port;
   } else {
     feed = channel.port1;
     serve(channel.port2);
   }
   feed.onmessage = ({data}) => {
-    if (typeof data === 'string') return take(JSON.parse(data));
-    if (data.silent) endWaiting();
-    if (!takeRack) return take(data);
-    const {live = known.live, refused = known.refused, silent = known.silent, since = known.since} = data;
-    take({live, refused, silent, since});
-    takeRack(data);
+    if (typeof data === 'string') take(JSON.parse(data));
+    else takeParts(data, takeRack);
   };
   subscribe();
   addEventListener('pagehide', () => feed.postMessage('ends'));
   addEventListener('pageshow', ({persisted}) => persisted && location.reload());
+}
+
+/** Of the rack the page itself knows only how the connection is. */
+function takeParts(parts, takeRack) {
+  if (parts.silent) endWaiting();
+  if (!takeRack) return take(parts);
+  const {live = known.live, refused = known.refused, silent = known.silent, since = known.since} = parts;
+  take({live, refused, silent, since});
+  takeRack(parts);
 }
 
 export function wantRequests(wants) {

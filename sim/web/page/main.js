@@ -50,7 +50,7 @@ function showBoard(name) {
   ])
     view.start();
   dock.start();
-  connection.follow(name);
+  connection.followBoard(name);
 }
 
 const {rack: hasRack} = await fetch('/api/server')
@@ -60,7 +60,7 @@ bar.start();
 const showsRack = hasRack && !address.read('board');
 if (showsRack) {
   keys.start();
-  connection.follow(null, rack.start());
+  connection.followBoard(null, rack.start());
 } else showBoard(address.read('board'));
 if (showsRack) patch(find('.skip'), ['To the boards']);
 find('.skip').href = showsRack ? '#boards' : '#panel';

@@ -18,14 +18,18 @@ const candidates = () => store.entriesFor(filter.result);
 
 // ---- which are shown
 
+function countText(seen, total) {
+  if (total === 0) return '';
+  return seen < total ? `${seen} of ${total}` : String(total);
+}
+
 function showState() {
   const wrong = complaint();
   find('#requests-text').classList.toggle('wrong', wrong !== '');
   find('#requests-text').setAttribute('aria-invalid', String(wrong !== ''));
   const total = candidates().length;
   const seen = list.count();
-  const told = total === 0 ? '' : seen < total ? `${seen} of ${total}` : String(total);
-  find('#requests-told').textContent = wrong ? 'not valid' : told;
+  find('#requests-told').textContent = wrong ? 'not valid' : countText(seen, total);
   find('#requests-wrong').textContent = wrong;
   find('#requests-empty').hidden = seen > 0;
   find('#trace').classList.toggle('none', seen === 0);
