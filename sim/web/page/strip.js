@@ -80,6 +80,11 @@ function lights(board) {
   );
 }
 
+function watchdogState({watchdog_enabled: isEnabled, watchdog_toggling: isServed}) {
+  if (!isEnabled) return 'off';
+  return isServed ? 'served' : 'enabled';
+}
+
 /** A rate with three digits at most. */
 function shortRate(value) {
   if (value < 1000) return `${value}/s`;
@@ -112,7 +117,7 @@ function show() {
     reading('led-alarm', 'Alarm', ledState(panel.alarm), sparkline('led-alarm', step), panel.alarm ? 'bad' : ''),
     lights(board),
     clock(board),
-    reading('watchdog', 'Watchdog', gpio.watchdog_enabled ? (gpio.watchdog_toggling ? 'served' : 'enabled') : 'off', null),
+    reading('watchdog', 'Watchdog', watchdogState(gpio), null),
     reading('relay', 'Alarm relay', panel.relay ? 'closed' : 'open', null),
     reading('bus', 'I2C bus', i2c.busy ? 'held' : 'free', sparkline('busy', step), i2c.busy ? 'warn' : ''),
     reading('requests', 'Requests', `${grouped(known.rate ?? 0)}/s`, scaled('rate', {lowest: 0, highest: 10}, shortRate)),
