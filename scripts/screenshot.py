@@ -89,7 +89,7 @@ def for_docs(camera, address, image):
     command = (f"{BUILD}/bin/zelsim", "run", "--board", "lab", "--chip-times", "--", f"{BUILD}/bin/zelctl", "firmware", "write", image,
                "--partition", "2", "--yes")
     with subprocess.Popen(command, stdout=subprocess.DEVNULL) as update:
-        time.sleep(45)
+        time.sleep(25)
         camera.take("live-panel")
         update.kill()
     camera.browser.get(address + "?board=lab&select=port3&tab=requests")
