@@ -213,19 +213,61 @@ Reading reading_of(const RequestEvent &event, uint8_t selected) {
   return {.what = answered_reading(asked, selected).what};
 }
 
+// All bytes that say who asks what. The selected port says which module is meant.
+std::string Readings::question_of(const TraceRecord &record, std::string_view before) const {
+  std::string question(before);
+  question.append(record.program, sizeof record.program);
+  question += static_cast<char>(record.node);
+  question += static_cast<char>(record.number);
+  question += static_cast<char>(selected_);
+  return question;
+}
+
+void Readings::remember_answer(const TracedCall &call, Last *last) {
+  constexpr size_t kMost = 4096;
+  const RequestEvent &event = call.event;
+  bool can_repeat = event.request != nullptr && event.result == 0 && event.error == 0 && !is_named(event, "SelectCage");
+  if (!can_repeat) return;
+  if (answers_.size() >= kMost) answers_.clear();
+  size_t size = record_size(*event.request);
+  std::string question = question_of(call.record, {reinterpret_cast<const char *>(event.before), size});
+  answers_[question] = {
+      {reinterpret_cast<const char *>(event.after), size}, last, misses_, last != nullptr ? last->changes : 0};
+}
+
+bool Readings::take_repeated(const TraceRecord &record, std::string_view bytes) {
+  bool can_repeat = record.node != Node::None && record.has_record != 0 && record.result == 0 && record.error == 0;
+  if (!can_repeat) return false;
+  size_t size = bytes.size() / 2;
+  auto found = answers_.find(question_of(record, bytes.substr(0, size)));
+  if (found == answers_.end()) return false;
+  const Answer &answer = found->second;
+  if (answer.misses != misses_ || answer.bytes != bytes.substr(size)) return false;
+  if (answer.last == nullptr) return true;
+  if (answer.changes != answer.last->changes) return false;
+  answer.last->at_us = record.at_us;
+  return true;
+}
+
 ToldReading Readings::take(const TracedCall &call) {
   if (call.record.node == Node::None || call.record.has_record == 0) return {};
   if (is_named(call.event, "SelectCage") && call.event.result == 0) selected_ = call.event.before[0];
   const Reading reading = reading_of(call.event, selected_);
   ToldReading told = {reading.what, {}, {}, reading.is_of_world};
-  if (reading.values.empty()) return told;
+  if (reading.values.empty()) {
+    remember_answer(call, nullptr);
+    return told;
+  }
   for (const ReadValue &value : reading.values) {
     std::string name = value.name == reading.what ? "" : value.name + ": ";
     add_item(told.values, name + value.value);
   }
   Last &last = last_[key_of(call, reading.what)];
   told.changed = changes_since(last, call, reading.values);
-  last = {reading.values, call.record.at_us, misses_};
+  uint64_t changes = last.changes;
+  if (!changes_between(last.values, reading.values).empty()) ++changes;
+  last = {reading.values, call.record.at_us, misses_, changes};
+  remember_answer(call, &last);
   return told;
 }
 

@@ -2,6 +2,8 @@
 
 #include <map>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "request_entry.h"
@@ -39,6 +41,10 @@ class Readings {
   /** What has changed is told only if it is known when: requests that were missed since the reading before may have read it,
    *  too. Then it is told by how much, or not at all if this is more than a second. */
   ToldReading take(const TracedCall &call);
+  /** Takes a request that asks what was asked before and has the same answer, which costs little. Nothing has changed then.
+   *  @param bytes  the record before the call and after it
+   *  @return false for any other request, which is not taken */
+  bool take_repeated(const TraceRecord &record, std::string_view bytes);
   /** Some requests after those that were taken are not known. */
   void miss_some() { ++misses_; }
 
@@ -46,11 +52,22 @@ class Readings {
   struct Last {
     std::vector<ReadValue> values;
     int64_t at_us;
-    uint64_t misses;  // until then
+    uint64_t misses;   // until then
+    uint64_t changes;  // until then
   };
+  /** An answer as it was last. */
+  struct Answer {
+    std::string bytes;
+    Last *last;        // null: the request reads nothing that is known here
+    uint64_t misses;   // until then
+    uint64_t changes;  // of the reading until then: another question may have changed it
+  };
+  std::string question_of(const TraceRecord &record, std::string_view before) const;
+  void remember_answer(const TracedCall &call, Last *last);
   std::string changes_since(const Last &last, const TracedCall &call, const std::vector<ReadValue> &values) const;
 
   std::map<std::string, Last> last_ = {};  // by program and request
+  std::unordered_map<std::string, Answer> answers_ = {};
   uint64_t misses_ = 0;
   uint8_t selected_ = kNoCage;
 };

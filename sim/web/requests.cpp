@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "request_entry.h"
 #include "web.h"
@@ -11,11 +12,13 @@ namespace {
 
 constexpr size_t kMostRequests = 5000;  // in the log
 constexpr size_t kMostLines = 4000;     // told at once
+constexpr size_t kMostOfFlood = 1000;   // told at once while more come
 // Where much comes, the next look is later: what is looked at costs time that programs want.
 constexpr uint32_t kMuch = 0x4000;
 constexpr std::chrono::milliseconds kRest{90};
 // More than that is a flood.
 constexpr size_t kFlood = 0x10000;
+constexpr std::chrono::milliseconds kMoment{100};  // without a request: the flood has ended
 
 // Reads and writes of the flash are texts; so are pauses, which are no requests.
 bool is_request(const TracedCall &call) {
@@ -108,6 +111,18 @@ bool Requests::tell(const TracedCall &call, News &news, Activity &activity) {
   return true;
 }
 
+// Most requests of a flood repeat others. Returns false for a request that is to be told, or may be.
+bool Requests::leave_out_repeated(const TraceRecord &record, std::string_view bytes) {
+  bool is_noticing = listing_ == Listing::Noticing;
+  bool may_leave_out = (is_noticing || to_leave_out_ > 0) && record.fault == 0;
+  if (!may_leave_out || !readings_.take_repeated(record, bytes)) return false;
+  ++count_;
+  if (is_noticing) return true;
+  --to_leave_out_;
+  ++left_out_;
+  return true;
+}
+
 // What is missed may have read anything. It was between what had common room and the failures behind.
 bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   const std::string &bytes = taken.bytes;
@@ -117,16 +132,20 @@ bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   bool misses_here = false;
   TraceRecord record = {};
   while (has_record(bytes, at, record)) {
-    std::string rest = bytes.substr(at + sizeof record, record.size - sizeof record);
-    TracedCall call = traced_call(record, rest);
     if (!misses_here && at >= kCommonRoom) {
       readings_.miss_some();
       misses_here = true;
     }
+    std::string_view rest = std::string_view(bytes).substr(at + sizeof record, record.size - sizeof record);
+    at += record.size;
+    if (leave_out_repeated(record, rest)) {
+      ++told;
+      continue;
+    }
+    TracedCall call = traced_call(record, std::string(rest));
     if (is_request(call)) ++told;
     const bool is_told = tell(call, news, activity);
     has_told |= is_told;
-    at += record.size;
   }
   bool is_damaged = at < bytes.size();
   if (taken.misses_more || is_damaged) readings_.miss_some();
@@ -140,7 +159,9 @@ bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
 bool Requests::tell_taken(News &news, Activity &activity) {
   size_t count = 0;
   for (const Taken &taken : untold_) count += count_records(taken.bytes);
-  to_leave_out_ = count > kMostLines ? count - kMostLines : 0;
+  bool goes_on = Clock::now() - taken_at_ < kMoment;
+  size_t most = goes_on ? kMostOfFlood : kMostLines;
+  to_leave_out_ = count > kMostLines ? count - most : 0;
   if (listing_ == Listing::Noticing) to_leave_out_ = 0;
   bool has_told = false;
   for (const Taken &taken : untold_) {
@@ -159,7 +180,6 @@ void Requests::pause(News &news, Activity &activity) {
 
 bool Requests::is_due() const {
   constexpr std::chrono::milliseconds kPause{250};
-  constexpr std::chrono::milliseconds kMoment{100};  // without a request: the flood has ended
   constexpr std::chrono::milliseconds kLongest{1000};
   if (untold_.empty()) return false;
   Clock::time_point now = Clock::now();

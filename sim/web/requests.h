@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "activity.h"
@@ -47,6 +48,7 @@ class Requests {
   bool tell_taken(News &news, Activity &activity);
   bool tell(const Taken &taken, News &news, Activity &activity);
   bool tell(const TracedCall &call, News &news, Activity &activity);
+  bool leave_out_repeated(const TraceRecord &record, std::string_view bytes);
   bool tell_missed(uint32_t missed, bool may_have_failed, News &news) const;
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
