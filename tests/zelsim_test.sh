@@ -204,6 +204,14 @@ except OSError:
 END
 [ "$("$zelsim" get faults.1.hits --board chip)" = 1 ] || fail "hits of a fault at an address"
 
+# A write of more than a page goes on in the pages behind it.
+"$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a write over page ends"
+import os
+chip = os.open("/dev/zel_spi_flash", os.O_RDWR)
+pages = bytes(range(256)) * 3
+assert os.pwrite(chip, pages, 0x40f0) == len(pages) and os.pread(chip, len(pages), 0x40f0) == pages
+END
+
 # A stream has any descriptor, also that of an input that came closed.
 "$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a stream on descriptor 0"
 import ctypes, os
