@@ -12,14 +12,14 @@ uint8_t g_buffer[0x20000];
 
 /// What an operation does when one of its calls fails: its result, whether it asks for a reset of the extended address
 /// register, and whether that request is the one that fails.
-struct Outcome {
+struct AfterFailure {
   uint32_t result;
   bool resets;
   bool reset_fails;
 };
 
 /// The outcome by its letter in a row's `failing`.
-Outcome outcome_of(char letter) {
+AfterFailure after_failure(char letter) {
   switch (letter) {
     case 'F':
       return {FW_FAIL, false, false};
@@ -75,7 +75,7 @@ TEST_F(FlashAccess, CallsAndTheirFailures) {
     EXPECT_EQ(result, 0U) << row.name;
     EXPECT_EQ(static_cast<size_t>(wire::calls("any")), strlen(row.failing)) << row.name;
     for (int n = 1; row.failing[n - 1] != '\0'; ++n) {
-      const Outcome outcome = outcome_of(row.failing[n - 1]);
+      const AfterFailure outcome = after_failure(row.failing[n - 1]);
       wire::fail_call("any", n);
       const std::string events = trace(row.call, &result);
       const std::string place = row.name + std::to_string(n) + events;
