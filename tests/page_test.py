@@ -795,6 +795,10 @@ class Page(Server):
         asked = question()
         self.assertIn("1 sector of the flash", asked)
         self.assertIn("1 module: 1g-lx in port 3\n1 fault\n", asked)
+        # A program that goes on meanwhile is followed.
+        zelsim("heal")
+        write("0x600000")
+        self.says("dialog.confirm[open]", "2 sectors of the flash")
 
     def test_focus_stays_in_a_list_of_states(self):
         self.open("")

@@ -518,6 +518,32 @@ print(os.getpid())
         times = [entry["at"] for entry in news["activity"]]
         self.assertEqual(times, sorted(times))
 
+    # Has a file open that it has begun to read, writes a page, and waits for the end of standard input.
+    WRITER = '''
+import os, sys
+read = open(sys.argv[1], "rb", buffering=0)
+read.read(16)
+flash = os.open("/dev/zel_spi_flash", os.O_RDWR)
+os.lseek(flash, 0x1300000, os.SEEK_SET)
+os.write(flash, b"x" * 256)
+sys.stdin.read()
+'''
+
+    def test_the_flash_of_the_board_is_no_file_that_is_written(self):
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"x" * 70000)
+        flash = os.path.join(json.loads(self.ask("/api/board")[1])["folder"], "flash.inverted")
+        for file, named in ((image, "image"), (flash, None)):
+            news = {}
+            self.follow(news)
+            program = [ZELSIM, "run", "--fast", "--", "python3", "-c", self.WRITER, file]
+            with subprocess.Popen(program, stdin=subprocess.PIPE) as writer:
+                eventually(lambda: news.get("writing"))
+                self.assertEqual(news["writing"].get("file"), named)
+                writer.stdin.close()
+            eventually(lambda: "writing" in news and news["writing"] is None)
+
 
 class Board(Server):
     def test_reset_goes_back_to_how_the_board_was_made(self):

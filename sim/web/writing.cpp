@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "attached.h"
 #include "change_text.h"
 #include "flash_activity.h"
 #include "web.h"
@@ -32,7 +33,10 @@ bool is_being_read(const fs::path &description) {
   return bool{lines} && reads_only && position > 0;
 }
 
-// The largest file that the process has begun to read; an empty name for none. A process of somebody else shows none.
+// The flash of a virtual switch is itself a file, beside the board's state.
+bool is_of_a_board(const fs::path &file) { return fs::exists(file.parent_path().native() + kStateFile); }
+
+// The largest file that the process has begun to read, and has still open; an empty name for none. A process of somebody else shows none.
 OpenFile source_of_writing(uint32_t process) {
   OpenFile found = {};
   std::error_code none;
@@ -40,8 +44,10 @@ OpenFile source_of_writing(uint32_t process) {
   for (const fs::directory_entry &entry : fs::directory_iterator(folder / "fd", none)) {
     if (!fs::is_regular_file(entry.path(), none)) continue;
     uint64_t size = fs::file_size(entry.path(), none);
-    bool is_it = size > found.size && is_being_read(folder / "fdinfo" / entry.path().filename());
-    if (is_it) found = {fs::read_symlink(entry.path(), none).filename(), size};
+    bool is_larger = size > found.size && is_being_read(folder / "fdinfo" / entry.path().filename());
+    if (!is_larger) continue;
+    fs::path file = fs::read_symlink(entry.path(), none);
+    if (!is_of_a_board(file)) found = {file.filename(), size};
   }
   return found;
 }

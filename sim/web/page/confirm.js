@@ -8,7 +8,7 @@ let withdraw = null; // of the question that is open
 let drawAnew = null;
 
 follow(['live', 'gone'], () => isAway() && withdraw?.());
-follow(['writing', 'sectors'], () => drawAnew?.());
+follow(['writing', 'sectors', 'difference'], () => drawAnew?.());
 
 function content({title, lost, kept, warning}) {
   return [

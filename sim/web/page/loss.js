@@ -81,14 +81,26 @@ export function writingText(writing) {
   return `${program} is writing ${region}${far} just now.`;
 }
 
+const kRenewTime = 2000; // ms
 const kAboutStates = ['save', 'load', 'forget'];
 
 /** @return a function that gives what to ask as it is now, or null when nothing of weight is lost, or the act will be refused */
 export async function questionFor(action, fields) {
   const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   const goesBack = action === 'load' && saved;
-  const difference = goesBack ? await ask('flash/difference?state=' + fields.state).catch(() => null) : null;
-  const question = () => questionNow(action, fields, saved, difference);
+  const askDifference = (otherwise) => ask('flash/difference?state=' + fields.state).catch(() => otherwise);
+  let difference = goesBack ? await askDifference(null) : null;
+  let timer = null;
+  const renew = async () => {
+    difference = await askDifference(difference);
+    timer = null;
+    put('difference', difference);
+  };
+  // As long as the question is drawn, programs may go on.
+  const question = () => {
+    if (goesBack) timer ??= setTimeout(renew, kRenewTime);
+    return questionNow(action, fields, saved, difference);
+  };
   const withWarning = () => {
     const asked = question();
     return asked && {...asked, warning: writingText(known.writing)};
