@@ -157,7 +157,14 @@ class Page(Server):
     def fill(self, form, field, value):
         self.find(f"[data-key='{form}'] [name={field}]")
         self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
-                     "field.dispatchEvent(new Event('change', {bubbles: true}))", f"[data-key='{form}'] [name={field}]", value)
+                     "field.dispatchEvent(new Event('input', {bubbles: true}))", f"[data-key='{form}'] [name={field}]", value)
+
+    def type_in(self, form, field, *keys):
+        """Replaces what a field of a form holds, with the keyboard."""
+        self.find(f"[data-key='{form}'] [name={field}]")
+        self.on_page("const field = document.querySelector(arguments[0]); field.focus(); field.select()",
+                     f"[data-key='{form}'] [name={field}]")
+        self.keys(*keys)
 
     def test_what_is_destroyed_is_asked_for_and_named(self):
         self.open("")
@@ -193,15 +200,32 @@ class Page(Server):
             self.assertEqual(self.property(f"[data-key='{form}'] [name={field}]", "value"), value, form)
         # A control whose act was not done shows what holds.
         self.find("#inspector [value=sfp]:checked")
-        # So does a form when another slot, supply or port is chosen in it.
+        # So does a field where nothing was chosen when another slot, supply or port is. What was chosen stays.
         zelsim("set supply 2 failed")
         self.find("[data-part=supply2][aria-label*='failed']")
-        for form, field, value, then in (("set supply", "state", "dc", {"state": "dc"}), ("set supply", "supply", "2", {"state": "failed"}),
-                                         ("set supply", "supply", "1", {"state": "ac"}), ("fit", "slot", "2", {"board": "copper"}),
+        for form, field, value, then in (("set supply", "state", "dc", {"state": "dc"}), ("set supply", "supply", "2", {"state": "dc"}),
+                                         ("set supply", "state", "", {"state": ""}), ("set supply", "supply", "1", {"state": "ac"}),
+                                         ("set supply", "supply", "2", {"state": "failed"}), ("fit", "slot", "2", {"board": "copper"}),
                                          ("fit", "slot", "3", {"board": "none"}), ("set voltage", "port", "3", {"value": "3.3"})):
             self.fill(form, field, value)
             for name, holds in then.items():
                 eventually(lambda: self.property(f"[data-key='{form}'] [name={name}]", "value") == holds)
+        # What was typed stays and is sent when the port is typed after it. A field without it follows with every letter.
+        value = "[data-key='set rx-power'] [name=value]"
+        zelsim("plug 5 1g-sx")
+        zelsim("set rx-power 5 -9")
+        self.type_in("set rx-power", "port")
+        for key, holds in (("5", "-9"), ("2", ""), (Keys.BACKSPACE, "-9"), (Keys.BACKSPACE, ""), ("3", "-7")):
+            self.keys(key)
+            eventually(lambda: self.property(value, "value") == holds)
+        self.type_in("set rx-power", "value", "-22")
+        self.type_in("set rx-power", "port", "5")
+        self.find("[data-key='set rx-power'] button").click()
+        eventually(lambda: "zelsim set rx-power 5 -22" in self.text("#notices"))
+        # A form that is done begins anew.
+        eventually(lambda: self.property("[data-key='set rx-power'] [name=port]", "value") == "3")
+        eventually(lambda: self.property(value, "value") == "-7")
+        zelsim("unplug 5")
         # A question that is answered with Keep leaves what holds; the slot stays chosen.
         for field, value in (("slot", "1"), ("board", "copper")):
             self.fill("fit", field, value)
@@ -414,6 +438,38 @@ class Page(Server):
                      "slider.value = '-30'; slider.dispatchEvent(new Event('input', {bubbles: true}))")
         self.says("#inspector [data-key=refusal-rx_power5]", "'55' is not")
         eventually(lambda: self.on_page("return document.querySelector('[name=rx_power5]').value === window.before"))
+        # A slider that has the focus follows what is done elsewhere, and a key goes on from there.
+        self.open("?select=port5")
+        for name, line, values in (("temperature5", "set module-temperature 5", (50, 50.5, 20, 20.5)),
+                                   ("voltage5", "set voltage 5", (3.1, 3.11, 3.4, 3.41))):
+            slider = f"#inspector [name={name}]"
+            self.find(slider)
+            self.on_page("document.querySelector(arguments[0]).focus()", slider)
+            at = lambda: float(self.property(slider, "value"))
+            before = at()
+            self.keys(Keys.RIGHT)
+            eventually(lambda: at() > before)
+            self.says("#notices", f"zelsim {line}")
+            for to, then in (values[:2], values[2:]):
+                zelsim(f"{line} {to}")
+                eventually(lambda: at() == to)
+                self.keys(Keys.RIGHT)
+                self.says("#notices", f"zelsim {line} {then}")
+                eventually(lambda: at() == then)
+            self.keys("u")
+            eventually(lambda: at() == values[2])
+            self.keys(Keys.RIGHT)
+            eventually(lambda: at() == values[3])
+        # While it is dragged it stays under the pointer.
+        self.on_page("document.querySelector('#inspector [name=voltage5]').scrollIntoView({block: 'center'})")
+        ActionChains(self.browser).click_and_hold(self.find("#inspector [name=voltage5]")).move_by_offset(20, 0).perform()
+        eventually(lambda: at() != values[3] and self.text("#notices") == f"zelsim set voltage 5 {at():g}")
+        held = at()
+        zelsim("set voltage 5 3.05")
+        time.sleep(0.3)
+        self.assertEqual(at(), held)
+        ActionChains(self.browser).release().perform()
+        eventually(lambda: at() == 3.05)
         self.open("?select=port5,port6")
         self.refuse_port_5(9)
         self.click("#inspector [name=los-all][value='1']")

@@ -8,6 +8,7 @@ import {cageOf, known, put} from './store.js';
 // Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds; a refusal
 // stands beside it until it is used again, or what it is about has changed.
 
+const kLogIsLate = 1000; // milliseconds, at most
 const pending = new Map(); // value that was chosen, by control
 const refusals = new Map(); // by control: a text, what it is about, and how that was
 
@@ -112,6 +113,12 @@ export async function actTogether(control, acts, value = true, how = {}) {
     done ? 120 : 0,
   );
   return done ? answer : null;
+}
+
+/** Waits until the log tells an act that has been done. What it has changed is known then, too. */
+export async function untilTold(act) {
+  const end = performance.now() + kLogIsLate;
+  while (known.newestAct < act && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
 }
 
 /** Does one action for a control.

@@ -35,17 +35,28 @@ const chosen = {}; // what somebody has chosen, by form and field
 
 const kSubjects = ['port', 'slot', 'supply'];
 
-/** Somebody has chosen a value. Of another port, slot or supply other values hold: the fields begin with them. */
+/** Fields that were emptied and need a value follow again what holds. */
+function forgetEmptied(action) {
+  const {fields} = known.actions.find((one) => one.action === action);
+  for (const {field, optional} of fields) {
+    const isEmptied = chosen[`${action} ${field}`] === '' && !optional;
+    if (isEmptied) delete chosen[`${action} ${field}`];
+  }
+}
+
+/** Somebody has chosen a value. It stays, also for another port, slot or supply; the other fields follow what holds there. */
 function choose(action, field, value) {
-  if (kSubjects.includes(field)) forget(action);
+  if (kSubjects.includes(field)) forgetEmptied(action);
   chosen[`${action} ${field}`] = value;
   put('forms', value);
 }
 
-/** What was chosen in a form is forgotten. */
-function forget(action) {
-  const {fields} = known.actions.find((one) => one.action === action);
-  for (const {field} of fields) delete chosen[`${action} ${field}`];
+/** What was given is done, and forgotten. What was typed since then stays. */
+function forget(action, given) {
+  for (const {field} of known.actions.find((one) => one.action === action).fields) {
+    const isDone = chosen[`${action} ${field}`] === (given[field] ?? '');
+    if (isDone) delete chosen[`${action} ${field}`];
+  }
 }
 
 /** What was chosen where something holds is forgotten: nobody wants it any more. What only the form knows stays. */
@@ -90,16 +101,16 @@ function valuesOf(action, fields) {
 }
 
 function inputOf(action, {field, optional, values}, value) {
-  const change = ({target}) => choose(action, field, target.value);
+  const oninput = ({target}) => choose(action, field, target.value);
   const names = choicesOf(field, values);
   const made =
     names.length > 0
       ? element(
           'select',
-          {name: field, value, onchange: change},
+          {name: field, value, oninput},
           [withoutOne(field, optional), ...names.map((one) => element('option', {value: one, selected: one === value}, one))],
         )
-      : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', onchange: change});
+      : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', oninput});
   return element('label', {'data-key': field}, labelOf(field), made);
 }
 
@@ -112,7 +123,7 @@ function form(command) {
     const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
     const control = 'form ' + action;
     dismiss(control);
-    if (await act(control, action, given)) forget(action);
+    if (await act(control, action, given)) forget(action, given);
     else if (!refusalOf(control)) goBack(action); // the answer to a question was to keep what is there
   };
   return element(

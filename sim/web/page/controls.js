@@ -1,6 +1,6 @@
-import {act, dismiss, pendingValue, refusalOf} from './acts.js';
+import {act, dismiss, pendingValue, refusalOf, untilTold} from './acts.js';
 import {button, element} from './dom.js';
-import {isAway, put} from './store.js';
+import {isAway, known, put} from './store.js';
 
 // Controls of the inspector and of forms. Each has a name by which its act and its refusal are found again.
 
@@ -103,21 +103,54 @@ export function doing(control, text, action, fields, properties = {}) {
   );
 }
 
-const sliding = new Set();
+const slid = new Map(); // where a slider stands that is dragged, or whose act is on the way, by control
+const sliding = new Set(); // those whose act is on the way
+let dragged = null;
+
+/** Shows what holds, as soon as it is known, unless somebody goes on. */
+async function settle(control) {
+  if (sliding.has(control) || dragged === control) return;
+  const last = slid.get(control);
+  await untilTold(known.expectedAct ?? 0);
+  if (slid.get(control) !== last) return;
+  slid.delete(control);
+  put('acts', {});
+}
+
+function endDrag() {
+  if (dragged === null) return;
+  const control = dragged;
+  dragged = null;
+  settle(control);
+}
+
+function startDrag(control, {button: pressed, currentTarget: input}) {
+  if (pressed !== 0) return;
+  endDrag();
+  dragged = control;
+  slid.set(control, {value: input.value});
+}
+
+for (const end of ['pointerup', 'pointercancel']) document.addEventListener(end, endDrag, true);
+
 /** A number on a slider. While it is dragged one request is made at a time, and the last one brings the last value. */
 export function slider(control, legend, {lowest, highest, step, holds, text, does}) {
+  const shown = slid.get(control)?.value ?? String(holds);
   const slide = async ({target}) => {
+    slid.set(control, {value: target.value});
     target.closest('.slider').querySelector('output').textContent = text(Number(target.value));
     if (sliding.has(control)) return;
     sliding.add(control);
     let sent;
     let done = true;
-    while (sent !== target.value && done) {
-      sent = target.value;
+    while (sent !== slid.get(control).value && done) {
+      sent = slid.get(control).value;
       done = await act(control, ...does(sent));
     }
     sliding.delete(control);
-    if (!done) target.value = target.rendered; // what holds
+    if (done) return settle(control);
+    slid.delete(control);
+    put('acts', {});
   };
   return element(
     'div',
@@ -126,14 +159,15 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
       'label',
       {},
       legend,
-      element('output', {}, text(holds)),
+      element('output', {}, text(Number(shown))),
       element('input', {
         type: 'range',
         min: lowest,
         max: highest,
         step,
-        value: String(holds),
+        value: shown,
         name: control,
+        onpointerdown: (event) => startDrag(control, event),
         oninput: slide,
         disabled: isAway(),
       }),

@@ -36,8 +36,8 @@ export const button = (text, onclick, properties = {}) => element('button', {typ
 const keyOf = (node) => (node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '');
 const isSame = (old, fresh) => old.nodeName === fresh.nodeName && keyOf(old) === keyOf(fresh);
 
-/** Whether somebody types in a field, or drags it: then what it shows stays. */
-const isInUse = (field) => document.activeElement === field && (field.type === 'range' || field.value !== field.rendered);
+/** Whether somebody types in a field: then what it shows stays. */
+const isInUse = (field) => document.activeElement === field && field.value !== field.rendered;
 
 function patchAttributes(old, fresh) {
   const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open'; // which somebody opens and closes
@@ -51,6 +51,8 @@ function patchAttributes(old, fresh) {
   if (fresh.rendered === undefined) return;
   if (fresh.type === 'radio' || fresh.type === 'checkbox') {
     old.checked = fresh.checked;
+  } else if (fresh.type === 'range') {
+    if (old.value !== fresh.value) old.value = fresh.value;
   } else if (old.rendered !== fresh.rendered && !isInUse(old)) {
     old.value = fresh.value;
   }

@@ -1,4 +1,4 @@
-import {actTogether, pendingValue, refusalOf, refuse} from './acts.js';
+import {actTogether, pendingValue, refusalOf, refuse, untilTold} from './acts.js';
 import {parsed} from './commands.js';
 import {button} from './dom.js';
 import * as log from './log.js';
@@ -7,19 +7,11 @@ import {titleOfUndo} from './undoing.js';
 
 // Undoes acts. The server refuses an undo if somebody was faster.
 
-const kLogIsLate = 1000; // milliseconds, at most
-
 const whyNot = (later) =>
   log.wayOf(later) ? `Undo the later act first: ${later.name}` : `${later.name} came later, and has no undo`;
 
 /** A reason holds until there is another act to undo. */
 const say = (control, why) => refuse(control, why, () => log.lastAct()?.id);
-
-/** Waits until the log tells an act that has been done. */
-async function untilTold(act) {
-  const end = performance.now() + kLogIsLate;
-  while (known.newestAct < act && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
-}
 
 /** Says what was done instead where the last act cannot be undone. */
 function sayPassedOver(control, entry, names) {
