@@ -47,7 +47,8 @@ OpenFile source_of_writing(uint32_t process) {
     bool is_larger = size > found.size && is_being_read(folder / "fdinfo" / entry.path().filename());
     if (!is_larger) continue;
     fs::path file = fs::read_symlink(entry.path(), none);
-    if (!is_of_a_board(file)) found = {file.filename(), size};
+    bool is_closed = file.empty();  // meanwhile
+    if (!is_closed && !is_of_a_board(file)) found = {file.filename(), size};
   }
   return found;
 }
