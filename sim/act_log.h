@@ -9,8 +9,8 @@ namespace zelsim::tool {
 
 /** What somebody did to a board from outside, as the board's log has it. */
 struct LoggedEntry {
-  uint32_t number =
-      0;  // the acts of a board have the numbers 1, 2, 3 ...; one with a long text takes several, and has the last
+  /** The acts of a board have the numbers 1, 2, 3 ...; one with a long text takes several, and has the last. */
+  uint32_t number = 0;
   int64_t at_us = 0;
   uint32_t change = 0;  // its number among the changes of the board
   uint32_t undoes = 0;  // number of the act that it undoes; 0: none

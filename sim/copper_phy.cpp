@@ -3,7 +3,8 @@
 #include "changes.h"
 #include "phy.h"
 
-// The PHYs of 1000BASE-T modules, and the RJ45 ports of the copper boards. A module's PHY has 16-bit registers, high byte first, behind one offset byte.
+// The PHYs of 1000BASE-T modules, and the RJ45 ports of the copper boards. A module's PHY has 16-bit registers, high byte
+// first, behind one offset byte.
 
 namespace zelsim {
 namespace {

@@ -61,6 +61,14 @@ class Page(Server):
         eventually(lambda: found.extend(self.browser.find_elements(By.CSS_SELECTOR, selector)) or found)
         return found[0]
 
+    def update(self, words):
+        """A firmware update in the chip's time, of a file of `words` times 8 bytes."""
+        image = f"{self.home}/firmware.bin"
+        with open(image, "wb") as file:
+            file.write(b"zelboard" * words)
+        command = (ZELSIM, "run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2")
+        return subprocess.Popen(command, stdout=subprocess.DEVNULL)
+
     def on_page(self, script, *values):
         """The page draws anew at any time: what is read or clicked there is found and used in one step."""
         return self.browser.execute_script(script, *values)
@@ -130,11 +138,7 @@ class Page(Server):
             daemon.terminate()
         # A firmware update colours the map while it runs.
         self.click("#tab-flash")
-        image = f"{self.home}/firmware.bin"
-        with open(image, "wb") as file:
-            file.write(b"zelboard" * 80000)
-        with subprocess.Popen((ZELSIM, "run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2"),
-                              stdout=subprocess.DEVNULL) as update:
+        with self.update(80000) as update:
             self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
             self.says("#writing", "Writing Image 2")
@@ -280,11 +284,7 @@ class Page(Server):
 
     def test_questions_say_who_is_writing(self):
         self.open("")
-        image = f"{self.home}/firmware.bin"
-        with open(image, "wb") as file:
-            file.write(b"zelboard" * 200000)
-        with subprocess.Popen((ZELSIM, "run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2"),
-                              stdout=subprocess.DEVNULL) as update:
+        with self.update(200000) as update:
             self.says("#writing-now", " of 1.5 MB · ")
             warning = "dialog.confirm[open] .warning"
             for button in "12":

@@ -94,9 +94,9 @@ struct Sectors {
 std::unique_ptr<Board> copy_of(Board &board);
 /** The number of erases and of pages in use of each sector. Brings `known` up to date. */
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known);
-/** The numbers of the sectors in which a saved state has other bytes than the flash has now, the number of erases since
- *  it was saved, the ports whose module it does not have there, the faults that it does not
- *  have, and the parts of the document in which it differs. */
+/** The numbers of the sectors in which a saved state has other bytes than the flash has now, the number of erases since it
+ *  was saved, the ports whose module it does not have there, the faults that it does not have, and the parts of the document
+ *  in which it differs. */
 Json difference_document(const std::string &board, const std::string &state);
 /** Bytes of the flash as hexadecimal digits. */
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size);

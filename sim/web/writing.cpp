@@ -34,9 +34,13 @@ bool is_being_read(const fs::path &description) {
 }
 
 // The flash of a virtual switch is itself a file, beside the board's state.
-bool is_of_a_board(const fs::path &file) { return fs::exists(file.parent_path().native() + kStateFile); }
+bool is_of_a_board(const fs::path &file) {
+  std::error_code none;
+  return fs::exists(file.parent_path().native() + kStateFile, none);
+}
 
-// The largest file that the process has begun to read, and has still open; an empty name for none. A process of somebody else shows none.
+// The largest file that the process has begun to read, and has still open; an empty name for none. A process of somebody
+// else shows none.
 OpenFile source_of_writing(uint32_t process) {
   OpenFile found = {};
   std::error_code none;

@@ -21,5 +21,10 @@ export function hexRows(digits, start, width = 8) {
     const inGroups = groups.map((group) => group.join(' ').padEnd(3 * kGroup - 1)).join('  ');
     rows.push(`${address}  ${inGroups}  ${row.map(text).join('')}`);
   }
-  return element('pre', {class: isNarrow ? 'hex narrow' : 'hex', tabindex: '0', 'aria-label': 'Bytes in hexadecimal and as text'}, rows.join('\n'));
+  const attributes = {
+    class: isNarrow ? 'hex narrow' : 'hex',
+    tabindex: '0',
+    'aria-label': 'Bytes in hexadecimal and as text',
+  };
+  return element('pre', attributes, rows.join('\n'));
 }
