@@ -1,12 +1,19 @@
 import {element, find} from './dom.js';
+import {known, put} from './store.js';
 import {hex} from './words.js';
 
 const kNarrow = 470; // pixels
 const kGroup = 8; // bytes
 
+// The width is asked when the browser has laid out the page. Whoever asks while drawing makes it lay out everything once more.
+new ResizeObserver(() => {
+  const isNarrow = find('#inspector').clientWidth < kNarrow;
+  if (isNarrow !== known.narrow) put('narrow', isNarrow);
+}).observe(find('#inspector'));
+
 /** Bytes, given as hexadecimal digits, in rows with their text: of 16 bytes, or of 8 where the inspector is narrow. */
 export function hexRows(digits, start, width = 8) {
-  const isNarrow = find('#inspector').clientWidth < kNarrow;
+  const isNarrow = known.narrow;
   const perRow = isNarrow ? kGroup : 2 * kGroup;
   const bytes = digits.match(/../g) ?? [];
   const text = (byte) => {

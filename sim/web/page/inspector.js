@@ -191,6 +191,7 @@ function showControls() {
 }
 
 export function start() {
-  follow(['board', 'optics_as_set', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'], show);
+  const parts = ['board', 'optics_as_set', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'];
+  follow([...parts, 'narrow'], show);
   follow(['tapped'], showControls);
 }
