@@ -503,6 +503,89 @@ print(os.getpid())
         for text in sums.values():
             self.assertRegex(text, "flash, .*: 0 sectors erased, 70000 bytes written")
 
+    # Sends requests to the nodes: a line is a node, the request's number and the first bytes of its record. "bus" is a
+    # transfer on the I2C bus: its number, address, offset and bytes. A line of debugCmd is run.
+    RAW = '''
+import fcntl, os, sys
+nodes = {name: os.open("/dev/zel_" + name, os.O_RDWR) for name in ("gpio", "i2c", "spi_flash")}
+for line in sys.stdin:
+    node, number, *parts = line.split()
+    if node == "debugCmd":
+        os.system(line)
+        continue
+    record = bytearray(140)
+    values = [int(part, 16) for part in parts]
+    if node == "bus":
+        address, offset, *values = values
+        record[128:137] = bytes((len(values), address, 0, 0, offset, 0, 0, 0, 1))
+    record[:len(values)] = bytes(values)
+    fcntl.ioctl(nodes["i2c" if node == "bus" else node], 0x40012400 + int(number, 16), record)
+'''
+    CHANGES = (
+        ("gpio 84 1", "alarm relay: open → closed"), ("gpio 95 1", "reset flag: 0 → 1"),
+        ("gpio d6 1", "diagnostics flag: 0 → 1"), ("gpio d8 1", "flash access flag: 0 → 1"),
+        ("gpio 9c 1", "watchdog toggling: off → on"), ("gpio 9d 1", "watchdog toggling: on → off"),
+        ("gpio 97 a5", "I/O value: 0x0 → 0xa5"), ("gpio db 1", "debug mode of the GPIO driver: 0 → 1"),
+        ("i2c db 1", "debug mode of the I2C driver: 0 → 1"), ("spi_flash db 1", "debug mode of the flash driver: 0 → 1"),
+        ("i2c b3 1", "I2C bus held: 0 → 1"), ("i2c b4", "I2C bus held: 1 → 0"),
+        ("i2c c7 1", "clock failure flag: 0 → 1"), ("i2c c8 1", "temperature failure flag: 0 → 1"),
+        ("i2c c3 1 0", "board alive in slot 1: 1 → 0"), ("i2c c3 3 1", "board alive in slot 3: 0 → 1"),
+        ("i2c c3 1 1", "board alive in slot 1: 0 → 1"), ("gpio 86 2 1", "LED power 2: off → on"),
+        ("gpio 92 18 1", "LED speed 24: off → on"), ("gpio 92 1b 2", "LED speed 27: off → blinking"),
+        ("gpio 8a 1", "LED ring master: off → on"), ("bus b1 4c 2 fe", "I/O output 0: 0xff → 0xfe"),
+        ("bus b1 4c 3 3f", "I/O output 1: 0x80 → 0x3f"), ("bus b1 40 2 40", "port 0: transmitter on"),
+        ("bus b1 78 1 0", "port 26: transmitter on"), ("", "port 27: transmitter on"),
+        ("bus b1 9e 2 46 0", "temperature sensor, register 2: 0x4b00 → 0x4600"),
+        ("gpio 88 0\nbus b1 ac 4 5 61", "port 0: register 4 of the PHY: 0x1e1 → 0x561"),
+        ("gpio e1 0 3 2 0 7 0 0 0", "SoC register 0x20300: 0x0 → 0x7"), ("gpio 9b 1", "SoC register 0x20300: 0x7 → 0x107"),
+        ("debugCmd sw_register_set 0x5000010 0xff", "switch-chip register 0x5000010: 0x0 → 0xff"),
+        ("debugCmd phy_register_set 25 0x1f 0x1234", "port 25: PHY register 0x1f: 0x0 → 0x1234"),
+        ("debugCmd sgpio_set 15 5 1", "serial GPIO 15.5: off → on"),
+        ("debugCmd sgpio_set 6 1 2", "lamp test, serial GPIO 6.1: off → blinking"), ("gpio 99 1", "hardware reset"))
+    READS = (
+        ("gpio 81", "system led", "0"), ("gpio 87 2", "power led of supply 2", "1"), ("gpio 93 1b", "speed led of port 27", "2"),
+        ("gpio 98", "supplies", "supply 1: good, supply 2: good"), ("gpio d5", None, None),
+        ("gpio e0 10 81 1 0", "signals of ports 24 to 27",
+         "port 24: signal, port 25: no light, port 26: no light, port 27: signal"),
+        ("gpio e0 0 3 2 0", "register of the SoC", None), ("i2c 96 1", "board type of slot 1", "sfp"),
+        ("i2c 96 3", "board type of slot 3", "none"), ("i2c b2", "busy", "0"), ("i2c c2 3", "board alive of slot 3", "1"),
+        ("bus b0 40 0 0", "signals of slot 1", "port 0: module, port 0: transmitter good, port 0: transmitter on, "
+         "port 1: no module, port 1: transmit fault, port 1: transmitter off"),
+        ("bus b0 40 2 0", "driven signals of slot 1", "port 0: transmitter on, port 1: transmitter off"),
+        ("bus b0 40 4 0", "polarity of the signals of slot 1", None),
+        ("bus b0 40 6 0", "directions of the signals of slot 1", None),
+        ("bus b0 4c 0 0 0", "I/O lines of the main board", None), ("bus b0 4c 2 0", "driven I/O lines of the main board", None),
+        ("bus b0 7a 0 0", "signals of ports 24 to 27", "port 24: signal, port 24: module, port 25: no light, port 25: no module, "
+         "port 26: no light, port 26: no module, port 27: signal, port 27: module"),
+        ("bus b0 9e 0 0 0", "temperature", "25.0 °C"), ("bus b0 9e 1 0", "temperature sensor", None),
+        ("bus b0 60 0 0", "clock chip", None), ("gpio 88 1b", None, None),
+        ("bus b0 a0 0 0 0 0 0 0 0 0 0 0", "page A0h of the module in port 27", "bytes: 0304071000000000"),
+        ("bus b0 a2 60 0", "page A2h of the module in port 27", "bytes: 23"), ("gpio 88 0", None, None),
+        ("bus b0 ac 2 0 0", "copper PHY of the module in port 0", "bytes: 0141"), ("spi_flash da", "chip index", "0"))
+
+    def test_each_request_is_told_in_words(self):
+        def send(*rows):
+            lines = "\n".join(row[0] for row in rows if row[0])
+            program = (ZELSIM, "run", "--fast", "--", "python3", "-c", self.RAW)
+            subprocess.run(program, input=lines, text=True, check=True, stdout=subprocess.DEVNULL)
+
+        for line in ("plug 0 copper", "plug 24 10g-sr", "plug 27 10g-sr"):
+            zelsim(line)
+        news = {}
+        self.follow(news, "requests")
+        eventually(lambda: "board" in news)
+        eventually(lambda: on_switch(ZELCTL, "led", "get", "alarm") and "requests" in news)
+        send(*self.CHANGES[:-1])
+        send(*self.READS, self.CHANGES[-1])
+        eventually(lambda: "HardwareReset" in news["requests"][-1]["line"])
+        begin = next(i for i, line in enumerate(news["requests"]) if "GetSystemLed" in line["line"])
+        lines = news["requests"][begin:-1]
+        self.assertEqual([(line.get("reads"), line.get("values")) for line in lines], [row[1:] for row in self.READS])
+        self.assertEqual({line["program"] for line in lines}, {"python3"})
+        eventually(lambda: ("python3", "hardware reset") in [(who.split("[")[0], text) for who, text in self.told(news)])
+        changes = [text for who, text in self.told(news) if who != "shell"]
+        self.assertEqual(changes, [row[1] for row in self.CHANGES])
+
     def test_an_update_ends_before_what_its_program_does_next(self):
         image = f"{self.home}/image"
         with open(image, "wb") as file:
