@@ -303,6 +303,40 @@ def what_a_recording_answers():
     assert "calls of the recording were not made" in done.stderr, done.stderr
 
 
+# Requests: node, number, the first bytes of the record, and the places where another byte makes another request. At the
+# other places it makes none.
+SENT = [
+    ("gpio", 0x82, "01", (0,), ()), ("gpio", 0x81, "00", (), (0,)),
+    ("gpio", 0x86, "0101", (0, 1), ()), ("gpio", 0x87, "0100", (0,), (1,)),
+    ("gpio", 0xe1, "0003020007000000", (0, 7), ()), ("gpio", 0xe0, "0003020000000000", (3,), (4,)),
+    ("i2c", 0xb1, "5001" + 126 * "00" + "029e00000200000001000000", (0, 1, 128, 129, 132, 135, 136), (2, 127)),
+    ("i2c", 0xb0, 128 * "00" + "029e00000200000001000000", (128, 129, 135, 136), (0, 1)),
+    ("i2c", 0xb0, 128 * "00" + "076400000000000000000000", (128,), (132,)),
+    ("i2c", 0xc4, "0101" + 46 * "00", (0, 1, 4, 31), (2, 32)), ("i2c", 0xba, 48 * "00", (), (0, 47)),
+    ("i2c", 0xc5, "0000c841", (0, 3), ()), ("i2c", 0xc6, "00000000", (), (0,)), ("spi_flash", 0xd2, "000000", (), (0,)),
+]
+
+
+def what_is_the_same_request():
+    def sent(changed):
+        words = []
+        for node, number, text, *_ in SENT:
+            record_sent = bytearray.fromhex(text)
+            for place in changed.get((node, number, text), ()):
+                record_sent[place] ^= 1
+            words += [f"/dev/zel_{node}", f"{number:x}", record_sent.hex()]
+        return "./caller", "send", *words
+
+    make("asked")
+    printed = record("asked", "sent.rec", *sent({})).stdout
+    assert printed.count("\n") == len(SENT) and replay("sent.rec", *sent({})).stdout == printed
+    assert replay("sent.rec", *sent({row[:3]: row[4] for row in SENT})).stdout == printed
+    for *row, others, _ in SENT:
+        for place in others:
+            done = replay("sent.rec", *sent({tuple(row): (place,)}), status=125)
+            assert "the recording does not have this call" in done.stderr, (row, place, done)
+
+
 def other_drivers():
     """Against drivers that are not ours: they are recorded and replayed, and verify tells exactly where they are otherwise."""
     real = {**os.environ, "LD_PRELOAD": f"{os.getcwd()}/other_drivers.so"}
@@ -460,6 +494,6 @@ with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as wor
     os.chdir(work)
     run("cc", "-O1", "-Wall", "-Werror", "-pthread", f"{HERE}/twin/caller.c", "-o", "caller")
     run("cc", "-O1", "-shared", "-fPIC", f"{HERE}/twin/other_drivers.c", "-o", "other_drivers.so", "-ldl")
-    for part in sys.argv[2:] or ("what_is_recorded", "what_is_left_running", "what_is_refused", "what_is_cut_off", "what_the_model_answers", "what_a_recording_answers",
+    for part in sys.argv[2:] or ("what_is_recorded", "what_is_left_running", "what_is_refused", "what_is_cut_off", "what_the_model_answers", "what_a_recording_answers", "what_is_the_same_request",
                                  "other_drivers", "what_others_read", "twin_of_a_report"):
         globals()[part]()

@@ -84,6 +84,16 @@ found=0
 wait $play || found=$?
 [ "$found $(cat "$work/err")" = "143 zelsim: interrupted" ] || fail "interrupted play: $found $(cat "$work/err")"
 
+# So does the end of its board.
+"$zelsim" create gone
+"$zelsim" play "$work/scenario" --board gone 2>"$work/err" &
+play=$!
+while [ "$("$zelsim" get i2c.temperature --board gone)" != 32.0 ]; do sleep 0.02; done
+"$zelsim" delete gone
+found=0
+wait $play || found=$?
+[ "$found $(cat "$work/err")" = "1 zelsim: the board was deleted" ] || fail "play without a board: $found $(cat "$work/err")"
+
 # A question of a batch that is none is answered in words, and the next one as well.
 "$zelsim" batch >"$work/wrong" <<'END' || fail "a batch with wrong lines"
 {"word":["boards"]}

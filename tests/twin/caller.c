@@ -107,6 +107,19 @@ static void pause_like_the_library(unsigned rounds) {
   }
 }
 
+// Sends a record: NODE NUMBER BYTES, both hexadecimal.
+static int send_record(char **words) {
+  uint8_t record[kRecord] = {0};
+  for (size_t i = 0; i < strlen(words[2]) / 2; ++i) {
+    const char digits[3] = {words[2][2 * i], words[2][2 * i + 1]};
+    record[i] = (uint8_t)strtoul(digits, NULL, 16);
+  }
+  int fd = open(words[0], O_RDWR);
+  int result = request(fd, (unsigned)strtoul(words[1], NULL, 16), record);
+  close(fd);
+  return result;
+}
+
 int main(int argc, char **argv) {
   const char *mode = argc > 1 ? argv[1] : "";
   unsigned count = argc > 2 ? (unsigned)strtoul(argv[2], NULL, 10) : 1;
@@ -117,5 +130,8 @@ int main(int argc, char **argv) {
   if (strcmp(mode, "pause") == 0) pause_like_the_library(count);
   if (strcmp(mode, "killed") == 0 && ask(count, 0) != 1) raise(SIGKILL);
   if (strcmp(mode, "status") == 0) _exit(7);
+  if (strcmp(mode, "send") == 0) {
+    for (int i = 2; i + 2 < argc; i += 3) printf("%d\n", send_record(argv + i));
+  }
   return 0;
 }
