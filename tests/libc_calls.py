@@ -2,7 +2,9 @@
 import ctypes
 import errno
 import fcntl
+import json
 import os
+import subprocess
 import sys
 
 libc = ctypes.CDLL(None, use_errno=True)
@@ -74,3 +76,34 @@ for mode, access in ((b"r", os.O_RDONLY), (b"r+", os.O_RDWR), (b"w", os.O_WRONLY
     assert libc.fwrite(b"xy", 1, 2, stream) == (0 if access == os.O_RDONLY else 2), mode
     reused(fd, lambda: libc.fclose(stream))
 assert os.pread(chip, 3, 0x2000) == b"xy\xff"
+
+# What a call becomes under each fault: an open, a request, a read, a write and a seek.
+batch = subprocess.Popen((sys.argv[1], "batch"), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+def zelsim(line):
+    print(json.dumps({"words": [*line.split(), "--board", "nodes"]}), file=batch.stdin, flush=True)
+    answer = json.loads(batch.stdout.readline())
+    assert answer["status"] == 0, (line, answer)
+
+def probe():
+    opened = error(os.open, "/dev/zel_gpio", os.O_RDWR)
+    return ("open" if isinstance(opened, int) else opened, error(request, gpio, 0x81, bytearray(1)), error(os.pread, chip, 2, 0),
+            error(os.pwrite, chip, b"12", 0x3000), error(os.lseek, chip, 5, 0))
+
+for fault, *expected in (
+        ("gpio", "open", 65535, b"ab", 2, 5), ("gpio --result 7", "open", 7, b"ab", 2, 5),
+        ("gpio:GetSystemLed --result busy", "open", 0xfffa, b"ab", 2, 5), ("gpio:GetAlarmLed", "open", 0, b"ab", 2, 5),
+        ("any --result 1", "open", 1, b"a", 1, "EIO"), ("any --result busy", "open", 0xfffa, "EBUSY", "EBUSY", "EBUSY"),
+        ("any --result refused", "open", "EIO", "EIO", "EIO", "EIO"), ("any --result closed", "ENXIO", 0, b"ab", 2, 5),
+        ("i2c:open", "open", 0, b"ab", 2, 5), ("gpio:open", "ENXIO", 0, b"ab", 2, 5),
+        ("gpio:open --result busy", "EBUSY", 0, b"ab", 2, 5), ("gpio:open --result refused", "EIO", 0, b"ab", 2, 5),
+        ("flash:read", "open", 0, "EIO", 2, 5), ("flash:write --result 1", "open", 0, b"ab", 1, 5),
+        ("flash:lseek", "open", 0, b"ab", 2, "EIO"), ("flash@0x3001 --result refused", "open", 0, b"ab", "EIO", 5),
+        ("flash@0x3002-0x4000 --result refused", "open", 0, b"ab", 2, 5),
+        ("flash@1-4 --result refused", "open", 0, "EIO", 2, 5), ("flash@2-5 --result refused", "open", 0, b"ab", 2, "EIO")):
+    zelsim("fail " + fault)
+    found = probe()
+    assert found == tuple(expected), (fault, expected, found)
+    zelsim("heal")
+
+batch.communicate()
