@@ -50,13 +50,13 @@ void make_shared_mutex(pthread_mutex_t &mutex, int type) {
   pthread_mutexattr_destroy(&kind);
 }
 
-bool attach(const char *folder, Attached *attached, char *error, size_t error_size) {
+bool attach(const char *folder, Attached *attached, char *why, size_t why_size) {
   *attached = {};
   sys::File state(open_in(folder, kStateFile, O_RDWR));
   sys::File flash(open_in(folder, kFlashFile, O_RDONLY));
   const char *problem = problem_of(state.get(), flash.get());
   if (problem != nullptr) {
-    snprintf(error, error_size, "%s is missing, damaged or no board: %s", folder, problem);
+    snprintf(why, why_size, "%s", problem);
     return false;
   }
   // The file lock lives as long as the mapping, even after the descriptor is closed. A process that is alone on the board
@@ -66,7 +66,7 @@ bool attach(const char *folder, Attached *attached, char *error, size_t error_si
   void *board = mmap(nullptr, kStateFileSize, PROT_READ | PROT_WRITE, MAP_SHARED, state.get(), 0);
   void *image = mmap(nullptr, kFlashSize, PROT_READ, MAP_SHARED, flash.get(), 0);
   if (board == MAP_FAILED || image == MAP_FAILED) {
-    snprintf(error, error_size, "the board in %s cannot be mapped: %s", folder, strerror(errno));
+    snprintf(why, why_size, "its files cannot be mapped: %s", strerror(errno));
     if (board != MAP_FAILED) munmap(board, kStateFileSize);
     if (image != MAP_FAILED) munmap(image, kFlashSize);
     return false;
@@ -91,8 +91,9 @@ namespace {
 void attach_environment_board(Attached *attached) {
   const char *folder = variable(kBoardFolderVariable);
   if (folder[0] == '\0') return;
-  char error[2 * kPathMax];
-  if (!attach(folder, attached, error, sizeof error)) dprintf(STDERR_FILENO, "zelsim: %s\n", error);
+  char why[kPathMax];
+  if (!attach(folder, attached, why, sizeof why))
+    dprintf(STDERR_FILENO, "zelsim: the board in %s cannot be opened: %s\n", folder, why);
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ struct Attached {
   const uint8_t *inverted_flash;
 };
 
-/** Maps the board in `folder`. Returns false on failure, with one line in `error`. */
-bool attach(const char *folder, Attached *attached, char *error, size_t error_size);
+/** Maps the board in `folder`. On failure returns false, with the reason in `why`. */
+bool attach(const char *folder, Attached *attached, char *why, size_t why_size);
 void detach(const Attached &attached);
 
 /** Makes a mutex in shared memory. Its holder may die. */

@@ -26,17 +26,19 @@ void release(const Attached *attached) {
   delete attached;
 }
 
+std::string name_of_board(const fs::path &folder) { return folder.filename().native(); }
+
 std::shared_ptr<const Attached> attach_or_throw(const fs::path &folder) {
   Attached attached;
-  char error[2 * kPathMax];
-  if (!attach(folder.c_str(), &attached, error, sizeof error)) throw Failure(error);
+  char why[kPathMax];
+  bool is_attached = attach(folder.c_str(), &attached, why, sizeof why);
+  if (!is_attached) throw Failure("board " + name_of_board(folder) + " cannot be opened: " + why);
   return {new Attached(attached), release};
 }
 
 AttachedBoard attach_folder(const fs::path &folder) {
   if (!fs::exists(folder))
-    throw Failure("no board in " + folder.native() + " (make it with: zelsim create " + folder.filename().native() +
-                  ")");
+    throw Failure("no board " + name_of_board(folder) + " (make it with: zelsim create " + name_of_board(folder) + ")");
   return {folder, attach_or_throw(folder)};
 }
 
@@ -98,7 +100,7 @@ std::error_code make_folder(const fs::path &folder, const Preparation &prepare) 
 }
 
 [[noreturn]] void fail_to_make(const fs::path &folder, const std::string &why) {
-  throw Failure("cannot make board " + folder.native() + ": " + why);
+  throw Failure("cannot make board " + name_of_board(folder) + ": " + why);
 }
 
 // A process that still has the board mapped sees by the missing magic number that the board is gone.
@@ -225,7 +227,7 @@ void reset_board(const CommandLine &line) {
 
 void delete_board(const CommandLine &line) {
   fs::path folder = folder_of(line.name());
-  if (!fs::exists(folder)) throw Failure("no board in " + folder.native());
+  if (!fs::exists(folder)) throw Failure("no board " + name_of_board(folder));
   mark_deleted(folder);
   fs::remove_all(folder / kStatesFolder);
   fs::remove(folder.native() + kStateFile);

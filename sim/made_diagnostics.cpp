@@ -292,7 +292,7 @@ void set_measured(const CommandLine &line, Quantity quantity) {
   double number = number_of(line.words[1]);
   OpenBoard board = open_board(line.board);
   Cage &cage = board->cages[port];
-  if (!has_cage(*board, port) || !cage.fitted) throw Failure("PORT: port " + line.words[0] + " has no module");
+  if (!has_cage(*board, port) || !cage.fitted) throw Failure("PORT: " + line.words[0] + " has no module");
   if (!cage.diagnostics.present) throw Failure("PORT: the module in port " + line.words[0] + " has no diagnostics");
   Calibration calibration(cage.page, cage.diagnostics.page);
   uint16_t word = word_for(calibration, quantity, number, line.words[1]);

@@ -222,7 +222,7 @@ void plug_module(const CommandLine &line) {
   unsigned port = line.values[0];
   Module module = find_module(line.words[1], port);
   OpenBoard board = open_board(line.board);
-  if (!has_cage(*board, port)) throw Failure("PORT: port " + line.words[0] + " has no cage: no SFP board in its slot");
+  if (!has_cage(*board, port)) throw Failure("PORT: " + line.words[0] + " has no cage: no SFP board in its slot");
   plug(*board, port, module.name.c_str(), module.page.data(), module.phy,
        diagnostics_for_cage(module.page, module.diagnostics));
 }

@@ -24,7 +24,7 @@ void set_line(const CommandLine &line) {
   auto level = static_cast<uint8_t>(line.values[1]);
   OpenBoard board = open_board(line.board);
   if (!has_cage(*board, port))
-    throw Failure("PORT: port " + line.words[0] + " has no cage, whose lines could change: no SFP board in its slot");
+    throw Failure("PORT: " + line.words[0] + " has no cage, whose lines could change: no SFP board in its slot");
   board->cages[port].*Level = level;
 }
 
@@ -64,7 +64,7 @@ void set_link(const CommandLine &line) {
   uint32_t port = line.values[0];
   OpenBoard board = open_board(line.board);
   if (!has_link(*board, port))
-    throw Failure("PORT: port " + line.words[0] + " has no copper link: " + missing_link(*board, port));
+    throw Failure("PORT: " + line.words[0] + " has no copper link: " + missing_link(*board, port));
   uint16_t speed = kSpeeds[line.values[1]];
   bool is_full = duplex == kFull;
   if (has_jack(*board, port)) {
@@ -91,7 +91,7 @@ void fit_slot(const CommandLine &line) {
 void unplug_module(const CommandLine &line) {
   OpenBoard board = open_board(line.board);
   Cage &cage = board->cages[line.values[0]];
-  if (!cage.fitted) throw Failure("PORT: port " + line.words[0] + " has no module");
+  if (!cage.fitted) throw Failure("PORT: " + line.words[0] + " has no module");
   unplug(cage);
 }
 

@@ -36,7 +36,7 @@ REFUSALS = [
     ("bias 24 -1", "VALUE: '-1' is not from 0 to 131.07"),
     ("voltage 24 three", "VALUE: 'three' is not a number"),
     ("voltage 26 3.3", "PORT: the module in port 26 has no diagnostics"),
-    ("voltage 27 3.3", "PORT: port 27 has no module"),
+    ("voltage 27 3.3", "PORT: 27 has no module"),
 ]
 
 

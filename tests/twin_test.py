@@ -127,7 +127,7 @@ def what_is_refused():
             (2, "--output: missing", "record -- true"), (2, "--output: must be a file", "record -o - -- true"),
             (2, "--board: not with --replay", "run --board a --replay empty.rec -- true"), (2, "--trace: not with", "run --trace --replay empty.rec -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
             (2, "--format: 'pcap' is not one of", "trace --format pcap empty.rec"), (2, "none.rec", "run --replay none.rec -- true"),
-            (2, "--from: 'none.rec' is no report", "create c --from none.rec"), (1, "no board in", "verify empty.rec --board nope")]:
+            (2, "--from: 'none.rec' is no report", "create c --from none.rec"), (1, "no board nope", "verify empty.rec --board nope")]:
         done = zelsim(*words.split(), status=status)
         assert text in done.stderr and done.stderr.count("\n") == 1, (words, done.stderr)
     assert not os.path.exists(f"{os.environ['ZELSIM_HOME']}/c")

@@ -9,7 +9,7 @@ namespace zelsim::web {
 Json module_document(const std::string &board, unsigned port) {
   tool::OpenBoard open = tool::look_at(board);
   const Cage &cage = open->cages[port];
-  if (!cage.fitted) throw Failure("PORT: port " + std::to_string(port) + " has no module");
+  if (!cage.fitted) throw Failure("PORT: " + std::to_string(port) + " has no module");
   const ModulePage identification = std::span(cage.page).first<kPageLength>();
   Json document = {{"port", port}, {"decoded", decode_page(identification)}, {"page", hex_text(cage.page)}};
   if (!cage.diagnostics.present) return document;

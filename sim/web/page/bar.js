@@ -1,4 +1,3 @@
-import * as address from './address.js';
 import {openCatalogue} from './catalogue.js';
 import {refusal} from './controls.js';
 import {button, element, find, patch} from './dom.js';
@@ -60,8 +59,10 @@ const kAbsent = 404;
 const kBusy = 503;
 const kAway = 'What you see is how it was';
 
+const sentence = (text) => `${text[0].toUpperCase()}${text.slice(1)}.`;
+
 function refusedText({status, text}) {
-  if (status === kAbsent) return `There is no board ${address.read('board')}.`;
+  if (status === kAbsent) return sentence(text);
   if (status === kBusy) return 'Too many pages are open on this server: close some that nobody needs.';
   return `The server refuses this page: ${text}.`;
 }
@@ -82,7 +83,7 @@ function troubleText() {
 
 function liveText() {
   if (known.live === undefined) return 'connecting';
-  if (known.refused?.status === kAbsent) return 'no board';
+  if (known.refused?.status === kAbsent) return 'not opened';
   if (known.silent) return 'no answer';
   if (known.live === false) return 'not connected';
   return known.gone ? 'no board' : 'live';
