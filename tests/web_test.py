@@ -163,12 +163,12 @@ class Interface(Server):
                 (400, "action: there is no action 'set'", "set", "{}", {}),
                 (400, "action: there is no action 'run'", "run", "{}", {}),
                 (400, "port: '99'", "module?port=99", None, {}),
-                (409, "port: port 5 ", "unplug", '{"port": 5}', {}),
+                (409, "port: 5 ", "unplug", '{"port": 5}', {}),
                 (409, "state: supply 1 is pulled", "set/supply", '{"supply": 1, "state": "failed"}', {}),
-                (409, "port: port 9 ", "plug", '{"port": 9, "module": "10g"}', {}),
-                (409, "port: port 9 ", "set/loss-of-signal", '{"port": 9, "value": 1}', {}),
-                (409, "port: port 17 ", "set/tx-fault", '{"port": 17, "value": 1}', {}),
-                (409, "port: port 5 ", "set/link", '{"port": 5, "speed": "100"}', {}),
+                (409, "port: 9 ", "plug", '{"port": 9, "module": "10g"}', {}),
+                (409, "port: 9 ", "set/loss-of-signal", '{"port": 9, "value": 1}', {}),
+                (409, "port: 17 ", "set/tx-fault", '{"port": 17, "value": 1}', {}),
+                (409, "port: 5 ", "set/link", '{"port": 5, "speed": "100"}', {}),
                 (404, "path: ", "nothing", None, {}),
                 (403, "host: 'evil.example", "board", None, {"Host": f"evil.example:{self.port}"}),
                 (403, "host: '10.0.0.1", "heal", "{}", {"Host": "10.0.0.1"}),
@@ -689,6 +689,9 @@ class Board(Server):
                 self.assertEqual(difference()[part], value)
             zelsim("load here")
             self.assertEqual(difference(), same)
+        # What a program sets for a moment is no difference.
+        on_switch(ZELCTL, "sfp", "show", "5")
+        self.assertNotIn("gpio", difference()["parts"])
         for address in "0x30000", "0x1ff0000":
             on_switch(ZELCTL, "flash", "erase", address, "--yes")
             on_switch(ZELCTL, "flash", "write", address, __file__, "--yes")
@@ -704,6 +707,7 @@ class Board(Server):
         write = ("run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2")
         with subprocess.Popen((ZELSIM, *write), stdout=subprocess.DEVNULL) as update:
             eventually(lambda: json.loads(zelsim("flash stats --json"))["flash"]["erases"] > 2)
+            self.assertNotIn("gpio", difference()["parts"])
             refused = [subprocess.run((ZELSIM, "load", "here"), capture_output=True, text=True, check=False)
                        for _ in range(5)]
             self.assertTrue(any("in a request" in each.stderr and each.returncode == 1 for each in refused), refused)
@@ -844,7 +848,7 @@ print(good)
         self.assertEqual(self.state(), before)
         # Where one is refused all is as it was, or the others are done.
         acts = [{"action": "set busy", "value": 1}, {"action": "unplug", "port": 9}, {"action": "set settle", "milliseconds": 7}]
-        refusal = {"error": "port: port 9 has no module"}
+        refusal = {"error": "port: 9 has no module"}
         self.assertEqual(self.together(*acts, whole=True), (409, refusal))
         self.assertEqual(self.state(), before)
         status, answer = self.together(*acts)

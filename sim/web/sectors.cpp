@@ -83,9 +83,12 @@ Json other_parts(const Json &now, const Json &saved) {
   return parts;
 }
 
-/** The document of a board. Without the time of its clock, which goes on by itself, unless the clock was set. */
+/** The document of a board. Without what a program sets for a moment while it works, and without the time of the clock, which
+ *  goes on by itself, unless the clock was set. */
 Json document_to_compare(const Board &board, const std::filesystem::path &folder, bool with_clock) {
   Json document = tool::document_of(board, folder);
+  document["gpio"].erase("flash_access_flag");
+  document["gpio"].erase("selected_cage");
   if (!with_clock) document["i2c"].erase("clock");
   return document;
 }
