@@ -19,6 +19,8 @@ const kSpare = 8; // lines beyond those that are seen
 const kNear = 200; // pixels from the top
 let passing = []; // the entries that pass the filter
 let list;
+let height = 0; // of the list, as the browser has laid it out last; 0 while nobody sees it
+let spare = 0; // pixels below the last line
 let opened = null;
 let waiting = 0; // lines at the end of those that pass, not drawn yet
 let floodSince = null; // when the first line came that is not drawn yet
@@ -51,16 +53,23 @@ function linesOf(some, expression = matcher()) {
   return some.map((entry) => lineOf(entry, expression, toggle));
 }
 
-const isAtEnd = () => list.scrollHeight - list.scrollTop - list.clientHeight < 30;
+const isAtEnd = () => list.scrollHeight - list.scrollTop - height < 30;
 
-/** Goes to the newest line. The line at the top is seen as a whole: below the last one is room for that. */
+/** The line at the top is seen as a whole: below the last one is room for that. */
+function scrollToEnd() {
+  if (!follows || height === 0) return;
+  const top = list.scrollHeight - spare - height;
+  const first = [...list.children].find((line) => line.offsetTop - list.offsetTop >= top);
+  const wanted = top > 0 && first ? Math.ceil(first.offsetTop - list.offsetTop - top) : 0;
+  if (wanted !== spare) list.style.paddingBottom = `${wanted}px`;
+  spare = wanted;
+  list.scrollTop = list.scrollHeight;
+}
+
+/** Goes to the newest line when all views are drawn: the browser lays out the page once for all of them. */
 function toEnd() {
   follows = true;
-  list.style.paddingBottom = '0px';
-  const top = list.scrollHeight - list.clientHeight;
-  const first = [...list.children].find((line) => line.offsetTop - list.offsetTop >= top);
-  if (top > 0 && first) list.style.paddingBottom = `${Math.ceil(first.offsetTop - list.offsetTop - top)}px`;
-  list.scrollTop = list.scrollHeight;
+  queueMicrotask(scrollToEnd);
 }
 
 /** Whoever reads an opened line, or goes through the lines by the keyboard, keeps what is seen. */
@@ -82,7 +91,7 @@ function showNew() {
 }
 
 /** The number of lines that are seen, and some more. */
-const room = () => Math.ceil(list.clientHeight / kLineHeight) + kSpare;
+const room = () => Math.ceil(height / kLineHeight) + kSpare;
 
 function drawLast(expression = matcher()) {
   list.classList.toggle('searched', Boolean(expression));
@@ -155,7 +164,7 @@ export function addLines(entries) {
   const following = isFollowing();
   passing = passing.concat(entries).slice(-kKept);
   waiting = Math.min(waiting + entries.length, passing.length);
-  if (list.clientHeight === 0) return; // they are drawn when the list is seen
+  if (height === 0) return; // they are drawn when the list is seen
   if (following && waiting >= room()) {
     drawFlood();
   } else if (following && waiting > 0) {
@@ -181,21 +190,22 @@ export function showLine(entry) {
 // ---- what moves the list: the pointer, keys, the window
 
 function scrolled() {
-  if (list.clientHeight === 0) return;
+  if (height === 0) return;
   follows = isAtEnd();
   if (follows && waiting > 0) drawLater();
   else if (!follows && list.scrollTop < kNear) drawEarlier();
 }
 
 function resized() {
-  if (list.clientHeight === 0 || !isFollowing()) return;
+  height = list.clientHeight;
+  if (height === 0 || !isFollowing()) return;
   if (waiting > 0 || list.children.length < Math.min(room(), passing.length)) drawLast();
   else toEnd();
 }
 
 /** An opened line stays in view when the window gets another size. */
 function keepOpened() {
-  if (!opened || list.clientHeight === 0) return;
+  if (!opened || height === 0) return;
   list.querySelector(`[data-number="${opened.id}"]`)?.firstChild.scrollIntoView({block: 'nearest'});
 }
 
@@ -211,7 +221,7 @@ function placeOf(key, at) {
   const isToNewest = key === 'End' || at < 0; // also from the list itself
   if (isToNewest && waiting > 0) drawLast();
   if (isToNewest) return list.children.length - 1;
-  const page = Math.max(1, Math.floor(list.clientHeight / kLineHeight) - 1);
+  const page = Math.max(1, Math.floor(height / kLineHeight) - 1);
   const drawn = list.children.length;
   const to = at + {ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page}[key];
   if (to >= drawn && waiting > 0) drawLater();
