@@ -106,6 +106,8 @@ export function doing(control, text, action, fields, properties = {}) {
 const slid = new Map(); // where a slider stands that is dragged, or whose act is on the way, by control
 const sliding = new Set(); // those whose act is on the way
 let dragged = null;
+const kSlop = 8; // pixels along a slider, after which a finger drags it
+let finger = null; // one that has touched a slider, and may still begin to scroll the page; `send` sends what it has set
 
 /** Shows what holds, as soon as it is known, unless somebody goes on. */
 async function settle(control) {
@@ -117,18 +119,37 @@ async function settle(control) {
   put('acts', {});
 }
 
-function endDrag() {
+function endDrag({type}) {
   if (dragged === null) return;
   const control = dragged;
+  const undecided = finger;
   dragged = null;
+  finger = null;
+  if (undecided && type === 'pointercancel') {
+    slid.delete(control); // it scrolls the page
+    put('acts', {});
+    return;
+  }
+  undecided?.send();
   settle(control);
 }
 
-function startDrag(control, {button: pressed, currentTarget: input}) {
+function startDrag(control, event) {
+  const {button: pressed, pointerType, clientX: x, clientY: y, currentTarget: input} = event;
   if (pressed !== 0) return;
-  endDrag();
+  endDrag(event);
   dragged = control;
   slid.set(control, {value: input.value});
+  if (pointerType === 'touch') finger = {x, y, send: () => {}};
+}
+
+function goOn({clientX: x, clientY: y}) {
+  if (!finger) return;
+  const along = Math.abs(x - finger.x);
+  if (along < kSlop || along < Math.abs(y - finger.y)) return;
+  const {send} = finger;
+  finger = null;
+  send();
 }
 
 for (const end of ['pointerup', 'pointercancel']) document.addEventListener(end, endDrag, true);
@@ -136,9 +157,7 @@ for (const end of ['pointerup', 'pointercancel']) document.addEventListener(end,
 /** A number on a slider. While it is dragged one request is made at a time, and the last one brings the last value. */
 export function slider(control, legend, {lowest, highest, step, holds, text, does}) {
   const shown = slid.get(control)?.value ?? String(holds);
-  const slide = async ({target}) => {
-    slid.set(control, {value: target.value});
-    target.closest('.slider').querySelector('output').textContent = text(Number(target.value));
+  const send = async () => {
     if (sliding.has(control)) return;
     sliding.add(control);
     let sent;
@@ -151,6 +170,12 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
     if (done) return settle(control);
     slid.delete(control);
     put('acts', {});
+  };
+  const slide = ({target}) => {
+    slid.set(control, {value: target.value});
+    target.closest('.slider').querySelector('output').textContent = text(Number(target.value));
+    if (finger) finger.send = send;
+    else send();
   };
   return element(
     'div',
@@ -168,6 +193,7 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
         value: shown,
         name: control,
         onpointerdown: (event) => startDrag(control, event),
+        onpointermove: goOn,
         oninput: slide,
         disabled: isAway(),
       }),
