@@ -170,6 +170,11 @@ class Page(Server):
                      f"[data-key='{form}'] [name={field}]")
         self.keys(*keys)
 
+    def board_now(self):
+        board = json.loads(zelsim("show --json"))
+        del board["i2c"]["clock"], board["paused_us"]
+        return board
+
     def test_what_is_destroyed_is_asked_for_and_named(self):
         self.open("")
         zelsim("plug 3 1g-sx")
@@ -226,10 +231,30 @@ class Page(Server):
         self.type_in("set rx-power", "port", "5")
         self.find("[data-key='set rx-power'] button").click()
         eventually(lambda: "zelsim set rx-power 5 -22" in self.text("#notices"))
-        # A form that is done begins anew.
-        eventually(lambda: self.property("[data-key='set rx-power'] [name=port]", "value") == "3")
-        eventually(lambda: self.property(value, "value") == "-7")
+        # A form that is done keeps its port until another part is selected. What is typed after Enter replaces it.
+        port = "[data-key='set rx-power'] [name=port]"
+        eventually(lambda: (self.property(port, "value"), self.property(value, "value")) == ("5", "-22"))
+        self.fill("set rx-power", "value", "-21")
+        self.type_in("set rx-power", "port", "5", Keys.ENTER, "3")
+        self.says("#notices", "zelsim set rx-power 5 -21")
+        eventually(lambda: (self.property(port, "value"), self.property(value, "value")) == ("3", "-7"))
+        self.fill("set rx-power", "value", "-8")
+        self.click("[data-key='set rx-power'] button")
+        self.says("#notices", "zelsim set rx-power 3 -8")
+        for part, then in (("port5", "5"), ("slot1", "3")):
+            self.select(part)
+            eventually(lambda: self.property(port, "value") == then)
         zelsim("unplug 5")
+        # A form that changes nothing says so, and one for a port without such a thing does not ask for a value.
+        before = self.board_now()
+        for form, at, why in (("plug", "3", "It is so already"), ("set rx-power", "3", "It is so already"), ("plug", "9", "port: 9 has no cage"),
+                              ("set tx-fault", "17", "port: 17 has no cage"), ("set link", "3", "port: 3 has no copper link"),
+                              ("set voltage", "5", "port: 5 has no module"), ("plug", "99", "'99' is not"), ("plug", "5", "module: missing")):
+            self.fill(form, "port", at)
+            self.click(f"[data-key='{form}'] button")
+            self.says(f"[data-key='{form}'] .refusal", why)
+        self.assertEqual(self.board_now(), before)
+        self.fill("set link", "port", "8")
         # A question that is answered with Keep leaves what holds; the slot stays chosen.
         for field, value in (("slot", "1"), ("board", "copper")):
             self.fill("fit", field, value)
@@ -330,7 +355,7 @@ class Page(Server):
         self.find(form + "[name=port]")
         self.on_page("document.querySelector(arguments[0]).value = '26'", form + "[name=port]")
         self.click(form + "button[type=submit]")
-        self.says(form + ".refusal", "port 26")
+        self.says(form + ".refusal", "port: 26 has no module")
         zelsim("plug 26 10g-sr")
         eventually(lambda: not self.is_there(form + ".refusal"))
         # The server ends and comes back.
@@ -362,6 +387,11 @@ class Page(Server):
         self.says("#inspector [data-key=refusal-los26]", "may still do this")
         self.assertFalse(self.is_there("#inspector .pending"))
         stopped = clock()
+        # It tells when the server was heard last, as the line does.
+        minutes, seconds = re.search(r"since \d\d:(\d\d):(\d\d)", self.text("#trouble")).groups()
+        at, second = re.search(r"\d\d:(\d\d):(\d\d) UTC", stopped).groups()
+        apart = (60 * (int(minutes) - int(at)) + int(seconds) - int(second)) % 3600
+        self.assertIn(apart, (0, 1, 3599))
         time.sleep(1.5)
         self.assertEqual(clock(), stopped)
         self.server.send_signal(signal.SIGCONT)
@@ -414,7 +444,7 @@ class Page(Server):
         self.click("#catalogue [data-key='1g-lx']")
         self.find("#panel.placing")
         self.click("[data-part=port9]")
-        self.says("#inspector [data-key=refusal-plug9]", "port 9")
+        self.says("#inspector [data-key=refusal-plug9]", "port: 9 has no cage")
         # The only module that is found is chosen by Enter.
         self.keys("c")
         self.find("#catalogue input:focus")
@@ -473,7 +503,7 @@ class Page(Server):
         self.open("?select=port5,port6")
         self.refuse_port_5(9)
         self.click("#inspector [name=los-all][value='1']")
-        self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: port 9 has no cage")
+        self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: 9 has no cage")
         self.find("[data-part=port6][aria-label*='no light']")
 
     def test_why_there_is_no_stream(self):
@@ -514,13 +544,13 @@ class Page(Server):
         eventually(lambda: self.on_page("return document.activeElement.id") == "boards")
         make = "document.querySelector('#rack-view form input').value = arguments[0]; document.querySelector('#rack-view form .main').click()"
         self.on_page(make, "b2")
-        self.says("#rack-view form .refusal", "b2")
+        self.says("#rack-view form .refusal", "cannot make board b2: it exists already")
         self.on_page(make, "bench")
         eventually(lambda: self.on_page("return document.activeElement.closest('li')?.dataset.key") == "board-bench")
         self.assertFalse(self.is_there("#rack-view .refusal"))
         self.assertIn("Open", self.text("[data-key=board-bench]"))
         self.browser.get(self.address + "?board=nosuch")
-        self.says("#trouble", "There is no board nosuch.")
+        self.says("#trouble", "No board nosuch (make it with: zelsim create nosuch).")
         self.find("#trouble a[href='/']")
         zelsim("create nosuch")
         eventually(lambda: not self.is_shown("#trouble"))
@@ -545,6 +575,20 @@ class Page(Server):
             stream.close()
         self.find("[data-part=port0]")
         eventually(lambda: not self.is_shown("#trouble"))
+
+    def test_a_board_of_another_version_is_told_so(self):
+        self.end()
+        self.words = ()
+        zelsim("create old")
+        with open(f"{os.environ['ZELSIM_HOME']}/old/state", "r+b") as state:
+            state.seek(8)
+            state.write(b"\x01")
+        self.start(str(self.port))
+        why = "oard old cannot be opened: the state file has the version of another zelsim"
+        self.browser.get(self.address)
+        self.says("[data-key=board-old]", why)
+        self.browser.get(self.address + "?board=old")
+        self.says("#trouble", why)
 
     def test_an_act_on_several_ports_is_undone_as_one(self):
         for port in (1, 3, 5):
@@ -1226,7 +1270,7 @@ class Page(Server):
         self.find("[data-part=port6][aria-label*='100fx']")
         # Where nothing can be plugged it is said why.
         self.click("#bar-acts button")
-        for target, place, words in (("[data-part=port9]", "#inspector [data-key=refusal-plug9]", "port 9 "),
+        for target, place, words in (("[data-part=port9]", "#inspector [data-key=refusal-plug9]", "port: 9 has no cage"),
                                      ("#strip", "#catalogue [role=status]", "100fx was dropped beside the cages")):
             module = self.find("#catalogue [data-key='100fx']")
             ActionChains(self.browser).drag_and_drop(module, self.find(target)).perform()

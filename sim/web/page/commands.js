@@ -1,10 +1,11 @@
-import {act, dismiss, forgetRefusal, pendingValue, refusalOf} from './acts.js';
+import {act, dismiss, forgetRefusal, pendingValue, refusalOf, refuse, untilTold} from './acts.js';
 import {ask} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
+import {allPorts} from './geometry.js';
 import {holding} from './holding.js';
-import {follow, isAway, known, put} from './store.js';
+import {cageOf, follow, isAway, known, linkOf, put} from './store.js';
 
 // Every command of zelsim that does something to a board, as a form that begins with what holds.
 
@@ -34,6 +35,7 @@ const kWithout = {
 const chosen = {}; // what somebody has chosen, by form and field
 
 const kSubjects = ['port', 'slot', 'supply'];
+const kept = new Set(); // ports, slots and supplies of forms that are done, among those that are chosen
 
 /** Fields that were emptied and need a value follow again what holds. */
 function forgetEmptied(action) {
@@ -48,15 +50,25 @@ function forgetEmptied(action) {
 function choose(action, field, value) {
   if (kSubjects.includes(field)) forgetEmptied(action);
   chosen[`${action} ${field}`] = value;
+  kept.delete(`${action} ${field}`);
   put('forms', value);
 }
 
-/** What was given is done, and forgotten. What was typed since then stays. */
+/** What was given is done, and forgotten. What was typed since then stays, and so does the port, slot or supply until another
+ *  part is selected. */
 function forget(action, given) {
   for (const {field} of known.actions.find((one) => one.action === action).fields) {
-    const isDone = chosen[`${action} ${field}`] === (given[field] ?? '');
-    if (isDone) delete chosen[`${action} ${field}`];
+    const name = `${action} ${field}`;
+    const isDone = chosen[name] === (given[field] ?? '');
+    if (isDone && kSubjects.includes(field)) kept.add(name);
+    else if (isDone) delete chosen[name];
   }
+  put('forms', action);
+}
+
+function forgetKept() {
+  for (const name of kept) delete chosen[name];
+  kept.clear();
 }
 
 /** What was chosen where something holds is forgotten: nobody wants it any more. What only the form knows stays. */
@@ -114,34 +126,88 @@ function inputOf(action, {field, optional, values}, value) {
   return element('label', {'data-key': field}, labelOf(field), made);
 }
 
+const kAlwaysActs = ['reset'];
+const kAlready = 'It is so already: change a value first.';
+
+/** True where a form shows what holds, and nobody has chosen anything else than what it is about. */
+function isUntouched({action, fields}) {
+  if (kAlwaysActs.includes(action)) return false;
+  const values = valuesOf(action, fields);
+  const holds = ({field}) => holding(action, field, values) !== '';
+  const others = fields.filter(({field}) => !kSubjects.includes(field));
+  const isChosen = ({field}) => chosen[`${action} ${field}`] !== undefined;
+  const isGiven = (field) => field.optional || holds(field);
+  return others.some(holds) && others.every(isGiven) && !others.some(isChosen);
+}
+
+/** What a port must have for a command, and its name. */
+const kNeeded = {
+  plug: [cageOf, 'cage'],
+  'set loss-of-signal': [cageOf, 'cage'],
+  'set tx-fault': [cageOf, 'cage'],
+  'set link': [linkOf, 'copper link'],
+};
+const kOfModule = [(port) => cageOf(port)?.module, 'module'];
+
+/** Why a form is not sent: it changes nothing, or a field is empty because the port has no such thing; else ''. */
+function whyNot(command, given) {
+  const {action, fields} = command;
+  if (isUntouched(command)) return kAlready;
+  const port = Number(given.port || NaN);
+  const isMissing = ({field, optional}) => !optional && !given[field];
+  if (!allPorts().includes(port) || !fields.some(isMissing)) return '';
+  const [found, name] = kNeeded[action] ?? kOfModule;
+  return found(port) ? '' : `port: ${port} has no ${name}`;
+}
+
+const controlOf = (action) => 'form ' + action;
+
+async function submit(command, event) {
+  event.preventDefault();
+  const {action, fields} = command;
+  const control = controlOf(action);
+  const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
+  document.activeElement.select?.(); // what is typed next replaces it
+  dismiss(control);
+  const why = whyNot(command, given);
+  if (why) return refuse(control, why, () => whyNot(command, valuesOf(action, fields)));
+  if (await act(control, action, given)) {
+    await untilTold(known.expectedAct ?? 0);
+    forget(action, given);
+  } else if (!refusalOf(control)) {
+    goBack(action); // the answer to a question was to keep what is there
+  }
+}
+
 function form(command) {
   const {action, fields} = command;
   const shown = valuesOf(action, fields);
   const inputs = fields.map((field) => inputOf(action, field, shown[field.field]));
-  const submit = async (event) => {
-    event.preventDefault();
-    const given = Object.fromEntries([...new FormData(event.target)].filter(([, value]) => value !== ''));
-    const control = 'form ' + action;
-    dismiss(control);
-    if (await act(control, action, given)) forget(action, given);
-    else if (!refusalOf(control)) goBack(action); // the answer to a question was to keep what is there
-  };
+  const control = controlOf(action);
+  const untouched = isUntouched(command);
   return element(
     'form',
-    {class: 'command-form', 'data-key': action, onsubmit: submit, oninput: () => forgetRefusal('form ' + action)},
+    {
+      class: 'command-form',
+      'data-key': action,
+      onsubmit: (event) => submit(command, event),
+      oninput: () => forgetRefusal(control),
+    },
     element('div', {class: 'command-name'}, element('code', {}, action), element('span', {class: 'hint'}, sentenceOf(command))),
     element('div', {class: 'form-fields'}, inputs),
     element(
       'button',
       {
         type: 'submit',
-        class: pendingValue('form ' + action) ? 'pending' : '',
+        class: pendingValue(control) ? 'pending' : '',
         'aria-label': `Do ${action}`,
+        'aria-disabled': untouched && 'true',
+        title: untouched ? kAlready : '',
         disabled: isAway(),
       },
       'Do',
     ),
-    refusal('form ' + action),
+    refusal(control),
   );
 }
 
@@ -175,5 +241,6 @@ export function start() {
   dock.add('commands', 'Commands', element('div', {id: 'commands'}));
   ask('actions').then(({actions}) => put('actions', actions));
   ask('modules').then(({modules}) => put('modules', modules));
+  follow(['selected'], forgetKept);
   follow(['actions', 'modules', 'board', 'optics_as_set', 'acts', 'forms', 'tab', 'selected', 'live', 'gone'], show);
 }

@@ -1,5 +1,6 @@
 import {element} from './dom.js';
 import {beginning, pointsOf} from './history.js';
+import {knownUntil} from './store.js';
 import {spanText} from './words.js';
 
 // A small curve of the last minutes of a value, which stands between its changes.
@@ -41,7 +42,7 @@ export function sparkline(name, range = {}) {
   svg.setAttribute('class', 'spark');
   svg.setAttribute('aria-hidden', 'true');
   const path = document.createElementNS('http://www.w3.org/2000/svg', 'path');
-  path.setAttribute('d', points.length ? pathOf(points, {lowest, highest, steps: range.steps}, Date.now()) : '');
+  path.setAttribute('d', points.length ? pathOf(points, {lowest, highest, steps: range.steps}, knownUntil()) : '');
   svg.append(path);
   return svg;
 }
@@ -53,7 +54,7 @@ export function scaled(name, range, text) {
   const ends = [highest, lowest].map((value) => element('span', {}, text(Math.round(value))));
   return element(
     'span',
-    {class: 'scaled', title: `The last ${spanText(spanAt(Date.now()) / 1000)}`},
+    {class: 'scaled', title: `The last ${spanText(spanAt(knownUntil()) / 1000)}`},
     sparkline(name, range),
     element('span', {class: 'scale-ends'}, ends),
   );

@@ -70,6 +70,11 @@ export function put(part, value) {
 
 // Shorter words for what is asked often.
 export const isAway = () => known.live === false || Boolean(known.gone);
+/** Until when what is known holds: now, or when the server was heard last, or the board was found gone. */
+export function knownUntil() {
+  const ends = [known.live === false && known.since, known.gone && known.goneSince];
+  return Math.min(Date.now(), ...ends.filter(Boolean));
+}
 export const cageOf = (port) => known.board?.cages.find((cage) => cage.port === port);
 export const linkOf = (port) => known.board?.links.find((link) => link.port === port);
 export const boardIn = (slot) => (slot === 0 ? 'main' : known.board?.slots[slot - 1].board);

@@ -2,7 +2,7 @@ import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
 import {scaled, sparkline} from './sparkline.js';
-import {follow, isAway, known} from './store.js';
+import {follow, known, knownUntil} from './store.js';
 import {degrees, grouped, ledName, ledState, minus, plural, supplyText} from './words.js';
 
 // The board's values and their last minutes. A click selects what a value belongs to.
@@ -11,7 +11,6 @@ const kViews = ['requests', 'faults'];
 const kBlinks = '\u00a0◐'; // as on the panel
 let ahead = 0; // milliseconds from our clock to the board's
 let toldAt; // when the board was as it is known
-let shown = null; // the board's time; it stands still while the board is gone
 
 /** Takes the board's clock, which is told in whole seconds: within one of them nothing is learnt but that it is later. */
 function setClock({i2c}) {
@@ -22,15 +21,12 @@ function setClock({i2c}) {
   ahead = goesOn ? Math.max(told, ahead) : told;
 }
 
-/** Day and time of the board's clock. While the board is there it runs on by itself. */
-function clockNow({i2c}) {
-  if (!isAway()) shown = new Date(Date.now() + ahead).toISOString();
-  return (shown ?? i2c.clock).split(/[T.]/);
-}
+/** Day and time of the board's clock. It runs on by itself, and stands still while the board is gone. */
+const clockNow = () => new Date(knownUntil() + ahead).toISOString().split(/[T.]/);
 
 function clock(board) {
   if (!board.i2c.clock_present) return reading('clock', 'Clock', 'no chip', null, 'warn');
-  const [day, time] = clockNow(board);
+  const [day, time] = clockNow();
   return reading('clock', `Clock ${day}`, `${time} UTC`, null);
 }
 
