@@ -32,6 +32,22 @@ DEEDS = [
     ("set rx-power 24 -9.92", [("port 24 rx power", "normal", "low warning")]),
     ("set rx-power 24 -9.6", []),
     ("set rx-power 24 -9", [("port 24 rx power", "low warning", "normal")]),
+    # So are a temperature by a degree, and a voltage by a hundredth.
+    ("set module-temperature 24 81", [("port 24 temperature", "high warning", "high alarm")]),
+    ("set module-temperature 24 79.1", []),
+    ("set module-temperature 24 78.9", [("port 24 temperature", "high alarm", "high warning")]),
+    ("set module-temperature 24 74.1", []),
+    ("set module-temperature 24 -5.5", [("port 24 temperature", "high warning", "low warning")]),
+    ("set module-temperature 24 -10.5", [("port 24 temperature", "low warning", "low alarm")]),
+    ("set module-temperature 24 -9.1", []),
+    ("set module-temperature 24 -8.9", [("port 24 temperature", "low alarm", "low warning")]),
+    ("set module-temperature 24 -4.1", []),
+    ("set module-temperature 24 -3.9", [("port 24 temperature", "low warning", "normal")]),
+    ("set voltage 24 3.12", [("port 24 voltage", "normal", "low warning")]),
+    ("set voltage 24 3.16", []),
+    ("set voltage 24 3.48", [("port 24 voltage", "low warning", "high warning")]),
+    ("set voltage 24 3.437", []),
+    ("set voltage 24 3.43", [("port 24 voltage", "high warning", "normal")]),
     ("fail i2c:BufRead@0xa2", [(f"port {port} diagnostics", *SILENT) for port in (24, 3)]),
     ("heal", [(f"port {port} diagnostics", *ANSWERS) for port in (24, 3)]),
     ("fail i2c:BufRead --result busy", [(source, *SILENT) for source in BUS]),
@@ -114,8 +130,13 @@ with tempfile.TemporaryDirectory() as folder:
         pass
     for deed, expected in DEEDS:
         zelsim(deed)  # in the middle of a round, perhaps: what it changes is then told in this one and the next
-        told = [json.loads(watcher.stdout.readline()) for _ in expected]
-        assert sorted((event["subject"], event["old"], event["new"]) for event in told) == sorted(expected), (deed, told)
+        told = []
+        while len(told) < len(expected):
+            event = json.loads(watcher.stdout.readline())
+            # If a module is pulled in the middle of a round, its lines are told before.
+            is_line = deed.startswith("unplug") and event["event"] != "port-module"
+            told += [] if is_line else [(event["subject"], event["old"], event["new"])]
+        assert sorted(told) == sorted(expected), (deed, told)
     watcher.send_signal(signal.SIGTERM)
     rest = watcher.communicate()[0]
     assert rest == "" and watcher.returncode == 0, (rest, watcher.returncode)
