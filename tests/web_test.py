@@ -125,7 +125,13 @@ class Interface(Server):
         examples = {"slot": "1", "board": "sfp", "port": "5", "module": "10g-sr", "node": "gpio", "byte": "7",
                     "byte1": "0x7", "celsius": "71.5", "time": "2026-03-15T14:30:45", "milliseconds": 3, "state": "s",
                     "value": "1"}
-        for row in json.loads(self.ask("/api/actions")[1])["actions"]:
+        rows = json.loads(self.ask("/api/actions")[1])["actions"]
+        fields = {row["action"]: {field["field"]: (field["optional"], field["option"]) for field in row["fields"]} for row in rows}
+        needed, left_out, option = (False, False), (True, False), (True, True)
+        self.assertEqual([fields[action] for action in ("fail", "heal", "reset", "set link")], [
+            {"node": needed, **dict.fromkeys(("result", "count", "skip", "probability", "seed"), option)}, {"fault": left_out},
+            {"flash": option}, {"port": needed, "speed": needed, "duplex": left_out}])
+        for row in rows:
             fields = {field["field"]: (field["values"] or [examples.get(field["field"])])[-1] for field in row["fields"]
                       if not field["optional"]}
             if row["action"].startswith("set module-"):
@@ -363,7 +369,13 @@ class Interface(Server):
         self.assertEqual([entry for entry in self.noticed(again, "signal → no light") if entry["at"] > began], [])
 
     def test_requests_that_are_not_shown_are_counted(self):
-        news = {}
+        class Highest(dict):
+            """News that keep the highest rate."""
+
+            def __setitem__(self, name, value):
+                super().__setitem__(name, max(value, self.get(name, 0)) if name == "rate" else value)
+
+        news = Highest()
         self.follow(news, "requests")
         eventually(lambda: "board" in news)
         eventually(lambda: on_switch(ZELCTL, "led", "get", "alarm") and "requests" in news)
@@ -371,6 +383,7 @@ class Interface(Server):
         eventually(lambda: any(line.get("missed") for line in news["requests"]))
         told = sum("GetPowerStatus" in line.get("line", "") for line in news["requests"])
         self.assertLess(told + sum(line.get("missed", 0) for line in news["requests"]), 60000 + 10)
+        eventually(lambda: news.get("rate", 0) > 100)
 
     def ask_for_supplies(self, times):
         on_switch("python3", "-c", "import fcntl, os\ngpio = os.open('/dev/zel_gpio', os.O_RDWR)\nstatus = bytearray(1)\n"
