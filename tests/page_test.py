@@ -590,6 +590,32 @@ class Page(Server):
         self.browser.get(self.address + "?board=old")
         self.says("#trouble", why)
 
+    def test_a_finger_drags_a_slider_and_scrolls_over_it(self):
+        zelsim("plug 3 1g-sx")
+        self.browser.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": True, "maxTouchPoints": 1})
+        self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setTouchEmulationEnabled", {"enabled": False})
+        self.resize(390, 844)
+        self.open("?select=port3")
+        slider = "#inspector [name=temperature3]"
+        self.find("#inspector [data-key=identification]")
+        set_to = lambda: float(zelsim("get diagnostics.3.temperature"))
+
+        def touch(kind, *points):
+            points = [{"x": x, "y": y} for x, y in points]
+            self.browser.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": kind, "touchPoints": points})
+
+        for right, down, changes, scrolls in ((120, 4, True, False), (40, 150, False, True)):
+            before = set_to()
+            place = self.on_page("const slider = document.querySelector(arguments[0]); slider.scrollIntoView({block: 'center'});"
+                                 "const {x, y, height} = slider.getBoundingClientRect(); return [x, y + height / 2, scrollY]", slider)
+            x, y, top = place
+            touch("touchStart", (x + 60, y))
+            for step in range(1, 11):
+                touch("touchMove", (x + 60 + right * step / 10, y + down * step / 10))
+            touch("touchEnd")
+            eventually(lambda: (abs(self.on_page("return scrollY") - top) > 60) == scrolls)
+            eventually(lambda: float(self.property(slider, "value")) == set_to() and (set_to() != before) == changes)
+
     def test_an_act_on_several_ports_is_undone_as_one(self):
         for port in (1, 3, 5):
             zelsim(f"plug {port} 1g-sx")
