@@ -1313,6 +1313,45 @@ class Page(Server):
             self.assertLessEqual(size[2], width)
             self.assertTrue(width < 1024 or size[3] <= height, size)
 
+    def test_a_narrow_page_scrolls_downwards_only(self):
+        zelsim("fit 3 sfp")
+        sideways = """const scrolls = ({scrollWidth, clientWidth}) => scrollWidth > clientWidth && clientWidth > 1;
+            const isOutside = ({left, right}) => left < 0 || right > document.documentElement.clientWidth;
+            const all = [...document.querySelectorAll('#board-view, #board-view *, #foot, #bar')].filter((one) => one.checkVisibility());
+            return [document.documentElement, ...all].filter((one) => scrolls(one) && getComputedStyle(one).overflowX !== 'visible')
+                .concat([...document.querySelectorAll('.block, .place')].filter((one) => isOutside(one.getBoundingClientRect())))
+                .map((one) => one.id || one.dataset.part || one.className)"""
+        smallest = """const sizes = (selector, read) => [...document.querySelectorAll(selector)].map(read);
+            return [sizes('.place.port', (port) => Math.min(port.offsetWidth, port.offsetHeight)),
+                    sizes('#panel text', (text) => parseFloat(getComputedStyle(text).fontSize) * text.getCTM().a)]
+                .map((some) => Math.min(...some))"""
+        covered = """const part = document.querySelector('[data-part=' + arguments[0] + ']').getBoundingClientRect();
+            const top = (selector) => document.querySelector(selector).getBoundingClientRect().top;
+            return part.bottom > Math.min(top('#inspector'), top('#foot')) ||
+                part.top < document.querySelector('#bar').getBoundingClientRect().bottom"""
+        for width, height in ((360, 640), (390, 844), (640, 800)):
+            with self.subTest(width=width):
+                self.resize(width, height)
+                self.open("")
+                self.find("[data-part=port23]")
+                self.assertEqual(self.on_page(sideways), [])
+                port, text = self.on_page(smallest)
+                self.assertGreaterEqual(port, 24)
+                self.assertGreaterEqual(text, 7)
+                # What is tapped is seen together with its controls, and so is what the arrow keys come to.
+                for part in ("port23", "port8", "led-system"):
+                    self.select(part)
+                    eventually(lambda: not self.on_page(covered, part))
+                    self.assertTrue(self.is_shown(".closes-sheet"))
+                self.on_page("document.querySelector('[data-part=port0]').focus()")
+                for _ in range(9):
+                    self.keys(Keys.ARROW_RIGHT)
+                    part = self.on_page("return document.activeElement.dataset.part")
+                    eventually(lambda: not self.on_page(covered, part))
+                self.assertEqual(self.on_page(sideways), [])
+                self.click(".closes-sheet")
+                self.says("#inspector h2", "Board default")
+
     def test_a_narrow_page_opens_its_tabs_as_a_sheet(self):
         self.resize(390, 844)
         self.open("")

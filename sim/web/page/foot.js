@@ -45,7 +45,13 @@ function show() {
   );
 }
 
+/** Other sheets of a narrow page end above this line. */
+function tellHeight() {
+  document.documentElement.style.setProperty('--foot-height', `${find('#foot').offsetHeight}px`);
+}
+
 export function start() {
+  new ResizeObserver(tellHeight).observe(find('#foot'));
   log.addHold(held);
   follow(['activity', 'anew', 'actions', 'log', 'acts', 'live', 'gone'], show);
 }

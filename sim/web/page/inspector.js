@@ -168,13 +168,18 @@ function content() {
   return [element('h2', {}, ledTitle ?? describe(part)), ...kControls[kindOf(part)](part)];
 }
 
+/** On a narrow page what is selected has a sheet, which this closes. */
+const closing = () =>
+  button('×', () => select(), {class: 'quiet closes-sheet', 'aria-label': 'Select nothing', 'data-key': 'closing'});
+
 function show() {
   if (!known.board || !known.sectors) return;
   review();
   const place = find('#inspector');
   const shown = selected().join();
   const held = place.contains(document.activeElement);
-  patch(place, content());
+  place.classList.toggle('chosen', selected().length > 0);
+  patch(place, [selected().length > 0 && closing(), ...content()]);
   if (place.dataset.shows !== shown) place.scrollTop = 0;
   place.dataset.shows = shown;
   // What had the focus may be gone with what it did: the inspector keeps it.
@@ -182,10 +187,13 @@ function show() {
 }
 
 const kStacked = matchMedia('(max-width: 1000px)');
+const kSheet = matchMedia('(max-width: 760px)');
 
-/** Where the inspector stands below the panel, the controls of a part that was tapped come into view. */
+/** Where the inspector stands below the panel, the controls of a part that was tapped come into view; where they are a sheet
+ *  over the panel, the part stays in view. */
 function showControls() {
   if (!kStacked.matches) return;
+  if (kSheet.matches) return find(`[data-part="${known.tapped}"]`).scrollIntoView({block: 'nearest'});
   const controls = find('#inspector [data-key=plugging]') ?? find('#inspector :is(fieldset, button, input)');
   controls?.scrollIntoView({block: 'nearest'});
 }
