@@ -8,7 +8,6 @@ import signal
 import socket
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
@@ -30,11 +29,11 @@ class Page(Server):
     @classmethod
     def setUpClass(cls):
         options = webdriver.ChromeOptions()
-        profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        cls.addClassCleanup(profile.cleanup)
-        for option in ("headless=new", "no-sandbox", "disable-gpu", "in-process-gpu", "disable-quic", "no-first-run",
+        # Chromium without its windows: it starts in a third of the time.
+        options.binary_location = "/usr/lib/chromium/chromium-headless-shell"
+        for option in ("no-sandbox", "disable-gpu", "in-process-gpu", "disable-quic", "no-first-run",
                        "disable-sync", "disable-background-networking", "disable-component-update",
-                       "window-size=1440,900", f"user-data-dir={profile.name}"):
+                       "window-size=1440,900"):
             options.add_argument("--" + option)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         cls.browser = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))

@@ -13,9 +13,10 @@ import time
 import unittest
 
 BUILD = os.path.abspath(sys.argv[1])
-ZELSIM = f"{BUILD}/bin/zelsim"
+SERVER = f"{BUILD}/bin/zelsim"
 # The programs on the board are those that are shipped, from the build beside a sanitised one.
 SHIPPED = f"{BUILD}/plain" if os.path.isdir(f"{BUILD}/plain") else BUILD
+ZELSIM = f"{SHIPPED}/bin/zelsim"
 ZELCTL, INDICATORS = f"{SHIPPED}/bin/zelctl", f"{SHIPPED}/examples/indicators"
 PATIENCE = 60
 MADE = "the board was made"
@@ -55,7 +56,7 @@ class Server(unittest.TestCase):
         self.start(self.first_port)
 
     def start(self, port):
-        words = (ZELSIM, "serve", *self.words, "--port", port)
+        words = (SERVER, "serve", *self.words, "--port", port)
         self.server = subprocess.Popen(words, stdout=subprocess.PIPE, text=True)
         self.address = self.server.stdout.readline().strip()
         self.port = int(self.address.split(":")[2].split("/")[0])
@@ -358,7 +359,12 @@ class Interface(Server):
         began = time.time() * 1000
         self.follow(again, "requests")
         eventually(lambda: "board" in again)
-        eventually(lambda: on_switch(ZELCTL, "ports") and "signals of slot 1" in str(again.get("requests", [])[-50:]))
+
+        def is_fresh(line):
+            return int(line.get("at", 0)) >= began and "signals of slot 1" in str(line)
+
+        on_switch(ZELCTL, "ports")
+        eventually(lambda: any(map(is_fresh, again.get("requests", []))))
         zelsim("set los 3 0")
 
         def is_noticed():
