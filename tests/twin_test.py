@@ -419,7 +419,7 @@ def twin_of_a_report():
     data = json.loads(zelsim("create", "twin", "--from", "site.tar.gz", "--json").stdout)
     assert (data["board"], data["modules"], data["flash"]) == ("twin", 5, True), data
     named = {row["what"] for row in data["not_held"]}
-    assert named >= {"serial-GPIO chain", "wear of the flash"} and not [what for what in named if "expander" in what], named
+    assert named >= {"serial-GPIO chain", "wear of the flash"} and not [what for what in named if "expander" in what or "PHY register" in what], named
     _, twin, files_of_twin = report_of("twin", "--flash")
     clocks = [time.mktime(time.strptime(report["clock"]["chip"]["time"], "%Y-%m-%dT%H:%M:%S")) for report in (original, twin)]
     assert 0 <= clocks[1] - clocks[0] < 120, clocks
@@ -471,6 +471,7 @@ def twin_of_a_report():
     original["switch_phys"][0] |= {"port": 8, "register": 2, "debugCmd": "no answer"}
     original["supplies"][0]["conf"] = 3
     original["leds"][1]["value"] = 256
+    next(row for row in modules[16]["phy"] if row["register"] == 5)["value"] ^= 1
     next(row for row in original["expanders"] if row["address"] == 0x40)["registers"][0] = 256
     with tarfile.open("wrong.tar.gz", "w:gz") as made:
         for name, content in [*files.items(), ("report.json", json.dumps(original).encode())]:
@@ -480,7 +481,7 @@ def twin_of_a_report():
     data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
     named = {row["what"] for row in data["not_held"]}
     assert (data["modules"], data["flash"]) == (2, False)
-    assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2"} and not {"power status", "expander 0x40, register 0"} & named, data
+    assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2", "port 16: PHY register 5"} and not {"power status", "expander 0x40, register 0"} & named, data
     assert report_of("wrong")[1]["identity"]["power_byte"] == 255
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
     assert [cage["port"] for cage in shown["cages"] if cage["module"]] == [16, 27], shown["cages"]
