@@ -222,6 +222,10 @@ pages = bytes(range(256)) * 3
 assert os.pwrite(chip, pages, 0x40f0) == len(pages) and os.pread(chip, len(pages), 0x40f0) == pages
 END
 
+# Every call of libc that knows a node, and descriptors that stand for one.
+"$zelsim" create nodes
+"$zelsim" run --fast --board nodes -- python3 "$(dirname "$0")/libc_calls.py" "$zelsim" || fail "calls of libc"
+
 # A stream has any descriptor, also that of an input that came closed.
 "$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a stream on descriptor 0"
 import ctypes, os
