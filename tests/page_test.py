@@ -548,6 +548,18 @@ class Page(Server):
         eventually(lambda: self.on_page("return document.activeElement.closest('li')?.dataset.key") == "board-bench")
         self.assertFalse(self.is_there("#rack-view .refusal"))
         self.assertIn("Open", self.text("[data-key=board-bench]"))
+        # A search that would hide it ends. Whoever opens it and comes back is there again.
+        self.on_page("const search = document.querySelector('#rack-view [type=search]'); search.value = 'b2';"
+                     "search.dispatchEvent(new Event('change'))")
+        eventually(lambda: self.on_page(names) == ["b2"])
+        self.on_page(make, "rig")
+        rig = "return document.activeElement.closest('li')?.dataset.key"
+        eventually(lambda: self.on_page(rig) == "board-rig")
+        self.assertEqual(self.property("#rack-view [type=search]", "value"), "")
+        self.keys(Keys.ENTER)
+        self.find("[data-part=port0]")
+        self.browser.back()
+        eventually(lambda: self.on_page(rig) == "board-rig")
         self.browser.get(self.address + "?board=nosuch")
         self.says("#trouble", "No board nosuch (make it with: zelsim create nosuch).")
         self.find("#trouble a[href='/']")

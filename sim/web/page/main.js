@@ -61,7 +61,10 @@ const showsRack = hasRack && !address.read('board');
 if (showsRack) {
   keys.start();
   connection.followBoard(null, rack.start());
-} else showBoard(address.read('board'));
+} else {
+  showBoard(address.read('board'));
+  if (hasRack) rack.leaveFor(address.read('board'));
+}
 if (showsRack) patch(find('.skip'), ['To the boards']);
 find('.skip').href = showsRack ? '#boards' : '#panel';
 // Whoever comes by the keyboard goes on from what the page is about.

@@ -11,7 +11,7 @@ import {degrees, flashText, plural} from './words.js';
 const kPrefix = 'board:';
 const boards = new Map();
 let refused = {control: '', text: ''}; // the last refusal, and what was used
-let made = ''; // the board that was made last, until it is shown
+let wanted = ''; // the board whose card gets the focus as soon as it is shown
 const kByTrouble = '';
 const kByName = 'name';
 let filter = address.read('find');
@@ -19,6 +19,7 @@ let sorted = address.read('sort') === kByName ? kByName : kByTrouble;
 let making = false; // on a narrow screen: the form for a new board is open
 
 const kCreate = 'create';
+const kLeft = 'board that was looked at';
 const deleteOf = (name) => 'delete ' + name;
 
 function say(control, text) {
@@ -56,16 +57,47 @@ async function create(event) {
   const slots = [slot1, slot2, slot3].map(({value}) => value).join(',');
   if (!(await manage(kCreate, 'create', {board: name, slots}))) return;
   board.value = '';
-  made = name;
-  focusMade();
+  if (!isFound(name)) seek(''); // what was made is shown
+  wanted = name;
+  focusWanted();
 }
 
 /** The card of a board that was made has the focus as soon as it is there: Enter opens it. */
-function focusMade() {
-  const card = made && find(`[data-key="${CSS.escape('board-' + made)}"] a`);
+function focusWanted() {
+  const card = wanted && find(`[data-key="${CSS.escape('board-' + wanted)}"] a`);
   if (!card) return;
-  made = '';
+  wanted = '';
   card.focus();
+}
+
+/** Says which board is looked at, to the rack that is shown after it. */
+export function leaveFor(name) {
+  try {
+    sessionStorage.setItem(kLeft, name);
+  } catch {
+    // a browser that keeps nothing
+  }
+}
+
+/** The board that was looked at before the rack; '' if none was. */
+function takeLeft() {
+  try {
+    const name = sessionStorage.getItem(kLeft) ?? '';
+    sessionStorage.removeItem(kLeft);
+    return name;
+  } catch {
+    return '';
+  }
+}
+
+/** Whoever comes back from a board finds its card with the focus. */
+function focusLeft() {
+  const name = takeLeft();
+  const isFocusFree = [document.body, find('#rack-view')].includes(document.activeElement);
+  if (!isFocusFree) return;
+  wanted = name;
+  focusWanted();
+  wanted = '';
 }
 
 /** How much of a board's flash is in use, in words; the board may be damaged. */
@@ -204,11 +236,20 @@ const slotField = (number) =>
 
 const compareNames = new Intl.Collator('en', {numeric: true}).compare;
 
+const isFound = (name) => name.toLowerCase().includes(filter.toLowerCase());
+
+function seek(text) {
+  if (text === filter) return;
+  filter = text;
+  address.write({find: filter});
+  show();
+}
+
 /** The boards that the search finds, in the order in which they are shown. */
 function shownBoards() {
   const rank = ([, summary]) => (sorted === kByTrouble ? stateOf(summary).rank : 0);
   return [...boards]
-    .filter(([name]) => name.toLowerCase().includes(filter.toLowerCase()))
+    .filter(([name]) => isFound(name))
     .sort((a, b) => rank(a) - rank(b) || compareNames(a[0], b[0]));
 }
 
@@ -224,11 +265,8 @@ const search = () =>
     placeholder: 'Find a board',
     'aria-label': 'Find a board',
     value: filter,
-    oninput: ({target}) => {
-      filter = target.value;
-      address.write({find: filter});
-      show();
-    },
+    oninput: ({target}) => seek(target.value),
+    onchange: ({target}) => seek(target.value),
   });
 
 const sorting = () =>
@@ -304,13 +342,14 @@ function show() {
     ],
     '#rack-view input',
   );
-  focusMade();
+  focusWanted();
 }
 
 export function start() {
   find('#rack-view').hidden = false;
   find('#board-name').textContent = 'all boards';
   document.title = 'zelboard: all boards';
+  let isFirst = true;
   return (news) => {
     for (const [part, summary] of Object.entries(news)) {
       if (!part.startsWith(kPrefix)) continue;
@@ -319,6 +358,10 @@ export function start() {
       else boards.set(name, summary);
     }
     show();
+    if (isFirst && boards.size > 0) {
+      isFirst = false;
+      focusLeft();
+    }
     find('#rack-view').classList.toggle('away', known.live === false);
   };
 }
