@@ -67,6 +67,7 @@ export function choice(control, legend, values, holds, does) {
         name: control,
         value: String(value),
         checked: shown === String(value),
+        disabled: isAway(),
         onchange: () => choose(value),
         onkeydown: (event) => moveChoice(control, values, choose, event),
         onblur: (event) => leaveChoice(control, event),
@@ -79,7 +80,6 @@ export function choice(control, legend, values, holds, does) {
     {
       class: 'choice' + (waiting === undefined ? '' : ' pending') + (isMoved ? ' moved' : ''),
       'data-key': control,
-      disabled: isAway(),
     },
     element('legend', {}, legend),
     element('div', {class: 'options'}, options),
