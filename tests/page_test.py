@@ -323,13 +323,25 @@ class Page(Server):
             writing = json.loads(self.ask("/api/flash")[1])["writing"]
             self.assertEqual((writing["program"][:7], writing["region"]), ("zelctl[", "Image 2"))
             eventually(lambda: "zelctl[" in self.ask("/api/save", '{"state": "now"}')[1])
+            self.keys("s")
+            self.find("#states input:focus")
+            self.keys("now", Keys.ENTER)
+            self.says("#states form .refusal", "is in a request: try again when it is done")
+            zelsim("set supply 2 dc")
+            self.says("#foot", "set supply 2 dc")
+            self.assertTrue(self.is_shown("#states form .refusal"))
+            self.keys(Keys.ESCAPE)
             # What was written before the erase is gone.
             self.click("#inspector .apart button:nth-of-type(2)")
             self.click("dialog.confirm .danger")
             eventually(lambda: " of 1.5 MB" not in self.text("#writing-now"))
             self.says("#writing-now", " written")
             self.assertIsNone(update.poll(), "the update ended before")
+            # What was refused because of it goes with it.
+            self.keys("s")
+            self.says("#states form .refusal", "is in a request")
             update.kill()
+        eventually(lambda: not self.is_there("#states form .refusal"))
 
     def test_refusals_disconnection_and_missing_boards(self):
         self.open("")
@@ -367,9 +379,42 @@ class Page(Server):
         # Nothing acts on the board until it is back. Then the focus is where it was.
         acting = "return document.querySelectorAll('#inspector :is([data-acts], input):enabled, #commands button:enabled').length"
         eventually(lambda: self.on_page(acting) == 0)
+        looks = "return getComputedStyle(document.querySelector('[name=los26] + span')).opacity"
+        self.assertLess(float(self.on_page(looks)), 0.6)
         self.start(str(self.port))
         eventually(lambda: not self.is_there("#board-view.away"))
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
+
+    def test_a_refusal_stays_until_its_cause_goes(self):
+        zelsim("fail i2c:BufRead@0x9e --result busy")
+        self.open("?tab=requests&result=fault")
+        standing = "fault 1 strikes first at all of 'i2c:BufRead@0x9"
+        strikes = lambda: json.loads(zelsim("show --json"))["faults"][0]["hits"]
+
+        def stays(place):
+            self.says(place, standing)
+            before = strikes()
+            zelsim(f"set temperature {20 + before % 50}")
+            eventually(lambda: strikes() > before + 2)
+            self.assertIn(standing, self.text(place))
+
+        with subprocess.Popen((ZELSIM, "run", "--", ZELCTL, "monitor"), stdout=subprocess.DEVNULL) as monitor:
+            self.click("#lines li.struck .line")
+            self.press("#lines .details button", "Fail the next one")
+            stays("#lines .details .refusal")
+            self.click("#tab-faults")
+            for name, value in (("node", "i2c"), ("request", "BufRead"), ("from", "0x9e")):
+                self.find(f"#fault-form [name={name}]")
+                self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
+                             "field.dispatchEvent(new Event('change'))", f"#fault-form [name={name}]", value)
+            self.says("#fault-form code", "i2c:BufRead@0x9e")
+            self.click("#fault-form .main")
+            stays("#fault-form .refusal")
+            zelsim("heal 1")
+            eventually(lambda: not self.is_there("#fault-form .refusal"))
+            self.click("#tab-requests")
+            eventually(lambda: not self.is_there("#lines .details .refusal"))
+            monitor.terminate()
 
     def test_a_server_that_hangs_is_noticed(self):
         self.open("")
@@ -895,6 +940,10 @@ class Page(Server):
             self.keys("u", "u")
             self.says("#foot .refusal", why)
             self.assertEqual(self.module_in(25), "-")
+        # A reason goes with the next act that gives another one.
+        zelsim("reset")
+        self.says("#foot", "zelsim reset")
+        eventually(lambda: not self.is_there("#foot .refusal"))
 
     def test_a_bad_name_of_a_state_is_said_in_words(self):
         self.open("")

@@ -3,7 +3,7 @@ import {send, sendTogether} from './connection.js';
 import {find} from './dom.js';
 import {slotOf} from './geometry.js';
 import {questionFor} from './loss.js';
-import {cageOf, known, put} from './store.js';
+import {boardIn, cageOf, follow, known, put} from './store.js';
 
 // Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds; a refusal
 // stands beside it until it is used again, or what it is about has changed.
@@ -15,17 +15,35 @@ const refusals = new Map(); // by control: a text, what it is about, and how tha
 export const pendingValue = (control) => pending.get(control);
 export const refusalOf = (control) => refusals.get(control)?.text;
 
-/** What of the board an act is about: the port, the slot or the supply that it names, else everything that people change. */
-function subjectOf({port, slot, supply}) {
-  const {slots, supplies, cages, faults, i2c} = known.board ?? {};
-  if (port !== undefined) return [cageOf(Number(port)), slots?.[slotOf(Number(port)) - 1]];
-  if (slot !== undefined) return [slots, cages?.filter((cage) => slotOf(cage.port) === Number(slot))];
-  if (supply !== undefined) return supplies?.[Number(supply) - 1];
-  return [slots, supplies, cages, faults, i2c?.busy];
+let writings = 0; // to the flash, that have ended since the page was opened
+let isWriting = false;
+
+/** By action, where it is not the port, the slot or the supply that the act names. */
+const kCauses = {
+  fail: () => known.board?.faults.map(({fault}) => fault),
+  heal: () => known.board?.faults.map(({fault}) => fault),
+  save: () => writings,
+  load: () => [writings, known.states],
+  forget: () => known.states,
+};
+
+/** What makes the board refuse an act: what is in the port or the slots, the state of the supply, the faults that there are, a
+ *  writing that goes on. Signals and the hits of a fault, which programs change every moment, are no cause. */
+function causeOf({action, port, slot, supply}) {
+  if (!known.board) return null;
+  if (kCauses[action]) return kCauses[action]();
+  if (port !== undefined) return [cageOf(Number(port))?.module, boardIn(slotOf(Number(port)))];
+  if (slot !== undefined) return known.board.slots;
+  if (supply !== undefined) return known.board.supplies[Number(supply) - 1];
+  return null;
 }
 
+/** Other acts follow what is selected: the inspector then shows something else. */
+const followsSelection = ({action}) => !(action in kCauses);
+
 /** What a refusal is about: it goes when this changes. */
-const causeOf = (refused) => JSON.stringify([refused.map(subjectOf), known.live, known.selected]);
+const aboutOf = (refused) =>
+  JSON.stringify([refused.map(causeOf), known.live, refused.some(followsSelection) && known.selected]);
 
 export function dismiss(control) {
   refusals.delete(control);
@@ -103,7 +121,7 @@ export async function actTogether(control, acts, value = true, how = {}) {
   const done = refused.length === 0;
   if (commands.length > 0) put('expectedAct', newestAct + 1);
   if (done) find('#notices').textContent = commands.at(-1);
-  else refuse(control, refusalText(acts, refused), () => causeOf(refused));
+  else refuse(control, refusalText(acts, refused), () => aboutOf(refused));
   // The board's news come on another way and may be a little later than the answer.
   setTimeout(
     () => {
@@ -119,6 +137,16 @@ export async function actTogether(control, acts, value = true, how = {}) {
 export async function untilTold(act) {
   const end = performance.now() + kLogIsLate;
   while (known.newestAct < act && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
+}
+
+function followWriting() {
+  if (isWriting && !known.writing) ++writings;
+  isWriting = Boolean(known.writing);
+}
+
+export function start() {
+  follow(['writing'], followWriting);
+  follow(['board', 'writing', 'states', 'selected', 'live', 'gone'], review);
 }
 
 /** Does one action for a control.

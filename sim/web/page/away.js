@@ -19,8 +19,6 @@ function giveBack() {
 }
 
 function show() {
-  // An opened request is not drawn anew.
-  for (const one of document.querySelectorAll('#lines [data-acts]')) one.disabled = isAway();
   if (!isAway()) giveBack();
   else if (!shelter) shelterFocus();
 }

@@ -1,4 +1,4 @@
-import {act, pendingValue} from './acts.js';
+import {act, forgetRefusal, pendingValue} from './acts.js';
 import {ask} from './connection.js';
 import {actButton, refusal} from './controls.js';
 import * as dock from './dock.js';
@@ -43,6 +43,7 @@ function set(name) {
   return ({target: {value}}) => {
     form[name] = value;
     if (name === 'node') form.request = '';
+    forgetRefusal('fault-form');
     put('fault-form', value);
   };
 }
@@ -65,7 +66,7 @@ const input = (name, label, placeholder, size = 11) =>
     'label',
     {'data-key': name},
     label,
-    element('input', {name, value: form[name], placeholder, size, oninput: set(name)}),
+    element('input', {name, value: form[name], placeholder, size, oninput: set(name), onchange: set(name)}),
   );
 
 function fields() {

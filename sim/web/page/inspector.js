@@ -1,4 +1,3 @@
-import {review} from './acts.js';
 import {choice, doing, facts, slider} from './controls.js';
 import {button, copyButton, element, find, patch} from './dom.js';
 import {portsOf} from './geometry.js';
@@ -174,7 +173,6 @@ const closing = () =>
 
 function show() {
   if (!known.board || !known.sectors) return;
-  review();
   const place = find('#inspector');
   const shown = selected().join();
   const held = place.contains(document.activeElement);

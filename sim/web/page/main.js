@@ -1,4 +1,5 @@
 import * as activity from './activity.js';
+import * as acts from './acts.js';
 import * as address from './address.js';
 import * as away from './away.js';
 import * as bar from './bar.js';
@@ -30,6 +31,7 @@ function showBoard(name) {
   find('#foot').hidden = false;
   for (const view of [
     selection,
+    acts,
     history,
     panel,
     strip,

@@ -15,7 +15,7 @@ export function details(entry) {
   const target = targetOf(entry);
   const fields = fieldsOf(entry);
   const digits = bytesOf(entry);
-  const control = 'fail-next';
+  const control = `fail-next ${entry.id}`;
   return element(
     'div',
     {class: 'details'},

@@ -1,4 +1,4 @@
-import {button, element, find} from './dom.js';
+import {button, element, find, patch} from './dom.js';
 import {goByKeys} from './line_keys.js';
 import {details} from './request_details.js';
 import {matcher} from './request_filter.js';
@@ -46,6 +46,15 @@ function toggle(entry) {
   line.firstChild.setAttribute('aria-expanded', 'true');
   line.append(details(entry));
   line.scrollIntoView({block: 'nearest'});
+}
+
+/** Draws what the opened line says anew: whether its act was refused, and whether the board is there. */
+export function showOpened() {
+  const place = list.querySelector('.details');
+  if (!opened || !place) return;
+  const wasRefused = place.querySelector('.refusal') !== null;
+  patch(place, [...details(opened).childNodes]);
+  if (!wasRefused) place.querySelector('.refusal')?.scrollIntoView({block: 'nearest'});
 }
 
 function linesOf(some, expression = matcher()) {

@@ -157,5 +157,6 @@ export function start() {
   follow(['programs', 'paused', 'tab', 'filter-open'], show);
   follow(['filter'], showAll);
   follow(['wanted'], showWanted);
+  follow(['acts', 'live', 'gone'], list.showOpened);
   follow(['board', 'live', 'gone'], () => find('#requests-text') && list.count() === 0 && showState());
 }

@@ -10,8 +10,8 @@ import {titleOfUndo} from './undoing.js';
 const whyNot = (later) =>
   log.wayOf(later) ? `Undo the later act first: ${later.name}` : `${later.name} came later, and has no undo`;
 
-/** A reason holds until there is another act to undo. */
-const say = (control, why) => refuse(control, why, () => log.lastAct()?.id);
+/** A reason holds until there is another act to undo, or another reason why there is none. */
+const say = (control, why) => refuse(control, why, () => log.lastAct()?.id ?? log.whyNothing());
 
 /** Says what was done instead where the last act cannot be undone. */
 function sayPassedOver(control, entry, names) {
