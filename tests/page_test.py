@@ -157,10 +157,11 @@ class Page(Server):
         self.assertFalse(self.is_shown("#writing-now"))
         self.assert_no_complaints()
 
-    def fill(self, form, field, value):
+    def fill(self, form, field, value, event="input"):
         self.find(f"[data-key='{form}'] [name={field}]")
         self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
-                     "field.dispatchEvent(new Event('input', {bubbles: true}))", f"[data-key='{form}'] [name={field}]", value)
+                     "field.dispatchEvent(new Event(arguments[2], {bubbles: true}))",
+                     f"[data-key='{form}'] [name={field}]", value, event)
 
     def type_in(self, form, field, *keys):
         """Replaces what a field of a form holds, with the keyboard."""
@@ -215,7 +216,7 @@ class Page(Server):
                                          ("set supply", "state", "", {"state": ""}), ("set supply", "supply", "1", {"state": "ac"}),
                                          ("set supply", "supply", "2", {"state": "failed"}), ("fit", "slot", "2", {"board": "copper"}),
                                          ("fit", "slot", "3", {"board": "none"}), ("set voltage", "port", "3", {"value": "3.3"})):
-            self.fill(form, field, value)
+            self.fill(form, field, value, "change")
             for name, holds in then.items():
                 eventually(lambda: self.property(f"[data-key='{form}'] [name={name}]", "value") == holds)
         # What was typed stays and is sent when the port is typed after it. A field without it follows with every letter.

@@ -48,6 +48,7 @@ function forgetEmptied(action) {
 
 /** Somebody has chosen a value. It stays, also for another port, slot or supply; the other fields follow what holds there. */
 function choose(action, field, value) {
+  if (chosen[`${action} ${field}`] === value) return;
   if (kSubjects.includes(field)) forgetEmptied(action);
   chosen[`${action} ${field}`] = value;
   kept.delete(`${action} ${field}`);
@@ -114,15 +115,16 @@ function valuesOf(action, fields) {
 
 function inputOf(action, {field, optional, values}, value) {
   const oninput = ({target}) => choose(action, field, target.value);
+  const onchange = oninput; // all that some scripts send
   const names = choicesOf(field, values);
   const made =
     names.length > 0
       ? element(
           'select',
-          {name: field, value, oninput},
+          {name: field, value, oninput, onchange},
           [withoutOne(field, optional), ...names.map((one) => element('option', {value: one, selected: one === value}, one))],
         )
-      : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', oninput});
+      : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', oninput, onchange});
   return element('label', {'data-key': field}, labelOf(field), made);
 }
 
@@ -192,6 +194,7 @@ function form(command) {
       'data-key': action,
       onsubmit: (event) => submit(command, event),
       oninput: () => forgetRefusal(control),
+      onchange: () => forgetRefusal(control),
     },
     element('div', {class: 'command-name'}, element('code', {}, action), element('span', {class: 'hint'}, sentenceOf(command))),
     element('div', {class: 'form-fields'}, inputs),
