@@ -1410,6 +1410,9 @@ class Page(Server):
                     part = self.on_page("return document.activeElement.dataset.part")
                     eventually(lambda: not self.on_page(covered, part))
                 self.assertEqual(self.on_page(sideways), [])
+                self.open("?select=sector300")
+                self.find("#inspector .hex")
+                self.assertEqual(self.on_page(sideways), [])
                 self.click(".closes-sheet")
                 self.says("#inspector h2", "Board default")
 
@@ -1447,6 +1450,14 @@ class Page(Server):
                "return Boolean(controls) && controls.bottom <= foot.top && port.bottom > 90"
         eventually(lambda: self.on_page(seen))
         self.assertTrue(self.is_shown("#foot .time"))
+        # A counter that grows moves no tab.
+        places = "return [...document.querySelectorAll('[role=tab]')].map((tab) => [tab.offsetLeft, tab.offsetTop, tab.offsetHeight])"
+        before = self.on_page(places)
+        self.assertEqual(len({top for _, top, _ in before}), 1)
+        zelsim("fail gpio --count 1000")
+        self.says("#tab-faults", "1")
+        self.assertEqual(self.on_page(places), before)
+        zelsim("heal")
         # The lists of the filter stand behind a button.
         self.click("#tab-requests")
         eventually(lambda: self.is_shown("#requests-text") and not self.is_shown("[data-key=filter-node]"))

@@ -64,12 +64,13 @@ function linesOf(some, expression = matcher()) {
 
 const isAtEnd = () => list.scrollHeight - list.scrollTop - height < 30;
 
-/** The line at the top is seen as a whole: below the last one is room for that. */
+/** The line at the top is seen as a whole: below the last one is room for that, where it takes less than a row. */
 function scrollToEnd() {
   if (!follows || height === 0) return;
   const top = list.scrollHeight - spare - height;
   const first = [...list.children].find((line) => line.offsetTop - list.offsetTop >= top);
-  const wanted = top > 0 && first ? Math.ceil(first.offsetTop - list.offsetTop - top) : 0;
+  const cut = top > 0 && first ? Math.ceil(first.offsetTop - list.offsetTop - top) : 0;
+  const wanted = cut < kLineHeight ? cut : 0;
   if (wanted !== spare) list.style.paddingBottom = `${wanted}px`;
   spare = wanted;
   list.scrollTop = list.scrollHeight;
