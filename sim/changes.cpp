@@ -70,14 +70,17 @@ bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t a
   return true;
 }
 
-void log_flash_write(Board &board, uint32_t sector, uint32_t bytes) {
+void log_flash_write(Board &board, uint32_t address, uint32_t bytes) {
   Watch &watch = board.watch;
+  uint32_t sector = address / kSectorSize;
+  uint32_t end = address + bytes;
   Change &last = watch.log[(watch.logged - 1) % kLoggedChanges];
   bool goes_on = last.kind == ChangeKind::FlashWrite && last.address == sector && last.process == signer();
   if (goes_on) {
+    last.before = end;
     last.after += bytes;
   } else {
-    append(board, {.kind = ChangeKind::FlashWrite, .address = sector, .after = bytes});
+    append(board, {.kind = ChangeKind::FlashWrite, .address = sector, .before = end, .after = bytes});
   }
 }
 

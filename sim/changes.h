@@ -24,7 +24,7 @@ void change_byte(Board &board, uint8_t &byte, uint8_t value);
 /** Sets a register, and logs it. False when the table of registers is full. */
 bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
 /** Logs that bytes were programmed, or that a sector was erased. Writes to the same sector on end are one entry. */
-void log_flash_write(Board &board, uint32_t sector, uint32_t bytes);
+void log_flash_write(Board &board, uint32_t address, uint32_t bytes);
 void log_flash_erase(Board &board, uint32_t sector);
 
 /** Lets another process sign the changes of this one, which is its tool. */

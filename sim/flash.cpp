@@ -141,7 +141,7 @@ bool program_at(const Attached &attached, int fd, uint32_t address, const uint8_
   Guard guard(*attached.board);
   select_segment(*attached.board, address);
   if (!program(attached, fd, address - start, start, data, size)) return false;
-  log_flash_write(*attached.board, address / kSectorSize, static_cast<uint32_t>(size));
+  log_flash_write(*attached.board, address, static_cast<uint32_t>(size));
   return true;
 }
 

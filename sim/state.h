@@ -202,7 +202,7 @@ enum class ChangeKind : uint8_t {
   PhyRegister,     // place: port; address
   HardwareReset,   // number of resets
   FlashErase,      // address: sector
-  FlashWrite,      // address: sector; after: bytes
+  FlashWrite,      // address: sector; before: address behind the byte that was written last; after: bytes
 };
 
 /** A change that a program has made. */

@@ -17,6 +17,7 @@
 #include "nodes.h"
 #include "rules.h"
 #include "saved_state.h"
+#include "strays.h"
 #include "system_calls.h"
 #include "tool.h"
 
@@ -56,8 +57,6 @@ timespec time_after(long nanoseconds) {
   end.tv_nsec %= kSecondNs;
   return end;
 }
-
-bool lives(uint32_t process) { return kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM; }
 
 /** NAME[NUMBER] of a process. */
 std::string program_of(uint32_t process) {

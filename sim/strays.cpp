@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -46,6 +48,8 @@ std::vector<pid_t> look_for(const std::string &entry) {
 }
 
 }  // namespace
+
+bool lives(uint32_t process) { return kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM; }
 
 std::vector<pid_t> processes_with(const std::string &entry) {
   constexpr std::chrono::milliseconds kPause(5);

@@ -2,13 +2,16 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-// Processes that a program has started and that still run.
+// Processes that still run, also those that a program has started.
 
 namespace zelsim::tool {
 
+/** True while the process runs. */
+bool lives(uint32_t process);
 /** The running processes, except this one, whose environment began with an entry like NAME=VALUE. Processes of other
  *  users are not seen. */
 std::vector<pid_t> processes_with(const std::string &entry);

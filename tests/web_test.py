@@ -620,31 +620,126 @@ for line in sys.stdin:
         times = [entry["at"] for entry in news["activity"]]
         self.assertEqual(times, sorted(times))
 
-    # Has a file open that it has begun to read, writes a page, and waits for the end of standard input.
+    # Does a step for each line of standard input, and answers it. What was read last is what is written.
     WRITER = '''
 import os, sys
-read = open(sys.argv[1], "rb", buffering=0)
-read.read(16)
 flash = os.open("/dev/zel_spi_flash", os.O_RDWR)
-os.lseek(flash, 0x1300000, os.SEEK_SET)
-os.write(flash, b"x" * 256)
-sys.stdin.read()
+files = {}
+def read(name, size):
+    global last
+    last = files[name].read(int(size))
+def at(address): os.lseek(flash, int(address, 16), os.SEEK_SET)
+def write(size): os.write(flash, last[:int(size)])
+def copy(name, size):
+    for _ in range(0, int(size), 4096):
+        read(name, 4096)
+        write(4096)
+for line in sys.stdin:
+    for step in line.split(";"):
+        act, *words = step.split()
+        if act == "open": files[words[0]] = open(sys.argv[1] + "/" + words[0], "rb", buffering=0)
+        elif act == "close": files.pop(words[0]).close()
+        elif act == "seek": files[words[0]].seek(int(words[1]))
+        else: {"read": read, "at": at, "write": write, "copy": copy}[act](*words)
+    print("done", flush=True)
 '''
+    # Steps of the program, and what is told then: the region, what was written there, the rest of it; the file and how much
+    # of it is written. A file is named where it is certain.
+    WRITINGS = (
+        ("one file", (
+            ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)),
+            ("copy a 12288", ("Image 1", 20000, 0xbfb1e0, "a", 20000)))),
+        ("a file to each of two regions", (
+            ("open a; at 0x200000; copy a 20480", ("Image 1", 20000, 0xbfb1e0, "a", 20000)),
+            ("close a; open b; at 0x1200000; copy b 4096", ("Image 2", 4096, 0xbff000, "b", 4096)))),
+        ("two files to one region", (
+            ("open a; at 0x200000; copy a 20480", ("Image 1", 20000, 0xbfb1e0, "a", 20000)),
+            ("close a; open b; at 0x210000; copy b 4096", ("Image 1", 24096, 0xbef000, "b", 4096)))),
+        ("a file across the end of a region", (
+            ("open a; at 0xfe000; copy a 4096", ("Bootloader", 4096, 0x1000, "a", 4096)),
+            ("copy a 8192", ("Environment", 4096, 0xf000, "a", 12288)))),
+        ("another file was read a little", (
+            ("open b; read b 4096; open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)),)),
+        ("another file is read faster", (
+            ("open b; open a; at 0x200000; copy a 4096; read b 16384; copy a 4096", ("Image 1", 8192, 0xbfe000, "a", 8192)),)),
+        ("another file is read in step", (
+            ("open a; read a 8192; close a; open b; at 0x200000; write 8192; read b 8192", ("Image 1", 8192, 0xbfe000, None)),)),
+        ("a file that is closed before its end", (
+            ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)),
+            ("read a 4096; close a; write 4096", ("Image 1", 12288, 0xbfd000, "a", 12288)))),
+        ("a file from its middle on", (("open a; seek a 4096; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, None)),)),
+        ("other bytes behind those of the file", (
+            ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)),
+            ("open b; copy b 4096", ("Image 1", 12288, 0xbfd000, None)))),
+        ("two files that are alike", (
+            ("open a; open twin; read twin 8192; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, None)),)),
+        ("too little to know", (("open a; at 0x200000; read a 256; write 256", ("Image 1", 256, 0xbfff00, None)),)))
 
-    def test_the_flash_of_the_board_is_no_file_that_is_written(self):
-        image = f"{self.home}/image"
-        with open(image, "wb") as file:
-            file.write(b"x" * 70000)
-        flash = os.path.join(json.loads(self.ask("/api/board")[1])["folder"], "flash.inverted")
-        for file, named in ((image, "image"), (flash, None)):
+    def writer(self, *words):
+        program = [ZELSIM, "run", *words, "--", "python3", "-c", self.WRITER, self.home]
+        return subprocess.Popen(program, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+    def do(self, writer, steps):
+        writer.stdin.write(steps + "\n")
+        writer.stdin.flush()
+        self.assertEqual(writer.stdout.readline(), "done\n")
+
+    def make_files(self):
+        content = {name: bytes((i * i + first + i // 256) % 251 for i in range(20000)) for name, first in (("a", 0), ("b", 7))}
+        content["twin"] = content["a"]
+        for name, data in content.items():
+            with open(f"{self.home}/{name}", "wb") as file:
+                file.write(data)
+
+    def test_what_is_written_where_and_of_which_file(self):
+        self.make_files()
+        news = {}
+        self.follow(news)
+
+        def told(writing):
+            file = (writing["file"], writing["done"]) if "file" in writing else (None,)
+            return (writing["region"], writing["written"], writing["left"], *file)
+
+        for name, rows in self.WRITINGS:
+            zelsim("flash erase")
+            with self.subTest(name), self.writer("--fast") as writer:
+                for steps, expected in rows:
+                    self.do(writer, steps)
+                    eventually(lambda: news.get("writing") and told(news["writing"]) == expected)
+                    # Whoever begins to look now sees the same, but no file that is closed.
+                    anew = told(json.loads(self.ask("/api/flash")[1])["writing"])
+                    self.assertIn(anew, (expected, (*expected[:3], None)) if "; close" in steps else (expected,))
+                writer.stdin.close()
+            eventually(lambda: news["writing"] is None)
+        ends = [text for _, text in self.told(news) if "written" in text]
+        self.assertIn("flash, Bootloader: 0 sectors erased, 8192 bytes written", ends)
+        self.assertIn("flash, Environment: 0 sectors erased, 4096 bytes written; ended after 12288 of 20000 bytes of a", ends)
+
+    def test_a_writing_that_was_not_done_is_told(self):
+        self.make_files()
+        inside, part = "ended in the middle of a write or an erase", "ended after 8192 of 20000 bytes of a"
+        for words, steps, done, expected in (
+                (("--fast",), "open a; at 0x200000; copy a 8192", True, part),
+                (("--fast",), "open a; at 0x200000; copy a 20480", True, None),
+                (("--chip-times",), "open a; at 0x200000; " + "read a 20000; seek a 0; write 20000; " * 500, False, inside)):
+            zelsim("flash erase")
             news = {}
             self.follow(news)
-            program = [ZELSIM, "run", "--fast", "--", "python3", "-c", self.WRITER, file]
-            with subprocess.Popen(program, stdin=subprocess.PIPE) as writer:
-                eventually(lambda: news.get("writing"))
-                self.assertEqual(news["writing"].get("file"), named)
-                writer.stdin.close()
-            eventually(lambda: "writing" in news and news["writing"] is None)
+            with self.subTest(steps=steps[:40]), self.writer(*words) as writer:
+                if done:
+                    self.do(writer, steps)
+                else:
+                    writer.stdin.write(steps + "\n")
+                    writer.stdin.flush()
+                eventually(lambda: (news.get("writing") or {}).get("written"))
+                who = news["writing"]["program"]
+                writer.kill()
+            eventually(lambda: news["writing"] is None)
+            text = next(text for by, text in self.told(news) if by == who and "bytes written" in text)
+            self.assertEqual(text.split("; ")[1:], [expected] if expected else [])
+            self.assertEqual(news["broken_off"], expected and f"{who} {expected}")
+            zelsim("flash erase")
+            eventually(lambda: news["broken_off"] is None)
 
 
 class Board(Server):

@@ -92,14 +92,15 @@ void Activity::tell_change(const Watch &watch, News &news) {
     add(news, flash_.take(change));
     return;
   }
-  add(news, flash_.end_of(change.process));
+  add(news, flash_.end_before(change));
   std::string text = text_of_change(watch, changes_);
   if (!text.empty()) add(news, {.at_us = change.at_us, .who = program_of(change), .text = text});
 }
 
-void Activity::follow(const BoardFile &file) {
+void Activity::follow(const BoardFile &file, const std::filesystem::path &folder) {
   if (file == file_) return;
   file_ = file;
+  folder_ = folder;
   begins_ = true;
 }
 
@@ -139,6 +140,7 @@ void Activity::look(const Board &now, News &news) {
     bool has_act = acts_ != watch.acts_done;
     bool has_change = changes_ != watch.logged;
     bool act_is_next = has_act && (!has_change || is_before(act, change_at(watch, changes_)));
+    add(news, flash_.end_quiet(watch, act_is_next ? act.at_us : change_at(watch, changes_).at_us));
     if (act_is_next) {
       tell_act(watch, news);
     } else {
@@ -146,7 +148,7 @@ void Activity::look(const Board &now, News &news) {
       ++changes_;
     }
   }
-  add(news, flash_.look());
+  add(news, flash_.look(watch, folder_));
 }
 
 }  // namespace zelsim::web

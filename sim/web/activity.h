@@ -12,16 +12,14 @@ namespace zelsim::web {
 class Activity {
  public:
   /** Goes on with a board, which may be another one under the same name. */
-  void follow(const BoardFile &file);
+  void follow(const BoardFile &file, const std::filesystem::path &folder);
   /** @param now  a copy of the board that is followed */
   void look(const Board &now, News &news);
   /** Tells that a program has read something anew.
    *  @param request  its number in the list of requests */
   void tell_reading(const TraceRecord &record, const std::string &changed, uint64_t request, News &news);
-  /** True while a program writes to the flash: the end of it is told when nothing has changed for a while. */
-  bool is_waiting() const { return flash_.is_written(); }
-  /** The writing that goes on while is_waiting(). */
-  WritingNow writing() const { return flash_.newest(); }
+  /** Programs that write to the flash. */
+  const FlashActivity &flash() const { return flash_; }
 
  private:
   /** A line of the activity. */
@@ -44,6 +42,7 @@ class Activity {
   void tell_change(const Watch &watch, News &news);
 
   BoardFile file_ = {};
+  std::filesystem::path folder_;
   bool begins_ = true;    // nothing of this board is told yet
   int64_t last_us_ = 0;   // time of the newest entry
   uint32_t acts_ = 0;     // number of acts that are told

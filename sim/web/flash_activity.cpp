@@ -1,9 +1,14 @@
 #include "flash_activity.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <iterator>
+#include <ranges>
 
 #include "change_text.h"
-#include "flash_map.h"
+#include "nodes.h"
+#include "strays.h"
 #include "trace.h"
 
 namespace zelsim::web {
@@ -11,84 +16,172 @@ namespace {
 
 constexpr int64_t kQuietUs = 2000000;  // without a write: then the writing is over
 
-std::string region_of(unsigned sector) {
+const tool::FlashRegion *region_of(uint32_t sector) {
   for (const tool::FlashRegion &region : tool::flash_regions()) {
-    if (sector >= region.first_sector && sector < region.end_sector()) return region.name;
+    if (sector >= region.first_sector && sector < region.end_sector()) return &region;
   }
-  return tool::kUnusedRegion;
+  return nullptr;
+}
+
+std::string count_text(uint64_t count, const std::string &noun) {
+  std::string plural = count == 1 ? "" : "s";
+  return std::to_string(count) + ' ' + noun + plural;
+}
+
+// How a process that has ended has left the flash; empty where nothing tells that it was not done. A place among the users
+// is free again after each write and each erase.
+std::string unfinished_text(const Watch &watch, uint32_t process, const CopiedFile &file) {
+  bool is_inside = std::ranges::find(watch.flash_users, process) != std::end(watch.flash_users);
+  bool is_part = file.is_known() && file.done() < file.size();
+  std::string text;
+  if (is_inside) text = "ended in the middle of a write or an erase";
+  if (!is_part) return text;
+  std::string far = std::to_string(file.done()) + " of " + std::to_string(file.size()) + " bytes of " + file.name();
+  return (is_inside ? text + ", after " : "ended after ") + far;
 }
 
 }  // namespace
 
-FlashLine FlashActivity::sum_of(const Writing &writing) {
-  std::string sum =
-      std::to_string(writing.erased) + " sectors erased, " + std::to_string(writing.programmed) + " bytes written";
-  return {writing.last_us, writing.who, "flash, " + writing.region + ": " + sum};
+FlashLine FlashActivity::line_of(const Writer &writer, const std::string &text) {
+  return {writer.last_us, writer.who, std::string("flash, ") + writer.region->name + ": " + text};
+}
+
+std::string FlashActivity::sum_of(const Writer &writer) {
+  return count_text(writer.erased, "sector") + " erased, " + count_text(writer.programmed, "byte") + " written";
+}
+
+void FlashActivity::set_time(Writer &writer, int64_t at_us) {
+  writer.last_us = at_us;
+  newest_us_ = std::max(newest_us_, at_us);
+}
+
+// An entry of writes has the address behind the last one.
+void FlashActivity::put_place(Writer &writer, const Change &change, uint32_t bytes) {
+  writer.place = change.address * kSectorSize;
+  if (change.kind == ChangeKind::FlashErase) return;
+  uint32_t start = change.before - bytes;
+  if (writer.run.end != start) writer.run = {start, start};
+  writer.run.end = change.before;
+  writer.place = change.before;
 }
 
 FlashLines FlashActivity::take(const Change &change) {
   FlashLines lines;
+  const tool::FlashRegion *region = region_of(change.address);
+  if (region == nullptr) return lines;
+  Writer &writer = writers_[change.process];
+  bool was_quiet = change.at_us - writer.last_us > kQuietUs;
+  bool is_over = was_quiet || writer.region != region;
+  if (is_over) lines = end_before(change);
+  if (was_quiet) {
+    writer = {};
+    writer.began_us = change.at_us;
+  }
   bool erases = change.kind == ChangeKind::FlashErase;
-  Writing &writing = writings_[change.process];
-  bool was_over = !writing.who.empty() && change.at_us - writing.last_us > kQuietUs;
-  if (was_over) {
-    lines.push_back(sum_of(writing));
-    writing = {};
+  set_time(writer, change.at_us);
+  if (!writer.goes_on) {
+    writer.who = program_of(change);
+    writer.region = region;
+    writer.goes_on = true;
+    writer.erased = 0;
+    writer.programmed = 0;
+    lines.push_back(line_of(writer, erases ? "begins to erase" : "begins to write"));
   }
-  if (writing.who.empty()) {
-    writing.who = program_of(change);
-    writing.region = region_of(change.address);
-    std::string what = erases ? "erase" : "write";
-    lines.push_back({change.at_us, writing.who, "flash, " + writing.region + ": begins to " + what});
-  }
-  if (erases) ++writing.erased;
-  writing.programmed += change.after;
-  writing.last_us = change.at_us;
+  if (erases) ++writer.erased;
+  writer.programmed += change.after;
+  put_place(writer, change, change.after);
   counted_ = change.after;
+  broken_off_.clear();
   return lines;
 }
 
 void FlashActivity::take_growth(const Change &change) {
-  auto found = writings_.find(change.process);
+  auto found = writers_.find(change.process);
   bool grows = change.kind == ChangeKind::FlashWrite && change.after > counted_;
-  if (!grows || found == writings_.end()) return;
-  found->second.programmed += change.after - counted_;
-  found->second.last_us = host_time_us();
+  if (!grows || found == writers_.end()) return;
+  Writer &writer = found->second;
+  uint32_t bytes = change.after - counted_;
+  writer.programmed += bytes;
+  put_place(writer, change, bytes);
+  set_time(writer, host_time_us());
   counted_ = change.after;
 }
 
 void FlashActivity::lose_written() {
-  for (auto &[process, writing] : writings_) {
-    writing.programmed = 0;
-    writing.is_all = false;
+  for (Writer &writer : std::views::values(writers_)) {
+    writer.programmed = 0;
+    writer.run = {writer.run.end, writer.run.end};
+    writer.file = {};
   }
+  broken_off_.clear();
 }
 
-FlashLines FlashActivity::end_of(uint32_t process) {
-  auto found = writings_.find(process);
-  if (found == writings_.end()) return {};
-  FlashLines lines = {sum_of(found->second)};
-  writings_.erase(found);
+// A write that has grown has the time at which it was looked at, which may be after this change.
+FlashLines FlashActivity::end_before(const Change &change) {
+  auto found = writers_.find(change.process);
+  bool is_written = found != writers_.end() && found->second.goes_on;
+  if (!is_written) return {};
+  Writer &writer = found->second;
+  writer.goes_on = false;
+  writer.last_us = std::min(writer.last_us, change.at_us);
+  return {line_of(writer, sum_of(writer))};
+}
+
+// A process that is known to run comes before the others.
+std::optional<WritingNow> FlashActivity::first() const {
+  const Writer *first = nullptr;
+  for (const Writer &writer : std::views::values(writers_)) {
+    if (!writer.goes_on) continue;
+    bool is_first = first == nullptr || writer.was_alive > first->was_alive ||
+                    (writer.was_alive == first->was_alive && writer.began_us < first->began_us);
+    if (is_first) first = &writer;
+  }
+  if (first == nullptr) return std::nullopt;
+  const tool::FlashRegion &region = *first->region;
+  uint32_t end = region.start() + region.size();
+  uint32_t left = end - std::clamp(first->place, region.start(), end);
+  return WritingNow{first->who, region.name, first->programmed, left, first->file};
+}
+
+// What a process has left unfinished is told also if it has done something else in between.
+FlashLines FlashActivity::end_lines(const Writer &writer, const std::string &unfinished) {
+  FlashLines lines;
+  std::string text = unfinished;
+  if (writer.goes_on) {
+    text = sum_of(writer);
+    if (!unfinished.empty()) text += "; " + unfinished;
+  }
+  if (!text.empty()) lines.push_back(line_of(writer, text));
+  bool is_newest = writer.last_us == newest_us_;
+  if (is_newest && !unfinished.empty()) broken_off_ = writer.who + ' ' + unfinished;
   return lines;
 }
 
-WritingNow FlashActivity::newest() const {
-  auto is_older = [](const auto &one, const auto &other) { return one.second.last_us < other.second.last_us; };
-  const auto &[process, writing] = *std::ranges::max_element(writings_, is_older);
-  return {process, writing.who, writing.region, writing.programmed, writing.is_all};
+FlashLines FlashActivity::look(const Watch &watch, const std::filesystem::path &folder) {
+  if (writers_.empty()) return {};
+  sys::File flash(sys::open((folder.native() + kFlashFile).c_str(), O_RDONLY | O_CLOEXEC));
+  for (auto &[process, writer] : writers_) {
+    writer.file.look(process, writer.run, flash.get());
+    bool is_alive = tool::lives(process);
+    writer.has_ended = writer.was_alive && !is_alive;
+    writer.was_alive = is_alive;
+  }
+  return end_quiet(watch, host_time_us());
 }
 
-FlashLines FlashActivity::look() {
+FlashLines FlashActivity::end_quiet(const Watch &watch, int64_t at_us) {
   FlashLines lines;
-  int64_t now_us = host_time_us();
-  for (auto at = writings_.begin(); at != writings_.end();) {
-    const Writing &writing = at->second;
-    if (now_us - writing.last_us <= kQuietUs) {
+  for (auto at = writers_.begin(); at != writers_.end();) {
+    auto &[process, writer] = *at;
+    bool is_quiet = at_us - writer.last_us > kQuietUs;
+    if (!is_quiet && !writer.has_ended) {
       ++at;
       continue;
     }
-    lines.push_back(sum_of(writing));
-    at = writings_.erase(at);
+    std::string unfinished;
+    if (!tool::lives(process)) unfinished = unfinished_text(watch, process, writer.file);
+    std::ranges::copy(end_lines(writer, unfinished), std::back_inserter(lines));
+    at = writers_.erase(at);
   }
   return lines;
 }

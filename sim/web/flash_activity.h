@@ -1,9 +1,13 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "copied_file.h"
+#include "flash_map.h"
 #include "state.h"
 
 namespace zelsim::web {
@@ -18,15 +22,15 @@ using FlashLines = std::vector<FlashLine>;
 
 /** A program that writes to the flash. */
 struct WritingNow {
-  uint32_t process;
   std::string program;
   std::string region;
-  uint64_t bytes;  // written since it began
-  bool is_all;     // false: the flash was replaced meanwhile, and `bytes` were written since then
+  uint64_t bytes;   // written to the region since it began with it
+  uint32_t left;    // bytes from where it writes to the end of the region
+  CopiedFile file;  // where it is known
 };
 
-/** Gathers the writes to the flash, which come by the thousand: of each process only the beginning and, when it is over,
- *  the sum are told. */
+/** Gathers the writes to the flash, which come by the thousand: of each process and region only the beginning and, when it
+ *  is over, the sum are told. */
 class FlashActivity {
  public:
   /** Takes a write or an erase. */
@@ -36,27 +40,48 @@ class FlashActivity {
   void take_growth(const Change &change);
   /** The whole flash was erased or replaced: what was written is gone. */
   void lose_written();
-  /** Ends the writing of a process that goes on to something else. */
-  FlashLines end_of(uint32_t process);
-  /** Ends what has been quiet for a while. */
-  FlashLines look();
-  bool is_written() const { return !writings_.empty(); }
-  /** The writing that has changed last, while is_written(). */
-  WritingNow newest() const;
+  /** Ends the writing of a process that goes on to something else.
+   *  @param change  what it does next */
+  FlashLines end_before(const Change &change);
+  /** Ends what has been quiet for a while at this time. */
+  FlashLines end_quiet(const Watch &watch, int64_t at_us);
+  /** Looks how far the copies of files are, and ends what is over.
+   *  @param folder  of the board */
+  FlashLines look(const Watch &watch, const std::filesystem::path &folder);
+  /** True while processes write, or may go on to write. */
+  bool is_waiting() const { return !writers_.empty(); }
+  /** The process that writes; of several the one that has begun first. */
+  std::optional<WritingNow> first() const;
+  /** How the last writing has ended, if the process has ended before it was done; else empty. */
+  const std::string &broken_off() const { return broken_off_; }
 
  private:
-  struct Writing {
+  struct Writer {
     std::string who;
-    std::string region;
+    const tool::FlashRegion *region = nullptr;  // that it has written last
+    bool goes_on = false;
+    // Of this region, since it began with it.
     unsigned erased = 0;  // sectors
     uint64_t programmed = 0;
+    int64_t began_us = 0;
     int64_t last_us = 0;
-    bool is_all = true;  // what it has written is there
+    uint32_t place = 0;  // address behind what was written last
+    // They go on from region to region.
+    Run run;
+    CopiedFile file;
+    bool was_alive = false;  // at the last look
+    bool has_ended = false;  // since then
   };
-  static FlashLine sum_of(const Writing &writing);
+  static FlashLine line_of(const Writer &writer, const std::string &text);
+  static std::string sum_of(const Writer &writer);
+  void set_time(Writer &writer, int64_t at_us);
+  static void put_place(Writer &writer, const Change &change, uint32_t bytes);
+  FlashLines end_lines(const Writer &writer, const std::string &unfinished);
 
-  std::map<uint32_t, Writing> writings_;  // by process
-  uint32_t counted_ = 0;                  // bytes of the entry that was taken last
+  std::map<uint32_t, Writer> writers_;  // by process
+  uint32_t counted_ = 0;                // bytes of the entry that was taken last
+  int64_t newest_us_ = 0;               // time of the newest change
+  std::string broken_off_;
 };
 
 }  // namespace zelsim::web

@@ -197,7 +197,7 @@ void add_flash(httplib::Server &server, const Settings &settings) {
                tool::AttachedBoard attached = tool::attach_board(board);
                std::unique_ptr<Board> copy = copy_of(*attached.attached->board);
                auto counted = std::make_unique<Sectors>();
-               flash["writing"] = writing_now(copy->watch);
+               flash["writing"] = writing_now(copy->watch, attached.folder);
                flash["sectors"] = sectors_document(attached.folder, *copy, *counted);
                return flash;
              }));

@@ -70,7 +70,7 @@ void Watcher::attach() {
   attached_ = open.attached;
   folder_ = open.folder;
   file_ = board_file(folder_);
-  activity_.follow(file_);
+  activity_.follow(file_, folder_);
   is_published_ = false;
   sectors_ = {};
 }
@@ -92,12 +92,14 @@ void Watcher::put_board(const Board &board) {
   last_sent_at_ = Clock::now();
 }
 
-// The end of a writing is told when nothing has changed for a while.
+// A writing is over when its process has ended, or when nothing has changed for a while.
 void Watcher::put_writing() {
   bool is_there = attached_ != nullptr;
-  if (is_there && activity_.is_waiting()) activity_.look(*copy_of(*attached_->board), news);
-  bool goes_on = is_there && activity_.is_waiting();
-  news.put("writing", goes_on ? text_of(writing_document(activity_.writing())) : "null");
+  const FlashActivity &flash = activity_.flash();
+  if (is_there && flash.is_waiting()) activity_.look(*copy_of(*attached_->board), news);
+  news.put("writing", text_of(is_there ? writing_document(flash) : Json()));
+  bool has_broken_off = is_there && !flash.broken_off().empty();
+  news.put("broken_off", has_broken_off ? text_of(flash.broken_off()) : "null");
 }
 
 // Programs wait only while the board is copied.
@@ -137,7 +139,7 @@ void Watcher::await_news() {
     }
     bool has_told = take_requests();
     bool has_new_rate = rate_.count(attached_, news, history);
-    if (has_told || has_new_rate || activity_.is_waiting() || times_are_due()) return;
+    if (has_told || has_new_rate || activity_.flash().is_waiting() || times_are_due()) return;
   }
 }
 

@@ -23,7 +23,7 @@ struct Response;
 
 namespace zelsim::web {
 
-struct WritingNow;
+class FlashActivity;
 
 /** Stands for all boards in the place of a board's name. No board can have this name. */
 constexpr char kRack[] = "*";
@@ -101,10 +101,11 @@ Json difference_document(const std::string &board, const std::string &state);
 /** Bytes of the flash as hexadecimal digits. */
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size);
 
-/** Who writes what to the flash, with the file that it copies where that can be seen. */
-Json writing_document(const WritingNow &writing);
-/** The same of the log of a board that nobody follows: without the file. Null while nobody writes. */
-Json writing_now(const Watch &watch);
+/** Who writes where in the flash and how far it is, with the file that it copies where that is known. Null while nobody
+ *  writes. */
+Json writing_document(const FlashActivity &flash);
+/** The same from the log of a board that nobody follows. */
+Json writing_now(const Watch &watch, const std::filesystem::path &folder);
 
 /** Does a command of zelsim.
  *  @param name  of the command

@@ -146,9 +146,14 @@ function scrollTo(band) {
 const isWriting = () => cursor !== null && Boolean(known.writing) && !isAway();
 
 function writingText() {
-  if (cursor === null) return 'Nothing has been written since this page was opened.';
+  if (cursor === null) {
+    if (known.broken_off) return `Before this page was opened: ${known.broken_off}`;
+    return 'Nothing has been written since this page was opened.';
+  }
   const place = `${regionOf(cursor).region} at ${address(cursor * kSector)}`;
-  return `${isWriting() ? 'Writing' : 'Last written:'} ${place}`;
+  if (isWriting()) return `Writing ${place}`;
+  const end = known.broken_off ? `; ${known.broken_off}` : '';
+  return `Last written: ${place}${end}`;
 }
 
 function showWriting() {
@@ -247,6 +252,6 @@ export function start() {
     element('div', {id: 'map'}),
     element('p', {id: 'flash-told', class: 'hint'}, kHint),
   );
-  follow(['sectors', 'regions', 'selected', 'writing', 'live', 'gone'], show);
+  follow(['sectors', 'regions', 'selected', 'writing', 'broken_off', 'live', 'gone'], show);
   follow(['selected', 'regions'], () => cells.length > 0 && tellSelected());
 }

@@ -76,8 +76,8 @@ const kAllParts = ['LEDs, flags, registers, supplies, temperature and clock'];
 /** Who writes to the flash just now. */
 export function writingText(writing) {
   if (!writing) return null;
-  const {program, region, size, written} = writing;
-  const far = size ? ` (${Math.floor((100 * written) / size)} %)` : '';
+  const {program, region, file, size, done} = writing;
+  const far = file ? ` (${Math.floor((100 * done) / size)} % of ${file})` : '';
   return `${program} is writing ${region}${far} just now.`;
 }
 

@@ -8,15 +8,20 @@ import {bytes, spanText} from './words.js';
 
 const kMeasured = 15000; // milliseconds: the speed is that of the last ones
 const kShortest = 1000; // before it a speed says little
-let samples = []; // times and bytes written
-let shown = ''; // who writes where
+let samples = []; // times and bytes that were done
+let shown = ''; // who writes what
 
-function measure({program, region, written}) {
-  const what = `${program} ${region}`;
-  if (what !== shown || written < (samples.at(-1)?.written ?? 0)) samples = [];
+/** Bytes of the file, which may go on through several regions, or else of this region. */
+const doneOf = ({file, done, written}) => (file ? done : written);
+
+function measure(writing) {
+  const {program, region, file} = writing;
+  const what = `${program} ${file ?? region}`;
+  const done = doneOf(writing);
+  if (what !== shown || done < (samples.at(-1)?.done ?? 0) || done === 0) samples = [];
   shown = what;
   const at = Date.now();
-  if (samples.at(-1)?.written !== written) samples.push({at, written});
+  if (samples.at(-1)?.done !== done) samples.push({at, done});
   while (samples.length > 2 && samples[0].at < at - kMeasured) samples.shift();
 }
 
@@ -24,25 +29,25 @@ function measure({program, region, written}) {
 function speed() {
   const [first, last] = [samples[0], samples.at(-1)];
   if (!first || last.at - first.at < kShortest) return 0;
-  return ((last.written - first.written) / (last.at - first.at)) * 1000;
+  return ((last.done - first.done) / (last.at - first.at)) * 1000;
 }
 
 /** What the program's file has left, or at most the rest of its region. */
-function timeLeft({region, written, size}) {
+function timeLeft({file, size, done, left}) {
+  if (file && done === size) return 'all written';
   const rate = speed();
   if (!rate) return 'measuring the speed';
-  if (size) return size > written ? `${spanText((size - written) / rate)} left` : 'verifying';
-  const place = known.regions?.find((one) => one.region === region);
-  return place ? `at most ${spanText(Math.max(0, place.size - written) / rate)} left` : '';
+  return file ? `${spanText((size - done) / rate)} left` : `at most ${spanText(left / rate)} left`;
 }
 
 /** How far it is, in words. */
 function progressText(writing) {
-  const {written, size} = writing;
-  if (written === 0) return 'erasing';
+  const {file, written, size} = writing;
+  const done = doneOf(writing);
+  if (done === 0) return 'erasing';
   const rate = speed();
   return [
-    size ? `${bytes(written)} of ${bytes(size)}` : `${bytes(written)} written`,
+    file ? `${bytes(done)} of ${bytes(size)}` : `${bytes(written)} written`,
     rate && `${bytes(rate)}/s`,
     timeLeft(writing),
   ]
@@ -50,15 +55,16 @@ function progressText(writing) {
     .join(' · ');
 }
 
-const percentOf = ({written, size}) => Math.floor((100 * written) / size);
+/** How much of the file is written. */
+const percentOf = ({done, size}) => Math.floor((100 * done) / size);
 
-const tabText = (writing) => (writing.size ? `${percentOf(writing)}\u00a0%` : 'writing');
+const tabText = (writing) => (writing.file ? `${percentOf(writing)}\u00a0%` : 'writing');
 
 function bar(writing) {
-  const {file, size, written} = writing;
-  if (!size) return null;
+  const {file, size, done} = writing;
+  if (!file) return null;
   return [
-    element('progress', {max: size, value: written, 'aria-label': `Written of ${file}`}),
+    element('progress', {max: size, value: done, 'aria-label': `Written of ${file}`}),
     element('b', {class: 'percent'}, `${percentOf(writing)} %`),
   ];
 }

@@ -1,0 +1,105 @@
+#include "copied_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+// A file is named only on proof. A program may have several files open, read them faster or slower than it writes, or write
+// what it has read long before: sizes and positions alone would be a guess.
+
+namespace zelsim::web {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uint32_t kLeastProof = 0x1000;   // bytes; many files are alike in their first ones
+constexpr uint64_t kMostAhead = 0x100000;  // that a program has read, and not written yet
+
+// What the process has read of the file. The system's description of a descriptor has a line for each of these, the flags as
+// an octal number. Zero for a file that is not only read.
+uint64_t bytes_read(const fs::path &description) {
+  std::ifstream lines(description);
+  std::string name;
+  uint64_t position = 0;
+  unsigned flags = 0;
+  lines >> name >> std::dec >> position >> name >> std::oct >> flags;
+  bool reads_only = (flags & O_ACCMODE) == O_RDONLY;
+  return lines && reads_only ? position : 0;
+}
+
+// True if the flash has, from `address` on, the bytes of the file from `offset` on. The image is stored inverted.
+bool is_copied(int flash, uint32_t address, int file, uint64_t offset, uint32_t size) {
+  constexpr uint32_t kPiece = 0x4000;
+  uint8_t stored[kPiece];
+  uint8_t wanted[kPiece];
+  for (uint32_t done = 0; done < size; done += kPiece) {
+    uint32_t piece = std::min(kPiece, size - done);
+    auto count = static_cast<ssize_t>(piece);
+    if (sys::pread(flash, stored, piece, off_t{address} + off_t{done}) != count) return false;
+    if (sys::pread(file, wanted, piece, static_cast<off_t>(offset) + off_t{done}) != count) return false;
+    for (uint32_t i = 0; i < piece; ++i) wanted[i] = static_cast<uint8_t>(~wanted[i]);
+    if (std::memcmp(stored, wanted, piece) != 0) return false;
+  }
+  return true;
+}
+
+bool is_same_file(int one, int other) {
+  struct stat first = {};
+  struct stat second = {};
+  bool are_there = fstat(one, &first) == 0 && fstat(other, &second) == 0;
+  return are_there && first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+}  // namespace
+
+// True while what is written goes on to be the file.
+bool CopiedFile::holds(const Run &run, int flash) {
+  bool is_inside = run.start >= base_ && run.end - base_ <= size_;
+  if (!is_inside) return false;
+  bool goes_on = run.start == compared_.start && run.end >= compared_.end;
+  uint32_t from = goes_on ? compared_.end : run.start;
+  if (!is_copied(flash, from, file_->get(), from - base_, run.end - from)) return false;
+  compared_ = run;
+  return true;
+}
+
+// Two files that both fit prove nothing. A process of somebody else shows none.
+void CopiedFile::search(uint32_t process, const Run &run, int flash) {
+  if (run.size() < kLeastProof) return;
+  std::error_code none;
+  fs::path folder = "/proc/" + std::to_string(process);
+  for (const fs::directory_entry &entry : fs::directory_iterator(folder / "fd", none)) {
+    if (!fs::is_regular_file(entry.path(), none)) continue;
+    uint64_t size = fs::file_size(entry.path(), none);
+    uint64_t read = bytes_read(folder / "fdinfo" / entry.path().filename());
+    bool is_in_step = read >= run.size() && read - run.size() <= kMostAhead && run.size() <= size;
+    if (!is_in_step) continue;
+    fs::path path = fs::read_symlink(entry.path(), none);
+    bool is_closed = path.empty();  // meanwhile
+    if (is_closed) continue;
+    auto file = std::make_shared<const sys::File>(sys::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!is_copied(flash, run.start, file->get(), 0, run.size())) continue;
+    bool is_second = file_ != nullptr && !is_same_file(file_->get(), file->get());
+    if (is_second) {
+      file_ = nullptr;
+      return;
+    }
+    file_ = file;
+    name_ = path.filename();
+    size_ = size;
+  }
+  base_ = run.start;
+  compared_ = run;
+}
+
+void CopiedFile::look(uint32_t process, const Run &run, int flash) {
+  if (file_ != nullptr && holds(run, flash)) return;
+  file_ = nullptr;
+  search(process, run, flash);
+}
+
+}  // namespace zelsim::web

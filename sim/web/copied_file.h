@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "system_calls.h"
+
+namespace zelsim::web {
+
+/** Bytes of the flash that were written on end. */
+struct Run {
+  uint32_t start = 0;
+  uint32_t end = 0;
+  uint32_t size() const { return end - start; }
+};
+
+/** The file that a program copies to the flash. It is known only where the flash proves it: what was written are the bytes
+ *  of the file from its first one on, and the program has read them, and not much more. */
+class CopiedFile {
+ public:
+  /** Looks for the file, or how far its copy is.
+   *  @param process  that writes
+   *  @param run      what it has written on end last
+   *  @param flash    descriptor of the flash image */
+  void look(uint32_t process, const Run &run, int flash);
+  bool is_known() const { return file_ != nullptr; }
+  const std::string &name() const { return name_; }
+  uint64_t size() const { return size_; }
+  /** The bytes of the file up to the one that was written last. */
+  uint64_t done() const { return compared_.end - base_; }
+
+ private:
+  bool holds(const Run &run, int flash);
+  void search(uint32_t process, const Run &run, int flash);
+
+  // Open, so that a program may close it before all is written.
+  std::shared_ptr<const sys::File> file_;
+  std::string name_;
+  uint64_t size_ = 0;
+  uint32_t base_ = 0;  // where in the flash the file begins
+  Run compared_;       // the part of the flash that was compared last
+};
+
+}  // namespace zelsim::web
