@@ -656,6 +656,8 @@ class Page(Server):
         slider = "#inspector [name=temperature3]"
         self.find("#inspector [data-key=identification]")
         set_to = lambda: float(zelsim("get diagnostics.3.temperature"))
+        # The controls are a sheet of their own, which scrolls; beyond its end the page does.
+        scrolled = "scrollY + document.querySelector('#inspector').scrollTop"
 
         def touch(kind, *points):
             points = [{"x": x, "y": y} for x, y in points]
@@ -664,13 +666,13 @@ class Page(Server):
         for right, down, changes, scrolls in ((120, 4, True, False), (40, 150, False, True)):
             before = set_to()
             place = self.on_page("const slider = document.querySelector(arguments[0]); slider.scrollIntoView({block: 'center'});"
-                                 "const {x, y, height} = slider.getBoundingClientRect(); return [x, y + height / 2, scrollY]", slider)
+                                 "const {x, y, height} = slider.getBoundingClientRect(); return [x, y + height / 2, " + scrolled + "]", slider)
             x, y, top = place
             touch("touchStart", (x + 60, y))
             for step in range(1, 11):
                 touch("touchMove", (x + 60 + right * step / 10, y + down * step / 10))
             touch("touchEnd")
-            eventually(lambda: (abs(self.on_page("return scrollY") - top) > 60) == scrolls)
+            eventually(lambda: (abs(self.on_page("return " + scrolled) - top) > 60) == scrolls)
             eventually(lambda: float(self.property(slider, "value")) == set_to() and (set_to() != before) == changes)
 
     def test_an_act_on_several_ports_is_undone_as_one(self):
@@ -1378,7 +1380,7 @@ class Page(Server):
         zelsim("fit 3 sfp")
         sideways = """const scrolls = ({scrollWidth, clientWidth}) => scrollWidth > clientWidth && clientWidth > 1;
             const isOutside = ({left, right}) => left < 0 || right > document.documentElement.clientWidth;
-            const all = [...document.querySelectorAll('#board-view, #board-view *, #foot, #bar')].filter((one) => one.checkVisibility());
+            const all = [...document.querySelectorAll('#board-view, #board-view *, #catalogue *, #foot, #bar')].filter((one) => one.checkVisibility());
             return [document.documentElement, ...all].filter((one) => scrolls(one) && getComputedStyle(one).overflowX !== 'visible')
                 .concat([...document.querySelectorAll('.block, .place')].filter((one) => isOutside(one.getBoundingClientRect())))
                 .map((one) => one.id || one.dataset.part || one.className)"""
@@ -1410,6 +1412,16 @@ class Page(Server):
                     part = self.on_page("return document.activeElement.dataset.part")
                     eventually(lambda: not self.on_page(covered, part))
                 self.assertEqual(self.on_page(sideways), [])
+                self.keys("c")
+                self.find("#catalogue .module")
+                self.assertEqual(self.on_page(sideways), [])
+                # While a port is chosen for a module the panel is seen.
+                self.press("#catalogue .module b", "1g-lx")
+                for _ in range(3):
+                    self.keys(Keys.ARROW_DOWN)
+                part = self.on_page("return document.activeElement.dataset.part")
+                self.assertFalse(self.on_page(covered.replace("#inspector", "#catalogue"), part), part)
+                self.keys(Keys.ESCAPE, Keys.ESCAPE)
                 self.open("?select=sector300")
                 self.find("#inspector .hex")
                 self.assertEqual(self.on_page(sideways), [])
