@@ -141,6 +141,10 @@ class Page(Server):
             self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
             self.says("#writing", "Writing Image 2")
+            # All of the map is seen, also below the bar.
+            self.resize(1440, 900)
+            eventually(lambda: self.is_shown("#writing-now"))
+            eventually(lambda: self.on_page("const view = document.querySelector('#view-flash'); return view.scrollHeight <= view.clientHeight"))
             # How far the file is stands where nobody needs to scroll, whatever tab is open.
             self.click("#tab-requests")
             self.says("#writing-now", "firmware.bin by zelctl")
@@ -1412,6 +1416,9 @@ class Page(Server):
                     part = self.on_page("return document.activeElement.dataset.part")
                     eventually(lambda: not self.on_page(covered, part))
                 self.assertEqual(self.on_page(sideways), [])
+                self.open("?select=port23")
+                self.find("#inspector.chosen [data-key=plugging]")
+                eventually(lambda: not self.on_page(covered, "port23"))
                 self.keys("c")
                 self.find("#catalogue .module")
                 self.assertEqual(self.on_page(sideways), [])

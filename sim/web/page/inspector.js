@@ -178,8 +178,10 @@ function show() {
   const held = place.contains(document.activeElement);
   place.classList.toggle('chosen', selected().length > 0);
   patch(place, [selected().length > 0 && closing(), ...content()]);
+  const isFirst = place.dataset.shows === undefined;
   if (place.dataset.shows !== shown) place.scrollTop = 0;
   place.dataset.shows = shown;
+  if (isFirst) keepInView(selected()[0]);
   // What had the focus may be gone with what it did: the inspector keeps it.
   if (held && !place.contains(document.activeElement)) place.focus();
 }
@@ -187,11 +189,15 @@ function show() {
 const kStacked = matchMedia('(max-width: 1000px)');
 const kSheet = matchMedia('(max-width: 760px)');
 
-/** Where the inspector stands below the panel, the controls of a part that was tapped come into view; where they are a sheet
- *  over the panel, the part stays in view. */
+/** Where the controls are a sheet over the panel, the part that they are for stays in view. */
+function keepInView(part) {
+  if (kSheet.matches) find(`[data-part="${part}"]`)?.scrollIntoView({block: 'nearest'});
+}
+
+/** Where the inspector stands below the panel, the controls of a part that was tapped come into view. */
 function showControls() {
   if (!kStacked.matches) return;
-  if (kSheet.matches) return find(`[data-part="${known.tapped}"]`).scrollIntoView({block: 'nearest'});
+  if (kSheet.matches) return keepInView(known.tapped);
   const controls = find('#inspector [data-key=plugging]') ?? find('#inspector :is(fieldset, button, input)');
   controls?.scrollIntoView({block: 'nearest'});
 }
