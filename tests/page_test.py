@@ -157,6 +157,9 @@ class Page(Server):
             self.assertIn(" of 625 KB · ", self.text("#sheet-writing"))
             update.kill()
         eventually(lambda: not self.is_shown("#sheet-writing"))
+        # Above the map stands that the update was not done.
+        self.assertRegex(self.property("#writing", "textContent"),
+                         r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 640000 bytes of firmware.bin$")
         self.resize(1440, 900)
         self.assertFalse(self.is_shown("#writing-now"))
         self.assert_no_complaints()

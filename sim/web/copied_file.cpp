@@ -69,7 +69,7 @@ bool CopiedFile::holds(const Run &run, int flash) {
 
 // Two files that both fit prove nothing. A process of somebody else shows none.
 void CopiedFile::search(uint32_t process, const Run &run, int flash) {
-  if (run.size() < kLeastProof) return;
+  if (!run.is_whole || run.size() < kLeastProof) return;
   std::error_code none;
   fs::path folder = "/proc/" + std::to_string(process);
   for (const fs::directory_entry &entry : fs::directory_iterator(folder / "fd", none)) {

@@ -12,6 +12,7 @@ namespace zelsim::web {
 struct Run {
   uint32_t start = 0;
   uint32_t end = 0;
+  bool is_whole = true;  // false: more was written before, and is gone
   uint32_t size() const { return end - start; }
 };
 

@@ -50,17 +50,12 @@ std::string FlashActivity::sum_of(const Writer &writer) {
   return count_text(writer.erased, "sector") + " erased, " + count_text(writer.programmed, "byte") + " written";
 }
 
-void FlashActivity::set_time(Writer &writer, int64_t at_us) {
-  writer.last_us = at_us;
-  newest_us_ = std::max(newest_us_, at_us);
-}
-
 // An entry of writes has the address behind the last one.
 void FlashActivity::put_place(Writer &writer, const Change &change, uint32_t bytes) {
   writer.place = change.address * kSectorSize;
   if (change.kind == ChangeKind::FlashErase) return;
   uint32_t start = change.before - bytes;
-  if (writer.run.end != start) writer.run = {start, start};
+  if (writer.run.end != start) writer.run = {start, start, true};
   writer.run.end = change.before;
   writer.place = change.before;
 }
@@ -78,7 +73,8 @@ FlashLines FlashActivity::take(const Change &change) {
     writer.began_us = change.at_us;
   }
   bool erases = change.kind == ChangeKind::FlashErase;
-  set_time(writer, change.at_us);
+  writer.last_us = change.at_us;
+  newest_ = change.process;
   if (!writer.goes_on) {
     writer.who = program_of(change);
     writer.region = region;
@@ -103,14 +99,15 @@ void FlashActivity::take_growth(const Change &change) {
   uint32_t bytes = change.after - counted_;
   writer.programmed += bytes;
   put_place(writer, change, bytes);
-  set_time(writer, host_time_us());
+  writer.last_us = host_time_us();
+  newest_ = change.process;
   counted_ = change.after;
 }
 
 void FlashActivity::lose_written() {
   for (Writer &writer : std::views::values(writers_)) {
     writer.programmed = 0;
-    writer.run = {writer.run.end, writer.run.end};
+    writer.run = {writer.run.end, writer.run.end, false};
     writer.file = {};
   }
   broken_off_.clear();
@@ -144,7 +141,7 @@ std::optional<WritingNow> FlashActivity::first() const {
 }
 
 // What a process has left unfinished is told also if it has done something else in between.
-FlashLines FlashActivity::end_lines(const Writer &writer, const std::string &unfinished) {
+FlashLines FlashActivity::end_lines(uint32_t process, const Writer &writer, const std::string &unfinished) {
   FlashLines lines;
   std::string text = unfinished;
   if (writer.goes_on) {
@@ -152,7 +149,7 @@ FlashLines FlashActivity::end_lines(const Writer &writer, const std::string &unf
     if (!unfinished.empty()) text += "; " + unfinished;
   }
   if (!text.empty()) lines.push_back(line_of(writer, text));
-  bool is_newest = writer.last_us == newest_us_;
+  bool is_newest = process == newest_;
   if (is_newest && !unfinished.empty()) broken_off_ = writer.who + ' ' + unfinished;
   return lines;
 }
@@ -180,7 +177,7 @@ FlashLines FlashActivity::end_quiet(const Watch &watch, int64_t at_us) {
     }
     std::string unfinished;
     if (!tool::lives(process)) unfinished = unfinished_text(watch, process, writer.file);
-    std::ranges::copy(end_lines(writer, unfinished), std::back_inserter(lines));
+    std::ranges::copy(end_lines(process, writer, unfinished), std::back_inserter(lines));
     at = writers_.erase(at);
   }
   return lines;

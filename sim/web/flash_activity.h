@@ -74,13 +74,12 @@ class FlashActivity {
   };
   static FlashLine line_of(const Writer &writer, const std::string &text);
   static std::string sum_of(const Writer &writer);
-  void set_time(Writer &writer, int64_t at_us);
   static void put_place(Writer &writer, const Change &change, uint32_t bytes);
-  FlashLines end_lines(const Writer &writer, const std::string &unfinished);
+  FlashLines end_lines(uint32_t process, const Writer &writer, const std::string &unfinished);
 
   std::map<uint32_t, Writer> writers_;  // by process
   uint32_t counted_ = 0;                // bytes of the entry that was taken last
-  int64_t newest_us_ = 0;               // time of the newest change
+  uint32_t newest_ = 0;                 // process that has written last
   std::string broken_off_;
 };
 
