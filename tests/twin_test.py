@@ -57,6 +57,8 @@ def what_is_recorded():
     lines = calls_in("a.rec.gz")
     assert len(lines) == 4 * (20 * 5 + 4) and len({line.split()[2] for line in lines}) == 4, len(lines)
     assert not os.path.exists("a.rec.gz.part")
+    record("a", "forked.rec", "./caller", "processes", "2")
+    assert len({line.split()[2].split("/")[0] for line in calls_in("forked.rec")}) == 3
     done = subprocess.run([ZELSIM, "record", "--board", "a", "-o", "killed.rec", "--", "./caller", "killed", "3"])
     assert done.returncode == -signal.SIGKILL and len(calls_in("killed.rec")) == 3 * 5 + 4
     zelsim("fail", "gpio:SetAlarmLed", "--skip", "1", "--result", "killed", "--board", "a")
