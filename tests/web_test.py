@@ -697,20 +697,35 @@ for line in sys.stdin:
         self.follow(news)
 
         def told(writing):
+            if writing is None:
+                return None
             file = (writing["file"], writing["done"]) if "file" in writing else (None,)
             return (writing["region"], writing["written"], writing["left"], *file)
 
-        for name, rows in self.WRITINGS:
+        def is_told(rows, seen):
             zelsim("flash erase")
-            with self.subTest(name), self.writer("--fast") as writer:
+            with self.writer("--fast") as writer:
                 for steps, expected in rows:
                     self.do(writer, steps)
-                    eventually(lambda: news.get("writing") and told(news["writing"]) == expected)
+                    end = time.monotonic() + 2
+                    while told(news.get("writing")) != expected and time.monotonic() < end:
+                        time.sleep(0.03)
                     # Whoever begins to look now sees the same, but no file that is closed.
                     anew = told(json.loads(self.ask("/api/flash")[1])["writing"])
-                    self.assertIn(anew, (expected, (*expected[:3], None)) if "; close" in steps else (expected,))
+                    seen[:] = steps, told(news.get("writing")), anew
+                    is_closed = "; close" in steps
+                    is_right = seen[1] == expected and anew in (expected, is_closed and (*expected[:3], None))
+                    if not is_right:
+                        break
                 writer.stdin.close()
             eventually(lambda: news["writing"] is None)
+            return is_right
+
+        # A machine that is busy may be so slow that a writing is over in between.
+        for name, rows in self.WRITINGS:
+            seen = []
+            with self.subTest(name):
+                self.assertTrue(any(is_told(rows, seen) for _ in range(4)), seen)
         ends = [text for _, text in self.told(news) if "written" in text]
         self.assertIn("flash, Bootloader: 0 sectors erased, 8192 bytes written", ends)
         self.assertIn("flash, Environment: 0 sectors erased, 4096 bytes written; ended after 12288 of 20000 bytes of a", ends)
@@ -734,10 +749,10 @@ for line in sys.stdin:
                 eventually(lambda: (news.get("writing") or {}).get("written"))
                 who = news["writing"]["program"]
                 writer.kill()
-            eventually(lambda: news["writing"] is None)
-            text = next(text for by, text in self.told(news) if by == who and "bytes written" in text)
-            self.assertEqual(text.split("; ")[1:], [expected] if expected else [])
-            self.assertEqual(news["broken_off"], expected and f"{who} {expected}")
+            sums = []
+            eventually(lambda: sums.extend(text for by, text in self.told(news) if by == who and "bytes written" in text) or sums)
+            self.assertEqual(sums[0].split("; ")[1:], [expected] if expected else [])
+            eventually(lambda: news["writing"] is None and news["broken_off"] == (expected and f"{who} {expected}"))
             zelsim("flash erase")
             eventually(lambda: news["broken_off"] is None)
 
