@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint32_t kLeastProof = 0x1000;   // bytes; many files are alike in their first ones
-constexpr uint64_t kMostAhead = 0x100000;  // that a program has read, and not written yet
+constexpr uint64_t kMostReadAhead = 0x100000;  // that a program has read, and not written yet
 
 // What the process has read of the file. The system's description of a descriptor has a line for each of these, the flags as
 // an octal number. Zero for a file that is not only read.
@@ -76,7 +76,7 @@ void CopiedFile::search(uint32_t process, const Run &run, int flash) {
     if (!fs::is_regular_file(entry.path(), none)) continue;
     uint64_t size = fs::file_size(entry.path(), none);
     uint64_t read = bytes_read(folder / "fdinfo" / entry.path().filename());
-    bool is_in_step = read >= run.size() && read - run.size() <= kMostAhead && run.size() <= size;
+    bool is_in_step = read >= run.size() && read - run.size() <= kMostReadAhead && run.size() <= size;
     if (!is_in_step) continue;
     fs::path path = fs::read_symlink(entry.path(), none);
     bool is_closed = path.empty();  // meanwhile
