@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint32_t kLeastProof = 0x1000;   // bytes; many files are alike in their first ones
+constexpr uint32_t kLeastProof = 0x1000;       // bytes; many files are alike in their first ones
 constexpr uint64_t kMostReadAhead = 0x100000;  // that a program has read, and not written yet
 
 // What the process has read of the file. The system's description of a descriptor has a line for each of these, the flags as
