@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <ranges>
 
 #include "change_text.h"
 #include "nodes.h"
@@ -105,7 +104,7 @@ void FlashActivity::take_growth(const Change &change) {
 }
 
 void FlashActivity::lose_written() {
-  for (Writer &writer : std::views::values(writers_)) {
+  for (auto &[process, writer] : writers_) {
     writer.programmed = 0;
     writer.run = {writer.run.end, writer.run.end, false};
     writer.file = {};
@@ -127,7 +126,7 @@ FlashLines FlashActivity::end_before(const Change &change) {
 // A process that is known to run comes before the others.
 std::optional<WritingNow> FlashActivity::first() const {
   const Writer *first = nullptr;
-  for (const Writer &writer : std::views::values(writers_)) {
+  for (const auto &[process, writer] : writers_) {
     if (!writer.goes_on) continue;
     bool is_first = first == nullptr || writer.was_alive > first->was_alive ||
                     (writer.was_alive == first->was_alive && writer.began_us < first->began_us);
