@@ -1414,6 +1414,9 @@ class Page(Server):
                     self.select(part)
                     eventually(lambda: not self.on_page(covered, part))
                     self.assertTrue(self.is_shown(".closes-sheet"))
+                self.on_page("document.querySelector('.closes-sheet').focus()")
+                self.keys(Keys.ENTER)
+                self.assertEqual(self.on_page("return document.activeElement.dataset.part"), "led-system")
                 self.on_page("document.querySelector('[data-part=port0]').focus()")
                 for _ in range(9):
                     self.keys(Keys.ARROW_RIGHT)

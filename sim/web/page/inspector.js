@@ -4,6 +4,7 @@ import {portsOf} from './geometry.js';
 import {boardControls} from './inspector_board.js';
 import {portControls, portsControls} from './inspector_port.js';
 import {sectorControls} from './inspector_sector.js';
+import {focusPart} from './panel.js';
 import {describe, kindOf, numberOf, ledOf, select, selected} from './selection.js';
 import {boardIn, cageOf, follow, known} from './store.js';
 import {degrees, ledName, ledState, plural, presence, supplyState, supplyText} from './words.js';
@@ -167,9 +168,16 @@ function content() {
   return [element('h2', {}, ledTitle ?? describe(part)), ...kControls[kindOf(part)](part)];
 }
 
+/** Whoever has closed the sheet is where it was opened: at the part on the panel. */
+function close() {
+  const [part] = selected();
+  find('#panel').focus({preventScroll: true});
+  focusPart(part); // which the panel may not have
+  select();
+}
+
 /** On a narrow page what is selected has a sheet, which this closes. */
-const closing = () =>
-  button('×', () => select(), {class: 'quiet closes-sheet', 'aria-label': 'Select nothing', 'data-key': 'closing'});
+const closing = () => button('×', close, {class: 'quiet closes-sheet', 'aria-label': 'Select nothing', 'data-key': 'closing'});
 
 function show() {
   if (!known.board || !known.sectors) return;
