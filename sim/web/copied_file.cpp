@@ -67,9 +67,10 @@ bool CopiedFile::holds(const Run &run, int flash) {
   return true;
 }
 
-// Two files that both fit prove nothing. A process of somebody else shows none.
+// Two files that both fit prove nothing, also when one of them is closed later. A process of somebody else shows none.
 void CopiedFile::search(uint32_t process, const Run &run, int flash) {
-  if (!run.is_whole || run.size() < kLeastProof) return;
+  bool is_unclear = unclear_start_ == run.start;
+  if (is_unclear || !run.is_whole || run.size() < kLeastProof) return;
   std::error_code none;
   fs::path folder = "/proc/" + std::to_string(process);
   for (const fs::directory_entry &entry : fs::directory_iterator(folder / "fd", none)) {
@@ -86,6 +87,7 @@ void CopiedFile::search(uint32_t process, const Run &run, int flash) {
     bool is_second = file_ != nullptr && !is_same_file(file_->get(), file->get());
     if (is_second) {
       file_ = nullptr;
+      unclear_start_ = run.start;
       return;
     }
     file_ = file;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "system_calls.h"
@@ -39,8 +40,9 @@ class CopiedFile {
   std::shared_ptr<const sys::File> file_;
   std::string name_;
   uint64_t size_ = 0;
-  uint32_t base_ = 0;  // where in the flash the file begins
-  Run compared_;       // the part of the flash that was compared last
+  uint32_t base_ = 0;                      // where in the flash the file begins
+  Run compared_;                           // the part of the flash that was compared last
+  std::optional<uint32_t> unclear_start_;  // of a part of the flash that could be of more than one file
 };
 
 }  // namespace zelsim::web

@@ -27,16 +27,15 @@ std::string count_text(uint64_t count, const std::string &noun) {
   return std::to_string(count) + ' ' + noun + plural;
 }
 
-// How a process that has ended has left the flash; empty where nothing tells that it was not done. A place among the users
-// is free again after each write and each erase.
+// How a process that has ended has left the flash; empty where it is not certain that it was not done. A place among the
+// users is free again after each write and each erase. Who has written a part of a file may have wanted no more.
 std::string unfinished_text(const Watch &watch, uint32_t process, const CopiedFile &file) {
   bool is_inside = std::ranges::find(watch.flash_users, process) != std::end(watch.flash_users);
-  bool is_part = file.is_known() && file.done() < file.size();
-  std::string text;
-  if (is_inside) text = "ended in the middle of a write or an erase";
-  if (!is_part) return text;
-  std::string far = std::to_string(file.done()) + " of " + std::to_string(file.size()) + " bytes of " + file.name();
-  return (is_inside ? text + ", after " : "ended after ") + far;
+  if (!is_inside) return "";
+  std::string text = "ended in the middle of a write or an erase";
+  if (!file.is_known()) return text;
+  return text + ", after " + std::to_string(file.done()) + " of " + std::to_string(file.size()) + " bytes of " +
+         file.name();
 }
 
 }  // namespace
