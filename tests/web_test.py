@@ -363,8 +363,8 @@ class Interface(Server):
         def is_fresh(line):
             return int(line.get("at", 0)) >= began and "signals of slot 1" in str(line)
 
-        on_switch(ZELCTL, "ports")
-        eventually(lambda: any(map(is_fresh, again.get("requests", []))))
+        # A program may be done before the server follows the board again.
+        eventually(lambda: on_switch(ZELCTL, "ports") and any(map(is_fresh, again.get("requests", []))))
         zelsim("set los 3 0")
 
         def is_noticed():
