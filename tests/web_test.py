@@ -743,6 +743,22 @@ for line in sys.stdin:
             self.assertNotIn("file", news["writing"])
             writer.stdin.close()
 
+    def test_the_sector_that_was_written_last_is_told(self):
+        self.make_files()
+        news = {}
+        self.follow(news)
+        eventually(lambda: "written_sector" in news)
+        self.assertIsNone(news["written_sector"])
+        with self.writer("--fast") as writer:
+            self.do(writer, "open a; read a 16")
+            # The third one makes its sector no fuller.
+            for address, sector in (("0x1200000", 288), ("0xe00000", 224), ("0x1200010", 288), ("0xdffff0", 223)):
+                self.do(writer, f"at {address}; write 16")
+                eventually(lambda: news["written_sector"] == sector)
+            writer.stdin.close()
+        zelsim("flash erase")
+        eventually(lambda: news["written_sector"] is None)
+
     def test_a_writing_that_was_not_done_is_told(self):
         self.make_files()
         inside = "ended in the middle of a write or an erase"

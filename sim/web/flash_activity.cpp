@@ -51,11 +51,13 @@ std::string FlashActivity::sum_of(const Writer &writer) {
 // An entry of writes has the address behind the last one.
 void FlashActivity::put_place(Writer &writer, const Change &change, uint32_t bytes) {
   writer.place = change.address * kSectorSize;
+  last_sector_ = change.address;
   if (change.kind == ChangeKind::FlashErase) return;
   uint32_t start = change.before - bytes;
   if (writer.run.end != start) writer.run = {start, start, true};
   writer.run.end = change.before;
   writer.place = change.before;
+  if (bytes > 0) last_sector_ = (change.before - 1) / kSectorSize;
 }
 
 FlashLines FlashActivity::take(const Change &change) {
@@ -108,6 +110,7 @@ void FlashActivity::lose_written() {
     writer.run = {writer.run.end, writer.run.end, false};
     writer.file = {};
   }
+  last_sector_.reset();
   broken_off_.clear();
 }
 

@@ -54,6 +54,8 @@ class FlashActivity {
   std::optional<WritingNow> first() const;
   /** How the last writing has ended, if the process has ended before it was done; else empty. */
   const std::string &broken_off() const { return broken_off_; }
+  /** The sector that a program has written or erased last, since the flash was erased or replaced as a whole. */
+  std::optional<uint32_t> last_sector() const { return last_sector_; }
 
  private:
   struct Writer {
@@ -74,12 +76,13 @@ class FlashActivity {
   };
   static FlashLine line_of(const Writer &writer, const std::string &text);
   static std::string sum_of(const Writer &writer);
-  static void put_place(Writer &writer, const Change &change, uint32_t bytes);
+  void put_place(Writer &writer, const Change &change, uint32_t bytes);
   FlashLines end_lines(uint32_t process, const Writer &writer, const std::string &unfinished);
 
   std::map<uint32_t, Writer> writers_;  // by process
   uint32_t counted_ = 0;                // bytes of the entry that was taken last
   uint32_t newest_ = 0;                 // process that has written last
+  std::optional<uint32_t> last_sector_;
   std::string broken_off_;
 };
 

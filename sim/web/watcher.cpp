@@ -98,6 +98,8 @@ void Watcher::put_writing() {
   const FlashActivity &flash = activity_.flash();
   if (is_there && flash.is_waiting()) activity_.look(*copy_of(*attached_->board), news);
   news.put("writing", text_of(is_there ? writing_document(flash) : Json()));
+  bool is_written = is_there && flash.last_sector().has_value();
+  news.put("written_sector", is_written ? std::to_string(*flash.last_sector()) : "null");
   bool has_broken_off = is_there && !flash.broken_off().empty();
   news.put("broken_off", has_broken_off ? text_of(flash.broken_off()) : "null");
 }

@@ -120,9 +120,11 @@ function changedSector() {
   return used.findLastIndex((pages, sector) => erases[sector] !== last.erases[sector] || pages > last.used[sector]);
 }
 
+/** What programs write the server tells: what they write may leave a sector as full as it was. */
 function watchWriting() {
   const sector = changedSector();
   if (sector >= 0) cursor = sector;
+  cursor = known.written_sector ?? cursor;
   followed = isWriting() ? followBand() : null;
 }
 
@@ -252,6 +254,6 @@ export function start() {
     element('div', {id: 'map'}),
     element('p', {id: 'flash-told', class: 'hint'}, kHint),
   );
-  follow(['sectors', 'regions', 'selected', 'writing', 'broken_off', 'live', 'gone'], show);
+  follow(['sectors', 'regions', 'selected', 'writing', 'written_sector', 'broken_off', 'live', 'gone'], show);
   follow(['selected', 'regions'], () => cells.length > 0 && tellSelected());
 }
