@@ -1260,8 +1260,10 @@ class Page(Server):
             eventually(lambda: self.on_page("return document.documentElement.scrollWidth") <= width)
             self.assertGreater(min(self.on_page("return [...document.querySelectorAll('#foot .told')].map((one) => one.clientWidth)")), 60)
         self.resize(1440, 900)
-        self.click("#tab-faults")
-        self.on_page("[...document.querySelectorAll('#foot button')].find((one) => one.innerText === 'Show the request').click()")
+        # The tab is left and opened again before its stream has ended, and begins anew: the line stays open.
+        self.on_page("document.querySelector('#tab-faults').click(); setTimeout(() => "
+                     "[...document.querySelectorAll('#foot button')].find((one) => one.innerText === 'Show the request').click())")
+        time.sleep(1)
         self.says("#lines .changed .line[aria-expanded=true]", "port 5: signal → no light")
         self.says("#lines .changed .details", "Reads signals of slot 1")
         self.assert_no_complaints()

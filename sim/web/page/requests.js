@@ -68,13 +68,25 @@ function showAll() {
   show();
 }
 
+const kBeginning = 3000; // milliseconds
+let shown = {n: 0, at: -kBeginning}; // the request that was wanted last, and when it was shown
+
 /** Shows a request that the activity tells of: by its number on the server, which the line may not have reached yet. */
 function showWanted() {
   const entry = known.wanted && store.byNumber(known.wanted);
   if (!entry) return;
-  if (list.showLine(entry)) return put('wanted', null);
+  if (list.showLine(entry)) {
+    shown = {n: entry.n, at: performance.now()};
+    put('wanted', null);
+    return;
+  }
   showOnly(store.kindOf(entry));
   put('wanted', entry.n); // once more with this filter
+}
+
+/** The list is drawn anew when its stream begins, which may be after a wanted line was shown: it is shown once more. */
+function showWantedAgain() {
+  if (performance.now() - shown.at < kBeginning) put('wanted', shown.n);
 }
 
 // ---- which are kept
@@ -99,12 +111,17 @@ function take({requests, anew}) {
   if (anew) {
     store.beginAnew();
     showAll();
+    showWantedAgain();
   }
   if (!requests) return;
   requests.forEach(note);
   const expression = matcher();
-  if (store.add(requests)) list.showLines(candidates().filter((entry) => passes(entry, expression)));
-  else list.addLines(requests.filter((entry) => passes(entry, expression)));
+  if (store.add(requests)) {
+    list.showLines(candidates().filter((entry) => passes(entry, expression)));
+    showWantedAgain();
+  } else {
+    list.addLines(requests.filter((entry) => passes(entry, expression)));
+  }
   showState();
   showWanted();
 }
