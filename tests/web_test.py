@@ -846,19 +846,21 @@ class Board(Server):
                 self.assertEqual(difference()[part], value)
             zelsim("load here")
             self.assertEqual(difference(), same)
+        image = f"{self.home}/image"
+        with open(image, "wb") as file:
+            file.write(b"zelboard")
         # What a program sets for a moment is no difference.
         on_switch(ZELCTL, "sfp", "show", "5")
         self.assertNotIn("gpio", difference()["parts"])
         for address in "0x30000", "0x1ff0000":
             on_switch(ZELCTL, "flash", "erase", address, "--yes")
-            on_switch(ZELCTL, "flash", "write", address, __file__, "--yes")
+            on_switch(ZELCTL, "flash", "write", address, image, "--yes")
         found = difference()
         self.assertEqual((found["sectors"], found["erases"], found["modules"]), ([3, 511], 2, []))
         zelsim("reset --flash")
         self.assertNotEqual(state(), before)
         zelsim("load here")
         self.assertEqual(state(), before)
-        image = f"{self.home}/image"
         with open(image, "wb") as file:
             file.write(b"zelboard" * 60000)
         write = ("run", "--chip-times", "--", ZELCTL, "firmware", "write", image, "--partition", "2")
