@@ -52,7 +52,7 @@ class FlashActivity {
   bool is_waiting() const { return !writers_.empty(); }
   /** The process that writes; of several the one that has begun first. */
   std::optional<WritingNow> first() const;
-  /** How the last writing has ended, if the process has ended before it was done; else empty. */
+  /** How the last writing has ended, if its process has ended in the middle of a write or an erase; else empty. */
   const std::string &broken_off() const { return broken_off_; }
   /** The sector that a program has written or erased last, since the flash was erased or replaced as a whole. */
   std::optional<uint32_t> last_sector() const { return last_sector_; }

@@ -111,13 +111,14 @@ function build() {
 
 // ---- where something is being written
 
-/** The sector that was erased or filled since the last look; the last one of several. */
+/** The sector that was erased or filled since the last look; the last one of several. Where the counts go back, the board was
+ *  reset or its flash replaced. */
 function changedSector() {
   const {used, erases} = known.sectors;
   const last = before;
   before = {used: [...used], erases: [...erases]};
   if (!last) return -1;
-  return used.findLastIndex((pages, sector) => erases[sector] !== last.erases[sector] || pages > last.used[sector]);
+  return used.findLastIndex((pages, sector) => erases[sector] > last.erases[sector] || pages > last.used[sector]);
 }
 
 /** What programs write the server tells: what they write may leave a sector as full as it was. */
