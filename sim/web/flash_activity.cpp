@@ -48,11 +48,12 @@ std::string FlashActivity::sum_of(const Writer &writer) {
   return count_text(writer.erased, "sector") + " erased, " + count_text(writer.programmed, "byte") + " written";
 }
 
-// An entry of writes has the address behind the last one.
+// An entry of writes has the address behind the last one; in a board of an earlier zelsim it may have none.
 void FlashActivity::put_place(Writer &writer, const Change &change, uint32_t bytes) {
   writer.place = change.address * kSectorSize;
   last_sector_ = change.address;
-  if (change.kind == ChangeKind::FlashErase) return;
+  bool has_end = change.kind == ChangeKind::FlashWrite && change.before >= bytes && change.before <= kFlashSize;
+  if (!has_end) return;
   uint32_t start = change.before - bytes;
   if (writer.run.end != start) writer.run = {start, start, true};
   writer.run.end = change.before;
