@@ -75,6 +75,7 @@ class Canvas {
       }
       std::fputs(line_end, out);
     }
+    if (present != layout::Plain) std::fputs("\033[0m", out);
   }
 
  private:
