@@ -123,6 +123,17 @@ std::vector<TimedAct> read_scenario(const std::string &file) {
   return acts;
 }
 
+/** The act's command line, on the scenario's board unless it names another one. */
+Words words_on_board(Words words, const std::string &board) {
+  // Behind "--" a word is no option.
+  auto end_of_options = std::ranges::find(words, "--");
+  bool names_board = std::any_of(words.begin(), end_of_options, [](const std::string &word) {
+    return word == "--board" || word.starts_with("--board=");
+  });
+  if (!names_board && !board.empty()) words.insert(end_of_options, {"--board", board});
+  return words;
+}
+
 /** Waits until the board's time is `end_us`. Throws if the board is deleted, or somebody interrupts. */
 void wait_until(Board &board, int64_t end_us, bool fast) {
   constexpr int64_t kLookUs = 2000;  // a program that counts its pauses makes the board's time jump
@@ -148,9 +159,7 @@ void play(const CommandLine &line) {
   int64_t start = now_us(*attached->board);
   for (TimedAct &act : acts) {
     wait_until(*attached->board, wrapping_sum(start, act.at_us), line.fast);
-    // An act is on the scenario's board unless its line names another one.
-    bool names_board = std::ranges::find(act.words, "--board") != act.words.end();
-    if (!names_board && !line.board.empty()) act.words.insert(act.words.end(), {"--board", line.board});
+    act.words = words_on_board(act.words, line.board);
     perform_act(act, Perform::Do);
   }
 }
