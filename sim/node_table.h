@@ -16,6 +16,10 @@ Node node_of(int fd);
 /** Follows an open, a duplication or a close. */
 void set_node(int fd, Node node);
 
+/** A duplicate begins at the position of its descriptor. Only the recorder keeps positions. It does not see that a later move
+ *  of one of the two moves the other. */
+void follow_duplicate(int from, int to);
+
 /** Replaces standard stream 0, 1 or 2 by a stream of ours: its descriptor becomes the flash node. */
 void take_standard_stream(int fd);
 

@@ -12,7 +12,9 @@ using namespace zelsim;
 
 // A duplicate is on the same node as its descriptor.
 int duplicated(int from, int to) {
-  if (to >= 0) set_node(to, node_of(from));
+  if (to < 0) return to;
+  set_node(to, node_of(from));
+  follow_duplicate(from, to);
   return to;
 }
 

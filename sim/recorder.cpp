@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <limits>
 
 #include "preload.h"
 #include "recorder_calls.h"
@@ -88,7 +89,8 @@ int64_t replay_or_record(NodeCall &call, Function function, void *data = nullptr
   return result;
 }
 
-constexpr int64_t kOwnPosition = -1;
+// A program may give any other offset, negative ones too.
+constexpr int64_t kOwnPosition = std::numeric_limits<int64_t>::min();
 
 /** A read or write at a place, or at the descriptor's own position, which then moves. */
 template <typename Function>
@@ -128,6 +130,8 @@ int64_t seek_any(int fd, int64_t offset, int whence, Function function) {
 
 // The recorder leaves libc's streams on a node as they are.
 void take_standard_stream(int) {}
+
+void follow_duplicate(int from, int to) { set_position(to, position_of(from)); }
 
 // If zelsim has been killed, nobody else writes what is in the buffer.
 __attribute__((destructor)) static void end() {

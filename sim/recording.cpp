@@ -38,6 +38,11 @@ Number parse_number(std::string_view text, const char *what) {
   return value;
 }
 
+// The recorder writes offsets and sizes as hexadecimal numbers without a sign. A program may give negative ones.
+int64_t parse_offset(std::string_view text, const char *what) {
+  return static_cast<int64_t>(parse_number<uint64_t>(text, what));
+}
+
 /** Takes the text before the separator off `text`, together with the separator. Takes all of it without one. */
 std::string_view take_until(std::string_view &text, std::string_view separator) {
   size_t at = text.find(separator);
@@ -102,13 +107,13 @@ void parse_seek(std::string_view where, NodeCall &call) {
     call.whence = origin.whence;
     break;
   }
-  call.argument = static_cast<int64_t>(parse_number<uint64_t>(where, "offset"));
+  call.argument = parse_offset(where, "offset");
 }
 
 void parse_transfer(CallKind kind, std::string_view place, NodeCall &call) {
   call.kind = kind;
-  call.at = parse_number<int64_t>(take_until(place, "+"), "address");
-  call.argument = parse_number<int64_t>(place, "size");
+  call.at = parse_offset(take_until(place, "+"), "address");
+  call.argument = parse_offset(place, "size");
 }
 
 void parse_request(std::string_view number, std::string_view rest, NodeCall &call) {
@@ -182,8 +187,8 @@ int64_t microseconds_in(std::string_view text) {
 
 void check_read(const RecordedCall &recorded) {
   const NodeCall &call = recorded.call;
-  auto taken = static_cast<int64_t>(recorded.taken.size());
-  bool fits = call.result <= call.argument && taken <= call.argument;
+  auto asked = static_cast<uint64_t>(call.argument);
+  bool fits = recorded.taken.size() <= asked && (call.result < 0 || static_cast<uint64_t>(call.result) <= asked);
   if (!fits) throw Malformed{"it has more bytes than the read asked for"};
 }
 

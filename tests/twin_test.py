@@ -290,11 +290,14 @@ def what_a_recording_answers():
     crowded = f"ulimit -f 1; trap '' XFSZ; exec {ZELSIM} run --replay ask.rec -- true"
     assert "cannot write" in run("sh", "-c", crowded, status=1).stderr
     assert not [name for name in os.listdir(tempfile.gettempdir()) if name.startswith("zelsim-")]
-    # A read into several pieces begins with the first one that has room.
+    # A read into several pieces begins with the first one that has room, and a duplicate's where its descriptor is. An
+    # offset may be negative.
     pieces = ("import os; chip = os.open('/dev/zel_spi_flash', os.O_RDWR); room = bytearray(4); "
-              "print(os.readv(chip, [bytearray(0), room]), room)")
+              "print(os.readv(chip, [bytearray(0), room]), room, os.read(os.dup(chip), 1))\ntry: os.pread(chip, 2, -1)\nexcept OSError: pass")
     printed = record("a", "pieces.rec", "python3", "-c", pieces).stdout
     assert printed.startswith("4 ") and replay("pieces.rec", "python3", "-c", pieces).stdout == printed
+    assert re.findall(r"read 0x(\w+\+0x\w) = (\S+)", zelsim("trace", "pieces.rec").stdout) == [
+        ("00000000+0x4", "4"), ("00000004+0x1", "1"), ("ffffffffffffffff+0x2", "-1")]
     # What a program leaves running is answered; without zelsim its calls reach nothing.
     record("a", "left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3) &")
     done = replay("left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3; echo $?) &")
