@@ -51,10 +51,20 @@ void settle(Board &board, int64_t began_us) {
   }
 }
 
+// A rule that kills would end zelsim, and not the program of the recording. debugCmd has a process of its own.
+void drop_killing_rules(Board &board) {
+  for (FaultRule &rule : board.rules) {
+    bool kills_zelsim = rule.effect == Effect::Killed && rule.target.node != Node::DebugCmd;
+    if (kills_zelsim) rule.effect = Effect::None;
+  }
+  count_rules(board);
+}
+
 }  // namespace
 
 Model::Model(const std::string &board, const Recording &recording) : board_(board), began_us_(recording.began_us) {
   settle(*board_, began_us_);
+  drop_killing_rules(*board_);
   flash_ = sys::open((board_.folder() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
   if (flash_ < 0) throw Failure("the copy of the board has no flash image: " + std::string(std::strerror(errno)));
   // For debugCmd, the only program that is started: it works on the copy, and nothing is in front of it.

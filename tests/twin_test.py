@@ -192,6 +192,7 @@ ALTERED = [
     ("run --fast -- zelctl phy set 3 1 0x55", {("-", "debugCmd", "phy_register_get 3 1 value"): ("0x0000", "0x0055")}),
     ("fail debugCmd:phy_register_get", {("-", "debugCmd", "result"): ("exit status 0", "exit status 255")}),
     ("fail flash:read --result refused", {("flash", "read", "result"): None}),
+    ("fail any --result killed", {}),  # verify is not the program that is to be killed
     ("flash load -", {("flash", "read", "sector=0x00120000"): tuple(
         f"{byte}{byte} at 0x00123456, 2 bytes differ up to 0x00123457" for byte in ("ff", "5a"))}),
 ]
@@ -295,9 +296,9 @@ def what_a_recording_answers():
     pieces = ("import os; chip = os.open('/dev/zel_spi_flash', os.O_RDWR); room = bytearray(4); "
               "print(os.readv(chip, [bytearray(0), room]), room, os.read(os.dup(chip), 1))\ntry: os.pread(chip, 2, -1)\nexcept OSError: pass")
     printed = record("a", "pieces.rec", "python3", "-c", pieces).stdout
-    assert printed.startswith("4 ") and replay("pieces.rec", "python3", "-c", pieces).stdout == printed
     assert re.findall(r"read 0x(\w+\+0x\w) = (\S+)", zelsim("trace", "pieces.rec").stdout) == [
         ("00000000+0x4", "4"), ("00000004+0x1", "1"), ("ffffffffffffffff+0x2", "-1")]
+    assert printed.startswith("4 ") and replay("pieces.rec", "python3", "-c", pieces).stdout == printed
     # What a program leaves running is answered; without zelsim its calls reach nothing.
     record("a", "left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3) &")
     done = replay("left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3; echo $?) &")
