@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -35,9 +33,9 @@ Token token_of(const CommandLine &line) {
 }
 
 void check_token(const Token &token) {
+  constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.~";
   constexpr size_t kShortest = 8;
-  bool plain =
-      std::ranges::all_of(token.text, [](unsigned char c) { return std::isalnum(c) || std::strchr("-_.~", c); });
+  bool plain = token.text.find_first_not_of(kPlain) == std::string::npos;
   bool too_short = !token.text.empty() && token.text.size() < kShortest;
   if (!plain || too_short) throw Usage(token.source + ": not at least 8 letters, digits, '-', '_', '.' or '~'");
 }
