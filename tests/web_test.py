@@ -877,10 +877,12 @@ class Board(Server):
         self.assertEqual(json.loads(zelsim("states --json")), {"states": []})
 
     def test_each_act_can_be_undone(self):
-        for line in ("plug 3 copper", "plug 24 10g-sr", "set rx-power 24 -5", "set los 24 1", "set tx-fault 24 1"):
+        for line in ("plug 3 copper", "plug 24 10g-sr", "set rx-power 24 -5", "set loss-of-signal 24 1", "set tx-fault 24 1"):
             zelsim(line)
-        for line in ("plug 5 1g-lx", "set voltage 24 3.2", "set module-temperature 24 -3.5", "unplug 24", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
-                     "set rtc absent", "set los 3 1", "set los 6 0", "set link 3 100 half", "set link 9 10",
+        page = f"{self.home}/page"  # without page A2h
+        zelsim(f"run --fast -- {ZELCTL} sfp dump 24 --page a0 --raw -o {page}")
+        for line in ("plug 5 1g-lx", "set voltage 24 3.2", "set module-temperature 24 -3.5", f"plug 24 {page}", "unplug 24", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
+                     "set rtc absent", "set loss-of-signal 3 1", "set loss-of-signal 6 0", "set link 3 100 half", "set link 9 10",
                      "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
                      "set io 1 2", "set busy 1", "set settle 7", "set chip-index 3", "set reset-key 1", "set reset-process 3"):
@@ -889,7 +891,7 @@ class Board(Server):
                 zelsim(line)
                 news = {}
                 page = self.follow(news)
-                eventually(lambda: any(entry.get("command") == "zelsim " + line.replace("los", "loss-of-signal")
+                eventually(lambda: any(entry.get("command") == "zelsim " + line
                                        for entry in news.get("activity", [])))
                 if "24" not in line:
                     self.assertNotIn(" 24", " ".join(news["activity"][-1]["undo"]))
