@@ -166,6 +166,9 @@ Json row_of(const Board &board, unsigned port) {
 
 std::string number_text(double number) { return format("%.6g", number); }
 
+// A number as people are told it.
+double as_told(double number) { return std::strtod(number_text(number).c_str(), nullptr); }
+
 // A decimal number. Hexadecimal numbers and infinities are refused.
 double number_of(const std::string &text) {
   char *end = nullptr;
@@ -177,13 +180,13 @@ double number_of(const std::string &text) {
 
 // The word for a number in people's units.
 uint16_t word_for(const Calibration &calibration, Quantity quantity, double number, const std::string &text) {
-  // The ends are compared in people's units, as they are told: -40 dBm stands for no power, and digits that are not told are
-  // rounded away.
+  // The ends are compared in people's units: -40 dBm stands for no power. They are also taken as they are told, which may be
+  // a little further out.
   double value = from_people(quantity, number);
   auto [least, greatest] = calibration.range(quantity);
   double lowest = for_people(quantity, least);
   double highest = for_people(quantity, greatest);
-  bool in_range = number >= lowest && number <= std::max(highest, std::strtod(number_text(highest).c_str(), nullptr));
+  bool in_range = number >= std::min(lowest, as_told(lowest)) && number <= std::max(highest, as_told(highest));
   if (!in_range)
     throw Usage("VALUE: '" + text + "' is not from " + number_text(lowest) + " to " + number_text(highest) +
                 ", which the module's field holds");
