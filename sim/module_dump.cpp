@@ -88,7 +88,7 @@ std::string parse_module_dump(const std::string &dump) {
     if (begins_again) table = kOnePage;
     size_t offset = offset_line ? table + offset_line->offset : page.size();
     if (repeats) repeat_last_line(page, std::min(offset, kTwoPages));
-    repeats = line == "*";
+    repeats = line.starts_with("*");
     bool begins_with_a2 = page.empty() && offset == kOnePage;
     if (begins_with_a2) throw Usage(kDiagnosticsAlone);
     if (offset != page.size())
