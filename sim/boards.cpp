@@ -219,8 +219,8 @@ void create_board(const CommandLine &line) {
 }
 
 void reset_board(const CommandLine &line) {
-  if (line.flash) erase_flash({.board = line.name()});
   OpenBoard board = open_board(line.name());
+  if (line.flash) erase_all(board);
   power_on(*board);
   for (unsigned slot = 0; slot < kSlots; ++slot) fit(*board, slot, board->made_slots[slot]);
 }

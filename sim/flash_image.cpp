@@ -119,13 +119,17 @@ void save_flash(const CommandLine &line) {
   write_output(line.words[0], image);
 }
 
-void erase_flash(const CommandLine &line) {
-  OpenBoard board = open_board(line.board);
+void erase_all(OpenBoard &board) {
   store(board, {}, {.start = 0, .size = kFlashSize});
   Flash fresh = {};
   fresh.chip_index = board->flash.chip_index;
   fresh.debug = board->flash.debug;
   board->flash = fresh;
+}
+
+void erase_flash(const CommandLine &line) {
+  OpenBoard board = open_board(line.board);
+  erase_all(board);
 }
 
 }  // namespace zelsim::tool

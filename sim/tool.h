@@ -74,6 +74,8 @@ void delete_board(const CommandLine &line);
 void load_flash(const CommandLine &line);
 void save_flash(const CommandLine &line);
 void erase_flash(const CommandLine &line);
+/** Erases the whole flash of a board that the caller holds. */
+void erase_all(OpenBoard &board);
 // modules.cpp
 void plug_module(const CommandLine &line);
 // faults.cpp
