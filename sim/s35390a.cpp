@@ -157,6 +157,7 @@ void set_clock(Board &board, int64_t seconds) {
 int clock_chip(Board &board, Transfer &transfer) {
   if (!board.i2c.clock_present || transfer.offset_len != 0) return kFail;
   unsigned command = transfer.address >> 1 & 7u;
+  int64_t shift_before = board.i2c.clock.shift_us;
   uint32_t before = transfer.write ? static_cast<uint32_t>(clock_seconds(board)) : 0;
   if (command == RealTime) {
     transfer_time(board, transfer, Year);
@@ -165,7 +166,9 @@ int clock_chip(Board &board, Transfer &transfer) {
   } else {
     transfer_register(board, transfer, command);
   }
-  if (transfer.write) log_time(board, before);
+  // The seconds alone would differ, too, when one ends during the write.
+  bool sets_time = transfer.write && board.i2c.clock.shift_us != shift_before;
+  if (sets_time) log_time(board, before);
   return 0;
 }
 
