@@ -73,6 +73,15 @@ class RegionsOfReport {
   std::map<std::string, uint32_t> checksums_;
 };
 
+void write_environment(const std::string &folder, const std::vector<uint8_t> &content, Notes &notes) {
+  FlashRange range = flash_range("Environment");
+  if (content.size() <= range.size) {
+    write_flash(folder, range.start, content);
+  } else {
+    notes.add("boot environment", "the report's file of it is longer than the region");
+  }
+}
+
 void check_chip(const Json &report, Notes &notes) {
   const Json &jedec_id = member(report, {"flash", "jedec_id"});
   std::vector<uint8_t> id = bytes_of_hex(jedec_id);
@@ -89,7 +98,7 @@ bool fill_flash(const Json &report, const ArchivedFiles &files, const std::strin
   if (is_whole) {
     write_flash(folder, 0, *whole);
   } else {
-    if (environment != nullptr) write_flash(folder, flash_range("Environment").start, *environment);
+    if (environment != nullptr) write_environment(folder, *environment, notes);
     RegionsOfReport regions(report, folder);
     regions.put("Custom info", custom_info_of(report));
     regions.put("Mac Address Backup", mac_backup_of(report));
