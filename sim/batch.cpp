@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "../cli/captured.h"
 #include "tool.h"
@@ -50,16 +51,15 @@ std::string text_of_field(const Json &asked, const char *name) {
   return asked[name].get<std::string>();
 }
 
-Json answer_to(const Json &asked) {
+/** Does what a line asks for, in the folder that it names, or else in `own_folder`. */
+Json answer_to(const Json &asked, const std::filesystem::path &own_folder) {
   if (!asked.is_object()) throw Failure("line: not a JSON object");
   if (!asked.contains("words") || !is_list_of_texts(asked["words"])) throw Failure("words: not a list of texts");
   const Words words = asked["words"].get<Words>();
   if (!words.empty() && takes_the_process(words[0]))
     throw Failure(words[0] + ": cannot run in a batch, because it takes over the process");
-  const std::string folder = text_of_field(asked, "folder");
-  if (!folder.empty()) {
-    check(chdir(folder.c_str()) == 0, "folder: cannot change to '" + folder + "'");
-  }
+  const std::filesystem::path folder = own_folder / text_of_field(asked, "folder");
+  check(chdir(folder.c_str()) == 0, "folder: cannot change to '" + folder.native() + "'");
   give_input(text_of_field(asked, "input"));
   Captured printed(stdout);
   Captured output(out);
@@ -75,9 +75,9 @@ Json answer_to(const Json &asked) {
   return answer;
 }
 
-Json answer_line(const std::string &line) {
+Json answer_line(const std::string &line, const std::filesystem::path &own_folder) {
   try {
-    return answer_to(Json::parse(line, nullptr, false));
+    return answer_to(Json::parse(line, nullptr, false), own_folder);
   } catch (const std::exception &error) {
     return {{"status", 2}, {"output", ""}, {"error", std::string("zelsim: ") + error.what() + "\n"}};
   }
@@ -90,12 +90,13 @@ void batch(const CommandLine &) {
   FILE *questions = fdopen(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3), "r");
   if (questions == nullptr) throw Failure(std::string("standard input: ") + std::strerror(errno));
   std::unique_ptr<FILE, int (*)(FILE *)> closed(questions, std::fclose);
+  const std::filesystem::path own_folder = std::filesystem::current_path();
   char *line = nullptr;
   size_t room = 0;
   for (;;) {
     ssize_t length = getline(&line, &room, questions);
     if (length <= 0) break;
-    std::string answer = answer_line(line).dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string answer = answer_line(line, own_folder).dump(-1, ' ', false, Json::error_handler_t::replace);
     std::fprintf(out, "%s\n", answer.c_str());
     std::fflush(out);
     release_signals();  // the command may hold them
