@@ -39,6 +39,7 @@ says 0 '^supply_1_good *yes' ctl power
 says 0 '^supply_2_good *no' ctl power
 ctl env set pwrmode pwr2dc >/dev/null
 says 0 'two DC' ctl power
+ctl clock 12h
 ctl clock set 2026-03-15T14:30:45 >/dev/null
 ctl clock poll
 says 0 '2026-03-15T14:3' ctl clock get

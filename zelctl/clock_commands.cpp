@@ -34,6 +34,8 @@ static std::optional<std::tm> time_of(const std::string &text) {
   return *std::localtime(&now);
 }
 
+static void set_hours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
+
 static void set_clock(const std::string &text) {
   const auto time = time_of(text);
   if (!time) refuse_argument("TIME", "'" + text + "' is not like 2026-03-15T14:30:45, from 2000 to 2099");
@@ -44,11 +46,11 @@ static void set_clock(const std::string &text) {
   clock.tm.tm_mday = time->tm_mday;
   clock.tm.tm_mon = time->tm_mon;
   clock.tm.tm_year = time->tm_year;
+  // FW_SetRtc sets 24-hour mode after the time: a chip in 12-hour mode would lose an hour above 11.
+  if (byte_of(FW_GetRtc1224, kClock) != 1) set_hours(1);
   require(FW_SetRtc(&clock), kClock);
   poll_clock();  // so that all who ask the driver get the new time
 }
-
-static void set_hours(uint8_t mode) { require(FW_SetRtc1224(&mode), kClock); }
 
 Json clock_mode() { return record("hours", byte_of(FW_GetRtc1224, kClock) == 1 ? 24 : 12); }
 

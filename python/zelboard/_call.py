@@ -108,7 +108,7 @@ class ClockRecord(Record):
             raise ValueError(f"the record holds no time: {error}: {self!r}") from None
 
     def set_datetime(self, when: datetime) -> None:
-        """Fills the record for FW_SetRtc."""
+        """Fills the record for FW_SetRtc. A chip in 12-hour mode loses an hour above 11: call FW_SetRtc1224(1) first."""
         self.mode24 = 1
         self.pm = 0
         self.tm.tm_sec = when.second
