@@ -17,15 +17,18 @@ static std::string state_of(Bytes region) {
   return environment_crc_holds(region) ? "valid" : "damaged";
 }
 
+static bool is_unused(const env_slot &slot) { return static_cast<uint8_t>(slot.name[0]) == kErased; }
+
+static Json row_of(const env_slot &slot) { return record("name", text_of(slot.name), "value", text_of(slot.value)); }
+
 Json environment_in(Bytes region) {
   const std::string state = state_of(region);
   Json variables = Json::array();
   if (state == "erased") return record("state", state, "variables", variables);
   env_convert(region.data() + kEnvironmentCrcLength);
   for (const env_slot &slot : env_data) {
-    const bool unused = static_cast<uint8_t>(slot.name[0]) == kErased;
-    if (unused) break;
-    variables.push_back(record("name", text_of(slot.name), "value", text_of(slot.value)));
+    if (is_unused(slot)) break;
+    variables.push_back(row_of(slot));
   }
   return record("state", state, "variables", variables);
 }
@@ -61,18 +64,26 @@ static void list_variables() {
   throw Failure{"no variable '" + name + "' in the boot environment"};
 }
 
+/** The variable in the library's table, or null. As for the library, an entry without "=" sets no variable. */
+static const env_slot *find_variable(const std::string &name) {
+  for (const env_slot &slot : env_data) {
+    if (is_unused(slot)) return nullptr;
+    const bool had_equals = std::memchr(slot.name, '\0', sizeof slot.name) != nullptr;
+    if (had_equals && name == slot.name) return &slot;
+  }
+  return nullptr;
+}
+
 static void show_variable(const std::string &name) {
-  const Json known = environment();
-  for (const Json &row : known["variables"]) {
-    if (row["name"] != name) continue;
-    if (settings.json) {
-      show(row);
-      return;
-    }
-    std::fprintf(out, "%s\n", cell("value", row["value"]).c_str());
+  const bool is_erased = environment()["state"] == "erased";
+  const env_slot *const variable = is_erased ? nullptr : find_variable(name);
+  if (variable == nullptr) fail_without_variable(name);
+  const Json row = row_of(*variable);
+  if (settings.json) {
+    show(row);
     return;
   }
-  fail_without_variable(name);
+  std::fprintf(out, "%s\n", cell("value", row["value"]).c_str());
 }
 
 /** Refuses what the region cannot hold. */

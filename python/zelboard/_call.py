@@ -129,10 +129,11 @@ def named(names: Type[Named], value: int) -> int:
 
 
 def variable_in(region: bytes, name: str) -> Optional[str]:
-    """The value of a variable in the boot environment's region; None where it is not set."""
+    """The value of a variable in the boot environment's region; None where it is not set. An entry without "=" sets none."""
     for entry in region[4:].partition(b"\0\0")[0].split(b"\0"):
-        key, _, value = entry.partition(b"=")
-        if os.fsdecode(key) == name and not entry.startswith(b"\xff"):
+        key, equals, value = entry.partition(b"=")
+        is_variable = bool(equals) and not entry.startswith(b"\xff")
+        if is_variable and os.fsdecode(key) == name:
             return os.fsdecode(value)
     return None
 

@@ -230,6 +230,9 @@ def test_records_and_the_environment(board: Board) -> None:
         session.FW_SpiFlash_EnvAdd("pwrmode", "pwr2ac")
         assert (session.get_env("pwrmode"), session.get_env("other")) == ("pwr2ac", None)
         assert session.FW_GetPowerMode() is fw.PowerMode.TWO_AC
+        region = session.FW_SpiFlashEnvRead()
+        session.FW_SpiFlashEnvWrite(region.replace(b"ac" + bytes(8), b"ac\0other\0\0", 1))
+        assert session.get_env("other") is None
     with pytest.raises(AttributeError, match="has no field 'hour'"):
         record.hour = 3
     with pytest.raises(ValueError, match="holds no time"):
