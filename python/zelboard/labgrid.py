@@ -3,6 +3,7 @@ is a command protocol on it, and has the board for tests. Import this module, or
 environment's configuration. It takes Debian's python3-labgrid."""
 # labgrid has no types.
 # mypy: disable-error-code="import,misc,no-any-return"
+import shlex
 import time
 from typing import Any, List, Optional, Tuple
 
@@ -57,7 +58,8 @@ class ZelboardDriver(Driver, CommandProtocol):
 
     @Driver.check_active
     def wait_for(self, command: str, pattern: str, timeout: float = 30.0, sleepduration: float = 1) -> None:
-        self.poll_until_success(f"{command} | grep -q -- '{pattern}'", timeout=timeout, sleepduration=sleepduration)
+        search = f"{command} | grep -q -- {shlex.quote(pattern)}"
+        self.poll_until_success(search, timeout=timeout, sleepduration=sleepduration)
 
     @Driver.check_active
     def poll_until_success(self, command: str, *, expected: int = 0, tries: Optional[int] = None, timeout: float = 30.0,

@@ -185,4 +185,5 @@ def test_labgrid() -> None:
     target.activate(driver)
     assert driver.run("zelctl temperature") == (["temperature  25.0"], [], 0)
     assert driver.board.state.slots[1].board == "copper"
+    driver.wait_for('echo "it\'s on"', "it's on")
     target.deactivate(driver)
