@@ -1,27 +1,27 @@
 #include "optics.h"
 
-WholePage identification_page(uint32_t port) {
+WholePage whole_identification(uint32_t port) {
   require_cage(port);
   select_module(port);
   return read_whole_page(port, FW_SFP_MEMORY, kIdentificationText);
 }
 
-WholePage diagnostics_page(uint32_t port) {
-  require_diagnostics(port, lower_half_of(identification_page(port)));
+WholePage whole_diagnostics(uint32_t port) {
+  require_diagnostics(port, lower_half_of(whole_identification(port)));
   return read_whole_page(port, kDiagnosticsMemory, kDiagnosticsText);
 }
 
-DiagnosticPages diagnostic_pages(uint32_t port) {
+LowerHalves lower_halves(uint32_t port) {
   require_cage(port);
   select_module(port);
-  DiagnosticPages pages{};
+  LowerHalves pages{};
   pages.identification = read_lower_half(port, FW_SFP_MEMORY, kIdentificationText);
   require_diagnostics(port, pages.identification);
   pages.diagnostics = read_lower_half(port, kDiagnosticsMemory, kDiagnosticsText);
   return pages;
 }
 
-Json diagnostics_record(uint32_t port, const DiagnosticPages &pages) {
+Json diagnostics_record(uint32_t port, const LowerHalves &pages) {
   Json all = record("port", port, "vendor", vendor_of(pages.identification), "part_number",
                     part_number_of(pages.identification));
   all.update(decode_diagnostics(pages.identification, pages.diagnostics));

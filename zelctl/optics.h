@@ -7,18 +7,18 @@
 #include "module_memory.h"
 
 /** All bytes of page A0h. Throws a Failure for an empty cage. */
-WholePage identification_page(uint32_t port);
+WholePage whole_identification(uint32_t port);
 /** All bytes of page A2h. Throws a Failure also for a module without diagnostics. */
-WholePage diagnostics_page(uint32_t port);
+WholePage whole_diagnostics(uint32_t port);
 /** The lower halves of both pages. */
-struct DiagnosticPages {
+struct LowerHalves {
   LowerHalf identification;
   LowerHalf diagnostics;
 };
 /** Throws FW_NOT_SET for a module without diagnostics, and for an empty cage. */
-DiagnosticPages diagnostic_pages(uint32_t port);
+LowerHalves lower_halves(uint32_t port);
 /** Both pages as `sfp dom PORT --json` shows them. */
-Json diagnostics_record(uint32_t port, const DiagnosticPages &pages);
+Json diagnostics_record(uint32_t port, const LowerHalves &pages);
 
 /** What the module in a port measures. */
 struct Optics {

@@ -143,7 +143,7 @@ static Json limits_table(const Json &measured) {
 }
 
 static void show_module(uint32_t port) {
-  const DiagnosticPages pages = diagnostic_pages(port);
+  const LowerHalves pages = lower_halves(port);
   const Json all = diagnostics_record(port, pages);
   if (settings.json) {
     show(all);
@@ -189,12 +189,12 @@ static std::string hex_lines(std::span<const uint8_t> bytes, size_t offset) {
 
 /** If only page A2h cannot be read, page A0h remains, and the command fails at its end. */
 static std::vector<uint8_t> chosen_pages(uint32_t port, uint32_t page) {
-  if (page == kPageA2) return diagnostics_page(port);
-  std::vector<uint8_t> bytes = identification_page(port);
+  if (page == kPageA2) return whole_diagnostics(port);
+  std::vector<uint8_t> bytes = whole_identification(port);
   const ModulePage identification = std::span<const uint8_t>(bytes).first<kPageLength>();
   if (page == kPageA0 || !can_read_diagnostics(identification)) return bytes;
   try {
-    const std::vector<uint8_t> measured = diagnostics_page(port);
+    const std::vector<uint8_t> measured = whole_diagnostics(port);
     bytes.insert(bytes.end(), measured.begin(), measured.end());
   } catch (const Failure &failure) {
     postpone(Failure{std::string("page A2h is missing: ") + failure.what(), failure.status});
