@@ -195,7 +195,7 @@ uint16_t word_for(const Calibration &calibration, Quantity quantity, double numb
 
 }  // namespace
 
-void announce_diagnostics(MemoryPage &identification, const std::string &module) {
+void put_diagnostics_bits(MemoryPage &identification, const std::string &module) {
   const Profile *profile = profile_of(module);
   if (profile == nullptr) return;
   constexpr uint8_t kRevision11_3 = 6;

@@ -12,7 +12,7 @@
 namespace zelsim::tool {
 
 /** Announces page A2h on page A0h of a module of the catalogue. Does nothing for a module without diagnostics. */
-void announce_diagnostics(MemoryPage &identification, const std::string &module);
+void put_diagnostics_bits(MemoryPage &identification, const std::string &module);
 /** Page A2h of a module of the catalogue; nothing for a module without diagnostics. */
 std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, const std::string &module);
 /** The diagnostics that a module with these pages brings into a cage. Absent if page A0h does not announce page A2h. */

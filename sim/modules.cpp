@@ -118,7 +118,7 @@ MemoryPage page_of(const Kind &kind) {
   put_checksum(page, kIdentifier, kBaseChecksum);
   put_padded_text(page, kSerialNumber, kNameWidth, "ZS00000001");
   put_padded_text(page, kDateCode, 8, "260101");
-  announce_diagnostics(page, kind.name);
+  put_diagnostics_bits(page, kind.name);
   put_checksum(page, kExtendedFields, kExtendedChecksum);
   put_padded_text(page, kVendorSpecific, 32, "virtual module");
   return page;
