@@ -135,7 +135,7 @@ bool has_jack(const Board &board, unsigned port);
 bool has_link(const Board &board, unsigned port);
 /** Puts a module with this identification page into a cage. It has light and no fault. */
 void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy,
-          const Diagnostics &diagnostics);
+          const DiagnosticsMemory &diagnostics);
 void unplug(Cage &cage);
 
 /** The module in the cage that the GPIO driver selected; null if there is none. */

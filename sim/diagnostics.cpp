@@ -21,7 +21,7 @@ constexpr unsigned kUserMemory = 128;
 constexpr unsigned kUserMemoryEnd = 248;
 
 // The diagnostics of the module in a cage; null if it has none.
-const Diagnostics *fitted_diagnostics(const Board &board, unsigned port) {
+const DiagnosticsMemory *fitted_diagnostics(const Board &board, unsigned port) {
   if (!has_cage(board, port)) return nullptr;
   const Cage &cage = board.cages[port];
   return cage.fitted && cage.diagnostics.present ? &cage.diagnostics : nullptr;

@@ -233,8 +233,8 @@ uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quanti
   return Calibration(cage.page, page).nearest_word(quantity, from_people(quantity, usual));
 }
 
-Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page) {
-  Diagnostics diagnostics = {};
+DiagnosticsMemory diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page) {
+  DiagnosticsMemory diagnostics = {};
   if (!page || (identification[kMonitoring] & kHasDiagnostics) == 0) return diagnostics;
   diagnostics.present = 1;
   std::ranges::copy(*page, diagnostics.page);

@@ -16,7 +16,7 @@ void put_diagnostics_bits(MemoryPage &identification, const std::string &module)
 /** Page A2h of a module of the catalogue; nothing for a module without diagnostics. */
 std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, const std::string &module);
 /** The diagnostics that a module with these pages brings into a cage. Absent if page A0h does not announce page A2h. */
-Diagnostics diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page);
+DiagnosticsMemory diagnostics_for_cage(const MemoryPage &identification, const std::optional<MemoryPage> &page);
 /** The word that a module usually measures. For a module that is not in the catalogue: the middle between its warning
  *  thresholds.
  *  @param module  its name in the catalogue, or another one */

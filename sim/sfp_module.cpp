@@ -28,7 +28,7 @@ Cage *selected_module(Board &board) {
 }
 
 void plug(Board &board, unsigned port, const char *name, const uint8_t *page, PhyKind phy,
-          const Diagnostics &diagnostics) {
+          const DiagnosticsMemory &diagnostics) {
   Cage &cage = board.cages[port];
   unplug(cage);
   strncpy(cage.name, name, sizeof cage.name - 1);

@@ -120,7 +120,7 @@ enum class PhyKind : uint8_t { None, Marvell, Other };
 
 /** SFF-8472 page A2h. The five words from byte 96 are measured with light in the receiver and the laser on. `dark` has
  *  the same five words without light and laser. The flags are the latched ones. */
-struct Diagnostics {
+struct DiagnosticsMemory {
   uint8_t present;
   uint8_t page[256];
   uint8_t dark[10];
@@ -138,7 +138,7 @@ struct Cage {
   uint16_t link_speed;  // what the cable's other end offers: 10, 100, 1000, or 0 without a cable
   uint8_t full_duplex;
   int64_t negotiating_since_us;
-  Diagnostics diagnostics;
+  DiagnosticsMemory diagnostics;
 };
 
 enum class RegisterSpace : uint8_t { Free, Soc, SwitchChip, Phy };

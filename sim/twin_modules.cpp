@@ -60,7 +60,7 @@ void plug_reported(unsigned port, const Json &row, const ArchivedFiles &files, c
   if (name.empty()) name = part_number_of(first_half);
   if (name.empty()) name = "module";
   const Json &a2 = member(row, {"a2"});
-  Diagnostics diagnostics = diagnostics_for_cage(page, page_in(files, a2));
+  DiagnosticsMemory diagnostics = diagnostics_for_cage(page, page_in(files, a2));
   plug(board, port, name.c_str(), page.data(), phy_kind(row, first_half), diagnostics);
   board.gpio.selected_cage = static_cast<uint8_t>(port);  // the report selected it last
   if (!a2.is_null() && !diagnostics.present)

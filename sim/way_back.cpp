@@ -181,8 +181,8 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
 
 // Of page A2h, programs write only what stands behind the checksum of the thresholds and constants.
 bool is_same_module(const Cage &before, const Cage &after) {
-  const Diagnostics &had = before.diagnostics;
-  const Diagnostics &has = after.diagnostics;
+  const DiagnosticsMemory &had = before.diagnostics;
+  const DiagnosticsMemory &has = after.diagnostics;
   return before.fitted == after.fitted && std::memcmp(before.page, after.page, sizeof before.page) == 0 &&
          had.present == has.present && std::memcmp(had.page, has.page, kFirstMeasured) == 0;
 }
