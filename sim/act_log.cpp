@@ -48,7 +48,7 @@ void keep(Board &board, LoggedEntry entry) {
   for (size_t piece = 0; piece < pieces; ++piece) {
     Act &act = watch.acts[watch.acts_done % kActs];
     act.at_us = at_us;
-    act.number = number_of_change(board);
+    act.change = number_of_change(board);
     act.undoes = entry.undoes;
     put_piece(act.who, piece == 0 ? entry.who : "", 0);
     put_piece(act.command, entry.command, piece);
@@ -59,7 +59,7 @@ void keep(Board &board, LoggedEntry entry) {
 
 LoggedEntry take_entry(const Watch &watch, uint32_t &position) {
   const Act &first = act_at(watch, position);
-  LoggedEntry entry = {.at_us = first.at_us, .change = first.number, .undoes = first.undoes, .who = text_in(first.who)};
+  LoggedEntry entry = {.at_us = first.at_us, .change = first.change, .undoes = first.undoes, .who = text_in(first.who)};
   bool is_whole = false;
   while (!is_whole) {
     const Act &act = act_at(watch, position);

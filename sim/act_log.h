@@ -12,7 +12,7 @@ struct LoggedEntry {
   /** The acts of a board have the numbers 1, 2, 3 ...; one with a long text takes several, and has the last. */
   uint32_t number = 0;
   int64_t at_us = 0;
-  uint32_t change = 0;  // its number among the changes of the board
+  uint32_t change = 0;  // number of its change of the board
   uint32_t undoes = 0;  // number of the act that it undoes; 0: none
   std::string who = {};
   std::string command = {};

@@ -224,7 +224,7 @@ constexpr unsigned kLoggedChanges = 512;
  *  room goes on in the next entry, which has no `who`. */
 struct Act {
   int64_t at_us;    // since 1970
-  uint32_t number;  // among the changes of the board
+  uint32_t change;  // number of its change of the board
   uint32_t undoes;  // number among the acts of the one that this one undoes; 0: none
   char who[24];
   char command[200];

@@ -41,7 +41,7 @@ std::string without_undo(const std::string &row) {
 }
 
 // The numbers of changes wrap.
-bool is_before(const Act &act, const Change &change) { return static_cast<int32_t>(act.number - change.number) < 0; }
+bool is_before(const Act &act, const Change &change) { return static_cast<int32_t>(act.change - change.number) < 0; }
 
 }  // namespace
 
