@@ -10,17 +10,17 @@
 namespace zelsim::tool {
 namespace {
 
-template <size_t Size>
-constexpr size_t room_of(const char (&)[Size]) {
-  return Size - 1;  // a zero ends the text
-}
+// A zero ends each text.
+constexpr size_t kCommandRoom = sizeof Act::command - 1;
+constexpr size_t kUndoRoom = sizeof Act::undo - 1;
 
 // Puts a piece of a text into a field: the first one, the second one ...
 template <size_t Size>
 void put_piece(char (&to)[Size], const std::string &text, size_t piece) {
-  size_t from = std::min(text.size(), piece * room_of(to));
+  constexpr size_t kRoom = Size - 1;
+  size_t from = std::min(text.size(), piece * kRoom);
   std::memset(to, 0, Size);
-  text.copy(to, room_of(to), from);
+  text.copy(to, kRoom, from);
 }
 
 /** Number of pieces into which a text must be cut. */
@@ -40,9 +40,8 @@ bool goes_on(const Act &act) { return act.who[0] == '\0'; }
 
 void keep(Board &board, LoggedEntry entry) {
   Watch &watch = board.watch;
-  const Act &any = watch.acts[0];
-  if (pieces_of(entry.undo, room_of(any.undo)) > kActs) entry.undo = kNoWayBack;
-  size_t pieces = std::max(pieces_of(entry.command, room_of(any.command)), pieces_of(entry.undo, room_of(any.undo)));
+  if (pieces_of(entry.undo, kUndoRoom) > kActs) entry.undo = kNoWayBack;
+  size_t pieces = std::max(pieces_of(entry.command, kCommandRoom), pieces_of(entry.undo, kUndoRoom));
   pieces = std::min(pieces, size_t{kActs});
   int64_t at_us = host_time_us();
   for (size_t piece = 0; piece < pieces; ++piece) {
