@@ -36,12 +36,12 @@ int open_node(Node node, const char *file, int flags) {
 }
 
 int open_any(int folder, const char *path, int flags, mode_t mode) {
-  char file[kFileMax];
   Node node = node_of_path(path);
+  if (node == Node::None) return open_real(folder, path, flags, mode);
+  char file[kFileMax];
   if (file_of(node, file)) return open_node(node, file, flags);
-  bool board_is_unusable = node != Node::None && errno != 0;
-  if (board_is_unusable) return -1;
-  return open_real(folder, path, flags, mode);
+  bool board_is_unusable = errno != 0;  // as environment_board() leaves it
+  return board_is_unusable ? -1 : open_real(folder, path, flags, mode);
 }
 
 }  // namespace
