@@ -23,12 +23,15 @@ class KeptFile {
  public:
   bool write(const char *text, size_t size) {
     if (failed_) return false;
-    if (!is_ours()) open();
-    if (has_ended()) return true;
+    bool is_open = is_ours() || open();
+    bool was_compressed = !is_open && errno == ENOENT;  // the file is complete then, and gone
+    if (was_compressed) return true;
+    if (is_open && has_ended()) return true;
+    bool is_written = is_open && write_whole(text, size);
+    if (is_written) return true;
+    complain();
     failed_ = true;
-    if (fd_ >= 0) failed_ = !write_whole(text, size);
-    if (failed_) complain();
-    return !failed_;
+    return false;
   }
 
  private:
@@ -48,9 +51,8 @@ class KeptFile {
     return true;
   }
 
-  // True if the recording is complete: nothing is written behind its last line. A file that is gone was compressed.
+  // True if the recording is complete: nothing is written behind its last line.
   bool has_ended() const {
-    if (fd_ < 0) return errno == ENOENT;
     constexpr size_t kEndSize = sizeof kRecordingEnd - 1;
     constexpr size_t kSize = kEndSize + 2;  // with the ends of two lines
     char last[kSize] = {};
@@ -61,11 +63,12 @@ class KeptFile {
     return is_line && memcmp(last + 1, kRecordingEnd, kEndSize) == 0;
   }
 
-  void open() {
+  // False with errno.
+  bool open() {
     constexpr int kHigh = 900;
     fd_ = -1;
     int fd = sys::open(variable(kRecordVariable), O_RDWR | O_APPEND | O_CLOEXEC);
-    if (fd < 0) return;
+    if (fd < 0) return false;
     int high = sys::duplicate(fd, kHigh);
     if (high >= 0) {
       sys::close(fd);
@@ -73,6 +76,7 @@ class KeptFile {
     }
     fd_ = fd;
     fstat(fd_, &file_);
+    return true;
   }
 
   // A full disk does not stop the program.
