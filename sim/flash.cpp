@@ -173,7 +173,7 @@ RequestTable flash_requests() { return kFlashRequests; }
 ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, off_t at) {
   off_t from = position_of(fd, at);
   ssize_t result = -1;
-  TracedAccess access;
+  TracedAccess access = begin_access();
   std::optional<size_t> wanted = allowed_size(*attached.board, flash_call(Call::Read, from, size), size, access);
   if (wanted) {
     Guard guard(*attached.board);
@@ -193,7 +193,7 @@ ssize_t flash_read(const Attached &attached, int fd, void *data, size_t size, of
 ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t size, off_t at) {
   off_t from = position_of(fd, at);
   ssize_t result = -1;
-  TracedAccess access;
+  TracedAccess access = begin_access();
   if (from < 0) {
     errno = EINVAL;
   } else if (from >= off_t{kFlashSize}) {
@@ -211,12 +211,12 @@ ssize_t flash_write(const Attached &attached, int fd, const void *data, size_t s
 off_t flash_seek(const Attached &attached, int fd, off_t offset, int whence) {
   constexpr size_t kNoBytes = 0;
   off_t result = -1;
-  TracedAccess access;
+  TracedAccess access = begin_access();
   FaultCall call = flash_call(Call::Seek, offset, kNoBytes);
   call.has_address = whence == SEEK_SET;  // other offsets are no addresses
   if (whence > SEEK_END) {
     errno = EINVAL;  // a device has no holes
-  } else if (allowed_size(*attached.board, call, kNoBytes, access)) {
+  } else if (allowed_size(*attached.board, call, kNoBytes, access).has_value()) {
     result = sys::lseek(fd, offset, whence);
   }
   trace(access, result, "flash lseek %s0x%08lx", origin_name(whence), offset);

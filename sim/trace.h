@@ -46,9 +46,11 @@ __attribute__((format(printf, 2, 3))) void trace(long result, const char *format
 
 /** An access to the flash: when it began, and the number of the fault that struck it. */
 struct TracedAccess {
-  int64_t began_us = trace_clock();
+  int64_t began_us;
   uint32_t fault = 0;
 };
+/** An access that begins now. */
+inline TracedAccess begin_access() { return {.began_us = trace_clock()}; }
 /** The same for an access to the flash. */
 __attribute__((format(printf, 3, 4))) void trace(const TracedAccess &access, long result, const char *format, ...);
 
