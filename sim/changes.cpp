@@ -43,6 +43,20 @@ void append(Board &board, const ChangedValue &value) {
   ++watch.logged;
 }
 
+ChangeKind kind_of(RegisterSpace space) {
+  switch (space) {
+    case RegisterSpace::Soc:
+      return ChangeKind::SocRegister;
+    case RegisterSpace::SwitchChip:
+      return ChangeKind::SwitchRegister;
+    case RegisterSpace::Phy:
+      return ChangeKind::PhyRegister;
+    case RegisterSpace::Free:
+      break;
+  }
+  return ChangeKind::None;
+}
+
 }  // namespace
 
 void sign_for(uint32_t process, const char *program) {
@@ -61,12 +75,9 @@ void change_byte(Board &board, uint8_t &byte, uint8_t value) {
 }
 
 bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value) {
-  constexpr ChangeKind kKinds[] = {ChangeKind::None, ChangeKind::SocRegister, ChangeKind::SwitchRegister,
-                                   ChangeKind::PhyRegister};
   uint32_t before = read_register(board, space, port, address);
   if (!write_register(board, space, port, address, value)) return false;
-  ChangeKind kind = kKinds[static_cast<unsigned>(space)];
-  log_change(board, {.kind = kind, .place = port, .address = address, .before = before, .after = value});
+  log_change(board, {.kind = kind_of(space), .place = port, .address = address, .before = before, .after = value});
   return true;
 }
 
