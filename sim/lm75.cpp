@@ -7,7 +7,13 @@
 namespace zelsim {
 namespace {
 
-enum SensorRegister : unsigned { Temperature, Configuration, Hysteresis, OverTemperature, kSensorRegisters };
+enum SensorRegister : unsigned {
+  Temperature = kSensorTemperature,
+  Configuration,
+  Hysteresis,
+  OverTemperature,
+  kSensorRegisters
+};
 
 void read_value(Transfer &transfer, uint16_t value) {
   auto high = static_cast<uint8_t>(value >> 8);

@@ -10,7 +10,7 @@
 namespace zelsim {
 namespace {
 
-enum ClockCommand : unsigned { Status1, Status2, RealTime, TimeOnly };
+enum ClockCommand : unsigned { Status1 = kClockStatus, Status2, RealTime, TimeOnly };
 enum TimeField : unsigned { Year, Month, Day, Weekday, Hour, Minute, Second, kTimeFields };
 static_assert(kTimeFields == kClockTimeBytes);
 

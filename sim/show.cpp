@@ -55,8 +55,8 @@ Json gpio_of(const Board &board) {
 
 Json i2c_of(const Board &board) {
   const I2c &i2c = board.i2c;
-  bool hours24 = (i2c.clock.value[0] & kClock24Hours) != 0;
-  double celsius = degrees_of(i2c.sensor.value[0]);
+  bool hours24 = (i2c.clock.value[kClockStatus] & kClock24Hours) != 0;
+  double celsius = degrees_of(i2c.sensor.value[kSensorTemperature]);
   return {{"busy", i2c.busy},
           {"debug", i2c.debug},
           {"clock_fail", i2c.clock_fail},

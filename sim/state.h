@@ -81,13 +81,16 @@ constexpr unsigned kWideExpanders = kMainWide + 1;
 constexpr unsigned kMainNarrow = kSlots;
 constexpr unsigned kNarrowExpanders = kMainNarrow + 3;
 
-constexpr uint8_t kClock24Hours = 0x40;  // of the clock's status register 1
+constexpr unsigned kClockStatus = 0;     // command of the clock's status register 1
+constexpr uint8_t kClock24Hours = 0x40;  // a bit of it
 
 struct Clock {
   uint8_t weekday_shift;
   uint8_t value[8];  // by command; 2 and 3 are the time, which runs
   int64_t shift_us;  // chip time minus the host's time
 };
+
+constexpr unsigned kSensorTemperature = 0;
 
 struct Sensor {
   uint8_t pointer;

@@ -102,7 +102,7 @@ class Twin {
     constexpr int64_t kSecondUs = 1000000;
     Clock &clock = board_.i2c.clock;
     put(board_.i2c.clock_present, at({"clock", "alive"}));
-    put(clock.value[0], at({"clock", "chip", "status"}));
+    put(clock.value[kClockStatus], at({"clock", "chip", "status"}));
     std::vector<uint8_t> registers = bytes_of_hex(at({"clock", "chip", "registers"}));
     if (registers.size() == kClockTimeBytes) {
       auto chip = static_cast<time_t>(clock_reading(registers.data()));
@@ -143,7 +143,8 @@ class Twin {
   void build_temperature() {
     put(board_.i2c.sensor_present, at({"temperature", "alive"}));
     std::vector<uint8_t> sensed = bytes_of_hex(at({"temperature", "chip", "register"}));
-    if (sensed.size() == 2) board_.i2c.sensor.value[0] = static_cast<uint16_t>(sensed[0] << 8 | sensed[1]);
+    if (sensed.size() == 2)
+      board_.i2c.sensor.value[kSensorTemperature] = static_cast<uint16_t>(sensed[0] << 8 | sensed[1]);
     const Json &held = at({"temperature", "held"});
     if (!held.is_number()) return;
     auto degrees = held.get<float>();

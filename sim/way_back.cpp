@@ -122,8 +122,8 @@ void restore_supplies(Commands &commands, const Board &before, const Board &afte
 }
 
 void restore_i2c(Commands &commands, const I2c &before, const I2c &after) {
-  if (before.sensor.value[0] != after.sensor.value[0]) {
-    double celsius = degrees_of(before.sensor.value[0]);
+  if (before.sensor.value[kSensorTemperature] != after.sensor.value[kSensorTemperature]) {
+    double celsius = degrees_of(before.sensor.value[kSensorTemperature]);
     commands.add(format("set temperature %.1f", celsius));
   }
   if (before.clock_present != after.clock_present)

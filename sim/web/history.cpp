@@ -24,7 +24,7 @@ void History::record(const std::string &name, double value) {
 }
 
 void History::look(const Board &board) {
-  if (board.i2c.sensor_present != 0) record("temperature", degrees_of(board.i2c.sensor.value[0]));
+  if (board.i2c.sensor_present != 0) record("temperature", degrees_of(board.i2c.sensor.value[kSensorTemperature]));
   for (unsigned i = 0; i < kSupplies; ++i) {
     bool is_good = board.supply[i] != Supply::None && board.supply_good[i] != 0;
     record("supply" + std::to_string(i + 1), is_good ? 1 : 0);

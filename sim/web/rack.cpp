@@ -106,7 +106,7 @@ Json summary_of(const Board &board) {
   size_t version = std::hash<std::string>()(tool::panel_picture(board));
   return {{"version", std::to_string(version)},
           {"alarm", board.gpio.alarm_led != 0},
-          {"temperature", degrees_of(board.i2c.sensor.value[0])},
+          {"temperature", degrees_of(board.i2c.sensor.value[kSensorTemperature])},
           {"sensor_present", board.i2c.sensor_present != 0},
           {"clock_present", board.i2c.clock_present != 0},
           {"bus_held", board.i2c.busy != 0},
