@@ -22,7 +22,7 @@ struct LoggedEntry {
 /** Puts an act into the log, with the time. Its number is the next one. */
 void keep(Board &board, LoggedEntry entry);
 
-/** Takes the act that stands behind `position` acts, which it moves behind it. */
+/** Returns the act that begins at `position`, and moves `position` behind it. */
 LoggedEntry take_entry(const Watch &watch, uint32_t &position);
 /** The first position at which a whole act stands that the log still has. */
 uint32_t oldest_position(const Watch &watch);

@@ -114,7 +114,7 @@ void check_meant(const Watch &watch, const MeantAct &meant) {
   if (meant.newest_known != watch.acts_done) throw Failure("nothing is undone: the board was made anew in between");
 }
 
-/** The later acts that cannot be undone, but for those that an undo has passed over before. */
+/** Names of the later acts that cannot be undone, without those that an earlier undo has passed over already. */
 Words passed_over(const Watch &watch, uint32_t number) {
   std::vector<LoggedEntry> entries = entries_of(watch);
   Words names;

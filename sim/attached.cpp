@@ -109,7 +109,7 @@ const Attached *environment_board() {
   return nullptr;
 }
 
-// Everything but the rules that may be half done is checked when it is used.
+// The dead holder may have left anything half done. Each part is checked when it is used; only the rules are counted anew.
 void recover_lock(Board &board) {
   count_rules(board);
   pthread_mutex_consistent(&board.mutex);

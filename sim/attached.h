@@ -31,7 +31,7 @@ void make_shared_mutex(pthread_mutex_t &mutex, int type = PTHREAD_MUTEX_NORMAL);
  *  is not set, and ENXIO, after one line on stderr, if the board is unusable. */
 const Attached *environment_board();
 
-/** Makes the board's lock usable again, for one who got it because its holder has died. */
+/** For a caller that got the lock because its holder has died: makes the lock usable again. */
 void recover_lock(Board &board);
 
 /** Wakes those who watch the board. */

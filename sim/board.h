@@ -29,7 +29,7 @@ inline int64_t wrapping_difference(int64_t first, int64_t second) {
   return static_cast<int64_t>(static_cast<uint64_t>(first) - static_cast<uint64_t>(second));
 }
 
-/** The number among the board's changes that the one that is being made will have; under the board's lock. */
+/** The number that the change in progress will have. The caller holds the board's lock. */
 inline uint32_t number_of_change(const Board &board) { return board.watch.changes + 1; }
 
 /** The board's time: the host's, advanced by the pauses that were counted instead of slept. */
@@ -119,7 +119,7 @@ void set_clock(Board &board, int64_t seconds);
 constexpr size_t kClockTimeBytes = 7;
 /** The time in real-time data, in seconds as above. */
 int64_t clock_reading(const uint8_t *fields);
-/** The weekday that the chip keeps, counted from the one of its date. */
+/** How many days the chip's weekday is ahead of the weekday of its date. */
 uint8_t weekday_shift(int weekday, const std::tm &date);
 /** The number of the weekday in real-time data. */
 int clock_weekday(const uint8_t *fields);
@@ -150,9 +150,10 @@ uint32_t jack_register(const Board &board, unsigned port, uint32_t number, const
 /** The same PHY gets another link partner. */
 void replug_jack(Board &board, unsigned port, uint16_t speed, bool full_duplex);
 
-/** SoC, switch-chip and port PHY registers: what was written comes back. Before that it is 0, or tells the link of an RJ45
- *  port. False when the table is full. */
+/** A register of the SoC, of the switch chip or of a port's PHY: the value that was written last. Before the first write it
+ *  is 0; some registers of an RJ45 port's PHY tell its link. */
 uint32_t read_register(const Board &board, RegisterSpace space, uint8_t port, uint32_t address);
+/** Returns false when the table of written registers is full. */
 bool write_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
 
 /** The SoC register with the loss-of-signal lines of the main board's cages, and the bit of the first one. */

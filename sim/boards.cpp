@@ -151,6 +151,7 @@ OpenBoard open_board(const std::string &name, Intent intent) {
   bool is_held = t_held.open != nullptr && t_held.name == name;
   if (!is_held) return open_folder(folder_of(name), intent);
   const OpenBoard &held = *t_held.open;
+  // The holder has the lock, and logs all that is done as one act: this part of it logs nothing.
   return {held.folder, held.attached, nullptr, LoggedAct(*held, Intent::Look)};
 }
 

@@ -23,11 +23,12 @@ void log_change(Board &board, const ChangedValue &value);
 void change_byte(Board &board, uint8_t &byte, uint8_t value);
 /** Sets a register, and logs it. False when the table of registers is full. */
 bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t address, uint32_t value);
-/** Logs that bytes were programmed, or that a sector was erased. Writes to the same sector on end are one entry. */
+/** Logs that bytes were programmed, or that a sector was erased. Writes of one process to one sector, one after the other,
+ *  are one entry. */
 void log_flash_write(Board &board, uint32_t address, uint32_t bytes);
 void log_flash_erase(Board &board, uint32_t sector);
 
-/** Lets another process sign the changes of this one, which is its tool. */
+/** Signs the changes of this process with the name of another one: this process is its tool. */
 void sign_for(uint32_t process, const char *program);
 
 }  // namespace zelsim

@@ -228,7 +228,7 @@ uint32_t transmitters_off(const Board &board) {
   return off;
 }
 
-// Of the registers only what they do is told: which transmitters they switch, and the main board's outputs.
+// Logs only what a write does: the transmitters that it switches, and the main board's outputs.
 void write_value(Board &board, ExpanderPlace place, ExpanderPort where, uint8_t written) {
   uint8_t &value = chip_at(board, place).value[where.kind][where.port];
   uint8_t before = value;

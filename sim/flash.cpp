@@ -26,7 +26,7 @@ constexpr uint32_t kUpperSegment = 0x1000000;
 constexpr long kPageProgramNs = 500000;
 constexpr long kSectorEraseNs = 700000000;
 
-// The driver selects the segment of an access and does not select the old one again.
+// An access that reaches the upper segment selects it. Only the request SelectLowerSegment selects the lower one again.
 void select_segment(Board &board, int64_t last_address) {
   if (last_address >= kUpperSegment) board.flash.extended_address = 1;
 }

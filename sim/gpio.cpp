@@ -102,7 +102,8 @@ const Request kGpioRequests[] = {
 
 RequestTable gpio_requests() { return kGpioRequests; }
 
-// A single DC supply sets the first DC bit wherever it is plugged. The bits for good keep their places.
+// A single DC supply sets the first DC bit wherever it is plugged; in place 2 it sets the second one, too. The bits for good
+// keep their places.
 uint8_t power_status(const Board &board) {
   Supply first = board.supply[0];
   Supply second = board.supply[1];

@@ -25,7 +25,7 @@ struct CallBytes {
 struct NodeCall {
   CallKind kind;
   Node node = Node::None;
-  int fd = -1;               // a run of debugCmd prints there; a command line may run it several times: -1
+  int fd = -1;               // of the node; of a run of debugCmd, its standard output; -1 for a command line
   int flags = 0;             // of an open
   int whence = 0;            // of a seek
   uint32_t number = 0;       // the whole ioctl code of a request
@@ -40,7 +40,7 @@ struct NodeCall {
   int64_t ended_ns = 0;
 };
 
-/** True for a command that is a run of debugCmd. */
+/** True for a run of debugCmd. A command line, which may run it several times, has no descriptor. */
 constexpr bool is_tool_run(const NodeCall &call) { return call.kind == CallKind::Command && call.fd >= 0; }
 
 /** The text of a call without its result, as a trace has it. Returns its length. */

@@ -39,7 +39,8 @@ Layout layout_of(Shape shape) {
   return {0, ""};
 }
 
-// Every read of a module selects its cage, and every transfer hands its record to the driver: they tell nothing.
+// The selection of a cage is not logged: every read of a module moves it. Whole records are not logged either: every poll
+// hands one to the driver.
 bool is_logged(size_t offset, size_t size) { return size == 1 && offset != offsetof(Board, gpio.selected_cage); }
 
 FaultCall fault_call(const RequestEvent &event) {

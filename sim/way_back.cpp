@@ -81,7 +81,7 @@ void restore_cage(Commands &commands, unsigned port, const Cage &before, const C
   }
   restore_signals(commands, port, before, cage);
   for (const std::string &command : measured_commands(port, before, after, plugs)) commands.add(command);
-  // The link partner of a plugged module is the one that every module starts with.
+  // A plug gives the module the usual link partner, so the link is always set behind it.
   bool other_link = plugs || link_text(before) != link_text(after);
   if (before.phy != PhyKind::None && other_link) restore_link(commands, port, before);
 }

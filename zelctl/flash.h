@@ -28,7 +28,8 @@ struct Extent {
 uint32_t start_of_selector(uint32_t selector);
 uint32_t length_of_selector(uint32_t selector);
 
-/** A region's place in the tool's own list, which also has the one that no selector names: 0 to kRegionCount - 1. */
+/** The place of a region in the tool's own list, 0 to kRegionCount - 1. The list also has the test area, which has no
+ *  selector. */
 enum class RegionPlace : uint32_t {};
 /** By code or name in upper or lower case; nothing for any other text. */
 std::optional<RegionPlace> region_named(const std::string &text);
