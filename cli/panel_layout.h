@@ -47,9 +47,15 @@ inline constexpr Light kLights[] = {
     {"speed27", "", Green, 69, 69, 8, 27},
 };
 
-/** The lamps of the lamp test, by their positions on the serial-GPIO chain, beside each other. A terminal shows them while
- *  one is lit. */
-inline constexpr const char *kTestLamps[] = {"lamp-5-1", "lamp-13-1", "lamp-5-3", "lamp-6-1"};
+/** A lamp of the lamp test, with its position on the serial-GPIO chain. */
+struct TestLamp {
+  const char *name;
+  unsigned group;
+  unsigned bit;
+};
+/** They stand beside each other. A terminal shows them while one is lit. */
+inline constexpr TestLamp kTestLamps[] = {
+    {"lamp-5-1", 5, 1}, {"lamp-13-1", 13, 1}, {"lamp-5-3", 5, 3}, {"lamp-6-1", 6, 1}};
 inline constexpr char kTestLegend[] = "TEST";
 inline constexpr Colour kTestColour = Amber;
 inline constexpr int kTestLegendX = 29;

@@ -137,7 +137,7 @@ void draw_test_lamps(const Picture &picture, const PanelState &state) {
     const int place = static_cast<int>(i);
     const int x = kX + 9 + place % 2 * kLampStep;
     const int y = kFirstLightY + (1 + place / 2) * kLightRowStep;
-    picture.shape(kShapes[lit], x, y, colour_of_led(layout::kTestColour), layout::kTestLamps[i]);
+    picture.shape(kShapes[lit], x, y, colour_of_led(layout::kTestColour), layout::kTestLamps[i].name);
   }
 }
 

@@ -43,9 +43,6 @@ constexpr Indicator kIndicators[] = {
     {"speed_27", "speed27", offsetof(Gpio, speed_led[3]), {4, 3}},
 };
 
-/** The positions that the lamp test lights. */
-constexpr ChainPosition kTestLamps[] = {{5, 1}, {13, 1}, {5, 3}, {6, 1}};
-
 /** The LED with this name in the panel's layout; null if there is none. */
 constexpr const Indicator *indicator_of_led(std::string_view led) {
   for (const Indicator &indicator : kIndicators) {

@@ -103,8 +103,10 @@ void add_supplies(PanelState &state, const Board &board) {
 }
 
 void add_test_lamps(PanelState &state, const Board &board) {
-  static_assert(std::tuple_size_v<decltype(PanelState::test_lamps)> == std::size(kTestLamps));
-  for (size_t i = 0; i < std::size(kTestLamps); ++i) state.test_lamps[i] = kTestLamps[i].state(board);
+  for (size_t i = 0; i < state.test_lamps.size(); ++i) {
+    const panel_layout::TestLamp &lamp = panel_layout::kTestLamps[i];
+    state.test_lamps[i] = board.chain[lamp.group][lamp.bit];
+  }
 }
 
 PanelState state_of(const Board &board) {

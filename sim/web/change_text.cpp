@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "../../cli/panel_layout.h"
 #include "../../cli/text.h"
 #include "board.h"
 #include "indicators.h"
@@ -79,7 +80,9 @@ std::string chain_text(const Watch &watch, uint32_t entry) {
   ChainPosition position = {static_cast<unsigned>(number / kChainBits), static_cast<unsigned>(number % kChainBits)};
   if (repeats_led(watch, entry, position)) return "";
   std::string name = "serial GPIO " + std::to_string(position.group) + '.' + std::to_string(position.bit);
-  bool is_of_test = std::ranges::find(tool::kTestLamps, position) != std::end(tool::kTestLamps);
+  bool is_of_test = std::ranges::any_of(panel_layout::kTestLamps, [&](const panel_layout::TestLamp &lamp) {
+    return position == ChainPosition{lamp.group, lamp.bit};
+  });
   if (is_of_test) name = "lamp test, " + name;
   return arrow(name, led_word(change.before), led_word(change.after));
 }

@@ -1,5 +1,6 @@
 #include "history.h"
 
+#include "../../cli/panel_layout.h"
 #include "indicators.h"
 #include "trace.h"
 
@@ -31,8 +32,8 @@ void History::look(const Board &board) {
   }
   for (const tool::Indicator &indicator : tool::kIndicators)
     record(std::string("led-") + indicator.key, indicator.state(board.gpio));
-  for (const tool::ChainPosition &lamp : tool::kTestLamps)
-    record("lamp-" + std::to_string(lamp.group) + '.' + std::to_string(lamp.bit), lamp.state(board));
+  for (const panel_layout::TestLamp &lamp : panel_layout::kTestLamps)
+    record("lamp-" + std::to_string(lamp.group) + '.' + std::to_string(lamp.bit), board.chain[lamp.group][lamp.bit]);
   record("faults", board.rule_count);
   record("busy", board.i2c.busy);
 }
