@@ -5,13 +5,6 @@
 #include "tool.h"
 
 namespace zelsim::tool {
-namespace {
-
-// The tolerances of VolatileText.
-constexpr int64_t kClockTolerance = 60;        // seconds; a chip gains or loses some in a month
-constexpr double kTemperatureTolerance = 2.0;  // degrees Celsius
-
-}  // namespace
 
 void Findings::add(const std::string &field, const std::string &recorded, const std::string &model) {
   if (recorded != model) found_.push_back({field, recorded, model});
@@ -19,7 +12,8 @@ void Findings::add(const std::string &field, const std::string &recorded, const 
 
 void Findings::add_clock(const std::string &field, int64_t recorded, int64_t model) {
   if (recorded == model) return;
-  bool is_near = std::abs(recorded - model) <= kClockTolerance;
+  auto distance = static_cast<double>(std::abs(recorded - model));
+  bool is_near = distance <= kVolatileTexts[kClockValue].limit;
   if (is_near) {
     tolerate(kClockValue);
   } else {
@@ -29,7 +23,7 @@ void Findings::add_clock(const std::string &field, int64_t recorded, int64_t mod
 
 void Findings::add_degrees(const std::string &field, double recorded, double model) {
   if (recorded == model) return;
-  bool is_near = std::abs(recorded - model) <= kTemperatureTolerance;
+  bool is_near = std::abs(recorded - model) <= kVolatileTexts[kTemperatureValue].limit;
   if (is_near) {
     tolerate(kTemperatureValue);
   } else {
