@@ -1,6 +1,5 @@
 #include <errno.h>
 #include <stdarg.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 
@@ -8,7 +7,7 @@
 #include "recorder.h"
 #include "recorder_caller.h"
 #include "recorder_file.h"
-#include "trace.h"
+#include "trace_line.h"
 
 // A recorded call is one line: its time, duration, process and thread; then the text that a trace has; then what a replay
 // needs besides.
@@ -35,10 +34,8 @@ class RecordLine {
   __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    int written = vsnprintf(text_ + size_, room_ - size_, format, arguments);
+    size_ += print_list(text_ + size_, room_ - size_, format, arguments);
     va_end(arguments);
-    if (written > 0) size_ += static_cast<size_t>(written);
-    if (size_ >= room_) size_ = room_ - 1;
   }
 
   void add_text(const char *text) {

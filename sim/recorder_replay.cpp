@@ -3,7 +3,6 @@
 #include <limits.h>
 #include <pthread.h>
 #include <stdarg.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include "request.h"
 #include "system_calls.h"
 #include "tape.h"
+#include "trace_line.h"
 
 // Answers from a recording. Each thread of the program makes the calls of one recorded thread, in their order. Its calls
 // show which one that is.
@@ -173,10 +173,8 @@ class Message {
     constexpr size_t kRoom = sizeof tape().head().message;
     va_list arguments;
     va_start(arguments, format);
-    int written = vsnprintf(text + size_, kRoom - size_, format, arguments);
+    size_ += print_list(text + size_, kRoom - size_, format, arguments);
     va_end(arguments);
-    if (written > 0) size_ += static_cast<size_t>(written);
-    if (size_ >= kRoom) size_ = kRoom - 1;
   }
 
   void add_line(const char *before, const TapeCall &call) {

@@ -1,29 +1,15 @@
 #include <ctype.h>
 #include <errno.h>
-#include <stdarg.h>
-#include <stdio.h>
 #include <string.h>
 
 #include "call_names.h"
 #include "recorder.h"
-#include "trace.h"
+#include "trace_line.h"
 
 // The part of a recorded line that a trace has, too.
 
 namespace zelsim {
 namespace {
-
-// Returns the length of the text that is there, which may have been cut.
-size_t print_into(char *text, size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
-size_t print_into(char *text, size_t size, const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  int written = vsnprintf(text, size, format, arguments);
-  va_end(arguments);
-  if (written < 0) return 0;
-  auto length = static_cast<size_t>(written);
-  return length < size ? length : size - 1;
-}
 
 size_t request_text(const NodeCall &call, char *text, size_t size) {
   CallBytes after = call.taken.size > 0 ? call.taken : call.given;

@@ -1,6 +1,7 @@
 #include "trace_line.h"
 
 #include <errno.h>
+#include <stdio.h>
 
 #include "nodes.h"
 
@@ -122,20 +123,28 @@ size_t request_line(const RequestEvent &event, char *text, size_t size) {
   return length;
 }
 
+size_t print_list(char *text, size_t room, const char *format, va_list arguments) {
+  int written = vsnprintf(text, room, format, arguments);
+  if (written < 0) return 0;
+  auto length = static_cast<size_t>(written);
+  return length < room ? length : room - 1;
+}
+
+size_t print_into(char *text, size_t room, const char *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  size_t length = print_list(text, room, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
 size_t result_text(long result, int error, char *text, size_t size) {
   constexpr long kHighestDecimal = 9;
-  int written = 0;
   if (result == kNoResult) return 0;
-  if (result < 0) {
-    const char *name = strerrorname_np(error);
-    written = snprintf(text, size, " = -1 %s", name != nullptr ? name : "?");
-  } else if (result > kHighestDecimal) {
-    written = snprintf(text, size, " = 0x%lx", result);
-  } else {
-    written = snprintf(text, size, " = %ld", result);
-  }
-  auto length = written > 0 ? static_cast<size_t>(written) : 0;
-  return length < size ? length : size - 1;
+  if (result > kHighestDecimal) return print_into(text, size, " = 0x%lx", result);
+  if (result >= 0) return print_into(text, size, " = %ld", result);
+  const char *name = strerrorname_np(error);
+  return print_into(text, size, " = -1 %s", name != nullptr ? name : "?");
 }
 
 }  // namespace zelsim

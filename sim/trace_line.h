@@ -1,7 +1,6 @@
 #pragma once
 
 #include <stdarg.h>
-#include <stdio.h>
 #include <string.h>
 
 #include "trace.h"
@@ -10,12 +9,15 @@
 
 namespace zelsim {
 
+/** Prints into a room of at least one byte. A text that is too long is cut. Returns the length of what is there, without the
+ *  zero that ends it. */
+size_t print_list(char *text, size_t room, const char *format, va_list arguments);
+__attribute__((format(printf, 3, 4))) size_t print_into(char *text, size_t room, const char *format, ...);
+
 class TraceLine {
  public:
   void add_list(const char *format, va_list arguments) {
-    int written = vsnprintf(text_ + size_, sizeof text_ - size_, format, arguments);
-    if (written > 0) size_ += static_cast<size_t>(written);
-    if (size_ > kMost) size_ = kMost;
+    size_ += print_list(text_ + size_, kMost + 1 - size_, format, arguments);
   }
 
   __attribute__((format(printf, 2, 3))) void add(const char *format, ...) {
