@@ -70,6 +70,8 @@ struct Diagnostics {
 
 std::string calibration_name(const Diagnostics &diagnostics);
 
+/** The byte of page A2h that sums all bytes before it. */
+constexpr size_t kDiagnosticsChecksum = 95;
 /** First byte of the flags on page A2h. A module clears its flags when they are read. */
 constexpr uint8_t kDiagnosticsFlags = 112;
 

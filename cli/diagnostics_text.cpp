@@ -49,15 +49,6 @@ static Json row_of(const Measurement &measurement) {
   return row;
 }
 
-static std::string checksum_text(ModulePage page) {
-  constexpr size_t kChecksum = 95;
-  uint8_t sum = 0;
-  for (size_t at = 0; at < kChecksum; ++at) sum = static_cast<uint8_t>(sum + page[at]);
-  const uint8_t stored = page[kChecksum];
-  if (sum == stored) return format("0x%02X correct", stored);
-  return format("0x%02X wrong, should be 0x%02X", stored, sum);
-}
-
 Json decode_diagnostics(ModulePage identification, ModulePage page) {
   const Diagnostics found = diagnostics_in(identification, page);
   Json decoded = Json::object();
@@ -73,7 +64,7 @@ Json decode_diagnostics(ModulePage identification, ModulePage page) {
   decoded["tx_fault"] = bit_or_null(found.tx_fault);
   decoded["rx_los"] = bit_or_null(found.rx_los);
   decoded["flags_latched"] = found.has_flags;
-  decoded["checksum"] = checksum_text(page);
+  decoded["checksum"] = checksum_text(page, 0, kDiagnosticsChecksum);
   Json rows = Json::array();
   for (const Measurement &measurement : found.measured) rows.push_back(row_of(measurement));
   decoded["measured"] = rows;

@@ -91,7 +91,7 @@ static uint8_t sum_before(ModulePage page, size_t first, size_t checksum) {
   return static_cast<uint8_t>(std::accumulate(field.begin(), field.end(), 0U));
 }
 
-static std::string checksum_text(ModulePage page, size_t first, size_t checksum) {
+std::string checksum_text(ModulePage page, size_t first, size_t checksum) {
   const uint8_t sum = sum_before(page, first, checksum);
   const uint8_t stored = page[checksum];
   if (sum == stored) return format("0x%02X correct", stored);

@@ -31,3 +31,6 @@ std::vector<uint32_t> named_registers();
 Json decode_register(uint32_t number, uint16_t value);
 
 #endif
+/** A checksum, and whether it is right: it sums the bytes from `first` on.
+ *  @param checksum  its place */
+std::string checksum_text(ModulePage page, size_t first, size_t checksum);
