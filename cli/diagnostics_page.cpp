@@ -214,9 +214,13 @@ Crossed limits_crossed(const Measurement &measurement) {
   return crossed;
 }
 
-bool announces_diagnostics(ModulePage identification) { return (identification[kMonitoringType] & kImplemented) != 0; }
+bool announces_diagnostics(ModulePage identification) {
+  return (identification[page_a0::kMonitoringType] & kImplemented) != 0;
+}
 
-bool needs_address_change(ModulePage identification) { return (identification[kMonitoringType] & kAddressChange) != 0; }
+bool needs_address_change(ModulePage identification) {
+  return (identification[page_a0::kMonitoringType] & kAddressChange) != 0;
+}
 
 static CalibrationKind calibration_of(uint8_t monitoring_type) {
   if ((monitoring_type & kExternallyCalibrated) != 0) return CalibrationKind::External;
@@ -235,8 +239,8 @@ static std::optional<bool> status_bit(bool offered, bool set) {
 }
 
 Diagnostics diagnostics_in(ModulePage identification, ModulePage page) {
-  const uint8_t type = identification[kMonitoringType];
-  const uint8_t offered = identification[kEnhancedOptions];
+  const uint8_t type = identification[page_a0::kMonitoringType];
+  const uint8_t offered = identification[page_a0::kEnhancedOptions];
   const uint8_t status = page[kStatus];
   const bool has_tx_disable = (offered & kTxDisableOffered) != 0;
   const bool has_tx_fault = (offered & kTxFaultOffered) != 0;

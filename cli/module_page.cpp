@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <numeric>
 
+using namespace page_a0;
+
 /** Names of the bits that are set in a run of bytes. `names` begins with the highest bit of the first byte. */
 static Json set_bits(std::span<const uint8_t> bytes, const std::string &names) {
   Json set = Json::array();
@@ -50,32 +52,6 @@ struct Length {
 };
 constexpr Length kLengths[] = {{"length_smf_km", 14, 1000}, {"length_smf", 15, 100},         {"length_om2", 16, 10},
                                {"length_om1", 17, 10},      {"length_copper_or_om4", 18, 1}, {"length_om3", 19, 10}};
-
-/* Bytes of the page. */
-constexpr size_t kIdentifier = 0;
-constexpr size_t kExtendedIdentifier = 1;
-constexpr size_t kConnector = 2;
-constexpr size_t kComplianceCodes = 3;
-constexpr size_t kEthernetCodes = 6;
-constexpr size_t kCableTechnology = 8;
-constexpr size_t kEncoding = 11;
-constexpr size_t kNominalRate = 12;
-constexpr size_t kRateIdentifier = 13;
-constexpr size_t kVendorName = 20;
-constexpr size_t kExtendedCompliance = 36;
-constexpr size_t kVendorOui = 37;
-constexpr size_t kVendorPart = 40;
-constexpr size_t kVendorRevision = 56;
-constexpr size_t kWavelength = 60;
-constexpr size_t kBaseChecksum = 63;
-constexpr size_t kOptionValues = 64;
-constexpr size_t kUpperMargin = 66;
-constexpr size_t kLowerMargin = 67;
-constexpr size_t kSerialNumber = 68;
-constexpr size_t kDateCode = 84;
-constexpr size_t kRevision = 94;
-constexpr size_t kExtendedChecksum = 95;
-constexpr size_t kVendorSpecific = 96;
 
 constexpr uint8_t kSfp = 3;                    // identifier
 constexpr uint8_t kRj45 = 0x22;                // connector

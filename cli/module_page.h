@@ -8,9 +8,35 @@
 constexpr size_t kPageLength = 128;  // the defined half of the page
 using ModulePage = std::span<const uint8_t, kPageLength>;
 
-/* Bytes of page A0h that tell of page A2h. */
-constexpr size_t kMonitoringType = 92;
-constexpr size_t kEnhancedOptions = 93;
+/** Places of the fields on page A0h. */
+namespace page_a0 {
+constexpr size_t kIdentifier = 0;
+constexpr size_t kExtendedIdentifier = 1;
+constexpr size_t kConnector = 2;
+constexpr size_t kComplianceCodes = 3;  // eight bytes
+constexpr size_t kEthernetCodes = 6;
+constexpr size_t kCableTechnology = 8;
+constexpr size_t kEncoding = 11;
+constexpr size_t kNominalRate = 12;  // in 100 MBd
+constexpr size_t kRateIdentifier = 13;
+constexpr size_t kVendorName = 20;  // 16 characters, as the part and serial numbers
+constexpr size_t kExtendedCompliance = 36;
+constexpr size_t kVendorOui = 37;
+constexpr size_t kVendorPart = 40;
+constexpr size_t kVendorRevision = 56;
+constexpr size_t kWavelength = 60;  // two bytes, in nm
+constexpr size_t kBaseChecksum = 63;
+constexpr size_t kOptionValues = 64;  // two bytes; what the second checksum sums begins here
+constexpr size_t kUpperMargin = 66;
+constexpr size_t kLowerMargin = 67;
+constexpr size_t kSerialNumber = 68;
+constexpr size_t kDateCode = 84;
+constexpr size_t kMonitoringType = 92;   // tells of page A2h
+constexpr size_t kEnhancedOptions = 93;  // tells of page A2h
+constexpr size_t kRevision = 94;
+constexpr size_t kExtendedChecksum = 95;
+constexpr size_t kVendorSpecific = 96;
+}  // namespace page_a0
 
 /** All fields, in the order of the page. */
 Json decode_page(ModulePage page);
@@ -22,6 +48,9 @@ std::string revision_of(ModulePage page);
 uint32_t signalling_rate(ModulePage page);
 /** True if both checksums are right: bytes 63 and 95. */
 bool checksums_hold(ModulePage page);
+/** A checksum, and whether it is right: it sums the bytes from `first` on.
+ *  @param checksum  its place */
+std::string checksum_text(ModulePage page, size_t first, size_t checksum);
 /** True if the library would bring up this module's copper PHY to classify it. */
 bool is_copper_module(ModulePage page);
 
@@ -31,6 +60,3 @@ std::vector<uint32_t> named_registers();
 Json decode_register(uint32_t number, uint16_t value);
 
 #endif
-/** A checksum, and whether it is right: it sums the bytes from `first` on.
- *  @param checksum  its place */
-std::string checksum_text(ModulePage page, size_t first, size_t checksum);

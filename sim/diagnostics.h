@@ -26,7 +26,8 @@ constexpr unsigned kFlagBytes = 2;
 
 constexpr uint8_t kSelectTxDisable = 0x40;  // a bit of kStatus that the host writes
 
-// Bytes of page A0h that say which parts of page A2h there are, and their bits.
+// Bytes of page A0h that say which parts of page A2h there are, and their bits. The others are in cli/module_page.h, which the
+// models do not use: they need libc only.
 constexpr unsigned kOptions = 65;
 constexpr uint8_t kHasTxDisable = 0x10;
 constexpr uint8_t kHasTxFault = 0x08;

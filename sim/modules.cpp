@@ -17,25 +17,7 @@
 namespace zelsim::tool {
 namespace {
 
-// Bytes of page A0h.
-constexpr size_t kIdentifier = 0;
-constexpr size_t kExtendedIdentifier = 1;
-constexpr size_t kConnector = 2;
-constexpr size_t kTenGigabitCodes = 3;
-constexpr size_t kEthernetCodes = 6;
-constexpr size_t kCableTechnology = 8;
-constexpr size_t kEncoding = 11;
-constexpr size_t kRate = 12;  // in 100 MBd
-constexpr size_t kVendorName = 20;
-constexpr size_t kPartNumber = 40;
-constexpr size_t kVendorRevision = 56;
-constexpr size_t kWavelength = 60;  // two bytes, nm
-constexpr size_t kBaseChecksum = 63;
-constexpr size_t kExtendedFields = 64;
-constexpr size_t kSerialNumber = 68;
-constexpr size_t kDateCode = 84;
-constexpr size_t kExtendedChecksum = 95;
-constexpr size_t kVendorSpecific = 96;
+using namespace page_a0;
 
 constexpr size_t kNameWidth = 16;  // of the vendor's name, the part number and the serial number
 
@@ -106,20 +88,20 @@ MemoryPage page_of(const Kind &kind) {
   page[kIdentifier] = kind.identifier;
   page[kExtendedIdentifier] = kByTwoWireInterface;
   page[kConnector] = kind.connector;
-  page[kTenGigabitCodes] = kind.ten_gigabit_codes;
+  page[kComplianceCodes] = kind.ten_gigabit_codes;
   page[kEthernetCodes] = kind.ethernet_codes;
   page[kCableTechnology] = kind.cable_technology;
   page[kEncoding] = kind.rate >= kTenGigabitRate ? kEncoding64B66B : kEncoding8B10B;
-  page[kRate] = kind.rate;
+  page[kNominalRate] = kind.rate;
   put_padded_text(page, kVendorName, kNameWidth, "ZELSIM");
-  put_padded_text(page, kPartNumber, kNameWidth, kind.part_number);
+  put_padded_text(page, kVendorPart, kNameWidth, kind.part_number);
   put_padded_text(page, kVendorRevision, 4, "1.0");
   put_big_word16_at(page.data(), kWavelength, kind.wavelength);
   put_checksum(page, kIdentifier, kBaseChecksum);
   put_padded_text(page, kSerialNumber, kNameWidth, "ZS00000001");
   put_padded_text(page, kDateCode, 8, "260101");
   put_diagnostics_bits(page, kind.name);
-  put_checksum(page, kExtendedFields, kExtendedChecksum);
+  put_checksum(page, kOptionValues, kExtendedChecksum);
   put_padded_text(page, kVendorSpecific, 32, "virtual module");
   return page;
 }
@@ -183,7 +165,7 @@ Module taken_from_catalogue(Module module, unsigned port) {
   bool is_blank = module.page[kIdentifier] == 0xff;
   if (is_blank) return module;
   put_padded_text(module.page, kSerialNumber, kNameWidth, format("ZS%08u", port));
-  put_checksum(module.page, kExtendedFields, kExtendedChecksum);
+  put_checksum(module.page, kOptionValues, kExtendedChecksum);
   return module;
 }
 
@@ -192,7 +174,7 @@ std::string catalogue_name(const MemoryPage &page) {
     return std::equal(one.begin() + at, one.begin() + at + kNameWidth, other.begin() + at);
   };
   for (const Module &module : catalogue()) {
-    bool is_meant = is_same(module.page, page, kVendorName) && is_same(module.page, page, kPartNumber);
+    bool is_meant = is_same(module.page, page, kVendorName) && is_same(module.page, page, kVendorPart);
     if (is_meant) return module.name;
   }
   return "";
@@ -230,11 +212,11 @@ void plug_module(const CommandLine &line) {
 Json modules_document(const CommandLine &) {
   Json rows = Json::array();
   for (const Module &module : catalogue()) {
-    bool blank = module.page[kPartNumber] == 0xff;
+    bool blank = module.page[kVendorPart] == 0xff;
     std::string part_number = part_number_of(std::span(module.page).first<kPageLength>());
     rows.push_back({{"module", module.name},
                     {"part_number", blank ? "-" : part_number},
-                    {"rate_mbd", module.page[kRate] * 100},
+                    {"rate_mbd", module.page[kNominalRate] * 100},
                     {"phy", module.phy == PhyKind::None ? Json() : Json(phy_name(module.phy))},
                     {"diagnostics", module.diagnostics.has_value()}});
   }
