@@ -27,7 +27,7 @@ static Json led_rows(Report &report) {
 /** @param status  the power status; null = it cannot be read */
 static Json supply_row(uint32_t supply, const Json &status) {
   const uint8_t conf = supply_conf(supply);
-  Json row = record("supply", supply, "conf", conf, "type", name_of("none|AC|DC", conf), "good", nullptr);
+  Json row = record("supply", supply, "conf", conf, "type", name_of(kSupplyTypes, conf), "good", nullptr);
   const bool is_fitted = conf != 0;
   if (is_fitted && status.is_number()) row["good"] = supply_is_good(status.get<uint8_t>(), supply);
   return row;

@@ -123,7 +123,7 @@ static Json power_alarm() { return ask_power(FW_GetPowerAlarm, "power alarm") !=
 
 template <uint32_t Supply>
 static Json supply_type() {
-  return name_of("none|AC|DC", supply_conf(Supply));
+  return name_of(kSupplyTypes, supply_conf(Supply));
 }
 
 /** Null if there is no such supply. */
