@@ -92,5 +92,6 @@ constexpr char kBoardTypes[] = "none|copper|sfp";
 std::string board_type(const Board &board, unsigned slot);
 /** Names of the types of a power supply, in the order of Supply. */
 constexpr char kSupplyTypes[] = "none|ac|dc";
+constexpr char kSupplyTitles[] = "none|AC|DC";  // the same, for people
 
 }  // namespace zelsim::tool

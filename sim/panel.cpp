@@ -29,7 +29,7 @@ bool supply_alarm(const Board &board) {
 }
 
 std::string supply_words(const Board &board) {
-  auto name = [](Supply type) { return name_of("none|AC|DC", static_cast<unsigned>(type)); };
+  auto name = [](Supply type) { return name_of(kSupplyTitles, static_cast<unsigned>(type)); };
   std::string first = name(board.supply[0]);
   std::string second = name(board.supply[1]);
   if (first == "none" && second == "none") return "none";
@@ -95,7 +95,7 @@ void add_modules(PanelState &state, const Board &board) {
 void add_supplies(PanelState &state, const Board &board) {
   for (unsigned i = 0; i < kSupplies; ++i) {
     bool is_there = board.supply[i] != Supply::None;
-    std::string type = is_there ? name_of("none|AC|DC", static_cast<unsigned>(board.supply[i])) : "";
+    std::string type = is_there ? name_of(kSupplyTitles, static_cast<unsigned>(board.supply[i])) : "";
     state.supply_states[i] = {type, board.supply_good[i] != 0};
   }
   state.supplies_text = supply_words(board);
