@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -105,6 +106,13 @@ bool write_all(int fd, Bytes bytes) {
     bytes = bytes.subspan(static_cast<size_t>(written));
   }
   return true;
+}
+
+std::string content_of(int fd) {
+  const off_t size = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);
+  std::string text(static_cast<size_t>(size), '\0');
+  if (pread(fd, text.data(), text.size(), 0) < 0) return {};
+  return text;
 }
 
 void refuse_unreadable(const std::string &path, const std::string &argument) {

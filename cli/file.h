@@ -45,6 +45,9 @@ void write_output(const std::string &path, Bytes bytes, const std::string &argum
 /** Writes all bytes, in several calls if needed. @return false with errno if that fails */
 bool write_all(int fd, Bytes bytes);
 
+/** All that a file in memory holds. */
+std::string content_of(int fd);
+
 /** Ends the command with a line that says why the file cannot be read; errno has the reason. */
 [[noreturn]] void refuse_unreadable(const std::string &path, const std::string &argument = "FILE");
 /** Reads a whole file, or standard input for "-". Refuses a file of more than `most` bytes. */

@@ -35,14 +35,6 @@ std::optional<Words> plain_words(std::string line) {
   return words;
 }
 
-std::vector<uint8_t> content_of(int fd) {
-  off_t size = sys::lseek(fd, 0, SEEK_END);
-  std::vector<uint8_t> bytes(static_cast<size_t>(std::max<off_t>(size, 0)));
-  ssize_t count = sys::pread(fd, bytes.data(), bytes.size(), 0);
-  bytes.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
-  return bytes;
-}
-
 // All links have settled when the recording begins.
 void settle(Board &board, int64_t began_us) {
   for (Cage &cage : board.cages) {
@@ -148,7 +140,8 @@ std::optional<Answer> Model::command(const RecordedCall &recorded) {
   int error = start_child(child, *words, own_environment(), printed.get(), complaint.get());
   if (error != 0) throw Failure(words->front() + ": cannot be run: " + std::strerror(error));
   int status = wait_for_child(child, kLimit).value_or(kHangs);
-  return Answer{status, 0, content_of(printed.get())};
+  std::string text = content_of(printed.get());
+  return Answer{status, 0, {text.begin(), text.end()}};
 }
 
 std::optional<Answer> Model::answer(const RecordedCall &recorded) {

@@ -25,13 +25,6 @@ void start_output() {
   close(target);
 }
 
-std::string content_of(int fd) {
-  const off_t size = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);
-  std::string text(static_cast<size_t>(size), '\0');
-  if (pread(fd, text.data(), text.size(), 0) < 0) return {};
-  return text;
-}
-
 Printed printed_by(const std::function<uint32_t()> &call) {
   fflush(stdout);
   const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);

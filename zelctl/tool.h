@@ -155,8 +155,6 @@ struct Printed {
   std::string text;
 };
 Printed printed_by(const std::function<uint32_t()> &call);
-/** All that a file in memory holds. */
-std::string content_of(int fd);
 
 inline void show(const Json &data) { print(data, settings.json); }
 /** Prints bytes as a hex dump; repeated lines become one asterisk. */
