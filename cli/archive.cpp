@@ -184,11 +184,12 @@ static bool checksum_holds(const Header &header) {
 static std::string name_in(const Header &header) {
   std::string name = text_in(header.name);
   const bool folder_is_in_name = header.prefix[0] == '\0';
-  if (folder_is_in_name) name.erase(0, name.find('/') + 1);
+  const size_t slash = name.find('/');
+  if (folder_is_in_name && slash != std::string::npos) name.erase(0, slash + 1);
   return name;
 }
 
-Failure damaged_archive() { return Failure("the archive is cut off or damaged"); }
+static Failure damaged_archive() { return Failure("the archive is cut off or damaged"); }
 
 ArchivedFiles files_of_tar(Bytes archive) {
   ArchivedFiles files;

@@ -128,7 +128,7 @@ static void print_table(const Json &rows) {
   const size_t total = std::accumulate(widths.begin(), widths.end(), size_t{0});
   if (total > room) narrow_columns(lines, widths);
   const bool has_one_column = widths.size() == 1;
-  if (has_one_column) print_columns(lines, widths, 1, 1);
+  if (has_one_column) print_columns(lines, widths, 1, 1);  // column 0 alone: the range of the others is empty
   size_t first = 1;
   while (first < widths.size()) {
     const size_t end = columns_that_fit(widths, first, room);

@@ -88,13 +88,17 @@ class TransferComparison {
   }
 
   // The high byte of a register comes first. A low byte that was not read counts as zero.
+  static unsigned register_at(std::span<const uint8_t> bytes, size_t at, size_t len) {
+    bool has_low_byte = at + 1 < len;
+    return has_low_byte ? big_word16_at(bytes.data(), at) : unsigned{bytes[at]} << 8;
+  }
+
   void compare_phy(size_t len) {
     uint32_t first = first_offset();
     for (size_t i = 0; i < len; i += 2) {
       unsigned number = first + static_cast<unsigned>(i / 2);
-      bool is_half = i + 1 == len;
-      unsigned recorded = is_half ? unsigned{recorded_[i]} << 8 : big_word16_at(recorded_.data(), i);
-      unsigned model = is_half ? unsigned{model_[i]} << 8 : big_word16_at(model_.data(), i);
+      unsigned recorded = register_at(recorded_, i, len);
+      unsigned model = register_at(model_, i, len);
       if (recorded == model) continue;
       bool counts_only = ((recorded ^ model) & compared_bits(number)) == 0;
       if (counts_only) {

@@ -26,10 +26,12 @@ struct Process {
 bool parse(char *line, Process &process) {
   char *begin = strchr(line, '(');
   char *end = strrchr(line, ')');
-  if (begin == nullptr || end == nullptr || strlen(end) < sizeof ") S 1") return false;
+  constexpr size_t kParentAt = 4;  // behind ") S "
+  bool is_whole = begin != nullptr && end != nullptr && strlen(end) > kParentAt;
+  if (!is_whole) return false;
   *end = '\0';
   snprintf(process.name, sizeof process.name, "%s", begin + 1);
-  process.parent = static_cast<pid_t>(strtol(end + sizeof ") S", nullptr, 10));
+  process.parent = static_cast<pid_t>(strtol(end + kParentAt, nullptr, 10));
   return true;
 }
 

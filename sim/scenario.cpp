@@ -73,11 +73,11 @@ void perform_act(const TimedAct &act, Perform how) {
   Captured output(out);
   Captured errors(stderr);
   int status = execute(act.words, how);
+  if (status == 0) return;
   std::string why = errors.text();
   std::erase(why, '\n');
   constexpr std::string_view kPrefix = "zelsim: ";
   if (why.starts_with(kPrefix)) why.erase(0, kPrefix.size());
-  if (status == 0) return;
   if (how == Perform::Check) throw Usage(act.place + ": " + why);
   throw Failure(act.place + ": " + why);
 }

@@ -37,13 +37,16 @@ bool copy_board(const OpenBoard &board, const std::string &folder) {
 ScratchBoard::ScratchBoard(const std::string &name) : folder_(fs::temp_directory_path() / "zelsim-XXXXXX") {
   OpenBoard board = look_at(name);
   if (mkdtemp(folder_.data()) == nullptr) throw Failure("cannot make " + folder_ + ": " + std::strerror(errno));
-  char error[2 * kPathMax];
-  bool copied = copy_board(board, folder_);
-  if (!copied)
-    std::snprintf(error, sizeof error, "cannot copy the board to %s: %s", folder_.c_str(), std::strerror(errno));
-  if (copied && attach(folder_.c_str(), &attached_, error, sizeof error)) return;
+  std::string why;
+  if (copy_board(board, folder_)) {
+    char attach_error[kPathMax] = "";
+    if (attach(folder_.c_str(), &attached_, attach_error, sizeof attach_error)) return;
+    why = attach_error;
+  } else {
+    why = "cannot copy the board to " + folder_ + ": " + std::strerror(errno);
+  }
   remove_folder();
-  throw Failure(error);
+  throw Failure(why);
 }
 
 ScratchBoard::~ScratchBoard() {

@@ -104,7 +104,9 @@ void BoardChanges::compare_answers(const std::vector<Reading> &readings) {
     event.now = silence.empty() ? kAnswers : kSilent;
     event.detail = silence;
     event.trouble = !silence.empty();
-    note(name + "?", event, kAnswers);
+    // A reading may have the same name, such as "relay".
+    const std::string key = name + "?";
+    note(key, event, kAnswers);
   }
 }
 

@@ -42,7 +42,8 @@ Json port_rows(const std::function<Json(uint32_t port, Fitted fitted)> &row) {
   Json rows = Json::array();
   Fitted fitted = Fitted::None;
   for (uint32_t port = 0; port <= FW_PORT_LAST; ++port) {
-    if (port % FW_PORTS_PER_SLOT == 0) fitted = fitted_at(port);
+    const bool is_first = port % FW_PORTS_PER_SLOT == 0;  // of a slot, or of the main board
+    if (is_first) fitted = fitted_at(port);
     rows.push_back(row(port, fitted));
   }
   return rows;
