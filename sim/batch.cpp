@@ -89,7 +89,7 @@ void batch(const CommandLine &) {
   // Each command gets its own standard input; the questions go on at another descriptor.
   FILE *questions = fdopen(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3), "r");
   if (questions == nullptr) throw Failure(std::string("standard input: ") + std::strerror(errno));
-  std::unique_ptr<FILE, int (*)(FILE *)> closed(questions, std::fclose);
+  std::unique_ptr<FILE, int (*)(FILE *)> closes_at_end(questions, std::fclose);
   const std::filesystem::path own_folder = std::filesystem::current_path();
   char *line = nullptr;
   size_t room = 0;

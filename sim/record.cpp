@@ -43,7 +43,7 @@ class PlainFile {
     if (file_.get() < 0) throw Failure("--output: " + why_not_written(path));
     bool is_taken = flock(file_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     if (is_taken) throw Failure("--output: another zelsim record writes into '" + path + "'");
-    sys::truncate(file_.get());
+    sys::make_empty(file_.get());
   }
 
   const std::string &path() const { return path_; }

@@ -45,7 +45,7 @@ inline ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
 }
 
 /** Makes an ordinary file empty. */
-inline void truncate(int fd) { syscall(SYS_ftruncate, fd, 0L); }
+inline void make_empty(int fd) { syscall(SYS_ftruncate, fd, 0L); }
 inline off_t lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
 
 inline void futex_wait(uint32_t *word, uint32_t value, const timespec &at_most) {

@@ -40,7 +40,7 @@ struct Group {
   Json lines = Json::array();  // numbers of the first ones in the recording
 };
 
-class Report {
+class DifferenceTable {
  public:
   void add(const RecordedCall &recorded, const Differences &differences) {
     constexpr size_t kLines = 5;
@@ -107,7 +107,7 @@ void verify_model(const CommandLine &line) {
   const Recording recording = read_recording(line.words[0]);
   std::filesystem::path folder = look_at(line.board).folder;
   Model model(line.board, recording);
-  Report report;
+  DifferenceTable table;
   Tolerated tolerated = {};
   unsigned compared = 0;
   Json skipped = Json::array();
@@ -116,14 +116,14 @@ void verify_model(const CommandLine &line) {
     if (!answer && recorded.call.kind == CallKind::Command) skipped.push_back(row_of_skipped(recorded));
     if (!answer) continue;
     ++compared;
-    report.add(recorded, compare(recorded, *answer, model.selected_port(), tolerated));
+    table.add(recorded, compare(recorded, *answer, model.selected_port(), tolerated));
   }
   print(record("recording", line.words[0], "board", folder.filename().native(), "calls", recording.calls.size(),
-               "compared", compared, "differing", report.differing(), "tolerances", tolerances_of(tolerated),
-               "differences", report.rows(), "skipped", skipped),
+               "compared", compared, "differing", table.differing(), "tolerances", tolerances_of(tolerated),
+               "differences", table.rows(), "skipped", skipped),
         line.json);
-  if (report.differing() == 0) return;
-  std::string result = format("the model answers %u of %u calls otherwise", report.differing(), compared);
+  if (table.differing() == 0) return;
+  std::string result = format("the model answers %u of %u calls otherwise", table.differing(), compared);
   bool is_recorded_one = escaped(folder) == recording.board;
   if (is_recorded_one) result += kHint;
   throw Failure(result);

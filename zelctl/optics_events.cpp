@@ -88,7 +88,7 @@ static std::string telling_text(const Measurement &measurement) {
   return text;
 }
 
-/** The standing after the one that a word names. */
+/** The name of the standing now, if the standing before had this name. */
 static std::string settled_name(const std::string &before, const Measurement &measurement) {
   const auto known = index_in(kStandings, before);
   const Standing standing = known ? static_cast<Standing>(*known) : Standing::Normal;
@@ -108,7 +108,7 @@ static Reading blank(const std::string &port, const Source &source, const Watche
 }
 
 /** The readings of a module that does not answer. Their last known states stay. */
-static std::vector<Reading> silent(const std::string &port, const Source &source, const std::string &why) {
+static std::vector<Reading> silent_readings(const std::string &port, const Source &source, const std::string &why) {
   std::vector<Reading> readings;
   for (const WatchedQuantity &quantity : kWatchedQuantities) {
     readings.push_back(blank(port, source, quantity));
@@ -118,7 +118,7 @@ static std::vector<Reading> silent(const std::string &port, const Source &source
 }
 
 static std::vector<Reading> readings_of(const Optics &optics) {
-  if (!optics.silence.empty()) return silent(optics.which, optics.source, optics.silence);
+  if (!optics.silence.empty()) return silent_readings(optics.which, optics.source, optics.silence);
   std::vector<Reading> readings;
   if (!optics.measures) return readings;
   for (const WatchedQuantity &quantity : kWatchedQuantities) {
@@ -138,7 +138,7 @@ void add_optics(Round &round, std::vector<Reading> &readings) {
   const auto add = [&](const std::vector<Reading> &more) { added.insert(added.end(), more.begin(), more.end()); };
   for (const Reading &reading : readings) {
     const bool presence_unknown = is_module_reading(reading) && !reading.value;
-    if (presence_unknown) add(silent(reading.which, reading.source, reading.silence));
+    if (presence_unknown) add(silent_readings(reading.which, reading.source, reading.silence));
   }
   for (const Optics &optics : read_optics(round, readings, Flags::Left)) add(readings_of(optics));
   readings.insert(readings.end(), added.begin(), added.end());
