@@ -50,7 +50,7 @@ static std::string wrong_usage(const CLI::App &app, const CLI::Error &error) {
   const std::string extra = words_left(app);
   if (!extra.empty()) return extra + ": not expected";
   if (kind == "RequiredError") {
-    const bool command = text.starts_with("A ");  // "A subcommand is required"
+    const bool command = text.starts_with("A ");  // "A subcommand is required", "A command is required"
     const std::string missing = command ? "COMMAND" : before(text, " is ");
     return missing + ": missing";
   }

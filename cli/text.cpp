@@ -48,7 +48,7 @@ std::string format(const char *pattern, ...) {
   return text;
 }
 
-// A tie such as 6.5535 is a little less or a little more as a binary number: it is rounded as the decimal number that it means.
+// A tie such as 6.5535 has no exact binary form. Scaling it first rounds it as the decimal number that it means.
 std::string decimal_text(double number, int decimals) {
   const double scale = std::pow(10, decimals);
   const std::string text = format("%.*f", decimals, std::round(number * scale) / scale);

@@ -20,6 +20,7 @@ class Findings {
   void add_clock(const std::string &field, int64_t recorded, int64_t model);
   /** The same for two temperatures. */
   void add_degrees(const std::string &field, double recorded, double model);
+  /** Counts a value that agrees only within its tolerance. */
   void tolerate(VolatileValue value) { ++tolerated_[value]; }
 
   const Differences &differences() const { return found_; }

@@ -82,8 +82,8 @@ struct Reading {
   std::optional<double> value;
   std::string silence;  // why there is no value
   std::string detail;   // more for people to read
-  /** The present state, if the state before is known: a value must be back from a threshold by a margin. Null = the
-   *  state is the word of the value. */
+  /** The present state if the state before was `before`: a value that has crossed a threshold is back only behind a margin.
+   *  Null: the state is the word of the value. */
   std::function<std::string(const std::string &before)> settled;
 
   /** The value in the words of the table's `states`, or as a number. */

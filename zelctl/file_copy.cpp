@@ -33,7 +33,7 @@ struct Outcome {
 static Outcome copy_through_pipe(const std::string &path, uint64_t size,
                                  const std::function<uint32_t(int file)> &copy) {
   enum { kReadEnd, kWriteEnd };
-  constexpr int kSmallest = 4096;  // bytes in the pipe are not shown by the progress
+  constexpr int kSmallest = 4096;  // the progress also counts the bytes that are still in the pipe
   std::ifstream file(path, std::ios::binary);
   if (!file) throw Failure{path + ": " + std::strerror(errno)};
   start_change();

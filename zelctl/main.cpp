@@ -26,7 +26,7 @@ static int run_on_virtual_switch(std::vector<char *> arguments) {
 
 /** Does what the command line asks for. */
 static void work() {
-  if (!chosen_action()) throw CLI::RequiredError("A command");
+  if (!chosen_action()) throw CLI::RequiredError("A command");  // in the parser's words, which program.cpp replaces
   start_output();
   say_when_ended("interrupted");
   chosen_action()();
