@@ -78,7 +78,7 @@ uint32_t FW_SetPortSfpTxDisable(uint32_t port, uint32_t disable) {
     byte = static_cast<uint8_t>(byte & ~signal.mask);
   }
 
-  for (int write = 0; write < zel::kMostWrites; ++write) {
+  for (int write = 0; write < zel::kWriteAttempts; ++write) {
     if (const uint32_t failed = zel::write_persistently(signal, byte); failed != 0) return failed;
     uint8_t state = 0;  // a read-back that fails leaves 0, which matches when the transmitter is switched on
     const uint32_t result = FW_GetPortSfpTxDisable(port, &state);

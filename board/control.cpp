@@ -24,16 +24,16 @@ uint32_t FW_SetDiagNoOperationFlag(uint32_t flag) {
 }
 
 uint32_t FW_GetDiagNoOperationFlag(void) { return diag_no_operation_flag; }
-uint32_t FW_SetFlashAccessFlag(uint32_t flag) { return zel::send_byte(zel::kSetFlashAccess, flag != 0); }
+uint32_t FW_SetFlashAccessFlag(uint32_t flag) { return zel::send_byte(zel::kSetFlashAccessFlag, flag != 0); }
 
 uint32_t FW_GetFlashAccessFlag(void) {
   uint8_t flag = 0;
-  if (!zel::request(zel::kGetFlashAccess, &flag).made) return FW_FAIL;
+  if (!zel::request(zel::kGetFlashAccessFlag, &flag).made) return FW_FAIL;
   return flag;
 }
 
 uint32_t FW_RstFlagSet(uint32_t flag) { return zel::send_byte(zel::kSetResetFlag, flag); }
-uint32_t FW_RstProcGet(uint8_t *state) { return zel::get_byte(zel::kGetResetState, state); }
+uint32_t FW_RstProcGet(uint8_t *state) { return zel::get_byte(zel::kGetResetProcess, state); }
 
 uint32_t FW_GetRstKey(uint32_t *key) {
   uint8_t record = 0;
@@ -41,13 +41,13 @@ uint32_t FW_GetRstKey(uint32_t *key) {
   return answer.hand_out(key, uint32_t{record});
 }
 
-uint32_t FW_HwReset(void) { return zel::send_byte(zel::kResetHardware, 0); }
+uint32_t FW_HwReset(void) { return zel::send_byte(zel::kHardwareReset, 0); }
 uint32_t FW_SystemReset(void) { return 0; }
 uint32_t FW_SetIOVal(uint32_t value) { return zel::send_byte(zel::kSetIoValue, value); }
 
 uint32_t FW_Wdt_Enable(void) { return zel::send_byte(zel::kEnableWatchdog, 0); }
 uint32_t FW_Wdt_Toggle(void) { return zel::send_byte(zel::kToggleWatchdog, 0); }
-uint32_t FW_Wdt_Toggle_Stop(void) { return zel::send_byte(zel::kStopWatchdog, 0); }
+uint32_t FW_Wdt_Toggle_Stop(void) { return zel::send_byte(zel::kStopWatchdogToggle, 0); }
 
 uint32_t FW_Show_Wdt_Status(void) {
   constexpr uint32_t kControlRegister = 0x20300;

@@ -4,6 +4,6 @@
 namespace zel {
 
 /// A write is repeated until the register reads back the value, this often at most.
-inline constexpr int kMostWrites = 100;
+inline constexpr int kWriteAttempts = 100;
 
 }  // namespace zel

@@ -29,7 +29,7 @@ constexpr Step kMainSteps[] = {{0x76, 1, 0x22}, {0x78, 1, 0x22}, {0x76, 3, 0x11}
                                {0x7A, 3, 0xFF}, {0x4C, 3, 0x80}, {0x4C, 7, 0x7F}};
 
 uint32_t write_and_verify(const Step &step) {
-  for (int write = 0; write < kMostWrites; ++write) {
+  for (int write = 0; write < kWriteAttempts; ++write) {
     if (const uint32_t failed = write_register(step.address, step.reg, 1, &step.value); failed != 0) return failed;
     uint8_t check = 0;
     if (const uint32_t failed = read_register(step.address, step.reg, 1, &check); failed != 0) return failed;

@@ -1,4 +1,5 @@
 // Every request that the library makes, by driver and in the order of the numbers, and the records that several share.
+// The requests have the names that traces, faults and pages use.
 #pragma once
 
 #include <stdint.h>
@@ -35,44 +36,44 @@ inline constexpr Request kSetRingFailLed = gpio(0x8C);
 inline constexpr Request kGetRingFailLed = gpio(0x8D);
 inline constexpr Request kSetSpeedLed = gpio(0x92);
 inline constexpr Request kGetSpeedLed = gpio(0x93);
-inline constexpr Request kGetResetState = gpio(0x94);
+inline constexpr Request kGetResetProcess = gpio(0x94);
 inline constexpr Request kSetResetFlag = gpio(0x95);
 inline constexpr Request kSetIoValue = gpio(0x97);
 inline constexpr Request kGetPowerStatus = gpio(0x98);
-inline constexpr Request kResetHardware = gpio(0x99);
+inline constexpr Request kHardwareReset = gpio(0x99);
 inline constexpr Request kGetResetKey = gpio(0x9A);
 inline constexpr Request kEnableWatchdog = gpio(0x9B);
 inline constexpr Request kToggleWatchdog = gpio(0x9C);
-inline constexpr Request kStopWatchdog = gpio(0x9D);
+inline constexpr Request kStopWatchdogToggle = gpio(0x9D);
 inline constexpr Request kGetDiagFlag = gpio(0xD5);
 inline constexpr Request kSetDiagFlag = gpio(0xD6);
-inline constexpr Request kGetFlashAccess = gpio(0xD7);
-inline constexpr Request kSetFlashAccess = gpio(0xD8);
+inline constexpr Request kGetFlashAccessFlag = gpio(0xD7);
+inline constexpr Request kSetFlashAccessFlag = gpio(0xD8);
 inline constexpr Request kGetSocRegister = gpio(0xE0);
 inline constexpr Request kSetSocRegister = gpio(0xE1);
 
 inline constexpr Request kGetBoardType = i2c(0x96);
-inline constexpr Request kReadDevice = i2c(0xB0);
-inline constexpr Request kWriteDevice = i2c(0xB1);
+inline constexpr Request kBufRead = i2c(0xB0);
+inline constexpr Request kBufWrite = i2c(0xB1);
 inline constexpr Request kGetBusy = i2c(0xB2);
 inline constexpr Request kSetBusy = i2c(0xB3);
 inline constexpr Request kRefreshBus = i2c(0xB4);
-inline constexpr Request kLoadClock = i2c(0xBA);
-inline constexpr Request kGetClockAlive = i2c(0xC0);
+inline constexpr Request kGetRtc = i2c(0xBA);
+inline constexpr Request kGetRtcAlive = i2c(0xC0);
 inline constexpr Request kGetSensorAlive = i2c(0xC1);
 inline constexpr Request kGetBoardAlive = i2c(0xC2);
 inline constexpr Request kSetBoardAlive = i2c(0xC3);
-inline constexpr Request kStoreClock = i2c(0xC4);
-inline constexpr Request kStoreTemperature = i2c(0xC5);
-inline constexpr Request kLoadTemperature = i2c(0xC6);
-inline constexpr Request kSetClockFail = i2c(0xC7);
-inline constexpr Request kSetSensorFail = i2c(0xC8);
+inline constexpr Request kSetRtc = i2c(0xC4);
+inline constexpr Request kSetTemperature = i2c(0xC5);
+inline constexpr Request kGetTemperature = i2c(0xC6);
+inline constexpr Request kSetRtcFail = i2c(0xC7);
+inline constexpr Request kSetTemperatureFail = i2c(0xC8);
 
 inline constexpr Request kEraseSector = spi_flash(0xD1);
-inline constexpr Request kReadFlashId = spi_flash(0xD2);
-inline constexpr Request kReadStatus = spi_flash(0xD9);
+inline constexpr Request kGetFlashId = spi_flash(0xD2);
+inline constexpr Request kGetStatusRegister = spi_flash(0xD9);
 inline constexpr Request kGetChipIndex = spi_flash(0xDA);
-inline constexpr Request kSelectLowSegment = spi_flash(0xDD);
+inline constexpr Request kSelectLowerSegment = spi_flash(0xDD);
 
 /// The only numbers that all three drivers know.
 constexpr Request set_debug_mode(Node node) { return on_node(node, 0xDB); }

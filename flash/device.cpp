@@ -23,11 +23,11 @@ uint32_t FW_GetDebug_SpiFlash(void) {
 }
 
 uint32_t FW_FlashGetIndex(uint8_t *index) { return zel::request(zel::kGetChipIndex, index).result; }
-uint32_t FW_GetFlashId(void *id) { return zel::request(zel::kReadFlashId, id).result; }
+uint32_t FW_GetFlashId(void *id) { return zel::request(zel::kGetFlashId, id).result; }
 
 uint32_t FW_FlashStatusReg(void) {
   // The request's result is not looked at, not even that the node did not open: the pause's result is the answer.
-  zel::request(zel::kReadStatus, nullptr);
+  zel::request(zel::kGetStatusRegister, nullptr);
   return static_cast<uint32_t>(usleep(2));
 }
 

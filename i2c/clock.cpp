@@ -48,11 +48,11 @@ rtc_record decode(const uint8_t (&raw)[7], uint8_t status) {
 }  // namespace
 }  // namespace zel
 
-uint32_t FW_GetRTC_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetClockAlive, alive); }
+uint32_t FW_GetRTC_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetRtcAlive, alive); }
 
 uint32_t FW_GetRtc(rtc_record *rec) {
   if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
-  return zel::fill_record(zel::kLoadClock, rec);
+  return zel::fill_record(zel::kGetRtc, rec);
 }
 
 uint32_t FW_SetRtc(rtc_record *rec) {
@@ -81,7 +81,7 @@ uint32_t FW_SetRtc1224(const uint8_t *mode) {
   return zel::write_chip(zel::kStatus1, 1, &status);
 }
 
-uint32_t FW_RTC_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetClockFail, fail); }
+uint32_t FW_RTC_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetRtcFail, fail); }
 
 uint32_t FW_PollRtc(void) {
   if (const uint32_t refusal = zel::check_clock(); refusal != 0) return refusal;
@@ -92,5 +92,5 @@ uint32_t FW_PollRtc(void) {
   uint8_t status = 0;
   if (const uint32_t failed = zel::read_chip(zel::kStatus1, 1, &status); failed != 0) return failed;
   rtc_record record = zel::decode(raw, status);
-  return zel::request(zel::kStoreClock, &record).result;
+  return zel::request(zel::kSetRtc, &record).result;
 }

@@ -9,10 +9,10 @@ uint32_t FW_GetLM75_Alive(uint8_t *alive) { return zel::get_byte(zel::kGetSensor
 
 uint32_t FW_GetTemperature(temp_record *rec) {
   if (const uint32_t refusal = zel::check_alive(FW_GetLM75_Alive); refusal != 0) return refusal;
-  return zel::fill_record(zel::kLoadTemperature, rec);
+  return zel::fill_record(zel::kGetTemperature, rec);
 }
 
-uint32_t FW_Tempereature_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetSensorFail, fail); }
+uint32_t FW_Tempereature_Fail_Set(uint8_t fail) { return zel::send_byte(zel::kSetTemperatureFail, fail); }
 
 uint32_t FW_PollTemperature(void) {
   constexpr uint8_t kSensor = 0x9E;
@@ -25,5 +25,5 @@ uint32_t FW_PollTemperature(void) {
   // The upper nine bits are the temperature in two's complement, half a degree each.
   const int halves = static_cast<int8_t>(raw[0]) * 2 + (raw[1] >> 7);
   temp_record record{static_cast<float>(halves) / 2};
-  return zel::request(zel::kStoreTemperature, &record).result;
+  return zel::request(zel::kSetTemperature, &record).result;
 }

@@ -42,7 +42,7 @@ i2c_xfer make_record(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t
 uint32_t FW_I2C_BufRead(uint8_t addr, uint32_t offset, uint32_t offset_len, uint8_t len, void *buf) {
   if (!zel::fits(offset_len, len, buf)) return FW_FAIL;
   zel::i2c_xfer record = zel::make_record(addr, offset, offset_len, len);
-  const zel::Answer answer = zel::request(zel::kReadDevice, &record);
+  const zel::Answer answer = zel::request(zel::kBufRead, &record);
   if (!answer.made) return FW_FAIL;
   if (len != 0) memcpy(buf, record.data, len);
   usleep(zel::kPause);
@@ -53,7 +53,7 @@ uint32_t FW_I2C_BufWrite(uint8_t addr, uint32_t offset, uint32_t offset_len, uin
   if (!zel::fits(offset_len, len, buf)) return FW_FAIL;
   zel::i2c_xfer record = zel::make_record(addr, offset, offset_len, len);
   if (len != 0) memcpy(record.data, buf, len);
-  const zel::Answer answer = zel::request(zel::kWriteDevice, &record);
+  const zel::Answer answer = zel::request(zel::kBufWrite, &record);
   if (!answer.made) return FW_FAIL;
   usleep(zel::kPause);
   return answer.result;

@@ -103,7 +103,7 @@ uint32_t erase_all_sectors() {
 uint32_t FW_N25Q256A_SetExtendedLow(void) {
   const zel::Descriptor node(zel::open_node(zel::Node::SpiFlash));
   if (!node) return FW_FAIL;
-  const uint32_t result = zel::send(node, zel::kSelectLowSegment, nullptr);
+  const uint32_t result = zel::send(node, zel::kSelectLowerSegment, nullptr);
   if (result != 0) usleep(1);
   return result;
 }
