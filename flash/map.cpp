@@ -83,5 +83,5 @@ uint32_t FW_SpiFlash_GetMapLen(uint32_t selector) {
 
 uint32_t FW_SpiFlash_GetSectorSize(void) {
   if (!zel::n25q256a_fitted()) return FW_REFUSED;
-  return flash_def[FW_FLASH_SECTOR_SIZE];
+  return zel::sector_size();
 }

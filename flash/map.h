@@ -11,8 +11,10 @@ namespace zel {
 /// it has always done so, and programs see which requests it makes.
 inline constexpr uint32_t kCountMask = 0xFFFF;
 
+inline uint32_t sector_size() { return flash_def[FW_FLASH_SECTOR_SIZE]; }
+
 /// Bytes on the whole chip and in a whole-flash image.
-inline uint64_t whole_flash() { return uint64_t{flash_def[FW_FLASH_SECTOR_SIZE]} * flash_def[FW_FLASH_SECTORS]; }
+inline uint64_t whole_flash() { return uint64_t{sector_size()} * flash_def[FW_FLASH_SECTORS]; }
 
 inline uint32_t page_size() { return flash_def[FW_FLASH_PACKED] >> 16; }
 inline uint32_t boot_erase_count() { return flash_def[FW_FLASH_PACKED] & 0xFF; }

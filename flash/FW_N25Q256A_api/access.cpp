@@ -1,6 +1,6 @@
-// Raw access to the N25Q256A. The driver takes the flash address as the node's file position and reaches addresses
-// above 16 MiB through the chip's extended address register; the restoring flavour of each operation sets that register
-// back.
+// Raw access to the N25Q256A. The driver takes the flash address as the node's file position, and reaches addresses
+// above 16 MiB through the chip's extended address register. FW_N25Q256A_ReadFlash, _WriteFlash, _SectorErase and
+// _ChipErase set that register back; FW_N25Q256A_FlashRead, _FlashWrite and _EraseSector do not.
 #include <stdio.h>
 
 #include "board/request.h"
@@ -25,7 +25,7 @@ bool read_at(const Descriptor &node, uint32_t address, uint32_t length, uint8_t 
 }
 
 bool read_span(const Descriptor &node, uint32_t address, uint32_t length, uint8_t *buffer) {
-  const uint32_t piece = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t piece = sector_size();
   if (piece == 0 || length < piece) return read_at(node, address, length, buffer);
 
   const uint32_t pieces = (length / piece) & kCountMask;
@@ -88,7 +88,7 @@ uint32_t erase_all_sectors() {
   if (!node) return FW_FAIL;
   const uint32_t sectors = flash_def[FW_FLASH_SECTORS] & kCountMask;
   for (uint32_t sector = 0; sector < sectors; ++sector) {
-    if (!seek(node, sector * flash_def[FW_FLASH_SECTOR_SIZE])) return FW_FAIL;
+    if (!seek(node, sector * sector_size())) return FW_FAIL;
     const uint32_t result = send(node, kEraseSector, nullptr);
     if (result == 0) printf("Erase chip [%d] percent\n", static_cast<int>(100 * sector / sectors));
     usleep(kChipErasePause);

@@ -28,12 +28,12 @@ void print_progress(uint32_t done, uint32_t steps) {
 }
 
 /// One byte more than a sector, which no read or write touches: it is always 0.
-size_t buffer_size() { return size_t{flash_def[FW_FLASH_SECTOR_SIZE]} + 1; }
+size_t buffer_size() { return size_t{sector_size()} + 1; }
 
 /// Programs `count` bytes of the file, from a sector on, to the same sector of the flash. What fread returns is not
 /// looked at: missing bytes are programmed as zeros.
 bool program_sector(const File &file, uint32_t sector, uint32_t count, const Buffer &buffer) {
-  const uint32_t size_of_sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t size_of_sector = sector_size();
   memset(buffer.get(), 0, buffer_size());
   fseek(file.get(), static_cast<long>(sector) * static_cast<long>(size_of_sector), SEEK_SET);
   [[maybe_unused]] const size_t got = fread(buffer.get(), 1, count, file.get());
@@ -42,7 +42,7 @@ bool program_sector(const File &file, uint32_t sector, uint32_t count, const Buf
 }
 
 bool write_boot(const File &file, uint32_t size, const Buffer &buffer) {
-  const uint32_t size_of_sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t size_of_sector = sector_size();
   const uint32_t whole = (size / size_of_sector) & kCountMask;
   const uint32_t rest = size % size_of_sector;
   const uint32_t erases = boot_erase_count();
@@ -74,7 +74,7 @@ uint32_t write_boot_file(const char *path) {
     if (debugging()) printf("Open Boot file [%s] fail\n", path);
     return FW_FAIL;
   }
-  if (!buffer || flash_def[FW_FLASH_SECTOR_SIZE] == 0) return FW_FAIL;
+  if (!buffer || sector_size() == 0) return FW_FAIL;
   const std::optional<uint32_t> size = size_of(file);
   if (!size) return FW_FAIL;
   if (!write_boot(file, *size, buffer)) return FW_FAIL;

@@ -5,8 +5,8 @@
 
 #include "board/descriptor.h"
 #include "flash/FW_N25Q256A_api/database.h"
+#include "flash/buffer.h"
 #include "flash/file.h"
-#include "flash/result.h"
 
 namespace zel {
 namespace {

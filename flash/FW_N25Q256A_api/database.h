@@ -18,18 +18,23 @@ inline Buffer allocate(uint32_t length, uint32_t limit) {
   return zeroed_buffer(length);
 }
 
+/// Which results of an erase count as a failure. The customise databases take any but 0, the other databases FW_FAIL
+/// alone.
+constexpr bool is_not_zero(uint32_t result) { return result != 0; }
+constexpr bool is_fw_fail(uint32_t result) { return result == FW_FAIL; }
+
 /// Erases sectors from `start` on. Stops at the first result for which `failed` returns true, and returns false.
 template <typename Failed>
 bool erase_sectors(uint32_t start, uint32_t count, Failed failed) {
   for (uint32_t sector = 0; sector < count; ++sector) {
-    if (failed(FW_N25Q256A_SectorErase(start + sector * flash_def[FW_FLASH_SECTOR_SIZE]))) return false;
+    if (failed(FW_N25Q256A_SectorErase(start + sector * sector_size()))) return false;
   }
   return true;
 }
 
 inline uint32_t sectors_in(uint32_t length) {
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  return sector != 0 ? length / sector : 0;
+  const uint32_t size = sector_size();
+  return size != 0 ? length / size : 0;
 }
 
 /// Runs a store under the flash-access flag. `store` releases all that it holds before the flag comes down.

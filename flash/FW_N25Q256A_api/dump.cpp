@@ -15,7 +15,7 @@ constexpr useconds_t kSectorPause = 1;
 constexpr mode_t kFileMode = 0644;
 
 bool dump_sectors(const SectorRange &range, const Descriptor &file, const Buffer &buffer) {
-  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t size = sector_size();
   for (uint32_t done = 0; done < range.count; ++done) {
     memset(buffer.get(), 0, size);
     if (FW_N25Q256A_ReadFlash((range.first + done) * size, size, buffer.get()) == FW_FAIL) return false;
@@ -32,7 +32,7 @@ bool dump_part(const char *path, uint32_t number, uint32_t total) {
   // reset() below.
   Descriptor device(-1);
   Descriptor file(-1);
-  Buffer buffer = make_buffer(flash_def[FW_FLASH_SECTOR_SIZE]);
+  Buffer buffer = make_buffer(sector_size());
   if (!buffer) return false;
   device.reset(open_node(Node::SpiFlash, O_RDONLY));  // held open, though each read opens the node itself
   if (!device) return false;

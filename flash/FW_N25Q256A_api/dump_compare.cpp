@@ -25,7 +25,7 @@ struct Range {
 Range range_of(uint32_t number, uint32_t total) {
   if (number == FW_COMPARE_WHOLE) return {flash_def[FW_FLASH_BOOTLOADER], whole_flash()};
   const SectorRange sectors = sectors_of_part(number, total);
-  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t size = sector_size();
   return {sectors.first * size, uint64_t{sectors.count} * size};
 }
 

@@ -3,16 +3,15 @@
 #include <string.h>
 
 #include "flash/FW_N25Q256A_api/database.h"
-#include "flash/result.h"
 
 namespace zel {
 namespace {
 
 /// How many sectors the blob covers, but not more than the region has.
 uint32_t erase_count(uint32_t length) {
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t size = sector_size();
   uint32_t needed = sectors_in(length);
-  if (sector != 0 && length % sector != 0) ++needed;
+  if (size != 0 && length % size != 0) ++needed;
   const uint32_t available = sectors_in(flash_def[FW_FLASH_GEN_DATABASE_LENGTH]);
   return needed < available ? needed : available;
 }

@@ -20,7 +20,7 @@ bool contains(const Region &region, uint32_t address) {
   const uint32_t start = flash_def[region.start];
   if (address < start) return false;
   if (region.end.sectors == 0) return address < flash_def[region.end.word];
-  return address - start < uint64_t{region.end.sectors} * flash_def[FW_FLASH_SECTOR_SIZE];
+  return address - start < uint64_t{region.end.sectors} * sector_size();
 }
 
 const char *region_code(uint32_t address) {
@@ -33,7 +33,7 @@ const char *region_code(uint32_t address) {
 bool print_cell(uint32_t sector) {
   static constexpr uint8_t kBlank[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                                          0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  const uint32_t address = sector * flash_def[FW_FLASH_SECTOR_SIZE];
+  const uint32_t address = sector * sector_size();
   uint8_t start[sizeof kBlank] = {};
   if (FW_N25Q256A_ReadFlash(address, sizeof start, start) == FW_FAIL) return false;
   const bool erased = memcmp(start, kBlank, sizeof start) == 0;
@@ -51,7 +51,7 @@ void print_sector(const Buffer &bytes, uint32_t size) {
 }
 
 bool show_sector(uint32_t address) {
-  const uint32_t size = flash_def[FW_FLASH_SECTOR_SIZE] / kBytesInLine * kBytesInLine;
+  const uint32_t size = sector_size() / kBytesInLine * kBytesInLine;
   Descriptor device(-1);  // closed after the buffer is released: buffer.h tells why
   const Buffer bytes = zeroed_buffer(size);
   if (!bytes) return false;
@@ -88,7 +88,7 @@ uint32_t FW_N25Q256A_CheckSector(void) {
 }
 
 uint32_t FW_N25Q256A_ReadSector(uint32_t sector) {
-  if (!zel::show_sector(sector * flash_def[FW_FLASH_SECTOR_SIZE])) return FW_FAIL;
+  if (!zel::show_sector(sector * zel::sector_size())) return FW_FAIL;
   FW_N25Q256A_SetExtendedLow();
   return 0;
 }

@@ -2,7 +2,7 @@
 #include <stdio.h>
 
 #include "flash/FW_N25Q256A_api/database.h"
-#include "flash/result.h"
+#include "flash/buffer.h"
 
 namespace zel {
 namespace {

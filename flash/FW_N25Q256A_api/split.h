@@ -12,10 +12,10 @@ struct SectorRange {
 
 /// The sectors of one part. Sectors that the division leaves over belong to no part.
 inline SectorRange sectors_of_part(uint32_t number, uint32_t total) {
-  const uint32_t sector = flash_def[FW_FLASH_SECTOR_SIZE];
-  if (sector == 0) return {};
+  const uint32_t size = sector_size();
+  if (size == 0) return {};
   // The same as sectors / total, unless the table describes 4 GiB or more: the product wraps at 32 bits.
-  const uint32_t count = sector * flash_def[FW_FLASH_SECTORS] / total / sector;
+  const uint32_t count = size * flash_def[FW_FLASH_SECTORS] / total / size;
   return {(number - 1) * count, count};
 }
 
