@@ -24,7 +24,9 @@ struct BoardInSlot {
 };
 
 BoardInSlot query_slot(uint32_t slot) {
-  uint8_t type = FW_BOARD_COPPER;  // stays if the query fails without an answer: no cages, but no copper board either
+  // If FW_GetDauBoard writes no type, this one stays. has_cages() is then false because of the type, is_copper() because
+  // of the result.
+  uint8_t type = FW_BOARD_COPPER;
   const uint32_t result = FW_GetDauBoard(slot, &type);
   return {result, type};
 }

@@ -5,6 +5,7 @@
 namespace zel {
 
 int open_node(Node node, int flags) {
+  // In the order of Node.
   static constexpr char kPaths[][32] = {"/dev/zel_gpio", "/dev/zel_i2c", "/dev/zel_spi_flash"};
   return open(kPaths[static_cast<uint8_t>(node)], flags);
 }

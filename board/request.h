@@ -29,8 +29,7 @@ struct Answer {
   bool made;        // false: the node did not open, and the driver saw nothing
   uint32_t result;  // the driver's; FW_FAIL for a request that was not made
 
-  /// The end of a function with an out-parameter. If the request was made, the parameter is written, even if the result
-  /// is a failure. If the request was not made, the parameter is not written.
+  /// Writes `value` to an out-parameter if the request was made, even if it failed. Returns the result.
   template <typename Value>
   uint32_t hand_out(Value *out, Value value) const {
     if (made) *out = value;
@@ -56,11 +55,11 @@ uint32_t fill_record(Request what, Record *record) {
   return send(node, what, record);
 }
 
-/// The end of a function that opens the node before it looks at its argument, and then refuses it: FW_FAIL.
+/// Opens and closes the node; returns FW_FAIL. For functions that open their node before they refuse an argument.
 uint32_t open_and_fail(Node node);
 
-/// Reads a driver's debug mode straight into the exported byte and prints it. Only FW_FAIL suppresses the line: after a
-/// request that the kernel refused it shows the byte as it was before.
+/// Reads a driver's debug mode straight into the exported byte and prints it. Returns the request's result. If that is
+/// FW_FAIL, prints nothing. If the kernel refuses the request, prints the byte as it was before.
 uint32_t read_debug_mode(Node node, uint8_t *mode, const char *on, const char *off);
 
 }  // namespace zel

@@ -3,8 +3,8 @@
 //
 // A slot has two 16-bit expanders, for four cages each, and an 8-bit one for loss of signal (inputs in register 0). A
 // 16-bit expander has its inputs in registers 0 and 1, its outputs in 2 and 3. Two cages share registers 0 and 2, two
-// share 1 and 3. Each has four bits there: presence (bit 0, in), transmit fault (bit 1, in), transmit disable (bit 2,
-// out), unused (bit 3, out).
+// share 1 and 3. The first of two cages has the low four bits, the second one the high four: presence (in), transmit
+// fault (in), transmit disable (out), unused (out), from the lowest on.
 //
 // The main board has 8-bit expanders, with inputs in register 0 and outputs in register 1. 0x7A has presence and loss
 // of signal, 0x76 and 0x78 have transmit fault and transmit disable.

@@ -34,8 +34,8 @@ struct Entry {
   size_t size() const { return name + value + 2; }  // with "=" and NUL
 };
 
-/// What the list has of a slot. A name without a NUL had no "=": it ends where the slot's fill begins, its value is
-/// empty.
+/// The lengths of a slot's entry in the list. A name without a NUL had no "=": it ends where the slot's fill begins, and
+/// its value is empty.
 Entry entry_of(const env_slot &slot) {
   const size_t name = strnlen(slot.name, sizeof slot.name);
   if (name < sizeof slot.name) {
@@ -92,7 +92,8 @@ env_slot *first_unused() {
   return slot;
 }
 
-/// Size of the list if the slot `changed` has an entry of the wanted size.
+/// Size of the list if the slot `changed` has an entry of the wanted size. If `changed` is the first unused slot, the
+/// used slots behind it belong to the list, too.
 size_t list_size_with(const env_slot *changed, size_t wanted) {
   size_t size = kListEnd;
   for (const env_slot &slot : env_data) {

@@ -30,9 +30,7 @@ uint32_t switch_transmitter_on(uint32_t port) {
 }
 
 uint32_t bring_copper_up(uint32_t port, const char *line, uint32_t set_sgmii, uint8_t verbose, CopperState *state) {
-  // Programs look for these texts: the spelling stays.
-  static constexpr char kBusBusy[] = "I2C Bus Busy";
-  static constexpr char kTransmitterBusy[] = "IC Bus busy";
+  static constexpr char kTransmitterBusy[] = "IC Bus busy";  // programs look for it: the spelling stays
   FW_SFP_mDelay(kSettle);
   if (verbose != 0) puts(line);
   if (const uint32_t failed = switch_transmitter_on(port); failed != 0) {

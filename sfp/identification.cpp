@@ -12,7 +12,6 @@
 namespace zel {
 namespace {
 
-constexpr char kBusBusy[] = "I2C Bus Busy";
 constexpr char kSerdesOnlyPart[] = "AXGT-R154-0M06";
 
 struct Field {
@@ -59,7 +58,8 @@ void show_vendor_specific(uint32_t port, const VendorSpecific &bytes) {
   }
 }
 
-/// The first read tells whether there is a module at all.
+/// Reads the vendor-specific bytes, the first read of a module. Returns 0; FW_I2C_BUSY; or FW_FAIL if there is no
+/// module.
 uint32_t probe(uint32_t port, VendorSpecific &bytes, uint8_t verbose) {
   const uint32_t result = read_register(FW_SFP_MEMORY, kVendorSpecific, sizeof bytes, bytes);
   if (result == 0) return 0;
@@ -81,7 +81,9 @@ uint32_t bring_up_and_show_copper(uint32_t port, bool serdes_only, uint32_t set_
   return 0;
 }
 
-uint32_t report_unreadable(uint32_t port, uint32_t result, uint8_t *speed) {
+/// Ends FW_Get_SFP_Speed when the identification cannot be read. A busy bus: returns FW_I2C_BUSY. Any other failure: sets
+/// *speed to FW_SFP_NOT_A_MODULE, returns FW_FAIL. Prints a line for either in debug mode.
+uint32_t end_unreadable(uint32_t port, uint32_t result, uint8_t *speed) {
   if (result == FW_I2C_BUSY) return note_busy(result, i2c_debug_mode, kBusBusy);
   if (i2c_debug_mode == 1) printf("SFP %d non exist! \n", static_cast<int>(port));
   *speed = FW_SFP_NOT_A_MODULE;
@@ -117,7 +119,7 @@ uint32_t FW_Show_SFP_Moudle(uint32_t port, uint32_t set_sgmii, uint8_t verbose) 
 uint32_t FW_Get_SFP_Speed(uint32_t port, uint8_t *speed) {
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;
   zel::BaseId id{};
-  if (const uint32_t failed = zel::read_id(&id); failed != 0) return zel::report_unreadable(port, failed, speed);
+  if (const uint32_t failed = zel::read_id(&id); failed != 0) return zel::end_unreadable(port, failed, speed);
 
   const zel::ModuleClass &module = zel::classify(id);
   *speed = module.code;

@@ -17,8 +17,8 @@ constexpr uint8_t kAdvertisement = 4;
 
 /// What differs between the three register functions.
 struct AccessRules {
-  bool busy_is_empty;     // a busy bus counts as an empty cage
-  const char *busy_line;  // of a busy bus that does not
+  bool busy_is_empty;     // true: a busy bus counts as an empty cage
+  const char *busy_line;  // printed for a busy bus; null if busy_is_empty
   uint32_t not_copper;    // result for a module without a PHY
 };
 
@@ -27,7 +27,8 @@ constexpr AccessRules kShow{.busy_is_empty = false, .busy_line = "I2C Bus busy",
 constexpr AccessRules kSet{.busy_is_empty = true, .busy_line = nullptr, .not_copper = 0};
 constexpr AccessRules kGet{.busy_is_empty = false, .busy_line = "I2C bus busy", .not_copper = FW_FAIL};
 
-/// Gets a copper module ready for register access. If that fails, or there is no PHY: the result that ends the call.
+/// Gets a copper module ready for register access. Returns nothing if a register can be accessed, else the result that
+/// ends the call.
 std::optional<uint32_t> prepare_access(uint32_t port, const AccessRules &rules) {
   FW_SFP_mDelay(kSettle);
   if (const uint32_t failed = FW_SfpSel(port); failed != 0) return failed;

@@ -19,12 +19,14 @@ struct CopyTexts {
   const char *verify_failed;
 };
 
-constexpr CopyTexts kImageTexts{
-    "FW_N25Q256A_FlashCopy() erase error ...", "\nFW_N25Q256A_FlashCopy() write flash error ...",
-    "\nFW_N25Q256A_FlashCopy() write size=[%d] crc=[%08x]\n", "FW_N25Q256A_FlashCopy() Verify fail-CRC error"};
-constexpr CopyTexts kBootTexts{
-    "FW_N25Q256A_FlashCopyBoot() erase error ...", "\nFW_N25Q256A_FlashCopyBoot() write flash error ...",
-    "\nFW_N25Q256A_FlashCopyBoot() write size=[%d] crc=[%08x]\n", "FW_N25Q256A_FlashCopyBoot() Verify fail-CRC error"};
+constexpr CopyTexts kImageTexts{.erase_failed = "FW_N25Q256A_FlashCopy() erase error ...",
+                                .write_failed = "\nFW_N25Q256A_FlashCopy() write flash error ...",
+                                .written = "\nFW_N25Q256A_FlashCopy() write size=[%d] crc=[%08x]\n",
+                                .verify_failed = "FW_N25Q256A_FlashCopy() Verify fail-CRC error"};
+constexpr CopyTexts kBootTexts{.erase_failed = "FW_N25Q256A_FlashCopyBoot() erase error ...",
+                               .write_failed = "\nFW_N25Q256A_FlashCopyBoot() write flash error ...",
+                               .written = "\nFW_N25Q256A_FlashCopyBoot() write size=[%d] crc=[%08x]\n",
+                               .verify_failed = "FW_N25Q256A_FlashCopyBoot() Verify fail-CRC error"};
 
 /// What differs between the copies.
 struct CopyStyle {

@@ -28,7 +28,8 @@ struct SlotTexts {
   const char *empty;
 };
 
-// Programs look for these texts: the spelling stays.
+// By slot, in the table's order: Gen 1 and 2, customise 1 and 2, shared. Programs look for these texts: the spelling
+// stays.
 constexpr SlotTexts kTexts[kSlotCount] = {
     {"config1:len=[0x%08x] checksun=[0x%08x]\n", "Config database 1 is empty"},
     {"config2:len=[0x%08x] checksun=[0x%08x]\n", "Config database 2 is empty"},
