@@ -189,7 +189,7 @@ ZEL_API uint32_t FW_ShowPhyRegister(uint32_t port, uint32_t reg);
 /** @name System flags
  *  If the diagnostic flag and the no-operation flag are both set, the image copies, the three database writes, the dump
  *  compare and the environment write do nothing and fail. All of them but the environment write hold the flash-access
- *  flag while they run. The others that change the flash look at no flag and set none: raw access,
+ *  flag while they run. Every other function that changes the flash looks at no flag and sets none: raw access,
  *  FW_N25Q256A_WriteBoot, the MAC address backup, the partition table and the custom identity.
  *  @{ */
 

@@ -32,9 +32,9 @@ ZEL_BEGIN_DECLS
 #define FW_TABLE_WRITE_GEN_1 2u       /**< writes it */
 #define FW_TABLE_READ_GEN_2 3u        /**< reads the slot of Gen database 2 */
 #define FW_TABLE_WRITE_GEN_2 4u       /**< writes it */
-#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< reads the slot of customise database 1; the database's functions do not */
+#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< reads the slot of customise database 1; FW_ReadCustomizeDatabase does not */
 #define FW_TABLE_WRITE_CUSTOMIZE_1 6u /**< writes it */
-#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< reads the slot of customise database 2; the database's functions do not */
+#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< reads the slot of customise database 2; FW_ReadCustomizeDatabase does not */
 #define FW_TABLE_WRITE_CUSTOMIZE_2 8u /**< writes it */
 #define FW_TABLE_READ_SHARED 9u       /**< reads the slot of the shared database */
 #define FW_TABLE_WRITE_SHARED 10u     /**< writes it */

@@ -95,19 +95,19 @@ ZEL_API uint32_t FW_SpiFlash_SectorErase(uint32_t address);
  *  @return 0; FW_FAIL (node, seek); or the failed erase request's result. The sectors before it are erased then */
 ZEL_API uint32_t FW_SpiFlash_ChipErase(void);
 
-/** As FW_ReadFlash, without asking for the chip.  @copydetails FW_ReadFlash */
+/** Reads bytes of the flash, without asking for the chip.  @copydetails FW_ReadFlash */
 ZEL_API uint32_t FW_N25Q256A_ReadFlash(uint32_t address, uint32_t length, uint8_t *buffer);
-/** As FW_N25Q256A_ReadFlash without selecting the lower segment.  @copydetails FW_ReadFlash */
+/** Reads bytes of the flash; asks for no chip, selects no segment.  @copydetails FW_ReadFlash */
 ZEL_API uint32_t FW_N25Q256A_FlashRead(uint32_t address, uint32_t length, uint8_t *buffer);
-/** As FW_WriteFlash, without asking for the chip and without its additional 2 us.  @copydetails FW_WriteFlash */
+/** Programs bytes of the flash; asks for no chip, and has no additional 2 us of pause.  @copydetails FW_WriteFlash */
 ZEL_API uint32_t FW_N25Q256A_WriteFlash(uint32_t address, uint32_t length, const uint8_t *buffer);
-/** As FW_N25Q256A_WriteFlash without selecting the lower segment.  @copydetails FW_WriteFlash */
+/** Programs bytes of the flash as FW_N25Q256A_WriteFlash does, and selects no segment.  @copydetails FW_WriteFlash */
 ZEL_API uint32_t FW_N25Q256A_FlashWrite(uint32_t address, uint32_t length, const uint8_t *buffer);
-/** As FW_SpiFlash_SectorErase, without asking for the chip.  @copydetails FW_SpiFlash_SectorErase */
+/** Erases a sector, without asking for the chip.  @copydetails FW_SpiFlash_SectorErase */
 ZEL_API uint32_t FW_N25Q256A_SectorErase(uint32_t address);
-/** As FW_N25Q256A_SectorErase without selecting the lower segment.  @copydetails FW_SpiFlash_SectorErase */
+/** Erases a sector; asks for no chip, selects no segment.  @copydetails FW_SpiFlash_SectorErase */
 ZEL_API uint32_t FW_N25Q256A_EraseSector(uint32_t address);
-/** As FW_SpiFlash_ChipErase, without asking for the chip.  @copydetails FW_SpiFlash_ChipErase */
+/** Erases the whole chip, without asking for it.  @copydetails FW_SpiFlash_ChipErase */
 ZEL_API uint32_t FW_N25Q256A_ChipErase(void);
 /** @} */
 

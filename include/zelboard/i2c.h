@@ -161,8 +161,8 @@ ZEL_API uint32_t FW_GetRTC_Alive(uint8_t *alive);
  *  @return the request's result, FW_ABSENT (not alive), or FW_FAIL (node). Thread-safe: yes. */
 ZEL_API uint32_t FW_GetRtc(rtc_record *rec);
 /** Sets the chip's date and time, with day of week 0, and then 24-hour mode. Two transfers, 5 ms each; if the first
- *  fails, the second is not made. A chip in 12-hour mode loses an hour above 11: call FW_SetRtc1224 with 1 first. Fields
- *  are not checked: the low byte of each is encoded. `mode24`, `pm` and tm_wday are not read.
+ *  fails, the second is not made. A chip in 12-hour mode loses an hour above 11: call FW_SetRtc1224 with 1 first.
+ *  Fields are not checked: the low byte of each is encoded. `mode24`, `pm` and tm_wday are not read.
  *  @param rec  in: tm_year to tm_sec; out: tm_year less 100 and tm_mon plus 1, also if a write fails. So fill it anew
  *              for the next call. Untouched if the chip is not alive
  *  @return 0, FW_ABSENT (not alive), FW_FAIL (node), or the failed transfer's result. Thread-safe: yes. */

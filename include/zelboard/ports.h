@@ -6,9 +6,10 @@
  *  /dev/zel_i2c, without a pause. A transfer to an I/O expander pauses 5 ms (FW_I2C_BufRead). Pointers must not be null
  *  unless a function allows it.
  *
- *  No function touches state of the library, so calls of several threads may overlap. Some change state of the board:
- *  FW_SfpSel moves the one cage selection of all processes; FW_SetPortSfpTxDisable and the initialisations write
- *  registers that several cages share. Callers must serialise those calls. */
+ *  No function changes state of the library, so overlapping calls do not disturb each other through it; the drivers
+ *  serialise the hardware. Some change state of the board: FW_SfpSel moves the one cage selection of all processes;
+ *  FW_SetPortSfpTxDisable and the initialisations write registers that several cages share. Callers must serialise
+ *  those calls. */
 #ifndef ZELBOARD_PORTS_H
 #define ZELBOARD_PORTS_H
 

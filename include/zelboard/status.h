@@ -9,8 +9,8 @@
 #define FW_OK 0u               /**< success */
 #define FW_FAIL 0xFFFFu        /**< node does not open, argument out of range, chip not supported; a driver's failure */
 #define FW_NOT_SET 0xFFFEu     /**< no description stored */
-#define FW_ABSENT 0xFFFDu      /**< no daughter board in the slot, no such port, or device not alive */
-#define FW_NOT_SFP 0xFFFCu     /**< the port exists but has no SFP cage */
+#define FW_ABSENT 0xFFFDu      /**< no daughter board in the slot, or device not alive */
+#define FW_NOT_SFP 0xFFFCu     /**< the port has no SFP cage, or is above 27 */
 #define FW_I2C_BUSY 0xFFFAu    /**< the I2C driver found the bus busy */
 #define FW_REFUSED 0xFFFFFFFFu /**< refused by the kernel; also the failure of image copies, map queries and dumps */
 

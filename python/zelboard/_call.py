@@ -33,11 +33,11 @@ class Busy(Error):
 
 
 class Absent(Error):
-    """no daughter board in the slot, no such port, or a chip that is not alive"""
+    """no daughter board in the slot, or a chip that is not alive"""
 
 
 class NotSfp(Error):
-    """the port has no SFP cage"""
+    """the port has no SFP cage, or is above 27"""
 
 
 class Refused(Error):
@@ -108,7 +108,7 @@ class ClockRecord(Record):
             raise ValueError(f"the record holds no time: {error}: {self!r}") from None
 
     def set_datetime(self, when: datetime) -> None:
-        """Fills the record for FW_SetRtc. A chip in 12-hour mode loses an hour above 11: call FW_SetRtc1224(1) first."""
+        """Fills the record for FW_SetRtc. A chip in 12-hour mode loses hours above 11: call FW_SetRtc1224(1) first."""
         self.mode24 = 1
         self.pm = 0
         self.tm.tm_sec = when.second
@@ -129,7 +129,7 @@ def named(names: Type[Named], value: int) -> int:
 
 
 def variable_in(region: bytes, name: str) -> Optional[str]:
-    """The value of a variable in the boot environment's region; None where it is not set. An entry without "=" sets none."""
+    """The value of a variable in the boot environment's region; None where it is not set, as by an entry without "="."""
     for entry in region[4:].partition(b"\0\0")[0].split(b"\0"):
         key, equals, value = entry.partition(b"=")
         is_variable = bool(equals) and not entry.startswith(b"\xff")
