@@ -124,9 +124,9 @@ class Function:
         self.handed.append(f"{name}_")
 
     def add_out(self, name: str, of: Type, about: str) -> None:
-        given = about.startswith("in")
         if not re.match(r"in\b|out\b", about):
             fail(f"{self.name}: the doc block does not say out: or in/out: of {name}")
+        given = about.startswith("in")  # in or in/out
         if given:
             is_last = name == list(self.types)[-1]
             default = " = 0" if is_last and of.base in RANGES else ""

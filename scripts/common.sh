@@ -37,8 +37,8 @@ need_clang() {
   need "libclang-rt-$(clang -dumpversion | cut -d . -f 1)-dev"
 }
 
-# Debian's static zlib for the switch's processor, unpacked into a folder: this machine needs no second architecture for it.
-# Sets arm_zlib, the options with which CMake finds it.
+# Unpacks Debian's static zlib for the switch's processor into a folder, so that this machine needs no second
+# architecture. Sets arm_zlib, the options with which CMake finds it.
 need_arm_zlib() {
   local folder=$root/build/zlib-armhf
   local apt=(apt-get -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root
@@ -46,7 +46,7 @@ need_arm_zlib() {
   if [ ! -e "$folder/usr/include/zlib.h" ]; then
     echo "Fetching zlib1g-dev for armhf"
     mkdir -p "$folder/lists/partial" "$folder/cache/archives/partial"
-    "${apt[@]}" update | progress || true  # what is missing, the download misses
+    "${apt[@]}" update | progress || true  # if it fails, the download below fails and says why
     (cd "$folder" && "${apt[@]}" download zlib1g-dev:armhf | progress)
     dpkg-deb --extract "$folder"/zlib1g-dev_*_armhf.deb "$folder"
   fi

@@ -24,7 +24,9 @@ class Seen:
     """A part of a switch's state; each value is read when it is asked for."""
 
     def __init__(self, what: str, readers: Mapping[str, Callable[[], Any]], refuse: Callable[[str], NoReturn]):
-        self._what, self._readers, self._refuse = what, readers, refuse
+        self._what = what
+        self._readers = readers
+        self._refuse = refuse
 
     def __getattr__(self, name: str) -> Any:
         if name.startswith("_"):
@@ -38,7 +40,7 @@ class SwitchState(Seen):
     """The part of a virtual board's state that a real switch can tell, through its library."""
 
     def __init__(self, fw: "Calls", refuse: Callable[[str], NoReturn]):
-        self.__dict__["fw"] = fw
+        self.fw = fw
         super().__init__("", {
             "panel": self._read_panel, "slots": self._read_slots, "cages": self._read_cages,
             "supplies": self._read_supplies,

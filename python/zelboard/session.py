@@ -23,7 +23,9 @@ def far_end(start: Callable[..., "Program"], **options: Any) -> "Program":
 
 class Session(AbstractContextManager["Session"]):
     """Has the functions, variables and constants of zelboard.fw; zelboard.fw.calls.Calls tells their types. Threads may
-    share it. When the process has died, for instance by a fault that kills it, a call raises CalledProcessError."""
+    share it. When the process has died, for instance by a fault that kills it, a call raises CalledProcessError.
+
+    `used` is called before each call. `starting` is how many seconds the first answer may take."""
 
     def __init__(self, process: "Program", timeout: float = TIMEOUT, used: Callable[[], None] = lambda: None,
                  starting: Optional[float] = None):
