@@ -253,7 +253,7 @@ function show() {
       },
       oninput: ({target: {value}}) => {
         filter = value;
-        put('catalogue', true);
+        show(); // at once: the next key may be Tab or Enter, which take what is shown
       },
     }),
     element('div', {class: 'modules', role: 'group', 'aria-label': 'Modules'}, shown.map(item)),
