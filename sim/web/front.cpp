@@ -100,6 +100,9 @@ void refuse_request(int socket, Progress progress) {
 /** What becomes of a connection after a look at it. */
 enum class Fate { Waits, GoesToWorker, Ends };
 
+// The server library would compress each answer anew, which takes longer than to send it as it is.
+void ask_for_no_compression(httplib::Request &request) { request.headers.erase("Accept-Encoding"); }
+
 }  // namespace
 
 /** The connections whose requests are not whole yet. */
@@ -268,10 +271,10 @@ void Front::answer(Connection &connection) {
   bool closes = false;
   // Later versions of the server library are told both ends of the connection. Nothing here asks for them.
   auto process = [&](auto &server) {
-    if constexpr (requires { server.process_request(stream, false, closes, nullptr); })
-      return server.process_request(stream, false, closes, nullptr);
+    if constexpr (requires { server.process_request(stream, false, closes, ask_for_no_compression); })
+      return server.process_request(stream, false, closes, ask_for_no_compression);
     else
-      return server.process_request(stream, "", 0, "", 0, false, closes, nullptr);
+      return server.process_request(stream, "", 0, "", 0, false, closes, ask_for_no_compression);
   };
   connection.ends = !process(*this) || closes;
   connection.unsent = stream.take_answer();
