@@ -11,6 +11,7 @@ import tempfile
 import threading
 import time
 import unittest
+import urllib.request
 
 BUILD = os.path.abspath(sys.argv[1])
 SERVER = f"{BUILD}/bin/zelsim"
@@ -113,6 +114,16 @@ class Interface(Server):
                 each.get("i2c", {}).pop("clock", None)
             self.assertEqual(document, shown)
         self.assertEqual(self.ask("/panel.svg")[1], zelsim("panel --svg -"))
+        self.assertEqual(json.loads(self.ask("/api/boards")[1]), {"boards": [{"board": "default"}]})
+        self.assertEqual(json.loads(self.ask("/api/server")[1]), {"board": "default", "rack": False})
+        # A link on another site may lead to the first page, which is asked for anew each time; its files stay.
+        page = self.ask("/", Sec_Fetch_Site="cross-site")[1]
+        safe = ["default-src 'self'; base-uri 'none'; form-action 'none'; object-src 'none'; frame-ancestors 'none'", "no-referrer", "nosniff"]
+        for path, kept, kind in (("/", "no-store", "text/html; charset=utf-8"), ("/panel.svg", "no-store", "image/svg+xml"),
+                                 ("/api/board", "no-store", "application/json"),
+                                 (page.partition('modulepreload" href="')[2].partition('"')[0], "private, max-age=31536000, immutable", "text/javascript; charset=utf-8")):
+            with urllib.request.urlopen(f"http://127.0.0.1:{self.port}{path}", timeout=PATIENCE) as answer:
+                self.assertEqual([answer.headers[name] for name in ("Cache-Control", "Content-Type", "Content-Security-Policy", "Referrer-Policy", "X-Content-Type-Options")], [kept, kind, *safe])
         # A connection that stays has one answer to each request.
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
         self.addCleanup(connection.close)
@@ -147,26 +158,29 @@ class Interface(Server):
         self.act("set/supply", supply=1, state="none")
         for status, named, path, body, headers in (
                 (400, "port: '28' ", "plug", '{"port": 28, "module": "10g"}', {}),
-                (400, "port: missing", "plug", '{"module": "10g"}', {}),
-                (400, "port: neither", "unplug", '{"port": [5]}', {}),
-                (400, "module: '/etc/passwd'", "plug", '{"port": 5, "module": "/etc/passwd"}', {}),
+                (400, 'port: missing"', "plug", '{"module": "10g"}', {}),
+                (400, 'port: neither a text nor a number"', "unplug", '{"port": [5]}', {}),
+                (400, "module: '/etc/passwd' is not in the catalogue", "plug", '{"port": 5, "module": "/etc/passwd"}', {}),
                 (400, "board: 'gold'", "fit", '{"slot": 1, "board": "gold"}', {}),
                 (400, "celsius: '1e9'", "set/temperature", '{"celsius": "1e9"}', {}),
                 (400, "result: 'maybe'", "fail", '{"node": "gpio", "result": "maybe"}', {}),
                 (400, "node: missing", "fail", "{}", {}),
-                (400, "flash: ", "reset", '{"flash": 7}', {}),
-                (400, "colour: no field", "heal", '{"colour": 1}', {}),
+                (400, "flash: '7' is not one of false|true", "reset", '{"flash": 7}', {}),
+                (400, "colour: no field of this action", "heal", '{"colour": 1}', {}),
                 (400, "name: no field", "reset", '{"name": "other"}', {}),
                 (400, "state: '../x'", "save", '{"state": "../x"}', {}),
                 (409, "state: no state 'x'", "load", '{"state": "x"}', {}),
-                (400, "board: this server", "board?board=other", None, {}),
+                (400, "board: this server shows 'default' alone", "board?board=other", None, {}),
                 (400, "board: this server", "create", '{"board": "other"}', {}),
                 (400, "state: ''", "flash/difference", None, {}),
                 (409, "state: no state 'x'", "flash/difference?state=x", None, {}),
                 (400, "size: '70000'", "flash/bytes?start=0&size=70000", None, {}),
-                (400, "body: ", "heal", "[]", {}),
-                (400, "body: ", "heal", '{"a"', {}),
-                (413, "body: ", "heal", " " * 70000, {}),
+                (400, "size: '0'", "flash/bytes?start=0&size=0", None, {}),
+                (400, "start: '33554432'", "flash/bytes?start=33554432&size=1", None, {}),
+                (400, "size: '2' is not a number from 1 to 1\"", "flash/bytes?start=33554431&size=2", None, {}),
+                (400, "body: not a JSON object", "heal", "[]", {}),
+                (400, "body: not a JSON object", "heal", '{"a"', {}),
+                (413, "body: longer than 64 KiB", "heal", " " * 70000, {}),
                 (400, "action: there is no action 'set'", "set", "{}", {}),
                 (400, "action: there is no action 'run'", "run", "{}", {}),
                 (400, "port: '99'", "module?port=99", None, {}),
@@ -176,12 +190,16 @@ class Interface(Server):
                 (409, "port: 9 ", "set/loss-of-signal", '{"port": 9, "value": 1}', {}),
                 (409, "port: 17 ", "set/tx-fault", '{"port": 17, "value": 1}', {}),
                 (409, "port: 5 ", "set/link", '{"port": 5, "speed": "100"}', {}),
-                (404, "path: ", "nothing", None, {}),
-                (403, "host: 'evil.example", "board", None, {"Host": f"evil.example:{self.port}"}),
+                (404, "path: nothing is at /api/nothing", "nothing", None, {}),
+                (403, f"host: 'evil.example:{self.port}' is not a name of this server (zelsim serve --host NAME allows a name)", "board", None,
+                 {"Host": f"evil.example:{self.port}"}),
+                (403, "host: '[::2]:80' ", "board", None, {"Host": "[::2]:80"}),
                 (403, "host: '10.0.0.1", "heal", "{}", {"Host": "10.0.0.1"}),
-                (403, "origin: ", "heal", "{}", {"Origin": "http://evil.example"}),
+                (403, "origin: 'http://evil.example' is not this server's page", "heal", "{}", {"Origin": "http://evil.example"}),
                 (403, "origin: ", "heal", "{}", {"Origin": "null"}),
                 (403, "origin: ", "board", None, {"Sec_Fetch_Site": "cross-site"}),
+                (200, "", "heal", "{}", {"Sec_Fetch_Site": "same-origin"}),
+                (200, "", "heal", "{}", {"Host": "[::1]:80"}),
                 (200, "", "heal", "{}", {"Origin": page}),
                 (200, "", "heal", "", {"Host": f"localhost:{self.port}"})):
             with self.subTest(path=path, body=body and body[:40], headers=headers):
@@ -1022,13 +1040,22 @@ print(good)
         self.act("set/settle", milliseconds=8)
         eventually(lambda: news["activity"][-1].get("command") == "zelsim set settle 8")
         self.assertEqual(len(news["activity"]), done + 1)
-        for named, body in (("acts: ", {}), ("undoes: ", {"acts": acts, "undoes": 0}), ("body: ", {"acts": acts, "undoes": "1"}), ("acts: ", {"acts": [{}]}), ("action: 'reset'", {"acts": [{"action": "reset"}]}),
-                            ("title: ", {"acts": acts, "title": "a\nb"}), ("body: ", {"acts": [{"action": 1}]})):
+        busy = {"action": "set busy", "value": 0}
+        self.assertEqual(self.together(*[busy] * 400, title="t" * 1000)[0], 200)
+        number, kind = "acts: not a list of 1 to 400 actions", "body: a value has the wrong type"
+        for why, body in ((number, {}), (number, {"acts": [busy] * 401}), (number, {"acts": busy}), ("undoes: not the number of an act", {"acts": acts, "undoes": 0}),
+                          (kind, {"acts": acts, "undoes": "1"}), ("acts: one has no action", {"acts": [{}]}), ("action: 'reset' is done alone", {"acts": [{"action": "reset"}]}),
+                          *(("title: not one line of at most 1000 bytes", {"acts": acts, "title": title}) for title in ("a\nb", "t" * 1001)),
+                          (kind, {"acts": [{"action": 1}]})):
             status, text = self.ask("/api/together", json.dumps(body))
-            self.assertEqual((status, json.loads(text)["error"].startswith(named)), (400, True), text)
+            self.assertEqual((status, json.loads(text)["error"]), (400, why))
 
 
 class Limits(Server):
+    refusals = {"400 Bad Request": b"request: not understood", "413 Payload Too Large": b"body: longer than 64 KiB",
+                "408 Request Timeout": b"request: not whole within 5 seconds",
+                "431 Request Header Fields Too Large": b"request: its head is longer than 8 KiB"}
+
     def head(self, line, rest=b""):
         connection = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
         connection.sendall(line.encode() + b"\r\nHost: localhost\r\n" + rest)
@@ -1037,8 +1064,10 @@ class Limits(Server):
     def status(self, connection):
         """The status of the answer: whoever waited until the end of its time gets 408, whoever waits for ever fails."""
         with connection.makefile("rb") as answer:
-            line = answer.readline().split()
-        return int(line[1]) if line else 0
+            line = answer.readline().decode().strip().partition(" ")[2]
+            if line in self.refusals:
+                self.assertTrue(answer.read().endswith(b'{"error":"%s"}\n' % self.refusals[line]), line)
+        return int(line[:3] or 0)
 
     def test_bodies(self):
         chunk = b"1000\r\n" + b" " * 0x1000 + b"\r\n"
