@@ -1210,7 +1210,8 @@ class Page(Server):
             self.on_page("const field = document.querySelector('#requests-text'); field.value = arguments[0];"
                          "field.dispatchEvent(new Event('input'))", text)
             eventually(lambda: self.on_page("return document.querySelectorAll('#lines > li').length") == shown)
-            self.assertEqual(self.on_page("return [...document.querySelectorAll('#lines mark')].map((one) => one.innerText).join('|')"), marks)
+            marked = "return [...document.querySelectorAll('#lines mark')].map((one) => one.innerText).join('|')"
+            eventually(lambda: self.on_page(marked) == marks)
         self.on_page("URL.createObjectURL = (saved) => { window.saved = saved; return '#'; }; HTMLAnchorElement.prototype.click = () => {}")
         self.click("[data-key=download]")
         saved = self.browser.execute_async_script("saved.text().then(arguments[0])")
@@ -1422,8 +1423,7 @@ class Page(Server):
                 # What is tapped is seen together with its controls, and so is what the arrow keys come to.
                 for part in ("port23", "port8", "led-system"):
                     self.select(part)
-                    eventually(lambda: not self.on_page(covered, part))
-                    self.assertTrue(self.is_shown(".closes-sheet"))
+                    eventually(lambda: self.is_shown(".closes-sheet") and not self.on_page(covered, part))
                 self.on_page("document.querySelector('.closes-sheet').focus()")
                 self.keys(Keys.ENTER)
                 self.assertEqual(self.on_page("return document.activeElement.dataset.part"), "led-system")
