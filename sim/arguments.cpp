@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <stdexcept>
 
 #include "tool.h"
 
@@ -15,9 +16,8 @@ constexpr char kTime[] = "TIME";
 constexpr char kName[] = "NAME";
 
 // A name with more behind it, such as BYTE1 or SLOT=..., is the argument that it begins with.
-constexpr Argument kAnyFile = {"FILE", "", "a file; - is standard input or output", "flash.bin"};
 constexpr Argument kArguments[] = {
-    kAnyFile,
+    {"FILE", "", "a file; - is standard input or output", "flash.bin"},
     {"PORT", "", "switch port", "5", 0, kPorts - 1},
     {"MODULE", "", "one of 'zelsim modules', or a file of its page", "10g-sr"},
     {"SLOT", "", "place of a daughter board", "1", 1, kSlots},
@@ -64,7 +64,7 @@ uint32_t parse_time(const std::string &text) {
 
 // The row with the longest key that the name begins with: "STATE=" rather than "STATE".
 const Argument &argument_of(const std::string &name) {
-  const Argument *found = &kAnyFile;
+  const Argument *found = nullptr;
   size_t length = 0;
   for (const Argument &row : kArguments) {
     const std::string_view key = row.name;
@@ -73,6 +73,7 @@ const Argument &argument_of(const std::string &name) {
     found = &row;
     length = key.size();
   }
+  if (found == nullptr) throw std::logic_error("kArguments has no row for " + name);
   return *found;
 }
 
