@@ -64,6 +64,10 @@ def journal(folder):
             except socket.timeout:
                 listener.settimeout(30)
         zelsim("heal")
+    zelsim("set supply 2 none")  # which no journal takes
+    line = watcher.stderr.readline()
+    assert re.fullmatch(f"zelctl: --journal: {path}: Connection refused: [^:]+: .+ -> .+\n", line), line
+    zelsim("set supply 2 ac")
     watcher.send_signal(signal.SIGTERM)
     watcher.communicate()
     assert watcher.returncode == 0, watcher.returncode

@@ -1003,6 +1003,10 @@ print(good)
                           ({"undoes": 7, "newest": 8}, "nothing is undone: the board was made anew in between"):
             self.assertEqual(self.together(back, **meant), (409, {"error": why}))
         self.assertEqual(zelsim("get settle_ms").strip(), "9")
+        # Several that were one have their title, or are named all.
+        for newest, title, named in (7, "", "zelsim set settle 200; set busy 0"), (8, "back", "back"):
+            self.together(back, {"action": "set busy", "value": 0}, title=title)
+            self.assertEqual(self.together(back, undoes=newest), (409, {"error": f"nothing is undone: {named} came in between"}))
 
     def test_several_acts_are_one(self):
         ports = (3, 24, 25, 26, 27)
@@ -1206,6 +1210,8 @@ class Rack(Server):
             self.act("create", board=f"lab{number}", slots="sfp")
         self.assertEqual(self.ask("/api/create", '{"board": "lab1"}')[0], 409)
         self.assertEqual(self.ask("/api/create", '{"board": "../x"}')[0], 400)
+        self.assertIn('"board: missing: a name"', self.ask("/api/create", '{"board": 1}')[1])
+        self.assertEqual([self.ask(f"/panel.svg?board=lab{number}")[0] for number in (2, 9)], [200, 404])
         status, text = self.ask("/api/create", '{"board": "lab9", "slots": 5}')
         self.assertEqual((status, json.loads(text)), (400, {"error": "slots: not a text"}))
         self.assertEqual(self.ask("/api/plug?board=lab1", '{"port": 1, "module": "1g-sx"}')[0], 200)
