@@ -16,7 +16,7 @@ struct Argument {
   uint32_t lowest = 0;
   uint32_t highest = 0;  // 0: it is no number
 };
-/** The argument whose name `name` begins with; a file if there is none. */
+/** The argument whose name `name` begins with. Each argument of a command has a row in the table. */
 const Argument &argument_of(const std::string &name);
 /** The values that an argument takes, for the help; empty for any text. */
 std::string values_of(const Argument &argument);
