@@ -130,7 +130,26 @@ class Interface(Server):
         for part in "modules", "states", "faults":
             connection.request("GET", "/api/" + part)
             self.assertIn(part, json.loads(connection.getresponse().read()))
-        self.assertEqual(json.loads(self.ask("/api/module?port=5")[1])["decoded"]["part_number"], "ZL-1G-LX")
+        zelsim("heal")
+        module = json.loads(self.ask("/api/module?port=5")[1])
+        for part, words, others in (("decoded", "sfp show 5 --json", "port class code link"), ("diagnostics", "sfp dom 5 --json", "port vendor part_number")):
+            shown = json.loads(on_switch(ZELCTL, *words.split()))
+            self.assertEqual(module[part], {name: value for name, value in shown.items() if name not in others.split()})
+        self.assertEqual((module["port"], module["page"] + module["diagnostics_page"]),
+                         (5, json.loads(on_switch(ZELCTL, "sfp", "dump", "5", "--json"))["data"]))
+        with open(f"{self.home}/image", "wb") as file:
+            file.write(b"x" * 300)
+        for words in ("erase", "0x210000"), ("write", "0x210000", file.name):
+            on_switch(ZELCTL, "flash", *words, "--yes")
+        flash = json.loads(self.ask("/api/flash")[1])
+        sectors, writing = flash.pop("sectors"), flash.pop("writing")
+        self.assertEqual(flash, json.loads(zelsim("flash stats --json")))
+        self.assertEqual({name: [(place, count) for place, count in enumerate(counts) if count] for name, counts in sectors.items()},
+                         {"erases": [(33, 1)], "used": [(33, 2)]})
+        self.assertEqual((writing or {"region": "Image 1"})["region"], "Image 1")
+        self.follow({})
+        names = {f"led-{name}" for name in json.loads(zelsim("get panel --json"))} | {"temperature", "supply1", "supply2", "faults", "busy", "rate", "lamp-5.1", "lamp-6.1"}
+        eventually(lambda: names <= json.loads(self.ask("/api/history")[1])["series"].keys())
         self.assertEqual(json.loads(self.ask("/api/flash/bytes?start=65536&size=4")[1])["bytes"], "ffffffff")
 
     def test_every_command_is_an_action(self):
@@ -1230,6 +1249,14 @@ class Rack(Server):
                 "failed_supplies": 1, "pulled_supplies": 1, "faults": 1, "temperature": 40, "sensor_present": True,
                 "clock_present": False, "bus_held": True, "alarm": False}
         eventually(lambda: told.items() <= news["board:lab1"].items())
+        # The picture changes with its version alone.
+        version = news["board:lab1"]["version"]
+        self.assertEqual(news["board:lab1"].keys(), {*told, "version"})
+        zelsim("set temperature 41 --board lab1")
+        eventually(lambda: (news["board:lab1"]["temperature"], news["board:lab1"]["version"]) == (41, version))
+        zelsim("set busy 0 --board lab1")
+        zelsim("unplug 10 --board lab1")
+        eventually(lambda: news["board:lab1"]["version"] != version)
         self.act("delete", board="lab2")
         eventually(lambda: news["board:lab2"] is None)
         self.assertEqual(json.loads(self.ask("/api/board?board=lab1")[1])["board"], "lab1")

@@ -63,20 +63,21 @@ std::vector<Field> fields_of(const CommandRow &row) {
   return fields;
 }
 
-// Puts the value of a field into the command line. Returns it as a person would type it.
+// Puts the value of a field into the command line. Returns it as a person would type it. The text of an option is looked at
+// when its command runs.
 std::string put(CommandLine &line, const Field &field, const std::string &word) {
-  uint32_t value = tool::number_of_argument(field.argument, word);
-  if (field.option == nullptr) {
-    line.words.push_back(word);
-    line.values.push_back(value);
-    return ' ' + word;
+  if (field.option != nullptr && field.option->text != nullptr) {
+    line.*field.option->text = word;
+    return " --" + field.name + ' ' + word;
   }
-  if (field.option->text == nullptr) {
+  uint32_t value = tool::number_of_argument(field.argument, word);
+  if (field.option != nullptr) {
     line.flash = value != 0;
     return line.flash ? " --flash" : "";
   }
-  line.*field.option->text = word;
-  return " --" + field.name + ' ' + word;
+  line.words.push_back(word);
+  line.values.push_back(value);
+  return ' ' + word;
 }
 
 std::string word_of(const Field &field, const Json &value) {
