@@ -175,15 +175,17 @@ std::string board_type(const Board &board, unsigned slot) {
   return name_of(kBoardTypes, type);
 }
 
+// What cannot be looked at, such as a link to itself, is no board.
 Words board_names() {
   std::error_code none;
-  std::filesystem::directory_iterator entries(boards_root(), none);
   std::set<fs::path> sorted;
-  for (const fs::directory_entry &entry : entries) sorted.insert(entry.path());
+  fs::directory_iterator end;
+  for (fs::directory_iterator entry(boards_root(), none); entry != end; entry.increment(none))
+    sorted.insert(entry->path());
   Words names;
   for (const fs::path &folder : sorted) {
     std::string name = folder.filename();
-    if (!name.starts_with('.') && is_directory(folder)) names.push_back(name);
+    if (!name.starts_with('.') && fs::is_directory(folder, none)) names.push_back(name);
   }
   return names;
 }

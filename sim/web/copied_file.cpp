@@ -73,16 +73,18 @@ void CopiedFile::search(uint32_t process, const Run &run, int flash) {
   if (is_unclear || !run.is_whole || run.size() < kLeastProof) return;
   std::error_code none;
   fs::path folder = "/proc/" + std::to_string(process);
-  for (const fs::directory_entry &entry : fs::directory_iterator(folder / "fd", none)) {
-    if (!fs::is_regular_file(entry.path(), none)) continue;
-    uint64_t size = fs::file_size(entry.path(), none);
-    uint64_t read = bytes_read(folder / "fdinfo" / entry.path().filename());
+  fs::directory_iterator end;
+  for (fs::directory_iterator entry(folder / "fd", none); entry != end; entry.increment(none)) {
+    const fs::path &descriptor = entry->path();
+    if (!fs::is_regular_file(descriptor, none)) continue;
+    uint64_t size = fs::file_size(descriptor, none);
+    uint64_t read = bytes_read(folder / "fdinfo" / descriptor.filename());
     bool is_in_step = read >= run.size() && read - run.size() <= kMostReadAhead && run.size() <= size;
     if (!is_in_step) continue;
-    fs::path path = fs::read_symlink(entry.path(), none);
+    fs::path path = fs::read_symlink(descriptor, none);
     bool is_closed = path.empty();  // meanwhile
     if (is_closed) continue;
-    auto file = std::make_shared<const sys::File>(sys::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    auto file = std::make_shared<const sys::File>(sys::open(descriptor.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!is_copied(flash, run.start, file->get(), 0, run.size())) continue;
     bool is_second = file_ != nullptr && !is_same_file(file_->get(), file->get());
     if (is_second) {

@@ -1,5 +1,6 @@
 #include <chrono>
 #include <map>
+#include <stdexcept>
 #include <thread>
 
 #include "boards.h"
@@ -32,16 +33,26 @@ void follow(const std::string &board, const std::shared_ptr<Source> &source) {
 
 }  // namespace
 
+// A folder or a process may go while it is looked at. The next turn looks again.
+void Source::try_turn() {
+  constexpr std::chrono::milliseconds kAfterFailure{500};
+  try {
+    turn();
+  } catch (const std::runtime_error &) {
+    std::this_thread::sleep_for(kAfterFailure);
+  }
+}
+
 bool Source::step() {
   constexpr std::chrono::seconds kIdle{1};
   constexpr unsigned kMostEmptyTurns = 60;
-  bool has_readers = false;
+  bool is_asked = false;
   {
     std::unique_lock lock(mutex_);
-    has_readers = asked_.wait_for(lock, kIdle, [this] { return readers_ > 0; });
+    is_asked = asked_.wait_for(lock, kIdle, [this] { return readers_ > 0; });
   }
-  if (has_readers) {
-    turn();
+  if (is_asked) {
+    try_turn();
     empty_turns_ = 0;
   } else if (idle_turn()) {
     empty_turns_ = 0;
