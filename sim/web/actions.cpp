@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cctype>
 
 #include "acts.h"
 #include "arguments.h"
@@ -38,11 +37,6 @@ struct Field {
   bool optional;
   const Option *option;  // null: an argument
 };
-
-std::string lower(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 
 // No field names the board: it is the server's.
 std::vector<Field> fields_of(const CommandRow &row) {

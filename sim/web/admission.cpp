@@ -32,8 +32,7 @@ bool is_same_text(const std::string &given, const std::string &expected) {
 }
 
 bool knows(const Settings &settings, const std::string &host) {
-  std::string name = host;
-  std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+  const std::string name = lower(host);
   if (name == "localhost" || name == "127.0.0.1" || name == "[::1]") return true;
   if (name == settings.address || name == "[" + settings.address + "]") return true;
   if (std::ranges::find(settings.hosts, name) != settings.hosts.end()) return true;
@@ -61,6 +60,11 @@ bool has_token(const Settings &settings, const HttpRequest &request) {
 }
 
 }  // namespace
+
+std::string lower(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
+  return text;
+}
 
 // The address of the page has the token once; a cookie has it from then on.
 std::string cookie(const Settings &settings) {

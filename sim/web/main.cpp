@@ -4,8 +4,6 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -139,12 +137,8 @@ web::Settings settings_of(int argc, char **argv) {
   web::Settings settings = {};
   settings.board = argv[1];
   settings.port = static_cast<int>(number_in(argv[2], 0, 65535).value_or(0));
-  settings.address = argv[3];
-  for (int i = 4; i < argc; ++i) {
-    std::string name = argv[i];
-    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
-    settings.hosts.push_back(name);
-  }
+  settings.address = web::lower(argv[3]);
+  for (int i = 4; i < argc; ++i) settings.hosts.push_back(web::lower(argv[i]));
   settings.token = variable(kWebTokenVariable);
   unsetenv(kWebTokenVariable);
   return settings;

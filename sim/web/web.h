@@ -29,10 +29,10 @@ class FlashActivity;
 constexpr char kRack[] = "*";
 
 struct Settings {
-  std::string board;  // its name; "" for the default board; or kRack
-  std::string address;
+  std::string board;               // its name; "" for the default board; or kRack
+  std::string address;             // in lower case
   std::string token;               // empty: none is asked for
-  std::vector<std::string> hosts;  // further names of this server
+  std::vector<std::string> hosts;  // further names of this server, in lower case
   int port;
 };
 
@@ -40,6 +40,8 @@ struct Settings {
 Json refusal(const std::string &text);
 void refuse(httplib::Response &response, int status, const std::string &text);
 
+/** A name in lower case. */
+std::string lower(std::string text);
 /** True for a request that may reach a board; else the response says why not. */
 bool admits(const Settings &settings, const httplib::Request &request, httplib::Response &response);
 /** NAME=VALUE of the cookie with the token. */
@@ -69,6 +71,8 @@ class Source {
   bool has_readers_of_requests() const { return readers_of_requests_ > 0; }
 
  private:
+  void try_turn();
+
   std::mutex mutex_;
   std::condition_variable asked_;
   std::atomic<unsigned> readers_ = 0;
