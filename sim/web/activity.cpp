@@ -119,12 +119,15 @@ void Activity::begin(const Watch &watch, News &news) {
 void Activity::count_missed(const Watch &watch, News &news) {
   uint32_t acts = watch.acts_done - acts_;
   uint32_t changes = watch.logged - changes_;
-  if (acts > kActs) acts_ = tool::oldest_position(watch);
+  if (acts > kActs) {
+    acts_ = tool::oldest_position(watch);
+    add(news, {.at_us = last_us_, .who = "zelsim", .text = "earlier acts are no longer in the board's log"});
+  }
   if (changes <= kLoggedChanges) return;
   changes_ = watch.logged - kLoggedChanges;
   std::string missed = std::to_string(changes - kLoggedChanges);
   int64_t at_us = change_at(watch, changes_).at_us;
-  add(news, {.at_us = at_us, .who = "zelsim", .text = missed + " changes came too fast for this log"});
+  add(news, {.at_us = at_us, .who = "zelsim", .text = missed + " changes are no longer in the board's log"});
 }
 
 void Activity::look(const Board &now, News &news) {

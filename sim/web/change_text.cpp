@@ -66,10 +66,11 @@ size_t byte_of(const tool::Indicator &led) { return offsetof(Board, gpio) + led.
 bool repeats_led(const Watch &watch, uint32_t entry, const ChainPosition &position) {
   const auto *led = std::ranges::find(tool::kIndicators, position, &tool::Indicator::position);
   if (led == std::end(tool::kIndicators)) return false;
-  for (unsigned back = 1; back < kLoggedChanges; ++back) {
-    const Change &before = change_at(watch, entry - back);
-    bool is_led = before.kind == ChangeKind::Byte && before.address == byte_of(*led);
-    if (is_led) return before.after == change_at(watch, entry).after;
+  const uint32_t kept_before = kLoggedChanges - (watch.logged - entry);
+  for (uint32_t back = 1; back <= kept_before; ++back) {
+    const Change &earlier = change_at(watch, entry - back);
+    bool is_led = earlier.kind == ChangeKind::Byte && earlier.address == byte_of(*led);
+    if (is_led) return earlier.after == change_at(watch, entry).after;
   }
   return false;
 }
