@@ -28,6 +28,7 @@ constexpr auto kNoRoomTime = 100ms;   // until the next accept, when there is no
 constexpr int kWriteTimeMs = 5000;    // until a client takes some bytes
 constexpr int kSocketRoom = 0x40000;  // for what a client has not taken yet
 constexpr unsigned kMostAhead = 4;    // workers on requests of clients that do not wait for answers
+constexpr size_t kOwn = 2;            // polled before the connections: what is listened on, and what wakes
 
 // Sends what the client takes now, and removes it from the text. Returns false when the client has gone.
 bool send_some(int socket, std::string &text) {
@@ -122,7 +123,6 @@ struct Front::Collection {
   static void refuse_and_close(const Connection &connection, const RequestText &text);
 };
 
-// The first two are what is listened on, and what wakes.
 void Front::Collection::wait(int wake) {
   polled = {{listening, POLLIN, 0}, {wake, POLLIN, 0}};
   auto next = Clock::now() + std::chrono::hours(1);
@@ -135,7 +135,7 @@ void Front::Collection::wait(int wake) {
   poll(polled.data(), polled.size(), static_cast<int>(std::max<int64_t>(rest, 0)));
 }
 
-// With too many connections the one that has been silent for longest makes room.
+// With too many connections the one whose time ends first makes room.
 void Front::Collection::accept_all() {
   for (;;) {
     int socket = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
@@ -148,9 +148,9 @@ void Front::Collection::accept_all() {
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSocketRoom, sizeof kSocketRoom);
     if (waiting.size() >= kMostConnections) {
-      auto oldest = std::ranges::min_element(waiting, {}, &Connection::deadline);
-      close(oldest->socket);
-      waiting.erase(oldest);
+      auto next = std::ranges::min_element(waiting, {}, &Connection::deadline);
+      close(next->socket);
+      waiting.erase(next);
     }
     waiting.push_back({socket});
   }
@@ -162,7 +162,7 @@ bool Front::Collection::take_bytes(Connection &connection) const {
   ssize_t size = recv(connection.socket, piece, sizeof piece, 0);
   if (size < 0) return errno == EAGAIN || errno == EINTR;
   // A request has its time from its first byte on.
-  if (connection.bytes.empty()) connection.deadline = std::min(connection.deadline, Clock::now() + kRequestTime);
+  if (connection.bytes.empty()) connection.deadline = Clock::now() + kRequestTime;
   connection.bytes.append(piece, static_cast<size_t>(size));
   return size > 0;
 }
@@ -206,6 +206,7 @@ bool Front::Collection::sends_on(Connection &connection, short events) {
     connection.deadline = Clock::now() + std::chrono::milliseconds(kWriteTimeMs);
   }
   bool is_sent = connection.unsent.empty();
+  if (is_sent && connection.bytes.empty()) connection.deadline = Clock::now() + kIdleTime;
   return is_sent ? !connection.ends : !is_late(connection);
 }
 
@@ -238,7 +239,7 @@ void Front::collect(Collection &collection) {
   std::vector<Connection> rest;
   for (size_t i = 0; i < collection.waiting.size(); ++i) {
     Connection &connection = collection.waiting[i];
-    Fate fate = collection.look_at(connection, collection.polled[i + 2].revents);
+    Fate fate = collection.look_at(connection, collection.polled[kOwn + i].revents);
     if (fate == Fate::Waits) {
       rest.push_back(std::move(connection));
     } else if (fate == Fate::GoesToWorker) {
