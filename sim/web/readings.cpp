@@ -14,6 +14,7 @@ namespace {
 
 constexpr char kModule[] = "module";
 constexpr char kNoModule[] = "no module";
+constexpr size_t kMost = 4096;  // readings, and answers, that are kept
 
 /** A signal of a cage: its name in the tables of the expanders, and its two levels in words. */
 struct SignalWords {
@@ -117,7 +118,7 @@ Reading register_reading(const RequestEvent &event) {
 }
 
 Reading supplies_reading(uint8_t status) {
-  auto good = [&](unsigned bit) { return (status & bit) != 0 ? "good" : "not good"; };
+  auto good = [&](unsigned mask) { return (status & mask) != 0 ? "good" : "not good"; };
   return {.what = "supplies",
           .values = {{"supply 1", good(kFirstSupplyGood)}, {"supply 2", good(kSecondSupplyGood)}},
           .is_of_world = true};
@@ -224,7 +225,6 @@ std::string Readings::question_of(const TraceRecord &record, std::string_view be
 }
 
 void Readings::remember_answer(const TracedCall &call, Last *last) {
-  constexpr size_t kMost = 4096;
   const RequestEvent &event = call.event;
   bool can_repeat = event.request != nullptr && event.result == 0 && event.error == 0 && !is_named(event, "SelectCage");
   if (!can_repeat) return;
@@ -261,6 +261,10 @@ ToldReading Readings::take(const TracedCall &call) {
   for (const ReadValue &value : reading.values) {
     std::string name = value.name == reading.what ? "" : value.name + ": ";
     add_item(told.values, name + value.value);
+  }
+  if (last_.size() >= kMost) {
+    answers_.clear();  // they point to the readings
+    last_.clear();
   }
   Last &last = last_[key_of(call, reading.what)];
   told.changed = changes_since(last, call, reading.values);

@@ -61,6 +61,7 @@ RequestText measure_chunks(const std::string &bytes, size_t at) {
       return {too_long ? Progress::Malformed : Progress::Incomplete, 0, false};
     }
     std::string_view line = std::string_view(bytes).substr(at, line_end - at);
+    if (line.size() > kLongestLine) return {Progress::Malformed, 0, false};
     auto size = number_of(trimmed(line.substr(0, line.find(';'))), 16);
     if (!size) return {Progress::Malformed, 0, false};
     if (*size > kLongestBody - body) return {Progress::BodyTooLong, 0, false};
