@@ -3,6 +3,7 @@
 import http.client
 import json
 import os
+import shutil
 import signal
 import socket
 import subprocess
@@ -501,9 +502,9 @@ print(os.getpid())
         eventually(lambda: len(self.told(news)) >= len(made) + 401)
         new = [(who, text) for _ in range(100) for text in ("LED alarm: off → on", "LED alarm: on → off")]
         self.assertEqual(self.told(news)[len(made):], [*new, ("shell", "zelsim set settle 7"), *new])
-        # What came too fast is counted.
+        # What the board no longer has is counted.
         self.make(*"10" * 2000)
-        eventually(lambda: any(who == "zelsim" for who, _ in self.told(news)))
+        eventually(lambda: any(who == "zelsim" and "no longer" in text for who, text in self.told(news)))
 
     def test_who_only_reads_signs_nothing(self):
         zelsim("plug 3 1g-sx")
@@ -538,6 +539,7 @@ print(os.getpid())
             file.write(b"x" * 70000)
         zelsim("plug 5 1g-lx")
         zelsim("plug 6 copper")
+        on_switch("debugCmd", "sgpio_set", "1", "1", "1")  # the position of the alarm LED, before the LED is set
         for words in (("led", "set", "alarm", "on"), ("led", "set", "power1", "blink"), ("relay", "set", "1"),
                       ("cage", "5", "--tx-disable", "off"), ("lamp-test", "1"), ("lamp-test", "3"),
                       ("clock", "set", "2030-01-02T03:04:05")):
@@ -547,7 +549,7 @@ print(os.getpid())
         eventually(lambda: any("clock" in text for _, text in self.told(news)))
         told = [(who.split("[")[0], text) for who, text in self.told(news)]
         self.assertEqual(told[2:-1], [
-            ("zelctl", "LED alarm: off → on"), ("zelctl", "LED power 1: off → blinking"),
+            ("debugCmd", "serial GPIO 1.1: off → on"), ("zelctl", "LED alarm: off → on"), ("zelctl", "LED power 1: off → blinking"),
             ("zelctl", "alarm relay: open → closed"), ("zelctl", "port 5: transmitter on"),
             ("zelctl", "lamp test, serial GPIO 5.3: off → on"), ("zelctl", "lamp test, serial GPIO 5.3: on → off")])
         self.assertRegex(told[-1][1], "clock: .* → 2030-01-02T03:04:05")
@@ -1121,6 +1123,9 @@ class Limits(Server):
                     self.assertIn(b"HTTP/1.1 200 ", answer.read())
 
     def test_slow_clients_and_many_streams_stop_nobody(self):
+        late = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
+        for seconds, text in ((3, b"POST /api/heal HTTP/1.1\r\n"), (6, b"Host: localhost\r\n\r\n")):
+            threading.Timer(seconds, late.sendall, (text,)).start()
         slow = [self.head("GET /api/board HTTP/1.1") for _ in range(100)]
         streams = [self.head("GET /api/events HTTP/1.1", b"\r\n") for _ in range(500)]
         answers = [self.status(stream) for stream in streams]
@@ -1133,7 +1138,8 @@ class Limits(Server):
                     pass  # its time was over
             self.assertEqual(self.ask("/api/heal", "")[0], 200)
         self.assertEqual(self.status(slow[0]), 408)
-        for connection in slow + streams:
+        self.assertEqual(self.status(late), 200)  # a request has its time from its first byte on
+        for connection in (late, *slow, *streams):
             connection.close()
 
         def is_admitted():
@@ -1223,6 +1229,7 @@ class Rack(Server):
         eventually(lambda: told() == [25, 40])
 
     def test_boards_are_made_followed_and_deleted(self):
+        os.symlink("loop", f"{self.home}/loop")
         news = {}
         self.follow(news, "rack")
         for number in range(3):
@@ -1257,6 +1264,10 @@ class Rack(Server):
         zelsim("set busy 0 --board lab1")
         zelsim("unplug 10 --board lab1")
         eventually(lambda: news["board:lab1"]["version"] != version)
+        shutil.rmtree(f"{self.home}/lab0")
+        zelsim("create lab0")
+        zelsim("set temperature 41 --board lab0")
+        eventually(lambda: (news["board:lab0"] or {}).get("temperature") == 41)
         self.act("delete", board="lab2")
         eventually(lambda: news["board:lab2"] is None)
         self.assertEqual(json.loads(self.ask("/api/board?board=lab1")[1])["board"], "lab1")
