@@ -92,12 +92,6 @@ struct Action {
   std::string told;  // as a person would type it
 };
 
-Json object_of(const std::string &body) {
-  Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
-  if (!object.is_object()) throw Usage("body: not a JSON object");
-  return object;
-}
-
 Action action_of(const std::string &board, const std::string &name, Json object) {
   const CommandRow *row = tool::world_command(name);
   if (row == nullptr || row->run == nullptr) throw Usage("action: there is no action '" + name + "'");
@@ -142,6 +136,12 @@ std::optional<tool::MeantAct> meant_act(const Json &object) {
 }
 
 }  // namespace
+
+Json object_of(const std::string &body) {
+  Json object = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
+  if (!object.is_object()) throw Usage("body: not a JSON object");
+  return object;
+}
 
 std::string act(const std::string &board, const std::string &name, const std::string &body) {
   Action action = action_of(board, name, object_of(body));

@@ -75,6 +75,7 @@ void Activity::tell_reading(const TraceRecord &record, const std::string &change
   add(news, {.at_us = record.at_us, .who = who, .text = "reads " + changed, .request = request});
 }
 
+// Goes on to the next act, which may be several entries further.
 void Activity::tell_act(const Watch &watch, News &news) {
   const tool::LoggedEntry act = tool::take_entry(watch, acts_);
   add(news, {.at_us = act.at_us,
@@ -86,14 +87,17 @@ void Activity::tell_act(const Watch &watch, News &news) {
              .barrier = replaces_all(act.command)});
 }
 
+// Goes on to the next change.
 void Activity::tell_change(const Watch &watch, News &news) {
-  const Change &change = change_at(watch, changes_);
+  const uint32_t entry = changes_;
+  const Change &change = change_at(watch, entry);
+  ++changes_;
   if (is_of_flash(change)) {
     add(news, flash_.take(change));
     return;
   }
   add(news, flash_.end_before(change));
-  std::string text = text_of_change(watch, changes_);
+  std::string text = text_of_change(watch, entry);
   if (!text.empty()) add(news, {.at_us = change.at_us, .who = program_of(change), .text = text});
 }
 
@@ -148,7 +152,6 @@ void Activity::look(const Board &now, News &news) {
       tell_act(watch, news);
     } else {
       tell_change(watch, news);
-      ++changes_;
     }
   }
   add(news, flash_.look(watch, folder_));

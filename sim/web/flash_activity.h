@@ -62,11 +62,11 @@ class FlashActivity {
     std::string who;
     const tool::FlashRegion *region = nullptr;  // that it has written last
     bool goes_on = false;
+    int64_t began_us = 0;  // the first write after a quiet time
+    int64_t last_us = 0;   // the newest write
     // Of this region, since it began with it.
     unsigned erased = 0;  // sectors
     uint64_t programmed = 0;
-    int64_t began_us = 0;
-    int64_t last_us = 0;
     uint32_t place = 0;  // address behind what was written last
     // They go on from region to region.
     Run run;

@@ -14,14 +14,19 @@ int64_t now_ms() { return host_time_us() / 1000; }
 
 }  // namespace
 
+// The first point says what stood when the time that is kept began: it goes when the second one says it.
+bool History::is_first_over(const std::deque<Point> &points, int64_t now_ms) {
+  if (points.size() < 2) return false;
+  return points[1].at_ms < now_ms - kKeptMs || points.size() > kMostPoints;
+}
+
 void History::record(const std::string &name, double value) {
   std::lock_guard lock(mutex_);
   std::deque<Point> &points = series_[name];
   if (!points.empty() && points.back().value == value) return;
   int64_t now = now_ms();
   points.push_back({now, value});
-  // The first point says what stood when the time that is kept began.
-  while (points.size() > 1 && (points[1].at_ms < now - kKeptMs || points.size() > kMostPoints)) points.pop_front();
+  while (is_first_over(points, now)) points.pop_front();
 }
 
 void History::look(const Board &board) {

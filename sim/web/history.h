@@ -23,6 +23,8 @@ class History {
     int64_t at_ms;
     double value;
   };
+  static bool is_first_over(const std::deque<Point> &points, int64_t now_ms);
+
   mutable std::mutex mutex_ = {};
   std::map<std::string, std::deque<Point>> series_ = {};
 };

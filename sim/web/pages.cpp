@@ -46,19 +46,26 @@ std::string board_of(const Settings &settings, const HttpRequest &request) {
   return settings.board;
 }
 
-/** Answers with a document; its errors become an answer, too. */
+/** Does some work. Its errors become an answer.
+ *  @param failure  status of the answer where what is asked for is right, but fails */
+template <typename Work>
+void refusing(HttpResponse &response, int failure, Work work) {
+  try {
+    work();
+  } catch (const tool::Usage &error) {
+    refuse(response, kRefused, error.what());
+  } catch (const std::runtime_error &error) {
+    refuse(response, failure, error.what());
+  } catch (const Json::exception &) {
+    refuse(response, kRefused, "body: a value has the wrong type");
+  }
+}
+
+/** Answers with a document. */
 template <typename Work>
 httplib::Server::Handler answering(Work work) {
   return [work](const HttpRequest &request, HttpResponse &response) {
-    try {
-      answer(response, work(request));
-    } catch (const tool::Usage &error) {
-      refuse(response, kRefused, error.what());
-    } catch (const std::runtime_error &error) {
-      refuse(response, kImpossible, error.what());
-    } catch (const Json::exception &) {
-      refuse(response, kRefused, "body: a value has the wrong type");
-    }
+    refusing(response, kImpossible, [&] { answer(response, work(request)); });
   };
 }
 
@@ -98,27 +105,21 @@ void stream(const std::shared_ptr<Source> &source, const HttpRequest &request, H
 }
 
 void stream_board(const Settings &settings, const HttpRequest &request, HttpResponse &response) {
-  try {
-    if (shows_all(settings) && request.has_param("rack")) {
-      stream(source_of(kRack), request, response);
-      return;
-    }
-    std::string board = board_of(settings, request);
-    if (shows_all(settings)) tool::look_at(board);
-    stream(source_of(board), request, response);
-  } catch (const tool::Usage &error) {
-    refuse(response, kRefused, error.what());
-  } catch (const std::runtime_error &error) {
-    refuse(response, kAbsent, error.what());
+  if (shows_all(settings) && request.has_param("rack")) {
+    stream(source_of(kRack), request, response);
+    return;
   }
+  std::string board = board_of(settings, request);
+  if (shows_all(settings)) tool::look_at(board);
+  stream(source_of(board), request, response);
 }
 
 /** Makes or deletes a board, where the server shows all of them. */
 Json manage(const Settings &settings, const HttpRequest &request) {
   if (!shows_all(settings)) refuse_other_boards(settings);
-  Json object = request.body.empty() ? Json::object() : Json::parse(request.body, nullptr, false);
-  if (!object.is_object() || !object.contains("board") || !object["board"].is_string())
-    throw tool::Usage("board: missing: a name");
+  Json object = object_of(request.body);
+  bool has_name = object.contains("board") && object["board"].is_string();
+  if (!has_name) throw tool::Usage("board: missing: a name");
   bool has_slots = object.contains("slots");
   if (has_slots && !object["slots"].is_string()) throw tool::Usage("slots: not a text");
   tool::CommandLine line = {.board = object["board"]};
@@ -173,7 +174,8 @@ void add_documents(httplib::Server &server, const Settings &settings) {
   server.Get("/api/states", of_board(tool::states_document));
   server.Get("/api/boards", answering([settings](const HttpRequest &) {
                if (shows_all(settings)) return tool::boards_document({});
-               return Json{{"boards", Json::array({{{"board", settings.board}}})}};
+               const Json row = {{"board", settings.board}};
+               return Json{{"boards", Json::array({row})}};
              }));
   server.Get(
       "/api/server", answering([settings](const HttpRequest &) {
@@ -240,11 +242,9 @@ void add_errors(httplib::Server &server) {
 
 void add_picture(httplib::Server &server, const Settings &settings) {
   server.Get("/panel.svg", [settings](const HttpRequest &request, HttpResponse &response) {
-    try {
+    refusing(response, kAbsent, [&] {
       response.set_content(tool::panel_picture(*tool::look_at(board_of(settings, request))), "image/svg+xml");
-    } catch (const std::runtime_error &error) {
-      refuse(response, kAbsent, error.what());
-    }
+    });
   });
 }
 
@@ -280,7 +280,7 @@ void add_pages(httplib::Server &server, const Settings &settings) {
   add_flash(server, settings);
   add_picture(server, settings);
   server.Get("/api/events", [settings](const HttpRequest &request, HttpResponse &response) {
-    stream_board(settings, request, response);
+    refusing(response, kAbsent, [&] { stream_board(settings, request, response); });
   });
   add_actions(server, settings);
 }

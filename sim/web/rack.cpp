@@ -2,6 +2,7 @@
 #include <map>
 #include <thread>
 
+#include "board_file.h"
 #include "boards.h"
 #include "diagnostics.h"
 #include "web.h"
@@ -20,7 +21,9 @@ constexpr std::chrono::milliseconds kListing = 1s;
 /** A board of the rack, as it was looked at last. */
 struct Place {
   std::shared_ptr<const Attached> attached;  // null: it cannot be opened
-  uint32_t seen;                             // count of its changes then
+  std::filesystem::path folder;
+  BoardFile file;
+  uint32_t seen;  // count of its changes then
 };
 
 class Rack : public Source {
@@ -32,13 +35,18 @@ class Rack : public Source {
   std::chrono::steady_clock::time_point listed_ = {};
 };
 
-// A board that was deleted and made anew has another state, which the old mapping does not show.
-bool is_there(const Place &place) { return place.attached != nullptr && place.attached->board->magic == kMagic; }
+// A board that was deleted, or removed by hand, and made anew has another state, which the old mapping does not show.
+bool is_there(const Place &place) {
+  bool is_deleted = place.attached == nullptr || place.attached->board->magic != kMagic;
+  return !is_deleted && board_file(place.folder) == place.file;
+}
 
 void Rack::look(const std::string &name, Place &place) {
   try {
     tool::OpenBoard open = tool::look_at(name);
     place.attached = open.attached;
+    place.folder = open.folder;
+    place.file = board_file(open.folder);
     place.seen = __atomic_load_n(&open->watch.changes, __ATOMIC_SEQ_CST);
     news.put(kPrefix + name, text_of(summary_of(*open)));
   } catch (const std::runtime_error &error) {

@@ -123,34 +123,33 @@ bool Requests::leave_out_repeated(const TraceRecord &record, std::string_view by
   return true;
 }
 
-// What is missed may have read anything. It was between what had common room and the failures behind.
+// In the records all requests come first, then only failures. What was missed came between the two, and may have read anything.
 bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   const std::string &bytes = taken.bytes;
   size_t at = 0;
-  uint32_t told = 0;
+  uint32_t found = 0;  // requests
   bool has_told = false;
-  bool misses_here = false;
+  bool is_behind_gap = false;
   TraceRecord record = {};
   while (has_record(bytes, at, record)) {
-    if (!misses_here && at >= kCommonRoom) {
+    if (!is_behind_gap && at >= kCommonRoom) {
       readings_.miss_some();
-      misses_here = true;
+      is_behind_gap = true;
     }
     std::string_view rest = std::string_view(bytes).substr(at + sizeof record, record.size - sizeof record);
     at += record.size;
     if (leave_out_repeated(record, rest)) {
-      ++told;
+      ++found;
       continue;
     }
     TracedCall call = traced_call(record, std::string(rest));
-    if (is_request(call)) ++told;
-    const bool is_told = tell(call, news, activity);
-    has_told |= is_told;
+    if (is_request(call)) ++found;
+    if (tell(call, news, activity)) has_told = true;
   }
   bool is_damaged = at < bytes.size();
   if (taken.misses_more || is_damaged) readings_.miss_some();
   if (!taken.misses_more) return has_told;
-  uint32_t missed = taken.made > told ? taken.made - told : 0;
+  uint32_t missed = taken.made > found ? taken.made - found : 0;
   const bool is_told = tell_missed(missed + left_out_, taken.misses_failures || bytes.empty(), news);
   left_out_ = 0;
   return has_told || is_told;
@@ -165,8 +164,7 @@ bool Requests::tell_taken(News &news, Activity &activity) {
   if (listing_ == Listing::Noticing) to_leave_out_ = 0;
   bool has_told = false;
   for (const Taken &taken : untold_) {
-    const bool is_told = tell(taken, news, activity);
-    has_told |= is_told;
+    if (tell(taken, news, activity)) has_told = true;
   }
   untold_.clear();
   untold_bytes_ = 0;
@@ -188,7 +186,7 @@ bool Requests::is_due() const {
   return now - told_at_ >= kPause;
 }
 
-// The requests until now are told as they were asked for.
+// What was taken is told as the readers of this moment want it.
 bool Requests::take(const std::shared_ptr<const Attached> &attached, Listing listing, News &news, Activity &activity) {
   if (attached_ != attached || Clock::now() >= next_look_) take_bytes(attached);
   if (!is_due()) return false;

@@ -111,6 +111,9 @@ Json writing_document(const FlashActivity &flash);
 /** The same from the log of a board that nobody follows. */
 Json writing_now(const Watch &watch, const std::filesystem::path &folder);
 
+/** The JSON object in the body of a request; an empty one for no body. Throws tool::Usage for anything else. */
+Json object_of(const std::string &body);
+
 /** Does a command of zelsim.
  *  @param name  of the command
  *  @param body  its arguments, as a JSON object
