@@ -9,10 +9,10 @@ import {boardIn, cageOf, follow, known, put} from './store.js';
 // stands beside it until it is used again, or what it is about has changed.
 
 const kLogIsLate = 1000; // milliseconds, at most
-const pending = new Map(); // value that was chosen, by control
+const pending = new Map(); // an act that is on its way, with the value that was chosen, by control
 const refusals = new Map(); // by control: a text, what it is about, and how that was
 
-export const pendingValue = (control) => pending.get(control);
+export const pendingValue = (control) => pending.get(control)?.value;
 export const refusalOf = (control) => refusals.get(control)?.text;
 
 let writings = 0; // to the flash, that have ended since the page was opened
@@ -113,7 +113,8 @@ export async function actTogether(control, acts, value = true, how = {}) {
     return null;
   }
   const newestAct = known.newestAct ?? 0;
-  pending.set(control, value);
+  const underway = {value};
+  pending.set(control, underway);
   refusals.delete(control);
   put('acts', {});
   const answer = await doAll(acts, how);
@@ -125,7 +126,7 @@ export async function actTogether(control, acts, value = true, how = {}) {
   // The board's news come on another way and may be a little later than the answer.
   setTimeout(
     () => {
-      pending.delete(control);
+      if (pending.get(control) === underway) pending.delete(control); // else another act has begun
       put('acts', {});
     },
     done ? 120 : 0,

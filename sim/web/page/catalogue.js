@@ -1,5 +1,5 @@
 import {act} from './acts.js';
-import {ask} from './connection.js';
+import {load} from './connection.js';
 import {button, element, find, patch} from './dom.js';
 import {firstPart, focusPart, partAt} from './panel.js';
 import {kindOf, numberOf, select} from './selection.js';
@@ -21,7 +21,8 @@ export async function openCatalogue(...into) {
   ports = into;
   filter = '';
   opener = document.activeElement;
-  if (!known.modules) put('modules', (await ask('modules')).modules);
+  if (!known.modules) await load('modules', 'modules');
+  if (!known.modules) return;
   put('dropped', null);
   put('catalogue', true);
   requestAnimationFrame(() => {

@@ -1,5 +1,5 @@
 import {act, dismiss, forgetRefusal, pendingValue, refusalOf, refuse, untilTold} from './acts.js';
-import {ask} from './connection.js';
+import {load} from './connection.js';
 import {refusal} from './controls.js';
 import * as dock from './dock.js';
 import {element, find, patch} from './dom.js';
@@ -242,8 +242,8 @@ export function parsed(text) {
 
 export function start() {
   dock.add('commands', 'Commands', element('div', {id: 'commands'}));
-  ask('actions').then(({actions}) => put('actions', actions));
-  ask('modules').then(({modules}) => put('modules', modules));
+  follow(['anew'], () => known.actions || load('actions', 'actions'));
+  follow(['anew'], () => known.modules || load('modules', 'modules'));
   follow(['selected'], forgetKept);
   follow(['actions', 'modules', 'board', 'optics_as_set', 'acts', 'forms', 'tab', 'selected', 'live', 'gone'], show);
 }

@@ -1,6 +1,6 @@
 import * as address from './address.js';
 import {serve} from './feed.js';
-import {known, take} from './store.js';
+import {known, put, take} from './store.js';
 
 // To the server and back: news, documents, acts.
 
@@ -62,6 +62,13 @@ function pathOf(path) {
 
 /** @return the document; fails with what the server says against it */
 export const ask = (path, fields) => askAt(pathOf(path), fields);
+
+/** Asks for a document that does not change, and keeps it as a part. What fails is asked for again when a stream begins. */
+export const load = (path, part) =>
+  ask(path).then(
+    (answer) => put(part, answer[path]),
+    () => {},
+  );
 
 export async function askAt(address, fields) {
   let answer;

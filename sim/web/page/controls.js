@@ -56,7 +56,8 @@ export function choice(control, legend, values, holds, does) {
   const choose = (value) => {
     moved.delete(control);
     if (String(value) === String(holds)) return put('acts', {});
-    act(control, ...does(value), value);
+    const [action, fields] = does(value);
+    act(control, action, fields, value);
   };
   const options = values.map(([value, text = value]) =>
     element(
@@ -162,9 +163,12 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
     sliding.add(control);
     let sent;
     let done = true;
-    while (sent !== slid.get(control).value && done) {
-      sent = slid.get(control).value;
-      done = await act(control, ...does(sent));
+    while (done) {
+      const wanted = slid.get(control)?.value; // none after a touch that scrolls the page
+      if (wanted === undefined || wanted === sent) break;
+      sent = wanted;
+      const [action, fields] = does(sent);
+      done = await act(control, action, fields);
     }
     sliding.delete(control);
     if (done) return settle(control);

@@ -1,5 +1,5 @@
-import {act, forgetRefusal, pendingValue} from './acts.js';
-import {ask} from './connection.js';
+import {act, forgetRefusal, pendingValue, refuse} from './acts.js';
+import {load} from './connection.js';
 import {actButton, refusal} from './controls.js';
 import * as dock from './dock.js';
 import {copyButton, element, find, patch, patchList} from './dom.js';
@@ -87,6 +87,12 @@ const command = () => {
 /** Whether exactly the next request fails. */
 const isNextOne = () => form.count === '1' && !form.probability && !Number(form.skip);
 
+function makeThemFail() {
+  const isMissing = form.result === 'other' && form.other === '';
+  if (isMissing) refuse('fault-form', 'number: missing', () => form.result + form.other);
+  else act('fault-form', 'fail', fields());
+}
+
 function showForm() {
   if (!dock.isOpen('faults')) return;
   const names = [...new Set(requestsOf().map(({request}) => request))];
@@ -113,7 +119,7 @@ function showForm() {
     element(
       'div',
       {class: 'row'},
-      actButton(isNextOne() ? 'Fail the next one' : 'Make them fail', () => act('fault-form', 'fail', fields()), {
+      actButton(isNextOne() ? 'Fail the next one' : 'Make them fail', makeThemFail, {
         class: 'main' + (pendingValue('fault-form') ? ' pending' : ''),
       }),
       element('code', {}, command()),
@@ -173,7 +179,7 @@ function showTable() {
 
 export function start() {
   dock.add('faults', 'Faults', element('div', {id: 'fault-form'}), element('div', {id: 'fault-table'}));
-  ask('requests').then(({requests}) => put('callables', requests));
+  follow(['anew'], () => known.callables || load('requests', 'callables'));
   follow(['callables', 'fault-form', 'acts', 'board', 'tab', 'live', 'gone'], showForm);
   follow(['board', 'acts', 'tab', 'live', 'gone'], showTable);
 }

@@ -64,6 +64,7 @@ class Feed {
       this.hear();
       if (data.startsWith('{"requests')) return this.tellRequests(data);
       const news = JSON.parse(data);
+      if (first) this.forgetParts();
       this.keep(news);
       this.tell(first ? {...news, anew: true} : news);
       first = false;
@@ -130,6 +131,12 @@ class Feed {
     for (const [page, wants] of this.pages) if (wants) page.postMessage(text);
   }
 
+  /** A server that was started anew does not say which parts are gone. How the connection is stays. */
+  forgetParts() {
+    const {live, refused, silent, since} = this.known;
+    this.known = {live, refused, silent, since};
+  }
+
   keep({activity, ...parts}) {
     if (activity) this.activity = [...this.activity, ...activity].slice(-kKeptActivity);
     if (parts.board) this.boardAt = Date.now() - (parts.board_age ?? 0);
@@ -153,6 +160,8 @@ class Feed {
       this.source?.close();
       this.source = null;
       this.known = {};
+    } else if (this.wants() !== this.asked) {
+      this.connect();
     }
   }
 }

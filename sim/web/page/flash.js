@@ -118,6 +118,8 @@ function changedSector() {
   const last = before;
   before = {used: [...used], erases: [...erases]};
   if (!last) return -1;
+  const isReplaced = erases.some((count, sector) => count < last.erases[sector]);
+  if (isReplaced) return -1;
   return used.findLastIndex((pages, sector) => erases[sector] > last.erases[sector] || pages > last.used[sector]);
 }
 

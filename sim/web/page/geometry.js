@@ -15,3 +15,8 @@ export const kSector = 0x10000; // bytes
 export const kSectors = 512;
 export const kPage = 256; // bytes
 export const kPagesPerSector = kSector / kPage;
+
+/** The first and the last number of parts; slot 0 is the main board. */
+const kNumbers = {port: [0, kPorts - 1], slot: [0, kSlots], supply: [1, 2], sector: [0, kSectors - 1]};
+export const kNumbered = Object.keys(kNumbers);
+export const isPart = (kind, number) => number >= kNumbers[kind][0] && number <= kNumbers[kind][1];

@@ -1,5 +1,6 @@
 import {ask} from './connection.js';
 import {follow, known, put} from './store.js';
+import {kTestLamps, lampState} from './words.js';
 
 // The last minutes of a few values: of each the times of its changes. The server keeps them, too, and a page that is opened
 // begins with what it has.
@@ -30,6 +31,7 @@ function recordBoard() {
   record('temperature', board.i2c.sensor_present ? board.i2c.temperature : null);
   board.supplies.forEach(({supply, good, type}) => record('supply' + supply, good && type !== 'none' ? 1 : 0));
   for (const [name, value] of Object.entries(board.panel)) record('led-' + name, value);
+  for (const lamp of kTestLamps) record('lamp-' + lamp, lampState(board, lamp));
   record('faults', board.faults.length);
   record('busy', board.i2c.busy);
 }

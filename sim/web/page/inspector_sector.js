@@ -10,21 +10,37 @@ import {address, bytes, plural} from './words.js';
 // A sector of the flash, with its bytes.
 
 const kPiece = 4096;
-let shown = {}; // sector, piece, the counters when it was read, bytes
+const kRetry = 2000; // milliseconds
+let shown = {}; // sector, piece, the counters when it was read, its bytes or why there are none
 
 export const regionOf = (sector) => known.regions.findLast(({start}) => start / kSector <= sector);
 
 async function load(sector, piece) {
   const {used, erases} = known.sectors;
   const version = `${used[sector]} ${erases[sector]} ${regionOf(sector).programs}`;
-  if (shown.sector === sector && shown.piece === piece && shown.version === version) return;
-  shown = {sector, piece, version, digits: shown.sector === sector && shown.piece === piece ? shown.digits : ''};
-  const document = await ask(`flash/bytes?start=${sector * kSector + piece * kPiece}&size=${kPiece}`).catch(() => ({
+  const isSame = shown.sector === sector && shown.piece === piece;
+  if (isSame && shown.version === version) return;
+  const {digits, error} = isSame ? shown : {digits: '', error: ''};
+  shown = {sector, piece, version, digits, error};
+  const document = await ask(`flash/bytes?start=${sector * kSector + piece * kPiece}&size=${kPiece}`).catch(({message}) => ({
     bytes: '',
+    error: message,
   }));
   if (shown.sector !== sector || shown.piece !== piece) return;
   shown.digits = document.bytes;
+  shown.error = document.error;
   put('bytes', version);
+  if (shown.error) setTimeout(readAgain, kRetry, shown);
+}
+
+function readAgain(failed) {
+  failed.version = '';
+  put('bytes', '');
+}
+
+function content(start) {
+  if (shown.digits) return hexRows(shown.digits, start, 6);
+  return shown.error ? element('p', {class: 'refusal'}, shown.error) : element('p', {class: 'hint'}, 'Reading…');
 }
 
 export function sectorControls(sector) {
@@ -53,6 +69,6 @@ export function sectorControls(sector) {
       ),
       button('Make it fail…', () => openFaultsAt('flash', address(start), address(start + kSector - 1))),
     ),
-    shown.digits ? hexRows(shown.digits, start + piece * kPiece, 6) : element('p', {class: 'hint'}, 'Reading…'),
+    content(start + piece * kPiece),
   ];
 }

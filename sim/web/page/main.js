@@ -55,9 +55,19 @@ function showBoard(name) {
   connection.followBoard(name);
 }
 
-const {rack: hasRack} = await fetch('/api/server')
-  .then((answer) => answer.json())
-  .catch(() => ({rack: false}));
+const kTries = 3;
+
+/** Asks whether the server shows a rack of boards. One that does not answer is taken for one with a single board. */
+async function serverKind() {
+  for (let tries = 0; tries < kTries; ++tries) {
+    const answer = await fetch('/api/server').catch(() => null);
+    if (answer?.ok) return answer.json();
+    await new Promise((resolve) => setTimeout(resolve, 1000));
+  }
+  return {rack: false};
+}
+
+const {rack: hasRack} = await serverKind();
 bar.start();
 const showsRack = hasRack && !address.read('board');
 if (showsRack) {

@@ -351,6 +351,7 @@ export function start() {
   document.title = 'zelboard: all boards';
   let isFirst = true;
   return (news) => {
+    if (news.anew) boards.clear(); // a server that was started anew does not say which are gone
     for (const [part, summary] of Object.entries(news)) {
       if (!part.startsWith(kPrefix)) continue;
       const name = part.slice(kPrefix.length);

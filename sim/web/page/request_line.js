@@ -1,4 +1,4 @@
-import {kSector} from './geometry.js';
+import {isPart, kSector} from './geometry.js';
 import {duration, hex, resultText, timeOfDay} from './words.js';
 
 // A line of the trace, taken apart: what was asked, of which chip or place, and how it ended.
@@ -54,14 +54,13 @@ export function targetOf({node, name, address}) {
   return hasPlace ? `${node}:${name}@${hex(address)}` : `${node}:${name}`;
 }
 
-const kNumbers = {port: [0, 27], slot: [0, 3], supply: [1, 2]}; // the first and the last; slot 0 is the main board
 const kMostParts = 6;
 
 /** The ports, slots and supplies that a text names, as "port 3" or as "port=3". */
 function namedIn(text) {
   const named = [...text.matchAll(/\b(port|slot|supply)[ =](\d+)/g)].map(([, kind, digits]) => [kind, Number(digits)]);
   const parts = named
-    .filter(([kind, number]) => number >= kNumbers[kind][0] && number <= kNumbers[kind][1])
+    .filter(([kind, number]) => isPart(kind, number))
     .map(([kind, number]) => kind + number);
   if (/\b(main board|ports 24 to 27)\b/.test(text)) parts.push('slot0');
   return [...new Set(parts)];

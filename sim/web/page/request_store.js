@@ -3,10 +3,12 @@
 
 const kLast = 5000;
 const kLonger = 1000; // of each kind
+const kCounted = 10000;
 let last = [];
 let failures = []; // earlier than the last ones
 let changes = []; // earlier than the last ones
 let failed = 0; // how many have failed
+let counted = new Set(); // keys of failures of earlier streams, which the server may send once more
 let stream = 0; // of the server; the numbers of two streams may be the same
 
 // Where requests are missed of which some may have failed, that is kept, too.
@@ -28,7 +30,6 @@ function forgetThose(entries) {
   const keys = new Set(entries.map(keyOf));
   const comesAgain = (entry) => isOlder(entry) && keys.has(keyOf(entry));
   const before = failures.length + changes.length;
-  failed -= failures.filter((entry) => entry.failed && comesAgain(entry)).length;
   failures = failures.filter((entry) => !comesAgain(entry));
   changes = changes.filter((entry) => !comesAgain(entry));
   return failures.length + changes.length < before;
@@ -39,7 +40,7 @@ export function add(entries) {
   const hasForgotten = forgetThose(entries);
   for (const entry of entries) {
     entry.stream = stream;
-    if (entry.failed) ++failed;
+    if (entry.failed && !counted.has(keyOf(entry))) ++failed;
   }
   last = last.concat(entries);
   keepLonger(last.splice(0, Math.max(0, last.length - kLast)));
@@ -48,6 +49,8 @@ export function add(entries) {
 
 /** Another stream begins. What is kept for longer stays. */
 export function beginAnew() {
+  const keys = [...failures, ...last].filter((entry) => entry.failed).map(keyOf);
+  counted = new Set([...counted, ...keys].slice(-kCounted));
   keepLonger(last);
   last = [];
   ++stream;
@@ -58,6 +61,7 @@ export function clear() {
   failures = [];
   changes = [];
   failed = 0;
+  counted.clear();
 }
 
 export const failedCount = () => failed;
@@ -80,5 +84,6 @@ export function byNumber(n) {
 /** The kind of result under which a request is found. */
 export function kindOf(entry) {
   if (last.includes(entry)) return '';
-  return changes.includes(entry) ? 'changed' : 'failed';
+  if (changes.includes(entry)) return 'changed';
+  return entry.failed || entry.failures ? 'failed' : 'fault';
 }

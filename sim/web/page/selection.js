@@ -1,5 +1,5 @@
 import * as address from './address.js';
-import {slotOf} from './geometry.js';
+import {isPart, kNumbered, slotOf} from './geometry.js';
 import {alarmsOf, warningsOf} from './optics.js';
 import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
 import {ledName, ledState, linkText, signsOf, supplyText} from './words.js';
@@ -40,15 +40,12 @@ export function extendTo(part, isStep = true) {
   choose([...new Set([...selected().filter((one) => kindOf(one) === 'port'), ...range])], isStep);
 }
 
+/** Whether a part of an address can be one of a board. */
+const canBe = (part) => /^[a-z][a-z0-9-]*$/.test(part) && (!kNumbered.includes(kindOf(part)) || isPart(kindOf(part), numberOf(part)));
+
 /** Selects what the address says. */
 function restore() {
-  put(
-    'selected',
-    address
-      .read('select')
-      .split(',')
-      .filter((part) => /^[a-z][a-z0-9-]*$/.test(part)),
-  );
+  put('selected', address.read('select').split(',').filter(canBe));
 }
 
 export function start() {

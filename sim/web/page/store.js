@@ -14,6 +14,15 @@ export function follow(parts, show) {
   followers.push({parts, show});
 }
 
+/** A view that fails takes no other one with it. */
+function call(show, logs) {
+  try {
+    show(logs);
+  } catch (error) {
+    reportError(error);
+  }
+}
+
 function showAll() {
   const parts = changed;
   const logs = pending;
@@ -22,7 +31,7 @@ function showAll() {
   asked = false;
   shownAt = performance.now();
   for (const {parts: wanted, show} of followers) {
-    if (wanted.some((part) => parts.has(part))) show(logs);
+    if (wanted.some((part) => parts.has(part))) call(show, logs);
   }
 }
 

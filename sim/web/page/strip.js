@@ -3,7 +3,7 @@ import {element, find, patch} from './dom.js';
 import {isSelected, select} from './selection.js';
 import {scaled, sparkline} from './sparkline.js';
 import {follow, known, knownUntil} from './store.js';
-import {degrees, grouped, ledName, ledState, minus, plural, supplyText} from './words.js';
+import {degrees, grouped, kLedNames, kTestLamps, lampState, ledName, ledState, minus, plural, supplyText} from './words.js';
 
 // The board's values and their last minutes. A click selects what a value belongs to.
 
@@ -47,20 +47,13 @@ function reading(part, name, value, curve, state = '') {
   );
 }
 
-const kLamps = ['5.1', '13.1', '5.3', '6.1']; // of the lamp test, by their positions on the serial-GPIO chain
-
-/** The lamps of the lamp test that are lit. */
-const litLamps = ({serial_gpio: chain}) =>
-  kLamps.filter((lamp) => chain.some(({group, bit, value}) => value && `${group}.${bit}` === lamp));
-
 /** All LEDs and the lamps of the lamp test as lanes. */
 function lights(board) {
   const {panel} = board;
-  const names = ['system', 'alarm', 'power_1', 'power_2', 'ring_master', 'ring_fail'];
-  const lit = names.filter((name) => panel[name]).map((name) => ledName(name) + (panel[name] > 1 ? kBlinks : ''));
-  const lamps = litLamps(board).join(' ');
+  const lit = kLedNames.filter((name) => panel[name]).map((name) => ledName(name) + (panel[name] > 1 ? kBlinks : ''));
+  const lamps = kTestLamps.filter((lamp) => lampState(board, lamp)).join(' ');
   if (lamps) lit.push(`lamp test ${lamps}`);
-  const told = names.map((name) => `${ledName(name)} ${ledState(panel[name])}`);
+  const told = kLedNames.map((name) => `${ledName(name)} ${ledState(panel[name])}`);
   told.push(`lamp test ${lamps || 'off'}`);
   return reading(
     'leds',
@@ -69,7 +62,7 @@ function lights(board) {
     element(
       'span',
       {class: 'lanes', title: told.join(', ')},
-      [...names.map((name) => 'led-' + name), ...kLamps.map((lamp) => 'lamp-' + lamp)].map((name) =>
+      [...kLedNames.map((name) => 'led-' + name), ...kTestLamps.map((lamp) => 'lamp-' + lamp)].map((name) =>
         sparkline(name, {lowest: 0, highest: 1, steps: true}),
       ),
     ),

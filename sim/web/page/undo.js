@@ -26,9 +26,11 @@ async function undoNow(control, given) {
   const {undone, later} = log.wayOf(entry) ?? {undone: true};
   if (undone) return;
   if (later) return say(control, whyNot(later));
+  const commands = entry.undo.map(parsed);
+  if (commands.includes(null)) return say(control, `This page does not know how to undo ${entry.name}: load it anew`);
   log.setUnderway(entry, true);
   const newest = log.newestAct();
-  const acts = entry.undo.map(parsed).map(({action, fields}) => ({action, ...fields}));
+  const acts = commands.map(({action, fields}) => ({action, ...fields}));
   const how = {title: titleOfUndo(entry), whole: true, undoes: entry.act, newest};
   const answer = await actTogether(control, acts, true, how);
   if (answer) {
@@ -39,8 +41,8 @@ async function undoNow(control, given) {
   const why = refusalOf(control);
   if (!why) return; // the answer to a question was to keep what is there
   // What somebody else has done is told a little later. The reason is about what comes after it.
-  const cameInBetween = known.newestAct === newest;
-  if (cameInBetween) await untilTold(newest + 1);
+  const isUntold = known.newestAct === newest;
+  if (isUntold) await untilTold(newest + 1);
   say(control, why);
 }
 

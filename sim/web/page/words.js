@@ -65,8 +65,13 @@ export const faultResult = (result) =>
   typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result);
 
 const kLeds = {system: 'SYS', alarm: 'ALM', power_1: 'PWR1', power_2: 'PWR2', ring_master: 'RM', ring_fail: 'RF'};
+export const kLedNames = Object.keys(kLeds);
 export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
 export const ledState = (value) => ['off', 'on', 'blinking'][value] ?? String(value);
+
+/** The lamps of the lamp test, by their positions on the serial-GPIO chain, which is told without those that are off. */
+export const kTestLamps = ['5.1', '13.1', '5.3', '6.1'];
+export const lampState = ({serial_gpio: chain}, lamp) => chain.find(({group, bit}) => `${group}.${bit}` === lamp)?.value ?? 0;
 
 export const presence = (flag) => (flag ? 'present' : 'absent');
 
