@@ -129,6 +129,9 @@ class Page(Server):
         # A program sets an LED.
         on_switch(ZELCTL, "led", "set", "ring-master", "blink")
         self.find("use#ring-master[href='#blinking']")
+        # Lamps of the lamp test have their curves behind those of the six LEDs.
+        on_switch(ZELCTL, "lamp-test", "1")
+        self.find("[data-strip=leds] .lanes svg:nth-child(n+7) path[d*=V]")
         # A supply is pulled, and a daemon's alarm LED turns red.
         with subprocess.Popen((ZELSIM, "run", "--", INDICATORS, "--period", "0.1"), stdout=subprocess.DEVNULL) as daemon:
             self.find("use#alarm[href='#off']")
@@ -314,6 +317,12 @@ class Page(Server):
         self.says("dialog.confirm[open]", "The flash is erased already.")
         self.keys(Keys.ESCAPE)
         eventually(lambda: not self.is_there("dialog[open]"))
+        # A sector that cannot be read says why, until it can.
+        self.on_page("window.take = fetch; window.fetch = (...all) => all[0].includes('flash/bytes') ? Promise.reject() : take(...all)")
+        self.click("[data-sector='0']")
+        self.says("#inspector .refusal", "no connection to zelsim serve")
+        self.on_page("window.fetch = take")
+        self.says("#inspector .hex", "ff ff")
 
     def test_questions_say_who_is_writing(self):
         self.open("")
@@ -621,6 +630,11 @@ class Page(Server):
         self.find("[data-part=port0]")
         self.browser.back()
         eventually(lambda: self.on_page(rig) == "board-rig")
+        # A board that goes while there is no server is gone.
+        self.end()
+        zelsim("delete rig")
+        self.start(str(self.port))
+        eventually(lambda: self.on_page(names) == ["a1", "b2", "b10", "bench", "default"])
         self.browser.get(self.address + "?board=nosuch")
         self.says("#trouble", "No board nosuch (make it with: zelsim create nosuch).")
         self.find("#trouble a[href='/']")
@@ -1253,9 +1267,23 @@ class Page(Server):
         self.find("#lines li")
         self.says("#tab-requests", "1 failed")
         self.assertEqual(self.on_page("return document.querySelectorAll('#lines > li').length"), 1)
+        for count in (1500, 1501):
+            self.requests_come(count * [failure])
+            self.says("#tab-requests", f"{count} failed")
+            for tab in ("flash", "requests"):
+                self.click("#tab-" + tab)
+            self.says("#requests-told", "1000 of ")
         self.click("[data-key=clear]")
         self.choose("[data-key=filter-result]", "failed")
         eventually(lambda: self.text("#requests-told") == "")
+        # Nobody wants requests any more as soon as the page that did is gone.
+        self.on_page("const feed = performance.getEntriesByType('resource').find(({name}) => name.endsWith('/feed.js')).name;"
+                     "import(feed).then(({serve}) => { const {port1, port2} = new MessageChannel(); serve(port2);"
+                     "window.other = port1; other.postMessage({query: 'board=', requests: true}); })")
+        eventually(lambda: self.on_page("return Boolean(window.other)"))
+        self.click("#tab-flash")
+        self.on_page("setTimeout(() => other.postMessage('ends'), 100)")
+        eventually(lambda: self.on_page("return !source.url.endsWith('&requests')"))
 
     def test_a_program_that_notices_is_shown(self):
         zelsim("plug 5 1g-sx")
@@ -1385,7 +1413,7 @@ class Page(Server):
             module = self.find("#catalogue [data-key='100fx']")
             ActionChains(self.browser).drag_and_drop(module, self.find(target)).perform()
             self.says(place, words)
-        self.open("?tab=flash&select=port6")
+        self.open("?tab=flash&select=slot9,sector512,port6")
         self.find("#tab-flash[aria-selected=true]")
         self.find("[data-part=port6][aria-pressed=true]")
         for width, height in ((390, 844), (768, 1024), (1024, 768), (1440, 900)):
