@@ -549,7 +549,7 @@ print(os.getpid())
         eventually(lambda: any("clock" in text for _, text in self.told(news)))
         told = [(who.split("[")[0], text) for who, text in self.told(news)]
         self.assertEqual(told[2:-1], [
-            ("debugCmd", "serial GPIO 1.1: off → on"), ("zelctl", "LED alarm: off → on"), ("zelctl", "LED power 1: off → blinking"),
+            ("python3", "serial GPIO 1.1: off → on"), ("zelctl", "LED alarm: off → on"), ("zelctl", "LED power 1: off → blinking"),
             ("zelctl", "alarm relay: open → closed"), ("zelctl", "port 5: transmitter on"),
             ("zelctl", "lamp test, serial GPIO 5.3: off → on"), ("zelctl", "lamp test, serial GPIO 5.3: on → off")])
         self.assertRegex(told[-1][1], "clock: .* → 2030-01-02T03:04:05")
