@@ -1190,6 +1190,12 @@ class Page(Server):
         self.addCleanup(self.browser.execute_cdp_cmd, "Page.removeScriptToEvaluateOnNewDocument", script)
         self.watch_requests(query)
 
+    def begin_anew(self):
+        """Another stream begins, after one without requests."""
+        for tab, ends in (("flash", "false"), ("requests", "true")):
+            self.click("#tab-" + tab)
+            eventually(lambda: self.on_page(f"return source.url.endsWith('&requests') === {ends}"))
+
     def say(self, news):
         self.on_page("source.onmessage({data: arguments[0]})", json.dumps(news, separators=(",", ":")))
 
@@ -1251,14 +1257,13 @@ class Page(Server):
             eventually(lambda: self.on_page("return document.querySelectorAll('#lines > li').length") == 1)
         # The activity leads to one of them.
         self.choose("[data-key=filter-result]", "")
-        self.say({"activity": [{"id": 1, "at": 1000 * int(time.time()), "who": "prog[7]", "text": "reads it", "undo": [],
+        self.say({"activity": [{"id": 1, "at": int(1000 * time.time()), "who": "prog[7]", "text": "reads it", "undo": [],
                                 "request": 100002}]})
         self.press("#foot button", "Show the request")
         self.says("#lines .line[aria-expanded=true]", "31.0 °C")
         # Another stream begins with what is kept.
         self.choose("[data-key=filter-result]", "")
-        for tab in ("flash", "requests"):
-            self.click("#tab-" + tab)
+        self.begin_anew()
         self.says("#requests-empty", "2 failures of before are kept.")
         self.press("#requests-empty button", "Only failures")
         self.says("#requests-told", "1 of ")
@@ -1270,8 +1275,7 @@ class Page(Server):
         for count in (1500, 1501):
             self.requests_come(count * [failure])
             self.says("#tab-requests", f"{count} failed")
-            for tab in ("flash", "requests"):
-                self.click("#tab-" + tab)
+            self.begin_anew()
             self.says("#requests-told", "1000 of ")
         self.click("[data-key=clear]")
         self.choose("[data-key=filter-result]", "failed")
