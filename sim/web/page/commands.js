@@ -173,9 +173,11 @@ async function submit(command, event) {
   dismiss(control);
   const why = whyNot(command, given);
   if (why) return refuse(control, why, () => whyNot(command, valuesOf(action, fields)));
+  const {selected} = known;
   if (await act(control, action, given)) {
     await untilTold(known.expectedAct ?? 0);
     forget(action, given);
+    if (known.selected !== selected) forgetKept(); // another part was selected meanwhile
   } else if (!refusalOf(control)) {
     goBack(action); // the answer to a question was to keep what is there
   }
