@@ -37,29 +37,32 @@ const chosen = {}; // what somebody has chosen, by form and field
 const kSubjects = ['port', 'slot', 'supply'];
 const kept = new Set(); // ports, slots and supplies of forms that are done, among those that are chosen
 
+const fieldsOf = (action) => known.actions.find((one) => one.action === action).fields;
+const keyOf = (action, field) => `${action} ${field}`;
+
 /** Fields that were emptied and need a value follow again what holds. */
 function forgetEmptied(action) {
-  const {fields} = known.actions.find((one) => one.action === action);
+  const fields = fieldsOf(action);
   for (const {field, optional} of fields) {
-    const isEmptied = chosen[`${action} ${field}`] === '' && !optional;
-    if (isEmptied) delete chosen[`${action} ${field}`];
+    const isEmptied = chosen[keyOf(action, field)] === '' && !optional;
+    if (isEmptied) delete chosen[keyOf(action, field)];
   }
 }
 
 /** Somebody has chosen a value. It stays, also for another port, slot or supply; the other fields follow what holds there. */
 function choose(action, field, value) {
-  if (chosen[`${action} ${field}`] === value) return;
+  if (chosen[keyOf(action, field)] === value) return;
   if (kSubjects.includes(field)) forgetEmptied(action);
-  chosen[`${action} ${field}`] = value;
-  kept.delete(`${action} ${field}`);
+  chosen[keyOf(action, field)] = value;
+  kept.delete(keyOf(action, field));
   put('forms', value);
 }
 
 /** What was given is done, and forgotten. What was typed since then stays, and so does the port, slot or supply until another
  *  part is selected. */
 function forget(action, given) {
-  for (const {field} of known.actions.find((one) => one.action === action).fields) {
-    const name = `${action} ${field}`;
+  for (const {field} of fieldsOf(action)) {
+    const name = keyOf(action, field);
     const isDone = chosen[name] === (given[field] ?? '');
     if (isDone && kSubjects.includes(field)) kept.add(name);
     else if (isDone) delete chosen[name];
@@ -74,11 +77,11 @@ function forgetKept() {
 
 /** What was chosen where something holds is forgotten: nobody wants it any more. What only the form knows stays. */
 function goBack(action) {
-  const {fields} = known.actions.find((one) => one.action === action);
+  const fields = fieldsOf(action);
   const values = valuesOf(action, fields);
   for (const {field} of fields) {
     const isHolding = holding(action, field, values) !== '';
-    if (isHolding && !kSubjects.includes(field)) delete chosen[`${action} ${field}`];
+    if (isHolding && !kSubjects.includes(field)) delete chosen[keyOf(action, field)];
   }
   put('forms', action);
 }
@@ -109,7 +112,7 @@ const withoutOne = (field, optional) =>
 /** The values that a form shows, by field: what somebody has chosen, else what holds. */
 function valuesOf(action, fields) {
   const values = {};
-  for (const {field} of fields) values[field] = chosen[`${action} ${field}`] ?? holding(action, field, values);
+  for (const {field} of fields) values[field] = chosen[keyOf(action, field)] ?? holding(action, field, values);
   return values;
 }
 
@@ -137,7 +140,7 @@ function isUntouched({action, fields}) {
   const values = valuesOf(action, fields);
   const holds = ({field}) => holding(action, field, values) !== '';
   const others = fields.filter(({field}) => !kSubjects.includes(field));
-  const isChosen = ({field}) => chosen[`${action} ${field}`] !== undefined;
+  const isChosen = ({field}) => chosen[keyOf(action, field)] !== undefined;
   const isGiven = (field) => field.optional || holds(field);
   return others.some(holds) && others.every(isGiven) && !others.some(isChosen);
 }

@@ -108,12 +108,12 @@ function show() {
   wantRequests(isOpen('requests') && !known.paused && !document.hidden);
 }
 
-export function count(name, text, isBad = false) {
+/** A number on a tab, with words behind it. */
+export function count(name, number, words = '', isBad = false) {
   const place = find('#count-' + name);
   if (!place) return;
-  const [number, ...words] = text.split(' ');
   // The words need room that a narrow screen has not.
-  patch(place, [number, words.length > 0 && element('span', {class: 'words'}, ' ' + words.join(' '))]);
+  patch(place, [number, words !== '' && element('span', {class: 'words'}, ' ' + words)]);
   place.classList.toggle('bad', isBad);
 }
 

@@ -164,8 +164,8 @@ function none() {
 
 function showCount(faults) {
   const hits = faults.reduce((sum, fault) => sum + fault.hits, 0);
-  const struck = hits > 0 ? ` · ${plural(hits, 'hit')}` : '';
-  dock.count('faults', faults.length > 0 ? faults.length + struck : '', true);
+  const struck = hits > 0 ? `· ${plural(hits, 'hit')}` : '';
+  dock.count('faults', faults.length > 0 ? String(faults.length) : '', struck, true);
 }
 
 function showTable() {

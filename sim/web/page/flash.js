@@ -128,11 +128,11 @@ function watchWriting() {
   const sector = changedSector();
   if (sector >= 0) cursor = sector;
   cursor = known.written_sector ?? cursor;
-  followed = isWriting() ? followBand() : null;
+  followed = isWriting() ? bandInView() : null;
 }
 
-/** The region that a program begins to write comes into view; then whoever scrolls goes where they want. */
-function followBand() {
+/** Brings the band that a program begins to write into view; then whoever scrolls goes where they want. @return the band */
+function bandInView() {
   const band = cells[cursor].closest('.band');
   if (band !== followed && dock.isOpen('flash')) scrollTo(band);
   return band;
@@ -179,8 +179,8 @@ function fillOf(pages) {
 function showCells() {
   const {used, erases} = known.sectors;
   cells.forEach((cell, sector) => {
-    const cursor = cell.classList.contains('cursor') ? ' cursor' : '';
-    const look = `cell ${fillOf(used[sector])} wear${levelOf(erases[sector])}${cursor}`;
+    const cursorClass = cell.classList.contains('cursor') ? ' cursor' : '';
+    const look = `cell ${fillOf(used[sector])} wear${levelOf(erases[sector])}${cursorClass}`;
     if (cell.className !== look) {
       cell.className = look;
       cell.setAttribute('aria-label', `Sector ${sector}, ${usedText(used[sector])}, erased ${plural(erases[sector], 'time')}`);

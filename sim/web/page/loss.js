@@ -84,28 +84,33 @@ export function writingText(writing) {
 const kRenewTime = 2000; // ms
 const kAboutStates = ['save', 'load', 'forget'];
 
+/** What is lost by going back to a saved state. Programs may go on while the question stands: it is asked for again.
+ *  @return a function that gives it as it was known last */
+async function differenceFrom(state) {
+  const askAnew = (otherwise) => ask('flash/difference?state=' + state).catch(() => otherwise);
+  let difference = await askAnew(null);
+  let timer = null;
+  const renew = async () => {
+    difference = await askAnew(difference);
+    timer = null;
+    put('difference', difference);
+  };
+  return () => {
+    timer ??= setTimeout(renew, kRenewTime);
+    return difference;
+  };
+}
+
 /** @return a function that gives what to ask as it is now, or null when nothing of weight is lost, or the act will be refused */
 export async function questionFor(action, fields) {
   const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   const goesBack = action === 'load' && saved;
-  const askDifference = (otherwise) => ask('flash/difference?state=' + fields.state).catch(() => otherwise);
-  let difference = goesBack ? await askDifference(null) : null;
-  let timer = null;
-  const renew = async () => {
-    difference = await askDifference(difference);
-    timer = null;
-    put('difference', difference);
-  };
-  // As long as the question is drawn, programs may go on.
+  const differenceNow = goesBack ? await differenceFrom(fields.state) : () => null;
   const question = () => {
-    if (goesBack) timer ??= setTimeout(renew, kRenewTime);
-    return questionNow(action, fields, saved, difference);
-  };
-  const withWarning = () => {
-    const asked = question();
+    const asked = questionNow(action, fields, saved, differenceNow());
     return asked && {...asked, warning: writingText(known.writing)};
   };
-  return question() && withWarning;
+  return question() && question;
 }
 
 function questionNow(action, fields, saved, difference) {

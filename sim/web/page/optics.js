@@ -38,19 +38,24 @@ const flagOf = (flags, key) => flags?.find((flag) => flag.startsWith(key + '_'))
 
 const inUnit = (value, unit) => `${minus(Number(value.toFixed(2)))} ${unit}`;
 
+const kLimits = [
+  {name: 'low_alarm', side: 'low', flags: 'alarms'},
+  {name: 'high_alarm', side: 'high', flags: 'alarms'},
+  {name: 'low_warning', side: 'low', flags: 'warnings'},
+  {name: 'high_warning', side: 'high', flags: 'warnings'},
+];
+
 /** The limit that a value is beyond now: its name and its number; undefined within all of them. What is shown is rounded: the
  *  module's own flags decide, of which those that are latched may be over. */
 function limitBeyond(row, key, limits) {
   const value = row[key];
-  const standing = flagOf(row.standing_alarms, key);
-  const isLow = (name) => name.startsWith('low');
-  const isFlagged = (name) => {
-    const [side, kind] = name.split('_');
-    return (kind === 'alarm' ? row.alarms : row.warnings)?.includes(`${key}_${side}`);
-  };
-  const isBeyond = (name) => isFlagged(name) && (isLow(name) ? value < limits[name] : value > limits[name]);
-  const name = standing ? `${standing}_alarm` : ['low_alarm', 'high_alarm', 'low_warning', 'high_warning'].find(isBeyond);
-  return name && {name: name.replace('_', ' '), side: isLow(name) ? 'below' : 'above', number: limits[name]};
+  const alarm = flagOf(row.standing_alarms, key);
+  const isOfAlarm = ({name}) => name === `${alarm}_alarm`;
+  const isFlagged = ({side, flags}) => row[flags]?.includes(`${key}_${side}`);
+  const isBeyond = ({name, side}) => (side === 'low' ? value < limits[name] : value > limits[name]);
+  const limit = kLimits.find((one) => (alarm ? isOfAlarm(one) : isFlagged(one) && isBeyond(one)));
+  if (!limit) return undefined;
+  return {name: limit.name.replace('_', ' '), side: limit.side === 'low' ? 'below' : 'above', number: limits[limit.name]};
 }
 
 /** Why a value is low that is no trouble by itself: without light there is no power. */

@@ -64,15 +64,20 @@ function linesOf(some, expression = matcher()) {
 
 const isAtEnd = () => list.scrollHeight - list.scrollTop - height < 30;
 
+/** Pixels from a place in the list to the first line that begins there or below. */
+function toNextLine(place) {
+  const next = [...list.children].find((line) => line.offsetTop - list.offsetTop >= place);
+  return next ? Math.ceil(next.offsetTop - list.offsetTop - place) : 0;
+}
+
 /** The line at the top is seen as a whole: below the last one is room for that, where it takes less than a row. */
 function scrollToEnd() {
   if (!follows || height === 0) return;
   const top = list.scrollHeight - spare - height;
-  const first = [...list.children].find((line) => line.offsetTop - list.offsetTop >= top);
-  const cut = top > 0 && first ? Math.ceil(first.offsetTop - list.offsetTop - top) : 0;
-  const wanted = cut < kLineHeight ? cut : 0;
-  if (wanted !== spare) list.style.paddingBottom = `${wanted}px`;
-  spare = wanted;
+  const rest = top > 0 ? toNextLine(top) : 0; // of a line that is cut
+  const padding = rest < kLineHeight ? rest : 0;
+  if (padding !== spare) list.style.paddingBottom = `${padding}px`;
+  spare = padding;
   list.scrollTop = list.scrollHeight;
 }
 
@@ -129,9 +134,9 @@ function drawFrom(first) {
 function drawEarlier() {
   const end = passing.length - waiting - list.children.length;
   if (end <= 0) return;
-  const height = list.scrollHeight;
+  const contentBefore = list.scrollHeight;
   list.prepend(...linesOf(passing.slice(Math.max(0, end - kMore), end)));
-  list.scrollTop += list.scrollHeight - height;
+  list.scrollTop += list.scrollHeight - contentBefore;
 }
 
 function drawLater() {

@@ -34,7 +34,7 @@ function showState() {
   find('#requests-empty').hidden = seen > 0;
   find('#trace').classList.toggle('none', seen === 0);
   const failed = store.failedCount();
-  dock.count('requests', failed ? `${failed} failed` : '', true);
+  dock.count('requests', failed ? String(failed) : '', failed ? 'failed' : '', true);
   if (seen > 0) return;
   patch(find('#requests-empty'), total > 0 ? [element('p', {}, 'No line passes the filter.'), showAllButton()] : empty());
 }

@@ -17,7 +17,9 @@ export function pathOf(points, {lowest, highest, steps}, now) {
   const span = spanAt(now);
   const x = (at) => Math.max(0, (1 - (now - at) / span) * kWidth).toFixed(1);
   const y = (value) => (kHeight - 3 - ((value - lowest) / (highest - lowest || 1)) * (kHeight - 6)).toFixed(1);
-  const seen = points.filter(({at}, i) => at > now - span || (points[i + 1]?.at ?? now) > now - span);
+  const begin = now - span;
+  const endOf = (i) => points[i + 1]?.at ?? now; // a value stands until the next one
+  const seen = points.filter((point, i) => endOf(i) > begin);
   let path = '';
   seen.forEach(({at, value}, i) => {
     if (i === 0) path = `M${x(at)} ${y(value)}`;
