@@ -31,11 +31,12 @@ zelboard_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_BINARY_DIR}/debian/CH
 zelboard_gzip(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
 
 # zelboard_package(COMPONENT PACKAGE SECTION TITLE TEXT [NEEDS COMPONENT ...] [DEPENDS DEBIAN_PACKAGE ...]
-#   [RECOMMENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...] [PORTABLE]): a component as a package. It needs other components in
-# the same version, Debian's packages beside those whose shared libraries its programs link (these are found), and has
-# extra control files. A portable one serves every processor.
+#   [RECOMMENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...] [PORTABLE] [LINKS_NOTHING]): a component as a package. It needs other
+# components in the same version, Debian's packages beside those whose shared libraries its programs link (these are
+# found), and has extra control files. A portable one serves every processor. One that links nothing has no programs: its
+# files are not searched for any, which takes a while for each.
 macro(zelboard_package component package section title text)
-  cmake_parse_arguments(part PORTABLE "" "NEEDS;DEPENDS;RECOMMENDS;EXTRA" ${ARGN})
+  cmake_parse_arguments(part "PORTABLE;LINKS_NOTHING" "" "NEEDS;DEPENDS;RECOMMENDS;EXTRA" ${ARGN})
   string(TOUPPER ${component} name)
   list(APPEND CPACK_COMPONENTS_ALL ${component})
   set(CPACK_COMPONENT_${name}_DEPENDS ${part_NEEDS})
@@ -47,6 +48,8 @@ macro(zelboard_package component package section title text)
   set(CPACK_DEBIAN_${name}_DESCRIPTION "board support of an industrial Ethernet switch - ${title}\n${ZELBOARD_ABOUT}${text}")
   if(part_PORTABLE)
     set(CPACK_DEBIAN_${name}_PACKAGE_ARCHITECTURE all)
+  endif()
+  if(part_PORTABLE OR part_LINKS_NOTHING)
     set(CPACK_DEBIAN_${name}_PACKAGE_SHLIBDEPS OFF)
   endif()
   install(FILES ${PROJECT_BINARY_DIR}/debian/CHANGELOG.md.gz ${PROJECT_BINARY_DIR}/debian/changelog.gz
@@ -62,7 +65,7 @@ zelboard_package(development libzelboard-dev libdevel development
   "This package contains the headers, the static library, and what pkg-config and
 CMake need to find them; a manual page for each function, the guides and the
 examples."
-  NEEDS library)
+  LINKS_NOTHING NEEDS library)
 if(TARGET zelctl AND TARGET zelsim)
   set(scripts ${PROJECT_SOURCE_DIR}/cmake/debian/tools)
   zelboard_package(tools zelboard-tools admin tools
