@@ -32,7 +32,7 @@ def zelsim(words):
 
 def monitor(*options, **how):
     return subprocess.Popen([ZELSIM, "run", "--fast", "--", ZELCTL, "monitor", "--interval", "20", *options],
-                            stderr=subprocess.PIPE, text=True, **how)
+                            **{"stderr": subprocess.PIPE, "text": True, **how})
 
 
 def wait_for(what, condition):
@@ -102,6 +102,28 @@ def commands(folder):
     assert "ended on: supply 1: none -> ac" in complaints, complaints
 
 
+def more_events_than_may_wait(folder):
+    zelsim("save few")
+    for port in range(8):
+        zelsim(f"plug {port} 1g-sx")
+    zelsim("save many")
+    with open(f"{folder}/complaints", "w+", encoding="utf-8") as complaints:
+        watcher = monitor("--exec", "sleep 99", "--exec-limit", "86400", stdout=subprocess.DEVNULL, stderr=complaints)
+
+        def too_many():
+            zelsim("load few")
+            zelsim("load many")
+            complaints.seek(0)
+            return "zelctl: --exec: too many events wait: nothing is run on: " in complaints.read()
+
+        wait_for("event too many", too_many)
+        # The first signal waits for the command, another one ends it.
+        wait_for("end", lambda: watcher.poll() is not None or watcher.send_signal(signal.SIGTERM))
+        complaints.seek(0)
+        waited = complaints.read().count("zelctl: --exec: the monitor ends: nothing is run on: ")
+    assert waited == 1000, waited
+
+
 def rounds_that_outlast_their_interval():
     watcher = subprocess.Popen([ZELSIM, "run", "--", ZELCTL, "monitor", "--interval", "10", "--initial"],
                                stdout=subprocess.PIPE, text=True)
@@ -131,5 +153,6 @@ with tempfile.TemporaryDirectory() as work:
         zelsim(f"set supply {number} ac")
     journal(work)
     commands(work)
+    more_events_than_may_wait(work)
     rounds_that_outlast_their_interval()
     unit(work)

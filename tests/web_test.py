@@ -383,6 +383,7 @@ class Interface(Server):
         line = next(line for line in later["requests"] if line["n"] == entry["request"])
         self.assertEqual("reads " + line["changed"], entry["text"])
         self.assertEqual(int(line["at"]), entry["at"])
+        self.assertTrue(all("changed" in line for line in later["requests"] if line["n"] < entry["request"]))
 
     def test_what_nobody_followed_is_told_with_no_false_time(self):
         zelsim("plug 3 1g-sx")
