@@ -172,6 +172,7 @@ ctl db shared write "$work/empty" --allow-empty
 says 0 '^shared 1  *0  *0x0  *empty$' ctl db table
 ctl env set name 'grün' >/dev/null
 says 0 '^name=grün$' ctl env list
+says 0 '"grün"' ctl env list --json
 ctl env unset name
 says 1 "no variable 'name'" ctl env get name
 says 1 "no variable ''" ctl env unset ''

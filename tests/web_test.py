@@ -643,6 +643,8 @@ for line in sys.stdin:
         lines = news["requests"][begin:-1]
         self.assertEqual([(line.get("reads"), line.get("values")) for line in lines], [row[1:] for row in self.READS])
         self.assertEqual({line["program"] for line in lines}, {"python3"})
+        # The bytes of a transfer stand in its line.
+        self.assertEqual(["before" in line for line in lines], ["BufRead" not in line["line"] for line in lines])
         eventually(lambda: ("python3", "hardware reset") in [(who.split("[")[0], text) for who, text in self.told(news)])
         changes = [text for who, text in self.told(news) if who != "shell"]
         self.assertEqual(changes, [row[1] for row in self.CHANGES])
@@ -664,14 +666,15 @@ for line in sys.stdin:
 
     # Does a step for each line of standard input, and answers it. What was read last is what is written.
     WRITER = '''
-import os, sys
-flash = os.open("/dev/zel_spi_flash", os.O_RDWR)
+import fcntl, os, sys
+flash, gpio = os.open("/dev/zel_spi_flash", os.O_RDWR), os.open("/dev/zel_gpio", os.O_RDWR)
 files = {}
 def read(name, size):
     global last
     last = files[name].read(int(size))
 def at(address): os.lseek(flash, int(address, 16), os.SEEK_SET)
 def write(size): os.write(flash, last[:int(size)])
+def led(state): fcntl.ioctl(gpio, 0x40012482, bytes([int(state)]))
 def copy(name, size):
     for _ in range(0, int(size), 4096):
         read(name, 4096)
@@ -682,7 +685,7 @@ for line in sys.stdin:
         if act == "open": files[words[0]] = open(sys.argv[1] + "/" + words[0], "rb", buffering=0)
         elif act == "close": files.pop(words[0]).close()
         elif act == "seek": files[words[0]].seek(int(words[1]))
-        else: {"read": read, "at": at, "write": write, "copy": copy}[act](*words)
+        else: {"read": read, "at": at, "write": write, "copy": copy, "led": led}[act](*words)
     print("done", flush=True)
 '''
     # Steps of the program, and what is told then: the region, what was written there, the rest of it; the file and how much
@@ -715,6 +718,8 @@ for line in sys.stdin:
             ("open b; copy b 4096", ("Image 1", 12288, 0xbfd000, None)))),
         ("two files that are alike", (
             ("open a; open twin; read twin 8192; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, None)),)),
+        ("something else behind it", (
+            ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)), ("led 1; led 0", None))),
         ("too little to know", (("open a; at 0x200000; read a 256; write 256", ("Image 1", 256, 0xbfff00, None)),)))
 
     def writer(self, *words):
