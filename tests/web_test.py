@@ -1241,7 +1241,8 @@ class Rack(Server):
         for number in range(3):
             self.act("create", board=f"lab{number}", slots="sfp")
         self.assertEqual(self.ask("/api/create", '{"board": "lab1"}')[0], 409)
-        self.assertEqual(self.ask("/api/create", '{"board": "../x"}')[0], 400)
+        for action, name in ("create", "../x"), ("create", ""), ("delete", ""):
+            self.assertEqual(self.ask("/api/" + action, json.dumps({"board": name}))[0], 400)
         self.assertIn('"board: missing: a name"', self.ask("/api/create", '{"board": 1}')[1])
         self.assertEqual([self.ask(f"/panel.svg?board=lab{number}")[0] for number in (2, 9)], [200, 404])
         status, text = self.ask("/api/create", '{"board": "lab9", "slots": 5}')
