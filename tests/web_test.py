@@ -691,6 +691,9 @@ for line in sys.stdin:
     # Steps of the program, and what is told then: the region, what was written there, the rest of it; the file and how much
     # of it is written. A file is named where it is certain.
     WRITINGS = (
+        # The first: whoever begins to look takes a process that has just ended for one that writes.
+        ("something else behind it", (
+            ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)), ("led 1; led 0", None))),
         ("one file", (
             ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)),
             ("copy a 12288", ("Image 1", 20000, 0xbfb1e0, "a", 20000)))),
@@ -718,8 +721,6 @@ for line in sys.stdin:
             ("open b; copy b 4096", ("Image 1", 12288, 0xbfd000, None)))),
         ("two files that are alike", (
             ("open a; open twin; read twin 8192; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, None)),)),
-        ("something else behind it", (
-            ("open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)), ("led 1; led 0", None))),
         ("too little to know", (("open a; at 0x200000; read a 256; write 256", ("Image 1", 256, 0xbfff00, None)),)))
 
     def writer(self, *words):
