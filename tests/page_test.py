@@ -16,13 +16,15 @@ from web_test import INDICATORS, ZELCTL, ZELSIM, Server, eventually, on_switch, 
 
 try:
     from selenium import webdriver
-    from selenium.common.exceptions import StaleElementReferenceException
+    from selenium.common.exceptions import StaleElementReferenceException, WebDriverException
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
     from selenium.webdriver.common.keys import Keys
 except ImportError:
     webdriver = None
+
+SHOWN = "return document.querySelector(arguments[0])?.checkVisibility() ?? false"
 
 
 @unittest.skipIf(webdriver is None, "python3-selenium and chromium-driver are not installed")
@@ -56,11 +58,6 @@ class Page(Server):
         # The page is live a little earlier than its stream of requests.
         eventually(lambda: on_switch(ZELCTL, "temperature") and self.text("#requests-told"))
 
-    def find(self, selector):
-        found = []
-        eventually(lambda: found.extend(self.browser.find_elements(By.CSS_SELECTOR, selector)) or found)
-        return found[0]
-
     def update(self, words):
         """A firmware update in the chip's time, of a file of `words` times 8 bytes."""
         image = f"{self.home}/firmware.bin"
@@ -71,32 +68,78 @@ class Page(Server):
 
     def on_page(self, script, *values):
         """The page draws anew at any time: what is read or clicked there is found and used in one step."""
-        return self.browser.execute_script(script, *values)
+        return self.evaluate("call()", script, values)
+
+    def comes(self, script, *values):
+        """Waits until a script gives something on the page. The page itself looks again and again: a question costs more."""
+        looks = """(async () => {
+            for (let end = performance.now() + 500; performance.now() < end; await new Promise((done) => setTimeout(done, 30))) {
+                if (call()) return true;
+            }
+            return false;
+        })()"""
+
+        def is_there():
+            try:
+                return self.evaluate(looks, script, values)
+            except WebDriverException:  # the page is left for another one
+                return False
+
+        eventually(is_there)
+
+    def evaluate(self, expression, script, values):
+        """`call` in the expression is the script, with the values as its arguments."""
+        call = f"const call = () => (function () {{ {script} }}).apply(window, {json.dumps(values)});"
+        answer = self.browser.execute_cdp_cmd("Runtime.evaluate", {
+            "expression": f"{{ {call} {expression} }}", "awaitPromise": True, "returnByValue": True, "userGesture": True})
+        self.assertNotIn("exceptionDetails", answer, script)
+        return answer["result"].get("value")
+
+    def find(self, selector):
+        self.comes("return document.querySelector(arguments[0]) !== null", selector)
+
+    def element(self, selector):
+        self.find(selector)
+        return self.browser.find_element(By.CSS_SELECTOR, selector)
 
     def click(self, selector):
-        click = "const found = document.querySelector(arguments[0]); found?.click(); return found !== null"
-        eventually(lambda: self.on_page(click, selector))
+        self.comes("const found = document.querySelector(arguments[0]); found?.click(); return found !== null", selector)
+
+    def focus(self, selector):
+        self.comes("document.querySelector(arguments[0])?.focus(); return document.activeElement.matches(arguments[0])", selector)
 
     def is_there(self, selector):
         return self.on_page("return document.querySelector(arguments[0]) !== null", selector)
 
+    def goes(self, selector):
+        self.comes("return document.querySelector(arguments[0]) === null", selector)
+
     def is_shown(self, selector):
-        return self.on_page("return document.querySelector(arguments[0])?.checkVisibility() ?? false", selector)
+        return self.on_page(SHOWN, selector)
+
+    def shows(self, selector):
+        self.comes(SHOWN, selector)
+
+    def hides(self, selector):
+        self.comes(SHOWN.replace("return ", "return !(") + ")", selector)
 
     def text(self, selector):
         return self.on_page("return document.querySelector(arguments[0])?.innerText ?? ''", selector)
 
     def says(self, selector, words):
-        eventually(lambda: words in self.text(selector))
+        self.comes("return document.querySelector(arguments[0])?.innerText.includes(arguments[1])", selector, words)
 
     def property(self, selector, name):
         self.find(selector)
         return self.on_page("return document.querySelector(arguments[0])[arguments[1]]", selector, name)
 
+    def holds(self, selector, value):
+        self.comes("return document.querySelector(arguments[0])?.value === arguments[1]", selector, value)
+
     def hover(self, selector):
         def is_reached():
             try:
-                ActionChains(self.browser).move_to_element(self.find(selector)).perform()
+                ActionChains(self.browser).move_to_element(self.element(selector)).perform()
                 return True
             except StaleElementReferenceException:
                 return False
@@ -147,7 +190,7 @@ class Page(Server):
             self.says("#writing", "Writing Image 2")
             # All of the map is seen, also below the bar.
             self.resize(1440, 900)
-            eventually(lambda: self.is_shown("#writing-now"))
+            self.shows("#writing-now")
             eventually(lambda: self.on_page("const view = document.querySelector('#view-flash'); return view.scrollHeight <= view.clientHeight"))
             # How far the file is stands where nobody needs to scroll, whatever tab is open.
             self.click("#tab-requests")
@@ -157,15 +200,15 @@ class Page(Server):
             self.find("#lines li.flash")
             # The open sheet of a narrow page hides the bar, and has one of its own.
             self.resize(390, 844)
-            eventually(lambda: self.is_shown("#sheet-writing"))
+            self.shows("#sheet-writing")
             self.assertIn(" of 625 KB · ", self.text("#sheet-writing"))
             update.kill()
-        eventually(lambda: not self.is_shown("#sheet-writing"))
+        self.hides("#sheet-writing")
         # Above the map stands that the update was not done.
         self.assertRegex(self.property("#writing", "textContent"),
                          r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 640000 bytes of firmware.bin$")
         self.resize(1440, 900)
-        eventually(lambda: not self.is_shown("#writing-now"))
+        self.hides("#writing-now")
         self.assert_no_complaints()
 
     def fill(self, form, field, value, event="input"):
@@ -206,7 +249,7 @@ class Page(Server):
                 self.click(act)
                 self.says("dialog.confirm[open]", named)
                 self.keys(Keys.ESCAPE)
-                eventually(lambda: not self.is_there("dialog[open]"))
+                self.goes("dialog[open]")
                 self.assertEqual(zelsim("show --json").split('"clock"')[0], before)
         # Forms begin with what holds. Of a module it is what is set, though its laser is off and no light is there.
         zelsim("set los 3 1")
@@ -229,7 +272,7 @@ class Page(Server):
                                          ("fit", "slot", "3", {"board": "none"}), ("set voltage", "port", "3", {"value": "3.3"})):
             self.fill(form, field, value, "change")
             for name, holds in then.items():
-                eventually(lambda: self.property(f"[data-key='{form}'] [name={name}]", "value") == holds)
+                self.holds(f"[data-key='{form}'] [name={name}]", holds)
         # What was typed stays and is sent when the port is typed after it. A field without it follows with every letter.
         value = "[data-key='set rx-power'] [name=value]"
         zelsim("plug 5 1g-sx")
@@ -237,10 +280,10 @@ class Page(Server):
         self.type_in("set rx-power", "port")
         for key, holds in (("5", "-9"), ("2", ""), (Keys.BACKSPACE, "-9"), (Keys.BACKSPACE, ""), ("3", "-7")):
             self.keys(key)
-            eventually(lambda: self.property(value, "value") == holds)
+            self.holds(value, holds)
         self.type_in("set rx-power", "value", "-22")
         self.type_in("set rx-power", "port", "5")
-        self.find("[data-key='set rx-power'] button").click()
+        self.element("[data-key='set rx-power'] button").click()
         eventually(lambda: "zelsim set rx-power 5 -22" in self.text("#notices"))
         # A form that is done keeps its port until another part is selected. What is typed after Enter replaces it.
         port = "[data-key='set rx-power'] [name=port]"
@@ -254,7 +297,7 @@ class Page(Server):
         self.says("#notices", "zelsim set rx-power 3 -8")
         for part, then in (("port5", "5"), ("slot1", "3")):
             self.select(part)
-            eventually(lambda: self.property(port, "value") == then)
+            self.holds(port, then)
         zelsim("unplug 5")
         # A form that changes nothing says so, and one for a port without such a thing does not ask for a value.
         before = self.board_now()
@@ -272,20 +315,20 @@ class Page(Server):
         self.click("[data-key=fit] button")
         self.says("dialog.confirm[open]", "1g-sx in port 3")
         self.keys(Keys.ESCAPE)
-        eventually(lambda: self.property("[data-key=fit] [name=board]", "value") == "sfp")
+        self.holds("[data-key=fit] [name=board]", "sfp")
         self.assertEqual(self.property("[data-key=fit] [name=slot]", "value"), "1")
         # A cable has another end where there is one.
         self.assertEqual(self.property("[data-key='set link'] [name=speed]", "value"), "1000")
         self.fill("set link", "port", "")
-        eventually(lambda: self.property("[data-key='set link'] [name=speed]", "value") == "")
+        self.holds("[data-key='set link'] [name=speed]", "")
         # A list keeps its entries while one of them is chosen.
         self.fill("plug", "port", "5")
-        eventually(lambda: self.property("[data-key=plug] [name=module]", "value") == "")
+        self.holds("[data-key=plug] [name=module]", "")
         entries = "return [...document.querySelector('[data-key=plug] [name=module]').options].map((one) => one.value)"
         before = self.on_page(entries)
-        self.on_page("document.querySelector('[data-key=plug] [name=module]').focus()")
+        self.focus("[data-key=plug] [name=module]")
         self.keys(Keys.ARROW_DOWN)
-        eventually(lambda: self.property("[data-key=plug] [name=module]", "value") == before[1])
+        self.holds("[data-key=plug] [name=module]", before[1])
         self.assertEqual(self.on_page(entries), before)
         # A state that was saved meanwhile is asked for, and one that does not exist is not.
         zelsim("save before")
@@ -295,11 +338,11 @@ class Page(Server):
             self.click(f"[data-key={form}] button")
             self.says("dialog.confirm[open]", named)
             self.keys(Keys.ESCAPE)
-            eventually(lambda: not self.is_there("dialog[open]"))
+            self.goes("dialog[open]")
         self.fill("load", "state", "nosuch")
         self.click("[data-key=load] button")
         self.says("[data-key=load] .refusal", "nosuch")
-        eventually(lambda: not self.is_there("dialog[open]"))
+        self.goes("dialog[open]")
         # A module of a file does not come back.
         with open(f"{self.home}/odd", "wb") as file:
             file.write(bytes(256))
@@ -308,7 +351,7 @@ class Page(Server):
         self.click("#inspector [value=none]")
         self.says("dialog.confirm[open]", "It cannot be undone: odd is not in the catalogue")
         self.keys(Keys.ESCAPE)
-        eventually(lambda: not self.is_there("dialog[open]"))
+        self.goes("dialog[open]")
         # Where nothing goes, the question says so.
         zelsim("flash erase")
         self.open("?tab=flash")
@@ -316,7 +359,7 @@ class Page(Server):
         self.click("#inspector .apart button:nth-of-type(2)")
         self.says("dialog.confirm[open]", "The flash is erased already.")
         self.keys(Keys.ESCAPE)
-        eventually(lambda: not self.is_there("dialog[open]"))
+        self.goes("dialog[open]")
         # A sector that cannot be read says why, until it can.
         self.on_page("window.take = fetch; window.fetch = (...all) => all[0].includes('flash/bytes') ? Promise.reject() : take(...all)")
         self.click("[data-sector='0']")
@@ -336,7 +379,7 @@ class Page(Server):
                 before = self.text("dialog.confirm")
                 eventually(lambda: self.text("dialog.confirm") != before)
                 self.keys(Keys.ESCAPE)
-                eventually(lambda: not self.is_there("dialog[open]"))
+                self.goes("dialog[open]")
             # Others know it, too.
             writing = json.loads(self.ask("/api/flash")[1])["writing"]
             self.assertEqual((writing["program"][:7], writing["region"]), ("zelctl[", "Image 2"))
@@ -354,7 +397,7 @@ class Page(Server):
             eventually(is_refused)
             zelsim("set supply 2 dc")
             self.says("#foot", "set supply 2 dc")
-            eventually(lambda: self.is_shown("#states form .refusal"))
+            self.shows("#states form .refusal")
             self.keys(Keys.ESCAPE)
             # What was written before the erase is gone.
             self.click("#inspector .apart button:nth-of-type(2)")
@@ -366,7 +409,7 @@ class Page(Server):
             self.keys("s")
             self.says("#states form .refusal", "is in a request")
             update.kill()
-        eventually(lambda: not self.is_there("#states form .refusal"))
+        self.goes("#states form .refusal")
 
     def test_refusals_disconnection_and_missing_boards(self):
         self.open("")
@@ -378,9 +421,9 @@ class Page(Server):
         zelsim("delete")
         self.find("#board-view.away")
         eventually(lambda: re.match(r"default: Since \d\d:\d\d:\d\d: no board", self.text("#trouble")))
-        eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "#bar-acts button:disabled")) == 3)
+        self.comes("return document.querySelectorAll('#bar-acts button:disabled').length === 3")
         zelsim("create --slots sfp,copper,none")
-        eventually(lambda: not self.is_there("#board-view.away"))
+        self.goes("#board-view.away")
         zelsim("fit 1 none")
         self.says("#inspector", "no board in slot 1")
         self.find("[data-part=port3][aria-label*='no board in slot 1']")
@@ -393,11 +436,10 @@ class Page(Server):
         self.click(form + "button[type=submit]")
         self.says(form + ".refusal", "port: 26 has no module")
         zelsim("plug 26 10g-sr")
-        eventually(lambda: not self.is_there(form + ".refusal"))
+        self.goes(form + ".refusal")
         # The server ends and comes back.
         self.select("port26")
-        focus = "document.querySelector('[name=los26]')?.focus(); return document.activeElement.name"
-        eventually(lambda: self.on_page(focus) == "los26")
+        self.focus("[name=los26]")
         self.end()
         self.find("#board-view.away")
         self.says("#trouble", "No connection since")
@@ -407,7 +449,7 @@ class Page(Server):
         looks = "return getComputedStyle(document.querySelector('[name=los26] + span')).opacity"
         self.assertLess(float(self.on_page(looks)), 0.6)
         self.start(str(self.port))
-        eventually(lambda: not self.is_there("#board-view.away"))
+        self.goes("#board-view.away")
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
     def test_a_refusal_stays_until_its_cause_goes(self):
@@ -436,9 +478,9 @@ class Page(Server):
             self.click("#fault-form .main")
             stays("#fault-form .refusal")
             zelsim("heal 1")
-            eventually(lambda: not self.is_there("#fault-form .refusal"))
+            self.goes("#fault-form .refusal")
             self.click("#tab-requests")
-            eventually(lambda: not self.is_there("#lines .details .refusal"))
+            self.goes("#lines .details .refusal")
             monitor.terminate()
 
     def test_a_server_that_hangs_is_noticed(self):
@@ -454,7 +496,7 @@ class Page(Server):
         self.says("#trouble", "Nothing has come from zelsim serve since")
         # The act on the way ends, and says that it may still be done.
         self.says("#inspector [data-key=refusal-los26]", "may still do this")
-        eventually(lambda: not self.is_there("#inspector .pending"))
+        self.goes("#inspector .pending")
         stopped = clock()
         # It tells when the server was heard last, as the line does.
         minutes, seconds = re.search(r"since \d\d:(\d\d):(\d\d)", self.text("#trouble")).groups()
@@ -464,10 +506,10 @@ class Page(Server):
         time.sleep(1.5)
         self.assertEqual(clock(), stopped)
         self.server.send_signal(signal.SIGCONT)
-        eventually(lambda: not self.is_there("#board-view.away"))
-        eventually(lambda: not self.is_there("#inspector .refusal"))
+        self.goes("#board-view.away")
+        self.goes("#inspector .refusal")
         eventually(lambda: clock() != stopped)
-        eventually(lambda: not self.is_shown("#trouble"))
+        self.hides("#trouble")
 
     def test_a_page_that_slept_raises_no_alarm(self):
         self.browser.execute_cdp_cmd("Page.setBypassCSP", {"enabled": True})
@@ -538,7 +580,7 @@ class Page(Server):
         self.says("#inspector [data-key=refusal-los5]", "'55' is not")
         zelsim("set los 24 1")
         self.find("[data-part=port24][aria-label*='no light']")
-        eventually(lambda: self.is_shown("#inspector [data-key=refusal-los5]"))
+        self.shows("#inspector [data-key=refusal-los5]")
         # A slider goes back to what holds.
         self.on_page("const slider = document.querySelector('[name=rx_power5]'); window.before = slider.value;"
                      "slider.value = '-30'; slider.dispatchEvent(new Event('input', {bubbles: true}))")
@@ -550,7 +592,7 @@ class Page(Server):
                                    ("voltage5", "set voltage 5", (3.1, 3.11, 3.4, 3.41))):
             slider = f"#inspector [name={name}]"
             self.find(slider)
-            self.on_page("document.querySelector(arguments[0]).focus()", slider)
+            self.focus(slider)
             at = lambda: float(self.property(slider, "value"))
             before = at()
             self.keys(Keys.RIGHT)
@@ -568,7 +610,7 @@ class Page(Server):
             eventually(lambda: at() == values[3])
         # While it is dragged it stays under the pointer.
         self.on_page("document.querySelector('#inspector [name=voltage5]').scrollIntoView({block: 'center'})")
-        ActionChains(self.browser).click_and_hold(self.find("#inspector [name=voltage5]")).move_by_offset(20, 0).perform()
+        ActionChains(self.browser).click_and_hold(self.element("#inspector [name=voltage5]")).move_by_offset(20, 0).perform()
         eventually(lambda: at() != values[3] and self.text("#notices") == f"zelsim set voltage 5 {at():g}")
         held = at()
         zelsim("set voltage 5 3.05")
@@ -608,13 +650,13 @@ class Page(Server):
             self.says("dialog.confirm[open]", named)
             self.assertNotIn(other, self.text("dialog.confirm[open]"))
             self.keys(Keys.ESCAPE)
-            eventually(lambda: not self.is_there("dialog.confirm[open]"))
+            self.goes("dialog.confirm[open]")
         for _ in range(2):
             eventually(lambda: self.on_page(names) == ["a1", "b2", "b10", "default"])
             self.browser.refresh()
         # The first stop of the tab key leads to the boards. A refusal stands beside its form; a board that was made has the focus.
         self.find("#boards li")
-        self.on_page("document.querySelector('.skip').focus()")
+        self.focus(".skip")
         self.assertEqual(self.text(".skip"), "To the boards")
         self.keys(Keys.ENTER)
         eventually(lambda: self.on_page("return document.activeElement.id") == "boards")
@@ -623,7 +665,7 @@ class Page(Server):
         self.says("#rack-view form .refusal", "cannot make board b2: it exists already")
         self.on_page(make, "bench")
         eventually(lambda: self.on_page("return document.activeElement.closest('li')?.dataset.key") == "board-bench")
-        eventually(lambda: not self.is_there("#rack-view .refusal"))
+        self.goes("#rack-view .refusal")
         self.assertIn("Open", self.text("[data-key=board-bench]"))
         # A search that would hide it ends. Whoever opens it and comes back is there again.
         self.on_page("const search = document.querySelector('#rack-view [type=search]'); search.value = 'b2';"
@@ -646,7 +688,7 @@ class Page(Server):
         self.says("#trouble", "No board nosuch (make it with: zelsim create nosuch).")
         self.find("#trouble a[href='/']")
         zelsim("create nosuch")
-        eventually(lambda: not self.is_shown("#trouble"))
+        self.hides("#trouble")
         # As many streams as can be, when the page's own has ended.
         self.browser.get("about:blank")
         streams = []
@@ -667,7 +709,7 @@ class Page(Server):
             stream.sock.shutdown(socket.SHUT_RDWR)
             stream.close()
         self.find("[data-part=port0]")
-        eventually(lambda: not self.is_shown("#trouble"))
+        self.hides("#trouble")
 
     def test_a_board_of_another_version_is_told_so(self):
         self.end()
@@ -745,8 +787,7 @@ class Page(Server):
         for step in ("[data-part=port3]", "#tab-flash", "[data-part=supply2]", "#tab-faults"):
             self.click(step)
         self.click("#tab-requests")
-        self.click("#requests-text")
-        self.on_page("document.querySelector('#requests-text').focus()")
+        self.focus("#requests-text")
         self.keys("busy", Keys.TAB)
         for part, tab in (("supply2", "faults"), ("supply2", "flash"), ("port3", "flash"), ("port3", "requests")):
             self.browser.back()
@@ -757,7 +798,7 @@ class Page(Server):
         self.browser.forward()
         self.find("[data-part=port3][aria-pressed=true]")
         # The arrow keys go through the tabs in one step.
-        self.on_page("document.querySelector('#tab-requests').focus()")
+        self.focus("#tab-requests")
         self.keys(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
         self.find("#tab-activity[aria-selected=true]")
         self.browser.back()
@@ -778,13 +819,12 @@ class Page(Server):
 
     def test_arrow_keys_choose_and_enter_does(self):
         self.open("?select=supply1")
-        focus = "document.querySelector('#inspector [value=ac]')?.focus(); return document.activeElement.value"
-        eventually(lambda: self.on_page(focus) == "ac")
+        self.focus("#inspector [value=ac]")
         self.keys(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
         self.find("#inspector .moved [value=failed]:checked:focus")
         self.keys(Keys.TAB)
         self.find("#inspector [value=ac]:checked")
-        eventually(lambda: self.on_page(focus) == "ac")
+        self.focus("#inspector [value=ac]")
         self.keys(Keys.ARROW_LEFT, Keys.ENTER)
         self.says("#foot", "zelsim set supply 1 none")
         self.assertEqual(len([line for line in json.loads(zelsim("show --json"))["supplies"] if line["type"] == "none"]), 1)
@@ -801,7 +841,7 @@ class Page(Server):
                 with self.subTest(tab=name):
                     self.open(f"?tab={opened}")
                     way()
-                    eventually(lambda: self.is_shown(content))
+                    self.shows(content)
 
     def test_focus_stays_near_what_goes(self):
         self.open("")
@@ -816,7 +856,7 @@ class Page(Server):
             self.click("#tab-" + tab)
             button = f"#view-{tab} [aria-label='{first}']"
             self.find(button)
-            self.on_page("document.querySelector(arguments[0]).focus()", button)
+            self.focus(button)
             for name in then:
                 self.keys(Keys.ENTER)
                 eventually(lambda: self.focused() == name)
@@ -870,7 +910,7 @@ class Page(Server):
         acts = ["undone: set busy 1", "zelsim set settle 7", *acts]
         eventually(lambda: self.acts() == acts)
         # So does a key, and the focus stays.
-        self.on_page("document.querySelector(arguments[0]).focus()", "#activity [aria-label='Undo: zelsim set temperature 52']")
+        self.focus("#activity [aria-label='Undo: zelsim set temperature 52']")
         self.keys(Keys.ENTER, Keys.ENTER)
         zelsim("set temperature 30")
         self.says("#activity-new", "2 new")
@@ -913,14 +953,14 @@ class Page(Server):
         # An act of another page comes in between.
         zelsim("set busy 1")
         self.find("#activity [aria-label='Undo: zelsim set busy 1']:not([aria-disabled])")
-        eventually(lambda: not self.is_there("#bar-acts .refusal"))
+        self.goes("#bar-acts .refusal")
         self.on_page("""const real = fetch; const [body] = arguments; window.fetch = async (path, options) => {
                      window.fetch = real; await real('/api/together', {method: 'POST', body}); return real(path, options)}""",
                      json.dumps({"acts": [{"action": "set busy", "value": 0}], "title": "undone: set busy 1", "undoes": 7}))
         self.click("#bar-acts [title='Undo the last act (u)']")
         self.says("#bar-acts .refusal", "zelsim set busy 1 is undone already")
         time.sleep(0.2)
-        eventually(lambda: self.is_shown("#bar-acts .refusal"))
+        self.shows("#bar-acts .refusal")
         # An act whose things were changed again waits for the later one.
         for line in ("plug 1 1g-cx", "plug 3 1g-sx", "set los 3 1", "plug 1 10g-lr", "plug 1 10g-lr", "fit 3 sfp"):
             zelsim(line)
@@ -948,7 +988,7 @@ class Page(Server):
         self.refuse_port_5()
         self.click("#activity [aria-label='Undo: zelsim plug 5 1g-sx']")
         self.says("#activity li:has([aria-label='Undo: zelsim plug 5 1g-sx']) .refusal", "'55' is not")
-        eventually(lambda: not self.is_there("#foot .refusal"))
+        self.goes("#foot .refusal")
 
     def test_what_an_undo_brings_back_of_a_board(self):
         zelsim("plug 3 1g-sx")
@@ -973,19 +1013,19 @@ class Page(Server):
             zelsim(line)
             if line == "delete":
                 zelsim("create --slots sfp,copper,none")
-            eventually(lambda: not self.is_there("#activity .undo"))
+            self.goes("#activity .undo")
             self.keys("u")
             self.says("#foot .refusal", why)
             # What comes then can be undone, up to there.
             zelsim("set busy 1")
-            eventually(lambda: not self.is_there("#foot .refusal"))
+            self.goes("#foot .refusal")
             self.keys("u", "u")
             self.says("#foot .refusal", why)
             self.assertEqual(self.module_in(25), "-")
         # A reason goes with the next act that gives another one.
         zelsim("reset")
         self.says("#foot", "zelsim reset")
-        eventually(lambda: not self.is_there("#foot .refusal"))
+        self.goes("#foot .refusal")
 
     def test_a_bad_name_of_a_state_is_said_in_words(self):
         self.open("")
@@ -994,7 +1034,7 @@ class Page(Server):
         self.keys("two words", Keys.ENTER)
         self.says("#states form .refusal", "'two words' is no name (letters, digits,")
         self.keys("s")
-        eventually(lambda: not self.is_there("#states form .refusal"))
+        self.goes("#states form .refusal")
 
     def test_going_back_loses_the_sectors_that_differ(self):
         self.open("")
@@ -1033,12 +1073,11 @@ class Page(Server):
         zelsim("save before")
         self.keys("s")
         forget = "#states [data-key=before] .danger"
-        focus = "document.querySelector(arguments[0])?.focus(); return document.activeElement.matches(arguments[0])"
-        eventually(lambda: self.on_page(focus, forget))
+        self.focus(forget)
         self.keys(Keys.ENTER)
         self.find("dialog.confirm[open]")
         self.keys(Keys.TAB, Keys.ENTER)
-        eventually(lambda: not self.is_there(forget))
+        self.goes(forget)
         self.find("#states input:focus")
 
     def test_alarms_that_hold_and_those_that_were(self):
@@ -1047,22 +1086,22 @@ class Page(Server):
         self.select("port3")
         told = "#inspector [data-key=tx_power] small"
         self.says(told, "low alarm: below −11.5 dBm, as the transmitter is off")
-        eventually(lambda: self.is_there("#inspector [data-key=tx_power].explained"))
+        self.find("#inspector [data-key=tx_power].explained")
         on_switch(ZELCTL, "cage", "3", "--tx-disable", "off")
         self.says(told, "within −9.5 to −3 dBm; low alarm latched")
         # On the panel stand the alarms that hold, by a sign and in words.
-        eventually(lambda: not self.is_there("[data-block=slot1] use[href^='#sign-'][href$=w]"))
+        self.goes("[data-block=slot1] use[href^='#sign-'][href$=w]")
         for value, sign, words in (("-60", "low", "module temperature: low alarm"), ("110", "high", "module temperature: high alarm")):
             zelsim(f"set module-temperature 3 {value}")
             self.find(f"[data-block=slot1] use[href='#sign-{sign}']")
             self.find(f"[data-part=port3][aria-label*='{words}']")
-        eventually(lambda: self.is_there("#inspector [data-key=temperature].bad"))
+        self.find("#inspector [data-key=temperature].bad")
         # A warning has a sign of its own.
         for value, sign in (("-8", "low"), ("78", "high")):
             zelsim(f"set module-temperature 3 {value}")
             self.find(f"[data-block=slot1] use[href='#sign-warn-{sign}']")
             self.find(f"[data-part=port3][aria-label*='module temperature: {sign} warning']")
-            eventually(lambda: not self.is_there(f"[data-block=slot1] use[href='#sign-{sign}']"))
+            self.goes(f"[data-block=slot1] use[href='#sign-{sign}']")
 
     def test_what_is_wrong_is_listed_and_leads_there(self):
         self.open("")
@@ -1081,7 +1120,7 @@ class Page(Server):
             self.says("#inspector h2", there)
         self.open("?tab=activity")
         self.click("[data-key=trouble-fault1] button")
-        eventually(lambda: self.is_shown("#fault-table table"))
+        self.shows("#fault-table table")
 
     def test_numbers_that_grow_move_nothing(self):
         self.open("")
@@ -1143,7 +1182,7 @@ class Page(Server):
         eventually(lambda: int(self.text("#requests-told") or 0) > 50)
         number = "return Number(document.activeElement.parentNode.dataset.number ?? -1)"
         stops = "return document.querySelectorAll('#lines[tabindex=\"0\"], #lines .line[tabindex=\"0\"]').length"
-        self.on_page("document.querySelector('#lines').focus()")
+        self.focus("#lines")
         self.keys(Keys.ARROW_UP)
         newest = self.on_page(number)
         self.assertGreater(newest, 50)
@@ -1157,7 +1196,7 @@ class Page(Server):
         self.find("#lines .details")
         # A line that is read keeps the focus while others come.
         on_switch(ZELCTL, "ports")
-        eventually(lambda: self.is_shown("#requests-new"))
+        self.shows("#requests-new")
         self.assertEqual(self.on_page(number), newest)
         self.click("#requests-new")
         eventually(lambda: self.on_page("return document.activeElement.id") == "lines")
@@ -1166,7 +1205,7 @@ class Page(Server):
         self.watch_requests("&regex=1")
         on_switch(ZELCTL, "ports")
         eventually(lambda: int(self.text("#requests-told") or 0) > 200)
-        self.on_page("document.querySelector('#requests-text').focus()")
+        self.focus("#requests-text")
         shown = "const {top} = document.querySelector('#lines').getBoundingClientRect();" \
                 "return [top, ...[...document.querySelectorAll('#lines > li')].map((line) => line.dataset.number)]"
         self.keys("Buf")
@@ -1176,7 +1215,7 @@ class Page(Server):
         self.keys("([")
         self.says("#requests-told", "not valid")
         self.says("#requests-wrong", "unterminated character class")
-        eventually(lambda: self.is_shown("#requests-wrong"))
+        self.shows("#requests-wrong")
         self.assertEqual(self.on_page(shown), before)
         self.keys(Keys.ESCAPE)
         self.find("#lines:focus")
@@ -1211,9 +1250,8 @@ class Page(Server):
                                for n, (line, more) in enumerate(lines, first)]})
 
     def press(self, selector, text):
-        press = "const found = [...document.querySelectorAll(arguments[0])].find((one) => one.innerText === arguments[1]);" \
-                "found?.click(); return found !== undefined"
-        eventually(lambda: self.on_page(press, selector, text))
+        self.comes("const found = [...document.querySelectorAll(arguments[0])].find((one) => one.innerText === arguments[1]);"
+                   "found?.click(); return found !== undefined", selector, text)
 
     def choose(self, selector, value):
         self.find(selector)
@@ -1243,7 +1281,7 @@ class Page(Server):
             eventually(lambda: self.on_page(marked) == marks)
         self.on_page("URL.createObjectURL = (saved) => { window.saved = saved; return '#'; }; HTMLAnchorElement.prototype.click = () => {}")
         self.click("[data-key=download]")
-        saved = self.browser.execute_async_script("saved.text().then(arguments[0])")
+        saved = self.on_page("return saved.text()")
         self.assertEqual(saved, "prog[7] gpio 0x51 GetSpeedLed {port=26 value=0} -> {port=26 value=1} speed led of port 26 = ok (5 µs)\n"
                                 "prog[7] i2c 0x05 BufRead page A0h of the module in port 3 addr=0xa0 len=2 -> 03 04 = ok (5 µs)\n")
 
@@ -1321,13 +1359,13 @@ class Page(Server):
     def test_the_card_keeps_out_of_the_way(self):
         self.open("")
         self.hover("[data-part=port5]")
-        eventually(lambda: self.is_shown("#card"))
+        self.shows("#card")
         ActionChains(self.browser).click().perform()
-        eventually(lambda: not self.is_shown("#card"))
+        self.hides("#card")
         self.hover("[data-part=port6]")
-        eventually(lambda: self.is_shown("#card"))
+        self.shows("#card")
         self.keys("c")
-        eventually(lambda: not self.is_shown("#card"))
+        self.hides("#card")
 
     def test_by_keyboard_alone(self):
         self.open("")
@@ -1361,7 +1399,7 @@ class Page(Server):
             self.keys(key)
             self.find(open_one + "[open]")
             self.keys(Keys.ESCAPE)
-            eventually(lambda: not self.is_there("dialog[open]"))
+            self.goes("dialog[open]")
         self.keys("3")
         self.find("#tab-faults[aria-selected=true]:focus")
         self.assertIn("tab=faults", self.browser.current_url)
@@ -1399,30 +1437,30 @@ class Page(Server):
         self.open("")
         for target in ("2", "6"):
             self.click("#bar-acts button")
-            eventually(lambda: self.is_shown("#catalogue [data-key='1g-lx']"))
-            module = self.find("#catalogue [data-key='1g-lx']")
-            ActionChains(self.browser).click_and_hold(module).move_to_element(self.find(f"[data-part=port{target}]")).perform()
+            self.shows("#catalogue [data-key='1g-lx']")
+            module = self.element("#catalogue [data-key='1g-lx']")
+            ActionChains(self.browser).click_and_hold(module).move_to_element(self.element(f"[data-part=port{target}]")).perform()
             self.find(".place.target")
             self.keys(Keys.ESCAPE)
-            eventually(lambda: not self.is_there(".ghost, .place.target"))
+            self.goes(".ghost, .place.target")
             ActionChains(self.browser).release().perform()
-            eventually(lambda: not self.is_there("#panel.placing"))
-            eventually(lambda: self.is_shown("#catalogue"))
+            self.goes("#panel.placing")
+            self.shows("#catalogue")
             self.keys(Keys.ESCAPE)
         self.assertNotIn("1g-lx", zelsim("show --json"))
 
     def test_a_module_is_dragged_and_the_address_remembers(self):
         self.open("")
         self.click("#bar-acts button")
-        module = self.find("#catalogue [data-key='100fx']")
-        ActionChains(self.browser).drag_and_drop(module, self.find("[data-part=port6]")).perform()
+        module = self.element("#catalogue [data-key='100fx']")
+        ActionChains(self.browser).drag_and_drop(module, self.element("[data-part=port6]")).perform()
         self.find("[data-part=port6][aria-label*='100fx']")
         # Where nothing can be plugged it is said why.
         self.click("#bar-acts button")
         for target, place, words in (("[data-part=port9]", "#inspector [data-key=refusal-plug9]", "port: 9 has no cage"),
                                      ("#strip", "#catalogue [role=status]", "100fx was dropped beside the cages")):
-            module = self.find("#catalogue [data-key='100fx']")
-            ActionChains(self.browser).drag_and_drop(module, self.find(target)).perform()
+            module = self.element("#catalogue [data-key='100fx']")
+            ActionChains(self.browser).drag_and_drop(module, self.element(target)).perform()
             self.says(place, words)
         self.open("?tab=flash&select=slot9,sector512,port6")
         self.find("#tab-flash[aria-selected=true]")
@@ -1465,10 +1503,10 @@ class Page(Server):
                 for part in ("port23", "port8", "led-system"):
                     self.select(part)
                     eventually(lambda: self.is_shown(".closes-sheet") and not self.on_page(covered, part))
-                self.on_page("document.querySelector('.closes-sheet').focus()")
+                self.focus(".closes-sheet")
                 self.keys(Keys.ENTER)
                 self.assertEqual(self.on_page("return document.activeElement.dataset.part"), "led-system")
-                self.on_page("document.querySelector('[data-part=port0]').focus()")
+                self.focus("[data-part=port0]")
                 for _ in range(9):
                     self.keys(Keys.ARROW_RIGHT)
                     part = self.on_page("return document.activeElement.dataset.part")
@@ -1496,24 +1534,24 @@ class Page(Server):
     def test_a_narrow_page_opens_its_tabs_as_a_sheet(self):
         self.resize(390, 844)
         self.open("")
-        eventually(lambda: not self.is_shown("#requests-text"))
-        eventually(lambda: not self.is_there("#dock [aria-selected=true]"))
+        self.hides("#requests-text")
+        self.goes("#dock [aria-selected=true]")
         # An address with a tab opens its sheet, and so does a reload.
         self.open("?tab=faults")
-        eventually(lambda: self.is_shown("#fault-form select"))
+        self.shows("#fault-form select")
         self.browser.refresh()
-        eventually(lambda: self.is_shown("#fault-form select"))
+        self.shows("#fault-form select")
         self.click(".close-sheet")
         self.browser.refresh()
         self.find("[data-part=port0]")
-        eventually(lambda: not self.is_shown("#fault-form"))
+        self.hides("#fault-form")
         for way in (lambda: self.click(".close-sheet"), lambda: self.keys(Keys.ESCAPE)):
             self.click("#tab-faults")
-            eventually(lambda: self.is_shown("#fault-form select"))
+            self.shows("#fault-form select")
             self.assertEqual(self.on_page("const {width, height} = document.querySelector('#dock').getBoundingClientRect();"
                                           "return [width === document.documentElement.clientWidth, height]"), [True, 844])
             way()
-            eventually(lambda: not self.is_shown("#fault-form"))
+            self.hides("#fault-form")
             self.assertEqual(self.on_page("return document.activeElement.id"), "tab-faults")
         # A tap on a port leads to its controls, above the line at the bottom.
         zelsim("plug 5 1g-sx")
@@ -1526,7 +1564,7 @@ class Page(Server):
                "const port = document.querySelector('[data-part=port5]').getBoundingClientRect();" \
                "return Boolean(controls) && controls.bottom <= foot.top && port.bottom > 90"
         eventually(lambda: self.on_page(seen))
-        eventually(lambda: self.is_shown("#foot .time"))
+        self.shows("#foot .time")
         # A counter that grows moves no tab.
         places = "return [...document.querySelectorAll('[role=tab]')].map((tab) => [tab.offsetLeft, tab.offsetTop, tab.offsetHeight])"
         before = self.on_page(places)
@@ -1539,7 +1577,7 @@ class Page(Server):
         self.click("#tab-requests")
         eventually(lambda: self.is_shown("#requests-text") and not self.is_shown("[data-key=filter-node]"))
         self.click(".opens-filter")
-        eventually(lambda: self.is_shown("[data-key=filter-node]"))
+        self.shows("[data-key=filter-node]")
 
 
 def load_tests(_loader, tests, _pattern):
