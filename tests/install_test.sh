@@ -54,17 +54,21 @@ for page in zelctl zelsim; do
   gzip -dc "$prefix/share/man/man1/$page.1.gz" >"$work/page"
   commands $page >"$work/commands"
   [ -s "$work/commands" ] || fail "$page lists no commands"
-  while read -r words; do
-    # The words stand in this order in the head of one entry.
-    grep -qE "^\.It Cm $(echo "$words" | sed 's/ /( .*)? /g')( |$)" "$work/page" ||
-      fail "$page $words: not in its manual page"
-  done <"$work/commands"
+  # The words stand in this order in the head of one entry.
+  awk -v page=$page 'NR == FNR { if (/^\.It Cm /) heads = heads $0 " \n"; next }
+    { pattern = $0; gsub(/^ +/, "", pattern); gsub(/ /, "( [^\n]*)? ", pattern) }
+    heads !~ "(^|\n)\\.It Cm " pattern " " { print page, $0 }' "$work/page" "$work/commands" >"$work/without"
+  [ -s "$work/without" ] && fail "not in its manual page: $(cat "$work/without")"
 done
-gzip -dc "$prefix/share/man/man3/zelboard.3.gz" >"$work/page"
-while read -r name; do grep -qw "$name" "$work/page" || fail "$name: not in zelboard(3)"; done <"$here/exports.txt"
-nm -D --defined-only "$prefix/lib/libzelboard.so" | sed -n 's/.* T \([^@]*\).*/\1/p' | while read -r name; do
-  gzip -dc "$prefix/share/man/man3/$name.3.gz" 2>/dev/null | grep -q "^\.Fn $name " || echo "$name"
-done >"$work/without"
+gzip -dc "$prefix/share/man/man3/zelboard.3.gz" | grep -oE '\w+' | sort -u >"$work/named"
+sort "$here/exports.txt" | comm -23 - "$work/named" >"$work/without"
+[ -s "$work/without" ] && fail "not in zelboard(3): $(cat "$work/without")"
+# Each function has a page of its own.
+cp -r "$prefix/share/man/man3" "$work/pages"
+gzip -dr "$work/pages"
+nm -D --defined-only "$prefix/lib/libzelboard.so" | sed -n 's/.* T \([^@]*\).*/\1/p' | sort >"$work/exported"
+(cd "$work/pages" && grep -oE '^\.Fn \w+ ' *.3) | sed -n 's/^\(.*\)\.3:\.Fn \1 $/\1/p' | sort -u |
+  comm -23 "$work/exported" - >"$work/without"
 [ -s "$work/without" ] && fail "without a manual page: $(cat "$work/without")"
 
 mv "$prefix" "$work/first"
