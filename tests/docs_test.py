@@ -110,6 +110,7 @@ def run(page, build, prefix, work):
     home, folder = f"{work}/home", f"{work}/page"
     environment = {"HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC", "DEBIAN_FRONTEND": "noninteractive",
                    "PYTEST_ADDOPTS": "-p no:labgrid",  # which pytest finds by itself, and which takes two seconds to load
+                   "DPKG_DEB_COMPRESSOR_LEVEL": "1",  # what packages hold is the same, sooner
                    "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"}
     script = f"{work}/script"
     open(script, "w", encoding="utf-8").write(script_of(steps))

@@ -22,7 +22,8 @@ mount --bind "$work" "$all$work"
 mount --rbind /dev "$all/dev"
 mount -t proc proc "$all/proc"
 
-rm -f "$all/var/lib/man-db/auto-update"  # an index of all manuals takes long, and is not ours
+# What takes long and is not ours: an index of all manuals, and the lists of Debian's packages. All that is needed is there.
+rm -rf "$all/var/lib/man-db/auto-update" "$all/var/lib/apt/lists"
 
 chroot "$all" /bin/sh -c 'cd "$1" && exec bash "$2"' sh "$sources" "$work/script"
 
