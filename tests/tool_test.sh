@@ -181,8 +181,11 @@ says 0 '^pwrmode=' ctl env list
 # What would be lost is asked for; an update writes only what differs.
 says 2 'yes: .*Replaces the image' ctl firmware write "$work/firmware" --partition 2
 says 2 'yes: .*boot loader' ctl flash write 0 "$work/gen"
+says 2 'yes: .*Erases 1 sector(s) from 0x1200000' ctl flash erase 0x1200000
 says 0 'Image 2 *erase and write' ctl firmware write "$work/firmware" --partition 2 --dry-run
 printf "other bytes" | dd of="$work/firmware" bs=1 seek=70000 conv=notrunc 2>/dev/null
+says 2 'yes: .*Erases 1 of the [0-9]* sectors of Image 2' ctl flash update 'image 2' "$work/firmware"
+says 2 'yes: .*which is not erased' ctl flash write 0x1200000 "$work/firmware"
 says 0 '^written *1$' ctl flash update 'image 2' "$work/firmware" --yes
 says 0 '' ctl firmware verify "$work/firmware" --partition 2
 
