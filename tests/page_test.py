@@ -369,8 +369,8 @@ class Page(Server):
 
     def test_questions_say_who_is_writing(self):
         self.open("")
-        with self.update(200000) as update:
-            self.says("#writing-now", " of 1.5 MB · ")
+        with self.update(800000) as update:
+            self.says("#writing-now", " of 6.1 MB · ")
             warning = "dialog.confirm[open] .warning"
             for button in "12":
                 self.click(f"#inspector .apart button:nth-of-type({button})")
@@ -402,7 +402,7 @@ class Page(Server):
             # What was written before the erase is gone.
             self.click("#inspector .apart button:nth-of-type(2)")
             self.click("dialog.confirm .danger")
-            eventually(lambda: " of 1.5 MB" not in self.text("#writing-now"))
+            eventually(lambda: " of 6.1 MB" not in self.text("#writing-now"))
             self.says("#writing-now", " written")
             self.assertIsNone(update.poll(), "the update ended before")
             # What was refused because of it goes with it.
