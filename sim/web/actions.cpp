@@ -38,7 +38,7 @@ struct Field {
   const Option *option;  // null: an argument
 };
 
-// No field names the board: it is the server's.
+// NAME, the board, is no field: the server knows it.
 std::vector<Field> fields_of(const CommandRow &row) {
   std::vector<Field> fields;
   for (std::string text : split(row.arguments, ' ')) {
@@ -57,7 +57,7 @@ std::vector<Field> fields_of(const CommandRow &row) {
   return fields;
 }
 
-// Puts the value of a field into the command line. Returns it as a person would type it. The text of an option is looked at
+// Puts the value of a field into the command line. Returns it as a person would type it. The text of an option is checked
 // when its command runs.
 std::string put(CommandLine &line, const Field &field, const std::string &word) {
   if (field.option != nullptr && field.option->text != nullptr) {
@@ -109,7 +109,7 @@ Action action_of(const std::string &board, const std::string &name, Json object)
   return {{row, line}, told};
 }
 
-// One of several.
+// One of the acts of act_together().
 Action part_of(const std::string &board, Json object) {
   if (!object.is_object() || !object.contains("action")) throw Usage("acts: one has no action");
   std::string name = object["action"].get<std::string>();
@@ -197,7 +197,8 @@ Json actions() {
   return {{"actions", all}};
 }
 
-// The text begins with an argument of the command line: in capitals, or behind dashes. A field has neither.
+// The text begins with an argument as the command line writes it: in capitals, or behind dashes. The field has the same name
+// in lower case, without dashes.
 Json refusal(const std::string &text) {
   size_t dashes = std::min(text.find_first_not_of('-'), text.size());
   if (dashes > 0) return {{"error", text.substr(dashes)}};

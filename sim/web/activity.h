@@ -31,8 +31,8 @@ class Activity {
     uint32_t number = 0;    // of an act
     uint32_t undoes = 0;    // number of the act that it undoes
     std::string undo = {};  // commands, separated by semicolons, or kNoWayBack
-    uint64_t request = 0;   // number of the request that is told; 0: none
-    bool barrier = false;   // what was before it cannot be undone any more
+    uint64_t request = 0;   // number of the request that the line tells of; 0: none
+    bool barrier = false;   // earlier acts cannot be undone any more
   };
   void add(News &news, const Entry &entry);
   void add(News &news, const FlashLines &lines);

@@ -5,8 +5,8 @@
 
 #include "web.h"
 
-// Who may ask. A page of somebody else in a browser must not reach a board: neither by a request across origins, nor by a
-// host name of its own that leads to this machine.
+// Who may ask. Another site's page in a browser must not reach a board: neither by a request across origins, nor by a host
+// name of that site that leads to this machine.
 
 namespace zelsim::web {
 namespace {

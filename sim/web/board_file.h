@@ -7,7 +7,7 @@
 
 namespace zelsim::web {
 
-/** Tells a board from another one that has its name later. */
+/** Tells a board from a later one of the same name. */
 struct BoardFile {
   ino_t state = 0;      // inode of the state's file; it is not used again while the file is mapped
   int64_t made_us = 0;  // since 1970

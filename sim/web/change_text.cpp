@@ -62,7 +62,7 @@ std::string led_text(const tool::Indicator &indicator, const Change &change) {
 
 size_t byte_of(const tool::Indicator &led) { return offsetof(Board, gpio) + led.offset; }
 
-// True for a position that a program sets to what it has set the LED to: the LED has told it.
+// True if an entry sets the position of an LED to the state that the LED itself was set to last: its own line has told it.
 bool repeats_led(const Watch &watch, uint32_t entry, const ChainPosition &position) {
   const auto *led = std::ranges::find(tool::kIndicators, position, &tool::Indicator::position);
   if (led == std::end(tool::kIndicators)) return false;

@@ -19,8 +19,9 @@ namespace fs = std::filesystem;
 constexpr uint32_t kLeastProof = 0x1000;       // bytes; many files are alike in their first ones
 constexpr uint64_t kMostReadAhead = 0x100000;  // that a program has read, and not written yet
 
-// What the process has read of the file. The system's description of a descriptor has a line for each of these, the flags as
-// an octal number. Zero for a file that is not only read.
+// How many bytes the process has read of a file: the position of its descriptor. `description` is the descriptor's file in
+// /proc/NUMBER/fdinfo, which begins with `pos:` and `flags:`, the flags as an octal number. Zero for a file that is open for
+// writing.
 uint64_t bytes_read(const fs::path &description) {
   std::ifstream lines(description);
   std::string name;
@@ -56,7 +57,7 @@ bool is_same_file(int one, int other) {
 
 }  // namespace
 
-// True while what is written goes on to be the file.
+// True while the bytes that are written go on as the file does.
 bool CopiedFile::holds(const Run &run, int flash) {
   bool is_inside = run.start >= base_ && run.end - base_ <= size_;
   if (!is_inside) return false;
@@ -67,7 +68,7 @@ bool CopiedFile::holds(const Run &run, int flash) {
   return true;
 }
 
-// Two files that both fit prove nothing, also when one of them is closed later. A process of somebody else shows none.
+// Two files that both fit prove nothing, also when one of them is closed later. A process of another user shows no files.
 void CopiedFile::search(uint32_t process, const Run &run, int flash) {
   bool is_unclear = unclear_start_ == run.start;
   if (is_unclear || !run.is_whole || run.size() < kLeastProof) return;

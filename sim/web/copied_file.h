@@ -9,21 +9,21 @@
 
 namespace zelsim::web {
 
-/** Bytes of the flash that were written on end. */
+/** Bytes of the flash that were written one after the other, without a gap. */
 struct Run {
   uint32_t start = 0;
   uint32_t end = 0;
-  bool is_whole = true;  // false: more was written before, and is gone
+  bool is_whole = true;  // false: bytes in front of it were written too, and erased or replaced since
   uint32_t size() const { return end - start; }
 };
 
-/** The file that a program copies to the flash. It is known only where the flash proves it: what was written are the bytes
- *  of the file from its first one on, and the program has read them, and not much more. */
+/** The file that a program copies to the flash. It is known only if the flash proves it: the bytes that were written are the
+ *  file's, from its first one on, and the program has read them, and not much more. */
 class CopiedFile {
  public:
   /** Looks for the file, or how far its copy is.
    *  @param process  that writes
-   *  @param run      what it has written on end last
+   *  @param run      what it has written last
    *  @param flash    descriptor of the flash image */
   void look(uint32_t process, const Run &run, int flash);
   bool is_known() const { return file_ != nullptr; }

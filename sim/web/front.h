@@ -8,10 +8,10 @@
 #include <mutex>
 #include <string>
 
-// The way of a request to its answer, and of the answer to its client. One thread collects the requests of all connections,
-// so that a client that is slow costs a row of a table. A request that is whole goes to one of some workers. What the client
-// does not take of its answer at once goes back to the table: a worker never waits for a client, except with a stream, for
-// which there is one worker each.
+// The way of a request to its answer, and of the answer to its client. One thread collects the requests of all connections
+// in a table, so a slow client costs only a row of it. A whole request goes to a worker. If the client does not take its
+// answer at once, the rest of the answer goes back to the table: a worker does not wait for a client. Only a stream keeps its
+// worker; there is one for each stream.
 
 namespace zelsim::web {
 
@@ -49,8 +49,8 @@ class Front : public httplib::Server {
   std::mutex mutex_;
   std::condition_variable ready_;
   std::deque<Connection> whole_;     // with a request that is whole
-  std::deque<Connection> ahead_;     // the same of those that run ahead: they come after the others
-  unsigned ahead_at_work_ = 0;       // workers on requests of those
+  std::deque<Connection> ahead_;     // the same, of connections that run ahead: these come after the others
+  unsigned ahead_at_work_ = 0;       // workers that answer connections that run ahead
   std::deque<Connection> answered_;  // whose next request is waited for, or whose client takes the rest of an answer
   int wake_ = -1;                    // an eventfd: something has been answered
 };

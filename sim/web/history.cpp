@@ -14,7 +14,7 @@ int64_t now_ms() { return host_time_us() / 1000; }
 
 }  // namespace
 
-// The first point says what stood when the time that is kept began: it goes when the second one says it.
+// The first point tells the value at the beginning of the time that is kept. It goes when the second one is older than that.
 bool History::is_first_over(const std::deque<Point> &points, int64_t now_ms) {
   if (points.size() < 2) return false;
   return points[1].at_ms < now_ms - kKeptMs || points.size() > kMostPoints;

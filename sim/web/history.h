@@ -10,7 +10,7 @@
 
 namespace zelsim::web {
 
-/** The last minutes of some values of a board: of each the times of its changes. */
+/** The last minutes of some values of a board: for each value its changes, with their times. */
 class History {
  public:
   void look(const Board &board);

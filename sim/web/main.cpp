@@ -103,7 +103,7 @@ void print_addresses(const web::Settings &settings) {
   std::fflush(stdout);
 }
 
-// A process that was stopped and goes on interrupts the wait.
+// The wait is interrupted when the process was stopped and goes on.
 void await_one_of(const sigset_t &signals) {
   for (;;) {
     int number = sigwaitinfo(&signals, nullptr);

@@ -8,13 +8,13 @@ namespace {
 
 constexpr std::chrono::seconds kSilence{2};  // after it the connection is tried
 
-// Adds a member to the text of a JSON object, which lacks its brackets.
+// Adds a member to the text of a JSON object, which has no braces yet.
 void add_member(std::string &object, const std::string &name, const std::string &value) {
   if (!object.empty()) object += ',';
   object += '"' + name + "\":" + value;
 }
 
-// In milliseconds. The time of a board goes on from that when it was put.
+// In milliseconds. With it a page knows how far the board's clock has gone on since the part was put.
 std::string age_of(std::chrono::steady_clock::time_point put_at) {
   auto age = std::chrono::steady_clock::now() - put_at;
   return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(age).count());
@@ -67,7 +67,7 @@ std::string News::parts_for(Reader &reader) const {
   return news;
 }
 
-// What a reader that comes too late for some entries of a log gets instead: the number of them, and those that matter.
+// What a reader gets instead of the entries for which it comes too late: those that matter, and the number of the others.
 std::string News::missed_entries(uint64_t known, const Log &log) {
   std::string entries;
   uint64_t missed = log.count - log.entries.size() - known;
@@ -80,7 +80,7 @@ std::string News::missed_entries(uint64_t known, const Log &log) {
   return "{\"missed\":" + std::to_string(missed) + failures + '}' + entries;
 }
 
-// Of another log than that of the requests a slow reader gets only how many entries it misses.
+// For entries that a slow reader misses it gets only their number, except in the log of the requests.
 std::string News::entries_for(Reader &reader, const std::string &name, const Log &log) {
   std::string news;
   bool is_first = !reader.known.contains(name);

@@ -32,7 +32,7 @@ class News {
   /** Sets a part, as JSON. A part that has not changed is no news. */
   void put(const std::string &name, const std::string &text);
   /** Adds an entry, as JSON, to a log that keeps the last `most`.
-   *  @param matters  a reader that is slow gets it also when the log does not keep it any more */
+   *  @param matters  a slow reader gets this entry also after the log has dropped it */
   void add(const std::string &log, const std::string &text, size_t most, bool matters = false);
   /** Changes the entries of a log, for readers that come later. */
   void change_entries(const std::string &log, std::string (*changed)(const std::string &entry));
@@ -55,8 +55,8 @@ class News {
   };
   struct Log {
     std::deque<Entry> entries;
-    std::deque<Entry> earlier;  // that matter
-    uint64_t forgotten = 0;     // of those the ones before this number are not kept any more
+    std::deque<Entry> earlier;  // dropped from `entries`, but they matter
+    uint64_t forgotten = 0;     // `earlier` has none before this number any more
     uint64_t count = 0;         // of all entries that were ever added
   };
   std::string parts_for(Reader &reader) const;

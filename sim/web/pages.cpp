@@ -47,7 +47,7 @@ std::string board_of(const Settings &settings, const HttpRequest &request) {
 }
 
 /** Does some work. Its errors become an answer.
- *  @param failure  status of the answer where what is asked for is right, but fails */
+ *  @param failure  status of the answer if the request is well formed, but fails */
 template <typename Work>
 void refusing(HttpResponse &response, int failure, Work work) {
   try {

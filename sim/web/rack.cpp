@@ -35,7 +35,7 @@ class Rack : public Source {
   std::chrono::steady_clock::time_point listed_ = {};
 };
 
-// A board that was deleted, or removed by hand, and made anew has another state, which the old mapping does not show.
+// A board that was deleted, or removed by hand, and made anew has another file. The old mapping does not show that.
 bool is_there(const Place &place) {
   bool is_deleted = place.attached == nullptr || place.attached->board->magic != kMagic;
   return !is_deleted && board_file(place.folder) == place.file;

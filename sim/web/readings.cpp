@@ -203,7 +203,7 @@ Reading answered_reading(const RequestEvent &event, uint8_t selected) {
 
 }  // namespace
 
-// The record says what is read, also where nothing was read.
+// The record also says what a request that failed was to read.
 Reading reading_of(const RequestEvent &event, uint8_t selected) {
   bool reads = event.request != nullptr && event.request->fills;
   if (!reads) return {};

@@ -38,10 +38,11 @@ struct ToldReading {
 /** The readings of all programs, each as it was last. */
 class Readings {
  public:
-  /** What has changed is told only if it is known when: requests that were missed since the reading before may have read it,
-   *  too. Then it is told by how much, or not at all if this is more than a second. */
+  /** Tells what a request has read, and what in it has changed since the reading before. If requests were missed in between,
+   *  one of them may have read the change already: then the change is told with the span of time in which it may have
+   *  happened, or not at all if that is more than a second. */
   ToldReading take(const TracedCall &call);
-  /** Takes a request that asks what was asked before and has the same answer, which costs little. Nothing has changed then.
+  /** Takes a request that repeats an earlier one and has the same answer. This costs little: nothing has changed.
    *  @param bytes  the record before the call and after it
    *  @return false for any other request, which is not taken */
   bool take_repeated(const TraceRecord &record, std::string_view bytes);
@@ -52,15 +53,15 @@ class Readings {
   struct Last {
     std::vector<ReadValue> values;
     int64_t at_us;
-    uint64_t misses;   // until then
-    uint64_t changes;  // until then
+    uint64_t misses;   // misses_ at that time
+    uint64_t changes;  // how often it has changed until then
   };
   /** An answer as it was last. */
   struct Answer {
     std::string bytes;
     Last *last;        // null: the request reads nothing that is known here
-    uint64_t misses;   // until then
-    uint64_t changes;  // of the reading until then: another question may have changed it
+    uint64_t misses;   // misses_ at that time
+    uint64_t changes;  // last->changes at that time: another question may have changed the reading since
   };
   std::string question_of(const TraceRecord &record, std::string_view before) const;
   void remember_answer(const TracedCall &call, Last *last);

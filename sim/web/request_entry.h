@@ -14,7 +14,7 @@ struct TracedCall {
   RequestEvent event = {};  // of a request
 };
 
-/** The call with this record. Behind the record stand the bytes of the request before and after; of any other call a text. */
+/** The call with this record. `bytes` stand behind the record: of a request its bytes before and after, else a text. */
 TracedCall traced_call(const TraceRecord &record, const std::string &bytes);
 
 struct ToldReading;

@@ -16,16 +16,17 @@ namespace zelsim::web {
 
 /** Which requests go into the log. */
 enum class Listing {
-  Noticing,  // in which a program has noticed something
+  Noticing,  // only those in which a program has noticed something
   All,
 };
 
 /** The requests that programs make. Programs record them only as long as somebody asks for more. */
 class Requests {
  public:
-  /** Takes the requests since the last call, and asks for more. Adds them to the log a few times a second, and a flood after
-   *  it: each time costs time that programs want. Of a flood the last lines are told, and of the others those that failed,
-   *  that a fault struck, or whose answer has changed. What a program reads anew is told in the activity, too.
+  /** Takes the requests since the last call, and asks for more. Adds them to the log a few times a second, those of a flood at
+   *  its end or once a second: each time costs time that programs want. Of a flood the log gets the last lines, and of the
+   *  others those that failed, that a fault struck, or whose answer has changed. What a program reads anew is told in the
+   *  activity, too.
    *  @return true if something was told */
   bool take(const std::shared_ptr<const Attached> &attached, Listing listing, News &news, Activity &activity);
 
@@ -53,14 +54,14 @@ class Requests {
 
   std::shared_ptr<const Attached> attached_ = {};  // whose records `position_` counts
   uint32_t position_ = 0;
-  uint32_t made_before_ = 0;  // requests that were made until then
+  uint32_t made_before_ = 0;  // requests that were made until `position_`
   Readings readings_ = {};
   Listing listing_ = Listing::All;
   uint64_t count_ = 0;              // of the calls so far
   std::vector<Taken> untold_ = {};  // not in the log yet
   size_t untold_bytes_ = 0;
-  size_t to_leave_out_ = 0;           // of the calls that are told now
-  uint32_t left_out_ = 0;             // since the last line
+  size_t to_leave_out_ = 0;           // how many of the calls that are told now may still be left out
+  uint32_t left_out_ = 0;             // requests that were left out since the last line
   Clock::time_point next_look_ = {};  // not before
   Clock::time_point untold_since_ = {};
   Clock::time_point taken_at_ = {};  // when something was found last

@@ -53,7 +53,7 @@ std::unique_ptr<Board> saved_board(const std::filesystem::path &saved) {
   return tool::read_state(saved);
 }
 
-/** The ports whose module the saved state does not have there. */
+/** The ports with a module that is not the same in the saved state. */
 Json other_modules(const Board &now, const Board &saved) {
   Json ports = Json::array();
   for (unsigned port = 0; port < kPorts; ++port) {
@@ -74,7 +74,7 @@ Json other_faults(const Json &now, const Json &saved) {
   return numbers;
 }
 
-/** The parts of the board's document in which the saved state differs, beside the time that has passed. */
+/** The parts of the board's document in which the saved state differs. The time that has passed is no such part. */
 Json other_parts(const Json &now, const Json &saved) {
   Json parts = Json::array();
   for (const auto &[part, value] : now.items()) {
@@ -83,8 +83,8 @@ Json other_parts(const Json &now, const Json &saved) {
   return parts;
 }
 
-/** The document of a board. Without what a program sets for a moment while it works, and without the time of the clock, which
- *  goes on by itself, unless the clock was set. */
+/** The document of a board without what a program sets only while it works. The clock goes on by itself: its time is in the
+ *  document only if the clock was set. */
 Json document_to_compare(const Board &board, const std::filesystem::path &folder, bool with_clock) {
   Json document = tool::document_of(board, folder);
   document["gpio"].erase("flash_access_flag");
@@ -102,7 +102,7 @@ std::unique_ptr<Board> copy_of(Board &board) {
   return copy;
 }
 
-// The counters are older than what is read: a sector that changes meanwhile is counted again the next time.
+// The counters were copied before the sectors are read: a sector that changes in between is counted again the next time.
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known) {
   const Flash before = known.counters;
   const Flash &now = board.flash;
@@ -119,7 +119,7 @@ Json sectors_document(const std::filesystem::path &folder, const Board &board, S
   return {{"erases", known.counters.erases}, {"used", known.used}};
 }
 
-// No program waits meanwhile: what one writes just now may be missed.
+// Programs go on meanwhile: what they write just now may be missed.
 Json difference_document(const std::string &board, const std::string &state) {
   tool::check_name(state, "state");
   tool::AttachedBoard attached = tool::attach_board(board);

@@ -46,8 +46,8 @@ class Watcher : public Source {
   std::shared_ptr<const Attached> attached_;  // null: there is no board
   std::filesystem::path folder_;              // of the attached board
   BoardFile file_ = {};
-  bool is_published_ = false;  // as it stood at a look since it was attached
-  uint32_t seen_ = 0;          // number of the changes that are published
+  bool is_published_ = false;  // the parts were put since it was attached
+  uint32_t seen_ = 0;          // count of the board's changes when the parts were put
   Json last_document_ = {};    // the board as it was put last, without its times
   int64_t last_shift_us_ = 0;
   Clock::time_point last_sent_at_ = {};
@@ -58,7 +58,7 @@ class Watcher : public Source {
   Activity activity_;
 };
 
-// True while the board is the one that is attached: it may have been removed, and made anew.
+// False if no board is attached, or if it was removed, perhaps to be made anew.
 bool Watcher::is_same() const {
   bool was_there = attached_ != nullptr && file_.state != 0;
   return was_there && board_file(folder_) == file_;
@@ -75,8 +75,8 @@ void Watcher::attach() {
   sectors_ = {};
 }
 
-// Pages let the clock run by themselves. It also advances by the pauses of programs, with each of their steps: where nothing
-// else has changed, the times are put once a second.
+// Pages let the clock run by themselves. Pauses of programs advance it, too, at each of their steps. If nothing but the times
+// has changed, they are put once a second.
 void Watcher::put_board(const Board &board) {
   const Json document = tool::document_of(board, folder_);
   Json rest = document;
@@ -104,7 +104,7 @@ void Watcher::put_writing() {
   news.put("broken_off", has_broken_off ? text_of(flash.broken_off()) : "null");
 }
 
-// Programs wait only while the board is copied.
+// Programs wait only while copy_of() copies the board.
 void Watcher::publish_parts() {
   try {
     attach();

@@ -98,14 +98,14 @@ struct Sectors {
 std::unique_ptr<Board> copy_of(Board &board);
 /** The number of erases and of pages in use of each sector. Brings `known` up to date. */
 Json sectors_document(const std::filesystem::path &folder, const Board &board, Sectors &known);
-/** The numbers of the sectors in which a saved state has other bytes than the flash has now, the number of erases since it
- *  was saved, the ports whose module it does not have there, the faults that it does not have, and the parts of the document
- *  in which it differs. */
+/** Compares a board with a saved state. Gives the numbers of the sectors whose bytes differ, the number of erases since the
+ *  state was saved, the ports whose module differs from the state's, the faults that the state does not have, and the parts
+ *  of the board's document that differ. */
 Json difference_document(const std::string &board, const std::string &state);
 /** Bytes of the flash as hexadecimal digits. */
 Json bytes_document(const std::string &board, uint32_t start, uint32_t size);
 
-/** Who writes where in the flash and how far it is, with the file that it copies where that is known. Null while nobody
+/** Which program writes where in the flash, how far it is, and the file that it copies, if that is known. Null while nobody
  *  writes. */
 Json writing_document(const FlashActivity &flash);
 /** The same from the log of a board that nobody follows. */
@@ -121,8 +121,9 @@ Json object_of(const std::string &body);
 std::string act(const std::string &board, const std::string &name, const std::string &body);
 /** Does commands of zelsim as one act.
  *  @param body  a JSON object: `acts`, each with its `action` and fields; `title`; `whole`: all of them or none; for an undo
- *               `undoes`, the number of the act that is meant, and `newest`, that of the newest act which the page knows
- *  @return the command lines that were done, what was refused, and for an undo the later acts that it has `passed` over */
+ *               `undoes`, the number of the act that is meant, and `newest`, the number of the newest act that the page knows
+ *  @return the command lines that were `done`, what was `refused`, and for an undo as `passed` the later acts that cannot be
+ *          undone */
 Json act_together(const std::string &board, const std::string &body);
 /** The commands that act() knows. */
 Json actions();
