@@ -15,7 +15,7 @@ constexpr size_t kMostEntries = kLoggedChanges + kActs;
 
 std::string text_in(const char *text, size_t size) { return {text, strnlen(text, size)}; }
 
-// Several commands, or one with a title, stand behind a line feed.
+// An act is one command; or a title, which may be empty, a line feed, and commands.
 void put_act(Json &row, const std::string &act) {
   size_t end = act.find('\n');
   if (end == std::string::npos) {
@@ -75,7 +75,7 @@ void Activity::tell_reading(const TraceRecord &record, const std::string &change
   add(news, {.at_us = record.at_us, .who = who, .text = "reads " + changed, .request = request});
 }
 
-// Goes on to the next act, which may be several entries further.
+// Goes on to the next act. One act may take several entries of the log.
 void Activity::tell_act(const Watch &watch, News &news) {
   const tool::LoggedEntry act = tool::take_entry(watch, acts_);
   add(news, {.at_us = act.at_us,
@@ -108,8 +108,8 @@ void Activity::follow(const BoardFile &file, const std::filesystem::path &folder
   begins_ = true;
 }
 
-// The logs also have what was before anybody watched. A file's time is a little coarse: what was done to the board that had
-// the name before stands before the new one.
+// The logs also hold what happened before anybody watched. The time of the board's file is a little coarse: it is taken no
+// earlier than the last entry, which tells of the board that had the name before.
 void Activity::begin(const Watch &watch, News &news) {
   begins_ = false;
   int64_t at_us = std::max(file_.made_us, last_us_);
@@ -147,7 +147,8 @@ void Activity::look(const Board &now, News &news) {
     bool has_act = acts_ != watch.acts_done;
     bool has_change = changes_ != watch.logged;
     bool act_is_next = has_act && (!has_change || is_before(act, change_at(watch, changes_)));
-    add(news, flash_.end_quiet(watch, act_is_next ? act.at_us : change_at(watch, changes_).at_us));
+    int64_t next_us = act_is_next ? act.at_us : change_at(watch, changes_).at_us;
+    add(news, flash_.end_quiet(watch, next_us));
     if (act_is_next) {
       tell_act(watch, news);
     } else {

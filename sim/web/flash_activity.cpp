@@ -27,8 +27,9 @@ std::string count_text(uint64_t count, const std::string &noun) {
   return std::to_string(count) + ' ' + noun + plural;
 }
 
-// How a process that has ended has left the flash; empty where it is not certain that it was not done. A place among the
-// users is free again after each write and each erase. Who has written a part of a file may have wanted no more.
+// How a process that has ended has left the flash. Empty unless it certainly ended in the middle of a write or an erase: it
+// still has its place among the users, which each of these frees at its end. That a file was written in part proves nothing:
+// the process may have wanted no more of it.
 std::string unfinished_text(const Watch &watch, uint32_t process, const CopiedFile &file) {
   bool is_inside = std::ranges::find(watch.flash_users, process) != std::end(watch.flash_users);
   if (!is_inside) return "";
@@ -48,7 +49,7 @@ std::string FlashActivity::sum_of(const Writer &writer) {
   return count_text(writer.erased, "sector") + " erased, " + count_text(writer.programmed, "byte") + " written";
 }
 
-// An entry of writes has the address behind the last one; in a board of an earlier zelsim it may have none.
+// An entry of writes has in `before` the address behind the last byte. In a board of an earlier zelsim it may have none.
 void FlashActivity::put_place(Writer &writer, const Change &change, uint32_t bytes) {
   writer.place = change.address * kSectorSize;
   last_sector_ = change.address;
@@ -115,7 +116,7 @@ void FlashActivity::lose_written() {
   broken_off_.clear();
 }
 
-// A write that has grown has the time at which it was looked at, which may be after this change.
+// A write that has grown has the time of the last look at it, which may be later than this change.
 FlashLines FlashActivity::end_before(const Change &change) {
   auto found = writers_.find(change.process);
   bool is_written = found != writers_.end() && found->second.goes_on;
@@ -126,14 +127,16 @@ FlashLines FlashActivity::end_before(const Change &change) {
   return {line_of(writer, sum_of(writer))};
 }
 
-// A process that is known to run comes before the others.
+bool FlashActivity::comes_before(const Writer &one, const Writer &other) {
+  if (one.was_alive != other.was_alive) return one.was_alive;
+  return one.began_us < other.began_us;
+}
+
 std::optional<WritingNow> FlashActivity::first() const {
   const Writer *first = nullptr;
   for (const auto &[process, writer] : writers_) {
     if (!writer.goes_on) continue;
-    bool is_first = first == nullptr || writer.was_alive > first->was_alive ||
-                    (writer.was_alive == first->was_alive && writer.began_us < first->began_us);
-    if (is_first) first = &writer;
+    if (first == nullptr || comes_before(writer, *first)) first = &writer;
   }
   if (first == nullptr) return std::nullopt;
   const tool::FlashRegion &region = *first->region;

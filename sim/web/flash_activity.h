@@ -26,11 +26,11 @@ struct WritingNow {
   std::string region;
   uint64_t bytes;   // written to the region since it began with it
   uint32_t left;    // bytes from where it writes to the end of the region
-  CopiedFile file;  // where it is known
+  CopiedFile file;  // may be unknown
 };
 
-/** Gathers the writes to the flash, which come by the thousand: of each process and region only the beginning and, when it
- *  is over, the sum are told. */
+/** Gathers the writes to the flash, which come by the thousand. Of each process and region it tells only the beginning, and
+ *  the sum at the end. */
 class FlashActivity {
  public:
   /** Takes a write or an erase. */
@@ -43,14 +43,14 @@ class FlashActivity {
   /** Ends the writing of a process that goes on to something else.
    *  @param change  what it does next */
   FlashLines end_before(const Change &change);
-  /** Ends what has been quiet for a while at this time. */
+  /** Ends the writings that have been quiet for a while at this time, and those whose process has ended. */
   FlashLines end_quiet(const Watch &watch, int64_t at_us);
   /** Looks how far the copies of files are, and ends what is over.
    *  @param folder  of the board */
   FlashLines look(const Watch &watch, const std::filesystem::path &folder);
   /** True while processes write, or may go on to write. */
   bool is_waiting() const { return !writers_.empty(); }
-  /** The process that writes; of several the one that has begun first. */
+  /** The process that writes. Of several: one that is known to run, and of those the one that has begun first. */
   std::optional<WritingNow> first() const;
   /** How the last writing has ended, if its process has ended in the middle of a write or an erase; else empty. */
   const std::string &broken_off() const { return broken_off_; }
@@ -64,16 +64,17 @@ class FlashActivity {
     bool goes_on = false;
     int64_t began_us = 0;  // the first write after a quiet time
     int64_t last_us = 0;   // the newest write
-    // Of this region, since it began with it.
+    // In this region, since the process began with it.
     unsigned erased = 0;  // sectors
     uint64_t programmed = 0;
     uint32_t place = 0;  // address behind what was written last
-    // They go on from region to region.
+    // These two go on from region to region.
     Run run;
     CopiedFile file;
     bool was_alive = false;  // at the last look
     bool has_ended = false;  // since then
   };
+  static bool comes_before(const Writer &one, const Writer &other);
   static FlashLine line_of(const Writer &writer, const std::string &text);
   static std::string sum_of(const Writer &writer);
   void put_place(Writer &writer, const Change &change, uint32_t bytes);

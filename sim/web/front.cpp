@@ -28,7 +28,7 @@ constexpr auto kNoRoomTime = 100ms;   // until the next accept, when there is no
 constexpr int kWriteTimeMs = 5000;    // until a client takes some bytes
 constexpr int kSocketRoom = 0x40000;  // for what a client has not taken yet
 constexpr unsigned kMostAhead = 4;    // workers on requests of clients that do not wait for answers
-constexpr size_t kOwn = 2;            // polled before the connections: what is listened on, and what wakes
+constexpr size_t kOwn = 2;            // entries of the poll before the connections': the listening socket, the eventfd
 
 // Sends what the client takes now, and removes it from the text. Returns false when the client has gone.
 bool send_some(int socket, std::string &text) {
@@ -38,13 +38,13 @@ bool send_some(int socket, std::string &text) {
   return true;
 }
 
-/** A request that is here as a whole, and its answer. The answer is kept, unless it is a stream: its events go to the client
+/** A whole request, and its answer. The answer is kept until take_answer(). A stream is not kept: its events go to the client
  *  as they come. */
 class WholeRequest : public httplib::Stream {
  public:
   WholeRequest(int socket, std::string_view text) : socket_(socket), rest_(text) {}
   bool is_readable() const override { return !rest_.empty(); }
-  /** Asked between two events of a stream: false when the client has gone, too. */
+  /** Asked between two events of a stream. False also when the client has gone. */
   bool is_writable() const override { return !streams_ || can_take_bytes(POLLRDHUP); }
   ssize_t read(char *to, size_t size) override {
     size = std::min(size, rest_.size());
@@ -198,19 +198,21 @@ void Front::Collection::refuse_and_close(const Connection &connection, const Req
   close(connection.socket);
 }
 
-// Sends more of an answer. Returns false when the connection is over: all is sent, or the client takes nothing.
+// Sends more of an answer. Returns false when the connection is over: its last answer is sent, or the client takes nothing or
+// has gone.
 bool Front::Collection::sends_on(Connection &connection, short events) {
   if ((events & (POLLERR | POLLHUP)) != 0) return false;
   if ((events & POLLOUT) != 0) {
     if (!send_some(connection.socket, connection.unsent)) return false;
     connection.deadline = Clock::now() + std::chrono::milliseconds(kWriteTimeMs);
   }
-  bool is_sent = connection.unsent.empty();
-  if (is_sent && connection.bytes.empty()) connection.deadline = Clock::now() + kIdleTime;
-  return is_sent ? !connection.ends : !is_late(connection);
+  if (!connection.unsent.empty()) return !is_late(connection);
+  if (connection.bytes.empty()) connection.deadline = Clock::now() + kIdleTime;
+  return !connection.ends;
 }
 
-// Takes what a client has sent, unless it has an answer to take first. A connection that ends is closed.
+// Takes what a client has sent. A client that has to take an answer first is not read: what it sent before is looked at when
+// the answer is sent. A connection that ends is closed.
 Fate Front::Collection::look_at(Connection &connection, short events) const {
   if (!connection.unsent.empty()) {
     if (!sends_on(connection, events)) {
@@ -250,7 +252,7 @@ void Front::collect(Collection &collection) {
   if (answered) {
     std::lock_guard lock(mutex_);
     for (Connection &connection : answered_) {
-      // A client may have sent its next request at once.
+      // The client's next request may be here already: the next wait must end at once.
       if (!connection.bytes.empty()) eventfd_write(wake_, 1);
       collection.waiting.push_back(std::move(connection));
     }
@@ -270,7 +272,7 @@ void Front::queue(Connection connection) {
 void Front::answer(Connection &connection) {
   WholeRequest stream(connection.socket, std::string_view(connection.bytes).substr(0, connection.length));
   bool closes = false;
-  // Later versions of the server library are told both ends of the connection. Nothing here asks for them.
+  // Later versions of the server library also take the addresses of both ends. Nothing here asks for them: they are empty.
   auto process = [&](auto &server) {
     if constexpr (requires { server.process_request(stream, false, closes, ask_for_no_compression); })
       return server.process_request(stream, false, closes, ask_for_no_compression);
@@ -297,7 +299,7 @@ void Front::answer(Connection &connection) {
 
 bool Front::has_work() const { return !whole_.empty() || (!ahead_.empty() && ahead_at_work_ < kMostAhead); }
 
-// A client that does not wait for its answers waits for the other clients.
+// Connections that run ahead come after the others.
 void Front::work() {
   for (;;) {
     std::unique_lock lock(mutex_);

@@ -13,11 +13,10 @@ namespace {
 constexpr size_t kMostRequests = 5000;  // in the log
 constexpr size_t kMostLines = 4000;     // told at once
 constexpr size_t kMostOfFlood = 1000;   // told at once while more come
-// Where much comes, the next look is later: what is looked at costs time that programs want.
+// If a look finds more bytes than this, the next one is later: looks cost time that programs want.
 constexpr uint32_t kMuch = 0x4000;
 constexpr std::chrono::milliseconds kRest{90};
-// More than that is a flood.
-constexpr size_t kFlood = 0x10000;
+constexpr size_t kFlood = 0x10000;                 // bytes that wait to be told: more is a flood
 constexpr std::chrono::milliseconds kMoment{100};  // without a request: the flood has ended
 
 // Reads and writes of the flash are texts; so are pauses, which are no requests.
@@ -26,8 +25,8 @@ bool is_request(const TracedCall &call) {
   return call.record.node != Node::None || moves_bytes;
 }
 
-/** A record in what was taken, or nothing at its end or where it is damaged. */
-bool has_record(const std::string &bytes, size_t at, TraceRecord &record) {
+/** Reads a record from what was taken. Returns false at its end, and where it is damaged. */
+bool read_record(const std::string &bytes, size_t at, TraceRecord &record) {
   if (at + sizeof record > bytes.size()) return false;
   std::memcpy(&record, bytes.data() + at, sizeof record);
   return record.size >= sizeof record && at + record.size <= bytes.size() && record.node <= Node::Flash;
@@ -36,13 +35,13 @@ bool has_record(const std::string &bytes, size_t at, TraceRecord &record) {
 size_t count_records(const std::string &bytes) {
   size_t count = 0;
   TraceRecord record = {};
-  for (size_t at = 0; has_record(bytes, at, record); at += record.size) ++count;
+  for (size_t at = 0; read_record(bytes, at, record); at += record.size) ++count;
   return count;
 }
 
 }  // namespace
 
-// What was written before is not taken.
+// Records that were written before are not taken.
 void Requests::begin_following(const std::shared_ptr<const Attached> &attached) {
   attached_ = attached;
   position_ = attached->board->watch.written;
@@ -52,8 +51,8 @@ void Requests::begin_following(const std::shared_ptr<const Attached> &attached) 
   readings_ = {};
 }
 
-// Takes the bytes that were written since, and asks for more. If there was no room for all of them, what is there is
-// taken all the same. Programs wait meanwhile.
+// Takes the bytes that were written since the last time, and asks for more. Programs wait meanwhile. If there was no room for
+// all of them, it takes what is there.
 void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   Board &board = *attached->board;
   Guard guard(board, Intent::Look);
@@ -82,7 +81,7 @@ void Requests::take_bytes(const std::shared_ptr<const Attached> &attached) {
   taken.bytes.append(records, size - before_end);
 }
 
-// A program that is just making a request has counted it, and has not recorded it yet: the number may be a few too high.
+// A program counts a request before it records it: the number may be a few too high.
 bool Requests::tell_missed(uint32_t missed, bool may_have_failed, News &news) const {
   if (listing_ == Listing::Noticing) return false;
   std::string failures = may_have_failed ? ",\"failures\":true" : "";
@@ -123,7 +122,8 @@ bool Requests::leave_out_repeated(const TraceRecord &record, std::string_view by
   return true;
 }
 
-// In the records all requests come first, then only failures. What was missed came between the two, and may have read anything.
+// The first records are of all requests. Those behind kCommonRoom are of failures only: requests between them were missed, and
+// may have read anything.
 bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   const std::string &bytes = taken.bytes;
   size_t at = 0;
@@ -131,7 +131,7 @@ bool Requests::tell(const Taken &taken, News &news, Activity &activity) {
   bool has_told = false;
   bool is_behind_gap = false;
   TraceRecord record = {};
-  while (has_record(bytes, at, record)) {
+  while (read_record(bytes, at, record)) {
     if (!is_behind_gap && at >= kCommonRoom) {
       readings_.miss_some();
       is_behind_gap = true;
