@@ -43,8 +43,8 @@ function line(entry) {
   );
 }
 
-// The drawn lines, by entry: what a line shows, and its element. Making hundreds anew at each change takes longer than all
-// else on the page.
+// The drawn lines, by entry: what a line shows, and its element. To make hundreds of lines anew at each change would take
+// longer than everything else on the page.
 let drawn = new Map();
 
 function drawnLine(entry) {
@@ -70,6 +70,7 @@ function show() {
   const lines = entries.filter(held.shows).reverse();
   const rows = lines.map(drawnLine);
   patchList(list, rows.map(({element}) => element), '#tab-activity');
+  // A line whose key was on the page already keeps its old element.
   const onPage = new Map([...list.children].map((one) => [one.dataset.key, one]));
   drawn = new Map(lines.map((entry, i) => [entry, {...rows[i], element: onPage.get('entry' + entry.id)}]));
   showNew(entries.length - lines.length);

@@ -5,12 +5,12 @@ import {slotOf} from './geometry.js';
 import {questionFor} from './loss.js';
 import {boardIn, cageOf, follow, known, put} from './store.js';
 
-// Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds; a refusal
-// stands beside it until it is used again, or what it is about has changed.
+// Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds. A refusal
+// stands beside it until the control is used again, or until its cause has changed.
 
 const kLogIsLate = 1000; // milliseconds, at most
-const pending = new Map(); // an act that is on its way, with the value that was chosen, by control
-const refusals = new Map(); // by control: a text, what it is about, and how that was
+const pending = new Map(); // by control: the act that is on its way, with the value that was chosen
+const refusals = new Map(); // by control: its text, `about`, a function that gives its cause, and the cause as it was
 
 export const pendingValue = (control) => pending.get(control)?.value;
 export const refusalOf = (control) => refusals.get(control)?.text;
@@ -18,7 +18,7 @@ export const refusalOf = (control) => refusals.get(control)?.text;
 let writings = 0; // to the flash, that have ended since the page was opened
 let isWriting = false;
 
-/** By action, where it is not the port, the slot or the supply that the act names. */
+/** Causes of refusals by action, of actions that name no port, slot or supply. */
 const kCauses = {
   fail: () => known.board?.faults.map(({fault}) => fault),
   heal: () => known.board?.faults.map(({fault}) => fault),
@@ -27,7 +27,7 @@ const kCauses = {
   forget: () => known.states,
 };
 
-/** What makes the board refuse an act: what is in the port or the slots, the state of the supply, the faults that there are, a
+/** Why the board may refuse an act: what is in the port or the slots, the state of the supply, the faults that there are, a
  *  writing that goes on. Signals and the hits of a fault, which programs change every moment, are no cause. */
 function causeOf({action, port, slot, supply}) {
   if (!known.board) return null;
@@ -38,7 +38,7 @@ function causeOf({action, port, slot, supply}) {
   return null;
 }
 
-/** Other acts follow what is selected: the inspector then shows something else. */
+/** A refusal of any other act also goes when another part is selected: then the inspector shows something else. */
 const followsSelection = ({action}) => !(action in kCauses);
 
 /** What a refusal is about: it goes when this changes. */
@@ -88,13 +88,13 @@ async function doAll(acts, how) {
   }
 }
 
-/** What is told of acts that were refused. */
+/** The text about acts that were refused. */
 function refusalText(acts, refused) {
   const count = refused.length < acts.length ? `${refused.length} of ${acts.length} refused: ` : '';
   return count + [...new Set(refused.map(({why}) => why))].join('; ');
 }
 
-/** Asks where something would be lost. An act on several ports loses nothing for good. */
+/** Asks before each act that would lose something. @return false when somebody does not want one of them */
 async function mayBeDone(acts) {
   for (const {action, ...fields} of acts) {
     const question = await questionFor(action, fields);
@@ -103,9 +103,10 @@ async function mayBeDone(acts) {
   return true;
 }
 
-/** Does acts, each with its `action` and fields, as one for a control, after a question where something would be lost.
+/** Does acts, each with its `action` and fields, as one for a control. Asks first if something would be lost.
  *  @param value  that the control shows meanwhile
- *  @param how  the `title` of the whole; `whole` for all of them or none; for an undo which act it `undoes`, and the `newest`
+ *  @param how  the `title` of the whole; `whole` for all of them or none; for an undo the number of the act that it `undoes`,
+ *    and the number of the `newest` act that the page knows
  *  @return the answer when all of it was done, else null */
 export async function actTogether(control, acts, value = true, how = {}) {
   if (!(await mayBeDone(acts))) {

@@ -1,7 +1,7 @@
 import {put} from './store.js';
 
-// What is looked at stands in the page's address, so that a reload or a colleague sees the same, and Back leads to what was
-// looked at before.
+// The page's address says what is looked at. So a reload or a colleague sees the same, and Back leads to what was looked at
+// before.
 
 let fields = new URLSearchParams(location.search);
 

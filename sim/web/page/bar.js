@@ -9,6 +9,7 @@ import {timeOfDay} from './words.js';
 
 // The bar at the top: which board, whether what is shown is live, and acts on the whole.
 
+/** By scheme: the sign of the button, and the scheme that it leads to. '' is the system's. */
 const kSchemes = {'': ['☾', 'dark'], dark: ['☀', 'light'], light: ['◐', '']};
 
 function applyScheme(scheme) {

@@ -71,7 +71,7 @@ function placeBeside(part) {
 export function showCard(part) {
   clearTimeout(waiting);
   waiting = setTimeout(async () => {
-    // The inspector says it of a part that is selected; an open catalogue is what somebody looks at.
+    // The inspector already tells of a part that is selected. An open catalogue must not be covered.
     if (!known.board || isSelected(part) || known.catalogue) return;
     shown = part;
     await fill(part);

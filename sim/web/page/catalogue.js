@@ -90,7 +90,7 @@ function markTarget(part) {
   if (isPort(part) && cageOf(numberOf(part))) find(`[data-part="${part}"]`).classList.add('target');
 }
 
-/** What is said beside a module that is dragged over a port without a cage. */
+/** What stands behind the name of a dragged module: over a port without a cage, that it has none; else ''. */
 const whyNot = (part) => (isPort(part) && !cageOf(numberOf(part)) ? `: port ${numberOf(part)} has no cage` : '');
 
 /** The name of the module goes below the pointer, so that the port's number stays visible, and never out of the window. */
@@ -131,7 +131,7 @@ function letGo() {
   find('#catalogue').classList.remove('dragging');
   if (!ghost) return null;
   ghost.remove();
-  source.dragged = true; // the click that follows is none
+  source.dragged = true; // the click that follows belongs to the drag
   markTarget(null);
   return module;
 }
@@ -142,7 +142,7 @@ function end(event) {
   if (!module || event.type !== 'pointerup') return;
   const part = partAt(event.clientX, event.clientY);
   if (!isPort(part)) return put('dropped', module);
-  select(part); // where it is told if the port has no cage
+  select(part); // the inspector tells why if the port has no cage
   plug(module, [numberOf(part)]);
 }
 
@@ -158,7 +158,7 @@ function rateText(rate) {
   return rate ? `${rate} MBd` : '';
 }
 
-/** The module that a key leads to from another one, in a list of two columns; the search above the first ones. */
+/** The module that a key leads to from another one, in a list of two columns. From the first row ArrowUp leads to the search. */
 function moduleAt(key, items, from) {
   const step = {ArrowLeft: -1, ArrowRight: 1, ArrowUp: -kColumns, ArrowDown: kColumns, Home: -from, End: items.length - 1 - from}[key];
   if (step === undefined) return undefined;
@@ -249,12 +249,12 @@ function show() {
       'aria-label': 'Find a module',
       onkeydown: (event) => {
         if (event.key !== 'Enter' || shown.length !== 1) return move(event);
-        event.preventDefault(); // the key would press what has the focus then
+        event.preventDefault(); // else the key would press the element that gets the focus
         choose(shown[0].module);
       },
       oninput: ({target: {value}}) => {
         filter = value;
-        show(); // at once: the next key may be Tab or Enter, which take what is shown
+        show(); // at once: the next key may be Tab or Enter, which act on the list that is shown
       },
     }),
     element('div', {class: 'modules', role: 'group', 'aria-label': 'Modules'}, shown.map(item)),

@@ -23,7 +23,7 @@ const kLabels = {
 };
 /** A field's name as a label. */
 const labelOf = (field) => kLabels[field] ?? field[0].toUpperCase() + field.slice(1).replaceAll('-', ' ').replaceAll('_', ' ');
-/** What an optional field means that is left empty. */
+/** What an empty optional field means. */
 const kWithout = {
   fault: 'all',
   result: 'the usual failure',
@@ -35,12 +35,12 @@ const kWithout = {
 const chosen = {}; // what somebody has chosen, by form and field
 
 const kSubjects = ['port', 'slot', 'supply'];
-const kept = new Set(); // ports, slots and supplies of forms that are done, among those that are chosen
+const kept = new Set(); // names of the chosen ports, slots and supplies whose form is done
 
 const fieldsOf = (action) => known.actions.find((one) => one.action === action).fields;
 const keyOf = (action, field) => `${action} ${field}`;
 
-/** Fields that were emptied and need a value follow again what holds. */
+/** Fields that need a value and were emptied follow again what holds. */
 function forgetEmptied(action) {
   const fields = fieldsOf(action);
   for (const {field, optional} of fields) {
@@ -58,8 +58,8 @@ function choose(action, field, value) {
   put('forms', value);
 }
 
-/** What was given is done, and forgotten. What was typed since then stays, and so does the port, slot or supply until another
- *  part is selected. */
+/** Forgets the values that were sent. What was typed since then stays. The port, slot or supply stays until another part is
+ *  selected. */
 function forget(action, given) {
   for (const {field} of fieldsOf(action)) {
     const name = keyOf(action, field);
@@ -75,7 +75,8 @@ function forgetKept() {
   kept.clear();
 }
 
-/** What was chosen where something holds is forgotten: nobody wants it any more. What only the form knows stays. */
+/** Forgets what was chosen in fields that show what holds on the board: somebody has decided against it. Fields that show
+ *  nothing of the board keep their values. */
 function goBack(action) {
   const fields = fieldsOf(action);
   const values = valuesOf(action, fields);
@@ -86,7 +87,7 @@ function goBack(action) {
   put('forms', action);
 }
 
-/** What the page does less than the shell: it takes no file. */
+/** Descriptions of commands that do less on the page than in the shell: it takes no file. */
 const kOnPage = {plug: 'Plug a module of the catalogue'};
 
 /** What a command does, as a sentence. One that begins with a unit, such as dBm, stays as it is. */
@@ -104,8 +105,8 @@ function choicesOf(field, values) {
   return values;
 }
 
-/** The first entry of a list, for no value. Where one is needed it can't be chosen, and stays: a list never changes its
- *  entries when one of them is chosen. */
+/** The first entry of a list: no value. Where a value is needed this entry is hidden and can't be chosen, but it stays: a list
+ *  must not change its entries while one of them is chosen. */
 const withoutOne = (field, optional) =>
   element('option', {value: '', disabled: !optional, hidden: !optional}, optional ? (kWithout[field] ?? '–') : '–');
 
@@ -118,7 +119,7 @@ function valuesOf(action, fields) {
 
 function inputOf(action, {field, optional, values}, value) {
   const oninput = ({target}) => choose(action, field, target.value);
-  const onchange = oninput; // all that some scripts send
+  const onchange = oninput; // some scripts send only this event
   const names = choicesOf(field, values);
   const made =
     names.length > 0
@@ -134,7 +135,7 @@ function inputOf(action, {field, optional, values}, value) {
 const kAlwaysActs = ['reset'];
 const kAlready = 'It is so already: change a value first.';
 
-/** True where a form shows what holds, and nobody has chosen anything else than what it is about. */
+/** True if a form shows what holds, and nobody has chosen anything in it but its port, slot or supply. */
 function isUntouched({action, fields}) {
   if (kAlwaysActs.includes(action)) return false;
   const values = valuesOf(action, fields);
@@ -182,7 +183,7 @@ async function submit(command, event) {
     forget(action, given);
     if (known.selected !== selected) forgetKept(); // another part was selected meanwhile
   } else if (!refusalOf(control)) {
-    goBack(action); // the answer to a question was to keep what is there
+    goBack(action); // somebody has answered a question with Keep
   }
 }
 
@@ -224,7 +225,7 @@ function show() {
   patch(find('#commands'), known.actions.map(form));
 }
 
-/** A command line, as an action with its fields; null for one that is none. */
+/** A command line, as an action with its fields; null for an unknown command. */
 export function parsed(text) {
   const words = text.replace(/^zelsim /, '').split(' ');
   const row = (known.actions ?? [])

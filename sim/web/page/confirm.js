@@ -2,9 +2,9 @@ import {closeDialog, openDialog} from './dialog.js';
 import {button, element, patch} from './dom.js';
 import {follow, isAway} from './store.js';
 
-// Asks once before something goes that no undo brings back, and names what goes. The question goes when the board does.
+// Asks once before something is lost that no undo brings back, and names it. The question is withdrawn when the board is gone.
 
-let withdraw = null; // of the question that is open
+let withdraw = null; // withdraws the question that is open
 let drawAnew = null;
 
 follow(['live', 'gone'], () => isAway() && withdraw?.());
@@ -31,7 +31,7 @@ function content({title, lost, kept, warning}) {
  *  @return whether it shall be done */
 export function confirm(question) {
   let last = question;
-  // Where there is nothing left to ask, what was asked stays.
+  // If there is nothing to ask any more, the last question stays.
   const asked = () => {
     if (typeof question === 'function') last = question() ?? last;
     return last;

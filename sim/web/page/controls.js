@@ -21,7 +21,7 @@ export function refusal(control) {
 export const actButton = (text, onclick, properties = {}) =>
   button(text, onclick, {'data-acts': true, disabled: isAway(), ...properties});
 
-const moved = new Map(); // value that the arrow keys have come to and that is not done, by control
+const moved = new Map(); // by control: the value that the arrow keys have come to, not done yet
 
 /** Arrow keys go from value to value and do nothing; Enter or Space does the one that they have come to. */
 function moveChoice(control, values, choose, event) {
@@ -104,13 +104,13 @@ export function doing(control, text, action, fields, properties = {}) {
   );
 }
 
-const slid = new Map(); // where a slider stands that is dragged, or whose act is on the way, by control
-const sliding = new Set(); // those whose act is on the way
+const slid = new Map(); // by control: where a slider stands while it is dragged or its act is on the way
+const sliding = new Set(); // controls whose act is on the way
 let dragged = null;
 const kSlop = 8; // pixels along a slider, after which a finger drags it
-let finger = null; // one that has touched a slider, and may still begin to scroll the page; `send` sends what it has set
+let finger = null; // has touched a slider, and may still begin to scroll the page; `send` sends what it has set
 
-/** Shows what holds, as soon as it is known, unless somebody goes on. */
+/** Lets a slider show what holds as soon as that is known, unless somebody goes on with it. */
 async function settle(control) {
   if (sliding.has(control) || dragged === control) return;
   const last = slid.get(control);
@@ -127,7 +127,7 @@ function endDrag({type}) {
   dragged = null;
   finger = null;
   if (undecided && type === 'pointercancel') {
-    slid.delete(control); // it scrolls the page
+    slid.delete(control); // the finger scrolls the page
     put('acts', {});
     return;
   }

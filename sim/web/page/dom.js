@@ -11,6 +11,7 @@ function setProperty(node, name, value) {
     node.textContent = value;
   } else if (kLive.includes(name) && name in node) {
     node[name] = value;
+    // The value as the page has set it. The field's own differs from it when somebody has typed.
     if (name === 'value' || name === 'checked') node.rendered = String(value);
   } else if (value === false || value === null || value === undefined) {
     node.removeAttribute(name);
@@ -26,7 +27,7 @@ export function element(tag, properties = {}, ...children) {
     if (name !== 'value') setProperty(made, name, value);
   }
   made.append(...children.flat(3).filter((child) => child !== null && child !== undefined && child !== false));
-  if (properties.value !== undefined) setProperty(made, 'value', properties.value); // behind a list's options
+  if (properties.value !== undefined) setProperty(made, 'value', properties.value); // a list must have its options before
   return made;
 }
 
@@ -36,11 +37,11 @@ export const button = (text, onclick, properties = {}) => element('button', {typ
 const keyOf = (node) => (node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '');
 const isSame = (old, fresh) => old.nodeName === fresh.nodeName && keyOf(old) === keyOf(fresh);
 
-/** Whether somebody types in a field: then what it shows stays. */
+/** Whether somebody has typed in a field and is still in it: then what it shows stays. */
 const isInUse = (field) => document.activeElement === field && field.value !== field.rendered;
 
 function patchAttributes(old, fresh) {
-  const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open'; // which somebody opens and closes
+  const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open'; // people open and close details
   for (const {name} of [...old.attributes]) if (!fresh.hasAttribute(name) && isOurs(name)) old.removeAttribute(name);
   for (const {name, value} of fresh.attributes)
     if (old.getAttribute(name) !== value && isOurs(name)) old.setAttribute(name, value);
@@ -94,8 +95,8 @@ export function patch(place, children) {
   while (place.childNodes.length > fresh.length) place.lastChild.remove();
 }
 
-/** Like `patch`, for a list whose rows go. A focus that goes with its row is handed to the next row's button, else to
- *  `otherwise`. */
+/** Like `patch`, for a list whose rows may go. A focus that is lost with its row goes to the button of a row after it, else of
+ *  a row before it, else to `otherwise`. */
 export function patchList(place, children, otherwise) {
   const held = place.contains(document.activeElement) ? document.activeElement : null;
   if (!held) return patch(place, children);
@@ -117,7 +118,7 @@ export async function copy(text) {
   try {
     await navigator.clipboard.writeText(text);
   } catch {
-    // not on an address without encryption: by a selection
+    // An address without encryption has no clipboard: a selection is copied instead.
     const area = element('textarea', {class: 'unseen', value: text});
     const held = document.activeElement;
     document.body.append(area);

@@ -72,7 +72,7 @@ const input = (name, label, placeholder, size = 11) =>
 function fields() {
   const result = form.result === 'other' ? form.other : form.result;
   const {count, skip, probability} = form;
-  const seed = probability ? form.seed : ''; // without chance it says nothing
+  const seed = probability ? form.seed : ''; // means nothing without a chance
   const given = {node: target(), result, count, skip, probability, seed};
   return Object.fromEntries(Object.entries(given).filter(([, value]) => value !== ''));
 }

@@ -2,13 +2,13 @@
 // connections to a server.
 
 const kRetry = 1000;
-const kLook = 1000; // how often is looked whether the server is heard
+const kLook = 1000; // between two looks whether the server is heard
 const kSilence = 6000; // the server says every two seconds that it is there
 const kKeptActivity = 300; // entries
 const kKeptText = 2e6; // characters of requests, for a page that is opened later
 
-/** Why the server refuses a stream, which the stream itself does not say: the status and its sentence; null where there is
- *  no answer, or none that refuses. */
+/** Why the server refuses a stream: the status and its sentence. Null if it does not answer, or does not refuse. The stream
+ *  itself does not tell. */
 async function whyRefused(address) {
   const ending = new AbortController();
   try {
@@ -18,22 +18,22 @@ async function whyRefused(address) {
   } catch {
     return null;
   } finally {
-    ending.abort(); // a stream that is good now would go on
+    ending.abort(); // if the stream is good now, this one must not go on
   }
 }
 
 class Feed {
   constructor(query) {
     this.query = query;
-    this.pages = new Map(); // and whether they want requests
+    this.pages = new Map(); // by page: whether it wants requests
     this.known = {}; // parts, but no logs
     this.activity = [];
     this.requests = [];
     this.requestsSize = 0;
-    this.boardAt = 0; // when the board stood as it is known
+    this.boardAt = 0; // the time of the board's state in `known`
     this.heardAt = 0;
     this.lookedAt = 0;
-    this.tries = false; // whether the server is asked if it answers others
+    this.tries = false; // whether tryAnew() waits for an answer
     this.watch = null; // a timer
   }
 
@@ -102,7 +102,7 @@ class Feed {
     const now = Date.now();
     const slept = now - this.lookedAt > 2 * kLook;
     this.lookedAt = now;
-    // The browser lets what nobody sees sleep: what has come meanwhile is not taken yet.
+    // The browser lets a page that nobody sees sleep: news that came meanwhile are not taken yet.
     if (slept) this.heardAt = now;
     if (this.source?.readyState === EventSource.CLOSED || now - this.heardAt < kSilence) return;
     if (this.known.live !== false) this.setLive(false, {silent: true, since: this.heardAt});
@@ -131,7 +131,7 @@ class Feed {
     for (const [page, wants] of this.pages) if (wants) page.postMessage(text);
   }
 
-  /** A server that was started anew does not say which parts are gone. How the connection is stays. */
+  /** A server that was started anew does not say which parts are gone. The state of the connection stays. */
   forgetParts() {
     const {live, refused, silent, since} = this.known;
     this.known = {live, refused, silent, since};

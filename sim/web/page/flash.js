@@ -11,10 +11,11 @@ import {address, bytes, plural} from './words.js';
 
 const kSmall = 16; // sectors: two such regions stand beside each other
 const cells = [];
-let before = null; // used pages and erases of each sector, as they were last
+let before = null; // used pages and erases of each sector at the last look
 let cursor = null; // the sector that was written last
 let followed = null; // the band that was brought into view for the cursor
 
+/** The step of the scale: it begins anew at 1, 4, 10, 32 and 100 erases. */
 const levelOf = (erases) => (erases === 0 ? 0 : Math.min(5, 1 + Math.floor(Math.log10(erases) * 2)));
 
 function usedText(pages) {
@@ -51,7 +52,6 @@ function tell(sector) {
   find('#flash-told').textContent = `${place}: ${usedText(used[sector])}, erased ${plural(erases[sector], 'time')}`;
 }
 
-// Up and down go to the nearest cell of the line above or below.
 function move(event) {
   const from = Number(event.currentTarget.dataset.sector);
   const steps = {ArrowLeft: from - 1, ArrowRight: from + 1, Home: 0, End: kSectors - 1};
@@ -63,6 +63,7 @@ function move(event) {
   focusCell(to);
 }
 
+/** The nearest cell in the line above (-1) or below (1); undefined if there is none. */
 function inLine(from, way) {
   const {left, top} = cells[from].getBoundingClientRect();
   let best;
@@ -111,8 +112,8 @@ function build() {
 
 // ---- where something is being written
 
-/** The sector that was erased or filled since the last look; the last one of several. Where the counts go back, the board was
- *  reset or its flash replaced. */
+/** The sector that was erased or filled since the last look; of several the last one; -1 for none. Also -1 if a count has gone
+ *  back: then the board was reset, or its flash replaced. */
 function changedSector() {
   const {used, erases} = known.sectors;
   const last = before;
@@ -123,7 +124,7 @@ function changedSector() {
   return used.findLastIndex((pages, sector) => erases[sector] > last.erases[sector] || pages > last.used[sector]);
 }
 
-/** What programs write the server tells: what they write may leave a sector as full as it was. */
+/** The server tells where programs write: the counts alone do not show a write that leaves its sector as full as it was. */
 function watchWriting() {
   const sector = changedSector();
   if (sector >= 0) cursor = sector;
@@ -131,7 +132,7 @@ function watchWriting() {
   followed = isWriting() ? bandInView() : null;
 }
 
-/** Brings the band that a program begins to write into view; then whoever scrolls goes where they want. @return the band */
+/** Brings the band that a program begins to write into view, once: after that people may scroll away. @return the band */
 function bandInView() {
   const band = cells[cursor].closest('.band');
   if (band !== followed && dock.isOpen('flash')) scrollTo(band);

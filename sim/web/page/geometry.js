@@ -6,7 +6,7 @@ export const kSlots = 3;
 
 const count = (first, number) => Array.from({length: number}, (_, i) => first + i);
 export const allPorts = () => count(0, kPorts);
-/** The ports of a slot, of which the first one is 1. */
+/** The ports of a slot. Slots count from 1. */
 export const portsOf = (slot) => count(kPortsPerSlot * (slot - 1), kPortsPerSlot);
 /** The slot of a port; 0 for the main board. */
 export const slotOf = (port) => (port < kSlots * kPortsPerSlot ? Math.floor(port / kPortsPerSlot) + 1 : 0);

@@ -5,7 +5,8 @@ import {hex} from './words.js';
 const kNarrow = 470; // pixels
 const kGroup = 8; // bytes
 
-// The width is asked when the browser has laid out the page. Whoever asks while drawing makes it lay out everything once more.
+// The width is read when the browser has laid out the page. To read it while drawing would make the browser lay out everything
+// once more.
 new ResizeObserver(() => {
   const isNarrow = find('#inspector').clientWidth < kNarrow;
   if (isNarrow !== known.narrow) put('narrow', isNarrow);
@@ -23,7 +24,7 @@ export function hexRows(digits, start, width = 8) {
   const rows = [];
   for (let at = 0; at < bytes.length; at += perRow) {
     const row = bytes.slice(at, at + perRow);
-    const address = hex(start + at, width).toLowerCase(); // as the bytes
+    const address = hex(start + at, width).toLowerCase(); // like the bytes
     const groups = isNarrow ? [row] : [row.slice(0, kGroup), row.slice(kGroup)];
     const inGroups = groups.map((group) => group.join(' ').padEnd(3 * kGroup - 1)).join('  ');
     rows.push(`${address}  ${inGroups}  ${row.map(text).join('')}`);

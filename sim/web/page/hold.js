@@ -1,9 +1,9 @@
-// Nothing moves under a pointer that is about to press it, nor away from the focus of the keyboard: while either is in a
+// Nothing moves under a pointer that is about to press it, nor away from the focus of the keyboard. While either is in a
 // place, the place goes on showing the entries that it has.
 
 const kMoves = ['pointerover', 'focusin', 'focusout'];
 
-/** @param selector  finds something while the place is in use
+/** @param selector  finds an element while the place is in use
  *  @param show  shows what has come meanwhile */
 export function hold(selector, show) {
   let last = null; // number of the newest entry that is shown there; null: nothing is held
@@ -14,7 +14,7 @@ export function hold(selector, show) {
     show();
   };
   const check = () => {
-    // The focus goes from one place to the next through nowhere.
+    // While the focus goes from one place to another, it is nowhere for a moment.
     if (last !== null) setTimeout(() => isInUse() || release());
   };
   for (const move of kMoves) document.addEventListener(move, check);

@@ -5,8 +5,8 @@ import {presence, supplyState} from './words.js';
 
 // What holds on the board for each field of a command: the forms begin with it.
 
-/** The port that a command is most likely meant for: the selected one, else one with a module; for the other end of a cable
- *  one that has a cable. */
+/** The port that a command is most likely meant for: the selected one, else one with a module, else any. For `set link` only
+ *  ports with a copper link count, if there are any. */
 function likelyPort(action) {
   const isFor = (port) => action !== 'set link' || linkOf(port);
   const {cages, links} = known.board;
@@ -54,7 +54,7 @@ const kHolding = {
   ...Object.fromEntries(kQuantities.map(({action, key}) => [`${action} value`, (board, {port}) => asSet(port)?.[key]])),
 };
 
-/** The port, slot and supply that a form is about; a port that was emptied is none. */
+/** The port, slot and supply that a form is about. An emptied port is no port. */
 const subjectsOf = (action, {port = likelyPort(action), slot = likely('slot'), supply = likely('supply')}) => ({
   port: port === '' ? NaN : Number(port),
   slot: Number(slot),
@@ -62,7 +62,7 @@ const subjectsOf = (action, {port = likelyPort(action), slot = likely('slot'), s
 });
 
 /** What holds for a field of a command; '' where nothing does.
- *  @param fields  those before it in the form, which may say of what */
+ *  @param fields  the values of the fields before it, which may name the port, slot or supply */
 export function holding(action, field, fields) {
   const subjects = subjectsOf(action, {});
   const value = subjects[field] ?? kHolding[`${action} ${field}`]?.(known.board, subjectsOf(action, fields));

@@ -168,15 +168,15 @@ function content() {
   return [element('h2', {}, ledTitle ?? describe(part)), ...kControls[kindOf(part)](part)];
 }
 
-/** Whoever has closed the sheet is where it was opened: at the part on the panel. */
+/** Closes the sheet. The focus goes to where the sheet was opened: the part on the panel. */
 function close() {
   const [part] = selected();
   find('#panel').focus({preventScroll: true});
-  focusPart(part); // which the panel may not have
+  focusPart(part); // does nothing if the part is not on the panel
   select();
 }
 
-/** On a narrow page what is selected has a sheet, which this closes. */
+/** On a narrow page the controls of what is selected are a sheet, which this button closes. */
 const closing = () => button('×', close, {class: 'quiet closes-sheet', 'aria-label': 'Select nothing', 'data-key': 'closing'});
 
 function show() {
@@ -190,7 +190,7 @@ function show() {
   if (place.dataset.shows !== shown) place.scrollTop = 0;
   place.dataset.shows = shown;
   if (isFirst) keepInView(selected()[0]);
-  // What had the focus may be gone with what it did: the inspector keeps it.
+  // The control that had the focus may be gone now: the inspector keeps the focus.
   if (held && !place.contains(document.activeElement)) place.focus();
 }
 

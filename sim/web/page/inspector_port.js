@@ -195,7 +195,7 @@ export function portControls(port) {
   ];
 }
 
-/** The value that all of them have; '' if they differ, so that nothing is chosen. */
+/** The value that all have. '' if they differ: then no choice is shown as chosen. */
 const common = (values) => (values.every((value) => value === values[0]) ? values[0] : '');
 
 export function portsControls(ports) {

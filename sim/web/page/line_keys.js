@@ -3,7 +3,8 @@
 
 const kMoves = ['ArrowUp', 'ArrowDown', 'PageUp', 'PageDown', 'Home', 'End'];
 
-/** @param placeOf  the place of the line that a key leads to from the line at a place, or from -1, the list itself */
+/** @param placeOf  gives the place of the line that a key leads to, from a key and the place of the line where the focus is; -1
+ *    is the list itself */
 export function goByKeys(list, placeOf) {
   function stopAt(stop) {
     for (const line of list.querySelectorAll('.line[tabindex="0"]')) line.tabIndex = -1;

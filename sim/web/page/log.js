@@ -6,13 +6,13 @@ import {isAct, isBarrier, isUndoing, prepare, waysBack} from './undoing.js';
 
 export const kKept = 300;
 let entries = [];
-let ways = new Map(); // back, by entry
+let ways = new Map(); // by entry: the way back
 const underway = new Set(); // entries whose undo the log does not tell yet
 const holds = []; // of places that go on showing the entries that they have
 
 /** All entries that are kept, the oldest one first. */
 export const all = () => entries;
-/** Whether an act is `undone`, and which `later` act must be undone first; nothing for an entry that leads nowhere. */
+/** Whether an act is `undone`, and which `later` act must be undone first. Undefined for an entry without a way back. */
 export const wayOf = (entry) => ways.get(entry);
 export const addHold = (held) => holds.push(held);
 
@@ -45,7 +45,7 @@ export function setUnderway(entry, isUnderway) {
   put('log', entry.id);
 }
 
-/** What a program has read may be told after later changes: entries stand in the order of their times. Those that a place
+/** Entries stand in the order of their times: what a program has read may be told after later changes. Entries that a place
  *  goes on showing stay, however many come. */
 function insert(fresh) {
   fresh.forEach(prepare);

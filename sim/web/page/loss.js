@@ -3,11 +3,12 @@ import {allPorts, kSector, portsOf} from './geometry.js';
 import {boardIn, cageOf, known, put} from './store.js';
 import {flashText, plural} from './words.js';
 
-// What an act would take away, and what an undo brings back of it. The same question is asked wherever the act can be done.
+// What would be lost by an act, and what of it an undo brings back. The same question is asked wherever the act can be done.
 
 const modulesIn = (ports) => ports.map((port) => [port, cageOf(port)?.module]).filter(([, module]) => module);
 
-/** @param difference  the sectors that are lost, and how many erases are forgotten; without it all of them */
+/** What is lost of the flash.
+ *  @param difference  the sectors that are lost, and the number of erases that are forgotten; without it all of them */
 function contents(difference) {
   if (!known.sectors || !known.regions) return [];
   const {erases} = known.sectors;
@@ -28,7 +29,7 @@ function contents(difference) {
 }
 
 /** What is lost beside the flash.
- *  @param difference  from a saved state; without it all of it */
+ *  @param difference  from a saved state; without it everything is lost */
 function surroundings(difference) {
   const modules = modulesIn(difference?.modules ?? allPorts());
   const faults = (difference ?? known.board)?.faults.length ?? 0;
@@ -50,7 +51,8 @@ function whatComesBack(modules) {
   return 'Undo brings the board and its modules back; their transmitters are then off, until a program switches them on.';
 }
 
-/** Whether a state is saved under a name. It may have been saved since the page has looked; what cannot be known may be lost. */
+/** Whether a state is saved under a name. Asks the server: the page may not know the newest states. True if it does not answer:
+ *  then a state may be lost. */
 async function isSaved(name) {
   const answer = await ask('states').catch(() => null);
   if (answer) put('states', answer.states);
@@ -101,7 +103,8 @@ async function differenceFrom(state) {
   };
 }
 
-/** @return a function that gives what to ask as it is now, or null when nothing of weight is lost, or the act will be refused */
+/** @return a function that gives the question as it is now; null if there is nothing to ask, as the act loses nothing or will be
+ *    refused */
 export async function questionFor(action, fields) {
   const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   const goesBack = action === 'load' && saved;

@@ -24,7 +24,7 @@ import * as states from './states.js';
 import * as strip from './strip.js';
 import * as writing from './writing.js';
 
-// A page shows a board, or all of them where the server has more than one and the address names none.
+// A page shows a board. It shows all boards if the server has a rack of them and the address names none.
 
 function showBoard(name) {
   find('#board-view').hidden = false;
@@ -57,7 +57,7 @@ function showBoard(name) {
 
 const kTries = 3;
 
-/** Asks whether the server shows a rack of boards. One that does not answer is taken for one with a single board. */
+/** Asks whether the server shows a rack of boards. If it does not answer, it is taken for one with a single board. */
 async function serverKind() {
   for (let tries = 0; tries < kTries; ++tries) {
     const answer = await fetch('/api/server').catch(() => null);
@@ -79,5 +79,5 @@ if (showsRack) {
 }
 if (showsRack) patch(find('.skip'), ['To the boards']);
 find('.skip').href = showsRack ? '#boards' : '#panel';
-// Whoever comes by the keyboard goes on from what the page is about.
+// The keyboard begins at what the page shows.
 if (document.activeElement === document.body) find(showsRack ? '#rack-view' : '#panel').focus({preventScroll: true});

@@ -20,7 +20,7 @@ export const kQuantities = [
 ];
 
 export const diagnosticsOf = (port) => known.board?.diagnostics?.find((row) => row.port === port);
-/** The same as it is set: what is measured while the laser is on and light is there. */
+/** The values as they are set: a module measures them while its laser is on and light is there. */
 export const asSet = (port) => known.optics_as_set?.find((row) => row.port === port);
 
 const inWords = (flags, kind) =>
@@ -45,8 +45,8 @@ const kLimits = [
   {name: 'high_warning', side: 'high', flags: 'warnings'},
 ];
 
-/** The limit that a value is beyond now: its name and its number; undefined within all of them. What is shown is rounded: the
- *  module's own flags decide, of which those that are latched may be over. */
+/** The limit that a value is beyond now: its name and its number; undefined within all of them. The value that the page knows is
+ *  rounded, so the module's own flags decide. A flag that is only latched may be over: it counts if the value says so, too. */
 function limitBeyond(row, key, limits) {
   const value = row[key];
   const alarm = flagOf(row.standing_alarms, key);
@@ -58,7 +58,7 @@ function limitBeyond(row, key, limits) {
   return {name: limit.name.replace('_', ' '), side: limit.side === 'low' ? 'below' : 'above', number: limits[limit.name]};
 }
 
-/** Why a value is low that is no trouble by itself: without light there is no power. */
+/** Why a value is low although the value is no trouble by itself: without light there is no power. */
 function reasonOf(key, {loss_of_signal: isDark, tx_disable: isOff, tx_fault: isFaulty}) {
   if (key === 'rx_power') return isDark ? 'there is no light' : '';
   if (key !== 'tx_power' && key !== 'bias') return '';
@@ -66,8 +66,8 @@ function reasonOf(key, {loss_of_signal: isDark, tx_disable: isOff, tx_fault: isF
   return isFaulty ? 'the transmitter has a fault' : '';
 }
 
-/** How a value stands to its limits: '', 'latched', 'explained', 'warn' or 'bad', and in words. A module keeps a flag until it
- *  is read: then its cause may be over. The board says which flags stand by themselves; others only follow from something else.
+/** How a value stands to its limits: '', 'latched', 'explained', 'warn' or 'bad', and in words. A module keeps a flag until it is
+ *  read, when the cause may be over. The board says which flags stand by themselves. The others follow from something else.
  *  @param module  what the server says of it; null while it is not known */
 export function standing(row, {key, unit}, module) {
   const limits = module?.diagnostics?.measured?.find(({quantity}) => quantity === key);

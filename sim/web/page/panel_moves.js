@@ -26,8 +26,8 @@ export function placeOf(rectangle, x, y) {
 const middle = ({from, to}) => (from + to) / 2;
 const overlap = (one, other) => Math.min(one.to, other.to) - Math.max(one.from, other.from);
 
-/** The part that a key leads to: of those that lie beside each other in its direction the nearest, then the one that is most
- *  beside, then the first. Undefined where there is none.
+/** The part that a key leads to: of the parts ahead that overlap this one across the key's direction the nearest; of equally near
+ *  ones the one that overlaps most, else the first. Undefined if there is none.
  *  @param places  of all parts that can be reached, by part */
 export function partBeside(places, part, key) {
   const {axis, sign} = kDirections[key];

@@ -57,12 +57,12 @@ async function create(event) {
   const slots = [slot1, slot2, slot3].map(({value}) => value).join(',');
   if (!(await manage(kCreate, 'create', {board: name, slots}))) return;
   board.value = '';
-  if (!isFound(name)) seek(''); // what was made is shown
+  if (!isFound(name)) seek(''); // the new board must be shown
   wanted = name;
   focusWanted();
 }
 
-/** The card of a board that was made has the focus as soon as it is there: Enter opens it. */
+/** The card of the wanted board gets the focus as soon as it is there: Enter opens it. */
 function focusWanted() {
   const card = wanted && find(`[data-key="${CSS.escape('board-' + wanted)}"] a`);
   if (!card) return;
@@ -70,7 +70,7 @@ function focusWanted() {
   card.focus();
 }
 
-/** Says which board is looked at, to the rack that is shown after it. */
+/** Keeps the name of the board that is looked at, for the rack that is shown after it. */
 export function leaveFor(name) {
   try {
     sessionStorage.setItem(kLeft, name);
@@ -122,7 +122,8 @@ const plugged = (cages) => cages.map(({port, module}) => `${module} in port ${po
 const statesText = ({states}) =>
   states.length > 0 && `${plural(states.length, 'saved state')}: ${states.map(({state}) => state).join(', ')}`;
 
-/** What goes with a board, in words, and who writes to it just now. What cannot be read may be there. */
+/** The question before a board is deleted: what is lost with it, and who writes to it just now. What cannot be read is named as
+ *  lost, too. */
 async function questionAbout(name) {
   const paths = ['board', 'flash', 'states'];
   const [board, flash, states] = await Promise.all(paths.map((path) => documentOf(name, path)));

@@ -39,7 +39,7 @@ const lists = (entries, programs) => [
   ]),
 ];
 
-/** What is looked for. What is wrong with it stands below it, over the list's headings. */
+/** The field for what is looked for. A complaint about it stands below it, over the list's headings. */
 const field = () =>
   element(
     'div',

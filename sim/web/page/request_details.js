@@ -8,7 +8,7 @@ import {bytesOf, chipName, fieldsOf, parse, partsOf, readsText, targetOf, textOf
 import {describe, select} from './selection.js';
 import {duration, hex} from './words.js';
 
-// A request that is opened: what it reads, its fields and bytes, and what can be done with its like.
+// A request that is opened: what it reads, its fields and bytes, and what can be done with requests like it.
 
 export function details(entry) {
   parse(entry);

@@ -12,15 +12,15 @@ export const filter = inAddress();
 const compiled = () =>
   new RegExp(filter.regex ? filter.text : filter.text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'), 'gi');
 
-let last = null; // the last one that was well formed
+let last = null; // the last expression that was well formed
 
-/** What is looked for; null for nothing. While the text is no regular expression, perhaps as it is not complete yet, it is
- *  what was looked for before. */
+/** The expression that is looked for; null for none. While the text is no regular expression, perhaps as it is not complete yet,
+ *  the last one stays. */
 export function matcher() {
   try {
     last = filter.text ? compiled() : null;
   } catch {
-    // `complaint` says it
+    // `complaint` tells why
   }
   return last;
 }
@@ -54,7 +54,7 @@ export function passes(entry, expression) {
 
 const kNothing = {node: '', program: '', result: '', text: '', regex: ''};
 
-/** Followers of 'filter' are told. */
+/** Changes the filter, and tells the followers of 'filter'. */
 export function setFilter(changes) {
   Object.assign(filter, changes);
   address.write(changes);
@@ -69,10 +69,10 @@ follow(['visited'], () => {
 export const clearFilter = () => setFilter(kNothing);
 /** Shows all requests with a kind of result. */
 export const showOnly = (result) => setFilter({...kNothing, result});
-/** How many of the lists say what is shown. */
+/** How many of the three lists choose something. */
 export const countOfChoices = () => [filter.node, filter.program, filter.result].filter(Boolean).length;
 
-/** A text with marks at some places, each with its begin and its end. */
+/** A text in pieces, with marks at some places. A place is its begin and its end. */
 function marked(text, places) {
   const pieces = [];
   let at = 0;

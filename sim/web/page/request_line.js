@@ -3,7 +3,9 @@ import {duration, hex, resultText, timeOfDay} from './words.js';
 
 // A line of the trace, taken apart: what was asked, of which chip or place, and how it ended.
 
+/** "i2c 0xB0 BufRead addr=0x9e ...": node, number, name and the rest. */
 const kLine = /^(gpio|i2c|flash) 0x([0-9A-Fa-f]{2}) (\S+) ?(.*)$/;
+/** "open gpio", or "flash read 0x00100000+0x10". */
 const kAccess = /^(open|close|read|write|lseek) (gpio|i2c|flash)|^(flash) (read|write|lseek) (.*)$/;
 
 const kRequest = /^(gpio|i2c|flash) 0x/;
@@ -11,7 +13,8 @@ const kRequest = /^(gpio|i2c|flash) 0x/;
 /** Whether a call failed: the kernel refused it, or the driver answered so. */
 export const hasFailed = ({line, result}) => Boolean(result) && (result < 0 || kRequest.test(line));
 
-/** @return the entry with its node, name, rest, address and result in words. It is taken apart when it is first looked at. */
+/** Takes the line of an entry apart when it is first looked at. @return the entry with its node, name, rest, address and result
+ *    in words */
 export function parse(entry) {
   if (entry.node) return entry;
   const text = entry.line;
@@ -72,7 +75,7 @@ export function partsOf(entry) {
   if (node === 'flash' && !Number.isNaN(address)) return [`sector${Math.floor(address / kSector)}`];
   const named = namedIn(`${rest} ${reads} ${changed}`);
   if (named.length > 0) return named.slice(0, kMostParts);
-  if (/\b(port|slot|supply)=/.test(rest)) return []; // one that the board has not
+  if (/\b(port|slot|supply)=/.test(rest)) return []; // it names one that the board does not have
   return [partOfRequest(entry)].filter(Boolean);
 }
 
@@ -87,7 +90,7 @@ function partOfRequest({node, name, address}) {
   return node === 'i2c' ? chipOf(address, name) : null;
 }
 
-// Chips of the bus by their addresses: expanders of the slots, clock, sensor, the selected module.
+/** The part for a request on the I2C bus, by the names of requests and the addresses of chips. */
 function chipOf(address, name) {
   if (name.includes('Busy') || name === 'RefreshBus') return 'bus';
   if (name.includes('Rtc')) return 'clock';
@@ -106,7 +109,7 @@ export const chipName = (address) => {
   return {0x9e: 'temperature sensor', 0xa0: 'module page A0h', 0xa2: 'module page A2h', 0xac: 'copper PHY'}[address] ?? '';
 };
 
-/** Names and values before and after of a record, and its bytes. */
+/** The fields of a record: of each its name, the value that was asked with, and the value in the answer. */
 export function fieldsOf({rest}) {
   const fields = [];
   const [asked, answered] = rest.split(' -> ');
@@ -126,7 +129,7 @@ export function bytesOf({rest}) {
 /** What a request reads, or was to read. */
 export const readsText = (entry) => `${entry.failed ? 'Was to read' : 'Reads'} ${entry.reads}`;
 
-/** Who asked. */
+/** The program that asked, with its number. */
 export const programName = ({program, pid}) => (program ? `${program}[${pid}]` : '');
 
 /** True where the fields of a request say what it reads; an address does not. */

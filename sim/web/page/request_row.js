@@ -26,8 +26,8 @@ function signOf({fault, failed}) {
 /** What stands in the column of results. */
 export const resultTold = (entry) => signOf(entry) + parse(entry).resultText;
 
-/** What a line says between its name and its result. What is read stands there where the fields don't say it, and where it is
- *  what was looked for. */
+/** What a line says between its name and its result. It says what is read if the fields don't, or if that was looked for and
+ *  found. */
 function saying(entry, texts) {
   const {reads, rest} = texts;
   const words = reads && element('i', {class: 'reads'}, reads.pieces);

@@ -1,5 +1,5 @@
-// The requests that are kept: the last ones, and for longer what somebody may come to look for later: those that failed or
-// were struck by a fault, and those whose answer changed.
+// The requests that are kept: the last ones; and for longer those that somebody may look for later, as they failed, were struck
+// by a fault, or their answer changed.
 
 const kLast = 5000;
 const kLonger = 1000; // of each kind
@@ -9,9 +9,9 @@ let failures = []; // earlier than the last ones
 let changes = []; // earlier than the last ones
 let failed = 0; // how many have failed
 let counted = new Set(); // keys of failures of earlier streams, which the server may send once more
-let stream = 0; // of the server; the numbers of two streams may be the same
+let stream = 0; // counts the server's streams: requests of two streams may have the same number
 
-// Where requests are missed of which some may have failed, that is kept, too.
+// An entry about missed requests of which some may have failed is a failure, too.
 const isFailure = ({failed: hasFailed, fault, failures: mayHaveFailed}) => hasFailed || Boolean(fault) || Boolean(mayHaveFailed);
 const isChange = ({changed}) => Boolean(changed);
 
@@ -23,7 +23,7 @@ function keepLonger(gone) {
 const isOlder = (entry) => entry.stream !== stream;
 const keyOf = ({n, at}) => `${n} ${at}`;
 
-/** A stream begins with what the server still has. What is kept of it comes once more then.
+/** A stream begins with all that the server still has. Kept entries of an earlier stream that come once more are forgotten.
  *  @return whether something was forgotten */
 function forgetThose(entries) {
   if (!failures.some(isOlder) && !changes.some(isOlder)) return false;
@@ -68,7 +68,7 @@ export const failedCount = () => failed;
 /** The number of failures that are earlier than the last requests. */
 export const earlierFailures = () => failures.length;
 
-/** Those among which is looked for a kind of result, as the filter names it, in their order. */
+/** The entries among which a kind of result, as the filter names it, is looked for; in their order. */
 export function entriesFor(result) {
   if (result === 'changed') return [...changes, ...last];
   const isOfFailures = ['failed', 'fault'].includes(result) || (result.startsWith('=') && result !== '=ok');

@@ -13,7 +13,7 @@ import {plural} from './words.js';
 let number = 0; // of the last entry
 const programs = new Set();
 
-/** The entries that the filter chooses from. */
+/** The entries from which the filter chooses. */
 const candidates = () => store.entriesFor(filter.result);
 
 // ---- which are shown
@@ -41,7 +41,7 @@ function showState() {
 
 const onlyFailures = () => button('Only failures', () => setFilter({result: 'failed'}));
 
-/** What is said where no request is known: how to get some, if that can be. */
+/** The text for an empty list: how to get requests, if the board is there. */
 function empty() {
   const earlier = store.earlierFailures();
   const kept = earlier > 0 && [
@@ -71,7 +71,7 @@ function showAll() {
 const kBeginning = 3000; // milliseconds
 let shown = {n: 0, at: -kBeginning}; // the request that was wanted last, and when it was shown
 
-/** Shows a request that the activity tells of: by its number on the server, which the line may not have reached yet. */
+/** Shows the request that is wanted from the activity, by its number on the server. Its line may not have come yet. */
 function showWanted() {
   const entry = known.wanted && store.byNumber(known.wanted);
   if (!entry) return;
@@ -84,7 +84,7 @@ function showWanted() {
   put('wanted', entry.n); // once more with this filter
 }
 
-/** The list is drawn anew when its stream begins, which may be after a wanted line was shown: it is shown once more. */
+/** The list is drawn anew when its stream begins. If a wanted line was shown shortly before, it is shown once more. */
 function showWantedAgain() {
   if (performance.now() - shown.at < kBeginning) put('wanted', shown.n);
 }
@@ -153,7 +153,7 @@ export function focusFilter() {
   requestAnimationFrame(() => find('#requests-text').focus());
 }
 
-/** From the filter to what it found. @return whether the focus was there */
+/** Leads from the field of the filter to the lines. @return whether the focus was in the field */
 export function leaveFilter() {
   const field = find('#requests-text');
   if (document.activeElement !== field) return false;

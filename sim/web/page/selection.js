@@ -9,6 +9,7 @@ import {ledName, ledState, linkText, signsOf, supplyText} from './words.js';
 
 export const kindOf = (part) => (part.startsWith('led-') ? 'led' : part.replace(/\d+$/, ''));
 export const numberOf = (part) => Number(part.match(/\d+$/)?.[0]);
+/** The name of an LED in the board's document: of the part led-ring-fail ring_fail, of led-power1 power_1. */
 export const ledOf = (part) =>
   part
     .slice('led-'.length)

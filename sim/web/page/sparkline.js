@@ -10,7 +10,7 @@ const kShortest = 20000;
 const kWidth = 72;
 const kHeight = 22;
 
-/** As much time as there is something to show of. All curves have the same. */
+/** The time that all curves show: since the first known value, within limits. */
 const spanAt = (now) => Math.min(kLongest, Math.max(kShortest, now - beginning()));
 
 export function pathOf(points, {lowest, highest, steps}, now) {
@@ -28,13 +28,13 @@ export function pathOf(points, {lowest, highest, steps}, now) {
   return path && path + `H${kWidth}`;
 }
 
-/** The lowest and the highest value that have room. */
+/** The ends of the scale: all values have room, and those of the range at least. */
 function limitsOf(name, range) {
   const values = pointsOf(name).map(({value}) => value);
   return {lowest: Math.min(range.lowest ?? Infinity, ...values), highest: Math.max(range.highest ?? -Infinity, ...values)};
 }
 
-/** @param range  lowest and highest value that have room at least; `steps` for values that jump */
+/** @param range  `lowest` and `highest`, which have room at least; `steps` for values that jump */
 export function sparkline(name, range = {}) {
   const points = pointsOf(name);
   const {lowest, highest} = limitsOf(name, range);

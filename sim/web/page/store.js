@@ -14,7 +14,7 @@ export function follow(parts, show) {
   followers.push({parts, show});
 }
 
-/** A view that fails takes no other one with it. */
+/** A view that fails must not keep the others from being called. */
 function call(show, logs) {
   try {
     show(logs);
@@ -39,7 +39,7 @@ export function touch(part) {
   changed.add(part);
   if (asked) return;
   asked = true;
-  // A page that nobody sees draws no frames, and shall be right when it is seen again.
+  // A page that nobody sees draws no frames. It must be right when it is seen again.
   if (document.hidden) setTimeout(showAll, 100);
   else if (performance.now() - shownAt > kFrame) queueMicrotask(showAll);
   else requestAnimationFrame(showAll);
@@ -52,12 +52,12 @@ function keep(part, value) {
   known[part] = value;
 }
 
-/** When the board stood as it is known: the server may have sent it long after. */
+/** Keeps the time of the board's state: the server may have sent the state long after it. */
 function keepAge({board, board_age: age = 0}) {
   if (board) known.boardAt = Date.now() - age;
 }
 
-/** News of the server. Where a stream begins anew its logs are whole, and what was known of them is forgotten. */
+/** Takes news of the server. When a stream begins anew it brings whole logs: what was known of them is forgotten. */
 export function take({anew, ...news}) {
   if (anew) {
     pending = {anew: true};
@@ -71,7 +71,7 @@ export function take({anew, ...news}) {
   }
 }
 
-/** What the page itself knows: what is selected, which tab is open. */
+/** Keeps what the page itself knows, such as what is selected and which tab is open. */
 export function put(part, value) {
   known[part] = value;
   touch(part);
@@ -79,7 +79,7 @@ export function put(part, value) {
 
 // Shorter words for what is asked often.
 export const isAway = () => known.live === false || Boolean(known.gone);
-/** Until when what is known holds: now, or when the server was heard last, or the board was found gone. */
+/** The time until which the known state holds: now, or when the server was heard last, or when the board was found gone. */
 export function knownUntil() {
   const ends = [known.live === false && known.since, known.gone && known.goneSince];
   return Math.min(Date.now(), ...ends.filter(Boolean));

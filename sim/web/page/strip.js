@@ -10,9 +10,9 @@ import {degrees, grouped, kLedNames, kTestLamps, lampState, ledName, ledState, m
 const kViews = ['requests', 'faults'];
 const kBlinks = '\u00a0◐'; // as on the panel
 let ahead = 0; // milliseconds from our clock to the board's
-let toldAt; // when the board was as it is known
+let toldAt; // the time of the board's state from which the clock was taken last
 
-/** Takes the board's clock, which is told in whole seconds: within one of them nothing is learnt but that it is later. */
+/** Takes the board's clock. It comes in whole seconds: a difference of less than a second counts only if the clock is later. */
 function setClock({i2c}) {
   if (toldAt === known.boardAt) return;
   toldAt = known.boardAt;

@@ -10,10 +10,10 @@ import {titleOfUndo} from './undoing.js';
 const whyNot = (later) =>
   log.wayOf(later) ? `Undo the later act first: ${later.name}` : `${later.name} came later, and has no undo`;
 
-/** A reason holds until there is another act to undo, or another reason why there is none. */
+/** Says why nothing was undone. That stands until there is another act to undo, or another reason why there is none. */
 const say = (control, why) => refuse(control, why, () => log.lastAct()?.id ?? log.whyNothing());
 
-/** Says what was done instead where the last act cannot be undone. */
+/** Says which act was undone if later ones cannot be undone. */
 function sayPassedOver(control, entry, names) {
   if (names.length > 0) say(control, `Undone is ${entry.name}: ${names.join(', ')} came later and cannot be undone.`);
 }
@@ -39,8 +39,8 @@ async function undoNow(control, given) {
   }
   log.setUnderway(entry, false);
   const why = refusalOf(control);
-  if (!why) return; // the answer to a question was to keep what is there
-  // What somebody else has done is told a little later. The reason is about what comes after it.
+  if (!why) return; // somebody has answered a question with Keep
+  // An act of somebody else may be the cause, and comes a little later. The reason must not go with it, but with the next act.
   const isUntold = known.newestAct === newest;
   if (isUntold) await untilTold(newest + 1);
   say(control, why);
@@ -54,7 +54,7 @@ export function undo(control = 'undo', entry = null) {
   turn = turn.then(next, next);
 }
 
-/** The way back of an entry. The button keeps the focus when it was pressed. */
+/** The button that undoes an entry. It stays when it was pressed, and keeps the focus. */
 export function undoButton(entry, control, properties) {
   const {undone, later} = log.wayOf(entry);
   const title = later && !undone ? whyNot(later) : properties.title;

@@ -1,8 +1,8 @@
 import {parsed} from './commands.js';
 import {slotOf} from './geometry.js';
 
-// Which acts can be undone. The log itself says it: an undo has an entry of its own, a reset ends what was before it, and
-// what a later act has changed again is not for an earlier one to bring back.
+// Which acts can be undone. The log itself tells: an undo has an entry of its own, nothing before a reset can be undone, and
+// an act cannot be undone before a later act that has changed the same thing again.
 
 const kUndone = 'undone: ';
 const kRedone = 'redone: ';
@@ -39,14 +39,14 @@ function thingOf(command) {
   return field || null;
 }
 
-/** Adds what is asked of an entry again and again. To be called once more when the actions are known. */
+/** Adds to an entry what is asked of it often. Must be called once more when the actions are known. */
 export function prepare(entry) {
   entry.undo ??= [];
   entry.name = nameOf(entry);
   entry.things = [...new Set([...commandsOf(entry), ...entry.undo].map(thingOf))].filter(Boolean);
 }
 
-/** What is told of the way back of an act, or of the way back from there. */
+/** The title of the undo of an act, or of the undo of an undo. */
 export function titleOfUndo(entry) {
   const of = withoutProgram(entry.name.replace(kUndone, '').replace(kRedone, ''));
   return ((isUndoing(entry) ? kRedone : kUndone) + of).slice(0, kLongestTitle);
@@ -57,7 +57,7 @@ export function titleOfUndo(entry) {
 /** Whether what was before an entry is gone: the board was reset, loaded or made anew. */
 export const isBarrier = ({barrier}) => Boolean(barrier);
 
-/** Those that another entry has undone. */
+/** The entries that another entry has undone. */
 function undoneOf(entries) {
   const undone = new Set(entries.map(({undoes}) => undoes).filter(Boolean));
   return entries.filter(({act}) => undone.has(act));
@@ -75,8 +75,8 @@ function isCleared({undo}, later) {
   return undo.every((command) => /^heal \d/.test(command) && clears(command));
 }
 
-/** Of each entry that has a way back whether it is `undone`, and else the `later` act that must be undone first. Entries
- *  that lead nowhere any more have none.
+/** By entry that has a way back: whether it is `undone`, and else the `later` act that must be undone first. Entries before a
+ *  barrier, and those whose faults were cleared, have none.
  *  @param underway  entries whose undo is not in the log yet */
 export function waysBack(entries, underway) {
   const ways = new Map();

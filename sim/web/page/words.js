@@ -69,7 +69,7 @@ export const kLedNames = Object.keys(kLeds);
 export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
 export const ledState = (value) => ['off', 'on', 'blinking'][value] ?? String(value);
 
-/** The lamps of the lamp test, by their positions on the serial-GPIO chain, which is told without those that are off. */
+/** The lamps of the lamp test, by their positions on the serial-GPIO chain. The board's document leaves out those that are off. */
 export const kTestLamps = ['5.1', '13.1', '5.3', '6.1'];
 export const lampState = ({serial_gpio: chain}, lamp) => chain.find(({group, bit}) => `${group}.${bit}` === lamp)?.value ?? 0;
 
@@ -86,7 +86,7 @@ export function supplyText({type, good}) {
 }
 
 /** What is wrong with a port's module, the worst first.
- *  @param alarms, warnings  those of its diagnostics, in words */
+ *  @param alarms, warnings  of its diagnostics, in words */
 export function troublesOf(cage, alarms, warnings) {
   const troubles = [];
   if (cage.tx_fault) troubles.push('transmit fault');

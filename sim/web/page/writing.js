@@ -3,15 +3,15 @@ import {button, element, find, patch} from './dom.js';
 import {follow, isAway, known} from './store.js';
 import {bytes, spanText} from './words.js';
 
-// What is being written to the flash: how far it is, and how long it still takes. It stands above everything that scrolls
-// for as long as it goes on.
+// A writing to the flash: how far it is, and how long it still takes. It stands above everything that scrolls while it goes
+// on.
 
-const kMeasured = 15000; // milliseconds: the speed is that of the last ones
-const kShortest = 1000; // before it a speed says little
+const kMeasured = 15000; // milliseconds over which the speed is measured
+const kShortest = 1000; // a shorter measurement says little
 let samples = []; // times and bytes that were done
 let shown = ''; // who writes what
 
-/** Bytes of the file, which may go on through several regions, or else of this region. */
+/** Bytes of the file that are written, in whatever regions; without a file, bytes of this region. */
 const doneOf = ({file, done, written}) => (file ? done : written);
 
 function measure(writing) {
@@ -32,7 +32,7 @@ function speed() {
   return ((last.done - first.done) / (last.at - first.at)) * 1000;
 }
 
-/** What the program's file has left, or at most the rest of its region. */
+/** The time for the rest of the file. Without a file, at most the time for the rest of the region. */
 function timeLeft({file, size, done, left}) {
   if (file && done === size) return 'all written';
   const rate = speed();
