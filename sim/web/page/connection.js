@@ -16,11 +16,11 @@ function subscribe() {
 /** Follows a board, or with null all of them, whose news go to `takeRack`. */
 export function followBoard(board, takeRack) {
   query = board === null ? 'rack' : `board=${encodeURIComponent(board)}`;
-  const channel = new MessageChannel();
   if (window.SharedWorker) {
     const feedUrl = new URL('./feed.js', import.meta.url);
     feed = new SharedWorker(feedUrl, {type: 'module', name: 'zelboard'}).port;
   } else {
+    const channel = new MessageChannel();
     feed = channel.port1;
     serve(channel.port2);
   }
@@ -30,10 +30,11 @@ export function followBoard(board, takeRack) {
   };
   subscribe();
   addEventListener('pagehide', () => feed.postMessage('ends'));
+  // A page that Back brings from the browser's memory has left its feed.
   addEventListener('pageshow', ({persisted}) => persisted && location.reload());
 }
 
-/** Of the rack the page itself knows only how the connection is. */
+/** On the rack the page's parts are only the state of the connection. The boards go to `takeRack`. */
 function takeParts(parts, takeRack) {
   if (parts.silent) endWaiting();
   if (!takeRack) return take(parts);
@@ -48,7 +49,7 @@ export function wantRequests(wants) {
   if (feed) subscribe();
 }
 
-/** A server that says nothing any more: nobody waits for its answers. */
+/** The server says nothing any more: what waits for its answers fails. */
 function endWaiting() {
   waiting.abort();
   waiting = new AbortController();
@@ -60,10 +61,11 @@ function pathOf(path) {
   return `/api/${path}${path.includes('?') ? '&' : '?'}board=${encodeURIComponent(board)}`;
 }
 
-/** @return the document; fails with what the server says against it */
+/** @return the document; fails with the server's reason if it refuses */
 export const ask = (path, fields) => askAt(pathOf(path), fields);
 
-/** Asks for a document that does not change, and keeps it as a part. What fails is asked for again when a stream begins. */
+/** Asks for a document that does not change, and keeps its member `path` as a part. After a failure it is asked for again when
+ *  a stream begins. */
 export const load = (path, part) =>
   ask(path).then(
     (answer) => put(part, answer[path]),

@@ -2,8 +2,8 @@ import {ask} from './connection.js';
 import {follow, known, put} from './store.js';
 import {kTestLamps, lampState} from './words.js';
 
-// The last minutes of a few values: of each the times of its changes. The server keeps them, too, and a page that is opened
-// begins with what it has.
+// The last minutes of a few values: for each value its changes, with their times. The server keeps them, too: a page begins
+// with what the server has.
 
 const kKept = 300000; // milliseconds
 const series = new Map();
@@ -21,9 +21,6 @@ export const pointsOf = (name) => series.get(name) ?? [];
 
 /** When the first value that is known was recorded. */
 export const beginning = () => Math.min(Date.now(), ...[...series.values()].map((points) => points[0]?.at ?? Infinity));
-
-/** Whether a value has changed in the last so many milliseconds. */
-export const moved = (name, within) => pointsOf(name).length > 1 && Date.now() - pointsOf(name).at(-1).at < within;
 
 function recordBoard() {
   const {board} = known;

@@ -9,9 +9,10 @@ import {address, bytes, plural} from './words.js';
 
 // A sector of the flash, with its bytes.
 
-const kPiece = 4096;
+const kPiece = 4096; // bytes
+const kPieces = kSector / kPiece;
 const kRetry = 2000; // milliseconds
-let shown = {}; // sector, piece, the counters when it was read, its bytes or why there are none
+let shown = {}; // sector, piece, `version`: the counters when it was read, and its `digits` or an `error`
 
 export const regionOf = (sector) => known.regions.findLast(({start}) => start / kSector <= sector);
 
@@ -62,7 +63,7 @@ export function sectorControls(sector) {
       {class: 'row', 'data-key': 'pieces'},
       button('◂', () => to(piece - 1), {disabled: piece === 0, 'aria-label': 'The 4 KB before'}),
       element('span', {}, `${address(start + piece * kPiece)}, 4 KB of 64`),
-      button('▸', () => to(piece + 1), {disabled: piece === 15, 'aria-label': 'The next 4 KB'}),
+      button('▸', () => to(piece + 1), {disabled: piece === kPieces - 1, 'aria-label': 'The next 4 KB'}),
       copyButton(
         `zelsim flash save sector.bin --region ${address(start)}+0x10000 --board ${known.board.board}`,
         'Copy command to save it',

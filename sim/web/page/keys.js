@@ -87,9 +87,9 @@ function isTyping({target}) {
 
 function escape(event) {
   if (cancelDrag()) return;
-  if (leaveFilter()) return event.preventDefault(); // which would empty the field
-  if (!find('dialog[open]') && dock.closeSheet()) return;
-  if (document.querySelector('dialog[open]')) return;
+  if (leaveFilter()) return event.preventDefault(); // the browser would empty the field
+  if (find('dialog[open]')) return; // it closes itself
+  if (dock.closeSheet()) return;
   if (cancelPlacing() || closeCatalogue()) return;
   if (selected().length > 0) select();
 }

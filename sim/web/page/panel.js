@@ -136,7 +136,7 @@ export function legend() {
   for (const node of blocks.get('legend')?.svg.children ?? []) {
     shapes.push(node.cloneNode(true));
     if (node.nodeName !== 'text') continue;
-    const left = shapes[0].nodeName === 'rect' ? 0 : 8; // an LED has its middle at its place
+    const left = shapes[0].nodeName === 'rect' ? 0 : 8; // x of an LED is its middle
     const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
     svg.setAttribute('viewBox', `${Number(shapes[0].getAttribute('x')) - left} 0 ${kEntryWidth} 26`);
     svg.setAttribute('role', 'img');
@@ -166,12 +166,14 @@ function drawBlock(fresh) {
 function drawBlocks() {
   const texts = known.picture.match(kBlock);
   const fresh = texts.filter((text) => !partsOfText.has(text));
-  // The picture without the other blocks.
+  // The picture without the blocks that have not changed.
   const changed = known.picture.replace(kBlock, (text) => (fresh.includes(text) ? text : ''));
   const drawing = new DOMParser().parseFromString(changed, 'image/svg+xml').documentElement;
   showShapes(drawing);
   const elements = [...drawing.querySelectorAll('svg[id^="block-"]')];
-  partsOfText = new Map(texts.map((text) => [text, partsOfText.get(text) ?? drawBlock(elements[fresh.indexOf(text)])]));
+  const parts = new Map();
+  for (const text of texts) parts.set(text, partsOfText.get(text) ?? drawBlock(elements[fresh.indexOf(text)]));
+  partsOfText = parts;
   return new Set([...partsOfText.values()].flat());
 }
 

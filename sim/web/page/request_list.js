@@ -5,8 +5,8 @@ import {matcher} from './request_filter.js';
 import {lineOf, resultTold} from './request_row.js';
 import {plural} from './words.js';
 
-// The list of requests as it is drawn: only the lines near those that are seen are taken apart and drawn, because that takes
-// time from the programs that are watched.
+// The list of requests as it is drawn. Only the lines near those that are seen are taken apart and drawn: it takes time that
+// the watched programs want.
 
 const kKept = 5000;
 const kMore = 100;
@@ -14,9 +14,9 @@ const kLineHeight = 24;
 // A flood of lines is drawn after a moment without new lines, or at the latest after kLongest.
 const kMoment = 300; // milliseconds
 const kLongest = 1000;
-const kSettled = 150; // after a new size of the window
+const kSettled = 150; // from a new size of the window until the opened line is brought into view
 const kSpare = 8; // lines beyond those that are seen
-const kNear = 200; // pixels from the top
+const kNear = 200; // pixels from the top: nearer, earlier lines are drawn
 let passing = []; // the entries that pass the filter
 let list;
 let height = 0; // of the list, as the browser has laid it out last; 0 while nobody sees it
@@ -70,7 +70,8 @@ function toNextLine(place) {
   return next ? Math.ceil(next.offsetTop - list.offsetTop - place) : 0;
 }
 
-/** The line at the top is seen as a whole: below the last one is room for that, where it takes less than a row. */
+/** Goes to the end of the list. If the line at the top would be cut, room below the last line moves it out of view, unless that
+ *  takes a row or more. */
 function scrollToEnd() {
   if (!follows || height === 0) return;
   const top = list.scrollHeight - spare - height;
@@ -87,10 +88,10 @@ function toEnd() {
   queueMicrotask(scrollToEnd);
 }
 
-/** Whoever reads an opened line, or goes through the lines by the keyboard, keeps what is seen. */
+/** Whether the list goes on to new lines. It stays while somebody reads an opened line, or goes through the lines by the keyboard. */
 const isFollowing = () => follows && !opened && !list.querySelector('.line:focus-visible');
 
-/** Takes lines out. A focus that would go with them stays at the list. */
+/** Makes a change that takes lines out. If the focus is lost with them, the list gets it. */
 function takeOut(change) {
   const held = list.contains(document.activeElement);
   change();
@@ -118,7 +119,7 @@ function drawLast(expression = matcher()) {
   showNew();
 }
 
-/** Draws lines from one on; those behind them wait. */
+/** Draws some lines, from the one at `first` on. The lines behind them wait. */
 function drawFrom(first) {
   const end = Math.min(passing.length, first + kMore);
   clearTimeout(drawing);
@@ -231,11 +232,15 @@ function showNewest() {
 
 /** The place among the drawn lines that a key leads to. Lines that are not drawn yet are drawn. */
 function placeOf(key, at) {
-  if (key === 'Home') drawFrom(0);
-  if (key === 'Home') return 0;
+  if (key === 'Home') {
+    drawFrom(0);
+    return 0;
+  }
   const isToNewest = key === 'End' || at < 0; // also from the list itself
-  if (isToNewest && waiting > 0) drawLast();
-  if (isToNewest) return list.children.length - 1;
+  if (isToNewest) {
+    if (waiting > 0) drawLast();
+    return list.children.length - 1;
+  }
   const page = Math.max(1, Math.floor(height / kLineHeight) - 1);
   const drawn = list.children.length;
   const to = at + {ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page}[key];
