@@ -5,7 +5,8 @@ from typing import Any, Dict, List, NamedTuple
 
 from headers import RANGES, TYPES, Doc, Type, fail, type_of
 
-# Functions that return data, and which values are data: any other is a status. All others return a status, 0 = success.
+# Functions that return data, with the values that are data: any other value is a status. All other functions return a status,
+# 0 for success.
 ANY = "range(1 << 32)"
 FLAG = "range(2)"
 BYTE = "range(256)"
@@ -22,7 +23,7 @@ RUN_BY_COMMAND = {"FW_GetSpecialRegister", "FW_SetPhyRegister", "FW_ShowPhyRegis
 # Numbers that have names: by the prefix of their constants, and the functions that return them.
 NAMED = {"Led": ("FW_LED_", re.compile(r"FW_Get\w+Led")), "PowerMode": ("FW_POWER_", re.compile("FW_GetPowerMode|FW_Pwr_Flag"))}
 LENGTHS = {"len", "length"}  # parameters that count the bytes of the function's buffer
-BUFFERS = {"buf", "buffer", "data", "id", "mac", "phy_id"}  # names that a single value does not have
+BUFFERS = {"buf", "buffer", "data", "id", "mac", "phy_id"}  # names of buffers: no single value has them
 
 
 def documented(indent: str, about: str, lines: List[str]) -> str:
@@ -43,7 +44,9 @@ Returned = NamedTuple("Returned", [("name", str), ("kind", str), ("value", str)]
 
 
 class Function:
-    """`records` stands before the name of a record in a type: the module that has it."""
+    """A function of the library. `records`, as "_raw.", stands before the name of a record in a type.
+
+    In the code that is written, NAME_ is what C takes and fills for the parameter NAME."""
 
     def __init__(self, name: str, kind: Any, doc: Doc, constants: Dict[str, int], records: str = ""):
         self.name = name
@@ -53,9 +56,9 @@ class Function:
         self.result = type_of(kind.type)
         self.types: Dict[str, Type] = {}
         self.signature: Dict[str, str] = {}
-        self.handed: List[str] = []
-        self.before: List[str] = []
-        self.returned: List[Returned] = []
+        self.handed: List[str] = []  # the arguments of the C function
+        self.before: List[str] = []  # lines before its call
+        self.returned: List[Returned] = []  # the out-parameters
         self.lengths: List[str] = []  # out-parameters that tell how many bytes a returned buffer has
         if kind.args:
             self.types = {node.name: type_of(node.type) for node in kind.args.params if node.name}
@@ -96,7 +99,7 @@ class Function:
             self.handed.append(self.number(name))
 
     def size(self, name: str, of: Type, about: str) -> str:
-        """How many bytes a buffer has, as the doc block or another parameter tells; empty for a single value."""
+        """How many bytes a buffer has, from the doc block or another parameter; empty for a single value."""
         told = re.search(r"(0x[0-9a-fA-F]+|\d+|[A-Z]\w+|\*\w+) bytes", about)
         if told and (told[1][0] in "*0123456789" or told[1] in self.constants):
             return told[1]
@@ -173,14 +176,14 @@ class Function:
         self.returned.append(Returned(name, "bytes", f"_call.taken({name}_, {size})"))
 
     def bound(self) -> str:
-        """How ctypes gets to know it."""
+        """The lines that tell ctypes its types."""
         result = "None" if self.result == Type("c_void_p") else self.result.ctypes()
         types = ", ".join(of.ctypes() for of in self.types.values())
         known = "" if "*arguments" in self.signature else f"{self.name}.argtypes = [{types}]\n"
         return f"{self.name} = library.{self.name}\n{known}{self.name}.restype = {result}\n"
 
     def returned_values(self) -> List[Returned]:
-        """What Python returns: what the function returns, if that is data, and then the out-parameters."""
+        """What Python returns: the result of the C function, if that is data, and then the out-parameters."""
         if self.result.stars:  # a constant text
             values = [Returned("text", "str", "result_"), *self.returned]
         elif self.result.base == "c_int32":  # a count of bytes
@@ -204,7 +207,7 @@ class Function:
         return f"Optional[{text}]" if self.name in RUN_BY_COMMAND else text
 
     def call(self) -> str:
-        """The call of the C function. A status that is no success raises an error."""
+        """The call of the C function, with a check that raises an error for a status that is no success."""
         call = f"_raw.{self.name}({', '.join(self.handed)})"
         if self.result.stars:
             return f"{call}.decode()"
@@ -236,7 +239,7 @@ class Function:
         return code
 
     def method(self) -> str:
-        """As a session has it."""
+        """Its declaration as a method of a session."""
         given = ["self", *(f"{name}: {kind}" for name, kind in self.signature.items())]
         timeout = "timeout: Optional[float] = None"
         given += [timeout] if "*arguments" in self.signature else ["*", timeout]

@@ -14,7 +14,7 @@ from functions import NAMED, Function, documented
 from headers import Doc, Type, fail, parse, read_docs, type_of
 from pycparser import c_ast  # type: ignore[import]
 
-# Records that have methods, and the class that has them.
+# Records that have methods, and the class that has the methods.
 RECORDS = {"rtc_record": "ClockRecord"}
 
 

@@ -37,9 +37,10 @@ def read_block(block: str) -> Doc:
 
 
 def read_docs(headers: List[Path]) -> Dict[str, Doc]:
-    """The doc block of each declaration, with what it takes over from another's."""
+    """The doc block of each declaration. What a block copies from another one (@copydoc, @copydetails) is in it."""
     docs: Dict[str, Doc] = {}
     for text in (header.read_text(encoding="utf-8") for header in headers):
+        # A block before a declaration, then one behind it: /**< text */
         for block, name in re.findall(r"/\*\*(?!<)((?:(?!\*/).)*)\*/\s*(?:(?:ZEL_API|extern|struct)\b[^;{(]*?)"
                                       r"(\w+)\s*(?:\[\w+\])?[;{(]", text, re.S):
             docs[name] = read_block(block)
@@ -63,7 +64,7 @@ def parse(compiler: str, headers: List[Path], include: str) -> List[Any]:
         source.write_text("".join(f"#include <zelboard/{header.name}>\n" for header in headers))
         command = [compiler, "-E", "-std=c11", "-nostdinc", "-D__attribute__(x)=", f"-I{folder}", f"-I{include}", str(source)]
         text = subprocess.run(command, check=True, stdout=subprocess.PIPE, encoding="utf-8").stdout
-    # A typedef is of the same name as its struct.
+    # Each typedef names a struct of the same name: the struct is enough.
     return [node for node in c_parser.CParser().parse(text).ext
             if "zelboard/" in str(node.coord) and not isinstance(node, (c_ast.Typedef, c_ast.Pragma))]
 
@@ -84,11 +85,11 @@ class Type(NamedTuple):
         return f"{text} * {self.size}" if self.size else text
 
     def element(self, records: str = "") -> str:
-        """Of an array: as Python has it in a list."""
+        """The Python type of an array's elements in a list."""
         return self._replace(size=0).python(records)
 
     def python(self, records: str = "") -> str:
-        """As Python has it. `records` stands before a record's name: the module that has it."""
+        """The Python type. `records`, as "_raw.", stands before a record's name."""
         if self.size and self.base != "c_char":
             return f'"Array[{self.base}]"'
         plain = dict.fromkeys(RANGES, "int")

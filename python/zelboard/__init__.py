@@ -1,2 +1,2 @@
-"""zelboard in Python: zelboard.fw is the board-support library, zelboard.sim the virtual switch. Each is imported by
-itself: programs that run on the switch need no virtual one."""
+"""zelboard in Python: zelboard.fw is the board-support library, zelboard.sim the virtual switch. Import each by itself:
+programs that run on a real switch do not need the virtual one."""

@@ -58,7 +58,7 @@ def checked(kinds: Dict[int, Type[Error]], function: str, result: int, good: ran
 
 if TYPE_CHECKING:
     class _Structure(ctypes._CData):
-        """For a type checker ctypes.Structure has any attribute. This one has those that are declared."""
+        """For a type checker, ctypes.Structure has every attribute, and this class only the declared ones."""
         _fields_: ClassVar[Sequence[Any]]
 
         def __init__(self, *values: Any, **fields: Any) -> None: ...
@@ -67,7 +67,7 @@ else:
 
 
 class Record(_Structure):
-    """A C record that can be printed and compared, and has no other attributes than its fields."""
+    """A C record that can be printed and compared. It has no attributes but its fields."""
 
     def __repr__(self) -> str:
         names = [row[0] for row in self._fields_]
@@ -156,7 +156,7 @@ class LiveModule(ModuleType):
 
 
 def number(name: str, value: int, low: int, high: int) -> int:
-    """An argument that C would cut to its width."""
+    """Checks an argument that C would cut to its width. Returns it."""
     if not low <= operator.index(value) <= high:
         raise ValueError(f"{name}: {value} is not a number from {low} to {high}")
     return value
@@ -203,7 +203,7 @@ def descriptor(file: File) -> Iterator[int]:
     try:
         yield own
     finally:
-        # The library's copies close it, unless they refuse the chip. Its number may then belong to another file.
+        # The library's copies close the descriptor, unless they refuse the chip. Its number may then be another file's.
         with suppress(OSError):
             if os.path.samestat(os.fstat(own), about):
                 os.close(own)

@@ -34,8 +34,8 @@ class Dialog:
         self._lock = threading.RLock()
         self._busy_with = ""  # the name of the present call
         self._deadline = 0.0  # of the present call
-        self._rest = b""  # read, but behind the last answer
-        self._greeting = 0  # lines before the first answer; afterwards no more are taken
+        self._rest = b""  # what was read behind the last answer
+        self._greeting = 0  # number of lines before the first answer
         self._has_answered = False
         self._input = cast(IO[bytes], process.stdin)
         self._output = cast(IO[bytes], process.stdout)
@@ -60,7 +60,7 @@ class Dialog:
             yield
         except TimeoutError as late:
             if isinstance(late, Timeout):
-                raise
+                raise  # from a turn within this one, which has closed the dialog
             # If the answer comes later, the next call would take it for its own.
             self.close(f"the {self.what} was given up: {call} had no answer within {allowed:g} s")
             raise Timeout(f"{call}: no answer within {allowed:g} s") from None

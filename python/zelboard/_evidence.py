@@ -10,7 +10,7 @@ from zelboard import sim
 from zelboard.sim import Board
 from zelboard.switch import Switch
 
-LIST = ".zelboard"  # a file beside the folders that were made, with their names
+LIST = ".zelboard"  # a file beside the kept folders, with their names
 LONGEST_NAME = 100
 
 
@@ -46,7 +46,7 @@ def evidence_of(board: Made) -> Kept:
 
 
 class Evidence(sim.Witness):
-    """The boards that the present test has used, and what was left of those that it has closed."""
+    """The boards that the present test has used, and what is kept of those that it has closed."""
 
     def __init__(self) -> None:
         self.boards: List[Made] = []

@@ -1,5 +1,5 @@
-"""The library in another process, which may be on another machine: `zelctl session` there makes the calls. Stands for
-zelboard.fw.raw, and for what zelboard._call does with the memory of this process."""
+"""The library in another process, which may be on another machine: `zelctl session` there makes the calls. FarLibrary takes
+the place of zelboard.fw.raw; its taken(), and descriptor(), take the places of those in zelboard._call."""
 import ctypes
 import os
 from contextlib import contextmanager

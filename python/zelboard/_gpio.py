@@ -38,7 +38,7 @@ def request_here(number: int, record: bytes) -> bytes:
 
 
 def request(calls: Any, number: int, record: bytes) -> bytes:
-    """A request to the driver of the switch that makes the calls: what the driver leaves of the record."""
+    """Makes a request to the driver of the switch that makes the calls. Returns the record as the driver leaves it."""
     from zelboard.session import Session
     if not isinstance(calls, Session):
         return request_here(number, record)
@@ -48,13 +48,13 @@ def request(calls: Any, number: int, record: bytes) -> bytes:
 
 
 def supply_is_good(calls: Any, supply: int) -> bool:
-    """The library tells only whether a supply is bad, not which."""
+    """Asks the driver: the library tells whether any supply is bad, but not which one."""
     status = request(calls, GET_POWER_STATUS, b"\0")[0]
     return bool(status & GOOD[supply])
 
 
 def watchdog_is_enabled(calls: Any) -> bool:
-    """The SoC register tells. FW_GetSpecialRegister would print."""
+    """Reads the SoC register by a request: FW_GetSpecialRegister would print."""
     register = 0x20300
     enabled = 0x100
     record = request(calls, GET_SOC_REGISTER, struct.pack("=II", register, 0))

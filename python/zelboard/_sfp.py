@@ -10,8 +10,8 @@ if TYPE_CHECKING:
 
 Value = TypeVar("Value", bool, float)
 READ_SIZE = 64  # bytes in a transfer
-WRITE_SIZE = 8  # bytes that a module takes in one write, within a multiple of this number
-# The interface counts the bytes of both pages through.
+WRITE_SIZE = 8  # most bytes that a module takes in one write, which must not cross a multiple of this number
+# The interface numbers the bytes of both pages in one row.
 MEMORY = ((fw.FW_SFP_MEMORY, range(0, sff8472.PAGE_SIZE)),
           (sff8472.DIAGNOSTICS, range(sff8472.PAGE_SIZE, 2 * sff8472.PAGE_SIZE)))
 # The interface's names of the quantities with limits.
@@ -35,13 +35,13 @@ def pieces(offset: int, size: int, most: int) -> List[Tuple[int, int, int]]:
 
 
 def lanes_of(value: Optional[Value]) -> Optional[List[Value]]:
-    """What is told of each lane, where there is one."""
+    """A value as a list of one lane; None stays None."""
     return None if value is None else [value]
 
 
 class Sfp(Device):
-    """A cage and the module in it. The interface is made for modules with several lanes: an SFP has lane 1 only, and
-    what is told of each lane is a list of one value. Without a module, or when it cannot be read, values are None."""
+    """A cage and the module in it. The interface is made for modules with several lanes. An SFP has lane 1 only: a list with a
+    value for each lane has one value. Without a module, or when it cannot be read, values are None."""
 
     get_transceiver_pm = Unsupported()
     get_transceiver_info_firmware_versions = Unsupported()
@@ -83,7 +83,7 @@ class Sfp(Device):
         return content
 
     def write_eeprom(self, offset: int, num_bytes: int, write_buffer: bytes) -> bool:
-        """Places as of read_eeprom. False if the module does not take it: a part of it may be written then."""
+        """Offsets as in read_eeprom. False if the module does not take all bytes: some may be written then."""
         content = bytes(write_buffer[:num_bytes])
         if len(content) != num_bytes:
             raise ValueError(f"write_buffer: {len(content)} bytes instead of {num_bytes}")
@@ -162,7 +162,7 @@ class Sfp(Device):
         return status if status["presence"] else None
 
     def get_transceiver_threshold_info(self) -> Optional[Dict[str, Optional[float]]]:
-        """Names as temphighalarm, vcclowwarning, rxpowerhighalarm. None for a module without diagnostics."""
+        """Limits by names such as temphighalarm, vcclowwarning and rxpowerhighalarm. None for a module without diagnostics."""
         measured = self._diagnostics()
         if measured is None:
             return None

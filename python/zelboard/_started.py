@@ -15,7 +15,7 @@ def new_mark() -> str:
 
 
 def marked(marks: Collection[str]) -> List[int]:
-    """The numbers of the processes that have one of the marks. One that has ended has no environment."""
+    """The numbers of the running processes that have one of the marks."""
     marks = [mark for mark in marks if mark]  # an empty one would be in every environment
     if not marks:
         return []
@@ -80,7 +80,7 @@ def kill_marked(marks: Collection[str], seconds: float = 2) -> None:
 
 
 def kill_line(marks: Collection[str]) -> str:
-    """The same as a line for a shell, which may be a small one."""
+    """A shell line that does the same, also in a small shell such as a switch may have."""
     names = " ".join(f"-e {mark}=" for mark in marks)
     # grep fails for processes that end meanwhile: its status is ignored.
     find = f"f=$(grep -l {names} /proc/[0-9]*/environ 2>/dev/null)"

@@ -12,7 +12,7 @@ if TYPE_CHECKING:
 
 
 def plain(value: Any) -> Any:
-    """Records and tables of them as JSON has them."""
+    """Turns records, and tables of them, into what JSON can hold."""
     if hasattr(value, "_asdict"):
         return value._asdict()
     if isinstance(value, dict):
@@ -48,7 +48,7 @@ class SwitchState(Seen):
             "i2c": lambda: Seen("i2c.", self._i2c_readers(), refuse)}, refuse)
 
     def as_told(self) -> Dict[str, Any]:
-        """Everything that the library tells, for a person. In the place of what it does not tell stands why."""
+        """Everything that the library tells, for a person. What it does not tell is replaced by the reason."""
         told: Dict[str, Any] = {}
         for part in ("panel", "slots", "supplies", "cages"):
             try:

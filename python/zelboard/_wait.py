@@ -1,4 +1,4 @@
-"""Waiting for what is only seen by looking again."""
+"""Waiting for something by looking again and again."""
 import time
 from typing import Callable, Tuple, TypeVar
 

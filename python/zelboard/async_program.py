@@ -86,12 +86,12 @@ class TextWriter:
 
 
 Started = TypeVar("Started", bound="AsyncProgram")
-LONGEST_LINE = 1 << 24  # bytes; asyncio has 64 KiB without a limit of ours
-TEXT_OPTIONS = "text", "universal_newlines", "encoding", "errors"  # those that asyncio does not have
+LONGEST_LINE = 1 << 24  # bytes; asyncio's own limit is 64 KiB
+TEXT_OPTIONS = "text", "universal_newlines", "encoding", "errors"  # options that asyncio does not have
 
 
 class AsyncProgram:
-    """A program on a board for asyncio, with the same meaning. Its streams have the methods of asyncio's, for text; with
+    """What zelboard.program.Program is, for asyncio. Its streams have the methods of asyncio's streams, for text. With
     text=False they are asyncio's own."""
 
     stdin: TextWriter  # when it was started with a pipe
@@ -118,7 +118,7 @@ class AsyncProgram:
         self.pid = process.pid
         self._encoding = encoding  # empty: bytes
         self._errors = errors
-        self._communicated: Dict[str, str] = {}  # with what was read before
+        self._communicated: Dict[str, str] = {}  # by stream: all output, when communicate() has ended
         for name in "stdin", "stdout", "stderr":
             pipe: Any = getattr(process, name)
             if pipe is not None and encoding:
@@ -143,7 +143,7 @@ class AsyncProgram:
         return done
 
     async def _output_or_kill(self, given: Union[str, bytes, None], timeout: Optional[float]) -> Tuple[bool, Tuple[Any, Any]]:
-        """Whether the program has ended in time, and its output. One that has not is killed."""
+        """Whether the program has ended in time, and its output. A program that has not ended is killed."""
         output = asyncio.ensure_future(self.communicate(given))
         in_time, _ = await asyncio.wait({output}, timeout=timeout)
         if not in_time:
@@ -157,7 +157,7 @@ class AsyncProgram:
         return bool(in_time), printed
 
     def output(self, name: str) -> str:
-        """What was read of its stdout or stderr so far, as far as these are pipes."""
+        """What was read so far of its stdout or stderr. Empty if that is no pipe."""
         pipe = getattr(self, name)
         heard = pipe.heard if isinstance(pipe, HeardStream) else ""
         return self._communicated.get(name, heard)

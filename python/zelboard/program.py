@@ -76,8 +76,8 @@ def printed_text(stdout: Any, stderr: Any, when: str = "") -> str:
 
 
 def signal_group(leader: int, number: int) -> None:
-    """Sends a signal to a program and what it started. The leader must not have been waited for: until then no other
-    process gets its number."""
+    """Sends a signal to a program and what it started. Must not be called after a wait for the leader: from then on another
+    process can have its number."""
     with suppress(ProcessLookupError, PermissionError):
         os.killpg(leader, number)
 
@@ -142,7 +142,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
     def __init__(self, command: List[Any], read_trace: Callable[[], Trace], mark: str = "", **options: Any):
         self.read_trace = read_trace
         self.mark = mark  # a variable in the environment of all that it starts
-        self._communicated: Dict[str, str] = {}  # with what was read before
+        self._communicated: Dict[str, str] = {}  # by stream: all output, when communicate() has ended
         self._encoding = options.get("encoding") or ("utf-8" if options.get("text") else "")
         super().__init__(command, start_new_session=True, **options)
         for name in OUTPUTS:
@@ -205,7 +205,7 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
         return printed
 
     def output(self, name: str) -> str:
-        """What was read of its stdout or stderr so far, as far as these are pipes."""
+        """What was read so far of its stdout or stderr. Empty if that is no pipe."""
         pipe = getattr(self, name)
         heard = pipe.heard if isinstance(pipe, Heard) else ""
         return self._communicated.get(name, heard)
@@ -250,11 +250,11 @@ class Program(subprocess.Popen):  # type: ignore[type-arg]
 
 
 class Player(Program):
-    """A scenario that is played. The end of its `with` block stops it; if it was refused before, or an act has failed, that is
-    a SimError."""
+    """A scenario that is played. The end of its `with` block stops it. It raises SimError if the scenario was refused or an act
+    has failed before."""
 
     def __exit__(self, *details: Any) -> None:
-        block_is_good = details[0] is None
+        block_is_good = details[0] is None  # it has raised nothing
         has_failed = bool(self.poll()) and block_is_good
         complaint = self.stderr.read() if has_failed and self.stderr else ""
         super().__exit__(*details)

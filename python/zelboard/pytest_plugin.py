@@ -87,7 +87,7 @@ def answer_of_person(config: pytest.Config, question: str) -> Optional[str]:
 
 
 def ask_person(config: pytest.Config) -> Callable[[str], None]:
-    """Asks for an act of hands. The terminal is theirs meanwhile."""
+    """Asks a person to do something by hand. Meanwhile the terminal is the person's."""
     def ask(what: str) -> None:
         answer = answer_of_person(config, f"\n{what}. Enter when it is done, s to skip the test: ")
         if answer is None:
@@ -119,8 +119,8 @@ def make_virtual(stack: ExitStack, label: str, arguments: Any, options: Any) -> 
 
 
 def take_switch(config: pytest.Config, channel: List[str], stack: ExitStack) -> IO[str]:
-    """Waits for the turn of this process; returns the file in which it may leave a text for the next one. Who has the
-    switch already would wait for ever."""
+    """Waits for the turn of this process. Returns the file in which it may leave a text for the next process. Skips a test that
+    has the switch already: it would wait for ever."""
     if config.stash.get(SWITCH_IN_USE, False):
         pytest.skip("needs more than one switch")
     shared_file = stack.enter_context(one_at_a_time(channel))
@@ -161,7 +161,7 @@ def make_board(request: pytest.FixtureRequest, channel: Optional[List[str]], sta
 
 
 def marker_arguments(node: Any) -> Tuple[Tuple[Any, ...], Dict[str, Any]]:
-    """What the markers of a test, its class and its module say together; where two name the same, the nearer one counts."""
+    """What the markers of a test, its class and its module say together. If two set the same, the nearer one counts."""
     arguments: Tuple[Any, ...] = ()
     options: Dict[str, Any] = {}
     for marker in reversed(list(node.iter_markers("board"))):

@@ -70,13 +70,13 @@ class Session(AbstractContextManager["Session"]):
         return _call.variable_in(self.FW_SpiFlashEnvRead(), name)
 
     def gpio_request(self, number: int, record: bytes) -> Tuple[int, bytes]:
-        """A request to the GPIO driver of the board: its result, and what the driver leaves of the record."""
+        """Makes a request to the GPIO driver of the board. Returns its result, and the record as the driver leaves it."""
         library: FarLibrary = self._library
         with self._dialog.turn(f"GPIO request 0x{number:X}"):
             return library.gpio_request(number, record)
 
     def end_with(self, why: str) -> None:
-        """Its process is ended by somebody else. From now on calls are refused for this reason."""
+        """To be called when somebody else ends the process. From now on calls are refused for this reason."""
         dialog: Dialog = self._dialog
         dialog.ended = dialog.ended or why
 

@@ -30,10 +30,10 @@ ADDRESS_CHANGE = 0x04  # page A2h only answers after a sequence on the bus that 
 # What page A2h measures. Words have their high byte first.
 #   word        place of the measured word
 #   signed      whether the word has a sign
-#   unit        how many degrees, volts, milliamperes or milliwatts a step of the word is
+#   unit        degrees, volts, milliamperes or milliwatts for each step of the word
 #   thresholds  place of the words for high alarm, low alarm, high warning, low warning
-#   constants   place of what an external calibration needs: a slope and an offset; for the received power, five floats
-#   is_power    whether people also say it in dBm; it is not below 0
+#   constants   place of the constants of an external calibration: a slope and an offset; for the received power, five floats
+#   is_power    True for a power: it is not below 0, and people also give it in dBm
 Quantity = NamedTuple("Quantity", [
     ("word", int), ("signed", bool), ("unit", float), ("thresholds", int), ("constants", int), ("is_power", bool)])
 TEMPERATURE = Quantity(word=96, signed=True, unit=1 / 256, thresholds=0, constants=84, is_power=False)
@@ -62,8 +62,8 @@ def dbm(milliwatts: Optional[float]) -> Optional[float]:
 
 
 class Diagnostics:
-    """What a module measures, from the lower halves of both its pages. A value that the calibration's constants make no
-    number of is None."""
+    """What a module measures, from the lower halves of both its pages. A value is None if the constants of the calibration do
+    not make it a number."""
 
     def __init__(self, identification: bytes, page: bytes):
         self._external = bool(identification[MONITORING_TYPE] & EXTERNALLY_CALIBRATED)

@@ -63,7 +63,7 @@ def remove(batch: Batch, folder: Path) -> None:
 
 
 class Fault(AbstractContextManager["Fault"]):
-    """A fault that stands from when it is made until heal() or the end of its `with` block."""
+    """A fault. It stands until heal() or the end of its `with` block."""
 
     def __init__(self, board: "Board", rule: FaultRule):
         self.board = board
@@ -125,7 +125,7 @@ witness = Witness()
 
 
 def set_witness(other: Witness) -> Witness:
-    """Returns the one before."""
+    """Sets the witness. Returns the one before."""
     global witness
     before = witness
     witness = other
@@ -133,7 +133,7 @@ def set_witness(other: Witness) -> Witness:
 
 
 def place_of_caller() -> str:
-    """The function outside of this package that is at work, and its line."""
+    """The nearest calling function outside of this package, and its line."""
     frame = sys._getframe(1)
     here = os.path.dirname(__file__)
     while frame.f_back is not None and os.path.dirname(frame.f_code.co_filename) == here:
@@ -196,7 +196,7 @@ class Board(AbstractContextManager["Board"]):
             raise SimError(f"{what}: the board is closed")
 
     def do(self, *words: Word, data: Optional[bytes] = None) -> bytes:
-        """Any command of zelsim on this board: what it prints."""
+        """Does any command of zelsim on this board. Returns what it prints."""
         self._check_open(" ".join(map(str, words)))
         return self._batch.do([*words, "--board", self.name], data)
 
@@ -370,10 +370,10 @@ class Board(AbstractContextManager["Board"]):
         return await arun_to_end(self.astart, arguments, input, timeout, check, options)
 
     def evidence(self) -> Dict[str, str]:
-        """What is left for the report of a failed test, as texts by their files' names."""
+        """What is kept for the report of a failed test: texts by the names of their files."""
         kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
         with suppress(SimError):  # the test may have removed the board
-            own_name = self.label if self._temporary else self.name  # temporary boards have the same one
+            own_name = self.label if self._temporary else self.name  # all temporary boards have the same name
             kept["state.json"] = json.dumps({**self.json("show"), "board": own_name}, indent=2) + "\n"
             kept["panel.svg"] = self.panel()
         printed = outputs([*self.programs, *self._async_programs])

@@ -28,9 +28,9 @@ Region = NamedTuple("Region", [("region", str), ("start", int), ("size", int), (
 Register = NamedTuple("Register", [("address", int), ("value", int), ("space", str), ("port", Optional[int])])
 ChainBit = NamedTuple("ChainBit", [("group", int), ("bit", int), ("value", int)])
 Link = NamedTuple("Link", [("port", int), ("phy", str), ("speed", int), ("full_duplex", bool)])
-# What a module with SFF-8472 diagnostics measures: degrees Celsius, volts, milliamperes, dBm; its flags, as
-# "rx_power_low"; and of its alarms and warnings those that stand now, less what a laser that is off or missing light
-# explains. A value that raises an alarm stands there alone, without its warning.
+# What a module with SFF-8472 diagnostics measures, in degrees Celsius, volts, milliamperes and dBm; and its flags, such as
+# "rx_power_low". `standing_alarms` and `standing_warnings` are the flags that hold now, without those that a laser that is
+# off, or missing light, explains. A value with an alarm there has no warning there.
 Diagnostics = NamedTuple("Diagnostics", [
     ("port", int), ("calibration", str), ("temperature", float), ("voltage", float), ("bias", float),
     ("tx_power", float), ("rx_power", float), ("soft_tx_disable", bool), ("alarms", List[str]),
@@ -53,7 +53,7 @@ Reader = Callable[[Any], Any]
 
 @functools.lru_cache(maxsize=None)
 def reader_of(kind: Any) -> Optional[Reader]:
-    """What makes an object of the type from JSON; None for what is the same in JSON."""
+    """The function that makes an object of the type from JSON. None for a type that JSON has as it is."""
     if hasattr(kind, "_fields"):
         return record_reader(kind)
     if get_origin(kind) not in (dict, list):
@@ -82,6 +82,6 @@ def record_reader(kind: Any) -> Reader:
 
 
 def read(kind: Any, document: Any) -> Any:
-    """An object of the type from JSON. What zelsim tells beyond its fields is left out."""
+    """An object of the type from JSON. Members that are no fields of the type are left out."""
     reader = reader_of(kind)
     return reader(document) if reader else document

@@ -65,7 +65,8 @@ def channel_of(target: Optional[str], run: Optional[str]) -> Optional[List[str]]
 
 @contextlib.contextmanager
 def one_at_a_time(channel: Sequence[str]) -> Iterator[IO[str]]:
-    """There is only one such switch: tests in several processes take turns. Who has a turn may leave a text for the next."""
+    """There is only one such switch: tests in several processes take turns. A process may leave a text in the file for the
+    next one."""
     name = hashlib.sha256("\0".join(channel).encode()).hexdigest()[:16]
     with open(Path(tempfile.gettempdir(), f"zelboard-{os.getuid()}-{name}.lock"), "a+", encoding="utf-8") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
@@ -75,7 +76,7 @@ def one_at_a_time(channel: Sequence[str]) -> Iterator[IO[str]]:
 class FarProgram(Program):
     """A program on the switch. Signals go to the program there, and to the command that is connected to it."""
 
-    far_signal: Callable[[int], "subprocess.Popen[bytes]"]  # begins to send one
+    far_signal: Callable[[int], "subprocess.Popen[bytes]"]  # begins to send a signal
 
     def signal_all(self, number: int) -> None:
         with contextlib.suppress(subprocess.TimeoutExpired):
@@ -92,7 +93,7 @@ class FarProgram(Program):
 
 
 class FarAsyncProgram(AsyncProgram):
-    """The same for asyncio."""
+    """What FarProgram is, for asyncio."""
 
     far_signal: Callable[[int], "subprocess.Popen[bytes]"]
 
@@ -103,7 +104,7 @@ class FarAsyncProgram(AsyncProgram):
 
 
 def said_by(answer: "subprocess.CompletedProcess[str]") -> str:
-    """The first line of what a program has printed, to stand behind a message: its complaint if it has one."""
+    """The first line that a program has printed, as the end of a message: of its complaint, if it has one."""
     lines = answer.stderr.strip().splitlines() or answer.stdout.strip().splitlines()
     return f": {lines[0][:200]}" if lines else ""
 
@@ -372,7 +373,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         return state
 
     def evidence(self) -> Dict[str, str]:
-        """What is left for the report of a failed test: what its library tells of the switch, and what programs printed."""
+        """What is kept for the report of a failed test: the state as the library tells it, and what programs printed."""
         kept = {}
         if not self.closed:
             kept["state.json"] = json.dumps(self.state.as_told(), indent=2) + "\n"

@@ -57,7 +57,7 @@ def read_event(line: str) -> Event:
         process = int(stamp[2])
     words, _, outcome = line.partition(" = ")
     value, _, error = outcome.partition(" ")
-    # Of "i2c 0xB0 BufRead {addr=0x9e} -> 19 00 = 0" the request's number is left out: its name says the same.
+    # "i2c 0xB0 BufRead {addr=0x9e} -> 19 00 = 0": the request's number is left out, as its name says the same.
     kind, *rest = re.sub(" 0x[0-9A-F]{2} ", " ", words, 1).split()
     before, _, after = words.partition("->")
     result = int(value, 0) if value else None
@@ -93,7 +93,7 @@ def matches(event: Event, request: str, fields: Dict[str, Any]) -> bool:
     return True
 
 
-# What a line has beside the fields of its request's record.
+# Fields of an event that are not in the record of its request.
 COMMON_FIELDS = frozenset({"node", "result", "error"})
 PLACE_FIELDS = {"read": {"address", "size"}, "write": {"address", "size"}, "lseek": {"address", "where"},
                 "EraseSector": {"address"}, "open": {"access"}, "GetFlashId": {"data"}}
@@ -108,7 +108,7 @@ class Kind(NamedTuple):
 
 @functools.lru_cache(maxsize=None)
 def known_kinds() -> Sequence[Kind]:
-    """All of them; zelsim tells."""
+    """All kinds, as zelsim lists them."""
     kinds = [Kind("", "pause", frozenset({"us"}))]
     for row in json.loads(zelsim("fail", "--requests", "--json"))["requests"]:
         node = row["node"]
@@ -123,7 +123,7 @@ def known_kinds() -> Sequence[Kind]:
 
 
 def instead(word: str, known: Iterable[str]) -> str:
-    """What was probably meant by an unknown word."""
+    """The end of a message about an unknown word: the known words that it is near to."""
     near = difflib.get_close_matches(word, sorted(set(known)), 3)
     return f"; near: {', '.join(near)}" if near else ""
 
@@ -247,7 +247,7 @@ class Recording(Trace):
     def __init__(self, now: Callable[[], Iterable[Event]]):
         super().__init__()
         self._now = now
-        self._start = math.floor(time.monotonic() * 1e6) / 1e6  # as the lines count
+        self._start = math.floor(time.monotonic() * 1e6) / 1e6  # microseconds, like the times of the lines
         self._open = True
 
     @property
