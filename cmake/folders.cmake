@@ -1,4 +1,4 @@
-# Installing begins with a record of the folders that it is going to make, so that uninstalling removes these and no others.
+# An installation first records the folders that it will make, so that uninstalling removes these and no others.
 set(ZELBOARD_PYTHON_INSTALL_DIR lib/python3/dist-packages CACHE STRING "Where Python finds packages, below the prefix")
 set(ZELBOARD_FOLDERS ${CMAKE_INSTALL_BINDIR} ${ZELBOARD_PROGRAMS_DIR}/recorder ${ZELBOARD_PROGRAMS_DIR} ${CMAKE_INSTALL_INCLUDEDIR}/zelboard
   ${CMAKE_INSTALL_LIBDIR}/cmake/zelboard ${CMAKE_INSTALL_LIBDIR}/pkgconfig lib/systemd/system

@@ -11,13 +11,13 @@ install(TARGETS zelboard zelboard_static EXPORT zelboard
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(DIRECTORY include/zelboard DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
-# The targets need no further package: what is exported is the whole configuration.
+# The targets need no other package: the exported file can be the whole package configuration.
 install(EXPORT zelboard NAMESPACE zelboard:: FILE zelboard-config.cmake DESTINATION ${ZELBOARD_CMAKE_DIR}
   COMPONENT development)
 write_basic_package_version_file(zelboard-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zelboard-config-version.cmake DESTINATION ${ZELBOARD_CMAKE_DIR} COMPONENT development)
 
-# Relative to the file itself, so that an installed tree may be moved.
+# The prefix in zelboard.pc is relative to the file itself, so that an installed tree may be moved.
 file(RELATIVE_PATH ZELBOARD_PREFIX_FROM_PC /${ZELBOARD_PC_DIR} /)
 configure_file(cmake/zelboard.pc.in zelboard.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zelboard.pc DESTINATION ${ZELBOARD_PC_DIR} COMPONENT development)
@@ -39,7 +39,7 @@ function(zelboard_man_page page component)
 endfunction()
 
 zelboard_man_page(zelboard.3 development)
-# A page for each function, made of what the headers say of it.
+# A page for each function, made from its comment in the headers.
 file(GLOB ZELBOARD_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/zelboard/*.h)
 set(ZELBOARD_FUNCTION_PAGES ${PROJECT_BINARY_DIR}/man/functions)
 string(TIMESTAMP ZELBOARD_MAN_DATE "%B %d, %Y" UTC)
@@ -65,7 +65,7 @@ if(TARGET zelctl AND TARGET zelsim)
     install(FILES completion/zelboard.bash RENAME ${tool} COMPONENT tools
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   endforeach()
-  # The unit names the program where it is being installed.
+  # The unit names the installed program. Its folder is only known during the installation.
   install(CODE "
     get_filename_component(bin \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR} ABSOLUTE)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/zelboard-monitor.service.in
@@ -83,7 +83,7 @@ endif()
 
 if(ZELBOARD_ALONE)
   include(cmake/package.cmake)
-  # The manifest lists the whole build. So only a build of its own gets a target that removes it.
+  # The manifest lists everything that the whole build installs. So only a build of zelboard alone can uninstall it.
   add_custom_target(uninstall
     COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt
       -D FOLDERS=${PROJECT_BINARY_DIR}/install_folders.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

@@ -34,6 +34,7 @@ END {
 
 function base(path) { sub(/.*\//, "", path); return path }
 
+# Keeps a comment: of the header, of a group, or of the declaration that follows it (`own`).
 function take(text) {
   if (sub(/^@file\n/, "", text)) {
     about[header] = text
@@ -49,6 +50,7 @@ function take(text) {
   }
 }
 
+# Keeps a declaration, with its comment, header and group.
 function remember(text,    name) {
   gsub(/  +/, " ", text)
   gsub(/ZEL_ANY_ARGUMENTS/, "...", text)
@@ -65,7 +67,7 @@ function remember(text,    name) {
   members[group] = members[group] " " name
 }
 
-# The comment with what it refers to in place of the reference.
+# A function's comment. In place of @copydoc NAME stands the comment of NAME, of @copydetails without its first sentence.
 function resolved(name,    text, other) {
   text = text_of[name]
   if (!match(text, /@copy(doc|details) [A-Za-z0-9_]+/)) return text
@@ -80,6 +82,7 @@ function resolved(name,    text, other) {
 # The first sentence.
 function brief(text) { return match(text, /\.[ \n]/) ? substr(text, 1, RSTART) : text }
 
+# A line as mdoc takes it: backslashes are escaped, a `name` is in italics.
 function line_of(text) {
   gsub(/\\/, "\\e", text)
   sub(/^[.']/, "\\\\\\&&", text)
@@ -88,7 +91,7 @@ function line_of(text) {
   return text
 }
 
-# Text with its parameters as a list; what the function returns goes into `returned`.
+# Writes a text, with its parameters as a list. Collects the text behind @return in `returned`.
 function write_text(text, page,    lines, total, n, listed, in_return, gap) {
   returned = ""
   total = split(text, lines, "\n")

@@ -22,7 +22,7 @@ set(ZELBOARD_ABOUT "zelboard drives the LEDs, alarm relay, watchdog, power super
 and modules, clock, temperature sensor and serial flash of a managed 28-port
 industrial Ethernet switch through its kernel drivers.\n.\n")
 
-# What every Debian package holds in its folder of documentation; a plain installation does without.
+# Files for each Debian package's folder of documentation. A plain installation does not have them.
 string(TIMESTAMP ZELBOARD_RELEASED "%Y" UTC)
 configure_file(cmake/debian/copyright.in debian/copyright @ONLY)
 string(TIMESTAMP ZELBOARD_RELEASED "%a, %d %b %Y %H:%M:%S +0000" UTC)
@@ -31,10 +31,12 @@ zelboard_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_BINARY_DIR}/debian/CH
 zelboard_gzip(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
 
 # zelboard_package(COMPONENT PACKAGE SECTION TITLE TEXT [NEEDS COMPONENT ...] [DEPENDS DEBIAN_PACKAGE ...]
-#   [RECOMMENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...] [PORTABLE] [LINKS_NOTHING]): a component as a package. It needs other
-# components in the same version, Debian's packages beside those whose shared libraries its programs link (these are
-# found), and has extra control files. A portable one serves every processor. One that links nothing has no programs: its
-# files are not searched for any, which takes a while for each.
+#   [RECOMMENDS DEBIAN_PACKAGE ...] [EXTRA FILE ...] [PORTABLE] [LINKS_NOTHING]) makes a component a package.
+#  NEEDS          components that it needs in the same version
+#  DEPENDS        Debian's packages that it needs; those of shared libraries that its programs link are found
+#  EXTRA          further control files
+#  PORTABLE       the package serves every processor
+#  LINKS_NOTHING  it has no programs; its files are not searched for any, as that takes a while for each
 macro(zelboard_package component package section title text)
   cmake_parse_arguments(part "PORTABLE;LINKS_NOTHING" "" "NEEDS;DEPENDS;RECOMMENDS;EXTRA" ${ARGN})
   string(TOUPPER ${component} name)
@@ -88,7 +90,7 @@ tables, and a test kit with boards of the virtual switch and a pytest plugin."
     PORTABLE NEEDS library DEPENDS "python3 (>= 3.9)" RECOMMENDS python3-pytest zelboard-tools
     EXTRA ${scripts}/postinst ${scripts}/prerm)
 endif()
-# The guides, with what they link to beside them: the examples, and the headers by a link.
+# The guides. What they link to stands beside them: the examples, and a link to the headers.
 file(CREATE_LINK ../../../include ${PROJECT_BINARY_DIR}/debian/include SYMBOLIC)
 install(DIRECTORY examples docs COMPONENT development EXCLUDE_FROM_ALL
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}

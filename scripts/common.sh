@@ -3,7 +3,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 arm_toolchain=-DCMAKE_TOOLCHAIN_FILE=$root/cmake/arm-linux-gnueabihf.cmake
 
-# Shows, on a terminal, the last line of long work in one line that keeps changing.
+# Shows the newest line of long work, on a terminal, always in the same place.
 progress() {
   if [ ! -t 1 ]; then cat >/dev/null; return; fi
   local line
@@ -11,7 +11,7 @@ progress() {
   printf '\r\033[K'
 }
 
-# Installs the packages named that are not there yet. As root it works as it is, otherwise through sudo.
+# Installs those of the named packages that are missing: directly as root, otherwise through sudo.
 need() {
   local missing=() package
   for package in "$@"; do
@@ -54,7 +54,8 @@ need_arm_zlib() {
 }
 
 # Configures and builds quietly; a failure shows everything. build FOLDER [CMAKE OPTION ...] [-- TARGET ...]
-# Some sources are compiled together: what they include costs most. -DCMAKE_UNITY_BUILD=OFF compiles each alone.
+# Several sources are compiled together, as most of the time is spent on what they include. -DCMAKE_UNITY_BUILD=OFF compiles
+# each alone.
 build() {
   local folder=$1 log options=(-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12) targets=()
   shift
@@ -70,8 +71,8 @@ build() {
   rm -f "$log"
 }
 
-# The build that is tested: by clang, with warnings as errors, under ASan and UBSan. g++ takes twice the time for it; it
-# compiles what is shipped. Sets folder. build_for_tests [TARGET ...]
+# The build that is tested: by clang, with warnings as errors, under ASan and UBSan. g++, which compiles what is shipped,
+# would take twice the time for it. Sets folder. build_for_tests [TARGET ...]
 build_for_tests() {
   folder=${BUILD_DIR:-$root/build-test}
   build "$folder" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \

@@ -14,7 +14,7 @@ import tempfile
 PORTS = 28
 SEGMENT = 0x1000000
 SECTOR = 0x10000
-HUES = "blue green amber violet".split()
+HUES = "blue green amber violet".split()  # of slots 1 to 3 and, as HUES[-1], of the main board
 # A card of its own under each picture, so that it reads on light and dark pages alike.
 STYLE = """
 text { font: 13px system-ui, "DejaVu Sans", sans-serif; fill: #1f2328 }

@@ -1,6 +1,6 @@
 """What a power cut leaves in the flash: each operation is killed at each of its driver calls.
 
-Runs itself a second time on the virtual switch, as the program that is killed and as the one that looks afterwards.
+It also runs on the virtual switch: to prepare the flash, as the program that is killed, and to look afterwards.
 """
 import ctypes
 import os
@@ -48,7 +48,7 @@ def name_of(value, old, new):
 
 
 def held(zel, operation):
-    """What the read functions make of the flash: old, new or nothing."""
+    """What the library's read functions find in the flash: old, new or nothing."""
     if operation == "Gen database":
         return name_of(loaded(zel, lambda data, length: zel.FW_ReadGenDatabase(data, length, 1)), OLD, NEW)
     if operation == "shared database":

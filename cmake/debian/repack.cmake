@@ -1,4 +1,4 @@
-# Removes the ldconfig scripts that cpack puts into packages with a shared object: the library's trigger does that.
+# Removes the scripts that cpack adds to packages with a shared object to run ldconfig: the library's trigger runs it.
 foreach(package ${CPACK_PACKAGE_FILES})
   set(folder ${package}.unpacked)
   execute_process(COMMAND dpkg-deb --raw-extract ${package} ${folder} COMMAND_ERROR_IS_FATAL ANY)
