@@ -1,6 +1,6 @@
 #!/bin/sh
-# The library's types and names against those kept in abi/: abi_test.sh BUILD. After a wanted change: abi_test.sh --renew,
-# and a look at what it means for programs that are out: additions raise the minor version, all else a new major one.
+# Compares the library's types and names with those in abi/: abi_test.sh BUILD. After a wanted change run abi_test.sh --renew,
+# and think of programs that are out: additions raise the minor version, everything else takes a new major one.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 kept=$root/tests/abi/libzelboard-x86_64.abi

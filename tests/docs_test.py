@@ -18,22 +18,28 @@ NOT_RUN = "<!-- not run: "
 
 
 def steps_of(page):
-    """What a page asks for, as (line number, kind, text, expected output), kind being a file's name, "sh" or "console"."""
+    """What a page asks for: (line number, kind, text, output). Kind is a file's name, "sh" or "console"; output is None where
+    the page shows none."""
     lines = open(page, encoding="utf-8").read().splitlines()
     for target in re.findall(r"\]\(([^)#:]+)\)", "\n".join(lines)):
         if not os.path.exists(os.path.join(os.path.dirname(page), target)):
             sys.exit(f"{page}: links to {target}, which is not there")
-    steps, before, at = [], "", 0
+    steps = []
+    before = ""  # the last line before a block
+    at = 0
     while at < len(lines):
-        start, line = at + 1, lines[at]
+        line = lines[at]
         at += 1
+        start = at  # lines count from 1
         if not line.startswith("```"):
             if line.startswith("    ") and not before:
                 sys.exit(f"{page}:{start}: an indented block is never run: use a fence")
             before = line.strip()
             continue
         end = lines.index("```", at)
-        body, at, language = lines[at:end], end + 1, line[3:].strip()
+        body = lines[at:end]
+        at = end + 1
+        language = line[3:].strip()
         name = re.search(r"`([^`]+)`:$", before)
         if language == "output":
             steps[-1] = (*steps[-1][:3], body)
@@ -65,7 +71,7 @@ def session(start, body):
 
 
 def script_of(steps):
-    """One shell runs everything, so that folders and variables stay. After each step stands its number and status."""
+    """One shell runs everything, so that folders and variables stay. After each step it prints the step's number and status."""
     parts = []
     for number, (_, kind, text, _) in enumerate(steps):
         if kind not in ("sh", "console"):
@@ -76,7 +82,7 @@ def script_of(steps):
 
 
 def matches(expected, printed):
-    """Three dots stand for any text in a line, and alone for any lines."""
+    """Three dots in a line stand for any text. A line of three dots stands for any lines."""
     lines = [re.escape(line.rstrip()).replace(r"\.\.\.", ".*") for line in expected]
     pattern = "".join(r"(?:.*\n)*" if line == ".*" else line + r"\n" for line in lines)
     return re.fullmatch(pattern, "".join(line.rstrip() + "\n" for line in printed.splitlines()))
@@ -88,7 +94,7 @@ def compare(page, steps, printed):
     failed = 0
     for number, (line, _, text, expected) in enumerate(steps):
         out, mark = results.get(number, (parts[-1], "? 1"))
-        # Without output on the page there is only the status to go by.
+        # Where the page shows no output, only the status counts; a command of a console that shows none must print nothing.
         good = mark.endswith(" 0") if not expected else matches(expected, out)
         if good and (expected != [] or not out.strip()):
             continue

@@ -15,7 +15,7 @@ readelf -d "$library" | grep -q 'SONAME.*\[libzelboard\.so\.1\]' || fail "no ver
 # docs/porting.md has the same list. Weak names are the linker's and the C runtime's own.
 called="__errno_location calloc close fclose fopen fread free fseek fstat ftell ioctl localtime lseek malloc memchr memcmp
 open printf putchar puts read snprintf stat strlen strncmp strnlen system time usleep vsnprintf write"
-# Made by a compiler of copies and fills; raised by the division of a processor that has none.
+# A compiler calls the first three for copies and fills. Its division for a processor without one calls the other two.
 besides="memcpy memmove memset abort raise"
 undefined=$(nm -D --undefined-only "$library" | awk '$1 == "U" { sub(/@.*/, "", $2); print $2 }')
 for name in $called; do

@@ -14,7 +14,7 @@ for header in "$root"/include/zelboard/*.h; do
   c++ -std=c++20 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -I "$root/include" -fsyntax-only "$work/alone.cpp"
 done
 
-# What takes any arguments takes them from C, too.
+# Functions that take any arguments take them from C, too.
 for standard in c11 c2x; do
   echo 'int main(void) { return (int)(FW_GetPoEInfo() & FW_SetPoEReg(1, "two", 3.0)); }' |
     cc -std=$standard -Wall -Wextra -Wpedantic -Werror -I "$root/include" -include zelboard/zelboard.h -fsyntax-only -xc -

@@ -1,6 +1,6 @@
 #!/bin/sh
-# An installed tree serves programs through CMake, moves as a whole, goes without a rest; its manual pages know every
-# command and every function.
+# An installed tree serves programs through CMake, can be moved, and is uninstalled without a rest. Its manual pages know
+# every command and every function.
 set -eu
 build=$1
 here=$(cd "$(dirname "$0")" && pwd)
@@ -41,7 +41,7 @@ readelf -V "$prefix/bin/zelctl" | grep -q ZELBOARD_1 || fail "programs do not as
 readelf -d "$prefix/bin/zelctl" | grep PATH | grep -v "\[\$ORIGIN/" && fail "zelctl looks for its library elsewhere"
 "$prefix/bin/zelctl" --sim led get system | grep -q on || fail "the installed zelctl does not run"
 
-# commands TOOL [COMMAND ...]: every command that the help lists, with those around it.
+# commands TOOL [COMMAND ...]: every command that the help lists, each behind the commands that it belongs to.
 commands() (
   tool=$1
   shift

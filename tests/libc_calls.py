@@ -45,7 +45,7 @@ for at, size, upper in ((0xffffff, 1, 0), (0xffffff, 2, 1)):
     found = os.popen(f"{sys.argv[1]} get flash.extended_address --board nodes").read()
     assert int(found) == upper, (at, size, found)
 
-# A duplicate is on the node, and a number that was closed is not.
+# A duplicate of a node's descriptor is a node, too. A number that was closed is none.
 for number in (os.dup(chip), os.dup2(chip, 50), os.dup2(chip, 51, inheritable=False), fcntl.fcntl(chip, fcntl.F_DUPFD, 52),
                fcntl.fcntl(chip, fcntl.F_DUPFD_CLOEXEC, 53), libc.dup2(chip, chip)):
     assert os.pread(number, 2, 0) == b"ab", number

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Digital diagnostics from the module to those who look: optics_test.py BUILD. The virtual switch writes page A2h and the
-tools read it, by two readings of SFF-8472."""
+"""Digital diagnostics from the module to the tools: optics_test.py BUILD. The virtual switch writes page A2h and the tools read
+it; each has its own code for SFF-8472."""
 import fcntl
 import json
 import os
@@ -15,7 +15,7 @@ import termios
 
 BIN = f"{sys.argv[1]}/bin/"
 INTERNAL, EXTERNAL, NONE = 24, 25, 26
-# What is said, where it shows in `sfp dom --json`, and how near.
+# What is set, its value, where it shows in `sfp dom --json`, and by how much it may differ there.
 VALUES = [
     ("module-temperature", "-3.5", "temperature_celsius", 0.01),
     ("module-temperature", "71.25", "temperature_celsius", 0.01),
@@ -131,7 +131,7 @@ def check_flags():
     row = measured(INTERNAL, "rx_power")
     assert (row["state"], row["flags"]) == ("normal", ["low alarm", "low warning"]), row
     assert measured(INTERNAL, "rx_power")["flags"] == []
-    # What was beyond a limit for a moment stands there although nobody looked.
+    # A value that was beyond a limit for a moment has left its flags, although nobody looked.
     for verb, low, within, high, quantity in EXTREMES:
         for side, value in ("low", low), ("high", high):
             zelsim(f"set {verb} {INTERNAL} {within}")
@@ -162,7 +162,7 @@ def i2cdump(page):
 
 
 def check_dumps(folder):
-    """What is dumped can be plugged, and is then the same."""
+    """A dump can be plugged, and the module is then the same."""
     for port in INTERNAL, EXTERNAL:
         both = zelctl(f"sfp dump {port} --raw")
         lines = zelctl(f"sfp dump {port} --hex").decode()
@@ -210,7 +210,7 @@ def check_dumps(folder):
 
 
 def check_unknown(path):
-    """Constants that are no numbers: nobody takes what comes of them for a power."""
+    """Constants that are no numbers: no tool tells a power that was computed with them."""
     pages = bytearray(zelctl(f"sfp dump {EXTERNAL} --raw"))
     pages[256 + 72:256 + 76] = b"\x7f\xc0\0\0"  # Rx_PWR(0)
     with open(path, "wb") as file:

@@ -1,7 +1,7 @@
 #!/bin/sh
 # The packages for the switch's processor, installed by dpkg into a root of their own that holds what they depend on and
-# nothing else: packages_arm_test.sh FOLDER. Tool, virtual switch and a program run there under the emulator. What is made
-# of the same sources elsewhere, for the SOURCE_DATE_EPOCH of those in FOLDER, is identical.
+# nothing else: packages_arm_test.sh FOLDER. Tool, virtual switch and a program run there under the emulator. The packages
+# without the tools are identical if they are made in another folder with the same SOURCE_DATE_EPOCH.
 set -eu
 sources=$(cd "$(dirname "$0")/.." && pwd)
 packages=$1
@@ -23,7 +23,7 @@ for part in libzelboard1 libzelboard-dev zelboard-tools; do
   dpkg_there -s $part | grep -E '^Depends:.*(cross|:armhf)' && fail "$part depends on the compiler's libraries"
 done
 
-# A shell cannot start a program of another processor: a script of its name hands it to the emulator.
+# A shell cannot start a program of another processor. A script in its place hands it to the emulator.
 debug_command=$root/usr/lib/zelboard/debugCmd
 mv "$debug_command" "$debug_command.arm"
 printf '#!/bin/sh\nexec qemu-arm -L %s "$0.arm" "$@"\n' "$root" >"$debug_command"
@@ -43,7 +43,7 @@ arm-linux-gnueabihf-gcc -I "$root/usr/include" "$work/program.c" -L "$root/usr/l
 there "$work/program" || fail "a program does not see the LED that zelctl has set: $(cat "$work/errors")"
 [ "$(qemu-arm -L "$root" "$root/usr/bin/zelsim" get panel.system)" = 1 ] || fail "zelsim does not show the LED"
 
-# The tools take minutes to compile. They do not know their folder.
+# The tools are not built twice, as they take minutes to compile: their files must not name the folder of the sources.
 for file in $(find "$root/usr/bin" "$root/usr/lib/zelboard" -type f); do
   ! grep -aqF "$sources" "$file" || fail "$file: the folder of the sources stands in it"
 done

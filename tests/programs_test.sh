@@ -10,7 +10,7 @@ head -c 70000 "$work/back" | cmp - "$work/image"
 on_switch sh -c 'exec 3</dev/zel_spi_flash; dd bs=64k skip=32 count=1 <&3 2>/dev/null' | cmp -n 65536 - "$work/image"
 on_switch sh -c 'od -An -tx1 -j 2097152 -N 4096 </dev/zel_spi_flash' >"$work/shown"
 od -An -tx1 -N 4096 "$work/image" | cmp - "$work/shown"
-# A child that closes the node before its exec, as Python's do, leaves its parent's open.
+# A child that closes the node before its exec, as Python's children do, leaves its parent's node open.
 on_switch python3 -c 'import os, subprocess
 node = os.open("/dev/zel_spi_flash", os.O_RDONLY)
 subprocess.run(["true"], check=True)

@@ -102,7 +102,7 @@ def whole_board():
 
 
 def remains_of_older_lists():
-    """A longer list leaves its end behind a shorter one that somebody else has written."""
+    """Behind a shorter list that another program has written stands the end of the longer one that was there before."""
     body = b"a=1\0\0" + b"old_pass=hunter2hunter2\0"
     body += bytes(65532 - len(body))
     path = f"{os.environ['ZELSIM_HOME']}/environment"
@@ -113,13 +113,13 @@ def remains_of_older_lists():
     assert not any(b"hunter2" in content for content in files.values())
 
 
-# A fault, and pieces that can be read all the same.
+# A fault, and what can be read in spite of it.
 REMAIN = [("i2c", lambda data: data["identity"]["power_byte"] is not None and data["identity"]["model"] is None),
           ("flash:read@0x100000-0x10ffff", lambda data: data["power"]["supply_2"] == "AC" and data["power"]["alarm"] is None)]
 
-# Faults of debugCmd, rows that remain of 78, things that were not read.
+# A fault of debugCmd, how many of 78 rows are left, and how many things were not read.
 PHY_FAULTS = [("--result nonsense", 0, 4), ("--skip 30 --count 1", 77, 1), ("--skip 76", 76, 2)]
-# A driver that ceases to answer at any place of the report: that costs what it was asked for, never the archive.
+# A driver may stop answering at any place of the report: what it was asked for is missing then, but never the archive.
 BREAKS = ["flash --skip 45", "flash --skip 60 --count 1", "i2c --skip 90", "any --probability 0.1 --seed 3"]
 
 
@@ -180,8 +180,8 @@ def drivers_that_fail():
 def holds(process, number):
     """zelctl has begun, and holds the signal until it can end well. From then on it ignores broken pipes."""
 
-    def has(field, number):
-        return int(fields[field], 16) >> (number - 1) & 1 == 1
+    def has(field, one):
+        return int(fields[field], 16) >> (one - 1) & 1 == 1
 
     with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
         fields = dict(line.split(":", 1) for line in status)

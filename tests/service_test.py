@@ -55,7 +55,7 @@ def journal(folder):
             zelsim(deed)
             wanted = set(fields.encode().split(b"|"))
             entry = listener.recv(4096)
-            # More may be told of it: a module that goes takes its light along, a driver what it was asked for.
+            # More may be told: with a module its light goes, with a driver all that it was asked for.
             assert wanted <= set(entry.split(b"\n")), (deed, entry)
             listener.settimeout(0.5)
             try:
@@ -64,7 +64,7 @@ def journal(folder):
             except socket.timeout:
                 listener.settimeout(30)
         zelsim("heal")
-    zelsim("set supply 2 none")  # which no journal takes
+    zelsim("set supply 2 none")  # no journal takes this event
     line = watcher.stderr.readline()
     assert re.fullmatch(f"zelctl: --journal: {path}: Connection refused: [^:]+: .+ -> .+\n", line), line
     zelsim("set supply 2 ac")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Eight processes at a time give one board random commands, and every second one of them is killed: soak_test.py BUILD.
+"""Eight processes at a time give one board random commands, and once a second one of them is killed: soak_test.py BUILD.
 
 None may hang or crash, and the board must be sound in the end. Takes SOAK_SECONDS (10); SOAK_SEED repeats a run.
 """
@@ -76,7 +76,8 @@ for thread in threads:
 while time.monotonic() < end and not faults:
     time.sleep(1)
     with lock:
-        random.choice(sorted(running, key=lambda p: p.pid)).kill() if running else None
+        if running:
+            random.choice(sorted(running, key=lambda process: process.pid)).kill()
 for thread in threads:
     thread.join()
 

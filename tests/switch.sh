@@ -1,4 +1,4 @@
-# Sourced by the tests of programs: a folder of their own with a virtual switch in it, from the build named first.
+# Sourced by the tests of programs: makes a folder of their own for virtual switches. $1 is the build.
 set -eu
 build=$1
 work=$(mktemp -d)

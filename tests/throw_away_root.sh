@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs WORK/script as root in a copy of this machine that lasts as long, and looks at what it leaves behind:
+# Runs WORK/script as root in a copy of this machine that is thrown away after it, and looks at what it leaves behind:
 # unshare --mount throw_away_root.sh SOURCES BUILD WORK. Only the package system's own records and WORK may have changed.
 set -eu
 sources=$1 build=$2 work=$3
@@ -9,7 +9,7 @@ skip() { echo "$*"; exit 77; }
 mkdir "$scratch"
 mount -t tmpfs tmpfs "$scratch" || skip "nothing can be mounted here"
 all=$scratch/all
-# What is no part of the root file system is laid over it in the same way.
+# Sources and build that are on another file system are not in the copy yet: they are laid over it in the same way.
 for folder in / "$sources" "$build"; do
   [ -e "$all$folder/CMakeLists.txt" ] || [ -e "$all$folder/CMakeCache.txt" ] && continue
   layer=$scratch/$(echo "$folder" | tr / _)
@@ -22,7 +22,7 @@ mount --bind "$work" "$all$work"
 mount --rbind /dev "$all/dev"
 mount -t proc proc "$all/proc"
 
-# What takes long and is not ours: an index of all manuals, and the lists of Debian's packages. All that is needed is there.
+# These take long and are not ours: an index of all manuals, and the lists of Debian's packages. All packages are there.
 rm -rf "$all/var/lib/man-db/auto-update" "$all/var/lib/apt/lists"
 
 chroot "$all" /bin/sh -c 'cd "$1" && exec bash "$2"' sh "$sources" "$work/script"

@@ -125,14 +125,14 @@ END
 [ "$(grep -c ' ok ' "$work/rows")" -eq 5 ] || fail "rows of an interrupted selftest: $(cat "$work/rows")"
 for led in system alarm; do ctl led set $led off; done
 
-# A change of several requests is finished, or the machine was too slow to meet it.
+# A signal does not stop a change of several requests halfway. On a slow machine the change may be over before the signal.
 "$zelsim" run --trace="$work/trace" -- "$build/bin/zelctl" cage init 2>"$work/line" >/dev/null &
 command=$!
 while kill -0 $command 2>/dev/null && ! grep -qs BufWrite "$work/trace"; do sleep 0.01; done
 kill -TERM $command 2>/dev/null || true
 wait $command || grep -q 'interrupted too late: all was done' "$work/line" || fail "half a change: $(cat "$work/line")"
 
-# Descriptors that came closed, and a full disk: a clean answer.
+# With closed descriptors, and on a full disk, the tool gives a clean answer.
 for words in "relay set 1" relay "led bogus"; do
   for closed in '<&-' '>&-' '2>&-' '<&- >&- 2>&-'; do
     found=0
@@ -195,7 +195,7 @@ head -c 12000000 /dev/urandom >"$work/long"
 copy=$!
 while kill -0 $copy 2>/dev/null && ctl flags | grep -q 'access_flag *no'; do sleep 0.02; done
 kill -TERM $copy 2>/dev/null || true
-if ! wait $copy; then  # else the machine was too slow to meet it
+if ! wait $copy; then  # else the copy was over before the signal
   size=$(sed -n 's/^zelctl: interrupted: .* holds the first \(0x[0-9A-F]*\) of .*/\1/p' "$work/line")
   [ "$((size))" -gt 0 ] || fail "not told what the partition holds: $(cat "$work/line")"
   ctl flash read I1 $((size)) -o "$work/part"
@@ -204,7 +204,7 @@ fi
 says 0 'access_flag *no' ctl flags
 ctl flags set flash-access off
 
-# One that comes before the change says so, too.
+# After a signal that comes before the change the tool says so, too.
 python3 - "$zelsim" "$build/bin/zelctl" "$work/default.bin" <<'END' || fail "an interrupted question ends without a word"
 import os
 import pty
@@ -231,7 +231,7 @@ for words in zelctl "zelctl flash update" "zelctl sfp" "zelsim fail" "zelsim ser
 done
 says 0 '^  firmware   *Firmware images$' env COLUMNS=200 "$build/bin/zelctl" --help
 
-# Completion of a last word that is begun, or of the next: values, codes, and nothing where a file comes next.
+# Completion of a word that is begun, or of the next one: values and codes; nothing where a file comes next.
 completing() {
   PATH="$build/bin:$PATH" bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zelboard "$1"
                                    echo "[${COMPREPLY[*]}]"' "$(dirname "$0")/../completion/zelboard.bash" "$@"

@@ -153,7 +153,7 @@ def what_is_cut_off():
     assert told in done.stderr and "the recording was cut off after line" in done.stderr.split("got")[1], done.stderr
     open("old.rec", "w").write(text.replace("recording 2", "recording 1").removesuffix("end\n"))
     assert "of an older version" in replay("old.rec", "./caller", "ask", "3").stderr
-    # Of a recorder that is killed the lines are there when the program has ended.
+    # When the program has ended, all its lines are there, although the recorder was killed before.
     there = "./caller ask 3; echo ready; read word; ./caller ask 3"
     command = [ZELSIM, "record", "--board", "cut", "-o", "dead.rec", "--", "sh", "-c", there]
     with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as recorder:
@@ -176,7 +176,7 @@ def differences(file, board, status):
             for row in data["differences"]}, data
 
 
-# What is altered on a copy of the board, and what alone verify then names.
+# What is altered on a copy of the board, and everything that verify then names.
 ALTERED = [
     ("set temperature 60", {("i2c", "BufRead", "addr=0x9e temperature"): ("41.5", "60.0")}),
     ("set temperature 42.5", {}),  # within the tolerance
@@ -212,8 +212,8 @@ def what_the_model_answers():
     for step, expected in ALTERED:
         make("altered")
         words = step.format(hours_ago=hours_ago).split()
-        words[1:1] = ["--board", "altered"] if words[0] == "run" else []
-        words += ["--board", "altered"] if words[0] != "run" else []
+        place = 1 if words[0] == "run" else len(words)
+        words[place:place] = ["--board", "altered"]
         subprocess.run([ZELSIM, *words], input=image, check=True, stdout=subprocess.DEVNULL)
         found, data = differences("real.rec", "altered", 1 if expected else 0)
         assert set(found) == set(expected), (step, found)
@@ -227,7 +227,7 @@ def what_the_model_answers():
     open("half.rec", "w").write(text.replace("len=1 -> 01 = 0", "len=1 -> 55 = 0").replace("taken=01,00*127,01ac", "taken=55,00*127,01ac"))
     found, _ = differences("half.rec", "real", 1)
     assert found == {("i2c", "BufRead", "addr=0xac port=5 register=2"): ("0x5500", "0x0100", 1)}, found
-    # Lines of debugCmd however they are started; of more than a plain line each run is compared.
+    # Lines of debugCmd, however they are started. In a pipe or behind another command each run is compared.
     lines = "debugCmd sgpio_set 1 3 1 >/dev/null; debugCmd phy_register_set 3 1 55 && debugCmd phy_register_get 3 1 | cat"
     printed = record("real", "tool.rec", "sh", "-c", f"python3 -c 'import os; os.system(\"debugCmd sgpio_set 1 3 1\\n\")'; {lines}").stdout
     assert [line.split("|")[0].split(" ", 3)[3] for line in calls_in("tool.rec")] == [
@@ -247,7 +247,7 @@ def what_the_model_answers():
     record("closed", "closed.rec", "sh", "-c", "zelctl relay 2>/dev/null || true")
     assert differences("closed.rec", "closed", 0)[0] == {}
     assert {key[1] for key in differences("closed.rec", "model", 1)[0]} == {"open"}
-    # A board that the recorded program has changed is not to blame.
+    # The recorded program itself has changed this board: verify says to save the state before.
     assert "'zelsim save' its state before" in zelsim("verify", "real.rec", "--board", "real", status=1).stderr
     # The board itself has not been touched.
     assert json.loads(zelsim("show", "--board", "model", "--json").stdout)["gpio"]["watchdog_toggles"] == 0
@@ -287,12 +287,12 @@ def what_a_recording_answers():
     record("a", "write.rec", ZELCTL, "i2c", "write", "0x9e", "2", "0x50", "0x00")
     for first, last, status in ("0x50", "0x00", 0), ("0x51", "0x00", 125), ("0x50", "0x01", 125):
         replay("write.rec", ZELCTL, "i2c", "write", "0x9e", "2", first, last, status=status)
-    # A recording that finds no room for its tape leaves nothing of it.
+    # If there is no room for a recording's tape, nothing of the tape is left.
     crowded = f"ulimit -f 1; trap '' XFSZ; exec {ZELSIM} run --replay ask.rec -- true"
     assert "cannot write" in run("sh", "-c", crowded, status=1).stderr
     assert not [name for name in os.listdir(tempfile.gettempdir()) if name.startswith("zelsim-")]
-    # A read into several pieces begins with the first one that has room, and a duplicate's where its descriptor is. An
-    # offset may be negative.
+    # A read into several pieces begins with the first piece that has room. A read of a duplicate begins where its original
+    # stands. An offset may be negative.
     pieces = ("import os; chip = os.open('/dev/zel_spi_flash', os.O_RDWR); room = bytearray(4); "
               "print(os.readv(chip, [bytearray(0), room]), room, os.read(os.dup(chip), 1))\ntry: os.pread(chip, 2, -1)\nexcept OSError: pass")
     printed = record("a", "pieces.rec", "python3", "-c", pieces).stdout
@@ -309,8 +309,8 @@ def what_a_recording_answers():
     assert "calls of the recording were not made" in done.stderr, done.stderr
 
 
-# Requests: node, number, the first bytes of the record, and the places where another byte makes another request. At the
-# other places it makes none.
+# Requests: node, number, the first bytes of the record, places where another byte makes another request, and places where it
+# does not.
 SENT = [
     ("gpio", 0x82, "01", (0,), ()), ("gpio", 0x81, "00", (), (0,)),
     ("gpio", 0x86, "0101", (0, 1), ()), ("gpio", 0x87, "0100", (0,), (1,)),
@@ -344,7 +344,7 @@ def what_is_the_same_request():
 
 
 def other_drivers():
-    """Against drivers that are not ours: they are recorded and replayed, and verify tells exactly where they are otherwise."""
+    """Drivers that are not ours can be recorded and replayed, and verify tells exactly where a board differs from them."""
     real = {**os.environ, "LD_PRELOAD": f"{os.getcwd()}/other_drivers.so"}
     for mode in "ask", "flash":
         alone = run("./caller", mode, "16", env=real).stdout
@@ -436,9 +436,8 @@ def twin_of_a_report():
     for key in original:
         unnamed = original[key] == twin[key] or (key == "modules" and "PHY of the module" in str(named))
         assert unnamed, (key, original[key], twin[key])
-    for port in (16, ):
-        rows = [next(row for row in report["modules"] if row["port"] == port) for report in (original, twin)]
-        assert rows[0] == rows[1], rows
+    rows = [next(row for row in report["modules"] if row["port"] == 16) for report in (original, twin)]
+    assert rows[0] == rows[1], rows
     del files["summary.txt"], files_of_twin["summary.txt"]
     assert files == files_of_twin
     # Modules that were dark have usual values with light; the twin's own names are those of the catalogue.
@@ -465,7 +464,7 @@ def twin_of_a_report():
     assert "exists already" in zelsim("create", "twin2", "--from", "small.tar.gz", status=1).stderr
     open("cut.tar.gz", "wb").write(archive[:5000])
     assert "compressed file is cut off" in zelsim("create", "cut", "--from", "cut.tar.gz", status=2).stderr
-    # What no board has, or the virtual switch has not, is left out, and the rest is built.
+    # What no board can have, or what the virtual switch cannot hold, is left out, and the rest is built.
     modules = {row["port"]: row for row in original["modules"]}
     modules[27]["a2"] = modules[24]["a2"]  # of a module that has no diagnostics
     for old, new in (3, 28), (5, 9), (24, -1):

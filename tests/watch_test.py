@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What watches a board tells what happens there and nothing else: watch_test.py BUILD."""
+"""Monitor and metrics tell what happens on a board, and nothing else: watch_test.py BUILD."""
 import json
 import os
 import re
@@ -94,7 +94,7 @@ with tempfile.TemporaryDirectory() as folder:
     os.environ["ZELSIM_HOME"] = folder
     for deed in ("create --slots sfp,copper,none", "plug 3 1g-sx", "plug 24 10g-sr"):
         zelsim(deed)
-    # Modules that do not answer are no fault of the bus: others answer there.
+    # Modules that do not answer make no fault of the bus: other chips answer there.
     zelsim("fail i2c:BufRead@0xa2")
     text = metrics()
     for line in 'up{driver="i2c"} 1', 'subsystem_success{subsystem="slot 1"} 1', 'sfp_success{port="3"} 0':
@@ -129,9 +129,9 @@ with tempfile.TemporaryDirectory() as folder:
     while json.loads(watcher.stdout.readline())["subject"] != "port 24 rx power":
         pass
     for deed, expected in DEEDS:
-        zelsim(deed)  # in the middle of a round, perhaps: what it changes is then told in this one and the next
+        zelsim(deed)  # perhaps in the middle of a round: then this round and the next one tell what it changes
         told = []
-        # What is to make no event is seen by a whole round: two more deeds are told after it.
+        # A deed that makes no event needs a whole round that tells none: two more deeds are told after it.
         marks = [] if expected else ["dc", "ac"]
         for mark in marks:
             zelsim(f"set supply 1 {mark}")

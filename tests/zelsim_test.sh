@@ -94,7 +94,7 @@ found=0
 wait $play || found=$?
 [ "$found $(cat "$work/err")" = "1 zelsim: the board was deleted" ] || fail "play without a board: $found $(cat "$work/err")"
 
-# A question of a batch that is none is answered in words, and the next one as well.
+# A wrong line of a batch is answered in words, and the batch goes on.
 "$zelsim" batch >"$work/wrong" <<'END' || fail "a batch with wrong lines"
 {"word":["boards"]}
 {"words":[7]}
@@ -132,7 +132,7 @@ exec 3>&-
 mkdir "$work/lost+found"
 "$zelsim" list | grep -q '^default  *sfp' || fail "list"
 
-# A fault ends by its number and leaves the others; one behind another that strikes first is refused.
+# A fault is healed by its number, and the others stay. A fault behind another one that always strikes first is refused.
 "$zelsim" fail i2c:BufRead@0x40
 "$zelsim" fail any:open --count 2
 "$zelsim" fail i2c:0xb0@0x40 2>/dev/null && fail "a hidden fault is taken"
@@ -140,7 +140,7 @@ mkdir "$work/lost+found"
 [ "$("$zelsim" get faults.2.target)" = any:open ] && ! "$zelsim" get faults.1 2>/dev/null || fail "the wrong fault is healed"
 [ "$("$zelsim" get cages.24.module) $("$zelsim" get supplies.2.good)" = "10g-sr yes" ] || fail "get"
 
-# Programming is counted, onto cells that hold data already, too; a copy inside the kernel does not go past the chip.
+# Programming is counted, also onto cells that hold data already. A copy inside the kernel does not go past the chip.
 "$zelsim" create chip
 "$zelsim" run --fast --board chip -- python3 - "$work/any" <<'END' || fail "a program that writes the chip by itself"
 import os, sys
@@ -169,8 +169,8 @@ for at, text in ((0, b"ab"), (2, b"cd"), (0x200, b"ef"), (0x202, b"gh")):
     assert os.write(chip, text) == 2 and os.lseek(chip, 0, os.SEEK_CUR) == at + 2
 assert os.pread(chip, 4, 0) + os.pread(chip, 4, 0x200) == b"abcdefgh"
 END
-found=$("$zelsim" get flash.bytes_programmed --board chip) \
-  found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
+found=$("$zelsim" get flash.bytes_programmed --board chip)
+found="$found $("$zelsim" get flash.bytes_not_erased --board chip) $("$zelsim" get flash.programs --board chip)"
 [ "$found" = "21 3 12" ] || fail "counted: $found"
 
 # A loading that was killed is finished before the board is saved, and before the state is forgotten. A finished loading
@@ -234,7 +234,7 @@ END
 "$zelsim" create nodes
 "$zelsim" run --fast --board nodes -- python3 "$(dirname "$0")/libc_calls.py" "$zelsim" || fail "calls of libc"
 
-# A stream has any descriptor, also that of an input that came closed.
+# A stream can have any descriptor, also 0, if the input came closed.
 "$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a stream on descriptor 0"
 import ctypes, os
 os.close(0)

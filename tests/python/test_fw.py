@@ -39,8 +39,11 @@ def test_every_export_can_be_called(board: Board, tmp_path: Path) -> None:
             hints = get_type_hints(function)
             kind = hints.pop("return")
             given = {word: GIVEN.get(word, 1) for word in hints if word != "arguments"}
-            given = {word: tmp_path / "file" if value == "file" else value if hints[word] is not int or isinstance(value, int) else 1
-                     for word, value in given.items()}
+            for word, value in given.items():
+                if value == "file":
+                    given[word] = tmp_path / "file"
+                elif hints[word] is int and not isinstance(value, int):
+                    given[word] = 1
             try:
                 result = function(**given)
                 kind = get_origin(kind) or kind

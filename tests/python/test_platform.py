@@ -40,7 +40,7 @@ def test_the_chassis(board: Board, capfd: pytest.CaptureFixture[str]) -> None:
         assert chassis.get_module(0).get_sfp(3).get_presence()
 
 
-# The supplies of a board, and of each presence, type and whether it is good.
+# The supplies of a board; and for each whether it is there, its type and whether it is good.
 SUPPLIES: List[Tuple[List[str], List[Tuple[bool, Optional[str], bool]]]] = [
     (["ac", "ac"], [(True, "AC", True), (True, "AC", True)]),
     (["ac", "failed"], [(True, "AC", True), (True, "AC", False)]),
@@ -63,7 +63,6 @@ def test_supplies_are_told_apart(board: Board) -> None:
 
 
 HERE = """
-from zelboard import fw
 from zelboard import fw
 from zelboard.platform import Chassis
 

@@ -3,7 +3,7 @@ import json
 import os
 import sys
 from pathlib import Path
-from typing import Any, List
+from typing import Any
 
 import pytest
 
@@ -12,13 +12,13 @@ from zelboard.state import read_event
 
 
 def names(value: Any) -> Any:
-    """The names of everything in a document of zelsim, or in the objects made of it; a table shows its first row."""
+    """All names in a document of zelsim, or in the objects that are made from it. Of a table only the first row."""
     if isinstance(value, dict) and not all(isinstance(name, int) for name in value):
         return {name: names(part) for name, part in value.items()}
     if hasattr(value, "_asdict"):
         return names(value._asdict())
-    rows: List[Any] = list(value.values()) if isinstance(value, dict) else value if isinstance(value, list) else []
-    return [names(row) for row in rows[:1]]
+    rows = list(value.values()) if isinstance(value, dict) else value
+    return [names(row) for row in rows[:1]] if isinstance(rows, list) else []
 
 
 def test_the_state_has_everything_that_zelsim_shows(board: Board) -> None:
