@@ -82,7 +82,7 @@ static std::vector<size_t> widths_of(const std::vector<Line> &lines) {
   return widths;
 }
 
-/** A heading of several words takes one line a word: its underscores become blanks. */
+/** Lets a heading break between its words: its underscores become blanks. */
 static void break_heading(Line &heading) {
   for (std::string &name : heading) std::replace(name.begin(), name.end(), '_', ' ');
 }

@@ -165,7 +165,8 @@ std::string first_characters(const std::string &text, size_t most) {
   return first;
 }
 
-/** Where a full line is cut within a word: behind its last blank, else behind its last bar, else at its end. */
+/** Where a full line is cut when a word goes on: behind the line's last blank, else behind its last bar, else at its
+ *  end. */
 static size_t cut_place(const std::string &line, size_t last_blank, size_t last_bar) {
   if (last_blank != std::string::npos) return last_blank + 1;
   if (last_bar != std::string::npos) return last_bar + 1;

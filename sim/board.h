@@ -18,7 +18,8 @@ void power_on(Board &board);
 /** The chips that a hardware reset reaches: LEDs, flags, watchdog, cage select, expanders. */
 void reset_hardware(Board &board);
 
-/** Fits a board into slot index 0 to 2, or takes it out; either pulls the modules and resets the expanders there. */
+/** Fits a board into slot index 0 to 2, or takes it out. Both pull the modules there, and put the expanders there into
+ *  their working configuration. */
 void fit(Board &board, unsigned slot, uint8_t type);
 
 /** A damaged state file may hold any time, so sums and differences of times wrap. */

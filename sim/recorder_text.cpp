@@ -27,7 +27,8 @@ size_t request_text(const NodeCall &call, char *text, size_t size) {
   return request_line(event, text, size);
 }
 
-// Without the newline at the end. Other control bytes would end the recorded line.
+// The line of a command, without the white space at its end. A control byte becomes '?': a newline would end the
+// recorded line.
 size_t command_text(const NodeCall &call, char *text, size_t size) {
   constexpr char kTool[] = "debugCmd ";
   const char *command = reinterpret_cast<const char *>(call.given.data);

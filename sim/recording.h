@@ -46,8 +46,9 @@ struct Recording {
 /** The line that a recording begins with. */
 std::string recording_title(int64_t began_us);
 
-/** Reads a file, or standard input for "-". Throws Usage, with the line's number, for what is no recording. A line on stderr
- *  tells that the recording was cut off; a line that was cut itself is left out. */
+/** Reads a file, or standard input for "-". Throws Usage if it is no recording; the text has the number of a line that
+ *  cannot be read. If the recording was cut off, a line on stderr says so, and its last line is left out unless it is
+ *  whole. */
 Recording read_recording(const std::string &file);
 
 }  // namespace zelsim::tool

@@ -25,7 +25,7 @@ bool matches(const FaultCall &target, const FaultCall &call);
 const FaultRule *add_rule(Board &board, const FaultRule &rule);
 /** Clears the rule with this number, or all for 0. */
 void heal(Board &board, uint32_t number = 0);
-/** Counts the rules in use again: a process that died with the lock may have left the count wrong. */
+/** Counts the rules in use anew. Called after each change of the rules, and after a process has died with the lock. */
 void count_rules(Board &board);
 
 }  // namespace zelsim

@@ -12,8 +12,8 @@ namespace zelsim::tool {
 
 /** True while the process runs. */
 bool lives(uint32_t process);
-/** The running processes, except this one, whose environment began with an entry like NAME=VALUE. Processes of other
- *  users are not seen. */
+/** The running processes that had this entry, NAME=VALUE, in their environment when they started. This process does not
+ *  count. Processes of other users are not seen. */
 std::vector<pid_t> processes_with(const std::string &entry);
 /** How many processes of a program still run, for a message. */
 std::string running_text(size_t count);

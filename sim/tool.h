@@ -12,8 +12,8 @@
 #include "board.h"
 #include "boards.h"
 
-// The commands of zelsim. A command is a function that does its work or throws Usage or Failure. The command line itself
-// is parsed in zelsim.cpp alone.
+// The commands of zelsim. A command is a function that does its work or throws Usage or Failure. It gets a command line
+// that zelsim.cpp and command_options.cpp have parsed.
 
 namespace zelsim::tool {
 

@@ -44,7 +44,8 @@ static ShellRun start_and_wait(const char *line, int errors) {
   return {status.value_or(kFailed), trouble_of(status, static_cast<long>(kLimit.count()))};
 }
 
-/** Runs a line of the shell. What it prints on standard error goes into the reason if it fails by itself. */
+/** Runs a line of the shell. If it fails by itself, what it printed on standard error goes into the reason. If it
+ *  succeeds, that is passed on. */
 static ShellRun run_in_shell(const char *line) {
   const int errors = memfd_create("errors", MFD_CLOEXEC);
   if (errors < 0) return cannot_be_run(errno);
@@ -62,9 +63,10 @@ static ShellRun run_in_shell(const char *line) {
   return run;
 }
 
-/** Takes the place of libc's function, which the library calls to run debugCmd. The library does not look at debugCmd's
- *  exit status and waits for it without a limit: this function does both. A call of the library can run several lines.
- *  After a failure the further lines are not run. */
+/** Takes the place of libc's function, which the library calls to run debugCmd. The library ignores debugCmd's exit
+ *  status, and libc's function waits for debugCmd without a limit. This function keeps the reason of a failure for
+ *  `require_debug_command`, and limits the wait. A call of the library can run several lines. After a failure the further
+ *  lines are not run. */
 extern "C" int system(const char *line) {
   if (line == nullptr) return 1;
   if (!trouble.empty()) return kFailed;

@@ -33,7 +33,7 @@ class Report {
 
 /* The parts of the report. Each adds its keys and files. */
 
-/** Everything except modules and flash. */
+/** Everything except the boot environment, the modules and the flash. */
 void report_board(Report &report);
 /** What the chips of the board hold, read through the drivers. */
 void report_chips(Report &report);

@@ -106,7 +106,7 @@ Json call(const Json &asked) {
   const uintptr_t result = function(words[0], words[1], words[2], words[3], words[4], words[5], words[6], words[7]);
   std::fflush(stdout);  // what it printed comes before the answer
   forget_debug_command();
-  release_signals();  // debugCmd holds them
+  release_signals();  // our `system` holds them when the library runs debugCmd
 
   Json answer = Json::object();
   answer["result"] = static_cast<uint32_t>(result);
@@ -115,7 +115,7 @@ Json call(const Json &asked) {
   for (size_t i = 0; i < given.size(); ++i) {
     answer["arguments"].push_back(answer_of(arguments[i]));
     if (arguments[i].file < 0) continue;
-    // The duplicate is still the same file unless the function closed it, and nobody opened another meanwhile.
+    // The duplicate is still open, unless the function has closed it. Nobody has opened another file since.
     if (lseek(static_cast<int>(words[i]), 0, SEEK_CUR) >= 0) close(static_cast<int>(words[i]));
   }
   return answer;

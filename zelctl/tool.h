@@ -15,7 +15,7 @@ using App = CLI::App;
 
 /* ---- the command tree ---- */
 
-/** Switches that every command takes. */
+/** What the switches have set. Every command takes --json and --verbose; the others belong to some commands. */
 struct Settings {
   bool json = false;
   bool verbose = false;

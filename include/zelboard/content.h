@@ -202,8 +202,8 @@ ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
 #define FW_COMPARE_WHOLE 255u /**< part number of FW_N25Q256A_DumpComp: the whole flash, from address 0 */
 
 /** Dumps the flash, or one part of it, into a file and compares the file with the flash (FW_N25Q256A_DumpComp). Prints
- *  progress. Pauses 1 us for each sector. While it runs the driver's debug mode is on; `spiflash_debug_mode` does not
- *  change.
+ *  progress. Pauses 1 us for each sector, besides the 10 us of its read. While it runs the driver's debug mode is on;
+ *  `spiflash_debug_mode` does not change.
  *  @param path   file, created (mode 0644) or emptied before the first sector is read. If it cannot take all bytes, the
  *                compare fails
  *  @param part   1 to total; any other: 0xFFFFFFFF and a line, no file opened. FW_DumpFlash asks for the chip before
@@ -233,7 +233,7 @@ ZEL_API uint32_t FW_N25Q256A_DumpComp(const char *path, uint32_t part, uint32_t 
 ZEL_API uint32_t FW_SpiFlash_CheckSector(void);
 /** @copydoc FW_SpiFlash_CheckSector */
 ZEL_API uint32_t FW_N25Q256A_CheckSector(void);
-/** Prints one sector as a hex table of 4096 lines; pauses 1 us after each line.
+/** Prints one sector as a hex table of 4096 lines. Pauses 10 us after the read, and 1 us after each line.
  *  @param sector  0-511. Above that the driver decides; the address wraps at 32 bits: 0x10000 is sector 0 again
  *  @return 0, or FW_FAIL, with nothing printed */
 ZEL_API uint32_t FW_ReadSector(uint32_t sector);

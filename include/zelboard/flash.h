@@ -244,8 +244,8 @@ ZEL_API uint32_t FW_CheckFile(const char *path, uint32_t sum);
 
 /** One variable; a slot whose first byte is 0xFF is unused. */
 struct env_slot {
-  char name[81];   /**< NUL-terminated; without a NUL in an entry without "=", where the fill of 0xFF ends it */
-  char value[512]; /**< NUL-terminated */
+  char name[81];   /**< NUL-terminated. An entry without "=" gets no NUL: its name ends where the fill of 0xFF begins */
+  char value[512]; /**< NUL-terminated. An entry without "=" has no value: the field is fill, with at most one NUL */
 };
 
 /** The variables of the last parse; zero at load. Used slots come first, in the region's order. There are two
