@@ -3,7 +3,7 @@
 
 namespace zel {
 
-/// A write is repeated until the register reads back the value, this often at most.
+/// How often a register is written at most, until it reads back the value.
 inline constexpr int kWriteAttempts = 100;
 
 }  // namespace zel

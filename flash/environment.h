@@ -36,7 +36,7 @@ class EnvironmentRegion {
 /// flash.
 inline bool is_used(const env_slot &slot) { return slot.name[0] != '\xFF'; }
 
-/// Whether the field's text is `text`. A field without a NUL, the name of an entry without "=", equals nothing.
+/// Whether the field's text is `text`. Never true for a field without a NUL, which is the name of an entry without "=".
 template <size_t N>
 bool holds(const char (&field)[N], const char *text) {
   const size_t length = strlen(text);

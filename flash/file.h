@@ -6,7 +6,7 @@
 
 namespace zel {
 
-/// Whether the path names a FIFO or a folder: they have no size. Asks by path, because opening a FIFO waits for a
+/// Whether the path names a FIFO or a folder, which have no size. Does not open the path: opening a FIFO waits for a
 /// writer.
 inline bool is_fifo_or_folder(const char *path) {
   struct stat status {};

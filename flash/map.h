@@ -6,9 +6,9 @@
 
 namespace zel {
 
-/// Pieces, sectors and steps are counted in 16 bits. With sectors of 64 KiB that holds the pieces of any 32-bit length.
-/// If a program puts smaller sectors into the table, a larger count wraps, and the call does less than it was asked to:
-/// it has always done so, and programs see which requests it makes.
+/// Pieces, sectors and steps are counted in 16 bits. With sectors of 64 KiB that is enough for any 32-bit length. If a
+/// program puts smaller sectors into the table, the count can wrap, and the call then does less than it was asked to.
+/// That stays as it is, since programs see which requests a call makes.
 inline constexpr uint32_t kCountMask = 0xFFFF;
 
 inline uint32_t sector_size() { return flash_def[FW_FLASH_SECTOR_SIZE]; }

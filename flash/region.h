@@ -5,10 +5,10 @@
 
 namespace zel {
 
-/// Where a region ends, as the sector map draws it: before the start of another, or after a number of sectors.
+/// Where a region ends in the sector map: before the start of another region, or after a number of sectors.
 struct End {
-  uint8_t word;      // of flash_def: the other's start
-  uint32_t sectors;  // 0 = the word decides
+  uint8_t word;      // of flash_def: the other region's start, if `sectors` is 0
+  uint32_t sectors;  // 0 = before the other region
 };
 
 constexpr End before(uint8_t word) { return {.word = word, .sectors = 0}; }

@@ -1,4 +1,4 @@
-// What the flash holds twice.
+// The regions that the flash has twice: firmware image, Gen database and customise database, each as copy 1 and copy 2.
 #pragma once
 
 #include <stdio.h>

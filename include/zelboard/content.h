@@ -32,9 +32,9 @@ ZEL_BEGIN_DECLS
 #define FW_TABLE_WRITE_GEN_1 2u       /**< writes it */
 #define FW_TABLE_READ_GEN_2 3u        /**< reads the slot of Gen database 2 */
 #define FW_TABLE_WRITE_GEN_2 4u       /**< writes it */
-#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< reads the slot of customise database 1; FW_ReadCustomizeDatabase does not */
+#define FW_TABLE_READ_CUSTOMIZE_1 5u  /**< reads the slot of customise database 1, which no database function uses */
 #define FW_TABLE_WRITE_CUSTOMIZE_1 6u /**< writes it */
-#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< reads the slot of customise database 2; FW_ReadCustomizeDatabase does not */
+#define FW_TABLE_READ_CUSTOMIZE_2 7u  /**< reads the slot of customise database 2, which no database function uses */
 #define FW_TABLE_WRITE_CUSTOMIZE_2 8u /**< writes it */
 #define FW_TABLE_READ_SHARED 9u       /**< reads the slot of the shared database */
 #define FW_TABLE_WRITE_SHARED 10u     /**< writes it */
@@ -206,8 +206,8 @@ ZEL_API uint32_t FW_N25Q256A_SetCustomPwrMode(const uint8_t *mode);
  *  `spiflash_debug_mode` does not change.
  *  @param path   file, created (mode 0644) or emptied before the first sector is read. If it cannot take all bytes, the
  *                compare fails
- *  @param part   1 to total; any other: 0xFFFFFFFF and a line, no file opened. FW_DumpFlash asks for the chip before
- *                that, and sets and clears the debug mode all the same
+ *  @param part   1 to total; any other: 0xFFFFFFFF and a line, no file opened. FW_DumpFlash also asks for the chip
+ *                then, and sets and clears the debug mode
  *  @param total  number of parts, 1 to 512. Above that a part is empty, and the compare fails
  *  @return 0; FW_FAIL (chip, node, file, read, compare); 0xFFFFFFFF (part). The compare also fails if the diagnostic
  *          and the no-operation flag are both set, and for part 255 of a split dump; the file stays */

@@ -48,9 +48,9 @@ enum {
  *
  *  A copper module is then brought up: its transmitter is switched on if it is off, the PHY is identified, set to SGMII
  *  mode if asked, and its link state printed. That takes three more transfers, eight with SGMII mode, and 50 ms, and
- *  the transmitter's time if it was off. With a rate of 10 GBd or more, a passive cable and a 10GBASE-ER, -LRM, -LR or
- *  -SR module are classed first. Of the others, a module is copper if its connector is 0x22 (RJ45) or its only Ethernet
- *  compliance is 1000BASE-T.
+ *  the transmitter's time if it was off. A module is copper if its connector is 0x22 (RJ45) or its only Ethernet
+ *  compliance is 1000BASE-T. A passive cable and a 10GBASE-ER, -LRM, -LR or -SR module are never copper if their rate
+ *  is 10 GBd or more.
  *  @param port       0-27
  *  @param set_sgmii  1 = program a copper PHY (see FW_SFP_SGMII_Set); any other value = do not
  *  @param verbose    non-zero = print. 0 = do the same, silently; only the PHY's identification line depends on
