@@ -5,8 +5,8 @@
 
 /** How the constants of an externally calibrated module are used. */
 enum class Formula {
-  Line,        // a slope of 1/256 without a sign, then an offset with one
-  Polynomial,  // five floats
+  Line,        // an unsigned slope in steps of 1/256, then a signed offset
+  Polynomial,  // five floats: the coefficients from the fourth power down to the constant
 };
 
 /** Where a quantity stands on the page, and in which unit. */
@@ -18,7 +18,7 @@ struct DiagnosticField {
   bool is_power = false;
   bool is_signed = false;
   double per_base_unit;
-  double unit_per_count;  // people's units in a step of the field
+  double unit_per_count;  // one step of the field, in people's units
   size_t thresholds;      // four words: high alarm, low alarm, high warning, low warning
   size_t constants;
   size_t word;
@@ -109,7 +109,7 @@ static double float_at(ModulePage page, size_t at) {
   return static_cast<double>(number);
 }
 
-/** @param constants  where the five coefficients begin: of the fourth power first, the constant last */
+/** @param constants  where the five coefficients begin */
 static double polynomial(ModulePage page, size_t constants, double count) {
   constexpr size_t kTerms = 5;
   constexpr size_t kFloat = 4;  // bytes

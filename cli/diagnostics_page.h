@@ -50,8 +50,8 @@ struct Crossed {
 };
 Crossed limits_crossed(const Measurement &measurement);
 
-/** External: the host calibrates, it computes values and thresholds with the page's constants. Not told: page A0h names no
- *  calibration, and page A2h is read as with internal calibration. */
+/** External: the host computes values and thresholds with the page's constants. NotTold: page A0h names no calibration,
+ *  and page A2h is read as with internal calibration. */
 enum class CalibrationKind { Internal, External, NotTold };
 constexpr const char *kCalibrationNames = "internal|external|not told";
 

@@ -1,5 +1,5 @@
 /** @file
- *  Reading and writing files. The line of an error names the argument and the file, and says why. */
+ *  Reading and writing files. An error's line names the argument and the file, and gives the reason. */
 #ifndef ZELBOARD_CLI_FILE_H
 #define ZELBOARD_CLI_FILE_H
 

@@ -57,11 +57,13 @@ static void add_folded(std::string &help, const std::string &line, size_t width)
   } else if (length_of(line) <= width) {
     help += line + "\n";
   } else {
-    // A description goes on below itself, a paragraph below its first word.
+    // A description goes on below itself, a paragraph below its first word. The first line has the name, if there is
+    // one, in place of its margin.
     const size_t margin = description > 0 ? description : line.find_first_not_of(' ');
+    const std::string before = line.substr(0, margin);
     std::string lines;
     add_lines(lines, line.substr(margin), margin, width);
-    help += line.substr(0, margin) + lines.substr(margin);
+    help += before + lines.substr(margin);
   }
 }
 

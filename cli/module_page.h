@@ -26,13 +26,13 @@ constexpr size_t kVendorPart = 40;
 constexpr size_t kVendorRevision = 56;
 constexpr size_t kWavelength = 60;  // two bytes, in nm
 constexpr size_t kBaseChecksum = 63;
-constexpr size_t kOptionValues = 64;  // two bytes; what the second checksum sums begins here
+constexpr size_t kOptionValues = 64;  // two bytes, the first ones that the second checksum sums
 constexpr size_t kUpperMargin = 66;
 constexpr size_t kLowerMargin = 67;
 constexpr size_t kSerialNumber = 68;
 constexpr size_t kDateCode = 84;
-constexpr size_t kMonitoringType = 92;   // tells of page A2h
-constexpr size_t kEnhancedOptions = 93;  // tells of page A2h
+constexpr size_t kMonitoringType = 92;   // about page A2h
+constexpr size_t kEnhancedOptions = 93;  // about page A2h
 constexpr size_t kRevision = 94;
 constexpr size_t kExtendedChecksum = 95;
 constexpr size_t kVendorSpecific = 96;
@@ -48,8 +48,9 @@ std::string revision_of(ModulePage page);
 uint32_t signalling_rate(ModulePage page);
 /** True if both checksums are right: bytes 63 and 95. */
 bool checksums_hold(ModulePage page);
-/** A checksum, and whether it is right: it sums the bytes from `first` on.
- *  @param checksum  its place */
+/** A checksum as text, and whether it is right.
+ *  @param first     place of the first byte that it sums
+ *  @param checksum  its own place, behind the last byte that it sums */
 std::string checksum_text(ModulePage page, size_t first, size_t checksum);
 /** True if the library would bring up this module's copper PHY to classify it. */
 bool is_copper_module(ModulePage page);

@@ -25,7 +25,7 @@ struct PanelState {
   /** By lamp of the layout, as the lights. */
   std::array<std::optional<unsigned>, std::size(panel_layout::kTestLamps)> test_lamps;
   std::array<std::optional<unsigned>, panel_layout::kPorts> links;  // of copper ports: Mb/s, 0 without a link
-  std::string relay;                                                // "0": open
+  std::string relay;                                                // a number as text, "0": open
   std::string supplies_text;                                        // both in one text, as "two AC"
   bool alarm = false;
   // For the picture only:

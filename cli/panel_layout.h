@@ -91,7 +91,7 @@ constexpr Position port_at(int port) {
   const bool cage = port >= kFirstCage;
   const Frame &frame = cage ? kCageFrame : kSlotFrames[port / kPortsPerSlot];
   const int column_width = cage ? 7 : 4;
-  const int place = port % kPortsPerSlot;
+  const int place = port % kPortsPerSlot;  // also for a cage: the first one has place 0
   const int column = place / 2;
   return {frame.x + 1 + column * column_width, place % 2 == 0 ? kUpperRow : kLowerRow};
 }

@@ -26,9 +26,9 @@ extern const char *const kProgram;
 int complain(const std::string &line, int status);
 
 /* ---- SIGINT, SIGTERM and SIGHUP ----
- * At first a signal ends the program, which prints the line of say_when_ended first, if there is one. A program that begins
- * to change something holds the signals: it looks for them between two pieces of the change. A signal that was ignored at
- * the start, as under nohup, stays ignored. */
+ * At first a signal ends the program. Before the end, the program prints the line of say_when_ended, if there is one. A
+ * program that begins to change something holds the signals: it looks for them between two pieces of the change. A
+ * signal that was ignored at the start, as under nohup, stays ignored. */
 
 /** Sets the line that a signal prints before it ends the program, while signals are not held. An empty line: it prints
  *  nothing. */

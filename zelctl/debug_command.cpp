@@ -65,8 +65,8 @@ static ShellRun run_in_shell(const char *line) {
 
 /** Takes the place of libc's function, which the library calls to run debugCmd. The library ignores debugCmd's exit
  *  status, and libc's function waits for debugCmd without a limit. This function keeps the reason of a failure for
- *  `require_debug_command`, and limits the wait. A call of the library can run several lines. After a failure the further
- *  lines are not run. */
+ *  `require_debug_command`, and limits the wait. A call of the library can run several lines. After a failure the
+ *  further lines are not run. */
 extern "C" int system(const char *line) {
   if (line == nullptr) return 1;
   if (!trouble.empty()) return kFailed;
