@@ -71,7 +71,7 @@ LoggedEntry take_entry(const Watch &watch, uint32_t &position) {
   return entry;
 }
 
-// Of an act whose beginning is overwritten the rest is left out.
+// If the beginning of an act is overwritten, the rest of the act is left out.
 uint32_t oldest_position(const Watch &watch) {
   uint32_t position = watch.acts_done - std::min(watch.acts_done, uint32_t{kActs});
   while (position != watch.acts_done && goes_on(act_at(watch, position))) ++position;

@@ -89,7 +89,7 @@ void perform(const CommandRow &row, const CommandLine &line, const char *who) {
 
 namespace {
 
-// Several commands, or one with a title, stand behind a line feed.
+// Puts the commands of an act behind its title and a line feed. One command without a title stands alone.
 std::string together_text(const std::string &title, const Words &commands) {
   if (title.empty() && commands.size() == 1) return commands[0];
   std::string all;
@@ -102,7 +102,7 @@ std::string name_in(const std::vector<LoggedEntry> &entries, uint32_t number) {
   return entry != entries.end() ? told_name(*entry) : "this act";
 }
 
-/** Refuses to undo an act that is undone already, or after which one was done that the sender does not know. */
+/** Refuses the undo if the act is undone already, or if a newer act was done that the sender does not know. */
 void check_meant(const Watch &watch, const MeantAct &meant) {
   std::vector<LoggedEntry> entries = entries_of(watch);
   auto undoes_it = [&](const LoggedEntry &entry) { return entry.undoes == meant.number; };
@@ -114,7 +114,7 @@ void check_meant(const Watch &watch, const MeantAct &meant) {
   if (meant.newest_known != watch.acts_done) throw Failure("nothing is undone: the board was made anew in between");
 }
 
-/** Names of the later acts that cannot be undone, without those that an earlier undo has passed over already. */
+/** Names of the later acts that cannot be undone. An act that an earlier undo has passed over is not named again. */
 Words passed_over(const Watch &watch, uint32_t number) {
   std::vector<LoggedEntry> entries = entries_of(watch);
   Words names;

@@ -29,7 +29,7 @@ struct MeantAct {
 };
 /** World commands that are done as one act. */
 struct Together {
-  std::string board;  // its name, as all of the lines have it
+  std::string board;  // its name, the same in all lines
   std::string title;  // what the log says; empty for the commands alone
   std::vector<Step> steps = {};
   OnRefusal on_refusal = OnRefusal::GoOn;
@@ -37,7 +37,7 @@ struct Together {
 };
 struct Outcome {
   Words refusals = {};     // why each of the steps was refused; an empty text for one that was done
-  Words passed_over = {};  // of an undo: later acts that cannot be undone, and that no undo has named before
+  Words passed_over = {};  // for an undo: later acts that cannot be undone, unless an earlier undo has named them
 };
 /** Does world commands under one lock: nobody sees the board between them. With OnRefusal::UndoAll a refusal is thrown, and
  *  the board is as it was. An undo is refused if the act is undone already, or if an act has come that the sender does not

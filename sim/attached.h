@@ -27,8 +27,8 @@ void detach(const Attached &attached);
 /** Makes a mutex in shared memory. Its holder may die. */
 void make_shared_mutex(pthread_mutex_t &mutex, int type = PTHREAD_MUTEX_NORMAL);
 
-/** The board that ZELSIM_BOARD_DIR names at the first call of this process. Null without a board: errno is 0 if the variable
- *  is not set, and ENXIO, after one line on stderr, if the board is unusable. */
+/** The board that ZELSIM_BOARD_DIR names at the first call of this process. Null if there is none: errno is 0 if the
+ *  variable is not set. If the board is unusable, errno is ENXIO, and the first call prints a line on stderr. */
 const Attached *environment_board();
 
 /** For a caller that got the lock because its holder has died: makes the lock usable again. */

@@ -12,8 +12,9 @@
 
 namespace zelsim::tool {
 
-/** Writes into the board's log what the command that is being done has changed, if `perform` does one. Lives while the
- *  board is locked, so that no change of a program comes between the act and its entry. A command that fails is no act. */
+/** Logs the act of this thread: when this ends, it writes what has changed since it began into the board's log. It logs
+ *  nothing outside of `perform` and `perform_together`, and nothing if the command fails. It lives while the board is
+ *  locked, so that no change of a program comes between the act and its entry. */
 class LoggedAct {
  public:
   LoggedAct(Board &board, Intent intent);

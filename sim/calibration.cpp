@@ -28,7 +28,7 @@ double units_per_whole(Quantity quantity) {
   }
 }
 
-// The words in their order: the temperature's have a sign.
+// The word at a place among all words, ordered by their numbers. A word of the temperature has a sign.
 uint16_t word_at_place(Quantity quantity, unsigned place) {
   constexpr unsigned kLowestSigned = 0x8000;
   return static_cast<uint16_t>(quantity == kTemperature ? place + kLowestSigned : place);

@@ -35,10 +35,10 @@ class Calibration {
   // Values are slope times word plus offset; for the received power a polynomial of the fourth degree.
   std::array<double, kRxPower> slopes_ = {};
   std::array<double, kRxPower> offsets_ = {};
-  std::array<double, 5> receiver_ = {};  // coefficients, the fourth power's first
+  std::array<double, 5> receiver_ = {};  // coefficients, from the fourth power down to the constant
 };
 
-/** The number in a word: the temperature's have a sign. */
+/** The number in a word. A word of the temperature has a sign. */
 int number_in_word(Quantity quantity, uint16_t word);
 
 /** Converts the page's units to people's: degrees, volts, milliamperes, dBm. No power is -40 dBm, the least power that

@@ -81,7 +81,7 @@ bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t a
   return true;
 }
 
-// Of a flash write, `before` is the address behind the last byte, and `after` is the number of bytes.
+// In the entry of a flash write, `before` is the address behind the last byte, and `after` is the number of bytes.
 void log_flash_write(Board &board, uint32_t address, uint32_t bytes) {
   Watch &watch = board.watch;
   uint32_t sector = address / kSectorSize;

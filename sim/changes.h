@@ -16,7 +16,7 @@ struct ChangedValue {
   uint32_t after = 0;
 };
 
-/** Logs a change, unless it leaves what was there. */
+/** Logs a change, unless the value stays the same. */
 void log_change(Board &board, const ChangedValue &value);
 
 /** Sets a byte of the board's state, and logs it. */
@@ -28,7 +28,7 @@ bool change_register(Board &board, RegisterSpace space, uint8_t port, uint32_t a
 void log_flash_write(Board &board, uint32_t address, uint32_t bytes);
 void log_flash_erase(Board &board, uint32_t sector);
 
-/** Signs the changes of this process with the name of another one: this process is its tool. */
+/** Signs the changes of this process with the number and name of another process, whose tool this one is. */
 void sign_for(uint32_t process, const char *program);
 
 }  // namespace zelsim

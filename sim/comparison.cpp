@@ -93,7 +93,7 @@ constexpr PowerBit kPowerBits[] = {
     {kSecondSupplyDc, "supply 2 DC", "supply 2 AC"},
 };
 
-// The bits of a power status that differ from another status, in words. Bits without words are in the number.
+// A power status as a number, and in words the bits that differ from another status.
 std::string power_text(unsigned status, unsigned other) {
   std::string text = format("0x%02x", status);
   for (const PowerBit &row : kPowerBits) {

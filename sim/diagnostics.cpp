@@ -144,7 +144,7 @@ bool is_dark(const Board &board, unsigned port, Quantity quantity) {
 
 namespace {
 
-// The flags of a kind whose conditions hold now, less those that a laser that is off, or missing light, explains.
+// The flags of a kind whose conditions hold now. Quantities that cannot be measured now have no flags here.
 uint8_t unexplained_flags(const Board &board, unsigned port, const FlagKind &kind, unsigned byte) {
   if (fitted_diagnostics(board, port) == nullptr || !offers(board.cages[port], kHasFlags)) return 0;
   unsigned flags = flags_now(board, port, kind.first_byte + byte);

@@ -14,7 +14,7 @@ enum Threshold : unsigned { kHighAlarm, kLowAlarm, kHighWarning, kLowWarning };
 constexpr unsigned kThresholds = 4;
 
 // Bytes of page A2h. The thresholds begin at byte 0.
-constexpr unsigned kReceiverConstants = 56;  // five floats, the fourth power's first
+constexpr unsigned kReceiverConstants = 56;  // five floats, from the fourth power down to the constant
 constexpr unsigned kSlopesAndOffsets = 76;   // a word each, of bias, transmitted power, temperature, voltage
 constexpr unsigned kDiagnosticsChecksum = 95;
 constexpr unsigned kFirstMeasured = 96;
@@ -55,7 +55,7 @@ constexpr unsigned place_of(Quantity quantity, Threshold threshold) {
   return 2 * (kThresholds * quantity + unsigned{threshold});
 }
 
-/** The two flags of a quantity: the first flag byte has those of four quantities, from bit 7 on. */
+/** The two flags of a quantity. A flag byte has the flags of four quantities, from bit 7 on. */
 constexpr unsigned kQuantitiesPerFlagByte = 4;
 constexpr unsigned flag_byte_of(Quantity quantity) { return quantity / kQuantitiesPerFlagByte; }
 constexpr unsigned low_flag_of(Quantity quantity) { return 1u << (6 - 2 * (quantity % kQuantitiesPerFlagByte)); }
@@ -64,12 +64,11 @@ constexpr unsigned high_flag_of(Quantity quantity) { return low_flag_of(quantity
 /** A byte of the page as a host would read it now. Looking at it clears no flag. */
 uint8_t diagnostics_byte(const Board &board, unsigned port, unsigned at);
 
-/** The alarm flags of a byte whose conditions hold now. A flag that is latched may stand longer. An alarm that follows from
- *  a laser that is off, or from missing light, is not among them.
+/** The alarm flags of a byte whose conditions hold now. A flag that is latched may stand longer. Without the alarms of
+ *  quantities that cannot be measured now (is_dark): the laser that is off, or the missing light, explains them.
  *  @param byte  0 or 1 */
 uint8_t unexplained_alarms(const Board &board, unsigned port, unsigned byte);
-/** The warning flags whose conditions hold now, as `unexplained_alarms` has the alarms. A value that raises an alarm, too,
- *  is not among them. */
+/** The same for the warning flags. Without the warnings of values that raise an alarm, too. */
 uint8_t unexplained_warnings(const Board &board, unsigned port, unsigned byte);
 
 /** True if a quantity cannot be measured now: bias and transmitted power while the laser is off, received power without

@@ -62,8 +62,8 @@ const Request kFlashRequests[] = {
     {0xdd, "SelectLowerSegment", Shape::None, kTakes, "", select_lower_segment},
 };
 
-/** Marks this process as a user of the flash. It has no lock between two pieces of its change, and nobody may replace the
- *  whole flash meanwhile. */
+/** Marks this process as a user of the flash for a scope: nobody may replace the whole flash meanwhile. The board's
+ *  lock does not prevent that, since the process releases it between two pieces of its change. */
 class FlashUse {
  public:
   explicit FlashUse(Board &board) {
@@ -117,7 +117,7 @@ void read_page(const Attached &attached, int fd, uint32_t page, uint8_t *stored)
   if (sys::pread(fd, stored, kPageSize, page) < 0) memcpy(stored, attached.inverted_flash + page, kPageSize);
 }
 
-// One program operation inside the page at `page`. Counts what was not erased before.
+// One program operation inside the page at `page`. Counts the bytes that were not erased before.
 bool program(const Attached &attached, int fd, uint32_t page, uint32_t start, const uint8_t *data, size_t size) {
   uint8_t stored[kPageSize];
   read_page(attached, fd, page, stored);

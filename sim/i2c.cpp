@@ -3,7 +3,8 @@
 #include "changes.h"
 #include "request.h"
 
-// The I2C driver: transfers to the chips on the bus, the busy flag, the daughter boards, and what it keeps for readers.
+// The I2C driver: transfers to the chips on the bus, the busy flag, the daughter boards, and the records of the clock
+// and the temperature that it holds.
 
 namespace zelsim {
 namespace {

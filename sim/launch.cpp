@@ -50,7 +50,7 @@ std::string trace_target(const std::string &file) {
   return fs::absolute(file);
 }
 
-// A recording answers: nothing is on a board, and the calls are those that `zelsim trace` shows.
+// A replay needs no board, and no trace: `zelsim trace` shows the calls of the recording.
 void refuse_beside_replay(const CommandLine &line) {
   if (!line.board.empty()) throw Usage("--board: not with --replay, which answers instead of a board");
   bool wants_trace = line.trace || line.trace_opens || line.trace_times;
@@ -144,8 +144,8 @@ void become(const Words &words) {
   std::exit(status);
 }
 
-// Waits until a process has ended. It is reaped later, when no signal is handed on to it any more: another process may get
-// its number.
+// Waits until a process has ended, and does not reap it: until it is reaped, no other process gets its number. So a
+// signal that is handed on reaches no other process.
 static void wait_for_end(pid_t program) {
   for (;;) {
     siginfo_t ended = {};

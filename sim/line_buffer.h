@@ -6,8 +6,8 @@
 
 #include "recorder.h"
 
-// Lines of a recording that are not in its file yet. zelsim makes the buffer; all processes of the program map it. A process
-// that is killed loses no line: zelsim writes what it has left.
+// Lines of a recording that are not in its file yet. zelsim makes the buffer; all processes of the program map it. If a
+// process is killed, no line is lost: zelsim writes the lines that are in the buffer.
 
 namespace zelsim {
 

@@ -15,7 +15,7 @@ namespace {
 struct QuantityText {
   const char *key;      // in documents
   const char *command;  // behind `set`
-  double steps;         // that are shown, in one unit
+  double steps;         // in one unit: a shown value is rounded to such a step
 };
 constexpr QuantityText kQuantityTexts[kQuantities] = {
     {"temperature", "module-temperature", 100},  // kTemperature
@@ -62,7 +62,7 @@ struct Scale {
 
 /** The constants by which a host computes the values of an externally calibrated module. */
 struct Constants {
-  float receiver[5];  // the fourth power's first
+  float receiver[5];  // from the fourth power down to the constant
   Scale bias;
   Scale tx_power;
   Scale temperature;
@@ -166,7 +166,7 @@ Json row_of(const Board &board, unsigned port) {
 
 std::string number_text(double number) { return format("%.6g", number); }
 
-// A number as people are told it.
+// A number, rounded as messages print it.
 double as_told(double number) { return std::strtod(number_text(number).c_str(), nullptr); }
 
 // A decimal number. Hexadecimal numbers and infinities are refused.
@@ -180,8 +180,8 @@ double number_of(const std::string &text) {
 
 // The word for a number in people's units.
 uint16_t word_for(const Calibration &calibration, Quantity quantity, double number, const std::string &text) {
-  // The ends are compared in people's units: -40 dBm stands for no power. They are also taken as they are told, which may be
-  // a little further out.
+  // The ends are compared in people's units, because -40 dBm stands for no power. A message prints them rounded, which
+  // may be a little further out: such a number is accepted, too.
   double value = from_people(quantity, number);
   auto [least, greatest] = calibration.range(quantity);
   double lowest = for_people(quantity, least);

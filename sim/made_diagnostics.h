@@ -23,7 +23,7 @@ DiagnosticsMemory diagnostics_for_cage(const MemoryPage &identification, const s
 uint16_t usual_word(const Cage &cage, const std::string &module, Quantity quantity);
 /** What the modules measure, in people's units: a row for each module that has diagnostics. */
 Json diagnostics_rows(const Board &board);
-/** What the modules measure while their lasers are on and light is there, as it is set. */
+/** What is set for the modules: what they measure while their lasers are on and light is there. */
 Json diagnostics_as_set(const Board &board);
 /** Page A2h as a host would read it now. */
 std::vector<uint8_t> diagnostics_bytes(const Board &board, unsigned port);

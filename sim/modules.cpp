@@ -117,8 +117,8 @@ std::vector<Module> make_catalogue() {
   return modules;
 }
 
-// True for page A2h in the place of page A0h: the checksum of A0h is wrong, that of A2h is right, and the thresholds are in
-// order.
+// True for page A2h in the place of page A0h: the checksum of page A0h is wrong, the checksum of page A2h is right, and
+// the thresholds are in order.
 bool is_diagnostics_page(const MemoryPage &page) {
   auto sum = [&](size_t end) { return static_cast<uint8_t>(std::accumulate(page.begin(), page.begin() + end, 0u)); };
   if (sum(kBaseChecksum) == page[kBaseChecksum]) return false;

@@ -25,8 +25,8 @@ void take_standard_stream(int fd);
 
 Node node_of_path(const char *path);
 
-/** Path of the file that stands for a node on this process's board, of kFileMax bytes. False for Node::None and when
- *  there is no board, with errno as environment_board() leaves it. */
+/** Writes into `path` the path of the file that stands for a node on this process's board. `path` has kFileMax bytes.
+ *  Returns false for Node::None, and if there is no board, with errno as environment_board() leaves it. */
 bool file_of(Node node, char *path);
 constexpr size_t kFileMax = kPathMax + sizeof kFlashFile;
 

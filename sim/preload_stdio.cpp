@@ -16,7 +16,7 @@ int descriptor(void *cookie) { return static_cast<int>(reinterpret_cast<intptr_t
 ssize_t read_stream(void *cookie, char *data, size_t size) { return read(descriptor(cookie), data, size); }
 int close_stream(void *cookie) { return close(descriptor(cookie)); }
 
-// A stream takes 0, not -1, for a failed write.
+// A stream expects 0, not -1, after a failed write.
 ssize_t write_stream(void *cookie, const char *data, size_t size) {
   ssize_t written = write(descriptor(cookie), data, size);
   return written < 0 ? 0 : written;

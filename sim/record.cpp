@@ -78,7 +78,8 @@ std::string remark_about(BegunCall &row, int64_t start_ns) {
                 static_cast<long long>(began_us % 1000000), row.process, row.thread, asked.c_str());
 }
 
-/** The buffer that the program's processes fill. They find it among zelsim's own descriptors, so that nothing is left of it. */
+/** The buffer that the program's processes fill. They find it among zelsim's own descriptors, so it ends with zelsim.
+ *  */
 class SharedLines {
  public:
   SharedLines() : file_(memfd_create("zelsim-record", MFD_CLOEXEC)) {
@@ -94,8 +95,8 @@ class SharedLines {
     return buffer_ != nullptr ? format("/proc/%d/fd/%d", getpid(), file_.get()) : std::string();
   }
 
-  /** Ends the recording: what processes do from now on is not written. Returns the lines that are left, or nothing if the
-   *  file has taken no more before. */
+  /** Ends the recording: what processes do from now on is not written. Returns the lines that are left; nothing if an
+   *  earlier write to the file has failed. */
   std::optional<std::string> finish(int64_t start_ns) {
     LineBufferGuard guard(buffer_);
     if (!guard.holds()) return "";

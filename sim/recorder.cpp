@@ -21,7 +21,8 @@
 namespace zelsim {
 namespace {
 
-// Positions of the flash descriptors: to ask the driver for one would be a call that the program did not make.
+// Positions of the flash descriptors. The recorder keeps them itself: a question to the driver would be a call that the
+// program did not make.
 std::atomic<int64_t> g_positions[kMaxDescriptor];
 
 int64_t position_of(int fd) { return in_table(fd) ? g_positions[fd].load(std::memory_order_relaxed) : 0; }
@@ -54,7 +55,7 @@ int open_any(const char *path, int flags, Function function) {
   return fd;
 }
 
-// Size of a request's record. The code of an unknown request has its size.
+// Size of a request's record. The ioctl code of an unknown request says how large its record is.
 size_t size_of_record(Node node, uint32_t number) {
   const Request *request = request_of(node, static_cast<uint8_t>(number));
   bool known = is_request_code(number) && request != nullptr;

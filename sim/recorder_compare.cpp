@@ -8,6 +8,7 @@
 namespace zelsim {
 namespace {
 
+// Compares a part of two records. If a record is too short for the part, the records must be the same as a whole.
 bool is_same_part(CallBytes one, CallBytes other, size_t from, size_t size) {
   bool reaches = one.size >= from + size && other.size >= from + size;
   if (!reaches) return is_same_bytes(one, other);

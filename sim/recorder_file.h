@@ -7,7 +7,7 @@ namespace zelsim {
 /** Adds a line to the recording. It may stay in the shared memory for a while before it goes into the file. */
 void append_line(const char *text, size_t size);
 
-/** A call that has begun, as long as this lives. If its process is killed meanwhile, the recording tells. */
+/** A call that has begun, as long as this lives. If its process is killed meanwhile, the recording says so. */
 class Begun {
  public:
   explicit Begun(const NodeCall &call);

@@ -15,7 +15,8 @@
 namespace zelsim {
 namespace {
 
-/** The text of one line. A long line gets pages of its own: the program may be within its heap at this moment. */
+/** The text of one line. A long line gets pages of its own and no memory of the heap: the program may be inside of
+ *  malloc at this moment. */
 class RecordLine {
  public:
   explicit RecordLine(size_t needed) {

@@ -135,21 +135,21 @@ bool begin_alike(const TapeStream &one, const TapeStream &other, uint32_t calls)
   return true;
 }
 
-// Two threads change streams. Each goes on in the other stream where it was in its own.
-void change_streams(TapeStream &one, TapeStream &other) {
+// Two threads exchange their streams. Each keeps its position.
+void exchange_streams(TapeStream &one, TapeStream &other) {
   std::swap(one.owner, other.owner);
   std::swap(one.position, other.position);
 }
 
-// Threads that begin alike may have taken each other's stream. They change streams if another stream has the same calls so
-// far, and goes on with this call.
+// Threads that begin alike may have taken each other's stream. They exchange their streams if the other one has the
+// same calls so far, and goes on with this call.
 TapeStream *other_stream(TapeStream &own, const NodeCall &asked) {
   uint32_t position = next_call(own);
   for (uint32_t i = 0; i < tape().head().streams; ++i) {
     TapeStream &other = tape().stream(i);
     if (&other == &own || other.position > position) continue;
     if (!begin_alike(own, other, position) || !answers(other, position, asked)) continue;
-    change_streams(own, other);
+    exchange_streams(own, other);
     return &other;
   }
   return nullptr;

@@ -95,9 +95,9 @@ class Stream {
 
   bool is_open() const { return is_open_; }
   CallBytes printed() const { return printed_.bytes(); }
-  /** In the tool. */
+  /** For the tool: what it prints goes into the pipe. */
   void take_place() const { dup2(ends_[1], to_); }
-  /** In this process: the tool alone writes. */
+  /** For this process: only the tool writes into the pipe. */
   void begin_reading() { close_end(ends_[1]); }
   /** What poll() waits for; nothing after the end. */
   pollfd waited() const { return {is_open_ ? ends_[0] : -1, POLLIN, 0}; }

@@ -31,7 +31,7 @@ const std::vector<uint8_t> *file_of(const ArchivedFiles &files, const Json &name
 /** What the report does not hold, or the twin cannot have. */
 class Notes {
  public:
-  /** Adds a row. Of several reasons for the same thing the first one stays. */
+  /** Adds a row. If the thing has a row already, its first reason stays. */
   void add(const std::string &what, const std::string &why) {
     for (const Json &row : rows_) {
       if (row["what"] == what) return;

@@ -13,7 +13,7 @@ namespace zelsim {
 enum class Shape : uint8_t { None, Byte, Pair, Register, Transfer, Rtc, Temperature, Identification };
 
 constexpr size_t kTransferSize = 140;
-/** Byte offsets in the transfer record. */
+/** Byte offsets in the transfer record. The data stand before them, from byte 0 on. */
 enum TransferField : size_t { kLen = 128, kAddress = 129, kOffset = 132, kOffsetLen = 136 };
 constexpr uint8_t kMaxTransfer = 128;
 
@@ -116,7 +116,7 @@ inline bool is_mapped(const void *data) {
   return reinterpret_cast<uintptr_t>(data) >= kFirstMapped;
 }
 
-/** Answers request number `number` on an open descriptor; -1 with errno as the kernel would. */
+/** Answers a request on an open descriptor, by its number. Returns what ioctl would return, -1 with errno. */
 int answer_request(const Attached &attached, Node node, int fd, uint8_t number, void *record);
 
 }  // namespace zelsim

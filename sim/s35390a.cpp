@@ -90,7 +90,7 @@ void write_status(Board &board, uint8_t value) {
   }
 }
 
-// Moves the fields of the time from `first` on. A longer read repeats them; of a longer write the rest is ignored.
+// Moves the fields of the time from `first` on. A longer read repeats them; the rest of a longer write is ignored.
 void transfer_time(Board &board, Transfer &transfer, TimeField first) {
   size_t count = kTimeFields - first;
   uint8_t fields[kTimeFields];
@@ -126,7 +126,7 @@ void transfer_register(Board &board, Transfer &transfer, unsigned command) {
 
 }  // namespace
 
-// The mark of the afternoon is set in both modes.
+// The chip sets the mark of the afternoon in both modes. In 24-hour mode the hour has the 12 hours already.
 int64_t clock_reading(const uint8_t *fields) {
   tm time = decoded_time(fields, 23);
   bool afternoon = (fields[Hour] & kPm) != 0 && time.tm_hour < 12;
@@ -166,7 +166,7 @@ int clock_chip(Board &board, Transfer &transfer) {
   } else {
     transfer_register(board, transfer, command);
   }
-  // The seconds alone would differ, too, when one ends during the write.
+  // The seconds do not show it: they also differ if a second ends during the write.
   bool sets_time = transfer.write && board.i2c.clock.shift_us != shift_before;
   if (sets_time) log_time(board, before);
   return 0;

@@ -89,7 +89,8 @@ Json cages_of(const Board &board) {
   return rows;
 }
 
-// What the other ends of the cables offer, of RJ45 ports and copper modules. The PHYs of RJ45 ports are those of the switch.
+// The links of RJ45 ports and copper modules: what the other end of the cable offers. The PHY of an RJ45 port belongs
+// to the switch.
 Json links_of(const Board &board) {
   Json rows = Json::array();
   for (unsigned port = 0; port < kPorts; ++port) {

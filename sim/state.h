@@ -222,13 +222,13 @@ struct Change {
 };
 constexpr unsigned kLoggedChanges = 512;
 
-/** What somebody did to the board from outside, and the commands that undo it, separated by semicolons. An act of several
- *  commands is its title, which may be empty, a line feed, and the commands, separated alike. A text that is longer than its
- *  room goes on in the next entry, which has no `who`. */
+/** What somebody did to the board from outside, and the commands that undo it, separated by semicolons. `command` is
+ *  one command; or a title, which may be empty, a line feed, and several commands, separated by semicolons. A text that
+ *  is longer than its room goes on in the next entry, which has no `who`. */
 struct Act {
   int64_t at_us;    // since 1970
   uint32_t change;  // number of its change of the board
-  uint32_t undoes;  // number among the acts of the one that this one undoes; 0: none
+  uint32_t undoes;  // number of the act that this one undoes; 0: none
   char who[24];
   char command[200];
   char undo[784];  // empty: nothing has changed; kNoWayBack: no commands lead back

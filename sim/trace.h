@@ -27,7 +27,7 @@ void trace_request(const RequestEvent &event);
 /** The line of a request without its result. Returns its length. */
 size_t request_line(const RequestEvent &event, char *text, size_t size);
 
-/** The time for a call's duration, in microseconds; 0 while nobody watches the board. */
+/** The time at which a call begins, in microseconds, for its duration; 0 while nobody watches the board. */
 int64_t trace_clock();
 /** The clock of the records: microseconds since 1970. */
 int64_t host_time_us();
@@ -51,7 +51,7 @@ struct TracedAccess {
 };
 /** An access that begins now. */
 inline TracedAccess begin_access() { return {.began_us = trace_clock()}; }
-/** The same for an access to the flash. */
+/** Writes the line of an access to the flash. */
 __attribute__((format(printf, 3, 4))) void trace(const TracedAccess &access, long result, const char *format, ...);
 
 }  // namespace zelsim

@@ -82,6 +82,7 @@ class Twin {
     Gpio &gpio = board_.gpio;
     for (const Json &row : at({"leds"})) {
       const Indicator *indicator = indicator_of_led(text_of(member(row, {"led"})));
+      // A row without a name finds the relay, which is no LED and has no name either.
       bool is_led = indicator != nullptr && indicator->led[0] != '\0';
       if (is_led) put(indicator->state(gpio), member(row, {"value"}));
     }

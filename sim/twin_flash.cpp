@@ -37,7 +37,7 @@ void write_flash(const std::string &folder, uint32_t start, std::span<const uint
   }
 }
 
-/** Fills regions with what the report has of them without --flash. */
+/** Fills regions from a report that was made without --flash: it has only parts of them. */
 class RegionsOfReport {
  public:
   RegionsOfReport(const Json &report, const std::string &folder) : report_(report), folder_(folder) {}

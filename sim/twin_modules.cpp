@@ -110,8 +110,8 @@ void set_phy(unsigned port, const std::vector<PhyValue> &wanted, Board &board, N
   cage.negotiating_since_us = now_us(board) - int64_t{board.settle_ms} * 1000;  // it has settled
 }
 
-// Of a module that was dark, the report has only what it measures without light or laser. What it measures with them is
-// not known: it gets usual values.
+// If a module was dark, the report has only what it measures without light or laser. What it measures with them is not
+// known: the module gets usual values.
 void light_module(unsigned port, Board &board, Notes &notes) {
   struct Part {
     Quantity quantity;

@@ -86,7 +86,8 @@ void restore_cage(Commands &commands, unsigned port, const Cage &before, const C
   if (before.phy != PhyKind::None && other_link) restore_link(commands, port, before);
 }
 
-// The cable of an RJ45 port; one that a command fits anew has the cable that every port starts with.
+// Restores the cable of an RJ45 port. If an earlier command fits the board anew, the port has the cable that every port
+// starts with.
 void restore_jack(Commands &commands, unsigned port, const Cage &before, const Cage &after, bool fitted_anew) {
   Cage fresh = {};
   unplug(fresh);
@@ -136,7 +137,7 @@ void restore_i2c(Commands &commands, const I2c &before, const I2c &after) {
     commands.add("set io " + std::to_string(io[0]) + ' ' + std::to_string(io[1]));
 }
 
-// Only the host's time can be given back at any later moment.
+// A command for any other time would be wrong at a later moment: only the host's time can be restored.
 void restore_clock(Commands &commands, const Clock &before, const Clock &after) {
   constexpr int64_t kSecondUs = 1000000;
   bool was_set = std::abs(before.shift_us - after.shift_us) > 2 * kSecondUs;
@@ -179,7 +180,8 @@ void restore_faults(Commands &commands, const Board &before, const Board &after)
 
 }  // namespace
 
-// Of page A2h, programs write only what stands behind the checksum of the thresholds and constants.
+// Programs write page A2h only behind the checksum of its thresholds and constants. So the bytes before identify the
+// module.
 bool is_same_module(const Cage &before, const Cage &after) {
   const DiagnosticsMemory &had = before.diagnostics;
   const DiagnosticsMemory &has = after.diagnostics;

@@ -9,6 +9,7 @@
 namespace zelsim::tool {
 namespace {
 
+// Sets a field of the board to the number of the argument; with several arguments also the fields behind it.
 template <size_t Offset, typename Field = uint8_t>
 void set_state(const CommandLine &line) {
   OpenBoard board = open_board(line.board);
@@ -28,8 +29,8 @@ void set_line(const CommandLine &line) {
   board->cages[port].*Level = level;
 }
 
-// Of a choice the value is the index of its word: supply 1 is 0; none, ac, dc, failed are 0 to 3. A supply that fails keeps
-// its type.
+// The value of a choice is the index of its word: supply 1 is 0; none, ac, dc, failed are 0 to 3. A supply that fails
+// keeps its type.
 void set_supply(const CommandLine &line) {
   constexpr uint32_t kNone = 0;
   constexpr uint32_t kFailed = 3;

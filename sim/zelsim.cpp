@@ -126,7 +126,7 @@ std::vector<CommandRow> all_commands() {
   return rows;
 }
 
-// True if a row is the command that these words name: a command, or a group and its command. The last one may be an alias.
+// True if these words name the row: a command, or a group and a command in it. The last word may be an alias.
 bool is_command(const CommandRow &row, const std::string &first, const std::string &second) {
   Words path = split(row.name, ' ');
   const std::string &last = path.back();
@@ -162,7 +162,7 @@ bool is_undivided(const std::string &command) {
   return std::ranges::find(kUndivided, command) != std::end(kUndivided);
 }
 
-// What a signal says that ends a command. The program of `run` is on its own.
+// Sets the line that a signal prints when it ends the command. A command that takes the process gets none.
 void say_what_a_signal_ends(const std::string &command) {
   if (takes_the_process(command)) return;
   say_when_ended(is_undivided(command) ? "interrupted: nothing was changed" : "interrupted");
