@@ -87,10 +87,16 @@ std::vector<LoggedEntry> entries_of(const Watch &watch) {
 
 std::string told_name(const LoggedEntry &entry) {
   size_t title_end = entry.command.find('\n');
-  if (title_end == std::string::npos) return "zelsim " + entry.command;
-  if (title_end > 0) return entry.command.substr(0, title_end);
-  std::string name = "zelsim " + entry.command.substr(1);
-  for (size_t at = name.find(';'); at != std::string::npos; at = name.find(';', at + 1)) name.replace(at, 1, "; ");
+  bool is_one_command = title_end == std::string::npos;
+  if (is_one_command) return "zelsim " + entry.command;
+  bool has_title = title_end > 0;
+  if (has_title) return entry.command.substr(0, title_end);
+  const std::string commands = entry.command.substr(1);
+  std::string name = "zelsim ";
+  for (char c : commands) {
+    name += c;
+    if (c == ';') name += ' ';
+  }
   return name;
 }
 

@@ -86,7 +86,7 @@ void log_flash_write(Board &board, uint32_t address, uint32_t bytes) {
   Watch &watch = board.watch;
   uint32_t sector = address / kSectorSize;
   uint32_t end = address + bytes;
-  Change &last = watch.log[(watch.logged - 1) % kLoggedChanges];
+  Change &last = watch.log[(watch.logged - 1) % kLoggedChanges];  // before the first change: a free place of kind None
   bool goes_on = last.kind == ChangeKind::FlashWrite && last.address == sector && last.process == signer();
   if (goes_on) {
     last.before = end;

@@ -36,9 +36,10 @@ bool parse(char *line, Process &process) {
 }
 
 bool find_process(pid_t number, Process &process) {
-  char line[256] = {};
-  snprintf(line, sizeof line, "/proc/%d/stat", number);
-  sys::File file(sys::open(line, O_RDONLY | O_CLOEXEC));
+  char path[32];
+  snprintf(path, sizeof path, "/proc/%d/stat", number);
+  sys::File file(sys::open(path, O_RDONLY | O_CLOEXEC));
+  char line[256];
   ssize_t size = sys::read(file.get(), line, sizeof line - 1);
   if (size <= 0) return false;
   line[size] = '\0';
@@ -60,7 +61,10 @@ void sign_for_caller() {
   Process caller = {};
   if (!find_process(getppid(), caller)) return;
   bool is_shell_of_system = is_named(caller, "sh");
-  if (is_shell_of_system && !find_process(caller.parent, caller)) return;
+  if (is_shell_of_system) {
+    pid_t program = caller.parent;
+    if (!find_process(program, caller)) return;
+  }
   if (!is_person(caller)) sign_for(static_cast<uint32_t>(caller.number), caller.name);
 }
 

@@ -23,8 +23,9 @@ constexpr unsigned kLinesPerCage = 4;
 constexpr unsigned kCagesPerPort = kLinesPerPort / kLinesPerCage;
 constexpr Signal kDaughterNibble[kLinesPerCage] = {Signal::Presence, Signal::TxFault, Signal::TxDisable, Signal::None};
 
-// On the main board two narrow expanders serve two cages each, a nibble of lines; a third one has presence and loss of
-// signal of all four cages, a pair of lines each.
+// The narrow expander of a daughter board has the loss of signal of its eight cages, a line each. On the main board two
+// narrow expanders serve two cages each, a nibble of lines; a third one has presence and loss of signal of all four
+// cages, a pair of lines each.
 constexpr unsigned kCagesPerNarrow = 2;
 constexpr unsigned kMainSignals = kNarrowExpanders - 1;
 constexpr Signal kMainNibble[kLinesPerCage] = {Signal::TxFault, Signal::TxDisable, Signal::None, Signal::None};

@@ -19,7 +19,8 @@ int get_power_status(Board &board, const Request &, uint8_t *record) {
 }
 
 int hardware_reset(Board &board, const Request &, uint8_t *) {
-  uint32_t before = board.gpio.hardware_resets++;
+  uint32_t before = board.gpio.hardware_resets;
+  ++board.gpio.hardware_resets;
   reset_hardware(board);
   log_change(board, {.kind = ChangeKind::HardwareReset, .before = before, .after = board.gpio.hardware_resets});
   return 0;

@@ -33,7 +33,7 @@ int answer_transfer(Board &board, const Request &request, uint8_t *record) {
   transfer.address = record[kAddress];
   transfer.offset_len = record[kOffsetLen];
   transfer.len = record[kLen];
-  transfer.data = record;
+  transfer.data = record;  // the data come first
   memcpy(&transfer.offset, record + kOffset, sizeof transfer.offset);
   bool odd = transfer.address % 2 != 0;  // the read/write bit is the driver's own
   if (transfer.len > kMaxTransfer || transfer.offset_len > kMaxOffsetLen || odd) return kFail;

@@ -72,14 +72,15 @@ void write_title(PlainFile &file, const Words &words) {
 std::string remark_about(BegunCall &row, int64_t start_ns) {
   char text[kCallText];
   row.call.given.data = row.given;
-  std::string asked(text, asked_text(row.call, text, sizeof text));
+  size_t length = asked_text(row.call, text, sizeof text);
+  std::string asked(text, length);
   int64_t began_us = (row.call.began_ns - start_ns) / 1000;
   return format("# no answer: %lld.%06lld %u/%u %s\n", static_cast<long long>(began_us / 1000000),
                 static_cast<long long>(began_us % 1000000), row.process, row.thread, asked.c_str());
 }
 
-/** The buffer that the program's processes fill. They find it among zelsim's own descriptors, so it ends with zelsim.
- *  */
+/** The buffer that the program's processes fill. They find it among zelsim's own descriptors, so it ends with
+ *  zelsim. */
 class SharedLines {
  public:
   SharedLines() : file_(memfd_create("zelsim-record", MFD_CLOEXEC)) {

@@ -112,8 +112,9 @@ Fault take_fault(Board &board, const FaultCall &call) {
 const FaultRule *add_rule(Board &board, const FaultRule &rule) {
   for (FaultRule &row : board.rules) {
     if (row.effect != Effect::None) continue;
+    ++board.last_rule;
     row = rule;
-    row.number = ++board.last_rule;
+    row.number = board.last_rule;
     count_rules(board);
     return &row;
   }
