@@ -21,7 +21,7 @@ static void require_size(const std::string &path, uint64_t size, uint32_t wanted
   if (size != wanted) refuse_argument("FILE", format("%s does not have 0x%X bytes", path.c_str(), wanted));
 }
 
-/** Every byte is read twice. */
+/** Every byte is read twice: another sum shows that the flash has changed meanwhile. */
 static void dump_flash(const DumpOptions &options) {
   options.require_part();
   OutputFile file(options.path);

@@ -47,7 +47,7 @@ class Round {
 
 /** A kind of thing that is watched. */
 struct Watched {
-  const char *subject;  // of an event. In "port %s light" %s is the port, and "port" is the metric's label
+  const char *subject;  // an event's subject. In "port %s light" %s is the port, and "port" is the metric's label
   /** Words for the values 0, 1, 2 ... For a thing that comes and goes the first word is its usual state. "" = the value
    *  is a number without words. */
   const char *states;
@@ -60,7 +60,7 @@ struct Watched {
   /** @return nothing if there is nothing to read: no module, no sensor. Throws a Failure if there is no answer. */
   std::optional<double> (*read)(Round &round, uint32_t which);
   bool makes_events = true;    // false: another row has the events of the same thing
-  bool has_threshold = false;  // the value has one, which the user gives: below it is the first state, else the second
+  bool has_threshold = false;  // the user gives a threshold: below it the thing has the first state, else the second
   /** What people call it: its number, unless the table says otherwise. */
   std::string (*name)(uint32_t which) = [](uint32_t which) { return std::to_string(which); };
 };
@@ -82,7 +82,7 @@ struct Reading {
   std::optional<double> value;
   std::string silence;  // why there is no value
   std::string detail;   // more for people to read
-  /** The present state if the state before was `before`: a value that has crossed a threshold is back only behind a margin.
+  /** The present state, given the state before: a value that has crossed a threshold is back only behind a margin.
    *  Null: the state is the word of the value. */
   std::function<std::string(const std::string &before)> settled;
 

@@ -33,7 +33,7 @@ void ImageFigures::count_erased() {
   }
 }
 
-/** The row of a region; the number of rows if it is not among them. */
+/** The row of a region; the number of rows if the region has none. */
 static size_t row_of(const Json &regions, const char *code) {
   size_t row = 0;
   while (row < regions.size() && regions[row]["code"] != code) ++row;

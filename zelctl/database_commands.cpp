@@ -65,7 +65,7 @@ static_assert(std::size(kDatabases) == 3 &&
 
 std::string database_name(uint32_t row) { return all_copies().at(row).name(); }
 
-/** Its entry in the partition table. */
+/** The entry of a copy in the partition table. */
 struct Entry {
   uint32_t length;
   uint32_t checksum;

@@ -40,6 +40,7 @@ static Json read_environment(const char *if_interrupted) {
 Json environment() { return read_environment(kUnchanged); }
 
 uint32_t ask_environment(const std::function<uint32_t()> &question) {
+  // The library moves this pointer when it parses the region. If it stays null, the region was not read.
   env_ptr = nullptr;
   const uint32_t answer = question();
   if (env_ptr == nullptr) require(FW_FAIL, "boot environment");

@@ -44,8 +44,8 @@ static Outcome copy_through_pipe(const std::string &path, uint64_t size,
   Outcome outcome{};
   std::thread feeder([&] { outcome.taken = feed(file, ends[kWriteEnd], progress); });
   outcome.status = copy(ends[kReadEnd]);
-  // A copy that refused has not closed it, and the feeder would wait. Any other copy has closed it: then this fails, since
-  // nobody has opened a file meanwhile.
+  // If the copy refused, the end is still open, and the feeder would wait for a reader. Any other copy has closed it:
+  // then this call fails and does no harm, since nobody has opened a file meanwhile.
   close(ends[kReadEnd]);
   feeder.join();
   return outcome;

@@ -27,7 +27,7 @@ static void place_argument(App *app, Place &place) {
            "NUMBER|" + region_codes());
 }
 
-/** The first `length` bytes of a place. If they do not fit it refuses the argument that the length comes from. */
+/** The first `length` bytes of a place. Refuses the argument that the length comes from if the place is shorter. */
 static Extent first_bytes(const Place &place, uint64_t length, const char *argument) {
   Extent extent = place.extent();
   if (length > extent.length) refuse_argument(argument, "ends behind the end of " + extent.name);

@@ -39,7 +39,7 @@ uint32_t sector_size() { return flash_def[FW_FLASH_SECTOR_SIZE]; }
 
 uint32_t chip_size() { return flash_def[FW_FLASH_SECTOR_SIZE] * flash_def[FW_FLASH_SECTORS]; }
 
-/** Throws for the answer that means: the chip has no map, or the driver does not answer. */
+/** Throws if the answer is FW_REFUSED: then the driver does not answer, or the chip has no map. */
 static uint32_t require_mapped(uint32_t answer) {
   if (answer != FW_REFUSED) return answer;
   require_flash_driver();

@@ -32,12 +32,14 @@ static std::string model_name() {
   return model;
 }
 
-/** Throws if what the library composes the model name from cannot be read: boards and power mode. It does not say so. */
+/** The library composes the model name from the boards and the power mode, and does not say if it cannot read them.
+ *  Throws if they cannot be read. */
 static void require_parts_of_model_name() {
   copper_boards();
   power();
 }
 
+/** Asks twice, since boards and power mode may change, or fail, between the questions. */
 static Json settled_model_name() {
   require_parts_of_model_name();
   const std::string model = model_name();

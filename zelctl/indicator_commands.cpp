@@ -64,8 +64,8 @@ struct LedOptions {
   bool mirror = false;
 };
 
-/** The library takes an LED that it cannot read for one that is off, and then sends nothing to set it to off. So the
- *  LED is read here. */
+/** To the library, an LED that it cannot read is off: to set it to off, it then sends nothing and returns success. So
+ *  the LED is read here. */
 static void set_led(const LedOptions &options) {
   const Led &row = kLeds[options.led];
   const std::string what = std::string("LED ") + row.name;

@@ -66,7 +66,8 @@ static std::string subsystems_read(const std::vector<Reading> &readings, const s
     if (!reading.value) whole[reading.source.name] = false;
   }
   for (const Optics &module : modules) {
-    const auto subsystem = whole.find(module.source.name);  // none if only the module is silent: sfp_success tells it
+    // If only the module is silent, it is no subsystem of this table: sfp_success shows it.
+    const auto subsystem = whole.find(module.source.name);
     if (!module.silence.empty() && subsystem != whole.end()) subsystem->second = false;
   }
   std::vector<std::string> samples;

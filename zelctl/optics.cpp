@@ -90,7 +90,7 @@ std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readin
       const Presence presence = presence_of(optics.port);
       if (presence == Presence::Gone) continue;
       optics.silence = silent.what();
-      // If the bus tells that the module is there, the bus works: only the module is silent.
+      // If the module's presence can be read, the bus works: only the module is silent.
       const bool only_module = silent.driver == I2c && presence == Presence::In;
       if (!only_module) {
         optics.source = reading.source;

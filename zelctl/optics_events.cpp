@@ -10,7 +10,8 @@ struct WatchedQuantity {
   const char *key;
   Watched watched;
 };
-/** The states of an event are standings. These things have no metric and no reader of their own: `read_optics` reads. */
+/** The states of such an event are standings. `metric` and `read` stay empty: `read_optics` reads all quantities at
+ *  once, and `optics_metrics` has their metrics. */
 constexpr WatchedQuantity quantity(const char *key, const char *subject) {
   Watched watched{};
   watched.subject = subject;

@@ -24,7 +24,7 @@ constexpr Signal kModuleSignals[] = {
     {"tx_disable", FW_GetPortSfpTxDisable}, {"tx_fault", FW_GetPortSfpTxFault}, {"loss_of_signal", FW_GetPortSfpLos}};
 
 /** The level of a signal's line. Null if it cannot be read: the failure is postponed.
- *  @param status  in: of the port's signals so far; nothing is read after a failure. out: of this read */
+ *  @param status  in/out: the port's status. If it is a failure already, nothing is read. A read stores its result */
 static Json read_signal(const Signal &signal, uint32_t port, uint32_t &status) {
   if (status != FW_OK) return {};
   uint8_t line = 1;

@@ -30,7 +30,7 @@ void require_cage(uint32_t port);
 /** Throws unless the status of a call on a port is 0. The port must have a cage. */
 void require_port(uint32_t status, uint32_t port, const char *what);
 
-enum class ReadSignals { All, OfModulesOnly };  // OfModulesOnly: only presence is read of an empty cage
+enum class ReadSignals { All, OfModulesOnly };  // OfModulesOnly: an empty cage is only asked for presence
 Json ports(ReadSignals wanted);
 /** A signal that cannot be read is null, and its failure is postponed. */
 Json port_record(uint32_t port, Fitted fitted, ReadSignals wanted);

@@ -17,7 +17,7 @@ using Patterns = std::vector<std::string>;
 struct Redaction {
   std::vector<uint8_t> region;
   std::vector<std::string> names;  // of the blanked variables
-  bool remains = false;            // bytes behind the list were blanked: an older, longer list may have left them
+  bool remains = false;            // bytes behind the list were blanked: they may be the rest of an older, longer list
 };
 /** Blanks the secrets in the boot environment's region. A region with a valid CRC-32 gets a new valid one, any other
  *  region an invalid one. The old CRC-32 does not stay: the blanked values could be guessed from it. */

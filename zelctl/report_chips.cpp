@@ -81,8 +81,8 @@ static Json clock_chip() {
                 "host_time", time_stamp(true));
 }
 
-/** What the driver holds since somebody's last poll. The time is null if nobody has polled. In 12-hour mode its hour is
- *  0 to 11, and "pm" tells the half of the day. */
+/** The time that the driver holds since the last poll, by any program; null if nobody has polled. In 12-hour mode its
+ *  hour is 0 to 11, and "pm" tells the half of the day. */
 static Json held_clock() {
   rtc_record held{};
   require(FW_GetRtc(&held), "real-time clock");

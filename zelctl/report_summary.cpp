@@ -34,7 +34,7 @@ static void add_standings(std::string &state, const Json &measured) {
     std::string worst;
     if (is_latched(warning)) worst = warning;
     if (is_latched(alarm)) worst = alarm;
-    // The state that is named already tells of it.
+    // The state that was added names it already.
     const bool is_told = standing == alarm || standing == worst;
     if (!worst.empty() && !is_told) add_item(state, quantity + " " + worst + " latched");
   }

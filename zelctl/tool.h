@@ -47,7 +47,7 @@ const Action &chosen_action();
 /** A command that `group` or `command` has added. */
 App *command_named(App &parent, const char *name);
 
-/** Checks an argument. It may replace the text, as a name by its number: the value is read from the new text.
+/** Checks an argument. It may replace the text, for instance a name by its number: the value is read from the new text.
  *  @return what is wrong with the argument, or nothing */
 using ArgumentCheck = std::function<std::string(std::string &text)>;
 /** Accepts a whole number from `low` to `high`, decimal or with 0x. A number with leading zeros is decimal, too. */
@@ -132,9 +132,9 @@ void require_flash_driver();
 /** Throws a Failure if a device node cannot be opened. For calls whose result does not show that the board is missing.
  *  @param before  begins the line: what was tried */
 void require_board(const std::string &before = "");
-/** To call after a call that runs debugCmd: throws a Failure if debugCmd has failed, hung, or was interrupted. The library
- *  does not tell.
- *  @param left  what the board may be like then; "" = debugCmd changes nothing */
+/** Throws a Failure if debugCmd has failed, hung, or was interrupted. To be called after each call of the library that
+ *  runs debugCmd: the library's result does not show it.
+ *  @param left  what state the board may be in then; "" = debugCmd changes nothing */
 void require_debug_command(const std::string &what, const std::string &left = "");
 /** For a caller that cannot report a failure of debugCmd: forgets it, so that the next call runs debugCmd again. */
 void forget_debug_command();
