@@ -87,6 +87,7 @@ std::string parse_module_dump(const std::string &dump) {
     bool begins_again = offset_line && offset_line->offset == 0 && page.size() == kOnePage;
     if (begins_again) table = kOnePage;
     size_t offset = offset_line ? table + offset_line->offset : page.size();
+    // A line "*" has no bytes. The offset in the next line says how far the line before it repeats.
     if (repeats) repeat_last_line(page, std::min(offset, kTwoPages));
     repeats = line.starts_with("*");
     bool begins_with_a2 = page.empty() && offset == kOnePage;

@@ -69,6 +69,24 @@ void optics_option(App *app, Flags flags) {
   add_flag(app, "--no-optics", diagnostics_left_alone, what.c_str());
 }
 
+static bool laser_is_off(const Optics &optics, const std::vector<Reading> &readings) {
+  const bool by_cage = port_has(readings, optics.which, "transmitter") || port_has(readings, optics.which, "fault");
+  return by_cage || optics.diagnostics.soft_tx_disable.value_or(false);
+}
+
+/** Notes who did not answer: the module alone, or the driver. @return false if the module was pulled meanwhile */
+static bool note_silence(const SilentDriver &silent, const Reading &reading, Round &round, Optics &optics) {
+  const Presence presence = presence_of(optics.port);
+  if (presence == Presence::Gone) return false;
+  optics.silence = silent.what();
+  // If the module's presence can be read, the bus works: only the module is silent.
+  const bool only_module = silent.driver == I2c && presence == Presence::In;
+  if (only_module) return true;
+  optics.source = reading.source;
+  round.up[silent.driver] = false;
+  return true;
+}
+
 bool is_module_reading(const Reading &reading) { return reading.subject == "port " + reading.which + " module"; }
 
 std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readings, Flags flags) {
@@ -81,23 +99,14 @@ std::vector<Optics> read_optics(Round &round, const std::vector<Reading> &readin
     optics.port = static_cast<uint32_t>(std::stoul(reading.which));
     optics.which = reading.which;
     optics.source = {"port " + reading.which + " diagnostics", "port", reading.which};
+    bool is_there = true;
     try {
       ask_driver(I2c, [&] { read_module(flags, optics); });
-      optics.laser_is_off = port_has(readings, reading.which, "transmitter") ||
-                            port_has(readings, reading.which, "fault") ||
-                            optics.diagnostics.soft_tx_disable.value_or(false);
+      optics.laser_is_off = laser_is_off(optics, readings);
     } catch (const SilentDriver &silent) {
-      const Presence presence = presence_of(optics.port);
-      if (presence == Presence::Gone) continue;
-      optics.silence = silent.what();
-      // If the module's presence can be read, the bus works: only the module is silent.
-      const bool only_module = silent.driver == I2c && presence == Presence::In;
-      if (!only_module) {
-        optics.source = reading.source;
-        round.up[silent.driver] = false;
-      }
+      is_there = note_silence(silent, reading, round, optics);
     }
-    all.push_back(optics);
+    if (is_there) all.push_back(optics);
   }
   return all;
 }

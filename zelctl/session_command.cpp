@@ -90,6 +90,14 @@ Json answer_of(Argument &argument) {
   return static_cast<int64_t>(read_to);
 }
 
+/** Closes the duplicate that a function got for a file, unless the function has closed it. Nobody has opened another
+ *  file since, so the number means the duplicate or nothing. */
+void close_duplicate(uintptr_t word) {
+  const auto duplicate = static_cast<int>(word);
+  const bool is_open = lseek(duplicate, 0, SEEK_CUR) >= 0;
+  if (is_open) close(duplicate);
+}
+
 Json call(const Json &asked) {
   // Integers and pointers are words on all processors of the library. A function ignores the words behind its own
   // arguments.
@@ -114,9 +122,7 @@ Json call(const Json &asked) {
   answer["arguments"] = Json::array();
   for (size_t i = 0; i < given.size(); ++i) {
     answer["arguments"].push_back(answer_of(arguments[i]));
-    if (arguments[i].file < 0) continue;
-    // The duplicate is still open, unless the function has closed it. Nobody has opened another file since.
-    if (lseek(static_cast<int>(words[i]), 0, SEEK_CUR) >= 0) close(static_cast<int>(words[i]));
+    if (arguments[i].file >= 0) close_duplicate(words[i]);
   }
   return answer;
 }
