@@ -9,6 +9,7 @@ import {boardIn, cageOf, follow, known, put} from './store.js';
 // stands beside it until the control is used again, or until its cause has changed.
 
 const kLogIsLate = 1000; // milliseconds, at most
+const kNewsAreLate = 120; // milliseconds, as a rule
 const pending = new Map(); // by control: the act that is on its way, with the value that was chosen
 const refusals = new Map(); // by control: its text, `about`, a function that gives its cause, and the cause as it was
 
@@ -51,7 +52,9 @@ export function dismiss(control) {
 }
 
 /** A refusal is about what was given: it goes when something else is typed. */
-export const forgetRefusal = (control) => refusals.has(control) && dismiss(control);
+export function forgetRefusal(control) {
+  if (refusals.has(control)) dismiss(control);
+}
 
 /** Says beside a control why nothing was done.
  *  @param about  gives what the reason is about, as a text or a number */
@@ -130,7 +133,7 @@ export async function actTogether(control, acts, value = true, how = {}) {
       if (pending.get(control) === underway) pending.delete(control); // else another act has begun
       put('acts', {});
     },
-    done ? 120 : 0,
+    done ? kNewsAreLate : 0,
   );
   return done ? answer : null;
 }

@@ -7,15 +7,18 @@ import {opticsRows} from './optics.js';
 
 // A card beside the part that the pointer or the focus is on: what the module says of itself, its signals, its light.
 
-let shown = null;
-let waiting = null;
+const kRest = 350; // milliseconds on a part until its card is shown
+let shown = null; // the part whose card is shown
+let waiting = null; // a timer
 const modules = new Map(); // what a module says, by port and its name
 
 /** What the module of a port says; asked for once for each module. */
 export async function moduleOf(port) {
   const key = `${port} ${cageOf(port)?.module}`;
   if (!modules.has(key)) {
-    for (const old of modules.keys()) if (old.startsWith(port + ' ')) modules.delete(old);
+    for (const old of modules.keys()) {
+      if (old.startsWith(port + ' ')) modules.delete(old);
+    }
     const forget = () => {
       modules.delete(key); // so that it is asked for again
       return null;
@@ -76,7 +79,7 @@ export function showCard(part) {
     shown = part;
     await fill(part);
     if (shown === part) placeBeside(part);
-  }, 350);
+  }, kRest);
 }
 
 export function hideCard() {
@@ -86,6 +89,8 @@ export function hideCard() {
 }
 
 export function start() {
-  follow(['board'], () => shown && fill(shown));
+  follow(['board'], () => {
+    if (shown) fill(shown);
+  });
   follow(['catalogue', 'selected'], hideCard);
 }

@@ -264,5 +264,7 @@ function show() {
 
 export function start() {
   follow(['catalogue', 'modules', 'placing', 'dropped'], show);
-  follow(['live', 'gone'], () => isAway() && closeCatalogue());
+  follow(['live', 'gone'], () => {
+    if (isAway()) closeCatalogue();
+  });
 }

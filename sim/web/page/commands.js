@@ -107,8 +107,10 @@ function choicesOf(field, values) {
 
 /** The first entry of a list: no value. Where a value is needed this entry is hidden and can't be chosen, but it stays: a list
  *  must not change its entries while one of them is chosen. */
-const withoutOne = (field, optional) =>
-  element('option', {value: '', disabled: !optional, hidden: !optional}, optional ? (kWithout[field] ?? '–') : '–');
+function withoutOne(field, optional) {
+  const meaning = optional ? kWithout[field] : undefined;
+  return element('option', {value: '', disabled: !optional, hidden: !optional}, meaning ?? '–');
+}
 
 /** The values that a form shows, by field: what somebody has chosen, else what holds. */
 function valuesOf(action, fields) {
@@ -120,16 +122,13 @@ function valuesOf(action, fields) {
 function inputOf(action, {field, optional, values}, value) {
   const oninput = ({target}) => choose(action, field, target.value);
   const onchange = oninput; // some scripts send only this event
+  const label = (input) => element('label', {'data-key': field}, labelOf(field), input);
   const names = choicesOf(field, values);
-  const made =
-    names.length > 0
-      ? element(
-          'select',
-          {name: field, value, oninput, onchange},
-          [withoutOne(field, optional), ...names.map((one) => element('option', {value: one, selected: one === value}, one))],
-        )
-      : element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', oninput, onchange});
-  return element('label', {'data-key': field}, labelOf(field), made);
+  if (names.length === 0) {
+    return label(element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', oninput, onchange}));
+  }
+  const options = names.map((one) => element('option', {value: one, selected: one === value}, one));
+  return label(element('select', {name: field, value, oninput, onchange}, [withoutOne(field, optional), ...options]));
 }
 
 const kAlwaysActs = ['reset'];
@@ -139,11 +138,11 @@ const kAlready = 'It is so already: change a value first.';
 function isUntouched({action, fields}) {
   if (kAlwaysActs.includes(action)) return false;
   const values = valuesOf(action, fields);
-  const holds = ({field}) => holding(action, field, values) !== '';
   const others = fields.filter(({field}) => !kSubjects.includes(field));
   const isChosen = ({field}) => chosen[keyOf(action, field)] !== undefined;
-  const isGiven = (field) => field.optional || holds(field);
-  return others.some(holds) && others.every(isGiven) && !others.some(isChosen);
+  if (others.some(isChosen)) return false;
+  const holds = ({field}) => holding(action, field, values) !== '';
+  return others.some(holds) && others.every((field) => field.optional || holds(field));
 }
 
 /** What a port must have for a command, and its name. */
@@ -227,13 +226,12 @@ function show() {
 
 /** A command line, as an action with its fields; null for an unknown command. */
 export function parsed(text) {
-  const words = text.replace(/^zelsim /, '').split(' ');
-  const row = (known.actions ?? [])
-    .filter(({action}) => text.replace(/^zelsim /, '').startsWith(action))
-    .sort((a, b) => b.action.length - a.action.length)[0];
+  const line = text.replace(/^zelsim /, '');
+  const rows = (known.actions ?? []).filter(({action}) => line.startsWith(action));
+  const [row] = rows.sort((one, other) => other.action.length - one.action.length);
   if (!row) return null;
   const fields = {};
-  const given = words.slice(row.action.split(' ').length);
+  const given = line.split(' ').slice(row.action.split(' ').length);
   const plain = row.fields.filter(({option}) => !option);
   while (given.length > 0) {
     const word = given.shift();
@@ -248,8 +246,10 @@ export function parsed(text) {
 
 export function start() {
   dock.add('commands', 'Commands', element('div', {id: 'commands'}));
-  follow(['anew'], () => known.actions || load('actions', 'actions'));
-  follow(['anew'], () => known.modules || load('modules', 'modules'));
+  follow(['anew'], () => {
+    if (!known.actions) load('actions', 'actions');
+    if (!known.modules) load('modules', 'modules');
+  });
   follow(['selected'], forgetKept);
   follow(['actions', 'modules', 'board', 'optics_as_set', 'acts', 'forms', 'tab', 'selected', 'live', 'gone'], show);
 }

@@ -7,7 +7,9 @@ import {follow, isAway} from './store.js';
 let withdraw = null; // withdraws the question that is open
 let drawAnew = null;
 
-follow(['live', 'gone'], () => isAway() && withdraw?.());
+follow(['live', 'gone'], () => {
+  if (isAway()) withdraw?.();
+});
 follow(['writing', 'sectors', 'difference'], () => drawAnew?.());
 
 function content({title, lost, kept, warning}) {

@@ -31,13 +31,16 @@ export function followBoard(board, takeRack) {
   subscribe();
   addEventListener('pagehide', () => feed.postMessage('ends'));
   // A page that Back brings from the browser's memory has left its feed.
-  addEventListener('pageshow', ({persisted}) => persisted && location.reload());
+  addEventListener('pageshow', ({persisted}) => {
+    if (persisted) location.reload();
+  });
 }
 
 /** On the rack the page's parts are only the state of the connection. The boards go to `takeRack`. */
 function takeParts(parts, takeRack) {
   if (parts.silent) endWaiting();
   if (!takeRack) return take(parts);
+  // What the news do not have stays.
   const {live = known.live, refused = known.refused, silent = known.silent, since = known.since} = parts;
   take({live, refused, silent, since});
   takeRack(parts);

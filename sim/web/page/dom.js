@@ -20,13 +20,16 @@ function setProperty(node, name, value) {
   }
 }
 
+/** The children in one list, without those that are null, undefined or false. */
+const present = (children) => children.flat(3).filter((child) => child !== null && child !== undefined && child !== false);
+
 /** Makes an element. Children that are null or false are left out. */
 export function element(tag, properties = {}, ...children) {
   const made = document.createElement(tag);
   for (const [name, value] of Object.entries(properties)) {
     if (name !== 'value') setProperty(made, name, value);
   }
-  made.append(...children.flat(3).filter((child) => child !== null && child !== undefined && child !== false));
+  made.append(...present(children));
   if (properties.value !== undefined) setProperty(made, 'value', properties.value); // a list must have its options before
   return made;
 }
@@ -42,13 +45,20 @@ const isInUse = (field) => document.activeElement === field && field.value !== f
 
 function patchAttributes(old, fresh) {
   const isOurs = (name) => old.tagName !== 'DETAILS' || name !== 'open'; // people open and close details
-  for (const {name} of [...old.attributes]) if (!fresh.hasAttribute(name) && isOurs(name)) old.removeAttribute(name);
-  for (const {name, value} of fresh.attributes)
+  for (const {name} of [...old.attributes]) {
+    if (!fresh.hasAttribute(name) && isOurs(name)) old.removeAttribute(name);
+  }
+  for (const {name, value} of fresh.attributes) {
     if (old.getAttribute(name) !== value && isOurs(name)) old.setAttribute(name, value);
-  for (const name of Object.keys(old.handlers ?? {})) if (!fresh.handlers?.[name]) old[name] = null;
+  }
+  for (const name of Object.keys(old.handlers ?? {})) {
+    if (!fresh.handlers?.[name]) old[name] = null;
+  }
   Object.assign(old, fresh.handlers);
   old.handlers = fresh.handlers;
-  for (const name of ['disabled', 'hidden']) if (name in fresh && old[name] !== fresh[name]) old[name] = fresh[name];
+  for (const name of ['disabled', 'hidden']) {
+    if (name in fresh && old[name] !== fresh[name]) old[name] = fresh[name];
+  }
   if (fresh.rendered === undefined) return;
   if (fresh.type === 'radio' || fresh.type === 'checkbox') {
     old.checked = fresh.checked;
@@ -75,10 +85,7 @@ function patchNode(old, fresh) {
 
 /** Brings the children of `place` to what `children` are. */
 export function patch(place, children) {
-  const fresh = children
-    .flat(3)
-    .filter((child) => child !== null && child !== undefined && child !== false)
-    .map((child) => (child instanceof Node ? child : document.createTextNode(child)));
+  const fresh = present(children).map((child) => (child instanceof Node ? child : document.createTextNode(child)));
   const keyed = new Map([...place.children].filter(keyOf).map((node) => [keyOf(node), node]));
   fresh.forEach((node, i) => {
     let old = place.childNodes[i];

@@ -32,8 +32,9 @@ export function openFaultsAt(node, from, to) {
 
 function target() {
   const request = form.request ? ':' + form.request : '';
-  const place = form.from ? `@${form.from}${form.to ? '-' + form.to : ''}` : '';
-  return `${form.node}${request}${place}`;
+  const from = form.from ? '@' + form.from : '';
+  const to = form.from && form.to ? '-' + form.to : '';
+  return `${form.node}${request}${from}${to}`;
 }
 
 const requestsOf = () => (known.callables ?? []).filter(({node}) => form.node === 'any' || node === form.node);
@@ -79,9 +80,8 @@ function fields() {
 
 const command = () => {
   const {node, ...options} = fields();
-  return `zelsim fail ${node}${Object.entries(options)
-    .map(([name, value]) => ` --${name} ${value}`)
-    .join('')} --board ${known.board?.board ?? ''}`;
+  const words = Object.entries(options).map(([name, value]) => ` --${name} ${value}`);
+  return `zelsim fail ${node}${words.join('')} --board ${known.board?.board ?? ''}`;
 };
 
 /** Whether exactly the next request fails. */
@@ -179,7 +179,9 @@ function showTable() {
 
 export function start() {
   dock.add('faults', 'Faults', element('div', {id: 'fault-form'}), element('div', {id: 'fault-table'}));
-  follow(['anew'], () => known.callables || load('requests', 'callables'));
+  follow(['anew'], () => {
+    if (!known.callables) load('requests', 'callables');
+  });
   follow(['callables', 'fault-form', 'acts', 'board', 'tab', 'live', 'gone'], showForm);
   follow(['board', 'acts', 'tab', 'live', 'gone'], showTable);
 }

@@ -128,7 +128,9 @@ class Feed {
     this.requests.push(text);
     this.requestsSize += text.length;
     while (this.requestsSize > kKeptText) this.requestsSize -= this.requests.shift().length;
-    for (const [page, wants] of this.pages) if (wants) page.postMessage(text);
+    for (const [page, wants] of this.pages) {
+      if (wants) page.postMessage(text);
+    }
   }
 
   /** A server that was started anew does not say which parts are gone. The state of the connection stays. */
@@ -146,7 +148,8 @@ class Feed {
   listen(page, {requests}) {
     if (!this.pages.has(page) && this.source) {
       page.postMessage({...this.known, board_age: Date.now() - this.boardAt, activity: this.activity, anew: true});
-      if (requests) for (const text of this.requests) page.postMessage(text);
+      const kept = requests ? this.requests : [];
+      for (const text of kept) page.postMessage(text);
     }
     this.pages.set(page, requests);
     if (!this.source || this.wants() !== this.asked) this.connect();

@@ -259,5 +259,7 @@ export function start() {
     element('p', {id: 'flash-told', class: 'hint'}, kHint),
   );
   follow(['sectors', 'regions', 'selected', 'writing', 'written_sector', 'broken_off', 'live', 'gone'], show);
-  follow(['selected', 'regions'], () => cells.length > 0 && tellSelected());
+  follow(['selected', 'regions'], () => {
+    if (cells.length > 0) tellSelected();
+  });
 }

@@ -15,7 +15,10 @@ export function hold(selector, show) {
   };
   const check = () => {
     // While the focus goes from one place to another, it is nowhere for a moment.
-    if (last !== null) setTimeout(() => isInUse() || release());
+    if (last === null) return;
+    setTimeout(() => {
+      if (!isInUse()) release();
+    });
   };
   for (const move of kMoves) document.addEventListener(move, check);
   document.documentElement.addEventListener('pointerleave', check);

@@ -96,6 +96,11 @@ function optics(port, cage) {
 const kRetry = 2000; // milliseconds
 const modules = new Map(); // what modules say, by port and name; null while it is not known
 
+/** Forgets that a module did not answer: the next look asks it again. */
+function askAgain(key) {
+  if (modules.delete(key)) put('module', key);
+}
+
 /** What the module of a port says; null while it is asked. */
 function knownModule(port, cage) {
   const key = `${port} ${cage.module}`;
@@ -104,7 +109,7 @@ function knownModule(port, cage) {
     moduleOf(port).then((document) => {
       modules.set(key, document);
       put('module', key);
-      if (!document) setTimeout(() => modules.delete(key) && put('module', key), kRetry);
+      if (!document) setTimeout(askAgain, kRetry, key);
     });
   }
   return modules.get(key);

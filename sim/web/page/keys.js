@@ -13,7 +13,9 @@ import {undo} from './undo.js';
 // Everything has a key.
 
 /** Acts on the board do nothing while it is gone. */
-const whileThere = (does) => () => isAway() || does();
+const whileThere = (does) => () => {
+  if (!isAway()) does();
+};
 
 const kKeys = [
   ['p', 'to the front panel', () => focusPart(firstPart())],

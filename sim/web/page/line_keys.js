@@ -29,5 +29,7 @@ export function goByKeys(list, placeOf) {
     const row = [...list.children].find((one) => one.contains(target));
     stopAt(row?.firstChild ?? list);
   });
-  list.addEventListener('focusout', ({relatedTarget}) => list.contains(relatedTarget) || stopAt(list));
+  list.addEventListener('focusout', ({relatedTarget}) => {
+    if (!list.contains(relatedTarget)) stopAt(list);
+  });
 }

@@ -15,12 +15,9 @@ function contents(difference) {
   const lost = difference && new Set(difference.sectors);
   const used = known.sectors.used.map((pages, sector) => (!lost || lost.has(sector) ? pages : 0));
   const inUse = flashText({used});
-  const regions = known.regions
-    .filter(
-      ({start, size: length, region}) =>
-        region !== 'unused' && used.slice(start / kSector, (start + length) / kSector).some((pages) => pages > 0),
-    )
-    .map(({region}) => region);
+  const isInUse = ({start, size}) => used.slice(start / kSector, (start + size) / kSector).some((pages) => pages > 0);
+  const names = known.regions.filter(isInUse).map(({region}) => region);
+  const regions = names.filter((name) => name !== 'unused');
   const erased = difference?.erases ?? erases.reduce((sum, count) => sum + count, 0);
   return [
     inUse && `${inUse}: ${regions.join(', ')}`,

@@ -53,7 +53,7 @@ function limitBeyond(row, key, limits) {
   const isOfAlarm = ({name}) => name === `${alarm}_alarm`;
   const isFlagged = ({side, flags}) => row[flags]?.includes(`${key}_${side}`);
   const isBeyond = ({name, side}) => (side === 'low' ? value < limits[name] : value > limits[name]);
-  const limit = kLimits.find((one) => (alarm ? isOfAlarm(one) : isFlagged(one) && isBeyond(one)));
+  const limit = kLimits.find(alarm ? isOfAlarm : (one) => isFlagged(one) && isBeyond(one));
   if (!limit) return undefined;
   return {name: limit.name.replace('_', ' '), side: limit.side === 'low' ? 'below' : 'above', number: limits[limit.name]};
 }

@@ -184,7 +184,9 @@ function draw() {
   const held = document.activeElement?.dataset?.part;
   const there = drawBlocks();
   // A part that is no longer there hands its focus to its slot.
-  for (const [part, node] of buttons) if (!there.has(part)) node.hidden = true;
+  for (const [part, node] of buttons) {
+    if (!there.has(part)) node.hidden = true;
+  }
   if (held && !there.has(held)) focusPart(slotPartOf(held));
   if (![...buttons.values()].some((node) => node.tabIndex === 0 && !node.hidden)) {
     const first = buttons.get(there.has(firstPart()) ? firstPart() : [...there][0]);

@@ -294,10 +294,15 @@ function toggleMaking() {
   show();
 }
 
+/** A refusal is about the name that was given. */
+function forgetRefusal() {
+  if (refused.control === kCreate) say('', '');
+}
+
 const form = () =>
   element(
     'form',
-    {class: making ? 'row making' : 'row', onsubmit: create, oninput: () => refused.control === kCreate && say('', '')},
+    {class: making ? 'row making' : 'row', onsubmit: create, oninput: forgetRefusal},
     element(
       'label',
       {},

@@ -175,5 +175,7 @@ export function start() {
   follow(['filter'], showAll);
   follow(['wanted'], showWanted);
   follow(['acts', 'live', 'gone'], list.showOpened);
-  follow(['board', 'live', 'gone'], () => find('#requests-text') && list.count() === 0 && showState());
+  follow(['board', 'live', 'gone'], () => {
+    if (find('#requests-text') && list.count() === 0) showState();
+  });
 }

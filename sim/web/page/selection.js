@@ -65,6 +65,12 @@ export function portState(port) {
   return `${cage.module}, ${signsOf(cage, alarmsOf(port), warningsOf(port)).join(', ')}`;
 }
 
+function slotText(slot) {
+  if (slot === 0) return 'Main board';
+  const board = boardIn(slot);
+  return board === 'none' ? `Slot ${slot}: no board` : `Slot ${slot}: ${board} board`;
+}
+
 /** What a part is and how it stands, in words. */
 export function describe(part) {
   const number = numberOf(part);
@@ -74,9 +80,7 @@ export function describe(part) {
     case 'port':
       return `Port ${number}: ${portState(number)}`;
     case 'slot':
-      return number === 0
-        ? 'Main board'
-        : `Slot ${number}: ${boardIn(number) === 'none' ? 'no board' : boardIn(number) + ' board'}`;
+      return slotText(number);
     case 'supply':
       return `Supply ${number}: ${supplyText(board.supplies[number - 1])}`;
     case 'led':

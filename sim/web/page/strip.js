@@ -116,5 +116,7 @@ function show() {
 
 export function start() {
   follow(['board', 'selected', 'live', 'gone', 'rate', 'history'], show);
-  setInterval(() => document.hidden || show(), 1000);
+  setInterval(() => {
+    if (!document.hidden) show();
+  }, 1000);
 }
