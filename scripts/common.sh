@@ -60,7 +60,10 @@ build() {
   local folder=$1 log options=(-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12) targets=()
   shift
   while [ $# -gt 0 ] && [ "$1" != -- ]; do options+=("$1"); shift; done
-  [ $# -gt 0 ] && shift && targets=("$@")
+  if [ $# -gt 0 ]; then
+    shift
+    targets=("$@")
+  fi
   log=$(mktemp)
   if ! { cmake -S "$root" -B "$folder" -G Ninja "${options[@]}" && cmake --build "$folder" --target "${targets[@]:-all}"; } \
       2>&1 | tee "$log" | progress; then

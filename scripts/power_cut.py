@@ -17,7 +17,7 @@ def library(build):
     return ctypes.CDLL(os.path.join(build, "lib", "libzelboard.so"))
 
 
-def store(zel, operation, which):
+def store(zel, work, operation, which):
     data = {"old": OLD, "new": NEW}[which]
     if operation == "Gen database":
         return zel.FW_WriteGenDatabase(data, len(data), 1)
@@ -27,7 +27,7 @@ def store(zel, operation, which):
         return zel.FW_SpiFlash_EnvAdd(b"bootdelay", which.encode())
     if operation == "identity name":
         return zel.FW_SpiFlash_WriteCustomName(which.encode(), 0)
-    path = os.path.join(sys.argv[3], which + ".bin")
+    path = os.path.join(work, which + ".bin")
     return zel.FW_FlashCopy(os.open(path, os.O_RDONLY), 1)
 
 
@@ -120,17 +120,21 @@ def sweep(build, work, operation):
     return rows
 
 
-def main():
-    build = sys.argv[1]
-    role = sys.argv[2]
-    if role == "prepare":
-        sys.exit(store(library(build), sys.argv[4], "old") != 0)
-    if role == "store":
-        sys.exit(store(library(build), sys.argv[4], "new") != 0)
+def on_the_switch(role, zel, work, operation):
     if role == "look":
-        print("\n" + held(library(build), sys.argv[4]))
+        print("\n" + held(zel, operation))
+    else:
+        status = store(zel, work, operation, "old" if role == "prepare" else "new")
+        sys.exit(status != 0)
+
+
+def main():
+    build, *rest = sys.argv[1:]
+    if len(rest) == 3:
+        role, work, operation = rest
+        on_the_switch(role, library(build), work, operation)
         return
-    work = sys.argv[2]
+    work, = rest
     for which, image in IMAGES.items():
         with open(os.path.join(work, which + ".bin"), "wb") as file:
             file.write(image)

@@ -141,7 +141,8 @@ with tempfile.TemporaryDirectory() as folder:
             event = json.loads(watcher.stdout.readline())
             # If a module is pulled in the middle of a round, its lines are told before.
             is_line = deed.startswith("unplug") and event["event"] != "port-module"
-            told += [] if is_line else [(event["subject"], event["old"], event["new"])]
+            if not is_line:
+                told.append((event["subject"], event["old"], event["new"]))
         assert sorted(told) == sorted(expected), (deed, told)
     watcher.send_signal(signal.SIGTERM)
     rest = watcher.communicate()[0]
