@@ -282,8 +282,8 @@ ZEL_API uint32_t env_convert(const uint8_t *data);
  *  @return 0 */
 ZEL_API uint32_t convert_env(uint8_t *data);
 /** Sets a variable in `env_data`: in the first used slot of that name, or else in the first unused slot. The table
- *  stays as it is if the name has more than 80 or the value more than 511 characters, if all 200 slots are used, or if
- *  the list that convert_env writes would not fit its area any more.
+ *  stays as it is if the name has more than 80 or the value more than 511 characters, if a new name finds all 200 slots
+ *  used, or if the list that convert_env writes would not fit its area any more.
  *  @param name   up to 80 characters; a name with "=" is read back as a shorter one
  *  @param value  up to 511 characters
  *  @return 0, whether it was set or not */
@@ -306,9 +306,9 @@ ZEL_API uint8_t check_env_crc(uint32_t crc, const char *name, const char *value,
  *  With the diagnostic and the no-operation flag both set it fails, too, and the region stays as it was: each write
  *  counts as a failure.
  *
- *  If a new variable finds no room, because all 200 slots are used or the area is full, the region is written ten times
- *  with its old variables; then the call fails. If the power fails during a write, the region is left erased or partly
- *  written.
+ *  If a new variable finds all 200 slots used, or if the area has no room for the value, the region is written ten
+ *  times with its old variables; then the call fails. If the power fails during a write, the region is left erased or
+ *  partly written.
  *
  *  If all three reads of a check fail, the check counts as passed. If your driver may fail, read the variable back.
  *  @param name   1-80 characters; any other length: FW_FAIL, nothing read. It must not contain "=", which is not
