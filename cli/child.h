@@ -11,8 +11,8 @@
 #include <vector>
 
 /** Starts a program that is found through PATH. It gets a process group of its own, so that it can be ended together with
- *  all that it has started. Its signals are not blocked, its input is empty, its output goes to the descriptor `output`,
- *  its standard error to `errors`, and it gets no other open file of this program.
+ *  all that it has started. Its signals are not blocked. Its input is empty, its output goes to the descriptor
+ *  `output`, and its standard error to `errors`. It gets no other open file of this program.
  *  @return 0, or errno */
 int start_child(pid_t &child, std::vector<std::string> words, std::vector<std::string> environment, int output,
                 int errors = 2);

@@ -1,8 +1,8 @@
 // A heap buffer that ends with its scope.
 //
 // The order in which a function frees its buffer, closes its files and lowers the flash-access flag can be seen from
-// outside: by a trace of the process, by a program that stands in front of libc. So it stays as it is. Declarations
-// give the order, since they end from the last to the first. Where that is not enough, a reset() does.
+// outside: by a trace of the process, or by a library in front of libc. So it stays as it is. The order of declarations
+// gives it, since the last one ends first. Where that is not enough, a reset() gives it.
 #pragma once
 
 #include <stdint.h>

@@ -128,7 +128,7 @@ void heal(Board &board, uint32_t number) {
   count_rules(board);
 }
 
-// The rules are counted aside and the sum is stored at once: others look at the count without the lock.
+// Stores only the final count: others look at the count without the lock.
 void count_rules(Board &board) {
   uint32_t used = 0;
   for (const FaultRule &rule : board.rules) {

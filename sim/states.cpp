@@ -22,8 +22,9 @@
 #include "tool.h"
 
 // Saved states: copies of the board's state and flash, under names, in a folder of the board. A state is copied while no
-// program is in a request. It is never half: a new one is made aside and renamed; if a loading is interrupted, the next
-// command that opens the board, saves it or forgets this state loads the state again.
+// program is in a request. There is never half a state: a new one is made aside and renamed. If the loading of a state
+// is interrupted, the next command that opens the board loads the state again; so does one that saves the board or
+// forgets this state.
 
 namespace zelsim::tool {
 namespace {

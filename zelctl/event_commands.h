@@ -26,7 +26,7 @@ class EventCommands {
    *  wait. */
   void step();
   bool busy() const { return running_ != 0 || !waiting_.empty(); }
-  /** Runs the commands that wait. All together may take as long as one of them; a signal ends that sooner. */
+  /** Runs the commands that wait. All of them together have the time limit of one. A signal ends that sooner. */
   void finish();
 
  private:

@@ -72,8 +72,7 @@ void work_in_pieces(const char *what, uint32_t start, uint32_t length, const cha
 
 /** Throws unless the flash driver answers and its chip is the one that the library knows. */
 void require_chip();
-/** To call before a change for which the library sets its flags: throws if a driver does not answer, then holds
- *  signals. */
+/** Prepares a change for which the library sets its flags: throws if a driver does not answer. Then holds signals. */
 void start_change();
 
 /** What a change does to a sector. */

@@ -3,10 +3,10 @@
  *  system flags, reset, watchdog and power supervision.
  *
  *  Unless a function says otherwise, it opens /dev/zel_gpio for reading and writing, makes one request, closes the node
- *  and returns the request's result: 0 on success, else the driver's own value, or FW_REFUSED when the kernel refuses
- *  the request. If the node does not open, it returns FW_FAIL and leaves out-parameters untouched. If the request
- *  fails, an out-parameter gets what the driver left in the record: 0 where the driver wrote nothing. There are no
- *  pauses. Pointers must not be null.
+ *  and returns the request's result. That is 0 on success, FW_REFUSED if the kernel refuses the request, else the
+ *  driver's own value. If the node does not open, it returns FW_FAIL and leaves out-parameters untouched. If the
+ *  request fails, an out-parameter gets what the driver left in the record: 0 where the driver wrote nothing. There are
+ *  no pauses. Pointers must not be null.
  *
  *  A debugCmd line is run by system(3), that is, by /bin/sh, which finds debugCmd through PATH. It takes some
  *  milliseconds. What the tool prints goes to standard output. A tool that fails or is missing goes unnoticed. */
@@ -156,7 +156,7 @@ ZEL_API uint32_t FW_GetAlarmRelay(uint8_t *state);
  *  @return FW_REGISTER_SOC or FW_REGISTER_SWITCH. Thread-safe: yes. */
 ZEL_API uint32_t CheckSpecialReg(uint32_t address);
 
-/** Reads a register. First prints its access class, "reg_mode=0" (SoC) or "reg_mode=1" (switch chip), by printf: if
+/** Reads a register. First prints its access class by printf: "reg_mode=0" (SoC) or "reg_mode=1" (switch chip). If
  *  standard output is not a terminal, the line stays in the C library's buffer and appears behind the lines that
  *  debugCmd prints. Flush standard output, or make it line-buffered, where the order counts.
  *  @param address  any

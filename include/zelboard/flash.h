@@ -68,8 +68,8 @@ ZEL_API uint32_t FW_N25Q256A_SetExtendedLow(void);
  *  last pause is left out; a failed erase pauses all the same. These functions do not look at the diagnostic flags and
  *  do not set the flash-access flag.
  *
- *  The fronts and the functions that they call select the lower 16 MiB segment again at the end: a read, a program and
- *  a chip erase after a success; a sector erase after each erase request, also after a failed one.
+ *  The fronts and the functions that they call select the lower 16 MiB segment again at the end. A read, a program and
+ *  a chip erase do so only after a success. A sector erase does so after each erase request, also after a failed one.
  *  FW_N25Q256A_FlashRead, FW_N25Q256A_FlashWrite and FW_N25Q256A_EraseSector do not.
  *  @{ */
 
@@ -301,10 +301,10 @@ ZEL_API uint8_t check_env_crc(uint32_t crc, const char *name, const char *value,
  *  repeated, or the update starts again; the tenth failure ends it. Pauses 10 us before each check. Overwrites
  *  `env_data`.
  *
- *  Fails, erasing nothing, if rewriting would lose a variable: the region holds a name of more than 80 characters, a
- *  value of more than 511, or more than 200 entries; or the list ends before a used slot, or does not fit its area.
- *  With the diagnostic and the no-operation flag both set it fails, too, and the region stays as it was: each write
- *  counts as a failure.
+ *  Fails, erasing nothing, if rewriting would lose a variable. The region then holds a name of more than 80 characters,
+ *  a value of more than 511, or more than 200 entries; or the list ends before a used slot, or does not fit its area.
+ *  If the diagnostic and the no-operation flag are both set, each write counts as a failure: the call fails, and the
+ *  region stays as it was.
  *
  *  If a new variable finds all 200 slots used, or if the area has no room for the value, the region is written ten
  *  times with its old variables; then the call fails. If the power fails during a write, the region is left erased or

@@ -110,9 +110,9 @@ extern ZEL_API struct sfp_soc_signal sfp_los_gpio[FW_PORTS]; /**< loss of signal
 
 /** @name Cage signals
  *  A function stores a line's level in its out byte: 1 = high, 0 = low. It reads the level by one transfer; the port's
- *  row of the table says where. Before that it makes the board queries, eight requests, or six for ports 24-27:
- *  FW_ABSENT if the port does not exist (IsSwitchPortExist), FW_NOT_SFP if it has no cage or is above 27
- *  (BoardType_Check). If the read fails, the out byte stays untouched.
+ *  row of the table says where. Before that it makes the board queries: eight requests, or six for ports 24-27.
+ *  They end the call with FW_ABSENT if the port does not exist (IsSwitchPortExist), and with FW_NOT_SFP if it has no
+ *  cage or is above 27 (BoardType_Check). If the read fails, the out byte stays untouched.
  *
  *  The lines have the levels of an SFP cage (INF-8074i): a module pulls presence (MOD_DEF0) low; transmit fault, loss
  *  of signal and transmit disable are active high. The library does not know whether the board inverts a line.

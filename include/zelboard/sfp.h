@@ -124,11 +124,11 @@ ZEL_API uint32_t FW_SFP_PHY_Fail_Chk(uint32_t port, uint16_t expected, uint16_t 
 /** @} */
 
 /** @name PHY registers
- *  The three functions wait 50 ms (also for a port without a cage), select the cage, check that its module is copper
- *  (connector 0x22, or 1000BASE-T as the only Ethernet compliance), wait another 50 ms, and switch its transmitter on
- *  if it is off. Then they access the register. In all, 100 ms of pauses and three transfers, and the transmitter's
- *  time if it was off. A cage without a readable module and a module that is not copper are refused with a line:
- *  "SFP N non exist! " or "This is not 1000BaseT module".
+ *  The three functions wait 50 ms (also for a port without a cage) and select the cage. They check that its module is
+ *  copper: connector 0x22, or 1000BASE-T as the only Ethernet compliance. Then they wait another 50 ms, switch its
+ *  transmitter on if it is off, and access the register. In all, 100 ms of pauses and three transfers, and the
+ *  transmitter's time if it was off. A cage without a readable module and a module that is not copper are refused with
+ *  a line: "SFP N non exist! " or "This is not 1000BaseT module".
  *
  *  If the selection fails, or a step after the identification, they return that step's result.
  *  @{ */

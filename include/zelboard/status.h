@@ -1,8 +1,8 @@
 /** @file
- *  Status codes. Unless it says otherwise, a function returns an unsigned 32-bit status: 0 is success, the codes below
- *  are the library's own, and any other value is a driver's result, passed on unchanged. Drivers may return the same
- *  codes: a driver that fails answers FW_FAIL, too. A request that the kernel itself refuses returns FW_REFUSED,
- *  whatever errno says. */
+ *  Status codes. Unless it says otherwise, a function returns an unsigned 32-bit status. 0 is success. The codes below
+ *  are the library's own. Any other value is a driver's result, passed on unchanged. Drivers may return the same codes:
+ *  a driver that fails answers FW_FAIL, too. A request that the kernel itself refuses returns FW_REFUSED, whatever
+ *  errno says. */
 #ifndef ZELBOARD_STATUS_H
 #define ZELBOARD_STATUS_H
 
