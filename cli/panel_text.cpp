@@ -2,6 +2,7 @@
 #include <array>
 #include <cstdint>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #include "output.h"
@@ -107,6 +108,14 @@ static void draw_light(Canvas &canvas, unsigned state, int x, int y, layout::Col
   const unsigned lit = std::min<unsigned>(state, layout::kLightBlinking);
   canvas.set(x, y, glyphs[lit], lit == layout::kLightOff ? layout::Dim : colour);
 }
+
+// A legend stays in front of its LED. The LEDs above the fold stay inside the frame of a folded panel.
+static constexpr bool has_room(const layout::Light &light) {
+  const int end_of_legend = light.legend_x + static_cast<int>(std::string_view(light.legend).size());
+  const bool is_in_frame = light.y >= layout::kFoldY || light.x < layout::kFoldX - 1;
+  return end_of_legend <= light.x && is_in_frame;
+}
+static_assert(std::ranges::all_of(layout::kLights, has_room), "an LED stands on its legend or on the frame");
 
 static void draw_lights(Canvas &canvas, const PanelState &state) {
   for (size_t i = 0; i < state.lights.size(); ++i) {

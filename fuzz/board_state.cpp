@@ -17,6 +17,12 @@ namespace {
 using namespace zelsim;
 using StateFile = std::vector<uint8_t>;
 
+// The seeds overwrite these members. A member that has moved needs its new place in its seed.
+static_assert(offsetof(Board, gpio) + offsetof(Gpio, selected_cage) == 0x4B);  // selected_cage: 32 bytes from 0x38 on
+static_assert(offsetof(Board, i2c) + offsetof(I2c, clock) + offsetof(Clock, shift_us) == 0x128);  // clock_far_off
+static_assert(offsetof(Board, rules) == 0x6388);                                                  // rules
+static_assert(offsetof(Board, paused_us) == 0x6B88);                                              // paused_for_ever
+
 std::vector<std::pair<void *, size_t>> g_mappings;
 
 // Whoever attaches to a board by itself keeps it as long as the process lives; thousands of inputs must not.
