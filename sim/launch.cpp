@@ -119,6 +119,22 @@ bool was_asked_to_end() { return g_was_asked_to_end != 0; }
 
 void set_variable(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
 
+VariableForNow::VariableForNow(const char *name, const std::optional<std::string> &value) : name_(name) {
+  const char *before = getenv(name);
+  if (before != nullptr) before_ = before;
+  put(value);
+}
+
+VariableForNow::~VariableForNow() { put(before_); }
+
+void VariableForNow::put(const std::optional<std::string> &value) const {
+  if (value) {
+    set_variable(name_, *value);
+  } else {
+    unsetenv(name_);
+  }
+}
+
 void preload(const std::string &library) {
   put_first("LD_PRELOAD", loadable(library));
   // A program with the address sanitizer otherwise refuses to start behind any preloaded library.

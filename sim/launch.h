@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "tool.h"
@@ -17,6 +18,20 @@ void preload(const std::string &library);
 void put_recorder_first();
 /** Sets a variable of the environment. */
 void set_variable(const char *name, const std::string &value);
+/** Gives a variable of the environment another value, or none, until the end of its scope. */
+class VariableForNow {
+ public:
+  VariableForNow(const char *name, const std::optional<std::string> &value);
+  ~VariableForNow();
+  VariableForNow(const VariableForNow &) = delete;
+  VariableForNow &operator=(const VariableForNow &) = delete;
+
+ private:
+  void put(const std::optional<std::string> &value) const;
+
+  const char *name_;
+  std::optional<std::string> before_ = {};
+};
 /** Prepares the environment for a program on a board. The board is made if it is missing. */
 void put_on_board(const CommandLine &line);
 /** Becomes the program, or ends with a line that says why not. */

@@ -59,10 +59,6 @@ Model::Model(const std::string &board, const Recording &recording) : board_(boar
   drop_killing_rules(*board_);
   flash_ = sys::open((board_.folder() + kFlashFile).c_str(), O_RDWR | O_CLOEXEC);
   if (flash_ < 0) throw Failure("the copy of the board has no flash image: " + std::string(std::strerror(errno)));
-  // For debugCmd, the only program that is started: it works on the copy, and nothing is in front of it.
-  set_variable(kBoardFolderVariable, board_.folder());
-  set_variable(kTraceVariable, "");
-  unsetenv("LD_PRELOAD");
 }
 
 Model::~Model() { sys::close(flash_); }

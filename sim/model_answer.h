@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include "environment.h"
+#include "launch.h"
 #include "recording.h"
 #include "scratch_board.h"
 
@@ -40,6 +42,10 @@ class Model {
   std::optional<Answer> command(const RecordedCall &recorded);
 
   ScratchBoard board_;
+  // For debugCmd, the only program that is started: it works on the copy, and nothing is in front of it.
+  VariableForNow board_folder_{kBoardFolderVariable, board_.folder()};
+  VariableForNow trace_{kTraceVariable, ""};
+  VariableForNow preloaded_{"LD_PRELOAD", std::nullopt};
   int64_t began_us_;
   int64_t not_slept_us_ = 0;  // pauses that the recorded program counted instead of slept
   int flash_;                 // descriptor of the copy's flash image
