@@ -232,9 +232,13 @@ class Interface(Server):
             with open(f"/proc/{self.server.pid}/stat", encoding="utf-8") as text:
                 return text.read().rpartition(")")[2].split()[0]
 
+        self.addCleanup(self.server.send_signal, signal.SIGCONT)
         for _ in range(5):
             self.server.send_signal(signal.SIGSTOP)
             eventually(lambda: state() in "TZ")
+            # Meanwhile many connect.
+            for _ in range(50):
+                self.addCleanup(socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE / 4).close)
             self.server.send_signal(signal.SIGCONT)
             eventually(lambda: state() != "T")
             self.assertEqual(self.ask("/api/heal", "")[0], 200)
@@ -462,6 +466,10 @@ class Interface(Server):
         eventually(lambda: sum((line.get("result"), line.get("error")) == (-1, "ENOTTY") for line in lines("0x55")) == 4 + 60 + 60)
         eventually(lambda: sum("fault" in line for line in lines("GetPowerStatus")) == 3)
         eventually(lambda: any("missed" in line for line in news["requests"]))
+        # Of a burst that is over, the last 4000.
+        seen = len(lines("GetPowerStatus"))
+        self.ask_for_supplies(4100)
+        eventually(lambda: len(lines("GetPowerStatus")) > seen + 3900)
 
 
 class Changes(Server):
@@ -1205,13 +1213,24 @@ class Listening(Server):
         bearer = {"Authorization": "Bearer correct-horse"}
         cookie = f"a=b; zelboard-{self.port}=correct-horse"
         for status, where, headers in (
-                (401, "/", {}), (401, "/api/events", {}), (401, "/?token=wrong-horse", {}),
+                (401, "/", {}), (401, "/api/events", {}), (401, "/?token=wrong-horse", {}), (401, "/?token=correct-house", {}),
                 (303, "/?token=correct-horse", {}), (200, "/api/board", bearer), (200, "/", {"Cookie": cookie}),
                 (401, "/", {"Cookie": cookie[:-3]}), (200, "/api/board", {"Host": "LAB.example:1", **bearer}),
-                (200, "/api/board", {"Host": "board", **bearer}), (403, "/api/board", {"Host": "other.example", **bearer})):
+                (200, "/api/board", {"Host": "board", **bearer}), (403, "/api/board", {"Host": "other.example", **bearer}),
+                (200, "/api/board", {"Host": "192.0.2.1", **bearer}), (200, "/api/board", {"Host": "[2001:db8::1]:1", **bearer}),
+                (403, "/api/board", {"Host": "192.0.2.1.example", **bearer})):
             found, text = self.ask(where, **headers)
             self.assertEqual(found, status, where)
             self.assertEqual("--host" in text, status == 403)
+        # A server at one address is known by it.
+        self.end()
+        self.words = ("default", "--listen", "127.0.0.2")
+        self.start("0")
+        for status, host in (200, "127.0.0.2"), (200, f"127.0.0.2:{self.port}"), (403, "127.0.0.3"):
+            connection = http.client.HTTPConnection("127.0.0.2", self.port, timeout=PATIENCE)
+            self.addCleanup(connection.close)
+            connection.request("GET", "/api/board", headers={"Host": host, **bearer})
+            self.assertEqual(connection.getresponse().status, status, host)
 
 
 class Rack(Server):
@@ -1227,6 +1246,11 @@ class Rack(Server):
         news = {}
         self.follow(news, "board=default")
         eventually(lambda: "board" in news)
+        time.sleep(0.3)
+        later = {}  # is told how old that is
+        self.follow(later, "board=default")
+        eventually(lambda: "board" in later)
+        self.assertTrue(300 <= later["board_age"] < PATIENCE * 1000, later["board_age"])
         zelsim("set temperature 40")
 
         def told():
