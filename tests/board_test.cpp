@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "cli/program.h"
 
@@ -15,9 +17,13 @@ const char *const kProgram = "library_tests";
 
 namespace {
 
-/// A process stays on the board that it met first.
+/// A process stays on the board that it met first. All commands of the virtual switch are done by one process: a start takes
+/// longer than most of them.
 struct Home {
   std::string folder = (fs::temp_directory_path() / "zelboard-XXXXXX").string();
+  std::ofstream commands;
+  std::ifstream answers;
+
   Home() {
     mkdtemp(folder.data());
     setenv("ZELSIM_HOME", folder.c_str(), 1);
@@ -25,19 +31,34 @@ struct Home {
     setenv("ZELSIM_FAST", "1", 1);
     unsetenv("ZELSIM_TRACE");
     setenv("PATH", (std::string(DEBUGCMD_FOLDER ":") + getenv("PATH")).c_str(), 1);
-    BoardTest::sim("create board");
+    const std::string to = folder + "/commands", from = folder + "/answers";
+    mkfifo(to.c_str(), 0600);
+    mkfifo(from.c_str(), 0600);
+    const std::string batch = ZELSIM_PROGRAM " batch <" + to + " >" + from + " &";
+    EXPECT_EQ(system(batch.c_str()), 0);
+    commands.open(to);
+    answers.open(from);
+    answer("create board");
   }
   ~Home() { fs::remove_all(folder); }
+
+  std::string answer(const std::string &command) {
+    const std::string words = std::regex_replace(command, std::regex(" "), "\",\"");
+    commands << "{\"words\":[\"" << words << "\"]}" << std::endl;
+    std::string line;
+    std::getline(answers, line);
+    return line;
+  }
 };
 
-const std::string &home() {
-  static const Home home;
-  return home.folder;
+Home &home() {
+  static Home home;
+  return home;
 }
 
 }  // namespace
 
-BoardTest::BoardTest() : folder_(home()) {
+BoardTest::BoardTest() : folder_(home().folder) {
   sim("reset --flash board");
   debug_mode = i2c_debug_mode = spiflash_debug_mode = 0;
   diag_no_operation_flag = 0;
@@ -52,7 +73,8 @@ BoardTest::~BoardTest() {
 }
 
 void BoardTest::sim(const std::string &command) {
-  ASSERT_EQ(system((std::string(ZELSIM_PROGRAM " ") + command).c_str()), 0) << command;
+  const std::string answer = home().answer(command);
+  ASSERT_EQ(answer.find("{\"status\":0,"), 0U) << command << ": " << answer;
 }
 
 std::string BoardTest::file(const std::string &name, const std::vector<uint8_t> &content) {
