@@ -205,8 +205,8 @@ class Page(Server):
             update.kill()
         self.hides("#sheet-writing")
         # Above the map stands that the update was not done.
-        self.assertRegex(self.property("#writing", "textContent"),
-                         r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 640000 bytes of firmware.bin$")
+        self.comes("return RegExp(arguments[0]).test(document.querySelector('#writing').textContent)",
+                   r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 640000 bytes of firmware.bin$")
         self.resize(1440, 900)
         self.hides("#writing-now")
         self.assert_no_complaints()
