@@ -72,11 +72,12 @@ bool count_unseen_call(const char *kind) {
 }
 
 std::string hex(const void *bytes, size_t length) {
+  static const char digits[] = "0123456789abcdef";
   std::string text;
-  char digits[3];
   for (size_t n = 0; n < length; ++n) {
-    snprintf(digits, sizeof digits, "%02x", static_cast<const uint8_t *>(bytes)[n]);
-    text += digits;
+    const uint8_t byte = static_cast<const uint8_t *>(bytes)[n];
+    text += digits[byte >> 4];
+    text += digits[byte & 0xF];
   }
   return text;
 }
