@@ -202,7 +202,7 @@ class Page(Server):
             self.resize(390, 844)
             self.shows("#sheet-writing")
             self.assertIn(" of 625 KB · ", self.text("#sheet-writing"))
-            update.kill()
+            self.kill_inside_a_write(update)
         self.hides("#sheet-writing")
         # Above the map stands that the update was not done.
         self.comes("return RegExp(arguments[0]).test(document.querySelector('#writing').textContent)",
