@@ -74,6 +74,20 @@ build() {
   rm -f "$log"
 }
 
+# Has what tests keep in temporary folders, some 300 MB, kept in memory, if there is room and programs may run from there. The
+# folder goes with the script: forget_test_files is for its trap.
+keep_test_files_in_memory() {
+  local memory=/dev/shm
+  [ -z "${TMPDIR:-}" ] && [ -w "$memory" ] || return 0
+  [ "$(df --output=avail -B1M "$memory" | tail -n 1)" -ge 2000 ] || return 0
+  ! findmnt -n -o OPTIONS --target "$memory" | grep -qw noexec || return 0
+  test_files=$(mktemp -d "$memory/zelboard-test-XXXXXX")
+  export TMPDIR=$test_files
+}
+forget_test_files() {
+  [ -z "${test_files:-}" ] || rm -rf "$test_files"
+}
+
 # The build that is tested: by clang, with warnings as errors, under ASan and UBSan. g++, which compiles what is shipped,
 # would take twice the time for it. Sets folder. build_for_tests [TARGET ...]
 build_for_tests() {
