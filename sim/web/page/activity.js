@@ -43,7 +43,7 @@ function line(entry) {
   );
 }
 
-// The drawn lines, by entry: what a line shows, and its element. To make hundreds of lines anew at each change would take
+// The drawn lines, by entry: what a line `shows`, and its `node`. To make hundreds of lines anew at each change would take
 // longer than everything else on the page.
 let drawn = new Map();
 
@@ -53,8 +53,8 @@ function drawnLine(entry) {
   const state = [way !== undefined, way?.undone, way?.later?.id, isAway(), refusalOf(control), pendingValue(control)];
   const shows = JSON.stringify([entry.name, ...state]);
   const before = drawn.get(entry);
-  if (before?.shows === shows && before.element.isConnected) return before;
-  return {shows, element: line(entry)};
+  if (before?.shows === shows && before.node.isConnected) return before;
+  return {shows, node: line(entry)};
 }
 
 function showNew(count) {
@@ -69,10 +69,10 @@ function show() {
   const entries = log.all();
   const lines = entries.filter(held.shows).reverse();
   const rows = lines.map(drawnLine);
-  patchList(list, rows.map(({element}) => element), '#tab-activity');
+  patchList(list, rows.map(({node}) => node), '#tab-activity');
   // A line whose key was on the page already keeps its old element.
   const onPage = new Map([...list.children].map((one) => [one.dataset.key, one]));
-  drawn = new Map(lines.map((entry, i) => [entry, {...rows[i], element: onPage.get('entry' + entry.id)}]));
+  drawn = new Map(lines.map((entry, i) => [entry, {...rows[i], node: onPage.get('entry' + entry.id)}]));
   showNew(entries.length - lines.length);
   find('#activity-empty').hidden = entries.length > 0;
 }

@@ -8,18 +8,20 @@ import {boardIn, cageOf, follow, known, put} from './store.js';
 // Acts, and what has become of them. A control that was used shows that its act is on the way, then what holds. A refusal
 // stands beside it until the control is used again, or until its cause has changed.
 
-const kLogIsLate = 1000; // milliseconds, at most
-const kNewsAreLate = 120; // milliseconds, as a rule
+// Times are milliseconds.
+const kLogIsLate = 1000; // at most
+const kNewsAreLate = 120; // as a rule
+const kLook = 10; // between two looks into the log
 const pending = new Map(); // by control: the act that is on its way, with the value that was chosen
-const refusals = new Map(); // by control: its text, `about`, a function that gives its cause, and the cause as it was
+const refusals = new Map(); // by control: its `text`, its `cause`, and `about`, which gives the cause as it is now
 
 export const pendingValue = (control) => pending.get(control)?.value;
 export const refusalOf = (control) => refusals.get(control)?.text;
 
-let writings = 0; // to the flash, that have ended since the page was opened
+let writings = 0; // how many writings to the flash have ended since the page was opened
 let isWriting = false;
 
-/** Causes of refusals by action, of actions that name no port, slot or supply. */
+/** Causes of refusals, by action: of those actions that name no port, slot or supply. */
 const kCauses = {
   fail: () => known.board?.faults.map(({fault}) => fault),
   heal: () => known.board?.faults.map(({fault}) => fault),
@@ -28,8 +30,8 @@ const kCauses = {
   forget: () => known.states,
 };
 
-/** Why the board may refuse an act: what is in the port or the slots, the state of the supply, the faults that there are, a
- *  writing that goes on. Signals and the hits of a fault, which programs change every moment, are no cause. */
+/** Why the board may refuse an act: what is in the port or the slots, the supply, the faults, the saved states, a writing that
+ *  goes on. Signals and the hits of a fault, which programs change every moment, are no cause. */
 function causeOf({action, port, slot, supply}) {
   if (!known.board) return null;
   if (kCauses[action]) return kCauses[action]();
@@ -39,7 +41,7 @@ function causeOf({action, port, slot, supply}) {
   return null;
 }
 
-/** A refusal of any other act also goes when another part is selected: then the inspector shows something else. */
+/** A refusal of an act that is not in kCauses also goes when another part is selected: the inspector shows that one then. */
 const followsSelection = ({action}) => !(action in kCauses);
 
 /** What a refusal is about: it goes when this changes. */
@@ -51,36 +53,36 @@ export function dismiss(control) {
   put('acts', {});
 }
 
-/** A refusal is about what was given: it goes when something else is typed. */
+/** Forgets a refusal when something else is typed: it was about what had been given. */
 export function forgetRefusal(control) {
   if (refusals.has(control)) dismiss(control);
 }
 
 /** Says beside a control why nothing was done.
- *  @param about  gives what the reason is about, as a text or a number */
+ *  @param about  gives the cause, as a text or a number. When it gives another one, the reason is forgotten */
 export function refuse(control, text, about) {
   refusals.set(control, {text, about, cause: about()});
   find('#notices').textContent = text;
   put('acts', {});
 }
 
-/** Refusals whose cause is gone go, too. */
+/** Forgets the refusals whose cause has changed. */
 export function review() {
-  let gone = false;
+  let hasForgotten = false;
   for (const [control, refusal] of refusals) {
     if (refusal.cause === refusal.about()) continue;
     refusals.delete(control);
-    gone = true;
+    hasForgotten = true;
   }
-  if (gone) put('acts', {});
+  if (hasForgotten) put('acts', {});
 }
 
 async function sendOne({action, ...fields}) {
   return {done: [await send(action, fields)], refused: []};
 }
 
-/** Does acts as one. A refusal of all of them is about each.
- *  @return the answer, in which the acts that were refused stand with why */
+/** Does acts as one. If the server refuses them as a whole, each of them is refused.
+ *  @return the answer, in which each refused act stands with its fields and `why` */
 async function doAll(acts, how) {
   try {
     const isOne = acts.length === 1 && !how.title;
@@ -123,9 +125,9 @@ export async function actTogether(control, acts, value = true, how = {}) {
   put('acts', {});
   const answer = await doAll(acts, how);
   const {done: commands, refused} = answer;
-  const done = refused.length === 0;
+  const isDone = refused.length === 0;
   if (commands.length > 0) put('expectedAct', newestAct + 1);
-  if (done) find('#notices').textContent = commands.at(-1);
+  if (isDone) find('#notices').textContent = commands.at(-1);
   else refuse(control, refusalText(acts, refused), () => aboutOf(refused));
   // The board's news come on another way and may be a little later than the answer.
   setTimeout(
@@ -133,15 +135,17 @@ export async function actTogether(control, acts, value = true, how = {}) {
       if (pending.get(control) === underway) pending.delete(control); // else another act has begun
       put('acts', {});
     },
-    done ? kNewsAreLate : 0,
+    isDone ? kNewsAreLate : 0,
   );
-  return done ? answer : null;
+  return isDone ? answer : null;
 }
 
-/** Waits until the log tells an act that has been done. What it has changed is known then, too. */
+/** Waits until the log tells of the act with a number, but not for long. Then the page knows what it has changed, too. */
 export async function untilTold(act) {
   const end = performance.now() + kLogIsLate;
-  while (known.newestAct < act && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
+  while (known.newestAct < act && performance.now() < end) {
+    await new Promise((resolve) => setTimeout(resolve, kLook));
+  }
 }
 
 function followWriting() {

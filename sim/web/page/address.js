@@ -7,7 +7,8 @@ let fields = new URLSearchParams(location.search);
 
 export const read = (name) => fields.get(name) ?? '';
 
-/** @param isStep  whether Back shall lead to what was there before the change */
+/** Changes fields of the address. An empty value takes a field out.
+ *  @param isStep  whether Back shall lead to what was there before the change */
 export function write(changes, isStep = false) {
   for (const [name, value] of Object.entries(changes)) {
     if (value) fields.set(name, value);

@@ -23,7 +23,7 @@ function show() {
   else if (!shelter) shelterFocus();
 }
 
-/** Must be called after the other views have started: then they are drawn before this one looks at the focus. */
+/** To be called after the other views have started: then they are drawn before this one looks at the focus. */
 export function start() {
   document.addEventListener('focusin', ({target}) => {
     if (!isAway()) held = target;

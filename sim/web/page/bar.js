@@ -56,6 +56,7 @@ function showActs() {
   ]);
 }
 
+// Statuses with which the server refuses a page.
 const kAbsent = 404;
 const kBusy = 503;
 const kAway = 'What you see is how it was';
@@ -73,8 +74,10 @@ function troubleText() {
   if (known.refused) return `${refusedText(known.refused)} This page tries again by itself.`;
   if (known.live === false) {
     const since = known.since ? timeOfDay(known.since, false) : '';
-    if (known.silent)
-      return `Nothing has come from zelsim serve since ${since}: it hangs, or the network is gone. ${kAway}. This page goes on by itself.`;
+    if (known.silent) {
+      const text = `Nothing has come from zelsim serve since ${since}: it hangs, or the network is gone.`;
+      return `${text} ${kAway}. This page goes on by itself.`;
+    }
     return `No connection since ${since}: is zelsim serve still running? ${kAway}. This page tries again by itself.`;
   }
   if (!known.gone) return '';
@@ -111,7 +114,7 @@ export function start() {
   }
   follow(['live', 'gone', 'since', 'refused', 'silent'], showLive);
   follow(['live', 'gone', 'acts'], showActs);
-  let shown = null;
+  let shown = null; // the board whose name is shown
   follow(['board'], () => {
     if (shown === known.board?.board) return;
     shown = known.board?.board;

@@ -2,7 +2,7 @@ import {element, find, patch} from './dom.js';
 import {describe, isSelected, kindOf, numberOf, portState} from './selection.js';
 import {cageOf, follow, known, linkOf} from './store.js';
 import {ask} from './connection.js';
-import {linkText, minus} from './words.js';
+import {linkText} from './words.js';
 import {opticsRows} from './optics.js';
 
 // A card beside the part that the pointer or the focus is on: what the module says of itself, its signals, its light.
@@ -10,7 +10,8 @@ import {opticsRows} from './optics.js';
 const kRest = 350; // milliseconds on a part until its card is shown
 let shown = null; // the part whose card is shown
 let waiting = null; // a timer
-const modules = new Map(); // what a module says, by port and its name
+const kSpace = 8; // pixels between the card and its part, and from the card to the window's edges
+const modules = new Map(); // promises of what a module says, by port and its name
 
 /** What the module of a port says; asked for once for each module. */
 export async function moduleOf(port) {
@@ -53,22 +54,24 @@ async function fill(part) {
       row('Serial', decoded.serial_number),
       row('Signals', signals(cage)),
       row('Link', linkText(linkOf(port), cage)),
-      opticsRows(cage, module).map(({name, value, limits}) => row(name, limits ? `${minus(value)}, ${limits}` : minus(value))),
+      opticsRows(cage, module).map(({name, value, limits}) => row(name, limits ? `${value}, ${limits}` : value)),
     ),
   ]);
 }
 
 function placeBeside(part) {
-  const target = document.querySelector(`[data-part="${part}"]`);
+  const target = find(`[data-part="${part}"]`);
   if (!target) return;
   const {left, right, bottom, top} = target.getBoundingClientRect();
   const card = find('#card');
   card.hidden = false;
   const width = card.offsetWidth;
   const height = card.offsetHeight;
-  const x = Math.max(8, Math.min((left + right - width) / 2, innerWidth - width - 8));
-  const below = bottom + 8 + height < innerHeight;
-  Object.assign(card.style, {left: x + 'px', top: (below ? bottom + 8 : Math.max(8, top - height - 8)) + 'px'});
+  const x = Math.max(kSpace, Math.min((left + right - width) / 2, innerWidth - width - kSpace));
+  const below = bottom + kSpace;
+  const above = Math.max(kSpace, top - height - kSpace);
+  const y = below + height < innerHeight ? below : above;
+  Object.assign(card.style, {left: x + 'px', top: y + 'px'});
 }
 
 export function showCard(part) {

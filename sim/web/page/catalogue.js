@@ -9,14 +9,15 @@ import {cageOf, follow, isAway, known, put} from './store.js';
 // pointer, or with the arrow keys and Enter.
 
 const kColumns = 2;
-let ports = [];
-let opener = null;
-let filter = '';
+const kSlop = 6; // pixels after which a pressed pointer drags a module
+let ports = []; // into which a chosen module goes at once
+let opener = null; // what had the focus when the drawer was opened
+let filter = ''; // what somebody looks for
 let stop = ''; // the module that the tab key leads to
 
 export const isPlacing = () => Boolean(known.placing);
 
-/** Opens the drawer; a module that is chosen then goes into these ports at once. */
+/** Opens the drawer. If ports are given, a module that is chosen goes into them at once. */
 export async function openCatalogue(...into) {
   ports = into;
   filter = '';
@@ -51,6 +52,8 @@ function plug(module, into) {
   );
 }
 
+const kFirstFixedCage = 24; // a port of the main board
+
 async function choose(module) {
   if (ports.length > 0) {
     const into = ports;
@@ -58,7 +61,9 @@ async function choose(module) {
     return plug(module, into);
   }
   put('placing', module);
-  focusPart(cageOf(numberOf(firstPart())) ? firstPart() : 'port' + (known.board.cages[0]?.port ?? 24));
+  const firstCage = known.board.cages[0]?.port ?? kFirstFixedCage;
+  const first = firstPart();
+  focusPart(cageOf(numberOf(first)) ? first : 'port' + firstCage);
 }
 
 /** A port is chosen for the module that is being placed. */
@@ -80,7 +85,7 @@ export function cancelPlacing() {
 
 // ---- dragging
 
-let drag = null;
+let drag = null; // the pressed module, where it was pressed, by which pointer; `ghost`, its name below the pointer, once it moves
 
 const isPort = (part) => Boolean(part) && kindOf(part) === 'port';
 
@@ -93,7 +98,7 @@ function markTarget(part) {
 /** What stands behind the name of a dragged module: over a port without a cage, that it has none; else ''. */
 const whyNot = (part) => (isPort(part) && !cageOf(numberOf(part)) ? `: port ${numberOf(part)} has no cage` : '');
 
-/** The name of the module goes below the pointer, so that the port's number stays visible, and never out of the window. */
+/** The name of the module goes below the pointer, so that the port's number stays visible, and never beyond the right edge. */
 function showGhost({clientX, clientY}) {
   const {ghost} = drag;
   const left = Math.min(clientX + 12, innerWidth - ghost.offsetWidth - 8);
@@ -111,7 +116,7 @@ function begin(module, event) {
 
 function go(event) {
   if (!drag || drag.pointer !== event.pointerId) return;
-  const far = Math.hypot(event.clientX - drag.x, event.clientY - drag.y) > 6;
+  const far = Math.hypot(event.clientX - drag.x, event.clientY - drag.y) > kSlop;
   if (!drag.ghost && !far) return;
   if (!drag.ghost) {
     drag.ghost = element('div', {class: 'ghost'}, drag.module);
@@ -158,20 +163,29 @@ function rateText(rate) {
   return rate ? `${rate} MBd` : '';
 }
 
-/** The module that a key leads to from another one, in a list of two columns. From the first row ArrowUp leads to the search. */
+/** The module that a key leads to from another one, in a list of two columns. From the first row ArrowUp leads to the search.
+ *  Undefined if the key leads nowhere. */
 function moduleAt(key, items, from) {
-  const step = {ArrowLeft: -1, ArrowRight: 1, ArrowUp: -kColumns, ArrowDown: kColumns, Home: -from, End: items.length - 1 - from}[key];
-  if (step === undefined) return undefined;
+  const last = items.length - 1;
+  const places = {
+    ArrowLeft: from - 1,
+    ArrowRight: from + 1,
+    ArrowUp: from - kColumns,
+    ArrowDown: from + kColumns,
+    Home: 0,
+    End: last,
+  };
   if (key === 'ArrowUp' && from < kColumns) return find('#catalogue input');
-  return items[Math.min(from + step, items.length - 1)] ?? null;
+  return key in places ? items[Math.min(places[key], last)] : undefined;
 }
 
 /** The arrow keys go from the search into the list, and through it. */
 function move(event) {
   const items = [...find('#catalogue').querySelectorAll('.module')];
   const from = items.indexOf(event.currentTarget);
-  const isFromSearch = from < 0 && event.key === 'ArrowDown';
-  const to = isFromSearch ? items[0] : from >= 0 && moduleAt(event.key, items, from);
+  let to;
+  if (from >= 0) to = moduleAt(event.key, items, from);
+  else if (event.key === 'ArrowDown') to = items[0]; // from the search
   if (!to) return;
   event.preventDefault();
   to.focus();

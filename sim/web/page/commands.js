@@ -32,24 +32,25 @@ const kWithout = {
   probability: 'every time',
   seed: '0',
 };
-const chosen = {}; // what somebody has chosen, by form and field
+const chosen = {}; // what somebody has chosen, by keyOf()
 
 const kSubjects = ['port', 'slot', 'supply'];
-const kept = new Set(); // names of the chosen ports, slots and supplies whose form is done
+const kept = new Set(); // keys in `chosen` of the ports, slots and supplies whose form is done
 
 const fieldsOf = (action) => known.actions.find((one) => one.action === action).fields;
 const keyOf = (action, field) => `${action} ${field}`;
 
-/** Fields that need a value and were emptied follow again what holds. */
+/** Forgets fields that were emptied although they need a value: they show again what holds. */
 function forgetEmptied(action) {
   const fields = fieldsOf(action);
   for (const {field, optional} of fields) {
-    const isEmptied = chosen[keyOf(action, field)] === '' && !optional;
-    if (isEmptied) delete chosen[keyOf(action, field)];
+    const key = keyOf(action, field);
+    const isEmptied = chosen[key] === '' && !optional;
+    if (isEmptied) delete chosen[key];
   }
 }
 
-/** Somebody has chosen a value. It stays, also for another port, slot or supply; the other fields follow what holds there. */
+/** Keeps a value that somebody has chosen, also for another port, slot or supply. The other fields show what holds there. */
 function choose(action, field, value) {
   if (chosen[keyOf(action, field)] === value) return;
   if (kSubjects.includes(field)) forgetEmptied(action);
@@ -62,21 +63,21 @@ function choose(action, field, value) {
  *  selected. */
 function forget(action, given) {
   for (const {field} of fieldsOf(action)) {
-    const name = keyOf(action, field);
-    const isDone = chosen[name] === (given[field] ?? '');
-    if (isDone && kSubjects.includes(field)) kept.add(name);
-    else if (isDone) delete chosen[name];
+    const key = keyOf(action, field);
+    const isSent = chosen[key] === (given[field] ?? '');
+    if (isSent && kSubjects.includes(field)) kept.add(key);
+    else if (isSent) delete chosen[key];
   }
   put('forms', action);
 }
 
 function forgetKept() {
-  for (const name of kept) delete chosen[name];
+  for (const key of kept) delete chosen[key];
   kept.clear();
 }
 
-/** Forgets what was chosen in fields that show what holds on the board: somebody has decided against it. Fields that show
- *  nothing of the board keep their values. */
+/** Somebody has decided against an act: its fields show again what holds on the board. Fields that show nothing of the board
+ *  keep their values. */
 function goBack(action) {
   const fields = fieldsOf(action);
   const values = valuesOf(action, fields);
@@ -107,7 +108,7 @@ function choicesOf(field, values) {
 
 /** The first entry of a list: no value. Where a value is needed this entry is hidden and can't be chosen, but it stays: a list
  *  must not change its entries while one of them is chosen. */
-function withoutOne(field, optional) {
+function emptyOption(field, optional) {
   const meaning = optional ? kWithout[field] : undefined;
   return element('option', {value: '', disabled: !optional, hidden: !optional}, meaning ?? '–');
 }
@@ -123,12 +124,12 @@ function inputOf(action, {field, optional, values}, value) {
   const oninput = ({target}) => choose(action, field, target.value);
   const onchange = oninput; // some scripts send only this event
   const label = (input) => element('label', {'data-key': field}, labelOf(field), input);
-  const names = choicesOf(field, values);
-  if (names.length === 0) {
+  const choices = choicesOf(field, values);
+  if (choices.length === 0) {
     return label(element('input', {name: field, value, size: 11, placeholder: kWithout[field] ?? '', oninput, onchange}));
   }
-  const options = names.map((one) => element('option', {value: one, selected: one === value}, one));
-  return label(element('select', {name: field, value, oninput, onchange}, [withoutOne(field, optional), ...options]));
+  const options = choices.map((one) => element('option', {value: one, selected: one === value}, one));
+  return label(element('select', {name: field, value, oninput, onchange}, [emptyOption(field, optional), ...options]));
 }
 
 const kAlwaysActs = ['reset'];
@@ -145,7 +146,7 @@ function isUntouched({action, fields}) {
   return others.some(holds) && others.every((field) => field.optional || holds(field));
 }
 
-/** What a port must have for a command, and its name. */
+/** By command: what finds the thing that a port must have for it, and the thing's name. */
 const kNeeded = {
   plug: [cageOf, 'cage'],
   'set loss-of-signal': [cageOf, 'cage'],
@@ -154,7 +155,7 @@ const kNeeded = {
 };
 const kOfModule = [(port) => cageOf(port)?.module, 'module'];
 
-/** Why a form is not sent: it changes nothing, or a field is empty because the port has no such thing; else ''. */
+/** Why a form is not sent: it changes nothing, or a field is empty because the port has nothing to set; '' if it is sent. */
 function whyNot(command, given) {
   const {action, fields} = command;
   if (isUntouched(command)) return kAlready;

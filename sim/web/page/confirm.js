@@ -2,10 +2,10 @@ import {closeDialog, openDialog} from './dialog.js';
 import {button, element, patch} from './dom.js';
 import {follow, isAway} from './store.js';
 
-// Asks once before something is lost that no undo brings back, and names it. The question is withdrawn when the board is gone.
+// Asks before an act that loses something, and names what is lost. The question is withdrawn when the board is gone.
 
 let withdraw = null; // withdraws the question that is open
-let drawAnew = null;
+let drawAnew = null; // draws the question that is open as it is now
 
 follow(['live', 'gone'], () => {
   if (isAway()) withdraw?.();
@@ -33,9 +33,8 @@ function content({title, lost, kept, warning}) {
  *  @return whether it shall be done */
 export function confirm(question) {
   let last = question;
-  // If there is nothing to ask any more, the last question stays.
   const asked = () => {
-    if (typeof question === 'function') last = question() ?? last;
+    if (typeof question === 'function') last = question() ?? last; // the last one stays if there is nothing to ask any more
     return last;
   };
   const {lost, does} = asked();

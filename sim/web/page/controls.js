@@ -6,18 +6,16 @@ import {isAway, known, put} from './store.js';
 
 export function refusal(control) {
   const text = refusalOf(control);
-  return (
-    text &&
-    element(
-      'p',
-      {class: 'refusal', role: 'alert', 'data-key': 'refusal-' + control},
-      element('span', {}, text),
-      button('×', () => dismiss(control), {'aria-label': 'Dismiss', class: 'quiet'}),
-    )
+  if (!text) return null;
+  return element(
+    'p',
+    {class: 'refusal', role: 'alert', 'data-key': 'refusal-' + control},
+    element('span', {}, text),
+    button('×', () => dismiss(control), {'aria-label': 'Dismiss', class: 'quiet'}),
   );
 }
 
-/** A button that acts on the board. It waits while the board is gone. */
+/** A button that acts on the board. It is disabled while the board is gone. */
 export const actButton = (text, onclick, properties = {}) =>
   button(text, onclick, {'data-acts': true, disabled: isAway(), ...properties});
 
@@ -48,7 +46,9 @@ function leaveChoice(control, {currentTarget, relatedTarget}) {
   put('acts', {});
 }
 
-/** A few values, one of which holds. `does` gives the action and the fields for one that is chosen. */
+/** A few values, one of which holds.
+ *  @param values  each with its text if it has another one
+ *  @param does  gives the action and the fields for a value that is chosen */
 export function choice(control, legend, values, holds, does) {
   const waiting = pendingValue(control);
   const shown = String(waiting ?? moved.get(control) ?? holds);
@@ -106,9 +106,9 @@ export function doing(control, text, action, fields, properties = {}) {
 
 const slid = new Map(); // by control: where a slider stands while it is dragged or its act is on the way
 const sliding = new Set(); // controls whose act is on the way
-let dragged = null;
+let dragged = null; // the control of the slider that is dragged
 const kSlop = 8; // pixels along a slider, after which a finger drags it
-let finger = null; // has touched a slider, and may still begin to scroll the page; `send` sends what it has set
+let finger = null; // touches a slider, and may still begin to scroll the page: where it began; `send` sends what it has set
 
 /** Lets a slider show what holds as soon as that is known, unless somebody goes on with it. */
 async function settle(control) {

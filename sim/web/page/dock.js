@@ -1,6 +1,6 @@
 import * as address from './address.js';
-import {button, element, find, patch} from './dom.js';
 import {wantRequests} from './connection.js';
+import {button, element, find, patch} from './dom.js';
 import {follow, known, put} from './store.js';
 
 // The tabs at the bottom right. On a wide screen the requests and the flash stand beside each other; on a narrow one a tab
@@ -8,9 +8,8 @@ import {follow, known, put} from './store.js';
 
 const views = new Map(); // by name: its tab, its panel
 const kWide = matchMedia('(min-width: 1900px)');
-
 const kNarrow = matchMedia('(max-width: 760px)');
-let chosen = 'requests'; // the tab
+let chosen = 'requests'; // the name of the tab
 let isSheet = false; // on a narrow screen: the sheet is open
 
 /** The view beside the requests on a wide screen. */
@@ -53,12 +52,13 @@ export function add(name, title, ...content) {
 }
 
 function move({key}) {
-  const names = [...views.keys()].filter((name) => !views.get(name).tab.hidden);
+  const names = [...views.keys()];
   const i = names.indexOf(chosen);
   const to = {ArrowRight: (i + 1) % names.length, ArrowLeft: i - 1, Home: 0, End: -1}[key];
   if (to === undefined) return;
-  open(names.at(to), false);
-  views.get(names.at(to)).tab.focus();
+  const name = names.at(to); // -1 is the last one
+  open(name, false);
+  views.get(name).tab.focus();
 }
 
 function choose(name, isStep) {
@@ -68,7 +68,8 @@ function choose(name, isStep) {
   put('tab', chosen);
 }
 
-/** @param isStep  false where the arrow keys go from tab to tab */
+/** Opens a tab; on a narrow screen its sheet, too.
+ *  @param isStep  false where the arrow keys go from tab to tab */
 export function open(name, isStep = true) {
   isSheet = true;
   choose(name, isStep);
@@ -89,6 +90,7 @@ export function closeSheet() {
   return true;
 }
 
+/** Opens a tab by its place among the tabs. Places count from 1. */
 export function openNumber(number) {
   const name = [...views.keys()][number - 1];
   if (!name) return;

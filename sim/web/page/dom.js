@@ -1,14 +1,13 @@
 // Elements, made and brought up to date. A view makes what it shall look like from scratch; `patch` changes only what is
 // different, so that focus, scroll and what somebody types stay.
 
+/** What is set as a property of an element. All else is set as an attribute. */
 const kLive = ['checked', 'value', 'disabled', 'hidden', 'open'];
 
 function setProperty(node, name, value) {
   if (name.startsWith('on')) {
     node[name] = value;
     node.handlers = {...node.handlers, [name]: value};
-  } else if (name === 'text') {
-    node.textContent = value;
   } else if (kLive.includes(name) && name in node) {
     node[name] = value;
     // The value as the page has set it. The field's own differs from it when somebody has typed.
@@ -20,10 +19,12 @@ function setProperty(node, name, value) {
   }
 }
 
-/** The children in one list, without those that are null, undefined or false. */
-const present = (children) => children.flat(3).filter((child) => child !== null && child !== undefined && child !== false);
+const kDeepest = 3; // lists within lists
 
-/** Makes an element. Children that are null or false are left out. */
+/** The children in one list, without those that are null, undefined or false. */
+const present = (children) => children.flat(kDeepest).filter((child) => child !== null && child !== undefined && child !== false);
+
+/** Makes an element. Children that are null, undefined or false are left out. */
 export function element(tag, properties = {}, ...children) {
   const made = document.createElement(tag);
   for (const [name, value] of Object.entries(properties)) {
@@ -51,14 +52,20 @@ function patchAttributes(old, fresh) {
   for (const {name, value} of fresh.attributes) {
     if (old.getAttribute(name) !== value && isOurs(name)) old.setAttribute(name, value);
   }
+  for (const name of ['disabled', 'hidden']) {
+    if (name in fresh && old[name] !== fresh[name]) old[name] = fresh[name];
+  }
+}
+
+function patchHandlers(old, fresh) {
   for (const name of Object.keys(old.handlers ?? {})) {
     if (!fresh.handlers?.[name]) old[name] = null;
   }
   Object.assign(old, fresh.handlers);
   old.handlers = fresh.handlers;
-  for (const name of ['disabled', 'hidden']) {
-    if (name in fresh && old[name] !== fresh[name]) old[name] = fresh[name];
-  }
+}
+
+function patchValue(old, fresh) {
   if (fresh.rendered === undefined) return;
   if (fresh.type === 'radio' || fresh.type === 'checkbox') {
     old.checked = fresh.checked;
@@ -76,14 +83,16 @@ function patchNode(old, fresh) {
     if (old.data !== fresh.data) old.data = fresh.data;
     return;
   }
-  const isChosen = old.tagName === 'SELECT' && old.rendered === fresh.rendered;
-  const value = old.value;
+  const keepsChoice = old.tagName === 'SELECT' && old.rendered === fresh.rendered;
+  const {value} = old;
   patch(old, [...fresh.childNodes]);
   patchAttributes(old, fresh);
-  if (isChosen && old.value !== value) old.value = value; // new options have changed it
+  patchHandlers(old, fresh);
+  patchValue(old, fresh);
+  if (keepsChoice && old.value !== value) old.value = value; // new options have changed it
 }
 
-/** Brings the children of `place` to what `children` are. */
+/** Makes the children of `place` look like `children`. */
 export function patch(place, children) {
   const fresh = present(children).map((child) => (child instanceof Node ? child : document.createTextNode(child)));
   const keyed = new Map([...place.children].filter(keyOf).map((node) => [keyOf(node), node]));
@@ -119,9 +128,8 @@ export function patchList(place, children, otherwise) {
 }
 
 export const find = (selector) => document.querySelector(selector);
-export const numbers = (first, count) => Array.from({length: count}, (_, i) => first + i);
 
-export async function copy(text) {
+async function copy(text) {
   try {
     await navigator.clipboard.writeText(text);
   } catch {
@@ -136,14 +144,19 @@ export async function copy(text) {
   }
 }
 
-/** A button that copies and says so. */
+const kSaid = 1500; // milliseconds for which a button says that it has copied
+
+/** A button that copies and says so.
+ *  @param text  what to copy, or a function that gives it */
 export const copyButton = (text, label = 'Copy') =>
   button(
     label,
     async ({currentTarget}) => {
       await copy(typeof text === 'function' ? text() : text);
       currentTarget.textContent = 'Copied';
-      setTimeout(() => (currentTarget.textContent = label), 1500);
+      setTimeout(() => {
+        currentTarget.textContent = label;
+      }, kSaid);
     },
     {class: 'small'},
   );

@@ -4,13 +4,13 @@ import {actButton, refusal} from './controls.js';
 import * as dock from './dock.js';
 import {copyButton, element, find, patch, patchList} from './dom.js';
 import {follow, known, put} from './store.js';
-import {faultResult, kResults, kEffects, percent, plural} from './words.js';
+import {faultResult, kEffects, kResults, percent, plural} from './words.js';
 
 // Faults: which requests fail, how, and how often they did.
 
 const form = {node: 'i2c', request: '', from: '', to: '', result: '', other: '', count: '1', skip: '', probability: '', seed: ''};
 
-/** What a fault is for: i2c, i2c:BufRead, i2c:BufRead@0x9e, flash:write@0x0-0xffff. */
+/** Which requests fail: i2c, i2c:BufRead, i2c:BufRead@0x9e, flash:write@0x0-0xffff. */
 const kTarget = /^(?<node>\w+)(?::(?<request>\w+))?(?:@(?<from>0x[0-9a-f]+))?(?:-(?<to>0x[0-9a-f]+))?$/i;
 
 function setTarget(target) {
@@ -26,10 +26,12 @@ export function openFaults(target = 'i2c:BufRead@0xa0') {
   requestAnimationFrame(() => find('#fault-form select')?.focus());
 }
 
+/** Opens the tab with a form that fails the writes to a range of addresses. */
 export function openFaultsAt(node, from, to) {
   openFaults(`${node}:write@${from}-${to}`);
 }
 
+/** The requests that the form fails, as `zelsim fail` takes them. */
 function target() {
   const request = form.request ? ':' + form.request : '';
   const from = form.from ? '@' + form.from : '';
@@ -37,10 +39,13 @@ function target() {
   return `${form.node}${request}${from}${to}`;
 }
 
-const requestsOf = () => (known.callables ?? []).filter(({node}) => form.node === 'any' || node === form.node);
-const isAddressed = () => !form.request || requestsOf().some(({request, addressed}) => request === form.request && addressed);
+/** The requests of the chosen node. */
+const requestsOfNode = () => (known.callables ?? []).filter(({node}) => form.node === 'any' || node === form.node);
+/** Whether the chosen requests may have an address. */
+const isAddressed = () => !form.request || requestsOfNode().some(({request, addressed}) => request === form.request && addressed);
 
-function set(name) {
+/** The handler that keeps what somebody has chosen in a field. */
+function keep(name) {
   return ({target: {value}}) => {
     form[name] = value;
     if (name === 'node') form.request = '';
@@ -56,7 +61,7 @@ function pick(name, label, options) {
     label,
     element(
       'select',
-      {name, value: form[name], onchange: set(name)},
+      {name, value: form[name], onchange: keep(name)},
       options.map(([value, text = value]) => element('option', {value, selected: form[name] === value}, text)),
     ),
   );
@@ -67,9 +72,10 @@ const input = (name, label, placeholder, size = 11) =>
     'label',
     {'data-key': name},
     label,
-    element('input', {name, value: form[name], placeholder, size, oninput: set(name), onchange: set(name)}),
+    element('input', {name, value: form[name], placeholder, size, oninput: keep(name), onchange: keep(name)}),
   );
 
+/** The fields of the act. Empty ones are left out. */
 function fields() {
   const result = form.result === 'other' ? form.other : form.result;
   const {count, skip, probability} = form;
@@ -95,7 +101,7 @@ function makeThemFail() {
 
 function showForm() {
   if (!dock.isOpen('faults')) return;
-  const names = [...new Set(requestsOf().map(({request}) => request))];
+  const names = [...new Set(requestsOfNode().map(({request}) => request))];
   patch(find('#fault-form'), [
     element(
       'div',

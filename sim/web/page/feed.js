@@ -1,9 +1,10 @@
 // One worker for all pages of a browser: it opens one stream of events for each board, because a browser opens few
 // connections to a server.
 
-const kRetry = 1000;
+// Times are milliseconds.
+const kRetry = 1000; // from a lost connection until the next try
 const kLook = 1000; // between two looks whether the server is heard
-const kSilence = 6000; // the server says every two seconds that it is there
+const kSilence = 6000; // a server without news says every two seconds that it is there
 const kKeptActivity = 300; // entries
 const kKeptText = 2e6; // characters of requests, for a page that is opened later
 
@@ -33,11 +34,14 @@ class Feed {
     this.boardAt = 0; // the time of the board's state in `known`
     this.heardAt = 0;
     this.lookedAt = 0;
-    this.tries = false; // whether tryAnew() waits for an answer
+    this.isTrying = false; // whether tryAnew() waits for an answer
     this.watch = null; // a timer
+    this.retry = null; // a timer
+    this.source = null; // the stream
+    this.asked = false; // whether the stream brings requests
   }
 
-  wants() {
+  wantsRequests() {
     return [...this.pages.values()].includes(true);
   }
 
@@ -48,14 +52,14 @@ class Feed {
   connect() {
     clearTimeout(this.retry);
     this.source?.close();
-    this.asked = this.wants();
+    this.asked = this.wantsRequests();
     const address = `/api/events?${this.query}${this.asked ? '&requests' : ''}`;
     const source = new EventSource(address);
     this.source = source;
     this.activity = [];
     this.requests = [];
     this.requestsSize = 0;
-    let first = true;
+    let isFirst = true;
     this.heardAt = Date.now();
     this.startWatch();
     source.onopen = () => this.hear();
@@ -64,10 +68,10 @@ class Feed {
       this.hear();
       if (data.startsWith('{"requests')) return this.tellRequests(data);
       const news = JSON.parse(data);
-      if (first) this.forgetParts();
+      if (isFirst) this.forgetParts();
       this.keep(news);
-      this.tell(first ? {...news, anew: true} : news);
-      first = false;
+      this.tell(isFirst ? {...news, anew: true} : news);
+      isFirst = false;
     };
     source.onerror = async () => {
       source.close();
@@ -83,7 +87,9 @@ class Feed {
     if (!this.known.live) this.setLive(true);
   }
 
-  /** @param silent  the connection is there, and nothing comes; @param since  when that began */
+  /** @param refused  why the server refuses the stream; null if it does not
+   *  @param silent  whether the connection is there, and nothing comes
+   *  @param since  when `live` became what it is now */
   setLive(live, {refused = null, silent = false, since = Date.now()} = {}) {
     const state = {live, refused, silent};
     if (live !== this.known.live) state.since = since;
@@ -111,23 +117,26 @@ class Feed {
 
   /** The old connection may be dead while the server answers others. */
   async tryAnew() {
-    if (this.tries) return;
-    this.tries = true;
+    if (this.isTrying) return;
+    this.isTrying = true;
     const {source} = this;
     try {
       const answer = await fetch('/api/server', {signal: AbortSignal.timeout(kSilence)});
       if (answer.ok && this.source === source && Date.now() - this.heardAt >= kSilence) this.connect();
     } catch {
-      // It does not.
+      // The server answers nobody.
     }
-    this.tries = false;
+    this.isTrying = false;
   }
 
-  // Requests come by the thousand: they go on as the text that they are, to the pages that show them.
+  /** Requests come by the thousand: their text goes on as it is, to the pages that show them. */
   tellRequests(text) {
     this.requests.push(text);
     this.requestsSize += text.length;
-    while (this.requestsSize > kKeptText) this.requestsSize -= this.requests.shift().length;
+    while (this.requestsSize > kKeptText) {
+      const oldest = this.requests.shift();
+      this.requestsSize -= oldest.length;
+    }
     for (const [page, wants] of this.pages) {
       if (wants) page.postMessage(text);
     }
@@ -152,7 +161,7 @@ class Feed {
       for (const text of kept) page.postMessage(text);
     }
     this.pages.set(page, requests);
-    if (!this.source || this.wants() !== this.asked) this.connect();
+    if (!this.source || this.wantsRequests() !== this.asked) this.connect();
   }
 
   leave(page) {
@@ -163,7 +172,7 @@ class Feed {
       this.source?.close();
       this.source = null;
       this.known = {};
-    } else if (this.wants() !== this.asked) {
+    } else if (this.wantsRequests() !== this.asked) {
       this.connect();
     }
   }
@@ -182,4 +191,5 @@ export function serve(page) {
   };
 }
 
+// Pages import this module, too, for browsers without such workers. In a worker there is no document.
 if (typeof document === 'undefined') globalThis.onconnect = ({ports: [port]}) => serve(port);

@@ -1,8 +1,8 @@
 import * as dock from './dock.js';
-import {element, find, numbers, patch} from './dom.js';
-import {kPage, kPagesPerSector, kSector, kSectors} from './geometry.js';
-import {isSelected, kindOf, numberOf, select, selected} from './selection.js';
+import {element, find, patch} from './dom.js';
+import {kPage, kPagesPerSector, kSector, kSectors, numbers} from './geometry.js';
 import {regionOf} from './inspector_sector.js';
+import {isSelected, kindOf, numberOf, select, selected} from './selection.js';
 import {follow, isAway, known} from './store.js';
 import {address, bytes, plural} from './words.js';
 
@@ -10,12 +10,13 @@ import {address, bytes, plural} from './words.js';
 // was erased.
 
 const kSmall = 16; // sectors: two such regions stand beside each other
-const cells = [];
+const kSameLine = 2; // pixels by which two cells of one line may differ in height
+const cells = []; // by sector
 let before = null; // used pages and erases of each sector at the last look
 let cursor = null; // the sector that was written last
 let followed = null; // the band that was brought into view for the cursor
 
-/** The step of the scale: it begins anew at 1, 4, 10, 32 and 100 erases. */
+/** The level of wear, 0 to 5. The levels 1 to 5 begin at 1, 4, 10, 32 and 100 erases. */
 const levelOf = (erases) => (erases === 0 ? 0 : Math.min(5, 1 + Math.floor(Math.log10(erases) * 2)));
 
 function usedText(pages) {
@@ -39,7 +40,7 @@ function cellOf(sector) {
 
 const kHint = 'Choose a sector to see its bytes.';
 
-/** The sector that is selected, or a hint. */
+/** Tells about the sector that is selected, or gives a hint. */
 function tellSelected() {
   const sector = selected().find((part) => kindOf(part) === 'sector');
   if (sector) tell(numberOf(sector));
@@ -56,7 +57,8 @@ function move(event) {
   const from = Number(event.currentTarget.dataset.sector);
   const steps = {ArrowLeft: from - 1, ArrowRight: from + 1, Home: 0, End: kSectors - 1};
   let to = steps[event.key];
-  if (event.key === 'ArrowDown' || event.key === 'ArrowUp') to = inLine(from, event.key === 'ArrowDown' ? 1 : -1);
+  if (event.key === 'ArrowDown') to = inLine(from, 1);
+  if (event.key === 'ArrowUp') to = inLine(from, -1);
   if (to === undefined || !cells[to]) return;
   event.preventDefault();
   event.stopPropagation();
@@ -70,8 +72,8 @@ function inLine(from, way) {
   let distance = Infinity;
   for (let to = from + way; cells[to]; to += way) {
     const there = cells[to].getBoundingClientRect();
-    if (Math.abs(there.top - top) < 2) continue;
-    if (best !== undefined && Math.abs(there.top - cells[best].getBoundingClientRect().top) > 2) break;
+    if (Math.abs(there.top - top) < kSameLine) continue;
+    if (best !== undefined && Math.abs(there.top - cells[best].getBoundingClientRect().top) > kSameLine) break;
     if (Math.abs(there.left - left) < distance) {
       distance = Math.abs(there.left - left);
       best = to;
@@ -112,8 +114,8 @@ function build() {
 
 // ---- where something is being written
 
-/** The sector that was erased or filled since the last look; of several the last one; -1 for none. Also -1 if a count has gone
- *  back: then the board was reset, or its flash replaced. */
+/** Looks which sector was erased or filled since the last look. @return the last one of several; -1 for none, and also if a count
+ *  has gone back: then the board was reset, or its flash replaced */
 function changedSector() {
   const {used, erases} = known.sectors;
   const last = before;
@@ -135,12 +137,12 @@ function watchWriting() {
 /** Brings the band that a program begins to write into view, once: after that people may scroll away. @return the band */
 function bandInView() {
   const band = cells[cursor].closest('.band');
-  if (band !== followed && dock.isOpen('flash')) scrollTo(band);
+  if (band !== followed && dock.isOpen('flash')) scrollMapTo(band);
   return band;
 }
 
 /** Scrolls the map alone, never the page. */
-function scrollTo(band) {
+function scrollMapTo(band) {
   const view = find('#view-flash');
   const place = view.getBoundingClientRect();
   const {top, bottom} = band.getBoundingClientRect();
@@ -148,7 +150,7 @@ function scrollTo(band) {
   else if (top < place.top) view.scrollTop -= place.top - top;
 }
 
-/** Whether a program writes: the server says so. */
+/** Whether a program writes, as the server says, and the place is known. */
 const isWriting = () => cursor !== null && Boolean(known.writing) && !isAway();
 
 function writingText() {
@@ -191,7 +193,7 @@ function showCells() {
   });
 }
 
-/** How much of a region is in use. A small one has no room for its erases; its sectors show them. */
+/** How much of a region is in use. A small region has no room for its erases; its sectors show them. */
 function shareText({region, size, erases}, pages) {
   if (pages === 0 && region === 'unused') return '';
   const isLarge = size / kSector > kSmall;
@@ -214,6 +216,9 @@ function showShares() {
   }
 }
 
+/** At how many erases the levels 1 to 5 begin. */
+const kLevelTexts = ['1', '4', '10', '32', '100+'];
+
 function showScale() {
   const most = Math.max(...known.sectors.erases);
   patch(find('#flash-scale'), [
@@ -224,13 +229,7 @@ function showScale() {
     element('i', {class: 'cell full'}),
     'full',
     element('span', {class: 'gap'}, 'Times erased:'),
-    ...[
-      ['1', 1],
-      ['4', 2],
-      ['10', 3],
-      ['32', 4],
-      ['100+', 5],
-    ].flatMap(([text, level]) => [element('i', {class: `cell blank wear${level}`}), text]),
+    ...kLevelTexts.flatMap((text, i) => [element('i', {class: `cell blank wear${i + 1}`}), text]),
     element(
       'span',
       {class: 'gap'},

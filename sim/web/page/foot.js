@@ -30,8 +30,10 @@ function footOf(entry) {
 function show() {
   const lines = log.all().filter(held.shows);
   const last = lines.at(-1);
-  if (!last)
-    return patch(find('#foot'), [element('span', {class: 'told'}, 'Nothing has been changed since the page was opened.')]);
+  if (!last) {
+    const text = 'Nothing has been changed since the page was opened.';
+    return patch(find('#foot'), [element('span', {class: 'told'}, text)]);
+  }
   const actBefore = last.request ? lines.findLast(isAct) : null;
   patchList(
     find('#foot'),
@@ -45,7 +47,7 @@ function show() {
   );
 }
 
-/** Other sheets of a narrow page end above this line. */
+/** Sheets of a narrow page end above this line. */
 function tellHeight() {
   document.documentElement.style.setProperty('--foot-height', `${find('#foot').offsetHeight}px`);
 }

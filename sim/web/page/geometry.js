@@ -1,13 +1,14 @@
 // The sizes of the board and of its flash, as programs see them.
 
-export const kPorts = 28;
-export const kPortsPerSlot = 8;
-export const kSlots = 3;
+const kPorts = 28;
+const kPortsPerSlot = 8;
+const kSlots = 3;
 
-const count = (first, number) => Array.from({length: number}, (_, i) => first + i);
-export const allPorts = () => count(0, kPorts);
+/** As many numbers as `count` says, from `first` on. */
+export const numbers = (first, count) => Array.from({length: count}, (_, i) => first + i);
+export const allPorts = () => numbers(0, kPorts);
 /** The ports of a slot. Slots count from 1. */
-export const portsOf = (slot) => count(kPortsPerSlot * (slot - 1), kPortsPerSlot);
+export const portsOf = (slot) => numbers(kPortsPerSlot * (slot - 1), kPortsPerSlot);
 /** The slot of a port; 0 for the main board. */
 export const slotOf = (port) => (port < kSlots * kPortsPerSlot ? Math.floor(port / kPortsPerSlot) + 1 : 0);
 
@@ -16,7 +17,7 @@ export const kSectors = 512;
 export const kPage = 256; // bytes
 export const kPagesPerSector = kSector / kPage;
 
-/** The first and the last number of parts; slot 0 is the main board. */
+/** Of each kind of part the first and the last number. Slot 0 is the main board. */
 const kNumbers = {port: [0, kPorts - 1], slot: [0, kSlots], supply: [1, 2], sector: [0, kSectors - 1]};
 export const kNumbered = Object.keys(kNumbers);
 export const isPart = (kind, number) => number >= kNumbers[kind][0] && number <= kNumbers[kind][1];

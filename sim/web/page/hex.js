@@ -12,8 +12,9 @@ new ResizeObserver(() => {
   if (isNarrow !== known.narrow) put('narrow', isNarrow);
 }).observe(find('#inspector'));
 
-/** Bytes, given as hexadecimal digits, in rows with their text: of 16 bytes, or of 8 where the inspector is narrow. */
-export function hexRows(digits, start, width = 8) {
+/** Bytes, given as hexadecimal digits, in rows with their text: of 16 bytes, or of 8 where the inspector is narrow.
+ *  @param width  digits of an address, at least */
+export function hexRows(digits, start, width) {
   const isNarrow = known.narrow;
   const perRow = isNarrow ? kGroup : 2 * kGroup;
   const bytes = digits.match(/../g) ?? [];

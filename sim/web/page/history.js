@@ -6,9 +6,10 @@ import {kTestLamps, lampState} from './words.js';
 // with what the server has.
 
 const kKept = 300000; // milliseconds
-const series = new Map();
+const series = new Map(); // by name: the points, each with its time `at` and its `value`
 
-export function record(name, value, now = Date.now()) {
+function record(name, value) {
+  const now = Date.now();
   if (value === undefined || value === null) return;
   if (!series.has(name)) series.set(name, []);
   const points = series.get(name);
@@ -29,23 +30,22 @@ function recordBoard() {
   board.supplies.forEach(({supply, good, type}) => record('supply' + supply, good && type !== 'none' ? 1 : 0));
   for (const [name, value] of Object.entries(board.panel)) record('led-' + name, value);
   for (const lamp of kTestLamps) record('lamp-' + lamp, lampState(board, lamp));
-  record('faults', board.faults.length);
   record('busy', board.i2c.busy);
 }
 
-// The server's clock may differ from this machine's.
+/** Takes the values that the server has kept. Its clock may differ from this machine's. */
 async function load() {
-  const document = await ask('history').catch(() => null);
-  if (!document) return;
-  const ahead = Date.now() - document.now;
-  for (const [name, pairs] of Object.entries(document.series)) {
+  const answer = await ask('history').catch(() => null);
+  if (!answer) return;
+  const ahead = Date.now() - answer.now;
+  for (const [name, pairs] of Object.entries(answer.series)) {
     series.set(
       name,
       pairs.map(([at, value]) => ({at: at + ahead, value})),
     );
   }
   recordBoard();
-  put('history', document.now);
+  put('history', answer.now);
 }
 
 export function start() {

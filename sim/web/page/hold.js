@@ -1,5 +1,5 @@
-// Nothing moves under a pointer that is about to press it, nor away from the focus of the keyboard. While either is in a
-// place, the place goes on showing the entries that it has.
+// Nothing moves under a pointer that is about to press it, nor away from the focus of the keyboard. While one of them
+// is in a place, the place goes on showing the entries that it has.
 
 const kMoves = ['pointerover', 'focusin', 'focusout'];
 
@@ -14,8 +14,8 @@ export function hold(selector, show) {
     show();
   };
   const check = () => {
-    // While the focus goes from one place to another, it is nowhere for a moment.
     if (last === null) return;
+    // While the focus goes from one element to another, it is nowhere for a moment.
     setTimeout(() => {
       if (!isInUse()) release();
     });

@@ -5,8 +5,8 @@ import {presence, supplyState} from './words.js';
 
 // What holds on the board for each field of a command: the forms begin with it.
 
-/** The port that a command is most likely meant for: the selected one, else one with a module, else any. For `set link` only
- *  ports with a copper link count, if there are any. */
+/** The port that a command is most likely meant for: the selected one, else one with a module, a copper link or a cage. For
+ *  `set link` only ports with a copper link count, if there are any. */
 function likelyPort(action) {
   const isFor = (port) => action !== 'set link' || linkOf(port);
   const {cages, links} = known.board;
@@ -54,7 +54,7 @@ const kHolding = {
   ...Object.fromEntries(kQuantities.map(({action, key}) => [`${action} value`, (board, {port}) => asSet(port)?.[key]])),
 };
 
-/** The port, slot and supply that a form is about. An emptied port is no port. */
+/** The port, slot and supply that a form is about. NaN for a port that was emptied. */
 const subjectsOf = (action, {port = likelyPort(action), slot = likely('slot'), supply = likely('supply')}) => ({
   port: port === '' ? NaN : Number(port),
   slot: Number(slot),

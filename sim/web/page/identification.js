@@ -1,6 +1,7 @@
 // The fields of a module's page A0h (SFF-8472), in words.
 
-/** Name and unit of a field that needs more than its key. A length counts its unit: 100 m, 10 m or 1 m. */
+/** Name and unit of a field that needs more than its key. A length counts metres, tens of metres or
+ *  hundreds: `factor` says which. */
 const kFields = {
   rate_mbd: {name: 'Rate', unit: 'MBd'},
   wavelength_nm: {name: 'Wavelength', unit: 'nm'},

@@ -7,7 +7,7 @@ import {sectorControls} from './inspector_sector.js';
 import {focusPart} from './panel.js';
 import {describe, kindOf, numberOf, ledOf, select, selected} from './selection.js';
 import {boardIn, cageOf, follow, known} from './store.js';
-import {degrees, ledName, ledState, plural, presence, supplyState, supplyText} from './words.js';
+import {degrees, hex, ledLabel, ledState, plural, presence, supplyState, supplyText} from './words.js';
 
 // The selected thing, and the acts that make sense for it.
 
@@ -58,23 +58,18 @@ function supply(number) {
     facts([
       ['Type', now.type === 'none' ? 'none plugged' : now.type.toUpperCase()],
       ['Shows', supplyText(now)],
-      ['Power status, as programs read it', '0x' + known.board.gpio.power_status.toString(16).padStart(2, '0').toUpperCase()],
+      ['Power status, as programs read it', hex(known.board.gpio.power_status, 2)],
     ]),
   ];
 }
 
 function led(part) {
   const name = ledOf(part);
-  const command = `zelctl led set ${part.slice('led-'.length)} blink`;
+  const command = `zelsim run --board ${known.board.board} -- zelctl led set ${part.slice('led-'.length)} blink`;
   return [
     facts([['State', ledState(known.board.panel[name])]]),
     element('p', {class: 'hint'}, 'A program lights it. From a shell:'),
-    element(
-      'p',
-      {class: 'command'},
-      element('code', {}, `zelsim run --board ${known.board.board} -- ${command}`),
-      copyButton(`zelsim run --board ${known.board.board} -- ${command}`),
-    ),
+    element('p', {class: 'command'}, element('code', {}, command), copyButton(command)),
   ];
 }
 
@@ -161,11 +156,12 @@ const kControls = {
 function content() {
   const parts = selected();
   if (parts.length === 0 || !kControls[kindOf(parts[0])]) return boardControls();
-  if (parts.length > 1)
+  if (parts.length > 1) {
     return [element('h2', {}, plural(parts.length, 'port') + ' selected'), ...portsControls(parts.map(numberOf))];
+  }
   const part = parts[0];
-  const ledTitle = kindOf(part) === 'led' ? `LED ${ledName(ledOf(part))}` : null;
-  return [element('h2', {}, ledTitle ?? describe(part)), ...kControls[kindOf(part)](part)];
+  const title = kindOf(part) === 'led' ? `LED ${ledLabel(ledOf(part))}` : describe(part);
+  return [element('h2', {}, title), ...kControls[kindOf(part)](part)];
 }
 
 /** Closes the sheet. The focus goes to where the sheet was opened: the part on the panel. */
@@ -195,23 +191,23 @@ function show() {
 }
 
 const kStacked = matchMedia('(max-width: 1000px)');
-const kSheet = matchMedia('(max-width: 760px)');
+const kNarrow = matchMedia('(max-width: 760px)');
 
 /** Where the controls are a sheet over the panel, the part that they are for stays in view. */
 function keepInView(part) {
-  if (kSheet.matches) find(`[data-part="${part}"]`)?.scrollIntoView({block: 'nearest'});
+  if (kNarrow.matches) find(`[data-part="${part}"]`)?.scrollIntoView({block: 'nearest'});
 }
 
 /** Where the inspector stands below the panel, the controls of a part that was tapped come into view. */
 function showControls() {
   if (!kStacked.matches) return;
-  if (kSheet.matches) return keepInView(known.tapped);
+  if (kNarrow.matches) return keepInView(known.tapped);
   const controls = find('#inspector [data-key=plugging]') ?? find('#inspector :is(fieldset, button, input)');
   controls?.scrollIntoView({block: 'nearest'});
 }
 
 export function start() {
-  const parts = ['board', 'optics_as_set', 'selected', 'acts', 'live', 'gone', 'modules', 'module', 'bytes', 'sectors', 'states'];
-  follow([...parts, 'narrow'], show);
+  const ofBoard = ['board', 'optics_as_set', 'modules', 'module', 'sectors', 'bytes', 'states'];
+  follow([...ofBoard, 'selected', 'acts', 'live', 'gone', 'narrow'], show);
   follow(['tapped'], showControls);
 }

@@ -9,7 +9,7 @@ import {hexRows} from './hex.js';
 import {identificationRows} from './identification.js';
 import {asSet, diagnosticsOf, kQuantities, standing, valueText} from './optics.js';
 import {select} from './selection.js';
-import {boardIn, cageOf, known, linkOf, put} from './store.js';
+import {boardIn, cageOf, linkOf, put} from './store.js';
 import {linkText, minus, plural} from './words.js';
 
 // Acts on one port, and on several at once.
@@ -75,8 +75,8 @@ function optics(port, cage) {
         const {state, text} = standing(row, quantity, module);
         const value = row[quantity.key];
         const holds = asSet(port)?.[quantity.key] ?? value ?? quantity.lowest;
-        const isOff = holds !== value; // without light it measures something else than is set
-        const set = isOff ? `set to ${minus(holds)} ${quantity.unit}` : '';
+        const isOther = holds !== value; // without light it measures something else than is set
+        const set = isOther ? `set to ${minus(holds)} ${quantity.unit}` : '';
         return element(
           'div',
           {class: 'quantity ' + state, 'data-key': quantity.key},
@@ -94,42 +94,42 @@ function optics(port, cage) {
 }
 
 const kRetry = 2000; // milliseconds
-const modules = new Map(); // what modules say, by port and name; null while it is not known
+const modules = new Map(); // what modules say, by port and name; null while a module is asked, or if it did not answer
 
 /** Forgets that a module did not answer: the next look asks it again. */
 function askAgain(key) {
   if (modules.delete(key)) put('module', key);
 }
 
-/** What the module of a port says; null while it is asked. */
+/** What the module of a port says; null while it is asked, and if it did not answer. */
 function knownModule(port, cage) {
   const key = `${port} ${cage.module}`;
   if (!modules.has(key)) {
     modules.set(key, null);
-    moduleOf(port).then((document) => {
-      modules.set(key, document);
+    moduleOf(port).then((module) => {
+      modules.set(key, module);
       put('module', key);
-      if (!document) setTimeout(askAgain, kRetry, key);
+      if (!module) setTimeout(askAgain, kRetry, key);
     });
   }
   return modules.get(key);
 }
 
 function identification(port, cage) {
-  const document = knownModule(port, cage);
-  if (!document) return null;
+  const module = knownModule(port, cage);
+  if (!module) return null;
   return [
     element(
       'details',
       {class: 'more', 'data-key': 'identification'},
       element('summary', {}, 'Identification'),
-      facts(identificationRows(document.decoded)),
+      facts(identificationRows(module.decoded)),
     ),
     element(
       'details',
       {class: 'more', 'data-key': 'page'},
       element('summary', {}, 'Bytes of page A0h'),
-      hexRows(document.page, 0, 2),
+      hexRows(module.page, 0, 2),
     ),
   ];
 }
@@ -149,6 +149,7 @@ const light = (name, ports, holds, {title, good, bad} = kOptical) =>
     holds,
     (value) => toAll(ports, 'set loss-of-signal', {value}),
   );
+
 const transmitter = (name, ports, holds) =>
   choice(
     name,
@@ -161,6 +162,7 @@ const transmitter = (name, ports, holds) =>
     (value) => toAll(ports, 'set tx-fault', {value}),
   );
 
+/** An action with its fields, once for each port. */
 const toAll = (ports, action, fields) => [action, ports.map((port) => ({port, ...fields}))];
 
 export function portControls(port) {
@@ -177,7 +179,7 @@ export function portControls(port) {
     refusal(`plug${port}`),
   );
   if (!cage.module) {
-    return [element('p', {class: 'hint'}, `The cage is empty. Choose a module, or drag one from the catalogue.`), plugging];
+    return [element('p', {class: 'hint'}, 'The cage is empty. Choose a module, or drag one from the catalogue.'), plugging];
   }
   return [
     element(
@@ -212,30 +214,16 @@ export function portsControls(ports) {
     without && `${plural(without, 'port')} without a cage`,
   ];
   const all = cages.length === 1 ? 'it' : 'all';
-  const pull = () =>
-    act(
-      'unplug-all',
-      ...toAll(
-        fitted.map(({port}) => port),
-        'unplug',
-      ),
-    );
+  const fittedPorts = fitted.map(({port}) => port);
+  const pull = () => act('unplug-all', ...toAll(fittedPorts, 'unplug'));
   return [
     element('p', {class: 'hint'}, `${told.filter(Boolean).join(', ')}: ports ${ports.join(', ')}.`),
     fitted.length > 0 &&
       element(
         'div',
         {class: 'beside', 'data-key': 'signals'},
-        light(
-          'los-all',
-          fitted.map(({port}) => port),
-          common(fitted.map((cage) => cage.loss_of_signal)),
-        ),
-        transmitter(
-          'txfault-all',
-          fitted.map(({port}) => port),
-          common(fitted.map((cage) => cage.tx_fault)),
-        ),
+        light('los-all', fittedPorts, common(fitted.map((cage) => cage.loss_of_signal))),
+        transmitter('txfault-all', fittedPorts, common(fitted.map((cage) => cage.tx_fault))),
       ),
     element(
       'div',

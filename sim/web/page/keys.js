@@ -10,13 +10,14 @@ import * as states from './states.js';
 import {isAway, known} from './store.js';
 import {undo} from './undo.js';
 
-// Everything has a key.
+// The keys of the page, and the help that names them.
 
 /** Acts on the board do nothing while it is gone. */
 const whileThere = (does) => () => {
   if (!isAway()) does();
 };
 
+/** Keys, with what they do in words and in deed. */
 const kKeys = [
   ['p', 'to the front panel', () => focusPart(firstPart())],
   ['i', 'to the inspector', () => find('#inspector').focus()],
@@ -28,7 +29,7 @@ const kKeys = [
   ['?', 'this help', () => openHelp()],
 ];
 const kAnywhere = ['t', '?'];
-/** The rack, or a page that has no board yet, has few keys. */
+/** The rack has few keys, and so has a page that has no board yet. */
 const keysHere = () => kKeys.filter(([key]) => known.board || kAnywhere.includes(key));
 const kOthers = [
   ['1 to 5', 'requests, flash, faults, activity, commands'],
@@ -82,9 +83,10 @@ export function openHelp() {
   openDialog(dialog);
 }
 
-function isTyping({target}) {
+/** Whether a key belongs to a field or to a dialog. */
+function isTaken({target}) {
   const text = target.closest('input:not([type=radio], [type=checkbox], [type=range]), textarea, select');
-  return Boolean(text) || Boolean(document.querySelector('dialog[open]'));
+  return Boolean(text) || Boolean(find('dialog[open]'));
 }
 
 function escape(event) {
@@ -99,11 +101,11 @@ function escape(event) {
 export function start() {
   document.addEventListener('keydown', (event) => {
     if (event.key === 'Escape') return escape(event);
-    if (isTyping(event) || event.ctrlKey || event.metaKey || event.altKey) return;
-    const found = keysHere().find(([key]) => key === event.key);
-    if (found) {
+    if (isTaken(event) || event.ctrlKey || event.metaKey || event.altKey) return;
+    const [, , does] = keysHere().find(([key]) => key === event.key) ?? [];
+    if (does) {
       event.preventDefault();
-      found[2]();
+      does();
     } else if (known.board && /^[1-5]$/.test(event.key)) {
       dock.openNumber(Number(event.key));
     }

@@ -4,7 +4,7 @@ import {isAct, isBarrier, isUndoing, prepare, waysBack} from './undoing.js';
 
 // The log of the board as this page has it, and which of its acts can be undone.
 
-export const kKept = 300;
+export const kKept = 300; // entries
 let entries = [];
 let ways = new Map(); // by entry: the way back
 const underway = new Set(); // entries whose undo the log does not tell yet
@@ -12,13 +12,14 @@ const holds = []; // of places that go on showing the entries that they have
 
 /** All entries that are kept, the oldest one first. */
 export const all = () => entries;
-/** Whether an act is `undone`, and which `later` act must be undone first. Undefined for an entry without a way back. */
+/** Whether an act is `undone`, and which `later` act, if any, must be undone first. Undefined for an entry without a way back. */
 export const wayOf = (entry) => ways.get(entry);
 export const addHold = (held) => holds.push(held);
 
+/** Whether an entry is not undone, and is no undo itself. */
 const isStanding = (entry) => !ways.get(entry)?.undone && !isUndoing(entry);
 /** The newest act that can be undone. */
-export const lastAct = () => entries.findLast((entry) => ways.has(entry) && isStanding(entry));
+export const newestUndoable = () => entries.findLast((entry) => ways.has(entry) && isStanding(entry));
 /** The number of the newest act. */
 export const newestAct = () => entries.findLast(isAct)?.act ?? 0;
 

@@ -3,7 +3,7 @@ import {allPorts, kSector, portsOf} from './geometry.js';
 import {boardIn, cageOf, known, put} from './store.js';
 import {flashText, plural} from './words.js';
 
-// What would be lost by an act, and what of it an undo brings back. The same question is asked wherever the act can be done.
+// What an act loses, and what of it an undo brings back. The same question is asked wherever the act can be done.
 
 const modulesIn = (ports) => ports.map((port) => [port, cageOf(port)?.module]).filter(([, module]) => module);
 
@@ -25,17 +25,18 @@ function contents(difference) {
   ].filter(Boolean);
 }
 
+const partsInWords = (names) => kParts.filter(([part]) => names.includes(part)).map(([, words]) => words);
+
 /** What is lost beside the flash.
  *  @param difference  from a saved state; without it everything is lost */
 function surroundings(difference) {
   const modules = modulesIn(difference?.modules ?? allPorts());
   const faults = (difference ?? known.board)?.faults.length ?? 0;
-  const parts = difference ? kParts.filter(([part]) => difference.parts.includes(part)).map(([, words]) => words) : kAllParts;
+  const parts = difference ? partsInWords(difference.parts) : kAllParts;
+  const plugged = modules.map(([port, name]) => `${name} in port ${port}`).join(', ');
   return [
-    modules.length
-      ? `${plural(modules.length, 'module')}: ${modules.map(([port, name]) => `${name} in port ${port}`).join(', ')}`
-      : null,
-    faults ? plural(faults, 'fault') : null,
+    modules.length > 0 && `${plural(modules.length, 'module')}: ${plugged}`,
+    faults > 0 && plural(faults, 'fault'),
     parts.length > 0 && `${parts.join(', ')} as they stand`,
   ].filter(Boolean);
 }
@@ -80,11 +81,11 @@ export function writingText(writing) {
   return `${program} is writing ${region}${far} just now.`;
 }
 
-const kRenewTime = 2000; // ms
+const kRenewTime = 2000; // milliseconds
 const kAboutStates = ['save', 'load', 'forget'];
 
-/** What is lost by going back to a saved state. Programs may go on while the question stands: it is asked for again.
- *  @return a function that gives it as it was known last */
+/** What is lost by going back to a saved state. Programs may go on while the question stands.
+ *  @return a function that gives what is known of it, and soon asks the server for it again */
 async function differenceFrom(state) {
   const askAnew = (otherwise) => ask('flash/difference?state=' + state).catch(() => otherwise);
   let difference = await askAnew(null);
@@ -100,8 +101,8 @@ async function differenceFrom(state) {
   };
 }
 
-/** @return a function that gives the question as it is now; null if there is nothing to ask, as the act loses nothing or will be
- *    refused */
+/** The question before an act.
+ *  @return a function that gives it as it is now; null if there is nothing to ask: the act loses nothing, or will be refused */
 export async function questionFor(action, fields) {
   const saved = kAboutStates.includes(action) && (await isSaved(fields.state));
   const goesBack = action === 'load' && saved;
@@ -121,14 +122,14 @@ function questionNow(action, fields, saved, difference) {
     return {title: 'Erase the whole flash?', lost, kept, does: 'Erase the flash'};
   }
   if (action === 'reset') {
-    const flash = fields.flash === true || fields.flash === 'true';
-    const lost = flash ? [...surroundings(), ...contents()] : surroundings();
+    const alsoFlash = [true, 'true'].includes(fields.flash);
+    const lost = alsoFlash ? [...surroundings(), ...contents()] : surroundings();
     const boards = 'The boards that it was made with are fitted again';
     return {
       title: `Put ${name} back to how it was made?`,
       lost,
-      kept: flash ? `${boards}.` : `${boards}; the flash keeps its contents.`,
-      does: flash ? 'Reset and erase' : 'Reset the board',
+      kept: alsoFlash ? `${boards}.` : `${boards}; the flash keeps its contents.`,
+      does: alsoFlash ? 'Reset and erase' : 'Reset the board',
     };
   }
   if (action === 'load' && saved) {
@@ -139,8 +140,9 @@ function questionNow(action, fields, saved, difference) {
   if (action === 'save' && saved) {
     return {title: `Save over “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Save over it'};
   }
-  if (action === 'forget' && saved)
+  if (action === 'forget' && saved) {
     return {title: `Forget “${fields.state}”?`, lost: ['the state that was saved under this name'], does: 'Forget it'};
+  }
   if (action === 'fit') {
     const slot = Number(fields.slot);
     const modules = modulesIn(portsOf(slot));

@@ -26,43 +26,46 @@ import * as writing from './writing.js';
 
 // A page shows a board. It shows all boards if the server has a rack of them and the address names none.
 
+/** The views, in the order in which they start and are called when something has changed. */
+const kViews = [
+  selection,
+  acts,
+  history,
+  panel,
+  strip,
+  card,
+  catalogue,
+  requests,
+  flash,
+  faults,
+  log,
+  activity,
+  foot,
+  commands,
+  inspector,
+  writing,
+  states,
+  keys,
+  away,
+];
+
 function showBoard(name) {
   find('#board-view').hidden = false;
   find('#foot').hidden = false;
-  for (const view of [
-    selection,
-    acts,
-    history,
-    panel,
-    strip,
-    card,
-    catalogue,
-    requests,
-    flash,
-    faults,
-    log,
-    activity,
-    foot,
-    commands,
-    inspector,
-    writing,
-    states,
-    keys,
-    away,
-  ])
-    view.start();
-  dock.start();
+  for (const view of kViews) view.start();
+  dock.start(); // last: it shows the tabs that the views have added
   connection.followBoard(name);
 }
 
 const kTries = 3;
+const kPause = 1000; // milliseconds between two of them
 
 /** Asks whether the server shows a rack of boards. If it does not answer, it is taken for one with a single board. */
 async function serverKind() {
   for (let tries = 0; tries < kTries; ++tries) {
     const answer = await fetch('/api/server').catch(() => null);
     if (answer?.ok) return answer.json();
-    await new Promise((resolve) => setTimeout(resolve, 1000));
+    await new Promise((resolve) => setTimeout(resolve, kPause));
   }
   return {rack: false};
 }
@@ -77,7 +80,9 @@ if (showsRack) {
   showBoard(address.read('board'));
   if (hasRack) rack.leaveFor(address.read('board'));
 }
-if (showsRack) patch(find('.skip'), ['To the boards']);
-find('.skip').href = showsRack ? '#boards' : '#panel';
+if (showsRack) {
+  patch(find('.skip'), ['To the boards']);
+  find('.skip').href = '#boards';
+}
 // The keyboard begins at what the page shows.
 if (document.activeElement === document.body) find(showsRack ? '#rack-view' : '#panel').focus({preventScroll: true});

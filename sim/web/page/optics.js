@@ -31,7 +31,7 @@ const inWords = (flags, kind) =>
 
 /** The alarms of a port's module that stand now, in words, such as "received power: low alarm". */
 export const alarmsOf = (port) => inWords(diagnosticsOf(port)?.standing_alarms, 'alarm');
-/** Its warnings that stand now, of values that raise no alarm. */
+/** The warnings that stand now. The board leaves out those whose alarm stands. */
 export const warningsOf = (port) => inWords(diagnosticsOf(port)?.standing_warnings, 'warning');
 
 const flagOf = (flags, key) => flags?.find((flag) => flag.startsWith(key + '_'))?.slice(key.length + 1);
@@ -45,20 +45,22 @@ const kLimits = [
   {name: 'high_warning', side: 'high', flags: 'warnings'},
 ];
 
-/** The limit that a value is beyond now: its name and its number; undefined within all of them. The value that the page knows is
- *  rounded, so the module's own flags decide. A flag that is only latched may be over: it counts if the value says so, too. */
+/** The limit that a value is beyond now: its name, its number and the side on which the value is; undefined within all limits.
+ *  The value that the page knows is rounded, so the module's own flags decide. A flag that is only latched may be over: it counts
+ *  if the value says so, too. */
 function limitBeyond(row, key, limits) {
   const value = row[key];
   const alarm = flagOf(row.standing_alarms, key);
   const isOfAlarm = ({name}) => name === `${alarm}_alarm`;
   const isFlagged = ({side, flags}) => row[flags]?.includes(`${key}_${side}`);
   const isBeyond = ({name, side}) => (side === 'low' ? value < limits[name] : value > limits[name]);
-  const limit = kLimits.find(alarm ? isOfAlarm : (one) => isFlagged(one) && isBeyond(one));
+  const isLatchedAndBeyond = (one) => isFlagged(one) && isBeyond(one);
+  const limit = kLimits.find(alarm ? isOfAlarm : isLatchedAndBeyond);
   if (!limit) return undefined;
   return {name: limit.name.replace('_', ' '), side: limit.side === 'low' ? 'below' : 'above', number: limits[limit.name]};
 }
 
-/** Why a value is low although the value is no trouble by itself: without light there is no power. */
+/** What explains a low value, if something else is the trouble: without light there is no power, for instance. */
 function reasonOf(key, {loss_of_signal: isDark, tx_disable: isOff, tx_fault: isFaulty}) {
   if (key === 'rx_power') return isDark ? 'there is no light' : '';
   if (key !== 'tx_power' && key !== 'bias') return '';
@@ -66,8 +68,8 @@ function reasonOf(key, {loss_of_signal: isDark, tx_disable: isOff, tx_fault: isF
   return isFaulty ? 'the transmitter has a fault' : '';
 }
 
-/** How a value stands to its limits: '', 'latched', 'explained', 'warn' or 'bad', and in words. A module keeps a flag until it is
- *  read, when the cause may be over. The board says which flags stand by themselves. The others follow from something else.
+/** How a value stands to its limits: '', 'latched', 'explained', 'warn' or 'bad', and in words. A module keeps a flag until a
+ *  program reads it; its cause may be over then. The board says which alarms and warnings have no other cause than the value.
  *  @param module  what the server says of it; null while it is not known */
 export function standing(row, {key, unit}, module) {
   const limits = module?.diagnostics?.measured?.find(({quantity}) => quantity === key);

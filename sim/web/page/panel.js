@@ -1,5 +1,5 @@
 import {hideCard, showCard} from './card.js';
-import {place as placeChosen, isPlacing} from './catalogue.js';
+import {isPlacing, place as placeChosen} from './catalogue.js';
 import {element, find} from './dom.js';
 import {slotOf} from './geometry.js';
 import {isMove, partBeside, placeOf} from './panel_moves.js';
@@ -12,7 +12,7 @@ import {follow, isAway, known, put} from './store.js';
 const blocks = new Map(); // name to its element
 const buttons = new Map(); // part to its button
 const places = new Map(); // part to its place in the drawing
-let shown = ''; // the drawing
+let shown = ''; // the drawing that is on the page
 const kBlock = /<svg id="block-[^]*?<\/svg>/g;
 let partsOfText = new Map(); // the parts of each block, by the block's text
 
@@ -35,7 +35,9 @@ function buttonOf(part) {
     onkeydown: (event) => move(part, event),
     onpointerenter: () => showCard(part),
     onpointerleave: hideCard,
-    onfocus: ({target}) => target.matches(':focus-visible') && showCard(part),
+    onfocus: ({target}) => {
+      if (target.matches(':focus-visible')) showCard(part);
+    },
     onblur: hideCard,
   });
 }
@@ -104,7 +106,7 @@ function placeButton(block, rectangle) {
   node.hidden = false;
 }
 
-/** Brings a block of the page to a fresh drawing of it. */
+/** Makes a block of the page look like a fresh drawing of it. @return the block, and the rectangles of the parts in it */
 function showBlock(fresh) {
   const name = fresh.id.replace('block-', '');
   if (!blocks.has(name)) {
@@ -127,7 +129,10 @@ function showBlock(fresh) {
   return {block, rectangles: shapes.filter((shape) => shape.id.startsWith('place-'))};
 }
 
-const kEntryWidth = 146; // of the legend, in units of the drawing
+// Sizes in the legend, in units of the drawing.
+const kEntryWidth = 146;
+const kEntryHeight = 26;
+const kToLed = 8; // from the left edge of an entry to the middle of its LED
 
 /** The entries of the legend, each a drawing of its own: shapes, and a text behind them. */
 export function legend() {
@@ -136,9 +141,9 @@ export function legend() {
   for (const node of blocks.get('legend')?.svg.children ?? []) {
     shapes.push(node.cloneNode(true));
     if (node.nodeName !== 'text') continue;
-    const left = shapes[0].nodeName === 'rect' ? 0 : 8; // x of an LED is its middle
+    const left = shapes[0].nodeName === 'rect' ? 0 : kToLed; // x of an LED is its middle
     const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
-    svg.setAttribute('viewBox', `${Number(shapes[0].getAttribute('x')) - left} 0 ${kEntryWidth} 26`);
+    svg.setAttribute('viewBox', `${Number(shapes[0].getAttribute('x')) - left} 0 ${kEntryWidth} ${kEntryHeight}`);
     svg.setAttribute('role', 'img');
     svg.setAttribute('aria-label', node.textContent);
     svg.append(...shapes);
@@ -177,21 +182,21 @@ function drawBlocks() {
   return new Set([...partsOfText.values()].flat());
 }
 
-/** The slot of a port. */
+/** The part for the slot of a port. */
 const slotPartOf = (port) => 'slot' + slotOf(numberOf(port));
 
 function draw() {
   const held = document.activeElement?.dataset?.part;
   const there = drawBlocks();
-  // A part that is no longer there hands its focus to its slot.
   for (const [part, node] of buttons) {
     if (!there.has(part)) node.hidden = true;
   }
+  // A part that is no longer there hands its focus to its slot.
   if (held && !there.has(held)) focusPart(slotPartOf(held));
-  if (![...buttons.values()].some((node) => node.tabIndex === 0 && !node.hidden)) {
-    const first = buttons.get(there.has(firstPart()) ? firstPart() : [...there][0]);
-    if (first) first.tabIndex = 0;
-  }
+  const isInOrder = [...buttons.values()].some((node) => node.tabIndex === 0 && !node.hidden);
+  if (isInOrder) return;
+  const first = there.has(firstPart()) ? firstPart() : [...there][0];
+  if (buttons.has(first)) buttons.get(first).tabIndex = 0;
 }
 
 function setAttribute(node, name, value) {

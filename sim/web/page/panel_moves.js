@@ -1,8 +1,8 @@
-// Where the arrow keys lead on the front panel. The rule follows the panel as it is drawn in one row, so it is the same on a page
-// of any width, whose blocks may stand elsewhere: left and right go along a row of ports from slot to slot, and beyond the first
-// one to the LEDs and supplies; up and down go to the other row, and above it to the header of the slot.
+// Where the arrow keys lead on the front panel. The rule follows the drawing, in which all blocks stand in one row. So it is the
+// same on a page of any width, on which blocks may stand elsewhere. Left and right go along a row of ports from slot to slot, and
+// beyond the first port to the LEDs and supplies; up and down go to the other row, and above it to the header of the slot.
 
-const kHeader = 28; // height of a slot's header; a slot without a board is all header
+const kHeader = 28; // height of a slot's header: it counts, also where a slot without a board is one place as a whole
 const kDirections = {
   ArrowLeft: {axis: 'x', sign: -1},
   ArrowRight: {axis: 'x', sign: 1},

@@ -9,7 +9,7 @@ import {degrees, flashText, plural} from './words.js';
 // All boards at a glance: which one is not well?
 
 const kPrefix = 'board:';
-const boards = new Map();
+const boards = new Map(); // by name: the summary of a board
 let refused = {control: '', text: ''}; // the last refusal, and what was used
 let wanted = ''; // the board whose card gets the focus as soon as it is shown
 const kByTrouble = '';
@@ -19,7 +19,7 @@ let sorted = address.read('sort') === kByName ? kByName : kByTrouble;
 let making = false; // on a narrow screen: the form for a new board is open
 
 const kCreate = 'create';
-const kLeft = 'board that was looked at';
+const kLeft = 'board that was looked at'; // a name in the session's storage
 const deleteOf = (name) => 'delete ' + name;
 
 function say(control, text) {
@@ -38,7 +38,7 @@ function refusalOf(control) {
   );
 }
 
-/** @return whether it was done */
+/** Makes or deletes a board. @return whether it was done */
 async function manage(control, action, fields) {
   try {
     await askAt('/api/' + action, fields);
@@ -136,8 +136,9 @@ async function questionAbout(name) {
 }
 
 async function remove(name) {
-  if (await confirm(await questionAbout(name)))
-    await manage(deleteOf(name), 'delete', {board: name});
+  const question = await questionAbout(name);
+  const isWanted = await confirm(question);
+  if (isWanted) await manage(deleteOf(name), 'delete', {board: name});
 }
 
 /** What is wrong with a board, in words: alarms, and what else is not as it should be. */
@@ -162,7 +163,7 @@ function troubles(summary) {
   return {alarms: alarms.filter(Boolean), others: others.filter(Boolean)};
 }
 
-/** How boards stand, the most urgent first. */
+/** The states of boards, the most urgent first. */
 const kStates = {
   unreadable: {rank: 0, className: 'ill'},
   alarm: {rank: 1, className: 'ill'},
@@ -177,12 +178,15 @@ function stateOf(summary) {
   return others.length > 0 ? kStates.trouble : kStates.well;
 }
 
+const kPictureSize = {width: 1454, height: 272}; // of the server's drawing
+
 function frontOf(name, summary) {
   const picture = `/panel.svg?board=${encodeURIComponent(name)}&v=${summary.version}`;
-  return summary.problem ? null : element('img', {src: picture, alt: '', loading: 'lazy', width: 1454, height: 272});
+  return summary.problem ? null : element('img', {src: picture, alt: '', loading: 'lazy', ...kPictureSize});
 }
 
-function place([name, summary]) {
+/** The card of a board. */
+function cardOf([name, summary]) {
   const {alarms, others} = troubles(summary);
   const words = [
     ...alarms.map((one) => element('span', {class: 'ill-word'}, '! ' + one)),
@@ -294,7 +298,7 @@ function toggleMaking() {
   show();
 }
 
-/** A refusal is about the name that was given. */
+/** Forgets a refusal when something else is typed: it was about the name that had been given. */
 function forgetRefusal() {
   if (refused.control === kCreate) say('', '');
 }
@@ -342,7 +346,7 @@ function show() {
     find('#rack-view'),
     [
       bar(),
-      element('ul', {id: 'boards', class: 'rack', tabindex: '-1', 'aria-label': 'Boards'}, shownBoards().map(place)),
+      element('ul', {id: 'boards', class: 'rack', tabindex: '-1', 'aria-label': 'Boards'}, shownBoards().map(cardOf)),
       boards.size === 0 && none(),
       boards.size > 0 && shownBoards().length === 0 && notFound(),
     ],
@@ -351,6 +355,7 @@ function show() {
   focusWanted();
 }
 
+/** @return takes the news of all boards, and shows them */
 export function start() {
   find('#rack-view').hidden = false;
   find('#board-name').textContent = 'all boards';

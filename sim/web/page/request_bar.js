@@ -3,13 +3,13 @@ import {clearFilter, complaint, countOfChoices, filter, setFilter} from './reque
 import {parse} from './request_line.js';
 import {known, put} from './store.js';
 
-// The bar above the requests: what is looked for, and what is done with the list. Where there is little room the lists are
-// behind a button.
+// The bar above the requests: what is looked for, and what is done with the list. Where there is little room the selects of the
+// filter are behind a button.
 
 const kMostResults = 12;
-let isOpen = false; // the lists, where they are behind the button
+let isOpen = false; // whether the selects are shown where they are behind the button
 
-function listOf(name, label, options) {
+function selectOf(name, label, options) {
   return element(
     'select',
     {
@@ -22,15 +22,16 @@ function listOf(name, label, options) {
   );
 }
 
+/** The results by which can be filtered: not counts of bytes, nor places in the flash. */
 function resultsOf(entries) {
   const texts = new Set(entries.map((entry) => parse(entry).resultText));
   return [...texts].filter((text) => text && !/bytes$|^0x/.test(text)).slice(0, kMostResults);
 }
 
-const lists = (entries, programs) => [
-  listOf('node', 'Node', [['', 'All nodes'], ['gpio'], ['i2c'], ['flash'], ['other']]),
-  listOf('program', 'Program', [['', 'All programs'], ...[...programs].map((name) => [name])]),
-  listOf('result', 'Result', [
+const selects = (entries, programs) => [
+  selectOf('node', 'Node', [['', 'All nodes'], ['gpio'], ['i2c'], ['flash'], ['other']]),
+  selectOf('program', 'Program', [['', 'All programs'], ...[...programs].map((name) => [name])]),
+  selectOf('result', 'Result', [
     ['', 'All results'],
     ['failed', 'Only failures'],
     ['fault', 'Struck by a fault'],
@@ -86,14 +87,15 @@ function opener() {
   });
 }
 
-/** @param acts  `clear` and `download` */
+/** @param entries  whose results the filter offers
+ *  @param programs  the names that it offers */
 export function showBar(entries, programs, {clear, download}) {
   find('#requests-bar').classList.toggle('open', isOpen);
   patch(find('#requests-bar'), [
     field(),
     expressionButton(),
     opener(),
-    element('div', {id: 'requests-filter', 'data-key': 'filter'}, lists(entries, programs)),
+    element('div', {id: 'requests-filter', 'data-key': 'filter'}, selects(entries, programs)),
     element('span', {id: 'requests-told', class: 'hint', 'data-key': 'told'}, find('#requests-told')?.textContent ?? ''),
     button(known.paused ? 'Go on' : 'Pause', () => put('paused', !known.paused), {
       class: 'small',

@@ -10,6 +10,11 @@ import {duration, hex} from './words.js';
 
 // A request that is opened: what it reads, its fields and bytes, and what can be done with requests like it.
 
+function partButton(part) {
+  const [name] = describe(part).split(':'); // without its state
+  return button(name, () => select(part), {class: 'small', title: 'Select it'});
+}
+
 export function details(entry) {
   parse(entry);
   const target = targetOf(entry);
@@ -25,7 +30,7 @@ export function details(entry) {
     element(
       'div',
       {class: 'row'},
-      partsOf(entry).map((part) => button(describe(part).split(':')[0], () => select(part), {class: 'small', title: 'Select it'})),
+      partsOf(entry).map(partButton),
       entry.node !== 'other' &&
         actButton('Fail the next one', () => act(control, 'fail', {node: target, count: '1'}), {class: 'small'}),
       entry.node !== 'other' && button('Make it fail…', () => openFaults(target), {class: 'small'}),

@@ -14,8 +14,8 @@ const compiled = () =>
 
 let last = null; // the last expression that was well formed
 
-/** The expression that is looked for; null for none. While the text is no regular expression, perhaps as it is not complete yet,
- *  the last one stays. */
+/** The expression that is looked for; null for none. While the text is no regular expression, perhaps because it is not complete
+ *  yet, the last one stays. */
 export function matcher() {
   try {
     last = filter.text ? compiled() : null;
@@ -69,7 +69,7 @@ follow(['visited'], () => {
 export const clearFilter = () => setFilter(kNothing);
 /** Shows all requests with a kind of result. */
 export const showOnly = (result) => setFilter({...kNothing, result});
-/** How many of the three lists choose something. */
+/** How many of the three selects choose something. */
 export const countOfChoices = () => [filter.node, filter.program, filter.result].filter(Boolean).length;
 
 /** A text in pieces, with marks at some places. A place is its begin and its end. */

@@ -13,7 +13,7 @@ const kRequest = /^(gpio|i2c|flash) 0x/;
 /** Whether a call failed: the kernel refused it, or the driver answered so. */
 export const hasFailed = ({line, result}) => Boolean(result) && (result < 0 || kRequest.test(line));
 
-/** Takes the line of an entry apart when it is first looked at. @return the entry with its node, name, rest, address and result
+/** Takes the line of an entry apart, but only once. @return the entry with its node, name, rest, address and result
  *    in words */
 export function parse(entry) {
   if (entry.node) return entry;
@@ -51,7 +51,7 @@ function resultOf({node, name, number, result, error}) {
   return name === 'lseek' ? hex(result) : 'ok';
 }
 
-/** How `zelsim fail` names the requests like this one. */
+/** The requests like this one, as `zelsim fail` takes them. */
 export function targetOf({node, name, address}) {
   const hasPlace = !Number.isNaN(address) && name !== 'lseek';
   return hasPlace ? `${node}:${name}@${hex(address)}` : `${node}:${name}`;
@@ -102,6 +102,7 @@ function chipOf(address, name) {
   return null;
 }
 
+/** The kind of chip that has an address on the I2C bus; '' if it is not known. */
 export const chipName = (address) => {
   if (address >= 0x40 && address <= 0x4c) return 'wide expander';
   if (address >= 0x60 && address <= 0x6e) return 'clock chip';

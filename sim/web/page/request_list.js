@@ -8,9 +8,10 @@ import {plural} from './words.js';
 // The list of requests as it is drawn. Only the lines near those that are seen are taken apart and drawn: it takes time that
 // the watched programs want.
 
-const kKept = 5000;
-const kMore = 100;
-const kLineHeight = 24;
+const kKept = 5000; // entries
+const kMore = 100; // lines that are drawn together
+const kLineHeight = 24; // pixels
+const kAtEnd = 30; // pixels to the end of the list: nearer, it is at its end
 // A flood of lines is drawn after a moment without new lines, or at the latest after kLongest.
 const kMoment = 300; // milliseconds
 const kLongest = 1000;
@@ -20,8 +21,8 @@ const kNear = 200; // pixels from the top: nearer, earlier lines are drawn
 let passing = []; // the entries that pass the filter
 let list;
 let height = 0; // of the list, as the browser has laid it out last; 0 while nobody sees it
-let spare = 0; // pixels below the last line
-let opened = null;
+let padding = 0; // pixels below the last line
+let opened = null; // the entry whose line is opened
 let waiting = 0; // lines at the end of those that pass, not drawn yet
 let floodSince = null; // when the first line came that is not drawn yet
 let drawing; // a timer
@@ -57,12 +58,12 @@ export function showOpened() {
   if (!wasRefused) place.querySelector('.refusal')?.scrollIntoView({block: 'nearest'});
 }
 
-function linesOf(some, expression = matcher()) {
-  for (const entry of some) widen('result', resultTold(entry));
-  return some.map((entry) => lineOf(entry, expression, toggle));
+function linesOf(entries, expression = matcher()) {
+  for (const entry of entries) widen('result', resultTold(entry));
+  return entries.map((entry) => lineOf(entry, expression, toggle));
 }
 
-const isAtEnd = () => list.scrollHeight - list.scrollTop - height < 30;
+const isAtEnd = () => list.scrollHeight - list.scrollTop - height < kAtEnd;
 
 /** Pixels from a place in the list to the first line that begins there or below. */
 function toNextLine(place) {
@@ -74,11 +75,11 @@ function toNextLine(place) {
  *  takes a row or more. */
 function scrollToEnd() {
   if (!follows || height === 0) return;
-  const top = list.scrollHeight - spare - height;
+  const top = list.scrollHeight - padding - height;
   const rest = top > 0 ? toNextLine(top) : 0; // of a line that is cut
-  const padding = rest < kLineHeight ? rest : 0;
-  if (padding !== spare) list.style.paddingBottom = `${padding}px`;
-  spare = padding;
+  const wanted = rest < kLineHeight ? rest : 0;
+  if (wanted !== padding) list.style.paddingBottom = `${wanted}px`;
+  padding = wanted;
   list.scrollTop = list.scrollHeight;
 }
 
@@ -88,7 +89,8 @@ function toEnd() {
   queueMicrotask(scrollToEnd);
 }
 
-/** Whether the list goes on to new lines. It stays while somebody reads an opened line, or goes through the lines by the keyboard. */
+/** Whether the list goes on to new lines. It stays while somebody reads an opened line, or goes through the lines by the
+ *  keyboard. */
 const isFollowing = () => follows && !opened && !list.querySelector('.line:focus-visible');
 
 /** Makes a change that takes lines out. If the focus is lost with them, the list gets it. */
@@ -109,7 +111,9 @@ function showNew() {
 /** The number of lines that are seen, and some more. */
 const room = () => Math.ceil(height / kLineHeight) + kSpare;
 
-function drawLast(expression = matcher()) {
+/** Draws the newest lines. */
+function drawLast() {
+  const expression = matcher();
   list.classList.toggle('searched', Boolean(expression));
   takeOut(() => list.replaceChildren(...linesOf(passing.slice(-room()), expression)));
   opened = null;
@@ -131,7 +135,7 @@ function drawFrom(first) {
   showNew();
 }
 
-/** Draws earlier lines above those that are there, which stay where they are. */
+/** Draws earlier lines above those that are drawn. These stay where they are seen. */
 function drawEarlier() {
   const end = passing.length - waiting - list.children.length;
   if (end <= 0) return;
@@ -152,6 +156,7 @@ function dropEarliest() {
   while (list.children.length > room()) list.firstChild.remove();
 }
 
+/** Draws the newest lines after a moment without new ones. */
 function drawFlood() {
   clearTimeout(drawing);
   const now = performance.now();
@@ -199,7 +204,6 @@ export function showLine(entry) {
   line.click();
   line.scrollIntoView({block: 'center'});
   line.focus();
-  showNew();
   return true;
 }
 

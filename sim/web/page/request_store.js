@@ -5,7 +5,7 @@ const kLast = 5000;
 const kLonger = 1000; // of each kind
 const kCounted = 10000;
 let last = [];
-let failures = []; // earlier than the last ones
+let failures = []; // earlier than the last ones; also those that were struck by a fault
 let changes = []; // earlier than the last ones
 let failed = 0; // how many have failed
 let counted = new Set(); // keys of failures of earlier streams, which the server may send once more
@@ -25,7 +25,7 @@ const keyOf = ({n, at}) => `${n} ${at}`;
 
 /** A stream begins with all that the server still has. Kept entries of an earlier stream that come once more are forgotten.
  *  @return whether something was forgotten */
-function forgetThose(entries) {
+function forgetRepeated(entries) {
   if (!failures.some(isOlder) && !changes.some(isOlder)) return false;
   const keys = new Set(entries.map(keyOf));
   const comesAgain = (entry) => isOlder(entry) && keys.has(keyOf(entry));
@@ -37,7 +37,7 @@ function forgetThose(entries) {
 
 /** @return whether some of them were kept already, and have another place now */
 export function add(entries) {
-  const hasForgotten = forgetThose(entries);
+  const hasForgotten = forgetRepeated(entries);
   for (const entry of entries) {
     entry.stream = stream;
     if (entry.failed && !counted.has(keyOf(entry))) ++failed;
@@ -65,7 +65,7 @@ export function clear() {
 }
 
 export const failedCount = () => failed;
-/** The number of failures that are earlier than the last requests. */
+/** The number of failures, and of requests that were struck by a fault, that are earlier than the last requests. */
 export const earlierFailures = () => failures.length;
 
 /** The entries among which a kind of result, as the filter names it, is looked for; in their order. */

@@ -1,7 +1,7 @@
 import * as dock from './dock.js';
 import {button, copyButton, element, find, patch} from './dom.js';
 import {showAllButton, showBar} from './request_bar.js';
-import {clearFilter, complaint, filter, matcher, passes, setFilter, showOnly} from './request_filter.js';
+import {complaint, filter, matcher, passes, setFilter, showOnly} from './request_filter.js';
 import {hasFailed, programName, textOf} from './request_line.js';
 import * as list from './request_list.js';
 import * as store from './request_store.js';
@@ -61,15 +61,23 @@ function empty() {
   ];
 }
 
-function showAll() {
+/** The entries that pass the filter. */
+function passing(entries) {
   const expression = matcher();
-  list.showLines(candidates().filter((entry) => passes(entry, expression)));
+  return entries.filter((entry) => passes(entry, expression));
+}
+
+const showPassing = () => list.showLines(passing(candidates()));
+
+/** Shows the list and its bar anew. */
+function showAnew() {
+  showPassing();
   showState();
   show();
 }
 
-const kBeginning = 3000; // milliseconds
-let shown = {n: 0, at: -kBeginning}; // the request that was wanted last, and when it was shown
+const kShortly = 3000; // milliseconds: how long ago a line was shown at most, to be shown once more
+let shown = {n: 0, at: -kShortly}; // the request that was wanted last, and when it was shown
 
 /** Shows the request that is wanted from the activity, by its number on the server. Its line may not have come yet. */
 function showWanted() {
@@ -86,7 +94,7 @@ function showWanted() {
 
 /** The list is drawn anew when its stream begins. If a wanted line was shown shortly before, it is shown once more. */
 function showWantedAgain() {
-  if (performance.now() - shown.at < kBeginning) put('wanted', shown.n);
+  if (performance.now() - shown.at < kShortly) put('wanted', shown.n);
 }
 
 // ---- which are kept
@@ -110,29 +118,23 @@ function take({requests, anew}) {
   if (!find('#requests-text')) show();
   if (anew) {
     store.beginAnew();
-    showAll();
+    showAnew();
     showWantedAgain();
   }
   if (!requests) return;
   requests.forEach(note);
-  const expression = matcher();
   if (store.add(requests)) {
-    list.showLines(candidates().filter((entry) => passes(entry, expression)));
+    showPassing();
     showWantedAgain();
   } else {
-    list.addLines(requests.filter((entry) => passes(entry, expression)));
+    list.addLines(passing(requests));
   }
   showState();
   showWanted();
 }
 
 function download() {
-  const expression = matcher();
-  const text =
-    candidates()
-      .filter((entry) => passes(entry, expression))
-      .map(textOf)
-      .join('\n') + '\n';
+  const text = passing(candidates()).map(textOf).join('\n') + '\n';
   const link = element('a', {
     href: URL.createObjectURL(new Blob([text], {type: 'text/plain'})),
     download: `${known.board?.board ?? 'board'}-requests.txt`,
@@ -143,9 +145,10 @@ function download() {
 
 function clear() {
   store.clear();
-  showAll();
+  showAnew();
 }
 
+/** Shows the bar. */
 const show = () => showBar(store.entriesFor('failed'), programs, {clear, download});
 
 export function focusFilter() {
@@ -172,7 +175,7 @@ export function start() {
   );
   follow(['requests', 'anew'], take);
   follow(['programs', 'paused', 'tab', 'filter-open'], show);
-  follow(['filter'], showAll);
+  follow(['filter'], showAnew);
   follow(['wanted'], showWanted);
   follow(['acts', 'live', 'gone'], list.showOpened);
   follow(['board', 'live', 'gone'], () => {

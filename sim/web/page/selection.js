@@ -1,15 +1,15 @@
 import * as address from './address.js';
-import {isPart, kNumbered, slotOf} from './geometry.js';
+import {isPart, kNumbered, numbers, slotOf} from './geometry.js';
 import {alarmsOf, warningsOf} from './optics.js';
 import {boardIn, cageOf, follow, known, linkOf, put} from './store.js';
-import {ledName, ledState, linkText, signsOf, supplyText} from './words.js';
+import {ledLabel, ledState, linkText, signsOf, supplyText} from './words.js';
 
 // What is selected: parts of the board by name, such as port5, slot2, supply1, led-alarm, sensor or sector32. Several ports
 // may be selected for one act.
 
 export const kindOf = (part) => (part.startsWith('led-') ? 'led' : part.replace(/\d+$/, ''));
 export const numberOf = (part) => Number(part.match(/\d+$/)?.[0]);
-/** The name of an LED in the board's document: of the part led-ring-fail ring_fail, of led-power1 power_1. */
+/** The name of an LED in the board's document: the part led-ring-fail is ring_fail there, led-power1 is power_1. */
 export const ledOf = (part) =>
   part
     .slice('led-'.length)
@@ -26,23 +26,32 @@ function choose(parts, isStep) {
 
 export const select = (...parts) => choose(parts, true);
 
+const selectedPorts = () => selected().filter((part) => kindOf(part) === 'port');
+
 /** Adds a port to those that are selected, or takes it out. */
 export function toggle(part) {
-  const ports = selected().filter((one) => kindOf(one) === 'port');
-  select(...(ports.includes(part) ? ports.filter((one) => one !== part) : [...ports, part]));
+  const ports = selectedPorts();
+  if (ports.includes(part)) select(...ports.filter((one) => one !== part));
+  else select(...ports, part);
 }
 
 /** Selects all ports from the one that was selected last to this one.
  *  @param isStep  false where the arrow keys extend a range port by port */
 export function extendTo(part, isStep = true) {
-  const last = selected().findLast((one) => kindOf(one) === 'port') ?? part;
-  const [from, to] = [numberOf(last), numberOf(part)].sort((a, b) => a - b);
-  const range = Array.from({length: to - from + 1}, (_, i) => `port${from + i}`);
-  choose([...new Set([...selected().filter((one) => kindOf(one) === 'port'), ...range])], isStep);
+  const ports = selectedPorts();
+  const ends = [ports.at(-1) ?? part, part].map(numberOf);
+  const first = Math.min(...ends);
+  const last = Math.max(...ends);
+  const range = numbers(first, last - first + 1).map((number) => 'port' + number);
+  choose([...new Set([...ports, ...range])], isStep);
 }
 
-/** Whether a part of an address can be one of a board. */
-const canBe = (part) => /^[a-z][a-z0-9-]*$/.test(part) && (!kNumbered.includes(kindOf(part)) || isPart(kindOf(part), numberOf(part)));
+/** Whether a name from the page's address can be a part of a board. */
+function canBe(part) {
+  if (!/^[a-z][a-z0-9-]*$/.test(part)) return false;
+  const kind = kindOf(part);
+  return !kNumbered.includes(kind) || isPart(kind, numberOf(part));
+}
 
 /** Selects what the address says. */
 function restore() {
@@ -84,7 +93,7 @@ export function describe(part) {
     case 'supply':
       return `Supply ${number}: ${supplyText(board.supplies[number - 1])}`;
     case 'led':
-      return `LED ${ledName(ledOf(part))}: ${ledState(board.panel[ledOf(part)])}`;
+      return `LED ${ledLabel(ledOf(part))}: ${ledState(board.panel[ledOf(part)])}`;
     case 'sector':
       return `Sector ${number}`;
     case 'sensor':

@@ -5,18 +5,22 @@ import {spanText} from './words.js';
 
 // A small curve of the last minutes of a value, which stands between its changes.
 
-const kLongest = 180000; // milliseconds
+// Milliseconds that a curve shows.
+const kLongest = 180000;
 const kShortest = 20000;
+// In units of the drawing.
 const kWidth = 72;
 const kHeight = 22;
+const kMargin = 3; // above and below the curve
 
 /** The time that all curves show: since the first known value, within limits. */
 const spanAt = (now) => Math.min(kLongest, Math.max(kShortest, now - beginning()));
 
-export function pathOf(points, {lowest, highest, steps}, now) {
+function pathOf(points, {lowest, highest, steps}, now) {
   const span = spanAt(now);
   const x = (at) => Math.max(0, (1 - (now - at) / span) * kWidth).toFixed(1);
-  const y = (value) => (kHeight - 3 - ((value - lowest) / (highest - lowest || 1)) * (kHeight - 6)).toFixed(1);
+  const share = (value) => (value - lowest) / (highest - lowest || 1);
+  const y = (value) => (kHeight - kMargin - share(value) * (kHeight - 2 * kMargin)).toFixed(1);
   const begin = now - span;
   const endOf = (i) => points[i + 1]?.at ?? now; // a value stands until the next one
   const seen = points.filter((point, i) => endOf(i) > begin);

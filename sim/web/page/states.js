@@ -9,7 +9,10 @@ import {follow, isAway, known, put} from './store.js';
 
 let dialog = null;
 
-const refresh = async () => put('states', (await ask('states').catch(() => ({states: []}))).states);
+async function refresh() {
+  const {states} = await ask('states').catch(() => ({states: []}));
+  put('states', states);
+}
 
 async function save(event) {
   event.preventDefault();
@@ -21,6 +24,7 @@ async function load(state) {
   if (await act('load', 'load', {state})) close();
 }
 
+/** A refusal stands where one of load() stands: above the list. */
 async function forget(state) {
   if (await act('load', 'forget', {state})) await refresh();
 }
@@ -42,7 +46,7 @@ function show() {
         element('h2', {}, 'Saved states'),
         button('×', close, {class: 'quiet', 'aria-label': 'Close'}),
       ),
-      element('p', {class: 'hint'}, `The whole board with its flash, under a name. In the shell: zelsim save and zelsim load.`),
+      element('p', {class: 'hint'}, 'The whole board with its flash, under a name. In the shell: zelsim save and zelsim load.'),
       element(
         'form',
         {class: 'row', onsubmit: save},

@@ -3,13 +3,15 @@
 
 export const known = {};
 const followers = [];
-let changed = new Set();
-let pending = {};
-let asked = false;
+let changed = new Set(); // parts whose followers are not called yet
+let pending = {}; // what has come of logs since then, and `anew` if a stream has begun
+let asked = false; // whether showAll() will be called
 let shownAt = 0;
-const kFrame = 17; // milliseconds, at least
+const kFrame = 17; // milliseconds; after a longer pause views are called at once
+const kUnseen = 100; // milliseconds between two calls while nobody sees the page
 
-/** Calls `show` soon after one of the parts has changed. Logs arrive as its argument. */
+/** Calls `show` soon after one of the parts has changed. Its argument has what has come of logs, and `anew` if a stream has
+ *  begun. */
 export function follow(parts, show) {
   followers.push({parts, show});
 }
@@ -35,12 +37,12 @@ function showAll() {
   }
 }
 
-export function touch(part) {
+function touch(part) {
   changed.add(part);
   if (asked) return;
   asked = true;
   // A page that nobody sees draws no frames. It must be right when it is seen again.
-  if (document.hidden) setTimeout(showAll, 100);
+  if (document.hidden) setTimeout(showAll, kUnseen);
   else if (performance.now() - shownAt > kFrame) queueMicrotask(showAll);
   else requestAnimationFrame(showAll);
 }
@@ -52,12 +54,12 @@ function keep(part, value) {
   known[part] = value;
 }
 
-/** Keeps the time of the board's state: the server may have sent the state long after it. */
+/** Keeps the time of the board's state. It may have been old already when the server sent it. */
 function keepAge({board, board_age: age = 0}) {
   if (board) known.boardAt = Date.now() - age;
 }
 
-/** Takes news of the server. When a stream begins anew it brings whole logs: what was known of them is forgotten. */
+/** Takes news of the server. A stream that begins anew brings whole logs: what waits of them is forgotten. */
 export function take({anew, ...news}) {
   if (anew) {
     pending = {anew: true};
@@ -79,7 +81,7 @@ export function put(part, value) {
 
 // Shorter words for what is asked often.
 export const isAway = () => known.live === false || Boolean(known.gone);
-/** The time until which the known state holds: now, or when the server was heard last, or when the board was found gone. */
+/** The time until which the known state holds: now, or when the connection was lost, or when the board was found gone. */
 export function knownUntil() {
   const ends = [known.live === false && known.since, known.gone && known.goneSince];
   return Math.min(Date.now(), ...ends.filter(Boolean));

@@ -2,10 +2,10 @@ import * as dock from './dock.js';
 import {button, element} from './dom.js';
 import {alarmsOf, warningsOf} from './optics.js';
 import {select} from './selection.js';
-import {known} from './store.js';
+import {known, linkOf} from './store.js';
 import {faultResult, supplyText, troublesOf} from './words.js';
 
-// What is wrong on the board, the worst first, each with the part that it belongs to.
+// What is wrong on the board, the worst first, each with the part or the tab that it leads to.
 
 const hasFailed = ({type, good}) => type !== 'none' && !good;
 
@@ -18,7 +18,7 @@ function troubleOfPort(cage) {
   const alarms = alarmsOf(port);
   const words = troublesOf(cage, alarms, warningsOf(port));
   if (words.length === 0) return null;
-  const isCopper = known.board.links.some((link) => link.port === port);
+  const isCopper = Boolean(linkOf(port));
   const text = words.map((word) => inWords(word, isCopper)).join(', ');
   return {part: 'port' + port, isBad: Boolean(cage.tx_fault) || alarms.length > 0, name: `Port ${port}`, text};
 }
@@ -42,10 +42,11 @@ const troubleOfFault = ({fault, target, result}) => ({
 /** All that is wrong: its name, what it is, and the part or the tab that it leads to. */
 function troubles() {
   const {panel, supplies, cages, faults} = known.board;
+  const withoutPower = supplies.filter(({type, good}) => type === 'none' || !good);
   const found = [
     Boolean(panel.alarm) && {part: 'led-alarm', isBad: true, name: 'Alarm LED', text: 'lit'},
     Boolean(panel.ring_fail) && {part: 'led-ring-fail', isBad: true, name: 'Ring fail LED', text: 'lit'},
-    ...supplies.filter(({type, good}) => type === 'none' || !good).map((supply) => ({
+    ...withoutPower.map((supply) => ({
       part: 'supply' + supply.supply,
       isBad: hasFailed(supply),
       name: `Supply ${supply.supply}`,
@@ -59,16 +60,20 @@ function troubles() {
 }
 
 function row({part, tab, key = part, isBad, name, text}) {
+  const lead = () => {
+    if (part) select(part);
+    else dock.open(tab);
+  };
   return element(
     'li',
     {'data-key': 'trouble-' + key},
-    button([element('b', {}, name), ' ', element('span', {}, text)], () => (part ? select(part) : dock.open(tab)), {
+    button([element('b', {}, name), ' ', element('span', {}, text)], lead, {
       class: isBad ? 'trouble bad' : 'trouble',
     }),
   );
 }
 
-/** The list for the board as a whole. Each entry leads to its part. */
+/** The list for the board as a whole. Each entry leads to its part, or to its tab. */
 export function troubleList() {
   const all = troubles();
   if (all.length === 0) {

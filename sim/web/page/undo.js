@@ -10,10 +10,10 @@ import {titleOfUndo} from './undoing.js';
 const whyNot = (later) =>
   log.wayOf(later) ? `Undo the later act first: ${later.name}` : `${later.name} came later, and has no undo`;
 
-/** Says why nothing was undone. That stands until there is another act to undo, or another reason why there is none. */
-const say = (control, why) => refuse(control, why, () => log.lastAct()?.id ?? log.whyNothing());
+/** Says beside a control how an undo ended. It stands until there is another act to undo, or another reason why there is none. */
+const say = (control, why) => refuse(control, why, () => log.newestUndoable()?.id ?? log.whyNothing());
 
-/** Says which act was undone if later ones cannot be undone. */
+/** Says which act was undone if it was not the newest one, because the newer ones cannot be undone. */
 function sayPassedOver(control, entry, names) {
   if (names.length > 0) say(control, `Undone is ${entry.name}: ${names.join(', ')} came later and cannot be undone.`);
 }
@@ -21,10 +21,11 @@ function sayPassedOver(control, entry, names) {
 async function undoNow(control, given) {
   if (isAway() || !known.actions) return;
   await untilTold(known.expectedAct ?? 0);
-  const entry = given ?? log.lastAct();
+  const entry = given ?? log.newestUndoable();
   if (!entry) return say(control, log.whyNothing());
-  const {undone, later} = log.wayOf(entry) ?? {undone: true};
-  if (undone) return;
+  const way = log.wayOf(entry);
+  if (!way || way.undone) return;
+  const {later} = way;
   if (later) return say(control, whyNot(later));
   const commands = entry.undo.map(parsed);
   if (commands.includes(null)) return say(control, `This page does not know how to undo ${entry.name}: load it anew`);
@@ -40,14 +41,15 @@ async function undoNow(control, given) {
   log.setUnderway(entry, false);
   const why = refusalOf(control);
   if (!why) return; // somebody has answered a question with Keep
-  // An act of somebody else may be the cause, and comes a little later. The reason must not go with it, but with the next act.
+  // An act of somebody else may be the cause. The log tells of it a little later. The reason stands until the act after that one.
   const isUntold = known.newestAct === newest;
   if (isUntold) await untilTold(newest + 1);
   say(control, why);
 }
 
 let turn = Promise.resolve();
-/** Undoes an act, by default the last one: one after the other, however fast they are asked for.
+/** Undoes an act, by default the newest one that can be undone. Undos are done one after the other, however fast they are asked
+ *  for.
  *  @param control  that was used, beside which a refusal stands */
 export function undo(control = 'undo', entry = null) {
   const next = () => undoNow(control, entry);

@@ -6,9 +6,9 @@ import {slotOf} from './geometry.js';
 
 const kUndone = 'undone: ';
 const kRedone = 'redone: ';
-const kLongestTitle = 300;
+const kLongestTitle = 300; // characters
 
-/** Acts are commands that somebody has done; all else was done by programs. */
+/** The commands of an entry. An entry with commands is an act that somebody has done; the others have a text instead. */
 export const commandsOf = ({command, commands}) => (command ? [command] : (commands ?? []));
 export const isAct = (entry) => commandsOf(entry).length > 0;
 export const isUndoing = ({title}) => Boolean(title?.startsWith(kUndone));
@@ -19,8 +19,9 @@ function nameOfSeveral(commands) {
   const all = commands.map(parsed);
   const ports = all.map((one) => one?.fields.port).filter((port) => port !== undefined);
   if (ports.length < all.length) return commands.join('; ');
-  const {port, ...fields} = all[0].fields;
-  return `port${ports.length === 1 ? '' : 's'} ${ports.join(', ')}: ${[all[0].action, ...Object.values(fields)].join(' ')}`;
+  const {port, ...others} = all[0].fields;
+  const words = [all[0].action, ...Object.values(others)].join(' ');
+  return `${ports.length === 1 ? 'port' : 'ports'} ${ports.join(', ')}: ${words}`;
 }
 
 function nameOf({title, command, commands}) {
@@ -28,7 +29,8 @@ function nameOf({title, command, commands}) {
   return commands && nameOfSeveral(commands);
 }
 
-/** The thing that a command changes, as a path: a longer path is a part of it. Faults have numbers of their own. */
+/** The thing that a command changes, as a path. The path of a part begins with the path of the whole. Null for a fault: it has a
+ *  number of its own. */
 function thingOf(command) {
   const {action, fields} = parsed(command) ?? {};
   if (!action || action === 'fail' || action === 'heal') return null;
@@ -39,7 +41,7 @@ function thingOf(command) {
   return field || null;
 }
 
-/** Adds to an entry what is asked of it often. Must be called once more when the actions are known. */
+/** Adds to an entry what is asked of it often. To be called again when the actions are known, which the names of things need. */
 export function prepare(entry) {
   entry.undo ??= [];
   entry.name = nameOf(entry);
@@ -48,8 +50,9 @@ export function prepare(entry) {
 
 /** The title of the undo of an act, or of the undo of an undo. */
 export function titleOfUndo(entry) {
-  const of = withoutProgram(entry.name.replace(kUndone, '').replace(kRedone, ''));
-  return ((isUndoing(entry) ? kRedone : kUndone) + of).slice(0, kLongestTitle);
+  const name = withoutProgram(entry.name.replace(kUndone, '').replace(kRedone, ''));
+  const beginning = isUndoing(entry) ? kRedone : kUndone;
+  return (beginning + name).slice(0, kLongestTitle);
 }
 
 // ---- what the log says
@@ -66,7 +69,7 @@ function undoneOf(entries) {
 const isPartOf = (path, other) => path.startsWith(other) || other.startsWith(path);
 const overlap = (one, other) => one.things.some((path) => other.things.some((its) => isPartOf(path, its)));
 
-/** Whether an act has changed anything. */
+/** Whether an act has changed anything: it can be undone, or is final. */
 const hasChanged = ({undo, final}) => undo.length > 0 || Boolean(final);
 
 /** Whether the faults that an act has made were cleared. They may have come back since, under other numbers. */
@@ -75,8 +78,8 @@ function isCleared({undo}, later) {
   return undo.every((command) => /^heal \d/.test(command) && clears(command));
 }
 
-/** By entry that has a way back: whether it is `undone`, and else the `later` act that must be undone first. Entries before a
- *  barrier, and those whose faults were cleared, have none.
+/** By entry that has a way back: whether it is `undone`, and the `later` act that must be undone first, if there is one. Entries
+ *  before a barrier, and acts whose faults were cleared, have no way back.
  *  @param underway  entries whose undo is not in the log yet */
 export function waysBack(entries, underway) {
   const ways = new Map();

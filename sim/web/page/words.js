@@ -5,6 +5,7 @@ import {kPage} from './geometry.js';
 export const hex = (value, digits = 0) => '0x' + value.toString(16).toUpperCase().padStart(digits, '0');
 export const address = (value) => hex(value, 8);
 export const degrees = (value) => `${minus(value.toFixed(1))} °C`;
+/** With the sign for minus instead of a hyphen. */
 export const minus = (text) => String(text).replace('-', '−');
 /** A share from 0 to 1, in per cent. */
 export const percent = (share) => `${Number((100 * share).toPrecision(3))} %`;
@@ -13,17 +14,20 @@ export const plural = (count, one, many = one + 's') => `${count} ${count === 1 
 /** A number with its thousands apart: 13,199. */
 export const grouped = (value) => value.toLocaleString('en');
 
+const kKilobyte = 1024;
+const kMegabyte = 1024 * kKilobyte;
+
 export function bytes(count) {
-  if (count < 1024) return `${count} B`;
-  if (count < 1048576) return `${(count / 1024).toFixed(count < 10240 ? 1 : 0)} KB`;
-  return `${(count / 1048576).toFixed(1)} MB`;
+  if (count < kKilobyte) return `${count} B`;
+  if (count < kMegabyte) return `${(count / kKilobyte).toFixed(count < 10 * kKilobyte ? 1 : 0)} KB`;
+  return `${(count / kMegabyte).toFixed(1)} MB`;
 }
 
-export function timeOfDay(milliseconds, withParts = true) {
+export function timeOfDay(milliseconds, withMilliseconds = true) {
   const time = new Date(milliseconds);
   const two = (value) => String(value).padStart(2, '0');
   const text = `${two(time.getHours())}:${two(time.getMinutes())}:${two(time.getSeconds())}`;
-  return withParts ? `${text}.${String(time.getMilliseconds()).padStart(3, '0')}` : text;
+  return withMilliseconds ? `${text}.${String(time.getMilliseconds()).padStart(3, '0')}` : text;
 }
 
 export function duration(microseconds) {
@@ -38,7 +42,7 @@ export function spanText(seconds) {
   return whole % 60 ? `${Math.floor(whole / 60)} min ${whole % 60} s` : `${whole / 60} min`;
 }
 
-/** Results of requests that have a name in the library. */
+/** Results of requests that have a name: the value, the name, what it means. */
 export const kResults = [
   [0, 'ok', 'done'],
   [0xffff, 'FW_FAIL', 'the driver failed'],
@@ -47,6 +51,7 @@ export const kResults = [
   [0xfffc, 'FW_NOT_SFP', 'the port has no SFP cage'],
   [0xfffa, 'FW_I2C_BUSY', 'the bus is busy'],
 ];
+/** What a fault can do instead of giving a result. */
 export const kEffects = {
   refused: 'the kernel refuses it (EIO)',
   busy: 'the bus is busy',
@@ -54,22 +59,23 @@ export const kEffects = {
   killed: 'the program is killed',
 };
 
-/** A result in words; a negative one is the kernel's refusal. */
+/** A result by its name, or as a number if it has none. A negative one is the kernel's refusal. */
 export function resultText(result, error) {
   if (result === null || result === undefined) return '';
   if (result < 0) return error ? `refused: ${error}` : 'refused';
-  const known = kResults.find(([value]) => value === result);
-  return known ? known[1] : String(result);
+  const [, name] = kResults.find(([value]) => value === result) ?? [];
+  return name ?? String(result);
 }
 export const faultResult = (result) =>
   typeof result === 'string' ? `${result}: ${kEffects[result] ?? ''}` : resultText(result);
 
+/** The labels of the LEDs that the readings show, by the names in the board's document. */
 const kLeds = {system: 'SYS', alarm: 'ALM', power_1: 'PWR1', power_2: 'PWR2', ring_master: 'RM', ring_fail: 'RF'};
 export const kLedNames = Object.keys(kLeds);
-export const ledName = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
+export const ledLabel = (name) => kLeds[name] ?? name.replace('speed_', 'Speed ');
 export const ledState = (value) => ['off', 'on', 'blinking'][value] ?? String(value);
 
-/** The lamps of the lamp test, by their positions on the serial-GPIO chain. The board's document leaves out those that are off. */
+/** The lamps of the lamp test, by their positions on the serial-GPIO chain. The board's document has none that is off. */
 export const kTestLamps = ['5.1', '13.1', '5.3', '6.1'];
 export const lampState = ({serial_gpio: chain}, lamp) => chain.find(({group, bit}) => `${group}.${bit}` === lamp)?.value ?? 0;
 
