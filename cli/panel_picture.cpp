@@ -143,8 +143,8 @@ void draw_test_lamps(const Picture &picture, const PanelState &state) {
 
 /** The LEDs of the whole switch, three in a column. The LEDs of a cage are drawn beside the cage. */
 void draw_switch_lights(const Picture &picture, const PanelState &state) {
-  constexpr auto kOfTheSwitch =
-      std::ranges::count_if(layout::kLights, [](const layout::Light &light) { return light.cage < 0; });
+  constexpr int kOfTheSwitch = static_cast<int>(
+      std::ranges::count_if(layout::kLights, [](const layout::Light &light) { return light.cage < 0; }));
   static_assert(kOfTheSwitch <= kLightRows * kLightColumns,
                 "no room in the picture: change the rows or the step of the columns");
   int drawn = 0;

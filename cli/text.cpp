@@ -51,7 +51,7 @@ std::string format(const char *pattern, ...) {
 // A tie such as 6.5535 has no exact binary form. Scaling it first rounds it as the decimal number that it means.
 std::string decimal_text(double number, int decimals) {
   const double scale = std::pow(10, decimals);
-  const std::string text = format("%.*f", decimals, std::round(number * scale) / scale);
+  std::string text = format("%.*f", decimals, std::round(number * scale) / scale);
   const bool is_zero = text.find_first_not_of("-0.") == std::string::npos;
   if (is_zero && text.starts_with('-')) return text.substr(1);
   return text;

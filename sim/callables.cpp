@@ -55,7 +55,9 @@ std::vector<Callable> callables() {
   all.push_back(file_callable("read", Call::Read));
   all.push_back(file_callable("write", Call::Write));
   all.push_back(file_callable("lseek", Call::Seek));
-  for (uint8_t number = 0; number < std::size(kDebugCommands); ++number) all.push_back(debug_callable(number));
+  for (size_t number = 0; number < std::size(kDebugCommands); ++number) {
+    all.push_back(debug_callable(static_cast<uint8_t>(number)));
+  }
   return all;
 }
 

@@ -67,7 +67,7 @@ class TransferComparison {
     }
   }
 
-  std::string line_text(uint8_t address, ExpanderPort chip, unsigned bit) const {
+  static std::string line_text(uint8_t address, ExpanderPort chip, unsigned bit) {
     constexpr const char *kKindNames[] = {"", " output", " polarity", " configuration"};
     ExpanderLine line = expander_line(address, chip.port, bit);
     if (line.signal == nullptr)

@@ -72,7 +72,7 @@ constexpr Constants kIdentity = {{0, 0, 0, 1, 0}, {256, 0}, {256, 0}, {256, 0}, 
 constexpr Constants kConverter = {{0, 1.5e-11F, 1.25e-6F, 0.2F, -5}, {192, -12}, {112, -14}, {240, 640}, {272, -40}};
 
 const Profile *profile_of(const std::string &module) {
-  auto found = std::ranges::find_if(kProfiles, [&](const Profile &profile) { return profile.module == module; });
+  const auto *found = std::ranges::find_if(kProfiles, [&](const Profile &profile) { return profile.module == module; });
   return found != std::end(kProfiles) ? found : nullptr;
 }
 
@@ -198,12 +198,12 @@ uint16_t word_for(const Calibration &calibration, Quantity quantity, double numb
 void put_diagnostics_bits(MemoryPage &identification, const std::string &module) {
   const Profile *profile = profile_of(module);
   if (profile == nullptr) return;
-  constexpr uint8_t kRevision11_3 = 6;
+  constexpr uint8_t kRevision11Dot3 = 6;
   identification[kOptions] = kHasTxDisable | kHasTxFault | kHasLos;
   uint8_t calibrated = profile->external ? kExternal : kInternal;
   identification[kMonitoring] = static_cast<uint8_t>(kHasDiagnostics | calibrated | kAverage);
   identification[kEnhancedOptions] = kHasFlags | kSoftTxDisable | kSoftTxFault | kSoftLos;
-  identification[kRevision] = kRevision11_3;
+  identification[kRevision] = kRevision11Dot3;
 }
 
 std::optional<MemoryPage> diagnostics_page(const MemoryPage &identification, const std::string &module) {
@@ -240,7 +240,7 @@ DiagnosticsMemory diagnostics_for_cage(const MemoryPage &identification, const s
   std::ranges::copy(*page, diagnostics.page);
   Calibration calibration(identification.data(), page->data());
   for (Quantity quantity : {kBias, kTxPower, kRxPower}) {
-    put_big_word16_at(diagnostics.dark, 2 * quantity, calibration.nearest_word(quantity, 0));
+    put_big_word16_at(diagnostics.dark, sizeof(uint16_t) * quantity, calibration.nearest_word(quantity, 0));
   }
   return diagnostics;
 }

@@ -39,7 +39,7 @@ class Model {
   Answer write(const RecordedCall &recorded);
   Answer seek(const NodeCall &call);
   Answer open(const NodeCall &call);
-  std::optional<Answer> command(const RecordedCall &recorded);
+  static std::optional<Answer> command(const RecordedCall &recorded);
 
   ScratchBoard board_;
   // For debugCmd, the only program that is started: it works on the copy, and nothing is in front of it.

@@ -128,7 +128,7 @@ void light_module(unsigned port, Board &board, Notes &notes) {
   for (const Part &part : kParts) {
     if (!is_dark(board, port, part.quantity)) continue;
     uint8_t *measured = cage.diagnostics.page + place_of(part.quantity);
-    std::memcpy(cage.diagnostics.dark + 2 * part.quantity, measured, sizeof(uint16_t));
+    std::memcpy(cage.diagnostics.dark + sizeof(uint16_t) * part.quantity, measured, sizeof(uint16_t));
     uint16_t usual = usual_word(cage, module, part.quantity);
     measured[0] = static_cast<uint8_t>(usual >> 8);
     measured[1] = static_cast<uint8_t>(usual);

@@ -912,6 +912,7 @@ class Page(Server):
         # So does a key, and the focus stays.
         self.focus("#activity [aria-label='Undo: zelsim set temperature 52']")
         self.keys(Keys.ENTER, Keys.ENTER)
+        self.says("#activity-new", "1 new")  # if the next act came before it, nothing would be undone
         zelsim("set temperature 30")
         self.says("#activity-new", "2 new")
         self.assertEqual(self.acts(), acts)

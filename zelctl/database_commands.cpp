@@ -93,7 +93,7 @@ std::vector<uint8_t> partition_table() {
 
 Json database_row(uint32_t row, std::span<const uint8_t> table) {
   const Copy copy = all_copies().at(row);
-  const size_t at = row * kEntryLength;
+  const size_t at = size_t{row} * kEntryLength;
   const Entry entry{little_word32_at(table, at), little_word32_at(table, at + 4)};
   const Json length = entry.blank() ? Json() : Json(entry.length);
   const Json checksum = entry.blank() ? Json() : Json(entry.checksum);

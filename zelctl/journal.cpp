@@ -52,7 +52,7 @@ static std::string why_silent(const sockaddr_un &address) {
   const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (probe < 0) return std::strerror(errno);
   const bool listens = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-  const std::string why = listens ? "" : std::strerror(errno);
+  std::string why = listens ? "" : std::strerror(errno);
   close(probe);
   return why;
 }

@@ -30,7 +30,7 @@ static bool is_address(const std::string &text) {
 /** The bytes to store: the characters of an address, or any bytes given as hexadecimal digits. */
 static std::optional<Mac> mac_of(const std::string &text) {
   if (is_address(text)) return Mac(text.begin(), text.end());
-  const std::optional<Mac> mac = hex_bytes(text);
+  std::optional<Mac> mac = hex_bytes(text);
   if (!mac || mac->size() != FW_MAC_BACKUP_SIZE) return std::nullopt;
   return mac;
 }

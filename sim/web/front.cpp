@@ -114,7 +114,7 @@ struct Front::Collection {
 
   void wait(int wake);
   void accept_all();
-  bool take_bytes(Connection &connection) const;
+  static bool take_bytes(Connection &connection);
   Fate look_at(Connection &connection, short events) const;
   static bool sends_on(Connection &connection, short events);
   static bool is_late(const Connection &connection);
@@ -157,7 +157,7 @@ void Front::Collection::accept_all() {
 }
 
 // False when the client has gone.
-bool Front::Collection::take_bytes(Connection &connection) const {
+bool Front::Collection::take_bytes(Connection &connection) {
   char piece[0x4000];
   ssize_t size = recv(connection.socket, piece, sizeof piece, 0);
   if (size < 0) return errno == EAGAIN || errno == EINTR;
