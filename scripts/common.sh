@@ -74,8 +74,8 @@ build() {
   rm -f "$log"
 }
 
-# Has what tests keep in temporary folders, some 300 MB, kept in memory, if there is room and programs may run from there. The
-# folder goes with the script: forget_test_files is for its trap.
+# Keeps the tests' temporary folders, some 300 MB, in memory if there is room and programs may run from there. A script that
+# calls this calls forget_test_files in its trap.
 keep_test_files_in_memory() {
   local memory=/dev/shm
   [ -z "${TMPDIR:-}" ] && [ -w "$memory" ] || return 0

@@ -149,7 +149,8 @@ class FaultSweep : public BoardTest {
   /// Gives the blocks that the last call erased or programmed their sound content back. The board has counted both. To compare
   /// the content instead would take longer than all calls of the sweep, on an emulated processor.
   void restore_flash() {
-    const auto &now = board_->flash, &sound = sound_board_.flash;
+    const zelsim::Flash &now = board_->flash;
+    const zelsim::Flash &sound = sound_board_.flash;
     for (size_t block = 0; block < kFlash / kEraseBlock; ++block) {
       const bool is_written = now.erases[block] != sound.erases[block] || now.programs[block] != sound.programs[block];
       if (is_written) memcpy(flash_ + block * kEraseBlock, sound_flash_.data() + block * kEraseBlock, kEraseBlock);
