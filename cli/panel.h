@@ -29,8 +29,8 @@ struct PanelState {
   std::string supplies_text;                                        // both in one text, as "two AC"
   bool alarm = false;
   // For the picture only:
-  std::array<std::optional<SupplyState>, 2> supply_states;  // each by itself
-  std::array<std::string, panel_layout::kPorts> modules;    // short names
+  std::array<SupplyState, 2> supply_states;               // each by itself
+  std::array<std::string, panel_layout::kPorts> modules;  // short names
 
   /** @param led  a name in the layout; throws for another one */
   void set_light(const std::string &led, unsigned state);

@@ -97,18 +97,17 @@ void draw_main_cages(const Picture &picture, const PanelState &state) {
   picture.end_block();
 }
 
-std::string text_of(const std::optional<SupplyState> &supply) {
-  if (!supply) return "not known";
-  if (supply->type.empty()) return "pulled";
-  return supply->type + (supply->good ? " good" : " failed");
+std::string text_of(const SupplyState &supply) {
+  if (supply.type.empty()) return "pulled";
+  return supply.type + (supply.good ? " good" : " failed");
 }
 
 void draw_supply(const Picture &picture, const PanelState &state, unsigned supply) {
   constexpr int kStep = 120;
   constexpr int kWidth = 106;
   constexpr int kHeight = 40;
-  const std::optional<SupplyState> &now = state.supply_states[supply];
-  const bool good = now && !now->type.empty() && now->good;
+  const SupplyState &now = state.supply_states[supply];
+  const bool good = !now.type.empty() && now.good;
   const std::string number = std::to_string(supply + 1);
   const std::string id = "supply" + number;
   const int x = kMargin + static_cast<int>(supply) * kStep;
@@ -161,18 +160,12 @@ void draw_switch_lights(const Picture &picture, const PanelState &state) {
 }
 
 void draw_indicators(const Picture &picture, const PanelState &state) {
-  constexpr int kSuppliesY = 146;
   constexpr int kRelayY = 186;
   begin_block(picture, kIndicators);
   picture.text(kMargin, kTitleY, kWhite, "Managed switch, " + std::to_string(layout::kPorts) + " ports", kTitle);
   draw_switch_lights(picture, state);
   draw_test_lamps(picture, state);
-  const bool supplies_known = state.supply_states[0] || state.supply_states[1];
-  if (supplies_known) {
-    for (unsigned i = 0; i < state.supply_states.size(); ++i) draw_supply(picture, state, i);
-  } else if (!state.supplies_text.empty()) {
-    picture.text(kMargin, kSuppliesY, kWhite, "Supplies: " + state.supplies_text);
-  }
+  for (unsigned i = 0; i < state.supply_states.size(); ++i) draw_supply(picture, state, i);
   const std::string relay = state.relay == "0" ? "open" : "closed";
   if (!state.relay.empty()) picture.text(kMargin, kRelayY, kSoft, "Alarm relay " + relay);
   if (state.alarm) picture.text(kIndicators.width - kMargin, kRelayY, kOrange, "power alarm", kBoldEnd);

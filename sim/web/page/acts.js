@@ -48,9 +48,12 @@ const followsSelection = ({action}) => !(action in kCauses);
 const aboutOf = (refused) =>
   JSON.stringify([refused.map(causeOf), known.live, refused.some(followsSelection) && known.selected]);
 
+/** Has everything drawn anew that shows acts and their controls. */
+export const drawAnew = () => put('acts', {});
+
 export function dismiss(control) {
   refusals.delete(control);
-  put('acts', {});
+  drawAnew();
 }
 
 /** Forgets a refusal when something else is typed: it was about what had been given. */
@@ -63,7 +66,7 @@ export function forgetRefusal(control) {
 export function refuse(control, text, about) {
   refusals.set(control, {text, about, cause: about()});
   find('#notices').textContent = text;
-  put('acts', {});
+  drawAnew();
 }
 
 /** Forgets the refusals whose cause has changed. */
@@ -74,7 +77,7 @@ export function review() {
     refusals.delete(control);
     hasForgotten = true;
   }
-  if (hasForgotten) put('acts', {});
+  if (hasForgotten) drawAnew();
 }
 
 async function sendOne({action, ...fields}) {
@@ -115,14 +118,14 @@ async function mayBeDone(acts) {
  *  @return the answer when all of it was done, else null */
 export async function actTogether(control, acts, value = true, how = {}) {
   if (!(await mayBeDone(acts))) {
-    put('acts', {}); // the control goes back to what holds
+    drawAnew(); // the control goes back to what holds
     return null;
   }
   const newestAct = known.newestAct ?? 0;
   const underway = {value};
   pending.set(control, underway);
   refusals.delete(control);
-  put('acts', {});
+  drawAnew();
   const answer = await doAll(acts, how);
   const {done: commands, refused} = answer;
   const isDone = refused.length === 0;
@@ -133,7 +136,7 @@ export async function actTogether(control, acts, value = true, how = {}) {
   setTimeout(
     () => {
       if (pending.get(control) === underway) pending.delete(control); // else another act has begun
-      put('acts', {});
+      drawAnew();
     },
     isDone ? kNewsAreLate : 0,
   );

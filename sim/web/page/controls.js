@@ -1,6 +1,6 @@
-import {act, dismiss, pendingValue, refusalOf, untilTold} from './acts.js';
+import {act, dismiss, drawAnew, pendingValue, refusalOf, untilTold} from './acts.js';
 import {button, element} from './dom.js';
-import {isAway, known, put} from './store.js';
+import {isAway, known} from './store.js';
 
 // Controls of the inspector and of forms. Each has a name by which its act and its refusal are found again.
 
@@ -36,14 +36,14 @@ function moveChoice(control, values, choose, event) {
   const to = String(values.at((at + direction) % values.length)[0]);
   moved.set(control, to);
   const place = input.closest('.options');
-  put('acts', {});
+  drawAnew();
   place.querySelector(`[value="${CSS.escape(to)}"]`).focus();
 }
 
 function leaveChoice(control, {currentTarget, relatedTarget}) {
   if (!moved.has(control) || currentTarget.closest('.options').contains(relatedTarget)) return;
   moved.delete(control);
-  put('acts', {});
+  drawAnew();
 }
 
 /** A few values, one of which holds.
@@ -55,7 +55,7 @@ export function choice(control, legend, values, holds, does) {
   const isMoved = waiting === undefined && moved.has(control) && shown !== String(holds);
   const choose = (value) => {
     moved.delete(control);
-    if (String(value) === String(holds)) return put('acts', {});
+    if (String(value) === String(holds)) return drawAnew();
     const [action, fields] = does(value);
     act(control, action, fields, value);
   };
@@ -117,7 +117,7 @@ async function settle(control) {
   await untilTold(known.expectedAct ?? 0);
   if (slid.get(control) !== last) return;
   slid.delete(control);
-  put('acts', {});
+  drawAnew();
 }
 
 function endDrag({type}) {
@@ -128,7 +128,7 @@ function endDrag({type}) {
   finger = null;
   if (undecided && type === 'pointercancel') {
     slid.delete(control); // the finger scrolls the page
-    put('acts', {});
+    drawAnew();
     return;
   }
   undecided?.send();
@@ -173,7 +173,7 @@ export function slider(control, legend, {lowest, highest, step, holds, text, doe
     sliding.delete(control);
     if (done) return settle(control);
     slid.delete(control);
-    put('acts', {});
+    drawAnew();
   };
   const slide = ({target}) => {
     slid.set(control, {value: target.value});

@@ -1,6 +1,6 @@
 import * as address from './address.js';
 import {wantRequests} from './connection.js';
-import {button, element, find, patch} from './dom.js';
+import {button, element, find, kNarrow, patch} from './dom.js';
 import {follow, known, put} from './store.js';
 
 // The tabs at the bottom right. On a wide screen the requests and the flash stand beside each other; on a narrow one a tab
@@ -8,7 +8,6 @@ import {follow, known, put} from './store.js';
 
 const views = new Map(); // by name: its tab, its panel
 const kWide = matchMedia('(min-width: 1900px)');
-const kNarrow = matchMedia('(max-width: 760px)');
 let chosen = 'requests'; // the name of the tab
 let isSheet = false; // on a narrow screen: the sheet is open
 

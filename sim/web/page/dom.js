@@ -127,6 +127,9 @@ export function patchList(place, children, otherwise) {
   (heirs.find(Boolean) ?? find(otherwise))?.focus();
 }
 
+/** A screen so narrow that the tabs and the controls of a part are sheets over the page. The styles have the same width. */
+export const kNarrow = matchMedia('(max-width: 760px)');
+
 export const find = (selector) => document.querySelector(selector);
 
 async function copy(text) {

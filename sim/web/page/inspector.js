@@ -1,5 +1,5 @@
 import {choice, doing, facts, slider} from './controls.js';
-import {button, copyButton, element, find, patch} from './dom.js';
+import {button, copyButton, element, find, kNarrow, patch} from './dom.js';
 import {portsOf} from './geometry.js';
 import {boardControls} from './inspector_board.js';
 import {portControls, portsControls} from './inspector_port.js';
@@ -191,7 +191,6 @@ function show() {
 }
 
 const kStacked = matchMedia('(max-width: 1000px)');
-const kNarrow = matchMedia('(max-width: 760px)');
 
 /** Where the controls are a sheet over the panel, the part that they are for stays in view. */
 function keepInView(part) {

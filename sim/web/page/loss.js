@@ -1,7 +1,7 @@
 import {ask} from './connection.js';
 import {allPorts, kSector, portsOf} from './geometry.js';
 import {boardIn, cageOf, known, put} from './store.js';
-import {flashText, plural} from './words.js';
+import {flashText, percentDone, plural} from './words.js';
 
 // What an act loses, and what of it an undo brings back. The same question is asked wherever the act can be done.
 
@@ -76,8 +76,8 @@ const kAllParts = ['LEDs, flags, registers, supplies, temperature and clock'];
 /** Who writes to the flash just now. */
 export function writingText(writing) {
   if (!writing) return null;
-  const {program, region, file, size, done} = writing;
-  const far = file ? ` (${Math.floor((100 * done) / size)} % of ${file})` : '';
+  const {program, region, file} = writing;
+  const far = file ? ` (${percentDone(writing)} % of ${file})` : '';
   return `${program} is writing ${region}${far} just now.`;
 }
 

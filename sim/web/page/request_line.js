@@ -87,28 +87,35 @@ function partOfRequest({node, name, address}) {
   if (name.includes('RingFail')) return 'led-ring-fail';
   if (name.includes('Watchdog') || name.includes('Reset')) return 'watchdog';
   if (name.includes('Power')) return 'supply1';
-  return node === 'i2c' ? chipOf(address, name) : null;
+  return node === 'i2c' ? partOnBus(address, name) : null;
 }
 
+/** The chips on the I2C bus: their addresses, what they are called and the part that they belong to. The boards' expanders
+ *  come first, by slot: `perSlot` addresses each. */
+const kChips = [
+  {first: 0x40, last: 0x4c, name: 'wide expander', perSlot: 4},
+  {first: 0x60, last: 0x6e, name: 'clock chip', part: 'clock'},
+  {first: 0x70, last: 0x7a, name: 'narrow expander', perSlot: 2},
+  {first: 0x9e, last: 0x9e, name: 'temperature sensor', part: 'sensor'},
+  {first: 0xa0, last: 0xa0, name: 'module page A0h'},
+  {first: 0xa2, last: 0xa2, name: 'module page A2h'},
+  {first: 0xac, last: 0xac, name: 'copper PHY'},
+];
+const chipAt = (address) => kChips.find(({first, last}) => address >= first && address <= last);
+
 /** The part for a request on the I2C bus, by the names of requests and the addresses of chips. */
-function chipOf(address, name) {
+function partOnBus(address, name) {
   if (name.includes('Busy') || name === 'RefreshBus') return 'bus';
   if (name.includes('Rtc')) return 'clock';
   if (name.includes('Temperature') || name.includes('Sensor')) return 'sensor';
-  if (address >= 0x60 && address <= 0x6e) return 'clock';
-  if (address === 0x9e) return 'sensor';
-  if (address >= 0x40 && address < 0x4c) return `slot${Math.floor((address - 0x40) / 4) + 1}`;
-  if (address >= 0x70 && address <= 0x74) return `slot${(address - 0x70) / 2 + 1}`;
-  return null;
+  const chip = chipAt(address);
+  if (!chip?.perSlot) return chip?.part ?? null;
+  const slot = Math.floor((address - chip.first) / chip.perSlot) + 1;
+  return isPart('slot', slot) ? `slot${slot}` : null;
 }
 
 /** The kind of chip that has an address on the I2C bus; '' if it is not known. */
-export const chipName = (address) => {
-  if (address >= 0x40 && address <= 0x4c) return 'wide expander';
-  if (address >= 0x60 && address <= 0x6e) return 'clock chip';
-  if (address >= 0x70 && address <= 0x7a) return 'narrow expander';
-  return {0x9e: 'temperature sensor', 0xa0: 'module page A0h', 0xa2: 'module page A2h', 0xac: 'copper PHY'}[address] ?? '';
-};
+export const chipName = (address) => chipAt(address)?.name ?? '';
 
 /** The fields of a record: of each its name, the value that was asked with, and the value in the answer. */
 export function fieldsOf({rest}) {

@@ -9,6 +9,8 @@ export const degrees = (value) => `${minus(value.toFixed(1))} °C`;
 export const minus = (text) => String(text).replace('-', '−');
 /** A share from 0 to 1, in per cent. */
 export const percent = (share) => `${Number((100 * share).toPrecision(3))} %`;
+/** How much of a file is written, in whole percent. */
+export const percentDone = ({done, size}) => Math.floor((100 * done) / size);
 export const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one : many}`;
 
 /** A number with its thousands apart: 13,199. */

@@ -1,7 +1,7 @@
 import * as dock from './dock.js';
 import {button, element, find, patch} from './dom.js';
 import {follow, isAway, known} from './store.js';
-import {bytes, spanText} from './words.js';
+import {bytes, percentDone, spanText} from './words.js';
 
 // A writing to the flash: how far it is, and how long it still takes. It stands above everything that scrolls while it goes
 // on.
@@ -55,17 +55,14 @@ function progressText(writing) {
     .join(' · ');
 }
 
-/** How much of the file is written. */
-const percentOf = ({done, size}) => Math.floor((100 * done) / size);
-
-const tabText = (writing) => (writing.file ? `${percentOf(writing)}\u00a0%` : 'writing');
+const tabText = (writing) => (writing.file ? `${percentDone(writing)}\u00a0%` : 'writing');
 
 function bar(writing) {
   const {file, size, done} = writing;
   if (!file) return null;
   return [
     element('progress', {max: size, value: done, 'aria-label': `Written of ${file}`}),
-    element('b', {class: 'percent'}, `${percentOf(writing)} %`),
+    element('b', {class: 'percent'}, `${percentDone(writing)} %`),
   ];
 }
 
