@@ -32,18 +32,22 @@ for expected, work, *arguments in (
         ("ENOSPC", os.pwrite, chip, b"x", END), (2, os.pwrite, chip, b"xyz", END - 2), (b"xy", os.pread, chip, 9, END - 2),
         ("EINVAL", request, chip, 0xd1), (END - 1, os.lseek, chip, -1, os.SEEK_END), (0, request, chip, 0xd1),
         (b"\xff", os.pread, chip, 9, END - 1), (0, os.lseek, chip, 0, 0), (0, os.readv, chip, [bytearray(0)]),
-        (2, os.writev, chip, [b"ab", b"cd"]), (2, os.lseek, chip, 0, 1), (b"ab\xff", os.pread, chip, 3, 0),
+        (2, os.writev, chip, [b"", b"ab", b"cd"]), (2, os.lseek, chip, 0, 1), (b"ab\xff", os.pread, chip, 3, 0),
+        ("EINVAL", os.pwrite, chip, b"x", -2), (256, os.pwrite, chip, bytes(256), 0x7010), (b"\0\xff", os.pread, chip, 2, 0x70ff),
+        ("EINVAL", os.sendfile, 1, chip, 0, 1), ("EINVAL", os.sendfile, chip, 0, None, 1),
         (True, os.access, "/dev/zel_i2c", os.R_OK), (False, os.access, "/dev/zel_spi", os.R_OK),
-        (END, lambda: os.stat("/dev/zel_spi_flash").st_size), (0, lambda: os.stat("/dev/zel_gpio").st_size)):
+        (END, lambda: os.stat("/dev/zel_spi_flash").st_size), (0, lambda: os.stat("/dev/zel_gpio").st_size),
+        (1, lambda: os.write(libc.creat(b"/dev/zel_spi_flash", 0o600), b"a")), (b"ab", os.pread, chip, 2, 0)):
     found = error(work, *arguments)
     assert found == expected, (work, arguments, expected, found)
 
 # The driver selects the upper segment for an access whose last byte is there.
-for at, size, upper in ((0xffffff, 1, 0), (0xffffff, 2, 1)):
+for access, what, at, upper in ((os.pread, 1, 0xffffff, 0), (os.pread, 2, 0xffffff, 1), (os.pwrite, b"x", 0x1000000, 1),
+                                (lambda fd, _, at: os.lseek(fd, at, 0) and request(fd, 0xd1), None, 0x1000000, 1)):
     request(chip, 0xdd)
-    os.pread(chip, size, at)
+    access(chip, what, at)
     found = os.popen(f"{sys.argv[1]} get flash.extended_address --board nodes").read()
-    assert int(found) == upper, (at, size, found)
+    assert int(found) == upper, (access, at, found)
 
 # A duplicate of a node's descriptor is a node, too. A number that was closed is none.
 for number in (os.dup(chip), os.dup2(chip, 50), os.dup2(chip, 51, inheritable=False), fcntl.fcntl(chip, fcntl.F_DUPFD, 52),
@@ -76,6 +80,12 @@ for mode, access in ((b"r", os.O_RDONLY), (b"r+", os.O_RDWR), (b"w", os.O_WRONLY
     assert libc.fwrite(b"xy", 1, 2, stream) == (0 if access == os.O_RDONLY else 2), mode
     reused(fd, lambda: libc.fclose(stream))
 assert os.pread(chip, 3, 0x2000) == b"xy\xff"
+for opened, expected in ((libc.fdopen(os.dup(chip), b"r"), b"ab"),
+                         (libc.freopen(b"/dev/zel_spi_flash", b"r", ctypes.c_void_p(libc.fopen(b"/proc/self/comm", b"r"))), b"ab"),
+                         (libc.freopen(b"/proc/self/comm", b"r", ctypes.c_void_p(libc.fopen(b"/dev/zel_gpio", b"r"))), b"py")):
+    stream = ctypes.c_void_p(opened)
+    assert libc.fseek(stream, 0, 0) == 0 and libc.fread(text, 1, 2, stream) == 2 and text.raw == expected, (text.raw, expected)
+    assert os.pread(libc.fileno(stream), 2, 0) == expected
 
 # What a call becomes under each fault: an open, a request, a read, a write and a seek.
 batch = subprocess.Popen((sys.argv[1], "batch"), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
@@ -97,13 +107,18 @@ for fault, *expected in (
         ("any --result refused", "open", "EIO", "EIO", "EIO", "EIO"), ("any --result closed", "ENXIO", 0, b"ab", 2, 5),
         ("i2c:open", "open", 0, b"ab", 2, 5), ("gpio:open", "ENXIO", 0, b"ab", 2, 5),
         ("gpio:open --result busy", "EBUSY", 0, b"ab", 2, 5), ("gpio:open --result refused", "EIO", 0, b"ab", 2, 5),
-        ("flash:read", "open", 0, "EIO", 2, 5), ("flash:write --result 1", "open", 0, b"ab", 1, 5),
+        ("flash:read", "open", 0, "EIO", 2, 5), ("flash:read --result 9", "open", 0, b"ab", 2, 5), ("flash:write --result 1", "open", 0, b"ab", 1, 5),
         ("flash:lseek", "open", 0, b"ab", 2, "EIO"), ("flash@0x3001 --result refused", "open", 0, b"ab", "EIO", 5),
         ("flash@0x3002-0x4000 --result refused", "open", 0, b"ab", 2, 5),
         ("flash@1-4 --result refused", "open", 0, "EIO", 2, 5), ("flash@2-5 --result refused", "open", 0, b"ab", 2, "EIO")):
     zelsim("fail " + fault)
     found = probe()
     assert found == tuple(expected), (fault, expected, found)
+    zelsim("heal")
+for address in "0x50000", "0x5ffff":  # the ends of the sector
+    zelsim("fail flash:EraseSector@" + address)
+    os.lseek(chip, 0x50001, 0)
+    assert request(chip, 0xd1) == 0xffff, address
     zelsim("heal")
 
 batch.communicate()
