@@ -413,9 +413,9 @@ def report_of(board, *options):
 
 
 def twin_of_a_report():
-    make("site", [*SETUP, "plug 16 copper", "plug 27 dac", "set link 16 100 half", "set tx-fault 3 1", "set reset-key 1", "set reset-process 3",
+    make("site", [*SETUP, "plug 16 copper", "plug 17 copper-other-phy", "plug 18 copper", "plug 27 dac", "set link 16 100 half", "set link 17 10 full", "set tx-fault 3 1", "set reset-key 1", "set reset-process 3",
                   "set supply 1 failed", "set clock 2031-02-03T04:05:06", "set io 0x5a 0xf0", "set busy 0"])
-    for step in ("led set alarm blink", "led set speed25 on", "relay set 1", "flags set diagnostic on", "cage 16 --tx-disable off",
+    for step in ("led set alarm blink", "led set speed25 on", "relay set 1", "flags set diagnostic on", "cage 16 --tx-disable off", "cage 17 --tx-disable off", "cage 18 --tx-disable off",
                  "clock poll", "temperature", "register set 0x20300 0x100", "env set pwrmode pwr2ac", "identity name EDGE-1", "identity describe at-the-gate", "identity power-byte 3",
                  "mac-backup set 00:11:22:33:44:55", "flash write I1 caller --yes"):
         zelsim("run", "--fast", "--board", "site", "--", ZELCTL, *step.split())
@@ -423,7 +423,7 @@ def twin_of_a_report():
     archive, original, files = report_of("site", "--flash")
     open("site.tar.gz", "wb").write(archive)
     data = json.loads(zelsim("create", "twin", "--from", "site.tar.gz", "--json").stdout)
-    assert (data["board"], data["modules"], data["flash"]) == ("twin", 5, True), data
+    assert (data["board"], data["modules"], data["flash"]) == ("twin", 7, True), data
     named = {row["what"] for row in data["not_held"]}
     assert named >= {"serial-GPIO chain", "wear of the flash"} and not [what for what in named if "expander" in what or "PHY register" in what], named
     _, twin, files_of_twin = report_of("twin", "--flash")
@@ -436,7 +436,7 @@ def twin_of_a_report():
     for key in original:
         unnamed = original[key] == twin[key] or (key == "modules" and "PHY of the module" in str(named))
         assert unnamed, (key, original[key], twin[key])
-    rows = [next(row for row in report["modules"] if row["port"] == 16) for report in (original, twin)]
+    rows = [[row for row in report["modules"] if row["port"] in (16, 17, 18)] for report in (original, twin)]
     assert rows[0] == rows[1], rows
     del files["summary.txt"], files_of_twin["summary.txt"]
     assert files == files_of_twin
@@ -469,6 +469,7 @@ def twin_of_a_report():
     modules[27]["a2"] = modules[24]["a2"]  # of a module that has no diagnostics
     for old, new in (3, 28), (5, 9), (24, -1):
         modules[old]["port"] = new
+    files[modules[27]["a0"]] = files[modules[27]["a0"]][:40] + b"OTHER".ljust(16) + files[modules[27]["a0"]][56:]
     original |= {"power_status": 256, "relay": 256}
     original["flash"]["content"] = None  # its file is there, but nothing says what it is
     original["flash"]["jedec_id"] = "20ba20"
@@ -485,11 +486,12 @@ def twin_of_a_report():
             made.addfile(member, io.BytesIO(content))
     data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
     named = {row["what"] for row in data["not_held"]}
-    assert (data["modules"], data["flash"]) == (2, False)
+    assert (data["modules"], data["flash"]) == (4, False)
     assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2", "port 16: PHY register 5"} and not {"power status", "expander 0x40, register 0"} & named, data
     assert report_of("wrong")[1]["identity"]["power_byte"] == 255
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
-    assert [cage["port"] for cage in shown["cages"] if cage["module"]] == [16, 27], shown["cages"]
+    assert [(cage["port"], cage["module"]) for cage in shown["cages"] if cage["module"]] == [
+        (16, "copper"), (17, "copper-other-phy"), (18, "copper"), (27, "OTHER")], shown["cages"]
     assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]
     assert [(supply["type"], supply["good"]) for supply in shown["supplies"]] == [("ac", True), ("dc", True)], shown["supplies"]
 
