@@ -89,10 +89,12 @@ FILE *fopen(const char *path, const char *mode) {
 
 FILE *fdopen(int fd, const char *mode) noexcept { return stream_on(fd, mode); }
 
-// The close frees the stream's number, and the open takes it again: a standard stream keeps its number.
+// The close frees the stream's number, and the open takes it again: a standard stream keeps its number. libc reopens only
+// streams of its own.
 FILE *freopen(const char *path, const char *mode, FILE *stream) {
   bool is_node = node_of_path(path) != Node::None;
-  if (!is_node) {
+  bool is_ours = path != nullptr && fileno(stream) > STDERR_FILENO && node_of(fileno(stream)) == Node::Flash;
+  if (!is_node && !is_ours) {
     set_node(fileno(stream), Node::None);
     return behind<freopen>("freopen")(path, mode, stream);
   }

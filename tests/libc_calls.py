@@ -82,7 +82,8 @@ for mode, access in ((b"r", os.O_RDONLY), (b"r+", os.O_RDWR), (b"w", os.O_WRONLY
 assert os.pread(chip, 3, 0x2000) == b"xy\xff"
 for opened, expected in ((libc.fdopen(os.dup(chip), b"r"), b"ab"),
                          (libc.freopen(b"/dev/zel_spi_flash", b"r", ctypes.c_void_p(libc.fopen(b"/proc/self/comm", b"r"))), b"ab"),
-                         (libc.freopen(b"/proc/self/comm", b"r", ctypes.c_void_p(libc.fopen(b"/dev/zel_gpio", b"r"))), b"py")):
+                         (libc.freopen(b"/proc/self/comm", b"r", ctypes.c_void_p(libc.fopen(b"/dev/zel_gpio", b"r"))), b"py"),
+                         (libc.freopen(b"/proc/self/comm", b"r", ctypes.c_void_p(libc.fopen(b"/dev/zel_spi_flash", b"r"))), b"py")):
     stream = ctypes.c_void_p(opened)
     assert libc.fseek(stream, 0, 0) == 0 and libc.fread(text, 1, 2, stream) == 2 and text.raw == expected, (text.raw, expected)
     assert os.pread(libc.fileno(stream), 2, 0) == expected

@@ -247,14 +247,15 @@ def check_other_modules(path):
     zelsim("set module-temperature 27 41.5")
     assert abs(measured(27, "temperature")["value"] - 41.5) < 0.01, dom(27)
     assert dom(27)["tx_fault"] is None, dom(27)
-    # A receiver whose power rises ever more slowly with the word.
-    struct.pack_into(">5f", pages, 256 + 56, 1e-15, -1e-11, -1e-6, 0.25, 1)
-    with open(path, "wb") as file:
-        file.write(pages)
-    zelsim(f"plug 27 {path}")
-    for said in -3, -12.5:
-        zelsim(f"set rx-power 27 {said}")
-        assert abs(measured(27, "rx_power")["value"] - said) < 0.02, (said, dom(27))
+    # A receiver whose power rises ever more slowly with the word, and one whose power falls again.
+    for constants, values in ((1e-15, -1e-11, -1e-6, 0.25, 1), (-3, -12.5)), ((0, 0, -1e-5, 0.5, 0), (-2.1, -12.5)):
+        struct.pack_into(">5f", pages, 256 + 56, *constants)
+        with open(path, "wb") as file:
+            file.write(pages)
+        zelsim(f"plug 27 {path}")
+        for said in values:
+            zelsim(f"set rx-power 27 {said}")
+            assert abs(measured(27, "rx_power")["value"] - said) < 0.02, (constants, said, dom(27))
     zelsim("unplug 27")
 
 
