@@ -438,6 +438,7 @@ def twin_of_a_report():
         assert unnamed, (key, original[key], twin[key])
     rows = [[row for row in report["modules"] if row["port"] in (16, 17, 18)] for report in (original, twin)]
     assert rows[0] == rows[1], rows
+    assert zelsim("get", "links.17.phy", "--board", "twin").stdout == "other\n"
     del files["summary.txt"], files_of_twin["summary.txt"]
     assert files == files_of_twin
     # Modules that were dark have usual values with light; the twin's own names are those of the catalogue.
