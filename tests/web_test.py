@@ -1009,14 +1009,19 @@ class Board(Server):
                 for each in (before, after):
                     del each["i2c"]["clock"], each["paused_us"]
                 self.assertEqual(before, after)
-        zelsim("fail gpio --probability 0.25 --seed 7")
-        zelsim("heal")
+        for line in "fail flash", "fail gpio --probability 0.25 --seed 7", "fail i2c --count 1":
+            zelsim(line)
+        first = json.loads(zelsim("fail --list --json"))["faults"][0]["fault"]
+        zelsim(f"heal {first}")
         news = {}
         page = self.follow(news)
-        eventually(lambda: any(entry.get("command") == "zelsim heal" for entry in news.get("activity", [])))
+        eventually(lambda: any(entry.get("command") == f"zelsim heal {first}" for entry in news.get("activity", [])))
+        zelsim("heal")
+        eventually(lambda: news["activity"][-1].get("command") == "zelsim heal")
         page.close()
         undo = "fail gpio --result 65535 --probability 0.25 --seed 7"
-        self.assertEqual(news["activity"][-1]["undo"], [undo])
+        self.assertEqual([entry["undo"] for entry in news["activity"][-2:]],
+                         [["fail flash --result 65535"], [undo, "fail i2c --result 65535 --count 1"]])
         told = self.act("fail", node="gpio", result="65535", probability="0.25", seed="7")
         self.assertEqual(told, "zelsim " + undo)
         fault, = json.loads(zelsim("fail --list --json"))["faults"]
