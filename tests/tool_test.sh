@@ -187,6 +187,7 @@ printf "other bytes" | dd of="$work/firmware" bs=1 seek=70000 conv=notrunc 2>/de
 says 2 'yes: .*Erases 1 of the [0-9]* sectors of Image 2' ctl flash update 'image 2' "$work/firmware"
 says 2 'yes: .*which is not erased' ctl flash write 0x1200000 "$work/firmware"
 says 0 '^written *1$' ctl flash update 'image 2' "$work/firmware" --yes
+says 0 '^written *0$' ctl flash update 'image 2' "$work/firmware"  # nothing is erased: nothing is asked
 says 0 '' ctl firmware verify "$work/firmware" --partition 2
 
 # A signal ends a copy between two pieces: the line tells what the partition holds, and the flag is down.
