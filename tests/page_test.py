@@ -211,11 +211,16 @@ class Page(Server):
         self.hides("#writing-now")
         self.assert_no_complaints()
 
-    def fill(self, form, field, value, event="input"):
-        self.find(f"[data-key='{form}'] [name={field}]")
+    def put(self, selector, value, event="input"):
+        self.find(selector)
         self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
-                     "field.dispatchEvent(new Event(arguments[2], {bubbles: true}))",
-                     f"[data-key='{form}'] [name={field}]", value, event)
+                     "field.dispatchEvent(new Event(arguments[2], {bubbles: true}))", selector, value, event)
+
+    def choose(self, selector, value):
+        self.put(selector, value, "change")
+
+    def fill(self, form, field, value, event="input"):
+        self.put(f"[data-key='{form}'] [name={field}]", value, event)
 
     def type_in(self, form, field, *keys):
         """Replaces what a field of a form holds, with the keyboard."""
@@ -471,9 +476,7 @@ class Page(Server):
             stays("#lines .details .refusal")
             self.click("#tab-faults")
             for name, value in (("node", "i2c"), ("request", "BufRead"), ("from", "0x9e")):
-                self.find(f"#fault-form [name={name}]")
-                self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
-                             "field.dispatchEvent(new Event('change'))", f"#fault-form [name={name}]", value)
+                self.choose(f"#fault-form [name={name}]", value)
             self.says("#fault-form code", "i2c:BufRead@0x9e")
             self.click("#fault-form .main")
             stays("#fault-form .refusal")
@@ -582,10 +585,10 @@ class Page(Server):
         self.find("[data-part=port24][aria-label*='no light']")
         self.shows("#inspector [data-key=refusal-los5]")
         # A slider goes back to what holds.
-        self.on_page("const slider = document.querySelector('[name=rx_power5]'); window.before = slider.value;"
-                     "slider.value = '-30'; slider.dispatchEvent(new Event('input', {bubbles: true}))")
+        before = self.property("[name=rx_power5]", "value")
+        self.put("[name=rx_power5]", "-30")
         self.says("#inspector [data-key=refusal-rx_power5]", "'55' is not")
-        eventually(lambda: self.on_page("return document.querySelector('[name=rx_power5]').value === window.before"))
+        self.holds("[name=rx_power5]", before)
         # A slider that has the focus follows what is done elsewhere, and a key goes on from there.
         self.open("?select=port5")
         for name, line, values in (("temperature5", "set module-temperature 5", (50, 50.5, 20, 20.5)),
@@ -640,8 +643,7 @@ class Page(Server):
         zelsim("fail i2c --board b10")
         names = "return [...document.querySelectorAll('.rack b')].map((one) => one.innerText)"
         eventually(lambda: self.on_page(names) == ["b2", "b10", "a1", "default"])
-        self.on_page("const order = document.querySelector('.sorting'); order.value = 'name';"
-                     "order.dispatchEvent(new Event('change'))")
+        self.choose(".sorting", "name")
         # What goes with a board is named; where nothing was saved there is no word of it.
         zelsim("plug 24 10g-sr --board a1")
         zelsim("save kept --board b2")
@@ -668,8 +670,7 @@ class Page(Server):
         self.goes("#rack-view .refusal")
         self.assertIn("Open", self.text("[data-key=board-bench]"))
         # A search that would hide it ends. Whoever opens it and comes back is there again.
-        self.on_page("const search = document.querySelector('#rack-view [type=search]'); search.value = 'b2';"
-                     "search.dispatchEvent(new Event('change'))")
+        self.choose("#rack-view [type=search]", "b2")
         eventually(lambda: self.on_page(names) == ["b2"])
         self.on_page(make, "rig")
         rig = "return document.activeElement.closest('li')?.dataset.key"
@@ -808,9 +809,7 @@ class Page(Server):
         self.open("")
         self.click("#tab-faults")
         for name, value in (("count", ""), ("probability", "0.25"), ("seed", "7")):
-            self.find(f"#fault-form input[name={name}]")
-            self.on_page("const field = document.querySelector(arguments[0]); field.value = arguments[1];"
-                         "field.dispatchEvent(new Event('input'))", f"#fault-form input[name={name}]", value)
+            self.put(f"#fault-form input[name={name}]", value)
         self.says("#fault-form code", "--probability 0.25 --seed 7")
         self.click("#fault-form .main")
         self.says("#fault-table", "by chance: 25 %, seed 7")
@@ -1256,11 +1255,6 @@ class Page(Server):
         self.comes("const found = [...document.querySelectorAll(arguments[0])].find((one) => one.innerText === arguments[1]);"
                    "found?.click(); return found !== undefined", selector, text)
 
-    def choose(self, selector, value):
-        self.find(selector)
-        self.on_page("const list = document.querySelector(arguments[0]); list.value = arguments[1];"
-                     "list.dispatchEvent(new Event('change'))", selector, value)
-
     def test_what_is_found_is_shown_and_saved_as_it_is_shown(self):
         zelsim("plug 3 1g-sx")
         self.watch_with_own_stream("&text=page+A0h")
@@ -1276,8 +1270,7 @@ class Page(Server):
                             ("i2c 0x05 BufRead addr=0xa0 len=2 -> 03 04", {"reads": "page A0h of the module in port 3"})])
         # What is looked for may be in several texts of a line, and in words that the line shows only then.
         for text, marks, shown in (("led of", "led of", 1), ("read page a0h", "Read|page A0h", 1), ("port", "port|port|port|port", 2)):
-            self.on_page("const field = document.querySelector('#requests-text'); field.value = arguments[0];"
-                         "field.dispatchEvent(new Event('input'))", text)
+            self.put("#requests-text", text)
             eventually(lambda: self.on_page("return document.querySelectorAll('#lines > li').length") == shown)
             marked = "return [...document.querySelectorAll('#lines mark')].map((one) => one.innerText).join('|')"
             eventually(lambda: self.on_page(marked) == marks)
