@@ -85,13 +85,12 @@ class RecordLine {
     add_char(' ');
     add_text(name);
     add_char('=');
-    bool begins = true;
     bool after_run = false;
     size_t i = 0;
     while (i < bytes.size) {
       size_t run = run_at(bytes, i);
       bool is_run = run >= kShortestRun;
-      if (!begins && (is_run || after_run)) add_char(',');
+      if (i > 0 && (is_run || after_run)) add_char(',');
       if (is_run) {
         add_hex(bytes.data[i]);
         add_char('*');
@@ -101,7 +100,6 @@ class RecordLine {
         add_hex(bytes.data[i]);
         ++i;
       }
-      begins = false;
       after_run = is_run;
     }
   }

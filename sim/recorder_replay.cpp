@@ -221,9 +221,8 @@ void explain(const NodeCall &asked, const TapeStream *stream) {
 
 // The lock is left to its next holder.
 [[noreturn]] void fail(const NodeCall &asked, const TapeStream *stream) {
-  bool is_first = tape().head().failed == 0;
   tape().head().failed = 1;
-  if (is_first) explain(asked, stream);
+  explain(asked, stream);
   _exit(kNotInRecording);
 }
 

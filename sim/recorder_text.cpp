@@ -70,10 +70,10 @@ size_t call_text(const NodeCall &call, char *text, size_t size) {
 }
 
 size_t asked_text(const NodeCall &asked, char *text, size_t size) {
-  size_t length = call_text(asked, text, size - 1);
-  text[length] = '\0';
-  const char *answer = strstr(text, " -> ");
-  return answer != nullptr ? static_cast<size_t>(answer - text) : length;
+  constexpr char kAnswer[] = " -> ";
+  size_t length = call_text(asked, text, size);
+  const void *answer = memmem(text, length, kAnswer, strlen(kAnswer));
+  return answer != nullptr ? static_cast<size_t>(static_cast<const char *>(answer) - text) : length;
 }
 
 }  // namespace zelsim

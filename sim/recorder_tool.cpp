@@ -34,7 +34,7 @@ class Text {
   Text &operator=(const Text &) = delete;
 
   void add(const void *bytes, size_t size) {
-    auto *longer = static_cast<uint8_t *>(realloc(text_, size_ + size + 1));
+    auto *longer = static_cast<uint8_t *>(realloc(text_, size_ + size));
     if (longer == nullptr) return;
     text_ = longer;
     memcpy(text_ + size_, bytes, size);

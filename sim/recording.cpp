@@ -208,7 +208,7 @@ RecordedCall parse_line(std::string_view line, uint32_t number) {
   while (!fields.empty()) {
     std::string_view field = take_until(fields, " ");
     std::string_view name = take_until(field, "=");
-    if (!name.empty()) parse_field(name, field, recorded);
+    parse_field(name, field, recorded);
   }
   if (recorded.call.kind == CallKind::Read) check_read(recorded);
   return recorded;

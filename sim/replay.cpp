@@ -39,7 +39,6 @@ class TapeMaker {
     for (const auto &thread : threads) calls += thread.size();
     head_.magic = kTapeMagic;
     head_.streams = static_cast<uint32_t>(threads.size());
-    head_.calls = static_cast<uint32_t>(calls);
     head_.cut_after = cut_after;
     head_.fast = fast;
     head_.stream_table = {sizeof head_, threads.size() * sizeof(TapeStream)};

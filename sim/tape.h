@@ -39,7 +39,6 @@ struct TapeHead {
   uint64_t magic;
   pthread_mutex_t mutex;
   uint32_t streams;
-  uint32_t calls;
   TapePiece stream_table;
   TapePiece call_table;
   uint32_t cut_after;  // last line of a recording that was cut off, or 0

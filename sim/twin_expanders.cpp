@@ -1,6 +1,5 @@
 #include "twin_expanders.h"
 
-#include <algorithm>
 #include <optional>
 
 #include "request.h"
@@ -41,8 +40,7 @@ void set_levels(Board &board, const Json &registers) {
 }
 
 void check_inputs(Board &board, uint8_t address, const Json &registers, Notes &notes) {
-  size_t inputs = address <= kMainWideAddress ? 2 : 1;
-  for (size_t i = 0; i < std::min(inputs, registers.size()); ++i) {
+  for (size_t i = 0; i < registers.size(); ++i) {
     uint8_t value = 0;
     auto wanted = number_of(registers[i], 255);
     bool is_read = move(board, address, static_cast<uint8_t>(i), value, false) == 0;
