@@ -12,7 +12,7 @@ std::string Help::make_option_opts(const CLI::Option *option) const {
 static size_t help_width() {
   constexpr uint32_t kNarrowest = 20;
   const char *wanted = std::getenv("COLUMNS");
-  const auto width = number_in(wanted != nullptr ? wanted : "", kNarrowest, 100000);
+  const auto width = number_in(wanted != nullptr ? wanted : "", kNarrowest, UINT32_MAX);
   return width ? *width : columns();
 }
 

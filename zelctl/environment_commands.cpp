@@ -68,7 +68,6 @@ static void list_variables() {
 /** The variable in the library's table, or null. As for the library, an entry without "=" sets no variable. */
 static const env_slot *find_variable(const std::string &name) {
   for (const env_slot &slot : env_data) {
-    if (is_unused(slot)) return nullptr;
     const bool had_equals = std::memchr(slot.name, '\0', sizeof slot.name) != nullptr;
     if (had_equals && name == slot.name) return &slot;
   }

@@ -9,18 +9,7 @@
 
 #include "../cli/program.h"
 
-/** A field is the line "NAME=value". If the value has several lines: the line "NAME", the value's length in eight bytes,
- *  low byte first, and the value. */
-static std::string encoded(const std::string &name, const std::string &value) {
-  constexpr int kLengthBytes = 8;
-  const bool is_one_line = value.find('\n') == std::string::npos;
-  if (is_one_line) return name + "=" + value + "\n";
-  const uint64_t size = value.size();
-  std::string length;
-  for (int i = 0; i < kLengthBytes; ++i) length += static_cast<char>(size >> 8 * i);
-  return name + "\n" + length + value + "\n";
-}
-
+/** A field is the line "NAME=value". No value of an event has several lines. */
 static std::string entry_of(const Event &event) {
   constexpr const char *kWarning = "4";
   constexpr const char *kNotice = "5";
@@ -29,7 +18,7 @@ static std::string entry_of(const Event &event) {
   fields.emplace_back("PRIORITY", event.trouble ? kWarning : kNotice);
   fields.emplace_back("SYSLOG_IDENTIFIER", kProgram);
   std::string entry;
-  for (const auto &[name, value] : fields) entry += encoded(name, value);
+  for (const auto &[name, value] : fields) entry += name + "=" + value + "\n";
   return entry;
 }
 
