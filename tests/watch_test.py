@@ -48,6 +48,11 @@ DEEDS = [
     ("set voltage 24 3.48", [("port 24 voltage", "low warning", "high warning")]),
     ("set voltage 24 3.437", []),
     ("set voltage 24 3.43", [("port 24 voltage", "high warning", "normal")]),
+    # The margin is at most a quarter of the distance between the thresholds, which is 2 degrees here.
+    ("set module-temperature 25 33.9", [("port 25 temperature", "normal", "low warning")]),
+    ("set module-temperature 25 34.4", []),
+    ("set module-temperature 25 34.6", [("port 25 temperature", "low warning", "normal")]),
+    ("unplug 25", [("port 25 module", "in", "out")]),
     ("fail i2c:BufRead@0xa2", [(f"port {port} diagnostics", *SILENT) for port in (24, 3)]),
     ("heal", [(f"port {port} diagnostics", *ANSWERS) for port in (24, 3)]),
     ("fail i2c:BufRead --result busy", [(source, *SILENT) for source in BUS]),
@@ -124,9 +129,14 @@ with tempfile.TemporaryDirectory() as folder:
         assert watcher.returncode == status, (rule, watcher.returncode)
         zelsim("heal")
 
+    on_switch("--fast", "--", f"{BIN}zelctl", "sfp", "dump", "24", "-o", f"{folder}/narrow").wait()
+    with open(f"{folder}/narrow", "r+b") as file:
+        file.seek(256 + 4)  # the thresholds of the temperature's warnings
+        file.write(bytes([36, 0, 34, 0]))
+    zelsim(f"plug 25 {folder}/narrow")
     words = ("--fast", "--", f"{BIN}zelctl", "monitor", "--json", "--interval", "20", "--initial")
     watcher = on_switch(*words)
-    while json.loads(watcher.stdout.readline())["subject"] != "port 24 rx power":
+    while json.loads(watcher.stdout.readline())["subject"] != "port 25 rx power":
         pass
     for deed, expected in DEEDS:
         zelsim(deed)  # perhaps in the middle of a round: then this round and the next one tell what it changes
