@@ -26,7 +26,7 @@ void power_on(Board &board) {
   reset_hardware(board);
   start_main_expanders(board);
   for (uint8_t &level : board.i2c.io_level) level = 0xff;
-  reset_clock(board.i2c.clock);
+  board.i2c.clock.value[kClockStatus] = kClock24Hours;
   board.i2c.clock_present = 1;
   board.i2c.sensor_present = 1;
   board.i2c.sensor = {0, {25 << 8, 0, 75 << 8, 80 << 8}};  // 25 C; hysteresis at 75 C, over-temperature at 80 C

@@ -111,7 +111,6 @@ void reset_expanders(Board &board);
 /** Working configuration as the switch's start-up program leaves it: every transmitter off, the cages' other lines inputs. */
 void start_daughter_expanders(Board &board, unsigned slot);
 void start_main_expanders(Board &board);
-void reset_clock(Clock &clock);
 
 /** The chip's time, in seconds since 1970 without time zones. */
 int64_t clock_seconds(const Board &board);

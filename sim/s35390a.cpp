@@ -138,11 +138,6 @@ uint8_t weekday_shift(int weekday, const tm &date) { return static_cast<uint8_t>
 
 int clock_weekday(const uint8_t *fields) { return decode(fields[Weekday], 0x07, 0, 6); }
 
-void reset_clock(Clock &clock) {
-  clock = {};
-  clock.value[Status1] = kClock24Hours;
-}
-
 // The chip knows two digits of the year: after 2099 comes 2000.
 int64_t clock_seconds(const Board &board) {
   int64_t seconds = wrapping_sum(now_us(board), board.i2c.clock.shift_us) / kMicroseconds - kYear2000;

@@ -121,9 +121,7 @@ class Twin {
 
   // The record that the driver keeps for readers.
   void build_held_clock() {
-    uint8_t *bytes = board_.i2c.rtc_record;
-    ClockRecord record;
-    std::memcpy(&record, bytes, sizeof record);
+    ClockRecord record = {};
     put(record.mode24, at({"clock", "held", "mode24"}));
     put(record.pm, at({"clock", "held", "pm"}));
     auto seconds = seconds_of(at({"clock", "held", "time"}));
@@ -138,7 +136,7 @@ class Twin {
       record.year = held.tm_year;
       record.weekday = held.tm_wday;
     }
-    std::memcpy(bytes, &record, sizeof record);
+    std::memcpy(board_.i2c.rtc_record, &record, sizeof record);
   }
 
   void build_temperature() {

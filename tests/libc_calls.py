@@ -4,6 +4,7 @@ import errno
 import fcntl
 import json
 import os
+import signal
 import subprocess
 import sys
 
@@ -12,6 +13,7 @@ for name in "fopen", "freopen", "fdopen":
     getattr(libc, name).restype = ctypes.c_void_p
 gpio, chip = os.open("/dev/zel_gpio", os.O_RDWR), os.open("/dev/zel_spi_flash", os.O_RDWR)
 END = 0x2000000
+other = os.memfd_create("other")
 
 def error(work, *arguments):
     try:
@@ -37,7 +39,9 @@ for expected, work, *arguments in (
         ("EINVAL", os.sendfile, 1, chip, 0, 1), ("EINVAL", os.sendfile, chip, 0, None, 1),
         (True, os.access, "/dev/zel_i2c", os.R_OK), (False, os.access, "/dev/zel_spi", os.R_OK),
         (END, lambda: os.stat("/dev/zel_spi_flash").st_size), (0, lambda: os.stat("/dev/zel_gpio").st_size),
-        (1, lambda: os.write(libc.creat(b"/dev/zel_spi_flash", 0o600), b"a")), (b"ab", os.pread, chip, 2, 0)):
+        (1, lambda: os.write(libc.creat(b"/dev/zel_spi_flash", 0o600), b"a")), (b"ab", os.pread, chip, 2, 0),
+        (3, os.writev, other, [b"pq", b"r"]), (1, os.pwrite, other, b"P", 0), (b"Pqr", os.pread, other, 9, 0), (1, os.lseek, other, 1, 0),
+        (2, os.readv, other, [bytearray(1), bytearray(9)]), (2, os.sendfile, other, other, 0, 2), (None, os.ftruncate, other, 4), (b"PqrP", os.pread, other, 9, 0)):
     found = error(work, *arguments)
     assert found == expected, (work, arguments, expected, found)
 
@@ -87,6 +91,12 @@ for opened, expected in ((libc.fdopen(os.dup(chip), b"r"), b"ab"),
     stream = ctypes.c_void_p(opened)
     assert libc.fseek(stream, 0, 0) == 0 and libc.fread(text, 1, 2, stream) == 2 and text.raw == expected, (text.raw, expected)
     assert os.pread(libc.fileno(stream), 2, 0) == expected
+
+# A read of more than its buffer has room for, as a fortified program makes it.
+child = os.fork()
+if child == 0:
+    os._exit(libc.__read_chk(chip, text, 2, 1))
+assert os.WTERMSIG(os.waitpid(child, 0)[1]) == signal.SIGABRT
 
 # What a call becomes under each fault: an open, a request, a read, a write and a seek.
 batch = subprocess.Popen((sys.argv[1], "batch"), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)

@@ -75,9 +75,13 @@ def what_is_recorded():
             done = subprocess.run([ZELSIM, "record", "-o", file, "--", "sh", "-c", f"kill -{end} $$"], check=False)
             assert done.returncode == -getattr(signal, f"SIG{end}"), (file, end, done.returncode)
     os.mkdir("full.rec.gz")  # a recording that cannot be compressed
-    assert "--output: " in zelsim("record", "-o", "full.rec.gz", "--", "sh", "-c", "exit 3", status=3).stderr
+    told = zelsim("record", "-o", "full.rec.gz", "--", "sh", "-c", "exit 3", status=3).stderr
+    assert "--output: " in told and told.endswith(f"; the recording is in '{os.getcwd()}/full.rec.gz.part'\n"), told
     assert calls_in("full.rec.gz.part") == []
     record("a", "x.rec", "./nonesuch", status=127)
+    # Without the recorder's buffer each line is written at once. The file stays open at one number.
+    opened = "import os; [os.open('/dev/zel_gpio', 0) for _ in 'abc']; print([fd for fd in map(int, os.listdir('/proc/self/fd')) if fd > 99])"
+    assert record("a", "x.rec", "env", "-u", "ZELSIM_RECORD_BUFFER", "python3", "-c", opened).stdout == "[900]\n" and len(calls_in("x.rec")) == 3
     # Under a shell, on the board of the enclosing run.
     zelsim("run", "--fast", "--board", "a", "--", "sh", "-c", f"{ZELSIM} record -o s.rec -- sh -c './caller ask 2; ./caller ask 2'")
     assert len({line.split()[2] for line in calls_in("s.rec")}) == 2
@@ -102,7 +106,7 @@ def what_is_left_running():
         os.mkfifo("go")
         recorder = subprocess.Popen([ZELSIM, "record", "--fast", "--board", "left", "-o", file, "--", "sh", "-c", there],
                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        assert recorder.stdout.readline() == "ready\n" and "the recording goes on" in recorder.stderr.readline()
+        assert recorder.stdout.readline() == "ready\n" and " still runs, and the recording goes on until its end or Ctrl-C\n" in recorder.stderr.readline()
         other = zelsim("record", "-o", file, "--", "true", status=1)
         assert "another zelsim record writes into" in other.stderr, other.stderr
         recorder.send_signal(signal.SIGINT)
@@ -236,6 +240,15 @@ def what_the_model_answers():
     assert replay("tool.rec", "sh", "-c", f"debugCmd sgpio_set 1 3 1; {lines}").stdout == printed
     complaint = record("real", "usage.rec", "debugCmd", "what", status=2).stderr
     assert complaint.startswith("usage: ") and replay("usage.rec", "debugCmd", "what", status=2).stderr == complaint
+    # A tool that complains at length; and one that a program finds before the recorder's, of which the line is the call.
+    os.mkdir("tools")
+    open("tools/debugCmd", "w").write("#!/bin/sh\nseq 2000 >&2\n")
+    os.chmod("tools/debugCmd", 0o755)
+    path = f"{os.getcwd()}/tools:{os.environ['PATH']}"
+    complaint = zelsim("record", "-o", "long.rec", "--", "debugCmd", env={**os.environ, "PATH": path}).stderr
+    assert len(complaint) > 8000 and replay("long.rec", "debugCmd").stderr == complaint
+    zelsim("record", "-o", "own.rec", "--", "python3", "-c", "import os; os.environ['PATH'] = 'tools:' + os.environ['PATH']; os.system('debugCmd x')")
+    assert [line.split(" ", 3)[3][:10] for line in calls_in("own.rec")] == ["debugCmd x"]
     assert "got      debugCmd sgpio_set 9 9 9" in replay("tool.rec", "debugCmd", "sgpio_set", "9", "9", "9", status=125).stderr
     text = "zelsim recording 2 0.000000\n0.000000 1 2/2 system a; debugCmd b | result=0 given=" + b"a; debugCmd b".hex() + "\n"
     open("shell.rec", "w").write(text + text.splitlines()[1].replace("2/2", "2/3") + "\nend\n")
@@ -302,7 +315,23 @@ def what_a_recording_answers():
     # What a program leaves running is answered; without zelsim its calls reach nothing.
     record("a", "left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3) &")
     done = replay("left.rec", "sh", "-c", "(sleep 0.3; ./caller ask 3; echo $?) &")
-    assert done.stdout.endswith("\n0\n") and "the recording answers until its end" in done.stderr, done
+    assert done.stdout.endswith("\n0\n") and " still run, and the recording answers until its end or Ctrl-C\n" in done.stderr, done
+    os.mkfifo("go")
+    there = "(read word <go; ./caller ask 3; echo $?) 2>&1 & echo ready; exec >&-"
+    with subprocess.Popen([ZELSIM, "run", "--replay", "left.rec", "--", "sh", "-c", there], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          text=True) as answering:
+        assert answering.stdout.readline() == "ready\n" and answering.stderr.readline()
+        answering.send_signal(signal.SIGINT)
+        assert " still runs: a further call ends it\n" in answering.stderr.read()
+        open("go", "w").write("go\n")
+        assert answering.stdout.read() == "125\n"
+    os.remove("go")
+    # Two threads that begin alike may take each other's calls. The second one goes on first.
+    threads = ("import fcntl, os, sys; from concurrent.futures import ThreadPoolExecutor; pools = [ThreadPoolExecutor(1) for _ in 'ab']\n"
+               "nodes = [pool.submit(os.open, '/dev/zel_gpio', os.O_RDWR).result() for pool in pools]\n"
+               "for i in 1, 0: pools[i].submit(fcntl.ioctl, nodes[i], 0x40012482, bytes([int(sys.argv[1 + i])])).result()")
+    record("a", "alike.rec", "python3", "-c", threads, "1", "2")
+    assert replay("alike.rec", "python3", "-c", threads, "2", "1").stderr == ""
     assert run("./caller", "ask", "3", status=125, env={**os.environ, "ZELSIM_REPLAY": "/nowhere",
                                                       "LD_PRELOAD": f"{BUILD}/lib/zelboard/libzelrecord.so"}).stdout == ""
     done = replay("s.rec", "./caller", "ask", "2")
@@ -354,9 +383,9 @@ def other_drivers():
     make("other", ["set supply 2 dc", "set temperature 26.5", "plug 3 1g-sx"])
     image = b"\xff" * 0x123456 + b"\x5a"  # as those drivers have it
     subprocess.run([ZELSIM, "flash", "load", "-", "--board", "other"], input=image, check=True)
-    found, _ = differences("other-ask.rec", "other", 1)
+    found, data = differences("other-ask.rec", "other", 1)
     # No cage is selected: an empty module path is silent, where those drivers say that the bus is busy.
-    assert {key: value for key, value in found.items()} == {("i2c", "BufRead", "addr=0xa0 result"): ("0xfffa", "0xffff", 16)}, found
+    assert found == {("i2c", "BufRead", "addr=0xa0 result"): ("0xfffa", "0xffff", 16)} and len(data["differences"][0]["lines"]) == 5, data
     found, _ = differences("other-flash.rec", "other", 1)
     assert found == {("-", "debugCmd", "result"): ("exit status 3", "exit status 0", 1)}, found
     zelsim("set", "temperature", "20", "--board", "other")
@@ -419,7 +448,7 @@ def twin_of_a_report():
                  "clock poll", "temperature", "register set 0x20300 0x100", "env set pwrmode pwr2ac", "identity name EDGE-1", "identity describe at-the-gate", "identity power-byte 3",
                  "mac-backup set 00:11:22:33:44:55", "flash write I1 caller --yes"):
         zelsim("run", "--fast", "--board", "site", "--", ZELCTL, *step.split())
-    zelsim("run", "--fast", "--board", "site", "--", "debugCmd", "phy_register_set", "7", "2", "141")
+    zelsim("run", "--fast", "--board", "site", "--", "debugCmd", "phy_register_set", "7", "2", "f141")
     archive, original, files = report_of("site", "--flash")
     open("site.tar.gz", "wb").write(archive)
     data = json.loads(zelsim("create", "twin", "--from", "site.tar.gz", "--json").stdout)
@@ -478,6 +507,10 @@ def twin_of_a_report():
     original["switch_phys"][0] |= {"port": 8, "register": 2, "debugCmd": "no answer"}
     original["supplies"][0]["conf"] = 3
     original["leds"][1]["value"] = 256
+    original["leds"] += [{"led": "none", "value": 1}, {"value": 1}]
+    original["mac_backup"]["bytes"] += "00"
+    modules[16]["phy"].append({"register": 2, "value": 65536})
+    next(row for row in original["expanders"] if row["address"] == 0x4c)["registers"][1:] = [None] * 7
     next(row for row in modules[16]["phy"] if row["register"] == 5)["value"] ^= 1
     next(row for row in original["expanders"] if row["address"] == 0x40)["registers"][0] = 256
     with tarfile.open("wrong.tar.gz", "w:gz") as made:
@@ -488,12 +521,13 @@ def twin_of_a_report():
     data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
     named = {row["what"] for row in data["not_held"]}
     assert (data["modules"], data["flash"]) == (4, False)
-    assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2", "port 16: PHY register 5"} and not {"power status", "expander 0x40, register 0"} & named, data
-    assert report_of("wrong")[1]["identity"]["power_byte"] == 255
+    assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2", "port 16: PHY register 5"} and not {"power status", "expander 0x40, register 0", "port 16: PHY register 2"} & named, data
+    report = report_of("wrong")[1]
+    assert report["identity"]["power_byte"] == 255 and not report["mac_backup"]["stored"]
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
     assert [(cage["port"], cage["module"]) for cage in shown["cages"] if cage["module"]] == [
         (16, "copper"), (17, "copper-other-phy"), (18, "copper"), (27, "OTHER")], shown["cages"]
-    assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]
+    assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"], shown["i2c"]["io"]) == (0, 1, 0, [0x5a, 0xff]), shown
     assert [(supply["type"], supply["good"]) for supply in shown["supplies"]] == [("ac", True), ("dc", True)], shown["supplies"]
 
 

@@ -230,9 +230,12 @@ pages = bytes(range(256)) * 3
 assert os.pwrite(chip, pages, 0x40f0) == len(pages) and os.pread(chip, len(pages), 0x40f0) == pages
 END
 
-# Every call of libc that knows a node, and descriptors that stand for one.
-"$zelsim" create nodes
-"$zelsim" run --fast --board nodes -- python3 "$(dirname "$0")/libc_calls.py" "$zelsim" || fail "calls of libc"
+# Every call of libc that knows a node, and descriptors that stand for one; with the recorder in front of them, too.
+for how in run "record -o $work/calls.rec"; do
+  "$zelsim" create nodes
+  "$zelsim" $how --fast --board nodes -- python3 "$(dirname "$0")/libc_calls.py" "$zelsim" || fail "calls of libc: $how"
+  "$zelsim" delete nodes
+done
 
 # A stream can have any descriptor, also 0, if the input came closed.
 "$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a stream on descriptor 0"
@@ -278,6 +281,7 @@ grep -q '1G copper link  -- no link' "$work/panel" && grep -q 'TEST ○○●○
 
 # The shorter words stay accepted.
 "$zelsim" set los 24 1 && "$zelsim" set txfault 24 1
+for word in voltage tx-power rx-power; do "$zelsim" set module-$word 24 0; done
 [ "$("$zelsim" get cages.24.los) $("$zelsim" get cages.24.presence) $("$zelsim" get gpio.flash-access)" = "1 0 0" ] ||
   fail "shorter words"
 
