@@ -67,13 +67,9 @@ FlashLines FlashActivity::take(const Change &change) {
   const tool::FlashRegion *region = region_of(change.address);
   if (region == nullptr) return lines;
   Writer &writer = writers_[change.process];
-  bool was_quiet = change.at_us - writer.last_us > kQuietUs;
-  bool is_over = was_quiet || writer.region != region;
-  if (is_over) lines = end_before(change);
-  if (was_quiet) {
-    writer = {};
-    writer.began_us = change.at_us;
-  }
+  bool is_first = writer.region == nullptr;
+  if (is_first) writer.began_us = change.at_us;
+  if (writer.region != region) lines = end_before(change);
   bool erases = change.kind == ChangeKind::FlashErase;
   writer.last_us = change.at_us;
   newest_ = change.process;

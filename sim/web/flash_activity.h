@@ -33,7 +33,7 @@ struct WritingNow {
  *  the sum at the end. */
 class FlashActivity {
  public:
-  /** Takes a write or an erase. */
+  /** Takes a write or an erase. What has been quiet until then was ended before. */
   FlashLines take(const Change &change);
   /** The entry of the log that was taken last may still grow.
    *  @param change  the same entry as it is now */

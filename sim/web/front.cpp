@@ -101,8 +101,12 @@ void refuse_request(int socket, Progress progress) {
 /** What becomes of a connection after a look at it. */
 enum class Fate { Waits, GoesToWorker, Ends };
 
-// The server library would compress each answer anew, which takes longer than to send it as it is.
-void ask_for_no_compression(httplib::Request &request) { request.headers.erase("Accept-Encoding"); }
+// The server library would compress each answer anew, which takes longer than to send it as it is. It would take a body apart
+// that is sent as a form, as some clients do with any body.
+void take_as_it_is(httplib::Request &request) {
+  request.headers.erase("Accept-Encoding");
+  request.headers.erase("Content-Type");
+}
 
 }  // namespace
 
@@ -274,10 +278,10 @@ void Front::answer(Connection &connection) {
   bool closes = false;
   // Later versions of the server library also take the addresses of both ends. Nothing here asks for them: they are empty.
   auto process = [&](auto &server) {
-    if constexpr (requires { server.process_request(stream, false, closes, ask_for_no_compression); })
-      return server.process_request(stream, false, closes, ask_for_no_compression);
+    if constexpr (requires { server.process_request(stream, false, closes, take_as_it_is); })
+      return server.process_request(stream, false, closes, take_as_it_is);
     else
-      return server.process_request(stream, "", 0, "", 0, false, closes, ask_for_no_compression);
+      return server.process_request(stream, "", 0, "", 0, false, closes, take_as_it_is);
   };
   connection.ends = !process(*this) || closes;
   connection.unsent = stream.take_answer();
@@ -286,7 +290,6 @@ void Front::answer(Connection &connection) {
     connection.ends = true;
   }
   connection.bytes.erase(0, connection.length);
-  connection.length = 0;
   connection.told_to_go_ahead = false;
   connection.runs_ahead = !connection.bytes.empty();
   bool is_idle = connection.bytes.empty() && connection.unsent.empty();

@@ -140,7 +140,6 @@ web::Settings settings_of(int argc, char **argv) {
   settings.address = web::lower(argv[3]);
   for (int i = 4; i < argc; ++i) settings.hosts.push_back(web::lower(argv[i]));
   settings.token = variable(kWebTokenVariable);
-  unsetenv(kWebTokenVariable);
   return settings;
 }
 

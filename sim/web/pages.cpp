@@ -22,7 +22,6 @@ constexpr char kDeletePath[] = "/api/delete";
 constexpr int kRefused = 400;
 constexpr int kAbsent = 404;
 constexpr int kImpossible = 409;
-constexpr int kTooLong = 413;
 constexpr int kBusy = 503;
 
 void answer(HttpResponse &response, const Json &document) {
@@ -235,7 +234,6 @@ void add_errors(httplib::Server &server) {
     if (!response.body.empty()) return;
     std::string why = "request: not understood";
     if (response.status == kAbsent) why = "path: nothing is at " + request.path;
-    if (response.status == kTooLong) why = "body: longer than 64 KiB";
     refuse(response, response.status, why);
   });
 }

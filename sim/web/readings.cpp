@@ -207,7 +207,7 @@ Reading answered_reading(const RequestEvent &event, uint8_t selected) {
 Reading reading_of(const RequestEvent &event, uint8_t selected) {
   bool reads = event.request != nullptr && event.request->fills;
   if (!reads) return {};
-  bool is_answered = event.result == 0 && event.error == 0;
+  bool is_answered = event.result == 0;
   if (is_answered) return answered_reading(event, selected);
   RequestEvent asked = event;
   std::memcpy(asked.after, event.before, sizeof asked.after);
@@ -226,7 +226,7 @@ std::string Readings::question_of(const TraceRecord &record, std::string_view be
 
 void Readings::remember_answer(const TracedCall &call, Last *last) {
   const RequestEvent &event = call.event;
-  bool can_repeat = event.request != nullptr && event.result == 0 && event.error == 0 && !is_named(event, "SelectCage");
+  bool can_repeat = event.request != nullptr && event.result == 0 && !is_named(event, "SelectCage");
   if (!can_repeat) return;
   if (answers_.size() >= kMost) answers_.clear();
   size_t size = record_size(*event.request);
@@ -236,7 +236,7 @@ void Readings::remember_answer(const TracedCall &call, Last *last) {
 }
 
 bool Readings::take_repeated(const TraceRecord &record, std::string_view bytes) {
-  bool can_repeat = record.node != Node::None && record.has_record != 0 && record.result == 0 && record.error == 0;
+  bool can_repeat = record.node != Node::None && record.has_record != 0 && record.result == 0;
   if (!can_repeat) return false;
   size_t size = bytes.size() / 2;
   auto found = answers_.find(question_of(record, bytes.substr(0, size)));

@@ -58,20 +58,20 @@ RequestText measure_chunks(const std::string &bytes, size_t at) {
     size_t line_end = bytes.find(kLineEnd, at);
     if (line_end == std::string::npos) {
       bool too_long = bytes.size() - at > kLongestLine;
-      return {too_long ? Progress::Malformed : Progress::Incomplete, 0, false};
+      return {too_long ? Progress::Malformed : Progress::Incomplete};
     }
     std::string_view line = std::string_view(bytes).substr(at, line_end - at);
-    if (line.size() > kLongestLine) return {Progress::Malformed, 0, false};
+    if (line.size() > kLongestLine) return {Progress::Malformed};
     auto size = number_of(trimmed(line.substr(0, line.find(';'))), 16);
-    if (!size) return {Progress::Malformed, 0, false};
-    if (*size > kLongestBody - body) return {Progress::BodyTooLong, 0, false};
+    if (!size) return {Progress::Malformed};
+    if (*size > kLongestBody - body) return {Progress::BodyTooLong};
     body += *size;
     size_t chunk_end = line_end + kLineEnd.size() + *size;
     at = chunk_end + kLineEnd.size();
-    if (at > bytes.size()) return {Progress::Incomplete, 0, false};
+    if (at > bytes.size()) return {Progress::Incomplete};
     bool ends_in_line = bytes.compare(chunk_end, kLineEnd.size(), kLineEnd) == 0;
-    if (!ends_in_line) return {Progress::Malformed, 0, false};
-    if (*size == 0) return {Progress::Whole, at, false};
+    if (!ends_in_line) return {Progress::Malformed};
+    if (*size == 0) return {Progress::Whole, at};
   }
 }
 
@@ -80,8 +80,8 @@ RequestText measure_chunks(const std::string &bytes, size_t at) {
 RequestText measure_request(const std::string &bytes) {
   size_t head_end = bytes.find(kHeadEnd);
   if (head_end == std::string::npos) head_end = bytes.size();
-  if (head_end > kLongestHead) return {Progress::HeadTooLong, 0, false};
-  if (head_end == bytes.size()) return {Progress::Incomplete, 0, false};
+  if (head_end > kLongestHead) return {Progress::HeadTooLong};
+  if (head_end == bytes.size()) return {Progress::Incomplete};
 
   std::string_view head = std::string_view(bytes).substr(0, head_end);
   size_t body = head_end + kHeadEnd.size();
@@ -89,17 +89,17 @@ RequestText measure_request(const std::string &bytes) {
   bool expects = field_of(head, "Expect").has_value();
   if (field_of(head, "Transfer-Encoding")) {
     // With both, two readers could disagree about where the next request begins.
-    if (length) return {Progress::Malformed, 0, false};
+    if (length) return {Progress::Malformed};
     RequestText chunks = measure_chunks(bytes, body);
     chunks.wants_go_ahead = expects && bytes.size() == body;
     return chunks;
   }
   std::optional<size_t> size = 0;
   if (length) size = number_of(*length, 10);
-  if (!size) return {Progress::Malformed, 0, false};
-  if (*size > kLongestBody) return {Progress::BodyTooLong, 0, false};
+  if (!size) return {Progress::Malformed};
+  if (*size > kLongestBody) return {Progress::BodyTooLong};
   if (bytes.size() < body + *size) return {Progress::Incomplete, 0, expects && bytes.size() == body};
-  return {Progress::Whole, body + *size, false};
+  return {Progress::Whole, body + *size};
 }
 
 }  // namespace zelsim::web

@@ -9,8 +9,8 @@ enum class Progress { Incomplete, Whole, HeadTooLong, BodyTooLong, Malformed };
 
 struct RequestText {
   Progress progress;
-  size_t length;        // of a whole request; the bytes behind it belong to the next one
-  bool wants_go_ahead;  // the client waits for a go-ahead before it sends the body
+  size_t length = 0;            // of a whole request; the bytes behind it belong to the next one
+  bool wants_go_ahead = false;  // the client waits for a go-ahead before it sends the body
 };
 
 /** Looks for the end of the first request in `bytes`. */

@@ -91,7 +91,6 @@ bool Requests::tell_missed(uint32_t missed, bool may_have_failed, News &news) co
 
 // Returns false if nobody is told.
 bool Requests::tell(const TracedCall &call, News &news, Activity &activity) {
-  ++count_;
   const ToldReading reading = readings_.take(call);
   bool is_noticed = reading.is_of_world && !reading.changed.empty();
   if (listing_ == Listing::Noticing && !is_noticed) return false;
@@ -105,6 +104,7 @@ bool Requests::tell(const TracedCall &call, News &news, Activity &activity) {
   }
   if (left_out_ > 0) tell_missed(left_out_, false, news);
   left_out_ = 0;
+  ++count_;
   news.add(kRequestsLog, entry_of(call, reading, count_), kMostRequests, matters);
   if (is_noticed) activity.tell_reading(call.record, reading.changed, count_, news);
   return true;
@@ -115,7 +115,6 @@ bool Requests::leave_out_repeated(const TraceRecord &record, std::string_view by
   bool is_noticing = listing_ == Listing::Noticing;
   bool may_leave_out = (is_noticing || to_leave_out_ > 0) && record.fault == 0;
   if (!may_leave_out || !readings_.take_repeated(record, bytes)) return false;
-  ++count_;
   if (is_noticing) return true;
   --to_leave_out_;
   ++left_out_;

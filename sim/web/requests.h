@@ -57,7 +57,7 @@ class Requests {
   uint32_t made_before_ = 0;  // requests that were made until `position_`
   Readings readings_ = {};
   Listing listing_ = Listing::All;
-  uint64_t count_ = 0;              // of the calls so far
+  uint64_t count_ = 0;              // of the calls in the log so far
   std::vector<Taken> untold_ = {};  // not in the log yet
   size_t untold_bytes_ = 0;
   size_t to_leave_out_ = 0;           // how many of the calls that are told now may still be left out

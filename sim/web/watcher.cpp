@@ -48,8 +48,7 @@ class Watcher : public Source {
   BoardFile file_ = {};
   bool is_published_ = false;  // the parts were put since it was attached
   uint32_t seen_ = 0;          // count of the board's changes when the parts were put
-  Json last_document_ = {};    // the board as it was put last, without its times
-  int64_t last_shift_us_ = 0;
+  Json last_document_ = {};    // the board as it was put last, without the times that advance by themselves
   Clock::time_point last_sent_at_ = {};
   bool times_wait_ = false;  // they have advanced, and nothing else has changed
   Sectors sectors_ = {};
@@ -81,14 +80,12 @@ void Watcher::put_board(const Board &board) {
   const Json document = tool::document_of(board, folder_);
   Json rest = document;
   rest.erase("paused_us");
-  rest["i2c"].erase("clock");
-  int64_t shift_us = board.i2c.clock.shift_us;
-  bool only_times = rest == last_document_ && shift_us == last_shift_us_;
+  rest["i2c"]["clock"] = board.i2c.clock.shift_us;
+  bool only_times = rest == last_document_;
   times_wait_ = only_times && Clock::now() - last_sent_at_ < kTimesTurn;
   if (times_wait_) return;
   news.put(kBoardPart, text_of(document));
   last_document_ = std::move(rest);
-  last_shift_us_ = shift_us;
   last_sent_at_ = Clock::now();
 }
 

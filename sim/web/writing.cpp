@@ -24,6 +24,7 @@ Json writing_now(const Watch &watch, const std::filesystem::path &folder) {
   uint32_t changes = std::min(watch.logged, uint32_t{kLoggedChanges});
   for (uint32_t place = watch.logged - changes; place != watch.logged; ++place) {
     const Change &change = change_at(watch, place);
+    flash.end_quiet(watch, change.at_us);
     if (is_of_flash(change)) {
       flash.take(change);
     } else {
