@@ -59,16 +59,17 @@ class Server(unittest.TestCase):
         self.start(self.first_port)
 
     def start(self, port):
-        words = (SERVER, "serve", *self.words, "--port", port)
+        words = ("prlimit", "--nofile=300:", SERVER, "serve", *self.words, "--port", port)
         self.server = subprocess.Popen(words, stdout=subprocess.PIPE, text=True)
         self.address = self.server.stdout.readline().strip()
-        self.port = int(self.address.split(":")[2].split("/")[0])
+        self.port = int(self.address.rpartition(":")[2].split("/")[0])
         self.addCleanup(self.end)
 
     def end(self):
         if self.server.returncode is None:
             self.server.send_signal(signal.SIGINT)
             self.assertEqual(self.server.wait(PATIENCE), 0)
+            self.assertEqual(self.server.stdout.read(), "")
         self.server.stdout.close()
 
     def kill_inside_a_write(self, writer):
@@ -87,7 +88,7 @@ class Server(unittest.TestCase):
 
     def ask(self, path, body=None, **headers):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
-        headers = {name.replace("_", "-"): value for name, value in headers.items()}
+        headers = {"Accept-Encoding": "gzip, br", **{name.replace("_", "-"): value for name, value in headers.items()}}
         connection.request("GET" if body is None else "POST", path, body, headers)
         answer = connection.getresponse()
         text = answer.read().decode()
@@ -169,7 +170,6 @@ class Interface(Server):
         self.follow(news, "rack")  # shows the one board that there is
         names = {f"led-{name}" for name in json.loads(zelsim("get panel --json"))} | {"temperature", "supply1", "supply2", "faults", "busy", "rate", "lamp-5.1", "lamp-6.1"}
         eventually(lambda: "board" in news and names <= json.loads(self.ask("/api/history")[1])["series"].keys())
-        self.assertEqual(json.loads(self.ask("/api/flash/bytes?start=65536&size=4")[1])["bytes"], "ffffffff")
 
     def test_every_command_is_an_action(self):
         examples = {"slot": "1", "board": "sfp", "port": "5", "module": "10g-sr", "node": "gpio", "byte": "7",
@@ -248,19 +248,13 @@ class Interface(Server):
                 self.assertIn(f'"error": "{named}' if named else "done", text.replace('{"error":"', '{"error": "'))
 
     def test_a_server_that_was_stopped_goes_on(self):
-        def state():
-            with open(f"/proc/{self.server.pid}/stat", encoding="utf-8") as text:
-                return text.read().rpartition(")")[2].split()[0]
-
         self.addCleanup(self.server.send_signal, signal.SIGCONT)
         for _ in range(5):
             self.server.send_signal(signal.SIGSTOP)
-            eventually(lambda: state() in "TZ")
             # Meanwhile many connect.
             for _ in range(50):
                 self.addCleanup(socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE / 4).close)
             self.server.send_signal(signal.SIGCONT)
-            eventually(lambda: state() != "T")
             self.assertEqual(self.ask("/api/heal", "")[0], 200)
 
     def test_wrong_command_lines_are_one_line(self):
@@ -542,9 +536,21 @@ print(os.getpid())
         eventually(lambda: len(self.told(news)) >= len(made) + 401)
         new = [(who, text) for _ in range(100) for text in ("LED alarm: off → on", "LED alarm: on → off")]
         self.assertEqual(self.told(news)[len(made):], [*new, ("shell", "zelsim set settle 7"), *new])
-        # What the board no longer has is counted.
-        self.make(*"10" * 2000)
-        eventually(lambda: any(who == "zelsim" and "no longer" in text for who, text in self.told(news)))
+        # What the board no longer has is counted. It has room for one act that is so long.
+        act = f"flash load {'/.' * 1900}{os.path.abspath(__file__)}"
+        self.server.send_signal(signal.SIGSTOP)
+        who = self.make(*"10" * 300)
+        zelsim(act)
+        zelsim(act)
+        self.server.send_signal(signal.SIGCONT)
+        eventually(lambda: self.told(news)[-1] == ("shell", "zelsim " + act))
+        kept = [("zelsim", "earlier acts are no longer in the board's log"), ("zelsim", "88 changes are no longer in the board's log"),
+                *[(who, "LED alarm: off → on"), (who, "LED alarm: on → off")] * 256, ("shell", "zelsim " + act)]
+        self.assertEqual(self.told(news)[-515:], kept)
+        late = {}
+        self.follow(late)
+        eventually(lambda: "activity" in late)
+        self.assertEqual(late["activity"][-515:], news["activity"][-515:])
 
     def test_who_only_reads_signs_nothing(self):
         zelsim("plug 3 1g-sx")
@@ -748,7 +754,7 @@ for line in sys.stdin:
             ("open a; at 0xfe000; copy a 4096", ("Bootloader", 4096, 0x1000, "a", 4096)),
             ("copy a 8192", ("Environment", 4096, 0xf000, "a", 12288)))),
         ("another file was read a little", (
-            ("open b; read b 4096; open a; at 0x200000; copy a 8192", ("Image 1", 8192, 0xbfe000, "a", 8192)),)),
+            ("open b; read b 4096; open a; at 0; copy a 8192", ("Bootloader", 8192, 0xfe000, "a", 8192)),)),
         ("another file is read faster", (
             ("open b; open a; at 0x200000; copy a 4096; read b 16384; copy a 4096", ("Image 1", 8192, 0xbfe000, "a", 8192)),)),
         ("another file is read in step", (
@@ -864,13 +870,15 @@ for line in sys.stdin:
     def test_a_writing_that_was_not_done_is_told(self):
         self.make_files()
         inside = "ended in the middle of a write or an erase"
-        for words, steps, done, expected in (
-                (("--fast",), "open a; at 0x200000; copy a 8192", 8192, None),
-                (("--chip-times",), "open a; at 0x200000; " + "seek a 4096; read a 8192; write 8192; " * 500, None, inside)):
+        long = "open a; at 0x200000; " + "seek a 4096; read a 8192; write 8192; " * 500
+        for words, steps, done, expected, then in (
+                ("--fast", "open a; at 0x200000; copy a 8192", 8192, None, "flash erase"),
+                ("--chip-times", long, None, inside, "flash erase"),
+                ("--chip-times", long, None, inside, f"run --fast -- {ZELCTL} flash erase 0x200000 --yes")):
             zelsim("flash erase")
             news = {}
             self.follow(news)
-            with self.subTest(steps=steps[:40]), self.writer(*words) as writer:
+            with self.subTest(steps=steps[:40], then=then), self.writer(words) as writer:
                 if done:
                     self.do(writer, steps)
                 else:
@@ -886,7 +894,7 @@ for line in sys.stdin:
             eventually(lambda: sums.extend(text for by, text in self.told(news) if by == who and "bytes written" in text) or sums)
             self.assertEqual(sums[0].split("; ")[1:], [expected] if expected else [])
             eventually(lambda: news["writing"] is None and news["broken_off"] == (expected and f"{who} {expected}"))
-            on_switch(ZELCTL, "flash", "erase", "0x200000", "--yes")
+            zelsim(then)
             eventually(lambda: news["broken_off"] is None)
 
 
@@ -914,10 +922,11 @@ class Board(Server):
         on_switch(ZELCTL, "flash", "erase", "0x200000", "--yes")
         eventually(lambda: len(news.get("activity", [])) == 9)
         time.sleep(0.05)
-        for line in ("delete", "create", "set settle 7"):
-            zelsim(line)
+        zelsim("delete")
+        eventually(lambda: news["gone"] and news["written_sector"] is None)
+        zelsim("create")
+        zelsim("set settle 7")
         eventually(lambda: len(news["activity"]) == 11)
-        self.assertIsNone(news["written_sector"])
         told = [entry.get("command") or entry["text"] for entry in news["activity"] if "barrier" in entry]
         self.assertEqual(told, [MADE, "zelsim load here", "zelsim reset", MADE])
         times = [entry["at"] for entry in news["activity"]]
@@ -947,7 +956,7 @@ class Board(Server):
         same = {"state": "here", "sectors": [], "erases": 0, "modules": [], "faults": [], "parts": []}
         self.assertEqual(difference(), same)
         for line, differs in (("set clock 2026-03-15T14:30:45", {"parts": ["i2c"]}), ("fail gpio", {"faults": [1], "parts": ["faults"]}),
-                              ("set settle 7", {"parts": ["settle_ms"]}), ("plug 6 1g-sx", {"modules": [6]})):
+                              ("set settle 7", {"parts": ["settle_ms"]}), ("plug 0 1g-sx", {"modules": [0]}), ("plug 27 1g-sx", {"modules": [27]})):
             zelsim(line)
             for part, value in differs.items():
                 self.assertEqual(difference()[part], value)
@@ -1022,12 +1031,6 @@ class Board(Server):
         undo = "fail gpio --result 65535 --probability 0.25 --seed 7"
         self.assertEqual([entry["undo"] for entry in news["activity"][-2:]],
                          [["fail flash --result 65535"], [undo, "fail i2c --result 65535 --count 1"]])
-        told = self.act("fail", node="gpio", result="65535", probability="0.25", seed="7")
-        self.assertEqual(told, "zelsim " + undo)
-        fault, = json.loads(zelsim("fail --list --json"))["faults"]
-        self.assertEqual((fault["probability"], fault["seed"]), (0.25, 7))
-        zelsim("heal")
-
 
     # Reads the status of the supplies until a file is there. Prints how often supply 2 was good.
     WATCH = '''
@@ -1175,7 +1178,7 @@ class Limits(Server):
         chunked = b"Transfer-Encoding: chunked\r\n\r\n"
         for name, status, rest in (("none", 200, b"\r\n"),
                                    ("chunked", 200, chunked + b"2;x=y\r\n{}\r\n0\r\n\r\n"),
-                                   ("the longest", 200, b"content-length:\t65536 \r\n\r\n" + b"{}".ljust(65536)),
+                                   ("the longest", 200, b"content-length:\t65536 \r\nContent-Type: application/x-www-form-urlencoded\r\n\r\n" + b"{}".ljust(65536)),
                                    ("the longest chunk", 200, chunked + b"10000 ;x=y\r\n" + b"{}".ljust(65536) + b"\r\n0\r\n\r\n"),
                                    ("no number", 400, b"Content-Length: 2x\r\n\r\n{}"),
                                    ("a long line", 400, chunked + b"2;" + b"x" * 70 + b"\r\n"),
@@ -1190,6 +1193,8 @@ class Limits(Server):
                                    ("long head", 431, b"X: " + b"x" * 9000 + b"\r\n\r\n")):
             with self.subTest(name=name), self.head("POST /api/heal HTTP/1.1", rest) as connection:
                 self.assertEqual(self.status(connection), status)
+        with self.head("BREW / HTTP/1.1", b"Connection: close\r\n\r\n") as connection, connection.makefile() as answer:
+            self.assertIn('"error": "request: not understood"', answer.read())
 
     def test_a_body_is_awaited_when_the_client_waits_for_leave(self):
         connection = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
@@ -1243,22 +1248,21 @@ class Limits(Server):
             return max(times)
 
         asked = b"GET /api/flash/bytes?start=0&size=65536 HTTP/1.1\r\nHost: localhost\r\n\r\n"
-        deaf = [socket.socket() for _ in range(80)]  # more than there are workers
-        for connection in deaf:
+        slow, *deaf = [socket.socket() for _ in range(81)]  # more than there are workers
+        for connection in deaf + [slow]:
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
             connection.connect(("127.0.0.1", self.port))
-            connection.sendall(asked * 100)
+            connection.sendall(asked * 100 if connection is not slow else asked * 9 + asked[:-2] + b"Connection: close\r\n\r\n")
         for _ in range(3):  # from when they are busy to when their sockets take no more
             self.assertLess(slowest(), 1)
             time.sleep(0.5)
-        # An answer that is larger than the sockets comes as a whole to whoever takes it slowly.
-        with self.head("GET /api/flash/bytes?start=0&size=65536 HTTP/1.1", b"Connection: close\r\n\r\n") as slow:
-            time.sleep(0.3)
-            text = b""
-            while piece := slow.recv(1000):
-                text += piece
-        self.assertEqual(text.rpartition(b"bytes")[2].count(b"ff"), 65536)
-        for connection in deaf:
+        # Answers that are larger than the sockets come as a whole to whoever takes them slowly.
+        text = slow.recv(500000, socket.MSG_WAITALL)
+        time.sleep(0.7)
+        while piece := slow.recv(100000):
+            text += piece
+        self.assertEqual(text.count(b"ff" * 65536), 10)
+        for connection in deaf + [slow]:
             connection.close()
 
 
@@ -1295,6 +1299,14 @@ class Listening(Server):
             found, text = self.ask(where, **headers)
             self.assertEqual(found, status, where)
             self.assertEqual("--host" in text, status == 403)
+        # With IPv6 it has further addresses.
+        if os.path.exists("/proc/net/if_inet6"):
+            self.end()
+            self.words = ("default", "--listen", "::")
+            self.start("0")
+            names = [f"[{name}]" if ":" in name else name for name in run("hostname", "-I").split()]
+            self.server.send_signal(signal.SIGINT)
+            self.assertCountEqual([self.address, *self.server.stdout.read().split()], [f"http://{name}:{self.port}/?token=correct-horse" for name in names])
         # A server at one address is known by it.
         self.end()
         self.words = ("default", "--listen", "127.0.0.2")
@@ -1324,13 +1336,6 @@ class Rack(Server):
         self.follow(later, "board=default")
         eventually(lambda: "board" in later)
         self.assertTrue(300 <= later["board_age"] < PATIENCE * 1000, later["board_age"])
-        zelsim("set temperature 40")
-
-        def told():
-            series = json.loads(self.ask("/api/history?board=default")[1])["series"]
-            return [value for _, value in series["temperature"]]
-
-        eventually(lambda: told() == [25, 40])
 
     def test_boards_are_made_followed_and_deleted(self):
         os.symlink("loop", f"{self.home}/loop")
@@ -1351,9 +1356,6 @@ class Rack(Server):
         zelsim("set los 1 1 --board lab1")
         zelsim("set supply 1 none --board lab1")
         zelsim("set supply 2 failed --board lab1")
-        eventually(lambda: news.get("board:lab1", {}).get("failed_supplies") == 1)
-        eventually(lambda: news.get("board:lab1", {}).get("without_light") == 1)
-        eventually(lambda: news.get("board:lab2", {}).get("modules") == 0)
         on_switch(ZELCTL, "led", "set", "alarm", "on", board="lab1")
         # A module in alarm has warnings, too: it is counted once.
         for line in ("fit 2 sfp", "plug 8 1g-sx", "plug 9 1g-sx", "plug 10 dac", "plug 11 1g-sx", "plug 12 1g-sx", "set module-temperature 8 99",
@@ -1364,7 +1366,7 @@ class Rack(Server):
         told = {"modules": 6, "module_alarms": 2, "module_warnings": 2, "without_light": 1, "transmit_faults": 1,
                 "failed_supplies": 1, "pulled_supplies": 1, "faults": 1, "temperature": 40, "sensor_present": True,
                 "clock_present": False, "bus_held": True, "alarm": True}
-        eventually(lambda: told.items() <= news["board:lab1"].items())
+        eventually(lambda: told.items() <= news.get("board:lab1", {}).items())
         # The picture changes with its version alone.
         version = news["board:lab1"]["version"]
         self.assertEqual(news["board:lab1"].keys(), {*told, "version"})
