@@ -240,6 +240,7 @@ def check_other_modules(path):
     pages = bytearray(zelctl(f"sfp dump {EXTERNAL} --raw"))
     pages[93] &= ~0x20  # no soft report of a transmit fault
     pages[256 + 84:256 + 86] = b"\0\x80"  # half a unit of temperature a count
+    pages[256 + 111:256 + 120] = b"\xff" * 9  # the flags, and what is beside them
     with open(path, "wb") as file:
         file.write(pages)
     zelsim(f"plug 27 {path}")
@@ -247,6 +248,8 @@ def check_other_modules(path):
     zelsim("set module-temperature 27 41.5")
     assert abs(measured(27, "temperature")["value"] - 41.5) < 0.01, dom(27)
     assert dom(27)["tx_fault"] is None, dom(27)
+    told = zelctl("sfp dump 27 --page a2 --raw")
+    assert (told[111], told[114:116], told[118:120]) == (0xff, b"\xff\xff", b"\xff\xff") and told[112] != 0xff, told[111:120]
     # A receiver whose power rises ever more slowly with the word, and one whose power falls again.
     for constants, values in ((1e-15, -1e-11, -1e-6, 0.25, 1), (-3, -12.5)), ((0, 0, -1e-5, 0.5, 0), (-2.1, -12.5)):
         struct.pack_into(">5f", pages, 256 + 56, *constants)

@@ -500,7 +500,7 @@ def twin_of_a_report():
     modules[27]["a2"] = modules[24]["a2"]  # of a module that has no diagnostics
     for old, new in (3, 28), (5, 9), (24, -1):
         modules[old]["port"] = new
-    files[modules[27]["a0"]] = files[modules[27]["a0"]][:40] + b"OTHER".ljust(16) + files[modules[27]["a0"]][56:]
+    files[modules[27]["a0"]] = files[modules[27]["a0"]][:20] + b"OTHER".ljust(16) + files[modules[27]["a0"]][36:]
     original |= {"power_status": 256, "relay": 256}
     original["flash"]["content"] = None  # its file is there, but nothing says what it is
     original["flash"]["jedec_id"] = "20ba20"
@@ -527,7 +527,7 @@ def twin_of_a_report():
     assert report["identity"]["power_byte"] == 255 and not report["mac_backup"]["stored"]
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
     assert [(cage["port"], cage["module"]) for cage in shown["cages"] if cage["module"]] == [
-        (16, "copper"), (17, "copper-other-phy"), (18, "copper"), (27, "OTHER")], shown["cages"]
+        (16, "copper"), (17, "copper-other-phy"), (18, "copper"), (27, "ZL-10G-DAC-1M")], shown["cages"]
     assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"], shown["i2c"]["io"]) == (0, 1, 0, [0x5a, 0xff]), shown
     assert [(supply["type"], supply["good"]) for supply in shown["supplies"]] == [("ac", True), ("dc", True)], shown["supplies"]
 

@@ -641,7 +641,7 @@ for line in sys.stdin:
         ("gpio 8a 1", "LED ring master: off → on"), ("gpio 82 1", "LED alarm: off → on"),
         ("debugCmd sgpio_set 1 1 2", "serial GPIO 1.1: off → blinking"), ("bus b1 4c 2 fe", "I/O output 0: 0xff → 0xfe"),
         ("bus b1 4c 3 3f", "I/O output 1: 0x80 → 0x3f"), ("bus b1 40 2 40", "port 0: transmitter on"),
-        ("bus b1 78 1 0", "port 26: transmitter on"), ("", "port 27: transmitter on"),
+        ("bus b1 78 1 20", "port 26: transmitter on"), ("bus b1 78 1 2", "port 26: transmitter off"), ("", "port 27: transmitter on"),
         ("bus b1 9e 2 46 0", "temperature sensor, register 2: 0x4b00 → 0x4600"),
         ("gpio 88 0\nbus b1 ac 4 5 61", "port 0: register 4 of the PHY: 0x1e1 → 0x561"),
         ("gpio e1 0 3 2 0 7 0 0 0", "SoC register 0x20300: 0x0 → 0x7"), ("gpio 9b 1", "SoC register 0x20300: 0x7 → 0x107"),
