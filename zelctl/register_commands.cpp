@@ -16,7 +16,7 @@ static std::optional<uint64_t> last_number(const std::string &text) {
     const size_t end = std::min(text.find_first_not_of(kLetters, start), text.size());
     std::string word = text.substr(start, end - start);
     if (word.starts_with("0x") || word.starts_with("0X")) word.erase(0, 2);
-    const bool is_number = word.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    const bool is_number = !word.empty() && word.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
     if (is_number) last = std::strtoull(word.c_str(), nullptr, kHexadecimal);
     start = text.find_first_of(kLetters, end);
   }

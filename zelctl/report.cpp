@@ -32,6 +32,7 @@ Json Report::ask(const std::string &what, const std::function<Json()> &question)
     note(what, postponed->what());
     ++failures;
   }
+  require_no_signal();
   return answer;
 }
 
@@ -49,7 +50,7 @@ void Report::add_file(const std::string &name, std::vector<uint8_t> bytes) {
 static Json library_file() {
   Dl_info info{};
   char resolved[PATH_MAX] = "";
-  dladdr(reinterpret_cast<const void *>(&FW_ReadFlash), &info);
+  if (dladdr(reinterpret_cast<const void *>(&FW_ReadFlash), &info) == 0) return {};
   if (realpath(info.dli_fname, resolved) == nullptr) return info.dli_fname;
   return resolved;
 }
