@@ -1304,7 +1304,7 @@ class Listening(Server):
             self.end()
             self.words = ("default", "--listen", "::")
             self.start("0")
-            names = [f"[{name}]" if ":" in name else name for name in run("hostname", "-I").split()]
+            names = [f"[{name}]" if ":" in name else name for name in run("hostname", "-I").split() or ["127.0.0.1"]]
             self.server.send_signal(signal.SIGINT)
             self.assertCountEqual([self.address, *self.server.stdout.read().split()], [f"http://{name}:{self.port}/?token=correct-horse" for name in names])
         # A server at one address is known by it.
