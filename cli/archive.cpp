@@ -43,9 +43,7 @@ void GzipWriter::finish() { pass({}, Z_FINISH); }
 
 constexpr size_t kBlock = 512;
 
-/* Types of entries. */
-constexpr char kFile = '0';
-constexpr char kOldFile = '\0';
+constexpr char kFile = '0';  // a type of entry
 
 /** A file's header. Texts fill their fields or end with a NUL; numbers are octal. */
 struct Header {
@@ -204,8 +202,7 @@ ArchivedFiles files_of_tar(Bytes archive) {
     const uint64_t told_size = octal_in(header.size);
     if (told_size > archive.size()) throw damaged_archive();
     const Bytes content = archive.first(static_cast<size_t>(told_size));
-    const bool is_file = header.type == kFile || header.type == kOldFile;
-    if (is_file) files[name_in(header)].assign(content.begin(), content.end());
+    files[name_in(header)].assign(content.begin(), content.end());  // what is no file has no content, or another name
     const size_t padded_size = (content.size() + kBlock - 1) / kBlock * kBlock;
     archive = archive.subspan(std::min(padded_size, archive.size()));  // the next header is missing if this cuts it off
   }

@@ -167,30 +167,26 @@ std::string first_characters(const std::string &text, size_t most) {
 
 /** Where a full line is cut when a word goes on: behind the line's last blank, else behind its last bar, else at its
  *  end. */
-static size_t cut_place(const std::string &line, size_t last_blank, size_t last_bar) {
+static size_t cut_place(const std::string &line) {
+  const size_t last_blank = line.rfind(' ');
   if (last_blank != std::string::npos) return last_blank + 1;
+  const size_t last_bar = line.rfind('|');  // "a|b|c" without blanks is cut behind a bar
   if (last_bar != std::string::npos) return last_bar + 1;
   return line.size();
 }
 
 std::vector<std::string> wrapped(const std::string &text, size_t width) {
   std::vector<std::string> lines(1);
-  size_t last_blank = std::string::npos;  // of the line in work
-  size_t last_bar = std::string::npos;    // "a|b|c" without blanks is cut behind a bar
   for (const char c : text) {
     const bool full = begins_character(c) && length_of(lines.back()) == width;
     if (full) {
       std::string &line = lines.back();
-      const size_t cut = c == ' ' ? line.size() : cut_place(line, last_blank, last_bar);
+      const size_t cut = c == ' ' ? line.size() : cut_place(line);
       std::string rest = line.substr(cut);
       line.erase(cut);
       lines.push_back(std::move(rest));
-      last_blank = std::string::npos;
-      last_bar = std::string::npos;
       if (c == ' ') continue;  // a line does not begin with the blank that ends the one before
     }
-    if (c == ' ') last_blank = lines.back().size();
-    if (c == '|') last_bar = lines.back().size();
     lines.back() += c;
   }
   return lines;

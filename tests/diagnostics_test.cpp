@@ -1,4 +1,5 @@
-// Digital diagnostics: the arithmetic of SFF-8472 page A2h, by the examples that the standard gives for its fields.
+// Digital diagnostics: the arithmetic of SFF-8472 page A2h, by the examples that the standard gives for its fields. Names of
+// the bits of a copper PHY.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -6,6 +7,7 @@
 #include <vector>
 
 #include "cli/diagnostics_page.h"
+#include "zelboard/flash.h"
 
 namespace {
 
@@ -155,6 +157,15 @@ TEST(Diagnostics, FlagsLimitsAndStatus) {
             std::tuple(std::optional(true), std::optional(true), std::optional<bool>(), std::optional(true), true));
   for (size_t at = 32; at < 40; ++at) pages.page[at] = 0;
   EXPECT_EQ(standing_of(pages.read().measured[RxPower]), Standing::NoLimits);
+}
+
+TEST(Phy, EachBitHasItsName) {
+  std::string all;
+  for (uint32_t number = 0; number < 32; ++number) {
+    for (const uint16_t value : {uint16_t{0x5555}, uint16_t{0xAAAA}})
+      all += decode_register(number, value).dump() + "\n";
+  }
+  EXPECT_EQ(FW_crc32(reinterpret_cast<const uint8_t *>(all.data()), static_cast<uint32_t>(all.size())), 3841818217U) << all;
 }
 
 }  // namespace
