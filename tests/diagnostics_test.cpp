@@ -165,7 +165,8 @@ TEST(Phy, EachBitHasItsName) {
     for (const uint16_t value : {uint16_t{0x5555}, uint16_t{0xAAAA}})
       all += decode_register(number, value).dump() + "\n";
   }
-  EXPECT_EQ(FW_crc32(reinterpret_cast<const uint8_t *>(all.data()), static_cast<uint32_t>(all.size())), 3841818217U) << all;
+  EXPECT_EQ(FW_crc32(reinterpret_cast<const uint8_t *>(all.data()), static_cast<uint32_t>(all.size())), 3841818217U)
+      << all;
 }
 
 }  // namespace
