@@ -37,7 +37,7 @@ class KeptFile {
  private:
   bool is_ours() const {
     struct stat status = {};
-    return fd_ >= 0 && fstat(fd_, &status) == 0 && status.st_ino == file_.st_ino && status.st_dev == file_.st_dev;
+    return fstat(fd_, &status) == 0 && status.st_ino == file_.st_ino && status.st_dev == file_.st_dev;
   }
 
   // A disk that fills up takes a part first. Only the next write tells why.
@@ -56,8 +56,7 @@ class KeptFile {
     constexpr size_t kEndSize = sizeof kRecordingEnd - 1;
     constexpr size_t kSize = kEndSize + 2;  // with the ends of two lines
     char last[kSize] = {};
-    off_t size = sys::lseek(fd_, 0, SEEK_END);
-    if (size < static_cast<off_t>(kSize)) return false;
+    off_t size = sys::lseek(fd_, 0, SEEK_END);  // the first line alone is longer
     sys::pread(fd_, last, kSize, size - static_cast<off_t>(kSize));
     bool is_line = last[0] == '\n' && last[kSize - 1] == '\n';
     return is_line && memcmp(last + 1, kRecordingEnd, kEndSize) == 0;

@@ -274,15 +274,9 @@ void fill(const NodeCall &asked, const TapeCall &recorded, void *data) {
 constexpr int64_t kCounted = 0;
 constexpr int64_t kSlept = 1;
 
-// Skips the pause of the recording. A pause that the recording does not have changes nothing.
-int64_t replay_pause(uint32_t thread) {
-  TapeStream *stream = own_stream(thread);
-  if (stream != nullptr) {
-    uint32_t position = stream->position;
-    bool is_pause = position < stream->count && tape().call(*stream, position).call.kind == CallKind::Pause;
-    if (is_pause) stream->position = position + 1;
-  }
-  bool is_counted = tape().head().fast != 0;
+// The next call skips the pauses of the recording. A pause that the recording does not have changes nothing.
+int64_t replay_pause() {
+  bool is_counted = tape().is_there() && tape().head().fast != 0;
   return is_counted ? kCounted : kSlept;
 }
 
@@ -302,13 +296,12 @@ bool is_next_recorded(const NodeCall &asked) {
 }
 
 int64_t replay(const NodeCall &asked, void *data) {
+  if (asked.kind == CallKind::Pause) return replay_pause();
   int error = errno;
   auto thread = static_cast<uint32_t>(gettid());
   // Without zelsim nobody answers. The call must not reach a driver.
-  if (!tape().is_there() && asked.kind == CallKind::Pause) return kSlept;
   if (!tape().is_there()) _exit(kNotInRecording);
   TapeGuard guard;
-  if (asked.kind == CallKind::Pause) return replay_pause(thread);
   if (tape().head().failed != 0) _exit(kNotInRecording);
   TapeStream *stream = stream_for(asked, thread);
   if (stream == nullptr) fail(asked, is_tool_run(asked) ? next_tool_run() : own_stream(thread));

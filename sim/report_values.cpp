@@ -9,7 +9,7 @@ const Json &member(const Json &from, std::initializer_list<const char *> names) 
   static const Json kNothing;
   const Json *found = &from;
   for (const char *name : names) {
-    if (!found->is_object() || !found->contains(name)) return kNothing;
+    if (!found->contains(name)) return kNothing;
     found = &(*found)[name];
   }
   return *found;

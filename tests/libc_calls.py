@@ -34,7 +34,7 @@ for expected, work, *arguments in (
         ("ENOSPC", os.pwrite, chip, b"x", END), (2, os.pwrite, chip, b"xyz", END - 2), (b"xy", os.pread, chip, 9, END - 2),
         ("EINVAL", request, chip, 0xd1), (END - 1, os.lseek, chip, -1, os.SEEK_END), (0, request, chip, 0xd1),
         (b"\xff", os.pread, chip, 9, END - 1), (0, os.lseek, chip, 0, 0), (0, os.readv, chip, [bytearray(0)]),
-        (2, os.writev, chip, [b"", b"ab", b"cd"]), (2, os.lseek, chip, 0, 1), (b"ab\xff", os.pread, chip, 3, 0),
+        (2, os.writev, chip, [b"", b"ab", b"cd"]), (2, os.lseek, chip, 0, 1), (1, os.readv, chip, [bytearray(1), bytearray(2)]), (b"ab\xff", os.pread, chip, 3, 0),
         ("EINVAL", os.pwrite, chip, b"x", -2), (256, os.pwrite, chip, bytes(256), 0x7010), (b"\0\xff", os.pread, chip, 2, 0x70ff),
         ("EINVAL", os.sendfile, 1, chip, 0, 1), ("EINVAL", os.sendfile, chip, 0, None, 1),
         (True, os.access, "/dev/zel_i2c", os.R_OK), (False, os.access, "/dev/zel_spi", os.R_OK),
@@ -80,15 +80,16 @@ for mode, access in ((b"r", os.O_RDONLY), (b"r+", os.O_RDWR), (b"w", os.O_WRONLY
     text = ctypes.create_string_buffer(2)
     assert libc.fread(text, 1, 2, stream) == (0 if access == os.O_WRONLY else 2), mode
     assert text.raw == (b"\0\0" if access == os.O_WRONLY else b"ab"), mode
-    assert libc.fseek(stream, 0x2000, 0) == 0
+    assert libc.fseek(stream, -3, 2) == 0 and libc.ftell(stream) == END - 3 and libc.fseek(stream, 0x2000, 0) == 0
     assert libc.fwrite(b"xy", 1, 2, stream) == (0 if access == os.O_RDONLY else 2), mode
     reused(fd, lambda: libc.fclose(stream))
 assert os.pread(chip, 3, 0x2000) == b"xy\xff"
-for opened, expected in ((libc.fdopen(os.dup(chip), b"r"), b"ab"),
-                         (libc.freopen(b"/dev/zel_spi_flash", b"r", ctypes.c_void_p(libc.fopen(b"/proc/self/comm", b"r"))), b"ab"),
-                         (libc.freopen(b"/proc/self/comm", b"r", ctypes.c_void_p(libc.fopen(b"/dev/zel_gpio", b"r"))), b"py"),
-                         (libc.freopen(b"/proc/self/comm", b"r", ctypes.c_void_p(libc.fopen(b"/dev/zel_spi_flash", b"r"))), b"py")):
-    stream = ctypes.c_void_p(opened)
+COMM, FLASH = (b"/proc/self/comm", b"py"), (b"/dev/zel_spi_flash", b"ab")
+for first, (path, expected) in ((None, FLASH), (COMM[0], FLASH), (b"/dev/zel_gpio", COMM), (FLASH[0], COMM)):
+    stream = ctypes.c_void_p(libc.fopen(first, b"r") if first else libc.fdopen(os.dup(chip), b"r"))
+    number = libc.fileno(stream)
+    stream = ctypes.c_void_p(libc.freopen(path, b"r", stream)) if first else stream
+    assert libc.fileno(stream) == number, (first, path)
     assert libc.fseek(stream, 0, 0) == 0 and libc.fread(text, 1, 2, stream) == 2 and text.raw == expected, (text.raw, expected)
     assert os.pread(libc.fileno(stream), 2, 0) == expected
 

@@ -42,7 +42,9 @@ def record(board, file, *words, **how):
 def calls_in(file):
     text = (gzip.open(file, "rt") if file.endswith(".gz") else open(file, encoding="utf-8")).read()
     assert text.startswith("zelsim recording 2 ") and text.endswith("\nend\n"), text[:100]
-    return [line for line in text.splitlines()[1:-1] if not line.startswith("#")]
+    lines = [line for line in text.splitlines()[1:-1] if not line.startswith("#")]
+    assert all(int(line.split()[1]) >= 0 for line in lines), lines
+    return lines
 
 
 def what_is_recorded():
@@ -443,7 +445,7 @@ def report_of(board, *options):
 
 
 def twin_of_a_report():
-    make("site", [*SETUP, "plug 16 copper", "plug 17 copper-other-phy", "plug 18 copper", "plug 27 dac", "set link 16 100 half", "set link 17 10 full", "set tx-fault 3 1", "set reset-key 1", "set reset-process 3",
+    make("site", [*SETUP, "plug 16 copper", "plug 17 copper-other-phy", "plug 18 copper", "plug 27 dac", "plug 0 1g-lx", "set link 16 100 half", "set link 17 10 full", "set tx-fault 3 1", "set reset-key 1", "set reset-process 3",
                   "set supply 1 failed", "set clock 2031-02-03T04:05:06", "set io 0x5a 0xf0", "set busy 0"])
     for step in ("led set alarm blink", "led set speed25 on", "relay set 1", "flags set diagnostic on", "cage 16 --tx-disable off", "cage 17 --tx-disable off", "cage 18 --tx-disable off",
                  "clock poll", "temperature", "register set 0x20300 0x100", "env set pwrmode pwr2ac", "identity name EDGE-1", "identity describe at-the-gate", "identity power-byte 3",
@@ -453,7 +455,7 @@ def twin_of_a_report():
     archive, original, files = report_of("site", "--flash")
     open("site.tar.gz", "wb").write(archive)
     data = json.loads(zelsim("create", "twin", "--from", "site.tar.gz", "--json").stdout)
-    assert (data["board"], data["modules"], data["flash"]) == ("twin", 7, True), data
+    assert (data["board"], data["modules"], data["flash"]) == ("twin", 8, True), data
     named = {row["what"] for row in data["not_held"]}
     assert named >= {"serial-GPIO chain", "wear of the flash"} and not [what for what in named if "expander" in what or "PHY register" in what], named
     _, twin, files_of_twin = report_of("twin", "--flash")
@@ -475,7 +477,7 @@ def twin_of_a_report():
     def optics(board):
         return {row["port"]: (row["bias"], row["tx_power"], row["rx_power"]) for row in json.loads(
             zelsim("show", "--board", board, "--json").stdout)["diagnostics"]}
-    assert named >= {"port 3: bias of the laser that is on", "port 24: received power"} and any("settle" in what for what in named), named
+    assert named >= {"port 0: bias of the laser that is on", "port 24: received power"} and any("settle" in what for what in named), named
     assert optics("twin") == optics("site") and optics("twin")[3][0] == 0
     for board in "site", "twin":
         zelsim("run", "--fast", "--board", board, "--", ZELCTL, "cage", "3", "--tx-disable", "off")
@@ -510,6 +512,7 @@ def twin_of_a_report():
     original["leds"][1]["value"] = 256
     original["leds"] += [{"led": "none", "value": 1}, {"value": 1}]
     original["mac_backup"]["bytes"] += "00"
+    original["modules"].append({**modules[16], "port": 28})
     modules[16]["phy"].append({"register": 2, "value": 65536})
     next(row for row in original["expanders"] if row["address"] == 0x4c)["registers"][1:] = [None] * 7
     next(row for row in modules[16]["phy"] if row["register"] == 5)["value"] ^= 1
@@ -521,14 +524,15 @@ def twin_of_a_report():
             made.addfile(member, io.BytesIO(content))
     data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
     named = {row["what"] for row in data["not_held"]}
-    assert (data["modules"], data["flash"]) == (4, False)
+    assert (data["modules"], data["flash"]) == (5, False)
     assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2", "port 16: PHY register 5"} and not {"power status", "expander 0x40, register 0", "port 16: PHY register 2"} & named, data
     report = report_of("wrong")[1]
     assert report["identity"]["power_byte"] == 255 and not report["mac_backup"]["stored"]
     shown = json.loads(zelsim("show", "--board", "wrong", "--json").stdout)
     assert [(cage["port"], cage["module"]) for cage in shown["cages"] if cage["module"]] == [
-        (16, "copper"), (17, "copper-other-phy"), (18, "copper"), (27, "ZL-10G-DAC-1M")], shown["cages"]
-    assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"], shown["i2c"]["io"]) == (0, 1, 0, [0x5a, 0xff]), shown
+        (0, "1g-lx"), (16, "copper"), (17, "copper-other-phy"), (18, "copper"), (27, "ZL-10G-DAC-1M")], shown["cages"]
+    assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]
+    assert (shown["gpio"]["selected_cage"], shown["i2c"]["io"]) == (27, [0x5a, 0xff]), shown
     assert [(supply["type"], supply["good"]) for supply in shown["supplies"]] == [("ac", True), ("dc", True)], shown["supplies"]
 
 
