@@ -306,9 +306,9 @@ def what_a_recording_answers():
     crowded = f"ulimit -f 1; trap '' XFSZ; exec {ZELSIM} run --replay ask.rec -- true"
     assert "cannot write" in run("sh", "-c", crowded, status=1).stderr
     assert not [name for name in os.listdir(tempfile.gettempdir()) if name.startswith("zelsim-")]
-    # A read into several pieces begins with the first piece that has room. A read of a duplicate begins where its original
-    # stands. An offset may be negative.
-    pieces = ("import os; chip = os.open('/dev/zel_spi_flash', os.O_RDWR); room = bytearray(4); "
+    # A write may be longer than the recorder's buffer. A read into several pieces begins with the first piece that has room.
+    # A read of a duplicate begins where its original stands. An offset may be negative.
+    pieces = ("import os; chip = os.open('/dev/zel_spi_flash', os.O_RDWR); room = bytearray(4); os.pwrite(chip, bytes(range(256)) * 200, 0x1800000); "
               "print(os.readv(chip, [bytearray(0), room]), room, os.read(os.dup(chip), 1))\ntry: os.pread(chip, 2, -1)\nexcept OSError: pass")
     printed = record("a", "pieces.rec", "python3", "-c", pieces).stdout
     assert re.findall(r"read 0x(\w+\+0x\w) = (\S+)", zelsim("trace", "pieces.rec").stdout) == [

@@ -116,7 +116,7 @@ END
 
 # A batch keeps nothing of a board that it has deleted; a signal ends it behind a command that holds signals.
 mkfifo "$work/asked"
-"$zelsim" batch <"$work/asked" >"$work/answers" &
+"$zelsim" batch >"$work/answers" <"$work/asked" &
 batch=$!
 exec 3>"$work/asked"
 printf '{"words":["%s","%s"]}\n' create gone delete gone save kept >&3
