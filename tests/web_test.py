@@ -472,6 +472,8 @@ class Interface(Server):
         def lines(words):
             return [line for line in news["requests"] if words in line.get("line", "")]
 
+        on_switch(ZELCTL, "flash", "erase", "T", "--yes")
+        eventually(lambda: lines("EraseSector 0x01ff0000"))
         # A look at all ports, of which one request fails; then some thousand requests.
         zelsim("fail i2c:GetBoardAlive --skip 150 --count 1")
         subprocess.run([ZELSIM, "run", "--fast", "--", ZELCTL, "ports"], capture_output=True)
@@ -864,8 +866,12 @@ for line in sys.stdin:
         eventually(lambda: used() == {223: 1, 224: 1, 288: 1})
         on_switch(ZELCTL, "flash", "erase", "0xe00000", "--yes")
         eventually(lambda: (used(), news["written_sector"]) == ({223: 1, 288: 1}, 224))
-        zelsim(f"flash load {self.home}/a")
-        eventually(lambda: (used(), news["written_sector"]) == ({0: 79}, None))
+        for back in f"flash load {self.home}/a", "load here":
+            zelsim(back)
+            eventually(lambda: (used(), news["written_sector"]) == ({0: 79}, None))
+            zelsim("save here")
+            on_switch(ZELCTL, "flash", "erase", "0", "--yes")
+            eventually(lambda: (used(), news["written_sector"]) == ({}, 0))
 
     def test_a_writing_that_was_not_done_is_told(self):
         self.make_files()
@@ -998,7 +1004,7 @@ class Board(Server):
         page = f"{self.home}/page"  # without page A2h
         zelsim(f"run --fast -- {ZELCTL} sfp dump 24 --page a0 --raw -o {page}")
         for line in ("plug 5 1g-lx", "set voltage 24 3.2", "set module-temperature 24 -3.5", f"plug 24 {page}", "unplug 24", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
-                     "set rtc absent", "set loss-of-signal 3 1", "set loss-of-signal 6 0", "set link 3 100 half", "set link 9 10",
+                     "set rtc absent", "set lm75 absent", "set loss-of-signal 3 1", "set loss-of-signal 6 0", "set link 3 100 half", "set link 9 10",
                      "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
                      "set io 1 2", "set busy 1", "set settle 7", "set chip-index 3", "set reset-key 1", "set reset-process 3"):
@@ -1011,6 +1017,8 @@ class Board(Server):
                                        for entry in news.get("activity", [])))
                 if "24" not in line:
                     self.assertNotIn(" 24", " ".join(news["activity"][-1]["undo"]))
+                if line == "fit 2 none":
+                    self.assertEqual(news["activity"][-1]["undo"], ["fit 2 copper"])
                 for undo in news["activity"][-1]["undo"]:
                     zelsim(undo)
                 page.close()
@@ -1071,7 +1079,7 @@ print(good)
         news = {}
         self.follow(news)
         back = {"action": "set settle", "milliseconds": 200}
-        for line in ("set settle 7", "save here", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase"):
+        for line in ("set settle 7", "flash load /dev/null", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase"):
             zelsim(line)
         eventually(lambda: len(news.get("activity", [])) == 6)
         self.assertEqual([(entry.get("act"), entry.get("final"), "undo" in entry, "undoes" in entry) for entry in news["activity"]],
@@ -1086,7 +1094,7 @@ print(good)
             each.start()
         for each in together:
             each.join()
-        passed = ["zelsim save here", "zelsim flash erase"]
+        passed = ["zelsim flash load /dev/null", "zelsim flash erase"]
         done = {"done": ["zelsim set settle 200"], "refused": [], "passed": passed}
         self.assertEqual([answer for answer in answers if answer[0] == 200], [(200, done)])
         self.assertEqual([answer for answer in answers if answer[0] != 200], [(409, {"error": "zelsim set settle 7 is undone already"})] * 7)
