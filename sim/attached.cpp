@@ -51,7 +51,6 @@ void make_shared_mutex(pthread_mutex_t &mutex, int type) {
 }
 
 bool attach(const char *folder, Attached *attached, char *why, size_t why_size) {
-  *attached = {};
   sys::File state(open_in(folder, kStateFile, O_RDWR));
   sys::File flash(open_in(folder, kFlashFile, O_RDONLY));
   const char *problem = problem_of(state.get(), flash.get());

@@ -8,7 +8,6 @@
 #include <set>
 
 #include "arguments.h"
-#include "diagnostics.h"
 #include "fresh_folder.h"
 #include "tool.h"
 
@@ -60,15 +59,12 @@ struct Held {
 thread_local Held t_held = {};
 
 fs::path folder_of(const std::string &name) {
-  if (!name.empty()) {
-    check_name(name);
-    remove_ownerless_folders(boards_root());
-    return boards_root() / name;
-  }
   std::string enclosing = variable(kBoardFolderVariable);
-  if (!enclosing.empty()) return fs::absolute(enclosing);
+  if (name.empty() && !enclosing.empty()) return fs::absolute(enclosing);
+  std::string wanted = name.empty() ? kDefaultBoard : name;
+  check_name(wanted);
   remove_ownerless_folders(boards_root());
-  return boards_root() / kDefaultBoard;
+  return boards_root() / wanted;
 }
 
 // Power-on states of everything, and an erased flash.
@@ -92,7 +88,6 @@ std::error_code make_folder(const fs::path &folder, const Preparation &prepare) 
   make_board_files(fresh.path());
   std::shared_ptr<const Attached> attached = attach_or_throw(fresh.path());
   prepare(*attached, fresh.path());
-  latch_flags(*attached->board);
   fs::permissions(fresh.path(), fs::perms(0755));
   std::error_code failed;
   fs::rename(fresh.path(), folder, failed);

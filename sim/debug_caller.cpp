@@ -23,16 +23,13 @@ struct Process {
 };
 
 // A line of /proc/NUMBER/stat: number, name in brackets, state, parent. A name may hold brackets and blanks.
-bool parse(char *line, Process &process) {
+void parse(char *line, Process &process) {
   char *begin = strchr(line, '(');
   char *end = strrchr(line, ')');
   constexpr size_t kParentAt = 4;  // behind ") S "
-  bool is_whole = begin != nullptr && end != nullptr && strlen(end) > kParentAt;
-  if (!is_whole) return false;
   *end = '\0';
   snprintf(process.name, sizeof process.name, "%s", begin + 1);
   process.parent = static_cast<pid_t>(strtol(end + kParentAt, nullptr, 10));
-  return true;
 }
 
 bool find_process(pid_t number, Process &process) {
@@ -44,7 +41,8 @@ bool find_process(pid_t number, Process &process) {
   if (size <= 0) return false;
   line[size] = '\0';
   process.number = number;
-  return parse(line, process);
+  parse(line, process);
+  return true;
 }
 
 bool is_named(const Process &process, const char *name) { return strcmp(process.name, name) == 0; }

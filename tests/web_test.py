@@ -296,16 +296,15 @@ class Interface(Server):
         # Requests are recorded soon after the first page wants them.
         eventually(lambda: on_switch(ZELCTL, "led", "get", "alarm") and "requests" in news)
         self.act("plug", port=5, module="1g-lx")
-        zelsim("fail gpio:SetRingMasterLed --count 1")
-        on_switch(ZELCTL, "led", "set", "alarm", "on")
-        subprocess.run((ZELSIM, "run", "--fast", "--", ZELCTL, "led", "set", "ring-master", "on"), capture_output=True,
-                       check=False)
-        eventually(lambda: any("SetRingMasterLed" in line["line"] for line in news.get("requests", [])))
-        good, struck = (next(line for line in news["requests"] if name in line["line"])
-                        for name in ("SetAlarmLed", "SetRingMasterLed"))
+        for call in "gpio:SetRingMasterLed", "flash:lseek":
+            zelsim(f"fail {call} --count 1")
+        on_switch("sh", "-c", f"{ZELCTL} led set alarm on; ! {ZELCTL} led set ring-master on && ! {ZELCTL} flash read T 1")
+        eventually(lambda: any("flash lseek" in line["line"] for line in news.get("requests", [])))
+        good, struck, seek = (next(line for line in news["requests"] if name in line["line"])
+                              for name in ("SetAlarmLed", "SetRingMasterLed", "flash lseek"))
         self.assertEqual((good["program"], good["result"], good["before"]), ("zelctl", 0, "01"))
         self.assertEqual(good.keys(), {"at", "n", "pid", "program", "us", "line", "result", "before"})
-        self.assertEqual((struck["result"], struck["fault"]), (65535, 1))
+        self.assertEqual((struck["result"], struck["fault"], seek["fault"]), (65535, 1, 2))
         eventually(lambda: any("alarm" in entry.get("text", "") for entry in news["activity"]))
         found = {entry.get("command") or entry["text"]: entry for entry in news["activity"]}
         self.assertEqual(found["zelsim plug 5 1g-lx"]["who"], "page")
@@ -318,7 +317,7 @@ class Interface(Server):
         self.follow(news)
         eventually(lambda: "board" in news)
         steps = f"{ZELSIM} set settle $number; debugCmd sgpio_set 5 1 $((number % 2))"
-        on_switch("sh", "-c", f"for number in 1 2 3 4 5 6 7 8; do {steps}; done")
+        on_switch("sh", "-c", f"{ZELSIM} fail --list; for number in 1 2 3 4 5 6 7 8; do {steps}; done")
         eventually(lambda: len(news.get("activity", [])) >= 17)
         self.assertEqual(["command" in entry for entry in news["activity"][1:]], [True, False] * 8)
 
@@ -695,7 +694,7 @@ for line in sys.stdin:
         # The bytes of a transfer stand in its line.
         self.assertEqual(["before" in line for line in lines], ["BufRead" not in line["line"] for line in lines])
         eventually(lambda: ("python3", "hardware reset") in [(who.split("[")[0], text) for who, text in self.told(news)])
-        changes = [text for who, text in self.told(news) if who != "shell"]
+        changes = [text for who, text in self.told(news) if who.startswith("python3[")]
         self.assertEqual(changes, [row[1] for row in self.CHANGES])
 
     def test_an_update_ends_before_what_its_program_does_next(self):
