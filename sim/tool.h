@@ -149,7 +149,7 @@ struct CommandRow {
 
 /** The commands that do what a person or the world does to a switch. */
 std::span<const CommandRow> world_commands();
-/** The row with this name; null if there is none. */
+/** The row with this name or alias; null if there is none. */
 const CommandRow *world_command(const std::string &name);
 
 /** The front panel as it looks now, as SVG. */

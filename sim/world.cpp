@@ -196,13 +196,21 @@ constexpr CommandRow kWorldCommands[] = {
      .undo = false},
 };
 
+// The name with its last word exchanged for the alias.
+std::string alias_of(const CommandRow &row) {
+  if (row.alias == nullptr) return {};
+  std::string name = row.name;
+  size_t last_word = name.rfind(' ') + 1;
+  return name.substr(0, last_word) + row.alias;
+}
+
 }  // namespace
 
 std::span<const CommandRow> world_commands() { return kWorldCommands; }
 
 const CommandRow *world_command(const std::string &name) {
   for (const CommandRow &row : kWorldCommands) {
-    if (name == row.name) return &row;
+    if (name == row.name || name == alias_of(row)) return &row;
   }
   return nullptr;
 }

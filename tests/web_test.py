@@ -228,7 +228,7 @@ class Interface(Server):
                 (409, "state: supply 1 is pulled", "set/supply", '{"supply": 1, "state": "failed"}', {}),
                 (409, "port: 9 ", "plug", '{"port": 9, "module": "10g"}', {}),
                 (409, "port: 9 ", "set/loss-of-signal", '{"port": 9, "value": 1}', {}),
-                (409, "port: 17 ", "set/tx-fault", '{"port": 17, "value": 1}', {}),
+                (409, "port: 17 ", "set/txfault", '{"port": 17, "value": 1}', {}),
                 (409, "port: 5 ", "set/link", '{"port": 5, "speed": "100"}', {}),
                 (404, "path: nothing is at /api/nothing", "nothing", None, {}),
                 (403, f"host: 'evil.example:{self.port}' is not a name of this server (zelsim serve --host NAME allows a name)", "board", None,
