@@ -95,7 +95,7 @@ static void write_bytes(const WriteOptions &options) {
     confirm("Programs the boot loader's region.");
   else if (!erased)
     confirm(format("Programs 0x%X-0x%X, which is not erased: bits can only be cleared.", extent.start, extent.end()));
-  start_change();
+  hold_signals();
   work_in_pieces("write", extent.start, extent.length, kPartly, [&](uint32_t address, uint32_t length) {
     const uint8_t *piece = bytes.data() + (address - extent.start);
     require(FW_WriteFlash(address, length, piece), format("flash write ended at 0x%X", address));
@@ -141,7 +141,7 @@ static void erase_sectors(const EraseOptions &options) {
     return;
   }
   confirm(format("Erases %u sector(s) from 0x%X.", count, start));
-  start_change();
+  hold_signals();
   work_in_pieces("erase", start, end - start, kPartly, [](uint32_t address, uint32_t) {
     require(FW_SpiFlash_SectorErase(address), format("flash erase ended at 0x%X", address));
   });

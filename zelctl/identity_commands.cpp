@@ -83,20 +83,20 @@ struct NameOptions {
 static void store_name(const NameOptions &options) {
   if (options.name.size() >= FW_NAME_SIZE) refuse_argument("NAME", format("at most %u characters", FW_NAME_SIZE - 1));
   const uint32_t variant = options.variant == kAsFitted ? copper_boards() : options.variant;
-  start_change();
+  hold_signals();
   require(FW_SpiFlash_WriteCustomName(options.name.c_str(), variant), "model name");
 }
 
 static void store_description(const std::string &text) {
   if (text.size() >= FW_DESCRIPTION_SIZE)
     refuse_argument("TEXT", format("at most %u characters", FW_DESCRIPTION_SIZE - 1));
-  start_change();
+  hold_signals();
   require(FW_SpiFlash_SetCustomDesc(text.c_str()), "description");
 }
 
 static void store_power_byte(uint32_t value) {
   const auto mode = static_cast<uint8_t>(value);
-  start_change();
+  hold_signals();
   require(FW_SpiFlash_SetCustomPwrMode(&mode), "power-mode byte");
 }
 

@@ -38,7 +38,8 @@ static std::optional<Mac> mac_of(const std::string &text) {
 static void store_mac(const std::string &text) {
   const auto mac = mac_of(text);
   if (!mac) refuse_argument("MAC", "'" + text + "' is neither like 00:11:22:33:44:55 nor 34 hexadecimal digits");
-  start_change();
+  require_flash_driver();
+  hold_signals();
   require(FW_SpiFlash_BackupMacSet(mac->data()), "MAC backup");
 }
 
