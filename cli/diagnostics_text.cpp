@@ -22,7 +22,7 @@ std::string measured_text(const Measurement &measurement, double value, int more
 static Json rounded(double value) {
   constexpr double kSteps = 1e6;
   if (!std::isfinite(value)) return {};
-  return std::round(value * kSteps) / kSteps;
+  return std::round(value * kSteps) / kSteps + 0.0;  // minus zero becomes zero
 }
 
 static Json bit_or_null(const std::optional<bool> &bit) { return bit ? Json(*bit) : Json(); }

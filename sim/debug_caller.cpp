@@ -23,13 +23,16 @@ struct Process {
 };
 
 // A line of /proc/NUMBER/stat: number, name in brackets, state, parent. A name may hold brackets and blanks.
-void parse(char *line, Process &process) {
+bool parse(char *line, Process &process) {
   char *begin = strchr(line, '(');
   char *end = strrchr(line, ')');
   constexpr size_t kParentAt = 4;  // behind ") S "
+  bool is_whole = begin != nullptr && end != nullptr && strlen(end) > kParentAt;
+  if (!is_whole) return false;
   *end = '\0';
   snprintf(process.name, sizeof process.name, "%s", begin + 1);
   process.parent = static_cast<pid_t>(strtol(end + kParentAt, nullptr, 10));
+  return true;
 }
 
 bool find_process(pid_t number, Process &process) {
@@ -41,8 +44,7 @@ bool find_process(pid_t number, Process &process) {
   if (size <= 0) return false;
   line[size] = '\0';
   process.number = number;
-  parse(line, process);
-  return true;
+  return parse(line, process);
 }
 
 bool is_named(const Process &process, const char *name) { return strcmp(process.name, name) == 0; }

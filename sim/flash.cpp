@@ -36,7 +36,7 @@ void sleep_for(long nanoseconds) {
   timespec rest = {nanoseconds / 1000000000, nanoseconds % 1000000000};
   for (;;) {
     bool slept = nanosleep(&rest, &rest) == 0;
-    if (slept) return;
+    if (slept || errno != EINTR) return;
   }
 }
 

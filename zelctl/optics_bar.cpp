@@ -39,7 +39,7 @@ static std::string coloured(const std::string &text, Standing standing) {
 double people_number(const Measurement &measurement, double value) {
   const double number = measurement.is_power ? dbm(value) : value;
   constexpr double kSteps = 1e4;
-  return std::round(number * kSteps) / kSteps;
+  return std::round(number * kSteps) / kSteps + 0.0;  // minus zero becomes zero
 }
 
 /** The scale of a bar. It begins below the lowest threshold and ends above the highest one. */
