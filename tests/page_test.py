@@ -12,7 +12,7 @@ import threading
 import time
 import unittest
 
-from web_test import INDICATORS, ZELCTL, ZELSIM, Server, eventually, on_switch, run, zelsim
+from web_test import INDICATORS, ZELCTL, ZELSIM, Server, eventually, load_tests, on_switch, run, zelsim
 
 try:
     from selenium import webdriver
@@ -1571,13 +1571,6 @@ class Page(Server):
         eventually(lambda: self.is_shown("#requests-text") and not self.is_shown("[data-key=filter-node]"))
         self.click(".opens-filter")
         self.shows("[data-key=filter-node]")
-
-
-def load_tests(_loader, tests, _pattern):
-    """All cases, or with PART=2/3 in the environment every third, from the second: several runs share the work."""
-    part, parts = map(int, os.environ.get("PART", "1/1").split("/"))
-    cases = [case for suite in tests for case in suite]
-    return unittest.TestSuite(cases[part - 1::parts])
 
 
 if __name__ == "__main__":
