@@ -70,7 +70,8 @@ static void add_folded(std::string &help, const std::string &line, size_t width)
 std::string folded_help(const std::string &help) {
   std::string folded;
   const size_t width = help_width();
-  const std::string lines = help.substr(0, help.size() - 1);  // without the last line feed
+  std::string lines = help;
+  if (lines.ends_with('\n')) lines.pop_back();
   for (const std::string &line : split(lines, '\n')) add_folded(folded, line, width);
   return folded;
 }

@@ -90,4 +90,7 @@ void require_debug_command(const std::string &what, const std::string &left) {
   throw Failure{what + ": debugCmd: " + why};
 }
 
-void forget_debug_command() { trouble.clear(); }
+void forget_debug_command() {
+  trouble.clear();
+  lines_done = 0;
+}
