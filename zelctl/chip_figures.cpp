@@ -3,7 +3,7 @@
 #include <algorithm>
 
 void ImageFigures::add(Bytes bytes) {
-  size_t used = bytes.size();
+  size_t used = is_erased(bytes) ? 0 : bytes.size();
   while (used > 0 && bytes[used - 1] == kErased) --used;
   if (used > 0) {
     count_erased();

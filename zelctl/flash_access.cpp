@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 
 #include "records.h"
 
@@ -49,7 +50,10 @@ uint32_t little_word32_at(std::span<const uint8_t> bytes, size_t at) {
 }
 
 bool is_erased(std::span<const uint8_t> bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == kErased; });
+  if (bytes.empty()) return true;
+  // All bytes are alike if each is equal to the next one. memcmp is much faster than a loop.
+  const bool are_alike = std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
+  return bytes[0] == kErased && are_alike;
 }
 
 void require_chip() {
