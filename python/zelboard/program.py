@@ -301,7 +301,12 @@ def outputs(programs: Sequence[Any]) -> str:
     return text
 
 
-def trace_of(file: Path) -> Trace:
+def lines_of(file: Path) -> List[str]:
+    """The lines of a program's trace so far."""
     text = file.read_text("utf-8") if file.exists() else ""
     whole = text[:text.rfind("\n") + 1]  # the last line may not be complete yet
-    return Trace([read_event(line) for line in whole.splitlines()])
+    return whole.splitlines()
+
+
+def trace_of(file: Path) -> Trace:
+    return Trace([read_event(line) for line in lines_of(file)])

@@ -16,10 +16,10 @@ from zelboard._wait import look_until
 from zelboard._zelsim import SimError as SimError, Word, zelsim as zelsim, zelsim_file
 from zelboard.async_program import AsyncProgram as AsyncProgram, arun_to_end
 from zelboard.program import (
-    Command, Player, Program as Program, Run as Run, RunFailed as RunFailed, RunTimeout as RunTimeout, in_text, outputs,
-    run_to_end, trace_of, words_of)
+    Command, Player, Program as Program, Run as Run, RunFailed as RunFailed, RunTimeout as RunTimeout, in_text, lines_of,
+    outputs, run_to_end, trace_of, words_of)
 from zelboard.state import FaultRule, Module, Region, State, read
-from zelboard.trace import Recording, Trace, in_order
+from zelboard.trace import Recording, Trace, in_order, text_in_order
 
 if TYPE_CHECKING:
     from zelboard.fw.calls import Calls
@@ -98,7 +98,11 @@ class Flash:
         self.board = board
 
     def __getitem__(self, region: str) -> bytes:
-        return self.board.do("flash", "save", "-", "--region", region)
+        # Megabytes take much longer in an answer than in a file.
+        with tempfile.TemporaryDirectory() as folder:
+            file = Path(folder, "region")
+            self.board.do("flash", "save", file, "--region", region)
+            return file.read_bytes()
 
     def __setitem__(self, region: str, data: bytes) -> None:
         self.board.do("flash", "load", "-", "--region", region, data=data)
@@ -371,7 +375,7 @@ class Board(AbstractContextManager["Board"]):
 
     def evidence(self) -> Dict[str, str]:
         """What is kept for the report of a failed test: texts by the names of their files."""
-        kept = {"trace": "".join(event.text + "\n" for event in self.trace)}
+        kept = {"trace": text_in_order([lines_of(file) for file in self._traces])}
         with suppress(SimError):  # the test may have removed the board
             own_name = self.label if self._temporary else self.name  # all temporary boards have the same name
             kept["state.json"] = json.dumps({**self.json("show"), "board": own_name}, indent=2) + "\n"

@@ -47,14 +47,16 @@ def fields_of(text: str) -> Dict[str, Any]:
     return found
 
 
-def read_event(line: str) -> Event:
-    when: Optional[float] = None
-    process: Optional[int] = None
+def without_stamp(line: str) -> Tuple[Optional[float], Optional[int], str]:
+    """Time, process, and what stands behind them in the line."""
     stamp = re.match(r"(\d+\.\d{6}) (\d+) ", line)
-    if stamp:
-        line = line[stamp.end():]
-        when = float(stamp[1])
-        process = int(stamp[2])
+    if stamp is None:
+        return None, None, line
+    return float(stamp[1]), int(stamp[2]), line[stamp.end():]
+
+
+def read_event(line: str) -> Event:
+    when, process, line = without_stamp(line)
     words, _, outcome = line.partition(" = ")
     value, _, error = outcome.partition(" ")
     # "i2c 0xB0 BufRead {addr=0x9e} -> 19 00 = 0": the request's number is left out, as its name says the same.
@@ -265,3 +267,10 @@ def in_order(traces: Iterable[Iterable[Event]]) -> List[Event]:
     """The events of several programs as one list."""
     every = [event for trace in traces for event in trace]
     return sorted(every, key=lambda event: event.time or 0)
+
+
+def text_in_order(traces: Iterable[Iterable[str]]) -> str:
+    """The lines of several programs as one text, without time and process."""
+    every = [without_stamp(line) for trace in traces for line in trace]
+    every.sort(key=lambda parts: parts[0] or 0)
+    return "".join(f"{text}\n" for _, _, text in every)
