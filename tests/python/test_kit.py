@@ -17,6 +17,7 @@ from zelboard import fw
 from zelboard.session import Closed, Timeout
 from zelboard.sim import Board, RunFailed, RunTimeout, SimError
 from zelboard.switch import NotDone, OnlyVirtual, Switch, Unreachable
+from zelboard.trace import Trace
 
 
 def test_threads_share_a_session(board: Board) -> None:
@@ -147,7 +148,7 @@ def test_words_that_a_trace_has(board: Board, tmp_path: Path) -> None:
     requests = {event.request for event in trace}
     assert requests >= {"open", "close", "pause", "BufRead", "SetRtc", "GetFlashId", "read", "sgpio_set"}
     for event in trace:
-        assert event in trace.all(f"{event.node}:{event.request}", **{**event.fields, **event.after})
+        assert Trace([event]).all(f"{event.node}:{event.request}", **{**event.fields, **event.after}) == [event]
 
 
 def strikes(board: Board, seed: int) -> List[bool]:

@@ -33,7 +33,7 @@ def test_a_wrong_marker(board):
 
 def test_board_fixture(pytester: pytest.Pytester) -> None:
     pytester.makepyfile(TESTS)
-    result = pytester.runpytest_subprocess("-n", "2", "-rA", "--zelboard-keep", "kept", "--strict-markers")
+    result = pytester.runpytest("-n", "2", "-rA", "--zelboard-keep", "kept", "--strict-markers")
     result.assert_outcomes(passed=3, failed=2, errors=1)
     kept = next((pytester.path / "kept").glob("test_board_fixture.py-test_board-2-*"))
     result.stdout.fnmatch_lines(["fixture board(slot='sfp') of *: *unexpected keyword argument 'slot'",
@@ -79,17 +79,17 @@ class TestMarkers:
 def test_what_is_kept(pytester: pytest.Pytester) -> None:
     pytester.makepyfile(FAILING)
     folder = pytester.path / "kept"
-    result = pytester.runpytest_subprocess("--zelboard-keep=kept")
+    result = pytester.runpytest("--zelboard-keep=kept")
     result.assert_outcomes(failed=3, passed=2, errors=2)
     result.stdout.fnmatch_lines(["fixture board(modules={3: 'nonesuch'}) of *::test_not_made: zelsim: MODULE: 'nonesuch' is neither *"])
     assert len([trace for trace in folder.glob("*/trace") if "test_id" in str(trace)]) == 3
     assert "SetAlarmLed" in (folder / "test_what_is_kept.py-test_teardown" / "trace").read_text()
     # The next run removes what this one has kept, and nothing else.
     (folder / "mine").mkdir()
-    pytester.runpytest_subprocess("--zelboard-keep=kept", "-k", "test_teardown")
+    pytester.runpytest("--zelboard-keep=kept", "-k", "test_teardown")
     assert {path.name for path in folder.iterdir()} == {"mine", ".zelboard", "test_what_is_kept.py-test_teardown"}
     (pytester.path / "plain").touch()
-    result = pytester.runpytest_subprocess("--zelboard-keep=plain/folder")
+    result = pytester.runpytest("--zelboard-keep=plain/folder")
     assert result.ret == pytest.ExitCode.USAGE_ERROR
     result.stderr.fnmatch_lines([f"ERROR: --zelboard-keep: {pytester.path}/plain is a file, no folder"])
 
@@ -170,19 +170,19 @@ def test_a_real_switch(board: Board, pytester: pytest.Pytester) -> None:
                           "--fast", "--board", "board", "--", "sh", "-c"])
     pytester.makepyfile(ON_A_SWITCH.replace("@FOLDER@", str(folder)))
     options = [f"--zelboard-run={command}", f"--zelboard-folder={folder}", "-rsA"]
-    result = pytester.runpytest_subprocess(*options)
+    result = pytester.runpytest(*options)
     result.assert_outcomes(passed=1, skipped=5)
     result.stdout.fnmatch_lines_random(["*port 5: plug a module, 1g-sx: takes hands, or a virtual board",
                                         "*fault gpio (only on a virtual board)", "*needs more than one switch",
                                         "SKIPPED * test_a_real_switch.py:*fault gpio*"])
     assert board.state.panel.alarm == 0
-    result = pytester.runpytest_subprocess(*options, "--zelboard-manual")
+    result = pytester.runpytest(*options, "--zelboard-manual")
     result.stdout.fnmatch_lines(["supply 2: make it failed: --zelboard-manual has no terminal to ask at"])
     pytester.makeconftest(PERSON.replace("@HOME@", there["ZELSIM_HOME"]))
-    result = pytester.runpytest_subprocess(*options, "--zelboard-manual")
+    result = pytester.runpytest(*options, "--zelboard-manual")
     result.assert_outcomes(passed=2, skipped=3, errors=1)
     result.stdout.fnmatch_lines(["supply 2: make it failed: not done, the switch tells: ac, not: failed"])
-    result = pytester.runpytest_subprocess("--zelboard-run=false", "-k", "as_it_is")
+    result = pytester.runpytest("--zelboard-run=false", "-k", "as_it_is")
     result.assert_outcomes(errors=1)
     result.stdout.fnmatch_lines(["false: no switch is reached: status 1; *Debian's package zelboard-tools*"])
 
@@ -197,7 +197,7 @@ def test_boards_of_a_module(board: Board, pytester: pytest.Pytester) -> None:
         ([], 4, [lost]),
         ([f"--zelboard-run={command}", "-k", "not wrong_slots"], 3, [lost, "*Board() is a virtual switch on every*"])]
     for options, passed, warned in runs:
-        result = pytester.runpytest_subprocess(*options)
+        result = pytester.runpytest(*options)
         result.assert_outcomes(passed=passed, failed=1, warnings=len(warned))
         result.stdout.fnmatch_lines_random(warned)
         kept = pytester.path / "zelboard-failed" / "test_boards_of_a_module.py-test_second" / "state.json"
@@ -207,11 +207,11 @@ def test_boards_of_a_module(board: Board, pytester: pytest.Pytester) -> None:
 def test_a_switch_that_is_not_reached(pytester: pytest.Pytester) -> None:
     count = pytester.path / "count"
     pytester.makepyfile("import pytest\n@pytest.mark.parametrize('number', range(20))\ndef test(board, number): pass\n")
-    result = pytester.runpytest_subprocess(f"--zelboard-run=sh -c 'echo >>{count}; exit 255'")
+    result = pytester.runpytest(f"--zelboard-run=sh -c 'echo >>{count}; exit 255'")
     result.assert_outcomes(errors=20)
     assert len(count.read_text()) < 6  # only the first test has tried
     for options, message in [(["--zelboard-target=telnet://x"], "--zelboard-target: 'telnet://x' is not like ssh://root@switch"),
                              (["--zelboard-target=ssh://x", "--zelboard-run=ssh x"], "--zelboard-target and run: *")]:
-        result = pytester.runpytest_subprocess(*options)
+        result = pytester.runpytest(*options)
         assert result.ret == pytest.ExitCode.USAGE_ERROR
         result.stderr.fnmatch_lines([f"ERROR: {message}"])
