@@ -587,16 +587,18 @@ print(os.getpid())
         zelsim("plug 5 1g-lx")
         zelsim("plug 6 copper")
         on_switch("debugCmd", "sgpio_set", "1", "1", "1")  # the position of the alarm LED, before the LED is set
-        for words in (("led", "set", "alarm", "on"), ("led", "set", "power1", "blink"), ("relay", "set", "1"),
-                      ("cage", "5", "--tx-disable", "off"), ("lamp-test", "1"), ("lamp-test", "3"),
-                      ("clock", "set", "2030-01-02T03:04:05")):
-            on_switch(ZELCTL, *words)
+        leds = ("system", "alarm", "ring master", "ring fail", "power 1", "power 2", *(f"speed {port}" for port in range(24, 28)))
+        words_of_leds = [led.replace("ring ", "ring-").replace(" ", "") for led in leds]
+        for words in (*(f"led set {led} blink" for led in words_of_leds), "relay set 1", "cage 5 --tx-disable off",
+                      "lamp-test 1", "lamp-test 3", "clock set 2030-01-02T03:04:05"):
+            on_switch(ZELCTL, *words.split())
         news = {}
         self.follow(news)
         eventually(lambda: any("clock" in text for _, text in self.told(news)))
         told = [(who.split("[")[0], text) for who, text in self.told(news)]
         self.assertEqual(told[2:-1], [
-            ("python3", "serial GPIO 1.1: off → on"), ("zelctl", "LED alarm: off → on"), ("zelctl", "LED power 1: off → blinking"),
+            ("python3", "serial GPIO 1.1: off → on"),
+            *(("zelctl", f"LED {led}: off → blinking") for led in leds),
             ("zelctl", "alarm relay: open → closed"), ("zelctl", "port 5: transmitter on"),
             ("zelctl", "lamp test, serial GPIO 5.3: off → on"), ("zelctl", "lamp test, serial GPIO 5.3: on → off")])
         self.assertRegex(told[-1][1], "clock: 20.* → 2030-01-02T03:04:05")
