@@ -20,4 +20,14 @@ bool write_image(int fd, std::span<const uint8_t> bytes, off_t at);
 /** Makes a stretch of the file zeros: a hole where the file system can. Returns false with errno. */
 bool make_hole(int fd, off_t at, off_t size);
 
+/** Throws Failure if the file cannot be opened. */
+int open_file(const std::string &path, int flags);
+
+/** Makes the image at `to` equal to the one at `from`. Where the file system can, they share their blocks. What was never
+ *  written stays a hole. Throws Failure. */
+void copy_image(int from, int to);
+
+/** Takes the room that copy_image() needs, so that a full disk leaves the old contents. Throws Failure. */
+void take_room_for(int from, int to);
+
 }  // namespace zelsim::tool
