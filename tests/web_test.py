@@ -588,10 +588,13 @@ print(os.getpid())
         zelsim("plug 5 1g-lx")
         zelsim("plug 6 copper")
         on_switch("debugCmd", "sgpio_set", "1", "1", "1")  # the position of the alarm LED, before the LED is set
-        leds = ("system", "alarm", "ring master", "ring fail", "power 1", "power 2", *(f"speed {port}" for port in range(24, 28)))
-        words_of_leds = [led.replace("ring ", "ring-").replace(" ", "") for led in leds]
-        for words in (*(f"led set {led} blink" for led in words_of_leds), "relay set 1", "cage 5 --tx-disable off",
-                      "lamp-test 1", "lamp-test 3", "clock set 2030-01-02T03:04:05"):
+        # The LEDs, and the positions in the chain: what follows there says the same.
+        leds = {"system": (1, 3), "alarm": (1, 1), "ring master": (2, 1), "ring fail": (2, 3), "power 1": (0, 1), "power 2": (0, 3),
+                "speed 24": (12, 1), "speed 25": (12, 3), "speed 26": (4, 1), "speed 27": (4, 3)}
+        for led, (group, bit) in leds.items():
+            word = led.replace("ring ", "ring-").replace(" ", "")
+            on_switch("sh", "-c", f"{ZELCTL} led set {word} blink && debugCmd sgpio_set {group} {bit} 2")
+        for words in ("relay set 1", "cage 5 --tx-disable off", "lamp-test 1", "lamp-test 3", "clock set 2030-01-02T03:04:05"):
             on_switch(ZELCTL, *words.split())
         news = {}
         self.follow(news)
