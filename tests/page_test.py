@@ -184,7 +184,7 @@ class Page(Server):
             daemon.terminate()
         # A firmware update colours the map while it runs.
         self.click("#tab-flash")
-        with self.update(80000) as update:
+        with self.update(800000) as update:
             self.find("[data-sector='288']:is(.full, .part)")
             self.assertIsNone(update.poll(), "the map had no colour before the end")
             self.says("#writing", "Writing Image 2")
@@ -195,18 +195,18 @@ class Page(Server):
             # How far the file is stands where nobody needs to scroll, whatever tab is open.
             self.click("#tab-requests")
             self.says("#writing-now", "firmware.bin by zelctl")
-            self.says("#writing-now", " of 625 KB · ")
+            self.says("#writing-now", " of 6.1 MB · ")
             self.says("#writing-now", " left")
             self.find("#lines li.flash")
             # The open sheet of a narrow page hides the bar, and has one of its own.
             self.resize(390, 844)
             self.shows("#sheet-writing")
-            self.assertIn(" of 625 KB · ", self.text("#sheet-writing"))
+            self.assertIn(" of 6.1 MB · ", self.text("#sheet-writing"))
             self.kill_inside_a_write(update)
         self.hides("#sheet-writing")
         # Above the map stands that the update was not done.
         self.comes("return RegExp(arguments[0]).test(document.querySelector('#writing').textContent)",
-                   r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 640000 bytes of firmware.bin$")
+                   r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 6400000 bytes of firmware.bin$")
         self.resize(1440, 900)
         self.hides("#writing-now")
         self.assert_no_complaints()
@@ -388,18 +388,13 @@ class Page(Server):
             # Others know it, too.
             writing = json.loads(self.ask("/api/flash")[1])["writing"]
             self.assertEqual((writing["program"][:7], writing["region"]), ("zelctl[", "Image 2"))
-            eventually(lambda: "zelctl[" in self.ask("/api/save", '{"state": "now"}')[1])
+            self.stop_inside_a_write(update)
+            self.assertIn("zelctl[", self.ask("/api/save", '{"state": "now"}')[1])
             self.keys("s")
             self.find("#states input:focus")
             self.keys("now", Keys.ENTER)
-            # Between two requests of the program it is done, and tried again under another name.
-            again = "const name = document.querySelector('#states input'); name.value = 'at-' + Date.now(); name.form.requestSubmit()"
-
-            def is_refused():
-                time.sleep(0.3)
-                return "is in a request: try again when it is done" in self.text("#states form .refusal") or self.on_page(again)
-
-            eventually(is_refused)
+            self.says("#states form .refusal", "is in a request: try again when it is done")
+            update.send_signal(signal.SIGCONT)
             zelsim("set supply 2 dc")
             self.says("#foot", "set supply 2 dc")
             self.shows("#states form .refusal")
@@ -968,6 +963,7 @@ class Page(Server):
         # An act whose things were changed again waits for the later one.
         for line in ("plug 1 1g-cx", "plug 3 1g-sx", "set los 3 1", "plug 1 10g-lr", "plug 1 10g-lr", "fit 3 sfp"):
             zelsim(line)
+        self.find("#activity [aria-label='Undo: zelsim fit 3 sfp']")  # an act that comes after a refusal ends it
         for earlier, later in (("plug 1 1g-cx", "plug 1 10g-lr"), ("plug 3 1g-sx", "set loss-of-signal 3 1")):
             button = f"#activity [aria-label='Undo: zelsim {earlier}'][aria-disabled]"
             self.find(button)

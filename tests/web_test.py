@@ -72,8 +72,8 @@ class Server(unittest.TestCase):
             self.assertEqual(self.server.stdout.read(), "")
         self.server.stdout.close()
 
-    def kill_inside_a_write(self, writer):
-        """Kills a program that writes to the flash in the middle of a write. Between two of them it leaves nothing unfinished."""
+    def stop_inside_a_write(self, writer):
+        """Stops a program that writes to the flash in the middle of a write. Between two of them it leaves nothing unfinished."""
 
         def stands_inside():
             writer.send_signal(signal.SIGSTOP)
@@ -84,6 +84,9 @@ class Server(unittest.TestCase):
             return False
 
         eventually(stands_inside)
+
+    def kill_inside_a_write(self, writer):
+        self.stop_inside_a_write(writer)
         writer.kill()
 
     def ask(self, path, body=None, **headers):
