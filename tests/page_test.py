@@ -239,17 +239,15 @@ class Page(Server):
         zelsim("plug 3 1g-sx")
         on_switch(ZELCTL, "flash", "erase", "0x1200000", "--yes")
         self.find("[data-part=port3][aria-label*='1g-sx']")
-        self.click("#tab-commands")
-        self.find("[data-key='flash erase']")
         for where, act, named in ((None, "#inspector .apart button:nth-of-type(1)", "1g-sx in port 3"),
                                   (None, "#inspector .apart button:nth-of-type(2)", "1 sector erase"),
-                                  ("slot1", "#inspector [value=none]", "1g-sx in port 3"),
+                                  ("[data-part=slot1]", "#inspector [value=none]", "1g-sx in port 3"),
                                   (None, "#inspector [value=none]", "Undo brings the board and its modules back"),
-                                  (None, "[data-key='flash erase'] button", "1 sector erase"),
+                                  ("#tab-commands", "[data-key='flash erase'] button", "1 sector erase"),
                                   (None, "[data-key=reset] button", "1g-sx in port 3")):
             with self.subTest(act=act):
                 if where:
-                    self.select(where)
+                    self.click(where)
                 before = zelsim("show --json").split('"clock"')[0]
                 self.click(act)
                 self.says("dialog.confirm[open]", named)
@@ -359,7 +357,8 @@ class Page(Server):
         self.goes("dialog[open]")
         # Where nothing goes, the question says so.
         zelsim("flash erase")
-        self.open("?tab=flash")
+        self.keys(Keys.ESCAPE)
+        self.click("#tab-flash")
         self.says("#flash-scale", "no sector was erased yet")
         self.click("#inspector .apart button:nth-of-type(2)")
         self.says("dialog.confirm[open]", "The flash is erased already.")
@@ -549,7 +548,7 @@ class Page(Server):
 
     def refuse_port_5(self, port=55):
         """Acts on port 5 go to a port that is none, or has no cage, whatever the page knows."""
-        self.on_page(r"""const real = fetch; const [port] = arguments; const moved = (body) => body.replace(/"port":("?)5\b/, `"port":$1${port}`);
+        self.on_page(r"""window.real = fetch; const [port] = arguments; const moved = (body) => body.replace(/"port":("?)5\b/, `"port":$1${port}`);
                      window.fetch = (path, options) => real(path, options?.body ? {...options, body: moved(options.body)} : options)""", port)
 
     def test_refusals_are_seen_where_the_act_was(self):
@@ -585,7 +584,7 @@ class Page(Server):
         self.says("#inspector [data-key=refusal-rx_power5]", "'55' is not")
         self.holds("[name=rx_power5]", before)
         # A slider that has the focus follows what is done elsewhere, and a key goes on from there.
-        self.open("?select=port5")
+        self.on_page("window.fetch = real")
         for name, line, values in (("temperature5", "set module-temperature 5", (50, 50.5, 20, 20.5)),
                                    ("voltage5", "set voltage 5", (3.1, 3.11, 3.4, 3.41))):
             slider = f"#inspector [name={name}]"
@@ -616,7 +615,8 @@ class Page(Server):
         self.assertEqual(at(), held)
         ActionChains(self.browser).release().perform()
         eventually(lambda: at() == 3.05)
-        self.open("?select=port5,port6")
+        self.focus("[data-part=port6]")
+        self.keys(Keys.SPACE)
         self.refuse_port_5(9)
         self.click("#inspector [name=los-all][value='1']")
         self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: 9 has no cage")
@@ -648,9 +648,10 @@ class Page(Server):
             self.assertNotIn(other, self.text("dialog.confirm[open]"))
             self.keys(Keys.ESCAPE)
             self.goes("dialog.confirm[open]")
-        for _ in range(2):
-            eventually(lambda: self.on_page(names) == ["a1", "b2", "b10", "default"])
-            self.browser.refresh()
+        are_by_name = lambda: self.on_page(names) == ["a1", "b2", "b10", "default"]
+        eventually(are_by_name)
+        self.browser.refresh()
+        eventually(are_by_name)
         # The first stop of the tab key leads to the boards. A refusal stands beside its form; a board that was made has the focus.
         self.find("#boards li")
         self.focus(".skip")
@@ -829,15 +830,13 @@ class Page(Server):
 
     def test_tabs_are_filled_however_they_are_reached(self):
         zelsim("plug 3 1g-sx")
-        tabs = (("activity", 4, "#activity li"), ("commands", 5, "#commands form"), ("faults", 3, "#fault-form select"))
-        for name, _, content in tabs:
-            self.open(f"?tab={name}")
-            self.shows(content)
-        for way in (lambda name, _: self.click(f"#tab-{name}"), lambda _, number: self.keys(str(number))):
-            self.open("?tab=requests")
-            for name, number, content in tabs:
+        tabs = [("activity", 4, "#activity li"), ("commands", 5, "#commands form"), ("faults", 3, "#fault-form select")]
+        ways = [lambda name, _: self.open(f"?tab={name}"), lambda name, _: self.click(f"#tab-{name}"), lambda _, number: self.keys(str(number))]
+        for _ in ways:
+            for way, (name, number, content) in zip(ways, tabs):
                 way(name, number)
                 self.shows(content)
+            tabs.append(tabs.pop(0))
 
     def test_focus_stays_near_what_goes(self):
         self.open("")
@@ -1397,7 +1396,10 @@ class Page(Server):
 
     def test_the_arrow_keys_on_the_panel(self):
         """The same moves at each width: along the rows of ports over all slots, up to the headers, left to LEDs and supplies."""
-        self.open("")
+        # A port without a board has no place: its slot is marked.
+        self.open("?select=port20")
+        self.find("[data-part=slot3].holds-selected")
+        self.keys(Keys.ESCAPE)
         right, left, up, down = Keys.ARROW_RIGHT, Keys.ARROW_LEFT, Keys.ARROW_UP, Keys.ARROW_DOWN
         moves = ((right, ("port0", "port2", "port4", "port6", "port8", "port10", "port12", "port14", "port24", "port26", "port26")),
                  (left, ("port27", "port25", "port15", "port13", "port11", "port9", "port7", "port5", "port3", "port1", "supply2",
@@ -1419,9 +1421,6 @@ class Page(Server):
         # Three ports are selected for one act.
         self.keys("p", Keys.SPACE, right, Keys.SPACE, right, Keys.SPACE)
         self.says("#inspector", "ports 0, 2, 4.")
-        # A port without a board has no place: its slot is marked.
-        self.open("?select=port20")
-        self.find("[data-part=slot3].holds-selected")
 
     def test_escape_ends_a_drag(self):
         self.open("")
@@ -1440,7 +1439,9 @@ class Page(Server):
         self.assertNotIn("1g-lx", zelsim("show --json"))
 
     def test_a_module_is_dragged_and_the_address_remembers(self):
-        self.open("")
+        self.open("?tab=flash&select=slot9,sector512,port6")
+        self.find("#tab-flash[aria-selected=true]")
+        self.find("[data-part=port6][aria-pressed=true]")
         self.click("#bar-acts button")
         module = self.element("#catalogue [data-key='100fx']")
         ActionChains(self.browser).drag_and_drop(module, self.element("[data-part=port6]")).perform()
@@ -1452,9 +1453,6 @@ class Page(Server):
             module = self.element("#catalogue [data-key='100fx']")
             ActionChains(self.browser).drag_and_drop(module, self.element(target)).perform()
             self.says(place, words)
-        self.open("?tab=flash&select=slot9,sector512,port6")
-        self.find("#tab-flash[aria-selected=true]")
-        self.find("[data-part=port6][aria-pressed=true]")
         for width, height in ((390, 844), (768, 1024), (1024, 768), (1440, 900)):
             self.resize(width, height)
             size = self.on_page(
@@ -1480,11 +1478,14 @@ class Page(Server):
             const top = (selector) => document.querySelector(selector).getBoundingClientRect().top;
             return part.bottom > Math.min(top('#inspector'), top('#foot')) ||
                 part.top < document.querySelector('#bar').getBoundingClientRect().bottom"""
-        self.open("")
         for width, height in ((360, 640), (390, 844), (640, 800)):
             with self.subTest(width=width):
                 self.resize(width, height)
-                self.find("[data-part=port23]")
+                self.open("?select=port23")
+                self.find("#inspector.chosen [data-key=plugging]")
+                eventually(lambda: not self.on_page(covered, "port23"))
+                self.keys(Keys.ESCAPE)
+                self.goes("#inspector.chosen")
                 self.assertEqual(self.on_page(sideways), [])
                 port, text = self.on_page(smallest)
                 self.assertGreaterEqual(port, 24)
@@ -1502,9 +1503,7 @@ class Page(Server):
                     part = self.on_page("return document.activeElement.dataset.part")
                     eventually(lambda: not self.on_page(covered, part))
                 self.assertEqual(self.on_page(sideways), [])
-                self.open("?select=port23")
-                self.find("#inspector.chosen [data-key=plugging]")
-                eventually(lambda: not self.on_page(covered, "port23"))
+                self.select("port23")
                 self.keys("c")
                 self.find("#catalogue .module")
                 self.assertEqual(self.on_page(sideways), [])
@@ -1523,9 +1522,6 @@ class Page(Server):
 
     def test_a_narrow_page_opens_its_tabs_as_a_sheet(self):
         self.resize(390, 844)
-        self.open("")
-        self.hides("#requests-text")
-        self.goes("#dock [aria-selected=true]")
         # An address with a tab opens its sheet, and so does a reload.
         self.open("?tab=faults")
         self.shows("#fault-form select")
@@ -1535,6 +1531,8 @@ class Page(Server):
         self.browser.refresh()
         self.find("[data-part=port0]")
         self.hides("#fault-form")
+        self.hides("#requests-text")
+        self.goes("#dock [aria-selected=true]")
         for way in (lambda: self.click(".close-sheet"), lambda: self.keys(Keys.ESCAPE)):
             self.click("#tab-faults")
             self.shows("#fault-form select")

@@ -1268,7 +1268,7 @@ class Limits(Server):
         for connection in deaf + [slow]:
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
             connection.connect(("127.0.0.1", self.port))
-            connection.sendall(asked * 100 if connection is not slow else asked * 9 + asked[:-2] + b"Connection: close\r\n\r\n")
+            connection.sendall(b"GET / HTTP/1.1\r\nHost: localhost\r\n\r\n" * 200 if connection is not slow else asked * 9 + asked[:-2] + b"Connection: close\r\n\r\n")
         for _ in range(3):  # from when they are busy to when their sockets take no more
             self.assertLess(slowest(), 1)
             time.sleep(0.5)
