@@ -220,9 +220,23 @@ function form(command) {
   );
 }
 
+const drawnOf = {}; // what each form was drawn of, by action
+
+/** A command's form. The one on the page stays if nothing that it shows has changed: there are many, and a board changes often. */
+function formNow(command) {
+  const {action, fields} = command;
+  const control = controlOf(action);
+  const choices = fields.map(({field, values}) => choicesOf(field, values));
+  const states = [isUntouched(command), pendingValue(control), refusalOf(control), isAway()];
+  const shown = JSON.stringify([valuesOf(action, fields), choices, states]);
+  if (drawnOf[action] === shown) return find(`#commands > [data-key="${action}"]`);
+  drawnOf[action] = shown;
+  return form(command);
+}
+
 function show() {
   if (!known.actions || !known.board || !dock.isOpen('commands')) return;
-  patch(find('#commands'), known.actions.map(form));
+  patch(find('#commands'), known.actions.map(formNow));
 }
 
 /** A command line, as an action with its fields; null for an unknown command. */
