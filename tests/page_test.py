@@ -136,10 +136,14 @@ class Page(Server):
     def holds(self, selector, value):
         self.comes("return document.querySelector(arguments[0])?.value === arguments[1]", selector, value)
 
+    def pointer(self):
+        """Moves in one step. By default it would take a quarter of a second and many steps for each move."""
+        return ActionChains(self.browser, duration=20)
+
     def hover(self, selector):
         def is_reached():
             try:
-                ActionChains(self.browser).move_to_element(self.element(selector)).perform()
+                self.pointer().move_to_element(self.element(selector)).perform()
                 return True
             except StaleElementReferenceException:
                 return False
@@ -455,7 +459,7 @@ class Page(Server):
         zelsim("fail i2c:BufRead@0x9e --result busy")
         self.open("?tab=requests&result=fault")
         standing = "fault 1 strikes first at all of 'i2c:BufRead@0x9"
-        strikes = lambda: json.loads(zelsim("show --json"))["faults"][0]["hits"]
+        strikes = lambda: json.loads(self.ask("/api/faults")[1])["faults"][0]["hits"]
 
         def stays(place):
             self.says(place, standing)
@@ -607,13 +611,13 @@ class Page(Server):
             eventually(lambda: at() == values[3])
         # While it is dragged it stays under the pointer.
         self.on_page("document.querySelector('#inspector [name=voltage5]').scrollIntoView({block: 'center'})")
-        ActionChains(self.browser).click_and_hold(self.element("#inspector [name=voltage5]")).move_by_offset(20, 0).perform()
+        self.pointer().click_and_hold(self.element("#inspector [name=voltage5]")).move_by_offset(20, 0).perform()
         eventually(lambda: at() != values[3] and self.text("#notices") == f"zelsim set voltage 5 {at():g}")
         held = at()
         zelsim("set voltage 5 3.05")
         time.sleep(0.3)
         self.assertEqual(at(), held)
-        ActionChains(self.browser).release().perform()
+        self.pointer().release().perform()
         eventually(lambda: at() == 3.05)
         self.focus("[data-part=port6]")
         self.keys(Keys.SPACE)
@@ -899,7 +903,7 @@ class Page(Server):
         self.assertEqual(self.acts(), acts)
         # A click does what its row says, and once.
         for _ in range(3):
-            ActionChains(self.browser).click().perform()
+            self.pointer().click().perform()
         self.says("#activity-new", "2 new")
         self.find("#activity [aria-label='Undone: zelsim set busy 1']")
         self.assertEqual(self.acts(), acts)
@@ -918,7 +922,7 @@ class Page(Server):
         eventually(lambda: self.acts() == ["zelsim set temperature 30", "undone: set temperature 52", *acts])
         # In the line at the bottom a second click meets the act that the first has undone.
         self.hover("#foot button[title='Undo (u)']")
-        ActionChains(self.browser).double_click().perform()
+        self.pointer().double_click().perform()
         self.says("#foot .undo", "Undone")
         self.hover("#tab-activity")
         self.says("#foot", "undone: set temperature 30")
@@ -1349,7 +1353,7 @@ class Page(Server):
         self.open("")
         self.hover("[data-part=port5]")
         self.shows("#card")
-        ActionChains(self.browser).click().perform()
+        self.pointer().click().perform()
         self.hides("#card")
         self.hover("[data-part=port6]")
         self.shows("#card")
@@ -1428,11 +1432,11 @@ class Page(Server):
             self.click("#bar-acts button")
             self.shows("#catalogue [data-key='1g-lx']")
             module = self.element("#catalogue [data-key='1g-lx']")
-            ActionChains(self.browser).click_and_hold(module).move_to_element(self.element(f"[data-part=port{target}]")).perform()
+            self.pointer().click_and_hold(module).move_to_element(self.element(f"[data-part=port{target}]")).perform()
             self.find(".place.target")
             self.keys(Keys.ESCAPE)
             self.goes(".ghost, .place.target")
-            ActionChains(self.browser).release().perform()
+            self.pointer().release().perform()
             self.goes("#panel.placing")
             self.shows("#catalogue")
             self.keys(Keys.ESCAPE)
@@ -1444,14 +1448,14 @@ class Page(Server):
         self.find("[data-part=port6][aria-pressed=true]")
         self.click("#bar-acts button")
         module = self.element("#catalogue [data-key='100fx']")
-        ActionChains(self.browser).drag_and_drop(module, self.element("[data-part=port6]")).perform()
+        self.pointer().drag_and_drop(module, self.element("[data-part=port6]")).perform()
         self.find("[data-part=port6][aria-label*='100fx']")
         # Where nothing can be plugged it is said why.
         self.click("#bar-acts button")
         for target, place, words in (("[data-part=port9]", "#inspector [data-key=refusal-plug9]", "port: 9 has no cage"),
                                      ("#strip", "#catalogue [role=status]", "100fx was dropped beside the cages")):
             module = self.element("#catalogue [data-key='100fx']")
-            ActionChains(self.browser).drag_and_drop(module, self.element(target)).perform()
+            self.pointer().drag_and_drop(module, self.element(target)).perform()
             self.says(place, words)
         for width, height in ((390, 844), (768, 1024), (1024, 768), (1440, 900)):
             self.resize(width, height)
