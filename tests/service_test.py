@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """The monitor as a service: entries of the journal, a command for each event, and the unit: service_test.py BUILD."""
+import itertools
 import os
 import re
 import shutil
@@ -105,13 +106,14 @@ def more_events_than_may_wait(folder):
     with open(f"{folder}/complaints", "w", encoding="utf-8") as complaints:
         watcher = monitor("--exec", "sleep 99", "--exec-limit", "86400", stdout=subprocess.DEVNULL, stderr=complaints)
 
+    states = itertools.cycle(("few", "many"))
+
     # Opened anew each time: a position that the monitor shares would move where it writes.
     def said():
         return open(f"{folder}/complaints", encoding="utf-8").read()
 
     def too_many():
-        zelsim("load few")
-        zelsim("load many")
+        zelsim(f"load {next(states)}")
         return "zelctl: --exec: too many events wait: nothing is run on: " in said()
 
     wait_for("event too many", too_many)
