@@ -151,8 +151,7 @@ class Page(Server):
         eventually(is_reached)
 
     def keys(self, *keys):
-        for key in keys:
-            ActionChains(self.browser).send_keys(key).perform()
+        ActionChains(self.browser).send_keys(*keys).perform()
 
     def resize(self, width, height):
         self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
@@ -1030,17 +1029,27 @@ class Page(Server):
         self.says("#foot", "zelsim reset")
         self.goes("#foot .refusal")
 
-    def test_a_bad_name_of_a_state_is_said_in_words(self):
+    def test_states_by_keyboard(self):
         self.open("")
+        zelsim("save before")
         self.keys("s")
+        # The focus stays in the list.
+        forget = "#states [data-key=before] .danger"
+        self.focus(forget)
+        self.keys(Keys.ENTER)
+        self.find("dialog.confirm[open]")
+        self.keys(Keys.TAB, Keys.ENTER)
+        self.goes(forget)
         self.find("#states input:focus")
+        # A bad name is said in words.
         self.keys("two words", Keys.ENTER)
         self.says("#states form .refusal", "'two words' is no name (letters, digits,")
         self.keys("s")
         self.goes("#states form .refusal")
 
     def test_going_back_loses_the_sectors_that_differ(self):
-        self.open("")
+        self.open("?select=sector300")
+        self.says("#inspector .hex", "ff ff")
         image = f"{self.home}/image"
         with open(image, "wb") as file:
             file.write(b"kept")
@@ -1070,18 +1079,6 @@ class Page(Server):
         zelsim("heal")
         write("0x600000")
         self.says("dialog.confirm[open]", "2 sectors of the flash")
-
-    def test_focus_stays_in_a_list_of_states(self):
-        self.open("")
-        zelsim("save before")
-        self.keys("s")
-        forget = "#states [data-key=before] .danger"
-        self.focus(forget)
-        self.keys(Keys.ENTER)
-        self.find("dialog.confirm[open]")
-        self.keys(Keys.TAB, Keys.ENTER)
-        self.goes(forget)
-        self.find("#states input:focus")
 
     def test_alarms_that_hold_and_those_that_were(self):
         self.open("")
@@ -1157,7 +1154,7 @@ class Page(Server):
         # Whoever scrolls up sees the earlier ones, and new ones wait.
         eventually(is_scrolled_to_the_first)
         drawn = len(numbers())
-        on_switch(ZELCTL, "ports")
+        on_switch(ZELCTL, "temperature")
         self.click("#requests-new:not([hidden])")
         eventually(lambda: len(numbers()) < drawn)
         eventually(lambda: numbers()[-1] == told())
@@ -1196,7 +1193,7 @@ class Page(Server):
         self.keys(Keys.ENTER)
         self.find("#lines .details")
         # A line that is read keeps the focus while others come.
-        on_switch(ZELCTL, "ports")
+        on_switch(ZELCTL, "temperature")
         self.shows("#requests-new")
         self.assertEqual(self.on_page(number), newest)
         self.click("#requests-new")
@@ -1359,6 +1356,21 @@ class Page(Server):
         self.shows("#card")
         self.keys("c")
         self.hides("#card")
+        self.keys(Keys.ESCAPE)
+        # Escape ends a drag.
+        for target in ("2", "6"):
+            self.click("#bar-acts button")
+            self.shows("#catalogue [data-key='1g-lx']")
+            module = self.element("#catalogue [data-key='1g-lx']")
+            self.pointer().click_and_hold(module).move_to_element(self.element(f"[data-part=port{target}]")).perform()
+            self.find(".place.target")
+            self.keys(Keys.ESCAPE)
+            self.goes(".ghost, .place.target")
+            self.pointer().release().perform()
+            self.goes("#panel.placing")
+            self.shows("#catalogue")
+            self.keys(Keys.ESCAPE)
+        self.assertNotIn("1g-lx", zelsim("show --json"))
 
     def test_by_keyboard_alone(self):
         self.open("")
@@ -1425,22 +1437,6 @@ class Page(Server):
         # Three ports are selected for one act.
         self.keys("p", Keys.SPACE, right, Keys.SPACE, right, Keys.SPACE)
         self.says("#inspector", "ports 0, 2, 4.")
-
-    def test_escape_ends_a_drag(self):
-        self.open("")
-        for target in ("2", "6"):
-            self.click("#bar-acts button")
-            self.shows("#catalogue [data-key='1g-lx']")
-            module = self.element("#catalogue [data-key='1g-lx']")
-            self.pointer().click_and_hold(module).move_to_element(self.element(f"[data-part=port{target}]")).perform()
-            self.find(".place.target")
-            self.keys(Keys.ESCAPE)
-            self.goes(".ghost, .place.target")
-            self.pointer().release().perform()
-            self.goes("#panel.placing")
-            self.shows("#catalogue")
-            self.keys(Keys.ESCAPE)
-        self.assertNotIn("1g-lx", zelsim("show --json"))
 
     def test_a_module_is_dragged_and_the_address_remembers(self):
         self.open("?tab=flash&select=slot9,sector512,port6")
@@ -1518,8 +1514,9 @@ class Page(Server):
                 part = self.on_page("return document.activeElement.dataset.part")
                 self.assertFalse(self.on_page(covered.replace("#inspector", "#catalogue"), part), part)
                 self.keys(Keys.ESCAPE, Keys.ESCAPE)
-                self.open("?select=sector300")
-                self.find("#inspector .hex")
+                self.click("#tab-flash")
+                self.click("[data-sector='300']")
+                self.shows("#inspector .hex")
                 self.assertEqual(self.on_page(sideways), [])
                 self.click(".closes-sheet")
                 self.says("#inspector h2", "Board default")
