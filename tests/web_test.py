@@ -111,6 +111,8 @@ class Server(unittest.TestCase):
         def read():
             with page.makefile(encoding="utf-8") as lines:
                 for line in lines:
+                    if line.startswith("event: "):
+                        news["event"] = line[7:-1]
                     if not line.startswith("data: "):
                         continue
                     for name, value in json.loads(line[6:]).items():
@@ -1190,6 +1192,8 @@ class Limits(Server):
         return int(line[:3] or 0)
 
     def test_bodies(self):
+        quiet = {}
+        self.follow(quiet)
         chunk = b"1000\r\n" + b" " * 0x1000 + b"\r\n"
         chunked = b"Transfer-Encoding: chunked\r\n\r\n"
         for name, status, rest in (("none", 200, b"\r\n"),
@@ -1211,6 +1215,7 @@ class Limits(Server):
                 self.assertEqual(self.status(connection), status)
         with self.head("BREW / HTTP/1.1", b"Connection: close\r\n\r\n") as connection, connection.makefile() as answer:
             self.assertIn('"error": "request: not understood"', answer.read())
+        eventually(lambda: quiet.get("event") == "alive")  # meanwhile there was no news
 
     def test_a_body_is_awaited_when_the_client_waits_for_leave(self):
         connection = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
