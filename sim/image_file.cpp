@@ -17,8 +17,6 @@
 namespace zelsim::tool {
 namespace {
 
-[[noreturn]] void fail_to(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
-
 /** Calls `work` with the place and size of each piece of a file that is no hole. */
 template <typename Work>
 void for_each_piece(int fd, Work work) {
@@ -60,6 +58,8 @@ void check_copy(bool done) {
 }
 
 }  // namespace
+
+void fail_to(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
 
 int open_file(const std::string &path, int flags) {
   int fd = open(path.c_str(), flags | O_CLOEXEC, 0644);

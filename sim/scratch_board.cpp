@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 
 #include "image_file.h"
@@ -20,12 +18,12 @@ namespace fs = std::filesystem;
 void copy_board(const OpenBoard &board, const std::string &folder) {
   sys::File from(open_file(board.folder.native() + kFlashFile, O_RDONLY));
   sys::File to(open_file(folder + kFlashFile, O_RDWR | O_CREAT));
-  bool is_made = ftruncate(to.get(), kFlashSize) == 0;
-  if (is_made) copy_image(from.get(), to.get());
+  if (ftruncate(to.get(), kFlashSize) != 0) fail_to("copy the board to " + folder);
+  copy_image(from.get(), to.get());
   std::ofstream state(folder + kStateFile, std::ios::binary);
   state.write(reinterpret_cast<const char *>(board.attached->board), sizeof(Board)).flush();
-  is_made = is_made && state.good() && truncate((folder + kStateFile).c_str(), kStateFileSize) == 0;
-  if (!is_made) throw Failure("cannot copy the board to " + folder + ": " + std::strerror(errno));
+  bool is_whole = state.good() && truncate((folder + kStateFile).c_str(), kStateFileSize) == 0;
+  if (!is_whole) fail_to("copy the board to " + folder);
 }
 
 void attach_copy(const std::string &folder, Attached *attached) {
@@ -37,7 +35,7 @@ void attach_copy(const std::string &folder, Attached *attached) {
 
 ScratchBoard::ScratchBoard(const std::string &name) : folder_(fs::temp_directory_path() / "zelsim-XXXXXX") {
   OpenBoard board = look_at(name);
-  if (mkdtemp(folder_.data()) == nullptr) throw Failure("cannot make " + folder_ + ": " + std::strerror(errno));
+  if (mkdtemp(folder_.data()) == nullptr) fail_to("make " + folder_);
   try {
     copy_board(board, folder_);
     attach_copy(folder_, &attached_);

@@ -31,8 +31,6 @@ namespace fs = std::filesystem;
 
 fs::path states_of(const fs::path &folder) { return folder / kStatesFolder; }
 
-[[noreturn]] void fail_with(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
-
 /** The board of the command. Removes what killed commands have left among its states. */
 AttachedBoard board_with_states(const std::string &name) {
   AttachedBoard board = attach_board(name);
@@ -119,7 +117,7 @@ void write_state(const Board &board, const std::string &file) {
   copy_saved_part(board, *saved);
   std::ofstream state(file, std::ios::binary);
   state.write(reinterpret_cast<const char *>(saved.get()), sizeof(Board)).flush();
-  if (!state) fail_with("write " + file);
+  if (!state) fail_to("write " + file);
 }
 
 /** Renames a fresh folder. If another one has the name already, the two exchange their names. */
@@ -194,7 +192,7 @@ void save_state(const CommandLine &line) {
   FreshFolder fresh(states_of(folder));
   sys::File from(open_file(folder.native() + kFlashFile, O_RDONLY));
   sys::File to(open_file(fresh.path() + kFlashFile, O_RDWR | O_CREAT));
-  if (ftruncate(to.get(), kFlashSize) != 0) fail_with("write the flash image");
+  if (ftruncate(to.get(), kFlashSize) != 0) fail_to("write the flash image");
   {
     Quiet quiet(*attached->board);
     finish_loading(folder, *attached->board);
