@@ -6,6 +6,7 @@
 #include "board.h"
 #include "diagnostics.h"
 #include "rules.h"
+#include "shared_mutex.h"
 #include "system_calls.h"
 
 // The mapping of a board, its lock and the count of its changes.
@@ -37,19 +38,6 @@ int open_in(const char *folder, const char *file, int flags, mode_t mode = 0) {
 
 }  // namespace
 
-void make_shared_mutex(pthread_mutex_t &mutex, int type) {
-  pthread_mutexattr_t kind;
-  pthread_mutexattr_init(&kind);
-  pthread_mutexattr_settype(&kind, type);
-  pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
-  pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
-  if (pthread_mutex_init(&mutex, &kind) == ENOTSUP) {  // an emulator of another processor has no robust mutexes
-    pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_STALLED);
-    pthread_mutex_init(&mutex, &kind);
-  }
-  pthread_mutexattr_destroy(&kind);
-}
-
 bool attach(const char *folder, Attached *attached, char *why, size_t why_size) {
   sys::File state(open_in(folder, kStateFile, O_RDWR));
   sys::File flash(open_in(folder, kFlashFile, O_RDONLY));
@@ -61,7 +49,7 @@ bool attach(const char *folder, Attached *attached, char *why, size_t why_size) 
   // The file lock lives as long as the mapping, even after the descriptor is closed. A process that is alone on the board
   // makes the mutex anew: after a crash of the machine, or in a copied folder, it may be locked by a process that is gone.
   bool alone = flock(state.get(), LOCK_EX | LOCK_NB) == 0;
-  if (!alone) flock(state.get(), LOCK_SH);
+  if (!alone) sys::lock_file(state.get(), LOCK_SH);
   void *board = mmap(nullptr, kStateFileSize, PROT_READ | PROT_WRITE, MAP_SHARED, state.get(), 0);
   void *image = mmap(nullptr, kFlashSize, PROT_READ, MAP_SHARED, flash.get(), 0);
   if (board == MAP_FAILED || image == MAP_FAILED) {
@@ -75,7 +63,7 @@ bool attach(const char *folder, Attached *attached, char *why, size_t why_size) 
   attached->inverted_flash = static_cast<const uint8_t *>(image);
   if (alone) {
     make_shared_mutex(attached->board->mutex);
-    flock(state.get(), LOCK_SH);
+    sys::lock_file(state.get(), LOCK_SH);
   }
   return true;
 }
@@ -126,7 +114,7 @@ void await_change(Board &board, uint32_t seen, const timespec &at_most) {
 }
 
 Guard::Guard(Board &board, Intent intent) : board_(board), intent_(intent) {
-  bool holder_has_died = pthread_mutex_lock(&board_.mutex) == EOWNERDEAD;
+  bool holder_has_died = lock_shared_mutex(board_.mutex) == EOWNERDEAD;
   if (holder_has_died) recover_lock(board_);
 }
 

@@ -24,9 +24,6 @@ struct Attached {
 bool attach(const char *folder, Attached *attached, char *why, size_t why_size);
 void detach(const Attached &attached);
 
-/** Makes a mutex in shared memory. Its holder may die. */
-void make_shared_mutex(pthread_mutex_t &mutex, int type = PTHREAD_MUTEX_NORMAL);
-
 /** The board that ZELSIM_BOARD_DIR names at the first call of this process. Null if there is none: errno is 0 if the
  *  variable is not set. If the board is unusable, errno is ENXIO, and the first call prints a line on stderr. */
 const Attached *environment_board();

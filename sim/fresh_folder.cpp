@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "system_calls.h"
 #include "tool.h"
 
 namespace zelsim::tool {
@@ -28,7 +29,7 @@ LockedFolder::~LockedFolder() {
 
 bool LockedFolder::try_to_own() { return fd_ >= 0 && flock(fd_, LOCK_EX | LOCK_NB) == 0; }
 
-void LockedFolder::own() { flock(fd_, LOCK_EX); }
+void LockedFolder::own() { sys::lock_file(fd_, LOCK_EX); }
 
 FreshFolder::FreshFolder(const fs::path &parent) {
   std::error_code ignored;

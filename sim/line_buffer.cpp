@@ -3,6 +3,8 @@
 #include <errno.h>
 #include <sys/mman.h>
 
+#include "shared_mutex.h"
+
 namespace zelsim {
 
 LineBuffer *map_line_buffer(int fd) {
@@ -12,7 +14,7 @@ LineBuffer *map_line_buffer(int fd) {
 
 LineBufferGuard::LineBufferGuard(LineBuffer *buffer) : buffer_(buffer), holds_(false) {
   if (buffer == nullptr) return;
-  int error = pthread_mutex_lock(&buffer->mutex);
+  int error = lock_shared_mutex(buffer->mutex);
   if (error == EOWNERDEAD) pthread_mutex_consistent(&buffer->mutex);
   holds_ = error == 0 || error == EOWNERDEAD;
 }

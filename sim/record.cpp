@@ -7,11 +7,11 @@
 #include <cstring>
 
 #include "../cli/archive.h"
-#include "attached.h"
 #include "environment.h"
 #include "launch.h"
 #include "line_buffer.h"
 #include "recording.h"
+#include "shared_mutex.h"
 #include "strays.h"
 #include "system_calls.h"
 #include "tool.h"

@@ -12,6 +12,7 @@
 #include "environment.h"
 #include "recorder_compare.h"
 #include "request.h"
+#include "shared_mutex.h"
 #include "system_calls.h"
 #include "tape.h"
 #include "trace_line.h"
@@ -61,7 +62,7 @@ const Tape &tape() {
 class TapeGuard {
  public:
   TapeGuard() {
-    if (pthread_mutex_lock(&tape().head().mutex) == EOWNERDEAD) pthread_mutex_consistent(&tape().head().mutex);
+    if (lock_shared_mutex(tape().head().mutex) == EOWNERDEAD) pthread_mutex_consistent(&tape().head().mutex);
   }
   ~TapeGuard() { pthread_mutex_unlock(&tape().head().mutex); }
   TapeGuard(const TapeGuard &) = delete;

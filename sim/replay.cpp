@@ -7,6 +7,7 @@
 
 #include "launch.h"
 #include "recording.h"
+#include "shared_mutex.h"
 #include "strays.h"
 #include "system_calls.h"
 #include "tape.h"

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <linux/futex.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -52,6 +54,15 @@ inline void futex_wait(uint32_t *word, uint32_t value, const timespec &at_most) 
   syscall(SYS_futex, word, FUTEX_WAIT, value, &at_most);
 }
 inline void futex_wake_all(uint32_t *word) { syscall(SYS_futex, word, FUTEX_WAKE, INT_MAX); }
+
+/** Waits for a lock of flock(2), even if a signal is handled meanwhile. */
+inline void lock_file(int fd, int how) {
+  bool was_interrupted = true;
+  while (was_interrupted) {
+    int failed = flock(fd, how);
+    was_interrupted = failed != 0 && errno == EINTR;
+  }
+}
 
 /** A descriptor that ends with its scope. */
 class File {

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Eight processes at a time give one board random commands, and once a second one of them is killed: soak_test.py BUILD.
 
-None may hang or crash, and the board must be sound in the end. Takes SOAK_SECONDS (10); SOAK_SEED repeats a run.
+None may hang or crash, and the board must be sound in the end. A process that is killed just when it is woken takes the
+wake-up of the others along: they must go on all the same. Takes SOAK_SECONDS (10); SOAK_SEED repeats a run.
 """
-import atexit, json, os, random, shutil, signal, subprocess, sys, tempfile, threading, time
+import atexit, fcntl, json, os, random, shutil, signal, subprocess, sys, tempfile, threading, time
 
 build = os.path.abspath(sys.argv[1])
 seed = int(os.environ.get("SOAK_SEED", time.time_ns()))
@@ -89,3 +90,20 @@ for line in (["heal"], ["reset"], ["flash", "erase"], ["show", "--json"]):
 json.loads(shown)
 for line in (["led", "set", "alarm", "on"], ["selftest"], ["firmware", "write", file, "--partition", "2", "--yes"]):
     subprocess.run(on_switch + [zelctl] + line, check=True, timeout=30, stdout=subprocess.DEVNULL)
+
+# The board's lock stands behind the head of the state file. Here it is let go without a wake-up.
+LOCK, HAS_WAITERS = 16, 0x80000000
+with open(work + "/default/state", "r+b") as state:
+    fcntl.flock(state, fcntl.LOCK_SH)  # a process that is alone on a board makes the lock anew
+    os.pwrite(state.fileno(), os.getpid().to_bytes(4, sys.byteorder), LOCK)
+    waiting = subprocess.Popen([zelsim, "set", "busy", "1"])
+    while not int.from_bytes(os.pread(state.fileno(), 4, LOCK), sys.byteorder) & HAS_WAITERS:
+        assert waiting.poll() is None, "did not wait for the lock"
+        time.sleep(0.05)
+    time.sleep(0.1)  # now it sleeps
+    os.pwrite(state.fileno(), bytes(4), LOCK)
+    try:
+        waiting.wait(timeout=30)
+    finally:
+        waiting.kill()
+    assert waiting.returncode == 0, waiting.returncode
