@@ -287,6 +287,7 @@ constexpr uint32_t kWatchedBytes = 0x100000;
 constexpr uint32_t kFailuresRoom = kWatchedBytes / 4;
 constexpr uint32_t kLongestRecord = 1024;  // the last record may go beyond its room
 constexpr uint32_t kCommonRoom = kWatchedBytes - kFailuresRoom - kLongestRecord;
+static_assert(kCommonRoom + kFailuresRoom + kLongestRecord <= kWatchedBytes);
 
 struct Board {
   uint64_t magic;
