@@ -1,23 +1,8 @@
 #include "shared_mutex.h"
 
 #include <errno.h>
-#include <time.h>
 
 namespace zelsim {
-namespace {
-
-timespec time_after_a_nap() {
-  constexpr long kNapNs = 100000000;
-  constexpr long kSecondNs = 1000000000;
-  timespec end = {};
-  clock_gettime(CLOCK_MONOTONIC, &end);
-  end.tv_nsec += kNapNs;
-  end.tv_sec += end.tv_nsec / kSecondNs;
-  end.tv_nsec %= kSecondNs;
-  return end;
-}
-
-}  // namespace
 
 void make_shared_mutex(pthread_mutex_t &mutex, int type) {
   pthread_mutexattr_t kind;
@@ -32,12 +17,24 @@ void make_shared_mutex(pthread_mutex_t &mutex, int type) {
   pthread_mutexattr_destroy(&kind);
 }
 
+timespec time_after(long nanoseconds) {
+  constexpr long kSecondNs = 1000000000;
+  timespec end = {};
+  clock_gettime(CLOCK_REALTIME, &end);
+  end.tv_nsec += nanoseconds;
+  end.tv_sec += end.tv_nsec / kSecondNs;
+  end.tv_nsec %= kSecondNs;
+  return end;
+}
+
 // A process that is killed just when it is woken may take the wake-up of the others along. So each looks again by itself.
+// Thread checkers know pthread_mutex_timedlock, and not pthread_mutex_clocklock.
 int lock_shared_mutex(pthread_mutex_t &mutex) {
+  constexpr long kNapNs = 100000000;
   int error = pthread_mutex_trylock(&mutex);
   while (error == EBUSY || error == ETIMEDOUT) {
-    timespec end = time_after_a_nap();
-    error = pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &end);
+    timespec end = time_after(kNapNs);
+    error = pthread_mutex_timedlock(&mutex, &end);
   }
   return error;
 }

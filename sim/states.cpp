@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <set>
 
@@ -15,6 +14,7 @@
 #include "nodes.h"
 #include "rules.h"
 #include "saved_state.h"
+#include "shared_mutex.h"
 #include "strays.h"
 #include "system_calls.h"
 #include "tool.h"
@@ -36,17 +36,6 @@ AttachedBoard board_with_states(const std::string &name) {
   AttachedBoard board = attach_board(name);
   remove_ownerless_folders(states_of(board.folder));
   return board;
-}
-
-/** The time on the clock of pthread_mutex_timedlock, some time from now. */
-timespec time_after(long nanoseconds) {
-  constexpr long kSecondNs = 1000000000;
-  timespec end = {};
-  clock_gettime(CLOCK_REALTIME, &end);
-  end.tv_nsec += nanoseconds;
-  end.tv_sec += end.tv_nsec / kSecondNs;
-  end.tv_nsec %= kSecondNs;
-  return end;
 }
 
 /** NAME[NUMBER] of a process. */
