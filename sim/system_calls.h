@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <linux/futex.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -59,8 +58,8 @@ inline void futex_wake_all(uint32_t *word) { syscall(SYS_futex, word, FUTEX_WAKE
 inline void lock_file(int fd, int how) {
   bool was_interrupted = true;
   while (was_interrupted) {
-    int failed = flock(fd, how);
-    was_interrupted = failed != 0 && errno == EINTR;
+    bool failed = syscall(SYS_flock, fd, how) != 0;
+    was_interrupted = failed && errno == EINTR;
   }
 }
 

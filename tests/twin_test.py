@@ -520,13 +520,17 @@ def twin_of_a_report():
     next(row for row in original["expanders"] if row["address"] == 0x4c)["registers"][1:] = [None] * 7
     next(row for row in modules[16]["phy"] if row["register"] == 5)["value"] ^= 1
     next(row for row in original["expanders"] if row["address"] == 0x40)["registers"][0] = 256
-    with tarfile.open("wrong.tar.gz", "w:gz") as made:
-        for name, content in [*files.items(), ("report.json", json.dumps(original).encode())]:
-            member = tarfile.TarInfo(f"zelboard-report/{name}")
-            member.size = len(content)
-            made.addfile(member, io.BytesIO(content))
-    data = json.loads(zelsim("create", "wrong", "--from", "wrong.tar.gz", "--json").stdout)
-    named = {row["what"] for row in data["not_held"]}
+
+    def board_of(name):
+        with tarfile.open(f"{name}.tar.gz", "w:gz") as made:
+            for file, content in [*files.items(), ("report.json", json.dumps(original).encode())]:
+                member = tarfile.TarInfo(f"zelboard-report/{file}")
+                member.size = len(content)
+                made.addfile(member, io.BytesIO(content))
+        data = json.loads(zelsim("create", name, "--from", f"{name}.tar.gz", "--json").stdout)
+        return data, {row["what"] for row in data["not_held"]}
+
+    data, named = board_of("wrong")
     assert (data["modules"], data["flash"]) == (5, False)
     assert named >= {"supply 1", "port 27: page A2h", "flash chip 20ba20", "PHY of switch port 8, register 2", "port 16: PHY register 5"} and not {"power status", "expander 0x40, register 0", "port 16: PHY register 2"} & named, data
     report = report_of("wrong")[1]
@@ -537,6 +541,10 @@ def twin_of_a_report():
     assert (shown["panel"]["alarm"], shown["panel"]["speed_25"], shown["panel"]["relay"]) == (0, 1, 0), shown["panel"]
     assert (shown["gpio"]["selected_cage"], shown["i2c"]["io"]) == (27, [0x5a, 0xff]), shown
     assert [(supply["type"], supply["good"]) for supply in shown["supplies"]] == [("ac", True), ("dc", True)], shown["supplies"]
+    # A chip that nobody could ask is no other one.
+    original["flash"]["jedec_id"] = None
+    named = board_of("unread")[1]
+    assert not any("flash chip" in what for what in named), named
 
 
 with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as work, tempfile.TemporaryDirectory() as temporary:

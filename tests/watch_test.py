@@ -8,6 +8,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 
 BIN = f"{sys.argv[1]}/bin/"
 SILENT, ANSWERS = ("answers", "does not answer"), ("does not answer", "answers")
@@ -55,6 +56,7 @@ DEEDS = [
     ("set module-temperature 25 33.9", [("port 25 temperature", "normal", "low warning")]),
     ("set module-temperature 25 34.4", []),
     ("set module-temperature 25 34.6", [("port 25 temperature", "low warning", "normal")]),
+    ("set tx-power 25 5", [("port 25 tx power", "low alarm", "high alarm")]),
     ("unplug 25", [("port 25 module", "in", "out")]),
     ("fail i2c:BufRead@0xa2", [(f"port {port} diagnostics", *SILENT) for port in (24, 3)]),
     ("heal", [(f"port {port} diagnostics", *ANSWERS) for port in (24, 3)]),
@@ -136,11 +138,17 @@ with tempfile.TemporaryDirectory() as folder:
     with open(f"{folder}/narrow", "r+b") as file:
         file.seek(256 + 4)  # the thresholds of the temperature's warnings
         file.write(bytes([36, 0, 34, 0]))
+        file.seek(93)
+        file.write(b"\x80")  # limits, and no pin or bit tells whether the laser is off
     zelsim(f"plug 25 {folder}/narrow")
+    zelsim("run --fast -- " + f"{BIN}zelctl cage 25 --tx-disable off")
     zelsim("set supply 2 failed")
     zelsim("fail flash:read")
     words = ("--fast", "--", f"{BIN}zelctl", "monitor", "--json", "--interval", "20", "--initial")
     watcher = on_switch(*words)
+    patience = threading.Timer(120, watcher.kill)  # an event that never comes ends the test
+    patience.daemon = True
+    patience.start()
     while json.loads(watcher.stdout.readline())["new"] != "does not answer":  # the last one of the first look
         pass
     for deed, expected in DEEDS:
@@ -159,6 +167,7 @@ with tempfile.TemporaryDirectory() as folder:
             if not is_line:
                 told.append((event["subject"], event["old"], event["new"]))
         assert sorted(told) == sorted(expected), (deed, told)
+    patience.cancel()
     watcher.send_signal(signal.SIGTERM)
     rest = watcher.communicate()[0]
     assert rest == "" and watcher.returncode == 0, (rest, watcher.returncode)

@@ -104,7 +104,7 @@ static Reading blank(const std::string &port, const Source &source, const Watche
   reading.which = port;
   reading.subject = format(quantity.watched.subject, port.c_str());
   reading.source = source;
-  reading.states = split(kStandings);
+  reading.states = split(quantity.watched.states);
   return reading;
 }
 
