@@ -1,12 +1,16 @@
 #include "program.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
 #include "help.h"
 #include "output.h"
+
+void fail_to(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
 
 void refuse_argument(const std::string &name, const std::string &why) { throw CLI::ValidationError(name, why); }
 

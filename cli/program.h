@@ -17,6 +17,8 @@ struct Failure : std::runtime_error {
   explicit Failure(const std::string &line, uint32_t of_status = 0) : std::runtime_error(line), status(of_status) {}
   uint32_t status;  // of a call of the library, 0 for none
 };
+/** Throws Failure: "cannot " and what, and the reason that errno has. */
+[[noreturn]] void fail_to(const std::string &what);
 /** Ends a command with exit status 2 and one line on stderr that begins with the argument's name. */
 [[noreturn]] void refuse_argument(const std::string &name, const std::string &why);
 

@@ -1,7 +1,6 @@
 #include "boards.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -78,7 +77,7 @@ void make_board_files(const std::string &folder) {
   power_on(*board);
   std::ofstream state(folder + kStateFile, std::ios::binary);
   state.write(reinterpret_cast<const char *>(board.get()), sizeof(Board)).flush();
-  if (!state) throw Failure("cannot write " + folder + kStateFile + ": " + std::strerror(errno));
+  if (!state) fail_to("write " + folder + kStateFile);
   fs::resize_file(folder + kStateFile, kStateFileSize);
 }
 

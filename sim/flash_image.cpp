@@ -1,7 +1,6 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <numeric>
 #include <span>
@@ -19,7 +18,7 @@ namespace zelsim::tool {
 namespace {
 
 void check_image(bool done, const std::string &what) {
-  if (!done) throw Failure("cannot " + what + " the flash image: " + std::strerror(errno));
+  if (!done) fail_to(what + " the flash image");
 }
 
 // The file holds the complement of the flash, so that erased sectors are holes.

@@ -4,7 +4,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,7 +35,7 @@ FreshFolder::FreshFolder(const fs::path &parent) {
   fs::create_directories(parent, ignored);
   for (;;) {
     path_ = parent / kFreshFolder;
-    if (mkdtemp(path_.data()) == nullptr) throw Failure("cannot make " + path_ + ": " + std::strerror(errno));
+    if (mkdtemp(path_.data()) == nullptr) fail_to("make " + path_);
     lock_.emplace(path_);
     lock_->own();
     bool was_removed = !fs::exists(path_);  // before it had an owner

@@ -59,8 +59,6 @@ void check_copy(bool done) {
 
 }  // namespace
 
-void fail_to(const std::string &what) { throw Failure("cannot " + what + ": " + std::strerror(errno)); }
-
 int open_file(const std::string &path, int flags) {
   int fd = open(path.c_str(), flags | O_CLOEXEC, 0644);
   if (fd < 0) fail_to("open " + path);

@@ -20,9 +20,6 @@ bool write_image(int fd, std::span<const uint8_t> bytes, off_t at);
 /** Makes a stretch of the file zeros: a hole where the file system can. Returns false with errno. */
 bool make_hole(int fd, off_t at, off_t size);
 
-/** Throws Failure: "cannot ...", and the reason that errno has. */
-[[noreturn]] void fail_to(const std::string &what);
-
 /** Throws Failure if the file cannot be opened. */
 int open_file(const std::string &path, int flags);
 

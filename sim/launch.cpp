@@ -175,7 +175,7 @@ int run_and_wait(const Words &words) {
   auto interrupt = std::signal(SIGINT, SIG_IGN);
   auto quit = std::signal(SIGQUIT, SIG_IGN);
   pid_t program = fork();
-  if (program < 0) throw Failure(std::string("cannot start a process: ") + std::strerror(errno));
+  if (program < 0) fail_to("start a process");
   if (program == 0) {
     std::signal(SIGINT, interrupt);
     std::signal(SIGQUIT, quit);

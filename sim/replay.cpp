@@ -97,7 +97,7 @@ class TapeFile {
   explicit TapeFile(const std::vector<uint8_t> &tape)
       : path_(std::filesystem::temp_directory_path() / "zelsim-XXXXXX") {
     sys::File file(mkostemp(path_.data(), O_CLOEXEC));
-    if (file.get() < 0) throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
+    if (file.get() < 0) fail_to("write " + path_);
     if (!write_all(file.get(), tape)) remove_and_throw("write");
     void *mapped = mmap(nullptr, tape.size(), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
     if (mapped == MAP_FAILED) remove_and_throw("map");
@@ -122,7 +122,8 @@ class TapeFile {
   [[noreturn]] void remove_and_throw(const std::string &what) const {
     int error = errno;
     unlink(path_.c_str());
-    throw Failure("cannot " + what + " " + path_ + ": " + std::strerror(error));
+    errno = error;
+    fail_to(what + " " + path_);
   }
 
   std::string path_;

@@ -3,7 +3,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <map>
 #include <span>
@@ -32,8 +31,7 @@ void write_flash(const std::string &folder, uint32_t start, std::span<const uint
     if (is_erased) continue;
     std::ranges::transform(sector, stored.begin(), [](uint8_t byte) { return static_cast<uint8_t>(~byte); });
     auto place = static_cast<off_t>(start + at);
-    if (!write_image(file.get(), std::span(stored).first(sector.size()), place))
-      throw Failure(std::string("cannot write the flash image: ") + std::strerror(errno));
+    if (!write_image(file.get(), std::span(stored).first(sector.size()), place)) fail_to("write the flash image");
   }
 }
 

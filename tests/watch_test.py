@@ -139,7 +139,7 @@ with tempfile.TemporaryDirectory() as folder:
         file.seek(256 + 4)  # the thresholds of the temperature's warnings
         file.write(bytes([36, 0, 34, 0]))
         file.seek(93)
-        file.write(b"\x80")  # limits, and no pin or bit tells whether the laser is off
+        file.write(b"\x80")  # it has limits, and no bit that tells whether its laser is off
     zelsim(f"plug 25 {folder}/narrow")
     zelsim("run --fast -- " + f"{BIN}zelctl cage 25 --tx-disable off")
     zelsim("set supply 2 failed")
