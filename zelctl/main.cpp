@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -34,14 +35,54 @@ static void work() {
   if (failure) throw Failure(*failure);
 }
 
-using Family = void (*)(App &app);
+struct Family {
+  const char *commands;
+  void (*add)(App &app);
+};
 /** In the order of the help. */
 constexpr Family kFamilies[] = {
-    add_indicator_commands,  add_system_commands,  add_register_commands,    add_i2c_commands,    add_clock_commands,
-    add_temperature_command, add_port_commands,    add_panel_command,        add_sfp_commands,    add_flash_commands,
-    add_firmware_commands,   add_backup_commands,  add_environment_commands, add_mac_commands,    add_database_commands,
-    add_identity_commands,   add_selftest_command, add_monitor_command,      add_metrics_command, add_report_command,
-    add_session_command};
+    {"led relay lamp-test", add_indicator_commands},
+    {"watchdog flags reset-key power", add_system_commands},
+    {"register phy", add_register_commands},
+    {"i2c", add_i2c_commands},
+    {"clock", add_clock_commands},
+    {"temperature", add_temperature_command},
+    {"board ports cage", add_port_commands},
+    {"panel", add_panel_command},
+    {"sfp", add_sfp_commands},
+    {"flash backup restore crc", add_flash_commands},  // the backup commands add to its command
+    {"firmware", add_firmware_commands},
+    {"flash backup restore crc", add_backup_commands},
+    {"env", add_environment_commands},
+    {"mac-backup", add_mac_commands},
+    {"db", add_database_commands},
+    {"identity", add_identity_commands},
+    {"selftest", add_selftest_command},
+    {"monitor", add_monitor_command},
+    {"metrics", add_metrics_command},
+    {"report", add_report_command},
+    {"session", add_session_command},
+};
+
+/** The families of a command; all families if it is none: the help or the error then names them all. Only these are set up:
+ *  setting up all of them takes longer than most commands. */
+static std::vector<Family> families_of(const std::string &name) {
+  std::vector<Family> meant;
+  for (const Family &family : kFamilies) {
+    const std::vector<std::string> commands = split(family.commands, ' ');
+    if (std::ranges::find(commands, name) != commands.end()) meant.push_back(family);
+  }
+  if (meant.empty()) meant.assign(std::begin(kFamilies), std::end(kFamilies));
+  return meant;
+}
+
+/** The first word that is no switch. Switches before it take no value. */
+static std::string command_in(const std::vector<char *> &arguments) {
+  for (size_t at = 1; at < arguments.size(); ++at) {
+    if (arguments[at][0] != '-') return arguments[at];
+  }
+  return "";
+}
 
 int main(int argc, char **argv) {
   open_standard_descriptors(true);
@@ -60,6 +101,6 @@ int main(int argc, char **argv) {
       "--sim", [] { refuse_argument("--sim", "must be the first argument"); },
       "First argument only: run on the default virtual switch");
   app->require_subcommand(0, 1);
-  for (const Family add : kFamilies) add(*app);
+  for (const Family &family : families_of(command_in(arguments))) family.add(*app);
   return end_program(run_program(*app, argc, argv, work));
 }
