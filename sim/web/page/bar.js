@@ -1,6 +1,6 @@
 import {openCatalogue} from './catalogue.js';
 import {refusal} from './controls.js';
-import {button, element, find, patch} from './dom.js';
+import {button, element, find, markPage, patch} from './dom.js';
 import {openHelp} from './keys.js';
 import * as states from './states.js';
 import {follow, isAway, known} from './store.js';
@@ -45,7 +45,9 @@ function showActs() {
     undoLast(),
     button('Save / load', () => states.open(), {title: 'Saved states (s)', disabled: isAway()}),
   ];
-  patch(find('#bar-acts'), [
+  const place = find('#bar-acts');
+  place.classList.toggle('of-board', Boolean(known.board));
+  patch(place, [
     ofBoard,
     button(sign, nextScheme, {
       class: 'icon',
@@ -104,6 +106,7 @@ function showLive() {
   const name = known.board && `${known.board.board}: `;
   patch(trouble, [name, text, toRack && ' ', toRack]);
   trouble.hidden = !text;
+  markPage('in-trouble', text !== '');
 }
 
 export function start() {

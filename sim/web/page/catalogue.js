@@ -1,6 +1,6 @@
 import {act} from './acts.js';
 import {load} from './connection.js';
-import {button, element, find, patch} from './dom.js';
+import {button, element, find, markPage, patch} from './dom.js';
 import {firstPart, focusPart, partAt} from './panel.js';
 import {kindOf, numberOf, select} from './selection.js';
 import {cageOf, follow, isAway, known, put} from './store.js';
@@ -121,7 +121,7 @@ function go(event) {
   if (!drag.ghost) {
     drag.ghost = element('div', {class: 'ghost'}, drag.module);
     document.body.append(drag.ghost);
-    find('#catalogue').classList.add('dragging');
+    markPage('dragging', true);
   }
   const part = partAt(event.clientX, event.clientY);
   markTarget(part);
@@ -133,7 +133,7 @@ function go(event) {
 function letGo() {
   const {module, ghost, source} = drag;
   drag = null;
-  find('#catalogue').classList.remove('dragging');
+  markPage('dragging', false);
   if (!ghost) return null;
   ghost.remove();
   source.dragged = true; // the click that follows belongs to the drag
@@ -244,6 +244,7 @@ function show() {
     document.body.append(drawer);
   }
   drawer.hidden = !known.catalogue;
+  markPage('catalogue-open', !drawer.hidden);
   if (drawer.hidden) return;
   const shown = known.modules.filter(({module, part_number: part}) =>
     `${module} ${part}`.toLowerCase().includes(filter.toLowerCase()),

@@ -1,6 +1,6 @@
 import * as address from './address.js';
 import {wantRequests} from './connection.js';
-import {button, element, find, kNarrow, patch} from './dom.js';
+import {button, element, find, kNarrow, markPage, patch} from './dom.js';
 import {follow, known, put} from './store.js';
 
 // The tabs at the bottom right. On a wide screen the requests and the flash stand beside each other; on a narrow one a tab
@@ -106,6 +106,7 @@ function show() {
   }
   find('#dock').classList.toggle('two', kWide.matches);
   find('#dock').classList.toggle('sheet', kNarrow.matches && isSheet);
+  markPage('sheet-open', kNarrow.matches && isSheet);
   wantRequests(isOpen('requests') && !known.paused && !document.hidden);
 }
 

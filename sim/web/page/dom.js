@@ -37,6 +37,10 @@ export function element(tag, properties = {}, ...children) {
 
 export const button = (text, onclick, properties = {}) => element('button', {type: 'button', onclick, ...properties}, text);
 
+/** Tells the style sheets something about the page as a whole: as a class of the body. With `:has` in a style sheet the browser
+ *  would style the whole page anew whenever an element comes or goes. */
+export const markPage = (name, holds) => document.body.classList.toggle(name, holds);
+
 /** A key tells pieces of the same kind apart; without one they are told apart by their place. */
 const keyOf = (node) => (node.nodeType === Node.ELEMENT_NODE ? node.getAttribute('data-key') || node.id : '');
 const isSame = (old, fresh) => old.nodeName === fresh.nodeName && keyOf(old) === keyOf(fresh);

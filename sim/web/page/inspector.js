@@ -1,5 +1,5 @@
 import {choice, doing, facts, slider} from './controls.js';
-import {button, copyButton, element, find, kNarrow, patch} from './dom.js';
+import {button, copyButton, element, find, kNarrow, markPage, patch} from './dom.js';
 import {portsOf} from './geometry.js';
 import {boardControls} from './inspector_board.js';
 import {portControls, portsControls} from './inspector_port.js';
@@ -181,6 +181,7 @@ function show() {
   const shown = selected().join();
   const held = place.contains(document.activeElement);
   place.classList.toggle('chosen', selected().length > 0);
+  markPage('part-chosen', selected().length > 0);
   patch(place, [selected().length > 0 && closing(), ...content()]);
   const isFirst = place.dataset.shows === undefined;
   if (place.dataset.shows !== shown) place.scrollTop = 0;

@@ -1,6 +1,6 @@
 import {hideCard, showCard} from './card.js';
 import {isPlacing, place as placeChosen} from './catalogue.js';
-import {element, find} from './dom.js';
+import {element, find, markPage} from './dom.js';
 import {slotOf} from './geometry.js';
 import {isMove, partBeside, placeOf} from './panel_moves.js';
 import {describe, extendTo, isSelected, kindOf, numberOf, select, selected, toggle} from './selection.js';
@@ -213,7 +213,7 @@ function showSelection() {
     setAttribute(node, 'aria-pressed', String(isSelected(part)));
     node.classList.toggle('holds-selected', marked.has(part));
   }
-  find('#panel').classList.toggle('placing', isPlacing());
+  markPage('placing', isPlacing());
 }
 
 export function start() {

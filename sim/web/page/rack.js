@@ -1,7 +1,7 @@
 import * as address from './address.js';
 import {confirm} from './confirm.js';
 import {askAt} from './connection.js';
-import {button, element, find, patchList} from './dom.js';
+import {button, element, find, markPage, patchList} from './dom.js';
 import {writingText} from './loss.js';
 import {isAway, known} from './store.js';
 import {degrees, flashText, plural} from './words.js';
@@ -358,6 +358,7 @@ function show() {
 /** @return takes the news of all boards, and shows them */
 export function start() {
   find('#rack-view').hidden = false;
+  markPage('shows-rack', true);
   find('#board-name').textContent = 'all boards';
   document.title = 'zelboard: all boards';
   let isFirst = true;
