@@ -294,6 +294,19 @@ class Interface(Server):
         zelsim("create")
         eventually(lambda: all(news["gone"] is None for news in last[10:]))
 
+    def test_a_server_with_nothing_to_tell_rests(self):
+        def processor_time():
+            with open(f"/proc/{self.server.pid}/stat", encoding="utf-8") as status:
+                return sum(map(int, status.read().rpartition(")")[2].split()[11:13])) / os.sysconf("SC_CLK_TCK")
+
+        for wanted in ("", "requests"):
+            news = {}
+            self.follow(news, wanted)
+            eventually(lambda: "board" in news)
+            before = processor_time()
+            time.sleep(1)
+            self.assertLess(processor_time() - before, 0.1, wanted)
+
     def test_requests_and_activity_name_who_and_what(self):
         news = {}
         self.follow(news, "requests")

@@ -36,7 +36,7 @@ static void work() {
 }
 
 struct Family {
-  const char *commands;
+  const char *commands;  // those that it adds, or adds sub-commands to
   void (*add)(App &app);
 };
 /** In the order of the help. */
