@@ -13,9 +13,10 @@ progress() {
 
 # Installs those of the named packages that are missing: directly as root, otherwise through sudo.
 need() {
-  local missing=() package
+  local missing=() package installed
+  installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null) || true  # fails if one is missing
   for package in "$@"; do
-    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+    [[ $'\n'$installed$'\n' == *$'\n'"installed $package"$'\n'* ]] || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return
   local as=()
