@@ -93,6 +93,11 @@ for first, (path, expected) in ((None, FLASH), (COMM[0], FLASH), (b"/dev/zel_gpi
     assert libc.fseek(stream, 0, 0) == 0 and libc.fread(text, 1, 2, stream) == 2 and text.raw == expected, (text.raw, expected)
     assert os.pread(libc.fileno(stream), 2, 0) == expected
 
+# What a program says goes to the flash, if its standard error stands there.
+os.lseek(chip, 0x5000, 0)
+assert subprocess.run(("cat", "none"), stderr=chip, check=False).returncode == 1
+assert os.pread(chip, 5, 0x5000) == b"cat: "
+
 # A read of more than its buffer has room for, as a fortified program makes it.
 child = os.fork()
 if child == 0:
