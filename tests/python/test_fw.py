@@ -1,5 +1,6 @@
 """zelboard.fw on the virtual switch: every export, and what becomes of arguments, results and statuses."""
 import os
+import signal
 from pathlib import Path
 from subprocess import CalledProcessError
 from typing import Any, Callable, Dict, List, Tuple, Type, Union, get_origin, get_type_hints
@@ -114,3 +115,10 @@ def test_a_descriptor_stays_the_caller_s(board: Board, tmp_path: Path) -> None:
         board.fault("gpio", result="killed")
         with pytest.raises(CalledProcessError, match="FW_HwReset.*SIGKILL"):
             session.FW_HwReset()
+
+
+def test_a_signal_ends_a_session_whatever_it_has_called(board: Board) -> None:
+    with board.session() as session:
+        session.FW_LedTest(0)  # runs debugCmd, which holds signals meanwhile
+        session.process.terminate()
+        assert session.process.wait(60) == -signal.SIGTERM
