@@ -12,7 +12,7 @@ import threading
 import time
 import unittest
 
-from web_test import INDICATORS, ZELCTL, ZELSIM, Server, eventually, load_tests, on_switch, run, takes_long, zelsim
+from web_test import INDICATORS, ZELCTL, ZELSIM, Server, eventually, load_tests, on_switch, run, zelsim
 
 try:
     from selenium import webdriver
@@ -237,7 +237,6 @@ class Page(Server):
         del board["i2c"]["clock"], board["paused_us"]
         return board
 
-    @takes_long
     def test_what_is_destroyed_is_asked_for_and_named(self):
         self.open("")
         zelsim("plug 3 1g-sx")
@@ -455,7 +454,6 @@ class Page(Server):
         self.goes("#board-view.away")
         eventually(lambda: self.on_page("return document.activeElement.name") == "los26")
 
-    @takes_long
     def test_a_refusal_stays_until_its_cause_goes(self):
         zelsim("fail i2c:BufRead@0x9e --result busy")
         self.open("?tab=requests&result=fault")
@@ -485,7 +483,6 @@ class Page(Server):
             self.goes("#lines .details .refusal")
             monitor.terminate()
 
-    @takes_long
     def test_a_server_that_hangs_is_noticed(self):
         self.open("")
         zelsim("plug 26 10g-sr")
@@ -514,7 +511,6 @@ class Page(Server):
         eventually(lambda: clock() != stopped)
         self.hides("#trouble")
 
-    @takes_long
     def test_a_page_that_slept_raises_no_alarm(self):
         self.browser.execute_cdp_cmd("Page.setBypassCSP", {"enabled": True})
         self.watch_with_own_stream()
@@ -530,7 +526,6 @@ class Page(Server):
         self.server.send_signal(signal.SIGCONT)
         self.assertEqual(self.on_page("return alarms"), 0)
 
-    @takes_long
     def test_the_clock_of_a_quiet_board_is_right_at_once(self):
         self.open("")
         wrong = "return (Date.now() - Date.parse(document.querySelector('[data-strip=clock]').innerText" \
@@ -630,7 +625,6 @@ class Page(Server):
         self.says("#inspector [data-key=refusal-los-all]", "1 of 2 refused: port: 9 has no cage")
         self.find("[data-part=port6][aria-label*='no light']")
 
-    @takes_long
     def test_why_there_is_no_stream(self):
         self.end()
         self.words = ()

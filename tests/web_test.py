@@ -33,12 +33,6 @@ def eventually(holds):
         time.sleep(0.03)
 
 
-def takes_long(case):
-    """Cases of many seconds are dealt first, so that each part gets as many of them."""
-    case.takes_long = True
-    return case
-
-
 def run(*words, **options):
     return subprocess.run(words, check=True, capture_output=True, text=True, **options).stdout
 
@@ -435,7 +429,6 @@ class Interface(Server):
         self.assertEqual(int(line["at"]), entry["at"])
         self.assertTrue(all("changed" in line for line in later["requests"] if line["n"] < entry["request"]))
 
-    @takes_long
     def test_what_nobody_followed_is_told_with_no_false_time(self):
         zelsim("plug 3 1g-sx")
         news = {}
@@ -1211,7 +1204,6 @@ class Limits(Server):
                                  f"Content-Length: {len(body)}\r\n\r\n{body.decode()}")
         return int(line[:3] or 0)
 
-    @takes_long
     def test_bodies(self):
         quiet = {}
         self.follow(quiet)
@@ -1249,13 +1241,11 @@ class Limits(Server):
                 self.assertIn(b"HTTP/1.1 200 OK\r\n", iter(answer.readline, b"}\n"))
                 self.assertIn(b"}\n", iter(answer.readline, b""))
 
-    @takes_long
     def test_requests_that_come_together_are_answered_in_their_order(self):
         asked = [f"GET /api/flash/bytes?start={start}&size=1 HTTP/1.1\r\nHost: localhost\r\n" for start in range(20)]
         with self.head("GET / HTTP/1.1", "\r\n".join(["", *asked, ""]).encode() + b"Connection: close\r\n\r\n") as connection, connection.makefile() as answer:
             self.assertEqual(re.findall(r'"start": (\d+)', answer.read()), [str(start) for start in range(20)])
 
-    @takes_long
     def test_slow_clients_and_many_streams_stop_nobody(self):
         late = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
         for seconds, text in ((3, b"POST /api/heal HTTP/1.1\r\n"), (6, b"Host: localhost\r\n\r\n")):
@@ -1433,7 +1423,6 @@ def load_tests(_loader, tests, _pattern):
     """All cases, or with PART=2/3 in the environment every third, from the second: several runs share the work."""
     part, parts = map(int, os.environ.get("PART", "1/1").split("/"))
     cases = [case for suite in tests for case in suite]
-    cases.sort(key=lambda case: not hasattr(getattr(case, case.id().rpartition(".")[2]), "takes_long"))
     return unittest.TestSuite(cases[part - 1::parts])
 
 
