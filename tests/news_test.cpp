@@ -1,9 +1,12 @@
-// What a page gets that reads more slowly than things happen, and what programs read anew.
+// What a page gets that reads more slowly than things happen, what programs read anew, and when a writing is over.
 #include <gtest/gtest.h>
+
+#include <sys/wait.h>
 
 #include <tuple>
 
 #include "../cli/program.h"
+#include "../sim/web/flash_activity.h"
 #include "../sim/web/news.h"
 #include "../sim/web/readings.h"
 
@@ -63,6 +66,26 @@ TEST(Readings, AChangeIsToldWithTheTimeInWhichItMayHaveHappened) {
     bool repeats = readings.take_repeated(call.record, {reinterpret_cast<const char *>(bytes), sizeof bytes});
     EXPECT_EQ(repeats ? "a repetition" : readings.take(call).changed, told) << at_us;
   }
+}
+
+TEST(FlashActivity, WhatAProcessDidBetweenTheCopyOfItsBoardAndItsEndIsTold) {
+  pid_t process = fork();
+  if (process == 0) {
+    pause();
+  }
+  Change change = {.at_us = host_time_us(), .process = uint32_t(process), .kind = ChangeKind::FlashWrite, .address = 33, .after = 7};
+  Watch inside = {};
+  inside.flash_users[0] = change.process;
+  FlashActivity flash;
+  EXPECT_EQ(flash.take(change).size(), 1u);
+  EXPECT_TRUE(flash.look(inside, "/nowhere").empty());
+  kill(process, SIGKILL);
+  waitpid(process, nullptr, 0);
+  EXPECT_TRUE(flash.look(inside, "/nowhere").empty());
+  EXPECT_TRUE(flash.take(change).empty());
+  FlashLines lines = flash.look({}, "/nowhere");
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].text.find("0 sectors erased, 14 bytes written"), std::string::npos) << lines[0].text;
 }
 
 }  // namespace

@@ -155,13 +155,15 @@ FlashLines FlashActivity::end_lines(uint32_t process, const Writer &writer, cons
   return lines;
 }
 
+// What a process did just before its end may not be in this copy of the board, but it is in the next one.
 FlashLines FlashActivity::look(const Watch &watch, const std::filesystem::path &folder) {
   if (writers_.empty()) return {};
   sys::File flash(sys::open((folder.native() + kFlashFile).c_str(), O_RDONLY | O_CLOEXEC));
   for (auto &[process, writer] : writers_) {
     writer.file.look(process, writer.run, flash.get());
     bool is_alive = tool::lives(process);
-    writer.has_ended = writer.was_alive && !is_alive;
+    writer.has_ended = writer.is_dead;
+    writer.is_dead = writer.was_alive && !is_alive;
     writer.was_alive = is_alive;
   }
   return end_quiet(watch, host_time_us());

@@ -72,7 +72,8 @@ class FlashActivity {
     Run run;
     CopiedFile file;
     bool was_alive = false;  // at the last look
-    bool has_ended = false;  // since then
+    bool is_dead = false;    // seen at the last look, whose copy of the log may be older than the process's end
+    bool has_ended = false;  // and all that it did was taken
   };
   static bool comes_before(const Writer &one, const Writer &other);
   static FlashLine line_of(const Writer &writer, const std::string &text);
