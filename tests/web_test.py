@@ -316,13 +316,14 @@ class Interface(Server):
         self.act("plug", port=5, module="1g-lx")
         for call in "gpio:SetRingMasterLed", "flash:lseek":
             zelsim(f"fail {call} --count 1")
-        on_switch("sh", "-c", f"{ZELCTL} led set alarm on; ! {ZELCTL} led set ring-master on && ! {ZELCTL} flash read T 1")
+        on_switch("sh", "-c", f"{ZELCTL} led set alarm on; ! {ZELCTL} led set ring-master on && ! {ZELCTL} sfp show 25 && ! {ZELCTL} flash read T 1")
         eventually(lambda: any("flash lseek" in line["line"] for line in news.get("requests", [])))
-        good, struck, seek = (next(line for line in news["requests"] if name in line["line"])
-                              for name in ("SetAlarmLed", "SetRingMasterLed", "flash lseek"))
+        good, struck, pause, seek = (next(line for line in news["requests"] if name in line["line"])
+                                     for name in ("SetAlarmLed", "SetRingMasterLed", "pause", "flash lseek"))
         self.assertEqual((good["program"], good["result"], good["before"]), ("zelctl", 0, "01"))
         self.assertEqual(good.keys(), {"at", "n", "pid", "program", "us", "line", "result", "before"})
-        self.assertEqual((struck["result"], struck["fault"], seek["fault"]), (65535, 1, 2))
+        self.assertEqual((struck["result"], struck["fault"], pause["result"]), (65535, 1, None))
+        self.assertEqual((seek["result"], seek["error"], seek["fault"]), (-1, "EIO", 2))
         eventually(lambda: any("alarm" in entry.get("text", "") for entry in news["activity"]))
         found = {entry.get("command") or entry["text"]: entry for entry in news["activity"]}
         self.assertEqual(found["zelsim plug 5 1g-lx"]["who"], "page")

@@ -263,11 +263,11 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         return cast("Calls", session)
 
     def _trouble(self, error: Exception) -> str:
-        """Why no session was possible."""
+        """Why no session was possible. Removes what it has left there, as close() will ask for nothing more."""
         if isinstance(error, Timeout):
             return f"no answer within {STARTING:g} s"
         try:
-            answer = self._answer("echo reached-$((1 + 1)); command -v zelctl")
+            answer = self._answer(f"rm -f {shlex.join(self._pid_files)}; echo reached-$((1 + 1)); command -v zelctl")
             if "reached-2" not in answer.stdout:
                 return (f"no switch is reached: status {answer.returncode}{said_by(answer)}; the command must have a shell on the "
                         "switch do its last argument, as 'ssh root@switch' does, and the switch needs zelctl (Debian's package "
