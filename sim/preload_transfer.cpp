@@ -41,7 +41,7 @@ ssize_t read(int fd, void *data, size_t size) {
   return on_flash(EINVAL, flash_read, fd, data, size, kAtPosition);
 }
 
-// A fortified program calls this when it knows the size of its buffer.
+// A fortified program calls this and __pread_chk() when it knows the size of its buffer.
 ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
   if (size > room) abort();
   return read(fd, data, size);
@@ -55,6 +55,11 @@ ssize_t write(int fd, const void *data, size_t size) {
 ssize_t pread(int fd, void *data, size_t size, off_t at) {
   if (!is_node(fd)) return behind<pread>("pread")(fd, data, size, at);
   return on_flash(EINVAL, flash_read, fd, data, size, at);
+}
+
+ssize_t __pread_chk(int fd, void *data, size_t size, off_t at, size_t room) {
+  if (size > room) abort();
+  return pread(fd, data, size, at);
 }
 
 ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {
@@ -98,6 +103,7 @@ ssize_t sendfile(int out, int in, off_t *at, size_t size) noexcept {
 #if __WORDSIZE == 64
 ssize_t pread64(int fd, void *data, size_t size, off64_t at) __attribute__((alias("pread")));
 ssize_t pwrite64(int fd, const void *data, size_t size, off64_t at) __attribute__((alias("pwrite")));
+ssize_t __pread64_chk(int fd, void *data, size_t size, off64_t at, size_t room) __attribute__((alias("__pread_chk")));
 off64_t lseek64(int fd, off64_t offset, int whence) noexcept __attribute__((alias("lseek")));
 int ftruncate64(int fd, off64_t size) noexcept __attribute__((alias("ftruncate")));
 ssize_t sendfile64(int out, int in, off64_t *at, size_t size) noexcept __attribute__((alias("sendfile")));

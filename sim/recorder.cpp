@@ -182,9 +182,15 @@ int creat(const char *path, mode_t mode) {
   return open_any(path, O_CREAT | O_WRONLY | O_TRUNC, [&] { return behind<creat>("creat")(path, mode); });
 }
 
+int creat64(const char *path, mode_t mode) {
+  return open_any(path, O_CREAT | O_WRONLY | O_TRUNC, [&] { return behind<creat64>("creat64")(path, mode); });
+}
+
 // A fortified program calls these for an open without a mode.
 int __open_2(const char *path, int flags) { return open(path, flags, 0); }
 int __open64_2(const char *path, int flags) { return open64(path, flags, 0); }
+int __openat_2(int folder, const char *path, int flags) { return openat(folder, path, flags, 0); }
+int __openat64_2(int folder, const char *path, int flags) { return openat64(folder, path, flags, 0); }
 
 int close(int fd) {
   Node node = node_of(fd);
@@ -218,7 +224,7 @@ ssize_t read(int fd, void *data, size_t size) {
   return is_node(fd) ? read_any(fd, data, size, kOwnPosition, function) : function();
 }
 
-// A fortified program calls this when it knows the size of its buffer.
+// A fortified program calls these when it knows the size of its buffer.
 ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
   if (size > room) abort();
   return read(fd, data, size);
@@ -237,6 +243,16 @@ ssize_t pread(int fd, void *data, size_t size, off_t at) {
 ssize_t pread64(int fd, void *data, size_t size, off64_t at) {
   auto function = [&] { return behind<pread64>("pread64")(fd, data, size, at); };
   return is_node(fd) ? read_any(fd, data, size, at, function) : function();
+}
+
+ssize_t __pread_chk(int fd, void *data, size_t size, off_t at, size_t room) {
+  if (size > room) abort();
+  return pread(fd, data, size, at);
+}
+
+ssize_t __pread64_chk(int fd, void *data, size_t size, off64_t at, size_t room) {
+  if (size > room) abort();
+  return pread64(fd, data, size, at);
 }
 
 ssize_t pwrite(int fd, const void *data, size_t size, off_t at) {

@@ -98,11 +98,24 @@ os.lseek(chip, 0x5000, 0)
 assert subprocess.run(("cat", "none"), stderr=chip, check=False).returncode == 1
 assert os.pread(chip, 5, 0x5000) == b"cat: "
 
-# A read of more than its buffer has room for, as a fortified program makes it.
-child = os.fork()
-if child == 0:
-    os._exit(libc.__read_chk(chip, text, 2, 1))
-assert os.WTERMSIG(os.waitpid(child, 0)[1]) == signal.SIGABRT
+# Other names of the same calls: fortified ones, and those of large files.
+READ_WRITE, HERE, PATH = os.O_RDWR, -100, b"/dev/zel_spi_flash"
+for place, (opens, *words) in enumerate(((libc.__open_2, PATH, READ_WRITE), (libc.__open64_2, PATH, READ_WRITE), (libc.__openat_2, HERE, PATH, READ_WRITE),
+                                         (libc.__openat64_2, HERE, PATH, READ_WRITE), (libc.openat, HERE, PATH, READ_WRITE),
+                                         (libc.openat64, HERE, PATH, READ_WRITE), (libc.creat64, PATH, 0o600))):
+    assert libc.pwrite(opens(*words), b"pw%d" % place, 3, 0x6000 + 4 * place) == 3, opens
+assert os.pread(chip, 28, 0x6000) == b"pw0\xffpw1\xffpw2\xffpw3\xffpw4\xffpw5\xffpw6\xff"
+os.lseek(chip, 0, 0)
+for fd, expected in ((chip, b"ab"), (os.open("/proc/self/comm", os.O_RDONLY), b"py")):
+    for reads in (lambda room: libc.__read_chk(fd, text, 2, room), lambda room: libc.__pread_chk(fd, text, 2, 0, room),
+                  lambda room: libc.__pread64_chk(fd, text, 2, 0, room)):
+        text.raw = b"--"
+        assert reads(2) == 2 and text.raw == expected, fd
+        # It reads no more than its buffer has room for.
+        child = os.fork()
+        if child == 0:
+            os._exit(reads(1))
+        assert os.WTERMSIG(os.waitpid(child, 0)[1]) == signal.SIGABRT, fd
 
 # What a call becomes under each fault: an open, a request, a read, a write and a seek.
 batch = subprocess.Popen((sys.argv[1], "batch"), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)

@@ -226,6 +226,7 @@ for how in run "record -o $work/calls.rec"; do
   "$zelsim" $how --fast --board nodes -- python3 "$(dirname "$0")/libc_calls.py" "$zelsim" || fail "calls of libc: $how"
   "$zelsim" delete nodes
 done
+[ "$("$zelsim" trace "$work/calls.rec" | grep -c 'flash write 0x000060..+0x3 = 3')" = 7 ] || fail "a name of open() or write() is not recorded"
 
 # A stream can have any descriptor, also 0, if the input came closed.
 "$zelsim" run --fast --board chip -- python3 - <<'END' || fail "a stream on descriptor 0"
