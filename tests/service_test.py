@@ -49,7 +49,10 @@ def journal(folder):
     with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as listener:
         listener.bind(path)
         listener.settimeout(30)
-        watcher = monitor("--journal", "--journal-socket", path, "--initial")
+        over, writer = os.pipe()
+        os.close(writer)
+        watcher = monitor("--journal", "--journal-socket", path, "--initial", stdin=over)  # an input at its end ends nothing
+        os.close(over)
         while b"ZELBOARD_SUBJECT=port 24 rx power\n" not in listener.recv(4096):
             pass
         for deed, fields in DEEDS:
