@@ -174,16 +174,25 @@ int run_and_wait(const Words &words) {
   // Keys of a terminal reach the program, too.
   auto interrupt = std::signal(SIGINT, SIG_IGN);
   auto quit = std::signal(SIGQUIT, SIG_IGN);
+  // A signal waits until there is somebody to pass it on to.
+  sigset_t passed_on;
+  sigset_t before;
+  sigemptyset(&passed_on);
+  sigaddset(&passed_on, SIGTERM);
+  sigaddset(&passed_on, SIGHUP);
+  sigprocmask(SIG_BLOCK, &passed_on, &before);
   pid_t program = fork();
   if (program < 0) fail_to("start a process");
   if (program == 0) {
     std::signal(SIGINT, interrupt);
     std::signal(SIGQUIT, quit);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     become(words);
   }
   g_program = program;
   pass_on_unless_ignored(SIGTERM);
   pass_on_unless_ignored(SIGHUP);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
   int status = 0;
   wait_for_end(program);
   g_program = 0;
