@@ -305,6 +305,10 @@ def what_a_recording_answers():
     record("a", "write.rec", ZELCTL, "i2c", "write", "0x9e", "2", "0x50", "0x00")
     for first, last, status in ("0x50", "0x00", 0), ("0x51", "0x00", 125), ("0x50", "0x01", 125):
         replay("write.rec", ZELCTL, "i2c", "write", "0x9e", "2", first, last, status=status)
+    # What the driver fills does not depend on what was in the buffer before.
+    fills = "import fcntl, os, sys; byte = bytearray([int(sys.argv[1])]); fcntl.ioctl(os.open('/dev/zel_gpio', 2), 0x40012481, byte); print(*byte)"
+    make("fills")
+    assert record("fills", "fills.rec", "python3", "-c", fills, "0").stdout == replay("fills.rec", "python3", "-c", fills, "7").stdout == "0\n"
     # If there is no room for a recording's tape, nothing of the tape is left.
     crowded = f"ulimit -f 1; trap '' XFSZ; exec {ZELSIM} run --replay ask.rec -- true"
     assert "cannot write" in run("sh", "-c", crowded, status=1).stderr
