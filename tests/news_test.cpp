@@ -73,7 +73,8 @@ TEST(FlashActivity, WhatAProcessDidBetweenTheCopyOfItsBoardAndItsEndIsTold) {
   if (process == 0) {
     pause();
   }
-  Change change = {.at_us = host_time_us(), .process = uint32_t(process), .kind = ChangeKind::FlashWrite, .address = 33, .after = 7};
+  Change change = {
+      .at_us = host_time_us(), .process = uint32_t(process), .kind = ChangeKind::FlashWrite, .address = 33, .after = 7};
   Watch inside = {};
   inside.flash_users[0] = change.process;
   FlashActivity flash;
