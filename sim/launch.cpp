@@ -170,17 +170,22 @@ static void wait_for_end(pid_t program) {
   }
 }
 
-int run_and_wait(const Words &words) {
-  // Keys of a terminal reach the program, too.
-  auto interrupt = std::signal(SIGINT, SIG_IGN);
-  auto quit = std::signal(SIGQUIT, SIG_IGN);
-  // A signal waits until there is somebody to pass it on to.
+// So a signal waits until there is a program to pass it on to. Returns the signals that were held before.
+static sigset_t hold_what_is_passed_on() {
   sigset_t passed_on;
   sigset_t before;
   sigemptyset(&passed_on);
   sigaddset(&passed_on, SIGTERM);
   sigaddset(&passed_on, SIGHUP);
   sigprocmask(SIG_BLOCK, &passed_on, &before);
+  return before;
+}
+
+int run_and_wait(const Words &words) {
+  // Keys of a terminal reach the program, too.
+  auto interrupt = std::signal(SIGINT, SIG_IGN);
+  auto quit = std::signal(SIGQUIT, SIG_IGN);
+  const sigset_t before = hold_what_is_passed_on();
   pid_t program = fork();
   if (program < 0) fail_to("start a process");
   if (program == 0) {

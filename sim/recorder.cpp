@@ -224,7 +224,7 @@ ssize_t read(int fd, void *data, size_t size) {
   return is_node(fd) ? read_any(fd, data, size, kOwnPosition, function) : function();
 }
 
-// A fortified program calls these when it knows the size of its buffer.
+// A fortified program calls this, __pread_chk() and __pread64_chk() when it knows the size of its buffer.
 ssize_t __read_chk(int fd, void *data, size_t size, size_t room) {
   if (size > room) abort();
   return read(fd, data, size);

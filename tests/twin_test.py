@@ -76,9 +76,10 @@ def what_is_recorded():
         for file in "x.rec", "x.rec.gz":
             done = subprocess.run([ZELSIM, "record", "-o", file, "--", "sh", "-c", f"kill -{end} $$"], check=False)
             assert done.returncode == -getattr(signal, f"SIG{end}"), (file, end, done.returncode)
-    # A signal to the recorder is the program's, and what the program has left does not keep the recorder.
-    told = record("a", "x.rec", "sh", "-c", "sleep 60 & trap 'kill -KILL $!; exit 3' TERM; kill -TERM $PPID; wait", status=3)
-    assert "goes on" not in told.stderr, told.stderr
+    # A signal to the recorder is the program's. After it the recorder waits for nothing that the program has left.
+    told = record("a", "x.rec", "sh", "-c", "sleep 60 >&- 2>&- & trap 'echo $!; exit 3' TERM; kill -TERM $PPID; wait", status=3)
+    os.kill(int(told.stdout), signal.SIGKILL)
+    assert "further calls are not recorded" in told.stderr and "goes on" not in told.stderr, told.stderr
     os.mkdir("full.rec.gz")  # a recording that cannot be compressed
     told = zelsim("record", "-o", "full.rec.gz", "--", "sh", "-c", "exit 3", status=3).stderr
     assert "--output: " in told and told.endswith(f"; the recording is in '{os.getcwd()}/full.rec.gz.part'\n"), told

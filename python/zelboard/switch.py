@@ -263,7 +263,7 @@ class Switch(contextlib.AbstractContextManager["Switch"]):
         return cast("Calls", session)
 
     def _trouble(self, error: Exception) -> str:
-        """Why no session was possible. Removes what it has left there, as close() will ask for nothing more."""
+        """Why no session was possible. Also removes the files of the programs' numbers: close() no longer asks the switch."""
         if isinstance(error, Timeout):
             return f"no answer within {STARTING:g} s"
         try:

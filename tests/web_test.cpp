@@ -1,4 +1,4 @@
-// What a page gets that reads more slowly than things happen, what programs read anew, and when a writing is over.
+// Parts of the page's server: what a slow page gets, what programs read anew, and when a writing is over.
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -70,9 +70,8 @@ TEST(Readings, AChangeIsToldWithTheTimeInWhichItMayHaveHappened) {
 
 TEST(FlashActivity, WhatAProcessDidBetweenTheCopyOfItsBoardAndItsEndIsTold) {
   pid_t process = fork();
-  if (process == 0) {
-    pause();
-  }
+  ASSERT_GE(process, 0);  // the signal below is for one process
+  while (process == 0) pause();
   Change change = {
       .at_us = host_time_us(), .process = uint32_t(process), .kind = ChangeKind::FlashWrite, .address = 33, .after = 7};
   Watch inside = {};
