@@ -59,7 +59,7 @@ void check_copy(bool done) {
 }  // namespace
 
 int open_file(const std::string &path, int flags) {
-  int fd = open(path.c_str(), flags | O_CLOEXEC, 0644);
+  int fd = open(path.c_str(), flags | O_CLOEXEC, 0666);
   if (fd < 0) fail_to("open " + path);
   return fd;
 }
