@@ -17,25 +17,35 @@ void make_shared_mutex(pthread_mutex_t &mutex, int type) {
   pthread_mutexattr_destroy(&kind);
 }
 
-timespec time_after(long nanoseconds) {
+namespace {
+
+/** Waits a moment for the mutex: ETIMEDOUT if it does not come. */
+int wait_for(pthread_mutex_t &mutex) {
+  constexpr long kNapNs = 100000000;
   constexpr long kSecondNs = 1000000000;
   timespec end = {};
   clock_gettime(CLOCK_REALTIME, &end);
-  end.tv_nsec += nanoseconds;
+  end.tv_nsec += kNapNs;
   end.tv_sec += end.tv_nsec / kSecondNs;
   end.tv_nsec %= kSecondNs;
-  return end;
+  // Thread checkers know this function, and not pthread_mutex_clocklock.
+  return pthread_mutex_timedlock(&mutex, &end);
 }
 
+bool is_taken(int error) { return error == EBUSY || error == ETIMEDOUT; }
+
+}  // namespace
+
 // A process that is killed just when it is woken may take the wake-up of the others along. So each looks again by itself.
-// Thread checkers know pthread_mutex_timedlock, and not pthread_mutex_clocklock.
 int lock_shared_mutex(pthread_mutex_t &mutex) {
-  constexpr long kNapNs = 100000000;
   int error = pthread_mutex_trylock(&mutex);
-  while (error == EBUSY || error == ETIMEDOUT) {
-    timespec end = time_after(kNapNs);
-    error = pthread_mutex_timedlock(&mutex, &end);
-  }
+  while (is_taken(error)) error = wait_for(mutex);
+  return error;
+}
+
+int lock_shared_mutex(pthread_mutex_t &mutex, std::chrono::steady_clock::time_point end) {
+  int error = pthread_mutex_trylock(&mutex);
+  while (is_taken(error) && std::chrono::steady_clock::now() < end) error = wait_for(mutex);
   return error;
 }
 

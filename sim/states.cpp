@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fstream>
 #include <set>
+#include <thread>
 
 #include "diagnostics.h"
 #include "fresh_folder.h"
@@ -51,11 +53,16 @@ std::string program_of(uint32_t process) {
 class Quiet {
  public:
   explicit Quiet(Board &board) : board_(board) {
+    constexpr std::chrono::milliseconds kPause(1);
     lock();
-    for (uint32_t user : board_.watch.flash_users) {
-      if (user == 0 || !lives(user)) continue;
+    uint32_t user = flash_user();
+    while (user != 0) {
       pthread_mutex_unlock(&board_.mutex);
-      throw Failure(program_of(user) + " is in a request: try again when it is done");
+      bool is_late = std::chrono::steady_clock::now() >= end_;
+      if (is_late) throw Failure(program_of(user) + " is in a request: try again when it is done");
+      std::this_thread::sleep_for(kPause);
+      lock();
+      user = flash_user();
     }
   }
   ~Quiet() {
@@ -68,9 +75,7 @@ class Quiet {
 
  private:
   void lock() {
-    constexpr long kPatienceNs = 20000000;
-    timespec end = time_after(kPatienceNs);
-    int locked = pthread_mutex_timedlock(&board_.mutex, &end);
+    int locked = lock_shared_mutex(board_.mutex, end_);
     if (locked == EOWNERDEAD) {
       recover_lock(board_);
     } else if (locked != 0) {
@@ -78,7 +83,18 @@ class Quiet {
     }
   }
 
+  /** A process in a long write or an erase, which leaves the lock free now and then. 0: none. */
+  uint32_t flash_user() const {
+    for (uint32_t user : board_.watch.flash_users) {
+      if (user != 0 && lives(user)) return user;
+    }
+    return 0;
+  }
+
+  static constexpr std::chrono::seconds kPatience{2};  // a sector erase in the chip's time takes 0.7 s
+
   Board &board_;
+  std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + kPatience;
 };
 
 Failure damaged_state(const fs::path &folder) {

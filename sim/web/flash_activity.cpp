@@ -27,12 +27,15 @@ std::string count_text(uint64_t count, const std::string &noun) {
   return std::to_string(count) + ' ' + noun + plural;
 }
 
-// How a process that has ended has left the flash. Empty unless it certainly ended in the middle of a write or an erase: it
-// still has its place among the users, which each of these frees at its end. That a file was written in part proves nothing:
-// the process may have wanted no more of it.
+// Each long write and each erase takes a place among the users, and frees it at its end.
+bool is_inside_a_write(const Watch &watch, uint32_t process) {
+  return std::ranges::find(watch.flash_users, process) != std::end(watch.flash_users);
+}
+
+// How a process that has ended has left the flash. Empty unless it certainly ended in the middle of a write or an erase.
+// That a file was written in part proves nothing: the process may have wanted no more of it.
 std::string unfinished_text(const Watch &watch, uint32_t process, const CopiedFile &file) {
-  bool is_inside = std::ranges::find(watch.flash_users, process) != std::end(watch.flash_users);
-  if (!is_inside) return "";
+  if (!is_inside_a_write(watch, process)) return "";
   std::string text = "ended in the middle of a write or an erase";
   if (!file.is_known()) return text;
   return text + ", after " + std::to_string(file.done()) + " of " + std::to_string(file.size()) + " bytes of " +
@@ -165,6 +168,7 @@ FlashLines FlashActivity::look(const Watch &watch, const std::filesystem::path &
     writer.has_ended = writer.is_dead;
     writer.is_dead = writer.was_alive && !is_alive;
     writer.was_alive = is_alive;
+    if (is_alive && is_inside_a_write(watch, process)) writer.last_us = host_time_us();
   }
   return end_quiet(watch, host_time_us());
 }

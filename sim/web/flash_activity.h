@@ -63,7 +63,7 @@ class FlashActivity {
     const tool::FlashRegion *region = nullptr;  // that it has written last
     bool goes_on = false;
     int64_t began_us = 0;  // the first write after a quiet time
-    int64_t last_us = 0;   // the newest write
+    int64_t last_us = 0;   // the newest write, or the last look at a long one
     // In this region, since the process began with it.
     unsigned erased = 0;  // sectors
     uint64_t programmed = 0;
