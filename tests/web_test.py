@@ -947,7 +947,7 @@ class Board(Server):
         news = {}
         self.follow(news)
         made = time.time()
-        for line in ("plug 5 1g-sx", "save here", "unplug 5", "load here", "unplug 5", "reset"):
+        for line in ("plug 5 1g-sx", "save here", "unplug 5", "load here", "unplug 5", "reset default"):
             zelsim(line)
         on_switch(ZELCTL, "flash", "erase", "0x200000", "--yes")
         eventually(lambda: len(news.get("activity", [])) == 9)
