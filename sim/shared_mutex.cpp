@@ -1,6 +1,7 @@
 #include "shared_mutex.h"
 
 #include <errno.h>
+#include <time.h>
 
 namespace zelsim {
 
