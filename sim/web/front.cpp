@@ -63,6 +63,8 @@ class WholeRequest : public httplib::Stream {
     answer_ += bytes;
     return static_cast<ssize_t>(size);
   }
+  /** True if the first line was not understood, and fields of the head were not read: they may ask for the end. */
+  bool leaves_fields() const { return rest_.find("\r\n\r\n") != std::string_view::npos; }
   /** The answer that was kept. */
   std::string take_answer() { return std::move(answer_); }
   void get_remote_ip_and_port(std::string &, int &) const override {}
@@ -283,7 +285,7 @@ void Front::answer(Connection &connection) {
     else
       return server.process_request(stream, "", 0, "", 0, false, closes, take_as_it_is);
   };
-  connection.ends = !process(*this) || closes;
+  connection.ends = !process(*this) || closes || stream.leaves_fields();
   connection.unsent = stream.take_answer();
   if (!send_some(connection.socket, connection.unsent)) {
     connection.unsent.clear();
