@@ -573,6 +573,15 @@ print(os.getpid())
         eventually(lambda: "activity" in late)
         self.assertEqual(late["activity"][-515:], news["activity"][-515:])
 
+    def test_who_looks_late_is_told_all_that_the_board_has_kept(self):
+        for number in range(40):
+            zelsim(f"set settle {number}")
+        who = self.make(*"10" * 300)
+        news = {}
+        self.follow(news)
+        acts = [("shell", f"zelsim set settle {number}") for number in range(8, 40)]
+        eventually(lambda: self.told(news) == [*acts, *[(who, "LED alarm: off → on"), (who, "LED alarm: on → off")] * 256])
+
     def test_who_only_reads_signs_nothing(self):
         zelsim("plug 3 1g-sx")
         zelsim("plug 4 1g-sx")

@@ -11,7 +11,7 @@
 namespace zelsim::web {
 namespace {
 
-constexpr size_t kMostEntries = kLoggedChanges + kActs;
+constexpr size_t kMostEntries = 1 + kLoggedChanges + kActs;  // that the board was made, and all that its logs hold
 
 std::string text_in(const char *text, size_t size) { return {text, strnlen(text, size)}; }
 
