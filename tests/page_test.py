@@ -209,7 +209,7 @@ class Page(Server):
         self.hides("#sheet-writing")
         # Above the map stands that the update was not done.
         self.comes("return RegExp(arguments[0]).test(document.querySelector('#writing').textContent)",
-                   r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended .* of 6400000 bytes of firmware.bin$")
+                   r"^Last written: Image 2 at 0x\w+; zelctl\[\d+\] ended in .*, after \d+ of 6400000 bytes of firmware.bin$")
         self.resize(1440, 900)
         self.hides("#writing-now")
         self.assert_no_complaints()

@@ -78,7 +78,14 @@ TEST(FlashActivity, WhatAProcessDidBetweenTheCopyOfItsBoardAndItsEndIsTold) {
   inside.flash_users[0] = change.process;
   FlashActivity flash;
   EXPECT_EQ(flash.take(change).size(), 1u);
+  // A second program, which lives on, begins a little later.
+  Change later = change;
+  later.process = uint32_t(getpid());
+  later.address = 34;
+  ++later.at_us;
+  EXPECT_EQ(flash.take(later).size(), 1u);
   EXPECT_TRUE(flash.look(inside, "/nowhere").empty());
+  EXPECT_EQ(flash.first()->left, (224 - 33) * kSectorSize);
   kill(process, SIGKILL);
   waitpid(process, nullptr, 0);
   EXPECT_TRUE(flash.look(inside, "/nowhere").empty());
@@ -86,6 +93,9 @@ TEST(FlashActivity, WhatAProcessDidBetweenTheCopyOfItsBoardAndItsEndIsTold) {
   FlashLines lines = flash.look({}, "/nowhere");
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_NE(lines[0].text.find("0 sectors erased, 14 bytes written"), std::string::npos) << lines[0].text;
+  // The other one is over two seconds after its last write.
+  flash.take_growth(later);
+  EXPECT_EQ(flash.end_quiet({}, later.at_us + 2000001).size(), 1u);
 }
 
 }  // namespace
