@@ -155,7 +155,7 @@ TEST(Diagnostics, FlagsLimitsAndStatus) {
   const Diagnostics found = pages.read();
   EXPECT_EQ(std::tuple(found.tx_disable, found.soft_tx_disable, found.tx_fault, found.rx_los, found.ready),
             std::tuple(std::optional(true), std::optional(true), std::optional<bool>(), std::optional(true), true));
-  for (size_t at = 32; at < 40; ++at) pages.page[at] = 0;
+  for (size_t at = 32; at < 40; ++at) pages.page[at] = 7;
   EXPECT_EQ(standing_of(pages.read().measured[RxPower]), Standing::NoLimits);
 }
 

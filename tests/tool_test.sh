@@ -277,18 +277,18 @@ END
 
 # A module's name can have any characters: it is cut between two of them. Its page tells the rate in units of 250 MBd, and
 # then one margin in both directions.
-python3 - "$work/R&D<éééééééé" <<'END'
+python3 - "$work/R&D<>ééééééé" <<'END'
 import sys
 page = bytearray(256)
 page[0], page[12], page[66], page[67] = 3, 255, 112, 20
 page[14:20] = 1, 2, 3, 4, 5, 6  # lengths, each in its unit
 open(sys.argv[1], "wb").write(page)
 END
-"$zelsim" plug 26 "$work/R&D<éééééééé"
+"$zelsim" plug 26 "$work/R&D<>ééééééé"
 "$zelsim" panel --svg - | python3 -c '
 import sys, xml.etree.ElementTree as xml
 texts = {e.text for e in xml.parse(sys.stdin).iter()}
-assert "R&D<ééééé…" in texts, texts' || fail "the picture does not show the name of a module"
+assert "R&D<>éééé…" in texts, texts' || fail "the picture does not show the name of a module"
 says 0 '"rate_margin_percent": "+20 -20"' ctl --json sfp show 26
 says 0 '"rate_mbd": 28000' ctl --json sfp show 26
 lengths=$(ctl sfp show 26 | sed -n 's/^length_[a-z0-9_]* *//p' | xargs)
