@@ -44,10 +44,11 @@ static Outcome copy_through_pipe(const std::string &path, uint64_t size,
   Outcome outcome{};
   std::thread feeder([&] { outcome.taken = feed(file, ends[kWriteEnd], progress); });
   outcome.status = copy(ends[kReadEnd]);
-  // If the copy refused, the end is still open, and the feeder would wait for a reader. Any other copy has closed it:
-  // then this call fails and does no harm, since nobody has opened a file meanwhile.
-  close(ends[kReadEnd]);
+  // If the copy refused, the end is still open: the feeder would wait for a reader, and nobody gets what is in the pipe.
+  // Any other copy has closed it: then this call fails and does no harm, since nobody has opened a file meanwhile.
+  const bool refused = close(ends[kReadEnd]) == 0;
   feeder.join();
+  if (refused) outcome.taken = 0;
   return outcome;
 }
 
