@@ -16,9 +16,13 @@ ZELSIM, ZELCTL = f"{BUILD}/bin/zelsim", f"{BUILD}/bin/zelctl"
 UNIT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../cmake/zelboard-monitor.service.in")
 # What somebody does to the board, and fields of the entry that it makes.
 DEEDS = [
-    ("set supply 2 none", "ZELBOARD_EVENT=supply|ZELBOARD_SUBJECT=supply 2|ZELBOARD_SUPPLY=2|ZELBOARD_OLD=ac|ZELBOARD_NEW=none|"
-                          "MESSAGE=supply 2: ac -> none|PRIORITY=4|SYSLOG_IDENTIFIER=zelctl"),
+    ("set supply 2 failed", "ZELBOARD_EVENT=power-alarm|ZELBOARD_NEW=on|PRIORITY=4"),
+    ("set supply 2 none", "ZELBOARD_EVENT=supply|ZELBOARD_SUBJECT=supply 2|ZELBOARD_SUPPLY=2|ZELBOARD_OLD=failed|ZELBOARD_NEW=none|"
+                          "MESSAGE=supply 2: failed -> none|PRIORITY=4|SYSLOG_IDENTIFIER=zelctl"),
     ("set supply 2 ac", "ZELBOARD_NEW=ac|MESSAGE=supply 2: none -> ac|PRIORITY=5"),
+    ("set supply 2 failed", "ZELBOARD_NEW=failed|PRIORITY=4"),
+    ("set rx-power 24 -30", "ZELBOARD_NEW=low alarm|PRIORITY=4"),
+    ("set los 24 1", "ZELBOARD_EVENT=port-light|ZELBOARD_NEW=lost|PRIORITY=4"),
     ("run --fast -- " + ZELCTL + " relay set 1", "ZELBOARD_EVENT=relay|MESSAGE=relay: open -> closed|PRIORITY=5"),
     ("set reset-key 1", "ZELBOARD_EVENT=reset-key|MESSAGE=reset key: released -> pressed"),
     ("unplug 3", "ZELBOARD_EVENT=port-module|ZELBOARD_SUBJECT=port 3 module|ZELBOARD_PORT=3|ZELBOARD_NEW=out"),
@@ -77,7 +81,8 @@ def journal(folder):
 
 def commands(folder):
     script = f'env | grep ^ZELBOARD >>{folder}/env; echo "$ZELBOARD_MESSAGE" >>{folder}/done; test "$ZELBOARD_NEW" != ac || sleep 99'
-    watcher = monitor("--exec", script, "--exec-limit", "1", "--initial", stdout=subprocess.PIPE)
+    watcher = monitor("--exec", script, "--exec-limit", "1", "--initial", stdout=subprocess.PIPE,
+                      env={**os.environ, "ZELBOARD_DETAIL": "of another event"})
     while "port 24 rx power" not in watcher.stdout.readline():
         pass
     open(f"{folder}/done", "w", encoding="utf-8").close()
@@ -90,7 +95,9 @@ def commands(folder):
     zelsim("set supply 1 none")
     wait_for("event", lambda: "supply 1: ac -> none" in lines())
     environment = open(f"{folder}/env", encoding="utf-8").read()
-    assert "ZELBOARD_OLD=ac\n" in environment and "ZELBOARD_TROUBLE=yes\n" in environment, environment
+    assert "another" not in environment, environment
+    for field in "OLD=ac", "TROUBLE=yes", "TROUBLE=no":
+        assert f"ZELBOARD_{field}\n" in environment, environment
     children = open(f"/proc/{watcher.pid}/task/{watcher.pid}/children", encoding="utf-8").read()
     assert len(children.split()) <= 1, children
     zelsim("set supply 1 ac")  # this one hangs while the monitor is told to end

@@ -9,6 +9,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+from datetime import datetime, timezone
 
 BIN = f"{sys.argv[1]}/bin/"
 SILENT, ANSWERS = ("answers", "does not answer"), ("does not answer", "answers")
@@ -53,13 +54,15 @@ DEEDS = [
     ("set voltage 24 3.437", []),
     ("set voltage 24 3.43", [("port 24 voltage", "high warning", "normal")]),
     # The margin is at most a quarter of the distance between the thresholds, which is 2 degrees here.
-    ("set module-temperature 25 33.9", [("port 25 temperature", "normal", "low warning")]),
-    ("set module-temperature 25 34.4", []),
-    ("set module-temperature 25 34.6", [("port 25 temperature", "low warning", "normal")]),
+    ("set module-temperature 25 31.9", [("port 25 temperature", "high warning", "low warning")]),
+    ("set module-temperature 25 32.45", []),
+    ("set module-temperature 25 32.6", [("port 25 temperature", "low warning", "normal")]),
     ("set tx-power 25 5", [("port 25 tx power", "low alarm", "high alarm")]),
     ("unplug 25", [("port 25 module", "in", "out")]),
-    ("fail i2c:BufRead@0xa2", [(f"port {port} diagnostics", *SILENT) for port in (24, 3)]),
-    ("heal", [(f"port {port} diagnostics", *ANSWERS) for port in (24, 3)]),
+    ("plug 25 narrow", [("port 25 module", "out", "in"), ("port 25 temperature", "absent", "high warning"),
+                        ("port 25 bias", "absent", "low alarm"), ("port 25 tx power", "absent", "low alarm")]),
+    ("fail i2c:BufRead@0xa2", [(f"port {port} diagnostics", *SILENT) for port in (24, 25, 3)]),
+    ("heal", [(f"port {port} diagnostics", *ANSWERS) for port in (24, 25, 3)]),
     ("fail i2c:BufRead --result busy", [(source, *SILENT) for source in BUS]),
     ("unplug 24", []),
     ("heal", [("port 24 module", "in", "out"), *((source, *ANSWERS) for source in BUS)]),
@@ -72,19 +75,11 @@ DEEDS = [
 FAULTS = [
     ("i2c:open", "i2c", "zelboard_port_module_present", "zelboard_power_alarm 0"),
     ("i2c:BufRead@0x9e --result busy", "i2c", "zelboard_temperature_celsius", 'zelboard_port_module_present{port="3"} 1'),
+    ("gpio:open", "gpio", "zelboard_power_alarm", 'zelboard_up{driver="flash"} 1'),
     ("gpio:GetAlarmLed", "gpio", 'led="alarm"', 'led="system"'),
     ("gpio:GetSocRegister", "gpio", 'zelboard_port_loss_of_signal{port="24"}', 'zelboard_port_loss_of_signal{port="3"}'),
     ("gpio:SelectCage", "gpio", "zelboard_sfp_info", 'zelboard_port_module_present{port="3"} 1'),
     ("flash:read", "flash", "zelboard_power_alarm", "zelboard_led_state"),
-]
-
-
-# Of the modules in ports 3 and 24, in base units.
-SAMPLES = [
-    ("zelboard_sfp_temperature_celsius", 3, 35), ("zelboard_sfp_voltage_volts", 24, 3.3),
-    ("zelboard_sfp_bias_amperes", 24, 0), ("zelboard_sfp_rx_power_watts", 24, 0.00048978),
-    ("zelboard_sfp_rx_power_watts", 3, 0.00023442), ("zelboard_sfp_rx_power_threshold_watts", 24, 0.00004074),
-    ("zelboard_sfp_alarm", 24, 0), ("zelboard_sfp_warning", 3, 0), ("zelboard_sfp_success", 3, 1), ("zelboard_sfp_info", 24, 1),
 ]
 
 
@@ -100,8 +95,19 @@ def metrics(*options):
     return on_switch("--fast", *options, "--", f"{BIN}zelctl", "metrics").communicate()[0]
 
 
+def next_event(watcher):
+    event = json.loads(watcher.stdout.readline())
+    age = datetime.now(timezone.utc) - datetime.fromisoformat(event["time"])
+    assert abs(age.total_seconds()) < 3600, event
+    which = re.match("(port|slot|supply) ([0-9]+)", event["subject"])
+    assert not which or event[which[1]] == int(which[2]), event
+    assert event["new"] != "does not answer" or event["detail"].startswith("FW_"), event
+    return event
+
+
 with tempfile.TemporaryDirectory() as folder:
     os.environ["ZELSIM_HOME"] = folder
+    os.chdir(folder)
     for deed in ("create --slots sfp,copper,none", "plug 3 1g-sx", "plug 24 10g-sr"):
         zelsim(deed)
     # Modules that do not answer make no fault of the bus: other chips answer there.
@@ -117,9 +123,6 @@ with tempfile.TemporaryDirectory() as folder:
         zelsim("heal")
     text = metrics(f"--trace={folder}/trace")
     assert len(re.findall(r"^zelboard_up.* 1$", text, re.M)) == 3 and text.endswith("# EOF\n"), text
-    for metric, port, value in SAMPLES:
-        found = re.search(f'^{metric}{{port="{port}".*}} (.*)$', text, re.M)
-        assert found and abs(float(found[1]) - value) <= abs(value) / 100, (metric, found)
     for line in open(f"{folder}/trace", encoding="utf-8"):
         assert re.search("^pause| Get| SelectCage | BufRead | SelectLowerSegment | read | lseek ", line), f"watching writes: {line}"
     if shutil.which("promtool"):
@@ -134,22 +137,22 @@ with tempfile.TemporaryDirectory() as folder:
         assert watcher.returncode == status, (rule, watcher.returncode)
         zelsim("heal")
 
-    on_switch("--fast", "--", f"{BIN}zelctl", "sfp", "dump", "24", "-o", f"{folder}/narrow").wait()
-    with open(f"{folder}/narrow", "r+b") as file:
+    on_switch("--fast", "--", f"{BIN}zelctl", "sfp", "dump", "24", "-o", "narrow").wait()
+    with open("narrow", "r+b") as file:
         file.seek(256 + 4)  # the thresholds of the temperature's warnings
-        file.write(bytes([36, 0, 34, 0]))
+        file.write(bytes([34, 0, 32, 0]))
         file.seek(93)
         file.write(b"\x80")  # it has limits, and no bit that tells whether its laser is off
-    zelsim(f"plug 25 {folder}/narrow")
+    zelsim("plug 25 narrow")
     zelsim("run --fast -- " + f"{BIN}zelctl cage 25 --tx-disable off")
     zelsim("set supply 2 failed")
     zelsim("fail flash:read")
     words = ("--fast", "--", f"{BIN}zelctl", "monitor", "--json", "--interval", "20", "--initial")
-    watcher = on_switch(*words)
+    watcher = on_switch(*words, env={**os.environ, "TZ": "UTC-5"})
     patience = threading.Timer(120, watcher.kill)  # an event that never comes ends the test
     patience.daemon = True
     patience.start()
-    while json.loads(watcher.stdout.readline())["new"] != "does not answer":  # the last one of the first look
+    while next_event(watcher)["new"] != "does not answer":  # the last one of the first look
         pass
     for deed, expected in DEEDS:
         zelsim(deed)  # perhaps in the middle of a round: then this round and the next one tell what it changes
@@ -158,10 +161,10 @@ with tempfile.TemporaryDirectory() as folder:
         marks = [] if expected else ["dc", "ac"]
         for mark in marks:
             zelsim(f"set supply 1 {mark}")
-            while (event := json.loads(watcher.stdout.readline()))["subject"] != "supply 1":
+            while (event := next_event(watcher))["subject"] != "supply 1":
                 told.append((event["subject"], event["old"], event["new"]))
         while len(told) < len(expected):
-            event = json.loads(watcher.stdout.readline())
+            event = next_event(watcher)
             # If a module is pulled in the middle of a round, its lines are told before.
             is_line = deed.startswith("unplug") and event["event"] != "port-module"
             if not is_line:
