@@ -273,6 +273,7 @@ def check_without_values(path):
         zelsim(f"plug 27 {path}")
         row = next(row for row in json.loads(zelctl("sfp dom --json")) if row["port"] == 27)
         assert (row["diagnostics"], row["temperature_celsius"], row["alarms"]) == (said, None, []), row
+        assert 'temperature_celsius{port="27"}' not in zelctl("metrics").decode(), said
         told = zelctl("sfp dom 27", status=1 if said == "address change" else 0)
         assert alone in (told if isinstance(told, str) else told.decode()), told
         zelsim("fail debugCmd")  # which a report starts 78 times
@@ -293,7 +294,7 @@ def check_pictures():
             assert max(map(len, text.split("\n"))) <= width, (width, text)
             assert coloured == words.endswith(str(EXTERNAL)), text
         assert len(re.findall(r"\[[-=#]*O[-=#]*\]", on_terminal(width, f"sfp dom {EXTERNAL}")[0])) == 5
-    for width, places in (200, 72), (75, 73), (21, 19), (19, 18), (10, 18):
+    for width, places in (200, 72), (76, 33), (75, 73), (21, 19), (19, 18), (10, 18):
         bars = re.findall(r"\[[-=#O]+\]", on_terminal(width, f"sfp dom {EXTERNAL}")[0])
         assert [len(each) - 2 for each in bars] == [places] * 5, (width, bars)
     for width, most in (80, 16), (79, 8), (48, 8), (47, 4):
