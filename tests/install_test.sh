@@ -71,6 +71,11 @@ nm -D --defined-only "$prefix/lib/libzelboard.so" | sed -n 's/.* T \([^@]*\).*/\
   comm -23 "$work/exported" - >"$work/without"
 [ -s "$work/without" ] && fail "without a manual page: $(cat "$work/without")"
 
+for name in "a b" a:b; do
+  mv "$prefix" "$work/$name"
+  prefix=$work/$name
+  "$prefix/bin/zelsim" run -- true 2>&1 | grep -q 'a folder with a blank or a colon: ' || fail "a program is run from '$name'"
+done
 mv "$prefix" "$work/first"
 cmake -DMANIFEST="$work/manifest" -DFOLDERS="$work/folders" -P "$here/../cmake/uninstall.cmake"
 left=$(cd "$work/first" && find . | sort | xargs)

@@ -32,6 +32,7 @@ for expected, work, *arguments in (
         ("EINVAL", os.ftruncate, chip, 0), ("EINVAL", os.lseek, chip, 0, os.SEEK_DATA), ("EINVAL", os.lseek, chip, -1, 0),
         (END, os.lseek, chip, 0, os.SEEK_END), (b"", os.read, chip, 1), ("ENOSPC", os.write, chip, b"x"),
         ("ENOSPC", os.pwrite, chip, b"x", END), (2, os.pwrite, chip, b"xyz", END - 2), (b"xy", os.pread, chip, 9, END - 2),
+        ("EBADF", request, os.open("/dev/zel_spi_flash", os.O_RDONLY), 0xd1),
         ("EINVAL", request, chip, 0xd1), (END - 1, os.lseek, chip, -1, os.SEEK_END), (0, request, chip, 0xd1),
         (b"\xff", os.pread, chip, 9, END - 1), (0, os.lseek, chip, 0, 0), (0, os.readv, chip, [bytearray(0)]),
         (2, os.writev, chip, [b"", b"ab", b"cd"]), (2, os.lseek, chip, 0, 1), (1, os.readv, chip, [bytearray(1), bytearray(2)]), (b"ab\xff", os.pread, chip, 3, 0),
@@ -46,8 +47,8 @@ for expected, work, *arguments in (
     assert found == expected, (work, arguments, expected, found)
 
 # The driver selects the upper segment for an access whose last byte is there.
-for access, what, at, upper in ((os.pread, 1, 0xffffff, 0), (os.pread, 2, 0xffffff, 1), (os.pwrite, b"x", 0x1000000, 1),
-                                (lambda fd, _, at: os.lseek(fd, at, 0) and request(fd, 0xd1), None, 0x1000000, 1)):
+for access, what, at, upper in ((os.pread, 1, 0xffffff, 0), (os.pread, 2, 0xffffff, 1), (os.pread, 1, END, 0),
+        (os.pwrite, b"x", 0x1000000, 1), (lambda fd, _, at: os.lseek(fd, at, 0) and request(fd, 0xd1), None, 0x1000000, 1)):
     request(chip, 0xdd)
     access(chip, what, at)
     found = os.popen(f"{sys.argv[1]} get flash.extended_address --board nodes").read()

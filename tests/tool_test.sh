@@ -77,7 +77,7 @@ for fault in debugCmd any; do
 done
 for words in "phy get 3 2" "phy set 3 1 1" "register get 0x5000010"; do
   "$zelsim" fail debugCmd --result nonsense
-  says 1 'debugCmd printed no number: .*0xZZ' ctl $words
+  says 1 "debugCmd printed no number: '.x02#!~ 0xZZ'" ctl $words
   "$zelsim" heal
 done
 "$zelsim" fail debugCmd --result nonsense --count 1
