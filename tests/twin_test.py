@@ -72,14 +72,15 @@ def what_is_recorded():
     zelsim("create", "backend")  # the line of the board ends like the last line
     record("backend", "x.rec", "./caller", "ask", "3")
     assert len(calls_in("x.rec")) == 3 * 5 + 4
-    for end in "TERM", "HUP", "INT", "SEGV":
+    for end in "TERM", "HUP", "INT", "QUIT", "SEGV":
         for file in "x.rec", "x.rec.gz":
             done = subprocess.run([ZELSIM, "record", "-o", file, "--", "sh", "-c", f"kill -{end} $$"], check=False)
             assert done.returncode == -getattr(signal, f"SIG{end}"), (file, end, done.returncode)
     # A signal to the recorder is the program's. After it the recorder waits for nothing that the program has left.
-    told = record("a", "x.rec", "sh", "-c", "sleep 60 >&- 2>&- & trap 'echo $!; exit 3' TERM; kill -TERM $PPID; wait", status=3)
-    os.kill(int(told.stdout), signal.SIGKILL)
-    assert "further calls are not recorded" in told.stderr and "goes on" not in told.stderr, told.stderr
+    for end in "TERM", "HUP":
+        told = record("a", "x.rec", "sh", "-c", f"sleep 60 >&- 2>&- & trap 'echo $!; exit 3' {end}; kill -{end} $PPID; wait", status=3)
+        os.kill(int(told.stdout), signal.SIGKILL)
+        assert "further calls are not recorded" in told.stderr and "goes on" not in told.stderr, told.stderr
     os.mkdir("full.rec.gz")  # a recording that cannot be compressed
     told = zelsim("record", "-o", "full.rec.gz", "--", "sh", "-c", "exit 3", status=3).stderr
     assert "--output: " in told and told.endswith(f"; the recording is in '{os.getcwd()}/full.rec.gz.part'\n"), told
@@ -136,8 +137,7 @@ def what_is_refused():
             (2, "FILE: 'bad.rec', line 2: fd 'z' is no number", "trace bad.rec"), (2, "PROGRAM: missing", "record -o x.rec"),
             (2, "line 2: time '" + r"\x01" * 24 + "...' is no number", "trace binary.rec"),
             (2, "line 2: it has more bytes than the read asked for", "run --replay long.rec -- true"),
-            (2, "--output: missing", "record -- true"), (2, "--output: must be a file", "record -o - -- true"),
-            (2, "--board: not with --replay", "run --board a --replay empty.rec -- true"), (2, "--trace: not with", "run --trace --replay empty.rec -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
+            (2, "--output: missing", "record -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
             (2, "--format: 'pcap' is not one of", "trace --format pcap empty.rec"), (2, "none.rec", "run --replay none.rec -- true"),
             (2, "--from: 'none.rec' is no report", "create c --from none.rec"), (1, "no board nope", "verify empty.rec --board nope")]:
         done = zelsim(*words.split(), status=status)
@@ -200,7 +200,7 @@ ALTERED = [
                       for byte in (6, 46, 60, 61, 63, 92, 95)}),
     ("set lm75 absent", {("i2c", "GetSensorAlive", "alive"): ("1", "0"), ("i2c", "BufRead", "addr=0x9e result"): ("0", "0xffff")}),
     ("run --fast -- zelctl phy set 3 1 0x55", {("-", "debugCmd", "phy_register_get 3 1 value"): ("0x0000", "0x0055")}),
-    ("fail debugCmd:phy_register_get", {("-", "debugCmd", "result"): ("exit status 0", "exit status 255")}),
+    ("fail debugCmd:phy_register_get --result refused", {("-", "debugCmd", "result"): ("exit status 0", "exit status 1")}),
     ("fail flash:read --result refused", {("flash", "read", "result"): None}),
     ("fail any --result killed", {}),  # verify is not the program that is to be killed
     ("flash load -", {("flash", "read", "sector=0x00120000"): tuple(
@@ -493,7 +493,7 @@ def twin_of_a_report():
         zelsim("run", "--fast", "--board", board, "--", ZELCTL, "cage", "3", "--tx-disable", "off")
         for step in "set tx-fault 3 0", "set loss-of-signal 24 0":
             zelsim(*step.split(), "--board", board)
-    assert optics("twin") == optics("site") and optics("twin")[3][0] == 5.4 and optics("twin")[24][2] == -3.1, optics("twin")
+    assert optics("twin") == optics("site") and optics("twin")[3][:2] == (5.4, -5.2) and optics("twin")[24][2] == -3.1, optics("twin")
     assert [zelsim("get", f"cages.{port}.module", "--board", "twin").stdout.strip() for port in (3, 16, 27)] == ["1g-sx", "copper", "dac"]
     # Without the flash its regions are named; the environment is there. An existing board stays.
     small = subprocess.run([ZELSIM, "run", "--fast", "--board", "site", "--", ZELCTL, "report", "-o", "small.tar.gz"], capture_output=True)
