@@ -565,7 +565,7 @@ print(os.getpid())
         new = [(who, text) for _ in range(100) for text in ("LED alarm: off → on", "LED alarm: on → off")]
         self.assertEqual(self.told(news)[len(made):], [*new, ("shell", "zelsim set settle 7"), *new])
         # What the board no longer has is counted. It has room for one act that is so long.
-        act = f"flash load {'/.' * 1900}{os.path.abspath(__file__)}"
+        act = f"flash load {os.path.abspath(__file__):/>3970}"  # its last letter is alone in the next place
         self.server.send_signal(signal.SIGSTOP)
         who = self.make(*"10" * 300)
         zelsim(act)
@@ -624,7 +624,7 @@ print(os.getpid())
             file.write(b"x" * 70000)
         zelsim("plug 5 1g-lx")
         zelsim("plug 6 copper")
-        on_switch("debugCmd", "sgpio_set", "1", "1", "1")  # the position of the alarm LED, before the LED is set
+        on_switch("bash", "-c", "debugCmd sgpio_set 1 1 1; true")  # the position of the alarm LED, before the LED is set
         # The LEDs, and the positions in the chain: what follows there says the same.
         leds = {"system": (1, 3), "alarm": (1, 1), "ring master": (2, 1), "ring fail": (2, 3), "power 1": (0, 1), "power 2": (0, 3),
                 "speed 24": (12, 1), "speed 25": (12, 3), "speed 26": (4, 1), "speed 27": (4, 3)}
@@ -638,7 +638,7 @@ print(os.getpid())
         eventually(lambda: any("clock" in text for _, text in self.told(news)))
         told = [(who.split("[")[0], text) for who, text in self.told(news)]
         self.assertEqual(told[2:-1], [
-            ("python3", "serial GPIO 1.1: off → on"),
+            ("debugCmd", "serial GPIO 1.1: off → on"),
             *(("zelctl", f"LED {led}: off → blinking") for led in leds),
             ("zelctl", "alarm relay: open → closed"), ("zelctl", "port 5: transmitter on"),
             ("zelctl", "lamp test, serial GPIO 5.3: off → on"), ("zelctl", "lamp test, serial GPIO 5.3: on → off")])
@@ -1128,7 +1128,7 @@ print(good)
         news = {}
         self.follow(news)
         back = {"action": "set settle", "milliseconds": 200}
-        for line in ("set settle 7", "flash load /dev/null", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase"):
+        for line in ("set settle 7", "flash load /dev/null --region 0+1", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase"):
             zelsim(line)
         eventually(lambda: len(news.get("activity", [])) == 6)
         self.assertEqual([(entry.get("act"), entry.get("final"), "undo" in entry, "undoes" in entry) for entry in news["activity"]],
@@ -1143,7 +1143,7 @@ print(good)
             each.start()
         for each in together:
             each.join()
-        passed = ["zelsim flash load /dev/null", "zelsim flash erase"]
+        passed = ["zelsim flash load /dev/null --region '0+1'", "zelsim flash erase"]
         done = {"done": ["zelsim set settle 200"], "refused": [], "passed": passed}
         self.assertEqual([answer for answer in answers if answer[0] == 200], [(200, done)])
         self.assertEqual([answer for answer in answers if answer[0] != 200], [(409, {"error": "zelsim set settle 7 is undone already"})] * 7)
@@ -1160,6 +1160,10 @@ print(good)
         for newest, title, named in (7, "", "zelsim set settle 200; set busy 0"), (8, "back", "back"):
             self.together(back, {"action": "set busy", "value": 0}, title=title)
             self.assertEqual(self.together(back, undoes=newest), (409, {"error": f"nothing is undone: {named} came in between"}))
+        self.assertEqual(self.together(back, undoes=3, newest=9)[1]["passed"], [])
+        for _ in range(25):
+            self.together(back)
+        self.assertEqual(self.together(back, undoes=1), (409, {"error": "this act is undone already"}))
 
     def test_several_acts_are_one(self):
         ports = (3, 24, 25, 26, 27)
@@ -1196,13 +1200,14 @@ print(good)
         # Where all are refused nothing was done.
         done = len(news["activity"])
         self.assertEqual(len(self.together({"action": "unplug", "port": 9}, title="nothing")[1]["refused"]), 1)
-        self.act("set/settle", milliseconds=8)
+        self.together({"action": "set settle", "milliseconds": 8})
         eventually(lambda: news["activity"][-1].get("command") == "zelsim set settle 8")
         self.assertEqual(len(news["activity"]), done + 1)
-        busy = {"action": "set busy", "value": 0}
-        self.assertEqual(self.together(*[busy] * 400, title="t" * 1000)[0], 200)
+        dark = {"action": "set loss-of-signal", "port": 24, "value": 0}
+        self.assertEqual(self.together(*[dark] * 400, title="t" * 1000)[0], 200)
+        eventually(lambda: news["activity"][-1].get("title") == "t" * 1000)
         number, kind = "acts: not a list of 1 to 400 actions", "body: a value has the wrong type"
-        for why, body in ((number, {}), (number, {"acts": [busy] * 401}), (number, {"acts": busy}), ("undoes: not the number of an act", {"acts": acts, "undoes": 0}),
+        for why, body in ((number, {}), (number, {"acts": [dark] * 401}), (number, {"acts": dark}), ("undoes: not the number of an act", {"acts": acts, "undoes": 0}),
                           (kind, {"acts": acts, "undoes": "1"}), ("acts: one has no action", {"acts": [{}]}), ("action: 'reset' is done alone", {"acts": [{"action": "reset"}]}),
                           *(("title: not one line of at most 1000 bytes", {"acts": acts, "title": title}) for title in ("a\nb", "t" * 1001)),
                           (kind, {"acts": [{"action": 1}]})):
