@@ -7,7 +7,8 @@ head -c 70000 /dev/urandom >"$work/image"
 on_switch dd if="$work/image" of=/dev/zel_spi_flash bs=64k seek=32 conv=notrunc 2>/dev/null
 on_switch dd if=/dev/zel_spi_flash of="$work/back" bs=4096 skip=512 count=18 2>/dev/null
 head -c 70000 "$work/back" | cmp - "$work/image"
-on_switch bash -c 'exec 12</dev/zel_spi_flash; exec python3 -c "import os; os.write(1, os.pread(12, 65536, 0x200000))"' | cmp -n 65536 - "$work/image"
+on_switch bash -c 'exec 12</dev/zel_spi_flash; exec python3 -c "import os; os.write(1, os.pread(12, 65536, 0x200000))"' |
+  cmp -n 65536 - "$work/image"
 on_switch sh -c 'od -An -tx1 -j 2097152 -N 4096 </dev/zel_spi_flash' >"$work/shown"
 od -An -tx1 -N 4096 "$work/image" | cmp - "$work/shown"
 # A child that closes the node before its exec, as Python's children do, leaves its parent's node open.

@@ -78,7 +78,8 @@ def what_is_recorded():
             assert done.returncode == -getattr(signal, f"SIG{end}"), (file, end, done.returncode)
     # A signal to the recorder is the program's. After it the recorder waits for nothing that the program has left.
     for end in "TERM", "HUP":
-        told = record("a", "x.rec", "sh", "-c", f"sleep 60 >&- 2>&- & trap 'echo $!; exit 3' {end}; kill -{end} $PPID; wait", status=3)
+        signals = f"sleep 60 >&- 2>&- & trap 'echo $!; exit 3' {end}; kill -{end} $PPID; wait"
+        told = record("a", "x.rec", "sh", "-c", signals, status=3)
         os.kill(int(told.stdout), signal.SIGKILL)
         assert "further calls are not recorded" in told.stderr and "goes on" not in told.stderr, told.stderr
     os.mkdir("full.rec.gz")  # a recording that cannot be compressed
@@ -127,14 +128,13 @@ def what_is_left_running():
 
 def what_is_refused():
     open("none.rec", "w").write("no recording\n")
-    open("later.rec", "w").write("zelsim recording 3 0.000000\n")
     open("bad.rec", "w").write("zelsim recording 1 0.000000\n0.000000 1 2/3 gpio 0x81 X = 0 | fd=z\n")
     open("binary.rec", "w").write("zelsim recording 2 0.000000\n" + 500 * "\x01" + "\n")
     open("long.rec", "w").write("zelsim recording 2 0.000000\n0.000000 1 2/3 flash read 0x0+0x2 = 4 | fd=3 taken=00*4\nend\n")
     open("empty.rec", "w").write("zelsim recording 2 0.000000\nend\n")
     for status, text, words in [
-            (2, "FILE: 'none.rec' is no recording", "verify none.rec --board a"), (2, "another version", "trace later.rec"),
-            (2, "FILE: 'bad.rec', line 2: fd 'z' is no number", "trace bad.rec"), (2, "PROGRAM: missing", "record -o x.rec"),
+            (2, "FILE: 'none.rec' is no recording", "verify none.rec --board a"), (2, "PROGRAM: missing", "record -o x.rec"),
+            (2, "FILE: 'bad.rec', line 2: fd 'z' is no number", "trace bad.rec"),
             (2, "line 2: time '" + r"\x01" * 24 + "...' is no number", "trace binary.rec"),
             (2, "line 2: it has more bytes than the read asked for", "run --replay long.rec -- true"),
             (2, "--output: missing", "record -- true"), (1, "--output: cannot write", "record -o /nowhere/x -- true"),
@@ -493,7 +493,8 @@ def twin_of_a_report():
         zelsim("run", "--fast", "--board", board, "--", ZELCTL, "cage", "3", "--tx-disable", "off")
         for step in "set tx-fault 3 0", "set loss-of-signal 24 0":
             zelsim(*step.split(), "--board", board)
-    assert optics("twin") == optics("site") and optics("twin")[3][:2] == (5.4, -5.2) and optics("twin")[24][2] == -3.1, optics("twin")
+    lit = optics("twin")
+    assert lit == optics("site") and lit[3][:2] == (5.4, -5.2) and lit[24][2] == -3.1, lit
     assert [zelsim("get", f"cages.{port}.module", "--board", "twin").stdout.strip() for port in (3, 16, 27)] == ["1g-sx", "copper", "dac"]
     # Without the flash its regions are named; the environment is there. An existing board stays.
     small = subprocess.run([ZELSIM, "run", "--fast", "--board", "site", "--", ZELCTL, "report", "-o", "small.tar.gz"], capture_output=True)

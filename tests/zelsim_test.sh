@@ -59,7 +59,8 @@ cc -shared -fPIC -x c - -o "$work/slow.so" <<'END'
 #include <stdio.h>
 #include <stdlib.h>
 int renameat(int, const char *, int, const char *);
-int rename(const char *from, const char *to) { return system("LD_PRELOAD= zelsim list >&2 && ls -d \"$ZELSIM_HOME\"/.new-* >&2") ? -1 : renameat(-100, from, -100, to); }
+const char *look = "LD_PRELOAD= zelsim list >&2 && ls -d $ZELSIM_HOME/.new-* >&2";
+int rename(const char *from, const char *to) { return system(look) ? -1 : renameat(-100, from, -100, to); }
 END
 PATH="$build/bin:$PATH" LD_PRELOAD="$work/slow.so" "$zelsim" create slow 2>/dev/null || fail "a folder is taken from its owner"
 
