@@ -104,10 +104,11 @@ void refuse_request(int socket, Progress progress) {
 enum class Fate { Waits, GoesToWorker, Ends };
 
 // The server library would compress each answer anew, which takes longer than to send it as it is. It would take a body apart
-// that is sent as a form, as some clients do with any body.
+// that is sent as a form, as some clients do with any body. It would tell a client again to go ahead with a body that is here.
 void take_as_it_is(httplib::Request &request) {
   request.headers.erase("Accept-Encoding");
   request.headers.erase("Content-Type");
+  request.headers.erase("Expect");
 }
 
 }  // namespace
