@@ -193,7 +193,8 @@ void Front::Collection::refuse_and_close(const Connection &connection, const Req
   if (text.progress != Progress::Incomplete) {
     refuse_request(connection.socket, text.progress);
   } else if (is_late(connection) && !connection.bytes.empty()) {
-    refuse_request(connection.socket, "408 Request Timeout", "request: not whole within 5 seconds");
+    refuse_request(connection.socket, "408 Request Timeout",
+                   "request: not whole within " + std::to_string(kRequestTime.count()) + " seconds");
   }
   shutdown(connection.socket, SHUT_WR);
   // Reads what the client still sends: otherwise a reset could overtake the refusal.
