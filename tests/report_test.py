@@ -47,7 +47,7 @@ def report(*options, trace=()):
         folder = archive.getnames()[0].split("/")[0]
         assert len(done.stdout) * 4 < sum(map(len, files.values())), "it is hardly compressed"
         assert {(member.uname, member.gname) for member in archive.getmembers()} == {("root", "root")}
-    assert content[100:124] == b"0000644\0" + b"0000000\0" * 2, content[:512]  # mode, owner and group as every reader knows them
+    assert content[100:124] + content[257:265] == b"0000644\0" + b"0000000\0" * 2 + b"ustar\x0000", content[:512]
     data = json.loads(files["report.json"])
     host = re.sub("[^A-Za-z0-9.]", "-", os.uname().nodename)
     assert folder == f"zelboard-report-{host}-{re.sub('[-:]', '', data['created'])}", folder

@@ -46,6 +46,7 @@ TEST(Readings, AChangeIsToldWithTheTimeInWhichItMayHaveHappened) {
   const std::tuple<char, bool, uint8_t, uint8_t, int64_t, std::string_view> steps[] = {
       {'a', false, 0, 0xc0, 0, ""},
       {'a', false, 0, 0xc0, 1000000, "a repetition"},
+      {'c', false, 0, 0xc0, 1000000, ""},
       {'b', false, 0, 0x40, 1000000, ""},
       {'a', false, 1, 0x40, 5000000, "supply 2: good → not good"},
       {'a', false, 0, 0xc0, 6000000, "supply 2: not good → good"},
@@ -96,6 +97,11 @@ TEST(FlashActivity, WhatAProcessDidBetweenTheCopyOfItsBoardAndItsEndIsTold) {
   // The other one is over two seconds after its last write.
   flash.take_growth(later);
   EXPECT_EQ(flash.end_quiet({}, later.at_us + 2000001).size(), 1u);
+  // A write that grows goes on.
+  flash.take(later);
+  ++later.after;
+  flash.take_growth(later);
+  EXPECT_TRUE(flash.end_quiet({}, later.at_us + 2000001).empty());
 }
 
 }  // namespace
