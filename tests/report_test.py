@@ -47,6 +47,7 @@ def report(*options, trace=()):
         folder = archive.getnames()[0].split("/")[0]
         assert len(done.stdout) * 4 < sum(map(len, files.values())), "it is hardly compressed"
         assert {(member.uname, member.gname) for member in archive.getmembers()} == {("root", "root")}
+    # Mode, owner, group and version as every reader knows them.
     assert content[100:124] + content[257:265] == b"0000644\0" + b"0000000\0" * 2 + b"ustar\x0000", content[:512]
     data = json.loads(files["report.json"])
     host = re.sub("[^A-Za-z0-9.]", "-", os.uname().nodename)
