@@ -56,7 +56,7 @@ for access, what, at, upper in ((os.pread, 1, 0xffffff, 0), (os.pread, 2, 0xffff
 
 # A duplicate of a node's descriptor is a node, too. A number that was closed is none.
 for number in (os.dup(chip), os.dup2(chip, 50), os.dup2(chip, 51, inheritable=False), fcntl.fcntl(chip, fcntl.F_DUPFD, 52),
-               fcntl.fcntl(chip, fcntl.F_DUPFD_CLOEXEC, 53), libc.dup2(chip, chip)):
+               fcntl.fcntl(chip, fcntl.F_DUPFD_CLOEXEC, 53), libc.dup2(chip, chip), os.dup2(chip, 0)):
     assert os.pread(number, 2, 0) == b"ab", number
 CLOEXEC = 4
 for first, last, flags, left in ((50, 51, 0, (52, 53)), (52, 99, CLOEXEC, (52, 53)), (53, 53, 0, (52,))):
@@ -72,7 +72,10 @@ def reused(fd, close):
         numbers.append(os.open("/proc/self/comm", os.O_RDONLY))
     assert os.pread(fd, 6, 0) == b"python", fd
 
+reused(51, lambda: None)
 reused(52, lambda: libc.closefrom(52))
+stream = ctypes.c_void_p(libc.fopen(b"/dev/zel_gpio", b"r"))
+reused(libc.fileno(stream), lambda: libc.fclose(stream))
 for mode, access in ((b"r", os.O_RDONLY), (b"r+", os.O_RDWR), (b"w", os.O_WRONLY), (b"a", os.O_WRONLY), (b"re", os.O_RDONLY), (b"w+", os.O_RDWR)):
     stream = ctypes.c_void_p(libc.fopen(b"/dev/zel_spi_flash", mode))
     fd = libc.fileno(stream)
@@ -101,6 +104,7 @@ assert os.pread(chip, 5, 0x5000) == b"cat: "
 
 # Other names of the same calls: fortified ones, and those of large files.
 READ_WRITE, HERE, PATH = os.O_RDWR, -100, b"/dev/zel_spi_flash"
+os.close(0)  # the first one gets this number
 for place, (opens, *words) in enumerate(((libc.__open_2, PATH, READ_WRITE), (libc.__open64_2, PATH, READ_WRITE), (libc.__openat_2, HERE, PATH, READ_WRITE),
                                          (libc.__openat64_2, HERE, PATH, READ_WRITE), (libc.openat, HERE, PATH, READ_WRITE),
                                          (libc.openat64, HERE, PATH, READ_WRITE), (libc.creat64, PATH, 0o600))):

@@ -175,7 +175,7 @@ with open(sys.argv[1], "r+b") as state:
 END
 }
 begin_loading
-"$zelsim" save again --board half && "$zelsim" load again --board half
+"$zelsim" save xunbroken-again --board half && "$zelsim" load xunbroken-again --board half
 [ "$("$zelsim" get i2c.temperature --board half)" = 30.0 ] || fail "a half loaded board was saved"
 begin_loading
 "$zelsim" forget xunbroken --board half
@@ -249,13 +249,14 @@ END
 "$zelsim" heal --board chip
 
 # A trace that cannot be written changes no answer.
-"$zelsim" run --fast --trace=/dev/full --board chip -- python3 - <<'END' || fail "errors of a request behind a full disk"
+"$zelsim" run --fast --trace=/dev/full --board chip -- python3 - <<'END' || fail "errors of calls behind a full disk"
 import errno, fcntl, os
-gpio = os.open("/dev/zel_gpio", os.O_RDWR)
-try:
-    fcntl.ioctl(gpio, 0x40012482, 1)
-except OSError as error:
-    assert error.errno == errno.EFAULT, error
+gpio, chip = (os.open("/dev/zel_" + node, os.O_RDWR) for node in ("gpio", "spi_flash"))
+for expected, call in (errno.EFAULT, lambda: fcntl.ioctl(gpio, 0x40012482, 1)), (errno.EINVAL, lambda: os.pread(chip, 1, -1)):
+    try:
+        call()
+    except OSError as error:
+        assert error.errno == expected, error
 END
 
 # The cable of an RJ45 port: what its PHY says.
