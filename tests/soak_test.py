@@ -92,7 +92,7 @@ for line in (["led", "set", "alarm", "on"], ["selftest"], ["firmware", "write", 
     subprocess.run(on_switch + [zelctl] + line, check=True, timeout=30, stdout=subprocess.DEVNULL)
 
 # The board's lock stands behind the head of the state file. Here it is let go without a wake-up.
-LOCK, HAS_WAITERS = 16, 0x80000000
+LOCK, HAS_WAITERS, OWNER_DIED = 16, 0x80000000, 0x40000000
 with open(work + "/default/state", "r+b") as state:
     fcntl.flock(state, fcntl.LOCK_SH)  # a process that is alone on a board makes the lock anew
     os.pwrite(state.fileno(), os.getpid().to_bytes(4, sys.byteorder), LOCK)
@@ -107,3 +107,6 @@ with open(work + "/default/state", "r+b") as state:
     finally:
         waiting.kill()
     assert waiting.returncode == 0, waiting.returncode
+    # A state is saved behind a process that died with the lock.
+    os.pwrite(state.fileno(), OWNER_DIED.to_bytes(4, sys.byteorder), LOCK)
+    subprocess.run([zelsim, "save", "one"], check=True, timeout=30)
