@@ -107,8 +107,8 @@ static void pause_like_the_library(unsigned rounds) {
   }
 }
 
-// Sends a record: NODE NUMBER BYTES, both hexadecimal.
-static int send_record(char **words) {
+// Sends a record: NODE NUMBER BYTES, both hexadecimal. Prints the result and the first byte of the record.
+static void send_record(char **words) {
   uint8_t record[kRecord] = {0};
   for (size_t i = 0; i < strlen(words[2]) / 2; ++i) {
     const char digits[3] = {words[2][2 * i], words[2][2 * i + 1]};
@@ -117,7 +117,7 @@ static int send_record(char **words) {
   int fd = open(words[0], O_RDWR);
   int result = request(fd, (unsigned)strtoul(words[1], NULL, 16), record);
   close(fd);
-  return result;
+  printf("%d %02x\n", result, record[0]);
 }
 
 int main(int argc, char **argv) {
@@ -131,7 +131,7 @@ int main(int argc, char **argv) {
   if (strcmp(mode, "killed") == 0 && ask(count, 0) != 1) raise(SIGKILL);
   if (strcmp(mode, "status") == 0) _exit(7);
   if (strcmp(mode, "send") == 0) {
-    for (int i = 2; i + 2 < argc; i += 3) printf("%d\n", send_record(argv + i));
+    for (int i = 2; i + 2 < argc; i += 3) send_record(argv + i);
   }
   return 0;
 }

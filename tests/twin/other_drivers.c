@@ -54,8 +54,9 @@ static int gpio(unsigned number, uint8_t *record) {
     case 0x9a:  // GetResetKey: pressed
       record[0] = 1;
       return 0;
-    default:
-      errno = ENOTTY;
+    default:  // changes its record, and fails with an error that has no name
+      record[0] ^= 0x80;
+      errno = 524;
       return -1;
   }
 }
