@@ -485,6 +485,8 @@ class Interface(Server):
         self.assertFalse([line for line in news["requests"] if "failures" in line])
         eventually(lambda: news["highest"] > 100)
         eventually(lambda: (news["rate"], json.loads(self.ask("/api/history")[1])["series"]["rate"][-1][1]) == (0, 0))
+        for request in "GetPowerStatus", "flash read":
+            self.assertGreater(sum(line["us"] for line in news["requests"] if request in line.get("line", "")), 0)
 
     def ask_for_supplies(self, times, other="fcntl.ioctl(gpio, 0x40012455, status)", every=1000):
         """One request in a thousand, or in `every`, is another one: by itself one that the driver does not know."""
@@ -517,9 +519,10 @@ class Interface(Server):
         zelsim("fail gpio:GetPowerStatus --skip 20000 --count 1 --result 0")
         self.ask_for_supplies(60000)
         zelsim("set supply 2 failed")
-        self.ask_for_supplies(60000)
+        self.ask_for_supplies(60000, "os.pread(flash, 1, -1)")
         eventually(lambda: sum("result" in line and line["result"] != 0 for line in lines("GetPowerStatus")) == 2)
-        eventually(lambda: sum((line.get("result"), line.get("error")) == (-1, "ENOTTY") for line in lines("0x55")) == 4 + 60 + 60)
+        for request, error, times in ("0x55", "ENOTTY", 4 + 60), ("flash read", "EINVAL", 60):
+            eventually(lambda: sum((line.get("result"), line.get("error")) == (-1, error) for line in lines(request)) == times)
         eventually(lambda: sum("fault" in line for line in lines("GetPowerStatus")) == 3)
         eventually(lambda: any("missed" in line for line in news["requests"]))
         # Of a burst that is over, the last 4000.
@@ -1049,13 +1052,15 @@ class Board(Server):
         self.assertEqual(json.loads(zelsim("states --json")), {"states": []})
 
     def test_each_act_can_be_undone(self):
-        for line in ("plug 3 copper", "plug 24 10g-sr", "set rx-power 24 -5", "set loss-of-signal 24 1", "set tx-fault 24 1"):
+        for line in ("plug 3 copper", "plug 24 10g-sr", "set rx-power 24 -5", "set loss-of-signal 24 1", "set tx-fault 24 1",
+                     "set supply 1 failed", "set link 9 down"):
             zelsim(line)
-        page = f"{self.home}/page"  # without page A2h
-        zelsim(f"run --fast -- {ZELCTL} sfp dump 24 --page a0 --raw -o {page}")
-        for line in ("plug 5 1g-lx", "set voltage 24 3.2", "set module-temperature 24 -3.5", f"plug 24 {page}", "unplug 24", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
+        module = f"{self.home}/module"  # without page A2h
+        zelsim(f"run --fast -- {ZELCTL} sfp dump 24 --page a0 --raw -o {module}")
+        alone = {"fit 2 none": ["fit 2 copper", "set link 9 down full"], "set clock 2030-01-02T03:04:05": ["set clock host"]}
+        for line in ("plug 5 1g-lx", "set voltage 24 3.2", "set module-temperature 24 -3.5", f"plug 24 {module}", "unplug 24", "unplug 3", "plug 3 1g-sx", "fit 1 none", "set supply 2 failed", "set temperature 71.5",
                      "set rtc absent", "set lm75 absent", "set loss-of-signal 3 1", "set loss-of-signal 6 0", "set link 3 100 half", "set link 9 10",
-                     "fit 2 none",  "fail i2c:BufRead@0x40 --result busy --skip 2",
+                     "set supply 1 none", *alone, "fail i2c:BufRead@0x40 --result busy --skip 2",
                      "fail gpio --probability 0.25 --seed 7",
                      "set io 1 2", "set busy 1", "set settle 7", "set chip-index 3", "set reset-key 1", "set reset-process 3"):
             with self.subTest(line=line):
@@ -1067,8 +1072,8 @@ class Board(Server):
                                        for entry in news.get("activity", [])))
                 if "24" not in line:
                     self.assertNotIn(" 24", " ".join(news["activity"][-1]["undo"]))
-                if line == "fit 2 none":
-                    self.assertEqual(news["activity"][-1]["undo"], ["fit 2 copper"])
+                if line in alone:
+                    self.assertEqual(news["activity"][-1]["undo"], alone[line])
                 for undo in news["activity"][-1]["undo"]:
                     zelsim(undo)
                 page.close()
@@ -1076,7 +1081,8 @@ class Board(Server):
                 for each in (before, after):
                     del each["i2c"]["clock"], each["paused_us"]
                 self.assertEqual(before, after)
-        for line in "fail flash", "fail gpio --probability 0.25 --seed 7", "fail i2c --count 1":
+        for line in (f"plug 5 {module}", "unplug 5", "fail flash", "fail gpio --probability 0.25 --seed 7",
+                     "fail i2c --count 1 --skip 2"):
             zelsim(line)
         first = json.loads(zelsim("fail --list --json"))["faults"][0]["fault"]
         zelsim(f"heal {first}")
@@ -1088,7 +1094,8 @@ class Board(Server):
         page.close()
         undo = "fail gpio --result 65535 --probability 0.25 --seed 7"
         self.assertEqual([entry["undo"] for entry in news["activity"][-2:]],
-                         [["fail flash --result 65535"], [undo, "fail i2c --result 65535 --count 1"]])
+                         [["fail flash --result 65535"], [undo, "fail i2c --result 65535 --count 1 --skip 2"]])
+        self.assertNotIn("undo", news["activity"][-6])  # the module is in no catalogue
 
     # Reads the status of the supplies until a file is there. Prints how often supply 2 was good.
     WATCH = '''
@@ -1129,39 +1136,39 @@ print(good)
         news = {}
         self.follow(news)
         back = {"action": "set settle", "milliseconds": 200}
-        for line in ("set settle 7", "flash load /dev/null --region 0+1", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase"):
+        for line in ("set settle 7", "flash load /dev/null --region 0+1", "plug 5 1g-sx", "plug 5 1g-sx", "flash erase", "save x", "forget x"):
             zelsim(line)
-        eventually(lambda: len(news.get("activity", [])) == 6)
+        eventually(lambda: len(news.get("activity", [])) == 8)
         self.assertEqual([(entry.get("act"), entry.get("final"), "undo" in entry, "undoes" in entry) for entry in news["activity"]],
                          [(None, None, False, False), (1, None, True, False), (2, True, False, False), (3, None, True, False),
-                          (4, None, False, False), (5, True, False, False)])
+                          (4, None, False, False), *((act, True, False, False) for act in (5, 6, 7))])
         # Of requests at the same moment one is done.
         answers = []
         def undo():
-            answers.append(self.together(back, undoes=1, newest=5, title="undone: set settle 7"))
+            answers.append(self.together(back, undoes=1, newest=7, title="undone: set settle 7"))
         together = [threading.Thread(target=undo) for _ in range(8)]
         for each in together:
             each.start()
         for each in together:
             each.join()
-        passed = ["zelsim flash load /dev/null --region '0+1'", "zelsim flash erase"]
+        passed = ["zelsim flash load /dev/null --region '0+1'", "zelsim flash erase", "zelsim save x", "zelsim forget x"]
         done = {"done": ["zelsim set settle 200"], "refused": [], "passed": passed}
         self.assertEqual([answer for answer in answers if answer[0] == 200], [(200, done)])
         self.assertEqual([answer for answer in answers if answer[0] != 200], [(409, {"error": "zelsim set settle 7 is undone already"})] * 7)
         eventually(lambda: news["activity"][-1].get("undoes") == 1)
-        self.assertEqual((len(news["activity"]), news["activity"][-1]["act"]), (7, 6))
+        self.assertEqual((len(news["activity"]), news["activity"][-1]["act"]), (9, 8))
         # An act that nobody knew of comes first.
         zelsim("set settle 9")
         came = "nothing is undone: zelsim set settle 9 came in between"
-        for meant, why in ({"undoes": 6, "newest": 6}, came), ({"undoes": 3}, "nothing is undone: zelsim plug 5 1g-sx came in between"), \
-                          ({"undoes": 7, "newest": 8}, "nothing is undone: the board was made anew in between"):
+        for meant, why in ({"undoes": 8, "newest": 8}, came), ({"undoes": 3}, "nothing is undone: zelsim plug 5 1g-sx came in between"), \
+                          ({"undoes": 9, "newest": 10}, "nothing is undone: the board was made anew in between"):
             self.assertEqual(self.together(back, **meant), (409, {"error": why}))
         self.assertEqual(zelsim("get settle_ms").strip(), "9")
         # Several that were one have their title, or are named all.
-        for newest, title, named in (7, "", "zelsim set settle 200; set busy 0"), (8, "back", "back"):
+        for newest, title, named in (9, "", "zelsim set settle 200; set busy 0"), (10, "back", "back"):
             self.together(back, {"action": "set busy", "value": 0}, title=title)
             self.assertEqual(self.together(back, undoes=newest), (409, {"error": f"nothing is undone: {named} came in between"}))
-        self.assertEqual(self.together(back, undoes=3, newest=9)[1]["passed"], [])
+        self.assertEqual(self.together(back, undoes=3, newest=11)[1]["passed"], [])
         for _ in range(25):
             self.together(back)
         self.assertEqual(self.together(back, undoes=1), (409, {"error": "this act is undone already"}))
@@ -1379,14 +1386,15 @@ class Listening(Server):
             self.assertEqual(self.ask("/api/board", Host="192.0.2.1", **bearer)[0], 200)
             self.server.send_signal(signal.SIGINT)
             self.assertCountEqual([self.address, *self.server.stdout.read().split()], [f"http://{name}:{self.port}/?token=correct-horse" for name in names])
-        # A server at one address is known by it.
+        # A server at one address is known by it. It makes its board if that is missing.
         self.end()
-        self.words = ("default", "--listen", "127.0.0.2")
+        run("sh", "-c", f"echo from-a-file >{self.home}/token")
+        self.words = ("fresh", "--listen", "127.0.0.2", "--token-file", f"{self.home}/token")
         self.start("0")
         for status, host in (200, "127.0.0.2"), (200, f"127.0.0.2:{self.port}"), (200, "127.0.0.1"), (403, "127.0.0.3"):
             connection = http.client.HTTPConnection("127.0.0.2", self.port, timeout=PATIENCE)
             self.addCleanup(connection.close)
-            connection.request("GET", "/api/board", headers={"Host": host, **bearer})
+            connection.request("GET", "/api/board", headers={"Host": host, "Authorization": "Bearer from-a-file"})
             self.assertEqual(connection.getresponse().status, status, host)
 
 
