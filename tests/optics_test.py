@@ -264,7 +264,7 @@ def check_other_modules(path):
 
 def check_without_values(path):
     """A module that is not ready, and one that wants its address changed: all say so, and nobody tells values."""
-    for at, value, said, alone in ((256 + 110, 0x01, "not ready", "not ready yet"),
+    for at, value, said, alone in ((256 + 110, 0x01, "not ready", "the module's values are not ready yet\n"),
                                    (92, 0x6C, "address change", "need an address change")):
         pages = bytearray(zelctl(f"sfp dump {INTERNAL} --raw"))
         pages[at] = value

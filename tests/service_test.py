@@ -27,6 +27,8 @@ DEEDS = [
     ("set reset-key 1", "ZELBOARD_EVENT=reset-key|MESSAGE=reset key: released -> pressed"),
     ("unplug 3", "ZELBOARD_EVENT=port-module|ZELBOARD_SUBJECT=port 3 module|ZELBOARD_PORT=3|ZELBOARD_NEW=out"),
     ("set temperature 81.5", "ZELBOARD_EVENT=temperature|ZELBOARD_NEW=hot|ZELBOARD_DETAIL=81.5 degrees|PRIORITY=4"),
+    ("set rtc absent", "ZELBOARD_EVENT=clock|ZELBOARD_NEW=lost|PRIORITY=4"),
+    ("set tx-fault 24 1", "ZELBOARD_EVENT=port-fault|ZELBOARD_NEW=yes|PRIORITY=4"),
     ("fail gpio:open", "ZELBOARD_EVENT=answer|ZELBOARD_NEW=does not answer|PRIORITY=4"),
 ]
 

@@ -155,7 +155,7 @@ ctl flash read T -o "$work/link"
 says 2 "PORT: '0x1c' is not a number from 0 to 27" ctl cage 0x1c
 says 2 "PORT: 'a.nb.x1b' is not" ctl cage "$(printf 'a\nb\033')"
 says 2 "FILE: '' is not a file" ctl backup ''
-says 2 'part: 255 means the whole flash' ctl flash compare "$work/kept" --part 255 --of 300
+says 2 ' --part: 255 means the whole flash to the library: part 255 cannot be compared$' ctl flash compare "$work/kept" --part 255 --of 300
 : >"$work/empty"
 for words in "firmware write $work/empty --partition 1" "db gen write $work/empty" "flash write T $work/empty" \
   "flash update T $work/empty"; do
@@ -187,7 +187,7 @@ copy=$!
 while kill -0 $copy 2>/dev/null && ctl flags | grep -q 'access_flag *no'; do sleep 0.02; done
 kill -TERM $copy 2>/dev/null || true
 if ! wait $copy; then  # else the copy was over before the signal
-  size=$(sed -n 's/^zelctl: interrupted: .* holds the first \(0x[0-9A-F]*\) of .*/\1/p' "$work/line")
+  size=$(sed -n 's/^.*interrupted: .* holds the first \(0x[0-9A-F]*\) of .*, verified; the rest is as it was$/\1/p' "$work/line")
   [ "$((size))" -gt 0 ] || fail "not told what the partition holds: $(cat "$work/line")"
   ctl flash read I1 $((size)) -o "$work/part"
   cmp -n $((size)) "$work/part" "$work/long"
@@ -210,7 +210,7 @@ for answer, told in (b"\x03", b"nothing was changed"), (b"no\n", b"nothing was d
         termios.tcsetattr(0, termios.TCSANOW, attributes)
         os.execv(sys.argv[1], ["zelsim", "run", "--fast", "--", sys.argv[2], "restore", sys.argv[3]])
     text = b""
-    while b"Type yes" not in text:
+    while b" Type yes to go on: " not in text:
         text += os.read(terminal, 100)
     os.write(terminal, answer)
     while told not in text:
@@ -292,6 +292,7 @@ lengths=$(ctl sfp show 26 | sed -n 's/^length_[a-z0-9_]* *//p' | xargs)
   echo '{"call":"FW_GetSystemLed","arguments":[{"bytes":"00","returned":true}]}'
 ) | (ulimit -n 32; ctl -v session) >"$work/answers"
 [ "$(grep -c 'not hexadecimal' "$work/answers")" -eq 40 ] || fail "session: $(cat "$work/answers")"
-for _ in $(seq 40); do echo '{"call":"FW_PollRtc","arguments":[{"file":"00"}]}'; done >"$work/calls"
-(ulimit -n 32; ctl session) <"$work/calls" >"$work/answers"
-[ "$(grep -c '"result": *0' "$work/answers")" -eq 40 ] || fail "session with files: $(tail -n 1 "$work/answers")"
+for i in $(seq 40); do
+  printf '{"call":"FW_%s","arguments":[%s]}\n' PollRtc '{"file":"00"}' SetSystemLed $((i % 2))
+done | (ulimit -n 32; ctl session) >"$work/answers"
+[ "$(grep -c '"result": *0' "$work/answers")" -eq 80 ] || fail "session with files and debugCmd: $(tail -n 1 "$work/answers")"

@@ -98,7 +98,7 @@ def metrics(*options):
 def next_event(watcher):
     event = json.loads(watcher.stdout.readline())
     age = datetime.now(timezone.utc) - datetime.fromisoformat(event["time"])
-    assert abs(age.total_seconds()) < 3600, event
+    assert abs(age.total_seconds()) < 3600 and event["time"][-5] == ".", event
     which = re.match("(port|slot|supply) ([0-9]+)", event["subject"])
     assert not which or event[which[1]] == int(which[2]), event
     assert event["new"] != "does not answer" or event["detail"].startswith("FW_"), event
